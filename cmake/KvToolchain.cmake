@@ -1,0 +1,26 @@
+# Flags that hold for every target, so that precompiled headers can be shared.
+find_program(KV_CCACHE ccache)
+if(KV_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  # The sloppiness lets ccache accept precompiled headers.
+  set(CMAKE_CXX_COMPILER_LAUNCHER
+      ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
+      ${KV_CCACHE})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    add_compile_options(-fpch-preprocess)
+  endif()
+endif()
+
+add_compile_options(-Wall -Wextra -Wpedantic -Werror -Wshadow -Wnon-virtual-dtor -Wold-style-cast
+                    -Wcast-align -Woverloaded-virtual -Wformat=2 -Wimplicit-fallthrough)
+add_compile_options(-fstack-protector-strong)
+if(CMAKE_BUILD_TYPE STREQUAL "Release")
+  add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+endif()
+
+if(KV_SANITIZE)
+  add_compile_options(-fsanitize=${KV_SANITIZE} -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${KV_SANITIZE})
+  if(KV_SANITIZE MATCHES "undefined")
+    add_compile_options(-fno-sanitize-recover=undefined)
+  endif()
+endif()

@@ -1,0 +1,17 @@
+// Messages between channels, cells and the console.
+#pragma once
+
+#include <cstdint>
+
+namespace kvmon {
+
+inline constexpr std::uint32_t WM_COMMAND = 273;
+inline constexpr std::uint32_t kMsgEndStop = 11411;         // command outcome to a cell
+inline constexpr std::uint32_t kMsgCaptionRefresh = 11412;  // a cell's caption strip is stale
+inline constexpr std::uint32_t kMsgFirstData = 15791;       // a channel's first picture; wParam channel
+inline constexpr std::uint32_t kMsgSizeChange = 15792;      // a channel's picture size; wParam channel
+
+inline constexpr std::uint32_t kCmdRefreshControls = 1757;
+inline constexpr std::uint32_t kCmdReadCameraInfo = 1982;
+
+}  // namespace kvmon

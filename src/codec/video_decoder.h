@@ -1,0 +1,51 @@
+// What a channel requires of an H.264 or MPEG-4 decoder.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+
+#include "codec/picture.h"
+
+namespace kvmon {
+
+inline constexpr int kStreamTypeH264 = 384;
+inline constexpr int kStreamTypeMpeg4 = 20;
+
+struct VideoDecoderParams {
+    int streamType = kStreamTypeH264;
+    int width = 0;
+    int height = 0;
+    int threads = 1;
+};
+
+// Codes a GetFrame that gave no picture may return.
+enum VideoDecoderStatus : int {
+    kDecodeOk = 0,
+    kDecodeNotOpen = -1,
+    kDecodeNeedMoreData = -2,  // nothing came out yet
+    kDecodeBadData = -3,
+    kDecodeWrongSize = -4,  // a picture of another size than the parameters tell
+    kDecodeNoMemory = -5,
+};
+
+// One decoder of one channel, used by that channel's decode thread alone.
+class VideoDecoder {
+public:
+    virtual ~VideoDecoder() = default;
+    // Opens the decoder; 0 on success. Closes what was open before.
+    virtual int Init(const VideoDecoderParams& params) = 0;
+    // Decodes one access unit. 0 means that `output` holds a finished picture, whose planes may be kept.
+    // Any other status leaves the decoder open and the picture is lost. `input` must be followed by
+    // kInputPadding readable bytes.
+    virtual int GetFrame(std::span<const std::uint8_t> input, DecodedPicture& output) = 0;
+    // Releases everything; Init may follow.
+    virtual void Close() = 0;
+};
+
+inline constexpr std::size_t kInputPadding = 64;
+
+// The decoder on libavcodec.
+std::unique_ptr<VideoDecoder> CreateVideoDecoder();
+
+}  // namespace kvmon

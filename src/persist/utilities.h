@@ -1,0 +1,65 @@
+// Small shared functions: Base64, URL text, time text, folders.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace kvmon {
+
+// Base64 with the standard alphabet and "=" padding, NUL-terminated. Gives the length, 0 if nOutSize
+// is too small. With bLineBreaks an LF stands behind every 76 characters, also at the end, and a
+// buffer below 76 gives 0 with nothing written.
+std::size_t Base64Encode(const void* pData, std::size_t nLength, char* pOut, std::size_t nOutSize,
+                         bool bLineBreaks);
+// The decoded bytes. Blanks, tabs, CR and LF are skipped; other foreign characters count as 0.
+std::string Base64Decode(std::string_view text);
+
+// Base64 of "user:password" with line breaks; empty if one of them has 64 bytes or more.
+std::string MakeBasicAuth(std::string_view user, std::string_view password);
+// Base64 of a text with line breaks.
+std::string EncodeBasicAuth(std::string_view text);
+// User and password of a Base64 text, each cut to its size less one; nothing without a colon.
+std::optional<std::pair<std::string, std::string>> SplitBasicAuth(std::string_view base64,
+                                                                  std::size_t nUserSize,
+                                                                  std::size_t nPasswordSize);
+
+// Every UTF-16 unit but digits and ASCII letters as "%" and at least two hexadecimal digits.
+std::string EscapeURL(std::string_view text);
+
+bool IsValidFileName(std::string_view name);
+std::string FormatThousands(std::uint64_t nValue);
+const char* BoolText(bool bValue);
+// "YYYYMMDDhhmmss".
+std::string FormatTimeStamp(const std::tm& time);
+// Text of a code page as UTF-8. 65001 is UTF-8, which is checked; any other is read as Latin-1.
+std::string WideFromCodePage(unsigned nCodePage, std::string_view text);
+// Position of the first occurrence without regard to ASCII case, or npos.
+std::size_t stristr(std::string_view text, std::string_view find);
+bool StringArraysEqual(const std::vector<std::string>& a, const std::vector<std::string>& b);
+
+std::string GetModuleFilePath();
+std::string GetModuleFileFolder();
+// The folder the client may write: $KVMON_DATA_DIR, else $XDG_DATA_HOME/kvmon, else
+// ~/.local/share/kvmon. Made when missing. A call of SetDataFolder goes before all of these.
+std::string GetDataFolder();
+void SetDataFolder(const std::string& path);
+bool FileExists(const std::string& path);
+bool IsFolder(const std::string& path);
+// Makes the folder and those above it, for the user alone.
+bool CreateFolder(const std::string& path);
+
+// 16 bytes as 32 lower-case digits.
+std::string HexDigest(std::span<const std::uint8_t, 16> hash);
+std::string MD5String(std::string_view text);
+// Empty if the file cannot be read.
+std::string MD5File(const std::string& path);
+
+}  // namespace kvmon

@@ -1,0 +1,66 @@
+// Text: display text is UTF-8 in std::string everywhere; wire text is bytes in bounded arrays.
+#pragma once
+
+#include <cstdarg>
+#include <cstddef>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+namespace kvmon {
+
+// printf into a string. The format is always the program's own, never text from outside.
+[[gnu::format(printf, 1, 2)]] std::string FormatText(const char* format, ...);
+[[gnu::format(printf, 1, 0)]] std::string FormatTextV(const char* format, std::va_list args);
+
+// Conversions to and from UTF-16. What is not valid becomes U+FFFD; neither fails.
+std::u16string ToUtf16(std::string_view utf8);
+std::string FromUtf16(std::u16string_view utf16);
+
+// True if the bytes are well-formed UTF-8 (no overlong forms, no surrogates).
+bool IsValidUtf8(std::string_view bytes);
+
+// Length of a text in UTF-16 units, the unit of all limits told in wide characters.
+std::size_t Utf16Length(std::string_view utf8);
+// The longest beginning of `utf8` with at most `units` UTF-16 units; never splits a character.
+std::string Utf16Left(std::string_view utf8, std::size_t units);
+
+// Without any of the given characters at its end.
+std::string_view TrimRight(std::string_view text, std::string_view characters);
+
+// A NUL-terminated text of at most N - 1 bytes, in place. What is too long is cut.
+template <std::size_t N>
+class BoundedText {
+public:
+    BoundedText() = default;
+    BoundedText(std::string_view text) { Assign(text); }  // NOLINT: meant to convert
+
+    BoundedText& operator=(std::string_view text) {
+        Assign(text);
+        return *this;
+    }
+
+    void Assign(std::string_view text) {
+        // Stops at a NUL, as the array would.
+        text = text.substr(0, text.find('\0'));
+        length_ = text.size() < N ? text.size() : N - 1;
+        std::memmove(data_, text.data(), length_);
+        data_[length_] = '\0';
+    }
+
+    void Clear() { Assign({}); }
+    bool IsEmpty() const { return length_ == 0; }
+    std::size_t Length() const { return length_; }
+    static constexpr std::size_t Capacity() { return N; }
+    const char* c_str() const { return data_; }
+    std::string_view View() const { return {data_, length_}; }
+    std::string Str() const { return std::string(View()); }
+
+    friend bool operator==(const BoundedText& a, const BoundedText& b) { return a.View() == b.View(); }
+
+private:
+    char data_[N] = {};
+    std::size_t length_ = 0;
+};
+
+}  // namespace kvmon

@@ -1,0 +1,90 @@
+#include "platform/worker.h"
+
+#include <pthread.h>
+
+#include <system_error>
+#include <thread>
+
+#include "platform/diagnostics.h"
+
+namespace kvmon {
+
+namespace {
+std::atomic<int> abandonedCount{0};
+}
+
+struct Worker::State {
+    std::string name;
+    std::thread::id id;
+    Event done;
+    std::mutex mutex;
+    bool abandoned = false;  // guarded by mutex
+    bool ended = false;      // guarded by mutex
+};
+
+Worker::~Worker() {
+    if (IsRunning()) {
+        Abandon();
+    }
+}
+
+bool Worker::Start(std::string name, std::function<void()> body) {
+    if (state_) {
+        return false;
+    }
+    auto state = std::make_shared<State>();
+    state->name = std::move(name);
+    try {
+        std::thread thread([state, body = std::move(body)]() mutable {
+            pthread_setname_np(pthread_self(), state->name.substr(0, 15).c_str());
+            body();
+            body = nullptr;  // what the body owns goes before the end is told
+            {
+                const std::lock_guard lock(state->mutex);
+                state->ended = true;
+                if (state->abandoned) {
+                    --abandonedCount;
+                }
+            }
+            state->done.Set();
+        });
+        state->id = thread.get_id();
+        thread.detach();
+    } catch (const std::system_error&) {
+        return false;
+    }
+    state_ = std::move(state);
+    return true;
+}
+
+bool Worker::IsRunning() const { return state_ && !state_->done.IsSet(); }
+
+bool Worker::Wait(Milliseconds timeout) {
+    if (!state_) {
+        return true;
+    }
+    if (state_->id == std::this_thread::get_id() || !state_->done.Wait(timeout)) {
+        return false;
+    }
+    state_.reset();
+    return true;
+}
+
+void Worker::Abandon() {
+    if (!state_) {
+        return;
+    }
+    {
+        const std::lock_guard lock(state_->mutex);
+        if (!state_->ended) {
+            state_->abandoned = true;
+            ++abandonedCount;
+        }
+    }
+    Diagnose("Worker::Abandon: %s did not end in time, abandoned...\n", state_->name.c_str());
+    state_.reset();
+}
+
+int Worker::AbandonedCount() { return abandonedCount; }
+
+}  // namespace kvmon

@@ -1,0 +1,102 @@
+// One exchange over a socket: connect, send, read lines or blocks.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "platform/clock.h"
+#include "platform/worker.h"
+
+namespace kvmon {
+
+// Error codes that the logic compares and the error table names.
+inline constexpr std::uint32_t kSocketInvalidArgument = 10022;
+inline constexpr std::uint32_t kSocketWouldBlock = 10035;
+inline constexpr std::uint32_t kSocketAborted = 10053;
+inline constexpr std::uint32_t kSocketTimedOut = 10060;
+
+// A budget of milliseconds that a transaction spends as it goes, 250 for each wait. Null or
+// kNoTimeout: no limit.
+inline constexpr std::uint32_t kNoTimeout = 0xFFFFFFFF;
+
+struct HTTP_RESULT {
+    char szVersion[8] = {};  // not terminated
+    int nStatus = 0;
+    char szReason[33] = {};
+};
+
+// Results of ReadNotifyLine.
+enum class NotifyLine {
+    Line = 0,
+    WaitError = 2,
+    WaitEnded = 4,
+    Closed = 5,
+    WouldBlock = 6,
+    TimedOut = 7,
+    Failed = 8,
+    Full = 9,
+};
+
+// The socket floor of every request. Used by one thread; other threads may set the caller's abort
+// flag (seen within 250 ms), and call CancelWait, Shutdown or Close.
+//
+// All reads take a budget by pointer, which each successful wait lowers by at least 250. Every
+// operation gives false (or 0) on failure and leaves the cause in GetSocketError.
+class CHttpTran {
+public:
+    explicit CHttpTran(const FlagWord* pAbortFlag, Clock& clock = SystemClock());
+    virtual ~CHttpTran();
+    CHttpTran(const CHttpTran&) = delete;
+    CHttpTran& operator=(const CHttpTran&) = delete;
+
+    // Opens an IPv4 stream socket bound to any free port. False if one is open already.
+    bool Create(bool bBlocking = false);
+    // Dotted text or a name. On a non-blocking socket waits for the connection within the budget.
+    bool Connect(const char* lpszHost, std::uint32_t nPort, std::uint32_t* dwTimeout);
+    // A wait that runs out of budget does not by itself make this false.
+    bool Send(const void* pData, std::size_t nLength, std::uint32_t* dwTimeout);
+    bool Send(std::string_view text, std::uint32_t* dwTimeout) {
+        return Send(text.data(), text.size(), dwTimeout);
+    }
+
+    // One line with its LF, NUL-terminated when it fits. Capacity in, length out. True with a full
+    // buffer too.
+    bool ReadLine(char* pBuffer, std::size_t* pnLength, std::uint32_t* dwTimeout);
+    // A line without its LF, on the blocking notification connection.
+    NotifyLine ReadNotifyLine(char* pBuffer, std::size_t* pnLength, std::uint32_t* dwTimeout);
+    // Blocks up to and including the delimiter; what was read behind it waits for the next read.
+    virtual bool ReadToCRLF(char* pBuffer, std::size_t* pnLength, std::uint32_t* dwTimeout);
+    bool ReadToSOI(char* pBuffer, std::size_t* pnLength, std::uint32_t* dwTimeout);
+    bool ReadToEOI(char* pBuffer, std::size_t* pnLength, std::uint32_t* dwTimeout);
+    // The number of bytes placed in the buffer: all that were wanted, fewer at the peer's end or a
+    // stall, 0 on failure or abort.
+    virtual std::size_t ReadBlock(void* pBuffer, std::size_t nLength, std::uint32_t* dwTimeout);
+    // One read of what is there now, at most nLength bytes, for callers that loop themselves. 0 on
+    // failure, abort, stall or the peer's end.
+    std::size_t Receive(void* pBuffer, std::size_t nLength, std::uint32_t* dwTimeout);
+
+    // False, and the result as it was, if the line has not two blanks.
+    static bool ParseHttpHeader(std::string_view line, HTTP_RESULT* pResult);
+
+    // A receive time-out of 0 means no limit.
+    bool SetSocketOptions(bool bKeepAlive, std::uint32_t dwRecvTimeout);
+    void Close();
+    void CancelWait();
+    // Ends a blocked operation of another thread by shutting the connection down. Any thread.
+    void Shutdown();
+
+    std::uint32_t GetSocketError() const { return m_dwLastError; }
+    const char* GetSocketErrorText() const;
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> m_impl;
+    std::uint32_t m_dwLastError = 0;
+};
+
+}  // namespace kvmon

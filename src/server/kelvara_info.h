@@ -1,0 +1,109 @@
+// One recorder, as the client sees it.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/clock.h"
+#include "platform/window_handle.h"
+#include "platform/worker.h"
+#include "server/nvr_status.h"
+#include "server/server_camera.h"
+
+namespace kvmon {
+
+class ServerWorker;  // what the thread owns and works on
+
+// Owns a thread that logs in, reads the recorder's documents and keeps the notification connection,
+// and the channel objects of that recorder. Used from the console's thread; tells it of news by
+// WM_UPDATEVSINFO and WM_GETVSINFO_FAILED.
+class CKelvaraInfo {
+public:
+    explicit CKelvaraInfo(Clock& clock = SystemClock());
+    ~CKelvaraInfo();
+    CKelvaraInfo(const CKelvaraInfo&) = delete;
+    CKelvaraInfo& operator=(const CKelvaraInfo&) = delete;
+
+    // Stores the connection data and clears the published status.
+    void SetConnectInfo(int nIdx, const std::string& host, std::uint32_t nPort, const std::string& user,
+                        const std::string& password);
+    // Starts the thread. With bForce a running one is stopped first (500 ms); without it a running one
+    // gives up its present transaction and goes on with the new data.
+    void StartGetKelvaraInfo(bool bForce);
+    void StartGetKelvaraInfo(int nIdx, const std::string& host, std::uint32_t nPort, const std::string& user,
+                             const std::string& password, bool bForce);
+    // True if no thread is left. Waits 3000 ms with bWait (the thread is then abandoned), else 100 ms.
+    bool StopGetKelvaraInfo(bool bWait, bool bNoStopFlag);
+    // A null handle: nothing is posted.
+    void SetNotifyWnd(WindowHandle hWnd);
+    bool IsRunning() const;
+
+    int GetIdx() const;
+    void SetIdx(int nIdx);
+    std::string GetHost() const;
+    std::uint32_t GetPort() const;
+    std::string GetUser() const;
+    std::string GetPassword() const;
+    std::string GetUserAtHost() const;  // "user@host:port"
+    std::string GetServerName() const;
+    void SetServerName(const std::string& name);
+    std::string GetServerNameAndVersion() const;  // "name(version)"
+    std::string GetServerVersion() const;
+    std::string GetServerBuild() const;
+    void GetDiskInfo(int* pnStatus, int* pnUsed, std::string& strSize, std::string& strUnit) const;
+    bool GetCameraSetting(int nCh, CameraSettings* pSetting) const;
+    std::vector<CameraSettings> GetAllCameraSettings() const;
+    int GetChannelCount() const;
+    void SetChannelCount(int nCount);
+    bool IsChannelVisible(int nCh, bool bShowUnconfigured, bool bShowNoRight) const;
+    int CountChannels(bool bConfiguredAndNoRight, bool bConfiguredOnly) const;
+    std::string GetChannelName(int nCh) const;
+    // One status word; 0 when out of range.
+    std::uint32_t GetStatus(int nCh, std::uint32_t nMask) const;
+
+    // The channel objects, by position; null allowed.
+    std::shared_ptr<ServerCamera> GetCamera(int nCh) const;
+    bool SetCamera(int nCh, std::shared_ptr<ServerCamera> pCamera);
+    int GetCameraCount() const;
+    void SetCameraCount(int nCount);
+
+    std::uint32_t GetErrorCount() const;
+    void RaiseErrorCount();
+    bool IsNoRightReported() const;
+    void SetNoRightReported(bool bReported);
+
+    // Tells the recorder that the user leaves. Blocking, for a thread of the caller's.
+    bool LogoutServer();
+    // Reads the recorder's clock and keeps its difference to the local one. Blocking likewise.
+    bool GetServerTime();
+    // Seconds that the recorder's clock is ahead of the local one, as GetServerTime found it.
+    std::int64_t GetServerTimeOffset() const;
+
+private:
+    std::shared_ptr<ServerWorker> m_worker;
+    Worker m_hGetKelvaraInfoThread;
+    mutable std::mutex m_csCameras;
+    std::vector<std::shared_ptr<ServerCamera>> m_Cameras;
+};
+
+// --- the lists of the whole process, for the console's thread alone
+
+// Creates an object with the next index; -1 on failure.
+int AddServer(const std::string& host, std::uint32_t nPort, const std::string& user,
+              const std::string& password);
+int FindServer(const std::string& host, std::uint32_t nPort);
+int GetServerCount();
+// Null when out of range.
+CKelvaraInfo* GetServer(int nIdx);
+// Stops one camera and parks it with those under removal.
+void StopAndRemoveCamera(int nIdx, int nCameraIdx);
+bool IsCameraInUse(const ServerCamera* pCamera);
+void DeleteAllKelvara();
+void ReapRemovedServers(bool bForce);
+void ReapRemovedCameras(bool bForce);
+
+}  // namespace kvmon

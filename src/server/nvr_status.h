@@ -1,0 +1,80 @@
+// What one round of queries learns about a recorder.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/text.h"
+#include "server/camera_settings.h"
+
+namespace kvmon {
+
+// One stream that a channel offers.
+struct CStreamEntry {
+    std::int32_t m_nId = -1;
+    std::int32_t m_nFormat = 0;
+    std::int32_t m_nResolution = -1;
+
+    bool IsValid() const { return m_nId != -1 && m_nResolution != -1 && m_nFormat != 0; }
+    friend bool operator==(const CStreamEntry&, const CStreamEntry&) = default;
+};
+
+using CStreamInfo = std::vector<CStreamEntry>;
+
+// Bits that name the status words of a channel.
+enum StatusMask : std::uint32_t {
+    kStatusFirst = 1,
+    kStatusSecond = 2,
+    kStatusThird = 4,
+    kStatusSeventh = 8,
+    kStatusFourth = 16,
+    kStatusFifth = 32,
+    kStatusSixth = 64,
+    kStatusB = 128,
+    kStatusMonitorRight = 256,
+    kStatusControlRight = 512,
+    kStatusAdminRight = 1024,
+    kStatusConfigured = 2048,
+};
+inline constexpr int kStatusWordCount = 12;
+
+// One channel as a round of queries found it.
+struct CVideoSetting {
+    CStreamInfo m_StreamInfo;
+    NetworkSetting m_NetworkSetting[2];
+    BoundedText<64> m_lpszCamUserName, m_lpszCamPasswd;
+    BoundedText<64> m_lpszAdminPasswd, m_lpszGuestPasswd;
+    std::int32_t m_nCh = 0;
+    BoundedText<256> m_lpszVideoURL;
+    std::uint32_t m_nSvrPort = 80;
+    BoundedText<64> m_lpszSvrIP;
+    BoundedText<64> m_lpszSvrUserName, m_lpszSvrPasswd;
+    BoundedText<256> m_lpszSvrBase64Auth;
+    std::array<std::uint32_t, kStatusWordCount> statusWords{};  // by the bit number of the mask
+    std::string m_strChannelName;
+    std::int32_t m_nAudioOut = 0, m_nAudioOutType = 0;
+    BoundedText<24> m_szCameraId;
+    std::uint32_t m_dwVendorId = 0xFFFFFFFF, m_dwModelId = 0xFFFFFFFF;
+
+    std::uint32_t Status(std::uint32_t mask) const;
+    void SetStatus(std::uint32_t mask, std::uint32_t value);
+    // The copy that a channel object takes.
+    CameraSettings ToCameraSettings() const;
+};
+
+struct CNvrStatus {
+    std::vector<CVideoSetting> m_VideoSettingList;  // in index order
+    std::string m_strServerName, strServerVersion, strServerBuild;
+    std::int32_t m_nServerState = 1;
+    std::string m_strDiskSize, m_strDiskUnit;
+    std::int32_t m_nDiskStatus = 100;
+    std::int32_t m_nChannelCount = 0;
+    std::int32_t m_nDiskUsed = 0;
+
+    // Leaves the list alone.
+    void Reset();
+};
+
+}  // namespace kvmon

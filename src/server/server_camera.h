@@ -1,0 +1,18 @@
+// What a recorder's object needs of the channel objects that it keeps.
+#pragma once
+
+#include <cstdint>
+
+namespace kvmon {
+
+// Implemented by CBaseCamera.
+class ServerCamera {
+public:
+    virtual ~ServerCamera() = default;
+    // True if no thread of the channel is left. Without bWait a thread gets 100 ms, with it 3000 ms and
+    // is then abandoned.
+    virtual bool StopCameraThreads(bool bWait) = 0;
+    virtual std::uint32_t GetCHInMainDlg() const = 0;
+};
+
+}  // namespace kvmon

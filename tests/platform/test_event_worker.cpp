@@ -1,0 +1,85 @@
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "platform/event.h"
+#include "platform/worker.h"
+#include "support/wait_until.h"
+
+using namespace kvmon;
+
+TEST(EventTest, LowestSetIndexWinsAndStaysSet) {
+    Event exit(true);
+    Event run(true);
+    Event* const both[] = {&exit, &run};
+    EXPECT_EQ(WaitAny(both, Milliseconds(0)), 0);
+    exit.Reset();
+    EXPECT_EQ(WaitAny(both, std::nullopt), 1);
+    EXPECT_TRUE(run.IsSet());
+    run.Reset();
+    EXPECT_EQ(WaitAny(both, Milliseconds(1)), kWaitTimeout);
+}
+
+TEST(EventTest, WakesAllWaitersFromOtherThreads) {
+    Event go;
+    Event other;
+    std::atomic<int> woken{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i) {
+        threads.emplace_back([&] {
+            Event* const both[] = {&other, &go};
+            if (WaitAny(both, std::nullopt) == 1) {
+                ++woken;
+            }
+        });
+    }
+    go.Set();
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(woken, 8);
+}
+
+TEST(EventTest, SetAndResetInARaceNeverLosesTheLastSet) {
+    for (int round = 0; round < 200; ++round) {
+        Event event;
+        std::thread setter([&] {
+            event.Set();
+            event.Reset();
+            event.Set();
+        });
+        EXPECT_TRUE(event.Wait(std::chrono::seconds(10)));
+        setter.join();
+    }
+}
+
+TEST(WorkerTest, EndsAndCanBeStartedAgain) {
+    Worker worker;
+    Event go;
+    ASSERT_TRUE(worker.Start("test", [&] { go.Wait(); }));
+    EXPECT_FALSE(worker.Start("second", [] {}));
+    EXPECT_TRUE(worker.IsRunning());
+    EXPECT_FALSE(worker.Wait(Milliseconds(1)));
+    go.Set();
+    EXPECT_TRUE(worker.Wait(std::chrono::seconds(10)));
+    EXPECT_FALSE(worker.IsHeld());
+    EXPECT_TRUE(worker.Start("again", [] {}));
+    EXPECT_TRUE(worker.Wait(std::chrono::seconds(10)));
+}
+
+TEST(WorkerTest, AbandonedBodyKeepsWhatItOwnsUntilItEnds) {
+    struct Owned {
+        Event go;
+    };
+    auto owned = std::make_shared<Owned>();
+    std::weak_ptr<Owned> watch = owned;
+    {
+        Worker worker;
+        ASSERT_TRUE(worker.Start("stuck", [owned] { owned->go.Wait(); }));
+        EXPECT_FALSE(worker.Wait(Milliseconds(1)));
+    }
+    EXPECT_EQ(Worker::AbandonedCount(), 1);
+    owned->go.Set();
+    owned.reset();
+    EXPECT_TRUE(kvtest::WaitUntil([&] { return watch.expired() && Worker::AbandonedCount() == 0; }));
+}

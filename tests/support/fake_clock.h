@@ -1,0 +1,34 @@
+// A clock that tests move.
+#pragma once
+
+#include <atomic>
+#include <mutex>
+#include <vector>
+
+#include "platform/clock.h"
+
+namespace kvtest {
+
+// Timed waits end when the event is set or when the test has moved the clock far enough. With
+// `autoAdvance` a timed wait whose events are not set moves the clock itself and ends at once.
+class FakeClock final : public kvmon::Clock {
+public:
+    explicit FakeClock(bool autoAdvance = false) : autoAdvance_(autoAdvance) {}
+
+    std::uint64_t TickMs() override { return tick_; }
+    std::chrono::system_clock::time_point Now() override;
+    int WaitAny(std::span<kvmon::Event* const> events,
+                std::optional<kvmon::Milliseconds> timeout) override;
+
+    void Advance(kvmon::Milliseconds time) { tick_ += static_cast<std::uint64_t>(time.count()); }
+    // The time-outs of all timed waits so far, in order of their beginning.
+    std::vector<kvmon::Milliseconds> Waits() const;
+
+private:
+    const bool autoAdvance_;
+    std::atomic<std::uint64_t> tick_{1'000'000};
+    mutable std::mutex mutex_;
+    std::vector<kvmon::Milliseconds> waits_;
+};
+
+}  // namespace kvtest

@@ -1,0 +1,172 @@
+#include "support/scripted_server.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <stdexcept>
+
+namespace kvtest {
+
+namespace {
+
+// A socket bound to a free loopback port; the port goes to `port`.
+int BindLoopback(std::uint16_t& port) {
+    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    auto* const generic = static_cast<sockaddr*>(static_cast<void*>(&address));
+    if (fd < 0 || ::bind(fd, generic, length) != 0 || ::getsockname(fd, generic, &length) != 0) {
+        throw std::runtime_error("no loopback port");
+    }
+    port = ntohs(address.sin_port);
+    return fd;
+}
+
+thread_local std::function<void(std::string)> noteHead;
+
+}  // namespace
+
+bool Peer::WaitReadable() {
+    while (!stopping_) {
+        pollfd entry{socket_, POLLIN, 0};
+        if (::poll(&entry, 1, 20) > 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::string Peer::ReadHead() {
+    std::string head;
+    char byte = 0;
+    while (!head.ends_with("\r\n\r\n") && WaitReadable() && ::recv(socket_, &byte, 1, 0) == 1) {
+        head += byte;
+    }
+    if (!head.empty() && noteHead) {
+        noteHead(head);
+    }
+    return head;
+}
+
+std::string Peer::Read(std::size_t count) {
+    std::string bytes(count, '\0');
+    std::size_t have = 0;
+    while (have < count && WaitReadable()) {
+        const ssize_t got = ::recv(socket_, bytes.data() + have, count - have, 0);
+        if (got <= 0) {
+            break;
+        }
+        have += static_cast<std::size_t>(got);
+    }
+    bytes.resize(have);
+    return bytes;
+}
+
+bool Peer::Write(std::string_view bytes) {
+    while (!bytes.empty() && !stopping_) {
+        pollfd entry{socket_, POLLOUT, 0};
+        if (::poll(&entry, 1, 20) <= 0) {
+            continue;
+        }
+        const ssize_t sent = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (sent < 0) {
+            return false;
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(sent));
+    }
+    return bytes.empty();
+}
+
+bool Peer::WaitClosed(milliseconds timeout) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    char dropped[4096];
+    while (!stopping_ && std::chrono::steady_clock::now() < deadline) {
+        pollfd entry{socket_, POLLIN, 0};
+        if (::poll(&entry, 1, 20) > 0 && ::recv(socket_, dropped, sizeof dropped, 0) <= 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void Peer::Hold() { WaitClosed(std::chrono::hours(1)); }
+
+void Peer::Close() { ::shutdown(socket_, SHUT_RDWR); }
+
+void Peer::Reset() {
+    const linger abrupt{1, 0};
+    ::setsockopt(socket_, SOL_SOCKET, SO_LINGER, &abrupt, sizeof abrupt);
+}
+
+ScriptedServer::ScriptedServer(Script script) : script_(std::move(script)) {
+    listener_ = BindLoopback(port_);
+    ::listen(listener_, 64);
+    acceptor_ = std::thread([this] { AcceptLoop(); });
+}
+
+ScriptedServer::~ScriptedServer() {
+    stopping_ = true;
+    ::shutdown(listener_, SHUT_RDWR);
+    acceptor_.join();
+    for (std::thread& thread : threads_) {
+        thread.join();
+    }
+    ::close(listener_);
+}
+
+void ScriptedServer::AcceptLoop() {
+    for (int number = 0; !stopping_; ++number) {
+        const int fd = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+        if (fd < 0) {
+            return;
+        }
+        const std::lock_guard lock(mutex_);
+        sockets_.push_back(fd);
+        threads_.emplace_back([this, fd, number] {
+            noteHead = [this](std::string head) { Note(std::move(head)); };
+            Peer peer(fd, number, stopping_);
+            script_(peer);
+            ::close(fd);
+        });
+    }
+}
+
+void ScriptedServer::Note(std::string head) {
+    const std::lock_guard lock(mutex_);
+    heads_.push_back(std::move(head));
+    changed_.notify_all();
+}
+
+int ScriptedServer::ConnectionCount() const {
+    const std::lock_guard lock(mutex_);
+    return static_cast<int>(sockets_.size());
+}
+
+std::vector<std::string> ScriptedServer::Heads() const {
+    const std::lock_guard lock(mutex_);
+    return heads_;
+}
+
+bool ScriptedServer::WaitForHeads(std::size_t count, milliseconds timeout) const {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, timeout, [&] { return heads_.size() >= count; });
+}
+
+std::string HttpReply(int status, std::string_view reason, std::string_view body) {
+    std::string reply = "HTTP/1.0 " + std::to_string(status) + " ";
+    reply.append(reason).append("\r\n\r\n").append(body);
+    return reply;
+}
+
+std::uint16_t UnusedPort() {
+    std::uint16_t port = 0;
+    ::close(BindLoopback(port));
+    return port;
+}
+
+}  // namespace kvtest

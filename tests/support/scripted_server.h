@@ -1,0 +1,89 @@
+// A TCP server on a loopback port of the system's choice whose every connection runs a script.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+namespace kvtest {
+
+using std::chrono::milliseconds;
+
+// One accepted connection, as its script sees it.
+class Peer {
+public:
+    Peer(int socket, int number, const std::atomic<bool>& stopping)
+        : socket_(socket), number_(number), stopping_(stopping) {}
+
+    // Counts connections from 0.
+    int Number() const { return number_; }
+    // Reads up to and including the blank line that ends a request head. What came so far if the peer
+    // closes or the server stops.
+    std::string ReadHead();
+    // Reads exactly `count` bytes, fewer if the peer closes or the server stops.
+    std::string Read(std::size_t count);
+    // False if the peer is gone.
+    bool Write(std::string_view bytes);
+    // Waits until the peer closes its side; drops what it sends meanwhile. False at the time's end.
+    bool WaitClosed(milliseconds timeout = milliseconds(10000));
+    // Holds the connection open, silent, until the peer closes or the server stops.
+    void Hold();
+    void Close();
+    // Closes with a reset in place of an orderly end.
+    void Reset();
+
+private:
+    bool WaitReadable();
+
+    int socket_;
+    int number_;
+    const std::atomic<bool>& stopping_;
+    friend class ScriptedServer;
+};
+
+class ScriptedServer {
+public:
+    using Script = std::function<void(Peer&)>;
+
+    // Each connection runs `script` on a thread of its own; it is closed when the script returns.
+    explicit ScriptedServer(Script script);
+    // Ends all connections and waits for their scripts.
+    ~ScriptedServer();
+
+    std::uint16_t Port() const { return port_; }
+    int ConnectionCount() const;
+    // Every request head that a script read, in the order of reading.
+    std::vector<std::string> Heads() const;
+    // Waits until `count` heads were read in all.
+    bool WaitForHeads(std::size_t count, milliseconds timeout = milliseconds(10000)) const;
+
+private:
+    void AcceptLoop();
+    void Note(std::string head);
+
+    Script script_;
+    int listener_ = -1;
+    std::uint16_t port_ = 0;
+    std::atomic<bool> stopping_{false};
+    mutable std::mutex mutex_;
+    mutable std::condition_variable changed_;
+    std::vector<std::string> heads_;
+    std::vector<int> sockets_;
+    std::vector<std::thread> threads_;
+    std::thread acceptor_;
+};
+
+// A reply head of version 1.0 with the status and a blank line, and the body behind it.
+std::string HttpReply(int status, std::string_view reason, std::string_view body);
+
+// A loopback port on which nothing listens at present.
+std::uint16_t UnusedPort();
+
+}  // namespace kvtest
