@@ -1,0 +1,92 @@
+#include "persist/credential_store.h"
+
+#include <nettle/arcfour.h>
+#include <nettle/md5.h>
+
+#include <algorithm>
+#include <array>
+
+#include "persist/log_file.h"
+#include "persist/orvo_registry.h"
+#include "platform/text.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr std::size_t kMaxCharacters = 100;
+constexpr std::size_t kWorkBuffer = 1000;
+constexpr std::size_t kNarrowBuffer = 200;
+constexpr std::size_t kReadCapacity = 260;
+constexpr char kMarker = 'p';
+
+// Stored values were made with a key of 40 bits that a salt of zeros fills up to 128.
+constexpr std::size_t kKeyBytes = 5;
+
+const std::uint8_t* Bytes(std::string_view text) {
+    return static_cast<const std::uint8_t*>(static_cast<const void*>(text.data()));
+}
+
+// RC4 works the same in both directions.
+void Crypt(std::vector<std::uint8_t>& data, std::string_view keyText) {
+    std::array<std::uint8_t, MD5_DIGEST_SIZE> hash{};
+    md5_ctx md5;
+    md5_init(&md5);
+    md5_update(&md5, keyText.size(), Bytes(keyText));
+    md5_digest(&md5, hash.size(), hash.data());
+
+    std::fill(hash.begin() + kKeyBytes, hash.end(), std::uint8_t{0});
+    arcfour_ctx rc4;
+    arcfour_set_key(&rc4, hash.size(), hash.data());
+    arcfour_crypt(&rc4, data.size(), data.data(), data.data());
+}
+
+void ZeroBehindFirstZero(std::vector<std::uint8_t>& cipher) {
+    std::fill(std::find(cipher.begin(), cipher.end(), std::uint8_t{0}), cipher.end(), std::uint8_t{0});
+}
+
+}  // namespace
+
+std::vector<std::uint8_t> EncryptString(std::string_view plain, std::string_view keyText) {
+    plain = plain.substr(0, std::min(plain.find('\0'), kWorkBuffer - 2));
+    const std::string marked = kMarker + std::string(plain);
+    std::vector<std::uint8_t> cipher(marked.begin(), marked.end());
+    Crypt(cipher, keyText);
+    ZeroBehindFirstZero(cipher);
+    return cipher;
+}
+
+std::string DecryptString(std::vector<std::uint8_t> cipher, std::string_view keyText) {
+    cipher.resize(std::min(cipher.size(), kWorkBuffer));
+    if (cipher.empty()) {
+        return {};
+    }
+    ZeroBehindFirstZero(cipher);
+    Crypt(cipher, keyText);
+    const std::string text(cipher.begin() + 1, cipher.end());
+    return text.substr(0, text.find('\0'));
+}
+
+bool SaveEncryptPasswd(COrvoRegistry& registry, std::string_view section, std::string_view entry,
+                       std::string_view keyText, std::string_view password) {
+    const bool fits = Utf16Length(keyText) < kMaxCharacters && Utf16Length(password) < kMaxCharacters &&
+                      keyText.size() < kNarrowBuffer && password.size() < kNarrowBuffer;
+    if (!fits) {
+        Trace("SaveEncryptPasswd: EncryptString failure...\n");
+        return false;
+    }
+    return registry.WriteProfileBinary(section, entry, EncryptString(password, keyText));
+}
+
+std::optional<std::string> GetEncryptPasswd(const COrvoRegistry& registry, std::string_view section,
+                                            std::string_view entry, std::string_view keyText) {
+    std::vector<std::uint8_t> cipher(kReadCapacity);
+    cipher.resize(registry.GetProfileBinary(section, entry, cipher));
+    if (cipher.empty()) {
+        return std::nullopt;
+    }
+    // Whoever changed the key text by hand gets some bytes; they must still be text.
+    return FromUtf16(ToUtf16(DecryptString(std::move(cipher), keyText)));
+}
+
+}  // namespace kvmon
