@@ -11,7 +11,9 @@ namespace {
 std::atomic<DiagnosticSink> currentSink{nullptr};
 }
 
-void SetDiagnosticSink(DiagnosticSink sink) { currentSink = sink; }
+void SetDiagnosticSink(DiagnosticSink sink) {
+    currentSink = sink;
+}
 
 void Diagnose(const char* format, ...) {
     const DiagnosticSink sink = currentSink;

@@ -57,7 +57,9 @@ bool Worker::Start(std::string name, std::function<void()> body) {
     return true;
 }
 
-bool Worker::IsRunning() const { return state_ && !state_->done.IsSet(); }
+bool Worker::IsRunning() const {
+    return state_ && !state_->done.IsSet();
+}
 
 bool Worker::Wait(Milliseconds timeout) {
     if (!state_) {
@@ -85,6 +87,8 @@ void Worker::Abandon() {
     state_.reset();
 }
 
-int Worker::AbandonedCount() { return abandonedCount; }
+int Worker::AbandonedCount() {
+    return abandonedCount;
+}
 
 }  // namespace kvmon

@@ -1,24 +1,21 @@
 // One exchange over a socket: connect, send, read lines or blocks.
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 
 #include "platform/clock.h"
+#include "platform/socket.h"
 #include "platform/worker.h"
 
 namespace kvmon {
-
-// Error codes that the logic compares and the error table names.
-inline constexpr std::uint32_t kSocketInvalidArgument = 10022;
-inline constexpr std::uint32_t kSocketWouldBlock = 10035;
-inline constexpr std::uint32_t kSocketAborted = 10053;
-inline constexpr std::uint32_t kSocketTimedOut = 10060;
 
 // A budget of milliseconds that a transaction spends as it goes, 250 for each wait. Null or
 // kNoTimeout: no limit.
@@ -94,9 +91,32 @@ public:
     const char* GetSocketErrorText() const;
 
 private:
-    struct Impl;
-    std::unique_ptr<Impl> m_impl;
+    enum class Wait { Ended, Error, TimedOut, Ready };
+
+    bool IsAborted() const { return m_pAbortFlag != nullptr && *m_pAbortFlag != 0; }
+    Wait WaitSocket(bool bWrite, std::uint32_t* dwTimeout);
+    bool WaitReady(bool bWrite, std::uint32_t* dwTimeout) {
+        return WaitSocket(bWrite, dwTimeout) == Wait::Ready;
+    }
+    bool ReadToPair(std::uint8_t first, std::uint8_t second, char* pBuffer, std::size_t* pnLength,
+                    std::uint32_t* dwTimeout);
+    std::optional<std::size_t> ReceiveBytes(void* pBuffer, std::size_t nLength);
+    std::size_t TakePushback(void* pBuffer, std::size_t nLength);
+    bool Keep(std::uint32_t code);
+
+    Socket m_hSocket;
+    std::atomic<bool> m_bCancel{false};
+    std::atomic<int> m_nWaiters{0};
     std::uint32_t m_dwLastError = 0;
+    const FlagWord* const m_pAbortFlag;
+    Clock& m_clock;
+    bool m_bBlocking = false;
+    std::unique_ptr<std::array<std::uint8_t, 1024>> m_pPushback;
+    std::size_t m_nPushbackLen = 0;
+    std::size_t m_nPushbackPos = 0;
 };
+
+// The text for a socket error code; one that is not in the table gives the first row's.
+const char* SocketErrorText(std::uint32_t code);
 
 }  // namespace kvmon

@@ -1,0 +1,145 @@
+#include "persist/log_file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <ctime>
+
+#include "platform/diagnostics.h"
+#include "platform/text.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr std::size_t kMaxLine = 1024;
+constexpr std::int64_t kMaxFile = 0xA00000;
+
+bool DebugOutputOn() {
+    static const bool on = [] {
+        const char* const value = std::getenv("KVMON_DEBUG");
+        return value != nullptr && *value != '\0';
+    }();
+    return on;
+}
+
+void WriteDebugOutput(std::string_view text) {
+    if (DebugOutputOn()) {
+        std::fwrite(text.data(), 1, text.size(), stderr);
+    }
+}
+
+std::string Stamp(Clock& clock) {
+    const std::time_t now = std::chrono::system_clock::to_time_t(clock.Now());
+    std::tm local{};
+    localtime_r(&now, &local);
+    char text[32];
+    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S\t", &local);
+    return text;
+}
+
+}  // namespace
+
+CLogFile::~CLogFile() {
+    if (m_pFile != nullptr) {
+        std::fclose(m_pFile);
+    }
+}
+
+void CLogFile::Trace(const char* lpszFormat, ...) {
+    std::va_list args;
+    va_start(args, lpszFormat);
+    TraceV(lpszFormat, args);
+    va_end(args);
+}
+
+void CLogFile::TraceV(const char* lpszFormat, std::va_list args) {
+    std::string text = FormatTextV(lpszFormat, args);
+    if (text.size() > kMaxLine) {
+        text = Utf16Left(text, kMaxLine);
+    }
+    const std::string line = Stamp(m_clock) + text;
+    const std::lock_guard lock(m_cs);
+    WriteDebugOutput(line);
+    if (m_bFileOpen) {
+        WriteToFile(line);
+    }
+}
+
+void CLogFile::TraceRaw(bool bDebugOut, std::string_view text) {
+    const std::lock_guard lock(m_cs);
+    if (bDebugOut) {
+        WriteDebugOutput(text);
+    }
+    if (m_bFileOpen) {
+        std::fwrite(text.data(), 1, text.size(), m_pFile);
+        std::fflush(m_pFile);
+    }
+}
+
+bool CLogFile::Open(const std::string& path) {
+    const std::lock_guard lock(m_cs);
+    if (m_pFile != nullptr) {
+        std::fclose(m_pFile);
+        m_pFile = nullptr;
+    }
+    m_bFileOpen = false;
+    m_nFirstLineLength = 0;
+    const int fd = ::open(path.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC | O_NOFOLLOW, 0600);
+    if (fd < 0) {
+        return false;
+    }
+    // Another writer keeps its file: it is emptied only behind the lock.
+    if (::flock(fd, LOCK_EX | LOCK_NB) != 0 || ::ftruncate(fd, 0) != 0) {
+        ::close(fd);
+        return false;
+    }
+    m_pFile = ::fdopen(fd, "w");
+    m_bFileOpen = m_pFile != nullptr;
+    if (!m_bFileOpen) {
+        ::close(fd);
+    }
+    return m_bFileOpen;
+}
+
+bool CLogFile::IsOpen() const {
+    const std::lock_guard lock(m_cs);
+    return m_bFileOpen;
+}
+
+void CLogFile::WriteToFile(std::string_view line) {
+    const int fd = ::fileno(m_pFile);
+    struct stat status {};
+    if (::fstat(fd, &status) == 0 && status.st_size > kMaxFile && ::ftruncate(fd, m_nFirstLineLength) == 0) {
+        std::fseek(m_pFile, 0, SEEK_END);
+    }
+    if (m_nFirstLineLength == 0) {
+        m_nFirstLineLength = static_cast<std::int64_t>(line.size());
+    }
+    std::fwrite(line.data(), 1, line.size(), m_pFile);
+    if (std::fflush(m_pFile) != 0) {
+        std::clearerr(m_pFile);
+    }
+}
+
+CLogFile& LogFile() {
+    // Never destroyed: abandoned threads may still trace.
+    static CLogFile* const log = [] {
+        auto* const made = new CLogFile;
+        SetDiagnosticSink([](const char* text) { LogFile().Trace("%s", text); });
+        return made;
+    }();
+    return *log;
+}
+
+void Trace(const char* lpszFormat, ...) {
+    std::va_list args;
+    va_start(args, lpszFormat);
+    LogFile().TraceV(lpszFormat, args);
+    va_end(args);
+}
+
+}  // namespace kvmon

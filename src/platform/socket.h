@@ -1,0 +1,68 @@
+// Sockets behind the operations and the numeric error codes that the logic works with.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+
+namespace kvmon {
+
+inline constexpr std::uint32_t kSocketInvalidArgument = 10022;
+inline constexpr std::uint32_t kSocketWouldBlock = 10035;
+inline constexpr std::uint32_t kSocketAborted = 10053;
+inline constexpr std::uint32_t kSocketTimedOut = 10060;
+
+// The code for an errno value; one without a counterpart gives 10022.
+std::uint32_t SocketErrorFromErrno(int error);
+
+// An IPv4 address in network order.
+using Ipv4Address = std::uint32_t;
+
+// Dotted text in all its old forms (1 to 4 numbers, decimal, octal or hexadecimal).
+std::optional<Ipv4Address> ParseDottedAddress(const std::string& text);
+
+// The first address of a name. The look-up runs on a thread of its own, since it may hang; `giveUp` is
+// asked every 250 ms and ends the wait.
+std::optional<Ipv4Address> ResolveName(const std::string& name, const std::function<bool()>& giveUp);
+
+// A stream socket. One thread uses it; Shutdown alone may be called from any thread at any time.
+class Socket {
+public:
+    Socket() = default;
+    ~Socket() { Close(); }
+    Socket(const Socket&) = delete;
+    Socket& operator=(const Socket&) = delete;
+
+    bool IsOpen() const { return fd_ >= 0; }
+    // All give 0 on success, else a code.
+    std::uint32_t Open();
+    std::uint32_t BindAny();
+    std::uint32_t SetBlocking(bool blocking);
+    std::uint32_t Connect(Ipv4Address address, std::uint16_t port);
+    // The outcome of a connection that was under way.
+    std::uint32_t PendingError() const;
+    std::uint32_t SetKeepAlive(bool on);
+    // 0 means no limit.
+    std::uint32_t SetReceiveTimeout(std::uint32_t milliseconds);
+
+    enum class Ready { Yes, No, Error };
+    // Waits until the socket can be read or written.
+    Ready Poll(bool write, int milliseconds, std::uint32_t& error) const;
+
+    // The number of bytes, 0 at the peer's end; nothing on an error, which is then in `error`.
+    std::optional<std::size_t> Send(const void* data, std::size_t length, std::uint32_t& error);
+    std::optional<std::size_t> Receive(void* buffer, std::size_t length, std::uint32_t& error);
+
+    // Ends blocked operations of the thread that uses the socket, and all later ones.
+    void Shutdown();
+    void Close();
+
+private:
+    int fd_ = -1;
+    std::mutex closing_;  // keeps Shutdown from a descriptor that was given back
+};
+
+}  // namespace kvmon
