@@ -19,6 +19,9 @@ public:
               std::ptrdiff_t stride, const PixelRect& target);
 
 private:
+    bool DrawPlanes(const PictureView& part, std::uint8_t* out, int outStride, int width, int height);
+    bool DrawPacked(const PictureView& part, std::uint8_t* out, int outStride, int width, int height);
+
     std::vector<std::uint8_t> work_;
 };
 

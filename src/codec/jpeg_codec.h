@@ -32,9 +32,12 @@ PictureView DecodeJpegPlanes(std::span<const std::uint8_t> data, std::vector<std
 
 // Writes a bottom-up bitmap of 16, 24 or 32 bits as JPEG, `quality` 1 to 100. The file appears under
 // its name only when it is whole.
-JpegError SaveJpegFile(const std::string& path, const BITMAPINFOHEADER& info, std::span<const std::uint8_t> bits,
-                       int quality, bool bColor);
+JpegError SaveJpegFile(const std::string& path, const BITMAPINFOHEADER& info,
+                       std::span<const std::uint8_t> bits, int quality, bool bColor);
 JpegError SaveJpegMemory(std::vector<std::uint8_t>& out, const BITMAPINFOHEADER& info,
                          std::span<const std::uint8_t> bits, int quality, bool bColor);
+
+// Writes a file that appears under its name only when it is whole; nothing of it stays on failure.
+bool SaveWholeFile(const std::string& path, std::span<const std::uint8_t> data);
 
 }  // namespace kvmon

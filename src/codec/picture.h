@@ -53,6 +53,7 @@ enum class PixelLayout { None, I420, I422, I444, Gray, Bgr24, Bgra32 };
 struct PictureView {
     PixelLayout layout = PixelLayout::None;
     bool fullRange = false;  // JPEG's levels 0 to 255, against 16 to 235
+    bool bt709 = false;      // high-definition colours, against those of standard definition
     int width = 0;
     int height = 0;
     const std::uint8_t* data[3] = {};

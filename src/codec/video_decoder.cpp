@@ -1,0 +1,151 @@
+#include "codec/video_decoder.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+}
+
+#include <mutex>
+
+#include "platform/diagnostics.h"
+
+namespace kvmon {
+
+namespace {
+
+// The largest picture that any recorder of this kind sends, with room.
+constexpr std::int64_t kMaxPixels = 8192LL * 4320;
+
+struct ContextEnd {
+    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
+};
+struct PacketEnd {
+    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+};
+
+// The library's own lines say nothing that the status does not, and go to standard error.
+void SilenceLibrary() {
+    static std::once_flag once;
+    std::call_once(once, [] { av_log_set_level(AV_LOG_QUIET); });
+}
+
+AVCodecID CodecOf(int streamType) {
+    switch (streamType) {
+        case kStreamTypeH264:
+            return AV_CODEC_ID_H264;
+        case kStreamTypeMpeg4:
+            return AV_CODEC_ID_MPEG4;
+        default:
+            return AV_CODEC_ID_NONE;
+    }
+}
+
+class AvVideoDecoder final : public VideoDecoder {
+public:
+    int Init(const VideoDecoderParams& params) override {
+        Close();
+        SilenceLibrary();
+        const AVCodec* const codec = avcodec_find_decoder(CodecOf(params.streamType));
+        if (codec == nullptr || params.width <= 0 || params.height <= 0 ||
+            std::int64_t{params.width} * params.height > kMaxPixels) {
+            return kDecodeBadData;
+        }
+        std::unique_ptr<AVCodecContext, ContextEnd> context(avcodec_alloc_context3(codec));
+        if (packet_ == nullptr) {
+            packet_.reset(av_packet_alloc());
+        }
+        if (!context || !packet_) {
+            return kDecodeNoMemory;
+        }
+        context->width = params.width;
+        context->height = params.height;
+        context->max_pixels = kMaxPixels;
+        // One unit in, one picture out: nothing is held back for reordering, and threads share a picture
+        // where they would else work on several.
+        context->flags |= AV_CODEC_FLAG_LOW_DELAY;
+        context->flags2 |= AV_CODEC_FLAG2_SHOW_ALL;
+        context->thread_count = params.threads > 1 ? params.threads : 1;
+        context->thread_type = FF_THREAD_SLICE;
+        context->err_recognition = 0;
+        if (avcodec_open2(context.get(), codec, nullptr) < 0) {
+            return kDecodeBadData;
+        }
+        params_ = params;
+        context_ = std::move(context);
+        return kDecodeOk;
+    }
+
+    int GetFrame(std::span<const std::uint8_t> input, DecodedPicture& output) override {
+        output.Clear();
+        if (!context_) {
+            return kDecodeNotOpen;
+        }
+        AVFrame* const frame = output.Frame();
+        if (frame == nullptr) {
+            return kDecodeNoMemory;
+        }
+        if (input.empty() || input.size() > std::size_t{INT32_MAX} - kInputPadding) {
+            return kDecodeBadData;
+        }
+        // The packet borrows the bytes: the decoder only reads them.
+        packet_->data = const_cast<std::uint8_t*>(input.data());
+        packet_->size = static_cast<int>(input.size());
+        const int sent = avcodec_send_packet(context_.get(), packet_.get());
+        packet_->data = nullptr;
+        packet_->size = 0;
+        const int status = TakeNewest(frame);
+        if (status == kDecodeNeedMoreData && sent < 0) {
+            return kDecodeBadData;
+        }
+        if (status != kDecodeOk) {
+            output.Clear();
+            return status;
+        }
+        return CheckPicture(output);
+    }
+
+    void Close() override { context_.reset(); }
+
+private:
+    // A unit may carry several pictures; the last one is the newest.
+    int TakeNewest(AVFrame* frame) {
+        int status = kDecodeNeedMoreData;
+        for (;;) {
+            const int received = avcodec_receive_frame(context_.get(), spare_.Frame());
+            if (received < 0) {
+                return received == AVERROR(EAGAIN) || received == AVERROR_EOF || status == kDecodeOk
+                           ? status
+                           : static_cast<int>(kDecodeBadData);
+            }
+            av_frame_unref(frame);
+            av_frame_move_ref(frame, spare_.Frame());
+            status = kDecodeOk;
+        }
+    }
+
+    int CheckPicture(DecodedPicture& output) const {
+        const PictureView view = output.View();
+        int status = kDecodeOk;
+        if (view.IsEmpty()) {
+            status = kDecodeBadData;
+        } else if (view.width != params_.width || view.height != params_.height) {
+            status = kDecodeWrongSize;
+        }
+        if (status != kDecodeOk) {
+            output.Clear();
+        }
+        return status;
+    }
+
+    VideoDecoderParams params_;
+    std::unique_ptr<AVCodecContext, ContextEnd> context_;
+    std::unique_ptr<AVPacket, PacketEnd> packet_;
+    DecodedPicture spare_;
+};
+
+}  // namespace
+
+std::unique_ptr<VideoDecoder> CreateVideoDecoder() {
+    return std::make_unique<AvVideoDecoder>();
+}
+
+}  // namespace kvmon
