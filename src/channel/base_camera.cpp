@@ -3,6 +3,7 @@
 
 #include "channel/channel_core.h"
 #include "channel/channel_messages.h"
+#include "channel/ptz_request.h"
 #include "persist/log_file.h"
 
 namespace kvmon {
@@ -120,9 +121,32 @@ void CBaseCamera::AddCamCmd(std::uint32_t dwCmd, std::uint32_t dwArg) {
     m_core->AddCamCmd(dwCmd, dwArg);
 }
 
-void CBaseCamera::SetCamCmdHandler(CamCmdHandler handler) {
+void CBaseCamera::AddCamCenterCmd(int x, int y) {
+    const auto high = static_cast<std::uint32_t>(x) << 16;
+    m_core->AddCamCmd(kCmdClickToCentre, high | (static_cast<std::uint32_t>(y) & 0xFFFF));
+}
+
+void CBaseCamera::AddPresetNameCmd(std::uint32_t nIndex, const std::string& name) {
+    std::uint32_t nTicket = 0;
+    {
+        const std::lock_guard lock(m_core->m_cs);
+        nTicket = m_core->m_nNextPresetRecord++;
+        m_core->m_presetRecords[nTicket] = {nIndex, name};
+        // The queue drops the oldest commands in the same measure.
+        if (m_core->m_presetRecords.size() > CamCmdQueue::kMaxWaiting) {
+            m_core->m_presetRecords.erase(m_core->m_presetRecords.begin());
+        }
+    }
+    m_core->AddCamCmd(kCmdPresetName, nTicket);
+}
+
+CameraInfo CBaseCamera::GetCameraInfo() const {
     const std::lock_guard lock(m_core->m_cs);
-    m_core->m_camCmdHandler = std::move(handler);
+    return m_core->m_cameraInfo;
+}
+
+bool CBaseCamera::IsCameraInfoLoaded() const {
+    return m_core->m_bCameraInfoLoaded;
 }
 
 // --- view

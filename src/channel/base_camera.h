@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "channel/camera_info.h"
 #include "channel/channel_picture.h"
 #include "channel/stream_choice.h"
 #include "platform/clock.h"
@@ -20,7 +21,6 @@ namespace kvmon {
 
 class CBaseCamera;
 struct ChannelCore;
-struct CamCmd;
 
 // The channel for these settings, or null for null. The object is to be filled with Assign next. The
 // threads own the channel together with the handle: when the last handle goes, the threads are stopped
@@ -104,10 +104,13 @@ public:
     // --- commands (any thread)
     // Queues a command for the command thread; of more than 10 that wait the oldest is dropped.
     void AddCamCmd(std::uint32_t dwCmd, std::uint32_t dwArg);
-    // Who carries the commands out, on the command thread; it leaves early when the flag is set. Without
-    // one they are dropped.
-    void SetCamCmdHandler(
-        std::function<void(const CamCmd&, const std::atomic<std::uint32_t>& bAbort)> handler);
+    // A click into the picture, in the camera's coordinates.
+    void AddCamCenterCmd(int x, int y);
+    // Stores the present position as a preset.
+    void AddPresetNameCmd(std::uint32_t nIndex, const std::string& name);
+    // What the camera can do, as last read from the recorder.
+    CameraInfo GetCameraInfo() const;
+    bool IsCameraInfoLoaded() const;
 
     // The seven status words, stored; true when one changed.
     bool SetStatusFlags(const std::array<std::uint32_t, 7>& flags);

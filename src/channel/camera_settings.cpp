@@ -135,6 +135,7 @@ void CBaseCamera::ClearCameraInfo() {
     {
         const std::lock_guard lock(m_core->m_cs);
         m_core->m_StreamProfiles.clear();
+        m_core->m_cameraInfo = {};
         m_core->m_nStreamId = -1;
         m_core->m_nErrorCount = 0;
         m_core->m_frames.SetWaitKeyFrame(false);

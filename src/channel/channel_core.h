@@ -5,12 +5,14 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
 #include "channel/cam_cmd_queue.h"
+#include "channel/camera_info.h"
 #include "channel/channel_factories.h"
 #include "channel/channel_picture.h"
 #include "channel/channel_thread.h"
@@ -34,8 +36,11 @@ struct TargetSettings {
     BoundedText<64> szBase64Auth;
 };
 
-// Carries out one command of the queue, on the command thread. It leaves early when the flag is set.
-using CamCmdHandler = std::function<void(const CamCmd&, const FlagWord& bAbort)>;
+// A preset to be stored under a name.
+struct PresetRecord {
+    std::uint32_t nIndex = 0;
+    std::string name;
+};
 
 // Shared by the channel object and its threads: it goes when the last of them has gone. The locks are
 // never held during a wait, a network call or a decoder's work.
@@ -87,9 +92,12 @@ struct ChannelCore {
     WindowHandle m_hConsoleWnd;
     WindowHandle m_hNotifyWnd;
     std::array<std::uint32_t, 7> m_statusFlags{};
-    CamCmdHandler m_camCmdHandler;
+    CameraInfo m_cameraInfo;
+    std::map<std::uint32_t, PresetRecord> m_presetRecords;  // by the argument of their command
+    std::uint32_t m_nNextPresetRecord = 0;
     std::shared_ptr<LiveAudio> m_pAudio = std::make_shared<LiveAudio>(factories, m_uCHInMainDlg);
 
+    std::atomic<bool> m_bCameraInfoLoaded{false};
     std::atomic<bool> m_bDigitalZoom{false};
     std::atomic<std::int32_t> m_nStreamId{-1};
     std::atomic<std::uint32_t> m_nErrorCount{0};

@@ -18,9 +18,14 @@ namespace {
 using kvtest::FakeClock;
 using kvtest::HttpReply;
 using kvtest::Peer;
-using kvtest::ScriptedServer;
 using kvtest::StreamMaker;
 using kvtest::WaitUntil;
+
+// A recorder that has nothing but streams.
+class StreamServer : public kvtest::ScriptedServer {
+public:
+    explicit StreamServer(Script script) : ScriptedServer(std::move(script), "getstream.cgi") {}
+};
 
 CameraSettings SettingsFor(std::uint16_t port) {
     CameraSettings settings;
@@ -47,7 +52,7 @@ std::string Pictures(int count, int width = 64, int height = 48) {
 }
 
 // Sends the same to every connection and then holds it open.
-ScriptedServer::Script Serve(std::string reply) {
+StreamServer::Script Serve(std::string reply) {
     return [reply = std::move(reply)](Peer& peer) {
         peer.ReadHead();
         peer.Write(reply);
@@ -61,7 +66,7 @@ void Silent(Peer& peer) {
 }
 
 TEST(ChannelStream, AsksByTheLetter) {
-    ScriptedServer server(Silent);
+    StreamServer server(Silent);
     const auto camera = Camera(server.Port());
     camera->StartCameraThreads();
     camera->StartPlaying(false, false);
@@ -72,7 +77,7 @@ TEST(ChannelStream, AsksByTheLetter) {
 }
 
 TEST(ChannelStream, CutsALongAuthorization) {
-    ScriptedServer server(Silent);
+    StreamServer server(Silent);
     CameraSettings settings = SettingsFor(server.Port());
     settings.m_lpszSvrBase64Auth = std::string(200, 'A');
     const auto camera = CreateCamera(&settings);
@@ -84,7 +89,7 @@ TEST(ChannelStream, CutsALongAuthorization) {
 }
 
 TEST(ChannelStream, ShowsPicturesAndTellsOfTheFirst) {
-    ScriptedServer server(Serve(HttpReply(200, "OK", Pictures(5))));
+    StreamServer server(Serve(HttpReply(200, "OK", Pictures(5))));
     const auto console = std::make_shared<kvtest::MessageLog>();
     const auto watcher = std::make_shared<kvtest::MessageLog>();
     const auto camera = Camera(server.Port());
@@ -116,7 +121,7 @@ TEST(ChannelStream, ShowsPicturesAndTellsOfTheFirst) {
 TEST(ChannelStream, APausedChannelReceivesNothing) {
     const std::string pictures = Pictures(1);
     std::atomic<bool> closed{false};
-    ScriptedServer server([&](Peer& peer) {
+    StreamServer server([&](Peer& peer) {
         peer.ReadHead();
         peer.Write(HttpReply(200, "OK", ""));
         while (peer.Write(pictures)) {
@@ -134,7 +139,7 @@ TEST(ChannelStream, APausedChannelReceivesNothing) {
 }
 
 TEST(ChannelStream, ASecondStartChangesNothing) {
-    ScriptedServer server(Serve(HttpReply(200, "OK", Pictures(2))));
+    StreamServer server(Serve(HttpReply(200, "OK", Pictures(2))));
     const auto camera = Camera(server.Port());
     camera->StartCameraThreads();
     camera->StartPlaying(false, false);
@@ -145,7 +150,7 @@ TEST(ChannelStream, ASecondStartChangesNothing) {
 }
 
 TEST(ChannelStream, RestartAndANewViewSizeReconnect) {
-    ScriptedServer server(Serve(HttpReply(200, "OK", Pictures(1))));
+    StreamServer server(Serve(HttpReply(200, "OK", Pictures(1))));
     const auto camera = Camera(server.Port());
     camera->SetStreamProfiles({{"q", 0, 10}, {"v", 2, 12}});
     EXPECT_TRUE(camera->SetViewSize(100, 100)) << "not running: the caller has to start it";
@@ -169,7 +174,7 @@ TEST(ChannelStream, RestartAndANewViewSizeReconnect) {
 // The first key frame of every connection is shown: none is lost to the decoder of the one before.
 TEST(ChannelStream, EveryReconnectShowsItsFirstPicture) {
     std::string reply = HttpReply(200, "OK", Pictures(1));
-    ScriptedServer server(Serve(reply));
+    StreamServer server(Serve(reply));
     const auto camera = Camera(server.Port());
     camera->StartCameraThreads();
     camera->StartPlaying(false, false);
@@ -183,7 +188,7 @@ TEST(ChannelStream, FailsForEverWithItsWaits) {
     FakeClock clock(true);
     std::mutex mutex;
     std::vector<std::uint64_t> ticks;  // of the first ten requests
-    ScriptedServer server([&](Peer& peer) {
+    StreamServer server([&](Peer& peer) {
         peer.ReadHead();
         bool last = false;
         {
@@ -215,7 +220,7 @@ TEST(ChannelStream, TheFirstPictureTakesTheCaptionAway) {
     FakeClock clock(true);
     std::atomic<bool> good{false};
     const std::string pictures = HttpReply(200, "OK", Pictures(1));
-    ScriptedServer server([&](Peer& peer) {
+    StreamServer server([&](Peer& peer) {
         peer.ReadHead();
         if (!good) {
             peer.Write(HttpReply(401, "Unauthorized", ""));
@@ -234,7 +239,7 @@ TEST(ChannelStream, TheFirstPictureTakesTheCaptionAway) {
 }
 
 TEST(ChannelStream, AnUnusableChannelStaysStill) {
-    ScriptedServer server(Silent);
+    StreamServer server(Silent);
     CameraSettings settings = SettingsFor(server.Port());
     settings.m_bMonitorRight = 0;
     const auto camera = CreateCamera(&settings);
@@ -253,7 +258,7 @@ class StopChannel : public testing::TestWithParam<const char*> {};
 
 TEST_P(StopChannel, EndsAtOnce) {
     const std::string sent = GetParam();
-    ScriptedServer server([&](Peer& peer) {
+    StreamServer server([&](Peer& peer) {
         peer.ReadHead();
         peer.Write(sent);
         peer.Hold();
@@ -304,7 +309,7 @@ TEST(ChannelStream, AThreadThatSticksIsAbandonedAndTouchesNothing) {
     };
     const std::string sound = kvtest::AudioRecord(wire::kG711, 8000, 8, 1, "sound");
     {
-        ScriptedServer server(Serve(HttpReply(200, "OK", sound + Pictures(3))));
+        StreamServer server(Serve(HttpReply(200, "OK", sound + Pictures(3))));
         auto camera = Camera(server.Port());
         Factories() = {};
         camera->SetSupportAudio(true);
@@ -331,7 +336,7 @@ TEST(ChannelStream, AThreadThatSticksIsAbandonedAndTouchesNothing) {
 
 TEST(ChannelStream, TheLastHandleStopsAFloodedChannel) {
     const std::string pictures = Pictures(20);
-    ScriptedServer server([&](Peer& peer) {
+    StreamServer server([&](Peer& peer) {
         peer.ReadHead();
         peer.Write(HttpReply(200, "OK", ""));
         while (peer.Write(pictures)) {
@@ -345,26 +350,7 @@ TEST(ChannelStream, TheLastHandleStopsAFloodedChannel) {
     EXPECT_EQ(Worker::AbandonedCount(), 0);
 }
 
-TEST(CamCmds, TheFirstReadsTheCameraAndTheOldestGivesWay) {
-    const auto camera = Camera(kvtest::UnusedPort());
-    std::mutex mutex;
-    std::vector<CamCmd> done;
-    camera->SetCamCmdHandler([&](const CamCmd& command, const std::atomic<std::uint32_t>&) {
-        const std::lock_guard lock(mutex);
-        done.push_back(command);
-    });
-    const auto count = [&] {
-        const std::lock_guard lock(mutex);
-        return done.size();
-    };
-    camera->StartCameraThreads();
-    ASSERT_TRUE(WaitUntil([&] { return count() == 1; }));
-    EXPECT_EQ(done[0], (CamCmd{1982, 0}));
-    camera->AddCamCmd(1801, 7);
-    ASSERT_TRUE(WaitUntil([&] { return count() == 2; }));
-    EXPECT_EQ(done[1], (CamCmd{1801, 7}));
-    camera->StopCameraThreads(true);
-
+TEST(CamCmdQueueTest, TheOldestGivesWay) {
     CamCmdQueue queue;
     for (std::uint32_t i = 0; i < 13; ++i) {
         queue.Push({i, 0});
