@@ -7,6 +7,8 @@
 #include <QtGui/QMouseEvent>
 #include <QtWidgets/QApplication>
 #include <filesystem>
+#include <map>
+#include <thread>
 
 #include "channel/base_camera.h"
 #include "channel/channel_messages.h"
@@ -14,6 +16,7 @@
 #include "skin/input_messages.h"
 #include "support/message_log.h"
 #include "support/temp_folder.h"
+#include "support/wait_until.h"
 #include "test_frames.h"
 
 namespace kvmon {
@@ -201,6 +204,41 @@ TEST_F(Cell, FollowsItsSizeAndShowsThePicture) {
     EXPECT_EQ(cell.View().ClientToImage({50, 26}), QPoint(32, 32));
     cell.resize(1, 1);
     Picture();
+}
+
+// Counts the paints of the windows that it watches.
+class PaintLog final : public QObject {
+public:
+    std::map<QObject*, int> paints;
+    bool eventFilter(QObject* window, QEvent* event) override {
+        paints[window] += event->type() == QEvent::Paint ? 1 : 0;
+        return false;
+    }
+};
+
+TEST_F(Cell, ANewPicturePaintsTheViewAlone) {
+    const auto camera = MakeCamera();
+    cell.SetCamera(camera);
+    cell.show();
+    PaintLog log;
+    cell.installEventFilter(&log);
+    cell.View().installEventFilter(&log);
+    const auto painted = [&](QWidget& window) {
+        return kvtest::WaitUntil([&] {
+            QApplication::processEvents();
+            return log.paints[&window] > 0;
+        });
+    };
+    ASSERT_TRUE(painted(cell));
+    ASSERT_TRUE(painted(cell.View()));
+    QApplication::processEvents();
+    log.paints.clear();
+    auto frame = kvtest::MakePlainFrame(64, 64, {0, 200, 0});
+    camera->Picture().SetBitmapInfo(frame->Info());
+    camera->Picture().Show(std::move(frame));
+    std::thread([&] { camera->Picture().Compose(); }).join();
+    EXPECT_TRUE(painted(cell.View()));
+    EXPECT_EQ(log.paints[&cell], 0);
 }
 
 TEST_F(Cell, PassesMouseAndKeysOn) {
