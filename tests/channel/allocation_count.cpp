@@ -13,9 +13,13 @@ std::uint64_t Allocations() {
     return count;
 }
 
-void* Allocate(std::size_t size) {
+void* AllocateOrNull(std::size_t size) noexcept {
     ++count;
-    void* const memory = std::malloc(size != 0 ? size : 1);
+    return std::malloc(size != 0 ? size : 1);
+}
+
+void* Allocate(std::size_t size) {
+    void* const memory = AllocateOrNull(size);
     if (memory == nullptr) {
         throw std::bad_alloc();
     }
@@ -29,6 +33,12 @@ void* operator new(std::size_t size) {
 }
 void* operator new[](std::size_t size) {
     return kvtest::Allocate(size);
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return kvtest::AllocateOrNull(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+    return kvtest::AllocateOrNull(size);
 }
 void operator delete(void* memory) noexcept {
     std::free(memory);
