@@ -17,7 +17,7 @@ constexpr QRect kPanel(808, 56, 178, 564);
 constexpr QRect kSections[] = {
     QRect(814, 62, 166, 155),   // arrangements
     QRect(814, 221, 166, 73),   // view, sequence, page
-    QRect(814, 332, 166, 208),  // camera and its head
+    QRect(814, 298, 166, 242),  // camera and its head
 };
 constexpr QPointF kPadCentre(897, 459);
 constexpr double kPadRadius = 74;
