@@ -1,7 +1,6 @@
 #include "skin/dialog_style.h"
 
 #include <QtGui/QPainter>
-#include <QtGui/QPainterPath>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QProxyStyle>
 #include <QtWidgets/QStyleFactory>
@@ -9,12 +8,13 @@
 #include <QtWidgets/QToolTip>
 
 #include "skin/palette.h"
+#include "skin/style_parts.h"
 
 namespace kvmon {
 
 namespace {
 
-constexpr double kRadius = 3.5;
+using namespace style;
 
 QPalette SkinPalette() {
     QPalette colours;
@@ -46,68 +46,6 @@ QPalette SkinPalette() {
     return colours;
 }
 
-struct Plate {
-    QRgb face, edge;
-};
-
-Plate PlateOf(QStyle::State state) {
-    if (!state.testFlag(QStyle::State_Enabled)) {
-        return {palette::kFaceDisabled, palette::kEdgeDisabled};
-    }
-    if (state.testFlag(QStyle::State_Sunken)) {
-        return {palette::kFacePressed, palette::kAccent};
-    }
-    const bool hover = state.testFlag(QStyle::State_MouseOver);
-    if (state.testFlag(QStyle::State_On)) {
-        return {hover ? palette::kFaceCheckedHover : palette::kFaceChecked, palette::kAccent};
-    }
-    return hover ? Plate{palette::kFaceHover, palette::kEdgeHover} : Plate{palette::kFace, palette::kEdge};
-}
-
-bool ShowsFocus(QStyle::State state) {
-    return state.testFlag(QStyle::State_HasFocus) && state.testFlag(QStyle::State_Enabled);
-}
-
-bool ShowsKeyboardFocus(QStyle::State state) {
-    return ShowsFocus(state) && state.testFlag(QStyle::State_KeyboardFocusChange);
-}
-
-void DrawBox(QPainter& painter, const QRect& rect, QRgb fill, QRgb edge, double radius = kRadius) {
-    painter.save();
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(QColor(edge), 1));
-    painter.setBrush(QColor(fill));
-    painter.drawRoundedRect(QRectF(rect).adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
-    painter.restore();
-}
-
-void DrawRing(QPainter& painter, const QRect& rect, double radius = kRadius) {
-    painter.save();
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setBrush(Qt::NoBrush);
-    painter.setPen(QPen(QColor(palette::kFocus), 1.5));
-    painter.drawRoundedRect(QRectF(rect).adjusted(0.75, 0.75, -0.75, -0.75), radius, radius);
-    painter.restore();
-}
-
-void DrawChevron(QPainter& painter, const QRect& box, bool up, const QColor& ink) {
-    painter.save();
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(ink, 1.5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-    const QPointF centre = QRectF(box).center();
-    const double wing = std::min(3.5, box.height() / 2.0 - 1);
-    const double rise = up ? -wing / 2 : wing / 2;
-    painter.drawPolyline(QPolygonF(
-        {centre + QPointF(-wing, -rise), centre + QPointF(0, rise), centre + QPointF(wing, -rise)}));
-    painter.restore();
-}
-
-QColor InkOf(const QStyleOption& option) {
-    return option.palette.color(
-        option.state.testFlag(QStyle::State_Enabled) ? QPalette::Active : QPalette::Disabled,
-        QPalette::ButtonText);
-}
-
 class SkinStyle final : public QProxyStyle {
 public:
     SkinStyle() : QProxyStyle(QStyleFactory::create("Fusion")) {}
@@ -119,6 +57,8 @@ public:
             case PM_ExclusiveIndicatorWidth:
             case PM_ExclusiveIndicatorHeight:
                 return 16;
+            case PM_ScrollBarExtent:
+                return 12;
             case PM_MenuPanelWidth:
                 return 1;
             case PM_MenuVMargin:
@@ -151,10 +91,15 @@ public:
         switch (type) {
             case CT_PushButton:
                 return result.expandedTo({84, 28});
+            case CT_LineEdit:
+                // The one in a spin box is as high as the box leaves it.
+                if (widget != nullptr && qobject_cast<QAbstractSpinBox*>(widget->parent()) != nullptr) {
+                    return result;
+                }
+                return result.expandedTo({0, 26});
             case CT_ComboBox:
             case CT_SpinBox:
-            case CT_LineEdit:
-                return result.expandedTo({0, 26});
+                return {result.width(), 26};
             case CT_TabBarTab:
                 return result + QSize(10, 4);
             case CT_ItemViewItem:
@@ -181,8 +126,16 @@ public:
             case PE_IndicatorRadioButton:
                 DrawRadio(*option, *painter);
                 break;
+            case PE_Frame:
+                DrawFrame(*option, *painter);
+                break;
+            case PE_FrameTabWidget:
+                DrawBox(*painter, option->rect, palette::kWindow, palette::kEdgeDisabled);
+                break;
             case PE_FrameFocusRect:
-                if (option->state.testFlag(State_KeyboardFocusChange)) {
+                // A chosen row of a list shows by its colour.
+                if (ShowsKeyboardFocus(option->state | State_HasFocus) &&
+                    !option->state.testFlag(State_Selected)) {
                     DrawRing(*painter, option->rect, 2);
                 }
                 break;
@@ -220,8 +173,34 @@ public:
             DrawCombo(*option, *painter, widget);
         } else if (control == CC_SpinBox) {
             DrawSpin(*option, *painter, widget);
+        } else if (control == CC_ScrollBar) {
+            DrawScroll(*option, *painter);
         } else {
             QProxyStyle::drawComplexControl(control, option, painter, widget);
+        }
+    }
+
+    QRect subControlRect(ComplexControl control, const QStyleOptionComplex* option, SubControl part,
+                         const QWidget* widget) const override {
+        const auto* const bar = qstyleoption_cast<const QStyleOptionSlider*>(option);
+        return control == CC_ScrollBar && bar != nullptr
+                   ? ScrollPart(*bar, part)
+                   : QProxyStyle::subControlRect(control, option, part, widget);
+    }
+
+    QIcon standardIcon(StandardPixmap icon, const QStyleOption* option,
+                       const QWidget* widget) const override {
+        switch (icon) {
+            case SP_MessageBoxInformation:
+                return MessageIcon(palette::kAccent, "i");
+            case SP_MessageBoxQuestion:
+                return MessageIcon(palette::kAccent, "?");
+            case SP_MessageBoxWarning:
+                return MessageIcon(palette::kFocus, "!");
+            case SP_MessageBoxCritical:
+                return MessageIcon(palette::kRecord, "\u00d7");
+            default:
+                return QProxyStyle::standardIcon(icon, option, widget);
         }
     }
 
@@ -238,6 +217,57 @@ private:
         if (ShowsKeyboardFocus(option.state)) {
             DrawRing(painter, option.rect);
         }
+    }
+
+    // Lists and tables: where the keyboard goes shows at the frame.
+    static void DrawFrame(const QStyleOption& option, QPainter& painter) {
+        painter.setPen(QColor(ShowsFocus(option.state) ? palette::kAccent : palette::kEdge));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawRect(option.rect.adjusted(0, 0, -1, -1));
+    }
+
+    // A bar without arrows: all of it is groove.
+    static QRect ScrollPart(const QStyleOptionSlider& bar, SubControl part) {
+        const bool horizontal = bar.orientation == Qt::Horizontal;
+        const int length = horizontal ? bar.rect.width() : bar.rect.height();
+        const qint64 range = static_cast<qint64>(bar.maximum) - bar.minimum;
+        constexpr int kSmallest = 24;
+        int slider = length;
+        if (range > 0) {
+            slider = static_cast<int>(static_cast<qint64>(length) * bar.pageStep / (range + bar.pageStep));
+            slider = std::clamp(slider, std::min(kSmallest, length), length);
+        }
+        const int start = sliderPositionFromValue(bar.minimum, bar.maximum, bar.sliderPosition,
+                                                  length - slider, bar.upsideDown);
+        const auto along = [&](int from, int size) {
+            return horizontal ? QRect(bar.rect.x() + from, bar.rect.y(), size, bar.rect.height())
+                              : QRect(bar.rect.x(), bar.rect.y() + from, bar.rect.width(), size);
+        };
+        switch (part) {
+            case SC_ScrollBarSlider:
+                return along(start, slider);
+            case SC_ScrollBarSubPage:
+                return along(0, start);
+            case SC_ScrollBarAddPage:
+                return along(start + slider, length - start - slider);
+            case SC_ScrollBarGroove:
+                return bar.rect;
+            default:
+                return {};
+        }
+    }
+
+    static void DrawScroll(const QStyleOptionComplex& option, QPainter& painter) {
+        painter.fillRect(option.rect, QColor(palette::kField));
+        const auto* const bar = qstyleoption_cast<const QStyleOptionSlider*>(&option);
+        if (bar == nullptr || bar->maximum <= bar->minimum) {
+            return;
+        }
+        const QRect slider = ScrollPart(*bar, SC_ScrollBarSlider).adjusted(3, 3, -3, -3);
+        const bool lit =
+            option.activeSubControls == SC_ScrollBarSlider && option.state.testFlag(State_MouseOver);
+        const QRgb face = lit ? palette::kEdgeHover : palette::kEdge;
+        DrawBox(painter, slider, face, face, 3);
     }
 
     static void DrawField(const QStyleOption& option, QPainter& painter) {
@@ -347,7 +377,7 @@ void ApplySkin(QApplication& app) {
     const QPalette colours = SkinPalette();
     QApplication::setPalette(colours);
     QToolTip::setPalette(colours);
-    // Long bars and lists stay calm: no outlines but those of the style.
+    // Beside moving pictures, the dialogs keep still.
     app.setEffectEnabled(Qt::UI_AnimateCombo, false);
 }
 

@@ -33,7 +33,8 @@ CXSkinODButton::CXSkinODButton(int id, ButtonMode mode, QWidget* parent)
     SetControlId(id);
     // A click leaves the focus where the user put it.
     setFocusPolicy(Qt::TabFocus);
-    setAttribute(Qt::WA_Hover);
+    // A release that went elsewhere shows in the next move.
+    setMouseTracking(true);
     InstallButtonAccessibility();
 }
 
