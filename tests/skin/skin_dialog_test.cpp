@@ -321,6 +321,7 @@ TEST_F(SkinDialog, ABusyButtonTurnsItsMarkOnlyWhileItShows) {
 TEST(SkinStatic, CutsLongTextAndTellsTheWholeInItsTip) {
     CXSkinStatic text(239, nullptr);
     text.resize(100, 25);
+    text.show();
     text.SetWindowText("<i>");
     EXPECT_EQ(text.toolTip(), "");
     text.SetWindowText(std::string(10000, '<'));
