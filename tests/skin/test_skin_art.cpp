@@ -134,8 +134,9 @@ TEST(Background, TheDialogRedrawsItForANewSize) {
     EXPECT_EQ(dialog.grab().toImage().pixel(400, 300), palette::kWell);
     dialog.resize(1400, 900);
     const QImage picture = dialog.grab().toImage();
-    EXPECT_EQ(picture.size(), QSize(1400, 900));
-    EXPECT_EQ(picture.pixel(1150, 800), palette::kWell);
+    const double scale = dialog.devicePixelRatioF();
+    EXPECT_EQ(picture.size(), QSize(1400, 900) * scale);
+    EXPECT_EQ(picture.pixel((QPointF(1150, 800) * scale).toPoint()), palette::kWell);
 }
 
 }  // namespace
