@@ -78,6 +78,8 @@ public:
                 return 1;
             case SH_ComboBox_Popup:  // a list below the box, not a menu over it
                 return 0;
+            case SH_ComboBox_PopupFrameStyle:
+                return QFrame::StyledPanel | QFrame::Plain;
             case SH_ToolTipLabel_Opacity:
                 return 255;
             default:
