@@ -12,8 +12,10 @@ namespace kvmon {
 
 namespace {
 
-// The largest picture that any recorder of this kind sends, with room.
-constexpr std::int64_t kMaxPixels = 8192LL * 4320;
+// The largest picture whose bitmap a frame may hold.
+constexpr std::int64_t kMaxPixels = 22'000'000;
+// A coded picture is larger than the shown one by less than two blocks each way.
+constexpr std::int64_t kCodedMargin = 64;
 
 struct ContextEnd {
     void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
@@ -58,7 +60,8 @@ public:
         }
         context->width = params.width;
         context->height = params.height;
-        context->max_pixels = kMaxPixels;
+        // The stream may tell any size; memory is only asked for the one that the channel expects.
+        context->max_pixels = (params.width + kCodedMargin) * (params.height + kCodedMargin);
         // One unit in, one picture out: nothing is held back for reordering, and threads share a picture
         // where they would else work on several.
         context->flags |= AV_CODEC_FLAG_LOW_DELAY;
