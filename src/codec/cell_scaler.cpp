@@ -53,10 +53,13 @@ PictureView Cut(const PictureView& picture, const PixelRect& source) {
 }
 
 // Averaging pays where several source pixels fall on one; nearer to the same size the eye wants the
-// interpolation, which also costs less.
+// interpolation, which also costs less. The library divides by the number of averaged pixels in 16 bits
+// of fixed point, so that very many of them would darken the picture.
 libyuv::FilterMode FilterFor(const PictureView& from, int width, int height) {
+    constexpr std::int64_t kMostAveraged = 300;
     const bool strong = from.width >= width * 2 && from.height >= height * 2;
-    return strong ? libyuv::kFilterBox : libyuv::kFilterBilinear;
+    const std::int64_t averaged = std::int64_t{from.width / width + 1} * (from.height / height + 1);
+    return strong && averaged <= kMostAveraged ? libyuv::kFilterBox : libyuv::kFilterBilinear;
 }
 
 bool ToArgb(const PictureView& p, std::uint8_t* pixels, int stride) {
@@ -92,7 +95,7 @@ std::uint8_t* Aligned(std::vector<std::uint8_t>& work, std::size_t need) {
     return work.data() + (kAlign - address % kAlign) % kAlign;
 }
 
-// The fourth byte of a 24-bit picture's pixels is already 255; that of a 32-bit one may be anything.
+// Scaling rounds the fourth byte like a colour, and a 32-bit picture may hold anything there.
 void MakeOpaque(std::uint8_t* pixels, std::ptrdiff_t stride, int width, int height) {
     for (int y = 0; y < height; ++y, pixels += stride) {
         for (int x = 0; x < width; ++x) {
@@ -115,15 +118,16 @@ bool CellScaler::Draw(const PictureView& picture, const PixelRect& source, std::
     const int height = target.Height();
     std::uint8_t* const out = pixels + std::ptrdiff_t{target.top} * stride + std::ptrdiff_t{target.left} * 4;
     const int outStride = static_cast<int>(stride);
+    const bool packed = part.layout == PixelLayout::Bgr24 || part.layout == PixelLayout::Bgra32;
     bool drawn = false;
     if (part.width == width && part.height == height) {
         drawn = ToArgb(part, out, outStride);
-    } else if (part.layout == PixelLayout::Bgr24 || part.layout == PixelLayout::Bgra32) {
+    } else if (packed) {
         drawn = DrawPacked(part, out, outStride, width, height);
     } else {
         drawn = DrawPlanes(part, out, outStride, width, height);
     }
-    if (part.layout == PixelLayout::Bgra32) {
+    if (packed) {
         MakeOpaque(out, stride, width, height);
     }
     return drawn;

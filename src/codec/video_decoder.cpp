@@ -14,8 +14,8 @@ namespace {
 
 // The largest picture whose bitmap a frame may hold.
 constexpr std::int64_t kMaxPixels = 22'000'000;
-// A coded picture is larger than the shown one by less than two blocks each way.
-constexpr std::int64_t kCodedMargin = 64;
+// The library's buffers are larger than the picture by edges and whole blocks.
+constexpr std::int64_t kBufferMargin = 256;
 
 struct ContextEnd {
     void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
@@ -61,7 +61,7 @@ public:
         context->width = params.width;
         context->height = params.height;
         // The stream may tell any size; memory is only asked for the one that the channel expects.
-        context->max_pixels = (params.width + kCodedMargin) * (params.height + kCodedMargin);
+        context->max_pixels = (params.width + kBufferMargin) * (params.height + kBufferMargin);
         // One unit in, one picture out: nothing is held back for reordering, and threads share a picture
         // where they would else work on several.
         context->flags |= AV_CODEC_FLAG_LOW_DELAY;
