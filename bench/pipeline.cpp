@@ -141,6 +141,15 @@ private:
     clockid_t clock_{};
 };
 
+// A count that sees nothing would look like a good one.
+void CheckCounting() {
+    kvbench::StartCounting();
+    const auto one = std::make_unique<std::vector<int>>(100);
+    if (kvbench::StopCounting().other != 2 || one->empty()) {
+        throw std::runtime_error("allocations are not counted");
+    }
+}
+
 void Measure(const StreamKind& kind) {
     std::vector<Record> records = kvbench::MakeRecords(kind, kPictures);
     for (Record& record : records) {
@@ -174,6 +183,7 @@ void Measure(const StreamKind& kind) {
 
 int main() {
     try {
+        CheckCounting();
         std::printf(
             "CPU of the decode thread for a picture, and allocations for a picture by who makes them\n\n");
         std::printf("%-16s %-18s %9s %9s %7s %9s %9s %9s\n", "stream", "cell", "decode ms", "whole ms",

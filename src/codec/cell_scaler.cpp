@@ -3,6 +3,7 @@
 #include <libyuv.h>
 
 #include "codec/colour.h"
+#include "codec/plane_scaler.h"
 
 namespace kvmon {
 
@@ -142,22 +143,24 @@ bool CellScaler::DrawPlanes(const PictureView& part, std::uint8_t* out, int outS
     const std::size_t lumaBytes = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
     const std::size_t colourBytes =
         static_cast<std::size_t>(colourWidth) * static_cast<std::size_t>(colourHeight);
-    std::uint8_t* place = Aligned(work_, lumaBytes + 2 * colourBytes);
+    const std::size_t rowBytes = (ScaleWorkBytes(part.width, width) + kAlign - 1) / kAlign * kAlign;
+    std::uint8_t* place = Aligned(work_, rowBytes + lumaBytes + 2 * colourBytes);
 
+    const std::span<std::uint8_t> rows(place, rowBytes);
+    place += rowBytes;
     PictureView scaled = part;
     scaled.width = width;
     scaled.height = height;
-    const libyuv::FilterMode filter = FilterFor(part, width, height);
     for (int plane = 0; plane < planes; ++plane) {
         const bool colour = plane > 0;
-        const int fromWidth = colour && shape.xShift != 0 ? HalfUp(part.width) : part.width;
-        const int fromHeight = colour && shape.yShift != 0 ? HalfUp(part.height) : part.height;
-        const int toWidth = colour ? colourWidth : width;
-        const int toHeight = colour ? colourHeight : height;
-        libyuv::ScalePlane(part.data[plane], static_cast<int>(part.stride[plane]), fromWidth, fromHeight,
-                           place, toWidth, toWidth, toHeight, filter);
+        const PlaneIn from{part.data[plane], part.stride[plane],
+                           colour && shape.xShift != 0 ? HalfUp(part.width) : part.width,
+                           colour && shape.yShift != 0 ? HalfUp(part.height) : part.height};
+        const PlaneOut to{place, colour ? colourWidth : width, colour ? colourWidth : width,
+                          colour ? colourHeight : height};
+        ScalePlane(from, to, rows);
         scaled.data[plane] = place;
-        scaled.stride[plane] = toWidth;
+        scaled.stride[plane] = to.stride;
         place += colour ? colourBytes : lumaBytes;
     }
     return ToArgb(scaled, out, outStride);
