@@ -91,7 +91,7 @@ public:
         core_->m_bDecodePlaying = true;
         core_->m_picture.SetViewSize(cell.width, cell.height);
         core_->m_picture.SetRepaint([this] {
-            if (++composed_ == awaited_) {
+            if (core_->m_nShown >= awaited_) {
                 reached_.Set();
             }
         });
@@ -112,7 +112,7 @@ public:
             const auto batch =
                 std::span(records).subspan(i).first(std::min<std::size_t>(kBatch, records.size() - i));
             reached_.Reset();
-            awaited_ = composed_ + static_cast<int>(batch.size());
+            awaited_ = core_->m_nShown + batch.size();
             for (const Record& record : batch) {
                 Feed(record);
             }
@@ -134,8 +134,7 @@ private:
 
     const std::shared_ptr<ChannelCore> core_ = std::make_shared<ChannelCore>(SystemClock());
     const std::shared_ptr<ThreadControl> control_ = std::make_shared<ThreadControl>();
-    std::atomic<int> composed_{0};
-    std::atomic<int> awaited_{0};
+    std::atomic<std::uint64_t> awaited_{UINT64_MAX};
     Event reached_;
     std::thread thread_;
     clockid_t clock_{};
