@@ -1,6 +1,7 @@
 // The head of a reply, for both readers of one.
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "server/http_tran.h"
@@ -14,6 +15,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool parsed = CHttpTran::ParseHttpHeader(text, &result);
     if (!parsed && (result.nStatus != 0 || result.szReason[0] != '\0')) {
         std::abort();  // a line that is none leaves the result alone
+    }
+    if (std::memchr(result.szReason, '\0', sizeof result.szReason) == nullptr) {
+        std::abort();
     }
     ParseResourceHead(text);
     detail::SplitUrl url;

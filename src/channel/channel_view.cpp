@@ -17,7 +17,6 @@ namespace kvmon {
 
 namespace {
 
-constexpr std::uint32_t kTimerClick = 1;
 constexpr std::uint32_t kTimerMessage = 2;
 constexpr std::uint32_t kTimerZoomLabel = 5;
 constexpr int kMessageMs = 2000;

@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <exception>
 #include <system_error>
 #include <thread>
 
@@ -10,8 +11,19 @@
 namespace kvmon {
 
 namespace {
+
 std::atomic<int> abandonedCount{0};
+
+// An exception ends its own thread, and not the program.
+void RunBody(const std::string& name, const std::function<void()>& body) {
+    try {
+        body();
+    } catch (const std::exception& error) {
+        Diagnose("Worker: %s ended by an exception: %s...\n", name.c_str(), error.what());
+    }
 }
+
+}  // namespace
 
 struct Worker::State {
     std::string name;
@@ -37,7 +49,7 @@ bool Worker::Start(std::string name, std::function<void()> body) {
     try {
         std::thread thread([state, body = std::move(body)]() mutable {
             pthread_setname_np(pthread_self(), state->name.substr(0, 15).c_str());
-            body();
+            RunBody(state->name, body);
             body = nullptr;  // what the body owns goes before the end is told
             {
                 const std::lock_guard lock(state->mutex);

@@ -27,7 +27,7 @@ public:
     ~Worker();
 
     // Runs `body` on a new thread. False, with no thread, if one is held already or the system has
-    // no more. `name` shows in debuggers, 15 characters of it.
+    // no more. `name` shows in debuggers, 15 characters of it. A body that throws is traced and over.
     bool Start(std::string name, std::function<void()> body);
     // A thread is held: started, and neither waited for nor abandoned since.
     bool IsHeld() const { return state_ != nullptr; }
