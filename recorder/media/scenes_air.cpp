@@ -150,8 +150,8 @@ struct Turbine {
     double x, y, height, speed;
 };
 const Turbine kTurbines[] = {
-    {300, 900, 420, 1.5},  {760, 960, 560, 1.3},  {1150, 860, 380, 1.7}, {1480, 1000, 680, 1.1},
-    {1900, 880, 430, 1.6}, {2230, 980, 600, 1.2}, {2620, 900, 470, 1.4}, {3000, 960, 560, 1.3},
+    {300, 900, 340, 1.5},  {760, 960, 450, 1.3},  {1130, 860, 310, 1.7}, {1480, 1000, 520, 1.1},
+    {1900, 880, 340, 1.6}, {2230, 980, 470, 1.2}, {2620, 900, 380, 1.4}, {3000, 960, 450, 1.3},
 };
 
 void Sheep(Painter& p, double x, double y, double seconds, int i) {
@@ -195,7 +195,7 @@ void WindFarmStill(Painter& p) {
     p.Color(0xEFD832);
     for (int i = 0; i < 5; ++i) {
         p.Poly(
-            {{2000 + i * 75, 1130}, {2046 + i * 75, 1130}, {2150 + i * 150, 1330}, {2050 + i * 150, 1330}});
+            {{2000 + i * 75, 1060}, {2046 + i * 75, 1060}, {2120 + i * 130, 1220}, {2040 + i * 130, 1220}});
     }
     for (const Turbine& t : kTurbines) {
         p.Color(0xF4F6F7);
@@ -215,17 +215,17 @@ void WindFarmStill(Painter& p) {
     p.Curve(900, 1600, 1300, 1300, 1120, 1170, 34);
     p.Color(0x7A5C3C);
     for (int i = 0; i < 30; ++i) {
-        p.AddRect(i * 110, 1392, 13, 78);
+        p.AddRect(i * 110, 1232, 12, 66);
     }
-    p.AddRect(0, 1410, kWorldWidth, 8);
-    p.AddRect(0, 1440, kWorldWidth, 8);
+    p.AddRect(0, 1246, kWorldWidth, 7);
+    p.AddRect(0, 1270, kWorldWidth, 7);
     p.Fill();
 }
 
 void WindFarmMoving(Painter& p, double seconds) {
     p.Color(0xFFFFFF, 0.9);
     for (int i = 0; i < 3; ++i) {
-        Cloud(p, Wrap(seconds * (26 + 6 * i) + i * 1300 + 500, 3800) - 300, 390 + 70 * i, 1.2 + 0.3 * i);
+        Cloud(p, Wrap(seconds * (26 + 6 * i) + i * 1300 + 500, 3800) - 300, 400 + 60 * i, 1.2 + 0.3 * i);
     }
     for (const Turbine& t : kTurbines) {
         const double blade = t.height * 0.52;
@@ -246,11 +246,11 @@ void WindFarmMoving(Painter& p, double seconds) {
     }
     for (int i = 0; i < 7; ++i) {
         const double x = 940 + i * 215 + 40 * std::sin(seconds * 0.15 + i * 2);
-        Sheep(p, x, 1240 + 70 * Noise(i + 40), seconds, i);
+        Sheep(p, x, 1125 + 60 * Noise(i + 40), seconds, i);
     }
     // A red van on the road along the fence.
     const double van = 3450 - Wrap(seconds * 130 + 1200, 3700);
-    p.Push(van, 1392);
+    p.Push(van, 1290);
     p.Color(0xC8352B);
     p.RoundRect(0, -104, 210, 88, 16);
     p.Color(0xCFE8F5);

@@ -86,9 +86,9 @@ void WarehouseStill(Painter& p) {
     }
     // Floor marks, then the conveyor's frame.
     p.Color(0xE7C02E);
-    p.Rect(0, 1290, kWorldWidth, 18);
+    p.Rect(0, 1226, kWorldWidth, 14);
     for (int i = 0; i < 40; ++i) {
-        p.Poly({{i * 90, 1330}, {i * 90 + 45, 1330}, {i * 90 + 15, 1375}, {i * 90 - 30, 1375}});
+        p.Poly({{i * 90, 1252}, {i * 90 + 45, 1252}, {i * 90 + 15, 1292}, {i * 90 - 30, 1292}});
     }
     p.Color(0x2A2D31);
     for (int i = 0; i < 11; ++i) {
@@ -144,7 +144,7 @@ void WarehouseMoving(Painter& p, double seconds) {
     const double phase = Wrap(seconds / 12, 2);
     const bool right = phase < 1;
     const double x = right ? 700 + phase * 1750 : 2450 - (phase - 1) * 1750;
-    p.Push(x, 1360, right ? 1 : -1, 1);
+    p.Push(x, 1282, right ? 1 : -1, 1);
     p.Color(0x000000, 0.25);
     p.Ellipse(20, 6, 220, 20);
     Carton(p, 150, -14, 130, 120, 0xC69256);
@@ -260,7 +260,7 @@ void ServersMoving(Painter& p, double seconds) {
     const bool right = phase < 1;
     const double x = right ? 900 + phase * 1400 : 2300 - (phase - 1) * 1400;
     const double scan = std::sin(seconds * 2.4);
-    p.Push(x, 1330, right ? 1 : -1, 1);
+    p.Push(x, 1285, right ? 1 : -1, 1);
     p.Color(0x59E0FF, 0.16);
     p.Poly({{40, -330}, {430, -470 + 260 * scan}, {430, -340 + 260 * scan}});
     p.Color(0x000000, 0.4);

@@ -123,14 +123,14 @@ void HighwayStill(Painter& p) {
 }
 
 void HighwayMoving(Painter& p, double seconds) {
-    constexpr int kCars = 5;
+    constexpr int kCars = 6;
     // Far ones first. A car's depth falls (or rises) evenly, as at a steady speed.
     for (int rank = 0; rank < kCars; ++rank) {
         for (int lane = 0; lane < 6; ++lane) {
             const bool coming = lane < 3;
             const double across = (lane < 3 ? -3.35 : 1.15) + 1.1 * (lane % 3);
-            const double speed = (coming ? -1 : 1) * (1.5 + 0.35 * (coming ? lane : 5 - lane));
-            const double gap = 4.4;
+            const double speed = (coming ? -1 : 1) * (0.9 + 0.25 * (coming ? lane : 5 - lane));
+            const double gap = 2.3;
             const double travelled = seconds * speed + lane * 1.7;
             const double shift = Wrap(travelled, gap);
             const int first = static_cast<int>(std::floor(travelled / gap));
@@ -244,11 +244,11 @@ void ParkingStill(Painter& p) {
     cairo_arc(p.Cairo(), 8 * 160 + 78, 386, 22, 0.3, 4.2);
     cairo_stroke(p.Cairo());
     // Pools of lamp light over the dark.
-    p.Color(0x060A18, 0.42);
+    p.Color(0x060A18, 0.34);
     p.Rect(0, 0, kWorldWidth, kWorldHeight);
     for (int i = 0; i < 4; ++i) {
-        p.Glow(400 + i * 800, 560, 640, 0xFFD890, 0.42);
-        p.Glow(800 + i * 800, 1040, 640, 0xFFD890, 0.42);
+        p.Glow(400 + i * 800, 560, 560, 0xFFD890, 0.24);
+        p.Glow(800 + i * 800, 1040, 560, 0xFFD890, 0.24);
     }
     for (int i = 0; i < 4; ++i) {
         p.Color(0xFFF6D8);
@@ -405,9 +405,9 @@ void RailwayStill(Painter& p) {
     p.Rect(0, 1045, kWorldWidth, 10);
     // Poles and the wire.
     p.Color(0x4A4E55);
-    for (int i = 0; i < 7; ++i) {
-        p.Rect(i * 520 + 60, 600, 14, 395);
-        p.Rect(i * 520 + 60, 622, 110, 9);
+    for (int i = 0; i < 6; ++i) {
+        p.Rect(i * 600 + 180, 600, 14, 395);
+        p.Rect(i * 600 + 180, 622, 110, 9);
     }
     p.Rect(0, 660, kWorldWidth, 4);
 }

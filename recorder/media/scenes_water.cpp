@@ -109,7 +109,8 @@ void HarbourStill(Painter& p) {
     p.Rect(0, 796, 1180, 40);
     p.Rect(2180, 796, 1020, 40);
     for (int i = 0; i < 14; ++i) {
-        p.AddRect(2190 + i * 75, 740 - 120 * Noise(i + 300), 64, 260);
+        const double height = 80 + 120 * Noise(i + 300);
+        p.AddRect(2190 + i * 75, 800 - height, 64, height);
     }
     p.Fill();
     p.Color(0xFFD27A);
