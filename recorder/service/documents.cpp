@@ -49,6 +49,16 @@ std::string Port(int port) {
     return Number(static_cast<std::size_t>(port), 6, ' ');
 }
 
+// A channel without a camera is one without addresses.
+CameraConfig ShownCamera(const ChannelConfig& channel) {
+    CameraConfig camera;
+    if (channel.configured) {
+        return channel.camera;
+    }
+    camera.lanAddress.clear();
+    return camera;
+}
+
 std::string Element(const std::string& name, const std::string& content) {
     return "<" + name + ">" + content + "</" + name + ">";
 }
@@ -92,8 +102,7 @@ std::string MakeInitInfo(const Snapshot& state, const User& user) {
                        "\nchannel number=" + std::to_string(state.channels.size()) + "\n" + kRecordsBegin;
     for (std::size_t i = 0; i < state.channels.size(); ++i) {
         const ChannelConfig& channel = state.channels[i].config;
-        // A channel without a camera is one without addresses.
-        const CameraConfig camera = channel.configured ? channel.camera : CameraConfig{.lanAddress = ""};
+        const CameraConfig camera = ShownCamera(channel);
         const bool watches = user.Has(Right::Monitor, static_cast<int>(i));
         body += ScrambleLine(Number(i, 3, '0') + camera.id + RightAligned(camera.lanAddress, 64) +
                              RightAligned(camera.wanAddress, 64));
@@ -110,7 +119,7 @@ std::string MakeExtInfo(const Snapshot& state, const User& user) {
         "channel number=" + std::to_string(state.channels.size()) + "\nline per channel=7\n" + kRecordsBegin;
     for (std::size_t i = 0; i < state.channels.size(); ++i) {
         const ChannelConfig& channel = state.channels[i].config;
-        const CameraConfig camera = channel.configured ? channel.camera : CameraConfig{.lanAddress = ""};
+        const CameraConfig camera = ShownCamera(channel);
         const bool watches = user.Has(Right::Monitor, static_cast<int>(i));
         body += ScrambleLine("rtsp port=" + std::to_string(camera.rtspPort));
         body += ScrambleLine("rtsp port2=" + std::to_string(camera.wanRtspPort));

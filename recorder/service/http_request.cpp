@@ -15,11 +15,17 @@ bool EqualIgnoringCase(std::string_view a, std::string_view b) {
                       [&](char x, char y) { return lower(x) == lower(y); });
 }
 
+// What stands before the separator; it and the separator are taken from the text.
+std::string_view TakeUntil(std::string_view& text, char separator) {
+    const std::size_t end = text.find(separator);
+    const std::string_view taken = text.substr(0, end);
+    text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
+    return taken;
+}
+
 std::string_view TakeLine(std::string_view& text) {
-    const std::size_t end = std::min(text.find('\n'), text.size());
-    std::string_view line = text.substr(0, end);
-    text.remove_prefix(std::min(end + 1, text.size()));
-    if (!line.empty() && line.back() == '\r') {
+    std::string_view line = TakeUntil(text, '\n');
+    if (line.ends_with('\r')) {
         line.remove_suffix(1);
     }
     return line;
@@ -49,12 +55,9 @@ std::string PercentDecode(std::string_view text) {
 
 void ParseQuery(std::string_view query, HttpRequest& request) {
     while (!query.empty() && request.query.size() < kMaxParameters) {
-        const std::size_t end = std::min(query.find('&'), query.size());
-        const std::string_view pair = query.substr(0, end);
-        const std::size_t equals = std::min(pair.find('='), pair.size());
-        request.query.emplace(std::string(pair.substr(0, equals)),
-                              PercentDecode(pair.substr(std::min(equals + 1, pair.size()))));
-        query.remove_prefix(std::min(end + 1, query.size()));
+        std::string_view value = TakeUntil(query, '&');
+        const std::string_view name = TakeUntil(value, '=');
+        request.query.emplace(std::string(name), PercentDecode(value));
     }
 }
 
@@ -67,13 +70,12 @@ bool ParseRequestLine(std::string_view line, HttpRequest& request) {
         !line.substr(last + 1).starts_with("HTTP/1.")) {
         return false;
     }
-    const std::string_view target = Trim(line.substr(first, last - first));
+    std::string_view target = Trim(line.substr(first, last - first));
     if (target.empty() || target[0] != '/') {
         return false;
     }
-    const std::size_t mark = std::min(target.find('?'), target.size());
-    request.path = target.substr(0, mark);
-    ParseQuery(target.substr(std::min(mark + 1, target.size())), request);
+    request.path = TakeUntil(target, '?');
+    ParseQuery(target, request);
     return true;
 }
 
