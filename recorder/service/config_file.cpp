@@ -216,7 +216,8 @@ User ReadUser(TableReader& reader) {
 
 void ReadCamera(TableReader& reader, CameraConfig& camera) {
     reader.Column("id", camera.id, 16);
-    if (camera.id.size() != 16 || camera.id.find_first_not_of("0123456789ABCDEFabcdef") != std::string::npos) {
+    if (camera.id.size() != 16 ||
+        camera.id.find_first_not_of("0123456789ABCDEFabcdef") != std::string::npos) {
         reader.Fail("id", "sixteen hexadecimal digits are wanted");
     }
     reader.Column("lan", camera.lanAddress, 63);

@@ -95,6 +95,7 @@ void Connection::OnRead(const std::error_code& error, std::size_t count) {
     }
     if (error) {
         // A document goes out whole even to a peer that has closed its own side.
+        peerDone_ = true;
         if (mode_ != Mode::Document && mode_ != Mode::Delay) {
             DoClose();
         }
@@ -173,8 +174,8 @@ void Connection::Serve(Reply reply) {
 }
 
 void Connection::Subscribe(int channel, int stream) {
-    auto wake = [queue = queue_, weak = weak_from_this(), executor = socket_.get_executor()](
-                    const PacketPtr& packet) {
+    auto wake = [queue = queue_, weak = weak_from_this(),
+                 executor = socket_.get_executor()](const PacketPtr& packet) {
         if (!queue->Push(packet)) {
             return;
         }
@@ -282,6 +283,10 @@ void Connection::NextLine() {
 
 // Closing at once could make the system throw away what the peer has not read yet.
 void Connection::BeginLinger() {
+    if (peerDone_) {
+        DoClose();
+        return;
+    }
     mode_ = Mode::Linger;
     std::error_code ignored;
     socket_.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);

@@ -60,6 +60,8 @@ public:
     // Ends in order: "3" on a notification connection.
     void Shutdown();
     void Close();
+    // Once no thread runs the connection any more.
+    void Abandon() { subscription_.reset(); }
 
     bool InHead() const { return mode_ == Mode::Head; }
     bool Streaming() const { return mode_ == Mode::Stream; }
@@ -110,6 +112,7 @@ private:
     PacketPtr outPacket_;
     std::size_t outDone_ = 0;
     bool writing_ = false;
+    bool peerDone_ = false;  // it has closed its side
 
     Change pending_ = Change::None;
     bool shutdown_ = false;

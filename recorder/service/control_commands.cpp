@@ -13,6 +13,7 @@ struct Call {
     std::string_view rest;                      // the line behind the first of them
     const std::function<void()>& onStop;
     std::string output;  // lines before the last
+    std::function<void()> afterwards;
 };
 
 std::optional<int> ChannelNumber(std::string_view word) {
@@ -60,7 +61,8 @@ std::string Status(Call& call) {
         return "there is no such state";
     }
     const std::string_view digits = "0123456789abcdef";
-    const std::size_t value = call.words[2].size() == 1 ? digits.find(call.words[2][0]) : std::string_view::npos;
+    const std::size_t value =
+        call.words[2].size() == 1 ? digits.find(call.words[2][0]) : std::string_view::npos;
     if (value == std::string_view::npos) {
         return "a hexadecimal digit is wanted";
     }
@@ -86,7 +88,7 @@ std::string Stop(Call& call) {
     if (!call.onStop) {
         return "this recorder cannot be stopped from here";
     }
-    call.onStop();
+    call.afterwards = call.onStop;
     return "";
 }
 
@@ -104,8 +106,8 @@ std::string List(Call& call) {
             continue;
         }
         for (const StreamDescription& stream : channel.streams) {
-            call.output += std::string(" ") + CodecName(stream.codec) + ":" + std::to_string(stream.width) + "x" +
-                           std::to_string(stream.height) + "@" + std::to_string(stream.fps);
+            call.output += std::string(" ") + CodecName(stream.codec) + ":" + std::to_string(stream.width) +
+                           "x" + std::to_string(stream.height) + "@" + std::to_string(stream.fps);
         }
         for (const StatusFlag& flag : kStatusFlags) {
             if (channel.config.status[flag.section] & flag.bit) {
@@ -154,16 +156,16 @@ std::string Help(Call& call) {
 
 }  // namespace
 
-std::string RunControlCommand(RecorderModel& model, std::string_view line,
-                              const std::function<void()>& onStop) {
+ControlReply RunControlCommand(RecorderModel& model, std::string_view line,
+                               const std::function<void()>& onStop) {
     std::vector<std::string_view> words = Words(line);
     if (words.empty()) {
-        return "error: a command is wanted; help tells them\n";
+        return {"error: a command is wanted; help tells them\n", {}};
     }
     const auto command = std::find_if(kCommands.begin(), kCommands.end(),
                                       [&](const Command& known) { return known.name == words[0]; });
     if (command == kCommands.end()) {
-        return "error: there is no such command; help tells them\n";
+        return {"error: there is no such command; help tells them\n", {}};
     }
     std::string_view rest;
     if (words.size() > 1) {
@@ -171,11 +173,11 @@ std::string RunControlCommand(RecorderModel& model, std::string_view line,
     }
     words.erase(words.begin());
     if (words.size() < command->least || words.size() > command->most) {
-        return std::string("error: ") + command->usage + "\n";
+        return {std::string("error: ") + command->usage + "\n", {}};
     }
-    Call call{model, std::move(words), rest, onStop, ""};
+    Call call{model, std::move(words), rest, onStop, "", {}};
     const std::string problem = command->run(call);
-    return call.output + (problem.empty() ? "ok\n" : "error: " + problem + "\n");
+    return {call.output + (problem.empty() ? "ok\n" : "error: " + problem + "\n"), call.afterwards};
 }
 
 }  // namespace kvrecorder

@@ -39,7 +39,8 @@ void RemoveStale(asio::io_context& io, const std::string& path) {
     }
     std::error_code error;
     Protocol::socket probe(io);
-    if (!S_ISSOCK(found.st_mode) || !probe.connect(Protocol::endpoint(path), error)) {
+    probe.connect(Protocol::endpoint(path), error);
+    if (!S_ISSOCK(found.st_mode) || !error) {
         throw ConfigError("the control path is in use: " + path);
     }
     ::unlink(path.c_str());
@@ -84,9 +85,12 @@ private:
         const auto begin = asio::buffers_begin(input_.data());
         const std::string line(begin, begin + static_cast<std::ptrdiff_t>(length - 1));
         input_.consume(length);
-        output_ = shared_->handler(line);
-        asio::async_write(socket_, asio::buffer(output_),
+        reply_ = shared_->handler(line);
+        asio::async_write(socket_, asio::buffer(reply_.text),
                           [self = shared_from_this()](const std::error_code& failed, std::size_t) {
+                              if (self->reply_.afterwards) {
+                                  self->reply_.afterwards();
+                              }
                               if (!failed) {
                                   self->Read();
                               }
@@ -96,7 +100,7 @@ private:
     Protocol::socket socket_;
     asio::steady_timer idle_;
     asio::streambuf input_{kMaxLine};
-    std::string output_;
+    ControlReply reply_;
     const std::shared_ptr<Shared> shared_;
 };
 

@@ -12,10 +12,15 @@
 
 namespace kvrecorder {
 
+struct ControlReply {
+    std::string text;
+    std::function<void()> afterwards;  // run once the text was written; may be empty
+};
+
 // Only the user who runs the recorder may connect. The handler runs on a thread of the context.
 class ControlSocket {
 public:
-    using Handler = std::function<std::string(std::string_view line)>;
+    using Handler = std::function<ControlReply(std::string_view line)>;
 
     // Throws ConfigError if the path cannot be used; one that a dead recorder left behind is taken over.
     ControlSocket(asio::io_context& io, std::string path, Handler handler);

@@ -182,7 +182,8 @@ std::string MakeCapabilities(const Snapshot& state, const User&) {
     std::string body = "<capabilities><return>0</return>";
     for (std::size_t i = 0; i < state.channels.size(); ++i) {
         // None of the sources takes sound from a client.
-        body += Element("ch" + std::to_string(i), "<audio_out>0</audio_out><audio_out_type>0</audio_out_type>");
+        body +=
+            Element("ch" + std::to_string(i), "<audio_out>0</audio_out><audio_out_type>0</audio_out_type>");
     }
     return body + "</capabilities>";
 }
@@ -197,7 +198,8 @@ std::string MakeSystemGroup(std::time_t now) {
 
 std::string MakeMediaProperty(const Channel& channel, bool sound) {
     // Clients look for the tag, not for its value: a channel without sound must not have it.
-    std::string body = "<MediaProperty>\n" + Element("stream_no", std::to_string(channel.streams.size())) + "\n";
+    std::string body =
+        "<MediaProperty>\n" + Element("stream_no", std::to_string(channel.streams.size())) + "\n";
     if (sound) {
         body += "<audio_enabled>1</audio_enabled>\n";
     }

@@ -55,7 +55,8 @@ Reply StreamInfo(const HandlerInput& input) {
 }
 
 Reply Capabilities(const HandlerInput& input) {
-    return input.request.Text("group") == "Camera" ? Xml(MakeCapabilities(input.state, input.user)) : Refuse(404);
+    return input.request.Text("group") == "Camera" ? Xml(MakeCapabilities(input.state, input.user))
+                                                   : Refuse(404);
 }
 
 Reply GetStream(const HandlerInput& input) {

@@ -34,7 +34,7 @@ public:
 
 private:
     std::string text_;
-    std::size_t scanned_ = 0;    // everything before is whole lines
+    std::size_t scanned_ = 0;  // everything before is whole lines
     std::size_t lineCount_ = 0;
     State state_ = State::Incomplete;
 };

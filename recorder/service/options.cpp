@@ -24,7 +24,8 @@ Options ParseOptions(int argc, const char* const* argv, const std::string& versi
     app.add_option("--channels", options.channels, "Channels with generated scenes, when no file lists any")
         ->type_name("N")
         ->check(CLI::Range(1, kMaxChannels));
-    CLI::Option* user = app.add_option("--user", options.user, "A user who may do everything")->type_name("NAME");
+    CLI::Option* user =
+        app.add_option("--user", options.user, "A user who may do everything")->type_name("NAME");
     CLI::Option* password =
         app.add_option("--password-file", options.passwordFile, "The user's password is its first line")
             ->type_name("FILE");
@@ -84,9 +85,10 @@ RecorderConfig MakeConfig(const Options& options) {
     }
     const bool loopback = ParseListen(config.listen).loopback;
     if (config.users.empty() && (!config.channels.empty() || !loopback)) {
-        throw ConfigError(loopback ? "the configuration lists channels but no user; add one or give --user"
-                                   : "listening beyond this machine needs a user: --user and --password-file, "
-                                     "or users in the configuration");
+        throw ConfigError(loopback
+                              ? "the configuration lists channels but no user; add one or give --user"
+                              : "listening beyond this machine needs a user: --user and --password-file, "
+                                "or users in the configuration");
     }
     if (config.users.empty()) {
         config.users.push_back(MakeFullUser("admin", "admin"));

@@ -16,7 +16,7 @@ struct Options {
     std::string user;
     std::string passwordFile;
     std::string controlPath;
-    std::string send;  // a command for the recorder at controlPath
+    std::string send;      // a command for the recorder at controlPath
     std::string exitText;  // of --help or --version: to be printed, and that is all
 };
 

@@ -1,10 +1,10 @@
 #include "service/recorder_service.h"
 
+#include <asio/executor_work_guard.hpp>
 #include <asio/io_context.hpp>
 #include <asio/ip/tcp.hpp>
 #include <asio/steady_timer.hpp>
 #include <asio/strand.hpp>
-#include <asio/executor_work_guard.hpp>
 
 #include <cstdio>
 #include <thread>
@@ -70,6 +70,9 @@ public:
         for (std::thread& thread : threads_) {
             thread.join();
         }
+        for (const auto& connection : set_.All()) {
+            connection->Abandon();
+        }
     }
 
     std::string Endpoint() const {
@@ -116,23 +119,24 @@ private:
     }
 
     void Accept() {
-        acceptor_.async_accept(asio::make_strand(io_), [this](const std::error_code& error, tcp::socket socket) {
-            if (stopping_ || error == asio::error::operation_aborted) {
-                return;
-            }
-            if (error) {
-                // Out of descriptors, most likely: the next try must not come at once.
-                retry_.expires_after(std::chrono::milliseconds(100));
-                retry_.async_wait([this](const std::error_code& ended) {
-                    if (!ended && !stopping_) {
-                        Accept();
-                    }
-                });
-                return;
-            }
-            Admit(std::move(socket));
-            Accept();
-        });
+        acceptor_.async_accept(asio::make_strand(io_),
+                               [this](const std::error_code& error, tcp::socket socket) {
+                                   if (stopping_ || error == asio::error::operation_aborted) {
+                                       return;
+                                   }
+                                   if (error) {
+                                       // Out of descriptors, most likely: the next try must not come at once.
+                                       retry_.expires_after(std::chrono::milliseconds(100));
+                                       retry_.async_wait([this](const std::error_code& ended) {
+                                           if (!ended && !stopping_) {
+                                               Accept();
+                                           }
+                                       });
+                                       return;
+                                   }
+                                   Admit(std::move(socket));
+                                   Accept();
+                               });
     }
 
     // At the limit the oldest connection that has not sent its request yet makes room for the new one; with

@@ -16,17 +16,17 @@ struct ServiceOptions {
     std::uint16_t port = 0;   // 0: the system's choice
     std::string controlPath;  // empty: no control socket
     int threads = 2;
-    std::chrono::milliseconds headTime{10'000};    // for a client to complete a request head
-    std::chrono::milliseconds stallTime{30'000};   // without a byte that the peer takes
-    std::chrono::milliseconds lingerTime{2'000};   // for the peer to close after a document
-    std::chrono::milliseconds notifyPause{500};    // between two lines to one client
-    std::function<void()> onStop;                  // the control socket asked for the end; on any thread
+    std::chrono::milliseconds headTime{10'000};   // for a client to complete a request head
+    std::chrono::milliseconds stallTime{30'000};  // without a byte that the peer takes
+    std::chrono::milliseconds lingerTime{2'000};  // for the peer to close after a document
+    std::chrono::milliseconds notifyPause{500};   // between two lines to one client
+    std::function<void()> onStop;                 // the control socket asked for the end; on any thread
 };
 
 struct ServiceCounters {
     std::size_t connections = 0;
     std::size_t streams = 0;
-    std::size_t queuedBytes = 0;    // of pictures that wait for slow watchers
+    std::size_t queuedBytes = 0;       // of pictures that wait for slow watchers
     std::uint64_t droppedRecords = 0;  // of the streams that are open
 };
 

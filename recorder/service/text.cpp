@@ -22,7 +22,7 @@ int Base64Value(char c) {
 std::size_t SequenceLength(std::string_view text) {
     const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
     const unsigned char lead = byte(0);
-    const std::size_t length = lead < 0x80              ? 1
+    const std::size_t length = lead < 0x80                   ? 1
                                : lead >= 0xC2 && lead < 0xE0 ? 2
                                : lead >= 0xE0 && lead < 0xF0 ? 3
                                : lead >= 0xF0 && lead < 0xF5 ? 4
@@ -95,7 +95,6 @@ bool IsDisplayText(std::string_view text) {
 bool IsColumnText(std::string_view text) {
     return std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c < 0x7F; });
 }
-
 
 std::string_view Trim(std::string_view text) {
     const std::size_t first = text.find_first_not_of(" \t\r\n");
