@@ -231,7 +231,8 @@ void ReadCamera(TableReader& reader, CameraConfig& camera) {
     reader.Number("rtsp_port", camera.rtspPort, 0, 65535);
     reader.Number("wan_rtsp_port", camera.wanRtspPort, 0, 65535);
     reader.Column("user", camera.user, 32);
-    reader.Column("password", camera.password, 32);
+    // At its full width it would run into the user's name for clients that skip blanks.
+    reader.Column("password", camera.password, 31);
     reader.Column("admin_password", camera.adminPassword, 63);
     reader.Column("guest_password", camera.guestPassword, 63);
     // A longer one would not fit into a client's line once it is scrambled.

@@ -42,7 +42,7 @@ TEST_F(Documents, InitInfoCarriesEveryChannelInItsColumns) {
     camera.port = 65535;
     camera.wanPort = 8080;
     camera.user = "viewer";
-    camera.password = std::string(32, 'p');
+    camera.password = std::string(31, 'p');
     config.channels[2].configured = false;
     Start();
     const HttpAnswer answer = Ask("/cgi-bin/get_init_info.cgi");
