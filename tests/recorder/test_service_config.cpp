@@ -174,6 +174,13 @@ TEST_F(Config, OptionsAndFileMakeOneWhole) {
     EXPECT_FALSE(ParseListen("192.0.2.1:80").loopback);
 }
 
+TEST(RecorderOptions, DocumentedExampleLoads) {
+    const RecorderConfig config = LoadConfig(KV_EXAMPLE_CONFIG);
+    EXPECT_EQ(config.users.size(), 2u);
+    EXPECT_EQ(config.channels.size(), 3u);
+    EXPECT_NO_THROW(MakeConfig(Parse({"--config", KV_EXAMPLE_CONFIG})));
+}
+
 TEST(RecorderOptions, WrongOnesGiveOneLine) {
     const std::vector<std::vector<const char*>> wrong = {
         {"--channels", "0"},
