@@ -135,6 +135,9 @@ PixelView SceneRenderer::Draw(int width, int height, const SceneMoment& moment) 
         cairo_surface_mark_dirty(canvas.picture.get());
         cairo_t* const cairo = canvas.cairo.get();
         cairo_save(cairo);
+        // Moving shapes need not be finer than the encoders keep them.
+        cairo_set_antialias(cairo, CAIRO_ANTIALIAS_FAST);
+        cairo_set_tolerance(cairo, 0.4);
         ApplyView(cairo, width, height, moment.view);
         Painter painter(cairo);
         scene_.paintMoving(painter, moment.seconds + channel_ * kChannelOffset);
