@@ -22,8 +22,8 @@ struct Outcome {
 class Program {
 public:
     explicit Program(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), KV_RECORDER_PROGRAM);
-        std::vector<char*> raw;
+        std::string path = KV_RECORDER_PROGRAM;
+        std::vector<char*> raw = {path.data()};
         for (std::string& argument : arguments) {
             raw.push_back(argument.data());
         }
