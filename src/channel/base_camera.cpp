@@ -43,6 +43,11 @@ void CBaseCamera::StartCameraThreads() {
 }
 
 bool CBaseCamera::StopCameraThreads(bool bWait) {
+    // All are asked before the first is waited for, so that their ends overlap.
+    for (ChannelThread* const thread :
+         {&m_core->m_commandThread, &m_core->m_videoThread, &m_core->m_decodeThread}) {
+        thread->RequestStop();
+    }
     bool bStopped = m_core->m_commandThread.Stop(bWait);
     bStopped = StopVideoThread(bWait) && bStopped;
     bStopped = m_core->m_decodeThread.Stop(bWait) && bStopped;

@@ -47,15 +47,22 @@ void ChannelThread::Start(bool bRun, const Body& body) {
     m_worker.Start(m_lpszName, [body, control] { body(control); });
 }
 
-bool ChannelThread::Stop(bool bWait) {
+void ChannelThread::RequestStop() {
     if (!m_worker.IsHeld()) {
-        return true;
+        return;
     }
     const auto control = Control();
     control->exit.Set();
     control->reset = 1;
     control->leave = 1;
     control->Interrupt();
+}
+
+bool ChannelThread::Stop(bool bWait) {
+    if (!m_worker.IsHeld()) {
+        return true;
+    }
+    RequestStop();
     if (m_worker.Wait(bWait ? kStopWait : kQuickStopWait)) {
         return true;
     }
@@ -63,7 +70,7 @@ bool ChannelThread::Stop(bool bWait) {
         return false;
     }
     Trace("CBaseCamera::%s: TerminateThread(0x%x, -1)...\n", m_lpszStopName, m_nStarts);
-    control->abandoned = true;
+    Control()->abandoned = true;
     m_worker.Abandon();
     const std::lock_guard lock(m_csControl);
     m_control = std::make_shared<ThreadControl>();

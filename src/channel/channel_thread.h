@@ -60,7 +60,9 @@ public:
 
     // Stops a thread that is there and starts anew, with the run event as told.
     void Start(bool bRun, const Body& body);
-    // Asks the thread to end. True if none is left; with bWait that is always so in the end, since a
+    // Asks the thread to end, and does not wait.
+    void RequestStop();
+    // Asks the thread to end and waits. True if none is left; with bWait that is always so in the end, since a
     // thread that does not end in time is abandoned.
     bool Stop(bool bWait);
     bool IsRunning() const { return m_worker.IsRunning(); }
