@@ -1,34 +1,16 @@
 // The controls of the console's panel, as states: what is pressed, shown and enabled.
 #pragma once
 
-#include <array>
-#include <cstdint>
 #include <functional>
 #include <map>
 #include <span>
 
+#include "skin/skin_table.h"
+
 namespace kvmon {
 
-enum class ButtonMode : int { Plain = 0, Toggle = 3, Radio = 9 };
-
-enum class ControlKind : int { Static = 0, SkinButton = 1 };
-
-// One row of the control table. Positions are those of a console of 1000 x 680.
-struct ControlRow {
-    int id;
-    const char* title;
-    int x, y, width, height;
-    ControlKind kind;
-    ButtonMode mode;
-    std::uint32_t tooltip;  // string number; 0 for none
-    bool shown;             // visible from the start
-    bool hold;              // repeats while it is held down
-};
-
-// All rows, in the order of creation.
-std::span<const ControlRow> ControlTable();
-// Null for an id without a row.
-const ControlRow* FindControlRow(int id);
+// All rows, in the order of creation. Positions are those of a console of 1000 x 680.
+std::span<const SkinControlRow> ControlTable();
 
 // Control identifiers that the logic names.
 enum ControlId : int {

@@ -5,10 +5,6 @@
 
 namespace kvmon {
 
-inline constexpr std::uint32_t WM_LBUTTONDOWN = 513;
-inline constexpr std::uint32_t WM_LBUTTONDBLCLK = 515;
-inline constexpr std::uint32_t WM_RBUTTONDOWN = 516;
-
 inline constexpr std::uint32_t kMsgPressLogout = 1025;
 inline constexpr std::uint32_t kMsgFocusStyleButton = 2059;
 inline constexpr std::uint32_t kMsgVideoWndMove = 2060;       // wParam channel, lParam screen point

@@ -2,9 +2,7 @@
 
 #include <QtGui/QCursor>
 #include <QtGui/QKeyEvent>
-#include <QtGui/QPainter>
 #include <QtWidgets/QComboBox>
-#include <QtWidgets/QLabel>
 #include <QtWidgets/QMessageBox>
 #include <algorithm>
 #include <cstdio>
@@ -12,28 +10,32 @@
 #include "channel/base_camera.h"
 #include "channel/channel_messages.h"
 #include "channel/video_wnd.h"
-#include "console/console_background.h"
 #include "console/wait_dialog.h"
+#include "console/widget_style.h"
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
+#include "persist/string_table.h"
 #include "persist/utilities.h"
 #include "server/kelvara_info.h"
 #include "server/server_messages.h"
+#include "skin/input_messages.h"
+#include "skin/palette.h"
+#include "skin/plain_text.h"
+#include "skin/skin_messages.h"
+#include "skin/xskin_od_button.h"
+#include "skin/xskin_static.h"
 
 namespace kvmon {
 
 namespace {
 
 constexpr int kSweepPeriodMs = 10000;
-
-QPoint PointOf(LParam packed) {
-    return {static_cast<std::int16_t>(packed & 0xFFFF), static_cast<std::int16_t>((packed >> 16) & 0xFFFF)};
-}
+constexpr QRect kPageComboPlace(825, 267, 968 - 825, 24);
 
 }  // namespace
 
 CMainDlg::CMainDlg(ClientSite& site, QWidget* parent, std::uint16_t language)
-    : WindowBase(parent), m_site(site), m_language(language), m_strServerName(site.GetDefServerName()) {
+    : CXSkinDialog(parent), m_site(site), m_language(language), m_strServerName(site.GetDefServerName()) {
     setObjectName(QStringLiteral("console"));
     setStyleSheet(ConsoleStyleSheet());
     setFocusPolicy(Qt::StrongFocus);
@@ -54,38 +56,43 @@ CMainDlg::~CMainDlg() {
 }
 
 void CMainDlg::OnInitDialog() {
-    CreateStatics();
-    m_view.Combo().setProperty("controlId", kCtlPageCombo);
-    PlaceControls();
+    CreateControls(ControlTable(), LoadString);
+    AddControl(kCtlPageCombo, &m_view.Combo(), kPageComboPlace);
+    m_controls.SetListener([this](int id, const ConsoleControls::State& state) { ShowControl(id, state); });
+    SetStaticColour(kCtlServerName, palette::kCaptionWhite);
+    SetStaticColour(kCtlServerModel, palette::kCaptionBlue);
     AddServer(m_site.GetServerIP(), m_site.GetServerPort(), {}, {});
     Logout(false);
     SetTimer(kTimerSweep, kSweepPeriodMs);
 }
 
-void CMainDlg::CreateStatics() {
-    for (const ControlRow& row : ControlTable()) {
-        if (row.kind != ControlKind::Static) {
-            continue;
-        }
-        auto label = std::make_unique<QLabel>(this);
-        label->setTextFormat(Qt::PlainText);
-        label->setObjectName(row.id == kCtlServerName ? QStringLiteral("serverName")
-                                                      : QStringLiteral("serverModel"));
-        m_statics[row.id] = std::move(label);
+void CMainDlg::SetStaticColour(int id, unsigned colour) {
+    if (auto* const control = dynamic_cast<CXSkinStatic*>(GetDlgItem(id))) {
+        control->SetTextColor(colour);
     }
 }
 
-void CMainDlg::PlaceControls() {
-    const int shift = std::max(width() - kMinConsoleWidth, 0);
-    for (const auto& [id, label] : m_statics) {
-        const ControlRow& row = *FindControlRow(id);
-        // What stands in the panel at the right keeps its distance to the right edge.
-        label->setGeometry(row.x > 802 ? row.x + shift : row.x, row.y, row.width, row.height);
+void CMainDlg::ShowControl(int id, const ConsoleControls::State& state) {
+    QWidget* const control = GetDlgItem(id);
+    if (control == nullptr) {
+        return;
     }
-    m_view.SetConsoleSize(width(), height());
-    if (m_waitDialog) {
-        m_waitDialog->Centre();
+    control->setVisible(state.shown);
+    control->setEnabled(state.enabled);
+    if (auto* const button = dynamic_cast<CXSkinODButton*>(control)) {
+        button->SetCheck(state.pressed ? BST_CHECKED : BST_UNCHECKED);
+        button->SetBusy(state.busy);
     }
+}
+
+// A click has turned the checks on the screen: the states follow.
+int CMainDlg::OnSkinODButtonNotify(int, int, LParam) {
+    for (const SkinControlRow& row : ControlTable()) {
+        if (const auto* const button = dynamic_cast<CXSkinODButton*>(GetDlgItem(row.id))) {
+            m_controls.SetPressed(row.id, button->GetCheck() == BST_CHECKED);
+        }
+    }
+    return 1;
 }
 
 void CMainDlg::DestroyWindow() {
@@ -153,7 +160,7 @@ void CMainDlg::OnLogin() {
             widget->setEnabled(bLoggedIn);
         }
     }
-    for (const ControlRow& row : ControlTable()) {
+    for (const SkinControlRow& row : ControlTable()) {
         m_controls.SetEnabled(row.id, bLoggedIn);
     }
 }
@@ -174,22 +181,22 @@ bool CMainDlg::IsWaitDialogShown() const {
 }
 
 void CMainDlg::ShowMessage(const std::string& text, const std::string& title) {
-    auto* const box = new QMessageBox(QMessageBox::Warning, QString::fromStdString(title),
-                                      QString::fromStdString(text), QMessageBox::Ok, this);
-    box->setTextFormat(Qt::PlainText);
+    auto* const box = new QMessageBox(QMessageBox::Warning, QString::fromStdString(title), MarkupOf(text),
+                                      QMessageBox::Ok, this);
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->open();
 }
 
 void CMainDlg::SetStaticText(int id, const std::string& text) {
-    const auto label = m_statics.find(id);
-    if (label != m_statics.end()) {
-        label->second->setText(QString::fromStdString(text));
+    if (auto* const control = dynamic_cast<CXSkinStatic*>(GetDlgItem(id))) {
+        control->SetWindowText(text);
     }
 }
 
+// To the present style's button where the panel has one.
 void CMainDlg::FocusStyleButton() {
-    setFocus();
+    QWidget* button = GetButton(StyleButtonId(m_view.CheckedStyle()));
+    (button != nullptr ? button : this)->setFocus();
 }
 
 void CMainDlg::RefreshCursor() {
@@ -215,7 +222,7 @@ void CMainDlg::OnTimer(std::uint32_t id) {
             m_binding.BuildView();
             break;
         default:
-            WindowBase::OnTimer(id);
+            CXSkinDialog::OnTimer(id);
     }
 }
 
@@ -243,7 +250,7 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
             FocusStyleButton();
             break;
         case kMsgVideoWndMove:
-            m_view.OnVideoWndMove(number, PointOf(lParam));
+            m_view.OnVideoWndMove(number, UnpackPoint(lParam));
             break;
         case kMsgGoToCamera:
             m_view.GoToCamera(number);
@@ -265,7 +272,7 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
             OnDoubleClick();
             break;
         default:
-            return WindowBase::OnMessage(message, wParam, lParam);
+            return CXSkinDialog::OnMessage(message, wParam, lParam);
     }
     return 0;
 }
@@ -318,21 +325,19 @@ void CMainDlg::OnDoubleClick() {
     PressButton(kCtlFirstStyle);
 }
 
-void CMainDlg::paintEvent(QPaintEvent*) {
-    QPainter painter(this);
-    PaintConsoleBackground(painter, size(), m_view.GetViewRectangle());
-}
-
 void CMainDlg::resizeEvent(QResizeEvent* event) {
-    WindowBase::resizeEvent(event);
-    PlaceControls();
+    CXSkinDialog::resizeEvent(event);
+    m_view.SetConsoleSize(width(), height());
+    if (m_waitDialog) {
+        m_waitDialog->Centre();
+    }
 }
 
 void CMainDlg::mousePressEvent(QMouseEvent* event) {
     if (event->button() == Qt::LeftButton || event->button() == Qt::RightButton) {
         m_view.ActivateWindowAt(event->globalPosition().toPoint());
     }
-    WindowBase::mousePressEvent(event);
+    CXSkinDialog::mousePressEvent(event);
 }
 
 void CMainDlg::mouseDoubleClickEvent(QMouseEvent* event) {
@@ -349,7 +354,7 @@ void CMainDlg::keyPressEvent(QKeyEvent* event) {
             event->accept();  // never a dialog's default
             break;
         default:
-            WindowBase::keyPressEvent(event);
+            CXSkinDialog::keyPressEvent(event);
     }
 }
 

@@ -13,9 +13,7 @@
 #include "console/console_session.h"
 #include "console/server_binding.h"
 #include "console/view_controller.h"
-#include "skin/window_base.h"
-
-class QLabel;
+#include "skin/xskin_dialog.h"
 
 namespace kvmon {
 
@@ -23,7 +21,7 @@ class WaitDialog;
 
 // One at a time. Every subject is a class of its own, owned here: the view, the binding of servers, the
 // session, the wait for cameras. User interface thread only; workers reach it through Handle().
-class CMainDlg : public WindowBase {
+class CMainDlg : public CXSkinDialog {
 public:
     // The site must outlive the console.
     CMainDlg(ClientSite& site, QWidget* parent, std::uint16_t language);
@@ -73,10 +71,11 @@ public:
     void FocusStyleButton();
     void RefreshCursor();
 
+    int OnSkinODButtonNotify(int nId, int nCode, LParam lParam) override;
+
 protected:
     void OnTimer(std::uint32_t id) override;
     LParam OnMessage(std::uint32_t message, WParam wParam, LParam lParam) override;
-    void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
@@ -87,8 +86,8 @@ private:
     void OnDestroy();
     void OnDoubleClick();
     void SetAudio();
-    void CreateStatics();
-    void PlaceControls();
+    void SetStaticColour(int id, unsigned colour);
+    void ShowControl(int id, const ConsoleControls::State& state);
 
     ClientSite& m_site;
     const std::uint16_t m_language;
@@ -105,7 +104,6 @@ private:
     ConsoleSession m_session{*this};
     BusyState m_busy{*this};
     std::unique_ptr<WaitDialog> m_waitDialog;
-    std::map<int, std::unique_ptr<QLabel>> m_statics;
 };
 
 }  // namespace kvmon

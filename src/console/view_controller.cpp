@@ -14,6 +14,8 @@
 #include "persist/string_table.h"
 #include "server/kelvara_info.h"
 #include "server/server_messages.h"
+#include "skin/background.h"
+#include "skin/skin_messages.h"
 
 namespace kvmon {
 
@@ -357,8 +359,6 @@ void ViewController::LeaveMultiDisplay() {
 
 void ViewController::SetConsoleSize(int width, int height) {
     m_rcView = ViewRectOfConsole(width, height);
-    // The panel keeps its distance to the right edge.
-    m_combo->setGeometry(825 + std::max(width - kMinConsoleWidth, 0), 267, 968 - 825, 24);
     // Only the places change: cameras and streams are left alone.
     const RedrawOff batch{&m_dlg};
     for (const CellPlan& cell : ComputeLayout(MakeLayoutInput()).cells) {
