@@ -2,6 +2,7 @@
 
 #include "channel/base_camera.h"
 #include "channel/channel_messages.h"
+#include "console/fill_pattern.h"
 #include "console/main_dlg.h"
 #include "console/multi_server_list.h"
 #include "persist/log_file.h"
@@ -327,24 +328,6 @@ void ServerBinding::SaveMultiServerInfo() {
         servers.push_back(DescribeServer(*GetServer(i)));
     }
     SaveServerList(Registry(), m_dlg.KeyName(), servers);
-}
-
-std::string FillPattern(const std::string& pattern, std::initializer_list<std::string> texts) {
-    std::string filled;
-    auto text = texts.begin();
-    for (std::size_t i = 0; i < pattern.size(); ++i) {
-        const bool bPlace = pattern[i] == '%' && i + 1 < pattern.size() &&
-                            (pattern[i + 1] == 's' || pattern[i + 1] == 'u' || pattern[i + 1] == 'd');
-        if (!bPlace) {
-            filled += pattern[i];
-            continue;
-        }
-        ++i;
-        if (text != texts.end()) {
-            filled += *text++;
-        }
-    }
-    return filled;
 }
 
 }  // namespace kvmon

@@ -63,8 +63,4 @@ constexpr std::uint64_t PendingBit(int server) {
         static_cast<std::int64_t>(static_cast<std::int32_t>(1u << (static_cast<unsigned>(server) % 32))));
 }
 
-// The pattern with each "%s" or "%u" replaced by the next text. The pattern may come from a language file,
-// so that it is no format.
-std::string FillPattern(const std::string& pattern, std::initializer_list<std::string> texts);
-
 }  // namespace kvmon
