@@ -40,6 +40,8 @@ public:
     // Shows "Digital zoom x2.00" for 3000 ms if a part of the picture is shown.
     void RefreshZoomLabel();
 
+    // The view's rectangle in its cell; during full screen it takes it on the way back.
+    void SetPlace(const QRect& rect);
     // Over the whole screen that the view is on, and back to its place.
     void SetFullScreen(bool bFull);
     bool IsFullScreen() const { return m_bFullScreen; }

@@ -181,27 +181,34 @@ TEST(ChannelStream, EveryReconnectShowsItsFirstPicture) {
 
 TEST(ChannelStream, FailsForEverWithItsWaits) {
     FakeClock clock(true);
-    ScriptedServer server([](Peer& peer) {
+    std::mutex mutex;
+    std::vector<std::uint64_t> ticks;  // of the first ten requests
+    ScriptedServer server([&](Peer& peer) {
         peer.ReadHead();
-        peer.Write(HttpReply(401, "Unauthorized", ""));
+        bool last = false;
+        {
+            const std::lock_guard lock(mutex);
+            ticks.push_back(clock.TickMs());
+            last = ticks.size() == 10;
+        }
+        if (!last) {
+            peer.Write(HttpReply(401, "Unauthorized", ""));
+        } else {
+            peer.Hold();
+        }
     });
     const auto camera = Camera(server.Port(), clock);
     camera->StartCameraThreads();
     camera->StartPlaying(false, false);
-    ASSERT_TRUE(server.WaitForHeads(7));
-    EXPECT_TRUE(WaitUntil([&] { return camera->Picture().GetMainCaption() == "Unauthorized"; }));
     ASSERT_TRUE(server.WaitForHeads(10));
+    EXPECT_EQ(camera->Picture().GetMainCaption(), "Unauthorized");
     camera->StopCameraThreads(true);
-    // Rounds of half a second after the first nine failures.
-    std::size_t rounds = 0;
-    for (const Milliseconds wait : clock.Waits()) {
-        if (wait == Milliseconds(500)) {
-            ++rounds;
-        }
+    const std::lock_guard lock(mutex);
+    std::vector<std::uint64_t> seconds;
+    for (std::size_t i = 1; i < ticks.size(); ++i) {
+        seconds.push_back((ticks[i] - ticks[i - 1]) / 1000);
     }
-    const std::size_t expected = 2 + 2 + 5 * 10 + 30 + 30;
-    EXPECT_GE(rounds, expected);
-    EXPECT_LE(rounds, expected + 30) << "the tenth may have been under way";
+    EXPECT_THAT(seconds, testing::ElementsAre(1, 1, 5, 5, 5, 5, 5, 15, 15));
 }
 
 TEST(ChannelStream, TheFirstPictureTakesTheCaptionAway) {

@@ -6,6 +6,7 @@
 #include "channel/decode_loop.h"
 #include "codec/jpeg_codec.h"
 #include "stream_maker.h"
+#include "support/wait_until.h"
 
 namespace kvmon {
 namespace {
@@ -300,27 +301,22 @@ TEST(DecodeMxpeg, ShowsItsFirstPictureAtTheTwentyFirst) {
     ChannelCore core(SystemClock());
     Factories() = {};
     ThreadControl control;
-    int fed = 0;
     const auto queue = [&](bool key, std::string_view payload) {
         const std::string record = kvtest::VideoRecord(wire::kZXPG, key, kWidth, kHeight, payload);
         auto frame = core.m_frames.NewDecodeFrame(0, record.size());
         std::memcpy(frame->Begin(), record.data(), record.size());
         frame->SetLength(static_cast<std::uint32_t>(record.size()));
         core.m_frames.AddDecodeFrameToQueue(FrameType::Wrapped, std::move(frame), &control.run);
-        ++fed;
     };
+    // The loop stays with its decoder, so all pictures count together.
+    queue(true, "P");
     Worker worker;
     worker.Start("decode", [&] { DecodeLoop(core, control).DecodeFrame(); });
-    // The loop stays with its decoder, so all pictures count together.
-    for (int i = 0; i < 22; ++i) {
-        while (core.m_frames.GetCount() >= FrameQueue::kMaxQueued) {
-            std::this_thread::yield();
-        }
-        queue(i == 0, i == 5 ? "" : "P");
+    for (int i = 1; i < 22; ++i) {
+        ASSERT_TRUE(kvtest::WaitUntil([&] { return core.m_frames.GetCount() < FrameQueue::kMaxQueued; }));
+        queue(false, i == 5 ? "" : "P");
     }
-    while (core.m_nDecoded + core.m_nFailed < 22) {
-        std::this_thread::yield();
-    }
+    EXPECT_TRUE(kvtest::WaitUntil([&] { return core.m_nDecoded + core.m_nFailed == 22; }));
     control.exit.Set();
     ASSERT_TRUE(worker.Wait(Milliseconds(5000)));
     EXPECT_EQ(core.m_nFailed, 1u) << "a failed one does not count among the twenty";
