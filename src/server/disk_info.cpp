@@ -40,7 +40,7 @@ DiskInfoError OpenDocument(ServerWorker& worker, DocumentReader& reader) {
 // Goes to the first line behind the blank ones. If the reads end before, Line() is what came last.
 void FindDiskLine(DocumentReader& reader) {
     bool blankSeen = false;
-    for (int i = 0; i < kMaxSkippedLines && reader.ReadLine(kHeaderLineMs); ++i) {
+    while (!reader.ReadTooMuch() && reader.ReadLine(kHeaderLineMs)) {
         const bool blank = IsBlankLine(reader.Line());
         if (blankSeen && !blank) {
             return;

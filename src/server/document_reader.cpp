@@ -14,14 +14,12 @@ bool DocumentReader::ReadLine(std::optional<std::uint32_t> newBudget) {
     if (!m_tran.ReadLine(m_line.data(), &m_length, &budget)) {
         m_length = 0;
     }
+    m_read += m_length;
     return !Line().empty();
 }
 
 bool DocumentReader::SkipHeader() {
-    for (int i = 0; i < kMaxSkippedLines; ++i) {
-        if (!ReadLine(kHeaderLineMs)) {
-            return false;
-        }
+    while (!ReadTooMuch() && ReadLine(kHeaderLineMs)) {
         if (IsBlankLine(Line())) {
             return true;
         }

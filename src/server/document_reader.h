@@ -15,8 +15,8 @@ namespace kvmon {
 
 inline constexpr std::size_t kMaxShortRequest = 639;
 inline constexpr std::size_t kMaxRequest = 1023;
-// Lines of a header, and of other text that nobody needs.
-inline constexpr int kMaxSkippedLines = 256;
+// Bytes of a header, and of other text that nobody needs.
+inline constexpr std::size_t kMaxSkipped = 65536;
 
 // One request and its reply. Lines that never end come in pieces of the buffer's size, and headers that
 // never end fail.
@@ -40,6 +40,8 @@ public:
     bool ReadStatus(int* pnStatus);
     // With its LF, up to the first NUL.
     std::string_view Line() const { return CText({m_line.data(), m_length}); }
+    // True once the lines read so far hold more than anybody needs before the data.
+    bool ReadTooMuch() const { return m_read > kMaxSkipped; }
     bool Holds(std::string_view text) const { return Line().find(text) != std::string_view::npos; }
 
     std::uint32_t budget = 0;
@@ -47,6 +49,7 @@ public:
 private:
     ServerTran m_tran;
     std::size_t m_length = 0;
+    std::size_t m_read = 0;
     // Twice the line length: an address of a picture may come scrambled to eight times its length.
     std::array<char, 2 * kDocumentLine> m_line;
 };

@@ -36,7 +36,7 @@ bool Ask(DocumentReader& reader, const ConnectInfo& connect, const char* target)
 
 // A line of one LF alone; these two replies have such ones.
 bool SkipToLfLine(DocumentReader& reader) {
-    for (int i = 0; i < kMaxSkippedLines && reader.ReadLine(kLineMs); ++i) {
+    while (!reader.ReadTooMuch() && reader.ReadLine(kLineMs)) {
         if (reader.Line() == "\n") {
             return true;
         }
@@ -53,7 +53,7 @@ std::string Lowered(std::string_view text) {
 
 // The digits in or below the line with the tag.
 std::optional<std::tm> FindTime(DocumentReader& reader) {
-    for (int i = 0; i < kMaxSkippedLines && reader.ReadLine(kLineMs); ++i) {
+    while (!reader.ReadTooMuch() && reader.ReadLine(kLineMs)) {
         const std::string line = Lowered(TrimRight(reader.Line(), "\r\n"));
         const auto tag = line.find(kTimeTag);
         if (tag == std::string::npos) {
