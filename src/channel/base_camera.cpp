@@ -149,17 +149,11 @@ WindowHandle CBaseCamera::GetVideoWnd() const {
 }
 
 bool CBaseCamera::SetViewSize(int cx, int cy) {
-    m_core->m_picture.SetSubString(SubString::View, FormatText("View: %d x %d", cx, cy));
     m_core->m_picture.SetViewSize(cx, cy);
-    bool bNew = false;
     {
         const std::lock_guard lock(m_core->m_cs);
-        bNew = cx != m_core->m_nViewWidth || cy != m_core->m_nViewHeight;
         m_core->m_nViewWidth = cx;
         m_core->m_nViewHeight = cy;
-    }
-    if (bNew) {
-        m_core->m_picture.ReleaseComposed();
     }
     return CheckStreamChange();
 }

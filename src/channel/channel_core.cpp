@@ -7,7 +7,8 @@
 namespace kvmon {
 
 ChannelFactories& Factories() {
-    static ChannelFactories factories;
+    static ChannelFactories factories{
+        .waveOutput = []() -> std::unique_ptr<WaveOutput> { return std::make_unique<CWaveOutDevice>(); }};
     return factories;
 }
 

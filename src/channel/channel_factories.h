@@ -18,8 +18,8 @@ struct ChannelFactories {
     VivotekDecoderFactory vivotekDecoder = nullptr;
 };
 
-// Those that a channel made from now on takes. Set by the program's start, on the thread that makes the
-// channels.
+// Those that a channel made from now on takes: sound goes to the system's sound card. Set by the program's
+// start, on the thread that makes the channels.
 ChannelFactories& Factories();
 
 }  // namespace kvmon

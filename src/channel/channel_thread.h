@@ -62,8 +62,8 @@ public:
     void Start(bool bRun, const Body& body);
     // Asks the thread to end, and does not wait.
     void RequestStop();
-    // Asks the thread to end and waits. True if none is left; with bWait that is always so in the end, since a
-    // thread that does not end in time is abandoned.
+    // Asks the thread to end and waits. True if none is left; with bWait that is always so in the end, since
+    // a thread that does not end in time is abandoned.
     bool Stop(bool bWait);
     bool IsRunning() const { return m_worker.IsRunning(); }
     // What steers the present thread, or the next one. Any thread.

@@ -9,18 +9,13 @@ namespace kvmon {
 namespace {
 
 constexpr std::uint32_t kAudioTimeout = 3000;
-constexpr std::uint16_t kWavePcm = 1;
-constexpr std::uint16_t kWaveALaw = 6;
-constexpr std::uint16_t kWaveMuLaw = 7;
-constexpr std::uint16_t kWaveG726 = 69;
-constexpr std::uint16_t kWaveZ726 = 63270;
 
 constexpr struct {
     std::uint32_t code;
     std::uint16_t waveType;
 } kWaveTypes[] = {
-    {wire::kG726, kWaveG726}, {wire::kZ726, kWaveZ726}, {wire::kG711, kWaveMuLaw},
-    {wire::kA711, kWaveALaw}, {wire::kPCM, kWavePcm},
+    {wire::kG726, WAVE_FORMAT_G726_ADPCM}, {wire::kZ726, kWaveFormatZ726}, {wire::kG711, WAVE_FORMAT_MULAW},
+    {wire::kA711, WAVE_FORMAT_ALAW},       {wire::kPCM, WAVE_FORMAT_PCM},
 };
 
 }  // namespace
@@ -38,7 +33,7 @@ std::optional<WaveFormats> WaveFormatsFor(std::uint32_t dwFourccCode, const Audi
         if (dwFourccCode == wire::kG726 && block.wChannel == 1 && block.wSampleBits == 16 &&
             block.dwSamplePerSecond == 8000) {
             // Recorders send plain sound under this code.
-            formats.inWaveType = kWavePcm;
+            formats.inWaveType = WAVE_FORMAT_PCM;
         }
         if (dwFourccCode == wire::kPCM) {
             formats.outSamplesPerSecond = block.dwSamplePerSecond;

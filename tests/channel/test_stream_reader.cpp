@@ -104,6 +104,14 @@ TEST_F(Stream, NothingEntersBeforeAKeyFrameButAllIsCounted) {
     EXPECT_THAT(TakeAll(), testing::ElementsAre(key, inter));
 }
 
+// Whole pictures need no key frame, but the rule is lifted by the first that it refuses.
+TEST_F(Stream, TheFirstPlainPictureLiftsTheWaitForAKeyFrame) {
+    const std::string jpegs =
+        VideoRecord(wire::kZIVG, false, 0, 0, "first") + VideoRecord(wire::kZIVG, false, 0, 0, "second");
+    EXPECT_EQ(Read(kNoHeader + jpegs), 2u);
+    EXPECT_THAT(TakeAll(), testing::ElementsAre("second"));
+}
+
 TEST_F(Stream, AKeyFrameThrowsAwayWhatWaits) {
     const std::string first = VideoRecord(wire::kZ264, true, 64, 48, "first");
     const std::string inter = VideoRecord(wire::kZ264, false, 0, 0, "inter");
