@@ -3,9 +3,10 @@
 
 #include <cstdint>
 
+#include "skin/skin_messages.h"
+
 namespace kvmon {
 
-inline constexpr std::uint32_t WM_COMMAND = 273;
 inline constexpr std::uint32_t WM_TIMER = 275;              // wParam the timer
 inline constexpr std::uint32_t kMsgEndStop = 11411;         // command outcome to a cell
 inline constexpr std::uint32_t kMsgCaptionRefresh = 11412;  // a cell's caption strip is stale

@@ -17,7 +17,7 @@ constexpr QRect kPanel(808, 56, 178, 564);
 constexpr QRect kSections[] = {
     QRect(814, 62, 166, 155),   // arrangements
     QRect(814, 221, 166, 73),   // view, sequence, page
-    QRect(814, 332, 166, 208),  // camera and its head
+    QRect(814, 298, 166, 242),  // camera and its head
 };
 constexpr QPointF kPadCentre(897, 459);
 constexpr double kPadRadius = 74;
@@ -85,6 +85,10 @@ QRect SkinPanelRect(QSize size) {
 QRect SkinStatusRect(QSize size) {
     const QPoint growth = Growth(size);
     return QRect(19, 626, 783, 24).translated(0, growth.y()).adjusted(0, 0, growth.x(), 0);
+}
+
+QRect SkinCaptionRect(QSize size) {
+    return QRect(822, 305, 150, 22).translated(Growth(size).x(), 0);
 }
 
 QRect SkinControlRect(const QRect& table, QSize size) {

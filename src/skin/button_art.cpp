@@ -16,6 +16,7 @@ namespace {
 
 enum class Face : std::uint8_t {
     kPlate,  // raised, with an edge
+    kRim,    // a plate whose outer edge follows the rim of the camera pad
     kBare,   // the sign alone; a plate comes with the pointer
 };
 
@@ -45,8 +46,8 @@ constexpr Subject kSubjects[] = {
     {1750, Snapshot, Face::kPlate, 3},       {1751, Record, Face::kPlate, 3},
     {1752, Speaker, Face::kPlate, 3},        {1753, Microphone, Face::kPlate, 3},
     {1754, Globe, Face::kPlate, 3},          {1800, House, Face::kPlate, 4},
-    {1801, ArrowUp, Face::kPlate, 1},        {1802, ArrowDown, Face::kPlate, 1},
-    {1803, ArrowLeft, Face::kPlate, 1},      {1804, ArrowRight, Face::kPlate, 1},
+    {1801, ArrowUp, Face::kRim, 1},          {1802, ArrowDown, Face::kRim, 1},
+    {1803, ArrowLeft, Face::kRim, 1},        {1804, ArrowRight, Face::kRim, 1},
     {1805, CornerUpLeft, Face::kBare, 1},    {1806, CornerUpRight, Face::kBare, 1},
     {1807, CornerDownLeft, Face::kBare, 1},  {1808, CornerDownRight, Face::kBare, 1},
     {1809, Plus, Face::kPlate, 1},           {1810, Minus, Face::kPlate, 1},
@@ -84,17 +85,47 @@ constexpr Colours kColours[kButtonBitmaps] = {
     {palette::kFaceChecked, palette::kEdge, palette::kInkDisabled},
 };
 
-void DrawPlate(QPainter& painter, const QRectF& box, const Colours& colours, ButtonLook look) {
+// The pad's arrows lie on a circle about its middle.
+constexpr double kRimRadius = 72;
+
+// Where the middle of the pad is, seen from one of its arrows.
+QPointF PadCentre(int id, const QRectF& box) {
+    const double reach = kRimRadius;
+    switch (id) {
+        case 1801:
+            return {box.center().x(), box.top() + reach};
+        case 1802:
+            return {box.center().x(), box.bottom() - reach};
+        case 1803:
+            return {box.left() + reach, box.center().y()};
+        default:
+            return {box.right() - reach, box.center().y()};
+    }
+}
+
+QPainterPath PlatePath(Face face, int id, const QRectF& box) {
     const QRectF rect = box.adjusted(0.5, 0.5, -0.5, -0.5);
     const double radius = std::clamp(std::min(box.width(), box.height()) / 4, 2.0, 4.0);
+    QPainterPath path;
+    path.addRoundedRect(rect, radius, radius);
+    if (face != Face::kRim) {
+        return path;
+    }
+    QPainterPath circle;
+    circle.addEllipse(PadCentre(id, box), kRimRadius - 0.5, kRimRadius - 0.5);
+    return path.intersected(circle);
+}
+
+void DrawPlate(QPainter& painter, const QPainterPath& plate, const Colours& colours, ButtonLook look) {
     const QColor face(colours.face);
+    const QRectF rect = plate.boundingRect();
     QLinearGradient shade(rect.topLeft(), rect.bottomLeft());
     const bool sunken = look == ButtonLook::kPressed;
     shade.setColorAt(0, sunken ? face.darker(115) : face.lighter(112));
     shade.setColorAt(1, sunken ? face.lighter(112) : face.darker(112));
     painter.setPen(QPen(QColor(colours.edge), 1));
     painter.setBrush(look == ButtonLook::kDisabled ? QBrush(face) : QBrush(shade));
-    painter.drawRoundedRect(rect, radius, radius);
+    painter.drawPath(plate);
 }
 
 void DrawNumber(QPainter& painter, const QRectF& box, int number, const QColor& ink) {
@@ -110,8 +141,9 @@ void DrawButton(QPainter& painter, const Subject* subject, int id, const QRectF&
                 bool checked) {
     const Colours& colours = kColours[ButtonBitmapIndex(look, checked)];
     const bool atRest = look == ButtonLook::kNormal || look == ButtonLook::kDisabled;
-    if (subject == nullptr || subject->face == Face::kPlate || !atRest) {
-        DrawPlate(painter, box, colours, look);
+    const Face face = subject == nullptr ? Face::kPlate : subject->face;
+    if (face != Face::kBare || !atRest) {
+        DrawPlate(painter, PlatePath(face, id, box), colours, look);
     }
     if (subject == nullptr) {
         return;

@@ -55,7 +55,6 @@ void Recorders(QPainter& painter, const QRectF& box, const IconInk& ink);
 
 // Signs for buttons of a dozen pixels and less.
 void Dots(QPainter& painter, const QRectF& box, const IconInk& ink);
-void Clock(QPainter& painter, const QRectF& box, const IconInk& ink);
 void ArrowUp(QPainter& painter, const QRectF& box, const IconInk& ink);
 void ArrowDown(QPainter& painter, const QRectF& box, const IconInk& ink);
 void ArrowLeft(QPainter& painter, const QRectF& box, const IconInk& ink);

@@ -13,12 +13,18 @@ struct Cell {
     int x, y, w, h;
 };
 
+// Between two cells, in pixels.
+double GapIn(const QRectF& box, int columns) {
+    return box.height() > 24 && columns < 4 ? 2 : 1;
+}
+
 // The largest box of 4:3 in the middle, on whole device pixels, so that the gaps come out even.
 QRectF PictureBox(const QPainter& painter, const QRectF& box, int columns, int rows) {
+    const double gap = GapIn(box, columns);
     const double step = 1 / painter.device()->devicePixelRatioF();
     const double height = std::min(box.height(), box.width() * 3 / 4);
-    const auto multiple = [step](double length, int parts) {
-        return std::floor((length + 1) / parts / step) * step * parts - 1;
+    const auto multiple = [step, gap](double length, int parts) {
+        return std::floor((length + gap) / parts / step) * step * parts - gap;
     };
     const double w = multiple(height * 4 / 3, columns);
     const double h = multiple(height, rows);
@@ -26,17 +32,17 @@ QRectF PictureBox(const QPainter& painter, const QRectF& box, int columns, int r
     return {snapped(box.center().x() - w / 2), snapped(box.center().y() - h / 2), w, h};
 }
 
-// Cells with a gap of one pixel.
 void DrawCells(QPainter& painter, const QRectF& box, const IconInk& ink, int columns, int rows,
                std::span<const Cell> cells) {
     const QRectF area = PictureBox(painter, box, columns, rows);
-    const double w = (area.width() + 1) / columns;
-    const double h = (area.height() + 1) / rows;
+    const double gap = GapIn(box, columns);
+    const double w = (area.width() + gap) / columns;
+    const double h = (area.height() + gap) / rows;
     painter.setPen(Qt::NoPen);
     painter.setBrush(ink.ink);
     const double radius = h > 6 ? 1 : 0;
     for (const Cell& cell : cells) {
-        const QRectF rect(area.x() + cell.x * w, area.y() + cell.y * h, cell.w * w - 1, cell.h * h - 1);
+        const QRectF rect(area.x() + cell.x * w, area.y() + cell.y * h, cell.w * w - gap, cell.h * h - gap);
         painter.drawRoundedRect(rect, radius, radius);
     }
 }

@@ -49,16 +49,6 @@ void Dots(QPainter& painter, const QRectF& box, const IconInk& ink) {
     }
 }
 
-void Clock(QPainter& painter, const QRectF& box, const IconInk& ink) {
-    const QPointF centre = WholePixel(box.center());
-    const double radius = std::min(box.width() / 2, 5.0) - 0.5;
-    painter.setBrush(Qt::NoBrush);
-    painter.setPen(QPen(ink.ink, 1));
-    painter.drawEllipse(centre, radius, radius);
-    painter.drawPolyline(
-        QPolygonF({centre - QPointF(0, radius - 1), centre, centre + QPointF(radius - 1.5, 0)}));
-}
-
 void ArrowUp(QPainter& painter, const QRectF& box, const IconInk& ink) {
     DrawTriangle(painter, box.center(), {0, -1}, 5, 6, ink.ink);
 }

@@ -32,7 +32,7 @@ inline constexpr QRgb kLight = 0xff2a313a;
 inline constexpr QRgb kInk = 0xffbac5d0;
 inline constexpr QRgb kInkBright = 0xffeaf1f7;
 inline constexpr QRgb kInkFaint = 0xff7b8794;
-inline constexpr QRgb kInkDisabled = 0xff48515b;
+inline constexpr QRgb kInkDisabled = 0xff56606b;
 
 // The one colour.
 inline constexpr QRgb kAccent = 0xff4fb3d9;

@@ -84,8 +84,10 @@ LParam WindowBase::SendMessage(std::uint32_t message, WParam wParam, LParam lPar
 }
 
 WindowBase* WindowBase::FindControl(int id) const {
-    for (WindowBase* const child : findChildren<WindowBase*>()) {
-        if (child->ControlId() == id) {
+    // Qt's own search goes by meta-objects and takes every widget for a window of this base.
+    for (QWidget* const widget : findChildren<QWidget*>()) {
+        auto* const child = dynamic_cast<WindowBase*>(widget);
+        if (child != nullptr && child->ControlId() == id) {
             return child;
         }
     }

@@ -33,7 +33,8 @@ CXSkinODButton::CXSkinODButton(int id, ButtonMode mode, QWidget* parent)
     SetControlId(id);
     // A click leaves the focus where the user put it.
     setFocusPolicy(Qt::TabFocus);
-    setAttribute(Qt::WA_Hover);
+    // A release that went elsewhere shows in the next move.
+    setMouseTracking(true);
     InstallButtonAccessibility();
 }
 
@@ -182,10 +183,14 @@ void CXSkinODButton::ShowTip(const QPoint& screenPosition) {
 }
 
 const QPixmap& CXSkinODButton::Bitmap() {
-    QPixmap& bitmap = bitmaps_[ButtonBitmapIndex(state_.Look(), state_.checked())];
     const double scale = devicePixelRatioF();
-    if (bitmap.isNull() || bitmap.devicePixelRatioF() != scale ||
-        bitmap.deviceIndependentSize().toSize() != size()) {
+    if (size() != bitmapSize_ || scale != bitmapScale_) {
+        bitmaps_.fill(QPixmap());
+        bitmapSize_ = size();
+        bitmapScale_ = scale;
+    }
+    QPixmap& bitmap = bitmaps_[ButtonBitmapIndex(state_.Look(), state_.checked())];
+    if (bitmap.isNull()) {
         bitmap = source_(size(), scale, state_.Look(), state_.checked());
     }
     return bitmap;

@@ -81,6 +81,8 @@ private:
     ButtonState state_;
     BitmapSource source_;
     std::array<QPixmap, kButtonBitmaps> bitmaps_;
+    QSize bitmapSize_;  // for which the bitmaps were made, with their scale
+    double bitmapScale_ = 0;
     WindowHandle pressTarget_;
     std::uint32_t pressMessage_ = 0;
     bool pressNotify_ = false;

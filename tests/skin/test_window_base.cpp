@@ -83,6 +83,7 @@ TEST(WindowBaseTest, ControlsAreFoundByNumberAtAnyDepth) {
     inner->SetControlId(1651);
     EXPECT_EQ(window.FindControl(1651), inner);
     EXPECT_EQ(window.FindControl(1652), nullptr);
+    EXPECT_EQ(window.FindControl(0), nullptr) << "the frame has no number, not number 0";
 }
 
 }  // namespace
