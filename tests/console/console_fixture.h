@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <QtCore/QCoreApplication>
+#include <QtCore/QTimer>
 #include <QtWidgets/QWidget>
 #include <memory>
 #include <string>
@@ -21,17 +22,20 @@ namespace kvtest {
 template <typename Condition>
 bool PumpUntil(Condition condition, std::chrono::milliseconds timeout = std::chrono::seconds(15)) {
     const auto deadline = std::chrono::steady_clock::now() + timeout;
+    QTimer wake;  // for conditions that come true without an event
+    wake.start(5);
     while (!condition()) {
         if (std::chrono::steady_clock::now() >= deadline) {
             return false;
         }
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 5);
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
     return true;
 }
 
 // All that is due now.
 inline void Pump() {
+    // Handlers post: the second turn takes what the first one brought about.
     QCoreApplication::processEvents();
     QCoreApplication::processEvents();
 }

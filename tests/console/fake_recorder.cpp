@@ -124,7 +124,7 @@ std::string FakeRecorder::InitInfo() const {
 std::string FakeRecorder::ExtInfo() const {
     const std::lock_guard lock(mutex_);
     std::string text = FormatText("channel number=%d\n", static_cast<int>(channels_.size()));
-    text += "lines per channel=1\n//----------\n";
+    text += "lines of channel=1\n//----------\n";
     for (std::size_t i = 0; i < channels_.size(); ++i) {
         text += HexLine("rtsp port=554");
     }
