@@ -122,9 +122,13 @@ void CaptionLayer::DrawMain(const std::string& text) {
         }
     }
     const int shadow = Scaled(kMainShadow, m_scale);
-    m_main.image = DrawText(shown, FontOfHeight(height), m_color, {0, shadow});
+    const QFont font = FontOfHeight(height);
+    const QFontMetrics metrics(font);
+    m_main.image = DrawText(shown, font, m_color, {0, shadow});
     m_main.x = (m_viewWidth - width) / 2 - shadow;
-    m_main.y = -shadow;
+    // Up by the shadow's offset, but no letter leaves the view.
+    const int free = std::max(metrics.ascent() + metrics.tightBoundingRect(shown).top(), 0);
+    m_main.y = -std::min(shadow, free);
 }
 
 void CaptionLayer::DrawLine(Sprite& sprite, const std::string& text) const {

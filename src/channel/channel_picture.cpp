@@ -277,14 +277,11 @@ std::unique_ptr<CVideoBmpFrame> ChannelPicture::Show(std::unique_ptr<CVideoBmpFr
 }
 
 void ChannelPicture::Compose() {
-    bool done = false;
     {
         const std::lock_guard lock(m_impl->csFrame);
-        done = m_impl->Compose();
+        m_impl->Compose();
     }
-    if (done) {
-        m_impl->Notify();
-    }
+    m_impl->Notify();
 }
 
 // --- any thread
@@ -297,7 +294,9 @@ std::unique_ptr<CVideoBmpFrame> ChannelPicture::ReleasePicture() {
         m_impl->hasFrame = false;
         m_impl->ReleaseComposed();
     }
-    m_impl->Notify();
+    if (frame) {
+        m_impl->Notify();
+    }
     return frame;
 }
 

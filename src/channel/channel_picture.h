@@ -55,8 +55,8 @@ public:
     std::unique_ptr<CVideoBmpFrame> SetBitmapInfo(const BITMAPINFOHEADER& info);
     // A finished picture takes the screen. Gives the one before it back for recycling.
     std::unique_ptr<CVideoBmpFrame> Show(std::unique_ptr<CVideoBmpFrame> frame);
-    // Composes the picture on show into the back image and publishes it, then calls the repaint
-    // callback of the view. Nothing without a view.
+    // Composes the picture on show into the back image and publishes it, if there is a view, then calls
+    // the repaint callback.
     void Compose();
 
     // --- any thread
