@@ -9,6 +9,8 @@
 
 namespace kvrecorder {
 
+class MediaClock;
+
 // One access unit or JPEG picture, immutable and shared.
 struct Packet {
     std::uint32_t fourcc = 0;  // a code of wire/frame_header.h
@@ -35,9 +37,13 @@ struct StreamConfig {
 // without re-encoding when its codec is one of the protocol's (H.264, MPEG-4 part 2, MJPEG); else its
 // pictures are decoded and encoded anew.
 struct SourceConfig {
-    std::string file;    // empty: a generated scene
-    std::string scene;   // name of a scene; empty: one by the channel's number
-    std::vector<StreamConfig> streams;  // of a generated scene, at least one
+    std::string file;   // empty: a generated scene
+    std::string scene;  // one of SceneNames(); empty: one by the channel's number
+    // Of a generated scene: its streams; none: DefaultStreams(channel). Of a file: entry 0 stands for the
+    // file's own pictures and its values are not used, the others are encoded from them on demand; none:
+    // the file's own and one of 352x240. Sizes are 16 to 4096 and even, 1 to 60 pictures a second, 1 to
+    // 600 pictures from key to key.
+    std::vector<StreamConfig> streams;
 };
 
 struct StreamDescription {
@@ -47,18 +53,28 @@ struct StreamDescription {
     int fps = 0;
 };
 
+// Of one stream since the hub began.
+struct StreamCounters {
+    std::uint64_t packets = 0;  // given to watchers and to the store for new ones
+    std::uint64_t encoded = 0;  // of these, encoded here
+    std::uint64_t skipped = 0;  // pictures left out because the machine was late
+    int watchers = 0;           // now
+};
+
 // Takes packets of one stream. The callback runs on a source thread and must not wait; it first gets
-// the packets since the last key picture, so that a new watcher sees a picture at once.
+// the packets since the last key picture, so that a new watcher sees a picture at once. It must not throw.
 class Subscription {
 public:
-    virtual ~Subscription() = default;  // ends the callbacks; returns when none is under way
+    // Ends the callbacks; returns when none is under way, but for the one that it is called from.
+    virtual ~Subscription() = default;
 };
 
 class MediaHub {
 public:
     virtual ~MediaHub() = default;
     // Adds a channel; its position is the channel number. The name is drawn into generated scenes. Throws
-    // std::runtime_error with words for the user if a file cannot be read.
+    // std::runtime_error with words for the user if a file cannot be read, a scene has no such name or a
+    // stream cannot be made.
     virtual int AddChannel(const std::string& name, const SourceConfig& source) = 0;
     virtual void RenameChannel(int channel, const std::string& name) = 0;
     virtual std::vector<StreamDescription> Streams(int channel) const = 0;
@@ -66,8 +82,21 @@ public:
     // watches costs no encoding.
     virtual std::unique_ptr<Subscription> Subscribe(int channel, int stream,
                                                     std::function<void(const PacketPtr&)> sink) = 0;
+    // Zeros for what does not exist.
+    virtual StreamCounters Counters(int channel, int stream) const {
+        static_cast<void>(channel);
+        static_cast<void>(stream);
+        return {};
+    }
 };
 
-std::unique_ptr<MediaHub> CreateMediaHub();
+// The scenes that can be asked for by name, in the order in which channels get them.
+std::vector<std::string> SceneNames();
+// What a generated channel offers when nothing is told: at least two sizes, and each codec in turn.
+std::vector<StreamConfig> DefaultStreams(int channel);
+
+// All operations of a hub may be called from any thread. Pictures are made by `threads` threads for all
+// channels together; 0: as many as there are processors, at most four. The clock is for tests.
+std::unique_ptr<MediaHub> CreateMediaHub(std::shared_ptr<MediaClock> clock = nullptr, int threads = 0);
 
 }  // namespace kvrecorder

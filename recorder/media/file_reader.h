@@ -1,0 +1,62 @@
+// The coded pictures of a file, over and over.
+#pragma once
+
+#include <string>
+
+#include "media/av_ptr.h"
+#include "media/media_clock.h"
+#include "media/media_hub.h"
+
+namespace kvrecorder {
+
+// How a file's pictures are offered.
+struct FileFormat {
+    bool passOn = false;  // the codec is one of the protocol's: packets go out as they are
+    Codec codec = Codec::H264;
+    int width = 0;
+    int height = 0;
+    int fps = 1;
+};
+
+// Reads a file that libavformat knows. H.264 comes as annex B and MPEG-4 as it is, with the parameter
+// sets or the VOL header in each key packet. One thread at a time.
+class FileReader {
+public:
+    // Throws std::runtime_error if the file cannot be read or has no pictures.
+    explicit FileReader(const std::string& path);
+
+    const FileFormat& Format() const { return format_; }
+    // For a decoder of the packets.
+    const AVCodecParameters* Parameters() const { return filter_ ? filter_->par_out : stream_->codecpar; }
+
+    struct Next {
+        const AVPacket* packet;  // valid until the next call; never null
+        MediaTime after;         // since the packet before
+        bool begun;              // the first of the file again
+    };
+    // Throws std::runtime_error when the file gives nothing any more.
+    Next Read();
+
+private:
+    void Open();
+    void OpenFilter();
+    void Describe();
+    bool ReadPacket();
+    bool ReadFiltered();
+    bool Rewind();
+    void InsertHeaders();
+    MediaTime TimeSinceLast();
+
+    const std::string path_;
+    AvPtr<AVFormatContext> file_;
+    AvPtr<AVBSFContext> filter_;
+    AvPtr<AVPacket> packet_;
+    AVStream* stream_ = nullptr;
+    FileFormat format_;
+    MediaTime pictureTime_{40'000};
+    std::int64_t lastStamp_ = AV_NOPTS_VALUE;
+    bool atStart_ = true;
+    bool pending_ = false;
+};
+
+}  // namespace kvrecorder

@@ -1,0 +1,150 @@
+#include "media/picture_encoder.h"
+
+#include <stdexcept>
+
+#include "wire/frame_header.h"
+
+extern "C" {
+#include <libavutil/opt.h>
+}
+
+namespace kvrecorder {
+namespace {
+
+struct CodecKind {
+    Codec codec;
+    const char* encoder;
+    std::uint32_t fourcc;
+    AVPixelFormat format;
+    void (*tune)(AVCodecContext* context);
+};
+
+// Quality is constant and the rate follows the scene: static pictures cost next to nothing.
+void TuneH264(AVCodecContext* context) {
+    context->profile = FF_PROFILE_H264_CONSTRAINED_BASELINE;
+    av_opt_set(context->priv_data, "preset", "ultrafast", 0);
+    av_opt_set(context->priv_data, "tune", "zerolatency", 0);
+    av_opt_set(context->priv_data, "crf", "23", 0);
+    // The client's decoder gets whole pictures; slices would only cost bits.
+    av_opt_set(context->priv_data, "x264-params", "sliced-threads=0:scenecut=0:repeat-headers=1:annexb=1", 0);
+    av_opt_set(context->priv_data, "forced-idr", "1", 0);
+}
+
+void TuneByQuantizer(AVCodecContext* context) {
+    context->flags |= AV_CODEC_FLAG_QSCALE;
+    context->global_quality = FF_QP2LAMBDA * 3;
+}
+
+void TuneMpeg4(AVCodecContext* context) {
+    TuneByQuantizer(context);
+    // Key pictures come by count alone.
+    av_opt_set(context->priv_data, "sc_threshold", "1000000000", 0);
+}
+
+void TuneMjpeg(AVCodecContext* context) {
+    TuneByQuantizer(context);
+    // Optimal tables would cost a second pass over each picture.
+    av_opt_set(context->priv_data, "huffman", "default", 0);
+}
+
+const CodecKind kCodecs[] = {
+    {Codec::H264, "libx264", wire::kZ264, AV_PIX_FMT_YUV420P, TuneH264},
+    {Codec::Mpeg4, "mpeg4", wire::kZMP4, AV_PIX_FMT_YUV420P, TuneMpeg4},
+    {Codec::Mjpeg, "mjpeg", wire::kZIVG, AV_PIX_FMT_YUVJ420P, TuneMjpeg},
+};
+
+const CodecKind& KindOf(Codec codec) {
+    for (const CodecKind& kind : kCodecs) {
+        if (kind.codec == codec) {
+            return kind;
+        }
+    }
+    throw std::runtime_error("unknown codec");
+}
+
+}  // namespace
+
+void CheckStream(const StreamConfig& stream) {
+    const auto sizeFits = [](int size) { return size >= 16 && size <= 4096 && size % 2 == 0; };
+    if (!sizeFits(stream.width) || !sizeFits(stream.height)) {
+        throw std::runtime_error("a picture of " + std::to_string(stream.width) + "x" +
+                                 std::to_string(stream.height) +
+                                 " cannot be made; sizes are 16 to 4096 and even");
+    }
+    if (stream.fps < 1 || stream.fps > 60) {
+        throw std::runtime_error("a rate is 1 to 60 pictures a second, not " + std::to_string(stream.fps));
+    }
+    if (stream.gop < 1 || stream.gop > 600) {
+        throw std::runtime_error("from key to key picture there are 1 to 600, not " +
+                                 std::to_string(stream.gop));
+    }
+}
+
+std::uint32_t FourccOf(Codec codec) {
+    return KindOf(codec).fourcc;
+}
+
+PictureEncoder::PictureEncoder(const StreamConfig& stream) : stream_(stream) {
+    CheckStream(stream);
+    const CodecKind& kind = KindOf(stream.codec);
+    const AVCodec* const codec = avcodec_find_encoder_by_name(kind.encoder);
+    codec_.reset(codec ? avcodec_alloc_context3(codec) : nullptr);
+    frame_.reset(av_frame_alloc());
+    packet_.reset(av_packet_alloc());
+    if (!codec_ || !frame_ || !packet_) {
+        throw std::runtime_error(std::string("the encoder ") + kind.encoder + " is not to be had");
+    }
+    codec_->width = stream.width;
+    codec_->height = stream.height;
+    codec_->pix_fmt = kind.format;
+    codec_->color_range = kind.format == AV_PIX_FMT_YUVJ420P ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
+    codec_->time_base = {1, stream.fps};
+    codec_->framerate = {stream.fps, 1};
+    codec_->gop_size = stream.gop;
+    codec_->max_b_frames = 0;
+    // Channels run side by side already.
+    codec_->thread_count = 1;
+    kind.tune(codec_.get());
+    if (const int error = avcodec_open2(codec_.get(), codec, nullptr); error < 0) {
+        throw std::runtime_error(std::string("the encoder ") + kind.encoder + " refuses " +
+                                 std::to_string(stream.width) + "x" + std::to_string(stream.height) + ": " +
+                                 AvErrorText(error));
+    }
+    frame_->format = kind.format;
+    frame_->width = stream.width;
+    frame_->height = stream.height;
+    frame_->color_range = codec_->color_range;
+    if (av_frame_get_buffer(frame_.get(), 0) < 0) {
+        throw std::runtime_error("no memory for a picture");
+    }
+}
+
+AVFrame* PictureEncoder::Picture() {
+    return av_frame_make_writable(frame_.get()) < 0 ? nullptr : frame_.get();
+}
+
+PacketPtr PictureEncoder::Encode(std::int64_t index, std::int64_t timeMs) {
+    frame_->pts = index;
+    // The libraries count a group by time stamps or by pictures; after skipped ones these differ.
+    frame_->pict_type = sinceKey_ == 0 ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
+    frame_->quality = codec_->global_quality;
+    if (avcodec_send_frame(codec_.get(), frame_.get()) < 0 ||
+        avcodec_receive_packet(codec_.get(), packet_.get()) < 0) {
+        return nullptr;
+    }
+    auto packet = std::make_shared<Packet>();
+    packet->fourcc = FourccOf(stream_.codec);
+    packet->key = (packet_->flags & AV_PKT_FLAG_KEY) != 0;
+    packet->width = stream_.width;
+    packet->height = stream_.height;
+    packet->timeMs = timeMs;
+    packet->data.assign(packet_->data, packet_->data + packet_->size);
+    av_packet_unref(packet_.get());
+    sinceKey_ = packet->key ? 1 : sinceKey_ + 1;
+    if (sinceKey_ >= stream_.gop) {
+        sinceKey_ = 0;
+    }
+    return packet;
+}
+
+}  // namespace kvrecorder

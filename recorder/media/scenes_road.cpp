@@ -1,0 +1,453 @@
+// A highway, a car park at night and a level crossing.
+#include "media/paint.h"
+#include "media/scene.h"
+
+namespace kvrecorder {
+namespace {
+
+constexpr double kFarY = 560;  // where the highway vanishes
+constexpr int kPaints[] = {0xC8352B, 0xE9E9EC, 0x24528F, 0x2B2B30, 0xD9A520, 0x3E7D55, 0x8C97A5};
+
+double NearX(double lane, double depth) {
+    return 1600 + lane * 210 / depth;
+}
+double NearY(double depth) {
+    return kFarY + 840 / depth;
+}
+
+// `depth` 1 stands at the lower edge.
+void RoadCar(Painter& p, double lane, double depth, int rgb, bool coming, bool truck) {
+    const double scale = 1 / depth;
+    const double x = NearX(lane, depth);
+    const double y = NearY(depth);
+    if (!p.Sees(x - 120 * scale, y - 220 * scale, 240 * scale, 260 * scale)) {
+        return;
+    }
+    p.Push(x, y, scale, scale);
+    p.Color(0x000000, 0.35);
+    p.Ellipse(0, 0, 92, 16);
+    p.Color(0x17171A);
+    p.Rect(-70, -26, 30, 28);
+    p.Rect(40, -26, 30, 28);
+    if (truck) {
+        p.Color(0xF2F2EE);
+        p.Rect(-78, -250, 156, 232);
+        p.Color(rgb);
+        p.Rect(-78, -110, 156, 50);
+    } else {
+        p.Color(rgb);
+        p.Poly({{-58, -80}, {58, -80}, {44, -128}, {-44, -128}});
+        p.RoundRect(-78, -86, 156, 70, 18);
+        p.Color(coming ? 0x9FC4DC : 0x37424F);
+        p.Poly({{-48, -82}, {48, -82}, {38, -120}, {-38, -120}});
+    }
+    p.Color(coming ? 0xFFFBE0 : 0xFF2A1E);
+    p.AddRect(-72, -66, 30, 18);
+    p.AddRect(42, -66, 30, 18);
+    p.Fill();
+    p.Pop();
+}
+
+void Tree(Painter& p, double x, double y, double size, int rgb) {
+    p.Color(0x5B4128);
+    p.Rect(x - size * 0.07, y - size * 0.5, size * 0.14, size * 0.5);
+    p.Color(rgb);
+    p.AddCircle(x, y - size * 0.85, size * 0.36);
+    p.AddCircle(x - size * 0.24, y - size * 0.62, size * 0.27);
+    p.AddCircle(x + size * 0.24, y - size * 0.62, size * 0.27);
+    p.Fill();
+}
+
+}  // namespace
+
+void HighwayStill(Painter& p) {
+    p.Gradient(0, 150, 0, kFarY, {{0, 0x5FA8E0}, {1, 0xDCEFF8}});
+    p.Rect(0, 0, kWorldWidth, kFarY);
+    p.Color(0xFFFFFF, 0.85);
+    for (int i = 0; i < 16; ++i) {
+        const double x = (i / 4) * 900 + 200 + (i % 4) * 80;
+        p.AddEllipse(x, 330 + 40 * Noise(i / 4) - (i % 4 == 1 ? 26 : 0), 90, 34 + 14 * Noise(i));
+    }
+    p.Fill();
+    p.Color(0x8FB3A6);
+    for (int i = 0; i < 12; ++i) {
+        p.AddEllipse(i * 310, kFarY + 10, 300, 60 + 90 * Noise(i + 3));
+    }
+    p.Fill();
+    p.Gradient(0, kFarY, 0, kWorldHeight, {{0, 0x9CBF6A}, {1, 0x4E8B3A}});
+    p.Rect(0, kFarY, kWorldWidth, kWorldHeight - kFarY);
+    const double bottom = NearY(0.8);
+    p.Gradient(0, kFarY, 0, bottom, {{0, 0x8B8E94}, {1, 0x55585E}});
+    p.Poly({{1594, kFarY}, {1606, kFarY}, {NearX(4.1, 0.8), bottom}, {NearX(-4.1, 0.8), bottom}});
+    // The strip between the two directions, with its rail.
+    p.Color(0x5F9145);
+    p.Poly({{1599, kFarY}, {1601, kFarY}, {NearX(0.42, 0.8), bottom}, {NearX(-0.42, 0.8), bottom}});
+    p.Color(0xD5D8DA);
+    p.Poly({{1600, kFarY - 1},
+            {1600, kFarY + 1},
+            {NearX(0.08, 0.8), bottom - 60},
+            {NearX(-0.08, 0.8), bottom - 110}});
+    p.Color(0xF4F4F0);
+    for (const double edge : {-3.9, -0.55, 0.55, 3.9}) {
+        p.Poly({{1600, kFarY}, {NearX(edge - 0.04, 0.8), bottom}, {NearX(edge + 0.04, 0.8), bottom}});
+    }
+    for (const double line : {-2.75, -1.65, 1.65, 2.75}) {
+        for (double depth = 0.8; depth < 16; depth *= 1.28) {
+            const double end = depth * 1.12;
+            p.Poly({{NearX(line - 0.03, depth), NearY(depth)},
+                    {NearX(line + 0.03, depth), NearY(depth)},
+                    {NearX(line + 0.03, end), NearY(end)},
+                    {NearX(line - 0.03, end), NearY(end)}});
+        }
+    }
+    for (double depth = 9; depth > 0.9; depth *= 0.72) {
+        Tree(p, NearX(-5.6, depth), NearY(depth), 420 / depth, 0x3B7A36);
+        Tree(p, NearX(5.4, depth), NearY(depth), 360 / depth, 0x4C8F3C);
+    }
+    // A gantry with signs.
+    const double y = NearY(3.4);
+    p.Color(0x70767E);
+    p.Rect(NearX(-4.4, 3.4), y - 330, 14, 330);
+    p.Rect(NearX(4.4, 3.4) - 14, y - 330, 14, 330);
+    p.Rect(NearX(-4.4, 3.4), y - 330, NearX(4.4, 3.4) - NearX(-4.4, 3.4), 12);
+    for (const double sign : {-2.2, 2.2}) {
+        p.Color(0x1E56A0);
+        p.RoundRect(NearX(sign, 3.4) - 95, y - 385, 190, 90, 8);
+        p.Color(0xFFFFFF);
+        p.Rect(NearX(sign, 3.4) - 72, y - 362, 110, 12);
+        p.Rect(NearX(sign, 3.4) - 72, y - 336, 80, 12);
+        p.Poly({{NearX(sign, 3.4) + 52, y - 320},
+                {NearX(sign, 3.4) + 82, y - 320},
+                {NearX(sign, 3.4) + 67, y - 362}});
+    }
+}
+
+void HighwayMoving(Painter& p, double seconds) {
+    constexpr int kCars = 6;
+    // Far ones first. A car's depth falls (or rises) evenly, as at a steady speed.
+    for (int rank = 0; rank < kCars; ++rank) {
+        for (int lane = 0; lane < 6; ++lane) {
+            const bool coming = lane < 3;
+            const double across = (lane < 3 ? -3.35 : 1.15) + 1.1 * (lane % 3);
+            const double speed = (coming ? -1 : 1) * (0.9 + 0.25 * (coming ? lane : 5 - lane));
+            const double gap = 2.3;
+            const double travelled = seconds * speed + lane * 1.7;
+            const double shift = Wrap(travelled, gap);
+            const int first = static_cast<int>(std::floor(travelled / gap));
+            const int car = kCars - 1 - rank;
+            const double depth = 0.72 + shift + car * gap;
+            const int who = ((first - car) * 6 + lane) & 1023;
+            if (Noise(who + 11) < 0.25) {
+                continue;
+            }
+            RoadCar(p, across, depth, kPaints[who % 7], coming, Noise(who + 77) > 0.84);
+        }
+    }
+}
+
+namespace {
+
+void CarFromAbove(Painter& p, double x, double y, double angle, int rgb, bool lights) {
+    p.Push(x, y, 1, 1, angle);
+    if (lights) {
+        p.Color(0xFFF4C0, 0.25);
+        p.Poly({{-40, -100}, {40, -100}, {110, -330}, {-110, -330}});
+    }
+    p.Color(0x000000, 0.35);
+    p.RoundRect(-50, -98, 112, 212, 26);
+    p.Color(rgb);
+    p.RoundRect(-54, -104, 108, 208, 26);
+    p.Color(0x1E2933);
+    p.RoundRect(-43, -46, 86, 36, 8);
+    p.RoundRect(-40, 50, 80, 26, 8);
+    p.Color(0xFFFFFF, 0.18);
+    p.RoundRect(-38, -8, 76, 56, 8);
+    p.Color(lights ? 0xFFFFE0 : 0xA8A890);
+    p.Rect(-46, -104, 24, 10);
+    p.Rect(22, -104, 24, 10);
+    p.Color(lights ? 0xFF3020 : 0x702018);
+    p.Rect(-46, 94, 24, 8);
+    p.Rect(22, 94, 24, 8);
+    p.Pop();
+}
+
+void Walker(Painter& p, double x, double y, double angle, double seconds, int coat) {
+    const double step = std::sin(seconds * 7);
+    p.Push(x, y, 1, 1, angle);
+    p.Color(0x000000, 0.3);
+    p.Ellipse(12, 14, 40, 30);
+    p.Color(0x23314D);
+    p.RoundRect(-22, -20 - 26 * step, 18, 44, 8);
+    p.RoundRect(4, -20 + 26 * step, 18, 44, 8);
+    p.Color(coat);
+    p.Ellipse(0, 0, 42, 22);
+    p.Ellipse(-36, 20 * step, 11, 20);
+    p.Ellipse(36, -20 * step, 11, 20);
+    p.Color(0x3B2417);
+    p.Circle(0, -2, 17);
+    p.Pop();
+}
+
+}  // namespace
+
+void ParkingStill(Painter& p) {
+    p.Color(0x3A3E46);
+    p.Rect(0, 0, kWorldWidth, kWorldHeight);
+    p.Color(0x444953);
+    for (int i = 0; i < 300; ++i) {
+        p.AddCircle(Noise(i) * kWorldWidth, Noise(i + 400) * kWorldHeight, 3 + 3 * Noise(i + 800));
+    }
+    p.Fill();
+    // Green strips above and below, with bushes.
+    p.Color(0x2F5233);
+    p.Rect(0, 0, kWorldWidth, 210);
+    p.Rect(0, 1390, kWorldWidth, 210);
+    p.Color(0x8E949C);
+    p.Rect(0, 210, kWorldWidth, 14);
+    p.Rect(0, 1376, kWorldWidth, 14);
+    for (int i = 0; i < 34; ++i) {
+        p.Color(i % 2 ? 0x3F6E3C : 0x355F39);
+        p.Circle(i * 100 + 30, 120 + 30 * Noise(i), 60);
+        p.Circle(i * 100 + 60, 1470 + 40 * Noise(i + 9), 60);
+    }
+    // Bays along both sides of the lane.
+    p.Color(0xE8E8DC);
+    for (int i = 0; i <= 20; ++i) {
+        p.AddRect(i * 160 - 3, 240, 7, 260);
+        p.AddRect(i * 160 - 3, 1100, 7, 260);
+    }
+    for (int i = 0; i < 11; ++i) {
+        p.AddRect(i * 320 + 60, 796, 150, 8);
+    }
+    p.Fill();
+    p.Color(0xE8E8DC, 0.8);
+    for (int i = 0; i < 6; ++i) {
+        p.AddRect(1995, 540 + i * 90, 130, 48);
+    }
+    p.Fill();
+    for (int i = 0; i < 20; ++i) {
+        if (i != 12 && i != 8 && Noise(i + 31) > 0.22) {
+            CarFromAbove(p, i * 160 + 80, 372, Noise(i) > 0.5 ? 0 : kPi, kPaints[i % 7], false);
+        }
+        if (i != 12 && Noise(i + 61) > 0.22) {
+            CarFromAbove(p, i * 160 + 80, 1232, Noise(i + 3) > 0.5 ? 0 : kPi, kPaints[(i + 3) % 7], false);
+        }
+    }
+    // A wheelchair bay and a charging place keep free.
+    p.Color(0x2D63B8);
+    p.RoundRect(8 * 160 + 30, 320, 100, 100, 12);
+    p.Color(0xFFFFFF);
+    p.Circle(8 * 160 + 76, 342, 11);
+    p.Line(8 * 160 + 76, 352, 8 * 160 + 80, 384, 9);
+    p.Line(8 * 160 + 80, 384, 8 * 160 + 106, 384, 9);
+    p.Line(8 * 160 + 106, 384, 8 * 160 + 112, 406, 9);
+    cairo_arc(p.Cairo(), 8 * 160 + 78, 386, 22, 0.3, 4.2);
+    cairo_stroke(p.Cairo());
+    // Pools of lamp light over the dark.
+    p.Color(0x060A18, 0.34);
+    p.Rect(0, 0, kWorldWidth, kWorldHeight);
+    for (int i = 0; i < 4; ++i) {
+        p.Glow(400 + i * 800, 560, 560, 0xFFD890, 0.24);
+        p.Glow(800 + i * 800, 1040, 560, 0xFFD890, 0.24);
+    }
+    for (int i = 0; i < 4; ++i) {
+        p.Color(0xFFF6D8);
+        p.Circle(400 + i * 800, 540, 17);
+        p.Circle(800 + i * 800, 1060, 17);
+    }
+}
+
+void ParkingMoving(Painter& p, double seconds) {
+    const double right = Wrap(seconds * 240 + 300, 3900) - 350;
+    const double left = 3550 - Wrap(seconds * 200 + 1500, 3900);
+    CarFromAbove(p, right, 900, kPi / 2, 0xC8352B, true);
+    CarFromAbove(p, left, 700, -kPi / 2, 0xE9E9EC, true);
+    // Two walkers: one to and fro on the crossing, one along the bays.
+    const double phase = Wrap(seconds / 14, 2);
+    const bool down = phase < 1;
+    Walker(p, 2060, down ? 540 + phase * 520 : 1060 - (phase - 1) * 520, down ? kPi : 0, seconds, 0xD9A520);
+    const double stroll = Wrap(seconds * 75 + 900, 3400) - 100;
+    Walker(p, stroll, 1045, kPi / 2, seconds + 1, 0x4FA3C7);
+}
+
+namespace {
+
+constexpr double kRail = 1010;  // upper edge of the near rail
+
+void Wagon(Painter& p, double x, int rgb) {
+    if (!p.Sees(x, 720, 470, 320)) {
+        return;
+    }
+    p.Push(x, kRail);
+    p.Color(0x24262B);
+    p.Rect(10, -46, 450, 20);
+    p.Rect(-14, -40, 30, 10);
+    for (const double wheel : {70.0, 140.0, 330.0, 400.0}) {
+        p.Color(0x1A1B1F);
+        p.Circle(wheel, -22, 24);
+        p.Color(0x6B7078);
+        p.Circle(wheel, -22, 9);
+    }
+    p.Color(rgb);
+    p.RoundRect(0, -230, 460, 190, 16);
+    p.Color(0xF1ECDD);
+    p.Rect(0, -112, 460, 16);
+    p.Color(0xCFE8F5);
+    for (int i = 0; i < 6; ++i) {
+        p.AddRect(28 + i * 70, -205, 54, 66);
+    }
+    p.Fill();
+    p.Pop();
+}
+
+void Locomotive(Painter& p, double x) {
+    if (!p.Sees(x, 700, 560, 340)) {
+        return;
+    }
+    p.Push(x, kRail);
+    p.Color(0x24262B);
+    p.Rect(0, -50, 520, 26);
+    for (int i = 0; i < 6; ++i) {
+        p.Color(0x1A1B1F);
+        p.Circle(60 + i * 78, -24, 26);
+        p.Color(0x6B7078);
+        p.Circle(60 + i * 78, -24, 10);
+    }
+    p.Color(0xC4262E);
+    p.Poly({{0, -50}, {0, -240}, {400, -240}, {470, -150}, {540, -130}, {556, -50}});
+    p.Color(0xF4D35E);
+    p.Poly({{0, -104}, {548, -104}, {552, -80}, {0, -80}});
+    p.Color(0xBFE3F2);
+    p.Poly({{392, -222}, {452, -146}, {360, -146}, {360, -222}});
+    p.Rect(40, -214, 70, 60);
+    p.Color(0xFFFDE0);
+    p.Circle(536, -112, 14);
+    p.Pop();
+    p.Glow(x + 550, kRail - 112, 120, 0xFFFBD0, 0.6);
+}
+
+// The gate is down while a train is near.
+void Gate(Painter& p, double x, double y, double lift, bool mirrored, bool blink, bool warn) {
+    p.Push(x, y, mirrored ? -1 : 1, 1);
+    p.Color(0x3C4048);
+    p.Rect(-14, -300, 20, 330);
+    p.Color(0x202328);
+    p.RoundRect(-60, -300, 112, 54, 12);
+    p.Color(warn && blink ? 0xFF2418 : 0x501512);
+    p.Circle(-32, -273, 19);
+    p.Color(warn && !blink ? 0xFF2418 : 0x501512);
+    p.Circle(24, -273, 19);
+    p.Color(0xF4F4F0);
+    p.Push(-4, -330, 1, 1, 0.6);
+    p.Rect(-66, -9, 132, 18);
+    p.Pop();
+    p.Push(-4, -330, 1, 1, -0.6);
+    p.Rect(-66, -9, 132, 18);
+    p.Pop();
+    p.Push(0, -110, 1, 1, -lift * 1.35);
+    p.Color(0xF4F4F0);
+    p.Rect(-40, -11, 330, 22);
+    p.Color(0xD02A20);
+    for (int i = 0; i < 4; ++i) {
+        p.AddRect(20 + i * 72, -11, 36, 22);
+    }
+    p.Fill();
+    p.Pop();
+    p.Pop();
+}
+
+}  // namespace
+
+void RailwayStill(Painter& p) {
+    p.Gradient(0, 150, 0, 700, {{0, 0x7FB7D9}, {1, 0xFBE8C6}});
+    p.Rect(0, 0, kWorldWidth, 720);
+    p.Glow(900, 420, 300, 0xFFF6D0, 0.9);
+    p.Color(0x9DB98B);
+    for (int i = 0; i < 10; ++i) {
+        p.AddEllipse(i * 370, 720, 400, 120 + 130 * Noise(i + 2));
+    }
+    p.Fill();
+    p.Gradient(0, 640, 0, kWorldHeight, {{0, 0xC9C46A}, {0.25, 0x9DAA4B}, {1, 0x5B7A32}});
+    p.Rect(0, 690, kWorldWidth, kWorldHeight - 690);
+    // Ploughed strips, a farm house, trees.
+    for (int i = 0; i < 7; ++i) {
+        p.Color(i % 2 ? 0xB59A54 : 0xA8B04C);
+        p.Poly({{i * 520 - 100, 700}, {i * 520 + 190, 700}, {i * 560 + 60, 850}, {i * 560 - 360, 850}});
+    }
+    p.Color(0xE7DCC8);
+    p.Rect(2040, 620, 170, 110);
+    p.Color(0xA2442F);
+    p.Poly({{2020, 625}, {2125, 540}, {2230, 625}});
+    p.Color(0x6B4A35);
+    p.Rect(2100, 670, 44, 60);
+    for (int i = 0; i < 14; ++i) {
+        Tree(p, i * 250 + 90 * Noise(i), 745, 130 + 70 * Noise(i + 9), i % 2 ? 0x5D8A3C : 0x4D7A38);
+    }
+    // The road that crosses, then the bed of the track.
+    p.Color(0x5E6167);
+    p.Poly({{1545, 700}, {1655, 700}, {2040, kWorldHeight}, {1160, kWorldHeight}});
+    p.Color(0xF0F0EA);
+    for (int i = 0; i < 8; ++i) {
+        const double y = 730 + i * i * 16;
+        p.Rect(1600 - 3 - i, y, 6 + 2 * i, 20 + 8 * i);
+    }
+    p.Color(0x8A7F74);
+    p.Poly({{0, 985}, {kWorldWidth, 985}, {kWorldWidth, 1080}, {0, 1080}});
+    p.Color(0x5A4632);
+    for (int i = 0; i < 64; ++i) {
+        p.AddRect(i * 50, 1000, 24, 62);
+    }
+    p.Fill();
+    p.Color(0x5E6167);
+    p.Poly({{1430, 990}, {1770, 990}, {1800, 1075}, {1400, 1075}});
+    p.Color(0xC3C8CE);
+    p.Rect(0, kRail, kWorldWidth, 9);
+    p.Rect(0, 1045, kWorldWidth, 10);
+    // Poles and the wire.
+    p.Color(0x4A4E55);
+    for (int i = 0; i < 6; ++i) {
+        p.Rect(i * 600 + 180, 600, 14, 395);
+        p.Rect(i * 600 + 180, 622, 110, 9);
+    }
+    p.Rect(0, 660, kWorldWidth, 4);
+}
+
+void RailwayMoving(Painter& p, double seconds) {
+    // A train every 24 seconds; it is in the middle of the world from the eighth to the eighteenth.
+    const double now = Wrap(seconds + 9, 24);
+    const double nose = now * 420 - 2600;
+    const double down = now < 6 ? 0 : now < 8 ? (now - 6) / 2 : now < 19 ? 1 : now < 21 ? (21 - now) / 2 : 0;
+    const bool blink = Wrap(seconds, 0.8) < 0.4;
+    // A tractor on the far road never rests.
+    const double tractor = Wrap(seconds * 55 + 1700, 3500) - 150;
+    p.Push(tractor, 742);
+    p.Color(0x2E7D32);
+    p.Rect(0, -52, 90, 34);
+    p.Rect(4, -90, 46, 40);
+    p.Color(0x1C1C1E);
+    p.Circle(20, -14, 26);
+    p.Circle(78, -8, 17);
+    p.Pop();
+    // A car that waits at the gate while it is down, and comes near while it is up.
+    const double back = 1 - down;
+    p.Push(1515, 1330 - 40 * back, 1.7, 1.7);
+    p.Color(0x000000, 0.3);
+    p.Ellipse(0, 2, 92, 14);
+    p.Color(0x2C5FA8);
+    p.Poly({{-60, -80}, {60, -80}, {46, -128}, {-46, -128}});
+    p.RoundRect(-80, -86, 160, 80, 18);
+    p.Color(0x1E2933);
+    p.Poly({{-50, -82}, {50, -82}, {40, -120}, {-40, -120}});
+    p.Color(down > 0.05 ? 0xFF3020 : 0x8A1E18);
+    p.Rect(-74, -62, 32, 18);
+    p.Rect(42, -62, 32, 18);
+    p.Pop();
+    Gate(p, 1900, 985, 1 - down, true, blink, down > 0);
+    for (int i = 0; i < 5; ++i) {
+        Wagon(p, nose - 480 - i * 476, i % 2 ? 0x2B6777 : 0x1F4E5F);
+    }
+    Locomotive(p, nose);
+    Gate(p, 1290, 1170, 1 - down, false, blink, down > 0);
+}
+
+}  // namespace kvrecorder

@@ -1,0 +1,50 @@
+// Runs the channels' work when it is due, on a few threads for all of them.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include "media/media_clock.h"
+
+namespace kvrecorder {
+
+class Scheduler {
+public:
+    // One piece of a task's work; gives the time of the next one, or nothing to sleep until Wake. A task
+    // never runs on two threads at once. It must not throw.
+    using Task = std::function<std::optional<MediaTime>()>;
+
+    Scheduler(std::shared_ptr<MediaClock> clock, int threads);
+    // Waits for the pieces under way; no task runs afterwards.
+    ~Scheduler();
+    Scheduler(const Scheduler&) = delete;
+    Scheduler& operator=(const Scheduler&) = delete;
+
+    // A task sleeps until its first Wake. Gives its number. Any thread.
+    int Add(Task task);
+    // Runs the task as soon as a thread is free, again if it is running now. Any thread.
+    void Wake(int task);
+
+private:
+    struct Entry {
+        Task task;
+        std::optional<MediaTime> due;
+        bool running = false;
+        bool wakeAgain = false;
+    };
+
+    void Run();
+    Entry* Earliest();
+
+    const std::shared_ptr<MediaClock> clock_;
+    std::mutex mutex_;
+    std::condition_variable wake_;
+    std::vector<std::unique_ptr<Entry>> entries_;
+    bool stop_ = false;
+    std::vector<std::thread> threads_;
+};
+
+}  // namespace kvrecorder
