@@ -7,7 +7,7 @@
 #include "channel/base_camera.h"
 #include "console/multi_server_list.h"
 #include "console_fixture.h"
-#include "fake_recorder.h"
+#include "support/fake_recorder.h"
 #include "persist/string_table.h"
 #include "server/kelvara_info.h"
 #include "server/server_messages.h"

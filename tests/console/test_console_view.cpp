@@ -7,7 +7,7 @@
 #include "channel/base_camera.h"
 #include "channel/channel_messages.h"
 #include "console_fixture.h"
-#include "fake_recorder.h"
+#include "support/fake_recorder.h"
 #include "skin/input_messages.h"
 #include "skin/xskin_od_button.h"
 

@@ -1,4 +1,4 @@
-#include "fake_recorder.h"
+#include "support/fake_recorder.h"
 
 #include <algorithm>
 
