@@ -3,6 +3,7 @@
 #include <QtCore/QTimer>
 #include <QtWidgets/QApplication>
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 
 #include "app/app_options.h"
@@ -12,6 +13,7 @@
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
 #include "platform/diagnostics.h"
+#include "platform/worker.h"
 
 namespace kvmon {
 
@@ -65,7 +67,13 @@ int Run(int argc, char** argv) {
     }
     SetDiagnosticSink([](const char* text) { Trace("%s", text); });
     Registry().InitRegistry(false, {});
-    return RunDesktop(*parsed.options, argv[0]);
+    const int status = RunDesktop(*parsed.options, argv[0]);
+    if (Worker::AbandonedCount() > 0) {
+        // They may still use what the process would now take down.
+        std::fflush(nullptr);
+        std::_Exit(status);
+    }
+    return status;
 }
 
 }  // namespace kvmon

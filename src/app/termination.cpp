@@ -8,6 +8,7 @@
 #include <csignal>
 
 #include "platform/diagnostics.h"
+#include "platform/worker.h"
 
 namespace kvmon {
 
@@ -79,6 +80,7 @@ void Termination::Run() {
     if (what == kDone) {
         return;
     }
+    Worker::LimitWaits(kWaits);
     if (what == kSignal) {
         QMetaObject::invokeMethod(
             QCoreApplication::instance(), [] { QCoreApplication::exit(0); }, Qt::QueuedConnection);

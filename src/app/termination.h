@@ -11,10 +11,11 @@
 namespace kvmon {
 
 // From construction on, SIGTERM and SIGINT quit the application's event loop. From then on, or from Begin,
-// the program has a limit to end by itself, in the order of its destructors; a program that is still there
-// when it is over ends at once. One at a time.
+// the program ends in the order of its destructors, in which all waits for threads together take at most
+// kWaits. Should it hang elsewhere, it ends at once when kLimit is over. One at a time.
 class Termination {
 public:
+    static constexpr std::chrono::milliseconds kWaits{3000};
     static constexpr std::chrono::milliseconds kLimit{4800};
 
     Termination();

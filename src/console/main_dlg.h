@@ -25,7 +25,8 @@ class CMainDlg : public CXSkinDialog {
 public:
     // The site must outlive the console.
     CMainDlg(ClientSite& site, QWidget* parent, std::uint16_t language);
-    // Stops all that still runs, and waits for it no longer than 3 seconds in all.
+    // Stops all that still runs and waits for it. What does not end is abandoned after 3 seconds each, or
+    // when the limit for all waits at the program's end is reached.
     ~CMainDlg() override;
 
     // Creates the controls and the first server's entry. Once, after construction.
