@@ -4,6 +4,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/event.h"
@@ -39,6 +40,9 @@ public:
     // Lets go of a thread that would not end. Counted and reported.
     void Abandon();
 
+    // The end of the program has begun: from now on all waits of all workers together take at most this
+    // time, and later ones do not wait. Without a time the limit is lifted. Any thread.
+    static void LimitWaits(std::optional<Milliseconds> total);
     // Threads that were abandoned and still run.
     static int AbandonedCount();
 
