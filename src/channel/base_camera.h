@@ -2,25 +2,25 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "channel/camera_info.h"
 #include "channel/channel_picture.h"
-#include "channel/frame_pool.h"
+#include "channel/stream_choice.h"
 #include "platform/clock.h"
-#include "platform/event.h"
 #include "platform/window_handle.h"
-#include "platform/worker.h"
 #include "server/camera_settings.h"
 #include "server/server_camera.h"
 
 namespace kvmon {
 
 class CBaseCamera;
+struct ChannelCore;
 
 // The channel for these settings, or null for null. The object is to be filled with Assign next. The
 // threads own the channel together with the handle: when the last handle goes, the threads are stopped
@@ -30,18 +30,11 @@ std::shared_ptr<CBaseCamera> CreateCamera(const CameraSettings* pSettings, Clock
 // The text of a vendor number; "Generic" for one without an entry.
 const char* GetVendorName(std::uint32_t dwVendorId);
 
-// One stream of the channel, as the recorder offers it.
-struct StreamProfile {
-    std::string name;
-    int sizeClass = 0;  // 0 QCIF to 4 Large
-    std::int32_t streamId = 0;
-};
-
 // Counted at each stage of a frame's way.
 struct ChannelStatistics {
     std::uint64_t received = 0;  // records off the wire, video
     std::uint64_t bytes = 0;
-    std::uint64_t refused = 0;  // by the admission rule
+    std::uint64_t refused = 0;  // thrown away undecoded: a full queue, or before a key frame
     std::uint64_t decoded = 0;
     std::uint64_t failed = 0;  // by a decoder
     std::uint64_t shown = 0;
@@ -68,13 +61,23 @@ public:
     std::string GetCameraName() const;
     void SetAudioRight(bool bRight);
     bool HasAudioRight() const;
+    void SetSupportAudio(bool bSupport);
+    bool IsSupportAudio() const;
     void SetStreamProfiles(std::vector<StreamProfile> profiles);
+    // Zooming wants the largest stream.
+    void SetDigitalZoom(bool bOn);
 
-    // --- threads
+    // --- threads (user interface thread). Nothing here does anything before the channel is usable.
+    // Starts the command, the reception and the decode thread. They idle until StartPlaying.
     void StartCameraThreads();
+    // True if no thread is left. Without bWait a thread gets 100 ms, with it 3000 ms and is then abandoned.
     bool StopCameraThreads(bool bWait) override;
+    bool StopVideoThread(bool bWait);
+    // bPlayAudio asks for sound over a connection of its own, which streams of a recorder do not have.
     void StartPlaying(bool bPlayAudio, bool bUIPlayAudio);
+    // Ends the connection and drops what waits; the threads stay.
     void PausePlaying();
+    // A new connection, with a newly chosen stream. Any thread.
     void RestartPlaying();
     void SetPlayAudio(bool bPlay);
     bool IsVideoRunning() const;
@@ -98,6 +101,17 @@ public:
     const ChannelPicture& Picture() const;
     ChannelStatistics GetStatistics() const;
 
+    // --- commands (any thread)
+    // Queues a command for the command thread; of more than 10 that wait the oldest is dropped.
+    void AddCamCmd(std::uint32_t dwCmd, std::uint32_t dwArg);
+    // A click into the picture, in the camera's coordinates.
+    void AddCamCenterCmd(int x, int y);
+    // Stores the present position as a preset.
+    void AddPresetNameCmd(std::uint32_t nIndex, const std::string& name);
+    // What the camera can do, as last read from the recorder.
+    CameraInfo GetCameraInfo() const;
+    bool IsCameraInfoLoaded() const;
+
     // The seven status words, stored; true when one changed.
     bool SetStatusFlags(const std::array<std::uint32_t, 7>& flags);
     std::array<std::uint32_t, 7> GetStatusFlags() const;
@@ -105,6 +119,11 @@ public:
 protected:
     explicit CBaseCamera(Clock& clock);
     friend std::shared_ptr<CBaseCamera> CreateCamera(const CameraSettings*, Clock&);
+
+private:
+    void ClearCameraInfo();
+
+    const std::shared_ptr<ChannelCore> m_core;
 };
 
 }  // namespace kvmon

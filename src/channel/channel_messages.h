@@ -3,13 +3,16 @@
 
 #include <cstdint>
 
+#include "skin/skin_messages.h"
+
 namespace kvmon {
 
-inline constexpr std::uint32_t WM_COMMAND = 273;
-inline constexpr std::uint32_t kMsgEndStop = 11411;         // command outcome to a cell
-inline constexpr std::uint32_t kMsgCaptionRefresh = 11412;  // a cell's caption strip is stale
-inline constexpr std::uint32_t kMsgFirstData = 15791;       // a channel's first picture; wParam channel
-inline constexpr std::uint32_t kMsgSizeChange = 15792;      // a channel's picture size; wParam channel
+inline constexpr std::uint32_t WM_TIMER = 275;               // wParam the timer
+inline constexpr std::uint32_t kMsgManualRecording = 11406;  // outcome of a recording command
+inline constexpr std::uint32_t kMsgEndStop = 11411;          // command outcome to a cell
+inline constexpr std::uint32_t kMsgCaptionRefresh = 11412;   // a cell's caption strip is stale
+inline constexpr std::uint32_t kMsgFirstData = 15791;        // a channel's first picture; wParam channel
+inline constexpr std::uint32_t kMsgSizeChange = 15792;       // a channel's picture size; wParam channel
 
 inline constexpr std::uint32_t kCmdRefreshControls = 1757;
 inline constexpr std::uint32_t kCmdReadCameraInfo = 1982;

@@ -1,20 +1,19 @@
 // What a channel shows: the picture on show, its place in the view, captions and the composed cell.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
-#include <span>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include <QtGui/QImage>
-
+#include "channel/draw_rect.h"
 #include "channel/frame_pool.h"
-#include "codec/cell_scaler.h"
+#include "channel/snapshot.h"
 #include "codec/picture.h"
+
+class QPainter;
 
 namespace kvmon {
 
@@ -36,10 +35,11 @@ enum class SubString {
 inline constexpr int kSubStringCount = 12;
 inline constexpr std::uint32_t kDefaultOsdColor = 0x004891E5;  // red in the low byte
 
-enum class DisplayMode : int { Fill = 0, KeepAspect = 1, OwnSize = 2, PowerOfTwo = 3 };
-
-// The image's place in a view of this size; the whole view if any size is 0.
-PixelRect ComputeDrawRect(DisplayMode mode, int viewWidth, int viewHeight, int imageWidth, int imageHeight);
+enum class SnapshotResult {
+    Refused,  // nothing to save, or no place to save it
+    Failed,   // the file could not be written
+    Saved,
+};
 
 // The drawing side of one channel. The decode thread shows pictures and composes them into an image of
 // the view's size; the user interface thread copies the last composed image and never waits for more
@@ -55,8 +55,8 @@ public:
     std::unique_ptr<CVideoBmpFrame> SetBitmapInfo(const BITMAPINFOHEADER& info);
     // A finished picture takes the screen. Gives the one before it back for recycling.
     std::unique_ptr<CVideoBmpFrame> Show(std::unique_ptr<CVideoBmpFrame> frame);
-    // Composes the picture on show into the back image and publishes it, then calls the repaint
-    // callback of the view. Nothing without a view.
+    // Composes the picture on show into the back image and publishes it, if there is a view, then calls
+    // the repaint callback.
     void Compose();
 
     // --- any thread
@@ -65,9 +65,11 @@ public:
     void ReleaseComposed();
     bool HasPicture() const;
     BITMAPINFOHEADER GetBitmapInfo() const;
-    // The view's size in pixels; 0 x 0 without a view.
+    // The view's size in device pixels; 0 x 0 without a view.
     void SetViewSize(int cx, int cy);
-    // Called after a new image was published, on the decode thread. Null: nobody looks.
+    // Device pixels to a unit of the screen: what has a size of its own is drawn that much larger.
+    void SetPixelRatio(double ratio);
+    // Called on any thread when there is something new to paint; must not wait. Null: nobody looks.
     void SetRepaint(std::function<void()> repaint);
 
     void SetMainOsdKelvaraString(const std::string& osd);
@@ -86,22 +88,30 @@ public:
     DisplayMode GetDisplayMode() const;
     void SetDeinterlace(bool on);
     bool IsDeinterlace() const;
+    // The frame of an event is drawn while both are on.
     void SetEventHighlight(bool on);
+    bool IsEventHighlight() const;
     void SetEventBlinkState(bool on);
     PixelRect GetDrawRect() const;
     // The part of the picture that is shown; empty means the whole.
     void SetZoomRect(const PixelRect& rect);
-    // Back to defaults: colour, mask, mode, lines and captions stay or go as ClearCameraInfo tells.
+    PixelRect GetZoomRect() const;
+    // Back to the defaults: colour, mask and display mode. Texts stay.
     void ResetSettings();
 
-    // --- user interface thread
-    // Draws what there is: the composed image, else the ground colour with captions. False if the lock
-    // was busy and nothing was drawn; the caller asks for another paint then.
-    bool Paint(class QPainter& painter, int viewWidth, int viewHeight);
-    // Saves the picture on show (or the composed one, by SaveProcessImage).
-    bool SaveSnapshot(const std::string& path, bool bJpeg, const std::string& stamp);
+    // A copy of the picture on show, or of the composed one if SaveProcessImage is set, with the stamp on
+    // it. Nothing without a picture or a view.
+    std::optional<Snapshot> TakeSnapshot(const std::string& stamp);
+    // Takes a snapshot and writes it, and makes the folder if need be. Takes the disk's time.
+    SnapshotResult SaveSnapshot(const std::string& path, bool bJpeg, const std::string& stamp);
     // The picture on show as a BMP file image; empty if there is none.
     std::vector<std::uint8_t> GetBitmapFile() const;
+
+    // --- user interface thread
+    // Draws what there is: the composed image, else the picture, else the ground colour with captions, on
+    // an area of this size in the painter's units. Never waits. False if a lock was busy and what was
+    // drawn, if anything, is not the newest; the caller asks for another paint then.
+    bool Paint(QPainter& painter, int width, int height);
 
 private:
     struct Impl;

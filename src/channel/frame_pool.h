@@ -2,11 +2,11 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <mutex>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "codec/picture.h"
 
@@ -15,10 +15,11 @@ namespace kvmon {
 enum class FrameType : std::uint32_t { Jpeg = 0, Bitmap = 1, Wrapped = 2 };
 const char* GetFrameTypeName(FrameType type);
 
-// A size that no frame may ask memory for: a request above gives no buffer.
+// Sizes above which no memory is asked for: a received frame, and the bitmap of a picture.
 inline constexpr std::uint32_t kMaxFrameSize = 64u << 20;
+inline constexpr std::uint32_t kMaxBitmapSize = 128u << 20;
 
-// Bytes of one frame, in a buffer that is kept from frame to frame.
+// Bytes of one frame, in a buffer that is kept from frame to frame. Used by one thread at a time.
 class CBuffer {
 public:
     CBuffer() = default;
@@ -31,19 +32,24 @@ public:
     static constexpr std::uint64_t RoundedCapacity(std::uint64_t n) { return (n & ~0x3FFull) + 2048; }
 
     // Makes sure of room for nSize bytes; a buffer too small is replaced and its content lost. False if
-    // there is no memory or nSize is above kMaxFrameSize.
+    // there is no memory or nSize is above the limit for this kind of frame.
     bool Reserve(std::uint32_t nSize);
-    std::uint8_t* Begin();
+    std::uint8_t* Begin() { return m_storage.get(); }
     const std::uint8_t* Begin() const { return m_storage.get(); }
     std::span<const std::uint8_t> Bytes() const { return {m_storage.get(), m_nLength}; }
+    // Cut to the capacity. Behind the length stand kInputPadding zero bytes, for decoders that read
+    // ahead.
     void SetLength(std::uint32_t n);
     std::uint32_t GetLength() const { return m_nLength; }
     std::uint32_t GetCapacity() const { return m_nCapacity; }
     // The capacity when empty, else what is left behind the length.
-    std::uint32_t GetFreeSize() const;
+    std::uint32_t GetFreeSize() const { return m_nCapacity - m_nLength; }
+    // Opens and ends like a whole JPEG file.
     bool IsJpeg() const;
 
+    // The bytes from nOffset on. The file appears under its name only when it is whole.
     bool SaveToFile(const std::string& path, std::uint32_t nOffset = 0) const;
+    // False, and the content as it was, if the file cannot be read or is too large.
     bool LoadFromFile(const std::string& path);
 
     FrameType m_nType = FrameType::Jpeg;
@@ -53,18 +59,28 @@ protected:
     std::unique_ptr<std::uint8_t[]> m_storage;
     std::uint32_t m_nLength = 0;
     std::uint32_t m_nCapacity = 0;
+    std::uint32_t m_nLimit = kMaxFrameSize;
 };
 
 // A decoded picture. It is a bottom-up bitmap to whoever asks for the bytes; until then it may stay in
-// the decoder's own planes, and a bitmap that nobody asks for is never made.
+// the decoder's own planes, and a bitmap that nobody asks for is never made. Used by one thread at a
+// time.
 class CVideoBmpFrame final : public CBuffer {
 public:
-    CVideoBmpFrame() { m_nType = FrameType::Bitmap; }
+    CVideoBmpFrame() {
+        m_nType = FrameType::Bitmap;
+        m_nLimit = kMaxBitmapSize;
+    }
 
-    // Takes the decoder's picture; the bitmap's length becomes that of `info` plus `nSpare`.
+    // Takes the decoder's picture and gives what was held before back to it.
     void SetPicture(const BITMAPINFOHEADER& info, DecodedPicture&& picture);
-    // The bytes in the buffer are the bitmap.
-    void SetBitmap(const BITMAPINFOHEADER& info);
+    // A bitmap woven of a picture that holds the two fields one above the other: the upper one's rows go
+    // to the first, third, fifth row and so on. False if there is no memory.
+    bool SetWoven(const BITMAPINFOHEADER& info, const PictureView& stacked);
+    // A bitmap of top-down BGR rows of `rowBytes`. False if there is no memory or the rows are too short.
+    bool SetFlipped(const BITMAPINFOHEADER& info, std::span<const std::uint8_t> rows, std::size_t rowBytes);
+    // The bytes in the buffer are the bitmap. False if the buffer is smaller than the header tells.
+    bool SetBitmap(const BITMAPINFOHEADER& info);
     // The planes of a JPEG picture, kept in PlaneStorage().
     void SetPlanes(const BITMAPINFOHEADER& info, const PictureView& planes);
     std::vector<std::uint8_t>& PlaneStorage() { return m_planeStorage; }
@@ -74,10 +90,12 @@ public:
     PictureView View() const;
     // The bottom-up bitmap, made now if need be. Empty if there is no memory for it.
     std::span<const std::uint8_t> Bitmap();
-    // Drops the picture and gives the decoder's memory back; the buffer is kept.
+    // Drops the picture and gives the decoder's memory back; the buffers are kept.
     void Clear();
 
 private:
+    bool ReserveBitmap(const BITMAPINFOHEADER& info);
+
     BITMAPINFOHEADER m_info;
     DecodedPicture m_picture;
     PictureView m_planes;
@@ -85,32 +103,52 @@ private:
     bool m_bBitmapMade = false;
 };
 
-// A first-in, first-out list of frames with its own lock.
+// A first-in, first-out list of frames with its own lock. Any thread. Its memory grows to the largest
+// count so far; from there on nothing is allocated.
 template <typename Frame>
 class CFrameList {
 public:
     std::size_t GetCount() const {
         const std::lock_guard lock(m_cs);
-        return m_frames.size();
+        return m_nCount;
     }
-    void AddTail(std::unique_ptr<Frame> frame) {
+    // The new count.
+    std::size_t AddTail(std::unique_ptr<Frame> frame) {
         const std::lock_guard lock(m_cs);
-        m_frames.push_back(std::move(frame));
+        if (m_nCount == m_ring.size()) {
+            Grow();
+        }
+        m_ring[(m_nHead + m_nCount) % m_ring.size()] = std::move(frame);
+        return ++m_nCount;
     }
     // Null when empty.
     std::unique_ptr<Frame> RemoveHead() {
         const std::lock_guard lock(m_cs);
-        if (m_frames.empty()) {
+        if (m_nCount == 0) {
             return nullptr;
         }
-        std::unique_ptr<Frame> frame = std::move(m_frames.front());
-        m_frames.pop_front();
+        std::unique_ptr<Frame> frame = std::move(m_ring[m_nHead]);
+        m_nHead = (m_nHead + 1) % m_ring.size();
+        --m_nCount;
         return frame;
     }
 
 private:
+    void Grow() {
+        std::vector<std::unique_ptr<Frame>> larger(m_ring.empty() ? kFirstSize : 2 * m_ring.size());
+        for (std::size_t i = 0; i < m_nCount; ++i) {
+            larger[i] = std::move(m_ring[(m_nHead + i) % m_ring.size()]);
+        }
+        m_ring = std::move(larger);
+        m_nHead = 0;
+    }
+
+    static constexpr std::size_t kFirstSize = 16;
+
     mutable std::mutex m_cs;
-    std::deque<std::unique_ptr<Frame>> m_frames;
+    std::vector<std::unique_ptr<Frame>> m_ring;
+    std::size_t m_nHead = 0;
+    std::size_t m_nCount = 0;
 };
 
 }  // namespace kvmon

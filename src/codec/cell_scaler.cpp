@@ -3,6 +3,7 @@
 #include <libyuv.h>
 
 #include "codec/colour.h"
+#include "codec/plane_scaler.h"
 
 namespace kvmon {
 
@@ -53,10 +54,13 @@ PictureView Cut(const PictureView& picture, const PixelRect& source) {
 }
 
 // Averaging pays where several source pixels fall on one; nearer to the same size the eye wants the
-// interpolation, which also costs less.
+// interpolation, which also costs less. The library divides by the number of averaged pixels in 16 bits
+// of fixed point, so that very many of them would darken the picture.
 libyuv::FilterMode FilterFor(const PictureView& from, int width, int height) {
+    constexpr std::int64_t kMostAveraged = 300;
     const bool strong = from.width >= width * 2 && from.height >= height * 2;
-    return strong ? libyuv::kFilterBox : libyuv::kFilterBilinear;
+    const std::int64_t averaged = std::int64_t{from.width / width + 1} * (from.height / height + 1);
+    return strong && averaged <= kMostAveraged ? libyuv::kFilterBox : libyuv::kFilterBilinear;
 }
 
 bool ToArgb(const PictureView& p, std::uint8_t* pixels, int stride) {
@@ -92,7 +96,7 @@ std::uint8_t* Aligned(std::vector<std::uint8_t>& work, std::size_t need) {
     return work.data() + (kAlign - address % kAlign) % kAlign;
 }
 
-// The fourth byte of a 24-bit picture's pixels is already 255; that of a 32-bit one may be anything.
+// Scaling rounds the fourth byte like a colour, and a 32-bit picture may hold anything there.
 void MakeOpaque(std::uint8_t* pixels, std::ptrdiff_t stride, int width, int height) {
     for (int y = 0; y < height; ++y, pixels += stride) {
         for (int x = 0; x < width; ++x) {
@@ -115,15 +119,16 @@ bool CellScaler::Draw(const PictureView& picture, const PixelRect& source, std::
     const int height = target.Height();
     std::uint8_t* const out = pixels + std::ptrdiff_t{target.top} * stride + std::ptrdiff_t{target.left} * 4;
     const int outStride = static_cast<int>(stride);
+    const bool packed = part.layout == PixelLayout::Bgr24 || part.layout == PixelLayout::Bgra32;
     bool drawn = false;
     if (part.width == width && part.height == height) {
         drawn = ToArgb(part, out, outStride);
-    } else if (part.layout == PixelLayout::Bgr24 || part.layout == PixelLayout::Bgra32) {
+    } else if (packed) {
         drawn = DrawPacked(part, out, outStride, width, height);
     } else {
         drawn = DrawPlanes(part, out, outStride, width, height);
     }
-    if (part.layout == PixelLayout::Bgra32) {
+    if (packed) {
         MakeOpaque(out, stride, width, height);
     }
     return drawn;
@@ -138,22 +143,24 @@ bool CellScaler::DrawPlanes(const PictureView& part, std::uint8_t* out, int outS
     const std::size_t lumaBytes = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
     const std::size_t colourBytes =
         static_cast<std::size_t>(colourWidth) * static_cast<std::size_t>(colourHeight);
-    std::uint8_t* place = Aligned(work_, lumaBytes + 2 * colourBytes);
+    const std::size_t rowBytes = (ScaleWorkBytes(part.width, width) + kAlign - 1) / kAlign * kAlign;
+    std::uint8_t* place = Aligned(work_, rowBytes + lumaBytes + 2 * colourBytes);
 
+    const std::span<std::uint8_t> rows(place, rowBytes);
+    place += rowBytes;
     PictureView scaled = part;
     scaled.width = width;
     scaled.height = height;
-    const libyuv::FilterMode filter = FilterFor(part, width, height);
     for (int plane = 0; plane < planes; ++plane) {
         const bool colour = plane > 0;
-        const int fromWidth = colour && shape.xShift != 0 ? HalfUp(part.width) : part.width;
-        const int fromHeight = colour && shape.yShift != 0 ? HalfUp(part.height) : part.height;
-        const int toWidth = colour ? colourWidth : width;
-        const int toHeight = colour ? colourHeight : height;
-        libyuv::ScalePlane(part.data[plane], static_cast<int>(part.stride[plane]), fromWidth, fromHeight,
-                           place, toWidth, toWidth, toHeight, filter);
+        const PlaneIn from{part.data[plane], part.stride[plane],
+                           colour && shape.xShift != 0 ? HalfUp(part.width) : part.width,
+                           colour && shape.yShift != 0 ? HalfUp(part.height) : part.height};
+        const PlaneOut to{place, colour ? colourWidth : width, colour ? colourWidth : width,
+                          colour ? colourHeight : height};
+        ScalePlane(from, to, rows);
         scaled.data[plane] = place;
-        scaled.stride[plane] = toWidth;
+        scaled.stride[plane] = to.stride;
         place += colour ? colourBytes : lumaBytes;
     }
     return ToArgb(scaled, out, outStride);

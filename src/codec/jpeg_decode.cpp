@@ -13,13 +13,16 @@ constexpr JpegError kCannotReadData = "Cannot read image data from memory %X\n";
 
 // A larger picture is no camera's, and its rows would not fit the arithmetic below.
 constexpr unsigned kMaxSide = 16384;
-constexpr std::uint64_t kMaxPixels = 64u << 20;
-constexpr int kRowsAtOnce = 16;  // the most that a raw read gives: two blocks of eight
+constexpr std::uint64_t kMaxPixels = 22'000'000;
+constexpr int kRowsAtOnce = MAX_SAMP_FACTOR * DCTSIZE;  // the most that a raw read gives
+// A progressive picture of thousands of passes would keep the decoder busy for minutes.
+constexpr int kMaxScans = 100;
 
 // Everything that must be given back, whichever way a function is left.
 struct Decompressor {
     Decompressor() {
         codec.err = InitJpegErrors(errors);
+        progress.progress_monitor = StopAtTooManyScans;
         codec.mem = nullptr;
         codec.global_state = 0;
     }
@@ -27,7 +30,15 @@ struct Decompressor {
     Decompressor(const Decompressor&) = delete;
     Decompressor& operator=(const Decompressor&) = delete;
 
+    static void StopAtTooManyScans(j_common_ptr codec) {
+        const auto* const self = static_cast<jpeg_decompress_struct*>(static_cast<void*>(codec));
+        if (self->input_scan_number > kMaxScans) {
+            codec->err->error_exit(codec);
+        }
+    }
+
     jpeg_decompress_struct codec{};
+    jpeg_progress_mgr progress{};
     JpegErrorExit errors{};
 };
 
@@ -39,6 +50,7 @@ bool ReadHead(Decompressor& d, std::span<const std::uint8_t> data) {
         return false;
     }
     jpeg_create_decompress(&d.codec);
+    d.codec.progress = &d.progress;
     jpeg_mem_src(&d.codec, data.data(), static_cast<unsigned long>(data.size()));
     const bool read = jpeg_read_header(&d.codec, TRUE) == JPEG_HEADER_OK;
     const unsigned width = d.codec.image_width;
@@ -119,7 +131,6 @@ PixelLayout PlaneLayout(const jpeg_decompress_struct& codec) {
 struct Plane {
     std::uint8_t* data;
     std::size_t stride;
-    int rows;  // there is memory for so many; what stands below the picture's end goes to the last
 };
 
 bool ReadPlanes(Decompressor& d, const Plane* planes, int count) {
@@ -138,8 +149,7 @@ bool ReadPlanes(Decompressor& d, const Plane* planes, int count) {
             const int first = static_cast<int>(d.codec.output_scanline) * d.codec.comp_info[i].v_samp_factor /
                               d.codec.max_v_samp_factor;
             for (int k = 0; k < lines; ++k) {
-                const int row = first + k < planes[i].rows ? first + k : planes[i].rows - 1;
-                rows[i][k] = planes[i].data + static_cast<std::size_t>(row) * planes[i].stride;
+                rows[i][k] = planes[i].data + static_cast<std::size_t>(first + k) * planes[i].stride;
             }
         }
         if (jpeg_read_raw_data(&d.codec, arrays, linesAtOnce) == 0) {
@@ -206,21 +216,22 @@ PictureView DecodeJpegPlanes(std::span<const std::uint8_t> data, std::vector<std
     view.width = static_cast<int>(d.codec.image_width);
     view.height = static_cast<int>(d.codec.image_height);
 
-    // Raw reads write whole blocks, so each plane is as wide as its blocks.
+    // Raw reads write whole blocks, so each plane is as wide and as high as its blocks.
     const int count = view.layout == PixelLayout::Gray ? 1 : 3;
     Plane planes[3] = {};
     std::size_t offsets[3] = {};
     std::size_t total = 0;
-    const auto blockWidth = static_cast<std::size_t>(d.codec.max_h_samp_factor) * DCTSIZE;
-    const std::size_t lumaWidth = (d.codec.image_width + blockWidth - 1) / blockWidth * blockWidth;
+    const auto blocks = [](unsigned samples, int factor) {
+        const auto size = static_cast<std::size_t>(factor) * DCTSIZE;
+        return (samples + size - 1) / size;
+    };
+    const std::size_t across = blocks(d.codec.image_width, d.codec.max_h_samp_factor);
+    const std::size_t down = blocks(d.codec.image_height, d.codec.max_v_samp_factor);
     for (int i = 0; i < count; ++i) {
-        const bool halfRows = i > 0 && view.layout == PixelLayout::I420;
-        const bool halfColumns =
-            i > 0 && (view.layout == PixelLayout::I420 || view.layout == PixelLayout::I422);
-        planes[i].stride = halfColumns ? lumaWidth / 2 : lumaWidth;
-        planes[i].rows = halfRows ? (view.height + 1) / 2 : view.height;
+        const jpeg_component_info& part = d.codec.comp_info[i];
+        planes[i].stride = across * static_cast<std::size_t>(part.h_samp_factor) * DCTSIZE;
         offsets[i] = total;
-        total += planes[i].stride * static_cast<std::size_t>(planes[i].rows);
+        total += planes[i].stride * down * static_cast<std::size_t>(part.v_samp_factor) * DCTSIZE;
     }
     if (storage.size() < total) {
         storage.resize(total);

@@ -1,7 +1,8 @@
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <cerrno>
 #include <cstdlib>
 
 #include "codec/jpeg_codec.h"
@@ -12,6 +13,7 @@ namespace kvmon {
 namespace {
 
 constexpr JpegError kMemory = "Memory error";
+constexpr std::size_t kFirstBuffer = 64 << 10;
 constexpr JpegError kCannotOpen = "JpegFile :\nCan't open %s\n";
 
 // The bitmap's rows from the top, without padding: red, green and blue, or grey.
@@ -20,8 +22,8 @@ std::vector<std::uint8_t> PackedRows(const BITMAPINFOHEADER& info, std::span<con
     const auto width = static_cast<std::size_t>(info.biWidth);
     const auto height = static_cast<std::size_t>(info.biHeight);
     const std::size_t stride = BitmapStride(info.biWidth, info.biBitCount);
-    std::vector<std::uint8_t> packed;
-    packed.reserve(width * height * (color ? 3 : 1));
+    std::vector<std::uint8_t> packed(width * height * (color ? 3 : 1));
+    std::uint8_t* out = packed.data();
     for (std::size_t y = height; y-- > 0;) {
         const std::uint8_t* pixel = bits.data() + y * stride;
         for (std::size_t x = 0; x < width; ++x, pixel += info.biBitCount / 8) {
@@ -37,9 +39,11 @@ std::vector<std::uint8_t> PackedRows(const BITMAPINFOHEADER& info, std::span<con
                 red = pixel[2];
             }
             if (color) {
-                packed.insert(packed.end(), {red, green, blue});
+                *out++ = red;
+                *out++ = green;
+                *out++ = blue;
             } else {
-                packed.push_back(static_cast<std::uint8_t>(0.299 * red + 0.587 * green + 0.114 * blue));
+                *out++ = static_cast<std::uint8_t>(0.299 * red + 0.587 * green + 0.114 * blue);
             }
         }
     }
@@ -47,18 +51,55 @@ std::vector<std::uint8_t> PackedRows(const BITMAPINFOHEADER& info, std::span<con
 }
 
 struct Compressor {
-    Compressor() { codec.err = InitJpegErrors(errors); }
+    Compressor() {
+        codec.err = InitJpegErrors(errors);
+        destination.manager.init_destination = Begin;
+        destination.manager.empty_output_buffer = Grow;
+        destination.manager.term_destination = End;
+    }
     ~Compressor() {
         jpeg_destroy_compress(&codec);
-        std::free(memory);
+        std::free(destination.memory);
     }
     Compressor(const Compressor&) = delete;
     Compressor& operator=(const Compressor&) = delete;
 
+    // Memory that grows. The library's own memory destination leaves a freed pointer behind when it
+    // cannot grow.
+    struct Destination {
+        jpeg_destination_mgr manager{};  // first, so that both have one address
+        JOCTET* memory = nullptr;
+        std::size_t capacity = 0;
+        std::size_t length = 0;
+    };
+
+    static Destination& Of(j_compress_ptr codec) {
+        return *static_cast<Destination*>(static_cast<void*>(codec->dest));
+    }
+    static void Begin(j_compress_ptr codec) { Grow(codec); }
+    // Called with the buffer full.
+    static boolean Grow(j_compress_ptr codec) {
+        Destination& to = Of(codec);
+        const std::size_t wanted = to.capacity == 0 ? kFirstBuffer : to.capacity * 2;
+        void* const grown = std::realloc(to.memory, wanted);
+        if (grown == nullptr) {
+            codec->err->error_exit(static_cast<j_common_ptr>(static_cast<void*>(codec)));
+            return FALSE;
+        }
+        to.memory = static_cast<JOCTET*>(grown);
+        to.manager.next_output_byte = to.memory + to.capacity;
+        to.manager.free_in_buffer = wanted - to.capacity;
+        to.capacity = wanted;
+        return TRUE;
+    }
+    static void End(j_compress_ptr codec) {
+        Destination& to = Of(codec);
+        to.length = to.capacity - to.manager.free_in_buffer;
+    }
+
     jpeg_compress_struct codec{};
     JpegErrorExit errors{};
-    unsigned char* memory = nullptr;
-    unsigned long length = 0;
+    Destination destination;
 };
 
 // No destructors in here: a jump leaves it.
@@ -68,7 +109,7 @@ bool Compress(Compressor& c, const BITMAPINFOHEADER& info, const std::uint8_t* r
         return false;
     }
     jpeg_create_compress(&c.codec);
-    jpeg_mem_dest(&c.codec, &c.memory, &c.length);
+    c.codec.dest = &c.destination.manager;
     c.codec.image_width = static_cast<JDIMENSION>(info.biWidth);
     c.codec.image_height = static_cast<JDIMENSION>(info.biHeight);
     c.codec.input_components = color ? 3 : 1;
@@ -86,9 +127,29 @@ bool Compress(Compressor& c, const BITMAPINFOHEADER& info, const std::uint8_t* r
     return true;
 }
 
+// A new file in the same folder, under a short name: its own one may be as long as the file system
+// allows.
+int OpenNeighbour(const std::string& path, std::string& neighbour) {
+    static std::atomic<unsigned> counter{0};
+    constexpr int kTries = 100;
+    int fd = -1;
+    for (int i = 0; i < kTries && fd < 0; ++i) {
+        neighbour = path.substr(0, path.rfind('/') + 1) + ".kvmon-" + std::to_string(::getpid()) + "-" +
+                    std::to_string(counter++);
+        fd = ::open(neighbour.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0666);
+        if (fd < 0 && errno != EEXIST) {  // one that a killed program left behind is passed by
+            break;
+        }
+    }
+    return fd;
+}
+
 bool WriteWhole(int fd, std::span<const std::uint8_t> data) {
     while (!data.empty()) {
         const ssize_t written = ::write(fd, data.data(), data.size());
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
         if (written <= 0) {
             return false;
         }
@@ -111,7 +172,7 @@ JpegError SaveJpegMemory(std::vector<std::uint8_t>& out, const BITMAPINFOHEADER&
     if (!Compress(c, info, rows.data(), quality, bColor)) {
         return kMemory;
     }
-    out.assign(c.memory, c.memory + c.length);
+    out.assign(c.destination.memory, c.destination.memory + c.destination.length);
     return nullptr;
 }
 
@@ -125,12 +186,12 @@ JpegError SaveJpegFile(const std::string& path, const BITMAPINFOHEADER& info,
 }
 
 bool SaveWholeFile(const std::string& path, std::span<const std::uint8_t> data) {
-    std::string neighbour = path + ".XXXXXX";
-    const int fd = ::mkstemp(neighbour.data());
+    std::string neighbour;
+    const int fd = OpenNeighbour(path, neighbour);
     if (fd < 0) {
         return false;
     }
-    const bool written = WriteWhole(fd, data) && ::fchmod(fd, 0644) == 0;
+    const bool written = WriteWhole(fd, data);
     const bool closed = ::close(fd) == 0;
     if (!written || !closed || std::rename(neighbour.c_str(), path.c_str()) != 0) {
         ::unlink(neighbour.c_str());

@@ -12,8 +12,10 @@ namespace kvmon {
 
 namespace {
 
-// The largest picture that any recorder of this kind sends, with room.
-constexpr std::int64_t kMaxPixels = 8192LL * 4320;
+// The largest picture whose bitmap a frame may hold.
+constexpr std::int64_t kMaxPixels = 22'000'000;
+// The library's buffers are larger than the picture by edges and whole blocks.
+constexpr std::int64_t kBufferMargin = 256;
 
 struct ContextEnd {
     void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
@@ -58,7 +60,8 @@ public:
         }
         context->width = params.width;
         context->height = params.height;
-        context->max_pixels = kMaxPixels;
+        // The stream may tell any size; memory is only asked for the one that the channel expects.
+        context->max_pixels = (params.width + kBufferMargin) * (params.height + kBufferMargin);
         // One unit in, one picture out: nothing is held back for reordering, and threads share a picture
         // where they would else work on several.
         context->flags |= AV_CODEC_FLAG_LOW_DELAY;

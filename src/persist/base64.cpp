@@ -31,7 +31,8 @@ std::string Encode(std::string_view data, bool lineBreaks) {
             out += k <= have ? kAlphabet[group >> (18 - 6 * k) & 63] : '=';
         }
         onLine += 4;
-        if (lineBreaks && onLine == kLineLength) {
+        // Whole groups alone fill a line: 56 bytes give 76 characters and no line end.
+        if (lineBreaks && onLine == kLineLength && have == 3) {
             out += '\n';
             onLine = 0;
         }

@@ -76,7 +76,6 @@ void CLogFile::TraceRaw(bool bDebugOut, std::string_view text) {
     }
     if (m_bFileOpen) {
         std::fwrite(text.data(), 1, text.size(), m_pFile);
-        std::fflush(m_pFile);
     }
 }
 
@@ -101,8 +100,11 @@ bool CLogFile::Open(const std::string& path) {
     m_bFileOpen = m_pFile != nullptr;
     if (!m_bFileOpen) {
         ::close(fd);
+        return false;
     }
-    return m_bFileOpen;
+    // Unbuffered: a line that the disk refuses is gone, and does not come back in front of a later one.
+    std::setvbuf(m_pFile, nullptr, _IONBF, 0);
+    return true;
 }
 
 bool CLogFile::IsOpen() const {
@@ -120,9 +122,6 @@ void CLogFile::WriteToFile(std::string_view line) {
         m_nFirstLineLength = static_cast<std::int64_t>(line.size());
     }
     std::fwrite(line.data(), 1, line.size(), m_pFile);
-    if (std::fflush(m_pFile) != 0) {
-        std::clearerr(m_pFile);
-    }
 }
 
 CLogFile& LogFile() {

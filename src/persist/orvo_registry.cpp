@@ -1,6 +1,7 @@
 #include "persist/orvo_registry.h"
 
 #include <charconv>
+#include <cstdlib>
 
 #include "persist/log_file.h"
 #include "persist/settings_backend.h"
@@ -55,6 +56,12 @@ void COrvoRegistry::InitRegistry(bool bUseIni, const RegistryApp& app) {
         Trace("COrvoRegistry::InitRegistry: m_strRegRoot=%s...\n", m_strRegRoot.c_str());
         m_backend = OpenSettingsDatabase(app.databasePath.empty() ? GetDataFolder() + "/settings.db"
                                                                   : app.databasePath);
+    }
+}
+
+void COrvoRegistry::Close() {
+    if (m_backend) {
+        m_backend->Close();
     }
 }
 
@@ -143,8 +150,14 @@ COrvoRegistry::Batch::~Batch() {
 }
 
 COrvoRegistry& Registry() {
-    static COrvoRegistry registry;
-    return registry;
+    // Never destroyed, since abandoned threads may still ask; closed at the program's end, so that the
+    // file stands alone.
+    static COrvoRegistry* const registry = [] {
+        auto* const made = new COrvoRegistry;
+        std::atexit([] { Registry().Close(); });
+        return made;
+    }();
+    return *registry;
 }
 
 }  // namespace kvmon

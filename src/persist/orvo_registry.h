@@ -39,6 +39,8 @@ public:
     // and on standard error, and a new one begun; where no file can be had the tree lives in memory.
     void InitRegistry(bool bUseIni, const RegistryApp& app);
     const std::string& GetRoot() const { return m_strRegRoot; }
+    // Brings the file into its resting form. Reads give their defaults afterwards, writes false.
+    void Close();
 
     // The default for a value that is missing or of another kind.
     std::uint32_t GetProfileInt(std::string_view section, std::string_view entry,

@@ -21,6 +21,8 @@ public:
     virtual bool Delete(const std::string& path, std::string_view subSection) = 0;
     virtual void BeginBatch() = 0;
     virtual void EndBatch() = 0;
+    // Lets go of the file; reads give nothing afterwards, writes false.
+    virtual void Close() = 0;
 };
 
 std::unique_ptr<SettingsBackend> OpenSettingsDatabase(const std::string& path);

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <sqlite3.h>
 #include <unistd.h>
 
@@ -39,7 +40,9 @@ void Announce(const std::string& line) {
 }
 
 void Bind(sqlite3_stmt* statement, int place, std::string_view text) {
-    sqlite3_bind_text(statement, place, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
+    // No text at all would be bound as NULL, which the table refuses.
+    const char* const data = text.data() != nullptr ? text.data() : "";
+    sqlite3_bind_text(statement, place, data, static_cast<int>(text.size()), SQLITE_TRANSIENT);
 }
 
 // Values in one table; a key exists for as long as it or a key below it has values.
@@ -111,17 +114,22 @@ public:
 
     void BeginBatch() override {
         const std::lock_guard lock(mutex_);
-        if (batchDepth_++ == 0) {
+        if (batchDepth_++ == 0 && database_) {
             Run(database_.get(), "BEGIN IMMEDIATE");
         }
     }
 
     void EndBatch() override {
         const std::lock_guard lock(mutex_);
-        if (--batchDepth_ == 0 && sqlite3_get_autocommit(database_.get()) == 0 &&
+        if (--batchDepth_ == 0 && database_ && sqlite3_get_autocommit(database_.get()) == 0 &&
             !Run(database_.get(), "COMMIT")) {
             Run(database_.get(), "ROLLBACK");
         }
+    }
+
+    void Close() override {
+        const std::lock_guard lock(mutex_);
+        database_.reset();
     }
 
 private:
@@ -134,11 +142,20 @@ private:
         }
         if (code != SQLITE_OK) {
             Announce("settings cannot be kept in " + path_ + ": " + sqlite3_errstr(code));
-            Open(":memory:");
+            OpenDatabase(":memory:");
         }
     }
 
     int Open(const std::string& path) {
+        // It holds passwords: the file and its companions, which copy its rights, are the user's alone.
+        // Only a new file is touched: closing one that is in use would drop its locks.
+        if (const int fd = ::open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600); fd >= 0) {
+            ::close(fd);
+        }
+        return OpenDatabase(path);
+    }
+
+    int OpenDatabase(const std::string& path) {
         sqlite3* raw = nullptr;
         int code = sqlite3_open_v2(
             path.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX, nullptr);
@@ -201,6 +218,9 @@ private:
     }
 
     Statement Prepare(const char* sql) {
+        if (!database_) {
+            return nullptr;
+        }
         sqlite3_stmt* raw = nullptr;
         NoteDamage(sqlite3_prepare_v2(database_.get(), sql, -1, &raw, nullptr));
         return Statement(raw);

@@ -2,9 +2,11 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 #include "persist/settings_backend.h"
@@ -35,13 +37,13 @@ std::string_view Trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
 }
 
-std::vector<Entry> ParseIni(std::istream& in) {
+std::vector<Entry> ParseIni(std::string_view file) {
     std::vector<Entry> entries;
     std::string section;
-    std::string line;
-    std::size_t total = 0;
-    while (std::getline(in, line) && (total += line.size()) < kMaxFile) {
-        const std::string_view text = Trimmed(line);
+    while (!file.empty()) {
+        const std::size_t end = std::min(file.find('\n'), file.size());
+        const std::string_view text = Trimmed(file.substr(0, end));
+        file.remove_prefix(std::min(end + 1, file.size()));
         if (text.empty() || text.front() == ';') {
             continue;
         }
@@ -58,6 +60,25 @@ std::vector<Entry> ParseIni(std::istream& in) {
     return entries;
 }
 
+// Names that would read back as something else.
+bool CanBeKept(std::string_view section, std::string_view name) {
+    return section.find_first_of("]\r\n") == std::string_view::npos && !name.empty() &&
+           name.find_first_of("=\r\n") == std::string_view::npos && name.front() != '[' &&
+           name.front() != ';' && Trimmed(name) == name;
+}
+
+// The lock of the file, waited for a short while only: who holds it may have been stopped.
+bool LockInTime(int fd) {
+    constexpr int kRounds = 100;
+    for (int round = 0; round < kRounds; ++round) {
+        if (::flock(fd, LOCK_EX | LOCK_NB) == 0) {
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return false;
+}
+
 // The values of an ini file. The file is read anew for each use, since others may write it too, and
 // written to a neighbour that then takes its name.
 class SettingsIni final : public SettingsBackend {
@@ -66,7 +87,7 @@ public:
 
     std::optional<SettingsValue> Read(const std::string& path, std::string_view entry) override {
         const std::lock_guard lock(mutex_);
-        for (const Entry& each : Load()) {
+        for (const Entry& each : Load().value_or(std::vector<Entry>())) {
             if (SameName(each.section, path) && SameName(each.name, entry)) {
                 return SettingsValue(each.value);
             }
@@ -75,6 +96,9 @@ public:
     }
 
     bool Write(const std::string& path, std::string_view entry, const SettingsValue& value) override {
+        if (!CanBeKept(path, entry)) {
+            return false;
+        }
         std::string text = std::get<std::string>(value);
         // A line end would begin an entry of its own.
         for (char& c : text) {
@@ -102,11 +126,27 @@ public:
 
     void BeginBatch() override {}
     void EndBatch() override {}
+    void Close() override {
+        const std::lock_guard lock(mutex_);
+        closed_ = true;
+    }
 
 private:
-    std::vector<Entry> Load() const {
-        std::ifstream in(path_);
-        return ParseIni(in);
+    // Nothing for a file that is too large: it is somebody else's, and not to be written over.
+    std::optional<std::vector<Entry>> Load() const {
+        if (closed_) {
+            return std::nullopt;
+        }
+        std::ifstream in(path_, std::ios::binary);
+        std::string file;
+        char block[4096];
+        while (in.read(block, sizeof block), in.gcount() > 0) {
+            file.append(block, static_cast<std::size_t>(in.gcount()));
+            if (file.size() > kMaxFile) {
+                return std::nullopt;
+            }
+        }
+        return ParseIni(file);
     }
 
     template <typename Edit>
@@ -116,10 +156,13 @@ private:
         if (guard < 0) {
             return false;
         }
-        ::flock(guard, LOCK_EX);
-        std::vector<Entry> entries = Load();
-        edit(entries);
-        const bool stored = Store(entries);
+        bool stored = false;
+        if (LockInTime(guard)) {
+            if (auto entries = Load()) {
+                edit(*entries);
+                stored = Store(*entries);
+            }
+        }
         ::close(guard);
         return stored;
     }
@@ -153,6 +196,7 @@ private:
 
     const std::string path_;
     std::mutex mutex_;
+    bool closed_ = false;
 };
 
 }  // namespace

@@ -15,8 +15,8 @@
 namespace kvmon {
 
 // Base64 with the standard alphabet and "=" padding, NUL-terminated. Gives the length, 0 if nOutSize
-// is too small. With bLineBreaks an LF stands behind every 76 characters, also at the end, and a
-// buffer below 76 gives 0 with nothing written.
+// is too small. With bLineBreaks an LF stands behind every 76 characters of whole groups, also at
+// the end, and a buffer below 76 gives 0 with nothing written.
 std::size_t Base64Encode(const void* pData, std::size_t nLength, char* pOut, std::size_t nOutSize,
                          bool bLineBreaks);
 // The decoded bytes. Blanks, tabs, CR and LF are skipped; other foreign characters count as 0.

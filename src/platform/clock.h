@@ -21,6 +21,9 @@ public:
     // As the free WaitAny, in this clock's time.
     virtual int WaitAny(std::span<Event* const> events, std::optional<Milliseconds> timeout) = 0;
 
+    // How long a socket is really waited for in a round that stands for `nominal`.
+    virtual Milliseconds SocketRound(Milliseconds nominal) { return nominal; }
+
     // True if the event was set within the time.
     bool Wait(Event& event, Milliseconds timeout) {
         Event* const one = &event;

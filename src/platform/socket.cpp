@@ -163,7 +163,10 @@ Socket::Ready Socket::Poll(bool write, int milliseconds, std::uint32_t& error) c
 }
 
 std::optional<std::size_t> Socket::Send(const void* data, std::size_t length, std::uint32_t& error) {
-    const ssize_t sent = ::send(fd_, data, length, MSG_NOSIGNAL);
+    ssize_t sent = 0;
+    do {
+        sent = ::send(fd_, data, length, MSG_NOSIGNAL);
+    } while (sent < 0 && errno == EINTR);
     if (sent < 0) {
         error = SocketErrorFromErrno(errno);
         return std::nullopt;
@@ -172,7 +175,10 @@ std::optional<std::size_t> Socket::Send(const void* data, std::size_t length, st
 }
 
 std::optional<std::size_t> Socket::Receive(void* buffer, std::size_t length, std::uint32_t& error) {
-    const ssize_t got = ::recv(fd_, buffer, length, 0);
+    ssize_t got = 0;
+    do {
+        got = ::recv(fd_, buffer, length, 0);
+    } while (got < 0 && errno == EINTR);
     if (got < 0) {
         error = SocketErrorFromErrno(errno);
         return std::nullopt;

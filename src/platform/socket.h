@@ -52,7 +52,8 @@ public:
     // Waits until the socket can be read or written.
     Ready Poll(bool write, int milliseconds, std::uint32_t& error) const;
 
-    // The number of bytes, 0 at the peer's end; nothing on an error, which is then in `error`.
+    // The number of bytes, 0 at the peer's end; nothing on an error, which is then in `error`. A signal
+    // does not end them.
     std::optional<std::size_t> Send(const void* data, std::size_t length, std::uint32_t& error);
     std::optional<std::size_t> Receive(void* buffer, std::size_t length, std::uint32_t& error);
 

@@ -44,7 +44,9 @@ public:
         // Stops at a NUL, as the array would.
         text = text.substr(0, text.find('\0'));
         length_ = text.size() < N ? text.size() : N - 1;
-        std::memmove(data_, text.data(), length_);
+        if (length_ > 0) {  // an empty view may have no data at all
+            std::memmove(data_, text.data(), length_);
+        }
         data_[length_] = '\0';
     }
 

@@ -2,6 +2,8 @@
 
 #include <pthread.h>
 
+#include <algorithm>
+#include <exception>
 #include <system_error>
 #include <thread>
 
@@ -10,8 +12,32 @@
 namespace kvmon {
 
 namespace {
+
 std::atomic<int> abandonedCount{0};
+
+// An exception ends its own thread, and not the program.
+void RunBody(const std::string& name, const std::function<void()>& body) {
+    try {
+        body();
+    } catch (const std::exception& error) {
+        Diagnose("Worker: %s ended by an exception: %s...\n", name.c_str(), error.what());
+    }
 }
+
+using SteadyClock = std::chrono::steady_clock;
+constexpr SteadyClock::rep kNoLimit = SteadyClock::duration::max().count();
+std::atomic<SteadyClock::rep> endOfWaits{kNoLimit};
+
+Milliseconds Limited(Milliseconds timeout) {
+    const SteadyClock::rep end = endOfWaits;
+    if (end == kNoLimit) {
+        return timeout;
+    }
+    const auto left = SteadyClock::duration(end) - SteadyClock::now().time_since_epoch();
+    return std::clamp(std::chrono::duration_cast<Milliseconds>(left), Milliseconds(0), timeout);
+}
+
+}  // namespace
 
 struct Worker::State {
     std::string name;
@@ -37,7 +63,7 @@ bool Worker::Start(std::string name, std::function<void()> body) {
     try {
         std::thread thread([state, body = std::move(body)]() mutable {
             pthread_setname_np(pthread_self(), state->name.substr(0, 15).c_str());
-            body();
+            RunBody(state->name, body);
             body = nullptr;  // what the body owns goes before the end is told
             {
                 const std::lock_guard lock(state->mutex);
@@ -65,7 +91,7 @@ bool Worker::Wait(Milliseconds timeout) {
     if (!state_) {
         return true;
     }
-    if (state_->id == std::this_thread::get_id() || !state_->done.Wait(timeout)) {
+    if (state_->id == std::this_thread::get_id() || !state_->done.Wait(Limited(timeout))) {
         return false;
     }
     state_.reset();
@@ -85,6 +111,10 @@ void Worker::Abandon() {
     }
     Diagnose("Worker::Abandon: %s did not end in time, abandoned...\n", state_->name.c_str());
     state_.reset();
+}
+
+void Worker::LimitWaits(std::optional<Milliseconds> total) {
+    endOfWaits = total ? (SteadyClock::now() + *total).time_since_epoch().count() : kNoLimit;
 }
 
 int Worker::AbandonedCount() {

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/event.h"
@@ -27,7 +28,7 @@ public:
     ~Worker();
 
     // Runs `body` on a new thread. False, with no thread, if one is held already or the system has
-    // no more. `name` shows in debuggers, 15 characters of it.
+    // no more. `name` shows in debuggers, 15 characters of it. A body that throws is traced and over.
     bool Start(std::string name, std::function<void()> body);
     // A thread is held: started, and neither waited for nor abandoned since.
     bool IsHeld() const { return state_ != nullptr; }
@@ -39,6 +40,9 @@ public:
     // Lets go of a thread that would not end. Counted and reported.
     void Abandon();
 
+    // The end of the program has begun: from now on all waits of all workers together take at most this
+    // time, and later ones do not wait. Without a time the limit is lifted. Any thread.
+    static void LimitWaits(std::optional<Milliseconds> total);
     // Threads that were abandoned and still run.
     static int AbandonedCount();
 

@@ -1,8 +1,9 @@
 #include "server/http_tran.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
+
+#include "server/wire_number.h"
 
 namespace kvmon {
 
@@ -51,7 +52,7 @@ bool CHttpTran::Create(bool bBlocking) {
 }
 
 bool CHttpTran::Connect(const char* lpszHost, std::uint32_t nPort, std::uint32_t* dwTimeout) {
-    if (!m_hSocket.IsOpen() || lpszHost == nullptr) {
+    if (!m_hSocket.IsOpen() || lpszHost == nullptr || IsAborted()) {
         return false;
     }
     std::optional<Ipv4Address> address = ParseDottedAddress(lpszHost);
@@ -94,11 +95,12 @@ CHttpTran::Wait CHttpTran::WaitSocket(bool bWrite, std::uint32_t* dwTimeout) {
         std::atomic<int>& count_;
     } const waiter(m_nWaiters);
 
+    const Milliseconds round = m_clock.SocketRound(Milliseconds(kRoundMs));
     std::uint64_t nElapsed = 0;
     while (!m_bCancel && !IsAborted()) {
         nElapsed += kRoundMs;
         std::uint32_t error = 0;
-        switch (m_hSocket.Poll(bWrite, kRoundMs, error)) {
+        switch (m_hSocket.Poll(bWrite, static_cast<int>(round.count()), error)) {
             case Socket::Ready::Error:
                 m_dwLastError = error;
                 return Wait::Error;
@@ -137,13 +139,13 @@ bool CHttpTran::Send(const void* pData, std::size_t nLength, std::uint32_t* dwTi
     return !sendFailed && !IsAborted();
 }
 
-// Nothing on an error; 10035 leaves the stored error alone.
-std::optional<std::size_t> CHttpTran::ReceiveBytes(void* pBuffer, std::size_t nLength) {
+std::optional<std::size_t> CHttpTran::ReceiveBytes(void* pBuffer, std::size_t nLength, bool* pbTryAgain) {
     std::uint32_t error = 0;
     const auto got = m_hSocket.Receive(pBuffer, nLength, error);
-    if (!got) {
+    *pbTryAgain = !got && error == kSocketWouldBlock && !m_bBlocking;
+    if (!got && !*pbTryAgain) {
         // A blocking socket whose receive time-out passed reports it like one that would block.
-        m_dwLastError = error == kSocketWouldBlock && m_bBlocking ? kSocketTimedOut : error;
+        m_dwLastError = error == kSocketWouldBlock ? kSocketTimedOut : error;
     }
     return got;
 }
@@ -169,8 +171,9 @@ bool CHttpTran::ReadLine(char* pBuffer, std::size_t* pnLength, std::uint32_t* dw
             break;
         }
         if (TakePushback(pBuffer + length, 1) == 0) {
-            const auto got = ReceiveBytes(pBuffer + length, 1);
-            if (!got && m_dwLastError == kSocketWouldBlock) {
+            bool tryAgain = false;
+            const auto got = ReceiveBytes(pBuffer + length, 1, &tryAgain);
+            if (tryAgain) {
                 continue;
             }
             if (got.value_or(0) == 0) {
@@ -204,23 +207,22 @@ NotifyLine CHttpTran::ReadNotifyLine(char* pBuffer, std::size_t* pnLength, std::
             case Wait::Ready:
                 break;
         }
-        const auto got = ReceiveBytes(pBuffer + length, 1);
+        bool tryAgain = false;
+        const auto got = ReceiveBytes(pBuffer + length, 1, &tryAgain);
+        if (tryAgain) {
+            return NotifyLine::WouldBlock;
+        }
+        if (!got && m_dwLastError == kSocketTimedOut) {
+            return NotifyLine::TimedOut;
+        }
         if (!got) {
-            switch (m_dwLastError) {
-                case kSocketWouldBlock:
-                    return NotifyLine::WouldBlock;
-                case kSocketTimedOut:
-                    return NotifyLine::TimedOut;
-                default:
-                    length = 0;
-                    return NotifyLine::Failed;
-            }
+            length = 0;
+            return NotifyLine::Failed;
         }
         if (*got == 0) {
             return NotifyLine::Closed;
         }
         if (pBuffer[length] == '\n') {
-            pBuffer[length] = '\0';
             return NotifyLine::Line;
         }
         ++length;
@@ -240,8 +242,9 @@ bool CHttpTran::ReadToPair(std::uint8_t first, std::uint8_t second, char* pBuffe
         const std::size_t room = std::min(capacity - length, m_pPushback->size());
         std::size_t got = TakePushback(pBuffer + length, room);
         if (got == 0) {
-            const auto received = ReceiveBytes(pBuffer + length, room);
-            if (!received && m_dwLastError == kSocketWouldBlock) {
+            bool tryAgain = false;
+            const auto received = ReceiveBytes(pBuffer + length, room, &tryAgain);
+            if (tryAgain) {
                 continue;
             }
             got = received.value_or(0);
@@ -298,11 +301,12 @@ std::size_t CHttpTran::ReadBlock(void* pBuffer, std::size_t nLength, std::uint32
             count += taken;
             continue;
         }
-        const auto got = ReceiveBytes(bytes + count, nLength - count);
+        bool tryAgain = false;
+        const auto got = ReceiveBytes(bytes + count, nLength - count, &tryAgain);
+        if (tryAgain) {
+            continue;
+        }
         if (!got) {
-            if (m_dwLastError == kSocketWouldBlock) {
-                continue;
-            }
             return 0;
         }
         if (*got == 0) {
@@ -318,8 +322,9 @@ std::size_t CHttpTran::Receive(void* pBuffer, std::size_t nLength, std::uint32_t
         if (const std::size_t taken = TakePushback(pBuffer, nLength)) {
             return taken;
         }
-        const auto got = ReceiveBytes(pBuffer, nLength);
-        if (got || m_dwLastError != kSocketWouldBlock) {
+        bool tryAgain = false;
+        const auto got = ReceiveBytes(pBuffer, nLength, &tryAgain);
+        if (!tryAgain) {
             return IsAborted() ? 0 : got.value_or(0);
         }
     }
@@ -335,8 +340,7 @@ bool CHttpTran::ParseHttpHeader(std::string_view line, HTTP_RESULT* pResult) {
     }
     std::fill(std::begin(pResult->szVersion), std::end(pResult->szVersion), '\0');
     line.copy(pResult->szVersion, sizeof pResult->szVersion);
-    pResult->nStatus = static_cast<int>(std::strtol(
-        std::string(line.substr(firstBlank + 1, secondBlank - firstBlank - 1)).c_str(), nullptr, 10));
+    pResult->nStatus = WireInt(line.substr(firstBlank + 1));
     const std::string_view reason = line.substr(secondBlank + 1, sizeof pResult->szReason - 1);
     pResult->szReason[reason.copy(pResult->szReason, reason.size())] = '\0';
     return true;

@@ -40,7 +40,7 @@ enum class NotifyLine {
 };
 
 // The socket floor of every request. Used by one thread; other threads may set the caller's abort
-// flag (seen within 250 ms), and call CancelWait, Shutdown or Close.
+// flag (seen within 250 ms), and call CancelWait and Shutdown.
 //
 // All reads take a budget by pointer, which each successful wait lowers by at least 250. Every
 // operation gives false (or 0) on failure and leaves the cause in GetSocketError.
@@ -64,7 +64,7 @@ public:
     // One line with its LF, NUL-terminated when it fits. Capacity in, length out. True with a full
     // buffer too.
     bool ReadLine(char* pBuffer, std::size_t* pnLength, std::uint32_t* dwTimeout);
-    // A line without its LF, on the blocking notification connection.
+    // On the blocking notification connection: a line with its LF, which the length does not count.
     NotifyLine ReadNotifyLine(char* pBuffer, std::size_t* pnLength, std::uint32_t* dwTimeout);
     // Blocks up to and including the delimiter; what was read behind it waits for the next read.
     virtual bool ReadToCRLF(char* pBuffer, std::size_t* pnLength, std::uint32_t* dwTimeout);
@@ -100,7 +100,8 @@ private:
     }
     bool ReadToPair(std::uint8_t first, std::uint8_t second, char* pBuffer, std::size_t* pnLength,
                     std::uint32_t* dwTimeout);
-    std::optional<std::size_t> ReceiveBytes(void* pBuffer, std::size_t nLength);
+    // Nothing on an error, which is stored unless the socket only has nothing yet (`pbTryAgain`).
+    std::optional<std::size_t> ReceiveBytes(void* pBuffer, std::size_t nLength, bool* pbTryAgain);
     std::size_t TakePushback(void* pBuffer, std::size_t nLength);
     bool Keep(std::uint32_t code);
 

@@ -20,7 +20,7 @@ class ServerWorker;  // what the thread owns and works on
 
 // Owns a thread that logs in, reads the recorder's documents and keeps the notification connection,
 // and the channel objects of that recorder. Used from the console's thread; tells it of news by
-// WM_UPDATEVSINFO and WM_GETVSINFO_FAILED.
+// WM_UPDATEVSINFO and WM_GETVSINFO_FAILED. The clock must outlive the thread, also an abandoned one.
 class CKelvaraInfo {
 public:
     explicit CKelvaraInfo(Clock& clock = SystemClock());
@@ -84,7 +84,13 @@ public:
     std::int64_t GetServerTimeOffset() const;
 
 private:
-    std::shared_ptr<ServerWorker> m_worker;
+    std::shared_ptr<ServerWorker> Shared() const;
+    bool WaitForEnd(Milliseconds limit);
+    void AbandonThread(const char* method);
+
+    Clock& m_clock;
+    mutable std::mutex m_csWorker;
+    std::shared_ptr<ServerWorker> m_worker;  // guarded by m_csWorker; a new one when a thread is abandoned
     Worker m_hGetKelvaraInfoThread;
     mutable std::mutex m_csCameras;
     std::vector<std::shared_ptr<ServerCamera>> m_Cameras;
@@ -99,6 +105,8 @@ int FindServer(const std::string& host, std::uint32_t nPort);
 int GetServerCount();
 // Null when out of range.
 CKelvaraInfo* GetServer(int nIdx);
+// Parks a server, no longer in the list, with those under removal.
+void ParkServer(std::unique_ptr<CKelvaraInfo> pServer);
 // Stops one camera and parks it with those under removal.
 void StopAndRemoveCamera(int nIdx, int nCameraIdx);
 bool IsCameraInUse(const ServerCamera* pCamera);

@@ -178,6 +178,113 @@ TEST(RegistryDatabaseTest, DeathInTheMiddleOfABatchLeavesTheOldValues) {
     EXPECT_EQ(registry.GetProfileInt("s", "b", 0), 1u);
 }
 
+// Runs the body in a process of its own.
+template <typename Body>
+pid_t InChild(Body body) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::_exit(body() ? 0 : 1);
+    }
+    return child;
+}
+
+// The whole of each form: two programs that write the same file at the same time.
+TEST_P(RegistryTest, TwoProgramsLoseNothing) {
+    const auto client = [&](int number) {
+        return InChild([&, number] {
+            COrvoRegistry own;
+            own.InitRegistry(GetParam(), AppOn(folder));
+            bool good = true;
+            for (int i = 0; i < 50; ++i) {
+                good = own.WriteProfileInt("c" + std::to_string(number), std::to_string(i), 1) && good;
+            }
+            return good;
+        });
+    };
+    const pid_t children[] = {client(0), client(1)};
+    for (const pid_t child : children) {
+        int status = -1;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0);
+    }
+    for (int i = 0; i < 50; ++i) {
+        EXPECT_EQ(registry.GetProfileInt("c0", std::to_string(i), 0), 1u) << i;
+        EXPECT_EQ(registry.GetProfileInt("c1", std::to_string(i), 0), 1u) << i;
+    }
+}
+
+// Killed at some moment of its writing, a program leaves a tree that opens, with a value that it wrote.
+TEST_P(RegistryTest, DeathWhileWritingLeavesAWholeTree) {
+    ASSERT_TRUE(registry.WriteProfileString("s", "text", std::string(2000, 'a')));
+    for (int round = 0; round < 5; ++round) {
+        int ready[2] = {};
+        ASSERT_EQ(::pipe(ready), 0);
+        const pid_t child = InChild([&] {
+            COrvoRegistry own;
+            own.InitRegistry(GetParam(), AppOn(folder));
+            for (int i = 0;; ++i) {
+                own.WriteProfileString("s", "text", std::string(2000, static_cast<char>('a' + i % 26)));
+                if (i == round * 3 && ::write(ready[1], "x", 1) != 1) {
+                    return false;
+                }
+            }
+        });
+        char byte = 0;
+        ASSERT_EQ(::read(ready[0], &byte, 1), 1);
+        ::kill(child, SIGKILL);
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        ::close(ready[0]);
+        ::close(ready[1]);
+        COrvoRegistry after;
+        after.InitRegistry(GetParam(), AppOn(folder));
+        const std::string text = after.GetProfileString("s", "text", "");
+        ASSERT_EQ(text.size(), 2000u);
+        EXPECT_EQ(text, std::string(2000, text[0]));
+        EXPECT_TRUE(after.WriteProfileInt("s", "number", 1));
+    }
+}
+
+TEST(RegistryDatabaseTest, SubtreeGoesWithoutRegardToCaseAndTheFileIsPrivate) {
+    const kvtest::TempFolder folder;
+    COrvoRegistry registry;
+    registry.InitRegistry(false, AppOn(folder));
+    registry.WriteProfileInt("EventLog\\001", "Level", 1);
+    registry.WriteProfileInt("EventLog%", "Level", 1);
+    EXPECT_TRUE(registry.DeleteSection("", "EVENTLOG"));
+    EXPECT_EQ(registry.GetProfileInt("EventLog\\001", "Level", 0), 0u);
+    EXPECT_EQ(registry.GetProfileInt("EventLog%", "Level", 0), 1u);
+    const auto rights = std::filesystem::status(folder.File("settings.db")).permissions();
+    EXPECT_EQ(rights & std::filesystem::perms(077), std::filesystem::perms::none);
+
+    registry.Close();
+    EXPECT_FALSE(std::filesystem::exists(folder.File("settings.db-wal")));
+    EXPECT_EQ(registry.GetProfileInt("EventLog%", "Level", 7), 7u);
+    EXPECT_FALSE(registry.WriteProfileInt("s", "v", 1));
+    EXPECT_FALSE(registry.DeleteSection("s"));
+    const COrvoRegistry::Batch batch(registry);
+}
+
+TEST(RegistryIniTest, NamesAndFilesThatCannotBeKeptAreRefused) {
+    const kvtest::TempFolder folder;
+    COrvoRegistry registry;
+    registry.InitRegistry(true, AppOn(folder));
+    registry.WriteProfileString("s", "good", "one\r\n[main]\nevil=1");
+    EXPECT_EQ(registry.GetProfileString("", "evil", "d"), "d");
+    EXPECT_FALSE(registry.WriteProfileInt("s", "a=b", 1));
+    EXPECT_FALSE(registry.WriteProfileInt("s", "a\nb", 1));
+    EXPECT_FALSE(registry.WriteProfileInt("s]\n[t", "a", 1));
+    EXPECT_FALSE(registry.WriteProfileInt("s", "", 1));
+    {
+        std::ofstream file(folder.File("settings.ini"), std::ios::binary);
+        file << "[s]\nx=" << std::string(5u << 20, 'y') << "\n";
+    }
+    const auto size = std::filesystem::file_size(folder.File("settings.ini"));
+    EXPECT_EQ(registry.GetProfileString("s", "x", "d"), "d");
+    EXPECT_FALSE(registry.WriteProfileInt("s", "v", 1));
+    EXPECT_EQ(std::filesystem::file_size(folder.File("settings.ini")), size);
+}
+
 TEST(CredentialStoreTest, KnownAnswers) {
     // RC4 with the first five bytes of MD5("admin") and eleven zeros, over "p" and the password.
     EXPECT_EQ(EncryptString("", "admin").size(), 1u);

@@ -83,3 +83,18 @@ TEST(WorkerTest, AbandonedBodyKeepsWhatItOwnsUntilItEnds) {
     owned.reset();
     EXPECT_TRUE(kvtest::WaitUntil([&] { return watch.expired() && Worker::AbandonedCount() == 0; }));
 }
+
+TEST(WorkerTest, AtTheProgramsEndAllWaitsShareOneLimit) {
+    const auto go = std::make_shared<Event>();
+    Worker first, second;
+    ASSERT_TRUE(first.Start("stuck", [go] { go->Wait(); }));
+    ASSERT_TRUE(second.Start("stuck", [go] { go->Wait(); }));
+    Worker::LimitWaits(Milliseconds(1));
+    // Either would wait for an hour.
+    EXPECT_FALSE(first.Wait(std::chrono::hours(1)));
+    EXPECT_FALSE(second.Wait(std::chrono::hours(1)));
+    Worker::LimitWaits(std::nullopt);
+    go->Set();
+    EXPECT_TRUE(first.Wait(std::chrono::seconds(10)));
+    EXPECT_TRUE(second.Wait(std::chrono::seconds(10)));
+}

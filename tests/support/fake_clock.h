@@ -17,9 +17,15 @@ public:
 
     std::uint64_t TickMs() override { return tick_; }
     std::chrono::system_clock::time_point Now() override;
-    int WaitAny(std::span<kvmon::Event* const> events,
-                std::optional<kvmon::Milliseconds> timeout) override;
+    int WaitAny(std::span<kvmon::Event* const> events, std::optional<kvmon::Milliseconds> timeout) override;
 
+    kvmon::Milliseconds SocketRound(kvmon::Milliseconds nominal) override {
+        const int set = socketRoundMs_;
+        return set > 0 ? kvmon::Milliseconds(set) : nominal;
+    }
+
+    // Shortens each 250 ms round of a wait for a socket, for tests with a peer that stays silent.
+    void SetSocketRound(kvmon::Milliseconds round) { socketRoundMs_ = static_cast<int>(round.count()); }
     void Advance(kvmon::Milliseconds time) { tick_ += static_cast<std::uint64_t>(time.count()); }
     // The time-outs of all timed waits so far, in order of their beginning.
     std::vector<kvmon::Milliseconds> Waits() const;
@@ -27,6 +33,7 @@ public:
 private:
     const bool autoAdvance_;
     std::atomic<std::uint64_t> tick_{1'000'000};
+    std::atomic<int> socketRoundMs_{0};
     mutable std::mutex mutex_;
     std::vector<kvmon::Milliseconds> waits_;
 };

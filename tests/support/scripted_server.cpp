@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <stdexcept>
+#include <utility>
 
 namespace kvtest {
 
@@ -41,12 +42,17 @@ bool Peer::WaitReadable() {
     return false;
 }
 
-std::string Peer::ReadHead() {
+std::string Peer::ReceiveHead() {
     std::string head;
     char byte = 0;
     while (!head.ends_with("\r\n\r\n") && WaitReadable() && ::recv(socket_, &byte, 1, 0) == 1) {
         head += byte;
     }
+    return head;
+}
+
+std::string Peer::ReadHead() {
+    std::string head = head_.empty() ? ReceiveHead() : std::exchange(head_, {});
     if (!head.empty() && noteHead) {
         noteHead(head);
     }
@@ -94,16 +100,21 @@ bool Peer::WaitClosed(milliseconds timeout) {
     return false;
 }
 
-void Peer::Hold() { WaitClosed(std::chrono::hours(1)); }
+void Peer::Hold() {
+    WaitClosed(std::chrono::hours(1));
+}
 
-void Peer::Close() { ::shutdown(socket_, SHUT_RDWR); }
+void Peer::Close() {
+    ::shutdown(socket_, SHUT_RDWR);
+}
 
 void Peer::Reset() {
     const linger abrupt{1, 0};
     ::setsockopt(socket_, SOL_SOCKET, SO_LINGER, &abrupt, sizeof abrupt);
 }
 
-ScriptedServer::ScriptedServer(Script script) : script_(std::move(script)) {
+ScriptedServer::ScriptedServer(Script script, std::string only)
+    : script_(std::move(script)), only_(std::move(only)) {
     listener_ = BindLoopback(port_);
     ::listen(listener_, 64);
     acceptor_ = std::thread([this] { AcceptLoop(); });
@@ -120,20 +131,34 @@ ScriptedServer::~ScriptedServer() {
 }
 
 void ScriptedServer::AcceptLoop() {
-    for (int number = 0; !stopping_; ++number) {
+    while (!stopping_) {
         const int fd = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
         if (fd < 0) {
             return;
         }
         const std::lock_guard lock(mutex_);
-        sockets_.push_back(fd);
-        threads_.emplace_back([this, fd, number] {
-            noteHead = [this](std::string head) { Note(std::move(head)); };
-            Peer peer(fd, number, stopping_);
-            script_(peer);
+        threads_.emplace_back([this, fd] {
+            Serve(fd);
             ::close(fd);
         });
     }
+}
+
+void ScriptedServer::Serve(int socket) {
+    Peer peer(socket, 0, stopping_);
+    if (!only_.empty()) {
+        peer.head_ = peer.ReceiveHead();
+        if (peer.head_.find(only_) == std::string::npos) {
+            peer.Write(HttpReply(200, "OK", "0"));
+            return;
+        }
+    }
+    {
+        const std::lock_guard lock(mutex_);
+        peer.number_ = connections_++;
+    }
+    noteHead = [this](std::string head) { Note(std::move(head)); };
+    script_(peer);
 }
 
 void ScriptedServer::Note(std::string head) {
@@ -144,7 +169,7 @@ void ScriptedServer::Note(std::string head) {
 
 int ScriptedServer::ConnectionCount() const {
     const std::lock_guard lock(mutex_);
-    return static_cast<int>(sockets_.size());
+    return connections_;
 }
 
 std::vector<std::string> ScriptedServer::Heads() const {

@@ -41,10 +41,12 @@ public:
 
 private:
     bool WaitReadable();
+    std::string ReceiveHead();
 
     int socket_;
     int number_;
     const std::atomic<bool>& stopping_;
+    std::string head_;  // read ahead
     friend class ScriptedServer;
 };
 
@@ -52,8 +54,10 @@ class ScriptedServer {
 public:
     using Script = std::function<void(Peer&)>;
 
-    // Each connection runs `script` on a thread of its own; it is closed when the script returns.
-    explicit ScriptedServer(Script script);
+    // Each connection runs `script` on a thread of its own; it is closed when the script returns. With
+    // `only`, the script gets just the requests that hold this text; all others are answered with the number
+    // 0, as by a camera that can do nothing, and are neither counted nor noted.
+    explicit ScriptedServer(Script script, std::string only = {});
     // Ends all connections and waits for their scripts.
     ~ScriptedServer();
 
@@ -66,16 +70,18 @@ public:
 
 private:
     void AcceptLoop();
+    void Serve(int socket);
     void Note(std::string head);
 
-    Script script_;
+    const Script script_;
+    const std::string only_;
     int listener_ = -1;
     std::uint16_t port_ = 0;
     std::atomic<bool> stopping_{false};
     mutable std::mutex mutex_;
     mutable std::condition_variable changed_;
     std::vector<std::string> heads_;
-    std::vector<int> sockets_;
+    int connections_ = 0;
     std::vector<std::thread> threads_;
     std::thread acceptor_;
 };

@@ -1,0 +1,26 @@
+// The head of a reply, for both readers of one.
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "server/http_tran.h"
+#include "server/resource_fetch.h"
+
+using namespace kvmon;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::string text(data, data + size);
+    HTTP_RESULT result;
+    const bool parsed = CHttpTran::ParseHttpHeader(text, &result);
+    if (!parsed && (result.nStatus != 0 || result.szReason[0] != '\0')) {
+        std::abort();  // a line that is none leaves the result alone
+    }
+    if (std::memchr(result.szReason, '\0', sizeof result.szReason) == nullptr) {
+        std::abort();
+    }
+    ParseResourceHead(text);
+    detail::SplitUrl url;
+    detail::SplitHttpUrl(text, &url);
+    return 0;
+}

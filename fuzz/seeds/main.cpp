@@ -1,0 +1,87 @@
+// Writes a first corpus for the targets whose input no fuzzer finds by itself: FOLDER/NAME/...
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "content/coded_pictures.h"
+#include "wire/frame_header.h"
+
+namespace {
+
+using kvtest::CodedUnit;
+using kvtest::Coding;
+
+constexpr int kWidth = 176;
+constexpr int kHeight = 98;
+
+std::string Word(std::uint32_t value, int bytes) {
+    std::string text;
+    for (int i = 0; i < bytes; ++i) {
+        text += static_cast<char>(value >> (8 * i));
+    }
+    return text;
+}
+
+std::string Text(const CodedUnit& unit) {
+    return {unit.bytes.begin(), unit.bytes.end()};
+}
+
+std::string Record(std::uint32_t code, const CodedUnit& unit) {
+    std::string head = Word(code, 4) + Word(unit.key ? 1 : 0, 4) + Word(kWidth, 4) + Word(kHeight, 4);
+    head.resize(wire::kReservedOffset);
+    return head + Word(0, 4) + Word(static_cast<std::uint32_t>(unit.bytes.size()), 4) + Text(unit);
+}
+
+void Write(const std::filesystem::path& folder, const std::string& name, const std::string& bytes) {
+    std::filesystem::create_directories(folder);
+    std::ofstream(folder / name, std::ios::binary) << bytes;
+}
+
+void WriteSeeds(const std::filesystem::path& folder) {
+    kvtest::CodingOptions options;
+    options.frames = 3;
+    options.keyInterval = 2;
+    options.bitrate = 100'000;
+    const struct {
+        Coding coding;
+        const char* name;
+        std::uint32_t code;
+    } kinds[] = {{Coding::H264, "h264", wire::kZ264},
+                 {Coding::Mpeg4, "mpeg4", wire::kZMP4},
+                 {Coding::Mjpeg, "mjpeg", wire::kZIVG}};
+    for (const auto& kind : kinds) {
+        std::string units(1, kind.coding == Coding::Mpeg4 ? '\1' : '\0');
+        std::string records = "\r\n";  // the end of a reply's head
+        for (const CodedUnit& unit : kvtest::EncodeMovingPictures(kind.coding, kWidth, kHeight, options)) {
+            units += Word(static_cast<std::uint32_t>(unit.bytes.size()), 2) + Text(unit);
+            records += Record(kind.code, unit);
+            if (kind.coding == Coding::Mjpeg) {
+                Write(folder / "jpeg", "picture", Text(unit));
+            }
+        }
+        if (kind.coding != Coding::Mjpeg) {
+            Write(folder / "video", kind.name, units);
+        }
+        Write(folder / "stream_records", kind.name, records);
+    }
+    Write(folder / "http_head", "ok", "HTTP/1.0 200 OK\r\n");
+    Write(folder / "base64", "auth", "YWRtaW46YWRtaW4=");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: make_fuzz_seeds FOLDER\n");
+        return 2;
+    }
+    try {
+        WriteSeeds(argv[1]);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "make_fuzz_seeds: %s\n", error.what());
+        return 1;
+    }
+    return 0;
+}

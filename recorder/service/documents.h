@@ -1,0 +1,40 @@
+// The texts that clients read. Bodies only; lines end with a bare line feed, since clients keep a carriage
+// return as part of a name.
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+#include <string>
+#include <string_view>
+
+#include "service/recorder_model.h"
+
+namespace kvrecorder {
+
+struct DiskFigures {
+    int status = 0;  // 0: good
+    int usedPercent = 0;
+    std::uint64_t totalKilobytes = 0;
+};
+// Of the file system that holds the folder.
+DiskFigures ReadDiskFigures(const std::string& folder);
+
+// Eight hexadecimal digits for a key of its own, then eight for each character.
+std::string ScrambleLine(std::string_view text);
+
+// Camera passwords go only to users who may watch the channel.
+std::string MakeInitInfo(const Snapshot& state, const User& user);
+std::string MakeExtInfo(const Snapshot& state, const User& user);
+std::string MakeStatus(const Snapshot& state, const User& user, const DiskFigures& disk);
+// Clients read no more than 8192 bytes: channels that no longer fit are left out, and clients then take
+// their first stream.
+std::string MakeStreamInfo(const Snapshot& state, const User& user);
+std::string MakeCapabilities(const Snapshot& state, const User& user);
+std::string MakeSystemGroup(std::time_t now);
+std::string MakeMediaProperty(const Channel& channel, bool sound);
+std::string MakePresetTable(const Channel& channel);
+// The decimal word that tells what a camera can do.
+std::string MakePtzCapabilities(const Channel& channel);
+std::string MakePresetFormat(const Channel& channel);
+
+}  // namespace kvrecorder

@@ -1,0 +1,245 @@
+#include "service/handlers.h"
+
+#include <array>
+#include <ctime>
+
+#include "service/documents.h"
+#include "service/logo.h"
+
+namespace kvrecorder {
+namespace {
+
+Reply MakeDocument(std::string type, std::string body) {
+    Reply reply;
+    reply.type = std::move(type);
+    reply.body = std::move(body);
+    return reply;
+}
+
+Reply Text(std::string body) {
+    return MakeDocument("text/plain; charset=utf-8", std::move(body));
+}
+
+Reply Xml(std::string body) {
+    return MakeDocument("text/xml", std::move(body));
+}
+
+// Runs `make` with the channel that the query names if the user has the right for it.
+template <typename Make>
+Reply ForChannel(const HandlerInput& input, std::string_view key, Right right, Make make) {
+    const auto number = input.request.Number(key, 0, kMaxChannels - 1);
+    if (!number) {
+        return Refuse(400);
+    }
+    const Channel* channel = input.state.Configured(*number);
+    if (!channel) {
+        return Refuse(404);
+    }
+    return input.user.Has(right, *number) ? make(*number, *channel) : Refuse(403);
+}
+
+Reply InitInfo(const HandlerInput& input) {
+    return Text(MakeInitInfo(input.state, input.user));
+}
+
+Reply ExtInfo(const HandlerInput& input) {
+    return Text(MakeExtInfo(input.state, input.user));
+}
+
+Reply Status(const HandlerInput& input) {
+    return Text(MakeStatus(input.state, input.user, ReadDiskFigures(input.state.server.diskFolder)));
+}
+
+Reply StreamInfo(const HandlerInput& input) {
+    return Xml(MakeStreamInfo(input.state, input.user));
+}
+
+Reply Capabilities(const HandlerInput& input) {
+    return input.request.Text("group") == "Camera" ? Xml(MakeCapabilities(input.state, input.user))
+                                                   : Refuse(404);
+}
+
+Reply GetStream(const HandlerInput& input) {
+    return ForChannel(input, "ch", Right::Monitor, [&](int number, const Channel& channel) {
+        const auto stream = input.request.Number("stream_id", 0, 255);
+        Reply reply;
+        reply.kind = ReplyKind::Stream;
+        reply.type = "application/octet-stream";
+        reply.channel = number;
+        // Clients that lost track of the streams get the first.
+        reply.stream = stream && *stream < static_cast<int>(channel.streams.size()) ? *stream : 0;
+        return reply;
+    });
+}
+
+Reply Notify(const HandlerInput&) {
+    Reply reply;
+    reply.kind = ReplyKind::Notify;
+    return reply;
+}
+
+Reply MediaProperty(const HandlerInput& input) {
+    return ForChannel(input, "channel_id", Right::Monitor, [&](int number, const Channel& channel) {
+        return Text(MakeMediaProperty(channel, channel.config.audio && input.user.Has(Right::Audio, number)));
+    });
+}
+
+Reply SystemGroup(const HandlerInput&) {
+    return Text(MakeSystemGroup(std::time(nullptr)));
+}
+
+struct Group {
+    std::string_view name;
+    Reply (*handle)(const HandlerInput&);
+};
+constexpr std::array<Group, 2> kGroups = {{
+    {"System", SystemGroup},
+    {"Recording.MediaProperty", MediaProperty},
+}};
+
+Reply Param(const HandlerInput& input) {
+    if (input.request.Text("action") != "list") {
+        return Refuse(400);
+    }
+    for (const Group& group : kGroups) {
+        if (input.request.Text("group") == group.name) {
+            return group.handle(input);
+        }
+    }
+    return Refuse(404);
+}
+
+struct PtzCommand {
+    int number;
+    std::string (*make)(const Channel&);
+};
+constexpr std::array<PtzCommand, 3> kPtzReads = {{
+    {15, MakePresetTable},
+    {16, MakePtzCapabilities},
+    {20, MakePresetFormat},
+}};
+
+Reply Ptz(const HandlerInput& input) {
+    const auto command = input.request.Number("command", 0, 22);
+    if (!command) {
+        return Refuse(400);
+    }
+    return ForChannel(input, "ch", Right::Monitor, [&](int number, const Channel& channel) {
+        for (const PtzCommand& read : kPtzReads) {
+            if (read.number == *command) {
+                return Text(read.make(channel));
+            }
+        }
+        // No source of this recorder moves, and a client takes a minus for a refusal by the camera.
+        return input.user.Has(Right::Ptz, number) ? Text("-1") : Refuse(403);
+    });
+}
+
+Reply Logout(const HandlerInput&) {
+    // Nothing is kept for a user. Clients wait for bare line feeds.
+    return Text("\n\n");
+}
+
+Reply Logo(const HandlerInput&) {
+    return LogoJpeg().empty() ? Refuse(404) : MakeDocument("image/jpeg", LogoJpeg());
+}
+
+constexpr std::array<Route, 11> kRoutes = {{
+    {"get_init_info.cgi", Place::Folder, false, InitInfo},
+    {"get_ext_info.cgi", Place::Folder, false, ExtInfo},
+    {"z_status.cgi", Place::Folder, false, Status},
+    {"getmultistreaminfo.cgi", Place::Folder, false, StreamInfo},
+    {"zcapabilities.cgi", Place::Anywhere, false, Capabilities},
+    {"notify.cgi", Place::Anywhere, false, Notify},
+    {"getstream.cgi", Place::Anywhere, false, GetStream},
+    {"param.cgi", Place::Anywhere, false, Param},
+    {"ptz.cgi", Place::Anywhere, false, Ptz},
+    {"logout.cgi", Place::Anywhere, false, Logout},
+    // Clients fetch it without a name, to make a browser forget the one that it keeps.
+    {"logomark.jpg", Place::Top, true, Logo},
+}};
+
+constexpr std::string_view kFolder = "/cgi-bin/";
+
+bool Serves(const Route& route, bool inFolder, CgiRoot root) {
+    switch (route.place) {
+        case Place::Anywhere:
+            return true;
+        case Place::Top:
+            return !inFolder;
+        case Place::Folder:
+            break;
+    }
+    return root == CgiRoot::Both || inFolder == (root == CgiRoot::CgiBin);
+}
+
+}  // namespace
+
+std::span<const Route> Routes() {
+    return kRoutes;
+}
+
+Reply Refuse(int status) {
+    Reply reply;
+    reply.status = status;
+    reply.body = std::string(ReasonOf(status)) + "\n";
+    return reply;
+}
+
+const char* ReasonOf(int status) {
+    static constexpr std::array<std::pair<int, const char*>, 6> kReasons = {{
+        {200, "OK"},
+        {400, "Bad Request"},
+        {401, "Unauthorized"},
+        {403, "Forbidden"},
+        {404, "Not Found"},
+        {503, "Service Unavailable"},
+    }};
+    for (const auto& [number, text] : kReasons) {
+        if (number == status) {
+            return text;
+        }
+    }
+    return "Error";
+}
+
+std::string MakeReplyHead(const Reply& reply) {
+    std::string head = "HTTP/1.0 " + std::to_string(reply.status) + " " + ReasonOf(reply.status) + "\r\n";
+    if (reply.kind == ReplyKind::Notify) {
+        // Each further line would count as a notification, for which clients pause a second.
+        return head + "\r\n";
+    }
+    if (reply.status == 401) {
+        head += "WWW-Authenticate: Basic realm=\"kvrecorder\"\r\n";
+    }
+    head += "Content-Type: " + reply.type + "\r\nCache-Control: no-store\r\n";
+    if (reply.kind == ReplyKind::Document) {
+        // Clients look for this spelling.
+        head += "Content-length: " + std::to_string(reply.body.size()) + "\r\n";
+    }
+    return head + "Connection: close\r\n\r\n";
+}
+
+Reply Answer(const HttpRequest& request, const Snapshot& state) {
+    static const User nobody;
+    std::string_view name = request.path;
+    const bool inFolder = name.starts_with(kFolder);
+    name.remove_prefix(inFolder ? kFolder.size() : 1);
+    const Route* route = nullptr;
+    for (const Route& candidate : Routes()) {
+        if (candidate.name == name && Serves(candidate, inFolder, state.server.root)) {
+            route = &candidate;
+        }
+    }
+    if (route && route->open) {
+        return route->handle({request, state, nobody});
+    }
+    // Who is unknown does not learn either which paths there are.
+    const User* user = request.hasAuthorization ? state.Authorize(request.user, request.password) : nullptr;
+    if (!user) {
+        return Refuse(401);
+    }
+    return route ? route->handle({request, state, *user}) : Refuse(404);
+}
+
+}  // namespace kvrecorder

@@ -1,0 +1,42 @@
+// The head of a request, collected from the wire under limits.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace kvrecorder {
+
+struct HttpRequest {
+    std::string path;  // without the query
+    std::map<std::string, std::string, std::less<>> query;
+    bool hasAuthorization = false;
+    std::string user;
+    std::string password;
+
+    // A decimal number of the query; nothing if it is missing, no number or out of range.
+    std::optional<int> Number(std::string_view name, int low, int high) const;
+    std::string_view Text(std::string_view name) const;
+};
+
+class RequestHead {
+public:
+    static constexpr std::size_t kMaxBytes = 8192;
+    static constexpr std::size_t kMaxLines = 64;
+
+    enum class State { Incomplete, Complete, Bad };
+
+    // Takes what came from the peer; bytes behind the head are dropped.
+    State Feed(std::string_view bytes);
+    // Of a complete head; nothing if it is no request that can be served.
+    std::optional<HttpRequest> Parse() const;
+
+private:
+    std::string text_;
+    std::size_t scanned_ = 0;  // everything before is whole lines
+    std::size_t lineCount_ = 0;
+    State state_ = State::Incomplete;
+};
+
+}  // namespace kvrecorder

@@ -1,0 +1,102 @@
+#include "service/options.h"
+
+#include <CLI/CLI.hpp>
+#include <asio/ip/address.hpp>
+
+#include "service/text.h"
+
+namespace kvrecorder {
+namespace {
+
+constexpr const char* kDefaultListen = "127.0.0.1:8090";
+constexpr int kDefaultChannels = 8;
+
+}  // namespace
+
+Options ParseOptions(int argc, const char* const* argv, const std::string& version) {
+    Options options;
+    CLI::App app("A small network video recorder.", "kvrecorder");
+    app.set_version_flag("--version", "kvrecorder " + version);
+    app.set_help_flag("--help", "Print this text and exit");
+    app.add_option("--listen", options.listen, "Where to serve; port 0 is the system's choice")
+        ->type_name("ADDRESS:PORT");
+    app.add_option("--config", options.configFile, "Configuration file")->type_name("FILE");
+    app.add_option("--channels", options.channels, "Channels with generated scenes, when no file lists any")
+        ->type_name("N")
+        ->check(CLI::Range(1, kMaxChannels));
+    CLI::Option* user =
+        app.add_option("--user", options.user, "A user who may do everything")->type_name("NAME");
+    CLI::Option* password =
+        app.add_option("--password-file", options.passwordFile, "The user's password is its first line")
+            ->type_name("FILE");
+    user->needs(password);
+    password->needs(user);
+    CLI::Option* control =
+        app.add_option("--control", options.controlPath, "Unix socket for commands")->type_name("PATH");
+    app.add_option("--send", options.send, "Send a command to the recorder at --control and print its reply")
+        ->type_name("COMMAND")
+        ->needs(control);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& wanted) {
+        const bool help = dynamic_cast<const CLI::CallForHelp*>(&wanted) != nullptr;
+        options.exitText = help ? app.help() : std::string(wanted.what()) + "\n";
+    } catch (const CLI::ParseError& failure) {
+        std::string line = failure.what();
+        throw ConfigError(line.substr(0, line.find('\n')));
+    }
+    return options;
+}
+
+ListenAddress ParseListen(const std::string& text) {
+    const std::size_t colon = text.rfind(':');
+    std::string address = text.substr(0, colon);
+    if (address.starts_with('[') && address.ends_with(']')) {
+        address = address.substr(1, address.size() - 2);
+    }
+    const auto port = colon == std::string::npos
+                          ? std::nullopt
+                          : ParseNumber<unsigned>(std::string_view(text).substr(colon + 1), 0, 65535);
+    std::error_code error;
+    const auto parsed = asio::ip::make_address(address, error);
+    if (!port || error) {
+        throw ConfigError("\"" + text + "\" is no ADDRESS:PORT to listen on");
+    }
+    return {address, static_cast<std::uint16_t>(*port), parsed.is_loopback()};
+}
+
+RecorderConfig MakeConfig(const Options& options) {
+    RecorderConfig config;
+    if (!options.configFile.empty()) {
+        config = LoadConfig(options.configFile);
+    }
+    if (!options.listen.empty() || config.listen.empty()) {
+        config.listen = options.listen.empty() ? kDefaultListen : options.listen;
+    }
+    if (options.channels > 0 && !config.channels.empty()) {
+        throw ConfigError("--channels: the configuration file lists the channels already");
+    }
+    if (!options.user.empty()) {
+        if (options.user.size() > kMaxUserBytes || options.user.find(':') != std::string::npos) {
+            throw ConfigError("--user: a name of at most 63 bytes without a colon is wanted");
+        }
+        std::erase_if(config.users, [&](const User& user) { return user.name == options.user; });
+        config.users.push_back(MakeFullUser(options.user, ReadPasswordFile(options.passwordFile)));
+    }
+    const bool loopback = ParseListen(config.listen).loopback;
+    if (config.users.empty() && (!config.channels.empty() || !loopback)) {
+        throw ConfigError(loopback
+                              ? "the configuration lists channels but no user; add one or give --user"
+                              : "listening beyond this machine needs a user: --user and --password-file, "
+                                "or users in the configuration");
+    }
+    if (config.users.empty()) {
+        config.users.push_back(MakeFullUser("admin", "admin"));
+    }
+    if (config.channels.empty()) {
+        config.channels = DemoChannels(options.channels > 0 ? options.channels : kDefaultChannels);
+    }
+    return config;
+}
+
+}  // namespace kvrecorder

@@ -1,0 +1,48 @@
+// Pictures that wait for one watcher's socket.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+
+#include "media/media_hub.h"
+#include "wire/frame_header.h"
+
+namespace kvrecorder {
+
+// The source's thread puts pictures in, the connection takes them out; both may call at any time. A watcher
+// that falls behind loses whole groups of pictures: it goes on with a key picture, never with the middle of
+// a group whose beginning it did not get.
+class RecordQueue {
+public:
+    static constexpr std::size_t kMaxBytes = 4 * 1024 * 1024;
+    static constexpr std::size_t kMaxRecords = 1024;
+    // A key picture throws away what waits before it when that reaches back further than this.
+    static constexpr std::int64_t kMaxLagMs = 1500;
+
+    // True if the taker found the queue empty before and must be woken.
+    bool Push(const PacketPtr& packet);
+    // Null if nothing waits; the next Push then says so.
+    PacketPtr Pop();
+
+    std::size_t Bytes() const;
+    // Pictures that the watcher did not get since the queue began.
+    std::uint64_t Dropped() const;
+
+private:
+    void Clear();
+
+    mutable std::mutex mutex_;
+    std::deque<PacketPtr> packets_;
+    std::size_t bytes_ = 0;
+    std::uint64_t dropped_ = 0;
+    bool waitKey_ = true;
+    bool idle_ = true;
+};
+
+// The head that stands before a picture's bytes on the wire. Of the eight words that clients do not read,
+// the first two carry the picture's time in milliseconds and the third its number on this connection.
+std::array<char, wire::kFrameHeaderSize> MakeRecordHead(const Packet& packet, std::uint32_t number);
+
+}  // namespace kvrecorder

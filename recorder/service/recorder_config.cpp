@@ -1,0 +1,58 @@
+#include "service/recorder_config.h"
+
+#include <fstream>
+
+#include "service/text.h"
+
+namespace kvrecorder {
+
+User MakeFullUser(std::string name, std::string password) {
+    User user{std::move(name), std::move(password), {}};
+    for (ChannelSet& right : user.rights) {
+        right.set();
+    }
+    return user;
+}
+
+const StatusFlag* FindStatusFlag(std::string_view name) {
+    for (const StatusFlag& flag : kStatusFlags) {
+        if (name == flag.name) {
+            return &flag;
+        }
+    }
+    return nullptr;
+}
+
+std::vector<ChannelConfig> DemoChannels(int count) {
+    std::vector<ChannelConfig> channels;
+    for (int i = 0; i < count; ++i) {
+        ChannelConfig channel;
+        channel.name = "Camera " + std::to_string(i + 1);
+        channels.push_back(std::move(channel));
+    }
+    return channels;
+}
+
+std::string ReadPasswordFile(const std::string& path) {
+    std::ifstream file(path);
+    std::string line;
+    if (!file || !std::getline(file, line)) {
+        throw ConfigError("cannot read a password from " + path);
+    }
+    if (!line.empty() && line.back() == '\r') {
+        line.pop_back();
+    }
+    if (line.empty() || line.size() > kMaxUserBytes) {
+        throw ConfigError("the password in " + path + " must have 1 to 63 bytes");
+    }
+    return line;
+}
+
+std::string CheckChannelName(const std::string& name) {
+    if (name.size() > kMaxNameBytes) {
+        return "a name has at most 255 bytes";
+    }
+    return IsDisplayText(name) ? "" : "a name must be UTF-8 without control characters";
+}
+
+}  // namespace kvrecorder

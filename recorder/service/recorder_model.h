@@ -1,0 +1,74 @@
+// The recorder's present state: who may do what, which channels there are and how they are.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "service/recorder_config.h"
+
+namespace kvrecorder {
+
+enum class Change { None, Status, Configuration };
+
+struct Channel {
+    ChannelConfig config;
+    std::vector<StreamDescription> streams;
+};
+
+// Never changed once it was given out.
+struct Snapshot {
+    ServerConfig server;
+    std::vector<User> users;
+    std::vector<Channel> channels;
+
+    // Takes as long for a wrong name as for a wrong password. Null if there is no such user.
+    const User* Authorize(std::string_view name, std::string_view password) const;
+    const User* FindUser(std::string_view name) const;
+    // Null if out of range or without a camera.
+    const Channel* Configured(int channel) const;
+};
+using SnapshotPtr = std::shared_ptr<const Snapshot>;
+
+// All operations may be called from any thread. Those that change something return "" or words for the
+// user; the listener is called after a change, on the changing thread.
+class RecorderModel {
+public:
+    explicit RecorderModel(std::shared_ptr<MediaHub> hub);
+
+    SnapshotPtr Current() const;
+    MediaHub& Hub() { return *hub_; }
+    void SetListener(std::function<void(Change)> listener);
+
+    // Takes over a configuration; sources of channels that exist stay as they are. What could not be done
+    // comes back as lines of text. At the start any failure is thrown as ConfigError.
+    void Begin(const RecorderConfig& config);
+    std::string Reload(const RecorderConfig& config);
+
+    std::string Rename(int channel, const std::string& name);
+    // The position stays, without a camera; its watchers lose their streams.
+    std::string Remove(int channel);
+    // Gives the first position without a camera its camera back, else adds a channel with a generated scene.
+    // `added` gets its number.
+    std::string Add(int& added);
+    std::string SetFlag(int channel, const StatusFlag& flag, bool on);
+    std::string SetDigit(int channel, std::size_t section, std::uint8_t value);
+    std::string SetRight(std::string_view user, int channel, Right right, bool on);
+
+private:
+    // Runs `edit` on a copy and publishes it if the edit returns "".
+    template <typename Edit>
+    std::string Publish(Change change, Edit edit);
+    Channel MakeChannel(const ChannelConfig& config);
+
+    const std::shared_ptr<MediaHub> hub_;
+    std::mutex editMutex_;  // one change at a time
+    mutable std::mutex mutex_;
+    SnapshotPtr current_ = std::make_shared<Snapshot>();
+    std::function<void(Change)> listener_;
+};
+
+}  // namespace kvrecorder

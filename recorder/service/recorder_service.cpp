@@ -1,0 +1,213 @@
+#include "service/recorder_service.h"
+
+#include <asio/executor_work_guard.hpp>
+#include <asio/io_context.hpp>
+#include <asio/ip/tcp.hpp>
+#include <asio/steady_timer.hpp>
+#include <asio/strand.hpp>
+
+#include <cstdio>
+#include <thread>
+
+#include "service/connection.h"
+#include "service/control_commands.h"
+#include "service/control_socket.h"
+
+namespace kvrecorder {
+
+using asio::ip::tcp;
+
+class RecorderService::Impl {
+public:
+    Impl(std::shared_ptr<RecorderModel> model, ServiceOptions options)
+        : model_(std::move(model)), options_(std::move(options)) {}
+
+    void Start() {
+        Listen();
+        if (!options_.controlPath.empty()) {
+            control_ = std::make_unique<ControlSocket>(
+                io_, options_.controlPath,
+                [this](std::string_view line) { return RunControlCommand(*model_, line, options_.onStop); });
+        }
+        model_->SetListener([this](Change change) {
+            for (const auto& connection : set_.All()) {
+                connection->Changed(change);
+            }
+        });
+        Accept();
+        for (int i = 0; i < options_.threads; ++i) {
+            threads_.emplace_back([this] { io_.run(); });
+        }
+    }
+
+    void Stop() {
+        if (stopped_) {
+            return;
+        }
+        stopped_ = true;
+        model_->SetListener(nullptr);
+        asio::post(acceptStrand_, [this] {
+            stopping_ = true;
+            std::error_code ignored;
+            acceptor_.close(ignored);
+            retry_.cancel();
+            for (const auto& connection : set_.All()) {
+                connection->Shutdown();
+            }
+        });
+        if (control_) {
+            control_->Stop();
+        }
+        if (!threads_.empty() && !set_.WaitEmpty(std::chrono::milliseconds(500))) {
+            // Notification clients that have not closed their side yet.
+            for (const auto& connection : set_.All()) {
+                connection->Close();
+            }
+            set_.WaitEmpty(std::chrono::milliseconds(2000));
+        }
+        work_.reset();
+        io_.stop();
+        for (std::thread& thread : threads_) {
+            thread.join();
+        }
+        for (const auto& connection : set_.All()) {
+            connection->Abandon();
+        }
+    }
+
+    std::string Endpoint() const {
+        const std::string address = endpoint_.address().to_string();
+        return (endpoint_.address().is_v6() ? "[" + address + "]" : address) + ":" +
+               std::to_string(endpoint_.port());
+    }
+    std::uint16_t Port() const { return endpoint_.port(); }
+
+    ServiceCounters Counters() const {
+        ServiceCounters counters;
+        for (const auto& connection : set_.All()) {
+            ++counters.connections;
+            counters.streams += connection->Streaming() ? 1 : 0;
+            counters.queuedBytes += connection->Queued();
+            counters.droppedRecords += connection->Dropped();
+        }
+        return counters;
+    }
+
+private:
+    void Listen() {
+        std::error_code error;
+        const auto address = asio::ip::make_address(options_.address, error);
+        if (error) {
+            throw ConfigError("\"" + options_.address + "\" is no address");
+        }
+        const tcp::endpoint wanted(address, options_.port);
+        acceptor_.open(wanted.protocol(), error);
+        if (!error) {
+            acceptor_.set_option(asio::socket_base::reuse_address(true), error);
+        }
+        if (!error) {
+            acceptor_.bind(wanted, error);
+        }
+        if (!error) {
+            acceptor_.listen(asio::socket_base::max_listen_connections, error);
+        }
+        if (error) {
+            throw ConfigError("cannot listen on " + options_.address + ":" + std::to_string(options_.port) +
+                              ": " + error.message());
+        }
+        endpoint_ = acceptor_.local_endpoint(error);
+    }
+
+    void Accept() {
+        acceptor_.async_accept(asio::make_strand(io_),
+                               [this](const std::error_code& error, tcp::socket socket) {
+                                   if (stopping_ || error == asio::error::operation_aborted) {
+                                       return;
+                                   }
+                                   if (error) {
+                                       // Out of descriptors, most likely: the next try must not come at once.
+                                       retry_.expires_after(std::chrono::milliseconds(100));
+                                       retry_.async_wait([this](const std::error_code& ended) {
+                                           if (!ended && !stopping_) {
+                                               Accept();
+                                           }
+                                       });
+                                       return;
+                                   }
+                                   Admit(std::move(socket));
+                                   Accept();
+                               });
+    }
+
+    // At the limit the oldest connection that has not sent its request yet makes room for the new one; with
+    // none such the new one is refused.
+    void Admit(tcp::socket socket) {
+        const auto limit = static_cast<std::size_t>(model_->Current()->server.maxConnections);
+        if (set_.Size() >= limit && !DropOldestHead()) {
+            return;
+        }
+        const Timing timing{options_.headTime, options_.stallTime, options_.lingerTime, options_.notifyPause};
+        const auto connection =
+            std::make_shared<Connection>(std::move(socket), ConnectionHost{*model_, set_, timing});
+        set_.Add(connection);
+        connection->Start();
+    }
+
+    bool DropOldestHead() {
+        std::shared_ptr<Connection> oldest;
+        for (const auto& connection : set_.All()) {
+            if (connection->InHead() && (!oldest || connection->Began() < oldest->Began())) {
+                oldest = connection;
+            }
+        }
+        if (oldest) {
+            // Counted out at once, so that a burst does not drop more than it needs.
+            set_.Remove(oldest);
+            oldest->Close();
+        }
+        return oldest != nullptr;
+    }
+
+    const std::shared_ptr<RecorderModel> model_;
+    const ServiceOptions options_;
+    ConnectionSet set_;
+    asio::io_context io_;
+    asio::executor_work_guard<asio::io_context::executor_type> work_{io_.get_executor()};
+    asio::strand<asio::io_context::executor_type> acceptStrand_{io_.get_executor()};
+    tcp::acceptor acceptor_{acceptStrand_};
+    asio::steady_timer retry_{acceptStrand_};
+    tcp::endpoint endpoint_;
+    bool stopping_ = false;  // on acceptStrand_
+    bool stopped_ = false;   // by the owner's thread
+    std::unique_ptr<ControlSocket> control_;
+    std::vector<std::thread> threads_;
+};
+
+RecorderService::RecorderService(std::shared_ptr<RecorderModel> model, ServiceOptions options)
+    : impl_(std::make_unique<Impl>(std::move(model), std::move(options))) {}
+
+RecorderService::~RecorderService() {
+    impl_->Stop();
+}
+
+void RecorderService::Start() {
+    impl_->Start();
+}
+
+std::string RecorderService::Endpoint() const {
+    return impl_->Endpoint();
+}
+
+std::uint16_t RecorderService::Port() const {
+    return impl_->Port();
+}
+
+ServiceCounters RecorderService::Counters() const {
+    return impl_->Counters();
+}
+
+void RecorderService::Stop() {
+    impl_->Stop();
+}
+
+}  // namespace kvrecorder

@@ -1,0 +1,55 @@
+// The whole recorder as one object: its listening socket, its connections and its control socket.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "service/recorder_model.h"
+
+namespace kvrecorder {
+
+struct ServiceOptions {
+    std::string address = "127.0.0.1";
+    std::uint16_t port = 0;   // 0: the system's choice
+    std::string controlPath;  // empty: no control socket
+    int threads = 2;
+    std::chrono::milliseconds headTime{10'000};   // for a client to complete a request head
+    std::chrono::milliseconds stallTime{30'000};  // without a byte that the peer takes
+    std::chrono::milliseconds lingerTime{2'000};  // for the peer to close after a document
+    std::chrono::milliseconds notifyPause{500};   // between two lines to one client
+    std::function<void()> onStop;                 // the control socket asked for the end; on any thread
+};
+
+struct ServiceCounters {
+    std::size_t connections = 0;
+    std::size_t streams = 0;
+    std::size_t queuedBytes = 0;       // of pictures that wait for slow watchers
+    std::uint64_t droppedRecords = 0;  // of the streams that are open
+};
+
+class RecorderService {
+public:
+    RecorderService(std::shared_ptr<RecorderModel> model, ServiceOptions options);
+    // Stops.
+    ~RecorderService();
+    RecorderService(const RecorderService&) = delete;
+    RecorderService& operator=(const RecorderService&) = delete;
+
+    // Throws ConfigError if the address or the control path cannot be used.
+    void Start();
+    // Where it listens, as "ADDRESS:PORT"; after Start.
+    std::string Endpoint() const;
+    std::uint16_t Port() const;
+    ServiceCounters Counters() const;
+    // Tells notification clients, closes all connections and ends the threads; within about 3 seconds.
+    void Stop();
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace kvrecorder

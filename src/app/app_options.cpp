@@ -1,0 +1,154 @@
+#include "app/app_options.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+
+#include "persist/utilities.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr std::size_t kMaxSecret = 1024;
+
+// The first line, without its end. Nothing when there is none, or no end to it.
+std::optional<std::string> ReadSecretLine(std::istream& input) {
+    std::string line;
+    for (int c = input.get(); c != std::istream::traits_type::eof(); c = input.get()) {
+        if (c == '\n') {
+            break;
+        }
+        if (line.size() >= kMaxSecret) {
+            return std::nullopt;
+        }
+        line += static_cast<char>(c);
+    }
+    if (!line.empty() && line.back() == '\r') {
+        line.pop_back();
+    }
+    return line.empty() ? std::nullopt : std::optional(line);
+}
+
+ParsedCommandLine Wrong(std::string text) {
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    while (!text.empty() && (text.back() == ' ' || text.back() == '.')) {
+        text.pop_back();
+    }
+    return {std::nullopt, "kvmon: " + text + " (--help lists the options)", 2};
+}
+
+// Only what is an option's name is repeated: the rest of a mistyped line may be a password.
+std::string DescribeExtras(const std::vector<std::string>& extras) {
+    const auto option = std::find_if(extras.begin(), extras.end(),
+                                     [](const std::string& text) { return text.starts_with('-'); });
+    if (option == extras.end()) {
+        return "an argument that belongs to no option";
+    }
+    return "unknown option " + option->substr(0, option->find('='));
+}
+
+struct Credentials {
+    std::string auth;
+    std::string user;
+    std::string passwordFile;
+};
+
+// An error text, or nothing when `options` holds them.
+std::string TakeCredentials(const Credentials& given, std::istream& input, AppOptions& options) {
+    if (given.auth == "-") {
+        const auto line = ReadSecretLine(input);
+        if (!line) {
+            return "--auth -: standard input holds no line to read";
+        }
+        options.auth = *line;
+        return {};
+    }
+    options.auth = given.auth;
+    if (given.user.empty()) {
+        return {};
+    }
+    std::ifstream file(given.passwordFile, std::ios::binary);
+    const auto password = file ? ReadSecretLine(file) : std::nullopt;
+    if (!password) {
+        return "--password-file: no password could be read from " + given.passwordFile;
+    }
+    options.auth = MakeBasicAuth(given.user, *password);
+    if (options.auth.empty()) {
+        return "--user or its password is too long";
+    }
+    return {};
+}
+
+}  // namespace
+
+ParsedCommandLine ParseCommandLine(const std::vector<std::string>& args, std::istream& input) {
+    AppOptions options;
+    Credentials credentials;
+    int language = 0;
+    CLI::App app("Live monitoring of network video recorders.", "kvmon");
+    app.set_version_flag("--version", std::string("kvmon ") + KV_VERSION);
+    app.add_option("--server", options.server, "address of the recorder")->capture_default_str();
+    app.add_option("--port", options.port, "port of the recorder")
+        ->check(CLI::Range(1, 65535))
+        ->capture_default_str();
+    auto* const auth = app.add_option("--auth", credentials.auth,
+                                      "base64 of user, colon and password; - reads it from standard input");
+    auto* const user = app.add_option("--user", credentials.user, "user, with --password-file");
+    auto* const passwordFile =
+        app.add_option("--password-file", credentials.passwordFile, "file whose first line is the password");
+    app.add_flag("--auto-start", options.autoStart, "log in at once");
+    app.add_option("--server-name", options.serverName, "name of the recorder until it tells its own");
+    auto* const languageOption =
+        app.add_option("--language", language, "language number, 0 is English")->check(CLI::Range(0, 20));
+    app.add_option("--help-path", options.helpPath, "path of the help pages");
+    app.add_option("--data-dir", options.dataDir, "folder of the settings");
+    auto* const picture =
+        app.add_option("--picture", options.picture, "save what the window shows to a file, and end");
+    auto* const pictureAfter =
+        app.add_option("--picture-after", options.pictureAfterSeconds, "seconds before the picture is taken")
+            ->check(CLI::Range(0.0, 3600.0))
+            ->capture_default_str();
+    auth->excludes(user);
+    user->needs(passwordFile);
+    passwordFile->needs(user);
+    pictureAfter->needs(picture);
+
+    try {
+        app.parse(std::vector<std::string>(args.rbegin(), args.rend()));
+    } catch (const CLI::CallForHelp&) {
+        return {std::nullopt, app.help(), 0};
+    } catch (const CLI::CallForVersion&) {
+        return {std::nullopt, app.version() + "\n", 0};
+    } catch (const CLI::ExtrasError&) {
+        return Wrong(DescribeExtras(app.remaining()));
+    } catch (const CLI::ParseError& error) {
+        return Wrong(error.what());
+    }
+    if (const std::string problem = TakeCredentials(credentials, input, options); !problem.empty()) {
+        return Wrong(problem);
+    }
+    if (languageOption->count() > 0) {
+        options.language = language;
+    }
+    return {options, {}, 0};
+}
+
+void ScrubArguments(int argc, char** argv) {
+    constexpr std::string_view kOption = "--auth";
+    for (int i = 1; i < argc; ++i) {
+        const std::string_view argument = argv[i];
+        char* secret = nullptr;
+        if (argument == kOption && i + 1 < argc) {
+            secret = argv[i + 1];
+        } else if (argument.starts_with("--auth=")) {
+            secret = argv[i] + kOption.size() + 1;
+        }
+        if (secret != nullptr && std::string_view(secret) != "-") {
+            std::memset(secret, 'x', std::strlen(secret));
+        }
+    }
+}
+
+}  // namespace kvmon

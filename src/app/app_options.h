@@ -1,0 +1,38 @@
+// The command line.
+#pragma once
+
+#include <cstdint>
+#include <istream>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace kvmon {
+
+struct AppOptions {
+    std::string server = "127.0.0.1";
+    std::int32_t port = 80;
+    std::string auth;  // base64 of user, colon, password; empty for none
+    bool autoStart = false;
+    std::string serverName;
+    std::optional<int> language;
+    std::string helpPath;
+    std::string dataDir;
+    std::string picture;  // file to save the window's picture to; empty for none
+    double pictureAfterSeconds = 5;
+};
+
+// What the command line asks for: to run, or to say something and end.
+struct ParsedCommandLine {
+    std::optional<AppOptions> options;
+    std::string text;  // without options: help, version, or one line of what is wrong
+    int exitStatus = 0;
+};
+
+// `args` are without the program's name. "--auth -" reads its value from `input`.
+ParsedCommandLine ParseCommandLine(const std::vector<std::string>& args, std::istream& input);
+
+// Overwrites the credentials in the argument vector, which everybody can read in the process list.
+void ScrubArguments(int argc, char** argv);
+
+}  // namespace kvmon

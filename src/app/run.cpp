@@ -1,0 +1,79 @@
+#include "app/run.h"
+
+#include <QtCore/QTimer>
+#include <QtWidgets/QApplication>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+
+#include "app/app_options.h"
+#include "app/desktop_window.h"
+#include "app/termination.h"
+#include "persist/log_file.h"
+#include "persist/orvo_registry.h"
+#include "persist/utilities.h"
+#include "platform/diagnostics.h"
+#include "platform/worker.h"
+
+namespace kvmon {
+
+namespace {
+
+// The program ends with the picture; what went wrong with it is the exit status.
+void TakePictureLater(DesktopWindow& window, const AppOptions& options) {
+    QTimer::singleShot(
+        static_cast<int>(options.pictureAfterSeconds * 1000), &window, [&window, path = options.picture] {
+            const bool bSaved = window.SavePicture(path);
+            if (!bSaved) {
+                std::fprintf(stderr, "kvmon: the picture could not be written to %s\n", path.c_str());
+            }
+            QCoreApplication::exit(bSaved ? 0 : 1);
+        });
+}
+
+int RunDesktop(const AppOptions& options, char* program) {
+    // The command line is read: Qt takes its own options from the environment.
+    int argc = 1;
+    char* argv[] = {program, nullptr};
+    QApplication application(argc, argv);
+    Termination termination;
+    int status = 0;
+    {
+        DesktopWindow window(options);
+        window.Activate();
+        window.show();
+        if (!options.picture.empty()) {
+            TakePictureLater(window, options);
+        }
+        status = QApplication::exec();
+        termination.Begin();
+    }
+    return status;
+}
+
+}  // namespace
+
+int Run(int argc, char** argv) {
+    const std::vector<std::string> args(argv + std::min(argc, 1), argv + argc);
+    ScrubArguments(argc, argv);
+    const ParsedCommandLine parsed = ParseCommandLine(args, std::cin);
+    if (!parsed.options) {
+        std::FILE* const out = parsed.exitStatus == 0 ? stdout : stderr;
+        std::fprintf(out, parsed.exitStatus == 0 ? "%s" : "%s\n", parsed.text.c_str());
+        return parsed.exitStatus;
+    }
+    if (!parsed.options->dataDir.empty()) {
+        SetDataFolder(parsed.options->dataDir);
+    }
+    SetDiagnosticSink([](const char* text) { Trace("%s", text); });
+    Registry().InitRegistry(false, {});
+    const int status = RunDesktop(*parsed.options, argv[0]);
+    if (Worker::AbandonedCount() > 0) {
+        // They may still use what the process would now take down.
+        std::fflush(nullptr);
+        std::_Exit(status);
+    }
+    return status;
+}
+
+}  // namespace kvmon

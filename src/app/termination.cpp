@@ -1,0 +1,95 @@
+#include "app/termination.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <QtCore/QCoreApplication>
+#include <cerrno>
+#include <csignal>
+
+#include "platform/diagnostics.h"
+#include "platform/worker.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr char kSignal = 's';
+constexpr char kBegin = 'b';
+constexpr char kDone = 'd';
+
+int wakePipe[2] = {-1, -1};
+
+void WritePipe(char what) {
+    // A full pipe already holds all that can be said.
+    [[maybe_unused]] const ssize_t written = ::write(wakePipe[1], &what, 1);
+}
+
+extern "C" void OnSignal(int) {
+    const int saved = errno;
+    WritePipe(kSignal);
+    errno = saved;
+}
+
+void Handle(int signal, void (*handler)(int)) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART;
+    ::sigaction(signal, &action, nullptr);
+}
+
+char ReadPipe() {
+    char what = kDone;
+    ssize_t count = 0;
+    do {
+        count = ::read(wakePipe[0], &what, 1);
+    } while (count < 0 && errno == EINTR);
+    return count == 1 ? what : kDone;
+}
+
+}  // namespace
+
+Termination::Termination() {
+    if (wakePipe[0] < 0 && ::pipe2(wakePipe, O_CLOEXEC) != 0) {
+        Diagnose("Termination: no pipe, errno=%d\n", errno);
+        return;
+    }
+    Handle(SIGPIPE, SIG_IGN);
+    Handle(SIGTERM, OnSignal);
+    Handle(SIGINT, OnSignal);
+    m_thread = std::thread([this] { Run(); });
+}
+
+Termination::~Termination() {
+    if (!m_thread.joinable()) {
+        return;
+    }
+    Handle(SIGTERM, SIG_DFL);
+    Handle(SIGINT, SIG_DFL);
+    m_done.Set();
+    WritePipe(kDone);
+    m_thread.join();
+}
+
+void Termination::Begin() {
+    WritePipe(kBegin);
+}
+
+void Termination::Run() {
+    const char what = ReadPipe();
+    if (what == kDone) {
+        return;
+    }
+    Worker::LimitWaits(kWaits);
+    if (what == kSignal) {
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(), [] { QCoreApplication::exit(0); }, Qt::QueuedConnection);
+    }
+    if (!m_done.Wait(kLimit)) {
+        // What had to be saved was saved at the beginning of the end.
+        Diagnose("Termination: the end took too long...\n");
+        ::_exit(1);
+    }
+}
+
+}  // namespace kvmon

@@ -1,0 +1,117 @@
+#include "audio/sound_card.h"
+
+#include <SDL2/SDL.h>
+
+#include <condition_variable>
+#include <mutex>
+#include <vector>
+
+#include "platform/diagnostics.h"
+
+namespace kvmon {
+
+namespace {
+
+// So much may lie unplayed in the card before a block has to wait.
+constexpr std::size_t kAheadPerSecond = 5;
+
+bool InitSound() {
+    static const bool ready = [] {
+        SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
+        if (SDL_InitSubSystem(SDL_INIT_AUDIO) == 0) {
+            return true;
+        }
+        Diagnose("SoundCard: no sound on this machine: %s\n", SDL_GetError());
+        return false;
+    }();
+    return ready;
+}
+
+class SdlSoundCard final : public SoundCard {
+public:
+    ~SdlSoundCard() override { Close(); }
+
+    bool Open(const PcmFormat& format) override {
+        Close();
+        if (!InitSound() || (format.sampleBits != 16 && format.sampleBits != 8)) {
+            return false;
+        }
+        SDL_AudioSpec wanted{};
+        wanted.freq = static_cast<int>(format.samplesPerSecond);
+        wanted.format = format.sampleBits == 16 ? AUDIO_S16LSB : AUDIO_U8;
+        wanted.channels = static_cast<std::uint8_t>(format.channels);
+        wanted.samples = 512;
+        wanted.callback = [](void* self, std::uint8_t* out, int length) {
+            static_cast<SdlSoundCard*>(self)->Fill({out, static_cast<std::size_t>(length)});
+        };
+        wanted.userdata = this;
+        m_silence = format.sampleBits == 16 ? 0 : 0x80;
+        m_ahead = format.BytesPerSecond() / kAheadPerSecond;
+        m_device = SDL_OpenAudioDevice(nullptr, 0, &wanted, nullptr, 0);
+        if (m_device == 0) {
+            Diagnose("SoundCard: the output cannot be opened: %s\n", SDL_GetError());
+            return false;
+        }
+        SDL_PauseAudioDevice(m_device, 0);
+        return true;
+    }
+
+    bool Play(std::span<const std::uint8_t> block) override {
+        std::unique_lock lock(m_mutex);
+        m_roomMade.wait(lock, [this] { return m_cancelled || Unplayed() < m_ahead; });
+        if (m_cancelled) {
+            return false;
+        }
+        m_waiting.erase(m_waiting.begin(), m_waiting.begin() + static_cast<std::ptrdiff_t>(m_played));
+        m_played = 0;
+        m_waiting.insert(m_waiting.end(), block.begin(), block.end());
+        return true;
+    }
+
+    void Close() override {
+        if (m_device != 0) {
+            SDL_CloseAudioDevice(m_device);  // waits for the callback under way
+            m_device = 0;
+        }
+        const std::lock_guard lock(m_mutex);
+        m_waiting.clear();
+        m_played = 0;
+    }
+
+    void Cancel() override {
+        const std::lock_guard lock(m_mutex);
+        m_cancelled = true;
+        m_roomMade.notify_all();
+    }
+
+private:
+    std::size_t Unplayed() const { return m_waiting.size() - m_played; }
+
+    // The sound service's thread asks for what comes next.
+    void Fill(std::span<std::uint8_t> out) {
+        const std::lock_guard lock(m_mutex);
+        const std::size_t count = std::min(out.size(), Unplayed());
+        const auto from = m_waiting.begin() + static_cast<std::ptrdiff_t>(m_played);
+        std::copy_n(from, count, out.begin());
+        std::fill(out.begin() + static_cast<std::ptrdiff_t>(count), out.end(), m_silence);
+        m_played += count;
+        m_roomMade.notify_all();
+    }
+
+    SDL_AudioDeviceID m_device = 0;
+    std::uint8_t m_silence = 0;
+    std::size_t m_ahead = 0;
+    std::mutex m_mutex;
+    std::condition_variable m_roomMade;
+    std::vector<std::uint8_t> m_waiting;
+    std::size_t m_played = 0;
+    bool m_cancelled = false;
+};
+
+}  // namespace
+
+std::unique_ptr<SoundCard> CreateSoundCard() {
+    return std::make_unique<SdlSoundCard>();
+}
+
+}  // namespace kvmon

@@ -1,0 +1,233 @@
+// The channel object: its threads, start, pause, stop and restart, and its windows.
+#include "channel/base_camera.h"
+
+#include "channel/channel_core.h"
+#include "channel/channel_messages.h"
+#include "channel/ptz_request.h"
+#include "persist/log_file.h"
+
+namespace kvmon {
+
+std::shared_ptr<CBaseCamera> CreateCamera(const CameraSettings* pSettings, Clock& clock) {
+    if (pSettings == nullptr) {
+        return nullptr;
+    }
+    return std::shared_ptr<CBaseCamera>(new CBaseCamera(clock));
+}
+
+CBaseCamera::CBaseCamera(Clock& clock) : m_core(std::make_shared<ChannelCore>(clock)) {
+    // So that the first start reads what the camera can do.
+    m_core->AddCamCmd(kCmdReadCameraInfo, 0);
+}
+
+CBaseCamera::~CBaseCamera() {
+    m_core->m_picture.SetRepaint(nullptr);
+    StopCameraThreads(true);
+    m_core->FlushAndResetDecoder();
+}
+
+// --- threads
+
+void CBaseCamera::StartCameraThreads() {
+    if (!IsCameraUsable()) {
+        return;
+    }
+    m_core->RefreshSourceLines();
+    const auto start = [core = m_core](ChannelThread& thread, bool bRun, auto loop) {
+        thread.Start(bRun,
+                     [core, loop](const std::shared_ptr<ThreadControl>& control) { loop(core, *control); });
+    };
+    start(m_core->m_commandThread, true, DoCamCmdLoop);
+    StopVideoThread(true);
+    start(m_core->m_videoThread, false, DoVideoLoop);
+    start(m_core->m_decodeThread, false, DoDecodeLoop);
+}
+
+bool CBaseCamera::StopCameraThreads(bool bWait) {
+    // All are asked before the first is waited for, so that their ends overlap.
+    for (ChannelThread* const thread :
+         {&m_core->m_commandThread, &m_core->m_videoThread, &m_core->m_decodeThread}) {
+        thread->RequestStop();
+    }
+    bool bStopped = m_core->m_commandThread.Stop(bWait);
+    bStopped = StopVideoThread(bWait) && bStopped;
+    bStopped = m_core->m_decodeThread.Stop(bWait) && bStopped;
+    m_core->ReleasePicture();
+    return bStopped;
+}
+
+bool CBaseCamera::StopVideoThread(bool bWait) {
+    m_core->ReleasePicture();
+    const auto control = m_core->m_videoThread.Control();
+    const bool bStopped = m_core->m_videoThread.Stop(bWait);
+    if (control != m_core->m_videoThread.Control()) {
+        // The abandoned thread may still be in the wave device.
+        const std::lock_guard lock(m_core->m_cs);
+        m_core->m_pAudio = std::make_shared<LiveAudio>(m_core->factories, m_core->m_uCHInMainDlg);
+    }
+    return bStopped;
+}
+
+void CBaseCamera::StartPlaying(bool /*bPlayAudio*/, bool bUIPlayAudio) {
+    if (!IsCameraUsable()) {
+        return;
+    }
+    m_core->m_sound.m_bPlayAudioUI = bUIPlayAudio;
+    if (IsVideoRunning()) {
+        return;
+    }
+    m_core->m_bDecodePlaying = true;
+    m_core->m_frameRate.Clear();
+    m_core->m_decodeThread.Control()->run.Set();
+    m_core->m_videoThread.Control()->run.Set();
+}
+
+void CBaseCamera::PausePlaying() {
+    Trace("CBaseCamera::PausePlaying: m_uCHInMainDlg=%u, Enter...\n", m_core->m_uCHInMainDlg.load());
+    m_core->m_frameRate.Clear();
+    m_core->m_bStreamRunning = false;
+    if (!IsCameraUsable()) {
+        return;
+    }
+    const auto video = m_core->m_videoThread.Control();
+    video->run.Reset();
+    video->Interrupt();
+    m_core->m_bDecodePlaying = false;
+    const auto decode = m_core->m_decodeThread.Control();
+    decode->run.Reset();
+    decode->leave = 1;
+    m_core->FlushAndResetDecoder();
+}
+
+void CBaseCamera::RestartPlaying() {
+    m_core->RestartPlaying();
+}
+
+void CBaseCamera::SetPlayAudio(bool bPlay) {
+    if (IsCameraUsable()) {
+        m_core->m_sound.m_bPlayAudioUI = bPlay;
+    }
+}
+
+bool CBaseCamera::IsVideoRunning() const {
+    return m_core->m_videoThread.IsRunning() && m_core->m_videoThread.Control()->run.IsSet();
+}
+
+bool CBaseCamera::IsStreamRunning() const {
+    return m_core->m_bStreamRunning;
+}
+
+void CBaseCamera::AddCamCmd(std::uint32_t dwCmd, std::uint32_t dwArg) {
+    m_core->AddCamCmd(dwCmd, dwArg);
+}
+
+void CBaseCamera::AddCamCenterCmd(int x, int y) {
+    const auto high = static_cast<std::uint32_t>(x) << 16;
+    m_core->AddCamCmd(kCmdClickToCentre, high | (static_cast<std::uint32_t>(y) & 0xFFFF));
+}
+
+void CBaseCamera::AddPresetNameCmd(std::uint32_t nIndex, const std::string& name) {
+    std::uint32_t nTicket = 0;
+    {
+        const std::lock_guard lock(m_core->m_cs);
+        nTicket = m_core->m_nNextPresetRecord++;
+        m_core->m_presetRecords[nTicket] = {nIndex, name};
+        // The queue drops the oldest commands in the same measure.
+        if (m_core->m_presetRecords.size() > CamCmdQueue::kMaxWaiting) {
+            m_core->m_presetRecords.erase(m_core->m_presetRecords.begin());
+        }
+    }
+    m_core->AddCamCmd(kCmdPresetName, nTicket);
+}
+
+CameraInfo CBaseCamera::GetCameraInfo() const {
+    const std::lock_guard lock(m_core->m_cs);
+    return m_core->m_cameraInfo;
+}
+
+bool CBaseCamera::IsCameraInfoLoaded() const {
+    return m_core->m_bCameraInfoLoaded;
+}
+
+// --- view
+
+void CBaseCamera::SetViewWnd(WindowHandle hWnd, std::function<void()> repaint) {
+    m_core->m_picture.SetRepaint(std::move(repaint));
+    const std::lock_guard lock(m_core->m_cs);
+    m_core->m_hViewWnd = hWnd;
+}
+
+WindowHandle CBaseCamera::GetViewWnd() const {
+    const std::lock_guard lock(m_core->m_cs);
+    return m_core->m_hViewWnd;
+}
+
+void CBaseCamera::SetVideoWnd(WindowHandle hWnd) {
+    const std::lock_guard lock(m_core->m_cs);
+    m_core->m_hVideoWnd = hWnd;
+}
+
+WindowHandle CBaseCamera::GetVideoWnd() const {
+    const std::lock_guard lock(m_core->m_cs);
+    return m_core->m_hVideoWnd;
+}
+
+bool CBaseCamera::SetViewSize(int cx, int cy) {
+    m_core->m_picture.SetViewSize(cx, cy);
+    {
+        const std::lock_guard lock(m_core->m_cs);
+        m_core->m_nViewWidth = cx;
+        m_core->m_nViewHeight = cy;
+    }
+    return CheckStreamChange();
+}
+
+bool CBaseCamera::CheckStreamChange() {
+    if (!IsCameraUsable()) {
+        return false;
+    }
+    if (m_core->SelectStreamId() != m_core->m_nStreamId) {
+        RestartPlaying();
+        m_core->m_picture.ReleaseComposed();
+    }
+    return !IsVideoRunning();
+}
+
+void CBaseCamera::SetDigitalZoom(bool bOn) {
+    if (m_core->m_bDigitalZoom.exchange(bOn) != bOn && m_core->SelectStreamId() != m_core->m_nStreamId) {
+        Trace("CBaseCamera::SetDigitalZoom: m_uCHInMainDlg=%u, restart playing...\n",
+              m_core->m_uCHInMainDlg.load());
+        RestartPlaying();
+    }
+}
+
+void CBaseCamera::SetConsoleWnd(WindowHandle hWnd) {
+    const std::lock_guard lock(m_core->m_cs);
+    m_core->m_hConsoleWnd = hWnd;
+}
+
+void CBaseCamera::SetNotifyWnd(WindowHandle hWnd) {
+    const std::lock_guard lock(m_core->m_cs);
+    m_core->m_hNotifyWnd = hWnd;
+}
+
+ChannelPicture& CBaseCamera::Picture() {
+    return m_core->m_picture;
+}
+
+const ChannelPicture& CBaseCamera::Picture() const {
+    return m_core->m_picture;
+}
+
+ChannelStatistics CBaseCamera::GetStatistics() const {
+    ChannelStatistics statistics;
+    statistics.received = m_core->m_nReceived;
+    statistics.bytes = m_core->m_nBytes;
+    statistics.refused = m_core->m_frames.GetRefused();
+    statistics.decoded = m_core->m_nDecoded;
+    statistics.failed = m_core->m_nFailed;
+    statistics.shown = m_core->m_nShown;
+    return statistics;
+}
+
+}  // namespace kvmon

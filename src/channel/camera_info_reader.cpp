@@ -1,0 +1,198 @@
+// Reading what a camera can do.
+#include "channel/cam_command.h"
+#include "channel/channel_messages.h"
+#include "channel/command_exchange.h"
+#include "channel/ptz_request.h"
+#include "persist/log_file.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr int kStatusOk = 200;
+constexpr int kStatusGatewayTimeout = 504;
+constexpr std::uint32_t kStatusTimeout = 15000;  // the recorder may have to ask the camera
+constexpr std::uint32_t kBodyTimeout = 5000;
+constexpr std::size_t kBodySize = 3096;
+constexpr int kMaxFailedRounds = 5;
+constexpr int kWirePresetTable = 15;
+constexpr int kWireCapabilities = 16;
+
+struct Outcome {
+    InfoResult result = InfoResult::None;
+    int status = 0;
+    bool bCounts = true;  // as a failed round
+};
+
+InfoResult ResultOf(ExchangeStep step) {
+    switch (step) {
+        case ExchangeStep::Create:
+            return InfoResult::CreateFailed;
+        case ExchangeStep::Connect:
+            return InfoResult::ConnectFailed;
+        case ExchangeStep::Send:
+            return InfoResult::SendFailed;
+        case ExchangeStep::StatusLine:
+            break;
+    }
+    return InfoResult::ReadFailed;
+}
+
+// One pass over the camera's documents.
+class InfoRound {
+public:
+    InfoRound(ChannelCore& core, const FlagWord& bAbort) : m_core(core), m_bAbort(bAbort) {}
+
+    // True with all of `info` read; else the outcome tells why not.
+    bool Read(CameraInfo& info, Outcome& outcome) {
+        if (!m_core.GetTargetSettings(m_settings)) {
+            TraceFailure("GetKelvaraSettings");
+            return false;
+        }
+        std::string body;
+        bool bHasPresets = false;
+        if (!Query("GetPtzCapabilitiesFromKelvara", kWireCapabilities, body, outcome)) {
+            return false;
+        }
+        if (!ParseCapabilities(body, info, bHasPresets)) {
+            return Unreadable("GetPtzCapabilitiesFromKelvara", outcome);
+        }
+        if (!GetAudioFromKelvara(info.bAudio, outcome)) {
+            outcome.bCounts = false;
+            TraceFailure("GetAudioFromKelvara");
+            return false;
+        }
+        if (!bHasPresets) {
+            return true;
+        }
+        if (!Query("GetPresetTableFromKelvara", kWirePresetTable, body, outcome)) {
+            return false;
+        }
+        return ParsePresetTable(body, info) || Unreadable("GetPresetTableFromKelvara", outcome);
+    }
+
+private:
+    void TraceFailure(const char* lpszStep) const {
+        Trace("CBaseCamera::GetCameraInfoFromKelvara: m_uCHInMainDlg=%u, %s failed....\n",
+              m_core.m_uCHInMainDlg.load(), lpszStep);
+    }
+
+    bool Unreadable(const char* lpszStep, Outcome& outcome) const {
+        outcome.result = InfoResult::ReadFailed;
+        TraceFailure(lpszStep);
+        return false;
+    }
+
+    bool Query(const char* lpszStep, int nWireCommand, std::string& body, Outcome& outcome) {
+        outcome = {};
+        CommandExchange exchange(m_core, m_bAbort);
+        if (!Ask(exchange, BuildPtzQuery(nWireCommand, m_settings), outcome)) {
+            outcome.bCounts = outcome.status != kStatusGatewayTimeout;
+            TraceFailure(lpszStep);
+            return false;
+        }
+        body = exchange.SkipHead() ? exchange.ReadBody(kBodySize, kBodyTimeout) : std::string();
+        return !body.empty() || Unreadable(lpszStep, outcome);
+    }
+
+    bool Ask(CommandExchange& exchange, const std::optional<std::string>& request, Outcome& outcome) {
+        if (!request) {
+            outcome.result = InfoResult::RequestTooLong;
+            return false;
+        }
+        if (const auto failed = exchange.Start(m_settings, *request, kStatusTimeout)) {
+            outcome.result = ResultOf(*failed);
+            return false;
+        }
+        if (exchange.GetStatus() != kStatusOk) {
+            outcome.result = InfoResult::BadStatus;
+            outcome.status = exchange.GetStatus();
+            return false;
+        }
+        return true;
+    }
+
+    // That the tag is there is the answer; its value is not looked at.
+    bool GetAudioFromKelvara(bool& bAudio, Outcome& outcome) {
+        CommandExchange exchange(m_core, m_bAbort);
+        if (!Ask(exchange, BuildAudioQuery(m_settings), outcome)) {
+            Trace("CBaseCamera::GetAudioFromKelvara: m_uCHInMainDlg=%u, http_result.nStatus=%d....\n",
+                  m_core.m_uCHInMainDlg.load(), outcome.status);
+            return false;
+        }
+        constexpr int kMaxLines = 10000;
+        for (int i = 0; i < kMaxLines && !bAudio; ++i) {
+            const auto line = exchange.ReadLine();
+            if (!line) {
+                break;
+            }
+            bAudio = line->find("<audio_enabled>") != std::string::npos;
+        }
+        return m_bAbort == 0;
+    }
+
+    ChannelCore& m_core;
+    const FlagWord& m_bAbort;
+    TargetSettings m_settings;
+};
+
+// What the channel knew before.
+bool IsKnown(ChannelCore& core, const CameraInfo& info) {
+    const std::lock_guard lock(core.m_cs);
+    return core.m_cameraInfo == info;
+}
+
+void Store(ChannelCore& core, const CameraInfo& info) {
+    {
+        const std::lock_guard lock(core.m_cs);
+        core.m_cameraInfo = info;
+    }
+    core.m_sound.m_bSupportAudio = info.bAudio;
+}
+
+// False when asked to leave.
+bool WaitForNextRound(ChannelCore& core, const FlagWord& bAbort) {
+    for (int i = 0; i < 10 && bAbort == 0; ++i) {
+        core.clock.Sleep(Milliseconds(200));
+    }
+    return bAbort == 0;
+}
+
+Outcome ReadRounds(ChannelCore& core, const FlagWord& bAbort) {
+    Outcome outcome;
+    int nFailed = 0;
+    bool bDiffered = false;
+    for (;;) {
+        CameraInfo info;
+        outcome = {};
+        if (InfoRound(core, bAbort).Read(info, outcome)) {
+            const bool bSame = IsKnown(core, info);
+            if (bSame || bDiffered) {
+                Store(core, info);
+                core.m_bCameraInfoLoaded = true;
+                outcome.result = bSame ? InfoResult::Same : InfoResult::Changed;
+                return outcome;
+            }
+            bDiffered = true;
+            continue;
+        }
+        nFailed += outcome.bCounts ? 1 : 0;
+        if (nFailed >= kMaxFailedRounds || !WaitForNextRound(core, bAbort)) {
+            return outcome;
+        }
+    }
+}
+
+}  // namespace
+
+void GetCameraInfoFromKelvara(ChannelCore& core, const FlagWord& bAbort) {
+    const Outcome outcome = ReadRounds(core, bAbort);
+    WindowHandle cell;
+    {
+        const std::lock_guard lock(core.m_cs);
+        cell = core.m_hVideoWnd;
+    }
+    cell.Post(kMsgCaptionRefresh, static_cast<WParam>(outcome.result), outcome.status);
+}
+
+}  // namespace kvmon

@@ -1,0 +1,220 @@
+// The channel object's settings: comparison, assignment and what the console reads and sets.
+#include "channel/base_camera.h"
+#include "channel/channel_core.h"
+#include "persist/log_file.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr std::uint32_t kVendorWithPasswords = 8;
+constexpr std::uint32_t kVendorWithVideoUrl = 0;
+constexpr std::uint32_t kAnyVendor = 0xFFFFFFFF;
+
+// The fields of a record that make a channel another one, in the order of their comparison.
+constexpr struct {
+    const char* name;
+    bool (*equal)(const CameraSettings&, const CameraSettings&);
+    std::uint32_t vendorId;  // compared for this vendor only
+} kComparedFields[] = {
+    {"m_NetworkSetting[0]",
+     [](const CameraSettings& a, const CameraSettings& b) {
+         return a.m_NetworkSetting[0] == b.m_NetworkSetting[0];
+     },
+     kAnyVendor},
+    {"m_NetworkSetting[1]",
+     [](const CameraSettings& a, const CameraSettings& b) {
+         return a.m_NetworkSetting[1] == b.m_NetworkSetting[1];
+     },
+     kAnyVendor},
+    {"m_lpszCamUserName",
+     [](const CameraSettings& a, const CameraSettings& b) {
+         return a.m_lpszCamUserName == b.m_lpszCamUserName;
+     },
+     kAnyVendor},
+    {"m_lpszCamPasswd",
+     [](const CameraSettings& a, const CameraSettings& b) { return a.m_lpszCamPasswd == b.m_lpszCamPasswd; },
+     kAnyVendor},
+    {"m_lpszAdminPasswd",
+     [](const CameraSettings& a, const CameraSettings& b) {
+         return a.m_lpszAdminPasswd == b.m_lpszAdminPasswd;
+     },
+     kVendorWithPasswords},
+    {"m_lpszGuestPasswd",
+     [](const CameraSettings& a, const CameraSettings& b) {
+         return a.m_lpszGuestPasswd == b.m_lpszGuestPasswd;
+     },
+     kVendorWithPasswords},
+    {"m_lpszVideoURL",
+     [](const CameraSettings& a, const CameraSettings& b) { return a.m_lpszVideoURL == b.m_lpszVideoURL; },
+     kVendorWithVideoUrl},
+    {"m_lpszSvrIP",
+     [](const CameraSettings& a, const CameraSettings& b) { return a.m_lpszSvrIP == b.m_lpszSvrIP; },
+     kAnyVendor},
+    {"m_nSvrPort",
+     [](const CameraSettings& a, const CameraSettings& b) { return a.m_nSvrPort == b.m_nSvrPort; },
+     kAnyVendor},
+    {"m_lpszSvrBase64Auth",
+     [](const CameraSettings& a, const CameraSettings& b) {
+         return a.m_lpszSvrBase64Auth == b.m_lpszSvrBase64Auth;
+     },
+     kAnyVendor},
+    {"m_lpszSvrUserName",
+     [](const CameraSettings& a, const CameraSettings& b) {
+         return a.m_lpszSvrUserName == b.m_lpszSvrUserName;
+     },
+     kAnyVendor},
+    {"m_lpszSvrPasswd",
+     [](const CameraSettings& a, const CameraSettings& b) { return a.m_lpszSvrPasswd == b.m_lpszSvrPasswd; },
+     kAnyVendor},
+};
+
+}  // namespace
+
+bool CBaseCamera::operator==(const CameraSettings& settings) const {
+    const std::lock_guard lock(m_core->m_cs);
+    const CameraSettings& own = m_core->m_settings;
+    const std::uint32_t uCH = m_core->m_uCHInMainDlg;
+    if ((own.m_bMonitorRight != 0) != (settings.m_bMonitorRight != 0)) {
+        return false;
+    }
+    if (own.m_bMonitorRight == 0) {
+        return true;
+    }
+    if (own.m_nCh != settings.m_nCh) {
+        Trace("CBaseCamera::operator==: m_uCHInMainDlg=%u, m_uCHInKelvara=%u, pSettings->m_nCh=%d....\n", uCH,
+              m_core->m_uCHInKelvara.load(), settings.m_nCh);
+        return false;
+    }
+    if (own.m_dwVendorId != settings.m_dwVendorId) {
+        Trace(
+            "CBaseCamera::operator==: m_uCHInMainDlg=%u, m_dwVendorId=0x%x, "
+            "pSettings->m_dwVendorId=0x%x....\n",
+            uCH, own.m_dwVendorId, settings.m_dwVendorId);
+        return false;
+    }
+    if (own.m_dwModelId != settings.m_dwModelId) {
+        Trace(
+            "CBaseCamera::operator==: m_uCHInMainDlg=%u, m_dwModelId=0x%x, "
+            "pSettings->m_dwModelId=0x%x....\n",
+            uCH, own.m_dwModelId, settings.m_dwModelId);
+        return false;
+    }
+    for (const auto& field : kComparedFields) {
+        if ((field.vendorId == kAnyVendor || field.vendorId == own.m_dwVendorId) &&
+            !field.equal(own, settings)) {
+            Trace("CBaseCamera::operator==: m_uCHInMainDlg=%u, %s was changed....\n", uCH, field.name);
+            return false;
+        }
+    }
+    return true;
+}
+
+void CBaseCamera::operator=(const CameraSettings& settings) {
+    ClearCameraInfo();
+    const std::lock_guard lock(m_core->m_cs);
+    m_core->m_uCHInKelvara = static_cast<std::uint32_t>(settings.m_nCh);
+    m_core->m_bHasAddress =
+        settings.m_NetworkSetting[0].HasAddress() || settings.m_NetworkSetting[1].HasAddress();
+    m_core->m_bSettingsAssigned = true;
+    if (settings.m_bMonitorRight != 0) {
+        m_core->m_settings = settings;
+        return;
+    }
+    Trace("CBaseCamera::operator=: m_uCHInMainDlg=%u, m_bMonitorRight=FALSE....\n",
+          m_core->m_uCHInMainDlg.load());
+    // Who may not watch keeps nothing to connect with.
+    CameraSettings bare;
+    bare.m_dwVendorId = settings.m_dwVendorId;
+    bare.m_dwModelId = settings.m_dwModelId;
+    bare.m_nCh = settings.m_nCh;
+    m_core->m_settings = bare;
+}
+
+void CBaseCamera::ClearCameraInfo() {
+    {
+        const std::lock_guard lock(m_core->m_cs);
+        m_core->m_StreamProfiles.clear();
+        m_core->m_cameraInfo = {};
+        m_core->m_nStreamId = -1;
+        m_core->m_nErrorCount = 0;
+        m_core->m_frames.SetWaitKeyFrame(false);
+    }
+    m_core->m_picture.ResetSettings();
+}
+
+bool CBaseCamera::IsCameraUsable() const {
+    return m_core->IsCameraUsable();
+}
+
+bool CBaseCamera::IsSettingsAssigned() const {
+    const std::lock_guard lock(m_core->m_cs);
+    return m_core->m_bSettingsAssigned;
+}
+
+bool CBaseCamera::HasAddress() const {
+    const std::lock_guard lock(m_core->m_cs);
+    return m_core->m_bHasAddress;
+}
+
+bool CBaseCamera::HasMonitorRight() const {
+    const std::lock_guard lock(m_core->m_cs);
+    return m_core->m_settings.m_bMonitorRight != 0;
+}
+
+void CBaseCamera::SetCHInMainDlg(std::uint32_t n) {
+    m_core->m_uCHInMainDlg = n;
+}
+
+std::uint32_t CBaseCamera::GetCHInMainDlg() const {
+    return m_core->m_uCHInMainDlg;
+}
+
+std::uint32_t CBaseCamera::GetCHInKelvara() const {
+    return m_core->m_uCHInKelvara;
+}
+
+void CBaseCamera::SetCameraName(const std::string& name) {
+    const std::lock_guard lock(m_core->m_cs);
+    m_core->m_strCameraName = name;
+}
+
+std::string CBaseCamera::GetCameraName() const {
+    const std::lock_guard lock(m_core->m_cs);
+    return m_core->m_strCameraName;
+}
+
+void CBaseCamera::SetAudioRight(bool bRight) {
+    m_core->m_sound.m_bAudioRight = bRight;
+}
+
+bool CBaseCamera::HasAudioRight() const {
+    return m_core->m_sound.m_bAudioRight;
+}
+
+void CBaseCamera::SetSupportAudio(bool bSupport) {
+    m_core->m_sound.m_bSupportAudio = bSupport;
+}
+
+bool CBaseCamera::IsSupportAudio() const {
+    return m_core->m_sound.m_bSupportAudio;
+}
+
+void CBaseCamera::SetStreamProfiles(std::vector<StreamProfile> profiles) {
+    const std::lock_guard lock(m_core->m_cs);
+    m_core->m_StreamProfiles = std::move(profiles);
+}
+
+bool CBaseCamera::SetStatusFlags(const std::array<std::uint32_t, 7>& flags) {
+    const std::lock_guard lock(m_core->m_cs);
+    const bool bChanged = m_core->m_statusFlags != flags;
+    m_core->m_statusFlags = flags;
+    return bChanged;
+}
+
+std::array<std::uint32_t, 7> CBaseCamera::GetStatusFlags() const {
+    const std::lock_guard lock(m_core->m_cs);
+    return m_core->m_statusFlags;
+}
+
+}  // namespace kvmon

@@ -1,0 +1,132 @@
+#include "channel/channel_core.h"
+
+#include "channel/channel_globals.h"
+#include "channel/channel_messages.h"
+#include "persist/log_file.h"
+
+namespace kvmon {
+
+ChannelFactories& Factories() {
+    static ChannelFactories factories{
+        .waveOutput = []() -> std::unique_ptr<WaveOutput> { return std::make_unique<CWaveOutDevice>(); }};
+    return factories;
+}
+
+ChannelGlobals& Globals() {
+    static ChannelGlobals globals;
+    return globals;
+}
+
+int GetDecoderThreads() {
+    return Globals().multiThreadDecode ? Globals().decoderThreads.load() : 1;
+}
+
+bool ChannelCore::IsCameraUsable() const {
+    const std::lock_guard lock(m_cs);
+    return m_bSettingsAssigned && m_bHasAddress && m_settings.m_bMonitorRight != 0;
+}
+
+bool ChannelCore::GetTargetSettings(TargetSettings& settings) const {
+    const std::lock_guard lock(m_cs);
+    settings.nCh = m_uCHInKelvara;
+    settings.nPort = m_settings.m_nSvrPort;
+    settings.szAddress = m_settings.m_lpszSvrIP.View();
+    settings.szUserName = m_settings.m_lpszSvrUserName.View();
+    settings.szPasswd = m_settings.m_lpszSvrPasswd.View();
+    // Longer authorizations are cut, as recorders have always got them.
+    settings.szBase64Auth = m_settings.m_lpszSvrBase64Auth.View();
+    return !settings.szAddress.IsEmpty();
+}
+
+std::int32_t ChannelCore::SelectStreamId() const {
+    const std::lock_guard lock(m_cs);
+    const auto pixels = static_cast<std::uint64_t>(m_nViewWidth) * static_cast<std::uint64_t>(m_nViewHeight);
+    return kvmon::SelectStreamId(m_StreamProfiles, m_bDigitalZoom, pixels);
+}
+
+void ChannelCore::SetBitmapInfo(const BITMAPINFOHEADER& bmpInfo) {
+    m_frames.AddRecycleFrame(m_picture.SetBitmapInfo(bmpInfo));
+}
+
+void ChannelCore::AddDecodeFrame(const ThreadControl& control, std::unique_ptr<CVideoBmpFrame> frame) {
+    const std::lock_guard showLock(m_csShow);
+    if (!frame || control.abandoned) {
+        return;
+    }
+    if (m_picture.IsLineShown(SubString::FrameRate) && IsCameraUsable()) {
+        m_picture.SetSubString(
+            SubString::FrameRate,
+            FormatText("Frame Rate: %.2f", static_cast<double>(m_frameRate.Count(clock.TickMs()))));
+    }
+    m_picture.AutoCleanCaption();
+    m_frames.AddRecycleFrame(m_picture.Show(std::move(frame)));
+    const std::uint64_t shown = ++m_nShown;
+    const bool bShowCount = m_picture.IsLineShown(SubString::FrameCount);
+    m_picture.SetSubString(
+        SubString::FrameCount,
+        bShowCount ? FormatText("Frame Count: %llu", static_cast<unsigned long long>(shown)) : std::string());
+    m_picture.Compose();
+
+    WindowHandle hNotifyWnd;
+    WindowHandle hConsoleWnd;
+    {
+        const std::lock_guard lock(m_cs);
+        std::swap(hNotifyWnd, m_hNotifyWnd);
+        hConsoleWnd = m_hConsoleWnd;
+    }
+    const bool bFirst = !m_bStreamRunning.exchange(true);
+    if (bFirst) {
+        hConsoleWnd.Post(WM_COMMAND, kCmdRefreshControls, 0);
+    }
+    hNotifyWnd.Post(kMsgFirstData, m_uCHInMainDlg, 0);
+}
+
+void ChannelCore::RestartPlaying() {
+    RefreshSourceLines();
+    m_frameRate.Clear();
+    const auto decode = m_decodeThread.Control();
+    decode->leave = 1;
+    decode->reset = 1;
+    m_videoThread.Control()->Interrupt();
+}
+
+void ChannelCore::FlushAndResetDecoder() {
+    m_decodeThread.Control()->reset = 1;
+    m_frames.FlushDecodeFrames(true);
+}
+
+void ChannelCore::ReleasePicture() {
+    m_frames.AddRecycleFrame(m_picture.ReleasePicture());
+}
+
+void ChannelCore::RefreshSourceLines() {
+    // Pictures, capabilities and commands go by the recorder; a camera of its own leaves no line.
+    m_picture.SetSubString(SubString::StreamFrom, "Stream From: Server");
+    m_picture.SetSubString(SubString::SysInfoFrom, {});
+    m_picture.SetSubString(SubString::PtzCmdTo, {});
+}
+
+void ChannelCore::AddCamCmd(std::uint32_t dwCmd, std::uint32_t dwArg) {
+    m_CamCmdQueue.Push({dwCmd, dwArg});
+    m_commandThread.Control()->run.Set();
+}
+
+bool WaitForRun(const char* lpszLoop, ChannelCore& core, ThreadControl& control) {
+    Event* const events[] = {&control.exit, &control.run};
+    for (;;) {
+        switch (core.clock.WaitAny(events, std::nullopt)) {
+            case 0:
+                Trace("CBaseCamera::%s: m_uCHInMainDlg=%u, exit....\n", lpszLoop, core.m_uCHInMainDlg.load());
+                return false;
+            case 1:
+                if (control.BeginPass()) {
+                    return true;
+                }
+                break;
+            default:
+                break;
+        }
+    }
+}
+
+}  // namespace kvmon

@@ -1,0 +1,135 @@
+// What a channel's threads work on. Inside this folder and its tests only.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "channel/cam_cmd_queue.h"
+#include "channel/camera_info.h"
+#include "channel/channel_factories.h"
+#include "channel/channel_picture.h"
+#include "channel/channel_thread.h"
+#include "channel/frame_queue.h"
+#include "channel/frame_rate.h"
+#include "channel/live_audio.h"
+#include "channel/stream_choice.h"
+#include "platform/clock.h"
+#include "platform/window_handle.h"
+#include "server/camera_settings.h"
+
+namespace kvmon {
+
+// What a stream needs to know of the recorder. The texts are cut to what their fields hold.
+struct TargetSettings {
+    std::uint32_t nCh = 0;
+    std::uint32_t nPort = 80;
+    BoundedText<64> szAddress;
+    BoundedText<64> szUserName;
+    BoundedText<64> szPasswd;
+    BoundedText<64> szBase64Auth;
+};
+
+// A preset to be stored under a name.
+struct PresetRecord {
+    std::uint32_t nIndex = 0;
+    std::string name;
+};
+
+// Shared by the channel object and its threads: it goes when the last of them has gone. The locks are
+// never held during a wait, a network call or a decoder's work.
+struct ChannelCore {
+    explicit ChannelCore(Clock& theClock) : clock(theClock) {}
+
+    // --- settings, any thread
+    bool IsCameraUsable() const;
+    // False without an address of the recorder.
+    bool GetTargetSettings(TargetSettings& settings) const;
+    // The stream that the present view asks for.
+    std::int32_t SelectStreamId() const;
+
+    // --- reception thread
+    // Counts a failure of the stream; the first seven and then every six of them show as a caption.
+    void ReportStreamError(int nCode, int nArg = 0);
+
+    // --- decode thread
+    void SetBitmapInfo(const BITMAPINFOHEADER& bmpInfo);
+    // A finished picture takes the screen. Nothing if the thread was abandoned.
+    void AddDecodeFrame(const ThreadControl& control, std::unique_ptr<CVideoBmpFrame> frame);
+
+    // --- any thread
+    void RestartPlaying();
+    // Empties the queue; what the decoder has seen so far is of no use then.
+    void FlushAndResetDecoder();
+    // Takes the picture away from the screen.
+    void ReleasePicture();
+    // The lines that tell where pictures and commands come from and go to.
+    void RefreshSourceLines();
+    void AddCamCmd(std::uint32_t dwCmd, std::uint32_t dwArg);
+
+    Clock& clock;
+    const ChannelFactories factories = Factories();
+    std::atomic<std::uint32_t> m_uCHInMainDlg{0xFFFFFFFF};
+    std::atomic<std::uint32_t> m_uCHInKelvara{0xFFFFFFFF};
+
+    mutable std::mutex m_cs;
+    // Guarded by m_cs, to m_pAudio.
+    CameraSettings m_settings;
+    bool m_bSettingsAssigned = false;
+    bool m_bHasAddress = false;
+    std::string m_strCameraName;
+    std::vector<StreamProfile> m_StreamProfiles;
+    int m_nViewWidth = 0;
+    int m_nViewHeight = 0;
+    WindowHandle m_hViewWnd;
+    WindowHandle m_hVideoWnd;
+    WindowHandle m_hConsoleWnd;
+    WindowHandle m_hNotifyWnd;
+    std::array<std::uint32_t, 7> m_statusFlags{};
+    CameraInfo m_cameraInfo;
+    std::map<std::uint32_t, PresetRecord> m_presetRecords;  // by the argument of their command
+    std::uint32_t m_nNextPresetRecord = 0;
+    std::shared_ptr<LiveAudio> m_pAudio = std::make_shared<LiveAudio>(factories, m_uCHInMainDlg);
+
+    std::atomic<bool> m_bCameraInfoLoaded{false};
+    std::atomic<bool> m_bDigitalZoom{false};
+    std::atomic<std::int32_t> m_nStreamId{-1};
+    std::atomic<std::uint32_t> m_nErrorCount{0};
+    std::atomic<bool> m_bStreamRunning{false};
+    std::atomic<bool> m_bDecodePlaying{false};
+    SoundSwitches m_sound;
+    FrameQueue m_frames{m_uCHInMainDlg};
+    CamCmdQueue m_CamCmdQueue;
+    FrameRate m_frameRate;
+    ChannelPicture m_picture;
+
+    // Held while a picture takes the screen, by decode threads alone: an abandoned one and its successor
+    // must not draw together.
+    std::mutex m_csShow;
+
+    std::atomic<std::uint64_t> m_nReceived{0};
+    std::atomic<std::uint64_t> m_nBytes{0};
+    std::atomic<std::uint64_t> m_nDecoded{0};
+    std::atomic<std::uint64_t> m_nFailed{0};
+    std::atomic<std::uint64_t> m_nShown{0};
+
+    ChannelThread m_videoThread{"kv-video", "StopVideoThread"};
+    ChannelThread m_decodeThread{"kv-decode", "StopDecodeThread"};
+    ChannelThread m_commandThread{"kv-command", "StopCamCmdThread"};
+};
+
+// The threads' bodies.
+void DoVideoLoop(const std::shared_ptr<ChannelCore>& core, ThreadControl& control);
+void DoDecodeLoop(const std::shared_ptr<ChannelCore>& core, ThreadControl& control);
+void DoCamCmdLoop(const std::shared_ptr<ChannelCore>& core, ThreadControl& control);
+
+// True when the run event woke the thread and the pass has begun, false when the thread has to end.
+bool WaitForRun(const char* lpszLoop, ChannelCore& core, ThreadControl& control);
+
+}  // namespace kvmon

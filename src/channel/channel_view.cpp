@@ -1,0 +1,304 @@
+#include "channel/channel_view.h"
+
+#include <QtCore/QUrl>
+#include <QtGui/QDesktopServices>
+#include <QtGui/QPainter>
+#include <QtGui/QScreen>
+#include <QtWidgets/QMessageBox>
+#include <algorithm>
+
+#include "channel/base_camera.h"
+#include "persist/string_table.h"
+#include "platform/text.h"
+#include "skin/input_messages.h"
+#include "skin/repaint_hub.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr std::uint32_t kTimerMessage = 2;
+constexpr std::uint32_t kTimerZoomLabel = 5;
+constexpr int kMessageMs = 2000;
+constexpr int kZoomLabelMs = 3000;
+
+constexpr std::uint32_t kStrDigitalZoom = 2603;
+constexpr std::uint32_t kStrError = 4005;
+constexpr std::uint32_t kStrNoPermission = 4009;
+constexpr std::uint32_t kStrNoSettings = 4010;
+constexpr std::uint32_t kStrConnecting = 57411;
+constexpr std::uint32_t kStrSnapshotFailed = 57426;
+
+// From a snapshot's writer to its view: wParam the job, lParam whether the file was written.
+constexpr std::uint32_t kMsgSnapshotDone = 11500;
+constexpr std::size_t kMostSnapshotJobs = 4;
+constexpr Milliseconds kSnapshotEnd{3000};
+
+}  // namespace
+
+CChannelView::CChannelView(QWidget* parent)
+    : WindowBase(parent), m_repaint(RegisterForRepaint(*this)), m_snapshots(kMostSnapshotJobs) {
+    setAttribute(Qt::WA_OpaquePaintEvent);
+}
+
+CChannelView::~CChannelView() {
+    SetCamera(nullptr);
+    for (const auto& job : m_snapshots) {
+        if (job) {
+            job->writer.Wait(kSnapshotEnd);
+        }
+    }
+}
+
+void CChannelView::SetEventWnd(WindowBase* pEventWnd) {
+    m_pEventWnd = pEventWnd;
+}
+
+bool CChannelView::IsShownHere(const CBaseCamera& camera) const {
+    return camera.GetViewWnd() == Handle();
+}
+
+void CChannelView::SetCamera(const std::shared_ptr<CBaseCamera>& pCamera) {
+    const auto previous = GetCamera();
+    const bool bChanged = previous != pCamera;
+    if (bChanged && previous && IsShownHere(*previous)) {
+        previous->SetViewWnd({}, nullptr);
+    }
+    m_pCamera = pCamera;
+    if (pCamera) {
+        pCamera->SetViewWnd(Handle(), [ticket = m_repaint] { ticket->Request(); });
+        GiveViewSize(*pCamera);
+        RefreshZoomLabel();
+        if (bChanged) {
+            ShowState(*pCamera);
+        }
+    }
+    update();
+}
+
+void CChannelView::GiveViewSize(CBaseCamera& camera) {
+    const double ratio = devicePixelRatioF();
+    m_givenSize = QSize(qRound(width() * ratio), qRound(height() * ratio));
+    camera.Picture().SetPixelRatio(ratio);
+    if (camera.SetViewSize(m_givenSize.width(), m_givenSize.height())) {
+        camera.StartPlaying(false, false);
+    }
+}
+
+void CChannelView::ShowState(const CBaseCamera& camera) {
+    if (!camera.IsSettingsAssigned() || !camera.HasAddress()) {
+        SetMessage(kStrNoSettings, false);
+    } else if (!camera.HasMonitorRight()) {
+        SetMessage(kStrNoPermission, false);
+    } else if (!camera.IsStreamRunning()) {
+        SetMessage(kStrConnecting, false);
+    }
+}
+
+void CChannelView::SetDisplayMode(DisplayMode nMode) {
+    if (const auto camera = GetCamera()) {
+        camera->Picture().SetDisplayMode(nMode);
+    }
+}
+
+void CChannelView::SetMessage(std::uint32_t uStringId, bool bTimed) {
+    SetMessageText(LoadString(uStringId), bTimed);
+}
+
+void CChannelView::SetMessageText(const std::string& text, bool bTimed) {
+    KillTimer(kTimerMessage);
+    if (bTimed) {
+        SetTimer(kTimerMessage, kMessageMs);
+    }
+    if (const auto camera = GetCamera()) {
+        camera->Picture().SetMainOsdCameraString(text, !bTimed);
+    }
+}
+
+void CChannelView::RefreshZoomLabel() {
+    const auto camera = GetCamera();
+    const PixelRect zoom = camera ? camera->Picture().GetZoomRect() : PixelRect();
+    if (zoom.IsEmpty()) {
+        return;
+    }
+    const double factor = static_cast<double>(camera->Picture().GetDrawRect().Width()) / zoom.Width();
+    camera->Picture().SetSubString(SubString::DigitalZoom,
+                                   FormatText("%s x%.2f", LoadString(kStrDigitalZoom).c_str(), factor));
+    SetTimer(kTimerZoomLabel, kZoomLabelMs);
+}
+
+std::optional<QPoint> CChannelView::ClientToImage(const QPoint& point) const {
+    const auto camera = GetCamera();
+    if (!camera) {
+        return std::nullopt;
+    }
+    const ChannelPicture& picture = camera->Picture();
+    const BITMAPINFOHEADER info = picture.GetBitmapInfo();
+    const double ratio = devicePixelRatioF();
+    const auto found =
+        ViewToPicture(picture.GetDrawRect(), ShownPart(picture.GetZoomRect(), info.biWidth, info.biHeight),
+                      static_cast<int>(point.x() * ratio), static_cast<int>(point.y() * ratio));
+    return found ? std::optional(QPoint(found->first, found->second)) : std::nullopt;
+}
+
+// --- full screen
+
+void CChannelView::SetFullScreen(bool bFull) {
+    if (bFull == m_bFullScreen) {
+        return;
+    }
+    m_bFullScreen = bFull;
+    if (bFull) {
+        const QRect screenRect = screen()->geometry();
+        m_savedPlace = {parentWidget(), windowFlags(), geometry()};
+        setParent(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
+        setGeometry(screenRect);
+        show();
+        raise();
+        activateWindow();
+        setFocus();
+        return;
+    }
+    hide();
+    setParent(m_savedPlace.parent, m_savedPlace.flags);
+    setGeometry(m_savedPlace.rect);
+    show();
+    if (m_savedPlace.parent) {
+        m_savedPlace.parent->window()->raise();
+        m_savedPlace.parent->setFocus();
+    }
+}
+
+void CChannelView::SetPlace(const QRect& rect) {
+    if (m_bFullScreen) {
+        m_savedPlace.rect = rect;
+    } else {
+        setGeometry(rect);
+    }
+}
+
+void CChannelView::OnLButtonDblClk() {
+    if (m_bFullScreen) {
+        SetFullScreen(false);
+    } else if (m_bAllowFullScreen) {
+        SetFullScreen(true);
+    }
+    m_hParentWnd.Post(WM_LBUTTONDBLCLK, 0, 0);
+}
+
+// --- snapshot
+
+bool CChannelView::SaveSnapshot(const std::string& path, bool bJpeg, const std::string& stamp,
+                                bool bOpenAfter) {
+    const auto camera = GetCamera();
+    const auto job = std::find(m_snapshots.begin(), m_snapshots.end(), nullptr);
+    if (path.empty() || !camera || !IsShownHere(*camera) || job == m_snapshots.end() ||
+        !MakeSnapshotFolder(path)) {
+        return false;
+    }
+    auto snapshot = camera->Picture().TakeSnapshot(stamp);
+    if (!snapshot) {
+        return false;
+    }
+    *job = std::make_unique<SnapshotJob>();
+    (*job)->path = path;
+    (*job)->bOpenAfter = bOpenAfter;
+    const auto number = static_cast<WParam>(job - m_snapshots.begin());
+    const bool bStarted =
+        (*job)->writer.Start("kv-snapshot", [window = Handle(), number, path, bJpeg,
+                                             shot = std::make_shared<const Snapshot>(std::move(*snapshot))] {
+            window.Post(kMsgSnapshotDone, number, WriteSnapshot(*shot, path, bJpeg) ? 1 : 0);
+        });
+    if (!bStarted) {
+        PostMessage(kMsgSnapshotDone, number, 0);
+    }
+    return true;
+}
+
+void CChannelView::OnSnapshotDone(bool bSaved, std::size_t nJob) {
+    if (nJob >= m_snapshots.size() || !m_snapshots[nJob]) {
+        return;
+    }
+    const auto job = std::move(m_snapshots[nJob]);
+    job->writer.Wait(kSnapshotEnd);  // its last act was the message
+    if (!job->bOpenAfter) {
+        return;
+    }
+    if (bSaved) {
+        QDesktopServices::openUrl(QUrl::fromLocalFile(QString::fromStdString(job->path)));
+        return;
+    }
+    QString text = QString::fromStdString(LoadString(kStrSnapshotFailed));
+    text.replace(QLatin1String("%d"), QLatin1String("0"));
+    auto* const box = new QMessageBox(QMessageBox::Warning, QString::fromStdString(LoadString(kStrError)),
+                                      text, QMessageBox::Ok, this);
+    box->setTextFormat(Qt::PlainText);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->open();
+}
+
+// --- messages
+
+void CChannelView::OnTimer(std::uint32_t id) {
+    KillTimer(id);
+    const auto camera = GetCamera();
+    if (!camera) {
+        return;
+    }
+    if (id == kTimerMessage) {
+        camera->Picture().SetMainOsdCameraString({}, false);
+    } else if (id == kTimerZoomLabel) {
+        camera->Picture().SetSubString(SubString::DigitalZoom, {});
+    }
+}
+
+LParam CChannelView::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) {
+    if (message == kMsgSnapshotDone) {
+        OnSnapshotDone(lParam != 0, static_cast<std::size_t>(wParam));
+        return 0;
+    }
+    return WindowBase::OnMessage(message, wParam, lParam);
+}
+
+bool CChannelView::event(QEvent* event) {
+    const auto input = ToInputMessage(*event);
+    if (!input) {
+        return WindowBase::event(event);
+    }
+    event->accept();
+    if (m_pEventWnd) {
+        m_pEventWnd->SendMessage(input->number, input->wParam, input->lParam);
+    }
+    if (input->number == WM_LBUTTONDBLCLK) {
+        OnLButtonDblClk();
+    } else if (input->number == WM_KEYDOWN && input->wParam == kKeyEscape) {
+        SetFullScreen(false);
+        m_hParentWnd.Post(WM_LBUTTONDBLCLK, 0, 0);
+    }
+    return true;
+}
+
+void CChannelView::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    const auto camera = GetCamera();
+    if (!camera || !IsShownHere(*camera)) {
+        painter.fillRect(rect(), Qt::black);
+        return;
+    }
+    const double ratio = devicePixelRatioF();
+    if (m_givenSize != QSize(qRound(width() * ratio), qRound(height() * ratio))) {
+        GiveViewSize(*camera);  // moved to a screen of another resolution
+    }
+    if (!camera->Picture().Paint(painter, width(), height())) {
+        m_repaint->Request();
+    }
+}
+
+void CChannelView::resizeEvent(QResizeEvent*) {
+    const auto camera = GetCamera();
+    if (camera && IsShownHere(*camera) && !size().isEmpty()) {
+        GiveViewSize(*camera);
+    }
+}
+
+}  // namespace kvmon

@@ -1,0 +1,38 @@
+// One request of the command thread on a connection of its own. Inside this folder and its tests only.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "channel/channel_core.h"
+#include "server/http_tran.h"
+
+namespace kvmon {
+
+// The steps in which an exchange may fail.
+enum class ExchangeStep { Create, Connect, Send, StatusLine };
+
+// Command thread only.
+class CommandExchange {
+public:
+    CommandExchange(ChannelCore& core, const FlagWord& bAbort) : m_tran(&bAbort, core.clock) {}
+
+    // Connects, sends and reads the status line; gives the step that failed. Connecting and sending get
+    // 3000 ms each.
+    std::optional<ExchangeStep> Start(const TargetSettings& settings, const std::string& request,
+                                      std::uint32_t dwStatusTimeout = 3000);
+    int GetStatus() const { return m_nStatus; }
+    // True when the blank line behind the head was read.
+    bool SkipHead();
+    std::optional<std::string> ReadLine();
+    // Up to `size` bytes of what follows, to the peer's end or a stall of `dwTimeout`.
+    std::string ReadBody(std::size_t size, std::uint32_t dwTimeout);
+    // What is there, after a wait of at most `dwTimeout`; empty if nothing came.
+    std::string ReadSome(std::size_t size, std::uint32_t dwTimeout);
+
+private:
+    CHttpTran m_tran;
+    int m_nStatus = 0;
+};
+
+}  // namespace kvmon

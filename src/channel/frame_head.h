@@ -1,0 +1,27 @@
+// The head of a stream record, read from its bytes.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "wire/frame_header.h"
+
+namespace kvmon {
+
+struct KELVARA_FRAME_HDR {
+    std::uint32_t dwFourccCode = 0;
+    std::uint32_t dwKeyFlag = 0;
+    std::uint32_t dwWidth = 0;   // to be read on key frames only
+    std::uint32_t dwHeight = 0;  // likewise
+    std::uint32_t dwReserved = 0;
+    std::uint32_t dwFrameDataSize = 0;
+
+    bool IsKeyFrame() const { return dwKeyFlag == 1; }
+};
+
+KELVARA_FRAME_HDR ReadFrameHead(std::span<const std::uint8_t, wire::kFrameHeaderSize> bytes);
+
+// "MJPG" for one plain JPEG picture, else the four characters of a video code; null for any other.
+const char* GetVideoCodeName(std::uint32_t dwFourccCode);
+
+}  // namespace kvmon

@@ -1,0 +1,43 @@
+// The average picture rate since the last start, pause or restart.
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+
+namespace kvmon {
+
+// Any thread.
+class FrameRate {
+public:
+    void Clear() {
+        const std::lock_guard lock(m_cs);
+        m_values = {};
+    }
+    // Counts one picture at this tick and gives the pictures a second.
+    float Count(std::uint64_t nTick) {
+        const std::lock_guard lock(m_cs);
+        ++m_values.nCount;
+        if (m_values.nStart == 0) {
+            m_values.nStart = nTick;
+            m_values.fRate = 0;
+        } else if (nTick > m_values.nStart) {
+            m_values.fRate = static_cast<float>(static_cast<double>(m_values.nCount) * 1000.0 /
+                                                static_cast<double>(nTick - m_values.nStart));
+        } else {
+            m_values = {};
+        }
+        return m_values.fRate;
+    }
+
+private:
+    struct Values {
+        std::uint64_t nCount = 0;
+        std::uint64_t nStart = 0;  // 0 until a picture was counted
+        float fRate = 0;
+    };
+
+    std::mutex m_cs;
+    Values m_values;
+};
+
+}  // namespace kvmon

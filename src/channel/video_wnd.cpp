@@ -1,0 +1,347 @@
+#include "channel/video_wnd.h"
+
+#include <QtGui/QFontMetrics>
+#include <QtGui/QPainter>
+#include <algorithm>
+#include <iterator>
+
+#include "channel/base_camera.h"
+#include "channel/captions.h"
+#include "channel/channel_messages.h"
+#include "channel/channel_view.h"
+#include "skin/input_messages.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr int kDefaultWidth = 702;
+constexpr int kDefaultHeight = 480;
+
+constexpr QRgb kGround = qRgb(155, 154, 159);
+constexpr QRgb kActiveFrame = qRgb(229, 145, 72);
+constexpr QRgb kInactiveFrame = qRgb(81, 79, 84);
+constexpr QRgb kActiveText = qRgb(255, 255, 255);
+constexpr QRgb kInactiveText = qRgb(172, 172, 176);
+constexpr int kCornerRadius = 2;
+
+constexpr int kCaptionLeft = kCellMargin + 1;
+constexpr int kCaptionTop = 3;
+constexpr int kCaptionBottom = 23;
+constexpr int kCaptionGap = 7;
+constexpr int kCaptionTextHeight = 13;
+
+constexpr std::uint32_t kTimerPressed = 80;
+constexpr std::uint32_t kTimerBlink = 84;
+constexpr std::uint32_t kTimerReadPresets = 85;
+constexpr std::uint32_t kTimerPresetCleared = 86;
+constexpr std::uint32_t kTimerPresetSet = 87;
+constexpr std::uint32_t kTimerReread = 96;
+constexpr std::uint32_t kTimerNotify = 97;
+constexpr int kPressedMs = 500;
+constexpr int kBlinkMs = 1000;
+constexpr int kRereadMs = 7000;
+constexpr int kNotifyMs = 30000;
+
+constexpr std::uint32_t kCmdReadPresets = 1983;
+constexpr std::uint32_t kMsgNotify = 1025;
+
+// Status words whose rise starts the event highlight: the third and the last four.
+constexpr std::size_t kFirstEventFlag = 2;
+
+// What the cell does with a message beside passing it on.
+struct InputRule {
+    std::uint32_t number;
+    bool forwarded;
+    bool clearsHighlight;  // and then ends there
+};
+
+constexpr InputRule kInputRules[] = {
+    {WM_KEYDOWN, true, false},     {WM_KEYUP, true, false},      {WM_LBUTTONDOWN, true, true},
+    {WM_LBUTTONUP, true, false},   {WM_RBUTTONDOWN, true, true}, {WM_RBUTTONDBLCLK, true, false},
+    {WM_MBUTTONDOWN, true, false}, {WM_MBUTTONUP, true, false},  {WM_MBUTTONDBLCLK, true, false},
+};
+
+}  // namespace
+
+CVideoWnd::CVideoWnd(QWidget* parent)
+    : WindowBase(parent), m_pChannelView(std::make_unique<CChannelView>(this)) {
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    m_pChannelView->SetEventWnd(this);
+}
+
+CVideoWnd::~CVideoWnd() {
+    SetCamera(nullptr);
+}
+
+void CVideoWnd::SetIdx(std::uint32_t uIdx) {
+    m_uIdx = uIdx;
+    m_pChannelView->SetIdx(uIdx);
+}
+
+void CVideoWnd::SetParentWnd(WindowBase* pParentWnd) {
+    m_pParentWnd = pParentWnd;
+    m_pChannelView->SetParentWnd(pParentWnd != nullptr ? pParentWnd->Handle() : WindowHandle());
+}
+
+QRect CVideoWnd::GetViewRect(const QSize& cell) {
+    const QPoint place(kCellMargin, kCellMargin + kCellTitleHeight);
+    return {place, QSize(std::max(cell.width() - kCellMargin - place.x(), 0),
+                         std::max(cell.height() - kCellMargin - place.y(), 0))};
+}
+
+void CVideoWnd::SetCamera(const std::shared_ptr<CBaseCamera>& pCamera) {
+    // A hidden cell is not told of its size before it shows.
+    m_pChannelView->SetPlace(GetViewRect(size()));
+    m_pChannelView->SetCamera(pCamera);
+    if (pCamera) {
+        pCamera->SetVideoWnd(Handle());
+        pCamera->AddCamCmd(kCmdReadCameraInfo, 0);
+    }
+    const auto previous = GetCamera();
+    if (pCamera && previous == pCamera) {
+        return;
+    }
+    if (previous && previous->GetVideoWnd() == Handle()) {
+        previous->SetVideoWnd({});
+    }
+    m_pCamera = pCamera;
+    m_knownFlags = pCamera ? pCamera->GetStatusFlags() : std::array<std::uint32_t, 7>{};
+    setAccessibleName(pCamera ? QString::fromStdString(pCamera->GetCameraName()) : QString());
+    update();
+}
+
+void CVideoWnd::SetWindowActive(bool bActive, bool bPlayAudio) {
+    if (const auto camera = GetCamera()) {
+        camera->SetPlayAudio(bActive && bPlayAudio && camera->HasAudioRight());
+    }
+    if (bActive != m_bActive) {
+        m_bActive = bActive;
+        update();
+    }
+}
+
+int CVideoWnd::GetWidth() const {
+    const auto camera = GetCamera();
+    return camera ? camera->Picture().GetBitmapInfo().biWidth : kDefaultWidth;
+}
+
+int CVideoWnd::GetHeight() const {
+    const auto camera = GetCamera();
+    return camera ? camera->Picture().GetBitmapInfo().biHeight : kDefaultHeight;
+}
+
+void CVideoWnd::SetFeatures(bool bPtz, bool bPtzOpen, bool bDigitalZoom) {
+    const CellState features{.bPtz = bPtz, .bPtzOpen = bPtzOpen, .bDigitalZoom = bDigitalZoom};
+    if (features != m_features) {
+        m_features = features;
+        RepaintStrip();
+    }
+}
+
+void CVideoWnd::SetEventBlink(bool bOn) {
+    if (bOn == m_bEventBlink) {
+        return;
+    }
+    m_bEventBlink = bOn;
+    m_nBlinkCount = 0;
+    if (bOn) {
+        SetTimer(kTimerBlink, kBlinkMs);
+        return;
+    }
+    KillTimer(kTimerBlink);
+    if (const auto camera = GetCamera()) {
+        camera->Picture().SetEventBlinkState(false);
+    }
+}
+
+// --- drawing
+
+CellState CVideoWnd::GetState() const {
+    CellState state = m_features;
+    if (const auto camera = GetCamera()) {
+        state.bSound = camera->IsSupportAudio();
+        state.bSoundOpen = camera->HasAudioRight();
+        state.flags = camera->GetStatusFlags();
+    }
+    return state;
+}
+
+void CVideoWnd::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    PaintBorder(painter);
+    if (GetCamera()) {
+        PaintCaptionText(painter, PaintIcon(painter));
+    }
+}
+
+void CVideoWnd::PaintBorder(QPainter& painter) const {
+    painter.fillRect(rect(), QColor(kGround));
+    // The pen's pixels lie on the rectangle itself, one outside of the inner one.
+    const QRectF frame =
+        QRectF(rect()).adjusted(kCellMargin - 0.5, kCellMargin - 0.5, 0.5 - kCellMargin, 0.5 - kCellMargin);
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(Qt::black, 1));
+    painter.setBrush(QColor(m_bActive ? kActiveFrame : kInactiveFrame));
+    painter.drawRoundedRect(frame, kCornerRadius, kCornerRadius);
+    painter.restore();
+}
+
+// Gives the width that the icons take.
+int CVideoWnd::PaintIcon(QPainter& painter) const {
+    const int right = width() - kCaptionLeft;
+    int left = right;
+    for (const PlacedIcon& icon : PlaceIcons(GetState(), right)) {
+        DrawCellIcon(painter, icon.icon, QRectF(icon.x, kIconTop, icon.width, kIconHeight), m_bActive);
+        left = icon.x;
+    }
+    return right - left;
+}
+
+void CVideoWnd::PaintCaptionText(QPainter& painter, int iconsWidth) const {
+    const auto camera = GetCamera();
+    const std::string name = camera ? camera->GetCameraName() : std::string();
+    const QRect place(QPoint(kCaptionLeft, kCaptionTop),
+                      QPoint(width() - iconsWidth - kCaptionGap - 1, kCaptionBottom - 1));
+    if (name.empty() || place.width() <= 0) {
+        return;
+    }
+    QFont font = painter.font();
+    font.setPixelSize(kCaptionTextHeight);
+    painter.setFont(font);
+    painter.setPen(QColor(m_bActive ? kActiveText : kInactiveText));
+    const QFontMetrics metrics(font);
+    const QString text =
+        metrics.elidedText(QString::fromStdString(DisplayLine(name)), Qt::ElideRight, place.width());
+    painter.drawText(place, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, text);
+}
+
+void CVideoWnd::RepaintStrip() {
+    update(0, 0, width(), kCellMargin + kCellTitleHeight);
+}
+
+void CVideoWnd::resizeEvent(QResizeEvent*) {
+    m_pChannelView->SetPlace(GetViewRect(size()));
+}
+
+// --- status
+
+// A status word that has risen since the last look starts the highlight.
+void CVideoWnd::NoteStatus() {
+    const auto camera = GetCamera();
+    if (!camera) {
+        return;
+    }
+    const auto flags = camera->GetStatusFlags();
+    for (std::size_t i = kFirstEventFlag; i < flags.size(); ++i) {
+        if (flags[i] != 0 && m_knownFlags[i] == 0) {
+            camera->Picture().SetEventHighlight(true);
+        }
+    }
+    m_knownFlags = flags;
+    setAccessibleName(QString::fromStdString(camera->GetCameraName()));
+}
+
+// True if the press went to a highlight that the user could see.
+bool CVideoWnd::ClearHighlight() {
+    const auto camera = GetCamera();
+    if (!camera || !camera->Picture().IsEventHighlight()) {
+        return false;
+    }
+    camera->Picture().SetEventHighlight(false);
+    return m_bEventBlink;
+}
+
+// --- messages
+
+LParam CVideoWnd::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) {
+    switch (message) {
+        case kMsgCaptionRefresh:
+            NoteStatus();
+            RepaintStrip();
+            m_hOwner.Post(WM_COMMAND, kCmdRefreshControls, 0);
+            return 0;
+        case WM_TIMER:
+            OnTimer(static_cast<std::uint32_t>(wParam));
+            return 0;
+        default:
+            break;
+    }
+    if (message >= WM_KEYDOWN && message <= WM_MBUTTONDBLCLK) {
+        OnInput({message, wParam, lParam}, true);
+        return 0;
+    }
+    return WindowBase::OnMessage(message, wParam, lParam);
+}
+
+bool CVideoWnd::event(QEvent* event) {
+    const auto input = ToInputMessage(*event);
+    if (!input) {
+        return WindowBase::event(event);
+    }
+    event->accept();
+    OnInput(*input, false);
+    return true;
+}
+
+void CVideoWnd::OnInput(const InputMessage& message, bool bInView) {
+    if (message.number == WM_RBUTTONUP) {
+        KillTimer(kTimerPressed);
+        m_hOwner.Post(WM_COMMAND, kCmdRefreshControls, 0);
+        return;
+    }
+    const auto* const rule =
+        std::find_if(std::begin(kInputRules), std::end(kInputRules),
+                     [&message](const InputRule& r) { return r.number == message.number; });
+    // The view tells of its own double clicks.
+    const bool bForward =
+        rule != std::end(kInputRules) ? rule->forwarded : message.number == WM_LBUTTONDBLCLK && !bInView;
+    if (!bForward || (rule != std::end(kInputRules) && rule->clearsHighlight && ClearHighlight())) {
+        return;
+    }
+    if (message.number == WM_RBUTTONDOWN && m_features.bDigitalZoom) {
+        SetTimer(kTimerPressed, kPressedMs);
+    }
+    if (m_pParentWnd) {
+        m_pParentWnd->SendMessage(message.number, message.wParam, message.lParam);
+    }
+}
+
+void CVideoWnd::RefreshCamera(std::uint32_t command) {
+    if (const auto camera = GetCamera()) {
+        camera->AddCamCmd(command, 0);
+    }
+}
+
+void CVideoWnd::OnTimer(std::uint32_t id) {
+    if (id != kTimerBlink) {
+        KillTimer(id);
+    }
+    switch (id) {
+        case kTimerBlink:
+            ++m_nBlinkCount;
+            if (const auto camera = GetCamera()) {
+                camera->Picture().SetEventBlinkState((m_nBlinkCount & 1) != 0);
+            }
+            break;
+        case kTimerReadPresets:
+            RefreshCamera(kCmdReadPresets);
+            break;
+        case kTimerPresetCleared:
+        case kTimerPresetSet:
+            SetTimer(kTimerReread, kRereadMs);
+            SetTimer(kTimerNotify, kNotifyMs);
+            break;
+        case kTimerReread:
+            RefreshCamera(kCmdReadCameraInfo);
+            break;
+        case kTimerNotify:
+            m_hNotifyDlg.Post(kMsgNotify, 1, 0);
+            break;
+        default:  // 73 and 80 only end themselves
+            break;
+    }
+}
+
+}  // namespace kvmon

@@ -1,0 +1,88 @@
+// One cell of the monitor grid: caption strip, frame and the channel's picture.
+#pragma once
+
+#include <QtCore/QPointer>
+#include <QtCore/QRect>
+#include <QtCore/QSize>
+#include <array>
+#include <cstdint>
+#include <memory>
+
+#include "channel/cell_icons.h"
+#include "skin/window_base.h"
+
+namespace kvmon {
+
+class CBaseCamera;
+class CChannelView;
+struct InputMessage;
+
+inline constexpr int kCellMargin = 2;
+inline constexpr int kCellTitleHeight = 21;
+
+// User interface thread only.
+class CVideoWnd : public WindowBase {
+public:
+    explicit CVideoWnd(QWidget* parent = nullptr);
+    ~CVideoWnd() override;
+
+    void SetIdx(std::uint32_t uIdx);
+    std::uint32_t GetIdx() const { return m_uIdx; }
+    // Is told to refresh its buttons (WM_COMMAND 1757).
+    void SetOwner(WindowHandle hOwner) { m_hOwner = std::move(hOwner); }
+    // Gets the forwarded mouse and key messages, at once; the point is one of the window that was hit.
+    void SetParentWnd(WindowBase* pParentWnd);
+    // Is posted 1025 at the end of timer 97.
+    void SetNotifyDlg(WindowHandle hNotifyDlg) { m_hNotifyDlg = std::move(hNotifyDlg); }
+
+    // Shows this channel, or none. The cell does not keep it alive.
+    void SetCamera(const std::shared_ptr<CBaseCamera>& pCamera);
+    std::shared_ptr<CBaseCamera> GetCamera() const { return m_pCamera.lock(); }
+    // Audio plays when both are true and the user has the right.
+    void SetWindowActive(bool bActive, bool bPlayAudio);
+    bool IsWindowActive() const { return m_bActive; }
+    // The picture's size; 702 x 480 without a channel.
+    int GetWidth() const;
+    int GetHeight() const;
+    static QSize GetVideoMargin() { return {2 * kCellMargin, 2 * kCellMargin}; }
+    // The view's place in a cell of this size.
+    static QRect GetViewRect(const QSize& cell);
+    CChannelView& View() { return *m_pChannelView; }
+
+    // What the channel's camera can do, for the strip.
+    void SetFeatures(bool bPtz, bool bPtzOpen, bool bDigitalZoom);
+    // Lets the frame of a channel with an event blink.
+    void SetEventBlink(bool bOn);
+
+protected:
+    void OnTimer(std::uint32_t id) override;
+    LParam OnMessage(std::uint32_t message, WParam wParam, LParam lParam) override;
+    bool event(QEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    CellState GetState() const;
+    void PaintBorder(QPainter& painter) const;
+    int PaintIcon(QPainter& painter) const;
+    void PaintCaptionText(QPainter& painter, int iconsWidth) const;
+    void RepaintStrip();
+    void NoteStatus();
+    void RefreshCamera(std::uint32_t command);
+    bool ClearHighlight();
+    void OnInput(const InputMessage& message, bool bInView);
+
+    const std::unique_ptr<CChannelView> m_pChannelView;
+    WindowHandle m_hOwner;
+    QPointer<WindowBase> m_pParentWnd;
+    WindowHandle m_hNotifyDlg;
+    bool m_bActive = false;
+    bool m_bEventBlink = false;
+    std::uint32_t m_nBlinkCount = 0;
+    std::uint32_t m_uIdx = 0xFFFFFFFF;
+    std::weak_ptr<CBaseCamera> m_pCamera;
+    CellState m_features;  // the part that SetFeatures tells
+    std::array<std::uint32_t, 7> m_knownFlags{};
+};
+
+}  // namespace kvmon

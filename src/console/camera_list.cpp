@@ -1,0 +1,51 @@
+#include "console/camera_list.h"
+
+#include "channel/base_camera.h"
+#include "persist/log_file.h"
+#include "server/kelvara_info.h"
+#include "server/nvr_status.h"
+
+namespace kvmon {
+
+std::shared_ptr<CBaseCamera> GetServerCamera(int nServer, int nCamera) {
+    const CKelvaraInfo* const server = GetServer(nServer);
+    // The console makes all channel objects, and makes them of this class.
+    return server != nullptr ? std::static_pointer_cast<CBaseCamera>(server->GetCamera(nCamera)) : nullptr;
+}
+
+void CameraList::UpdateCameraList(bool bShowNoMonitoringRight, bool bShowNoConfig) {
+    m_entries.clear();
+    for (int server = 0; server < GetServerCount(); ++server) {
+        const CKelvaraInfo& info = *GetServer(server);
+        for (int slot = 0; slot < info.GetCameraCount(); ++slot) {
+            const auto camera = GetServerCamera(server, slot);
+            if (!camera || (!bShowNoMonitoringRight && !camera->HasMonitorRight()) ||
+                (!bShowNoConfig && info.GetStatus(slot, kStatusConfigured) == 0)) {
+                continue;
+            }
+            camera->SetCHInMainDlg(static_cast<std::uint32_t>(m_entries.size()));
+            m_entries.push_back({server, slot});
+        }
+    }
+    Trace("CMainDlg::UpdateCameraList: CameraSize=%d...\n", GetCount());
+}
+
+std::shared_ptr<CBaseCamera> CameraList::GetCameraByChannel(int n) const {
+    return IsChannel(n) ? GetServerCamera(Get(n).server, Get(n).camera) : nullptr;
+}
+
+int CameraList::FindChannel(const CBaseCamera* camera) const {
+    for (int n = 0; camera != nullptr && n < GetCount(); ++n) {
+        if (GetCameraByChannel(n).get() == camera) {
+            return n;
+        }
+    }
+    return -1;
+}
+
+bool CameraList::IsConfigured(int n) const {
+    const CKelvaraInfo* const server = GetServer(Get(n).server);
+    return server != nullptr && server->GetStatus(Get(n).camera, kStatusConfigured) != 0;
+}
+
+}  // namespace kvmon

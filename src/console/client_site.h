@@ -1,0 +1,29 @@
+// What the console asks of the control that holds it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace kvmon {
+
+// Implemented by the control. User interface thread only.
+class ClientSite {
+public:
+    virtual ~ClientSite() = default;
+
+    virtual std::string GetServerIP() const = 0;
+    virtual std::uint32_t GetServerPort() const = 0;
+    virtual std::string GetDefServerName() const = 0;
+
+    // Events to whoever embeds the control. They are raised later, never in the caller's stack; before the
+    // control has a window they are lost.
+    virtual void NotifyLogin(int n) = 0;
+    virtual void NotifyLogout(int n) = 0;
+    virtual void NotifyNewVersion(int n) = 0;
+    virtual void NotifyChangeLanguage(std::uint16_t langid) = 0;
+    virtual void NotifyGotoPage(int n) = 0;
+    // Raised at once.
+    virtual void NotifyGotoServer(int n, const std::string& text) = 0;
+};
+
+}  // namespace kvmon

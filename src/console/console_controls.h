@@ -1,0 +1,66 @@
+// The controls of the console's panel, as states: what is pressed, shown and enabled.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <span>
+
+#include "skin/skin_table.h"
+
+namespace kvmon {
+
+// All rows, in the order of creation. Positions are those of a console of 1000 x 680.
+std::span<const SkinControlRow> ControlTable();
+
+// Control identifiers that the logic names.
+enum ControlId : int {
+    kCtlServerName = 239,
+    kCtlServerModel = 240,
+    kCtlMultiScreens = 1600,
+    kCtlGotoPage1 = 1604,
+    kCtlGotoPage2 = 1606,
+    kCtlLogout = 1608,
+    kCtlOrderReset = 1609,
+    kCtlPipSettings = 1650,
+    kCtlFirstStyle = 1651,
+    kCtlPip = 1652,
+    kCtlLastStyle = 1659,
+    kCtlViewSize = 1660,
+    kCtlFullScreen = 1661,
+    kCtlSequential = 1662,
+    kCtlAudio = 1752,
+    kCtlPageCombo = 2529,
+};
+
+// The states of the rows. A change is told to one listener, the windows on top. An id without a row is
+// nowhere: it is never pressed, and setting it does nothing.
+class ConsoleControls {
+public:
+    struct State {
+        bool pressed = false;
+        bool shown = false;
+        bool enabled = true;
+        bool busy = false;
+        friend bool operator==(const State&, const State&) = default;
+    };
+
+    ConsoleControls();
+
+    bool Exists(int id) const { return m_states.contains(id); }
+    State Get(int id) const;
+    bool IsPressed(int id) const { return Get(id).pressed; }
+    void SetPressed(int id, bool on);
+    void SetShown(int id, bool on);
+    void SetEnabled(int id, bool on);
+    void SetBusy(int id, bool on);
+
+    void SetListener(std::function<void(int id, const State&)> listener) { m_listener = std::move(listener); }
+
+private:
+    void Change(int id, bool State::*member, bool value);
+
+    std::map<int, State> m_states;
+    std::function<void(int, const State&)> m_listener;
+};
+
+}  // namespace kvmon

@@ -1,0 +1,29 @@
+// The options of the console, as they are stored.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace kvmon {
+
+class COrvoRegistry;
+
+struct ConsoleOptions {
+    // Of the whole program.
+    bool bStopGetDataWhenViewInvisible = true;
+    std::uint32_t nShowViewTypeInSequentialMode = 1;
+    // Of the key named after the first server.
+    std::uint32_t dwSequentialInterval = 5000;  // milliseconds, 3000 to 3600000
+    bool bEventHighLight = false;
+    bool bShowNoMonitoringRight = true;
+    bool bShowNoConfig = true;
+    bool bStreamFromCamera = true;
+    bool bSaveProcessImage = false;
+    bool bMaxViewMode = true;
+    bool bEnableAudio = true;
+
+    // Reads all of them, and hands those that all channels share to the channels.
+    void Load(const COrvoRegistry& registry, std::string_view key);
+};
+
+}  // namespace kvmon

@@ -1,0 +1,124 @@
+#include "console/console_session.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+
+#include "channel/base_camera.h"
+#include "console/main_dlg.h"
+#include "persist/log_file.h"
+#include "persist/utilities.h"
+#include "platform/text.h"
+#include "server/kelvara_info.h"
+#include "server/resource_fetch.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr int kMaxStopTicks = 30;
+
+bool HaveAllServersStopped() {
+    for (int i = 0; i < GetServerCount(); ++i) {
+        if (GetServer(i)->IsRunning()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// A host as part of a file name.
+std::string FileNamePart(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [](char c) { return c == '/' || static_cast<unsigned char>(c) < ' '; },
+        '_');
+    return text;
+}
+
+}  // namespace
+
+ConsoleSession::~ConsoleSession() {
+    *m_bCleanerAbort = 1;
+}
+
+void ConsoleSession::AutoLogin(const std::string& user, const std::string& password) {
+    if (std::FILE* const file = std::fopen((GetDataFolder() + "/~Monitor.tmp").c_str(), "wb")) {
+        std::fclose(file);
+    }
+    m_dlg.SetTimer(kTimerLogin, 0);
+    if (CKelvaraInfo* const first = GetServer(0)) {
+        first->SetNotifyWnd(m_dlg.Handle());
+        first->SetNoRightReported(false);
+        first->StartGetKelvaraInfo(0, first->GetHost(), first->GetPort(), user, password, true);
+        OpenTraceFile(first->GetHost(), first->GetPort());
+    }
+    m_dlg.OnLogin();
+    m_dlg.Site().NotifyLogin(0);
+}
+
+void ConsoleSession::OpenTraceFile(const std::string& host, std::uint32_t port) {
+    const std::string folder = GetDataFolder() + "/DebugInfo";
+    if (!IsFolder(folder)) {
+        return;
+    }
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    LogFile().Open(FormatText("%s/%s-%u[%s].log", folder.c_str(), FileNamePart(host).c_str(), port,
+                              FormatTimeStamp(local).c_str()));
+}
+
+void ConsoleSession::StopServer(int server, bool bStopOnly) {
+    CKelvaraInfo& info = *GetServer(server);
+    for (int slot = 0; slot < info.GetCameraCount(); ++slot) {
+        StopAndRemoveCamera(server, slot);
+    }
+    info.SetCameraCount(0);
+    info.StopGetKelvaraInfo(false, bStopOnly);
+}
+
+void ConsoleSession::Logout(bool bStopOnly) {
+    m_dlg.View().Cells().DetachAll();
+    for (int i = 0; i < GetServerCount(); ++i) {
+        StopServer(i, bStopOnly);
+    }
+    m_dlg.Cameras().Clear();
+    m_nStopTicks = 0;
+    m_dlg.SetTimer(kTimerStopping, 1000);
+    m_dlg.ShowWaitDialog(true);
+}
+
+void ConsoleSession::OnLoginTimer() {
+    m_dlg.KillTimer(kTimerLogin);
+    m_dlg.ShowWaitDialog(false);
+    if (m_dlg.Cameras().GetCount() == 0) {
+        m_dlg.ShowWaitDialog(true);
+    }
+}
+
+void ConsoleSession::OnStoppingTimer() {
+    if (++m_nStopTicks > kMaxStopTicks || HaveAllServersStopped()) {
+        m_dlg.KillTimer(kTimerStopping);
+        m_dlg.ShowWaitDialog(false);
+    }
+}
+
+void ConsoleSession::CleanBrowserUserInfo() {
+    const CKelvaraInfo* const first = GetServer(0);
+    if (first == nullptr) {
+        return;
+    }
+    const std::string strURL =
+        FormatText("http://%s:%u/logomark.jpg", first->GetHost().c_str(), first->GetPort());
+    Trace("CMainDlg::CleanBrowserUserInfo: strURL=%s...\n", strURL.c_str());
+    if (m_cleaner.IsRunning()) {
+        return;  // one that asks the same server is on its way
+    }
+    m_cleaner.Wait(Milliseconds(0));
+    m_cleaner.Start("cleanuser", [strURL, abort = m_bCleanerAbort] {
+        std::vector<std::uint8_t> picture;
+        GetResourceFromURL(&picture, strURL, {}, {}, {}, false, abort.get());
+    });
+}
+
+}  // namespace kvmon

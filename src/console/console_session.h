@@ -1,0 +1,39 @@
+// Login and logout as the console carries them out.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/worker.h"
+
+namespace kvmon {
+
+class CMainDlg;
+
+class ConsoleSession {
+public:
+    explicit ConsoleSession(CMainDlg& dlg) : m_dlg(dlg) {}
+    ~ConsoleSession();
+
+    void AutoLogin(const std::string& user, const std::string& password);
+    // Stops everything without waiting for it, and watches the end with timer 1011.
+    void Logout(bool bStopOnly);
+
+    void OnLoginTimer();     // 1009
+    void OnStoppingTimer();  // 1011
+
+    // Overwrites the credentials that the system's HTTP client may keep for the first server, on a thread of
+    // its own.
+    void CleanBrowserUserInfo();
+
+private:
+    void OpenTraceFile(const std::string& host, std::uint32_t port);
+    void StopServer(int server, bool bStopOnly);
+
+    CMainDlg& m_dlg;
+    int m_nStopTicks = 0;
+    Worker m_cleaner;
+    std::shared_ptr<FlagWord> m_bCleanerAbort = std::make_shared<FlagWord>(0);
+};
+
+}  // namespace kvmon

@@ -1,0 +1,23 @@
+#include "console/fill_pattern.h"
+
+namespace kvmon {
+
+std::string FillPattern(const std::string& pattern, std::initializer_list<std::string> texts) {
+    std::string filled;
+    auto text = texts.begin();
+    for (std::size_t i = 0; i < pattern.size(); ++i) {
+        const bool bPlace = pattern[i] == '%' && i + 1 < pattern.size() &&
+                            (pattern[i + 1] == 's' || pattern[i + 1] == 'u' || pattern[i + 1] == 'd');
+        if (!bPlace) {
+            filled += pattern[i];
+            continue;
+        }
+        ++i;
+        if (text != texts.end()) {
+            filled += *text++;
+        }
+    }
+    return filled;
+}
+
+}  // namespace kvmon

@@ -1,0 +1,13 @@
+// Texts with places to fill in.
+#pragma once
+
+#include <initializer_list>
+#include <string>
+
+namespace kvmon {
+
+// The pattern with each "%s", "%u" or "%d" replaced by the next text. The pattern may come from a language
+// file, so that it is no format.
+std::string FillPattern(const std::string& pattern, std::initializer_list<std::string> texts);
+
+}  // namespace kvmon

@@ -1,0 +1,110 @@
+// The monitor console: the window that holds the wall and its panel.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "console/busy_state.h"
+#include "console/camera_list.h"
+#include "console/client_site.h"
+#include "console/console_controls.h"
+#include "console/console_messages.h"
+#include "console/console_options.h"
+#include "console/console_session.h"
+#include "console/server_binding.h"
+#include "console/view_controller.h"
+#include "skin/xskin_dialog.h"
+
+namespace kvmon {
+
+class WaitDialog;
+
+// One at a time. Every subject is a class of its own, owned here: the view, the binding of servers, the
+// session, the wait for cameras. User interface thread only; workers reach it through Handle().
+class CMainDlg : public CXSkinDialog {
+public:
+    // The site must outlive the console.
+    CMainDlg(ClientSite& site, QWidget* parent, std::uint16_t language);
+    // Stops all that still runs and waits for it. What does not end is abandoned after 3 seconds each, or
+    // when the limit for all waits at the program's end is reached.
+    ~CMainDlg() override;
+
+    // Creates the controls and the first server's entry. Once, after construction.
+    void OnInitDialog();
+    // Saves everything and stops everything; the last thing before the destructor.
+    void DestroyWindow();
+
+    void AutoLogin(const std::string& user, const std::string& password) {
+        m_session.AutoLogin(user, password);
+    }
+    void Logout(bool bStopOnly) { m_session.Logout(bStopOnly); }
+    // Command 1608.
+    void OnBtnLogout();
+    void SetDefServerName(const std::string& name) { m_strServerName = name; }
+    void SetHelpURL(const std::string& url) { m_strHelpURL = url; }
+
+    // Toggles the control's press, when there is one, and posts its command.
+    void PressButton(int id);
+
+    // --- what the parts of the console share
+    ClientSite& Site() { return m_site; }
+    ViewController& View() { return m_view; }
+    ServerBinding& Binding() { return m_binding; }
+    BusyState& Busy() { return m_busy; }
+    CameraList& Cameras() { return m_cameras; }
+    ConsoleControls& Controls() { return m_controls; }
+    const ConsoleOptions& Options() const { return m_options; }
+    // The settings key of this session; empty until the first server told its name.
+    const std::string& KeyName() const { return m_strKeyName; }
+    void SetKeyName(const std::string& key) { m_strKeyName = key; }
+    bool IsClosing() const { return m_bClosing; }
+    std::uint16_t GetLanguage() const { return m_language; }
+
+    void LoadSettings();
+    bool IsAudioChecked() const;
+    // All enabling that follows the state of the first server.
+    void OnLogin();
+    void ShowWaitDialog(bool bShow);
+    bool IsWaitDialogShown() const;
+    // A box that waits for nobody.
+    void ShowMessage(const std::string& text, const std::string& title);
+    void SetStaticText(int id, const std::string& text);
+    void FocusStyleButton();
+    void RefreshCursor();
+
+    int OnSkinODButtonNotify(int nId, int nCode, LParam lParam) override;
+
+protected:
+    void OnTimer(std::uint32_t id) override;
+    LParam OnMessage(std::uint32_t message, WParam wParam, LParam lParam) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+
+private:
+    void OnCommand(int id);
+    void OnDestroy();
+    void OnDoubleClick();
+    void SetAudio();
+    void SetStaticColour(int id, unsigned colour);
+    void ShowControl(int id, const ConsoleControls::State& state);
+
+    ClientSite& m_site;
+    const std::uint16_t m_language;
+    std::string m_strServerName;
+    std::string m_strHelpURL;
+    std::string m_strKeyName;
+    bool m_bClosing = false;
+    bool m_bDestroyed = false;
+    ConsoleOptions m_options;
+    ConsoleControls m_controls;
+    CameraList m_cameras;
+    ViewController m_view{*this};
+    ServerBinding m_binding{*this};
+    ConsoleSession m_session{*this};
+    BusyState m_busy{*this};
+    std::unique_ptr<WaitDialog> m_waitDialog;
+};
+
+}  // namespace kvmon

@@ -1,0 +1,333 @@
+#include "console/server_binding.h"
+
+#include "channel/base_camera.h"
+#include "channel/channel_messages.h"
+#include "console/fill_pattern.h"
+#include "console/main_dlg.h"
+#include "console/multi_server_list.h"
+#include "persist/log_file.h"
+#include "persist/orvo_registry.h"
+#include "persist/string_table.h"
+#include "server/kelvara_info.h"
+#include "server/nvr_status.h"
+#include "server/server_messages.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr int kPendingTimeMs = 30000;
+constexpr std::uint32_t kRefusalsShown = 6;   // more refused logins than this are told to the user
+constexpr std::uint32_t kFailuresShown = 11;  // more failures than this count as disconnected
+constexpr std::string_view kLocalKey = "__Local_";
+
+SavedServer DescribeServer(const CKelvaraInfo& info) {
+    return {info.GetServerName(), info.GetHost(),     info.GetPort(),
+            info.GetUser(),       info.GetPassword(), static_cast<std::uint32_t>(info.GetChannelCount())};
+}
+
+bool IsSameServer(const CKelvaraInfo& info, const SavedServer& saved) {
+    return info.GetHost() == saved.address && info.GetPort() == saved.port && info.GetUser() == saved.user;
+}
+
+bool IsListed(const SavedServer& saved) {
+    for (int i = 0; i < GetServerCount(); ++i) {
+        if (IsSameServer(*GetServer(i), saved)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+void ServerBinding::OnUpdateSvrInfo(std::uint32_t code, int server) {
+    switch (code) {
+        case WM_UPDATEVSINFO_CAMERACONN:
+            Trace("CMainDlg::OnUpdateSvrInfo: WM_UPDATEVSINFO_CAMERACONN...\n");
+            OnCameraConnection(server);
+            break;
+        case SUPPORT_HDCHART:
+            // The chart that would show the disk is not part of this console.
+            Trace("CMainDlg::OnUpdateSvrInfo: SUPPORT_HDCHART...\n");
+            break;
+        case WM_UPDATEVSINFO_CAMERASTATUS:
+            Trace("CMainDlg::OnUpdateSvrInfo: WM_UPDATEVSINFO_CAMERASTATUS...\n");
+            CopyStatus(server);
+            break;
+        case WM_UPDATEVSINFO_SERVERINFO:
+            Trace("CMainDlg::OnUpdateSvrInfo: WM_UPDATEVSINFO_SERVERINFO...\n");
+            OnServerInfo(server);
+            break;
+        default:
+            break;
+    }
+}
+
+void ServerBinding::OnServerInfo(int server) {
+    const CKelvaraInfo* const first = GetServer(0);
+    m_dlg.SetKeyName(first != nullptr ? KeyFromName(first->GetServerName()) : std::string(kLocalKey));
+    const CKelvaraInfo* const info = GetServer(server);
+    if (info == nullptr || server == m_nShownServer) {
+        return;
+    }
+    m_dlg.SetStaticText(kCtlServerName, info->GetServerName());
+    m_dlg.SetStaticText(kCtlServerModel, info->GetServerNameAndVersion());
+    m_nShownServer = server;
+    m_dlg.PostMessage(WM_UPDATEVSINFO, SUPPORT_HDCHART, server);
+}
+
+void ServerBinding::OnCameraConnection(int server) {
+    const CKelvaraInfo* const info = GetServer(server);
+    if (info == nullptr || !info->IsRunning()) {
+        return;
+    }
+    if (!m_bInitialised) {
+        m_dlg.LoadSettings();
+        LoadVSInfo();
+        m_bInitialised = true;
+        OnFirstConnection();
+    }
+    if (m_nPendingMask != 0) {
+        UpdateCameraTable(server);
+        m_nPendingMask &= ~PendingBit(server);
+        if (m_nPendingMask == 0) {
+            BuildView();
+        }
+        return;
+    }
+    m_dlg.ShowWaitDialog(false);
+    UpdateCamera(server);
+    m_dlg.OnLogin();
+}
+
+void ServerBinding::OnFirstConnection() {
+    if (m_nPendingMask != 0) {
+        m_dlg.SetTimer(kTimerPendingServers, kPendingTimeMs);
+    } else {
+        // The cameras come before the view, so that a stored single view finds its camera in the combo.
+        UpdateCameraTable(0);
+        BuildView();
+    }
+}
+
+void ServerBinding::BuildView() {
+    m_dlg.KillTimer(kTimerPendingServers);
+    m_dlg.ShowWaitDialog(false);
+    m_dlg.View().CreateVideoWnd();
+    m_dlg.View().UpdateChannelArray();
+    m_dlg.View().LoadViewState(m_dlg.KeyName());
+    m_dlg.FocusStyleButton();
+    m_nPendingMask = 0;
+    for (int i = 0; i < GetServerCount(); ++i) {
+        CopyStatus(i);
+    }
+    m_dlg.OnLogin();
+}
+
+ServerBinding::Changes ServerBinding::UpdateCameraTable(int server) {
+    Changes changes;
+    CKelvaraInfo* const info = GetServer(server);
+    if (info == nullptr || m_dlg.IsClosing()) {
+        return changes;
+    }
+    const std::vector<CameraSettings> settings = info->GetAllCameraSettings();
+    const int count = static_cast<int>(settings.size());
+    for (int slot = count; slot < info->GetCameraCount(); ++slot) {
+        RemoveCamera(server, slot);
+        changes.count = changes.list = true;
+    }
+    info->SetCameraCount(count);
+    for (int slot = 0; slot < count; ++slot) {
+        UpdateCameraSlot(*info, server, slot, settings[static_cast<std::size_t>(slot)], changes);
+    }
+    m_dlg.Cameras().UpdateCameraList(m_dlg.Options().bShowNoMonitoringRight, m_dlg.Options().bShowNoConfig);
+    return changes;
+}
+
+void ServerBinding::RemoveCamera(int server, int slot) {
+    if (const auto camera = GetServerCamera(server, slot)) {
+        m_dlg.View().Cells().Detach(camera.get());
+        StopAndRemoveCamera(server, slot);
+    }
+}
+
+void ServerBinding::UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, const CameraSettings& settings,
+                                     Changes& changes) {
+    const ConsoleOptions& options = m_dlg.Options();
+    auto camera = GetServerCamera(server, slot);
+    const bool bConfigured = info.GetStatus(slot, kStatusConfigured) != 0;
+    if ((settings.m_bMonitorRight == 0 && !options.bShowNoMonitoringRight) ||
+        (!bConfigured && !options.bShowNoConfig)) {
+        if (camera) {
+            RemoveCamera(server, slot);
+            changes.count = changes.list = true;
+        }
+        return;
+    }
+    if (camera && !(*camera == settings)) {
+        Trace("CMainDlg::UpdateCamera: Camera(%d) settings changed...\n", slot);
+        RemoveCamera(server, slot);
+        camera = nullptr;
+        changes.count = true;
+    }
+    if (!camera) {
+        camera = CreateCamera(&settings);
+        *camera = settings;
+        camera->SetConsoleWnd(m_dlg.Handle());
+        if (!info.SetCamera(slot, camera)) {
+            Trace("CMainDlg::UpdateCamera: SetCamera failed...\n");
+            return;
+        }
+        camera->StartCameraThreads();
+        changes.list = changes.count = changes.status = true;
+    }
+    const std::string name = info.GetChannelName(slot);
+    if (camera->GetCameraName() != name) {
+        camera->SetCameraName(name);
+        changes.name = true;
+    }
+    camera->Picture().SetMainOsdKelvaraString({});
+}
+
+void ServerBinding::UpdateCamera(int server) {
+    const Changes changes = UpdateCameraTable(server);
+    ViewController& view = m_dlg.View();
+    bool bRefresh = false;
+    if (changes.count) {
+        view.UpdateChannelArray();
+        bRefresh = true;
+    }
+    if (changes.list) {
+        bRefresh = view.OnCameraListChanged() || bRefresh;
+    } else if (changes.name && view.GetStyle() == VIEW_STYLE_SINGLE_1CH) {
+        view.InitPageComboBox(VIEW_STYLE_SINGLE_1CH);
+        bRefresh = true;
+    }
+    if (bRefresh) {
+        view.OnSelchangePage();
+    }
+    if (changes.status) {
+        CopyStatus(server);
+    }
+    if (changes.name) {
+        view.RepaintCaptions();
+    }
+}
+
+void ServerBinding::CopyStatus(int server) {
+    const CKelvaraInfo* const info = GetServer(server);
+    if (info == nullptr) {
+        return;
+    }
+    for (int slot = 0; slot < info->GetCameraCount(); ++slot) {
+        const auto camera = GetServerCamera(server, slot);
+        if (!camera) {
+            continue;
+        }
+        const auto word = [&](std::uint32_t mask) { return info->GetStatus(slot, mask); };
+        const bool bChanged = camera->SetStatusFlags(
+            {word(kStatusFirst), word(kStatusSecond), word(kStatusThird), word(kStatusFourth),
+             word(kStatusFifth), word(kStatusSixth), word(kStatusSeventh)});
+        if (bChanged) {
+            camera->GetVideoWnd().Post(kMsgCaptionRefresh, 0, 0);
+        }
+    }
+}
+
+void ServerBinding::OnGetVSInfoFailed(std::uint32_t code, int server) {
+    CKelvaraInfo* const info = GetServer(server);
+    if (info == nullptr) {
+        return;
+    }
+    info->RaiseErrorCount();
+    if (code == kFailedAuthorization) {
+        if (info->GetErrorCount() > kRefusalsShown && !info->IsNoRightReported()) {
+            OnAuthorizationFailed(*info, server);
+        }
+        return;
+    }
+    if (info->GetErrorCount() > kFailuresShown) {
+        for (int slot = 0; slot < info->GetCameraCount(); ++slot) {
+            if (const auto camera = GetServerCamera(server, slot)) {
+                camera->Picture().SetMainOsdKelvaraString(LoadString(57397));
+            }
+        }
+    }
+}
+
+void ServerBinding::OnAuthorizationFailed(CKelvaraInfo& info, int server) {
+    info.SetNoRightReported(true);
+    info.StopGetKelvaraInfo(false, false);
+    const auto text = [&](std::uint32_t id) {
+        return FillPattern(LoadString(id),
+                           {info.GetHost(), std::to_string(info.GetPort()), info.GetServerName()});
+    };
+    if (server == 0) {
+        m_dlg.ShowWaitDialog(false);
+        for (int i = 0; i < GetServerCount(); ++i) {
+            GetServer(i)->StopGetKelvaraInfo(false, false);
+        }
+        m_dlg.ShowMessage(text(5037), LoadString(5027));
+        m_dlg.OnBtnLogout();
+        return;
+    }
+    for (int slot = 0; slot < info.GetCameraCount(); ++slot) {
+        m_dlg.View().Cells().Detach(GetServerCamera(server, slot).get());
+    }
+    m_dlg.ShowMessage(text(5036), LoadString(5026));
+}
+
+void ServerBinding::OnBtnServerLis() {
+    for (int i = 0; i < GetServerCount(); ++i) {
+        CKelvaraInfo* const pGetVSInfo = GetServer(i);
+        if (i > 0) {
+            pGetVSInfo->SetIdx(i);
+        }
+        Trace("CMainDlg::OnBtnServerLis: pGetVSInfo->GetIdx() = %d\n", pGetVSInfo->GetIdx());
+        pGetVSInfo->SetNotifyWnd(m_dlg.Handle());
+        pGetVSInfo->StartGetKelvaraInfo(false);
+        m_dlg.PostMessage(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERACONN, i);
+        m_dlg.PostMessage(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERASTATUS, i);
+    }
+}
+
+void ServerBinding::LoadVSInfo() {
+    const CKelvaraInfo* const first = GetServer(0);
+    if (first == nullptr) {
+        return;
+    }
+    for (const SavedServer& saved : LoadServerList(Registry(), ServerIdentity(DescribeServer(*first)))) {
+        if (IsListed(saved)) {
+            continue;
+        }
+        const int idx = AddServer(saved.address, saved.port, saved.user, saved.password);
+        CKelvaraInfo* const info = GetServer(idx);
+        if (info == nullptr) {
+            continue;
+        }
+        info->SetNotifyWnd(m_dlg.Handle());
+        info->StartGetKelvaraInfo(false);
+        if (!saved.name.empty()) {
+            info->SetServerName(saved.name);
+        }
+        if (saved.channelCount != 0) {
+            info->SetChannelCount(static_cast<int>(std::min<std::uint32_t>(saved.channelCount, 128)));
+        }
+        m_nPendingMask |= PendingBit(idx);
+        Trace("CMainDlg::LoadVSInfo: idx=%d, uCameraCount=%u\n", idx, saved.channelCount);
+    }
+}
+
+void ServerBinding::SaveMultiServerInfo() {
+    if (!m_bInitialised) {
+        return;  // the stored list was never read: what is listed now does not replace it
+    }
+    std::vector<SavedServer> servers;
+    for (int i = 0; i < GetServerCount(); ++i) {
+        servers.push_back(DescribeServer(*GetServer(i)));
+    }
+    SaveServerList(Registry(), m_dlg.KeyName(), servers);
+}
+
+}  // namespace kvmon

@@ -1,0 +1,66 @@
+// From what the recorders tell to the list of cameras and the cells.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace kvmon {
+
+class CKelvaraInfo;
+struct CameraSettings;
+class CMainDlg;
+
+class ServerBinding {
+public:
+    explicit ServerBinding(CMainDlg& dlg) : m_dlg(dlg) {}
+
+    // Message 11323. Codes outside 1 to 4 are ignored.
+    void OnUpdateSvrInfo(std::uint32_t code, int server);
+    // Message 11322.
+    void OnGetVSInfoFailed(std::uint32_t code, int server);
+    // Timer 1016: builds the view, whether or not all stored servers have answered.
+    void BuildView();
+
+    // The first connection update was handled.
+    bool IsInitialised() const { return m_bInitialised; }
+    // The servers whose first answer the view waits for, a bit for each.
+    std::uint64_t GetPendingMask() const { return m_nPendingMask; }
+    // Restarts the servers after a change of options.
+    void OnBtnServerLis();
+    void SaveMultiServerInfo();
+
+private:
+    // What one pass over a server's cameras changed.
+    struct Changes {
+        bool list = false;
+        bool count = false;
+        bool name = false;
+        bool status = false;
+    };
+
+    void OnServerInfo(int server);
+    void OnCameraConnection(int server);
+    void OnFirstConnection();
+    void LoadVSInfo();
+    Changes UpdateCameraTable(int server);
+    void UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, const CameraSettings& settings,
+                          Changes& changes);
+    void UpdateCamera(int server);
+    void CopyStatus(int server);
+    void OnAuthorizationFailed(CKelvaraInfo& info, int server);
+    void RemoveCamera(int server, int slot);
+
+    CMainDlg& m_dlg;
+    int m_nShownServer = -1;
+    bool m_bInitialised = false;
+    std::uint64_t m_nPendingMask = 0;
+};
+
+// The bit of a server in the pending mask.
+constexpr std::uint64_t PendingBit(int server) {
+    // Of 32 bits, extended with its sign: the server with index 31 takes the upper half along.
+    return static_cast<std::uint64_t>(
+        static_cast<std::int64_t>(static_cast<std::int32_t>(1u << (static_cast<unsigned>(server) % 32))));
+}
+
+}  // namespace kvmon

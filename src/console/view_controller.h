@@ -1,0 +1,115 @@
+// The view: style, page and windows on show. Applies what the layout rules decide.
+#pragma once
+
+#include <QtCore/QPointer>
+#include <QtWidgets/QWidget>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "console/cell_pool.h"
+#include "console/channel_orders.h"
+#include "console/layout.h"
+
+class QComboBox;
+
+namespace kvmon {
+
+class CMainDlg;
+
+class ViewController {
+public:
+    explicit ViewController(CMainDlg& dlg);
+    ~ViewController();
+
+    CellPool& Cells() { return m_cells; }
+    ChannelOrders& Orders() { return m_orders; }
+    QComboBox& Combo() { return *m_combo; }
+    // 9 until the first style is chosen.
+    int GetStyle() const { return m_nStyle; }
+    ViewStyle CheckedStyle() const { return CheckedViewStyle(m_nStyle); }
+    // The style to return to after a wait.
+    int GetSavedStyle() const { return m_nSavedStyle; }
+    void SetSavedStyle(int style) { m_nSavedStyle = style; }
+    int GetShowableCount() const { return static_cast<int>(m_uShowableCameraCount); }
+
+    // 42 windows, 84 with more than one display. Once.
+    void CreateVideoWnd();
+    void UpdateChannelArray();
+
+    void ViewStyleChanged(int style, bool bUpdateButtons, bool bForce);
+    void RearrangeVideoWindowLocation();
+    void InitPageComboBox(ViewStyle style);
+    void OnSelchangePage();
+
+    // Commands 1651 to 1658.
+    void SelectStyle(ViewStyle style);
+    // An item of command 1659's menu.
+    void SelectCustomStyle(std::uint32_t customStyle);
+    void SetMaxViewMode(bool on);
+    // As SetMaxViewMode, before there is a view.
+    void LoadMaxViewMode(bool on) { m_bMaxViewMode = on; }
+    bool IsMaxViewMode() const { return m_bMaxViewMode; }
+    void ResetDisplayOrder();
+
+    // Messages 15792, 2060, 2061, 2062.
+    void OnVideoSizeChange(int channel);
+    void OnVideoWndMove(int channel, const QPoint& drop);
+    void GoToCamera(int channel);
+    void RepaintNeighbours(int window);
+    // A channel's name changed.
+    void RepaintCaptions();
+
+    // --- the active window
+    void ActivateWindow(CVideoWnd* window);
+    // By a press of the mouse: the cell's channel also becomes its page's active one.
+    void ActivateWindowAt(const QPoint& screen);
+
+    // The channel list changed: rebuilds the combo and says if the view has to be laid out again.
+    bool OnCameraListChanged();
+    // The camera selected in the single style's combo; -1 for none.
+    int GetSelectedChannel() const;
+
+    // --- other places for windows; none of the panels is owned
+    void SetFullScreenPanel(QWidget* panel) { m_fullScreen = panel; }
+    bool IsFullScreen() const { return m_fullScreen != nullptr; }
+    void SetSecondPanel(QWidget* panel);
+    bool HasSecondPanel() const { return m_second != nullptr; }
+    int GetDisplayCount() const { return HasSecondPanel() ? 2 : 1; }
+    // Brings the windows of the second display home. Whoever made the panel sees that it is no longer used.
+    void LeaveMultiDisplay();
+
+    // The console's size changed.
+    void SetConsoleSize(int width, int height);
+    const PixelRect& GetViewRectangle() const { return m_rcView; }
+
+    void SaveViewState(const std::string& key);
+    void LoadViewState(const std::string& key);
+
+private:
+    LayoutInput MakeLayoutInput();
+    void Apply(const LayoutPlan& plan);
+    void ApplyCell(const CellPlan& cell);
+    void ApplyStreams(const std::vector<StreamPlan>& streams);
+    void ForgetFrameSize(int channel);
+    void ShowCombo(bool bShow);
+    void FillWithCameras();
+    void FillWithPages(ViewStyle style);
+    bool IsMonitorable(int channel) const;
+
+    CMainDlg& m_dlg;
+    CellPool m_cells;
+    ChannelOrders m_orders;
+    std::unique_ptr<QComboBox> m_combo;
+    int m_nStyle = 9;
+    int m_nSavedStyle = 0;
+    PixelRect m_rcView;
+    bool m_bMaxViewMode = false;
+    std::uint32_t m_uShowableCameraCount = 0;
+    bool m_bUpperLimitWarned = false;
+    QPointer<QWidget> m_fullScreen;
+    QPointer<QWidget> m_second;
+    std::vector<int> m_comboChannels;  // for the time of one layout
+};
+
+}  // namespace kvmon

@@ -1,0 +1,144 @@
+// The page combo and the commands that choose a style or a page.
+#include <QtCore/QSignalBlocker>
+#include <QtWidgets/QComboBox>
+
+#include "channel/base_camera.h"
+#include "channel/video_wnd.h"
+#include "console/main_dlg.h"
+#include "console/view_controller.h"
+#include "persist/log_file.h"
+#include "persist/string_table.h"
+#include "platform/text.h"
+
+namespace kvmon {
+
+void ViewController::ShowCombo(bool bShow) {
+    m_combo->setVisible(bShow);
+}
+
+void ViewController::InitPageComboBox(ViewStyle style) {
+    const QSignalBlocker quiet(m_combo.get());
+    const int remembered = m_dlg.Cameras().FindChannel(m_cells.GetActiveCamera().get());
+    m_combo->clear();
+    if (style == VIEW_STYLE_PIP) {
+        ShowCombo(false);
+        return;
+    }
+    if (style == VIEW_STYLE_SINGLE_1CH) {
+        FillWithCameras();
+        m_combo->setCurrentIndex(remembered >= 0 ? m_combo->findData(remembered) : -1);
+    } else {
+        FillWithPages(style);
+    }
+    if (m_combo->currentIndex() < 0 && m_combo->count() > 0) {
+        m_combo->setCurrentIndex(0);
+    }
+    ShowCombo(m_combo->count() >= 2);
+    if (style == VIEW_STYLE_SINGLE_1CH && HasSecondPanel() && m_combo->count() < 2) {
+        LeaveMultiDisplay();
+    }
+}
+
+void ViewController::FillWithCameras() {
+    const CameraList& cameras = m_dlg.Cameras();
+    for (int n = 0; n < cameras.GetCount(); ++n) {
+        const auto camera = cameras.GetCameraByChannel(n);
+        if (!camera) {
+            continue;
+        }
+        const std::string name = camera->GetCameraName();
+        const ComboCandidate candidate{!name.empty(), camera->HasMonitorRight(), cameras.IsConfigured(n),
+                                       IsMonitorable(n)};
+        if (IsListedInCombo(candidate, m_dlg.Options().nShowViewTypeInSequentialMode)) {
+            m_combo->addItem(QString::fromStdString(name), n);
+        }
+    }
+}
+
+void ViewController::FillWithPages(ViewStyle style) {
+    CChannelArray& array = *m_orders.Find(style);
+    std::uint32_t page = array.GetCurPage();
+    if (HasSecondPanel() && page % 2 == 1) {
+        array.SetCurPage(--page);
+    }
+    const int pages = PageItemCount(GetShowableCount(), m_orders.PageSize(style), GetDisplayCount());
+    const std::string text = LoadString(4004);
+    for (int i = 1; i <= pages; ++i) {
+        m_combo->addItem(QString::fromStdString(FormatText("%s %d", text.c_str(), i)), i - 1);
+    }
+    const int selection = static_cast<int>(page) / GetDisplayCount();
+    m_combo->setCurrentIndex(selection < pages ? selection : -1);
+}
+
+void ViewController::OnSelchangePage() {
+    Trace("CMainDlg::OnSelchangePage: Enter...\n");
+    const auto selection = static_cast<std::uint32_t>(std::max(m_combo->currentIndex(), 0));
+    const std::uint32_t page = HasSecondPanel() ? selection * 2 : selection;
+    const ViewStyle style = CheckedStyle();
+    if (style == VIEW_STYLE_CUSTOM) {
+        m_orders.Custom().SetStyleAndPage(page, m_orders.Custom().GetStyle());
+    } else if (CChannelArray* const array = m_orders.Find(style)) {
+        array->SetCurPage(page);
+    }
+    ViewStyleChanged(m_nStyle, false, false);
+    m_dlg.RefreshCursor();
+    Trace("CMainDlg::OnSelchangePage: Leave...\n");
+}
+
+void ViewController::SelectStyle(ViewStyle style) {
+    const bool bOnePage = IsPageStyle(style) && GetShowableCount() <= m_orders.PageSize(style);
+    ShowCombo(style != VIEW_STYLE_PIP && !bOnePage);
+    if (style == VIEW_STYLE_PIP) {
+        LeaveMultiDisplay();
+    }
+    ViewStyleChanged(style, true, false);
+}
+
+void ViewController::SelectCustomStyle(std::uint32_t customStyle) {
+    Trace("CMainDlg::OnBtnChannelSetting: Style = %d\n", static_cast<int>(customStyle));
+    if (m_nStyle == VIEW_STYLE_CUSTOM && customStyle == m_orders.Custom().GetStyle()) {
+        return;
+    }
+    m_orders.Custom().SetStyleAndPage(0, customStyle);
+    ViewStyleChanged(VIEW_STYLE_CUSTOM, true, true);
+    InitPageComboBox(VIEW_STYLE_CUSTOM);
+}
+
+void ViewController::SetMaxViewMode(bool on) {
+    m_bMaxViewMode = on;
+    ViewStyleChanged(m_nStyle, false, false);
+}
+
+void ViewController::ResetDisplayOrder() {
+    m_orders.ResetOrder();
+    OnSelchangePage();
+}
+
+void ViewController::GoToCamera(int channel) {
+    if (m_nStyle == VIEW_STYLE_PIP) {
+        ShowCombo(true);
+        ActivateWindow(m_cells.Get(channel));
+        m_dlg.PressButton(kCtlFirstStyle);
+        return;
+    }
+    const int item = m_nStyle == VIEW_STYLE_SINGLE_1CH ? m_combo->findData(channel) : channel;
+    if (item >= 0) {
+        m_combo->setCurrentIndex(item);
+    }
+    OnSelchangePage();
+}
+
+bool ViewController::OnCameraListChanged() {
+    const int before = m_combo->currentIndex();
+    InitPageComboBox(CheckedStyle());
+    if (before >= 0 && before < m_combo->count()) {
+        m_combo->setCurrentIndex(before);
+        return false;
+    }
+    if (m_combo->count() > 0) {
+        m_combo->setCurrentIndex(0);
+    }
+    return true;
+}
+
+}  // namespace kvmon

@@ -1,0 +1,66 @@
+// The view as it is stored between sessions, under the key named after the first server.
+#include <QtWidgets/QComboBox>
+
+#include "channel/video_wnd.h"
+#include "console/main_dlg.h"
+#include "console/view_controller.h"
+#include "persist/orvo_registry.h"
+
+namespace kvmon {
+
+void ViewController::SaveViewState(const std::string& key) {
+    // Before the first view there is nothing to save but what was never shown.
+    if (key.empty() || m_cells.GetCount() == 0) {
+        return;
+    }
+    COrvoRegistry& registry = Registry();
+    const COrvoRegistry::Batch together(registry);
+    m_orders.Save(registry, key);
+    registry.WriteProfileInt(key, "ViewStyle", static_cast<std::uint32_t>(m_nStyle));
+    // The single style's page is the active window's camera, as its place in the combo.
+    const int page = m_nStyle == VIEW_STYLE_SINGLE_1CH
+                         ? m_combo->findData(m_dlg.Cameras().FindChannel(m_cells.GetActiveCamera().get()))
+                         : m_combo->currentIndex();
+    registry.WriteProfileInt(key, "PageIdx", static_cast<std::uint32_t>(page));
+    registry.WriteProfileInt(key, "MaxViewMode", m_bMaxViewMode ? 1 : 0);
+    ConsoleControls& controls = m_dlg.Controls();
+    registry.WriteProfileInt(key, "SequentialMode", controls.IsPressed(kCtlSequential) ? 1 : 0);
+    registry.WriteProfileInt(key, "EnableAudio", controls.IsPressed(kCtlAudio) ? 1 : 0);
+}
+
+void ViewController::LoadViewState(const std::string& key) {
+    const COrvoRegistry& registry = Registry();
+    m_orders.Load(registry, key);
+
+    const bool bManyCameras = GetShowableCount() >= 8;
+    std::uint32_t style = registry.GetProfileInt(key, "ViewStyle", bManyCameras ? 4 : 2);
+    if (bManyCameras) {
+        for (int id = StyleButtonId(VIEW_STYLE_6CH); id <= StyleButtonId(VIEW_STYLE_9CH); ++id) {
+            m_dlg.Controls().SetShown(id, true);
+        }
+        style = style >= kViewStyleCount ? 4 : style;
+    } else if (style > 2) {
+        style = 2;
+    }
+    const auto checked = static_cast<ViewStyle>(style);
+    ShowCombo(checked == VIEW_STYLE_SINGLE_1CH || checked == VIEW_STYLE_4CH);
+    if (registry.GetProfileInt(key, "SequentialMode", 0) == 1) {
+        m_dlg.Controls().SetPressed(kCtlSequential, true);
+    }
+    ViewStyleChanged(checked, true, true);
+
+    int item = -1;
+    if (checked == VIEW_STYLE_SINGLE_1CH) {
+        item = static_cast<int>(registry.GetProfileInt(key, "PageIdx", 0xFFFFFFFF));
+    } else if (CChannelArray* const array = m_orders.Find(checked)) {
+        item = static_cast<int>(array->GetCurPage()) / GetDisplayCount();
+    }
+    if (item >= 0 && item < m_combo->count()) {
+        m_combo->setCurrentIndex(item);
+        OnSelchangePage();
+    }
+    m_nSavedStyle = m_nStyle;
+    OnSelchangePage();
+}
+
+}  // namespace kvmon

@@ -1,0 +1,26 @@
+#include "control/auth_text.h"
+
+#include "persist/utilities.h"
+#include "platform/text.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr std::size_t kMaxBytes = 260;
+constexpr std::size_t kMaxCharacters = 520;
+
+}  // namespace
+
+std::optional<std::pair<std::string, std::string>> DecodeAuthText(std::string_view text) {
+    if (text.size() > kMaxBytes) {
+        return std::nullopt;
+    }
+    const std::string decoded = Base64Decode(text);
+    if (decoded.size() > kMaxBytes || Utf16Length(decoded) > kMaxCharacters) {
+        return std::nullopt;
+    }
+    return SplitBasicAuth(text, kMaxBytes + 1, kMaxBytes + 1);
+}
+
+}  // namespace kvmon

@@ -1,0 +1,111 @@
+#include "control/client.h"
+
+#include <QtGui/QPainter>
+#include <QtGui/QResizeEvent>
+
+namespace kvmon {
+
+class CTR450Client::Window final : public WindowBase {
+public:
+    Window(CTR450Client& client, QWidget* host) : WindowBase(host), m_client(client) {
+        setObjectName(QStringLiteral("control"));
+    }
+
+protected:
+    LParam OnMessage(std::uint32_t message, WParam wParam, LParam lParam) override {
+        switch (message) {
+            case WM_CLIENT_FIRE_EVENT:
+                m_client.Fire(wParam, static_cast<int>(lParam));
+                return 0;
+            case WM_CLIENT_GOTO_SERVER:
+                m_client.FireGotoServer(static_cast<int>(lParam));
+                return 0;
+            case kMsgSwitchLanguage:
+                m_client.m_impl.SwitchLanguage(static_cast<std::uint16_t>(lParam));
+                return 0;
+            default:
+                return WindowBase::OnMessage(message, wParam, lParam);
+        }
+    }
+
+    void resizeEvent(QResizeEvent* event) override {
+        WindowBase::resizeEvent(event);
+        m_client.m_impl.ChangeSize(width(), height());
+    }
+
+    void paintEvent(QPaintEvent*) override {
+        QPainter painter(this);
+        painter.fillRect(rect(), Qt::black);
+        if (!m_client.m_impl.HasMainDlg()) {
+            painter.setPen(Qt::white);
+            painter.drawText(rect(), Qt::AlignCenter,
+                             QStringLiteral("This control can't be run under inactivate mode."));
+        }
+    }
+
+private:
+    CTR450Client& m_client;
+};
+
+CTR450Client::CTR450Client() = default;
+
+CTR450Client::~CTR450Client() {
+    DestroyControlWindow();
+}
+
+WindowBase& CTR450Client::CreateControlWindow(QWidget* host) {
+    if (!m_window) {
+        m_window = std::make_unique<Window>(*this, host);
+        if (host != nullptr) {
+            m_window->resize(host->size());
+        }
+    }
+    m_impl.Create(*m_window);
+    return *m_window;
+}
+
+void CTR450Client::DestroyControlWindow() {
+    m_impl.Destroy();
+    m_window.reset();
+}
+
+WindowBase* CTR450Client::ControlWindow() {
+    return m_window.get();
+}
+
+std::size_t CTR450Client::Connect(ClientEvents* sink) {
+    m_sinks.push_back(sink);
+    return m_sinks.size() - 1;
+}
+
+void CTR450Client::Disconnect(std::size_t connection) {
+    if (connection < m_sinks.size()) {
+        m_sinks[connection] = nullptr;
+    }
+}
+
+void CTR450Client::Fire(WParam event, int value) {
+    using Raise = void (ClientEvents::*)(int);
+    static constexpr Raise kRaise[] = {&ClientEvents::OnLogin, &ClientEvents::OnLogout,
+                                       &ClientEvents::OnNeedGetNewVersion, &ClientEvents::OnChgLanguage,
+                                       &ClientEvents::OnGotoPage};
+    if (event >= std::size(kRaise)) {
+        return;
+    }
+    for (std::size_t i = 0; i < m_sinks.size(); ++i) {  // a sink may connect another
+        if (m_sinks[i] != nullptr) {
+            (m_sinks[i]->*kRaise[event])(value);
+        }
+    }
+}
+
+void CTR450Client::FireGotoServer(int value) {
+    const std::string url = m_impl.GetGotoServerText();
+    for (std::size_t i = 0; i < m_sinks.size(); ++i) {
+        if (m_sinks[i] != nullptr) {
+            m_sinks[i]->OnGotoServer(value, url);
+        }
+    }
+}
+
+}  // namespace kvmon

@@ -1,0 +1,45 @@
+// The control, as a host embeds it.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "control/client_events.h"
+#include "control/client_impl.h"
+
+namespace kvmon {
+
+// The host-facing side: a window of its own, and the connections that events go to. User interface thread
+// only.
+class CTR450Client {
+public:
+    CTR450Client();
+    ~CTR450Client();
+    CTR450Client(const CTR450Client&) = delete;
+    CTR450Client& operator=(const CTR450Client&) = delete;
+
+    CTR450ClientImpl& Impl() { return m_impl; }
+
+    // Makes the control's window in the host's, with the console in it. Properties come before.
+    WindowBase& CreateControlWindow(QWidget* host);
+    // Ends the session.
+    void DestroyControlWindow();
+    // Null before CreateControlWindow.
+    WindowBase* ControlWindow();
+
+    // Events go to the sinks in the order of their connection. Gives the connection's number.
+    std::size_t Connect(ClientEvents* sink);
+    void Disconnect(std::size_t connection);
+
+private:
+    class Window;
+    void Fire(WParam event, int value);
+    void FireGotoServer(int value);
+
+    CTR450ClientImpl m_impl;
+    std::unique_ptr<Window> m_window;
+    std::vector<ClientEvents*> m_sinks;  // null where a connection ended
+};
+
+}  // namespace kvmon

@@ -1,0 +1,145 @@
+#include "control/client_impl.h"
+
+#include <algorithm>
+
+#include "console/main_dlg.h"
+#include "control/auth_text.h"
+#include "control/help_url.h"
+
+namespace kvmon {
+
+namespace {
+
+// The languages whose texts this program has: the ones it was built with.
+std::uint16_t FindLanguageModule(std::uint16_t) {
+    return kLanguageEnglish;
+}
+
+}  // namespace
+
+CTR450ClientImpl::CTR450ClientImpl() = default;
+
+CTR450ClientImpl::~CTR450ClientImpl() {
+    Destroy();
+}
+
+void CTR450ClientImpl::SetServerPort(std::int32_t n) {
+    m_nServerPort = n > 0 && n < 65536 ? n : 80;
+}
+
+void CTR450ClientImpl::SetDefServerName(const std::string& name) {
+    m_strDefServerName = name;
+    if (m_pMainDlg) {
+        m_pMainDlg->SetDefServerName(name);
+    }
+}
+
+void CTR450ClientImpl::Create(WindowBase& window) {
+    m_window = &window;
+    m_language = FindLanguageModule(m_language);
+    if (m_pMainDlg) {
+        return;
+    }
+    m_pMainDlg = std::make_unique<CMainDlg>(*this, &window, m_language);
+    m_pMainDlg->OnInitDialog();
+    m_pMainDlg->SetHelpURL(MakeHelpURL(m_strHelpPath, m_strServerIP, GetServerPort(), m_language));
+    ChangeSize(window.width(), window.height());
+    m_pMainDlg->show();
+    if (m_nAutoStart != 0) {
+        AutoLogin(m_strAuthData);
+    }
+}
+
+void CTR450ClientImpl::Destroy() {
+    if (m_pMainDlg) {
+        m_pMainDlg->DestroyWindow();
+        m_pMainDlg.reset();
+    }
+    m_window = nullptr;
+}
+
+int CTR450ClientImpl::Login(const std::string& user, const std::string& password) {
+    if (!m_pMainDlg) {
+        return -1;
+    }
+    m_pMainDlg->AutoLogin(user, password);
+    return 0;
+}
+
+void CTR450ClientImpl::AutoLogin(const std::string& authText) {
+    if (const auto credential = DecodeAuthText(authText)) {
+        Login(credential->first, credential->second);
+    }
+}
+
+void CTR450ClientImpl::Logout() {
+    if (m_pMainDlg) {
+        m_pMainDlg->Logout(true);
+    }
+}
+
+void CTR450ClientImpl::ChangeSize(int width, int height) {
+    m_size = QSize(std::max(width, kMinConsoleWidth), std::max(height, kMinConsoleHeight));
+    if (m_pMainDlg) {
+        m_pMainDlg->setGeometry(QRect(QPoint(0, 0), m_size));
+    }
+}
+
+bool CTR450ClientImpl::SetLanguage(int number) {
+    SwitchLanguage(LanguageFromNumber(number));
+    return true;
+}
+
+void CTR450ClientImpl::SwitchLanguage(std::uint16_t langid) {
+    if (langid == m_language) {
+        return;
+    }
+    const bool bHadMainDlg = HasMainDlg();
+    const QPointer<WindowBase> window = m_window;
+    Destroy();
+    m_language = FindLanguageModule(langid);
+    if (bHadMainDlg && window) {
+        const QSize size = m_size;
+        Create(*window);
+        ChangeSize(size.width(), size.height());
+    }
+}
+
+void CTR450ClientImpl::PostEvent(ClientEvent event, int value) {
+    if (m_window) {
+        m_window->PostMessage(WM_CLIENT_FIRE_EVENT, static_cast<WParam>(event), value);
+    }
+}
+
+void CTR450ClientImpl::NotifyLogin(int n) {
+    PostEvent(ClientEvent::Login, n);
+}
+
+void CTR450ClientImpl::NotifyLogout(int n) {
+    PostEvent(ClientEvent::Logout, n);
+}
+
+void CTR450ClientImpl::NotifyNewVersion(int n) {
+    PostEvent(ClientEvent::NewVersion, n);
+}
+
+void CTR450ClientImpl::NotifyChangeLanguage(std::uint16_t langid) {
+    PostEvent(ClientEvent::ChangeLanguage, NumberFromLanguage(langid));
+    // The switch destroys the console, which is the caller: it comes from the control's window.
+    if (m_window) {
+        m_window->PostMessage(kMsgSwitchLanguage, 0, langid);
+    }
+}
+
+void CTR450ClientImpl::NotifyGotoPage(int n) {
+    PostEvent(ClientEvent::GotoPage, n);
+}
+
+void CTR450ClientImpl::NotifyGotoServer(int n, const std::string& text) {
+    m_strGotoServer = text;
+    if (m_window) {
+        m_window->SendMessage(WM_CLIENT_GOTO_SERVER, 0, n);
+    }
+}
+
+}  // namespace kvmon

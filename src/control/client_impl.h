@@ -1,0 +1,94 @@
+// The control's logic, whatever host is placed in front of it.
+#pragma once
+
+#include <QtCore/QPointer>
+#include <QtCore/QSize>
+#include <memory>
+#include <string>
+
+#include "console/client_site.h"
+#include "control/languages.h"
+#include "skin/window_base.h"
+
+namespace kvmon {
+
+class CMainDlg;
+
+// Messages to the control's own window.
+inline constexpr std::uint32_t WM_CLIENT_FIRE_EVENT = 1025;   // wParam event, lParam its value
+inline constexpr std::uint32_t WM_CLIENT_GOTO_SERVER = 1026;  // sent; lParam is the event's value
+inline constexpr std::uint32_t kMsgSwitchLanguage = 1125;     // lParam language identifier
+
+// Values of wParam of WM_CLIENT_FIRE_EVENT.
+enum class ClientEvent : WParam { Login = 0, Logout = 1, NewVersion = 2, ChangeLanguage = 3, GotoPage = 4 };
+
+// User interface thread only.
+class CTR450ClientImpl final : public ClientSite {
+public:
+    CTR450ClientImpl();
+    ~CTR450ClientImpl() override;
+
+    // --- properties. Taken over when the console is created.
+    void SetAuthData(const std::string& text) { m_strAuthData = text; }
+    const std::string& GetAuthData() const { return m_strAuthData; }
+    void SetServerIP(const std::string& text) { m_strServerIP = text; }
+    std::string GetServerIP() const override { return m_strServerIP; }
+    // 80 for a number that is no port.
+    void SetServerPort(std::int32_t n);
+    // The number as it stands.
+    void PutServerPort(std::int32_t n) { m_nServerPort = n; }
+    std::uint32_t GetServerPort() const override { return static_cast<std::uint32_t>(m_nServerPort); }
+    void SetAutoStart(std::int32_t n) { m_nAutoStart = n; }
+    std::int32_t GetAutoStart() const { return m_nAutoStart; }
+    void SetDefServerName(const std::string& name);
+    std::string GetDefServerName() const override { return m_strDefServerName; }
+    void SetHelpPath(const std::string& path) { m_strHelpPath = path; }
+    const std::string& GetHelpPath() const { return m_strHelpPath; }
+    // True, also for a number that is no language: that is English. The console is made anew.
+    bool SetLanguage(int number);
+    int GetLanguage() const { return NumberFromLanguage(m_language); }
+    std::uint16_t GetLanguageId() const { return m_language; }
+
+    // --- session
+    // Builds the console in the control's window and logs in if it is to start by itself. Nothing when there
+    // is a console.
+    void Create(WindowBase& window);
+    // Ends the session and the console; returns within seconds whatever the network does.
+    void Destroy();
+    bool HasMainDlg() const { return m_pMainDlg != nullptr; }
+    CMainDlg* MainDlg() { return m_pMainDlg.get(); }
+    // -1 without a console.
+    int Login(const std::string& user, const std::string& password);
+    // Text that is no credential is ignored.
+    void AutoLogin(const std::string& authText);
+    void Logout();
+    void ChangeSize(int width, int height);
+    QSize GetSize() const { return m_size; }
+    const std::string& GetGotoServerText() const { return m_strGotoServer; }
+    void SwitchLanguage(std::uint16_t langid);
+
+    // --- ClientSite
+    void NotifyLogin(int n) override;
+    void NotifyLogout(int n) override;
+    void NotifyNewVersion(int n) override;
+    void NotifyChangeLanguage(std::uint16_t langid) override;
+    void NotifyGotoPage(int n) override;
+    void NotifyGotoServer(int n, const std::string& text) override;
+
+private:
+    void PostEvent(ClientEvent event, int value);
+
+    std::string m_strAuthData;
+    std::string m_strServerIP = "127.0.0.1";
+    std::int32_t m_nServerPort = 80;
+    std::int32_t m_nAutoStart = 0;
+    std::string m_strDefServerName;
+    QPointer<WindowBase> m_window;
+    std::unique_ptr<CMainDlg> m_pMainDlg;
+    QSize m_size;
+    std::string m_strHelpPath;
+    std::string m_strGotoServer;
+    std::uint16_t m_language = kLanguageNone;
+};
+
+}  // namespace kvmon

@@ -1,0 +1,101 @@
+// z_status.cgi: disk, recording state and names of the channels.
+#include "persist/log_file.h"
+#include "persist/utilities.h"
+#include "server/document_errors.h"
+#include "server/document_reader.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr std::uint32_t kHeaderLineMs = 3000;
+constexpr std::uint32_t kNameMs = 1000;
+constexpr std::size_t kMaxName = 1024;  // UTF-16 units
+constexpr unsigned kUtf8 = 65001;
+
+DiskInfoError OpenDocument(ServerWorker& worker, DocumentReader& reader) {
+    const ConnectInfo connect = worker.GetConnectInfo();
+    const std::string request = FormatText(
+        "GET %s/z_status.cgi?user=%s HTTP/1.0\r\nUser-Agent: Monitor\r\nHost: %s\r\n"
+        "Connection:Keep-Alive\r\nAuthorization: Basic %s\r\n\r\n",
+        worker.CgiRoot().c_str(), connect.szUser.c_str(), connect.szHost.c_str(),
+        connect.szBase64Auth.c_str());
+    if (request.size() > kMaxRequest) {
+        return DiskInfoError::RequestTooLong;
+    }
+    if (!reader.Create()) {
+        return DiskInfoError::Create;
+    }
+    reader.budget = 13000;
+    if (!reader.Connect(connect)) {
+        return DiskInfoError::Connect;
+    }
+    if (!reader.Send(request)) {
+        return DiskInfoError::Send;
+    }
+    // Whatever the status is, the body is read.
+    return reader.ReadLine() ? DiskInfoError::None : DiskInfoError::StatusLine;
+}
+
+// Goes to the first line behind the blank ones. If the reads end before, Line() is what came last.
+void FindDiskLine(DocumentReader& reader) {
+    bool blankSeen = false;
+    while (!reader.ReadTooMuch() && reader.ReadLine(kHeaderLineMs)) {
+        const bool blank = IsBlankLine(reader.Line());
+        if (blankSeen && !blank) {
+            return;
+        }
+        blankSeen = blankSeen || blank;
+    }
+}
+
+void TraceLine(const ServerWorker& worker, const char* name, std::string_view line) {
+    Trace("CKelvaraInfo::GetNvrDiskInfo: m_nIdx=%d, lpszRecvBuf(%s)=", worker.m_nIdx.load(), name);
+    LogFile().TraceRaw(true, line);
+}
+
+void ReadNames(const ServerWorker& worker, DocumentReader& reader, CNvrStatus& status) {
+    for (std::int32_t channel = 0; channel < status.m_nChannelCount && !worker.IsStopped(); ++channel) {
+        // A name that does not come stays empty.
+        reader.ReadLine(kNameMs);
+        const auto index = static_cast<std::size_t>(channel);
+        if (index < status.m_VideoSettingList.size()) {
+            const std::string name = WideFromCodePage(kUtf8, TrimRight(reader.Line(), "\n"));
+            status.m_VideoSettingList[index].m_strChannelName = Utf16Left(name, kMaxName);
+        }
+    }
+}
+
+DiskInfoError ReadDiskInfo(ServerWorker& worker, CNvrStatus& status) {
+    DocumentReader reader(worker);
+    if (const DiskInfoError error = OpenDocument(worker, reader); error != DiskInfoError::None) {
+        return error;
+    }
+    FindDiskLine(reader);
+    TraceLine(worker, "Disk", reader.Line());
+    ParseDiskLine(reader.Line(), status);
+    if (!reader.ReadLine()) {
+        return DiskInfoError::RecordingLine;
+    }
+    TraceLine(worker, "Recording", reader.Line());
+    const RecordingLine result = ParseRecordingLine(reader.Line(), status);
+    if (result != RecordingLine::Good) {
+        return static_cast<DiskInfoError>(result);
+    }
+    ReadNames(worker, reader, status);
+    // Names that a stop cut off must not be published.
+    return worker.IsStopped() ? DiskInfoError::RecordingLine : DiskInfoError::None;
+}
+
+}  // namespace
+
+bool ServerWorker::GetNvrDiskInfo(CNvrStatus& status, std::uint32_t* pdwErrorCode) {
+    const DiskInfoError error = ReadDiskInfo(*this, status);
+    *pdwErrorCode = static_cast<std::uint32_t>(error);
+    if (error != DiskInfoError::None) {
+        Trace("CKelvaraInfo::GetNvrDiskInfo: m_nIdx=%d, %s...\n", m_nIdx.load(), ErrorText(error));
+    }
+    return error == DiskInfoError::None;
+}
+
+}  // namespace kvmon

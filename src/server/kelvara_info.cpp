@@ -1,0 +1,326 @@
+#include "server/kelvara_info.h"
+
+#include <algorithm>
+
+#include "persist/log_file.h"
+#include "server/server_documents.h"
+#include "server/server_worker.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr Milliseconds kForcedStart{500};
+constexpr Milliseconds kLongStop{3000};
+constexpr Milliseconds kShortStop{100};
+constexpr Milliseconds kStopRound{50};
+
+// What the traces show for a thread and an event: whether there is one.
+unsigned Handle(bool exists) {
+    return exists ? 1 : 0;
+}
+
+const CVideoSetting* Channel(const CNvrStatus& status, int nCh) {
+    const auto& list = status.m_VideoSettingList;
+    const bool inRange = nCh >= 0 && static_cast<std::size_t>(nCh) < list.size();
+    return inRange ? &list[static_cast<std::size_t>(nCh)] : nullptr;
+}
+
+bool Has(const CNvrStatus& status, int nCh, std::uint32_t mask) {
+    const CVideoSetting* const setting = Channel(status, nCh);
+    return setting != nullptr && setting->Status(mask) != 0;
+}
+
+}  // namespace
+
+CKelvaraInfo::CKelvaraInfo(Clock& clock) : m_clock(clock), m_worker(std::make_shared<ServerWorker>(clock)) {}
+
+CKelvaraInfo::~CKelvaraInfo() {
+    Trace("CKelvaraInfo::~CKelvaraInfo: Enter, m_nIdx=%d, m_hGetKelvaraInfoThread=0x%x...\n", GetIdx(),
+          Handle(m_hGetKelvaraInfoThread.IsHeld()));
+    StopGetKelvaraInfo(false, true);
+    StopGetKelvaraInfo(true, false);
+    Trace("CKelvaraInfo::~CKelvaraInfo: Leave...\n");
+}
+
+std::shared_ptr<ServerWorker> CKelvaraInfo::Shared() const {
+    const std::lock_guard lock(m_csWorker);
+    return m_worker;
+}
+
+void CKelvaraInfo::SetConnectInfo(int nIdx, const std::string& host, std::uint32_t nPort,
+                                  const std::string& user, const std::string& password) {
+    Shared()->SetConnectInfo(nIdx, host, nPort, user, password);
+}
+
+// The thread's end is waited for in real time, whatever clock it runs on.
+bool CKelvaraInfo::WaitForEnd(Milliseconds limit) {
+    const auto worker = Shared();
+    for (Milliseconds left = limit; left > Milliseconds(0); left -= kStopRound) {
+        if (m_hGetKelvaraInfoThread.Wait(std::min(left, kStopRound))) {
+            return true;
+        }
+        // A connection may have been begun behind the request's back.
+        worker->ShutdownConnections();
+    }
+    return false;
+}
+
+void CKelvaraInfo::AbandonThread(const char* method) {
+    Trace("CKelvaraInfo::%s: TerminateThread, m_nIdx=%d...\n", method, GetIdx());
+    m_hGetKelvaraInfoThread.Abandon();
+    // The thread keeps the old state, which tells nobody anything more.
+    const auto fresh = std::make_shared<ServerWorker>(m_clock);
+    fresh->TakeOver(*Shared());
+    const std::lock_guard lock(m_csWorker);
+    m_worker = fresh;
+}
+
+void CKelvaraInfo::StartGetKelvaraInfo(bool bForce) {
+    Trace("CKelvaraInfo::StartGetKelvaraInfo: Enter, m_nIdx=%d...\n", GetIdx());
+    if (m_hGetKelvaraInfoThread.IsHeld()) {
+        if (bForce) {
+            Shared()->RequestStop();
+            if (!WaitForEnd(kForcedStart)) {
+                AbandonThread("StartGetKelvaraInfo");
+            }
+        } else if (!m_hGetKelvaraInfoThread.Wait(Milliseconds(0))) {
+            Shared()->AbortTransactions();
+            return;
+        }
+    }
+    const auto worker = Shared();
+    Trace("CKelvaraInfo::StartGetKelvaraInfo: m_hExitEvent=0x%x...\n", Handle(true));
+    worker->PrepareStart();
+    m_hGetKelvaraInfoThread.Start("server", [worker] { worker->GetKelvaraInfoFunc(); });
+    Trace("CKelvaraInfo::StartGetKelvaraInfo: AfxBeginThread, m_nIdx=%d, m_hGetKelvaraInfoThread=0x%x....\n",
+          GetIdx(), Handle(m_hGetKelvaraInfoThread.IsHeld()));
+}
+
+void CKelvaraInfo::StartGetKelvaraInfo(int nIdx, const std::string& host, std::uint32_t nPort,
+                                       const std::string& user, const std::string& password, bool bForce) {
+    SetConnectInfo(nIdx, host, nPort, user, password);
+    StartGetKelvaraInfo(bForce);
+}
+
+bool CKelvaraInfo::StopGetKelvaraInfo(bool bWait, bool bNoStopFlag) {
+    Trace("CKelvaraInfo::StopGetKelvaraInfo: Enter, m_nIdx=%d, m_hGetKelvaraInfoThread=0x%x...\n", GetIdx(),
+          Handle(m_hGetKelvaraInfoThread.IsHeld()));
+    if (!m_hGetKelvaraInfoThread.IsHeld()) {
+        return true;
+    }
+    const auto worker = Shared();
+    worker->RequestStop();
+    worker->m_bStopSilently = !bNoStopFlag;
+    if (WaitForEnd(bWait ? kLongStop : kShortStop)) {
+        return true;
+    }
+    if (!bWait) {
+        return false;
+    }
+    AbandonThread("StopGetKelvaraInfo");
+    return true;
+}
+
+void CKelvaraInfo::SetNotifyWnd(WindowHandle hWnd) {
+    Shared()->SetNotifyWnd(std::move(hWnd));
+}
+
+bool CKelvaraInfo::IsRunning() const {
+    return m_hGetKelvaraInfoThread.IsRunning();
+}
+
+int CKelvaraInfo::GetIdx() const {
+    return Shared()->m_nIdx;
+}
+
+void CKelvaraInfo::SetIdx(int nIdx) {
+    Shared()->m_nIdx = nIdx;
+}
+
+std::string CKelvaraInfo::GetHost() const {
+    return Shared()->GetConnectInfo().szHost.Str();
+}
+
+std::uint32_t CKelvaraInfo::GetPort() const {
+    return Shared()->GetConnectInfo().nPort;
+}
+
+std::string CKelvaraInfo::GetUser() const {
+    return Shared()->GetConnectInfo().szUser.Str();
+}
+
+std::string CKelvaraInfo::GetPassword() const {
+    return Shared()->GetConnectInfo().szPassword.Str();
+}
+
+std::string CKelvaraInfo::GetUserAtHost() const {
+    const ConnectInfo connect = Shared()->GetConnectInfo();
+    return FormatText("%s@%s:%u", connect.szUser.c_str(), connect.szHost.c_str(), connect.nPort);
+}
+
+std::string CKelvaraInfo::GetServerName() const {
+    return Shared()->WithStatus([](const CNvrStatus& status) { return status.m_strServerName; });
+}
+
+void CKelvaraInfo::SetServerName(const std::string& name) {
+    Shared()->ChangeStatus([&](CNvrStatus& status) { status.m_strServerName = name; });
+}
+
+std::string CKelvaraInfo::GetServerNameAndVersion() const {
+    return Shared()->WithStatus([](const CNvrStatus& status) {
+        return FormatText("%s(%s)", status.m_strServerName.c_str(), status.strServerVersion.c_str());
+    });
+}
+
+std::string CKelvaraInfo::GetServerVersion() const {
+    return Shared()->WithStatus([](const CNvrStatus& status) { return status.strServerVersion; });
+}
+
+std::string CKelvaraInfo::GetServerBuild() const {
+    return Shared()->WithStatus([](const CNvrStatus& status) { return status.strServerBuild; });
+}
+
+void CKelvaraInfo::GetDiskInfo(int* pnStatus, int* pnUsed, std::string& strSize, std::string& strUnit) const {
+    Shared()->WithStatus([&](const CNvrStatus& status) {
+        *pnStatus = status.m_nDiskStatus;
+        *pnUsed = status.m_nDiskUsed;
+        strSize = status.m_strDiskSize;
+        strUnit = status.m_strDiskUnit;
+    });
+}
+
+bool CKelvaraInfo::GetCameraSetting(int nCh, CameraSettings* pSetting) const {
+    return Shared()->WithStatus([&](const CNvrStatus& status) {
+        const CVideoSetting* const setting = Channel(status, nCh);
+        if (setting != nullptr) {
+            *pSetting = setting->ToCameraSettings();
+        }
+        return setting != nullptr;
+    });
+}
+
+std::vector<CameraSettings> CKelvaraInfo::GetAllCameraSettings() const {
+    return Shared()->WithStatus([](const CNvrStatus& status) {
+        std::vector<CameraSettings> settings;
+        settings.reserve(status.m_VideoSettingList.size());
+        for (const CVideoSetting& setting : status.m_VideoSettingList) {
+            settings.push_back(setting.ToCameraSettings());
+        }
+        return settings;
+    });
+}
+
+int CKelvaraInfo::GetChannelCount() const {
+    return Shared()->WithStatus([](const CNvrStatus& status) { return status.m_nChannelCount; });
+}
+
+void CKelvaraInfo::SetChannelCount(int nCount) {
+    Shared()->ChangeStatus([&](CNvrStatus& status) { status.m_nChannelCount = nCount; });
+}
+
+bool CKelvaraInfo::IsChannelVisible(int nCh, bool bShowUnconfigured, bool bShowNoRight) const {
+    return Shared()->WithStatus([&](const CNvrStatus& status) {
+        if (nCh < 0 || nCh >= status.m_nChannelCount) {
+            return false;
+        }
+        if (!Has(status, nCh, kStatusConfigured)) {
+            return bShowUnconfigured;
+        }
+        return bShowNoRight || Has(status, nCh, kStatusMonitorRight);
+    });
+}
+
+int CKelvaraInfo::CountChannels(bool bConfiguredAndNoRight, bool bConfiguredOnly) const {
+    return Shared()->WithStatus([&](const CNvrStatus& status) {
+        if (bConfiguredAndNoRight && bConfiguredOnly) {
+            return status.m_nChannelCount;
+        }
+        int count = 0;
+        for (int i = 0; i < status.m_nChannelCount; ++i) {
+            const bool configured = Has(status, i, kStatusConfigured);
+            const bool right = Has(status, i, kStatusMonitorRight);
+            const bool counts = bConfiguredAndNoRight ? !configured || right
+                                : bConfiguredOnly     ? configured
+                                                      : configured && right;
+            count += counts ? 1 : 0;
+        }
+        return count;
+    });
+}
+
+std::string CKelvaraInfo::GetChannelName(int nCh) const {
+    return Shared()->WithStatus([&](const CNvrStatus& status) {
+        const CVideoSetting* const setting = Channel(status, nCh);
+        return setting != nullptr ? setting->m_strChannelName : std::string();
+    });
+}
+
+std::uint32_t CKelvaraInfo::GetStatus(int nCh, std::uint32_t nMask) const {
+    return Shared()->WithStatus([&](const CNvrStatus& status) {
+        const CVideoSetting* const setting = Channel(status, nCh);
+        return setting != nullptr ? setting->Status(nMask) : 0;
+    });
+}
+
+std::shared_ptr<ServerCamera> CKelvaraInfo::GetCamera(int nCh) const {
+    const std::lock_guard lock(m_csCameras);
+    const bool inRange = nCh >= 0 && static_cast<std::size_t>(nCh) < m_Cameras.size();
+    return inRange ? m_Cameras[static_cast<std::size_t>(nCh)] : nullptr;
+}
+
+bool CKelvaraInfo::SetCamera(int nCh, std::shared_ptr<ServerCamera> pCamera) {
+    std::shared_ptr<ServerCamera> replaced;  // goes outside the lock
+    const std::lock_guard lock(m_csCameras);
+    if (nCh < 0 || static_cast<std::size_t>(nCh) >= m_Cameras.size()) {
+        return false;
+    }
+    replaced = std::exchange(m_Cameras[static_cast<std::size_t>(nCh)], std::move(pCamera));
+    return true;
+}
+
+int CKelvaraInfo::GetCameraCount() const {
+    const std::lock_guard lock(m_csCameras);
+    return static_cast<int>(m_Cameras.size());
+}
+
+void CKelvaraInfo::SetCameraCount(int nCount) {
+    const auto count = static_cast<std::size_t>(std::clamp(nCount, 0, kMaxChannels));
+    std::vector<std::shared_ptr<ServerCamera>> dropped;  // goes outside the lock
+    const std::lock_guard lock(m_csCameras);
+    while (m_Cameras.size() > count) {
+        dropped.push_back(std::move(m_Cameras.back()));
+        m_Cameras.pop_back();
+    }
+    m_Cameras.resize(count);
+}
+
+std::uint32_t CKelvaraInfo::GetErrorCount() const {
+    return Shared()->m_dwErrorCount;
+}
+
+void CKelvaraInfo::RaiseErrorCount() {
+    ++Shared()->m_dwErrorCount;
+}
+
+bool CKelvaraInfo::IsNoRightReported() const {
+    return Shared()->m_bNoRightReported;
+}
+
+void CKelvaraInfo::SetNoRightReported(bool bReported) {
+    Shared()->m_bNoRightReported = bReported;
+}
+
+bool CKelvaraInfo::LogoutServer() {
+    return Shared()->LogoutServer();
+}
+
+bool CKelvaraInfo::GetServerTime() {
+    return Shared()->GetServerTime();
+}
+
+std::int64_t CKelvaraInfo::GetServerTimeOffset() const {
+    return Shared()->m_nTimeOffset;
+}
+
+}  // namespace kvmon

@@ -1,0 +1,201 @@
+// The notification connection: one line a change, and the queries that each asks for.
+#include <array>
+#include <limits>
+
+#include "persist/log_file.h"
+#include "server/document_reader.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr std::uint32_t kGiveUpAfter = 11;
+// Two failures carry the number of the message in place of a code; the console takes any code.
+constexpr std::uint32_t kFailedRefresh = WM_GETVSINFO_FAILED;
+
+// One query of a refresh.
+struct Step {
+    const char* name;
+    bool (ServerWorker::*query)(CNvrStatus&, std::uint32_t*);
+    std::uint32_t code;
+    bool firstServerOnly;
+};
+
+constexpr Step kDiskSteps[] = {
+    {"GetNvrDiskInfo", &ServerWorker::GetNvrDiskInfo, kFailedDiskInfo, true},
+};
+constexpr Step kAllSteps[] = {
+    {"GetNvrVsConcInfo", &ServerWorker::GetNvrVsConcInfo, kFailedConcInfo, false},
+    {"GetNvrDiskInfo", &ServerWorker::GetNvrDiskInfo, kFailedRefresh, true},
+    {"GetExtInfo", &ServerWorker::GetExtInfo, kFailedRefresh, false},
+    {"GetControlAuth", &ServerWorker::GetControlAuth, kFailedControlAuth, false},
+};
+
+class NotifyLoop {
+public:
+    NotifyLoop(ServerWorker& worker, CNvrStatus& status) : m_worker(worker), m_status(status) {}
+
+    // Runs until the connection has to end.
+    void Run(CHttpTran& tran) {
+        // Every connection begins with a full refresh, for what happened while there was none.
+        std::string_view line = "2\n";
+        std::array<char, 1024> buffer;
+        while (HandleAndPublish(line)) {
+            if (m_nTimeoutCount != 0) {
+                if (!tran.Send("\n", nullptr)) {
+                    return;
+                }
+                m_nTimeoutCount = 0;
+            }
+            std::uint32_t dwTimeout = 500;
+            std::size_t length = buffer.size();
+            const NotifyLine nRes = tran.ReadNotifyLine(buffer.data(), &length, &dwTimeout);
+            if (nRes == NotifyLine::TimedOut) {
+                ++m_nTimeoutCount;
+            } else if (nRes != NotifyLine::Line) {
+                Trace("CKelvaraInfo::GetNotifyInfo: m_nIdx=%d, Get notify.cgi broken(nRes = %d).\n",
+                      m_worker.m_nIdx.load(), static_cast<int>(nRes));
+                return;
+            }
+            if (WaitRetryFailed()) {
+                return;
+            }
+            line = {buffer.data(), nRes == NotifyLine::Line ? length + 1 : length};
+        }
+    }
+
+private:
+    // The pause after each line. True if it was cut short, or a stop is asked for.
+    bool WaitRetryFailed() {
+        return WaitRetry(m_worker.GetClock(), m_worker.m_hExitEvent, m_worker.m_bHttpTranFlag,
+                         m_dwErrorCount) ||
+               m_worker.IsStopped();
+    }
+
+    bool HandleAndPublish(std::string_view line) {
+        m_bRefreshOk = false;
+        if (!line.empty()) {
+            HandleLine(line);
+        }
+        if (m_bRefreshOk) {
+            m_dwErrorCount = 0;
+            if (m_worker.UpdateServerInfo(m_status)) {
+                m_worker.m_dwErrorCount = 0;
+            }
+        }
+        return !m_bDone;
+    }
+
+    void HandleLine(std::string_view line) {
+        if (line == "1\n") {
+            Refresh(kDiskSteps);
+        } else if (line == "2\n") {
+            Refresh(kAllSteps);
+        } else if (line == "3\n") {
+            Trace("CKelvaraInfo::GetNotifyInfo: m_nIdx=%d, Server send shutdown notify.\n",
+                  m_worker.m_nIdx.load());
+            m_bDone = true;
+        }
+    }
+
+    // Tries until it succeeds, has failed too often or a stop is asked for.
+    void Refresh(std::span<const Step> steps) {
+        for (;;) {
+            m_bRefreshOk = RunSteps(steps);
+            if (m_bRefreshOk) {
+                return;
+            }
+            if (m_dwErrorCount > kGiveUpAfter) {
+                m_bDone = true;
+                return;
+            }
+            if (WaitRetryFailed()) {
+                return;
+            }
+        }
+    }
+
+    bool RunSteps(std::span<const Step> steps) {
+        for (const Step& step : steps) {
+            std::uint32_t dwErrorCode = 0;
+            if ((m_worker.*step.query)(m_status, &dwErrorCode)) {
+                continue;
+            }
+            ++m_dwErrorCount;
+            Trace(
+                "CKelvaraInfo::GetNotifyInfo: %s failed, m_nIdx=%d, m_dwErrorCount=%d, dwErrorCode=%d, "
+                "dwErrorCount=%d...\n",
+                step.name, m_worker.m_nIdx.load(), static_cast<int>(m_worker.m_dwErrorCount),
+                static_cast<int>(dwErrorCode), static_cast<int>(m_dwErrorCount));
+            if (!step.firstServerOnly || m_worker.m_nIdx == 0) {
+                m_worker.PostFailure(step.code);
+            }
+            return false;
+        }
+        return true;
+    }
+
+    ServerWorker& m_worker;
+    CNvrStatus& m_status;
+    int m_nTimeoutCount = 0;
+    std::uint32_t m_dwErrorCount = 0;
+    bool m_bDone = false;
+    bool m_bRefreshOk = false;
+};
+
+// Connects, sends the request and sets the receive time-out by how long the reply took.
+bool OpenNotifyConnection(ServerWorker& worker, CHttpTran& tran, const ConnectInfo& connect,
+                          std::string_view request) {
+    if (!tran.Create(true) || !tran.Connect(connect.szHost.c_str(), connect.nPort, nullptr)) {
+        return false;
+    }
+    const auto dwFstTick = static_cast<std::uint32_t>(worker.GetClock().TickMs());
+    std::uint32_t dwTimeout = 30000;
+    if (!tran.Send(request, &dwTimeout)) {
+        return false;
+    }
+    dwTimeout = 3000;
+    std::array<char, 1024> line{};
+    std::size_t length = line.size();
+    HTTP_RESULT http_result;
+    if (!tran.ReadLine(line.data(), &length, &dwTimeout) ||
+        !CHttpTran::ParseHttpHeader({line.data(), length}, &http_result) || http_result.nStatus != 200) {
+        return false;
+    }
+    const auto dwSndTick = static_cast<std::uint32_t>(worker.GetClock().TickMs());
+    if (dwSndTick < dwFstTick) {
+        return false;  // the counter wrapped
+    }
+    const std::uint32_t difference = dwSndTick - dwFstTick;
+    Trace("CKelvaraInfo::GetNotifyInfo: m_nIdx=%d, dwSndTick - dwFstTick(Socket timeout value) = %d\n",
+          worker.m_nIdx.load(), static_cast<int>(difference));
+    const std::uint64_t timeout = std::uint64_t{difference} * 3 / 2;
+    tran.SetSocketOptions(true, static_cast<std::uint32_t>(std::min<std::uint64_t>(
+                                    timeout, std::numeric_limits<std::int32_t>::max())));
+    return true;
+}
+
+}  // namespace
+
+void ServerWorker::GetNotifyInfo(CNvrStatus& status) {
+    const ConnectInfo connect = GetConnectInfo();
+    // This path does not follow the root of the other documents.
+    const std::string request = FormatText(
+        "GET /cgi-bin/notify.cgi HTTP/1.0\r\nUser-Agent: Monitor\r\nHost: %s\r\n"
+        "Connection: Keep-Alive\r\nAuthorization: Basic %s\r\n\r\n",
+        connect.szHost.c_str(), connect.szBase64Auth.c_str());
+    if (request.size() > kMaxShortRequest) {
+        Trace("CKelvaraInfo::GetNotifyInfo: m_nIdx=%d, _snprintf failed, header buffer is too small...\n",
+              m_nIdx.load());
+        return;
+    }
+    {
+        ServerTran tran(*this);
+        if (OpenNotifyConnection(*this, tran, connect, request)) {
+            NotifyLoop(*this, status).Run(tran);
+        }
+    }
+    Trace("CKelvaraInfo::GetNotifyInfo: Leave, m_nIdx=%d...\n", m_nIdx.load());
+}
+
+}  // namespace kvmon

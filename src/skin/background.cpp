@@ -1,0 +1,122 @@
+#include "skin/background.h"
+
+#include <QtGui/QPainter>
+#include <QtGui/QPainterPath>
+
+#include "skin/icons.h"
+#include "skin/palette.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr QRect kView(QPoint(19, 64), QPoint(801, 612));
+constexpr QRect kPanel(808, 56, 178, 564);
+
+// Groups of the panel, at the table's positions.
+constexpr QRect kSections[] = {
+    QRect(814, 62, 166, 155),   // arrangements
+    QRect(814, 221, 166, 73),   // view, sequence, page
+    QRect(814, 298, 166, 242),  // camera and its head
+};
+constexpr QPointF kPadCentre(897, 459);
+constexpr double kPadRadius = 74;
+constexpr QPointF kLensCentre(897.5, 349.5);
+
+QPoint Growth(QSize size) {
+    return {std::max(0, size.width() - kSkinSize.width()), std::max(0, size.height() - kSkinSize.height())};
+}
+
+void DrawTitle(QPainter& painter, QSize size) {
+    const QRect bar(0, 0, size.width(), 50);
+    QLinearGradient shade(bar.topLeft(), bar.bottomLeft());
+    shade.setColorAt(0, QColor(palette::kPanel).lighter(112));
+    shade.setColorAt(1, QColor(palette::kWindow));
+    painter.fillRect(bar, shade);
+    painter.fillRect(0, 0, size.width(), 1, QColor(palette::kEdge));
+    icons::Mark(painter, QRectF(17, 29, 17, 17), {QColor(palette::kInk), QColor(palette::kAccent), false});
+}
+
+void DrawWell(QPainter& painter, const QRect& view) {
+    const QRectF frame = QRectF(view).adjusted(-2.5, -2.5, 2.5, 2.5);
+    painter.setPen(QPen(QColor(palette::kEdgeDisabled), 1));
+    painter.setBrush(QColor(palette::kWell));
+    painter.drawRoundedRect(frame, 3, 3);
+}
+
+void DrawGroup(QPainter& painter, const QRectF& box, QRgb fill, double radius) {
+    painter.setPen(QPen(QColor(palette::kEdgeDisabled), 1));
+    painter.setBrush(QColor(fill));
+    painter.drawRoundedRect(box.adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
+}
+
+// The dish in which the camera's arrows stand.
+void DrawPad(QPainter& painter) {
+    QLinearGradient rim(kPadCentre - QPointF(0, kPadRadius), kPadCentre + QPointF(0, kPadRadius));
+    rim.setColorAt(0, QColor(palette::kShadow));
+    rim.setColorAt(1, QColor(palette::kLight));
+    painter.setPen(QPen(rim, 1.5));
+    painter.setBrush(QColor(palette::kPanel));
+    painter.drawEllipse(kPadCentre, kPadRadius, kPadRadius);
+    painter.setPen(QPen(QColor(palette::kSection), 1));
+    painter.setBrush(QColor(palette::kSection));
+    painter.drawEllipse(kPadCentre, 31.0, 47.0);
+}
+
+// Between the two focus buttons: what they turn.
+void DrawLens(QPainter& painter) {
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(QColor(palette::kInkDisabled), 1.2));
+    painter.drawEllipse(kLensCentre, 7, 7);
+    painter.drawEllipse(kLensCentre, 3.2, 3.2);
+}
+
+}  // namespace
+
+QRect SkinViewRect(QSize size) {
+    const QPoint growth = Growth(size);
+    return kView.adjusted(0, 0, growth.x(), growth.y());
+}
+
+QRect SkinPanelRect(QSize size) {
+    return kPanel.translated(Growth(size).x(), 0).adjusted(0, 0, 0, Growth(size).y());
+}
+
+QRect SkinStatusRect(QSize size) {
+    const QPoint growth = Growth(size);
+    return QRect(19, 626, 783, 24).translated(0, growth.y()).adjusted(0, 0, growth.x(), 0);
+}
+
+QRect SkinCaptionRect(QSize size) {
+    return QRect(822, 305, 150, 22).translated(Growth(size).x(), 0);
+}
+
+QRect SkinControlRect(const QRect& table, QSize size) {
+    const QPoint growth = Growth(size);
+    QRect rect = table;
+    if (table.left() > kView.right()) {
+        rect.translate(growth.x(), 0);
+    }
+    if (table.top() > kPanel.bottom()) {
+        rect.translate(0, growth.y());
+    }
+    return rect;
+}
+
+void DrawSkinBackground(QPainter& painter, QSize size) {
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.fillRect(QRect(QPoint(), size), QColor(palette::kWindow));
+    DrawTitle(painter, size);
+    DrawWell(painter, SkinViewRect(size));
+    DrawGroup(painter, SkinPanelRect(size), palette::kPanel, 6);
+    painter.translate(Growth(size).x(), 0);
+    for (const QRect& section : kSections) {
+        DrawGroup(painter, section, palette::kSection, 5);
+    }
+    DrawPad(painter);
+    DrawLens(painter);
+    painter.restore();
+}
+
+}  // namespace kvmon

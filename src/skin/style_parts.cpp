@@ -1,0 +1,90 @@
+#include "skin/style_parts.h"
+
+#include <QtGui/QPainter>
+#include <QtWidgets/QApplication>
+#include <QtWidgets/QStyleOption>
+
+#include "skin/palette.h"
+
+namespace kvmon::style {
+
+Plate PlateOf(QStyle::State state) {
+    if (!state.testFlag(QStyle::State_Enabled)) {
+        return {palette::kFaceDisabled, palette::kEdgeDisabled};
+    }
+    if (state.testFlag(QStyle::State_Sunken)) {
+        return {palette::kFacePressed, palette::kAccent};
+    }
+    const bool hover = state.testFlag(QStyle::State_MouseOver);
+    if (state.testFlag(QStyle::State_On)) {
+        return {hover ? palette::kFaceCheckedHover : palette::kFaceChecked, palette::kAccent};
+    }
+    return hover ? Plate{palette::kFaceHover, palette::kEdgeHover} : Plate{palette::kFace, palette::kEdge};
+}
+
+QColor InkOf(const QStyleOption& option) {
+    const bool enabled = option.state.testFlag(QStyle::State_Enabled);
+    return QColor(enabled ? palette::kInk : palette::kInkDisabled);
+}
+
+bool ShowsFocus(QStyle::State state) {
+    return state.testFlag(QStyle::State_HasFocus) && state.testFlag(QStyle::State_Enabled);
+}
+
+bool ShowsKeyboardFocus(QStyle::State state) {
+    return ShowsFocus(state) && state.testFlag(QStyle::State_KeyboardFocusChange);
+}
+
+void DrawBox(QPainter& painter, const QRect& rect, QRgb fill, QRgb edge, double radius) {
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(QColor(edge), 1));
+    painter.setBrush(QColor(fill));
+    painter.drawRoundedRect(QRectF(rect).adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
+    painter.restore();
+}
+
+void DrawRing(QPainter& painter, const QRect& rect, double radius) {
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(QColor(palette::kFocus), 1.5));
+    painter.drawRoundedRect(QRectF(rect).adjusted(0.75, 0.75, -0.75, -0.75), radius, radius);
+    painter.restore();
+}
+
+void DrawChevron(QPainter& painter, const QRect& box, bool up, const QColor& ink) {
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(ink, 1.5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    const QPointF centre = QRectF(box).center();
+    const double wing = std::min(3.5, box.height() / 2.0 - 1);
+    const double rise = up ? -wing / 2 : wing / 2;
+    painter.drawPolyline(QPolygonF(
+        {centre + QPointF(-wing, -rise), centre + QPointF(0, rise), centre + QPointF(wing, -rise)}));
+    painter.restore();
+}
+
+QIcon MessageIcon(QRgb colour, const char* letter) {
+    constexpr int kSide = 48;
+    QIcon icon;
+    for (const int scale : {1, 2}) {
+        QPixmap bitmap(kSide * scale, kSide * scale);
+        bitmap.setDevicePixelRatio(scale);
+        bitmap.fill(Qt::transparent);
+        QPainter painter(&bitmap);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(QPen(QColor(colour), 2.5));
+        painter.drawEllipse(QRectF(4, 4, kSide - 8, kSide - 8));
+        QFont font = QApplication::font();
+        font.setPixelSize(26);
+        font.setBold(true);
+        painter.setFont(font);
+        painter.drawText(QRectF(0, 0, kSide, kSide), Qt::AlignCenter, QString::fromUtf8(letter));
+        painter.end();
+        icon.addPixmap(bitmap);
+    }
+    return icon;
+}
+
+}  // namespace kvmon::style

@@ -1,0 +1,35 @@
+// What the style of the dialogs is drawn from.
+#pragma once
+
+#include <QtGui/QColor>
+#include <QtGui/QIcon>
+#include <QtWidgets/QStyle>
+
+class QPainter;
+class QStyleOption;
+
+namespace kvmon::style {
+
+inline constexpr double kRadius = 3.5;
+
+struct Plate {
+    QRgb face, edge;
+};
+
+// The plate of a button in this state.
+Plate PlateOf(QStyle::State state);
+// The ink of a sign on it.
+QColor InkOf(const QStyleOption& option);
+
+bool ShowsFocus(QStyle::State state);
+// The focus came by a key.
+bool ShowsKeyboardFocus(QStyle::State state);
+
+void DrawBox(QPainter& painter, const QRect& rect, QRgb fill, QRgb edge, double radius = kRadius);
+void DrawRing(QPainter& painter, const QRect& rect, double radius = kRadius);
+void DrawChevron(QPainter& painter, const QRect& box, bool up, const QColor& ink);
+
+// The sign of a message box: a letter in a ring.
+QIcon MessageIcon(QRgb colour, const char* letter);
+
+}  // namespace kvmon::style

@@ -1,0 +1,48 @@
+// "Please wait..."
+#pragma once
+
+#include <functional>
+
+#include "skin/skin_messages.h"
+#include "skin/window_base.h"
+
+class QLabel;
+class QPushButton;
+
+namespace kvmon {
+
+class CPictureEx;
+
+// An animated picture, a text and a button that gives up. It never blocks: Open returns at once, and the end
+// is told by a call. User interface thread only, but for kMsgCloseWait posted to its Handle(), whose wParam
+// is the result.
+class CWaitDlg : public WindowBase {
+public:
+    // The parent is the window above which it stands.
+    explicit CWaitDlg(QWidget* parent);
+
+    // UTF-8, shown as it is.
+    void SetText(std::string text);
+    void SetCloseText(std::string text);
+    // Called once for each Open, with IDCANCEL when the user gave up, else with the result of Close.
+    void SetClosed(std::function<void(int result)> closed) { closed_ = std::move(closed); }
+
+    // Shows it in the middle of its parent. Modal keeps input from the parent's window. An open one stays.
+    void Open(bool modal);
+    void Close(int result);
+    bool IsOpen() const { return open_; }
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    LParam OnMessage(std::uint32_t message, WParam wParam, LParam lParam) override;
+
+private:
+    CPictureEx* picture_;
+    QLabel* text_;
+    QPushButton* close_;
+    std::function<void(int)> closed_;
+    bool open_ = false;
+};
+
+}  // namespace kvmon

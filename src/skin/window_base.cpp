@@ -1,0 +1,123 @@
+#include "skin/window_base.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QEvent>
+#include <QtCore/QTimerEvent>
+
+namespace kvmon {
+
+namespace {
+
+QEvent::Type NumberedMessageType() {
+    static const auto type = static_cast<QEvent::Type>(QEvent::registerEventType());
+    return type;
+}
+
+class NumberedMessage final : public QEvent {
+public:
+    NumberedMessage(std::uint32_t number, WParam first, LParam second)
+        : QEvent(NumberedMessageType()), message(number), wParam(first), lParam(second) {}
+
+    const std::uint32_t message;
+    const WParam wParam;
+    const LParam lParam;
+};
+
+}  // namespace
+
+// What other threads hold of the window. The lock keeps the window alive for the length of one post.
+class WindowBase::Target final : public MessageTarget {
+public:
+    explicit Target(WindowBase* window) : window_(window) {}
+
+    void PostMessage(std::uint32_t message, WParam wParam, LParam lParam) override {
+        const std::lock_guard lock(mutex_);
+        if (window_ != nullptr) {
+            QCoreApplication::postEvent(window_, new NumberedMessage(message, wParam, lParam));
+        }
+    }
+
+    void Detach() {
+        const std::lock_guard lock(mutex_);
+        window_ = nullptr;
+    }
+
+private:
+    std::mutex mutex_;
+    WindowBase* window_;
+};
+
+WindowBase::WindowBase(QWidget* parent) : QWidget(parent), target_(std::make_shared<Target>(this)) {}
+
+WindowBase::~WindowBase() {
+    // A poster may hold the target for longer than this window lives.
+    target_->Detach();
+}
+
+void WindowBase::SetTimer(std::uint32_t id, int periodMs) {
+    KillTimer(id);
+    timers_[id] = startTimer(periodMs, periodMs < 1000 ? Qt::PreciseTimer : Qt::CoarseTimer);
+}
+
+void WindowBase::KillTimer(std::uint32_t id) {
+    const auto timer = timers_.find(id);
+    if (timer != timers_.end()) {
+        killTimer(timer->second);
+        timers_.erase(timer);
+    }
+}
+
+bool WindowBase::IsTimerSet(std::uint32_t id) const {
+    return timers_.contains(id);
+}
+
+WindowHandle WindowBase::Handle() const {
+    return WindowHandle(target_);
+}
+
+void WindowBase::PostMessage(std::uint32_t message, WParam wParam, LParam lParam) {
+    target_->PostMessage(message, wParam, lParam);
+}
+
+LParam WindowBase::SendMessage(std::uint32_t message, WParam wParam, LParam lParam) {
+    return OnMessage(message, wParam, lParam);
+}
+
+WindowBase* WindowBase::FindControl(int id) const {
+    // Qt's own search goes by meta-objects and takes every widget for a window of this base.
+    for (QWidget* const widget : findChildren<QWidget*>()) {
+        auto* const child = dynamic_cast<WindowBase*>(widget);
+        if (child != nullptr && child->ControlId() == id) {
+            return child;
+        }
+    }
+    return nullptr;
+}
+
+void WindowBase::OnTimer(std::uint32_t) {}
+
+LParam WindowBase::OnMessage(std::uint32_t, WParam, LParam) {
+    return 0;
+}
+
+bool WindowBase::event(QEvent* event) {
+    if (event->type() == NumberedMessageType()) {
+        const auto& message = static_cast<const NumberedMessage&>(*event);
+        OnMessage(message.message, message.wParam, message.lParam);
+        return true;
+    }
+    return QWidget::event(event);
+}
+
+void WindowBase::timerEvent(QTimerEvent* event) {
+    for (const auto& [id, timer] : timers_) {
+        if (timer == event->timerId()) {
+            const std::uint32_t number = id;  // the handler may change the map
+            OnTimer(number);
+            return;
+        }
+    }
+    QWidget::timerEvent(event);
+}
+
+}  // namespace kvmon

@@ -1,0 +1,136 @@
+#include "skin/xskin_dialog.h"
+
+#include <QtGui/QPainter>
+#include <algorithm>
+#include <cmath>
+
+#include "platform/diagnostics.h"
+#include "skin/background.h"
+#include "skin/xskin_od_button.h"
+#include "skin/xskin_static.h"
+
+namespace kvmon {
+
+CXSkinDialog::CXSkinDialog(QWidget* parent)
+    : WindowBase(parent), ground_(DrawSkinBackground), placement_(SkinControlRect) {
+    setAttribute(Qt::WA_OpaquePaintEvent);
+}
+
+void CXSkinDialog::SetBackground(Ground ground, Placement placement) {
+    ground_ = std::move(ground);
+    placement_ = std::move(placement);
+    groundBitmap_ = QPixmap();
+    for (const Item& item : items_) {
+        Place(item);
+    }
+    update();
+}
+
+void CXSkinDialog::CreateControls(std::span<const SkinControlRow> table, TextSource texts) {
+    QWidget* previous = nullptr;
+    for (const SkinControlRow& row : table) {
+        if (Find(row.id) != nullptr) {
+            continue;
+        }
+        QWidget* const control = Make(row, texts);
+        AddControl(row.id, control, QRect(row.x, row.y, row.width, row.height));
+        control->setVisible((row.style & WS_VISIBLE) != 0);
+        if (previous != nullptr) {
+            setTabOrder(previous, control);
+        }
+        previous = control;
+    }
+}
+
+QWidget* CXSkinDialog::Make(const SkinControlRow& row, TextSource texts) {
+    if (row.kind == SkinControlKind::kStatic) {
+        auto* const text = new CXSkinStatic(row.id, this);
+        text->setObjectName(QString::fromUtf8(row.title));
+        return text;
+    }
+    auto* const button = new CXSkinODButton(row.id, static_cast<ButtonMode>(row.mode), this);
+    button->setObjectName(QString::fromUtf8(row.title));
+    std::string tip = row.tooltip != 0 ? texts(row.tooltip) : std::string();
+    button->SetTipText(std::move(tip));
+    if (button->accessibleName().isEmpty()) {
+        button->setAccessibleName(QString::fromUtf8(row.title));
+    }
+    return button;
+}
+
+void CXSkinDialog::AddControl(int id, QWidget* control, const QRect& table) {
+    control->setParent(this);
+    if (Item* const known = Find(id)) {
+        *known = {id, control, table};
+    } else {
+        items_.push_back({id, control, table});
+    }
+    Place(*Find(id));
+}
+
+QWidget* CXSkinDialog::GetDlgItem(int id) const {
+    for (const Item& item : items_) {
+        if (item.id == id && item.control != nullptr) {
+            return item.control;
+        }
+    }
+    Diagnose("[CXSkinDialog::GetDlgItem] Nothing Found!! Try to Call CDialog::GetDlgItem IID=%d ...\n", id);
+    return FindControl(id);
+}
+
+CXSkinODButton* CXSkinDialog::GetButton(int id) const {
+    return dynamic_cast<CXSkinODButton*>(GetDlgItem(id));
+}
+
+int CXSkinDialog::OnSkinODButtonNotify(int, int, LParam) {
+    return 1;
+}
+
+bool CXSkinDialog::OnSkinToolTipNeedTextNotify(CXSkinODButton&, std::string& text) {
+    return !text.empty();
+}
+
+QSize CXSkinDialog::minimumSizeHint() const {
+    return kSkinSize;
+}
+
+QSize CXSkinDialog::sizeHint() const {
+    return kSkinSize;
+}
+
+CXSkinDialog::Item* CXSkinDialog::Find(int id) {
+    const auto item =
+        std::find_if(items_.begin(), items_.end(), [id](const Item& each) { return each.id == id; });
+    return item == items_.end() ? nullptr : &*item;
+}
+
+void CXSkinDialog::Place(const Item& item) const {
+    if (item.control != nullptr) {
+        item.control->setGeometry(placement_(item.table, size()));
+    }
+}
+
+void CXSkinDialog::resizeEvent(QResizeEvent* event) {
+    for (const Item& item : items_) {
+        Place(item);
+    }
+    WindowBase::resizeEvent(event);
+}
+
+// The ground is drawn once for a size and scale: the panel's parts repaint often, and never flicker.
+void CXSkinDialog::paintEvent(QPaintEvent* event) {
+    const double scale = devicePixelRatioF();
+    if (groundBitmap_.isNull() || groundBitmap_.devicePixelRatioF() != scale ||
+        groundBitmap_.deviceIndependentSize().toSize() != size()) {
+        groundBitmap_ = QPixmap(QSize(static_cast<int>(std::lround(width() * scale)),
+                                      static_cast<int>(std::lround(height() * scale))));
+        groundBitmap_.setDevicePixelRatio(scale);
+        QPainter painter(&groundBitmap_);
+        ground_(painter, size());
+    }
+    QPainter painter(this);
+    painter.setClipRegion(event->region());
+    painter.drawPixmap(0, 0, groundBitmap_);
+}
+
+}  // namespace kvmon

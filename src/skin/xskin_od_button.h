@@ -1,0 +1,95 @@
+// The owner-drawn button of the skin.
+#pragma once
+
+#include <QtGui/QPixmap>
+#include <array>
+#include <functional>
+
+#include "skin/button_art.h"
+#include "skin/window_base.h"
+
+namespace kvmon {
+
+class CXSkinDialog;
+
+inline constexpr int BST_UNCHECKED = 0;
+inline constexpr int BST_CHECKED = 1;
+
+// A push, toggle or radio button that shows one bitmap a state. User interface thread only.
+//
+// A click (button up over it, Space or Enter, or an assistive tool) is offered to the owning skin dialog's
+// OnSkinODButtonNotify and then posted to it as WM_COMMAND with the identifier. The release of a press is
+// not reported: who paces a held button reads IsPressed(), which is true from the press to the release even
+// while the pointer is elsewhere, and false as soon as the button can no longer see the release.
+class CXSkinODButton : public WindowBase {
+public:
+    // Gives the bitmap of a state in this size and for this scale.
+    using BitmapSource = std::function<QPixmap(QSize size, double scale, ButtonLook look, bool checked)>;
+
+    CXSkinODButton(int id, ButtonMode mode, QWidget* parent);
+
+    // Replaces all bitmaps. Each is asked for when it is first shown, and again for another size or scale.
+    void SetBitmaps(BitmapSource source, bool bRedraw);
+    // Also posts nMessage with wParam 1 and lParam the identifier to hTarget at each press.
+    void SetPressNotify(bool bEnable, WindowHandle hTarget, std::uint32_t nMessage);
+
+    ButtonMode Mode() const { return state_.mode(); }
+    bool IsPressed() const { return state_.pressed(); }
+    int GetCheck() const { return state_.checked() ? BST_CHECKED : BST_UNCHECKED; }
+    // Sets this button alone, a radio button too, and tells nobody.
+    void SetCheck(int check);
+    bool IsBusy() const { return state_.busy(); }
+    // A busy button turns a wait mark and takes no press.
+    void SetBusy(bool busy);
+    ButtonLook Look() const { return state_.Look(); }
+    // What a click does, without a press before it. Nothing on a disabled or busy button.
+    void Click();
+
+    // The text of the control's table row; a fallback for the tool tip and the accessible name.
+    const std::string& TipText() const { return tipText_; }
+    void SetTipText(std::string text);
+
+protected:
+    bool event(QEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void keyReleaseEvent(QKeyEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
+    void enterEvent(QEnterEvent* event) override;
+    void leaveEvent(QEvent* event) override;
+    void changeEvent(QEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void OnTimer(std::uint32_t id) override;
+
+private:
+    CXSkinDialog* Owner() const;
+    void Press();
+    void Release();
+    void Cancel();
+    void Clicked();
+    void UncheckGroup();
+    void UpdateWaitMark();
+    void ShowTip(const QPoint& screenPosition);
+    const QPixmap& Bitmap();
+
+    ButtonState state_;
+    BitmapSource source_;
+    std::array<QPixmap, kButtonBitmaps> bitmaps_;
+    QSize bitmapSize_;  // for which the bitmaps were made, with their scale
+    double bitmapScale_ = 0;
+    WindowHandle pressTarget_;
+    std::uint32_t pressMessage_ = 0;
+    bool pressNotify_ = false;
+    bool keyboardFocus_ = false;  // the focus came by a key: the ring shows
+    int waitAngle_ = 0;
+    int pressKey_ = 0;  // the key that holds the button, or 0
+    std::string tipText_;
+};
+
+}  // namespace kvmon

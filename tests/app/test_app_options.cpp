@@ -1,0 +1,99 @@
+#include "app/app_options.h"
+
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "persist/utilities.h"
+#include "support/temp_folder.h"
+
+using namespace kvmon;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+ParsedCommandLine Parse(const std::vector<std::string>& args, const std::string& input = {}) {
+    std::istringstream stream(input);
+    return ParseCommandLine(args, stream);
+}
+
+}  // namespace
+
+TEST(AppOptions, TakesThemAll) {
+    const auto parsed = Parse({"--server", "rec.local", "--port", "8080", "--auth", "dTpw", "--auto-start",
+                               "--server-name", "Hall", "--language", "6", "--help-path", "h", "--data-dir",
+                               "/d", "--picture", "p.png", "--picture-after", "0.5"});
+    ASSERT_TRUE(parsed.options) << parsed.text;
+    EXPECT_EQ(parsed.options->server, "rec.local");
+    EXPECT_EQ(parsed.options->port, 8080);
+    EXPECT_EQ(parsed.options->auth, "dTpw");
+    EXPECT_TRUE(parsed.options->autoStart);
+    EXPECT_EQ(parsed.options->language, 6);
+    EXPECT_EQ(parsed.options->picture, "p.png");
+    EXPECT_EQ(parsed.options->pictureAfterSeconds, 0.5);
+    EXPECT_FALSE(Parse({}).options->language);
+}
+
+TEST(AppOptions, WrongOnesGiveOneLineAndStatusTwo) {
+    const std::vector<std::vector<std::string>> wrong = {
+        {"--port", "0"},
+        {"--port", "65536"},
+        {"--port", "x"},
+        {"--port"},
+        {"--bogus"},
+        {"--language", "21"},
+        {"stray"},
+        {"--user", "u"},
+        {"--password-file", "/etc/hostname"},
+        {"--auth", "a", "--user", "u", "--password-file", "f"},
+        {"--picture-after", "3"},
+        {"--picture", "p", "--picture-after", "-1"},
+        {"--user", "u", "--password-file", "/nonexistent/file"},
+        {"--auth", "-"},
+    };
+    for (const auto& args : wrong) {
+        const auto parsed = Parse(args);
+        EXPECT_FALSE(parsed.options) << args[0];
+        EXPECT_EQ(parsed.exitStatus, 2) << args[0];
+        EXPECT_THAT(parsed.text, testing::StartsWith("kvmon: "));
+        EXPECT_THAT(parsed.text, Not(HasSubstr("\n")));
+    }
+}
+
+TEST(AppOptions, HelpAndVersionAreNoFailure) {
+    EXPECT_EQ(Parse({"--help"}).exitStatus, 0);
+    EXPECT_THAT(Parse({"--help"}).text, HasSubstr("--password-file"));
+    EXPECT_THAT(Parse({"--version"}).text, testing::MatchesRegex("kvmon [0-9.]+\n"));
+}
+
+TEST(AppOptions, CredentialsFromInputAndFile) {
+    EXPECT_EQ(Parse({"--auth", "-"}, "dTpw\r\nmore").options->auth, "dTpw");
+    EXPECT_FALSE(Parse({"--auth", "-"}, std::string(100000, 'x')).options);
+
+    const kvtest::TempFolder folder;
+    std::ofstream(folder.File("pw")) << "s3cret word\nsecond line\n";
+    const auto parsed = Parse({"--user", "ann", "--password-file", folder.File("pw")});
+    ASSERT_TRUE(parsed.options) << parsed.text;
+    EXPECT_EQ(parsed.options->auth, MakeBasicAuth("ann", "s3cret word"));
+}
+
+TEST(AppOptions, AMistypedPasswordIsNotRepeated) {
+    EXPECT_THAT(Parse({"--password=hunter2"}).text, Not(HasSubstr("hunter2")));
+    EXPECT_THAT(Parse({"--user", "u", "hunter2"}).text, Not(HasSubstr("hunter2")));
+    EXPECT_THAT(Parse({"--passwd", "hunter2"}).text, Not(HasSubstr("hunter2")));
+}
+
+TEST(AppOptions, ScrubsTheArgumentVector) {
+    std::string texts[] = {"kvmon", "--auth", "c2VjcmV0", "--auth=dTpw", "--server", "host", "--auth"};
+    std::vector<char*> argv;
+    for (std::string& text : texts) {
+        argv.push_back(text.data());
+    }
+    ScrubArguments(static_cast<int>(argv.size()), argv.data());
+    EXPECT_EQ(texts[2], "xxxxxxxx");
+    EXPECT_EQ(texts[3], "--auth=xxxx");
+    EXPECT_EQ(texts[5], "host");
+    EXPECT_EQ(texts[6], "--auth");
+}

@@ -1,0 +1,156 @@
+// The program as a process: how it starts and, whatever the network does, how it ends.
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+
+#include <QtGui/QImage>
+#include <csignal>
+#include <fstream>
+#include <iterator>
+
+#include "persist/orvo_registry.h"
+#include "persist/utilities.h"
+#include "support/fake_recorder.h"
+#include "support/temp_folder.h"
+#include "support/wait_until.h"
+
+using namespace kvmon;
+using kvtest::FakeRecorder;
+using kvtest::Peer;
+using kvtest::ScriptedServer;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+constexpr std::chrono::seconds kEndLimit{5};
+
+class Program : public testing::Test {
+protected:
+    ~Program() override {
+        if (pid > 0) {
+            ::kill(pid, SIGKILL);
+            ::waitpid(pid, nullptr, 0);
+        }
+    }
+
+    void Start(std::vector<std::string> args) {
+        args.insert(args.begin(), KVMON_PROGRAM);
+        args.insert(args.end(), {"--data-dir", folder.File("data")});
+        std::vector<char*> argv;
+        for (std::string& arg : args) {
+            argv.push_back(arg.data());
+        }
+        argv.push_back(nullptr);
+        pid = ::fork();
+        ASSERT_GE(pid, 0);
+        if (pid == 0) {
+            ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+            [[maybe_unused]] const auto* out = std::freopen(folder.File("out").c_str(), "w", stderr);
+            ::execv(argv[0], argv.data());
+            ::_exit(127);
+        }
+    }
+    void StartAt(std::uint16_t port) {
+        Start({"--server", "127.0.0.1", "--port", std::to_string(port), "--auth", kAuth, "--auto-start"});
+    }
+    // The exit status; -1 if it was killed or is still there at the time's end.
+    int WaitForEnd(std::chrono::milliseconds time) {
+        int status = 0;
+        if (!kvtest::WaitUntil([&] { return ::waitpid(pid, &status, WNOHANG) == pid; }, time)) {
+            return -1;
+        }
+        pid = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    int Terminate(int signal = SIGTERM) {
+        ::kill(pid, signal);
+        return WaitForEnd(kEndLimit);
+    }
+    std::string ReadFile(const std::string& path) const {
+        std::ifstream file(path, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+    void OpenSettings(COrvoRegistry& registry) const {
+        CreateFolder(folder.File("data"));
+        RegistryApp app;
+        app.databasePath = folder.File("data/settings.db");
+        registry.InitRegistry(false, app);
+    }
+
+    const std::string kAuth = "YWRtaW46aHVudGVyMg==";  // admin:hunter2
+    kvtest::TempFolder folder;
+    pid_t pid = -1;
+};
+
+}  // namespace
+
+TEST_F(Program, WrongOptionsEndWithStatusTwo) {
+    Start({"--password=hunter2"});
+    EXPECT_EQ(WaitForEnd(kEndLimit), 2);
+    EXPECT_THAT(ReadFile(folder.File("out")), Not(HasSubstr("hunter2")));
+}
+
+TEST_F(Program, EndsInOrderWhileARecorderIsSilent) {
+    ScriptedServer server([](Peer& peer) {
+        peer.ReadHead();
+        peer.Hold();
+    });
+    StartAt(server.Port());
+    ASSERT_TRUE(server.WaitForHeads(1));
+    const std::string commandLine = ReadFile("/proc/" + std::to_string(pid) + "/cmdline");
+    EXPECT_THAT(commandLine, HasSubstr("--auth"));
+    EXPECT_THAT(commandLine, Not(HasSubstr(kAuth)));
+    EXPECT_EQ(Terminate(), 0);
+}
+
+TEST_F(Program, EndsInOrderWhileARecorderFloods) {
+    ScriptedServer server([](Peer& peer) {
+        peer.ReadHead();
+        const std::string noise(65536, 'x');
+        peer.Write("HTTP/1.0 200 OK\r\n\r\n");
+        while (peer.Write(noise)) {
+        }
+    });
+    StartAt(server.Port());
+    ASSERT_TRUE(server.WaitForHeads(1));
+    EXPECT_EQ(Terminate(SIGINT), 0);
+}
+
+TEST_F(Program, EndsInOrderWithAWallOfStreamsThatWentSilentAndKeepsTheView) {
+    FakeRecorder recorder("Hall", 40);
+    {
+        COrvoRegistry registry;
+        OpenSettings(registry);
+        registry.WriteProfileInt("Hall", "ViewStyle", 8);
+        registry.WriteProfileInt("Hall\\CustomChannelStyle", "Style", 5);
+        registry.WriteProfileInt("Hall", "MaxViewMode", 0);
+    }
+    StartAt(recorder.Port());
+    ASSERT_TRUE(kvtest::WaitUntil([&] { return recorder.StreamRequestCount() >= 40; }));
+    recorder.GoSilent();
+    EXPECT_EQ(Terminate(), 0);
+
+    COrvoRegistry registry;
+    OpenSettings(registry);
+    EXPECT_EQ(registry.GetProfileInt("Hall", "ViewStyle", 0), 8u);
+    EXPECT_EQ(registry.GetProfileInt("Hall", "4ChListCurActIdx", 77), 0u);
+    EXPECT_EQ(registry.GetProfileInt("Hall", "MaxViewMode", 7), 0u);
+}
+
+TEST_F(Program, EndsAtOnceWithNobodyThere) {
+    StartAt(kvtest::UnusedPort());
+    ASSERT_TRUE(kvtest::WaitUntil([&] { return FileExists(folder.File("data/~Monitor.tmp")); }));
+    EXPECT_EQ(Terminate(), 0);
+}
+
+TEST_F(Program, SavesAPictureAndEnds) {
+    FakeRecorder recorder("Hall", 4);
+    const std::string file = folder.File("wall.png");
+    Start({"--port", std::to_string(recorder.Port()), "--auth", kAuth, "--auto-start", "--picture", file,
+           "--picture-after", "0.2"});
+    EXPECT_EQ(WaitForEnd(std::chrono::seconds(20)), 0);
+    EXPECT_EQ(QImage(QString::fromStdString(file)).size(), QSize(1000, 680));
+    Start({"--picture", folder.File("missing/wall.png"), "--picture-after", "0"});
+    EXPECT_EQ(WaitForEnd(std::chrono::seconds(20)), 1);
+    EXPECT_THAT(ReadFile(folder.File("out")), HasSubstr("could not be written"));
+}

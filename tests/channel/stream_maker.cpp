@@ -1,0 +1,126 @@
+#include "stream_maker.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/opt.h>
+}
+
+#include <stdexcept>
+
+namespace kvtest {
+
+namespace {
+
+void Word(std::string& out, std::uint32_t value) {
+    for (int shift = 0; shift < 32; shift += 8) {
+        out += static_cast<char>(value >> shift & 0xFF);
+    }
+}
+
+}  // namespace
+
+StreamMaker::StreamMaker(const char* encoder, int width, int height, int group)
+    : width_(width), height_(height) {
+    const AVCodec* const codec = avcodec_find_encoder_by_name(encoder);
+    context_ = avcodec_alloc_context3(codec);
+    context_->width = width;
+    context_->height = height;
+    context_->time_base = {1, 25};
+    context_->gop_size = group;
+    context_->max_b_frames = 0;
+    context_->thread_count = 1;
+    av_log_set_level(AV_LOG_QUIET);
+    const bool jpeg = std::string_view(encoder) == "mjpeg";
+    context_->pix_fmt = jpeg ? AV_PIX_FMT_YUVJ420P : AV_PIX_FMT_YUV420P;
+    if (std::string_view(encoder) == "libx264") {
+        av_opt_set(context_->priv_data, "preset", "ultrafast", 0);
+        av_opt_set(context_->priv_data, "tune", "zerolatency", 0);
+        av_opt_set(context_->priv_data, "qp", "8", 0);
+    } else {
+        context_->flags |= AV_CODEC_FLAG_QSCALE;
+        context_->global_quality = 2 * FF_QP2LAMBDA;
+    }
+    if (avcodec_open2(context_, codec, nullptr) < 0) {
+        throw std::runtime_error(std::string("no encoder ") + encoder);
+    }
+}
+
+StreamMaker::~StreamMaker() {
+    avcodec_free_context(&context_);
+}
+
+int StreamMaker::Luma(int index, int x, int y, int width, int height) {
+    const int ramp = 40 + 120 * x / width + 4 * index;
+    return y < height / 2 ? ramp : 235 - ramp + 16;
+}
+
+Unit StreamMaker::Next() {
+    AVFrame* frame = av_frame_alloc();
+    frame->format = context_->pix_fmt;
+    frame->width = width_;
+    frame->height = height_;
+    frame->pts = index_;
+    frame->quality = context_->global_quality;
+    av_frame_get_buffer(frame, 0);
+    for (int y = 0; y < height_; ++y) {
+        for (int x = 0; x < width_; ++x) {
+            frame->data[0][y * frame->linesize[0] + x] =
+                static_cast<std::uint8_t>(Luma(index_, x, y, width_, height_));
+        }
+    }
+    for (int plane = 1; plane < 3; ++plane) {
+        for (int y = 0; y < (height_ + 1) / 2; ++y) {
+            std::fill_n(frame->data[plane] + y * frame->linesize[plane], (width_ + 1) / 2, std::uint8_t{128});
+        }
+    }
+    ++index_;
+    avcodec_send_frame(context_, frame);
+    av_frame_free(&frame);
+
+    AVPacket* packet = av_packet_alloc();
+    Unit unit;
+    if (avcodec_receive_packet(context_, packet) == 0) {
+        unit.bytes.assign(packet->data, packet->data + packet->size);
+        unit.key = (packet->flags & AV_PKT_FLAG_KEY) != 0;
+    }
+    av_packet_free(&packet);
+    return unit;
+}
+
+std::string Head(std::uint32_t fourcc, bool key, int width, int height, std::uint32_t dataSize,
+                 std::uint32_t reserved) {
+    std::string head;
+    Word(head, fourcc);
+    Word(head, key ? 1 : 0);
+    Word(head, static_cast<std::uint32_t>(width));
+    Word(head, static_cast<std::uint32_t>(height));
+    head.append(wire::kReservedOffset - wire::kOpaqueOffset, '\x5A');
+    Word(head, reserved);
+    Word(head, dataSize);
+    return head;
+}
+
+std::string VideoRecord(std::uint32_t fourcc, bool key, int width, int height, std::string_view payload) {
+    return Head(fourcc, key, width, height, static_cast<std::uint32_t>(payload.size())).append(payload);
+}
+
+std::string AudioRecord(std::uint32_t fourcc, std::uint32_t rate, std::uint16_t bits, std::uint16_t channels,
+                        std::string_view sound) {
+    std::string record =
+        Head(fourcc, false, 0, 0, static_cast<std::uint32_t>(sound.size()) + wire::kAudioReserved,
+             wire::kAudioReserved);
+    Word(record, rate);
+    Word(record, std::uint32_t{bits} | std::uint32_t{channels} << 16);
+    return record.append(sound);
+}
+
+std::string Records(std::uint32_t fourcc, StreamMaker& maker, int width, int height, int count) {
+    std::string records;
+    for (int i = 0; i < count; ++i) {
+        const Unit unit = maker.Next();
+        records += VideoRecord(fourcc, unit.key, width, height, unit.bytes);
+    }
+    return records;
+}
+
+}  // namespace kvtest

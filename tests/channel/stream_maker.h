@@ -1,0 +1,50 @@
+// Streams for the tests of a channel, made with libavcodec's encoders.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "wire/frame_header.h"
+
+struct AVCodecContext;
+
+namespace kvtest {
+
+struct Unit {
+    std::string bytes;
+    bool key = false;
+};
+
+// One encoder: "libx264", "mpeg4" or "mjpeg". Each picture is a ramp from left to right with the lower half
+// inverted, whose brightness goes up with the picture's number.
+class StreamMaker {
+public:
+    StreamMaker(const char* encoder, int width, int height, int group = 1000);
+    ~StreamMaker();
+
+    Unit Next();
+    // The luma that picture `index` was made with.
+    static int Luma(int index, int x, int y, int width, int height);
+
+private:
+    AVCodecContext* context_;
+    int width_;
+    int height_;
+    int index_ = 0;
+};
+
+// A record's head and what follows it. `dataSize` is what the head tells of the payload's length.
+std::string Head(std::uint32_t fourcc, bool key, int width, int height, std::uint32_t dataSize,
+                 std::uint32_t reserved = wire::kVideoReserved);
+std::string VideoRecord(std::uint32_t fourcc, bool key, int width, int height, std::string_view payload);
+std::string AudioRecord(std::uint32_t fourcc, std::uint32_t rate, std::uint16_t bits, std::uint16_t channels,
+                        std::string_view sound);
+
+// `count` pictures of an encoder as records.
+std::string Records(std::uint32_t fourcc, StreamMaker& maker, int width, int height, int count);
+
+}  // namespace kvtest

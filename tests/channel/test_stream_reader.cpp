@@ -1,0 +1,288 @@
+#include <gmock/gmock.h>
+
+#include "channel/stream_reader.h"
+#include "memory_source.h"
+#include "stream_maker.h"
+
+namespace kvmon {
+namespace {
+
+using kvtest::AudioRecord;
+using kvtest::Head;
+using kvtest::MemorySource;
+using kvtest::VideoRecord;
+
+constexpr char kNoHeader[] = "\r\n";
+
+struct Played {
+    std::vector<WaveFormats> opened;
+    std::vector<std::string> written;
+    int closed = 0;
+    bool refuse = false;
+};
+Played played;
+
+class NotingOutput final : public WaveOutput {
+public:
+    bool Open(const WaveFormats& formats) override {
+        played.opened.push_back(formats);
+        return !played.refuse;
+    }
+    void Close() override { ++played.closed; }
+    bool Write(std::span<const std::uint8_t> data) override {
+        played.written.emplace_back(data.begin(), data.end());
+        return true;
+    }
+};
+
+ChannelFactories NotingFactories() {
+    ChannelFactories factories;
+    factories.waveOutput = []() -> std::unique_ptr<WaveOutput> { return std::make_unique<NotingOutput>(); };
+    return factories;
+}
+
+class Stream : public testing::Test {
+protected:
+    Stream() {
+        played = {};
+        core.m_uCHInMainDlg = 3;
+    }
+
+    // The number of video frames of a stream that is all there.
+    std::uint32_t Read(const std::string& bytes, std::size_t step = 1'000'000) {
+        MemorySource source(bytes, step);
+        const std::uint32_t count =
+            StreamReader(core, control, decode, audio, source).ParseImageFromKelvara();
+        left = source.Left();
+        return count;
+    }
+    void ListenToIt() {
+        core.m_sound.m_bPlayAudioUI = core.m_sound.m_bSupportAudio = core.m_sound.m_bAudioRight = true;
+    }
+    // Fails six times, so that the next failure shows; then gives the caption after this stream.
+    std::string CaptionAfter(const std::string& bytes) {
+        core.m_picture.SetMainOsdCameraString({}, false);
+        core.m_nErrorCount = 6;
+        Read(bytes);
+        return core.m_nErrorCount == 1 ? core.m_picture.GetMainCaption() : "no report";
+    }
+    std::vector<std::string> TakeAll() {
+        std::vector<std::string> frames;
+        while (const auto frame = core.m_frames.TakeDecodeFrame()) {
+            frames.emplace_back(frame->Bytes().begin(), frame->Bytes().end());
+        }
+        return frames;
+    }
+
+    ChannelCore core{SystemClock()};
+    ThreadControl control;
+    ThreadControl decode;
+    LiveAudio audio{NotingFactories(), core.m_uCHInMainDlg};
+    std::size_t left = 0;
+};
+
+TEST_F(Stream, CodedFramesKeepTheirHeadAndJpegsLoseIt) {
+    const std::string key = VideoRecord(wire::kZ264, true, 64, 48, "key");
+    const std::string inter = VideoRecord(wire::kZ264, false, 0, 0, "inter");
+    const std::string jpeg = VideoRecord(wire::kZIVG, false, 64, 48, "\xFF\xD8jpeg");
+    for (const std::size_t step : {std::size_t{1}, std::size_t{7}, std::size_t{1000}}) {
+        EXPECT_EQ(Read("Server: x\r\nAny: y\r\n\r\n" + key + inter + jpeg, step), 3u);
+        EXPECT_THAT(TakeAll(), testing::ElementsAre(key, inter, "\xFF\xD8jpeg"));
+    }
+    EXPECT_TRUE(decode.run.IsSet());
+    EXPECT_EQ(decode.leave, 1u) << "the decoder of the connection before has to go";
+    EXPECT_EQ(core.m_nReceived, 9u);
+    EXPECT_EQ(core.m_nBytes, 3 * (key.size() + inter.size() + jpeg.size()));
+}
+
+TEST_F(Stream, NothingEntersBeforeAKeyFrameButAllIsCounted) {
+    const std::string inter = VideoRecord(wire::kZMP4, false, 0, 0, "inter");
+    const std::string key = VideoRecord(wire::kZMP4, true, 64, 48, "key");
+    EXPECT_EQ(Read(kNoHeader + inter + inter + inter), 3u);
+    EXPECT_THAT(TakeAll(), testing::IsEmpty());
+    EXPECT_EQ(Read(kNoHeader + inter + key + inter), 3u);
+    EXPECT_THAT(TakeAll(), testing::ElementsAre(key, inter));
+}
+
+// Whole pictures need no key frame, but the rule is lifted by the first that it refuses.
+TEST_F(Stream, TheFirstPlainPictureLiftsTheWaitForAKeyFrame) {
+    const std::string jpegs =
+        VideoRecord(wire::kZIVG, false, 0, 0, "first") + VideoRecord(wire::kZIVG, false, 0, 0, "second");
+    EXPECT_EQ(Read(kNoHeader + jpegs), 2u);
+    EXPECT_THAT(TakeAll(), testing::ElementsAre("second"));
+}
+
+TEST_F(Stream, AKeyFrameThrowsAwayWhatWaits) {
+    const std::string first = VideoRecord(wire::kZ264, true, 64, 48, "first");
+    const std::string inter = VideoRecord(wire::kZ264, false, 0, 0, "inter");
+    const std::string second = VideoRecord(wire::kZ264, true, 64, 48, "second");
+    EXPECT_EQ(Read(kNoHeader + first + inter + inter + second + inter), 5u);
+    EXPECT_THAT(TakeAll(), testing::ElementsAre(second, inter));
+    EXPECT_EQ(core.m_frames.GetRefused(), 3u);
+}
+
+TEST_F(Stream, OnlyTheValueOneIsAKeyFlag) {
+    std::string record = VideoRecord(wire::kZ264, true, 64, 48, "x");
+    record[wire::kKeyFlagOffset] = 2;
+    EXPECT_EQ(Read(kNoHeader + record), 1u);
+    EXPECT_THAT(TakeAll(), testing::IsEmpty());
+}
+
+TEST_F(Stream, AFrameWithoutPayloadIsItsHead) {
+    const std::string empty = VideoRecord(wire::kZ264, true, 64, 48, "");
+    EXPECT_EQ(Read(kNoHeader + empty + VideoRecord(wire::kZIVG, true, 0, 0, "")), 2u);
+    EXPECT_THAT(TakeAll(), testing::ElementsAre(empty, ""));
+}
+
+TEST_F(Stream, CutAnywhereItGivesWhatWasWhole) {
+    const std::string whole =
+        std::string("A: b\r\n\r\n") + VideoRecord(wire::kZ264, true, 64, 48, "key frame") +
+        AudioRecord(wire::kG711, 8000, 8, 1, "sound") + VideoRecord(wire::kZIVG, true, 64, 48, "picture");
+    const std::size_t firstEnd = 8 + 56 + 9;
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        const std::uint32_t count = Read(whole.substr(0, length));
+        EXPECT_EQ(count, length >= firstEnd ? 1u : 0u) << length;
+        TakeAll();
+    }
+    EXPECT_EQ(Read(whole), 2u);
+}
+
+TEST_F(Stream, EachDisorderIsReportedAndEndsThePass) {
+    const std::string good = VideoRecord(wire::kZ264, true, 64, 48, "key");
+    const struct {
+        const char* what;
+        std::string bytes;
+    } cases[] = {
+        {"body cut", VideoRecord(wire::kZ264, true, 64, 48, "key").substr(0, 58)},
+        {"JPEG cut", VideoRecord(wire::kZIVG, true, 64, 48, "key").substr(0, 58)},
+        {"four gigabytes", Head(wire::kZ264, true, 64, 48, 0xFFFFFFFF)},
+        {"four gigabytes with the head", Head(wire::kZ264, true, 64, 48, 0xFFFFFFFF - 55)},
+        {"four gigabytes of JPEG", Head(wire::kZIVG, true, 64, 48, 0xFFFFFFFF)},
+        {"unknown code", VideoRecord(wire::FourCC('N', 'O', 'N', 'E'), true, 64, 48, "key")},
+        {"audio code without a block", VideoRecord(wire::kG711, false, 0, 0, "sound")},
+        {"reserved 4", Head(wire::kZ264, true, 64, 48, 4, 4)},
+        {"reserved 16", Head(wire::kG711, false, 0, 0, 16, 16)},
+        {"sound cut", AudioRecord(wire::kG711, 8000, 8, 1, "sound").substr(0, 66)},
+        {"sound smaller than its block", Head(wire::kG711, false, 0, 0, 7, 8) + "12345678"},
+        {"sound of four gigabytes", Head(wire::kG711, false, 0, 0, 0xFFFFFFFF, 8) + "12345678"},
+    };
+    for (const auto& test : cases) {
+        EXPECT_EQ(CaptionAfter(kNoHeader + good + test.bytes), "Disconnected") << test.what;
+        const bool cut = std::string(test.what).find("cut") != std::string::npos;
+        EXPECT_EQ(Read(kNoHeader + good + test.bytes + (cut ? "" : good)), 1u) << test.what;
+    }
+}
+
+TEST_F(Stream, AnEndBetweenRecordsIsNoError) {
+    EXPECT_EQ(CaptionAfter(kNoHeader + VideoRecord(wire::kZ264, true, 64, 48, "key")), "no report");
+    EXPECT_EQ(CaptionAfter(std::string(kNoHeader) + "half of a head"), "no report");
+}
+
+TEST_F(Stream, AHeaderWithoutEndIsOne) {
+    std::string endless;
+    for (int i = 0; i < 100'000; ++i) {
+        endless += "X-Header: value\r\n";
+    }
+    EXPECT_EQ(CaptionAfter(endless), "Disconnected");
+    EXPECT_GT(left, endless.size() / 2);
+    EXPECT_EQ(CaptionAfter(std::string(5'000'000, 'x')), "Disconnected");
+    EXPECT_GT(left, 1'000'000u);
+    EXPECT_EQ(CaptionAfter("X-Header: value\r\n"), "Disconnected");
+}
+
+TEST_F(Stream, WhatTheUserLeftIsNoFailure) {
+    control.abort = 1;
+    EXPECT_EQ(CaptionAfter("cut"), "no report");
+    EXPECT_EQ(Read(kNoHeader + VideoRecord(wire::kZ264, true, 64, 48, "key")), 0u);
+}
+
+TEST_F(Stream, SoundThatNobodyHearsKeepsTheStreamInStep) {
+    const std::string sound = AudioRecord(wire::kG711, 8000, 8, 1, std::string(1000, 's'));
+    const std::string jpeg = VideoRecord(wire::kZIVG, true, 0, 0, "picture");
+    EXPECT_EQ(Read(kNoHeader + sound + jpeg + sound + sound + jpeg), 2u);
+    EXPECT_TRUE(played.opened.empty());
+    EXPECT_TRUE(played.written.empty());
+    // Each of the three switches alone is enough to keep it silent.
+    for (auto* const off :
+         {&core.m_sound.m_bPlayAudioUI, &core.m_sound.m_bSupportAudio, &core.m_sound.m_bAudioRight}) {
+        ListenToIt();
+        *off = false;
+        EXPECT_EQ(Read(kNoHeader + sound + jpeg), 1u);
+        EXPECT_TRUE(played.written.empty());
+    }
+}
+
+TEST_F(Stream, SoundOpensTheDeviceOnceAndIsWritten) {
+    ListenToIt();
+    EXPECT_EQ(Read(kNoHeader + AudioRecord(wire::kZ726, 8000, 4, 1, "one") +
+                   AudioRecord(wire::kZ726, 16000, 2, 2, "two") + AudioRecord(wire::kZ726, 8000, 4, 1, "")),
+              0u);
+    ASSERT_EQ(played.opened.size(), 1u) << "an open device keeps its format";
+    WaveFormats expected;
+    expected.inSampleBits = 4;
+    expected.inWaveType = 63270;
+    EXPECT_EQ(played.opened[0], expected);
+    EXPECT_THAT(played.written, testing::ElementsAre("one", "two"));
+    core.m_sound.m_bPlayAudioUI = false;
+    Read(kNoHeader + AudioRecord(wire::kZ726, 8000, 4, 1, "three"));
+    EXPECT_EQ(played.closed, 0) << "switching the sound off leaves the device open";
+}
+
+TEST_F(Stream, FaultsOfTheSoundDoNotEndTheStream) {
+    ListenToIt();
+    const std::string jpeg = VideoRecord(wire::kZIVG, true, 0, 0, "picture");
+    Read(kNoHeader + AudioRecord(wire::kG711, 8000, 8, 1, "one"));
+    EXPECT_EQ(Read(kNoHeader + AudioRecord(wire::FourCC('W', 'H', 'A', 'T'), 8000, 8, 1, "x") + jpeg), 1u);
+    EXPECT_EQ(played.closed, 1) << "an unknown code closes the device";
+    played.refuse = true;
+    EXPECT_EQ(Read(kNoHeader + AudioRecord(wire::kG711, 8000, 8, 1, "two") + jpeg), 1u);
+    EXPECT_EQ(Read(kNoHeader + AudioRecord(wire::kFAAC, 8000, 16, 1, "aac") + jpeg), 1u);
+    EXPECT_THAT(played.written, testing::ElementsAre("one"));
+}
+
+TEST(WaveFormats, FollowTheCodeAndTheBlock) {
+    const auto typeOf = [](std::uint32_t code, AudioBlock block) {
+        const auto formats = WaveFormatsFor(code, block);
+        return formats ? formats->inWaveType : 0;
+    };
+    EXPECT_EQ(typeOf(wire::kG711, {8000, 8, 1}), 7);
+    EXPECT_EQ(typeOf(wire::kA711, {8000, 8, 1}), 6);
+    EXPECT_EQ(typeOf(wire::kG726, {8000, 4, 1}), 69);
+    EXPECT_EQ(typeOf(wire::kG726, {8000, 16, 1}), 1) << "plain sound in spite of its code";
+    EXPECT_EQ(typeOf(wire::kG726, {8000, 16, 2}), 69);
+    EXPECT_EQ(typeOf(wire::kZ726, {8000, 16, 1}), 63270);
+    EXPECT_EQ(typeOf(wire::kFAAC, {8000, 16, 1}), 0);
+    EXPECT_EQ(WaveFormatsFor(wire::kPCM, {44100, 16, 2})->outSamplesPerSecond, 44100u);
+    EXPECT_EQ(WaveFormatsFor(wire::kG711, {16000, 8, 1})->outSamplesPerSecond, 8000u);
+}
+
+TEST(StreamErrors, ShowAtTheSeventhAndThenAtEverySixth) {
+    ChannelCore core(SystemClock());
+    for (int i = 1; i <= 25; ++i) {
+        core.m_picture.SetMainOsdCameraString({}, false);
+        core.ReportStreamError(kStreamStatus, 401);
+        const bool shown = core.m_picture.GetMainCaption() == "Unauthorized";
+        EXPECT_EQ(shown, i == 7 || i == 13 || i == 19 || i == 25) << i;
+    }
+}
+
+TEST(StreamErrors, SayWhatIsWrong) {
+    const auto captionOf = [](int code, int argument, bool running) {
+        ChannelCore core(SystemClock());
+        core.m_bStreamRunning = running;
+        core.m_nErrorCount = 6;
+        core.ReportStreamError(code, argument);
+        return core.m_picture.GetMainCaption();
+    };
+    EXPECT_EQ(captionOf(kStreamStatus, 401, false), "Unauthorized");
+    EXPECT_EQ(captionOf(kStreamStatus, 403, false), "Disconnected");
+    EXPECT_EQ(captionOf(kStreamBodyCut, 0, false), "Disconnected");
+    // Before the first picture it still connects.
+    EXPECT_EQ(captionOf(kStreamConnect, 0, false), "");
+    EXPECT_EQ(captionOf(kStreamStatus, 404, false), "");
+    EXPECT_EQ(captionOf(kStreamConnect, 0, true), "Disconnected");
+    EXPECT_EQ(captionOf(kStreamStatus, 404, true), "Disconnected");
+}
+
+}  // namespace
+}  // namespace kvmon

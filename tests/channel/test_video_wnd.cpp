@@ -1,0 +1,402 @@
+#include "channel/video_wnd.h"
+
+#include <gtest/gtest.h>
+
+#include <QtGui/QImage>
+#include <QtGui/QKeyEvent>
+#include <QtGui/QMouseEvent>
+#include <QtWidgets/QApplication>
+#include <filesystem>
+#include <map>
+#include <thread>
+
+#include "channel/base_camera.h"
+#include "channel/channel_messages.h"
+#include "channel/channel_view.h"
+#include "skin/input_messages.h"
+#include "support/message_log.h"
+#include "support/temp_folder.h"
+#include "support/wait_until.h"
+#include "test_frames.h"
+
+namespace kvmon {
+namespace {
+
+constexpr QRgb kCellGround = qRgb(155, 154, 159);
+constexpr QRgb kActive = qRgb(229, 145, 72);
+constexpr QRgb kInactive = qRgb(81, 79, 84);
+constexpr QRgb kPictureGround = qRgb(10, 10, 44);
+
+// The console, as far as a cell sees it.
+class Console final : public WindowBase {
+public:
+    std::vector<kvtest::Message> messages;
+
+protected:
+    LParam OnMessage(std::uint32_t message, WParam wParam, LParam lParam) override {
+        messages.push_back({message, wParam, lParam});
+        return 0;
+    }
+};
+
+std::shared_ptr<CBaseCamera> MakeCamera(bool bMayWatch = true) {
+    CameraSettings settings;
+    settings.m_bMonitorRight = bMayWatch ? 1 : 0;
+    settings.m_NetworkSetting[0].szAddress = "127.0.0.1";
+    settings.m_lpszSvrIP = "127.0.0.1";
+    auto camera = CreateCamera(&settings);
+    *camera = settings;
+    camera->SetCameraName("Gate & <b>yard</b>");
+    return camera;
+}
+
+class Cell : public testing::Test {
+protected:
+    Cell() {
+        cell.SetParentWnd(&console);
+        cell.SetOwner(console.Handle());
+        cell.resize(200, 150);
+    }
+    ~Cell() override { cell.SetCamera(nullptr); }
+
+    QImage Picture() {
+        QImage image(cell.size(), QImage::Format_RGB32);
+        cell.render(&image);
+        return image;
+    }
+    static void Press(QWidget& window, QEvent::Type type, Qt::MouseButton button, QPoint at) {
+        QMouseEvent event(type, at, window.mapToGlobal(at), button, button, Qt::NoModifier);
+        QApplication::sendEvent(&window, &event);
+    }
+    std::vector<std::uint32_t> Received() {
+        QApplication::sendPostedEvents();
+        std::vector<std::uint32_t> numbers;
+        for (const auto& message : console.messages) {
+            numbers.push_back(message.number);
+        }
+        console.messages.clear();
+        return numbers;
+    }
+    using Numbers = std::vector<std::uint32_t>;
+
+    Console console;
+    CVideoWnd cell;
+};
+
+TEST_F(Cell, WithoutAChannelShowsAnEmptyFrame) {
+    EXPECT_EQ(cell.GetWidth(), 702);
+    EXPECT_EQ(cell.GetHeight(), 480);
+    const QImage image = Picture();
+    for (int x = 3; x < 197; ++x) {
+        for (int y = 3; y < 23; ++y) {
+            ASSERT_EQ(image.pixel(x, y), kInactive) << x << ',' << y;
+        }
+    }
+    EXPECT_EQ(image.pixel(100, 100), qRgb(0, 0, 0));
+}
+
+TEST_F(Cell, DrawsFrameAndViewAtTheirPlaces) {
+    const auto camera = MakeCamera();
+    cell.SetCamera(camera);
+    EXPECT_EQ(cell.View().geometry(), QRect(QPoint(2, 23), QPoint(197, 147)));
+    for (const bool bActive : {true, false}) {
+        cell.SetWindowActive(bActive, false);
+        EXPECT_EQ(cell.IsWindowActive(), bActive);
+        const QImage image = Picture();
+        for (const int middle : {60, 100}) {
+            EXPECT_EQ(image.pixel(middle, 0), kCellGround);
+            EXPECT_EQ(image.pixel(middle, 1), qRgb(0, 0, 0));
+            EXPECT_EQ(image.pixel(middle, 2), bActive ? kActive : kInactive);
+            EXPECT_EQ(image.pixel(0, middle), kCellGround);
+            EXPECT_EQ(image.pixel(1, middle), qRgb(0, 0, 0));
+            EXPECT_EQ(image.pixel(2, middle), kPictureGround);
+            EXPECT_EQ(image.pixel(197, middle), kPictureGround);
+            EXPECT_EQ(image.pixel(198, middle), qRgb(0, 0, 0));
+            EXPECT_EQ(image.pixel(199, middle), kCellGround);
+            EXPECT_EQ(image.pixel(middle, 148), qRgb(0, 0, 0));
+            EXPECT_EQ(image.pixel(middle, 149), kCellGround);
+        }
+        EXPECT_EQ(image.pixel(0, 0), kCellGround);
+        EXPECT_EQ(image.pixel(150, 22), bActive ? kActive : kInactive);
+        EXPECT_EQ(image.pixel(150, 23), kPictureGround);
+    }
+    EXPECT_EQ(cell.accessibleName(), "Gate & <b>yard</b>");
+}
+
+TEST_F(Cell, NamesTheChannelInPlainTextAndElidesIt) {
+    const auto camera = MakeCamera();
+    cell.SetCamera(camera);
+    const auto inkedColumns = [&] {
+        const QImage image = Picture();
+        int last = 0;
+        for (int x = 3; x < 197; ++x) {
+            for (int y = 4; y < 22; ++y) {
+                last = image.pixel(x, y) != kInactive ? x : last;
+            }
+        }
+        return last;
+    };
+    const int full = inkedColumns();
+    EXPECT_GT(full, 60);
+    camera->SetCameraName("yard");
+    EXPECT_LT(inkedColumns(), full / 2);
+    camera->SetCameraName(std::string(5000, 'W'));
+    EXPECT_LT(inkedColumns(), 200 - 7);
+    camera->SetCameraName("");
+    EXPECT_EQ(inkedColumns(), 0);
+}
+
+TEST_F(Cell, TellsWhyThereIsNoPicture) {
+    const auto refused = MakeCamera(false);
+    cell.SetCamera(refused);
+    EXPECT_EQ(refused->Picture().GetMainCaption(), "No Permission");
+    const auto connecting = MakeCamera();
+    cell.SetCamera(connecting);
+    EXPECT_EQ(connecting->Picture().GetMainCaption(), "Connecting");
+    connecting->Picture().AutoCleanCaption();
+    EXPECT_EQ(connecting->Picture().GetMainCaption(), "");
+    cell.SetCamera(connecting);  // not told again
+    EXPECT_EQ(connecting->Picture().GetMainCaption(), "");
+
+    CameraSettings nothing;
+    const auto unset = CreateCamera(&nothing);
+    cell.SetCamera(unset);
+    EXPECT_EQ(unset->Picture().GetMainCaption(), "No Settings");
+}
+
+TEST_F(Cell, BindsItsChannelAndGivesTheFormerOneUp) {
+    const auto first = MakeCamera();
+    auto second = MakeCamera();
+    cell.SetCamera(first);
+    EXPECT_EQ(first->GetVideoWnd(), cell.Handle());
+    EXPECT_EQ(first->GetViewWnd(), cell.View().Handle());
+    EXPECT_EQ(first->Picture().GetSubString(SubString::View), "View: 196 x 125");
+    first->Picture().SetBitmapInfo(MakeBitmapInfo(352, 288));
+    EXPECT_EQ(cell.GetWidth(), 352);
+    EXPECT_EQ(cell.GetHeight(), 288);
+
+    CVideoWnd other;
+    other.SetCamera(first);  // shown elsewhere now
+    cell.SetCamera(second);
+    EXPECT_EQ(first->GetVideoWnd(), other.Handle());
+    EXPECT_EQ(first->GetViewWnd(), other.View().Handle());
+    EXPECT_EQ(second->GetVideoWnd(), cell.Handle());
+
+    second.reset();  // a channel that ends takes its picture along
+    EXPECT_EQ(cell.GetCamera(), nullptr);
+    EXPECT_EQ(Picture().pixel(100, 100), qRgb(0, 0, 0));
+}
+
+TEST_F(Cell, FollowsItsSizeAndShowsThePicture) {
+    const auto camera = MakeCamera();
+    cell.SetCamera(camera);
+    cell.show();
+    cell.resize(104, 77);
+    auto frame = kvtest::MakePlainFrame(64, 64, {0, 200, 0});
+    camera->Picture().SetBitmapInfo(frame->Info());
+    camera->Picture().AutoCleanCaption();
+    camera->Picture().Show(std::move(frame));
+    camera->Picture().Compose();
+    EXPECT_EQ(camera->Picture().GetSubString(SubString::View), "View: 100 x 52");
+    const QImage image = Picture();
+    EXPECT_NEAR(qGreen(image.pixel(2, 23)), 200, 3);
+    EXPECT_NEAR(qGreen(image.pixel(101, 74)), 200, 3);
+    EXPECT_EQ(cell.View().ClientToImage({50, 26}), QPoint(32, 32));
+    cell.resize(1, 1);
+    Picture();
+}
+
+// Counts the paints of the windows that it watches.
+class PaintLog final : public QObject {
+public:
+    std::map<QObject*, int> paints;
+    bool eventFilter(QObject* window, QEvent* event) override {
+        paints[window] += event->type() == QEvent::Paint ? 1 : 0;
+        return false;
+    }
+};
+
+TEST_F(Cell, ANewPicturePaintsTheViewAlone) {
+    const auto camera = MakeCamera();
+    cell.SetCamera(camera);
+    cell.show();
+    PaintLog log;
+    cell.installEventFilter(&log);
+    cell.View().installEventFilter(&log);
+    const auto painted = [&](QWidget& window) {
+        return kvtest::WaitUntil([&] {
+            QApplication::processEvents();
+            return log.paints[&window] > 0;
+        });
+    };
+    ASSERT_TRUE(painted(cell));
+    ASSERT_TRUE(painted(cell.View()));
+    QApplication::processEvents();
+    log.paints.clear();
+    auto frame = kvtest::MakePlainFrame(64, 64, {0, 200, 0});
+    camera->Picture().SetBitmapInfo(frame->Info());
+    camera->Picture().Show(std::move(frame));
+    std::thread([&] { camera->Picture().Compose(); }).join();
+    EXPECT_TRUE(painted(cell.View()));
+    EXPECT_EQ(log.paints[&cell], 0);
+}
+
+TEST_F(Cell, PassesMouseAndKeysOn) {
+    cell.SetCamera(MakeCamera());
+    QWidget& view = cell.View();
+    Press(view, QEvent::MouseButtonPress, Qt::LeftButton, {7, 9});
+    ASSERT_EQ(console.messages.size(), 1u);
+    EXPECT_EQ(console.messages[0].number, WM_LBUTTONDOWN);
+    EXPECT_EQ(console.messages[0].wParam, 1u);
+    EXPECT_EQ(UnpackPoint(console.messages[0].lParam), QPoint(7, 9));
+    EXPECT_EQ(Received(), Numbers{WM_LBUTTONDOWN});
+
+    Press(view, QEvent::MouseMove, Qt::NoButton, {7, 9});
+    Press(view, QEvent::MouseButtonRelease, Qt::LeftButton, {7, 9});
+    Press(view, QEvent::MouseButtonPress, Qt::RightButton, {7, 9});
+    Press(view, QEvent::MouseButtonDblClick, Qt::RightButton, {7, 9});
+    Press(cell, QEvent::MouseButtonPress, Qt::MiddleButton, {7, 9});
+    EXPECT_EQ(Received(), (Numbers{WM_LBUTTONUP, WM_RBUTTONDOWN, WM_RBUTTONDBLCLK, WM_MBUTTONDOWN}));
+
+    Press(view, QEvent::MouseButtonRelease, Qt::RightButton, {7, 9});
+    EXPECT_EQ(Received(), Numbers{WM_COMMAND});
+
+    // One double click is one message, wherever in the cell it is.
+    Press(view, QEvent::MouseButtonDblClick, Qt::LeftButton, {7, 9});
+    EXPECT_EQ(Received(), Numbers{WM_LBUTTONDBLCLK});
+    Press(cell, QEvent::MouseButtonDblClick, Qt::LeftButton, {7, 9});
+    EXPECT_EQ(Received(), Numbers{WM_LBUTTONDBLCLK});
+
+    QKeyEvent down(QEvent::KeyPress, Qt::Key_F2, Qt::NoModifier);
+    QApplication::sendEvent(&view, &down);
+    ASSERT_EQ(console.messages.size(), 1u);
+    EXPECT_EQ(console.messages[0].wParam, 113u);
+    EXPECT_EQ(Received(), Numbers{WM_KEYDOWN});
+}
+
+TEST_F(Cell, RisingEventStatusBlinksUntilThePress) {
+    const auto camera = MakeCamera();
+    cell.SetCamera(camera);
+    cell.SetEventBlink(true);
+    EXPECT_TRUE(cell.IsTimerSet(84));
+    const auto status = [&](std::array<std::uint32_t, 7> flags) {
+        camera->SetStatusFlags(flags);
+        cell.SendMessage(kMsgCaptionRefresh, 0, 0);
+        return camera->Picture().IsEventHighlight();
+    };
+    EXPECT_FALSE(status({1, 1, 0, 0, 0, 0, 0}));
+    EXPECT_TRUE(status({1, 1, 0, 0, 1, 0, 0}));
+    Received();
+    Press(cell.View(), QEvent::MouseButtonPress, Qt::LeftButton, {7, 9});
+    EXPECT_FALSE(camera->Picture().IsEventHighlight());
+    EXPECT_EQ(Received(), Numbers{});
+    EXPECT_FALSE(status({1, 1, 0, 0, 1, 0, 0}));  // has not risen again
+    EXPECT_TRUE(status({1, 1, 1, 0, 1, 0, 0}));
+    EXPECT_EQ(Received(), (Numbers{WM_COMMAND, WM_COMMAND}));
+    cell.SetEventBlink(false);
+    EXPECT_FALSE(cell.IsTimerSet(84));
+    // What cannot be seen swallows no press.
+    Press(cell.View(), QEvent::MouseButtonPress, Qt::LeftButton, {7, 9});
+    EXPECT_EQ(Received(), Numbers{WM_LBUTTONDOWN});
+}
+
+TEST_F(Cell, PresetTimersArmTheRereadAndTheNotice) {
+    cell.SendMessage(WM_TIMER, 86, 0);
+    EXPECT_TRUE(cell.IsTimerSet(96));
+    EXPECT_TRUE(cell.IsTimerSet(97));
+    cell.SetNotifyDlg(console.Handle());
+    cell.SendMessage(WM_TIMER, 97, 0);
+    EXPECT_FALSE(cell.IsTimerSet(97));
+    EXPECT_EQ(Received(), Numbers{1025});
+}
+
+TEST_F(Cell, TimedMessagesGoByThemselves) {
+    const auto camera = MakeCamera();
+    cell.SetCamera(camera);
+    CChannelView& view = cell.View();
+    view.SetMessageText("Left End", true);
+    camera->Picture().AutoCleanCaption();
+    EXPECT_EQ(camera->Picture().GetMainCaption(), "Left End");
+    EXPECT_TRUE(view.IsTimerSet(2));
+    view.SetMessageText("Disconnected", false);
+    EXPECT_FALSE(view.IsTimerSet(2));
+
+    camera->Picture().SetZoomRect({0, 0, 98, 50});
+    view.RefreshZoomLabel();
+    EXPECT_EQ(camera->Picture().GetSubString(SubString::DigitalZoom), "Digital zoom x2.00");
+    EXPECT_TRUE(view.IsTimerSet(5));
+}
+
+TEST_F(Cell, ViewGoesFullScreenAndBack) {
+    console.resize(400, 300);
+    cell.setParent(&console);
+    cell.resize(200, 150);
+    console.show();
+    cell.show();
+    const auto camera = MakeCamera();
+    cell.SetCamera(camera);
+    CChannelView& view = cell.View();
+    view.SetAllowFullScreen(true);
+    Press(view, QEvent::MouseButtonDblClick, Qt::LeftButton, {7, 9});
+    EXPECT_TRUE(view.IsFullScreen());
+    EXPECT_TRUE(view.isWindow());
+    EXPECT_EQ(view.geometry(), view.screen()->geometry());
+    cell.resize(120, 100);  // the layout goes on meanwhile
+    EXPECT_TRUE(view.isWindow());
+    QKeyEvent escape(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+    QApplication::sendEvent(&view, &escape);
+    EXPECT_FALSE(view.IsFullScreen());
+    EXPECT_EQ(view.parentWidget(), &cell);
+    EXPECT_EQ(view.geometry(), CVideoWnd::GetViewRect(cell.size()));
+    EXPECT_EQ(camera->Picture().GetSubString(SubString::View), "View: 116 x 75");
+}
+
+TEST_F(Cell, SavesASnapshotOnAThread) {
+    const kvtest::TempFolder folder;
+    const auto camera = MakeCamera();
+    cell.SetCamera(camera);
+    EXPECT_FALSE(cell.View().SaveSnapshot(folder.File("a.bmp"), false, "", false));  // no picture
+    auto frame = kvtest::MakePlainFrame(64, 64, {0, 200, 0});
+    camera->Picture().SetBitmapInfo(frame->Info());
+    camera->Picture().Show(std::move(frame));
+    EXPECT_FALSE(cell.View().SaveSnapshot("", false, "", false));
+    {
+        CVideoWnd other;
+        other.SetCamera(camera);
+        for (int i = 0; i < 4; ++i) {
+            const std::string path = folder.File("n" + std::to_string(i) + ".bmp");
+            EXPECT_TRUE(other.View().SaveSnapshot(path, false, "", false));
+        }
+        // The window's end waits for what it began.
+    }
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(QImage(QString::fromStdString(folder.File("n" + std::to_string(i) + ".bmp"))).size(),
+                  QSize(64, 64));
+    }
+}
+
+TEST(CellIcons, StandInOrderFromTheRight) {
+    CellState state{.bPtz = true, .bPtzOpen = false, .bDigitalZoom = true, .bSound = true};
+    state.bSoundOpen = true;
+    state.flags = {1, 1, 1, 1, 1, 1, 1};
+    std::vector<std::pair<CellIcon, int>> placed;
+    for (const PlacedIcon& icon : PlaceIcons(state, 300)) {
+        placed.emplace_back(icon.icon, icon.x);
+    }
+    const std::vector<std::pair<CellIcon, int>> expected = {
+        {CellIcon::PtzOff, 282},    {CellIcon::DigitalZoom, 264},    {CellIcon::SoundOn, 246},
+        {CellIcon::Recording, 220}, {CellIcon::EventRecording, 194}, {CellIcon::Alarm, 168},
+        {CellIcon::Motion, 150},    {CellIcon::Input, 132},          {CellIcon::Output, 114},
+        {CellIcon::Fault, 96}};
+    EXPECT_EQ(placed, expected);
+
+    state = {};
+    state.flags[1] = 1;
+    const auto one = PlaceIcons(state, 100);
+    ASSERT_EQ(one.size(), 1u);
+    EXPECT_EQ(one[0].x, 74);
+    EXPECT_TRUE(PlaceIcons({}, 100).empty());
+}
+
+}  // namespace
+}  // namespace kvmon

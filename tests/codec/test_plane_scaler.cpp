@@ -1,0 +1,101 @@
+#include "codec/plane_scaler.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+using namespace kvmon;
+
+namespace {
+
+std::uint8_t Sample(int x, int y) {
+    return static_cast<std::uint8_t>((x * 37 + y * 59 + x * y % 7 * 11) % 256);
+}
+
+// The same in plain arithmetic.
+double Interpolated(int width, int height, double x, double y) {
+    x = std::clamp(x, 0.0, width - 1.0);
+    y = std::clamp(y, 0.0, height - 1.0);
+    const int left = static_cast<int>(x);
+    const int top = static_cast<int>(y);
+    const auto at = [&](int dx, int dy) {
+        return double{1} * Sample(std::min(left + dx, width - 1), std::min(top + dy, height - 1));
+    };
+    const double right = x - left;
+    const double low = y - top;
+    return (at(0, 0) * (1 - right) + at(1, 0) * right) * (1 - low) +
+           (at(0, 1) * (1 - right) + at(1, 1) * right) * low;
+}
+
+double Mean(int left, int top, int right, int bottom) {
+    double sum = 0;
+    for (int y = top; y < bottom; ++y) {
+        for (int x = left; x < right; ++x) {
+            sum += Sample(x, y);
+        }
+    }
+    return sum / ((right - left) * (bottom - top));
+}
+
+void Check(int fromWidth, int fromHeight, int toWidth, int toHeight) {
+    SCOPED_TRACE(testing::Message() << fromWidth << "x" << fromHeight << " to " << toWidth << "x"
+                                    << toHeight);
+    // Rows that go up in memory, and nothing behind the last sample: a read beyond is a fault.
+    std::vector<std::uint8_t> source(static_cast<std::size_t>(fromWidth * fromHeight));
+    for (int y = 0; y < fromHeight; ++y) {
+        for (int x = 0; x < fromWidth; ++x) {
+            source[static_cast<std::size_t>((fromHeight - 1 - y) * fromWidth + x)] = Sample(x, y);
+        }
+    }
+    const int stride = toWidth + 3;
+    std::vector<std::uint8_t> target(static_cast<std::size_t>(stride * toHeight), 0xA5);
+    std::vector<std::uint8_t> work(ScaleWorkBytes(fromWidth, toWidth));
+    ScalePlane({source.data() + (fromHeight - 1) * fromWidth, -fromWidth, fromWidth, fromHeight},
+               {target.data(), stride, toWidth, toHeight}, work);
+
+    const bool average = fromWidth >= 2 * toWidth && fromHeight >= 2 * toHeight;
+    const auto edge = [](int from, int to, int i) {
+        return static_cast<int>((std::int64_t{from} << 16) / to * i >> 16);
+    };
+    for (int y = 0; y < toHeight; ++y) {
+        for (int x = 0; x < stride; ++x) {
+            const int got = target[static_cast<std::size_t>(y * stride + x)];
+            if (x >= toWidth) {
+                ASSERT_EQ(got, 0xA5) << x << " " << y;
+                continue;
+            }
+            const double want =
+                average ? Mean(edge(fromWidth, toWidth, x), edge(fromHeight, toHeight, y),
+                               edge(fromWidth, toWidth, x + 1), edge(fromHeight, toHeight, y + 1))
+                        : Interpolated(fromWidth, fromHeight, (x + 0.5) * fromWidth / toWidth - 0.5,
+                                       (y + 0.5) * fromHeight / toHeight - 0.5);
+            ASSERT_NEAR(got, want, average ? 1 : 4) << x << " " << y;
+        }
+    }
+}
+
+TEST(PlaneScalerTest, AveragesWhereMuchFallsTogether) {
+    for (int narrow = 2; narrow <= 12; ++narrow) {
+        Check(narrow * 10, 40, 10, 20);
+        Check(narrow * 10 + 7, 41, 10, 13);
+    }
+    Check(300, 200, 1, 1);
+    Check(64, 500, 2, 2);
+}
+
+TEST(PlaneScalerTest, InterpolatesElsewhere) {
+    constexpr int kSizes[][2] = {{1, 1}, {2, 1}, {1, 3}, {7, 5}, {16, 16}, {33, 20}, {50, 21}};
+    for (const auto& from : kSizes) {
+        for (const auto& to : kSizes) {
+            if (from[0] < 2 * to[0] || from[1] < 2 * to[1]) {
+                Check(from[0], from[1], to[0], to[1]);
+            }
+        }
+    }
+    Check(1000, 2, 3, 2);
+    Check(3, 300, 3, 10);
+}
+
+}  // namespace

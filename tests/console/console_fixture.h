@@ -1,0 +1,108 @@
+// A console of its own for a test, with its settings in a folder that goes away.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QTimer>
+#include <QtWidgets/QWidget>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "channel/video_wnd.h"
+#include "console/main_dlg.h"
+#include "persist/orvo_registry.h"
+#include "persist/utilities.h"
+#include "support/temp_folder.h"
+
+namespace kvtest {
+
+// Runs the event loop until the condition holds; false if it does not in time.
+template <typename Condition>
+bool PumpUntil(Condition condition, std::chrono::milliseconds timeout = std::chrono::seconds(15)) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    QTimer wake;  // for conditions that come true without an event
+    wake.start(5);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            return false;
+        }
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
+    return true;
+}
+
+// All that is due now.
+inline void Pump() {
+    // Handlers post: the second turn takes what the first one brought about.
+    QCoreApplication::processEvents();
+    QCoreApplication::processEvents();
+}
+
+class TestSite final : public kvmon::ClientSite {
+public:
+    std::string GetServerIP() const override { return "127.0.0.1"; }
+    std::uint32_t GetServerPort() const override { return port; }
+    std::string GetDefServerName() const override { return {}; }
+    void NotifyLogin(int) override { events.push_back("login"); }
+    void NotifyLogout(int) override { events.push_back("logout"); }
+    void NotifyNewVersion(int) override {}
+    void NotifyChangeLanguage(std::uint16_t) override {}
+    void NotifyGotoPage(int n) override { events.push_back("page " + std::to_string(n)); }
+    void NotifyGotoServer(int, const std::string&) override {}
+
+    std::uint32_t port = 0;
+    std::vector<std::string> events;
+};
+
+class ConsoleTest : public testing::Test {
+protected:
+    ConsoleTest() {
+        kvmon::SetDataFolder(folder.Path());
+        kvmon::RegistryApp app;
+        app.databasePath = folder.File("settings.db");
+        kvmon::Registry().InitRegistry(false, app);
+    }
+    ~ConsoleTest() override { Close(); }
+
+    // A console logged in to the port, with its view built.
+    kvmon::CMainDlg& Open(std::uint16_t port) {
+        Start(port);
+        EXPECT_TRUE(PumpUntil([&] { return console->View().Cells().GetCount() > 0; }));
+        Pump();
+        return *console;
+    }
+    kvmon::CMainDlg& Start(std::uint16_t port) {
+        site.port = port;
+        console = std::make_unique<kvmon::CMainDlg>(site, nullptr, 0x0409);
+        console->OnInitDialog();
+        console->show();
+        console->AutoLogin("admin", "secret");
+        return *console;
+    }
+    void Close() { console.reset(); }
+
+    kvmon::CVideoWnd& Cell(int n) { return *console->View().Cells().Get(n); }
+    // The name shown by each visible cell, in the order of the windows.
+    std::vector<std::string> ShownNames() {
+        std::vector<std::string> names;
+        for (int n = 0; n < console->View().Cells().GetCount(); ++n) {
+            if (!Cell(n).isHidden()) {
+                const auto camera = Cell(n).GetCamera();
+                names.push_back(camera ? camera->GetCameraName() : "-");
+            }
+        }
+        return names;
+    }
+    void Command(int id) {
+        console->PressButton(id);
+        Pump();
+    }
+
+    TempFolder folder;
+    TestSite site;
+    std::unique_ptr<kvmon::CMainDlg> console;
+};
+
+}  // namespace kvtest

@@ -1,0 +1,115 @@
+// The control before it has a console; with one see the program's own tests.
+#include <gmock/gmock.h>
+
+#include <QtCore/QCoreApplication>
+
+#include "control/client.h"
+#include "persist/orvo_registry.h"
+#include "persist/utilities.h"
+#include "support/scripted_server.h"
+#include "support/temp_folder.h"
+
+using namespace kvmon;
+using testing::ElementsAre;
+
+namespace {
+
+struct Sink final : ClientEvents {
+    explicit Sink(std::vector<std::string>& eventLog) : log(eventLog) {}
+    void OnLogout(int n) override { log.push_back("logout " + std::to_string(n)); }
+    void OnNeedGetNewVersion(int n) override { log.push_back("version " + std::to_string(n)); }
+    void OnLogin(int n) override { log.push_back("login " + std::to_string(n)); }
+    void OnChgLanguage(int n) override { log.push_back("language " + std::to_string(n)); }
+    void OnGotoPage(int n) override { log.push_back("page " + std::to_string(n)); }
+    void OnGotoServer(int, const std::string& url) override { log.push_back("server " + url); }
+    std::vector<std::string>& log;
+};
+
+class ClientTest : public testing::Test {
+protected:
+    ClientTest() {
+        SetDataFolder(folder.Path());
+        RegistryApp app;
+        app.databasePath = folder.File("settings.db");
+        Registry().InitRegistry(false, app);
+        // Nothing answers there: the tests are about the control.
+        client.Impl().SetServerPort(kvtest::UnusedPort());
+    }
+
+    kvtest::TempFolder folder;
+    CTR450Client client;
+    std::vector<std::string> log;
+    Sink sink{log};
+};
+
+}  // namespace
+
+TEST_F(ClientTest, PropertiesKeepWhatTheyAreGiven) {
+    CTR450ClientImpl& impl = client.Impl();
+    EXPECT_EQ(impl.GetServerIP(), "127.0.0.1");
+    impl.PutServerPort(70000);
+    EXPECT_EQ(impl.GetServerPort(), 70000u);
+    impl.SetServerPort(70000);
+    EXPECT_EQ(impl.GetServerPort(), 80u);
+    impl.SetServerPort(-1);
+    EXPECT_EQ(impl.GetServerPort(), 80u);
+    impl.SetDefServerName("100%s");
+    EXPECT_EQ(impl.GetDefServerName(), "100%s");
+    EXPECT_EQ(impl.GetLanguage(), 0);
+    impl.ChangeSize(640, 900);
+    EXPECT_EQ(impl.GetSize(), QSize(1000, 900));
+}
+
+TEST_F(ClientTest, WithoutAWindowNothingHappens) {
+    client.Connect(&sink);
+    EXPECT_EQ(client.Impl().Login("u", "p"), -1);
+    client.Impl().NotifyLogin(0);
+    client.Impl().NotifyGotoServer(1, "http://x");
+    client.Impl().Logout();
+    QCoreApplication::processEvents();
+    EXPECT_THAT(log, ElementsAre());
+}
+
+TEST_F(ClientTest, EventsComeLaterInTheOrderOfTheirConnections) {
+    std::vector<std::string> gone;
+    Sink goneSink(gone);
+    const std::size_t connection = client.Connect(&goneSink);
+    client.Connect(&sink);
+    client.Disconnect(connection);
+    client.CreateControlWindow(nullptr);
+
+    client.Impl().NotifyLogin(0);
+    client.Impl().NotifyNewVersion(3);
+    client.Impl().NotifyGotoPage(2);
+    client.Impl().NotifyChangeLanguage(0x0407);
+    client.ControlWindow()->PostMessage(WM_CLIENT_FIRE_EVENT, 5, 0);
+    EXPECT_THAT(log, ElementsAre());
+    client.Impl().NotifyGotoServer(1, "http://x");
+    EXPECT_THAT(log, ElementsAre("server http://x"));
+    QCoreApplication::processEvents();
+    EXPECT_THAT(log, ElementsAre("server http://x", "login 0", "version 3", "page 2", "language 6"));
+    EXPECT_THAT(gone, ElementsAre());
+}
+
+TEST_F(ClientTest, AutoStartNeedsAWholeCredential) {
+    client.Connect(&sink);
+    client.Impl().SetAutoStart(1);
+    client.Impl().SetAuthData(EncodeBasicAuth("no colon"));
+    client.CreateControlWindow(nullptr);
+    QCoreApplication::processEvents();
+    EXPECT_THAT(log, ElementsAre());
+    client.Impl().AutoLogin(EncodeBasicAuth("u:p"));
+    QCoreApplication::processEvents();
+    EXPECT_THAT(log, ElementsAre("login 0"));
+}
+
+TEST_F(ClientTest, OnlyAnotherLanguageMakesTheConsoleAnew) {
+    client.CreateControlWindow(nullptr);
+    const CMainDlg* const before = client.Impl().MainDlg();
+    EXPECT_TRUE(client.Impl().SetLanguage(client.Impl().GetLanguage()));
+    EXPECT_EQ(client.Impl().MainDlg(), before);
+    client.Impl().ChangeSize(1200, 800);
+    EXPECT_TRUE(client.Impl().SetLanguage(6));
+    EXPECT_TRUE(client.Impl().HasMainDlg());
+    EXPECT_EQ(client.Impl().GetSize(), QSize(1200, 800));
+}

@@ -1,0 +1,90 @@
+#include <gmock/gmock.h>
+
+#include "skin/window_base.h"
+#include "support/wait_until.h"
+
+namespace kvmon {
+namespace {
+
+using testing::ElementsAre;
+
+class Recording final : public WindowBase {
+public:
+    std::vector<std::uint32_t> messages;
+    std::vector<std::uint32_t> timers;
+
+protected:
+    void OnTimer(std::uint32_t id) override {
+        timers.push_back(id);
+        KillTimer(id);
+    }
+    LParam OnMessage(std::uint32_t message, WParam wParam, LParam lParam) override {
+        messages.push_back(message);
+        return static_cast<LParam>(wParam) + lParam;
+    }
+};
+
+void Turn() {
+    QCoreApplication::sendPostedEvents();
+    QCoreApplication::processEvents();
+}
+
+TEST(WindowBaseTest, PostsOfAnotherThreadArriveInOrderAndSendAnswersAtOnce) {
+    Recording window;
+    std::thread([handle = window.Handle()] {
+        for (std::uint32_t i = 0; i < 100; ++i) {
+            handle.Post(i, 0, 0);
+        }
+    }).join();
+    EXPECT_TRUE(window.messages.empty());
+    Turn();
+    ASSERT_EQ(window.messages.size(), 100u);
+    EXPECT_TRUE(std::is_sorted(window.messages.begin(), window.messages.end()));
+    EXPECT_EQ(window.SendMessage(7, 40, 2), 42);
+}
+
+TEST(WindowBaseTest, PostsToAWindowThatIsGoneAreDropped) {
+    auto window = std::make_unique<Recording>();
+    const WindowHandle handle = window->Handle();
+    EXPECT_TRUE(handle.Post(1, 0, 0));
+    std::atomic<bool> stop{false};
+    std::thread poster([&] {
+        while (!stop) {
+            handle.Post(2, 0, 0);
+        }
+    });
+    window.reset();
+    stop = true;
+    poster.join();
+    EXPECT_FALSE(handle.Post(3, 0, 0));
+    EXPECT_FALSE(static_cast<bool>(handle));
+    Turn();
+}
+
+TEST(WindowBaseTest, NumberedTimersFireAndAreKilledByNumber) {
+    Recording window;
+    window.SetTimer(1009, 0);
+    window.SetTimer(1010, 10000);
+    EXPECT_TRUE(window.IsTimerSet(1010));
+    EXPECT_TRUE(kvtest::WaitUntil([&] {
+        Turn();
+        return !window.timers.empty();
+    }));
+    EXPECT_THAT(window.timers, ElementsAre(1009u));
+    EXPECT_FALSE(window.IsTimerSet(1009));
+    window.KillTimer(1010);
+    EXPECT_FALSE(window.IsTimerSet(1010));
+}
+
+TEST(WindowBaseTest, ControlsAreFoundByNumberAtAnyDepth) {
+    WindowBase window;
+    QWidget frame(&window);
+    auto* const inner = new WindowBase(&frame);
+    inner->SetControlId(1651);
+    EXPECT_EQ(window.FindControl(1651), inner);
+    EXPECT_EQ(window.FindControl(1652), nullptr);
+    EXPECT_EQ(window.FindControl(0), nullptr) << "the frame has no number, not number 0";
+}
+
+}  // namespace
+}  // namespace kvmon

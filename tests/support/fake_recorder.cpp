@@ -1,0 +1,150 @@
+#include "support/fake_recorder.h"
+
+#include <algorithm>
+
+#include "platform/text.h"
+
+namespace kvtest {
+
+using kvmon::FormatText;
+
+namespace {
+
+std::vector<FakeChannel> NumberedChannels(int count) {
+    std::vector<FakeChannel> channels;
+    for (int i = 1; i <= count; ++i) {
+        channels.push_back({FormatText("Channel %d", i)});
+    }
+    return channels;
+}
+
+// A scrambled line whose key word is zero.
+std::string HexLine(const std::string& text) {
+    std::string line = "00000000";
+    for (const char c : text) {
+        line += FormatText("%08X", static_cast<unsigned char>(c));
+    }
+    return line + "\r\n";
+}
+
+}  // namespace
+
+FakeRecorder::FakeRecorder(std::string name, std::vector<FakeChannel> channels)
+    : name_(std::move(name)),
+      channels_(std::move(channels)),
+      server_(std::make_unique<ScriptedServer>([this](Peer& peer) { Serve(peer); })) {}
+
+FakeRecorder::FakeRecorder(std::string name, int channelCount)
+    : FakeRecorder(std::move(name), NumberedChannels(channelCount)) {}
+
+FakeRecorder::~FakeRecorder() {
+    stopping_ = true;
+    changed_.notify_all();
+    server_.reset();
+}
+
+void FakeRecorder::SetChannels(std::vector<FakeChannel> channels) {
+    const std::lock_guard lock(mutex_);
+    channels_ = std::move(channels);
+}
+
+void FakeRecorder::Notify(const std::string& line) {
+    const std::lock_guard lock(mutex_);
+    pushed_ = line;
+    ++pushCount_;
+    changed_.notify_all();
+}
+
+bool FakeRecorder::WaitForListener() {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, std::chrono::seconds(10), [this] { return listeners_ > 0; });
+}
+
+int FakeRecorder::CountHeads(const std::string& text) const {
+    const std::vector<std::string> heads = server_->Heads();
+    return static_cast<int>(std::count_if(heads.begin(), heads.end(), [&](const std::string& head) {
+        return head.find(text) != std::string::npos;
+    }));
+}
+
+void FakeRecorder::Serve(Peer& peer) {
+    const std::string head = peer.ReadHead();
+    const auto asks = [&](const char* what) { return head.find(what) != std::string::npos; };
+    if (silent_) {
+        peer.Hold();
+    } else if (refuse_) {
+        peer.Write(HttpReply(401, "Unauthorized", ""));
+    } else if (asks("get_init_info.cgi")) {
+        peer.Write(HttpReply(200, "OK", InitInfo()));
+    } else if (asks("get_ext_info.cgi")) {
+        peer.Write(HttpReply(200, "OK", ExtInfo()));
+    } else if (asks("z_status.cgi")) {
+        peer.Write(HttpReply(200, "OK", Status()));
+    } else if (asks("notify.cgi")) {
+        ServeNotify(peer);
+    } else if (asks("getstream.cgi")) {
+        ++streamRequests_;
+        peer.Hold();
+    } else {
+        peer.Write(HttpReply(404, "Not Found", ""));
+    }
+}
+
+void FakeRecorder::ServeNotify(Peer& peer) {
+    std::unique_lock lock(mutex_);
+    int sent = pushCount_;
+    ++listeners_;
+    changed_.notify_all();
+    lock.unlock();
+    bool open = peer.Write("HTTP/1.0 200 OK\r\n");
+    while (open && !stopping_) {
+        lock.lock();
+        changed_.wait_for(lock, std::chrono::milliseconds(20), [&] { return pushCount_ != sent; });
+        const std::string line = pushCount_ != sent ? pushed_ : std::string();
+        sent = pushCount_;
+        lock.unlock();
+        open = line.empty() ? !peer.WaitClosed(milliseconds(1)) : peer.Write(line);
+    }
+    lock.lock();
+    --listeners_;
+}
+
+std::string FakeRecorder::InitInfo() const {
+    const std::lock_guard lock(mutex_);
+    std::string text = "server name=" + name_ + "\nversion=1.2.3\nbuild=45\n";
+    text += FormatText("channel number=%d\n//----------\n", static_cast<int>(channels_.size()));
+    for (std::size_t i = 0; i < channels_.size(); ++i) {
+        const char* const address = channels_[i].configured ? "10.0.0.1" : "";
+        text += HexLine(FormatText("%03d%16s%64s%64s", static_cast<int>(i), "0000000100000001", address, ""));
+        text += HexLine(FormatText("%32s%32s%6d%6d", "user", "word", 80, 80));
+    }
+    return text + "----------//\n";
+}
+
+std::string FakeRecorder::ExtInfo() const {
+    const std::lock_guard lock(mutex_);
+    std::string text = FormatText("channel number=%d\n", static_cast<int>(channels_.size()));
+    text += "lines of channel=1\n//----------\n";
+    for (std::size_t i = 0; i < channels_.size(); ++i) {
+        text += HexLine("rtsp port=554");
+    }
+    return text + "----------//\n";
+}
+
+std::string FakeRecorder::Status() const {
+    const std::lock_guard lock(mutex_);
+    const std::size_t count = channels_.size();
+    std::string text = "0    45  1048576\n" + FormatText("%03d", static_cast<int>(count));
+    text += std::string(count, '0') + std::string(count, '0') + std::string(count, '0');
+    text += std::string(count, '0');
+    for (const FakeChannel& channel : channels_) {
+        text += channel.right ? '1' : '0';
+    }
+    text += '\n';
+    for (const FakeChannel& channel : channels_) {
+        text += channel.name + "\n";
+    }
+    return text;
+}
+
+}  // namespace kvtest

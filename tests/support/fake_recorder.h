@@ -1,0 +1,63 @@
+// A recorder that speaks the documents and leaves its streams silent.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "support/scripted_server.h"
+
+namespace kvtest {
+
+struct FakeChannel {
+    std::string name;
+    bool right = true;
+    bool configured = true;
+};
+
+class FakeRecorder {
+public:
+    FakeRecorder(std::string name, std::vector<FakeChannel> channels);
+    // Channels named "Channel 1" and so on.
+    FakeRecorder(std::string name, int channelCount);
+    ~FakeRecorder();
+
+    std::uint16_t Port() const { return server_->Port(); }
+    void SetChannels(std::vector<FakeChannel> channels);
+    // Every request is answered with 401 from now on.
+    void RefuseLogins(bool refuse) { refuse_ = refuse; }
+    // Requests are read and never answered.
+    void GoSilent() { silent_ = true; }
+    // Sends a line down every notification connection.
+    void Notify(const std::string& line);
+    // Waits until someone sits in the notification connection.
+    bool WaitForListener();
+    int StreamRequestCount() const { return streamRequests_; }
+    // How many requests hold this text.
+    int CountHeads(const std::string& text) const;
+
+private:
+    void Serve(Peer& peer);
+    void ServeNotify(Peer& peer);
+    std::string InitInfo() const;
+    std::string ExtInfo() const;
+    std::string Status() const;
+
+    const std::string name_;
+    mutable std::mutex mutex_;
+    mutable std::condition_variable changed_;
+    std::vector<FakeChannel> channels_;
+    std::string pushed_;
+    int pushCount_ = 0;
+    int listeners_ = 0;
+    std::atomic<bool> refuse_{false};
+    std::atomic<bool> silent_{false};
+    std::atomic<bool> stopping_{false};
+    std::atomic<int> streamRequests_{0};
+    std::unique_ptr<ScriptedServer> server_;  // last: its threads use the rest
+};
+
+}  // namespace kvtest
