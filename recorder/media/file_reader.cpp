@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <span>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 namespace kvrecorder {
@@ -67,6 +68,28 @@ bool HasHuffmanTables(std::span<const std::uint8_t> data) {
     return false;
 }
 
+// Formats that name other files to be read, some of which wait for these to grow.
+constexpr std::string_view kLists[] = {"hls", "concat", "concatf", "dash", "imf", "sdp", "rtsp"};
+
+const AVInputFormat* KindOf(const std::string& url, const std::string& path) {
+    AVIOContext* opened = nullptr;
+    if (const int error = avio_open(&opened, url.c_str(), AVIO_FLAG_READ); error < 0) {
+        throw std::runtime_error("cannot read " + path + ": " + AvErrorText(error));
+    }
+    const AVInputFormat* kind = nullptr;
+    const int error = av_probe_input_buffer2(opened, &kind, path.c_str(), nullptr, 0, 0);
+    avio_closep(&opened);
+    if (error < 0 || !kind) {
+        throw std::runtime_error("cannot read " + path + ": it is of no known kind");
+    }
+    const std::string_view names = kind->name;
+    const std::string_view first = names.substr(0, names.find(','));
+    if (std::find(std::begin(kLists), std::end(kLists), first) != std::end(kLists)) {
+        throw std::runtime_error("cannot play " + path + ": it is a list of other files");
+    }
+    return kind;
+}
+
 }  // namespace
 
 FileReader::FileReader(const std::string& path) : path_(path), packet_(av_packet_alloc()) {
@@ -88,11 +111,13 @@ void FileReader::Open() {
     }
     filter_.reset();
     file_.reset();
+    const std::string url = "file:" + path_;
+    // Known kinds only, and nothing in the file leads elsewhere than to files.
+    const AVInputFormat* const kind = KindOf(url, path_);
     AVFormatContext* opened = nullptr;
-    // A play list inside the file must not lead elsewhere than to files.
     AVDictionary* options = nullptr;
     av_dict_set(&options, "protocol_whitelist", "file", 0);
-    const int opening = avformat_open_input(&opened, ("file:" + path_).c_str(), nullptr, &options);
+    const int opening = avformat_open_input(&opened, url.c_str(), kind, &options);
     av_dict_free(&options);
     if (opening < 0) {
         throw std::runtime_error("cannot read " + path_ + ": " + AvErrorText(opening));

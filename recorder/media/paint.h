@@ -3,6 +3,7 @@
 
 #include <cairo.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <initializer_list>
@@ -80,6 +81,7 @@ public:
         Fill();
     }
     void Poly(std::initializer_list<std::pair<double, double>> points) {
+        cairo_new_sub_path(cairo_);
         for (const auto& [x, y] : points) {
             cairo_line_to(cairo_, x, y);
         }

@@ -1,5 +1,7 @@
 #include "media/scene_renderer.h"
 
+#include <cairo.h>
+
 #include <algorithm>
 #include <cstring>
 #include <ctime>
@@ -52,6 +54,8 @@ std::string ClockText(std::chrono::system_clock::time_point wall) {
 void ShowText(cairo_t* cairo, const std::string& text, double x, double baseline) {
     cairo_move_to(cairo, x, baseline);
     cairo_show_text(cairo, text.c_str());
+    // The text's end would be the beginning of the next shape.
+    cairo_new_path(cairo);
 }
 
 // Leaves out the end of a text that is wider than the room.

@@ -1,8 +1,6 @@
 // A channel's picture of its scene, with caption and running clock.
 #pragma once
 
-#include <cairo.h>
-
 #include <chrono>
 #include <cstdint>
 #include <memory>

@@ -356,6 +356,27 @@ void Gate(Painter& p, double x, double y, double lift, bool mirrored, bool blink
     p.Pop();
 }
 
+// Seen from behind on the left lane. `way` 0 is before the gate, 1 far behind the crossing.
+void CrossingCar(Painter& p, double way, int rgb, bool brakes) {
+    if (way > 1) {
+        return;
+    }
+    const double y = 720 + 540 * (1 - way) * (1 - way);
+    const double half = 55 + (y - 700) * 0.428;  // of the road
+    p.Push(1600 - half * 0.45, y, half / 200, half / 200);
+    p.Color(0x000000, 0.3);
+    p.Ellipse(0, 2, 92, 14);
+    p.Color(rgb);
+    p.Poly({{-60, -80}, {60, -80}, {46, -128}, {-46, -128}});
+    p.RoundRect(-80, -86, 160, 80, 18);
+    p.Color(0x1E2933);
+    p.Poly({{-50, -82}, {50, -82}, {40, -120}, {-40, -120}});
+    p.Color(brakes ? 0xFF3020 : 0x8A1E18);
+    p.Rect(-74, -62, 32, 18);
+    p.Rect(42, -62, 32, 18);
+    p.Pop();
+}
+
 }  // namespace
 
 void RailwayStill(Painter& p) {
@@ -418,6 +439,14 @@ void RailwayMoving(Painter& p, double seconds) {
     const double nose = now * 420 - 2600;
     const double down = now < 6 ? 0 : now < 8 ? (now - 6) / 2 : now < 19 ? 1 : now < 21 ? (21 - now) / 2 : 0;
     const bool blink = Wrap(seconds, 0.8) < 0.4;
+    p.Color(0xFFFFFF, 0.85);
+    for (int i = 0; i < 4; ++i) {
+        const double x = Wrap(seconds * 45 + i * 950, 3800) - 300;
+        p.AddEllipse(x, 430 + 50 * (i % 2), 130, 24);
+        p.AddEllipse(x + 40, 410 + 50 * (i % 2), 70, 34);
+        p.AddEllipse(x - 60, 418 + 50 * (i % 2), 46, 22);
+    }
+    p.Fill();
     // A tractor on the far road never rests.
     const double tractor = Wrap(seconds * 55 + 1700, 3500) - 150;
     p.Push(tractor, 742);
@@ -428,26 +457,20 @@ void RailwayMoving(Painter& p, double seconds) {
     p.Circle(20, -14, 26);
     p.Circle(78, -8, 17);
     p.Pop();
-    // A car that waits at the gate while it is down, and comes near while it is up.
-    const double back = 1 - down;
-    p.Push(1515, 1330 - 40 * back, 1.7, 1.7);
-    p.Color(0x000000, 0.3);
-    p.Ellipse(0, 2, 92, 14);
-    p.Color(0x2C5FA8);
-    p.Poly({{-60, -80}, {60, -80}, {46, -128}, {-46, -128}});
-    p.RoundRect(-80, -86, 160, 80, 18);
-    p.Color(0x1E2933);
-    p.Poly({{-50, -82}, {50, -82}, {40, -120}, {-40, -120}});
-    p.Color(down > 0.05 ? 0xFF3020 : 0x8A1E18);
-    p.Rect(-74, -62, 32, 18);
-    p.Rect(42, -62, 32, 18);
-    p.Pop();
+    const double open = Wrap(now - 21, 24);
+    // The car that waited is the one that crosses next.
+    const int who = static_cast<int>(std::floor((seconds - 12) / 24)) & 0xFFFF;
+    if (open < 9) {
+        CrossingCar(p, std::max(0.0, open - 0.5) / 7.5, kPaints[who % 7], false);
+    }
     Gate(p, 1900, 985, 1 - down, true, blink, down > 0);
     for (int i = 0; i < 5; ++i) {
         Wagon(p, nose - 480 - i * 476, i % 2 ? 0x2B6777 : 0x1F4E5F);
     }
     Locomotive(p, nose);
     Gate(p, 1290, 1170, 1 - down, false, blink, down > 0);
+    // The next car comes and waits in front of the gate.
+    CrossingCar(p, open < 9 ? std::min(0.0, (open - 8.9) / 9) : 0, kPaints[(who + 1) % 7], open > 7);
 }
 
 }  // namespace kvrecorder

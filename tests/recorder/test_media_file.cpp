@@ -1,0 +1,237 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+#include "media/media_hub.h"
+#include "media_tools.h"
+#include "support/temp_folder.h"
+#include "wire/frame_header.h"
+
+using namespace kvrecorder;
+using kvtest::Collector;
+using kvtest::SelfMovingClock;
+using std::chrono::milliseconds;
+
+namespace {
+
+constexpr int kPictures = 12;
+constexpr int kFps = 20;
+
+class MediaFile : public testing::Test {
+protected:
+    std::string PathOf(const std::string& name) const { return folder_.Path() + "/" + name; }
+
+    std::vector<PacketPtr> WriteFile(const std::string& name, Codec codec, bool headersApart) {
+        const auto packets = kvtest::EncodeTestPictures({codec, 176, 144, kFps, 4}, kPictures);
+        kvtest::WriteVideoFile(PathOf(name), packets, kFps, headersApart);
+        return packets;
+    }
+
+    int AddFile(const std::string& name) {
+        SourceConfig source;
+        source.file = PathOf(name);
+        return hub_->AddChannel(name, source);
+    }
+
+    std::string Refusal(const std::string& name) {
+        try {
+            AddFile(name);
+        } catch (const std::runtime_error& error) {
+            return error.what();
+        }
+        return "";
+    }
+
+    const kvtest::TempFolder folder_;
+    const std::shared_ptr<SelfMovingClock> clock_ = std::make_shared<SelfMovingClock>();
+    const std::unique_ptr<MediaHub> hub_ = CreateMediaHub(clock_, 1);
+};
+
+struct PassedCase {
+    const char* file;
+    Codec codec;
+    bool headersApart;
+};
+
+class PassedFile : public MediaFile, public testing::WithParamInterface<PassedCase> {};
+
+}  // namespace
+
+TEST_P(PassedFile, IsLoopedUntouchedAndAtItsPace) {
+    const auto written = WriteFile(GetParam().file, GetParam().codec, GetParam().headersApart);
+    const int channel = AddFile(GetParam().file);
+    const auto streams = hub_->Streams(channel);
+    ASSERT_EQ(streams.size(), 2u);
+    EXPECT_EQ(streams[0].codec, GetParam().codec);
+    EXPECT_EQ(streams[0].width, 176);
+    EXPECT_EQ(streams[0].height, 144);
+    Collector collector;
+    const auto subscription = hub_->Subscribe(channel, 0, collector.Sink());
+    clock_->Allow(milliseconds(1'450));
+    const auto packets = collector.WaitFor(2 * kPictures + 2);
+    EXPECT_LE(packets.size(), 2u * kPictures + 8);
+    for (std::size_t i = 0; i < 2 * kPictures; ++i) {
+        const Packet& original = *written[i % kPictures];
+        EXPECT_EQ(packets[i]->key, original.key) << i;
+        EXPECT_EQ(packets[i]->fourcc, original.fourcc);
+        if (GetParam().codec == Codec::H264) {
+            EXPECT_EQ(kvtest::NalUnits(packets[i]->data), kvtest::NalUnits(original.data)) << i;
+            EXPECT_EQ(packets[i]->data[0] + packets[i]->data[1] + packets[i]->data[2], packets[i]->data[2]);
+        } else {
+            EXPECT_EQ(packets[i]->data, original.data) << i;
+        }
+        if (i > 0) {
+            EXPECT_NEAR(static_cast<double>(packets[i]->timeMs - packets[i - 1]->timeMs), 1000.0 / kFps, 2)
+                << i;
+        }
+    }
+    EXPECT_EQ(hub_->Counters(channel, 0).encoded, 0u);
+    EXPECT_EQ(kvtest::Decode(packets).size(), packets.size());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, PassedFile,
+    testing::Values(PassedCase{"h264.mp4", Codec::H264, true}, PassedCase{"h264.mkv", Codec::H264, true},
+                    PassedCase{"inband.mp4", Codec::H264, false}, PassedCase{"h264.avi", Codec::H264, false},
+                    PassedCase{"mpeg4.mp4", Codec::Mpeg4, true}, PassedCase{"mpeg4.avi", Codec::Mpeg4, false},
+                    PassedCase{"mjpeg.avi", Codec::Mjpeg, false},
+                    PassedCase{"mjpeg.mkv", Codec::Mjpeg, false}),
+    [](const auto& kind) {
+        std::string name = kind.param.file;
+        name[name.find('.')] = '_';
+        return name;
+    });
+
+TEST_F(MediaFile, SmallerStreamIsEncodedOnDemandAlsoInTheMiddle) {
+    WriteFile("a.mp4", Codec::H264, true);
+    SourceConfig source;
+    source.file = PathOf("a.mp4");
+    source.streams = {{}, {Codec::Mjpeg, 88, 72, 10, 1}};
+    const int channel = hub_->AddChannel("A", source);
+    Collector whole;
+    const auto first = hub_->Subscribe(channel, 0, whole.Sink());
+    clock_->Allow(milliseconds(300));  // in the middle of a group
+    whole.WaitFor(7);
+    EXPECT_EQ(hub_->Counters(channel, 1).encoded, 0u);
+    Collector small;
+    const auto second = hub_->Subscribe(channel, 1, small.Sink());
+    clock_->Allow(milliseconds(2000));
+    const auto packets = small.WaitFor(15);
+    EXPECT_LE(packets.size(), 24u);
+    EXPECT_EQ(packets[0]->fourcc, wire::kZIVG);
+    const auto pictures = kvtest::Decode(packets);
+    ASSERT_EQ(pictures.size(), packets.size());
+    EXPECT_EQ(pictures[0].width, 88);
+    EXPECT_EQ(pictures[0].height, 72);
+    // It shows the file's picture: 40 to 200 from the upper left corner, scaled down.
+    EXPECT_GT(pictures[0].Differs(pictures[1], 0, 72), 1.0);
+}
+
+TEST_F(MediaFile, ALateWatcherOfThePassedStreamBeginsWithAKey) {
+    WriteFile("a.mp4", Codec::H264, true);
+    const int channel = AddFile("a.mp4");
+    Collector small;
+    const auto first = hub_->Subscribe(channel, 1, small.Sink());
+    clock_->Allow(milliseconds(300));
+    small.WaitFor(1);
+    Collector whole;
+    const auto second = hub_->Subscribe(channel, 0, whole.Sink());
+    clock_->Allow(milliseconds(1000));
+    const auto packets = whole.WaitFor(10);
+    EXPECT_TRUE(packets[0]->key);
+    EXPECT_EQ(kvtest::Decode(packets).size(), packets.size());
+}
+
+TEST_F(MediaFile, OtherCodecsAndOddSizesAreEncodedAnew) {
+    kvtest::EncodeVideoFile(PathOf("ffv1.mkv"), "ffv1", 95, 61, 8, 10);
+    kvtest::EncodeVideoFile(PathOf("mpeg2.ts"), "mpeg2video", 96, 64, 8, 25);
+    struct Case {
+        const char* file;
+        int width, height, fps;
+    };
+    for (const Case& c : {Case{"ffv1.mkv", 94, 60, 10}, Case{"mpeg2.ts", 96, 64, 25}}) {
+        const int channel = AddFile(c.file);
+        const auto streams = hub_->Streams(channel);
+        EXPECT_EQ(streams[0].codec, Codec::H264);
+        EXPECT_EQ(streams[0].width, c.width);
+        EXPECT_EQ(streams[0].height, c.height);
+        EXPECT_EQ(streams[0].fps, c.fps);
+        Collector collector;
+        const auto subscription = hub_->Subscribe(channel, 0, collector.Sink());
+        clock_->Allow(milliseconds(3000));
+        // More than one turn of the file.
+        const auto packets = collector.WaitFor(20);
+        EXPECT_EQ(packets[0]->fourcc, wire::kZ264);
+        EXPECT_TRUE(packets[0]->key);
+        const auto pictures = kvtest::Decode(packets);
+        ASSERT_EQ(pictures.size(), packets.size());
+        EXPECT_EQ(pictures[0].width, c.width);
+    }
+}
+
+TEST_F(MediaFile, WhatCannotBePlayedIsRefusedInWords) {
+    using testing::HasSubstr;
+    EXPECT_THAT(Refusal("missing.mp4"), HasSubstr("there is no such file"));
+    EXPECT_THAT(Refusal("."), HasSubstr("not a plain file"));
+    std::ofstream(PathOf("text.mp4")) << std::string(3000, 'x');
+    EXPECT_THAT(Refusal("text.mp4"), HasSubstr("cannot read"));
+    std::ofstream(PathOf("empty.avi")).flush();
+    EXPECT_THAT(Refusal("empty.avi"), HasSubstr("cannot read"));
+    // Sound alone: one tenth of a second of silence.
+    std::string wave(
+        "RIFF\x64\x06\0\0WAVEfmt \x10\0\0\0\x01\0\x01\0\x40\x1F\0\0\x80\x3E\0\0\x02\0\x10\0data\x40\x06\0\0",
+        44);
+    std::ofstream(PathOf("sound.wav"), std::ios::binary) << wave << std::string(1600, '\0');
+    EXPECT_THAT(Refusal("sound.wav"), HasSubstr("there are no pictures in it"));
+    // A play list must not lead elsewhere.
+    std::ofstream(PathOf("list.m3u8"))
+        << "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\nhttp://127.0.0.1:9/a.ts\n";
+    EXPECT_THAT(Refusal("list.m3u8"), HasSubstr("a list of other files"));
+}
+
+TEST_F(MediaFile, ADamagedFileIsPlayedAsFarAsItGoesOrRefused) {
+    WriteFile("good.avi", Codec::Mpeg4, false);
+    std::ifstream in(PathOf("good.avi"), std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(in), {}};
+    for (std::size_t part = 1; part < 12; ++part) {
+        std::string damaged = bytes.substr(0, bytes.size() * part / 12);
+        for (std::size_t i = part * 37; i < damaged.size(); i += 211) {
+            damaged[i] = static_cast<char>(damaged[i] ^ 0x5A);
+        }
+        const std::string name = "damaged" + std::to_string(part) + ".avi";
+        std::ofstream(PathOf(name), std::ios::binary) << damaged;
+        if (!Refusal(name).empty()) {
+            continue;
+        }
+        SourceConfig source;
+        source.file = PathOf(name);
+        const int channel = hub_->AddChannel(name, source);
+        Collector collector;
+        const auto subscription = hub_->Subscribe(channel, 1, collector.Sink());
+        Collector whole;
+        const auto other = hub_->Subscribe(channel, 0, whole.Sink());
+        clock_->Allow(milliseconds(1000));
+        EXPECT_TRUE(whole.WaitFor(3)[0]->key);
+    }
+}
+
+TEST_F(MediaFile, AFileThatIsTakenAwayComesBack) {
+    WriteFile("a.avi", Codec::Mjpeg, false);
+    const int channel = AddFile("a.avi");
+    std::filesystem::rename(PathOf("a.avi"), PathOf("b.avi"));
+    Collector collector;
+    const auto subscription = hub_->Subscribe(channel, 0, collector.Sink());
+    clock_->Allow(milliseconds(2500));
+    // A second channel that runs shows that the clock went on.
+    const int other = AddFile("b.avi");
+    Collector running;
+    const auto watching = hub_->Subscribe(other, 0, running.Sink());
+    running.WaitFor(10);
+    EXPECT_TRUE(collector.Packets().empty());
+    std::filesystem::rename(PathOf("b.avi"), PathOf("a.avi"));
+    clock_->Allow(milliseconds(2500));
+    EXPECT_TRUE(collector.WaitFor(5)[0]->key);
+}
