@@ -112,7 +112,7 @@ TEST(ChannelStream, ShowsPicturesAndTellsOfTheFirst) {
     EXPECT_FALSE(camera->IsVideoRunning());
     camera->StartPlaying(false, false);
     ASSERT_TRUE(WaitUntil([&] { return camera->GetStatistics().shown == 10; }));
-    EXPECT_EQ(console->All().size(), 2u);
+    EXPECT_EQ(console->All().size(), 3u);
     EXPECT_EQ(watcher->All().size(), 1u);
     EXPECT_EQ(server.ConnectionCount(), 2);
     ASSERT_TRUE(camera->StopCameraThreads(true));
