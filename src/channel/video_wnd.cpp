@@ -96,7 +96,9 @@ void CVideoWnd::SetCamera(const std::shared_ptr<CBaseCamera>& pCamera) {
     m_pChannelView->SetCamera(pCamera);
     if (pCamera) {
         pCamera->SetVideoWnd(Handle());
-        pCamera->AddCamCmd(kCmdReadCameraInfo, 0);
+        if (!pCamera->IsCameraInfoLoaded()) {
+            pCamera->AddCamCmd(kCmdReadCameraInfo, 0);
+        }
     }
     const auto previous = GetCamera();
     if (pCamera && previous == pCamera) {
