@@ -45,7 +45,17 @@ std::int32_t ChannelCore::SelectStreamId() const {
 }
 
 void ChannelCore::SetBitmapInfo(const BITMAPINFOHEADER& bmpInfo) {
+    const BITMAPINFOHEADER before = m_picture.GetBitmapInfo();
     m_frames.AddRecycleFrame(m_picture.SetBitmapInfo(bmpInfo));
+    if (before.biWidth == bmpInfo.biWidth && before.biHeight == bmpInfo.biHeight) {
+        return;
+    }
+    WindowHandle hConsoleWnd;
+    {
+        const std::lock_guard lock(m_cs);
+        hConsoleWnd = m_hConsoleWnd;
+    }
+    hConsoleWnd.Post(kMsgSizeChange, m_uCHInMainDlg, 0);
 }
 
 void ChannelCore::AddDecodeFrame(const ThreadControl& control, std::unique_ptr<CVideoBmpFrame> frame) {

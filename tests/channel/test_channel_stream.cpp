@@ -101,7 +101,8 @@ TEST(ChannelStream, ShowsPicturesAndTellsOfTheFirst) {
     EXPECT_TRUE(camera->IsVideoRunning());
     ASSERT_TRUE(WaitUntil([&] { return camera->GetStatistics().shown == 5; }));
     EXPECT_TRUE(camera->IsStreamRunning());
-    EXPECT_THAT(console->All(), testing::ElementsAre(kvtest::Message{WM_COMMAND, 1757, 0}));
+    EXPECT_THAT(console->All(), testing::ElementsAre(kvtest::Message{kMsgSizeChange, 2, 0},
+                                                     kvtest::Message{WM_COMMAND, 1757, 0}));
     EXPECT_THAT(watcher->All(), testing::ElementsAre(kvtest::Message{kMsgFirstData, 2, 0}));
     EXPECT_TRUE(camera->Picture().HasPicture());
 
@@ -111,7 +112,7 @@ TEST(ChannelStream, ShowsPicturesAndTellsOfTheFirst) {
     EXPECT_FALSE(camera->IsVideoRunning());
     camera->StartPlaying(false, false);
     ASSERT_TRUE(WaitUntil([&] { return camera->GetStatistics().shown == 10; }));
-    EXPECT_EQ(console->All().size(), 2u);
+    EXPECT_EQ(console->All().size(), 3u);
     EXPECT_EQ(watcher->All().size(), 1u);
     EXPECT_EQ(server.ConnectionCount(), 2);
     ASSERT_TRUE(camera->StopCameraThreads(true));
