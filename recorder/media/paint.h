@@ -45,7 +45,7 @@ public:
     // From the colour at (x0, y0) to that at (x1, y1).
     void Gradient(double x0, double y0, double x1, double y1,
                   std::initializer_list<std::pair<double, int>> stops) {
-        Set(cairo_pattern_create_linear(x0, y0, x1, y1), stops, 1);
+        Set(cairo_pattern_create_linear(x0, y0, x1, y1), stops);
     }
     // From the middle outwards to nothing.
     void Glow(double x, double y, double radius, int rgb, double alpha) {
@@ -126,10 +126,10 @@ public:
     cairo_t* Cairo() { return cairo_; }
 
 private:
-    void Set(cairo_pattern_t* pattern, std::initializer_list<std::pair<double, int>> stops, double alpha) {
+    void Set(cairo_pattern_t* pattern, std::initializer_list<std::pair<double, int>> stops) {
         for (const auto& [at, rgb] : stops) {
             const auto part = [c = rgb](int shift) { return ((c >> shift) & 255) / 255.0; };
-            cairo_pattern_add_color_stop_rgba(pattern, at, part(16), part(8), part(0), alpha);
+            cairo_pattern_add_color_stop_rgb(pattern, at, part(16), part(8), part(0));
         }
         cairo_set_source(cairo_, pattern);
         cairo_pattern_destroy(pattern);

@@ -1,6 +1,5 @@
 // A generated scene as a channel's source.
 #include <algorithm>
-#include <optional>
 #include <stdexcept>
 
 #include <libyuv.h>
