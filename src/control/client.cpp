@@ -92,9 +92,10 @@ void CTR450Client::Fire(WParam event, int value) {
     if (event >= std::size(kRaise)) {
         return;
     }
+    const Raise raise = kRaise[event];
     for (std::size_t i = 0; i < m_sinks.size(); ++i) {  // a sink may connect another
         if (m_sinks[i] != nullptr) {
-            (m_sinks[i]->*kRaise[event])(value);
+            (m_sinks[i]->*raise)(value);
         }
     }
 }
