@@ -14,6 +14,7 @@
 #include "persist/utilities.h"
 #include "platform/diagnostics.h"
 #include "platform/worker.h"
+#include "skin/dialog_style.h"
 
 namespace kvmon {
 
@@ -31,11 +32,26 @@ void TakePictureLater(DesktopWindow& window, const AppOptions& options) {
         });
 }
 
+// A picture can be drawn without a display, a window cannot. False if there is none and one is needed.
+bool PrepareDisplay(const AppOptions& options) {
+    if (qEnvironmentVariableIsSet("QT_QPA_PLATFORM") || qEnvironmentVariableIsSet("DISPLAY") ||
+        qEnvironmentVariableIsSet("WAYLAND_DISPLAY")) {
+        return true;
+    }
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    return !options.picture.empty();
+}
+
 int RunDesktop(const AppOptions& options, char* program) {
+    if (!PrepareDisplay(options)) {
+        std::fprintf(stderr, "kvmon: there is no display; --picture draws without one\n");
+        return 1;
+    }
     // The command line is read: Qt takes its own options from the environment.
     int argc = 1;
     char* argv[] = {program, nullptr};
     QApplication application(argc, argv);
+    ApplySkin(application);
     Termination termination;
     int status = 0;
     {
