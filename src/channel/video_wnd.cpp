@@ -9,6 +9,8 @@
 #include "channel/captions.h"
 #include "channel/channel_messages.h"
 #include "channel/channel_view.h"
+#include "channel/end_stop.h"
+#include "persist/string_table.h"
 #include "skin/input_messages.h"
 
 namespace kvmon {
@@ -31,7 +33,12 @@ constexpr int kCaptionBottom = 23;
 constexpr int kCaptionGap = 7;
 constexpr int kCaptionTextHeight = 13;
 
+constexpr int kCursorMs = 1500;
+constexpr int kPtzWidth = 640;  // the coordinates of a camera
+constexpr int kPtzHeight = 480;
+constexpr WParam kPtzDone = 3;
 constexpr std::uint32_t kTimerPressed = 80;
+constexpr std::uint32_t kTimerCursor = 81;
 constexpr std::uint32_t kTimerBlink = 84;
 constexpr std::uint32_t kTimerReadPresets = 85;
 constexpr std::uint32_t kTimerPresetCleared = 86;
@@ -264,6 +271,12 @@ LParam CVideoWnd::OnMessage(std::uint32_t message, WParam wParam, LParam lParam)
             RepaintStrip();
             m_hOwner.Post(WM_COMMAND, kCmdRefreshControls, 0);
             return 0;
+        case kMsgEndStop:
+            // A command that failed ends a held button by silence.
+            if (wParam == kPtzDone) {
+                OnEndStop(lParam);
+            }
+            return 0;
         case WM_TIMER:
             OnTimer(static_cast<std::uint32_t>(wParam));
             return 0;
@@ -302,11 +315,53 @@ void CVideoWnd::OnInput(const InputMessage& message, bool bInView) {
     if (!bForward || (rule != std::end(kInputRules) && rule->clearsHighlight && ClearHighlight())) {
         return;
     }
+    if (message.number == WM_LBUTTONDOWN && bInView && m_bActive) {
+        PTZFunction(message.lParam);
+    }
     if (message.number == WM_RBUTTONDOWN && m_features.bDigitalZoom) {
         SetTimer(kTimerPressed, kPressedMs);
     }
     if (m_pParentWnd) {
         m_pParentWnd->SendMessage(message.number, message.wParam, message.lParam);
+    }
+}
+
+void CVideoWnd::OnPtzCommand(std::uint32_t nId) {
+    const auto camera = GetCamera();
+    if (!camera || !camera->IsCameraUsable()) {
+        return;
+    }
+    SetTimer(kTimerCursor, kCursorMs);
+    m_nPtzCommand = nId;
+    camera->AddCamCmd(nId, 0);
+    m_hOwner.Post(WM_COMMAND, kCmdRefreshControls, 0);
+}
+
+// A click into the picture turns the camera there.
+void CVideoWnd::PTZFunction(LParam point) {
+    const auto camera = GetCamera();
+    const QSize view = m_pChannelView->size();
+    if (!camera || !camera->IsCameraUsable() || !camera->GetCameraInfo().bClickToCentre ||
+        !camera->IsStreamRunning() || view.isEmpty()) {
+        return;
+    }
+    const int x = static_cast<std::int16_t>(point & 0xFFFF);
+    const int y = static_cast<std::int16_t>(point >> 16 & 0xFFFF);
+    if (!m_pChannelView->rect().contains(x, y)) {
+        return;
+    }
+    SetTimer(kTimerCursor, kCursorMs);
+    camera->AddCamCenterCmd(x * kPtzWidth / view.width(), y * kPtzHeight / view.height());
+}
+
+// Shows where the camera came to an end, and lets a held button go on unless that stops it.
+void CVideoWnd::OnEndStop(LParam nCode) {
+    const EndStop stop = FindEndStop(nCode);
+    if (nCode != 0) {
+        m_pChannelView->SetMessageText(LoadString(stop.stringId), true);
+    }
+    if (nCode == 0 || (stop.onlyFor != 0 && stop.onlyFor != m_nPtzCommand)) {
+        m_hOwner.Post(kMsgEndStop, 0, 0);
     }
 }
 

@@ -51,6 +51,8 @@ public:
 
     // What the channel's camera can do, for the strip.
     void SetFeatures(bool bPtz, bool bPtzOpen, bool bDigitalZoom);
+    // Sends a command of the panel to the channel's camera.
+    void OnPtzCommand(std::uint32_t nId);
     // Lets the frame of a channel with an event blink.
     void SetEventBlink(bool bOn);
 
@@ -71,6 +73,8 @@ private:
     void RefreshCamera(std::uint32_t command);
     bool ClearHighlight();
     void OnInput(const InputMessage& message, bool bInView);
+    void PTZFunction(LParam point);
+    void OnEndStop(LParam nCode);
 
     const std::unique_ptr<CChannelView> m_pChannelView;
     WindowHandle m_hOwner;
@@ -79,6 +83,7 @@ private:
     bool m_bActive = false;
     bool m_bEventBlink = false;
     std::uint32_t m_nBlinkCount = 0;
+    std::uint32_t m_nPtzCommand = 0;
     std::uint32_t m_uIdx = 0xFFFFFFFF;
     std::weak_ptr<CBaseCamera> m_pCamera;
     CellState m_features;  // the part that SetFeatures tells

@@ -29,6 +29,8 @@ enum ControlId : int {
     kCtlFullScreen = 1661,
     kCtlSequential = 1662,
     kCtlAudio = 1752,
+    kCtlFirstPtz = 1800,
+    kCtlLastPtz = 1820,
     kCtlPageCombo = 2529,
 };
 

@@ -6,11 +6,13 @@
 namespace kvmon {
 
 inline constexpr std::uint32_t kMsgPressLogout = 1025;
+inline constexpr std::uint32_t kMsgPtzPress = 2058;  // wParam 1 pressed, lParam control
 inline constexpr std::uint32_t kMsgFocusStyleButton = 2059;
 inline constexpr std::uint32_t kMsgVideoWndMove = 2060;       // wParam channel, lParam screen point
 inline constexpr std::uint32_t kMsgGoToCamera = 2061;         // wParam channel
 inline constexpr std::uint32_t kMsgRepaintNeighbours = 2062;  // wParam window
 
+inline constexpr std::uint32_t kTimerHold = 1002;
 inline constexpr std::uint32_t IDT_EVENT_WAITCURSOR = 1004;
 inline constexpr std::uint32_t kTimerLogin = 1009;
 inline constexpr std::uint32_t kTimerSweep = 1010;

@@ -61,6 +61,7 @@ void CMainDlg::OnInitDialog() {
     m_controls.SetListener([this](int id, const ConsoleControls::State& state) { ShowControl(id, state); });
     SetStaticColour(kCtlServerName, palette::kCaptionWhite);
     SetStaticColour(kCtlServerModel, palette::kCaptionBlue);
+    m_ptz.Init();
     AddServer(m_site.GetServerIP(), m_site.GetServerPort(), {}, {});
     Logout(false);
     SetTimer(kTimerSweep, kSweepPeriodMs);
@@ -211,6 +212,9 @@ void CMainDlg::OnTimer(std::uint32_t id) {
         case kTimerLogin:
             m_session.OnLoginTimer();
             break;
+        case kTimerHold:
+            m_ptz.OnHoldTimer();
+            break;
         case kTimerSweep:
             ReapRemovedServers(false);
             ReapRemovedCameras(false);
@@ -245,6 +249,12 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
             break;
         case kMsgPressLogout:
             PressButton(kCtlLogout);
+            break;
+        case kMsgPtzPress:
+            m_ptz.OnPress(static_cast<int>(lParam & 0xFFFF), wParam == 1);
+            break;
+        case kMsgEndStop:
+            m_ptz.OnFinished();
             break;
         case kMsgFocusStyleButton:
             FocusStyleButton();
@@ -282,6 +292,10 @@ void CMainDlg::OnCommand(int id) {
         m_view.SelectStyle(static_cast<ViewStyle>(id - kCtlFirstStyle));
         return;
     }
+    if (id >= kCtlFirstPtz && id <= kCtlLastPtz) {
+        m_ptz.OnClick(id);
+        return;
+    }
     switch (id) {
         case kCtlGotoPage1:
             m_site.NotifyGotoPage(1);
@@ -303,6 +317,9 @@ void CMainDlg::OnCommand(int id) {
             break;
         case kCtlAudio:
             SetAudio();
+            break;
+        case kCmdRefreshControls:
+            m_ptz.Refresh();
             break;
         default:
             break;
@@ -344,6 +361,11 @@ void CMainDlg::mouseDoubleClickEvent(QMouseEvent* event) {
     if (event->button() == Qt::LeftButton) {
         OnDoubleClick();
     }
+}
+
+void CMainDlg::wheelEvent(QWheelEvent* event) {
+    m_ptz.OnWheel(event->angleDelta().y());
+    event->accept();
 }
 
 void CMainDlg::keyPressEvent(QKeyEvent* event) {

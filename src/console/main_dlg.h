@@ -11,6 +11,7 @@
 #include "console/console_messages.h"
 #include "console/console_options.h"
 #include "console/console_session.h"
+#include "console/ptz_panel.h"
 #include "console/server_binding.h"
 #include "console/view_controller.h"
 #include "skin/xskin_dialog.h"
@@ -80,6 +81,7 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
 
 private:
@@ -104,6 +106,7 @@ private:
     ServerBinding m_binding{*this};
     ConsoleSession m_session{*this};
     BusyState m_busy{*this};
+    PtzPanel m_ptz{*this};
     std::unique_ptr<WaitDialog> m_waitDialog;
 };
 

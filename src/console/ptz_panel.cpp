@@ -1,0 +1,111 @@
+#include "console/ptz_panel.h"
+
+#include <algorithm>
+
+#include "channel/base_camera.h"
+#include "channel/video_wnd.h"
+#include "console/main_dlg.h"
+#include "skin/xskin_od_button.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr int kHome = 1800;
+constexpr int kFirstMove = 1801;
+constexpr int kLastMove = 1808;
+constexpr int kZoomIn = 1809;
+constexpr int kZoomOut = 1810;
+constexpr int kFirstPreset = 1811;
+constexpr int kLastPreset = 1820;
+constexpr int kFocusNear = 1841;
+constexpr int kFocusFar = 1842;
+constexpr int kHoldButtons[] = {1801, 1802, 1803, 1804, 1805,       1806,
+                                1807, 1808, 1809, 1810, kFocusNear, kFocusFar};
+
+}  // namespace
+
+void PtzPanel::Init() {
+    for (const int id : kHoldButtons) {
+        if (CXSkinODButton* const button = m_dlg.GetButton(id)) {
+            button->SetPressNotify(true, m_dlg.Handle(), kMsgPtzPress);
+        }
+    }
+}
+
+void PtzPanel::Refresh() {
+    const auto camera = m_dlg.View().Cells().GetActiveCamera();
+    const CameraInfo info = camera ? camera->GetCameraInfo() : CameraInfo{};
+    const bool bConnected = camera && camera->IsStreamRunning();
+    ConsoleControls& controls = m_dlg.Controls();
+    for (int id = kFirstMove; id <= kLastMove; ++id) {
+        controls.SetShown(id, bConnected && info.IsPanAndTiltable());
+    }
+    controls.SetShown(kHome, bConnected && info.bHome);
+    controls.SetShown(kZoomIn, bConnected && info.bZoomable);
+    controls.SetShown(kZoomOut, bConnected && info.bZoomable);
+    controls.SetShown(kFocusNear, bConnected && info.bFocusable);
+    controls.SetShown(kFocusFar, bConnected && info.bFocusable);
+    for (int id = kFirstPreset; id <= kLastPreset; ++id) {
+        const bool bDefined = (info.dwPresetMask >> (id - kFirstPreset) & 1) != 0;
+        controls.SetShown(id, bConnected && bDefined);
+    }
+    if (CVideoWnd* const cell = m_dlg.View().Cells().GetActive()) {
+        const bool bPtz = info.IsPanAndTiltable() || info.bFocusable;
+        cell->SetFeatures(bPtz, bPtz, false);
+    }
+}
+
+void PtzPanel::OnPress(int id, bool bPressed) {
+    if (!bPressed) {
+        m_pacing.Release();
+        return;
+    }
+    m_pacing.Press(id);
+    m_pressSent = id;
+    Send(id);
+}
+
+void PtzPanel::OnClick(int id) {
+    // A click ends a press that has sent its command already.
+    if (std::exchange(m_pressSent, 0) != id) {
+        Send(id);
+    }
+}
+
+void PtzPanel::OnFinished() {
+    const HoldPacing::Step step = m_pacing.OnFinished(IsDown(m_pacing.HeldId()), false, m_clock.TickMs());
+    if (step.next == HoldPacing::Next::Send) {
+        Send(m_pacing.HeldId());
+    } else if (step.next == HoldPacing::Next::Wait) {
+        m_dlg.SetTimer(kTimerHold, static_cast<int>(step.waitMs));
+    }
+}
+
+void PtzPanel::OnHoldTimer() {
+    m_dlg.KillTimer(kTimerHold);
+    if (m_pacing.HeldId() != 0 && IsDown(m_pacing.HeldId())) {
+        Send(m_pacing.HeldId());
+    }
+}
+
+void PtzPanel::OnWheel(int delta) {
+    const auto camera = m_dlg.View().Cells().GetActiveCamera();
+    if (camera && camera->GetCameraInfo().bZoomable) {
+        Send(delta < 1 ? kZoomOut : kZoomIn);
+    }
+}
+
+void PtzPanel::Send(int id) {
+    m_pacing.NoteSent(m_clock.TickMs());
+    if (CVideoWnd* const cell = m_dlg.View().Cells().GetActive()) {
+        cell->OnPtzCommand(static_cast<std::uint32_t>(id));
+    }
+}
+
+bool PtzPanel::IsDown(int id) const {
+    const CXSkinODButton* const button = m_dlg.GetButton(id);
+    return button != nullptr && button->IsPressed();
+}
+
+}  // namespace kvmon
