@@ -221,11 +221,10 @@ void CChannelView::OnSnapshotDone(bool bSaved, std::size_t nJob) {
     }
     const auto job = std::move(m_snapshots[nJob]);
     job->writer.Wait(kSnapshotEnd);  // its last act was the message
-    if (!job->bOpenAfter) {
-        return;
-    }
     if (bSaved) {
-        QDesktopServices::openUrl(QUrl::fromLocalFile(QString::fromStdString(job->path)));
+        if (job->bOpenAfter) {
+            QDesktopServices::openUrl(QUrl::fromLocalFile(QString::fromStdString(job->path)));
+        }
         return;
     }
     QString text = QString::fromStdString(LoadString(kStrSnapshotFailed));

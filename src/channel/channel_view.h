@@ -50,9 +50,9 @@ public:
     std::optional<QPoint> ClientToImage(const QPoint& point) const;
 
     // Saves the picture as it is now; the file is written by a thread. False: an empty path, no channel in
-    // this view, no picture, no folder, or too many files are being written. With bOpenAfter the file is
-    // opened with the desktop's program for it, or its failure shown. The stamp, if any, is written into
-    // the picture.
+    // this view, no picture, no folder, or too many files are being written. A file that then cannot be
+    // written is told of in a box. With bOpenAfter the file is opened with the desktop's program for it. The
+    // stamp, if any, is written into the picture.
     bool SaveSnapshot(const std::string& path, bool bJpeg, const std::string& stamp, bool bOpenAfter);
 
 protected:

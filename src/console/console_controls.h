@@ -28,6 +28,7 @@ enum ControlId : int {
     kCtlViewSize = 1660,
     kCtlFullScreen = 1661,
     kCtlSequential = 1662,
+    kCtlSnapshot = 1750,
     kCtlAudio = 1752,
     kCtlFirstPtz = 1800,
     kCtlLastPtz = 1820,

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "channel/channel_globals.h"
+#include "console/snapshot_name.h"
 #include "persist/orvo_registry.h"
 
 namespace kvmon {
@@ -25,6 +26,11 @@ void ConsoleOptions::Load(const COrvoRegistry& registry, std::string_view key) {
     bSaveProcessImage = flag(key, "SaveProcessImage", defaults.bSaveProcessImage);
     bMaxViewMode = flag(key, "MaxViewMode", defaults.bMaxViewMode);
     bEnableAudio = flag(key, "EnableAudio", defaults.bEnableAudio);
+    // The stored tree spells these two so.
+    bManualInputSnapshotFilename =
+        flag(key, "ManualInputSnapeshotFilename", defaults.bManualInputSnapshotFilename);
+    strSnapshotFolder = registry.GetProfileString(key, "SanpshotFolder", DefaultSnapshotFolder());
+    bSaveSnapshotAsJpeg = flag(key, "SaveSnapshotAsJpeg", defaults.bSaveSnapshotAsJpeg);
 
     Globals().streamFromCamera = bStreamFromCamera;
     Globals().saveProcessImage = bSaveProcessImage;

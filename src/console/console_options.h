@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace kvmon {
@@ -21,6 +22,9 @@ struct ConsoleOptions {
     bool bSaveProcessImage = false;
     bool bMaxViewMode = true;
     bool bEnableAudio = true;
+    bool bManualInputSnapshotFilename = false;
+    bool bSaveSnapshotAsJpeg = true;
+    std::string strSnapshotFolder;
 
     // Reads all of them, and hands those that all channels share to the channels.
     void Load(const COrvoRegistry& registry, std::string_view key);

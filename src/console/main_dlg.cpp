@@ -10,6 +10,7 @@
 #include "channel/base_camera.h"
 #include "channel/channel_messages.h"
 #include "channel/video_wnd.h"
+#include "console/snapshot_command.h"
 #include "console/wait_dialog.h"
 #include "console/widget_style.h"
 #include "persist/log_file.h"
@@ -317,6 +318,9 @@ void CMainDlg::OnCommand(int id) {
             break;
         case kCtlAudio:
             SetAudio();
+            break;
+        case kCtlSnapshot:
+            TakeSnapshot(*this);
             break;
         case kCmdRefreshControls:
             m_ptz.Refresh();

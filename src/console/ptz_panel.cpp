@@ -50,6 +50,7 @@ void PtzPanel::Refresh() {
         const bool bDefined = (info.dwPresetMask >> (id - kFirstPreset) & 1) != 0;
         controls.SetShown(id, bConnected && bDefined);
     }
+    controls.SetShown(kCtlSnapshot, camera && camera->HasMonitorRight());
     if (CVideoWnd* const cell = m_dlg.View().Cells().GetActive()) {
         const bool bPtz = info.IsPanAndTiltable() || info.bFocusable;
         cell->SetFeatures(bPtz, bPtz, false);

@@ -1,0 +1,23 @@
+// Where a snapshot goes and what it is called.
+#pragma once
+
+#include <ctime>
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace kvmon {
+
+// "Snapshot" below the user's documents; empty if there are none.
+std::string DefaultSnapshotFolder();
+
+// The server's name if it may stand in a file name, else nothing.
+std::string LegalNamePart(std::string_view serverName);
+
+// The full path of a new snapshot. `exists` tells which paths are taken: then a shorter name with a number is
+// tried, up from 1. Cameras count from 1.
+std::string MakeSnapshotName(const std::string& folder, std::string_view serverName, unsigned uCamera,
+                             const std::tm& now, bool bJpeg,
+                             const std::function<bool(const std::string&)>& exists);
+
+}  // namespace kvmon
