@@ -7,11 +7,11 @@
 #include "channel/base_camera.h"
 #include "console/multi_server_list.h"
 #include "console_fixture.h"
-#include "support/fake_recorder.h"
 #include "persist/string_table.h"
 #include "server/kelvara_info.h"
 #include "server/server_messages.h"
 #include "skin/xskin_static.h"
+#include "support/fake_recorder.h"
 
 using namespace kvmon;
 using kvtest::FakeChannel;

@@ -7,9 +7,9 @@
 #include "channel/base_camera.h"
 #include "channel/channel_messages.h"
 #include "console_fixture.h"
-#include "support/fake_recorder.h"
 #include "skin/input_messages.h"
 #include "skin/xskin_od_button.h"
+#include "support/fake_recorder.h"
 
 using namespace kvmon;
 using kvtest::FakeChannel;
