@@ -58,13 +58,16 @@ TEST(HttpTran, LinesKeepTheirEndAndAFullBufferIsALine) {
 }
 
 TEST(HttpTran, ABudgetCountsRoundsAndStopsOnlyAStall) {
-    Link link(SaysAndHolds("abc\n"));
+    // What stands behind the first line came with it, so that no round is spent on its way.
+    Link link(SaysAndHolds("go\nabc\n"));
+    ASSERT_EQ(link.ReadLine(64), "go\n");
     EXPECT_EQ(link.ReadLine(64, 0), "abc\n") << "data that is there comes with no budget left";
     EXPECT_EQ(link.ReadLine(64, 750), "");
     EXPECT_EQ(link.tran.GetSocketError(), kSocketAborted);
     EXPECT_STREQ(link.tran.GetSocketErrorText(), "[10053] Software caused connection abort");
 
-    Link spends(SaysAndHolds("12345678"));
+    Link spends(SaysAndHolds("go\n12345678"));
+    ASSERT_EQ(spends.ReadLine(64), "go\n");
     EXPECT_EQ(spends.ReadLine(8, 2250), "12345678");
     EXPECT_LE(spends.budget, 250u) << "each byte costs at least 250";
 }
