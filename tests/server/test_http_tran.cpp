@@ -117,9 +117,10 @@ TEST(HttpTran, RefusedConnectionTellsItsCodeAndASecondCreateFails) {
 }
 
 TEST(HttpTran, NotifyLinesByTheirResult) {
-    const auto read = [](ScriptedServer::Script script, std::size_t capacity, std::string* line) {
+    const auto read = [](ScriptedServer::Script script, std::size_t capacity, std::string* line,
+                         std::uint32_t receiveTimeout = 10000) {
         Link link(std::move(script), true);
-        link.tran.SetSocketOptions(true, 20);
+        link.tran.SetSocketOptions(true, receiveTimeout);
         std::string buffer(capacity, '?');
         link.budget = 500;
         const NotifyLine result = link.tran.ReadNotifyLine(buffer.data(), &capacity, &link.budget);
@@ -131,7 +132,7 @@ TEST(HttpTran, NotifyLinesByTheirResult) {
     EXPECT_EQ(line, "1");
     EXPECT_EQ(read(Says("12345"), 4, &line), NotifyLine::Full);
     EXPECT_EQ(read(Says("12"), 64, &line), NotifyLine::Closed);
-    EXPECT_EQ(read(SaysAndHolds("12"), 64, &line), NotifyLine::TimedOut);
+    EXPECT_EQ(read(SaysAndHolds("12"), 64, &line, 500), NotifyLine::TimedOut);
     EXPECT_EQ(line, "12");
     EXPECT_EQ(read([](Peer& peer) { peer.Reset(); }, 64, &line), NotifyLine::Failed);
     EXPECT_EQ(line, "");
