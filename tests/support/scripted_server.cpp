@@ -149,7 +149,7 @@ void ScriptedServer::Serve(int socket) {
     if (!only_.empty()) {
         peer.head_ = peer.ReceiveHead();
         if (peer.head_.find(only_) == std::string::npos) {
-            peer.Write(HttpReply(200, "OK", "0"));
+            peer.Write(HttpReply(200, "OK", "0\r\n<audio_enabled>1</audio_enabled>\r\n"));
             return;
         }
     }

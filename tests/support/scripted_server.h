@@ -56,7 +56,7 @@ public:
 
     // Each connection runs `script` on a thread of its own; it is closed when the script returns. With
     // `only`, the script gets just the requests that hold this text; all others are answered with the number
-    // 0, as by a camera that can do nothing, and are neither counted nor noted.
+    // 0 and the tag of sound, as by a camera that can do nothing but hear, and are neither counted nor noted.
     explicit ScriptedServer(Script script, std::string only = {});
     // Ends all connections and waits for their scripts.
     ~ScriptedServer();
