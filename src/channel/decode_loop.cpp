@@ -129,7 +129,7 @@ std::uint32_t DecodeLoop::DecodeCodedFrame(const CodedKind& kind, std::unique_pt
             }
         }
         if (!WaitNextDecodeFrame()) {
-            Recycle(std::move(frame));
+            Leave(std::move(frame));
             return count;
         }
         Recycle(std::move(frame));
@@ -194,7 +194,7 @@ std::uint32_t DecodeLoop::DecodeJpegFrame(std::unique_ptr<CBuffer> frame) {
             }
         }
         if (!WaitNextDecodeFrame()) {
-            Recycle(std::move(frame));
+            Leave(std::move(frame));
             return count;
         }
         Recycle(std::move(frame));
@@ -258,6 +258,17 @@ bool DecodeLoop::WaitNextDecodeFrame() {
     // A frame that came together with the word to leave stays for the decoder that follows: it may be
     // the key frame of a new stream.
     return m_core.clock.WaitAny(events, std::nullopt) == 1 && m_control.leave == 0;
+}
+
+// The word to leave comes before the first frame of a new stream, but may be seen after it: a frame that
+// was not decoded yet stays for the decoder that follows, or that stream would begin without its key
+// frame. A pause wants none of them.
+void DecodeLoop::Leave(std::unique_ptr<CBuffer> frame) {
+    if (m_control.leave != 0 && m_core.m_bDecodePlaying) {
+        m_core.m_frames.PutBackDecodeFrame(std::move(frame));
+    } else {
+        Recycle(std::move(frame));
+    }
 }
 
 void DecodeLoop::Fail(std::unique_ptr<CVideoBmpFrame> picture) {

@@ -33,6 +33,8 @@ private:
     bool TakeReset(const char* lpszFunction);
     // Sleeps until there is a frame. False when the thread has to leave the decoder.
     bool WaitNextDecodeFrame();
+    // The frame in hand when the decoder is left.
+    void Leave(std::unique_ptr<CBuffer> frame);
     void Recycle(std::unique_ptr<CBuffer> frame) { m_core.m_frames.AddRecycleDecodeFrame(std::move(frame)); }
     void Fail(std::unique_ptr<CVideoBmpFrame> picture);
 

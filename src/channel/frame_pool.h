@@ -115,11 +115,17 @@ public:
     // The new count.
     std::size_t AddTail(std::unique_ptr<Frame> frame) {
         const std::lock_guard lock(m_cs);
-        if (m_nCount == m_ring.size()) {
-            Grow();
-        }
+        GrowWhenFull();
         m_ring[(m_nHead + m_nCount) % m_ring.size()] = std::move(frame);
         return ++m_nCount;
+    }
+    // For a frame that was taken and not used.
+    void AddHead(std::unique_ptr<Frame> frame) {
+        const std::lock_guard lock(m_cs);
+        GrowWhenFull();
+        m_nHead = (m_nHead + m_ring.size() - 1) % m_ring.size();
+        m_ring[m_nHead] = std::move(frame);
+        ++m_nCount;
     }
     // Null when empty.
     std::unique_ptr<Frame> RemoveHead() {
@@ -134,7 +140,10 @@ public:
     }
 
 private:
-    void Grow() {
+    void GrowWhenFull() {
+        if (m_nCount < m_ring.size()) {
+            return;
+        }
         std::vector<std::unique_ptr<Frame>> larger(m_ring.empty() ? kFirstSize : 2 * m_ring.size());
         for (std::size_t i = 0; i < m_nCount; ++i) {
             larger[i] = std::move(m_ring[(m_nHead + i) % m_ring.size()]);

@@ -105,6 +105,13 @@ std::unique_ptr<CBuffer> FrameQueue::TakeDecodeFrame() {
     return frame;
 }
 
+void FrameQueue::PutBackDecodeFrame(std::unique_ptr<CBuffer> frame) {
+    if (frame) {
+        m_nQueuedBytes += frame->GetLength();
+        m_DecodeQueue.AddHead(std::move(frame));
+    }
+}
+
 void FrameQueue::ResetWhenEmpty(Event& event) const {
     if (m_DecodeQueue.GetCount() != 0) {
         return;

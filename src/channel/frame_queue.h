@@ -42,6 +42,8 @@ public:
     void SetWaitKeyFrame(bool bWaitKeyFrame) { m_bWaitKeyFrame = bWaitKeyFrame; }
     // The frame to decode next; null if there is none. Decode thread.
     std::unique_ptr<CBuffer> TakeDecodeFrame();
+    // Back to its place before all others. Decode thread.
+    void PutBackDecodeFrame(std::unique_ptr<CBuffer> frame);
     // Resets the event if no frame waits, without losing one that comes at the same time.
     void ResetWhenEmpty(Event& event) const;
 

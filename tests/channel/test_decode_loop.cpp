@@ -22,6 +22,7 @@ class Decode : public testing::Test {
 protected:
     Decode() {
         control.exit.Set();
+        core.m_bDecodePlaying = true;
         core.m_picture.SetViewSize(32, 24);
         core.m_picture.SetRepaint([this] { composed += core.m_nShown > 0 ? 1 : 0; });
     }
@@ -200,12 +201,15 @@ TEST_F(Decode, TheWordToLeaveKeepsTheFramesThatWait) {
     QueueCoded(wire::kZ264, maker);
     control.leave = 1;
     EXPECT_EQ(Run(), 0u);
+    EXPECT_EQ(core.m_frames.GetCount(), 1u);
     control.leave = 0;
-    QueueCoded(wire::kZ264, maker);
     QueueCoded(wire::kZ264, maker);
     core.m_picture.SetRepaint([this] { control.leave = core.m_nShown > 0 ? 1 : 0; });
     EXPECT_EQ(Run(), 1u);
     EXPECT_EQ(core.m_frames.GetCount(), 1u) << "it may be the key frame of the next stream";
+    core.m_bDecodePlaying = false;
+    EXPECT_EQ(Run(), 0u);
+    EXPECT_EQ(core.m_frames.GetCount(), 0u) << "but a pause wants none";
 }
 
 TEST_F(Decode, AResetClosesTheDecoderUntilAKeyFrame) {

@@ -80,6 +80,7 @@ TEST(CFrameList, KeepsOrderWhileItsRingGrowsAcrossItsEnd) {
         }
     }
     EXPECT_EQ(list.GetCount(), 50u);
+    list.AddHead(list.RemoveHead());
     while (auto frame = list.RemoveHead()) {
         ASSERT_EQ(frame->dwIdx, out++);
     }
