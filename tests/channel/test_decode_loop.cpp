@@ -1,6 +1,10 @@
 #include <gmock/gmock.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+
+#include <jpeglib.h>
 
 #include "channel/channel_globals.h"
 #include "channel/decode_loop.h"
@@ -255,6 +259,35 @@ TEST_F(Decode, JpegsOfAllKindsAreShown) {
     EXPECT_EQ(Run(), 1u);
     EXPECT_EQ(core.m_picture.GetBitmapInfo(), info);
     EXPECT_NEAR(PixelAt(10, 10), 0x50, 2);
+}
+
+// Four components: three colours and an alpha, which have no planes to scale from.
+TEST_F(Decode, AJpegOfFourComponentsIsA32BitBitmap) {
+    jpeg_compress_struct codec{};
+    jpeg_error_mgr errors{};
+    codec.err = jpeg_std_error(&errors);
+    jpeg_create_compress(&codec);
+    unsigned char* bytes = nullptr;
+    unsigned long length = 0;
+    jpeg_mem_dest(&codec, &bytes, &length);
+    codec.image_width = kWidth;
+    codec.image_height = kHeight;
+    codec.input_components = 4;
+    codec.in_color_space = JCS_CMYK;
+    jpeg_set_defaults(&codec);
+    jpeg_start_compress(&codec, TRUE);
+    std::vector<std::uint8_t> row(kWidth * 4, 128);
+    while (codec.next_scanline < codec.image_height) {
+        JSAMPROW rows = row.data();
+        jpeg_write_scanlines(&codec, &rows, 1);
+    }
+    jpeg_finish_compress(&codec);
+    Queue(FrameType::Jpeg, {reinterpret_cast<const char*>(bytes), length});
+    jpeg_destroy_compress(&codec);
+    std::free(bytes);  // NOLINT: the library's own allocation
+    EXPECT_EQ(Run(), 1u);
+    EXPECT_EQ(core.m_picture.GetBitmapInfo(), MakeBitmapInfo(kWidth, kHeight, 32));
+    EXPECT_EQ(composed, 1u);
 }
 
 TEST_F(Decode, BadJpegsAreDropped) {
