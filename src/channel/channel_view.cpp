@@ -188,6 +188,12 @@ void CChannelView::OnLButtonDblClk() {
 
 // --- snapshot
 
+std::string SnapshotFailedText() {
+    QString text = QString::fromStdString(LoadString(kStrSnapshotFailed));
+    text.replace(QLatin1String("%d"), QLatin1String("0"));
+    return text.toStdString();
+}
+
 bool CChannelView::SaveSnapshot(const std::string& path, bool bJpeg, const std::string& stamp,
                                 bool bOpenAfter) {
     const auto camera = GetCamera();
@@ -227,10 +233,8 @@ void CChannelView::OnSnapshotDone(bool bSaved, std::size_t nJob) {
         }
         return;
     }
-    QString text = QString::fromStdString(LoadString(kStrSnapshotFailed));
-    text.replace(QLatin1String("%d"), QLatin1String("0"));
     auto* const box = new QMessageBox(QMessageBox::Warning, QString::fromStdString(LoadString(kStrError)),
-                                      text, QMessageBox::Ok, this);
+                                      QString::fromStdString(SnapshotFailedText()), QMessageBox::Ok, this);
     box->setTextFormat(Qt::PlainText);
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->open();

@@ -17,6 +17,9 @@ namespace kvmon {
 class CBaseCamera;
 class RepaintTicket;
 
+// What a user is told of a snapshot that failed.
+std::string SnapshotFailedText();
+
 // User interface thread only.
 class CChannelView : public WindowBase {
 public:

@@ -1,8 +1,9 @@
 #include "console/ptz_panel.h"
 
-#include <algorithm>
+#include <utility>
 
 #include "channel/base_camera.h"
+#include "channel/ptz_request.h"
 #include "channel/video_wnd.h"
 #include "console/main_dlg.h"
 #include "skin/xskin_od_button.h"
@@ -11,17 +12,9 @@ namespace kvmon {
 
 namespace {
 
-constexpr int kHome = 1800;
-constexpr int kFirstMove = 1801;
-constexpr int kLastMove = 1808;
-constexpr int kZoomIn = 1809;
-constexpr int kZoomOut = 1810;
-constexpr int kFirstPreset = 1811;
-constexpr int kLastPreset = 1820;
-constexpr int kFocusNear = 1841;
-constexpr int kFocusFar = 1842;
-constexpr int kHoldButtons[] = {1801, 1802, 1803, 1804, 1805,       1806,
-                                1807, 1808, 1809, 1810, kFocusNear, kFocusFar};
+constexpr int kHoldButtons[] = {kCmdUp,     kCmdDown,    kCmdLeft,      kCmdRight,
+                                kCmdUpLeft, kCmdUpRight, kCmdDownLeft,  kCmdDownRight,
+                                kCmdZoomIn, kCmdZoomOut, kCmdFocusNear, kCmdFocusFar};
 
 }  // namespace
 
@@ -38,16 +31,16 @@ void PtzPanel::Refresh() {
     const CameraInfo info = camera ? camera->GetCameraInfo() : CameraInfo{};
     const bool bConnected = camera && camera->IsStreamRunning();
     ConsoleControls& controls = m_dlg.Controls();
-    for (int id = kFirstMove; id <= kLastMove; ++id) {
+    for (int id = kCmdUp; id <= static_cast<int>(kCmdDownRight); ++id) {
         controls.SetShown(id, bConnected && info.IsPanAndTiltable());
     }
-    controls.SetShown(kHome, bConnected && info.bHome);
-    controls.SetShown(kZoomIn, bConnected && info.bZoomable);
-    controls.SetShown(kZoomOut, bConnected && info.bZoomable);
-    controls.SetShown(kFocusNear, bConnected && info.bFocusable);
-    controls.SetShown(kFocusFar, bConnected && info.bFocusable);
-    for (int id = kFirstPreset; id <= kLastPreset; ++id) {
-        const bool bDefined = (info.dwPresetMask >> (id - kFirstPreset) & 1) != 0;
+    controls.SetShown(kCmdHome, bConnected && info.bHome);
+    controls.SetShown(kCmdZoomIn, bConnected && info.bZoomable);
+    controls.SetShown(kCmdZoomOut, bConnected && info.bZoomable);
+    controls.SetShown(kCmdFocusNear, bConnected && info.bFocusable);
+    controls.SetShown(kCmdFocusFar, bConnected && info.bFocusable);
+    for (int id = kCmdPresetFirst; id <= static_cast<int>(kCmdPresetLast); ++id) {
+        const bool bDefined = (info.dwPresetMask >> (id - static_cast<int>(kCmdPresetFirst)) & 1) != 0;
         controls.SetShown(id, bConnected && bDefined);
     }
     controls.SetShown(kCtlSnapshot, camera && camera->HasMonitorRight());
@@ -93,7 +86,7 @@ void PtzPanel::OnHoldTimer() {
 void PtzPanel::OnWheel(int delta) {
     const auto camera = m_dlg.View().Cells().GetActiveCamera();
     if (camera && camera->GetCameraInfo().bZoomable) {
-        Send(delta < 1 ? kZoomOut : kZoomIn);
+        Send(delta < 1 ? kCmdZoomOut : kCmdZoomIn);
     }
 }
 

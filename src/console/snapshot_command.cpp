@@ -16,7 +16,6 @@ namespace kvmon {
 
 namespace {
 
-constexpr std::uint32_t kStrFailed = 57426;
 constexpr std::uint32_t kStrError = 4005;
 
 std::tm LocalNow() {
@@ -30,9 +29,7 @@ void Save(CMainDlg& dlg, CVideoWnd& cell, const std::string& path, bool bJpeg) {
     if (cell.View().SaveSnapshot(path, bJpeg, {}, false)) {
         return;
     }
-    QString text = QString::fromStdString(LoadString(kStrFailed));
-    text.replace(QLatin1String("%d"), QLatin1String("0"));
-    dlg.ShowMessage(text.toStdString(), LoadString(kStrError));
+    dlg.ShowMessage(SnapshotFailedText(), LoadString(kStrError));
 }
 
 void AskAndSave(CMainDlg& dlg, CVideoWnd& cell, const std::string& path, bool bJpeg) {
