@@ -4,38 +4,15 @@
 #include <ctime>
 
 #include "service/documents.h"
+#include "service/handler_tools.h"
 #include "service/logo.h"
+#include "service/ptz_handler.h"
 
 namespace kvrecorder {
 namespace {
 
-Reply MakeDocument(std::string type, std::string body) {
-    Reply reply;
-    reply.type = std::move(type);
-    reply.body = std::move(body);
-    return reply;
-}
-
-Reply Text(std::string body) {
-    return MakeDocument("text/plain; charset=utf-8", std::move(body));
-}
-
 Reply Xml(std::string body) {
     return MakeDocument("text/xml", std::move(body));
-}
-
-// Runs `make` with the channel that the query names if the user has the right for it.
-template <typename Make>
-Reply ForChannel(const HandlerInput& input, std::string_view key, Right right, Make make) {
-    const auto number = input.request.Number(key, 0, kMaxChannels - 1);
-    if (!number) {
-        return Refuse(400);
-    }
-    const Channel* channel = input.state.Configured(*number);
-    if (!channel) {
-        return Refuse(404);
-    }
-    return input.user.Has(right, *number) ? make(*number, *channel) : Refuse(403);
 }
 
 Reply InitInfo(const HandlerInput& input) {
@@ -109,32 +86,6 @@ Reply Param(const HandlerInput& input) {
     return Refuse(404);
 }
 
-struct PtzCommand {
-    int number;
-    std::string (*make)(const Channel&);
-};
-constexpr std::array<PtzCommand, 3> kPtzReads = {{
-    {15, MakePresetTable},
-    {16, MakePtzCapabilities},
-    {20, MakePresetFormat},
-}};
-
-Reply Ptz(const HandlerInput& input) {
-    const auto command = input.request.Number("command", 0, 22);
-    if (!command) {
-        return Refuse(400);
-    }
-    return ForChannel(input, "ch", Right::Monitor, [&](int number, const Channel& channel) {
-        for (const PtzCommand& read : kPtzReads) {
-            if (read.number == *command) {
-                return Text(read.make(channel));
-            }
-        }
-        // No source of this recorder moves, and a client takes a minus for a refusal by the camera.
-        return input.user.Has(Right::Ptz, number) ? Text("-1") : Refuse(403);
-    });
-}
-
 Reply Logout(const HandlerInput&) {
     // Nothing is kept for a user. Clients wait for bare line feeds.
     return Text("\n\n");
@@ -187,13 +138,15 @@ Reply Refuse(int status) {
 }
 
 const char* ReasonOf(int status) {
-    static constexpr std::array<std::pair<int, const char*>, 6> kReasons = {{
+    static constexpr std::array<std::pair<int, const char*>, 8> kReasons = {{
         {200, "OK"},
+        {204, "No Content"},
         {400, "Bad Request"},
         {401, "Unauthorized"},
         {403, "Forbidden"},
         {404, "Not Found"},
         {503, "Service Unavailable"},
+        {504, "Gateway Timeout"},
     }};
     for (const auto& [number, text] : kReasons) {
         if (number == status) {
@@ -220,7 +173,7 @@ std::string MakeReplyHead(const Reply& reply) {
     return head + "Connection: close\r\n\r\n";
 }
 
-Reply Answer(const HttpRequest& request, const Snapshot& state) {
+Reply Answer(const HttpRequest& request, const Snapshot& state, RecorderModel& model) {
     static const User nobody;
     std::string_view name = request.path;
     const bool inFolder = name.starts_with(kFolder);
@@ -232,14 +185,14 @@ Reply Answer(const HttpRequest& request, const Snapshot& state) {
         }
     }
     if (route && route->open) {
-        return route->handle({request, state, nobody});
+        return route->handle({request, state, nobody, model});
     }
     // Who is unknown does not learn either which paths there are.
     const User* user = request.hasAuthorization ? state.Authorize(request.user, request.password) : nullptr;
     if (!user) {
         return Refuse(401);
     }
-    return route ? route->handle({request, state, *user}) : Refuse(404);
+    return route ? route->handle({request, state, *user, model}) : Refuse(404);
 }
 
 }  // namespace kvrecorder

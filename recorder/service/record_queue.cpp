@@ -28,6 +28,12 @@ bool RecordQueue::Push(const PacketPtr& packet) {
     return wake;
 }
 
+void RecordQueue::Restart() {
+    const std::lock_guard lock(mutex_);
+    Clear();
+    waitKey_ = true;
+}
+
 PacketPtr RecordQueue::Pop() {
     const std::lock_guard lock(mutex_);
     if (packets_.empty()) {

@@ -23,6 +23,8 @@ public:
 
     // True if the taker found the queue empty before and must be woken.
     bool Push(const PacketPtr& packet);
+    // Another source follows: drops what waits, and goes on with its first key picture.
+    void Restart();
     // Null if nothing waits; the next Push then says so.
     PacketPtr Pop();
 
