@@ -290,6 +290,22 @@ ChannelConfig ReadChannel(TableReader& reader) {
     return channel;
 }
 
+void ReadRecording(TableReader& reader, ServerConfig& server) {
+    RecordingConfig& recording = server.recording;
+    reader.Text("recordings", recording.folder, 4096);
+    if (!recording.folder.empty()) {
+        recording.folder = reader.Resolve(recording.folder);
+    } else if (!server.stateFolder.empty()) {
+        recording.folder = server.stateFolder + "/recordings";
+    }
+    int limit = static_cast<int>(recording.limitMb);
+    int free = static_cast<int>(recording.minFreeMb);
+    reader.Number("recordings_limit_mb", limit, 1, 100'000'000);
+    reader.Number("min_free_mb", free, 0, 100'000'000);
+    recording.limitMb = static_cast<std::uint64_t>(limit);
+    recording.minFreeMb = static_cast<std::uint64_t>(free);
+}
+
 void ReadAll(TableReader& reader, RecorderConfig& config) {
     reader.Text("listen", config.listen);
     reader.Table("server", [&](TableReader& server) {
@@ -302,6 +318,7 @@ void ReadAll(TableReader& reader, RecorderConfig& config) {
         if (!config.server.stateFolder.empty()) {
             config.server.stateFolder = server.Resolve(config.server.stateFolder);
         }
+        ReadRecording(server, config.server);
         server.Number("max_connections", config.server.maxConnections, 8, 4096);
     });
     reader.Table("faults", [&](TableReader& faults) {

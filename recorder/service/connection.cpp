@@ -132,7 +132,9 @@ void Connection::OnHead() {
     }
     user_ = request->user;
     password_ = request->password;
-    Reply reply = Answer(*request, *state, host_.model);
+    std::error_code ignored;
+    const auto peer = socket_.remote_endpoint(ignored).address().to_string();
+    Reply reply = Answer(*request, *state, host_.model, peer);
     const int delayMs = state->server.delayMs + reply.delayMs;
     if (delayMs == 0) {
         Serve(std::move(reply));

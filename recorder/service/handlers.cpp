@@ -11,6 +11,9 @@
 namespace kvrecorder {
 namespace {
 
+// Seconds of the log.
+constexpr int kLongestAge = 1'000'000;
+
 Reply Xml(std::string body) {
     return MakeDocument("text/xml", std::move(body));
 }
@@ -86,6 +89,26 @@ Reply Param(const HandlerInput& input) {
     return Refuse(404);
 }
 
+// Clients read the words in the fourth line behind the status.
+Reply ManualRecording(const HandlerInput& input) {
+    const auto act = input.request.Number("act", 0, 1);
+    if (!act) {
+        return Refuse(400);
+    }
+    return ForChannel(input, "ch", Right::Record, [&](int number, const Channel&) {
+        const std::string problem = input.model.Record(number, *act == 1);
+        Reply reply = Text(problem.empty() ? "OK\n" : "NG " + problem + "\n");
+        reply.brief = true;
+        return reply;
+    });
+}
+
+Reply EventsOf(const HandlerInput& input) {
+    const auto age = input.request.Number("sec", 0, kLongestAge);
+    return age ? Text(MakeEventDocument(input.model.Events().Latest(std::chrono::seconds(*age))))
+               : Refuse(400);
+}
+
 Reply Logout(const HandlerInput&) {
     // Nothing is kept for a user. Clients wait for bare line feeds.
     return Text("\n\n");
@@ -95,7 +118,7 @@ Reply Logo(const HandlerInput&) {
     return LogoJpeg().empty() ? Refuse(404) : MakeDocument("image/jpeg", LogoJpeg());
 }
 
-constexpr std::array<Route, 11> kRoutes = {{
+constexpr std::array<Route, 13> kRoutes = {{
     {"get_init_info.cgi", Place::Folder, false, InitInfo},
     {"get_ext_info.cgi", Place::Folder, false, ExtInfo},
     {"z_status.cgi", Place::Folder, false, Status},
@@ -105,6 +128,8 @@ constexpr std::array<Route, 11> kRoutes = {{
     {"getstream.cgi", Place::Anywhere, false, GetStream},
     {"param.cgi", Place::Anywhere, false, Param},
     {"ptz.cgi", Place::Anywhere, false, Ptz},
+    {"mrec.cgi", Place::Anywhere, false, ManualRecording},
+    {"get_log_info.cgi", Place::Anywhere, false, EventsOf},
     {"logout.cgi", Place::Anywhere, false, Logout},
     // Clients fetch it without a name, to make a browser forget the one that it keeps.
     {"logomark.jpg", Place::Top, true, Logo},
@@ -165,15 +190,18 @@ std::string MakeReplyHead(const Reply& reply) {
     if (reply.status == 401) {
         head += "WWW-Authenticate: Basic realm=\"kvrecorder\"\r\n";
     }
-    head += "Content-Type: " + reply.type + "\r\nCache-Control: no-store\r\n";
+    head += "Content-Type: " + reply.type + "\r\n";
+    if (!reply.brief) {
+        head += "Cache-Control: no-store\r\n";
+    }
     if (reply.kind == ReplyKind::Document) {
         // Clients look for this spelling.
         head += "Content-length: " + std::to_string(reply.body.size()) + "\r\n";
     }
-    return head + "Connection: close\r\n\r\n";
+    return head + (reply.brief ? "\r\n" : "Connection: close\r\n\r\n");
 }
 
-Reply Answer(const HttpRequest& request, const Snapshot& state, RecorderModel& model) {
+Reply Answer(const HttpRequest& request, const Snapshot& state, RecorderModel& model, std::string_view peer) {
     static const User nobody;
     std::string_view name = request.path;
     const bool inFolder = name.starts_with(kFolder);
@@ -185,14 +213,14 @@ Reply Answer(const HttpRequest& request, const Snapshot& state, RecorderModel& m
         }
     }
     if (route && route->open) {
-        return route->handle({request, state, nobody, model});
+        return route->handle({request, state, nobody, model, peer});
     }
     // Who is unknown does not learn either which paths there are.
     const User* user = request.hasAuthorization ? state.Authorize(request.user, request.password) : nullptr;
     if (!user) {
         return Refuse(401);
     }
-    return route ? route->handle({request, state, *user, model}) : Refuse(404);
+    return route ? route->handle({request, state, *user, model, peer}) : Refuse(404);
 }
 
 }  // namespace kvrecorder

@@ -24,7 +24,8 @@ struct Reply {
     std::string body;
     int channel = 0;  // of a stream
     int stream = 0;
-    int delayMs = 0;  // before all of it
+    int delayMs = 0;     // before all of it
+    bool brief = false;  // a header of two lines: clients count them
 };
 
 // A refusal with its standard words as body.
@@ -38,6 +39,7 @@ struct HandlerInput {
     const Snapshot& state;
     const User& user;
     RecorderModel& model;
+    std::string_view peer;  // the client's address
 };
 
 enum class Place {
@@ -56,6 +58,6 @@ struct Route {
 std::span<const Route> Routes();
 
 // Finds the route, checks the user and runs the handler; never throws.
-Reply Answer(const HttpRequest& request, const Snapshot& state, RecorderModel& model);
+Reply Answer(const HttpRequest& request, const Snapshot& state, RecorderModel& model, std::string_view peer);
 
 }  // namespace kvrecorder

@@ -7,7 +7,7 @@ bool RecordQueue::Push(const PacketPtr& packet) {
         return false;
     }
     const std::lock_guard lock(mutex_);
-    const bool late = !packets_.empty() && packet->timeMs - packets_.front()->timeMs > kMaxLagMs;
+    const bool late = !packets_.empty() && packet->timeMs - packets_.front()->timeMs > maxLagMs_;
     if (packet->key && late) {
         Clear();
     }

@@ -114,12 +114,19 @@ struct ChannelConfig {
 
 enum class CgiRoot { Both, CgiBin, Top };
 
+struct RecordingConfig {
+    std::string folder;            // empty: a temporary one, made when it is needed
+    std::uint64_t limitMb = 2048;  // of all files together; the oldest go
+    std::uint64_t minFreeMb = 64;  // that the file system must keep
+};
+
 struct ServerConfig {
     std::string name = "kvrecorder";
     std::string version = "4.0.0";
     std::string build = "1";
     std::string diskFolder = ".";
     std::string stateFolder;  // of what lasts from one start to the next; empty: nothing does
+    RecordingConfig recording;
     CgiRoot root = CgiRoot::Both;
     int delayMs = 0;  // before every reply
     int maxConnections = 512;

@@ -49,6 +49,11 @@ SourceConfig WithCamera(SourceConfig source, const std::shared_ptr<PtzUnit>& uni
     return source;
 }
 
+std::string CameraName(const Snapshot& state, int channel) {
+    const std::string& name = state.channels[static_cast<std::size_t>(channel)].config.name;
+    return name.empty() ? "Channel " + std::to_string(channel + 1) : name;
+}
+
 Channel* At(Snapshot& state, int channel) {
     const auto index = static_cast<std::size_t>(channel);
     return channel >= 0 && index < state.channels.size() ? &state.channels[index] : nullptr;
@@ -115,6 +120,9 @@ std::string RecorderModel::ChangeSource(const ServerConfig& server, int number, 
     } catch (const std::exception& error) {
         return error.what();
     }
+    if (recordings_) {
+        recordings_->Follow(number);
+    }
     channel.ptz = std::move(unit);
     channel.streams = hub_->Streams(number);
     ++channel.sourceNumber;
@@ -134,8 +142,14 @@ void RecorderModel::Begin(const RecorderConfig& config) {
             throw ConfigError("channel " + std::to_string(next->channels.size()) + ": " + failure.what());
         }
     }
-    const std::lock_guard lock(mutex_);
-    current_ = std::move(next);
+    {
+        const std::lock_guard lock(mutex_);
+        current_ = std::move(next);
+    }
+    recordings_ =
+        std::make_unique<Recordings>(*hub_, config.server.recording,
+                                     [this](const Recordings::Notice& notice) { OnRecordingEnded(notice); });
+    events_.Add(EventLevel::Information, config.server.name + " started");
 }
 
 template <typename Edit>
@@ -195,6 +209,7 @@ std::string RecorderModel::Reload(const RecorderConfig& config) {
         }
         for (std::size_t i = config.channels.size(); i < state.channels.size(); ++i) {
             state.channels[i].config.configured = false;
+            recordings_->Stop(static_cast<int>(i));
         }
         return "";
     });
@@ -223,6 +238,9 @@ std::string RecorderModel::Remove(int channel) {
             return found ? "the channel has no camera" : kNoChannel;
         }
         found->config.configured = false;
+        if (recordings_) {
+            recordings_->Stop(channel);
+        }
         return "";
     });
 }
@@ -269,6 +287,57 @@ std::string RecorderModel::SetDigit(int channel, std::size_t section, std::uint8
         found->config.status[section] = value;
         return "";
     });
+}
+
+std::string RecorderModel::ShowRecording(int channel, bool on) {
+    return Publish(Change::Status, [&](Snapshot& state) -> std::string {
+        Channel* found = At(state, channel);
+        if (!found) {
+            return kNoChannel;
+        }
+        StatusDigits& digits = found->config.status;
+        for (const char* name : {"record", "manual"}) {
+            const StatusFlag& flag = *FindStatusFlag(name);
+            std::uint8_t& digit = digits[flag.section];
+            digit = static_cast<std::uint8_t>(on ? digit | flag.bit : digit & ~flag.bit);
+        }
+        return "";
+    });
+}
+
+std::string RecorderModel::Record(int channel, bool on) {
+    const SnapshotPtr state = Current();
+    if (!recordings_ || !state->Configured(channel)) {
+        return kNoChannel;
+    }
+    const bool ran = recordings_->Runs(channel);
+    if (!on) {
+        recordings_->Stop(channel);
+        return ShowRecording(channel, false);
+    }
+    const std::string name = CameraName(*state, channel);
+    if (std::string problem = recordings_->Start(channel); !problem.empty()) {
+        events_.Add(EventLevel::Error, name + ": recording cannot begin, " + problem,
+                    std::chrono::seconds(10));
+        return problem;
+    }
+    if (!ran) {
+        events_.Add(EventLevel::Information, name + ": recording began");
+    }
+    ShowRecording(channel, true);
+    // It may have failed before it was shown.
+    return recordings_->Runs(channel) ? "" : ShowRecording(channel, false);
+}
+
+void RecorderModel::OnRecordingEnded(const Recordings::Notice& notice) {
+    const std::string name = CameraName(*Current(), notice.channel);
+    if (notice.problem.empty()) {
+        events_.Add(EventLevel::Information,
+                    name + ": recording ended after " + std::to_string(notice.milliseconds / 1000) + " s");
+        return;
+    }
+    events_.Add(EventLevel::Error, name + ": recording failed, " + notice.problem);
+    ShowRecording(notice.channel, recordings_->Runs(notice.channel));
 }
 
 std::string RecorderModel::SetPtz(int channel, PtzReply reply, int delayMs) {

@@ -8,8 +8,10 @@
 #include <string_view>
 #include <vector>
 
+#include "service/event_log.h"
 #include "service/ptz_unit.h"
 #include "service/recorder_config.h"
+#include "service/recordings.h"
 
 namespace kvrecorder {
 
@@ -44,6 +46,7 @@ public:
 
     SnapshotPtr Current() const;
     MediaHub& Hub() { return *hub_; }
+    EventLog& Events() { return events_; }
     void SetListener(std::function<void(Change)> listener);
 
     // Takes over a configuration; watchers of a channel with another source go on with that. What could not
@@ -59,6 +62,8 @@ public:
     std::string Add(int& added);
     std::string SetFlag(int channel, const StatusFlag& flag, bool on);
     std::string SetDigit(int channel, std::size_t section, std::uint8_t value);
+    // Starts or ends the recording of a channel to a file.
+    std::string Record(int channel, bool on);
     std::string SetPtz(int channel, PtzReply reply, int delayMs);
     std::string SetRight(std::string_view user, int channel, Right right, bool on);
 
@@ -66,6 +71,8 @@ private:
     // Runs `edit` on a copy and publishes it if the edit returns "".
     template <typename Edit>
     std::string Publish(Change change, Edit edit);
+    void OnRecordingEnded(const Recordings::Notice& notice);
+    std::string ShowRecording(int channel, bool on);
     Channel MakeChannel(const ServerConfig& server, int number, const ChannelConfig& config);
     // Gives a channel that exists another source; "" or words for the user, the channel being as before.
     std::string ChangeSource(const ServerConfig& server, int number, Channel& channel,
@@ -76,6 +83,8 @@ private:
     mutable std::mutex mutex_;
     SnapshotPtr current_ = std::make_shared<Snapshot>();
     std::function<void(Change)> listener_;
+    EventLog events_;
+    std::unique_ptr<Recordings> recordings_;  // last: its thread reports to the rest
 };
 
 }  // namespace kvrecorder
