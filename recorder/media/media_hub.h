@@ -47,7 +47,16 @@ struct SourceConfig {
     std::vector<StreamConfig> streams;
     // What steers the view of a generated scene; null: it stays at home.
     std::shared_ptr<PtzCamera> camera;
+    // A generated scene is looked at all the time, cheaply, and what moves in it is told.
+    bool watchMotion = false;
 };
+
+// What a hub tells of itself.
+enum class MediaEvent {
+    Motion,  // something moves in the scene, or no more
+    Lost,    // the source gives nothing, or again; known only while somebody watches
+};
+using MediaListener = std::function<void(int channel, MediaEvent event, bool on)>;
 
 struct StreamDescription {
     Codec codec = Codec::H264;
@@ -75,6 +84,8 @@ public:
 class MediaHub {
 public:
     virtual ~MediaHub() = default;
+    // Called on the source threads, which it holds up; returns when no call to the one before is under way.
+    virtual void SetListener(MediaListener listener) = 0;
     // Adds a channel; its position is the channel number. The name is drawn into generated scenes. Throws
     // std::runtime_error with words for the user if a file cannot be read, a scene has no such name or a
     // stream cannot be made.

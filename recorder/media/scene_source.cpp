@@ -118,15 +118,9 @@ private:
 }  // namespace
 
 std::unique_ptr<PictureSource> CreateSceneSource(int channel, const SourceConfig& config) {
-    const auto scenes = Scenes();
-    const Scene* const scene = config.scene.empty()
-                                   ? &scenes[static_cast<std::size_t>(channel) % scenes.size()]
-                                   : FindScene(config.scene);
-    if (!scene) {
-        throw std::runtime_error("there is no scene \"" + config.scene + "\"");
-    }
-    return std::make_unique<SceneSource>(
-        channel, *scene, config.streams.empty() ? DefaultStreams(channel) : config.streams, config.camera);
+    return std::make_unique<SceneSource>(channel, SceneOf(channel, config.scene),
+                                         config.streams.empty() ? DefaultStreams(channel) : config.streams,
+                                         config.camera);
 }
 
 }  // namespace kvrecorder

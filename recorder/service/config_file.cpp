@@ -274,6 +274,7 @@ ChannelConfig ReadChannel(TableReader& reader) {
     if (!channel.source.file.empty()) {
         channel.source.file = reader.Resolve(channel.source.file);
     }
+    reader.Flag("watch_motion", channel.source.watchMotion);
     reader.Tables("streams", 8,
                   [&](TableReader& stream) { channel.source.streams.push_back(ReadStream(stream)); });
     reader.Table("camera", [&](TableReader& camera) { ReadCamera(camera, channel.camera); });
@@ -319,10 +320,16 @@ void ReadAll(TableReader& reader, RecorderConfig& config) {
             config.server.stateFolder = server.Resolve(config.server.stateFolder);
         }
         ReadRecording(server, config.server);
+        server.Text("map", config.server.mapFile, 4096);
+        if (!config.server.mapFile.empty()) {
+            config.server.mapFile = server.Resolve(config.server.mapFile);
+        }
+        server.Text("map_title", config.server.mapTitle, 249);
         server.Number("max_connections", config.server.maxConnections, 8, 4096);
     });
     reader.Table("faults", [&](TableReader& faults) {
         faults.Word("root", config.server.root, kRoots);
+        faults.Word("disk", config.server.diskFault, kDiskFaults);
         faults.Number("delay_ms", config.server.delayMs, 0, 60000);
     });
     reader.Tables("users", 64, [&](TableReader& user) {

@@ -160,6 +160,8 @@ void Connection::Serve(Reply reply) {
             break;
         case ReplyKind::Notify:
             mode_ = Mode::Notify;
+            who_ = reply.who;
+            host_.model.Users().OpenLine(who_);
             break;
         case ReplyKind::Silence:
             mode_ = Mode::Silence;
@@ -360,6 +362,9 @@ void Connection::DoClose() {
         return;
     }
     mode_ = Mode::Closed;
+    if (!who_.empty()) {
+        host_.model.Users().CloseLine(who_);
+    }
     // Waits for a picture that is on its way to the queue, and never for this connection.
     subscription_.reset();
     deadlineTimer_.cancel();

@@ -103,6 +103,7 @@ private:
     std::string user_;
     std::string password_;
     Reply reply_;
+    std::string who_;  // has this notification line
 
     std::shared_ptr<RecordQueue> queue_ = std::make_shared<RecordQueue>();
     std::unique_ptr<Subscription> subscription_;

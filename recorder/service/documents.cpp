@@ -4,9 +4,12 @@
 
 #include <random>
 
+#include "service/text.h"
+
 namespace kvrecorder {
 namespace {
 
+constexpr std::size_t kMaxMapTitle = 249;
 constexpr std::size_t kMaxStreamInfoBytes = 8191;
 constexpr const char* kRecordsBegin = "//----------\n";
 constexpr const char* kRecordsEnd = "----------//\n";
@@ -82,10 +85,14 @@ std::vector<std::optional<std::string>> PresetNames(const Channel& channel) {
 
 }  // namespace
 
-DiskFigures ReadDiskFigures(const std::string& folder) {
+DiskFigures ReadDiskFigures(const ServerConfig& server) {
     struct statvfs figures {};
-    if (::statvfs(folder.c_str(), &figures) != 0 || figures.f_blocks == 0) {
+    if (server.diskFault == DiskFault::Failed || ::statvfs(server.diskFolder.c_str(), &figures) != 0 ||
+        figures.f_blocks == 0) {
         return {-1, 0, 0};
+    }
+    if (server.diskFault == DiskFault::Full) {
+        figures.f_bfree = figures.f_bavail = 0;
     }
     const std::uint64_t used = figures.f_blocks - figures.f_bfree;
     const std::uint64_t usable = used + figures.f_bavail;
@@ -203,6 +210,16 @@ std::string MakeCapabilities(const Snapshot& state, const User&) {
             Element("ch" + std::to_string(i), "<audio_out>0</audio_out><audio_out_type>0</audio_out_type>");
     }
     return body + "</capabilities>";
+}
+
+std::string MakeMapPage(const ServerConfig& server) {
+    std::string title = MarkupFree(server.mapTitle.empty() ? server.name : server.mapTitle);
+    // Clients refuse longer ones; the cut must not leave half a character.
+    while (title.size() > kMaxMapTitle || !IsDisplayText(title)) {
+        title.pop_back();
+    }
+    return "<html><head><meta charset=\"utf-8\"></head><body><b>" + title +
+           "</b><br><img src=\"/cgi-bin/data/images/emap.jpg\"></body></html>\n";
 }
 
 std::string MakeSystemGroup(std::time_t now) {

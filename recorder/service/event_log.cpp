@@ -8,23 +8,18 @@
 namespace kvrecorder {
 namespace {
 
-constexpr std::size_t kLongestText = 900;
+constexpr std::size_t kLongestText = 600;
 
-// Clients look for tags in the line as it is, so that none may come from outside.
+// Fit for a line between tags, whoever wrote it.
 std::string LineText(std::string_view text) {
-    std::string line;
-    for (const char c : text) {
-        const bool control = static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
-        if (line.size() >= kLongestText) {
-            break;
-        }
-        line += c == '<' ? "\xE2\x80\xB9" : c == '>' ? "\xE2\x80\xBA" : std::string(1, control ? '?' : c);
+    std::string line = MarkupFree(text.substr(0, kLongestText));
+    for (char& c : line) {
+        c = static_cast<unsigned char>(c) < 0x20 || c == 0x7F ? '?' : c;
     }
-    if (IsDisplayText(line)) {
-        return line;
+    if (!IsDisplayText(line)) {
+        std::replace_if(
+            line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; }, '?');
     }
-    std::replace_if(
-        line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; }, '?');
     return line;
 }
 

@@ -6,11 +6,14 @@
 #include "service/documents.h"
 #include "service/handler_tools.h"
 #include "service/logo.h"
+#include "service/map_picture.h"
 #include "service/ptz_handler.h"
 
 namespace kvrecorder {
 namespace {
 
+// Between two words about the same refused user.
+constexpr std::chrono::seconds kQuiet{30};
 // Seconds of the log.
 constexpr int kLongestAge = 1'000'000;
 
@@ -18,7 +21,15 @@ Reply Xml(std::string body) {
     return MakeDocument("text/xml", std::move(body));
 }
 
+std::string Who(const HandlerInput& input) {
+    return input.user.name + " from " + std::string(input.peer);
+}
+
+// The first question of each round that a client makes.
 Reply InitInfo(const HandlerInput& input) {
+    if (input.model.Users().Arrive(Who(input))) {
+        input.model.Events().Add(EventLevel::Information, "Login of " + Who(input));
+    }
     return Text(MakeInitInfo(input.state, input.user));
 }
 
@@ -27,7 +38,7 @@ Reply ExtInfo(const HandlerInput& input) {
 }
 
 Reply Status(const HandlerInput& input) {
-    return Text(MakeStatus(input.state, input.user, ReadDiskFigures(input.state.server.diskFolder)));
+    return Text(MakeStatus(input.state, input.user, ReadDiskFigures(input.state.server)));
 }
 
 Reply StreamInfo(const HandlerInput& input) {
@@ -52,9 +63,10 @@ Reply GetStream(const HandlerInput& input) {
     });
 }
 
-Reply Notify(const HandlerInput&) {
+Reply Notify(const HandlerInput& input) {
     Reply reply;
     reply.kind = ReplyKind::Notify;
+    reply.who = Who(input);
     return reply;
 }
 
@@ -109,16 +121,28 @@ Reply EventsOf(const HandlerInput& input) {
                : Refuse(400);
 }
 
-Reply Logout(const HandlerInput&) {
-    // Nothing is kept for a user. Clients wait for bare line feeds.
+Reply Logout(const HandlerInput& input) {
+    if (input.model.Users().Leave(Who(input))) {
+        input.model.Events().Add(EventLevel::Information, "Logout of " + Who(input));
+    }
+    // Clients wait for bare line feeds.
     return Text("\n\n");
+}
+
+Reply MapPage(const HandlerInput& input) {
+    return MakeDocument("text/html; charset=utf-8", MakeMapPage(input.state.server));
+}
+
+Reply MapPicture(const HandlerInput& input) {
+    std::string picture = ReadMapPicture(input.state);
+    return picture.empty() ? Refuse(404) : MakeDocument("image/jpeg", std::move(picture));
 }
 
 Reply Logo(const HandlerInput&) {
     return LogoJpeg().empty() ? Refuse(404) : MakeDocument("image/jpeg", LogoJpeg());
 }
 
-constexpr std::array<Route, 13> kRoutes = {{
+constexpr std::array<Route, 15> kRoutes = {{
     {"get_init_info.cgi", Place::Folder, false, InitInfo},
     {"get_ext_info.cgi", Place::Folder, false, ExtInfo},
     {"z_status.cgi", Place::Folder, false, Status},
@@ -130,6 +154,8 @@ constexpr std::array<Route, 13> kRoutes = {{
     {"ptz.cgi", Place::Anywhere, false, Ptz},
     {"mrec.cgi", Place::Anywhere, false, ManualRecording},
     {"get_log_info.cgi", Place::Anywhere, false, EventsOf},
+    {"emap_show.cgi", Place::Anywhere, false, MapPage},
+    {"data/images/emap.jpg", Place::Anywhere, false, MapPicture},
     {"logout.cgi", Place::Anywhere, false, Logout},
     // Clients fetch it without a name, to make a browser forget the one that it keeps.
     {"logomark.jpg", Place::Top, true, Logo},
@@ -218,6 +244,11 @@ Reply Answer(const HttpRequest& request, const Snapshot& state, RecorderModel& m
     // Who is unknown does not learn either which paths there are.
     const User* user = request.hasAuthorization ? state.Authorize(request.user, request.password) : nullptr;
     if (!user) {
+        if (request.hasAuthorization) {
+            model.Events().Add(EventLevel::Warning,
+                               "Login of " + request.user + " from " + std::string(peer) + " refused",
+                               kQuiet);
+        }
         return Refuse(401);
     }
     return route ? route->handle({request, state, *user, model, peer}) : Refuse(404);

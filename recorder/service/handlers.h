@@ -24,6 +24,7 @@ struct Reply {
     std::string body;
     int channel = 0;  // of a stream
     int stream = 0;
+    std::string who;     // opened a notification line
     int delayMs = 0;     // before all of it
     bool brief = false;  // a header of two lines: clients count them
 };

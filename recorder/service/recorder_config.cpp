@@ -9,6 +9,8 @@ namespace {
 
 // The first of every four demonstration channels can be steered.
 constexpr int kDemoSteerable = 0;
+// The second and the seventh of ten have scenes in which motion comes and goes.
+constexpr int kDemoWatched = 1;
 
 }  // namespace
 
@@ -38,6 +40,7 @@ std::vector<ChannelConfig> DemoChannels(int count) {
             channel.ptz.steerable = true;
             channel.presets = {"Left side", "Right side", "Middle"};
         }
+        channel.source.watchMotion = i % 5 == kDemoWatched;
         channels.push_back(std::move(channel));
     }
     return channels;

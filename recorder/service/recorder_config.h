@@ -112,6 +112,20 @@ struct ChannelConfig {
     std::vector<std::string> presets;
 };
 
+struct DiskFigures {
+    int status = 0;  // 0: good
+    int usedPercent = 0;
+    std::uint64_t totalKilobytes = 0;
+};
+
+// What the disk is made out to be.
+enum class DiskFault { None, Full, Failed };
+inline constexpr std::array<std::pair<std::string_view, DiskFault>, 3> kDiskFaults = {{
+    {"none", DiskFault::None},
+    {"full", DiskFault::Full},
+    {"failed", DiskFault::Failed},
+}};
+
 enum class CgiRoot { Both, CgiBin, Top };
 
 struct RecordingConfig {
@@ -127,6 +141,9 @@ struct ServerConfig {
     std::string diskFolder = ".";
     std::string stateFolder;  // of what lasts from one start to the next; empty: nothing does
     RecordingConfig recording;
+    std::string mapFile;   // a JPEG picture; empty: one that is drawn
+    std::string mapTitle;  // empty: the server's name
+    DiskFault diskFault = DiskFault::None;
     CgiRoot root = CgiRoot::Both;
     int delayMs = 0;  // before every reply
     int maxConnections = 512;

@@ -2,10 +2,13 @@
 
 #include <filesystem>
 
+#include "service/documents.h"
 #include "service/text.h"
 
 namespace kvrecorder {
 namespace {
+
+constexpr int kNearlyFull = 95;  // percent
 
 const char* const kNoChannel = "there is no such channel";
 
@@ -14,7 +17,7 @@ bool SameSource(const SourceConfig& a, const SourceConfig& b) {
         return x.codec == y.codec && x.width == y.width && x.height == y.height && x.fps == y.fps &&
                x.gop == y.gop;
     };
-    return a.file == b.file && a.scene == b.scene &&
+    return a.file == b.file && a.scene == b.scene && a.watchMotion == b.watchMotion &&
            std::equal(a.streams.begin(), a.streams.end(), b.streams.begin(), b.streams.end(), same);
 }
 
@@ -90,7 +93,13 @@ const Channel* Snapshot::Configured(int channel) const {
     return &channels[index];
 }
 
-RecorderModel::RecorderModel(std::shared_ptr<MediaHub> hub) : hub_(std::move(hub)) {}
+RecorderModel::RecorderModel(std::shared_ptr<MediaHub> hub) : hub_(std::move(hub)) {
+    hub_->SetListener([this](int channel, MediaEvent event, bool on) { OnMedia(channel, event, on); });
+}
+
+RecorderModel::~RecorderModel() {
+    hub_->SetListener(nullptr);
+}
 
 SnapshotPtr RecorderModel::Current() const {
     const std::lock_guard lock(mutex_);
@@ -150,6 +159,7 @@ void RecorderModel::Begin(const RecorderConfig& config) {
         std::make_unique<Recordings>(*hub_, config.server.recording,
                                      [this](const Recordings::Notice& notice) { OnRecordingEnded(notice); });
     events_.Add(EventLevel::Information, config.server.name + " started");
+    CheckDisk();
 }
 
 template <typename Edit>
@@ -213,6 +223,8 @@ std::string RecorderModel::Reload(const RecorderConfig& config) {
         }
         return "";
     });
+    events_.Add(EventLevel::Information, "The configuration was read again");
+    CheckDisk();
     return problems + failure;
 }
 
@@ -287,6 +299,58 @@ std::string RecorderModel::SetDigit(int channel, std::size_t section, std::uint8
         found->config.status[section] = value;
         return "";
     });
+}
+
+void RecorderModel::OnMedia(int channel, MediaEvent event, bool on) {
+    const SnapshotPtr state = Current();
+    const Channel* found = state->Configured(channel);
+    if (!found) {
+        return;
+    }
+    const bool motion = event == MediaEvent::Motion;
+    const std::string name = CameraName(*state, channel);
+    if (motion && on) {
+        events_.Add(EventLevel::Information, name + ": motion");
+    } else if (!motion) {
+        events_.Add(on ? EventLevel::Warning : EventLevel::Information,
+                    name + (on ? ": the stream is lost" : ": the stream is back"));
+    }
+    SetFlag(channel, *FindStatusFlag(motion ? "motion" : "loss"), on);
+}
+
+std::string RecorderModel::SetDiskFault(DiskFault fault) {
+    Publish(Change::None, [&](Snapshot& state) -> std::string {
+        state.server.diskFault = fault;
+        return "";
+    });
+    CheckDisk();
+    return "";
+}
+
+void RecorderModel::CheckDisk() {
+    const SnapshotPtr state = Current();
+    const DiskFigures now = ReadDiskFigures(state->server);
+    if (recordings_) {
+        recordings_->PretendFull(state->server.diskFault == DiskFault::Full);
+    }
+    std::optional<DiskFigures> before;
+    {
+        const std::lock_guard lock(diskMutex_);
+        before = std::exchange(disk_, now);
+    }
+    if (before && before->status == now.status && before->usedPercent == now.usedPercent) {
+        return;
+    }
+    if (now.status != 0) {
+        events_.Add(EventLevel::Error, "The disk cannot be read");
+    } else if (now.usedPercent >= kNearlyFull && (!before || before->usedPercent < kNearlyFull)) {
+        events_.Add(EventLevel::Warning, "The disk is " + std::to_string(now.usedPercent) + " % full");
+    } else if (before && before->status != 0) {
+        events_.Add(EventLevel::Information, "The disk is good again");
+    }
+    if (before) {
+        Publish(Change::Status, [](Snapshot&) -> std::string { return ""; });
+    }
 }
 
 std::string RecorderModel::ShowRecording(int channel, bool on) {

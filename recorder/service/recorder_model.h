@@ -4,11 +4,13 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "service/event_log.h"
+#include "service/presence.h"
 #include "service/ptz_unit.h"
 #include "service/recorder_config.h"
 #include "service/recordings.h"
@@ -43,10 +45,14 @@ using SnapshotPtr = std::shared_ptr<const Snapshot>;
 class RecorderModel {
 public:
     explicit RecorderModel(std::shared_ptr<MediaHub> hub);
+    ~RecorderModel();
+    RecorderModel(const RecorderModel&) = delete;
+    RecorderModel& operator=(const RecorderModel&) = delete;
 
     SnapshotPtr Current() const;
     MediaHub& Hub() { return *hub_; }
     EventLog& Events() { return events_; }
+    Presence& Users() { return users_; }
     void SetListener(std::function<void(Change)> listener);
 
     // Takes over a configuration; watchers of a channel with another source go on with that. What could not
@@ -64,6 +70,9 @@ public:
     std::string SetDigit(int channel, std::size_t section, std::uint8_t value);
     // Starts or ends the recording of a channel to a file.
     std::string Record(int channel, bool on);
+    std::string SetDiskFault(DiskFault fault);
+    // Tells clients and the log when the disk has changed since the last call.
+    void CheckDisk();
     std::string SetPtz(int channel, PtzReply reply, int delayMs);
     std::string SetRight(std::string_view user, int channel, Right right, bool on);
 
@@ -71,6 +80,7 @@ private:
     // Runs `edit` on a copy and publishes it if the edit returns "".
     template <typename Edit>
     std::string Publish(Change change, Edit edit);
+    void OnMedia(int channel, MediaEvent event, bool on);
     void OnRecordingEnded(const Recordings::Notice& notice);
     std::string ShowRecording(int channel, bool on);
     Channel MakeChannel(const ServerConfig& server, int number, const ChannelConfig& config);
@@ -84,6 +94,9 @@ private:
     SnapshotPtr current_ = std::make_shared<Snapshot>();
     std::function<void(Change)> listener_;
     EventLog events_;
+    Presence users_;
+    std::mutex diskMutex_;
+    std::optional<DiskFigures> disk_;         // as told last
     std::unique_ptr<Recordings> recordings_;  // last: its thread reports to the rest
 };
 

@@ -1,6 +1,7 @@
 // Channels on their way to files.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <functional>
 #include <map>
@@ -40,6 +41,8 @@ public:
     // Nothing happens to one that is not recorded.
     void Stop(int channel);
     bool Runs(int channel) const;
+    // A disk that is made out to be full is; any thread.
+    void PretendFull(bool full) { pretendFull_ = full; }
     // The channel has another source.
     void Follow(int channel);
 
@@ -77,8 +80,10 @@ private:
     void Finish(std::unique_ptr<Track> track, const std::string& problem);
     void MakeRoom();
     std::string CheckFolder();
+    bool Full() const;
 
     MediaHub& hub_;
+    std::atomic<bool> pretendFull_ = false;
     RecordingConfig config_;
     const std::function<void(const Notice&)> listener_;
     const std::shared_ptr<Signal> signal_ = std::make_shared<Signal>();

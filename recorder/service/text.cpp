@@ -134,4 +134,12 @@ std::vector<std::string_view> Words(std::string_view line) {
     return words;
 }
 
+std::string MarkupFree(std::string_view text) {
+    std::string out;
+    for (const char c : text) {
+        out += c == '<' ? "\xE2\x80\xB9" : c == '>' ? "\xE2\x80\xBA" : std::string(1, c);
+    }
+    return out;
+}
+
 }  // namespace kvrecorder

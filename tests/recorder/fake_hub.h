@@ -33,6 +33,18 @@ public:
         names_.push_back(name);
         return static_cast<int>(names_.size()) - 1;
     }
+    void SetListener(MediaListener listener) override {
+        const std::lock_guard lock(mutex_);
+        listener_ = std::move(listener);
+    }
+    void Tell(int channel, MediaEvent event, bool on) {
+        MediaListener listener;
+        {
+            const std::lock_guard lock(mutex_);
+            listener = listener_;
+        }
+        listener(channel, event, on);
+    }
     void ReplaceSource(int channel, const std::string& name, const SourceConfig& source) override {
         if (source.file == "/missing") {
             throw std::runtime_error("cannot read /missing");
@@ -93,6 +105,7 @@ private:
 
     mutable std::mutex mutex_;
     std::vector<std::string> names_;
+    MediaListener listener_;
     std::map<int, Sink> sinks_;
     int next_ = 0;
 };
