@@ -6,9 +6,9 @@ bool Presence::Arrive(const std::string& who, Clock::time_point now) {
     const std::lock_guard lock(mutex_);
     // Those who have left make room, so that many addresses do not pile up.
     std::erase_if(entries_, [&](const auto& entry) { return Gone(entry.second, now); });
-    const auto [entry, fresh] = entries_.try_emplace(who);
-    entry->second.last = now;
-    return fresh;
+    Entry& entry = entries_[who];
+    entry.last = now;
+    return !std::exchange(entry.arrived, true);
 }
 
 void Presence::OpenLine(const std::string& who) {

@@ -25,6 +25,7 @@ public:
 
 private:
     struct Entry {
+        bool arrived = false;
         int lines = 0;
         Clock::time_point last;
     };

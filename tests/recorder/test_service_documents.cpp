@@ -132,7 +132,7 @@ TEST_F(Documents, StatusHasDiskSectionsAndNames) {
     const auto lines = Lines(answer.body);
     ASSERT_EQ(lines.size(), 5u);
     EXPECT_EQ(std::atoi(lines[0].c_str()), 0);
-    const DiskFigures disk = ReadDiskFigures(".");
+    const DiskFigures disk = ReadDiskFigures(config.server);
     EXPECT_NEAR(std::atoi(lines[0].c_str() + 5), disk.usedPercent, 1);
     EXPECT_EQ(std::strtoull(lines[0].c_str() + 9, nullptr, 10), disk.totalKilobytes);
     EXPECT_GT(disk.totalKilobytes, 0u);
@@ -146,7 +146,8 @@ TEST_F(Documents, StatusHasDiskSectionsAndNames) {
     EXPECT_EQ(lines[2], "Camera 1");
     EXPECT_EQ(lines[3], config.channels[1].name);
     EXPECT_EQ(lines[4], "");
-    EXPECT_EQ(ReadDiskFigures("/nowhere/at/all").status, -1);
+    config.server.diskFolder = "/nowhere/at/all";
+    EXPECT_EQ(ReadDiskFigures(config.server).status, -1);
 }
 
 TEST_F(Documents, StreamInfoNumbersSizesByClass) {
