@@ -95,9 +95,11 @@ void OpenKeyboardHelp(CMainDlg& dlg) {
         grid->setColumnMinimumWidth(column + 2, column + 2 < 3 * kColumns - 1 ? 18 : 0);
     }
     auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Close, window);
-    QObject::connect(buttons, &QDialogButtonBox::rejected, window, &QDialog::close);
+    QObject::connect(buttons, &QDialogButtonBox::rejected, window, &QDialog::reject);
+    QObject::connect(window, &QDialog::finished, &dlg, [&dlg] { dlg.window()->activateWindow(); });
     grid->addWidget(buttons, rows, 0, 1, 3 * kColumns);
     window->show();
+    window->activateWindow();
 }
 
 }  // namespace kvmon

@@ -4,6 +4,7 @@
 
 #include "console/interval_dialog.h"
 #include "console/main_dlg.h"
+#include "console/message_box.h"
 #include "console/sequential_rules.h"
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
@@ -74,10 +75,9 @@ void SequentialMode::OnBtnSequential() {
 
 void SequentialMode::OpenIntervalDialog() {
     auto* const dialog = new IntervalDialog(static_cast<int>(m_dwInterval / 1000), &m_dlg);
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
     QObject::connect(dialog, &QDialog::accepted, &m_dlg,
                      [this, dialog] { OnIntervalChosen(dialog->Seconds()); });
-    dialog->open();
+    OpenDialog(dialog);
 }
 
 void SequentialMode::OnIntervalChosen(int seconds) {

@@ -4,6 +4,7 @@
 
 #include "channel/base_camera.h"
 #include "console/main_dlg.h"
+#include "console/message_box.h"
 #include "console/pip_dialog.h"
 #include "persist/orvo_registry.h"
 #include "persist/string_table.h"
@@ -64,9 +65,8 @@ void OpenPipSettings(CMainDlg& dlg) {
     const int children = PipChildCount(Registry().GetProfileInt(dlg.KeyName(), "PIPChildChannel", 0),
                                        dlg.View().GetShowableCount());
     auto* const dialog = new PipDialog(MonitorableNames(dlg), dlg.View().Orders().PipList(), children, &dlg);
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
     QObject::connect(dialog, &QDialog::accepted, &dlg, [&dlg, dialog] { TakePipSettings(dlg, *dialog); });
-    dialog->open();
+    OpenDialog(dialog);
 }
 
 void OnBtnMainMenu(CMainDlg& dlg) {
