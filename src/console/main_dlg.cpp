@@ -89,13 +89,16 @@ void CMainDlg::ShowControl(int id, const ConsoleControls::State& state) {
 }
 
 // A click has turned the checks on the screen: the states follow.
-int CMainDlg::OnSkinODButtonNotify(int, int, LParam) {
+int CMainDlg::OnSkinODButtonNotify(int nId, int, LParam) {
     for (const auto table : {ControlTable(), ToolTable()}) {
         for (const SkinControlRow& row : table) {
             if (const auto* const button = dynamic_cast<CXSkinODButton*>(GetDlgItem(row.id))) {
                 m_controls.SetPressed(row.id, button->GetCheck() == BST_CHECKED);
             }
         }
+    }
+    if (nId == kCtlRecord) {
+        m_cameraControls.NoteRecordPress();
     }
     return 1;
 }
@@ -144,6 +147,9 @@ void CMainDlg::OnBtnLogout() {
 
 void CMainDlg::PressButton(int id) {
     m_controls.SetPressed(id, !m_controls.IsPressed(id));
+    if (id == kCtlRecord) {
+        m_cameraControls.NoteRecordPress();
+    }
     PostMessage(WM_COMMAND, static_cast<WParam>(id), 0);
 }
 
