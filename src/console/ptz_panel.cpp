@@ -27,24 +27,6 @@ void PtzPanel::Init() {
 }
 
 void PtzPanel::Refresh() {
-    const auto camera = m_dlg.View().Cells().GetActiveCamera();
-    const CameraInfo info = camera ? camera->GetAbilities() : CameraInfo{};
-    const bool bConnected = camera && camera->IsStreamRunning();
-    ConsoleControls& controls = m_dlg.Controls();
-    for (int id = kCmdUp; id <= static_cast<int>(kCmdDownRight); ++id) {
-        controls.SetShown(id, bConnected && info.IsPanAndTiltable());
-    }
-    controls.SetShown(kCmdHome, bConnected && info.bHome);
-    const bool bZoom = (bConnected && info.bZoomable) || IsDigitalZoom();
-    controls.SetShown(kCmdZoomIn, bZoom);
-    controls.SetShown(kCmdZoomOut, bZoom);
-    controls.SetShown(kCmdFocusNear, bConnected && info.bFocusable);
-    controls.SetShown(kCmdFocusFar, bConnected && info.bFocusable);
-    for (int id = kCmdPresetFirst; id <= static_cast<int>(kCmdPresetLast); ++id) {
-        const bool bDefined = (info.dwPresetMask >> (id - static_cast<int>(kCmdPresetFirst)) & 1) != 0;
-        controls.SetShown(id, bConnected && bDefined);
-    }
-    controls.SetShown(kCtlSnapshot, camera && camera->HasMonitorRight());
     if (CVideoWnd* const cell = m_dlg.View().Cells().GetActive()) {
         cell->RefreshFeatures();
     }
@@ -53,6 +35,7 @@ void PtzPanel::Refresh() {
 void PtzPanel::OnPress(int id, bool bPressed) {
     if (!bPressed) {
         m_pacing.Release();
+        ForgetPress();
         return;
     }
     m_pacing.Press(id);
@@ -105,7 +88,7 @@ bool PtzPanel::IsDigitalZoom() const {
 
 bool PtzPanel::IsDown(int id) const {
     const CXSkinODButton* const button = m_dlg.GetButton(id);
-    return button != nullptr && button->IsPressed();
+    return (button != nullptr && button->IsPressed()) || m_dlg.Keys().IsHeld(id);
 }
 
 }  // namespace kvmon
