@@ -46,7 +46,8 @@ ActiveCameraFacts CameraControls::Facts() const {
     const int channel = cameras.FindChannel(camera.get());
     const CameraList::Entry entry = cameras.Get(channel);
     const CKelvaraInfo* const server = GetServer(entry.server);
-    facts.info = camera->GetCameraInfo();
+    facts.info = camera->GetAbilities();
+    facts.bDigitalZoom = camera->IsDigitalZoom();
     facts.bConnected = camera->IsStreamRunning();
     facts.bSnapshotRight = camera->HasMonitorRight();
     facts.bRecordRight = server != nullptr && server->GetStatus(entry.camera, kStatusControlRight) != 0;

@@ -153,6 +153,11 @@ void CMainDlg::PressButton(int id) {
     PostMessage(WM_COMMAND, static_cast<WParam>(id), 0);
 }
 
+void CMainDlg::PressMenuEntry(int id) {
+    m_ptz.ForgetPress();
+    PressButton(id);
+}
+
 void CMainDlg::LoadSettings() {
     m_options.Load(Registry(), m_strKeyName);
     m_view.LoadMaxViewMode(m_options.bMaxViewMode);
@@ -319,6 +324,9 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
         case WM_LBUTTONDBLCLK:
             OnDoubleClick();
             break;
+        case WM_CONTEXTMENU:
+            m_cellMenu.Open(UnpackPoint(lParam));
+            break;
         default:
             return CXSkinDialog::OnMessage(message, wParam, lParam);
     }
@@ -387,8 +395,13 @@ void CMainDlg::OnCommand(int id) {
         case kCmdRefreshControls:
             m_cameraControls.Refresh();
             m_ptz.Refresh();
+            m_cellMenu.Refresh();
+            break;
+        case kCtlCameraHome:
+            OpenCameraHome(*this);
             break;
         default:
+            m_cellMenu.OnCommand(id);
             break;
     }
 }
@@ -449,7 +462,14 @@ void CMainDlg::keyPressEvent(QKeyEvent* event) {
         case Qt::Key_Escape:
             event->accept();  // never a dialog's default
             break;
+        case Qt::Key_Menu:
+            m_cellMenu.OpenAtCell();
+            break;
         default:
+            if (event->key() == Qt::Key_F10 && event->modifiers() == Qt::ShiftModifier) {
+                m_cellMenu.OpenAtCell();
+                break;
+            }
             if (!m_keys.OnKeyPress(*event)) {
                 CXSkinDialog::keyPressEvent(event);
             }

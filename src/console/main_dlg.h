@@ -7,6 +7,7 @@
 #include "console/busy_state.h"
 #include "console/camera_controls.h"
 #include "console/camera_list.h"
+#include "console/cell_menu.h"
 #include "console/client_site.h"
 #include "console/console_controls.h"
 #include "console/console_keys.h"
@@ -49,6 +50,8 @@ public:
 
     // Toggles the control's press, when there is one, and posts its command.
     void PressButton(int id);
+    // The same for the choice from a camera's menu.
+    void PressMenuEntry(int id);
 
     // --- what the parts of the console share
     ClientSite& Site() { return m_site; }
@@ -119,6 +122,7 @@ private:
     PtzPanel m_ptz{*this};
     SequentialMode m_sequential{*this};
     CameraControls m_cameraControls{*this};
+    CellMenu m_cellMenu{*this};
     ConsoleKeys m_keys{*this};
     std::unique_ptr<WaitDialog> m_waitDialog;
 };
