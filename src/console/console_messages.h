@@ -12,6 +12,9 @@ inline constexpr std::uint32_t kMsgVideoWndMove = 2060;       // wParam channel,
 inline constexpr std::uint32_t kMsgGoToCamera = 2061;         // wParam channel
 inline constexpr std::uint32_t kMsgRepaintNeighbours = 2062;  // wParam window
 
+// Of our own: the second display's panel was double clicked.
+inline constexpr std::uint32_t kMsgSecondPanelClosed = 11501;
+
 inline constexpr std::uint32_t kTimerHold = 1002;
 inline constexpr std::uint32_t IDT_EVENT_WAITCURSOR = 1004;
 inline constexpr std::uint32_t kTimerLogin = 1009;

@@ -63,6 +63,7 @@ void CMainDlg::OnInitDialog() {
     SetStaticColour(kCtlServerName, palette::kCaptionWhite);
     SetStaticColour(kCtlServerModel, palette::kCaptionBlue);
     m_ptz.Init();
+    m_screens.Init();
     AddServer(m_site.GetServerIP(), m_site.GetServerPort(), {}, {});
     Logout(false);
     SetTimer(kTimerSweep, kSweepPeriodMs);
@@ -184,7 +185,7 @@ bool CMainDlg::IsWaitDialogShown() const {
 
 void CMainDlg::ShowMessage(const std::string& text, const std::string& title) {
     auto* const box = new QMessageBox(QMessageBox::Warning, QString::fromStdString(title), MarkupOf(text),
-                                      QMessageBox::Ok, this);
+                                      QMessageBox::Ok, m_screens.DialogHost());
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->open();
 }
@@ -260,6 +261,9 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
         case kMsgFocusStyleButton:
             FocusStyleButton();
             break;
+        case kMsgSecondPanelClosed:
+            m_screens.LeaveSecondDisplay();
+            break;
         case kMsgVideoWndMove:
             m_view.OnVideoWndMove(number, UnpackPoint(lParam));
             break;
@@ -316,6 +320,13 @@ void CMainDlg::OnCommand(int id) {
             m_view.SetMaxViewMode(m_controls.IsPressed(kCtlViewSize));
             update();
             break;
+        case kCtlFullScreen:
+            m_screens.SetFullScreen(m_controls.IsPressed(kCtlFullScreen), false);
+            RefreshCursor();
+            break;
+        case kCtlMultiScreens:
+            m_screens.OnBtnMultiScreens();
+            break;
         case kCtlAudio:
             SetAudio();
             break;
@@ -342,6 +353,9 @@ void CMainDlg::SetAudio() {
 }
 
 void CMainDlg::OnDoubleClick() {
+    if (m_screens.LeaveFullScreen()) {
+        return;
+    }
     m_view.ActivateWindowAt(QCursor::pos());
     PressButton(kCtlFirstStyle);
 }
@@ -376,8 +390,11 @@ void CMainDlg::keyPressEvent(QKeyEvent* event) {
     switch (event->key()) {
         case Qt::Key_Enter:
         case Qt::Key_Return:
-        case Qt::Key_Escape:
             event->accept();  // never a dialog's default
+            break;
+        case Qt::Key_Escape:
+            m_screens.LeaveFullScreen();
+            event->accept();
             break;
         default:
             CXSkinDialog::keyPressEvent(event);

@@ -12,6 +12,7 @@
 #include "console/console_options.h"
 #include "console/console_session.h"
 #include "console/ptz_panel.h"
+#include "console/screen_controller.h"
 #include "console/server_binding.h"
 #include "console/view_controller.h"
 #include "skin/xskin_dialog.h"
@@ -51,6 +52,7 @@ public:
     ClientSite& Site() { return m_site; }
     ViewController& View() { return m_view; }
     ServerBinding& Binding() { return m_binding; }
+    ScreenController& Screens() { return m_screens; }
     BusyState& Busy() { return m_busy; }
     CameraList& Cameras() { return m_cameras; }
     ConsoleControls& Controls() { return m_controls; }
@@ -103,6 +105,7 @@ private:
     ConsoleControls m_controls;
     CameraList m_cameras;
     ViewController m_view{*this};
+    ScreenController m_screens{*this};
     ServerBinding m_binding{*this};
     ConsoleSession m_session{*this};
     BusyState m_busy{*this};

@@ -71,6 +71,7 @@ constexpr Row kEnglish[] = {
     {4005, "Error"},
     {4009, "No Permission"},
     {4010, "No Settings"},
+    {4016, "The second display card cannot be detected."},
     {5000, "Right End"},
     {5001, "Left End"},
     {5002, "Up End"},
