@@ -15,11 +15,14 @@ inline constexpr std::uint32_t kMsgRepaintNeighbours = 2062;  // wParam window
 // Of our own: the second display's panel was double clicked.
 inline constexpr std::uint32_t kMsgSecondPanelClosed = 11501;
 
+inline constexpr std::uint32_t kTimerSequential = 1000;
 inline constexpr std::uint32_t kTimerHold = 1002;
 inline constexpr std::uint32_t IDT_EVENT_WAITCURSOR = 1004;
+inline constexpr std::uint32_t kTimerManualRecording = 1007;
 inline constexpr std::uint32_t kTimerLogin = 1009;
 inline constexpr std::uint32_t kTimerSweep = 1010;
 inline constexpr std::uint32_t kTimerStopping = 1011;
+inline constexpr std::uint32_t kTimerPrepare = 1012;
 inline constexpr std::uint32_t kTimerPendingServers = 1016;
 
 }  // namespace kvmon

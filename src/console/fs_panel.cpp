@@ -81,6 +81,13 @@ LParam CFSPanel::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
     return WindowBase::OnMessage(message, wParam, lParam);
 }
 
+bool CFSPanel::event(QEvent* event) {
+    if (event->type() == QEvent::WindowDeactivate) {
+        Forward(event);  // keys that are held are released elsewhere
+    }
+    return WindowBase::event(event);
+}
+
 void CFSPanel::mouseDoubleClickEvent(QMouseEvent* event) {
     if (event->button() == Qt::LeftButton) {
         OnLButtonDblClk(kLeftButton);

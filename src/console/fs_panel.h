@@ -32,6 +32,7 @@ public:
 protected:
     // Message 515 as well as a double click.
     LParam OnMessage(std::uint32_t message, WParam wParam, LParam lParam) override;
+    bool event(QEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;

@@ -95,6 +95,7 @@ void ScreenController::OnBtnMultiScreens() {
     } else if (m_bAvailable) {
         ShowSecondDisplay();
     }
+    m_dlg.Controls().SetPressed(kCtlMultiScreens, m_second != nullptr);
 }
 
 void ScreenController::ShowSecondDisplay() {
@@ -110,7 +111,6 @@ void ScreenController::ShowSecondDisplay() {
     m_second = std::make_unique<CFSPanel>(*display);
     m_second->SetTarget(m_dlg, kMsgSecondPanelClosed);
     m_second->SetResized([&view] { view.PlaceCells(); });
-    m_dlg.Controls().SetPressed(kCtlMultiScreens, true);
     view.SetSecondPanel(m_second.get());
     if (m_second) {  // a view of fewer cameras than displays has left it already
         m_second->ShowOnTop(false);
