@@ -24,5 +24,6 @@ inline constexpr std::uint32_t kTimerSweep = 1010;
 inline constexpr std::uint32_t kTimerStopping = 1011;
 inline constexpr std::uint32_t kTimerPrepare = 1012;
 inline constexpr std::uint32_t kTimerPendingServers = 1016;
+inline constexpr std::uint32_t kTimerSecond = 1100;  // of our own: what is looked at once a second
 
 }  // namespace kvmon

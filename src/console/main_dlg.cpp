@@ -10,7 +10,6 @@
 #include "channel/channel_messages.h"
 #include "channel/video_wnd.h"
 #include "console/message_box.h"
-#include "console/snapshot_command.h"
 #include "console/view_commands.h"
 #include "console/wait_dialog.h"
 #include "console/widget_style.h"
@@ -31,6 +30,7 @@ namespace kvmon {
 namespace {
 
 constexpr int kSweepPeriodMs = 10000;
+constexpr int kSecondMs = 1000;
 constexpr QRect kPageComboPlace(825, 267, 941 - 825, 24);
 
 }  // namespace
@@ -68,6 +68,7 @@ void CMainDlg::OnInitDialog() {
     AddServer(m_site.GetServerIP(), m_site.GetServerPort(), {}, {});
     Logout(false);
     SetTimer(kTimerSweep, kSweepPeriodMs);
+    SetTimer(kTimerSecond, kSecondMs);
 }
 
 void CMainDlg::SetStaticColour(int id, unsigned colour) {
@@ -129,6 +130,7 @@ void CMainDlg::OnDestroy() {
     ReapRemovedServers(false);
     ReapRemovedCameras(false);
     KillTimer(kTimerSweep);
+    KillTimer(kTimerSecond);
     KillTimer(kTimerStopping);
     KillTimer(kTimerPendingServers);
     KillTimer(kTimerLogin);
@@ -247,6 +249,9 @@ void CMainDlg::OnTimer(std::uint32_t id) {
         case kTimerSweep:
             ReapRemovedServers(false);
             ReapRemovedCameras(false);
+            break;
+        case kTimerSecond:
+            m_serverClock.OnTick();
             break;
         case kTimerStopping:
             m_session.OnStoppingTimer();
@@ -387,7 +392,7 @@ void CMainDlg::OnCommand(int id) {
             SetAudio();
             break;
         case kCtlSnapshot:
-            TakeSnapshot(*this);
+            m_snapshot.Take();
             break;
         case kCmdRefreshControls:
             m_cameraControls.Refresh();

@@ -17,6 +17,8 @@
 #include "console/screen_controller.h"
 #include "console/sequential_mode.h"
 #include "console/server_binding.h"
+#include "console/server_clock.h"
+#include "console/snapshot_command.h"
 #include "console/view_controller.h"
 #include "skin/xskin_dialog.h"
 
@@ -120,6 +122,8 @@ private:
     ConsoleSession m_session{*this};
     BusyState m_busy{*this};
     PtzPanel m_ptz{*this};
+    SnapshotCommand m_snapshot{*this};
+    ServerClock m_serverClock{*this};
     SequentialMode m_sequential{*this};
     CameraControls m_cameraControls{*this};
     ConsoleKeys m_keys{*this};

@@ -124,6 +124,11 @@ constexpr Row kEnglish[] = {
     {6243, "Recorders"},
     {57349, "Error sequential interval. (The interval must be %d - %d sec.)"},
     {57350, "Invalid channel numbers. (The number must be %d - %d)"},
+    {6300,
+     "The snapshot is opened in another program, because this one may not save it to a folder of yours. Use "
+     "that "
+     "program to save it."},
+    {6301, "Do not show this again"},
     {57397, "Server disconnected"},
     {57411, "Connecting"},
     {57412, "Disconnected"},
