@@ -77,6 +77,7 @@ constexpr Row kEnglish[] = {
     {4006, "Channel %u"},
     {4009, "No Permission"},
     {4010, "No Settings"},
+    {4016, "The second display card cannot be detected."},
     {5000, "Right End"},
     {5001, "Left End"},
     {5002, "Up End"},
@@ -126,6 +127,11 @@ constexpr Row kEnglish[] = {
     {6241, "Playback"},
     {6242, "Multiple servers"},
     {6243, "Recorders"},
+    {6300,
+     "The snapshot is opened in another program, because this one may not save it to a folder of yours. Use "
+     "that "
+     "program to save it."},
+    {6301, "Do not show this again"},
     {6400, "Edit presets..."},
     {6401, "Presets"},
     {6402, "No."},
