@@ -24,6 +24,7 @@
 
 namespace kvmon {
 
+class StatusLine;
 class WaitDialog;
 
 // One at a time. Every subject is a class of its own, owned here: the view, the binding of servers, the
@@ -127,6 +128,7 @@ private:
     SequentialMode m_sequential{*this};
     CameraControls m_cameraControls{*this};
     ConsoleKeys m_keys{*this};
+    std::unique_ptr<StatusLine> m_status;
     std::unique_ptr<WaitDialog> m_waitDialog;
 };
 

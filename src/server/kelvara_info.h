@@ -73,6 +73,8 @@ public:
     void SetCameraCount(int nCount);
 
     std::uint32_t GetErrorCount() const;
+    // How long the thread waits between a failure, with the present count, and its next try.
+    std::uint32_t GetRetrySeconds() const;
     void RaiseErrorCount();
     bool IsNoRightReported() const;
     void SetNoRightReported(bool bReported);

@@ -20,6 +20,10 @@ int RetryRounds(std::uint32_t nErrorCount) {
 
 }  // namespace
 
+Milliseconds RetryDelay(std::uint32_t nErrorCount) {
+    return RetryRounds(nErrorCount) * kRetryRound;
+}
+
 bool WaitRetry(Clock& clock, Event& event, const FlagWord& flag, std::uint32_t nErrorCount) {
     bool set = clock.Wait(event, Milliseconds(0));
     for (int i = 0; i < RetryRounds(nErrorCount) && flag == 0 && !set; ++i) {
