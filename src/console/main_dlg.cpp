@@ -283,9 +283,7 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
             break;
         case WM_UPDATEVSINFO:
             m_binding.OnUpdateSvrInfo(static_cast<std::uint32_t>(wParam), server);
-            if (wParam == WM_UPDATEVSINFO_CAMERACONN) {
-                m_status->OnAnswer(GetServer(server));
-            }
+            m_status->OnTick();
             break;
         case WM_GETVSINFO_FAILED:
             m_binding.OnGetVSInfoFailed(static_cast<std::uint32_t>(wParam), server);

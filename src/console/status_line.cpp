@@ -85,13 +85,6 @@ StatusLine::StatusLine(CMainDlg& dlg) : QLabel(&dlg), m_dlg(dlg) {
     OnTick();
 }
 
-void StatusLine::OnAnswer(const CKelvaraInfo* server) {
-    if (server != nullptr && server->IsRunning()) {
-        m_links[server].bAnswered = true;
-        OnTick();
-    }
-}
-
 void StatusLine::OnFailure(const CKelvaraInfo* server) {
     if (server != nullptr) {
         m_links[server].failedAt = SystemClock().TickMs();
@@ -109,11 +102,14 @@ LinkReport StatusLine::Report(const CKelvaraInfo& server) {
         report.state = LinkState::kRefused;
     } else if (!server.IsRunning()) {
         link = Link();
-    } else if (server.GetErrorCount() == 0) {
-        report.state = link.bAnswered ? LinkState::kConnected : LinkState::kConnecting;
+    } else if (server.IsConnected()) {
+        report.state = LinkState::kConnected;
+        link = {true, std::nullopt};
+    } else if (!link.failedAt) {
+        report.state = link.bAnswered ? LinkState::kLost : LinkState::kConnecting;
     } else {
         report.state = link.bAnswered ? LinkState::kLost : LinkState::kNoAnswer;
-        const std::uint64_t waited = SystemClock().TickMs() - link.failedAt;
+        const std::uint64_t waited = SystemClock().TickMs() - *link.failedAt;
         const std::uint64_t whole = std::uint64_t{server.GetRetrySeconds()} * 1000;
         report.retrySeconds = waited < whole ? static_cast<int>((whole - waited + 999) / 1000) : 0;
     }

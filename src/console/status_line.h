@@ -34,8 +34,7 @@ class StatusLine final : public QLabel {
 public:
     explicit StatusLine(CMainDlg& dlg);
 
-    // A recorder has told of its channels, or a round of queries failed.
-    void OnAnswer(const CKelvaraInfo* server);
+    // A round of queries failed.
     void OnFailure(const CKelvaraInfo* server);
     void OnTick();
 
@@ -45,7 +44,7 @@ protected:
 private:
     struct Link {
         bool bAnswered = false;
-        std::uint64_t failedAt = 0;  // milliseconds of the clock
+        std::optional<std::uint64_t> failedAt;  // milliseconds of the clock
     };
     struct Progress {
         std::uint64_t pictures = 0;

@@ -42,6 +42,8 @@ public:
     // A null handle: nothing is posted.
     void SetNotifyWnd(WindowHandle hWnd);
     bool IsRunning() const;
+    // The last round of queries was answered.
+    bool IsConnected() const;
 
     int GetIdx() const;
     void SetIdx(int nIdx);
