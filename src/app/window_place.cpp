@@ -1,6 +1,5 @@
 #include "app/window_place.h"
 
-#include <QtCore/QMargins>
 #include <algorithm>
 
 #include "persist/orvo_registry.h"
@@ -33,8 +32,7 @@ std::optional<WindowPlace> LoadWindowPlace() {
     if (size.width() > kFarthest || size.height() > kFarthest || !IsPlace(QRect(corner, size))) {
         return std::nullopt;
     }
-    return WindowPlace{QRect(corner, size), ReadNumber("Maximised") != 0,
-                       Registry().GetProfileString(kSection, "FullScreenDisplay", {})};
+    return WindowPlace{QRect(corner, size), ReadNumber("Maximised") != 0};
 }
 
 void SaveWindowPlace(const WindowPlace& place) {
@@ -48,7 +46,6 @@ void SaveWindowPlace(const WindowPlace& place) {
     write("Width", place.rect.width());
     write("Height", place.rect.height());
     write("Maximised", place.bMaximised ? 1 : 0);
-    registry.WriteProfileString(kSection, "FullScreenDisplay", place.fullScreenDisplay);
 }
 
 std::optional<QRect> FitToDisplays(const QRect& rect, const QList<QRect>& displays, const QSize& smallest) {

@@ -4,7 +4,6 @@
 #include <QtCore/QList>
 #include <QtCore/QRect>
 #include <optional>
-#include <string>
 
 class QWidget;
 
@@ -13,8 +12,6 @@ namespace kvmon {
 struct WindowPlace {
     QRect rect;  // without the frame, as if not maximised
     bool bMaximised = false;
-    // The name of the display that full screen covered; empty without full screen.
-    std::string fullScreenDisplay;
 };
 
 // Nothing if none is stored, or if what is stored is no place.

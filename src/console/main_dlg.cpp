@@ -122,6 +122,8 @@ void CMainDlg::DestroyWindow() {
     m_bDestroyed = true;
     setCursor(Qt::WaitCursor);
     m_view.SaveViewState(m_strKeyName);
+    m_screens.SaveState(m_strKeyName);
+    m_screens.LeaveFullScreen();
     m_binding.SaveMultiServerInfo();
     Logout(false);
     ShowWaitDialog(false);
