@@ -10,6 +10,7 @@
 #include "channel/channel_messages.h"
 #include "channel/video_wnd.h"
 #include "console/message_box.h"
+#include "console/status_line.h"
 #include "console/view_commands.h"
 #include "console/wait_dialog.h"
 #include "console/widget_style.h"
@@ -19,6 +20,7 @@
 #include "persist/utilities.h"
 #include "server/kelvara_info.h"
 #include "server/server_messages.h"
+#include "skin/background.h"
 #include "skin/input_messages.h"
 #include "skin/palette.h"
 #include "skin/skin_messages.h"
@@ -42,6 +44,7 @@ CMainDlg::CMainDlg(ClientSite& site, QWidget* parent, std::uint16_t language)
     setFocusPolicy(Qt::StrongFocus);
     setMinimumSize(kMinConsoleWidth, kMinConsoleHeight);
     resize(kMinConsoleWidth, kMinConsoleHeight);
+    m_status = std::make_unique<StatusLine>(*this);
 }
 
 CMainDlg::~CMainDlg() {
@@ -122,6 +125,8 @@ void CMainDlg::DestroyWindow() {
     m_bDestroyed = true;
     setCursor(Qt::WaitCursor);
     m_view.SaveViewState(m_strKeyName);
+    m_screens.SaveState(m_strKeyName);
+    m_screens.LeaveFullScreen();
     m_binding.SaveMultiServerInfo();
     Logout(false);
     ShowWaitDialog(false);
@@ -186,7 +191,8 @@ void CMainDlg::OnLogin() {
     }
     for (QObject* const child : children()) {
         auto* const widget = qobject_cast<QWidget*>(child);
-        if (widget != nullptr && !widget->isWindow() && widget != m_waitDialog.get()) {
+        if (widget != nullptr && !widget->isWindow() && widget != m_waitDialog.get() &&
+            widget != m_status.get()) {
             widget->setEnabled(bLoggedIn);
         }
     }
@@ -263,6 +269,7 @@ void CMainDlg::OnTimer(std::uint32_t id) {
             break;
         case kTimerSecond:
             m_serverClock.OnTick();
+            m_status->OnTick();
             break;
         case kTimerStopping:
             m_session.OnStoppingTimer();
@@ -289,9 +296,11 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
             break;
         case WM_UPDATEVSINFO:
             m_binding.OnUpdateSvrInfo(static_cast<std::uint32_t>(wParam), server);
+            m_status->OnTick();
             break;
         case WM_GETVSINFO_FAILED:
             m_binding.OnGetVSInfoFailed(static_cast<std::uint32_t>(wParam), server);
+            m_status->OnFailure(GetServer(server));
             break;
         case kMsgPressLogout:
             PressButton(kCtlLogout);
@@ -451,6 +460,7 @@ void CMainDlg::OnDoubleClick() {
 void CMainDlg::resizeEvent(QResizeEvent* event) {
     CXSkinDialog::resizeEvent(event);
     m_view.SetConsoleSize(width(), height());
+    m_status->setGeometry(SkinStatusRect(size()));
     if (m_waitDialog) {
         m_waitDialog->Centre();
     }

@@ -25,6 +25,7 @@
 
 namespace kvmon {
 
+class StatusLine;
 class WaitDialog;
 
 // One at a time. Every subject is a class of its own, owned here: the view, the binding of servers, the
@@ -131,6 +132,7 @@ private:
     CameraControls m_cameraControls{*this};
     CellMenu m_cellMenu{*this};
     ConsoleKeys m_keys{*this};
+    std::unique_ptr<StatusLine> m_status;
     std::unique_ptr<WaitDialog> m_waitDialog;
 };
 

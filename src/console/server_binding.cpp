@@ -125,6 +125,7 @@ void ServerBinding::BuildView() {
     m_dlg.View().CreateVideoWnd();
     m_dlg.View().UpdateChannelArray();
     m_dlg.View().LoadViewState(m_dlg.KeyName());
+    m_dlg.Screens().LoadState(m_dlg.KeyName());
     m_dlg.FocusStyleButton();
     m_nPendingMask = 0;
     for (int i = 0; i < GetServerCount(); ++i) {

@@ -42,6 +42,8 @@ public:
     // A null handle: nothing is posted.
     void SetNotifyWnd(WindowHandle hWnd);
     bool IsRunning() const;
+    // The last round of queries was answered.
+    bool IsConnected() const;
 
     int GetIdx() const;
     void SetIdx(int nIdx);
@@ -73,6 +75,8 @@ public:
     void SetCameraCount(int nCount);
 
     std::uint32_t GetErrorCount() const;
+    // How long the thread waits between a failure, with the present count, and its next try.
+    std::uint32_t GetRetrySeconds() const;
     void RaiseErrorCount();
     bool IsNoRightReported() const;
     void SetNoRightReported(bool bReported);
