@@ -11,6 +11,7 @@
 #include "console/console_messages.h"
 #include "console/console_options.h"
 #include "console/console_session.h"
+#include "console/options_command.h"
 #include "console/ptz_panel.h"
 #include "console/server_binding.h"
 #include "console/view_controller.h"
@@ -18,7 +19,7 @@
 
 namespace kvmon {
 
-class WaitDialog;
+class CWaitDlg;
 
 // One at a time. Every subject is a class of its own, owned here: the view, the binding of servers, the
 // session, the wait for cameras. User interface thread only; workers reach it through Handle().
@@ -54,7 +55,9 @@ public:
     BusyState& Busy() { return m_busy; }
     CameraList& Cameras() { return m_cameras; }
     ConsoleControls& Controls() { return m_controls; }
+    OptionsCommand& OptionsDialogs() { return m_optionsCommand; }
     const ConsoleOptions& Options() const { return m_options; }
+    void SetOptions(const ConsoleOptions& options) { m_options = options; }
     // The settings key of this session; empty until the first server told its name.
     const std::string& KeyName() const { return m_strKeyName; }
     void SetKeyName(const std::string& key) { m_strKeyName = key; }
@@ -82,12 +85,14 @@ protected:
     void mousePressEvent(QMouseEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
 
 private:
     void OnCommand(int id);
     void OnDestroy();
     void OnDoubleClick();
+    void OpenMenu();
     void SetAudio();
     void SetStaticColour(int id, unsigned colour);
     void ShowControl(int id, const ConsoleControls::State& state);
@@ -107,7 +112,8 @@ private:
     ConsoleSession m_session{*this};
     BusyState m_busy{*this};
     PtzPanel m_ptz{*this};
-    std::unique_ptr<WaitDialog> m_waitDialog;
+    OptionsCommand m_optionsCommand{*this};
+    std::unique_ptr<CWaitDlg> m_waitDialog;
 };
 
 }  // namespace kvmon
