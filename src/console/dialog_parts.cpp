@@ -16,10 +16,15 @@ QString Text(std::uint32_t id) {
 QDialogButtonBox* AddDialogButtons(QDialog& dialog) {
     auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, &dialog);
     buttons->button(QDialogButtonBox::Ok)->setText(Text(6120));
+    buttons->button(QDialogButtonBox::Ok)->setDefault(true);
     buttons->button(QDialogButtonBox::Cancel)->setText(Text(6121));
     QObject::connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
     QObject::connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
     return buttons;
+}
+
+void ReturnFocus(QDialog& dialog, QWidget& below) {
+    QObject::connect(&dialog, &QDialog::finished, &below, [&below] { below.activateWindow(); });
 }
 
 QLabel* MakeMessageLabel(QWidget* parent, int lines) {

@@ -2,6 +2,7 @@
 
 #include "channel/base_camera.h"
 #include "channel/video_wnd.h"
+#include "console/dialog_parts.h"
 #include "console/main_dlg.h"
 #include "console/recorder_list_dialog.h"
 #include "console/set_lang_dlg.h"
@@ -54,6 +55,7 @@ void OptionsCommand::OpenSettings() {
             Apply(dialog->GetOptions());
         }
     });
+    ReturnFocus(*dialog, m_dlg);
     dialog->open();
 }
 
@@ -105,6 +107,7 @@ void OptionsCommand::OpenRecorders(QWidget& above) {
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     QObject::connect(dialog, &QDialog::accepted, &m_dlg,
                      [this, dialog] { m_dlg.Binding().ChangeServers(dialog->GetServers()); });
+    ReturnFocus(*dialog, above);
     dialog->open();
 }
 
@@ -120,6 +123,7 @@ void OptionsCommand::OpenLanguages() {
             m_dlg.Site().NotifyChangeLanguage(langid);
         }
     });
+    ReturnFocus(*dialog, m_dlg);
     dialog->open();
 }
 

@@ -78,7 +78,7 @@ RecorderEntryDialog::RecorderEntryDialog(const SavedServer& entry, std::vector<S
       m_start(entry),
       m_others(std::move(others)),
       m_trial(std::make_unique<RecorderTrial>(
-          trialTime, [this](const RecorderTestReport& report) { EndTrial(RecorderTestText(report)); })) {
+          trialTime, [this](const RecorderTestReport& report) { OnTried(report); })) {
     setObjectName(QStringLiteral("recorderDialog"));
     setWindowTitle(Text(bNew ? 6138 : 6139));
 
@@ -93,7 +93,6 @@ RecorderEntryDialog::RecorderEntryDialog(const SavedServer& entry, std::vector<S
     m_password->setEchoMode(QLineEdit::Password);
     m_test = new QPushButton(Text(6145), this);
     m_test->setObjectName(QStringLiteral("test"));
-    m_test->setAutoDefault(false);
     m_message = MakeMessageLabel(this, 2);
     m_message->setObjectName(QStringLiteral("message"));
 
@@ -130,16 +129,23 @@ RecorderEntryDialog::RecorderEntryDialog(const SavedServer& entry, std::vector<S
 RecorderEntryDialog::~RecorderEntryDialog() = default;
 
 SavedServer RecorderEntryDialog::GetEntry() const {
-    SavedServer entry = m_start;
-    const std::string given = m_name->text().trimmed().toStdString();
-    entry.nameGiven = !given.empty();
-    if (entry.nameGiven || m_start.nameGiven) {
-        entry.name = given;
-    }
+    SavedServer entry;
     entry.address = m_address->text().trimmed().toStdString();
     entry.port = static_cast<std::uint32_t>(m_port->value());
     entry.user = m_user->text().toStdString();
     entry.password = m_password->text().toStdString();
+    // What a recorder has told of itself holds for that recorder alone.
+    for (const SavedServer* const known : {&m_start, &m_tried}) {
+        if (known->channelCount != 0 && IsSameLogin(*known, entry)) {
+            entry.channelCount = known->channelCount;
+            entry.name = known->nameGiven ? std::string() : known->name;
+        }
+    }
+    const std::string given = m_name->text().trimmed().toStdString();
+    if (!given.empty()) {
+        entry.name = given;
+        entry.nameGiven = true;
+    }
     return entry;
 }
 
@@ -175,8 +181,19 @@ void RecorderEntryDialog::Trial() {
     if (SayFault() || !m_trial->Start(entry)) {
         return;
     }
+    m_tried = entry;
+    m_tried.channelCount = 0;
+    m_tried.nameGiven = false;
     m_test->setText(Text(6146));
     Say(FillPattern(LoadString(6150), {entry.address, std::to_string(entry.port)}));
+}
+
+void RecorderEntryDialog::OnTried(const RecorderTestReport& report) {
+    if (report.result == RecorderTestResult::Works) {
+        m_tried.name = report.name;
+        m_tried.channelCount = static_cast<std::uint32_t>(report.channels);
+    }
+    EndTrial(RecorderTestText(report));
 }
 
 void RecorderEntryDialog::EndTrial(const std::string& text) {

@@ -16,6 +16,7 @@ class QSpinBox;
 namespace kvmon {
 
 class RecorderTrial;
+struct RecorderTestReport;
 
 // User interface thread only.
 class RecorderEntryDialog final : public QDialog {
@@ -31,11 +32,13 @@ public:
 
 private:
     void Trial();
+    void OnTried(const RecorderTestReport& report);
     void EndTrial(const std::string& text);
     void Say(const std::string& text);
     bool SayFault();
 
     const SavedServer m_start;
+    SavedServer m_tried;  // as it was found to work
     const std::vector<SavedServer> m_others;
     QLineEdit* m_name;
     QLineEdit* m_address;

@@ -19,8 +19,13 @@ namespace kvmon {
 
 namespace {
 
-constexpr std::uint32_t kColumns[] = {6130, 6131, 6132, 6133};
+// Columns: title, and the characters that there is room for at the least.
+constexpr struct {
+    std::uint32_t title;
+    int characters;
+} kColumns[] = {{6130, 18}, {6131, 22}, {6132, 12}, {6133, 8}};
 constexpr int kVisibleRows = 8;
+constexpr int kWidestTable = 100;  // characters; longer rows are scrolled
 
 std::string TitleOf(const SavedServer& server) {
     return server.name.empty() ? PlaceText(server) : server.name;
@@ -41,7 +46,6 @@ RecorderListDialog::RecorderListDialog(std::vector<SavedServer> servers, QWidget
     const auto add = [this](const char* name, std::uint32_t text, void (RecorderListDialog::*slot)()) {
         auto* const button = new QPushButton(Text(text), this);
         button->setObjectName(QString(name));
-        button->setAutoDefault(false);
         connect(button, &QPushButton::clicked, this, slot);
         return button;
     };
@@ -64,14 +68,17 @@ RecorderListDialog::RecorderListDialog(std::vector<SavedServer> servers, QWidget
     layout->addLayout(middle);
     layout->addWidget(m_buttons);
     Fill(0);
+    if (m_servers.size() < 2) {
+        m_add->setFocus();
+    }
 }
 
 void RecorderListDialog::MakeTable() {
     m_table->setObjectName(QStringLiteral("recorders"));
     m_table->setColumnCount(static_cast<int>(std::size(kColumns)));
     QStringList titles;
-    for (const std::uint32_t id : kColumns) {
-        titles << Text(id);
+    for (const auto& column : kColumns) {
+        titles << Text(column.title);
     }
     m_table->setHorizontalHeaderLabels(titles);
     m_table->setSelectionBehavior(QAbstractItemView::SelectRows);
@@ -84,8 +91,7 @@ void RecorderListDialog::MakeTable() {
     m_table->horizontalHeader()->setHighlightSections(false);
     m_table->horizontalHeader()->setStretchLastSection(true);
     m_table->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
-    const int character = m_table->fontMetrics().averageCharWidth();
-    m_table->setMinimumSize(character * 64, m_table->verticalHeader()->defaultSectionSize() * kVisibleRows);
+    m_table->setMinimumHeight(m_table->verticalHeader()->defaultSectionSize() * kVisibleRows);
     m_table->installEventFilter(this);
     connect(m_table, &QTableWidget::itemSelectionChanged, this, &RecorderListDialog::OnSelection);
     connect(m_table, &QTableWidget::cellDoubleClicked, this, &RecorderListDialog::Change);
@@ -103,6 +109,14 @@ void RecorderListDialog::Fill(int selected) {
         }
     }
     m_table->resizeColumnsToContents();
+    int width = 2 * m_table->frameWidth() + style()->pixelMetric(QStyle::PM_ScrollBarExtent);
+    for (int column = 0; column < static_cast<int>(std::size(kColumns)); ++column) {
+        const int least = kColumns[column].characters * m_table->fontMetrics().averageCharWidth();
+        m_table->setColumnWidth(column, std::max(m_table->columnWidth(column), least));
+        width += m_table->columnWidth(column);
+    }
+    const int widest = kWidestTable * m_table->fontMetrics().averageCharWidth();
+    m_table->setMinimumWidth(std::min(width, widest));
     if (rows > 0) {
         m_table->selectRow(std::clamp(selected, 0, rows - 1));
     }
@@ -197,6 +211,7 @@ void RecorderListDialog::OpenEntry(const SavedServer& entry, int index) {
         Fill(index - 1);
         m_table->setFocus();
     });
+    ReturnFocus(*dialog, *this);
     dialog->open();
 }
 
