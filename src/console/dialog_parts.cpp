@@ -23,10 +23,6 @@ QDialogButtonBox* AddDialogButtons(QDialog& dialog) {
     return buttons;
 }
 
-void ReturnFocus(QDialog& dialog, QWidget& below) {
-    QObject::connect(&dialog, &QDialog::finished, &below, [&below] { below.activateWindow(); });
-}
-
 QLabel* MakeMessageLabel(QWidget* parent, int lines) {
     auto* const label = new QLabel(parent);
     label->setTextFormat(Qt::PlainText);

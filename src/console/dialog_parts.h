@@ -17,9 +17,6 @@ QString Text(std::uint32_t id);
 // The dialog's OK and Cancel, connected, with texts of the loaded language.
 QDialogButtonBox* AddDialogButtons(QDialog& dialog);
 
-// Gives the keyboard back to the window below when the dialog ends; not every desktop does that by itself.
-void ReturnFocus(QDialog& dialog, QWidget& below);
-
 // A text of one or more lines that is shown as it is and wraps; it keeps room for `lines` of them, so that
 // the dialog does not jump when it changes.
 QLabel* MakeMessageLabel(QWidget* parent, int lines);

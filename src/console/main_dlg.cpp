@@ -3,14 +3,15 @@
 #include <QtGui/QCursor>
 #include <QtGui/QKeyEvent>
 #include <QtWidgets/QComboBox>
-#include <QtWidgets/QMessageBox>
 #include <algorithm>
 #include <cstdio>
 
 #include "channel/base_camera.h"
 #include "channel/channel_messages.h"
 #include "channel/video_wnd.h"
+#include "console/message_box.h"
 #include "console/snapshot_command.h"
+#include "console/view_commands.h"
 #include "console/widget_style.h"
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
@@ -20,7 +21,6 @@
 #include "server/server_messages.h"
 #include "skin/input_messages.h"
 #include "skin/palette.h"
-#include "skin/plain_text.h"
 #include "skin/skin_messages.h"
 #include "skin/wait_dlg.h"
 #include "skin/xskin_od_button.h"
@@ -31,10 +31,7 @@ namespace kvmon {
 namespace {
 
 constexpr int kSweepPeriodMs = 10000;
-constexpr QRect kPageComboPlace(825, 267, 968 - 825, 24);
-// The way to the commands that have no button of their own.
-constexpr SkinControlRow kMenuRow = {"Button", "Menu",   WS_CHILD | WS_VISIBLE,    944, 22,  26,
-                                     26,       kCtlMenu, SkinControlKind::kButton, 0,   6128};
+constexpr QRect kPageComboPlace(825, 267, 941 - 825, 24);
 
 }  // namespace
 
@@ -61,7 +58,7 @@ CMainDlg::~CMainDlg() {
 
 void CMainDlg::OnInitDialog() {
     CreateControls(ControlTable(), LoadString);
-    CreateControls({&kMenuRow, 1}, LoadString);
+    CreateControls(ToolTable(), LoadString);
     AddControl(kCtlPageCombo, &m_view.Combo(), kPageComboPlace);
     m_controls.SetListener([this](int id, const ConsoleControls::State& state) { ShowControl(id, state); });
     SetStaticColour(kCtlServerName, palette::kCaptionWhite);
@@ -93,12 +90,24 @@ void CMainDlg::ShowControl(int id, const ConsoleControls::State& state) {
 
 // A click has turned the checks on the screen: the states follow.
 int CMainDlg::OnSkinODButtonNotify(int, int, LParam) {
-    for (const SkinControlRow& row : ControlTable()) {
-        if (const auto* const button = dynamic_cast<CXSkinODButton*>(GetDlgItem(row.id))) {
-            m_controls.SetPressed(row.id, button->GetCheck() == BST_CHECKED);
+    for (const auto table : {ControlTable(), ToolTable()}) {
+        for (const SkinControlRow& row : table) {
+            if (const auto* const button = dynamic_cast<CXSkinODButton*>(GetDlgItem(row.id))) {
+                m_controls.SetPressed(row.id, button->GetCheck() == BST_CHECKED);
+            }
         }
     }
     return 1;
+}
+
+// What the control does at present, and its key.
+bool CMainDlg::OnSkinToolTipNeedTextNotify(CXSkinODButton& button, std::string& text) {
+    text = m_cameraControls.TipText(button.ControlId(), text);
+    const QString key = ShortcutName(button.ControlId());
+    if (!text.empty() && !key.isEmpty()) {
+        text += " (" + key.toStdString() + ")";
+    }
+    return !text.empty();
 }
 
 void CMainDlg::DestroyWindow() {
@@ -143,6 +152,7 @@ void CMainDlg::LoadSettings() {
     m_site.ShowBrowserToolbar(m_options.bShowBrowserToolbar);
     m_view.LoadMaxViewMode(m_options.bMaxViewMode);
     m_controls.SetPressed(kCtlViewSize, m_options.bMaxViewMode);
+    m_sequential.SetInterval(m_options.dwSequentialInterval);
     m_controls.SetShown(kCtlAudio, true);
     m_controls.SetPressed(kCtlAudio, m_options.bEnableAudio);
 }
@@ -158,18 +168,24 @@ bool CMainDlg::IsAudioChecked() const {
 void CMainDlg::OnLogin() {
     const CKelvaraInfo* const first = GetServer(0);
     const bool bLoggedIn = first != nullptr && first->IsRunning();
-    if (!bLoggedIn) {
-        m_controls.SetPressed(kCtlSequential, false);
+    if (!bLoggedIn && (m_sequential.IsOn() || m_controls.IsPressed(kCtlSequential))) {
+        m_sequential.SetSequentialMode(false, true);
     }
     for (QObject* const child : children()) {
         auto* const widget = qobject_cast<QWidget*>(child);
-        if (widget != nullptr && !widget->isWindow() && widget != m_waitDialog.get() &&
-            widget != GetDlgItem(kCtlMenu)) {
+        if (widget != nullptr && !widget->isWindow() && widget != m_waitDialog.get()) {
             widget->setEnabled(bLoggedIn);
         }
     }
-    for (const SkinControlRow& row : ControlTable()) {
-        m_controls.SetEnabled(row.id, bLoggedIn);
+    for (const auto table : {ControlTable(), ToolTable()}) {
+        for (const SkinControlRow& row : table) {
+            m_controls.SetEnabled(row.id, bLoggedIn || row.id == kCtlLogout);
+        }
+    }
+    m_controls.SetPressed(kCtlLogout, bLoggedIn);
+    if (CXSkinODButton* const logout = GetButton(kCtlLogout)) {
+        logout->setEnabled(true);
+        logout->SetTipText(LoadString(bLoggedIn ? 4003 : 4002));
     }
 }
 
@@ -190,10 +206,7 @@ bool CMainDlg::IsWaitDialogShown() const {
 }
 
 void CMainDlg::ShowMessage(const std::string& text, const std::string& title) {
-    auto* const box = new QMessageBox(QMessageBox::Warning, QString::fromStdString(title), MarkupOf(text),
-                                      QMessageBox::Ok, this);
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->open();
+    OpenMessageBox(this, text, title);
 }
 
 void CMainDlg::SetStaticText(int id, const std::string& text) {
@@ -220,6 +233,15 @@ void CMainDlg::OnTimer(std::uint32_t id) {
         case kTimerLogin:
             m_session.OnLoginTimer();
             break;
+        case kTimerSequential:
+            m_sequential.OnSwitchTimer();
+            break;
+        case kTimerPrepare:
+            m_sequential.OnPrepareTimer();
+            break;
+        case kTimerManualRecording:
+            m_cameraControls.OnRecordingWaitEnd();
+            break;
         case kTimerHold:
             m_ptz.OnHoldTimer();
             break;
@@ -229,6 +251,7 @@ void CMainDlg::OnTimer(std::uint32_t id) {
             break;
         case kTimerStopping:
             m_session.OnStoppingTimer();
+            m_sequential.OnPrepareTimer();  // each tick goes on to that
             break;
         case kTimerPendingServers:
             m_binding.BuildView();
@@ -286,6 +309,9 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
         case WM_RBUTTONDOWN:
             m_view.ActivateWindowAt(QCursor::pos());
             break;
+        case WM_LBUTTONUP:
+            OnLButtonUp();
+            break;
         case WM_LBUTTONDBLCLK:
             OnDoubleClick();
             break;
@@ -309,19 +335,17 @@ void CMainDlg::OnCommand(int id) {
             m_site.NotifyGotoPage(1);
             break;
         case kCtlGotoPage2:
+            m_controls.SetShown(kCtlGotoPage2, false);
             m_site.NotifyGotoPage(2);
             break;
-        case kCtlSettings:
+        case kCtlOptions:
             m_optionsCommand.OpenSettings();
             break;
-        case kCmdRecorders:
+        case kCtlRecorders:
             m_optionsCommand.OpenRecorders(*this);
             break;
         case kCtlLanguage:
             m_optionsCommand.OpenLanguages();
-            break;
-        case kCtlMenu:
-            OpenMenu();
             break;
         case kCtlLogout:
             OnBtnLogout();
@@ -335,6 +359,30 @@ void CMainDlg::OnCommand(int id) {
             m_view.SetMaxViewMode(m_controls.IsPressed(kCtlViewSize));
             update();
             break;
+        case kCtlMainMenu:
+            OnBtnMainMenu(*this);
+            break;
+        case kCtlPipSettings:
+            OpenPipSettings(*this);
+            break;
+        case kCtlLastStyle:
+            OnBtnChannelSetting(*this);
+            break;
+        case kCtlSequential:
+            m_sequential.OnBtnSequential();
+            break;
+        case kCtlSequentialInterval:
+            m_sequential.OpenIntervalDialog();
+            break;
+        case kCtlPageMenu:
+            m_sequential.OnBtnSequentialPage();
+            break;
+        case kCtlRecord:
+            m_cameraControls.OnBtnManualRecording();
+            break;
+        case kCtlPresetMenu:
+            m_cameraControls.OnBtnPresetMenu();
+            break;
         case kCtlAudio:
             SetAudio();
             break;
@@ -342,6 +390,7 @@ void CMainDlg::OnCommand(int id) {
             TakeSnapshot(*this);
             break;
         case kCmdRefreshControls:
+            m_cameraControls.Refresh();
             m_ptz.Refresh();
             break;
         default:
@@ -357,6 +406,13 @@ void CMainDlg::SetAudio() {
         if (const auto camera = m_cameras.GetCameraByChannel(n)) {
             camera->SetPlayAudio(bOn && camera == active);
         }
+    }
+}
+
+// A click into the pictures ends the choice of a page.
+void CMainDlg::OnLButtonUp() {
+    if (m_view.Combo().hasFocus() && m_view.Cells().FindAt(QCursor::pos()) != nullptr) {
+        PostMessage(kMsgFocusStyleButton, 0, 0);
     }
 }
 
@@ -391,22 +447,6 @@ void CMainDlg::wheelEvent(QWheelEvent* event) {
     event->accept();
 }
 
-void CMainDlg::OpenMenu() {
-    const QWidget* const button = GetDlgItem(kCtlMenu);
-    m_optionsCommand.OpenMenu(button != nullptr ? button->mapToGlobal(QPoint(0, button->height()))
-                                                : QCursor::pos());
-}
-
-// On the ground, or by the keyboard's key: the cells have menus of their own.
-void CMainDlg::contextMenuEvent(QContextMenuEvent* event) {
-    if (event->reason() == QContextMenuEvent::Keyboard) {
-        OpenMenu();
-    } else if (m_view.Cells().FindAt(event->globalPos()) == nullptr) {
-        m_optionsCommand.OpenMenu(event->globalPos());
-    }
-    event->accept();
-}
-
 void CMainDlg::keyPressEvent(QKeyEvent* event) {
     switch (event->key()) {
         case Qt::Key_Enter:
@@ -415,8 +455,23 @@ void CMainDlg::keyPressEvent(QKeyEvent* event) {
             event->accept();  // never a dialog's default
             break;
         default:
-            CXSkinDialog::keyPressEvent(event);
+            if (!m_keys.OnKeyPress(*event)) {
+                CXSkinDialog::keyPressEvent(event);
+            }
     }
+}
+
+void CMainDlg::keyReleaseEvent(QKeyEvent* event) {
+    if (!m_keys.OnKeyRelease(*event)) {
+        CXSkinDialog::keyReleaseEvent(event);
+    }
+}
+
+bool CMainDlg::event(QEvent* event) {
+    if (event->type() == QEvent::WindowDeactivate) {
+        m_keys.ReleaseAll();  // their releases go elsewhere
+    }
+    return CXSkinDialog::event(event);
 }
 
 }  // namespace kvmon

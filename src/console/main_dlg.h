@@ -5,14 +5,17 @@
 #include <string>
 
 #include "console/busy_state.h"
+#include "console/camera_controls.h"
 #include "console/camera_list.h"
 #include "console/client_site.h"
 #include "console/console_controls.h"
+#include "console/console_keys.h"
 #include "console/console_messages.h"
 #include "console/console_options.h"
 #include "console/console_session.h"
 #include "console/options_command.h"
 #include "console/ptz_panel.h"
+#include "console/sequential_mode.h"
 #include "console/server_binding.h"
 #include "console/view_controller.h"
 #include "skin/xskin_dialog.h"
@@ -53,7 +56,10 @@ public:
     ViewController& View() { return m_view; }
     ServerBinding& Binding() { return m_binding; }
     BusyState& Busy() { return m_busy; }
+    SequentialMode& Sequential() { return m_sequential; }
+    ConsoleKeys& Keys() { return m_keys; }
     CameraList& Cameras() { return m_cameras; }
+    const CameraList& Cameras() const { return m_cameras; }
     ConsoleControls& Controls() { return m_controls; }
     OptionsCommand& OptionsDialogs() { return m_optionsCommand; }
     const ConsoleOptions& Options() const { return m_options; }
@@ -77,6 +83,7 @@ public:
     void RefreshCursor();
 
     int OnSkinODButtonNotify(int nId, int nCode, LParam lParam) override;
+    bool OnSkinToolTipNeedTextNotify(CXSkinODButton& button, std::string& text) override;
 
 protected:
     void OnTimer(std::uint32_t id) override;
@@ -85,16 +92,17 @@ protected:
     void mousePressEvent(QMouseEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
-    void contextMenuEvent(QContextMenuEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    void keyReleaseEvent(QKeyEvent* event) override;
+    bool event(QEvent* event) override;
 
 private:
     void OnCommand(int id);
     void OnDestroy();
     void OnDoubleClick();
-    void OpenMenu();
     void SetAudio();
     void SetStaticColour(int id, unsigned colour);
+    void OnLButtonUp();
     void ShowControl(int id, const ConsoleControls::State& state);
 
     ClientSite& m_site;
@@ -112,6 +120,9 @@ private:
     ConsoleSession m_session{*this};
     BusyState m_busy{*this};
     PtzPanel m_ptz{*this};
+    SequentialMode m_sequential{*this};
+    CameraControls m_cameraControls{*this};
+    ConsoleKeys m_keys{*this};
     OptionsCommand m_optionsCommand{*this};
     std::unique_ptr<CWaitDlg> m_waitDialog;
 };

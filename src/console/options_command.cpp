@@ -2,14 +2,12 @@
 
 #include "channel/base_camera.h"
 #include "channel/video_wnd.h"
-#include "console/dialog_parts.h"
 #include "console/main_dlg.h"
+#include "console/message_box.h"
 #include "console/recorder_list_dialog.h"
 #include "console/set_lang_dlg.h"
 #include "console/settings_dlg.h"
 #include "persist/orvo_registry.h"
-#include "persist/string_table.h"
-#include "skin/bc_menu.h"
 
 namespace kvmon {
 
@@ -45,7 +43,6 @@ void OptionsCommand::OpenSettings() {
     };
     auto* const dialog = new CSettingsDlg(m_dlg.Options(), tab, false, std::move(actions), &m_dlg);
     m_dialog = dialog;
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
     QObject::connect(dialog, &QDialog::finished, &m_dlg, [this, dialog](int result) {
         if (dialog->GetTab() >= 0) {
             Registry().WriteProfileInt(m_dlg.KeyName(), kTabEntry,
@@ -55,8 +52,7 @@ void OptionsCommand::OpenSettings() {
             Apply(dialog->GetOptions());
         }
     });
-    ReturnFocus(*dialog, m_dlg);
-    dialog->open();
+    OpenDialog(dialog);
 }
 
 void OptionsCommand::Apply(const ConsoleOptions& wanted) {
@@ -104,11 +100,9 @@ void OptionsCommand::OpenRecorders(QWidget& above) {
     }
     auto* const dialog = new RecorderListDialog(m_dlg.Binding().DescribeServers(), &above);
     m_recorders = dialog;
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
     QObject::connect(dialog, &QDialog::accepted, &m_dlg,
                      [this, dialog] { m_dlg.Binding().ChangeServers(dialog->GetServers()); });
-    ReturnFocus(*dialog, above);
-    dialog->open();
+    OpenDialog(dialog);
 }
 
 void OptionsCommand::OpenLanguages() {
@@ -117,26 +111,12 @@ void OptionsCommand::OpenLanguages() {
     }
     auto* const dialog = new CSetLangDlg(CSetLangDlg::GetAvailableLanguages(), m_dlg.GetLanguage(), &m_dlg);
     m_dialog = dialog;
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
     QObject::connect(dialog, &QDialog::accepted, &m_dlg, [this, dialog] {
         if (const std::uint16_t langid = dialog->GetLanguage()) {
             m_dlg.Site().NotifyChangeLanguage(langid);
         }
     });
-    ReturnFocus(*dialog, m_dlg);
-    dialog->open();
-}
-
-void OptionsCommand::OpenMenu(const QPoint& screen) {
-    auto* const menu = new BCMenu(&m_dlg);
-    const bool bSession = m_dlg.Binding().IsInitialised();
-    const unsigned inSession = bSession ? 0 : MF_GRAYED;
-    menu->AppendMenu(inSession, kCtlSettings, LoadString(6125));
-    menu->AppendMenu(inSession, kCmdRecorders, LoadString(6126));
-    menu->AppendMenu(0, kCtlLanguage, LoadString(6127));
-    menu->AppendMenu(MF_SEPARATOR, 0, {});
-    menu->AppendMenu(inSession, kCtlLogout, LoadString(4003));
-    menu->TrackPopupMenu(screen, m_dlg.Handle());
+    OpenDialog(dialog);
 }
 
 }  // namespace kvmon

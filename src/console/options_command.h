@@ -1,7 +1,6 @@
 // The commands that open the settings, the recorders' list and the languages, and what follows from them.
 #pragma once
 
-#include <QtCore/QPoint>
 #include <QtCore/QPointer>
 
 class QDialog;
@@ -23,8 +22,6 @@ public:
     void OpenRecorders(QWidget& above);
     // Command 1602.
     void OpenLanguages();
-    // The menu that leads to all of these, at a point of the screen.
-    void OpenMenu(const QPoint& screen);
 
     // Lets all windows know whether they flash on events.
     void ApplyEventHighLight();

@@ -29,21 +29,6 @@ void PtzPanel::Init() {
 void PtzPanel::Refresh() {
     const auto camera = m_dlg.View().Cells().GetActiveCamera();
     const CameraInfo info = camera ? camera->GetCameraInfo() : CameraInfo{};
-    const bool bConnected = camera && camera->IsStreamRunning();
-    ConsoleControls& controls = m_dlg.Controls();
-    for (int id = kCmdUp; id <= static_cast<int>(kCmdDownRight); ++id) {
-        controls.SetShown(id, bConnected && info.IsPanAndTiltable());
-    }
-    controls.SetShown(kCmdHome, bConnected && info.bHome);
-    controls.SetShown(kCmdZoomIn, bConnected && info.bZoomable);
-    controls.SetShown(kCmdZoomOut, bConnected && info.bZoomable);
-    controls.SetShown(kCmdFocusNear, bConnected && info.bFocusable);
-    controls.SetShown(kCmdFocusFar, bConnected && info.bFocusable);
-    for (int id = kCmdPresetFirst; id <= static_cast<int>(kCmdPresetLast); ++id) {
-        const bool bDefined = (info.dwPresetMask >> (id - static_cast<int>(kCmdPresetFirst)) & 1) != 0;
-        controls.SetShown(id, bConnected && bDefined);
-    }
-    controls.SetShown(kCtlSnapshot, camera && camera->HasMonitorRight());
     if (CVideoWnd* const cell = m_dlg.View().Cells().GetActive()) {
         const bool bPtz = info.IsPanAndTiltable() || info.bFocusable;
         cell->SetFeatures(bPtz, bPtz, false);
@@ -99,7 +84,7 @@ void PtzPanel::Send(int id) {
 
 bool PtzPanel::IsDown(int id) const {
     const CXSkinODButton* const button = m_dlg.GetButton(id);
-    return button != nullptr && button->IsPressed();
+    return (button != nullptr && button->IsPressed()) || m_dlg.Keys().IsHeld(id);
 }
 
 }  // namespace kvmon

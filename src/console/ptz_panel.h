@@ -16,7 +16,7 @@ public:
 
     // Makes the buttons that repeat tell of their press. Once, when they exist.
     void Init();
-    // Command 1757: shows what the active window's camera can do.
+    // With command 1757: the active cell's strip shows what its camera can do.
     void Refresh();
     // Message 2058.
     void OnPress(int id, bool bPressed);

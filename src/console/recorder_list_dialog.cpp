@@ -11,6 +11,7 @@
 
 #include "console/dialog_parts.h"
 #include "console/fill_pattern.h"
+#include "console/message_box.h"
 #include "console/recorder_entry.h"
 #include "console/recorder_entry_dialog.h"
 #include "persist/string_table.h"
@@ -200,7 +201,6 @@ void RecorderListDialog::OpenEntry(const SavedServer& entry, int index) {
         others.erase(others.begin() + index);
     }
     auto* const dialog = new RecorderEntryDialog(entry, std::move(others), bNew, this);
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
     connect(dialog, &QDialog::accepted, this, [this, dialog, index, bNew] {
         if (bNew) {
             m_servers.push_back(dialog->GetEntry());
@@ -211,8 +211,7 @@ void RecorderListDialog::OpenEntry(const SavedServer& entry, int index) {
         Fill(index - 1);
         m_table->setFocus();
     });
-    ReturnFocus(*dialog, *this);
-    dialog->open();
+    OpenDialog(dialog);
 }
 
 }  // namespace kvmon

@@ -58,7 +58,7 @@ std::string LanguageName(std::uint16_t langid) {
 CSetLangDlg::CSetLangDlg(const std::vector<std::uint16_t>& languages, std::uint16_t current, QWidget* parent)
     : QDialog(parent), m_combo(new QComboBox(this)) {
     setObjectName(QStringLiteral("languageDialog"));
-    setWindowTitle(Text(6122));
+    setWindowTitle(Text(6205));
     m_combo->setObjectName(QStringLiteral("901"));
     m_combo->setAccessibleName(Text(6123));
     m_combo->setSizeAdjustPolicy(QComboBox::AdjustToContents);

@@ -8,6 +8,7 @@
 #include <QtWidgets/QVBoxLayout>
 
 #include "console/dialog_parts.h"
+#include "console/message_box.h"
 #include "console/settings_pages.h"
 
 namespace kvmon {
@@ -70,9 +71,8 @@ void CSettingsDlg::OnResetOrder() {
     m_actions.resetOrder();
     auto* const box =
         new QMessageBox(QMessageBox::Information, windowTitle(), Text(1110), QMessageBox::Ok, this);
-    box->setAttribute(Qt::WA_DeleteOnClose);
     box->button(QMessageBox::Ok)->setText(Text(6120));
-    box->open();
+    OpenDialog(box);
 }
 
 void CSettingsDlg::Compare() {

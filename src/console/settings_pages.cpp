@@ -12,6 +12,7 @@
 
 #include "console/console_options.h"
 #include "console/dialog_parts.h"
+#include "console/message_box.h"
 
 namespace kvmon {
 
@@ -183,11 +184,10 @@ void SnapshotPage::Read(ConsoleOptions& options) const {
 
 void SnapshotPage::Browse() {
     auto* const dialog = new QFileDialog(this, Text(1109), m_folder->text());
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setFileMode(QFileDialog::Directory);
     dialog->setOption(QFileDialog::ShowDirsOnly);
     connect(dialog, &QFileDialog::fileSelected, m_folder, &QLineEdit::setText);
-    dialog->open();
+    OpenDialog(dialog);
 }
 
 }  // namespace kvmon
