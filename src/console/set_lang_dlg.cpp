@@ -1,6 +1,5 @@
 #include "console/set_lang_dlg.h"
 
-#include <QtCore/QLocale>
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QDialogButtonBox>
 #include <QtWidgets/QFormLayout>
@@ -14,20 +13,22 @@ namespace kvmon {
 
 namespace {
 
-// Those that the platform's names do not tell apart.
+// One language in several countries.
 constexpr struct {
     std::uint16_t langid;
     std::uint32_t text;
 } kNamed[] = {{1046, 3017}, {2070, 3016}, {3082, 3011}};
 
+// The languages by their own names.
 constexpr struct {
     std::uint16_t langid;
-    const char* locale;
-} kLocales[] = {
-    {0x0409, "en_US"}, {0x0404, "zh_TW"}, {0x0804, "zh_CN"}, {0x0411, "ja_JP"}, {0x0415, "pl_PL"},
-    {0x040C, "fr_FR"}, {0x0407, "de_DE"}, {0x0410, "it_IT"}, {0x0419, "ru_RU"}, {0x0406, "da_DK"},
-    {0x040B, "fi_FI"}, {0x0C0A, "es_ES"}, {0x0414, "nb_NO"}, {0x0814, "nn_NO"}, {0x0412, "ko_KR"},
-    {0x0413, "nl_NL"}, {0x041D, "sv_SE"}, {0x040E, "hu_HU"}, {0x0405, "cs_CZ"}, {0x041F, "tr_TR"},
+    const char* name;
+} kNativeNames[] = {
+    {0x0409, "English"}, {0x0404, "中文(台灣)"}, {0x0804, "中文(中国)"}, {0x0411, "日本語"},
+    {0x0415, "polski"},  {0x040C, "français"},   {0x0407, "Deutsch"},    {0x0410, "italiano"},
+    {0x0419, "русский"}, {0x0406, "dansk"},      {0x040B, "suomi"},      {0x0814, "norsk"},
+    {0x0412, "한국어"},  {0x0413, "Nederlands"}, {0x041D, "svenska"},    {0x040E, "magyar"},
+    {0x0405, "čeština"}, {0x041F, "Türkçe"},
 };
 
 }  // namespace
@@ -38,18 +39,9 @@ std::string LanguageName(std::uint16_t langid) {
             return LoadString(row.text);
         }
     }
-    for (const auto& row : kLocales) {
-        if (row.langid != langid) {
-            continue;
-        }
-        const QLocale locale{QString(row.locale)};
-        QString name = locale.nativeLanguageName();
-        if (name.isEmpty()) {
-            name = QLocale::languageToString(locale.language());
-        }
-        if (!name.isEmpty()) {
-            name[0] = name[0].toUpper();
-            return name.toStdString();
+    for (const auto& row : kNativeNames) {
+        if (row.langid == langid) {
+            return row.name;
         }
     }
     return FormatText("%u - ???", static_cast<unsigned>(langid));

@@ -10,7 +10,7 @@ class QComboBox;
 
 namespace kvmon {
 
-// The language's own name, as far as the platform knows it.
+// The language's own name; the number for one that has none here.
 std::string LanguageName(std::uint16_t langid);
 
 // User interface thread only.
