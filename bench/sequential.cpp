@@ -160,7 +160,8 @@ int main(int argc, char** argv) {
         std::fflush(stdout);
     }
     Report(watch.Times());
-    std::printf("the user interface's thread was kept for %.1f ms at most, by %s\n", app.LongestMs(),
-                app.LongestEvent().c_str());
+    std::printf("the user interface's thread waited %.1f ms at most, in %s\n", app.LongestWaitMs(),
+                app.LongestWait().c_str());
+    std::printf("and worked %.1f ms at most, in %s\n", app.LongestWorkMs(), app.LongestWork().c_str());
     return 0;
 }

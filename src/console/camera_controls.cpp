@@ -1,5 +1,7 @@
 #include "console/camera_controls.h"
 
+#include <utility>
+
 #include "channel/base_camera.h"
 #include "channel/ptz_request.h"
 #include "channel/video_wnd.h"
@@ -44,7 +46,8 @@ ActiveCameraFacts CameraControls::Facts() const {
     const int channel = cameras.FindChannel(camera.get());
     const CameraList::Entry entry = cameras.Get(channel);
     const CKelvaraInfo* const server = GetServer(entry.server);
-    facts.info = camera->GetCameraInfo();
+    facts.info = camera->GetAbilities();
+    facts.bDigitalZoom = camera->IsDigitalZoom();
     facts.bConnected = camera->IsStreamRunning();
     facts.bSnapshotRight = camera->HasMonitorRight();
     facts.bRecordRight = server != nullptr && server->GetStatus(entry.camera, kStatusControlRight) != 0;
@@ -58,12 +61,17 @@ void CameraControls::Refresh() {
     ShowCameraControls(Facts(), m_dlg.Controls());
 }
 
+void CameraControls::NoteRecordPress() {
+    m_wantsRecording = m_dlg.Controls().IsPressed(kCtlRecord);
+}
+
 void CameraControls::OnBtnManualRecording() {
+    const bool bOn = std::exchange(m_wantsRecording, {}).value_or(m_dlg.Controls().IsPressed(kCtlRecord));
     const auto camera = m_dlg.View().Cells().GetActiveCamera();
     if (!camera) {
         return;
     }
-    camera->AddCamCmd(kCmdManualRecording, m_dlg.Controls().IsPressed(kCtlRecord) ? 1 : 0);
+    camera->AddCamCmd(kCmdManualRecording, bOn ? 1 : 0);
     m_dlg.Busy().SetBusy(true);
     m_dlg.SetTimer(kTimerManualRecording, kRecordingWaitMs);
     m_dlg.RefreshCursor();

@@ -1,6 +1,7 @@
 // The recorders besides the first one: from the stored list, and by the user's changes to it.
 #include <algorithm>
 
+#include "channel/base_camera.h"
 #include "console/main_dlg.h"
 #include "console/multi_server_list.h"
 #include "console/server_binding.h"
@@ -82,6 +83,16 @@ void ServerBinding::LoadVSInfo() {
     }
 }
 
+void ServerBinding::StartStoppedServers() {
+    for (int i = 1; i < GetServerCount(); ++i) {
+        CKelvaraInfo* const info = GetServer(i);
+        if (!info->IsRunning() && !info->IsNoRightReported()) {
+            info->SetNotifyWnd(m_dlg.Handle());
+            info->StartGetKelvaraInfo(false);
+        }
+    }
+}
+
 void ServerBinding::SaveMultiServerInfo() {
     if (!m_bInitialised) {
         return;  // the stored list was never read: what is listed now does not replace it
@@ -99,6 +110,9 @@ void ServerBinding::RemoveServersBut(const std::vector<SavedServer>& kept) {
             continue;
         }
         for (int slot = 0; slot < GetServer(i)->GetCameraCount(); ++slot) {
+            if (const auto camera = GetServerCamera(i, slot)) {
+                camera->SaveCameraSettings();
+            }
             RemoveCamera(i, slot);
         }
         m_givenNames.erase(ServerIdentity(server));

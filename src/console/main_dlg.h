@@ -7,6 +7,7 @@
 #include "console/busy_state.h"
 #include "console/camera_controls.h"
 #include "console/camera_list.h"
+#include "console/cell_menu.h"
 #include "console/client_site.h"
 #include "console/console_controls.h"
 #include "console/console_keys.h"
@@ -15,8 +16,11 @@
 #include "console/console_session.h"
 #include "console/options_command.h"
 #include "console/ptz_panel.h"
+#include "console/screen_controller.h"
 #include "console/sequential_mode.h"
 #include "console/server_binding.h"
+#include "console/server_clock.h"
+#include "console/snapshot_command.h"
 #include "console/view_controller.h"
 #include "skin/xskin_dialog.h"
 
@@ -50,11 +54,14 @@ public:
 
     // Toggles the control's press, when there is one, and posts its command.
     void PressButton(int id);
+    // The same for the choice from a camera's menu.
+    void PressMenuEntry(int id);
 
     // --- what the parts of the console share
     ClientSite& Site() { return m_site; }
     ViewController& View() { return m_view; }
     ServerBinding& Binding() { return m_binding; }
+    ScreenController& Screens() { return m_screens; }
     BusyState& Busy() { return m_busy; }
     SequentialMode& Sequential() { return m_sequential; }
     ConsoleKeys& Keys() { return m_keys; }
@@ -116,12 +123,16 @@ private:
     ConsoleControls m_controls;
     CameraList m_cameras;
     ViewController m_view{*this};
+    ScreenController m_screens{*this};
     ServerBinding m_binding{*this};
     ConsoleSession m_session{*this};
     BusyState m_busy{*this};
     PtzPanel m_ptz{*this};
+    SnapshotCommand m_snapshot{*this};
+    ServerClock m_serverClock{*this};
     SequentialMode m_sequential{*this};
     CameraControls m_cameraControls{*this};
+    CellMenu m_cellMenu{*this};
     ConsoleKeys m_keys{*this};
     OptionsCommand m_optionsCommand{*this};
     std::unique_ptr<CWaitDlg> m_waitDialog;

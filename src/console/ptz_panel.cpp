@@ -27,17 +27,15 @@ void PtzPanel::Init() {
 }
 
 void PtzPanel::Refresh() {
-    const auto camera = m_dlg.View().Cells().GetActiveCamera();
-    const CameraInfo info = camera ? camera->GetCameraInfo() : CameraInfo{};
     if (CVideoWnd* const cell = m_dlg.View().Cells().GetActive()) {
-        const bool bPtz = info.IsPanAndTiltable() || info.bFocusable;
-        cell->SetFeatures(bPtz, bPtz, false);
+        cell->RefreshFeatures();
     }
 }
 
 void PtzPanel::OnPress(int id, bool bPressed) {
     if (!bPressed) {
         m_pacing.Release();
+        ForgetPress();
         return;
     }
     m_pacing.Press(id);
@@ -53,7 +51,8 @@ void PtzPanel::OnClick(int id) {
 }
 
 void PtzPanel::OnFinished() {
-    const HoldPacing::Step step = m_pacing.OnFinished(IsDown(m_pacing.HeldId()), false, m_clock.TickMs());
+    const HoldPacing::Step step =
+        m_pacing.OnFinished(IsDown(m_pacing.HeldId()), IsDigitalZoom(), m_clock.TickMs());
     if (step.next == HoldPacing::Next::Send) {
         Send(m_pacing.HeldId());
     } else if (step.next == HoldPacing::Next::Wait) {
@@ -70,7 +69,7 @@ void PtzPanel::OnHoldTimer() {
 
 void PtzPanel::OnWheel(int delta) {
     const auto camera = m_dlg.View().Cells().GetActiveCamera();
-    if (camera && camera->GetCameraInfo().bZoomable) {
+    if (camera && camera->IsPtzEnabled() && camera->GetAbilities().bZoomable) {
         Send(delta < 1 ? kCmdZoomOut : kCmdZoomIn);
     }
 }
@@ -80,6 +79,11 @@ void PtzPanel::Send(int id) {
     if (CVideoWnd* const cell = m_dlg.View().Cells().GetActive()) {
         cell->OnPtzCommand(static_cast<std::uint32_t>(id));
     }
+}
+
+bool PtzPanel::IsDigitalZoom() const {
+    const auto camera = m_dlg.View().Cells().GetActiveCamera();
+    return camera && camera->IsDigitalZoom();
 }
 
 bool PtzPanel::IsDown(int id) const {

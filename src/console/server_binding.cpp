@@ -1,5 +1,7 @@
 #include "console/server_binding.h"
 
+#include <utility>
+
 #include "channel/base_camera.h"
 #include "channel/channel_messages.h"
 #include "console/fill_pattern.h"
@@ -22,6 +24,16 @@ constexpr std::uint32_t kFailuresShown = 11;  // more failures than this count a
 constexpr std::string_view kLocalKey = "__Local_";
 
 }  // namespace
+
+// Two servers of one name do not share the key of their channels.
+std::string ServerBinding::RegFolder(const CKelvaraInfo& info, int server) const {
+    const std::string name = KeyFromName(info.GetServerName());
+    bool bOwnName = !name.empty();
+    for (int i = 0; i < server; ++i) {
+        bOwnName = bOwnName && GetServer(i)->GetServerName() != info.GetServerName();
+    }
+    return bOwnName ? name : KeyFromName(ServerIdentity(Describe(info)));
+}
 
 void ServerBinding::OnUpdateSvrInfo(std::uint32_t code, int server) {
     switch (code) {
@@ -81,6 +93,9 @@ void ServerBinding::OnCameraConnection(int server) {
     m_dlg.ShowWaitDialog(false);
     UpdateCamera(server);
     m_dlg.OnLogin();
+    if (server == 0 && std::exchange(m_bStartFurther, false)) {
+        StartStoppedServers();
+    }
 }
 
 void ServerBinding::OnFirstConnection() {
@@ -130,6 +145,7 @@ ServerBinding::Changes ServerBinding::UpdateCameraTable(int server) {
 
 void ServerBinding::RemoveCamera(int server, int slot) {
     if (const auto camera = GetServerCamera(server, slot)) {
+        camera->SaveCameraSettings();
         m_dlg.View().Cells().Detach(camera.get());
         StopAndRemoveCamera(server, slot);
     }
@@ -158,6 +174,8 @@ void ServerBinding::UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, c
         camera = CreateCamera(&settings);
         *camera = settings;
         camera->SetConsoleWnd(m_dlg.Handle());
+        camera->SetRegFolder(RegFolder(info, server));
+        camera->LoadCameraSettings();
         if (!info.SetCamera(slot, camera)) {
             Trace("CMainDlg::UpdateCamera: SetCamera failed...\n");
             return;
@@ -208,6 +226,7 @@ void ServerBinding::CopyStatus(int server) {
         if (!camera) {
             continue;
         }
+        camera->SetPtzEnabled(info->GetStatus(slot, kStatusControlRight) != 0);
         const auto word = [&](std::uint32_t mask) { return info->GetStatus(slot, mask); };
         const bool bChanged = camera->SetStatusFlags(
             {word(kStatusFirst), word(kStatusSecond), word(kStatusThird), word(kStatusFourth),
@@ -272,6 +291,17 @@ void ServerBinding::OnBtnServerLis() {
         pGetVSInfo->StartGetKelvaraInfo(false);
         m_dlg.PostMessage(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERACONN, i);
         m_dlg.PostMessage(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERASTATUS, i);
+    }
+}
+
+void ServerBinding::SaveCameraSettings() {
+    const COrvoRegistry::Batch together(Registry());
+    for (int server = 0; server < GetServerCount(); ++server) {
+        for (int slot = 0; slot < GetServer(server)->GetCameraCount(); ++slot) {
+            if (const auto camera = GetServerCamera(server, slot)) {
+                camera->SaveCameraSettings();
+            }
+        }
     }
 }
 

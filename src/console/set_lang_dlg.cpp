@@ -3,9 +3,11 @@
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QDialogButtonBox>
 #include <QtWidgets/QFormLayout>
-#include <QtWidgets/QPushButton>
+#include <algorithm>
 
 #include "console/dialog_parts.h"
+#include "persist/language_module.h"
+#include "persist/log_file.h"
 #include "persist/string_table.h"
 #include "platform/text.h"
 
@@ -55,9 +57,7 @@ CSetLangDlg::CSetLangDlg(const std::vector<std::uint16_t>& languages, std::uint1
     m_combo->setAccessibleName(Text(6123));
     m_combo->setSizeAdjustPolicy(QComboBox::AdjustToContents);
     for (const std::uint16_t langid : languages) {
-        if (m_combo->findData(langid) < 0) {
-            m_combo->addItem(QString::fromStdString(LanguageName(langid)), langid);
-        }
+        m_combo->addItem(QString::fromStdString(LanguageName(langid)), langid);
     }
     m_combo->setCurrentIndex(m_combo->findData(current));
     m_combo->setEnabled(m_combo->count() >= 2);
@@ -71,7 +71,16 @@ CSetLangDlg::CSetLangDlg(const std::vector<std::uint16_t>& languages, std::uint1
 }
 
 std::vector<std::uint16_t> CSetLangDlg::GetAvailableLanguages() {
-    return {0x0409};
+    std::vector<std::uint16_t> languages;
+    for (const LanguageModuleFile& file : ListLanguageModules(LanguageModuleFolders())) {
+        Trace("CSetLangDlg::GetAvailableLanguages: finder.GetFilePath()=%s, nLanguageID=0x%04x...\n",
+              file.path.c_str(), file.langid);
+        if (file.langid != 0 &&
+            std::find(languages.begin(), languages.end(), file.langid) == languages.end()) {
+            languages.push_back(file.langid);
+        }
+    }
+    return languages;
 }
 
 std::uint16_t CSetLangDlg::GetLanguage() const {
