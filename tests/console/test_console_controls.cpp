@@ -38,7 +38,11 @@ QRect PlaceOf(const SkinControlRow& row) {
 
 class ConsolePanel : public kvtest::ConsoleTest {
 protected:
-    ConsolePanel() { kvtest::WatchedApplication::Instance().ForgetLongest(); }
+    // From then on the thread is watched.
+    void Open(std::uint16_t port) {
+        ConsoleTest::Open(port);
+        kvtest::WatchedApplication::Instance().ForgetLongest();
+    }
     ~ConsolePanel() override {
         const auto& app = kvtest::WatchedApplication::Instance();
         EXPECT_LT(app.LongestWaitMs(), kvtest::kUiWaitLimitMs) << app.LongestWait();

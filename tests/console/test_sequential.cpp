@@ -24,7 +24,11 @@ namespace {
 
 class Sequential : public kvtest::ConsoleTest {
 protected:
-    Sequential() { kvtest::WatchedApplication::Instance().ForgetLongest(); }
+    // From then on the thread is watched.
+    void Open(std::uint16_t port) {
+        ConsoleTest::Open(port);
+        kvtest::WatchedApplication::Instance().ForgetLongest();
+    }
     ~Sequential() override {
         const auto& app = kvtest::WatchedApplication::Instance();
         EXPECT_LT(app.LongestWaitMs(), kvtest::kUiWaitLimitMs) << app.LongestWait();

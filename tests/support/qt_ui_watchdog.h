@@ -1,6 +1,8 @@
 // How long the user interface's thread was kept from its event loop.
 #pragma once
 
+#include <sys/resource.h>
+
 #include <QtWidgets/QApplication>
 #include <chrono>
 #include <cstdio>
@@ -9,8 +11,8 @@
 namespace kvtest {
 
 // Times the handling of every event, with all that it leads to. The time in which the system gave the
-// processor to others counts for nothing, and what the thread worked is told apart from what it waited, so
-// that a loaded machine does not look like a program that blocks.
+// processor to others or read a page from disk counts for nothing, and what the thread worked is told apart
+// from what it waited, so that a loaded machine does not look like a program that blocks.
 class WatchedApplication final : public QApplication {
 public:
     WatchedApplication(int& argc, char** argv) : QApplication(argc, argv) {}
@@ -38,13 +40,16 @@ public:
         const Times end = Now();
         const double work = end.workMs - begin.workMs;
         work_.Note(work, what);
-        wait_.Note(end.wallMs - begin.wallMs - work - (end.readyMs - begin.readyMs), what);
+        if (end.faults == begin.faults) {
+            wait_.Note(end.wallMs - begin.wallMs - work - (end.readyMs - begin.readyMs), what);
+        }
         return result;
     }
 
 private:
     struct Times {
         double wallMs = 0, workMs = 0, readyMs = 0;
+        long faults = 0;
     };
     struct Longest {
         double ms = 0;
@@ -68,6 +73,9 @@ private:
             }
             std::fclose(file);
         }
+        rusage usage{};
+        getrusage(RUSAGE_THREAD, &usage);
+        times.faults = usage.ru_majflt;
         const auto now = std::chrono::steady_clock::now().time_since_epoch();
         times.wallMs = std::chrono::duration<double, std::milli>(now).count();
         return times;
