@@ -12,7 +12,6 @@
 #include "console/message_box.h"
 #include "console/status_line.h"
 #include "console/view_commands.h"
-#include "console/wait_dialog.h"
 #include "console/widget_style.h"
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
@@ -24,6 +23,7 @@
 #include "skin/input_messages.h"
 #include "skin/palette.h"
 #include "skin/skin_messages.h"
+#include "skin/wait_dlg.h"
 #include "skin/xskin_od_button.h"
 #include "skin/xskin_static.h"
 
@@ -168,6 +168,7 @@ void CMainDlg::PressMenuEntry(int id) {
 
 void CMainDlg::LoadSettings() {
     m_options.Load(Registry(), m_strKeyName);
+    m_site.ShowBrowserToolbar(m_options.bShowBrowserToolbar);
     m_view.LoadMaxViewMode(m_options.bMaxViewMode);
     m_controls.SetPressed(kCtlViewSize, m_options.bMaxViewMode);
     m_sequential.SetInterval(m_options.dwSequentialInterval);
@@ -214,9 +215,10 @@ void CMainDlg::ShowWaitDialog(bool bShow) {
         return;
     }
     if (!m_waitDialog) {
-        m_waitDialog = std::make_unique<WaitDialog>(*this);
+        m_waitDialog = std::make_unique<CWaitDlg>(this, CWaitDlg::Place::Inside);
+        m_waitDialog->SetText(LoadString(1108));
     }
-    m_waitDialog->Open();
+    m_waitDialog->Open(false);
 }
 
 bool CMainDlg::IsWaitDialogShown() const {
@@ -367,6 +369,15 @@ void CMainDlg::OnCommand(int id) {
         case kCtlGotoPage2:
             m_controls.SetShown(kCtlGotoPage2, false);
             m_site.NotifyGotoPage(2);
+            break;
+        case kCtlOptions:
+            m_optionsCommand.OpenSettings();
+            break;
+        case kCtlRecorders:
+            m_optionsCommand.OpenRecorders(*this);
+            break;
+        case kCtlLanguage:
+            m_optionsCommand.OpenLanguages();
             break;
         case kCtlLogout:
             OnBtnLogout();
