@@ -96,7 +96,7 @@ public:
     // --- threads (user interface thread). Nothing here does anything before the channel is usable.
     // Starts the command, the reception and the decode thread. They idle until StartPlaying.
     void StartCameraThreads();
-    // True if no thread is left. Without bWait a thread gets 100 ms, with it 3000 ms and is then abandoned.
+    // True if no thread is left. With bWait a thread gets 3000 ms and is then abandoned.
     bool StopCameraThreads(bool bWait) override;
     bool StopVideoThread(bool bWait);
     // bPlayAudio asks for sound over a connection of its own, which streams of a recorder do not have.

@@ -1,5 +1,7 @@
 #include "console/camera_controls.h"
 
+#include <utility>
+
 #include "channel/base_camera.h"
 #include "channel/ptz_request.h"
 #include "channel/video_wnd.h"
@@ -59,12 +61,17 @@ void CameraControls::Refresh() {
     ShowCameraControls(Facts(), m_dlg.Controls());
 }
 
+void CameraControls::NoteRecordPress() {
+    m_wantsRecording = m_dlg.Controls().IsPressed(kCtlRecord);
+}
+
 void CameraControls::OnBtnManualRecording() {
+    const bool bOn = std::exchange(m_wantsRecording, {}).value_or(m_dlg.Controls().IsPressed(kCtlRecord));
     const auto camera = m_dlg.View().Cells().GetActiveCamera();
     if (!camera) {
         return;
     }
-    camera->AddCamCmd(kCmdManualRecording, m_dlg.Controls().IsPressed(kCtlRecord) ? 1 : 0);
+    camera->AddCamCmd(kCmdManualRecording, bOn ? 1 : 0);
     m_dlg.Busy().SetBusy(true);
     m_dlg.SetTimer(kTimerManualRecording, kRecordingWaitMs);
     m_dlg.RefreshCursor();

@@ -1,6 +1,7 @@
 // The panel's controls for the active camera, but for its head: what is shown, recording, tool tips.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "console/control_rules.h"
@@ -16,6 +17,8 @@ public:
 
     // Command 1757.
     void Refresh();
+    // Button 1751 was pressed; its check may change again before its command comes.
+    void NoteRecordPress();
     // Command 1751: the recorder is told to begin or to end recording the active camera.
     void OnBtnManualRecording();
     // Timer 1007.
@@ -30,6 +33,7 @@ private:
     std::string PresetName(int id) const;
 
     CMainDlg& m_dlg;
+    std::optional<bool> m_wantsRecording;
 };
 
 }  // namespace kvmon

@@ -10,7 +10,6 @@
 #include "channel/channel_messages.h"
 #include "channel/video_wnd.h"
 #include "console/message_box.h"
-#include "console/snapshot_command.h"
 #include "console/view_commands.h"
 #include "console/wait_dialog.h"
 #include "console/widget_style.h"
@@ -31,6 +30,7 @@ namespace kvmon {
 namespace {
 
 constexpr int kSweepPeriodMs = 10000;
+constexpr int kSecondMs = 1000;
 constexpr QRect kPageComboPlace(825, 267, 941 - 825, 24);
 
 }  // namespace
@@ -64,9 +64,11 @@ void CMainDlg::OnInitDialog() {
     SetStaticColour(kCtlServerName, palette::kCaptionWhite);
     SetStaticColour(kCtlServerModel, palette::kCaptionBlue);
     m_ptz.Init();
+    m_screens.Init();
     AddServer(m_site.GetServerIP(), m_site.GetServerPort(), {}, {});
     Logout(false);
     SetTimer(kTimerSweep, kSweepPeriodMs);
+    SetTimer(kTimerSecond, kSecondMs);
 }
 
 void CMainDlg::SetStaticColour(int id, unsigned colour) {
@@ -89,13 +91,16 @@ void CMainDlg::ShowControl(int id, const ConsoleControls::State& state) {
 }
 
 // A click has turned the checks on the screen: the states follow.
-int CMainDlg::OnSkinODButtonNotify(int, int, LParam) {
+int CMainDlg::OnSkinODButtonNotify(int nId, int, LParam) {
     for (const auto table : {ControlTable(), ToolTable()}) {
         for (const SkinControlRow& row : table) {
             if (const auto* const button = dynamic_cast<CXSkinODButton*>(GetDlgItem(row.id))) {
                 m_controls.SetPressed(row.id, button->GetCheck() == BST_CHECKED);
             }
         }
+    }
+    if (nId == kCtlRecord) {
+        m_cameraControls.NoteRecordPress();
     }
     return 1;
 }
@@ -128,6 +133,7 @@ void CMainDlg::OnDestroy() {
     ReapRemovedServers(false);
     ReapRemovedCameras(false);
     KillTimer(kTimerSweep);
+    KillTimer(kTimerSecond);
     KillTimer(kTimerStopping);
     KillTimer(kTimerPendingServers);
     KillTimer(kTimerLogin);
@@ -144,6 +150,9 @@ void CMainDlg::OnBtnLogout() {
 
 void CMainDlg::PressButton(int id) {
     m_controls.SetPressed(id, !m_controls.IsPressed(id));
+    if (id == kCtlRecord) {
+        m_cameraControls.NoteRecordPress();
+    }
     PostMessage(WM_COMMAND, static_cast<WParam>(id), 0);
 }
 
@@ -209,7 +218,7 @@ bool CMainDlg::IsWaitDialogShown() const {
 }
 
 void CMainDlg::ShowMessage(const std::string& text, const std::string& title) {
-    OpenMessageBox(this, text, title);
+    OpenMessageBox(m_screens.DialogHost(), text, title);
 }
 
 void CMainDlg::SetStaticText(int id, const std::string& text) {
@@ -252,6 +261,9 @@ void CMainDlg::OnTimer(std::uint32_t id) {
             ReapRemovedServers(false);
             ReapRemovedCameras(false);
             break;
+        case kTimerSecond:
+            m_serverClock.OnTick();
+            break;
         case kTimerStopping:
             m_session.OnStoppingTimer();
             m_sequential.OnPrepareTimer();  // each tick goes on to that
@@ -292,6 +304,9 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
             break;
         case kMsgFocusStyleButton:
             FocusStyleButton();
+            break;
+        case kMsgSecondPanelClosed:
+            m_screens.LeaveSecondDisplay();
             break;
         case kMsgVideoWndMove:
             m_view.OnVideoWndMove(number, UnpackPoint(lParam));
@@ -356,6 +371,13 @@ void CMainDlg::OnCommand(int id) {
             m_view.SetMaxViewMode(m_controls.IsPressed(kCtlViewSize));
             update();
             break;
+        case kCtlFullScreen:
+            m_screens.SetFullScreen(m_controls.IsPressed(kCtlFullScreen), false);
+            RefreshCursor();
+            break;
+        case kCtlMultiScreens:
+            m_screens.OnBtnMultiScreens();
+            break;
         case kCtlMainMenu:
             OnBtnMainMenu(*this);
             break;
@@ -384,7 +406,7 @@ void CMainDlg::OnCommand(int id) {
             SetAudio();
             break;
         case kCtlSnapshot:
-            TakeSnapshot(*this);
+            m_snapshot.Take();
             break;
         case kCmdRefreshControls:
             m_cameraControls.Refresh();
@@ -419,6 +441,9 @@ void CMainDlg::OnLButtonUp() {
 }
 
 void CMainDlg::OnDoubleClick() {
+    if (m_screens.LeaveFullScreen()) {
+        return;
+    }
     m_view.ActivateWindowAt(QCursor::pos());
     PressButton(kCtlFirstStyle);
 }
@@ -453,11 +478,14 @@ void CMainDlg::keyPressEvent(QKeyEvent* event) {
     switch (event->key()) {
         case Qt::Key_Enter:
         case Qt::Key_Return:
-        case Qt::Key_Escape:
             event->accept();  // never a dialog's default
             break;
         case Qt::Key_Menu:
             m_cellMenu.OpenAtCell();
+            break;
+        case Qt::Key_Escape:
+            m_screens.LeaveFullScreen();
+            event->accept();
             break;
         default:
             if (event->key() == Qt::Key_F10 && event->modifiers() == Qt::ShiftModifier) {

@@ -15,8 +15,11 @@
 #include "console/console_options.h"
 #include "console/console_session.h"
 #include "console/ptz_panel.h"
+#include "console/screen_controller.h"
 #include "console/sequential_mode.h"
 #include "console/server_binding.h"
+#include "console/server_clock.h"
+#include "console/snapshot_command.h"
 #include "console/view_controller.h"
 #include "skin/xskin_dialog.h"
 
@@ -57,6 +60,7 @@ public:
     ClientSite& Site() { return m_site; }
     ViewController& View() { return m_view; }
     ServerBinding& Binding() { return m_binding; }
+    ScreenController& Screens() { return m_screens; }
     BusyState& Busy() { return m_busy; }
     SequentialMode& Sequential() { return m_sequential; }
     ConsoleKeys& Keys() { return m_keys; }
@@ -116,10 +120,13 @@ private:
     ConsoleControls m_controls;
     CameraList m_cameras;
     ViewController m_view{*this};
+    ScreenController m_screens{*this};
     ServerBinding m_binding{*this};
     ConsoleSession m_session{*this};
     BusyState m_busy{*this};
     PtzPanel m_ptz{*this};
+    SnapshotCommand m_snapshot{*this};
+    ServerClock m_serverClock{*this};
     SequentialMode m_sequential{*this};
     CameraControls m_cameraControls{*this};
     CellMenu m_cellMenu{*this};

@@ -15,7 +15,8 @@ void OpenMessageBox(QWidget* parent, const std::string& text, const std::string&
 void OpenDialog(QDialog* dialog) {
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     if (QWidget* const parent = dialog->parentWidget()) {
-        QObject::connect(dialog, &QDialog::finished, parent, [parent] { parent->window()->activateWindow(); });
+        QObject::connect(dialog, &QDialog::finished, parent,
+                         [parent] { parent->window()->activateWindow(); });
     }
     dialog->open();
 }

@@ -352,23 +352,32 @@ void ViewController::LeaveMultiDisplay() {
     if (!m_second) {
         return;
     }
+    BringHome(*m_second);
+    m_second = nullptr;
+    m_dlg.Screens().OnSecondPanelUnused();
+    m_orders.SetScreens(1);
+    ViewStyleChanged(m_nStyle, true, true);
+}
+
+void ViewController::BringHome(QWidget& panel) {
     for (int i = 0; i < m_cells.GetCount(); ++i) {
         CVideoWnd* const window = m_cells.Get(i);
-        if (window != nullptr && window->parentWidget() == m_second) {
+        if (window != nullptr && window->parentWidget() == &panel) {
             window->SetCamera(nullptr);
             window->hide();
             window->setParent(&m_dlg);
         }
     }
-    m_second = nullptr;
-    m_orders.SetScreens(1);
-    ViewStyleChanged(m_nStyle, true, true);
 }
 
 void ViewController::SetConsoleSize(int width, int height) {
     m_rcView = ViewRectOfConsole(width, height);
-    // Only the places change: cameras and streams are left alone.
-    const RedrawOff batch{&m_dlg};
+    PlaceCells();
+}
+
+void ViewController::PlaceCells() {
+    // Cameras and streams are left alone.
+    const RedrawOff batch{&m_dlg, m_fullScreen.data(), m_second.data()};
     for (const CellPlan& cell : ComputeLayout(MakeLayoutInput()).cells) {
         CVideoWnd* const window = m_cells.Get(cell.window);
         if (cell.placed && window != nullptr) {

@@ -33,7 +33,7 @@ public:
     void SetSavedStyle(int style) { m_nSavedStyle = style; }
     int GetShowableCount() const { return static_cast<int>(m_uShowableCameraCount); }
 
-    // 42 windows, 84 with more than one display. Once.
+    // 42 windows, 84 with more than one display; those that are there already stay.
     void CreateVideoWnd();
     void UpdateChannelArray();
 
@@ -83,8 +83,12 @@ public:
     void SetSecondPanel(QWidget* panel);
     bool HasSecondPanel() const { return m_second != nullptr; }
     int GetDisplayCount() const { return HasSecondPanel() ? 2 : 1; }
-    // Brings the windows of the second display home. Whoever made the panel sees that it is no longer used.
+    // Brings the windows of the second display home; the controller of the displays takes the panel away.
     void LeaveMultiDisplay();
+    // Windows without a camera, hidden on the console, until the next layout.
+    void BringHome(QWidget& panel);
+    // The console or a panel changed its size: only places change.
+    void PlaceCells();
 
     // The console's size changed.
     void SetConsoleSize(int width, int height);

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <iterator>
+#include <memory>
+#include <mutex>
+#include <utility>
 
 namespace kvmon {
 
@@ -71,9 +74,10 @@ constexpr Row kEnglish[] = {
     {4003, "Logout"},
     {4004, "Page"},
     {4005, "Error"},
+    {4006, "Channel %u"},
     {4009, "No Permission"},
     {4010, "No Settings"},
-    {4006, "Channel %u"},
+    {4016, "The second display card cannot be detected."},
     {5000, "Right End"},
     {5001, "Left End"},
     {5002, "Up End"},
@@ -123,6 +127,11 @@ constexpr Row kEnglish[] = {
     {6241, "Playback"},
     {6242, "Multiple servers"},
     {6243, "Recorders"},
+    {6300,
+     "The snapshot is opened in another program, because this one may not save it to a folder of yours. Use "
+     "that "
+     "program to save it."},
+    {6301, "Do not show this again"},
     {6400, "Edit presets..."},
     {6401, "Presets"},
     {6402, "No."},
@@ -147,12 +156,85 @@ constexpr Row kEnglish[] = {
     {57426, "Take snapshot failed(%d.%d)."},
 };
 
+const Row* FindRow(std::uint32_t id) {
+    const auto row = std::lower_bound(std::begin(kEnglish), std::end(kEnglish), id,
+                                      [](const Row& a, std::uint32_t b) { return a.id < b; });
+    return row != std::end(kEnglish) && row->id == id ? row : nullptr;
+}
+
+class LoadedModule {
+public:
+    std::shared_ptr<const LanguageModule> Get() const {
+        const std::lock_guard lock(m_mutex);
+        return m_module;
+    }
+    void Set(std::shared_ptr<const LanguageModule> module) {
+        const std::lock_guard lock(m_mutex);
+        m_module = std::move(module);
+    }
+
+private:
+    mutable std::mutex m_mutex;
+    std::shared_ptr<const LanguageModule> m_module;
+};
+
+LoadedModule& Loaded() {
+    static LoadedModule loaded;
+    return loaded;
+}
+
 }  // namespace
 
 std::string LoadString(std::uint32_t id) {
-    const auto row = std::lower_bound(std::begin(kEnglish), std::end(kEnglish), id,
-                                      [](const Row& a, std::uint32_t b) { return a.id < b; });
-    return row != std::end(kEnglish) && row->id == id ? row->text : "";
+    const Row* const row = FindRow(id);
+    if (row == nullptr) {
+        return {};
+    }
+    const auto module = Loaded().Get();
+    if (module == nullptr) {
+        return row->text;
+    }
+    const auto found = module->texts.find(id);
+    return found != module->texts.end() ? found->second : row->text;
+}
+
+void UseLanguageModule(std::shared_ptr<const LanguageModule> module) {
+    if (module == nullptr) {
+        Loaded().Set(nullptr);
+        return;
+    }
+    auto usable = std::make_shared<LanguageModule>(*module);
+    std::erase_if(usable->texts, [](const auto& entry) {
+        const Row* const row = FindRow(entry.first);
+        return row == nullptr || FormatPlaces(row->text) != FormatPlaces(entry.second);
+    });
+    Loaded().Set(std::move(usable));
+}
+
+std::vector<std::uint32_t> StringIds() {
+    std::vector<std::uint32_t> ids;
+    std::transform(std::begin(kEnglish), std::end(kEnglish), std::back_inserter(ids),
+                   [](const Row& row) { return row.id; });
+    return ids;
+}
+
+std::string EnglishString(std::uint32_t id) {
+    const Row* const row = FindRow(id);
+    return row != nullptr ? row->text : "";
+}
+
+std::string FormatPlaces(std::string_view text) {
+    std::string places;
+    for (std::size_t i = text.find('%'); i != std::string_view::npos; i = text.find('%', i)) {
+        // A per cent sign with nothing to fill ("100 %") counts too: it must stay what it is.
+        const std::size_t end = text.find_first_not_of("0123456789.-+#", i + 1);
+        if (end == std::string_view::npos) {
+            return places + '%';
+        }
+        places.append(text.substr(i, end + 1 - i));
+        i = end + 1;
+    }
+    return places;
 }
 
 }  // namespace kvmon
