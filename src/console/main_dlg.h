@@ -67,6 +67,7 @@ public:
     CameraList& Cameras() { return m_cameras; }
     const CameraList& Cameras() const { return m_cameras; }
     ConsoleControls& Controls() { return m_controls; }
+    CellMenu& Menu() { return m_cellMenu; }
     const ConsoleOptions& Options() const { return m_options; }
     // The settings key of this session; empty until the first server told its name.
     const std::string& KeyName() const { return m_strKeyName; }
