@@ -67,6 +67,8 @@ public:
     void SetStreamProfiles(std::vector<StreamProfile> profiles);
     // The size of the recorder's stream that the user wants instead of the view's; 0 x 0 for the view's.
     void SetFixSizeServer(int cx, int cy);
+    ClassSize GetFixSizeServer() const;
+    std::vector<StreamProfile> GetStreamProfiles() const;
     // This user may steer the camera.
     void SetPtzEnabled(bool bEnabled);
 

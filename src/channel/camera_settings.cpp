@@ -219,6 +219,16 @@ void CBaseCamera::SetFixSizeServer(int cx, int cy) {
     }
 }
 
+ClassSize CBaseCamera::GetFixSizeServer() const {
+    const std::lock_guard lock(m_core->m_cs);
+    return {m_core->m_FixSizeServer.cx, m_core->m_FixSizeServer.cy};
+}
+
+std::vector<StreamProfile> CBaseCamera::GetStreamProfiles() const {
+    const std::lock_guard lock(m_core->m_cs);
+    return m_core->m_StreamProfiles;
+}
+
 void CBaseCamera::SetPtzEnabled(bool bEnabled) {
     const std::lock_guard lock(m_core->m_cs);
     m_core->m_bPtzEnabled = bEnabled;

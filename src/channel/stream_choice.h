@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -18,5 +19,18 @@ struct StreamProfile {
 // is no choice.
 std::int32_t SelectStreamId(std::span<const StreamProfile> profiles, bool bDigitalZoom,
                             std::uint64_t nPixels);
+
+// The picture that a size class stands for in the choice of a size.
+struct ClassSize {
+    int cx = 0;
+    int cy = 0;
+};
+
+// As the list of sizes shows a stream: "VGA[name]", and its picture. Nothing for a class out of range.
+std::string StreamSizeText(const StreamProfile& profile);
+std::optional<ClassSize> StreamClassSize(const StreamProfile& profile);
+// The entry that the list begins at: the first that a wanted size exceeds by no more than two fifths; -1 for
+// none.
+int PreselectStream(std::span<const StreamProfile> profiles, std::uint64_t nPixels);
 
 }  // namespace kvmon

@@ -70,6 +70,7 @@ public:
     const CameraList& Cameras() const { return m_cameras; }
     ConsoleControls& Controls() { return m_controls; }
     OptionsCommand& OptionsDialogs() { return m_optionsCommand; }
+    CellMenu& Menu() { return m_cellMenu; }
     const ConsoleOptions& Options() const { return m_options; }
     void SetOptions(const ConsoleOptions& options) { m_options = options; }
     // The settings key of this session; empty until the first server told its name.

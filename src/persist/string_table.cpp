@@ -215,6 +215,8 @@ constexpr Row kEnglish[] = {
     {6412, "The preset is being deleted..."},
     {6413, "The camera goes to the preset to store it under its new name..."},
     {6414, "Name:"},
+    {6420, "As large as the picture on the screen"},
+    {6421, "Stream size"},
     {57349, "Error sequential interval. (The interval must be %d - %d sec.)"},
     {57350, "Invalid channel numbers. (The number must be %d - %d)"},
     {57397, "Server disconnected"},
