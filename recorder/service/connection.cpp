@@ -3,6 +3,8 @@
 #include <asio/post.hpp>
 #include <asio/write.hpp>
 
+#include <iostream>
+
 namespace kvrecorder {
 namespace {
 
@@ -54,7 +56,8 @@ void Connection::Start() {
 
 void Connection::Changed(Change change) {
     asio::post(socket_.get_executor(), [self = shared_from_this(), change] {
-        if (self->mode_ == Mode::Stream && change == Change::Configuration) {
+        const bool lasting = self->mode_ == Mode::Stream || self->mode_ == Mode::Talk;
+        if (lasting && change == Change::Configuration) {
             self->CheckRight();
         }
         // A change of the configuration makes clients read the state too.
@@ -76,6 +79,12 @@ void Connection::Shutdown() {
             self->NextLine();
         }
     });
+}
+
+void Connection::Abandon() {
+    subscription_.reset();
+    sound_.reset();
+    talk_.reset();
 }
 
 void Connection::Close() {
@@ -101,6 +110,10 @@ void Connection::OnRead(const std::error_code& error, std::size_t count) {
         }
         return;
     }
+    if (mode_ == Mode::Talk) {
+        Hear({input_.data(), count});
+        return;
+    }
     if (mode_ != Mode::Head) {
         Read();  // keep-alive bytes of notification connections, and whatever else: dropped
         return;
@@ -115,7 +128,9 @@ void Connection::OnRead(const std::error_code& error, std::size_t count) {
             Serve(Refuse(400));
             break;
     }
-    if (mode_ != Mode::Closed) {
+    if (mode_ == Mode::Talk) {
+        Hear(head_.Behind());
+    } else if (mode_ != Mode::Closed) {
         Read();
     }
 }
@@ -155,6 +170,13 @@ void Connection::Serve(Reply reply) {
         case ReplyKind::Notify:
             mode_ = Mode::Notify;
             break;
+        case ReplyKind::Talk:
+            reply_ = reply;
+            if (!BeginTalk(reply.channel)) {
+                reply = Refuse(503);
+            }
+            mode_ = talk_ ? Mode::Talk : Mode::Document;
+            break;
     }
     if (mode_ == Mode::Stream) {
         reply_.channel = reply.channel;
@@ -164,6 +186,8 @@ void Connection::Serve(Reply reply) {
         if (!subscription_) {
             reply = Refuse(404);
             mode_ = Mode::Document;
+        } else {
+            SubscribeSound();
         }
     }
     outText_ = MakeReplyHead(reply) + reply.body;
@@ -174,8 +198,34 @@ void Connection::Serve(Reply reply) {
 }
 
 void Connection::Subscribe(int channel, int stream) {
-    auto wake = [queue = queue_, weak = weak_from_this(),
-                 executor = socket_.get_executor()](const PacketPtr& packet) {
+    subscription_ = host_.model.Hub().Subscribe(channel, stream, MakeSink());
+}
+
+// For those who may hear it. A channel whose sound cannot be made is a silent one.
+void Connection::SubscribeSound() {
+    const SnapshotPtr state = host_.model.Current();
+    const Channel* channel = state->Configured(reply_.channel);
+    const User* user = state->Authorize(user_, password_);
+    std::optional<SoundConfig> wanted;
+    if (channel && channel->config.audio && user && user->Has(Right::Audio, reply_.channel)) {
+        wanted = channel->config.sound;
+    }
+    if (wanted == heard_) {
+        return;
+    }
+    sound_.reset();
+    heard_ = wanted;
+    try {
+        sound_ = wanted ? host_.sounds.Subscribe(reply_.channel, *wanted, MakeSink()) : nullptr;
+    } catch (const std::runtime_error& failure) {
+        std::cerr << "kvrecorder: channel " << reply_.channel << " is silent: " << failure.what()
+                  << std::endl;
+    }
+}
+
+std::function<void(const PacketPtr&)> Connection::MakeSink() {
+    return [queue = queue_, weak = weak_from_this(),
+            executor = socket_.get_executor()](const PacketPtr& packet) {
         if (!queue->Push(packet)) {
             return;
         }
@@ -186,7 +236,36 @@ void Connection::Subscribe(int channel, int stream) {
             }
         });
     };
-    subscription_ = host_.model.Hub().Subscribe(channel, stream, std::move(wake));
+}
+
+bool Connection::BeginTalk(int channel) {
+    const SnapshotPtr state = host_.model.Current();
+    talkStalls_ = state->server.talkStalls;
+    if (talkStalls_) {
+        // So that the client notices early.
+        std::error_code ignored;
+        socket_.set_option(asio::socket_base::receive_buffer_size(4096), ignored);
+    }
+    try {
+        talk_ = host_.talks.Begin(channel, user_, state->server.talkFolder, [weak = weak_from_this()] {
+            if (const auto self = weak.lock()) {
+                self->Close();
+            }
+        });
+    } catch (const std::exception&) {
+        talk_.reset();
+    }
+    return talk_ != nullptr;
+}
+
+// Reads on unless the configuration wants a recorder that does not.
+void Connection::Hear(std::string_view bytes) {
+    talk_->Hear(bytes);
+    if (talkStalls_) {
+        return;
+    }
+    SetDeadline(std::chrono::steady_clock::now() + host_.timing.talk);
+    Read();
 }
 
 void Connection::Write() {
@@ -236,6 +315,9 @@ void Connection::Next() {
         case Mode::Notify:
             NextLine();
             break;
+        case Mode::Talk:
+            SetDeadline(std::chrono::steady_clock::now() + host_.timing.talk);
+            break;
         case Mode::Head:
         case Mode::Delay:
         case Mode::Linger:
@@ -251,6 +333,10 @@ void Connection::NextRecord() {
     }
     const auto head = MakeRecordHead(*outPacket_, recordNumber_++);
     outText_.assign(head.begin(), head.end());
+    if (outPacket_->IsSound()) {
+        const auto block = MakeSoundBlock(*outPacket_);
+        outText_.append(block.begin(), block.end());
+    }
     Write();
 }
 
@@ -320,8 +406,11 @@ void Connection::ArmDeadline() {
 void Connection::CheckRight() {
     const SnapshotPtr state = host_.model.Current();
     const User* user = state->Authorize(user_, password_);
-    if (!user || !user->Has(Right::Monitor, reply_.channel) || !state->Configured(reply_.channel)) {
+    const Right right = mode_ == Mode::Talk ? Right::Talk : Right::Monitor;
+    if (!user || !user->Has(right, reply_.channel) || !state->Configured(reply_.channel)) {
         DoClose();
+    } else if (mode_ == Mode::Stream) {
+        SubscribeSound();
     }
 }
 
@@ -332,6 +421,8 @@ void Connection::DoClose() {
     mode_ = Mode::Closed;
     // Waits for a picture that is on its way to the queue, and never for this connection.
     subscription_.reset();
+    sound_.reset();
+    talk_.reset();
     deadlineTimer_.cancel();
     pause_.cancel();
     std::error_code ignored;

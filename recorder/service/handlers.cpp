@@ -72,6 +72,18 @@ Reply GetStream(const HandlerInput& input) {
     });
 }
 
+Reply PutAudioStream(const HandlerInput& input) {
+    return ForChannel(input, "ch", Right::Talk, [](int number, const Channel& channel) {
+        if (!channel.config.talk) {
+            return Refuse(404);
+        }
+        Reply reply;
+        reply.kind = ReplyKind::Talk;
+        reply.channel = number;
+        return reply;
+    });
+}
+
 Reply Notify(const HandlerInput&) {
     Reply reply;
     reply.kind = ReplyKind::Notify;
@@ -144,7 +156,7 @@ Reply Logo(const HandlerInput&) {
     return LogoJpeg().empty() ? Refuse(404) : MakeDocument("image/jpeg", LogoJpeg());
 }
 
-constexpr std::array<Route, 11> kRoutes = {{
+constexpr std::array<Route, 12> kRoutes = {{
     {"get_init_info.cgi", Place::Folder, false, InitInfo},
     {"get_ext_info.cgi", Place::Folder, false, ExtInfo},
     {"z_status.cgi", Place::Folder, false, Status},
@@ -152,6 +164,7 @@ constexpr std::array<Route, 11> kRoutes = {{
     {"zcapabilities.cgi", Place::Anywhere, false, Capabilities},
     {"notify.cgi", Place::Anywhere, false, Notify},
     {"getstream.cgi", Place::Anywhere, false, GetStream},
+    {"putaudiostream.cgi", Place::Anywhere, false, PutAudioStream},
     {"param.cgi", Place::Anywhere, false, Param},
     {"ptz.cgi", Place::Anywhere, false, Ptz},
     {"logout.cgi", Place::Anywhere, false, Logout},

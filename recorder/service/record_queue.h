@@ -1,10 +1,11 @@
-// Pictures that wait for one watcher's socket.
+// Pictures and sound that wait for one watcher's socket.
 #pragma once
 
 #include <array>
 #include <cstdint>
 #include <deque>
 #include <mutex>
+#include <span>
 
 #include "media/media_hub.h"
 #include "wire/frame_header.h"
@@ -20,6 +21,8 @@ public:
     static constexpr std::size_t kMaxRecords = 1024;
     // A key picture throws away what waits before it when that reaches back further than this.
     static constexpr std::int64_t kMaxLagMs = 1500;
+    // Of more sound that waits the oldest is lost: a second of it.
+    static constexpr std::size_t kMaxSounds = 25;
 
     // True if the taker found the queue empty before and must be woken.
     bool Push(const PacketPtr& packet);
@@ -32,11 +35,15 @@ public:
 
 private:
     void Clear();
+    bool PushSound(const PacketPtr& packet);
+    bool Take(const PacketPtr& packet);
 
     mutable std::mutex mutex_;
     std::deque<PacketPtr> packets_;
     std::size_t bytes_ = 0;
+    std::size_t sounds_ = 0;
     std::uint64_t dropped_ = 0;
+    bool begun_ = false;  // had a picture: no sound goes out before
     bool waitKey_ = true;
     bool idle_ = true;
 };
@@ -44,5 +51,7 @@ private:
 // The head that stands before a picture's bytes on the wire. Of the eight words that clients do not read,
 // the first two carry the picture's time in milliseconds and the third its number on this connection.
 std::array<char, wire::kFrameHeaderSize> MakeRecordHead(const Packet& packet, std::uint32_t number);
+// What stands between the head of a sound and its bytes.
+std::array<char, wire::kAudioReserved> MakeSoundBlock(const Packet& packet);
 
 }  // namespace kvrecorder

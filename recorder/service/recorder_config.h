@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "media/media_hub.h"
+#include "media/sound_source.h"
 
 namespace kvrecorder {
 
@@ -84,7 +85,9 @@ struct ChannelConfig {
     SourceConfig source;
     CameraConfig camera;
     StatusDigits status = {8, 0, 0, 0};
-    bool audio = false;  // tells clients that the channel has sound
+    bool audio = false;  // the channel has sound
+    SoundConfig sound;
+    bool talk = false;  // clients may speak to it
     std::vector<std::string> presets;
 };
 
@@ -95,8 +98,10 @@ struct ServerConfig {
     std::string version = "4.0.0";
     std::string build = "1";
     std::string diskFolder = ".";
+    std::string talkFolder;  // of what clients said; empty: it is not kept
     CgiRoot root = CgiRoot::Both;
-    int delayMs = 0;  // before every reply
+    int delayMs = 0;          // before every reply
+    bool talkStalls = false;  // takes nothing of what clients say
     int maxConnections = 512;
 };
 
