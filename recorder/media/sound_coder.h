@@ -27,7 +27,7 @@ public:
     virtual std::vector<std::uint8_t> Encode(std::span<const std::int16_t> samples) = 0;
 };
 // Throws std::runtime_error if the library has no such coder.
-std::unique_ptr<SoundEncoder> CreateSoundEncoder(const SoundConfig& config, std::size_t blockSamples);
+std::unique_ptr<SoundEncoder> CreateSoundEncoder(const SoundConfig& config);
 
 class SoundDecoder {
 public:

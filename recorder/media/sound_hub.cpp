@@ -24,7 +24,7 @@ public:
           source_(CreateSoundSource(channel, config)),
           samples_(static_cast<std::size_t>(config.rate) * static_cast<std::size_t>(kBlockTime.count()) /
                    1'000'000),
-          encoder_(CreateSoundEncoder(config, samples_.size())) {}
+          encoder_(CreateSoundEncoder(config)) {}
 
     bool Is(int channel, const SoundConfig& config) const { return channel == channel_ && config == config_; }
     StreamFeed& Feed() { return feed_; }
@@ -57,7 +57,7 @@ private:
         begun_ = due_ = now;
         next_ = 0;
         // Its first listener's decoder begins with it.
-        encoder_ = CreateSoundEncoder(config_, samples_.size());
+        encoder_ = CreateSoundEncoder(config_);
     }
 
     void Give() {

@@ -166,6 +166,7 @@ void CSendSoundDlg::StartSend() {
     m_session->Begin(m_ending.empty() ? nullptr : m_ending.back().get());
     if (!m_wait->IsOpen()) {
         hide();
+        m_meter->SetPos(0);
         m_wait->SetText(LoadString(kTextConnecting));
         m_wait->Open(true);
     }
@@ -183,7 +184,6 @@ void CSendSoundDlg::OnWaitClosed(int result) {
 }
 
 void CSendSoundDlg::ShowDialog() {
-    m_meter->SetPos(0);
     ShowState(FillPattern(LoadString(kTextTalkingTo), {DisplayLine(m_camera->GetCameraName())}), false);
     adjustSize();
     if (m_owner != nullptr) {
