@@ -285,6 +285,16 @@ void ReadSound(TableReader& reader, SoundConfig& sound) {
     }
 }
 
+void ReadPtz(TableReader& reader, ChannelConfig& channel) {
+    reader.Flag("steerable", channel.ptz.steerable);
+    if (channel.ptz.steerable && !channel.source.file.empty()) {
+        reader.Fail("steerable", "only a generated scene can be steered");
+    }
+    reader.Flag("preset_names", channel.ptz.presetNames);
+    reader.Number("delay_ms", channel.ptz.delayMs, 0, kMaxPtzDelayMs);
+    reader.Word("reply", channel.ptz.reply, kPtzReplies);
+}
+
 ChannelConfig ReadChannel(TableReader& reader) {
     ChannelConfig channel;
     reader.Text("name", channel.name, kMaxNameBytes);
@@ -297,6 +307,7 @@ ChannelConfig ReadChannel(TableReader& reader) {
     if (!channel.source.file.empty()) {
         channel.source.file = reader.Resolve(channel.source.file);
     }
+    reader.Flag("watch_motion", channel.source.watchMotion);
     reader.Tables("streams", 8,
                   [&](TableReader& stream) { channel.source.streams.push_back(ReadStream(stream)); });
     reader.Table("camera", [&](TableReader& camera) { ReadCamera(camera, channel.camera); });
@@ -310,8 +321,25 @@ ChannelConfig ReadChannel(TableReader& reader) {
     reader.Flag("audio", channel.audio);
     reader.Table("sound", [&](TableReader& sound) { ReadSound(sound, channel.sound); });
     reader.Flag("talk", channel.talk);
-    channel.presets = reader.Texts("presets", kMaxPresets, 99);
+    channel.presets = reader.Texts("presets", kMaxPresets, kMaxPresetBytes);
+    reader.Table("ptz", [&](TableReader& ptz) { ReadPtz(ptz, channel); });
     return channel;
+}
+
+void ReadRecording(TableReader& reader, ServerConfig& server) {
+    RecordingConfig& recording = server.recording;
+    reader.Text("recordings", recording.folder, 4096);
+    if (!recording.folder.empty()) {
+        recording.folder = reader.Resolve(recording.folder);
+    } else if (!server.stateFolder.empty()) {
+        recording.folder = server.stateFolder + "/recordings";
+    }
+    int limit = static_cast<int>(recording.limitMb);
+    int free = static_cast<int>(recording.minFreeMb);
+    reader.Number("recordings_limit_mb", limit, 1, 100'000'000);
+    reader.Number("min_free_mb", free, 0, 100'000'000);
+    recording.limitMb = static_cast<std::uint64_t>(limit);
+    recording.minFreeMb = static_cast<std::uint64_t>(free);
 }
 
 void ReadAll(TableReader& reader, RecorderConfig& config) {
@@ -326,10 +354,21 @@ void ReadAll(TableReader& reader, RecorderConfig& config) {
         if (!config.server.talkFolder.empty()) {
             config.server.talkFolder = server.Resolve(config.server.talkFolder);
         }
+        server.Text("state", config.server.stateFolder, 4096);
+        if (!config.server.stateFolder.empty()) {
+            config.server.stateFolder = server.Resolve(config.server.stateFolder);
+        }
+        ReadRecording(server, config.server);
+        server.Text("map", config.server.mapFile, 4096);
+        if (!config.server.mapFile.empty()) {
+            config.server.mapFile = server.Resolve(config.server.mapFile);
+        }
+        server.Text("map_title", config.server.mapTitle, 249);
         server.Number("max_connections", config.server.maxConnections, 8, 4096);
     });
     reader.Table("faults", [&](TableReader& faults) {
         faults.Word("root", config.server.root, kRoots);
+        faults.Word("disk", config.server.diskFault, kDiskFaults);
         faults.Number("delay_ms", config.server.delayMs, 0, 60000);
         faults.Flag("talk_stalls", config.server.talkStalls);
     });

@@ -75,7 +75,7 @@ public:
     std::size_t Queued() const { return queue_->Bytes(); }
 
 private:
-    enum class Mode { Head, Delay, Document, Stream, Notify, Talk, Linger, Closed };
+    enum class Mode { Head, Delay, Document, Stream, Notify, Silence, Talk, Linger, Closed };
     using TimePoint = std::chrono::steady_clock::time_point;
 
     void Read();
@@ -83,7 +83,8 @@ private:
     void OnHead();
     void Serve(Reply reply);
     void Begin(const Reply& reply);
-    void Subscribe(int channel, int stream);
+    void Subscribe(const Channel& channel);
+    void FollowSource();
 
     void SubscribeSound();
     std::function<void(const PacketPtr&)> MakeSink();
@@ -112,6 +113,7 @@ private:
     std::string user_;
     std::string password_;
     Reply reply_;
+    std::string who_;  // has this notification line
 
     std::shared_ptr<RecordQueue> queue_ = std::make_shared<RecordQueue>();
     std::unique_ptr<Subscription> subscription_;
@@ -119,6 +121,7 @@ private:
     std::optional<SoundConfig> heard_;  // what sound_ is of
     std::unique_ptr<Talk> talk_;
     bool talkStalls_ = false;
+    int sourceNumber_ = 0;
     std::uint32_t recordNumber_ = 0;
 
     // What is being written: text, then a picture.

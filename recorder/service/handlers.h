@@ -15,6 +15,7 @@ enum class ReplyKind {
     Stream,    // records of a channel's stream
     Notify,    // a line for each change
     Talk,      // takes the client's sound
+    Silence,   // nothing, until the client gives up
 };
 
 struct Reply {
@@ -24,6 +25,9 @@ struct Reply {
     std::string body;
     int channel = 0;  // of a stream
     int stream = 0;
+    std::string who;     // opened a notification line
+    int delayMs = 0;     // before all of it
+    bool brief = false;  // a header of two lines: clients count them
 };
 
 // A refusal with its standard words as body.
@@ -36,6 +40,8 @@ struct HandlerInput {
     const HttpRequest& request;
     const Snapshot& state;
     const User& user;
+    RecorderModel& model;
+    std::string_view peer;  // the client's address
 };
 
 enum class Place {
@@ -54,6 +60,6 @@ struct Route {
 std::span<const Route> Routes();
 
 // Finds the route, checks the user and runs the handler; never throws.
-Reply Answer(const HttpRequest& request, const Snapshot& state);
+Reply Answer(const HttpRequest& request, const Snapshot& state, RecorderModel& model, std::string_view peer);
 
 }  // namespace kvrecorder

@@ -23,7 +23,7 @@ bool RecordQueue::Push(const PacketPtr& packet) {
     }
     const auto oldest = std::find_if(packets_.begin(), packets_.end(),
                                      [](const PacketPtr& waiting) { return !waiting->IsSound(); });
-    const bool late = oldest != packets_.end() && packet->timeMs - (*oldest)->timeMs > kMaxLagMs;
+    const bool late = oldest != packets_.end() && packet->timeMs - (*oldest)->timeMs > maxLagMs_;
     if (packet->key && late) {
         Clear();
     }
@@ -67,6 +67,12 @@ bool RecordQueue::Take(const PacketPtr& packet) {
     const bool wake = idle_;
     idle_ = false;
     return wake;
+}
+
+void RecordQueue::Restart() {
+    const std::lock_guard lock(mutex_);
+    Clear();
+    waitKey_ = true;
 }
 
 PacketPtr RecordQueue::Pop() {

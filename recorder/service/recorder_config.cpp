@@ -7,6 +7,10 @@
 namespace kvrecorder {
 namespace {
 
+// The first of every four demonstration channels can be steered.
+constexpr int kDemoSteerable = 0;
+// The second and the seventh of ten have scenes in which motion comes and goes.
+constexpr int kDemoWatched = 1;
 struct DemoSound {
     bool audio;
     SoundFormat format;
@@ -60,6 +64,11 @@ std::vector<ChannelConfig> DemoChannels(int count) {
         channel.sound.rate = sound.rate;
         channel.sound.bits = sound.bits;
         channel.talk = sound.talk;
+        if (i % 4 == kDemoSteerable) {
+            channel.ptz.steerable = true;
+            channel.presets = {"Left side", "Right side", "Middle"};
+        }
+        channel.source.watchMotion = i % 5 == kDemoWatched;
         channels.push_back(std::move(channel));
     }
     return channels;

@@ -7,7 +7,6 @@
 #include "console/main_dlg.h"
 #include "console/send_sound_dlg.h"
 #include "persist/log_file.h"
-#include "persist/string_table.h"
 #include "persist/utilities.h"
 #include "platform/clock.h"
 
@@ -15,8 +14,6 @@ namespace kvmon {
 
 namespace {
 
-constexpr std::uint32_t kTextTurnOn = 3530;
-constexpr std::uint32_t kTextTurnOff = 3531;
 // A machine without an output is looked at again after this, at the next refresh.
 constexpr std::uint64_t kNextProbeMs = 10000;
 
@@ -44,10 +41,10 @@ bool AudioPanel::IsAudioChecked() const {
 }
 
 // Asks the system's sound service on a thread, as that may take long; the answer comes with a refresh.
-void AudioPanel::ProbeOutput() {
+bool AudioPanel::HasOutput() {
     const std::uint64_t now = SystemClock().TickMs();
     if (*m_outputExists || now < m_nextProbe || !m_probe.Wait(Milliseconds(0))) {
-        return;
+        return *m_outputExists;
     }
     m_nextProbe = now + kNextProbeMs;
     m_probe.Start("sound-probe", [exists = m_outputExists, console = m_dlg.Handle()] {
@@ -56,23 +53,7 @@ void AudioPanel::ProbeOutput() {
             console.Post(WM_COMMAND, kCmdRefreshControls, 0);
         }
     });
-}
-
-bool AudioPanel::CanHearAny() const {
-    for (int n = 0; n < m_dlg.Cameras().GetCount(); ++n) {
-        const auto camera = m_dlg.Cameras().GetCameraByChannel(n);
-        if (camera && camera->IsSupportAudio() && camera->IsStreamRunning()) {
-            return true;
-        }
-    }
     return false;
-}
-
-void AudioPanel::Refresh() {
-    ProbeOutput();
-    m_dlg.Controls().SetShown(kCtlAudio, *m_outputExists && CanHearAny());
-    const auto camera = m_dlg.View().Cells().GetActiveCamera();
-    m_dlg.Controls().SetShown(kCtlTalk, camera && camera->CanTalk());
 }
 
 void AudioPanel::Sync() {
@@ -105,13 +86,6 @@ void AudioPanel::CloseTalk() {
     if (m_talk) {
         m_talk->Cancel();
     }
-}
-
-std::string AudioPanel::TipText(int id) const {
-    if (id != kCtlAudio) {
-        return {};
-    }
-    return LoadString(m_dlg.Controls().IsPressed(kCtlAudio) ? kTextTurnOff : kTextTurnOn);
 }
 
 }  // namespace kvmon

@@ -5,14 +5,12 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <string>
 
 #include "audio/microphone.h"
 #include "platform/worker.h"
 
 namespace kvmon {
 
-class CBaseCamera;
 class CMainDlg;
 class CSendSoundDlg;
 
@@ -26,15 +24,13 @@ public:
     void LoadSettings(bool bEnableAudio);
     // The audio button exists and is pressed.
     bool IsAudioChecked() const;
-    // Command 1757: the audio button if some camera can be heard, the talk button if the active one hears.
-    void Refresh();
+    // This machine can play sound, as far as is known; when that changes, a refresh of the controls comes.
+    bool HasOutput();
     // Lets the active window's camera be heard if the button is pressed, and no other: one camera plays at a
     // time. All others fall silent first.
     void Sync();
     // Command 1753.
     void OnTalk();
-    // What the audio button would do; empty for another control.
-    std::string TipText(int id) const;
     // The session is over, and talk-back with it.
     void CloseTalk();
 
@@ -43,9 +39,6 @@ public:
     void SetMicrophone(MicrophoneFactory factory) { m_microphone = std::move(factory); }
 
 private:
-    void ProbeOutput();
-    bool CanHearAny() const;
-
     CMainDlg& m_dlg;
     // Set by the probe, which may outlive this.
     const std::shared_ptr<std::atomic<bool>> m_outputExists = std::make_shared<std::atomic<bool>>(false);

@@ -3,14 +3,15 @@
 #include <QtGui/QCursor>
 #include <QtGui/QKeyEvent>
 #include <QtWidgets/QComboBox>
-#include <QtWidgets/QMessageBox>
 #include <algorithm>
 #include <cstdio>
 
 #include "channel/base_camera.h"
 #include "channel/channel_messages.h"
 #include "channel/video_wnd.h"
+#include "console/message_box.h"
 #include "console/snapshot_command.h"
+#include "console/view_commands.h"
 #include "console/wait_dialog.h"
 #include "console/widget_style.h"
 #include "persist/log_file.h"
@@ -21,7 +22,6 @@
 #include "server/server_messages.h"
 #include "skin/input_messages.h"
 #include "skin/palette.h"
-#include "skin/plain_text.h"
 #include "skin/skin_messages.h"
 #include "skin/xskin_od_button.h"
 #include "skin/xskin_static.h"
@@ -31,7 +31,7 @@ namespace kvmon {
 namespace {
 
 constexpr int kSweepPeriodMs = 10000;
-constexpr QRect kPageComboPlace(825, 267, 968 - 825, 24);
+constexpr QRect kPageComboPlace(825, 267, 941 - 825, 24);
 
 }  // namespace
 
@@ -58,6 +58,7 @@ CMainDlg::~CMainDlg() {
 
 void CMainDlg::OnInitDialog() {
     CreateControls(ControlTable(), LoadString);
+    CreateControls(ToolTable(), LoadString);
     AddControl(kCtlPageCombo, &m_view.Combo(), kPageComboPlace);
     m_controls.SetListener([this](int id, const ConsoleControls::State& state) { ShowControl(id, state); });
     SetStaticColour(kCtlServerName, palette::kCaptionWhite);
@@ -88,20 +89,28 @@ void CMainDlg::ShowControl(int id, const ConsoleControls::State& state) {
 }
 
 // A click has turned the checks on the screen: the states follow.
-int CMainDlg::OnSkinODButtonNotify(int, int, LParam) {
-    for (const SkinControlRow& row : ControlTable()) {
-        if (const auto* const button = dynamic_cast<CXSkinODButton*>(GetDlgItem(row.id))) {
-            m_controls.SetPressed(row.id, button->GetCheck() == BST_CHECKED);
+int CMainDlg::OnSkinODButtonNotify(int nId, int, LParam) {
+    for (const auto table : {ControlTable(), ToolTable()}) {
+        for (const SkinControlRow& row : table) {
+            if (const auto* const button = dynamic_cast<CXSkinODButton*>(GetDlgItem(row.id))) {
+                m_controls.SetPressed(row.id, button->GetCheck() == BST_CHECKED);
+            }
         }
+    }
+    if (nId == kCtlRecord) {
+        m_cameraControls.NoteRecordPress();
     }
     return 1;
 }
 
+// What the control does at present, and its key.
 bool CMainDlg::OnSkinToolTipNeedTextNotify(CXSkinODButton& button, std::string& text) {
-    if (std::string tip = m_audio.TipText(button.ControlId()); !tip.empty()) {
-        text = std::move(tip);
+    text = m_cameraControls.TipText(button.ControlId(), text);
+    const QString key = ShortcutName(button.ControlId());
+    if (!text.empty() && !key.isEmpty()) {
+        text += " (" + key.toStdString() + ")";
     }
-    return CXSkinDialog::OnSkinToolTipNeedTextNotify(button, text);
+    return !text.empty();
 }
 
 void CMainDlg::DestroyWindow() {
@@ -140,21 +149,30 @@ void CMainDlg::OnBtnLogout() {
 
 void CMainDlg::PressButton(int id) {
     m_controls.SetPressed(id, !m_controls.IsPressed(id));
+    if (id == kCtlRecord) {
+        m_cameraControls.NoteRecordPress();
+    }
     PostMessage(WM_COMMAND, static_cast<WParam>(id), 0);
+}
+
+void CMainDlg::PressMenuEntry(int id) {
+    m_ptz.ForgetPress();
+    PressButton(id);
 }
 
 void CMainDlg::LoadSettings() {
     m_options.Load(Registry(), m_strKeyName);
     m_view.LoadMaxViewMode(m_options.bMaxViewMode);
     m_controls.SetPressed(kCtlViewSize, m_options.bMaxViewMode);
+    m_sequential.SetInterval(m_options.dwSequentialInterval);
     m_audio.LoadSettings(m_options.bEnableAudio);
 }
 
 void CMainDlg::OnLogin() {
     const CKelvaraInfo* const first = GetServer(0);
     const bool bLoggedIn = first != nullptr && first->IsRunning();
-    if (!bLoggedIn) {
-        m_controls.SetPressed(kCtlSequential, false);
+    if (!bLoggedIn && (m_sequential.IsOn() || m_controls.IsPressed(kCtlSequential))) {
+        m_sequential.SetSequentialMode(false, true);
     }
     for (QObject* const child : children()) {
         auto* const widget = qobject_cast<QWidget*>(child);
@@ -162,8 +180,15 @@ void CMainDlg::OnLogin() {
             widget->setEnabled(bLoggedIn);
         }
     }
-    for (const SkinControlRow& row : ControlTable()) {
-        m_controls.SetEnabled(row.id, bLoggedIn);
+    for (const auto table : {ControlTable(), ToolTable()}) {
+        for (const SkinControlRow& row : table) {
+            m_controls.SetEnabled(row.id, bLoggedIn || row.id == kCtlLogout);
+        }
+    }
+    m_controls.SetPressed(kCtlLogout, bLoggedIn);
+    if (CXSkinODButton* const logout = GetButton(kCtlLogout)) {
+        logout->setEnabled(true);
+        logout->SetTipText(LoadString(bLoggedIn ? 4003 : 4002));
     }
 }
 
@@ -183,10 +208,7 @@ bool CMainDlg::IsWaitDialogShown() const {
 }
 
 void CMainDlg::ShowMessage(const std::string& text, const std::string& title) {
-    auto* const box = new QMessageBox(QMessageBox::Warning, QString::fromStdString(title), MarkupOf(text),
-                                      QMessageBox::Ok, this);
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->open();
+    OpenMessageBox(this, text, title);
 }
 
 void CMainDlg::SetStaticText(int id, const std::string& text) {
@@ -213,6 +235,15 @@ void CMainDlg::OnTimer(std::uint32_t id) {
         case kTimerLogin:
             m_session.OnLoginTimer();
             break;
+        case kTimerSequential:
+            m_sequential.OnSwitchTimer();
+            break;
+        case kTimerPrepare:
+            m_sequential.OnPrepareTimer();
+            break;
+        case kTimerManualRecording:
+            m_cameraControls.OnRecordingWaitEnd();
+            break;
         case kTimerHold:
             m_ptz.OnHoldTimer();
             break;
@@ -222,6 +253,7 @@ void CMainDlg::OnTimer(std::uint32_t id) {
             break;
         case kTimerStopping:
             m_session.OnStoppingTimer();
+            m_sequential.OnPrepareTimer();  // each tick goes on to that
             break;
         case kTimerPendingServers:
             m_binding.BuildView();
@@ -279,8 +311,14 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
         case WM_RBUTTONDOWN:
             m_view.ActivateWindowAt(QCursor::pos());
             break;
+        case WM_LBUTTONUP:
+            OnLButtonUp();
+            break;
         case WM_LBUTTONDBLCLK:
             OnDoubleClick();
+            break;
+        case WM_CONTEXTMENU:
+            m_cellMenu.Open(UnpackPoint(lParam));
             break;
         default:
             return CXSkinDialog::OnMessage(message, wParam, lParam);
@@ -302,6 +340,7 @@ void CMainDlg::OnCommand(int id) {
             m_site.NotifyGotoPage(1);
             break;
         case kCtlGotoPage2:
+            m_controls.SetShown(kCtlGotoPage2, false);
             m_site.NotifyGotoPage(2);
             break;
         case kCtlLogout:
@@ -316,6 +355,30 @@ void CMainDlg::OnCommand(int id) {
             m_view.SetMaxViewMode(m_controls.IsPressed(kCtlViewSize));
             update();
             break;
+        case kCtlMainMenu:
+            OnBtnMainMenu(*this);
+            break;
+        case kCtlPipSettings:
+            OpenPipSettings(*this);
+            break;
+        case kCtlLastStyle:
+            OnBtnChannelSetting(*this);
+            break;
+        case kCtlSequential:
+            m_sequential.OnBtnSequential();
+            break;
+        case kCtlSequentialInterval:
+            m_sequential.OpenIntervalDialog();
+            break;
+        case kCtlPageMenu:
+            m_sequential.OnBtnSequentialPage();
+            break;
+        case kCtlRecord:
+            m_cameraControls.OnBtnManualRecording();
+            break;
+        case kCtlPresetMenu:
+            m_cameraControls.OnBtnPresetMenu();
+            break;
         case kCtlAudio:
             m_audio.Sync();
             break;
@@ -326,11 +389,23 @@ void CMainDlg::OnCommand(int id) {
             TakeSnapshot(*this);
             break;
         case kCmdRefreshControls:
+            m_cameraControls.Refresh();
             m_ptz.Refresh();
-            m_audio.Refresh();
+            m_cellMenu.Refresh();
+            break;
+        case kCtlCameraHome:
+            OpenCameraHome(*this);
             break;
         default:
+            m_cellMenu.OnCommand(id);
             break;
+    }
+}
+
+// A click into the pictures ends the choice of a page.
+void CMainDlg::OnLButtonUp() {
+    if (m_view.Combo().hasFocus() && m_view.Cells().FindAt(QCursor::pos()) != nullptr) {
+        PostMessage(kMsgFocusStyleButton, 0, 0);
     }
 }
 
@@ -372,9 +447,31 @@ void CMainDlg::keyPressEvent(QKeyEvent* event) {
         case Qt::Key_Escape:
             event->accept();  // never a dialog's default
             break;
+        case Qt::Key_Menu:
+            m_cellMenu.OpenAtCell();
+            break;
         default:
-            CXSkinDialog::keyPressEvent(event);
+            if (event->key() == Qt::Key_F10 && event->modifiers() == Qt::ShiftModifier) {
+                m_cellMenu.OpenAtCell();
+                break;
+            }
+            if (!m_keys.OnKeyPress(*event)) {
+                CXSkinDialog::keyPressEvent(event);
+            }
     }
+}
+
+void CMainDlg::keyReleaseEvent(QKeyEvent* event) {
+    if (!m_keys.OnKeyRelease(*event)) {
+        CXSkinDialog::keyReleaseEvent(event);
+    }
+}
+
+bool CMainDlg::event(QEvent* event) {
+    if (event->type() == QEvent::WindowDeactivate) {
+        m_keys.ReleaseAll();  // their releases go elsewhere
+    }
+    return CXSkinDialog::event(event);
 }
 
 }  // namespace kvmon

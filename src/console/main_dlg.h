@@ -6,13 +6,17 @@
 
 #include "console/audio_panel.h"
 #include "console/busy_state.h"
+#include "console/camera_controls.h"
 #include "console/camera_list.h"
+#include "console/cell_menu.h"
 #include "console/client_site.h"
 #include "console/console_controls.h"
+#include "console/console_keys.h"
 #include "console/console_messages.h"
 #include "console/console_options.h"
 #include "console/console_session.h"
 #include "console/ptz_panel.h"
+#include "console/sequential_mode.h"
 #include "console/server_binding.h"
 #include "console/view_controller.h"
 #include "skin/xskin_dialog.h"
@@ -47,13 +51,18 @@ public:
 
     // Toggles the control's press, when there is one, and posts its command.
     void PressButton(int id);
+    // The same for the choice from a camera's menu.
+    void PressMenuEntry(int id);
 
     // --- what the parts of the console share
     ClientSite& Site() { return m_site; }
     ViewController& View() { return m_view; }
     ServerBinding& Binding() { return m_binding; }
     BusyState& Busy() { return m_busy; }
+    SequentialMode& Sequential() { return m_sequential; }
+    ConsoleKeys& Keys() { return m_keys; }
     CameraList& Cameras() { return m_cameras; }
+    const CameraList& Cameras() const { return m_cameras; }
     ConsoleControls& Controls() { return m_controls; }
     AudioPanel& Audio() { return m_audio; }
     const ConsoleOptions& Options() const { return m_options; }
@@ -86,12 +95,15 @@ protected:
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    void keyReleaseEvent(QKeyEvent* event) override;
+    bool event(QEvent* event) override;
 
 private:
     void OnCommand(int id);
     void OnDestroy();
     void OnDoubleClick();
     void SetStaticColour(int id, unsigned colour);
+    void OnLButtonUp();
     void ShowControl(int id, const ConsoleControls::State& state);
 
     ClientSite& m_site;
@@ -110,6 +122,10 @@ private:
     BusyState m_busy{*this};
     PtzPanel m_ptz{*this};
     AudioPanel m_audio{*this};
+    SequentialMode m_sequential{*this};
+    CameraControls m_cameraControls{*this};
+    CellMenu m_cellMenu{*this};
+    ConsoleKeys m_keys{*this};
     std::unique_ptr<WaitDialog> m_waitDialog;
 };
 

@@ -90,6 +90,14 @@ void ViewController::UpdateChannelArray() {
         m_dlg.ShowMessage(LoadString(3566), LoadString(5026));
     }
     m_orders.SetTotalCount(sum);
+    for (int id = StyleButtonId(VIEW_STYLE_6CH); id <= kCtlLastStyle; ++id) {
+        m_dlg.Controls().SetShown(id, sum >= kManyCameras);
+    }
+}
+
+// No selection counts as the first item.
+int ViewController::SelectedItem() const {
+    return m_combo->count() > 0 ? std::max(m_combo->currentIndex(), 0) : -1;
 }
 
 void ViewController::ViewStyleChanged(int style, bool bUpdateButtons, bool bForce) {
@@ -135,7 +143,7 @@ LayoutInput ViewController::MakeLayoutInput() {
         m_comboChannels.push_back(m_combo->itemData(i).toInt());
     }
     input.comboChannels = m_comboChannels;
-    input.comboSelection = m_combo->currentIndex();
+    input.comboSelection = SelectedItem();
     return input;
 }
 
@@ -252,8 +260,8 @@ bool ViewController::IsMonitorable(int channel) const {
 }
 
 int ViewController::GetSelectedChannel() const {
-    return CheckedStyle() == VIEW_STYLE_SINGLE_1CH && m_combo->currentIndex() >= 0
-               ? m_combo->currentData().toInt()
+    return CheckedStyle() == VIEW_STYLE_SINGLE_1CH && m_combo->count() > 0
+               ? m_combo->itemData(SelectedItem()).toInt()
                : -1;
 }
 

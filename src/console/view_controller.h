@@ -41,6 +41,12 @@ public:
     void RearrangeVideoWindowLocation();
     void InitPageComboBox(ViewStyle style);
     void OnSelchangePage();
+    // One step of sequential mode: the combo's next item, around its end.
+    void StepPage();
+    // As a user turns pages, around both ends; nothing when there is one page.
+    void TurnPage(int by);
+    // Starts the cameras of the page that comes next, without a window.
+    void PrepareNextPage();
 
     // Commands 1651 to 1658.
     void SelectStyle(ViewStyle style);
@@ -49,6 +55,7 @@ public:
     void SetMaxViewMode(bool on);
     // As SetMaxViewMode, before there is a view.
     void LoadMaxViewMode(bool on) { m_bMaxViewMode = on; }
+    bool IsMonitorable(int channel) const;
     bool IsMaxViewMode() const { return m_bMaxViewMode; }
     void ResetDisplayOrder();
 
@@ -95,7 +102,8 @@ private:
     void ShowCombo(bool bShow);
     void FillWithCameras();
     void FillWithPages(ViewStyle style);
-    bool IsMonitorable(int channel) const;
+    int SelectedItem() const;
+    void PrepareCamera(int channel, int window);
 
     CMainDlg& m_dlg;
     CellPool m_cells;

@@ -5,17 +5,9 @@
 #include "console/main_dlg.h"
 #include "control/auth_text.h"
 #include "control/help_url.h"
+#include "control/language_search.h"
 
 namespace kvmon {
-
-namespace {
-
-// The languages whose texts this program has: the ones it was built with.
-std::uint16_t FindLanguageModule(std::uint16_t) {
-    return kLanguageEnglish;
-}
-
-}  // namespace
 
 CTR450ClientImpl::CTR450ClientImpl() = default;
 
@@ -36,7 +28,7 @@ void CTR450ClientImpl::SetDefServerName(const std::string& name) {
 
 void CTR450ClientImpl::Create(WindowBase& window) {
     m_window = &window;
-    m_language = FindLanguageModule(m_language);
+    m_language = LoadLanguage(m_language);
     if (m_pMainDlg) {
         return;
     }
@@ -97,7 +89,7 @@ void CTR450ClientImpl::SwitchLanguage(std::uint16_t langid) {
     const bool bHadMainDlg = HasMainDlg();
     const QPointer<WindowBase> window = m_window;
     Destroy();
-    m_language = FindLanguageModule(langid);
+    m_language = LoadLanguage(langid);
     if (bHadMainDlg && window) {
         const QSize size = m_size;
         Create(*window);
