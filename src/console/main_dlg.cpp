@@ -135,6 +135,7 @@ void CMainDlg::DestroyWindow() {
 
 void CMainDlg::OnDestroy() {
     m_bClosing = true;
+    m_audio.CloseTalk();
     ReapRemovedServers(false);
     ReapRemovedCameras(false);
     KillTimer(kTimerSweep);
@@ -146,6 +147,7 @@ void CMainDlg::OnDestroy() {
 
 void CMainDlg::OnBtnLogout() {
     setCursor(Qt::WaitCursor);
+    m_audio.CloseTalk();
     m_view.LeaveMultiDisplay();
     m_session.CleanBrowserUserInfo();
     Logout(true);
@@ -172,16 +174,7 @@ void CMainDlg::LoadSettings() {
     m_view.LoadMaxViewMode(m_options.bMaxViewMode);
     m_controls.SetPressed(kCtlViewSize, m_options.bMaxViewMode);
     m_sequential.SetInterval(m_options.dwSequentialInterval);
-    m_controls.SetShown(kCtlAudio, true);
-    m_controls.SetPressed(kCtlAudio, m_options.bEnableAudio);
-}
-
-bool CMainDlg::IsAudioChecked() const {
-    const bool bPressed = m_controls.IsPressed(kCtlAudio);
-    Trace("CMainDlg::IsAudioChecked: m_pAudioButton->GetCheck()==BST_CHECKED=%s...\n", BoolText(bPressed));
-    const bool bExists = m_controls.Exists(kCtlAudio);
-    Trace("CMainDlg::IsAudioChecked: ::IsWindow(m_pAudioButton->GetSafeHwnd() )=%s...\n", BoolText(bExists));
-    return bPressed && bExists;
+    m_audio.LoadSettings(m_options.bEnableAudio);
 }
 
 void CMainDlg::OnLogin() {
@@ -423,7 +416,10 @@ void CMainDlg::OnCommand(int id) {
             m_cameraControls.OnBtnPresetMenu();
             break;
         case kCtlAudio:
-            SetAudio();
+            m_audio.Sync();
+            break;
+        case kCtlTalk:
+            m_audio.OnTalk();
             break;
         case kCtlSnapshot:
             m_snapshot.Take();
@@ -439,17 +435,6 @@ void CMainDlg::OnCommand(int id) {
         default:
             m_cellMenu.OnCommand(id);
             break;
-    }
-}
-
-// Sound for the active window's camera and none for the others: one camera plays at a time.
-void CMainDlg::SetAudio() {
-    const bool bOn = IsAudioChecked();
-    const auto active = m_view.Cells().GetActiveCamera();
-    for (int n = 0; n < m_cameras.GetCount(); ++n) {
-        if (const auto camera = m_cameras.GetCameraByChannel(n)) {
-            camera->SetPlayAudio(bOn && camera == active);
-        }
     }
 }
 

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "console/audio_panel.h"
 #include "console/busy_state.h"
 #include "console/camera_controls.h"
 #include "console/camera_list.h"
@@ -71,6 +72,7 @@ public:
     ConsoleControls& Controls() { return m_controls; }
     OptionsCommand& OptionsDialogs() { return m_optionsCommand; }
     CellMenu& Menu() { return m_cellMenu; }
+    AudioPanel& Audio() { return m_audio; }
     const ConsoleOptions& Options() const { return m_options; }
     void SetOptions(const ConsoleOptions& options) { m_options = options; }
     // The settings key of this session; empty until the first server told its name.
@@ -80,7 +82,7 @@ public:
     std::uint16_t GetLanguage() const { return m_language; }
 
     void LoadSettings();
-    bool IsAudioChecked() const;
+    bool IsAudioChecked() const { return m_audio.IsAudioChecked(); }
     // All enabling that follows the state of the first server.
     void OnLogin();
     void ShowWaitDialog(bool bShow);
@@ -109,7 +111,6 @@ private:
     void OnCommand(int id);
     void OnDestroy();
     void OnDoubleClick();
-    void SetAudio();
     void SetStaticColour(int id, unsigned colour);
     void OnLButtonUp();
     void ShowControl(int id, const ConsoleControls::State& state);
@@ -132,6 +133,7 @@ private:
     PtzPanel m_ptz{*this};
     SnapshotCommand m_snapshot{*this};
     ServerClock m_serverClock{*this};
+    AudioPanel m_audio{*this};
     SequentialMode m_sequential{*this};
     CameraControls m_cameraControls{*this};
     CellMenu m_cellMenu{*this};

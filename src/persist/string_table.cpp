@@ -17,7 +17,11 @@ struct Row {
 
 // Ascending, for the search.
 constexpr Row kEnglish[] = {
+    {1103, "The talking function is being used by another user. Please wait or click ¡§Cancel¡¨ to quit."},
+    {1104, "Please wait for connecting..."},
     {1105, "Talk"},
+    {1106, "Camera device is disabled."},
+    {1107, "Cannot receive the audio data currently, please wait."},
     {1108, "Please wait..."},
     {1109, "Please select the folder for snapshots."},
     {1110, "Reset display order successful."},
@@ -185,6 +189,7 @@ constexpr Row kEnglish[] = {
     {6234, "Pad %1"},
     {6241, "Playback"},
     {6242, "Multiple servers"},
+    {6243, "Recorders"},
     {6300,
      "The snapshot is opened in another program, because this one may not save it to a folder of yours. Use "
      "that "
@@ -217,12 +222,18 @@ constexpr Row kEnglish[] = {
     {6414, "Name:"},
     {6420, "As large as the picture on the screen"},
     {6421, "Stream size"},
+    {6500, "Talking to %s"},
+    {6501, "Volume..."},
+    {6502, "Close"},
+    {6503, "No volume control was found on this computer."},
+    {6504, "Microphone level"},
     {57349, "Error sequential interval. (The interval must be %d - %d sec.)"},
     {57350, "Invalid channel numbers. (The number must be %d - %d)"},
     {57397, "Server disconnected"},
     {57411, "Connecting"},
     {57412, "Disconnected"},
     {57421, "Unauthorized"},
+    {57423, "Disconnected(%d:%d)"},
     {57426, "Take snapshot failed(%d.%d)."},
 };
 
