@@ -201,8 +201,33 @@ bool CBaseCamera::IsSupportAudio() const {
 }
 
 void CBaseCamera::SetStreamProfiles(std::vector<StreamProfile> profiles) {
-    const std::lock_guard lock(m_core->m_cs);
-    m_core->m_StreamProfiles = std::move(profiles);
+    {
+        const std::lock_guard lock(m_core->m_cs);
+        if (m_core->m_StreamProfiles == profiles) {
+            return;
+        }
+        m_core->m_StreamProfiles = std::move(profiles);
+    }
+    if (IsVideoRunning()) {
+        CheckStreamChange();
+    }
+}
+
+void CBaseCamera::SetTalkCapability(std::uint32_t dwAudioOut, std::uint32_t dwAudioOutType) {
+    m_core->m_dwAudioOutType = dwAudioOutType;
+    m_core->m_dwAudioOut = dwAudioOut;
+}
+
+bool CBaseCamera::CanTalk() const {
+    return m_core->m_dwAudioOut != 0;
+}
+
+std::uint32_t CBaseCamera::GetAudioOutType() const {
+    return m_core->m_dwAudioOutType;
+}
+
+void CBaseCamera::ForgetFrameSize() {
+    m_core->m_bSizeForgotten = true;
 }
 
 bool CBaseCamera::SetStatusFlags(const std::array<std::uint32_t, 7>& flags) {

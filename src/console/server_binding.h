@@ -6,6 +6,7 @@
 
 namespace kvmon {
 
+class CBaseCamera;
 class CKelvaraInfo;
 struct CameraSettings;
 class CMainDlg;
@@ -14,7 +15,7 @@ class ServerBinding {
 public:
     explicit ServerBinding(CMainDlg& dlg) : m_dlg(dlg) {}
 
-    // Message 11323. Codes outside 1 to 4 are ignored.
+    // Message 11323. Codes outside 1 to 5 are ignored.
     void OnUpdateSvrInfo(std::uint32_t code, int server);
     // Message 11322.
     void OnGetVSInfoFailed(std::uint32_t code, int server);
@@ -41,6 +42,8 @@ private:
     void OnServerInfo(int server);
     void OnCameraConnection(int server);
     void OnFirstConnection();
+    void OnCapabilities(int server);
+    void TakeCapabilities(const CKelvaraInfo& info, int slot, CBaseCamera& camera);
     void LoadVSInfo();
     Changes UpdateCameraTable(int server);
     void UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, const CameraSettings& settings,

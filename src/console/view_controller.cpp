@@ -184,6 +184,11 @@ void ViewController::ApplyCell(const CellPlan& cell) {
     if (window->parentWidget() != host) {
         window->setParent(host);
     }
+    const auto camera = cell.shown ? m_dlg.Cameras().GetCameraByChannel(cell.channel) : nullptr;
+    if (window->GetCamera() != camera) {
+        // The size that follows is none of the channel's that leaves: it would take another stream for it.
+        window->SetCamera(nullptr);
+    }
     if (cell.placed) {
         window->setGeometry(ToQRect(cell.rect));
     }
@@ -193,7 +198,7 @@ void ViewController::ApplyCell(const CellPlan& cell) {
         window->lower();
     }
     if (cell.shown) {
-        window->SetCamera(m_dlg.Cameras().GetCameraByChannel(cell.channel));
+        window->SetCamera(camera);
         window->show();
     }
 }
@@ -226,7 +231,7 @@ void ViewController::ApplyStreams(const std::vector<StreamPlan>& streams) {
 void ViewController::ForgetFrameSize(int channel) {
     if (const auto camera = m_dlg.Cameras().GetCameraByChannel(channel)) {
         camera->PausePlaying();
-        camera->Picture().SetBitmapInfo({});
+        camera->ForgetFrameSize();
     }
 }
 
