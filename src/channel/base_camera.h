@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,7 @@
 #include "channel/stream_choice.h"
 #include "platform/clock.h"
 #include "platform/window_handle.h"
+#include "platform/worker.h"
 #include "server/camera_settings.h"
 #include "server/server_camera.h"
 
@@ -118,6 +120,18 @@ public:
     // What the camera can do, as last read from the recorder.
     CameraInfo GetCameraInfo() const;
     bool IsCameraInfoLoaded() const;
+
+    // --- talk-back: the microphone's sound to the camera's loudspeaker
+    // Opens the connection, after closing the one before; about 6 s at the most. False, and the cause posted
+    // to hWnd, if that failed. A worker thread of the caller's; `abort` ends all waits within 250 ms.
+    bool PrepareTalking(const WindowHandle& hWnd, const std::shared_ptr<const FlagWord>& abort);
+    std::uint32_t GetTalkingBufferSamples() const;
+    std::uint16_t GetTalkingSampleBits() const;
+    // One block of the microphone's samples. False, and the cause posted, if it did not go out: the peer has
+    // gone, or takes nothing for 3 s. On a thread of the caller's.
+    bool SendTalkingData(const WindowHandle& hWnd, std::span<const std::int16_t> samples);
+    // The size of so many bytes of samples when coded; 0 for a form that nobody knows.
+    std::size_t GetTalkingEncodedSize(std::size_t size) const;
 
     // The seven status words, stored; true when one changed.
     bool SetStatusFlags(const std::array<std::uint32_t, 7>& flags);

@@ -117,6 +117,8 @@ void CBaseCamera::operator=(const CameraSettings& settings) {
     m_core->m_bHasAddress =
         settings.m_NetworkSetting[0].HasAddress() || settings.m_NetworkSetting[1].HasAddress();
     m_core->m_bSettingsAssigned = true;
+    // No document tells of a right of its own for listening: who may watch may listen.
+    m_core->m_sound.m_bAudioRight = settings.m_bMonitorRight != 0;
     if (settings.m_bMonitorRight != 0) {
         m_core->m_settings = settings;
         return;
@@ -213,6 +215,10 @@ void CBaseCamera::SetStreamProfiles(std::vector<StreamProfile> profiles) {
     }
 }
 
+void CBaseCamera::ForgetFrameSize() {
+    m_core->m_bSizeForgotten = true;
+}
+
 void CBaseCamera::SetTalkCapability(std::uint32_t dwAudioOut, std::uint32_t dwAudioOutType) {
     m_core->m_dwAudioOutType = dwAudioOutType;
     m_core->m_dwAudioOut = dwAudioOut;
@@ -224,10 +230,6 @@ bool CBaseCamera::CanTalk() const {
 
 std::uint32_t CBaseCamera::GetAudioOutType() const {
     return m_core->m_dwAudioOutType;
-}
-
-void CBaseCamera::ForgetFrameSize() {
-    m_core->m_bSizeForgotten = true;
 }
 
 bool CBaseCamera::SetStatusFlags(const std::array<std::uint32_t, 7>& flags) {

@@ -20,6 +20,7 @@
 #include "channel/frame_rate.h"
 #include "channel/live_audio.h"
 #include "channel/stream_choice.h"
+#include "channel/talk_back.h"
 #include "platform/clock.h"
 #include "platform/window_handle.h"
 #include "server/camera_settings.h"
@@ -107,6 +108,7 @@ struct ChannelCore {
     std::atomic<bool> m_bStreamRunning{false};
     std::atomic<bool> m_bDecodePlaying{false};
     SoundSwitches m_sound;
+    TalkBack m_talk;
     FrameQueue m_frames{m_uCHInMainDlg};
     CamCmdQueue m_CamCmdQueue;
     FrameRate m_frameRate;

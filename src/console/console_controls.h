@@ -30,6 +30,7 @@ enum ControlId : int {
     kCtlSequential = 1662,
     kCtlSnapshot = 1750,
     kCtlAudio = 1752,
+    kCtlTalk = 1753,
     kCtlFirstPtz = 1800,
     kCtlLastPtz = 1820,
     kCtlPageCombo = 2529,

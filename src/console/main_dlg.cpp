@@ -97,6 +97,13 @@ int CMainDlg::OnSkinODButtonNotify(int, int, LParam) {
     return 1;
 }
 
+bool CMainDlg::OnSkinToolTipNeedTextNotify(CXSkinODButton& button, std::string& text) {
+    if (std::string tip = m_audio.TipText(button.ControlId()); !tip.empty()) {
+        text = std::move(tip);
+    }
+    return CXSkinDialog::OnSkinToolTipNeedTextNotify(button, text);
+}
+
 void CMainDlg::DestroyWindow() {
     if (m_bDestroyed) {
         return;
@@ -112,6 +119,7 @@ void CMainDlg::DestroyWindow() {
 
 void CMainDlg::OnDestroy() {
     m_bClosing = true;
+    m_audio.CloseTalk();
     ReapRemovedServers(false);
     ReapRemovedCameras(false);
     KillTimer(kTimerSweep);
@@ -122,6 +130,7 @@ void CMainDlg::OnDestroy() {
 
 void CMainDlg::OnBtnLogout() {
     setCursor(Qt::WaitCursor);
+    m_audio.CloseTalk();
     m_view.LeaveMultiDisplay();
     m_session.CleanBrowserUserInfo();
     Logout(true);
@@ -138,16 +147,7 @@ void CMainDlg::LoadSettings() {
     m_options.Load(Registry(), m_strKeyName);
     m_view.LoadMaxViewMode(m_options.bMaxViewMode);
     m_controls.SetPressed(kCtlViewSize, m_options.bMaxViewMode);
-    m_controls.SetShown(kCtlAudio, true);
-    m_controls.SetPressed(kCtlAudio, m_options.bEnableAudio);
-}
-
-bool CMainDlg::IsAudioChecked() const {
-    const bool bPressed = m_controls.IsPressed(kCtlAudio);
-    Trace("CMainDlg::IsAudioChecked: m_pAudioButton->GetCheck()==BST_CHECKED=%s...\n", BoolText(bPressed));
-    const bool bExists = m_controls.Exists(kCtlAudio);
-    Trace("CMainDlg::IsAudioChecked: ::IsWindow(m_pAudioButton->GetSafeHwnd() )=%s...\n", BoolText(bExists));
-    return bPressed && bExists;
+    m_audio.LoadSettings(m_options.bEnableAudio);
 }
 
 void CMainDlg::OnLogin() {
@@ -317,27 +317,20 @@ void CMainDlg::OnCommand(int id) {
             update();
             break;
         case kCtlAudio:
-            SetAudio();
+            m_audio.Sync();
+            break;
+        case kCtlTalk:
+            m_audio.OnTalk();
             break;
         case kCtlSnapshot:
             TakeSnapshot(*this);
             break;
         case kCmdRefreshControls:
             m_ptz.Refresh();
+            m_audio.Refresh();
             break;
         default:
             break;
-    }
-}
-
-// Sound for the active window's camera and none for the others: one camera plays at a time.
-void CMainDlg::SetAudio() {
-    const bool bOn = IsAudioChecked();
-    const auto active = m_view.Cells().GetActiveCamera();
-    for (int n = 0; n < m_cameras.GetCount(); ++n) {
-        if (const auto camera = m_cameras.GetCameraByChannel(n)) {
-            camera->SetPlayAudio(bOn && camera == active);
-        }
     }
 }
 

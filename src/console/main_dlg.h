@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "console/audio_panel.h"
 #include "console/busy_state.h"
 #include "console/camera_list.h"
 #include "console/client_site.h"
@@ -54,6 +55,7 @@ public:
     BusyState& Busy() { return m_busy; }
     CameraList& Cameras() { return m_cameras; }
     ConsoleControls& Controls() { return m_controls; }
+    AudioPanel& Audio() { return m_audio; }
     const ConsoleOptions& Options() const { return m_options; }
     // The settings key of this session; empty until the first server told its name.
     const std::string& KeyName() const { return m_strKeyName; }
@@ -62,7 +64,7 @@ public:
     std::uint16_t GetLanguage() const { return m_language; }
 
     void LoadSettings();
-    bool IsAudioChecked() const;
+    bool IsAudioChecked() const { return m_audio.IsAudioChecked(); }
     // All enabling that follows the state of the first server.
     void OnLogin();
     void ShowWaitDialog(bool bShow);
@@ -74,6 +76,7 @@ public:
     void RefreshCursor();
 
     int OnSkinODButtonNotify(int nId, int nCode, LParam lParam) override;
+    bool OnSkinToolTipNeedTextNotify(CXSkinODButton& button, std::string& text) override;
 
 protected:
     void OnTimer(std::uint32_t id) override;
@@ -88,7 +91,6 @@ private:
     void OnCommand(int id);
     void OnDestroy();
     void OnDoubleClick();
-    void SetAudio();
     void SetStaticColour(int id, unsigned colour);
     void ShowControl(int id, const ConsoleControls::State& state);
 
@@ -107,6 +109,7 @@ private:
     ConsoleSession m_session{*this};
     BusyState m_busy{*this};
     PtzPanel m_ptz{*this};
+    AudioPanel m_audio{*this};
     std::unique_ptr<WaitDialog> m_waitDialog;
 };
 

@@ -164,6 +164,7 @@ void ViewController::Apply(const LayoutPlan& plan) {
     if (CVideoWnd* const window = m_cells.Get(plan.activeWindow)) {
         ActivateWindow(window);
     }
+    m_dlg.Audio().Sync();
 }
 
 void ViewController::ApplyCell(const CellPlan& cell) {
@@ -204,6 +205,13 @@ void ViewController::ApplyCell(const CellPlan& cell) {
 }
 
 void ViewController::ApplyStreams(const std::vector<StreamPlan>& streams) {
+    // Who is not to be heard any more falls silent before another is heard.
+    for (std::size_t n = 0; n < streams.size(); ++n) {
+        const auto camera = m_dlg.Cameras().GetCameraByChannel(static_cast<int>(n));
+        if (camera && streams[n] != StreamPlan::StartWithAudio) {
+            camera->SetPlayAudio(false);
+        }
+    }
     for (std::size_t n = 0; n < streams.size(); ++n) {
         const auto camera = m_dlg.Cameras().GetCameraByChannel(static_cast<int>(n));
         if (!camera) {

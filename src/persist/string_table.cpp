@@ -14,7 +14,12 @@ struct Row {
 
 // Ascending, for the search.
 constexpr Row kEnglish[] = {
+    // The odd marks stand in the recorder's own text.
+    {1103, "The talking function is being used by another user. Please wait or click ¡§Cancel¡¨ to quit."},
+    {1104, "Please wait for connecting..."},
     {1105, "Talk"},
+    {1106, "Camera device is disabled."},
+    {1107, "Cannot receive the audio data currently, please wait."},
     {1108, "Please wait..."},
     {1109, "Please select the folder for snapshots."},
     {1110, "Reset display order successful."},
@@ -91,10 +96,16 @@ constexpr Row kEnglish[] = {
     {5037, "The recorder %s:%u (%s) refused the user name or the password. Please log in again."},
     {6000, "PTZ"},
     {6001, "Preset"},
+    {6500, "Talking to %s"},
+    {6501, "Volume..."},
+    {6502, "Close"},
+    {6503, "No volume control was found on this computer."},
+    {6504, "Microphone level"},
     {57397, "Server disconnected"},
     {57411, "Connecting"},
     {57412, "Disconnected"},
     {57421, "Unauthorized"},
+    {57423, "Disconnected(%d:%d)"},
     {57426, "Take snapshot failed(%d.%d)."},
 };
 
