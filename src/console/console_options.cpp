@@ -26,6 +26,7 @@ void ConsoleOptions::Load(const COrvoRegistry& registry, std::string_view key) {
     bSaveProcessImage = flag(key, "SaveProcessImage", defaults.bSaveProcessImage);
     bMaxViewMode = flag(key, "MaxViewMode", defaults.bMaxViewMode);
     bEnableAudio = flag(key, "EnableAudio", defaults.bEnableAudio);
+    bEnableEventNotify = flag(key, "EnableEventNotify", defaults.bEnableEventNotify);
     // The stored tree spells these two so.
     bManualInputSnapshotFilename =
         flag(key, "ManualInputSnapeshotFilename", defaults.bManualInputSnapshotFilename);

@@ -22,6 +22,7 @@ struct ConsoleOptions {
     bool bSaveProcessImage = false;
     bool bMaxViewMode = true;
     bool bEnableAudio = true;
+    bool bEnableEventNotify = false;
     bool bManualInputSnapshotFilename = false;
     bool bSaveSnapshotAsJpeg = true;
     std::string strSnapshotFolder;

@@ -147,6 +147,7 @@ void CMainDlg::LoadSettings() {
     m_options.Load(Registry(), m_strKeyName);
     m_view.LoadMaxViewMode(m_options.bMaxViewMode);
     m_controls.SetPressed(kCtlViewSize, m_options.bMaxViewMode);
+    m_events.Start();
     m_audio.LoadSettings(m_options.bEnableAudio);
 }
 
@@ -223,6 +224,9 @@ void CMainDlg::OnTimer(std::uint32_t id) {
         case kTimerStopping:
             m_session.OnStoppingTimer();
             break;
+        case kTimerEvents:
+            m_events.OnTimer();
+            break;
         case kTimerPendingServers:
             m_binding.BuildView();
             break;
@@ -247,6 +251,9 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
             break;
         case WM_GETVSINFO_FAILED:
             m_binding.OnGetVSInfoFailed(static_cast<std::uint32_t>(wParam), server);
+            break;
+        case WM_GETNVREVENT:
+            m_events.OnGetEvents(wParam, server);
             break;
         case kMsgPressLogout:
             PressButton(kCtlLogout);
@@ -324,6 +331,15 @@ void CMainDlg::OnCommand(int id) {
             break;
         case kCtlSnapshot:
             TakeSnapshot(*this);
+            break;
+        case kCmdEvents:
+            m_events.OpenWindow();
+            break;
+        case kCmdEMap:
+            m_windows.OpenEMap();
+            break;
+        case kCmdDiskStatus:
+            m_windows.OpenDiskStatus();
             break;
         case kCmdRefreshControls:
             m_ptz.Refresh();

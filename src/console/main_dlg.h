@@ -12,8 +12,10 @@
 #include "console/console_messages.h"
 #include "console/console_options.h"
 #include "console/console_session.h"
+#include "console/event_center.h"
 #include "console/ptz_panel.h"
 #include "console/server_binding.h"
+#include "console/site_windows.h"
 #include "console/view_controller.h"
 #include "skin/xskin_dialog.h"
 
@@ -55,6 +57,8 @@ public:
     BusyState& Busy() { return m_busy; }
     CameraList& Cameras() { return m_cameras; }
     ConsoleControls& Controls() { return m_controls; }
+    EventCenter& Events() { return m_events; }
+    SiteWindows& Windows() { return m_windows; }
     AudioPanel& Audio() { return m_audio; }
     const ConsoleOptions& Options() const { return m_options; }
     // The settings key of this session; empty until the first server told its name.
@@ -109,6 +113,8 @@ private:
     ConsoleSession m_session{*this};
     BusyState m_busy{*this};
     PtzPanel m_ptz{*this};
+    EventCenter m_events{*this};
+    SiteWindows m_windows{*this};
     AudioPanel m_audio{*this};
     std::unique_ptr<WaitDialog> m_waitDialog;
 };

@@ -49,8 +49,10 @@ void ServerBinding::OnUpdateSvrInfo(std::uint32_t code, int server) {
             OnCameraConnection(server);
             break;
         case SUPPORT_HDCHART:
-            // The chart that would show the disk is not part of this console.
             Trace("CMainDlg::OnUpdateSvrInfo: SUPPORT_HDCHART...\n");
+            if (server == m_nShownServer) {
+                m_dlg.Windows().OnDiskInfo(server);
+            }
             break;
         case WM_UPDATEVSINFO_CAMERASTATUS:
             Trace("CMainDlg::OnUpdateSvrInfo: WM_UPDATEVSINFO_CAMERASTATUS...\n");

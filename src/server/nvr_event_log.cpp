@@ -264,6 +264,14 @@ bool CGetNVREventLog::StopWork(bool bWait) {
     return false;
 }
 
+void CGetNVREventLog::RequestStop() {
+    m_shared->RequestStop();
+}
+
+bool CGetNVREventLog::IsEnded() {
+    return m_hGetThread.Wait(Milliseconds(0));
+}
+
 bool CGetNVREventLog::IsFetching() const {
     return m_shared->bFetching;
 }

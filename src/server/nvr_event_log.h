@@ -39,6 +39,9 @@ public:
     void StartWork();
     // Waits up to 5000 ms with bWait, else 500. True if no thread is left.
     bool StopWork(bool bWait);
+    // Asks the thread to end and does not wait; IsEnded says when none is left.
+    void RequestStop();
+    bool IsEnded();
     // The thread is not in its pause.
     bool IsFetching() const;
     void DoNow();
