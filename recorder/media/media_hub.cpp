@@ -102,12 +102,20 @@ public:
     int AddChannel(const std::string& name, const SourceConfig& source) override {
         const std::unique_lock lock(mutex_);
         const int number = static_cast<int>(channels_.size());
-        auto channel = std::make_shared<Channel>(
-            clock_, name, source.file.empty() ? CreateSceneSource(number, source) : CreateFileSource(source));
-        channels_.push_back(channel);
+        channels_.push_back(Make(number, name, source));
         // The tasks' numbers are the channels'.
-        scheduler_.Add([channel] { return channel->Work(); });
+        scheduler_.Add([this, number] { return Find(number)->Work(); });
         return number;
+    }
+
+    void ReplaceSource(int channel, const std::string& name, const SourceConfig& source) override {
+        if (!Find(channel)) {
+            return;
+        }
+        // A file takes its time to open, and the others go on meanwhile.
+        auto fresh = Make(channel, name, source);
+        const std::unique_lock lock(mutex_);
+        channels_[static_cast<std::size_t>(channel)].swap(fresh);
     }
 
     void RenameChannel(int channel, const std::string& name) override {
@@ -142,6 +150,10 @@ public:
     }
 
 private:
+    std::shared_ptr<Channel> Make(int number, const std::string& name, const SourceConfig& source) const {
+        return std::make_shared<Channel>(
+            clock_, name, source.file.empty() ? CreateSceneSource(number, source) : CreateFileSource(source));
+    }
     std::shared_ptr<Channel> Find(int channel) const {
         const std::shared_lock lock(mutex_);
         const bool inRange = channel >= 0 && channel < static_cast<int>(channels_.size());

@@ -10,6 +10,7 @@
 namespace kvrecorder {
 
 class MediaClock;
+class PtzCamera;
 
 // One access unit or JPEG picture, immutable and shared.
 struct Packet {
@@ -44,6 +45,8 @@ struct SourceConfig {
     // the file's own and one of 352x240. Sizes are 16 to 4096 and even, 1 to 60 pictures a second, 1 to
     // 600 pictures from key to key.
     std::vector<StreamConfig> streams;
+    // What steers the view of a generated scene; null: it stays at home.
+    std::shared_ptr<PtzCamera> camera;
 };
 
 struct StreamDescription {
@@ -76,6 +79,9 @@ public:
     // std::runtime_error with words for the user if a file cannot be read, a scene has no such name or a
     // stream cannot be made.
     virtual int AddChannel(const std::string& name, const SourceConfig& source) = 0;
+    // Puts another source in a channel's place, as AddChannel does; on failure all stays as it is. Who
+    // watches gets nothing more and has to subscribe anew.
+    virtual void ReplaceSource(int channel, const std::string& name, const SourceConfig& source) = 0;
     virtual void RenameChannel(int channel, const std::string& name) = 0;
     virtual std::vector<StreamDescription> Streams(int channel) const = 0;
     // A stream number out of range takes stream 0; null for a channel out of range. A stream that nobody

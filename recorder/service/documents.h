@@ -33,7 +33,7 @@ std::string MakeCapabilities(const Snapshot& state, const User& user);
 std::string MakeSystemGroup(std::time_t now);
 std::string MakeMediaProperty(const Channel& channel, bool sound);
 std::string MakePresetTable(const Channel& channel);
-// The decimal word that tells what a camera can do.
+// What a camera knows and can do: a count and the names, a decimal word, and the form of the names.
 std::string MakePtzCapabilities(const Channel& channel);
 std::string MakePresetFormat(const Channel& channel);
 

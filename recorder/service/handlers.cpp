@@ -4,38 +4,18 @@
 #include <ctime>
 
 #include "service/documents.h"
+#include "service/handler_tools.h"
 #include "service/logo.h"
+#include "service/ptz_handler.h"
 
 namespace kvrecorder {
 namespace {
 
-Reply MakeDocument(std::string type, std::string body) {
-    Reply reply;
-    reply.type = std::move(type);
-    reply.body = std::move(body);
-    return reply;
-}
-
-Reply Text(std::string body) {
-    return MakeDocument("text/plain; charset=utf-8", std::move(body));
-}
+// Seconds of the log.
+constexpr int kLongestAge = 1'000'000;
 
 Reply Xml(std::string body) {
     return MakeDocument("text/xml", std::move(body));
-}
-
-// Runs `make` with the channel that the query names if the user has the right for it.
-template <typename Make>
-Reply ForChannel(const HandlerInput& input, std::string_view key, Right right, Make make) {
-    const auto number = input.request.Number(key, 0, kMaxChannels - 1);
-    if (!number) {
-        return Refuse(400);
-    }
-    const Channel* channel = input.state.Configured(*number);
-    if (!channel) {
-        return Refuse(404);
-    }
-    return input.user.Has(right, *number) ? make(*number, *channel) : Refuse(403);
 }
 
 Reply InitInfo(const HandlerInput& input) {
@@ -109,30 +89,24 @@ Reply Param(const HandlerInput& input) {
     return Refuse(404);
 }
 
-struct PtzCommand {
-    int number;
-    std::string (*make)(const Channel&);
-};
-constexpr std::array<PtzCommand, 3> kPtzReads = {{
-    {15, MakePresetTable},
-    {16, MakePtzCapabilities},
-    {20, MakePresetFormat},
-}};
-
-Reply Ptz(const HandlerInput& input) {
-    const auto command = input.request.Number("command", 0, 22);
-    if (!command) {
+// Clients read the words in the fourth line behind the status.
+Reply ManualRecording(const HandlerInput& input) {
+    const auto act = input.request.Number("act", 0, 1);
+    if (!act) {
         return Refuse(400);
     }
-    return ForChannel(input, "ch", Right::Monitor, [&](int number, const Channel& channel) {
-        for (const PtzCommand& read : kPtzReads) {
-            if (read.number == *command) {
-                return Text(read.make(channel));
-            }
-        }
-        // No source of this recorder moves, and a client takes a minus for a refusal by the camera.
-        return input.user.Has(Right::Ptz, number) ? Text("-1") : Refuse(403);
+    return ForChannel(input, "ch", Right::Record, [&](int number, const Channel&) {
+        const std::string problem = input.model.Record(number, *act == 1);
+        Reply reply = Text(problem.empty() ? "OK\n" : "NG " + problem + "\n");
+        reply.brief = true;
+        return reply;
     });
+}
+
+Reply EventsOf(const HandlerInput& input) {
+    const auto age = input.request.Number("sec", 0, kLongestAge);
+    return age ? Text(MakeEventDocument(input.model.Events().Latest(std::chrono::seconds(*age))))
+               : Refuse(400);
 }
 
 Reply Logout(const HandlerInput&) {
@@ -144,7 +118,7 @@ Reply Logo(const HandlerInput&) {
     return LogoJpeg().empty() ? Refuse(404) : MakeDocument("image/jpeg", LogoJpeg());
 }
 
-constexpr std::array<Route, 11> kRoutes = {{
+constexpr std::array<Route, 13> kRoutes = {{
     {"get_init_info.cgi", Place::Folder, false, InitInfo},
     {"get_ext_info.cgi", Place::Folder, false, ExtInfo},
     {"z_status.cgi", Place::Folder, false, Status},
@@ -154,6 +128,8 @@ constexpr std::array<Route, 11> kRoutes = {{
     {"getstream.cgi", Place::Anywhere, false, GetStream},
     {"param.cgi", Place::Anywhere, false, Param},
     {"ptz.cgi", Place::Anywhere, false, Ptz},
+    {"mrec.cgi", Place::Anywhere, false, ManualRecording},
+    {"get_log_info.cgi", Place::Anywhere, false, EventsOf},
     {"logout.cgi", Place::Anywhere, false, Logout},
     // Clients fetch it without a name, to make a browser forget the one that it keeps.
     {"logomark.jpg", Place::Top, true, Logo},
@@ -187,13 +163,15 @@ Reply Refuse(int status) {
 }
 
 const char* ReasonOf(int status) {
-    static constexpr std::array<std::pair<int, const char*>, 6> kReasons = {{
+    static constexpr std::array<std::pair<int, const char*>, 8> kReasons = {{
         {200, "OK"},
+        {204, "No Content"},
         {400, "Bad Request"},
         {401, "Unauthorized"},
         {403, "Forbidden"},
         {404, "Not Found"},
         {503, "Service Unavailable"},
+        {504, "Gateway Timeout"},
     }};
     for (const auto& [number, text] : kReasons) {
         if (number == status) {
@@ -212,15 +190,18 @@ std::string MakeReplyHead(const Reply& reply) {
     if (reply.status == 401) {
         head += "WWW-Authenticate: Basic realm=\"kvrecorder\"\r\n";
     }
-    head += "Content-Type: " + reply.type + "\r\nCache-Control: no-store\r\n";
+    head += "Content-Type: " + reply.type + "\r\n";
+    if (!reply.brief) {
+        head += "Cache-Control: no-store\r\n";
+    }
     if (reply.kind == ReplyKind::Document) {
         // Clients look for this spelling.
         head += "Content-length: " + std::to_string(reply.body.size()) + "\r\n";
     }
-    return head + "Connection: close\r\n\r\n";
+    return head + (reply.brief ? "\r\n" : "Connection: close\r\n\r\n");
 }
 
-Reply Answer(const HttpRequest& request, const Snapshot& state) {
+Reply Answer(const HttpRequest& request, const Snapshot& state, RecorderModel& model, std::string_view peer) {
     static const User nobody;
     std::string_view name = request.path;
     const bool inFolder = name.starts_with(kFolder);
@@ -232,14 +213,14 @@ Reply Answer(const HttpRequest& request, const Snapshot& state) {
         }
     }
     if (route && route->open) {
-        return route->handle({request, state, nobody});
+        return route->handle({request, state, nobody, model, peer});
     }
     // Who is unknown does not learn either which paths there are.
     const User* user = request.hasAuthorization ? state.Authorize(request.user, request.password) : nullptr;
     if (!user) {
         return Refuse(401);
     }
-    return route ? route->handle({request, state, *user}) : Refuse(404);
+    return route ? route->handle({request, state, *user, model, peer}) : Refuse(404);
 }
 
 }  // namespace kvrecorder

@@ -33,6 +33,12 @@ public:
         names_.push_back(name);
         return static_cast<int>(names_.size()) - 1;
     }
+    void ReplaceSource(int channel, const std::string& name, const SourceConfig& source) override {
+        if (source.file == "/missing") {
+            throw std::runtime_error("cannot read /missing");
+        }
+        RenameChannel(channel, name);
+    }
     void RenameChannel(int channel, const std::string& name) override {
         const std::lock_guard lock(mutex_);
         names_.at(static_cast<std::size_t>(channel)) = name;
@@ -58,6 +64,11 @@ public:
     std::size_t Watchers() const {
         const std::lock_guard lock(mutex_);
         return sinks_.size();
+    }
+    // Since the beginning.
+    int Subscribed() const {
+        const std::lock_guard lock(mutex_);
+        return next_;
     }
     std::string Name(std::size_t channel) const {
         const std::lock_guard lock(mutex_);

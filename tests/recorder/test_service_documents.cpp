@@ -172,7 +172,7 @@ TEST_F(Documents, FullRecorderFitsWhatClientsRead) {
 
 TEST_F(Documents, ParamGroupsAndPresets) {
     config.channels[0].audio = true;
-    config.channels[0].presets = {"Gate", "", "T\xC3\xBCr"};
+    config.channels[2].presets = {"Gate", "", "T\xC3\xBCr"};
     Start();
     const auto lines = Lines(Ask("/cgi-bin/param.cgi?action=list&group=System").body);
     ASSERT_EQ(lines.size(), 3u);
@@ -194,9 +194,9 @@ TEST_F(Documents, ParamGroupsAndPresets) {
     EXPECT_EQ(Ask(group + "3").status, 404);
     EXPECT_EQ(Ask(group + "x").status, 400);
 
-    EXPECT_EQ(Ask("/cgi-bin/ptz.cgi?ch=0&command=15").body, "0030447617465--0454C3BC72");
-    EXPECT_EQ(Ask("/cgi-bin/ptz.cgi?ch=0&command=16").body, "16");
-    EXPECT_EQ(Ask("/cgi-bin/ptz.cgi?ch=0&command=20").body, "00311");
+    EXPECT_EQ(Ask("/cgi-bin/ptz.cgi?ch=2&command=15").body, "0030447617465--0454C3BC72");
+    EXPECT_EQ(Ask("/cgi-bin/ptz.cgi?ch=2&command=16").body, "16");
+    EXPECT_EQ(Ask("/cgi-bin/ptz.cgi?ch=2&command=20").body, "00311");
     EXPECT_EQ(Ask("/cgi-bin/ptz.cgi?ch=1&command=16").body, "0");
     EXPECT_EQ(Ask("/cgi-bin/ptz.cgi?ch=1&command=0").body, "-1");
     EXPECT_EQ(Ask("/cgi-bin/ptz.cgi?ch=1&command=0", "guard:night").status, 403);
