@@ -90,6 +90,7 @@ void CEventWindow::MakeControls() {
     m_count->setTextFormat(Qt::PlainText);
     m_markAll = new QPushButton(Text(kTextMarkAll), this);
     m_markAll->setObjectName(QStringLiteral("eventMarkAll"));
+    m_markAll->setMinimumWidth(m_markAll->sizeHint().width() + 20);
     m_clear = new QPushButton(Text(kTextClear), this);
     m_clear->setObjectName(QStringLiteral("eventClear"));
 
@@ -103,7 +104,7 @@ void CEventWindow::MakeControls() {
     m_rows->setSelectionMode(QAbstractItemView::ExtendedSelection);
     m_rows->setAllColumnsShowFocus(true);
     m_rows->header()->setStretchLastSection(true);
-    m_rows->setColumnWidth(kTime, 160);
+    m_rows->setColumnWidth(kTime, 186);
     m_rows->setColumnWidth(kLevel, 110);
     m_rows->setColumnWidth(kServer, 130);
 

@@ -136,7 +136,7 @@ void CNSChartCtrl::PaintPie(QPainter& painter) const {
         } else {
             painter.drawPie(pie, qRound(from * kUnitsPerDegree), -qRound(span * kUnitsPerDegree));
         }
-        const double middle = (from - span / 2) * std::numbers::pi / 180;
+        const double middle = m_values.size() > 1 ? (from - span / 2) * std::numbers::pi / 180 : 0;
         const bool bRight = std::cos(middle) >= 0;
         const double y = centre.y() - std::sin(middle) * diameter / 2;
         const int lineHeight = 2 * metrics.lineSpacing();
