@@ -74,6 +74,9 @@ public:
     // Zooming wants the largest stream.
     void SetDigitalZoom(bool bOn);
 
+    // The channel can take its pictures from the camera itself, past the recorder.
+    virtual bool CanStreamFromCamera() const { return false; }
+
     // --- threads (user interface thread). Nothing here does anything before the channel is usable.
     // Starts the command, the reception and the decode thread. They idle until StartPlaying.
     void StartCameraThreads();

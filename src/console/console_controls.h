@@ -17,7 +17,9 @@ enum ControlId : int {
     kCtlServerName = 239,
     kCtlServerModel = 240,
     kCtlMultiScreens = 1600,
+    kCtlLanguage = 1602,
     kCtlGotoPage1 = 1604,
+    kCtlSettings = 1605,
     kCtlGotoPage2 = 1606,
     kCtlLogout = 1608,
     kCtlOrderReset = 1609,
@@ -34,6 +36,9 @@ enum ControlId : int {
     kCtlFirstPtz = 1800,
     kCtlLastPtz = 1820,
     kCtlPageCombo = 2529,
+    // Of the panel's own menu, which no row of the table has.
+    kCtlMenu = 6150,
+    kCmdRecorders = 6151,
 };
 
 // The states of the rows. A change is told to one listener, the windows on top. An id without a row is

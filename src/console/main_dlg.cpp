@@ -11,7 +11,6 @@
 #include "channel/channel_messages.h"
 #include "channel/video_wnd.h"
 #include "console/snapshot_command.h"
-#include "console/wait_dialog.h"
 #include "console/widget_style.h"
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
@@ -23,6 +22,7 @@
 #include "skin/palette.h"
 #include "skin/plain_text.h"
 #include "skin/skin_messages.h"
+#include "skin/wait_dlg.h"
 #include "skin/xskin_od_button.h"
 #include "skin/xskin_static.h"
 
@@ -32,6 +32,9 @@ namespace {
 
 constexpr int kSweepPeriodMs = 10000;
 constexpr QRect kPageComboPlace(825, 267, 968 - 825, 24);
+// The way to the commands that have no button of their own.
+constexpr SkinControlRow kMenuRow = {"Button", "Menu",   WS_CHILD | WS_VISIBLE,    944, 22,  26,
+                                     26,       kCtlMenu, SkinControlKind::kButton, 0,   6128};
 
 }  // namespace
 
@@ -58,6 +61,7 @@ CMainDlg::~CMainDlg() {
 
 void CMainDlg::OnInitDialog() {
     CreateControls(ControlTable(), LoadString);
+    CreateControls({&kMenuRow, 1}, LoadString);
     AddControl(kCtlPageCombo, &m_view.Combo(), kPageComboPlace);
     m_controls.SetListener([this](int id, const ConsoleControls::State& state) { ShowControl(id, state); });
     SetStaticColour(kCtlServerName, palette::kCaptionWhite);
@@ -145,6 +149,7 @@ void CMainDlg::PressButton(int id) {
 
 void CMainDlg::LoadSettings() {
     m_options.Load(Registry(), m_strKeyName);
+    m_site.ShowBrowserToolbar(m_options.bShowBrowserToolbar);
     m_view.LoadMaxViewMode(m_options.bMaxViewMode);
     m_controls.SetPressed(kCtlViewSize, m_options.bMaxViewMode);
     m_events.Start();
@@ -159,7 +164,8 @@ void CMainDlg::OnLogin() {
     }
     for (QObject* const child : children()) {
         auto* const widget = qobject_cast<QWidget*>(child);
-        if (widget != nullptr && !widget->isWindow() && widget != m_waitDialog.get()) {
+        if (widget != nullptr && !widget->isWindow() && widget != m_waitDialog.get() &&
+            widget != GetDlgItem(kCtlMenu)) {
             widget->setEnabled(bLoggedIn);
         }
     }
@@ -174,9 +180,10 @@ void CMainDlg::ShowWaitDialog(bool bShow) {
         return;
     }
     if (!m_waitDialog) {
-        m_waitDialog = std::make_unique<WaitDialog>(*this);
+        m_waitDialog = std::make_unique<CWaitDlg>(this, CWaitDlg::Place::Inside);
+        m_waitDialog->SetText(LoadString(1108));
     }
-    m_waitDialog->Open();
+    m_waitDialog->Open(false);
 }
 
 bool CMainDlg::IsWaitDialogShown() const {
@@ -311,6 +318,18 @@ void CMainDlg::OnCommand(int id) {
         case kCtlGotoPage2:
             m_site.NotifyGotoPage(2);
             break;
+        case kCtlSettings:
+            m_optionsCommand.OpenSettings();
+            break;
+        case kCmdRecorders:
+            m_optionsCommand.OpenRecorders(*this);
+            break;
+        case kCtlLanguage:
+            m_optionsCommand.OpenLanguages();
+            break;
+        case kCtlMenu:
+            OpenMenu();
+            break;
         case kCtlLogout:
             OnBtnLogout();
             break;
@@ -378,6 +397,22 @@ void CMainDlg::mouseDoubleClickEvent(QMouseEvent* event) {
 
 void CMainDlg::wheelEvent(QWheelEvent* event) {
     m_ptz.OnWheel(event->angleDelta().y());
+    event->accept();
+}
+
+void CMainDlg::OpenMenu() {
+    const QWidget* const button = GetDlgItem(kCtlMenu);
+    m_optionsCommand.OpenMenu(button != nullptr ? button->mapToGlobal(QPoint(0, button->height()))
+                                                : QCursor::pos());
+}
+
+// On the ground, or by the keyboard's key: the cells have menus of their own.
+void CMainDlg::contextMenuEvent(QContextMenuEvent* event) {
+    if (event->reason() == QContextMenuEvent::Keyboard) {
+        OpenMenu();
+    } else if (m_view.Cells().FindAt(event->globalPos()) == nullptr) {
+        m_optionsCommand.OpenMenu(event->globalPos());
+    }
     event->accept();
 }
 

@@ -13,6 +13,7 @@
 #include "console/console_options.h"
 #include "console/console_session.h"
 #include "console/event_center.h"
+#include "console/options_command.h"
 #include "console/ptz_panel.h"
 #include "console/server_binding.h"
 #include "console/site_windows.h"
@@ -21,7 +22,7 @@
 
 namespace kvmon {
 
-class WaitDialog;
+class CWaitDlg;
 
 // One at a time. Every subject is a class of its own, owned here: the view, the binding of servers, the
 // session, the wait for cameras. User interface thread only; workers reach it through Handle().
@@ -60,7 +61,9 @@ public:
     EventCenter& Events() { return m_events; }
     SiteWindows& Windows() { return m_windows; }
     AudioPanel& Audio() { return m_audio; }
+    OptionsCommand& OptionsDialogs() { return m_optionsCommand; }
     const ConsoleOptions& Options() const { return m_options; }
+    void SetOptions(const ConsoleOptions& options) { m_options = options; }
     // The settings key of this session; empty until the first server told its name.
     const std::string& KeyName() const { return m_strKeyName; }
     void SetKeyName(const std::string& key) { m_strKeyName = key; }
@@ -89,12 +92,14 @@ protected:
     void mousePressEvent(QMouseEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
 
 private:
     void OnCommand(int id);
     void OnDestroy();
     void OnDoubleClick();
+    void OpenMenu();
     void SetStaticColour(int id, unsigned colour);
     void ShowControl(int id, const ConsoleControls::State& state);
 
@@ -116,7 +121,8 @@ private:
     EventCenter m_events{*this};
     SiteWindows m_windows{*this};
     AudioPanel m_audio{*this};
-    std::unique_ptr<WaitDialog> m_waitDialog;
+    OptionsCommand m_optionsCommand{*this};
+    std::unique_ptr<CWaitDlg> m_waitDialog;
 };
 
 }  // namespace kvmon

@@ -2,14 +2,18 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
+#include <vector>
+
+#include "console/multi_server_list.h"
 
 namespace kvmon {
 
 class CBaseCamera;
 class CKelvaraInfo;
-struct CameraSettings;
 class CMainDlg;
+struct CameraSettings;
 
 class ServerBinding {
 public:
@@ -29,6 +33,11 @@ public:
     // Restarts the servers after a change of options.
     void OnBtnServerLis();
     void SaveMultiServerInfo();
+    // All servers as the list keeps them, the first one in front.
+    std::vector<SavedServer> DescribeServers() const;
+    // Makes these the servers besides the first one, at once, and stores the list: those that are not among
+    // them go with their channels, those that are new are started, those that are there already go on.
+    void ChangeServers(const std::vector<SavedServer>& further);
 
 private:
     // What one pass over a server's cameras changed.
@@ -45,6 +54,12 @@ private:
     void OnCapabilities(int server);
     void TakeCapabilities(const CKelvaraInfo& info, int slot, CBaseCamera& camera);
     void LoadVSInfo();
+    // Null when there cannot be one more.
+    CKelvaraInfo* StartServer(const SavedServer& saved);
+    SavedServer Describe(const CKelvaraInfo& info) const;
+    bool IsListed(const SavedServer& saved) const;
+    void RemoveServersBut(const std::vector<SavedServer>& kept);
+    void ShowChangedServers();
     Changes UpdateCameraTable(int server);
     void UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, const CameraSettings& settings,
                           Changes& changes);
@@ -57,6 +72,7 @@ private:
     int m_nShownServer = -1;
     bool m_bInitialised = false;
     std::uint64_t m_nPendingMask = 0;
+    std::map<std::string, std::string> m_givenNames;  // by the server's identity
 };
 
 // The bit of a server in the pending mask.

@@ -10,7 +10,7 @@ class CDiskStatusDlg;
 class CEMapDlg;
 class CMainDlg;
 
-// Commands of the console's menu.
+// Commands of the console's menu, each also the number of its text.
 inline constexpr int kCmdEvents = 6600;
 inline constexpr int kCmdEMap = 6601;
 inline constexpr int kCmdDiskStatus = 6602;

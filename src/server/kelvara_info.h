@@ -110,6 +110,8 @@ int FindServer(const std::string& host, std::uint32_t nPort);
 int GetServerCount();
 // Null when out of range.
 CKelvaraInfo* GetServer(int nIdx);
+// Stops a server with its cameras and parks it. Those behind it move up by one and are told so.
+void RemoveServer(int nIdx);
 // Parks a server, no longer in the list, with those under removal.
 void ParkServer(std::unique_ptr<CKelvaraInfo> pServer);
 // Stops one camera and parks it with those under removal.
