@@ -66,6 +66,7 @@ public:
     bool HasAudioRight() const;
     void SetSupportAudio(bool bSupport);
     bool IsSupportAudio() const;
+    // The streams to choose from, the smallest first. A running stream that no longer fits is replaced.
     void SetStreamProfiles(std::vector<StreamProfile> profiles);
     // The channel's way for a user's voice, as the recorder tells it: 0 for none, and the coding's number.
     void SetTalkCapability(std::uint32_t dwAudioOut, std::uint32_t dwAudioOutType);
@@ -121,6 +122,8 @@ public:
     bool IsStreamRunning() const;  // a picture was shown since the last pause
 
     // --- view
+    // The next picture reports its size to the console even if that is what it was.
+    void ForgetFrameSize();
     // The window that draws this channel; null takes it away.
     void SetViewWnd(WindowHandle hWnd, std::function<void()> repaint);
     WindowHandle GetViewWnd() const;

@@ -206,8 +206,20 @@ bool CBaseCamera::IsSupportAudio() const {
 }
 
 void CBaseCamera::SetStreamProfiles(std::vector<StreamProfile> profiles) {
-    const std::lock_guard lock(m_core->m_cs);
-    m_core->m_StreamProfiles = std::move(profiles);
+    {
+        const std::lock_guard lock(m_core->m_cs);
+        if (m_core->m_StreamProfiles == profiles) {
+            return;
+        }
+        m_core->m_StreamProfiles = std::move(profiles);
+    }
+    if (IsVideoRunning()) {
+        CheckStreamChange();
+    }
+}
+
+void CBaseCamera::ForgetFrameSize() {
+    m_core->m_bSizeForgotten = true;
 }
 
 void CBaseCamera::SetTalkCapability(std::uint32_t dwAudioOut, std::uint32_t dwAudioOutType) {

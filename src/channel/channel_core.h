@@ -128,6 +128,7 @@ struct ChannelCore {
 
     std::atomic<bool> m_bCameraInfoLoaded{false};
     std::atomic<bool> m_bDigitalZoom{false};
+    std::atomic<bool> m_bSizeForgotten{false};  // the next picture reports its size, old or new
     std::atomic<std::uint32_t> m_dwAudioOut{0};
     std::atomic<std::uint32_t> m_dwAudioOutType{0xFFFFFFFF};
     std::atomic<std::int32_t> m_nStreamId{-1};

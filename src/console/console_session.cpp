@@ -86,6 +86,7 @@ void ConsoleSession::Logout(bool bStopOnly) {
         StopServer(i, bStopOnly);
     }
     m_dlg.Cameras().Clear();
+    m_dlg.Events().Stop();
     m_nStopTicks = 0;
     m_dlg.SetTimer(kTimerStopping, 1000);
     m_dlg.ShowWaitDialog(true);

@@ -174,6 +174,7 @@ void CMainDlg::LoadSettings() {
     m_view.LoadMaxViewMode(m_options.bMaxViewMode);
     m_controls.SetPressed(kCtlViewSize, m_options.bMaxViewMode);
     m_sequential.SetInterval(m_options.dwSequentialInterval);
+    m_events.Start();
     m_audio.LoadSettings(m_options.bEnableAudio);
 }
 
@@ -270,6 +271,9 @@ void CMainDlg::OnTimer(std::uint32_t id) {
             m_session.OnStoppingTimer();
             m_sequential.OnPrepareTimer();  // each tick goes on to that
             break;
+        case kTimerEvents:
+            m_events.OnTimer();
+            break;
         case kTimerPendingServers:
             m_binding.BuildView();
             break;
@@ -296,6 +300,9 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
         case WM_GETVSINFO_FAILED:
             m_binding.OnGetVSInfoFailed(static_cast<std::uint32_t>(wParam), server);
             m_status->OnFailure(GetServer(server));
+            break;
+        case WM_GETNVREVENT:
+            m_events.OnGetEvents(wParam, server);
             break;
         case kMsgPressLogout:
             PressButton(kCtlLogout);
@@ -423,6 +430,15 @@ void CMainDlg::OnCommand(int id) {
             break;
         case kCtlSnapshot:
             m_snapshot.Take();
+            break;
+        case kCmdEvents:
+            m_events.OpenWindow();
+            break;
+        case kCmdEMap:
+            m_windows.OpenEMap();
+            break;
+        case kCmdDiskStatus:
+            m_windows.OpenDiskStatus();
             break;
         case kCmdRefreshControls:
             m_cameraControls.Refresh();

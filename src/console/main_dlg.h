@@ -15,12 +15,14 @@
 #include "console/console_messages.h"
 #include "console/console_options.h"
 #include "console/console_session.h"
+#include "console/event_center.h"
 #include "console/options_command.h"
 #include "console/ptz_panel.h"
 #include "console/screen_controller.h"
 #include "console/sequential_mode.h"
 #include "console/server_binding.h"
 #include "console/server_clock.h"
+#include "console/site_windows.h"
 #include "console/snapshot_command.h"
 #include "console/view_controller.h"
 #include "skin/xskin_dialog.h"
@@ -73,6 +75,8 @@ public:
     OptionsCommand& OptionsDialogs() { return m_optionsCommand; }
     CellMenu& Menu() { return m_cellMenu; }
     AudioPanel& Audio() { return m_audio; }
+    EventCenter& Events() { return m_events; }
+    SiteWindows& Windows() { return m_windows; }
     const ConsoleOptions& Options() const { return m_options; }
     void SetOptions(const ConsoleOptions& options) { m_options = options; }
     // The settings key of this session; empty until the first server told its name.
@@ -138,6 +142,8 @@ private:
     CameraControls m_cameraControls{*this};
     CellMenu m_cellMenu{*this};
     ConsoleKeys m_keys{*this};
+    EventCenter m_events{*this};
+    SiteWindows m_windows{*this};
     OptionsCommand m_optionsCommand{*this};
     std::unique_ptr<StatusLine> m_status;
     std::unique_ptr<CWaitDlg> m_waitDialog;

@@ -193,6 +193,11 @@ void ViewController::ApplyCell(const CellPlan& cell) {
     if (window->parentWidget() != host) {
         window->setParent(host);
     }
+    const auto camera = cell.shown ? m_dlg.Cameras().GetCameraByChannel(cell.channel) : nullptr;
+    if (window->GetCamera() != camera) {
+        // The size that follows is none of the channel's that leaves: it would take another stream for it.
+        window->SetCamera(nullptr);
+    }
     if (cell.placed) {
         window->setGeometry(ToQRect(cell.rect));
     }
@@ -202,7 +207,7 @@ void ViewController::ApplyCell(const CellPlan& cell) {
         window->lower();
     }
     if (cell.shown) {
-        window->SetCamera(m_dlg.Cameras().GetCameraByChannel(cell.channel));
+        window->SetCamera(camera);
         window->show();
     }
 }
@@ -242,7 +247,7 @@ void ViewController::ApplyStreams(const std::vector<StreamPlan>& streams) {
 void ViewController::ForgetFrameSize(int channel) {
     if (const auto camera = m_dlg.Cameras().GetCameraByChannel(channel)) {
         camera->PausePlaying();
-        camera->Picture().SetBitmapInfo({});
+        camera->ForgetFrameSize();
     }
 }
 
