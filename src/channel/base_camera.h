@@ -93,6 +93,9 @@ public:
     void DZDragMove(const ZoomPoint& cursor, int viewWidth, int viewHeight);
     void DZZoomAt(const PixelRect& rcView, const ZoomPoint& point, int nDelta);
 
+    // The channel can take its pictures from the camera itself, past the recorder.
+    virtual bool CanStreamFromCamera() const { return false; }
+
     // --- threads (user interface thread). Nothing here does anything before the channel is usable.
     // Starts the command, the reception and the decode thread. They idle until StartPlaying.
     void StartCameraThreads();

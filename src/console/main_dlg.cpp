@@ -10,8 +10,8 @@
 #include "channel/channel_messages.h"
 #include "channel/video_wnd.h"
 #include "console/message_box.h"
+#include "console/status_line.h"
 #include "console/view_commands.h"
-#include "console/wait_dialog.h"
 #include "console/widget_style.h"
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
@@ -19,9 +19,11 @@
 #include "persist/utilities.h"
 #include "server/kelvara_info.h"
 #include "server/server_messages.h"
+#include "skin/background.h"
 #include "skin/input_messages.h"
 #include "skin/palette.h"
 #include "skin/skin_messages.h"
+#include "skin/wait_dlg.h"
 #include "skin/xskin_od_button.h"
 #include "skin/xskin_static.h"
 
@@ -42,6 +44,7 @@ CMainDlg::CMainDlg(ClientSite& site, QWidget* parent, std::uint16_t language)
     setFocusPolicy(Qt::StrongFocus);
     setMinimumSize(kMinConsoleWidth, kMinConsoleHeight);
     resize(kMinConsoleWidth, kMinConsoleHeight);
+    m_status = std::make_unique<StatusLine>(*this);
 }
 
 CMainDlg::~CMainDlg() {
@@ -122,6 +125,8 @@ void CMainDlg::DestroyWindow() {
     m_bDestroyed = true;
     setCursor(Qt::WaitCursor);
     m_view.SaveViewState(m_strKeyName);
+    m_screens.SaveState(m_strKeyName);
+    m_screens.LeaveFullScreen();
     m_binding.SaveMultiServerInfo();
     Logout(false);
     ShowWaitDialog(false);
@@ -163,6 +168,7 @@ void CMainDlg::PressMenuEntry(int id) {
 
 void CMainDlg::LoadSettings() {
     m_options.Load(Registry(), m_strKeyName);
+    m_site.ShowBrowserToolbar(m_options.bShowBrowserToolbar);
     m_view.LoadMaxViewMode(m_options.bMaxViewMode);
     m_controls.SetPressed(kCtlViewSize, m_options.bMaxViewMode);
     m_sequential.SetInterval(m_options.dwSequentialInterval);
@@ -186,7 +192,8 @@ void CMainDlg::OnLogin() {
     }
     for (QObject* const child : children()) {
         auto* const widget = qobject_cast<QWidget*>(child);
-        if (widget != nullptr && !widget->isWindow() && widget != m_waitDialog.get()) {
+        if (widget != nullptr && !widget->isWindow() && widget != m_waitDialog.get() &&
+            widget != m_status.get()) {
             widget->setEnabled(bLoggedIn);
         }
     }
@@ -208,9 +215,10 @@ void CMainDlg::ShowWaitDialog(bool bShow) {
         return;
     }
     if (!m_waitDialog) {
-        m_waitDialog = std::make_unique<WaitDialog>(*this);
+        m_waitDialog = std::make_unique<CWaitDlg>(this, CWaitDlg::Place::Inside);
+        m_waitDialog->SetText(LoadString(1108));
     }
-    m_waitDialog->Open();
+    m_waitDialog->Open(false);
 }
 
 bool CMainDlg::IsWaitDialogShown() const {
@@ -263,6 +271,7 @@ void CMainDlg::OnTimer(std::uint32_t id) {
             break;
         case kTimerSecond:
             m_serverClock.OnTick();
+            m_status->OnTick();
             break;
         case kTimerStopping:
             m_session.OnStoppingTimer();
@@ -289,9 +298,11 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
             break;
         case WM_UPDATEVSINFO:
             m_binding.OnUpdateSvrInfo(static_cast<std::uint32_t>(wParam), server);
+            m_status->OnTick();
             break;
         case WM_GETVSINFO_FAILED:
             m_binding.OnGetVSInfoFailed(static_cast<std::uint32_t>(wParam), server);
+            m_status->OnFailure(GetServer(server));
             break;
         case kMsgPressLogout:
             PressButton(kCtlLogout);
@@ -358,6 +369,15 @@ void CMainDlg::OnCommand(int id) {
         case kCtlGotoPage2:
             m_controls.SetShown(kCtlGotoPage2, false);
             m_site.NotifyGotoPage(2);
+            break;
+        case kCtlOptions:
+            m_optionsCommand.OpenSettings();
+            break;
+        case kCtlRecorders:
+            m_optionsCommand.OpenRecorders(*this);
+            break;
+        case kCtlLanguage:
+            m_optionsCommand.OpenLanguages();
             break;
         case kCtlLogout:
             OnBtnLogout();
@@ -451,6 +471,7 @@ void CMainDlg::OnDoubleClick() {
 void CMainDlg::resizeEvent(QResizeEvent* event) {
     CXSkinDialog::resizeEvent(event);
     m_view.SetConsoleSize(width(), height());
+    m_status->setGeometry(SkinStatusRect(size()));
     if (m_waitDialog) {
         m_waitDialog->Centre();
     }

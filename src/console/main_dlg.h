@@ -14,6 +14,7 @@
 #include "console/console_messages.h"
 #include "console/console_options.h"
 #include "console/console_session.h"
+#include "console/options_command.h"
 #include "console/ptz_panel.h"
 #include "console/screen_controller.h"
 #include "console/sequential_mode.h"
@@ -25,7 +26,8 @@
 
 namespace kvmon {
 
-class WaitDialog;
+class CWaitDlg;
+class StatusLine;
 
 // One at a time. Every subject is a class of its own, owned here: the view, the binding of servers, the
 // session, the wait for cameras. User interface thread only; workers reach it through Handle().
@@ -67,7 +69,9 @@ public:
     CameraList& Cameras() { return m_cameras; }
     const CameraList& Cameras() const { return m_cameras; }
     ConsoleControls& Controls() { return m_controls; }
+    OptionsCommand& OptionsDialogs() { return m_optionsCommand; }
     const ConsoleOptions& Options() const { return m_options; }
+    void SetOptions(const ConsoleOptions& options) { m_options = options; }
     // The settings key of this session; empty until the first server told its name.
     const std::string& KeyName() const { return m_strKeyName; }
     void SetKeyName(const std::string& key) { m_strKeyName = key; }
@@ -131,7 +135,9 @@ private:
     CameraControls m_cameraControls{*this};
     CellMenu m_cellMenu{*this};
     ConsoleKeys m_keys{*this};
-    std::unique_ptr<WaitDialog> m_waitDialog;
+    OptionsCommand m_optionsCommand{*this};
+    std::unique_ptr<StatusLine> m_status;
+    std::unique_ptr<CWaitDlg> m_waitDialog;
 };
 
 }  // namespace kvmon

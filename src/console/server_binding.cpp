@@ -1,5 +1,7 @@
 #include "console/server_binding.h"
 
+#include <utility>
+
 #include "channel/base_camera.h"
 #include "channel/channel_messages.h"
 #include "console/fill_pattern.h"
@@ -21,33 +23,17 @@ constexpr std::uint32_t kRefusalsShown = 6;   // more refused logins than this a
 constexpr std::uint32_t kFailuresShown = 11;  // more failures than this count as disconnected
 constexpr std::string_view kLocalKey = "__Local_";
 
-SavedServer DescribeServer(const CKelvaraInfo& info) {
-    return {info.GetServerName(), info.GetHost(),     info.GetPort(),
-            info.GetUser(),       info.GetPassword(), static_cast<std::uint32_t>(info.GetChannelCount())};
-}
-
-bool IsSameServer(const CKelvaraInfo& info, const SavedServer& saved) {
-    return info.GetHost() == saved.address && info.GetPort() == saved.port && info.GetUser() == saved.user;
-}
-
-// The key of the channels of a server. Two servers of one name do not share it.
-std::string RegFolder(const CKelvaraInfo& info, int server) {
-    const CKelvaraInfo* const first = GetServer(0);
-    const bool bOwnName = server == 0 || first == nullptr || first->GetServerName() != info.GetServerName();
-    const std::string name = KeyFromName(info.GetServerName());
-    return bOwnName && !name.empty() ? name : KeyFromName(ServerIdentity(DescribeServer(info)));
-}
-
-bool IsListed(const SavedServer& saved) {
-    for (int i = 0; i < GetServerCount(); ++i) {
-        if (IsSameServer(*GetServer(i), saved)) {
-            return true;
-        }
-    }
-    return false;
-}
-
 }  // namespace
+
+// Two servers of one name do not share the key of their channels.
+std::string ServerBinding::RegFolder(const CKelvaraInfo& info, int server) const {
+    const std::string name = KeyFromName(info.GetServerName());
+    bool bOwnName = !name.empty();
+    for (int i = 0; i < server; ++i) {
+        bOwnName = bOwnName && GetServer(i)->GetServerName() != info.GetServerName();
+    }
+    return bOwnName ? name : KeyFromName(ServerIdentity(Describe(info)));
+}
 
 void ServerBinding::OnUpdateSvrInfo(std::uint32_t code, int server) {
     switch (code) {
@@ -107,6 +93,9 @@ void ServerBinding::OnCameraConnection(int server) {
     m_dlg.ShowWaitDialog(false);
     UpdateCamera(server);
     m_dlg.OnLogin();
+    if (server == 0 && std::exchange(m_bStartFurther, false)) {
+        StartStoppedServers();
+    }
 }
 
 void ServerBinding::OnFirstConnection() {
@@ -123,8 +112,10 @@ void ServerBinding::BuildView() {
     m_dlg.KillTimer(kTimerPendingServers);
     m_dlg.ShowWaitDialog(false);
     m_dlg.View().CreateVideoWnd();
+    m_dlg.OptionsDialogs().ApplyEventHighLight();
     m_dlg.View().UpdateChannelArray();
     m_dlg.View().LoadViewState(m_dlg.KeyName());
+    m_dlg.Screens().LoadState(m_dlg.KeyName());
     m_dlg.FocusStyleButton();
     m_nPendingMask = 0;
     for (int i = 0; i < GetServerCount(); ++i) {
@@ -273,7 +264,7 @@ void ServerBinding::OnAuthorizationFailed(CKelvaraInfo& info, int server) {
     info.StopGetKelvaraInfo(false, false);
     const auto text = [&](std::uint32_t id) {
         return FillPattern(LoadString(id),
-                           {info.GetHost(), std::to_string(info.GetPort()), info.GetServerName()});
+                           {info.GetHost(), std::to_string(info.GetPort()), Describe(info).name});
     };
     if (server == 0) {
         m_dlg.ShowWaitDialog(false);
@@ -304,33 +295,6 @@ void ServerBinding::OnBtnServerLis() {
     }
 }
 
-void ServerBinding::LoadVSInfo() {
-    const CKelvaraInfo* const first = GetServer(0);
-    if (first == nullptr) {
-        return;
-    }
-    for (const SavedServer& saved : LoadServerList(Registry(), ServerIdentity(DescribeServer(*first)))) {
-        if (IsListed(saved)) {
-            continue;
-        }
-        const int idx = AddServer(saved.address, saved.port, saved.user, saved.password);
-        CKelvaraInfo* const info = GetServer(idx);
-        if (info == nullptr) {
-            continue;
-        }
-        info->SetNotifyWnd(m_dlg.Handle());
-        info->StartGetKelvaraInfo(false);
-        if (!saved.name.empty()) {
-            info->SetServerName(saved.name);
-        }
-        if (saved.channelCount != 0) {
-            info->SetChannelCount(static_cast<int>(std::min<std::uint32_t>(saved.channelCount, 128)));
-        }
-        m_nPendingMask |= PendingBit(idx);
-        Trace("CMainDlg::LoadVSInfo: idx=%d, uCameraCount=%u\n", idx, saved.channelCount);
-    }
-}
-
 void ServerBinding::SaveCameraSettings() {
     const COrvoRegistry::Batch together(Registry());
     for (int server = 0; server < GetServerCount(); ++server) {
@@ -340,17 +304,6 @@ void ServerBinding::SaveCameraSettings() {
             }
         }
     }
-}
-
-void ServerBinding::SaveMultiServerInfo() {
-    if (!m_bInitialised) {
-        return;  // the stored list was never read: what is listed now does not replace it
-    }
-    std::vector<SavedServer> servers;
-    for (int i = 0; i < GetServerCount(); ++i) {
-        servers.push_back(DescribeServer(*GetServer(i)));
-    }
-    SaveServerList(Registry(), m_dlg.KeyName(), servers);
 }
 
 }  // namespace kvmon

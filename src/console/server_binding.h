@@ -2,13 +2,17 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
+#include <vector>
+
+#include "console/multi_server_list.h"
 
 namespace kvmon {
 
 class CKelvaraInfo;
-struct CameraSettings;
 class CMainDlg;
+struct CameraSettings;
 
 class ServerBinding {
 public:
@@ -21,6 +25,8 @@ public:
     // Timer 1016: builds the view, whether or not all stored servers have answered.
     void BuildView();
 
+    // The user logs in: when the first server answers, those that the last logout stopped go on, too.
+    void OnAutoLogin() { m_bStartFurther = m_bInitialised; }
     // The first connection update was handled.
     bool IsInitialised() const { return m_bInitialised; }
     // The servers whose first answer the view waits for, a bit for each.
@@ -28,6 +34,11 @@ public:
     // Restarts the servers after a change of options.
     void OnBtnServerLis();
     void SaveMultiServerInfo();
+    // All servers as the list keeps them, the first one in front.
+    std::vector<SavedServer> DescribeServers() const;
+    // Makes these the servers besides the first one, at once, and stores the list: those that are not among
+    // them go with their channels, those that are new are started, those that are there already go on.
+    void ChangeServers(const std::vector<SavedServer>& further);
     // What is kept of each channel; before the channels go.
     void SaveCameraSettings();
 
@@ -44,6 +55,14 @@ private:
     void OnCameraConnection(int server);
     void OnFirstConnection();
     void LoadVSInfo();
+    // Null when there cannot be one more.
+    CKelvaraInfo* StartServer(const SavedServer& saved);
+    SavedServer Describe(const CKelvaraInfo& info) const;
+    std::string RegFolder(const CKelvaraInfo& info, int server) const;
+    bool IsListed(const SavedServer& saved) const;
+    void StartStoppedServers();
+    void RemoveServersBut(const std::vector<SavedServer>& kept);
+    void ShowChangedServers();
     Changes UpdateCameraTable(int server);
     void UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, const CameraSettings& settings,
                           Changes& changes);
@@ -55,7 +74,9 @@ private:
     CMainDlg& m_dlg;
     int m_nShownServer = -1;
     bool m_bInitialised = false;
+    bool m_bStartFurther = false;
     std::uint64_t m_nPendingMask = 0;
+    std::map<std::string, std::string> m_givenNames;  // by the server's identity
 };
 
 // The bit of a server in the pending mask.

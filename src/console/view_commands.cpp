@@ -84,7 +84,7 @@ void OnBtnMainMenu(CMainDlg& dlg) {
     menu->AppendMenu(displays, kCtlMultiScreens, LoadString(6204));
     menu->AppendMenu(MF_SEPARATOR, 0, {});
     menu->AppendMenu(MF_GRAYED, 1601, LoadString(6242));
-    menu->AppendMenu(MF_GRAYED, 1613, LoadString(6243));
+    menu->AppendMenu(dlg.Binding().IsInitialised() ? 0u : MF_GRAYED, kCtlRecorders, LoadString(6126));
     menu->TrackPopupMenu(BelowButton(*button), {}, [&dlg](int id) {
         if (id != 0) {
             dlg.PressButton(id);

@@ -299,6 +299,14 @@ std::uint32_t CKelvaraInfo::GetErrorCount() const {
     return Shared()->m_dwErrorCount;
 }
 
+bool CKelvaraInfo::IsConnected() const {
+    return IsRunning() && Shared()->m_bRoundGood;
+}
+
+std::uint32_t CKelvaraInfo::GetRetrySeconds() const {
+    return static_cast<std::uint32_t>(RetryDelay(GetErrorCount()).count() / 1000);
+}
+
 void CKelvaraInfo::RaiseErrorCount() {
     ++Shared()->m_dwErrorCount;
 }

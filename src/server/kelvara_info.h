@@ -42,6 +42,8 @@ public:
     // A null handle: nothing is posted.
     void SetNotifyWnd(WindowHandle hWnd);
     bool IsRunning() const;
+    // The last round of queries was answered.
+    bool IsConnected() const;
 
     int GetIdx() const;
     void SetIdx(int nIdx);
@@ -73,6 +75,8 @@ public:
     void SetCameraCount(int nCount);
 
     std::uint32_t GetErrorCount() const;
+    // How long the thread waits between a failure, with the present count, and its next try.
+    std::uint32_t GetRetrySeconds() const;
     void RaiseErrorCount();
     bool IsNoRightReported() const;
     void SetNoRightReported(bool bReported);
@@ -109,6 +113,8 @@ int FindServer(const std::string& host, std::uint32_t nPort);
 int GetServerCount();
 // Null when out of range.
 CKelvaraInfo* GetServer(int nIdx);
+// Stops a server with its cameras and parks it. Those behind it move up by one and are told so.
+void RemoveServer(int nIdx);
 // Parks a server, no longer in the list, with those under removal.
 void ParkServer(std::unique_ptr<CKelvaraInfo> pServer);
 // Stops one camera and parks it with those under removal.

@@ -20,6 +20,10 @@ int RetryRounds(std::uint32_t nErrorCount) {
 
 }  // namespace
 
+Milliseconds RetryDelay(std::uint32_t nErrorCount) {
+    return RetryRounds(nErrorCount) * kRetryRound;
+}
+
 bool WaitRetry(Clock& clock, Event& event, const FlagWord& flag, std::uint32_t nErrorCount) {
     bool set = clock.Wait(event, Milliseconds(0));
     for (int i = 0; i < RetryRounds(nErrorCount) && flag == 0 && !set; ++i) {
@@ -76,6 +80,7 @@ void ServerWorker::FlipCgiRoot() {
 
 void ServerWorker::PrepareStart() {
     m_bHttpTranFlag = 0;
+    m_bRoundGood = false;
     m_hExitEvent.Reset();
     m_hRefreshEvent.Reset();
     const std::lock_guard lock(m_cs);
@@ -110,6 +115,7 @@ void ServerWorker::TakeOver(ServerWorker& other) {
     m_dwErrorCount = other.m_dwErrorCount.load();
     m_bNoRightReported = other.m_bNoRightReported.load();
     m_bStopSilently = other.m_bStopSilently.load();
+    m_bRoundGood = other.m_bRoundGood.load();
     m_nTimeOffset = other.m_nTimeOffset.load();
     m_bTimeKnown = other.m_bTimeKnown.load();
     m_bHttpTranFlag = other.m_bHttpTranFlag.load();
@@ -173,7 +179,9 @@ void ServerWorker::RunQueries(Round& round) {
             "dwErrorCode=%d...\n",
             name, m_nIdx.load(), static_cast<int>(m_dwErrorCount), static_cast<int>(round.dwErrorCode));
     };
-    if (!GetNvrVsConcInfo(round.status, &round.dwErrorCode)) {
+    const bool bListRead = GetNvrVsConcInfo(round.status, &round.dwErrorCode);
+    if (!bListRead) {
+        m_bRoundGood = false;
         if (round.dwErrorCode == static_cast<std::uint32_t>(ConcInfoError::Unauthorized)) {
             ReportAuthFailure(round);
             return;
@@ -181,10 +189,12 @@ void ServerWorker::RunQueries(Round& round) {
         traceFailure("GetNvrVsConcInfo");  // the disk is read all the same
     }
     if (!GetNvrDiskInfo(round.status, &round.dwErrorCode)) {
+        m_bRoundGood = false;
         traceFailure("GetNvrDiskInfo");
         PostFailure(kFailedDiskInfo);
         return;
     }
+    m_bRoundGood = bListRead;
     struct Step {
         const char* name;
         bool (ServerWorker::*query)(CNvrStatus&, std::uint32_t*);

@@ -28,6 +28,8 @@ struct ConnectInfo {
 // Waits 0 ms, then rounds of 500 ms until the event is set, the flag is set, or the count's limit is
 // reached: 2 rounds below 3 failures, 10 up to 7, 30 from 8 on. True if the event ended the wait.
 bool WaitRetry(Clock& clock, Event& event, const FlagWord& flag, std::uint32_t nErrorCount);
+// What WaitRetry waits when nothing happens.
+Milliseconds RetryDelay(std::uint32_t nErrorCount);
 
 class ServerWorker {
 public:
@@ -98,6 +100,7 @@ public:
     std::atomic<std::uint32_t> m_dwErrorCount{0};
     std::atomic<bool> m_bNoRightReported{false};
     std::atomic<bool> m_bStopSilently{false};
+    std::atomic<bool> m_bRoundGood{false};  // the last round got the channels and the disk
     std::atomic<std::int64_t> m_nTimeOffset{0};
     std::atomic<bool> m_bTimeKnown{false};  // set after the offset
     FlagWord m_bHttpTranFlag{0};

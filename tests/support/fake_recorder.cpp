@@ -80,6 +80,8 @@ void FakeRecorder::Serve(Peer& peer) {
         peer.Write(HttpReply(200, "OK", ExtInfo()));
     } else if (asks("z_status.cgi")) {
         peer.Write(HttpReply(200, "OK", Status()));
+    } else if (asks("param.cgi")) {
+        peer.Write(TimeReply());
     } else if (asks("notify.cgi")) {
         ServeNotify(peer);
     } else if (asks("getstream.cgi")) {
@@ -88,6 +90,17 @@ void FakeRecorder::Serve(Peer& peer) {
     } else {
         peer.Write(HttpReply(404, "Not Found", ""));
     }
+}
+
+void FakeRecorder::SetTime(const std::string& digits) {
+    const std::lock_guard lock(mutex_);
+    time_ = digits;
+}
+
+std::string FakeRecorder::TimeReply() const {
+    const std::lock_guard lock(mutex_);
+    return time_.empty() ? HttpReply(404, "Not Found", "")
+                         : "HTTP/1.0 200 OK\nX: y\n\n<date_time>" + time_ + "</date_time>\n";
 }
 
 void FakeRecorder::ServeNotify(Peer& peer) {

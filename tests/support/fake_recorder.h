@@ -31,6 +31,8 @@ public:
     void RefuseLogins(bool refuse) { refuse_ = refuse; }
     // Requests are read and never answered.
     void GoSilent() { silent_ = true; }
+    // Answers questions for the time: fourteen digits. Without one they fail.
+    void SetTime(const std::string& digits);
     // Sends a line down every notification connection.
     void Notify(const std::string& line);
     // Waits until someone sits in the notification connection.
@@ -42,6 +44,7 @@ public:
 private:
     void Serve(Peer& peer);
     void ServeNotify(Peer& peer);
+    std::string TimeReply() const;
     std::string InitInfo() const;
     std::string ExtInfo() const;
     std::string Status() const;
@@ -50,6 +53,7 @@ private:
     mutable std::mutex mutex_;
     mutable std::condition_variable changed_;
     std::vector<FakeChannel> channels_;
+    std::string time_;
     std::string pushed_;
     int pushCount_ = 0;
     int listeners_ = 0;
