@@ -13,6 +13,8 @@ struct StreamProfile {
     std::string name;
     int sizeClass = 0;  // 0 QCIF to 4 Large
     std::int32_t streamId = 0;
+
+    friend bool operator==(const StreamProfile&, const StreamProfile&) = default;
 };
 
 // The stream for a view of nPixels. Digital zoom takes the last one, which is the largest; 0 when there

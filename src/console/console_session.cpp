@@ -46,6 +46,7 @@ void ConsoleSession::AutoLogin(const std::string& user, const std::string& passw
         std::fclose(file);
     }
     m_dlg.SetTimer(kTimerLogin, 0);
+    m_dlg.Binding().OnAutoLogin();
     if (CKelvaraInfo* const first = GetServer(0)) {
         first->SetNotifyWnd(m_dlg.Handle());
         first->SetNoRightReported(false);
@@ -85,6 +86,7 @@ void ConsoleSession::Logout(bool bStopOnly) {
         StopServer(i, bStopOnly);
     }
     m_dlg.Cameras().Clear();
+    m_dlg.Events().Stop();
     m_nStopTicks = 0;
     m_dlg.SetTimer(kTimerStopping, 1000);
     m_dlg.ShowWaitDialog(true);
