@@ -66,7 +66,8 @@ void Click(QWidget& widget, const QPoint& at) {
 std::vector<std::string> FocusableWithoutName(const QWidget& dialog) {
     std::vector<std::string> nameless;
     for (QWidget* const widget : dialog.findChildren<QWidget*>()) {
-        const bool bInner = widget->focusProxy() != nullptr || widget->objectName().startsWith("qt_");
+        const bool bInner = widget->window() != &dialog || widget->focusProxy() != nullptr ||
+                            widget->objectName().startsWith("qt_");
         if (bInner || (widget->focusPolicy() & Qt::TabFocus) == 0) {
             continue;
         }
