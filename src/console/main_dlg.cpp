@@ -10,6 +10,7 @@
 #include "channel/channel_messages.h"
 #include "channel/video_wnd.h"
 #include "console/message_box.h"
+#include "console/status_line.h"
 #include "console/view_commands.h"
 #include "console/widget_style.h"
 #include "persist/log_file.h"
@@ -18,6 +19,7 @@
 #include "persist/utilities.h"
 #include "server/kelvara_info.h"
 #include "server/server_messages.h"
+#include "skin/background.h"
 #include "skin/input_messages.h"
 #include "skin/palette.h"
 #include "skin/skin_messages.h"
@@ -42,6 +44,7 @@ CMainDlg::CMainDlg(ClientSite& site, QWidget* parent, std::uint16_t language)
     setFocusPolicy(Qt::StrongFocus);
     setMinimumSize(kMinConsoleWidth, kMinConsoleHeight);
     resize(kMinConsoleWidth, kMinConsoleHeight);
+    m_status = std::make_unique<StatusLine>(*this);
 }
 
 CMainDlg::~CMainDlg() {
@@ -122,6 +125,8 @@ void CMainDlg::DestroyWindow() {
     m_bDestroyed = true;
     setCursor(Qt::WaitCursor);
     m_view.SaveViewState(m_strKeyName);
+    m_screens.SaveState(m_strKeyName);
+    m_screens.LeaveFullScreen();
     m_binding.SaveMultiServerInfo();
     Logout(false);
     ShowWaitDialog(false);
@@ -130,6 +135,7 @@ void CMainDlg::DestroyWindow() {
 
 void CMainDlg::OnDestroy() {
     m_bClosing = true;
+    m_audio.CloseTalk();
     ReapRemovedServers(false);
     ReapRemovedCameras(false);
     KillTimer(kTimerSweep);
@@ -141,6 +147,7 @@ void CMainDlg::OnDestroy() {
 
 void CMainDlg::OnBtnLogout() {
     setCursor(Qt::WaitCursor);
+    m_audio.CloseTalk();
     m_view.LeaveMultiDisplay();
     m_session.CleanBrowserUserInfo();
     Logout(true);
@@ -167,16 +174,8 @@ void CMainDlg::LoadSettings() {
     m_view.LoadMaxViewMode(m_options.bMaxViewMode);
     m_controls.SetPressed(kCtlViewSize, m_options.bMaxViewMode);
     m_sequential.SetInterval(m_options.dwSequentialInterval);
-    m_controls.SetShown(kCtlAudio, true);
-    m_controls.SetPressed(kCtlAudio, m_options.bEnableAudio);
-}
-
-bool CMainDlg::IsAudioChecked() const {
-    const bool bPressed = m_controls.IsPressed(kCtlAudio);
-    Trace("CMainDlg::IsAudioChecked: m_pAudioButton->GetCheck()==BST_CHECKED=%s...\n", BoolText(bPressed));
-    const bool bExists = m_controls.Exists(kCtlAudio);
-    Trace("CMainDlg::IsAudioChecked: ::IsWindow(m_pAudioButton->GetSafeHwnd() )=%s...\n", BoolText(bExists));
-    return bPressed && bExists;
+    m_events.Start();
+    m_audio.LoadSettings(m_options.bEnableAudio);
 }
 
 void CMainDlg::OnLogin() {
@@ -187,7 +186,8 @@ void CMainDlg::OnLogin() {
     }
     for (QObject* const child : children()) {
         auto* const widget = qobject_cast<QWidget*>(child);
-        if (widget != nullptr && !widget->isWindow() && widget != m_waitDialog.get()) {
+        if (widget != nullptr && !widget->isWindow() && widget != m_waitDialog.get() &&
+            widget != m_status.get()) {
             widget->setEnabled(bLoggedIn);
         }
     }
@@ -265,10 +265,14 @@ void CMainDlg::OnTimer(std::uint32_t id) {
             break;
         case kTimerSecond:
             m_serverClock.OnTick();
+            m_status->OnTick();
             break;
         case kTimerStopping:
             m_session.OnStoppingTimer();
             m_sequential.OnPrepareTimer();  // each tick goes on to that
+            break;
+        case kTimerEvents:
+            m_events.OnTimer();
             break;
         case kTimerPendingServers:
             m_binding.BuildView();
@@ -291,9 +295,14 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
             break;
         case WM_UPDATEVSINFO:
             m_binding.OnUpdateSvrInfo(static_cast<std::uint32_t>(wParam), server);
+            m_status->OnTick();
             break;
         case WM_GETVSINFO_FAILED:
             m_binding.OnGetVSInfoFailed(static_cast<std::uint32_t>(wParam), server);
+            m_status->OnFailure(GetServer(server));
+            break;
+        case WM_GETNVREVENT:
+            m_events.OnGetEvents(wParam, server);
             break;
         case kMsgPressLogout:
             PressButton(kCtlLogout);
@@ -414,10 +423,22 @@ void CMainDlg::OnCommand(int id) {
             m_cameraControls.OnBtnPresetMenu();
             break;
         case kCtlAudio:
-            SetAudio();
+            m_audio.Sync();
+            break;
+        case kCtlTalk:
+            m_audio.OnTalk();
             break;
         case kCtlSnapshot:
             m_snapshot.Take();
+            break;
+        case kCmdEvents:
+            m_events.OpenWindow();
+            break;
+        case kCmdEMap:
+            m_windows.OpenEMap();
+            break;
+        case kCmdDiskStatus:
+            m_windows.OpenDiskStatus();
             break;
         case kCmdRefreshControls:
             m_cameraControls.Refresh();
@@ -430,17 +451,6 @@ void CMainDlg::OnCommand(int id) {
         default:
             m_cellMenu.OnCommand(id);
             break;
-    }
-}
-
-// Sound for the active window's camera and none for the others: one camera plays at a time.
-void CMainDlg::SetAudio() {
-    const bool bOn = IsAudioChecked();
-    const auto active = m_view.Cells().GetActiveCamera();
-    for (int n = 0; n < m_cameras.GetCount(); ++n) {
-        if (const auto camera = m_cameras.GetCameraByChannel(n)) {
-            camera->SetPlayAudio(bOn && camera == active);
-        }
     }
 }
 
@@ -462,6 +472,7 @@ void CMainDlg::OnDoubleClick() {
 void CMainDlg::resizeEvent(QResizeEvent* event) {
     CXSkinDialog::resizeEvent(event);
     m_view.SetConsoleSize(width(), height());
+    m_status->setGeometry(SkinStatusRect(size()));
     if (m_waitDialog) {
         m_waitDialog->Centre();
     }
