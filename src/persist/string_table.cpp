@@ -91,6 +91,7 @@ constexpr Row kEnglish[] = {
     {5037, "The recorder %s:%u (%s) refused the user name or the password. Please log in again."},
     {6000, "PTZ"},
     {6001, "Preset"},
+    {6750, "This control can't be run under inactivate mode."},
     {57397, "Server disconnected"},
     {57411, "Connecting"},
     {57412, "Disconnected"},
