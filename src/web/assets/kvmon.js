@@ -268,7 +268,6 @@
       canvas.addEventListener('pointerdown', (event) => {
         canvas.focus();
         canvas.setPointerCapture(event.pointerId);
-        event.preventDefault();
       });
       // Mouse events, since a pointer tells only of the first of several buttons.
       canvas.addEventListener('mousedown', (event) => this.onButton(event, 1));
