@@ -45,6 +45,9 @@ FrameSender::FrameSender(RemoteDisplay& display, WebSocket& socket) : m_display(
 }
 
 void FrameSender::OnDamage() {
+    if (m_changed < 0) {
+        m_changed = m_clock.elapsed();
+    }
     if (!m_sendTimer.isActive()) {
         // Changes of one turn of the event loop go together, whatever the time since the last frame.
         m_sendTimer.start(static_cast<int>(
@@ -64,8 +67,11 @@ void FrameSender::OnAck(std::uint32_t frame) {
     if (sent == m_sent.end()) {
         return;
     }
-    m_counts.lastAckMs = static_cast<int>(m_clock.elapsed() - sent->time);
-    AdaptQuality(m_counts.lastAckMs);
+    const qint64 now = m_clock.elapsed();
+    AdaptQuality(static_cast<int>(now - sent->time));
+    ++m_counts.drawn;
+    m_counts.totalMs += static_cast<std::uint64_t>(now - sent->changed);
+    m_counts.maxMs = std::max(m_counts.maxMs, static_cast<int>(now - sent->changed));
     m_sent.erase(m_sent.begin(), sent + 1);
     if (!m_display.Damage().isEmpty()) {
         OnDamage();
@@ -81,7 +87,6 @@ void FrameSender::OnDrained() {
 void FrameSender::AdaptQuality(int ackMs) {
     const int step = ackMs > kSlowMs ? -kQualityStep : ackMs < kFastMs ? 1 : 0;
     m_quality = std::clamp(m_quality + step, kWorstQuality, kBestQuality);
-    m_counts.quality = m_quality;
 }
 
 // Blocks whose last change is long ago are forgotten, so that the map holds what moves.
@@ -148,7 +153,7 @@ void FrameSender::Send() {
         AppendTile(picture, rect, IsMoving(rect), message);
     }
     m_lastSent = m_clock.elapsed();
-    m_sent.push_back({m_frame, m_lastSent});
+    m_sent.push_back({m_frame, m_lastSent, std::exchange(m_changed, -1)});
     ++m_counts.frames;
     m_counts.bytes += message.size();
     m_socket.SendBinary(std::move(message));

@@ -25,9 +25,12 @@ public:
     static constexpr int kFrameIntervalMs = 15;
 
     struct Counts {
-        std::uint64_t frames = 0, tiles = 0, bytes = 0, held = 0;  // held: times that a frame had to wait
-        int quality = 0;
-        int lastAckMs = 0;
+        std::uint64_t frames = 0, tiles = 0, bytes = 0;
+        std::uint64_t held = 0;   // times that a frame had to wait for the page
+        std::uint64_t drawn = 0;  // frames that the page has answered
+        // From the first change that is in a frame to the page's answer that it is on the canvas.
+        std::uint64_t totalMs = 0;
+        int maxMs = 0;
     };
 
     FrameSender(RemoteDisplay& display, WebSocket& socket);
@@ -39,11 +42,13 @@ public:
     // The socket has taken all there was.
     void OnDrained();
     const Counts& GetCounts() const { return m_counts; }
+    int Quality() const { return m_quality; }
 
 private:
     struct Sent {
         std::uint32_t frame;
         qint64 time;
+        qint64 changed;  // the first change in it
     };
 
     void Send();
@@ -61,6 +66,7 @@ private:
     QTimer m_quietTimer;
     QElapsedTimer m_clock;
     qint64 m_lastSent = -kFrameIntervalMs;
+    qint64 m_changed = -1;  // the first change that is not sent; -1 without one
     std::uint32_t m_frame = 0;
     std::deque<Sent> m_sent;  // not yet drawn by the page
     QRegion m_lossy;

@@ -10,6 +10,7 @@
 #include <array>
 
 #include "console/view_geometry.h"
+#include "persist/log_file.h"
 #include "web/json_rpc.h"
 #include "web/page_protocol.h"
 #include "web/remote_display.h"
@@ -19,6 +20,10 @@ namespace kvmon {
 namespace {
 
 constexpr int kOrderMs = 3000;
+
+unsigned long long Number(std::uint64_t value) {
+    return value;
+}
 
 }  // namespace
 
@@ -73,6 +78,13 @@ WebSession::WebSession(const SessionOrder& order)
 }
 
 WebSession::~WebSession() {
+    const FrameSender::Counts& counts = m_frames.GetCounts();
+    Trace(
+        "WebSession: frames=%llu, drawn=%llu, tiles=%llu, bytes=%llu, held=%llu, mean=%llu ms, max=%d ms, "
+        "quality=%d\n",
+        Number(counts.frames), Number(counts.drawn), Number(counts.tiles), Number(counts.bytes),
+        Number(counts.held), Number(counts.drawn > 0 ? counts.totalMs / counts.drawn : 0), counts.maxMs,
+        m_frames.Quality());
     RemoteDisplay::Instance().SetListener({}, {});
     m_client.DestroyControlWindow();
 }

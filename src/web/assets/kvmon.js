@@ -213,6 +213,7 @@
           picture.close();
         });
         this.frames = (this.frames || 0) + 1;
+        this.tiles = (this.tiles || 0) + tiles.length;
       } finally {
         const answer = this.message(TO_HOST.drawn, 4);
         answer.setUint32(1, number, true);
