@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "media/av_ptr.h"
+#include "media/motion_watch.h"
 #include "media/picture_source.h"
 #include "media/scene.h"
 #include "media/scheduler.h"
@@ -18,12 +19,42 @@ namespace {
 // After a source failed.
 constexpr MediaTime kRetry{1'000'000};
 
+// Hands on what channels tell.
+class Reporter {
+public:
+    void Set(MediaListener listener) {
+        const std::unique_lock lock(mutex_);
+        listener_ = std::move(listener);
+    }
+    void Report(int channel, MediaEvent event, bool on) {
+        const std::shared_lock lock(mutex_);
+        if (listener_) {
+            listener_(channel, event, on);
+        }
+    }
+
+private:
+    std::shared_mutex mutex_;
+    MediaListener listener_;
+};
+
+std::unique_ptr<MotionWatch> MakeMotionWatch(int channel, const SourceConfig& source) {
+    if (!source.watchMotion || !source.file.empty()) {
+        return nullptr;
+    }
+    return std::make_unique<MotionWatch>(SceneOf(channel, source.scene), channel, source.camera);
+}
+
 // A channel's work, and all that its threads touch.
 class Channel final : public SourceOutput {
 public:
-    Channel(std::shared_ptr<MediaClock> clock, std::string name, std::unique_ptr<PictureSource> source)
+    Channel(std::shared_ptr<MediaClock> clock, std::shared_ptr<Reporter> reporter, int number,
+            std::string name, const SourceConfig& source)
         : clock_(std::move(clock)),
-          source_(std::move(source)),
+          reporter_(std::move(reporter)),
+          number_(number),
+          source_(source.file.empty() ? CreateSceneSource(number, source) : CreateFileSource(source)),
+          motion_(MakeMotionWatch(number, source)),
           streams_(source_->Streams()),
           feeds_(streams_.size()),
           name_(std::move(name)) {}
@@ -59,11 +90,26 @@ public:
         round_.now = clock_->Now();
         round_.wall = clock_->WallTime();
         try {
-            return source_->Run(round_, *this);
+            const MediaTime next = source_->Run(round_, *this);
+            Tell(false);
+            return next;
         } catch (const std::exception&) {
             source_->Sleep();
+            Tell(true);
             return round_.now + kRetry;
         }
+    }
+
+    // Beside the pictures' work, and maybe at the same time.
+    std::optional<MediaTime> WatchMotion() {
+        if (!motion_) {
+            return std::nullopt;
+        }
+        const MediaTime now = clock_->Now();
+        if (const auto turn = motion_->Look(now)) {
+            reporter_->Report(number_, MediaEvent::Motion, *turn);
+        }
+        return now + MotionWatch::kPause;
     }
 
     void Give(int stream, PacketPtr packet, bool encoded) override {
@@ -72,11 +118,22 @@ public:
     void Skipped(int stream, std::int64_t pictures) override { Feed(stream).CountSkipped(pictures); }
 
 private:
+    void Tell(bool lost) {
+        if (lost != lost_) {
+            lost_ = lost;
+            reporter_->Report(number_, MediaEvent::Lost, lost);
+        }
+    }
+
     const std::shared_ptr<MediaClock> clock_;
+    const std::shared_ptr<Reporter> reporter_;
+    const int number_;
     const std::unique_ptr<PictureSource> source_;
+    const std::unique_ptr<MotionWatch> motion_;
     const std::vector<StreamDescription> streams_;
     std::deque<StreamFeed> feeds_;
     SourceRound round_;
+    bool lost_ = false;
     std::mutex nameMutex_;
     std::string name_;
 };
@@ -102,13 +159,25 @@ public:
     int AddChannel(const std::string& name, const SourceConfig& source) override {
         const std::unique_lock lock(mutex_);
         const int number = static_cast<int>(channels_.size());
-        auto channel = std::make_shared<Channel>(
-            clock_, name, source.file.empty() ? CreateSceneSource(number, source) : CreateFileSource(source));
-        channels_.push_back(channel);
-        // The tasks' numbers are the channels'.
-        scheduler_.Add([channel] { return channel->Work(); });
+        channels_.push_back(Make(number, name, source));
+        tasks_.push_back({scheduler_.Add([this, number] { return Find(number)->Work(); }),
+                          scheduler_.Add([this, number] { return Find(number)->WatchMotion(); })});
+        scheduler_.Wake(tasks_.back().motion);
         return number;
     }
+
+    void ReplaceSource(int channel, const std::string& name, const SourceConfig& source) override {
+        if (!Find(channel)) {
+            return;
+        }
+        // A file takes its time to open, and the others go on meanwhile.
+        auto fresh = Make(channel, name, source);
+        const std::unique_lock lock(mutex_);
+        channels_[static_cast<std::size_t>(channel)].swap(fresh);
+        scheduler_.Wake(TasksOf(channel).motion);
+    }
+
+    void SetListener(MediaListener listener) override { reporter_->Set(std::move(listener)); }
 
     void RenameChannel(int channel, const std::string& name) override {
         if (const auto found = Find(channel)) {
@@ -131,7 +200,8 @@ public:
         const int taken = inRange ? stream : 0;
         auto watcher = found->Feed(taken).Watch(std::move(sink));
         auto subscription = std::make_unique<FeedSubscription>(found, taken, std::move(watcher));
-        scheduler_.Wake(channel);
+        const std::shared_lock lock(mutex_);
+        scheduler_.Wake(TasksOf(channel).pictures);
         return subscription;
     }
 
@@ -142,6 +212,14 @@ public:
     }
 
 private:
+    std::shared_ptr<Channel> Make(int number, const std::string& name, const SourceConfig& source) const {
+        return std::make_shared<Channel>(clock_, reporter_, number, name, source);
+    }
+    struct Tasks {
+        int pictures;
+        int motion;
+    };
+    const Tasks& TasksOf(int channel) const { return tasks_[static_cast<std::size_t>(channel)]; }
     std::shared_ptr<Channel> Find(int channel) const {
         const std::shared_lock lock(mutex_);
         const bool inRange = channel >= 0 && channel < static_cast<int>(channels_.size());
@@ -149,9 +227,11 @@ private:
     }
 
     const std::shared_ptr<MediaClock> clock_;
+    const std::shared_ptr<Reporter> reporter_ = std::make_shared<Reporter>();
     mutable std::shared_mutex mutex_;
     std::vector<std::shared_ptr<Channel>> channels_;
-    Scheduler scheduler_;  // last: its threads end before the rest goes
+    std::vector<Tasks> tasks_;  // of the scheduler, by channel
+    Scheduler scheduler_;       // last: its threads end before the rest goes
 };
 
 }  // namespace

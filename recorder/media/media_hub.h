@@ -10,6 +10,7 @@
 namespace kvrecorder {
 
 class MediaClock;
+class PtzCamera;
 
 // One access unit or JPEG picture, immutable and shared.
 struct Packet {
@@ -44,7 +45,18 @@ struct SourceConfig {
     // the file's own and one of 352x240. Sizes are 16 to 4096 and even, 1 to 60 pictures a second, 1 to
     // 600 pictures from key to key.
     std::vector<StreamConfig> streams;
+    // What steers the view of a generated scene; null: it stays at home.
+    std::shared_ptr<PtzCamera> camera;
+    // A generated scene is looked at all the time, cheaply, and what moves in it is told.
+    bool watchMotion = false;
 };
+
+// What a hub tells of itself.
+enum class MediaEvent {
+    Motion,  // something moves in the scene, or no more
+    Lost,    // the source gives nothing, or again; known only while somebody watches
+};
+using MediaListener = std::function<void(int channel, MediaEvent event, bool on)>;
 
 struct StreamDescription {
     Codec codec = Codec::H264;
@@ -72,10 +84,15 @@ public:
 class MediaHub {
 public:
     virtual ~MediaHub() = default;
+    // Called on the source threads, which it holds up; returns when no call to the one before is under way.
+    virtual void SetListener(MediaListener listener) = 0;
     // Adds a channel; its position is the channel number. The name is drawn into generated scenes. Throws
     // std::runtime_error with words for the user if a file cannot be read, a scene has no such name or a
     // stream cannot be made.
     virtual int AddChannel(const std::string& name, const SourceConfig& source) = 0;
+    // Puts another source in a channel's place, as AddChannel does; on failure all stays as it is. Who
+    // watches gets nothing more and has to subscribe anew.
+    virtual void ReplaceSource(int channel, const std::string& name, const SourceConfig& source) = 0;
     virtual void RenameChannel(int channel, const std::string& name) = 0;
     virtual std::vector<StreamDescription> Streams(int channel) const = 0;
     // A stream number out of range takes stream 0; null for a channel out of range. A stream that nobody

@@ -1,5 +1,8 @@
 #include "media/scene.h"
 
+#include <stdexcept>
+#include <string>
+
 namespace kvrecorder {
 namespace {
 
@@ -25,6 +28,15 @@ const Scene* FindScene(std::string_view name) {
         }
     }
     return nullptr;
+}
+
+const Scene& SceneOf(int channel, std::string_view name) {
+    const Scene* const scene =
+        name.empty() ? &kScenes[static_cast<std::size_t>(channel) % std::size(kScenes)] : FindScene(name);
+    if (!scene) {
+        throw std::runtime_error("there is no scene \"" + std::string(name) + "\"");
+    }
+    return *scene;
 }
 
 }  // namespace kvrecorder

@@ -34,6 +34,8 @@ struct Scene {
 std::span<const Scene> Scenes();
 // Null if there is none of that name.
 const Scene* FindScene(std::string_view name);
+// By name, or by the channel's number when there is none. Throws std::runtime_error for an unknown name.
+const Scene& SceneOf(int channel, std::string_view name);
 
 void HarbourStill(Painter&);
 void HarbourMoving(Painter&, double seconds);

@@ -1,6 +1,7 @@
 #include "media/scene_renderer.h"
 
 #include <cairo.h>
+#include <libyuv.h>
 
 #include <algorithm>
 #include <cstring>
@@ -24,6 +25,8 @@ constexpr double kChannelOffset = 37.7;
 constexpr std::size_t kLongestCaption = 64;  // characters
 // Sizes that are remembered; a channel has few streams.
 constexpr std::size_t kMostCanvases = 8;
+// Rows that a picture wholly out of focus has left.
+constexpr double kStrongestBlur = 16;
 
 CairoPtr<cairo_surface_t> NewSurface(int width, int height) {
     return CairoPtr<cairo_surface_t>(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height));
@@ -92,6 +95,7 @@ struct SceneRenderer::Canvas {
     bool pictureDone = false;
     SceneView stillView;
     SceneMoment moment;
+    std::vector<std::uint8_t> small;  // of a picture out of focus
 };
 
 SceneRenderer::SceneRenderer(const Scene& scene, int channel) : scene_(scene), channel_(channel) {}
@@ -146,12 +150,32 @@ PixelView SceneRenderer::Draw(int width, int height, const SceneMoment& moment) 
         Painter painter(cairo);
         scene_.paintMoving(painter, moment.seconds + channel_ * kChannelOffset);
         cairo_restore(cairo);
+        Blur(canvas, moment.blur);
         DrawStrips(canvas, moment);
         cairo_surface_flush(canvas.picture.get());
         canvas.moment = moment;
         canvas.pictureDone = true;
     }
     return {cairo_image_surface_get_data(canvas.picture.get()), stride, width, height};
+}
+
+// A picture made small and large again has lost what is fine.
+void SceneRenderer::Blur(Canvas& canvas, double blur) {
+    const double factor = 1 + blur * canvas.height / kStrongestBlur;
+    if (factor < 1.05) {
+        return;
+    }
+    cairo_surface_flush(canvas.picture.get());
+    std::uint8_t* const pixels = cairo_image_surface_get_data(canvas.picture.get());
+    const int stride = cairo_image_surface_get_stride(canvas.picture.get());
+    const int width = std::max(2, static_cast<int>(canvas.width / factor));
+    const int height = std::max(2, static_cast<int>(canvas.height / factor));
+    canvas.small.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4);
+    libyuv::ARGBScale(pixels, stride, canvas.width, canvas.height, canvas.small.data(), width * 4, width,
+                      height, libyuv::kFilterBox);
+    libyuv::ARGBScale(canvas.small.data(), width * 4, width, height, pixels, stride, canvas.width,
+                      canvas.height, libyuv::kFilterBilinear);
+    cairo_surface_mark_dirty(canvas.picture.get());
 }
 
 void SceneRenderer::DrawStrips(Canvas& canvas, const SceneMoment& moment) const {

@@ -25,6 +25,7 @@ struct SceneMoment {
     std::chrono::system_clock::time_point wall;  // drawn in local time, to a tenth of a second
     std::string name;                            // UTF-8; what is not is replaced
     SceneView view;
+    double blur = 0;  // 0: sharp, 1: nothing can be made out; not of caption and clock
 
     bool operator==(const SceneMoment&) const = default;
 };
@@ -49,6 +50,7 @@ private:
     struct Canvas;
 
     Canvas& CanvasFor(int width, int height);
+    static void Blur(Canvas& canvas, double blur);
     void DrawStrips(Canvas& canvas, const SceneMoment& moment) const;
 
     const Scene& scene_;

@@ -6,6 +6,7 @@
 
 #include "media/picture_encoder.h"
 #include "media/picture_source.h"
+#include "media/ptz_camera.h"
 #include "media/scene_renderer.h"
 
 namespace kvrecorder {
@@ -25,8 +26,9 @@ bool FillPicture(AVFrame* frame, const PixelView& view) {
 
 class SceneSource final : public PictureSource {
 public:
-    SceneSource(int channel, const Scene& scene, const std::vector<StreamConfig>& streams)
-        : shift_(kChannelShift * (channel % 16)), renderer_(scene, channel) {
+    SceneSource(int channel, const Scene& scene, const std::vector<StreamConfig>& streams,
+                std::shared_ptr<PtzCamera> camera)
+        : shift_(kChannelShift * (channel % 16)), camera_(std::move(camera)), renderer_(scene, channel) {
         for (const StreamConfig& stream : streams) {
             CheckStream(stream);
             streams_.push_back({stream, nullptr, -1});
@@ -93,6 +95,11 @@ private:
         moment.seconds = static_cast<double>(time.count()) / 1e6;
         moment.wall = round.wall - (now - time);
         moment.name = round.name;
+        if (camera_) {
+            const CameraPose pose = camera_->Pose(time);
+            moment.view = pose.view;
+            moment.blur = pose.blur;
+        }
         const PixelView view = renderer_.Draw(stream.config.width, stream.config.height, moment);
         if (!FillPicture(stream.encoder->Picture(), view)) {
             throw std::runtime_error("no memory for a picture");
@@ -103,6 +110,7 @@ private:
     }
 
     const MediaTime shift_;
+    const std::shared_ptr<PtzCamera> camera_;
     SceneRenderer renderer_;
     std::vector<Stream> streams_;
 };
@@ -110,15 +118,9 @@ private:
 }  // namespace
 
 std::unique_ptr<PictureSource> CreateSceneSource(int channel, const SourceConfig& config) {
-    const auto scenes = Scenes();
-    const Scene* const scene = config.scene.empty()
-                                   ? &scenes[static_cast<std::size_t>(channel) % scenes.size()]
-                                   : FindScene(config.scene);
-    if (!scene) {
-        throw std::runtime_error("there is no scene \"" + config.scene + "\"");
-    }
-    return std::make_unique<SceneSource>(channel, *scene,
-                                         config.streams.empty() ? DefaultStreams(channel) : config.streams);
+    return std::make_unique<SceneSource>(channel, SceneOf(channel, config.scene),
+                                         config.streams.empty() ? DefaultStreams(channel) : config.streams,
+                                         config.camera);
 }
 
 }  // namespace kvrecorder

@@ -252,6 +252,16 @@ StreamConfig ReadStream(TableReader& reader) {
     return stream;
 }
 
+void ReadPtz(TableReader& reader, ChannelConfig& channel) {
+    reader.Flag("steerable", channel.ptz.steerable);
+    if (channel.ptz.steerable && !channel.source.file.empty()) {
+        reader.Fail("steerable", "only a generated scene can be steered");
+    }
+    reader.Flag("preset_names", channel.ptz.presetNames);
+    reader.Number("delay_ms", channel.ptz.delayMs, 0, kMaxPtzDelayMs);
+    reader.Word("reply", channel.ptz.reply, kPtzReplies);
+}
+
 ChannelConfig ReadChannel(TableReader& reader) {
     ChannelConfig channel;
     reader.Text("name", channel.name, kMaxNameBytes);
@@ -264,6 +274,7 @@ ChannelConfig ReadChannel(TableReader& reader) {
     if (!channel.source.file.empty()) {
         channel.source.file = reader.Resolve(channel.source.file);
     }
+    reader.Flag("watch_motion", channel.source.watchMotion);
     reader.Tables("streams", 8,
                   [&](TableReader& stream) { channel.source.streams.push_back(ReadStream(stream)); });
     reader.Table("camera", [&](TableReader& camera) { ReadCamera(camera, channel.camera); });
@@ -275,8 +286,25 @@ ChannelConfig ReadChannel(TableReader& reader) {
         channel.status[flag->section] = static_cast<std::uint8_t>(channel.status[flag->section] | flag->bit);
     }
     reader.Flag("audio", channel.audio);
-    channel.presets = reader.Texts("presets", kMaxPresets, 99);
+    channel.presets = reader.Texts("presets", kMaxPresets, kMaxPresetBytes);
+    reader.Table("ptz", [&](TableReader& ptz) { ReadPtz(ptz, channel); });
     return channel;
+}
+
+void ReadRecording(TableReader& reader, ServerConfig& server) {
+    RecordingConfig& recording = server.recording;
+    reader.Text("recordings", recording.folder, 4096);
+    if (!recording.folder.empty()) {
+        recording.folder = reader.Resolve(recording.folder);
+    } else if (!server.stateFolder.empty()) {
+        recording.folder = server.stateFolder + "/recordings";
+    }
+    int limit = static_cast<int>(recording.limitMb);
+    int free = static_cast<int>(recording.minFreeMb);
+    reader.Number("recordings_limit_mb", limit, 1, 100'000'000);
+    reader.Number("min_free_mb", free, 0, 100'000'000);
+    recording.limitMb = static_cast<std::uint64_t>(limit);
+    recording.minFreeMb = static_cast<std::uint64_t>(free);
 }
 
 void ReadAll(TableReader& reader, RecorderConfig& config) {
@@ -287,10 +315,21 @@ void ReadAll(TableReader& reader, RecorderConfig& config) {
         server.Text("build", config.server.build, 63);
         server.Text("disk", config.server.diskFolder, 4096);
         config.server.diskFolder = server.Resolve(config.server.diskFolder);
+        server.Text("state", config.server.stateFolder, 4096);
+        if (!config.server.stateFolder.empty()) {
+            config.server.stateFolder = server.Resolve(config.server.stateFolder);
+        }
+        ReadRecording(server, config.server);
+        server.Text("map", config.server.mapFile, 4096);
+        if (!config.server.mapFile.empty()) {
+            config.server.mapFile = server.Resolve(config.server.mapFile);
+        }
+        server.Text("map_title", config.server.mapTitle, 249);
         server.Number("max_connections", config.server.maxConnections, 8, 4096);
     });
     reader.Table("faults", [&](TableReader& faults) {
         faults.Word("root", config.server.root, kRoots);
+        faults.Word("disk", config.server.diskFault, kDiskFaults);
         faults.Number("delay_ms", config.server.delayMs, 0, 60000);
     });
     reader.Tables("users", 64, [&](TableReader& user) {

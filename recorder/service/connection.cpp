@@ -8,6 +8,8 @@ namespace {
 
 // Bounds what the system holds for one slow watcher, and how old its pictures are when they arrive.
 constexpr int kStreamSendBuffer = 256 * 1024;
+// No client waits so long for a first byte.
+constexpr std::chrono::minutes kLongestSilence{10};
 
 }  // namespace
 
@@ -56,6 +58,7 @@ void Connection::Changed(Change change) {
     asio::post(socket_.get_executor(), [self = shared_from_this(), change] {
         if (self->mode_ == Mode::Stream && change == Change::Configuration) {
             self->CheckRight();
+            self->FollowSource();
         }
         // A change of the configuration makes clients read the state too.
         self->pending_ = std::max(self->pending_, change);
@@ -129,14 +132,17 @@ void Connection::OnHead() {
     }
     user_ = request->user;
     password_ = request->password;
-    Reply reply = Answer(*request, *state);
-    if (state->server.delayMs == 0) {
+    std::error_code ignored;
+    const auto peer = socket_.remote_endpoint(ignored).address().to_string();
+    Reply reply = Answer(*request, *state, host_.model, peer);
+    const int delayMs = state->server.delayMs + reply.delayMs;
+    if (delayMs == 0) {
         Serve(std::move(reply));
         return;
     }
     mode_ = Mode::Delay;
     SetDeadline(TimePoint::max());
-    pause_.expires_after(std::chrono::milliseconds(state->server.delayMs));
+    pause_.expires_after(std::chrono::milliseconds(delayMs));
     pause_.async_wait([self = shared_from_this(), reply = std::move(reply)](const std::error_code& error) {
         if (!error && self->mode_ == Mode::Delay) {
             self->Serve(reply);
@@ -154,13 +160,22 @@ void Connection::Serve(Reply reply) {
             break;
         case ReplyKind::Notify:
             mode_ = Mode::Notify;
+            who_ = reply.who;
+            host_.model.Users().OpenLine(who_);
             break;
+        case ReplyKind::Silence:
+            mode_ = Mode::Silence;
+            SetDeadline(std::chrono::steady_clock::now() + kLongestSilence);
+            return;
     }
     if (mode_ == Mode::Stream) {
-        reply_.channel = reply.channel;
+        reply_ = reply;
         std::error_code ignored;
         socket_.set_option(asio::socket_base::send_buffer_size(kStreamSendBuffer), ignored);
-        Subscribe(reply.channel, reply.stream);
+        const SnapshotPtr state = host_.model.Current();
+        if (const Channel* channel = state->Configured(reply.channel)) {
+            Subscribe(*channel);
+        }
         if (!subscription_) {
             reply = Refuse(404);
             mode_ = Mode::Document;
@@ -173,7 +188,7 @@ void Connection::Serve(Reply reply) {
     }
 }
 
-void Connection::Subscribe(int channel, int stream) {
+void Connection::Subscribe(const Channel& channel) {
     auto wake = [queue = queue_, weak = weak_from_this(),
                  executor = socket_.get_executor()](const PacketPtr& packet) {
         if (!queue->Push(packet)) {
@@ -186,7 +201,23 @@ void Connection::Subscribe(int channel, int stream) {
             }
         });
     };
-    subscription_ = host_.model.Hub().Subscribe(channel, stream, std::move(wake));
+    sourceNumber_ = channel.sourceNumber;
+    subscription_ = host_.model.Hub().Subscribe(reply_.channel, reply_.stream, std::move(wake));
+}
+
+// A channel's new source goes on in the same connection.
+void Connection::FollowSource() {
+    const SnapshotPtr state = host_.model.Current();
+    const Channel* channel = state->Configured(reply_.channel);
+    if (mode_ != Mode::Stream || !channel || channel->sourceNumber == sourceNumber_) {
+        return;
+    }
+    subscription_.reset();
+    queue_->Restart();
+    Subscribe(*channel);
+    if (!subscription_) {
+        DoClose();
+    }
 }
 
 void Connection::Write() {
@@ -238,6 +269,7 @@ void Connection::Next() {
             break;
         case Mode::Head:
         case Mode::Delay:
+        case Mode::Silence:
         case Mode::Linger:
         case Mode::Closed:
             break;
@@ -330,6 +362,9 @@ void Connection::DoClose() {
         return;
     }
     mode_ = Mode::Closed;
+    if (!who_.empty()) {
+        host_.model.Users().CloseLine(who_);
+    }
     // Waits for a picture that is on its way to the queue, and never for this connection.
     subscription_.reset();
     deadlineTimer_.cancel();

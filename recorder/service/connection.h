@@ -70,7 +70,7 @@ public:
     std::size_t Queued() const { return queue_->Bytes(); }
 
 private:
-    enum class Mode { Head, Delay, Document, Stream, Notify, Linger, Closed };
+    enum class Mode { Head, Delay, Document, Stream, Notify, Silence, Linger, Closed };
     using TimePoint = std::chrono::steady_clock::time_point;
 
     void Read();
@@ -78,7 +78,8 @@ private:
     void OnHead();
     void Serve(Reply reply);
     void Begin(const Reply& reply);
-    void Subscribe(int channel, int stream);
+    void Subscribe(const Channel& channel);
+    void FollowSource();
 
     void Write();
     void OnWritten(const std::error_code& error, std::size_t count);
@@ -102,9 +103,11 @@ private:
     std::string user_;
     std::string password_;
     Reply reply_;
+    std::string who_;  // has this notification line
 
     std::shared_ptr<RecordQueue> queue_ = std::make_shared<RecordQueue>();
     std::unique_ptr<Subscription> subscription_;
+    int sourceNumber_ = 0;
     std::uint32_t recordNumber_ = 0;
 
     // What is being written: text, then a picture.

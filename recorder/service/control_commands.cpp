@@ -84,6 +84,38 @@ std::string Rights(Call& call) {
     return call.model.SetRight(call.words[0], *channel, static_cast<Right>(right - kRightNames.begin()), *on);
 }
 
+std::string PtzFault(Call& call) {
+    const auto channel = ChannelNumber(call.words[0]);
+    const auto delay = call.words.size() > 2 ? ParseNumber<int>(call.words[2], 0, kMaxPtzDelayMs) : 0;
+    if (!channel || !delay) {
+        return channel ? "milliseconds are wanted, up to 600000" : "a channel number is wanted";
+    }
+    for (const auto& [word, reply] : kPtzReplies) {
+        if (word == call.words[1]) {
+            return call.model.SetPtz(*channel, reply, *delay);
+        }
+    }
+    return "there is no such reply";
+}
+
+std::string Disk(Call& call) {
+    for (const auto& [word, fault] : kDiskFaults) {
+        if (word == call.words[0]) {
+            return call.model.SetDiskFault(fault);
+        }
+    }
+    return "none, full or failed is wanted";
+}
+
+std::string Record(Call& call) {
+    const auto channel = ChannelNumber(call.words[0]);
+    const auto on = Switch(call.words[1]);
+    if (!channel || !on) {
+        return channel ? "on or off is wanted" : "a channel number is wanted";
+    }
+    return call.model.Record(*channel, *on);
+}
+
 std::string Stop(Call& call) {
     if (!call.onStop) {
         return "this recorder cannot be stopped from here";
@@ -133,7 +165,7 @@ struct Command {
 };
 
 constexpr std::size_t kAnyCount = 1024;
-constexpr std::array<Command, 8> kCommands = {{
+constexpr std::array<Command, 11> kCommands = {{
     {"rename", 1, kAnyCount, Rename, "rename N NAME: gives channel N another name"},
     {"remove", 1, 1, Remove, "remove N: takes channel N's camera away"},
     {"add", 0, 0, Add, "add: gives a channel its camera back, or adds one"},
@@ -142,6 +174,10 @@ constexpr std::array<Command, 8> kCommands = {{
      "or status N a|b|c|d DIGIT"},
     {"rights", 3, 4, Rights,
      "rights USER N on|off [RIGHT]: monitor (when not told), ptz, audio, talk, record"},
+    {"ptz", 2, 3, PtzFault,
+     "ptz N REPLY [MS]: normal, no-content, empty, garbage, busy, locked, never; and the wait before it"},
+    {"record", 2, 2, Record, "record N on|off: records channel N to a file"},
+    {"disk", 1, 1, Disk, "disk none|full|failed: what the disk is made out to be"},
     {"list", 0, 0, List, "list: channels and users"},
     {"stop", 0, 0, Stop, "stop: ends the recorder"},
     {"help", 0, 0, Help, "help: this text"},

@@ -4,13 +4,18 @@
 
 #include <random>
 
+#include "service/text.h"
+
 namespace kvrecorder {
 namespace {
 
+constexpr std::size_t kMaxMapTitle = 249;
 constexpr std::size_t kMaxStreamInfoBytes = 8191;
 constexpr const char* kRecordsBegin = "//----------\n";
 constexpr const char* kRecordsEnd = "----------//\n";
 constexpr int kCapabilityPresets = 16;
+// Pan, tilt, zoom, focus, presets, home and click-to-centre.
+constexpr int kCapabilityAll = 1 + 2 + 4 + 8 + kCapabilityPresets + 32 + 64;
 
 // Clients choose a stream by these classes of size; the wire counts them from 1.
 constexpr std::array<int, 4> kSizeClassPixels = {25344, 101376, 307200, 1228800};
@@ -63,12 +68,31 @@ std::string Element(const std::string& name, const std::string& content) {
     return "<" + name + ">" + content + "</" + name + ">";
 }
 
+// By position; nothing for an empty place.
+std::vector<std::optional<std::string>> PresetNames(const Channel& channel) {
+    std::vector<std::optional<std::string>> names;
+    if (channel.ptz) {
+        for (const auto& preset : channel.ptz->presets.Slots()) {
+            names.push_back(preset ? std::optional(preset->name) : std::nullopt);
+        }
+        return names;
+    }
+    for (const std::string& name : channel.config.presets) {
+        names.push_back(name.empty() ? std::nullopt : std::optional(name));
+    }
+    return names;
+}
+
 }  // namespace
 
-DiskFigures ReadDiskFigures(const std::string& folder) {
+DiskFigures ReadDiskFigures(const ServerConfig& server) {
     struct statvfs figures {};
-    if (::statvfs(folder.c_str(), &figures) != 0 || figures.f_blocks == 0) {
+    if (server.diskFault == DiskFault::Failed || ::statvfs(server.diskFolder.c_str(), &figures) != 0 ||
+        figures.f_blocks == 0) {
         return {-1, 0, 0};
+    }
+    if (server.diskFault == DiskFault::Full) {
+        figures.f_bfree = figures.f_bavail = 0;
     }
     const std::uint64_t used = figures.f_blocks - figures.f_bfree;
     const std::uint64_t usable = used + figures.f_bavail;
@@ -188,6 +212,16 @@ std::string MakeCapabilities(const Snapshot& state, const User&) {
     return body + "</capabilities>";
 }
 
+std::string MakeMapPage(const ServerConfig& server) {
+    std::string title = MarkupFree(server.mapTitle.empty() ? server.name : server.mapTitle);
+    // Clients refuse longer ones; the cut must not leave half a character.
+    while (title.size() > kMaxMapTitle || !IsDisplayText(title)) {
+        title.pop_back();
+    }
+    return "<html><head><meta charset=\"utf-8\"></head><body><b>" + title +
+           "</b><br><img src=\"/cgi-bin/data/images/emap.jpg\"></body></html>\n";
+}
+
 std::string MakeSystemGroup(std::time_t now) {
     std::tm local{};
     ::localtime_r(&now, &local);
@@ -208,15 +242,18 @@ std::string MakeMediaProperty(const Channel& channel, bool sound) {
 
 std::string MakePresetTable(const Channel& channel) {
     static constexpr char kDigits[] = "0123456789ABCDEF";
-    const std::vector<std::string>& presets = channel.config.presets;
-    std::string body = Number(presets.size(), 3, '0');
-    for (const std::string& name : presets) {
-        if (name.empty()) {
+    const auto names = PresetNames(channel);
+    std::string body = Number(names.size(), 3, '0');
+    if (!names.empty() && !channel.config.ptz.presetNames) {
+        return body + "xx";
+    }
+    for (const auto& name : names) {
+        if (!name) {
             body += "--";
             continue;
         }
-        body += Number(name.size(), 2, '0');
-        for (const char c : name) {
+        body += Number(name->size(), 2, '0');
+        for (const char c : *name) {
             body.push_back(kDigits[static_cast<unsigned char>(c) >> 4]);
             body.push_back(kDigits[static_cast<unsigned char>(c) & 0xF]);
         }
@@ -225,12 +262,15 @@ std::string MakePresetTable(const Channel& channel) {
 }
 
 std::string MakePtzCapabilities(const Channel& channel) {
-    return std::to_string(channel.config.presets.empty() ? 0 : kCapabilityPresets);
+    return std::to_string(channel.ptz                      ? kCapabilityAll
+                          : channel.config.presets.empty() ? 0
+                                                           : kCapabilityPresets);
 }
 
 std::string MakePresetFormat(const Channel& channel) {
-    // Behind the count: names are kept, and numbers and names stand together.
-    return Number(channel.config.presets.size(), 3, '0') + (channel.config.presets.empty() ? "" : "11");
+    const std::string count = Number(PresetNames(channel).size(), 3, '0');
+    // Behind the count: whether names are kept, and that numbers and names stand together.
+    return count == "000" ? count : count + (channel.config.ptz.presetNames ? "11" : "01");
 }
 
 }  // namespace kvrecorder

@@ -11,13 +11,8 @@
 
 namespace kvrecorder {
 
-struct DiskFigures {
-    int status = 0;  // 0: good
-    int usedPercent = 0;
-    std::uint64_t totalKilobytes = 0;
-};
-// Of the file system that holds the folder.
-DiskFigures ReadDiskFigures(const std::string& folder);
+// Of the file system that holds the disk folder, or of what the disk is made out to be.
+DiskFigures ReadDiskFigures(const ServerConfig& server);
 
 // Eight hexadecimal digits for a key of its own, then eight for each character.
 std::string ScrambleLine(std::string_view text);
@@ -30,10 +25,12 @@ std::string MakeStatus(const Snapshot& state, const User& user, const DiskFigure
 // their first stream.
 std::string MakeStreamInfo(const Snapshot& state, const User& user);
 std::string MakeCapabilities(const Snapshot& state, const User& user);
+// The page of the site map; clients take the title from it.
+std::string MakeMapPage(const ServerConfig& server);
 std::string MakeSystemGroup(std::time_t now);
 std::string MakeMediaProperty(const Channel& channel, bool sound);
 std::string MakePresetTable(const Channel& channel);
-// The decimal word that tells what a camera can do.
+// What a camera knows and can do: a count and the names, a decimal word, and the form of the names.
 std::string MakePtzCapabilities(const Channel& channel);
 std::string MakePresetFormat(const Channel& channel);
 

@@ -4,41 +4,32 @@
 #include <ctime>
 
 #include "service/documents.h"
+#include "service/handler_tools.h"
 #include "service/logo.h"
+#include "service/map_picture.h"
+#include "service/ptz_handler.h"
 
 namespace kvrecorder {
 namespace {
 
-Reply MakeDocument(std::string type, std::string body) {
-    Reply reply;
-    reply.type = std::move(type);
-    reply.body = std::move(body);
-    return reply;
-}
-
-Reply Text(std::string body) {
-    return MakeDocument("text/plain; charset=utf-8", std::move(body));
-}
+// Between two words about the same refused user.
+constexpr std::chrono::seconds kQuiet{30};
+// Seconds of the log.
+constexpr int kLongestAge = 1'000'000;
 
 Reply Xml(std::string body) {
     return MakeDocument("text/xml", std::move(body));
 }
 
-// Runs `make` with the channel that the query names if the user has the right for it.
-template <typename Make>
-Reply ForChannel(const HandlerInput& input, std::string_view key, Right right, Make make) {
-    const auto number = input.request.Number(key, 0, kMaxChannels - 1);
-    if (!number) {
-        return Refuse(400);
-    }
-    const Channel* channel = input.state.Configured(*number);
-    if (!channel) {
-        return Refuse(404);
-    }
-    return input.user.Has(right, *number) ? make(*number, *channel) : Refuse(403);
+std::string Who(const HandlerInput& input) {
+    return input.user.name + " from " + std::string(input.peer);
 }
 
+// The first question of each round that a client makes.
 Reply InitInfo(const HandlerInput& input) {
+    if (input.model.Users().Arrive(Who(input))) {
+        input.model.Events().Add(EventLevel::Information, "Login of " + Who(input));
+    }
     return Text(MakeInitInfo(input.state, input.user));
 }
 
@@ -47,7 +38,7 @@ Reply ExtInfo(const HandlerInput& input) {
 }
 
 Reply Status(const HandlerInput& input) {
-    return Text(MakeStatus(input.state, input.user, ReadDiskFigures(input.state.server.diskFolder)));
+    return Text(MakeStatus(input.state, input.user, ReadDiskFigures(input.state.server)));
 }
 
 Reply StreamInfo(const HandlerInput& input) {
@@ -72,9 +63,10 @@ Reply GetStream(const HandlerInput& input) {
     });
 }
 
-Reply Notify(const HandlerInput&) {
+Reply Notify(const HandlerInput& input) {
     Reply reply;
     reply.kind = ReplyKind::Notify;
+    reply.who = Who(input);
     return reply;
 }
 
@@ -109,42 +101,48 @@ Reply Param(const HandlerInput& input) {
     return Refuse(404);
 }
 
-struct PtzCommand {
-    int number;
-    std::string (*make)(const Channel&);
-};
-constexpr std::array<PtzCommand, 3> kPtzReads = {{
-    {15, MakePresetTable},
-    {16, MakePtzCapabilities},
-    {20, MakePresetFormat},
-}};
-
-Reply Ptz(const HandlerInput& input) {
-    const auto command = input.request.Number("command", 0, 22);
-    if (!command) {
+// Clients read the words in the fourth line behind the status.
+Reply ManualRecording(const HandlerInput& input) {
+    const auto act = input.request.Number("act", 0, 1);
+    if (!act) {
         return Refuse(400);
     }
-    return ForChannel(input, "ch", Right::Monitor, [&](int number, const Channel& channel) {
-        for (const PtzCommand& read : kPtzReads) {
-            if (read.number == *command) {
-                return Text(read.make(channel));
-            }
-        }
-        // No source of this recorder moves, and a client takes a minus for a refusal by the camera.
-        return input.user.Has(Right::Ptz, number) ? Text("-1") : Refuse(403);
+    return ForChannel(input, "ch", Right::Record, [&](int number, const Channel&) {
+        const std::string problem = input.model.Record(number, *act == 1);
+        Reply reply = Text(problem.empty() ? "OK\n" : "NG " + problem + "\n");
+        reply.brief = true;
+        return reply;
     });
 }
 
-Reply Logout(const HandlerInput&) {
-    // Nothing is kept for a user. Clients wait for bare line feeds.
+Reply EventsOf(const HandlerInput& input) {
+    const auto age = input.request.Number("sec", 0, kLongestAge);
+    return age ? Text(MakeEventDocument(input.model.Events().Latest(std::chrono::seconds(*age))))
+               : Refuse(400);
+}
+
+Reply Logout(const HandlerInput& input) {
+    if (input.model.Users().Leave(Who(input))) {
+        input.model.Events().Add(EventLevel::Information, "Logout of " + Who(input));
+    }
+    // Clients wait for bare line feeds.
     return Text("\n\n");
+}
+
+Reply MapPage(const HandlerInput& input) {
+    return MakeDocument("text/html; charset=utf-8", MakeMapPage(input.state.server));
+}
+
+Reply MapPicture(const HandlerInput& input) {
+    std::string picture = ReadMapPicture(input.state);
+    return picture.empty() ? Refuse(404) : MakeDocument("image/jpeg", std::move(picture));
 }
 
 Reply Logo(const HandlerInput&) {
     return LogoJpeg().empty() ? Refuse(404) : MakeDocument("image/jpeg", LogoJpeg());
 }
 
-constexpr std::array<Route, 11> kRoutes = {{
+constexpr std::array<Route, 15> kRoutes = {{
     {"get_init_info.cgi", Place::Folder, false, InitInfo},
     {"get_ext_info.cgi", Place::Folder, false, ExtInfo},
     {"z_status.cgi", Place::Folder, false, Status},
@@ -154,6 +152,10 @@ constexpr std::array<Route, 11> kRoutes = {{
     {"getstream.cgi", Place::Anywhere, false, GetStream},
     {"param.cgi", Place::Anywhere, false, Param},
     {"ptz.cgi", Place::Anywhere, false, Ptz},
+    {"mrec.cgi", Place::Anywhere, false, ManualRecording},
+    {"get_log_info.cgi", Place::Anywhere, false, EventsOf},
+    {"emap_show.cgi", Place::Anywhere, false, MapPage},
+    {"data/images/emap.jpg", Place::Anywhere, false, MapPicture},
     {"logout.cgi", Place::Anywhere, false, Logout},
     // Clients fetch it without a name, to make a browser forget the one that it keeps.
     {"logomark.jpg", Place::Top, true, Logo},
@@ -187,13 +189,15 @@ Reply Refuse(int status) {
 }
 
 const char* ReasonOf(int status) {
-    static constexpr std::array<std::pair<int, const char*>, 6> kReasons = {{
+    static constexpr std::array<std::pair<int, const char*>, 8> kReasons = {{
         {200, "OK"},
+        {204, "No Content"},
         {400, "Bad Request"},
         {401, "Unauthorized"},
         {403, "Forbidden"},
         {404, "Not Found"},
         {503, "Service Unavailable"},
+        {504, "Gateway Timeout"},
     }};
     for (const auto& [number, text] : kReasons) {
         if (number == status) {
@@ -212,15 +216,18 @@ std::string MakeReplyHead(const Reply& reply) {
     if (reply.status == 401) {
         head += "WWW-Authenticate: Basic realm=\"kvrecorder\"\r\n";
     }
-    head += "Content-Type: " + reply.type + "\r\nCache-Control: no-store\r\n";
+    head += "Content-Type: " + reply.type + "\r\n";
+    if (!reply.brief) {
+        head += "Cache-Control: no-store\r\n";
+    }
     if (reply.kind == ReplyKind::Document) {
         // Clients look for this spelling.
         head += "Content-length: " + std::to_string(reply.body.size()) + "\r\n";
     }
-    return head + "Connection: close\r\n\r\n";
+    return head + (reply.brief ? "\r\n" : "Connection: close\r\n\r\n");
 }
 
-Reply Answer(const HttpRequest& request, const Snapshot& state) {
+Reply Answer(const HttpRequest& request, const Snapshot& state, RecorderModel& model, std::string_view peer) {
     static const User nobody;
     std::string_view name = request.path;
     const bool inFolder = name.starts_with(kFolder);
@@ -232,14 +239,19 @@ Reply Answer(const HttpRequest& request, const Snapshot& state) {
         }
     }
     if (route && route->open) {
-        return route->handle({request, state, nobody});
+        return route->handle({request, state, nobody, model, peer});
     }
     // Who is unknown does not learn either which paths there are.
     const User* user = request.hasAuthorization ? state.Authorize(request.user, request.password) : nullptr;
     if (!user) {
+        if (request.hasAuthorization) {
+            model.Events().Add(EventLevel::Warning,
+                               "Login of " + request.user + " from " + std::string(peer) + " refused",
+                               kQuiet);
+        }
         return Refuse(401);
     }
-    return route ? route->handle({request, state, *user}) : Refuse(404);
+    return route ? route->handle({request, state, *user, model, peer}) : Refuse(404);
 }
 
 }  // namespace kvrecorder

@@ -14,6 +14,7 @@ enum class ReplyKind {
     Document,  // a body, then the end
     Stream,    // records of a channel's stream
     Notify,    // a line for each change
+    Silence,   // nothing, until the client gives up
 };
 
 struct Reply {
@@ -23,6 +24,9 @@ struct Reply {
     std::string body;
     int channel = 0;  // of a stream
     int stream = 0;
+    std::string who;     // opened a notification line
+    int delayMs = 0;     // before all of it
+    bool brief = false;  // a header of two lines: clients count them
 };
 
 // A refusal with its standard words as body.
@@ -35,6 +39,8 @@ struct HandlerInput {
     const HttpRequest& request;
     const Snapshot& state;
     const User& user;
+    RecorderModel& model;
+    std::string_view peer;  // the client's address
 };
 
 enum class Place {
@@ -53,6 +59,6 @@ struct Route {
 std::span<const Route> Routes();
 
 // Finds the route, checks the user and runs the handler; never throws.
-Reply Answer(const HttpRequest& request, const Snapshot& state);
+Reply Answer(const HttpRequest& request, const Snapshot& state, RecorderModel& model, std::string_view peer);
 
 }  // namespace kvrecorder

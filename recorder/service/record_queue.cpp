@@ -7,7 +7,7 @@ bool RecordQueue::Push(const PacketPtr& packet) {
         return false;
     }
     const std::lock_guard lock(mutex_);
-    const bool late = !packets_.empty() && packet->timeMs - packets_.front()->timeMs > kMaxLagMs;
+    const bool late = !packets_.empty() && packet->timeMs - packets_.front()->timeMs > maxLagMs_;
     if (packet->key && late) {
         Clear();
     }
@@ -26,6 +26,12 @@ bool RecordQueue::Push(const PacketPtr& packet) {
     const bool wake = idle_;
     idle_ = false;
     return wake;
+}
+
+void RecordQueue::Restart() {
+    const std::lock_guard lock(mutex_);
+    Clear();
+    waitKey_ = true;
 }
 
 PacketPtr RecordQueue::Pop() {

@@ -18,11 +18,16 @@ class RecordQueue {
 public:
     static constexpr std::size_t kMaxBytes = 4 * 1024 * 1024;
     static constexpr std::size_t kMaxRecords = 1024;
-    // A key picture throws away what waits before it when that reaches back further than this.
+    // A key picture throws away what waits before it when that reaches back further than this, unless told
+    // otherwise.
     static constexpr std::int64_t kMaxLagMs = 1500;
+
+    explicit RecordQueue(std::int64_t maxLagMs = kMaxLagMs) : maxLagMs_(maxLagMs) {}
 
     // True if the taker found the queue empty before and must be woken.
     bool Push(const PacketPtr& packet);
+    // Another source follows: drops what waits, and goes on with its first key picture.
+    void Restart();
     // Null if nothing waits; the next Push then says so.
     PacketPtr Pop();
 
@@ -33,6 +38,7 @@ public:
 private:
     void Clear();
 
+    const std::int64_t maxLagMs_;
     mutable std::mutex mutex_;
     std::deque<PacketPtr> packets_;
     std::size_t bytes_ = 0;

@@ -5,6 +5,14 @@
 #include "service/text.h"
 
 namespace kvrecorder {
+namespace {
+
+// The first of every four demonstration channels can be steered.
+constexpr int kDemoSteerable = 0;
+// The second and the seventh of ten have scenes in which motion comes and goes.
+constexpr int kDemoWatched = 1;
+
+}  // namespace
 
 User MakeFullUser(std::string name, std::string password) {
     User user{std::move(name), std::move(password), {}};
@@ -28,6 +36,11 @@ std::vector<ChannelConfig> DemoChannels(int count) {
     for (int i = 0; i < count; ++i) {
         ChannelConfig channel;
         channel.name = "Camera " + std::to_string(i + 1);
+        if (i % 4 == kDemoSteerable) {
+            channel.ptz.steerable = true;
+            channel.presets = {"Left side", "Right side", "Middle"};
+        }
+        channel.source.watchMotion = i % 5 == kDemoWatched;
         channels.push_back(std::move(channel));
     }
     return channels;

@@ -16,6 +16,7 @@ inline constexpr int kMaxChannels = 128;
 inline constexpr std::size_t kMaxNameBytes = 255;
 inline constexpr std::size_t kMaxUserBytes = 63;  // clients keep 64 with the end
 inline constexpr std::size_t kMaxPresets = 10;
+inline constexpr std::size_t kMaxPresetBytes = 99;  // the wire tells the length in two digits
 
 // Words for the user who wrote a configuration or an option.
 class ConfigError : public std::runtime_error {
@@ -78,6 +79,27 @@ inline constexpr std::array<StatusFlag, 8> kStatusFlags = {{
 }};
 const StatusFlag* FindStatusFlag(std::string_view name);
 
+// How a steerable camera behaves towards clients.
+enum class PtzReply { Normal, NoContent, Empty, Garbage, Busy, Locked, Never };
+inline constexpr std::array<std::pair<std::string_view, PtzReply>, 7> kPtzReplies = {{
+    {"normal", PtzReply::Normal},
+    {"no-content", PtzReply::NoContent},  // status 204
+    {"empty", PtzReply::Empty},           // a body without a byte
+    {"garbage", PtzReply::Garbage},       // a body without sense
+    {"busy", PtzReply::Busy},             // status 504
+    {"locked", PtzReply::Locked},         // told to be in another's hands
+    {"never", PtzReply::Never},           // nothing at all
+}};
+
+inline constexpr int kMaxPtzDelayMs = 600000;
+
+struct PtzConfig {
+    bool steerable = false;
+    bool presetNames = true;  // else clients learn how many presets there are, and no more
+    int delayMs = 0;          // before the reply to each order
+    PtzReply reply = PtzReply::Normal;
+};
+
 struct ChannelConfig {
     std::string name;
     bool configured = true;
@@ -85,16 +107,43 @@ struct ChannelConfig {
     CameraConfig camera;
     StatusDigits status = {8, 0, 0, 0};
     bool audio = false;  // tells clients that the channel has sound
+    PtzConfig ptz;
+    // Names of the places that a camera knows from the start, "" for none.
     std::vector<std::string> presets;
 };
 
+struct DiskFigures {
+    int status = 0;  // 0: good
+    int usedPercent = 0;
+    std::uint64_t totalKilobytes = 0;
+};
+
+// What the disk is made out to be.
+enum class DiskFault { None, Full, Failed };
+inline constexpr std::array<std::pair<std::string_view, DiskFault>, 3> kDiskFaults = {{
+    {"none", DiskFault::None},
+    {"full", DiskFault::Full},
+    {"failed", DiskFault::Failed},
+}};
+
 enum class CgiRoot { Both, CgiBin, Top };
+
+struct RecordingConfig {
+    std::string folder;            // empty: a temporary one, made when it is needed
+    std::uint64_t limitMb = 2048;  // of all files together; the oldest go
+    std::uint64_t minFreeMb = 64;  // that the file system must keep
+};
 
 struct ServerConfig {
     std::string name = "kvrecorder";
     std::string version = "4.0.0";
     std::string build = "1";
     std::string diskFolder = ".";
+    std::string stateFolder;  // of what lasts from one start to the next; empty: nothing does
+    RecordingConfig recording;
+    std::string mapFile;   // a JPEG picture; empty: one that is drawn
+    std::string mapTitle;  // empty: the server's name
+    DiskFault diskFault = DiskFault::None;
     CgiRoot root = CgiRoot::Both;
     int delayMs = 0;  // before every reply
     int maxConnections = 512;

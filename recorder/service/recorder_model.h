@@ -4,11 +4,16 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "service/event_log.h"
+#include "service/presence.h"
+#include "service/ptz_unit.h"
 #include "service/recorder_config.h"
+#include "service/recordings.h"
 
 namespace kvrecorder {
 
@@ -17,6 +22,8 @@ enum class Change { None, Status, Configuration };
 struct Channel {
     ChannelConfig config;
     std::vector<StreamDescription> streams;
+    std::shared_ptr<PtzUnit> ptz;  // null: the camera cannot be steered
+    int sourceNumber = 0;          // another one with each new source
 };
 
 // Never changed once it was given out.
@@ -38,13 +45,18 @@ using SnapshotPtr = std::shared_ptr<const Snapshot>;
 class RecorderModel {
 public:
     explicit RecorderModel(std::shared_ptr<MediaHub> hub);
+    ~RecorderModel();
+    RecorderModel(const RecorderModel&) = delete;
+    RecorderModel& operator=(const RecorderModel&) = delete;
 
     SnapshotPtr Current() const;
     MediaHub& Hub() { return *hub_; }
+    EventLog& Events() { return events_; }
+    Presence& Users() { return users_; }
     void SetListener(std::function<void(Change)> listener);
 
-    // Takes over a configuration; sources of channels that exist stay as they are. What could not be done
-    // comes back as lines of text. At the start any failure is thrown as ConfigError.
+    // Takes over a configuration; watchers of a channel with another source go on with that. What could not
+    // be done comes back as lines of text. At the start any failure is thrown as ConfigError.
     void Begin(const RecorderConfig& config);
     std::string Reload(const RecorderConfig& config);
 
@@ -56,19 +68,36 @@ public:
     std::string Add(int& added);
     std::string SetFlag(int channel, const StatusFlag& flag, bool on);
     std::string SetDigit(int channel, std::size_t section, std::uint8_t value);
+    // Starts or ends the recording of a channel to a file.
+    std::string Record(int channel, bool on);
+    std::string SetDiskFault(DiskFault fault);
+    // Tells clients and the log when the disk has changed since the last call.
+    void CheckDisk();
+    std::string SetPtz(int channel, PtzReply reply, int delayMs);
     std::string SetRight(std::string_view user, int channel, Right right, bool on);
 
 private:
     // Runs `edit` on a copy and publishes it if the edit returns "".
     template <typename Edit>
     std::string Publish(Change change, Edit edit);
-    Channel MakeChannel(const ChannelConfig& config);
+    void OnMedia(int channel, MediaEvent event, bool on);
+    void OnRecordingEnded(const Recordings::Notice& notice);
+    std::string ShowRecording(int channel, bool on);
+    Channel MakeChannel(const ServerConfig& server, int number, const ChannelConfig& config);
+    // Gives a channel that exists another source; "" or words for the user, the channel being as before.
+    std::string ChangeSource(const ServerConfig& server, int number, Channel& channel,
+                             const ChannelConfig& wanted);
 
     const std::shared_ptr<MediaHub> hub_;
     std::mutex editMutex_;  // one change at a time
     mutable std::mutex mutex_;
     SnapshotPtr current_ = std::make_shared<Snapshot>();
     std::function<void(Change)> listener_;
+    EventLog events_;
+    Presence users_;
+    std::mutex diskMutex_;
+    std::optional<DiskFigures> disk_;         // as told last
+    std::unique_ptr<Recordings> recordings_;  // last: its thread reports to the rest
 };
 
 }  // namespace kvrecorder

@@ -17,6 +17,12 @@ namespace kvrecorder {
 
 using asio::ip::tcp;
 
+namespace {
+
+constexpr std::chrono::seconds kDiskPause{10};
+
+}  // namespace
+
 class RecorderService::Impl {
 public:
     Impl(std::shared_ptr<RecorderModel> model, ServiceOptions options)
@@ -35,6 +41,7 @@ public:
             }
         });
         Accept();
+        WatchDisk();
         for (int i = 0; i < options_.threads; ++i) {
             threads_.emplace_back([this] { io_.run(); });
         }
@@ -51,6 +58,7 @@ public:
             std::error_code ignored;
             acceptor_.close(ignored);
             retry_.cancel();
+            disk_.cancel();
             for (const auto& connection : set_.All()) {
                 connection->Shutdown();
             }
@@ -153,6 +161,17 @@ private:
         connection->Start();
     }
 
+    void WatchDisk() {
+        disk_.expires_after(kDiskPause);
+        disk_.async_wait([this](const std::error_code& ended) {
+            if (ended || stopping_) {
+                return;
+            }
+            model_->CheckDisk();
+            WatchDisk();
+        });
+    }
+
     bool DropOldestHead() {
         std::shared_ptr<Connection> oldest;
         for (const auto& connection : set_.All()) {
@@ -176,6 +195,7 @@ private:
     asio::strand<asio::io_context::executor_type> acceptStrand_{io_.get_executor()};
     tcp::acceptor acceptor_{acceptStrand_};
     asio::steady_timer retry_{acceptStrand_};
+    asio::steady_timer disk_{acceptStrand_};
     tcp::endpoint endpoint_;
     bool stopping_ = false;  // on acceptStrand_
     bool stopped_ = false;   // by the owner's thread

@@ -41,7 +41,27 @@ std::size_t SequenceLength(std::string_view text) {
     return overlong || surrogate || beyond ? 0 : length;
 }
 
+int HexValue(char c) {
+    return c >= '0' && c <= '9'   ? c - '0'
+           : c >= 'a' && c <= 'f' ? c - 'a' + 10
+           : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                  : -1;
+}
+
 }  // namespace
+
+std::optional<std::string> HexDecode(std::string_view text) {
+    std::string bytes;
+    for (std::size_t i = 0; i + 1 < text.size(); i += 2) {
+        const int high = HexValue(text[i]);
+        const int low = HexValue(text[i + 1]);
+        if (high < 0 || low < 0) {
+            return std::nullopt;
+        }
+        bytes.push_back(static_cast<char>(high * 16 + low));
+    }
+    return text.size() % 2 == 0 ? std::optional(bytes) : std::nullopt;
+}
 
 std::optional<std::string> Base64Decode(std::string_view text) {
     std::string bytes;
@@ -112,6 +132,14 @@ std::vector<std::string_view> Words(std::string_view line) {
         line.remove_prefix(end);
     }
     return words;
+}
+
+std::string MarkupFree(std::string_view text) {
+    std::string out;
+    for (const char c : text) {
+        out += c == '<' ? "\xE2\x80\xB9" : c == '>' ? "\xE2\x80\xBA" : std::string(1, c);
+    }
+    return out;
 }
 
 }  // namespace kvrecorder

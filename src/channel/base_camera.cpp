@@ -140,6 +140,19 @@ void CBaseCamera::AddPresetNameCmd(std::uint32_t nIndex, const std::string& name
     m_core->AddCamCmd(kCmdPresetName, nTicket);
 }
 
+void CBaseCamera::AddPresetIndexCmd(std::uint32_t nIndex) {
+    m_core->AddCamCmd(kCmdPresetIndex, nIndex);
+}
+
+void CBaseCamera::ReadPresetFormat() {
+    m_core->AddCamCmd(kCmdReadPresetFormat, 0);
+}
+
+PresetFormat CBaseCamera::GetPresetFormat() const {
+    const std::lock_guard lock(m_core->m_cs);
+    return m_core->m_presetFormat;
+}
+
 CameraInfo CBaseCamera::GetCameraInfo() const {
     const std::lock_guard lock(m_core->m_cs);
     return m_core->m_cameraInfo;
@@ -179,6 +192,10 @@ bool CBaseCamera::SetViewSize(int cx, int cy) {
         m_core->m_nViewWidth = cx;
         m_core->m_nViewHeight = cy;
     }
+    m_core->ChangeZoom([cx](DigitalZoom& zoom) {
+        zoom.SetViewWidth(cx);
+        return true;
+    });
     return CheckStreamChange();
 }
 
@@ -191,14 +208,6 @@ bool CBaseCamera::CheckStreamChange() {
         m_core->m_picture.ReleaseComposed();
     }
     return !IsVideoRunning();
-}
-
-void CBaseCamera::SetDigitalZoom(bool bOn) {
-    if (m_core->m_bDigitalZoom.exchange(bOn) != bOn && m_core->SelectStreamId() != m_core->m_nStreamId) {
-        Trace("CBaseCamera::SetDigitalZoom: m_uCHInMainDlg=%u, restart playing...\n",
-              m_core->m_uCHInMainDlg.load());
-        RestartPlaying();
-    }
 }
 
 void CBaseCamera::SetConsoleWnd(WindowHandle hWnd) {

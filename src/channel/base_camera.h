@@ -11,6 +11,7 @@
 
 #include "channel/camera_info.h"
 #include "channel/channel_picture.h"
+#include "channel/digital_zoom.h"
 #include "channel/stream_choice.h"
 #include "platform/clock.h"
 #include "platform/window_handle.h"
@@ -64,13 +65,38 @@ public:
     void SetSupportAudio(bool bSupport);
     bool IsSupportAudio() const;
     void SetStreamProfiles(std::vector<StreamProfile> profiles);
-    // Zooming wants the largest stream.
+    // The size of the recorder's stream that the user wants instead of the view's; 0 x 0 for the view's.
+    void SetFixSizeServer(int cx, int cy);
+    // This user may steer the camera.
+    void SetPtzEnabled(bool bEnabled);
+
+    // --- what is kept of a channel between two runs (user interface thread)
+    // The key of the channel's recorder; nothing is kept without one.
+    void SetRegFolder(const std::string& folder);
+    // Takes what is stored, unless it belongs to another camera: before the threads start.
+    void LoadCameraSettings();
+    void SaveCameraSettings() const;
+
+    // --- digital zoom (user interface thread)
+    // Zooming wants the largest stream, unless the user has chosen a size.
     void SetDigitalZoom(bool bOn);
+    bool IsDigitalZoom() const;
+    int GetDigitalZoomLevel() const;
+    // The width on the screen over the width shown; -1 when nothing is shown.
+    float GetDZZoomFactor() const;
+    // Moves or zooms for a command of the panel; the outcome is posted to the cell as if a camera told it.
+    void DZPTZFunction(std::uint32_t nId);
+    // The mouse. The points and the view's rectangle are in the same units. The cell is told of the edges
+    // met.
+    void DZTouchAndGo(const PixelRect& rcView, const ZoomPoint& point);
+    void DZStartDrag(const ZoomPoint& cursor);
+    void DZDragMove(const ZoomPoint& cursor, int viewWidth, int viewHeight);
+    void DZZoomAt(const PixelRect& rcView, const ZoomPoint& point, int nDelta);
 
     // --- threads (user interface thread). Nothing here does anything before the channel is usable.
     // Starts the command, the reception and the decode thread. They idle until StartPlaying.
     void StartCameraThreads();
-    // True if no thread is left. Without bWait a thread gets 100 ms, with it 3000 ms and is then abandoned.
+    // True if no thread is left. With bWait a thread gets 3000 ms and is then abandoned.
     bool StopCameraThreads(bool bWait) override;
     bool StopVideoThread(bool bWait);
     // bPlayAudio asks for sound over a connection of its own, which streams of a recorder do not have.
@@ -108,8 +134,17 @@ public:
     void AddCamCenterCmd(int x, int y);
     // Stores the present position as a preset.
     void AddPresetNameCmd(std::uint32_t nIndex, const std::string& name);
+    // Removes a preset.
+    void AddPresetIndexCmd(std::uint32_t nIndex);
+    // Asks how the recorder takes presets; the cell's caption refresh (11412) tells of the answer.
+    void ReadPresetFormat();
+    PresetFormat GetPresetFormat() const;
     // What the camera can do, as last read from the recorder.
     CameraInfo GetCameraInfo() const;
+    // What the panel can do now: the camera's abilities, or those of digital zoom while that is on.
+    CameraInfo GetAbilities() const;
+    // The panel or a click may steer something: digital zoom, or a camera that this user may steer.
+    bool IsPtzEnabled() const;
     bool IsCameraInfoLoaded() const;
 
     // The seven status words, stored; true when one changed.
@@ -122,6 +157,7 @@ protected:
 
 private:
     void ClearCameraInfo();
+    void ReportZoom(const ZoomOutcome& outcome);
 
     const std::shared_ptr<ChannelCore> m_core;
 };

@@ -140,7 +140,7 @@ void SendPresetNameCmd(ChannelCore& core, std::uint32_t nTicket, const FlagWord&
         }
         record = std::move(found->second);
         core.m_presetRecords.erase(found);
-        bNames = core.m_cameraInfo.bNamesSupported != 0;
+        bNames = core.m_presetFormat.bNamesSupported != 0;
     }
     if (record.nIndex >= kPresetCount) {
         return;
@@ -159,7 +159,7 @@ void SendPresetIndexCmd(ChannelCore& core, std::uint32_t nIndex, const FlagWord&
     {
         const std::lock_guard lock(core.m_cs);
         name = core.m_cameraInfo.presetNames[nIndex];
-        bNames = core.m_cameraInfo.bNamesSupported != 0;
+        bNames = core.m_presetFormat.bNamesSupported != 0;
     }
     if (const auto argument = FormatPresetArgument(nIndex, name, bNames)) {
         SendPreset(core, kWireSendPreset, *argument, bAbort);
@@ -178,6 +178,8 @@ void ExecuteCamCmd(ChannelCore& core, const CamCmd& command, const FlagWord& bAb
             return SendPresetIndexCmd(core, command.dwArg, bAbort);
         case kCmdPresetName:
             return SendPresetNameCmd(core, command.dwArg, bAbort);
+        case kCmdReadPresetFormat:
+            return GetPresetCapacityFromKelvara(core, bAbort);
         default:
             return SendPtzCmd(core, command, bAbort);
     }

@@ -50,4 +50,7 @@ void ExecuteCamCmd(ChannelCore& core, const CamCmd& command, const FlagWord& bAb
 // leave all as it was.
 void GetCameraInfoFromKelvara(ChannelCore& core, const FlagWord& bAbort);
 
+// Reads how the recorder takes presets, once; a failure leaves what was known.
+void GetPresetCapacityFromKelvara(ChannelCore& core, const FlagWord& bAbort);
+
 }  // namespace kvmon

@@ -9,6 +9,14 @@ namespace kvmon {
 
 inline constexpr std::size_t kPresetCount = 10;
 
+// How a recorder takes presets.
+struct PresetFormat {
+    std::int32_t nPresetCount = 0;
+    std::int32_t bNamesSupported = 0;
+    std::int32_t nPresetMode = 2;
+    friend bool operator==(const PresetFormat&, const PresetFormat&) = default;
+};
+
 struct CameraInfo {
     bool bPan = false;
     bool bTilt = false;
@@ -21,11 +29,6 @@ struct CameraInfo {
     std::uint32_t dwPresetMask = 0;  // bit i: preset i exists
     // As a menu takes them: "&" stands twice. Empty: the preset has no name of its own.
     std::array<std::string, kPresetCount> presetNames;
-    // How the recorder takes presets.
-    std::int32_t nPresetCount = 0;
-    std::int32_t bNamesSupported = 0;
-    std::int32_t nPresetMode = 2;
-
     bool IsPanAndTiltable() const { return bPan || bTilt; }
     bool HasPresets() const { return dwPresetMask != 0; }
     friend bool operator==(const CameraInfo&, const CameraInfo&) = default;

@@ -17,6 +17,7 @@ constexpr std::size_t kBodySize = 3096;
 constexpr int kMaxFailedRounds = 5;
 constexpr int kWirePresetTable = 15;
 constexpr int kWireCapabilities = 16;
+constexpr int kWirePresetFormat = 20;
 
 struct Outcome {
     InfoResult result = InfoResult::None;
@@ -69,6 +70,13 @@ public:
             return false;
         }
         return ParsePresetTable(body, info) || Unreadable("GetPresetTableFromKelvara", outcome);
+    }
+
+    bool ReadFormat(PresetFormat& format, Outcome& outcome) {
+        std::string body;
+        return m_core.GetTargetSettings(m_settings) &&
+               Query("GetPresetCapacityFromKelvara", kWirePresetFormat, body, outcome) &&
+               (ParsePresetFormat(body, format) || Unreadable("GetPresetCapacityFromKelvara", outcome));
     }
 
 private:
@@ -183,16 +191,30 @@ Outcome ReadRounds(ChannelCore& core, const FlagWord& bAbort) {
     }
 }
 
-}  // namespace
-
-void GetCameraInfoFromKelvara(ChannelCore& core, const FlagWord& bAbort) {
-    const Outcome outcome = ReadRounds(core, bAbort);
+void Tell(ChannelCore& core, const Outcome& outcome) {
     WindowHandle cell;
     {
         const std::lock_guard lock(core.m_cs);
         cell = core.m_hVideoWnd;
     }
     cell.Post(kMsgCaptionRefresh, static_cast<WParam>(outcome.result), outcome.status);
+}
+
+}  // namespace
+
+void GetCameraInfoFromKelvara(ChannelCore& core, const FlagWord& bAbort) {
+    Tell(core, ReadRounds(core, bAbort));
+}
+
+void GetPresetCapacityFromKelvara(ChannelCore& core, const FlagWord& bAbort) {
+    Outcome outcome;
+    PresetFormat format;
+    if (InfoRound(core, bAbort).ReadFormat(format, outcome)) {
+        const std::lock_guard lock(core.m_cs);
+        outcome.result = core.m_presetFormat == format ? InfoResult::Same : InfoResult::Changed;
+        core.m_presetFormat = format;
+    }
+    Tell(core, outcome);
 }
 
 }  // namespace kvmon

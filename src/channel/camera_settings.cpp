@@ -136,6 +136,9 @@ void CBaseCamera::ClearCameraInfo() {
         const std::lock_guard lock(m_core->m_cs);
         m_core->m_StreamProfiles.clear();
         m_core->m_cameraInfo = {};
+        m_core->m_presetFormat = {};
+        m_core->m_FixSizeServer = {};
+        m_core->m_FixSizeCamera = {};
         m_core->m_nStreamId = -1;
         m_core->m_nErrorCount = 0;
         m_core->m_frames.SetWaitKeyFrame(false);
@@ -203,6 +206,22 @@ bool CBaseCamera::IsSupportAudio() const {
 void CBaseCamera::SetStreamProfiles(std::vector<StreamProfile> profiles) {
     const std::lock_guard lock(m_core->m_cs);
     m_core->m_StreamProfiles = std::move(profiles);
+}
+
+void CBaseCamera::SetFixSizeServer(int cx, int cy) {
+    {
+        const std::lock_guard lock(m_core->m_cs);
+        m_core->m_FixSizeServer = {cx, cy};
+    }
+    m_core->RefreshFixSizeLine();
+    if (IsVideoRunning()) {
+        CheckStreamChange();
+    }
+}
+
+void CBaseCamera::SetPtzEnabled(bool bEnabled) {
+    const std::lock_guard lock(m_core->m_cs);
+    m_core->m_bPtzEnabled = bEnabled;
 }
 
 bool CBaseCamera::SetStatusFlags(const std::array<std::uint32_t, 7>& flags) {

@@ -40,7 +40,9 @@ bool ChannelCore::GetTargetSettings(TargetSettings& settings) const {
 
 std::int32_t ChannelCore::SelectStreamId() const {
     const std::lock_guard lock(m_cs);
-    const auto pixels = static_cast<std::uint64_t>(m_nViewWidth) * static_cast<std::uint64_t>(m_nViewHeight);
+    const FixedSize wanted =
+        m_FixSizeServer.IsSet() ? m_FixSizeServer : FixedSize{m_nViewWidth, m_nViewHeight};
+    const auto pixels = static_cast<std::uint64_t>(wanted.cx) * static_cast<std::uint64_t>(wanted.cy);
     return kvmon::SelectStreamId(m_StreamProfiles, m_bDigitalZoom, pixels);
 }
 
@@ -50,6 +52,10 @@ void ChannelCore::SetBitmapInfo(const BITMAPINFOHEADER& bmpInfo) {
     if (before.biWidth == bmpInfo.biWidth && before.biHeight == bmpInfo.biHeight) {
         return;
     }
+    ChangeZoom([&bmpInfo](DigitalZoom& zoom) {
+        zoom.SetPictureSize(bmpInfo.biWidth, bmpInfo.biHeight);
+        return true;
+    });
     WindowHandle hConsoleWnd;
     {
         const std::lock_guard lock(m_cs);
@@ -114,6 +120,16 @@ void ChannelCore::RefreshSourceLines() {
     m_picture.SetSubString(SubString::StreamFrom, "Stream From: Server");
     m_picture.SetSubString(SubString::SysInfoFrom, {});
     m_picture.SetSubString(SubString::PtzCmdTo, {});
+}
+
+void ChannelCore::RefreshFixSizeLine() {
+    FixedSize size;
+    {
+        const std::lock_guard lock(m_cs);
+        size = m_FixSizeServer;
+    }
+    m_picture.SetSubString(SubString::FixSize,
+                           size.IsSet() ? FormatText("Fix Size: %d x %d", size.cx, size.cy) : std::string());
 }
 
 void ChannelCore::AddCamCmd(std::uint32_t dwCmd, std::uint32_t dwArg) {

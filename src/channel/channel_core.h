@@ -16,6 +16,7 @@
 #include "channel/channel_factories.h"
 #include "channel/channel_picture.h"
 #include "channel/channel_thread.h"
+#include "channel/digital_zoom.h"
 #include "channel/frame_queue.h"
 #include "channel/frame_rate.h"
 #include "channel/live_audio.h"
@@ -34,6 +35,13 @@ struct TargetSettings {
     BoundedText<64> szUserName;
     BoundedText<64> szPasswd;
     BoundedText<64> szBase64Auth;
+};
+
+// A size of the stream that the user has chosen; 0 x 0 for none.
+struct FixedSize {
+    std::int32_t cx = 0;
+    std::int32_t cy = 0;
+    bool IsSet() const { return cx > 0 && cy > 0; }
 };
 
 // A preset to be stored under a name.
@@ -58,6 +66,15 @@ struct ChannelCore {
     // Counts a failure of the stream; the first seven and then every six of them show as a caption.
     void ReportStreamError(int nCode, int nArg = 0);
 
+    // A step on the digital zoom; the picture follows. Gives what the step gives.
+    template <typename Step>
+    auto ChangeZoom(const Step& step) {
+        const std::lock_guard lock(m_csZoom);
+        auto result = step(m_zoom);
+        m_picture.SetZoomRect(m_zoom.IsOn() ? m_zoom.GetRect() : PixelRect());
+        return result;
+    }
+
     // --- decode thread
     void SetBitmapInfo(const BITMAPINFOHEADER& bmpInfo);
     // A finished picture takes the screen. Nothing if the thread was abandoned.
@@ -71,6 +88,8 @@ struct ChannelCore {
     void ReleasePicture();
     // The lines that tell where pictures and commands come from and go to.
     void RefreshSourceLines();
+    // The line that tells the size chosen by the user.
+    void RefreshFixSizeLine();
     void AddCamCmd(std::uint32_t dwCmd, std::uint32_t dwArg);
 
     Clock& clock;
@@ -87,6 +106,12 @@ struct ChannelCore {
     std::vector<StreamProfile> m_StreamProfiles;
     int m_nViewWidth = 0;
     int m_nViewHeight = 0;
+    FixedSize m_FixSizeServer;
+    FixedSize m_FixSizeCamera;        // kept for a camera's own stream
+    std::uint32_t m_nStreamFrom = 0;  // likewise
+    std::string m_strRegFolder;       // the settings' key of this channel's recorder
+    bool m_bPtzEnabled = true;
+    PresetFormat m_presetFormat;
     WindowHandle m_hViewWnd;
     WindowHandle m_hVideoWnd;
     WindowHandle m_hConsoleWnd;
@@ -108,6 +133,10 @@ struct ChannelCore {
     CamCmdQueue m_CamCmdQueue;
     FrameRate m_frameRate;
     ChannelPicture m_picture;
+
+    // The decode thread tells of a picture's size; all else is the user interface's.
+    mutable std::mutex m_csZoom;
+    DigitalZoom m_zoom;
 
     // Held while a picture takes the screen, by decode threads alone: an abandoned one and its successor
     // must not draw together.

@@ -63,7 +63,7 @@ bool ChannelThread::Stop(bool bWait) {
         return true;
     }
     RequestStop();
-    if (m_worker.Wait(bWait ? kStopWait : kQuickStopWait)) {
+    if (m_worker.Wait(bWait ? kStopWait : Milliseconds(0))) {
         return true;
     }
     if (!bWait) {

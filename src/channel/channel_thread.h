@@ -50,9 +50,8 @@ class ChannelThread {
 public:
     using Body = std::function<void(std::shared_ptr<ThreadControl>)>;
 
-    // How long a stop waits for the thread's end.
+    // How long a stop that waits does so.
     static constexpr Milliseconds kStopWait{3000};
-    static constexpr Milliseconds kQuickStopWait{100};
 
     // The names of the thread and, for the trace, of its stop.
     ChannelThread(const char* lpszName, const char* lpszStopName)
@@ -62,8 +61,9 @@ public:
     void Start(bool bRun, const Body& body);
     // Asks the thread to end, and does not wait.
     void RequestStop();
-    // Asks the thread to end and waits. True if none is left; with bWait that is always so in the end, since
-    // a thread that does not end in time is abandoned.
+    // Asks the thread to end. True if none is left; with bWait that is always so in the end, since a thread
+    // that does not end in time is abandoned. Without it nothing is waited for: a wall of channels that end
+    // one after the other must not stop the user interface.
     bool Stop(bool bWait);
     bool IsRunning() const { return m_worker.IsRunning(); }
     // What steers the present thread, or the next one. Any thread.

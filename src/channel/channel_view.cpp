@@ -4,6 +4,7 @@
 #include <QtGui/QDesktopServices>
 #include <QtGui/QPainter>
 #include <QtGui/QScreen>
+#include <QtGui/QWheelEvent>
 #include <QtWidgets/QMessageBox>
 #include <algorithm>
 
@@ -117,11 +118,14 @@ void CChannelView::SetMessageText(const std::string& text, bool bTimed) {
 
 void CChannelView::RefreshZoomLabel() {
     const auto camera = GetCamera();
-    const PixelRect zoom = camera ? camera->Picture().GetZoomRect() : PixelRect();
-    if (zoom.IsEmpty()) {
+    if (!camera || !IsShownHere(*camera)) {
         return;
     }
-    const double factor = static_cast<double>(camera->Picture().GetDrawRect().Width()) / zoom.Width();
+    if (!camera->IsDigitalZoom()) {
+        camera->Picture().SetSubString(SubString::DigitalZoom, {});
+        return;
+    }
+    const double factor = camera->GetDZZoomFactor();
     camera->Picture().SetSubString(SubString::DigitalZoom,
                                    FormatText("%s x%.2f", LoadString(kStrDigitalZoom).c_str(), factor));
     SetTimer(kTimerZoomLabel, kZoomLabelMs);
@@ -263,16 +267,27 @@ LParam CChannelView::OnMessage(std::uint32_t message, WParam wParam, LParam lPar
     return WindowBase::OnMessage(message, wParam, lParam);
 }
 
+// True if the cell has a use for it; else it goes on to the console.
+bool CChannelView::OnWheel(const QWheelEvent& wheel) {
+    const auto turn = static_cast<std::uint16_t>(std::clamp(wheel.angleDelta().y(), -0x7FFF, 0x7FFF));
+    return turn != 0 && m_pEventWnd &&
+           m_pEventWnd->SendMessage(WM_MOUSEWHEEL, WParam{turn} << 16,
+                                    PackPoint(wheel.position().toPoint())) != 0;
+}
+
 bool CChannelView::event(QEvent* event) {
+    if (event->type() == QEvent::Wheel && OnWheel(static_cast<const QWheelEvent&>(*event))) {
+        event->accept();
+        return true;
+    }
     const auto input = ToInputMessage(*event);
     if (!input) {
         return WindowBase::event(event);
     }
     event->accept();
-    if (m_pEventWnd) {
-        m_pEventWnd->SendMessage(input->number, input->wParam, input->lParam);
-    }
-    if (input->number == WM_LBUTTONDBLCLK) {
+    const bool bTaken =
+        m_pEventWnd && m_pEventWnd->SendMessage(input->number, input->wParam, input->lParam) != 0;
+    if (input->number == WM_LBUTTONDBLCLK && !bTaken) {
         OnLButtonDblClk();
     } else if (input->number == WM_KEYDOWN && input->wParam == kKeyEscape) {
         SetFullScreen(false);

@@ -27,7 +27,8 @@ public:
     ~CChannelView() override;
 
     void SetIdx(std::uint32_t uIdx) { m_uIdx = uIdx; }
-    // Gets all mouse and key messages of this view, at once.
+    // Gets all mouse and key messages of this view, at once. An answer other than 0 to a double click or the
+    // wheel keeps the view from its own use of it.
     void SetEventWnd(WindowBase* pEventWnd);
     // Is posted each double click (515), and the Escape key as one.
     void SetParentWnd(WindowHandle hParentWnd) { m_hParentWnd = std::move(hParentWnd); }
@@ -40,7 +41,7 @@ public:
     // The main caption; stays 2000 ms if timed, else to the next picture.
     void SetMessage(std::uint32_t uStringId, bool bTimed);
     void SetMessageText(const std::string& text, bool bTimed);
-    // Shows "Digital zoom x2.00" for 3000 ms if a part of the picture is shown.
+    // Shows "Digital zoom x2.00" for 3000 ms if digital zoom is on.
     void RefreshZoomLabel();
 
     // The view's rectangle in its cell; during full screen it takes it on the way back.
@@ -76,6 +77,7 @@ private:
     void GiveViewSize(CBaseCamera& camera);
     void ShowState(const CBaseCamera& camera);
     void OnLButtonDblClk();
+    bool OnWheel(const QWheelEvent& wheel);
     void OnSnapshotDone(bool bSaved, std::size_t nJob);
 
     std::uint32_t m_uIdx = 0xFFFFFFFF;

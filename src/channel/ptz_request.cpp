@@ -209,18 +209,18 @@ bool ParsePresetTable(std::string_view body, CameraInfo& info) {
     return true;
 }
 
-bool ParsePresetFormat(std::string_view body, CameraInfo& info) {
+bool ParsePresetFormat(std::string_view body, PresetFormat& format) {
     if (body.empty() || body.front() == '-') {
         return false;
     }
-    info.nPresetCount = static_cast<std::int32_t>(LeadingNumber(body.substr(0, 3)).value_or(0));
-    if (info.nPresetCount == 0) {
-        info.bNamesSupported = 0;
-        info.nPresetMode = 2;
+    format.nPresetCount = static_cast<std::int32_t>(LeadingNumber(body.substr(0, 3)).value_or(0));
+    if (format.nPresetCount == 0) {
+        format.bNamesSupported = 0;
+        format.nPresetMode = 2;
         return true;
     }
-    info.bNamesSupported = body.size() > 3 && body[3] == '1' ? 1 : 0;
-    info.nPresetMode = body.size() > 4 && body[4] != '0' ? 1 : 0;
+    format.bNamesSupported = body.size() > 3 && body[3] == '1' ? 1 : 0;
+    format.nPresetMode = body.size() > 4 && body[4] != '0' ? 1 : 0;
     return true;
 }
 

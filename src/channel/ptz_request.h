@@ -33,6 +33,7 @@ enum CamCommand : std::uint32_t {
     kCmdClickToCentre = 1981,  // argument: x in the high 16 bits, y in the low ones
     kCmdPresetIndex = 1984,
     kCmdPresetName = 1985,
+    kCmdReadPresetFormat = 1986,
     kCmdTrackingOn = 6005,
     kCmdTrackingOff = 6006,
 };
@@ -59,6 +60,6 @@ bool ParseCapabilities(std::string_view body, CameraInfo& info, bool& bHasPreset
 // The preset table of command 15.
 bool ParsePresetTable(std::string_view body, CameraInfo& info);
 // The preset format of command 20.
-bool ParsePresetFormat(std::string_view body, CameraInfo& info);
+bool ParsePresetFormat(std::string_view body, PresetFormat& format);
 
 }  // namespace kvmon

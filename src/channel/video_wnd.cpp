@@ -4,12 +4,14 @@
 #include <QtGui/QPainter>
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 #include "channel/base_camera.h"
 #include "channel/captions.h"
 #include "channel/channel_messages.h"
 #include "channel/channel_view.h"
 #include "channel/end_stop.h"
+#include "channel/ptz_cursor.h"
 #include "persist/string_table.h"
 #include "skin/input_messages.h"
 
@@ -51,6 +53,10 @@ constexpr int kRereadMs = 7000;
 constexpr int kNotifyMs = 30000;
 
 constexpr std::uint32_t kCmdReadPresets = 1983;
+constexpr std::uint32_t kZoomLineBit = 1u << static_cast<unsigned>(SubString::DigitalZoom);
+constexpr WParam kLeftHeld = 1;
+constexpr int kWheelNotch = 120;
+constexpr int kWheelLevels = 5;  // of digital zoom for a notch, some 10 %
 constexpr std::uint32_t kMsgNotify = 1025;
 
 // Status words whose rise starts the event highlight: the third and the last four.
@@ -116,7 +122,9 @@ void CVideoWnd::SetCamera(const std::shared_ptr<CBaseCamera>& pCamera) {
     }
     m_pCamera = pCamera;
     m_knownFlags = pCamera ? pCamera->GetStatusFlags() : std::array<std::uint32_t, 7>{};
+    m_bDragging = false;
     setAccessibleName(pCamera ? QString::fromStdString(pCamera->GetCameraName()) : QString());
+    RefreshCursor();
     update();
 }
 
@@ -126,6 +134,7 @@ void CVideoWnd::SetWindowActive(bool bActive, bool bPlayAudio) {
     }
     if (bActive != m_bActive) {
         m_bActive = bActive;
+        RefreshCursor();
         update();
     }
 }
@@ -140,12 +149,28 @@ int CVideoWnd::GetHeight() const {
     return camera ? camera->Picture().GetBitmapInfo().biHeight : kDefaultHeight;
 }
 
-void CVideoWnd::SetFeatures(bool bPtz, bool bPtzOpen, bool bDigitalZoom) {
-    const CellState features{.bPtz = bPtz, .bPtzOpen = bPtzOpen, .bDigitalZoom = bDigitalZoom};
-    if (features != m_features) {
-        m_features = features;
-        RepaintStrip();
+void CVideoWnd::RefreshFeatures() {
+    RepaintStrip();
+    RefreshCursor();
+}
+
+void CVideoWnd::SetDigitalZoom(bool bOn) {
+    m_hOwner.Post(WM_COMMAND, kCmdRefreshControls, 0);
+    const auto camera = GetCamera();
+    if (!camera) {
+        return;
     }
+    m_bDragging = false;
+    m_nWheelRest = 0;
+    if (bOn) {
+        // Who zooms wants to read by how much.
+        ChannelPicture& picture = camera->Picture();
+        picture.SetShowSubStringMask(picture.GetShowSubStringMask() | kZoomLineBit);
+    }
+    camera->SetDigitalZoom(bOn);
+    m_pChannelView->RefreshZoomLabel();
+    RefreshCursor();
+    update();
 }
 
 void CVideoWnd::SetEventBlink(bool bOn) {
@@ -167,8 +192,12 @@ void CVideoWnd::SetEventBlink(bool bOn) {
 // --- drawing
 
 CellState CVideoWnd::GetState() const {
-    CellState state = m_features;
+    CellState state;
     if (const auto camera = GetCamera()) {
+        const CameraInfo info = camera->GetAbilities();
+        state.bPtz = info.IsPanAndTiltable() || info.bFocusable;
+        state.bPtzOpen = camera->IsPtzEnabled();
+        state.bDigitalZoom = camera->IsDigitalZoom();
         state.bSound = camera->IsSupportAudio();
         state.bSoundOpen = camera->HasAudioRight();
         state.flags = camera->GetStatusFlags();
@@ -268,7 +297,7 @@ LParam CVideoWnd::OnMessage(std::uint32_t message, WParam wParam, LParam lParam)
     switch (message) {
         case kMsgCaptionRefresh:
             NoteStatus();
-            RepaintStrip();
+            RefreshFeatures();
             m_hOwner.Post(WM_COMMAND, kCmdRefreshControls, 0);
             return 0;
         case kMsgEndStop:
@@ -283,9 +312,8 @@ LParam CVideoWnd::OnMessage(std::uint32_t message, WParam wParam, LParam lParam)
         default:
             break;
     }
-    if (message >= WM_KEYDOWN && message <= WM_MBUTTONDBLCLK) {
-        OnInput({message, wParam, lParam}, true);
-        return 0;
+    if (message >= WM_KEYDOWN && message <= WM_MOUSEWHEEL) {
+        return OnInput({message, wParam, lParam}, true) ? 1 : 0;
     }
     return WindowBase::OnMessage(message, wParam, lParam);
 }
@@ -300,38 +328,153 @@ bool CVideoWnd::event(QEvent* event) {
     return true;
 }
 
-void CVideoWnd::OnInput(const InputMessage& message, bool bInView) {
+// True if the view has nothing of its own to do with the message any more.
+bool CVideoWnd::OnInput(const InputMessage& message, bool bInView) {
+    const auto camera = GetCamera();
+    if (message.number == WM_MOUSEWHEEL) {
+        if (!camera || !camera->IsDigitalZoom() || !camera->IsCameraUsable()) {
+            return false;
+        }
+        OnZoomWheel(*camera, message);
+        return true;
+    }
     if (message.number == WM_RBUTTONUP) {
         KillTimer(kTimerPressed);
         m_hOwner.Post(WM_COMMAND, kCmdRefreshControls, 0);
-        return;
+        OpenMenu(message, bInView);
+        return false;
     }
     const auto* const rule =
         std::find_if(std::begin(kInputRules), std::end(kInputRules),
                      [&message](const InputRule& r) { return r.number == message.number; });
+    if (rule != std::end(kInputRules) && rule->clearsHighlight && ClearHighlight()) {
+        return false;
+    }
+    if (bInView && camera && camera->IsCameraUsable() && OnZoomInput(*camera, message)) {
+        return true;
+    }
     // The view tells of its own double clicks.
     const bool bForward =
         rule != std::end(kInputRules) ? rule->forwarded : message.number == WM_LBUTTONDBLCLK && !bInView;
-    if (!bForward || (rule != std::end(kInputRules) && rule->clearsHighlight && ClearHighlight())) {
-        return;
+    if (!bForward) {
+        return false;
     }
     if (message.number == WM_LBUTTONDOWN && bInView && m_bActive) {
         PTZFunction(message.lParam);
     }
-    if (message.number == WM_RBUTTONDOWN && m_features.bDigitalZoom) {
-        SetTimer(kTimerPressed, kPressedMs);
+    if (message.number == WM_RBUTTONDOWN) {
+        m_bMenuPress = true;
+        if (camera && camera->IsDigitalZoom()) {
+            SetTimer(kTimerPressed, kPressedMs);
+        }
     }
     if (m_pParentWnd) {
         m_pParentWnd->SendMessage(message.number, message.wParam, message.lParam);
+    }
+    return false;
+}
+
+// --- digital zoom by the mouse
+
+ZoomPoint CVideoWnd::ViewPoint(LParam point) const {
+    const QPointF place = QPointF(UnpackPoint(point)) * m_pChannelView->devicePixelRatioF();
+    return {qRound(place.x()), qRound(place.y())};
+}
+
+// While the picture can be moved the left button belongs to it; the press goes on all the same, since it
+// makes the cell the active one. True if the message ends here.
+bool CVideoWnd::OnZoomInput(CBaseCamera& camera, const InputMessage& message) {
+    if (!camera.IsDigitalZoom()) {
+        return false;
+    }
+    const PixelRect drawn = camera.Picture().GetDrawRect();
+    switch (message.number) {
+        case WM_LBUTTONDOWN:
+            m_bDragging = true;
+            camera.DZStartDrag(ViewPoint(message.lParam));
+            RefreshCursor();
+            return false;
+        case WM_MOUSEMOVE:
+            if (m_bDragging && (message.wParam & kLeftHeld) != 0) {
+                camera.DZDragMove(ViewPoint(message.lParam), drawn.Width(), drawn.Height());
+            }
+            return false;
+        case WM_LBUTTONUP:
+            m_bDragging = false;
+            RefreshCursor();
+            return false;
+        case WM_LBUTTONDBLCLK:
+            camera.DZTouchAndGo(drawn, ViewPoint(message.lParam));
+            m_pChannelView->RefreshZoomLabel();
+            return true;
+        default:
+            return false;
+    }
+}
+
+void CVideoWnd::OnZoomWheel(CBaseCamera& camera, const InputMessage& message) {
+    m_nWheelRest += static_cast<std::int16_t>(message.wParam >> 16 & 0xFFFF) * kWheelLevels;
+    const int nLevels = m_nWheelRest / kWheelNotch;
+    m_nWheelRest %= kWheelNotch;
+    if (nLevels == 0) {
+        return;
+    }
+    camera.DZZoomAt(camera.Picture().GetDrawRect(), ViewPoint(message.lParam), nLevels);
+    m_pChannelView->RefreshZoomLabel();
+    RefreshCursor();
+    m_hOwner.Post(WM_COMMAND, kCmdRefreshControls, 0);
+}
+
+// --- menu and pointer
+
+// The press has made the cell the active one already.
+void CVideoWnd::OpenMenu(const InputMessage& message, bool bInView) {
+    const QWidget& hit = bInView ? static_cast<const QWidget&>(*m_pChannelView) : *this;
+    const QPoint point = UnpackPoint(message.lParam);
+    if (std::exchange(m_bMenuPress, false) && m_pParentWnd && hit.rect().contains(point)) {
+        m_pParentWnd->SendMessage(WM_CONTEXTMENU, 0, PackPoint(hit.mapToGlobal(point)));
+    }
+}
+
+bool CVideoWnd::CanClickToCentre(const CBaseCamera& camera) const {
+    return camera.IsPtzEnabled() && camera.GetAbilities().bClickToCentre && camera.IsStreamRunning();
+}
+
+void CVideoWnd::RefreshCursor() {
+    const auto camera = GetCamera();
+    if (!m_bActive || !camera || !CanClickToCentre(*camera)) {
+        m_pChannelView->unsetCursor();
+    } else if (camera->IsDigitalZoom()) {
+        if (camera->GetDigitalZoomLevel() == 0) {
+            m_pChannelView->unsetCursor();
+        } else {
+            m_pChannelView->setCursor(m_bDragging ? Qt::ClosedHandCursor : Qt::OpenHandCursor);
+        }
+    } else {
+        // A camera that has just got an order is shown to be at it.
+        m_pChannelView->setCursor(IsTimerSet(kTimerCursor) ? MovingCursor()
+                                                           : QCursor(Qt::PointingHandCursor));
     }
 }
 
 void CVideoWnd::OnPtzCommand(std::uint32_t nId) {
     const auto camera = GetCamera();
-    if (!camera || !camera->IsCameraUsable()) {
+    if (!camera) {
+        return;
+    }
+    const bool bPreset = nId >= kCmdPresetFirst && nId <= kCmdPresetLast;
+    if (camera->IsDigitalZoom() && !bPreset) {
+        camera->DZPTZFunction(nId);
+        m_pChannelView->RefreshZoomLabel();
+        RefreshCursor();
+        m_hOwner.Post(WM_COMMAND, kCmdRefreshControls, 0);
+        return;
+    }
+    if (!camera->IsCameraUsable()) {
         return;
     }
     SetTimer(kTimerCursor, kCursorMs);
+    RefreshCursor();
     m_nPtzCommand = nId;
     camera->AddCamCmd(nId, 0);
     m_hOwner.Post(WM_COMMAND, kCmdRefreshControls, 0);
@@ -341,8 +484,7 @@ void CVideoWnd::OnPtzCommand(std::uint32_t nId) {
 void CVideoWnd::PTZFunction(LParam point) {
     const auto camera = GetCamera();
     const QSize view = m_pChannelView->size();
-    if (!camera || !camera->IsCameraUsable() || !camera->GetCameraInfo().bClickToCentre ||
-        !camera->IsStreamRunning() || view.isEmpty()) {
+    if (!camera || camera->IsDigitalZoom() || !CanClickToCentre(*camera) || view.isEmpty()) {
         return;
     }
     const int x = static_cast<std::int16_t>(point & 0xFFFF);
@@ -351,6 +493,7 @@ void CVideoWnd::PTZFunction(LParam point) {
         return;
     }
     SetTimer(kTimerCursor, kCursorMs);
+    RefreshCursor();
     camera->AddCamCenterCmd(x * kPtzWidth / view.width(), y * kPtzHeight / view.height());
 }
 
@@ -381,6 +524,9 @@ void CVideoWnd::OnTimer(std::uint32_t id) {
             if (const auto camera = GetCamera()) {
                 camera->Picture().SetEventBlinkState((m_nBlinkCount & 1) != 0);
             }
+            break;
+        case kTimerCursor:
+            RefreshCursor();
             break;
         case kTimerReadPresets:
             RefreshCamera(kCmdReadPresets);

@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "channel/cell_icons.h"
+#include "channel/digital_zoom.h"
 #include "skin/window_base.h"
 
 namespace kvmon {
@@ -20,7 +21,8 @@ struct InputMessage;
 inline constexpr int kCellMargin = 2;
 inline constexpr int kCellTitleHeight = 21;
 
-// User interface thread only.
+// User interface thread only. A right click, and nothing else of the mouse, asks the parent for the menu:
+// WM_CONTEXTMENU with the point on the screen.
 class CVideoWnd : public WindowBase {
 public:
     explicit CVideoWnd(QWidget* parent = nullptr);
@@ -49,8 +51,10 @@ public:
     static QRect GetViewRect(const QSize& cell);
     CChannelView& View() { return *m_pChannelView; }
 
-    // What the channel's camera can do, for the strip.
-    void SetFeatures(bool bPtz, bool bPtzOpen, bool bDigitalZoom);
+    // What the channel's camera can do may have changed: the strip and the pointer follow.
+    void RefreshFeatures();
+    // Switches the channel's digital zoom.
+    void SetDigitalZoom(bool bOn);
     // Sends a command of the panel to the channel's camera.
     void OnPtzCommand(std::uint32_t nId);
     // Lets the frame of a channel with an event blink.
@@ -72,7 +76,13 @@ private:
     void NoteStatus();
     void RefreshCamera(std::uint32_t command);
     bool ClearHighlight();
-    void OnInput(const InputMessage& message, bool bInView);
+    bool OnInput(const InputMessage& message, bool bInView);
+    bool OnZoomInput(CBaseCamera& camera, const InputMessage& message);
+    void OnZoomWheel(CBaseCamera& camera, const InputMessage& message);
+    ZoomPoint ViewPoint(LParam point) const;
+    void OpenMenu(const InputMessage& message, bool bInView);
+    bool CanClickToCentre(const CBaseCamera& camera) const;
+    void RefreshCursor();
     void PTZFunction(LParam point);
     void OnEndStop(LParam nCode);
 
@@ -86,7 +96,9 @@ private:
     std::uint32_t m_nPtzCommand = 0;
     std::uint32_t m_uIdx = 0xFFFFFFFF;
     std::weak_ptr<CBaseCamera> m_pCamera;
-    CellState m_features;  // the part that SetFeatures tells
+    bool m_bDragging = false;   // the picture, by the left button
+    bool m_bMenuPress = false;  // the right button is down and opens the menu
+    int m_nWheelRest = 0;       // of a wheel that turns in small parts
     std::array<std::uint32_t, 7> m_knownFlags{};
 };
 

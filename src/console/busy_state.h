@@ -15,6 +15,8 @@ public:
     explicit BusyState(CMainDlg& dlg) : m_dlg(dlg) {}
 
     bool IsBusy() const { return m_bBusy; }
+    // The flag alone, for who watches its end by itself.
+    void SetBusy(bool bBusy) { m_bBusy = bBusy; }
     // On: timer 1004 ends it after nElapse milliseconds; a control other than 0 is marked busy meanwhile.
     void SetDlgItemBusyWaitCursor(bool bEnable, int nElapse, int uSetWaitCursorId);
     // Adds a camera whose first picture is awaited.

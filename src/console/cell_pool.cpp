@@ -14,10 +14,7 @@ namespace kvmon {
 CellPool::~CellPool() = default;
 
 void CellPool::CreateVideoWnd(WindowBase& console, int count) {
-    if (!m_windows.empty()) {
-        return;
-    }
-    for (int n = 0; n < count; ++n) {
+    for (int n = GetCount(); n < count; ++n) {
         std::unique_ptr<CVideoWnd> window;
         try {
             window = std::make_unique<CVideoWnd>(&console);

@@ -20,7 +20,8 @@ public:
     CellPool(const CellPool&) = delete;
     CellPool& operator=(const CellPool&) = delete;
 
-    // Makes the windows, hidden children of the console, once. One that cannot be made leaves an empty slot.
+    // Makes the windows, hidden children of the console, up to this number. One that cannot be made leaves an
+    // empty slot.
     void CreateVideoWnd(WindowBase& console, int count);
     void DestroyAll();
 

@@ -54,6 +54,25 @@ constexpr SkinControlRow kTable[] = {
     {"Static", "",                    kShownStatic,  40,  25, 317, 25,  239, kStatic, kPlain,     0},
     {"Static", "",                    kShownStatic, 813, 594, 167, 18,  240, kStatic, kPlain,     0},
 };
+
+constexpr SkinControlRow kTools[] = {
+    {"Button", "6 Channels",          kHidden,      825, 152,  45, 29, 1654, kButton, kRadio,  6220},
+    {"Button", "8 Channels",          kHidden,      874, 152,  45, 29, 1655, kButton, kRadio,  6221},
+    {"Button", "9 Channels",          kHidden,      923, 152,  45, 29, 1656, kButton, kRadio,  6222},
+    {"Button", "10 Channels",         kHidden,      825, 184,  45, 29, 1657, kButton, kRadio,  6223},
+    {"Button", "12 Channels",         kHidden,      874, 184,  45, 29, 1658, kButton, kRadio,  6224},
+    {"Button", "Custom",              kHidden,      923, 184,  45, 29, 1659, kButton, kRadio,  6225},
+    {"Button", "Page List",           kHidden,      944, 267,  24, 24, 1664, kButton, kPlain,  6226},
+    {"Button", "Manual Recording",    kHidden,      850, 364,  18, 18, 1751, kButton, kToggle, 3528},
+    {"Button", "Preset List",         kHidden,      929, 364,  18, 18, 1953, kButton, kPlain,  6227},
+    {"Button", "Order Reset",         kShown,       915,  12,  30, 28, 1609, kButton, kPlain,  6202},
+    {"Button", "Menu",                kShown,       949,  12,  30, 28, 1612, kButton, kPlain,  6203},
+    {"Button", "Second Display",      kShown,       813, 626,  30, 28, 1600, kButton, kToggle, 6204},
+    {"Button", "Language",            kShown,       847, 626,  30, 28, 1602, kButton, kPlain,  6205},
+    {"Button", "Options",             kShown,       881, 626,  30, 28, 1605, kButton, kPlain,  6206},
+    {"Button", "Help",                kHidden,      915, 626,  30, 28, 1607, kButton, kPlain,  6207},
+    {"Button", "Logout",              kShown,       949, 626,  30, 28, 1608, kButton, kToggle, 4003},
+};
 // clang-format on
 
 }  // namespace
@@ -62,9 +81,15 @@ std::span<const SkinControlRow> ControlTable() {
     return kTable;
 }
 
+std::span<const SkinControlRow> ToolTable() {
+    return kTools;
+}
+
 ConsoleControls::ConsoleControls() {
-    for (const SkinControlRow& row : kTable) {
-        m_states[row.id].shown = (row.style & WS_VISIBLE) != 0;
+    for (const auto table : {ControlTable(), ToolTable()}) {
+        for (const SkinControlRow& row : table) {
+            m_states[row.id].shown = (row.style & WS_VISIBLE) != 0;
+        }
     }
 }
 

@@ -9,18 +9,26 @@
 
 namespace kvmon {
 
-// All rows, in the order of creation. Positions are those of a console of 1000 x 680.
+// The panel's rows, in the order of creation. Positions are those of a console of 1000 x 680.
 std::span<const SkinControlRow> ControlTable();
+// Buttons of the commands that the panel has no place for, created after it: more arrangements, recording,
+// menus and the tools below.
+std::span<const SkinControlRow> ToolTable();
 
 // Control identifiers that the logic names.
 enum ControlId : int {
     kCtlServerName = 239,
     kCtlServerModel = 240,
     kCtlMultiScreens = 1600,
+    kCtlLanguage = 1602,
     kCtlGotoPage1 = 1604,
+    kCtlOptions = 1605,
     kCtlGotoPage2 = 1606,
+    kCtlHelp = 1607,
     kCtlLogout = 1608,
     kCtlOrderReset = 1609,
+    kCtlCameraSettings = 1610,
+    kCtlMainMenu = 1612,
     kCtlPipSettings = 1650,
     kCtlFirstStyle = 1651,
     kCtlPip = 1652,
@@ -28,15 +36,21 @@ enum ControlId : int {
     kCtlViewSize = 1660,
     kCtlFullScreen = 1661,
     kCtlSequential = 1662,
+    kCtlSequentialInterval = 1663,
+    kCtlPageMenu = 1664,
     kCtlSnapshot = 1750,
+    kCtlRecord = 1751,
     kCtlAudio = 1752,
+    kCtlTalk = 1753,
+    kCtlCameraHome = 1754,
     kCtlFirstPtz = 1800,
     kCtlLastPtz = 1820,
+    kCtlPresetMenu = 1953,
     kCtlPageCombo = 2529,
 };
 
-// The states of the rows. A change is told to one listener, the windows on top. An id without a row is
-// nowhere: it is never pressed, and setting it does nothing.
+// The states of the rows of both tables. A change is told to one listener, the windows on top. An id without
+// a row is nowhere: it is never pressed, and setting it does nothing.
 class ConsoleControls {
 public:
     struct State {

@@ -12,11 +12,18 @@ inline constexpr std::uint32_t kMsgVideoWndMove = 2060;       // wParam channel,
 inline constexpr std::uint32_t kMsgGoToCamera = 2061;         // wParam channel
 inline constexpr std::uint32_t kMsgRepaintNeighbours = 2062;  // wParam window
 
+// Of our own: the second display's panel was double clicked.
+inline constexpr std::uint32_t kMsgSecondPanelClosed = 11501;
+
+inline constexpr std::uint32_t kTimerSequential = 1000;
 inline constexpr std::uint32_t kTimerHold = 1002;
 inline constexpr std::uint32_t IDT_EVENT_WAITCURSOR = 1004;
+inline constexpr std::uint32_t kTimerManualRecording = 1007;
 inline constexpr std::uint32_t kTimerLogin = 1009;
 inline constexpr std::uint32_t kTimerSweep = 1010;
 inline constexpr std::uint32_t kTimerStopping = 1011;
+inline constexpr std::uint32_t kTimerPrepare = 1012;
 inline constexpr std::uint32_t kTimerPendingServers = 1016;
+inline constexpr std::uint32_t kTimerSecond = 1100;  // of our own: what is looked at once a second
 
 }  // namespace kvmon

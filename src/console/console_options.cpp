@@ -31,6 +31,7 @@ void ConsoleOptions::Load(const COrvoRegistry& registry, std::string_view key) {
         flag(key, "ManualInputSnapeshotFilename", defaults.bManualInputSnapshotFilename);
     strSnapshotFolder = registry.GetProfileString(key, "SanpshotFolder", DefaultSnapshotFolder());
     bSaveSnapshotAsJpeg = flag(key, "SaveSnapshotAsJpeg", defaults.bSaveSnapshotAsJpeg);
+    bShowSnapshotTimeStamp = flag(key, "ShowSnapshotTimeStamp", defaults.bShowSnapshotTimeStamp);
 
     Globals().streamFromCamera = bStreamFromCamera;
     Globals().saveProcessImage = bSaveProcessImage;

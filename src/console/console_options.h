@@ -24,6 +24,7 @@ struct ConsoleOptions {
     bool bEnableAudio = true;
     bool bManualInputSnapshotFilename = false;
     bool bSaveSnapshotAsJpeg = true;
+    bool bShowSnapshotTimeStamp = false;
     std::string strSnapshotFolder;
 
     // Reads all of them, and hands those that all channels share to the channels.

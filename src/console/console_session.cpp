@@ -78,6 +78,7 @@ void ConsoleSession::StopServer(int server, bool bStopOnly) {
 }
 
 void ConsoleSession::Logout(bool bStopOnly) {
+    m_dlg.Binding().SaveCameraSettings();
     m_dlg.View().Cells().DetachAll();
     for (int i = 0; i < GetServerCount(); ++i) {
         StopServer(i, bStopOnly);

@@ -3,14 +3,14 @@
 #include <QtGui/QCursor>
 #include <QtGui/QKeyEvent>
 #include <QtWidgets/QComboBox>
-#include <QtWidgets/QMessageBox>
 #include <algorithm>
 #include <cstdio>
 
 #include "channel/base_camera.h"
 #include "channel/channel_messages.h"
 #include "channel/video_wnd.h"
-#include "console/snapshot_command.h"
+#include "console/message_box.h"
+#include "console/view_commands.h"
 #include "console/wait_dialog.h"
 #include "console/widget_style.h"
 #include "persist/log_file.h"
@@ -21,7 +21,6 @@
 #include "server/server_messages.h"
 #include "skin/input_messages.h"
 #include "skin/palette.h"
-#include "skin/plain_text.h"
 #include "skin/skin_messages.h"
 #include "skin/xskin_od_button.h"
 #include "skin/xskin_static.h"
@@ -31,7 +30,8 @@ namespace kvmon {
 namespace {
 
 constexpr int kSweepPeriodMs = 10000;
-constexpr QRect kPageComboPlace(825, 267, 968 - 825, 24);
+constexpr int kSecondMs = 1000;
+constexpr QRect kPageComboPlace(825, 267, 941 - 825, 24);
 
 }  // namespace
 
@@ -58,14 +58,17 @@ CMainDlg::~CMainDlg() {
 
 void CMainDlg::OnInitDialog() {
     CreateControls(ControlTable(), LoadString);
+    CreateControls(ToolTable(), LoadString);
     AddControl(kCtlPageCombo, &m_view.Combo(), kPageComboPlace);
     m_controls.SetListener([this](int id, const ConsoleControls::State& state) { ShowControl(id, state); });
     SetStaticColour(kCtlServerName, palette::kCaptionWhite);
     SetStaticColour(kCtlServerModel, palette::kCaptionBlue);
     m_ptz.Init();
+    m_screens.Init();
     AddServer(m_site.GetServerIP(), m_site.GetServerPort(), {}, {});
     Logout(false);
     SetTimer(kTimerSweep, kSweepPeriodMs);
+    SetTimer(kTimerSecond, kSecondMs);
 }
 
 void CMainDlg::SetStaticColour(int id, unsigned colour) {
@@ -88,13 +91,28 @@ void CMainDlg::ShowControl(int id, const ConsoleControls::State& state) {
 }
 
 // A click has turned the checks on the screen: the states follow.
-int CMainDlg::OnSkinODButtonNotify(int, int, LParam) {
-    for (const SkinControlRow& row : ControlTable()) {
-        if (const auto* const button = dynamic_cast<CXSkinODButton*>(GetDlgItem(row.id))) {
-            m_controls.SetPressed(row.id, button->GetCheck() == BST_CHECKED);
+int CMainDlg::OnSkinODButtonNotify(int nId, int, LParam) {
+    for (const auto table : {ControlTable(), ToolTable()}) {
+        for (const SkinControlRow& row : table) {
+            if (const auto* const button = dynamic_cast<CXSkinODButton*>(GetDlgItem(row.id))) {
+                m_controls.SetPressed(row.id, button->GetCheck() == BST_CHECKED);
+            }
         }
     }
+    if (nId == kCtlRecord) {
+        m_cameraControls.NoteRecordPress();
+    }
     return 1;
+}
+
+// What the control does at present, and its key.
+bool CMainDlg::OnSkinToolTipNeedTextNotify(CXSkinODButton& button, std::string& text) {
+    text = m_cameraControls.TipText(button.ControlId(), text);
+    const QString key = ShortcutName(button.ControlId());
+    if (!text.empty() && !key.isEmpty()) {
+        text += " (" + key.toStdString() + ")";
+    }
+    return !text.empty();
 }
 
 void CMainDlg::DestroyWindow() {
@@ -115,6 +133,7 @@ void CMainDlg::OnDestroy() {
     ReapRemovedServers(false);
     ReapRemovedCameras(false);
     KillTimer(kTimerSweep);
+    KillTimer(kTimerSecond);
     KillTimer(kTimerStopping);
     KillTimer(kTimerPendingServers);
     KillTimer(kTimerLogin);
@@ -131,13 +150,22 @@ void CMainDlg::OnBtnLogout() {
 
 void CMainDlg::PressButton(int id) {
     m_controls.SetPressed(id, !m_controls.IsPressed(id));
+    if (id == kCtlRecord) {
+        m_cameraControls.NoteRecordPress();
+    }
     PostMessage(WM_COMMAND, static_cast<WParam>(id), 0);
+}
+
+void CMainDlg::PressMenuEntry(int id) {
+    m_ptz.ForgetPress();
+    PressButton(id);
 }
 
 void CMainDlg::LoadSettings() {
     m_options.Load(Registry(), m_strKeyName);
     m_view.LoadMaxViewMode(m_options.bMaxViewMode);
     m_controls.SetPressed(kCtlViewSize, m_options.bMaxViewMode);
+    m_sequential.SetInterval(m_options.dwSequentialInterval);
     m_controls.SetShown(kCtlAudio, true);
     m_controls.SetPressed(kCtlAudio, m_options.bEnableAudio);
 }
@@ -153,8 +181,8 @@ bool CMainDlg::IsAudioChecked() const {
 void CMainDlg::OnLogin() {
     const CKelvaraInfo* const first = GetServer(0);
     const bool bLoggedIn = first != nullptr && first->IsRunning();
-    if (!bLoggedIn) {
-        m_controls.SetPressed(kCtlSequential, false);
+    if (!bLoggedIn && (m_sequential.IsOn() || m_controls.IsPressed(kCtlSequential))) {
+        m_sequential.SetSequentialMode(false, true);
     }
     for (QObject* const child : children()) {
         auto* const widget = qobject_cast<QWidget*>(child);
@@ -162,8 +190,15 @@ void CMainDlg::OnLogin() {
             widget->setEnabled(bLoggedIn);
         }
     }
-    for (const SkinControlRow& row : ControlTable()) {
-        m_controls.SetEnabled(row.id, bLoggedIn);
+    for (const auto table : {ControlTable(), ToolTable()}) {
+        for (const SkinControlRow& row : table) {
+            m_controls.SetEnabled(row.id, bLoggedIn || row.id == kCtlLogout);
+        }
+    }
+    m_controls.SetPressed(kCtlLogout, bLoggedIn);
+    if (CXSkinODButton* const logout = GetButton(kCtlLogout)) {
+        logout->setEnabled(true);
+        logout->SetTipText(LoadString(bLoggedIn ? 4003 : 4002));
     }
 }
 
@@ -183,10 +218,7 @@ bool CMainDlg::IsWaitDialogShown() const {
 }
 
 void CMainDlg::ShowMessage(const std::string& text, const std::string& title) {
-    auto* const box = new QMessageBox(QMessageBox::Warning, QString::fromStdString(title), MarkupOf(text),
-                                      QMessageBox::Ok, this);
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->open();
+    OpenMessageBox(m_screens.DialogHost(), text, title);
 }
 
 void CMainDlg::SetStaticText(int id, const std::string& text) {
@@ -213,6 +245,15 @@ void CMainDlg::OnTimer(std::uint32_t id) {
         case kTimerLogin:
             m_session.OnLoginTimer();
             break;
+        case kTimerSequential:
+            m_sequential.OnSwitchTimer();
+            break;
+        case kTimerPrepare:
+            m_sequential.OnPrepareTimer();
+            break;
+        case kTimerManualRecording:
+            m_cameraControls.OnRecordingWaitEnd();
+            break;
         case kTimerHold:
             m_ptz.OnHoldTimer();
             break;
@@ -220,8 +261,12 @@ void CMainDlg::OnTimer(std::uint32_t id) {
             ReapRemovedServers(false);
             ReapRemovedCameras(false);
             break;
+        case kTimerSecond:
+            m_serverClock.OnTick();
+            break;
         case kTimerStopping:
             m_session.OnStoppingTimer();
+            m_sequential.OnPrepareTimer();  // each tick goes on to that
             break;
         case kTimerPendingServers:
             m_binding.BuildView();
@@ -260,6 +305,9 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
         case kMsgFocusStyleButton:
             FocusStyleButton();
             break;
+        case kMsgSecondPanelClosed:
+            m_screens.LeaveSecondDisplay();
+            break;
         case kMsgVideoWndMove:
             m_view.OnVideoWndMove(number, UnpackPoint(lParam));
             break;
@@ -279,8 +327,14 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
         case WM_RBUTTONDOWN:
             m_view.ActivateWindowAt(QCursor::pos());
             break;
+        case WM_LBUTTONUP:
+            OnLButtonUp();
+            break;
         case WM_LBUTTONDBLCLK:
             OnDoubleClick();
+            break;
+        case WM_CONTEXTMENU:
+            m_cellMenu.Open(UnpackPoint(lParam));
             break;
         default:
             return CXSkinDialog::OnMessage(message, wParam, lParam);
@@ -302,6 +356,7 @@ void CMainDlg::OnCommand(int id) {
             m_site.NotifyGotoPage(1);
             break;
         case kCtlGotoPage2:
+            m_controls.SetShown(kCtlGotoPage2, false);
             m_site.NotifyGotoPage(2);
             break;
         case kCtlLogout:
@@ -316,16 +371,53 @@ void CMainDlg::OnCommand(int id) {
             m_view.SetMaxViewMode(m_controls.IsPressed(kCtlViewSize));
             update();
             break;
+        case kCtlFullScreen:
+            m_screens.SetFullScreen(m_controls.IsPressed(kCtlFullScreen), false);
+            RefreshCursor();
+            break;
+        case kCtlMultiScreens:
+            m_screens.OnBtnMultiScreens();
+            break;
+        case kCtlMainMenu:
+            OnBtnMainMenu(*this);
+            break;
+        case kCtlPipSettings:
+            OpenPipSettings(*this);
+            break;
+        case kCtlLastStyle:
+            OnBtnChannelSetting(*this);
+            break;
+        case kCtlSequential:
+            m_sequential.OnBtnSequential();
+            break;
+        case kCtlSequentialInterval:
+            m_sequential.OpenIntervalDialog();
+            break;
+        case kCtlPageMenu:
+            m_sequential.OnBtnSequentialPage();
+            break;
+        case kCtlRecord:
+            m_cameraControls.OnBtnManualRecording();
+            break;
+        case kCtlPresetMenu:
+            m_cameraControls.OnBtnPresetMenu();
+            break;
         case kCtlAudio:
             SetAudio();
             break;
         case kCtlSnapshot:
-            TakeSnapshot(*this);
+            m_snapshot.Take();
             break;
         case kCmdRefreshControls:
+            m_cameraControls.Refresh();
             m_ptz.Refresh();
+            m_cellMenu.Refresh();
+            break;
+        case kCtlCameraHome:
+            OpenCameraHome(*this);
             break;
         default:
+            m_cellMenu.OnCommand(id);
             break;
     }
 }
@@ -341,7 +433,17 @@ void CMainDlg::SetAudio() {
     }
 }
 
+// A click into the pictures ends the choice of a page.
+void CMainDlg::OnLButtonUp() {
+    if (m_view.Combo().hasFocus() && m_view.Cells().FindAt(QCursor::pos()) != nullptr) {
+        PostMessage(kMsgFocusStyleButton, 0, 0);
+    }
+}
+
 void CMainDlg::OnDoubleClick() {
+    if (m_screens.LeaveFullScreen()) {
+        return;
+    }
     m_view.ActivateWindowAt(QCursor::pos());
     PressButton(kCtlFirstStyle);
 }
@@ -376,12 +478,37 @@ void CMainDlg::keyPressEvent(QKeyEvent* event) {
     switch (event->key()) {
         case Qt::Key_Enter:
         case Qt::Key_Return:
-        case Qt::Key_Escape:
             event->accept();  // never a dialog's default
             break;
+        case Qt::Key_Menu:
+            m_cellMenu.OpenAtCell();
+            break;
+        case Qt::Key_Escape:
+            m_screens.LeaveFullScreen();
+            event->accept();
+            break;
         default:
-            CXSkinDialog::keyPressEvent(event);
+            if (event->key() == Qt::Key_F10 && event->modifiers() == Qt::ShiftModifier) {
+                m_cellMenu.OpenAtCell();
+                break;
+            }
+            if (!m_keys.OnKeyPress(*event)) {
+                CXSkinDialog::keyPressEvent(event);
+            }
     }
+}
+
+void CMainDlg::keyReleaseEvent(QKeyEvent* event) {
+    if (!m_keys.OnKeyRelease(*event)) {
+        CXSkinDialog::keyReleaseEvent(event);
+    }
+}
+
+bool CMainDlg::event(QEvent* event) {
+    if (event->type() == QEvent::WindowDeactivate) {
+        m_keys.ReleaseAll();  // their releases go elsewhere
+    }
+    return CXSkinDialog::event(event);
 }
 
 }  // namespace kvmon

@@ -5,14 +5,21 @@
 #include <string>
 
 #include "console/busy_state.h"
+#include "console/camera_controls.h"
 #include "console/camera_list.h"
+#include "console/cell_menu.h"
 #include "console/client_site.h"
 #include "console/console_controls.h"
+#include "console/console_keys.h"
 #include "console/console_messages.h"
 #include "console/console_options.h"
 #include "console/console_session.h"
 #include "console/ptz_panel.h"
+#include "console/screen_controller.h"
+#include "console/sequential_mode.h"
 #include "console/server_binding.h"
+#include "console/server_clock.h"
+#include "console/snapshot_command.h"
 #include "console/view_controller.h"
 #include "skin/xskin_dialog.h"
 
@@ -46,13 +53,19 @@ public:
 
     // Toggles the control's press, when there is one, and posts its command.
     void PressButton(int id);
+    // The same for the choice from a camera's menu.
+    void PressMenuEntry(int id);
 
     // --- what the parts of the console share
     ClientSite& Site() { return m_site; }
     ViewController& View() { return m_view; }
     ServerBinding& Binding() { return m_binding; }
+    ScreenController& Screens() { return m_screens; }
     BusyState& Busy() { return m_busy; }
+    SequentialMode& Sequential() { return m_sequential; }
+    ConsoleKeys& Keys() { return m_keys; }
     CameraList& Cameras() { return m_cameras; }
+    const CameraList& Cameras() const { return m_cameras; }
     ConsoleControls& Controls() { return m_controls; }
     const ConsoleOptions& Options() const { return m_options; }
     // The settings key of this session; empty until the first server told its name.
@@ -74,6 +87,7 @@ public:
     void RefreshCursor();
 
     int OnSkinODButtonNotify(int nId, int nCode, LParam lParam) override;
+    bool OnSkinToolTipNeedTextNotify(CXSkinODButton& button, std::string& text) override;
 
 protected:
     void OnTimer(std::uint32_t id) override;
@@ -83,6 +97,8 @@ protected:
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    void keyReleaseEvent(QKeyEvent* event) override;
+    bool event(QEvent* event) override;
 
 private:
     void OnCommand(int id);
@@ -90,6 +106,7 @@ private:
     void OnDoubleClick();
     void SetAudio();
     void SetStaticColour(int id, unsigned colour);
+    void OnLButtonUp();
     void ShowControl(int id, const ConsoleControls::State& state);
 
     ClientSite& m_site;
@@ -103,10 +120,17 @@ private:
     ConsoleControls m_controls;
     CameraList m_cameras;
     ViewController m_view{*this};
+    ScreenController m_screens{*this};
     ServerBinding m_binding{*this};
     ConsoleSession m_session{*this};
     BusyState m_busy{*this};
     PtzPanel m_ptz{*this};
+    SnapshotCommand m_snapshot{*this};
+    ServerClock m_serverClock{*this};
+    SequentialMode m_sequential{*this};
+    CameraControls m_cameraControls{*this};
+    CellMenu m_cellMenu{*this};
+    ConsoleKeys m_keys{*this};
     std::unique_ptr<WaitDialog> m_waitDialog;
 };
 

@@ -27,32 +27,15 @@ void PtzPanel::Init() {
 }
 
 void PtzPanel::Refresh() {
-    const auto camera = m_dlg.View().Cells().GetActiveCamera();
-    const CameraInfo info = camera ? camera->GetCameraInfo() : CameraInfo{};
-    const bool bConnected = camera && camera->IsStreamRunning();
-    ConsoleControls& controls = m_dlg.Controls();
-    for (int id = kCmdUp; id <= static_cast<int>(kCmdDownRight); ++id) {
-        controls.SetShown(id, bConnected && info.IsPanAndTiltable());
-    }
-    controls.SetShown(kCmdHome, bConnected && info.bHome);
-    controls.SetShown(kCmdZoomIn, bConnected && info.bZoomable);
-    controls.SetShown(kCmdZoomOut, bConnected && info.bZoomable);
-    controls.SetShown(kCmdFocusNear, bConnected && info.bFocusable);
-    controls.SetShown(kCmdFocusFar, bConnected && info.bFocusable);
-    for (int id = kCmdPresetFirst; id <= static_cast<int>(kCmdPresetLast); ++id) {
-        const bool bDefined = (info.dwPresetMask >> (id - static_cast<int>(kCmdPresetFirst)) & 1) != 0;
-        controls.SetShown(id, bConnected && bDefined);
-    }
-    controls.SetShown(kCtlSnapshot, camera && camera->HasMonitorRight());
     if (CVideoWnd* const cell = m_dlg.View().Cells().GetActive()) {
-        const bool bPtz = info.IsPanAndTiltable() || info.bFocusable;
-        cell->SetFeatures(bPtz, bPtz, false);
+        cell->RefreshFeatures();
     }
 }
 
 void PtzPanel::OnPress(int id, bool bPressed) {
     if (!bPressed) {
         m_pacing.Release();
+        ForgetPress();
         return;
     }
     m_pacing.Press(id);
@@ -68,7 +51,8 @@ void PtzPanel::OnClick(int id) {
 }
 
 void PtzPanel::OnFinished() {
-    const HoldPacing::Step step = m_pacing.OnFinished(IsDown(m_pacing.HeldId()), false, m_clock.TickMs());
+    const HoldPacing::Step step =
+        m_pacing.OnFinished(IsDown(m_pacing.HeldId()), IsDigitalZoom(), m_clock.TickMs());
     if (step.next == HoldPacing::Next::Send) {
         Send(m_pacing.HeldId());
     } else if (step.next == HoldPacing::Next::Wait) {
@@ -85,7 +69,7 @@ void PtzPanel::OnHoldTimer() {
 
 void PtzPanel::OnWheel(int delta) {
     const auto camera = m_dlg.View().Cells().GetActiveCamera();
-    if (camera && camera->GetCameraInfo().bZoomable) {
+    if (camera && camera->IsPtzEnabled() && camera->GetAbilities().bZoomable) {
         Send(delta < 1 ? kCmdZoomOut : kCmdZoomIn);
     }
 }
@@ -97,9 +81,14 @@ void PtzPanel::Send(int id) {
     }
 }
 
+bool PtzPanel::IsDigitalZoom() const {
+    const auto camera = m_dlg.View().Cells().GetActiveCamera();
+    return camera && camera->IsDigitalZoom();
+}
+
 bool PtzPanel::IsDown(int id) const {
     const CXSkinODButton* const button = m_dlg.GetButton(id);
-    return button != nullptr && button->IsPressed();
+    return (button != nullptr && button->IsPressed()) || m_dlg.Keys().IsHeld(id);
 }
 
 }  // namespace kvmon

@@ -16,12 +16,14 @@ public:
 
     // Makes the buttons that repeat tell of their press. Once, when they exist.
     void Init();
-    // Command 1757: shows what the active window's camera can do.
+    // With command 1757: the active cell's strip shows what its camera can do.
     void Refresh();
     // Message 2058.
     void OnPress(int id, bool bPressed);
-    // A click on one of 1800 to 1820.
+    // A click on one of 1800 to 1820, or its choice from a menu.
     void OnClick(int id);
+    // A menu opens: what is chosen from it is no end of a press.
+    void ForgetPress() { m_pressSent = 0; }
     // Message 11411.
     void OnFinished();
     // Timer 1002.
@@ -32,6 +34,7 @@ public:
 private:
     void Send(int id);
     bool IsDown(int id) const;
+    bool IsDigitalZoom() const;
 
     CMainDlg& m_dlg;
     Clock& m_clock;

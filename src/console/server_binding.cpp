@@ -30,6 +30,14 @@ bool IsSameServer(const CKelvaraInfo& info, const SavedServer& saved) {
     return info.GetHost() == saved.address && info.GetPort() == saved.port && info.GetUser() == saved.user;
 }
 
+// The key of the channels of a server. Two servers of one name do not share it.
+std::string RegFolder(const CKelvaraInfo& info, int server) {
+    const CKelvaraInfo* const first = GetServer(0);
+    const bool bOwnName = server == 0 || first == nullptr || first->GetServerName() != info.GetServerName();
+    const std::string name = KeyFromName(info.GetServerName());
+    return bOwnName && !name.empty() ? name : KeyFromName(ServerIdentity(DescribeServer(info)));
+}
+
 bool IsListed(const SavedServer& saved) {
     for (int i = 0; i < GetServerCount(); ++i) {
         if (IsSameServer(*GetServer(i), saved)) {
@@ -147,6 +155,7 @@ ServerBinding::Changes ServerBinding::UpdateCameraTable(int server) {
 
 void ServerBinding::RemoveCamera(int server, int slot) {
     if (const auto camera = GetServerCamera(server, slot)) {
+        camera->SaveCameraSettings();
         m_dlg.View().Cells().Detach(camera.get());
         StopAndRemoveCamera(server, slot);
     }
@@ -175,6 +184,8 @@ void ServerBinding::UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, c
         camera = CreateCamera(&settings);
         *camera = settings;
         camera->SetConsoleWnd(m_dlg.Handle());
+        camera->SetRegFolder(RegFolder(info, server));
+        camera->LoadCameraSettings();
         if (!info.SetCamera(slot, camera)) {
             Trace("CMainDlg::UpdateCamera: SetCamera failed...\n");
             return;
@@ -225,6 +236,7 @@ void ServerBinding::CopyStatus(int server) {
         if (!camera) {
             continue;
         }
+        camera->SetPtzEnabled(info->GetStatus(slot, kStatusControlRight) != 0);
         const auto word = [&](std::uint32_t mask) { return info->GetStatus(slot, mask); };
         const bool bChanged = camera->SetStatusFlags(
             {word(kStatusFirst), word(kStatusSecond), word(kStatusThird), word(kStatusFourth),
@@ -316,6 +328,17 @@ void ServerBinding::LoadVSInfo() {
         }
         m_nPendingMask |= PendingBit(idx);
         Trace("CMainDlg::LoadVSInfo: idx=%d, uCameraCount=%u\n", idx, saved.channelCount);
+    }
+}
+
+void ServerBinding::SaveCameraSettings() {
+    const COrvoRegistry::Batch together(Registry());
+    for (int server = 0; server < GetServerCount(); ++server) {
+        for (int slot = 0; slot < GetServer(server)->GetCameraCount(); ++slot) {
+            if (const auto camera = GetServerCamera(server, slot)) {
+                camera->SaveCameraSettings();
+            }
+        }
     }
 }
 

@@ -28,6 +28,8 @@ public:
     // Restarts the servers after a change of options.
     void OnBtnServerLis();
     void SaveMultiServerInfo();
+    // What is kept of each channel; before the channels go.
+    void SaveCameraSettings();
 
 private:
     // What one pass over a server's cameras changed.

@@ -1,6 +1,7 @@
 #include "console/snapshot_name.h"
 
 #include <QtCore/QStandardPaths>
+#include <algorithm>
 
 #include "platform/text.h"
 
@@ -42,6 +43,19 @@ std::string MakeSnapshotName(const std::string& folder, std::string_view serverN
         path = place + FormatText("Camera %u %s(%d).%s", uCamera, time.c_str(), i, extension);
     }
     return path;
+}
+
+std::string SnapshotNames::Make(const std::string& folder, std::string_view serverName, unsigned uCamera,
+                                const std::tm& now, bool bJpeg,
+                                const std::function<bool(const std::string&)>& exists) {
+    if (now.tm_sec != m_second.tm_sec || now.tm_min != m_second.tm_min || now.tm_hour != m_second.tm_hour) {
+        m_given.clear();
+        m_second = now;
+    }
+    m_given.push_back(MakeSnapshotName(folder, serverName, uCamera, now, bJpeg, [&](const std::string& path) {
+        return std::find(m_given.begin(), m_given.end(), path) != m_given.end() || exists(path);
+    }));
+    return m_given.back();
 }
 
 }  // namespace kvmon

@@ -5,6 +5,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kvmon {
 
@@ -19,5 +20,18 @@ std::string LegalNamePart(std::string_view serverName);
 std::string MakeSnapshotName(const std::string& folder, std::string_view serverName, unsigned uCamera,
                              const std::tm& now, bool bJpeg,
                              const std::function<bool(const std::string&)>& exists);
+
+// Gives names that no snapshot of the running second has, also while their files are still being written.
+// User interface thread only.
+class SnapshotNames {
+public:
+    // As MakeSnapshotName.
+    std::string Make(const std::string& folder, std::string_view serverName, unsigned uCamera,
+                     const std::tm& now, bool bJpeg, const std::function<bool(const std::string&)>& exists);
+
+private:
+    std::tm m_second{};
+    std::vector<std::string> m_given;  // in m_second
+};
 
 }  // namespace kvmon

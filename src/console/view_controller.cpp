@@ -90,6 +90,14 @@ void ViewController::UpdateChannelArray() {
         m_dlg.ShowMessage(LoadString(3566), LoadString(5026));
     }
     m_orders.SetTotalCount(sum);
+    for (int id = StyleButtonId(VIEW_STYLE_6CH); id <= kCtlLastStyle; ++id) {
+        m_dlg.Controls().SetShown(id, sum >= kManyCameras);
+    }
+}
+
+// No selection counts as the first item.
+int ViewController::SelectedItem() const {
+    return m_combo->count() > 0 ? std::max(m_combo->currentIndex(), 0) : -1;
 }
 
 void ViewController::ViewStyleChanged(int style, bool bUpdateButtons, bool bForce) {
@@ -135,7 +143,7 @@ LayoutInput ViewController::MakeLayoutInput() {
         m_comboChannels.push_back(m_combo->itemData(i).toInt());
     }
     input.comboChannels = m_comboChannels;
-    input.comboSelection = m_combo->currentIndex();
+    input.comboSelection = SelectedItem();
     return input;
 }
 
@@ -244,8 +252,8 @@ bool ViewController::IsMonitorable(int channel) const {
 }
 
 int ViewController::GetSelectedChannel() const {
-    return CheckedStyle() == VIEW_STYLE_SINGLE_1CH && m_combo->currentIndex() >= 0
-               ? m_combo->currentData().toInt()
+    return CheckedStyle() == VIEW_STYLE_SINGLE_1CH && m_combo->count() > 0
+               ? m_combo->itemData(SelectedItem()).toInt()
                : -1;
 }
 
@@ -344,23 +352,32 @@ void ViewController::LeaveMultiDisplay() {
     if (!m_second) {
         return;
     }
+    BringHome(*m_second);
+    m_second = nullptr;
+    m_dlg.Screens().OnSecondPanelUnused();
+    m_orders.SetScreens(1);
+    ViewStyleChanged(m_nStyle, true, true);
+}
+
+void ViewController::BringHome(QWidget& panel) {
     for (int i = 0; i < m_cells.GetCount(); ++i) {
         CVideoWnd* const window = m_cells.Get(i);
-        if (window != nullptr && window->parentWidget() == m_second) {
+        if (window != nullptr && window->parentWidget() == &panel) {
             window->SetCamera(nullptr);
             window->hide();
             window->setParent(&m_dlg);
         }
     }
-    m_second = nullptr;
-    m_orders.SetScreens(1);
-    ViewStyleChanged(m_nStyle, true, true);
 }
 
 void ViewController::SetConsoleSize(int width, int height) {
     m_rcView = ViewRectOfConsole(width, height);
-    // Only the places change: cameras and streams are left alone.
-    const RedrawOff batch{&m_dlg};
+    PlaceCells();
+}
+
+void ViewController::PlaceCells() {
+    // Cameras and streams are left alone.
+    const RedrawOff batch{&m_dlg, m_fullScreen.data(), m_second.data()};
     for (const CellPlan& cell : ComputeLayout(MakeLayoutInput()).cells) {
         CVideoWnd* const window = m_cells.Get(cell.window);
         if (cell.placed && window != nullptr) {

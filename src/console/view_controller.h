@@ -33,7 +33,7 @@ public:
     void SetSavedStyle(int style) { m_nSavedStyle = style; }
     int GetShowableCount() const { return static_cast<int>(m_uShowableCameraCount); }
 
-    // 42 windows, 84 with more than one display. Once.
+    // 42 windows, 84 with more than one display; those that are there already stay.
     void CreateVideoWnd();
     void UpdateChannelArray();
 
@@ -41,6 +41,12 @@ public:
     void RearrangeVideoWindowLocation();
     void InitPageComboBox(ViewStyle style);
     void OnSelchangePage();
+    // One step of sequential mode: the combo's next item, around its end.
+    void StepPage();
+    // As a user turns pages, around both ends; nothing when there is one page.
+    void TurnPage(int by);
+    // Starts the cameras of the page that comes next, without a window.
+    void PrepareNextPage();
 
     // Commands 1651 to 1658.
     void SelectStyle(ViewStyle style);
@@ -49,6 +55,7 @@ public:
     void SetMaxViewMode(bool on);
     // As SetMaxViewMode, before there is a view.
     void LoadMaxViewMode(bool on) { m_bMaxViewMode = on; }
+    bool IsMonitorable(int channel) const;
     bool IsMaxViewMode() const { return m_bMaxViewMode; }
     void ResetDisplayOrder();
 
@@ -76,8 +83,12 @@ public:
     void SetSecondPanel(QWidget* panel);
     bool HasSecondPanel() const { return m_second != nullptr; }
     int GetDisplayCount() const { return HasSecondPanel() ? 2 : 1; }
-    // Brings the windows of the second display home. Whoever made the panel sees that it is no longer used.
+    // Brings the windows of the second display home; the controller of the displays takes the panel away.
     void LeaveMultiDisplay();
+    // Windows without a camera, hidden on the console, until the next layout.
+    void BringHome(QWidget& panel);
+    // The console or a panel changed its size: only places change.
+    void PlaceCells();
 
     // The console's size changed.
     void SetConsoleSize(int width, int height);
@@ -95,7 +106,8 @@ private:
     void ShowCombo(bool bShow);
     void FillWithCameras();
     void FillWithPages(ViewStyle style);
-    bool IsMonitorable(int channel) const;
+    int SelectedItem() const;
+    void PrepareCamera(int channel, int window);
 
     CMainDlg& m_dlg;
     CellPool m_cells;

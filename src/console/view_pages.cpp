@@ -5,6 +5,7 @@
 #include "channel/base_camera.h"
 #include "channel/video_wnd.h"
 #include "console/main_dlg.h"
+#include "console/sequential_rules.h"
 #include "console/view_controller.h"
 #include "persist/log_file.h"
 #include "persist/string_table.h"
@@ -14,6 +15,7 @@ namespace kvmon {
 
 void ViewController::ShowCombo(bool bShow) {
     m_combo->setVisible(bShow);
+    m_dlg.Controls().SetShown(kCtlPageMenu, bShow);
 }
 
 void ViewController::InitPageComboBox(ViewStyle style) {
@@ -88,10 +90,21 @@ void ViewController::OnSelchangePage() {
 void ViewController::SelectStyle(ViewStyle style) {
     const bool bOnePage = IsPageStyle(style) && GetShowableCount() <= m_orders.PageSize(style);
     ShowCombo(style != VIEW_STYLE_PIP && !bOnePage);
+    SequentialMode& sequential = m_dlg.Sequential();
     if (style == VIEW_STYLE_PIP) {
         LeaveMultiDisplay();
+    } else if (bOnePage && sequential.IsOn()) {
+        sequential.SetSequentialMode(false, true);
     }
     ViewStyleChanged(style, true, false);
+    if (style != VIEW_STYLE_PIP) {
+        sequential.EndIfNotAllowed();
+        return;
+    }
+    if (sequential.IsOn()) {
+        sequential.SetSequentialMode(false, true);
+    }
+    m_dlg.Controls().SetPressed(kCtlPip, true);
 }
 
 void ViewController::SelectCustomStyle(std::uint32_t customStyle) {
@@ -100,8 +113,61 @@ void ViewController::SelectCustomStyle(std::uint32_t customStyle) {
         return;
     }
     m_orders.Custom().SetStyleAndPage(0, customStyle);
+    SequentialMode& sequential = m_dlg.Sequential();
+    const bool bOnePage = GetShowableCount() <= m_orders.PageSize(VIEW_STYLE_CUSTOM);
+    ShowCombo(!bOnePage);
+    if (bOnePage && sequential.IsOn()) {
+        sequential.SetSequentialMode(false, true);
+    }
     ViewStyleChanged(VIEW_STYLE_CUSTOM, true, true);
     InitPageComboBox(VIEW_STYLE_CUSTOM);
+    sequential.EndIfNotAllowed();
+}
+
+void ViewController::StepPage() {
+    m_combo->setCurrentIndex(NextComboItem(m_combo->currentIndex(), m_combo->count()));
+    OnSelchangePage();
+}
+
+void ViewController::TurnPage(int by) {
+    const int count = m_combo->count();
+    if (count < 2) {
+        return;
+    }
+    m_combo->setCurrentIndex((SelectedItem() + by + count) % count);
+    OnSelchangePage();
+}
+
+void ViewController::PrepareNextPage() {
+    PreparationInput input;
+    input.style = CheckedStyle();
+    input.bSecondDisplay = HasSecondPanel();
+    input.comboSelection = SelectedItem();
+    input.comboCount = m_combo->count();
+    std::vector<int> channels;
+    for (int i = 0; input.style == VIEW_STYLE_SINGLE_1CH && i < m_combo->count(); ++i) {
+        channels.push_back(m_combo->itemData(i).toInt());
+    }
+    input.comboChannels = channels;
+    input.array = m_orders.Find(input.style);
+    for (const PreparedCell& cell : PlanPreparation(input)) {
+        PrepareCamera(cell.channel, cell.window);
+    }
+}
+
+// The picture is made for the place that it will have, so that it stands there at once.
+void ViewController::PrepareCamera(int channel, int index) {
+    const CVideoWnd* const window = m_cells.Get(index);
+    if (window == nullptr || !IsMonitorable(channel)) {
+        return;
+    }
+    const auto camera = m_dlg.Cameras().GetCameraByChannel(channel);
+    const QSizeF inner = QSizeF(CVideoWnd::GetViewRect(window->size()).size()) * window->devicePixelRatioF();
+    if (camera->SetViewSize(qRound(inner.width()), qRound(inner.height()))) {
+        // Two cameras never sound at once: one that is heard is the active window's own.
+        const bool bAudio = camera == m_cells.GetActiveCamera() && m_dlg.IsAudioChecked();
+        camera->StartPlaying(bAudio, bAudio);
+    }
 }
 
 void ViewController::SetMaxViewMode(bool on) {

@@ -32,20 +32,18 @@ void ViewController::LoadViewState(const std::string& key) {
     const COrvoRegistry& registry = Registry();
     m_orders.Load(registry, key);
 
-    const bool bManyCameras = GetShowableCount() >= 8;
+    const bool bManyCameras = GetShowableCount() >= kManyCameras;
     std::uint32_t style = registry.GetProfileInt(key, "ViewStyle", bManyCameras ? 4 : 2);
     if (bManyCameras) {
-        for (int id = StyleButtonId(VIEW_STYLE_6CH); id <= StyleButtonId(VIEW_STYLE_9CH); ++id) {
-            m_dlg.Controls().SetShown(id, true);
-        }
         style = style >= kViewStyleCount ? 4 : style;
     } else if (style > 2) {
         style = 2;
     }
     const auto checked = static_cast<ViewStyle>(style);
     ShowCombo(checked == VIEW_STYLE_SINGLE_1CH || checked == VIEW_STYLE_4CH);
-    if (registry.GetProfileInt(key, "SequentialMode", 0) == 1) {
-        m_dlg.Controls().SetPressed(kCtlSequential, true);
+    if (registry.GetProfileInt(key, "SequentialMode", 0) == 1 &&
+        !m_dlg.Controls().IsPressed(kCtlSequential)) {
+        m_dlg.PressButton(kCtlSequential);
     }
     ViewStyleChanged(checked, true, true);
 

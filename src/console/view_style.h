@@ -35,6 +35,7 @@ constexpr bool IsPageStyle(ViewStyle style) {
 
 inline constexpr int kMaxPageSize = 42;       // windows of one display; the largest page
 inline constexpr int kMaxPipChildren = 3;     // small windows of picture-in-picture
+inline constexpr int kManyCameras = 8;        // from here on the larger styles are offered
 inline constexpr int kCameraWarnCount = 128;  // showable cameras from which the console warns
 
 }  // namespace kvmon

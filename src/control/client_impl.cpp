@@ -9,16 +9,12 @@
 #include "control/auth_text.h"
 #include "control/help_url.h"
 #include "control/host_ports.h"
+#include "control/language_search.h"
 #include "persist/log_file.h"
 
 namespace kvmon {
 
 namespace {
-
-// The languages whose texts this program has: the ones it was built with.
-std::uint16_t FindLanguageModule(std::uint16_t) {
-    return kLanguageEnglish;
-}
 
 // A menu or a modal dialog runs the event loop inside of the console's own functions: the console cannot go
 // before they have returned.
@@ -59,7 +55,7 @@ void CTR450ClientImpl::SetDefServerName(const std::string& name) {
 
 void CTR450ClientImpl::Create(WindowBase& window) {
     m_window = &window;
-    m_language = FindLanguageModule(m_language);
+    m_language = LoadLanguage(m_language);
     if (m_pMainDlg) {
         return;
     }
@@ -135,7 +131,7 @@ void CTR450ClientImpl::SwitchLanguage(std::uint16_t langid) {
     const bool bHadMainDlg = HasMainDlg();
     const QPointer<WindowBase> window = m_window;
     Destroy();
-    m_language = FindLanguageModule(langid);
+    m_language = LoadLanguage(langid);
     if (bHadMainDlg && window) {
         const QSize size = m_size;
         Create(*window);

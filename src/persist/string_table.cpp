@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <iterator>
+#include <memory>
+#include <mutex>
+#include <utility>
 
 namespace kvmon {
 
@@ -19,6 +22,8 @@ constexpr Row kEnglish[] = {
     {1109, "Please select the folder for snapshots."},
     {1110, "Reset display order successful."},
     {2603, "Digital zoom"},
+    {2606, "Enable digital zoom"},
+    {2607, "Disable digital zoom"},
     {2610, "General"},
     {2613, "Video Window"},
     {2614, "Snapshot"},
@@ -69,8 +74,10 @@ constexpr Row kEnglish[] = {
     {4003, "Logout"},
     {4004, "Page"},
     {4005, "Error"},
+    {4006, "Channel %u"},
     {4009, "No Permission"},
     {4010, "No Settings"},
+    {4016, "The second display card cannot be detected."},
     {5000, "Right End"},
     {5001, "Left End"},
     {5002, "Up End"},
@@ -91,6 +98,57 @@ constexpr Row kEnglish[] = {
     {5037, "The recorder %s:%u (%s) refused the user name or the password. Please log in again."},
     {6000, "PTZ"},
     {6001, "Preset"},
+    {6200, "Time for each page:"},
+    {6201, "seconds"},
+    {6202, "Reset the order of the channels"},
+    {6203, "Menu"},
+    {6204, "Second display"},
+    {6205, "Language"},
+    {6206, "Options"},
+    {6207, "Help"},
+    {6210, "Number of small pictures:"},
+    {6211, "Large picture:"},
+    {6212, "First small picture:"},
+    {6213, "Second small picture:"},
+    {6214, "Third small picture:"},
+    {6220, "6 channels"},
+    {6221, "8 channels"},
+    {6222, "9 channels"},
+    {6223, "10 channels"},
+    {6224, "12 channels"},
+    {6225, "More channels"},
+    {6226, "List of pages"},
+    {6227, "List of presets"},
+    {6230, "Keys"},
+    {6231, "Next page"},
+    {6232, "Previous page"},
+    {6233, "This list of keys"},
+    {6234, "Pad %1"},
+    {6241, "Playback"},
+    {6242, "Multiple servers"},
+    {6243, "Recorders"},
+    {6300,
+     "The snapshot is opened in another program, because this one may not save it to a folder of yours. Use "
+     "that "
+     "program to save it."},
+    {6301, "Do not show this again"},
+    {6400, "Edit presets..."},
+    {6401, "Presets"},
+    {6402, "No."},
+    {6403, "Name"},
+    {6404, "Go to"},
+    {6405, "Store"},
+    {6406, "Rename"},
+    {6407, "Delete"},
+    {6408, "Close"},
+    {6409, "This camera keeps presets without names."},
+    {6410, "(free)"},
+    {6411, "The camera's present position is being stored..."},
+    {6412, "The preset is being deleted..."},
+    {6413, "The camera goes to the preset to store it under its new name..."},
+    {6414, "Name:"},
+    {57349, "Error sequential interval. (The interval must be %d - %d sec.)"},
+    {57350, "Invalid channel numbers. (The number must be %d - %d)"},
     {6750, "This control can't be run under inactivate mode."},
     {57397, "Server disconnected"},
     {57411, "Connecting"},
@@ -99,12 +157,85 @@ constexpr Row kEnglish[] = {
     {57426, "Take snapshot failed(%d.%d)."},
 };
 
+const Row* FindRow(std::uint32_t id) {
+    const auto row = std::lower_bound(std::begin(kEnglish), std::end(kEnglish), id,
+                                      [](const Row& a, std::uint32_t b) { return a.id < b; });
+    return row != std::end(kEnglish) && row->id == id ? row : nullptr;
+}
+
+class LoadedModule {
+public:
+    std::shared_ptr<const LanguageModule> Get() const {
+        const std::lock_guard lock(m_mutex);
+        return m_module;
+    }
+    void Set(std::shared_ptr<const LanguageModule> module) {
+        const std::lock_guard lock(m_mutex);
+        m_module = std::move(module);
+    }
+
+private:
+    mutable std::mutex m_mutex;
+    std::shared_ptr<const LanguageModule> m_module;
+};
+
+LoadedModule& Loaded() {
+    static LoadedModule loaded;
+    return loaded;
+}
+
 }  // namespace
 
 std::string LoadString(std::uint32_t id) {
-    const auto row = std::lower_bound(std::begin(kEnglish), std::end(kEnglish), id,
-                                      [](const Row& a, std::uint32_t b) { return a.id < b; });
-    return row != std::end(kEnglish) && row->id == id ? row->text : "";
+    const Row* const row = FindRow(id);
+    if (row == nullptr) {
+        return {};
+    }
+    const auto module = Loaded().Get();
+    if (module == nullptr) {
+        return row->text;
+    }
+    const auto found = module->texts.find(id);
+    return found != module->texts.end() ? found->second : row->text;
+}
+
+void UseLanguageModule(std::shared_ptr<const LanguageModule> module) {
+    if (module == nullptr) {
+        Loaded().Set(nullptr);
+        return;
+    }
+    auto usable = std::make_shared<LanguageModule>(*module);
+    std::erase_if(usable->texts, [](const auto& entry) {
+        const Row* const row = FindRow(entry.first);
+        return row == nullptr || FormatPlaces(row->text) != FormatPlaces(entry.second);
+    });
+    Loaded().Set(std::move(usable));
+}
+
+std::vector<std::uint32_t> StringIds() {
+    std::vector<std::uint32_t> ids;
+    std::transform(std::begin(kEnglish), std::end(kEnglish), std::back_inserter(ids),
+                   [](const Row& row) { return row.id; });
+    return ids;
+}
+
+std::string EnglishString(std::uint32_t id) {
+    const Row* const row = FindRow(id);
+    return row != nullptr ? row->text : "";
+}
+
+std::string FormatPlaces(std::string_view text) {
+    std::string places;
+    for (std::size_t i = text.find('%'); i != std::string_view::npos; i = text.find('%', i)) {
+        // A per cent sign with nothing to fill ("100 %") counts too: it must stay what it is.
+        const std::size_t end = text.find_first_not_of("0123456789.-+#", i + 1);
+        if (end == std::string_view::npos) {
+            return places + '%';
+        }
+        places.append(text.substr(i, end + 1 - i));
+        i = end + 1;
+    }
+    return places;
 }
 
 }  // namespace kvmon

@@ -132,6 +132,18 @@ std::string GetDataFolder() {
     return chosenDataFolder;
 }
 
+bool IsLowIntegrityFolder(std::string_view tempFolder) {
+    if (tempFolder.ends_with('/') || tempFolder.ends_with('\\')) {
+        tempFolder.remove_suffix(1);
+    }
+    return tempFolder.size() >= 3 && stristr(tempFolder.substr(tempFolder.size() - 3), "low") == 0;
+}
+
+bool IsLowIntegrity() {
+    static const bool bLow = IsLowIntegrityFolder(EnvironmentText("TMPDIR"));
+    return bLow;
+}
+
 bool FileExists(const std::string& path) {
     struct stat status {};
     return ::stat(path.c_str(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);

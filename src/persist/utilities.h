@@ -50,6 +50,11 @@ std::string GetModuleFileFolder();
 // The folder the client may write: $KVMON_DATA_DIR, else $XDG_DATA_HOME/kvmon, else
 // ~/.local/share/kvmon. Made when missing. A call of SetDataFolder goes before all of these.
 std::string GetDataFolder();
+// The process may write to places of low trust only, as in a browser's sandbox: its folder for temporary
+// files is named so that it ends in "low". Found once.
+bool IsLowIntegrity();
+// The same for a folder's name.
+bool IsLowIntegrityFolder(std::string_view tempFolder);
 void SetDataFolder(const std::string& path);
 bool FileExists(const std::string& path);
 bool IsFolder(const std::string& path);

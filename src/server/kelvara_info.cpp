@@ -319,6 +319,14 @@ bool CKelvaraInfo::GetServerTime() {
     return Shared()->GetServerTime();
 }
 
+std::function<bool()> CKelvaraInfo::ServerTimeTask() const {
+    return [worker = Shared()] { return worker->GetServerTime(); };
+}
+
+bool CKelvaraInfo::IsServerTimeKnown() const {
+    return Shared()->m_bTimeKnown;
+}
+
 std::int64_t CKelvaraInfo::GetServerTimeOffset() const {
     return Shared()->m_nTimeOffset;
 }

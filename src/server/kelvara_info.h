@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -80,6 +81,9 @@ public:
     bool LogoutServer();
     // Reads the recorder's clock and keeps its difference to the local one. Blocking likewise.
     bool GetServerTime();
+    // The same for a thread that may outlive this object.
+    std::function<bool()> ServerTimeTask() const;
+    bool IsServerTimeKnown() const;
     // Seconds that the recorder's clock is ahead of the local one, as GetServerTime found it.
     std::int64_t GetServerTimeOffset() const;
 

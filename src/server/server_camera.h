@@ -9,8 +9,8 @@ namespace kvmon {
 class ServerCamera {
 public:
     virtual ~ServerCamera() = default;
-    // True if no thread of the channel is left. Without bWait a thread gets 100 ms, with it 3000 ms and
-    // is then abandoned.
+    // Asks the channel's threads to end. True if none is left. With bWait a thread gets 3000 ms and is then
+    // abandoned.
     virtual bool StopCameraThreads(bool bWait) = 0;
     virtual std::uint32_t GetCHInMainDlg() const = 0;
 };

@@ -94,6 +94,7 @@ bool ServerWorker::GetServerTime() {
     // Both are wall clocks without a zone.
     m_nTimeOffset = static_cast<std::int64_t>(timegm(&*server)) + static_cast<std::int64_t>(took) -
                     static_cast<std::int64_t>(timegm(&local));
+    m_bTimeKnown = true;
     return true;
 }
 

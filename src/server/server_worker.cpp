@@ -44,6 +44,7 @@ ServerTran::~ServerTran() {
 void ServerWorker::SetConnectInfo(int nIdx, const std::string& host, std::uint32_t nPort,
                                   const std::string& user, const std::string& password) {
     m_nIdx = nIdx;
+    m_bTimeKnown = false;
     const std::lock_guard lock(m_cs);
     m_Connect.szHost = host;
     m_Connect.nPort = nPort;
@@ -110,6 +111,7 @@ void ServerWorker::TakeOver(ServerWorker& other) {
     m_bNoRightReported = other.m_bNoRightReported.load();
     m_bStopSilently = other.m_bStopSilently.load();
     m_nTimeOffset = other.m_nTimeOffset.load();
+    m_bTimeKnown = other.m_bTimeKnown.load();
     m_bHttpTranFlag = other.m_bHttpTranFlag.load();
     m_nGetMode = other.m_nGetMode;
     m_bBasicOnly = other.m_bBasicOnly;

@@ -99,6 +99,7 @@ public:
     std::atomic<bool> m_bNoRightReported{false};
     std::atomic<bool> m_bStopSilently{false};
     std::atomic<std::int64_t> m_nTimeOffset{0};
+    std::atomic<bool> m_bTimeKnown{false};  // set after the offset
     FlagWord m_bHttpTranFlag{0};
     Event m_hExitEvent;
     Event m_hRefreshEvent;

@@ -11,6 +11,7 @@ class QEvent;
 
 namespace kvmon {
 
+inline constexpr std::uint32_t WM_CONTEXTMENU = 123;  // lParam the point on the screen
 inline constexpr std::uint32_t WM_KEYDOWN = 256;
 inline constexpr std::uint32_t WM_KEYUP = 257;
 inline constexpr std::uint32_t WM_MOUSEMOVE = 512;
@@ -23,8 +24,11 @@ inline constexpr std::uint32_t WM_RBUTTONDBLCLK = 518;
 inline constexpr std::uint32_t WM_MBUTTONDOWN = 519;
 inline constexpr std::uint32_t WM_MBUTTONUP = 520;
 inline constexpr std::uint32_t WM_MBUTTONDBLCLK = 521;
+// wParam: the turn in the high 16 bits, 120 for a notch away from the user.
+inline constexpr std::uint32_t WM_MOUSEWHEEL = 522;
 
 inline constexpr WParam kKeyEscape = 27;
+inline constexpr WParam kKeyMenu = 93;
 
 // wParam of a mouse message: the buttons and keys held (1 left, 2 right, 4 shift, 8 control, 16 middle);
 // lParam the point in the window's own coordinates, x in the low 16 bits. wParam of a key message: the

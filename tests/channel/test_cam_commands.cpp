@@ -102,7 +102,7 @@ TEST(PtzReplyTest, ReadsCapabilitiesAndPresets) {
     ASSERT_TRUE(ParsePresetTable("999xx", many));
     EXPECT_EQ(many.dwPresetMask, 0x3FFu);
 
-    CameraInfo format;
+    PresetFormat format;
     ASSERT_TRUE(ParsePresetFormat("01011", format));
     EXPECT_TRUE(format.nPresetCount == 10 && format.bNamesSupported == 1 && format.nPresetMode == 1);
     ASSERT_TRUE(ParsePresetFormat("000", format));

@@ -123,6 +123,13 @@ TEST(FolderTest, LookUpsAndDigests) {
     EXPECT_FALSE(FileExists(folder.File("none")));
     EXPECT_TRUE(FileExists(folder.File(std::string(300, 'x'))));  // neither not found nor a bad path
 
+    for (const char* const low : {"/home/u/Temp/Low", "C:\\Temp\\LOW\\", "low", "/yellow/"}) {
+        EXPECT_TRUE(IsLowIntegrityFolder(low)) << low;
+    }
+    for (const char* const other : {"", "/tmp", "lo", "/low/tmp", "/low//"}) {
+        EXPECT_FALSE(IsLowIntegrityFolder(other)) << other;
+    }
+
     EXPECT_EQ(MD5String(""), "d41d8cd98f00b204e9800998ecf8427e");
     EXPECT_EQ(MD5String("abc"), "900150983cd24fb0d6963f7d28e17f72");
     EXPECT_EQ(MD5File(folder.File("file")), MD5String("abc"));

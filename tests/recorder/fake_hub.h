@@ -33,6 +33,24 @@ public:
         names_.push_back(name);
         return static_cast<int>(names_.size()) - 1;
     }
+    void SetListener(MediaListener listener) override {
+        const std::lock_guard lock(mutex_);
+        listener_ = std::move(listener);
+    }
+    void Tell(int channel, MediaEvent event, bool on) {
+        MediaListener listener;
+        {
+            const std::lock_guard lock(mutex_);
+            listener = listener_;
+        }
+        listener(channel, event, on);
+    }
+    void ReplaceSource(int channel, const std::string& name, const SourceConfig& source) override {
+        if (source.file == "/missing") {
+            throw std::runtime_error("cannot read /missing");
+        }
+        RenameChannel(channel, name);
+    }
     void RenameChannel(int channel, const std::string& name) override {
         const std::lock_guard lock(mutex_);
         names_.at(static_cast<std::size_t>(channel)) = name;
@@ -59,6 +77,11 @@ public:
         const std::lock_guard lock(mutex_);
         return sinks_.size();
     }
+    // Since the beginning.
+    int Subscribed() const {
+        const std::lock_guard lock(mutex_);
+        return next_;
+    }
     std::string Name(std::size_t channel) const {
         const std::lock_guard lock(mutex_);
         return names_.at(channel);
@@ -82,6 +105,7 @@ private:
 
     mutable std::mutex mutex_;
     std::vector<std::string> names_;
+    MediaListener listener_;
     std::map<int, Sink> sinks_;
     int next_ = 0;
 };

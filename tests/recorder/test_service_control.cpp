@@ -150,9 +150,9 @@ TEST_F(Control, ReloadTakesOverWhatCanBeChanged) {
     model->Begin(config);
     config.users.pop_back();
     config.channels[0].name = "Gate";
-    config.channels[1].source.scene = "other";
+    config.channels[1].source.file = "/missing";
     config.channels.pop_back();
-    EXPECT_NE(model->Reload(config).find("channel 1: another source"), std::string::npos);
+    EXPECT_NE(model->Reload(config).find("channel 1: cannot read /missing"), std::string::npos);
     SnapshotPtr state = model->Current();
     EXPECT_EQ(state->users.size(), 1u);
     EXPECT_EQ(hub->Name(0), "Gate");

@@ -132,7 +132,7 @@ TEST_F(Documents, StatusHasDiskSectionsAndNames) {
     const auto lines = Lines(answer.body);
     ASSERT_EQ(lines.size(), 5u);
     EXPECT_EQ(std::atoi(lines[0].c_str()), 0);
-    const DiskFigures disk = ReadDiskFigures(".");
+    const DiskFigures disk = ReadDiskFigures(config.server);
     EXPECT_NEAR(std::atoi(lines[0].c_str() + 5), disk.usedPercent, 1);
     EXPECT_EQ(std::strtoull(lines[0].c_str() + 9, nullptr, 10), disk.totalKilobytes);
     EXPECT_GT(disk.totalKilobytes, 0u);
@@ -146,7 +146,8 @@ TEST_F(Documents, StatusHasDiskSectionsAndNames) {
     EXPECT_EQ(lines[2], "Camera 1");
     EXPECT_EQ(lines[3], config.channels[1].name);
     EXPECT_EQ(lines[4], "");
-    EXPECT_EQ(ReadDiskFigures("/nowhere/at/all").status, -1);
+    config.server.diskFolder = "/nowhere/at/all";
+    EXPECT_EQ(ReadDiskFigures(config.server).status, -1);
 }
 
 TEST_F(Documents, StreamInfoNumbersSizesByClass) {
@@ -172,7 +173,7 @@ TEST_F(Documents, FullRecorderFitsWhatClientsRead) {
 
 TEST_F(Documents, ParamGroupsAndPresets) {
     config.channels[0].audio = true;
-    config.channels[0].presets = {"Gate", "", "T\xC3\xBCr"};
+    config.channels[2].presets = {"Gate", "", "T\xC3\xBCr"};
     Start();
     const auto lines = Lines(Ask("/cgi-bin/param.cgi?action=list&group=System").body);
     ASSERT_EQ(lines.size(), 3u);
@@ -194,9 +195,9 @@ TEST_F(Documents, ParamGroupsAndPresets) {
     EXPECT_EQ(Ask(group + "3").status, 404);
     EXPECT_EQ(Ask(group + "x").status, 400);
 
-    EXPECT_EQ(Ask("/cgi-bin/ptz.cgi?ch=0&command=15").body, "0030447617465--0454C3BC72");
-    EXPECT_EQ(Ask("/cgi-bin/ptz.cgi?ch=0&command=16").body, "16");
-    EXPECT_EQ(Ask("/cgi-bin/ptz.cgi?ch=0&command=20").body, "00311");
+    EXPECT_EQ(Ask("/cgi-bin/ptz.cgi?ch=2&command=15").body, "0030447617465--0454C3BC72");
+    EXPECT_EQ(Ask("/cgi-bin/ptz.cgi?ch=2&command=16").body, "16");
+    EXPECT_EQ(Ask("/cgi-bin/ptz.cgi?ch=2&command=20").body, "00311");
     EXPECT_EQ(Ask("/cgi-bin/ptz.cgi?ch=1&command=16").body, "0");
     EXPECT_EQ(Ask("/cgi-bin/ptz.cgi?ch=1&command=0").body, "-1");
     EXPECT_EQ(Ask("/cgi-bin/ptz.cgi?ch=1&command=0", "guard:night").status, 403);

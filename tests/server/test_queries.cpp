@@ -246,7 +246,9 @@ TEST_F(Queries, ServerTimeIsTheDifferenceToTheLocalClock) {
     std::strftime(text, sizeof text, "%Y%m%d%H%M%S", &local);
     const std::string head = "HTTP/1.0 200 OK\nX: y\n\n<other>\n";
     recorder.Answer("param.cgi", head + "<Date_Time>" + text + "</date_time>\n");
+    EXPECT_FALSE(worker.m_bTimeKnown);
     EXPECT_TRUE(worker.GetServerTime());
+    EXPECT_TRUE(worker.m_bTimeKnown);
     EXPECT_EQ(worker.m_nTimeOffset, 3600);
     for (const std::string& body : {std::string("<date_time>2024\n"), std::string("<date_time>\nsoon\n"),
                                     std::string("<date_time>99999999999999\n"), std::string()}) {

@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include "support/qt_ui_watchdog.h"
+
 #ifdef __SANITIZE_THREAD__
 // Qt's own threads are not instrumented, so that what they hand over looks unguarded.
 extern "C" const char* __tsan_default_suppressions();
@@ -14,6 +16,6 @@ int main(int argc, char** argv) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
     }
     testing::InitGoogleMock(&argc, argv);
-    QApplication app(argc, argv);
+    kvtest::WatchedApplication app(argc, argv);
     return RUN_ALL_TESTS();
 }

@@ -1,0 +1,167 @@
+// Sequential mode over all channels of a recorder: how soon each page lives, how long the user interface's
+// thread is kept, and what the program holds. bench_sequential PORT [SECONDS [INTERVAL [STYLE]]] against a
+// recorder of this machine with the account admin:admin; without arguments it does nothing.
+#include <dirent.h>
+
+#include <QtCore/QTimer>
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <vector>
+
+#include "channel/base_camera.h"
+#include "channel/video_wnd.h"
+#include "console/main_dlg.h"
+#include "persist/orvo_registry.h"
+#include "persist/utilities.h"
+#include "support/qt_ui_watchdog.h"
+#include "support/temp_folder.h"
+
+namespace {
+
+using namespace kvmon;
+
+class Site final : public ClientSite {
+public:
+    explicit Site(std::uint32_t port) : port_(port) {}
+    std::string GetServerIP() const override { return "127.0.0.1"; }
+    std::uint32_t GetServerPort() const override { return port_; }
+    std::string GetDefServerName() const override { return {}; }
+    void NotifyLogin(int) override {}
+    void NotifyLogout(int) override {}
+    void NotifyNewVersion(int) override {}
+    void NotifyChangeLanguage(std::uint16_t) override {}
+    void NotifyGotoPage(int) override {}
+    void NotifyGotoServer(int, const std::string&) override {}
+
+private:
+    std::uint32_t port_;
+};
+
+int CountEntries(const char* folder) {
+    int count = -2;  // "." and ".."
+    if (DIR* const dir = opendir(folder)) {
+        while (readdir(dir) != nullptr) {
+            ++count;
+        }
+        closedir(dir);
+    }
+    return count;
+}
+
+long ResidentKilobytes() {
+    std::ifstream statm("/proc/self/statm");
+    long total = 0;
+    long resident = 0;
+    statm >> total >> resident;
+    return resident * 4;
+}
+
+// Watches one page after another.
+class PageWatch {
+public:
+    explicit PageWatch(CMainDlg& console) : console_(console) {}
+
+    void Look() {
+        const auto now = std::chrono::steady_clock::now();
+        const int item = console_.View().Combo().currentIndex();
+        if (item != item_) {
+            item_ = item;
+            begin_ = now;
+            waiting_ = true;
+        }
+        if (waiting_ && AllLive()) {
+            waiting_ = false;
+            ms_.push_back(std::chrono::duration<double, std::milli>(now - begin_).count());
+        }
+    }
+    std::vector<double>& Times() { return ms_; }
+
+private:
+    bool AllLive() const {
+        for (int n = 0; n < console_.View().Cells().GetCount(); ++n) {
+            const CVideoWnd* const cell = console_.View().Cells().Get(n);
+            const auto camera = cell->isHidden() ? nullptr : cell->GetCamera();
+            if (camera && !camera->IsStreamRunning()) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    CMainDlg& console_;
+    int item_ = -1;
+    bool waiting_ = false;
+    std::chrono::steady_clock::time_point begin_;
+    std::vector<double> ms_;
+};
+
+void Report(std::vector<double> ms) {
+    if (ms.empty()) {
+        std::printf("no page\n");
+        return;
+    }
+    std::sort(ms.begin(), ms.end());
+    std::printf("pages %zu  live after: median %.0f ms  95%% %.0f ms  longest %.0f ms\n", ms.size(),
+                ms[ms.size() / 2], ms[ms.size() * 95 / 100], ms.back());
+}
+
+void RunFor(std::chrono::seconds time, PageWatch* watch) {
+    QTimer poll;
+    if (watch != nullptr) {
+        QObject::connect(&poll, &QTimer::timeout, [watch] { watch->Look(); });
+        poll.start(5);
+    }
+    QTimer::singleShot(time, qApp, &QCoreApplication::quit);
+    QApplication::exec();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 2) {
+        std::printf("bench_sequential PORT [SECONDS [INTERVAL [STYLE]]]\n");
+        return 0;
+    }
+    const auto argument = [&](int n, int otherwise) { return argc > n ? std::atoi(argv[n]) : otherwise; };
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+    const std::chrono::seconds time(argument(2, 60));
+    const int interval = argument(3, 3);
+    const int style = argument(4, VIEW_STYLE_4CH);
+    kvtest::WatchedApplication app(argc, argv);
+    const kvtest::TempFolder folder;
+    SetDataFolder(folder.Path());
+    RegistryApp tree;
+    tree.databasePath = folder.File("settings.db");
+    Registry().InitRegistry(false, tree);
+
+    Site site(static_cast<std::uint32_t>(std::atoi(argv[1])));
+    CMainDlg console(site, nullptr, 0x0409);
+    console.OnInitDialog();
+    console.show();
+    console.AutoLogin("admin", "admin");
+    RunFor(std::chrono::seconds(5), nullptr);
+    console.PressButton(StyleButtonId(CheckedViewStyle(style)));
+    console.Sequential().SetInterval(static_cast<std::uint32_t>(interval) * 1000);
+    console.Sequential().SetSequentialMode(true, true);
+    RunFor(std::chrono::seconds(2 * interval), nullptr);
+
+    PageWatch watch(console);
+    app.ForgetLongest();
+    constexpr int kParts = 6;
+    for (int part = 0; part < kParts; ++part) {
+        RunFor(time / kParts, &watch);
+        std::printf("resident %ld kB  threads %d  descriptors %d\n", ResidentKilobytes(),
+                    CountEntries("/proc/self/task"), CountEntries("/proc/self/fd"));
+        std::fflush(stdout);
+    }
+    Report(watch.Times());
+    std::printf("the user interface's thread waited %.1f ms at most, in %s\n", app.LongestWaitMs(),
+                app.LongestWait().c_str());
+    std::printf("and worked %.1f ms at most, in %s\n", app.LongestWorkMs(), app.LongestWork().c_str());
+    return 0;
+}

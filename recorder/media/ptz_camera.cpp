@@ -1,0 +1,184 @@
+#include "media/ptz_camera.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace kvrecorder {
+namespace {
+
+constexpr double kStiffness = 6;        // 1/s; an order is done within about a second
+constexpr double kStepSeconds = 0.005;  // of the motion's sum
+// After a longer pause nobody has seen the way.
+constexpr double kLongestWay = 3;
+constexpr double kMovePart = 0.2;  // of the picture's width, by one order
+constexpr double kZoomFactor = 1.25;
+constexpr double kFocusPart = 0.2;
+constexpr double kTourStop = 6;  // seconds at each place
+constexpr double kNearlyThere = 1e-4;
+
+// Cuts to the room and tells the side that was reached: -1, 0 or 1.
+int Clamp(double& value, double low, double high) {
+    const double wanted = value;
+    value = low > high ? (low + high) / 2 : std::clamp(value, low, high);
+    return wanted < low ? -1 : wanted > high ? 1 : 0;
+}
+
+// By vertical and horizontal side, each -1, 0 or 1.
+constexpr EndStop kEnds[3][3] = {
+    {EndStop::UpLeft, EndStop::Up, EndStop::UpRight},
+    {EndStop::Left, EndStop::None, EndStop::Right},
+    {EndStop::DownLeft, EndStop::Down, EndStop::DownRight},
+};
+
+double ShownWidth(double zoom) {
+    return kHomeWidth / zoom;
+}
+
+double ShownHeight(double zoom, bool wide) {
+    return ShownWidth(zoom) * (wide ? 9.0 / 16 : 3.0 / 4);
+}
+
+}  // namespace
+
+void PtzCamera::Axis::Step(double seconds) {
+    speed += (kStiffness * kStiffness * (aim - at) - 2 * kStiffness * speed) * seconds;
+    at += speed * seconds;
+}
+
+void PtzCamera::Axis::Jump() {
+    at = aim;
+    speed = 0;
+}
+
+bool PtzCamera::Axis::Rests(double tolerance) const {
+    return std::abs(aim - at) < tolerance && std::abs(speed) < tolerance;
+}
+
+double PtzCamera::AimZoom() const {
+    return std::exp(axes_[kZoom].aim);
+}
+
+EndStop PtzCamera::Hold() {
+    const double zoom = AimZoom();
+    const double halfWidth = ShownWidth(zoom) / 2;
+    const double halfHeight = ShownHeight(zoom, wide_) / 2;
+    const int x = Clamp(axes_[kX].aim, halfWidth, kWorldWidth - halfWidth);
+    const int y = Clamp(axes_[kY].aim, halfHeight, kWorldHeight - halfHeight);
+    return kEnds[y + 1][x + 1];
+}
+
+EndStop PtzCamera::Move(int right, int down) {
+    const std::lock_guard lock(mutex_);
+    tour_.clear();
+    const double step = ShownWidth(AimZoom()) * kMovePart;
+    axes_[kX].aim += right * step;
+    axes_[kY].aim += down * step;
+    return Hold();
+}
+
+EndStop PtzCamera::Zoom(int in) {
+    const std::lock_guard lock(mutex_);
+    tour_.clear();
+    axes_[kZoom].aim += in * std::log(kZoomFactor);
+    const int end = Clamp(axes_[kZoom].aim, std::log(kWidest), std::log(kNarrowest));
+    Hold();
+    return end < 0 ? EndStop::Wide : end > 0 ? EndStop::Tele : EndStop::None;
+}
+
+EndStop PtzCamera::Focus(int farther) {
+    const std::lock_guard lock(mutex_);
+    axes_[kFocus].aim += farther * kFocusPart;
+    // Five steps may not add up to one exactly.
+    const double slack = kFocusPart / 2;
+    const double wanted = axes_[kFocus].aim;
+    axes_[kFocus].aim = std::clamp(std::round(wanted / kFocusPart) * kFocusPart, -1.0, 1.0);
+    return wanted > 1 + slack ? EndStop::Far : wanted < -1 - slack ? EndStop::Near : EndStop::None;
+}
+
+EndStop PtzCamera::Centre(double right, double down) {
+    const std::lock_guard lock(mutex_);
+    tour_.clear();
+    // The click means the picture that was seen.
+    const double zoom = std::exp(axes_[kZoom].at);
+    axes_[kX].aim = axes_[kX].at + (right - 0.5) * ShownWidth(zoom);
+    axes_[kY].aim = axes_[kY].at + (down - 0.5) * ShownHeight(zoom, wide_);
+    return Hold();
+}
+
+void PtzCamera::Aim(const SceneView& view) {
+    axes_[kX].aim = view.centreX;
+    axes_[kY].aim = view.centreY;
+    axes_[kZoom].aim = std::log(std::clamp(view.zoom, kWidest, kNarrowest));
+    axes_[kFocus].aim = 0;
+    Hold();
+}
+
+void PtzCamera::GoTo(const SceneView& view) {
+    const std::lock_guard lock(mutex_);
+    tour_.clear();
+    Aim(view);
+}
+
+void PtzCamera::Tour(std::vector<SceneView> stops) {
+    const std::lock_guard lock(mutex_);
+    tour_ = std::move(stops);
+    tourNext_ = 0;
+    tourWait_ = 0;
+}
+
+void PtzCamera::Halt() {
+    const std::lock_guard lock(mutex_);
+    tour_.clear();
+}
+
+SceneView PtzCamera::Aim() const {
+    const std::lock_guard lock(mutex_);
+    return {axes_[kX].aim, axes_[kY].aim, AimZoom()};
+}
+
+bool PtzCamera::Moving() const {
+    const std::lock_guard lock(mutex_);
+    return !axes_[kX].Rests(1) || !axes_[kY].Rests(1) || !axes_[kZoom].Rests(0.01) ||
+           !axes_[kFocus].Rests(0.01);
+}
+
+void PtzCamera::FollowTour(double seconds) {
+    tourWait_ -= seconds;
+    if (tour_.empty() || tourWait_ > 0) {
+        return;
+    }
+    Aim(tour_[tourNext_]);
+    tourNext_ = (tourNext_ + 1) % tour_.size();
+    tourWait_ = kTourStop;
+}
+
+CameraPose PtzCamera::Pose(MediaTime now) {
+    const std::lock_guard lock(mutex_);
+    const double passed = static_cast<double>((now - last_).count()) / 1e6;
+    if (!begun_ || passed > 0) {
+        last_ = now;
+        FollowTour(begun_ ? passed : 0);
+        for (Axis& axis : axes_) {
+            if (!begun_ || passed > kLongestWay) {
+                axis.Jump();
+                continue;
+            }
+            const int steps = static_cast<int>(std::ceil(passed / kStepSeconds));
+            for (int i = 0; i < steps; ++i) {
+                axis.Step(passed / steps);
+            }
+            if (axis.Rests(kNearlyThere)) {
+                axis.Jump();
+            }
+        }
+        begun_ = true;
+    }
+    CameraPose pose;
+    pose.view = {axes_[kX].at, axes_[kY].at, std::exp(axes_[kZoom].at)};
+    // The nearer a lens looks, the less of the depth is sharp.
+    const double depth = 0.3 + 0.7 * std::clamp(std::log2(pose.view.zoom) / 3, 0.0, 1.0);
+    pose.blur = std::min(1.0, std::abs(axes_[kFocus].at) * depth);
+    return pose;
+}
+
+}  // namespace kvrecorder

@@ -1,0 +1,234 @@
+// What is kept of a channel between two runs.
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+#include "channel/base_camera.h"
+#include "channel/channel_core.h"
+#include "persist/orvo_registry.h"
+#include "platform/text.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr std::uint32_t kRegVersion = 1;
+constexpr std::size_t kZoomRectSize = 16;
+constexpr std::size_t kSizeSize = 8;
+// Codes beyond this are no display mode.
+constexpr std::uint32_t kLastDisplayMode = 3;
+
+template <std::size_t count>
+std::array<std::uint8_t, 4 * count> ToBytes(const std::array<std::int32_t, count>& values) {
+    std::array<std::uint8_t, 4 * count> bytes{};
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        bytes[i] = static_cast<std::uint8_t>(static_cast<std::uint32_t>(values[i / 4]) >> (8 * (i % 4)));
+    }
+    return bytes;
+}
+
+// Little-endian values; false unless all of them are there.
+template <std::size_t count>
+bool ReadNumbers(std::string_view section, const char* entry, std::array<std::int32_t, count>& values) {
+    std::array<std::uint8_t, 4 * count> bytes{};
+    if (Registry().GetProfileBinarySize(section, entry) != bytes.size() ||
+        Registry().GetProfileBinary(section, entry, bytes) != bytes.size()) {
+        return false;
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        std::uint32_t value = 0;
+        for (std::size_t k = 0; k < 4; ++k) {
+            value |= std::uint32_t{bytes[4 * i + k]} << (8 * k);
+        }
+        values[i] = static_cast<std::int32_t>(value);
+    }
+    return true;
+}
+
+std::string SectionOf(const std::string& folder, std::uint32_t nCh) {
+    return FormatText("%s\\Ch%02u", folder.c_str(), nCh);
+}
+
+// An address as far as its own end.
+std::string ReadAddress(std::string_view section, const char* entry) {
+    std::array<std::uint8_t, 64> bytes{};
+    const std::size_t length = Registry().GetProfileBinary(section, entry, bytes);
+    const auto* const begin = reinterpret_cast<const char*>(bytes.data());
+    return {begin, std::find(begin, begin + std::min(length, bytes.size()), '\0')};
+}
+
+void WriteAddress(std::string_view section, const char* entry, std::string_view text, std::size_t length) {
+    std::array<std::uint8_t, 64> bytes{};
+    std::copy_n(text.begin(), std::min(text.size(), bytes.size() - 1), bytes.begin());
+    Registry().WriteProfileBinary(section, entry, std::span(bytes).first(std::min(length, bytes.size())));
+}
+
+// The second address is written with the first one's length, as it always was; so it is read.
+std::string AsWritten(std::string_view address, std::string_view first) {
+    return std::string(address.substr(0, first.size()));
+}
+
+bool ReadBool(std::string_view section, const char* entry, bool bPresent) {
+    return Registry().GetProfileInt(section, entry, bPresent ? 1 : 0) != 0;
+}
+
+FixedSize ReadSize(std::string_view section, const char* entry, const FixedSize& present) {
+    std::array<std::int32_t, 2> values{};
+    return ReadNumbers(section, entry, values) ? FixedSize{values[0], values[1]} : present;
+}
+
+void WriteSize(std::string_view section, const char* entry, const FixedSize& size) {
+    Registry().WriteProfileBinary(section, entry, ToBytes<2>({size.cx, size.cy}));
+}
+
+// The state belongs to this camera and no other one.
+bool IsStoredFor(std::string_view section, const CameraSettings& settings) {
+    const COrvoRegistry& registry = Registry();
+    const NetworkSetting& lan = settings.m_NetworkSetting[0];
+    const NetworkSetting& wan = settings.m_NetworkSetting[1];
+    return registry.GetProfileInt(section, "VenderId", settings.m_dwVendorId) == settings.m_dwVendorId &&
+           registry.GetProfileInt(section, "ModelId", settings.m_dwModelId) == settings.m_dwModelId &&
+           ReadAddress(section, "CameraIp1") == lan.szAddress.View() &&
+           ReadAddress(section, "CameraIp2") == AsWritten(wan.szAddress.View(), lan.szAddress.View()) &&
+           registry.GetProfileInt(section, "CameraPort1", lan.nPort) == lan.nPort &&
+           registry.GetProfileInt(section, "CameraPort2", wan.nPort) == wan.nPort;
+}
+
+DisplayMode ReadDisplayMode(std::string_view section, DisplayMode present) {
+    const COrvoRegistry& registry = Registry();
+    if (registry.GetProfileInt(section, "RegVersion", 0) == 0) {
+        // Before there were modes there was one switch.
+        const bool bKeep = registry.GetProfileInt(section, "KeepAspectRatio", 0) != 0;
+        return bKeep ? DisplayMode::KeepAspect : present;
+    }
+    const std::uint32_t mode =
+        registry.GetProfileInt(section, "DisplayMode", static_cast<std::uint32_t>(present));
+    return mode <= kLastDisplayMode ? static_cast<DisplayMode>(mode) : present;
+}
+
+}  // namespace
+
+void CBaseCamera::SetRegFolder(const std::string& folder) {
+    const std::lock_guard lock(m_core->m_cs);
+    m_core->m_strRegFolder = folder;
+}
+
+void CBaseCamera::LoadCameraSettings() {
+    CameraSettings settings;
+    std::string folder;
+    {
+        const std::lock_guard lock(m_core->m_cs);
+        settings = m_core->m_settings;
+        folder = m_core->m_strRegFolder;
+    }
+    const std::string section = SectionOf(folder, m_core->m_uCHInKelvara);
+    if (folder.empty() || !IsStoredFor(section, settings)) {
+        return;
+    }
+    const COrvoRegistry& registry = Registry();
+    ChannelPicture& picture = m_core->m_picture;
+    picture.SetDisplayMode(ReadDisplayMode(section, picture.GetDisplayMode()));
+    picture.SetShowSubStringMask(
+        registry.GetProfileInt(section, "ShowSubStringMask", picture.GetShowSubStringMask()));
+    picture.SetMainOsdColor(registry.GetProfileInt(section, "MainOsdColor", picture.GetMainOsdColor()));
+    picture.SetDeinterlace(ReadBool(section, "Deinterlace", picture.IsDeinterlace()));
+
+    m_core->m_bDigitalZoom = m_core->ChangeZoom([&section](DigitalZoom& zoom) {
+        DigitalZoom::State state = zoom.Get();
+        state.bOn = ReadBool(section, "DigitalZoom", state.bOn);
+        state.nLevel = static_cast<std::int32_t>(Registry().GetProfileInt(
+            section, "DigitalZoomInMultiple", static_cast<std::uint32_t>(state.nLevel)));
+        std::array<std::int32_t, kZoomRectSize / 4> sides{};
+        if (ReadNumbers(section, "DigitalZoomRect", sides)) {
+            state.rect = {sides[0], sides[1], sides[2], sides[3]};
+        }
+        zoom.Restore(state);
+        return zoom.IsOn();
+    });
+    SetSupportAudio(ReadBool(section, "SupportAudio", IsSupportAudio()));
+    {
+        const std::lock_guard lock(m_core->m_cs);
+        m_core->m_nStreamFrom = registry.GetProfileInt(section, "StreamFrom", m_core->m_nStreamFrom);
+        m_core->m_FixSizeServer = ReadSize(section, "StreamFromServerResolution", m_core->m_FixSizeServer);
+        m_core->m_FixSizeCamera = ReadSize(section, "StreamFromCameraResolution", m_core->m_FixSizeCamera);
+        CameraInfo& info = m_core->m_cameraInfo;
+        const bool bMoves = ReadBool(section, "PanAndTiltable", info.IsPanAndTiltable());
+        if (bMoves != info.IsPanAndTiltable()) {
+            info.bPan = info.bTilt = bMoves;
+        }
+        info.bZoomable = ReadBool(section, "Zoomable", info.bZoomable);
+        info.bFocusable = ReadBool(section, "Focusable", info.bFocusable);
+        info.bAudio = IsSupportAudio();
+    }
+    m_core->RefreshFixSizeLine();
+}
+
+void CBaseCamera::SaveCameraSettings() const {
+    CameraSettings settings;
+    CameraInfo info;
+    std::string folder;
+    std::string name;
+    std::uint32_t nStreamFrom = 0;
+    FixedSize server;
+    FixedSize camera;
+    {
+        const std::lock_guard lock(m_core->m_cs);
+        if (!m_core->m_bSettingsAssigned || !m_core->m_bHasAddress || m_core->m_strRegFolder.empty()) {
+            return;
+        }
+        settings = m_core->m_settings;
+        info = m_core->m_cameraInfo;
+        folder = m_core->m_strRegFolder;
+        name = m_core->m_strCameraName;
+        nStreamFrom = m_core->m_nStreamFrom;
+        server = m_core->m_FixSizeServer;
+        camera = m_core->m_FixSizeCamera;
+    }
+    DigitalZoom::State zoom;
+    {
+        const std::lock_guard lock(m_core->m_csZoom);
+        zoom = m_core->m_zoom.Get();
+    }
+    const std::string section = SectionOf(folder, m_core->m_uCHInKelvara);
+    const ChannelPicture& picture = m_core->m_picture;
+    const NetworkSetting& lan = settings.m_NetworkSetting[0];
+    const NetworkSetting& wan = settings.m_NetworkSetting[1];
+    COrvoRegistry& registry = Registry();
+    const COrvoRegistry::Batch batch(registry);
+    const struct {
+        const char* entry;
+        std::uint32_t value;
+    } numbers[] = {
+        {"RegVersion", kRegVersion},
+        {"CameraNetworkSettingIdx", 0},
+        {"ShowSubStringMask", picture.GetShowSubStringMask()},
+        {"CameraIdx", m_core->m_uCHInKelvara},
+        {"VenderId", settings.m_dwVendorId},
+        {"ModelId", settings.m_dwModelId},
+        {"CameraPort1", lan.nPort},
+        {"CameraPort2", wan.nPort},
+        {"DigitalZoom", zoom.bOn ? 1u : 0u},
+        {"DigitalZoomInMultiple", static_cast<std::uint32_t>(zoom.nLevel)},
+        {"StreamFrom", nStreamFrom},
+        {"MainOsdColor", picture.GetMainOsdColor()},
+        {"DisplayMode", static_cast<std::uint32_t>(picture.GetDisplayMode())},
+        {"Deinterlace", picture.IsDeinterlace() ? 1u : 0u},
+        {"SupportAudio", IsSupportAudio() ? 1u : 0u},
+        {"PanAndTiltable", info.IsPanAndTiltable() ? 1u : 0u},
+        {"Zoomable", info.bZoomable ? 1u : 0u},
+        {"Focusable", info.bFocusable ? 1u : 0u},
+    };
+    for (const auto& number : numbers) {
+        registry.WriteProfileInt(section, number.entry, number.value);
+    }
+    registry.WriteProfileString(section, "CameraName", name);
+    WriteAddress(section, "CameraIp1", lan.szAddress.View(), lan.szAddress.View().size());
+    WriteAddress(section, "CameraIp2", wan.szAddress.View(), lan.szAddress.View().size());
+    registry.WriteProfileBinary(
+        section, "DigitalZoomRect",
+        ToBytes<4>({zoom.rect.left, zoom.rect.top, zoom.rect.right, zoom.rect.bottom}));
+    WriteSize(section, "StreamFromServerResolution", server);
+    WriteSize(section, "StreamFromCameraResolution", camera);
+}
+
+}  // namespace kvmon

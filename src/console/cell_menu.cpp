@@ -1,0 +1,139 @@
+#include "console/cell_menu.h"
+
+#include <QtCore/QUrl>
+#include <QtGui/QDesktopServices>
+#include <algorithm>
+#include <iterator>
+
+#include "channel/base_camera.h"
+#include "channel/camera_menu.h"
+#include "channel/channel_view.h"
+#include "channel/video_wnd.h"
+#include "console/main_dlg.h"
+#include "console/message_box.h"
+#include "persist/string_table.h"
+#include "platform/text.h"
+#include "server/kelvara_info.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr std::uint32_t kStrSnapshot = 3514;
+constexpr std::uint32_t kStrStartRecording = 3528;
+constexpr std::uint32_t kStrStopRecording = 3529;
+constexpr std::uint32_t kStrCameraHome = 3507;
+
+}  // namespace
+
+void CellMenu::AppendCommands(BCMenu& menu, const CBaseCamera& camera) const {
+    const int zoom = camera.IsDigitalZoom() ? kCmdDigitalZoomOff : kCmdDigitalZoomOn;
+    menu.AppendMenu(camera.IsStreamRunning() ? 0 : MF_GRAYED, zoom,
+                    LoadString(static_cast<std::uint32_t>(zoom)));
+    // What the panel offers for the camera, the menu does.
+    const ConsoleControls& controls = m_dlg.Controls();
+    const struct {
+        int id;
+        std::uint32_t text;
+    } offered[] = {
+        {kCtlSnapshot, kStrSnapshot},
+        {kCtlRecord, controls.IsPressed(kCtlRecord) ? kStrStopRecording : kStrStartRecording},
+        {kCtlCameraHome, kStrCameraHome},
+    };
+    for (const auto& entry : offered) {
+        if (controls.Get(entry.id).shown) {
+            menu.AppendMenu(controls.Get(entry.id).enabled ? 0 : MF_GRAYED, entry.id, LoadString(entry.text));
+        }
+    }
+}
+
+void CellMenu::Open(const QPoint& screen) {
+    const auto camera = m_dlg.View().Cells().GetActiveCamera();
+    if (!camera || !camera->IsCameraUsable() || m_menu) {
+        return;
+    }
+    auto* const menu = new BCMenu(&m_dlg);
+    m_menu = menu;
+    AppendCommands(*menu, *camera);
+    if (camera->IsPtzEnabled()) {
+        const CameraInfo info = camera->GetCameraInfo();
+        BuildCameraMenu(*menu, info);
+        // A camera that goes to places can be taught some.
+        if (info.IsPanAndTiltable() || info.HasPresets()) {
+            menu->AppendMenu(MF_SEPARATOR, 0, {});
+            menu->AppendMenu(0, kCmdPresetDialog, LoadString(kCmdPresetDialog));
+        }
+    }
+    menu->TrackPopupMenu(screen, {}, [this](int id) {
+        m_menu.clear();
+        if (id != 0) {
+            m_dlg.PressMenuEntry(id);
+        }
+    });
+}
+
+void CellMenu::OpenAtCell() {
+    if (CVideoWnd* const cell = m_dlg.View().Cells().GetActive()) {
+        const CChannelView& view = cell->View();
+        Open(view.mapToGlobal(view.rect().center()));
+    }
+}
+
+bool CellMenu::OnCommand(int id) {
+    switch (id) {
+        case kCmdDigitalZoomOn:
+        case kCmdDigitalZoomOff:
+            if (CVideoWnd* const cell = m_dlg.View().Cells().GetActive()) {
+                cell->SetDigitalZoom(id == kCmdDigitalZoomOn);
+            }
+            return true;
+        case kCmdPresetDialog:
+            OpenPresetDialog();
+            return true;
+        default:
+            return false;
+    }
+}
+
+void CellMenu::OpenPresetDialog() {
+    const auto camera = m_dlg.View().Cells().GetActiveCamera();
+    CVideoWnd* const cell = m_dlg.View().Cells().GetActive();
+    if (!camera || cell == nullptr || m_presets) {
+        return;
+    }
+    m_presets = new PresetDialog(camera, m_dlg.window());
+    cell->SetNotifyDlg({});
+    OpenDialog(m_presets);
+}
+
+void CellMenu::Refresh() {
+    if (m_presets) {
+        m_presets->Refresh();
+    }
+}
+
+std::string CameraPageUrl(const std::string& host, std::uint32_t port, const std::string& path) {
+    if (host.empty() || path.empty()) {
+        return {};
+    }
+    return FormatText("http://%s:%u%s%s", host.c_str(), port, path.front() == '/' ? "" : "/", path.c_str());
+}
+
+void OpenCameraHome(CMainDlg& dlg) {
+    const auto camera = dlg.View().Cells().GetActiveCamera();
+    const CameraList::Entry entry = dlg.Cameras().Get(dlg.Cameras().FindChannel(camera.get()));
+    const CKelvaraInfo* const server = GetServer(entry.server);
+    CameraSettings settings;
+    if (server == nullptr || !server->GetCameraSetting(entry.camera, &settings)) {
+        return;
+    }
+    const NetworkSetting& lan = settings.m_NetworkSetting[0];
+    const std::string url = CameraPageUrl(std::string(lan.szAddress.View()), lan.nPort, "/");
+    // The host is the recorder's word: nothing but a web page is opened.
+    const QUrl page(QString::fromStdString(url), QUrl::StrictMode);
+    if (page.isValid() && page.scheme() == QLatin1String("http") && !page.host().isEmpty()) {
+        QDesktopServices::openUrl(page);
+    }
+}
+
+}  // namespace kvmon

@@ -1,0 +1,52 @@
+// The menu of the active cell, at the right button and at the menu key.
+#pragma once
+
+#include <QtCore/QPoint>
+#include <QtCore/QPointer>
+#include <cstdint>
+#include <string>
+
+#include "console/preset_dialog.h"
+#include "skin/bc_menu.h"
+
+namespace kvmon {
+
+class CBaseCamera;
+class CMainDlg;
+
+// Commands that only the menu has, numbered as their texts.
+inline constexpr int kCmdDigitalZoomOn = 2606;
+inline constexpr int kCmdDigitalZoomOff = 2607;
+inline constexpr int kCmdPresetDialog = 6400;
+
+// User interface thread only.
+class CellMenu {
+public:
+    explicit CellMenu(CMainDlg& dlg) : m_dlg(dlg) {}
+
+    // Opens the active camera's menu at the point of the screen. Nothing without a camera that may be
+    // watched.
+    void Open(const QPoint& screen);
+    // The same in the middle of the active cell, for the keyboard.
+    void OpenAtCell();
+    // True if the command was one of the menu's own.
+    bool OnCommand(int id);
+    // With command 1757: what stands open shows what the camera can do now.
+    void Refresh();
+
+private:
+    void AppendCommands(BCMenu& menu, const CBaseCamera& camera) const;
+    void OpenPresetDialog();
+
+    CMainDlg& m_dlg;
+    QPointer<PresetDialog> m_presets;
+    QPointer<BCMenu> m_menu;
+};
+
+// Command 1754: shows the page of the active camera in the desktop's browser.
+void OpenCameraHome(CMainDlg& dlg);
+
+// The address of a page on a camera; empty without a host or a path.
+std::string CameraPageUrl(const std::string& host, std::uint32_t port, const std::string& path);
+
+}  // namespace kvmon

@@ -1,0 +1,178 @@
+#include "console/console_keys.h"
+
+#include <QtGui/QKeyEvent>
+#include <QtGui/QKeySequence>
+#include <algorithm>
+#include <iterator>
+
+#include "channel/ptz_request.h"
+#include "console/main_dlg.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr int kCtrl = static_cast<int>(Qt::ControlModifier);
+constexpr int kPad = static_cast<int>(Qt::KeypadModifier);
+
+// The first key of a command is the one that its tool tip tells.
+constexpr ConsoleKey kKeys[] = {
+    {Qt::Key_1, 1651, false, 0},
+    {Qt::Key_2, 1652, false, 0},
+    {Qt::Key_3, 1653, false, 0},
+    {Qt::Key_4, 1654, false, 0},
+    {Qt::Key_5, 1655, false, 0},
+    {Qt::Key_6, 1656, false, 0},
+    {Qt::Key_7, 1657, false, 0},
+    {Qt::Key_8, 1658, false, 0},
+    {Qt::Key_9, 1659, false, 0},
+    {Qt::Key_PageDown, kKeyNextPage, false, 6231},
+    {Qt::Key_PageUp, kKeyPreviousPage, false, 6232},
+    {Qt::Key_G, kCtlPageMenu, false, 0},
+    {Qt::Key_Q, kCtlSequential, false, 0},
+    {Qt::Key_I, kCtlSequentialInterval, false, 0},
+    {Qt::Key_P, kCtlPipSettings, false, 0},
+    {Qt::Key_V, kCtlViewSize, false, 0},
+    {Qt::Key_F11, kCtlFullScreen, false, 0},
+    {Qt::Key_F, kCtlFullScreen, false, 0},
+    {Qt::Key_D, kCtlMultiScreens, false, 0},
+    {Qt::Key_S, kCtlSnapshot, false, 0},
+    {Qt::Key_R, kCtlRecord, false, 0},
+    {Qt::Key_A, kCtlAudio, false, 0},
+    {Qt::Key_T, kCtlTalk, false, 0},
+    {Qt::Key_W, kCtlCameraHome, false, 0},
+    {Qt::Key_Up, kCmdUp, true, 0},
+    {Qt::Key_Down, kCmdDown, true, 0},
+    {Qt::Key_Left, kCmdLeft, true, 0},
+    {Qt::Key_Right, kCmdRight, true, 0},
+    {Qt::Key_Home, kCmdHome, false, 0},
+    {Qt::Key_7 | kPad, kCmdUpLeft, true, 0},
+    {Qt::Key_9 | kPad, kCmdUpRight, true, 0},
+    {Qt::Key_1 | kPad, kCmdDownLeft, true, 0},
+    {Qt::Key_3 | kPad, kCmdDownRight, true, 0},
+    {Qt::Key_8 | kPad, kCmdUp, true, 0},
+    {Qt::Key_2 | kPad, kCmdDown, true, 0},
+    {Qt::Key_4 | kPad, kCmdLeft, true, 0},
+    {Qt::Key_6 | kPad, kCmdRight, true, 0},
+    {Qt::Key_5 | kPad, kCmdHome, false, 0},
+    {Qt::Key_Plus, kCmdZoomIn, true, 0},
+    {Qt::Key_Equal, kCmdZoomIn, true, 0},
+    {Qt::Key_Minus, kCmdZoomOut, true, 0},
+    {Qt::Key_Comma, kCmdFocusNear, true, 0},
+    {Qt::Key_Period, kCmdFocusFar, true, 0},
+    {Qt::Key_N, kCtlPresetMenu, false, 0},
+    {Qt::Key_1 | kCtrl, 1811, false, 0},
+    {Qt::Key_2 | kCtrl, 1812, false, 0},
+    {Qt::Key_3 | kCtrl, 1813, false, 0},
+    {Qt::Key_4 | kCtrl, 1814, false, 0},
+    {Qt::Key_5 | kCtrl, 1815, false, 0},
+    {Qt::Key_6 | kCtrl, 1816, false, 0},
+    {Qt::Key_7 | kCtrl, 1817, false, 0},
+    {Qt::Key_8 | kCtrl, 1818, false, 0},
+    {Qt::Key_9 | kCtrl, 1819, false, 0},
+    {Qt::Key_0 | kCtrl, 1820, false, 0},
+    {Qt::Key_F10, kCtlMainMenu, false, 0},
+    {Qt::Key_O, kCtlOptions, false, 0},
+    {Qt::Key_L, kCtlLanguage, false, 0},
+    {Qt::Key_0, kCtlOrderReset, false, 0},
+    {Qt::Key_F1, kKeyHelp, false, 6233},
+    {Qt::Key_F2, kCtlHelp, false, 0},
+    {Qt::Key_Q | kCtrl, kCtlLogout, false, 0},
+};
+
+// A digit of the pad counts as such with the lock on; its plus and minus are those of the keyboard.
+int KeyOf(const QKeyEvent& event) {
+    const Qt::KeyboardModifiers modifiers = event.modifiers();
+    int key = event.key();
+    if (modifiers.testFlag(Qt::KeypadModifier) && key >= Qt::Key_0 && key <= Qt::Key_9) {
+        key |= kPad;
+    }
+    return modifiers.testFlag(Qt::ControlModifier) ? key | kCtrl : key;
+}
+
+const ConsoleKey* FindKey(const QKeyEvent& event) {
+    if (event.modifiers().testFlag(Qt::AltModifier) || event.modifiers().testFlag(Qt::MetaModifier)) {
+        return nullptr;
+    }
+    const int key = KeyOf(event);
+    const auto* const found = std::find_if(std::begin(kKeys), std::end(kKeys),
+                                           [key](const ConsoleKey& row) { return row.key == key; });
+    return found != std::end(kKeys) ? found : nullptr;
+}
+
+// A style is chosen whether or not its button is on show; what a camera cannot do has no button.
+bool IsOffered(const ConsoleControls& controls, int command) {
+    const ConsoleControls::State state = controls.Get(command);
+    const bool bStyle = command >= kCtlFirstStyle && command <= kCtlLastStyle;
+    return controls.Exists(command) && state.enabled && !state.busy && (state.shown || bStyle);
+}
+
+}  // namespace
+
+std::span<const ConsoleKey> ConsoleKeyTable() {
+    return kKeys;
+}
+
+QString ShortcutName(int command) {
+    for (const ConsoleKey& row : kKeys) {
+        if (row.command == command) {
+            return QKeySequence(row.key).toString(QKeySequence::NativeText);
+        }
+    }
+    return {};
+}
+
+bool ConsoleKeys::OnKeyPress(const QKeyEvent& event) {
+    const ConsoleKey* const row = FindKey(event);
+    if (row == nullptr) {
+        return false;
+    }
+    // A held key is one press; the camera's answers pace what follows from it.
+    if (event.isAutoRepeat() || (row->command > 0 && !IsOffered(m_dlg.Controls(), row->command))) {
+        return true;
+    }
+    if (!row->held) {
+        Run(row->command);
+        return true;
+    }
+    ReleaseAll();
+    m_held = row->command;
+    m_dlg.SendMessage(kMsgPtzPress, 1, m_held);
+    return true;
+}
+
+bool ConsoleKeys::OnKeyRelease(const QKeyEvent& event) {
+    const ConsoleKey* const row = FindKey(event);
+    if (row == nullptr) {
+        return false;
+    }
+    if (!event.isAutoRepeat() && row->held && row->command == m_held) {
+        ReleaseAll();
+    }
+    return true;
+}
+
+void ConsoleKeys::ReleaseAll() {
+    if (m_held != 0) {
+        m_dlg.SendMessage(kMsgPtzPress, 0, m_held);
+        m_held = 0;
+    }
+}
+
+void ConsoleKeys::Run(int command) {
+    switch (command) {
+        case kKeyNextPage:
+            m_dlg.View().TurnPage(1);
+            break;
+        case kKeyPreviousPage:
+            m_dlg.View().TurnPage(-1);
+            break;
+        case kKeyHelp:
+            OpenKeyboardHelp(m_dlg);
+            break;
+        default:
+            m_dlg.PressButton(command);
+    }
+}
+
+}  // namespace kvmon

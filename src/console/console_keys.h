@@ -1,0 +1,55 @@
+// The keys of the console: what they do, and how a user reads of it.
+#pragma once
+
+#include <QtCore/QString>
+#include <cstdint>
+#include <span>
+#include <string>
+
+class QKeyEvent;
+
+namespace kvmon {
+
+class CMainDlg;
+
+// One key and its command.
+struct ConsoleKey {
+    int key;             // Qt::Key, with Qt::KeypadModifier and Qt::ControlModifier where they belong to it
+    int command;         // of the console's table, or one of those below
+    bool held;           // steers the camera's head as long as it is down
+    std::uint32_t text;  // what it does, for commands whose control has no text
+};
+
+// Commands of keys alone.
+inline constexpr int kKeyNextPage = -1;
+inline constexpr int kKeyPreviousPage = -2;
+inline constexpr int kKeyHelp = -3;
+
+std::span<const ConsoleKey> ConsoleKeyTable();
+// The key of a command as a user reads it, such as "Ctrl+1"; empty for none.
+QString ShortcutName(int command);
+
+// Keys that come to the console, or to a panel that holds its windows. User interface thread only.
+class ConsoleKeys {
+public:
+    explicit ConsoleKeys(CMainDlg& dlg) : m_dlg(dlg) {}
+
+    // True when the key was one of the console's.
+    bool OnKeyPress(const QKeyEvent& event);
+    bool OnKeyRelease(const QKeyEvent& event);
+    // The keyboard is gone: what was held counts as released.
+    void ReleaseAll();
+    // A key holds this command of the head.
+    bool IsHeld(int command) const { return m_held == command; }
+
+private:
+    void Run(int command);
+
+    CMainDlg& m_dlg;
+    int m_held = 0;
+};
+
+// All keys with what they do, in a window of its own; a second one is not opened.
+void OpenKeyboardHelp(CMainDlg& dlg);
+
+}  // namespace kvmon

@@ -1,0 +1,24 @@
+#include "console/message_box.h"
+
+#include <QtWidgets/QMessageBox>
+
+#include "skin/plain_text.h"
+
+namespace kvmon {
+
+void OpenMessageBox(QWidget* parent, const std::string& text, const std::string& title) {
+    auto* const box = new QMessageBox(QMessageBox::Warning, QString::fromStdString(title), MarkupOf(text),
+                                      QMessageBox::Ok, parent);
+    OpenDialog(box);
+}
+
+void OpenDialog(QDialog* dialog) {
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    if (QWidget* const parent = dialog->parentWidget()) {
+        QObject::connect(dialog, &QDialog::finished, parent,
+                         [parent] { parent->window()->activateWindow(); });
+    }
+    dialog->open();
+}
+
+}  // namespace kvmon

@@ -1,0 +1,17 @@
+// Boxes that wait for nobody.
+#pragma once
+
+#include <string>
+
+class QDialog;
+class QWidget;
+
+namespace kvmon {
+
+// A warning above its parent's window. Texts are UTF-8 and shown as they are.
+void OpenMessageBox(QWidget* parent, const std::string& text, const std::string& title);
+// Opens the dialog above its parent's window, deletes it when it is closed, and then gives the keyboard back
+// to that window, which a desktop without a window manager would not.
+void OpenDialog(QDialog* dialog);
+
+}  // namespace kvmon

@@ -1,0 +1,167 @@
+#include "console/screen_controller.h"
+
+#include <QtGui/QGuiApplication>
+#include <QtGui/QScreen>
+
+#include "console/console_messages.h"
+#include "console/fs_panel.h"
+#include "console/main_dlg.h"
+#include "persist/log_file.h"
+#include "persist/string_table.h"
+#include "skin/input_messages.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr std::uint32_t kStrError = 4005;
+constexpr std::uint32_t kStrNoSecondDisplay = 4016;
+
+}  // namespace
+
+QScreen* OtherDisplay(const QList<QScreen*>& displays, const QScreen* own) {
+    const auto place = displays.indexOf(own);
+    if (place < 0) {
+        return nullptr;
+    }
+    return displays.value(place + 1 < displays.size() ? place + 1 : place - 1);
+}
+
+ScreenController::ScreenController(CMainDlg& dlg) : m_dlg(dlg) {}
+
+ScreenController::~ScreenController() = default;
+
+void ScreenController::Init() {
+    UpdateAvailability(nullptr);
+    QObject::connect(qGuiApp, &QGuiApplication::screenAdded, &m_life,
+                     [this] { UpdateAvailability(nullptr); });
+    QObject::connect(qGuiApp, &QGuiApplication::screenRemoved, &m_life,
+                     [this](const QScreen* gone) { OnScreenRemoved(gone); });
+}
+
+void ScreenController::UpdateAvailability(const QScreen* gone) {
+    QList<QScreen*> displays = QGuiApplication::screens();
+    displays.removeIf([gone](const QScreen* display) { return display == gone; });
+    m_bAvailable = displays.size() > 1;
+    m_dlg.Controls().SetShown(kCtlMultiScreens, m_bAvailable);
+}
+
+// The display nearest to the console: the one that has its middle.
+QScreen* ScreenController::OwnDisplay() const {
+    QScreen* const below = QGuiApplication::screenAt(m_dlg.mapToGlobal(m_dlg.rect().center()));
+    return below != nullptr ? below : m_dlg.screen();
+}
+
+// --- full screen
+
+void ScreenController::SetFullScreen(bool on, bool bUpdateButton) {
+    ViewController& view = m_dlg.View();
+    if (on && !m_fullScreen) {
+        m_fullScreen = std::make_unique<CFSPanel>(*OwnDisplay());
+        m_fullScreen->SetTarget(m_dlg, WM_LBUTTONDBLCLK);
+        m_fullScreen->SetResized([&view] { view.PlaceCells(); });
+        view.SetFullScreenPanel(m_fullScreen.get());
+        view.ViewStyleChanged(view.GetStyle(), false, false);
+        m_fullScreen->ShowOnTop(true);
+    } else if (!on && m_fullScreen) {
+        auto panel = std::move(m_fullScreen);
+        view.SetFullScreenPanel(nullptr);
+        view.BringHome(*panel);
+        panel->Dismiss();
+        Retire(std::move(panel));
+        view.ViewStyleChanged(view.GetStyle(), false, false);
+        m_dlg.window()->activateWindow();
+        m_dlg.update();
+    }
+    if (bUpdateButton) {
+        m_dlg.Controls().SetPressed(kCtlFullScreen, on);
+    }
+}
+
+bool ScreenController::LeaveFullScreen() {
+    if (!IsFullScreen()) {
+        return false;
+    }
+    SetFullScreen(false, true);
+    return true;
+}
+
+// --- the second display
+
+void ScreenController::OnBtnMultiScreens() {
+    Trace("CMainDlg::OnBtnMultiScreens: Enter...\n");
+    if (m_second) {
+        LeaveSecondDisplay();
+    } else if (m_bAvailable) {
+        ShowSecondDisplay();
+    }
+    m_dlg.Controls().SetPressed(kCtlMultiScreens, m_second != nullptr);
+}
+
+void ScreenController::ShowSecondDisplay() {
+    ViewController& view = m_dlg.View();
+    if (view.GetStyle() == VIEW_STYLE_PIP) {
+        m_dlg.PressButton(kCtlFirstStyle);
+    }
+    QScreen* const display = OtherDisplay(QGuiApplication::screens(), OwnDisplay());
+    if (display == nullptr) {
+        m_dlg.ShowMessage(LoadString(kStrNoSecondDisplay), LoadString(kStrError));
+        return;
+    }
+    m_second = std::make_unique<CFSPanel>(*display);
+    m_second->SetTarget(m_dlg, kMsgSecondPanelClosed);
+    m_second->SetResized([&view] { view.PlaceCells(); });
+    view.SetSecondPanel(m_second.get());
+    if (m_second) {  // a view of fewer cameras than displays has left it already
+        m_second->ShowOnTop(false);
+    }
+}
+
+void ScreenController::LeaveSecondDisplay() {
+    m_dlg.View().LeaveMultiDisplay();
+}
+
+void ScreenController::OnSecondPanelUnused() {
+    if (m_second) {
+        auto panel = std::move(m_second);
+        panel->Dismiss();
+        Retire(std::move(panel));
+    }
+    m_dlg.Controls().SetPressed(kCtlMultiScreens, false);
+}
+
+// --- displays come and go
+
+void ScreenController::OnScreenRemoved(const QScreen* gone) {
+    const bool bOwn = OwnDisplay() == gone;
+    if (m_fullScreen && (m_fullScreen->Display() == gone || m_fullScreen->Display() == nullptr)) {
+        LeaveFullScreen();
+    }
+    // The console moves to one of the displays that are left, which may be the covered one.
+    if (m_second && (bOwn || m_second->Display() == gone || m_second->Display() == nullptr)) {
+        LeaveSecondDisplay();
+    }
+    UpdateAvailability(gone);
+}
+
+// The panel may be in the middle of its own message: it goes when that is over.
+void ScreenController::Retire(std::unique_ptr<CFSPanel> panel) {
+    panel->SetResized({});
+    panel->hide();
+    for (QObject* const child : panel->children()) {
+        auto* const dialog = qobject_cast<QWidget*>(child);
+        if (dialog != nullptr && dialog->isWindow()) {
+            const bool bShown = dialog->isVisible();
+            dialog->setParent(&m_dlg, dialog->windowFlags());
+            dialog->setVisible(bShown);
+        }
+    }
+    QMetaObject::invokeMethod(
+        &m_dlg, [held = std::shared_ptr<CFSPanel>(std::move(panel))] {}, Qt::QueuedConnection);
+}
+
+QWidget* ScreenController::DialogHost() const {
+    return m_fullScreen ? static_cast<QWidget*>(m_fullScreen.get()) : &m_dlg;
+}
+
+}  // namespace kvmon

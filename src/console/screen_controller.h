@@ -1,0 +1,62 @@
+// The displays: which of them the video windows cover, beside the console's own place.
+#pragma once
+
+#include <QtCore/QList>
+#include <QtCore/QObject>
+#include <memory>
+
+class QScreen;
+class QWidget;
+
+namespace kvmon {
+
+class CFSPanel;
+class CMainDlg;
+
+// The display that the second page goes to: the one behind the console's in the list, or the one before it
+// if that is the last. Null if there is no other, or if the console's is not listed.
+QScreen* OtherDisplay(const QList<QScreen*>& displays, const QScreen* own);
+
+// Owns the panels; the view knows them as places for windows. A display that goes away gives its windows
+// back. User interface thread only.
+class ScreenController {
+public:
+    explicit ScreenController(CMainDlg& dlg);
+    ~ScreenController();
+
+    // Once, with the controls there.
+    void Init();
+
+    // Command 1661.
+    void SetFullScreen(bool on, bool bUpdateButton);
+    bool IsFullScreen() const { return m_fullScreen != nullptr; }
+    // Escape and a double click: true if that was the end of full screen.
+    bool LeaveFullScreen();
+
+    // Command 1600: the second display on or off.
+    void OnBtnMultiScreens();
+    // More than one display is there.
+    bool IsMultiDisplayAvailable() const { return m_bAvailable; }
+    // The panel's double click.
+    void LeaveSecondDisplay();
+    // The view has taken its windows from the second panel.
+    void OnSecondPanelUnused();
+
+    // Where a dialog has to open to be seen.
+    QWidget* DialogHost() const;
+
+private:
+    QScreen* OwnDisplay() const;
+    void ShowSecondDisplay();
+    void OnScreenRemoved(const QScreen* gone);
+    void UpdateAvailability(const QScreen* gone);
+    void Retire(std::unique_ptr<CFSPanel> panel);
+
+    CMainDlg& m_dlg;
+    std::unique_ptr<CFSPanel> m_fullScreen;
+    std::unique_ptr<CFSPanel> m_second;
+    bool m_bAvailable = false;
+    QObject m_life;  // last: ends the connections first
+};
+
+}  // namespace kvmon

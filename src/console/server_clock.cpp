@@ -1,0 +1,43 @@
+#include "console/server_clock.h"
+
+#include "console/main_dlg.h"
+#include "platform/clock.h"
+#include "server/kelvara_info.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr std::uint64_t kAgainMs = 10000;    // after a failure
+constexpr std::uint64_t kFollowMs = 600000;  // clocks drift, and are set
+constexpr Milliseconds kReadingEnd{3000};
+
+}  // namespace
+
+ServerClock::~ServerClock() {
+    for (auto& [server, reading] : m_readings) {
+        reading.thread.Wait(kReadingEnd);
+    }
+}
+
+void ServerClock::OnTick() {
+    if (!m_dlg.Options().bShowSnapshotTimeStamp) {
+        return;
+    }
+    const std::uint64_t now = SystemClock().TickMs();
+    for (int i = 0; i < GetServerCount(); ++i) {
+        const CKelvaraInfo* const server = GetServer(i);
+        if (!server->IsRunning() || server->GetErrorCount() > 0 || server->GetCameraCount() == 0) {
+            continue;
+        }
+        Reading& reading = m_readings[server];
+        const std::uint64_t period = server->IsServerTimeKnown() ? kFollowMs : kAgainMs;
+        if ((reading.asked && now - *reading.asked < period) || !reading.thread.Wait(Milliseconds(0))) {
+            continue;
+        }
+        reading.asked = now;
+        reading.thread.Start("kv-clock", [task = server->ServerTimeTask()] { task(); });
+    }
+}
+
+}  // namespace kvmon

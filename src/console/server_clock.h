@@ -1,0 +1,35 @@
+// The recorders' clocks, for the stamp on snapshots.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+
+#include "platform/worker.h"
+
+namespace kvmon {
+
+class CKelvaraInfo;
+class CMainDlg;
+
+// Asks each connected recorder for its time, but only while the stamp is switched on: recorders without it
+// get no such request. User interface thread only; the asking has threads of its own.
+class ServerClock {
+public:
+    explicit ServerClock(CMainDlg& dlg) : m_dlg(dlg) {}
+    ~ServerClock();
+
+    // Once a second.
+    void OnTick();
+
+private:
+    struct Reading {
+        std::optional<std::uint64_t> asked;  // milliseconds of the clock
+        Worker thread;
+    };
+
+    CMainDlg& m_dlg;
+    std::map<const CKelvaraInfo*, Reading> m_readings;
+};
+
+}  // namespace kvmon

@@ -1,0 +1,223 @@
+// The console on two displays: A, and B of twice the resolution to its right.
+#include <gmock/gmock.h>
+
+#include <QtCore/QScopeGuard>
+#include <QtGui/QKeyEvent>
+#include <QtGui/QScreen>
+#include <QtGui/QWheelEvent>
+#include <QtWidgets/QApplication>
+#include <QtWidgets/QComboBox>
+
+#include "channel/base_camera.h"
+#include "channel/channel_view.h"
+#include "console/fs_panel.h"
+#include "console_fixture.h"
+#include "skin/input_messages.h"
+#include "skin/xskin_od_button.h"
+#include "support/fake_recorder.h"
+
+using namespace kvmon;
+using kvtest::FakeRecorder;
+using kvtest::Pump;
+using kvtest::PumpUntil;
+using testing::ElementsAre;
+using testing::SizeIs;
+
+namespace {
+
+// Before the application is made.
+const bool kTwoScreens = qputenv("QT_QPA_PLATFORM", "offscreen:configfile=" KV_SCREENS_FILE);
+
+QScreen& ScreenAt(int n) {
+    return *QGuiApplication::screens().at(n);
+}
+
+class Screens : public kvtest::ConsoleTest {
+protected:
+    Screens() { EXPECT_TRUE(kTwoScreens); }
+
+    static std::vector<CFSPanel*> Panels() {
+        std::vector<CFSPanel*> panels;
+        for (QWidget* const widget : QApplication::topLevelWidgets()) {
+            auto* const panel = dynamic_cast<CFSPanel*>(widget);
+            if (panel != nullptr && panel->isVisible()) {
+                panels.push_back(panel);
+            }
+        }
+        return panels;
+    }
+    // How many windows show on this host.
+    int ShownOn(const QWidget* host) {
+        int count = 0;
+        for (int n = 0; n < console->View().Cells().GetCount(); ++n) {
+            count += Cell(n).parentWidget() == host && !Cell(n).isHidden() ? 1 : 0;
+        }
+        return count;
+    }
+    void ExpectAllHome() {
+        EXPECT_THAT(Panels(), SizeIs(0));
+        for (int n = 0; n < console->View().Cells().GetCount(); ++n) {
+            ASSERT_EQ(Cell(n).parentWidget(), console.get()) << n;
+        }
+    }
+    static void Key(QWidget& window, int key) {
+        QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier);
+        QCoreApplication::sendEvent(&window, &press);
+        Pump();
+    }
+    static void DoubleClick(QWidget& window, const QPoint& at) {
+        const QPointF global = window.mapToGlobal(QPointF(at));
+        QMouseEvent event(QEvent::MouseButtonDblClick, at, global, Qt::LeftButton, Qt::LeftButton,
+                          Qt::NoModifier);
+        QCoreApplication::sendEvent(&window, &event);
+        Pump();
+    }
+};
+
+}  // namespace
+
+TEST_F(Screens, FullScreenCoversTheConsolesDisplay) {
+    FakeRecorder recorder("Hall", 6);
+    Open(recorder.Port());
+    console->move(1400, 20);
+    Command(kCtlFullScreen);
+    ASSERT_THAT(Panels(), SizeIs(1));
+    CFSPanel& panel = *Panels()[0];
+    EXPECT_EQ(panel.geometry(), ScreenAt(1).geometry());
+    EXPECT_EQ(panel.devicePixelRatio(), 2);
+    EXPECT_EQ(panel.windowTitle(), "KelvaraMonitor Full Screen");
+    EXPECT_EQ(ShownOn(&panel), 4);
+    EXPECT_EQ(Cell(3).geometry(), QRect(512, 384, 512, 384));
+    EXPECT_TRUE(console->GetButton(kCtlFullScreen)->GetCheck() == BST_CHECKED);
+    EXPECT_EQ(QColor(panel.grab().toImage().pixel(0, 0)), QColor(Cell(0).grab().toImage().pixel(0, 0)));
+
+    // The console's other commands go on inside.
+    Key(panel, Qt::Key_A);
+    Command(kCtlFirstStyle);
+    EXPECT_EQ(ShownOn(&panel), 1);
+    EXPECT_EQ(Cell(0).geometry(), panel.rect());
+    Command(StyleButtonId(VIEW_STYLE_6CH));
+    EXPECT_EQ(ShownOn(&panel), 6);
+    // 768 is a multiple of 3, 1024 is not: the rest stays blue.
+    EXPECT_EQ(panel.grab().toImage().pixel(2047, 10), 0xff0000ffu);
+
+    Key(panel, Qt::Key_Escape);
+    ExpectAllHome();
+    EXPECT_EQ(console->View().GetStyle(), VIEW_STYLE_6CH);
+    EXPECT_EQ(ShownOn(console.get()), 6);
+    EXPECT_FALSE(console->GetButton(kCtlFullScreen)->GetCheck() == BST_CHECKED);
+    // Without full screen the key does nothing, the double click is the single style's command.
+    Key(*console, Qt::Key_Escape);
+    EXPECT_EQ(console->View().GetStyle(), VIEW_STYLE_6CH);
+
+    // Three ways back: a double click into a picture, one beside it, and the button.
+    Command(kCtlFullScreen);
+    DoubleClick(Cell(2).View(), {50, 50});
+    ExpectAllHome();
+    Command(kCtlFullScreen);
+    DoubleClick(*Panels()[0], {1023, 5});
+    ExpectAllHome();
+    Command(kCtlFullScreen);
+    EXPECT_THAT(Panels(), SizeIs(1));
+    Command(kCtlFullScreen);
+    ExpectAllHome();
+    EXPECT_EQ(console->View().GetStyle(), VIEW_STYLE_6CH);
+}
+
+TEST_F(Screens, TheSecondDisplayShowsThePageAfter) {
+    FakeRecorder recorder("Hall", 10);
+    Open(recorder.Port());
+    EXPECT_EQ(console->View().Cells().GetCount(), 84);
+    Command(StyleButtonId(VIEW_STYLE_4CH));
+    EXPECT_EQ(console->View().Combo().count(), 3);
+    console->View().Combo().setCurrentIndex(1);
+    console->View().OnSelchangePage();
+
+    Command(kCtlMultiScreens);
+    ASSERT_THAT(Panels(), SizeIs(1));
+    CFSPanel& second = *Panels()[0];
+    EXPECT_EQ(second.geometry(), ScreenAt(1).geometry());
+    EXPECT_EQ(console->View().GetDisplayCount(), 2);
+    // Ten cameras on eight places; the odd page stepped down.
+    EXPECT_EQ(console->View().Combo().count(), 2);
+    EXPECT_THAT(ShownNames(), ElementsAre("Channel 1", "Channel 2", "Channel 3", "Channel 4", "Channel 5",
+                                          "Channel 6", "Channel 7", "Channel 8"));
+    EXPECT_EQ(ShownOn(console.get()), 4);
+    EXPECT_EQ(ShownOn(&second), 4);
+    EXPECT_EQ(Cell(7).geometry(), QRect(512, 384, 512, 384));
+
+    // Full screen on the console's display goes with it.
+    Command(kCtlFullScreen);
+    EXPECT_THAT(Panels(), SizeIs(2));
+    EXPECT_EQ(ShownOn(&second), 4);
+    EXPECT_EQ(ShownOn(console.get()), 0);
+    Key(second, Qt::Key_Escape);
+    EXPECT_EQ(ShownOn(console.get()), 4);
+    EXPECT_EQ(ShownOn(&second), 4);
+
+    // Single pictures: the active camera and the next.
+    Command(kCtlFirstStyle);
+    EXPECT_THAT(ShownNames(), ElementsAre("Channel 5", "Channel 6"));
+    EXPECT_EQ(Cell(1).geometry(), second.rect());
+
+    // Off, and from the last display the panel opens on the one before.
+    Command(kCtlMultiScreens);
+    ExpectAllHome();
+    EXPECT_EQ(console->View().GetDisplayCount(), 1);
+    console->move(1300, 0);
+    Command(kCtlMultiScreens);
+    ASSERT_THAT(Panels(), SizeIs(1));
+    EXPECT_EQ(Panels()[0]->geometry(), ScreenAt(0).geometry());
+    DoubleClick(*Panels()[0], {1, 1});
+    ExpectAllHome();
+    EXPECT_EQ(ShownOn(console.get()), 1);
+}
+
+TEST_F(Screens, PictureInPictureAndTheSecondDisplayExcludeEachOther) {
+    FakeRecorder recorder("Hall", 6);
+    Open(recorder.Port());
+    Command(kCtlMultiScreens);
+    ASSERT_THAT(Panels(), SizeIs(1));
+    Command(kCtlPip);
+    ExpectAllHome();
+    EXPECT_EQ(console->View().GetStyle(), VIEW_STYLE_PIP);
+    Command(kCtlMultiScreens);
+    EXPECT_EQ(console->View().GetStyle(), VIEW_STYLE_SINGLE_1CH);
+    EXPECT_THAT(Panels(), SizeIs(1));
+    EXPECT_THAT(ShownNames(), SizeIs(2));
+    // With one camera left there is nothing for the second display.
+    recorder.SetChannels({{"Door"}});
+    recorder.Notify("(null)\r\n");
+    console->OnBtnLogout();
+    Pump();
+    ExpectAllHome();
+    EXPECT_EQ(console->View().GetDisplayCount(), 1);
+}
+
+TEST_F(Screens, ADisplayThatGoesReturnsItsWindows) {
+    FakeRecorder recorder("Hall", 10);
+    Open(recorder.Port());
+    Command(StyleButtonId(VIEW_STYLE_4CH));
+    Command(kCtlMultiScreens);
+    ASSERT_THAT(Panels(), SizeIs(1));
+    emit qGuiApp->screenRemoved(&ScreenAt(1));
+    Pump();
+    ExpectAllHome();
+    EXPECT_THAT(ShownNames(), ElementsAre("Channel 1", "Channel 2", "Channel 3", "Channel 4"));
+    EXPECT_FALSE(console->Screens().IsMultiDisplayAvailable());
+    Command(kCtlMultiScreens);
+    EXPECT_THAT(Panels(), SizeIs(0));
+
+    emit qGuiApp->screenAdded(&ScreenAt(1));
+    EXPECT_TRUE(console->Screens().IsMultiDisplayAvailable());
+    console->move(1300, 0);
+    Command(kCtlFullScreen);
+    Command(kCtlMultiScreens);
+    ASSERT_THAT(Panels(), SizeIs(2));
+    // The console's own display goes: the one it moves to must be free.
+    emit qGuiApp->screenRemoved(&ScreenAt(1));
+    Pump();
+    ExpectAllHome();
+    EXPECT_FALSE(console->GetButton(kCtlFullScreen)->GetCheck() == BST_CHECKED);
+    emit qGuiApp->screenAdded(&ScreenAt(1));
+}

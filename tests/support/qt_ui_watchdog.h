@@ -1,0 +1,96 @@
+// How long the user interface's thread was kept from its event loop.
+#pragma once
+
+#include <sys/resource.h>
+
+#include <QtWidgets/QApplication>
+#include <chrono>
+#include <cstdio>
+#include <string>
+
+namespace kvtest {
+
+// Times the handling of every event, with all that it leads to. The time in which the system gave the
+// processor to others or read a page from disk counts for nothing, and what the thread worked is told apart
+// from what it waited, so that a loaded machine does not look like a program that blocks.
+class WatchedApplication final : public QApplication {
+public:
+    WatchedApplication(int& argc, char** argv) : QApplication(argc, argv) {}
+    static WatchedApplication& Instance() { return *static_cast<WatchedApplication*>(qApp); }
+
+    void ForgetLongest() { wait_ = work_ = {}; }
+    // The longest since then, in milliseconds, and the event.
+    double LongestWaitMs() const { return wait_.ms; }
+    double LongestWorkMs() const { return work_.ms; }
+    const std::string& LongestWait() const { return wait_.event; }
+    const std::string& LongestWork() const { return work_.event; }
+
+    bool notify(QObject* receiver, QEvent* event) override {
+        if (depth_ > 0) {
+            return QApplication::notify(receiver, event);
+        }
+        // Asked for first: the receiver may be gone in the end.
+        const std::string what = receiver->objectName().toStdString() + " (" +
+                                 receiver->metaObject()->className() + ") event " +
+                                 std::to_string(event->type());
+        const Times begin = Now();
+        ++depth_;
+        const bool result = QApplication::notify(receiver, event);
+        --depth_;
+        const Times end = Now();
+        const double work = end.workMs - begin.workMs;
+        work_.Note(work, what);
+        if (end.faults == begin.faults) {
+            wait_.Note(end.wallMs - begin.wallMs - work - (end.readyMs - begin.readyMs), what);
+        }
+        return result;
+    }
+
+private:
+    struct Times {
+        double wallMs = 0, workMs = 0, readyMs = 0;
+        long faults = 0;
+    };
+    struct Longest {
+        double ms = 0;
+        std::string event;
+        void Note(double time, const std::string& what) {
+            if (time > ms) {
+                ms = time;
+                event = what;
+            }
+        }
+    };
+
+    static Times Now() {
+        Times times;
+        unsigned long long ran = 0;
+        unsigned long long ready = 0;
+        if (std::FILE* const file = std::fopen("/proc/thread-self/schedstat", "r")) {
+            if (std::fscanf(file, "%llu %llu", &ran, &ready) == 2) {
+                times.workMs = static_cast<double>(ran) / 1e6;
+                times.readyMs = static_cast<double>(ready) / 1e6;
+            }
+            std::fclose(file);
+        }
+        rusage usage{};
+        getrusage(RUSAGE_THREAD, &usage);
+        times.faults = usage.ru_majflt;
+        const auto now = std::chrono::steady_clock::now().time_since_epoch();
+        times.wallMs = std::chrono::duration<double, std::milli>(now).count();
+        return times;
+    }
+
+    int depth_ = 0;
+    Longest wait_, work_;
+};
+
+// A user notices nothing of the first. The second leaves room for a slow machine, and for the sanitizers.
+inline constexpr double kUiWaitLimitMs = 50;
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr double kUiWorkLimitMs = 3000;
+#else
+inline constexpr double kUiWorkLimitMs = 300;
+#endif
+
+}  // namespace kvtest
