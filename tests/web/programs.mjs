@@ -1,6 +1,6 @@
 // The programs under test, a browser, and what the tests ask of both.
 import {spawn} from 'node:child_process';
-import {mkdtempSync, readdirSync, readFileSync, readlinkSync, rmSync, writeFileSync} from 'node:fs';
+import {mkdtempSync, readdirSync, readFileSync, rmSync, writeFileSync} from 'node:fs';
 import {tmpdir} from 'node:os';
 import {join} from 'node:path';
 import {chromium} from 'playwright-core';
@@ -76,10 +76,6 @@ export class Programs {
 }
 
 export const count = (folder) => readdirSync(folder).length;
-export const descriptors = (pid) => readdirSync(`/proc/${pid}/fd`).map((fd) => {
-  try { return readlinkSync(`/proc/${pid}/fd/${fd}`); } catch { return ''; }
-});
-
 // Processor time of a process so far, in milliseconds.
 export function processorMs(pid) {
   const fields = readFileSync(`/proc/${pid}/stat`, 'utf8').split(') ')[1].split(' ');
