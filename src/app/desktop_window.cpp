@@ -1,15 +1,34 @@
 #include "app/desktop_window.h"
 
+#include <QtGui/QGuiApplication>
 #include <QtGui/QPixmap>
+#include <QtGui/QScreen>
 
+#include "app/window_place.h"
 #include "console/view_geometry.h"
 
 namespace kvmon {
+
+namespace {
+
+QList<QRect> Displays() {
+    QList<QRect> displays;
+    for (const QScreen* const screen : QGuiApplication::screens()) {
+        displays << screen->availableGeometry();
+    }
+    return displays;
+}
+
+}  // namespace
 
 DesktopWindow::DesktopWindow(const AppOptions& options) {
     setWindowTitle(QStringLiteral("kvmon"));
     setMinimumSize(kMinConsoleWidth, kMinConsoleHeight);
     resize(kMinConsoleWidth, kMinConsoleHeight);
+    Restore();
+    // Qt first moves the window by itself.
+    QObject::connect(
+        qGuiApp, &QGuiApplication::screenRemoved, this, [this] { ReturnToDisplay(); }, Qt::QueuedConnection);
 
     CTR450ClientImpl& impl = m_client.Impl();
     impl.SetServerIP(options.server);
@@ -24,7 +43,27 @@ DesktopWindow::DesktopWindow(const AppOptions& options) {
 }
 
 DesktopWindow::~DesktopWindow() {
+    SaveWindowPlace({normalGeometry().isEmpty() ? geometry() : normalGeometry(), isMaximized()});
     m_client.DestroyControlWindow();
+}
+
+void DesktopWindow::Restore() {
+    const auto place = LoadWindowPlace();
+    const auto rect = place ? FitToDisplays(place->rect, Displays(), minimumSize()) : std::nullopt;
+    if (!rect) {
+        return;
+    }
+    setGeometry(*rect);
+    if (place->bMaximised) {
+        setWindowState(Qt::WindowMaximized);
+    }
+}
+
+void DesktopWindow::ReturnToDisplay() {
+    const QScreen* const primary = QGuiApplication::primaryScreen();
+    if (primary != nullptr && !FitToDisplays(geometry(), Displays(), minimumSize())) {
+        move(primary->availableGeometry().topLeft());
+    }
 }
 
 void DesktopWindow::Activate() {

@@ -23,6 +23,11 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    // To where it was the last time, as far as there still is such a place.
+    void Restore();
+    // Displays have gone: onto one that is left, if the window was on none of them.
+    void ReturnToDisplay();
+
     CTR450Client m_client;
 };
 

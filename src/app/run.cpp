@@ -2,6 +2,7 @@
 
 #include <QtCore/QTimer>
 #include <QtWidgets/QApplication>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -77,6 +78,7 @@ int Run(int argc, char** argv) {
     }
     const std::vector<std::string> args(argv + std::min(argc, 1), argv + argc);
     ScrubArguments(argc, argv);
+    std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is a failed write, no more
     const ParsedCommandLine parsed = ParseCommandLine(args, std::cin);
     if (!parsed.options) {
         std::FILE* const out = parsed.exitStatus == 0 ? stdout : stderr;

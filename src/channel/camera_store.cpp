@@ -49,8 +49,11 @@ std::string SectionOf(const std::string& folder, std::uint32_t nCh) {
     return FormatText("%s\\Ch%02u", folder.c_str(), nCh);
 }
 
-// An address as far as its own end.
-std::string ReadAddress(std::string_view section, const char* entry) {
+// An address as far as its own end; the present one where none is stored.
+std::string ReadAddress(std::string_view section, const char* entry, std::string_view present) {
+    if (Registry().GetProfileBinarySize(section, entry) == 0) {
+        return std::string(present);
+    }
     std::array<std::uint8_t, 64> bytes{};
     const std::size_t length = Registry().GetProfileBinary(section, entry, bytes);
     const auto* const begin = reinterpret_cast<const char*>(bytes.data());
@@ -86,10 +89,12 @@ bool IsStoredFor(std::string_view section, const CameraSettings& settings) {
     const COrvoRegistry& registry = Registry();
     const NetworkSetting& lan = settings.m_NetworkSetting[0];
     const NetworkSetting& wan = settings.m_NetworkSetting[1];
+    const std::string first(lan.szAddress.View());
+    const std::string second = AsWritten(wan.szAddress.View(), first);
     return registry.GetProfileInt(section, "VenderId", settings.m_dwVendorId) == settings.m_dwVendorId &&
            registry.GetProfileInt(section, "ModelId", settings.m_dwModelId) == settings.m_dwModelId &&
-           ReadAddress(section, "CameraIp1") == lan.szAddress.View() &&
-           ReadAddress(section, "CameraIp2") == AsWritten(wan.szAddress.View(), lan.szAddress.View()) &&
+           ReadAddress(section, "CameraIp1", first) == first &&
+           ReadAddress(section, "CameraIp2", second) == second &&
            registry.GetProfileInt(section, "CameraPort1", lan.nPort) == lan.nPort &&
            registry.GetProfileInt(section, "CameraPort2", wan.nPort) == wan.nPort;
 }

@@ -21,6 +21,7 @@
 #include "channel/frame_rate.h"
 #include "channel/live_audio.h"
 #include "channel/stream_choice.h"
+#include "channel/talk_back.h"
 #include "platform/clock.h"
 #include "platform/window_handle.h"
 #include "server/camera_settings.h"
@@ -66,10 +67,13 @@ struct ChannelCore {
     // Counts a failure of the stream; the first seven and then every six of them show as a caption.
     void ReportStreamError(int nCode, int nArg = 0);
 
-    // A step on the digital zoom; the picture follows. Gives what the step gives.
+    // A step on the digital zoom, which knows the picture's present size; the picture follows. Gives what the
+    // step gives.
     template <typename Step>
     auto ChangeZoom(const Step& step) {
         const std::lock_guard lock(m_csZoom);
+        const BITMAPINFOHEADER info = m_picture.GetBitmapInfo();
+        m_zoom.SetPictureSize(info.biWidth, info.biHeight);
         auto result = step(m_zoom);
         m_picture.SetZoomRect(m_zoom.IsOn() ? m_zoom.GetRect() : PixelRect());
         return result;
@@ -124,11 +128,15 @@ struct ChannelCore {
 
     std::atomic<bool> m_bCameraInfoLoaded{false};
     std::atomic<bool> m_bDigitalZoom{false};
+    std::atomic<bool> m_bSizeForgotten{false};  // the next picture reports its size, old or new
+    std::atomic<std::uint32_t> m_dwAudioOut{0};
+    std::atomic<std::uint32_t> m_dwAudioOutType{0xFFFFFFFF};
     std::atomic<std::int32_t> m_nStreamId{-1};
     std::atomic<std::uint32_t> m_nErrorCount{0};
     std::atomic<bool> m_bStreamRunning{false};
     std::atomic<bool> m_bDecodePlaying{false};
     SoundSwitches m_sound;
+    TalkBack m_talk;
     FrameQueue m_frames{m_uCHInMainDlg};
     CamCmdQueue m_CamCmdQueue;
     FrameRate m_frameRate;

@@ -125,7 +125,10 @@ void CChannelView::RefreshZoomLabel() {
         camera->Picture().SetSubString(SubString::DigitalZoom, {});
         return;
     }
-    const double factor = camera->GetDZZoomFactor();
+    const double factor = static_cast<double>(camera->GetDZZoomFactor());
+    if (factor <= 0) {
+        return;  // no picture yet
+    }
     camera->Picture().SetSubString(SubString::DigitalZoom,
                                    FormatText("%s x%.2f", LoadString(kStrDigitalZoom).c_str(), factor));
     SetTimer(kTimerZoomLabel, kZoomLabelMs);

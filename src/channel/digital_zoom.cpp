@@ -93,6 +93,9 @@ void DigitalZoom::Restore(const State& state) {
 }
 
 void DigitalZoom::SetPictureSize(int width, int height) {
+    if (width == m_nWidth && height == m_nHeight) {
+        return;
+    }
     m_nWidth = std::max(width, 0);
     m_nHeight = std::max(height, 0);
     DZSetMultiple(0);

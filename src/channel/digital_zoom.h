@@ -37,7 +37,8 @@ public:
     bool IsOn() const { return m_state.bOn; }
     int GetLevel() const { return m_state.nLevel; }
     const PixelRect& GetRect() const { return m_state.rect; }
-    // Size 0: unknown, the rectangle stays as it is. Both recompute.
+    // Size 0: unknown, the rectangle stays as it is. Both recompute, the
+    // first when the size is new.
     void SetPictureSize(int width, int height);
     void SetViewWidth(int width);
     // Switching on begins at level 0. False if it stood so already.

@@ -37,7 +37,7 @@ ActiveCameraFacts CameraControls::Facts() const {
         const auto camera = cameras.GetCameraByChannel(n);
         facts.bSoundSource = camera && camera->IsSupportAudio() && camera->IsStreamRunning();
     }
-    facts.bSoundOutput = true;
+    facts.bSoundOutput = m_dlg.Audio().HasOutput();
     facts.bWindow = m_dlg.View().Cells().GetActive() != nullptr;
     const auto camera = m_dlg.View().Cells().GetActiveCamera();
     if (!camera) {
@@ -49,6 +49,7 @@ ActiveCameraFacts CameraControls::Facts() const {
     facts.info = camera->GetAbilities();
     facts.bDigitalZoom = camera->IsDigitalZoom();
     facts.bConnected = camera->IsStreamRunning();
+    facts.bCanTalk = camera->CanTalk();
     facts.bSnapshotRight = camera->HasMonitorRight();
     facts.bRecordRight = server != nullptr && server->GetStatus(entry.camera, kStatusControlRight) != 0;
     facts.bRecording = camera->GetStatusFlags()[kRecordingFlag] != 0;

@@ -22,6 +22,8 @@ public:
     virtual void NotifyNewVersion(int n) = 0;
     virtual void NotifyChangeLanguage(std::uint16_t langid) = 0;
     virtual void NotifyGotoPage(int n) = 0;
+    // The browser that shows the control, where there is one.
+    virtual void ShowBrowserToolbar([[maybe_unused]] bool bShow) {}
     // Raised at once.
     virtual void NotifyGotoServer(int n, const std::string& text) = 0;
 };

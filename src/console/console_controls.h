@@ -29,6 +29,7 @@ enum ControlId : int {
     kCtlOrderReset = 1609,
     kCtlCameraSettings = 1610,
     kCtlMainMenu = 1612,
+    kCtlRecorders = 1613,
     kCtlPipSettings = 1650,
     kCtlFirstStyle = 1651,
     kCtlPip = 1652,

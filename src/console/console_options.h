@@ -26,9 +26,18 @@ struct ConsoleOptions {
     bool bSaveSnapshotAsJpeg = true;
     bool bShowSnapshotTimeStamp = false;
     std::string strSnapshotFolder;
+    bool bEnableEventNotify = false;
+    bool bShowBrowserToolbar = true;
+
+    friend bool operator==(const ConsoleOptions&, const ConsoleOptions&) = default;
 
     // Reads all of them, and hands those that all channels share to the channels.
     void Load(const COrvoRegistry& registry, std::string_view key);
+    void HandToChannels() const;
 };
+
+// Stores what the settings dialog can change, as far as it differs from `old`.
+void StoreChangedOptions(COrvoRegistry& registry, std::string_view key, const ConsoleOptions& old,
+                         const ConsoleOptions& wanted);
 
 }  // namespace kvmon

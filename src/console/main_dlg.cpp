@@ -10,8 +10,8 @@
 #include "channel/channel_messages.h"
 #include "channel/video_wnd.h"
 #include "console/message_box.h"
+#include "console/status_line.h"
 #include "console/view_commands.h"
-#include "console/wait_dialog.h"
 #include "console/widget_style.h"
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
@@ -19,9 +19,11 @@
 #include "persist/utilities.h"
 #include "server/kelvara_info.h"
 #include "server/server_messages.h"
+#include "skin/background.h"
 #include "skin/input_messages.h"
 #include "skin/palette.h"
 #include "skin/skin_messages.h"
+#include "skin/wait_dlg.h"
 #include "skin/xskin_od_button.h"
 #include "skin/xskin_static.h"
 
@@ -42,6 +44,7 @@ CMainDlg::CMainDlg(ClientSite& site, QWidget* parent, std::uint16_t language)
     setFocusPolicy(Qt::StrongFocus);
     setMinimumSize(kMinConsoleWidth, kMinConsoleHeight);
     resize(kMinConsoleWidth, kMinConsoleHeight);
+    m_status = std::make_unique<StatusLine>(*this);
 }
 
 CMainDlg::~CMainDlg() {
@@ -122,6 +125,8 @@ void CMainDlg::DestroyWindow() {
     m_bDestroyed = true;
     setCursor(Qt::WaitCursor);
     m_view.SaveViewState(m_strKeyName);
+    m_screens.SaveState(m_strKeyName);
+    m_screens.LeaveFullScreen();
     m_binding.SaveMultiServerInfo();
     Logout(false);
     ShowWaitDialog(false);
@@ -130,6 +135,7 @@ void CMainDlg::DestroyWindow() {
 
 void CMainDlg::OnDestroy() {
     m_bClosing = true;
+    m_audio.CloseTalk();
     ReapRemovedServers(false);
     ReapRemovedCameras(false);
     KillTimer(kTimerSweep);
@@ -141,6 +147,7 @@ void CMainDlg::OnDestroy() {
 
 void CMainDlg::OnBtnLogout() {
     setCursor(Qt::WaitCursor);
+    m_audio.CloseTalk();
     m_view.LeaveMultiDisplay();
     m_session.CleanBrowserUserInfo();
     Logout(true);
@@ -163,19 +170,12 @@ void CMainDlg::PressMenuEntry(int id) {
 
 void CMainDlg::LoadSettings() {
     m_options.Load(Registry(), m_strKeyName);
+    m_site.ShowBrowserToolbar(m_options.bShowBrowserToolbar);
     m_view.LoadMaxViewMode(m_options.bMaxViewMode);
     m_controls.SetPressed(kCtlViewSize, m_options.bMaxViewMode);
     m_sequential.SetInterval(m_options.dwSequentialInterval);
-    m_controls.SetShown(kCtlAudio, true);
-    m_controls.SetPressed(kCtlAudio, m_options.bEnableAudio);
-}
-
-bool CMainDlg::IsAudioChecked() const {
-    const bool bPressed = m_controls.IsPressed(kCtlAudio);
-    Trace("CMainDlg::IsAudioChecked: m_pAudioButton->GetCheck()==BST_CHECKED=%s...\n", BoolText(bPressed));
-    const bool bExists = m_controls.Exists(kCtlAudio);
-    Trace("CMainDlg::IsAudioChecked: ::IsWindow(m_pAudioButton->GetSafeHwnd() )=%s...\n", BoolText(bExists));
-    return bPressed && bExists;
+    m_events.Start();
+    m_audio.LoadSettings(m_options.bEnableAudio);
 }
 
 void CMainDlg::OnLogin() {
@@ -186,7 +186,8 @@ void CMainDlg::OnLogin() {
     }
     for (QObject* const child : children()) {
         auto* const widget = qobject_cast<QWidget*>(child);
-        if (widget != nullptr && !widget->isWindow() && widget != m_waitDialog.get()) {
+        if (widget != nullptr && !widget->isWindow() && widget != m_waitDialog.get() &&
+            widget != m_status.get()) {
             widget->setEnabled(bLoggedIn);
         }
     }
@@ -208,9 +209,10 @@ void CMainDlg::ShowWaitDialog(bool bShow) {
         return;
     }
     if (!m_waitDialog) {
-        m_waitDialog = std::make_unique<WaitDialog>(*this);
+        m_waitDialog = std::make_unique<CWaitDlg>(this, CWaitDlg::Place::Inside);
+        m_waitDialog->SetText(LoadString(1108));
     }
-    m_waitDialog->Open();
+    m_waitDialog->Open(false);
 }
 
 bool CMainDlg::IsWaitDialogShown() const {
@@ -263,10 +265,14 @@ void CMainDlg::OnTimer(std::uint32_t id) {
             break;
         case kTimerSecond:
             m_serverClock.OnTick();
+            m_status->OnTick();
             break;
         case kTimerStopping:
             m_session.OnStoppingTimer();
             m_sequential.OnPrepareTimer();  // each tick goes on to that
+            break;
+        case kTimerEvents:
+            m_events.OnTimer();
             break;
         case kTimerPendingServers:
             m_binding.BuildView();
@@ -289,9 +295,14 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
             break;
         case WM_UPDATEVSINFO:
             m_binding.OnUpdateSvrInfo(static_cast<std::uint32_t>(wParam), server);
+            m_status->OnTick();
             break;
         case WM_GETVSINFO_FAILED:
             m_binding.OnGetVSInfoFailed(static_cast<std::uint32_t>(wParam), server);
+            m_status->OnFailure(GetServer(server));
+            break;
+        case WM_GETNVREVENT:
+            m_events.OnGetEvents(wParam, server);
             break;
         case kMsgPressLogout:
             PressButton(kCtlLogout);
@@ -359,6 +370,15 @@ void CMainDlg::OnCommand(int id) {
             m_controls.SetShown(kCtlGotoPage2, false);
             m_site.NotifyGotoPage(2);
             break;
+        case kCtlOptions:
+            m_optionsCommand.OpenSettings();
+            break;
+        case kCtlRecorders:
+            m_optionsCommand.OpenRecorders(*this);
+            break;
+        case kCtlLanguage:
+            m_optionsCommand.OpenLanguages();
+            break;
         case kCtlLogout:
             OnBtnLogout();
             break;
@@ -403,10 +423,22 @@ void CMainDlg::OnCommand(int id) {
             m_cameraControls.OnBtnPresetMenu();
             break;
         case kCtlAudio:
-            SetAudio();
+            m_audio.Sync();
+            break;
+        case kCtlTalk:
+            m_audio.OnTalk();
             break;
         case kCtlSnapshot:
             m_snapshot.Take();
+            break;
+        case kCmdEvents:
+            m_events.OpenWindow();
+            break;
+        case kCmdEMap:
+            m_windows.OpenEMap();
+            break;
+        case kCmdDiskStatus:
+            m_windows.OpenDiskStatus();
             break;
         case kCmdRefreshControls:
             m_cameraControls.Refresh();
@@ -419,17 +451,6 @@ void CMainDlg::OnCommand(int id) {
         default:
             m_cellMenu.OnCommand(id);
             break;
-    }
-}
-
-// Sound for the active window's camera and none for the others: one camera plays at a time.
-void CMainDlg::SetAudio() {
-    const bool bOn = IsAudioChecked();
-    const auto active = m_view.Cells().GetActiveCamera();
-    for (int n = 0; n < m_cameras.GetCount(); ++n) {
-        if (const auto camera = m_cameras.GetCameraByChannel(n)) {
-            camera->SetPlayAudio(bOn && camera == active);
-        }
     }
 }
 
@@ -451,6 +472,7 @@ void CMainDlg::OnDoubleClick() {
 void CMainDlg::resizeEvent(QResizeEvent* event) {
     CXSkinDialog::resizeEvent(event);
     m_view.SetConsoleSize(width(), height());
+    m_status->setGeometry(SkinStatusRect(size()));
     if (m_waitDialog) {
         m_waitDialog->Centre();
     }

@@ -13,8 +13,6 @@ namespace kvmon {
 namespace {
 
 constexpr std::string_view kListsKey = "MultiServer";
-// Each server is a thread and more; a stored count is only believed up to here.
-constexpr int kMaxServers = 64;
 
 std::string ListKey(const std::string& listName) {
     return FormatText("MultiServer\\%s", listName.c_str());
@@ -31,6 +29,7 @@ std::optional<SavedServer> LoadEntry(const COrvoRegistry& registry, const std::s
     server.port = registry.GetProfileInt(key, "Port", 80);
     server.user = registry.GetProfileString(key, "Username", {});
     server.channelCount = registry.GetProfileInt(key, "ChannelCount", 0);
+    server.nameGiven = !server.name.empty() && registry.GetProfileInt(key, "NameGiven", 0) != 0;
     if (server.address.empty() || server.user.empty() || server.port < 1 || server.port > 65535) {
         return std::nullopt;
     }
@@ -51,12 +50,19 @@ void SaveEntry(COrvoRegistry& registry, const std::string& key, const SavedServe
     registry.WriteProfileString(key, "Username", server.user);
     SaveEncryptPasswd(registry, key, "Passwd", server.user, server.password);
     registry.WriteProfileInt(key, "ChannelCount", server.channelCount);
+    if (server.nameGiven) {
+        registry.WriteProfileInt(key, "NameGiven", 1);
+    }
 }
 
 }  // namespace
 
 std::string ServerIdentity(const SavedServer& server) {
     return FormatText("%s@%s:%u", server.user.c_str(), server.address.c_str(), server.port);
+}
+
+bool IsSameLogin(const SavedServer& a, const SavedServer& b) {
+    return a.address == b.address && a.port == b.port && a.user == b.user;
 }
 
 std::string KeyFromName(std::string_view name) {
@@ -70,6 +76,7 @@ std::vector<SavedServer> LoadServerList(const COrvoRegistry& registry, const std
     if (listName.empty()) {
         return {};
     }
+    // A stored count is only believed up to a limit.
     const int nCount = static_cast<int>(
         std::min<std::uint32_t>(registry.GetProfileInt(ListKey(listName), "Count", 0), kMaxServers));
     Trace("CMainDlg::LoadVSInfo: nCount=%d\n", nCount);
@@ -97,6 +104,10 @@ void SaveServerList(COrvoRegistry& registry, const std::string& listName,
         registry.WriteProfileString(kListsKey, ServerIdentity(servers[i]), listName);
         SaveEntry(registry, EntryKey(listName, static_cast<int>(i)), servers[i]);
     }
+}
+
+void ForgetServer(COrvoRegistry& registry, const SavedServer& server) {
+    registry.WriteProfileString(kListsKey, ServerIdentity(server), {});
 }
 
 }  // namespace kvmon

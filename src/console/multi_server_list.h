@@ -17,7 +17,13 @@ struct SavedServer {
     std::string user;
     std::string password;
     std::uint32_t channelCount = 0;  // known at the last save
+    bool nameGiven = false;          // by the user, so that the recorder's own does not replace it
 };
+
+inline constexpr int kMaxServers = 64;  // each is a thread and more
+
+// The same login at the same place; such a one is listed once.
+bool IsSameLogin(const SavedServer& a, const SavedServer& b);
 
 // "user@address:port", which names a first server's list.
 std::string ServerIdentity(const SavedServer& server);
@@ -33,5 +39,8 @@ std::vector<SavedServer> LoadServerList(const COrvoRegistry& registry, const std
 // list: the one of that name is deleted then.
 void SaveServerList(COrvoRegistry& registry, const std::string& listName,
                     const std::vector<SavedServer>& servers);
+
+// A server that was taken off a list no longer leads to it.
+void ForgetServer(COrvoRegistry& registry, const SavedServer& server);
 
 }  // namespace kvmon

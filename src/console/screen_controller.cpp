@@ -7,6 +7,7 @@
 #include "console/fs_panel.h"
 #include "console/main_dlg.h"
 #include "persist/log_file.h"
+#include "persist/orvo_registry.h"
 #include "persist/string_table.h"
 #include "skin/input_messages.h"
 
@@ -14,6 +15,7 @@ namespace kvmon {
 
 namespace {
 
+constexpr const char* kDisplayEntry = "FullScreenDisplay";
 constexpr std::uint32_t kStrError = 4005;
 constexpr std::uint32_t kStrNoSecondDisplay = 4016;
 
@@ -84,6 +86,23 @@ bool ScreenController::LeaveFullScreen() {
     }
     SetFullScreen(false, true);
     return true;
+}
+
+void ScreenController::SaveState(const std::string& key) const {
+    if (!key.empty()) {
+        Registry().WriteProfileString(key, kDisplayEntry,
+                                      m_fullScreen && m_fullScreen->Display()
+                                          ? m_fullScreen->Display()->name().toStdString()
+                                          : std::string());
+    }
+}
+
+void ScreenController::LoadState(const std::string& key) {
+    const std::string name = Registry().GetProfileString(key, kDisplayEntry, {});
+    const QScreen* const own = OwnDisplay();
+    if (!name.empty() && own != nullptr && own->name().toStdString() == name) {
+        SetFullScreen(true, true);
+    }
 }
 
 // --- the second display

@@ -4,6 +4,7 @@
 #include <QtCore/QList>
 #include <QtCore/QObject>
 #include <memory>
+#include <string>
 
 class QScreen;
 class QWidget;
@@ -41,6 +42,10 @@ public:
     void LeaveSecondDisplay();
     // The view has taken its windows from the second panel.
     void OnSecondPanelUnused();
+
+    // Whether full screen is on, from one session to the next; only on the display where it was.
+    void SaveState(const std::string& key) const;
+    void LoadState(const std::string& key);
 
     // Where a dialog has to open to be seen.
     QWidget* DialogHost() const;

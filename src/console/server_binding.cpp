@@ -1,5 +1,7 @@
 #include "console/server_binding.h"
 
+#include <utility>
+
 #include "channel/base_camera.h"
 #include "channel/channel_messages.h"
 #include "console/fill_pattern.h"
@@ -8,6 +10,7 @@
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
 #include "persist/string_table.h"
+#include "server/capability_reader.h"
 #include "server/kelvara_info.h"
 #include "server/nvr_status.h"
 #include "server/server_messages.h"
@@ -21,33 +24,17 @@ constexpr std::uint32_t kRefusalsShown = 6;   // more refused logins than this a
 constexpr std::uint32_t kFailuresShown = 11;  // more failures than this count as disconnected
 constexpr std::string_view kLocalKey = "__Local_";
 
-SavedServer DescribeServer(const CKelvaraInfo& info) {
-    return {info.GetServerName(), info.GetHost(),     info.GetPort(),
-            info.GetUser(),       info.GetPassword(), static_cast<std::uint32_t>(info.GetChannelCount())};
-}
-
-bool IsSameServer(const CKelvaraInfo& info, const SavedServer& saved) {
-    return info.GetHost() == saved.address && info.GetPort() == saved.port && info.GetUser() == saved.user;
-}
-
-// The key of the channels of a server. Two servers of one name do not share it.
-std::string RegFolder(const CKelvaraInfo& info, int server) {
-    const CKelvaraInfo* const first = GetServer(0);
-    const bool bOwnName = server == 0 || first == nullptr || first->GetServerName() != info.GetServerName();
-    const std::string name = KeyFromName(info.GetServerName());
-    return bOwnName && !name.empty() ? name : KeyFromName(ServerIdentity(DescribeServer(info)));
-}
-
-bool IsListed(const SavedServer& saved) {
-    for (int i = 0; i < GetServerCount(); ++i) {
-        if (IsSameServer(*GetServer(i), saved)) {
-            return true;
-        }
-    }
-    return false;
-}
-
 }  // namespace
+
+// Two servers of one name do not share the key of their channels.
+std::string ServerBinding::RegFolder(const CKelvaraInfo& info, int server) const {
+    const std::string name = KeyFromName(info.GetServerName());
+    bool bOwnName = !name.empty();
+    for (int i = 0; i < server; ++i) {
+        bOwnName = bOwnName && GetServer(i)->GetServerName() != info.GetServerName();
+    }
+    return bOwnName ? name : KeyFromName(ServerIdentity(Describe(info)));
+}
 
 void ServerBinding::OnUpdateSvrInfo(std::uint32_t code, int server) {
     switch (code) {
@@ -56,8 +43,10 @@ void ServerBinding::OnUpdateSvrInfo(std::uint32_t code, int server) {
             OnCameraConnection(server);
             break;
         case SUPPORT_HDCHART:
-            // The chart that would show the disk is not part of this console.
             Trace("CMainDlg::OnUpdateSvrInfo: SUPPORT_HDCHART...\n");
+            if (server == m_nShownServer) {
+                m_dlg.Windows().OnDiskInfo(server);
+            }
             break;
         case WM_UPDATEVSINFO_CAMERASTATUS:
             Trace("CMainDlg::OnUpdateSvrInfo: WM_UPDATEVSINFO_CAMERASTATUS...\n");
@@ -67,9 +56,35 @@ void ServerBinding::OnUpdateSvrInfo(std::uint32_t code, int server) {
             Trace("CMainDlg::OnUpdateSvrInfo: WM_UPDATEVSINFO_SERVERINFO...\n");
             OnServerInfo(server);
             break;
+        case WM_UPDATEVSINFO_CAPABILITIES:
+            OnCapabilities(server);
+            break;
         default:
             break;
     }
+}
+
+void ServerBinding::OnCapabilities(int server) {
+    const CKelvaraInfo* const info = GetServer(server);
+    for (int slot = 0; info != nullptr && slot < info->GetCameraCount(); ++slot) {
+        if (const auto camera = GetServerCamera(server, slot)) {
+            TakeCapabilities(*info, slot, *camera);
+        }
+    }
+    m_dlg.PostMessage(WM_COMMAND, kCmdRefreshControls, 0);
+}
+
+void ServerBinding::TakeCapabilities(const CKelvaraInfo& info, int slot, CBaseCamera& camera) {
+    const ChannelCapabilities capabilities = info.GetCapabilities(slot);
+    std::vector<StreamProfile> profiles;
+    for (const CStreamEntry& entry : capabilities.streams) {
+        if (entry.IsValid()) {
+            profiles.push_back({StreamFormatName(entry.m_nFormat), entry.m_nResolution, entry.m_nId});
+        }
+    }
+    camera.SetStreamProfiles(std::move(profiles));
+    camera.SetTalkCapability(static_cast<std::uint32_t>(capabilities.nAudioOut),
+                             static_cast<std::uint32_t>(capabilities.nAudioOutType));
 }
 
 void ServerBinding::OnServerInfo(int server) {
@@ -107,6 +122,9 @@ void ServerBinding::OnCameraConnection(int server) {
     m_dlg.ShowWaitDialog(false);
     UpdateCamera(server);
     m_dlg.OnLogin();
+    if (server == 0 && std::exchange(m_bStartFurther, false)) {
+        StartStoppedServers();
+    }
 }
 
 void ServerBinding::OnFirstConnection() {
@@ -123,8 +141,10 @@ void ServerBinding::BuildView() {
     m_dlg.KillTimer(kTimerPendingServers);
     m_dlg.ShowWaitDialog(false);
     m_dlg.View().CreateVideoWnd();
+    m_dlg.OptionsDialogs().ApplyEventHighLight();
     m_dlg.View().UpdateChannelArray();
     m_dlg.View().LoadViewState(m_dlg.KeyName());
+    m_dlg.Screens().LoadState(m_dlg.KeyName());
     m_dlg.FocusStyleButton();
     m_nPendingMask = 0;
     for (int i = 0; i < GetServerCount(); ++i) {
@@ -193,6 +213,7 @@ void ServerBinding::UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, c
         camera->StartCameraThreads();
         changes.list = changes.count = changes.status = true;
     }
+    TakeCapabilities(info, slot, *camera);
     const std::string name = info.GetChannelName(slot);
     if (camera->GetCameraName() != name) {
         camera->SetCameraName(name);
@@ -273,7 +294,7 @@ void ServerBinding::OnAuthorizationFailed(CKelvaraInfo& info, int server) {
     info.StopGetKelvaraInfo(false, false);
     const auto text = [&](std::uint32_t id) {
         return FillPattern(LoadString(id),
-                           {info.GetHost(), std::to_string(info.GetPort()), info.GetServerName()});
+                           {info.GetHost(), std::to_string(info.GetPort()), Describe(info).name});
     };
     if (server == 0) {
         m_dlg.ShowWaitDialog(false);
@@ -304,33 +325,6 @@ void ServerBinding::OnBtnServerLis() {
     }
 }
 
-void ServerBinding::LoadVSInfo() {
-    const CKelvaraInfo* const first = GetServer(0);
-    if (first == nullptr) {
-        return;
-    }
-    for (const SavedServer& saved : LoadServerList(Registry(), ServerIdentity(DescribeServer(*first)))) {
-        if (IsListed(saved)) {
-            continue;
-        }
-        const int idx = AddServer(saved.address, saved.port, saved.user, saved.password);
-        CKelvaraInfo* const info = GetServer(idx);
-        if (info == nullptr) {
-            continue;
-        }
-        info->SetNotifyWnd(m_dlg.Handle());
-        info->StartGetKelvaraInfo(false);
-        if (!saved.name.empty()) {
-            info->SetServerName(saved.name);
-        }
-        if (saved.channelCount != 0) {
-            info->SetChannelCount(static_cast<int>(std::min<std::uint32_t>(saved.channelCount, 128)));
-        }
-        m_nPendingMask |= PendingBit(idx);
-        Trace("CMainDlg::LoadVSInfo: idx=%d, uCameraCount=%u\n", idx, saved.channelCount);
-    }
-}
-
 void ServerBinding::SaveCameraSettings() {
     const COrvoRegistry::Batch together(Registry());
     for (int server = 0; server < GetServerCount(); ++server) {
@@ -340,17 +334,6 @@ void ServerBinding::SaveCameraSettings() {
             }
         }
     }
-}
-
-void ServerBinding::SaveMultiServerInfo() {
-    if (!m_bInitialised) {
-        return;  // the stored list was never read: what is listed now does not replace it
-    }
-    std::vector<SavedServer> servers;
-    for (int i = 0; i < GetServerCount(); ++i) {
-        servers.push_back(DescribeServer(*GetServer(i)));
-    }
-    SaveServerList(Registry(), m_dlg.KeyName(), servers);
 }
 
 }  // namespace kvmon

@@ -2,25 +2,32 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
+#include <vector>
+
+#include "console/multi_server_list.h"
 
 namespace kvmon {
 
+class CBaseCamera;
 class CKelvaraInfo;
-struct CameraSettings;
 class CMainDlg;
+struct CameraSettings;
 
 class ServerBinding {
 public:
     explicit ServerBinding(CMainDlg& dlg) : m_dlg(dlg) {}
 
-    // Message 11323. Codes outside 1 to 4 are ignored.
+    // Message 11323. Codes outside 1 to 5 are ignored.
     void OnUpdateSvrInfo(std::uint32_t code, int server);
     // Message 11322.
     void OnGetVSInfoFailed(std::uint32_t code, int server);
     // Timer 1016: builds the view, whether or not all stored servers have answered.
     void BuildView();
 
+    // The user logs in: when the first server answers, those that the last logout stopped go on, too.
+    void OnAutoLogin() { m_bStartFurther = m_bInitialised; }
     // The first connection update was handled.
     bool IsInitialised() const { return m_bInitialised; }
     // The servers whose first answer the view waits for, a bit for each.
@@ -28,6 +35,11 @@ public:
     // Restarts the servers after a change of options.
     void OnBtnServerLis();
     void SaveMultiServerInfo();
+    // All servers as the list keeps them, the first one in front.
+    std::vector<SavedServer> DescribeServers() const;
+    // Makes these the servers besides the first one, at once, and stores the list: those that are not among
+    // them go with their channels, those that are new are started, those that are there already go on.
+    void ChangeServers(const std::vector<SavedServer>& further);
     // What is kept of each channel; before the channels go.
     void SaveCameraSettings();
 
@@ -43,7 +55,17 @@ private:
     void OnServerInfo(int server);
     void OnCameraConnection(int server);
     void OnFirstConnection();
+    void OnCapabilities(int server);
+    void TakeCapabilities(const CKelvaraInfo& info, int slot, CBaseCamera& camera);
     void LoadVSInfo();
+    // Null when there cannot be one more.
+    CKelvaraInfo* StartServer(const SavedServer& saved);
+    SavedServer Describe(const CKelvaraInfo& info) const;
+    std::string RegFolder(const CKelvaraInfo& info, int server) const;
+    bool IsListed(const SavedServer& saved) const;
+    void StartStoppedServers();
+    void RemoveServersBut(const std::vector<SavedServer>& kept);
+    void ShowChangedServers();
     Changes UpdateCameraTable(int server);
     void UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, const CameraSettings& settings,
                           Changes& changes);
@@ -55,7 +77,9 @@ private:
     CMainDlg& m_dlg;
     int m_nShownServer = -1;
     bool m_bInitialised = false;
+    bool m_bStartFurther = false;
     std::uint64_t m_nPendingMask = 0;
+    std::map<std::string, std::string> m_givenNames;  // by the server's identity
 };
 
 // The bit of a server in the pending mask.

@@ -27,7 +27,7 @@ void ServerClock::OnTick() {
     const std::uint64_t now = SystemClock().TickMs();
     for (int i = 0; i < GetServerCount(); ++i) {
         const CKelvaraInfo* const server = GetServer(i);
-        if (!server->IsRunning() || server->GetErrorCount() > 0 || server->GetCameraCount() == 0) {
+        if (!server->IsConnected()) {
             continue;
         }
         Reading& reading = m_readings[server];

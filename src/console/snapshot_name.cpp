@@ -1,5 +1,6 @@
 #include "console/snapshot_name.h"
 
+#include <QtCore/QDir>
 #include <QtCore/QStandardPaths>
 #include <algorithm>
 
@@ -9,7 +10,8 @@ namespace kvmon {
 
 std::string DefaultSnapshotFolder() {
     const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
-    return documents.isEmpty() ? std::string() : documents.toStdString() + "/Snapshot";
+    const QString folder = documents + "/Snapshot";
+    return !documents.isEmpty() && QDir().mkpath(folder) ? folder.toStdString() : std::string();
 }
 
 std::string LegalNamePart(std::string_view serverName) {

@@ -12,11 +12,9 @@ QString ConsoleStyleSheet() {
                "QComboBox { color: %1; background: %2; border: 1px solid %3; border-radius: 3px;"
                " padding: 1px 6px; }"
                "QComboBox:disabled { color: %4; }"
-               "QComboBox QAbstractItemView { color: %1; background: %2; selection-background-color: %5; }"
-               "QFrame#waitDialog { background: %6; border: 1px solid %3; border-radius: 4px; }"
-               "QFrame#waitDialog QLabel { color: %1; border: none; background: transparent; }")
+               "QComboBox QAbstractItemView { color: %1; background: %2; selection-background-color: %5; }")
         .arg(name(palette::kInkBright), name(palette::kField), name(palette::kEdge),
-             name(palette::kInkDisabled), name(palette::kFaceChecked), name(palette::kPanel));
+             name(palette::kInkDisabled), name(palette::kFaceChecked));
 }
 
 }  // namespace kvmon

@@ -84,6 +84,15 @@ CallResult AutoLogin(CTR450ClientImpl& impl, Arguments arguments) {
     return {};
 }
 
+CallResult TestEMap(CTR450ClientImpl& impl, Arguments arguments) {
+    const std::string* const auth = AsText(arguments[0]);
+    if (auth == nullptr) {
+        return {CallStatus::NotDone, {}};
+    }
+    impl.TestEMap(*auth);
+    return {};
+}
+
 CallResult PreparePlaybackData(CTR450ClientImpl& impl, Arguments arguments) {
     const auto user = ToText(arguments[0]);
     const auto shares = ToText(arguments[1]);
@@ -140,6 +149,7 @@ constexpr AutomationMember kMembers[] = {
          impl.UnpreparePlaybackData();
          return CallResult{};
      }},
+    {18, "TestEMap", kMethod, 1, 1, TestEMap},
     {19, "AuthData", kGet, 0, 0, [](Impl& impl, Arguments) { return Text(impl.GetAuthData()); }},
     {19, "AuthData", kPut, 1, 1,
      [](Impl& impl, Arguments a) {

@@ -91,6 +91,13 @@ void CTR450ClientImpl::AutoLogin(const std::string& authText) {
     }
 }
 
+void CTR450ClientImpl::TestEMap(const std::string& authText) {
+    const auto credential = m_pMainDlg ? DecodeAuthText(authText) : std::nullopt;
+    if (credential) {
+        m_pMainDlg->Windows().OpenEMap(credential->first, credential->second);
+    }
+}
+
 void CTR450ClientImpl::Logout() {
     if (m_pMainDlg) {
         m_pMainDlg->Logout(true);

@@ -70,6 +70,8 @@ public:
     // Text that is no credential is ignored.
     void AutoLogin(const std::string& authText);
     void Logout();
+    // Shows the recorder's site map for this user. Text that is no credential is ignored.
+    void TestEMap(const std::string& authText);
     void ChangeSize(int width, int height);
     QSize GetSize() const { return m_size; }
     const std::string& GetGotoServerText() const { return m_strGotoServer; }

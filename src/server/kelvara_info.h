@@ -42,6 +42,8 @@ public:
     // A null handle: nothing is posted.
     void SetNotifyWnd(WindowHandle hWnd);
     bool IsRunning() const;
+    // The last round of queries was answered.
+    bool IsConnected() const;
 
     int GetIdx() const;
     void SetIdx(int nIdx);
@@ -66,6 +68,10 @@ public:
     // One status word; 0 when out of range.
     std::uint32_t GetStatus(int nCh, std::uint32_t nMask) const;
 
+    // What a channel can do; nothing until the recorder has told (WM_UPDATEVSINFO_CAPABILITIES), which
+    // many never do.
+    ChannelCapabilities GetCapabilities(int nCh) const;
+
     // The channel objects, by position; null allowed.
     std::shared_ptr<ServerCamera> GetCamera(int nCh) const;
     bool SetCamera(int nCh, std::shared_ptr<ServerCamera> pCamera);
@@ -73,6 +79,8 @@ public:
     void SetCameraCount(int nCount);
 
     std::uint32_t GetErrorCount() const;
+    // How long the thread waits between a failure, with the present count, and its next try.
+    std::uint32_t GetRetrySeconds() const;
     void RaiseErrorCount();
     bool IsNoRightReported() const;
     void SetNoRightReported(bool bReported);
@@ -96,6 +104,7 @@ private:
     mutable std::mutex m_csWorker;
     std::shared_ptr<ServerWorker> m_worker;  // guarded by m_csWorker; a new one when a thread is abandoned
     Worker m_hGetKelvaraInfoThread;
+    Worker m_hCapabilityThread;
     mutable std::mutex m_csCameras;
     std::vector<std::shared_ptr<ServerCamera>> m_Cameras;
 };
@@ -109,6 +118,8 @@ int FindServer(const std::string& host, std::uint32_t nPort);
 int GetServerCount();
 // Null when out of range.
 CKelvaraInfo* GetServer(int nIdx);
+// Stops a server with its cameras and parks it. Those behind it move up by one and are told so.
+void RemoveServer(int nIdx);
 // Parks a server, no longer in the list, with those under removal.
 void ParkServer(std::unique_ptr<CKelvaraInfo> pServer);
 // Stops one camera and parks it with those under removal.

@@ -60,6 +60,26 @@ void ParkServer(std::unique_ptr<CKelvaraInfo> pServer) {
     Lists().removedServers.push_back(std::move(pServer));
 }
 
+void RemoveServer(int nIdx) {
+    CKelvaraInfo* const server = GetServer(nIdx);
+    if (server == nullptr) {
+        return;
+    }
+    for (int i = 0; i < server->GetCameraCount(); ++i) {
+        StopAndRemoveCamera(nIdx, i);
+    }
+    server->SetCameraCount(0);
+    server->SetNotifyWnd({});
+    server->StopGetKelvaraInfo(false, false);
+    auto& servers = Lists().servers;
+    const auto place = servers.begin() + nIdx;
+    ParkServer(std::move(*place));
+    servers.erase(place);
+    for (int i = nIdx; i < GetServerCount(); ++i) {
+        GetServer(i)->SetIdx(i);
+    }
+}
+
 void StopAndRemoveCamera(int nIdx, int nCameraIdx) {
     CKelvaraInfo* const server = GetServer(nIdx);
     std::shared_ptr<ServerCamera> camera = server != nullptr ? server->GetCamera(nCameraIdx) : nullptr;

@@ -76,6 +76,8 @@ public:
         switch (hint) {
             case SH_UnderlineShortcut:
                 return 1;
+            case SH_DialogButtonBox_ButtonsHaveIcons:
+                return 0;
             case SH_ComboBox_Popup:  // a list below the box, not a menu over it
                 return 0;
             case SH_ComboBox_PopupFrameStyle:
@@ -104,6 +106,8 @@ public:
                 return {result.width(), 26};
             case CT_TabBarTab:
                 return result + QSize(10, 4);
+            case CT_HeaderSection:
+                return result.expandedTo({0, 26});
             case CT_ItemViewItem:
                 return result.expandedTo({0, 22});
             default:
@@ -157,6 +161,8 @@ public:
                      const QWidget* widget) const override {
         if (element == CE_TabBarTabShape) {
             DrawTab(*option, *painter);
+        } else if (element == CE_HeaderSection || element == CE_HeaderEmptyArea) {
+            DrawHeader(option->rect, element == CE_HeaderSection, *painter);
         } else if (element == CE_ProgressBarGroove) {
             DrawBox(*painter, option->rect, palette::kField, palette::kEdge);
         } else if (element == CE_ProgressBarContents) {
@@ -327,6 +333,17 @@ private:
         }
         const QRect line(option.rect.left() + 4, option.rect.bottom() - 2, option.rect.width() - 10, 2);
         painter.fillRect(line, QColor(chosen ? palette::kAccent : palette::kEdgeDisabled));
+    }
+
+    // The titles of a table's columns.
+    static void DrawHeader(const QRect& rect, bool bDivided, QPainter& painter) {
+        painter.fillRect(rect, QColor(palette::kPanel));
+        painter.setPen(QColor(palette::kEdge));
+        painter.drawLine(rect.bottomLeft(), rect.bottomRight());
+        if (bDivided) {
+            painter.setPen(QColor(palette::kEdgeDisabled));
+            painter.drawLine(rect.topRight() + QPoint(0, 5), rect.bottomRight() - QPoint(0, 5));
+        }
     }
 
     static void DrawProgress(const QStyleOptionProgressBar& bar, QPainter& painter) {

@@ -2,10 +2,12 @@
 
 #include <QtGui/QCloseEvent>
 #include <QtGui/QKeyEvent>
+#include <QtGui/QPainter>
 #include <QtWidgets/QHBoxLayout>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QPushButton>
 
+#include "skin/palette.h"
 #include "skin/picture_ex.h"
 
 namespace kvmon {
@@ -14,16 +16,21 @@ namespace {
 constexpr int kTextWidth = 240;
 }
 
-CWaitDlg::CWaitDlg(QWidget* parent)
+CWaitDlg::CWaitDlg(QWidget* parent, Place place)
     : WindowBase(parent),
+      place_(place),
       picture_(new CPictureEx(this)),
       text_(new QLabel(this)),
       close_(new QPushButton("Close", this)) {
-    setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint);
-    setAttribute(Qt::WA_StyledBackground);
+    if (place_ == Place::Above) {
+        setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint);
+    }
+    close_->setVisible(place_ == Place::Above);
     text_->setTextFormat(Qt::PlainText);
     text_->setWordWrap(true);
-    text_->setMinimumWidth(kTextWidth);
+    if (place_ == Place::Above) {
+        text_->setMinimumWidth(kTextWidth);
+    }
     auto* const line = new QHBoxLayout;
     line->setSpacing(16);
     line->addWidget(picture_);
@@ -56,13 +63,30 @@ void CWaitDlg::Open(bool modal) {
     open_ = true;
     setWindowModality(modal ? Qt::WindowModal : Qt::NonModal);
     picture_->Draw();
-    adjustSize();
-    if (parentWidget() != nullptr) {
-        const QWidget* const above = parentWidget()->window();
-        move(above->frameGeometry().center() - rect().center());
-    }
+    Centre();
     show();
-    close_->setFocus(Qt::OtherFocusReason);
+    raise();
+    if (place_ == Place::Above) {
+        close_->setFocus(Qt::OtherFocusReason);
+    }
+}
+
+void CWaitDlg::Centre() {
+    adjustSize();
+    if (place_ == Place::Inside && parentWidget() != nullptr) {
+        move(parentWidget()->rect().center() - rect().center());
+    } else if (parentWidget() != nullptr) {
+        move(parentWidget()->window()->frameGeometry().center() - rect().center());
+    }
+}
+
+void CWaitDlg::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.fillRect(rect(), QColor(palette::kPanel));
+    if (place_ == Place::Inside) {
+        painter.setPen(QColor(palette::kEdge));
+        painter.drawRect(rect().adjusted(0, 0, -1, -1));
+    }
 }
 
 void CWaitDlg::Close(int result) {

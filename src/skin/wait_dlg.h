@@ -18,8 +18,12 @@ class CPictureEx;
 // is the result.
 class CWaitDlg : public WindowBase {
 public:
-    // The parent is the window above which it stands.
-    explicit CWaitDlg(QWidget* parent);
+    enum class Place {
+        Above,   // a window of its own above the parent's, with the button
+        Inside,  // a part of the parent, over its middle, without the button: there is nothing to give up
+    };
+
+    explicit CWaitDlg(QWidget* parent, Place place = Place::Above);
 
     // UTF-8, shown as it is.
     void SetText(std::string text);
@@ -31,13 +35,17 @@ public:
     void Open(bool modal);
     void Close(int result);
     bool IsOpen() const { return open_; }
+    // Back to the middle of the parent, which has changed its size.
+    void Centre();
 
 protected:
+    void paintEvent(QPaintEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     LParam OnMessage(std::uint32_t message, WParam wParam, LParam lParam) override;
 
 private:
+    const Place place_;
     CPictureEx* picture_;
     QLabel* text_;
     QPushButton* close_;

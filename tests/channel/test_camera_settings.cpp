@@ -3,6 +3,8 @@
 #include "channel/base_camera.h"
 #include "channel/frame_rate.h"
 #include "channel/stream_choice.h"
+#include "persist/orvo_registry.h"
+#include "support/temp_folder.h"
 
 namespace kvmon {
 namespace {
@@ -17,6 +19,76 @@ CameraSettings Settings() {
     settings.m_lpszSvrBase64Auth = "dXNlcjpwYXNz";
     settings.m_bMonitorRight = 1;
     return settings;
+}
+
+// Settings in a folder that goes away.
+class StoredCamera : public testing::Test {
+protected:
+    StoredCamera() {
+        RegistryApp app;
+        app.databasePath = folder.File("settings.db");
+        Registry().InitRegistry(false, app);
+    }
+    ~StoredCamera() override { Registry().Close(); }
+
+    static std::shared_ptr<CBaseCamera> Make(const CameraSettings& settings) {
+        auto camera = CreateCamera(&settings);
+        *camera = settings;
+        camera->SetRegFolder("Hall");
+        camera->Picture().SetBitmapInfo(MakeBitmapInfo(640, 480));
+        return camera;
+    }
+
+    kvtest::TempFolder folder;
+};
+
+TEST_F(StoredCamera, ComesBackForItselfAndForNoOther) {
+    CameraSettings settings = Settings();
+    settings.m_NetworkSetting[1].szAddress = "camera.example.org";  // longer than the first
+    const auto before = Make(settings);
+    before->Picture().SetDisplayMode(DisplayMode::OwnSize);
+    before->Picture().SetDeinterlace(true);
+    before->SetFixSizeServer(320, 240);
+    before->SetDigitalZoom(true);
+    before->DZZoomAt({0, 0, 640, 480}, {100, 100}, 20);
+    before->SaveCameraSettings();
+    const std::string key = "Hall\\Ch04";
+    EXPECT_EQ(Registry().GetProfileBinarySize(key, "CameraIp2"), 11u);  // of the first's length
+    EXPECT_EQ(Registry().GetProfileBinarySize(key, "DigitalZoomRect"), 16u);
+
+    const auto after = Make(settings);
+    after->LoadCameraSettings();
+    EXPECT_TRUE(after->IsDigitalZoom());
+    EXPECT_EQ(after->GetDigitalZoomLevel(), 20);
+    EXPECT_EQ(after->Picture().GetZoomRect(), before->Picture().GetZoomRect());
+    EXPECT_EQ(after->Picture().GetDisplayMode(), DisplayMode::OwnSize);
+    EXPECT_TRUE(after->Picture().IsDeinterlace());
+    EXPECT_EQ(after->Picture().GetSubString(SubString::FixSize), "Fix Size: 320 x 240");
+
+    settings.m_dwModelId = 8;
+    const auto other = Make(settings);
+    other->LoadCameraSettings();
+    EXPECT_FALSE(other->IsDigitalZoom());
+    EXPECT_EQ(other->Picture().GetDisplayMode(), DisplayMode::Fill);
+}
+
+TEST_F(StoredCamera, TakesTheOldSwitchAndNoNonsense) {
+    const std::string key = "Hall\\Ch04";
+    const auto camera = Make(Settings());
+    Registry().WriteProfileInt(key, "KeepAspectRatio", 1);
+    Registry().WriteProfileInt(key, "DigitalZoom", 1);
+    Registry().WriteProfileInt(key, "DigitalZoomInMultiple", 0x7FFFFFFF);
+    Registry().WriteProfileBinary(key, "DigitalZoomRect", std::array<std::uint8_t, 3>{1, 2, 3});
+    camera->LoadCameraSettings();
+    EXPECT_EQ(camera->Picture().GetDisplayMode(), DisplayMode::KeepAspect);
+    EXPECT_TRUE(camera->IsDigitalZoom());
+    const PixelRect rect = camera->Picture().GetZoomRect();
+    EXPECT_TRUE(rect.left >= 0 && rect.right <= 640 && rect.top >= 0 && rect.bottom <= 480);
+
+    Registry().WriteProfileInt(key, "RegVersion", 1);
+    Registry().WriteProfileInt(key, "DisplayMode", 77);
+    camera->LoadCameraSettings();
+    EXPECT_EQ(camera->Picture().GetDisplayMode(), DisplayMode::KeepAspect);
 }
 
 TEST(CBaseCamera, NeedsARecord) {

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "channel/base_camera.h"
 #include "channel/video_wnd.h"
 #include "console/main_dlg.h"
 #include "persist/orvo_registry.h"

@@ -8,6 +8,7 @@
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QComboBox>
 
+#include "app/desktop_window.h"
 #include "channel/base_camera.h"
 #include "channel/channel_view.h"
 #include "console/fs_panel.h"
@@ -15,6 +16,7 @@
 #include "skin/input_messages.h"
 #include "skin/xskin_od_button.h"
 #include "support/fake_recorder.h"
+#include "support/ui_watchdog.h"
 
 using namespace kvmon;
 using kvtest::FakeRecorder;
@@ -220,4 +222,62 @@ TEST_F(Screens, ADisplayThatGoesReturnsItsWindows) {
     ExpectAllHome();
     EXPECT_FALSE(console->GetButton(kCtlFullScreen)->GetCheck() == BST_CHECKED);
     emit qGuiApp->screenAdded(&ScreenAt(1));
+}
+
+TEST_F(Screens, FullScreenAndTheWindowsPlaceComeBackTheNextTime) {
+    FakeRecorder recorder("Hall", 6);
+    Open(recorder.Port());
+    Command(kCtlFullScreen);
+    ASSERT_THAT(Panels(), SizeIs(1));
+    Close();
+    EXPECT_THAT(Panels(), SizeIs(0));
+    Open(recorder.Port());
+    ASSERT_THAT(Panels(), SizeIs(1));
+    EXPECT_EQ(Panels()[0]->geometry(), ScreenAt(0).geometry());
+    EXPECT_EQ(console->GetButton(kCtlFullScreen)->GetCheck(), BST_CHECKED);
+    Key(*Panels()[0], Qt::Key_Escape);
+    Close();
+    Open(recorder.Port());
+    EXPECT_THAT(Panels(), SizeIs(0));
+    Close();
+
+    const QRect onSecond(1290, 30, 1010, 700);
+    {
+        DesktopWindow window{AppOptions()};
+        window.show();
+        window.setGeometry(onSecond);
+    }
+    {
+        DesktopWindow window{AppOptions()};
+        window.show();
+        EXPECT_EQ(window.geometry(), onSecond);
+        window.setGeometry(5000, 5000, 1000, 680);
+        emit qGuiApp->screenRemoved(&ScreenAt(1));
+        Pump();
+        EXPECT_EQ(window.geometry(), QRect(0, 0, 1000, 680));
+        emit qGuiApp->screenAdded(&ScreenAt(1));
+        window.showMaximized();
+        Pump();
+    }
+    DesktopWindow window{AppOptions()};
+    window.show();
+    EXPECT_TRUE(window.isMaximized());
+}
+
+TEST_F(Screens, TheInterfaceIsNeverBlocked) {
+    FakeRecorder recorder("Hall", 42);
+    Open(recorder.Port());
+    Command(StyleButtonId(VIEW_STYLE_12CH));
+    Pump();
+    const kvtest::UiWatchdog watchdog;
+    for (const int id : {+kCtlFullScreen, +kCtlMultiScreens, +kCtlFirstStyle, StyleButtonId(VIEW_STYLE_12CH),
+                         +kCtlFullScreen, +kCtlMultiScreens, +kCtlSnapshot}) {
+        console->PressButton(id);
+        PumpUntil([] { return false; }, std::chrono::milliseconds(100));
+    }
+    RecordProperty("LongestAwayMs", static_cast<int>(watchdog.LongestAway().count()));
+    RecordProperty("LongestWorkMs", static_cast<int>(watchdog.LongestWork().count()));
+#ifdef NDEBUG
+    EXPECT_LE(watchdog.LongestWork().count(), 50) << watchdog.LongestAway().count() << " ms by the clock";
+#endif
 }

@@ -73,6 +73,8 @@ TEST_F(Automation, MethodsGiveWhatTheyWrite) {
     EXPECT_EQ(Call("CheckCamera", {text, text, 3}).status, CallStatus::NotDone);
     EXPECT_EQ(Call("AutoLogin", {5}).status, CallStatus::NotDone);
     EXPECT_EQ(Call("AutoLogin", {text}).status, CallStatus::Ok);
+    EXPECT_EQ(Call("TestEMap", {5}).status, CallStatus::NotDone);
+    EXPECT_EQ(Call("TestEMap", {text}).status, CallStatus::Ok);
 
     EXPECT_EQ(Call("Command", {0x411, 3}).value, kNothing);  // no site
     Browser browser;

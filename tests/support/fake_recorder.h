@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/scripted_server.h"
@@ -27,10 +28,17 @@ public:
 
     std::uint16_t Port() const { return server_->Port(); }
     void SetChannels(std::vector<FakeChannel> channels);
+    // Answers requests that hold the key with this reply, head and all.
+    void SetDocument(const std::string& key, std::string reply);
+    void SetDisk(const std::string& line);
+    // The request lines that hold this text.
+    std::vector<std::string> RequestLines(const std::string& text) const;
     // Every request is answered with 401 from now on.
     void RefuseLogins(bool refuse) { refuse_ = refuse; }
     // Requests are read and never answered.
     void GoSilent() { silent_ = true; }
+    // Answers questions for the time: fourteen digits. Without one they fail.
+    void SetTime(const std::string& digits);
     // Sends a line down every notification connection.
     void Notify(const std::string& line);
     // Waits until someone sits in the notification connection.
@@ -42,15 +50,20 @@ public:
 private:
     void Serve(Peer& peer);
     void ServeNotify(Peer& peer);
+    std::string TimeReply() const;
     std::string InitInfo() const;
     std::string ExtInfo() const;
     std::string Status() const;
+    std::string Document(const std::string& head) const;
 
     const std::string name_;
     mutable std::mutex mutex_;
     mutable std::condition_variable changed_;
     std::vector<FakeChannel> channels_;
+    std::string time_;
     std::string pushed_;
+    std::vector<std::pair<std::string, std::string>> documents_;
+    std::string disk_ = "0    45  1048576";
     int pushCount_ = 0;
     int listeners_ = 0;
     std::atomic<bool> refuse_{false};

@@ -1,0 +1,161 @@
+// The recorders besides the first one: from the stored list, and by the user's changes to it.
+#include <algorithm>
+
+#include "channel/base_camera.h"
+#include "console/main_dlg.h"
+#include "console/multi_server_list.h"
+#include "console/server_binding.h"
+#include "persist/log_file.h"
+#include "persist/orvo_registry.h"
+#include "server/kelvara_info.h"
+#include "server/server_messages.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr std::uint32_t kMaxStoredChannels = 128;
+
+}  // namespace
+
+SavedServer ServerBinding::Describe(const CKelvaraInfo& info) const {
+    SavedServer server{info.GetServerName(), info.GetHost(),
+                       info.GetPort(),       info.GetUser(),
+                       info.GetPassword(),   static_cast<std::uint32_t>(info.GetChannelCount())};
+    const auto given = m_givenNames.find(ServerIdentity(server));
+    if (given != m_givenNames.end()) {
+        server.name = given->second;
+        server.nameGiven = true;
+    }
+    return server;
+}
+
+std::vector<SavedServer> ServerBinding::DescribeServers() const {
+    std::vector<SavedServer> servers;
+    for (int i = 0; i < GetServerCount(); ++i) {
+        servers.push_back(Describe(*GetServer(i)));
+    }
+    return servers;
+}
+
+bool ServerBinding::IsListed(const SavedServer& saved) const {
+    const auto servers = DescribeServers();
+    return std::any_of(servers.begin(), servers.end(),
+                       [&](const SavedServer& server) { return IsSameLogin(server, saved); });
+}
+
+CKelvaraInfo* ServerBinding::StartServer(const SavedServer& saved) {
+    if (GetServerCount() >= kMaxServers) {
+        return nullptr;
+    }
+    CKelvaraInfo* const info = GetServer(AddServer(saved.address, saved.port, saved.user, saved.password));
+    if (info == nullptr) {
+        return nullptr;
+    }
+    info->SetNotifyWnd(m_dlg.Handle());
+    info->StartGetKelvaraInfo(false);
+    if (!saved.name.empty()) {
+        info->SetServerName(saved.name);
+    }
+    if (saved.nameGiven) {
+        m_givenNames[ServerIdentity(saved)] = saved.name;
+    }
+    if (saved.channelCount != 0) {
+        info->SetChannelCount(static_cast<int>(std::min(saved.channelCount, kMaxStoredChannels)));
+    }
+    return info;
+}
+
+void ServerBinding::LoadVSInfo() {
+    const CKelvaraInfo* const first = GetServer(0);
+    if (first == nullptr) {
+        return;
+    }
+    for (const SavedServer& saved : LoadServerList(Registry(), ServerIdentity(Describe(*first)))) {
+        if (IsListed(saved)) {
+            continue;
+        }
+        if (const CKelvaraInfo* const info = StartServer(saved)) {
+            const int idx = info->GetIdx();
+            m_nPendingMask |= PendingBit(idx);
+            Trace("CMainDlg::LoadVSInfo: idx=%d, uCameraCount=%u\n", idx, saved.channelCount);
+        }
+    }
+}
+
+void ServerBinding::StartStoppedServers() {
+    for (int i = 1; i < GetServerCount(); ++i) {
+        CKelvaraInfo* const info = GetServer(i);
+        if (!info->IsRunning() && !info->IsNoRightReported()) {
+            info->SetNotifyWnd(m_dlg.Handle());
+            info->StartGetKelvaraInfo(false);
+        }
+    }
+}
+
+void ServerBinding::SaveMultiServerInfo() {
+    if (!m_bInitialised) {
+        return;  // the stored list was never read: what is listed now does not replace it
+    }
+    SaveServerList(Registry(), m_dlg.KeyName(), DescribeServers());
+}
+
+void ServerBinding::RemoveServersBut(const std::vector<SavedServer>& kept) {
+    for (int i = GetServerCount() - 1; i > 0; --i) {
+        const SavedServer server = Describe(*GetServer(i));
+        const bool bStays = std::any_of(kept.begin(), kept.end(), [&](const SavedServer& other) {
+            return IsSameLogin(other, server) && other.password == server.password;
+        });
+        if (bStays) {
+            continue;
+        }
+        for (int slot = 0; slot < GetServer(i)->GetCameraCount(); ++slot) {
+            if (const auto camera = GetServerCamera(i, slot)) {
+                camera->SaveCameraSettings();
+            }
+            RemoveCamera(i, slot);
+        }
+        m_givenNames.erase(ServerIdentity(server));
+        RemoveServer(i);
+        ForgetServer(Registry(), server);
+    }
+}
+
+void ServerBinding::ChangeServers(const std::vector<SavedServer>& further) {
+    if (!m_bInitialised || m_dlg.IsClosing()) {
+        return;
+    }
+    if (m_nPendingMask != 0) {
+        BuildView();  // its bits go by places in the list, which change now
+    }
+    RemoveServersBut(further);
+    for (const SavedServer& server : further) {
+        if (!IsListed(server)) {
+            StartServer(server);
+        } else if (server.nameGiven) {
+            m_givenNames[ServerIdentity(server)] = server.name;
+        } else {
+            m_givenNames.erase(ServerIdentity(server));
+        }
+    }
+    SaveMultiServerInfo();
+    ShowChangedServers();
+}
+
+void ServerBinding::ShowChangedServers() {
+    const ConsoleOptions& options = m_dlg.Options();
+    m_dlg.Cameras().UpdateCameraList(options.bShowNoMonitoringRight, options.bShowNoConfig);
+    ViewController& view = m_dlg.View();
+    view.UpdateChannelArray();
+    view.OnCameraListChanged();
+    view.OnSelchangePage();
+    m_nShownServer = -1;
+    OnServerInfo(0);
+    // What a server told meanwhile may have named its old place.
+    for (int i = 0; i < GetServerCount(); ++i) {
+        m_dlg.PostMessage(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERACONN, i);
+        m_dlg.PostMessage(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERASTATUS, i);
+    }
+}
+
+}  // namespace kvmon

@@ -1,0 +1,337 @@
+// The dialogs for options, language and recorders: what can be pressed, what they keep, what follows.
+#include <gmock/gmock.h>
+
+#include <QtGui/QAccessible>
+#include <QtGui/QKeyEvent>
+#include <QtGui/QMouseEvent>
+#include <QtWidgets/QCheckBox>
+#include <QtWidgets/QComboBox>
+#include <QtWidgets/QDialogButtonBox>
+#include <QtWidgets/QLabel>
+#include <QtWidgets/QLineEdit>
+#include <QtWidgets/QPushButton>
+#include <QtWidgets/QSpinBox>
+#include <QtWidgets/QTabBar>
+#include <QtWidgets/QTabWidget>
+
+#include "channel/base_camera.h"
+#include "console/recorder_entry.h"
+#include "console/recorder_entry_dialog.h"
+#include "console/recorder_list_dialog.h"
+#include "console/set_lang_dlg.h"
+#include "console/settings_dlg.h"
+#include "console_fixture.h"
+#include "persist/string_table.h"
+#include "server/kelvara_info.h"
+#include "support/fake_recorder.h"
+
+using namespace kvmon;
+using kvtest::FakeRecorder;
+using kvtest::Pump;
+using kvtest::PumpUntil;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace {
+
+QPushButton& OkOf(const QDialog& dialog) {
+    return *dialog.findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok);
+}
+
+template <typename Control>
+Control& Get(const QWidget& dialog, const char* name) {
+    auto* const control = dialog.findChild<Control*>(name);
+    if (control == nullptr) {
+        throw std::runtime_error(std::string("no control ") + name);
+    }
+    return *control;
+}
+
+void PressKey(QWidget& widget, int key) {
+    for (const QEvent::Type type : {QEvent::KeyPress, QEvent::KeyRelease}) {
+        QKeyEvent event(type, key, Qt::NoModifier);
+        QApplication::sendEvent(&widget, &event);
+    }
+}
+
+void Click(QWidget& widget, const QPoint& at) {
+    for (const QEvent::Type type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
+        QMouseEvent event(type, at, widget.mapToGlobal(at), Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(&widget, &event);
+    }
+}
+
+std::vector<std::string> FocusableWithoutName(const QWidget& dialog) {
+    std::vector<std::string> nameless;
+    for (QWidget* const widget : dialog.findChildren<QWidget*>()) {
+        const bool bInner = widget->focusProxy() != nullptr || widget->objectName().startsWith("qt_");
+        if (bInner || (widget->focusPolicy() & Qt::TabFocus) == 0) {
+            continue;
+        }
+        QAccessibleInterface* const face = QAccessible::queryAccessibleInterface(widget);
+        if (face == nullptr || face->text(QAccessible::Name).isEmpty()) {
+            nameless.push_back(widget->metaObject()->className() + widget->objectName().toStdString());
+        }
+    }
+    return nameless;
+}
+
+class SettingsDialogs : public kvtest::ConsoleTest {
+protected:
+    template <typename Dialog>
+    Dialog* Find() {
+        for (QWidget* const window : QApplication::topLevelWidgets()) {
+            if (auto* const dialog = dynamic_cast<Dialog*>(window);
+                dialog != nullptr && dialog->isVisible()) {
+                return dialog;
+            }
+        }
+        return nullptr;
+    }
+    CSettingsDlg& OpenSettings() {
+        Command(kCtlOptions);
+        auto* const dialog = Find<CSettingsDlg>();
+        if (dialog == nullptr) {
+            throw std::runtime_error("no settings dialog");
+        }
+        return *dialog;
+    }
+    static void Set(CSettingsDlg& dialog, const char* check, bool on) {
+        Get<QCheckBox>(dialog, check).setChecked(on);
+        Pump();
+    }
+};
+
+SavedServer Entry(const std::string& address, std::uint32_t port, const std::string& password = "secret") {
+    SavedServer entry;
+    entry.address = address;
+    entry.port = port;
+    entry.user = "admin";
+    entry.password = password;
+    return entry;
+}
+
+// The words that a trial of the entry ends with.
+std::string Try(RecorderEntryDialog& dialog) {
+    auto& test = Get<QPushButton>(dialog, "test");
+    const QString idle = test.text();
+    test.click();
+    EXPECT_NE(test.text(), idle);
+    EXPECT_TRUE(PumpUntil([&] { return test.text() == idle; }));
+    return Get<QLabel>(dialog, "message").text().toStdString();
+}
+
+std::string Try(const SavedServer& entry, Milliseconds limit = Milliseconds(15000)) {
+    RecorderEntryDialog dialog(entry, {}, true, nullptr, limit);
+    return Try(dialog);
+}
+
+}  // namespace
+
+TEST_F(SettingsDialogs, OkCanBePressedExactlyWhenSomethingDiffers) {
+    ConsoleOptions options;
+    options.strSnapshotFolder = "/a";
+    CSettingsDlg dialog(options, 0, false, {}, nullptr);
+    const char* const checks[] = {"1503", "1509", "1510", "1511", "1512", "1504", "1508", "1513"};
+    EXPECT_FALSE(OkOf(dialog).isEnabled());
+    for (const char* const name : checks) {
+        auto& check = Get<QCheckBox>(dialog, name);
+        check.toggle();
+        Pump();
+        EXPECT_TRUE(OkOf(dialog).isEnabled()) << name;
+        check.toggle();
+        Pump();
+        EXPECT_FALSE(OkOf(dialog).isEnabled()) << name;
+    }
+    Get<QLineEdit>(dialog, "1506").setText("/b");
+    Pump();
+    EXPECT_TRUE(OkOf(dialog).isEnabled());
+    ConsoleOptions wanted = options;
+    wanted.strSnapshotFolder = "/b";
+    EXPECT_EQ(dialog.GetOptions(), wanted);
+    EXPECT_THAT(FocusableWithoutName(dialog), IsEmpty());
+
+    const CSettingsDlg fixedFolder(options, 0, true, {}, nullptr);
+    for (const char* const name : {"1504", "1506", "1507"}) {
+        EXPECT_FALSE(Get<QWidget>(fixedFolder, name).isEnabled()) << name;
+    }
+}
+
+TEST_F(SettingsDialogs, TabThatDoesNotExistShowsNoPageUntilOneIsChosen) {
+    CSettingsDlg dialog({}, 7, false, {}, nullptr);
+    dialog.show();
+    Pump();
+    EXPECT_EQ(dialog.GetTab(), -1);
+    EXPECT_FALSE(Get<QWidget>(dialog, "1503").isVisible());
+    auto& tabs = Get<QTabWidget>(dialog, "4202");
+    Click(*tabs.tabBar(), tabs.tabBar()->tabRect(0).center());
+    EXPECT_EQ(dialog.GetTab(), 0);
+    EXPECT_TRUE(Get<QWidget>(dialog, "1503").isVisible());
+    PressKey(*tabs.tabBar(), Qt::Key_Right);
+    PressKey(*tabs.tabBar(), Qt::Key_Right);
+    PressKey(*tabs.tabBar(), Qt::Key_Right);
+    EXPECT_EQ(dialog.GetTab(), 2);
+}
+
+TEST_F(SettingsDialogs, OptionsTakeEffectAtOnceAndAreStored) {
+    FakeRecorder recorder("Hall", {{"a"}, {"b", false}, {"c", true, false}, {"d"}});
+    Open(recorder.Port());
+    constexpr std::uint32_t kBlink = 84;
+    CSettingsDlg& dialog = OpenSettings();
+    Get<QTabWidget>(dialog, "4202").setCurrentIndex(1);
+    Set(dialog, "1510", true);
+    Set(dialog, "1511", false);
+    Set(dialog, "1512", false);
+    OkOf(dialog).click();
+    EXPECT_TRUE(Cell(0).IsTimerSet(kBlink));
+    EXPECT_TRUE(PumpUntil([&] { return ShownNames() == std::vector<std::string>{"a", "d", "-", "-"}; }));
+    EXPECT_EQ(Registry().GetProfileInt("Hall", "ShowNoConfig", 7), 0u);
+    EXPECT_EQ(Registry().GetProfileInt("Hall", "SettingsTabIdx", 7), 1u);
+    EXPECT_EQ(Registry().GetProfileInt("Hall", "ShowBrowserToolbar", 7), 7u);  // did not change
+
+    Close();
+    Open(recorder.Port());
+    EXPECT_TRUE(Cell(3).IsTimerSet(kBlink));
+    CSettingsDlg& again = OpenSettings();
+    EXPECT_EQ(again.GetTab(), 1);
+    Set(again, "1510", false);
+    Set(again, "1511", true);
+    Set(again, "1512", true);
+    OkOf(again).click();
+    EXPECT_FALSE(Cell(3).IsTimerSet(kBlink));
+    EXPECT_TRUE(PumpUntil([&] { return ShownNames() == std::vector<std::string>{"a", "b", "c", "d"}; }));
+}
+
+TEST_F(SettingsDialogs, RecordersComeAndGoWhileTheConsoleRuns) {
+    FakeRecorder first("Hall", 2), second("Yard", 1), third("Gate", 1);
+    Open(first.Port());
+    ServerBinding& binding = console->Binding();
+    SavedServer yard = Entry("127.0.0.1", second.Port());
+    yard.name = "My yard";
+    yard.nameGiven = true;
+    binding.ChangeServers({yard, Entry("127.0.0.1", third.Port())});
+    ASSERT_TRUE(PumpUntil([&] { return console->Cameras().GetCount() == 4; }));
+    EXPECT_EQ(console->View().GetShowableCount(), 4);
+    const auto gate = console->Cameras().GetCameraByChannel(3);
+
+    // The one in the middle goes; the last one goes on with the same channel.
+    binding.ChangeServers({Entry("127.0.0.1", third.Port())});
+    EXPECT_EQ(GetServerCount(), 2);
+    EXPECT_EQ(GetServer(1)->GetIdx(), 1);
+    EXPECT_EQ(console->Cameras().GetCameraByChannel(2), gate);
+    EXPECT_EQ(console->View().GetShowableCount(), 3);
+
+    // Another password is another login.
+    binding.ChangeServers({yard, Entry("127.0.0.1", third.Port(), "other")});
+    ASSERT_TRUE(PumpUntil([&] { return console->Cameras().GetCount() == 4; }));
+    EXPECT_NE(console->Cameras().GetCameraByChannel(3), gate);
+
+    Close();
+    Open(first.Port());
+    EXPECT_EQ(console->Cameras().GetCount(), 4);
+    const std::vector<SavedServer> kept = console->Binding().DescribeServers();
+    ASSERT_THAT(kept, SizeIs(3));
+    EXPECT_THAT((std::vector<std::string>{kept[0].name, kept[1].name + kept[2].name}),
+                testing::Contains(HasSubstr("My yard")));  // not "Yard", which the recorder says
+    console->Binding().ChangeServers({});
+    EXPECT_EQ(console->Cameras().GetCount(), 2);
+    EXPECT_THAT(LoadServerList(Registry(), ServerIdentity(kept[1])), IsEmpty());
+}
+
+TEST_F(SettingsDialogs, RecorderListIsEditedByKeyboard) {
+    RecorderListDialog dialog({Entry("10.0.0.1", 80), Entry("10.0.0.2", 80), Entry("10.0.0.3", 80)}, nullptr);
+    dialog.show();
+    EXPECT_THAT(FocusableWithoutName(dialog), IsEmpty());
+    EXPECT_FALSE(OkOf(dialog).isEnabled());
+    auto& table = Get<QWidget>(dialog, "recorders");
+    PressKey(table, Qt::Key_Delete);
+    PressKey(table, Qt::Key_Return);
+    auto* const entry = Find<RecorderEntryDialog>();
+    ASSERT_NE(entry, nullptr);
+    EXPECT_THAT(FocusableWithoutName(*entry), IsEmpty());
+    Get<QLineEdit>(*entry, "address").setText("10.0.0.1");
+    OkOf(*entry).click();
+    EXPECT_EQ(Get<QLabel>(*entry, "message").text().toStdString(), LoadString(6165));  // listed already
+    Get<QLineEdit>(*entry, "address").setText("10.0.0.4");
+    Get<QSpinBox>(*entry, "port").setValue(8080);
+    OkOf(*entry).click();
+    EXPECT_TRUE(OkOf(dialog).isEnabled());
+    const auto servers = dialog.GetServers();
+    ASSERT_THAT(servers, SizeIs(1));
+    EXPECT_EQ(PlaceText(servers[0]), "10.0.0.4:8080");
+}
+
+TEST_F(SettingsDialogs, EntryThatCannotWorkIsRefusedInWords) {
+    const auto fault = [](auto change) {
+        SavedServer entry = Entry("10.0.0.1", 80);
+        change(entry);
+        return FindEntryFault(entry, {});
+    };
+    EXPECT_EQ(fault([](SavedServer&) {}), "");
+    EXPECT_EQ(fault([](SavedServer& e) { e.address.clear(); }), LoadString(6160));
+    EXPECT_EQ(fault([](SavedServer& e) { e.address = "http://10.0.0.1"; }), LoadString(6161));
+    EXPECT_EQ(fault([](SavedServer& e) { e.user.clear(); }), LoadString(6162));
+    EXPECT_EQ(fault([](SavedServer& e) { e.user = "a:b"; }), LoadString(6163));
+    EXPECT_EQ(fault([](SavedServer& e) { e.password.assign(64, 'x'); }), "Password is too long.");
+    // A character that enciphers to zero ends the stored password.
+    int refused = 0;
+    for (int c = 1; c < 128; ++c) {
+        refused += fault([c](SavedServer& e) {
+                       e.password = {'a', static_cast<char>(c), 'b'};
+                   }).empty()
+                       ? 0
+                       : 1;
+    }
+    EXPECT_LE(refused, 1);
+}
+
+TEST_F(SettingsDialogs, TrialSaysWhatIsWrong) {
+    FakeRecorder recorder("Hall", 3);
+    const auto text = [](std::uint32_t id) { return LoadString(id); };
+    RecorderEntryDialog dialog(Entry("127.0.0.1", recorder.Port()), {}, true, nullptr);
+    EXPECT_EQ(Try(dialog), "The connection works. The recorder Hall has 3 channels.");
+    EXPECT_EQ(dialog.GetEntry().channelCount, 3u);
+    EXPECT_EQ(dialog.GetEntry().name, "Hall");
+    Get<QSpinBox>(dialog, "port").setValue(1);
+    EXPECT_EQ(dialog.GetEntry().channelCount, 0u);  // told by another recorder
+
+    recorder.RefuseLogins(true);
+    EXPECT_EQ(Try(Entry("127.0.0.1", recorder.Port())), text(6155));
+    {
+        kvtest::ScriptedServer other([](kvtest::Peer& peer) {
+            peer.ReadHead();
+            peer.Write("HTTP/1.0 200 OK\r\n\r\n<html>hello</html>\n");
+        });
+        EXPECT_EQ(Try(Entry("127.0.0.1", other.Port())), text(6156));
+    }
+    std::uint16_t closedPort = 0;
+    {
+        kvtest::ScriptedServer gone([](kvtest::Peer&) {});
+        closedPort = gone.Port();
+    }
+    EXPECT_EQ(Try(Entry("127.0.0.1", closedPort)), text(6154));
+
+    FakeRecorder silent("Yard", 1);
+    silent.GoSilent();
+    EXPECT_EQ(Try(Entry("127.0.0.1", silent.Port()), Milliseconds(200)), text(6157));
+    RecorderEntryDialog stopped(Entry("127.0.0.1", silent.Port()), {}, true, nullptr);
+    auto& test = Get<QPushButton>(stopped, "test");
+    test.click();
+    Pump();
+    test.click();
+    EXPECT_EQ(Get<QLabel>(stopped, "message").text().toStdString(), text(6158));
+}
+
+TEST(SetLangDlg, OffersLanguagesByTheirOwnNames) {
+    EXPECT_EQ(LanguageName(1046), "Portuguese (Brazil)");
+    EXPECT_EQ(LanguageName(0x0407), "Deutsch");
+    EXPECT_EQ(LanguageName(0x0436), "1078 - ???");
+    const CSetLangDlg one({0x0409}, 0x0409, nullptr);
+    EXPECT_FALSE(Get<QComboBox>(one, "901").isEnabled());
+    const CSetLangDlg two({0x0409, 0x0407}, 0x0407, nullptr);
+    EXPECT_TRUE(Get<QComboBox>(two, "901").isEnabled());
+    EXPECT_EQ(two.GetLanguage(), 0x0407);
+    EXPECT_EQ(CSetLangDlg({}, 0x0409, nullptr).GetLanguage(), 0);
+}
