@@ -255,6 +255,7 @@ constexpr Row kEnglish[] = {
     {6612, "unread"},
     {6613, "No events"},
     {6614, "and %1 more"},
+    {6750, "This control can't be run under inactivate mode."},
     {57349, "Error sequential interval. (The interval must be %d - %d sec.)"},
     {57350, "Invalid channel numbers. (The number must be %d - %d)"},
     {57397, "Server disconnected"},
