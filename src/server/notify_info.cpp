@@ -122,6 +122,7 @@ private:
                 continue;
             }
             ++m_dwErrorCount;
+            m_worker.m_bRoundGood = false;
             Trace(
                 "CKelvaraInfo::GetNotifyInfo: %s failed, m_nIdx=%d, m_dwErrorCount=%d, dwErrorCode=%d, "
                 "dwErrorCount=%d...\n",
@@ -132,6 +133,7 @@ private:
             }
             return false;
         }
+        m_worker.m_bRoundGood = true;
         return true;
     }
 
