@@ -266,7 +266,7 @@ void WebServer::Handle(Connection& connection, const HttpRequest& request) {
     }
     Answer(connection, 200, asset->type, WithToken(ReadWebAsset(*asset), m_access->Token()),
            "Cross-Origin-Resource-Policy: same-origin\r\nX-Frame-Options: SAMEORIGIN\r\n"
-           "Content-Security-Policy: default-src 'none'; script-src 'self'; style-src 'self'; "
+           "Content-Security-Policy: default-src 'none'; script-src 'self' blob:; style-src 'self'; "
            "connect-src 'self'; img-src data: blob:; frame-ancestors 'self'; base-uri 'none'; "
            "form-action 'none'\r\n");
 }
