@@ -5,6 +5,7 @@
 #include "channel/base_camera.h"
 #include "channel/ptz_request.h"
 #include "channel/video_wnd.h"
+#include "console/cell_menu.h"
 #include "console/main_dlg.h"
 #include "persist/log_file.h"
 #include "persist/string_table.h"
@@ -109,6 +110,8 @@ void CameraControls::OnBtnPresetMenu() {
             menu->AppendMenu(0, id, PresetName(id));
         }
     }
+    menu->AppendMenu(MF_SEPARATOR, 0, {});
+    menu->AppendMenu(0, kCmdPresetDialog, LoadString(kCmdPresetDialog));
     menu->TrackPopupMenu(button->mapToGlobal(QPoint(0, button->height())), {}, [this](int id) {
         if (id != 0) {
             m_dlg.PressButton(id);
