@@ -372,7 +372,8 @@
       });
       // Mouse events, since a pointer tells only of the first of several buttons.
       canvas.addEventListener('mousedown', (event) => this.onButton(event, 1));
-      window.addEventListener('mouseup', (event) => {
+      // Comes here from outside as well, since the pointer is captured.
+      canvas.addEventListener('mouseup', (event) => {
         if (this.held && this.held.has(event.button)) this.onButton(event, 0);
       });
       canvas.addEventListener('contextmenu', (event) => event.preventDefault());
