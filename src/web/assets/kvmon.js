@@ -111,6 +111,7 @@
     wake() { if (this.audio && this.audio.state === 'suspended') this.audio.resume(); }
 
     play(view) {
+      if (!this.audio && navigator.userActivation && !navigator.userActivation.hasBeenActive) return;
       this.audio = this.audio || new AudioContext();
       if (this.audio.state !== 'running') {
         this.wake();
