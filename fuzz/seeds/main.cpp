@@ -68,6 +68,12 @@ void WriteSeeds(const std::filesystem::path& folder) {
     }
     Write(folder / "http_head", "ok", "HTTP/1.0 200 OK\r\n");
     Write(folder / "base64", "auth", "YWRtaW46YWRtaW4=");
+    Write(folder / "xml_document", "streams",
+          "<?xml version='1.0'?><!-- c --><r a='1'><return>0</return><ch0><stream_no>1</stream_no><stream0><id>0"
+          "</id><fcc>H264</fcc><resolution>3</resolution></stream0></ch0><c><![CDATA[<x>]]></c><e/>&lt;</r>");
+    Write(folder / "xml_document", "events",
+          "<num>1</num>\n<info>\n<level>2</level>\n<date_time>2024-01-02 03:04:05</date_time>\n"
+          "<msg>text</msg>\n</info>\n");
 }
 
 }  // namespace

@@ -12,14 +12,20 @@ namespace kvrecorder {
 class MediaClock;
 class PtzCamera;
 
-// One access unit or JPEG picture, immutable and shared.
+// One access unit, JPEG picture or block of sound, immutable and shared.
 struct Packet {
     std::uint32_t fourcc = 0;  // a code of wire/frame_header.h
     bool key = false;
     int width = 0;
     int height = 0;
     std::int64_t timeMs = 0;  // since the source's start
+    // Of sound alone.
+    std::uint32_t soundRate = 0;
+    std::uint16_t soundBits = 0;
+    std::uint16_t soundChannels = 0;
     std::vector<std::uint8_t> data;
+
+    bool IsSound() const { return soundRate != 0; }
 };
 using PacketPtr = std::shared_ptr<const Packet>;
 

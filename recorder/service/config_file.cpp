@@ -166,6 +166,15 @@ constexpr std::array<std::pair<std::string_view, Codec>, 3> kCodecs = {{
     {"mjpeg", Codec::Mjpeg},
 }};
 
+constexpr std::array<std::pair<std::string_view, SoundFormat>, 6> kSoundFormats = {{
+    {"mu-law", SoundFormat::MuLaw},
+    {"a-law", SoundFormat::ALaw},
+    {"g726", SoundFormat::G726},
+    {"z726", SoundFormat::Z726},
+    {"pcm", SoundFormat::Pcm},
+    {"plain-g726", SoundFormat::PlainG726},
+}};
+
 // "all", "none" or a list of channel numbers.
 void ReadRight(TableReader& reader, const char* key, ChannelSet& right) {
     const toml::node* node = reader.Find(key);
@@ -252,6 +261,30 @@ StreamConfig ReadStream(TableReader& reader) {
     return stream;
 }
 
+void ReadSound(TableReader& reader, SoundConfig& sound) {
+    reader.Word("format", sound.format, kSoundFormats);
+    reader.Number("rate", sound.rate, 8000, 48000);
+    if (sound.format != SoundFormat::Pcm && sound.rate != 8000) {
+        reader.Fail("rate", "only plain PCM has another rate than 8000");
+    }
+    if (sound.rate % 25 != 0) {
+        reader.Fail("rate", "a multiple of 25 is wanted");
+    }
+    reader.Number("bits", sound.bits, 2, 5);
+    reader.Number("tune", sound.tune, 1, SoundTunes());
+    reader.Number("hertz", sound.hertz, 20, 20000);
+    reader.Text("file", sound.file, 4096);
+    if (sound.file.empty()) {
+        return;
+    }
+    sound.file = reader.Resolve(sound.file);
+    try {
+        CreateSoundSource(0, sound);
+    } catch (const std::runtime_error& failure) {
+        reader.Fail("file", failure.what());
+    }
+}
+
 void ReadPtz(TableReader& reader, ChannelConfig& channel) {
     reader.Flag("steerable", channel.ptz.steerable);
     if (channel.ptz.steerable && !channel.source.file.empty()) {
@@ -286,6 +319,8 @@ ChannelConfig ReadChannel(TableReader& reader) {
         channel.status[flag->section] = static_cast<std::uint8_t>(channel.status[flag->section] | flag->bit);
     }
     reader.Flag("audio", channel.audio);
+    reader.Table("sound", [&](TableReader& sound) { ReadSound(sound, channel.sound); });
+    reader.Flag("talk", channel.talk);
     channel.presets = reader.Texts("presets", kMaxPresets, kMaxPresetBytes);
     reader.Table("ptz", [&](TableReader& ptz) { ReadPtz(ptz, channel); });
     return channel;
@@ -315,6 +350,10 @@ void ReadAll(TableReader& reader, RecorderConfig& config) {
         server.Text("build", config.server.build, 63);
         server.Text("disk", config.server.diskFolder, 4096);
         config.server.diskFolder = server.Resolve(config.server.diskFolder);
+        server.Text("talk_folder", config.server.talkFolder, 4096);
+        if (!config.server.talkFolder.empty()) {
+            config.server.talkFolder = server.Resolve(config.server.talkFolder);
+        }
         server.Text("state", config.server.stateFolder, 4096);
         if (!config.server.stateFolder.empty()) {
             config.server.stateFolder = server.Resolve(config.server.stateFolder);
@@ -331,6 +370,7 @@ void ReadAll(TableReader& reader, RecorderConfig& config) {
         faults.Word("root", config.server.root, kRoots);
         faults.Word("disk", config.server.diskFault, kDiskFaults);
         faults.Number("delay_ms", config.server.delayMs, 0, 60000);
+        faults.Flag("talk_stalls", config.server.talkStalls);
     });
     reader.Tables("users", 64, [&](TableReader& user) {
         config.users.push_back(ReadUser(user));

@@ -3,6 +3,8 @@
 #include <asio/post.hpp>
 #include <asio/write.hpp>
 
+#include <iostream>
+
 namespace kvrecorder {
 namespace {
 
@@ -56,7 +58,8 @@ void Connection::Start() {
 
 void Connection::Changed(Change change) {
     asio::post(socket_.get_executor(), [self = shared_from_this(), change] {
-        if (self->mode_ == Mode::Stream && change == Change::Configuration) {
+        const bool lasting = self->mode_ == Mode::Stream || self->mode_ == Mode::Talk;
+        if (lasting && change == Change::Configuration) {
             self->CheckRight();
             self->FollowSource();
         }
@@ -79,6 +82,12 @@ void Connection::Shutdown() {
             self->NextLine();
         }
     });
+}
+
+void Connection::Abandon() {
+    subscription_.reset();
+    sound_.reset();
+    talk_.reset();
 }
 
 void Connection::Close() {
@@ -104,6 +113,10 @@ void Connection::OnRead(const std::error_code& error, std::size_t count) {
         }
         return;
     }
+    if (mode_ == Mode::Talk) {
+        Hear({input_.data(), count});
+        return;
+    }
     if (mode_ != Mode::Head) {
         Read();  // keep-alive bytes of notification connections, and whatever else: dropped
         return;
@@ -118,7 +131,9 @@ void Connection::OnRead(const std::error_code& error, std::size_t count) {
             Serve(Refuse(400));
             break;
     }
-    if (mode_ != Mode::Closed) {
+    if (mode_ == Mode::Talk) {
+        Hear(head_.Behind());
+    } else if (mode_ != Mode::Closed) {
         Read();
     }
 }
@@ -163,6 +178,13 @@ void Connection::Serve(Reply reply) {
             who_ = reply.who;
             host_.model.Users().OpenLine(who_);
             break;
+        case ReplyKind::Talk:
+            reply_ = reply;
+            if (!BeginTalk(reply.channel)) {
+                reply = Refuse(503);
+            }
+            mode_ = talk_ ? Mode::Talk : Mode::Document;
+            break;
         case ReplyKind::Silence:
             mode_ = Mode::Silence;
             SetDeadline(std::chrono::steady_clock::now() + kLongestSilence);
@@ -179,6 +201,8 @@ void Connection::Serve(Reply reply) {
         if (!subscription_) {
             reply = Refuse(404);
             mode_ = Mode::Document;
+        } else {
+            SubscribeSound();
         }
     }
     outText_ = MakeReplyHead(reply) + reply.body;
@@ -189,8 +213,35 @@ void Connection::Serve(Reply reply) {
 }
 
 void Connection::Subscribe(const Channel& channel) {
-    auto wake = [queue = queue_, weak = weak_from_this(),
-                 executor = socket_.get_executor()](const PacketPtr& packet) {
+    sourceNumber_ = channel.sourceNumber;
+    subscription_ = host_.model.Hub().Subscribe(reply_.channel, reply_.stream, MakeSink());
+}
+
+// For those who may hear it. A channel whose sound cannot be made is a silent one.
+void Connection::SubscribeSound() {
+    const SnapshotPtr state = host_.model.Current();
+    const Channel* channel = state->Configured(reply_.channel);
+    const User* user = state->Authorize(user_, password_);
+    std::optional<SoundConfig> wanted;
+    if (channel && channel->config.audio && user && user->Has(Right::Audio, reply_.channel)) {
+        wanted = channel->config.sound;
+    }
+    if (wanted == heard_) {
+        return;
+    }
+    sound_.reset();
+    heard_ = wanted;
+    try {
+        sound_ = wanted ? host_.sounds.Subscribe(reply_.channel, *wanted, MakeSink()) : nullptr;
+    } catch (const std::runtime_error& failure) {
+        std::cerr << "kvrecorder: channel " << reply_.channel << " is silent: " << failure.what()
+                  << std::endl;
+    }
+}
+
+std::function<void(const PacketPtr&)> Connection::MakeSink() {
+    return [queue = queue_, weak = weak_from_this(),
+            executor = socket_.get_executor()](const PacketPtr& packet) {
         if (!queue->Push(packet)) {
             return;
         }
@@ -201,8 +252,36 @@ void Connection::Subscribe(const Channel& channel) {
             }
         });
     };
-    sourceNumber_ = channel.sourceNumber;
-    subscription_ = host_.model.Hub().Subscribe(reply_.channel, reply_.stream, std::move(wake));
+}
+
+bool Connection::BeginTalk(int channel) {
+    const SnapshotPtr state = host_.model.Current();
+    talkStalls_ = state->server.talkStalls;
+    if (talkStalls_) {
+        // So that the client notices early.
+        std::error_code ignored;
+        socket_.set_option(asio::socket_base::receive_buffer_size(4096), ignored);
+    }
+    try {
+        talk_ = host_.talks.Begin(channel, user_, state->server.talkFolder, [weak = weak_from_this()] {
+            if (const auto self = weak.lock()) {
+                self->Close();
+            }
+        });
+    } catch (const std::exception&) {
+        talk_.reset();
+    }
+    return talk_ != nullptr;
+}
+
+// Reads on unless the configuration wants a recorder that does not.
+void Connection::Hear(std::string_view bytes) {
+    talk_->Hear(bytes);
+    if (talkStalls_) {
+        return;
+    }
+    SetDeadline(std::chrono::steady_clock::now() + host_.timing.talk);
+    Read();
 }
 
 // A channel's new source goes on in the same connection.
@@ -267,6 +346,9 @@ void Connection::Next() {
         case Mode::Notify:
             NextLine();
             break;
+        case Mode::Talk:
+            SetDeadline(std::chrono::steady_clock::now() + host_.timing.talk);
+            break;
         case Mode::Head:
         case Mode::Delay:
         case Mode::Silence:
@@ -283,6 +365,10 @@ void Connection::NextRecord() {
     }
     const auto head = MakeRecordHead(*outPacket_, recordNumber_++);
     outText_.assign(head.begin(), head.end());
+    if (outPacket_->IsSound()) {
+        const auto block = MakeSoundBlock(*outPacket_);
+        outText_.append(block.begin(), block.end());
+    }
     Write();
 }
 
@@ -352,8 +438,11 @@ void Connection::ArmDeadline() {
 void Connection::CheckRight() {
     const SnapshotPtr state = host_.model.Current();
     const User* user = state->Authorize(user_, password_);
-    if (!user || !user->Has(Right::Monitor, reply_.channel) || !state->Configured(reply_.channel)) {
+    const Right right = mode_ == Mode::Talk ? Right::Talk : Right::Monitor;
+    if (!user || !user->Has(right, reply_.channel) || !state->Configured(reply_.channel)) {
         DoClose();
+    } else if (mode_ == Mode::Stream) {
+        SubscribeSound();
     }
 }
 
@@ -367,6 +456,8 @@ void Connection::DoClose() {
     }
     // Waits for a picture that is on its way to the queue, and never for this connection.
     subscription_.reset();
+    sound_.reset();
+    talk_.reset();
     deadlineTimer_.cancel();
     pause_.cancel();
     std::error_code ignored;

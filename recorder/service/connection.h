@@ -10,9 +10,11 @@
 #include <string>
 #include <unordered_set>
 
+#include "media/sound_hub.h"
 #include "service/handlers.h"
 #include "service/record_queue.h"
 #include "service/recorder_model.h"
+#include "service/talk_book.h"
 
 namespace kvrecorder {
 
@@ -22,6 +24,7 @@ struct Timing {
     std::chrono::milliseconds head{10'000};   // to complete a request head
     std::chrono::milliseconds stall{30'000};  // without a byte that the peer takes
     std::chrono::milliseconds linger{2'000};  // for the peer to close after a document
+    std::chrono::milliseconds talk{10'000};   // for a client that speaks to say something
     std::chrono::milliseconds notify{500};    // between two lines of one notification connection
 };
 
@@ -45,6 +48,8 @@ private:
 struct ConnectionHost {
     RecorderModel& model;
     ConnectionSet& set;
+    SoundHub& sounds;
+    TalkBook& talks;
     Timing timing;
 };
 
@@ -61,7 +66,7 @@ public:
     void Shutdown();
     void Close();
     // Once no thread runs the connection any more.
-    void Abandon() { subscription_.reset(); }
+    void Abandon();
 
     bool InHead() const { return mode_ == Mode::Head; }
     bool Streaming() const { return mode_ == Mode::Stream; }
@@ -70,7 +75,7 @@ public:
     std::size_t Queued() const { return queue_->Bytes(); }
 
 private:
-    enum class Mode { Head, Delay, Document, Stream, Notify, Silence, Linger, Closed };
+    enum class Mode { Head, Delay, Document, Stream, Notify, Silence, Talk, Linger, Closed };
     using TimePoint = std::chrono::steady_clock::time_point;
 
     void Read();
@@ -80,6 +85,11 @@ private:
     void Begin(const Reply& reply);
     void Subscribe(const Channel& channel);
     void FollowSource();
+
+    void SubscribeSound();
+    std::function<void(const PacketPtr&)> MakeSink();
+    bool BeginTalk(int channel);
+    void Hear(std::string_view bytes);
 
     void Write();
     void OnWritten(const std::error_code& error, std::size_t count);
@@ -107,6 +117,10 @@ private:
 
     std::shared_ptr<RecordQueue> queue_ = std::make_shared<RecordQueue>();
     std::unique_ptr<Subscription> subscription_;
+    std::unique_ptr<Subscription> sound_;
+    std::optional<SoundConfig> heard_;  // what sound_ is of
+    std::unique_ptr<Talk> talk_;
+    bool talkStalls_ = false;
     int sourceNumber_ = 0;
     std::uint32_t recordNumber_ = 0;
 

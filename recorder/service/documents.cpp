@@ -202,12 +202,15 @@ std::string MakeStreamInfo(const Snapshot& state, const User& user) {
     return body + end;
 }
 
-std::string MakeCapabilities(const Snapshot& state, const User&) {
+std::string MakeCapabilities(const Snapshot& state, const User& user) {
     std::string body = "<capabilities><return>0</return>";
     for (std::size_t i = 0; i < state.channels.size(); ++i) {
-        // None of the sources takes sound from a client.
-        body +=
-            Element("ch" + std::to_string(i), "<audio_out>0</audio_out><audio_out_type>0</audio_out_type>");
+        const ChannelConfig& channel = state.channels[i].config;
+        const bool hears = channel.configured && channel.talk && user.Has(Right::Talk, static_cast<int>(i));
+        // The only form that clients can send has the number 1.
+        const std::string number = hears ? "1" : "0";
+        body += Element("ch" + std::to_string(i),
+                        Element("audio_out", number) + Element("audio_out_type", number));
     }
     return body + "</capabilities>";
 }

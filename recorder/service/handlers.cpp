@@ -63,6 +63,18 @@ Reply GetStream(const HandlerInput& input) {
     });
 }
 
+Reply PutAudioStream(const HandlerInput& input) {
+    return ForChannel(input, "ch", Right::Talk, [](int number, const Channel& channel) {
+        if (!channel.config.talk) {
+            return Refuse(404);
+        }
+        Reply reply;
+        reply.kind = ReplyKind::Talk;
+        reply.channel = number;
+        return reply;
+    });
+}
+
 Reply Notify(const HandlerInput& input) {
     Reply reply;
     reply.kind = ReplyKind::Notify;
@@ -142,7 +154,7 @@ Reply Logo(const HandlerInput&) {
     return LogoJpeg().empty() ? Refuse(404) : MakeDocument("image/jpeg", LogoJpeg());
 }
 
-constexpr std::array<Route, 15> kRoutes = {{
+constexpr std::array<Route, 16> kRoutes = {{
     {"get_init_info.cgi", Place::Folder, false, InitInfo},
     {"get_ext_info.cgi", Place::Folder, false, ExtInfo},
     {"z_status.cgi", Place::Folder, false, Status},
@@ -150,6 +162,7 @@ constexpr std::array<Route, 15> kRoutes = {{
     {"zcapabilities.cgi", Place::Anywhere, false, Capabilities},
     {"notify.cgi", Place::Anywhere, false, Notify},
     {"getstream.cgi", Place::Anywhere, false, GetStream},
+    {"putaudiostream.cgi", Place::Anywhere, false, PutAudioStream},
     {"param.cgi", Place::Anywhere, false, Param},
     {"ptz.cgi", Place::Anywhere, false, Ptz},
     {"mrec.cgi", Place::Anywhere, false, ManualRecording},

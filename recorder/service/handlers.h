@@ -14,6 +14,7 @@ enum class ReplyKind {
     Document,  // a body, then the end
     Stream,    // records of a channel's stream
     Notify,    // a line for each change
+    Talk,      // takes the client's sound
     Silence,   // nothing, until the client gives up
 };
 

@@ -27,8 +27,10 @@ public:
 
     enum class State { Incomplete, Complete, Bad };
 
-    // Takes what came from the peer; bytes behind the head are dropped.
+    // Takes what came from the peer.
     State Feed(std::string_view bytes);
+    // What came behind a complete head, up to the most that is taken in.
+    std::string_view Behind() const { return std::string_view(text_).substr(scanned_); }
     // Of a complete head; nothing if it is no request that can be served.
     std::optional<HttpRequest> Parse() const;
 

@@ -1,13 +1,29 @@
 #include "service/record_queue.h"
 
+#include <algorithm>
+
 namespace kvrecorder {
+namespace {
+
+void Put(std::span<char> bytes, std::size_t offset, std::uint64_t value, std::size_t size) {
+    for (std::size_t i = 0; i < size; ++i) {
+        bytes[offset + i] = static_cast<char>(value >> (8 * i) & 0xFF);
+    }
+}
+
+}  // namespace
 
 bool RecordQueue::Push(const PacketPtr& packet) {
     if (!packet || packet->data.empty()) {
         return false;
     }
     const std::lock_guard lock(mutex_);
-    const bool late = !packets_.empty() && packet->timeMs - packets_.front()->timeMs > maxLagMs_;
+    if (packet->IsSound()) {
+        return PushSound(packet);
+    }
+    const auto oldest = std::find_if(packets_.begin(), packets_.end(),
+                                     [](const PacketPtr& waiting) { return !waiting->IsSound(); });
+    const bool late = oldest != packets_.end() && packet->timeMs - (*oldest)->timeMs > maxLagMs_;
     if (packet->key && late) {
         Clear();
     }
@@ -21,6 +37,31 @@ bool RecordQueue::Push(const PacketPtr& packet) {
         return false;
     }
     waitKey_ = false;
+    begun_ = true;
+    return Take(packet);
+}
+
+bool RecordQueue::PushSound(const PacketPtr& packet) {
+    if (!begun_) {
+        return false;
+    }
+    if (sounds_ >= kMaxSounds) {
+        const auto oldest = std::find_if(packets_.begin(), packets_.end(),
+                                         [](const PacketPtr& waiting) { return waiting->IsSound(); });
+        bytes_ -= (*oldest)->data.size();
+        packets_.erase(oldest);
+        --sounds_;
+        ++dropped_;
+    }
+    if (bytes_ + packet->data.size() > kMaxBytes) {
+        ++dropped_;
+        return false;
+    }
+    ++sounds_;
+    return Take(packet);
+}
+
+bool RecordQueue::Take(const PacketPtr& packet) {
     packets_.push_back(packet);
     bytes_ += packet->data.size();
     const bool wake = idle_;
@@ -43,6 +84,7 @@ PacketPtr RecordQueue::Pop() {
     PacketPtr packet = std::move(packets_.front());
     packets_.pop_front();
     bytes_ -= packet->data.size();
+    sounds_ -= packet->IsSound() ? 1 : 0;
     return packet;
 }
 
@@ -60,15 +102,13 @@ void RecordQueue::Clear() {
     dropped_ += packets_.size();
     packets_.clear();
     bytes_ = 0;
+    sounds_ = 0;
 }
 
 std::array<char, wire::kFrameHeaderSize> MakeRecordHead(const Packet& packet, std::uint32_t number) {
     std::array<char, wire::kFrameHeaderSize> head{};
-    const auto put = [&](std::size_t offset, std::uint64_t value) {
-        for (std::size_t i = 0; i < 4; ++i) {
-            head[offset + i] = static_cast<char>(value >> (8 * i) & 0xFF);
-        }
-    };
+    const auto put = [&](std::size_t offset, std::uint64_t value) { Put(head, offset, value, 4); };
+    const std::uint32_t block = packet.IsSound() ? wire::kAudioReserved : wire::kVideoReserved;
     put(wire::kFourccOffset, packet.fourcc);
     put(wire::kKeyFlagOffset, packet.key ? 1 : 0);
     put(wire::kWidthOffset, static_cast<std::uint64_t>(packet.width));
@@ -76,9 +116,17 @@ std::array<char, wire::kFrameHeaderSize> MakeRecordHead(const Packet& packet, st
     put(wire::kOpaqueOffset, static_cast<std::uint64_t>(packet.timeMs));
     put(wire::kOpaqueOffset + 4, static_cast<std::uint64_t>(packet.timeMs) >> 32);
     put(wire::kOpaqueOffset + 8, number);
-    put(wire::kReservedOffset, wire::kVideoReserved);
-    put(wire::kDataSizeOffset, packet.data.size());
+    put(wire::kReservedOffset, block);
+    put(wire::kDataSizeOffset, packet.data.size() + block);
     return head;
+}
+
+std::array<char, wire::kAudioReserved> MakeSoundBlock(const Packet& packet) {
+    std::array<char, wire::kAudioReserved> block{};
+    Put(block, 0, packet.soundRate, 4);
+    Put(block, 4, packet.soundBits, 2);
+    Put(block, 6, packet.soundChannels, 2);
+    return block;
 }
 
 }  // namespace kvrecorder

@@ -1,10 +1,11 @@
-// Pictures that wait for one watcher's socket.
+// Pictures and sound that wait for one watcher's socket.
 #pragma once
 
 #include <array>
 #include <cstdint>
 #include <deque>
 #include <mutex>
+#include <span>
 
 #include "media/media_hub.h"
 #include "wire/frame_header.h"
@@ -21,6 +22,8 @@ public:
     // A key picture throws away what waits before it when that reaches back further than this, unless told
     // otherwise.
     static constexpr std::int64_t kMaxLagMs = 1500;
+    // Of more sound that waits the oldest is lost: a second of it.
+    static constexpr std::size_t kMaxSounds = 25;
 
     explicit RecordQueue(std::int64_t maxLagMs = kMaxLagMs) : maxLagMs_(maxLagMs) {}
 
@@ -37,12 +40,16 @@ public:
 
 private:
     void Clear();
+    bool PushSound(const PacketPtr& packet);
+    bool Take(const PacketPtr& packet);
 
     const std::int64_t maxLagMs_;
     mutable std::mutex mutex_;
     std::deque<PacketPtr> packets_;
     std::size_t bytes_ = 0;
+    std::size_t sounds_ = 0;
     std::uint64_t dropped_ = 0;
+    bool begun_ = false;  // had a picture: no sound goes out before
     bool waitKey_ = true;
     bool idle_ = true;
 };
@@ -50,5 +57,7 @@ private:
 // The head that stands before a picture's bytes on the wire. Of the eight words that clients do not read,
 // the first two carry the picture's time in milliseconds and the third its number on this connection.
 std::array<char, wire::kFrameHeaderSize> MakeRecordHead(const Packet& packet, std::uint32_t number);
+// What stands between the head of a sound and its bytes.
+std::array<char, wire::kAudioReserved> MakeSoundBlock(const Packet& packet);
 
 }  // namespace kvrecorder

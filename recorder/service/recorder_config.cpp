@@ -11,6 +11,28 @@ namespace {
 constexpr int kDemoSteerable = 0;
 // The second and the seventh of ten have scenes in which motion comes and goes.
 constexpr int kDemoWatched = 1;
+struct DemoSound {
+    bool audio;
+    SoundFormat format;
+    int rate;
+    int bits;
+    bool talk;
+};
+// Three of four channels can be heard, in all forms one after the other; every other one can be spoken to.
+constexpr std::array<DemoSound, 12> kDemoSounds = {{
+    {true, SoundFormat::MuLaw, 8000, 4, true},
+    {true, SoundFormat::G726, 8000, 4, false},
+    {true, SoundFormat::Pcm, 16000, 4, true},
+    {false, SoundFormat::MuLaw, 8000, 4, false},
+    {true, SoundFormat::ALaw, 8000, 4, true},
+    {true, SoundFormat::Z726, 8000, 4, false},
+    {true, SoundFormat::Pcm, 44100, 4, true},
+    {false, SoundFormat::MuLaw, 8000, 4, false},
+    {true, SoundFormat::PlainG726, 8000, 4, true},
+    {true, SoundFormat::G726, 8000, 5, false},
+    {true, SoundFormat::Z726, 8000, 3, true},
+    {false, SoundFormat::MuLaw, 8000, 4, false},
+}};
 
 }  // namespace
 
@@ -36,6 +58,12 @@ std::vector<ChannelConfig> DemoChannels(int count) {
     for (int i = 0; i < count; ++i) {
         ChannelConfig channel;
         channel.name = "Camera " + std::to_string(i + 1);
+        const DemoSound& sound = kDemoSounds[static_cast<std::size_t>(i) % kDemoSounds.size()];
+        channel.audio = sound.audio;
+        channel.sound.format = sound.format;
+        channel.sound.rate = sound.rate;
+        channel.sound.bits = sound.bits;
+        channel.talk = sound.talk;
         if (i % 4 == kDemoSteerable) {
             channel.ptz.steerable = true;
             channel.presets = {"Left side", "Right side", "Middle"};

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "media/media_hub.h"
+#include "media/sound_source.h"
 
 namespace kvrecorder {
 
@@ -106,7 +107,9 @@ struct ChannelConfig {
     SourceConfig source;
     CameraConfig camera;
     StatusDigits status = {8, 0, 0, 0};
-    bool audio = false;  // tells clients that the channel has sound
+    bool audio = false;  // the channel has sound
+    SoundConfig sound;
+    bool talk = false;  // clients may speak to it
     PtzConfig ptz;
     // Names of the places that a camera knows from the start, "" for none.
     std::vector<std::string> presets;
@@ -139,13 +142,15 @@ struct ServerConfig {
     std::string version = "4.0.0";
     std::string build = "1";
     std::string diskFolder = ".";
+    std::string talkFolder;   // of what clients said; empty: it is not kept
     std::string stateFolder;  // of what lasts from one start to the next; empty: nothing does
     RecordingConfig recording;
     std::string mapFile;   // a JPEG picture; empty: one that is drawn
     std::string mapTitle;  // empty: the server's name
     DiskFault diskFault = DiskFault::None;
     CgiRoot root = CgiRoot::Both;
-    int delayMs = 0;  // before every reply
+    int delayMs = 0;          // before every reply
+    bool talkStalls = false;  // takes nothing of what clients say
     int maxConnections = 512;
 };
 

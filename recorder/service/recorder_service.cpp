@@ -154,9 +154,10 @@ private:
         if (set_.Size() >= limit && !DropOldestHead()) {
             return;
         }
-        const Timing timing{options_.headTime, options_.stallTime, options_.lingerTime, options_.notifyPause};
-        const auto connection =
-            std::make_shared<Connection>(std::move(socket), ConnectionHost{*model_, set_, timing});
+        const Timing timing{options_.headTime, options_.stallTime, options_.lingerTime, options_.talkTime,
+                            options_.notifyPause};
+        const auto connection = std::make_shared<Connection>(
+            std::move(socket), ConnectionHost{*model_, set_, *sounds_, talks_, timing});
         set_.Add(connection);
         connection->Start();
     }
@@ -189,6 +190,8 @@ private:
 
     const std::shared_ptr<RecorderModel> model_;
     const ServiceOptions options_;
+    TalkBook talks_;
+    const std::unique_ptr<SoundHub> sounds_ = CreateSoundHub(options_.mediaClock);
     ConnectionSet set_;
     asio::io_context io_;
     asio::executor_work_guard<asio::io_context::executor_type> work_{io_.get_executor()};

@@ -11,6 +11,8 @@
 
 namespace kvrecorder {
 
+class MediaClock;
+
 struct ServiceOptions {
     std::string address = "127.0.0.1";
     std::uint16_t port = 0;   // 0: the system's choice
@@ -19,6 +21,8 @@ struct ServiceOptions {
     std::chrono::milliseconds headTime{10'000};   // for a client to complete a request head
     std::chrono::milliseconds stallTime{30'000};  // without a byte that the peer takes
     std::chrono::milliseconds lingerTime{2'000};  // for the peer to close after a document
+    std::chrono::milliseconds talkTime{10'000};   // for a client that speaks to say something
+    std::shared_ptr<MediaClock> mediaClock;       // of the sound; null: the system's
     std::chrono::milliseconds notifyPause{500};   // between two lines to one client
     std::function<void()> onStop;                 // the control socket asked for the end; on any thread
 };

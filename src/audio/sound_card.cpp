@@ -2,10 +2,12 @@
 
 #include <SDL2/SDL.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <vector>
 
+#include "audio/sdl_sound.h"
 #include "platform/diagnostics.h"
 
 namespace kvmon {
@@ -14,26 +16,19 @@ namespace {
 
 // So much may lie unplayed in the card before a block has to wait.
 constexpr std::size_t kAheadPerSecond = 5;
-
-bool InitSound() {
-    static const bool ready = [] {
-        SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
-        if (SDL_InitSubSystem(SDL_INIT_AUDIO) == 0) {
-            return true;
-        }
-        Diagnose("SoundCard: no sound on this machine: %s\n", SDL_GetError());
-        return false;
-    }();
-    return ready;
-}
+// A card that could not be opened is left alone for so long: each try may cost the sound service's time.
+constexpr std::chrono::seconds kNextTry{2};
+using SteadyClock = std::chrono::steady_clock;
 
 class SdlSoundCard final : public SoundCard {
 public:
+    explicit SdlSoundCard(const SoundFlag& audible) : m_audible(audible) {}
     ~SdlSoundCard() override { Close(); }
 
     bool Open(const PcmFormat& format) override {
         Close();
-        if (!InitSound() || (format.sampleBits != 16 && format.sampleBits != 8)) {
+        if (SteadyClock::now() < m_nextTry || !InitSound() ||
+            (format.sampleBits != 16 && format.sampleBits != 8)) {
             return false;
         }
         SDL_AudioSpec wanted{};
@@ -49,7 +44,10 @@ public:
         m_ahead = format.BytesPerSecond() / kAheadPerSecond;
         m_device = SDL_OpenAudioDevice(nullptr, 0, &wanted, nullptr, 0);
         if (m_device == 0) {
-            Diagnose("SoundCard: the output cannot be opened: %s\n", SDL_GetError());
+            if (m_nextTry == SteadyClock::time_point{}) {
+                Diagnose("SoundCard: the output cannot be opened: %s\n", SDL_GetError());
+            }
+            m_nextTry = SteadyClock::now() + kNextTry;
             return false;
         }
         SDL_PauseAudioDevice(m_device, 0);
@@ -90,6 +88,9 @@ private:
     // The sound service's thread asks for what comes next.
     void Fill(std::span<std::uint8_t> out) {
         const std::lock_guard lock(m_mutex);
+        if (!m_audible) {
+            m_played = m_waiting.size();
+        }
         const std::size_t count = std::min(out.size(), Unplayed());
         const auto from = m_waiting.begin() + static_cast<std::ptrdiff_t>(m_played);
         std::copy_n(from, count, out.begin());
@@ -98,6 +99,8 @@ private:
         m_roomMade.notify_all();
     }
 
+    const SoundFlag m_audible;
+    SteadyClock::time_point m_nextTry{};
     SDL_AudioDeviceID m_device = 0;
     std::uint8_t m_silence = 0;
     std::size_t m_ahead = 0;
@@ -110,8 +113,12 @@ private:
 
 }  // namespace
 
-std::unique_ptr<SoundCard> CreateSoundCard() {
-    return std::make_unique<SdlSoundCard>();
+std::unique_ptr<SoundCard> CreateSoundCard(const SoundFlag& audible) {
+    return std::make_unique<SdlSoundCard>(audible);
+}
+
+bool HasSoundOutput() {
+    return InitSound() && SDL_GetNumAudioDevices(0) != 0;
 }
 
 }  // namespace kvmon

@@ -6,6 +6,8 @@
 #include <memory>
 #include <span>
 
+#include "audio/sound_flag.h"
+
 namespace kvmon {
 
 struct PcmFormat {
@@ -33,7 +35,10 @@ public:
 };
 
 // The system's default output. The variables SDL_AUDIODRIVER and SDL_DISKAUDIOFILE send it elsewhere, as to
-// a file.
-std::unique_ptr<SoundCard> CreateSoundCard();
+// a file. While `audible` is off it plays silence and throws away what it was given.
+std::unique_ptr<SoundCard> CreateSoundCard(const SoundFlag& audible = SoundFlag(true));
+
+// The system has an output. Asks its sound service, which may take a while.
+bool HasSoundOutput();
 
 }  // namespace kvmon

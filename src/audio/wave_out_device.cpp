@@ -20,8 +20,9 @@ bool IsG726(std::uint16_t waveType) {
 
 // What the service thread works on. It outlives the device when the card does not let the thread go.
 struct CWaveOutDevice::Service {
-    Service(std::unique_ptr<SoundCard> soundCard, const PcmFormat& pcm, Clock& waits)
+    Service(std::unique_ptr<SoundCard> soundCard, const SoundFlag& flag, const PcmFormat& pcm, Clock& waits)
         : card(std::move(soundCard)),
+          audible(flag),
           format(pcm),
           maxWaiting(pcm.BytesPerSecond() * static_cast<std::size_t>(kMaxWaiting.count()) / 1000),
           clock(waits) {}
@@ -43,6 +44,10 @@ struct CWaveOutDevice::Service {
     // Empty when nothing waits; the wake-up is then taken back.
     Block Take() {
         const std::lock_guard lock(mutex);
+        if (!audible) {
+            requests.clear();
+            waiting = 0;
+        }
         if (requests.empty()) {
             wake.Reset();
             return {};
@@ -65,15 +70,28 @@ struct CWaveOutDevice::Service {
                 }
                 continue;
             }
-            Event* const events[] = {&wake};
-            if (!open) {
-                clock.WaitAny(events, std::nullopt);
-            } else if (clock.WaitAny(events, kIdle) == kWaitTimeout) {
+            if (open && !WaitOrIdle()) {
                 card->Close();
                 open = false;
             }
+            if (!open) {
+                Event* const events[] = {&wake};
+                clock.WaitAny(events, std::nullopt);
+            }
         }
         card->Close();
+    }
+
+    // False when the open card has lain idle for long enough.
+    bool WaitOrIdle() {
+        Event* const events[] = {&wake};
+        const std::uint64_t since = clock.TickMs();
+        while (audible && clock.TickMs() - since < static_cast<std::uint64_t>(kIdle.count())) {
+            if (clock.WaitAny(events, kSwitchLook) != kWaitTimeout) {
+                return true;
+            }
+        }
+        return false;
     }
 
     void Stop() {
@@ -83,6 +101,7 @@ struct CWaveOutDevice::Service {
     }
 
     const std::unique_ptr<SoundCard> card;
+    const SoundFlag audible;
     const PcmFormat format;
     const std::size_t maxWaiting;
     Clock& clock;
@@ -116,7 +135,7 @@ bool CWaveOutDevice::Open(const WaveFormats& formats) {
         }
     }
     m_formats = formats;
-    auto service = std::make_shared<Service>(m_factory(), pcm, m_clock);
+    auto service = std::make_shared<Service>(m_factory(*m_audible), *m_audible, pcm, m_clock);
     if (!m_thread.Start("sound", [service] { service->Run(); })) {
         m_codec.Close();
         return false;
@@ -135,6 +154,10 @@ void CWaveOutDevice::Close() {
     }
     m_service.reset();
     m_codec.Close();
+}
+
+void CWaveOutDevice::SetSwitch(const SoundFlag& audible) {
+    m_audible = std::make_unique<const SoundFlag>(audible);
 }
 
 bool CWaveOutDevice::Write(std::span<const std::uint8_t> data) {

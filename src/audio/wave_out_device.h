@@ -45,19 +45,23 @@ public:
     virtual void Close() = 0;
     // Queues sound without waiting for its playing; false if it was not taken.
     virtual bool Write(std::span<const std::uint8_t> data) = 0;
+    // Nothing sounds while the switch is off, not even what was written before. Before the first opening.
+    virtual void SetSwitch(const SoundFlag& /*audible*/) {}
 };
 
 // Converts each block to PCM as it comes and leaves the feeding of the sound card to a thread of its own, so
 // that a slow or absent card never holds up the caller.
 class CWaveOutDevice final : public WaveOutput {
 public:
-    using SoundCardFactory = std::function<std::unique_ptr<SoundCard>()>;
+    using SoundCardFactory = std::function<std::unique_ptr<SoundCard>(const SoundFlag& audible)>;
 
     // Sound that waits for the card. With the fifth of a second that the card holds itself, live sound stays
     // within a second of its picture; what is older is dropped.
     static constexpr Milliseconds kMaxWaiting{600};
     // A card that got nothing for so long is given back to the system until there is sound again.
     static constexpr Milliseconds kIdle{2000};
+    // One that was switched off is given back this soon, for the next camera to have it.
+    static constexpr Milliseconds kSwitchLook{50};
 
     explicit CWaveOutDevice(SoundCardFactory factory = CreateSoundCard, Clock& clock = SystemClock());
     ~CWaveOutDevice() override;
@@ -65,6 +69,7 @@ public:
     bool Open(const WaveFormats& formats) override;
     void Close() override;
     bool Write(std::span<const std::uint8_t> data) override;
+    void SetSwitch(const SoundFlag& audible) override;
 
     // Blocks that were dropped as too old, since the opening.
     std::uint64_t DroppedBlocks() const;
@@ -76,6 +81,7 @@ private:
 
     const SoundCardFactory m_factory;
     Clock& m_clock;
+    std::unique_ptr<const SoundFlag> m_audible = std::make_unique<const SoundFlag>(true);
     WaveFormats m_formats;
     G726Codec m_codec;
     std::vector<std::int16_t> m_samples;

@@ -44,6 +44,7 @@ void CBaseCamera::StartCameraThreads() {
 }
 
 bool CBaseCamera::StopCameraThreads(bool bWait) {
+    m_core->m_sound.m_bPlayAudioUI = false;
     // All are asked before the first is waited for, so that their ends overlap.
     for (ChannelThread* const thread :
          {&m_core->m_commandThread, &m_core->m_videoThread, &m_core->m_decodeThread}) {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,7 @@
 #include "channel/stream_choice.h"
 #include "platform/clock.h"
 #include "platform/window_handle.h"
+#include "platform/worker.h"
 #include "server/camera_settings.h"
 #include "server/server_camera.h"
 
@@ -64,9 +66,16 @@ public:
     bool HasAudioRight() const;
     void SetSupportAudio(bool bSupport);
     bool IsSupportAudio() const;
+    // The streams to choose from, the smallest first. A running stream that no longer fits is replaced.
     void SetStreamProfiles(std::vector<StreamProfile> profiles);
+    // The channel's way for a user's voice, as the recorder tells it: 0 for none, and the coding's number.
+    void SetTalkCapability(std::uint32_t dwAudioOut, std::uint32_t dwAudioOutType);
+    bool CanTalk() const;
+    std::uint32_t GetAudioOutType() const;  // 0xFFFFFFFF when the recorder did not tell
     // The size of the recorder's stream that the user wants instead of the view's; 0 x 0 for the view's.
     void SetFixSizeServer(int cx, int cy);
+    ClassSize GetFixSizeServer() const;
+    std::vector<StreamProfile> GetStreamProfiles() const;
     // This user may steer the camera.
     void SetPtzEnabled(bool bEnabled);
 
@@ -113,6 +122,8 @@ public:
     bool IsStreamRunning() const;  // a picture was shown since the last pause
 
     // --- view
+    // The next picture reports its size to the console even if that is what it was.
+    void ForgetFrameSize();
     // The window that draws this channel; null takes it away.
     void SetViewWnd(WindowHandle hWnd, std::function<void()> repaint);
     WindowHandle GetViewWnd() const;
@@ -149,6 +160,18 @@ public:
     // The panel or a click may steer something: digital zoom, or a camera that this user may steer.
     bool IsPtzEnabled() const;
     bool IsCameraInfoLoaded() const;
+
+    // --- talk-back: the microphone's sound to the camera's loudspeaker
+    // Opens the connection, after closing the one before; about 6 s at the most. False, and the cause posted
+    // to hWnd, if that failed. A worker thread of the caller's; `abort` ends all waits within 250 ms.
+    bool PrepareTalking(const WindowHandle& hWnd, const std::shared_ptr<const FlagWord>& abort);
+    std::uint32_t GetTalkingBufferSamples() const;
+    std::uint16_t GetTalkingSampleBits() const;
+    // One block of the microphone's samples. False, and the cause posted, if it did not go out: the peer has
+    // gone, or takes nothing for 3 s. On a thread of the caller's.
+    bool SendTalkingData(const WindowHandle& hWnd, std::span<const std::int16_t> samples);
+    // The size of so many bytes of samples when coded; 0 for a form that nobody knows.
+    std::size_t GetTalkingEncodedSize(std::size_t size) const;
 
     // The seven status words, stored; true when one changed.
     bool SetStatusFlags(const std::array<std::uint32_t, 7>& flags);

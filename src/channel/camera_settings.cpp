@@ -117,6 +117,8 @@ void CBaseCamera::operator=(const CameraSettings& settings) {
     m_core->m_bHasAddress =
         settings.m_NetworkSetting[0].HasAddress() || settings.m_NetworkSetting[1].HasAddress();
     m_core->m_bSettingsAssigned = true;
+    // No document tells of a right of its own for listening: who may watch may listen.
+    m_core->m_sound.m_bAudioRight = settings.m_bMonitorRight != 0;
     if (settings.m_bMonitorRight != 0) {
         m_core->m_settings = settings;
         return;
@@ -204,8 +206,33 @@ bool CBaseCamera::IsSupportAudio() const {
 }
 
 void CBaseCamera::SetStreamProfiles(std::vector<StreamProfile> profiles) {
-    const std::lock_guard lock(m_core->m_cs);
-    m_core->m_StreamProfiles = std::move(profiles);
+    {
+        const std::lock_guard lock(m_core->m_cs);
+        if (m_core->m_StreamProfiles == profiles) {
+            return;
+        }
+        m_core->m_StreamProfiles = std::move(profiles);
+    }
+    if (IsVideoRunning()) {
+        CheckStreamChange();
+    }
+}
+
+void CBaseCamera::ForgetFrameSize() {
+    m_core->m_bSizeForgotten = true;
+}
+
+void CBaseCamera::SetTalkCapability(std::uint32_t dwAudioOut, std::uint32_t dwAudioOutType) {
+    m_core->m_dwAudioOutType = dwAudioOutType;
+    m_core->m_dwAudioOut = dwAudioOut;
+}
+
+bool CBaseCamera::CanTalk() const {
+    return m_core->m_dwAudioOut != 0;
+}
+
+std::uint32_t CBaseCamera::GetAudioOutType() const {
+    return m_core->m_dwAudioOutType;
 }
 
 void CBaseCamera::SetFixSizeServer(int cx, int cy) {
@@ -217,6 +244,16 @@ void CBaseCamera::SetFixSizeServer(int cx, int cy) {
     if (IsVideoRunning()) {
         CheckStreamChange();
     }
+}
+
+ClassSize CBaseCamera::GetFixSizeServer() const {
+    const std::lock_guard lock(m_core->m_cs);
+    return {m_core->m_FixSizeServer.cx, m_core->m_FixSizeServer.cy};
+}
+
+std::vector<StreamProfile> CBaseCamera::GetStreamProfiles() const {
+    const std::lock_guard lock(m_core->m_cs);
+    return m_core->m_StreamProfiles;
 }
 
 void CBaseCamera::SetPtzEnabled(bool bEnabled) {

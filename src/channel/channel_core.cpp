@@ -48,8 +48,9 @@ std::int32_t ChannelCore::SelectStreamId() const {
 
 void ChannelCore::SetBitmapInfo(const BITMAPINFOHEADER& bmpInfo) {
     const BITMAPINFOHEADER before = m_picture.GetBitmapInfo();
-    m_frames.AddRecycleFrame(m_picture.SetBitmapInfo(bmpInfo));
-    if (before.biWidth == bmpInfo.biWidth && before.biHeight == bmpInfo.biHeight) {
+    m_picture.SetBitmapInfo(bmpInfo);
+    const bool bSameSize = before.biWidth == bmpInfo.biWidth && before.biHeight == bmpInfo.biHeight;
+    if (!m_bSizeForgotten.exchange(false) && bSameSize) {
         return;
     }
     ChangeZoom([](const DigitalZoom&) { return true; });  // takes the new size

@@ -21,6 +21,7 @@
 #include "channel/frame_rate.h"
 #include "channel/live_audio.h"
 #include "channel/stream_choice.h"
+#include "channel/talk_back.h"
 #include "platform/clock.h"
 #include "platform/window_handle.h"
 #include "server/camera_settings.h"
@@ -127,11 +128,15 @@ struct ChannelCore {
 
     std::atomic<bool> m_bCameraInfoLoaded{false};
     std::atomic<bool> m_bDigitalZoom{false};
+    std::atomic<bool> m_bSizeForgotten{false};  // the next picture reports its size, old or new
+    std::atomic<std::uint32_t> m_dwAudioOut{0};
+    std::atomic<std::uint32_t> m_dwAudioOutType{0xFFFFFFFF};
     std::atomic<std::int32_t> m_nStreamId{-1};
     std::atomic<std::uint32_t> m_nErrorCount{0};
     std::atomic<bool> m_bStreamRunning{false};
     std::atomic<bool> m_bDecodePlaying{false};
     SoundSwitches m_sound;
+    TalkBack m_talk;
     FrameQueue m_frames{m_uCHInMainDlg};
     CamCmdQueue m_CamCmdQueue;
     FrameRate m_frameRate;

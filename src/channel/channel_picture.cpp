@@ -256,17 +256,14 @@ ChannelPicture::~ChannelPicture() = default;
 
 // --- decode thread
 
-std::unique_ptr<CVideoBmpFrame> ChannelPicture::SetBitmapInfo(const BITMAPINFOHEADER& info) {
-    {
-        const std::lock_guard lock(m_impl->csState);
-        if (info == m_impl->info) {
-            return nullptr;
-        }
-        m_impl->info = info;
-        m_impl->RefreshDrawRect();
-        m_impl->SetLine(SubString::Stream, FormatText("Stream: %d x %d", info.biWidth, info.biHeight));
+void ChannelPicture::SetBitmapInfo(const BITMAPINFOHEADER& info) {
+    const std::lock_guard lock(m_impl->csState);
+    if (info == m_impl->info) {
+        return;
     }
-    return ReleasePicture();
+    m_impl->info = info;
+    m_impl->RefreshDrawRect();
+    m_impl->SetLine(SubString::Stream, FormatText("Stream: %d x %d", info.biWidth, info.biHeight));
 }
 
 std::unique_ptr<CVideoBmpFrame> ChannelPicture::Show(std::unique_ptr<CVideoBmpFrame> frame) {

@@ -50,9 +50,10 @@ public:
     ~ChannelPicture();
 
     // --- decode thread
-    // Takes the header of the stream. When it differs from the present one: recomputes the place,
-    // updates "Stream: %d x %d" and gives the picture on show back for recycling (else null).
-    std::unique_ptr<CVideoBmpFrame> SetBitmapInfo(const BITMAPINFOHEADER& info);
+    // Takes the header of the stream. When it differs from the present one: recomputes the place and
+    // updates "Stream: %d x %d". The picture on show stays until the next one comes, so that a change of
+    // the stream leaves no black cell.
+    void SetBitmapInfo(const BITMAPINFOHEADER& info);
     // A finished picture takes the screen. Gives the one before it back for recycling.
     std::unique_ptr<CVideoBmpFrame> Show(std::unique_ptr<CVideoBmpFrame> frame);
     // Composes the picture on show into the back image and publishes it, if there is a view, then calls

@@ -107,7 +107,7 @@ void LiveAudio::PlayDecoded(const SoundSwitches& switches) {
     WaveFormats formats;
     formats.outChannels = decoded->channels;
     formats.outSamplesPerSecond = decoded->samplesPerSecond;
-    CreateWaveDevice(formats);
+    CreateWaveDevice(formats, switches);
     if (!PlaySoundData(std::span(sound).first(decoded->length), switches)) {
         Trace("CBaseGetStream::PlayAudio: m_uCHInMainDlg=%u, PlaySoundData failed...\n",
               m_uCHInMainDlg.load());
@@ -128,7 +128,7 @@ void LiveAudio::PlayPlain(const KELVARA_FRAME_HDR& hdr, const AudioBlock& block,
         return;
     }
     if (!m_bOpenWaveDevice) {
-        CreateWaveDevice(*formats);
+        CreateWaveDevice(*formats, switches);
     }
     if (!m_bOpenWaveDevice) {
         Trace("CBaseGetStream::PlayAudio: m_uCHInMainDlg=%u, m_bOpenWaveDevice=FALSE...\n",
@@ -148,7 +148,7 @@ bool LiveAudio::PlaySoundData(std::span<const std::uint8_t> data, const SoundSwi
     return m_bOpenWaveDevice && m_WaveDevice->Write(data);
 }
 
-void LiveAudio::CreateWaveDevice(const WaveFormats& formats) {
+void LiveAudio::CreateWaveDevice(const WaveFormats& formats, const SoundSwitches& switches) {
     if (m_bOpenWaveDevice && formats == m_formats) {
         return;
     }
@@ -162,6 +162,7 @@ void LiveAudio::CreateWaveDevice(const WaveFormats& formats) {
         formats.outWaveType);
     if (!m_WaveDevice && m_factories.waveOutput != nullptr) {
         m_WaveDevice = m_factories.waveOutput();
+        m_WaveDevice->SetSwitch(switches.m_bPlayAudioUI);
     }
     if (!m_WaveDevice || !m_WaveDevice->Open(formats)) {
         Trace("CBaseCamera::CreateWaveDevice: m_uCHInMainDlg=%u, m_WaveDevice.Open failed...\n",

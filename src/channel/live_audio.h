@@ -23,9 +23,9 @@ struct AudioBlock {
 
 // What decides whether sound is played now. Any thread.
 struct SoundSwitches {
-    std::atomic<bool> m_bPlayAudioUI{false};   // the user listens to this channel
-    std::atomic<bool> m_bSupportAudio{false};  // the camera has sound
-    std::atomic<bool> m_bAudioRight{false};    // the user may listen
+    SoundFlag m_bPlayAudioUI;   // the user listens to this channel
+    SoundFlag m_bSupportAudio;  // the camera has sound
+    SoundFlag m_bAudioRight;    // the user may listen
 
     bool IsWanted() const { return m_bPlayAudioUI && m_bSupportAudio && m_bAudioRight; }
 };
@@ -53,7 +53,7 @@ private:
     void PlayDecoded(const SoundSwitches& switches);
     void PlayPlain(const KELVARA_FRAME_HDR& hdr, const AudioBlock& block, const SoundSwitches& switches);
     bool PlaySoundData(std::span<const std::uint8_t> data, const SoundSwitches& switches);
-    void CreateWaveDevice(const WaveFormats& formats);
+    void CreateWaveDevice(const WaveFormats& formats, const SoundSwitches& switches);
     void CloseWaveDevice();
 
     const ChannelFactories m_factories;

@@ -5,6 +5,7 @@
 #include "channel/base_camera.h"
 #include "channel/ptz_request.h"
 #include "channel/video_wnd.h"
+#include "console/cell_menu.h"
 #include "console/main_dlg.h"
 #include "persist/log_file.h"
 #include "persist/string_table.h"
@@ -37,7 +38,7 @@ ActiveCameraFacts CameraControls::Facts() const {
         const auto camera = cameras.GetCameraByChannel(n);
         facts.bSoundSource = camera && camera->IsSupportAudio() && camera->IsStreamRunning();
     }
-    facts.bSoundOutput = true;
+    facts.bSoundOutput = m_dlg.Audio().HasOutput();
     facts.bWindow = m_dlg.View().Cells().GetActive() != nullptr;
     const auto camera = m_dlg.View().Cells().GetActiveCamera();
     if (!camera) {
@@ -49,6 +50,7 @@ ActiveCameraFacts CameraControls::Facts() const {
     facts.info = camera->GetAbilities();
     facts.bDigitalZoom = camera->IsDigitalZoom();
     facts.bConnected = camera->IsStreamRunning();
+    facts.bCanTalk = camera->CanTalk();
     facts.bSnapshotRight = camera->HasMonitorRight();
     facts.bRecordRight = server != nullptr && server->GetStatus(entry.camera, kStatusControlRight) != 0;
     facts.bRecording = camera->GetStatusFlags()[kRecordingFlag] != 0;
@@ -108,6 +110,8 @@ void CameraControls::OnBtnPresetMenu() {
             menu->AppendMenu(0, id, PresetName(id));
         }
     }
+    menu->AppendMenu(MF_SEPARATOR, 0, {});
+    menu->AppendMenu(0, kCmdPresetDialog, LoadString(kCmdPresetDialog));
     menu->TrackPopupMenu(button->mapToGlobal(QPoint(0, button->height())), {}, [this](int id) {
         if (id != 0) {
             m_dlg.PressButton(id);

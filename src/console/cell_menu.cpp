@@ -10,7 +10,6 @@
 #include "channel/channel_view.h"
 #include "channel/video_wnd.h"
 #include "console/main_dlg.h"
-#include "console/message_box.h"
 #include "persist/string_table.h"
 #include "platform/text.h"
 #include "server/kelvara_info.h"
@@ -23,6 +22,30 @@ constexpr std::uint32_t kStrSnapshot = 3514;
 constexpr std::uint32_t kStrStartRecording = 3528;
 constexpr std::uint32_t kStrStopRecording = 3529;
 constexpr std::uint32_t kStrCameraHome = 3507;
+constexpr std::uint32_t kStrStreamSize = 6421;
+constexpr int kDialogGap = 8;
+
+// A choice of streams is a choice for the user, too.
+void AppendStreamSizes(BCMenu& menu, const CBaseCamera& camera) {
+    const auto profiles = camera.GetStreamProfiles();
+    if (profiles.size() < 2) {
+        return;
+    }
+    BCMenu* const sizes = menu.AppendPopup(LoadString(kStrStreamSize));
+    const ClassSize fixed = camera.GetFixSizeServer();
+    const bool bFixed = fixed.cx > 0 && fixed.cy > 0;
+    sizes->AppendMenu(bFixed ? 0 : MF_CHECKED, kCmdStreamSizeOfView, LoadString(kCmdStreamSizeOfView));
+    const int chosen = bFixed ? PreselectStream(profiles, static_cast<std::uint64_t>(fixed.cx) *
+                                                              static_cast<std::uint64_t>(fixed.cy))
+                              : -1;
+    for (int i = 0; i < std::min(static_cast<int>(profiles.size()), kMaxStreamSizes); ++i) {
+        const StreamProfile& profile = profiles[static_cast<std::size_t>(i)];
+        if (StreamClassSize(profile)) {
+            sizes->AppendMenu(i == chosen ? MF_CHECKED : 0, kCmdFirstStreamSize + i,
+                              EscapeMenuText(StreamSizeText(profile)));
+        }
+    }
+}
 
 }  // namespace
 
@@ -55,6 +78,7 @@ void CellMenu::Open(const QPoint& screen) {
     auto* const menu = new BCMenu(&m_dlg);
     m_menu = menu;
     AppendCommands(*menu, *camera);
+    AppendStreamSizes(*menu, *camera);
     if (camera->IsPtzEnabled()) {
         const CameraInfo info = camera->GetCameraInfo();
         BuildCameraMenu(*menu, info);
@@ -91,7 +115,27 @@ bool CellMenu::OnCommand(int id) {
             OpenPresetDialog();
             return true;
         default:
-            return false;
+            if (id != kCmdStreamSizeOfView &&
+                (id < kCmdFirstStreamSize || id >= kCmdFirstStreamSize + kMaxStreamSizes)) {
+                return false;
+            }
+            ChooseStreamSize(id);
+            return true;
+    }
+}
+
+void CellMenu::ChooseStreamSize(int id) {
+    const auto camera = m_dlg.View().Cells().GetActiveCamera();
+    if (!camera) {
+        return;
+    }
+    const auto profiles = camera->GetStreamProfiles();
+    const auto index = static_cast<std::size_t>(id - kCmdFirstStreamSize);
+    if (id == kCmdStreamSizeOfView) {
+        camera->SetFixSizeServer(0, 0);
+    } else if (index < profiles.size()) {
+        const ClassSize size = StreamClassSize(profiles[index]).value_or(ClassSize{});
+        camera->SetFixSizeServer(size.cx, size.cy);
     }
 }
 
@@ -102,8 +146,26 @@ void CellMenu::OpenPresetDialog() {
         return;
     }
     m_presets = new PresetDialog(camera, m_dlg.window());
-    cell->SetNotifyDlg({});
-    OpenDialog(m_presets);
+    m_presets->setAttribute(Qt::WA_DeleteOnClose);
+    QObject::connect(m_presets, &QDialog::finished, &m_dlg, [this] { m_dlg.window()->activateWindow(); });
+    // Beside the picture that it is about, and off the panel that steers the camera.
+    m_presets->adjustSize();
+    const QPoint middle = cell->mapTo(&m_dlg, cell->rect().center());
+    const PixelRect& view = m_dlg.View().GetViewRectangle();
+    const QRect wall(view.left, view.top, view.Width(), view.Height());
+    const int x = middle.x() < wall.center().x() ? wall.right() - m_presets->width() - kDialogGap
+                                                 : wall.left() + kDialogGap;
+    m_presets->move(m_dlg.mapToGlobal(QPoint(x, wall.top() + (wall.height() - m_presets->height()) / 2)));
+    m_presets->show();
+}
+
+void CellMenu::Close() {
+    if (m_presets) {
+        m_presets->reject();
+    }
+    if (m_menu) {
+        m_menu->close();
+    }
 }
 
 void CellMenu::Refresh() {

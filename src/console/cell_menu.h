@@ -18,6 +18,9 @@ class CMainDlg;
 inline constexpr int kCmdDigitalZoomOn = 2606;
 inline constexpr int kCmdDigitalZoomOff = 2607;
 inline constexpr int kCmdPresetDialog = 6400;
+inline constexpr int kCmdStreamSizeOfView = 6420;
+inline constexpr int kCmdFirstStreamSize = 6430;
+inline constexpr int kMaxStreamSizes = 16;
 
 // User interface thread only.
 class CellMenu {
@@ -33,9 +36,12 @@ public:
     bool OnCommand(int id);
     // With command 1757: what stands open shows what the camera can do now.
     void Refresh();
+    // At the end of a session.
+    void Close();
 
 private:
     void AppendCommands(BCMenu& menu, const CBaseCamera& camera) const;
+    void ChooseStreamSize(int id);
     void OpenPresetDialog();
 
     CMainDlg& m_dlg;

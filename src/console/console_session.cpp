@@ -80,11 +80,13 @@ void ConsoleSession::StopServer(int server, bool bStopOnly) {
 
 void ConsoleSession::Logout(bool bStopOnly) {
     m_dlg.Binding().SaveCameraSettings();
+    m_dlg.Menu().Close();
     m_dlg.View().Cells().DetachAll();
     for (int i = 0; i < GetServerCount(); ++i) {
         StopServer(i, bStopOnly);
     }
     m_dlg.Cameras().Clear();
+    m_dlg.Events().Stop();
     m_nStopTicks = 0;
     m_dlg.SetTimer(kTimerStopping, 1000);
     m_dlg.ShowWaitDialog(true);

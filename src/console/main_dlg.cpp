@@ -135,6 +135,7 @@ void CMainDlg::DestroyWindow() {
 
 void CMainDlg::OnDestroy() {
     m_bClosing = true;
+    m_audio.CloseTalk();
     ReapRemovedServers(false);
     ReapRemovedCameras(false);
     KillTimer(kTimerSweep);
@@ -146,6 +147,7 @@ void CMainDlg::OnDestroy() {
 
 void CMainDlg::OnBtnLogout() {
     setCursor(Qt::WaitCursor);
+    m_audio.CloseTalk();
     m_view.LeaveMultiDisplay();
     m_session.CleanBrowserUserInfo();
     Logout(true);
@@ -172,16 +174,8 @@ void CMainDlg::LoadSettings() {
     m_view.LoadMaxViewMode(m_options.bMaxViewMode);
     m_controls.SetPressed(kCtlViewSize, m_options.bMaxViewMode);
     m_sequential.SetInterval(m_options.dwSequentialInterval);
-    m_controls.SetShown(kCtlAudio, true);
-    m_controls.SetPressed(kCtlAudio, m_options.bEnableAudio);
-}
-
-bool CMainDlg::IsAudioChecked() const {
-    const bool bPressed = m_controls.IsPressed(kCtlAudio);
-    Trace("CMainDlg::IsAudioChecked: m_pAudioButton->GetCheck()==BST_CHECKED=%s...\n", BoolText(bPressed));
-    const bool bExists = m_controls.Exists(kCtlAudio);
-    Trace("CMainDlg::IsAudioChecked: ::IsWindow(m_pAudioButton->GetSafeHwnd() )=%s...\n", BoolText(bExists));
-    return bPressed && bExists;
+    m_events.Start();
+    m_audio.LoadSettings(m_options.bEnableAudio);
 }
 
 void CMainDlg::OnLogin() {
@@ -278,6 +272,9 @@ void CMainDlg::OnTimer(std::uint32_t id) {
             m_session.OnStoppingTimer();
             m_sequential.OnPrepareTimer();  // each tick goes on to that
             break;
+        case kTimerEvents:
+            m_events.OnTimer();
+            break;
         case kTimerPendingServers:
             m_binding.BuildView();
             break;
@@ -304,6 +301,9 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
         case WM_GETVSINFO_FAILED:
             m_binding.OnGetVSInfoFailed(static_cast<std::uint32_t>(wParam), server);
             m_status->OnFailure(GetServer(server));
+            break;
+        case WM_GETNVREVENT:
+            m_events.OnGetEvents(wParam, server);
             break;
         case kMsgPressLogout:
             PressButton(kCtlLogout);
@@ -424,10 +424,22 @@ void CMainDlg::OnCommand(int id) {
             m_cameraControls.OnBtnPresetMenu();
             break;
         case kCtlAudio:
-            SetAudio();
+            m_audio.Sync();
+            break;
+        case kCtlTalk:
+            m_audio.OnTalk();
             break;
         case kCtlSnapshot:
             m_snapshot.Take();
+            break;
+        case kCmdEvents:
+            m_events.OpenWindow();
+            break;
+        case kCmdEMap:
+            m_windows.OpenEMap();
+            break;
+        case kCmdDiskStatus:
+            m_windows.OpenDiskStatus();
             break;
         case kCmdRefreshControls:
             m_cameraControls.Refresh();
@@ -440,17 +452,6 @@ void CMainDlg::OnCommand(int id) {
         default:
             m_cellMenu.OnCommand(id);
             break;
-    }
-}
-
-// Sound for the active window's camera and none for the others: one camera plays at a time.
-void CMainDlg::SetAudio() {
-    const bool bOn = IsAudioChecked();
-    const auto active = m_view.Cells().GetActiveCamera();
-    for (int n = 0; n < m_cameras.GetCount(); ++n) {
-        if (const auto camera = m_cameras.GetCameraByChannel(n)) {
-            camera->SetPlayAudio(bOn && camera == active);
-        }
     }
 }
 

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "console/audio_panel.h"
 #include "console/busy_state.h"
 #include "console/camera_controls.h"
 #include "console/camera_list.h"
@@ -14,12 +15,14 @@
 #include "console/console_messages.h"
 #include "console/console_options.h"
 #include "console/console_session.h"
+#include "console/event_center.h"
 #include "console/options_command.h"
 #include "console/ptz_panel.h"
 #include "console/screen_controller.h"
 #include "console/sequential_mode.h"
 #include "console/server_binding.h"
 #include "console/server_clock.h"
+#include "console/site_windows.h"
 #include "console/snapshot_command.h"
 #include "console/view_controller.h"
 #include "skin/xskin_dialog.h"
@@ -70,6 +73,10 @@ public:
     const CameraList& Cameras() const { return m_cameras; }
     ConsoleControls& Controls() { return m_controls; }
     OptionsCommand& OptionsDialogs() { return m_optionsCommand; }
+    CellMenu& Menu() { return m_cellMenu; }
+    AudioPanel& Audio() { return m_audio; }
+    EventCenter& Events() { return m_events; }
+    SiteWindows& Windows() { return m_windows; }
     const ConsoleOptions& Options() const { return m_options; }
     void SetOptions(const ConsoleOptions& options) { m_options = options; }
     // The settings key of this session; empty until the first server told its name.
@@ -79,7 +86,7 @@ public:
     std::uint16_t GetLanguage() const { return m_language; }
 
     void LoadSettings();
-    bool IsAudioChecked() const;
+    bool IsAudioChecked() const { return m_audio.IsAudioChecked(); }
     // All enabling that follows the state of the first server.
     void OnLogin();
     void ShowWaitDialog(bool bShow);
@@ -108,7 +115,6 @@ private:
     void OnCommand(int id);
     void OnDestroy();
     void OnDoubleClick();
-    void SetAudio();
     void SetStaticColour(int id, unsigned colour);
     void OnLButtonUp();
     void ShowControl(int id, const ConsoleControls::State& state);
@@ -131,10 +137,13 @@ private:
     PtzPanel m_ptz{*this};
     SnapshotCommand m_snapshot{*this};
     ServerClock m_serverClock{*this};
+    AudioPanel m_audio{*this};
     SequentialMode m_sequential{*this};
     CameraControls m_cameraControls{*this};
     CellMenu m_cellMenu{*this};
     ConsoleKeys m_keys{*this};
+    EventCenter m_events{*this};
+    SiteWindows m_windows{*this};
     OptionsCommand m_optionsCommand{*this};
     std::unique_ptr<StatusLine> m_status;
     std::unique_ptr<CWaitDlg> m_waitDialog;

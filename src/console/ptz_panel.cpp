@@ -1,5 +1,6 @@
 #include "console/ptz_panel.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "channel/base_camera.h"
@@ -15,6 +16,9 @@ namespace {
 constexpr int kHoldButtons[] = {kCmdUp,     kCmdDown,    kCmdLeft,      kCmdRight,
                                 kCmdUpLeft, kCmdUpRight, kCmdDownLeft,  kCmdDownRight,
                                 kCmdZoomIn, kCmdZoomOut, kCmdFocusNear, kCmdFocusFar};
+
+// A picture has no camera to wait for; faster than it is shown it need not move.
+constexpr int kShortestWaitMs = 16;
 
 }  // namespace
 
@@ -56,7 +60,7 @@ void PtzPanel::OnFinished() {
     if (step.next == HoldPacing::Next::Send) {
         Send(m_pacing.HeldId());
     } else if (step.next == HoldPacing::Next::Wait) {
-        m_dlg.SetTimer(kTimerHold, static_cast<int>(step.waitMs));
+        m_dlg.SetTimer(kTimerHold, std::max(static_cast<int>(step.waitMs), kShortestWaitMs));
     }
 }
 

@@ -10,6 +10,7 @@
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
 #include "persist/string_table.h"
+#include "server/capability_reader.h"
 #include "server/kelvara_info.h"
 #include "server/nvr_status.h"
 #include "server/server_messages.h"
@@ -42,8 +43,10 @@ void ServerBinding::OnUpdateSvrInfo(std::uint32_t code, int server) {
             OnCameraConnection(server);
             break;
         case SUPPORT_HDCHART:
-            // The chart that would show the disk is not part of this console.
             Trace("CMainDlg::OnUpdateSvrInfo: SUPPORT_HDCHART...\n");
+            if (server == m_nShownServer) {
+                m_dlg.Windows().OnDiskInfo(server);
+            }
             break;
         case WM_UPDATEVSINFO_CAMERASTATUS:
             Trace("CMainDlg::OnUpdateSvrInfo: WM_UPDATEVSINFO_CAMERASTATUS...\n");
@@ -53,9 +56,35 @@ void ServerBinding::OnUpdateSvrInfo(std::uint32_t code, int server) {
             Trace("CMainDlg::OnUpdateSvrInfo: WM_UPDATEVSINFO_SERVERINFO...\n");
             OnServerInfo(server);
             break;
+        case WM_UPDATEVSINFO_CAPABILITIES:
+            OnCapabilities(server);
+            break;
         default:
             break;
     }
+}
+
+void ServerBinding::OnCapabilities(int server) {
+    const CKelvaraInfo* const info = GetServer(server);
+    for (int slot = 0; info != nullptr && slot < info->GetCameraCount(); ++slot) {
+        if (const auto camera = GetServerCamera(server, slot)) {
+            TakeCapabilities(*info, slot, *camera);
+        }
+    }
+    m_dlg.PostMessage(WM_COMMAND, kCmdRefreshControls, 0);
+}
+
+void ServerBinding::TakeCapabilities(const CKelvaraInfo& info, int slot, CBaseCamera& camera) {
+    const ChannelCapabilities capabilities = info.GetCapabilities(slot);
+    std::vector<StreamProfile> profiles;
+    for (const CStreamEntry& entry : capabilities.streams) {
+        if (entry.IsValid()) {
+            profiles.push_back({StreamFormatName(entry.m_nFormat), entry.m_nResolution, entry.m_nId});
+        }
+    }
+    camera.SetStreamProfiles(std::move(profiles));
+    camera.SetTalkCapability(static_cast<std::uint32_t>(capabilities.nAudioOut),
+                             static_cast<std::uint32_t>(capabilities.nAudioOutType));
 }
 
 void ServerBinding::OnServerInfo(int server) {
@@ -184,6 +213,7 @@ void ServerBinding::UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, c
         camera->StartCameraThreads();
         changes.list = changes.count = changes.status = true;
     }
+    TakeCapabilities(info, slot, *camera);
     const std::string name = info.GetChannelName(slot);
     if (camera->GetCameraName() != name) {
         camera->SetCameraName(name);

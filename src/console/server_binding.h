@@ -10,6 +10,7 @@
 
 namespace kvmon {
 
+class CBaseCamera;
 class CKelvaraInfo;
 class CMainDlg;
 struct CameraSettings;
@@ -18,7 +19,7 @@ class ServerBinding {
 public:
     explicit ServerBinding(CMainDlg& dlg) : m_dlg(dlg) {}
 
-    // Message 11323. Codes outside 1 to 4 are ignored.
+    // Message 11323. Codes outside 1 to 5 are ignored.
     void OnUpdateSvrInfo(std::uint32_t code, int server);
     // Message 11322.
     void OnGetVSInfoFailed(std::uint32_t code, int server);
@@ -54,6 +55,8 @@ private:
     void OnServerInfo(int server);
     void OnCameraConnection(int server);
     void OnFirstConnection();
+    void OnCapabilities(int server);
+    void TakeCapabilities(const CKelvaraInfo& info, int slot, CBaseCamera& camera);
     void LoadVSInfo();
     // Null when there cannot be one more.
     CKelvaraInfo* StartServer(const SavedServer& saved);

@@ -64,7 +64,8 @@ void OnBtnChannelSetting(CMainDlg& dlg) {
 void OpenPipSettings(CMainDlg& dlg) {
     const int children = PipChildCount(Registry().GetProfileInt(dlg.KeyName(), "PIPChildChannel", 0),
                                        dlg.View().GetShowableCount());
-    auto* const dialog = new PipDialog(MonitorableNames(dlg), dlg.View().Orders().PipList(), children, &dlg);
+    auto* const dialog = new PipDialog(MonitorableNames(dlg), dlg.View().Orders().PipList(), children,
+                                       dlg.Screens().DialogHost());
     QObject::connect(dialog, &QDialog::accepted, &dlg, [&dlg, dialog] { TakePipSettings(dlg, *dialog); });
     OpenDialog(dialog);
 }
@@ -82,8 +83,16 @@ void OnBtnMainMenu(CMainDlg& dlg) {
     menu->AppendMenu(0, kCtlOptions, LoadString(6206));
     menu->AppendMenu(displays, kCtlMultiScreens, LoadString(6204));
     menu->AppendMenu(MF_SEPARATOR, 0, {});
+    const unsigned inSession = dlg.Binding().IsInitialised() ? 0u : MF_GRAYED;
+    const std::size_t unread = dlg.Events().Events().UnreadCount();
+    const std::string events = LoadString(kCmdEvents);
+    menu->AppendMenu(inSession, kCmdEvents,
+                     unread > 0 ? events + " (" + std::to_string(unread) + ")" : events);
+    menu->AppendMenu(inSession, kCmdEMap, LoadString(kCmdEMap));
+    menu->AppendMenu(inSession, kCmdDiskStatus, LoadString(kCmdDiskStatus));
+    menu->AppendMenu(MF_SEPARATOR, 0, {});
     menu->AppendMenu(MF_GRAYED, 1601, LoadString(6242));
-    menu->AppendMenu(dlg.Binding().IsInitialised() ? 0u : MF_GRAYED, kCtlRecorders, LoadString(6126));
+    menu->AppendMenu(inSession, kCtlRecorders, LoadString(6126));
     menu->TrackPopupMenu(BelowButton(*button), {}, [&dlg](int id) {
         if (id != 0) {
             dlg.PressButton(id);

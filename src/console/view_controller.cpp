@@ -172,6 +172,7 @@ void ViewController::Apply(const LayoutPlan& plan) {
     if (CVideoWnd* const window = m_cells.Get(plan.activeWindow)) {
         ActivateWindow(window);
     }
+    m_dlg.Audio().Sync();
 }
 
 void ViewController::ApplyCell(const CellPlan& cell) {
@@ -192,6 +193,11 @@ void ViewController::ApplyCell(const CellPlan& cell) {
     if (window->parentWidget() != host) {
         window->setParent(host);
     }
+    const auto camera = cell.shown ? m_dlg.Cameras().GetCameraByChannel(cell.channel) : nullptr;
+    if (window->GetCamera() != camera) {
+        // The size that follows is none of the channel's that leaves: it would take another stream for it.
+        window->SetCamera(nullptr);
+    }
     if (cell.placed) {
         window->setGeometry(ToQRect(cell.rect));
     }
@@ -201,12 +207,19 @@ void ViewController::ApplyCell(const CellPlan& cell) {
         window->lower();
     }
     if (cell.shown) {
-        window->SetCamera(m_dlg.Cameras().GetCameraByChannel(cell.channel));
+        window->SetCamera(camera);
         window->show();
     }
 }
 
 void ViewController::ApplyStreams(const std::vector<StreamPlan>& streams) {
+    // Who is not to be heard any more falls silent before another is heard.
+    for (std::size_t n = 0; n < streams.size(); ++n) {
+        const auto camera = m_dlg.Cameras().GetCameraByChannel(static_cast<int>(n));
+        if (camera && streams[n] != StreamPlan::StartWithAudio) {
+            camera->SetPlayAudio(false);
+        }
+    }
     for (std::size_t n = 0; n < streams.size(); ++n) {
         const auto camera = m_dlg.Cameras().GetCameraByChannel(static_cast<int>(n));
         if (!camera) {
@@ -234,7 +247,7 @@ void ViewController::ApplyStreams(const std::vector<StreamPlan>& streams) {
 void ViewController::ForgetFrameSize(int channel) {
     if (const auto camera = m_dlg.Cameras().GetCameraByChannel(channel)) {
         camera->PausePlaying();
-        camera->Picture().SetBitmapInfo({});
+        camera->ForgetFrameSize();
     }
 }
 

@@ -17,10 +17,15 @@ struct Row {
 
 // Ascending, for the search.
 constexpr Row kEnglish[] = {
+    {1103, "The talking function is being used by another user. Please wait or click ¡§Cancel¡¨ to quit."},
+    {1104, "Please wait for connecting..."},
     {1105, "Talk"},
+    {1106, "Camera device is disabled."},
+    {1107, "Cannot receive the audio data currently, please wait."},
     {1108, "Please wait..."},
     {1109, "Please select the folder for snapshots."},
     {1110, "Reset display order successful."},
+    {1957, "Disk Status"},
     {2603, "Digital zoom"},
     {2606, "Enable digital zoom"},
     {2607, "Disable digital zoom"},
@@ -57,6 +62,9 @@ constexpr Row kEnglish[] = {
     {3529, "Stop manual recording"},
     {3530, "Turn audio on"},
     {3531, "Turn audio off"},
+    {3541, "Status: %s, Used: %d %%"},
+    {3542, "Normal"},
+    {3543, "Abnormal"},
     {3544, "Preset 1"},
     {3545, "Preset 2"},
     {3546, "Preset 3"},
@@ -70,6 +78,8 @@ constexpr Row kEnglish[] = {
     {3566,
      "The number of IP cameras that can be displayed has reached the upper limit. Extra IP cameras will not "
      "be displayed."},
+    {4000, "Used"},
+    {4001, "Free"},
     {4002, "Login"},
     {4003, "Logout"},
     {4004, "Page"},
@@ -77,6 +87,7 @@ constexpr Row kEnglish[] = {
     {4006, "Channel %u"},
     {4009, "No Permission"},
     {4010, "No Settings"},
+    {4013, "Loading E-map failed."},
     {4016, "The second display card cannot be detected."},
     {5000, "Right End"},
     {5001, "Left End"},
@@ -92,8 +103,10 @@ constexpr Row kEnglish[] = {
     {5011, "Up, Right End"},
     {5012, "Down, Left End"},
     {5013, "Down, Right End"},
+    {5025, "Information"},
     {5026, "Warning"},
     {5027, "Error"},
+    {5028, "Debug"},
     {5036, "The recorder %s:%u (%s) refused the user name or the password. Its channels are not shown."},
     {5037, "The recorder %s:%u (%s) refused the user name or the password. Please log in again."},
     {6000, "PTZ"},
@@ -119,9 +132,13 @@ constexpr Row kEnglish[] = {
     {6118, "Save the picture as it is shown"},
     {6120, "OK"},
     {6121, "Cancel"},
+    {6122, "Language"},
     {6123, "Language:"},
     {6124, "Recorders"},
+    {6125, "Settings..."},
     {6126, "Recorders..."},
+    {6127, "Language..."},
+    {6128, "Menu"},
     {6130, "Name"},
     {6131, "Address"},
     {6132, "User"},
@@ -185,6 +202,7 @@ constexpr Row kEnglish[] = {
     {6234, "Pad %1"},
     {6241, "Playback"},
     {6242, "Multiple servers"},
+    {6243, "Recorders"},
     {6300,
      "The snapshot is opened in another program, because this one may not save it to a folder of yours. Use "
      "that "
@@ -215,12 +233,36 @@ constexpr Row kEnglish[] = {
     {6412, "The preset is being deleted..."},
     {6413, "The camera goes to the preset to store it under its new name..."},
     {6414, "Name:"},
+    {6420, "As large as the picture on the screen"},
+    {6421, "Stream size"},
+    {6500, "Talking to %s"},
+    {6501, "Volume..."},
+    {6502, "Close"},
+    {6503, "No volume control was found on this computer."},
+    {6504, "Microphone level"},
+    {6600, "Events"},
+    {6601, "E-map"},
+    {6602, "Disk Status"},
+    {6603, "Time"},
+    {6604, "Level"},
+    {6605, "Server"},
+    {6606, "Event"},
+    {6607, "All servers"},
+    {6608, "All levels"},
+    {6609, "Clear"},
+    {6610, "Mark all as read"},
+    {6611, "Total size"},
+    {6612, "unread"},
+    {6613, "No events"},
+    {6614, "and %1 more"},
+    {6750, "This control can't be run under inactivate mode."},
     {57349, "Error sequential interval. (The interval must be %d - %d sec.)"},
     {57350, "Invalid channel numbers. (The number must be %d - %d)"},
     {57397, "Server disconnected"},
     {57411, "Connecting"},
     {57412, "Disconnected"},
     {57421, "Unauthorized"},
+    {57423, "Disconnected(%d:%d)"},
     {57426, "Take snapshot failed(%d.%d)."},
 };
 
@@ -292,15 +334,16 @@ std::string EnglishString(std::uint32_t id) {
 }
 
 std::string FormatPlaces(std::string_view text) {
+    constexpr std::string_view kConversions = "sdu%";
     std::string places;
     for (std::size_t i = text.find('%'); i != std::string_view::npos; i = text.find('%', i)) {
-        // A per cent sign with nothing to fill ("100 %") counts too: it must stay what it is.
-        const std::size_t end = text.find_first_not_of("0123456789.-+#", i + 1);
-        if (end == std::string_view::npos) {
-            return places + '%';
+        std::size_t end = std::min(text.find_first_not_of("0123456789", i + 1), text.size());
+        if (end < text.size() && kConversions.find(text[end]) != std::string_view::npos) {
+            ++end;
         }
-        places.append(text.substr(i, end + 1 - i));
-        i = end + 1;
+        // A sign with nothing to fill counts too: it must stay what it is.
+        places.append(text.substr(i, end - i));
+        i = end;
     }
     return places;
 }

@@ -148,6 +148,10 @@ std::uint32_t Socket::SetReceiveTimeout(std::uint32_t milliseconds) {
     return CodeOf(::setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &value, sizeof value));
 }
 
+std::uint32_t Socket::SetSendBuffer(int bytes) {
+    return CodeOf(::setsockopt(fd_, SOL_SOCKET, SO_SNDBUF, &bytes, sizeof bytes));
+}
+
 Socket::Ready Socket::Poll(bool write, int milliseconds, std::uint32_t& error) const {
     pollfd entry{fd_, static_cast<short>(write ? POLLOUT : POLLIN), 0};
     const int count = ::poll(&entry, 1, milliseconds);

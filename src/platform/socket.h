@@ -47,6 +47,8 @@ public:
     std::uint32_t SetKeepAlive(bool on);
     // 0 means no limit.
     std::uint32_t SetReceiveTimeout(std::uint32_t milliseconds);
+    // How much the system keeps of what the peer has not taken yet; it may double the number.
+    std::uint32_t SetSendBuffer(int bytes);
 
     enum class Ready { Yes, No, Error };
     // Waits until the socket can be read or written.

@@ -36,6 +36,11 @@ public:
     bool ReadLine(std::optional<std::uint32_t> newBudget = std::nullopt);
     // Reads lines up to and including a blank one, 3000 each; false if none came.
     bool SkipHeader();
+    // Fills the buffer with what comes, the rest stays as it is; gives the number of bytes.
+    std::size_t ReadBlock(std::span<char> buffer, std::uint32_t newBudget) {
+        budget = newBudget;
+        return m_tran.ReadBlock(buffer.data(), buffer.size(), &budget);
+    }
     // Reads and parses the status line; false if none came. A line that cannot be parsed gives 0.
     bool ReadStatus(int* pnStatus);
     // With its LF, up to the first NUL.

@@ -350,6 +350,10 @@ bool CHttpTran::SetSocketOptions(bool bKeepAlive, std::uint32_t dwRecvTimeout) {
     return Keep(m_hSocket.SetKeepAlive(bKeepAlive)) && Keep(m_hSocket.SetReceiveTimeout(dwRecvTimeout));
 }
 
+bool CHttpTran::SetSendBuffer(int bytes) {
+    return Keep(m_hSocket.SetSendBuffer(bytes));
+}
+
 void CHttpTran::Shutdown() {
     m_hSocket.Shutdown();
 }

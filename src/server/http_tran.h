@@ -82,6 +82,8 @@ public:
 
     // A receive time-out of 0 means no limit.
     bool SetSocketOptions(bool bKeepAlive, std::uint32_t dwRecvTimeout);
+    // Keeps little of what the peer does not take, so that a stall shows early. Between Create and Connect.
+    bool SetSendBuffer(int bytes);
     void Close();
     void CancelWait();
     // Ends a blocked operation of another thread by shutting the connection down. Any thread.

@@ -57,7 +57,8 @@ void CKelvaraInfo::SetConnectInfo(int nIdx, const std::string& host, std::uint32
 bool CKelvaraInfo::WaitForEnd(Milliseconds limit) {
     const auto worker = Shared();
     for (Milliseconds left = limit; left > Milliseconds(0); left -= kStopRound) {
-        if (m_hGetKelvaraInfoThread.Wait(std::min(left, kStopRound))) {
+        const Milliseconds round = std::min(left, kStopRound);
+        if (m_hGetKelvaraInfoThread.Wait(round) && m_hCapabilityThread.Wait(round)) {
             return true;
         }
         // A connection may have been begun behind the request's back.
@@ -69,6 +70,7 @@ bool CKelvaraInfo::WaitForEnd(Milliseconds limit) {
 void CKelvaraInfo::AbandonThread(const char* method) {
     Trace("CKelvaraInfo::%s: TerminateThread, m_nIdx=%d...\n", method, GetIdx());
     m_hGetKelvaraInfoThread.Abandon();
+    m_hCapabilityThread.Abandon();
     // The thread keeps the old state, which tells nobody anything more.
     const auto fresh = std::make_shared<ServerWorker>(m_clock);
     fresh->TakeOver(*Shared());
@@ -93,6 +95,9 @@ void CKelvaraInfo::StartGetKelvaraInfo(bool bForce) {
     Trace("CKelvaraInfo::StartGetKelvaraInfo: m_hExitEvent=0x%x...\n", Handle(true));
     worker->PrepareStart();
     m_hGetKelvaraInfoThread.Start("server", [worker] { worker->GetKelvaraInfoFunc(); });
+    if (m_hCapabilityThread.Wait(Milliseconds(0))) {
+        m_hCapabilityThread.Start("server-abilities", [worker] { worker->GetCapabilitiesFunc(); });
+    }
     Trace("CKelvaraInfo::StartGetKelvaraInfo: AfxBeginThread, m_nIdx=%d, m_hGetKelvaraInfoThread=0x%x....\n",
           GetIdx(), Handle(m_hGetKelvaraInfoThread.IsHeld()));
 }
@@ -106,7 +111,7 @@ void CKelvaraInfo::StartGetKelvaraInfo(int nIdx, const std::string& host, std::u
 bool CKelvaraInfo::StopGetKelvaraInfo(bool bWait, bool bNoStopFlag) {
     Trace("CKelvaraInfo::StopGetKelvaraInfo: Enter, m_nIdx=%d, m_hGetKelvaraInfoThread=0x%x...\n", GetIdx(),
           Handle(m_hGetKelvaraInfoThread.IsHeld()));
-    if (!m_hGetKelvaraInfoThread.IsHeld()) {
+    if (!m_hGetKelvaraInfoThread.IsHeld() && !m_hCapabilityThread.IsHeld()) {
         return true;
     }
     const auto worker = Shared();
@@ -260,6 +265,13 @@ std::uint32_t CKelvaraInfo::GetStatus(int nCh, std::uint32_t nMask) const {
     return Shared()->WithStatus([&](const CNvrStatus& status) {
         const CVideoSetting* const setting = Channel(status, nCh);
         return setting != nullptr ? setting->Status(nMask) : 0;
+    });
+}
+
+ChannelCapabilities CKelvaraInfo::GetCapabilities(int nCh) const {
+    return Shared()->WithStatus([&](const CNvrStatus& status) {
+        const CVideoSetting* const setting = Channel(status, nCh);
+        return setting != nullptr ? setting->Capabilities() : ChannelCapabilities();
     });
 }
 

@@ -68,6 +68,10 @@ public:
     // One status word; 0 when out of range.
     std::uint32_t GetStatus(int nCh, std::uint32_t nMask) const;
 
+    // What a channel can do; nothing until the recorder has told (WM_UPDATEVSINFO_CAPABILITIES), which
+    // many never do.
+    ChannelCapabilities GetCapabilities(int nCh) const;
+
     // The channel objects, by position; null allowed.
     std::shared_ptr<ServerCamera> GetCamera(int nCh) const;
     bool SetCamera(int nCh, std::shared_ptr<ServerCamera> pCamera);
@@ -100,6 +104,7 @@ private:
     mutable std::mutex m_csWorker;
     std::shared_ptr<ServerWorker> m_worker;  // guarded by m_csWorker; a new one when a thread is abandoned
     Worker m_hGetKelvaraInfoThread;
+    Worker m_hCapabilityThread;
     mutable std::mutex m_csCameras;
     std::vector<std::shared_ptr<ServerCamera>> m_Cameras;
 };

@@ -79,6 +79,7 @@ private:
         }
         if (m_bRefreshOk) {
             m_dwErrorCount = 0;
+            m_worker.ApplyCapabilities(m_status);
             if (m_worker.UpdateServerInfo(m_status)) {
                 m_worker.m_dwErrorCount = 0;
             }

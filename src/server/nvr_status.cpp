@@ -16,6 +16,12 @@ void CVideoSetting::SetStatus(std::uint32_t mask, std::uint32_t value) {
     }
 }
 
+void CVideoSetting::SetCapabilities(const ChannelCapabilities& capabilities) {
+    m_StreamInfo = capabilities.streams;
+    m_nAudioOut = capabilities.nAudioOut;
+    m_nAudioOutType = capabilities.nAudioOutType;
+}
+
 CameraSettings CVideoSetting::ToCameraSettings() const {
     CameraSettings copy;
     copy.m_dwVendorId = m_dwVendorId;

@@ -23,6 +23,17 @@ struct CStreamEntry {
 
 using CStreamInfo = std::vector<CStreamEntry>;
 
+// What a channel can do, from documents that not every recorder has.
+struct ChannelCapabilities {
+    CStreamInfo streams;  // sorted; none if the recorder did not tell
+    std::int32_t nAudioOut = 0;
+    std::int32_t nAudioOutType = 0;
+
+    // The channel has a loudspeaker that takes a user's voice.
+    bool CanTalk() const { return nAudioOut != 0; }
+    friend bool operator==(const ChannelCapabilities&, const ChannelCapabilities&) = default;
+};
+
 // Bits that name the status words of a channel.
 enum StatusMask : std::uint32_t {
     kStatusFirst = 1,
@@ -60,6 +71,8 @@ struct CVideoSetting {
 
     std::uint32_t Status(std::uint32_t mask) const;
     void SetStatus(std::uint32_t mask, std::uint32_t value);
+    ChannelCapabilities Capabilities() const { return {m_StreamInfo, m_nAudioOut, m_nAudioOutType}; }
+    void SetCapabilities(const ChannelCapabilities& capabilities);
     // The copy that a channel object takes.
     CameraSettings ToCameraSettings() const;
 };

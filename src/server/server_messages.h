@@ -13,6 +13,8 @@ inline constexpr std::uint32_t WM_UPDATEVSINFO_CAMERACONN = 1;
 inline constexpr std::uint32_t SUPPORT_HDCHART = 2;
 inline constexpr std::uint32_t WM_UPDATEVSINFO_CAMERASTATUS = 3;
 inline constexpr std::uint32_t WM_UPDATEVSINFO_SERVERINFO = 4;
+// What the channels can do is known, or known anew.
+inline constexpr std::uint32_t WM_UPDATEVSINFO_CAPABILITIES = 5;
 
 // Codes of WM_GETVSINFO_FAILED.
 inline constexpr std::uint32_t kFailedConcInfo = 1;

@@ -4,6 +4,7 @@
 
 #include "persist/log_file.h"
 #include "persist/utilities.h"
+#include "server/capability_reader.h"
 #include "server/document_errors.h"
 
 namespace kvmon {
@@ -13,6 +14,9 @@ namespace {
 constexpr Milliseconds kRetryRound{500};
 constexpr int kSilentAuthRounds = 3;
 constexpr std::uint32_t kFixedRetryCount = 30;  // for mode 2
+// For the documents about abilities, when the recorder gave no answer at all.
+constexpr int kCapabilityRetries = 2;
+constexpr Milliseconds kCapabilityPause{5000};
 
 int RetryRounds(std::uint32_t nErrorCount) {
     return nErrorCount < 3 ? 2 : nErrorCount < 8 ? 10 : 30;
@@ -56,6 +60,7 @@ void ServerWorker::SetConnectInfo(int nIdx, const std::string& host, std::uint32
     m_Connect.szPassword = password;
     m_Connect.szBase64Auth = MakeBasicAuth(user, password);
     m_Status.Reset();
+    m_Capabilities.clear();
 }
 
 void ServerWorker::SetNotifyWnd(WindowHandle hWnd) {
@@ -83,6 +88,7 @@ void ServerWorker::PrepareStart() {
     m_bRoundGood = false;
     m_hExitEvent.Reset();
     m_hRefreshEvent.Reset();
+    m_hCapabilityEvent.Reset();
     const std::lock_guard lock(m_cs);
     m_Status.Reset();
 }
@@ -111,6 +117,7 @@ void ServerWorker::TakeOver(ServerWorker& other) {
     m_Connect = other.m_Connect;
     m_Status = other.m_Status;
     m_bCgiRootEmpty = other.m_bCgiRootEmpty;
+    m_Capabilities = other.m_Capabilities;
     m_nIdx = other.m_nIdx.load();
     m_dwErrorCount = other.m_dwErrorCount.load();
     m_bNoRightReported = other.m_bNoRightReported.load();
@@ -214,6 +221,7 @@ void ServerWorker::RunQueries(Round& round) {
             }
         }
     }
+    ApplyCapabilities(round.status);
     if (UpdateServerInfo(round.status)) {
         m_dwErrorCount = 0;
         round.bFirst = false;
@@ -260,6 +268,61 @@ void ServerWorker::GetKelvaraInfoFunc() {
         }
         RunQueries(round);
     } while (WaitAfterRound(round));
+}
+
+// --- the thread beside it
+
+void ServerWorker::GetCapabilitiesFunc() {
+    Event* const events[] = {&m_hExitEvent, &m_hCapabilityEvent};
+    while (m_clock.WaitAny(events, std::nullopt) == 1) {
+        m_hCapabilityEvent.Reset();
+        ReadCapabilities();
+    }
+}
+
+void ServerWorker::ReadCapabilities() {
+    using Query = bool (CapabilityReader::*)(CNvrStatus&);
+    CNvrStatus status = WithStatus([](const CNvrStatus& published) { return published; });
+    CapabilityReader reader(*this);
+    for (const Query query : {&CapabilityReader::GetStreamInfo, &CapabilityReader::GetTalking}) {
+        (reader.*query)(status);
+        // The documents may stand below the other root.
+        if (query == &CapabilityReader::GetStreamInfo && reader.IsNotFound()) {
+            (reader.*query)(status);
+        }
+        for (int i = 0; i < kCapabilityRetries && reader.IsUnanswered(); ++i) {
+            if (m_clock.Wait(m_hExitEvent, kCapabilityPause)) {
+                return;
+            }
+            (reader.*query)(status);
+        }
+    }
+    PublishCapabilities(status);
+}
+
+void ServerWorker::PublishCapabilities(const CNvrStatus& status) {
+    const std::lock_guard lock(m_cs);
+    m_Capabilities.clear();
+    for (const CVideoSetting& setting : status.m_VideoSettingList) {
+        m_Capabilities.push_back(setting.Capabilities());
+    }
+    bool bChanged = false;
+    auto& list = m_Status.m_VideoSettingList;
+    for (std::size_t i = 0; i < std::min(list.size(), m_Capabilities.size()); ++i) {
+        bChanged = bChanged || list[i].Capabilities() != m_Capabilities[i];
+        list[i].SetCapabilities(m_Capabilities[i]);
+    }
+    if (bChanged) {
+        PostLocked(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAPABILITIES);
+    }
+}
+
+void ServerWorker::ApplyCapabilities(CNvrStatus& status) const {
+    const std::lock_guard lock(m_cs);
+    auto& list = status.m_VideoSettingList;
+    for (std::size_t i = 0; i < std::min(list.size(), m_Capabilities.size()); ++i) {
+        list[i].SetCapabilities(m_Capabilities[i]);
+    }
 }
 
 }  // namespace kvmon

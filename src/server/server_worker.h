@@ -41,6 +41,9 @@ public:
 
     // The thread's whole life: rounds of queries, each followed by the notification connection.
     void GetKelvaraInfoFunc();
+    // The life of the thread beside it, which reads what the channels can do each time that their list is
+    // published, so that no round and no notification waits for documents that many recorders lack.
+    void GetCapabilitiesFunc();
     // Ready for a new thread.
     void PrepareStart();
     // Asks the thread to end: both events, the flag, and the end of its connections.
@@ -82,6 +85,8 @@ public:
     bool GetServerTime();
     // Holds the thread for the life of one notification connection.
     void GetNotifyInfo(CNvrStatus& status);
+    // What is known of the channels' abilities, into a round that is about to be merged.
+    void ApplyCapabilities(CNvrStatus& status) const;
     // Merges a finished round and posts what changed. True if the channel list was published anew.
     bool UpdateServerInfo(const CNvrStatus& status);
 
@@ -106,6 +111,7 @@ public:
     FlagWord m_bHttpTranFlag{0};
     Event m_hExitEvent;
     Event m_hRefreshEvent;
+    Event m_hCapabilityEvent;  // the channel list was published
     // 0: notification; 1: rounds on m_hRefreshEvent; 2: rounds by time. Set before the start only.
     int m_nGetMode = 0;
     // The round omits GetExtInfo and what follows it. Set before the start only.
@@ -118,14 +124,17 @@ private:
     void RunQueries(Round& round);
     void ReportAuthFailure(Round& round);
     bool WaitAfterRound(Round& round);
+    void ReadCapabilities();
+    void PublishCapabilities(const CNvrStatus& status);
     void PostLocked(std::uint32_t nMessage, std::uint32_t nCode);
 
     Clock& m_clock;
     mutable std::mutex m_cs;
-    WindowHandle m_hNotifyWnd;     // guarded by m_cs
-    ConnectInfo m_Connect;         // guarded by m_cs
-    CNvrStatus m_Status;           // guarded by m_cs
-    bool m_bCgiRootEmpty = false;  // guarded by m_cs
+    WindowHandle m_hNotifyWnd;                        // guarded by m_cs
+    ConnectInfo m_Connect;                            // guarded by m_cs
+    CNvrStatus m_Status;                              // guarded by m_cs
+    bool m_bCgiRootEmpty = false;                     // guarded by m_cs
+    std::vector<ChannelCapabilities> m_Capabilities;  // guarded by m_cs
     std::mutex m_csTrans;
     std::vector<CHttpTran*> m_Trans;  // guarded by m_csTrans
 };

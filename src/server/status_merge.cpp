@@ -132,6 +132,7 @@ bool ServerWorker::UpdateServerInfo(const CNvrStatus& status) {
         CopyChannelList(status, m_Status);
         CopyStatus(status, m_Status, kRights | kStatusConfigured);
         PostLocked(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERACONN);
+        m_hCapabilityEvent.Set();
     }
     if (DiskDiffers(status, m_Status)) {
         CopyDisk(status, m_Status);

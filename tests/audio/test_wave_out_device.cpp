@@ -79,7 +79,7 @@ protected:
 
     std::shared_ptr<CardState> card_ = std::make_shared<CardState>();
     kvtest::FakeClock clock_;
-    CWaveOutDevice device_{[this] { return std::make_unique<FakeCard>(card_); }, clock_};
+    CWaveOutDevice device_{[this](const SoundFlag&) { return std::make_unique<FakeCard>(card_); }, clock_};
 };
 
 TEST_F(WaveOutDeviceTest, ExpandsEachFormatByItsFactor) {

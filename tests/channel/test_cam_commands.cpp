@@ -155,7 +155,7 @@ private:
 
 class CamCommandTest : public testing::Test {
 protected:
-    void Start(Clock& clock) {
+    CameraSettings Settings() {
         CameraSettings settings;
         settings.m_NetworkSetting[0].szAddress = "192.168.0.2";
         settings.m_nCh = 3;
@@ -163,6 +163,10 @@ protected:
         settings.m_lpszSvrIP = "127.0.0.1";
         settings.m_lpszSvrBase64Auth = "QUJD";
         settings.m_bMonitorRight = 1;
+        return settings;
+    }
+    void Start(Clock& clock) {
+        const CameraSettings settings = Settings();
         camera_ = CreateCamera(&settings, clock);
         *camera_ = settings;
         camera_->SetVideoWnd(WindowHandle(cell_));
@@ -254,6 +258,51 @@ TEST_F(CamCommandTest, ASilentCameraHoldsBackCommandsButNotAStop) {
     EXPECT_TRUE(camera_->StopCameraThreads(true));
     EXPECT_LT(SystemClock().TickMs() - start, 2500u);
     EXPECT_EQ(Worker::AbandonedCount(), 0);
+}
+
+TEST_F(CamCommandTest, OfElevenPressesTheTenNewestAreSent) {
+    CameraSettings settings = Settings();
+    camera_ = CreateCamera(&settings, clock_);
+    *camera_ = settings;
+    camera_->SetVideoWnd(WindowHandle(cell_));
+    for (std::uint32_t i = 0; i < 11; ++i) {
+        camera_->AddCamCmd(kCmdUp + i, 0);  // moves, zooms and at last a preset
+    }
+    camera_->StartCameraThreads();
+    ASSERT_TRUE(cell_->WaitFor(10));
+    std::vector<std::string> asked;
+    for (const std::string& head : recorder_.Server().Heads()) {
+        asked.push_back(head.substr(0, head.find(" HTTP")));
+    }
+    std::vector<std::string> expected;
+    for (int wire = 1; wire <= 9; ++wire) {
+        expected.push_back("GET /cgi-bin/ptz.cgi?ch=3&command=" + std::to_string(wire));
+    }
+    expected.push_back("GET /cgi-bin/ptz.cgi?ch=3&command=12&arg=0");
+    EXPECT_EQ(asked, expected);
+}
+
+// Names go out only to a recorder that said that it takes them, and a reading of the camera does not undo
+// that.
+TEST_F(CamCommandTest, NamesOfPresetsFollowTheRecordersFormat) {
+    recorder_.Set("command=20 ", HttpReply(200, "OK", "01011"));
+    recorder_.Set("command=16 ", HttpReply(200, "OK", "16"));
+    recorder_.Set("command=15 ", HttpReply(200, "OK", "00103416264"));
+    StartRead(clock_);
+    camera_->ReadPresetFormat();
+    ASSERT_TRUE(cell_->WaitFor(2));
+    EXPECT_EQ(cell_->All()[1], (Message{kMsgCaptionRefresh, 6, 0}));
+    EXPECT_EQ(Run(kCmdReadCameraInfo), (Message{kMsgCaptionRefresh, 7, 0}));
+    camera_->AddPresetNameCmd(0, "B & C");
+    ASSERT_TRUE(cell_->WaitFor(4));
+    camera_->AddPresetIndexCmd(0);
+    ASSERT_TRUE(cell_->WaitFor(5));
+    EXPECT_THAT(recorder_.Server().Heads(), Contains(HasSubstr("command=21&ch=3&arg=000054220262043 ")));
+    EXPECT_THAT(recorder_.Server().Heads(), Contains(HasSubstr("command=22&ch=3&arg=00003416264 ")));
+    recorder_.Set("command=20 ", HttpReply(500, "Sorry", ""));
+    camera_->ReadPresetFormat();
+    ASSERT_TRUE(cell_->WaitFor(6));
+    EXPECT_EQ(camera_->GetPresetFormat().bNamesSupported, 1) << "a failure leaves what was known";
 }
 
 TEST_F(CamCommandTest, ManualRecordingByTheFourthLine) {

@@ -256,14 +256,17 @@ TEST(ChannelPicture, DeinterlacesByTheViewsHeight) {
     EXPECT_FALSE(Inked(PaintOf(picture, 40, 19), qRgb(100, 100, 100)).isNull());
 }
 
-TEST(ChannelPicture, GivesThePictureBackOnANewSizeAndShowsTheGround) {
+TEST(ChannelPicture, KeepsThePictureUntilTheFirstOneOfANewSize) {
     ChannelPicture picture;
     picture.SetViewSize(32, 32);
     ShowFrame(picture, MakePlainFrame(64, 64, kGreen));
-    EXPECT_EQ(picture.SetBitmapInfo(MakeBitmapInfo(64, 64)), nullptr);
-    EXPECT_NE(picture.SetBitmapInfo(MakeBitmapInfo(32, 64)), nullptr);
-    EXPECT_FALSE(picture.HasPicture());
-    EXPECT_TRUE(Inked(PaintOf(picture, 32, 32), kGround).isNull());
+    picture.SetBitmapInfo(MakeBitmapInfo(32, 16));
+    EXPECT_TRUE(Inked(PaintOf(picture, 32, 32), kGreenRgb).isNull());
+    picture.SetViewSize(48, 40);  // nor does a new cell go black
+    EXPECT_TRUE(Inked(PaintOf(picture, 48, 40), kGreenRgb).isNull());
+    EXPECT_NE(picture.Show(MakePlainFrame(32, 16, {0, 0, 200})), nullptr);
+    picture.Compose();
+    EXPECT_FALSE(Inked(PaintOf(picture, 48, 40), kGreenRgb).isNull());
 }
 
 TEST(ChannelPicture, ComposesAnewForAPaintWhenThePictureStandsStill) {

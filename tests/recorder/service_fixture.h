@@ -19,6 +19,9 @@ protected:
         config.users.push_back(User{"guard", "night", {}});
         config.users[1].rights[static_cast<std::size_t>(Right::Monitor)].set(1);
         config.channels = DemoChannels(3);
+        for (ChannelConfig& channel : config.channels) {
+            channel.audio = channel.talk = false;
+        }
         options.notifyPause = std::chrono::milliseconds(1);
     }
     void Start() {

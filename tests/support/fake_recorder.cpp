@@ -67,6 +67,37 @@ int FakeRecorder::CountHeads(const std::string& text) const {
     }));
 }
 
+std::vector<std::string> FakeRecorder::RequestLines(const std::string& text) const {
+    std::vector<std::string> lines;
+    for (const std::string& head : server_->Heads()) {
+        if (head.find(text) != std::string::npos) {
+            lines.push_back(head.substr(0, head.find('\r')));
+        }
+    }
+    return lines;
+}
+
+void FakeRecorder::SetDocument(const std::string& key, std::string reply) {
+    const std::lock_guard lock(mutex_);
+    std::erase_if(documents_, [&](const auto& document) { return document.first == key; });
+    documents_.emplace_back(key, std::move(reply));
+}
+
+void FakeRecorder::SetDisk(const std::string& line) {
+    const std::lock_guard lock(mutex_);
+    disk_ = line;
+}
+
+std::string FakeRecorder::Document(const std::string& head) const {
+    const std::lock_guard lock(mutex_);
+    for (const auto& [key, reply] : documents_) {
+        if (head.find(key) != std::string::npos) {
+            return reply;
+        }
+    }
+    return HttpReply(404, "Not Found", "");
+}
+
 void FakeRecorder::Serve(Peer& peer) {
     const std::string head = peer.ReadHead();
     const auto asks = [&](const char* what) { return head.find(what) != std::string::npos; };
@@ -88,7 +119,7 @@ void FakeRecorder::Serve(Peer& peer) {
         ++streamRequests_;
         peer.Hold();
     } else {
-        peer.Write(HttpReply(404, "Not Found", ""));
+        peer.Write(Document(head));
     }
 }
 
@@ -147,7 +178,7 @@ std::string FakeRecorder::ExtInfo() const {
 std::string FakeRecorder::Status() const {
     const std::lock_guard lock(mutex_);
     const std::size_t count = channels_.size();
-    std::string text = "0    45  1048576\n" + FormatText("%03d", static_cast<int>(count));
+    std::string text = disk_ + "\n" + FormatText("%03d", static_cast<int>(count));
     text += std::string(count, '0') + std::string(count, '0') + std::string(count, '0');
     text += std::string(count, '0');
     for (const FakeChannel& channel : channels_) {

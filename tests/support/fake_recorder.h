@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/scripted_server.h"
@@ -27,6 +28,11 @@ public:
 
     std::uint16_t Port() const { return server_->Port(); }
     void SetChannels(std::vector<FakeChannel> channels);
+    // Answers requests that hold the key with this reply, head and all.
+    void SetDocument(const std::string& key, std::string reply);
+    void SetDisk(const std::string& line);
+    // The request lines that hold this text.
+    std::vector<std::string> RequestLines(const std::string& text) const;
     // Every request is answered with 401 from now on.
     void RefuseLogins(bool refuse) { refuse_ = refuse; }
     // Requests are read and never answered.
@@ -48,6 +54,7 @@ private:
     std::string InitInfo() const;
     std::string ExtInfo() const;
     std::string Status() const;
+    std::string Document(const std::string& head) const;
 
     const std::string name_;
     mutable std::mutex mutex_;
@@ -55,6 +62,8 @@ private:
     std::vector<FakeChannel> channels_;
     std::string time_;
     std::string pushed_;
+    std::vector<std::pair<std::string, std::string>> documents_;
+    std::string disk_ = "0    45  1048576";
     int pushCount_ = 0;
     int listeners_ = 0;
     std::atomic<bool> refuse_{false};

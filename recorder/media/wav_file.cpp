@@ -1,0 +1,111 @@
+#include "media/wav_file.h"
+
+#include <algorithm>
+#include <fstream>
+#include <stdexcept>
+#include <string_view>
+
+namespace kvrecorder {
+namespace {
+
+constexpr std::size_t kHeadBytes = 44;
+constexpr std::size_t kMaxReadBytes = 48000u * 2 * 15 * 60;
+
+std::uint32_t Number(std::string_view bytes) {
+    std::uint32_t value = 0;
+    for (std::size_t i = bytes.size(); i-- > 0;) {
+        value = value << 8 | static_cast<unsigned char>(bytes[i]);
+    }
+    return value;
+}
+
+void Put(std::string& bytes, std::uint32_t value, int size) {
+    for (int i = 0; i < size; ++i) {
+        bytes.push_back(static_cast<char>(value >> (8 * i) & 0xFF));
+    }
+}
+
+std::string Sound(std::span<const std::int16_t> samples) {
+    std::string bytes;
+    bytes.reserve(samples.size() * 2);
+    for (const std::int16_t sample : samples) {
+        Put(bytes, static_cast<std::uint16_t>(sample), 2);
+    }
+    return bytes;
+}
+
+}  // namespace
+
+std::vector<std::int16_t> ReadWav(const std::string& path, int rate) {
+    std::ifstream file(path, std::ios::binary);
+    std::string all(kMaxReadBytes, '\0');
+    file.read(all.data(), static_cast<std::streamsize>(all.size()));
+    all.resize(static_cast<std::size_t>(std::max<std::streamsize>(file.gcount(), 0)));
+    const std::string_view bytes = all;
+    const std::runtime_error unusable(path + " is no WAV file of mono sound with 16 bits and " +
+                                      std::to_string(rate) + " samples a second");
+    if (!bytes.starts_with("RIFF") || bytes.substr(std::min<std::size_t>(8, bytes.size()), 4) != "WAVE") {
+        throw unusable;
+    }
+    bool known = false;
+    for (std::size_t at = 12; at + 8 <= bytes.size();) {
+        const std::string_view name = bytes.substr(at, 4);
+        const std::size_t size = Number(bytes.substr(at + 4, 4));
+        const std::string_view body = bytes.substr(at + 8, size);
+        if (name == "fmt " && body.size() >= 16) {
+            known = Number(body.substr(0, 2)) == 1 && Number(body.substr(2, 2)) == 1 &&
+                    Number(body.substr(4, 4)) == static_cast<std::uint32_t>(rate) &&
+                    Number(body.substr(14, 2)) == 16;
+        } else if (name == "data") {
+            std::vector<std::int16_t> samples(body.size() / 2);
+            for (std::size_t i = 0; i < samples.size(); ++i) {
+                samples[i] = static_cast<std::int16_t>(Number(body.substr(2 * i, 2)));
+            }
+            if (!known || samples.empty()) {
+                throw unusable;
+            }
+            return samples;
+        }
+        at += 8 + size + size % 2;
+    }
+    throw unusable;
+}
+
+WavWriter::WavWriter(const std::string& path, int rate)
+    : file_(std::fopen(path.c_str(), "wbx")), rate_(rate) {
+    if (!file_) {
+        throw std::runtime_error("cannot make " + path);
+    }
+    WriteHead();
+}
+
+WavWriter::~WavWriter() {
+    std::rewind(file_.get());
+    WriteHead();
+}
+
+void WavWriter::WriteHead() {
+    const auto size = static_cast<std::uint32_t>(samples_ * 2);
+    std::string head = "RIFF";
+    Put(head, static_cast<std::uint32_t>(kHeadBytes) - 8 + size, 4);
+    head += "WAVEfmt ";
+    Put(head, 16, 4);
+    Put(head, 1, 2);
+    Put(head, 1, 2);
+    Put(head, static_cast<std::uint32_t>(rate_), 4);
+    Put(head, static_cast<std::uint32_t>(rate_) * 2, 4);
+    Put(head, 2, 2);
+    Put(head, 16, 2);
+    head += "data";
+    Put(head, size, 4);
+    std::fwrite(head.data(), 1, head.size(), file_.get());
+}
+
+void WavWriter::Write(std::span<const std::int16_t> samples) {
+    samples = samples.first(std::min(samples.size(), kMaxSamples - samples_));
+    const std::string bytes = Sound(samples);
+    samples_ += std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) / 2;
+    std::fflush(file_.get());
+}
+
+}  // namespace kvrecorder

@@ -1,0 +1,44 @@
+// Who speaks to which channel: what clients send is decoded and kept.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <string>
+
+namespace kvrecorder {
+
+// What one client says, from the head of its request to the end of its connection. Used by the connection
+// alone; its end lets the channel go.
+class Talk {
+public:
+    virtual ~Talk() = default;
+    virtual void Hear(std::span<const char> bytes) = 0;
+};
+
+// Any thread; outlives all that it gave out.
+class TalkBook {
+public:
+    // Null if another user talks to the channel. The same user's connection from before has to give way:
+    // clients leave it open until they talk again, so that its `giveWay` is called, which may run on this
+    // thread and must not end the talk in it. A folder that is not empty gets a WAV file of what is said.
+    std::unique_ptr<Talk> Begin(int channel, const std::string& user, const std::string& folder,
+                                std::function<void()> giveWay);
+
+private:
+    class Entry;
+    struct Talker {
+        std::string user;
+        const Entry* entry;
+        std::function<void()> giveWay;
+    };
+
+    void End(int channel, const Entry* entry);
+
+    std::mutex mutex_;
+    std::map<int, Talker> talkers_;
+};
+
+}  // namespace kvrecorder

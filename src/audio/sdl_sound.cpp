@@ -1,0 +1,34 @@
+#include "audio/sdl_sound.h"
+
+#include <SDL2/SDL.h>
+
+#include <chrono>
+#include <mutex>
+
+#include "platform/diagnostics.h"
+
+namespace kvmon {
+
+bool InitSound() {
+    constexpr std::chrono::seconds kNextTry{5};
+    using SteadyClock = std::chrono::steady_clock;
+    static std::mutex mutex;
+    static bool ready = false;
+    static bool told = false;
+    static SteadyClock::time_point next{};
+
+    const std::lock_guard lock(mutex);
+    if (ready || SteadyClock::now() < next) {
+        return ready;
+    }
+    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
+    ready = SDL_InitSubSystem(SDL_INIT_AUDIO) == 0;
+    if (!ready && !told) {
+        Diagnose("no sound on this machine: %s\n", SDL_GetError());
+        told = true;
+    }
+    next = SteadyClock::now() + kNextTry;
+    return ready;
+}
+
+}  // namespace kvmon

@@ -1,0 +1,51 @@
+// The panel's buttons for sound: listening to the active camera, and speaking to it.
+#pragma once
+
+#include <QtCore/QPointer>
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+#include "audio/microphone.h"
+#include "platform/worker.h"
+
+namespace kvmon {
+
+class CMainDlg;
+class CSendSoundDlg;
+
+// User interface thread only.
+class AudioPanel {
+public:
+    explicit AudioPanel(CMainDlg& dlg) : m_dlg(dlg) {}
+    ~AudioPanel();
+
+    // With the settings: the button as it was left, if sound of cameras can be played at all.
+    void LoadSettings(bool bEnableAudio);
+    // The audio button exists and is pressed.
+    bool IsAudioChecked() const;
+    // This machine can play sound, as far as is known; when that changes, a refresh of the controls comes.
+    bool HasOutput();
+    // Lets the active window's camera be heard if the button is pressed, and no other: one camera plays at a
+    // time. All others fall silent first.
+    void Sync();
+    // Command 1753.
+    void OnTalk();
+    // The session is over, and talk-back with it.
+    void CloseTalk();
+
+    // For tests: null when nobody talks.
+    CSendSoundDlg* TalkDialog() const;
+    void SetMicrophone(MicrophoneFactory factory) { m_microphone = std::move(factory); }
+
+private:
+    CMainDlg& m_dlg;
+    // Set by the probe, which may outlive this.
+    const std::shared_ptr<std::atomic<bool>> m_outputExists = std::make_shared<std::atomic<bool>>(false);
+    Worker m_probe;
+    std::uint64_t m_nextProbe = 0;
+    MicrophoneFactory m_microphone = CreateMicrophone;
+    QPointer<CSendSoundDlg> m_talk;
+};
+
+}  // namespace kvmon

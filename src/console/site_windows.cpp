@@ -1,0 +1,67 @@
+#include "console/site_windows.h"
+
+#include "console/disk_status_dlg.h"
+#include "console/emap_dlg.h"
+#include "console/main_dlg.h"
+#include "server/kelvara_info.h"
+
+namespace kvmon {
+
+namespace {
+
+DiskInfo DiskOf(const CKelvaraInfo& info) {
+    DiskInfo disk;
+    disk.server = info.GetServerName();
+    info.GetDiskInfo(&disk.nStatus, &disk.nUsed, disk.size, disk.unit);
+    return disk;
+}
+
+}  // namespace
+
+SiteWindows::SiteWindows(CMainDlg& dlg) : m_dlg(dlg) {}
+
+SiteWindows::~SiteWindows() = default;
+
+CEMapDlg* SiteWindows::EMap() const {
+    return m_emap;
+}
+
+CDiskStatusDlg* SiteWindows::DiskStatus() const {
+    return m_disk;
+}
+
+void SiteWindows::OpenEMap(const std::string& user, const std::string& password) {
+    if (m_emap) {
+        return;
+    }
+    const EMapSource source{m_dlg.Site().GetServerIP(), m_dlg.Site().GetServerPort(), user, password};
+    m_emap = new CEMapDlg(&m_dlg, source);
+    m_emap->Open();
+}
+
+void SiteWindows::OpenEMap() {
+    if (const CKelvaraInfo* const first = GetServer(0)) {
+        OpenEMap(first->GetUser(), first->GetPassword());
+    }
+}
+
+void SiteWindows::OpenDiskStatus() {
+    if (!m_disk) {
+        m_disk = new CDiskStatusDlg(&m_dlg);
+        m_disk->move(m_dlg.window()->frameGeometry().center() - m_disk->rect().center());
+    }
+    OnDiskInfo(m_nDiskServer);
+    m_disk->show();
+    m_disk->raise();
+    m_disk->activateWindow();
+}
+
+void SiteWindows::OnDiskInfo(int server) {
+    m_nDiskServer = server;
+    const CKelvaraInfo* const info = GetServer(server);
+    if (m_disk && info != nullptr) {
+        m_disk->ShowDisk(DiskOf(*info));
+    }
+}
+
+}  // namespace kvmon

@@ -1,0 +1,43 @@
+// Windows about the recorder itself: its map and its disk.
+#pragma once
+
+#include <QtCore/QPointer>
+#include <string>
+
+namespace kvmon {
+
+class CDiskStatusDlg;
+class CEMapDlg;
+class CMainDlg;
+
+// Commands of the console's menu, each also the number of its text.
+inline constexpr int kCmdEvents = 6600;
+inline constexpr int kCmdEMap = 6601;
+inline constexpr int kCmdDiskStatus = 6602;
+
+// User interface thread only.
+class SiteWindows {
+public:
+    explicit SiteWindows(CMainDlg& dlg);
+    ~SiteWindows();
+
+    // The first recorder's map, for this user. One window at a time.
+    void OpenEMap(const std::string& user, const std::string& password);
+    // For the user who is logged in.
+    void OpenEMap();
+    void OpenDiskStatus();
+    // The disk of the recorder on show has changed.
+    void OnDiskInfo(int server);
+
+    // Null when they are not open.
+    CEMapDlg* EMap() const;
+    CDiskStatusDlg* DiskStatus() const;
+
+private:
+    CMainDlg& m_dlg;
+    int m_nDiskServer = 0;
+    QPointer<CEMapDlg> m_emap;
+    QPointer<CDiskStatusDlg> m_disk;
+};
+
+}  // namespace kvmon

@@ -1,0 +1,207 @@
+#include <gtest/gtest.h>
+
+#include "fake_recorder.h"
+#include "server/capability_reader.h"
+#include "server/kelvara_info.h"
+#include "server/server_worker.h"
+#include "support/fake_clock.h"
+#include "support/message_log.h"
+#include "support/wait_until.h"
+
+using namespace kvmon;
+using namespace kvtest;
+
+namespace {
+
+const std::string kOk = "HTTP/1.0 200 OK\r\nX: y\r\n\r\n";
+
+std::string Stream(int position, int id, const std::string& fcc, int resolution) {
+    return FormatText("<stream%d><id>%d</id><fcc>%s</fcc><resolution>%d</resolution></stream%d>", position,
+                      id, fcc.c_str(), resolution, position);
+}
+
+std::string Streams(const std::string& channels) {
+    return kOk + "<?xml version=\"1.0\"?><info><return>0</return>" + channels + "</info>";
+}
+
+const std::string kTwoStreams =
+    "<ch0><stream_no>2</stream_no>" + Stream(0, 0, "H264", 4) + Stream(1, 1, "H264", 1) + "</ch0>";
+
+class Capabilities : public testing::Test {
+protected:
+    Capabilities() {
+        worker.SetConnectInfo(0, "127.0.0.1", recorder.Port(), "viewer", "pw");
+        status.strServerVersion = "3.5.0";
+        status.m_nChannelCount = 2;
+        status.m_VideoSettingList.resize(2);
+    }
+    CStreamInfo& StreamsOf(std::size_t channel) { return status.m_VideoSettingList[channel].m_StreamInfo; }
+    bool Ask(const std::string& reply) {
+        recorder.Answer("getmultistreaminfo.cgi", reply);
+        return CapabilityReader(worker).GetStreamInfo(status);
+    }
+    bool AskTalk(const std::string& reply) {
+        recorder.Answer("zcapabilities.cgi", reply);
+        return CapabilityReader(worker).GetTalking(status);
+    }
+
+    FakeClock clock{true};
+    ServerWorker worker{clock};
+    CNvrStatus status;
+    FakeRecorder recorder;
+};
+
+}  // namespace
+
+TEST_F(Capabilities, AsksExactlySo) {
+    EXPECT_TRUE(Ask(Streams(kTwoStreams)));
+    EXPECT_TRUE(AskTalk(kOk + "<r><return>0</return><ch1><audio_out>1</audio_out>"
+                              "<audio_out_type>2</audio_out_type></ch1></r>"));
+    const std::string tail = FormatText("Host: 127.0.0.1:%u\r\nAuthorization: Basic dmlld2VyOnB3\r\n\r\n",
+                                        static_cast<unsigned>(recorder.Port()));
+    EXPECT_EQ(
+        recorder.Server().Heads(),
+        (std::vector<std::string>{
+            "GET /cgi-bin/getmultistreaminfo.cgi HTTP/1.0\r\nUser-Agent: Monitor\r\n" + tail,
+            "GET /cgi-bin/zcapabilities.cgi?group=Camera  HTTP/1.0\r\nUser-Agent: Monitor\r\n" + tail}));
+    EXPECT_EQ(StreamsOf(0), (CStreamInfo{{1, 7, 0}, {0, 7, 3}}));
+    EXPECT_FALSE(status.m_VideoSettingList[0].Capabilities().CanTalk());
+    EXPECT_TRUE(status.m_VideoSettingList[1].Capabilities().CanTalk());
+    EXPECT_EQ(status.m_VideoSettingList[1].m_nAudioOutType, 2);
+}
+
+TEST_F(Capabilities, SortsStreamsAndDropsForeignOnes) {
+    EXPECT_TRUE(
+        Ask(Streams("<ch0><stream_no>3</stream_no>" + Stream(0, 0, "MJPG", 3) + Stream(1, 1, "xZ264", 3) +
+                    Stream(2, 5, "H264", 1) + "</ch0><ch1><stream_no>2</stream_no>" +
+                    Stream(0, 0, "H264", -7) + Stream(1, 1, "MJPG", 1) + "</ch1>")));
+    EXPECT_EQ(StreamsOf(0), (CStreamInfo{{}, {0, 5, 2}, {1, 8, 2}})) << "an id that is not its position";
+    EXPECT_EQ(StreamsOf(1), (CStreamInfo{{1, 5, 0}, {0, 7, 0}})) << "MJPG comes to the front";
+    EXPECT_TRUE(Ask(Streams("<ch0><stream_no>0</stream_no></ch0>")));
+    EXPECT_TRUE(StreamsOf(0).empty());
+    EXPECT_EQ(StreamsOf(1).size(), 2u) << "not in the document";
+    EXPECT_TRUE(Ask(Streams("<ch0><stream_no>2000000000</stream_no></ch0>")));
+    EXPECT_LE(StreamsOf(0).size(), static_cast<std::size_t>(kMaxStreams));
+    EXPECT_EQ(StreamFormatFromText("ZMP4 MPG4"), 2);
+    EXPECT_STREQ(StreamFormatName(8), "H264");
+    EXPECT_STREQ(StreamFormatName(StreamFormatFromText("h264")), "");
+}
+
+TEST_F(Capabilities, BadDocumentsLeaveEverythingAsItWas) {
+    ASSERT_TRUE(Ask(Streams(kTwoStreams)));
+    const auto before = StreamsOf(0);
+    EXPECT_FALSE(Ask(kOk + "<info><return>1</return><ch0><stream_no>0</stream_no></ch0></info>"));
+    EXPECT_FALSE(Ask(kOk + "<info><ch0>"));
+    EXPECT_TRUE(Ask(kOk + "<info></info>")) << "no return is good";
+    EXPECT_TRUE(Ask("HTTP/1.0 500 Oops\r\n\r\n"));
+    EXPECT_TRUE(Ask(""));
+    const auto pausesBefore = clock.Waits().size();
+    EXPECT_FALSE(Ask(kOk + "no document"));
+    EXPECT_EQ(clock.Waits().size() - pausesBefore, 3u);
+    EXPECT_EQ(clock.Waits().back(), Milliseconds(500));
+    std::string bomb;
+    for (int i = 0; i < 2000; ++i) {
+        bomb += "<a>";
+    }
+    EXPECT_FALSE(Ask(kOk + bomb));
+    EXPECT_FALSE(Ask(kOk + "<a>" + std::string(20000, 'x') + "</a>")) << "longer than the buffer";
+    EXPECT_EQ(StreamsOf(0), before);
+
+    EXPECT_FALSE(AskTalk(kOk + "<r><ch0><audio_out>1</audio_out></ch0></r>")) << "no return is bad here";
+    EXPECT_FALSE(AskTalk(kOk + "<r><return>2</return><ch0><audio_out>1</audio_out></ch0></r>"));
+    EXPECT_FALSE(AskTalk(kOk));
+    EXPECT_EQ(status.m_VideoSettingList[0].m_nAudioOut, 0);
+    EXPECT_TRUE(AskTalk(kOk + "<r><return>0</return><ch0><audio_out_type>1</audio_out_type></ch0></r>"));
+    EXPECT_EQ(status.m_VideoSettingList[0].m_nAudioOut, 0);
+}
+
+TEST_F(Capabilities, VersionsAreComparedAsText) {
+    for (const char* const old : {"3.4.9", "3.10.0", ""}) {
+        status.strServerVersion = old;
+        EXPECT_TRUE(AskTalk(""));
+    }
+    EXPECT_EQ(recorder.Count("zcapabilities"), 0);
+}
+
+TEST_F(Capabilities, A404TurnsNoRootButItsOwn) {
+    CapabilityReader reader(worker);
+    EXPECT_TRUE(reader.GetStreamInfo(status));
+    EXPECT_TRUE(reader.IsNotFound());
+    EXPECT_TRUE(reader.GetStreamInfo(status));
+    EXPECT_EQ(recorder.Count("GET /getmultistreaminfo.cgi HTTP"), 1);
+    EXPECT_EQ(worker.CgiRoot(), "/cgi-bin");
+}
+
+// --- with the threads of a recorder
+
+namespace {
+
+class LiveCapabilities : public testing::Test {
+protected:
+    LiveCapabilities() {
+        recorder.AnswerAll(2);
+        recorder.On("notify.cgi", [](Peer& peer) {
+            peer.Write("HTTP/1.0 200 OK\r\n");
+            peer.Hold();
+        });
+    }
+    ~LiveCapabilities() override { info.StopGetKelvaraInfo(true, true); }
+    void Start() {
+        info.SetNotifyWnd(WindowHandle(log));
+        info.StartGetKelvaraInfo(0, "127.0.0.1", recorder.Port(), "viewer", "pw", true);
+    }
+    bool Told(std::uint32_t code) const {
+        for (const Message& message : log->All()) {
+            if (message.number == WM_UPDATEVSINFO && message.wParam == code) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    FakeClock clock{true};
+    FakeRecorder recorder;
+    std::shared_ptr<MessageLog> log = std::make_shared<MessageLog>();
+    CKelvaraInfo info{clock};
+};
+
+}  // namespace
+
+TEST_F(LiveCapabilities, AreToldOnceTheListIsPublishedAndStay) {
+    recorder.Answer("getmultistreaminfo.cgi", Streams(kTwoStreams));
+    recorder.Answer("zcapabilities.cgi", kOk +
+                                             "<r><return>0</return><ch1><audio_out>1</audio_out>"
+                                             "<audio_out_type>1</audio_out_type></ch1></r>");
+    Start();
+    ASSERT_TRUE(WaitUntil([&] { return Told(WM_UPDATEVSINFO_CAPABILITIES); }));
+    EXPECT_EQ(info.GetCapabilities(0).streams.size(), 2u);
+    EXPECT_TRUE(info.GetCapabilities(1).CanTalk());
+    EXPECT_EQ(info.GetCapabilities(2), ChannelCapabilities());
+    // The notification connection's own refresh merges the same.
+    ASSERT_TRUE(
+        WaitUntil([&] { return recorder.Count("get_init_info") >= 2 && recorder.Count("get_ext") >= 2; }));
+    EXPECT_EQ(info.GetCapabilities(0).streams.size(), 2u);
+    EXPECT_EQ(recorder.Count("getmultistreaminfo"), 1);
+}
+
+TEST_F(LiveCapabilities, ARecorderWithoutThemLogsInAsBefore) {
+    Start();
+    ASSERT_TRUE(
+        WaitUntil([&] { return recorder.Count("notify.cgi") == 1 && recorder.Count("zcapab") == 1; }));
+    ASSERT_TRUE(WaitUntil([&] { return recorder.Count("get_ext") >= 2; }));
+    EXPECT_EQ(recorder.Count("GET /get_init_info.cgi"), 0) << "the root of the round was turned";
+    EXPECT_FALSE(Told(WM_UPDATEVSINFO_CAPABILITIES));
+    for (const Message& message : log->All()) {
+        EXPECT_EQ(message.number, WM_UPDATEVSINFO);
+    }
+}
+
+TEST_F(LiveCapabilities, SilenceDelaysNobodyAndAStopEndsIt) {
+    recorder.On("getmultistreaminfo.cgi", [](Peer& peer) { peer.Hold(); });
+    Start();
+    ASSERT_TRUE(WaitUntil([&] { return recorder.Count("notify.cgi") == 1; }));
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_TRUE(info.StopGetKelvaraInfo(true, true));
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(2));
+    EXPECT_EQ(Worker::AbandonedCount(), 0);
+}
