@@ -6,12 +6,14 @@
 #include <fstream>
 
 #include "persist/utilities.h"
+#include "web/web_settings.h"
 
 namespace kvmon {
 
 namespace {
 
 constexpr std::size_t kMaxSecret = 1024;
+constexpr std::size_t kMinToken = 16;
 
 // The first line, without its end. Nothing when there is none, or no end to it.
 std::optional<std::string> ReadSecretLine(std::istream& input) {
@@ -81,6 +83,29 @@ std::string TakeCredentials(const Credentials& given, std::istream& input, AppOp
     return {};
 }
 
+struct WebOptions {
+    std::string serve;
+    std::string tokenFile;
+};
+
+// As above.
+std::string TakeWebOptions(const WebOptions& given, AppOptions& options) {
+    options.serve = !given.serve.empty();
+    if (options.serve && !ParseServeAddress(given.serve, options.serveAddress, options.servePort)) {
+        return "--serve: not an address and a port: " + given.serve;
+    }
+    if (given.tokenFile.empty()) {
+        return {};
+    }
+    std::ifstream file(given.tokenFile, std::ios::binary);
+    const auto token = file ? ReadSecretLine(file) : std::nullopt;
+    if (!token || token->size() < kMinToken) {
+        return "--web-token-file: no token of at least 16 characters could be read from " + given.tokenFile;
+    }
+    options.webToken = *token;
+    return {};
+}
+
 }  // namespace
 
 ParsedCommandLine ParseCommandLine(const std::vector<std::string>& args, std::istream& input) {
@@ -110,6 +135,16 @@ ParsedCommandLine ParseCommandLine(const std::vector<std::string>& args, std::is
         app.add_option("--picture-after", options.pictureAfterSeconds, "seconds before the picture is taken")
             ->check(CLI::Range(0.0, 3600.0))
             ->capture_default_str();
+    WebOptions web;
+    auto* const serve = app.add_option("--serve", web.serve,
+                                       "ADDRESS:PORT; serve the console to web pages instead of a window");
+    auto* const origin = app.add_option("--web-origin", options.webOrigins,
+                                        "origin of pages elsewhere that may embed the console; repeatable");
+    auto* const tokenFile = app.add_option("--web-token-file", web.tokenFile,
+                                           "file whose first line is the token that pages need");
+    origin->needs(serve);
+    tokenFile->needs(serve);
+    serve->excludes(picture);
     auth->excludes(user);
     user->needs(passwordFile);
     passwordFile->needs(user);
@@ -127,6 +162,9 @@ ParsedCommandLine ParseCommandLine(const std::vector<std::string>& args, std::is
         return Wrong(error.what());
     }
     if (const std::string problem = TakeCredentials(credentials, input, options); !problem.empty()) {
+        return Wrong(problem);
+    }
+    if (const std::string problem = TakeWebOptions(web, options); !problem.empty()) {
         return Wrong(problem);
     }
     if (languageOption->count() > 0) {

@@ -20,6 +20,11 @@ struct AppOptions {
     std::string dataDir;
     std::string picture;  // file to save the window's picture to; empty for none
     double pictureAfterSeconds = 5;
+    bool serve = false;  // the web host instead of a window
+    std::string serveAddress;
+    std::uint16_t servePort = 0;
+    std::vector<std::string> webOrigins;
+    std::string webToken;  // empty: a new one at each start
 };
 
 // What the command line asks for: to run, or to say something and end.

@@ -10,12 +10,14 @@
 #include "app/app_options.h"
 #include "app/desktop_window.h"
 #include "app/termination.h"
+#include "app/web_host.h"
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
 #include "platform/diagnostics.h"
 #include "platform/worker.h"
 #include "skin/dialog_style.h"
+#include "web/web_session.h"
 
 namespace kvmon {
 
@@ -71,6 +73,9 @@ int RunDesktop(const AppOptions& options, char* program) {
 }  // namespace
 
 int Run(int argc, char** argv) {
+    if (argc == 2 && std::string_view(argv[1]) == kSessionOption) {
+        return RunSession(argv[0]);
+    }
     const std::vector<std::string> args(argv + std::min(argc, 1), argv + argc);
     ScrubArguments(argc, argv);
     std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is a failed write, no more
@@ -80,12 +85,22 @@ int Run(int argc, char** argv) {
         std::fprintf(out, parsed.exitStatus == 0 ? "%s" : "%s\n", parsed.text.c_str());
         return parsed.exitStatus;
     }
+    if (parsed.options->serve) {
+        return RunWebHost(*parsed.options, argc, argv);
+    }
     if (!parsed.options->dataDir.empty()) {
         SetDataFolder(parsed.options->dataDir);
     }
+    PrepareProcess();
+    return EndProcess(RunDesktop(*parsed.options, argv[0]));
+}
+
+void PrepareProcess() {
     SetDiagnosticSink([](const char* text) { Trace("%s", text); });
     Registry().InitRegistry(false, {});
-    const int status = RunDesktop(*parsed.options, argv[0]);
+}
+
+int EndProcess(int status) {
     if (Worker::AbandonedCount() > 0) {
         // They may still use what the process would now take down.
         std::fflush(nullptr);

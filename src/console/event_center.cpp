@@ -1,6 +1,7 @@
 #include "console/event_center.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "channel/captions.h"
 #include "console/event_window.h"
@@ -79,10 +80,7 @@ void EventCenter::Watch(int server) {
     Watched& watched = m_logs[server];
     const std::string address = info->GetUserAtHost();
     if (watched.log && watched.address != address) {
-        watched.log->RequestStop();
-        m_ending.push_back(std::move(watched.log));
-        m_events.Remove(watched.section);
-        watched.bRunning = false;
+        Retire(watched);
     }
     if (!watched.log) {
         watched.section = SectionFor(server, *info);
@@ -106,6 +104,24 @@ void EventCenter::Watch(int server) {
     } else if (!watched.log->IsFetching()) {
         watched.log->DoNow();
     }
+}
+
+void EventCenter::Retire(Watched& watched) {
+    watched.log->RequestStop();
+    m_ending.push_back(std::move(watched.log));
+    m_events.Remove(watched.section);
+    watched.bRunning = false;
+}
+
+void EventCenter::OnServersChanged() {
+    while (!m_logs.empty() && m_logs.rbegin()->first >= GetServerCount()) {
+        if (Watched& last = m_logs.rbegin()->second; last.log) {
+            Retire(last);
+        }
+        m_logs.erase(std::prev(m_logs.end()));
+    }
+    OnTimer();
+    RefreshWindow();
 }
 
 void EventCenter::Rest() {

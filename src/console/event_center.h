@@ -31,8 +31,10 @@ public:
     void Start();
     // The session is over.
     void Stop();
-    // Timer kTimerEvents.
+    // Timer kTimerEvents; also when the option changed.
     void OnTimer();
+    // Recorders came or went, so that others have their places.
+    void OnServersChanged();
     // WM_GETNVREVENT: the code and the recorder's index.
     void OnGetEvents(WParam code, int server);
     void OpenWindow();
@@ -54,6 +56,7 @@ private:
     bool IsWanted() const;
     void Watch(int server);
     std::string SectionFor(int server, const CKelvaraInfo& info) const;
+    void Retire(Watched& watched);
     void Rest();
     void DropEnded();
     void Tell(const CNvrEventList& fresh);

@@ -151,6 +151,7 @@ void ServerBinding::ShowChangedServers() {
     view.OnSelchangePage();
     m_nShownServer = -1;
     OnServerInfo(0);
+    m_dlg.Events().OnServersChanged();
     // What a server told meanwhile may have named its old place.
     for (int i = 0; i < GetServerCount(); ++i) {
         m_dlg.PostMessage(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERACONN, i);

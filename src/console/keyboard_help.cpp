@@ -71,7 +71,7 @@ void OpenKeyboardHelp(CMainDlg& dlg) {
         open->activateWindow();
         return;
     }
-    auto* const window = new QDialog(&dlg);
+    auto* const window = new QDialog(dlg.Screens().DialogHost());
     open = window;
     window->setObjectName(QStringLiteral("keyboardHelp"));
     window->setAttribute(Qt::WA_DeleteOnClose);
@@ -96,7 +96,8 @@ void OpenKeyboardHelp(CMainDlg& dlg) {
     }
     auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Close, window);
     QObject::connect(buttons, &QDialogButtonBox::rejected, window, &QDialog::reject);
-    QObject::connect(window, &QDialog::finished, &dlg, [&dlg] { dlg.window()->activateWindow(); });
+    QObject::connect(window, &QDialog::finished, window->parentWidget(),
+                     [window] { window->parentWidget()->window()->activateWindow(); });
     grid->addWidget(buttons, rows, 0, 1, 3 * kColumns);
     window->show();
     window->activateWindow();

@@ -196,6 +196,7 @@ void CMainDlg::OnLogin() {
             m_controls.SetEnabled(row.id, bLoggedIn || row.id == kCtlLogout);
         }
     }
+    m_status->OnTick();
     m_controls.SetPressed(kCtlLogout, bLoggedIn);
     if (CXSkinODButton* const logout = GetButton(kCtlLogout)) {
         logout->setEnabled(true);

@@ -69,6 +69,9 @@ void OptionsCommand::Apply(const ConsoleOptions& wanted) {
         m_dlg.View().SaveViewState(m_dlg.KeyName());
         m_dlg.Binding().OnBtnServerLis();
     }
+    if (wanted.bEnableEventNotify != old.bEnableEventNotify) {
+        m_dlg.Events().OnTimer();
+    }
     if (wanted.bShowBrowserToolbar != old.bShowBrowserToolbar) {
         m_dlg.Site().ShowBrowserToolbar(wanted.bShowBrowserToolbar);
     }

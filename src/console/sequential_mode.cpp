@@ -74,7 +74,8 @@ void SequentialMode::OnBtnSequential() {
 }
 
 void SequentialMode::OpenIntervalDialog() {
-    auto* const dialog = new IntervalDialog(static_cast<int>(m_dwInterval / 1000), &m_dlg);
+    auto* const dialog =
+        new IntervalDialog(static_cast<int>(m_dwInterval / 1000), m_dlg.Screens().DialogHost());
     QObject::connect(dialog, &QDialog::accepted, &m_dlg,
                      [this, dialog] { OnIntervalChosen(dialog->Seconds()); });
     OpenDialog(dialog);

@@ -43,6 +43,7 @@ CSettingsDlg::CSettingsDlg(const ConsoleOptions& options, int nTab, bool bFixedF
     }
     m_tabs->addTab(new QWidget, QString());
     m_tabs->setTabVisible(kNoPage, false);
+    m_tabs->setTabEnabled(kNoPage, false);  // the arrow keys would find it
     m_tabs->setCurrentIndex(nTab >= 0 && nTab < kNoPage ? nTab : kNoPage);
 
     m_buttons = AddDialogButtons(*this);

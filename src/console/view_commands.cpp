@@ -64,7 +64,8 @@ void OnBtnChannelSetting(CMainDlg& dlg) {
 void OpenPipSettings(CMainDlg& dlg) {
     const int children = PipChildCount(Registry().GetProfileInt(dlg.KeyName(), "PIPChildChannel", 0),
                                        dlg.View().GetShowableCount());
-    auto* const dialog = new PipDialog(MonitorableNames(dlg), dlg.View().Orders().PipList(), children, &dlg);
+    auto* const dialog = new PipDialog(MonitorableNames(dlg), dlg.View().Orders().PipList(), children,
+                                       dlg.Screens().DialogHost());
     QObject::connect(dialog, &QDialog::accepted, &dlg, [&dlg, dialog] { TakePipSettings(dlg, *dialog); });
     OpenDialog(dialog);
 }

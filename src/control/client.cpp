@@ -3,6 +3,8 @@
 #include <QtGui/QPainter>
 #include <QtGui/QResizeEvent>
 
+#include "persist/string_table.h"
+
 namespace kvmon {
 
 class CTR450Client::Window final : public WindowBase {
@@ -28,6 +30,14 @@ protected:
         }
     }
 
+    void OnTimer(std::uint32_t id) override {
+        if (id == kTimerSwitchLanguage) {
+            m_client.m_impl.OnSwitchLanguageTimer();
+            return;
+        }
+        WindowBase::OnTimer(id);
+    }
+
     void resizeEvent(QResizeEvent* event) override {
         WindowBase::resizeEvent(event);
         m_client.m_impl.ChangeSize(width(), height());
@@ -38,8 +48,7 @@ protected:
         painter.fillRect(rect(), Qt::black);
         if (!m_client.m_impl.HasMainDlg()) {
             painter.setPen(Qt::white);
-            painter.drawText(rect(), Qt::AlignCenter,
-                             QStringLiteral("This control can't be run under inactivate mode."));
+            painter.drawText(rect(), Qt::AlignCenter, QString::fromStdString(LoadString(6750)));
         }
     }
 

@@ -7,6 +7,7 @@
 
 #include "control/client_events.h"
 #include "control/client_impl.h"
+#include "control/property_map.h"
 
 namespace kvmon {
 
@@ -20,6 +21,12 @@ public:
     CTR450Client& operator=(const CTR450Client&) = delete;
 
     CTR450ClientImpl& Impl() { return m_impl; }
+
+    // The properties that a document keeps.
+    bool Load(const PropertyBag& bag) { return LoadProperties(m_impl, m_extent, bag); }
+    PropertyBag Save() { return SaveProperties(m_impl, m_extent); }
+    bool Load(std::span<const std::uint8_t> stream) { return LoadFromStream(m_impl, m_extent, stream); }
+    std::vector<std::uint8_t> SaveStream() { return SaveToStream(m_impl, m_extent); }
 
     // Makes the control's window in the host's, with the console in it. Properties come before.
     WindowBase& CreateControlWindow(QWidget* host);
@@ -38,6 +45,7 @@ private:
     void FireGotoServer(int value);
 
     CTR450ClientImpl m_impl;
+    ControlExtent m_extent;
     std::unique_ptr<Window> m_window;
     std::vector<ClientEvents*> m_sinks;  // null where a connection ended
 };

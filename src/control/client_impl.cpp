@@ -1,13 +1,40 @@
 #include "control/client_impl.h"
 
+#include <QtCore/QThread>
+#include <QtWidgets/QApplication>
+#include <QtWidgets/QDialog>
 #include <algorithm>
 
 #include "console/main_dlg.h"
 #include "control/auth_text.h"
 #include "control/help_url.h"
+#include "control/host_ports.h"
 #include "control/language_search.h"
+#include "persist/log_file.h"
 
 namespace kvmon {
+
+namespace {
+
+// A menu or a modal dialog runs the event loop inside of the console's own functions: the console cannot go
+// before they have returned.
+bool IsInsideNestedLoop() {
+    return QThread::currentThread()->loopLevel() > 1;
+}
+
+void CloseNestedWindows() {
+    if (QWidget* const popup = QApplication::activePopupWidget()) {
+        popup->close();
+    }
+    QWidget* const modal = QApplication::activeModalWidget();
+    if (auto* const dialog = qobject_cast<QDialog*>(modal)) {
+        dialog->reject();
+    } else if (modal != nullptr) {
+        modal->close();
+    }
+}
+
+}  // namespace
 
 CTR450ClientImpl::CTR450ClientImpl() = default;
 
@@ -77,6 +104,15 @@ void CTR450ClientImpl::Logout() {
     }
 }
 
+std::optional<int> CTR450ClientImpl::IEHostUIControl(int nID, const Variant& param) {
+    if (m_pClientSite == nullptr) {
+        return std::nullopt;
+    }
+    Trace("CTR450ClientImpl::IEHostUIControl: nID = %d\n", nID);
+    m_pClientSite->HostUIControl(nID, param);
+    return 0;
+}
+
 void CTR450ClientImpl::ChangeSize(int width, int height) {
     m_size = QSize(std::max(width, kMinConsoleWidth), std::max(height, kMinConsoleHeight));
     if (m_pMainDlg) {
@@ -91,6 +127,12 @@ bool CTR450ClientImpl::SetLanguage(int number) {
 
 void CTR450ClientImpl::SwitchLanguage(std::uint16_t langid) {
     if (langid == m_language) {
+        return;
+    }
+    if (HasMainDlg() && IsInsideNestedLoop()) {
+        CloseNestedWindows();
+        m_pendingLanguage = langid;
+        m_window->SetTimer(kTimerSwitchLanguage, 0);
         return;
     }
     const bool bHadMainDlg = HasMainDlg();
@@ -127,6 +169,13 @@ void CTR450ClientImpl::NotifyChangeLanguage(std::uint16_t langid) {
     // The switch destroys the console, which is the caller: it comes from the control's window.
     if (m_window) {
         m_window->PostMessage(kMsgSwitchLanguage, 0, langid);
+    }
+}
+
+void CTR450ClientImpl::OnSwitchLanguageTimer() {
+    if (m_window) {
+        m_window->KillTimer(kTimerSwitchLanguage);
+        SwitchLanguage(m_pendingLanguage);
     }
 }
 

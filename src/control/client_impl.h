@@ -4,20 +4,27 @@
 #include <QtCore/QPointer>
 #include <QtCore/QSize>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "console/client_site.h"
 #include "control/languages.h"
+#include "control/playback_shares.h"
+#include "control/variant.h"
 #include "skin/window_base.h"
 
 namespace kvmon {
 
+class BrowserPort;
 class CMainDlg;
 
 // Messages to the control's own window.
 inline constexpr std::uint32_t WM_CLIENT_FIRE_EVENT = 1025;   // wParam event, lParam its value
 inline constexpr std::uint32_t WM_CLIENT_GOTO_SERVER = 1026;  // sent; lParam is the event's value
 inline constexpr std::uint32_t kMsgSwitchLanguage = 1125;     // lParam language identifier
+
+// A switch of the language that waits for menus and dialogs to close.
+inline constexpr std::uint32_t kTimerSwitchLanguage = 1126;
 
 // Values of wParam of WM_CLIENT_FIRE_EVENT.
 enum class ClientEvent : WParam { Login = 0, Logout = 1, NewVersion = 2, ChangeLanguage = 3, GotoPage = 4 };
@@ -44,7 +51,8 @@ public:
     std::string GetDefServerName() const override { return m_strDefServerName; }
     void SetHelpPath(const std::string& path) { m_strHelpPath = path; }
     const std::string& GetHelpPath() const { return m_strHelpPath; }
-    // True, also for a number that is no language: that is English. The console is made anew.
+    // True, also for a number that is no language: that is English. The console is made anew, at once or,
+    // while a menu or a dialog of it is open, as soon as these are closed, which this call does.
     bool SetLanguage(int number);
     int GetLanguage() const { return NumberFromLanguage(m_language); }
     std::uint16_t GetLanguageId() const { return m_language; }
@@ -68,6 +76,17 @@ public:
     QSize GetSize() const { return m_size; }
     const std::string& GetGotoServerText() const { return m_strGotoServer; }
     void SwitchLanguage(std::uint16_t langid);
+    void OnSwitchLanguageTimer();
+
+    // --- the host's surroundings. Null for a host without; they must outlive this object.
+    void SetClientSite(BrowserPort* site) { m_pClientSite = site; }
+    void SetSharePort(SharePort* port) { m_shares.SetPort(port); }
+    // The page's command to its browser: 0, or nothing when the host gave no site.
+    std::optional<int> IEHostUIControl(int nID, const Variant& param);
+    int PreparePlaybackData(const std::string& authText, const std::string& shares) {
+        return m_shares.Prepare(authText, shares);
+    }
+    void UnpreparePlaybackData() { m_shares.Unprepare(); }
 
     // --- ClientSite
     void NotifyLogin(int n) override;
@@ -90,7 +109,10 @@ private:
     QSize m_size;
     std::string m_strHelpPath;
     std::string m_strGotoServer;
+    BrowserPort* m_pClientSite = nullptr;
+    PlaybackShares m_shares;
     std::uint16_t m_language = kLanguageNone;
+    std::uint16_t m_pendingLanguage = kLanguageNone;
 };
 
 }  // namespace kvmon

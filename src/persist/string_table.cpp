@@ -255,6 +255,7 @@ constexpr Row kEnglish[] = {
     {6612, "unread"},
     {6613, "No events"},
     {6614, "and %1 more"},
+    {6750, "This control can't be run under inactivate mode."},
     {57349, "Error sequential interval. (The interval must be %d - %d sec.)"},
     {57350, "Invalid channel numbers. (The number must be %d - %d)"},
     {57397, "Server disconnected"},
@@ -333,15 +334,16 @@ std::string EnglishString(std::uint32_t id) {
 }
 
 std::string FormatPlaces(std::string_view text) {
+    constexpr std::string_view kConversions = "sdu%";
     std::string places;
     for (std::size_t i = text.find('%'); i != std::string_view::npos; i = text.find('%', i)) {
-        // A per cent sign with nothing to fill ("100 %") counts too: it must stay what it is.
-        const std::size_t end = text.find_first_not_of("0123456789.-+#", i + 1);
-        if (end == std::string_view::npos) {
-            return places + '%';
+        std::size_t end = std::min(text.find_first_not_of("0123456789", i + 1), text.size());
+        if (end < text.size() && kConversions.find(text[end]) != std::string_view::npos) {
+            ++end;
         }
-        places.append(text.substr(i, end + 1 - i));
-        i = end + 1;
+        // A sign with nothing to fill counts too: it must stay what it is.
+        places.append(text.substr(i, end - i));
+        i = end;
     }
     return places;
 }

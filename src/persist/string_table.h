@@ -22,7 +22,7 @@ void UseLanguageModule(std::shared_ptr<const LanguageModule> module);
 // All numbers of the built-in table, ascending, and the English text of one.
 std::vector<std::uint32_t> StringIds();
 std::string EnglishString(std::uint32_t id);
-// The text's places for values in their order: "%s:%u" gives "%s%u".
+// The text's places for values in their order: "%s:%u (%1)" gives "%s%u%1".
 std::string FormatPlaces(std::string_view text);
 
 }  // namespace kvmon

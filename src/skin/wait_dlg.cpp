@@ -27,8 +27,8 @@ CWaitDlg::CWaitDlg(QWidget* parent, Place place)
     }
     close_->setVisible(place_ == Place::Above);
     text_->setTextFormat(Qt::PlainText);
-    text_->setWordWrap(true);
     if (place_ == Place::Above) {
+        text_->setWordWrap(true);
         text_->setMinimumWidth(kTextWidth);
     }
     auto* const line = new QHBoxLayout;

@@ -45,7 +45,7 @@ protected:
     }
     ~ConsolePanel() override {
         const auto& app = kvtest::WatchedApplication::Instance();
-        EXPECT_LT(app.LongestWaitMs(), kvtest::kUiWaitLimitMs) << app.LongestWait();
+        EXPECT_LT(app.LongestWaitMs(), kvtest::UiWaitLimitMs()) << app.LongestWait();
         EXPECT_LT(app.LongestWorkMs(), kvtest::kUiWorkLimitMs) << app.LongestWork();
     }
     // A click of the left button at a place of the console; says whether a control was there.

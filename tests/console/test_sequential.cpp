@@ -31,7 +31,7 @@ protected:
     }
     ~Sequential() override {
         const auto& app = kvtest::WatchedApplication::Instance();
-        EXPECT_LT(app.LongestWaitMs(), kvtest::kUiWaitLimitMs) << app.LongestWait();
+        EXPECT_LT(app.LongestWaitMs(), kvtest::UiWaitLimitMs()) << app.LongestWait();
         EXPECT_LT(app.LongestWorkMs(), kvtest::kUiWorkLimitMs) << app.LongestWork();
     }
     bool IsTiming() { return console->IsTimerSet(kTimerSequential); }

@@ -1,7 +1,10 @@
 // The control before it has a console; with one see the program's own tests.
 #include <gmock/gmock.h>
 
-#include <QtCore/QCoreApplication>
+#include <QtCore/QEventLoop>
+#include <QtCore/QTimer>
+#include <QtWidgets/QApplication>
+#include <QtWidgets/QDialog>
 
 #include "control/client.h"
 #include "persist/orvo_registry.h"
@@ -112,4 +115,23 @@ TEST_F(ClientTest, OnlyAnotherLanguageMakesTheConsoleAnew) {
     EXPECT_TRUE(client.Impl().SetLanguage(6));
     EXPECT_TRUE(client.Impl().HasMainDlg());
     EXPECT_EQ(client.Impl().GetSize(), QSize(1200, 800));
+}
+
+TEST_F(ClientTest, ALanguageThatComesWhileADialogIsOpenWaitsForItsEnd) {
+    client.CreateControlWindow(nullptr);
+    const CMainDlg* const before = client.Impl().MainDlg();
+    const CMainDlg* inside = nullptr;
+    QEventLoop loop;  // the program's own
+    QTimer::singleShot(0, &loop, [&] {
+        QDialog dialog(client.ControlWindow());
+        QTimer::singleShot(0, &dialog, [&] { client.Impl().SetLanguage(6); });
+        EXPECT_EQ(dialog.exec(), QDialog::Rejected);
+        inside = client.Impl().MainDlg();
+        QTimer::singleShot(0, &loop, &QEventLoop::quit);
+    });
+    loop.exec();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(inside, before);
+    EXPECT_TRUE(client.Impl().HasMainDlg());
+    EXPECT_FALSE(client.ControlWindow()->IsTimerSet(kTimerSwitchLanguage));
 }

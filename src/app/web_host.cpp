@@ -1,0 +1,83 @@
+#include "app/web_host.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtWidgets/QApplication>
+#include <cstdio>
+
+#include "app/run.h"
+#include "app/termination.h"
+#include "persist/utilities.h"
+#include "platform/diagnostics.h"
+#include "skin/dialog_style.h"
+#include "web/remote_application.h"
+#include "web/web_server.h"
+#include "web/web_session.h"
+
+namespace kvmon {
+
+namespace {
+
+// Less than the whole program may take to end.
+constexpr int kSessionsEndMs = 4300;
+
+WebHostSettings SettingsOf(const AppOptions& options) {
+    WebHostSettings settings;
+    settings.address = options.serveAddress;
+    settings.port = options.servePort;
+    settings.origins = options.webOrigins;
+    settings.token = options.webToken;
+    settings.session = {options.server,     options.port,     options.auth,     options.autoStart,
+                        options.serverName, options.language, options.helpPath, options.dataDir};
+    return settings;
+}
+
+}  // namespace
+
+int RunWebHost(const AppOptions& options, int, char** argv) {
+    int argc = 1;
+    QCoreApplication application(argc, argv);
+    SetDiagnosticSink([](const char* text) { std::fprintf(stderr, "kvmon: %s", text); });
+    Termination termination;
+    WebServer server(SettingsOf(options), GetModuleFilePath());
+    std::string problem;
+    if (!server.Listen(problem)) {
+        std::fprintf(stderr, "kvmon: cannot serve on %s:%u: %s\n", options.serveAddress.c_str(),
+                     unsigned{options.servePort}, problem.c_str());
+        return 1;
+    }
+    std::printf("kvmon: open %s\n", server.Url().c_str());
+    std::fflush(stdout);
+    const int status = QCoreApplication::exec();
+    termination.Begin();
+    server.EndSessions(kSessionsEndMs);
+    return status;
+}
+
+int RunSession(char* program) {
+    const std::optional<SessionOrder> order = ReceiveSessionOrder();
+    if (!order) {
+        std::fprintf(stderr, "kvmon: this option is for the web host's own use\n");
+        return 2;
+    }
+    if (!order->defaults.dataDir.empty()) {
+        SetDataFolder(order->defaults.dataDir);
+    }
+    PrepareProcess();
+    RegisterRemotePlatform();
+    qputenv("QT_QPA_PLATFORM", kRemotePlatform);
+    int argc = 1;
+    char* argv[] = {program, nullptr};
+    QApplication application(argc, argv);
+    QApplication::setQuitOnLastWindowClosed(false);
+    ApplySkin(application);
+    Termination termination;
+    int status = 0;
+    {
+        WebSession session(*order);
+        status = QApplication::exec();
+        termination.Begin();
+    }
+    return EndProcess(status);
+}
+
+}  // namespace kvmon

@@ -1,0 +1,243 @@
+#include "web/page_protocol.h"
+
+#include <QtCore/QBuffer>
+#include <QtGui/QPixmap>
+#include <algorithm>
+#include <iterator>
+#include <optional>
+#include <string_view>
+
+#include "platform/text.h"
+#include "web/page_keys.h"
+#include "web/remote_display.h"
+
+namespace kvmon {
+
+namespace {
+
+enum FromPage : std::uint8_t {
+    kSize = 1,
+    kMove = 2,
+    kButton = 3,
+    kWheel = 4,
+    kKey = 5,
+    kLeave = 6,
+    kFocus = 7,
+    kDrawn = 8,
+};
+enum ToPage : std::uint8_t { kFrame = 1, kCursor = 2 };
+
+constexpr std::size_t kTileHead = 13;
+constexpr std::size_t kMaxKeyName = 32;
+
+void Put(std::vector<std::uint8_t>& message, std::uint32_t value, int bytes) {
+    for (int i = 0; i < bytes; ++i) {
+        message.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
+    }
+}
+
+// Reads a message's numbers in their order. Once one is missing all are 0 and Complete is false.
+class Reader {
+public:
+    explicit Reader(std::span<const std::uint8_t> bytes) : m_bytes(bytes) {}
+
+    std::uint32_t Number(std::size_t bytes) {
+        if (m_bytes.size() < bytes) {
+            m_bComplete = false;
+            m_bytes = {};
+            return 0;
+        }
+        std::uint32_t value = 0;
+        for (std::size_t i = 0; i < bytes; ++i) {
+            value |= std::uint32_t{m_bytes[i]} << (8 * i);
+        }
+        m_bytes = m_bytes.subspan(bytes);
+        return value;
+    }
+    int Signed() { return static_cast<std::int16_t>(Number(2)); }
+    QPoint Point() {
+        const int x = Signed();
+        return {x, Signed()};
+    }
+    Qt::KeyboardModifiers Modifiers() {
+        const std::uint32_t bits = Number(1);
+        Qt::KeyboardModifiers modifiers;
+        modifiers.setFlag(Qt::ShiftModifier, (bits & 1) != 0);
+        modifiers.setFlag(Qt::ControlModifier, (bits & 2) != 0);
+        modifiers.setFlag(Qt::AltModifier, (bits & 4) != 0);
+        modifiers.setFlag(Qt::MetaModifier, (bits & 8) != 0);
+        return modifiers;
+    }
+    std::string_view Rest() {
+        const std::string_view text(reinterpret_cast<const char*>(m_bytes.data()), m_bytes.size());
+        m_bytes = {};
+        return text;
+    }
+    bool IsDone() const { return m_bComplete && m_bytes.empty(); }
+
+private:
+    std::span<const std::uint8_t> m_bytes;
+    bool m_bComplete = true;
+};
+
+constexpr Qt::MouseButton kButtons[] = {Qt::LeftButton, Qt::MiddleButton, Qt::RightButton};
+
+bool ReadButton(RemoteDisplay& display, Reader& reader) {
+    const QPoint at = reader.Point();
+    const std::uint32_t button = reader.Number(1);
+    const bool bDown = reader.Number(1) != 0;
+    const Qt::KeyboardModifiers modifiers = reader.Modifiers();
+    if (!reader.IsDone() || button >= std::size(kButtons)) {
+        return false;
+    }
+    display.PressMouse(at, kButtons[button], bDown, modifiers);
+    return true;
+}
+
+bool ReadMove(RemoteDisplay& display, Reader& reader) {
+    const QPoint at = reader.Point();
+    const Qt::KeyboardModifiers modifiers = reader.Modifiers();
+    if (!reader.IsDone()) {
+        return false;
+    }
+    display.MoveMouse(at, modifiers);
+    return true;
+}
+
+bool ReadWheel(RemoteDisplay& display, Reader& reader) {
+    const QPoint at = reader.Point();
+    const QPoint angle = reader.Point();
+    const Qt::KeyboardModifiers modifiers = reader.Modifiers();
+    if (!reader.IsDone()) {
+        return false;
+    }
+    display.TurnWheel(at, angle, modifiers);
+    return true;
+}
+
+bool ReadKey(RemoteDisplay& display, Reader& reader) {
+    const bool bDown = reader.Number(1) != 0;
+    const bool bRepeat = reader.Number(1) != 0;
+    const Qt::KeyboardModifiers modifiers = reader.Modifiers();
+    const std::string_view name = reader.Rest();
+    if (!reader.IsDone() || name.empty() || name.size() > kMaxKeyName || !IsValidUtf8(name)) {
+        return false;
+    }
+    const PageKey key = KeyOfName(name);
+    if (key.key != 0) {
+        display.PressKey(key.key, bDown, bRepeat, modifiers, key.text);
+    }
+    return true;
+}
+
+struct CursorName {
+    Qt::CursorShape shape;
+    const char* name;
+};
+constexpr CursorName kCursorNames[] = {
+    {Qt::ArrowCursor, "default"},
+    {Qt::UpArrowCursor, "default"},
+    {Qt::CrossCursor, "crosshair"},
+    {Qt::WaitCursor, "wait"},
+    {Qt::IBeamCursor, "text"},
+    {Qt::SizeVerCursor, "ns-resize"},
+    {Qt::SizeHorCursor, "ew-resize"},
+    {Qt::SizeBDiagCursor, "nesw-resize"},
+    {Qt::SizeFDiagCursor, "nwse-resize"},
+    {Qt::SizeAllCursor, "move"},
+    {Qt::BlankCursor, "none"},
+    {Qt::SplitVCursor, "row-resize"},
+    {Qt::SplitHCursor, "col-resize"},
+    {Qt::PointingHandCursor, "pointer"},
+    {Qt::ForbiddenCursor, "not-allowed"},
+    {Qt::WhatsThisCursor, "help"},
+    {Qt::BusyCursor, "progress"},
+    {Qt::OpenHandCursor, "grab"},
+    {Qt::ClosedHandCursor, "grabbing"},
+    {Qt::DragCopyCursor, "copy"},
+    {Qt::DragMoveCursor, "move"},
+    {Qt::DragLinkCursor, "alias"},
+};
+
+}  // namespace
+
+std::vector<std::uint8_t> BeginFrame(std::uint32_t number, const QSize& display) {
+    std::vector<std::uint8_t> message{kFrame};
+    Put(message, number, 4);
+    Put(message, static_cast<std::uint32_t>(display.width()), 2);
+    Put(message, static_cast<std::uint32_t>(display.height()), 2);
+    return message;
+}
+
+std::size_t BeginTile(std::vector<std::uint8_t>& message, const QRect& rect, TileCodec codec) {
+    const std::size_t head = message.size();
+    for (const int value : {rect.x(), rect.y(), rect.width(), rect.height()}) {
+        Put(message, static_cast<std::uint32_t>(value), 2);
+    }
+    message.push_back(static_cast<std::uint8_t>(codec));
+    Put(message, 0, 4);
+    return head;
+}
+
+void EndTile(std::vector<std::uint8_t>& message, std::size_t head) {
+    const std::size_t length = message.size() - head - kTileHead;
+    for (std::size_t i = 0; i < 4; ++i) {
+        message[head + kTileHead - 4 + i] = static_cast<std::uint8_t>(length >> (8 * i));
+    }
+}
+
+std::vector<std::uint8_t> CursorMessage(const QCursor& cursor) {
+    std::vector<std::uint8_t> message{kCursor};
+    if (cursor.shape() == Qt::BitmapCursor && !cursor.pixmap().isNull()) {
+        QByteArray bytes;
+        QBuffer buffer(&bytes);
+        buffer.open(QIODevice::WriteOnly);
+        cursor.pixmap().save(&buffer, "PNG");
+        message.push_back(1);
+        Put(message, static_cast<std::uint32_t>(cursor.hotSpot().x()), 2);
+        Put(message, static_cast<std::uint32_t>(cursor.hotSpot().y()), 2);
+        message.insert(message.end(), bytes.begin(), bytes.end());
+        return message;
+    }
+    const auto* const row = std::find_if(std::begin(kCursorNames), std::end(kCursorNames),
+                                         [&](const CursorName& r) { return r.shape == cursor.shape(); });
+    const std::string_view name = row != std::end(kCursorNames) ? row->name : "default";
+    message.push_back(0);
+    message.insert(message.end(), name.begin(), name.end());
+    return message;
+}
+
+PageMessage ReadPageMessage(RemoteDisplay& display, std::span<const std::uint8_t> bytes) {
+    constexpr PageMessage kDone;
+    const PageMessage wrong{PageMessage::Kind::Wrong, {}, 0};
+    Reader reader(bytes);
+    switch (reader.Number(1)) {
+        case kSize: {
+            const int width = static_cast<int>(reader.Number(2));
+            const int height = static_cast<int>(reader.Number(2));
+            return reader.IsDone() ? PageMessage{PageMessage::Kind::Size, {width, height}, 0} : wrong;
+        }
+        case kMove:
+            return ReadMove(display, reader) ? kDone : wrong;
+        case kButton:
+            return ReadButton(display, reader) ? kDone : wrong;
+        case kWheel:
+            return ReadWheel(display, reader) ? kDone : wrong;
+        case kKey:
+            return ReadKey(display, reader) ? kDone : wrong;
+        case kLeave:
+            display.LeaveMouse();
+            return kDone;
+        case kFocus:
+            display.SetActive(reader.Number(1) != 0);
+            return kDone;
+        case kDrawn: {
+            const std::uint32_t frame = reader.Number(4);
+            return reader.IsDone() ? PageMessage{PageMessage::Kind::Drawn, {}, frame} : wrong;
+        }
+        default:
+            return wrong;
+    }
+}
+
+}  // namespace kvmon

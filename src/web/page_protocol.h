@@ -1,0 +1,44 @@
+// The binary messages between a session and its page. Numbers are little endian.
+//
+// To the page, by the first byte:
+//   1 frame   u32 number, u16 width and height of the display, then tiles to the end, each
+//             u16 x y w h, u8 codec (1 JPEG, 2 PNG), u32 length, bytes. The page answers with 8 when they
+//             are drawn.
+//   2 cursor  u8 form (0 a name of CSS, 1 a PNG), form 1: i16 hot spot x y; then the name or the PNG
+// From the page:
+//   1 size u16 w h  2 move i16 x y, u8 modifiers  3 button i16 x y, u8 button, u8 down, u8 modifiers
+//   4 wheel i16 x y dx dy, u8 modifiers  5 key u8 down, u8 repeat, u8 modifiers, then the key's name
+//   6 the mouse has left  7 focus u8  8 drawn u32 number
+// Modifiers: 1 shift, 2 control, 4 alt, 8 meta. Buttons as the DOM numbers them.
+#pragma once
+
+#include <QtCore/QRect>
+#include <QtGui/QCursor>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "web/tile_encoder.h"
+
+namespace kvmon {
+
+class RemoteDisplay;
+
+std::vector<std::uint8_t> BeginFrame(std::uint32_t number, const QSize& display);
+// Gives the place of the tile's head in the message, for EndTile.
+std::size_t BeginTile(std::vector<std::uint8_t>& message, const QRect& rect, TileCodec codec);
+void EndTile(std::vector<std::uint8_t>& message, std::size_t head);
+
+std::vector<std::uint8_t> CursorMessage(const QCursor& cursor);
+
+// What a page sent beyond its mouse and keys.
+struct PageMessage {
+    enum class Kind { None, Wrong, Size, Drawn } kind = Kind::None;
+    QSize size;
+    std::uint32_t frame = 0;
+};
+
+// Hands mouse and keys to the display, and gives the rest back. Wrong for what is no message.
+PageMessage ReadPageMessage(RemoteDisplay& display, std::span<const std::uint8_t> bytes);
+
+}  // namespace kvmon

@@ -1,0 +1,299 @@
+#include "web/remote_display.h"
+
+#include <qpa/qwindowsysteminterface.h>
+
+#include <QtGui/QGuiApplication>
+#include <QtGui/QPainter>
+#include <QtGui/QScreen>
+#include <algorithm>
+
+#include "web/remote_platform.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr int kMaxRects = 64;  // beyond that the damage is its bounding box
+constexpr std::size_t kMaxHeldKeys = 16;
+
+}  // namespace
+
+RemoteDisplay& RemoteDisplay::Instance() {
+    // Never destroyed: Qt's windows may go after all statics.
+    static auto* const display = new RemoteDisplay;
+    return *display;
+}
+
+void RemoteDisplay::SetSize(const QSize& size) {
+    const QSize clamped = size.expandedTo(QSize(kMinSide, kMinSide)).boundedTo(QSize(kMaxSide, kMaxSide));
+    if (clamped == m_size) {
+        return;
+    }
+    m_size = clamped;
+    if (QGuiApplication::primaryScreen() != nullptr) {
+        QWindowSystemInterface::handleScreenGeometryChange(QGuiApplication::primaryScreen(), Area(), Area());
+    }
+    for (RemoteWindow* const window : std::vector(m_windows)) {
+        window->FollowDisplay();
+    }
+    DamageAll();
+}
+
+void RemoteDisplay::SetListener(std::function<void()> onDamage,
+                                std::function<void(const QCursor&)> onCursor) {
+    m_onDamage = std::move(onDamage);
+    m_onCursor = std::move(onCursor);
+}
+
+void RemoteDisplay::DamageAll() {
+    AddDamage(Area());
+}
+
+void RemoteDisplay::AddDamage(const QRect& area) {
+    const QRect inside = area & Area();
+    if (inside.isEmpty()) {
+        return;
+    }
+    m_damage += inside;
+    if (m_damage.rectCount() > kMaxRects) {
+        m_damage = m_damage.boundingRect();
+    }
+    if (m_onDamage) {
+        m_onDamage();
+    }
+}
+
+const QImage& RemoteDisplay::Compose() {
+    if (m_picture.size() != m_size) {
+        m_picture = QImage(m_size, QImage::Format_RGB32);
+        m_damage = Area();
+    }
+    const QRegion damage = std::exchange(m_damage, {});
+    QPainter painter(&m_picture);
+    for (const QRect& rect : damage) {
+        painter.setClipRect(rect);
+        // What lies below a window that hides it all need not be drawn.
+        auto first = m_windows.begin();
+        for (auto window = m_windows.begin(); window != m_windows.end(); ++window) {
+            if ((*window)->geometry().contains(rect) && !(*window)->window()->requestedFormat().hasAlpha()) {
+                first = window;
+            }
+        }
+        if (first == m_windows.begin()) {
+            painter.fillRect(rect, Qt::black);
+        }
+        for (auto window = first; window != m_windows.end(); ++window) {
+            if ((*window)->FrameRect().intersects(rect)) {
+                (*window)->Draw(painter);
+            }
+        }
+    }
+    return m_picture;
+}
+
+RemoteWindow* RemoteDisplay::WindowAt(const QPoint& at) const {
+    for (auto window = m_windows.rbegin(); window != m_windows.rend(); ++window) {
+        const bool bSeeThrough = ((*window)->window()->flags() & Qt::WindowTransparentForInput) != 0;
+        if (!bSeeThrough && (*window)->FrameRect().contains(at)) {
+            return *window;
+        }
+    }
+    return nullptr;
+}
+
+// Who gets the mouse: who has grabbed it, whoever it was pressed on, else who lies under it.
+RemoteWindow* RemoteDisplay::MouseTarget(const QPoint& at) const {
+    if (m_grabber != nullptr) {
+        return m_grabber;
+    }
+    if (m_buttons != Qt::NoButton && m_pressed != nullptr) {
+        return m_pressed;
+    }
+    RemoteWindow* const under = WindowAt(at);
+    return under != nullptr || m_windows.empty() ? under : m_windows.back();
+}
+
+void RemoteDisplay::SendMouse(RemoteWindow* target, QEvent::Type type, Qt::MouseButton button,
+                              Qt::KeyboardModifiers modifiers) {
+    if (target == nullptr) {
+        return;
+    }
+    QWindow* const window = target->window();
+    QWindowSystemInterface::handleMouseEvent(window, window->mapFromGlobal(m_mouse), m_mouse, m_buttons,
+                                             button, type, modifiers);
+}
+
+void RemoteDisplay::Enter(RemoteWindow* window) {
+    if (window == m_entered) {
+        return;
+    }
+    QWindow* const left = m_entered != nullptr ? m_entered->window() : nullptr;
+    m_entered = window;
+    if (window == nullptr) {
+        QWindowSystemInterface::handleLeaveEvent(left);
+        return;
+    }
+    QWindow* const entered = window->window();
+    QWindowSystemInterface::handleEnterLeaveEvent(entered, left, entered->mapFromGlobal(m_mouse), m_mouse);
+}
+
+void RemoteDisplay::MoveMouse(const QPoint& at, Qt::KeyboardModifiers modifiers) {
+    m_mouse = at;
+    if (m_moving != nullptr) {
+        QWindow* const window = m_moving->window();
+        window->setPosition(window->position() + at - m_movingFrom);
+        m_movingFrom = at;
+        return;
+    }
+    RemoteWindow* const target = MouseTarget(at);
+    Enter(target);
+    SendMouse(target, QEvent::MouseMove, Qt::NoButton, modifiers);
+}
+
+// The frame round a window takes its clicks: the title moves it, the cross closes it. True if it did.
+bool RemoteDisplay::OnFrame(RemoteWindow* target, const QPoint& at, bool bDown) {
+    if (m_moving != nullptr) {
+        m_moving = bDown ? m_moving : nullptr;
+        return true;
+    }
+    if (!bDown || target == nullptr || m_buttons != Qt::NoButton || target->geometry().contains(at) ||
+        !target->FrameRect().contains(at) || !target->TitleRect().contains(at)) {
+        return false;
+    }
+    QWindow* const window = target->window();
+    if (target->CloseRect().contains(at)) {
+        QWindowSystemInterface::handleCloseEvent(window);
+    } else {
+        m_moving = target;
+        m_movingFrom = at;
+    }
+    return true;
+}
+
+void RemoteDisplay::PressMouse(const QPoint& at, Qt::MouseButton button, bool bDown,
+                               Qt::KeyboardModifiers modifiers) {
+    if (bDown == m_buttons.testFlag(button) && m_moving == nullptr) {
+        return;  // a release of a press that went elsewhere, or a second press
+    }
+    MoveMouse(at, modifiers);
+    RemoteWindow* const target = MouseTarget(at);
+    if (OnFrame(target, at, bDown)) {
+        return;
+    }
+    if (bDown && m_buttons == Qt::NoButton) {
+        m_pressed = target;
+        if (target != nullptr && target->CanTakeFocus() &&
+            QGuiApplication::focusWindow() != target->window()) {
+            target->requestActivateWindow();
+        }
+    }
+    m_buttons.setFlag(button, bDown);
+    SendMouse(target, bDown ? QEvent::MouseButtonPress : QEvent::MouseButtonRelease, button, modifiers);
+    if (m_buttons == Qt::NoButton) {
+        m_pressed = nullptr;
+    }
+}
+
+void RemoteDisplay::TurnWheel(const QPoint& at, const QPoint& angle, Qt::KeyboardModifiers modifiers) {
+    m_mouse = at;
+    RemoteWindow* const target = MouseTarget(at);
+    if (target == nullptr) {
+        return;
+    }
+    QWindow* const window = target->window();
+    QWindowSystemInterface::handleWheelEvent(window, window->mapFromGlobal(at), at, QPoint(), angle,
+                                             modifiers);
+}
+
+void RemoteDisplay::LeaveMouse() {
+    if (m_buttons == Qt::NoButton) {
+        Enter(nullptr);
+    }
+}
+
+void RemoteDisplay::PressKey(int key, bool bDown, bool bRepeat, Qt::KeyboardModifiers modifiers,
+                             const QString& text) {
+    const auto held = std::find(m_keys.begin(), m_keys.end(), key);
+    if (bDown && held == m_keys.end()) {
+        if (m_keys.size() >= kMaxHeldKeys) {
+            return;
+        }
+        m_keys.push_back(key);
+    } else if (!bDown) {
+        if (held == m_keys.end()) {
+            return;
+        }
+        m_keys.erase(held);
+    }
+    QWindow* const window = QGuiApplication::focusWindow();
+    if (window != nullptr) {
+        QWindowSystemInterface::handleKeyEvent(window, bDown ? QEvent::KeyPress : QEvent::KeyRelease, key,
+                                               modifiers, text, bRepeat);
+    }
+}
+
+void RemoteDisplay::SetActive(bool bActive) {
+    if (bActive) {
+        ActivateTop();
+        return;
+    }
+    for (const int key : std::vector(m_keys)) {
+        PressKey(key, false, false, Qt::NoModifier, {});
+    }
+    for (const Qt::MouseButton button : {Qt::LeftButton, Qt::RightButton, Qt::MiddleButton}) {
+        if (m_buttons.testFlag(button)) {
+            PressMouse(m_mouse, button, false, Qt::NoModifier);
+        }
+    }
+}
+
+void RemoteDisplay::ActivateTop() {
+    const auto top = std::find_if(m_windows.rbegin(), m_windows.rend(),
+                                  [](const RemoteWindow* window) { return window->CanTakeFocus(); });
+    if (top != m_windows.rend()) {
+        (*top)->requestActivateWindow();
+    }
+}
+
+void RemoteDisplay::ShowWindow(RemoteWindow& window, bool bShow) {
+    std::erase(m_windows, &window);
+    if (bShow) {
+        m_windows.push_back(&window);
+        if (window.CanTakeFocus()) {
+            window.requestActivateWindow();
+        }
+        return;
+    }
+    ForgetWindow(window);
+}
+
+void RemoteDisplay::ForgetWindow(RemoteWindow& window) {
+    AddDamage(window.FrameRect());
+    std::erase(m_windows, &window);
+    for (RemoteWindow** const held : {&m_grabber, &m_pressed, &m_entered, &m_moving}) {
+        if (*held == &window) {
+            *held = nullptr;
+        }
+    }
+    if (QGuiApplication::focusWindow() == window.window()) {
+        ActivateTop();
+    }
+}
+
+void RemoteDisplay::RaiseWindow(RemoteWindow& window, bool bRaise) {
+    const auto place = std::find(m_windows.begin(), m_windows.end(), &window);
+    if (place == m_windows.end()) {
+        return;
+    }
+    m_windows.erase(place);
+    m_windows.insert(bRaise ? m_windows.end() : m_windows.begin(), &window);
+    AddDamage(window.FrameRect());
+}
+
+void RemoteDisplay::SetCursor(const QCursor& cursor) {
+    if (m_onCursor) {
+        m_onCursor(cursor);
+    }
+}
+
+}  // namespace kvmon

@@ -1,0 +1,83 @@
+// The display that a page shows: what all windows of the process draw, as one picture, and the page's mouse
+// and keys for them.
+#pragma once
+
+#include <QtCore/QPointer>
+#include <QtGui/QCursor>
+#include <QtGui/QImage>
+#include <QtGui/QRegion>
+#include <QtGui/QWindow>
+#include <functional>
+#include <vector>
+
+namespace kvmon {
+
+class RemoteWindow;
+
+// One in the process, used when the application runs on the platform "kvweb". User interface thread only.
+class RemoteDisplay {
+public:
+    static constexpr int kMinSide = 64;
+    static constexpr int kMaxSide = 4096;
+
+    static RemoteDisplay& Instance();
+
+    // The page's size in pixels, clamped. Windows over the whole display follow it.
+    void SetSize(const QSize& size);
+    QSize Size() const { return m_size; }
+    QRect Area() const { return {QPoint(0, 0), m_size}; }
+
+    // Called when something has changed on the picture, and when the cursor has another form.
+    void SetListener(std::function<void()> onDamage, std::function<void(const QCursor&)> onCursor);
+    const QRegion& Damage() const { return m_damage; }
+    // Everything, as after a new size.
+    void DamageAll();
+    // The picture up to date in all that was damaged; the damage is forgotten.
+    const QImage& Compose();
+
+    // --- the page's input, in display coordinates
+    void MoveMouse(const QPoint& at, Qt::KeyboardModifiers modifiers);
+    void PressMouse(const QPoint& at, Qt::MouseButton button, bool bDown, Qt::KeyboardModifiers modifiers);
+    void TurnWheel(const QPoint& at, const QPoint& angle, Qt::KeyboardModifiers modifiers);
+    void LeaveMouse();
+    void PressKey(int key, bool bDown, bool bRepeat, Qt::KeyboardModifiers modifiers, const QString& text);
+    // The page took the focus away, or gave it back: what is held is released.
+    void SetActive(bool bActive);
+
+    // --- for the platform's classes
+    void AddDamage(const QRect& area);
+    void ShowWindow(RemoteWindow& window, bool bShow);
+    void RaiseWindow(RemoteWindow& window, bool bRaise);
+    void ForgetWindow(RemoteWindow& window);
+    void GrabMouse(RemoteWindow* window) { m_grabber = window; }
+    RemoteWindow* GrabbingWindow() const { return m_grabber; }
+    RemoteWindow* WindowAt(const QPoint& at) const;
+    void SetCursor(const QCursor& cursor);
+    QPoint MousePosition() const { return m_mouse; }
+    void SetMousePosition(const QPoint& at) { m_mouse = at; }
+
+private:
+    RemoteWindow* MouseTarget(const QPoint& at) const;
+    void SendMouse(RemoteWindow* target, QEvent::Type type, Qt::MouseButton button,
+                   Qt::KeyboardModifiers modifiers);
+    void Enter(RemoteWindow* window);
+    void ActivateTop();
+    bool OnFrame(RemoteWindow* target, const QPoint& at, bool bDown);
+
+    QSize m_size{1000, 680};
+    QImage m_picture;
+    QRegion m_damage;
+    std::vector<RemoteWindow*> m_windows;  // shown ones, the top one last
+    RemoteWindow* m_grabber = nullptr;
+    RemoteWindow* m_pressed = nullptr;  // has the button that is held
+    RemoteWindow* m_entered = nullptr;
+    RemoteWindow* m_moving = nullptr;  // by its title
+    QPoint m_movingFrom;
+    QPoint m_mouse;
+    Qt::MouseButtons m_buttons;
+    std::vector<int> m_keys;  // held
+    std::function<void()> m_onDamage;
+    std::function<void(const QCursor&)> m_onCursor;
+};
+
+}  // namespace kvmon

@@ -1,0 +1,22 @@
+// The files that the web host serves.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace kvmon {
+
+struct WebAsset {
+    const char* path;
+    const char* type;
+    const char* file;
+    bool holdsToken;
+};
+
+// Null for a path that is not served.
+const WebAsset* FindWebAsset(std::string_view path);
+std::string ReadWebAsset(const WebAsset& asset);
+// The text with the session token in its place.
+std::string WithToken(std::string text, const std::string& token);
+
+}  // namespace kvmon

@@ -1,0 +1,179 @@
+#include "web/web_session.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QDeadlineTimer>
+#include <QtCore/QSocketNotifier>
+#include <array>
+
+#include "console/view_geometry.h"
+#include "persist/log_file.h"
+#include "web/json_rpc.h"
+#include "web/page_protocol.h"
+#include "web/remote_display.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr int kOrderMs = 3000;
+
+unsigned long long Number(std::uint64_t value) {
+    return value;
+}
+
+}  // namespace
+
+std::optional<SessionOrder> ReceiveSessionOrder() {
+    QByteArray bytes;
+    QDeadlineTimer deadline(kOrderMs);
+    while (!bytes.endsWith('\n') && static_cast<std::size_t>(bytes.size()) < kMaxSessionOrder) {
+        pollfd wait{kSessionOrderFd, POLLIN, 0};
+        std::array<char, 4096> part;
+        if (::poll(&wait, 1, static_cast<int>(deadline.remainingTime())) <= 0) {
+            return std::nullopt;
+        }
+        const ssize_t count = ::recv(kSessionOrderFd, part.data(), part.size(), 0);
+        if (count <= 0) {
+            return std::nullopt;
+        }
+        bytes.append(part.data(), count);
+    }
+    return ReadSessionOrder(bytes);
+}
+
+WebSession::WebSession(const SessionOrder& order)
+    : m_socket(kSessionPageFd, order.key,
+               {[this](std::string_view text) { OnText(text); },
+                [this](std::span<const std::uint8_t> bytes) { OnBinary(bytes); },
+                [] { QCoreApplication::exit(0); }, [this] { m_frames.OnDrained(); }}),
+      m_frames(RemoteDisplay::Instance(), m_socket),
+      m_hostGone(std::make_unique<QSocketNotifier>(kSessionOrderFd, QSocketNotifier::Read)) {
+    connect(m_hostGone.get(), &QSocketNotifier::activated, this, [this] {
+        m_hostGone->setEnabled(false);
+        QCoreApplication::exit(0);
+    });
+    RemoteDisplay::Instance().SetListener(
+        [this] { m_frames.OnDamage(); },
+        [this](const QCursor& cursor) { m_socket.SendBinary(CursorMessage(cursor)); });
+    m_host.setWindowFlags(Qt::FramelessWindowHint);
+    m_client.Connect(this);
+
+    const SessionDefaults& defaults = order.defaults;
+    CTR450ClientImpl& impl = m_client.Impl();
+    impl.SetClientSite(this);
+    impl.SetServerIP(defaults.server);
+    impl.SetServerPort(defaults.port);
+    impl.SetAuthData(defaults.auth);
+    impl.SetAutoStart(defaults.autoStart ? 1 : 0);
+    impl.SetDefServerName(defaults.serverName);
+    impl.SetHelpPath(defaults.helpPath);
+    if (defaults.language) {
+        impl.SetLanguage(*defaults.language);
+    }
+    m_bHostAuth = !defaults.auth.empty();
+}
+
+WebSession::~WebSession() {
+    const FrameSender::Counts& counts = m_frames.GetCounts();
+    Trace(
+        "WebSession: frames=%llu, drawn=%llu, tiles=%llu, bytes=%llu, held=%llu, mean=%llu ms, max=%d ms, "
+        "quality=%d\n",
+        Number(counts.frames), Number(counts.drawn), Number(counts.tiles), Number(counts.bytes),
+        Number(counts.held), Number(counts.drawn > 0 ? counts.totalMs / counts.drawn : 0), counts.maxMs,
+        m_frames.Quality());
+    RemoteDisplay::Instance().SetListener({}, {});
+    m_client.DestroyControlWindow();
+}
+
+void WebSession::Activate() {
+    if (m_bActive) {
+        return;
+    }
+    m_bActive = true;
+    m_host.setGeometry(RemoteDisplay::Instance().Area());
+    m_host.show();
+    m_client.CreateControlWindow(&m_host).show();
+}
+
+void WebSession::Resize(const QSize& size) {
+    RemoteDisplay& display = RemoteDisplay::Instance();
+    display.SetSize(size.expandedTo(QSize(kMinConsoleWidth, kMinConsoleHeight)));
+    Activate();
+    m_host.setGeometry(display.Area());
+    m_client.ControlWindow()->resize(display.Size());
+}
+
+void WebSession::OnBinary(std::span<const std::uint8_t> bytes) {
+    const PageMessage message = ReadPageMessage(RemoteDisplay::Instance(), bytes);
+    switch (message.kind) {
+        case PageMessage::Kind::Wrong:
+            m_socket.Close(WsClose::Refused);
+            break;
+        case PageMessage::Kind::Size:
+            Resize(message.size);
+            break;
+        case PageMessage::Kind::Drawn:
+            m_frames.OnAck(message.frame);
+            break;
+        case PageMessage::Kind::None:
+            break;
+    }
+}
+
+void WebSession::OnText(std::string_view text) {
+    const std::string answer = AnswerJsonRpc(
+        text, [this](std::string_view name, MemberKind kind, std::span<const Variant> arguments) {
+            return Call(name, kind, arguments);
+        });
+    if (!answer.empty()) {
+        m_socket.SendText(answer);
+    }
+}
+
+// Properties come before the control's window. A page that shows no picture gets the control with the first
+// method that it calls.
+CallResult WebSession::Call(std::string_view name, MemberKind kind, std::span<const Variant> arguments) {
+    switch (kind) {
+        case MemberKind::Get:
+            return Get(name);
+        case MemberKind::Put:
+            return Put(name, arguments);
+        default:
+            Activate();
+            return InvokeMember(m_client.Impl(), name, kind, arguments);
+    }
+}
+
+CallResult WebSession::Get(std::string_view name) {
+    if (name == "AuthData" && m_bHostAuth) {
+        return {CallStatus::Ok, std::string()};
+    }
+    return InvokeMember(m_client.Impl(), name, MemberKind::Get, {});
+}
+
+CallResult WebSession::Put(std::string_view name, std::span<const Variant> arguments) {
+    CTR450ClientImpl& impl = m_client.Impl();
+    const std::string server = impl.GetServerIP();
+    const std::uint32_t port = impl.GetServerPort();
+    const CallResult result = InvokeMember(impl, name, MemberKind::Put, arguments);
+    if (result.status != CallStatus::Ok || !m_bHostAuth) {
+        return result;
+    }
+    if (name == "AuthData") {
+        m_bHostAuth = false;
+    } else if (server != impl.GetServerIP() || port != impl.GetServerPort()) {
+        impl.SetAuthData({});
+        m_bHostAuth = false;
+    }
+    return result;
+}
+
+void WebSession::Raise(std::string_view name, std::initializer_list<Variant> arguments) {
+    m_socket.SendText(JsonRpcEvent(name, std::span(arguments.begin(), arguments.size())));
+}
+
+}  // namespace kvmon

@@ -1,0 +1,67 @@
+// One page's session: a control on a display of its own, and the page's connection to both.
+#pragma once
+
+#include <QtCore/QObject>
+#include <QtWidgets/QWidget>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "control/automation.h"
+#include "control/client.h"
+#include "control/host_ports.h"
+#include "web/frame_sender.h"
+#include "web/web_settings.h"
+#include "web/web_socket.h"
+
+class QSocketNotifier;
+
+namespace kvmon {
+
+// How the host starts a session's process: with this option alone, the page's socket and the socket that the
+// order comes from in these places. The order's socket stays open; when the host closes it the session ends.
+inline constexpr const char* kSessionOption = "--web-session";
+inline constexpr int kSessionPageFd = 3;
+inline constexpr int kSessionOrderFd = 4;
+
+// Reads the order; nothing when none comes in time.
+std::optional<SessionOrder> ReceiveSessionOrder();
+
+// The process has one, with an application on the platform "kvweb". It quits the application when the page
+// or the host has gone.
+class WebSession final : public QObject, private ClientEvents, private BrowserPort {
+public:
+    explicit WebSession(const SessionOrder& order);
+    ~WebSession() override;
+
+private:
+    void OnText(std::string_view text);
+    void OnBinary(std::span<const std::uint8_t> bytes);
+    CallResult Call(std::string_view name, MemberKind kind, std::span<const Variant> arguments);
+    CallResult Get(std::string_view name);
+    CallResult Put(std::string_view name, std::span<const Variant> arguments);
+    void Activate();
+    void Resize(const QSize& size);
+    void Raise(std::string_view name, std::initializer_list<Variant> arguments);
+
+    void OnLogout(int reason) override { Raise("OnLogout", {reason}); }
+    void OnNeedGetNewVersion(int param) override { Raise("OnNeedGetNewVersion", {param}); }
+    void OnLogin(int param) override { Raise("OnLogin", {param}); }
+    void OnChgLanguage(int language) override { Raise("OnChgLanguage", {language}); }
+    void OnGotoPage(int param) override { Raise("OnGotoPage", {param}); }
+    void OnGotoServer(int param, const std::string& url) override { Raise("OnGotoServer", {param, url}); }
+
+    // The page's window is the browser's own.
+    void HostUIControl(int, const Variant&) override {}
+
+    QWidget m_host;
+    CTR450Client m_client;
+    WebSocket m_socket;
+    FrameSender m_frames;
+    std::unique_ptr<QSocketNotifier> m_hostGone;
+    // The credential is the host's, which no page may read and which goes to no other recorder.
+    bool m_bHostAuth = false;
+    bool m_bActive = false;
+};
+
+}  // namespace kvmon

@@ -1,0 +1,90 @@
+// The programs under test, a browser, and what the tests ask of both.
+import {spawn} from 'node:child_process';
+import {mkdtempSync, readdirSync, readFileSync, rmSync, writeFileSync} from 'node:fs';
+import {tmpdir} from 'node:os';
+import {join} from 'node:path';
+import {chromium} from 'playwright-core';
+
+const BIN = process.env.KV_BIN ?? new URL('../../build/bin', import.meta.url).pathname;
+export const USER = 'admin';
+export const PASSWORD = 'admin';
+
+export async function until(what, condition, ms = 15000) {
+  const end = Date.now() + ms;
+  for (;;) {
+    const value = await condition();
+    if (value) return value;
+    if (Date.now() > end) throw new Error(`not within ${ms} ms: ${what}`);
+    await new Promise((resolve) => setTimeout(resolve, 20));
+  }
+}
+
+function start(name, args, input, environment = {}) {
+  const child = spawn(join(BIN, name), args, {env: {...process.env, ...environment}});
+  child.out = '';
+  for (const stream of [child.stdout, child.stderr]) stream.on('data', (data) => { child.out += data; });
+  child.stdin.end(input);
+  child.ended = new Promise((resolve) => child.on('exit', (code) => resolve(code)));
+  return child;
+}
+
+async function firstLine(child, pattern) {
+  const match = await until(`${child.spawnfile}: ${pattern}\n${child.out}`, () => pattern.exec(child.out));
+  return match[1];
+}
+
+// A recorder, and the web host in front of it; `folder` keeps their files and goes with them.
+export class Programs {
+  constructor() { this.folder = mkdtempSync(join(tmpdir(), 'kvmon-web-')); }
+
+  async startRecorder(config) {
+    const args = ['--listen', '127.0.0.1:0'];
+    if (config) {
+      writeFileSync(join(this.folder, 'recorder.toml'), config);
+      args.push('--config', join(this.folder, 'recorder.toml'));
+    }
+    this.recorder = start('kvrecorder', args, '');
+    this.recorderPort = await firstLine(this.recorder, /listening on .*:(\d+)/);
+  }
+
+  clientArguments() {
+    return ['--server', '127.0.0.1', '--port', this.recorderPort, '--data-dir', join(this.folder, 'data')];
+  }
+
+  async startHost(args = [], input = '') {
+    this.host = start('kvmon', [...this.clientArguments(), '--serve', '127.0.0.1:0', ...args], input,
+        {KVMON_DEBUG: '1'});
+    this.url = new URL(await firstLine(this.host, /kvmon: open (\S+)/));
+    this.token = this.url.searchParams.get('token');
+  }
+
+  startDesktop(args, input) {
+    this.desktop = start('kvmon', [...this.clientArguments(), ...args], input, {QT_QPA_PLATFORM: 'offscreen'});
+    return this.desktop;
+  }
+
+  // Process numbers of the host's sessions.
+  sessions() { return readFileSync(`/proc/${this.host.pid}/task/${this.host.pid}/children`, 'utf8').split(' ').filter(Boolean); }
+
+  async stop() {
+    const children = [this.desktop, this.host, this.recorder].filter(Boolean);
+    for (const child of children) child.kill('SIGTERM');
+    const codes = await Promise.all(children.map((child) => child.ended));
+    rmSync(this.folder, {recursive: true, force: true});
+    return codes;
+  }
+}
+
+export const count = (folder) => readdirSync(folder).length;
+// Processor time of a process so far, in milliseconds.
+export function processorMs(pid) {
+  const fields = readFileSync(`/proc/${pid}/stat`, 'utf8').split(') ')[1].split(' ');
+  return (Number(fields[11]) + Number(fields[12])) * 10;
+}
+
+export function launchBrowser() {
+  return chromium.launch({
+    executablePath: process.env.KV_CHROMIUM ?? '/usr/bin/chromium',
+    args: ['--no-sandbox', '--disable-gpu', '--autoplay-policy=no-user-gesture-required'],
+  });
+}

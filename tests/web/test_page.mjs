@@ -1,0 +1,241 @@
+// A page embeds the console: what its user and its script see, in a real browser.
+import assert from 'node:assert/strict';
+import {createServer} from 'node:http';
+import {count, launchBrowser, PASSWORD, Programs, until, USER} from './programs.mjs';
+
+const programs = new Programs();
+const CREDENTIAL = Buffer.from(`${USER}:${PASSWORD}`).toString('base64');
+
+// What the canvas shows: the number of pictures that differ in a rectangle, or a pixel.
+const hash = (page, box) => page.evaluate(([x, y, w, h]) => {
+  const canvas = document.querySelector('tr450-client').canvas;
+  return canvas.getContext('2d').getImageData(x, y, w, h).data.reduce((sum, byte) => (sum * 31 + byte) | 0, 7);
+}, box);
+
+async function movingPictures(page, box, wanted = 4) {
+  const seen = new Set();
+  await until(`${wanted} different pictures`, async () => seen.add(await hash(page, box)).size >= wanted);
+}
+
+const events = (page) => page.evaluate(() => window.seen);
+const control = (page, member, ...args) =>
+  page.evaluate(([name, list]) => document.querySelector('tr450-client')[name](...list), [member, args]);
+
+async function watchEvents(page) {
+  await page.evaluate(() => {
+    window.seen = [];
+    for (const name of ['OnLogin', 'OnLogout', 'OnGotoPage', 'OnChgLanguage', 'OnGotoServer']) {
+      document.querySelector('tr450-client').addEventListener(name, (event) => window.seen.push([name, ...event.detail]));
+    }
+  });
+}
+
+const hasEvent = (page, ...wanted) => until(`the event ${wanted}`, async () =>
+  (await events(page)).some((event) => JSON.stringify(event) === JSON.stringify(wanted)));
+
+// The active cell's caption is orange: how far it reaches tells the style.
+const isOrange = (page, x, y) => page.evaluate(([px, py]) => {
+  const [r, g, b] = document.querySelector('tr450-client').canvas.getContext('2d').getImageData(px, py, 1, 1).data;
+  return r > 190 && g > 110 && g < 190 && b < 130;
+}, [x, y]);
+
+const UPPER_LEFT_CELL = [60, 120, 120, 80];
+
+async function userAndScript(browser) {
+  const page = await browser.newPage({viewport: {width: 1300, height: 720}});
+  const problems = [];
+  page.on('pageerror', (error) => problems.push(error.message));
+  page.on('console', (message) => { if (message.type() === 'error') problems.push(message.text()); });
+  await page.goto(programs.url.href);
+  await watchEvents(page);
+  // The size at which the console's controls stand where its table has them.
+  await page.evaluate(() => Object.assign(document.querySelector('tr450-client').style, {flex: 'none', height: '680px'}));
+  await until('the smaller display', () => page.evaluate(() => document.querySelector('tr450-client').canvas.width === 1000));
+
+  assert.equal(await control(page, 'Login', USER, PASSWORD), 0);
+  await hasEvent(page, 'OnLogin', 0);
+  await movingPictures(page, UPPER_LEFT_CELL);
+
+  // A style button, by the mouse, with its tooltip and its look.
+  assert.equal(await isOrange(page, 700, 70), false);
+  await page.mouse.click(896, 82);
+  await until('the single view', () => isOrange(page, 700, 70));
+  await movingPictures(page, [600, 400, 120, 80]);
+
+  // The main menu opens, follows the mouse, and its first entry asks for a page.
+  const below = [880, 48, 100, 60];
+  const before = await hash(page, below);
+  await page.mouse.click(963, 26);
+  await until('the menu', async () => await hash(page, below) !== before);
+  await page.mouse.move(940, 58);
+  await page.mouse.click(940, 58);
+  await hasEvent(page, 'OnGotoPage', 1);
+
+  // Another language builds the console anew, and it logs in by itself only if it is to.
+  assert.equal(await control(page, 'SetLanguage', 6), 1);
+  assert.equal(await control(page, 'CheckCamera', '1.2.3.4', 80, 'x', 'u', 'p'), null);
+  assert.equal(await control(page, 'CheckCamera', '1.2.3.4', '80', 'x', 'u', 'p'), 0);
+  await page.evaluate((auth) => document.querySelector('tr450-client').AutoLogin(auth), CREDENTIAL);
+  await movingPictures(page, UPPER_LEFT_CELL);
+
+  const logouts = (await events(page)).filter(([name]) => name === 'OnLogout').length;
+  assert.equal(await control(page, 'Logout'), null);
+  await until('the pictures to stop', async () => {
+    const first = await hash(page, UPPER_LEFT_CELL);
+    await new Promise((resolve) => setTimeout(resolve, 700));
+    return await hash(page, UPPER_LEFT_CELL) === first;
+  });
+  assert.equal((await events(page)).filter(([name]) => name === 'OnLogout').length, logouts);
+  assert.deepEqual(problems, []);
+  await page.close();
+}
+
+// A page of another origin, of the old form, with one line more.
+function oldPage(base, token) {
+  return `<!DOCTYPE html><title>old</title>
+    <object id="mon" classid="clsid:00000000-0000-0000-0000-000000000000" width="1000" height="680">
+      <param name="ServerIP" value="127.0.0.1"><param name="ServerPort" value="${programs.recorderPort}">
+      <param name="AuthData" value="${CREDENTIAL}"><param name="AutoStart" value="1"></object>
+    <script for="mon" event="OnLogin(n)">window.loggedIn = 'by ' + n;</script>
+    <script src="${base}/kvmon.js?token=${token}"></script>`;
+}
+
+async function otherOrigins(browser, allowed, refused) {
+  const page = await browser.newPage();
+  await page.goto(allowed.url);
+  await until('the old page to log in', () => page.evaluate(() => window.loggedIn === 'by 0'));
+  await movingPictures(page, UPPER_LEFT_CELL);
+  assert.equal(await page.evaluate(() => document.getElementById('mon').ServerIP), '127.0.0.1');
+  await page.close();
+
+  const stranger = await browser.newPage();
+  await stranger.goto(refused.url);
+  const got = await stranger.evaluate(async ([base, token]) => {
+    const socket = new WebSocket(`${base.replace('http', 'ws')}/control?token=${token}`);
+    const opened = await new Promise((resolve) => {
+      socket.onopen = () => resolve(true);
+      socket.onclose = () => resolve(false);
+    });
+    const read = await fetch(`${base}/`).then(() => true, () => false);
+    return {opened, read, element: customElements.get('tr450-client') !== undefined};
+  }, [programs.url.origin, programs.token]);
+  assert.deepEqual(got, {opened: false, read: false, element: false});
+  await stranger.close();
+}
+
+// What a page of ours can do at its worst, with a socket of its own.
+async function hostilePage(browser) {
+  const page = await browser.newPage();
+  await page.goto(programs.url.href);
+  const results = await page.evaluate(async ([token, auth]) => {
+    const open = async () => {
+      const socket = new WebSocket(`ws://${location.host}/control?token=${token}`);
+      socket.binaryType = 'arraybuffer';
+      socket.frames = 0;
+      socket.answers = new Map();
+      socket.onmessage = ({data}) => {
+        if (typeof data !== 'string') socket.frames += new DataView(data).getUint8(0) === 1 ? 1 : 0;
+        else if (JSON.parse(data).id) socket.answers.get(JSON.parse(data).id)?.(JSON.parse(data));
+      };
+      socket.closed = new Promise((resolve) => { socket.onclose = (event) => resolve(event.code); });
+      await new Promise((resolve) => { socket.onopen = resolve; });
+      socket.call = (method, params) => new Promise((resolve) => {
+        const id = socket.answers.size + 1;
+        socket.answers.set(id, resolve);
+        socket.send(JSON.stringify({jsonrpc: '2.0', id, method, params}));
+      });
+      return socket;
+    };
+    const result = {};
+
+    // The host's credential: not to be read, and not for another recorder.
+    let socket = await open();
+    result.hostAuth = (await socket.call('get.AuthData')).result;
+    await socket.call('put.ServerPort', [1]);
+    await socket.call('put.AuthData', [auth]);
+    result.ownAuth = (await socket.call('get.AuthData')).result;
+    result.name = (await socket.call('get.DefServerName')).result;
+    result.unknown = (await socket.call('NotifyLogin', [0])).error.code;
+    socket.close();
+
+    // A page that shows nothing of what it gets: two frames, whatever moves.
+    socket = await open();
+    socket.send(new Uint8Array([1, 0xE8, 3, 0xA8, 2]));
+    await new Promise((resolve) => setTimeout(resolve, 4000));
+    result.frames = socket.frames;
+    result.alive = (await socket.call('GetLanguage')).result;
+    socket.close();
+
+    const end = async (...messages) => {
+      const one = await open();
+      for (const message of messages) one.send(message);
+      return one.closed;
+    };
+    result.noMessage = await end(new Uint8Array([99]));
+    result.large = await end(new Uint8Array(300 * 1024));
+    result.flood = await end(...Array(3000).fill(new Uint8Array([6])));
+    return result;
+  }, [programs.token, CREDENTIAL]);
+  assert.deepEqual(results, {
+    hostAuth: '', ownAuth: CREDENTIAL, name: null, unknown: -32601, frames: 2, alive: 0, noMessage: 1008, large: 1009,
+    flood: 1008,
+  });
+  await page.close();
+}
+
+async function reloads(browser, before) {
+  const page = await browser.newPage({viewport: {width: 1300, height: 720}});
+  const shown = () => until('a picture', () => page.evaluate(() => document.querySelector('tr450-client')?.frames > 0));
+  await page.goto(programs.url.href);
+  await shown();
+  const pid = programs.host.pid;
+  for (let i = 0; i < 50; ++i) {
+    await page.reload();
+    // Some in the middle of a session's start, some with pictures.
+    if (i % 5 === 0) await shown();
+  }
+  await page.close();
+  await until('all sessions to end', () => programs.sessions().length === 0);
+  await until('all threads and descriptors to go', () => JSON.stringify(held(pid)) === JSON.stringify(before));
+}
+
+const held = (pid) => ({threads: count(`/proc/${pid}/task`), descriptors: count(`/proc/${pid}/fd`)});
+
+const servePage = (content) => new Promise((resolve) => {
+  const server = createServer((request, response) => response.setHeader('Content-Type', 'text/html').end(content()));
+  server.listen(0, '127.0.0.1', () => resolve({server, url: `http://127.0.0.1:${server.address().port}/`}));
+});
+
+const content = () => oldPage(programs.url.origin, programs.token);
+const allowed = await servePage(content);
+const refused = await servePage(content);
+let browser;
+try {
+  await programs.startRecorder();
+  await programs.startHost(['--web-origin', new URL(allowed.url).origin, '--auth', '-', '--auto-start'],
+      CREDENTIAL + '\n');
+  const before = held(programs.host.pid);
+  browser = await launchBrowser();
+  for (const [name, test] of Object.entries({
+    userAndScript, hostilePage, otherOrigins: (b) => otherOrigins(b, allowed, refused),
+    reloads: (b) => reloads(b, before),
+  })) {
+    const begin = Date.now();
+    await test(browser);
+    console.log(`${name}: passed in ${Date.now() - begin} ms`);
+  }
+} catch (error) {
+  console.error(error, '\n--- the host said:\n' + programs.host?.out.split('\n').filter((line) => /Web|kvmon/.test(line)).join('\n'));
+  const page = browser?.contexts()[0]?.pages()[0];
+  await page?.screenshot({path: 'failed.png'});
+  process.exitCode = 1;
+} finally {
+  await browser?.close();
+  const codes = await programs.stop();
+  if (codes.some((code) => code !== 0)) {
+    console.error(`the programs ended with ${codes}`);
+    process.exitCode = 1;
+  }
+  allowed.server.close();
+  refused.server.close();
+}
