@@ -138,6 +138,8 @@ PictureEncoder::PictureEncoder(const StreamConfig& stream) : stream_(stream) {
     codec_->framerate = {stream.fps, 1};
     codec_->gop_size = stream.gop;
     codec_->max_b_frames = 0;
+    // With square pixels told a JPEG begins with its JFIF head, as cameras' do.
+    codec_->sample_aspect_ratio = {1, 1};
     // Channels run side by side already.
     codec_->thread_count = 1;
     kind.tune(codec_.get());
