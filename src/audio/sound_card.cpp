@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "audio/sdl_sound.h"
+#include "audio/sound_host.h"
 #include "platform/diagnostics.h"
 
 namespace kvmon {
@@ -145,11 +146,12 @@ private:
 }  // namespace
 
 std::unique_ptr<SoundCard> CreateSoundCard(const SoundFlag& audible) {
-    return std::make_unique<SdlSoundCard>(audible);
+    const SoundHost* const host = GetSoundHost();
+    return host != nullptr ? host->output(audible) : std::make_unique<SdlSoundCard>(audible);
 }
 
 bool HasSoundOutput() {
-    return InitSound() && SDL_GetNumAudioDevices(0) != 0;
+    return GetSoundHost() != nullptr || (InitSound() && SDL_GetNumAudioDevices(0) != 0);
 }
 
 }  // namespace kvmon

@@ -123,6 +123,7 @@ private:
                 continue;
             }
             ++m_dwErrorCount;
+            m_worker.m_bRoundGood = false;
             Trace(
                 "CKelvaraInfo::GetNotifyInfo: %s failed, m_nIdx=%d, m_dwErrorCount=%d, dwErrorCode=%d, "
                 "dwErrorCount=%d...\n",
@@ -133,6 +134,7 @@ private:
             }
             return false;
         }
+        m_worker.m_bRoundGood = true;
         return true;
     }
 

@@ -105,7 +105,7 @@ public:
     std::atomic<std::uint32_t> m_dwErrorCount{0};
     std::atomic<bool> m_bNoRightReported{false};
     std::atomic<bool> m_bStopSilently{false};
-    std::atomic<bool> m_bRoundGood{false};  // the last round got the channels and the disk
+    std::atomic<bool> m_bRoundGood{false};  // the last queries were answered
     std::atomic<std::int64_t> m_nTimeOffset{0};
     std::atomic<bool> m_bTimeKnown{false};  // set after the offset
     FlagWord m_bHttpTranFlag{0};

@@ -94,6 +94,9 @@ TEST_F(CellMenuTest, OpensByTheKeyboardAndSwitchesDigitalZoom) {
 
 TEST_F(CellMenuTest, PresetsAreStoredByNumberAlone) {
     FakeRecorder recorder("Hall", 4);
+    // Commands wait for the camera's abilities to be read.
+    recorder.SetDocument("command=16", kvtest::HttpReply(200, "OK", "0"));
+    recorder.SetDocument("Recording.MediaProperty", kvtest::HttpReply(200, "OK", "\naudio_enabled=0\n"));
     Open(recorder.Port());
     Command(kCmdPresetDialog);
     Command(kCmdPresetDialog);  // one is enough

@@ -37,7 +37,7 @@ protected:
 TEST_F(StatusLineTest, FollowsTheConnectionAndIsReadAloud) {
     auto recorder = std::make_unique<FakeRecorder>("Hall", 4);
     Start(recorder->Port());
-    EXPECT_TRUE(Line().text().startsWith("Connecting to 127.0.0.1:")) << Line().text().toStdString();
+    EXPECT_TRUE(Line().text().startsWith("Connecting to 127.0.0.1:"));
     EXPECT_TRUE(Says("Connected to Hall"));
     EXPECT_TRUE(Says("Connected to Hall - 0 of 4 channels live"));
     QAccessibleInterface* const accessible = QAccessible::queryAccessibleInterface(&Line());

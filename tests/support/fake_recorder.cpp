@@ -111,7 +111,7 @@ void FakeRecorder::Serve(Peer& peer) {
         peer.Write(HttpReply(200, "OK", ExtInfo()));
     } else if (asks("z_status.cgi")) {
         peer.Write(HttpReply(200, "OK", Status()));
-    } else if (asks("param.cgi")) {
+    } else if (asks("group=System")) {
         peer.Write(TimeReply());
     } else if (asks("notify.cgi")) {
         ServeNotify(peer);
