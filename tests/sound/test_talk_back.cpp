@@ -4,6 +4,7 @@
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QPushButton>
 #include <cmath>
+#include <future>
 #include <numbers>
 
 #include "../console/console_fixture.h"
@@ -209,11 +210,11 @@ TEST_F(TalkDialog, EachFailureHasItsNumbersAndCancelEndsAll) {
 }
 
 TEST(TalkBackWire, OneRequestAndBareSound) {
-    std::string sound;
+    std::promise<std::string> read;
     kvtest::ScriptedServer server(
         [&](kvtest::Peer& peer) {
             peer.ReadHead();
-            sound = peer.Read(3000);
+            read.set_value(peer.Read(3000));
             peer.Hold();
         },
         "putaudiostream");
@@ -226,7 +227,8 @@ TEST(TalkBackWire, OneRequestAndBareSound) {
     for (std::size_t at = 0; at < said.size(); at += 2000) {
         ASSERT_TRUE(camera->SendTalkingData(window, std::span(said).subspan(at, 2000)));
     }
-    ASSERT_TRUE(kvtest::WaitUntil([&] { return sound.size() == 3000; }));
+    const std::string sound = read.get_future().get();
+    ASSERT_EQ(sound.size(), 3000u);
     EXPECT_THAT(server.Heads(),
                 ElementsAre("GET /cgi-bin/putaudiostream.cgi?ch=0 HTTP/1.0\r\nHost: 127.0.0.1:" +
                             std::to_string(server.Port()) +
