@@ -146,6 +146,7 @@ int main(int argc, char** argv) {
     console.AutoLogin("admin", "admin");
     RunFor(std::chrono::seconds(5), nullptr);
     console.PressButton(StyleButtonId(CheckedViewStyle(style)));
+    console.KillTimer(kTimerStopping);  // its ticks prepare pages, too
     PageWatch turned(console);
     for (int page = 0; page < 10; ++page) {
         RunFor(std::chrono::seconds(2), &turned);
