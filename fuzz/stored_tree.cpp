@@ -212,6 +212,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (int each = 0; each < kViewStyleCount; ++each) {
         CheckLayout(orders, each, cameras, children);
     }
+    const COrvoRegistry::Batch together(tree);
     orders.Save(tree, std::string(kKey));
     return 0;
 }

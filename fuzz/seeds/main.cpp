@@ -39,6 +39,16 @@ void Write(const std::filesystem::path& folder, const std::string& name, const s
     std::ofstream(folder / name, std::ios::binary) << bytes;
 }
 
+// A list of values in which every kind comes up.
+std::string Nonsense(std::uint32_t state) {
+    std::string bytes;
+    while (bytes.size() < 1500) {
+        state = state * 1664525 + 1013904223;
+        bytes += static_cast<char>(state >> 24);
+    }
+    return bytes;
+}
+
 void WriteSeeds(const std::filesystem::path& folder) {
     kvtest::CodingOptions options;
     options.frames = 3;
@@ -67,9 +77,13 @@ void WriteSeeds(const std::filesystem::path& folder) {
         Write(folder / "stream_records", kind.name, records);
     }
     Write(folder / "http_head", "ok", "HTTP/1.0 200 OK\r\n");
+    for (std::uint32_t i = 1; i <= 8; ++i) {
+        Write(folder / "stored_tree", "nonsense" + std::to_string(i), Nonsense(i));
+    }
     Write(folder / "base64", "auth", "YWRtaW46YWRtaW4=");
     Write(folder / "xml_document", "streams",
-          "<?xml version='1.0'?><!-- c --><r a='1'><return>0</return><ch0><stream_no>1</stream_no><stream0><id>0"
+          "<?xml version='1.0'?><!-- c --><r "
+          "a='1'><return>0</return><ch0><stream_no>1</stream_no><stream0><id>0"
           "</id><fcc>H264</fcc><resolution>3</resolution></stream0></ch0><c><![CDATA[<x>]]></c><e/>&lt;</r>");
     Write(folder / "xml_document", "events",
           "<num>1</num>\n<info>\n<level>2</level>\n<date_time>2024-01-02 03:04:05</date_time>\n"

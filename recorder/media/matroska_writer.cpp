@@ -36,10 +36,9 @@ struct Kind {
     std::size_t (*head)(const std::vector<std::uint8_t>&);
 };
 const Kind kKinds[] = {
-    {wire::kZ264, AV_CODEC_ID_H264, H264Head},
-    {wire::kZMP4, AV_CODEC_ID_MPEG4, Mpeg4Head},
-    {wire::kZV7K, AV_CODEC_ID_MPEG4, Mpeg4Head},
-    {wire::kZIVG, AV_CODEC_ID_MJPEG, nullptr},
+    {wire::kZ264, AV_CODEC_ID_H264, H264Head},   {wire::kZMP4, AV_CODEC_ID_MPEG4, Mpeg4Head},
+    {wire::kZV7K, AV_CODEC_ID_MPEG4, Mpeg4Head}, {wire::kAVM4, AV_CODEC_ID_MPEG4, Mpeg4Head},
+    {wire::kZIVG, AV_CODEC_ID_MJPEG, nullptr},   {wire::kZXPG, AV_CODEC_ID_MJPEG, nullptr},
 };
 
 const Kind* FindKind(std::uint32_t fourcc) {

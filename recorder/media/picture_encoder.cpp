@@ -1,5 +1,7 @@
 #include "media/picture_encoder.h"
 
+#include <cstddef>
+#include <cstring>
 #include <stdexcept>
 
 #include "wire/frame_header.h"
@@ -51,6 +53,9 @@ const CodecKind kCodecs[] = {
     {Codec::H264, "libx264", wire::kZ264, AV_PIX_FMT_YUV420P, TuneH264},
     {Codec::Mpeg4, "mpeg4", wire::kZMP4, AV_PIX_FMT_YUV420P, TuneMpeg4},
     {Codec::Mjpeg, "mjpeg", wire::kZIVG, AV_PIX_FMT_YUVJ420P, TuneMjpeg},
+    {Codec::Mpeg4Fields, "mpeg4", wire::kAVM4, AV_PIX_FMT_YUV420P, TuneMpeg4},
+    {Codec::Vivotek, "mpeg4", wire::kZV7K, AV_PIX_FMT_YUV420P, TuneMpeg4},
+    {Codec::Mxpeg, "mjpeg", wire::kZXPG, AV_PIX_FMT_YUVJ420P, TuneMjpeg},
 };
 
 const CodecKind& KindOf(Codec codec) {
@@ -60,6 +65,34 @@ const CodecKind& KindOf(Codec codec) {
         }
     }
     throw std::runtime_error("unknown codec");
+}
+
+// The even rows above, the odd ones below.
+void StackFields(const AVFrame& picture, AVFrame& stacked) {
+    for (int plane = 0; plane < 3; ++plane) {
+        const int height = plane == 0 ? picture.height : picture.height / 2;
+        const int width = plane == 0 ? picture.width : picture.width / 2;
+        for (int row = 0; row < height; ++row) {
+            const int place = row / 2 + (row % 2 == 0 ? 0 : (height + 1) / 2);
+            std::memcpy(stacked.data[plane] + std::ptrdiff_t{place} * stacked.linesize[plane],
+                        picture.data[plane] + std::ptrdiff_t{row} * picture.linesize[plane],
+                        static_cast<std::size_t>(width));
+        }
+    }
+}
+
+AvPtr<AVFrame> MakeFrame(const AVCodecContext& codec) {
+    AvPtr<AVFrame> frame(av_frame_alloc());
+    if (frame) {
+        frame->format = codec.pix_fmt;
+        frame->width = codec.width;
+        frame->height = codec.height;
+        frame->color_range = codec.color_range;
+    }
+    if (!frame || av_frame_get_buffer(frame.get(), 0) < 0) {
+        throw std::runtime_error("no memory for a picture");
+    }
+    return frame;
 }
 
 }  // namespace
@@ -78,6 +111,10 @@ void CheckStream(const StreamConfig& stream) {
         throw std::runtime_error("from key to key picture there are 1 to 600, not " +
                                  std::to_string(stream.gop));
     }
+    if (stream.codec == Codec::Mpeg4Fields && stream.height % 4 != 0) {
+        throw std::runtime_error("a picture of two fields has a height that is a multiple of 4, not " +
+                                 std::to_string(stream.height));
+    }
 }
 
 std::uint32_t FourccOf(Codec codec) {
@@ -89,9 +126,8 @@ PictureEncoder::PictureEncoder(const StreamConfig& stream) : stream_(stream) {
     const CodecKind& kind = KindOf(stream.codec);
     const AVCodec* const codec = avcodec_find_encoder_by_name(kind.encoder);
     codec_.reset(codec ? avcodec_alloc_context3(codec) : nullptr);
-    frame_.reset(av_frame_alloc());
     packet_.reset(av_packet_alloc());
-    if (!codec_ || !frame_ || !packet_) {
+    if (!codec_ || !packet_) {
         throw std::runtime_error(std::string("the encoder ") + kind.encoder + " is not to be had");
     }
     codec_->width = stream.width;
@@ -102,6 +138,8 @@ PictureEncoder::PictureEncoder(const StreamConfig& stream) : stream_(stream) {
     codec_->framerate = {stream.fps, 1};
     codec_->gop_size = stream.gop;
     codec_->max_b_frames = 0;
+    // With square pixels told a JPEG begins with its JFIF head, as cameras' do.
+    codec_->sample_aspect_ratio = {1, 1};
     // Channels run side by side already.
     codec_->thread_count = 1;
     kind.tune(codec_.get());
@@ -110,12 +148,9 @@ PictureEncoder::PictureEncoder(const StreamConfig& stream) : stream_(stream) {
                                  std::to_string(stream.width) + "x" + std::to_string(stream.height) + ": " +
                                  AvErrorText(error));
     }
-    frame_->format = kind.format;
-    frame_->width = stream.width;
-    frame_->height = stream.height;
-    frame_->color_range = codec_->color_range;
-    if (av_frame_get_buffer(frame_.get(), 0) < 0) {
-        throw std::runtime_error("no memory for a picture");
+    frame_ = MakeFrame(*codec_);
+    if (stream.codec == Codec::Mpeg4Fields) {
+        stacked_ = MakeFrame(*codec_);
     }
 }
 
@@ -124,11 +159,18 @@ AVFrame* PictureEncoder::Picture() {
 }
 
 PacketPtr PictureEncoder::Encode(std::int64_t index, std::int64_t timeMs) {
-    frame_->pts = index;
+    AVFrame* const frame = stacked_ ? stacked_.get() : frame_.get();
+    if (stacked_) {
+        if (av_frame_make_writable(frame) < 0) {
+            return nullptr;
+        }
+        StackFields(*frame_, *frame);
+    }
+    frame->pts = index;
     // The libraries count a group by time stamps or by pictures; after skipped ones these differ.
-    frame_->pict_type = sinceKey_ == 0 ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
-    frame_->quality = codec_->global_quality;
-    if (avcodec_send_frame(codec_.get(), frame_.get()) < 0 ||
+    frame->pict_type = sinceKey_ == 0 ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
+    frame->quality = codec_->global_quality;
+    if (avcodec_send_frame(codec_.get(), frame) < 0 ||
         avcodec_receive_packet(codec_.get(), packet_.get()) < 0) {
         return nullptr;
     }

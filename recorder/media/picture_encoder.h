@@ -9,13 +9,13 @@
 namespace kvrecorder {
 
 // H.264 as annex B with its parameter sets at each key picture, MPEG-4 with its VOL header at each key
-// picture, MJPEG as plain baseline JPEG. One packet out for each picture in. One thread at a time.
+// picture, MJPEG and MxPEG as plain baseline JPEG. One packet out for each picture in. One thread at a time.
 class PictureEncoder {
 public:
     // Throws std::runtime_error if the stream's values are out of range or no encoder takes them.
     explicit PictureEncoder(const StreamConfig& stream);
 
-    // The planes to fill before the next Encode: 4:2:0 of the stream's size, full range for MJPEG, else
+    // The planes to fill before the next Encode: 4:2:0 of the stream's size, full range for those, else
     // video range. Null when memory is short.
     AVFrame* Picture();
     // `index` counts pictures of 1 / fps seconds and must grow. Null on failure.
@@ -25,6 +25,7 @@ private:
     const StreamConfig stream_;
     AvPtr<AVCodecContext> codec_;
     AvPtr<AVFrame> frame_;
+    AvPtr<AVFrame> stacked_;  // of two fields alone: the picture as it is coded
     AvPtr<AVPacket> packet_;
     int sinceKey_ = 0;
 };

@@ -160,10 +160,13 @@ constexpr std::array<std::pair<std::string_view, CgiRoot>, 3> kRoots = {{
     {"/cgi-bin", CgiRoot::CgiBin},
     {"/", CgiRoot::Top},
 }};
-constexpr std::array<std::pair<std::string_view, Codec>, 3> kCodecs = {{
+constexpr std::array<std::pair<std::string_view, Codec>, 6> kCodecs = {{
     {"h264", Codec::H264},
     {"mpeg4", Codec::Mpeg4},
     {"mjpeg", Codec::Mjpeg},
+    {"mpeg4-fields", Codec::Mpeg4Fields},
+    {"vivotek", Codec::Vivotek},
+    {"mxpeg", Codec::Mxpeg},
 }};
 
 constexpr std::array<std::pair<std::string_view, SoundFormat>, 6> kSoundFormats = {{

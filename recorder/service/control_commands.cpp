@@ -125,7 +125,21 @@ std::string Stop(Call& call) {
 }
 
 const char* CodecName(Codec codec) {
-    return codec == Codec::H264 ? "h264" : codec == Codec::Mpeg4 ? "mpeg4" : "mjpeg";
+    switch (codec) {
+        case Codec::Mpeg4:
+            return "mpeg4";
+        case Codec::Mjpeg:
+            return "mjpeg";
+        case Codec::Mpeg4Fields:
+            return "mpeg4-fields";
+        case Codec::Vivotek:
+            return "vivotek";
+        case Codec::Mxpeg:
+            return "mxpeg";
+        case Codec::H264:
+            break;
+    }
+    return "h264";
 }
 
 std::string List(Call& call) {

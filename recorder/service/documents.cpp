@@ -35,6 +35,12 @@ const char* CodecCode(Codec codec) {
             return "ZIVG";
         case Codec::Mpeg4:
             return "ZMP4";
+        case Codec::Mpeg4Fields:
+            return "AVM4";
+        case Codec::Vivotek:
+            return "ZV7K";
+        case Codec::Mxpeg:
+            return "ZXPG";
         case Codec::H264:
             break;
     }

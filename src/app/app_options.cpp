@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cctype>
 #include <cstring>
 #include <fstream>
 
@@ -99,8 +100,12 @@ std::string TakeWebOptions(const WebOptions& given, AppOptions& options) {
     }
     std::ifstream file(given.tokenFile, std::ios::binary);
     const auto token = file ? ReadSecretLine(file) : std::nullopt;
-    if (!token || token->size() < kMinToken) {
-        return "--web-token-file: no token of at least 16 characters could be read from " + given.tokenFile;
+    const bool bPlain =
+        token && std::all_of(token->begin(), token->end(), [](unsigned char c) {
+            return std::isalnum(c) != 0 || c == '-' || c == '_';  // it stands in addresses and in a page
+        });
+    if (!bPlain || token->size() < kMinToken) {
+        return "--web-token-file: no 16 or more letters and digits could be read from " + given.tokenFile;
     }
     options.webToken = *token;
     return {};

@@ -9,6 +9,7 @@
 
 #include "audio/microphone.h"
 #include "audio/sdl_sound.h"
+#include "audio/sound_host.h"
 #include "platform/diagnostics.h"
 
 namespace kvmon {
@@ -107,7 +108,8 @@ std::unique_ptr<Microphone> CreateMicrophone() {
     if (file != nullptr && *file != '\0') {
         return CreateFileMicrophone(file);
     }
-    return std::make_unique<SdlMicrophone>();
+    const SoundHost* const host = GetSoundHost();
+    return host != nullptr ? host->input() : std::make_unique<SdlMicrophone>();
 }
 
 }  // namespace kvmon

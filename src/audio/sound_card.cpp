@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "audio/sdl_sound.h"
+#include "audio/sound_host.h"
 #include "platform/diagnostics.h"
 
 namespace kvmon {
@@ -19,6 +20,34 @@ constexpr std::size_t kAheadPerSecond = 5;
 // A card that could not be opened is left alone for so long: each try may cost the sound service's time.
 constexpr std::chrono::seconds kNextTry{2};
 using SteadyClock = std::chrono::steady_clock;
+
+// One card at a time: that of a camera that has just been switched off is still being given back when the
+// next camera's sound comes. One that hangs is not waited for.
+class Turn {
+public:
+    void Take() {
+        std::unique_lock lock(m_mutex);
+        m_freed.wait_for(lock, kLongest, [this] { return m_taken == 0; });
+        ++m_taken;
+    }
+    void Give() {
+        const std::lock_guard lock(m_mutex);
+        --m_taken;
+        m_freed.notify_all();
+    }
+
+private:
+    static constexpr std::chrono::milliseconds kLongest{150};
+
+    std::mutex m_mutex;
+    std::condition_variable m_freed;
+    int m_taken = 0;
+};
+
+Turn& CardTurn() {
+    static Turn turn;
+    return turn;
+}
 
 class SdlSoundCard final : public SoundCard {
 public:
@@ -42,8 +71,10 @@ public:
         wanted.userdata = this;
         m_silence = format.sampleBits == 16 ? 0 : 0x80;
         m_ahead = format.BytesPerSecond() / kAheadPerSecond;
+        CardTurn().Take();
         m_device = SDL_OpenAudioDevice(nullptr, 0, &wanted, nullptr, 0);
         if (m_device == 0) {
+            CardTurn().Give();
             if (m_nextTry == SteadyClock::time_point{}) {
                 Diagnose("SoundCard: the output cannot be opened: %s\n", SDL_GetError());
             }
@@ -70,6 +101,7 @@ public:
         if (m_device != 0) {
             SDL_CloseAudioDevice(m_device);  // waits for the callback under way
             m_device = 0;
+            CardTurn().Give();
         }
         const std::lock_guard lock(m_mutex);
         m_waiting.clear();
@@ -114,11 +146,12 @@ private:
 }  // namespace
 
 std::unique_ptr<SoundCard> CreateSoundCard(const SoundFlag& audible) {
-    return std::make_unique<SdlSoundCard>(audible);
+    const SoundHost* const host = GetSoundHost();
+    return host != nullptr ? host->output(audible) : std::make_unique<SdlSoundCard>(audible);
 }
 
 bool HasSoundOutput() {
-    return InitSound() && SDL_GetNumAudioDevices(0) != 0;
+    return GetSoundHost() != nullptr || (InitSound() && SDL_GetNumAudioDevices(0) != 0);
 }
 
 }  // namespace kvmon

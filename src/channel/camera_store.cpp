@@ -14,7 +14,6 @@ namespace {
 
 constexpr std::uint32_t kRegVersion = 1;
 constexpr std::size_t kZoomRectSize = 16;
-constexpr std::size_t kSizeSize = 8;
 // Codes beyond this are no display mode.
 constexpr std::uint32_t kLastDisplayMode = 3;
 

@@ -2,13 +2,16 @@
 
 #include "channel/channel_globals.h"
 #include "channel/channel_messages.h"
+#include "channel/open_decoders.h"
 #include "persist/log_file.h"
 
 namespace kvmon {
 
 ChannelFactories& Factories() {
     static ChannelFactories factories{
-        .waveOutput = []() -> std::unique_ptr<WaveOutput> { return std::make_unique<CWaveOutDevice>(); }};
+        .waveOutput = []() -> std::unique_ptr<WaveOutput> { return std::make_unique<CWaveOutDevice>(); },
+        .mxpegDecoder = MakeOpenMxpegDecoder,
+        .vivotekDecoder = MakeOpenVivotekDecoder};
     return factories;
 }
 

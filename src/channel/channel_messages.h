@@ -14,7 +14,7 @@ inline constexpr std::uint32_t kMsgCaptionRefresh = 11412;   // a cell's caption
 inline constexpr std::uint32_t kMsgFirstData = 15791;        // a channel's first picture; wParam channel
 inline constexpr std::uint32_t kMsgSizeChange = 15792;       // a channel's picture size; wParam channel
 
-inline constexpr std::uint32_t WM_TALKING_NOTIFY = 16579;    // to the talk dialog; see talk_back.h
+inline constexpr std::uint32_t WM_TALKING_NOTIFY = 16579;  // to the talk dialog; see talk_back.h
 
 inline constexpr std::uint32_t kCmdRefreshControls = 1757;
 inline constexpr std::uint32_t kCmdReadCameraInfo = 1982;

@@ -7,6 +7,7 @@
 #include "channel/channel_globals.h"
 #include "codec/jpeg_codec.h"
 #include "persist/log_file.h"
+#include "persist/string_table.h"
 
 namespace kvmon {
 
@@ -25,6 +26,8 @@ struct CodedKind {
 
 namespace {
 
+// "This camera's format needs ..."
+constexpr std::uint32_t kStrNeedsLibrary = 6700;
 constexpr char kWaitsForKeyFrame[] = "receive frame but not key frame, drop it....";
 constexpr char kDecodeFailed[] = "decode failed....";
 
@@ -147,6 +150,9 @@ bool DecodeLoop::ShowCoded(const CodedKind& kind, PictureMaker& maker, const KEL
     if (hdr.IsKeyFrame()) {
         maker.OnKeyFrame(hdr, kind.usesThreads ? GetDecoderThreads() : 1);
         publishInfo();
+        if (!maker.IsOpen() && kind.closedText == nullptr) {
+            m_core.m_picture.SetMainOsdCameraString(LoadString(kStrNeedsLibrary), true);
+        }
     }
     if (!maker.IsOpen()) {
         if (kind.closedText != nullptr) {

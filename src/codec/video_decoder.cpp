@@ -36,6 +36,8 @@ AVCodecID CodecOf(int streamType) {
             return AV_CODEC_ID_H264;
         case kStreamTypeMpeg4:
             return AV_CODEC_ID_MPEG4;
+        case kStreamTypeMxpeg:
+            return AV_CODEC_ID_MXPEG;
         default:
             return AV_CODEC_ID_NONE;
     }
@@ -47,7 +49,8 @@ public:
         Close();
         SilenceLibrary();
         const AVCodec* const codec = avcodec_find_decoder(CodecOf(params.streamType));
-        if (codec == nullptr || params.width <= 0 || params.height <= 0 ||
+        const bool bAnySize = params.width == 0 && params.height == 0;
+        if (codec == nullptr || (!bAnySize && (params.width <= 0 || params.height <= 0)) ||
             std::int64_t{params.width} * params.height > kMaxPixels) {
             return kDecodeBadData;
         }
@@ -61,7 +64,8 @@ public:
         context->width = params.width;
         context->height = params.height;
         // The stream may tell any size; memory is only asked for the one that the channel expects.
-        context->max_pixels = (params.width + kBufferMargin) * (params.height + kBufferMargin);
+        context->max_pixels =
+            bAnySize ? kMaxPixels : (params.width + kBufferMargin) * (params.height + kBufferMargin);
         // One unit in, one picture out: nothing is held back for reordering, and threads share a picture
         // where they would else work on several.
         context->flags |= AV_CODEC_FLAG_LOW_DELAY;
@@ -130,7 +134,7 @@ private:
         int status = kDecodeOk;
         if (view.IsEmpty()) {
             status = kDecodeBadData;
-        } else if (view.width != params_.width || view.height != params_.height) {
+        } else if (params_.width != 0 && (view.width != params_.width || view.height != params_.height)) {
             status = kDecodeWrongSize;
         }
         if (status != kDecodeOk) {

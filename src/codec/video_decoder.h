@@ -11,9 +11,11 @@ namespace kvmon {
 
 inline constexpr int kStreamTypeH264 = 384;
 inline constexpr int kStreamTypeMpeg4 = 20;
+inline constexpr int kStreamTypeMxpeg = 1;  // of our own
 
 struct VideoDecoderParams {
     int streamType = kStreamTypeH264;
+    // Pictures of another size are refused; 0 x 0 takes any.
     int width = 0;
     int height = 0;
     int threads = 1;

@@ -22,6 +22,7 @@ constexpr std::uint32_t kTextTitle = 6601;
 constexpr std::uint32_t kTimerEnding = 1;
 constexpr int kEndingMs = 50;
 constexpr QSize kWaitSize(320, 120);
+constexpr QPoint kPlace(80, 64);
 
 }  // namespace
 
@@ -45,7 +46,8 @@ CEMapDlg::~CEMapDlg() = default;
 
 void CEMapDlg::Open() {
     if (m_owner) {
-        move(m_owner->window()->frameGeometry().center() - rect().center());
+        // The picture grows from here to the right and down.
+        move(m_owner->window()->frameGeometry().topLeft() + kPlace);
     }
     setCursor(Qt::WaitCursor);
     show();

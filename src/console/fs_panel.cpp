@@ -31,13 +31,12 @@ CFSPanel::CFSPanel(QScreen& screen) : m_display(&screen) {
 }
 
 CFSPanel::~CFSPanel() {
-    if (m_target) {
-        m_target->PostMessage(kMsgFocusStyleButton, 0, 0);
-    }
+    m_hTarget.Post(kMsgFocusStyleButton, 0, 0);
 }
 
 void CFSPanel::SetTarget(WindowBase& target, std::uint32_t message) {
     m_target = &target;
+    m_hTarget = target.Handle();
     m_message = message;
 }
 

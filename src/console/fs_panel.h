@@ -47,6 +47,7 @@ private:
 
     QPointer<QScreen> m_display;
     QPointer<WindowBase> m_target;
+    WindowHandle m_hTarget;  // the panel may go in the middle of the target's own end
     std::uint32_t m_message = 0;
     bool m_bClosing = false;
     std::function<void()> m_resized;

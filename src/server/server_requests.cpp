@@ -34,10 +34,20 @@ bool Ask(DocumentReader& reader, const ConnectInfo& connect, const char* target)
     return reader.ReadStatus(&status) && status == 200;
 }
 
-// A line of one LF alone; these two replies have such ones.
+// A line of one LF alone, of which the answer to a farewell has two.
 bool SkipToLfLine(DocumentReader& reader) {
     while (!reader.ReadTooMuch() && reader.ReadLine(kLineMs)) {
         if (reader.Line() == "\n") {
+            return true;
+        }
+    }
+    return false;
+}
+
+// The end of the head, whichever line end the recorder writes.
+bool SkipHead(DocumentReader& reader) {
+    while (!reader.ReadTooMuch() && reader.ReadLine(kLineMs)) {
+        if (IsBlankLine(reader.Line())) {
             return true;
         }
     }
@@ -80,7 +90,7 @@ bool ServerWorker::LogoutServer() {
 bool ServerWorker::GetServerTime() {
     const std::uint64_t start = m_clock.TickMs();
     DocumentReader reader(*this);
-    if (!Ask(reader, GetConnectInfo(), "param.cgi?action=list&group=System") || !SkipToLfLine(reader)) {
+    if (!Ask(reader, GetConnectInfo(), "param.cgi?action=list&group=System") || !SkipHead(reader)) {
         return false;
     }
     auto server = FindTime(reader);

@@ -189,9 +189,11 @@ const QPixmap& CXSkinODButton::Bitmap() {
         bitmapSize_ = size();
         bitmapScale_ = scale;
     }
-    QPixmap& bitmap = bitmaps_[ButtonBitmapIndex(state_.Look(), state_.checked())];
+    // A plain button keeps a check that somebody gave it, and looks the same.
+    const bool checked = state_.checked() && state_.mode() != ButtonMode::kPlain;
+    QPixmap& bitmap = bitmaps_[ButtonBitmapIndex(state_.Look(), checked)];
     if (bitmap.isNull()) {
-        bitmap = source_(size(), scale, state_.Look(), state_.checked());
+        bitmap = source_(size(), scale, state_.Look(), checked);
     }
     return bitmap;
 }

@@ -24,8 +24,9 @@ enum FromPage : std::uint8_t {
     kLeave = 6,
     kFocus = 7,
     kDrawn = 8,
+    kRecorded = 9,
 };
-enum ToPage : std::uint8_t { kFrame = 1, kCursor = 2 };
+enum ToPage : std::uint8_t { kFrame = 1, kCursor = 2, kSound = 3, kRecord = 4 };
 
 constexpr std::size_t kTileHead = 13;
 constexpr std::size_t kMaxKeyName = 32;
@@ -207,33 +208,53 @@ std::vector<std::uint8_t> CursorMessage(const QCursor& cursor) {
     return message;
 }
 
+std::vector<std::uint8_t> SoundMessage(const PcmFormat& format, std::span<const std::uint8_t> block) {
+    std::vector<std::uint8_t> message{kSound};
+    Put(message, format.samplesPerSecond, 4);
+    Put(message, format.channels, 1);
+    Put(message, format.sampleBits, 1);
+    message.insert(message.end(), block.begin(), block.end());
+    return message;
+}
+
+std::vector<std::uint8_t> RecordMessage(bool bOn) {
+    return {kRecord, static_cast<std::uint8_t>(bOn ? 1 : 0)};
+}
+
 PageMessage ReadPageMessage(RemoteDisplay& display, std::span<const std::uint8_t> bytes) {
-    constexpr PageMessage kDone;
-    const PageMessage wrong{PageMessage::Kind::Wrong, {}, 0};
+    const PageMessage done;
+    const PageMessage wrong{PageMessage::Kind::Wrong, {}, 0, {}};
     Reader reader(bytes);
     switch (reader.Number(1)) {
         case kSize: {
             const int width = static_cast<int>(reader.Number(2));
             const int height = static_cast<int>(reader.Number(2));
-            return reader.IsDone() ? PageMessage{PageMessage::Kind::Size, {width, height}, 0} : wrong;
+            return reader.IsDone() ? PageMessage{PageMessage::Kind::Size, {width, height}, 0, {}} : wrong;
         }
         case kMove:
-            return ReadMove(display, reader) ? kDone : wrong;
+            return ReadMove(display, reader) ? done : wrong;
         case kButton:
-            return ReadButton(display, reader) ? kDone : wrong;
+            return ReadButton(display, reader) ? done : wrong;
         case kWheel:
-            return ReadWheel(display, reader) ? kDone : wrong;
+            return ReadWheel(display, reader) ? done : wrong;
         case kKey:
-            return ReadKey(display, reader) ? kDone : wrong;
+            return ReadKey(display, reader) ? done : wrong;
         case kLeave:
             display.LeaveMouse();
-            return kDone;
+            return done;
         case kFocus:
             display.SetActive(reader.Number(1) != 0);
-            return kDone;
+            return done;
         case kDrawn: {
             const std::uint32_t frame = reader.Number(4);
-            return reader.IsDone() ? PageMessage{PageMessage::Kind::Drawn, {}, frame} : wrong;
+            return reader.IsDone() ? PageMessage{PageMessage::Kind::Drawn, {}, frame, {}} : wrong;
+        }
+        case kRecorded: {
+            PageMessage message{PageMessage::Kind::Recorded, {}, 0, {}};
+            for (std::size_t i = 1; i + 1 < bytes.size(); i += 2) {
+                message.samples.push_back(static_cast<std::int16_t>(reader.Number(2)));
+            }
+            return reader.IsDone() ? message : wrong;
         }
         default:
             return wrong;

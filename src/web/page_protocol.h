@@ -4,11 +4,13 @@
 //   1 frame   u32 number, u16 width and height of the display, then tiles to the end, each
 //             u16 x y w h, u8 codec (1 JPEG, 2 PNG), u32 length, bytes. The page answers with 8 when they
 //             are drawn.
+//   3 sound   u32 samples a second, u8 channels, u8 bits, samples
+//   4 record  u8 whether the page's microphone is wanted
 //   2 cursor  u8 form (0 a name of CSS, 1 a PNG), form 1: i16 hot spot x y; then the name or the PNG
 // From the page:
 //   1 size u16 w h  2 move i16 x y, u8 modifiers  3 button i16 x y, u8 button, u8 down, u8 modifiers
 //   4 wheel i16 x y dx dy, u8 modifiers  5 key u8 down, u8 repeat, u8 modifiers, then the key's name
-//   6 the mouse has left  7 focus u8  8 drawn u32 number
+//   6 the mouse has left  7 focus u8  8 drawn u32 number  9 recorded: mono samples of 16 bits, 8000 a second
 // Modifiers: 1 shift, 2 control, 4 alt, 8 meta. Buttons as the DOM numbers them.
 #pragma once
 
@@ -18,6 +20,7 @@
 #include <span>
 #include <vector>
 
+#include "audio/sound_card.h"
 #include "web/tile_encoder.h"
 
 namespace kvmon {
@@ -30,12 +33,15 @@ std::size_t BeginTile(std::vector<std::uint8_t>& message, const QRect& rect, Til
 void EndTile(std::vector<std::uint8_t>& message, std::size_t head);
 
 std::vector<std::uint8_t> CursorMessage(const QCursor& cursor);
+std::vector<std::uint8_t> SoundMessage(const PcmFormat& format, std::span<const std::uint8_t> block);
+std::vector<std::uint8_t> RecordMessage(bool bOn);
 
 // What a page sent beyond its mouse and keys.
 struct PageMessage {
-    enum class Kind { None, Wrong, Size, Drawn } kind = Kind::None;
+    enum class Kind { None, Wrong, Size, Drawn, Recorded } kind = Kind::None;
     QSize size;
     std::uint32_t frame = 0;
+    std::vector<std::int16_t> samples;
 };
 
 // Hands mouse and keys to the display, and gives the rest back. Wrong for what is no message.

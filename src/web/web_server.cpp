@@ -27,6 +27,7 @@ namespace kvmon {
 namespace {
 
 constexpr int kTickMs = 500;
+constexpr int kReapMs = 20;       // while a process ends
 constexpr int kRequestMs = 5000;  // from the first byte to the last of the answer
 constexpr int kBacklog = 64;
 // Two descriptors beyond all that the host can have open.
@@ -266,7 +267,7 @@ void WebServer::Handle(Connection& connection, const HttpRequest& request) {
     }
     Answer(connection, 200, asset->type, WithToken(ReadWebAsset(*asset), m_access->Token()),
            "Cross-Origin-Resource-Policy: same-origin\r\nX-Frame-Options: SAMEORIGIN\r\n"
-           "Content-Security-Policy: default-src 'none'; script-src 'self'; style-src 'self'; "
+           "Content-Security-Policy: default-src 'none'; script-src 'self' blob:; style-src 'self'; "
            "connect-src 'self'; img-src data: blob:; frame-ancestors 'self'; base-uri 'none'; "
            "form-action 'none'\r\n");
 }
@@ -338,19 +339,20 @@ void WebServer::StartSession(Connection& connection, const HttpRequest& request)
 
 void WebServer::OnTick() {
     Reap();
-    m_tick.start(std::any_of(m_sessions.begin(), m_sessions.end(),
-                             [](const auto& session) { return !session->ended->isEnabled(); })
-                     ? 20
-                     : kTickMs);
-    for (const auto& connection : std::vector<Connection*>([this] {
-             std::vector<Connection*> late;
-             for (const auto& owned : m_connections) {
-                 if (owned->deadline.hasExpired()) {
-                     late.push_back(owned.get());
-                 }
-             }
-             return late;
-         }())) {
+    DropLate();
+    const bool bEnding = std::any_of(m_sessions.begin(), m_sessions.end(),
+                                     [](const auto& session) { return !session->ended->isEnabled(); });
+    m_tick.start(bEnding ? kReapMs : kTickMs);
+}
+
+void WebServer::DropLate() {
+    std::vector<Connection*> late;
+    for (const auto& connection : m_connections) {
+        if (connection->deadline.hasExpired()) {
+            late.push_back(connection.get());
+        }
+    }
+    for (Connection* const connection : late) {
         Drop(*connection);
     }
 }

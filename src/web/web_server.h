@@ -15,8 +15,8 @@ class QSocketNotifier;
 
 namespace kvmon {
 
-// Runs in an application without windows. A session is a process of its own: menus and dialogs of one page
-// run event loops that no other page may be caught in, and what one page or recorder breaks is only its own.
+// Runs in an application without windows. A session is a process of its own: popups, modal dialogs, the mouse
+// and the focus are a whole application's, and what one page or recorder breaks is only its own.
 class WebServer final : public QObject {
 public:
     static constexpr std::size_t kMaxSessions = 16;
@@ -47,6 +47,7 @@ private:
     void StartSession(Connection& connection, const HttpRequest& request);
     void Drop(Connection& connection);
     void OnTick();
+    void DropLate();
     void Reap();
 
     WebHostSettings m_settings;

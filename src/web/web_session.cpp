@@ -20,6 +20,9 @@ namespace kvmon {
 namespace {
 
 constexpr int kOrderMs = 3000;
+// Sound that the page does not take in time is dropped: it would be heard too late.
+constexpr int kMostSoundBlocks = 16;
+constexpr std::size_t kMostPendingForSound = 512 * 1024;
 
 unsigned long long Number(std::uint64_t value) {
     return value;
@@ -59,6 +62,7 @@ WebSession::WebSession(const SessionOrder& order)
     RemoteDisplay::Instance().SetListener(
         [this] { m_frames.OnDamage(); },
         [this](const QCursor& cursor) { m_socket.SendBinary(CursorMessage(cursor)); });
+    PrepareSound();
     m_host.setWindowFlags(Qt::FramelessWindowHint);
     m_client.Connect(this);
 
@@ -86,7 +90,32 @@ WebSession::~WebSession() {
         Number(counts.held), Number(counts.drawn > 0 ? counts.totalMs / counts.drawn : 0), counts.maxMs,
         m_frames.Quality());
     RemoteDisplay::Instance().SetListener({}, {});
+    m_sound->EndSession();
     m_client.DestroyControlWindow();
+}
+
+void WebSession::PrepareSound() {
+    m_sound->SetSession(
+        {[this, blocks = m_soundBlocks](const PcmFormat& format, std::span<const std::uint8_t> block) {
+             if (*blocks >= kMostSoundBlocks) {
+                 return;
+             }
+             ++*blocks;
+             QMetaObject::invokeMethod(
+                 this,
+                 [this, blocks, message = SoundMessage(format, block)]() mutable {
+                     --*blocks;
+                     if (m_socket.PendingBytes() < kMostPendingForSound) {
+                         m_socket.SendBinary(std::move(message));
+                     }
+                 },
+                 Qt::QueuedConnection);
+         },
+         [this](bool bOn) {
+             QMetaObject::invokeMethod(
+                 this, [this, bOn] { m_socket.SendBinary(RecordMessage(bOn)); }, Qt::QueuedConnection);
+         }});
+    SetSoundHost(m_sound->MakeHost());
 }
 
 void WebSession::Activate() {
@@ -118,6 +147,9 @@ void WebSession::OnBinary(std::span<const std::uint8_t> bytes) {
             break;
         case PageMessage::Kind::Drawn:
             m_frames.OnAck(message.frame);
+            break;
+        case PageMessage::Kind::Recorded:
+            m_sound->Take(message.samples);
             break;
         case PageMessage::Kind::None:
             break;

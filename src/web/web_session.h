@@ -11,6 +11,7 @@
 #include "control/client.h"
 #include "control/host_ports.h"
 #include "web/frame_sender.h"
+#include "web/page_sound.h"
 #include "web/web_settings.h"
 #include "web/web_socket.h"
 
@@ -42,6 +43,7 @@ private:
     CallResult Put(std::string_view name, std::span<const Variant> arguments);
     void Activate();
     void Resize(const QSize& size);
+    void PrepareSound();
     void Raise(std::string_view name, std::initializer_list<Variant> arguments);
 
     void OnLogout(int reason) override { Raise("OnLogout", {reason}); }
@@ -59,6 +61,8 @@ private:
     WebSocket m_socket;
     FrameSender m_frames;
     std::unique_ptr<QSocketNotifier> m_hostGone;
+    const std::shared_ptr<PageSound> m_sound = std::make_shared<PageSound>();
+    const std::shared_ptr<std::atomic<int>> m_soundBlocks = std::make_shared<std::atomic<int>>(0);
     // The credential is the host's, which no page may read and which goes to no other recorder.
     bool m_bHostAuth = false;
     bool m_bActive = false;

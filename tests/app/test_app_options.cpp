@@ -52,6 +52,10 @@ TEST(AppOptions, WrongOnesGiveOneLineAndStatusTwo) {
         {"--picture", "p", "--picture-after", "-1"},
         {"--user", "u", "--password-file", "/nonexistent/file"},
         {"--auth", "-"},
+        {"--serve", "1.2.3.4"},
+        {"--serve", "127.0.0.1:0", "--picture", "p"},
+        {"--web-origin", "http://a"},
+        {"--serve", "1", "--web-token-file", "/nonexistent/file"},
     };
     for (const auto& args : wrong) {
         const auto parsed = Parse(args);
@@ -77,6 +81,11 @@ TEST(AppOptions, CredentialsFromInputAndFile) {
     const auto parsed = Parse({"--user", "ann", "--password-file", folder.File("pw")});
     ASSERT_TRUE(parsed.options) << parsed.text;
     EXPECT_EQ(parsed.options->auth, MakeBasicAuth("ann", "s3cret word"));
+    // A token becomes part of an address and of a page.
+    EXPECT_FALSE(Parse({"--serve", "1", "--web-token-file", folder.File("pw")}).options);
+    std::ofstream(folder.File("token")) << "0123456789abcdef_-Z\n";
+    EXPECT_EQ(Parse({"--serve", "1", "--web-token-file", folder.File("token")}).options->webToken,
+              "0123456789abcdef_-Z");
 }
 
 TEST(AppOptions, AMistypedPasswordIsNotRepeated) {

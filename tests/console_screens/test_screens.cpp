@@ -8,6 +8,9 @@
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QComboBox>
 
+#include <filesystem>
+
+#include "../channel/test_frames.h"
 #include "app/desktop_window.h"
 #include "channel/base_camera.h"
 #include "channel/channel_view.h"
@@ -266,8 +269,14 @@ TEST_F(Screens, FullScreenAndTheWindowsPlaceComeBackTheNextTime) {
 
 TEST_F(Screens, TheInterfaceIsNeverBlocked) {
     FakeRecorder recorder("Hall", 42);
+    Registry().WriteProfileString("Hall", "SanpshotFolder", folder.File("shots"));
     Open(recorder.Port());
     Command(StyleButtonId(VIEW_STYLE_12CH));
+    ChannelPicture& picture = Cell(0).GetCamera()->Picture();
+    auto large = kvtest::MakePlainFrame(3840, 2160, {90, 120, 150});
+    picture.SetBitmapInfo(large->Info());
+    picture.Show(std::move(large));
+    picture.Compose();
     Pump();
     auto& watchdog = kvtest::WatchedApplication::Instance();
     watchdog.ForgetLongest();
@@ -276,6 +285,7 @@ TEST_F(Screens, TheInterfaceIsNeverBlocked) {
         console->PressButton(id);
         PumpUntil([] { return false; }, std::chrono::milliseconds(50));
     }
+    EXPECT_TRUE(PumpUntil([&] { return std::filesystem::is_directory(folder.File("shots")); }));
     RecordProperty("LongestWaitMs", std::to_string(watchdog.LongestWaitMs()));
     RecordProperty("LongestWorkMs", std::to_string(watchdog.LongestWorkMs()));
     EXPECT_LE(watchdog.LongestWaitMs(), kvtest::UiWaitLimitMs()) << watchdog.LongestWait();

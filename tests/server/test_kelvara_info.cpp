@@ -187,8 +187,11 @@ TEST(InfoThread, OneThatDoesNotEndIsLeftToItselfAndTellsNobody) {
         void PostMessage(std::uint32_t, WParam, LParam) override {
             {
                 const std::lock_guard lock(mutex);
-                ++posts[std::this_thread::get_id()];
-                first = posts.size() == 1 ? std::this_thread::get_id() : first;
+                // Not the system's number of it, which another thread gets when this one has ended.
+                static std::atomic<int> threads{0};
+                thread_local const int me = ++threads;
+                ++posts[me];
+                first = posts.size() == 1 ? me : first;
             }
             go.Wait();
         }
@@ -198,8 +201,8 @@ TEST(InfoThread, OneThatDoesNotEndIsLeftToItselfAndTellsNobody) {
         }
         Event go;
         std::mutex mutex;
-        std::map<std::thread::id, int> posts;
-        std::thread::id first;
+        std::map<int, int> posts;
+        int first = 0;
     };
     const auto stuck = std::make_shared<Stuck>();
     const auto log = std::make_shared<MessageLog>();

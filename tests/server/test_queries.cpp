@@ -250,6 +250,11 @@ TEST_F(Queries, ServerTimeIsTheDifferenceToTheLocalClock) {
     EXPECT_TRUE(worker.GetServerTime());
     EXPECT_TRUE(worker.m_bTimeKnown);
     EXPECT_EQ(worker.m_nTimeOffset, 3600);
+    worker.m_nTimeOffset = 0;
+    recorder.Answer("param.cgi",
+                    "HTTP/1.0 200 OK\r\nX: y\r\n\r\n<System>\n<date_time>\n" + std::string(text) + "\n");
+    EXPECT_TRUE(worker.GetServerTime());
+    EXPECT_EQ(worker.m_nTimeOffset, 3600);
     for (const std::string& body : {std::string("<date_time>2024\n"), std::string("<date_time>\nsoon\n"),
                                     std::string("<date_time>99999999999999\n"), std::string()}) {
         recorder.Answer("param.cgi", head + body);

@@ -173,7 +173,9 @@ TEST_F(TalkDialog, ARecorderThatReadsNothingIsToldOfAndTriedAgain) {
     ASSERT_TRUE(PumpUntil([&] { return dialog->isVisible(); }));
     ASSERT_TRUE(PumpUntil([&] { return dialog->IsTimerSet(1100); })) << "the stall is noticed";
     EXPECT_EQ(dialog->Meter().GetPos(), 0);
-    EXPECT_EQ(dialog->findChild<QLabel*>()->text().toStdString(), "Disconnected(5:0)");
+    EXPECT_TRUE(PumpUntil([&] {
+        return dialog->findChild<QLabel*>()->text() == QLatin1String("Disconnected(5:0)");
+    })) << "the connection's word first, the recording's last";
     const auto told = std::chrono::steady_clock::now();
     ASSERT_TRUE(PumpUntil([&] { return WaitText() == "Please wait for connecting..."; }));
     const auto again = std::chrono::steady_clock::now() - told;

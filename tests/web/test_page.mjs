@@ -1,6 +1,6 @@
 // A page embeds the console: what its user and its script see, in a real browser.
 import assert from 'node:assert/strict';
-import {createServer} from 'node:http';
+import {createServer, request} from 'node:http';
 import {count, launchBrowser, PASSWORD, Programs, until, USER} from './programs.mjs';
 
 const programs = new Programs();
@@ -61,6 +61,7 @@ async function userAndScript(browser) {
   await page.mouse.click(896, 82);
   await until('the single view', () => isOrange(page, 700, 70));
   await movingPictures(page, [600, 400, 120, 80]);
+  await until('sound', () => page.evaluate(() => document.querySelector('tr450-client').sounds > 3));
 
   // The main menu opens, follows the mouse, and its first entry asks for a page.
   const below = [880, 48, 100, 60];
@@ -121,6 +122,37 @@ async function otherOrigins(browser, allowed, refused) {
   }, [programs.url.origin, programs.token]);
   assert.deepEqual(got, {opened: false, read: false, element: false});
   await stranger.close();
+}
+
+// Requests that no browser would make for its user.
+async function requests() {
+  const ask = (path, headers = {}, method = 'GET') => new Promise((resolve) => {
+    const call = request({host: '127.0.0.1', port: programs.url.port, path, headers, method}, (answer) => {
+      let body = '';
+      answer.on('data', (data) => { body += data; }).on('end', () => resolve([answer.statusCode, body]));
+    });
+    call.on('error', () => resolve(['closed', '']));
+    call.end();
+  });
+  const upgrade = {Connection: 'Upgrade', Upgrade: 'websocket', 'Sec-WebSocket-Version': '13',
+    'Sec-WebSocket-Key': 'dGhlIHNhbXBsZSBub25jZQ=='};
+  const [status, page] = await ask('/');
+  assert.equal(status, 200);
+  assert.ok(page.includes(programs.token));
+  assert.equal((await ask('/kvmon.d.ts'))[0], 200);
+  const refused = {
+    'another name for this address': ask('/', {Host: `evil.example:${programs.url.port}`}),
+    'a foreign page': ask('/kvmon.js', {Origin: 'http://evil.example'}),
+    'a foreign page for what is not there': ask('/nothing', {Origin: 'http://evil.example'}),
+    'a wrong token': ask(`/control?token=${programs.token}0`, upgrade),
+    'a foreign page with the token': ask(`/control?token=${programs.token}`, {...upgrade, Origin: 'http://evil.example'}),
+  };
+  for (const [what, answer] of Object.entries(refused)) assert.deepEqual(await answer, [403, ''], what);
+  assert.deepEqual(await ask('/../etc/passwd'), [404, '']);
+  assert.deepEqual(await ask('/', {}, 'POST'), [405, '']);
+  assert.deepEqual(await ask(`/control?token=${programs.token}`), [426, '']);
+  assert.deepEqual(await ask(`/${'a'.repeat(9000)}`), [400, '']);
+  assert.equal(programs.sessions().length, 0);
 }
 
 // What a page of ours can do at its worst, with a socket of its own.
@@ -217,7 +249,7 @@ try {
   const before = held(programs.host.pid);
   browser = await launchBrowser();
   for (const [name, test] of Object.entries({
-    userAndScript, hostilePage, otherOrigins: (b) => otherOrigins(b, allowed, refused),
+    requests, userAndScript, hostilePage, otherOrigins: (b) => otherOrigins(b, allowed, refused),
     reloads: (b) => reloads(b, before),
   })) {
     const begin = Date.now();

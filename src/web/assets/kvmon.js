@@ -26,8 +26,9 @@
   };
 
   // Binary messages; see the table of numbers in docs/web.md.
-  const TO_HOST = {size: 1, move: 2, button: 3, wheel: 4, key: 5, leave: 6, focus: 7, drawn: 8};
-  const FROM_HOST = {frame: 1, cursor: 2};
+  const TO_HOST = {size: 1, move: 2, button: 3, wheel: 4, key: 5, leave: 6, focus: 7, drawn: 8, recorded: 9};
+  const FROM_HOST = {frame: 1, cursor: 2, sound: 3, record: 4};
+  const MICROPHONE_RATE = 8000;
   const MIN_WIDTH = 1000;
   const MIN_HEIGHT = 680;
 
@@ -103,6 +104,84 @@
     }
   }
 
+  // Plays blocks of sound one behind the other. Browsers keep silent until the user has touched the page.
+  class Speaker {
+    constructor() { this.next = 0; }
+
+    wake() { if (this.audio && this.audio.state === 'suspended') this.audio.resume(); }
+
+    play(view) {
+      if (!this.audio && navigator.userActivation && !navigator.userActivation.hasBeenActive) return;
+      this.audio = this.audio || new AudioContext();
+      if (this.audio.state !== 'running') {
+        this.wake();
+        return;
+      }
+      const rate = view.getUint32(1, true);
+      const channels = view.getUint8(5);
+      const bits = view.getUint8(6);
+      const frames = Math.floor((view.byteLength - 7) / (channels * bits / 8));
+      const now = this.audio.currentTime;
+      if (frames === 0 || this.next > now + 0.6) return;  // too far behind the picture
+      const buffer = this.audio.createBuffer(channels, frames, rate);
+      for (let channel = 0; channel < channels; ++channel) {
+        const data = buffer.getChannelData(channel);
+        for (let i = 0; i < frames; ++i) {
+          const at = i * channels + channel;
+          data[i] = bits === 16 ? view.getInt16(7 + 2 * at, true) / 32768 : (view.getUint8(7 + at) - 128) / 128;
+        }
+      }
+      const source = this.audio.createBufferSource();
+      source.buffer = buffer;
+      source.connect(this.audio.destination);
+      this.next = Math.max(this.next, now + 0.05);
+      source.start(this.next);
+      this.next += buffer.duration;
+    }
+
+    close() { if (this.audio) this.audio.close(); this.audio = null; this.next = 0; }
+  }
+
+  // Hands on the sound of the microphone as mono samples of 16 bits, in blocks of a tenth of a second.
+  class Recorder {
+    constructor(send) { this.send = send; }
+
+    async start() {
+      this.wanted = true;
+      const stream = await navigator.mediaDevices.getUserMedia({audio: {channelCount: 1, echoCancellation: true}});
+      if (!this.wanted) {
+        stream.getTracks().forEach((track) => track.stop());
+        return;
+      }
+      this.stream = stream;
+      this.audio = new AudioContext({sampleRate: MICROPHONE_RATE});
+      const url = URL.createObjectURL(new Blob([`registerProcessor('samples', class extends AudioWorkletProcessor {
+        process([input]) { if (input[0]) this.port.postMessage(input[0].slice()); return true; } });`],
+      {type: 'text/javascript'}));
+      await this.audio.audioWorklet.addModule(url);
+      URL.revokeObjectURL(url);
+      const node = new AudioWorkletNode(this.audio, 'samples', {numberOfOutputs: 0});
+      const block = new Int16Array(MICROPHONE_RATE / 10);
+      let filled = 0;
+      node.port.onmessage = ({data}) => {
+        for (const sample of data) {
+          block[filled++] = Math.max(-1, Math.min(1, sample)) * 32767;
+          if (filled < block.length) continue;
+          filled = 0;
+          this.send(block);
+        }
+      };
+      this.audio.createMediaStreamSource(stream).connect(node);
+    }
+
+    stop() {
+      this.wanted = false;
+      if (this.stream) this.stream.getTracks().forEach((track) => track.stop());
+      if (this.audio) this.audio.close();
+      this.stream = this.audio = null;
+    }
+  }
+
   const MIME = {1: 'image/jpeg', 2: 'image/png'};
 
   class TR450Client extends HTMLElement {
@@ -115,6 +194,8 @@
       this.handlers = {};
       this.connection = null;
       this.drawing = Promise.resolve();
+      this.speaker = new Speaker();
+      this.recorder = new Recorder((samples) => this.sendRecorded(samples));
       const root = this.attachShadow({mode: 'open'});
       const sheet = new CSSStyleSheet();
       sheet.replaceSync(STYLE);
@@ -148,6 +229,8 @@
       if (this.sizes) this.sizes.disconnect();
       if (this.connection) this.connection.close();
       this.connection = null;
+      this.speaker.close();
+      this.recorder.stop();
     }
 
     attributeChangedCallback(attribute, before, value) {
@@ -168,6 +251,8 @@
     onOpen() { this.sendSize(); }
 
     onEnd() {
+      this.speaker.close();
+      this.recorder.stop();
       this.notice.textContent = 'The console is not available.';
       this.dispatchEvent(new CustomEvent('sessionend'));
     }
@@ -186,6 +271,15 @@
           break;
         case FROM_HOST.cursor:
           this.setCursor(view);
+          break;
+        case FROM_HOST.sound:
+          this.sounds = (this.sounds || 0) + 1;
+          this.speaker.play(view);
+          break;
+        case FROM_HOST.record:
+          // Without a microphone, or the user's leave, nothing is said, and the console ends the talk.
+          if (view.getUint8(1)) this.recorder.start().catch((error) => console.warn(`microphone: ${error.message}`));
+          else this.recorder.stop();
           break;
       }
     }
@@ -243,6 +337,12 @@
 
     send(view) { if (this.connection) this.connection.send(view.buffer); }
 
+    sendRecorded(samples) {
+      const view = this.message(TO_HOST.recorded, 2 * samples.length);
+      samples.forEach((sample, i) => view.setInt16(1 + 2 * i, sample, true));
+      this.send(view);
+    }
+
     sendSize() {
       if (!this.connection || !this.isConnected || this.clientWidth === 0) return;
       const view = this.message(TO_HOST.size, 4);
@@ -268,11 +368,13 @@
       canvas.addEventListener('pointermove', (event) => this.onMove(event));
       canvas.addEventListener('pointerdown', (event) => {
         canvas.focus();
+        this.speaker.wake();
         canvas.setPointerCapture(event.pointerId);
       });
       // Mouse events, since a pointer tells only of the first of several buttons.
       canvas.addEventListener('mousedown', (event) => this.onButton(event, 1));
-      window.addEventListener('mouseup', (event) => {
+      // Comes here from outside as well, since the pointer is captured.
+      canvas.addEventListener('mouseup', (event) => {
         if (this.held && this.held.has(event.button)) this.onButton(event, 0);
       });
       canvas.addEventListener('contextmenu', (event) => event.preventDefault());

@@ -1,0 +1,53 @@
+// The page as a sound card and as a microphone.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <vector>
+
+#include "audio/sound_host.h"
+
+namespace kvmon {
+
+// Shared by the session and the threads that play and record, which may outlive it.
+class PageSound : public std::enable_shared_from_this<PageSound> {
+public:
+    // 16-bit mono sound that comes from the page.
+    static constexpr std::uint32_t kMicrophoneRate = 8000;
+
+    // Called on the playing and recording threads. `send` takes a block for the page, or drops it; it does
+    // not wait. `record` says whether somebody wants to hear the page's microphone.
+    struct Session {
+        std::function<void(const PcmFormat& format, std::span<const std::uint8_t> block)> send;
+        std::function<void(bool bOn)> record;
+    };
+
+    void SetSession(Session session);
+    // No more calls after it.
+    void EndSession() { SetSession({}); }
+    SoundHost MakeHost();
+
+    // What the page recorded; what nobody reads is kept for three quarters of a second.
+    void Take(std::span<const std::int16_t> samples);
+
+    // --- for the cards and microphones
+    void Send(const PcmFormat& format, std::span<const std::uint8_t> block);
+    void Record(bool bOn);
+    bool ReadMicrophone(std::span<std::int16_t> block, const std::atomic<bool>& cancelled);
+    void Wake();
+
+private:
+    std::mutex m_sessionMutex;  // held during the session's functions
+    Session m_session;
+    std::mutex m_heardMutex;
+    std::condition_variable m_changed;
+    std::deque<std::int16_t> m_heard;
+};
+
+}  // namespace kvmon
