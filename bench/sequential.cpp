@@ -146,6 +146,14 @@ int main(int argc, char** argv) {
     console.AutoLogin("admin", "admin");
     RunFor(std::chrono::seconds(5), nullptr);
     console.PressButton(StyleButtonId(CheckedViewStyle(style)));
+    console.KillTimer(kTimerStopping);  // its ticks prepare pages, too
+    PageWatch turned(console);
+    for (int page = 0; page < 10; ++page) {
+        RunFor(std::chrono::seconds(2), &turned);
+        console.View().TurnPage(1);
+    }
+    std::printf("turned by hand:  ");
+    Report(turned.Times());
     console.Sequential().SetInterval(static_cast<std::uint32_t>(interval) * 1000);
     console.Sequential().SetSequentialMode(true, true);
     RunFor(std::chrono::seconds(2 * interval), nullptr);
@@ -159,6 +167,7 @@ int main(int argc, char** argv) {
                     CountEntries("/proc/self/task"), CountEntries("/proc/self/fd"));
         std::fflush(stdout);
     }
+    std::printf("in sequential mode:  ");
     Report(watch.Times());
     std::printf("the user interface's thread waited %.1f ms at most, in %s\n", app.LongestWaitMs(),
                 app.LongestWait().c_str());

@@ -6,6 +6,7 @@
 namespace kvmon {
 
 inline constexpr std::uint32_t kMsgPressLogout = 1025;
+inline constexpr std::uint32_t kMsgOpenHelp = 1028;  // lParam topic
 inline constexpr std::uint32_t kMsgPtzPress = 2058;  // wParam 1 pressed, lParam control
 inline constexpr std::uint32_t kMsgFocusStyleButton = 2059;
 inline constexpr std::uint32_t kMsgVideoWndMove = 2060;       // wParam channel, lParam screen point

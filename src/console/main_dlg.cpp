@@ -9,6 +9,7 @@
 #include "channel/base_camera.h"
 #include "channel/channel_messages.h"
 #include "channel/video_wnd.h"
+#include "console/host_pages.h"
 #include "console/message_box.h"
 #include "console/status_line.h"
 #include "console/view_commands.h"
@@ -168,6 +169,11 @@ void CMainDlg::PressMenuEntry(int id) {
     PressButton(id);
 }
 
+void CMainDlg::SetHelpURL(const std::string& url) {
+    m_strHelpURL = url;
+    m_controls.SetShown(kCtlHelp, !url.empty());
+}
+
 void CMainDlg::LoadSettings() {
     m_options.Load(Registry(), m_strKeyName);
     m_site.ShowBrowserToolbar(m_options.bShowBrowserToolbar);
@@ -314,6 +320,9 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
         case kMsgEndStop:
             m_ptz.OnFinished();
             break;
+        case kMsgOpenHelp:
+            OpenHelp(m_strHelpURL, lParam >= 0 && lParam < 12 ? static_cast<int>(lParam) : -1);
+            break;
         case kMsgFocusStyleButton:
             FocusStyleButton();
             break;
@@ -379,6 +388,12 @@ void CMainDlg::OnCommand(int id) {
             break;
         case kCtlLanguage:
             m_optionsCommand.OpenLanguages();
+            break;
+        case kCtlHelp:
+            OpenHelp(m_strHelpURL, 0);
+            break;
+        case kCtlCameraSettings:
+            GotoCameraSettings(*this);
             break;
         case kCtlLogout:
             OnBtnLogout();

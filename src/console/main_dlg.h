@@ -54,7 +54,8 @@ public:
     // Command 1608.
     void OnBtnLogout();
     void SetDefServerName(const std::string& name) { m_strServerName = name; }
-    void SetHelpURL(const std::string& url) { m_strHelpURL = url; }
+    // Shows the help's button when there is an address.
+    void SetHelpURL(const std::string& url);
 
     // Toggles the control's press, when there is one, and posts its command.
     void PressButton(int id);

@@ -51,7 +51,9 @@ public:
     void NotifyNewVersion(int) override {}
     void NotifyChangeLanguage(std::uint16_t) override {}
     void NotifyGotoPage(int n) override { events.push_back("page " + std::to_string(n)); }
-    void NotifyGotoServer(int, const std::string&) override {}
+    void NotifyGotoServer(int n, const std::string& text) override {
+        events.push_back("server " + std::to_string(n) + " " + text);
+    }
 
     std::uint32_t port = 0;
     std::vector<std::string> events;

@@ -11,6 +11,7 @@
 #include "channel/base_camera.h"
 #include "channel/ptz_request.h"
 #include "console/control_rules.h"
+#include "console/host_pages.h"
 #include "console_fixture.h"
 #include "skin/button_art.h"
 #include "skin/xskin_od_button.h"
@@ -165,6 +166,14 @@ TEST_F(ConsolePanel, ClicksSelectTheViewAndItsMenusTheRest) {
     EXPECT_TRUE(ClickOn(kCtlMainMenu));
     Choose("Playback");
     EXPECT_TRUE(PumpUntil([&] { return site.events.back() == "page 1"; }));
+    Command(kCtlCameraSettings);
+    EXPECT_THAT(site.events.back(), testing::MatchesRegex("server 1 http://127\\.0\\.0\\.1:[0-9]+/cgi-bin/"
+                                                          "camsetting\\.cgi\\?count=[0-9]{10}&camid=1"));
+    EXPECT_FALSE(console->GetButton(kCtlHelp)->isVisible());
+    console->SetHelpURL("http://127.0.0.1/EN/help.html");
+    EXPECT_TRUE(console->GetButton(kCtlHelp)->isVisible());
+    EXPECT_EQ(HelpAddress("u", 11), "u#cfg_systool");
+    EXPECT_EQ(HelpAddress("u", 12) + HelpAddress("", 0), "");
     EXPECT_TRUE(ClickOn(kCtlViewSize));
     EXPECT_FALSE(View().IsMaxViewMode());
     EXPECT_TRUE(ClickOn(kCtlSequential));
