@@ -9,6 +9,7 @@
 #include "console/main_dlg.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
+#include "silent_site.h"
 #include "support/fake_recorder.h"
 #include "support/temp_folder.h"
 
@@ -18,23 +19,6 @@ using namespace kvmon;
 
 constexpr int kChannels = 42;
 constexpr int kRounds = 20;
-
-class Site final : public ClientSite {
-public:
-    explicit Site(std::uint32_t port) : port_(port) {}
-    std::string GetServerIP() const override { return "127.0.0.1"; }
-    std::uint32_t GetServerPort() const override { return port_; }
-    std::string GetDefServerName() const override { return {}; }
-    void NotifyLogin(int) override {}
-    void NotifyLogout(int) override {}
-    void NotifyNewVersion(int) override {}
-    void NotifyChangeLanguage(std::uint16_t) override {}
-    void NotifyGotoPage(int) override {}
-    void NotifyGotoServer(int, const std::string&) override {}
-
-private:
-    std::uint32_t port_;
-};
 
 // Milliseconds of the step and of the paint that follows it.
 double Measure(CMainDlg& console, int style) {
@@ -59,7 +43,7 @@ int main(int argc, char** argv) {
     Registry().InitRegistry(false, tree);
 
     kvtest::FakeRecorder recorder("bench", kChannels);
-    Site site(recorder.Port());
+    kvbench::SilentSite site(recorder.Port());
     CMainDlg console(site, nullptr, 0x0409);
     console.OnInitDialog();
     console.show();

@@ -16,29 +16,13 @@
 #include "console/main_dlg.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
+#include "silent_site.h"
 #include "support/qt_ui_watchdog.h"
 #include "support/temp_folder.h"
 
 namespace {
 
 using namespace kvmon;
-
-class Site final : public ClientSite {
-public:
-    explicit Site(std::uint32_t port) : port_(port) {}
-    std::string GetServerIP() const override { return "127.0.0.1"; }
-    std::uint32_t GetServerPort() const override { return port_; }
-    std::string GetDefServerName() const override { return {}; }
-    void NotifyLogin(int) override {}
-    void NotifyLogout(int) override {}
-    void NotifyNewVersion(int) override {}
-    void NotifyChangeLanguage(std::uint16_t) override {}
-    void NotifyGotoPage(int) override {}
-    void NotifyGotoServer(int, const std::string&) override {}
-
-private:
-    std::uint32_t port_;
-};
 
 int CountEntries(const char* folder) {
     int count = -2;  // "." and ".."
@@ -139,7 +123,7 @@ int main(int argc, char** argv) {
     tree.databasePath = folder.File("settings.db");
     Registry().InitRegistry(false, tree);
 
-    Site site(static_cast<std::uint32_t>(std::atoi(argv[1])));
+    kvbench::SilentSite site(static_cast<std::uint32_t>(std::atoi(argv[1])));
     CMainDlg console(site, nullptr, 0x0409);
     console.OnInitDialog();
     console.show();
