@@ -4,8 +4,10 @@
 #include <QtCore/QEventLoop>
 #include <QtCore/QProcess>
 #include <QtCore/QTimer>
+#include <algorithm>
+#include <optional>
 
-#include "platform/text.h"
+#include "persist/utilities.h"
 #include "shares/share_name.h"
 #include "shares/share_request.h"
 
@@ -27,6 +29,8 @@ std::optional<int> AnswerOf(QProcess& process) {
 }
 
 }  // namespace
+
+SmbShares::SmbShares() : SmbShares(GetModuleFileFolder() + "/" + kShareProgram) {}
 
 SmbShares::SmbShares(std::string program, int connectMs)
     : m_program(std::move(program)), m_connectMs(connectMs) {}

@@ -20,6 +20,8 @@ public:
     static constexpr int kConnectMs = 10000;
     static constexpr std::size_t kMaxHeld = 64;
 
+    // The program that comes with this one.
+    SmbShares();
     // `program` holds a share; one that cannot be started makes each connection fail.
     explicit SmbShares(std::string program, int connectMs = kConnectMs);
     // Ends all connections, also those that nobody cancels any more.

@@ -45,6 +45,7 @@ public:
 private:
     void OnReadable();
     void OnWritable();
+    void HandleMessages();
     void Handle(const WsFrameReader::Message& message);
     bool TakeFromBudget();
     void Queue(std::vector<std::uint8_t> bytes);
@@ -61,6 +62,7 @@ private:
     bool m_bClosing = false;
     QTimer m_closeTimer;
     QTimer m_pingTimer;
+    QTimer m_restTimer;  // messages that wait behind one whose handling takes long
     bool m_bPingAnswered = true;
     std::unique_ptr<QSocketNotifier> m_readable;
     std::unique_ptr<QSocketNotifier> m_writable;
