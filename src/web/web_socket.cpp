@@ -19,8 +19,6 @@ namespace kvmon {
 namespace {
 
 constexpr int kCloseWaitMs = 1000;
-// A page that does not answer is gone, whatever the network says.
-constexpr int kPingMs = 15000;
 constexpr std::size_t kReadSize = 64 * 1024;
 // What the system keeps is kept beyond reach of "the newest picture only": a few pictures at most.
 constexpr int kSendBuffer = 256 * 1024;
@@ -31,7 +29,7 @@ qint64 NowMs() {
 
 }  // namespace
 
-WebSocket::WebSocket(int fd, std::string_view key, Listener listener)
+WebSocket::WebSocket(int fd, std::string_view key, Listener listener, int pingMs)
     : m_fd(fd), m_listener(std::move(listener)), m_budgetTime(NowMs()) {
     ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
     ::fcntl(fd, F_SETFD, FD_CLOEXEC);  // it ends with this object, whatever the process has started
@@ -55,7 +53,7 @@ WebSocket::WebSocket(int fd, std::string_view key, Listener listener)
         m_bPingAnswered = false;
         Queue(WsFrameHead(WsOpcode::Ping, 0));
     });
-    m_pingTimer.start(kPingMs);
+    m_pingTimer.start(pingMs);
     const std::string answer = FormatText(
         "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
         "Sec-WebSocket-Accept: %s\r\n\r\n",
@@ -65,6 +63,10 @@ WebSocket::WebSocket(int fd, std::string_view key, Listener listener)
 
 WebSocket::~WebSocket() {
     m_listener = {};
+    Close(WsClose::GoingAway);
+    if (IsOpen()) {
+        OnWritable();
+    }
     End();
 }
 
@@ -231,6 +233,8 @@ void WebSocket::End() {
     m_pingTimer.stop();
     m_restTimer.stop();
     ::close(std::exchange(m_fd, -1));
+    m_pending.clear();
+    m_pendingBytes = 0;
     if (m_listener.onClosed) {
         m_listener.onClosed();
     }
