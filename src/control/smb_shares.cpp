@@ -15,7 +15,8 @@ namespace kvmon {
 
 namespace {
 
-constexpr qint64 kSilentMs = 20000;
+// Between two shares of one list, and less than between two tries of a user.
+constexpr qint64 kSilentMs = 1000;
 constexpr int kEndMs = 200;
 
 // The process's answer, when all of it has come.
@@ -55,6 +56,7 @@ int SmbShares::Connect(const std::string& user, const std::string& password, con
         return kShareLoginRefused;
     }
     if (IsSilent(name->host)) {
+        m_silentSince.start();
         return kShareTimedOut;
     }
     const std::string key = ShareKey(*name);
@@ -63,9 +65,6 @@ int SmbShares::Connect(const std::string& user, const std::string& password, con
         return kShareTooMany;
     }
     auto* const process = new QProcess(&m_processes);
-    // Also when this object's owner is being called from elsewhere: it goes when the system has let it go.
-    QObject::connect(process, &QProcess::finished, process, &QObject::deleteLater);
-    const QPointer<QProcess> alive = process;
     ++m_connecting;
     const int result = Ask(*process, WriteShareRequest(*request));
     --m_connecting;
@@ -73,13 +72,15 @@ int SmbShares::Connect(const std::string& user, const std::string& password, con
         m_silentHost = name->host;
         m_silentSince.start();
     }
+    // Not earlier: whatever ran an event loop meanwhile must not take it from Ask.
+    QObject::connect(process, &QProcess::finished, process, &QObject::deleteLater);
     if (result != kShareConnected) {
-        End(alive);
+        End(process);
         return result;
     }
     QPointer<QProcess>& held = m_held[key];
     End(held);
-    held = alive;
+    held = process;
     return result;
 }
 
@@ -98,7 +99,8 @@ int SmbShares::Ask(QProcess& process, const std::string& request) const {
     process.write(request.data(), static_cast<qint64>(request.size()));
     for (;;) {
         if (const auto result = AnswerOf(process)) {
-            return *result;
+            const bool bHeld = process.state() != QProcess::NotRunning;
+            return *result != kShareConnected || bHeld ? *result : kShareNetworkFailed;
         }
         if (process.error() == QProcess::FailedToStart) {
             return kShareNotSupported;

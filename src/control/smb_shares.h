@@ -53,7 +53,7 @@ private:
     // By ShareKey. Null for one that ended by itself.
     std::map<std::string, QPointer<QProcess>> m_held;
     int m_connecting = 0;
-    // The host that did not answer last, and since when: its further shares do not wait again.
+    // The host that did not answer last, and when that was told: further shares of a list do not wait again.
     std::string m_silentHost;
     QElapsedTimer m_silentSince;
 };
