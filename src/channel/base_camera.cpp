@@ -39,6 +39,7 @@ void CBaseCamera::StartCameraThreads() {
     };
     start(m_core->m_commandThread, true, DoCamCmdLoop);
     StopVideoThread(true);
+    Trace("CBaseCamera::StartVideoThread: m_uCHInMainDlg=%u, Enter...\n", m_core->m_uCHInMainDlg.load());
     start(m_core->m_videoThread, false, DoVideoLoop);
     start(m_core->m_decodeThread, false, DoDecodeLoop);
 }
