@@ -211,6 +211,12 @@ constexpr Row kEnglish[] = {
      "that "
      "program to save it."},
     {6301, "Do not show this again"},
+    {6302, "Look in:"},
+    {6303, "File name:"},
+    {6304, "Files of type:"},
+    {6305, "Size"},
+    {6306, "Type"},
+    {6307, "Date modified"},
     {6310, "Not connected"},
     {6311, "Connecting to %s..."},
     {6312, "Connected to %s"},
