@@ -8,7 +8,9 @@
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <utility>
 
+#include "web/delay_record.h"
 #include "web/tile_encoder.h"
 
 namespace kvmon {
@@ -26,11 +28,11 @@ public:
 
     struct Counts {
         std::uint64_t frames = 0, tiles = 0, bytes = 0;
-        std::uint64_t held = 0;   // times that a frame had to wait for the page
-        std::uint64_t drawn = 0;  // frames that the page has answered
-        // From the first change that is in a frame to the page's answer that it is on the canvas.
-        std::uint64_t totalMs = 0;
-        int maxMs = 0;
+        std::uint64_t held = 0;  // times that a frame had to wait for the page
+        // Of frames that the page has answered, since it has drawn them: from the oldest decoded picture, or
+        // other change, in a frame to the answer, and how much of that was before it was sent.
+        DelayRecord delay;
+        DelayRecord unsent;
     };
 
     FrameSender(RemoteDisplay& display, WebSocket& socket);
@@ -41,7 +43,8 @@ public:
     void OnAck(std::uint32_t frame);
     // The socket has taken all there was.
     void OnDrained();
-    const Counts& GetCounts() const { return m_counts; }
+    // What was counted since the last call.
+    Counts TakeCounts() { return std::exchange(m_counts, {}); }
     int Quality() const { return m_quality; }
 
 private:

@@ -20,6 +20,7 @@ namespace kvmon {
 namespace {
 
 constexpr int kOrderMs = 3000;
+constexpr int kCountsMs = 60000;
 // Sound that the page does not take in time is dropped: it would be heard too late.
 constexpr int kMostSoundBlocks = 16;
 constexpr std::size_t kMostPendingForSound = 512 * 1024;
@@ -63,6 +64,8 @@ WebSession::WebSession(const SessionOrder& order)
         [this] { m_frames.OnDamage(); },
         [this](const QCursor& cursor) { m_socket.SendBinary(CursorMessage(cursor)); });
     PrepareSound();
+    connect(&m_countsTimer, &QTimer::timeout, this, [this] { TraceCounts(); });
+    m_countsTimer.start(kCountsMs);
     m_host.setWindowFlags(Qt::FramelessWindowHint);
     m_client.Connect(this);
 
@@ -82,16 +85,22 @@ WebSession::WebSession(const SessionOrder& order)
 }
 
 WebSession::~WebSession() {
-    const FrameSender::Counts& counts = m_frames.GetCounts();
-    Trace(
-        "WebSession: frames=%llu, drawn=%llu, tiles=%llu, bytes=%llu, held=%llu, mean=%llu ms, max=%d ms, "
-        "quality=%d\n",
-        Number(counts.frames), Number(counts.drawn), Number(counts.tiles), Number(counts.bytes),
-        Number(counts.held), Number(counts.drawn > 0 ? counts.totalMs / counts.drawn : 0), counts.maxMs,
-        m_frames.Quality());
+    TraceCounts();
     RemoteDisplay::Instance().SetListener({}, {});
     m_sound->EndSession();
     m_client.DestroyControlWindow();
+}
+
+void WebSession::TraceCounts() {
+    const FrameSender::Counts counts = m_frames.TakeCounts();
+    const DelayRecord& delay = counts.delay;
+    Trace(
+        "WebSession: frames=%llu, drawn=%llu, tiles=%llu, bytes=%llu, held=%llu, quality=%d, "
+        "delay in ms: mean=%llu, p50=%llu, p95=%llu, p99=%llu, max=%llu, unsent p99=%llu, max=%llu\n",
+        Number(counts.frames), Number(delay.Count()), Number(counts.tiles), Number(counts.bytes),
+        Number(counts.held), m_frames.Quality(), Number(delay.Mean()), Number(delay.Percentile(50)),
+        Number(delay.Percentile(95)), Number(delay.Percentile(99)), Number(delay.Max()),
+        Number(counts.unsent.Percentile(99)), Number(counts.unsent.Max()));
 }
 
 void WebSession::PrepareSound() {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QtCore/QObject>
+#include <QtCore/QTimer>
 #include <QtWidgets/QWidget>
 #include <memory>
 #include <optional>
@@ -44,6 +45,7 @@ private:
     void Activate();
     void Resize(const QSize& size);
     void PrepareSound();
+    void TraceCounts();
     void Raise(std::string_view name, std::initializer_list<Variant> arguments);
 
     void OnLogout(int reason) override { Raise("OnLogout", {reason}); }
@@ -60,6 +62,7 @@ private:
     CTR450Client m_client;
     WebSocket m_socket;
     FrameSender m_frames;
+    QTimer m_countsTimer;
     std::unique_ptr<QSocketNotifier> m_hostGone;
     const std::shared_ptr<PageSound> m_sound = std::make_shared<PageSound>();
     const std::shared_ptr<std::atomic<int>> m_soundBlocks = std::make_shared<std::atomic<int>>(0);
