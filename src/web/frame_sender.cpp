@@ -84,6 +84,14 @@ void FrameSender::OnAck(std::uint32_t frame) {
     }
 }
 
+void FrameSender::SetVisible(bool bVisible) {
+    m_bVisible = bVisible;
+    if (bVisible && !m_display.Damage().isEmpty()) {
+        m_changed = -1;  // what changed before was for nobody
+        OnDamage();
+    }
+}
+
 void FrameSender::OnDrained() {
     if (!m_display.Damage().isEmpty()) {
         OnDamage();
@@ -148,8 +156,8 @@ void FrameSender::AppendTile(const QImage& picture, const QRect& rect, bool bMov
 }
 
 void FrameSender::Send() {
-    if (m_display.Damage().isEmpty() || !MaySend()) {
-        return;  // the answer of the page or the socket brings it back here
+    if (!m_bVisible || m_display.Damage().isEmpty() || !MaySend()) {
+        return;  // the page's word, its answer or the socket brings it back here
     }
     NoteMovement();
     const QRegion damage = m_display.Damage();

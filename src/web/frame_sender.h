@@ -41,6 +41,8 @@ public:
     void OnDamage();
     // The page has drawn the frame of this number.
     void OnAck(std::uint32_t frame);
+    // Whether anybody sees the page; nothing is sent while nobody does.
+    void SetVisible(bool bVisible);
     // The socket has taken all there was.
     void OnDrained();
     // What was counted since the last call.
@@ -76,6 +78,7 @@ private:
     // When a block of the display changed last, and before that.
     std::map<int, std::array<qint64, 2>> m_changes;
     int m_quality = 80;
+    bool m_bVisible = true;
     Counts m_counts;
 };
 

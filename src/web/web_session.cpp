@@ -7,10 +7,13 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDeadlineTimer>
 #include <QtCore/QSocketNotifier>
+#include <QtWidgets/QApplication>
+#include <algorithm>
 #include <array>
 
 #include "console/view_geometry.h"
 #include "persist/log_file.h"
+#include "persist/string_table.h"
 #include "web/json_rpc.h"
 #include "web/page_protocol.h"
 #include "web/remote_display.h"
@@ -21,6 +24,7 @@ namespace {
 
 constexpr int kOrderMs = 3000;
 constexpr int kCountsMs = 60000;
+constexpr std::uint32_t kWordIds[] = {6751, 6752};
 // Sound that the page does not take in time is dropped: it would be heard too late.
 constexpr int kMostSoundBlocks = 16;
 constexpr std::size_t kMostPendingForSound = 512 * 1024;
@@ -55,14 +59,17 @@ WebSession::WebSession(const SessionOrder& order)
                 [this](std::span<const std::uint8_t> bytes) { OnBinary(bytes); },
                 [] { QCoreApplication::exit(0); }, [this] { m_frames.OnDrained(); }}),
       m_frames(RemoteDisplay::Instance(), m_socket),
+      m_text(RemoteDisplay::Instance(),
+             [this](std::vector<std::uint8_t> message) { m_socket.SendBinary(std::move(message)); }),
       m_hostGone(std::make_unique<QSocketNotifier>(kSessionOrderFd, QSocketNotifier::Read)) {
     connect(m_hostGone.get(), &QSocketNotifier::activated, this, [this] {
         m_hostGone->setEnabled(false);
         QCoreApplication::exit(0);
     });
     RemoteDisplay::Instance().SetListener(
-        [this] { m_frames.OnDamage(); },
-        [this](const QCursor& cursor) { m_socket.SendBinary(CursorMessage(cursor)); });
+        {[this] { m_frames.OnDamage(); },
+         [this](const QCursor& cursor) { m_socket.SendBinary(CursorMessage(cursor)); },
+         [this](bool bOn) { m_socket.SendBinary(FullScreenMessage(bOn)); }});
     PrepareSound();
     connect(&m_countsTimer, &QTimer::timeout, this, [this] { TraceCounts(); });
     m_countsTimer.start(kCountsMs);
@@ -82,11 +89,12 @@ WebSession::WebSession(const SessionOrder& order)
         impl.SetLanguage(*defaults.language);
     }
     m_bHostAuth = !defaults.auth.empty();
+    TellWords();
 }
 
 WebSession::~WebSession() {
     TraceCounts();
-    RemoteDisplay::Instance().SetListener({}, {});
+    RemoteDisplay::Instance().SetListener({});
     m_sound->EndSession();
     m_client.DestroyControlWindow();
 }
@@ -132,17 +140,32 @@ void WebSession::Activate() {
         return;
     }
     m_bActive = true;
-    m_host.setGeometry(RemoteDisplay::Instance().Area());
+    const RemoteDisplay& display = RemoteDisplay::Instance();
+    m_host.setGeometry(QRect(QPoint(0, 0), (QSizeF(display.Size()) / display.Ratio()).toSize()));
     m_host.show();
     m_client.CreateControlWindow(&m_host).show();
 }
 
-void WebSession::Resize(const QSize& size) {
+// The windows are laid out in units, of which there are whole ones.
+void WebSession::Resize(const QSize& size, double ratio) {
+    const auto whole = [ratio](int pixels, int least, int most) {
+        return std::clamp(static_cast<int>(pixels / ratio), least, std::max(least, most));
+    };
+    const int most = static_cast<int>(RemoteDisplay::kMaxSide / ratio);
+    const QSize units(whole(size.width(), kMinConsoleWidth, most),
+                      whole(size.height(), kMinConsoleHeight, most));
     RemoteDisplay& display = RemoteDisplay::Instance();
-    display.SetSize(size.expandedTo(QSize(kMinConsoleWidth, kMinConsoleHeight)));
+    const bool bNewRatio = ratio != display.Ratio();
+    display.SetSize((QSizeF(units) * ratio).toSize(), ratio);
+    m_socket.SendBinary(DisplayMessage(display.Size(), ratio));
     Activate();
-    m_host.setGeometry(display.Area());
-    m_client.ControlWindow()->resize(display.Size());
+    m_host.setGeometry(QRect(QPoint(0, 0), units));
+    m_client.ControlWindow()->resize(units);
+    if (bNewRatio) {
+        for (QWidget* const window : QApplication::topLevelWidgets()) {
+            window->update();
+        }
+    }
 }
 
 void WebSession::OnBinary(std::span<const std::uint8_t> bytes) {
@@ -152,7 +175,16 @@ void WebSession::OnBinary(std::span<const std::uint8_t> bytes) {
             m_socket.Close(WsClose::Refused);
             break;
         case PageMessage::Kind::Size:
-            Resize(message.size);
+            Resize(message.size, message.ratio);
+            break;
+        case PageMessage::Kind::Visible:
+            m_frames.SetVisible(message.bVisible);
+            break;
+        case PageMessage::Kind::Text:
+            m_text.Commit(message.text);
+            break;
+        case PageMessage::Kind::Paste:
+            m_text.Paste(message.text);
             break;
         case PageMessage::Kind::Drawn:
             m_frames.OnAck(message.frame);
@@ -173,6 +205,28 @@ void WebSession::OnText(std::string_view text) {
     if (!answer.empty()) {
         m_socket.SendText(answer);
     }
+    TellWords();
+}
+
+// What the element says when the session is gone, in the console's language.
+void WebSession::TellWords() {
+    std::vector<std::string> words;
+    for (const std::uint32_t id : kWordIds) {
+        words.push_back(LoadString(id));
+    }
+    if (words == m_words) {
+        return;
+    }
+    m_words = words;
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        m_socket.SendBinary(WordsMessage(static_cast<std::uint8_t>(i), words[i]));
+    }
+}
+
+void WebSession::OnChgLanguage(int language) {
+    Raise("OnChgLanguage", {language});
+    // The language is loaded once the page has heard of it.
+    QTimer::singleShot(0, this, [this] { TellWords(); });
 }
 
 // Properties come before the control's window. A page that shows no picture gets the control with the first

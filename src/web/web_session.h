@@ -13,6 +13,7 @@
 #include "control/host_ports.h"
 #include "web/frame_sender.h"
 #include "web/page_sound.h"
+#include "web/page_text.h"
 #include "web/web_settings.h"
 #include "web/web_socket.h"
 
@@ -43,7 +44,8 @@ private:
     CallResult Get(std::string_view name);
     CallResult Put(std::string_view name, std::span<const Variant> arguments);
     void Activate();
-    void Resize(const QSize& size);
+    void Resize(const QSize& size, double ratio);
+    void TellWords();
     void PrepareSound();
     void TraceCounts();
     void Raise(std::string_view name, std::initializer_list<Variant> arguments);
@@ -51,7 +53,7 @@ private:
     void OnLogout(int reason) override { Raise("OnLogout", {reason}); }
     void OnNeedGetNewVersion(int param) override { Raise("OnNeedGetNewVersion", {param}); }
     void OnLogin(int param) override { Raise("OnLogin", {param}); }
-    void OnChgLanguage(int language) override { Raise("OnChgLanguage", {language}); }
+    void OnChgLanguage(int language) override;
     void OnGotoPage(int param) override { Raise("OnGotoPage", {param}); }
     void OnGotoServer(int param, const std::string& url) override { Raise("OnGotoServer", {param, url}); }
 
@@ -62,6 +64,8 @@ private:
     CTR450Client m_client;
     WebSocket m_socket;
     FrameSender m_frames;
+    PageText m_text;
+    std::vector<std::string> m_words;  // as the page knows them
     QTimer m_countsTimer;
     std::unique_ptr<QSocketNotifier> m_hostGone;
     const std::shared_ptr<PageSound> m_sound = std::make_shared<PageSound>();
