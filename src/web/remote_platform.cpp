@@ -221,7 +221,16 @@ void RemoteBackingStore::flush(QWindow* flushed, const QRegion& region, const QP
     }
 }
 
+// Widgets that keep their size in units do not ask for another picture when a unit has other pixels.
+void RemoteBackingStore::beginPaint(const QRegion& region) {
+    if (m_ratio != RemoteDisplay::Instance().Ratio() && window()->handle() != nullptr) {
+        resize(window()->handle()->geometry().size(), {});
+    }
+    QPlatformBackingStore::beginPaint(region);
+}
+
 void RemoteBackingStore::resize(const QSize& size, const QRegion&) {
+    m_ratio = RemoteDisplay::Instance().Ratio();
     if (m_image.size() != size) {
         const bool bAlpha = window()->requestedFormat().hasAlpha();
         m_image = QImage(size, bAlpha ? QImage::Format_ARGB32_Premultiplied : QImage::Format_RGB32);

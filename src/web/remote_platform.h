@@ -63,11 +63,13 @@ public:
     QPaintDevice* paintDevice() override { return &m_image; }
     QImage toImage() const override { return m_image; }
     void flush(QWindow* window, const QRegion& region, const QPoint& offset) override;
+    void beginPaint(const QRegion& region) override;
     void resize(const QSize& size, const QRegion& staticContents) override;
     bool scroll(const QRegion& area, int dx, int dy) override;
 
 private:
     QImage m_image;
+    double m_ratio = 1;  // when it got its size
 };
 
 class RemoteCursor final : public QPlatformCursor {

@@ -162,8 +162,9 @@ void WebSession::Resize(const QSize& size, double ratio) {
     m_host.setGeometry(QRect(QPoint(0, 0), units));
     m_client.ControlWindow()->resize(units);
     if (bNewRatio) {
-        for (QWidget* const window : QApplication::topLevelWidgets()) {
-            window->update();
+        // Each one: opaque children do not follow their parents.
+        for (QWidget* const widget : QApplication::allWidgets()) {
+            widget->update();
         }
     }
 }
