@@ -40,6 +40,28 @@ void Leave(j_common_ptr info) {
     std::longjmp(static_cast<ErrorExit*>(static_cast<void*>(info->err))->jump, 1);
 }
 
+void FeedRows(jpeg_compress_struct& info, std::uint8_t* rows, std::size_t stride) {
+    JSAMPROW y[kSide];
+    JSAMPROW u[kHalf];
+    JSAMPROW v[kHalf];
+    JSAMPARRAY planes[] = {y, u, v};
+    while (info.next_scanline < info.image_height) {
+        for (JSAMPROW& row : y) {
+            row = rows;
+            rows += stride;
+        }
+        for (JSAMPROW& row : u) {
+            row = rows;
+            rows += stride / 2;
+        }
+        for (JSAMPROW& row : v) {
+            row = rows;
+            rows += stride / 2;
+        }
+        jpeg_write_raw_data(&info, planes, kSide);
+    }
+}
+
 // `rows` holds, for each row of blocks, 16 rows of luma of `stride` bytes and 8 rows of half of that for each
 // of the others. Nothing with a destructor lives here, since an error leaves by a jump.
 bool CompressRows(std::uint8_t* rows, std::size_t stride, int width, int height, unsigned char** data,
@@ -62,25 +84,7 @@ bool CompressRows(std::uint8_t* rows, std::size_t stride, int width, int height,
     jpeg_set_quality(&info, kQuality, TRUE);
     info.raw_data_in = TRUE;
     jpeg_start_compress(&info, TRUE);
-    JSAMPROW y[kSide];
-    JSAMPROW u[kHalf];
-    JSAMPROW v[kHalf];
-    JSAMPARRAY planes[] = {y, u, v};
-    while (info.next_scanline < info.image_height) {
-        for (JSAMPROW& row : y) {
-            row = rows;
-            rows += stride;
-        }
-        for (JSAMPROW& row : u) {
-            row = rows;
-            rows += stride / 2;
-        }
-        for (JSAMPROW& row : v) {
-            row = rows;
-            rows += stride / 2;
-        }
-        jpeg_write_raw_data(&info, planes, kSide);
-    }
+    FeedRows(info, rows, stride);
     jpeg_finish_compress(&info);
     jpeg_destroy_compress(&info);
     return true;
