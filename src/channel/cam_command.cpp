@@ -79,8 +79,7 @@ void SendPtzCmd(ChannelCore& core, const CamCmd& command, const FlagWord& bAbort
         return post(PtzResult::BadStatus);
     }
     // What the reply says has no meaning for the channel; that there is one has.
-    const bool bEmpty = exchange.ReadSome(2048, 10000).empty();
-    post(PtzResult::Done, bEmpty ? kPtzError : 0);
+    post(PtzResult::Done, exchange.HasBody(2048, 10000) ? 0 : kPtzError);
 }
 
 std::pair<RecordingResult, int> Record(ChannelCore& core, bool bOn, const FlagWord& bAbort) {

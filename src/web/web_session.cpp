@@ -1,5 +1,6 @@
 #include "web/web_session.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -23,6 +24,9 @@ constexpr int kOrderMs = 3000;
 // Sound that the page does not take in time is dropped: it would be heard too late.
 constexpr int kMostSoundBlocks = 16;
 constexpr std::size_t kMostPendingForSound = 512 * 1024;
+
+constexpr std::size_t kMostWaiting = 64;
+constexpr std::size_t kMostWaitingBytes = 1024 * 1024;
 
 unsigned long long Number(std::uint64_t value) {
     return value;
@@ -59,6 +63,7 @@ WebSession::WebSession(const SessionOrder& order)
         m_hostGone->setEnabled(false);
         QCoreApplication::exit(0);
     });
+    ::fcntl(kSessionOrderFd, F_SETFD, FD_CLOEXEC);  // nothing that the session starts has it
     RemoteDisplay::Instance().SetListener(
         [this] { m_frames.OnDamage(); },
         [this](const QCursor& cursor) { m_socket.SendBinary(CursorMessage(cursor)); });
@@ -69,6 +74,7 @@ WebSession::WebSession(const SessionOrder& order)
     const SessionDefaults& defaults = order.defaults;
     CTR450ClientImpl& impl = m_client.Impl();
     impl.SetClientSite(this);
+    impl.SetSharePort(&m_shares);
     impl.SetServerIP(defaults.server);
     impl.SetServerPort(defaults.port);
     impl.SetAuthData(defaults.auth);
@@ -156,7 +162,28 @@ void WebSession::OnBinary(std::span<const std::uint8_t> bytes) {
     }
 }
 
+// A call that waits for a share handles events meanwhile, the page's next calls among them: they wait for
+// their turn, as they do for any other call.
 void WebSession::OnText(std::string_view text) {
+    if (m_shares.IsConnecting()) {
+        m_waitingBytes += text.size();
+        m_waiting.emplace_back(text);
+        if (m_waiting.size() > kMostWaiting || m_waitingBytes > kMostWaitingBytes) {
+            m_waiting.clear();
+            m_socket.Close(WsClose::Refused);
+        }
+        return;
+    }
+    Answer(text);
+    while (!m_waiting.empty() && !m_shares.IsConnecting()) {
+        const std::string next = std::move(m_waiting.front());
+        m_waiting.pop_front();
+        m_waitingBytes -= next.size();
+        Answer(next);
+    }
+}
+
+void WebSession::Answer(std::string_view text) {
     const std::string answer = AnswerJsonRpc(
         text, [this](std::string_view name, MemberKind kind, std::span<const Variant> arguments) {
             return Call(name, kind, arguments);

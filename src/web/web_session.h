@@ -3,6 +3,7 @@
 
 #include <QtCore/QObject>
 #include <QtWidgets/QWidget>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
@@ -10,6 +11,7 @@
 #include "control/automation.h"
 #include "control/client.h"
 #include "control/host_ports.h"
+#include "control/smb_shares.h"
 #include "web/frame_sender.h"
 #include "web/page_sound.h"
 #include "web/web_settings.h"
@@ -37,6 +39,7 @@ public:
 
 private:
     void OnText(std::string_view text);
+    void Answer(std::string_view text);
     void OnBinary(std::span<const std::uint8_t> bytes);
     CallResult Call(std::string_view name, MemberKind kind, std::span<const Variant> arguments);
     CallResult Get(std::string_view name);
@@ -57,12 +60,16 @@ private:
     void HostUIControl(int, const Variant&) override {}
 
     QWidget m_host;
+    SmbShares m_shares;
     CTR450Client m_client;
     WebSocket m_socket;
     FrameSender m_frames;
     std::unique_ptr<QSocketNotifier> m_hostGone;
     const std::shared_ptr<PageSound> m_sound = std::make_shared<PageSound>();
     const std::shared_ptr<std::atomic<int>> m_soundBlocks = std::make_shared<std::atomic<int>>(0);
+    // Texts of the page that came while a call waited for a share.
+    std::deque<std::string> m_waiting;
+    std::size_t m_waitingBytes = 0;
     // The credential is the host's, which no page may read and which goes to no other recorder.
     bool m_bHostAuth = false;
     bool m_bActive = false;
