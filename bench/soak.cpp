@@ -2,6 +2,7 @@
 // while a channel changes its code, and the option for the cameras' own streams goes on and off.
 // soak MINUTES RECORDER CONFIG, with the recorder's program and a configuration that knows admin:admin.
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -104,9 +105,7 @@ public:
         const pid_t child = fork();
         if (child == 0) {
             // Only its status is of interest.
-            if (std::freopen("/dev/null", "w", stdout) == nullptr) {
-                _exit(127);
-            }
+            dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
             execl(program_.c_str(), program_.c_str(), "--control", control_.c_str(), "--send",
                   command.c_str(), nullptr);
             _exit(127);
@@ -142,6 +141,7 @@ public:
         });
         std::printf("%4s | %9s %7s %5s | %9s %7s %5s | %8s %6s %6s %6s\n", "min", "client MB", "threads",
                     "files", "recorder", "threads", "files", "pictures", "silent", "codes", "source");
+        std::fflush(stdout);
         QApplication::exec();
         return !failed_ && Holds("client", client_) && Holds("recorder", records_);
     }

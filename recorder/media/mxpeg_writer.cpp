@@ -251,10 +251,13 @@ bool MxpegWriter::WritePartial() {
     data_.insert(data_.end(), mask_.begin(), mask_.end());
     const auto scan = ScanData(jpeg_);
     const auto scanSize = static_cast<std::size_t>(jpeg_.end() - scan);
-    if (const std::size_t size = data_.size() + std::size(kScan) + scanSize; size < kShortest) {
+    constexpr std::size_t kCommentHead = 4;
+    if (const std::size_t size = data_.size() + kCommentHead + std::size(kScan) + scanSize;
+        size < kShortest + kCommentHead) {
+        const std::size_t filling = size < kShortest ? kShortest - size : 0;
         data_.insert(data_.end(), {kMarker, kComment});
-        PutWord(data_, 2 + kShortest - size);
-        data_.resize(data_.size() + kShortest - size);
+        PutWord(data_, 2 + filling);
+        data_.resize(data_.size() + filling);
     }
     data_.insert(data_.end(), std::begin(kScan), std::end(kScan));
     data_.insert(data_.end(), scan, jpeg_.cend());
