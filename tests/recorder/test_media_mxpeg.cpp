@@ -4,7 +4,11 @@
 #include <libyuv.h>
 
 #include "codec/mxpeg_adapter.h"
+#include "media/matroska_writer.h"
 #include "media/mxpeg_writer.h"
+#include "media/picture_source.h"
+#include "media_tools.h"
+#include "support/temp_folder.h"
 
 namespace {
 
@@ -116,6 +120,32 @@ TEST(MediaMxpeg, AStillPictureIsSmallAndAnotherSceneWhole) {
     Paint(*picture, 0, 0, 48, 200, 100, 100);
     ASSERT_TRUE(writer.Write(*picture, false));
     EXPECT_TRUE(writer.IsWhole());
+}
+
+TEST(MediaMxpeg, RecordingsKeepTheWholePictures) {
+    const kvtest::TempFolder folder;
+    const auto packets = kvtest::EncodeTestPictures({kvrecorder::Codec::Mxpeg, 64, 48, 15, 6}, 12);
+    {
+        kvrecorder::MatroskaWriter file(folder.File("m.mkv"), packets[0]);
+        for (std::size_t i = 1; i < packets.size(); ++i) {
+            file.Write(packets[i]);
+        }
+    }
+    const auto keys = std::count_if(packets.begin(), packets.end(), [](const auto& p) { return p->key; });
+    EXPECT_LT(keys, 12);
+    kvrecorder::SourceConfig config;
+    config.file = folder.File("m.mkv");
+    const auto source = kvrecorder::CreateFileSource(config);
+    EXPECT_EQ(source->Streams()[0].codec, kvrecorder::Codec::Mjpeg);
+    AVFormatContext* opened = nullptr;
+    ASSERT_EQ(avformat_open_input(&opened, config.file.c_str(), nullptr, nullptr), 0);
+    const AvPtr<AVFormatContext> input(opened);
+    const AvPtr<AVPacket> packet(av_packet_alloc());
+    int count = 0;
+    for (; av_read_frame(input.get(), packet.get()) == 0; ++count) {
+        av_packet_unref(packet.get());
+    }
+    EXPECT_EQ(count, keys);
 }
 
 // The bits of the changed blocks can look like the mark of the picture's end.
