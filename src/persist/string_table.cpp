@@ -265,6 +265,7 @@ constexpr Row kEnglish[] = {
     {6613, "No events"},
     {6614, "and %1 more"},
     {6700, "This camera's format needs its maker's library, which is not on this computer."},
+    {6701, "The sound of this camera needs its maker's library, which is not on this computer."},
     {6750, "This control can't be run under inactivate mode."},
     {6751, "The connection to the console is lost. Connecting again..."},
     {6752, "The console cannot be reached. Still trying..."},
