@@ -80,7 +80,7 @@ TEST(PlaybackShares, HostileListsEnd) {
     shares.SetPort(&port);
     EXPECT_EQ(shares.Prepare(kGuard, std::string(PlaybackShares::kMaxListBytes + 1, 'a')), -1);
     EXPECT_THAT(port.Take(), IsEmpty());
-    EXPECT_EQ(shares.Prepare(kGuard, std::string(PlaybackShares::kMaxListBytes, '+')), -1);
+    EXPECT_EQ(shares.Prepare(kGuard, std::string(PlaybackShares::kMaxShares + 9, '+')), -1);
     EXPECT_EQ(port.Take().size(), std::size_t{PlaybackShares::kMaxShares});
     shares.Unprepare();
     port.Take();

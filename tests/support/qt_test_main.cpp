@@ -8,6 +8,11 @@ extern "C" const char* __tsan_default_suppressions();
 extern "C" const char* __tsan_default_suppressions() {
     return "race:libQt6Core.so\nrace:libQt6Gui.so\n";
 }
+// QProcess forks in a way that the sanitizer takes for this process's own.
+extern "C" const char* __tsan_default_options();
+extern "C" const char* __tsan_default_options() {
+    return "die_after_fork=0";
+}
 #endif
 
 int main(int argc, char** argv) {
