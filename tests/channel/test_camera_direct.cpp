@@ -301,6 +301,7 @@ TEST_F(DirectCamera, SoundIsAskedForOnlyWhileItIsWanted) {
     camera->StartPlaying(true, true);
     EXPECT_TRUE(WaitUntil([&] { return recorder.ConnectionCount() > 0; }));
     EXPECT_EQ(device.ConnectionCount(), all);
+    camera.reset();  // before its clock
 }
 
 }  // namespace
