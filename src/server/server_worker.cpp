@@ -29,6 +29,12 @@ Milliseconds RetryDelay(std::uint32_t nErrorCount) {
 }
 
 bool WaitRetry(Clock& clock, Event& event, const FlagWord& flag, std::uint32_t nErrorCount) {
+    const std::atomic<std::uint32_t> fixed(nErrorCount);
+    return WaitRetry(clock, event, flag, fixed);
+}
+
+bool WaitRetry(Clock& clock, Event& event, const FlagWord& flag,
+               const std::atomic<std::uint32_t>& nErrorCount) {
     bool set = clock.Wait(event, Milliseconds(0));
     for (int i = 0; i < RetryRounds(nErrorCount) && flag == 0 && !set; ++i) {
         set = clock.Wait(event, kRetryRound);
@@ -230,7 +236,7 @@ void ServerWorker::RunQueries(Round& round) {
 
 // True if the thread goes on.
 bool ServerWorker::WaitAfterRound(Round& round) {
-    const auto retry = [&](std::uint32_t count) {
+    const auto retry = [&](const auto& count) {
         return !WaitRetry(m_clock, m_hExitEvent, m_bHttpTranFlag, count);
     };
     switch (m_nGetMode) {
@@ -243,7 +249,7 @@ bool ServerWorker::WaitAfterRound(Round& round) {
             }
             Event* const refresh = &m_hRefreshEvent;
             m_clock.WaitAny(std::span(&refresh, 1), std::nullopt);
-            return retry(0);
+            return retry(std::uint32_t{0});
         }
         case 2:
             return retry(kFixedRetryCount);

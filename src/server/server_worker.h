@@ -28,6 +28,10 @@ struct ConnectInfo {
 // Waits 0 ms, then rounds of 500 ms until the event is set, the flag is set, or the count's limit is
 // reached: 2 rounds below 3 failures, 10 up to 7, 30 from 8 on. True if the event ended the wait.
 bool WaitRetry(Clock& clock, Event& event, const FlagWord& flag, std::uint32_t nErrorCount);
+// The same with a count that may rise meanwhile: the console counts a failure when its message arrives, and a
+// refused connection is back here before that.
+bool WaitRetry(Clock& clock, Event& event, const FlagWord& flag,
+               const std::atomic<std::uint32_t>& nErrorCount);
 // What WaitRetry waits when nothing happens.
 Milliseconds RetryDelay(std::uint32_t nErrorCount);
 

@@ -129,6 +129,25 @@ TEST_F(Info, AServerOutOfReachCostsOneMessageARoundAndLongerWaits) {
     EXPECT_EQ(std::count(waits.begin(), waits.begin() + 31, Milliseconds(500)), 30);
 }
 
+TEST_F(Info, AFailureThatIsCountedDuringTheWaitLengthensIt) {
+    FakeClock slow;
+    CKelvaraInfo refused(slow);
+    refused.SetConnectInfo(0, "127.0.0.1", UnusedPort(), "u", "p");
+    refused.SetNotifyWnd(WindowHandle(log));
+    refused.RaiseErrorCount();
+    refused.RaiseErrorCount();
+    refused.StartGetKelvaraInfo(false);
+    ASSERT_TRUE(WaitUntil([&] { return slow.Waits().size() == 2; }));
+    refused.RaiseErrorCount();
+    for (std::size_t waits = 3; waits <= 11; ++waits) {
+        slow.Advance(Milliseconds(500));
+        ASSERT_TRUE(WaitUntil([&] { return slow.Waits().size() == waits; }));
+    }
+    EXPECT_EQ(log->All().size(), 1u) << "asked again before 5 s were over";
+    slow.Advance(Milliseconds(500));
+    EXPECT_EQ(Messages(2).size(), 2u);
+}
+
 TEST_F(Info, AFailedListStillReadsTheDiskAndTheNextRootIsTried) {
     recorder.AnswerAll(1);
     recorder.On("/cgi-bin/get_init_info.cgi",
