@@ -41,6 +41,7 @@ void CBaseCamera::StartCameraThreads() {
     };
     start(m_core->m_commandThread, true, DoCamCmdLoop);
     StopVideoThread(true);
+    Trace("CBaseCamera::StartVideoThread: m_uCHInMainDlg=%u, Enter...\n", m_core->m_uCHInMainDlg.load());
     start(m_core->m_videoThread, false, DoVideoLoop);
     start(m_core->m_decodeThread, false, DoDecodeLoop);
 }
@@ -118,6 +119,9 @@ void CBaseCamera::StartPlaying(bool bPlayAudio, bool bUIPlayAudio) {
     if (IsVideoRunning()) {
         return;
     }
+    // Known before the connection is made, so that a view size which asks for the same stream leaves it
+    // alone.
+    m_core->m_nStreamId = m_core->SelectStreamId();
     m_core->m_bDecodePlaying = true;
     m_core->m_frameRate.Clear();
     m_core->m_decodeThread.Control()->run.Set();

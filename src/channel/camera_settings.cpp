@@ -175,6 +175,7 @@ bool CBaseCamera::HasMonitorRight() const {
 
 void CBaseCamera::SetCHInMainDlg(std::uint32_t n) {
     m_core->m_uCHInMainDlg = n;
+    m_core->m_picture.SetCHInMainDlg(n);
 }
 
 std::uint32_t CBaseCamera::GetCHInMainDlg() const {

@@ -11,7 +11,7 @@ ChannelFactories& Factories() {
     static ChannelFactories factories{
         .waveOutput = []() -> std::unique_ptr<WaveOutput> { return std::make_unique<CWaveOutDevice>(); },
         .mxpegDecoder = MakeOpenMxpegDecoder,
-        .vivotekDecoder = MakeOpenVivotekDecoder};
+        .vivotekDecoder = MakeSiteVivotekDecoder};
     return factories;
 }
 
@@ -95,6 +95,15 @@ void ChannelCore::FlushAndResetDecoder() {
 
 void ChannelCore::ReleasePicture() {
     m_frames.AddRecycleFrame(m_picture.ReleasePicture());
+}
+
+void ChannelCore::ShowText(std::uint32_t uStringId) {
+    WindowHandle hViewWnd;
+    {
+        const std::lock_guard lock(m_cs);
+        hViewWnd = m_hViewWnd;
+    }
+    hViewWnd.Post(kMsgShowText, uStringId, 0);
 }
 
 void ChannelCore::AddCamCmd(std::uint32_t dwCmd, std::uint32_t dwArg) {

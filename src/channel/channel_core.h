@@ -105,6 +105,8 @@ struct ChannelCore {
     void RefreshSourceLines();
     // The line that tells the size chosen by the user.
     void RefreshFixSizeLine();
+    // Shows a text in the cell for a while.
+    void ShowText(std::uint32_t uStringId);
     void AddCamCmd(std::uint32_t dwCmd, std::uint32_t dwArg);
 
     Clock& clock;
