@@ -121,7 +121,7 @@ void CBaseCamera::StartPlaying(bool bPlayAudio, bool bUIPlayAudio) {
     }
     // Known before the connection is made, so that a view size which asks for the same stream leaves it
     // alone.
-    m_core->m_nStreamId = m_core->SelectStreamId();
+    m_core->m_nStreamId = m_core->WantedStreamId();
     m_core->m_bDecodePlaying = true;
     m_core->m_frameRate.Clear();
     m_core->m_decodeThread.Control()->run.Set();
