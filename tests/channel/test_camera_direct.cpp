@@ -82,6 +82,7 @@ protected:
     }
     std::string Line(SubString line) const { return camera->Picture().GetSubString(line); }
 
+    FakeClock clock{true};  // outlives the channel
     std::shared_ptr<CBaseCamera> camera;
 };
 
@@ -170,7 +171,6 @@ TEST_F(DirectCamera, ACameraThatIsNotThereIsTriedByItsOtherWay) {
     tree.databasePath = folder.File("settings.db");
     Registry().InitRegistry(false, tree);
     for (const bool refused : {true, false}) {
-        FakeClock clock(true);
         ScriptedServer none([](Peer& peer) {
             peer.ReadHead();
             peer.Write(HttpReply(404, "Not Found", ""));
@@ -244,7 +244,6 @@ TEST_F(DirectCamera, OutlivesWhatACameraDoes) {
     for (const std::string& reply :
          {std::string(), std::string("HTTP/1.0 500 Broken\r\n\r\n"), kGood, kGood + half,
           kGood + wrong + good, kGood + "--edge\r\nContent-Length: 60000000\r\n\r\n"}) {
-        FakeClock clock(true);
         std::atomic<bool> recovers{false};
         ScriptedServer device([&](Peer& peer) {
             peer.ReadHead();
@@ -272,7 +271,6 @@ TEST_F(DirectCamera, OutlivesWhatACameraDoes) {
 
 // The plain camera has no request for sound: a connection opens and closes, and only while sound is wanted.
 TEST_F(DirectCamera, SoundIsAskedForOnlyWhileItIsWanted) {
-    FakeClock clock(true);
     std::atomic<int> silent{0};
     ScriptedServer device([&](Peer& peer) {
         if (peer.ReadHead().empty()) {
