@@ -82,7 +82,7 @@ protected:
     }
     std::string Line(SubString line) const { return camera->Picture().GetSubString(line); }
 
-    FakeClock clock{true};  // outlives the channel
+    FakeClock fakeClock{true};  // outlives the channel
     std::shared_ptr<CBaseCamera> camera;
 };
 
@@ -180,7 +180,7 @@ TEST_F(DirectCamera, ACameraThatIsNotThereIsTriedByItsOtherWay) {
         CameraSettings settings = SettingsFor(refused ? kvtest::UnusedPort() : none.Port(), recorder.Port());
         settings.m_NetworkSetting[1].szAddress = "127.0.0.1";
         settings.m_NetworkSetting[1].nPort = device.Port();
-        Play(settings, clock);
+        Play(settings, fakeClock);
         ASSERT_TRUE(Shown(1));
         EXPECT_EQ(none.ConnectionCount(), refused ? 0 : 7);
         EXPECT_EQ(device.ConnectionCount(), 1);
@@ -190,7 +190,7 @@ TEST_F(DirectCamera, ACameraThatIsNotThereIsTriedByItsOtherWay) {
         ASSERT_TRUE(camera->StopCameraThreads(true));
 
         // The next run begins with the way that led somewhere.
-        const auto again = CreateCamera(&settings, clock);
+        const auto again = CreateCamera(&settings, fakeClock);
         *again = settings;
         again->SetRegFolder("Site");
         again->LoadCameraSettings();
@@ -253,7 +253,7 @@ TEST_F(DirectCamera, OutlivesWhatACameraDoes) {
             }
         });
         ScriptedServer recorder([](Peer& peer) { peer.Hold(); });
-        Play(SettingsFor(device.Port(), recorder.Port()), clock);
+        Play(SettingsFor(device.Port(), recorder.Port()), fakeClock);
         EXPECT_TRUE(device.WaitForHeads(3)) << reply;
         recovers = true;
         EXPECT_TRUE(Shown(1)) << reply;
@@ -281,7 +281,7 @@ TEST_F(DirectCamera, SoundIsAskedForOnlyWhileItIsWanted) {
         peer.Hold();
     });
     ScriptedServer recorder([](Peer& peer) { peer.Hold(); });
-    Play(SettingsFor(device.Port(), recorder.Port()), clock);
+    Play(SettingsFor(device.Port(), recorder.Port()), fakeClock);
     camera->SetSupportAudio(true);
     camera->StartAudioThread(false);
     ASSERT_TRUE(Shown(1));
