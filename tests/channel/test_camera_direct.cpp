@@ -82,6 +82,7 @@ protected:
     }
     std::string Line(SubString line) const { return camera->Picture().GetSubString(line); }
 
+    FakeClock fakeClock{true};  // outlives the channel
     std::shared_ptr<CBaseCamera> camera;
 };
 
@@ -170,7 +171,6 @@ TEST_F(DirectCamera, ACameraThatIsNotThereIsTriedByItsOtherWay) {
     tree.databasePath = folder.File("settings.db");
     Registry().InitRegistry(false, tree);
     for (const bool refused : {true, false}) {
-        FakeClock clock(true);
         ScriptedServer none([](Peer& peer) {
             peer.ReadHead();
             peer.Write(HttpReply(404, "Not Found", ""));
@@ -180,7 +180,7 @@ TEST_F(DirectCamera, ACameraThatIsNotThereIsTriedByItsOtherWay) {
         CameraSettings settings = SettingsFor(refused ? kvtest::UnusedPort() : none.Port(), recorder.Port());
         settings.m_NetworkSetting[1].szAddress = "127.0.0.1";
         settings.m_NetworkSetting[1].nPort = device.Port();
-        Play(settings, clock);
+        Play(settings, fakeClock);
         ASSERT_TRUE(Shown(1));
         EXPECT_EQ(none.ConnectionCount(), refused ? 0 : 7);
         EXPECT_EQ(device.ConnectionCount(), 1);
@@ -190,7 +190,7 @@ TEST_F(DirectCamera, ACameraThatIsNotThereIsTriedByItsOtherWay) {
         ASSERT_TRUE(camera->StopCameraThreads(true));
 
         // The next run begins with the way that led somewhere.
-        const auto again = CreateCamera(&settings, clock);
+        const auto again = CreateCamera(&settings, fakeClock);
         *again = settings;
         again->SetRegFolder("Site");
         again->LoadCameraSettings();
@@ -244,7 +244,6 @@ TEST_F(DirectCamera, OutlivesWhatACameraDoes) {
     for (const std::string& reply :
          {std::string(), std::string("HTTP/1.0 500 Broken\r\n\r\n"), kGood, kGood + half,
           kGood + wrong + good, kGood + "--edge\r\nContent-Length: 60000000\r\n\r\n"}) {
-        FakeClock clock(true);
         std::atomic<bool> recovers{false};
         ScriptedServer device([&](Peer& peer) {
             peer.ReadHead();
@@ -254,7 +253,7 @@ TEST_F(DirectCamera, OutlivesWhatACameraDoes) {
             }
         });
         ScriptedServer recorder([](Peer& peer) { peer.Hold(); });
-        Play(SettingsFor(device.Port(), recorder.Port()), clock);
+        Play(SettingsFor(device.Port(), recorder.Port()), fakeClock);
         EXPECT_TRUE(device.WaitForHeads(3)) << reply;
         recovers = true;
         EXPECT_TRUE(Shown(1)) << reply;
@@ -272,7 +271,6 @@ TEST_F(DirectCamera, OutlivesWhatACameraDoes) {
 
 // The plain camera has no request for sound: a connection opens and closes, and only while sound is wanted.
 TEST_F(DirectCamera, SoundIsAskedForOnlyWhileItIsWanted) {
-    FakeClock clock(true);
     std::atomic<int> silent{0};
     ScriptedServer device([&](Peer& peer) {
         if (peer.ReadHead().empty()) {
@@ -283,7 +281,7 @@ TEST_F(DirectCamera, SoundIsAskedForOnlyWhileItIsWanted) {
         peer.Hold();
     });
     ScriptedServer recorder([](Peer& peer) { peer.Hold(); });
-    Play(SettingsFor(device.Port(), recorder.Port()), clock);
+    Play(SettingsFor(device.Port(), recorder.Port()), fakeClock);
     camera->SetSupportAudio(true);
     camera->StartAudioThread(false);
     ASSERT_TRUE(Shown(1));
