@@ -260,6 +260,7 @@ constexpr Row kEnglish[] = {
     {6614, "and %1 more"},
     {6700, "This camera's format needs its maker's library, which is not on this computer."},
     {6750, "This control can't be run under inactivate mode."},
+    {6760, "Camera Settings"},
     {57349, "Error sequential interval. (The interval must be %d - %d sec.)"},
     {57350, "Invalid channel numbers. (The number must be %d - %d)"},
     {57397, "Server disconnected"},

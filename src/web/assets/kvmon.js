@@ -184,6 +184,69 @@
 
   const MIME = {1: 'image/jpeg', 2: 'image/png'};
 
+  // The browser around the console, as far as a page can do what the console or the page's commands want of it.
+  class Surroundings {
+    constructor(element) { this.element = element; }
+
+    perform(name, value) {
+      const operations = {
+        quit: () => window.close(),
+        windowState: () => this.setState(value),
+        showWindow: () => { if (value) window.focus(); },
+        fit: () => this.fit(),
+        title: () => { document.title = value; },
+        titleFromLocation: () => { document.title = location.href; },
+        openPage: () => this.openPage(value),
+        navigateHelp: () => this.navigateHelp(value),
+        showHelp: () => { if (this.help) this.help.focus(); },
+        closeHelp: () => this.closeHelp(),
+      };
+      if (Object.hasOwn(operations, name)) operations[name]();
+    }
+
+    // A page has no window to maximize, but a full screen.
+    setState(state) {
+      const refused = () => {};
+      if (state === 1) document.documentElement.requestFullscreen().catch(refused);
+      if (state === 0 && document.fullscreenElement) document.exitFullscreen().catch(refused);
+    }
+
+    // Browsers do it for windows that a script has opened.
+    fit() {
+      const {clientWidth, clientHeight} = this.element;
+      const dx = Math.max(0, Math.round((window.outerWidth - window.innerWidth) / 2));
+      const dy = Math.max(0, window.outerHeight - window.innerHeight - dx);
+      window.resizeTo(clientWidth + 4 + 2 * dx, clientHeight + 20 + dy);
+      window.moveTo(0, 0);
+    }
+
+    isWebPage(url) {
+      try {
+        return /^https?:$/.test(new URL(url).protocol);
+      } catch {
+        return false;
+      }
+    }
+
+    openPage(url) { if (this.isWebPage(url)) window.open(url, '_blank', 'noopener'); }
+
+    // One window for all of the help. What it shows comes from elsewhere and gets no hold of this page.
+    navigateHelp(url) {
+      if (!this.isWebPage(url)) return;
+      if (!this.help || this.help.closed) {
+        this.help = window.open('about:blank', 'kvmon-help', 'popup,width=1000,height=760');
+        if (!this.help) return;
+        this.help.opener = null;
+      }
+      this.help.location.replace(url);
+    }
+
+    closeHelp() {
+      if (this.help) this.help.close();
+      this.help = null;
+    }
+  }
+
   class TR450Client extends HTMLElement {
     static get observedAttributes() { return Object.keys(PROPERTIES).map((name) => name.toLowerCase()); }
 
@@ -196,6 +259,8 @@
       this.drawing = Promise.resolve();
       this.speaker = new Speaker();
       this.recorder = new Recorder((samples) => this.sendRecorded(samples));
+      this.surroundings = new Surroundings(this);
+      this.leave = () => this.surroundings.closeHelp();
       const root = this.attachShadow({mode: 'open'});
       const sheet = new CSSStyleSheet();
       sheet.replaceSync(STYLE);
@@ -223,10 +288,13 @@
       for (const name of Object.keys(PROPERTIES)) if (this.given.has(name)) this.put(name);
       this.sizes = new ResizeObserver(() => this.sendSize());
       this.sizes.observe(this);
+      window.addEventListener('pagehide', this.leave);
     }
 
     disconnectedCallback() {
       if (this.sizes) this.sizes.disconnect();
+      window.removeEventListener('pagehide', this.leave);
+      this.leave();
       if (this.connection) this.connection.close();
       this.connection = null;
       this.speaker.close();
@@ -251,6 +319,7 @@
     onOpen() { this.sendSize(); }
 
     onEnd() {
+      this.leave();
       this.speaker.close();
       this.recorder.stop();
       this.notice.textContent = 'The console is not available.';
@@ -258,10 +327,17 @@
     }
 
     onNotification(name, params) {
+      if (name === 'browser') this.onBrowser(...params);
       if (!EVENTS.includes(name)) return;
       if (name === 'OnChgLanguage') this.values.Language = String(params[0]);
       this.dispatchEvent(new CustomEvent(name, {detail: params}));
       for (const handler of this.handlers[name] || []) handler.apply(this, params);
+    }
+
+    // The page around it may do it in its own way, and then prevents the default.
+    onBrowser(name, value) {
+      const event = new CustomEvent('browsercommand', {detail: {name, value}, cancelable: true});
+      if (this.dispatchEvent(event)) this.surroundings.perform(name, value);
     }
 
     onBinary(view) {
