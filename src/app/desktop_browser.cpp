@@ -87,8 +87,10 @@ void DesktopBrowser::SetCaption(bool bOn) {
 
 Qt::WindowFlags DesktopBrowser::Flags() const {
     Qt::WindowFlags flags = m_dress.bToolWindow && !m_dress.bAppWindow ? Qt::Tool : Qt::Window;
-    flags |= Qt::CustomizeWindowHint | Qt::WindowSystemMenuHint;
-    flags.setFlag(Qt::WindowTitleHint, m_dress.bCaption);
+    if (!m_dress.bCaption) {
+        return flags | Qt::FramelessWindowHint;  // what stands in the caption goes with it
+    }
+    flags |= Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint;
     flags.setFlag(Qt::WindowMinMaxButtonsHint, m_dress.bSizing);
     flags.setFlag(Qt::WindowCloseButtonHint, m_dress.bClose);
     return flags;
@@ -102,8 +104,8 @@ void DesktopBrowser::Apply() {
     // New flags hide the window, and forget its place.
     const bool bVisible = m_window.isVisible();
     const QRect place = m_window.geometry();
-    m_window.setAttribute(Qt::WA_QuitOnClose);  // a tool's window, too
     m_window.setWindowFlags(flags);
+    m_window.setAttribute(Qt::WA_QuitOnClose);  // a tool's window, too
     if ((m_window.windowState() & (Qt::WindowMaximized | Qt::WindowFullScreen)) == 0) {
         m_window.setGeometry(place);
     }

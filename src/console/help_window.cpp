@@ -33,6 +33,7 @@ void HelpWindow::Open(const std::string& url, int topic) {
         return;
     }
     if (!m_browser || !m_browser->IsWindow()) {
+        m_browser.reset();
         m_browser = m_site.CreateBrowserWindow();
         if (!m_browser) {
             return;

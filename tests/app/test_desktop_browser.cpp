@@ -36,8 +36,9 @@ TEST_F(DesktopBrowserTest, DressesTheWindowAndLeavesItWhereItIs) {
     browser.RestoreSystemMenu();  // all of it
     EXPECT_TRUE(Has(Qt::WindowCloseButtonHint) && Has(Qt::WindowMinimizeButtonHint));
     browser.SetCaption(false);
-    EXPECT_FALSE(Has(Qt::WindowTitleHint));
+    EXPECT_TRUE(Has(Qt::FramelessWindowHint));
     browser.SetCaption(true);
+    EXPECT_FALSE(Has(Qt::FramelessWindowHint));
     browser.SetAppWindow(false);
     browser.SetToolWindow(true);
     EXPECT_NE(window.windowType(), Qt::Tool);  // not before the update

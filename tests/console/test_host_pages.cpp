@@ -68,7 +68,7 @@ TEST_F(HelpWindowTest, IsOneThatIsUsedAgain) {
         EXPECT_EQ(Open("http://h/x", topic), std::string("http://h/x#") + topics[topic] + " show ");
     }
     own.log.bWindow = false;
-    EXPECT_EQ(Open("https://h/x", 1), "new bars quit https://h/x#playback show ");
+    EXPECT_EQ(Open("https://h/x", 1), "quit new bars https://h/x#playback show ");
     for (const int topic : {-1, 12}) {
         EXPECT_EQ(Open("http://h/x", topic), "");
     }

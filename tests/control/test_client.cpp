@@ -162,7 +162,9 @@ TEST_F(ClientTest, AWindowWithoutAConsoleSaysSo) {
     client.Impl().SetLanguage(6);  // before there is a window: the texts alone
     EXPECT_NE(LoadString(1108), "Please wait...");
     WindowBase& window = client.CreateControlWindow(nullptr);
+    window.show();
     window.resize(1300, 640);
+    QCoreApplication::processEvents();
     EXPECT_EQ(client.Impl().GetSize(), QSize(1300, 680));
     EXPECT_EQ(client.Impl().MainDlg()->geometry(), QRect(0, 0, 1300, 680));
 

@@ -230,10 +230,13 @@
 
     openPage(url) { if (this.isWebPage(url)) window.open(url, '_blank', 'noopener'); }
 
-    // One window for all of the help. What it shows comes from elsewhere and gets no hold of this page.
+    // One window for a page of the help. What it shows comes from elsewhere and gets no hold of this page; so
+    // some browsers neither send it to another page nor close it from here.
     navigateHelp(url) {
       if (!this.isWebPage(url)) return;
-      if (!this.help || this.help.closed) {
+      if (!this.help || this.help.closed || this.helpUrl !== url) {
+        this.closeHelp();
+        this.helpUrl = url;
         this.help = window.open('about:blank', 'kvmon-help', 'popup,width=1000,height=760');
         if (!this.help) return;
         this.help.opener = null;
