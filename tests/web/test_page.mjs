@@ -147,7 +147,7 @@ async function browserAround(browser, site) {
   await page.mouse.click(930, 640);
   const help = await shown;
   await until('the help', () => asked.some(({url}) => url === '/file:/eng/help.html'));
-  await until('the help without an opener', async () => await help.title() === 'null');
+  await until('the help without an opener', async () => await help.title().catch(() => '') === 'null');
   assert.ok(help.url().endsWith('/file:/eng/help.html#monitor'));
   const referrers = asked.map(({headers}) => headers.referer ?? '');
   assert.ok(referrers.every((referrer) => !referrer.includes('token')), String(referrers));
