@@ -6,6 +6,7 @@
 
 #include "app/window_place.h"
 #include "console/view_geometry.h"
+#include "platform/text.h"
 
 namespace kvmon {
 
@@ -30,7 +31,9 @@ DesktopWindow::DesktopWindow(const AppOptions& options) {
     QObject::connect(
         qGuiApp, &QGuiApplication::screenRemoved, this, [this] { ReturnToDisplay(); }, Qt::QueuedConnection);
 
+    m_client.Connect(this);
     CTR450ClientImpl& impl = m_client.Impl();
+    impl.SetClientSite(&m_browser);
     impl.SetSharePort(&m_shares);
     impl.SetServerIP(options.server);
     impl.SetServerPort(options.port);
@@ -38,6 +41,7 @@ DesktopWindow::DesktopWindow(const AppOptions& options) {
     impl.SetAutoStart(options.autoStart ? 1 : 0);
     impl.SetDefServerName(options.serverName);
     impl.SetHelpPath(options.helpPath);
+    m_browser.SetLocation(SiteAddress());
     if (options.language) {
         impl.SetLanguage(*options.language);
     }
@@ -46,6 +50,19 @@ DesktopWindow::DesktopWindow(const AppOptions& options) {
 DesktopWindow::~DesktopWindow() {
     SaveWindowPlace({normalGeometry().isEmpty() ? geometry() : normalGeometry(), isMaximized()});
     m_client.DestroyControlWindow();
+}
+
+std::string DesktopWindow::SiteAddress() {
+    const CTR450ClientImpl& impl = m_client.Impl();
+    return FormatText("http://%s:%u/", impl.GetServerIP().c_str(), impl.GetServerPort());
+}
+
+void DesktopWindow::OnGotoPage(int) {
+    m_browser.OpenPage(SiteAddress());
+}
+
+void DesktopWindow::OnGotoServer(int, const std::string& url) {
+    m_browser.OpenPage(url);
 }
 
 void DesktopWindow::Restore() {

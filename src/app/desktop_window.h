@@ -4,12 +4,13 @@
 #include <QtWidgets/QWidget>
 
 #include "app/app_options.h"
+#include "app/desktop_browser.h"
 #include "control/client.h"
 #include "control/smb_shares.h"
 
 namespace kvmon {
 
-class DesktopWindow final : public QWidget {
+class DesktopWindow final : public QWidget, private ClientEvents {
 public:
     explicit DesktopWindow(const AppOptions& options);
     ~DesktopWindow() override;
@@ -24,11 +25,17 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    // The pages that a site around the control would have: those of the recorder, in the system's browser.
+    void OnGotoPage(int param) override;
+    void OnGotoServer(int param, const std::string& url) override;
+
+    std::string SiteAddress();
     // To where it was the last time, as far as there still is such a place.
     void Restore();
     // Displays have gone: onto one that is left, if the window was on none of them.
     void ReturnToDisplay();
 
+    DesktopBrowser m_browser{*this};
     SmbShares m_shares;
     CTR450Client m_client;
 };

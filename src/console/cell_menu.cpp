@@ -1,7 +1,5 @@
 #include "console/cell_menu.h"
 
-#include <QtCore/QUrl>
-#include <QtGui/QDesktopServices>
 #include <algorithm>
 #include <iterator>
 
@@ -23,6 +21,7 @@ constexpr std::uint32_t kStrStartRecording = 3528;
 constexpr std::uint32_t kStrStopRecording = 3529;
 constexpr std::uint32_t kStrCameraHome = 3507;
 constexpr std::uint32_t kStrStreamSize = 6421;
+constexpr std::uint32_t kStrCameraSettings = 6760;
 constexpr int kDialogGap = 8;
 
 // A choice of streams is a choice for the user, too. A camera's own stream is none of them.
@@ -68,6 +67,7 @@ void CellMenu::AppendCommands(BCMenu& menu, const CBaseCamera& camera) const {
             menu.AppendMenu(controls.Get(entry.id).enabled ? 0 : MF_GRAYED, entry.id, LoadString(entry.text));
         }
     }
+    menu.AppendMenu(0, kCtlCameraSettings, LoadString(kStrCameraSettings));
 }
 
 void CellMenu::Open(const QPoint& screen) {
@@ -171,30 +171,6 @@ void CellMenu::Close() {
 void CellMenu::Refresh() {
     if (m_presets) {
         m_presets->Refresh();
-    }
-}
-
-std::string CameraPageUrl(const std::string& host, std::uint32_t port, const std::string& path) {
-    if (host.empty() || path.empty()) {
-        return {};
-    }
-    return FormatText("http://%s:%u%s%s", host.c_str(), port, path.front() == '/' ? "" : "/", path.c_str());
-}
-
-void OpenCameraHome(CMainDlg& dlg) {
-    const auto camera = dlg.View().Cells().GetActiveCamera();
-    const CameraList::Entry entry = dlg.Cameras().Get(dlg.Cameras().FindChannel(camera.get()));
-    const CKelvaraInfo* const server = GetServer(entry.server);
-    CameraSettings settings;
-    if (server == nullptr || !server->GetCameraSetting(entry.camera, &settings)) {
-        return;
-    }
-    const NetworkSetting& lan = settings.m_NetworkSetting[0];
-    const std::string url = CameraPageUrl(std::string(lan.szAddress.View()), lan.nPort, "/");
-    // The host is the recorder's word: nothing but a web page is opened.
-    const QUrl page(QString::fromStdString(url), QUrl::StrictMode);
-    if (page.isValid() && page.scheme() == QLatin1String("http") && !page.host().isEmpty()) {
-        QDesktopServices::openUrl(page);
     }
 }
 

@@ -49,10 +49,4 @@ private:
     QPointer<BCMenu> m_menu;
 };
 
-// Command 1754: shows the page of the active camera in the desktop's browser.
-void OpenCameraHome(CMainDlg& dlg);
-
-// The address of a page on a camera; empty without a host or a path.
-std::string CameraPageUrl(const std::string& host, std::uint32_t port, const std::string& path);
-
 }  // namespace kvmon

@@ -2,7 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
+
+#include "console/browser_window.h"
 
 namespace kvmon {
 
@@ -24,6 +27,10 @@ public:
     virtual void NotifyGotoPage(int n) = 0;
     // The browser that shows the control, where there is one.
     virtual void ShowBrowserToolbar([[maybe_unused]] bool bShow) {}
+    // A new window of it, not yet shown; null where there is none to be had.
+    virtual std::unique_ptr<BrowserWindow> CreateBrowserWindow() { return nullptr; }
+    // Shows a page of the web, in a window that nobody holds.
+    virtual void OpenPage([[maybe_unused]] const std::string& url) {}
     // Raised at once.
     virtual void NotifyGotoServer(int n, const std::string& text) = 0;
 };

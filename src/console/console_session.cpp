@@ -16,8 +16,6 @@ namespace kvmon {
 
 namespace {
 
-constexpr int kMaxStopTicks = 30;
-
 bool HaveAllServersStopped() {
     for (int i = 0; i < GetServerCount(); ++i) {
         if (GetServer(i)->IsRunning()) {
@@ -25,6 +23,13 @@ bool HaveAllServersStopped() {
         }
     }
     return true;
+}
+
+// Tells that a session has begun to who looks for it; a failure is of no interest.
+void TouchTemporaryFile() {
+    if (std::FILE* const file = std::fopen((GetDataFolder() + "/~Monitor.tmp").c_str(), "wb")) {
+        std::fclose(file);
+    }
 }
 
 // A host as part of a file name.
@@ -41,9 +46,9 @@ ConsoleSession::~ConsoleSession() {
     *m_bCleanerAbort = 1;
 }
 
-void ConsoleSession::AutoLogin(const std::string& user, const std::string& password) {
-    if (std::FILE* const file = std::fopen((GetDataFolder() + "/~Monitor.tmp").c_str(), "wb")) {
-        std::fclose(file);
+void ConsoleSession::AutoLogin(const std::string& user, const std::string& password, bool bLowIntegrity) {
+    if (!bLowIntegrity) {
+        TouchTemporaryFile();
     }
     m_dlg.SetTimer(kTimerLogin, 0);
     m_dlg.Binding().OnAutoLogin();
@@ -87,7 +92,7 @@ void ConsoleSession::Logout(bool bStopOnly) {
     }
     m_dlg.Cameras().Clear();
     m_dlg.Events().Stop();
-    m_nStopTicks = 0;
+    m_stopWatch.Reset();
     m_dlg.SetTimer(kTimerStopping, 1000);
     m_dlg.ShowWaitDialog(true);
 }
@@ -101,7 +106,7 @@ void ConsoleSession::OnLoginTimer() {
 }
 
 void ConsoleSession::OnStoppingTimer() {
-    if (++m_nStopTicks > kMaxStopTicks || HaveAllServersStopped()) {
+    if (m_stopWatch.Tick(HaveAllServersStopped())) {
         m_dlg.KillTimer(kTimerStopping);
         m_dlg.ShowWaitDialog(false);
     }

@@ -4,18 +4,32 @@
 #include <memory>
 #include <string>
 
+#include "persist/utilities.h"
 #include "platform/worker.h"
 
 namespace kvmon {
 
 class CMainDlg;
 
+// For how long the end of a session is watched, by one tick a second.
+class StopWatch {
+public:
+    void Reset() { m_nTicks = 0; }
+    // True when all have stopped, or with the 31st tick.
+    bool Tick(bool bAllStopped) { return ++m_nTicks > kMaxTicks || bAllStopped; }
+
+private:
+    static constexpr int kMaxTicks = 30;
+    int m_nTicks = 0;
+};
+
 class ConsoleSession {
 public:
     explicit ConsoleSession(CMainDlg& dlg) : m_dlg(dlg) {}
     ~ConsoleSession();
 
-    void AutoLogin(const std::string& user, const std::string& password);
+    void AutoLogin(const std::string& user, const std::string& password,
+                   bool bLowIntegrity = IsLowIntegrity());
     // Stops everything without waiting for it, and watches the end with timer 1011.
     void Logout(bool bStopOnly);
 
@@ -31,7 +45,7 @@ private:
     void StopServer(int server, bool bStopOnly);
 
     CMainDlg& m_dlg;
-    int m_nStopTicks = 0;
+    StopWatch m_stopWatch;
     Worker m_cleaner;
     std::shared_ptr<FlagWord> m_bCleanerAbort = std::make_shared<FlagWord>(0);
 };

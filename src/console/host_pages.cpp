@@ -2,8 +2,6 @@
 
 #include <QtCore/QRandomGenerator>
 #include <QtCore/QUrl>
-#include <QtGui/QDesktopServices>
-#include <iterator>
 
 #include "channel/base_camera.h"
 #include "channel/video_wnd.h"
@@ -15,26 +13,23 @@ namespace kvmon {
 
 namespace {
 
-constexpr const char* kTopics[] = {
-    "monitor",    "playback",      "cfg_system",   "cfg_network", "cfg_ipsecurity", "cfg_user",
-    "cfg_camera", "cfg_recording", "cfg_snapshot", "cfg_event",   "cfg_statistic",  "cfg_systool",
-};
+constexpr std::size_t kMaxAddress = 4096;
+
+// As part of an address: what would end that part is escaped.
+std::string AddressPart(const std::string& text) {
+    return QUrl::toPercentEncoding(QString::fromStdString(text)).toStdString();
+}
 
 }  // namespace
 
-std::string HelpAddress(const std::string& url, int topic) {
-    if (url.empty() || topic < 0 || topic >= static_cast<int>(std::size(kTopics))) {
-        return {};
+bool IsWebPage(const std::string& url) {
+    if (url.size() > kMaxAddress) {
+        return false;
     }
-    return url + "#" + kTopics[topic];
-}
-
-void OpenHelp(const std::string& url, int topic) {
-    const QUrl page(QString::fromStdString(HelpAddress(url, topic)), QUrl::StrictMode);
+    const QUrl page(QString::fromStdString(url), QUrl::StrictMode);
     const QString scheme = page.scheme();
-    if (page.isValid() && (scheme == QLatin1String("http") || scheme == QLatin1String("file"))) {
-        QDesktopServices::openUrl(page);
-    }
+    return page.isValid() && !page.host().isEmpty() &&
+           (scheme == QLatin1String("http") || scheme == QLatin1String("https"));
 }
 
 void GotoCameraSettings(CMainDlg& dlg) {
@@ -49,6 +44,34 @@ void GotoCameraSettings(CMainDlg& dlg) {
     dlg.Site().NotifyGotoServer(
         1, FormatText("http://%s:%d/cgi-bin/camsetting.cgi?count=%010d&camid=%d", server->GetHost().c_str(),
                       static_cast<int>(server->GetPort()), count, entry.camera + 1));
+}
+
+std::string CameraPageUrl(const std::string& host, std::uint32_t port, const std::string& path,
+                          const std::string& user, const std::string& password) {
+    if (host.empty() || path.empty()) {
+        return {};
+    }
+    std::string prefix;
+    if (!user.empty()) {
+        prefix = AddressPart(user) + (password.empty() ? "" : ":" + AddressPart(password)) + "@";
+    }
+    return FormatText("http://%s%s:%u%s%s", prefix.c_str(), host.c_str(), port,
+                      path.front() == '/' ? "" : "/", path.c_str());
+}
+
+void OpenCameraHome(CMainDlg& dlg) {
+    const auto camera = dlg.View().Cells().GetActiveCamera();
+    const CameraList::Entry entry = dlg.Cameras().Get(dlg.Cameras().FindChannel(camera.get()));
+    const CKelvaraInfo* const server = GetServer(entry.server);
+    CameraSettings settings;
+    if (server == nullptr || !server->GetCameraSetting(entry.camera, &settings)) {
+        return;
+    }
+    const NetworkSetting& lan = settings.m_NetworkSetting[0];
+    const std::string url = CameraPageUrl(std::string(lan.szAddress.View()), lan.nPort, "/");
+    if (IsWebPage(url)) {
+        dlg.Site().OpenPage(url);
+    }
 }
 
 }  // namespace kvmon

@@ -67,6 +67,7 @@ void CMainDlg::OnInitDialog() {
     m_controls.SetListener([this](int id, const ConsoleControls::State& state) { ShowControl(id, state); });
     SetStaticColour(kCtlServerName, palette::kCaptionWhite);
     SetStaticColour(kCtlServerModel, palette::kCaptionBlue);
+    SetDefServerName(m_strServerName);
     m_ptz.Init();
     m_screens.Init();
     AddServer(m_site.GetServerIP(), m_site.GetServerPort(), {}, {});
@@ -125,6 +126,7 @@ void CMainDlg::DestroyWindow() {
     }
     m_bDestroyed = true;
     setCursor(Qt::WaitCursor);
+    m_help.Close();
     m_view.SaveViewState(m_strKeyName);
     m_screens.SaveState(m_strKeyName);
     m_screens.LeaveFullScreen();
@@ -144,6 +146,8 @@ void CMainDlg::OnDestroy() {
     KillTimer(kTimerStopping);
     KillTimer(kTimerPendingServers);
     KillTimer(kTimerLogin);
+    KillTimer(kTimerPrepare);
+    KillTimer(kTimerSequential);
 }
 
 void CMainDlg::OnBtnLogout() {
@@ -167,6 +171,13 @@ void CMainDlg::PressButton(int id) {
 void CMainDlg::PressMenuEntry(int id) {
     m_ptz.ForgetPress();
     PressButton(id);
+}
+
+void CMainDlg::SetDefServerName(const std::string& name) {
+    m_strServerName = name;
+    if (!m_binding.IsServerShown()) {
+        SetStaticText(kCtlServerName, name);
+    }
 }
 
 void CMainDlg::SetHelpURL(const std::string& url) {
@@ -321,7 +332,7 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
             m_ptz.OnFinished();
             break;
         case kMsgOpenHelp:
-            OpenHelp(m_strHelpURL, lParam >= 0 && lParam < 12 ? static_cast<int>(lParam) : -1);
+            m_help.Open(m_strHelpURL, lParam >= 0 && lParam < 12 ? static_cast<int>(lParam) : -1);
             break;
         case kMsgFocusStyleButton:
             FocusStyleButton();
@@ -390,7 +401,7 @@ void CMainDlg::OnCommand(int id) {
             m_optionsCommand.OpenLanguages();
             break;
         case kCtlHelp:
-            OpenHelp(m_strHelpURL, 0);
+            m_help.Open(m_strHelpURL, 0);
             break;
         case kCtlCameraSettings:
             GotoCameraSettings(*this);

@@ -16,6 +16,7 @@
 #include "console/console_options.h"
 #include "console/console_session.h"
 #include "console/event_center.h"
+#include "console/help_window.h"
 #include "console/options_command.h"
 #include "console/ptz_panel.h"
 #include "console/screen_controller.h"
@@ -53,7 +54,8 @@ public:
     void Logout(bool bStopOnly) { m_session.Logout(bStopOnly); }
     // Command 1608.
     void OnBtnLogout();
-    void SetDefServerName(const std::string& name) { m_strServerName = name; }
+    // Shown until a recorder has told its own.
+    void SetDefServerName(const std::string& name);
     // Shows the help's button when there is an address.
     void SetHelpURL(const std::string& url);
 
@@ -124,6 +126,7 @@ private:
     const std::uint16_t m_language;
     std::string m_strServerName;
     std::string m_strHelpURL;
+    HelpWindow m_help{m_site};
     std::string m_strKeyName;
     bool m_bClosing = false;
     bool m_bDestroyed = false;

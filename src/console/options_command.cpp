@@ -41,7 +41,7 @@ void OptionsCommand::OpenSettings() {
             OpenRecorders(*m_dialog);
         }
     };
-    auto* const dialog = new CSettingsDlg(m_dlg.Options(), tab, false, std::move(actions), &m_dlg);
+    auto* const dialog = new CSettingsDlg(m_dlg.Options(), tab, IsLowIntegrity(), std::move(actions), &m_dlg);
     m_dialog = dialog;
     QObject::connect(dialog, &QDialog::finished, &m_dlg, [this, dialog](int result) {
         if (dialog->GetTab() >= 0) {

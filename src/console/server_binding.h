@@ -30,6 +30,8 @@ public:
     void OnAutoLogin() { m_bStartFurther = m_bInitialised; }
     // The first connection update was handled.
     bool IsInitialised() const { return m_bInitialised; }
+    // A recorder's name and model stand in the head of the console.
+    bool IsServerShown() const { return m_nShownServer >= 0; }
     // The servers whose first answer the view waits for, a bit for each.
     std::uint64_t GetPendingMask() const { return m_nPendingMask; }
     // Restarts the servers after a change of options.

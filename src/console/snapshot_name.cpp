@@ -8,7 +8,10 @@
 
 namespace kvmon {
 
-std::string DefaultSnapshotFolder() {
+std::string DefaultSnapshotFolder(bool bLowIntegrity) {
+    if (bLowIntegrity) {
+        return GetDataFolder();
+    }
     const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
     const QString folder = documents + "/Snapshot";
     return !documents.isEmpty() && QDir().mkpath(folder) ? folder.toStdString() : std::string();

@@ -7,10 +7,12 @@
 #include <string_view>
 #include <vector>
 
+#include "persist/utilities.h"
+
 namespace kvmon {
 
-// "Snapshot" below the user's documents; empty if there are none.
-std::string DefaultSnapshotFolder();
+// "Snapshot" below the user's documents, empty if there are none; of low integrity the data folder.
+std::string DefaultSnapshotFolder(bool bLowIntegrity = IsLowIntegrity());
 
 // The server's name if it may stand in a file name, else nothing.
 std::string LegalNamePart(std::string_view serverName);

@@ -30,7 +30,7 @@ public:
 
     // Makes the control's window in the host's, with the console in it. Properties come before.
     WindowBase& CreateControlWindow(QWidget* host);
-    // Ends the session.
+    // Ends the session. Not for the inside of an event, which is raised out of what this ends.
     void DestroyControlWindow();
     // Null before CreateControlWindow.
     WindowBase* ControlWindow();

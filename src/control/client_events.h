@@ -16,7 +16,11 @@ public:
     virtual void OnLogin(int /*param*/) {}
     // The user chose a language, told by its number.
     virtual void OnChgLanguage(int /*language*/) {}
+    // The user asks for a page of the site around the control: 1 from the menu, 2 from the setup button.
     virtual void OnGotoPage(int /*param*/) {}
+    // Declared for the pages that ask for it; never raised.
+    virtual void OnSetManualRecording(int /*param*/) {}
+    // The user asks for the page of this address; 1 for the settings of a camera.
     virtual void OnGotoServer(int /*param*/, const std::string& /*url*/) {}
 };
 

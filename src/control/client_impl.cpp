@@ -74,11 +74,18 @@ void CTR450ClientImpl::Create(WindowBase& window) {
 }
 
 void CTR450ClientImpl::Destroy() {
+    DestroyMainDlg();
+    if (m_window) {
+        m_window = nullptr;
+        UnloadLanguage();
+    }
+}
+
+void CTR450ClientImpl::DestroyMainDlg() {
     if (m_pMainDlg) {
         m_pMainDlg->DestroyWindow();
         m_pMainDlg.reset();
     }
-    m_window = nullptr;
 }
 
 int CTR450ClientImpl::Login(const std::string& user, const std::string& password) {
@@ -109,11 +116,11 @@ void CTR450ClientImpl::Logout() {
 }
 
 std::optional<int> CTR450ClientImpl::IEHostUIControl(int nID, const Variant& param) {
+    Trace("CTR450ClientImpl::IEHostUIControl: nID = %d\n", nID);
     if (m_pClientSite == nullptr) {
         return std::nullopt;
     }
-    Trace("CTR450ClientImpl::IEHostUIControl: nID = %d\n", nID);
-    m_pClientSite->HostUIControl(nID, param);
+    m_browserCommands.Run(*m_pClientSite, nID, param, m_window ? m_window->size() : QSize());
     return 0;
 }
 
@@ -130,6 +137,9 @@ bool CTR450ClientImpl::SetLanguage(int number) {
 }
 
 void CTR450ClientImpl::SwitchLanguage(std::uint16_t langid) {
+    if (m_window) {
+        m_window->KillTimer(kTimerSwitchLanguage);  // the last wish counts
+    }
     if (langid == m_language) {
         return;
     }
@@ -141,12 +151,11 @@ void CTR450ClientImpl::SwitchLanguage(std::uint16_t langid) {
     }
     m_switchTurns = 0;
     const bool bHadMainDlg = HasMainDlg();
-    const QPointer<WindowBase> window = m_window;
-    Destroy();
+    const QSize size = m_size;
+    DestroyMainDlg();
     m_language = LoadLanguage(langid);
-    if (bHadMainDlg && window) {
-        const QSize size = m_size;
-        Create(*window);
+    if (bHadMainDlg && m_window) {
+        Create(*m_window);
         ChangeSize(size.width(), size.height());
     }
 }
@@ -178,10 +187,7 @@ void CTR450ClientImpl::NotifyChangeLanguage(std::uint16_t langid) {
 }
 
 void CTR450ClientImpl::OnSwitchLanguageTimer() {
-    if (m_window) {
-        m_window->KillTimer(kTimerSwitchLanguage);
-        SwitchLanguage(m_pendingLanguage);
-    }
+    SwitchLanguage(m_pendingLanguage);
 }
 
 void CTR450ClientImpl::NotifyGotoPage(int n) {
@@ -192,6 +198,22 @@ void CTR450ClientImpl::NotifyGotoServer(int n, const std::string& text) {
     m_strGotoServer = text;
     if (m_window) {
         m_window->SendMessage(WM_CLIENT_GOTO_SERVER, 0, n);
+    }
+}
+
+void CTR450ClientImpl::ShowBrowserToolbar(bool bShow) {
+    if (m_pClientSite != nullptr) {
+        m_pClientSite->PutToolBar(bShow);
+    }
+}
+
+std::unique_ptr<BrowserWindow> CTR450ClientImpl::CreateBrowserWindow() {
+    return m_pClientSite != nullptr ? m_pClientSite->CreateBrowserWindow() : nullptr;
+}
+
+void CTR450ClientImpl::OpenPage(const std::string& url) {
+    if (m_pClientSite != nullptr) {
+        m_pClientSite->OpenPage(url);
     }
 }
 

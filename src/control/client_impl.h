@@ -8,6 +8,7 @@
 #include <string>
 
 #include "console/client_site.h"
+#include "control/browser_commands.h"
 #include "control/languages.h"
 #include "control/playback_shares.h"
 #include "control/variant.h"
@@ -95,8 +96,12 @@ public:
     void NotifyChangeLanguage(std::uint16_t langid) override;
     void NotifyGotoPage(int n) override;
     void NotifyGotoServer(int n, const std::string& text) override;
+    void ShowBrowserToolbar(bool bShow) override;
+    std::unique_ptr<BrowserWindow> CreateBrowserWindow() override;
+    void OpenPage(const std::string& url) override;
 
 private:
+    void DestroyMainDlg();
     void PostEvent(ClientEvent event, int value);
 
     std::string m_strAuthData;
@@ -110,6 +115,7 @@ private:
     std::string m_strHelpPath;
     std::string m_strGotoServer;
     BrowserPort* m_pClientSite = nullptr;
+    BrowserCommands m_browserCommands;
     PlaybackShares m_shares;
     std::uint16_t m_language = kLanguageNone;
     std::uint16_t m_pendingLanguage = kLanguageNone;

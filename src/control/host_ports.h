@@ -1,19 +1,64 @@
 // What the control asks of its host's surroundings: the page's browser and the system's network shares.
 #pragma once
 
+#include <QtCore/QPoint>
+#include <QtCore/QSize>
+#include <memory>
 #include <string>
 
-#include "control/variant.h"
+#include "console/browser_window.h"
 
 namespace kvmon {
 
-// The host's site. User interface thread; nothing may wait in it.
+enum class BrowserState { Restored = 0, Maximized = 1, Minimized = 2 };
+
+// The browser around the control, or the window that stands for it. User interface thread; nothing may wait
+// in it. What a host cannot do it does not implement, and it ends quietly.
 class BrowserPort {
 public:
     virtual ~BrowserPort() = default;
-    // A command of the page to the browser around it. What the host cannot do ends quietly.
-    virtual void HostUIControl(int id, const Variant& param) = 0;
+
+    virtual void Quit() {}
+
+    // --- its window. False and none of these is called.
+    virtual bool HasWindow() const { return true; }
+    virtual void SetState(BrowserState) {}
+    virtual void ShowWindow(bool) {}
+    // Entries of the system menu go one by one and come back together.
+    virtual void RemoveClose() {}
+    virtual void RemoveSizing() {}
+    virtual void RestoreSystemMenu() {}
+    virtual void SetCaption(bool) {}
+    // In the list of windows, and as a small tool's window. Both show with UpdateWindow.
+    virtual void SetAppWindow(bool) {}
+    virtual void SetToolWindow(bool) {}
+    virtual void UpdateWindow() {}
+
+    // --- its bars
+    virtual void PutToolBar(bool) {}
+    virtual void PutMenuBar(bool) {}
+    virtual void PutStatusBar(bool) {}
+    virtual void PutAddressBar(bool) {}
+
+    // To the screen's corner, as large as the control of this size wants it; see FittedBrowserSize.
+    virtual void FitToControl(const QSize& /*control*/) {}
+
+    // --- the page
+    virtual void PutTitle(const std::string& /*title*/) {}
+    // The title becomes the page's own address.
+    virtual void PutTitleFromLocation() {}
+
+    // --- pages beside it. The addresses are those of web pages.
+    virtual void OpenPage(const std::string& /*url*/) {}
+    // Null where there is none to be had.
+    virtual std::unique_ptr<BrowserWindow> CreateBrowserWindow() { return nullptr; }
 };
+
+// How large the browser's window is made for a control of this size, whose client area begins at `client` of
+// the window.
+constexpr QSize FittedBrowserSize(const QSize& control, const QPoint& client) {
+    return {control.width() + 4 + 2 * client.x(), control.height() + 20 + client.y()};
+}
 
 // Shares that the page's playback reads from.
 class SharePort {

@@ -269,6 +269,7 @@ constexpr Row kEnglish[] = {
     {6750, "This control can't be run under inactivate mode."},
     {6751, "The connection to the console is lost. Connecting again..."},
     {6752, "The console cannot be reached. Still trying..."},
+    {6760, "Camera settings"},
     {57349, "Error sequential interval. (The interval must be %d - %d sec.)"},
     {57350, "Invalid channel numbers. (The number must be %d - %d)"},
     {57397, "Server disconnected"},

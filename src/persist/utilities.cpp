@@ -126,7 +126,8 @@ std::string GetDataFolder() {
         if (base.empty()) {
             base = EnvironmentText("HOME") + "/.local/share";
         }
-        chosenDataFolder = base + "/kvmon";
+        // Of low trust: apart from what other sessions of the user rely on.
+        chosenDataFolder = base + (IsLowIntegrity() ? "/kvmon-low" : "/kvmon");
     }
     CreateFolder(chosenDataFolder);
     return chosenDataFolder;

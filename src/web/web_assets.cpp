@@ -22,8 +22,8 @@ const std::vector<WebAsset>& Assets() {
         {"/kvmon.js",
          "text/javascript",
          {":/web/kvmon/head.js", ":/web/kvmon/connection.js", ":/web/kvmon/sound.js",
-          ":/web/kvmon/picture.js", ":/web/kvmon/input.js", ":/web/kvmon/element.js",
-          ":/web/kvmon/old_pages.js"},
+          ":/web/kvmon/picture.js", ":/web/kvmon/input.js", ":/web/kvmon/surroundings.js",
+          ":/web/kvmon/element.js", ":/web/kvmon/old_pages.js"},
          false},
         {"/kvmon.d.ts", "application/typescript", {":/web/kvmon.d.ts"}, false},
     };

@@ -83,7 +83,7 @@ WebSession::WebSession(const SessionOrder& order)
 
     const SessionDefaults& defaults = order.defaults;
     CTR450ClientImpl& impl = m_client.Impl();
-    impl.SetClientSite(this);
+    impl.SetClientSite(&m_browser);
     impl.SetSharePort(&m_shares);
     impl.SetServerIP(defaults.server);
     impl.SetServerPort(defaults.port);

@@ -11,11 +11,11 @@
 
 #include "control/automation.h"
 #include "control/client.h"
-#include "control/host_ports.h"
 #include "control/smb_shares.h"
 #include "web/frame_sender.h"
 #include "web/page_sound.h"
 #include "web/page_text.h"
+#include "web/web_browser.h"
 #include "web/web_settings.h"
 #include "web/web_socket.h"
 
@@ -34,7 +34,7 @@ std::optional<SessionOrder> ReceiveSessionOrder();
 
 // The process has one, with an application on the platform "kvweb". It quits the application when the page
 // or the host has gone.
-class WebSession final : public QObject, private ClientEvents, private BrowserPort {
+class WebSession final : public QObject, private ClientEvents {
 public:
     explicit WebSession(const SessionOrder& order);
     ~WebSession() override;
@@ -60,10 +60,10 @@ private:
     void OnGotoPage(int param) override { Raise("OnGotoPage", {param}); }
     void OnGotoServer(int param, const std::string& url) override { Raise("OnGotoServer", {param, url}); }
 
-    // The page's window is the browser's own.
-    void HostUIControl(int, const Variant&) override {}
-
     QWidget m_host;
+    WebBrowser m_browser{[this](std::string_view operation, const Variant& value) {
+        Raise("browser", {std::string(operation), value});
+    }};
     SmbShares m_shares;
     CTR450Client m_client;
     WebSocket m_socket;

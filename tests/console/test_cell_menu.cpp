@@ -114,9 +114,3 @@ TEST_F(CellMenuTest, PresetsAreStoredByNumberAlone) {
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     EXPECT_EQ(Presets(), nullptr);
 }
-
-TEST(CameraPage, IsAWebAddress) {
-    EXPECT_EQ(CameraPageUrl("10.0.0.3", 8080, "/"), "http://10.0.0.3:8080/");
-    EXPECT_EQ(CameraPageUrl("10.0.0.3", 80, "view"), "http://10.0.0.3:80/view");
-    EXPECT_EQ(CameraPageUrl("", 80, "/"), "");
-}

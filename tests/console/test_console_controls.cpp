@@ -11,7 +11,6 @@
 #include "channel/base_camera.h"
 #include "channel/ptz_request.h"
 #include "console/control_rules.h"
-#include "console/host_pages.h"
 #include "console_fixture.h"
 #include "skin/button_art.h"
 #include "skin/xskin_od_button.h"
@@ -172,8 +171,6 @@ TEST_F(ConsolePanel, ClicksSelectTheViewAndItsMenusTheRest) {
     EXPECT_FALSE(console->GetButton(kCtlHelp)->isVisible());
     console->SetHelpURL("http://127.0.0.1/EN/help.html");
     EXPECT_TRUE(console->GetButton(kCtlHelp)->isVisible());
-    EXPECT_EQ(HelpAddress("u", 11), "u#cfg_systool");
-    EXPECT_EQ(HelpAddress("u", 12) + HelpAddress("", 0), "");
     EXPECT_TRUE(ClickOn(kCtlViewSize));
     EXPECT_FALSE(View().IsMaxViewMode());
     EXPECT_TRUE(ClickOn(kCtlSequential));

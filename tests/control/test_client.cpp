@@ -6,8 +6,10 @@
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QDialog>
 
+#include "console/main_dlg.h"
 #include "control/client.h"
 #include "persist/orvo_registry.h"
+#include "persist/string_table.h"
 #include "persist/utilities.h"
 #include "support/scripted_server.h"
 #include "support/temp_folder.h"
@@ -134,4 +136,51 @@ TEST_F(ClientTest, ALanguageThatComesWhileADialogIsOpenWaitsForItsEnd) {
     EXPECT_EQ(inside, before);
     EXPECT_TRUE(client.Impl().HasMainDlg());
     EXPECT_FALSE(client.ControlWindow()->IsTimerSet(kTimerSwitchLanguage));
+}
+
+TEST_F(ClientTest, OfSeveralLanguagesTheLastOneCounts) {
+    client.CreateControlWindow(nullptr);
+    const int language = client.Impl().GetLanguage();
+    const CMainDlg* const before = client.Impl().MainDlg();
+    QEventLoop loop;
+    QTimer::singleShot(0, &loop, [&] {
+        QDialog dialog(client.ControlWindow());
+        QTimer::singleShot(0, &dialog, [&] {
+            client.Impl().SetLanguage(6);
+            client.Impl().SetLanguage(language);
+        });
+        dialog.exec();
+        QTimer::singleShot(0, &loop, &QEventLoop::quit);
+    });
+    loop.exec();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(client.Impl().MainDlg(), before);
+    EXPECT_EQ(client.Impl().GetLanguage(), language);
+}
+
+TEST_F(ClientTest, AWindowWithoutAConsoleSaysSo) {
+    client.Impl().SetLanguage(6);  // before there is a window: the texts alone
+    EXPECT_NE(LoadString(1108), "Please wait...");
+    WindowBase& window = client.CreateControlWindow(nullptr);
+    window.show();
+    window.resize(1300, 640);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(client.Impl().GetSize(), QSize(1300, 680));
+    EXPECT_EQ(client.Impl().MainDlg()->geometry(), QRect(0, 0, 1300, 680));
+
+    client.Impl().Destroy();
+    EXPECT_EQ(LoadString(1108), "Please wait...");  // the language's module has gone with it
+    const QImage picture = window.grab().toImage();
+    int white = 0;
+    for (int y = 0; y < picture.height(); ++y) {
+        for (int x = 0; x < picture.width(); ++x) {
+            const bool bText = picture.pixelColor(x, y) != QColor(Qt::black);
+            white += bText ? 1 : 0;
+            ASSERT_TRUE(!bText || (std::abs(x - 650) < 300 && std::abs(y - 320) < 20)) << x << "," << y;
+        }
+    }
+    EXPECT_GT(white, 200);
+    client.Impl().NotifyLogin(0);  // nobody hears of it any more
+    client.Impl().ChangeSize(1100, 700);
+    EXPECT_FALSE(client.Impl().HasMainDlg());
 }

@@ -24,9 +24,11 @@ const control = (page, member, ...args) =>
 async function watchEvents(page) {
   await page.evaluate(() => {
     window.seen = [];
+    const element = document.querySelector('tr450-client');
     for (const name of ['OnLogin', 'OnLogout', 'OnGotoPage', 'OnChgLanguage', 'OnGotoServer']) {
-      document.querySelector('tr450-client').addEventListener(name, (event) => window.seen.push([name, ...event.detail]));
+      element.addEventListener(name, (event) => window.seen.push([name, ...event.detail]));
     }
+    element.addEventListener('browsercommand', ({detail}) => window.seen.push([detail.name, detail.value]));
   });
 }
 
@@ -89,6 +91,82 @@ async function userAndScript(browser) {
   assert.equal((await events(page)).filter(([name]) => name === 'OnLogout').length, logouts);
   assert.deepEqual(problems, []);
   await page.close();
+}
+
+// What the console and the page's commands want of the browser around them. A second server stands for the
+// recorder's pages.
+async function browserAround(browser, site) {
+  const asked = site.asked;
+  const context = await browser.newContext({viewport: {width: 1300, height: 720}});
+  const page = await context.newPage();
+  await page.goto(programs.url.href);
+  await watchEvents(page);
+  const command = (id, value) => control(page, 'Command', id, value);
+
+  // The toolbar is what the sample page has beside the console, until an option of the console brings it back.
+  const hasBar = (wanted) => until(`the page's bar: ${wanted}`, () =>
+    page.evaluate((is) => document.querySelector('aside').hidden === !is, wanted));
+  assert.equal(await command(0x421, 0), 0);
+  await hasBar(false);
+  assert.equal(await control(page, 'Login', USER, PASSWORD), 0);
+  await hasBar(true);
+
+  // Properties come before the console: a new element with the help's address.
+  await page.evaluate((url) => {
+    const old = document.querySelector('tr450-client');
+    const fresh = document.createElement('tr450-client');
+    fresh.HelpPath = `http://${new URL(url).host}/file:`;
+    fresh.style.cssText = 'flex: none; height: 680px';
+    old.replaceWith(fresh);
+  }, site.url);
+  await watchEvents(page);
+  assert.equal(await control(page, 'Login', USER, PASSWORD), 0);
+  await movingPictures(page, UPPER_LEFT_CELL);
+
+  assert.equal(await command(0x601, '<img src=x onerror="window.bad=1">%s'), 0);
+  await until('the title', async () => await page.title() === '<img src=x onerror="window.bad=1">%s');
+  assert.equal(await command(0x600), 0);
+  await until('the address as title', async () => await page.title() === programs.url.href);
+  for (const [id, value] of [[0x411, 3], [0x411, 2], [0x413, 0], [0x415, 1], [0x422, 1], [0x425, 0], [0x426], [0x777, 1]]) {
+    assert.equal(await command(id, value), 0);
+  }
+  await hasEvent(page, 'fit', null);
+  const told = (await events(page)).map(([name, value]) => `${name} ${value}`);
+  for (const call of ['windowState 2', 'removeClose null', 'appWindow 1', 'toolWindow 0', 'menuBar 1', 'caption 0']) {
+    assert.ok(told.includes(call), `${call} in ${told}`);
+  }
+  assert.ok(!told.includes('windowState 3'));
+
+  // The logout's request comes from the host's machine.
+  await command(0x501, `${site.url}logout?x=1`);
+  await until('the logout request', () => asked.some(({url, headers}) =>
+    url === '/logout?x=1' && headers['user-agent'] === 'Logout IE Procedure'));
+
+  // The help by the console's button: one window, which has no hold of the page and is used again.
+  const shown = context.waitForEvent('page', {timeout: 10000});
+  await page.mouse.click(930, 640);
+  const help = await shown;
+  await until('the help', () => asked.some(({url}) => url === '/file:/eng/help.html'));
+  await until('the help without an opener', async () => await help.title().catch(() => '') === 'null');
+  assert.ok(help.url().endsWith('/file:/eng/help.html#monitor'));
+  const referrers = asked.map(({headers}) => headers.referer ?? '');
+  assert.ok(referrers.every((referrer) => !referrer.includes('token')), String(referrers));
+  await page.mouse.click(930, 640);
+  await until('the help once more', async () =>
+    (await events(page)).filter(([name]) => name === 'showHelp').length === 2);
+  assert.equal(context.pages().length, 2);
+
+  // Nothing else than a page of the web is opened, whoever asks.
+  await page.evaluate(() => document.querySelector('tr450-client').onNotification('browser', ['openPage', 'javascript:window.bad=1']));
+  await page.evaluate(() => document.querySelector('tr450-client').onNotification('browser', ['navigateHelp', 'data:text/html,x']));
+  assert.ok(help.url().startsWith(site.url));
+
+  // The logout button tells the page, once.
+  await page.mouse.click(964, 640);
+  await hasEvent(page, 'OnLogout', 0);
+  assert.equal((await events(page)).filter(([name]) => name === 'OnLogout').length, 1);
+  assert.equal(await page.evaluate(() => window.bad), undefined);
+  await context.close();
 }
 
 // A page of another origin, of the old form, with one line more.
@@ -234,10 +312,15 @@ async function reloads(browser, before) {
 const held = (pid) => ({threads: count(`/proc/${pid}/task`), descriptors: count(`/proc/${pid}/fd`)});
 
 const servePage = (content) => new Promise((resolve) => {
-  const server = createServer((request, response) => response.setHeader('Content-Type', 'text/html').end(content()));
-  server.listen(0, '127.0.0.1', () => resolve({server, url: `http://127.0.0.1:${server.address().port}/`}));
+  const asked = [];
+  const server = createServer((request, response) => {
+    asked.push(request);
+    response.setHeader('Content-Type', 'text/html').end(content());
+  });
+  server.listen(0, '127.0.0.1', () => resolve({server, asked, url: `http://127.0.0.1:${server.address().port}/`}));
 });
 
+const site = await servePage(() => '<title>help</title><script>document.title = String(window.opener)</script>');
 const content = () => oldPage(programs.url.origin, programs.token);
 const allowed = await servePage(content);
 const refused = await servePage(content);
@@ -249,7 +332,7 @@ try {
   const before = held(programs.host.pid);
   browser = await launchBrowser();
   for (const [name, test] of Object.entries({
-    requests, userAndScript, hostilePage, otherOrigins: (b) => otherOrigins(b, allowed, refused),
+    requests, userAndScript, browserAround: (b) => browserAround(b, site), hostilePage, otherOrigins: (b) => otherOrigins(b, allowed, refused),
     reloads: (b) => reloads(b, before),
   })) {
     const begin = Date.now();
@@ -268,6 +351,5 @@ try {
     console.error(`the programs ended with ${codes}`);
     process.exitCode = 1;
   }
-  allowed.server.close();
-  refused.server.close();
+  for (const {server} of [allowed, refused, site]) server.close();
 }

@@ -12,6 +12,11 @@ export interface TR450ClientEventMap {
   /** Never raised. */
   OnSetManualRecording: CustomEvent<[param: number]>;
   OnGotoServer: CustomEvent<[param: number, url: string]>;
+  /**
+   * The console, or a `Command`, wants something of the browser around it. The element does what a page can do;
+   * a page that does it itself calls `preventDefault`. `docs/web.md` has the names.
+   */
+  browsercommand: CustomEvent<{name: string, value: number | string | null}>;
   /** The session has ended: the host has gone, or refused it. */
   sessionend: CustomEvent<null>;
 }

@@ -18,6 +18,16 @@ function show(text) {
 for (const name of ['OnLogin', 'OnLogout', 'OnNeedGetNewVersion', 'OnChgLanguage', 'OnGotoPage', 'OnGotoServer']) {
   control.addEventListener(name, (event) => show(`${name}(${event.detail.join(', ')})`));
 }
+
+// The console's option for the toolbar of a browser shows and hides what this page has beside the console.
+control.addEventListener('browsercommand', (event) => {
+  if (event.detail.name !== 'toolBar') return;
+  event.preventDefault();
+  document.querySelector('aside').hidden = event.detail.value === 0;
+});
+control.addEventListener('OnGotoServer', ({detail: [, url]}) => {
+  if (/^https?:\/\//.test(url)) window.open(url, '_blank', 'noopener');
+});
 control.addEventListener('sessionend', () => show('the session has ended'));
 
 document.getElementById('login').addEventListener('submit', (event) => {

@@ -67,9 +67,11 @@
       this.speaker = new Speaker();
       this.recorder = new Recorder((samples) => this.sendRecorded(samples));
       this.input = new Input(this, this.canvas, this.field, (view) => this.send(view), () => this.speaker.wake());
+      this.surroundings = new Surroundings(this);
       this.addEventListener('fullscreenchange', () => this.onFullScreenChange());
       this.onPageChange = () => this.sendVisible();
       this.onNetwork = () => this.retryNow();
+      this.onLeave = () => this.surroundings.closeHelp();
     }
 
     // --- life
@@ -88,6 +90,7 @@
       this.views.observe(this);
       document.addEventListener('visibilitychange', this.onPageChange);
       window.addEventListener('online', this.onNetwork);
+      window.addEventListener('pagehide', this.onLeave);
       this.connect();
     }
 
@@ -99,6 +102,8 @@
       this.sizes = null;
       document.removeEventListener('visibilitychange', this.onPageChange);
       window.removeEventListener('online', this.onNetwork);
+      window.removeEventListener('pagehide', this.onLeave);
+      this.onLeave();
       clearTimeout(this.retry);
       if (this.connection) this.connection.close();
       this.connection = null;
@@ -148,6 +153,7 @@
       const hadSession = this.isOpen;
       this.isOpen = false;
       this.connection = null;
+      this.onLeave();
       this.speaker.close();
       this.recorder.stop();
       this.setFullScreen(false);
@@ -165,11 +171,18 @@
     }
 
     onNotification(name, params) {
+      if (name === 'browser') this.onBrowser(...params);
       if (!EVENTS.includes(name)) return;
       if (name === 'OnChgLanguage') this.keepLanguage(String(params[0]));
       if (name === 'OnLogout') this.login = null;
       this.dispatchEvent(new CustomEvent(name, {detail: params}));
       for (const handler of this.handlers[name] || []) handler.apply(this, params);
+    }
+
+    // The page around it may do it in its own way, and then prevents the default.
+    onBrowser(name, value) {
+      const event = new CustomEvent('browsercommand', {detail: {name, value}, cancelable: true});
+      if (this.dispatchEvent(event)) this.surroundings.perform(name, value);
     }
 
     onBinary(view) {

@@ -1,0 +1,62 @@
+// What stands for the browser around the control on the desktop: the program's window, and the system's
+// browser for pages beside it.
+#pragma once
+
+#include <QtCore/QUrl>
+#include <functional>
+
+#include "control/host_ports.h"
+
+class QWidget;
+
+namespace kvmon {
+
+// A window has no bars to show or hide. User interface thread only.
+class DesktopBrowser final : public BrowserPort {
+public:
+    using Opener = std::function<void(const QUrl&)>;
+
+    // The window must outlive this object.
+    explicit DesktopBrowser(QWidget& window);
+    // With `open` in place of the system's browser.
+    DesktopBrowser(QWidget& window, Opener open);
+
+    // What PutTitleFromLocation shows: the address of the site that the window stands for.
+    void SetLocation(const std::string& url) { m_location = url; }
+
+    void Quit() override;
+    void SetState(BrowserState state) override;
+    void ShowWindow(bool bShow) override;
+    void RemoveClose() override;
+    void RemoveSizing() override;
+    void RestoreSystemMenu() override;
+    void SetCaption(bool bOn) override;
+    void SetAppWindow(bool bOn) override { m_dress.bAppWindow = bOn; }
+    void SetToolWindow(bool bOn) override { m_dress.bToolWindow = bOn; }
+    void UpdateWindow() override { Apply(); }
+    void FitToControl(const QSize& control) override;
+    void PutTitle(const std::string& title) override;
+    void PutTitleFromLocation() override { PutTitle(m_location); }
+    // What is no web page is not opened.
+    void OpenPage(const std::string& url) override;
+    std::unique_ptr<BrowserWindow> CreateBrowserWindow() override;
+
+private:
+    struct Dress {
+        bool bClose = true;
+        bool bSizing = true;
+        bool bCaption = true;
+        bool bAppWindow = true;
+        bool bToolWindow = false;
+    };
+
+    Qt::WindowFlags Flags() const;
+    void Apply();
+
+    QWidget& m_window;
+    const Opener m_open;
+    std::string m_location;
+    Dress m_dress;
+};
+
+}  // namespace kvmon

@@ -1,0 +1,66 @@
+  // The browser around the console, as far as a page can do what the console or the page's commands want of it.
+  class Surroundings {
+    constructor(element) { this.element = element; }
+
+    perform(name, value) {
+      const operations = {
+        quit: () => window.close(),
+        windowState: () => this.setState(value),
+        showWindow: () => { if (value) window.focus(); },
+        fit: () => this.fit(),
+        title: () => { document.title = value; },
+        titleFromLocation: () => { document.title = location.href; },
+        openPage: () => this.openPage(value),
+        navigateHelp: () => this.navigateHelp(value),
+        showHelp: () => { if (this.help) this.help.focus(); },
+        closeHelp: () => this.closeHelp(),
+      };
+      if (Object.hasOwn(operations, name)) operations[name]();
+    }
+
+    // A page has no window to maximize, but a full screen.
+    setState(state) {
+      const refused = () => {};
+      if (state === 1) document.documentElement.requestFullscreen().catch(refused);
+      if (state === 0 && document.fullscreenElement) document.exitFullscreen().catch(refused);
+    }
+
+    // Browsers do it for windows that a script has opened.
+    fit() {
+      const {clientWidth, clientHeight} = this.element;
+      const dx = Math.max(0, Math.round((window.outerWidth - window.innerWidth) / 2));
+      const dy = Math.max(0, window.outerHeight - window.innerHeight - dx);
+      window.resizeTo(clientWidth + 4 + 2 * dx, clientHeight + 20 + dy);
+      window.moveTo(0, 0);
+    }
+
+    isWebPage(url) {
+      try {
+        return /^https?:$/.test(new URL(url).protocol);
+      } catch {
+        return false;
+      }
+    }
+
+    openPage(url) { if (this.isWebPage(url)) window.open(url, '_blank', 'noopener'); }
+
+    // One window for a page of the help. What it shows comes from elsewhere and gets no hold of this page; so
+    // some browsers neither send it to another page nor close it from here.
+    navigateHelp(url) {
+      if (!this.isWebPage(url)) return;
+      if (!this.help || this.help.closed || this.helpUrl !== url) {
+        this.closeHelp();
+        this.helpUrl = url;
+        this.help = window.open('about:blank', 'kvmon-help', 'popup,width=1000,height=760');
+        if (!this.help) return;
+        this.help.opener = null;
+      }
+      this.help.location.replace(url);
+    }
+
+    closeHelp() {
+      if (this.help) this.help.close();
+      this.help = null;
+    }
+  }
+

@@ -1,0 +1,46 @@
+// The browser around a page's control, as the session reaches it: by notifications that the page's script
+// carries out as far as a page can.
+#pragma once
+
+#include <functional>
+#include <string_view>
+
+#include "control/host_ports.h"
+#include "control/variant.h"
+
+namespace kvmon {
+
+// User interface thread only.
+class WebBrowser final : public BrowserPort {
+public:
+    // Sends the page an operation's name and its value.
+    using Tell = std::function<void(std::string_view operation, const Variant& value)>;
+    explicit WebBrowser(Tell tell) : m_tell(std::move(tell)) {}
+
+    void Quit() override { m_tell("quit", {}); }
+    void SetState(BrowserState state) override { m_tell("windowState", static_cast<std::int32_t>(state)); }
+    void ShowWindow(bool bShow) override { TellFlag("showWindow", bShow); }
+    void RemoveClose() override { m_tell("removeClose", {}); }
+    void RemoveSizing() override { m_tell("removeSizing", {}); }
+    void RestoreSystemMenu() override { m_tell("restoreSystemMenu", {}); }
+    void SetCaption(bool bOn) override { TellFlag("caption", bOn); }
+    void SetAppWindow(bool bOn) override { TellFlag("appWindow", bOn); }
+    void SetToolWindow(bool bOn) override { TellFlag("toolWindow", bOn); }
+    void PutToolBar(bool bOn) override { TellFlag("toolBar", bOn); }
+    void PutMenuBar(bool bOn) override { TellFlag("menuBar", bOn); }
+    void PutStatusBar(bool bOn) override { TellFlag("statusBar", bOn); }
+    void PutAddressBar(bool bOn) override { TellFlag("addressBar", bOn); }
+    // The page knows its own sizes.
+    void FitToControl(const QSize&) override { m_tell("fit", {}); }
+    void PutTitle(const std::string& title) override { m_tell("title", title); }
+    void PutTitleFromLocation() override { m_tell("titleFromLocation", {}); }
+    void OpenPage(const std::string& url) override { m_tell("openPage", url); }
+    std::unique_ptr<BrowserWindow> CreateBrowserWindow() override;
+
+private:
+    void TellFlag(std::string_view operation, bool bOn) { m_tell(operation, std::int32_t{bOn ? 1 : 0}); }
+
+    const Tell m_tell;
+};
+
+}  // namespace kvmon
