@@ -247,10 +247,12 @@ TEST_F(DirectCamera, OutlivesWhatACameraDoes) {
         std::atomic<bool> recovers{false};
         ScriptedServer device([&](Peer& peer) {
             peer.ReadHead();
-            peer.Write(recovers ? kGood + good + good + good : reply);
-            if (recovers) {
-                peer.Hold();
+            if (!recovers) {
+                peer.Write(reply);
+                return;
             }
+            peer.Write(kGood + good + good + good);
+            peer.Hold();
         });
         ScriptedServer recorder([](Peer& peer) { peer.Hold(); });
         Play(SettingsFor(device.Port(), recorder.Port()), fakeClock);
