@@ -58,7 +58,7 @@ RecordingResult RecordingResultOf(ExchangeStep step) {
 
 void SendPtzCmd(ChannelCore& core, const CamCmd& command, const FlagWord& bAbort) {
     TargetSettings settings;
-    if (!core.GetTargetSettings(settings)) {
+    if (!core.GetKelvaraSettings(settings)) {
         return;
     }
     const auto request = BuildPtzRequest(command.dwCmd, command.dwArg, settings);
@@ -84,7 +84,7 @@ void SendPtzCmd(ChannelCore& core, const CamCmd& command, const FlagWord& bAbort
 
 std::pair<RecordingResult, int> Record(ChannelCore& core, bool bOn, const FlagWord& bAbort) {
     TargetSettings settings;
-    core.GetTargetSettings(settings);
+    core.GetKelvaraSettings(settings);
     const auto request = BuildManualRecording(bOn, settings);
     if (!request) {
         return {RecordingResult::SendFailed, 0};
@@ -114,7 +114,7 @@ void SetManualRecording(ChannelCore& core, bool bOn, const FlagWord& bAbort) {
 // The exchange of commands 21 and 22; the cell hears of its end by the timer, whatever the outcome.
 void SendPreset(ChannelCore& core, int nWireCommand, const std::string& argument, const FlagWord& bAbort) {
     TargetSettings settings;
-    if (!core.GetTargetSettings(settings)) {
+    if (!core.GetKelvaraSettings(settings)) {
         return;
     }
     if (const auto request = BuildPresetCommand(nWireCommand, argument, settings)) {

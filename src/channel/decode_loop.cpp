@@ -26,7 +26,7 @@ struct CodedKind {
 
 namespace {
 
-// "This camera's format needs ..."
+// "Needs its maker's library"
 constexpr std::uint32_t kStrNeedsLibrary = 6700;
 constexpr char kWaitsForKeyFrame[] = "receive frame but not key frame, drop it....";
 constexpr char kDecodeFailed[] = "decode failed....";
@@ -286,7 +286,8 @@ void DoDecodeLoop(const std::shared_ptr<ChannelCore>& core, ThreadControl& contr
     while (WaitForRun("DoDecodeLoop", *core, control)) {
         if (core->m_bDecodePlaying) {
             try {
-                DecodeLoop(*core, control).DecodeFrame();
+                DecodeLoop loop(*core, control);
+                core->IsStreamFromCamera() ? core->kind.DecodeCameraFrame(loop) : loop.DecodeFrame();
             } catch (const std::bad_alloc&) {
                 Trace("CBaseCamera::DoDecodeLoop: m_uCHInMainDlg=%u, out of memory....\n",
                       core->m_uCHInMainDlg.load());

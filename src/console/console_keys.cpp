@@ -113,10 +113,25 @@ std::span<const ConsoleKey> ConsoleKeyTable() {
     return kKeys;
 }
 
+QString KeyName(int key) {
+    // As the keys themselves are marked, in any language.
+    constexpr struct {
+        int key;
+        char16_t arrow;
+    } kArrows[] = {{Qt::Key_Up, u'\u2191'},
+                   {Qt::Key_Down, u'\u2193'},
+                   {Qt::Key_Left, u'\u2190'},
+                   {Qt::Key_Right, u'\u2192'}};
+    const auto* const arrow = std::find_if(std::begin(kArrows), std::end(kArrows),
+                                           [key](const auto& row) { return row.key == key; });
+    return arrow != std::end(kArrows) ? QString(QChar(arrow->arrow))
+                                      : QKeySequence(key).toString(QKeySequence::NativeText);
+}
+
 QString ShortcutName(int command) {
     for (const ConsoleKey& row : kKeys) {
         if (row.command == command) {
-            return QKeySequence(row.key).toString(QKeySequence::NativeText);
+            return KeyName(row.key);
         }
     }
     return {};

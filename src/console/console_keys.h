@@ -26,7 +26,9 @@ inline constexpr int kKeyPreviousPage = -2;
 inline constexpr int kKeyHelp = -3;
 
 std::span<const ConsoleKey> ConsoleKeyTable();
-// The key of a command as a user reads it, such as "Ctrl+1"; empty for none.
+// A key as a user reads it.
+QString KeyName(int key);
+// The key of a command, such as "Ctrl+1"; empty for none.
 QString ShortcutName(int command);
 
 // Keys that come to the console, or to a panel that holds its windows. User interface thread only.

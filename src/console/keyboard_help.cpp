@@ -1,6 +1,5 @@
 // The window that tells the keys.
 #include <QtCore/QPointer>
-#include <QtGui/QKeySequence>
 #include <QtWidgets/QDialog>
 #include <QtWidgets/QDialogButtonBox>
 #include <QtWidgets/QGridLayout>
@@ -27,8 +26,7 @@ struct Line {
 
 QString KeyText(int key) {
     const bool bPad = (key & static_cast<int>(Qt::KeypadModifier)) != 0;
-    const QString text =
-        QKeySequence(key & ~static_cast<int>(Qt::KeypadModifier)).toString(QKeySequence::NativeText);
+    const QString text = KeyName(key & ~static_cast<int>(Qt::KeypadModifier));
     return bPad ? QString::fromStdString(LoadString(6234)).arg(text) : text;
 }
 

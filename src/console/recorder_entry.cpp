@@ -1,6 +1,7 @@
 #include "console/recorder_entry.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include "console/fill_pattern.h"
 #include "persist/credential_store.h"
@@ -18,11 +19,13 @@ bool IsAddressCharacter(char c) {
            c == '-' || c == '_';
 }
 
-// Without its colon, a label is the name of its field.
+// A label without its colon, which languages write each in their way, is the name of its field.
 std::string TooLong(std::uint32_t label) {
     std::string field = LoadString(label);
-    while (field.ends_with(':')) {
-        field.pop_back();
+    for (const std::string_view end : {"\uff1a", ":", "\u00a0", " "}) {
+        if (field.ends_with(end)) {
+            field.resize(field.size() - end.size());
+        }
     }
     return FillPattern(LoadString(6164), {field});
 }

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "console/toolkit_language.h"
 #include "persist/language_module.h"
 #include "persist/log_file.h"
 #include "persist/string_table.h"
@@ -60,11 +61,13 @@ std::uint16_t LoadLanguage(std::uint16_t wanted) {
     }
     const std::uint16_t langid = module->langid;
     UseLanguageModule(std::make_shared<const LanguageModule>(std::move(*module)));
+    UseToolkitLanguage(langid);
     return langid;
 }
 
 void UnloadLanguage() {
     UseLanguageModule(nullptr);
+    UseToolkitLanguage(0);
 }
 
 }  // namespace kvmon

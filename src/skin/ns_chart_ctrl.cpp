@@ -1,5 +1,6 @@
 #include "skin/ns_chart_ctrl.h"
 
+#include <QtGui/QGuiApplication>
 #include <QtGui/QPainter>
 #include <algorithm>
 #include <cmath>
@@ -24,7 +25,9 @@ QString Text(const std::string& text) {
 }
 
 QFont ChartFont() {
-    QFont font(QStringLiteral("Arial"));
+    // The application's further families hold the letters of the language.
+    QFont font = QGuiApplication::font();
+    font.setFamilies(QStringList(QStringLiteral("Arial")) + font.families());
     font.setPixelSize(13);
     return font;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QtCore/QObject>
+#include <QtCore/QTimer>
 #include <QtWidgets/QWidget>
 #include <deque>
 #include <memory>
@@ -14,6 +15,7 @@
 #include "control/smb_shares.h"
 #include "web/frame_sender.h"
 #include "web/page_sound.h"
+#include "web/page_text.h"
 #include "web/web_settings.h"
 #include "web/web_socket.h"
 
@@ -45,14 +47,16 @@ private:
     CallResult Get(std::string_view name);
     CallResult Put(std::string_view name, std::span<const Variant> arguments);
     void Activate();
-    void Resize(const QSize& size);
+    void Resize(const QSize& size, double ratio);
+    void TellWords();
     void PrepareSound();
+    void TraceCounts();
     void Raise(std::string_view name, std::initializer_list<Variant> arguments);
 
     void OnLogout(int reason) override { Raise("OnLogout", {reason}); }
     void OnNeedGetNewVersion(int param) override { Raise("OnNeedGetNewVersion", {param}); }
     void OnLogin(int param) override { Raise("OnLogin", {param}); }
-    void OnChgLanguage(int language) override { Raise("OnChgLanguage", {language}); }
+    void OnChgLanguage(int language) override;
     void OnGotoPage(int param) override { Raise("OnGotoPage", {param}); }
     void OnGotoServer(int param, const std::string& url) override { Raise("OnGotoServer", {param, url}); }
 
@@ -64,6 +68,9 @@ private:
     CTR450Client m_client;
     WebSocket m_socket;
     FrameSender m_frames;
+    PageText m_text;
+    std::vector<std::string> m_words;  // as the page knows them
+    QTimer m_countsTimer;
     std::unique_ptr<QSocketNotifier> m_hostGone;
     const std::shared_ptr<PageSound> m_sound = std::make_shared<PageSound>();
     const std::shared_ptr<std::atomic<int>> m_soundBlocks = std::make_shared<std::atomic<int>>(0);
