@@ -4,8 +4,10 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <vector>
 
 #include "content/coded_pictures.h"
+#include "maker_library/maker_shim.h"
 #include "wire/frame_header.h"
 
 namespace {
@@ -37,6 +39,74 @@ std::string Record(std::uint32_t code, const CodedUnit& unit) {
 void Write(const std::filesystem::path& folder, const std::string& name, const std::string& bytes) {
     std::filesystem::create_directories(folder);
     std::ofstream(folder / name, std::ios::binary) << bytes;
+}
+
+// A picture's JPEG as an MxPEG camera opens it; a mask of the blocks that it holds makes it a partial update.
+std::string Mxpeg(const CodedUnit& unit, bool bPartial) {
+    const std::string jpeg = Text(unit);
+    std::string head("\xFF\xD8\xFF\xE0\0\x10JFIF\0\1\1\0\0\1\0\1\0\0", 20);
+    if (bPartial) {
+        constexpr int kColumns = (kWidth + 15) / 16;
+        constexpr int kRows = (kHeight + 15) / 16;
+        std::string mask("MXM\0\0\0", 6);
+        mask += Word(kColumns, 2) + Word(kRows, 2) + std::string(4, '\0');
+        mask += std::string((kColumns * kRows + 7) / 8, '\xFF');
+        const std::size_t length = mask.size() + 2;
+        head += "\xFF\xFE";
+        head += {static_cast<char>(length >> 8), static_cast<char>(length)};
+        head += mask;
+    }
+    return head + jpeg.substr(2);
+}
+
+std::string LoopFrame(int kind, int flags, const std::string& payload) {
+    return Word(static_cast<std::uint32_t>(kind), 1) + Word(static_cast<std::uint32_t>(flags), 1) +
+           Word(static_cast<std::uint32_t>(payload.size()), 2) + payload;
+}
+
+// Streams for the decode loop: each kind by itself, and all of them in turn. Kinds and flags as the target
+// has them.
+void WriteLoopSeeds(const std::filesystem::path& folder, const kvtest::CodingOptions& options) {
+    constexpr int kKey = 1;
+    constexpr int kDecode = 16;
+    const auto units = [&](Coding coding) {
+        return kvtest::EncodeMovingPictures(coding, kWidth, kHeight, options);
+    };
+    std::vector<std::vector<std::string>> streams;
+    const auto add = [&](int kind, const std::vector<CodedUnit>& pictures, const auto& text) {
+        auto& stream = streams.emplace_back();
+        for (const CodedUnit& unit : pictures) {
+            stream.push_back(LoopFrame(kind, (unit.key ? kKey : 0) | kDecode, text(unit)));
+        }
+    };
+    add(0, units(Coding::H264), Text);
+    add(1, units(Coding::Mpeg4), Text);
+    add(2, units(Coding::Mpeg4), Text);
+    add(3, units(Coding::Mjpeg), [](const CodedUnit& unit) { return Mxpeg(unit, false); });
+    add(3, units(Coding::Mjpeg), [](const CodedUnit& unit) { return Mxpeg(unit, true); });
+    add(4, units(Coding::Mpeg4), Text);
+    add(7, units(Coding::Mjpeg), Text);
+    const std::string picture = kvtest::MakerPicture(40, 20, 'v');
+    streams.push_back({LoopFrame(4, kKey, picture), LoopFrame(4, kDecode, picture)});
+    for (const int kind : {5, 6}) {
+        const std::string packet = kvtest::MakerPacket(1, picture);
+        streams.push_back({LoopFrame(kind, kKey, packet), LoopFrame(kind, kDecode, packet)});
+    }
+    streams.push_back({LoopFrame(9, 0, kvtest::MakerPacket(8, "sound")),
+                       LoopFrame(9, 0, kvtest::MakerPacket(1024, "sound", 4))});
+    std::string all;
+    for (std::size_t i = 0; i < streams.size(); ++i) {
+        std::string stream;
+        for (const std::string& frame : streams[i]) {
+            stream += frame;
+        }
+        all += streams[i].front() + streams[i].back();
+        for (const char site : {'\0', '\1'}) {
+            Write(folder, "kind" + std::to_string(i) + (site != 0 ? "-library" : ""), site + stream);
+        }
+    }
+    Write(folder, "all", '\0' + all);
+    Write(folder, "all-library", '\1' + all);
 }
 
 // A list of values in which every kind comes up.
@@ -75,6 +145,10 @@ void WriteSeeds(const std::filesystem::path& folder) {
             Write(folder / "video", kind.name, units);
         }
         Write(folder / "stream_records", kind.name, records);
+    }
+    WriteLoopSeeds(folder / "decode_loop", options);
+    for (const CodedUnit& unit : kvtest::EncodeMovingPictures(Coding::H264, kWidth, kHeight, options)) {
+        Write(folder / "sony_h264", unit.key ? "key" : "other", Text(unit));
     }
     const std::string part = "--edge\r\nContent-Length: 9\r\n\r\n\xFF\xD8 text\xFF\xD9\r\n\r\n";
     Write(folder / "multipart", "parts", "X: boundary=--edge\r\n\r\n" + part + part);

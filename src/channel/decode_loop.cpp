@@ -26,7 +26,7 @@ struct CodedKind {
 
 namespace {
 
-// "This camera's format needs ..."
+// "Needs its maker's library"
 constexpr std::uint32_t kStrNeedsLibrary = 6700;
 constexpr char kWaitsForKeyFrame[] = "receive frame but not key frame, drop it....";
 constexpr char kDecodeFailed[] = "decode failed....";

@@ -12,7 +12,7 @@ namespace {
 constexpr std::uint32_t kHeadTimeout = 3000;
 constexpr std::uint32_t kBodyTimeout = 30000;
 constexpr std::size_t kHeaderLineSize = 3096;
-// "The sound of this camera needs ..."
+// "Sound needs its maker's library"
 constexpr std::uint32_t kStrSoundNeedsLibrary = 6701;
 
 }  // namespace

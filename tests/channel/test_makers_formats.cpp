@@ -7,6 +7,7 @@
 #include "channel/decode_loop.h"
 #include "channel/open_decoders.h"
 #include "channel/stream_reader.h"
+#include "codec/jpeg_codec.h"
 #include "maker_library/maker_shim.h"
 #include "memory_source.h"
 #include "persist/string_table.h"
@@ -61,6 +62,7 @@ struct Site {
         Factories().waveOutput = []() -> std::unique_ptr<WaveOutput> {
             return std::make_unique<NotingOutput>();
         };
+        Factories().mxpegDecoder = MakeOpenMxpegDecoder;
         Factories().vivotekDecoder = factory;
     }
     ~Site() { Factories() = before; }
@@ -82,11 +84,12 @@ protected:
         shim.Reset();
     }
     void Queue(std::uint32_t code, bool key, const std::string& payload, int width = 8, int height = 4) {
-        const std::string record = VideoRecord(code, key, width, height, payload);
+        const bool bJpeg = code == wire::kZIVG;
+        const std::string record = bJpeg ? payload : VideoRecord(code, key, width, height, payload);
         auto frame = core->m_frames.NewDecodeFrame(0, record.size());
         std::memcpy(frame->Begin(), record.data(), record.size());
         frame->SetLength(static_cast<std::uint32_t>(record.size()));
-        core->m_frames.AddDecodeFrameToQueue(FrameType::Wrapped, std::move(frame),
+        core->m_frames.AddDecodeFrameToQueue(bJpeg ? FrameType::Jpeg : FrameType::Wrapped, std::move(frame),
                                              &core->m_decodeThread.Control()->run);
     }
     void StartThread() {
@@ -209,6 +212,37 @@ TEST_P(WithoutMakersLibrary, TheCellSaysSoAndBareMpeg4IsShown) {
     EXPECT_EQ(core->m_picture.GetBitmapInfo(), MakeBitmapInfo(64, 48));
     queueBare(0, 0);
     EXPECT_EQ(ShownAfter(), 1u) << "without a size in the head, too";
+}
+
+// The function of the code before gives up the first frame of another one's; codes that share a function lose
+// none.
+TEST_P(WithoutMakersLibrary, AnyCodeMayFollowAnyOther) {
+    constexpr int kFrames = 3;
+    const std::vector<std::uint8_t> grey(MakeBitmapInfo(64, 48).biSizeImage, 0x50);
+    std::vector<std::uint8_t> jpeg;
+    ASSERT_EQ(SaveJpegMemory(jpeg, MakeBitmapInfo(64, 48), grey, 100, true), nullptr);
+    const std::string whole(jpeg.begin(), jpeg.end());
+    const auto coded = [](const char* encoder) { return kvtest::StreamMaker(encoder, 64, 48).Next().bytes; };
+    const struct {
+        std::uint32_t code;
+        int function;
+        std::string payload;
+    } kinds[] = {{wire::kZ264, 1, coded("libx264")}, {wire::kZMP4, 2, coded("mpeg4")},
+                 {wire::kAVM4, 2, coded("mpeg4")},   {wire::kZXPG, 3, whole},
+                 {wire::kZV7K, 4, coded("mpeg4")},   {wire::kZIVG, 5, whole}};
+    for (const auto& first : kinds) {
+        for (const auto& second : kinds) {
+            const std::uint64_t before = core->m_nDecoded;
+            Queue(first.code, true, first.payload, 64, 48);
+            for (int i = 0; i < kFrames; ++i) {
+                Queue(second.code, true, second.payload, 64, 48);
+            }
+            ShownAfter();
+            EXPECT_EQ(core->m_nDecoded - before, first.function == second.function ? 4u : 3u)
+                << GetVideoCodeName(first.code) << " " << GetVideoCodeName(second.code);
+        }
+    }
+    EXPECT_EQ(core->m_nFailed, 0u);
 }
 
 // Reads records of sound as the reception thread does.
