@@ -1,43 +1,7 @@
 // The records of a channel's stream, from behind the status line, and the frames that come of them.
-#include <algorithm>
-#include <cstring>
-
 #include "channel/decode_loop.h"
 #include "channel/stream_reader.h"
-
-namespace {
-
-class SpanSource final : public kvmon::ByteSource {
-public:
-    explicit SpanSource(std::span<const std::uint8_t> bytes) : m_bytes(bytes) {}
-
-    bool ReadLine(char* pBuffer, std::size_t* pnLength, std::uint32_t* /*dwTimeout*/) override {
-        const auto end = std::find(m_bytes.begin(), m_bytes.end(), '\n');
-        const auto line = static_cast<std::size_t>(end - m_bytes.begin()) + (end != m_bytes.end() ? 1 : 0);
-        *pnLength = Take(pBuffer, std::min(line, *pnLength));
-        return *pnLength != 0;
-    }
-    std::size_t Receive(void* pBuffer, std::size_t nLength, std::uint32_t* /*dwTimeout*/) override {
-        return Take(pBuffer, nLength);
-    }
-    std::size_t ReadBlock(void* pBuffer, std::size_t nLength, std::uint32_t* /*dwTimeout*/) override {
-        return Take(pBuffer, nLength);
-    }
-
-private:
-    std::size_t Take(void* to, std::size_t length) {
-        length = std::min(length, m_bytes.size());
-        if (length > 0) {
-            std::memcpy(to, m_bytes.data(), length);
-        }
-        m_bytes = m_bytes.subspan(length);
-        return length;
-    }
-
-    std::span<const std::uint8_t> m_bytes;
-};
-
-}  // namespace
+#include "span_source.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     kvmon::ChannelCore core(kvmon::SystemClock());
@@ -47,7 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     kvmon::ThreadControl video;
     kvmon::ThreadControl decode;
     kvmon::LiveAudio audio(kvmon::ChannelFactories{}, core.m_uCHInMainDlg);
-    SpanSource source({data, size});
+    kvfuzz::SpanSource source({data, size});
     kvmon::StreamReader(core, video, decode, audio, source).ParseImageFromKelvara();
 
     // With the exit event set a pass ends when no frame waits.

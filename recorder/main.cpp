@@ -67,11 +67,19 @@ int Serve(const Options& options) {
     ServiceOptions service;
     service.address = listen.address;
     service.port = listen.port;
+    if (!config.cameraListen.empty()) {
+        const ListenAddress cameras = ParseListen(config.cameraListen);
+        service.cameraAddress = cameras.address;
+        service.cameraPort = cameras.port;
+    }
     service.controlPath = options.controlPath;
     service.onStop = [&] { loop.stop(); };
     RecorderService recorder(model, service);
     recorder.Start();
     std::cout << "kvrecorder: listening on " << recorder.Endpoint() << std::endl;
+    if (!recorder.CameraEndpoint().empty()) {
+        std::cout << "kvrecorder: cameras on " << recorder.CameraEndpoint() << std::endl;
+    }
     loop.run();
     recorder.Stop();
     return 0;

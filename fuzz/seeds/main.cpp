@@ -76,6 +76,8 @@ void WriteSeeds(const std::filesystem::path& folder) {
         }
         Write(folder / "stream_records", kind.name, records);
     }
+    const std::string part = "--edge\r\nContent-Length: 9\r\n\r\n\xFF\xD8 text\xFF\xD9\r\n\r\n";
+    Write(folder / "multipart", "parts", "X: boundary=--edge\r\n\r\n" + part + part);
     Write(folder / "http_head", "ok", "HTTP/1.0 200 OK\r\n");
     for (std::uint32_t i = 1; i <= 8; ++i) {
         Write(folder / "stored_tree", "nonsense" + std::to_string(i), Nonsense(i));

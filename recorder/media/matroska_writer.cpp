@@ -126,6 +126,9 @@ bool MatroskaWriter::Ends(const Packet& packet) const {
 }
 
 void MatroskaWriter::Write(const PacketPtr& packet) {
+    if (packet->fourcc == wire::kZXPG && !packet->key) {
+        return;
+    }
     const std::int64_t duration = std::max<std::int64_t>(1, packet->timeMs - waiting_->timeMs);
     Flush(duration);
     lastDuration_ = duration;

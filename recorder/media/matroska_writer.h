@@ -24,7 +24,7 @@ public:
     // A picture that this file cannot go on with, as it has another codec or size or comes from an earlier
     // time.
     bool Ends(const Packet& packet) const;
-    // Throws std::runtime_error.
+    // Throws std::runtime_error. Of MxPEG whole pictures are kept, as no player knows the others.
     void Write(const PacketPtr& packet);
 
     std::uint64_t Bytes() const { return bytes_; }

@@ -29,8 +29,7 @@ struct Packet {
 };
 using PacketPtr = std::shared_ptr<const Packet>;
 
-// The last three are other ways to wrap the second and the third: MPEG-4 of two fields one above the other,
-// the MPEG-4 of a Vivotek camera, and MxPEG of whole pictures.
+// The last three: MPEG-4 of two fields one above the other, the MPEG-4 of a Vivotek camera, and MxPEG.
 enum class Codec { H264, Mpeg4, Mjpeg, Mpeg4Fields, Vivotek, Mxpeg };
 
 // One of the streams that a channel offers, in the order of stream_id.

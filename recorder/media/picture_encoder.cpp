@@ -55,7 +55,7 @@ const CodecKind kCodecs[] = {
     {Codec::Mjpeg, "mjpeg", wire::kZIVG, AV_PIX_FMT_YUVJ420P, TuneMjpeg},
     {Codec::Mpeg4Fields, "mpeg4", wire::kAVM4, AV_PIX_FMT_YUV420P, TuneMpeg4},
     {Codec::Vivotek, "mpeg4", wire::kZV7K, AV_PIX_FMT_YUV420P, TuneMpeg4},
-    {Codec::Mxpeg, "mjpeg", wire::kZXPG, AV_PIX_FMT_YUVJ420P, TuneMjpeg},
+    {Codec::Mxpeg, nullptr, wire::kZXPG, AV_PIX_FMT_YUVJ420P, nullptr},
 };
 
 const CodecKind& KindOf(Codec codec) {
@@ -81,13 +81,17 @@ void StackFields(const AVFrame& picture, AVFrame& stacked) {
     }
 }
 
-AvPtr<AVFrame> MakeFrame(const AVCodecContext& codec) {
+AVColorRange RangeOf(const CodecKind& kind) {
+    return kind.format == AV_PIX_FMT_YUVJ420P ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
+}
+
+AvPtr<AVFrame> MakeFrame(const CodecKind& kind, const StreamConfig& stream) {
     AvPtr<AVFrame> frame(av_frame_alloc());
     if (frame) {
-        frame->format = codec.pix_fmt;
-        frame->width = codec.width;
-        frame->height = codec.height;
-        frame->color_range = codec.color_range;
+        frame->format = kind.format;
+        frame->width = stream.width;
+        frame->height = stream.height;
+        frame->color_range = RangeOf(kind);
     }
     if (!frame || av_frame_get_buffer(frame.get(), 0) < 0) {
         throw std::runtime_error("no memory for a picture");
@@ -124,6 +128,20 @@ std::uint32_t FourccOf(Codec codec) {
 PictureEncoder::PictureEncoder(const StreamConfig& stream) : stream_(stream) {
     CheckStream(stream);
     const CodecKind& kind = KindOf(stream.codec);
+    frame_ = MakeFrame(kind, stream);
+    if (stream.codec == Codec::Mxpeg) {
+        mxpeg_ = std::make_unique<MxpegWriter>(stream.width, stream.height);
+        return;
+    }
+    if (stream.codec == Codec::Mpeg4Fields) {
+        stacked_ = MakeFrame(kind, stream);
+    }
+    OpenCodec();
+}
+
+void PictureEncoder::OpenCodec() {
+    const StreamConfig& stream = stream_;
+    const CodecKind& kind = KindOf(stream.codec);
     const AVCodec* const codec = avcodec_find_encoder_by_name(kind.encoder);
     codec_.reset(codec ? avcodec_alloc_context3(codec) : nullptr);
     packet_.reset(av_packet_alloc());
@@ -133,7 +151,7 @@ PictureEncoder::PictureEncoder(const StreamConfig& stream) : stream_(stream) {
     codec_->width = stream.width;
     codec_->height = stream.height;
     codec_->pix_fmt = kind.format;
-    codec_->color_range = kind.format == AV_PIX_FMT_YUVJ420P ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
+    codec_->color_range = RangeOf(kind);
     codec_->time_base = {1, stream.fps};
     codec_->framerate = {stream.fps, 1};
     codec_->gop_size = stream.gop;
@@ -147,10 +165,6 @@ PictureEncoder::PictureEncoder(const StreamConfig& stream) : stream_(stream) {
         throw std::runtime_error(std::string("the encoder ") + kind.encoder + " refuses " +
                                  std::to_string(stream.width) + "x" + std::to_string(stream.height) + ": " +
                                  AvErrorText(error));
-    }
-    frame_ = MakeFrame(*codec_);
-    if (stream.codec == Codec::Mpeg4Fields) {
-        stacked_ = MakeFrame(*codec_);
     }
 }
 
@@ -167,26 +181,41 @@ PacketPtr PictureEncoder::Encode(std::int64_t index, std::int64_t timeMs) {
         StackFields(*frame_, *frame);
     }
     frame->pts = index;
-    // The libraries count a group by time stamps or by pictures; after skipped ones these differ.
-    frame->pict_type = sinceKey_ == 0 ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
-    frame->quality = codec_->global_quality;
-    if (avcodec_send_frame(codec_.get(), frame) < 0 ||
-        avcodec_receive_packet(codec_.get(), packet_.get()) < 0) {
-        return nullptr;
-    }
     auto packet = std::make_shared<Packet>();
     packet->fourcc = FourccOf(stream_.codec);
-    packet->key = (packet_->flags & AV_PKT_FLAG_KEY) != 0;
     packet->width = stream_.width;
     packet->height = stream_.height;
     packet->timeMs = timeMs;
-    packet->data.assign(packet_->data, packet_->data + packet_->size);
-    av_packet_unref(packet_.get());
+    if (!Code(*frame, *packet)) {
+        return nullptr;
+    }
     sinceKey_ = packet->key ? 1 : sinceKey_ + 1;
     if (sinceKey_ >= stream_.gop) {
         sinceKey_ = 0;
     }
     return packet;
+}
+
+bool PictureEncoder::Code(AVFrame& frame, Packet& packet) {
+    if (mxpeg_) {
+        if (!mxpeg_->Write(frame, sinceKey_ == 0)) {
+            return false;
+        }
+        packet.key = mxpeg_->IsWhole();
+        packet.data = mxpeg_->Data();
+        return true;
+    }
+    // The libraries count a group by time stamps or by pictures; after skipped ones these differ.
+    frame.pict_type = sinceKey_ == 0 ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
+    frame.quality = codec_->global_quality;
+    if (avcodec_send_frame(codec_.get(), &frame) < 0 ||
+        avcodec_receive_packet(codec_.get(), packet_.get()) < 0) {
+        return false;
+    }
+    packet.key = (packet_->flags & AV_PKT_FLAG_KEY) != 0;
+    packet.data.assign(packet_->data, packet_->data + packet_->size);
+    av_packet_unref(packet_.get());
+    return true;
 }
 
 }  // namespace kvrecorder

@@ -5,11 +5,13 @@
 
 #include "media/av_ptr.h"
 #include "media/media_hub.h"
+#include "media/mxpeg_writer.h"
 
 namespace kvrecorder {
 
 // H.264 as annex B with its parameter sets at each key picture, MPEG-4 with its VOL header at each key
-// picture, MJPEG and MxPEG as plain baseline JPEG. One packet out for each picture in. One thread at a time.
+// picture, MJPEG as plain baseline JPEG, MxPEG as whole and partial pictures. One packet out for each picture
+// in. One thread at a time.
 class PictureEncoder {
 public:
     // Throws std::runtime_error if the stream's values are out of range or no encoder takes them.
@@ -22,11 +24,15 @@ public:
     PacketPtr Encode(std::int64_t index, std::int64_t timeMs);
 
 private:
+    void OpenCodec();
+    bool Code(AVFrame& frame, Packet& packet);
+
     const StreamConfig stream_;
     AvPtr<AVCodecContext> codec_;
     AvPtr<AVFrame> frame_;
     AvPtr<AVFrame> stacked_;  // of two fields alone: the picture as it is coded
     AvPtr<AVPacket> packet_;
+    std::unique_ptr<MxpegWriter> mxpeg_;  // in place of a codec
     int sinceKey_ = 0;
 };
 

@@ -160,14 +160,6 @@ constexpr std::array<std::pair<std::string_view, CgiRoot>, 3> kRoots = {{
     {"/cgi-bin", CgiRoot::CgiBin},
     {"/", CgiRoot::Top},
 }};
-constexpr std::array<std::pair<std::string_view, Codec>, 6> kCodecs = {{
-    {"h264", Codec::H264},
-    {"mpeg4", Codec::Mpeg4},
-    {"mjpeg", Codec::Mjpeg},
-    {"mpeg4-fields", Codec::Mpeg4Fields},
-    {"vivotek", Codec::Vivotek},
-    {"mxpeg", Codec::Mxpeg},
-}};
 
 constexpr std::array<std::pair<std::string_view, SoundFormat>, 6> kSoundFormats = {{
     {"mu-law", SoundFormat::MuLaw},
@@ -249,11 +241,15 @@ void ReadCamera(TableReader& reader, CameraConfig& camera) {
     reader.Column("guest_password", camera.guestPassword, 63);
     // A longer one would not fit into a client's line once it is scrambled.
     reader.Column("video_url", camera.videoUrl, 239);
+    reader.Flag("direct", camera.direct);
+    if (camera.direct && !camera.videoUrl.empty() && !camera.videoUrl.starts_with('/')) {
+        reader.Fail("video_url", "a path that begins with / is wanted for a camera of the camera port");
+    }
 }
 
 StreamConfig ReadStream(TableReader& reader) {
     StreamConfig stream;
-    reader.Word("codec", stream.codec, kCodecs);
+    reader.Word("codec", stream.codec, kCodecNames);
     reader.Number("width", stream.width, 16, 4096);
     reader.Number("height", stream.height, 16, 4096);
     if (stream.width % 2 != 0 || stream.height % 2 != 0) {
@@ -347,6 +343,7 @@ void ReadRecording(TableReader& reader, ServerConfig& server) {
 
 void ReadAll(TableReader& reader, RecorderConfig& config) {
     reader.Text("listen", config.listen);
+    reader.Text("camera_listen", config.cameraListen);
     reader.Table("server", [&](TableReader& server) {
         server.Text("name", config.server.name);
         server.Text("version", config.server.version, 63);
@@ -383,8 +380,12 @@ void ReadAll(TableReader& reader, RecorderConfig& config) {
             }
         }
     });
-    reader.Tables("channels", kMaxChannels,
-                  [&](TableReader& channel) { config.channels.push_back(ReadChannel(channel)); });
+    reader.Tables("channels", kMaxChannels, [&](TableReader& channel) {
+        config.channels.push_back(ReadChannel(channel));
+        if (config.channels.back().camera.direct && config.cameraListen.empty()) {
+            channel.Fail("camera", "direct needs a camera_listen further up");
+        }
+    });
     reader.Finish();
 }
 

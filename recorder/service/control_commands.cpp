@@ -98,6 +98,19 @@ std::string PtzFault(Call& call) {
     return "there is no such reply";
 }
 
+std::string Recode(Call& call) {
+    const auto channel = ChannelNumber(call.words[0]);
+    if (!channel) {
+        return "a channel number is wanted";
+    }
+    for (const auto& [word, codec] : kCodecNames) {
+        if (word == call.words[1]) {
+            return call.model.SetCodec(*channel, codec);
+        }
+    }
+    return "there is no such codec";
+}
+
 std::string Disk(Call& call) {
     for (const auto& [word, fault] : kDiskFaults) {
         if (word == call.words[0]) {
@@ -124,22 +137,10 @@ std::string Stop(Call& call) {
     return "";
 }
 
-const char* CodecName(Codec codec) {
-    switch (codec) {
-        case Codec::Mpeg4:
-            return "mpeg4";
-        case Codec::Mjpeg:
-            return "mjpeg";
-        case Codec::Mpeg4Fields:
-            return "mpeg4-fields";
-        case Codec::Vivotek:
-            return "vivotek";
-        case Codec::Mxpeg:
-            return "mxpeg";
-        case Codec::H264:
-            break;
-    }
-    return "h264";
+std::string_view CodecName(Codec codec) {
+    const auto* const found = std::find_if(kCodecNames.begin(), kCodecNames.end(),
+                                           [&](const auto& name) { return name.second == codec; });
+    return found->first;
 }
 
 std::string List(Call& call) {
@@ -152,7 +153,7 @@ std::string List(Call& call) {
             continue;
         }
         for (const StreamDescription& stream : channel.streams) {
-            call.output += std::string(" ") + CodecName(stream.codec) + ":" + std::to_string(stream.width) +
+            call.output += " " + std::string(CodecName(stream.codec)) + ":" + std::to_string(stream.width) +
                            "x" + std::to_string(stream.height) + "@" + std::to_string(stream.fps);
         }
         for (const StatusFlag& flag : kStatusFlags) {
@@ -179,7 +180,7 @@ struct Command {
 };
 
 constexpr std::size_t kAnyCount = 1024;
-constexpr std::array<Command, 11> kCommands = {{
+constexpr std::array<Command, 12> kCommands = {{
     {"rename", 1, kAnyCount, Rename, "rename N NAME: gives channel N another name"},
     {"remove", 1, 1, Remove, "remove N: takes channel N's camera away"},
     {"add", 0, 0, Add, "add: gives a channel its camera back, or adds one"},
@@ -191,6 +192,8 @@ constexpr std::array<Command, 11> kCommands = {{
     {"ptz", 2, 3, PtzFault,
      "ptz N REPLY [MS]: normal, no-content, empty, garbage, busy, locked, never; and the wait before it"},
     {"record", 2, 2, Record, "record N on|off: records channel N to a file"},
+    {"codec", 2, 2, Recode,
+     "codec N CODEC: h264, mpeg4, mjpeg, mpeg4-fields, vivotek, mxpeg; for all streams of channel N"},
     {"disk", 1, 1, Disk, "disk none|full|failed: what the disk is made out to be"},
     {"list", 0, 0, List, "list: channels and users"},
     {"stop", 0, 0, Stop, "stop: ends the recorder"},

@@ -61,12 +61,22 @@ std::string Port(int port) {
 }
 
 // A channel without a camera is one without addresses.
-CameraConfig ShownCamera(const ChannelConfig& channel) {
+CameraConfig ShownCamera(const Snapshot& state, std::size_t number) {
+    const ChannelConfig& channel = state.channels[number].config;
     CameraConfig camera;
-    if (channel.configured) {
-        return channel.camera;
+    if (!channel.configured) {
+        camera.lanAddress.clear();
+        return camera;
     }
-    camera.lanAddress.clear();
+    camera = channel.camera;
+    if (camera.direct && state.cameras.port != 0) {
+        camera.videoUrl = CameraPath(channel, static_cast<int>(number));
+        camera.port = state.cameras.port;
+        const std::string& address = state.cameras.address;
+        if (address != "0.0.0.0" && address != "::") {
+            camera.lanAddress = address;
+        }
+    }
     return camera;
 }
 
@@ -131,8 +141,7 @@ std::string MakeInitInfo(const Snapshot& state, const User& user) {
                        "\nbuild=" + state.server.build +
                        "\nchannel number=" + std::to_string(state.channels.size()) + "\n" + kRecordsBegin;
     for (std::size_t i = 0; i < state.channels.size(); ++i) {
-        const ChannelConfig& channel = state.channels[i].config;
-        const CameraConfig camera = ShownCamera(channel);
+        const CameraConfig camera = ShownCamera(state, i);
         const bool watches = user.Has(Right::Monitor, static_cast<int>(i));
         body += ScrambleLine(Number(i, 3, '0') + camera.id + RightAligned(camera.lanAddress, 64) +
                              RightAligned(camera.wanAddress, 64));
@@ -148,8 +157,7 @@ std::string MakeExtInfo(const Snapshot& state, const User& user) {
     std::string body =
         "channel number=" + std::to_string(state.channels.size()) + "\nline per channel=7\n" + kRecordsBegin;
     for (std::size_t i = 0; i < state.channels.size(); ++i) {
-        const ChannelConfig& channel = state.channels[i].config;
-        const CameraConfig camera = ShownCamera(channel);
+        const CameraConfig camera = ShownCamera(state, i);
         const bool watches = user.Has(Right::Monitor, static_cast<int>(i));
         body += ScrambleLine("rtsp port=" + std::to_string(camera.rtspPort));
         body += ScrambleLine("rtsp port2=" + std::to_string(camera.wanRtspPort));

@@ -74,6 +74,11 @@ std::vector<ChannelConfig> DemoChannels(int count) {
     return channels;
 }
 
+std::string CameraPath(const ChannelConfig& channel, int number) {
+    return channel.camera.videoUrl.empty() ? "/camera/" + std::to_string(number) + "/video.mjpg"
+                                           : channel.camera.videoUrl;
+}
+
 std::string ReadPasswordFile(const std::string& path) {
     std::ifstream file(path);
     std::string line;

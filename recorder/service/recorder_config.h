@@ -44,6 +44,16 @@ struct User {
 // A user who may do everything.
 User MakeFullUser(std::string name, std::string password);
 
+// The codecs by the names that users write.
+inline constexpr std::array<std::pair<std::string_view, Codec>, 6> kCodecNames = {{
+    {"h264", Codec::H264},
+    {"mpeg4", Codec::Mpeg4},
+    {"mjpeg", Codec::Mjpeg},
+    {"mpeg4-fields", Codec::Mpeg4Fields},
+    {"vivotek", Codec::Vivotek},
+    {"mxpeg", Codec::Mxpeg},
+}};
+
 // How clients reach the camera itself, handed on in the documents.
 struct CameraConfig {
     std::string id = "0000000000000000";  // eight hexadecimal digits of the maker, eight of the model
@@ -58,6 +68,7 @@ struct CameraConfig {
     std::string adminPassword;
     std::string guestPassword;
     std::string videoUrl;
+    bool direct = false;  // it is to be had at the camera port, whose place takes that of lan and port
 };
 
 // A channel's state as the recording line tells it: one hexadecimal digit a section.
@@ -155,11 +166,15 @@ struct ServerConfig {
 };
 
 struct RecorderConfig {
-    std::string listen;  // empty: not told
+    std::string listen;        // empty: not told
+    std::string cameraListen;  // empty: there is no camera port
     ServerConfig server;
     std::vector<User> users;
     std::vector<ChannelConfig> channels;
 };
+
+// The place of a channel's pictures on the camera port: as its configuration tells, else one by its number.
+std::string CameraPath(const ChannelConfig& channel, int number);
 
 // Reads a configuration file; paths in it are taken from its folder. Throws ConfigError with file and line.
 RecorderConfig LoadConfig(const std::string& path);

@@ -243,6 +243,37 @@ std::string RecorderModel::Rename(int channel, const std::string& name) {
     });
 }
 
+void RecorderModel::SetCameraPlace(const CameraPlace& place) {
+    Publish(Change::None, [&](Snapshot& state) -> std::string {
+        state.cameras = place;
+        return "";
+    });
+}
+
+std::string RecorderModel::SetCodec(int channel, Codec codec) {
+    return Publish(Change::Configuration, [&](Snapshot& state) -> std::string {
+        Channel* found = At(state, channel);
+        if (!found || !found->config.configured) {
+            return found ? "the channel has no camera" : kNoChannel;
+        }
+        if (!found->config.source.file.empty()) {
+            return "only a generated scene can be coded in another way";
+        }
+        ChannelConfig wanted = found->config;
+        if (wanted.source.streams.empty()) {
+            wanted.source.streams = DefaultStreams(channel);
+        }
+        for (StreamConfig& stream : wanted.source.streams) {
+            stream.codec = codec;
+        }
+        if (std::string problem = ChangeSource(state.server, channel, *found, wanted); !problem.empty()) {
+            return problem;
+        }
+        found->config = std::move(wanted);
+        return "";
+    });
+}
+
 std::string RecorderModel::Remove(int channel) {
     return Publish(Change::Configuration, [&](Snapshot& state) -> std::string {
         Channel* found = At(state, channel);

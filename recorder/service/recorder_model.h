@@ -26,11 +26,18 @@ struct Channel {
     int sourceNumber = 0;          // another one with each new source
 };
 
+// Where clients find the cameras that are to be had directly.
+struct CameraPlace {
+    std::string address;
+    int port = 0;  // 0: nowhere
+};
+
 // Never changed once it was given out.
 struct Snapshot {
     ServerConfig server;
     std::vector<User> users;
     std::vector<Channel> channels;
+    CameraPlace cameras;
 
     // Takes as long for a wrong name as for a wrong password. Null if there is no such user.
     const User* Authorize(std::string_view name, std::string_view password) const;
@@ -60,6 +67,8 @@ public:
     void Begin(const RecorderConfig& config);
     std::string Reload(const RecorderConfig& config);
 
+    void SetCameraPlace(const CameraPlace& place);
+
     std::string Rename(int channel, const std::string& name);
     // The position stays, without a camera; its watchers lose their streams.
     std::string Remove(int channel);
@@ -68,6 +77,8 @@ public:
     std::string Add(int& added);
     std::string SetFlag(int channel, const StatusFlag& flag, bool on);
     std::string SetDigit(int channel, std::size_t section, std::uint8_t value);
+    // Makes all streams of a channel with a generated scene anew, of this codec.
+    std::string SetCodec(int channel, Codec codec);
     // Starts or ends the recording of a channel to a file.
     std::string Record(int channel, bool on);
     std::string SetDiskFault(DiskFault fault);

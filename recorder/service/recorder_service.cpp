@@ -9,9 +9,11 @@
 #include <cstdio>
 #include <thread>
 
+#include "service/camera_port.h"
 #include "service/connection.h"
 #include "service/control_commands.h"
 #include "service/control_socket.h"
+#include "service/listener.h"
 
 namespace kvrecorder {
 
@@ -29,7 +31,13 @@ public:
         : model_(std::move(model)), options_(std::move(options)) {}
 
     void Start() {
-        Listen();
+        listener_.Open(options_.address, options_.port);
+        if (!options_.cameraAddress.empty()) {
+            cameras_ = std::make_unique<CameraPort>(
+                io_, *model_, CameraConnection::Timing{options_.headTime, options_.stallTime});
+            cameras_->Open(options_.cameraAddress, options_.cameraPort);
+            cameras_->Begin();
+        }
         if (!options_.controlPath.empty()) {
             control_ = std::make_unique<ControlSocket>(
                 io_, options_.controlPath,
@@ -39,8 +47,11 @@ public:
             for (const auto& connection : set_.All()) {
                 connection->Changed(change);
             }
+            if (cameras_ && change == Change::Configuration) {
+                cameras_->Changed();
+            }
         });
-        Accept();
+        listener_.Begin();
         WatchDisk();
         for (int i = 0; i < options_.threads; ++i) {
             threads_.emplace_back([this] { io_.run(); });
@@ -53,18 +64,20 @@ public:
         }
         stopped_ = true;
         model_->SetListener(nullptr);
-        asio::post(acceptStrand_, [this] {
+        asio::post(strand_, [this] {
             stopping_ = true;
-            std::error_code ignored;
-            acceptor_.close(ignored);
-            retry_.cancel();
             disk_.cancel();
+        });
+        listener_.Close([this] {
             for (const auto& connection : set_.All()) {
                 connection->Shutdown();
             }
         });
         if (control_) {
             control_->Stop();
+        }
+        if (cameras_ && !threads_.empty()) {
+            cameras_->Stop(std::chrono::milliseconds(500));
         }
         if (!threads_.empty() && !set_.WaitEmpty(std::chrono::milliseconds(500))) {
             // Notification clients that have not closed their side yet.
@@ -81,14 +94,14 @@ public:
         for (const auto& connection : set_.All()) {
             connection->Abandon();
         }
+        if (cameras_) {
+            cameras_->Abandon();
+        }
     }
 
-    std::string Endpoint() const {
-        const std::string address = endpoint_.address().to_string();
-        return (endpoint_.address().is_v6() ? "[" + address + "]" : address) + ":" +
-               std::to_string(endpoint_.port());
-    }
-    std::uint16_t Port() const { return endpoint_.port(); }
+    std::string Endpoint() const { return listener_.Endpoint(); }
+    std::string CameraEndpoint() const { return cameras_ ? cameras_->Endpoint() : ""; }
+    std::uint16_t Port() const { return listener_.Port(); }
 
     ServiceCounters Counters() const {
         ServiceCounters counters;
@@ -102,51 +115,6 @@ public:
     }
 
 private:
-    void Listen() {
-        std::error_code error;
-        const auto address = asio::ip::make_address(options_.address, error);
-        if (error) {
-            throw ConfigError("\"" + options_.address + "\" is no address");
-        }
-        const tcp::endpoint wanted(address, options_.port);
-        acceptor_.open(wanted.protocol(), error);
-        if (!error) {
-            acceptor_.set_option(asio::socket_base::reuse_address(true), error);
-        }
-        if (!error) {
-            acceptor_.bind(wanted, error);
-        }
-        if (!error) {
-            acceptor_.listen(asio::socket_base::max_listen_connections, error);
-        }
-        if (error) {
-            throw ConfigError("cannot listen on " + options_.address + ":" + std::to_string(options_.port) +
-                              ": " + error.message());
-        }
-        endpoint_ = acceptor_.local_endpoint(error);
-    }
-
-    void Accept() {
-        acceptor_.async_accept(asio::make_strand(io_),
-                               [this](const std::error_code& error, tcp::socket socket) {
-                                   if (stopping_ || error == asio::error::operation_aborted) {
-                                       return;
-                                   }
-                                   if (error) {
-                                       // Out of descriptors, most likely: the next try must not come at once.
-                                       retry_.expires_after(std::chrono::milliseconds(100));
-                                       retry_.async_wait([this](const std::error_code& ended) {
-                                           if (!ended && !stopping_) {
-                                               Accept();
-                                           }
-                                       });
-                                       return;
-                                   }
-                                   Admit(std::move(socket));
-                                   Accept();
-                               });
-    }
-
     // At the limit the oldest connection that has not sent its request yet makes room for the new one; with
     // none such the new one is refused.
     void Admit(tcp::socket socket) {
@@ -195,12 +163,11 @@ private:
     ConnectionSet set_;
     asio::io_context io_;
     asio::executor_work_guard<asio::io_context::executor_type> work_{io_.get_executor()};
-    asio::strand<asio::io_context::executor_type> acceptStrand_{io_.get_executor()};
-    tcp::acceptor acceptor_{acceptStrand_};
-    asio::steady_timer retry_{acceptStrand_};
-    asio::steady_timer disk_{acceptStrand_};
-    tcp::endpoint endpoint_;
-    bool stopping_ = false;  // on acceptStrand_
+    Listener listener_{io_, [this](tcp::socket socket) { Admit(std::move(socket)); }};
+    std::unique_ptr<CameraPort> cameras_;
+    asio::strand<asio::io_context::executor_type> strand_{io_.get_executor()};
+    asio::steady_timer disk_{strand_};
+    bool stopping_ = false;  // on strand_
     bool stopped_ = false;   // by the owner's thread
     std::unique_ptr<ControlSocket> control_;
     std::vector<std::thread> threads_;
@@ -219,6 +186,10 @@ void RecorderService::Start() {
 
 std::string RecorderService::Endpoint() const {
     return impl_->Endpoint();
+}
+
+std::string RecorderService::CameraEndpoint() const {
+    return impl_->CameraEndpoint();
 }
 
 std::uint16_t RecorderService::Port() const {

@@ -15,8 +15,10 @@ class MediaClock;
 
 struct ServiceOptions {
     std::string address = "127.0.0.1";
-    std::uint16_t port = 0;   // 0: the system's choice
-    std::string controlPath;  // empty: no control socket
+    std::uint16_t port = 0;        // 0: the system's choice
+    std::string cameraAddress;     // empty: no camera port
+    std::uint16_t cameraPort = 0;  // 0: the system's choice
+    std::string controlPath;       // empty: no control socket
     int threads = 2;
     std::chrono::milliseconds headTime{10'000};   // for a client to complete a request head
     std::chrono::milliseconds stallTime{30'000};  // without a byte that the peer takes
@@ -47,6 +49,8 @@ public:
     // Where it listens, as "ADDRESS:PORT"; after Start.
     std::string Endpoint() const;
     std::uint16_t Port() const;
+    // Of the camera port; "" without one.
+    std::string CameraEndpoint() const;
     ServiceCounters Counters() const;
     // Tells notification clients, closes all connections and ends the threads; within about 3 seconds.
     void Stop();

@@ -31,6 +31,7 @@ DesktopWindow::DesktopWindow(const AppOptions& options) {
         qGuiApp, &QGuiApplication::screenRemoved, this, [this] { ReturnToDisplay(); }, Qt::QueuedConnection);
 
     CTR450ClientImpl& impl = m_client.Impl();
+    impl.SetSharePort(&m_shares);
     impl.SetServerIP(options.server);
     impl.SetServerPort(options.port);
     impl.SetAuthData(options.auth);

@@ -5,6 +5,7 @@
 
 #include "app/app_options.h"
 #include "control/client.h"
+#include "control/smb_shares.h"
 
 namespace kvmon {
 
@@ -28,6 +29,7 @@ private:
     // Displays have gone: onto one that is left, if the window was on none of them.
     void ReturnToDisplay();
 
+    SmbShares m_shares;
     CTR450Client m_client;
 };
 

@@ -1,6 +1,7 @@
 // The channel object: its threads, start, pause, stop and restart, and its windows.
 #include "channel/base_camera.h"
 
+#include "channel/camera_kind.h"
 #include "channel/channel_core.h"
 #include "channel/channel_messages.h"
 #include "channel/ptz_request.h"
@@ -12,10 +13,11 @@ std::shared_ptr<CBaseCamera> CreateCamera(const CameraSettings* pSettings, Clock
     if (pSettings == nullptr) {
         return nullptr;
     }
-    return std::shared_ptr<CBaseCamera>(new CBaseCamera(clock));
+    return std::shared_ptr<CBaseCamera>(new CBaseCamera(clock, KindFor(*pSettings)));
 }
 
-CBaseCamera::CBaseCamera(Clock& clock) : m_core(std::make_shared<ChannelCore>(clock)) {
+CBaseCamera::CBaseCamera(Clock& clock, const CameraKind& kind)
+    : m_core(std::make_shared<ChannelCore>(clock, kind)) {
     // So that the first start reads what the camera can do.
     m_core->AddCamCmd(kCmdReadCameraInfo, 0);
 }
@@ -39,6 +41,7 @@ void CBaseCamera::StartCameraThreads() {
     };
     start(m_core->m_commandThread, true, DoCamCmdLoop);
     StopVideoThread(true);
+    Trace("CBaseCamera::StartVideoThread: m_uCHInMainDlg=%u, Enter...\n", m_core->m_uCHInMainDlg.load());
     start(m_core->m_videoThread, false, DoVideoLoop);
     start(m_core->m_decodeThread, false, DoDecodeLoop);
 }
@@ -46,12 +49,13 @@ void CBaseCamera::StartCameraThreads() {
 bool CBaseCamera::StopCameraThreads(bool bWait) {
     m_core->m_sound.m_bPlayAudioUI = false;
     // All are asked before the first is waited for, so that their ends overlap.
-    for (ChannelThread* const thread :
-         {&m_core->m_commandThread, &m_core->m_videoThread, &m_core->m_decodeThread}) {
+    for (ChannelThread* const thread : {&m_core->m_commandThread, &m_core->m_videoThread,
+                                        &m_core->m_audioThread, &m_core->m_decodeThread}) {
         thread->RequestStop();
     }
     bool bStopped = m_core->m_commandThread.Stop(bWait);
     bStopped = StopVideoThread(bWait) && bStopped;
+    bStopped = m_core->m_audioThread.Stop(bWait) && bStopped;
     bStopped = m_core->m_decodeThread.Stop(bWait) && bStopped;
     m_core->ReleasePicture();
     return bStopped;
@@ -69,14 +73,55 @@ bool CBaseCamera::StopVideoThread(bool bWait) {
     return bStopped;
 }
 
-void CBaseCamera::StartPlaying(bool /*bPlayAudio*/, bool bUIPlayAudio) {
+void CBaseCamera::StartAudioThread(bool bRestart) {
+    if (bRestart) {
+        m_core->m_audioThread.Stop(true);
+    }
+    if (!IsCameraUsable() || !IsSupportAudio() || !CanStreamFromCamera()) {
+        return;
+    }
+    const bool bWanted = m_core->m_bAudioWanted && HasAudioRight();
+    if (!m_core->m_audioThread.IsRunning()) {
+        m_core->m_audioThread.Start(bWanted, [core = m_core](const std::shared_ptr<ThreadControl>& control) {
+            DoAudioLoop(core, *control);
+        });
+        return;
+    }
+    const auto control = m_core->m_audioThread.Control();
+    control->abort = 0;
+    control->exit.Reset();
+    bWanted ? control->run.Set() : control->run.Reset();
+}
+
+void CBaseCamera::WantAudio(bool bPlayAudio) {
+    m_core->m_bAudioWanted = bPlayAudio;
+    if (!IsSupportAudio() || !HasAudioRight()) {
+        return;
+    }
+    const auto control = m_core->m_audioThread.Control();
+    if (bPlayAudio) {
+        control->run.Set();
+    } else {
+        control->run.Reset();
+        control->Interrupt();
+    }
+}
+
+void CBaseCamera::StartPlaying(bool bPlayAudio, bool bUIPlayAudio) {
     if (!IsCameraUsable()) {
         return;
     }
+    if (IsCameraInfoLoaded() && !m_core->m_audioThread.IsRunning()) {
+        StartAudioThread(false);
+    }
+    WantAudio(bPlayAudio);
     m_core->m_sound.m_bPlayAudioUI = bUIPlayAudio;
     if (IsVideoRunning()) {
         return;
     }
+    // Known before the connection is made, so that a view size which asks for the same stream leaves it
+    // alone.
+    m_core->m_nStreamId = m_core->SelectStreamId();
     m_core->m_bDecodePlaying = true;
     m_core->m_frameRate.Clear();
     m_core->m_decodeThread.Control()->run.Set();
@@ -94,6 +139,9 @@ void CBaseCamera::PausePlaying() {
     video->run.Reset();
     video->Interrupt();
     m_core->m_bDecodePlaying = false;
+    const auto audio = m_core->m_audioThread.Control();
+    audio->run.Reset();
+    audio->Interrupt();
     const auto decode = m_core->m_decodeThread.Control();
     decode->run.Reset();
     decode->leave = 1;
@@ -106,6 +154,7 @@ void CBaseCamera::RestartPlaying() {
 
 void CBaseCamera::SetPlayAudio(bool bPlay) {
     if (IsCameraUsable()) {
+        WantAudio(bPlay);
         m_core->m_sound.m_bPlayAudioUI = bPlay;
     }
 }
@@ -204,7 +253,7 @@ bool CBaseCamera::CheckStreamChange() {
     if (!IsCameraUsable()) {
         return false;
     }
-    if (m_core->SelectStreamId() != m_core->m_nStreamId) {
+    if (m_core->WantedStreamId() != m_core->m_nStreamId) {
         RestartPlaying();
         m_core->m_picture.ReleaseComposed();
     }

@@ -23,6 +23,7 @@
 namespace kvmon {
 
 class CBaseCamera;
+class CameraKind;
 struct ChannelCore;
 
 // The channel for these settings, or null for null. The object is to be filled with Assign next. The
@@ -102,8 +103,14 @@ public:
     void DZDragMove(const ZoomPoint& cursor, int viewWidth, int viewHeight);
     void DZZoomAt(const PixelRect& rcView, const ZoomPoint& point, int nDelta);
 
-    // The channel can take its pictures from the camera itself, past the recorder.
-    virtual bool CanStreamFromCamera() const { return false; }
+    // --- the camera's own stream, past the recorder (any thread, but for the setting)
+    bool CanStreamFromCamera() const;
+    // Pictures come, or will come with the next connection, from the camera itself.
+    bool IsStreamFromCamera() const;
+    // 0 follows the option, 1 takes the recorder, any other value the camera. A running stream is replaced.
+    void SetStreamFrom(std::uint32_t n);
+    // The picture that the coordinates of AddCamCenterCmd are told in.
+    ClassSize GetDefaultImageSize() const;
 
     // --- threads (user interface thread). Nothing here does anything before the channel is usable.
     // Starts the command, the reception and the decode thread. They idle until StartPlaying.
@@ -111,6 +118,10 @@ public:
     // True if no thread is left. With bWait a thread gets 3000 ms and is then abandoned.
     bool StopCameraThreads(bool bWait) override;
     bool StopVideoThread(bool bWait);
+    // The thread for a camera's sound over a connection of its own, once it is known that the camera has
+    // sound; none where the sound comes with the recorder's pictures. With bRestart one that runs begins
+    // anew.
+    void StartAudioThread(bool bRestart);
     // bPlayAudio asks for sound over a connection of its own, which streams of a recorder do not have.
     void StartPlaying(bool bPlayAudio, bool bUIPlayAudio);
     // Ends the connection and drops what waits; the threads stay.
@@ -178,12 +189,13 @@ public:
     std::array<std::uint32_t, 7> GetStatusFlags() const;
 
 protected:
-    explicit CBaseCamera(Clock& clock);
+    CBaseCamera(Clock& clock, const CameraKind& kind);
     friend std::shared_ptr<CBaseCamera> CreateCamera(const CameraSettings*, Clock&);
 
 private:
     void ClearCameraInfo();
     void ReportZoom(const ZoomOutcome& outcome);
+    void WantAudio(bool bPlayAudio);
 
     const std::shared_ptr<ChannelCore> m_core;
 };

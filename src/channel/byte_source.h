@@ -15,6 +15,7 @@ public:
     virtual bool ReadLine(char* pBuffer, std::size_t* pnLength, std::uint32_t* dwTimeout) = 0;
     virtual std::size_t Receive(void* pBuffer, std::size_t nLength, std::uint32_t* dwTimeout) = 0;
     virtual std::size_t ReadBlock(void* pBuffer, std::size_t nLength, std::uint32_t* dwTimeout) = 0;
+    virtual bool ReadJpeg(char* pBuffer, std::size_t* pnLength, std::uint32_t* dwTimeout) = 0;
 };
 
 class HttpByteSource final : public ByteSource {
@@ -29,6 +30,9 @@ public:
     }
     std::size_t ReadBlock(void* pBuffer, std::size_t nLength, std::uint32_t* dwTimeout) override {
         return m_tran.ReadBlock(pBuffer, nLength, dwTimeout);
+    }
+    bool ReadJpeg(char* pBuffer, std::size_t* pnLength, std::uint32_t* dwTimeout) override {
+        return m_tran.ReadJpeg(pBuffer, pnLength, dwTimeout);
     }
 
 private:

@@ -21,6 +21,10 @@ void DoCamCmdLoop(const std::shared_ptr<ChannelCore>& core, ThreadControl& contr
                       core->m_uCHInMainDlg.load());
             }
         }
+        // One that came together with the word to leave the present one.
+        if (core->m_CamCmdQueue.GetCount() != 0) {
+            control.run.Set();
+        }
     }
 }
 

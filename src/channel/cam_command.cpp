@@ -58,7 +58,7 @@ RecordingResult RecordingResultOf(ExchangeStep step) {
 
 void SendPtzCmd(ChannelCore& core, const CamCmd& command, const FlagWord& bAbort) {
     TargetSettings settings;
-    if (!core.GetTargetSettings(settings)) {
+    if (!core.GetKelvaraSettings(settings)) {
         return;
     }
     const auto request = BuildPtzRequest(command.dwCmd, command.dwArg, settings);
@@ -79,13 +79,12 @@ void SendPtzCmd(ChannelCore& core, const CamCmd& command, const FlagWord& bAbort
         return post(PtzResult::BadStatus);
     }
     // What the reply says has no meaning for the channel; that there is one has.
-    const bool bEmpty = exchange.ReadSome(2048, 10000).empty();
-    post(PtzResult::Done, bEmpty ? kPtzError : 0);
+    post(PtzResult::Done, exchange.HasBody(2048, 10000) ? 0 : kPtzError);
 }
 
 std::pair<RecordingResult, int> Record(ChannelCore& core, bool bOn, const FlagWord& bAbort) {
     TargetSettings settings;
-    core.GetTargetSettings(settings);
+    core.GetKelvaraSettings(settings);
     const auto request = BuildManualRecording(bOn, settings);
     if (!request) {
         return {RecordingResult::SendFailed, 0};
@@ -115,7 +114,7 @@ void SetManualRecording(ChannelCore& core, bool bOn, const FlagWord& bAbort) {
 // The exchange of commands 21 and 22; the cell hears of its end by the timer, whatever the outcome.
 void SendPreset(ChannelCore& core, int nWireCommand, const std::string& argument, const FlagWord& bAbort) {
     TargetSettings settings;
-    if (!core.GetTargetSettings(settings)) {
+    if (!core.GetKelvaraSettings(settings)) {
         return;
     }
     if (const auto request = BuildPresetCommand(nWireCommand, argument, settings)) {

@@ -46,7 +46,7 @@ public:
 
     // True with all of `info` read; else the outcome tells why not.
     bool Read(CameraInfo& info, Outcome& outcome) {
-        if (!m_core.GetTargetSettings(m_settings)) {
+        if (!m_core.GetKelvaraSettings(m_settings)) {
             TraceFailure("GetKelvaraSettings");
             return false;
         }
@@ -74,7 +74,7 @@ public:
 
     bool ReadFormat(PresetFormat& format, Outcome& outcome) {
         std::string body;
-        return m_core.GetTargetSettings(m_settings) &&
+        return m_core.GetKelvaraSettings(m_settings) &&
                Query("GetPresetCapacityFromKelvara", kWirePresetFormat, body, outcome) &&
                (ParsePresetFormat(body, format) || Unreadable("GetPresetCapacityFromKelvara", outcome));
     }

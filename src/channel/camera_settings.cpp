@@ -2,6 +2,7 @@
 #include "channel/base_camera.h"
 #include "channel/channel_core.h"
 #include "persist/log_file.h"
+#include "persist/utilities.h"
 
 namespace kvmon {
 
@@ -117,10 +118,15 @@ void CBaseCamera::operator=(const CameraSettings& settings) {
     m_core->m_bHasAddress =
         settings.m_NetworkSetting[0].HasAddress() || settings.m_NetworkSetting[1].HasAddress();
     m_core->m_bSettingsAssigned = true;
+    m_core->m_lpszCamBase64Auth = std::string_view();
     // No document tells of a right of its own for listening: who may watch may listen.
     m_core->m_sound.m_bAudioRight = settings.m_bMonitorRight != 0;
     if (settings.m_bMonitorRight != 0) {
         m_core->m_settings = settings;
+        if (m_core->m_bHasAddress) {
+            m_core->m_lpszCamBase64Auth = EncodeBasicAuth(std::string(settings.m_lpszCamUserName.View()) +
+                                                          ":" + std::string(settings.m_lpszCamPasswd.View()));
+        }
         return;
     }
     Trace("CBaseCamera::operator=: m_uCHInMainDlg=%u, m_bMonitorRight=FALSE....\n",
@@ -169,6 +175,7 @@ bool CBaseCamera::HasMonitorRight() const {
 
 void CBaseCamera::SetCHInMainDlg(std::uint32_t n) {
     m_core->m_uCHInMainDlg = n;
+    m_core->m_picture.SetCHInMainDlg(n);
 }
 
 std::uint32_t CBaseCamera::GetCHInMainDlg() const {
@@ -254,6 +261,28 @@ ClassSize CBaseCamera::GetFixSizeServer() const {
 std::vector<StreamProfile> CBaseCamera::GetStreamProfiles() const {
     const std::lock_guard lock(m_core->m_cs);
     return m_core->m_StreamProfiles;
+}
+
+bool CBaseCamera::CanStreamFromCamera() const {
+    return m_core->kind.CanStreamFromCamera();
+}
+
+bool CBaseCamera::IsStreamFromCamera() const {
+    return m_core->IsStreamFromCamera();
+}
+
+void CBaseCamera::SetStreamFrom(std::uint32_t n) {
+    const bool bBefore = IsStreamFromCamera();
+    m_core->m_nStreamFrom = n;
+    if (IsStreamFromCamera() != bBefore) {
+        RestartPlaying();
+    }
+    m_core->RefreshSourceLines();
+}
+
+ClassSize CBaseCamera::GetDefaultImageSize() const {
+    const ImageSize size = m_core->kind.GetDefaultImageSize();
+    return {size.cx, size.cy};
 }
 
 void CBaseCamera::SetPtzEnabled(bool bEnabled) {

@@ -130,6 +130,9 @@ void CBaseCamera::LoadCameraSettings() {
         return;
     }
     const COrvoRegistry& registry = Registry();
+    m_core->m_nNetworkSettingIdx =
+        registry.GetProfileInt(section, "CameraNetworkSettingIdx", m_core->m_nNetworkSettingIdx);
+    m_core->m_nStreamFrom = registry.GetProfileInt(section, "StreamFrom", m_core->m_nStreamFrom);
     ChannelPicture& picture = m_core->m_picture;
     picture.SetDisplayMode(ReadDisplayMode(section, picture.GetDisplayMode()));
     picture.SetShowSubStringMask(
@@ -152,7 +155,6 @@ void CBaseCamera::LoadCameraSettings() {
     SetSupportAudio(ReadBool(section, "SupportAudio", IsSupportAudio()));
     {
         const std::lock_guard lock(m_core->m_cs);
-        m_core->m_nStreamFrom = registry.GetProfileInt(section, "StreamFrom", m_core->m_nStreamFrom);
         m_core->m_FixSizeServer = ReadSize(section, "StreamFromServerResolution", m_core->m_FixSizeServer);
         m_core->m_FixSizeCamera = ReadSize(section, "StreamFromCameraResolution", m_core->m_FixSizeCamera);
         CameraInfo& info = m_core->m_cameraInfo;
@@ -172,7 +174,6 @@ void CBaseCamera::SaveCameraSettings() const {
     CameraInfo info;
     std::string folder;
     std::string name;
-    std::uint32_t nStreamFrom = 0;
     FixedSize server;
     FixedSize camera;
     {
@@ -184,7 +185,6 @@ void CBaseCamera::SaveCameraSettings() const {
         info = m_core->m_cameraInfo;
         folder = m_core->m_strRegFolder;
         name = m_core->m_strCameraName;
-        nStreamFrom = m_core->m_nStreamFrom;
         server = m_core->m_FixSizeServer;
         camera = m_core->m_FixSizeCamera;
     }
@@ -204,7 +204,7 @@ void CBaseCamera::SaveCameraSettings() const {
         std::uint32_t value;
     } numbers[] = {
         {"RegVersion", kRegVersion},
-        {"CameraNetworkSettingIdx", 0},
+        {"CameraNetworkSettingIdx", m_core->m_nNetworkSettingIdx & 1},
         {"ShowSubStringMask", picture.GetShowSubStringMask()},
         {"CameraIdx", m_core->m_uCHInKelvara},
         {"VenderId", settings.m_dwVendorId},
@@ -213,7 +213,7 @@ void CBaseCamera::SaveCameraSettings() const {
         {"CameraPort2", wan.nPort},
         {"DigitalZoom", zoom.bOn ? 1u : 0u},
         {"DigitalZoomInMultiple", static_cast<std::uint32_t>(zoom.nLevel)},
-        {"StreamFrom", nStreamFrom},
+        {"StreamFrom", m_core->m_nStreamFrom},
         {"MainOsdColor", picture.GetMainOsdColor()},
         {"DisplayMode", static_cast<std::uint32_t>(picture.GetDisplayMode())},
         {"Deinterlace", picture.IsDeinterlace() ? 1u : 0u},

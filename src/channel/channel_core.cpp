@@ -11,7 +11,7 @@ ChannelFactories& Factories() {
     static ChannelFactories factories{
         .waveOutput = []() -> std::unique_ptr<WaveOutput> { return std::make_unique<CWaveOutDevice>(); },
         .mxpegDecoder = MakeOpenMxpegDecoder,
-        .vivotekDecoder = MakeOpenVivotekDecoder};
+        .vivotekDecoder = MakeSiteVivotekDecoder};
     return factories;
 }
 
@@ -27,26 +27,6 @@ int GetDecoderThreads() {
 bool ChannelCore::IsCameraUsable() const {
     const std::lock_guard lock(m_cs);
     return m_bSettingsAssigned && m_bHasAddress && m_settings.m_bMonitorRight != 0;
-}
-
-bool ChannelCore::GetTargetSettings(TargetSettings& settings) const {
-    const std::lock_guard lock(m_cs);
-    settings.nCh = m_uCHInKelvara;
-    settings.nPort = m_settings.m_nSvrPort;
-    settings.szAddress = m_settings.m_lpszSvrIP.View();
-    settings.szUserName = m_settings.m_lpszSvrUserName.View();
-    settings.szPasswd = m_settings.m_lpszSvrPasswd.View();
-    // Longer authorizations are cut, as recorders have always got them.
-    settings.szBase64Auth = m_settings.m_lpszSvrBase64Auth.View();
-    return !settings.szAddress.IsEmpty();
-}
-
-std::int32_t ChannelCore::SelectStreamId() const {
-    const std::lock_guard lock(m_cs);
-    const FixedSize wanted =
-        m_FixSizeServer.IsSet() ? m_FixSizeServer : FixedSize{m_nViewWidth, m_nViewHeight};
-    const auto pixels = static_cast<std::uint64_t>(wanted.cx) * static_cast<std::uint64_t>(wanted.cy);
-    return kvmon::SelectStreamId(m_StreamProfiles, m_bDigitalZoom, pixels);
 }
 
 void ChannelCore::SetBitmapInfo(const BITMAPINFOHEADER& bmpInfo) {
@@ -105,6 +85,7 @@ void ChannelCore::RestartPlaying() {
     decode->leave = 1;
     decode->reset = 1;
     m_videoThread.Control()->Interrupt();
+    m_audioThread.Control()->Interrupt();
 }
 
 void ChannelCore::FlushAndResetDecoder() {
@@ -116,21 +97,13 @@ void ChannelCore::ReleasePicture() {
     m_frames.AddRecycleFrame(m_picture.ReleasePicture());
 }
 
-void ChannelCore::RefreshSourceLines() {
-    // Pictures, capabilities and commands go by the recorder; a camera of its own leaves no line.
-    m_picture.SetSubString(SubString::StreamFrom, "Stream From: Server");
-    m_picture.SetSubString(SubString::SysInfoFrom, {});
-    m_picture.SetSubString(SubString::PtzCmdTo, {});
-}
-
-void ChannelCore::RefreshFixSizeLine() {
-    FixedSize size;
+void ChannelCore::ShowText(std::uint32_t uStringId) {
+    WindowHandle hViewWnd;
     {
         const std::lock_guard lock(m_cs);
-        size = m_FixSizeServer;
+        hViewWnd = m_hViewWnd;
     }
-    m_picture.SetSubString(SubString::FixSize,
-                           size.IsSet() ? FormatText("Fix Size: %d x %d", size.cx, size.cy) : std::string());
+    hViewWnd.Post(kMsgShowText, uStringId, 0);
 }
 
 void ChannelCore::AddCamCmd(std::uint32_t dwCmd, std::uint32_t dwArg) {

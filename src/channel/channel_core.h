@@ -13,6 +13,7 @@
 
 #include "channel/cam_cmd_queue.h"
 #include "channel/camera_info.h"
+#include "channel/camera_kind.h"
 #include "channel/channel_factories.h"
 #include "channel/channel_picture.h"
 #include "channel/channel_thread.h"
@@ -28,14 +29,16 @@
 
 namespace kvmon {
 
-// What a stream needs to know of the recorder. The texts are cut to what their fields hold.
+// What a connection needs to know of its peer. The texts are cut to what their fields hold.
 struct TargetSettings {
+    bool bFromCamera = false;  // the peer is the camera itself
     std::uint32_t nCh = 0;
     std::uint32_t nPort = 80;
     BoundedText<64> szAddress;
     BoundedText<64> szUserName;
     BoundedText<64> szPasswd;
     BoundedText<64> szBase64Auth;
+    BoundedText<256> szVideoURL;  // of a camera
 };
 
 // A size of the stream that the user has chosen; 0 x 0 for none.
@@ -54,18 +57,26 @@ struct PresetRecord {
 // Shared by the channel object and its threads: it goes when the last of them has gone. The locks are
 // never held during a wait, a network call or a decoder's work.
 struct ChannelCore {
-    explicit ChannelCore(Clock& theClock) : clock(theClock) {}
+    explicit ChannelCore(Clock& theClock, const CameraKind& theKind = BaseKind())
+        : clock(theClock), kind(theKind) {}
 
     // --- settings, any thread
     bool IsCameraUsable() const;
-    // False without an address of the recorder.
+    // The pictures come from the camera itself: the kind can, and the channel or else the option wants it.
+    bool IsStreamFromCamera() const;
+    // The peer of the stream. False without an address of the recorder.
     bool GetTargetSettings(TargetSettings& settings) const;
-    // The stream that the present view asks for.
+    // The recorder, wherever the pictures come from. False without an address.
+    bool GetKelvaraSettings(TargetSettings& settings) const;
+    // The stream that the present view asks for, of what the pictures come from.
+    std::int32_t WantedStreamId() const;
     std::int32_t SelectStreamId() const;
 
     // --- reception thread
     // Counts a failure of the stream; the first seven and then every six of them show as a caption.
     void ReportStreamError(int nCode, int nArg = 0);
+    // A camera that cannot be reached is tried by its other way, as long as it has shown nothing.
+    void SwitchNetworkSetting();
 
     // A step on the digital zoom, which knows the picture's present size; the picture follows. Gives what the
     // step gives.
@@ -94,9 +105,12 @@ struct ChannelCore {
     void RefreshSourceLines();
     // The line that tells the size chosen by the user.
     void RefreshFixSizeLine();
+    // Shows a text in the cell for a while.
+    void ShowText(std::uint32_t uStringId);
     void AddCamCmd(std::uint32_t dwCmd, std::uint32_t dwArg);
 
     Clock& clock;
+    const CameraKind& kind;
     const ChannelFactories factories = Factories();
     std::atomic<std::uint32_t> m_uCHInMainDlg{0xFFFFFFFF};
     std::atomic<std::uint32_t> m_uCHInKelvara{0xFFFFFFFF};
@@ -111,9 +125,9 @@ struct ChannelCore {
     int m_nViewWidth = 0;
     int m_nViewHeight = 0;
     FixedSize m_FixSizeServer;
-    FixedSize m_FixSizeCamera;        // kept for a camera's own stream
-    std::uint32_t m_nStreamFrom = 0;  // likewise
-    std::string m_strRegFolder;       // the settings' key of this channel's recorder
+    FixedSize m_FixSizeCamera;
+    BoundedText<256> m_lpszCamBase64Auth;
+    std::string m_strRegFolder;  // the settings' key of this channel's recorder
     bool m_bPtzEnabled = true;
     PresetFormat m_presetFormat;
     WindowHandle m_hViewWnd;
@@ -132,6 +146,9 @@ struct ChannelCore {
     std::atomic<std::uint32_t> m_dwAudioOut{0};
     std::atomic<std::uint32_t> m_dwAudioOutType{0xFFFFFFFF};
     std::atomic<std::int32_t> m_nStreamId{-1};
+    std::atomic<std::uint32_t> m_nStreamFrom{0};         // 0 the option, 1 the recorder, else the camera
+    std::atomic<std::uint32_t> m_nNetworkSettingIdx{0};  // its low bit is the way to the camera
+    std::atomic<bool> m_bAudioWanted{false};             // by a connection of its own
     std::atomic<std::uint32_t> m_nErrorCount{0};
     std::atomic<bool> m_bStreamRunning{false};
     std::atomic<bool> m_bDecodePlaying{false};
@@ -157,12 +174,14 @@ struct ChannelCore {
     std::atomic<std::uint64_t> m_nShown{0};
 
     ChannelThread m_videoThread{"kv-video", "StopVideoThread"};
+    ChannelThread m_audioThread{"kv-audio", "StopAudioThread"};
     ChannelThread m_decodeThread{"kv-decode", "StopDecodeThread"};
     ChannelThread m_commandThread{"kv-command", "StopCamCmdThread"};
 };
 
 // The threads' bodies.
 void DoVideoLoop(const std::shared_ptr<ChannelCore>& core, ThreadControl& control);
+void DoAudioLoop(const std::shared_ptr<ChannelCore>& core, ThreadControl& control);
 void DoDecodeLoop(const std::shared_ptr<ChannelCore>& core, ThreadControl& control);
 void DoCamCmdLoop(const std::shared_ptr<ChannelCore>& core, ThreadControl& control);
 

@@ -11,6 +11,7 @@ inline constexpr std::uint32_t WM_TIMER = 275;               // wParam the timer
 inline constexpr std::uint32_t kMsgManualRecording = 11406;  // outcome of a recording command
 inline constexpr std::uint32_t kMsgEndStop = 11411;          // command outcome to a cell
 inline constexpr std::uint32_t kMsgCaptionRefresh = 11412;   // a cell's caption strip is stale
+inline constexpr std::uint32_t kMsgShowText = 11413;         // to a cell; wParam a text, shown for a while
 inline constexpr std::uint32_t kMsgFirstData = 15791;        // a channel's first picture; wParam channel
 inline constexpr std::uint32_t kMsgSizeChange = 15792;       // a channel's picture size; wParam channel
 

@@ -89,6 +89,7 @@ struct ChannelPicture::Impl {
     QImage front;  // drawn from by the user interface thread, changed by it alone
 
     std::atomic<bool> hasFrame{false};
+    std::atomic<std::uint32_t> channel{0xFFFFFFFF};  // for the trace
     // Counts what has to show at once, even when no further picture comes.
     std::atomic<std::uint64_t> age{0};
 
@@ -336,11 +337,19 @@ void ChannelPicture::SetRepaint(std::function<void()> repaint) {
     m_impl->repaint.swap(call);
 }
 
+void ChannelPicture::SetCHInMainDlg(std::uint32_t n) {
+    m_impl->channel = n;
+}
+
 void ChannelPicture::SetMainOsdKelvaraString(const std::string& osd) {
+    Trace("CBaseCamera::SetMainOsdKelvaraString: m_uCHInMainDlg=%u, lpszOsd=%s...\n", m_impl->channel.load(),
+          osd.c_str());
     m_impl->Change([&] { return m_impl->SetText(m_impl->texts.main[0], osd); });
 }
 
 void ChannelPicture::SetMainOsdCameraString(const std::string& osd, bool bAutoClean) {
+    Trace("CBaseCamera::SetMainOsdCameraString: m_uCHInMainDlg=%u, lpszOsd=%s, bAutoClean=%u...\n",
+          m_impl->channel.load(), osd.c_str(), bAutoClean ? 1u : 0u);
     m_impl->Change([&] {
         m_impl->texts.autoClean = bAutoClean;
         return m_impl->SetText(m_impl->texts.main[1], osd);

@@ -73,6 +73,8 @@ public:
     // Called on any thread when there is something new to paint; must not wait. Null: nobody looks.
     void SetRepaint(std::function<void()> repaint);
 
+    // The channel that the trace tells of.
+    void SetCHInMainDlg(std::uint32_t n);
     void SetMainOsdKelvaraString(const std::string& osd);
     void SetMainOsdCameraString(const std::string& osd, bool bAutoClean);
     // Clears the camera caption if it was set with bAutoClean.

@@ -9,6 +9,7 @@
 #include <algorithm>
 
 #include "channel/base_camera.h"
+#include "channel/channel_messages.h"
 #include "persist/string_table.h"
 #include "platform/text.h"
 #include "skin/input_messages.h"
@@ -265,6 +266,10 @@ void CChannelView::OnTimer(std::uint32_t id) {
 LParam CChannelView::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) {
     if (message == kMsgSnapshotDone) {
         OnSnapshotDone(lParam != 0, static_cast<std::size_t>(wParam));
+        return 0;
+    }
+    if (message == kMsgShowText) {
+        SetMessage(static_cast<std::uint32_t>(wParam), true);
         return 0;
     }
     return WindowBase::OnMessage(message, wParam, lParam);

@@ -27,8 +27,9 @@ public:
     std::optional<std::string> ReadLine();
     // Up to `size` bytes of what follows, to the peer's end or a stall of `dwTimeout`.
     std::string ReadBody(std::size_t size, std::uint32_t dwTimeout);
-    // What is there, after a wait of at most `dwTimeout`; empty if nothing came.
-    std::string ReadSome(std::size_t size, std::uint32_t dwTimeout);
+    // True as soon as a byte of the reply's body is there. Looks at `size` bytes behind the status line at
+    // most; what comes without a blank line is a body too.
+    bool HasBody(std::size_t size, std::uint32_t dwTimeout);
 
 private:
     CHttpTran m_tran;

@@ -113,7 +113,7 @@ std::uint32_t DecodeLoop::DecodeFrame() {
 }
 
 std::uint32_t DecodeLoop::DecodeCodedFrame(const CodedKind& kind, std::unique_ptr<CBuffer> frame) {
-    const auto maker = kind.make(m_core.factories);
+    const auto maker = kind.make(m_core.factories, [this] { return HasToStop() || m_control.exit.IsSet(); });
     std::uint32_t count = 0;
     for (;;) {
         if (TakeReset(kind.function)) {
@@ -150,7 +150,7 @@ bool DecodeLoop::ShowCoded(const CodedKind& kind, PictureMaker& maker, const KEL
     if (hdr.IsKeyFrame()) {
         maker.OnKeyFrame(hdr, kind.usesThreads ? GetDecoderThreads() : 1);
         publishInfo();
-        if (!maker.IsOpen() && kind.closedText == nullptr) {
+        if (!maker.IsOpen() && maker.NeedsLibrary()) {
             m_core.m_picture.SetMainOsdCameraString(LoadString(kStrNeedsLibrary), true);
         }
     }
@@ -286,7 +286,8 @@ void DoDecodeLoop(const std::shared_ptr<ChannelCore>& core, ThreadControl& contr
     while (WaitForRun("DoDecodeLoop", *core, control)) {
         if (core->m_bDecodePlaying) {
             try {
-                DecodeLoop(*core, control).DecodeFrame();
+                DecodeLoop loop(*core, control);
+                core->IsStreamFromCamera() ? core->kind.DecodeCameraFrame(loop) : loop.DecodeFrame();
             } catch (const std::bad_alloc&) {
                 Trace("CBaseCamera::DoDecodeLoop: m_uCHInMainDlg=%u, out of memory....\n",
                       core->m_uCHInMainDlg.load());

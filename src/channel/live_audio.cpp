@@ -53,10 +53,11 @@ bool LiveAudio::PlayAudio(ByteSource& source, const KELVARA_FRAME_HDR& hdr, cons
         return false;
     }
     if (!switches.IsWanted()) {
+        m_needsLibrary = Notice::None;
         return true;
     }
     if (hdr.dwFourccCode == wire::kFAAC || hdr.dwFourccCode == wire::kF729) {
-        PlayDecoded(switches);
+        PlayDecoded(hdr.dwFourccCode, switches);
     } else {
         PlayPlain(hdr, block, switches);
     }
@@ -85,17 +86,33 @@ bool LiveAudio::ReadSound(ByteSource& source, const KELVARA_FRAME_HDR& hdr, Audi
     return size == 0 || source.ReadBlock(m_sound.Begin(), size, &dwTimeout) == size;
 }
 
-void LiveAudio::PlayDecoded(const SoundSwitches& switches) {
-    if (!m_pVivoTekDecoder) {
-        if (m_factories.vivotekDecoder != nullptr) {
-            m_pVivoTekDecoder = m_factories.vivotekDecoder();
-        }
-        if (!m_pVivoTekDecoder || !m_pVivoTekDecoder->AudioInit()) {
-            m_pVivoTekDecoder.reset();
-            Trace("CBaseGetStream::PlayAudio: m_uCHInMainDlg=%u, AudioInit failed...\n",
-                  m_uCHInMainDlg.load());
-            return;
-        }
+bool LiveAudio::TakeNeedsLibrary() {
+    if (m_needsLibrary != Notice::Due) {
+        return false;
+    }
+    m_needsLibrary = Notice::Given;
+    return true;
+}
+
+bool LiveAudio::OpenDecoder(std::uint32_t dwFourccCode) {
+    if (m_factories.vivotekDecoder != nullptr) {
+        m_pVivoTekDecoder = m_factories.vivotekDecoder({});
+    }
+    if (m_pVivoTekDecoder && m_pVivoTekDecoder->AudioInit()) {
+        return true;
+    }
+    if (m_needsLibrary == Notice::None &&
+        (!m_pVivoTekDecoder || !m_pVivoTekDecoder->Supports(dwFourccCode))) {
+        m_needsLibrary = Notice::Due;
+    }
+    m_pVivoTekDecoder.reset();
+    Trace("CBaseGetStream::PlayAudio: m_uCHInMainDlg=%u, AudioInit failed...\n", m_uCHInMainDlg.load());
+    return false;
+}
+
+void LiveAudio::PlayDecoded(std::uint32_t dwFourccCode, const SoundSwitches& switches) {
+    if (!m_pVivoTekDecoder && !OpenDecoder(dwFourccCode)) {
+        return;
     }
     std::array<std::uint8_t, 4096> sound;
     const auto decoded = m_pVivoTekDecoder->AudioDecode(m_sound.Bytes(), sound);

@@ -47,10 +47,14 @@ public:
     // Reads the rest of an audio record and plays it if it is wanted. False when the read failed,
     // and only then: a fault of the sound never ends the stream.
     bool PlayAudio(ByteSource& source, const KELVARA_FRAME_HDR& hdr, const SoundSwitches& switches);
+    // True once for each time that sound was turned on and the camera's format has no decoder on this
+    // computer.
+    bool TakeNeedsLibrary();
 
 private:
     bool ReadSound(ByteSource& source, const KELVARA_FRAME_HDR& hdr, AudioBlock& block);
-    void PlayDecoded(const SoundSwitches& switches);
+    void PlayDecoded(std::uint32_t dwFourccCode, const SoundSwitches& switches);
+    bool OpenDecoder(std::uint32_t dwFourccCode);
     void PlayPlain(const KELVARA_FRAME_HDR& hdr, const AudioBlock& block, const SoundSwitches& switches);
     bool PlaySoundData(std::span<const std::uint8_t> data, const SoundSwitches& switches);
     void CreateWaveDevice(const WaveFormats& formats, const SoundSwitches& switches);
@@ -63,6 +67,8 @@ private:
     WaveFormats m_formats;
     bool m_bOpenWaveDevice = false;
     std::unique_ptr<VivotekDecoder> m_pVivoTekDecoder;
+    enum class Notice { None, Due, Given };
+    Notice m_needsLibrary = Notice::None;
 };
 
 }  // namespace kvmon

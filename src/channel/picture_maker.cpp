@@ -77,12 +77,12 @@ private:
 // Its output is the image of a bitmap file.
 class VivotekMaker final : public PictureMaker {
 public:
-    explicit VivotekMaker(VivotekDecoderFactory factory)
-        : m_decoder(factory != nullptr ? factory() : std::unique_ptr<VivotekDecoder>()) {}
+    VivotekMaker(VivotekDecoderFactory factory, const GiveUp& giveUp)
+        : m_decoder(factory != nullptr ? factory(giveUp) : std::unique_ptr<VivotekDecoder>()) {}
 
     int Decode(std::span<const std::uint8_t> payload, CVideoBmpFrame& picture) override {
         if (!m_work.Reserve(static_cast<std::uint32_t>(
-                std::min<std::size_t>(m_decoder->OutputSize(), std::size_t{kMaxFrameSize} + 1)))) {
+                std::min<std::size_t>(m_decoder->GetOutputSize(), std::size_t{kMaxFrameSize} + 1)))) {
             Close();
             return kFailed;
         }
@@ -95,16 +95,23 @@ public:
         std::memcpy(picture.Begin(), m_work.Begin() + kPixels, info->biSizeImage);
         return picture.SetBitmap(*info) ? 0 : kFailed;
     }
+    bool NeedsLibrary() const override { return !m_decoder || !m_decoder->Supports(Head().dwFourccCode); }
 
 protected:
+    bool TakesUnknownSize() const override { return true; }
     bool Open() override {
-        return m_decoder && m_work.Reserve(kFirstWorkSize) &&
-               m_decoder->VideoInit(Head().dwFourccCode, static_cast<int>(Head().dwWidth),
-                                    static_cast<int>(Head().dwHeight));
+        const bool bOpen = m_decoder && m_work.Reserve(kFirstWorkSize) &&
+                           m_decoder->VideoInit(Head().dwFourccCode, static_cast<int>(Head().dwWidth),
+                                                static_cast<int>(Head().dwHeight), kBits, false);
+        if (m_decoder && !bOpen) {
+            m_decoder->Close();
+        }
+        return bOpen;
     }
     void CloseDecoder() override { m_decoder->Close(); }
 
 private:
+    static constexpr int kBits = 32;
     static constexpr std::uint32_t kFirstWorkSize = 0x400000;
     static constexpr std::size_t kHeader = 14;
     static constexpr std::size_t kPixels = 54;
@@ -145,7 +152,8 @@ void PictureMaker::OnKeyFrame(const KELVARA_FRAME_HDR& hdr, int nThreads) {
     Close();
     m_head = hdr;
     m_nThreads = nThreads;
-    m_bOpen = hdr.dwWidth > 0 && hdr.dwHeight > 0 && hdr.dwWidth <= kMaxSide && hdr.dwHeight <= kMaxSide &&
+    m_bOpen = ((hdr.dwWidth > 0 && hdr.dwHeight > 0) || TakesUnknownSize()) && hdr.dwWidth <= kMaxSide &&
+              hdr.dwHeight <= kMaxSide &&
               BitmapStride(static_cast<int>(hdr.dwWidth)) * hdr.dwHeight <= kMaxBitmapSize && Open();
 }
 
@@ -169,16 +177,17 @@ void PictureMaker::SetBitmapInfo(const BITMAPINFOHEADER& bmpInfo) {
     m_bmpInfo = bmpInfo;
 }
 
-std::unique_ptr<PictureMaker> MakeVideoMaker(const ChannelFactories& /*factories*/) {
+std::unique_ptr<PictureMaker> MakeVideoMaker(const ChannelFactories& /*factories*/,
+                                             const GiveUp& /*giveUp*/) {
     return std::make_unique<VideoMaker>();
 }
 
-std::unique_ptr<PictureMaker> MakeMxpegMaker(const ChannelFactories& factories) {
+std::unique_ptr<PictureMaker> MakeMxpegMaker(const ChannelFactories& factories, const GiveUp& /*giveUp*/) {
     return std::make_unique<MxpegMaker>(factories.mxpegDecoder);
 }
 
-std::unique_ptr<PictureMaker> MakeVivotekMaker(const ChannelFactories& factories) {
-    return std::make_unique<VivotekMaker>(factories.vivotekDecoder);
+std::unique_ptr<PictureMaker> MakeVivotekMaker(const ChannelFactories& factories, const GiveUp& giveUp) {
+    return std::make_unique<VivotekMaker>(factories.vivotekDecoder, giveUp);
 }
 
 }  // namespace kvmon

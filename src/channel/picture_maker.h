@@ -29,6 +29,8 @@ public:
     std::uint64_t GetBitmapSize() const { return m_bmpInfo.biSizeImage + kSpareBytes; }
     // Decodes into the picture. A status other than 0 leaves the picture unused and the decoder open.
     virtual int Decode(std::span<const std::uint8_t> payload, CVideoBmpFrame& picture) = 0;
+    // The last key frame's format has no decoder on this computer.
+    virtual bool NeedsLibrary() const { return false; }
 
 protected:
     static constexpr std::uint32_t kSpareBytes = 128;
@@ -37,6 +39,8 @@ protected:
     int GetThreads() const { return m_nThreads; }
     const BITMAPINFOHEADER& BitmapInfo() const { return m_bmpInfo; }
     void SetBitmapInfo(const BITMAPINFOHEADER& bmpInfo);
+    // The pictures tell their size themselves, so that a head without one will do.
+    virtual bool TakesUnknownSize() const { return false; }
     // Called with a size within the bounds. False if the decoder cannot be opened.
     virtual bool Open() = 0;
     virtual void CloseDecoder() = 0;
@@ -49,11 +53,12 @@ private:
     bool m_bInfoDue = false;
 };
 
-using PictureMakerFactory = std::unique_ptr<PictureMaker> (*)(const ChannelFactories&);
+// `giveUp` ends waits within a decoder.
+using PictureMakerFactory = std::unique_ptr<PictureMaker> (*)(const ChannelFactories&, const GiveUp& giveUp);
 
 // H.264, and MPEG-4 with both its codes.
-std::unique_ptr<PictureMaker> MakeVideoMaker(const ChannelFactories& factories);
-std::unique_ptr<PictureMaker> MakeMxpegMaker(const ChannelFactories& factories);
-std::unique_ptr<PictureMaker> MakeVivotekMaker(const ChannelFactories& factories);
+std::unique_ptr<PictureMaker> MakeVideoMaker(const ChannelFactories& factories, const GiveUp& giveUp);
+std::unique_ptr<PictureMaker> MakeMxpegMaker(const ChannelFactories& factories, const GiveUp& giveUp);
+std::unique_ptr<PictureMaker> MakeVivotekMaker(const ChannelFactories& factories, const GiveUp& giveUp);
 
 }  // namespace kvmon

@@ -10,18 +10,8 @@ constexpr std::uint32_t kQuietErrors = 5;
 constexpr std::uint32_t kStringDisconnected = 57412;
 constexpr std::uint32_t kStringUnauthorized = 57421;
 
-constexpr int kAnyStatus = -1;
-
-constexpr struct {
-    int code;
-    int argument;
-    std::uint32_t text;
-    bool onlyAfterPicture;  // until a picture was shown, the channel goes on saying that it connects
-} kReports[] = {
-    {kStreamConnect, kAnyStatus, kStringDisconnected, true},
-    {kStreamStatus, 404, kStringDisconnected, true},
-    {kStreamStatus, 401, kStringUnauthorized, false},
-};
+constexpr int kStatusUnauthorized = 401;
+constexpr int kStatusNotFound = 404;
 
 }  // namespace
 
@@ -31,17 +21,14 @@ void ChannelCore::ReportStreamError(int nCode, int nArg) {
         return;
     }
     m_nErrorCount = 1;
-    std::uint32_t text = kStringDisconnected;
-    for (const auto& report : kReports) {
-        if (report.code == nCode && (report.argument == kAnyStatus || report.argument == nArg)) {
-            if (report.onlyAfterPicture && !m_bStreamRunning) {
-                return;
-            }
-            text = report.text;
-            break;
-        }
+    if (nCode == kStreamConnect || (nCode == kStreamStatus && nArg == kStatusNotFound)) {
+        // Until a picture was shown, the channel goes on saying that it connects.
+        SwitchNetworkSetting();
+        return;
     }
-    m_picture.SetMainOsdCameraString(LoadString(text), true);
+    const bool bUnauthorized = nCode == kStreamStatus && nArg == kStatusUnauthorized;
+    m_picture.SetMainOsdCameraString(LoadString(bUnauthorized ? kStringUnauthorized : kStringDisconnected),
+                                     true);
 }
 
 }  // namespace kvmon

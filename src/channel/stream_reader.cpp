@@ -12,6 +12,8 @@ namespace {
 constexpr std::uint32_t kHeadTimeout = 3000;
 constexpr std::uint32_t kBodyTimeout = 30000;
 constexpr std::size_t kHeaderLineSize = 3096;
+// "The sound of this camera needs ..."
+constexpr std::uint32_t kStrSoundNeedsLibrary = 6701;
 
 }  // namespace
 
@@ -82,6 +84,9 @@ bool StreamReader::ReadRecord(const KELVARA_FRAME_HDR& hdr,
             Report(kStreamAudio);
             Trace("CBaseCamera::ParseImageFromKelvara: m_uCHInMainDlg=%u, PlayAudio failed...\n", uCH);
             return false;
+        }
+        if (m_audio.TakeNeedsLibrary()) {
+            m_core.ShowText(kStrSoundNeedsLibrary);
         }
         m_core.m_nBytes += head.size() + hdr.dwFrameDataSize;
         return true;

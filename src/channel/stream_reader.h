@@ -19,11 +19,13 @@ enum StreamError : int {
     kStreamBodyCut = 8,
     kStreamNoBuffer = 9,
     kStreamLine = 10,
+    kStreamNoLength = 12,
     kStreamUnknownCode = 23,
     kStreamUnknownReserved = 24,
     kStreamAudio = 25,
     kStreamSettings = 26,
     kStreamRequest = 27,
+    kStreamNoBoundary = 28,
 };
 
 // One pass over one connection, from behind the status line. Reception thread.

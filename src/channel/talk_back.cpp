@@ -53,7 +53,7 @@ bool TalkBack::PrepareTalking(ChannelCore& core, const WindowHandle& hWnd,
         return false;
     };
     TargetSettings settings;
-    if (!core.GetTargetSettings(settings)) {
+    if (!core.GetKelvaraSettings(settings)) {
         return fail("GetKelvaraSettings", TalkingNotify::NoSettings);
     }
     const auto connection = std::make_shared<Connection>(abort, core.clock);

@@ -1,7 +1,6 @@
 #include "channel/video_loop.h"
 
 #include <array>
-#include <cstdio>
 #include <new>
 
 #include "channel/stream_reader.h"
@@ -24,12 +23,11 @@ struct Failure {
 };
 
 // Everything up to and including the status line.
-bool OpenStream(ChannelCore& core, CHttpTran& tran, Failure& failure) {
+bool OpenStream(ChannelCore& core, CHttpTran& tran, TargetSettings& settings, Failure& failure) {
     const auto fail = [&](int code, const char* text, int argument = 0) {
         failure = {code, text, argument};
         return false;
     };
-    TargetSettings settings;
     if (!core.GetTargetSettings(settings)) {
         return fail(kStreamSettings, "GetTargetSettings");
     }
@@ -40,9 +38,9 @@ bool OpenStream(ChannelCore& core, CHttpTran& tran, Failure& failure) {
     if (!tran.Connect(settings.szAddress.c_str(), settings.nPort, &dwTimeout)) {
         return fail(kStreamConnect, "HttpTran.Connect");
     }
-    core.m_nStreamId = core.SelectStreamId();
+    core.m_nStreamId = core.WantedStreamId();
     std::array<char, kRequestSize> request;
-    const int length = GetVideoCmd(settings, core.m_nStreamId, request.data(), request.size());
+    const int length = core.kind.GetVideoCmd(settings, core.m_nStreamId, request);
     if (length < 1 || static_cast<std::size_t>(length) >= request.size()) {
         return fail(kStreamRequest, "BaseGetVideoCmd");
     }
@@ -65,21 +63,13 @@ bool OpenStream(ChannelCore& core, CHttpTran& tran, Failure& failure) {
 
 }  // namespace
 
-int GetVideoCmd(const TargetSettings& settings, std::int32_t nStreamId, char* buffer, std::size_t size) {
-    // Recorders have always been asked with two blanks before the version.
-    return std::snprintf(buffer, size,
-                         "GET /cgi-bin/getstream.cgi?ch=%u&stream_id=%u  HTTP/1.0\r\nHost: %s\r\n"
-                         "Connection: Keep-Alive\r\nAuthorization: Basic %s\r\n\r\n",
-                         settings.nCh, static_cast<std::uint32_t>(nStreamId), settings.szAddress.c_str(),
-                         settings.szBase64Auth.c_str());
-}
-
 std::uint32_t GetStream(ChannelCore& core, ThreadControl& control, LiveAudio& audio) {
     const auto decode = core.m_decodeThread.Control();
     CHttpTran tran(&control.abort, core.clock);
     const ThreadControl::Connection connection(control, tran);
+    TargetSettings settings;
     Failure failure{};
-    if (!OpenStream(core, tran, failure)) {
+    if (!OpenStream(core, tran, settings, failure)) {
         Trace("CBaseCamera::GetStream: m_uCHInMainDlg=%u, %s failed...\n", core.m_uCHInMainDlg.load(),
               failure.text);
         if (control.abort == 0) {
@@ -88,6 +78,9 @@ std::uint32_t GetStream(ChannelCore& core, ThreadControl& control, LiveAudio& au
         return 0;
     }
     HttpByteSource source(tran);
+    if (settings.bFromCamera) {
+        return core.kind.ParseImage(core, control, *decode, source);
+    }
     const std::uint32_t count = StreamReader(core, control, *decode, audio, source).ParseImageFromKelvara();
     Trace(
         "CBaseCamera::BaseParseImage: m_uCHInMainDlg=%u, Leave ParseImageFromKelvara, restart decode "
@@ -116,7 +109,8 @@ void DoVideoLoop(const std::shared_ptr<ChannelCore>& core, ThreadControl& contro
     while (WaitForRun("DoVideoLoop", *core, control)) {
         std::uint32_t nFrames = 0;
         try {
-            nFrames = GetStream(*core, control, *audio);
+            nFrames = core->IsStreamFromCamera() ? core->kind.GetCameraStream(*core, control, *audio)
+                                                 : GetStream(*core, control, *audio);
         } catch (const std::bad_alloc&) {
             Trace("CBaseCamera::DoVideoLoop: m_uCHInMainDlg=%u, out of memory....\n",
                   core->m_uCHInMainDlg.load());

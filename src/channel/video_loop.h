@@ -10,9 +10,6 @@ namespace kvmon {
 
 inline constexpr std::size_t kRequestSize = 640;
 
-// Writes the request for a stream, as snprintf does, and gives its length.
-int GetVideoCmd(const TargetSettings& settings, std::int32_t nStreamId, char* buffer, std::size_t size);
-
 // One connection, from the request to its end. Gives the number of video frames. Reception thread.
 std::uint32_t GetStream(ChannelCore& core, ThreadControl& control, LiveAudio& audio);
 

@@ -36,8 +36,6 @@ constexpr int kCaptionGap = 7;
 constexpr int kCaptionTextHeight = 13;
 
 constexpr int kCursorMs = 1500;
-constexpr int kPtzWidth = 640;  // the coordinates of a camera
-constexpr int kPtzHeight = 480;
 constexpr WParam kPtzDone = 3;
 constexpr std::uint32_t kTimerPressed = 80;
 constexpr std::uint32_t kTimerCursor = 81;
@@ -296,6 +294,9 @@ bool CVideoWnd::ClearHighlight() {
 LParam CVideoWnd::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) {
     switch (message) {
         case kMsgCaptionRefresh:
+            if (const auto camera = GetCamera()) {
+                camera->StartAudioThread(false);
+            }
             NoteStatus();
             RefreshFeatures();
             m_hOwner.Post(WM_COMMAND, kCmdRefreshControls, 0);
@@ -494,7 +495,8 @@ void CVideoWnd::PTZFunction(LParam point) {
     }
     SetTimer(kTimerCursor, kCursorMs);
     RefreshCursor();
-    camera->AddCamCenterCmd(x * kPtzWidth / view.width(), y * kPtzHeight / view.height());
+    const ClassSize size = camera->GetDefaultImageSize();
+    camera->AddCamCenterCmd(x * size.cx / view.width(), y * size.cy / view.height());
 }
 
 // Shows where the camera came to an end, and lets a held button go on unless that stops it.

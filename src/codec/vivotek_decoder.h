@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -18,10 +19,14 @@ struct VivotekSound {
 class VivotekDecoder {
 public:
     virtual ~VivotekDecoder() = default;
-    virtual bool VideoInit(std::uint32_t fourcc, int width, int height) = 0;
-    // Bytes of the bitmap file image that VideoDecode writes for the present stream.
-    virtual std::size_t OutputSize() const = 0;
-    // The length written; nothing on failure.
+    // False if the means for this code, of video or of sound, are not on this computer.
+    virtual bool Supports(std::uint32_t fourcc) const = 0;
+    // Opens for video. A size of 0 x 0 is one that the camera's head does not tell. With 32 bits the output
+    // is the image of a bitmap file, with 24 bare rows; bLineDouble makes twice as many rows of those.
+    virtual bool VideoInit(std::uint32_t fourcc, int width, int height, int bits, bool bLineDouble) = 0;
+    // The room that VideoDecode wants for the present stream, in bytes.
+    virtual std::size_t GetOutputSize() const = 0;
+    // The length written; nothing on failure. `source` must be followed by kInputPadding readable bytes.
     virtual std::optional<std::size_t> VideoDecode(std::span<const std::uint8_t> source,
                                                    std::span<std::uint8_t> destination) = 0;
     virtual bool AudioInit() = 0;
@@ -30,6 +35,9 @@ public:
     virtual void Close() = 0;
 };
 
-using VivotekDecoderFactory = std::unique_ptr<VivotekDecoder> (*)();
+// Asked again and again during a wait for a library that may never answer; true ends the wait.
+using GiveUp = std::function<bool()>;
+
+using VivotekDecoderFactory = std::unique_ptr<VivotekDecoder> (*)(const GiveUp& giveUp);
 
 }  // namespace kvmon

@@ -25,10 +25,10 @@ constexpr std::uint32_t kStrCameraHome = 3507;
 constexpr std::uint32_t kStrStreamSize = 6421;
 constexpr int kDialogGap = 8;
 
-// A choice of streams is a choice for the user, too.
+// A choice of streams is a choice for the user, too. A camera's own stream is none of them.
 void AppendStreamSizes(BCMenu& menu, const CBaseCamera& camera) {
     const auto profiles = camera.GetStreamProfiles();
-    if (profiles.size() < 2) {
+    if (camera.IsStreamFromCamera() || profiles.size() < 2) {
         return;
     }
     BCMenu* const sizes = menu.AppendPopup(LoadString(kStrStreamSize));

@@ -59,7 +59,7 @@ struct TalkSession::State final : MessageTarget {
             SystemClock().Sleep(kEndLook);
         }
         if (before && !before->IsEnded()) {
-            Trace("CSendSoundDlg::StartSend: the thread before did not end...\n");
+            Trace("CSendSoundDlg::StartSend: TerminateThread(0x%x, -8);...\n", 1u);
         }
         const WindowHandle hWnd(self);
         CBaseCamera& camera = *self->camera;

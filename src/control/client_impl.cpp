@@ -16,6 +16,10 @@ namespace kvmon {
 
 namespace {
 
+// What is closed returns within a few turns of the event loop; a call that waits for a share is not closed.
+constexpr int kFewTurns = 10;
+constexpr int kSwitchAgainMs = 50;
+
 // A menu or a modal dialog runs the event loop inside of the console's own functions: the console cannot go
 // before they have returned.
 bool IsInsideNestedLoop() {
@@ -131,10 +135,11 @@ void CTR450ClientImpl::SwitchLanguage(std::uint16_t langid) {
     }
     if (HasMainDlg() && IsInsideNestedLoop()) {
         CloseNestedWindows();
+        m_window->SetTimer(kTimerSwitchLanguage, ++m_switchTurns < kFewTurns ? 0 : kSwitchAgainMs);
         m_pendingLanguage = langid;
-        m_window->SetTimer(kTimerSwitchLanguage, 0);
         return;
     }
+    m_switchTurns = 0;
     const bool bHadMainDlg = HasMainDlg();
     const QPointer<WindowBase> window = m_window;
     Destroy();

@@ -113,6 +113,7 @@ private:
     PlaybackShares m_shares;
     std::uint16_t m_language = kLanguageNone;
     std::uint16_t m_pendingLanguage = kLanguageNone;
+    int m_switchTurns = 0;  // that the pending one has waited
 };
 
 }  // namespace kvmon

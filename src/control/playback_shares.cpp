@@ -5,12 +5,20 @@
 #include "control/auth_text.h"
 #include "control/host_ports.h"
 #include "persist/log_file.h"
+#include "platform/text.h"
+#include "shares/share_request.h"
 
 namespace kvmon {
 
 namespace {
 
-constexpr int kNoPort = 50;  // the number of a request that the system does not know
+// The password is the page's secret: it is in no trace.
+constexpr const char* kHiddenPassword = "********";
+
+// What of a text fits into a line of the trace. A page's list may be long, and it is traced for each share.
+std::string Traced(const std::string& text) {
+    return Utf16Left(text, 1024);
+}
 
 // The text before the first "+", which is taken off the list. Nothing for an empty list.
 std::optional<std::string> TakeShare(std::string& list) {
@@ -34,26 +42,61 @@ int PlaybackShares::Prepare(const std::string& authText, const std::string& shar
     if (!credential || credential->first.empty() || credential->second.empty()) {
         return -1;
     }
+    if (shares.size() > kMaxListBytes) {
+        Trace("PlaybackShares: the list has %zu bytes...\n", shares.size());
+        return -1;
+    }
+    if (m_bPreparing) {
+        return -1;
+    }
     m_strFolderList = shares;
-    std::string list = shares;
-    int result = 0;
-    while (const auto share = TakeShare(list)) {
-        Trace("strList = %s, strShareFolder = %s.\n", list.c_str(), share->c_str());
-        const int code =
-            m_port != nullptr ? m_port->Connect(credential->first, credential->second, *share) : kNoPort;
-        if (code == 0) {
-            Trace("ConnectSMBShare: connect %s successfully.\n", share->c_str());
+    m_bPreparing = true;
+    const bool bDone = Walk(credential->first, credential->second, shares);
+    m_bPreparing = false;
+    return bDone ? 0 : -1;
+}
+
+bool PlaybackShares::Walk(const std::string& user, const std::string& password, std::string list) {
+    const std::uint64_t begin = m_clock.TickMs();
+    bool bAll = true;
+    m_bDropped = false;
+    for (int count = 0; const auto share = TakeShare(list); ++count) {
+        if (count == kMaxShares) {
+            Trace("PlaybackShares: more than %d shares...\n", kMaxShares);
+            return false;
+        }
+        Trace("strList = %s, strShareFolder = %s.\n", Traced(list).c_str(), Traced(*share).c_str());
+        Trace("strUserName = %s, strPasswd = %s\n", user.c_str(), kHiddenPassword);
+        const int code = Connect(user, password, *share, begin);
+        if (code == kShareConnected) {
+            Trace("ConnectSMBShare: connect %s successfully.\n", Traced(*share).c_str());
         } else {
-            Trace("ConnectSMBShare: fail connect %s with code %d!\n", share->c_str(), code);
-            result = -1;
+            Trace("ConnectSMBShare: fail connect %s with code %d!\n", Traced(*share).c_str(), code);
+            bAll = false;
+        }
+        if (m_bDropped && code == kShareConnected) {
+            m_port->Cancel(*share);
+        }
+        if (m_bDropped || code == kShareCancelled) {
+            return false;
         }
     }
-    return result;
+    return bAll;
+}
+
+int PlaybackShares::Connect(const std::string& user, const std::string& password, const std::string& share,
+                            std::uint64_t begin) {
+    if (m_port == nullptr) {
+        return kShareNotSupported;
+    }
+    return m_clock.TickMs() - begin < kWalkMs ? m_port->Connect(user, password, share) : kShareTimedOut;
 }
 
 void PlaybackShares::Unprepare() {
+    m_bDropped = true;
     while (const auto share = TakeShare(m_strFolderList)) {
-        Trace("m_strFolderList = %s, strShareFolder = %s.\n", m_strFolderList.c_str(), share->c_str());
+        Trace("m_strFolderList = %s, strShareFolder = %s.\n", Traced(m_strFolderList).c_str(),
+              Traced(*share).c_str());
         if (m_port != nullptr) {
             m_port->Cancel(*share);
         }

@@ -14,6 +14,10 @@ namespace {
 
 constexpr std::size_t kMaxText = 2304;
 
+// As the trace has always told of a deletion: the key it begins at, and how it ended.
+constexpr std::uint32_t kCurrentUser = 0x80000001;
+constexpr std::uint32_t kGeneralFailure = 31;
+
 // Bytes as text: two digits and a blank for each.
 std::string PairsFromBytes(std::span<const std::uint8_t> data) {
     constexpr char kDigits[] = "0123456789ABCDEF";
@@ -134,7 +138,19 @@ bool COrvoRegistry::WriteProfileBinary(std::string_view section, std::string_vie
 }
 
 bool COrvoRegistry::DeleteSection(std::string_view section, std::string_view subSection) {
-    return m_backend && m_backend->Delete(FullPath(section), subSection);
+    const std::string path = FullPath(section);
+    if (!m_bUseIni) {
+        std::string key = path;
+        if (!subSection.empty()) {
+            key.append("\\").append(subSection);
+        }
+        Trace("COrvoRegistry::RegDeleteKeyNT: hStartKey=0x%x, pKeyName=%s...\n", kCurrentUser, key.c_str());
+    }
+    const bool bDeleted = m_backend && m_backend->Delete(path, subSection);
+    if (!m_bUseIni) {
+        Trace("COrvoRegistry::RegDeleteKeyNT: dwRtn=0x%x...\n", bDeleted ? 0u : kGeneralFailure);
+    }
+    return bDeleted;
 }
 
 COrvoRegistry::Batch::Batch(COrvoRegistry& registry) : m_registry(registry) {

@@ -292,6 +292,10 @@ bool CHttpTran::ReadToEOI(char* pBuffer, std::size_t* pnLength, std::uint32_t* d
     return ReadToPair(kMarker, kEndOfImage, pBuffer, pnLength, dwTimeout);
 }
 
+bool CHttpTran::ReadJpeg(char* pBuffer, std::size_t* pnLength, std::uint32_t* dwTimeout) {
+    return ReadToEOI(pBuffer, pnLength, dwTimeout);
+}
+
 std::size_t CHttpTran::ReadBlock(void* pBuffer, std::size_t nLength, std::uint32_t* dwTimeout) {
     auto* const bytes = static_cast<std::uint8_t*>(pBuffer);
     std::size_t count = 0;

@@ -70,6 +70,9 @@ public:
     virtual bool ReadToCRLF(char* pBuffer, std::size_t* pnLength, std::uint32_t* dwTimeout);
     bool ReadToSOI(char* pBuffer, std::size_t* pnLength, std::uint32_t* dwTimeout);
     bool ReadToEOI(char* pBuffer, std::size_t* pnLength, std::uint32_t* dwTimeout);
+    // A picture of a stream of them, up to its end mark. True with a full buffer and after a stall too: the
+    // length tells.
+    bool ReadJpeg(char* pBuffer, std::size_t* pnLength, std::uint32_t* dwTimeout);
     // The number of bytes placed in the buffer: all that were wanted, fewer at the peer's end or a
     // stall, 0 on failure or abort.
     virtual std::size_t ReadBlock(void* pBuffer, std::size_t nLength, std::uint32_t* dwTimeout);

@@ -9,11 +9,14 @@
 #include <algorithm>
 #include <atomic>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 namespace kvmon {
 
 namespace {
+
+using SteadyClock = std::chrono::steady_clock;
 
 // A screen shows no more.
 constexpr int kShortestPeriodMs = 16;
@@ -26,6 +29,7 @@ QEvent::Type WakeUpType() {
 // What the tickets share with the hub: the hub's address for as long as it lives.
 struct Waker {
     std::atomic<bool> underWay{false};
+    std::atomic<SteadyClock::rep> since{0};  // of the request that woke
     std::mutex mutex;
     QObject* hub = nullptr;
 
@@ -33,6 +37,7 @@ struct Waker {
         if (underWay.exchange(true)) {
             return;
         }
+        since = SteadyClock::now().time_since_epoch().count();
         const std::lock_guard lock(mutex);
         if (hub != nullptr) {
             QCoreApplication::postEvent(hub, new QEvent(WakeUpType()));
@@ -100,9 +105,16 @@ public:
         return true;
     }
 
+    std::optional<SteadyClock::time_point> TakeRequestTime() {
+        return std::exchange(requested_, std::nullopt);
+    }
+
 private:
     void Serve() {
         sinceServed_.start();
+        if (!requested_) {
+            requested_ = SteadyClock::time_point(SteadyClock::duration(waker_->since));
+        }
         // Before the windows are looked at: a request from here on wakes again.
         waker_->underWay = false;
         for (const auto& ticket : tickets_) {
@@ -114,6 +126,7 @@ private:
 
     const std::shared_ptr<Waker> waker_ = std::make_shared<Waker>();
     std::vector<std::weak_ptr<Ticket>> tickets_;
+    std::optional<SteadyClock::time_point> requested_;
     QTimer pause_;
     QElapsedTimer sinceServed_;
 };
@@ -131,6 +144,10 @@ RepaintHub& TheHub() {
 
 std::shared_ptr<RepaintTicket> RegisterForRepaint(QWidget& window) {
     return TheHub().Register(window);
+}
+
+std::optional<SteadyClock::time_point> TakeRepaintRequestTime() {
+    return TheHub().TakeRequestTime();
 }
 
 }  // namespace kvmon

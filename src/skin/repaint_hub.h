@@ -1,7 +1,9 @@
 // One wake-up of the user interface's thread for all windows that have something new to show.
 #pragma once
 
+#include <chrono>
 #include <memory>
+#include <optional>
 
 class QWidget;
 
@@ -19,5 +21,9 @@ public:
 // Requests of all windows are served together, at most once in 16 ms, so that however many pictures
 // arrive, at most one wake-up waits in the event queue. User interface thread.
 std::shared_ptr<RepaintTicket> RegisterForRepaint(QWidget& window);
+
+// When the oldest request was made of those that were served since the last call; nothing if there was none.
+// User interface thread.
+std::optional<std::chrono::steady_clock::time_point> TakeRepaintRequestTime();
 
 }  // namespace kvmon

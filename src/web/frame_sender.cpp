@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "skin/repaint_hub.h"
 #include "web/page_protocol.h"
 #include "web/remote_display.h"
 #include "web/web_socket.h"
@@ -45,13 +46,19 @@ FrameSender::FrameSender(RemoteDisplay& display, WebSocket& socket) : m_display(
 }
 
 void FrameSender::OnDamage() {
+    const qint64 now = m_clock.elapsed();
     if (m_changed < 0) {
-        m_changed = m_clock.elapsed();
+        m_changed = now;
+    }
+    if (const auto requested = TakeRepaintRequestTime()) {
+        const auto age = std::chrono::duration_cast<std::chrono::milliseconds>(
+            std::chrono::steady_clock::now() - *requested);
+        m_changed = std::min<qint64>(m_changed, now - age.count());
     }
     if (!m_sendTimer.isActive()) {
         // Changes of one turn of the event loop go together, whatever the time since the last frame.
-        m_sendTimer.start(static_cast<int>(
-            std::clamp<qint64>(m_lastSent + kFrameIntervalMs - m_clock.elapsed(), 0, kFrameIntervalMs)));
+        m_sendTimer.start(
+            static_cast<int>(std::clamp<qint64>(m_lastSent + kFrameIntervalMs - now, 0, kFrameIntervalMs)));
     }
 }
 
@@ -69,11 +76,18 @@ void FrameSender::OnAck(std::uint32_t frame) {
     }
     const qint64 now = m_clock.elapsed();
     AdaptQuality(static_cast<int>(now - sent->time));
-    ++m_counts.drawn;
-    m_counts.totalMs += static_cast<std::uint64_t>(now - sent->changed);
-    m_counts.maxMs = std::max(m_counts.maxMs, static_cast<int>(now - sent->changed));
+    m_counts.delay.Add(now - sent->changed);
+    m_counts.unsent.Add(sent->time - sent->changed);
     m_sent.erase(m_sent.begin(), sent + 1);
     if (!m_display.Damage().isEmpty()) {
+        OnDamage();
+    }
+}
+
+void FrameSender::SetVisible(bool bVisible) {
+    m_bVisible = bVisible;
+    if (bVisible && !m_display.Damage().isEmpty()) {
+        m_changed = -1;  // what changed before was for nobody
         OnDamage();
     }
 }
@@ -142,8 +156,8 @@ void FrameSender::AppendTile(const QImage& picture, const QRect& rect, bool bMov
 }
 
 void FrameSender::Send() {
-    if (m_display.Damage().isEmpty() || !MaySend()) {
-        return;  // the answer of the page or the socket brings it back here
+    if (!m_bVisible || m_display.Damage().isEmpty() || !MaySend()) {
+        return;  // the page's word, its answer or the socket brings it back here
     }
     NoteMovement();
     const QRegion damage = m_display.Damage();

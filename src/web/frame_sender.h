@@ -8,7 +8,9 @@
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <utility>
 
+#include "web/delay_record.h"
 #include "web/tile_encoder.h"
 
 namespace kvmon {
@@ -26,11 +28,11 @@ public:
 
     struct Counts {
         std::uint64_t frames = 0, tiles = 0, bytes = 0;
-        std::uint64_t held = 0;   // times that a frame had to wait for the page
-        std::uint64_t drawn = 0;  // frames that the page has answered
-        // From the first change that is in a frame to the page's answer that it is on the canvas.
-        std::uint64_t totalMs = 0;
-        int maxMs = 0;
+        std::uint64_t held = 0;  // times that a frame had to wait for the page
+        // Of frames that the page has answered, since it has drawn them: from the oldest decoded picture, or
+        // other change, in a frame to the answer, and how much of that was before it was sent.
+        DelayRecord delay;
+        DelayRecord unsent;
     };
 
     FrameSender(RemoteDisplay& display, WebSocket& socket);
@@ -39,9 +41,12 @@ public:
     void OnDamage();
     // The page has drawn the frame of this number.
     void OnAck(std::uint32_t frame);
+    // Whether anybody sees the page; nothing is sent while nobody does.
+    void SetVisible(bool bVisible);
     // The socket has taken all there was.
     void OnDrained();
-    const Counts& GetCounts() const { return m_counts; }
+    // What was counted since the last call.
+    Counts TakeCounts() { return std::exchange(m_counts, {}); }
     int Quality() const { return m_quality; }
 
 private:
@@ -73,6 +78,7 @@ private:
     // When a block of the display changed last, and before that.
     std::map<int, std::array<qint64, 2>> m_changes;
     int m_quality = 80;
+    bool m_bVisible = true;
     Counts m_counts;
 };
 

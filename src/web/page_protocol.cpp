@@ -3,6 +3,7 @@
 #include <QtCore/QBuffer>
 #include <QtGui/QPixmap>
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <optional>
 #include <string_view>
@@ -25,11 +26,28 @@ enum FromPage : std::uint8_t {
     kFocus = 7,
     kDrawn = 8,
     kRecorded = 9,
+    kVisible = 10,
+    kText = 11,
+    kPaste = 12,
 };
-enum ToPage : std::uint8_t { kFrame = 1, kCursor = 2, kSound = 3, kRecord = 4 };
+enum ToPage : std::uint8_t {
+    kFrame = 1,
+    kCursor = 2,
+    kSound = 3,
+    kRecord = 4,
+    kDisplay = 5,
+    kClipboard = 6,
+    kTextWanted = 7,
+    kFullScreen = 8,
+    kWords = 9,
+};
 
 constexpr std::size_t kTileHead = 13;
 constexpr std::size_t kMaxKeyName = 32;
+constexpr std::size_t kMaxText = 4096;
+constexpr std::size_t kMaxPaste = 64 * 1024;
+constexpr std::uint32_t kMinRatio = 100;  // hundredths
+constexpr std::uint32_t kMaxRatio = 400;
 
 void Put(std::vector<std::uint8_t>& message, std::uint32_t value, int bytes) {
     for (int i = 0; i < bytes; ++i) {
@@ -74,6 +92,7 @@ public:
         m_bytes = {};
         return text;
     }
+    bool HasMore() const { return !m_bytes.empty(); }
     bool IsDone() const { return m_bComplete && m_bytes.empty(); }
 
 private:
@@ -129,6 +148,29 @@ bool ReadKey(RemoteDisplay& display, Reader& reader) {
         display.PressKey(key.key, bDown, bRepeat, modifiers, key.text);
     }
     return true;
+}
+
+PageMessage Told(PageMessage::Kind kind) {
+    PageMessage message;
+    message.kind = kind;
+    return message;
+}
+
+PageMessage ReadSize(Reader& reader) {
+    PageMessage message = Told(PageMessage::Kind::Size);
+    const int width = static_cast<int>(reader.Number(2));
+    const int height = static_cast<int>(reader.Number(2));
+    message.size = {width, height};
+    const std::uint32_t ratio = reader.HasMore() ? reader.Number(2) : kMinRatio;
+    message.ratio = std::clamp(ratio, kMinRatio, kMaxRatio) / 100.0;
+    return reader.IsDone() ? message : Told(PageMessage::Kind::Wrong);
+}
+
+PageMessage ReadText(Reader& reader, PageMessage::Kind kind, std::size_t most) {
+    PageMessage message = Told(kind);
+    message.text = reader.Rest();
+    const bool bGood = !message.text.empty() && message.text.size() <= most && IsValidUtf8(message.text);
+    return bGood ? message : Told(PageMessage::Kind::Wrong);
 }
 
 struct CursorName {
@@ -221,16 +263,42 @@ std::vector<std::uint8_t> RecordMessage(bool bOn) {
     return {kRecord, static_cast<std::uint8_t>(bOn ? 1 : 0)};
 }
 
+std::vector<std::uint8_t> DisplayMessage(const QSize& display, double ratio) {
+    std::vector<std::uint8_t> message{kDisplay};
+    Put(message, static_cast<std::uint32_t>(display.width()), 2);
+    Put(message, static_cast<std::uint32_t>(display.height()), 2);
+    Put(message, static_cast<std::uint32_t>(std::lround(ratio * 100)), 2);
+    return message;
+}
+
+std::vector<std::uint8_t> ClipboardMessage(std::string_view text) {
+    std::vector<std::uint8_t> message(1 + text.size(), kClipboard);
+    std::copy(text.begin(), text.end(), message.begin() + 1);
+    return message;
+}
+
+std::vector<std::uint8_t> TextWantedMessage(bool bWanted) {
+    return {kTextWanted, static_cast<std::uint8_t>(bWanted ? 1 : 0)};
+}
+
+std::vector<std::uint8_t> FullScreenMessage(bool bOn) {
+    return {kFullScreen, static_cast<std::uint8_t>(bOn ? 1 : 0)};
+}
+
+std::vector<std::uint8_t> WordsMessage(std::uint8_t which, std::string_view text) {
+    std::vector<std::uint8_t> message(2 + text.size(), kWords);
+    message[1] = which;
+    std::copy(text.begin(), text.end(), message.begin() + 2);
+    return message;
+}
+
 PageMessage ReadPageMessage(RemoteDisplay& display, std::span<const std::uint8_t> bytes) {
     const PageMessage done;
-    const PageMessage wrong{PageMessage::Kind::Wrong, {}, 0, {}};
+    const PageMessage wrong = Told(PageMessage::Kind::Wrong);
     Reader reader(bytes);
     switch (reader.Number(1)) {
-        case kSize: {
-            const int width = static_cast<int>(reader.Number(2));
-            const int height = static_cast<int>(reader.Number(2));
-            return reader.IsDone() ? PageMessage{PageMessage::Kind::Size, {width, height}, 0, {}} : wrong;
-        }
+        case kSize:
+            return ReadSize(reader);
         case kMove:
             return ReadMove(display, reader) ? done : wrong;
         case kButton:
@@ -246,11 +314,21 @@ PageMessage ReadPageMessage(RemoteDisplay& display, std::span<const std::uint8_t
             display.SetActive(reader.Number(1) != 0);
             return done;
         case kDrawn: {
-            const std::uint32_t frame = reader.Number(4);
-            return reader.IsDone() ? PageMessage{PageMessage::Kind::Drawn, {}, frame, {}} : wrong;
+            PageMessage message = Told(PageMessage::Kind::Drawn);
+            message.frame = reader.Number(4);
+            return reader.IsDone() ? message : wrong;
         }
+        case kVisible: {
+            PageMessage message = Told(PageMessage::Kind::Visible);
+            message.bVisible = reader.Number(1) != 0;
+            return reader.IsDone() ? message : wrong;
+        }
+        case kText:
+            return ReadText(reader, PageMessage::Kind::Text, kMaxText);
+        case kPaste:
+            return ReadText(reader, PageMessage::Kind::Paste, kMaxPaste);
         case kRecorded: {
-            PageMessage message{PageMessage::Kind::Recorded, {}, 0, {}};
+            PageMessage message = Told(PageMessage::Kind::Recorded);
             for (std::size_t i = 1; i + 1 < bytes.size(); i += 2) {
                 message.samples.push_back(static_cast<std::int16_t>(reader.Number(2)));
             }

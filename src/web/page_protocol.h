@@ -1,16 +1,21 @@
 // The binary messages between a session and its page. Numbers are little endian.
 //
 // To the page, by the first byte:
-//   1 frame   u32 number, u16 width and height of the display, then tiles to the end, each
-//             u16 x y w h, u8 codec (1 JPEG, 2 PNG), u32 length, bytes. The page answers with 8 when they
-//             are drawn.
-//   3 sound   u32 samples a second, u8 channels, u8 bits, samples
-//   4 record  u8 whether the page's microphone is wanted
-//   2 cursor  u8 form (0 a name of CSS, 1 a PNG), form 1: i16 hot spot x y; then the name or the PNG
+//   1 frame        u32 number, u16 width and height of the display, then tiles to the end, each
+//                  u16 x y w h, u8 codec (1 JPEG, 2 PNG), u32 length, bytes. The page answers with 8 when
+//                  they are drawn.
+//   2 cursor       u8 form (0 a name of CSS, 1 a PNG), form 1: i16 hot spot x y; then the name or the PNG
+//   3 sound        u32 samples a second, u8 channels, u8 bits, samples
+//   4 record       u8 whether the page's microphone is wanted
+//   5 display      u16 width, height, u16 hundredths of a pixel to one of the page's; of the frames that
+//   follow 6 clipboard    text that the console has put there 7 text wanted  u8 whether a text field has the
+//   focus 8 full screen  u8 9 words        u8 which, then what the element says in that case
 // From the page:
-//   1 size u16 w h  2 move i16 x y, u8 modifiers  3 button i16 x y, u8 button, u8 down, u8 modifiers
+//   1 size u16 w h in pixels, u16 hundredths of them to one of the page's (not there: 100)
+//   2 move i16 x y, u8 modifiers  3 button i16 x y, u8 button, u8 down, u8 modifiers
 //   4 wheel i16 x y dx dy, u8 modifiers  5 key u8 down, u8 repeat, u8 modifiers, then the key's name
 //   6 the mouse has left  7 focus u8  8 drawn u32 number  9 recorded: mono samples of 16 bits, 8000 a second
+//   10 visible u8  11 text that was composed  12 text to paste
 // Modifiers: 1 shift, 2 control, 4 alt, 8 meta. Buttons as the DOM numbers them.
 #pragma once
 
@@ -18,6 +23,8 @@
 #include <QtGui/QCursor>
 #include <cstdint>
 #include <span>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "audio/sound_card.h"
@@ -35,11 +42,19 @@ void EndTile(std::vector<std::uint8_t>& message, std::size_t head);
 std::vector<std::uint8_t> CursorMessage(const QCursor& cursor);
 std::vector<std::uint8_t> SoundMessage(const PcmFormat& format, std::span<const std::uint8_t> block);
 std::vector<std::uint8_t> RecordMessage(bool bOn);
+std::vector<std::uint8_t> DisplayMessage(const QSize& display, double ratio);
+std::vector<std::uint8_t> ClipboardMessage(std::string_view text);
+std::vector<std::uint8_t> TextWantedMessage(bool bWanted);
+std::vector<std::uint8_t> FullScreenMessage(bool bOn);
+std::vector<std::uint8_t> WordsMessage(std::uint8_t which, std::string_view text);
 
 // What a page sent beyond its mouse and keys.
 struct PageMessage {
-    enum class Kind { None, Wrong, Size, Drawn, Recorded } kind = Kind::None;
+    enum class Kind { None, Wrong, Size, Drawn, Recorded, Visible, Text, Paste } kind = Kind::None;
     QSize size;
+    double ratio = 1;
+    bool bVisible = true;
+    std::string text;
     std::uint32_t frame = 0;
     std::vector<std::int16_t> samples;
 };

@@ -1,5 +1,6 @@
 #include "web/remote_display.h"
 
+#include <qpa/qplatformscreen.h>
 #include <qpa/qwindowsysteminterface.h>
 
 #include <QtGui/QGuiApplication>
@@ -24,25 +25,25 @@ RemoteDisplay& RemoteDisplay::Instance() {
     return *display;
 }
 
-void RemoteDisplay::SetSize(const QSize& size) {
+void RemoteDisplay::SetSize(const QSize& size, double ratio) {
     const QSize clamped = size.expandedTo(QSize(kMinSide, kMinSide)).boundedTo(QSize(kMaxSide, kMaxSide));
-    if (clamped == m_size) {
+    if (clamped == m_size && ratio == m_ratio) {
         return;
     }
+    const double scale = ratio / m_ratio;
     m_size = clamped;
-    if (QGuiApplication::primaryScreen() != nullptr) {
-        QWindowSystemInterface::handleScreenGeometryChange(QGuiApplication::primaryScreen(), Area(), Area());
+    m_ratio = ratio;
+    if (QScreen* const screen = QGuiApplication::primaryScreen()) {
+        const QDpi dpi = screen->handle()->logicalDpi();
+        QWindowSystemInterface::handleScreenLogicalDotsPerInchChange(screen, dpi.first, dpi.second);
+        QWindowSystemInterface::handleScreenGeometryChange(screen, Area(), Area());
+        // Positions that are told to windows from here on are already those of the new display.
+        QWindowSystemInterface::flushWindowSystemEvents();
     }
     for (RemoteWindow* const window : std::vector(m_windows)) {
-        window->FollowDisplay();
+        window->FollowDisplay(scale);
     }
     DamageAll();
-}
-
-void RemoteDisplay::SetListener(std::function<void()> onDamage,
-                                std::function<void(const QCursor&)> onCursor) {
-    m_onDamage = std::move(onDamage);
-    m_onCursor = std::move(onCursor);
 }
 
 void RemoteDisplay::DamageAll() {
@@ -58,8 +59,8 @@ void RemoteDisplay::AddDamage(const QRect& area) {
     if (m_damage.rectCount() > kMaxRects) {
         m_damage = m_damage.boundingRect();
     }
-    if (m_onDamage) {
-        m_onDamage();
+    if (m_listener.onDamage) {
+        m_listener.onDamage();
     }
 }
 
@@ -118,9 +119,8 @@ void RemoteDisplay::SendMouse(RemoteWindow* target, QEvent::Type type, Qt::Mouse
     if (target == nullptr) {
         return;
     }
-    QWindow* const window = target->window();
-    QWindowSystemInterface::handleMouseEvent(window, window->mapFromGlobal(m_mouse), m_mouse, m_buttons,
-                                             button, type, modifiers);
+    QWindowSystemInterface::handleMouseEvent(target->window(), target->mapFromGlobal(m_mouse), m_mouse,
+                                             m_buttons, button, type, modifiers);
 }
 
 void RemoteDisplay::Enter(RemoteWindow* window) {
@@ -133,15 +133,14 @@ void RemoteDisplay::Enter(RemoteWindow* window) {
         QWindowSystemInterface::handleLeaveEvent(left);
         return;
     }
-    QWindow* const entered = window->window();
-    QWindowSystemInterface::handleEnterLeaveEvent(entered, left, entered->mapFromGlobal(m_mouse), m_mouse);
+    QWindowSystemInterface::handleEnterLeaveEvent(window->window(), left, window->mapFromGlobal(m_mouse),
+                                                  m_mouse);
 }
 
 void RemoteDisplay::MoveMouse(const QPoint& at, Qt::KeyboardModifiers modifiers) {
     m_mouse = at;
     if (m_moving != nullptr) {
-        QWindow* const window = m_moving->window();
-        window->setPosition(window->position() + at - m_movingFrom);
+        m_moving->setGeometry(m_moving->geometry().translated(at - m_movingFrom));
         m_movingFrom = at;
         return;
     }
@@ -200,8 +199,7 @@ void RemoteDisplay::TurnWheel(const QPoint& at, const QPoint& angle, Qt::Keyboar
     if (target == nullptr) {
         return;
     }
-    QWindow* const window = target->window();
-    QWindowSystemInterface::handleWheelEvent(window, window->mapFromGlobal(at), at, QPoint(), angle,
+    QWindowSystemInterface::handleWheelEvent(target->window(), target->mapFromGlobal(at), at, QPoint(), angle,
                                              modifiers);
 }
 
@@ -262,6 +260,7 @@ void RemoteDisplay::ShowWindow(RemoteWindow& window, bool bShow) {
         if (window.CanTakeFocus()) {
             window.requestActivateWindow();
         }
+        RefreshFullScreen();
         return;
     }
     ForgetWindow(window);
@@ -278,6 +277,7 @@ void RemoteDisplay::ForgetWindow(RemoteWindow& window) {
     if (QGuiApplication::focusWindow() == window.window()) {
         ActivateTop();
     }
+    RefreshFullScreen();
 }
 
 void RemoteDisplay::RaiseWindow(RemoteWindow& window, bool bRaise) {
@@ -291,8 +291,17 @@ void RemoteDisplay::RaiseWindow(RemoteWindow& window, bool bRaise) {
 }
 
 void RemoteDisplay::SetCursor(const QCursor& cursor) {
-    if (m_onCursor) {
-        m_onCursor(cursor);
+    if (m_listener.onCursor) {
+        m_listener.onCursor(cursor);
+    }
+}
+
+void RemoteDisplay::RefreshFullScreen() {
+    const bool bFull = std::any_of(m_windows.begin(), m_windows.end(), [](const RemoteWindow* window) {
+        return (window->window()->windowStates() & Qt::WindowFullScreen) != 0;
+    });
+    if (std::exchange(m_bFullScreen, bFull) != bFull && m_listener.onFullScreen) {
+        m_listener.onFullScreen(bFull);
     }
 }
 

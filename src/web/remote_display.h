@@ -22,20 +22,26 @@ public:
 
     static RemoteDisplay& Instance();
 
-    // The page's size in pixels, clamped. Windows over the whole display follow it.
-    void SetSize(const QSize& size);
+    // The size in pixels, clamped, and how many of them make a unit of the windows. Windows over the whole
+    // display follow it, others keep their size in units.
+    void SetSize(const QSize& size, double ratio);
     QSize Size() const { return m_size; }
+    double Ratio() const { return m_ratio; }
     QRect Area() const { return {QPoint(0, 0), m_size}; }
 
-    // Called when something has changed on the picture, and when the cursor has another form.
-    void SetListener(std::function<void()> onDamage, std::function<void(const QCursor&)> onCursor);
+    struct Listener {
+        std::function<void()> onDamage;                // something has changed on the picture
+        std::function<void(const QCursor&)> onCursor;  // it has another form
+        std::function<void(bool bOn)> onFullScreen;    // a window wants the whole screen, or no more
+    };
+    void SetListener(Listener listener) { m_listener = std::move(listener); }
     const QRegion& Damage() const { return m_damage; }
     // Everything, as after a new size.
     void DamageAll();
     // The picture up to date in all that was damaged; the damage is forgotten.
     const QImage& Compose();
 
-    // --- the page's input, in display coordinates
+    // --- the page's input, in pixels of the display
     void MoveMouse(const QPoint& at, Qt::KeyboardModifiers modifiers);
     void PressMouse(const QPoint& at, Qt::MouseButton button, bool bDown, Qt::KeyboardModifiers modifiers);
     void TurnWheel(const QPoint& at, const QPoint& angle, Qt::KeyboardModifiers modifiers);
@@ -53,6 +59,8 @@ public:
     RemoteWindow* GrabbingWindow() const { return m_grabber; }
     RemoteWindow* WindowAt(const QPoint& at) const;
     void SetCursor(const QCursor& cursor);
+    // A window has another state, or is shown or hidden.
+    void RefreshFullScreen();
     QPoint MousePosition() const { return m_mouse; }
     void SetMousePosition(const QPoint& at) { m_mouse = at; }
 
@@ -65,6 +73,7 @@ private:
     bool OnFrame(RemoteWindow* target, const QPoint& at, bool bDown);
 
     QSize m_size{1000, 680};
+    double m_ratio = 1;
     QImage m_picture;
     QRegion m_damage;
     std::vector<RemoteWindow*> m_windows;  // shown ones, the top one last
@@ -76,8 +85,8 @@ private:
     QPoint m_mouse;
     Qt::MouseButtons m_buttons;
     std::vector<int> m_keys;  // held
-    std::function<void()> m_onDamage;
-    std::function<void(const QCursor&)> m_onCursor;
+    bool m_bFullScreen = false;
+    Listener m_listener;
 };
 
 }  // namespace kvmon

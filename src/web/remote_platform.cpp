@@ -14,6 +14,14 @@ namespace {
 constexpr QColor kFrame(0x1B, 0x22, 0x2C);
 constexpr QColor kTitleText(0xD8, 0xDE, 0xE6);
 
+constexpr int kTitleHeight = 26;  // at one pixel to a unit
+constexpr int kBorder = 1;
+constexpr int kTitleFont = 13;
+
+int Scaled(int units) {
+    return qRound(units * RemoteDisplay::Instance().Ratio());
+}
+
 WId NextId() {
     static WId id = 0;
     return ++id;
@@ -31,10 +39,10 @@ constexpr Qt::WindowStates kWholeDisplay = Qt::WindowFullScreen | Qt::WindowMaxi
 
 RemoteWindow::RemoteWindow(QWindow* window)
     : QPlatformWindow(window), m_id(NextId()), m_bFramed(WantsFrame(window->flags())) {
-    const QRect place = initialGeometry(window, window->geometry(), 160, 160);
+    const QRect place = initialGeometry(window, windowGeometry(), 160, 160);
     m_normal = place;
     QPlatformWindow::setGeometry(place);
-    if (place != window->geometry()) {
+    if (place != windowGeometry()) {
         QWindowSystemInterface::handleGeometryChange(window, place);
     }
     setWindowState(window->windowStates());
@@ -48,7 +56,8 @@ QMargins RemoteWindow::frameMargins() const {
     if (!m_bFramed || CoversDisplay() || window()->parent() != nullptr) {
         return {};
     }
-    return {kBorder, kTitleHeight, kBorder, kBorder};
+    const int border = Scaled(kBorder);
+    return {border, Scaled(kTitleHeight), border, border};
 }
 
 bool RemoteWindow::CoversDisplay() const {
@@ -61,7 +70,8 @@ void RemoteWindow::setGeometry(const QRect& rect) {
     if (!frameMargins().isNull()) {
         // A title can always be reached.
         const QRect area = RemoteDisplay::Instance().Area();
-        place.moveTop(qBound(kTitleHeight, place.top(), std::max(kTitleHeight, area.bottom())));
+        const int title = frameMargins().top();
+        place.moveTop(qBound(title, place.top(), std::max(title, area.bottom())));
         place.moveLeft(qBound(8 - place.width(), place.left(), area.width() - 8));
     }
     if (!CoversDisplay()) {
@@ -108,11 +118,15 @@ void RemoteWindow::setWindowState(Qt::WindowStates state) {
         m_normal = normal;
     }
     QWindowSystemInterface::handleWindowStateChanged(window(), state);
+    RemoteDisplay::Instance().RefreshFullScreen();
 }
 
-void RemoteWindow::FollowDisplay() {
+void RemoteWindow::FollowDisplay(double scale) {
     if (CoversDisplay()) {
         setGeometry(RemoteDisplay::Instance().Area());
+    } else if (scale != 1) {
+        setGeometry({(QPointF(geometry().topLeft()) * scale).toPoint(),
+                     (QSizeF(geometry().size()) * scale).toSize()});
     }
 }
 
@@ -145,13 +159,15 @@ bool RemoteWindow::setMouseGrabEnabled(bool grab) {
 
 QRect RemoteWindow::TitleRect() const {
     const QRect frame = FrameRect();
-    return frameMargins().isNull() ? QRect() : QRect(frame.topLeft(), QSize(frame.width(), kTitleHeight));
+    return frameMargins().isNull() ? QRect()
+                                   : QRect(frame.topLeft(), QSize(frame.width(), frameMargins().top()));
 }
 
 QRect RemoteWindow::CloseRect() const {
     const QRect title = TitleRect();
-    return title.isNull() ? QRect()
-                          : QRect(title.right() - kTitleHeight, title.top(), kTitleHeight, kTitleHeight);
+    return title.isNull()
+               ? QRect()
+               : QRect(title.right() - title.height(), title.top(), title.height(), title.height());
 }
 
 bool RemoteWindow::CanTakeFocus() const {
@@ -160,18 +176,27 @@ bool RemoteWindow::CanTakeFocus() const {
            !(window()->flags() & Qt::WindowDoesNotAcceptFocus);
 }
 
+void RemoteWindow::DrawFrame(QPainter& painter) const {
+    const QRect title = TitleRect();
+    QFont font = painter.font();
+    font.setPixelSize(Scaled(kTitleFont));
+    painter.setFont(font);
+    painter.fillRect(FrameRect(), kFrame);
+    painter.setPen(QPen(kTitleText, Scaled(1)));
+    const QRect place = title.adjusted(Scaled(10), 0, -title.height(), 0);
+    painter.drawText(place, Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
+                     painter.fontMetrics().elidedText(m_title, Qt::ElideRight, place.width()));
+    const int inset = Scaled(9);
+    const QRectF cross = QRectF(CloseRect()).adjusted(inset, inset, -inset, -inset);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.drawLine(cross.topLeft(), cross.bottomRight());
+    painter.drawLine(cross.topRight(), cross.bottomLeft());
+    painter.setRenderHint(QPainter::Antialiasing, false);
+}
+
 void RemoteWindow::Draw(QPainter& painter) const {
     if (!TitleRect().isNull()) {
-        painter.fillRect(FrameRect(), kFrame);
-        painter.setPen(kTitleText);
-        painter.drawText(TitleRect().adjusted(10, 0, -kTitleHeight, 0), Qt::AlignVCenter | Qt::AlignLeft,
-                         painter.fontMetrics().elidedText(m_title, Qt::ElideRight,
-                                                          TitleRect().width() - 2 * kTitleHeight));
-        const QRectF cross = QRectF(CloseRect()).adjusted(9, 9, -9, -9);
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.drawLine(cross.topLeft(), cross.bottomRight());
-        painter.drawLine(cross.topRight(), cross.bottomLeft());
-        painter.setRenderHint(QPainter::Antialiasing, false);
+        DrawFrame(painter);
     }
     if (m_picture != nullptr) {
         painter.drawImage(geometry().topLeft(), *m_picture, QRect(QPoint(0, 0), geometry().size()));
@@ -190,13 +215,22 @@ void RemoteBackingStore::flush(QWindow* flushed, const QRegion& region, const QP
         return;
     }
     remote->SetPicture(&m_image);
-    const QPoint origin = flushed->mapToGlobal(QPoint(0, 0)) + offset;
+    const QPoint origin = flushed->handle()->mapToGlobal(QPoint(0, 0)) + offset;
     for (const QRect& rect : region) {
         RemoteDisplay::Instance().AddDamage(rect.translated(origin));
     }
 }
 
+// Widgets that keep their size in units do not ask for another picture when a unit has other pixels.
+void RemoteBackingStore::beginPaint(const QRegion& region) {
+    if (m_ratio != RemoteDisplay::Instance().Ratio() && window()->handle() != nullptr) {
+        resize(window()->handle()->geometry().size(), {});
+    }
+    QPlatformBackingStore::beginPaint(region);
+}
+
 void RemoteBackingStore::resize(const QSize& size, const QRegion&) {
+    m_ratio = RemoteDisplay::Instance().Ratio();
     if (m_image.size() != size) {
         const bool bAlpha = window()->requestedFormat().hasAlpha();
         m_image = QImage(size, bAlpha ? QImage::Format_ARGB32_Premultiplied : QImage::Format_RGB32);
@@ -228,6 +262,11 @@ void RemoteCursor::setPos(const QPoint& pos) {
 
 QRect RemoteScreen::geometry() const {
     return RemoteDisplay::Instance().Area();
+}
+
+QDpi RemoteScreen::logicalDpi() const {
+    const qreal dpi = kBaseDpi * RemoteDisplay::Instance().Ratio();
+    return {dpi, dpi};
 }
 
 QWindow* RemoteScreen::topLevelAt(const QPoint& point) const {

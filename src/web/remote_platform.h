@@ -12,12 +12,9 @@ class QPainter;
 
 namespace kvmon {
 
-// A window on the display, with a frame when it is a dialog with a title.
+// A window on the display, in its pixels, with a frame when it is a dialog with a title.
 class RemoteWindow final : public QPlatformWindow {
 public:
-    static constexpr int kTitleHeight = 26;
-    static constexpr int kBorder = 1;
-
     explicit RemoteWindow(QWindow* window);
     ~RemoteWindow() override;
 
@@ -35,8 +32,8 @@ public:
     bool setMouseGrabEnabled(bool grab) override;
     void setOpacity(qreal) override {}
 
-    // The display's size has changed.
-    void FollowDisplay();
+    // The display has another size, or so many times the pixels to a unit.
+    void FollowDisplay(double scale);
     // With the frame, on the display.
     QRect FrameRect() const { return geometry().marginsAdded(frameMargins()); }
     QRect TitleRect() const;
@@ -48,6 +45,8 @@ public:
     void Draw(QPainter& painter) const;
 
 private:
+    void DrawFrame(QPainter& painter) const;
+
     const WId m_id;
     bool m_bFramed = false;
     bool m_bShown = false;
@@ -64,11 +63,13 @@ public:
     QPaintDevice* paintDevice() override { return &m_image; }
     QImage toImage() const override { return m_image; }
     void flush(QWindow* window, const QRegion& region, const QPoint& offset) override;
+    void beginPaint(const QRegion& region) override;
     void resize(const QSize& size, const QRegion& staticContents) override;
     bool scroll(const QRegion& area, int dx, int dy) override;
 
 private:
     QImage m_image;
+    double m_ratio = 1;  // when it got its size
 };
 
 class RemoteCursor final : public QPlatformCursor {
@@ -83,13 +84,15 @@ public:
     QRect geometry() const override;
     int depth() const override { return 32; }
     QImage::Format format() const override { return QImage::Format_RGB32; }
-    QDpi logicalDpi() const override { return {96, 96}; }
-    QDpi logicalBaseDpi() const override { return {96, 96}; }
-    QSizeF physicalSize() const override { return QSizeF(geometry().size()) * 25.4 / 96; }
+    // Qt draws so much larger than at the base.
+    QDpi logicalDpi() const override;
+    QDpi logicalBaseDpi() const override { return {kBaseDpi, kBaseDpi}; }
+    QSizeF physicalSize() const override { return QSizeF(geometry().size()) * 25.4 / logicalDpi().first; }
     QPlatformCursor* cursor() const override { return &m_cursor; }
     QWindow* topLevelAt(const QPoint& point) const override;
 
 private:
+    static constexpr qreal kBaseDpi = 96;
     mutable RemoteCursor m_cursor;
 };
 

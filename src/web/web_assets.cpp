@@ -2,7 +2,6 @@
 
 #include <QtCore/QFile>
 #include <algorithm>
-#include <iterator>
 
 // Outside of the namespace, as the macro wants it.
 static void InitResources() {
@@ -15,26 +14,39 @@ namespace {
 
 constexpr std::string_view kTokenPlace = "@TOKEN@";
 
-constexpr WebAsset kAssets[] = {
-    {"/", "text/html", ":/web/sample.html", true},
-    {"/sample.js", "text/javascript", ":/web/sample.js", false},
-    {"/sample.css", "text/css", ":/web/sample.css", false},
-    {"/kvmon.js", "text/javascript", ":/web/kvmon.js", false},
-    {"/kvmon.d.ts", "application/typescript", ":/web/kvmon.d.ts", false},
-};
+const std::vector<WebAsset>& Assets() {
+    static const std::vector<WebAsset> assets = {
+        {"/", "text/html", {":/web/sample.html"}, true},
+        {"/sample.js", "text/javascript", {":/web/sample.js"}, false},
+        {"/sample.css", "text/css", {":/web/sample.css"}, false},
+        {"/kvmon.js",
+         "text/javascript",
+         {":/web/kvmon/head.js", ":/web/kvmon/connection.js", ":/web/kvmon/sound.js",
+          ":/web/kvmon/picture.js", ":/web/kvmon/input.js", ":/web/kvmon/element.js",
+          ":/web/kvmon/old_pages.js"},
+         false},
+        {"/kvmon.d.ts", "application/typescript", {":/web/kvmon.d.ts"}, false},
+    };
+    return assets;
+}
 
 }  // namespace
 
 const WebAsset* FindWebAsset(std::string_view path) {
-    const auto* const asset = std::find_if(std::begin(kAssets), std::end(kAssets),
-                                           [path](const WebAsset& a) { return path == a.path; });
-    return asset != std::end(kAssets) ? asset : nullptr;
+    const auto& assets = Assets();
+    const auto asset =
+        std::find_if(assets.begin(), assets.end(), [path](const WebAsset& a) { return path == a.path; });
+    return asset != assets.end() ? &*asset : nullptr;
 }
 
 std::string ReadWebAsset(const WebAsset& asset) {
     InitResources();
-    QFile file(QString::fromLatin1(asset.file));
-    return file.open(QIODevice::ReadOnly) ? file.readAll().toStdString() : std::string();
+    std::string text;
+    for (const char* const name : asset.files) {
+        QFile file(QString::fromLatin1(name));
+        text += file.open(QIODevice::ReadOnly) ? file.readAll().toStdString() : std::string();
+    }
+    return text;
 }
 
 std::string WithToken(std::string text, const std::string& token) {

@@ -3,13 +3,14 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kvmon {
 
 struct WebAsset {
     const char* path;
     const char* type;
-    const char* file;
+    std::vector<const char*> files;  // one behind the other
     bool holdsToken;
 };
 

@@ -1,5 +1,6 @@
 #include "web/web_session.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -7,10 +8,13 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDeadlineTimer>
 #include <QtCore/QSocketNotifier>
+#include <QtWidgets/QApplication>
+#include <algorithm>
 #include <array>
 
 #include "console/view_geometry.h"
 #include "persist/log_file.h"
+#include "persist/string_table.h"
 #include "web/json_rpc.h"
 #include "web/page_protocol.h"
 #include "web/remote_display.h"
@@ -20,9 +24,14 @@ namespace kvmon {
 namespace {
 
 constexpr int kOrderMs = 3000;
+constexpr int kCountsMs = 60000;
+constexpr std::uint32_t kWordIds[] = {6751, 6752};
 // Sound that the page does not take in time is dropped: it would be heard too late.
 constexpr int kMostSoundBlocks = 16;
 constexpr std::size_t kMostPendingForSound = 512 * 1024;
+
+constexpr std::size_t kMostWaiting = 64;
+constexpr std::size_t kMostWaitingBytes = 1024 * 1024;
 
 unsigned long long Number(std::uint64_t value) {
     return value;
@@ -54,21 +63,28 @@ WebSession::WebSession(const SessionOrder& order)
                 [this](std::span<const std::uint8_t> bytes) { OnBinary(bytes); },
                 [] { QCoreApplication::exit(0); }, [this] { m_frames.OnDrained(); }}),
       m_frames(RemoteDisplay::Instance(), m_socket),
+      m_text(RemoteDisplay::Instance(),
+             [this](std::vector<std::uint8_t> message) { m_socket.SendBinary(std::move(message)); }),
       m_hostGone(std::make_unique<QSocketNotifier>(kSessionOrderFd, QSocketNotifier::Read)) {
     connect(m_hostGone.get(), &QSocketNotifier::activated, this, [this] {
         m_hostGone->setEnabled(false);
         QCoreApplication::exit(0);
     });
+    ::fcntl(kSessionOrderFd, F_SETFD, FD_CLOEXEC);  // nothing that the session starts has it
     RemoteDisplay::Instance().SetListener(
-        [this] { m_frames.OnDamage(); },
-        [this](const QCursor& cursor) { m_socket.SendBinary(CursorMessage(cursor)); });
+        {[this] { m_frames.OnDamage(); },
+         [this](const QCursor& cursor) { m_socket.SendBinary(CursorMessage(cursor)); },
+         [this](bool bOn) { m_socket.SendBinary(FullScreenMessage(bOn)); }});
     PrepareSound();
+    connect(&m_countsTimer, &QTimer::timeout, this, [this] { TraceCounts(); });
+    m_countsTimer.start(kCountsMs);
     m_host.setWindowFlags(Qt::FramelessWindowHint);
     m_client.Connect(this);
 
     const SessionDefaults& defaults = order.defaults;
     CTR450ClientImpl& impl = m_client.Impl();
     impl.SetClientSite(this);
+    impl.SetSharePort(&m_shares);
     impl.SetServerIP(defaults.server);
     impl.SetServerPort(defaults.port);
     impl.SetAuthData(defaults.auth);
@@ -79,19 +95,26 @@ WebSession::WebSession(const SessionOrder& order)
         impl.SetLanguage(*defaults.language);
     }
     m_bHostAuth = !defaults.auth.empty();
+    TellWords();
 }
 
 WebSession::~WebSession() {
-    const FrameSender::Counts& counts = m_frames.GetCounts();
-    Trace(
-        "WebSession: frames=%llu, drawn=%llu, tiles=%llu, bytes=%llu, held=%llu, mean=%llu ms, max=%d ms, "
-        "quality=%d\n",
-        Number(counts.frames), Number(counts.drawn), Number(counts.tiles), Number(counts.bytes),
-        Number(counts.held), Number(counts.drawn > 0 ? counts.totalMs / counts.drawn : 0), counts.maxMs,
-        m_frames.Quality());
-    RemoteDisplay::Instance().SetListener({}, {});
+    TraceCounts();
+    RemoteDisplay::Instance().SetListener({});
     m_sound->EndSession();
     m_client.DestroyControlWindow();
+}
+
+void WebSession::TraceCounts() {
+    const FrameSender::Counts counts = m_frames.TakeCounts();
+    const DelayRecord& delay = counts.delay;
+    Trace(
+        "WebSession: frames=%llu, drawn=%llu, tiles=%llu, bytes=%llu, held=%llu, quality=%d, "
+        "delay in ms: mean=%llu, p50=%llu, p95=%llu, p99=%llu, max=%llu, unsent p99=%llu, max=%llu\n",
+        Number(counts.frames), Number(delay.Count()), Number(counts.tiles), Number(counts.bytes),
+        Number(counts.held), m_frames.Quality(), Number(delay.Mean()), Number(delay.Percentile(50)),
+        Number(delay.Percentile(95)), Number(delay.Percentile(99)), Number(delay.Max()),
+        Number(counts.unsent.Percentile(99)), Number(counts.unsent.Max()));
 }
 
 void WebSession::PrepareSound() {
@@ -123,17 +146,33 @@ void WebSession::Activate() {
         return;
     }
     m_bActive = true;
-    m_host.setGeometry(RemoteDisplay::Instance().Area());
+    const RemoteDisplay& display = RemoteDisplay::Instance();
+    m_host.setGeometry(QRect(QPoint(0, 0), (QSizeF(display.Size()) / display.Ratio()).toSize()));
     m_host.show();
     m_client.CreateControlWindow(&m_host).show();
 }
 
-void WebSession::Resize(const QSize& size) {
+// The windows are laid out in units, of which there are whole ones.
+void WebSession::Resize(const QSize& size, double ratio) {
+    const auto whole = [ratio](int pixels, int least, int most) {
+        return std::clamp(static_cast<int>(pixels / ratio), least, std::max(least, most));
+    };
+    const int most = static_cast<int>(RemoteDisplay::kMaxSide / ratio);
+    const QSize units(whole(size.width(), kMinConsoleWidth, most),
+                      whole(size.height(), kMinConsoleHeight, most));
     RemoteDisplay& display = RemoteDisplay::Instance();
-    display.SetSize(size.expandedTo(QSize(kMinConsoleWidth, kMinConsoleHeight)));
+    const bool bNewRatio = ratio != display.Ratio();
+    display.SetSize((QSizeF(units) * ratio).toSize(), ratio);
+    m_socket.SendBinary(DisplayMessage(display.Size(), ratio));
     Activate();
-    m_host.setGeometry(display.Area());
-    m_client.ControlWindow()->resize(display.Size());
+    m_host.setGeometry(QRect(QPoint(0, 0), units));
+    m_client.ControlWindow()->resize(units);
+    if (bNewRatio) {
+        // Each one: opaque children do not follow their parents.
+        for (QWidget* const widget : QApplication::allWidgets()) {
+            widget->update();
+        }
+    }
 }
 
 void WebSession::OnBinary(std::span<const std::uint8_t> bytes) {
@@ -143,7 +182,16 @@ void WebSession::OnBinary(std::span<const std::uint8_t> bytes) {
             m_socket.Close(WsClose::Refused);
             break;
         case PageMessage::Kind::Size:
-            Resize(message.size);
+            Resize(message.size, message.ratio);
+            break;
+        case PageMessage::Kind::Visible:
+            m_frames.SetVisible(message.bVisible);
+            break;
+        case PageMessage::Kind::Text:
+            m_text.Commit(message.text);
+            break;
+        case PageMessage::Kind::Paste:
+            m_text.Paste(message.text);
             break;
         case PageMessage::Kind::Drawn:
             m_frames.OnAck(message.frame);
@@ -156,7 +204,28 @@ void WebSession::OnBinary(std::span<const std::uint8_t> bytes) {
     }
 }
 
+// A call that waits for a share handles events meanwhile, the page's next calls among them: they wait for
+// their turn, as they do for any other call.
 void WebSession::OnText(std::string_view text) {
+    if (m_shares.IsConnecting()) {
+        m_waitingBytes += text.size();
+        m_waiting.emplace_back(text);
+        if (m_waiting.size() > kMostWaiting || m_waitingBytes > kMostWaitingBytes) {
+            m_waiting.clear();
+            m_socket.Close(WsClose::Refused);
+        }
+        return;
+    }
+    Answer(text);
+    while (!m_waiting.empty() && !m_shares.IsConnecting()) {
+        const std::string next = std::move(m_waiting.front());
+        m_waiting.pop_front();
+        m_waitingBytes -= next.size();
+        Answer(next);
+    }
+}
+
+void WebSession::Answer(std::string_view text) {
     const std::string answer = AnswerJsonRpc(
         text, [this](std::string_view name, MemberKind kind, std::span<const Variant> arguments) {
             return Call(name, kind, arguments);
@@ -164,6 +233,28 @@ void WebSession::OnText(std::string_view text) {
     if (!answer.empty()) {
         m_socket.SendText(answer);
     }
+    TellWords();
+}
+
+// What the element says when the session is gone, in the console's language.
+void WebSession::TellWords() {
+    std::vector<std::string> words;
+    for (const std::uint32_t id : kWordIds) {
+        words.push_back(LoadString(id));
+    }
+    if (words == m_words) {
+        return;
+    }
+    m_words = words;
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        m_socket.SendBinary(WordsMessage(static_cast<std::uint8_t>(i), words[i]));
+    }
+}
+
+void WebSession::OnChgLanguage(int language) {
+    Raise("OnChgLanguage", {language});
+    // The language is loaded once the page has heard of it.
+    QTimer::singleShot(0, this, [this] { TellWords(); });
 }
 
 // Properties come before the control's window. A page that shows no picture gets the control with the first

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <QtCore/QObject>
+#include <QtCore/QTimer>
 #include <QtWidgets/QWidget>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
@@ -10,8 +12,10 @@
 #include "control/automation.h"
 #include "control/client.h"
 #include "control/host_ports.h"
+#include "control/smb_shares.h"
 #include "web/frame_sender.h"
 #include "web/page_sound.h"
+#include "web/page_text.h"
 #include "web/web_settings.h"
 #include "web/web_socket.h"
 
@@ -37,19 +41,22 @@ public:
 
 private:
     void OnText(std::string_view text);
+    void Answer(std::string_view text);
     void OnBinary(std::span<const std::uint8_t> bytes);
     CallResult Call(std::string_view name, MemberKind kind, std::span<const Variant> arguments);
     CallResult Get(std::string_view name);
     CallResult Put(std::string_view name, std::span<const Variant> arguments);
     void Activate();
-    void Resize(const QSize& size);
+    void Resize(const QSize& size, double ratio);
+    void TellWords();
     void PrepareSound();
+    void TraceCounts();
     void Raise(std::string_view name, std::initializer_list<Variant> arguments);
 
     void OnLogout(int reason) override { Raise("OnLogout", {reason}); }
     void OnNeedGetNewVersion(int param) override { Raise("OnNeedGetNewVersion", {param}); }
     void OnLogin(int param) override { Raise("OnLogin", {param}); }
-    void OnChgLanguage(int language) override { Raise("OnChgLanguage", {language}); }
+    void OnChgLanguage(int language) override;
     void OnGotoPage(int param) override { Raise("OnGotoPage", {param}); }
     void OnGotoServer(int param, const std::string& url) override { Raise("OnGotoServer", {param, url}); }
 
@@ -57,12 +64,19 @@ private:
     void HostUIControl(int, const Variant&) override {}
 
     QWidget m_host;
+    SmbShares m_shares;
     CTR450Client m_client;
     WebSocket m_socket;
     FrameSender m_frames;
+    PageText m_text;
+    std::vector<std::string> m_words;  // as the page knows them
+    QTimer m_countsTimer;
     std::unique_ptr<QSocketNotifier> m_hostGone;
     const std::shared_ptr<PageSound> m_sound = std::make_shared<PageSound>();
     const std::shared_ptr<std::atomic<int>> m_soundBlocks = std::make_shared<std::atomic<int>>(0);
+    // Texts of the page that came while a call waited for a share.
+    std::deque<std::string> m_waiting;
+    std::size_t m_waitingBytes = 0;
     // The credential is the host's, which no page may read and which goes to no other recorder.
     bool m_bHostAuth = false;
     bool m_bActive = false;

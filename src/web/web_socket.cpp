@@ -19,8 +19,6 @@ namespace kvmon {
 namespace {
 
 constexpr int kCloseWaitMs = 1000;
-// A page that does not answer is gone, whatever the network says.
-constexpr int kPingMs = 15000;
 constexpr std::size_t kReadSize = 64 * 1024;
 // What the system keeps is kept beyond reach of "the newest picture only": a few pictures at most.
 constexpr int kSendBuffer = 256 * 1024;
@@ -31,9 +29,10 @@ qint64 NowMs() {
 
 }  // namespace
 
-WebSocket::WebSocket(int fd, std::string_view key, Listener listener)
+WebSocket::WebSocket(int fd, std::string_view key, Listener listener, int pingMs)
     : m_fd(fd), m_listener(std::move(listener)), m_budgetTime(NowMs()) {
     ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
+    ::fcntl(fd, F_SETFD, FD_CLOEXEC);  // it ends with this object, whatever the process has started
     const int on = 1;
     ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
     ::setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof(kSendBuffer));
@@ -44,6 +43,8 @@ WebSocket::WebSocket(int fd, std::string_view key, Listener listener)
     connect(m_writable.get(), &QSocketNotifier::activated, this, [this] { OnWritable(); });
     m_closeTimer.setSingleShot(true);
     connect(&m_closeTimer, &QTimer::timeout, this, [this] { End(); });
+    m_restTimer.setSingleShot(true);
+    connect(&m_restTimer, &QTimer::timeout, this, [this] { HandleMessages(); });
     connect(&m_pingTimer, &QTimer::timeout, this, [this] {
         if (!m_bPingAnswered) {
             End();
@@ -52,7 +53,7 @@ WebSocket::WebSocket(int fd, std::string_view key, Listener listener)
         m_bPingAnswered = false;
         Queue(WsFrameHead(WsOpcode::Ping, 0));
     });
-    m_pingTimer.start(kPingMs);
+    m_pingTimer.start(pingMs);
     const std::string answer = FormatText(
         "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
         "Sec-WebSocket-Accept: %s\r\n\r\n",
@@ -62,6 +63,10 @@ WebSocket::WebSocket(int fd, std::string_view key, Listener listener)
 
 WebSocket::~WebSocket() {
     m_listener = {};
+    Close(WsClose::GoingAway);
+    if (IsOpen()) {
+        OnWritable();
+    }
     End();
 }
 
@@ -145,16 +150,24 @@ void WebSocket::OnReadable() {
         return;
     }
     m_reader.Feed(std::span(bytes).first(static_cast<std::size_t>(count)));
+    HandleMessages();
+}
+
+void WebSocket::HandleMessages() {
     WsFrameReader::Message message;
     while (IsOpen()) {
         switch (m_reader.Next(message)) {
             case WsFrameReader::Result::NeedMore:
+                m_restTimer.stop();
                 return;
             case WsFrameReader::Result::Failed:
+                m_restTimer.stop();
                 m_readable->setEnabled(false);
                 Close(m_reader.Failure());
                 return;
             case WsFrameReader::Result::Message:
+                // Should the listener handle events before it returns, the rest is handled from there.
+                m_restTimer.start(0);
                 Handle(message);
                 break;
         }
@@ -218,7 +231,10 @@ void WebSocket::End() {
     m_writable->setEnabled(false);
     m_closeTimer.stop();
     m_pingTimer.stop();
+    m_restTimer.stop();
     ::close(std::exchange(m_fd, -1));
+    m_pending.clear();
+    m_pendingBytes = 0;
     if (m_listener.onClosed) {
         m_listener.onClosed();
     }

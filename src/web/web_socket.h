@@ -25,6 +25,9 @@ public:
     // A page that lets more than this wait is gone or hostile.
     static constexpr std::size_t kMaxPending = 32 * 1024 * 1024;
 
+    // A page that has not answered a ping when the next one is due is gone, whatever the network says.
+    static constexpr int kPingMs = 15000;
+
     struct Listener {
         std::function<void(std::string_view)> onText;
         std::function<void(std::span<const std::uint8_t>)> onBinary;
@@ -33,7 +36,8 @@ public:
     };
 
     // Takes the descriptor, and answers the handshake with this key.
-    WebSocket(int fd, std::string_view key, Listener listener);
+    WebSocket(int fd, std::string_view key, Listener listener, int pingMs = kPingMs);
+    // Takes leave of the page: what was sent before and the system takes now still arrives.
     ~WebSocket() override;
 
     void SendText(std::string_view text);
@@ -45,6 +49,7 @@ public:
 private:
     void OnReadable();
     void OnWritable();
+    void HandleMessages();
     void Handle(const WsFrameReader::Message& message);
     bool TakeFromBudget();
     void Queue(std::vector<std::uint8_t> bytes);
@@ -61,6 +66,7 @@ private:
     bool m_bClosing = false;
     QTimer m_closeTimer;
     QTimer m_pingTimer;
+    QTimer m_restTimer;  // messages that wait behind one whose handling takes long
     bool m_bPingAnswered = true;
     std::unique_ptr<QSocketNotifier> m_readable;
     std::unique_ptr<QSocketNotifier> m_writable;

@@ -29,6 +29,13 @@ public:
         return Take(pBuffer, nLength);
     }
 
+    bool ReadJpeg(char* pBuffer, std::size_t* pnLength, std::uint32_t* /*dwTimeout*/) override {
+        const std::size_t end = bytes_.find("\xFF\xD9", at_);
+        const std::size_t length = end == std::string::npos ? Left() : end + 2 - at_;
+        *pnLength = Take(pBuffer, std::min(length, *pnLength));
+        return *pnLength != 0;
+    }
+
     std::size_t Left() const { return bytes_.size() - at_; }
 
 private:

@@ -198,6 +198,12 @@ TEST_F(CamCommandTest, OutcomesOfACommand) {
     EXPECT_EQ(Run(kCmdUp), (Message{kMsgEndStop, 3, 0}));
     recorder_.Set("command=0 ", "HTTP/1.0 200 OK\r\n");
     EXPECT_EQ(Run(kCmdUp), (Message{kMsgEndStop, 3, 8})) << "nothing behind the status line";
+    recorder_.Set("command=0 ", HttpReply(200, "OK", ""));
+    EXPECT_EQ(Run(kCmdUp), (Message{kMsgEndStop, 3, 8})) << "a head alone is no answer";
+    recorder_.Set("command=0 ", "HTTP/1.0 200 OK\r\nServer: x\r\nContent-Length: 2\r\n\r\nOK");
+    EXPECT_EQ(Run(kCmdUp), (Message{kMsgEndStop, 3, 0}));
+    recorder_.Set("command=0 ", "HTTP/1.0 200 OK\r\nOK");
+    EXPECT_EQ(Run(kCmdUp), (Message{kMsgEndStop, 3, 0})) << "an answer without a head";
     recorder_.Set("command=0 ", HttpReply(500, "Sorry", ""));
     EXPECT_EQ(Run(kCmdUp), (Message{kMsgEndStop, 2, 0}));
     recorder_.Set("command=0 ", "close");
@@ -205,7 +211,7 @@ TEST_F(CamCommandTest, OutcomesOfACommand) {
     recorder_.Set("command=0 ", "garbage without an end");
     EXPECT_EQ(Run(kCmdUp), (Message{kMsgEndStop, 5, 0}));
     camera_->AddCamCenterCmd(320, 240);
-    ASSERT_TRUE(recorder_.Server().WaitForHeads(9));
+    ASSERT_TRUE(recorder_.Server().WaitForHeads(12));
     EXPECT_THAT(recorder_.Server().Heads(), Contains(HasSubstr("command=14&arg=320%20240 ")));
 }
 

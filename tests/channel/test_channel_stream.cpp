@@ -172,6 +172,35 @@ TEST(ChannelStream, RestartAndANewViewSizeReconnect) {
     EXPECT_THAT(heads[2], testing::HasSubstr("stream_id=12 "));
 }
 
+TEST(ChannelStream, AViewSizeDuringTheConnectLeavesItAlone) {
+    std::atomic<int> bare{0};
+    std::atomic<int> streams{0};
+    const std::string reply = HttpReply(200, "OK", Pictures(1));
+    kvtest::ScriptedServer server([&](Peer& peer) {
+        const std::string head = peer.ReadHead();
+        bare += head.empty() ? 1 : 0;
+        if (head.find("getstream.cgi") == std::string::npos) {
+            peer.Write(HttpReply(200, "OK", "0\r\n<audio_enabled>1</audio_enabled>\r\n"));
+            return;
+        }
+        ++streams;
+        peer.Write(reply);
+        peer.Hold();
+    });
+    for (int i = 1; i <= 20; ++i) {
+        const auto camera = Camera(server.Port());
+        camera->StartCameraThreads();
+        camera->StartPlaying(false, false);
+        for (int width = 100; camera->GetStatistics().received == 0; ++width) {
+            ASSERT_LT(width, 10'000'000);
+            camera->SetViewSize(width, 100);
+        }
+        EXPECT_EQ(streams, i);
+        ASSERT_TRUE(WaitUntil([&] { return camera->IsCameraInfoLoaded(); }));
+    }
+    EXPECT_EQ(bare, 0);
+}
+
 // The first key frame of every connection is shown: none is lost to the decoder of the one before.
 TEST(ChannelStream, EveryReconnectShowsItsFirstPicture) {
     std::string reply = HttpReply(200, "OK", Pictures(1));

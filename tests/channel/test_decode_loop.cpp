@@ -367,8 +367,9 @@ TEST(DecodeMxpeg, ShowsItsFirstPictureAtTheTwentyFirst) {
 // A bitmap file of 2 x 2 pixels of 24 bits.
 class TinyFile final : public VivotekDecoder {
 public:
-    bool VideoInit(std::uint32_t, int, int) override { return true; }
-    std::size_t OutputSize() const override { return 54 + 16; }
+    bool Supports(std::uint32_t) const override { return true; }
+    bool VideoInit(std::uint32_t, int, int, int, bool) override { return true; }
+    std::size_t GetOutputSize() const override { return 54 + 16; }
     std::optional<std::size_t> VideoDecode(std::span<const std::uint8_t> source,
                                            std::span<std::uint8_t> destination) override {
         if (source.size() != 4) {
@@ -388,7 +389,7 @@ public:
 };
 
 TEST(DecodeVivotek, TakesThePictureFromTheBitmapFileAndChecksIt) {
-    Factories().vivotekDecoder = []() -> std::unique_ptr<VivotekDecoder> {
+    Factories().vivotekDecoder = [](const GiveUp&) -> std::unique_ptr<VivotekDecoder> {
         return std::make_unique<TinyFile>();
     };
     ChannelCore core(SystemClock());

@@ -15,7 +15,6 @@ namespace {
 class Notify : public testing::Test {
 protected:
     Notify() {
-        clock.SetSocketRound(Milliseconds(5));
         worker.SetConnectInfo(0, "127.0.0.1", recorder.Port(), "u", "p");
         worker.SetNotifyWnd(WindowHandle(log));
         recorder.AnswerAll(1);
@@ -70,6 +69,7 @@ TEST_F(Notify, OtherRepliesEndQuietly) {
     EXPECT_EQ(RunWith([](Peer& peer) { peer.Write("HTTP/1.0 401 Unauthorized\r\n"); }), "N");
     EXPECT_EQ(RunWith([](Peer& peer) { peer.Write("HTTP/1.0 200\r\n"); }), "N");
     EXPECT_EQ(RunWith([](Peer&) {}), "N");
+    clock.SetSocketRound(Milliseconds(20));
     EXPECT_EQ(RunWith([](Peer& peer) { peer.Hold(); }), "N") << "silent for the whole budget";
     worker.SetConnectInfo(0, "127.0.0.1", UnusedPort(), "u", "p");
     EXPECT_EQ(RunWith(Lines("")), "");
@@ -77,6 +77,7 @@ TEST_F(Notify, OtherRepliesEndQuietly) {
 }
 
 TEST_F(Notify, ATimeOutIsAnsweredByALineFeedAfterThePause) {
+    clock.SetSocketRound(Milliseconds(5));
     std::string alive;
     RunWith([&](Peer& peer) {
         clock.Advance(Milliseconds(20));  // a quiet wait is then 30 ms long

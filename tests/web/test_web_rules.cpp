@@ -228,7 +228,7 @@ TEST(PageProtocol, WhatIsNoMessageIsToldSo) {
     EXPECT_EQ(kind({200}), Kind::Wrong);
     const PageMessage size = ReadPageMessage(display, std::vector<std::uint8_t>{1, 0xE8, 3, 0xA8, 2});
     EXPECT_EQ(size.size, QSize(1000, 680));
-    display.SetSize({100000, 1});
+    display.SetSize({100000, 1}, 1);
     EXPECT_EQ(display.Size(), QSize(RemoteDisplay::kMaxSide, RemoteDisplay::kMinSide));
 }
 

@@ -1,0 +1,270 @@
+#include "media/mxpeg_writer.h"
+
+#include <algorithm>
+#include <csetjmp>
+#include <cstdio>
+#include <cstdlib>
+#include <numeric>
+
+#include <jpeglib.h>
+
+namespace kvrecorder {
+namespace {
+
+constexpr std::size_t kSide = 16;
+constexpr std::size_t kHalf = kSide / 2;
+constexpr int kQuality = 85;
+// Differences that nobody sees.
+constexpr int kNoise = 3;
+// Blocks that one row of JPEG blocks can hold.
+constexpr std::size_t kMostBlocks = 65500 / kSide;
+// Receivers look for the end mark from this byte on.
+constexpr std::size_t kShortest = 256;
+constexpr std::size_t kMaskHead = 12;
+
+constexpr std::uint8_t kBegin[] = {0xFF, 0xD8, 0xFF, 0xE0, 0, 16, 'J', 'F', 'I', 'F',
+                                   0,    1,    1,    0,    0, 1,  0,   1,   0,   0};
+constexpr std::uint8_t kScan[] = {0xFF, 0xDA, 0, 12, 3, 1, 0x00, 2, 0x11, 3, 0x11, 0, 63, 0};
+constexpr std::uint8_t kMarker = 0xFF;
+constexpr std::uint8_t kStartOfScan = 0xDA;
+constexpr std::uint8_t kEndOfImage = 0xD9;
+constexpr std::uint8_t kComment = 0xFE;
+
+struct ErrorExit {
+    jpeg_error_mgr base;
+    std::jmp_buf jump;
+};
+
+void Leave(j_common_ptr info) {
+    // The library hands back the record that begins with the manager it was given.
+    std::longjmp(static_cast<ErrorExit*>(static_cast<void*>(info->err))->jump, 1);
+}
+
+void FeedRows(jpeg_compress_struct& info, std::uint8_t* rows, std::size_t stride) {
+    JSAMPROW y[kSide];
+    JSAMPROW u[kHalf];
+    JSAMPROW v[kHalf];
+    JSAMPARRAY planes[] = {y, u, v};
+    while (info.next_scanline < info.image_height) {
+        for (JSAMPROW& row : y) {
+            row = rows;
+            rows += stride;
+        }
+        for (JSAMPROW& row : u) {
+            row = rows;
+            rows += stride / 2;
+        }
+        for (JSAMPROW& row : v) {
+            row = rows;
+            rows += stride / 2;
+        }
+        jpeg_write_raw_data(&info, planes, kSide);
+    }
+}
+
+// `rows` holds, for each row of blocks, 16 rows of luma of `stride` bytes and 8 rows of half of that for each
+// of the others. Nothing with a destructor lives here, since an error leaves by a jump.
+bool CompressRows(std::uint8_t* rows, std::size_t stride, int width, int height, unsigned char** data,
+                  unsigned long* size) {
+    jpeg_compress_struct info;
+    ErrorExit error;
+    info.err = jpeg_std_error(&error.base);
+    error.base.error_exit = Leave;
+    if (setjmp(error.jump) != 0) {
+        jpeg_destroy_compress(&info);
+        return false;
+    }
+    jpeg_create_compress(&info);
+    jpeg_mem_dest(&info, data, size);
+    info.image_width = static_cast<JDIMENSION>(width);
+    info.image_height = static_cast<JDIMENSION>(height);
+    info.input_components = 3;
+    info.in_color_space = JCS_YCbCr;
+    jpeg_set_defaults(&info);
+    jpeg_set_quality(&info, kQuality, TRUE);
+    info.raw_data_in = TRUE;
+    jpeg_start_compress(&info, TRUE);
+    FeedRows(info, rows, stride);
+    jpeg_finish_compress(&info);
+    jpeg_destroy_compress(&info);
+    return true;
+}
+
+template <std::size_t side, std::size_t size>
+void LoadSquare(const AVFrame& picture, int plane, int width, int height, std::size_t column, std::size_t row,
+                std::array<std::uint8_t, size>& out) {
+    const std::size_t lastX = static_cast<std::size_t>(width) - 1;
+    const std::size_t lastY = static_cast<std::size_t>(height) - 1;
+    const auto stride = static_cast<std::size_t>(picture.linesize[plane]);
+    for (std::size_t y = 0; y < side; ++y) {
+        const std::uint8_t* const from = picture.data[plane] + std::min(row * side + y, lastY) * stride;
+        if ((column + 1) * side <= lastX + 1) {
+            std::copy_n(from + column * side, side, out.begin() + y * side);
+            continue;
+        }
+        for (std::size_t x = 0; x < side; ++x) {
+            out[y * side + x] = from[std::min(column * side + x, lastX)];
+        }
+    }
+}
+
+template <std::size_t size>
+bool Differ(const std::array<std::uint8_t, size>& a, const std::array<std::uint8_t, size>& b) {
+    int most = 0;
+    for (std::size_t i = 0; i < size; ++i) {
+        most = std::max(most, std::abs(int{a[i]} - int{b[i]}));
+    }
+    return most > kNoise;
+}
+
+void PutWord(std::vector<std::uint8_t>& out, std::size_t value) {
+    out.push_back(static_cast<std::uint8_t>(value >> 8));
+    out.push_back(static_cast<std::uint8_t>(value));
+}
+
+// The coded blocks: what stands between the head of the scan and the end mark.
+std::vector<std::uint8_t>::const_iterator ScanData(const std::vector<std::uint8_t>& jpeg) {
+    std::size_t at = 2;
+    while (at + 4 <= jpeg.size() && jpeg[at + 1] != kStartOfScan) {
+        at += 2 + std::size_t{jpeg[at + 2]} * 256 + jpeg[at + 3];
+    }
+    const std::size_t data = at + std::size(kScan);
+    return jpeg.begin() + static_cast<std::ptrdiff_t>(std::min(data, jpeg.size()));
+}
+
+}  // namespace
+
+MxpegWriter::MxpegWriter(int width, int height)
+    : width_(width),
+      height_(height),
+      columns_((static_cast<std::size_t>(width) + kSide - 1) / kSide),
+      blocks_(columns_ * ((static_cast<std::size_t>(height) + kSide - 1) / kSide)),
+      all_(blocks_.size()),
+      mask_((blocks_.size() + 7) / 8) {
+    std::iota(all_.begin(), all_.end(), std::size_t{0});
+}
+
+bool MxpegWriter::Write(const AVFrame& picture, bool whole) {
+    Load(picture);
+    whole_ = whole || sent_.empty();
+    if (!whole_) {
+        FindChanges();
+        whole_ = changed_.size() * 2 > blocks_.size() || changed_.size() > kMostBlocks;
+    }
+    if (!(whole_ ? WriteWhole() : WritePartial())) {
+        sent_.clear();
+        return false;
+    }
+    return true;
+}
+
+void MxpegWriter::Load(const AVFrame& picture) {
+    for (std::size_t i = 0; i < blocks_.size(); ++i) {
+        const std::size_t column = i % columns_;
+        const std::size_t row = i / columns_;
+        LoadSquare<kSide>(picture, 0, width_, height_, column, row, blocks_[i].y);
+        LoadSquare<kHalf>(picture, 1, (width_ + 1) / 2, (height_ + 1) / 2, column, row, blocks_[i].u);
+        LoadSquare<kHalf>(picture, 2, (width_ + 1) / 2, (height_ + 1) / 2, column, row, blocks_[i].v);
+    }
+}
+
+void MxpegWriter::FindChanges() {
+    std::fill(mask_.begin(), mask_.end(), std::uint8_t{0});
+    const auto mark = [this](std::size_t i) {
+        mask_[i / 8] = static_cast<std::uint8_t>(mask_[i / 8] | 0x80 >> i % 8);
+    };
+    for (const std::size_t i : all_) {
+        const Block& now = blocks_[i];
+        const Block& before = sent_[i];
+        if (Differ(now.y, before.y) || Differ(now.u, before.u) || Differ(now.v, before.v)) {
+            mark(i);
+        }
+    }
+    // A scan without a block is none.
+    if (std::all_of(mask_.begin(), mask_.end(), [](std::uint8_t bits) { return bits == 0; })) {
+        mark(0);
+    }
+    KeepEndMarksOut();
+    changed_.clear();
+    std::copy_if(all_.begin(), all_.end(), std::back_inserter(changed_),
+                 [this](std::size_t i) { return (mask_[i / 8] << i % 8 & 0x80) != 0; });
+}
+
+// Receivers take the first end mark for the picture's end, wherever it stands: a block more alters the bits.
+void MxpegWriter::KeepEndMarksOut() {
+    for (std::size_t i = 0; i + 1 < mask_.size(); ++i) {
+        if (mask_[i] == kMarker && mask_[i + 1] == kEndOfImage) {
+            mask_[i + 1] = static_cast<std::uint8_t>(mask_[i + 1] | 0x20);
+        }
+    }
+}
+
+// Side by side in rows as wide as the picture of this size.
+bool MxpegWriter::Compress(const std::vector<std::size_t>& blocks, int width, int height) {
+    const std::size_t perRow = (static_cast<std::size_t>(width) + kSide - 1) / kSide;
+    const std::size_t stride = perRow * kSide;
+    const std::size_t rowBytes = stride * kSide * 3 / 2;
+    rows_.resize(rowBytes * ((blocks.size() + perRow - 1) / perRow));
+    for (std::size_t n = 0; n < blocks.size(); ++n) {
+        const Block& block = blocks_[blocks[n]];
+        std::uint8_t* const y = rows_.data() + n / perRow * rowBytes + n % perRow * kSide;
+        std::uint8_t* const u = rows_.data() + n / perRow * rowBytes + stride * kSide + n % perRow * kHalf;
+        std::uint8_t* const v = u + stride / 2 * kHalf;
+        for (std::size_t i = 0; i < kSide; ++i) {
+            std::copy_n(block.y.begin() + i * kSide, kSide, y + i * stride);
+        }
+        for (std::size_t i = 0; i < kHalf; ++i) {
+            std::copy_n(block.u.begin() + i * kHalf, kHalf, u + i * (stride / 2));
+            std::copy_n(block.v.begin() + i * kHalf, kHalf, v + i * (stride / 2));
+        }
+    }
+    unsigned char* data = nullptr;
+    unsigned long size = 0;
+    const bool done = CompressRows(rows_.data(), stride, width, height, &data, &size);
+    if (done) {
+        jpeg_.assign(data, data + size);
+    }
+    std::free(data);
+    return done;
+}
+
+bool MxpegWriter::WriteWhole() {
+    if (!Compress(all_, width_, height_)) {
+        return false;
+    }
+    data_ = jpeg_;
+    sent_ = blocks_;
+    return true;
+}
+
+bool MxpegWriter::WritePartial() {
+    if (!Compress(changed_, static_cast<int>(changed_.size() * kSide), kSide)) {
+        return false;
+    }
+    data_.assign(std::begin(kBegin), std::end(kBegin));
+    data_.insert(data_.end(), {kMarker, kComment});
+    PutWord(data_, 2 + kMaskHead + mask_.size());
+    const std::size_t rows = blocks_.size() / columns_;
+    const auto low = [](std::size_t value) { return static_cast<std::uint8_t>(value); };
+    data_.insert(data_.end(), {'M', 'X', 'M', 0, low(columns_), low(columns_ >> 8), low(rows), low(rows >> 8),
+                               0, 0, 0, 0});
+    data_.insert(data_.end(), mask_.begin(), mask_.end());
+    const auto scan = ScanData(jpeg_);
+    const auto scanSize = static_cast<std::size_t>(jpeg_.end() - scan);
+    constexpr std::size_t kCommentHead = 4;
+    if (const std::size_t size = data_.size() + kCommentHead + std::size(kScan) + scanSize;
+        size < kShortest + kCommentHead) {
+        const std::size_t filling = size < kShortest ? kShortest - size : 0;
+        data_.insert(data_.end(), {kMarker, kComment});
+        PutWord(data_, 2 + filling);
+        data_.resize(data_.size() + filling);
+    }
+    data_.insert(data_.end(), std::begin(kScan), std::end(kScan));
+    data_.insert(data_.end(), scan, jpeg_.cend());
+    for (const std::size_t i : changed_) {
+        sent_[i] = blocks_[i];
+    }
+    return true;
+}
+
+}  // namespace kvrecorder

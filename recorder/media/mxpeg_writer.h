@@ -1,0 +1,54 @@
+// MxPEG: JPEG pictures, whole ones and such that carry only the blocks that have changed since.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "media/av_ptr.h"
+
+namespace kvrecorder {
+
+// A whole picture is plain JPEG. A partial one has neither sizes nor tables, but a comment "MXM" with a bit
+// for each block of 16 x 16 pixels, and the coded blocks whose bits are set; the others stay as they were.
+// One thread at a time.
+class MxpegWriter {
+public:
+    MxpegWriter(int width, int height);
+
+    // Of a picture of 4:2:0 planes, full range. A partial picture becomes a whole one where that is shorter.
+    // False if the library failed.
+    bool Write(const AVFrame& picture, bool whole);
+    // What Write made.
+    const std::vector<std::uint8_t>& Data() const { return data_; }
+    bool IsWhole() const { return whole_; }
+
+private:
+    struct Block {
+        std::array<std::uint8_t, 256> y;
+        std::array<std::uint8_t, 64> u;
+        std::array<std::uint8_t, 64> v;
+    };
+
+    void Load(const AVFrame& picture);
+    void FindChanges();
+    void KeepEndMarksOut();
+    bool Compress(const std::vector<std::size_t>& blocks, int width, int height);
+    bool WriteWhole();
+    bool WritePartial();
+
+    const int width_;
+    const int height_;
+    const std::size_t columns_;
+    std::vector<Block> blocks_;  // of this picture
+    std::vector<Block> sent_;    // as the receiver has them; empty: it has none
+    std::vector<std::size_t> all_;
+    std::vector<std::size_t> changed_;
+    std::vector<std::uint8_t> mask_;
+    std::vector<std::uint8_t> rows_;
+    std::vector<std::uint8_t> jpeg_;
+    std::vector<std::uint8_t> data_;
+    bool whole_ = false;
+};
+
+}  // namespace kvrecorder

@@ -1,0 +1,48 @@
+// Pictures of a camera's multipart reply, off the wire and into the decode queue.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "channel/byte_source.h"
+#include "channel/channel_core.h"
+
+namespace kvmon {
+
+// One pass over one connection, from behind the status line. Reception thread.
+class MultipartReader {
+public:
+    MultipartReader(ChannelCore& core, const ThreadControl& control, ThreadControl& decode,
+                    ByteSource& source)
+        : m_core(core), m_control(control), m_decode(decode), m_source(source) {}
+
+    // Reads until the connection ends, a part is not as it has to be or the abort flag is set. Gives the
+    // number of pictures. The next connection starts clean.
+    std::uint32_t ParseImage();
+
+private:
+    bool IsAborted() const { return m_control.abort != 0; }
+    // False, for its callers to hand on.
+    bool Fail(int nCode, const char* lpszText);
+    bool ReadLine();
+    bool ReadEmptyLine();
+    bool ReadBoundary();
+    // 0 if none is told.
+    std::uint32_t ReadContentLength();
+    // False ends the pass.
+    bool ReadPart();
+    bool ReadPicture(CBuffer& frame, std::uint32_t dwLength);
+
+    ChannelCore& m_core;
+    const ThreadControl& m_control;
+    ThreadControl& m_decode;
+    ByteSource& m_source;
+    std::array<char, 2048> m_buffer{};
+    std::string_view m_line;    // of m_buffer
+    std::string m_strBoundary;  // with its line's end
+    std::uint32_t m_dwCount = 0;
+};
+
+}  // namespace kvmon

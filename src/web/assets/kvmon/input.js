@@ -1,0 +1,261 @@
+  // --- the user's mouse, fingers, keys, text and clipboard
+
+  // Keys that the console wants for itself; the browser does not act on them.
+  const CONSOLE_KEYS = new Set(['Backspace', 'Tab', 'Enter', 'Escape', 'End', 'Home', 'ArrowLeft', 'ArrowUp',
+    'ArrowRight', 'ArrowDown', 'Delete', 'PageUp', 'PageDown']);
+  // What an input method makes of these comes as text.
+  const COMPOSED_KEYS = new Set(['Dead', 'Process', 'Unidentified']);
+  const IS_MAC = /^Mac/.test(navigator.platform);  // Command is there what Control is elsewhere
+  const MOST_TEXT = 4096;        // bytes
+  const MOST_CLIPBOARD = 65536;  // bytes
+  const TAP_MS = 300;
+  const TAP_WAY = 10;
+
+  const TO_HOST = {size: 1, move: 2, button: 3, wheel: 4, key: 5, leave: 6, focus: 7, drawn: 8, recorded: 9,
+    visible: 10, text: 11, paste: 12};
+
+  function message(type, length) {
+    const view = new DataView(new ArrayBuffer(1 + length));
+    view.setUint8(0, type);
+    return view;
+  }
+
+  // Cut at whole characters.
+  function textMessage(type, text, most) {
+    const bytes = new Uint8Array(most);
+    const {written} = new TextEncoder().encodeInto(text, bytes);
+    const view = message(type, written);
+    new Uint8Array(view.buffer).set(bytes.subarray(0, written), 1);
+    return view;
+  }
+
+  // Everything that the user does on the canvas. Keys go to a text field that nobody sees, since only there a
+  // browser composes letters, pastes, and shows the keyboard of a touch screen.
+  class Input {
+    constructor(host, canvas, field, send, onTouched) {
+      Object.assign(this, {host, canvas, field, send, onTouched});
+      this.held = new Set();
+      this.fingers = new Map();
+      this.listenToMouse();
+      this.listenToKeys();
+    }
+
+    // --- mouse
+
+    listenToMouse() {
+      const {canvas} = this;
+      canvas.addEventListener('pointerdown', (event) => this.onPointerDown(event));
+      canvas.addEventListener('pointermove', (event) => this.onPointerMove(event));
+      canvas.addEventListener('pointerup', (event) => this.onPointerEnd(event));
+      canvas.addEventListener('pointercancel', (event) => this.onPointerEnd(event));
+      // Mouse events, since a pointer tells only of the first of several buttons.
+      canvas.addEventListener('mousedown', (event) => {
+        event.preventDefault();
+        this.onButton(event, 1);
+      });
+      // Comes here from outside as well, since the pointer is captured.
+      canvas.addEventListener('mouseup', (event) => this.onButton(event, 0));
+      canvas.addEventListener('contextmenu', (event) => event.preventDefault());
+      canvas.addEventListener('mouseleave', () => this.send(message(TO_HOST.leave, 0)));
+      canvas.addEventListener('wheel', (event) => this.onWheel(event), {passive: false});
+    }
+
+    place(view, event) {
+      const box = this.canvas.getBoundingClientRect();
+      const clamp = (n) => Math.max(-32768, Math.min(32767, Math.floor(n)));
+      view.setInt16(1, clamp((event.clientX - box.left) * this.canvas.width / box.width), true);
+      view.setInt16(3, clamp((event.clientY - box.top) * this.canvas.height / box.height), true);
+    }
+
+    modifiers(event) {
+      // AltGr, which some systems tell as both of these, makes letters.
+      const makesLetters = event.getModifierState && event.getModifierState('AltGraph');
+      const control = (event.ctrlKey && !makesLetters) || (IS_MAC && event.metaKey);
+      return (event.shiftKey ? 1 : 0) | (control ? 2 : 0) | (event.altKey && !makesLetters ? 4 : 0) |
+          (event.metaKey && !IS_MAC ? 8 : 0);
+    }
+
+    onPointerDown(event) {
+      this.onTouched();
+      this.focusAt(event);
+      if (event.pointerType === 'touch') {
+        event.preventDefault();
+        this.onFinger(event);
+      } else {
+        this.canvas.setPointerCapture(event.pointerId);
+      }
+    }
+
+    onPointerMove(event) {
+      if (event.pointerType === 'touch') {
+        this.onFingerMoved(event);
+        return;
+      }
+      this.moveTo(event);
+    }
+
+    moveTo(event) {
+      this.lastMove = event;
+      if (this.moveWaits) return;
+      this.moveWaits = true;
+      requestAnimationFrame(() => this.sendMove());
+    }
+
+    sendMove() {
+      if (!this.moveWaits) return;
+      this.moveWaits = false;
+      const view = message(TO_HOST.move, 5);
+      this.place(view, this.lastMove);
+      view.setUint8(5, this.modifiers(this.lastMove));
+      this.send(view);
+    }
+
+    onButton(event, down, button = event.button) {
+      if (button > 2 || (!down && !this.held.has(button))) return;
+      this.sendMove();
+      if (down) this.held.add(button);
+      else this.held.delete(button);
+      const view = message(TO_HOST.button, 7);
+      this.place(view, event);
+      view.setUint8(5, button);
+      view.setUint8(6, down);
+      view.setUint8(7, this.modifiers(event));
+      this.send(view);
+    }
+
+    onWheel(event) {
+      if (event.ctrlKey) return;  // the page's zoom
+      event.preventDefault();
+      // One step of a wheel is 120 to the console and about 100 pixels, or 3 lines, to a browser.
+      const step = event.deltaMode === 0 ? 1.2 : event.deltaMode === 1 ? 40 : 120;
+      const clamp = (n) => Math.max(-32768, Math.min(32767, Math.round(-n * step)));
+      const view = message(TO_HOST.wheel, 9);
+      this.place(view, event);
+      view.setInt16(5, clamp(event.deltaX), true);
+      view.setInt16(7, clamp(event.deltaY), true);
+      view.setUint8(9, this.modifiers(event));
+      this.send(view);
+    }
+
+    // --- fingers: one is the left button, a tap of two the right one, two that move scroll the element
+
+    onFinger(event) {
+      this.fingers.set(event.pointerId, {x: event.clientX, y: event.clientY});
+      this.canvas.setPointerCapture(event.pointerId);
+      if (this.fingers.size === 1) {
+        this.tap = {first: event, since: event.timeStamp, fingers: 1, moved: false};
+        this.onButton(event, 1, 0);
+      } else if (this.fingers.size === 2) {
+        this.tap.fingers = 2;
+        this.onButton(this.tap.first, 0, 0);
+      }
+    }
+
+    onFingerMoved(event) {
+      const finger = this.fingers.get(event.pointerId);
+      if (!finger) return;
+      const {first} = this.tap;
+      const way = Math.hypot(event.clientX - first.clientX, event.clientY - first.clientY);
+      if (this.tap.fingers === 1) {
+        this.moveTo(event);
+      } else {
+        this.host.scrollBy((finger.x - event.clientX) / 2, (finger.y - event.clientY) / 2);
+      }
+      if (event.pointerId === first.pointerId && way > TAP_WAY) this.tap.moved = true;
+      Object.assign(finger, {x: event.clientX, y: event.clientY});
+    }
+
+    onPointerEnd(event) {
+      if (!this.fingers.delete(event.pointerId) || this.fingers.size > 0) return;
+      this.onButton(event, 0, 0);
+      const {first, since, fingers, moved} = this.tap;
+      if (fingers !== 2 || moved || event.type !== 'pointerup' || event.timeStamp - since > TAP_MS) return;
+      this.onButton(first, 1, 2);
+      this.onButton(first, 0, 2);
+    }
+
+    // --- keys and text
+
+    listenToKeys() {
+      const {field} = this;
+      field.addEventListener('keydown', (event) => this.onKey(event, 1));
+      field.addEventListener('keyup', (event) => this.onKey(event, 0));
+      field.addEventListener('beforeinput', (event) => this.onBeforeInput(event));
+      field.addEventListener('compositionend', (event) => {
+        this.sendText(event.data);
+        field.value = '';
+      });
+      field.addEventListener('paste', (event) => {
+        event.preventDefault();
+        const text = event.clipboardData.getData('text/plain');
+        if (text) this.send(textMessage(TO_HOST.paste, text, MOST_CLIPBOARD));
+      });
+      field.addEventListener('focus', () => this.onFocus(1));
+      field.addEventListener('blur', () => this.onFocus(0));
+    }
+
+    // Windows of an input method open at the field.
+    focusAt(event) {
+      const box = this.canvas.getBoundingClientRect();
+      const within = (n, most) => `${Math.max(0, Math.min(most - 20, n))}px`;
+      this.field.style.left = within(event.clientX - box.left, box.width);
+      this.field.style.top = within(event.clientY - box.top, box.height);
+      this.field.focus({preventScroll: true});
+    }
+
+    // Whether the console has a text field under its cursor: a touch screen shows its keyboard for no other.
+    setTextWanted(wanted) {
+      this.field.inputMode = wanted ? 'text' : 'none';
+    }
+
+    isPaste(event) {
+      const control = (this.modifiers(event) & 2) !== 0;
+      return (control && event.key.toLowerCase() === 'v') || (event.shiftKey && event.key === 'Insert');
+    }
+
+    onKey(event, down) {
+      if (event.isComposing || COMPOSED_KEYS.has(event.key) || this.isPaste(event)) return;
+      this.onTouched();
+      const modifiers = this.modifiers(event);
+      const types = [...event.key].length === 1 && (modifiers & ~1) === 0;
+      if (types || CONSOLE_KEYS.has(event.key)) event.preventDefault();
+      this.sendKey(IS_MAC && event.key === 'Meta' ? 'Control' : event.key, down, modifiers, event.repeat);
+    }
+
+    sendKey(key, down, modifiers = 0, repeat = false) {
+      const name = new TextEncoder().encode(key);
+      const view = message(TO_HOST.key, 3 + name.length);
+      view.setUint8(1, down);
+      view.setUint8(2, repeat ? 1 : 0);
+      view.setUint8(3, modifiers);
+      new Uint8Array(view.buffer).set(name, 4);
+      this.send(view);
+    }
+
+    strike(key) {
+      this.sendKey(key, 1);
+      this.sendKey(key, 0);
+    }
+
+    sendText(text) { if (text) this.send(textMessage(TO_HOST.text, text, MOST_TEXT)); }
+
+    // What comes without a key: from an input method, from a touch screen's keyboard, by dictation.
+    onBeforeInput(event) {
+      if (event.isComposing) return;
+      event.preventDefault();
+      if (event.inputType === 'insertText' || event.inputType === 'insertReplacementText') this.sendText(event.data);
+      else if (event.inputType === 'insertLineBreak') this.strike('Enter');
+      else if (event.inputType === 'deleteContentBackward') this.strike('Backspace');
+    }
+
+    onFocus(has) {
+      const view = message(TO_HOST.focus, 1);
+      view.setUint8(1, has);
+      this.send(view);
+    }
+
+    // The console has put something on its clipboard.
+    copy(text) {
+      if (navigator.clipboard) navigator.clipboard.writeText(text).catch(() => {});
+    }
+  }

@@ -1,0 +1,76 @@
+#include "web/page_text.h"
+
+#include <QtGui/QClipboard>
+#include <QtGui/QGuiApplication>
+#include <QtGui/QInputMethodEvent>
+#include <utility>
+
+#include "web/page_keys.h"
+#include "web/page_protocol.h"
+#include "web/remote_display.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr qsizetype kMostCopied = 16 * 1024;  // characters; more is not the work of a user
+
+bool TakesText(QObject* object) {
+    if (object == nullptr) {
+        return false;
+    }
+    QInputMethodQueryEvent query(Qt::ImEnabled);
+    QCoreApplication::sendEvent(object, &query);
+    return query.value(Qt::ImEnabled).toBool();
+}
+
+}  // namespace
+
+PageText::PageText(RemoteDisplay& display, std::function<void(std::vector<std::uint8_t>)> send)
+    : m_display(display), m_send(std::move(send)) {
+    connect(qGuiApp, &QGuiApplication::focusObjectChanged, this,
+            [this](QObject* object) { OnFocus(object); });
+    connect(QGuiApplication::clipboard(), &QClipboard::dataChanged, this, [this] { OnClipboard(); });
+}
+
+void PageText::OnFocus(QObject* object) {
+    const bool bWanted = TakesText(object);
+    if (std::exchange(m_bWanted, bWanted) != bWanted) {
+        m_send(TextWantedMessage(bWanted));
+    }
+}
+
+void PageText::OnClipboard() {
+    const QString text = QGuiApplication::clipboard()->text();
+    if (!m_bPasting && !text.isEmpty() && text.size() <= kMostCopied) {
+        m_send(ClipboardMessage(text.toStdString()));
+    }
+}
+
+void PageText::Commit(const std::string& text) {
+    QObject* const focus = QGuiApplication::focusObject();
+    if (TakesText(focus)) {
+        QInputMethodEvent event;
+        event.setCommitString(QString::fromStdString(text));
+        QCoreApplication::sendEvent(focus, &event);
+        return;
+    }
+    for (const char32_t letter : QString::fromStdString(text).toStdU32String()) {
+        const PageKey key = KeyOfName(QString::fromUcs4(&letter, 1).toStdString());
+        if (key.key != 0) {
+            m_display.PressKey(key.key, true, false, Qt::NoModifier, key.text);
+            m_display.PressKey(key.key, false, false, Qt::NoModifier, key.text);
+        }
+    }
+}
+
+void PageText::Paste(const std::string& text) {
+    m_bPasting = true;
+    QGuiApplication::clipboard()->setText(QString::fromStdString(text));
+    m_bPasting = false;
+    for (const bool bDown : {true, false}) {
+        m_display.PressKey(Qt::Key_V, bDown, false, Qt::ControlModifier, {});
+    }
+}
+
+}  // namespace kvmon
