@@ -4,10 +4,34 @@
 #include <QtWidgets/QDialogButtonBox>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QPushButton>
+#include <algorithm>
 
 #include "persist/string_table.h"
 
 namespace kvmon {
+
+namespace {
+
+// Once it is on show, a text of more lines than there is room for makes its window grow.
+class MessageLabel final : public QLabel {
+public:
+    MessageLabel(QWidget* parent, int lines) : QLabel(parent), m_nLines(lines) {
+        setTextFormat(Qt::PlainText);
+        setWordWrap(true);
+        setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    }
+
+    QSize minimumSizeHint() const override {
+        const int room = m_nLines * fontMetrics().lineSpacing();
+        return {QLabel::minimumSizeHint().width(),
+                isVisible() ? std::max(room, heightForWidth(width())) : room};
+    }
+
+private:
+    const int m_nLines;
+};
+
+}  // namespace
 
 QString Text(std::uint32_t id) {
     return QString::fromStdString(LoadString(id));
@@ -24,12 +48,7 @@ QDialogButtonBox* AddDialogButtons(QDialog& dialog) {
 }
 
 QLabel* MakeMessageLabel(QWidget* parent, int lines) {
-    auto* const label = new QLabel(parent);
-    label->setTextFormat(Qt::PlainText);
-    label->setWordWrap(true);
-    label->setAlignment(Qt::AlignLeft | Qt::AlignTop);
-    label->setMinimumHeight(lines * label->fontMetrics().lineSpacing());
-    return label;
+    return new MessageLabel(parent, lines);
 }
 
 }  // namespace kvmon

@@ -18,7 +18,7 @@ QString Text(std::uint32_t id);
 QDialogButtonBox* AddDialogButtons(QDialog& dialog);
 
 // A text of one or more lines that is shown as it is and wraps; it keeps room for `lines` of them, so that
-// the dialog does not jump when it changes.
+// the dialog does not jump when it changes. One with more lines makes the dialog grow.
 QLabel* MakeMessageLabel(QWidget* parent, int lines);
 
 }  // namespace kvmon

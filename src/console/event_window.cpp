@@ -10,9 +10,11 @@
 #include <QtWidgets/QPushButton>
 #include <QtWidgets/QTreeWidget>
 #include <QtWidgets/QVBoxLayout>
+#include <algorithm>
 #include <set>
 
 #include "channel/captions.h"
+#include "console/dialog_parts.h"
 #include "persist/string_table.h"
 #include "skin/palette.h"
 #include "skin/plain_text.h"
@@ -34,10 +36,6 @@ constexpr std::uint32_t kTextClear = 6609;
 constexpr std::uint32_t kTextMarkAll = 6610;
 constexpr std::uint32_t kTextUnread = 6612;
 constexpr std::uint32_t kTextNone = 6613;
-
-QString Text(std::uint32_t id) {
-    return QString::fromStdString(LoadString(id));
-}
 
 QString Shown(const std::string& text) {
     return QString::fromStdString(DisplayLine(text));
@@ -81,11 +79,11 @@ void CEventWindow::MakeControls() {
     m_levels = new QComboBox(this);
     m_levels->setObjectName(QStringLiteral("eventLevel"));
     m_levels->setAccessibleName(Text(kTextLevel));
-    m_levels->setMinimumWidth(140);
     m_levels->addItem(Text(kTextAllLevels), 0);
     for (const std::int32_t level : {kEventInformation, kEventWarning, kEventError}) {
         m_levels->addItem(LevelIcon(level, false), Text(LevelTextId(level)), level);
     }
+    m_levels->setMinimumWidth(std::max(140, m_levels->sizeHint().width()));
     m_count = new QLabel(this);
     m_count->setTextFormat(Qt::PlainText);
     m_markAll = new QPushButton(Text(kTextMarkAll), this);
@@ -105,8 +103,9 @@ void CEventWindow::MakeControls() {
     m_rows->setAllColumnsShowFocus(true);
     m_rows->header()->setStretchLastSection(true);
     m_rows->setColumnWidth(kTime, 186);
-    m_rows->setColumnWidth(kLevel, 110);
-    m_rows->setColumnWidth(kServer, 130);
+    // A level is as wide in its row as in the list of levels.
+    m_rows->setColumnWidth(kLevel, std::max(110, m_levels->sizeHint().width()));
+    m_rows->setColumnWidth(kServer, std::max(130, m_rows->header()->sectionSizeHint(kServer)));
 
     auto* const top = new QHBoxLayout;
     top->setSpacing(8);

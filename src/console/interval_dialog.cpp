@@ -3,6 +3,7 @@
 #include <QtWidgets/QDialogButtonBox>
 #include <QtWidgets/QFormLayout>
 
+#include "console/dialog_parts.h"
 #include "console/fill_pattern.h"
 #include "console/message_box.h"
 #include "console/range_spin_box.h"
@@ -21,15 +22,12 @@ IntervalDialog::IntervalDialog(int seconds, QWidget* parent) : QDialog(parent) {
     m_seconds->setAccessibleName(windowTitle());
     m_seconds->selectAll();
 
-    auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
-    connect(buttons, &QDialogButtonBox::accepted, this, &IntervalDialog::accept);
-    connect(buttons, &QDialogButtonBox::rejected, this, &IntervalDialog::reject);
     auto* const form = new QFormLayout(this);
     form->setContentsMargins(20, 18, 20, 16);
     form->setVerticalSpacing(18);
     form->setHorizontalSpacing(14);
     form->addRow(QString::fromStdString(LoadString(6200)), m_seconds);
-    form->addRow(buttons);
+    form->addRow(AddDialogButtons(*this));
 }
 
 int IntervalDialog::Seconds() const {

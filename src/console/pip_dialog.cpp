@@ -3,6 +3,7 @@
 #include <QtWidgets/QDialogButtonBox>
 #include <QtWidgets/QFormLayout>
 
+#include "console/dialog_parts.h"
 #include "console/fill_pattern.h"
 #include "console/message_box.h"
 #include "console/range_spin_box.h"
@@ -24,10 +25,6 @@ QStringList Offered(const QStringList& names) {
         offered << QString::fromStdString(FillPattern(LoadString(4006), {number}));
     }
     return offered;
-}
-
-QString Text(std::uint32_t id) {
-    return QString::fromStdString(LoadString(id));
 }
 
 }  // namespace
@@ -59,11 +56,8 @@ PipDialog::PipDialog(const QStringList& names, const PipList& list, int children
             ShowChoice();
         });
     }
-    auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
-    connect(buttons, &QDialogButtonBox::accepted, this, &PipDialog::accept);
-    connect(buttons, &QDialogButtonBox::rejected, this, &PipDialog::reject);
     connect(m_count, &QSpinBox::valueChanged, this, [this] { ShowChoice(); });
-    form->addRow(buttons);
+    form->addRow(AddDialogButtons(*this));
     ShowChoice();
 }
 

@@ -9,10 +9,12 @@
 #include <QtWidgets/QLineEdit>
 #include <QtWidgets/QPushButton>
 #include <QtWidgets/QTableWidget>
+#include <algorithm>
 
 #include "channel/base_camera.h"
 #include "channel/channel_messages.h"
 #include "channel/ptz_request.h"
+#include "console/dialog_parts.h"
 #include "persist/string_table.h"
 
 namespace kvmon {
@@ -41,10 +43,6 @@ constexpr int kLongestName = 63;
 constexpr int kArrivalMs = 3000;
 // Until the recorder is asked for its table by the cell; a failed command is told of by then, too.
 constexpr int kTableMs = 9000;
-
-QString Text(std::uint32_t id) {
-    return QString::fromStdString(LoadString(id));
-}
 
 // The camera's own names have each "&" twice.
 std::string PlainName(std::string name) {
@@ -78,11 +76,7 @@ PresetDialog::PresetDialog(std::shared_ptr<CBaseCamera> camera, QWidget* parent)
     m_name->setValidator(new QRegularExpressionValidator(QRegularExpression("[ -~]*"), m_name));
     auto* const label = new QLabel(Text(kStrNameLabel), this);
     label->setBuddy(m_name);
-    m_note = new QLabel(this);
-    m_note->setTextFormat(Qt::PlainText);
-    m_note->setWordWrap(true);
-    m_note->setMinimumHeight(2 * m_note->fontMetrics().lineSpacing());
-    m_note->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    m_note = MakeMessageLabel(this, 2);
 
     auto* const grid = new QGridLayout(this);
     grid->setContentsMargins(18, 16, 18, 14);
@@ -129,7 +123,7 @@ void PresetDialog::BuildTable() {
     m_table->verticalHeader()->setDefaultSectionSize(24);
     m_table->horizontalHeader()->setStretchLastSection(true);
     m_table->horizontalHeader()->setHighlightSections(false);
-    m_table->setColumnWidth(0, 44);
+    m_table->setColumnWidth(0, std::max(44, m_table->horizontalHeader()->sectionSizeHint(0)));
     m_table->setSelectionBehavior(QAbstractItemView::SelectRows);
     m_table->setSelectionMode(QAbstractItemView::SingleSelection);
     m_table->setEditTriggers(QAbstractItemView::NoEditTriggers);

@@ -12,6 +12,7 @@
 #include "channel/captions.h"
 #include "channel/channel_messages.h"
 #include "channel/talk_back.h"
+#include "console/dialog_parts.h"
 #include "console/fill_pattern.h"
 #include "console/level_meter.h"
 #include "console/talk_session.h"
@@ -51,10 +52,6 @@ std::uint32_t StateText(LParam state) {
     }
 }
 
-QString Text(std::uint32_t id) {
-    return QString::fromStdString(LoadString(id));
-}
-
 }  // namespace
 
 CSendSoundDlg::CSendSoundDlg(QWidget* owner, std::shared_ptr<CBaseCamera> camera, MicrophoneFactory factory)
@@ -62,7 +59,7 @@ CSendSoundDlg::CSendSoundDlg(QWidget* owner, std::shared_ptr<CBaseCamera> camera
       m_camera(std::move(camera)),
       m_factory(std::move(factory)),
       m_owner(owner),
-      m_state(new QLabel(this)),
+      m_state(MakeMessageLabel(this, 1)),
       m_meter(new LevelMeter(this)) {
     setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint);
     setAttribute(Qt::WA_StyledBackground);
@@ -70,8 +67,6 @@ CSendSoundDlg::CSendSoundDlg(QWidget* owner, std::shared_ptr<CBaseCamera> camera
     setObjectName(QStringLiteral("talkDialog"));
     setWindowTitle(Text(kTextTitle));
     SetControlId(kTalkDialog);
-    m_state->setTextFormat(Qt::PlainText);
-    m_state->setWordWrap(true);
     m_meter->SetControlId(kTalkMeter);
     m_meter->setAccessibleName(Text(kTextMeter));
     auto* const volume = new QPushButton(Text(kTextVolume), this);

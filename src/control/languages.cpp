@@ -21,6 +21,8 @@ constexpr Row kRows[] = {
     {20, 0x041F, "trk"},
 };
 
+static_assert(std::size(kRows) == kLanguageCount);
+
 constexpr int kPrimaryChinese = 4;
 constexpr int kPrimaryPortuguese = 22;
 

@@ -7,6 +7,7 @@ namespace kvmon {
 
 inline constexpr std::uint16_t kLanguageNone = 0xFFFF;
 inline constexpr std::uint16_t kLanguageEnglish = 0x0409;
+inline constexpr int kLanguageCount = 21;  // the numbers from 0
 
 // English for a number without an entry.
 std::uint16_t LanguageFromNumber(int number);

@@ -8,7 +8,7 @@
 using namespace kvmon;
 
 TEST(Languages, NumbersAndIdentifiers) {
-    for (int number = 0; number <= 20; ++number) {
+    for (int number = 0; number < kLanguageCount; ++number) {
         EXPECT_EQ(NumberFromLanguage(LanguageFromNumber(number)), number);
     }
     EXPECT_EQ(LanguageFromNumber(99), 0x0409);

@@ -1,0 +1,257 @@
+// Every language that is shipped: there is one for each number, its letters can be drawn, and the texts of
+// menus and dialogs fit.
+#include <gmock/gmock.h>
+
+#include <QtGui/QKeyEvent>
+#include <QtWidgets/QApplication>
+#include <QtWidgets/QDialog>
+#include <QtWidgets/QLabel>
+#include <QtWidgets/QMenu>
+#include <QtWidgets/QMessageBox>
+#include <QtWidgets/QTabWidget>
+#include <memory>
+#include <set>
+
+#include "console/cell_menu.h"
+#include "console/event_window.h"
+#include "console/fill_pattern.h"
+#include "console/interval_dialog.h"
+#include "console/message_box.h"
+#include "console/pip_dialog.h"
+#include "console/recorder_entry_dialog.h"
+#include "console/recorder_list_dialog.h"
+#include "console/send_sound_dlg.h"
+#include "console/set_lang_dlg.h"
+#include "console/settings_dlg.h"
+#include "console/toolkit_language.h"
+#include "console_fixture.h"
+#include "control/languages.h"
+#include "persist/language_module.h"
+#include "persist/string_table.h"
+#include "server/nvr_event.h"
+#include "skin/dialog_style.h"
+#include "skin/wait_dlg.h"
+#include "support/fake_recorder.h"
+#include "text_fit.h"
+
+using namespace kvmon;
+using kvtest::FakeRecorder;
+using kvtest::Pump;
+using kvtest::PumpUntil;
+using kvtest::TextsThatDoNotFit;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr QSize kConsole(1000, 680);  // the smallest
+
+std::vector<LanguageModuleFile> Shipped() {
+    return ListLanguageModules({KV_LANGUAGES});
+}
+
+QString String(std::uint32_t id) {
+    return QString::fromStdString(LoadString(id));
+}
+
+// As the program is in this language.
+void Use(const LanguageModuleFile& file) {
+    UseLanguageModule(std::make_shared<const LanguageModule>(LoadLanguageModule(file.path).value()));
+    UseToolkitLanguage(file.langid);
+}
+
+void ExpectFits(QWidget& window) {
+    window.show();
+    Pump();
+    EXPECT_THAT(TextsThatDoNotFit(window), IsEmpty()) << window.objectName().toStdString();
+    EXPECT_LE(window.width(), kConsole.width()) << window.objectName().toStdString();
+    EXPECT_LE(window.height(), kConsole.height()) << window.objectName().toStdString();
+}
+
+// Each of the texts that a label of the window comes to show.
+void ExpectFitsWith(QWidget& window, QLabel& label, std::initializer_list<std::uint32_t> texts) {
+    for (const std::uint32_t id : texts) {
+        label.setText(
+            QString::fromStdString(FillPattern(LoadString(id), {"192.168.100.200", "65535", "64"})));
+        ExpectFits(window);
+    }
+}
+
+class LanguageFit : public kvtest::ConsoleTest {
+protected:
+    LanguageFit() { ApplySkin(*qApp); }
+    ~LanguageFit() override {
+        Close();
+        UseLanguageModule(nullptr);
+        UseToolkitLanguage(0);
+    }
+
+    QMenu* OpenMenu(int key, Qt::KeyboardModifiers modifiers) {
+        QKeyEvent event(QEvent::KeyPress, key, modifiers);
+        QApplication::sendEvent(console.get(), &event);
+        Pump();
+        return qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    }
+    void ExpectMenuFits(int key, Qt::KeyboardModifiers modifiers) {
+        QMenu* const menu = OpenMenu(key, modifiers);
+        ASSERT_NE(menu, nullptr);
+        ExpectFits(*menu);
+        menu->close();
+        Pump();
+    }
+    QWidget* Window(const char* name) {
+        for (QWidget* const window : QApplication::topLevelWidgets()) {
+            if (window->objectName() == QLatin1String(name) && window->isVisible()) {
+                return window;
+            }
+        }
+        return nullptr;
+    }
+};
+
+}  // namespace
+
+TEST(Languages, EachNumberHasAModule) {
+    std::vector<std::uint16_t> shipped;
+    for (const LanguageModuleFile& file : Shipped()) {
+        shipped.push_back(file.langid);
+    }
+    std::vector<std::uint16_t> numbered;
+    for (int number = 0; number < kLanguageCount; ++number) {
+        numbered.push_back(LanguageFromNumber(number));
+    }
+    EXPECT_THAT(shipped, testing::UnorderedElementsAreArray(numbered));
+}
+
+TEST_F(LanguageFit, EveryLetterCanBeDrawn) {
+    for (const LanguageModuleFile& file : Shipped()) {
+        Use(file);
+        const QFontMetrics metrics(QApplication::font());
+        std::set<char32_t> missing;
+        for (const std::uint32_t id : StringIds()) {
+            for (const char32_t letter : String(id).toStdU32String()) {
+                if (letter >= 0x20 && !metrics.inFontUcs4(letter)) {
+                    missing.insert(letter);
+                }
+            }
+        }
+        EXPECT_THAT(missing, IsEmpty()) << file.path;
+    }
+}
+
+TEST_F(LanguageFit, TheToolkitsWordsAreOurs) {
+    for (const LanguageModuleFile& file : Shipped()) {
+        Use(file);
+        QMessageBox box(QMessageBox::Warning, {}, {}, QMessageBox::Ok | QMessageBox::Cancel);
+        EXPECT_EQ(box.button(QMessageBox::Ok)->text(), String(6120)) << file.path;
+        EXPECT_EQ(box.button(QMessageBox::Cancel)->text(), String(6121)) << file.path;
+    }
+    UseLanguageModule(nullptr);
+    UseToolkitLanguage(0);
+    EXPECT_EQ(QCoreApplication::translate("QPlatformTheme", "Cancel"), "Cancel");
+}
+
+TEST_F(LanguageFit, DialogsOfSettings) {
+    std::vector<std::uint16_t> languages;
+    for (const LanguageModuleFile& file : Shipped()) {
+        languages.push_back(file.langid);
+    }
+    const SavedServer server{"Gate", "192.168.100.200", 8080, "operator", "secret", 16, true};
+    for (const LanguageModuleFile& file : Shipped()) {
+        SCOPED_TRACE(file.path);
+        Use(file);
+        CSettingsDlg settings({}, 0, false, {}, nullptr);
+        for (int tab = 0; tab < 3; ++tab) {
+            settings.findChild<QTabWidget*>()->setCurrentIndex(tab);
+            ExpectFits(settings);
+        }
+        CSetLangDlg language(languages, file.langid, nullptr);
+        ExpectFits(language);
+        RecorderListDialog list({server, server, server}, nullptr);
+        ExpectFits(list);
+        RecorderEntryDialog entry({}, {}, true, nullptr);
+        ExpectFitsWith(entry, *entry.findChild<QLabel*>(QStringLiteral("message")),
+                       {6150, 6151, 6152, 6153, 6154, 6155, 6156, 6157, 6158, 6160, 6161, 6162, 6163, 6164,
+                        6165, 6166, 6167});
+        PipDialog pip({}, {0, 1, 2, 3}, 3, nullptr);
+        ExpectFits(pip);
+        IntervalDialog interval(3600, nullptr);
+        ExpectFits(interval);
+    }
+}
+
+TEST_F(LanguageFit, MessagesAndWaits) {
+    for (const LanguageModuleFile& file : Shipped()) {
+        SCOPED_TRACE(file.path);
+        Use(file);
+        for (const std::uint32_t id : {3566u, 4013u, 4016u, 5036u, 5037u, 6300u, 57349u, 57350u, 57426u}) {
+            QWidget owner;
+            OpenMessageBox(&owner, FillPattern(LoadString(id), {"192.168.100.200", "65535", "Gate"}), "");
+            ExpectFits(*owner.findChild<QMessageBox*>());
+        }
+        for (const std::uint32_t id : {1103u, 1104u, 1106u, 1107u, 1108u}) {
+            CWaitDlg wait(nullptr, CWaitDlg::Place::Above);
+            wait.SetText(LoadString(id));
+            wait.SetCloseText(LoadString(6121));
+            wait.Open(false);
+            ExpectFits(wait);
+        }
+        CSendSoundDlg talk(nullptr, nullptr);
+        ExpectFitsWith(talk, *talk.findChild<QLabel*>(), {6500, 6503, 1106, 57423});
+    }
+}
+
+TEST_F(LanguageFit, Events) {
+    CNvrEventList log;
+    for (const std::int32_t level : {kEventInformation, kEventWarning, kEventError}) {
+        CNvrEvent event;
+        event.m_strServer = "Hall";
+        event.m_strContent = "Motion";
+        event.m_strTime = "2024-05-06 07:08:09";
+        event.m_nLevel = level;
+        log.push_back(event);
+    }
+    for (const LanguageModuleFile& file : Shipped()) {
+        SCOPED_TRACE(file.path);
+        Use(file);
+        EventList events;
+        CEventWindow window(nullptr, events);
+        ExpectFits(window);
+        events.Update("Hall", log);
+        window.Refresh();
+        ExpectFits(window);
+    }
+}
+
+TEST_F(LanguageFit, ConsoleMenusAndWindows) {
+    FakeRecorder recorder("Hall", 4);
+    for (const LanguageModuleFile& file : Shipped()) {
+        SCOPED_TRACE(file.path);
+        Use(file);
+        Open(recorder.Port());
+        EXPECT_THAT(TextsThatDoNotFit(*console), IsEmpty());
+        ExpectMenuFits(Qt::Key_F10, Qt::NoModifier);
+        ExpectMenuFits(Qt::Key_F10, Qt::ShiftModifier);
+        QKeyEvent help(QEvent::KeyPress, Qt::Key_F1, Qt::NoModifier);
+        QApplication::sendEvent(console.get(), &help);
+        ASSERT_NE(Window("keyboardHelp"), nullptr);
+        ExpectFits(*Window("keyboardHelp"));
+        Window("keyboardHelp")->close();
+        Command(kCmdDiskStatus);
+        ASSERT_NE(Window("diskStatus"), nullptr);
+        ExpectFits(*Window("diskStatus"));
+        for (const QWidget* const part : Window("diskStatus")->findChildren<QWidget*>()) {
+            EXPECT_EQ(part->toolTip(), QString()) << "is cut and tells the whole";
+        }
+        Window("diskStatus")->close();
+        Command(kCmdPresetDialog);
+        QWidget* const presets = Window("presetDialog");
+        ASSERT_NE(presets, nullptr);
+        for (QLabel* const label : presets->findChildren<QLabel*>()) {
+            if (label->wordWrap()) {
+                ExpectFitsWith(*presets, *label, {6409, 6411, 6412, 6413});
+            }
+        }
+        Close();
+        Pump();
+    }
+}
