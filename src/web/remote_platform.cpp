@@ -11,7 +11,8 @@ namespace kvmon {
 
 namespace {
 
-constexpr QColor kFrame(0x1B, 0x22, 0x2C);
+constexpr QColor kFrame(0x4A, 0x58, 0x6A);
+constexpr QColor kTitle(0x2A, 0x34, 0x42);
 constexpr QColor kTitleText(0xD8, 0xDE, 0xE6);
 
 constexpr int kTitleHeight = 26;  // at one pixel to a unit
@@ -181,7 +182,9 @@ void RemoteWindow::DrawFrame(QPainter& painter) const {
     QFont font = painter.font();
     font.setPixelSize(Scaled(kTitleFont));
     painter.setFont(font);
+    const int border = Scaled(kBorder);
     painter.fillRect(FrameRect(), kFrame);
+    painter.fillRect(title.adjusted(border, border, -border, 0), kTitle);
     painter.setPen(QPen(kTitleText, Scaled(1)));
     const QRect place = title.adjusted(Scaled(10), 0, -title.height(), 0);
     painter.drawText(place, Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
