@@ -132,6 +132,7 @@ TEST(LiveSound, EachFormArrivesAsItWasSent) {
     for (std::size_t i = 0; i < std::size(kCases); ++i) {
         SCOPED_TRACE(kCases[i].name);
         const CardsInPlace played;
+        ASSERT_TRUE(WaitUntil([&] { return recorder.hub->Watchers() == 0; })) << "the one before is gone";
         const auto camera = Listen(recorder.Port(), static_cast<int>(i));
         ASSERT_TRUE(WaitUntil([&] { return recorder.hub->Watchers() == 1; }));
         recorder.ShowPicture();
