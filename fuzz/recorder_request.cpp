@@ -12,7 +12,9 @@ using namespace kvrecorder;
 // Channels without pictures.
 class EmptyHub final : public MediaHub {
 public:
+    void SetListener(MediaListener) override {}
     int AddChannel(const std::string&, const SourceConfig&) override { return count_++; }
+    void ReplaceSource(int, const std::string&, const SourceConfig&) override {}
     void RenameChannel(int, const std::string&) override {}
     std::vector<StreamDescription> Streams(int) const override { return {{Codec::H264, 640, 480, 15}}; }
     std::unique_ptr<Subscription> Subscribe(int, int, std::function<void(const PacketPtr&)>) override {
@@ -44,12 +46,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         head.Feed(std::string_view(text).substr(at, step));
     }
     if (auto request = head.Parse()) {
-        Answer(*request, *model.Current());
+        Answer(*request, *model.Current(), model, "127.0.0.1");
         // Past the password, which no luck would find.
         request->hasAuthorization = true;
         request->user = "a";
         request->password = "b";
-        const Reply reply = Answer(*request, *model.Current());
+        const Reply reply = Answer(*request, *model.Current(), model, "127.0.0.1");
         if (MakeReplyHead(reply).find("\r\n\r\n") == std::string::npos) {
             __builtin_trap();
         }
