@@ -20,6 +20,11 @@ constexpr std::uint32_t kKinds[] = {wire::kZ264, wire::kZMP4, wire::kAVM4,
                                     wire::kFAAC};
 constexpr std::uint32_t kSizes[][2] = {{176, 98}, {64, 48}, {0, 0}, {1920, 0xFFFFFFFF}};
 constexpr int kMaxFrames = 64;
+// In the image of a bitmap file.
+constexpr std::size_t kWidth = 18;
+constexpr std::size_t kHeight = 22;
+constexpr std::size_t kImageSize = 34;
+constexpr std::size_t kPixels = 54;
 enum Flags : std::uint8_t { kKey = 1, kSizeShift = 1, kSizeMask = 3, kReset = 8, kDecode = 16 };
 
 const kvmon::VivotekLibrary& Library() {
@@ -96,11 +101,19 @@ struct Channel {
             kvmon::DecodeLoop(core, control).DecodeFrame();
         }
     }
-    // What is on show is what its header tells.
+    // A picture on show is as large as its own header tells, whatever the stream announced since.
     void Check() {
-        const kvmon::BITMAPINFOHEADER info = core.m_picture.GetBitmapInfo();
-        const std::size_t size = core.m_picture.GetBitmapFile().size();
-        if (size != 0 && size != 54 + std::size_t{info.biSizeImage}) {
+        const std::vector<std::uint8_t> file = core.m_picture.GetBitmapFile();
+        if (file.empty()) {
+            return;
+        }
+        const auto at = [&](std::size_t offset) {
+            std::uint32_t value = 0;
+            std::memcpy(&value, file.data() + offset, sizeof value);
+            return value;
+        };
+        if (file.size() < kPixels || file.size() != kPixels + at(kImageSize) ||
+            (at(kWidth) * 3 + 3) / 4 * 4 * at(kHeight) != at(kImageSize)) {
             std::abort();
         }
     }
