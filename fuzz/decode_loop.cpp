@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -167,6 +168,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     channel.Decode(bReset);
     channel.Check();
     if (!shim.faults.empty()) {
+        std::fputs((shim.faults.front() + "\n").c_str(), stderr);
         std::abort();
     }
     return 0;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstring>
 #include <memory>
 #include <mutex>
 #include <span>
@@ -15,8 +16,10 @@ namespace kvmon {
 // A record with room behind it: a library newer than its description may know of a longer one.
 template <typename Record>
 struct Roomy {
-    Record told{};
-    std::array<std::uint8_t, 256> further{};
+    Roomy() { std::memset(static_cast<void*>(this), 0, sizeof *this); }  // its padding, too
+
+    Record told;
+    std::array<std::uint8_t, 256> further;
 };
 
 // A decoder channel with what it decodes into. The library's thread may come back long after a decoder that

@@ -20,10 +20,11 @@ int g_synchronizer;
 int g_broker;
 int g_input;
 
+// A channel for sound and one for each form of pictures: a camera's two decoders stand side by side.
 struct Channel {
-    std::uint32_t outputFormat = 0;
+    std::uint32_t outputFormat;
 };
-Channel g_channel;
+Channel g_channels[] = {{0}, {6}, {7}};
 std::optional<kvmon::VivotekInputOptions> g_options;
 std::vector<std::thread> g_threads;
 std::vector<std::string> g_owed;
@@ -53,7 +54,8 @@ bool IsZero(const void* bytes, std::size_t size) {
 // Nothing is set in the record but the room for the output.
 template <typename Output>
 bool IsFresh(const Output& output, std::int32_t length) {
-    Output rest = output;
+    Output rest;
+    std::memcpy(&rest, &output, sizeof rest);  // a copy by value may leave the padding out
     rest.capacity = 0;
     rest.buffer = nullptr;
     return output.buffer != nullptr && static_cast<std::int32_t>(output.capacity) == length &&
@@ -67,7 +69,8 @@ std::uint32_t Word(const std::uint8_t* bytes) {
 
 // The head that was made for a bare picture of the 7000 series.
 bool IsMadeRight(const VivotekPacket& packet, const kvmon::VivotekVideoOutput& output) {
-    VivotekPacket rest = packet;
+    VivotekPacket rest;
+    std::memcpy(&rest, &packet, sizeof rest);
     rest.data = nullptr;
     rest.headerLength = rest.payloadLength = rest.mediaType = rest.keyFlag = rest.codec = rest.furtherFlag =
         0;
@@ -164,12 +167,13 @@ std::int32_t _AvSynchronizer_CreateDecoderChannel(void* handle, void** channel,
                                                   const kvmon::VivotekDecoderOptions* options) {
     kvmon::VivotekDecoderOptions rest = *options;
     rest.outputFormat = 0;
-    const bool bFormat =
-        options->outputFormat == 0 || options->outputFormat == 6 || options->outputFormat == 7;
+    Channel* const made = std::find_if(std::begin(g_channels), std::end(g_channels), [&](const Channel& c) {
+        return c.outputFormat == options->outputFormat;
+    });
+    const bool bFormat = made != std::end(g_channels);
     const std::int32_t result =
         Note("CreateDecoderChannel", handle == &g_synchronizer && bFormat && IsZero(&rest, sizeof rest));
-    g_channel.outputFormat = options->outputFormat;
-    *channel = result == kDone ? &g_channel : nullptr;
+    *channel = result == kDone && bFormat ? made : nullptr;
     return result;
 }
 
@@ -177,8 +181,8 @@ std::int32_t _AvSynchronizer_DecodeVideo(void* channel, VivotekPacket* packet,
                                          kvmon::VivotekVideoOutput* output, std::int32_t* length) {
     constexpr std::uint32_t kBareMpeg4 = 0xAC04C06;
     const bool bBare = packet->codec == kBareMpeg4;
-    const bool bRight = channel == &g_channel && g_channel.outputFormat != 0 && IsFresh(*output, *length) &&
-                        (!bBare || IsMadeRight(*packet, *output));
+    const bool bRight = (channel == &g_channels[1] || channel == &g_channels[2]) &&
+                        IsFresh(*output, *length) && (!bBare || IsMadeRight(*packet, *output));
     if (Note("DecodeVideo", bRight) != kDone) {
         return kRefused;
     }
@@ -193,15 +197,14 @@ std::int32_t _AvSynchronizer_DecodeVideo(void* channel, VivotekPacket* packet,
     if (packet->payloadLength < 4 || payload[0] != 'P') {
         return kRefused;
     }
-    const auto write = g_channel.outputFormat == 7 ? WriteFile : WriteRows;
+    const auto write = channel == &g_channels[2] ? WriteFile : WriteRows;
     *length = write(payload[1], payload[2], payload[3], *output);
     return *length < 0 ? kRefused : kDone;
 }
 
 std::int32_t _AvSynchronizer_DecodeAudio(void* channel, VivotekPacket* packet,
                                          kvmon::VivotekAudioOutput* output, std::int32_t* length) {
-    const std::int32_t result = Note(
-        "DecodeAudio", channel == &g_channel && g_channel.outputFormat == 0 && IsFresh(*output, *length));
+    const std::int32_t result = Note("DecodeAudio", channel == &g_channels[0] && IsFresh(*output, *length));
     const std::size_t whole = std::size_t{packet->headerLength} + packet->payloadLength;
     {
         const std::lock_guard lock(Shim().cs);
@@ -218,7 +221,9 @@ std::int32_t _AvSynchronizer_DecodeAudio(void* channel, VivotekPacket* packet,
 }
 
 std::int32_t _AvSynchronizer_DeleteDecoderChannel(void* handle, void** channel) {
-    return Note("DeleteDecoderChannel", handle == &g_synchronizer && *channel == &g_channel);
+    const bool bMade = std::any_of(std::begin(g_channels), std::end(g_channels),
+                                   [&](const Channel& c) { return *channel == &c; });
+    return Note("DeleteDecoderChannel", handle == &g_synchronizer && bMade);
 }
 
 std::int32_t _AvSynchronizer_Release(void** handle) {
