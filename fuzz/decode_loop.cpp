@@ -24,6 +24,7 @@ constexpr int kMaxFrames = 64;
 // In the image of a bitmap file.
 constexpr std::size_t kWidth = 18;
 constexpr std::size_t kHeight = 22;
+constexpr std::size_t kBits = 26;  // and before them the planes
 constexpr std::size_t kImageSize = 34;
 constexpr std::size_t kPixels = 54;
 enum Flags : std::uint8_t { kKey = 1, kSizeShift = 1, kSizeMask = 3, kReset = 8, kDecode = 16 };
@@ -114,7 +115,7 @@ struct Channel {
             return value;
         };
         if (file.size() < kPixels || file.size() != kPixels + at(kImageSize) ||
-            (at(kWidth) * 3 + 3) / 4 * 4 * at(kHeight) != at(kImageSize)) {
+            (at(kWidth) * (at(kBits) >> 16) + 31) / 32 * 4 * at(kHeight) != at(kImageSize)) {
             std::abort();
         }
     }
