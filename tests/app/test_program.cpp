@@ -33,9 +33,9 @@ protected:
         }
     }
 
-    void Start(std::vector<std::string> args) {
-        args.insert(args.begin(), KVMON_PROGRAM);
-        args.insert(args.end(), {"--data-dir", folder.File("data")});
+    void Start(const std::vector<std::string>& told) {
+        std::vector<std::string> args{KVMON_PROGRAM, "--data-dir", folder.File("data")};
+        args.insert(args.end(), told.begin(), told.end());
         std::vector<char*> argv;
         for (std::string& arg : args) {
             argv.push_back(arg.data());
