@@ -29,7 +29,10 @@ function start(name, args, input, environment = {}) {
 }
 
 async function firstLine(child, pattern) {
-  const match = await until(`${child.spawnfile}: ${pattern}\n${child.out}`, () => pattern.exec(child.out));
+  const match = await until(`${child.spawnfile}: ${pattern}`, () => {
+    if (child.exitCode !== null) throw new Error(`${child.spawnfile} ended: ${child.out}`);
+    return pattern.exec(child.out);
+  });
   return match[1];
 }
 
@@ -51,11 +54,16 @@ export class Programs {
     return ['--server', '127.0.0.1', '--port', this.recorderPort, '--data-dir', join(this.folder, 'data')];
   }
 
-  async startHost(args = [], input = '') {
-    this.host = start('kvmon', [...this.clientArguments(), '--serve', '127.0.0.1:0', ...args], input,
+  async startHost(args = [], input = '', address = '127.0.0.1:0') {
+    this.host = start('kvmon', [...this.clientArguments(), '--serve', address, ...args], input,
         {KVMON_DEBUG: '1'});
     this.url = new URL(await firstLine(this.host, /kvmon: open (\S+)/));
     this.token = this.url.searchParams.get('token');
+  }
+
+  async stopHost() {
+    this.host.kill('SIGTERM');
+    await this.host.ended;
   }
 
   startDesktop(args, input) {
@@ -82,9 +90,9 @@ export function processorMs(pid) {
   return (Number(fields[11]) + Number(fields[12])) * 10;
 }
 
-export function launchBrowser() {
+export function launchBrowser(args = []) {
   return chromium.launch({
     executablePath: process.env.KV_CHROMIUM ?? '/usr/bin/chromium',
-    args: ['--no-sandbox', '--disable-gpu', '--autoplay-policy=no-user-gesture-required'],
+    args: ['--no-sandbox', '--disable-gpu', '--autoplay-policy=no-user-gesture-required', ...args],
   });
 }

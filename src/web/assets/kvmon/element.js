@@ -331,7 +331,7 @@
     Login: (element, parameters) => { element.login = ['Login', parameters]; },
     AutoLogin: (element, parameters) => { element.login = ['AutoLogin', parameters]; },
     Logout: (element) => { element.login = null; },
-    SetLanguage: async (element) => element.keepLanguage(String(await element.GetLanguage())),
+    SetLanguage: (element, [number], result) => { if (result === 1) element.keepLanguage(String(number)); },
   };
 
   for (const [name, type] of Object.entries(PROPERTIES)) {
@@ -349,7 +349,7 @@
   for (const name of METHODS) {
     TR450Client.prototype[name] = function(...parameters) {
       const result = this.call(name, parameters);
-      if (AFTER_CALL[name]) result.then(() => AFTER_CALL[name](this, parameters)).catch(() => {});
+      if (AFTER_CALL[name]) result.then((value) => AFTER_CALL[name](this, parameters, value), () => {});
       return result;
     };
   }
