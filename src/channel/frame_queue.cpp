@@ -46,6 +46,9 @@ bool FrameQueue::AddRecycleDecodeFrame(std::unique_ptr<CBuffer> frame) {
     if (!frame) {
         return false;
     }
+    if (frame->GetLength() > kMostKept) {
+        return true;
+    }
     frame->SetLength(0);
     const std::size_t count = m_RecycleDecodeFrames.AddTail(std::move(frame)) - 1;
     if (count > kManySpent) {

@@ -20,6 +20,8 @@ public:
     static constexpr std::uint64_t kMaxQueuedBytes = kMaxFrameSize;
     // More spent frames than this are reported, though kept.
     static constexpr std::size_t kManySpent = 64;
+    // The memory of a frame of more bytes goes back to the system: damaged sizes would fill the whole pool.
+    static constexpr std::uint32_t kMostKept = 4u << 20;
 
     // The number is the channel's in the console, for the trace.
     explicit FrameQueue(const std::atomic<std::uint32_t>& uCHInMainDlg) : m_uCHInMainDlg(uCHInMainDlg) {}
@@ -30,7 +32,7 @@ public:
     // A picture whose bitmap may have dwSize bytes; its memory is taken when the bitmap is made. Null if
     // that is beyond kMaxBitmapSize. Decode thread.
     std::unique_ptr<CVideoBmpFrame> NewBmpFrame(std::uint32_t dwIdx, std::uint64_t dwSize);
-    // Keep a spent frame. False for null.
+    // Keep a spent frame, but for one of more than kMostKept bytes. False for null.
     bool AddRecycleDecodeFrame(std::unique_ptr<CBuffer> frame);
     bool AddRecycleFrame(std::unique_ptr<CVideoBmpFrame> frame);
 

@@ -102,7 +102,6 @@ bool MultipartReader::ReadPart() {
         return Fail(kStreamNoBuffer, "NewDecodeFrame failed");
     }
     if (!ReadPicture(*frame, dwLength)) {
-        m_core.m_frames.AddRecycleDecodeFrame(std::move(frame));
         return Fail(kStreamBodyCut, "ReadJpeg failed");
     }
     frame->SetLength(dwLength);

@@ -126,7 +126,6 @@ bool StreamReader::ReceiveStandardJpegFrame(const KELVARA_FRAME_HDR& hdr) {
     if (!ReadBody(frame->Begin(), hdr.dwFrameDataSize)) {
         Report(kStreamBodyCut);
         Trace("CBaseCamera::ReceiveStandardJpegFrame: read failed...\n");
-        m_core.m_frames.AddRecycleDecodeFrame(std::move(frame));
         return false;
     }
     frame->SetLength(hdr.dwFrameDataSize);
@@ -147,7 +146,6 @@ bool StreamReader::ReceiveDecodeFrame(const KELVARA_FRAME_HDR& hdr,
     if (!ReadBody(frame->Begin() + head.size(), hdr.dwFrameDataSize)) {
         Report(kStreamBodyCut);
         Trace("CBaseCamera::ReceiveDecodeFrame:  dwIdx=%u, read failed...\n", m_dwCount);
-        m_core.m_frames.AddRecycleDecodeFrame(std::move(frame));
         return false;
     }
     frame->SetLength(static_cast<std::uint32_t>(size));

@@ -2,7 +2,7 @@
 
 #include <QtGui/QClipboard>
 #include <QtGui/QGuiApplication>
-#include <QtGui/QInputMethodEvent>
+#include <QtGui/QInputMethodQueryEvent>
 #include <utility>
 
 #include "web/page_keys.h"
@@ -48,11 +48,8 @@ void PageText::OnClipboard() {
 }
 
 void PageText::Commit(const std::string& text) {
-    QObject* const focus = QGuiApplication::focusObject();
-    if (TakesText(focus)) {
-        QInputMethodEvent event;
-        event.setCommitString(QString::fromStdString(text));
-        QCoreApplication::sendEvent(focus, &event);
+    if (TakesText(QGuiApplication::focusObject())) {
+        m_display.TypeText(QString::fromStdString(text));
         return;
     }
     for (const char32_t letter : QString::fromStdString(text).toStdU32String()) {

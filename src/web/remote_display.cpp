@@ -230,6 +230,15 @@ void RemoteDisplay::PressKey(int key, bool bDown, bool bRepeat, Qt::KeyboardModi
     }
 }
 
+void RemoteDisplay::TypeText(const QString& text) {
+    QWindow* const window = QGuiApplication::focusWindow();
+    for (const auto type : {QEvent::KeyPress, QEvent::KeyRelease}) {
+        if (window != nullptr) {
+            QWindowSystemInterface::handleKeyEvent(window, type, Qt::Key_unknown, Qt::NoModifier, text);
+        }
+    }
+}
+
 void RemoteDisplay::SetActive(bool bActive) {
     if (bActive) {
         ActivateTop();

@@ -47,6 +47,8 @@ public:
     void TurnWheel(const QPoint& at, const QPoint& angle, Qt::KeyboardModifiers modifiers);
     void LeaveMouse();
     void PressKey(int key, bool bDown, bool bRepeat, Qt::KeyboardModifiers modifiers, const QString& text);
+    // Text that no single key gives, behind the keys before it.
+    void TypeText(const QString& text);
     // The page took the focus away, or gave it back: what is held is released.
     void SetActive(bool bActive);
 

@@ -274,6 +274,12 @@ TEST_F(Queue, HugeFramesDoNotPileUp) {
     EXPECT_EQ(queue.GetCount(), 0u);
     ASSERT_TRUE(Add(FrameType::Jpeg, kMaxFrameSize));
     EXPECT_EQ(queue.GetCount(), 1u) << "the bytes of what was thrown away no longer count";
+
+    FrameQueue spent{channel};
+    EXPECT_TRUE(spent.AddRecycleDecodeFrame(Frame(FrameQueue::kMostKept + 1)));
+    spent.AddRecycleDecodeFrame(std::make_unique<CBuffer>(1000));
+    EXPECT_EQ(spent.NewDecodeFrame(1, 10)->GetCapacity(), CBuffer::RoundedCapacity(1000))
+        << "nor their memory";
 }
 
 TEST_F(Queue, WakesTheDecoderAndForgetsNoFrame) {
