@@ -26,6 +26,7 @@ constexpr struct {
     int characters;
 } kColumns[] = {{6130, 18}, {6131, 22}, {6132, 12}, {6133, 8}};
 constexpr int kVisibleRows = 8;
+constexpr int kColumnGap = 12;
 constexpr int kWidestTable = 100;  // characters; longer rows are scrolled
 
 std::string TitleOf(const SavedServer& server) {
@@ -90,7 +91,6 @@ void RecorderListDialog::MakeTable() {
     m_table->setShowGrid(false);
     m_table->verticalHeader()->hide();
     m_table->horizontalHeader()->setHighlightSections(false);
-    m_table->horizontalHeader()->setStretchLastSection(true);
     m_table->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     m_table->setMinimumHeight(m_table->verticalHeader()->defaultSectionSize() * kVisibleRows);
     m_table->installEventFilter(this);
@@ -109,15 +109,20 @@ void RecorderListDialog::Fill(int selected) {
             m_table->setItem(row, column, new QTableWidgetItem(QString::fromStdString(texts[column])));
         }
     }
+    m_table->ensurePolished();  // measured in the font that is shown
+    m_table->horizontalHeader()->setSectionResizeMode(QHeaderView::Interactive);
     m_table->resizeColumnsToContents();
     int width = 2 * m_table->frameWidth() + style()->pixelMetric(QStyle::PM_ScrollBarExtent);
     for (int column = 0; column < static_cast<int>(std::size(kColumns)); ++column) {
         const int least = kColumns[column].characters * m_table->fontMetrics().averageCharWidth();
-        m_table->setColumnWidth(column, std::max(m_table->columnWidth(column), least));
+        m_table->setColumnWidth(column, std::max(m_table->columnWidth(column) + kColumnGap, least));
         width += m_table->columnWidth(column);
     }
     const int widest = kWidestTable * m_table->fontMetrics().averageCharWidth();
     m_table->setMinimumWidth(std::min(width, widest));
+    if (width <= widest) {
+        m_table->horizontalHeader()->setSectionResizeMode(0, QHeaderView::Stretch);
+    }
     if (rows > 0) {
         m_table->selectRow(std::clamp(selected, 0, rows - 1));
     }
