@@ -17,10 +17,11 @@ int ReadNumber(const char* entry) {
     return static_cast<int>(Registry().GetProfileInt(kSection, entry, 0));
 }
 
-bool IsPlace(const QRect& rect) {
-    return rect.width() > 0 && rect.height() > 0 && rect.width() <= kFarthest && rect.height() <= kFarthest &&
-           std::abs(static_cast<long>(rect.x())) <= kFarthest &&
-           std::abs(static_cast<long>(rect.y())) <= kFarthest;
+// Of a rectangle's numbers, before they become one: at the edge of their range it overflows.
+bool IsPlace(const QPoint& corner, const QSize& size) {
+    const auto isNear = [](int number) { return number >= -kFarthest && number <= kFarthest; };
+    return isNear(corner.x()) && isNear(corner.y()) && isNear(size.width()) && isNear(size.height()) &&
+           !size.isEmpty();
 }
 
 }  // namespace
@@ -28,8 +29,7 @@ bool IsPlace(const QRect& rect) {
 std::optional<WindowPlace> LoadWindowPlace() {
     const QPoint corner(ReadNumber("Left"), ReadNumber("Top"));
     const QSize size(ReadNumber("Width"), ReadNumber("Height"));
-    // Sizes first: a rectangle of numbers at the edge of their range is no rectangle.
-    if (size.width() > kFarthest || size.height() > kFarthest || !IsPlace(QRect(corner, size))) {
+    if (!IsPlace(corner, size)) {
         return std::nullopt;
     }
     return WindowPlace{QRect(corner, size), ReadNumber("Maximised") != 0};
