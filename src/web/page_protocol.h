@@ -7,9 +7,11 @@
 //   2 cursor       u8 form (0 a name of CSS, 1 a PNG), form 1: i16 hot spot x y; then the name or the PNG
 //   3 sound        u32 samples a second, u8 channels, u8 bits, samples
 //   4 record       u8 whether the page's microphone is wanted
-//   5 display      u16 width, height, u16 hundredths of a pixel to one of the page's; of the frames that
-//   follow 6 clipboard    text that the console has put there 7 text wanted  u8 whether a text field has the
-//   focus 8 full screen  u8 9 words        u8 which, then what the element says in that case
+//   5 display      u16 width, height, u16 hundredths of a pixel to one of the page's; of the frames behind it
+//   6 clipboard    text that the console has put there
+//   7 text wanted  u8 whether a text field has the focus
+//   8 full screen  u8
+//   9 words        u8 which, then what the element says in that case
 // From the page:
 //   1 size u16 w h in pixels, u16 hundredths of them to one of the page's (not there: 100)
 //   2 move i16 x y, u8 modifiers  3 button i16 x y, u8 button, u8 down, u8 modifiers
