@@ -48,7 +48,8 @@ bool StringArraysEqual(const std::vector<std::string>& a, const std::vector<std:
 std::string GetModuleFilePath();
 std::string GetModuleFileFolder();
 // The folder the client may write: $KVMON_DATA_DIR, else $XDG_DATA_HOME/kvmon, else
-// ~/.local/share/kvmon; of low integrity kvmon-low in place of kvmon. Made when missing. A call of SetDataFolder goes before all of these.
+// ~/.local/share/kvmon; of low integrity kvmon-low in place of kvmon. Made when missing. A call of
+// SetDataFolder goes before all of these.
 std::string GetDataFolder();
 // The process may write to places of low trust only, as in a browser's sandbox: its folder for temporary
 // files is named so that it ends in "low". Found once.

@@ -96,3 +96,29 @@ export function launchBrowser(args = []) {
     args: ['--no-sandbox', '--disable-gpu', '--autoplay-policy=no-user-gesture-required', ...args],
   });
 }
+
+// Runs `body` with a function that runs one named test, unless the command line names another, and one that
+// launches the browser. However it ends, what was started ends.
+export async function runTests(programs, body) {
+  let browser;
+  const test = async (name, act) => {
+    if (process.argv[2] && process.argv[2] !== name) return;
+    const begin = Date.now();
+    await act();
+    console.log(`${name}: passed in ${Date.now() - begin} ms`);
+  };
+  try {
+    await body(test, async (args) => browser = await launchBrowser(args));
+  } catch (error) {
+    console.error(error, `\n--- the host said:\n${programs.host?.out.split('\n').slice(-30).join('\n')}`);
+    await browser?.contexts()[0]?.pages()[0]?.screenshot({path: join(tmpdir(), 'kvmon-page.png')});
+    process.exitCode = 1;
+  } finally {
+    await browser?.close();
+    const codes = await programs.stop();
+    if (codes.some((code) => code !== 0)) {
+      console.error(`the programs ended with ${codes}`);
+      process.exitCode = 1;
+    }
+  }
+}

@@ -2,9 +2,8 @@
 // microphone, the whole screen, a page that nobody sees, and a connection that breaks.
 import assert from 'node:assert/strict';
 import {readdirSync, readFileSync, writeFileSync} from 'node:fs';
-import {tmpdir} from 'node:os';
 import {join} from 'node:path';
-import {launchBrowser, PASSWORD, Programs, until, USER} from './programs.mjs';
+import {PASSWORD, Programs, runTests, until, USER} from './programs.mjs';
 
 const TONE = 440;   // of the recorder's channel
 const VOICE = 700;  // of the page's microphone
@@ -275,31 +274,15 @@ const startHost = () => programs.startHost(
     ['--auth', '-', '--auto-start', '--web-token-file', join(programs.folder, 'token')], CREDENTIAL + '\n',
     programs.url?.host);
 
-let browser;
-try {
+await runTests(programs, async (test, launch) => {
   writeFileSync(voice, waveFile(VOICE, 2));
   writeFileSync(join(programs.folder, 'token'), '0123456789abcdef0123456789abcdef\n', {mode: 0o600});
   await programs.startRecorder(config);
   await startHost();
-  browser = await launchBrowser(['--use-fake-ui-for-media-stream', '--use-fake-device-for-media-stream',
+  const browser = await launch(['--use-fake-ui-for-media-stream', '--use-fake-device-for-media-stream',
     `--use-file-for-fake-audio-capture=${voice}`]);
-  const wanted = process.argv[2];
-  for (const test of [fineScreen, fingers, textAndClipboard, wholeScreen, nobodySees, loudspeaker, microphone, reconnecting]) {
-    if (wanted && test.name !== wanted) continue;
-    const begin = Date.now();
-    await test(browser);
+  for (const act of [fineScreen, fingers, textAndClipboard, wholeScreen, nobodySees, loudspeaker, microphone, reconnecting]) {
+    await test(act.name, () => act(browser));
     await until('the session to end', () => programs.sessions().length === 0);
-    console.log(`${test.name}: passed in ${Date.now() - begin} ms`);
   }
-} catch (error) {
-  console.error(error);
-  await browser?.contexts()[0]?.pages()[0]?.screenshot({path: join(tmpdir(), 'kvmon-page.png')});
-  process.exitCode = 1;
-} finally {
-  await browser?.close();
-  const codes = await programs.stop();
-  if (codes.some((code) => code !== 0)) {
-    console.error(`the programs ended with ${codes}`);
-    process.exitCode = 1;
-  }
-}
+});

@@ -3,7 +3,7 @@ import assert from 'node:assert/strict';
 import {readFileSync} from 'node:fs';
 import {connect, createServer} from 'node:net';
 import {PageSocket} from './page_socket.mjs';
-import {count, PASSWORD, Programs, until, USER} from './programs.mjs';
+import {count, PASSWORD, Programs, runTests, until, USER} from './programs.mjs';
 
 const MAX_SESSIONS = 16;
 const MAX_CONNECTIONS = 64;
@@ -145,30 +145,19 @@ async function silentShare(silent) {
 
 const silent = createServer((socket) => silent.sockets.push(socket.on('error', () => {}).resume()));
 silent.sockets = [];
-try {
+await runTests(programs, async (test) => {
   await new Promise((resolve) => silent.listen(0, '127.0.0.1', resolve));
   process.env.KVMON_SMB_PORT = silent.address().port;
   await programs.startRecorder();
   await programs.startHost();
   const held = () => ({threads: count(`/proc/${programs.host.pid}/task`), descriptors: count(`/proc/${programs.host.pid}/fd`)});
   const before = held();
-  for (const [name, test] of Object.entries({
+  for (const [name, act] of Object.entries({
     sixteenSessions, idleConnections, pagesThatGo, logoutIsTold, aPageThatDoesNotRead, silentShare: () => silentShare(silent),
   })) {
-    const begin = Date.now();
-    await test();
-    console.log(`${name}: passed in ${Date.now() - begin} ms`);
+    await test(name, act);
   }
   await until('all threads and descriptors to go', () => JSON.stringify(held()) === JSON.stringify(before));
-} catch (error) {
-  console.error(error, '\n--- the host said:\n' + programs.host?.out.split('\n').slice(-30).join('\n'));
-  process.exitCode = 1;
-} finally {
-  const codes = await programs.stop();
-  if (codes.some((code) => code !== 0)) {
-    console.error(`the programs ended with ${codes}`);
-    process.exitCode = 1;
-  }
-  silent.sockets.forEach((socket) => socket.destroy());
-  silent.close();
-}
+});
+silent.sockets.forEach((socket) => socket.destroy());
+silent.close();

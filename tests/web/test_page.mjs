@@ -1,7 +1,7 @@
 // A page embeds the console: what its user and its script see, in a real browser.
 import assert from 'node:assert/strict';
 import {createServer, request} from 'node:http';
-import {count, launchBrowser, PASSWORD, Programs, until, USER} from './programs.mjs';
+import {count, PASSWORD, Programs, runTests, until, USER} from './programs.mjs';
 
 const programs = new Programs();
 const CREDENTIAL = Buffer.from(`${USER}:${PASSWORD}`).toString('base64');
@@ -324,32 +324,17 @@ const site = await servePage(() => '<title>help</title><script>document.title = 
 const content = () => oldPage(programs.url.origin, programs.token);
 const allowed = await servePage(content);
 const refused = await servePage(content);
-let browser;
-try {
+await runTests(programs, async (test, launch) => {
   await programs.startRecorder();
   await programs.startHost(['--web-origin', new URL(allowed.url).origin, '--auth', '-', '--auto-start'],
       CREDENTIAL + '\n');
   const before = held(programs.host.pid);
-  browser = await launchBrowser();
-  for (const [name, test] of Object.entries({
+  const browser = await launch();
+  for (const [name, act] of Object.entries({
     requests, userAndScript, browserAround: (b) => browserAround(b, site), hostilePage, otherOrigins: (b) => otherOrigins(b, allowed, refused),
     reloads: (b) => reloads(b, before),
   })) {
-    const begin = Date.now();
-    await test(browser);
-    console.log(`${name}: passed in ${Date.now() - begin} ms`);
+    await test(name, () => act(browser));
   }
-} catch (error) {
-  console.error(error, '\n--- the host said:\n' + programs.host?.out.split('\n').filter((line) => /Web|kvmon/.test(line)).join('\n'));
-  const page = browser?.contexts()[0]?.pages()[0];
-  await page?.screenshot({path: 'failed.png'});
-  process.exitCode = 1;
-} finally {
-  await browser?.close();
-  const codes = await programs.stop();
-  if (codes.some((code) => code !== 0)) {
-    console.error(`the programs ended with ${codes}`);
-    process.exitCode = 1;
-  }
-  for (const {server} of [allowed, refused, site]) server.close();
-}
+});
+for (const {server} of [allowed, refused, site]) server.close();
