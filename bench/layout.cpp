@@ -9,8 +9,8 @@
 #include "console/main_dlg.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
-#include "silent_site.h"
 #include "support/fake_recorder.h"
+#include "support/silent_site.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -43,7 +43,7 @@ int main(int argc, char** argv) {
     Registry().InitRegistry(false, tree);
 
     kvtest::FakeRecorder recorder("bench", kChannels);
-    kvbench::SilentSite site(recorder.Port());
+    kvtest::SilentSite site(recorder.Port());
     CMainDlg console(site, nullptr, 0x0409);
     console.OnInitDialog();
     console.show();

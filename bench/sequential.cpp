@@ -16,8 +16,8 @@
 #include "console/main_dlg.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
-#include "silent_site.h"
 #include "support/qt_ui_watchdog.h"
+#include "support/silent_site.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -123,7 +123,7 @@ int main(int argc, char** argv) {
     tree.databasePath = folder.File("settings.db");
     Registry().InitRegistry(false, tree);
 
-    kvbench::SilentSite site(static_cast<std::uint32_t>(std::atoi(argv[1])));
+    kvtest::SilentSite site(static_cast<std::uint32_t>(std::atoi(argv[1])));
     CMainDlg console(site, nullptr, 0x0409);
     console.OnInitDialog();
     console.show();

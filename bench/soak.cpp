@@ -21,8 +21,8 @@
 #include "console/main_dlg.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
-#include "silent_site.h"
 #include "support/qt_ui_watchdog.h"
+#include "support/silent_site.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -240,7 +240,7 @@ int Watch(int minutes, const char* program, const char* config) {
     RegistryApp tree;
     tree.databasePath = folder.File("settings.db");
     Registry().InitRegistry(false, tree);
-    kvbench::SilentSite site(static_cast<std::uint32_t>(recorder.Port()));
+    kvtest::SilentSite site(static_cast<std::uint32_t>(recorder.Port()));
     CMainDlg console(site, nullptr, 0x0409);
     console.OnInitDialog();
     console.show();

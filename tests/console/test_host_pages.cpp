@@ -4,6 +4,7 @@
 #include "console/help_window.h"
 #include "console/host_pages.h"
 #include "console_fixture.h"
+#include "support/silent_site.h"
 
 using namespace kvmon;
 
@@ -24,16 +25,7 @@ struct FakeBrowser final : BrowserWindow {
     Log& log;
 };
 
-struct Site final : ClientSite {
-    std::string GetServerIP() const override { return {}; }
-    std::uint32_t GetServerPort() const override { return 0; }
-    std::string GetDefServerName() const override { return {}; }
-    void NotifyLogin(int) override {}
-    void NotifyLogout(int) override {}
-    void NotifyNewVersion(int) override {}
-    void NotifyChangeLanguage(std::uint16_t) override {}
-    void NotifyGotoPage(int) override {}
-    void NotifyGotoServer(int, const std::string&) override {}
+struct Site final : kvtest::SilentSite {
     std::unique_ptr<BrowserWindow> CreateBrowserWindow() override {
         log.text += "new ";
         log.bWindow = true;

@@ -6,11 +6,11 @@
 
 #include "console/client_site.h"
 
-namespace kvbench {
+namespace kvtest {
 
-class SilentSite final : public kvmon::ClientSite {
+class SilentSite : public kvmon::ClientSite {
 public:
-    explicit SilentSite(std::uint32_t port) : port_(port) {}
+    explicit SilentSite(std::uint32_t port = 0) : port_(port) {}
     std::string GetServerIP() const override { return "127.0.0.1"; }
     std::uint32_t GetServerPort() const override { return port_; }
     std::string GetDefServerName() const override { return {}; }
@@ -25,4 +25,4 @@ private:
     std::uint32_t port_;
 };
 
-}  // namespace kvbench
+}  // namespace kvtest
