@@ -34,6 +34,7 @@ void CBaseCamera::StartCameraThreads() {
     if (!IsCameraUsable()) {
         return;
     }
+    m_core->m_bCameraGone = false;
     m_core->RefreshSourceLines();
     const auto start = [core = m_core](ChannelThread& thread, bool bRun, auto loop) {
         thread.Start(bRun,
@@ -149,6 +150,7 @@ void CBaseCamera::PausePlaying() {
 }
 
 void CBaseCamera::RestartPlaying() {
+    m_core->m_bCameraGone = false;
     m_core->RestartPlaying();
 }
 

@@ -62,7 +62,8 @@ struct ChannelCore {
 
     // --- settings, any thread
     bool IsCameraUsable() const;
-    // The pictures come from the camera itself: the kind can, and the channel or else the option wants it.
+    // The pictures come from the camera itself: the kind can, and the channel wants it, or else the option as
+    // long as the camera may be there.
     bool IsStreamFromCamera() const;
     // The peer of the stream. False without an address of the recorder.
     bool GetTargetSettings(TargetSettings& settings) const;
@@ -75,7 +76,8 @@ struct ChannelCore {
     // --- reception thread
     // Counts a failure of the stream; the first seven and then every six of them show as a caption.
     void ReportStreamError(int nCode, int nArg = 0);
-    // A camera that cannot be reached is tried by its other way, as long as it has shown nothing.
+    // A camera that cannot be reached is tried by its other way, as long as it has shown nothing. Once there
+    // is no further way the pictures come from the recorder, if it was the option that wanted the camera's.
     void SwitchNetworkSetting();
 
     // A step on the digital zoom, which knows the picture's present size; the picture follows. Gives what the
@@ -148,6 +150,7 @@ struct ChannelCore {
     std::atomic<std::int32_t> m_nStreamId{-1};
     std::atomic<std::uint32_t> m_nStreamFrom{0};         // 0 the option, 1 the recorder, else the camera
     std::atomic<std::uint32_t> m_nNetworkSettingIdx{0};  // its low bit is the way to the camera
+    std::atomic<bool> m_bCameraGone{false};              // no way led to it: the option no longer counts
     std::atomic<bool> m_bAudioWanted{false};             // by a connection of its own
     std::atomic<std::uint32_t> m_nErrorCount{0};
     std::atomic<bool> m_bStreamRunning{false};

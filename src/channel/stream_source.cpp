@@ -21,7 +21,7 @@ bool ChannelCore::IsStreamFromCamera() const {
         return false;
     }
     const std::uint32_t from = m_nStreamFrom;
-    return from == kFollowOption ? Globals().streamFromCamera.load() : from != kFromRecorder;
+    return from == kFollowOption ? Globals().streamFromCamera && !m_bCameraGone : from != kFromRecorder;
 }
 
 bool ChannelCore::GetKelvaraSettings(TargetSettings& settings) const {
@@ -100,6 +100,14 @@ void ChannelCore::SwitchNetworkSetting() {
         const std::lock_guard lock(m_cs);
         bOther = m_settings.m_NetworkSetting[(m_nNetworkSettingIdx + 1) & 1].HasAddress();
         m_nNetworkSettingIdx = bOther ? m_nNetworkSettingIdx + 1 : 2;
+    }
+    TargetSettings recorder;
+    if ((!bOther || m_nNetworkSettingIdx > kManySwitches) && m_nStreamFrom == kFollowOption &&
+        GetKelvaraSettings(recorder)) {
+        // Better the recorder's pictures than none.
+        m_bCameraGone = true;
+        RestartPlaying();
+        return;
     }
     if (!bOther) {
         return;

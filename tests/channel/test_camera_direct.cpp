@@ -202,6 +202,35 @@ TEST_F(DirectCamera, ACameraThatIsNotThereIsTriedByItsOtherWay) {
     }
 }
 
+// A guard wants a picture: with no way left the option gives way, and the channel's own word does not.
+TEST_F(DirectCamera, WithoutItsCameraAChannelThatFollowsTheOptionShowsTheRecordersPictures) {
+    StreamMaker maker("libx264", 64, 48);
+    ScriptedServer recorder(Serve(HttpReply(200, "OK", kvtest::Records(wire::kZ264, maker, 64, 48, 2))),
+                            "getstream.cgi");
+    std::atomic<int> tried{0};
+    std::atomic<bool> bBack{false};
+    ScriptedServer device([&](Peer& peer) {
+        ++tried;
+        peer.ReadHead();
+        peer.Write(bBack ? kGood + Part(Jpeg(80, 60, 40)) + Part(Jpeg(80, 60, 40))
+                         : HttpReply(404, "Not Found", ""));
+        if (bBack) {
+            peer.Hold();
+        }
+    });
+    Play(SettingsFor(device.Port(), recorder.Port()), fakeClock);
+    ASSERT_TRUE(Shown(1));
+    EXPECT_EQ(tried, 7);
+    EXPECT_EQ(camera->Picture().GetBitmapInfo().biWidth, 64);
+    EXPECT_EQ(Line(SubString::StreamFrom), "Stream From: Server");
+
+    bBack = true;
+    const std::uint64_t before = camera->GetStatistics().shown;
+    camera->SetStreamFrom(2);
+    ASSERT_TRUE(Shown(before + 1));
+    EXPECT_EQ(Line(SubString::StreamFrom), "Stream From: Camera");
+}
+
 TEST(NetworkSetting, SwitchesOnlyWhileNothingWasShown) {
     CameraSettings settings;
     settings.m_dwVendorId = 0;
