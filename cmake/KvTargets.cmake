@@ -16,12 +16,16 @@ function(kv_include_root result folder)
   set(${result} ${root} PARENT_SCOPE)
 endfunction()
 
+# Both are named in the form that leaves no path in what CMake writes, so that two copies of the tree share the
+# compiler's cache.
+
 # The standard headers, compiled once for all targets without Qt.
 function(kv_use_std_pch target)
   if(NOT TARGET kv_pch_std)
     file(WRITE ${CMAKE_BINARY_DIR}/kv_pch_std.cpp "")
     add_library(kv_pch_std OBJECT ${CMAKE_BINARY_DIR}/kv_pch_std.cpp)
-    target_precompile_headers(kv_pch_std PRIVATE ${CMAKE_SOURCE_DIR}/cmake/pch_std.h)
+    target_include_directories(kv_pch_std PRIVATE ${CMAKE_SOURCE_DIR}/cmake)
+    target_precompile_headers(kv_pch_std PRIVATE <pch_std.h>)
   endif()
   target_precompile_headers(${target} REUSE_FROM kv_pch_std)
 endfunction()
@@ -32,8 +36,8 @@ function(kv_use_qt_pch target)
     file(WRITE ${CMAKE_BINARY_DIR}/kv_pch_qt.cpp "")
     add_library(kv_pch_qt OBJECT ${CMAKE_BINARY_DIR}/kv_pch_qt.cpp)
     target_link_libraries(kv_pch_qt PRIVATE Qt6::Widgets)
-    target_precompile_headers(kv_pch_qt PRIVATE ${CMAKE_SOURCE_DIR}/cmake/pch_std.h
-                                                ${CMAKE_SOURCE_DIR}/cmake/pch_qt.h)
+    target_include_directories(kv_pch_qt PRIVATE ${CMAKE_SOURCE_DIR}/cmake)
+    target_precompile_headers(kv_pch_qt PRIVATE <pch_std.h> <pch_qt.h>)
   endif()
   target_precompile_headers(${target} REUSE_FROM kv_pch_qt)
 endfunction()
