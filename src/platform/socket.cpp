@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -139,6 +140,25 @@ std::uint32_t Socket::PendingError() const {
 std::uint32_t Socket::SetKeepAlive(bool on) {
     const int value = on ? 1 : 0;
     return CodeOf(::setsockopt(fd_, SOL_SOCKET, SO_KEEPALIVE, &value, sizeof value));
+}
+
+std::uint32_t Socket::SetDeadPeer(const DeadPeer& times) {
+    const struct {
+        int option;
+        int value;
+    } rows[] = {
+        {TCP_KEEPIDLE, times.idleSeconds},
+        {TCP_KEEPINTVL, times.intervalSeconds},
+        {TCP_KEEPCNT, times.probes},
+        {TCP_USER_TIMEOUT, times.unansweredMs},
+    };
+    for (const auto& row : rows) {
+        if (const auto code =
+                CodeOf(::setsockopt(fd_, IPPROTO_TCP, row.option, &row.value, sizeof row.value))) {
+            return code;
+        }
+    }
+    return 0;
 }
 
 std::uint32_t Socket::SetReceiveTimeout(std::uint32_t milliseconds) {

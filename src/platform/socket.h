@@ -45,6 +45,15 @@ public:
     // The outcome of a connection that was under way.
     std::uint32_t PendingError() const;
     std::uint32_t SetKeepAlive(bool on);
+    // A peer that is gone without a word ends a quiet connection after idle + interval * probes seconds, and
+    // one with bytes under way after `unanswered`.
+    struct DeadPeer {
+        int idleSeconds = 0;
+        int intervalSeconds = 0;
+        int probes = 0;
+        int unansweredMs = 0;
+    };
+    std::uint32_t SetDeadPeer(const DeadPeer& times);
     // 0 means no limit.
     std::uint32_t SetReceiveTimeout(std::uint32_t milliseconds);
     // How much the system keeps of what the peer has not taken yet; it may double the number.

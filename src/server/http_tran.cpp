@@ -74,15 +74,21 @@ bool CHttpTran::Connect(const char* lpszHost, std::uint32_t nPort, std::uint32_t
         m_dwLastError = kSocketInvalidArgument;
         return false;
     }
+    // The system's own wait for a host that does not answer lasts two minutes: with a budget a blocking
+    // socket becomes one that waits in rounds, until it is connected.
+    const bool bInRounds = m_bBlocking && HasLimit(dwTimeout);
+    if (bInRounds && !Keep(m_hSocket.SetBlocking(false))) {
+        return false;
+    }
     const std::uint32_t code = m_hSocket.Connect(*address, static_cast<std::uint16_t>(nPort));
-    if (code == 0) {
-        return !IsAborted();
+    bool bConnected = code == 0 && !IsAborted();
+    if (code == kSocketWouldBlock) {
+        // A refused connection is "ready" too; the platform's select told only of good ones.
+        bConnected = WaitReady(true, dwTimeout) && Keep(m_hSocket.PendingError());
+    } else {
+        Keep(code);
     }
-    if (code != kSocketWouldBlock) {
-        return Keep(code);
-    }
-    // A refused connection is "ready" too; the platform's select told only of good ones.
-    return WaitReady(true, dwTimeout) && Keep(m_hSocket.PendingError());
+    return bConnected && (!bInRounds || Keep(m_hSocket.SetBlocking(true)));
 }
 
 CHttpTran::Wait CHttpTran::WaitSocket(bool bWrite, std::uint32_t* dwTimeout) {
@@ -352,6 +358,10 @@ bool CHttpTran::ParseHttpHeader(std::string_view line, HTTP_RESULT* pResult) {
 
 bool CHttpTran::SetSocketOptions(bool bKeepAlive, std::uint32_t dwRecvTimeout) {
     return Keep(m_hSocket.SetKeepAlive(bKeepAlive)) && Keep(m_hSocket.SetReceiveTimeout(dwRecvTimeout));
+}
+
+bool CHttpTran::SetDeadPeer(const Socket::DeadPeer& times) {
+    return Keep(m_hSocket.SetDeadPeer(times));
 }
 
 bool CHttpTran::SetSendBuffer(int bytes) {

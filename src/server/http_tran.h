@@ -53,7 +53,8 @@ public:
 
     // Opens an IPv4 stream socket bound to any free port. False if one is open already.
     bool Create(bool bBlocking = false);
-    // Dotted text or a name. On a non-blocking socket waits for the connection within the budget.
+    // Dotted text or a name. Waits for the connection within the budget; a blocking socket without one waits
+    // as long as the system does.
     bool Connect(const char* lpszHost, std::uint32_t nPort, std::uint32_t* dwTimeout);
     // A wait that runs out of budget does not by itself make this false.
     bool Send(const void* pData, std::size_t nLength, std::uint32_t* dwTimeout);
@@ -85,6 +86,8 @@ public:
 
     // A receive time-out of 0 means no limit.
     bool SetSocketOptions(bool bKeepAlive, std::uint32_t dwRecvTimeout);
+    // How soon an open connection notices that its peer is gone.
+    bool SetDeadPeer(const Socket::DeadPeer& times);
     // Keeps little of what the peer does not take, so that a stall shows early. Between Create and Connect.
     bool SetSendBuffer(int bytes);
     void Close();

@@ -10,6 +10,10 @@ namespace kvmon {
 namespace {
 
 constexpr std::uint32_t kGiveUpAfter = 11;
+constexpr std::uint32_t kConnectMs = 20000;
+// A recorder that lost its power or its line says no goodbye. The first question goes out after 15 quiet
+// seconds, the connection ends by the third; a line feed that nobody confirms ends it within 45 s, too.
+constexpr Socket::DeadPeer kDeadRecorder{15, 10, 3, 30000};
 // Two failures carry the number of the message in place of a code; the console takes any code.
 constexpr std::uint32_t kFailedRefresh = WM_GETVSINFO_FAILED;
 
@@ -149,7 +153,9 @@ private:
 // Connects, sends the request and sets the receive time-out by how long the reply took.
 bool OpenNotifyConnection(ServerWorker& worker, CHttpTran& tran, const ConnectInfo& connect,
                           std::string_view request) {
-    if (!tran.Create(true) || !tran.Connect(connect.szHost.c_str(), connect.nPort, nullptr)) {
+    std::uint32_t dwConnect = kConnectMs;
+    if (!tran.Create(true) || !tran.SetDeadPeer(kDeadRecorder) ||
+        !tran.Connect(connect.szHost.c_str(), connect.nPort, &dwConnect)) {
         return false;
     }
     const auto dwFstTick = static_cast<std::uint32_t>(worker.GetClock().TickMs());

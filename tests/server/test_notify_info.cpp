@@ -1,4 +1,11 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <filesystem>
 
 #include "fake_recorder.h"
 #include "server/server_worker.h"
@@ -45,6 +52,62 @@ protected:
     FakeRecorder recorder;
 };
 
+sockaddr_in Loopback(std::uint16_t port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+sockaddr* Generic(sockaddr_in& address) {
+    return static_cast<sockaddr*>(static_cast<void*>(&address));
+}
+
+// A port whose host takes no further connection and refuses none, as one that is gone.
+class DeafPort {
+public:
+    DeafPort() {
+        sockaddr_in address = Loopback(0);
+        socklen_t length = sizeof address;
+        EXPECT_EQ(::bind(listener_, Generic(address), length), 0);
+        EXPECT_EQ(::listen(listener_, 0), 0);
+        EXPECT_EQ(::getsockname(listener_, Generic(address), &length), 0);
+        port_ = ntohs(address.sin_port);
+        EXPECT_EQ(::connect(waiting_, Generic(address), length), 0);
+    }
+    ~DeafPort() {
+        ::close(waiting_);
+        ::close(listener_);
+    }
+    std::uint16_t Port() const { return port_; }
+
+private:
+    const int listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int waiting_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    std::uint16_t port_ = 0;
+};
+
+int Option(int fd, int level, int name) {
+    int value = 0;
+    socklen_t length = sizeof value;
+    return ::getsockopt(fd, level, name, &value, &length) == 0 ? value : -1;
+}
+
+// This process's connection to the port that has the keep-alive on; -1 without one.
+int WatchedConnection(std::uint16_t port) {
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        const int fd = std::stoi(entry.path().filename().string());
+        sockaddr_in peer{};
+        socklen_t length = sizeof peer;
+        if (::getpeername(fd, Generic(peer), &length) == 0 && peer.sin_family == AF_INET &&
+            ntohs(peer.sin_port) == port && Option(fd, SOL_SOCKET, SO_KEEPALIVE) == 1) {
+            return fd;
+        }
+    }
+    return -1;
+}
+
 }  // namespace
 
 TEST_F(Notify, SendsExactlyThisRequestUnderAFixedPath) {
@@ -74,6 +137,48 @@ TEST_F(Notify, OtherRepliesEndQuietly) {
     worker.SetConnectInfo(0, "127.0.0.1", UnusedPort(), "u", "p");
     EXPECT_EQ(RunWith(Lines("")), "");
     EXPECT_TRUE(log->All().empty());
+}
+
+TEST_F(Notify, AHostThatIsGoneIsGivenUpAfterTwentySeconds) {
+    const DeafPort gone;
+    worker.SetConnectInfo(0, "127.0.0.1", gone.Port(), "u", "p");
+    clock.SetSocketRound(Milliseconds(1));
+    FlagWord ended{0};
+    std::thread watch([&] {
+        // A wait that has no end of its own is ended here, and told of.
+        if (!WaitUntil([&] { return ended != 0; })) {
+            worker.AbortTransactions();
+        }
+    });
+    EXPECT_EQ(RunWith(Lines("")), "");
+    ended = 1;
+    watch.join();
+    EXPECT_FALSE(worker.IsStopped());
+    clock.SetSocketRound(Milliseconds(0));
+    worker.SetConnectInfo(0, "127.0.0.1", recorder.Port(), "u", "p");
+    EXPECT_EQ(RunWith(Lines("")), "NCDE") << "the next try";
+}
+
+// Without this a recorder that lost its power kept its connection for two hours.
+TEST_F(Notify, ADeadPeerIsNoticedWithinAMinute) {
+    int quietSeconds = 0;
+    int unansweredMs = 0;
+    int blocking = -1;
+    RunWith([&](Peer& peer) {
+        peer.Write("HTTP/1.0 200 OK\r\n");
+        int fd = -1;
+        ASSERT_TRUE(WaitUntil([&] { return (fd = WatchedConnection(recorder.Port())) >= 0; }));
+        quietSeconds = Option(fd, IPPROTO_TCP, TCP_KEEPIDLE) +
+                       Option(fd, IPPROTO_TCP, TCP_KEEPINTVL) * Option(fd, IPPROTO_TCP, TCP_KEEPCNT);
+        unansweredMs = Option(fd, IPPROTO_TCP, TCP_USER_TIMEOUT);
+        blocking = (::fcntl(fd, F_GETFL) & O_NONBLOCK) == 0 ? 1 : 0;
+        peer.Write("3\n");
+    });
+    EXPECT_GT(quietSeconds, 0);
+    EXPECT_LE(quietSeconds, 60);
+    EXPECT_GT(unansweredMs, 0);
+    EXPECT_LE(unansweredMs, 60000);
+    EXPECT_EQ(blocking, 1) << "the bounded connect leaves the socket as it was made";
 }
 
 TEST_F(Notify, ATimeOutIsAnsweredByALineFeedAfterThePause) {
