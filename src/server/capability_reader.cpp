@@ -2,7 +2,6 @@
 #include "server/capability_reader.h"
 
 #include <algorithm>
-#include <vector>
 
 #include "persist/log_file.h"
 #include "persist/utilities.h"
@@ -17,8 +16,8 @@ namespace {
 constexpr std::uint32_t kConnectMs = 3000;
 constexpr std::uint32_t kReplyMs = 13000;
 constexpr std::uint32_t kBodyMs = 10000;
-constexpr std::size_t kStreamBytes = 8192;
-constexpr std::size_t kTalkBytes = 20480;
+// A recorder of 128 channels with four streams each sends some 70 KB.
+constexpr std::size_t kDocumentBytes = CXmlDoc::kMaxLength;
 constexpr int kBodyTries = 3;
 constexpr Milliseconds kBodyPause{500};
 constexpr unsigned kUtf8 = 65001;
@@ -37,8 +36,8 @@ constexpr FormatRow kFormats[] = {{"ZIVG", 1, "MJPG"}, {"ZMP4", 2, "MPG4"}, {"ZV
                                   {"Z264", 8, "H264"}, {"MJPG", 5, "MJPG"}};
 
 // What `from` has read, as text of the document.
-std::string DocumentText(const std::vector<char>& from) {
-    return WideFromCodePage(kUtf8, CText({from.data(), from.size()}));
+std::string DocumentText(const std::string& from) {
+    return WideFromCodePage(kUtf8, CText(from));
 }
 
 // Into the element of that name, out of it at the end of life.
@@ -178,7 +177,7 @@ bool CapabilityReader::GetStreamInfo(CNvrStatus& status) {
     if (request.size() > kMaxShortRequest) {
         return false;
     }
-    std::vector<char> buffer(kStreamBytes);
+    std::string body;
     {
         DocumentReader reader(m_worker);
         if (!Open(reader, kMethod, request)) {
@@ -188,8 +187,8 @@ bool CapabilityReader::GetStreamInfo(CNvrStatus& status) {
         reader.SkipHeader();
         bool bFound = false;
         for (int i = 0; i < kBodyTries && !bFound && !m_worker.IsStopped(); ++i) {
-            const std::size_t length = reader.ReadBlock(buffer, kBodyMs);
-            bFound = std::string_view(buffer.data(), length).find('<') != std::string_view::npos;
+            body = reader.ReadRest(kDocumentBytes, kBodyMs);
+            bFound = body.find('<') != std::string::npos;
             if (!bFound) {
                 m_worker.GetClock().Sleep(kBodyPause);
             }
@@ -200,7 +199,7 @@ bool CapabilityReader::GetStreamInfo(CNvrStatus& status) {
         }
     }
     CXmlDoc doc;
-    if (!doc.SetDoc(DocumentText(buffer))) {
+    if (!doc.SetDoc(DocumentText(body))) {
         TraceStep(kMethod, "parse xml failed");
         return false;
     }
@@ -231,20 +230,21 @@ bool CapabilityReader::GetTalking(CNvrStatus& status) {
     if (request.size() > kMaxShortRequest) {
         return false;
     }
-    std::vector<char> buffer(kTalkBytes);
+    std::string body;
     {
         DocumentReader reader(m_worker);
         if (!Open(reader, kMethod, request)) {
             return false;
         }
         reader.SkipHeader();
-        if (reader.ReadBlock(buffer, kBodyMs) == 0) {
+        body = reader.ReadRest(kDocumentBytes, kBodyMs);
+        if (body.empty()) {
             TraceStep(kMethod, "recieve xml failed");
             return false;
         }
     }
     CXmlDoc doc;
-    if (!doc.SetDoc(DocumentText(buffer)) || !doc.FindChildElem("return")) {
+    if (!doc.SetDoc(DocumentText(body)) || !doc.FindChildElem("return")) {
         TraceStep(kMethod, "parse xml failed");
         return false;
     }

@@ -1,10 +1,13 @@
 #include "server/document_reader.h"
 
+#include <algorithm>
+
 namespace kvmon {
 
 namespace {
 
 constexpr std::uint32_t kHeaderLineMs = 3000;
+constexpr std::uint64_t kRestMs = 60000;
 
 }  // namespace
 
@@ -25,6 +28,22 @@ bool DocumentReader::SkipHeader() {
         }
     }
     return false;
+}
+
+std::string DocumentReader::ReadRest(std::size_t most, std::uint32_t newBudget) {
+    std::string text;
+    std::array<char, 16384> part;
+    const std::uint64_t start = m_clock.TickMs();
+    while (text.size() < most && m_clock.TickMs() - start < kRestMs) {
+        budget = newBudget;
+        const std::size_t got =
+            m_tran.Receive(part.data(), std::min(part.size(), most - text.size()), &budget);
+        if (got == 0) {
+            break;
+        }
+        text.append(part.data(), got);
+    }
+    return text;
 }
 
 bool DocumentReader::ReadStatus(int* pnStatus) {

@@ -22,7 +22,7 @@ inline constexpr std::size_t kMaxSkipped = 65536;
 // never end fail.
 class DocumentReader {
 public:
-    explicit DocumentReader(ServerWorker& worker) : m_tran(worker) {}
+    explicit DocumentReader(ServerWorker& worker) : m_clock(worker.GetClock()), m_tran(worker) {}
 
     bool Create() { return m_tran.Create(); }
     // These two spend what is left in `budget`.
@@ -36,11 +36,8 @@ public:
     bool ReadLine(std::optional<std::uint32_t> newBudget = std::nullopt);
     // Reads lines up to and including a blank one, 3000 each; false if none came.
     bool SkipHeader();
-    // Fills the buffer with what comes, the rest stays as it is; gives the number of bytes.
-    std::size_t ReadBlock(std::span<char> buffer, std::uint32_t newBudget) {
-        budget = newBudget;
-        return m_tran.ReadBlock(buffer.data(), buffer.size(), &budget);
-    }
+    // What comes to the peer's end, `most` bytes of it, a stall of `newBudget` or the end of a minute.
+    std::string ReadRest(std::size_t most, std::uint32_t newBudget);
     // Reads and parses the status line; false if none came. A line that cannot be parsed gives 0.
     bool ReadStatus(int* pnStatus);
     // With its LF, up to the first NUL.
@@ -52,6 +49,7 @@ public:
     std::uint32_t budget = 0;
 
 private:
+    Clock& m_clock;
     ServerTran m_tran;
     std::size_t m_length = 0;
     std::size_t m_read = 0;

@@ -87,6 +87,38 @@ TEST_F(Capabilities, SortsStreamsAndDropsForeignOnes) {
     EXPECT_STREQ(StreamFormatName(StreamFormatFromText("h264")), "");
 }
 
+// 128 channels with eight streams each, which come in pieces: some 90 KB.
+TEST_F(Capabilities, ALongDocumentIsReadToItsLastChannel) {
+    constexpr std::size_t kChannels = 128;
+    status.m_nChannelCount = kChannels;
+    status.m_VideoSettingList.resize(kChannels);
+    std::string streams;
+    std::string talk = kOk + "<r><return>0</return>";
+    for (std::size_t n = 0; n < kChannels; ++n) {
+        const std::string name = "ch" + std::to_string(n);
+        streams += "<" + name + "><stream_no>8</stream_no>";
+        for (int i = 0; i < 8; ++i) {
+            streams += Stream(i, i, "H264", i + 1) + "\r\n";
+        }
+        streams += "</" + name + ">";
+        talk += "<" + name + ">" + std::string(200, ' ') +
+                "<audio_out>1</audio_out><audio_out_type>1</audio_out_type></" + name + ">";
+    }
+    const std::string reply = Streams(streams);
+    ASSERT_GT(reply.size(), 80000u);
+    recorder.On("getmultistreaminfo.cgi", [&](Peer& peer) {
+        peer.Write(std::string_view(reply).substr(0, 9000));
+        std::this_thread::sleep_for(Milliseconds(20));  // the first piece is read alone
+        peer.Write(std::string_view(reply).substr(9000));
+    });
+    EXPECT_TRUE(CapabilityReader(worker).GetStreamInfo(status));
+    EXPECT_TRUE(AskTalk(talk + "</r>"));
+    for (std::size_t n = 0; n < kChannels; ++n) {
+        ASSERT_EQ(StreamsOf(n).size(), 8u) << n;
+        ASSERT_TRUE(status.m_VideoSettingList[n].Capabilities().CanTalk()) << n;
+    }
+}
+
 TEST_F(Capabilities, BadDocumentsLeaveEverythingAsItWas) {
     ASSERT_TRUE(Ask(Streams(kTwoStreams)));
     const auto before = StreamsOf(0);
@@ -104,7 +136,7 @@ TEST_F(Capabilities, BadDocumentsLeaveEverythingAsItWas) {
         bomb += "<a>";
     }
     EXPECT_FALSE(Ask(kOk + bomb));
-    EXPECT_FALSE(Ask(kOk + "<a>" + std::string(20000, 'x') + "</a>")) << "longer than the buffer";
+    EXPECT_FALSE(Ask(kOk + "<a>" + std::string(1u << 20, 'x') + "</a>")) << "longer than is read";
     EXPECT_EQ(StreamsOf(0), before);
 
     EXPECT_FALSE(AskTalk(kOk + "<r><ch0><audio_out>1</audio_out></ch0></r>")) << "no return is bad here";
