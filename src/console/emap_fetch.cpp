@@ -17,7 +17,6 @@ namespace {
 
 constexpr std::uint32_t kConnectMs = 10000;
 constexpr std::uint32_t kStepMs = 3000;
-constexpr std::size_t kMaxAddress = 31;
 constexpr std::size_t kMaxRequestText = 639;
 constexpr std::size_t kHeadBytes = 1024;
 constexpr std::size_t kBodyBytes = 1024;
@@ -107,7 +106,7 @@ EMapStatus EMapFetch::State::Ask(CHttpTran& tran) {
         return EMapStatus::CreateFailed;
     }
     std::uint32_t dwTimeout = kConnectMs;
-    if (source.host.size() > kMaxAddress || !tran.Connect(source.host.c_str(), source.port, &dwTimeout)) {
+    if (!tran.Connect(source.host.c_str(), source.port, &dwTimeout)) {
         return EMapStatus::ConnectFailed;
     }
     const std::string request = FormatText(

@@ -92,8 +92,11 @@ bool detail::FetchByPlatform(std::vector<std::uint8_t>& data, const std::string&
     if (!user.empty()) {
         curl_easy_setopt(handle, CURLOPT_USERNAME, user.c_str());
         curl_easy_setopt(handle, CURLOPT_PASSWORD, password.c_str());
-        curl_easy_setopt(handle, CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BASIC | CURLAUTH_DIGEST));
+        // The one way alone goes out with the first request; with a choice the client would ask first.
+        curl_easy_setopt(handle, CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BASIC));
     }
+    // What recorders speak.
+    curl_easy_setopt(handle, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_0));
     curl_easy_setopt(handle, CURLOPT_PROTOCOLS_STR, "http");
     curl_easy_setopt(handle, CURLOPT_REDIR_PROTOCOLS_STR, "http");
     curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, 1L);

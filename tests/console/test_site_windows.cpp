@@ -8,6 +8,7 @@
 #include "codec/jpeg_codec.h"
 #include "console/disk_status_dlg.h"
 #include "console/emap_dlg.h"
+#include "console/emap_fetch.h"
 #include "console/event_window.h"
 #include "console_fixture.h"
 #include "platform/text.h"
@@ -16,6 +17,7 @@
 #include "skin/plain_text.h"
 #include "skin/xskin_static.h"
 #include "support/fake_recorder.h"
+#include "support/message_log.h"
 
 using namespace kvmon;
 using namespace kvtest;
@@ -160,10 +162,28 @@ TEST_F(SiteWindowsTest, MapShowsUnderItsTitle) {
     EXPECT_EQ(console->Windows().EMap()->findChild<QLabel*>("EMap Window")->geometry(),
               QRect(0, 0, 300, 200));
     EXPECT_EQ(recorder.RequestLines("emap_show").front(), "GET /cgi-bin/emap_show.cgi HTTP/1.0");
-    EXPECT_EQ(recorder.CountHeads("emap.jpg"), 1);
+    EXPECT_EQ(recorder.RequestLines("emap.jpg"),
+              std::vector<std::string>{"GET /cgi-bin/data/images/emap.jpg HTTP/1.0"});
+    EXPECT_EQ(recorder.CountHeads("emap.jpg HTTP/1.0\r\nHost: 127.0.0.1:" + std::to_string(recorder.Port()) +
+                                  "\r\nAuthorization: Basic YWRtaW46c2VjcmV0\r\n"),
+              1)
+        << "with the first request";
     console->Windows().EMap()->close();
     ASSERT_TRUE(PumpUntil([&] { return console->Windows().EMap() == nullptr; }));
     EXPECT_EQ(TakeBox(), "");
+}
+
+// A full name of a big network is longer than the 31 letters that an address may have.
+TEST_F(SiteWindowsTest, MapComesFromAHostOfALongName) {
+    recorder.SetDocument("emap_show.cgi", HttpReply(200, "OK", "<b>Map</b>"));
+    recorder.SetDocument("/cgi-bin/data/images/emap.jpg", HttpReply(200, "OK", Picture(30, 20)));
+    const auto log = std::make_shared<kvtest::MessageLog>();
+    const std::string host = std::string(40, '0') + "177.0.0.1";  // 127.0.0.1
+    EMapFetch fetch({host, recorder.Port(), "u", "p"}, WindowHandle(log));
+    ASSERT_TRUE(log->WaitFor(1));
+    EXPECT_EQ(log->All()[0], (kvtest::Message{kMsgEMapDone, 6, 200}));
+    EXPECT_EQ(fetch.Title(), "Map");
+    EXPECT_EQ(fetch.Picture().size(), QSize(30, 20));
 }
 
 TEST_F(SiteWindowsTest, MapThatIsNoneIsRefusedWithTheText) {

@@ -72,6 +72,8 @@ TEST(ResourceByPlatform, TakesWhatTheSocketRefusesButNoOtherScheme) {
     const Fetched good = Fetch("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc", false);
     EXPECT_TRUE(good.ok);
     EXPECT_EQ(good.text, "abc");
+    EXPECT_TRUE(good.request.starts_with("GET /logomark.jpg?x=1 HTTP/1.0\r\n")) << good.request;
+    EXPECT_EQ(good.request.find("Authorization"), std::string::npos);
     EXPECT_NE(good.request.find("User-Agent: KV Get Resource From URL/1.0\r\n"), std::string::npos);
     EXPECT_NE(good.request.find("Content-type: image/jpeg\r\n"), std::string::npos);
     for (const char* reply : {
@@ -88,6 +90,22 @@ TEST(ResourceByPlatform, TakesWhatTheSocketRefusesButNoOtherScheme) {
         EXPECT_FALSE(GetResourceFromURL(&data, url, "", "", "", true)) << url;
         EXPECT_FALSE(GetResourceFromURL(&data, url, "", "", "", false)) << url;
     }
+}
+
+// A recorder that gets a request without them may count it as a failed login.
+TEST(ResourceByPlatform, TheFirstRequestCarriesTheCredentials) {
+    ScriptedServer server([](Peer& peer) {
+        const bool bKnown = peer.ReadHead().find("Authorization: Basic dTpw\r\n") != std::string::npos;
+        peer.Write(bKnown
+                       ? "HTTP/1.0 200 OK\r\nContent-Length: 3\r\n\r\nabc"
+                       : "HTTP/1.0 401 Unauthorized\r\nWWW-Authenticate: Digest realm=\"x\", nonce=\"y\"\r\n"
+                         "WWW-Authenticate: Basic realm=\"x\"\r\nContent-Length: 0\r\n\r\n");
+    });
+    std::vector<std::uint8_t> data;
+    EXPECT_TRUE(GetResourceFromURL(&data, FormatText("http://127.0.0.1:%u/emap.jpg", server.Port()),
+                                   "image/jpeg", "u", "p", false));
+    ASSERT_EQ(server.Heads().size(), 1u);
+    EXPECT_TRUE(server.Heads()[0].starts_with("GET /emap.jpg HTTP/1.0\r\n")) << server.Heads()[0];
 }
 
 TEST(ResourceFetch, AnAbortEndsASilentExchange) {
