@@ -20,6 +20,10 @@ unsigned Handle(bool exists) {
     return exists ? 1 : 0;
 }
 
+std::string WithoutLineEnd(const std::string& text) {
+    return std::string(TrimRight(text, "\r"));
+}
+
 const CVideoSetting* Channel(const CNvrStatus& status, int nCh) {
     const auto& list = status.m_VideoSettingList;
     const bool inRange = nCh >= 0 && static_cast<std::size_t>(nCh) < list.size();
@@ -165,7 +169,8 @@ std::string CKelvaraInfo::GetUserAtHost() const {
 }
 
 std::string CKelvaraInfo::GetServerName() const {
-    return Shared()->WithStatus([](const CNvrStatus& status) { return status.m_strServerName; });
+    return Shared()->WithStatus(
+        [](const CNvrStatus& status) { return WithoutLineEnd(status.m_strServerName); });
 }
 
 void CKelvaraInfo::SetServerName(const std::string& name) {
@@ -174,16 +179,19 @@ void CKelvaraInfo::SetServerName(const std::string& name) {
 
 std::string CKelvaraInfo::GetServerNameAndVersion() const {
     return Shared()->WithStatus([](const CNvrStatus& status) {
-        return FormatText("%s(%s)", status.m_strServerName.c_str(), status.strServerVersion.c_str());
+        return FormatText("%s(%s)", WithoutLineEnd(status.m_strServerName).c_str(),
+                          WithoutLineEnd(status.strServerVersion).c_str());
     });
 }
 
 std::string CKelvaraInfo::GetServerVersion() const {
-    return Shared()->WithStatus([](const CNvrStatus& status) { return status.strServerVersion; });
+    return Shared()->WithStatus(
+        [](const CNvrStatus& status) { return WithoutLineEnd(status.strServerVersion); });
 }
 
 std::string CKelvaraInfo::GetServerBuild() const {
-    return Shared()->WithStatus([](const CNvrStatus& status) { return status.strServerBuild; });
+    return Shared()->WithStatus(
+        [](const CNvrStatus& status) { return WithoutLineEnd(status.strServerBuild); });
 }
 
 void CKelvaraInfo::GetDiskInfo(int* pnStatus, int* pnUsed, std::string& strSize, std::string& strUnit) const {
@@ -257,7 +265,7 @@ int CKelvaraInfo::CountChannels(bool bConfiguredAndNoRight, bool bConfiguredOnly
 std::string CKelvaraInfo::GetChannelName(int nCh) const {
     return Shared()->WithStatus([&](const CNvrStatus& status) {
         const CVideoSetting* const setting = Channel(status, nCh);
-        return setting != nullptr ? setting->m_strChannelName : std::string();
+        return setting != nullptr ? WithoutLineEnd(setting->m_strChannelName) : std::string();
     });
 }
 

@@ -52,6 +52,8 @@ public:
     std::string GetUser() const;
     std::string GetPassword() const;
     std::string GetUserAtHost() const;  // "user@host:port"
+    // Texts of the recorder's come without the CR that a recorder of CR LF lines leaves in the status: they
+    // are shown, and are parts of settings keys and file names.
     std::string GetServerName() const;
     void SetServerName(const std::string& name);
     std::string GetServerNameAndVersion() const;  // "name(version)"

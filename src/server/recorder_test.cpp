@@ -53,7 +53,7 @@ RecorderTestReport AskRecorder(ServerWorker& worker) {
         CNvrStatus status;
         std::uint32_t code = 0;
         if (worker.GetNvrVsConcInfo(status, &code)) {
-            return {RecorderTestResult::Works, status.m_strServerName,
+            return {RecorderTestResult::Works, std::string(TrimRight(status.m_strServerName, "\r")),
                     static_cast<int>(status.m_VideoSettingList.size())};
         }
         switch (static_cast<ConcInfoError>(code)) {
