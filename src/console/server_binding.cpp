@@ -170,6 +170,10 @@ ServerBinding::Changes ServerBinding::UpdateCameraTable(int server) {
         UpdateCameraSlot(*info, server, slot, settings[static_cast<std::size_t>(slot)], changes);
     }
     m_dlg.Cameras().UpdateCameraList(m_dlg.Options().bShowNoMonitoringRight, m_dlg.Options().bShowNoConfig);
+    // Their threads tell of themselves by the number that the list has given them now.
+    for (const auto& camera : changes.started) {
+        camera->StartCameraThreads();
+    }
     return changes;
 }
 
@@ -210,7 +214,7 @@ void ServerBinding::UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, c
             Trace("CMainDlg::UpdateCamera: SetCamera failed...\n");
             return;
         }
-        camera->StartCameraThreads();
+        changes.started.push_back(camera);
         changes.list = changes.count = changes.status = true;
     }
     TakeCapabilities(info, slot, *camera);

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -52,6 +53,7 @@ private:
         bool count = false;
         bool name = false;
         bool status = false;
+        std::vector<std::shared_ptr<CBaseCamera>> started;
     };
 
     void OnServerInfo(int server);

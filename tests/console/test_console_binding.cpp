@@ -3,10 +3,13 @@
 
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QMessageBox>
+#include <fstream>
+#include <iterator>
 
 #include "channel/base_camera.h"
 #include "console/multi_server_list.h"
 #include "console_fixture.h"
+#include "persist/log_file.h"
 #include "persist/string_table.h"
 #include "server/kelvara_info.h"
 #include "server/server_messages.h"
@@ -52,6 +55,19 @@ TEST_F(ConsoleBinding, PendingBitIsSignExtended) {
     EXPECT_EQ(PendingBit(1), 2u);
     EXPECT_EQ(PendingBit(31), 0xFFFFFFFF80000000u);
     EXPECT_EQ(PendingBit(33), 2u);
+}
+
+TEST_F(ConsoleBinding, ThreadsOfANewChannelKnowItsNumber) {
+    ASSERT_TRUE(LogFile().Open(folder.File("trace")));
+    FakeRecorder recorder("Hall", 2);
+    Open(recorder.Port());
+    Close();
+    LogFile().Open(folder.File("none/at/all"));
+    std::ifstream file(folder.File("trace"));
+    const std::string trace(std::istreambuf_iterator<char>(file), {});
+    EXPECT_THAT(trace, HasSubstr("StartVideoThread: m_uCHInMainDlg=0,"));
+    EXPECT_THAT(trace, HasSubstr("StartVideoThread: m_uCHInMainDlg=1,"));
+    EXPECT_THAT(trace, testing::Not(HasSubstr("m_uCHInMainDlg=4294967295")));
 }
 
 TEST_F(ConsoleBinding, RenamedAddedAndLostChannels) {
