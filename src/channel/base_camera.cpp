@@ -9,6 +9,12 @@
 
 namespace kvmon {
 
+namespace {
+
+constexpr std::uint64_t kInfoRefreshMs = 60000;
+
+}  // namespace
+
 std::shared_ptr<CBaseCamera> CreateCamera(const CameraSettings* pSettings, Clock& clock) {
     if (pSettings == nullptr) {
         return nullptr;
@@ -208,6 +214,19 @@ PresetFormat CBaseCamera::GetPresetFormat() const {
 CameraInfo CBaseCamera::GetCameraInfo() const {
     const std::lock_guard lock(m_core->m_cs);
     return m_core->m_cameraInfo;
+}
+
+std::uint32_t CBaseCamera::GetFailedCommands() const {
+    return m_core->m_nFailedCommands;
+}
+
+void CBaseCamera::RefreshCameraInfo() {
+    const std::uint64_t now = m_core->clock.TickMs();
+    if (IsCameraInfoLoaded() && now - m_core->m_nInfoReadTick < kInfoRefreshMs) {
+        return;
+    }
+    m_core->m_nInfoReadTick = now;
+    m_core->AddCamCmd(kCmdReadCameraInfo, 0);
 }
 
 bool CBaseCamera::IsCameraInfoLoaded() const {

@@ -171,6 +171,10 @@ public:
     // The panel or a click may steer something: digital zoom, or a camera that this user may steer.
     bool IsPtzEnabled() const;
     bool IsCameraInfoLoaded() const;
+    // How many commands the recorder has refused or not answered.
+    std::uint32_t GetFailedCommands() const;
+    // Has it read, if the last reading is a minute old or there was none that came through.
+    void RefreshCameraInfo();
 
     // --- talk-back: the microphone's sound to the camera's loudspeaker
     // Opens the connection, after closing the one before; about 6 s at the most. False, and the cause posted

@@ -15,7 +15,7 @@ void DoCamCmdLoop(const std::shared_ptr<ChannelCore>& core, ThreadControl& contr
                 break;
             }
             try {
-                ExecuteCamCmd(*core, *command, control.abort);
+                ExecuteCamCmd(*core, *command, control);
             } catch (const std::bad_alloc&) {
                 Trace("CBaseCamera::DoCamCmdLoop: m_uCHInMainDlg=%u, out of memory....\n",
                       core->m_uCHInMainDlg.load());

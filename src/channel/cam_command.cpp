@@ -66,6 +66,7 @@ void SendPtzCmd(ChannelCore& core, const CamCmd& command, const FlagWord& bAbort
         return;
     }
     const auto post = [&core](PtzResult result, std::uint32_t nEndStop = 0) {
+        core.m_nFailedCommands += result == PtzResult::Done ? 0 : 1;
         PostToCell(core, kMsgEndStop, static_cast<WParam>(result), nEndStop);
     };
     CommandExchange exchange(core, bAbort);
@@ -167,12 +168,13 @@ void SendPresetIndexCmd(ChannelCore& core, std::uint32_t nIndex, const FlagWord&
 
 }  // namespace
 
-void ExecuteCamCmd(ChannelCore& core, const CamCmd& command, const FlagWord& bAbort) {
+void ExecuteCamCmd(ChannelCore& core, const CamCmd& command, ThreadControl& control) {
+    const FlagWord& bAbort = control.abort;
     switch (command.dwCmd) {
         case kCmdManualRecording:
             return SetManualRecording(core, command.dwArg != 0, bAbort);
         case kCmdReadCameraInfo:
-            return GetCameraInfoFromKelvara(core, bAbort);
+            return GetCameraInfoFromKelvara(core, control);
         case kCmdPresetIndex:
             return SendPresetIndexCmd(core, command.dwArg, bAbort);
         case kCmdPresetName:

@@ -43,12 +43,13 @@ enum class RecordingResult : std::uint32_t {
     SendFailed = 9,
 };
 
-// Carries a command out and posts the outcome to the cell. Leaves early when the flag is set.
-void ExecuteCamCmd(ChannelCore& core, const CamCmd& command, const FlagWord& bAbort);
+// Carries a command out and posts the outcome to the cell. Leaves early when the abort flag is set.
+void ExecuteCamCmd(ChannelCore& core, const CamCmd& command, ThreadControl& control);
 
 // Reads what the camera can do. A change is believed when two reads in a row tell of one; five failed rounds
-// leave all as it was.
-void GetCameraInfoFromKelvara(ChannelCore& core, const FlagWord& bAbort);
+// leave all as it was, and some failures are tried again for ever. The commands that come meanwhile are
+// carried out between two rounds.
+void GetCameraInfoFromKelvara(ChannelCore& core, ThreadControl& control);
 
 // Reads how the recorder takes presets, once; a failure leaves what was known.
 void GetPresetCapacityFromKelvara(ChannelCore& core, const FlagWord& bAbort);

@@ -15,6 +15,8 @@ constexpr std::uint32_t kStatusTimeout = 15000;  // the recorder may have to ask
 constexpr std::uint32_t kBodyTimeout = 5000;
 constexpr std::size_t kBodySize = 3096;
 constexpr int kMaxFailedRounds = 5;
+constexpr std::uint64_t kRoundPauseMs = 2000;
+constexpr Milliseconds kAbortLook{200};
 constexpr int kWirePresetTable = 15;
 constexpr int kWireCapabilities = 16;
 constexpr int kWirePresetFormat = 20;
@@ -158,15 +160,36 @@ void Store(ChannelCore& core, const CameraInfo& info) {
     core.m_sound.m_bSupportAudio = info.bAudio;
 }
 
-// False when asked to leave.
-bool WaitForNextRound(ChannelCore& core, const FlagWord& bAbort) {
-    for (int i = 0; i < 10 && bAbort == 0; ++i) {
-        core.clock.Sleep(Milliseconds(200));
+// A camera whose abilities cannot be read now may well obey. Another word to read them is this reading's,
+// but for one that came with the word to leave it.
+void RunWaitingCommands(ChannelCore& core, ThreadControl& control) {
+    while (control.abort == 0) {
+        const auto command = core.m_CamCmdQueue.Pop();
+        if (!command) {
+            return;
+        }
+        if (command->dwCmd != kCmdReadCameraInfo) {
+            ExecuteCamCmd(core, *command, control);
+        } else if (control.abort != 0) {
+            core.m_CamCmdQueue.Push(*command);
+        }
     }
-    return bAbort == 0;
 }
 
-Outcome ReadRounds(ChannelCore& core, const FlagWord& bAbort) {
+// False when asked to leave.
+bool WaitForNextRound(ChannelCore& core, ThreadControl& control) {
+    const std::uint64_t end = core.clock.TickMs() + kRoundPauseMs;
+    while (control.abort == 0 && core.clock.TickMs() < end) {
+        // Reset first: a command that comes from here on ends the wait.
+        control.run.Reset();
+        RunWaitingCommands(core, control);
+        core.clock.Wait(control.run, kAbortLook);
+    }
+    return control.abort == 0;
+}
+
+Outcome ReadRounds(ChannelCore& core, ThreadControl& control) {
+    const FlagWord& bAbort = control.abort;
     Outcome outcome;
     int nFailed = 0;
     bool bDiffered = false;
@@ -185,7 +208,7 @@ Outcome ReadRounds(ChannelCore& core, const FlagWord& bAbort) {
             continue;
         }
         nFailed += outcome.bCounts ? 1 : 0;
-        if (nFailed >= kMaxFailedRounds || !WaitForNextRound(core, bAbort)) {
+        if (nFailed >= kMaxFailedRounds || !WaitForNextRound(core, control)) {
             return outcome;
         }
     }
@@ -202,8 +225,10 @@ void Tell(ChannelCore& core, const Outcome& outcome) {
 
 }  // namespace
 
-void GetCameraInfoFromKelvara(ChannelCore& core, const FlagWord& bAbort) {
-    Tell(core, ReadRounds(core, bAbort));
+void GetCameraInfoFromKelvara(ChannelCore& core, ThreadControl& control) {
+    const Outcome outcome = ReadRounds(core, control);
+    core.m_nInfoReadTick = core.clock.TickMs();
+    Tell(core, outcome);
 }
 
 void GetPresetCapacityFromKelvara(ChannelCore& core, const FlagWord& bAbort) {

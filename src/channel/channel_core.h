@@ -143,6 +143,8 @@ struct ChannelCore {
     std::shared_ptr<LiveAudio> m_pAudio = std::make_shared<LiveAudio>(factories, m_uCHInMainDlg);
 
     std::atomic<bool> m_bCameraInfoLoaded{false};
+    std::atomic<std::uint32_t> m_nFailedCommands{0};
+    std::atomic<std::uint64_t> m_nInfoReadTick{0};  // of the last reading's end, or of the last word for one
     std::atomic<bool> m_bDigitalZoom{false};
     std::atomic<bool> m_bSizeForgotten{false};  // the next picture reports its size, old or new
     std::atomic<std::uint32_t> m_dwAudioOut{0};

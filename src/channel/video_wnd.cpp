@@ -107,9 +107,8 @@ void CVideoWnd::SetCamera(const std::shared_ptr<CBaseCamera>& pCamera) {
     m_pChannelView->SetCamera(pCamera);
     if (pCamera) {
         pCamera->SetVideoWnd(Handle());
-        if (!pCamera->IsCameraInfoLoaded()) {
-            pCamera->AddCamCmd(kCmdReadCameraInfo, 0);
-        }
+        // Another station may have stored a preset since.
+        pCamera->RefreshCameraInfo();
     }
     const auto previous = GetCamera();
     if (pCamera && previous == pCamera) {

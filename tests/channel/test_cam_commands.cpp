@@ -7,6 +7,7 @@
 #include "channel/channel_core.h"
 #include "channel/channel_messages.h"
 #include "channel/ptz_request.h"
+#include "channel/video_wnd.h"
 #include "support/fake_clock.h"
 #include "support/message_log.h"
 #include "support/scripted_server.h"
@@ -251,6 +252,53 @@ TEST_F(CamCommandTest, AGatewayTimeoutIsRetriedWithoutLimitAndAStopEndsIt) {
     EXPECT_TRUE(WaitUntil([&] { return recorder_.Asked("command=16 ") > 12; }));
     EXPECT_TRUE(camera_->StopCameraThreads(true));
     EXPECT_EQ(Worker::AbandonedCount(), 0);
+}
+
+// A camera that cannot be asked may well obey: its commands and a recording go out between two tries.
+TEST_F(CamCommandTest, CommandsGoOutWhileTheAbilitiesCannotBeRead) {
+    const auto obeys = [this] {
+        const int asked = recorder_.Asked("command=16 ");
+        EXPECT_EQ(Run(kCmdUp), (Message{kMsgEndStop, 3, 0}));
+        EXPECT_EQ(Run(kCmdManualRecording, 1), (Message{kMsgManualRecording, 7, 0}));
+        EXPECT_EQ(Run(kCmdPresetFirst + 1), (Message{kMsgEndStop, 3, 0}));
+        EXPECT_TRUE(WaitUntil([&] { return recorder_.Asked("command=16 ") > asked + 1; })) << "goes on";
+    };
+    recorder_.Set("mrec.cgi?ch=3&act=1 ", "HTTP/1.0 200 OK\r\na\r\nb\r\nc\r\nOK\r\n");
+    recorder_.Set("command=16 ", HttpReply(504, "Gateway Timeout", ""));
+    Start(clock_);
+    ASSERT_TRUE(WaitUntil([&] { return recorder_.Asked("command=16 ") > 1; }));
+    obeys();
+    recorder_.Set("command=16 ", HttpReply(200, "OK", "3"));
+    recorder_.Set("param.cgi", HttpReply(500, "Oops", ""));
+    ASSERT_TRUE(WaitUntil([&] { return recorder_.Asked("param.cgi") > 1; }));
+    obeys();
+    EXPECT_FALSE(camera_->IsCameraInfoLoaded());
+    EXPECT_TRUE(camera_->StopCameraThreads(true));
+}
+
+// The preset that another station has stored is there when the channel comes into a cell, and the recorder is
+// not asked at each change of the page.
+TEST_F(CamCommandTest, AnAttachedChannelIsReadAgainOnceAMinute) {
+    recorder_.Set("command=16 ", HttpReply(200, "OK", "16"));
+    recorder_.Set("command=15 ", HttpReply(200, "OK", "00103416264"));
+    StartRead(clock_);
+    EXPECT_EQ(recorder_.Asked("command=16 "), 2);
+    recorder_.Set("command=15 ", HttpReply(200, "OK", "00203416264044761746F"));
+    CVideoWnd first;
+    CVideoWnd second;
+    first.SetCamera(camera_);
+    second.SetCamera(camera_);
+    camera_->SetVideoWnd(WindowHandle(cell_));
+    EXPECT_EQ(Run(kCmdUp).number, kMsgEndStop);
+    EXPECT_EQ(recorder_.Asked("command=16 "), 2) << "within the minute";
+    clock_.Advance(Milliseconds(60000));
+    first.SetCamera(camera_);
+    second.SetCamera(camera_);
+    ASSERT_TRUE(WaitUntil([&] { return camera_->GetCameraInfo().dwPresetMask == 3; }));
+    EXPECT_EQ(camera_->GetCameraInfo().presetNames[1], "Gato");
+    camera_->SetVideoWnd(WindowHandle(cell_));
+    EXPECT_EQ(Run(kCmdUp).number, kMsgEndStop);
+    EXPECT_EQ(recorder_.Asked("command=16 "), 4) << "once, and a change is read twice";
 }
 
 TEST_F(CamCommandTest, ASilentCameraHoldsBackCommandsButNotAStop) {
