@@ -25,13 +25,19 @@ int TalkLevel(std::span<const std::int16_t> samples) {
 struct CSoundIn::Recording {
     void Run() {
         std::vector<std::int16_t> block(bufferSamples);
-        while (microphone->Read(block) && !stop && callback(block)) {
+        bool bHeard = microphone->Read(block);
+        while (bHeard && !stop && callback(block)) {
+            bHeard = microphone->Read(block);
         }
         microphone->Close();
+        if (!bHeard && !stop && failed) {
+            failed();
+        }
     }
 
     std::unique_ptr<Microphone> microphone;
     Callback callback;
+    std::function<void()> failed;
     std::size_t bufferSamples = 0;
     std::atomic<bool> stop{false};
 };
@@ -50,6 +56,7 @@ bool CSoundIn::Start() {
     auto recording = std::make_shared<Recording>();
     recording->microphone = m_factory();
     recording->callback = m_callback;
+    recording->failed = m_failed;
     recording->bufferSamples = m_bufferSamples;
     if (!recording->microphone || !recording->microphone->Open(m_format)) {
         return false;

@@ -29,6 +29,9 @@ public:
     ~CSoundIn();
 
     void SetCallback(Callback callback) { m_callback = std::move(callback); }
+    // Called by the recording's own thread when the microphone gives nothing any more, and nobody has asked
+    // for the end.
+    void SetFailed(std::function<void()> failed) { m_failed = std::move(failed); }
     void SetBufferSamples(std::uint32_t samples) { m_bufferSamples = samples; }
     void SetSampleBits(std::uint16_t bits) { m_format.sampleBits = bits; }
 
@@ -45,6 +48,7 @@ private:
 
     const MicrophoneFactory m_factory;
     Callback m_callback;
+    std::function<void()> m_failed;
     PcmFormat m_format;
     std::uint32_t m_bufferSamples = 2000;
     std::mutex m_mutex;  // guards what follows

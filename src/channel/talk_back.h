@@ -25,9 +25,11 @@ enum class TalkingNotify : std::uint32_t {
     SendFailed = 5,  // second number: 1 from the connection, 0 from the recording
     NoSettings = 8,
     RequestTooLong = 9,
-    NoMicrophone = 11,
+    NoMicrophone = 11,  // second number: 0 there is none, kMicrophoneSilent it gives nothing
     EncodingFailed = 12,
 };
+
+inline constexpr LParam kMicrophoneSilent = 1;
 
 class TalkBack {
 public:

@@ -38,6 +38,8 @@ constexpr std::uint32_t kTextVolume = 6501;
 constexpr std::uint32_t kTextClose = 6502;
 constexpr std::uint32_t kTextNoVolume = 6503;
 constexpr std::uint32_t kTextMeter = 6504;
+constexpr std::uint32_t kTextNoMicrophone = 6912;
+constexpr std::uint32_t kTextSilentMicrophone = 6913;
 constexpr std::uint32_t kTextDisconnected = 57423;
 
 // What a recorder tells of itself, by the second number of the message.
@@ -50,6 +52,16 @@ std::uint32_t StateText(LParam state) {
         default:
             return 1107;
     }
+}
+
+// What a try has failed by: its numbers, and words where the fault is the user's own to mend.
+std::string FailureText(WParam wParam, LParam lParam) {
+    std::string text =
+        FillPattern(LoadString(kTextDisconnected), {std::to_string(wParam), std::to_string(lParam)});
+    if (wParam == static_cast<WParam>(TalkingNotify::NoMicrophone)) {
+        text += " - " + LoadString(lParam == kMicrophoneSilent ? kTextSilentMicrophone : kTextNoMicrophone);
+    }
+    return text;
 }
 
 }  // namespace
@@ -209,10 +221,9 @@ void CSendSoundDlg::OnTalkingNotify(WParam wParam, LParam lParam) {
         m_meter->SetPos(static_cast<int>(std::clamp<LParam>(lParam, 0, 100)));
         return;
     }
-    const std::string text =
-        wParam == static_cast<WParam>(TalkingNotify::State)
-            ? LoadString(StateText(lParam))
-            : FillPattern(LoadString(kTextDisconnected), {std::to_string(wParam), std::to_string(lParam)});
+    const std::string text = wParam == static_cast<WParam>(TalkingNotify::State)
+                                 ? LoadString(StateText(lParam))
+                                 : FailureText(wParam, lParam);
     if (bWaitOpen) {
         m_wait->SetText(text);
     } else {

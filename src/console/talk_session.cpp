@@ -72,6 +72,11 @@ struct TalkSession::State final : MessageTarget {
             const auto state = weak.lock();
             return state && state->OnBlock(hWnd, block);
         });
+        self->soundIn.SetFailed([weak = std::weak_ptr(self), hWnd] {
+            if (const auto state = weak.lock()) {
+                state->Notify(hWnd, TalkingNotify::NoMicrophone, kMicrophoneSilent);
+            }
+        });
         if (!self->soundIn.Start()) {
             Trace("CSendSoundDlg::SendSoundFunc: m_uCHInMainDlg=%u, m_SoundIn.Start() failed...\n",
                   camera.GetCHInMainDlg());

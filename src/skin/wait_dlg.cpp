@@ -6,6 +6,7 @@
 #include <QtWidgets/QHBoxLayout>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QPushButton>
+#include <algorithm>
 
 #include "skin/palette.h"
 #include "skin/picture_ex.h"
@@ -48,6 +49,10 @@ CWaitDlg::CWaitDlg(QWidget* parent, Place place)
 
 void CWaitDlg::SetText(std::string text) {
     text_->setText(QString::fromStdString(text));
+    if (open_ && layout()->hasHeightForWidth()) {
+        // A longer one than it was opened with.
+        resize(width(), std::max(height(), layout()->totalHeightForWidth(width())));
+    }
     setAccessibleName(text_->text());
     setWindowTitle(text_->text());
 }

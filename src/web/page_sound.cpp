@@ -11,8 +11,6 @@ using SteadyClock = std::chrono::steady_clock;
 
 // So much may be ahead of the time it is heard before a block has to wait.
 constexpr std::chrono::milliseconds kAhead{200};
-// A page that says nothing for so long does not let us hear.
-constexpr std::chrono::seconds kSilentPage{10};  // its user may have to be asked
 constexpr std::size_t kMostHeard = PageSound::kMicrophoneRate * 3 / 4;
 
 class PageSoundCard final : public SoundCard {
@@ -133,7 +131,7 @@ bool PageSound::ReadMicrophone(std::span<std::int16_t> block, const std::atomic<
     std::unique_lock lock(m_heardMutex);
     std::size_t seen = m_heard.size();
     while (!cancelled && m_heard.size() < block.size()) {
-        m_changed.wait_for(lock, kSilentPage, [&] { return cancelled || m_heard.size() != seen; });
+        m_changed.wait_for(lock, m_silence, [&] { return cancelled || m_heard.size() != seen; });
         if (m_heard.size() == seen) {
             return false;
         }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -28,6 +29,9 @@ public:
         std::function<void(bool bOn)> record;
     };
 
+    // A page that says nothing for so long does not let us hear: its user may have to be asked.
+    explicit PageSound(std::chrono::milliseconds silence = std::chrono::seconds(10)) : m_silence(silence) {}
+
     void SetSession(Session session);
     // No more calls after it.
     void EndSession() { SetSession({}); }
@@ -43,6 +47,7 @@ public:
     void Wake();
 
 private:
+    const std::chrono::milliseconds m_silence;
     std::mutex m_sessionMutex;  // held during the session's functions
     Session m_session;
     std::mutex m_heardMutex;

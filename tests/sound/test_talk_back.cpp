@@ -69,6 +69,21 @@ public:
     void Cancel() override {}
 };
 
+// Gives one block, and then nothing: unplugged, or taken by another program.
+class DyingMicrophone final : public Microphone {
+public:
+    bool Open(const PcmFormat&) override { return true; }
+    bool Read(std::span<std::int16_t> block) override {
+        std::fill(block.begin(), block.end(), std::int16_t{9000});
+        return !std::exchange(m_given, true);
+    }
+    void Close() override {}
+    void Cancel() override {}
+
+private:
+    bool m_given = false;
+};
+
 Samples Speech(std::size_t count) {
     Samples samples(count);
     for (std::size_t i = 0; i < count; ++i) {
@@ -187,6 +202,24 @@ TEST_F(TalkDialog, ARecorderThatReadsNothingIsToldOfAndTriedAgain) {
     EXPECT_EQ(WaitText(), "");
 }
 
+TEST_F(TalkDialog, AMicrophoneThatGivesNothingIsToldOfAndTriedAgain) {
+    kvtest::SoundingRecorder recorder(1);
+    recorder.config.channels[0].talk = true;
+    recorder.Start();
+    std::atomic<int> opened{0};
+    Talk(TalkingCamera(recorder.Port()), [&] {
+        ++opened;
+        return std::make_unique<DyingMicrophone>();
+    });
+    const QString told = QStringLiteral("Disconnected(11:1) - The microphone gives no sound.");
+    ASSERT_TRUE(PumpUntil([&] { return dialog->isVisible() || WaitText() == told.toStdString(); }));
+    EXPECT_TRUE(PumpUntil(
+        [&] { return dialog->findChild<QLabel*>()->text() == told || WaitText() == told.toStdString(); }));
+    EXPECT_EQ(opened, 1);
+    EXPECT_EQ(dialog->Meter().GetPos(), 0) << "no sound goes out";
+    EXPECT_TRUE(PumpUntil([&] { return opened == 2; })) << "tried again";
+}
+
 TEST_F(TalkDialog, EachFailureHasItsNumbersAndCancelEndsAll) {
     const auto fails = [&](const std::shared_ptr<CBaseCamera>& camera, MicrophoneFactory microphone,
                            const std::string& text) {
@@ -203,7 +236,8 @@ TEST_F(TalkDialog, EachFailureHasItsNumbersAndCancelEndsAll) {
     });
     fails(TalkingCamera(kvtest::UnusedPort()), Says(Speech(2000)), "Disconnected(3:0)");
     fails(
-        TalkingCamera(server.Port()), [] { return std::make_unique<NoMicrophone>(); }, "Disconnected(11:0)");
+        TalkingCamera(server.Port()), [] { return std::make_unique<NoMicrophone>(); },
+        "Disconnected(11:0) - No microphone was found.");
     // Its form of sound is none that can be made; the recording tells last.
     fails(TalkingCamera(server.Port(), SystemClock(), "YWRtaW46c2VjcmV0", 2), Says(Speech(2000)),
           "Disconnected(5:0)");

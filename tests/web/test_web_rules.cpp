@@ -4,8 +4,11 @@
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 
+#include "audio/sound_in.h"
+#include "platform/event.h"
 #include "web/json_rpc.h"
 #include "web/page_protocol.h"
+#include "web/page_sound.h"
 #include "web/remote_display.h"
 #include "web/tile_encoder.h"
 #include "web/web_access.h"
@@ -230,6 +233,37 @@ TEST(PageProtocol, WhatIsNoMessageIsToldSo) {
     EXPECT_EQ(size.size, QSize(1000, 680));
     display.SetSize({100000, 1}, 1);
     EXPECT_EQ(display.Size(), QSize(RemoteDisplay::kMaxSide, RemoteDisplay::kMinSide));
+}
+
+// A page whose user refuses the microphone says nothing at all.
+TEST(PageSound, APageThatGivesNothingEndsTheRecording) {
+    const auto page = std::make_shared<PageSound>(std::chrono::milliseconds(50));
+    std::vector<bool> asked;
+    page->SetSession({{}, [&](bool bOn) { asked.push_back(bOn); }});
+    CSoundIn recording(page->MakeHost().input);
+    Event heard;
+    Event failed;
+    recording.SetCallback([&](std::span<const std::int16_t>) {
+        heard.Set();
+        return true;
+    });
+    recording.SetFailed([&] { failed.Set(); });
+    ASSERT_TRUE(recording.Start());
+    page->Take(std::vector<std::int16_t>(2000, 7));
+    EXPECT_TRUE(heard.Wait(Milliseconds(10000)));
+    ASSERT_TRUE(failed.Wait(Milliseconds(10000))) << "nothing more came";
+    EXPECT_EQ(asked, (std::vector<bool>{true, false})) << "the page need not record any more";
+    // An end that was asked for is no failure.
+    failed.Reset();
+    CSoundIn other(page->MakeHost().input);
+    other.SetCallback([](std::span<const std::int16_t>) { return true; });
+    other.SetFailed([&] { failed.Set(); });
+    ASSERT_TRUE(other.Start());
+    other.Stop();
+    while (!other.IsEnded()) {
+        std::this_thread::sleep_for(Milliseconds(1));
+    }
+    EXPECT_FALSE(failed.IsSet());
 }
 
 TEST(TileEncoder, TilesAreThePicturesPart) {
