@@ -15,6 +15,7 @@
 #include "channel/channel_messages.h"
 #include "channel/ptz_request.h"
 #include "console/dialog_parts.h"
+#include "console/fill_pattern.h"
 #include "persist/string_table.h"
 
 namespace kvmon {
@@ -33,14 +34,17 @@ constexpr std::uint32_t kStrNoNames = 6409;
 constexpr std::uint32_t kStrFree = 6410;
 constexpr std::uint32_t kStrStoring = 6411;
 constexpr std::uint32_t kStrDeleting = 6412;
-constexpr std::uint32_t kStrOnTheWay = 6413;
 constexpr std::uint32_t kStrNameLabel = 6414;
+constexpr std::uint32_t kStrStoreName = 6910;
+constexpr std::uint32_t kStrOnTheWay = 6911;
+constexpr std::uint32_t kStrNotThere = 6914;
 constexpr std::uint32_t kStrFirstPreset = 3544;
 
 // The wire has two digits for the length and carries no letter beyond ASCII.
 constexpr int kLongestName = 63;
-// A recorder stores where the camera is: it gets the time to be there.
-constexpr int kArrivalMs = 3000;
+// How often it is looked whether the camera has refused to go. A second click of a double click comes sooner
+// than the first look and stores nothing.
+constexpr int kArrivalLookMs = 500;
 // Until the recorder is asked for its table by the cell; a failed command is told of by then, too.
 constexpr int kTableMs = 9000;
 
@@ -90,25 +94,21 @@ PresetDialog::PresetDialog(std::shared_ptr<CBaseCamera> camera, QWidget* parent)
     grid->setRowStretch(4, 1);
     BuildButtons();
 
-    m_arrival.setSingleShot(true);
     m_reread.setSingleShot(true);
-    connect(&m_arrival, &QTimer::timeout, this, [this] {
-        if (const auto shown = m_camera.lock(); shown && m_renamed >= 0) {
-            shown->AddPresetNameCmd(static_cast<std::uint32_t>(m_renamed), m_newName);
-            AwaitTable();
-        }
-        m_renamed = -1;
-        Enable();
-    });
+    connect(&m_arrival, &QTimer::timeout, this, [this] { LookForArrival(); });
     connect(&m_reread, &QTimer::timeout, this, [this] {
         m_note->setText(TakesNames() ? QString() : Text(kStrNoNames));
         Enable();
     });
-    connect(m_table, &QTableWidget::itemSelectionChanged, this, [this] { ShowChoice(); });
+    connect(m_table, &QTableWidget::itemSelectionChanged, this, [this] {
+        EndRename({});
+        ShowChoice();
+    });
     connect(m_table, &QTableWidget::itemDoubleClicked, this, [this] { GoTo(); });
     connect(m_name, &QLineEdit::textChanged, this, [this] { Enable(); });
     if (camera) {
         camera->ReadPresetFormat();
+        camera->RefreshCameraInfo();
     }
     Refresh();
     m_table->selectRow(0);
@@ -221,14 +221,16 @@ void PresetDialog::Enable() {
     const int index = Chosen();
     const CameraInfo info = camera ? camera->GetCameraInfo() : CameraInfo{};
     const bool bNames = TakesNames();
-    const bool bFree = index >= 0 && !m_arrival.isActive();
+    const bool bFree = index >= 0;
     const bool bExists = Exists(info, index);
     const QString name = m_name->text().trimmed();
     m_name->setEnabled(bNames);
     m_goTo->setEnabled(bFree && bExists);
     m_store->setEnabled(bFree && (!bNames || !name.isEmpty()));
+    m_rename->setText(Text(m_renamed < 0 ? kStrRename : kStrStoreName));
     m_rename->setEnabled(bFree && bExists && bNames && !name.isEmpty() &&
-                         name != QString::fromStdString(NameOf(info, std::max(index, 0))));
+                         name != QString::fromStdString(NameOf(info, std::max(index, 0))) &&
+                         (m_renamed < 0 || m_bMayHaveArrived));
     // A recorder of names is told which one goes.
     m_delete->setEnabled(bFree && bExists &&
                          (!bNames || !info.presetNames[static_cast<std::size_t>(index)].empty()));
@@ -244,6 +246,7 @@ void PresetDialog::AwaitTable() {
 }
 
 void PresetDialog::GoTo() {
+    EndRename({});
     const auto camera = m_camera.lock();
     if (camera && m_goTo->isEnabled()) {
         camera->AddCamCmd(kCmdPresetFirst + static_cast<std::uint32_t>(Chosen()), 0);
@@ -251,6 +254,7 @@ void PresetDialog::GoTo() {
 }
 
 void PresetDialog::Store() {
+    EndRename({});
     if (const auto camera = m_camera.lock()) {
         camera->AddPresetNameCmd(static_cast<std::uint32_t>(Chosen()),
                                  m_name->text().trimmed().toStdString());
@@ -259,19 +263,54 @@ void PresetDialog::Store() {
     }
 }
 
-// The recorder has no word for it: the place is stored again under the new name, from where it is.
+// The recorder has no word for it: the place is stored again under the new name, from where the camera is.
+// Nobody tells when it has come to rest there, be it after a second or twenty, but the user sees it.
 void PresetDialog::Rename() {
-    if (const auto camera = m_camera.lock()) {
-        m_renamed = Chosen();
-        m_newName = m_name->text().trimmed().toStdString();
-        GoTo();
-        Say(kStrOnTheWay);
-        m_arrival.start(kArrivalMs);
-        Enable();
+    const auto camera = m_camera.lock();
+    if (!camera) {
+        return;
     }
+    if (m_renamed < 0) {
+        m_nFailedBefore = camera->GetFailedCommands();
+        GoTo();
+        m_renamed = Chosen();
+        m_arrival.start(kArrivalLookMs);
+        m_note->setText(
+            QString::fromStdString(FillPattern(LoadString(kStrOnTheWay), {LoadString(kStrStoreName)})));
+    } else {
+        camera->AddPresetNameCmd(static_cast<std::uint32_t>(m_renamed),
+                                 m_name->text().trimmed().toStdString());
+        EndRename(kStrStoring);
+        AwaitTable();
+    }
+    Enable();
+}
+
+void PresetDialog::LookForArrival() {
+    const auto camera = m_camera.lock();
+    if (camera && camera->GetFailedCommands() != m_nFailedBefore) {
+        EndRename(kStrNotThere);
+        m_reread.start(kTableMs);  // the word stays as long
+    } else {
+        m_bMayHaveArrived = true;
+    }
+    Enable();
+}
+
+// The preset keeps its old name, unless the new one has gone out.
+void PresetDialog::EndRename(std::optional<std::uint32_t> word) {
+    if (m_renamed < 0) {
+        return;
+    }
+    m_renamed = -1;
+    m_bMayHaveArrived = false;
+    m_arrival.stop();
+    word ? Say(*word) : m_note->clear();
+    Enable();
 }
 
 void PresetDialog::Delete() {
+    EndRename({});
     if (const auto camera = m_camera.lock()) {
         camera->AddPresetIndexCmd(static_cast<std::uint32_t>(Chosen()));
         Say(kStrDeleting);

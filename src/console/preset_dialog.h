@@ -36,6 +36,8 @@ private:
     void GoTo();
     void Store();
     void Rename();
+    void LookForArrival();
+    void EndRename(std::optional<std::uint32_t> word);
     void Delete();
     void Say(std::uint32_t text);
     void AwaitTable();
@@ -52,7 +54,8 @@ private:
     QTimer m_arrival;         // the camera is on its way to the preset that is renamed
     QTimer m_reread;
     int m_renamed = -1;
-    std::string m_newName;
+    bool m_bMayHaveArrived = false;
+    std::uint32_t m_nFailedBefore = 0;
 };
 
 }  // namespace kvmon

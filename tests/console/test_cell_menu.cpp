@@ -2,11 +2,14 @@
 #include <gmock/gmock.h>
 
 #include <QtGui/QKeyEvent>
+#include <QtGui/QMouseEvent>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QDialog>
+#include <QtWidgets/QLabel>
 #include <QtWidgets/QLineEdit>
 #include <QtWidgets/QMenu>
 #include <QtWidgets/QPushButton>
+#include <QtWidgets/QTableWidget>
 
 #include "channel/base_camera.h"
 #include "channel/camera_menu.h"
@@ -37,6 +40,16 @@ protected:
         QKeyEvent key(QEvent::KeyPress, Qt::Key_F10, Qt::ShiftModifier);
         QApplication::sendEvent(console.get(), &key);
         return qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    }
+    static void DoubleClick(QWidget& widget) {
+        const QPointF at = widget.rect().center();
+        for (const auto type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease,
+                                QEvent::MouseButtonDblClick, QEvent::MouseButtonRelease}) {
+            const bool bUp = type == QEvent::MouseButtonRelease;
+            QMouseEvent event(type, at, widget.mapToGlobal(at), Qt::LeftButton,
+                              bUp ? Qt::NoButton : Qt::LeftButton, Qt::NoModifier);
+            QApplication::sendEvent(&widget, &event);
+        }
     }
     QDialog* Presets() { return console->window()->findChild<QDialog*>(QStringLiteral("presetDialog")); }
 };
@@ -90,6 +103,75 @@ TEST_F(CellMenuTest, OpensByTheKeyboardAndSwitchesDigitalZoom) {
     EXPECT_FALSE(Cell(1).GetCamera()->IsDigitalZoom());
     Command(kCmdDigitalZoomOff);
     EXPECT_FALSE(console->Controls().Get(kCmdZoomIn).shown);
+}
+
+// A recorder stores where the camera is at the moment, and nobody but the user knows when it has arrived.
+TEST_F(CellMenuTest, ARenamedPresetKeepsItsPlace) {
+    FakeRecorder recorder("Hall", 1);
+    recorder.SetDocument("command=16", kvtest::HttpReply(200, "OK", "19"));
+    recorder.SetDocument("Recording.MediaProperty", kvtest::HttpReply(200, "OK", "\n<audio_enabled>\n"));
+    recorder.SetDocument("command=15", kvtest::HttpReply(200, "OK", "002044761746503412642"));  // Gate, A&B
+    recorder.SetDocument("command=20", kvtest::HttpReply(200, "OK", "01011"));
+    recorder.SetDocument("command=12", kvtest::HttpReply(200, "OK", "0"));
+    recorder.SetDocument("command=22", kvtest::HttpReply(200, "OK", "\r\n\r\n\r\n"));
+    Open(recorder.Port());
+    ASSERT_TRUE(PumpUntil([&] { return Cell(0).GetCamera()->GetCameraInfo().dwPresetMask == 3; }));
+    Command(kCmdPresetDialog);
+    ASSERT_NE(Presets(), nullptr);
+    auto* const table = Presets()->findChild<QTableWidget*>();
+    auto* const name = Presets()->findChild<QLineEdit*>();
+    const auto button = [this](const char* which) {
+        return Presets()->findChild<QPushButton*>(QString::fromLatin1(which));
+    };
+    const auto shows = [this](const char* text) {
+        for (const QLabel* const label : Presets()->findChildren<QLabel*>()) {
+            if (label->text() == QLatin1String(text)) {
+                return true;
+            }
+        }
+        return false;
+    };
+    // Clicks "Rename" with a new name in the field.
+    const auto rename = [&](const char* text) {
+        name->selectAll();
+        for (const char letter : std::string(text)) {
+            QKeyEvent key(QEvent::KeyPress, 0, Qt::NoModifier, QString(QLatin1Char(letter)));
+            QApplication::sendEvent(name, &key);
+        }
+        ASSERT_TRUE(PumpUntil([&] { return button("rename")->isEnabled(); }));
+        DoubleClick(*button("rename"));
+        EXPECT_EQ(button("rename")->text(), "Store name");
+    };
+    ASSERT_TRUE(PumpUntil([&] { return name->isEnabled(); }));
+    EXPECT_EQ(table->item(1, 1)->text(), "A&B");
+
+    rename("Door");
+    EXPECT_FALSE(button("rename")->isEnabled()) << "the second click of a double click stores nothing";
+    ASSERT_TRUE(PumpUntil([&] { return button("rename")->isEnabled(); }));
+    EXPECT_TRUE(shows(
+        "The camera goes to the preset. Click \"Store name\" when it is there; anything else keeps the old "
+        "name."));
+    EXPECT_EQ(recorder.CountHeads("ptz.cgi?ch=0&command=12&arg=0 "), 1);
+    EXPECT_EQ(recorder.CountHeads("command=21"), 0);
+    button("rename")->click();
+    EXPECT_TRUE(PumpUntil([&] { return recorder.CountHeads("command=21&ch=0&arg=00004446f6f72 ") == 1; }));
+    EXPECT_EQ(button("rename")->text(), "Rename");
+
+    // The user turns to something else.
+    rename("Roof");
+    ASSERT_TRUE(PumpUntil([&] { return button("rename")->isEnabled(); }));
+    table->selectRow(1);
+    EXPECT_EQ(button("rename")->text(), "Rename");
+    // The camera does not obey.
+    recorder.SetDocument("command=12", kvtest::HttpReply(500, "Sorry", ""));
+    rename("Yard");
+    ASSERT_TRUE(PumpUntil([&] { return shows("The camera did not go to the preset. It keeps its name."); }));
+    EXPECT_EQ(button("rename")->text(), "Rename");
+    EXPECT_EQ(recorder.CountHeads("command=21"), 1);
+
+    // The name goes out with both letters of what a menu takes for one, as recorders have always been told.
+    button("delete")->click();
+    EXPECT_TRUE(PumpUntil([&] { return recorder.CountHeads("command=22&ch=0&arg=0010441262642 ") == 1; }));
 }
 
 TEST_F(CellMenuTest, PresetsAreStoredByNumberAlone) {

@@ -8,6 +8,7 @@
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QMenu>
 #include <QtWidgets/QMessageBox>
+#include <QtWidgets/QPushButton>
 #include <QtWidgets/QTabWidget>
 #include <memory>
 #include <set>
@@ -197,6 +198,16 @@ TEST_F(LanguageFit, MessagesAndWaits) {
         }
         CSendSoundDlg talk(nullptr, nullptr);
         ExpectFitsWith(talk, *talk.findChild<QLabel*>(), {6500, 6503, 1106, 57423});
+        for (const std::uint32_t words : {6912u, 6913u}) {
+            const std::string text = FillPattern(LoadString(57423), {"11", "1"}) + " - " + LoadString(words);
+            talk.findChild<QLabel*>()->setText(QString::fromStdString(text));
+            ExpectFits(talk);
+            CWaitDlg wait(nullptr, CWaitDlg::Place::Above);
+            wait.SetCloseText(LoadString(6121));
+            wait.Open(false);
+            wait.SetText(text);  // while it is open
+            ExpectFits(wait);
+        }
     }
 }
 
@@ -248,9 +259,11 @@ TEST_F(LanguageFit, ConsoleMenusAndWindows) {
         ASSERT_NE(presets, nullptr);
         for (QLabel* const label : presets->findChildren<QLabel*>()) {
             if (label->wordWrap()) {
-                ExpectFitsWith(*presets, *label, {6409, 6411, 6412, 6413});
+                ExpectFitsWith(*presets, *label, {6409, 6411, 6412, 6911, 6914});
             }
         }
+        presets->findChild<QPushButton*>(QStringLiteral("rename"))->setText(String(6910));
+        ExpectFits(*presets);
         Close();
         Pump();
     }
