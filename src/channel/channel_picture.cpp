@@ -516,14 +516,18 @@ std::optional<Snapshot> ChannelPicture::TakeSnapshot(const std::string& stamp) {
 }
 
 SnapshotResult ChannelPicture::SaveSnapshot(const std::string& path, bool bJpeg, const std::string& stamp) {
-    if (path.empty() || !MakeSnapshotFolder(path)) {
-        return SnapshotResult::Refused;
-    }
-    const auto snapshot = TakeSnapshot(stamp);
+    const auto snapshot = path.empty() ? std::nullopt : TakeSnapshot(stamp);
     if (!snapshot) {
         return SnapshotResult::Refused;
     }
-    return WriteSnapshot(*snapshot, path, bJpeg) ? SnapshotResult::Saved : SnapshotResult::Failed;
+    switch (WriteSnapshot(*snapshot, path, bJpeg, std::chrono::system_clock::now()).step) {
+        case SnapshotStep::None:
+            return SnapshotResult::Saved;
+        case SnapshotStep::Folder:
+            return SnapshotResult::Refused;
+        default:
+            return SnapshotResult::Failed;
+    }
 }
 
 std::vector<std::uint8_t> ChannelPicture::GetBitmapFile() const {

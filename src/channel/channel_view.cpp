@@ -1,11 +1,8 @@
 #include "channel/channel_view.h"
 
-#include <QtCore/QUrl>
-#include <QtGui/QDesktopServices>
 #include <QtGui/QPainter>
 #include <QtGui/QScreen>
 #include <QtGui/QWheelEvent>
-#include <QtWidgets/QMessageBox>
 #include <algorithm>
 
 #include "channel/base_camera.h"
@@ -25,31 +22,18 @@ constexpr int kMessageMs = 2000;
 constexpr int kZoomLabelMs = 3000;
 
 constexpr std::uint32_t kStrDigitalZoom = 2603;
-constexpr std::uint32_t kStrError = 4005;
 constexpr std::uint32_t kStrNoPermission = 4009;
 constexpr std::uint32_t kStrNoSettings = 4010;
 constexpr std::uint32_t kStrConnecting = 57411;
-constexpr std::uint32_t kStrSnapshotFailed = 57426;
-
-// From a snapshot's writer to its view: wParam the job, lParam whether the file was written.
-constexpr std::uint32_t kMsgSnapshotDone = 11500;
-constexpr std::size_t kMostSnapshotJobs = 4;
-constexpr Milliseconds kSnapshotEnd{3000};
 
 }  // namespace
 
-CChannelView::CChannelView(QWidget* parent)
-    : WindowBase(parent), m_repaint(RegisterForRepaint(*this)), m_snapshots(kMostSnapshotJobs) {
+CChannelView::CChannelView(QWidget* parent) : WindowBase(parent), m_repaint(RegisterForRepaint(*this)) {
     setAttribute(Qt::WA_OpaquePaintEvent);
 }
 
 CChannelView::~CChannelView() {
     SetCamera(nullptr);
-    for (const auto& job : m_snapshots) {
-        if (job) {
-            job->writer.Wait(kSnapshotEnd);
-        }
-    }
 }
 
 void CChannelView::SetEventWnd(WindowBase* pEventWnd) {
@@ -196,56 +180,9 @@ void CChannelView::OnLButtonDblClk() {
 
 // --- snapshot
 
-std::string SnapshotFailedText() {
-    QString text = QString::fromStdString(LoadString(kStrSnapshotFailed));
-    text.replace(QLatin1String("%d"), QLatin1String("0"));
-    return text.toStdString();
-}
-
-bool CChannelView::SaveSnapshot(const std::string& path, bool bJpeg, const std::string& stamp,
-                                bool bOpenAfter) {
+std::optional<Snapshot> CChannelView::TakeSnapshot(const std::string& stamp) const {
     const auto camera = GetCamera();
-    const auto job = std::find(m_snapshots.begin(), m_snapshots.end(), nullptr);
-    if (path.empty() || !camera || !IsShownHere(*camera) || job == m_snapshots.end() ||
-        !MakeSnapshotFolder(path)) {
-        return false;
-    }
-    auto snapshot = camera->Picture().TakeSnapshot(stamp);
-    if (!snapshot) {
-        return false;
-    }
-    *job = std::make_unique<SnapshotJob>();
-    (*job)->path = path;
-    (*job)->bOpenAfter = bOpenAfter;
-    const auto number = static_cast<WParam>(job - m_snapshots.begin());
-    const bool bStarted =
-        (*job)->writer.Start("kv-snapshot", [window = Handle(), number, path, bJpeg,
-                                             shot = std::make_shared<const Snapshot>(std::move(*snapshot))] {
-            window.Post(kMsgSnapshotDone, number, WriteSnapshot(*shot, path, bJpeg) ? 1 : 0);
-        });
-    if (!bStarted) {
-        PostMessage(kMsgSnapshotDone, number, 0);
-    }
-    return true;
-}
-
-void CChannelView::OnSnapshotDone(bool bSaved, std::size_t nJob) {
-    if (nJob >= m_snapshots.size() || !m_snapshots[nJob]) {
-        return;
-    }
-    const auto job = std::move(m_snapshots[nJob]);
-    job->writer.Wait(kSnapshotEnd);  // its last act was the message
-    if (bSaved) {
-        if (job->bOpenAfter) {
-            QDesktopServices::openUrl(QUrl::fromLocalFile(QString::fromStdString(job->path)));
-        }
-        return;
-    }
-    auto* const box = new QMessageBox(QMessageBox::Warning, QString::fromStdString(LoadString(kStrError)),
-                                      QString::fromStdString(SnapshotFailedText()), QMessageBox::Ok, this);
-    box->setTextFormat(Qt::PlainText);
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->open();
+    return camera && IsShownHere(*camera) ? camera->Picture().TakeSnapshot(stamp) : std::nullopt;
 }
 
 // --- messages
@@ -264,10 +201,6 @@ void CChannelView::OnTimer(std::uint32_t id) {
 }
 
 LParam CChannelView::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) {
-    if (message == kMsgSnapshotDone) {
-        OnSnapshotDone(lParam != 0, static_cast<std::size_t>(wParam));
-        return 0;
-    }
     if (message == kMsgShowText) {
         SetMessage(static_cast<std::uint32_t>(wParam), true);
         return 0;

@@ -9,16 +9,12 @@
 #include <vector>
 
 #include "channel/channel_picture.h"
-#include "platform/worker.h"
 #include "skin/window_base.h"
 
 namespace kvmon {
 
 class CBaseCamera;
 class RepaintTicket;
-
-// What a user is told of a snapshot that failed.
-std::string SnapshotFailedText();
 
 // User interface thread only.
 class CChannelView : public WindowBase {
@@ -53,11 +49,9 @@ public:
     // The picture's pixel below a point of the view; nothing beside the picture.
     std::optional<QPoint> ClientToImage(const QPoint& point) const;
 
-    // Saves the picture as it is now; the file is written by a thread. False: an empty path, no channel in
-    // this view, no picture, no folder, or too many files are being written. A file that then cannot be
-    // written is told of in a box. With bOpenAfter the file is opened with the desktop's program for it. The
-    // stamp, if any, is written into the picture.
-    bool SaveSnapshot(const std::string& path, bool bJpeg, const std::string& stamp, bool bOpenAfter);
+    // The picture as it is now, with the stamp, if any, written into it. Nothing without a channel that is
+    // shown here, or a picture of it.
+    std::optional<Snapshot> TakeSnapshot(const std::string& stamp) const;
 
 protected:
     void OnTimer(std::uint32_t id) override;
@@ -78,7 +72,6 @@ private:
     void ShowState(const CBaseCamera& camera);
     void OnLButtonDblClk();
     bool OnWheel(const QWheelEvent& wheel);
-    void OnSnapshotDone(bool bSaved, std::size_t nJob);
 
     std::uint32_t m_uIdx = 0xFFFFFFFF;
     QPointer<WindowBase> m_pEventWnd;
@@ -89,13 +82,6 @@ private:
     std::weak_ptr<CBaseCamera> m_pCamera;
     const std::shared_ptr<RepaintTicket> m_repaint;
     QSize m_givenSize;  // device pixels, as the channel knows them
-
-    struct SnapshotJob {
-        std::string path;
-        bool bOpenAfter = false;
-        Worker writer;
-    };
-    std::vector<std::unique_ptr<SnapshotJob>> m_snapshots;  // null: free
 };
 
 }  // namespace kvmon

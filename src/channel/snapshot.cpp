@@ -1,10 +1,14 @@
 #include "channel/snapshot.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <QtGui/QFontDatabase>
 #include <QtGui/QFontMetrics>
 #include <QtGui/QImage>
 #include <QtGui/QPainter>
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <filesystem>
 
@@ -103,16 +107,30 @@ void AddStringOnBitmapImage(Snapshot& snapshot, const std::string& text) {
     }
 }
 
-bool MakeSnapshotFolder(const std::string& path) {
+SnapshotFailure WriteSnapshot(const Snapshot& snapshot, const std::string& path, bool bJpeg,
+                              std::chrono::system_clock::time_point taken) {
     const std::string folder = std::filesystem::path(path).parent_path().string();
-    return folder.empty() || IsFolder(folder) || CreateFolder(folder);
-}
-
-bool WriteSnapshot(const Snapshot& snapshot, const std::string& path, bool bJpeg) {
-    if (bJpeg) {
-        return SaveJpegFile(path, snapshot.info, snapshot.bits, kSnapshotQuality, true) == nullptr;
+    if (!folder.empty() && !IsFolder(folder) && !CreateFolder(folder)) {
+        ::mkdir(folder.c_str(), 0700);  // for its reason alone
+        return {SnapshotStep::Folder, errno};
     }
-    return SaveWholeFile(path, MakeBitmapFile(snapshot.info, snapshot.bits));
+    std::vector<std::uint8_t> file;
+    if (!bJpeg) {
+        file = MakeBitmapFile(snapshot.info, snapshot.bits);
+    } else if (SaveJpegMemory(file, snapshot.info, snapshot.bits, kSnapshotQuality, true) != nullptr) {
+        return {SnapshotStep::Coding, 0};
+    }
+    if (!SaveWholeFile(path, file)) {
+        return {SnapshotStep::File, errno};
+    }
+    // A user may have thought about the name for a while.
+    const auto since = taken.time_since_epoch();
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(since);
+    const timespec time{seconds.count(),
+                        std::chrono::duration_cast<std::chrono::nanoseconds>(since - seconds).count()};
+    const timespec times[] = {time, time};
+    ::utimensat(AT_FDCWD, path.c_str(), times, 0);  // a file system without dates keeps the picture
+    return {};
 }
 
 }  // namespace kvmon

@@ -1,6 +1,7 @@
 // A picture on its way to a file.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -24,11 +25,25 @@ std::vector<std::uint8_t> MakeBitmapFile(const BITMAPINFOHEADER& info, std::span
 // Writes the text in yellow on a darkened plate into the upper left corner.
 void AddStringOnBitmapImage(Snapshot& snapshot, const std::string& text);
 
-// The folder of the path exists, or was made now.
-bool MakeSnapshotFolder(const std::string& path);
+// Where a snapshot has failed, by the first number of what the user is told.
+enum class SnapshotStep {
+    None = 0,
+    Folder = 1,   // it cannot be made
+    Picture = 2,  // there is none
+    Coding = 3,
+    File = 4,   // it cannot be written
+    Queue = 5,  // too many are being written
+};
+// True if it failed.
+struct SnapshotFailure {
+    SnapshotStep step = SnapshotStep::None;
+    int nError = 0;  // the system's number, where it has one
+    explicit operator bool() const { return step != SnapshotStep::None; }
+};
 
-// Writes a JPEG file of quality 100, or a BMP file. It appears under its name only when it is whole. Any
-// thread; takes the disk's time.
-bool WriteSnapshot(const Snapshot& snapshot, const std::string& path, bool bJpeg);
+// Writes a JPEG file of quality 100, or a BMP file, and makes the folder if need be. The file appears under
+// its name only when it is whole, and its date is that of the picture. Any thread; takes the disk's time.
+SnapshotFailure WriteSnapshot(const Snapshot& snapshot, const std::string& path, bool bJpeg,
+                              std::chrono::system_clock::time_point taken);
 
 }  // namespace kvmon

@@ -194,7 +194,9 @@ bool SaveWholeFile(const std::string& path, std::span<const std::uint8_t> data) 
     const bool written = WriteWhole(fd, data);
     const bool closed = ::close(fd) == 0;
     if (!written || !closed || std::rename(neighbour.c_str(), path.c_str()) != 0) {
+        const int cause = errno;
         ::unlink(neighbour.c_str());
+        errno = cause;
         return false;
     }
     return true;

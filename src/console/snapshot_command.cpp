@@ -21,14 +21,13 @@ namespace kvmon {
 
 namespace {
 
-constexpr std::uint32_t kStrError = 4005;
 constexpr std::uint32_t kStrWarning = 5026;
 constexpr std::uint32_t kStrNotice = 6300;
 constexpr std::uint32_t kStrDoNotShowAgain = 6301;
 constexpr const char* kNoticeFlag = "DisableWin64Notify";
 
-std::tm LocalTime(std::int64_t offsetSeconds) {
-    const std::time_t time = std::chrono::system_clock::to_time_t(SystemClock().Now()) + offsetSeconds;
+std::tm LocalTime(std::chrono::system_clock::time_point now, std::int64_t offsetSeconds) {
+    const std::time_t time = std::chrono::system_clock::to_time_t(now) + offsetSeconds;
     std::tm local{};
     ::localtime_r(&time, &local);
     return local;
@@ -70,30 +69,41 @@ void SnapshotCommand::TakeActive(bool bLowIntegrity) {
     if (server == nullptr) {
         return;
     }
+    // Picture, stamp, name and date are those of the click, however long a dialog asks.
     const ConsoleOptions& options = m_dlg.Options();
-    Order order{camera, {}, {}, options.bSaveSnapshotAsJpeg, bLowIntegrity};
-    if (options.bShowSnapshotTimeStamp) {
-        order.stamp = GetSnapshotTimeStamp(*camera, *server);
+    const Time now = SystemClock().Now();
+    const std::string stamp =
+        options.bShowSnapshotTimeStamp ? GetSnapshotTimeStamp(*camera, *server, now) : std::string();
+    CVideoWnd* const cell = m_dlg.View().Cells().FindByCamera(camera.get());
+    auto picture = cell != nullptr ? cell->View().TakeSnapshot(stamp) : std::nullopt;
+    if (!picture) {
+        m_writer.TellFailure({SnapshotStep::Picture, 0}, bLowIntegrity);
+        return;
     }
+    SnapshotOrder order{std::make_shared<const Snapshot>(std::move(*picture)),
+                        now,
+                        {},
+                        options.bSaveSnapshotAsJpeg,
+                        bLowIntegrity};
     if (bLowIntegrity) {
         order.path = FormatText("%s/~snapshot.%s", GetDataFolder().c_str(), order.bJpeg ? "jpg" : "bmp");
-        Save(order);
+        m_writer.Write(order);
         return;
     }
     order.path = m_names.Make(options.strSnapshotFolder, server->GetServerName(),
-                              camera->GetCHInKelvara() + 1, LocalTime(0), order.bJpeg, FileExists);
+                              camera->GetCHInKelvara() + 1, LocalTime(now, 0), order.bJpeg, FileExists);
     if (options.bManualInputSnapshotFilename) {
-        AskAndSave(std::move(order));
+        AskAndSave(order);
     } else {
-        Save(order);
+        m_writer.Write(order);
     }
 }
 
-std::string SnapshotCommand::GetSnapshotTimeStamp(const CBaseCamera& camera,
-                                                  const CKelvaraInfo& server) const {
+std::string SnapshotCommand::GetSnapshotTimeStamp(const CBaseCamera& camera, const CKelvaraInfo& server,
+                                                  Time now) const {
     std::string strTimeStamp;
     if (server.IsServerTimeKnown()) {
-        const std::tm time = LocalTime(server.GetServerTimeOffset());
+        const std::tm time = LocalTime(now, server.GetServerTimeOffset());
         char text[64];
         const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &time);
         strTimeStamp = camera.GetCameraName() + " " + std::string(text, length);
@@ -102,7 +112,7 @@ std::string SnapshotCommand::GetSnapshotTimeStamp(const CBaseCamera& camera,
     return strTimeStamp;
 }
 
-void SnapshotCommand::AskAndSave(Order order) {
+void SnapshotCommand::AskAndSave(const SnapshotOrder& order) {
     auto* const dialog =
         new QFileDialog(m_dlg.Screens().DialogHost(), QString::fromStdString(LoadString(2614)),
                         QString::fromStdString(order.path),
@@ -111,20 +121,11 @@ void SnapshotCommand::AskAndSave(Order order) {
     dialog->setDefaultSuffix(order.bJpeg ? QStringLiteral("jpg") : QStringLiteral("bmp"));
     dialog->selectFile(QString::fromStdString(order.path));
     QObject::connect(dialog, &QFileDialog::fileSelected, &m_dlg, [this, order](const QString& file) {
-        Order chosen = order;
+        SnapshotOrder chosen = order;
         chosen.path = file.toStdString();
-        Save(chosen);
+        m_writer.Write(chosen);
     });
     OpenDialog(dialog);
-}
-
-void SnapshotCommand::Save(const Order& order) {
-    // The view may have changed while a dialog asked.
-    CVideoWnd* const cell = m_dlg.View().Cells().FindByCamera(order.camera.lock().get());
-    if (cell == nullptr ||
-        !cell->View().SaveSnapshot(order.path, order.bJpeg, order.stamp, order.bOpenAfter)) {
-        m_dlg.ShowMessage(SnapshotFailedText(), LoadString(kStrError));
-    }
 }
 
 }  // namespace kvmon

@@ -2,11 +2,13 @@
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 
+#include <QtCore/QPointer>
 #include <QtCore/QScopeGuard>
 #include <QtGui/QImage>
 #include <QtWidgets/QCheckBox>
 #include <QtWidgets/QFileDialog>
 #include <QtWidgets/QMessageBox>
+#include <cerrno>
 #include <csignal>
 #include <filesystem>
 
@@ -36,8 +38,11 @@ protected:
     // Opens the console with a grey picture in the first cell.
     void OpenWithPicture() {
         Open(recorder.Port());
+        Show(200);
+    }
+    void Show(std::uint8_t grey) {
         ChannelPicture& picture = Cell(0).GetCamera()->Picture();
-        auto frame = kvtest::MakePlainFrame(320, 200, {200, 200, 200});
+        auto frame = kvtest::MakePlainFrame(320, 200, {grey, grey, grey});
         picture.SetBitmapInfo(frame->Info());
         picture.Show(std::move(frame));
         picture.Compose();
@@ -62,9 +67,10 @@ protected:
         }
         return nullptr;
     }
-    void ExpectFailureText() {
+    void ExpectFailure(const char* numbers) {
         ASSERT_TRUE(PumpUntil([&] { return Find<QMessageBox>() != nullptr; }));
-        EXPECT_THAT(Find<QMessageBox>()->text().toStdString(), HasSubstr("Take snapshot failed(0.0)."));
+        EXPECT_THAT(Find<QMessageBox>()->text().toStdString(),
+                    HasSubstr("Take snapshot failed(" + std::string(numbers) + ")."));
         EXPECT_EQ(Find<QMessageBox>()->windowTitle(), "Error");
         Find<QMessageBox>()->close();
         Pump();
@@ -115,9 +121,12 @@ TEST_F(SnapshotButton, WithoutTheStampTheRecorderIsNotAskedAndThePictureIsPlain)
 TEST_F(SnapshotButton, AFolderThatCannotBeWrittenAndAFullDiskAreToldOf) {
     Set("SaveSnapshotAsJpeg", 0);
     SaveTo("/proc/none");
-    OpenWithPicture();
+    Open(recorder.Port());
     Command(kCtlSnapshot);
-    ExpectFailureText();
+    ExpectFailure("2.0");  // no picture
+    Show(200);
+    Command(kCtlSnapshot);
+    ExpectFailure(("1." + std::to_string(ENOENT)).c_str());
 
     Close();
     SaveTo(shots);
@@ -133,7 +142,7 @@ TEST_F(SnapshotButton, AFolderThatCannotBeWrittenAndAFullDiskAreToldOf) {
         std::signal(SIGXFSZ, before);
     });
     Command(kCtlSnapshot);
-    ExpectFailureText();
+    ExpectFailure(("4." + std::to_string(EFBIG)).c_str());
 }
 
 TEST_F(SnapshotButton, AsksForTheNameWhenToldTo) {
@@ -153,6 +162,71 @@ TEST_F(SnapshotButton, AsksForTheNameWhenToldTo) {
     emit Find<QFileDialog>()->fileSelected(QString::fromStdString(shots + "/mine.jpg"));
     Find<QFileDialog>()->reject();
     ASSERT_TRUE(PumpUntil([&] { return Files() == std::vector<std::string>{"mine.jpg"}; }));
+}
+
+// The user thinks about the name while the wall goes on: the file tells of the moment of the click.
+TEST_F(SnapshotButton, TheNameMayTakeItsTimeAndTheViewMayChange) {
+    Set("ManualInputSnapeshotFilename", 1);
+    SaveTo(shots);
+    std::filesystem::create_directory(shots);
+    OpenWithPicture();
+    const auto before = std::filesystem::file_time_type::clock::now();
+    Command(kCtlSnapshot);
+    const auto after = std::filesystem::file_time_type::clock::now();
+    QPointer<QFileDialog> dialog = Find<QFileDialog>();
+    ASSERT_NE(dialog, nullptr);
+    Show(20);
+    recorder.SetChannels({{"Channel 1", false}, {"Channel 2"}});  // no cell shows it any more
+    ASSERT_TRUE(recorder.WaitForListener());
+    recorder.Notify("2\n");
+    ASSERT_TRUE(PumpUntil([&] {
+        const auto camera = Cell(0).GetCamera();
+        return !camera || camera->GetCameraName() != "Channel 1";
+    }));
+    ASSERT_NE(dialog, nullptr);
+    emit dialog->fileSelected(QString::fromStdString(shots + "/mine.jpg"));
+    dialog->reject();
+    ASSERT_TRUE(PumpUntil([&] { return Files() == std::vector<std::string>{"mine.jpg"}; }));
+    EXPECT_EQ(Find<QMessageBox>(), nullptr);
+    const QImage image(QString::fromStdString(shots + "/mine.jpg"));
+    EXPECT_NEAR(qRed(image.pixel(100, 100)), 200, 4);
+    const auto date = std::filesystem::last_write_time(shots + "/mine.jpg");
+    EXPECT_GE(date, before);
+    EXPECT_LE(date, after);
+}
+
+TEST_F(SnapshotButton, TheEndWaitsForWhatIsBeingWritten) {
+    OpenWithPicture();
+    const auto picture = std::make_shared<const Snapshot>(*Cell(0).View().TakeSnapshot("stamp"));
+    {
+        SnapshotWriter writer(*console);
+        for (int i = 0; i < 4; ++i) {
+            writer.Write({picture, {}, shots + "/n" + std::to_string(i) + ".bmp", false, false});
+        }
+        EXPECT_EQ(Find<QMessageBox>(), nullptr);
+        writer.Write({picture, {}, shots + "/more.bmp", false, false});
+        ASSERT_NE(Find<QMessageBox>(), nullptr) << "a disk that is this slow is told of";
+        EXPECT_THAT(Find<QMessageBox>()->text().toStdString(), HasSubstr("Take snapshot failed(5.0)."));
+        Find<QMessageBox>()->close();
+    }
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(QImage(QString::fromStdString(shots + "/n" + std::to_string(i) + ".bmp")).size(),
+                  QSize(320, 200));
+    }
+}
+
+// A recorder of CR LF lines leaves a CR at the end of its name.
+TEST_F(SnapshotButton, ACrOfTheRecordersIsInNoFileNameAndNoSettingsKey) {
+    FakeRecorder crLf("Hall\r", {{"Gate\r"}});
+    SaveTo(shots);
+    Open(crLf.Port());
+    Show(200);
+    EXPECT_EQ(Cell(0).GetCamera()->GetCameraName(), "Gate");
+    Command(kCtlSnapshot);
+    ASSERT_TRUE(PumpUntil([&] { return Files().size() == 1 && Files()[0].ends_with(".jpg"); }));
+    EXPECT_THAT(Files()[0], testing::MatchesRegex("Hall - Camera 1 [-0-9]+\\.jpg"));
+    Close();
+    EXPECT_NE(Registry().GetProfileInt("Hall\\Ch00", "RegVersion", 7), 7u);
 }
 
 TEST_F(SnapshotButton, ALowIntegrityProcessTellsAndSavesToItsOwnFolder) {
