@@ -37,6 +37,7 @@ TEST_P(RegistryTest, ValuesOutliveTheObject) {
     ASSERT_TRUE(registry.WriteProfileInt("View", "ViewStyle", 0xFFFFFFFF));
     ASSERT_TRUE(registry.WriteProfileString("", "Name", "Caf\xC3\xA9 = [x]"));
     ASSERT_TRUE(registry.WriteProfileInt("View", "ViewStyle", 7));
+    ASSERT_TRUE(registry.Close());
     COrvoRegistry other;
     other.InitRegistry(GetParam(), AppOn(folder));
     EXPECT_EQ(other.GetProfileInt("view", "VIEWSTYLE", 1), 7u);
@@ -207,15 +208,18 @@ TEST_P(RegistryTest, TwoProgramsLoseNothing) {
         ASSERT_EQ(::waitpid(child, &status, 0), child);
         EXPECT_EQ(status, 0);
     }
+    COrvoRegistry after;
+    after.InitRegistry(GetParam(), AppOn(folder));
     for (int i = 0; i < 50; ++i) {
-        EXPECT_EQ(registry.GetProfileInt("c0", std::to_string(i), 0), 1u) << i;
-        EXPECT_EQ(registry.GetProfileInt("c1", std::to_string(i), 0), 1u) << i;
+        EXPECT_EQ(after.GetProfileInt("c0", std::to_string(i), 0), 1u) << i;
+        EXPECT_EQ(after.GetProfileInt("c1", std::to_string(i), 0), 1u) << i;
     }
 }
 
 // Killed at some moment of its writing, a program leaves a tree that opens, with a value that it wrote.
 TEST_P(RegistryTest, DeathWhileWritingLeavesAWholeTree) {
     ASSERT_TRUE(registry.WriteProfileString("s", "text", std::string(2000, 'a')));
+    ASSERT_TRUE(registry.Close());
     for (int round = 0; round < 5; ++round) {
         int ready[2] = {};
         ASSERT_EQ(::pipe(ready), 0);
