@@ -1,5 +1,6 @@
 #include "persist/orvo_registry.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdlib>
 

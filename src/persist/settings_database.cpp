@@ -145,6 +145,9 @@ FileResult Keeper::Try(std::unique_lock<std::mutex>& lock) {
         bNewFile = false;
     }
     SettingsChanges changes = tree.Take();
+    if (changes.IsEmpty()) {
+        return FileResult::Done;
+    }
     lock.unlock();
     const FileResult result = file.Apply(changes);
     lock.lock();
@@ -247,7 +250,9 @@ public:
                          (m_keeper->trouble.empty() ? "the file does not answer" : m_keeper->trouble));
             }
             lock.unlock();
-            m_writer.Wait(kWriteWait);
+            if (!m_writer.Wait(kWriteWait)) {
+                m_writer.Abandon();
+            }
         }
         return m_bStored;
     }

@@ -11,63 +11,16 @@
 #include <functional>
 
 #include "persist/orvo_registry.h"
+#include "support/file_holder.h"
 #include "support/temp_folder.h"
 #include "support/wait_until.h"
 
 using namespace kvmon;
+using kvtest::FileHolder;
 using testing::HasSubstr;
 using testing::SizeIs;
 
 namespace {
-
-// Another program that holds the file locked, until it is told to let go or this object ends.
-class Holder {
-public:
-    explicit Holder(const std::string& file) {
-        if (::pipe2(m_ready, O_CLOEXEC) != 0 || ::pipe2(m_release, O_CLOEXEC) != 0) {
-            throw std::runtime_error("no pipe");
-        }
-        m_pid = ::fork();
-        if (m_pid == 0) {
-            ::close(m_release[1]);
-            sqlite3* database = nullptr;
-            sqlite3_open(file.c_str(), &database);
-            sqlite3_busy_timeout(database, 5000);
-            const bool bHeld =
-                sqlite3_exec(database, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr) == SQLITE_OK;
-            char byte = bHeld ? 'y' : 'n';
-            [[maybe_unused]] auto count = ::write(m_ready[1], &byte, 1);
-            count = ::read(m_release[0], &byte, 1);
-            sqlite3_close(database);
-            ::_exit(0);
-        }
-        char byte = 0;
-        m_bHeld = ::read(m_ready[0], &byte, 1) == 1 && byte == 'y';
-    }
-    ~Holder() {
-        Release();
-        for (const int fd : {m_ready[0], m_ready[1], m_release[0]}) {
-            ::close(fd);
-        }
-    }
-    Holder(const Holder&) = delete;
-    Holder& operator=(const Holder&) = delete;
-
-    bool IsHeld() const { return m_bHeld; }
-    void Release() {
-        if (m_pid > 0) {
-            ::close(m_release[1]);
-            ::waitpid(m_pid, nullptr, 0);
-            m_pid = -1;
-        }
-    }
-
-private:
-    int m_ready[2] = {-1, -1};
-    int m_release[2] = {-1, -1};
-    pid_t m_pid = -1;
-    bool m_bHeld = false;
-};
 
 class SettingsFileTest : public testing::Test {
 protected:
@@ -143,7 +96,7 @@ TEST_F(SettingsFileTest, ALockThatAnotherProgramHoldsCostsNothing) {
     Open(registry);
     registry.WriteProfileInt("s", "before", 1);
     ASSERT_TRUE(kvtest::WaitUntil([&] { return Stored("s", "before") == 1; }));
-    Holder holder(Db());
+    FileHolder holder(Db());
     ASSERT_TRUE(holder.IsHeld());
     auto longest = std::chrono::steady_clock::duration::zero();
     for (std::uint32_t i = 0; i < 300; ++i) {
@@ -165,7 +118,7 @@ TEST_F(SettingsFileTest, WhatCannotBeWrittenAtTheEndIsToldInOneLine) {
     Fill();
     COrvoRegistry registry;
     Open(registry);
-    const Holder holder(Db());
+    const FileHolder holder(Db());
     ASSERT_TRUE(holder.IsHeld());
     registry.WriteProfileInt("s", "a", 1);
     registry.WriteProfileInt("s", "b", 1);
@@ -186,7 +139,7 @@ TEST_F(SettingsFileTest, AFileThatIsLockedAtTheStartIsReadLater) {
         registry.WriteProfileInt("s", "both", 1);
     }
     Execute("PRAGMA journal_mode = DELETE");
-    Holder holder(Db());
+    FileHolder holder(Db());
     ASSERT_TRUE(holder.IsHeld());
     COrvoRegistry registry;
     Open(registry);
