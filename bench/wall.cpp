@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <QtWidgets/QApplication>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <ctime>
@@ -49,25 +50,57 @@ int Listen(std::uint16_t& port) {
     return fd;
 }
 
-// Sends each client the records at their pace, over and over, a picture apart from its neighbour's.
+// A client of the recorder, until it has asked and then, if it asked for a stream, for good.
+struct Client {
+    int fd = -1;
+    std::string head;
+    bool bStream = false;
+};
+
+// False when it is done: everything but a stream is answered at once, as by a recorder that has no such page.
+bool TakeRequest(Client& client) {
+    char block[1024];
+    const ssize_t count = ::recv(client.fd, block, sizeof block, MSG_DONTWAIT);
+    if (count < 0 && errno == EAGAIN) {
+        return true;
+    }
+    if (count <= 0) {
+        return false;
+    }
+    client.head.append(block, static_cast<std::size_t>(count));
+    if (client.head.find("\r\n\r\n") == std::string::npos) {
+        return true;
+    }
+    client.bStream = client.head.find("/getstream.cgi") < client.head.find("\r\n");
+    const std::string reply =
+        client.bStream ? "HTTP/1.0 200 OK\r\n\r\n" : "HTTP/1.0 404 Not Found\r\nContent-Length: 0\r\n\r\n";
+    ::send(client.fd, reply.data(), reply.size(), MSG_NOSIGNAL);
+    return client.bStream;
+}
+
+// Sends each client that asked for a stream the records at their pace, over and over, a picture apart from
+// its neighbour's.
 [[noreturn]] void Serve(int listener) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     const std::vector<Record> records = kvbench::MakeRecords(kStream, 2 * kvbench::kKeyInterval);
-    std::vector<int> clients;
-    const std::string reply = "HTTP/1.0 200 OK\r\n\r\n";
+    std::vector<Client> clients;
     timespec next{};
     ::clock_gettime(CLOCK_MONOTONIC, &next);
     for (std::size_t tick = 0;; ++tick) {
         pollfd entry{listener, POLLIN, 0};
         while (::poll(&entry, 1, 0) > 0) {
-            const int client = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
-            ::send(client, reply.data(), reply.size(), MSG_NOSIGNAL);
-            clients.push_back(client);
+            clients.push_back({::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC), {}, false});
         }
-        for (std::size_t i = 0; i < clients.size(); ++i) {
+        std::erase_if(clients, [&](Client& client) {
             const auto& bytes = records[tick % records.size()].bytes;
-            ::send(clients[i], bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        }
+            const bool bStays = client.bStream
+                                    ? ::send(client.fd, bytes.data(), bytes.size(), MSG_NOSIGNAL) > 0
+                                    : TakeRequest(client);
+            if (!bStays) {
+                ::close(client.fd);
+            }
+            return !bStays;
+        });
         // By the clock, so that a busy machine does not slow the stream down.
         next.tv_nsec += kPictureMs * 1'000'000L;
         if (next.tv_nsec >= 1'000'000'000L) {

@@ -42,6 +42,24 @@ function(kv_use_qt_pch target)
   target_precompile_headers(${target} REUSE_FROM kv_pch_qt)
 endfunction()
 
+# Each header by itself, without precompiled ones: one that leans on another's includes does not compile.
+function(kv_check_headers target folder)
+  file(GLOB headers CONFIGURE_DEPENDS RELATIVE ${folder} ${folder}/*.h)
+  if(NOT KV_BUILD_TESTS OR NOT headers)
+    return()
+  endif()
+  get_filename_component(name ${folder} NAME)
+  set(units)
+  foreach(header ${headers})
+    set(unit ${CMAKE_BINARY_DIR}/header_checks/${target}/${header}.cpp)
+    file(CONFIGURE OUTPUT ${unit} CONTENT "#include \"${name}/${header}\"\n")
+    list(APPEND units ${unit})
+  endforeach()
+  add_library(${target}_headers OBJECT ${units})
+  target_link_libraries(${target}_headers PRIVATE ${target} ${ARGN})
+  target_compile_options(${target}_headers PRIVATE -O0 -U_FORTIFY_SOURCE)
+endfunction()
+
 # kv_add_library(name [QT] [DEPS target...] [LIBS library...] [PRIVATE_LIBS library...])
 # A static library of all sources in the present folder but main.cpp.
 function(kv_add_library target)
@@ -63,6 +81,7 @@ function(kv_add_library target)
   else()
     kv_use_std_pch(${target})
   endif()
+  kv_check_headers(${target} ${CMAKE_CURRENT_SOURCE_DIR} ${ARG_PRIVATE_LIBS})
 endfunction()
 
 # kv_add_program(name [QT] [DEPS target...]): a program from main.cpp in the present folder.

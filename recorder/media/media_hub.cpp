@@ -236,14 +236,6 @@ private:
 
 }  // namespace
 
-std::vector<std::string> SceneNames() {
-    std::vector<std::string> names;
-    for (const Scene& scene : Scenes()) {
-        names.emplace_back(scene.name);
-    }
-    return names;
-}
-
 std::vector<StreamConfig> DefaultStreams(int channel) {
     static const std::vector<StreamConfig> kTurns[] = {
         {{Codec::H264, 640, 480, 15, 30}, {Codec::H264, 352, 240, 15, 30}},

@@ -46,7 +46,7 @@ struct StreamConfig {
 // pictures are decoded and encoded anew.
 struct SourceConfig {
     std::string file;   // empty: a generated scene
-    std::string scene;  // one of SceneNames(); empty: one by the channel's number
+    std::string scene;  // its name; empty: one by the channel's number
     // Of a generated scene: its streams; none: DefaultStreams(channel). Of a file: entry 0 stands for the
     // file's own pictures and its values are not used, the others are encoded from them on demand; none:
     // the file's own and one of 352x240. Sizes are 16 to 4096 and even, 1 to 60 pictures a second, 1 to
@@ -114,8 +114,6 @@ public:
     }
 };
 
-// The scenes that can be asked for by name, in the order in which channels get them.
-std::vector<std::string> SceneNames();
 // What a generated channel offers when nothing is told: at least two sizes, and each codec in turn.
 std::vector<StreamConfig> DefaultStreams(int channel);
 

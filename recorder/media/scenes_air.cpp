@@ -1,4 +1,6 @@
 // An airfield, a wind farm and a ski lift.
+#include <algorithm>
+
 #include "media/paint.h"
 #include "media/scene.h"
 

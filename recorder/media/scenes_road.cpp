@@ -1,4 +1,6 @@
 // A highway, a car park at night and a level crossing.
+#include <algorithm>
+
 #include "media/paint.h"
 #include "media/scene.h"
 

@@ -1,4 +1,6 @@
 // A harbour at dusk and an aquarium.
+#include <algorithm>
+
 #include "media/paint.h"
 #include "media/scene.h"
 

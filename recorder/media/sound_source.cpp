@@ -1,5 +1,6 @@
 #include "media/sound_source.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <numbers>

@@ -1,5 +1,6 @@
 #include "service/camera_connection.h"
 
+#include <algorithm>
 #include <asio/post.hpp>
 
 #include "service/handlers.h"

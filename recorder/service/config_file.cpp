@@ -1,6 +1,7 @@
 // The configuration file: TOML, checked key by key, so that a slip is told and not ignored.
 #include <toml++/toml.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "service/recorder_config.h"

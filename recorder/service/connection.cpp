@@ -3,6 +3,7 @@
 #include <asio/post.hpp>
 #include <asio/write.hpp>
 
+#include <algorithm>
 #include <iostream>
 
 namespace kvrecorder {

@@ -1,5 +1,6 @@
 #include "service/preset_table.h"
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>

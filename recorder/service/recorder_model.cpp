@@ -1,5 +1,6 @@
 #include "service/recorder_model.h"
 
+#include <algorithm>
 #include <filesystem>
 
 #include "service/documents.h"

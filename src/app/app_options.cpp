@@ -16,6 +16,13 @@ namespace {
 constexpr std::size_t kMaxSecret = 1024;
 constexpr std::size_t kMinToken = 16;
 
+// Options that set a property of the control.
+constexpr std::pair<const char*, const char*> kProperties[] = {
+    {"--server", "ServerIP"},   {"--port", "ServerPort"},      {"--auth", "AuthData"},
+    {"--user", "AuthData"},     {"--auto-start", "AutoStart"}, {"--server-name", "DefServerName"},
+    {"--language", "Language"}, {"--help-path", "HelpPath"},
+};
+
 // The first line, without its end. Nothing when there is none, or no end to it.
 std::optional<std::string> ReadSecretLine(std::istream& input) {
     std::string line;
@@ -133,6 +140,12 @@ ParsedCommandLine ParseCommandLine(const std::vector<std::string>& args, std::is
     auto* const languageOption =
         app.add_option("--language", language, "language number, 0 is English")->check(CLI::Range(0, 20));
     app.add_option("--help-path", options.helpPath, "path of the help pages");
+    app.add_flag("--keep", options.keep,
+                 "use the recorder and the other settings given here in later starts, too");
+    app.add_option("--decoder-threads", options.decoderThreads,
+                   "threads of each decoder, for few large pictures")
+        ->check(CLI::Range(1, 16))
+        ->capture_default_str();
     app.add_option("--data-dir", options.dataDir, "folder of the settings");
     auto* const picture =
         app.add_option("--picture", options.picture, "save what the window shows to a file, and end");
@@ -150,6 +163,7 @@ ParsedCommandLine ParseCommandLine(const std::vector<std::string>& args, std::is
     origin->needs(serve);
     tokenFile->needs(serve);
     serve->excludes(picture);
+    serve->excludes(app.get_option("--keep"));
     auth->excludes(user);
     user->needs(passwordFile);
     passwordFile->needs(user);
@@ -174,6 +188,11 @@ ParsedCommandLine ParseCommandLine(const std::vector<std::string>& args, std::is
     }
     if (languageOption->count() > 0) {
         options.language = language;
+    }
+    for (const auto& [option, property] : kProperties) {
+        if (app.count(option) > 0) {
+            options.given.insert(property);
+        }
     }
     return {options, {}, 0};
 }

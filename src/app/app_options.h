@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <istream>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -17,9 +18,12 @@ struct AppOptions {
     std::string serverName;
     std::optional<int> language;
     std::string helpPath;
+    std::set<std::string> given;  // the control's properties that the command line sets, by their names
+    bool keep = false;            // for later starts, too
     std::string dataDir;
     std::string picture;  // file to save the window's picture to; empty for none
     double pictureAfterSeconds = 5;
+    int decoderThreads = 1;
     bool serve = false;  // the web host instead of a window
     std::string serveAddress;
     std::uint16_t servePort = 0;

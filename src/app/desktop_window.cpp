@@ -4,8 +4,10 @@
 #include <QtGui/QPixmap>
 #include <QtGui/QScreen>
 
+#include "app/kept_properties.h"
 #include "app/window_place.h"
 #include "console/view_geometry.h"
+#include "persist/orvo_registry.h"
 #include "platform/text.h"
 
 namespace kvmon {
@@ -35,20 +37,19 @@ DesktopWindow::DesktopWindow(const AppOptions& options) {
     CTR450ClientImpl& impl = m_client.Impl();
     impl.SetClientSite(&m_browser);
     impl.SetSharePort(&m_shares);
-    impl.SetServerIP(options.server);
-    impl.SetServerPort(options.port);
-    impl.SetAuthData(options.auth);
-    impl.SetAutoStart(options.autoStart ? 1 : 0);
-    impl.SetDefServerName(options.serverName);
-    impl.SetHelpPath(options.helpPath);
-    m_browser.SetLocation(SiteAddress());
-    if (options.language) {
-        impl.SetLanguage(*options.language);
+    const PropertyBag told = PropertiesOf(options);
+    m_client.Load(LoadKeptProperties(Registry()));
+    m_client.Load(told);
+    if (options.keep) {
+        KeepChangedProperties(Registry(), {}, told);
     }
+    m_known = PropertiesOf(m_client);
+    m_browser.SetLocation(SiteAddress());
 }
 
 DesktopWindow::~DesktopWindow() {
     SaveWindowPlace({normalGeometry().isEmpty() ? geometry() : normalGeometry(), isMaximized()});
+    KeepChangedProperties(Registry(), m_known, PropertiesOf(m_client));
     m_client.DestroyControlWindow();
 }
 
@@ -63,6 +64,10 @@ void DesktopWindow::OnGotoPage(int) {
 
 void DesktopWindow::OnGotoServer(int, const std::string& url) {
     m_browser.OpenPage(url);
+}
+
+void DesktopWindow::OnChgLanguage(int language) {
+    KeepChangedProperties(Registry(), {}, {{"Language", std::to_string(language)}});
 }
 
 void DesktopWindow::Restore() {
@@ -86,6 +91,7 @@ void DesktopWindow::ReturnToDisplay() {
 
 void DesktopWindow::Activate() {
     m_client.CreateControlWindow(this).show();
+    m_known = PropertiesOf(m_client);  // the language may be another one, where the wanted one is missing
 }
 
 bool DesktopWindow::SavePicture(const std::string& path) {

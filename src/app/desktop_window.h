@@ -17,7 +17,6 @@ public:
 
     // Creates the control and, if asked for, logs in.
     void Activate();
-    CTR450Client& Client() { return m_client; }
     // What a user sees now, as an image file by the name's ending. False if it could not be written.
     bool SavePicture(const std::string& path);
 
@@ -28,6 +27,8 @@ private:
     // The pages that a site around the control would have: those of the recorder, in the system's browser.
     void OnGotoPage(int param) override;
     void OnGotoServer(int param, const std::string& url) override;
+    // Chosen by the user: for the next start, too.
+    void OnChgLanguage(int language) override;
 
     std::string SiteAddress();
     // To where it was the last time, as far as there still is such a place.
@@ -38,6 +39,7 @@ private:
     DesktopBrowser m_browser{*this};
     SmbShares m_shares;
     CTR450Client m_client;
+    PropertyBag m_known;  // the properties that are no change of this run
 };
 
 }  // namespace kvmon

@@ -2,6 +2,7 @@
 
 #include <QtCore/QTimer>
 #include <QtWidgets/QApplication>
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -11,6 +12,7 @@
 #include "app/desktop_window.h"
 #include "app/termination.h"
 #include "app/web_host.h"
+#include "channel/channel_globals.h"
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
@@ -67,6 +69,7 @@ int RunDesktop(const AppOptions& options, char* program) {
         status = QApplication::exec();
         termination.Begin();
     }
+    Registry().Close(termination.TimeToSave());
     return status;
 }
 
@@ -91,6 +94,7 @@ int Run(int argc, char** argv) {
     if (!parsed.options->dataDir.empty()) {
         SetDataFolder(parsed.options->dataDir);
     }
+    Globals().decoderThreads = parsed.options->decoderThreads;
     PrepareProcess();
     return EndProcess(RunDesktop(*parsed.options, argv[0]));
 }

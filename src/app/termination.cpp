@@ -4,9 +4,11 @@
 #include <unistd.h>
 
 #include <QtCore/QCoreApplication>
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 
+#include "persist/orvo_registry.h"
 #include "platform/diagnostics.h"
 #include "platform/worker.h"
 
@@ -72,7 +74,20 @@ Termination::~Termination() {
 }
 
 void Termination::Begin() {
+    NoteBegin();
     WritePipe(kBegin);
+}
+
+void Termination::NoteBegin() {
+    std::chrono::steady_clock::rep never = 0;
+    m_began.compare_exchange_strong(never, std::chrono::steady_clock::now().time_since_epoch().count());
+}
+
+std::chrono::milliseconds Termination::TimeToSave() const {
+    const std::chrono::steady_clock::time_point began{std::chrono::steady_clock::duration(m_began.load())};
+    const auto passed = std::chrono::steady_clock::now() - began;
+    return std::max(std::chrono::duration_cast<std::chrono::milliseconds>(kSaved - passed),
+                    std::chrono::milliseconds(0));
 }
 
 void Termination::Run() {
@@ -80,14 +95,16 @@ void Termination::Run() {
     if (what == kDone) {
         return;
     }
+    NoteBegin();
     Worker::LimitWaits(kWaits);
     if (what == kSignal) {
         QMetaObject::invokeMethod(
             QCoreApplication::instance(), [] { QCoreApplication::exit(0); }, Qt::QueuedConnection);
     }
     if (!m_done.Wait(kLimit)) {
-        // What had to be saved was saved at the beginning of the end.
+        // What had to be saved was saved at the beginning of the end, if the file could be written.
         Diagnose("Termination: the end took too long...\n");
+        Registry().Close(std::chrono::milliseconds(0));
         ::_exit(1);
     }
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QtCore/QObject>
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <thread>
@@ -16,6 +17,8 @@ namespace kvmon {
 class Termination {
 public:
     static constexpr std::chrono::milliseconds kWaits{3000};
+    // What is left to write is written by then; less than a web host waits for its sessions.
+    static constexpr std::chrono::milliseconds kSaved{4100};
     static constexpr std::chrono::milliseconds kLimit{4800};
 
     Termination();
@@ -24,14 +27,18 @@ public:
     Termination(const Termination&) = delete;
     Termination& operator=(const Termination&) = delete;
 
-    // The end has begun without a signal.
+    // The end has begun, by a signal or without one.
     void Begin();
+    // How long what is still to be written may take now.
+    std::chrono::milliseconds TimeToSave() const;
 
 private:
     void Run();
+    void NoteBegin();
 
     std::thread m_thread;
     Event m_done;
+    std::atomic<std::chrono::steady_clock::rep> m_began{0};  // 0: not yet
 };
 
 }  // namespace kvmon

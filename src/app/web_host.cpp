@@ -6,6 +6,7 @@
 
 #include "app/run.h"
 #include "app/termination.h"
+#include "persist/orvo_registry.h"
 #include "persist/utilities.h"
 #include "platform/diagnostics.h"
 #include "skin/dialog_style.h"
@@ -77,6 +78,7 @@ int RunSession(char* program) {
         status = QApplication::exec();
         termination.Begin();
     }
+    Registry().Close(termination.TimeToSave());
     return EndProcess(status);
 }
 

@@ -72,7 +72,6 @@ public:
     // The channel's way for a user's voice, as the recorder tells it: 0 for none, and the coding's number.
     void SetTalkCapability(std::uint32_t dwAudioOut, std::uint32_t dwAudioOutType);
     bool CanTalk() const;
-    std::uint32_t GetAudioOutType() const;  // 0xFFFFFFFF when the recorder did not tell
     // The size of the recorder's stream that the user wants instead of the view's; 0 x 0 for the view's.
     void SetFixSizeServer(int cx, int cy);
     ClassSize GetFixSizeServer() const;

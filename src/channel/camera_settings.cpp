@@ -239,10 +239,6 @@ bool CBaseCamera::CanTalk() const {
     return m_core->m_dwAudioOut != 0;
 }
 
-std::uint32_t CBaseCamera::GetAudioOutType() const {
-    return m_core->m_dwAudioOutType;
-}
-
 void CBaseCamera::SetFixSizeServer(int cx, int cy) {
     {
         const std::lock_guard lock(m_core->m_cs);

@@ -1,5 +1,7 @@
 #include "channel/channel_core.h"
 
+#include <algorithm>
+
 #include "channel/channel_globals.h"
 #include "channel/channel_messages.h"
 #include "channel/open_decoders.h"
@@ -21,7 +23,7 @@ ChannelGlobals& Globals() {
 }
 
 int GetDecoderThreads() {
-    return Globals().multiThreadDecode ? Globals().decoderThreads.load() : 1;
+    return std::max(Globals().decoderThreads.load(), 1);
 }
 
 bool ChannelCore::IsCameraUsable() const {

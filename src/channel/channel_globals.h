@@ -9,12 +9,11 @@ struct ChannelGlobals {
     std::atomic<bool> debugLines{false};         // all information lines, whatever the mask
     std::atomic<bool> saveProcessImage{false};   // SaveProcessImage: a snapshot takes the composed picture
     std::atomic<bool> streamFromCamera{true};    // StreamFromCamera
-    std::atomic<bool> multiThreadDecode{false};  // decoders may use decoderThreads threads
-    std::atomic<int> decoderThreads{1};
+    std::atomic<int> decoderThreads{1};        // of each decoder that can share its work
 };
 
 ChannelGlobals& Globals();
-// 1 unless the multi-thread switch is set.
+// 1 unless the program was started with more.
 int GetDecoderThreads();
 
 }  // namespace kvmon

@@ -46,6 +46,7 @@ public:
     // The picture's size; 702 x 480 without a channel.
     int GetWidth() const;
     int GetHeight() const;
+    // What a cell has around its picture; kept for layouts of other hosts.
     static QSize GetVideoMargin() { return {2 * kCellMargin, 2 * kCellMargin}; }
     // The view's place in a cell of this size.
     static QRect GetViewRect(const QSize& cell);

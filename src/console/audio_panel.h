@@ -36,7 +36,6 @@ public:
 
     // For tests: null when nobody talks.
     CSendSoundDlg* TalkDialog() const;
-    void SetMicrophone(MicrophoneFactory factory) { m_microphone = std::move(factory); }
 
 private:
     CMainDlg& m_dlg;

@@ -25,6 +25,8 @@ public:
     void OnGetDataStream(std::uint32_t uCH);
     // Timer 1004: the wait ends, whether or not all came.
     void OnWaitEnd();
+    // Changes to the style without a wait, whoever is still awaited. Nothing asks for it now; kept beside the
+    // waits.
     void EnableChangeViewPosAfterDataRecieve(int style);
 
 private:

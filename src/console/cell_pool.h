@@ -1,4 +1,4 @@
-// The fixed pool of video windows, and which of them is the active one.
+// The pool of video windows, which only grows, and which of them is the active one.
 #pragma once
 
 #include <QtCore/QPoint>
@@ -36,7 +36,6 @@ public:
 
     // --- the active window
     CVideoWnd* GetActive() const { return m_active; }
-    int GetActiveIndex() const { return IndexOf(m_active); }
     std::shared_ptr<CBaseCamera> GetActiveCamera() const;
     // False when the window is the active one already. Null deactivates.
     bool Activate(CVideoWnd* window, bool bAudio);

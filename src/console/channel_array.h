@@ -25,6 +25,7 @@ public:
 
     // -1 for a position outside.
     int GetAt(std::uint32_t page, std::uint32_t i) const;
+    // Of the present and of the next page; kept beside the general one.
     int GetAtCurPage(std::uint32_t i) const { return GetAt(m_nCurPage, i); }
     int GetAtNextPage(std::uint32_t i) const { return GetAt(m_nCurPage + 1, i); }
     // 0 for a position outside.
@@ -46,6 +47,7 @@ public:
     // Mends an order that came from outside: doubles get the smallest missing channel, a number out of
     // range resets all.
     void Repair();
+    // Kept for those who look for a fault in an order.
     void DumpToDebug() const;
 
     // The order as stored: 16-bit little-endian numbers, all positions.

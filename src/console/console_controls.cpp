@@ -62,7 +62,7 @@ constexpr SkinControlRow kTools[] = {
     {"Button", "10 Channels",         kHidden,      825, 184,  45, 29, 1657, kButton, kRadio,  6223},
     {"Button", "12 Channels",         kHidden,      874, 184,  45, 29, 1658, kButton, kRadio,  6224},
     {"Button", "Custom",              kHidden,      923, 184,  45, 29, 1659, kButton, kRadio,  6225},
-    {"Button", "Page List",           kHidden,      944, 267,  24, 24, 1664, kButton, kPlain,  6226},
+    {"Button", "Page List",           kHidden,      970, 267,   8, 24, 1664, kButton, kPlain,  6226},
     {"Button", "Manual Recording",    kHidden,      850, 364,  18, 18, 1751, kButton, kToggle, 3528},
     {"Button", "Preset List",         kHidden,      929, 364,  18, 18, 1953, kButton, kPlain,  6227},
     {"Button", "Order Reset",         kShown,       915,  12,  30, 28, 1609, kButton, kPlain,  6202},

@@ -5,6 +5,7 @@
 #include <QtGui/QScreen>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QMessageBox>
+#include <algorithm>
 
 #include "channel/captions.h"
 #include "persist/log_file.h"

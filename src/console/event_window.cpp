@@ -127,9 +127,6 @@ void CEventWindow::MakeControls() {
     connect(m_markAll, &QPushButton::clicked, this, [this] {
         if (m_events.MarkAllRead(Filter())) {
             FillRows();
-            if (m_onMarked) {
-                m_onMarked();
-            }
         }
     });
     connect(m_clear, &QPushButton::clicked, this, [this] {
@@ -240,9 +237,6 @@ void CEventWindow::MarkSelected() {
     }
     if (bChanged) {
         ShowCount();
-        if (m_onMarked) {
-            m_onMarked();
-        }
     }
 }
 

@@ -21,9 +21,8 @@ public:
     void Open();
     // The list has changed.
     void Refresh();
-    // Called for "Clear", and after marks of the list were changed here.
+    // Called for "Clear".
     void SetOnClear(std::function<void()> call) { m_onClear = std::move(call); }
-    void SetOnMarked(std::function<void()> call) { m_onMarked = std::move(call); }
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;
@@ -45,7 +44,6 @@ private:
     QPushButton* m_clear = nullptr;
     std::vector<CNvrEvent> m_shown;  // by row
     std::function<void()> m_onClear;
-    std::function<void()> m_onMarked;
 };
 
 }  // namespace kvmon

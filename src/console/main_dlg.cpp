@@ -34,7 +34,7 @@ namespace {
 
 constexpr int kSweepPeriodMs = 10000;
 constexpr int kSecondMs = 1000;
-constexpr QRect kPageComboPlace(825, 267, 941 - 825, 24);
+constexpr QRect kPageComboPlace(825, 267, 968 - 825, 24);
 
 }  // namespace
 

@@ -30,11 +30,6 @@ std::string TooLong(std::uint32_t label) {
     return FillPattern(LoadString(6164), {field});
 }
 
-// The stored form of some passwords is not whole.
-bool CanKeepPassword(const SavedServer& entry) {
-    return DecryptString(EncryptString(entry.password, entry.user), entry.user) == entry.password;
-}
-
 constexpr struct {
     RecorderTestResult result;
     std::uint32_t text;
@@ -69,7 +64,7 @@ std::string FindEntryFault(const SavedServer& entry, const std::vector<SavedServ
             return TooLong(field.label);
         }
     }
-    if (!CanKeepPassword(entry)) {
+    if (!CanEncryptPasswd(entry.user, entry.password)) {
         return LoadString(6166);
     }
     const bool bListed = std::any_of(others.begin(), others.end(),

@@ -8,6 +8,7 @@
 #include <QtWidgets/QPushButton>
 #include <QtWidgets/QTableWidget>
 #include <QtWidgets/QVBoxLayout>
+#include <algorithm>
 
 #include "console/dialog_parts.h"
 #include "console/fill_pattern.h"

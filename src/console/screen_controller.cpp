@@ -46,6 +46,9 @@ void ScreenController::UpdateAvailability(const QScreen* gone) {
     displays.removeIf([gone](const QScreen* display) { return display == gone; });
     m_bAvailable = displays.size() > 1;
     m_dlg.Controls().SetShown(kCtlMultiScreens, m_bAvailable);
+    if (m_bAvailable && m_dlg.View().Cells().GetCount() > 0) {
+        m_dlg.View().CreateVideoWnd();  // both displays together show more
+    }
 }
 
 // The display nearest to the console: the one that has its middle.

@@ -1,13 +1,12 @@
 #include "console/view_controller.h"
 
-#include <QtGui/QGuiApplication>
-#include <QtGui/QScreen>
 #include <QtWidgets/QComboBox>
 #include <algorithm>
 
 #include "channel/base_camera.h"
 #include "channel/channel_messages.h"
 #include "channel/video_wnd.h"
+#include "console/dialog_parts.h"
 #include "console/main_dlg.h"
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
@@ -15,6 +14,7 @@
 #include "server/kelvara_info.h"
 #include "server/server_messages.h"
 #include "skin/background.h"
+#include "skin/ext_combo_box.h"
 #include "skin/skin_messages.h"
 
 namespace kvmon {
@@ -62,10 +62,10 @@ private:
 
 ViewController::ViewController(CMainDlg& dlg)
     : m_dlg(dlg),
-      m_combo(std::make_unique<QComboBox>(&dlg)),
+      m_combo(std::make_unique<CExtComboBox>(&dlg)),
       m_rcView(ViewRectOfConsole(kMinConsoleWidth, kMinConsoleHeight)) {
     m_combo->setObjectName(QStringLiteral("pageCombo"));
-    m_combo->setAccessibleName(QStringLiteral("Page"));
+    m_combo->setAccessibleName(Text(4004));
     m_combo->hide();
     QObject::connect(m_combo.get(), &QComboBox::activated, &dlg, [this] { OnSelchangePage(); });
 }
@@ -73,7 +73,8 @@ ViewController::ViewController(CMainDlg& dlg)
 ViewController::~ViewController() = default;
 
 void ViewController::CreateVideoWnd() {
-    m_cells.CreateVideoWnd(m_dlg, QGuiApplication::screens().size() > 1 ? 2 * kMaxPageSize : kMaxPageSize);
+    m_cells.CreateVideoWnd(m_dlg,
+                           m_dlg.Screens().IsMultiDisplayAvailable() ? 2 * kMaxPageSize : kMaxPageSize);
 }
 
 void ViewController::UpdateChannelArray() {

@@ -1,6 +1,7 @@
 // The page combo and the commands that choose a style or a page.
 #include <QtCore/QSignalBlocker>
 #include <QtWidgets/QComboBox>
+#include <algorithm>
 
 #include "channel/base_camera.h"
 #include "channel/video_wnd.h"

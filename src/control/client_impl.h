@@ -56,7 +56,6 @@ public:
     // while a menu or a dialog of it is open, as soon as these are closed, which this call does.
     bool SetLanguage(int number);
     int GetLanguage() const { return NumberFromLanguage(m_language); }
-    std::uint16_t GetLanguageId() const { return m_language; }
 
     // --- session
     // Builds the console in the control's window and logs in if it is to start by itself. Nothing when there

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
@@ -15,10 +16,10 @@ namespace kvmon {
 namespace {
 
 constexpr std::size_t kMaxCharacters = 100;
-constexpr std::size_t kWorkBuffer = 1000;
-constexpr std::size_t kNarrowBuffer = 200;
-constexpr std::size_t kReadCapacity = 260;
-constexpr char kMarker = 'p';
+constexpr std::size_t kMaxCipher = 1000;
+constexpr char kPlain = 'p';
+// In front of a masked text: one of them, then the mask, then each byte of the text changed by it.
+constexpr char kMasked[] = {'m', 'n'};
 
 // Stored values were made with a key of 40 bits that a salt of zeros fills up to 128.
 constexpr std::size_t kKeyBytes = 5;
@@ -41,6 +42,10 @@ void Crypt(std::vector<std::uint8_t>& data, std::string_view keyText) {
     arcfour_crypt(&rc4, data.size(), data.data(), data.data());
 }
 
+bool HasZero(const std::vector<std::uint8_t>& cipher) {
+    return std::find(cipher.begin(), cipher.end(), std::uint8_t{0}) != cipher.end();
+}
+
 void ZeroBehindFirstZero(std::vector<std::uint8_t>& cipher) {
     std::fill(std::find(cipher.begin(), cipher.end(), std::uint8_t{0}), cipher.end(), std::uint8_t{0});
 }
@@ -48,30 +53,59 @@ void ZeroBehindFirstZero(std::vector<std::uint8_t>& cipher) {
 }  // namespace
 
 std::vector<std::uint8_t> EncryptString(std::string_view plain, std::string_view keyText) {
-    plain = plain.substr(0, std::min(plain.find('\0'), kWorkBuffer - 2));
-    const std::string marked = kMarker + std::string(plain);
+    plain = plain.substr(0, std::min(plain.find('\0'), kMaxCipher - 2));
+    const std::string marked = kPlain + std::string(plain);
     std::vector<std::uint8_t> cipher(marked.begin(), marked.end());
     Crypt(cipher, keyText);
+    if (!HasZero(cipher)) {
+        return cipher;
+    }
+    // Each byte spoils one mask at most, so that a text of the length that is stored has a good one.
+    for (const char marker : kMasked) {
+        for (unsigned mask = 1; mask < 256; ++mask) {
+            std::vector<std::uint8_t> masked{static_cast<std::uint8_t>(marker),
+                                             static_cast<std::uint8_t>(mask)};
+            for (const char c : plain) {
+                masked.push_back(static_cast<std::uint8_t>(static_cast<std::uint8_t>(c) ^ mask));
+            }
+            Crypt(masked, keyText);
+            if (!HasZero(masked)) {
+                return masked;
+            }
+        }
+    }
     ZeroBehindFirstZero(cipher);
     return cipher;
 }
 
 std::string DecryptString(std::vector<std::uint8_t> cipher, std::string_view keyText) {
-    cipher.resize(std::min(cipher.size(), kWorkBuffer));
+    cipher.resize(std::min(cipher.size(), kMaxCipher));
     if (cipher.empty()) {
         return {};
     }
+    const bool bWhole = !HasZero(cipher);
     ZeroBehindFirstZero(cipher);
     Crypt(cipher, keyText);
+    if (bWhole && cipher.size() >= 2 &&
+        std::find(std::begin(kMasked), std::end(kMasked), cipher[0]) != std::end(kMasked)) {
+        std::string text;
+        for (std::size_t i = 2; i < cipher.size(); ++i) {
+            text += static_cast<char>(cipher[i] ^ cipher[1]);
+        }
+        return text.substr(0, text.find('\0'));
+    }
     const std::string text(cipher.begin() + 1, cipher.end());
     return text.substr(0, text.find('\0'));
 }
 
+bool CanEncryptPasswd(std::string_view keyText, std::string_view password) {
+    return Utf16Length(keyText) < kMaxCharacters && Utf16Length(password) < kMaxCharacters &&
+           DecryptString(EncryptString(password, keyText), keyText) == password;
+}
+
 bool SaveEncryptPasswd(COrvoRegistry& registry, std::string_view section, std::string_view entry,
                        std::string_view keyText, std::string_view password) {
-    const bool fits = Utf16Length(keyText) < kMaxCharacters && Utf16Length(password) < kMaxCharacters &&
-                      keyText.size() < kNarrowBuffer && password.size() < kNarrowBuffer;
-    if (!fits) {
+    if (!CanEncryptPasswd(keyText, password)) {
         Trace("SaveEncryptPasswd: EncryptString failure...\n");
         return false;
     }
@@ -80,7 +114,7 @@ bool SaveEncryptPasswd(COrvoRegistry& registry, std::string_view section, std::s
 
 std::optional<std::string> GetEncryptPasswd(const COrvoRegistry& registry, std::string_view section,
                                             std::string_view entry, std::string_view keyText) {
-    std::vector<std::uint8_t> cipher(kReadCapacity);
+    std::vector<std::uint8_t> cipher(kMaxCipher);
     cipher.resize(registry.GetProfileBinary(section, entry, cipher));
     if (cipher.empty()) {
         return std::nullopt;

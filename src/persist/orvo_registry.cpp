@@ -1,5 +1,6 @@
 #include "persist/orvo_registry.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdlib>
 
@@ -63,10 +64,8 @@ void COrvoRegistry::InitRegistry(bool bUseIni, const RegistryApp& app) {
     }
 }
 
-void COrvoRegistry::Close() {
-    if (m_backend) {
-        m_backend->Close();
-    }
+bool COrvoRegistry::Close(Milliseconds limit) {
+    return !m_backend || m_backend->Close(limit);
 }
 
 std::string COrvoRegistry::FullPath(std::string_view section) const {

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/clock.h"
+
 namespace kvmon {
 
 class SettingsBackend;
@@ -25,9 +27,14 @@ struct RegistryApp {
 // keys, relative to the root; an empty section is the root itself. Names are compared without regard to
 // ASCII case.
 //
-// A write is on the disk whole or not at all, whatever happens meanwhile, and two programs on one file
-// do not lose each other's values. Nothing here is ever reported to the user: a read that fails gives its
-// default, a write false. Any thread.
+// In the database form the tree lives in memory, read once, and a thread of its own brings changes to the
+// file at once, together what comes together: no call waits for the disk or for another program's lock. What
+// cannot be written is tried again, and told in one line of the trace and of standard error. In the ini form
+// each call reads and writes the file.
+//
+// A change is on the disk whole or not at all, whatever happens meanwhile. Each program writes only what it
+// changed, so that two on one file do not lose each other's values; what another changed shows at the next
+// start. A read that fails gives its default, a write to a closed tree false. Any thread.
 class COrvoRegistry {
 public:
     COrvoRegistry();
@@ -36,11 +43,13 @@ public:
     COrvoRegistry& operator=(const COrvoRegistry&) = delete;
 
     // Opens the tree. A damaged database file is set aside under another name, with one line in the trace
-    // and on standard error, and a new one begun; where no file can be had the tree lives in memory.
+    // and on standard error, and a new one begun; where no file can be had the tree lives in memory alone.
     void InitRegistry(bool bUseIni, const RegistryApp& app);
     const std::string& GetRoot() const { return m_strRegRoot; }
-    // Brings the file into its resting form. Reads give their defaults afterwards, writes false.
-    void Close();
+    // Writes what still waits, for this long at most, and brings the file into its resting form. False, with
+    // one line that tells it, if something could not be written. Reads give their defaults afterwards, writes
+    // false.
+    bool Close(Milliseconds limit = Milliseconds(4000));
 
     // The default for a value that is missing or of another kind.
     std::uint32_t GetProfileInt(std::string_view section, std::string_view entry,
@@ -60,7 +69,8 @@ public:
     // Deletes the key and all below it; ini form: the entry of that name, or the section.
     bool DeleteSection(std::string_view section, std::string_view subSection = {});
 
-    // The writes made during its life reach the disk together, or none of them does.
+    // The changes made during its life reach the disk together, or none of them does. A section that is
+    // deleted and written again as it was is no change.
     class Batch {
     public:
         explicit Batch(COrvoRegistry& registry);

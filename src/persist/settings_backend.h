@@ -6,12 +6,11 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <variant>
+
+#include "persist/settings_tree.h"
+#include "platform/clock.h"
 
 namespace kvmon {
-
-// A number or a text; bytes are kept as a text of pairs.
-using SettingsValue = std::variant<std::uint32_t, std::string>;
 
 class SettingsBackend {
 public:
@@ -21,8 +20,9 @@ public:
     virtual bool Delete(const std::string& path, std::string_view subSection) = 0;
     virtual void BeginBatch() = 0;
     virtual void EndBatch() = 0;
-    // Lets go of the file; reads give nothing afterwards, writes false.
-    virtual void Close() = 0;
+    // Writes what still waits, for this long at most, and lets go of the file; reads give nothing afterwards,
+    // writes false. False if something could not be written, which is told.
+    virtual bool Close(Milliseconds limit) = 0;
 };
 
 std::unique_ptr<SettingsBackend> OpenSettingsDatabase(const std::string& path);

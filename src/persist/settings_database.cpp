@@ -1,99 +1,216 @@
-#include <fcntl.h>
-#include <sqlite3.h>
-#include <unistd.h>
-
+#include <algorithm>
+#include <condition_variable>
 #include <cstdio>
 #include <mutex>
 
 #include "persist/log_file.h"
 #include "persist/settings_backend.h"
-#include "persist/utilities.h"
+#include "persist/settings_file.h"
+#include "platform/worker.h"
 
 namespace kvmon {
 
 namespace {
 
-constexpr int kBusyMs = 2000;
+constexpr Milliseconds kLoadWait{1000};  // of the start, for other processes
+constexpr Milliseconds kWriteWait{250};  // of one try, on the writer's thread
+constexpr Milliseconds kBusyPause{250};  // between tries
+constexpr Milliseconds kFirstPause{1000};
+constexpr Milliseconds kLongestPause{30000};
+constexpr Milliseconds kQuietBusy{5000};  // a lock is told only when it lasts
+constexpr Milliseconds kCloseLimit{4000};
+constexpr int kLastTries = 2;  // at the end, of what fails by no lock
+constexpr int kMostStrange = 3;
+constexpr const char* kThreadName = "settings";
 
-struct StatementEnd {
-    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
-};
-using Statement = std::unique_ptr<sqlite3_stmt, StatementEnd>;
-
-struct DatabaseEnd {
-    void operator()(sqlite3* database) const { sqlite3_close_v2(database); }
-};
-using Database = std::unique_ptr<sqlite3, DatabaseEnd>;
-
-bool IsDamage(int code) {
-    return (code & 0xFF) == SQLITE_CORRUPT || (code & 0xFF) == SQLITE_NOTADB;
-}
-
-bool Run(sqlite3* database, const char* sql) {
-    return sqlite3_exec(database, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
-}
-
-// Told once, in the trace and to whoever started the program.
+// To the trace and to whoever started the program.
 void Announce(const std::string& line) {
     Trace("COrvoRegistry: %s\n", line.c_str());
     std::fprintf(stderr, "kvmon: %s\n", line.c_str());
 }
 
-void Bind(sqlite3_stmt* statement, int place, std::string_view text) {
-    // No text at all would be bound as NULL, which the table refuses.
-    const char* const data = text.data() != nullptr ? text.data() : "";
-    sqlite3_bind_text(statement, place, data, static_cast<int>(text.size()), SQLITE_TRANSIENT);
+// The tree of the program and the thread that writes it. The file may be locked, on a disk that is full or on
+// one that hangs: all of that is the thread's affair, which owns what it touches.
+class Keeper {
+public:
+    using Time = std::chrono::steady_clock::time_point;
+
+    explicit Keeper(const std::string& path) : file(path, kWriteWait) {}
+
+    void Run();
+    // The caller's thread, before there is another.
+    void LoadFirst();
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::condition_variable ended;
+    SettingsTree tree;
+    bool bClosed = false;
+    Time closeLimit{};
+    bool bEnded = false;
+    std::string trouble;  // of the last try; empty after a good one
+
+    SettingsFile file;  // the writer's
+
+private:
+    FileResult Try(std::unique_lock<std::mutex>& lock);
+    FileResult Recover(std::unique_lock<std::mutex>& lock);
+    void Tell(FileResult result, std::unique_lock<std::mutex>& lock);
+    bool HasWork() const {
+        return tree.HasChanges() || (bNewFile && !tree.IsInBatch()) || (bLoadLater && !bLoaded && !bClosed);
+    }
+
+    bool bLoaded = false;
+    bool bLoadLater = false;  // the file was locked at the start
+    bool bNewFile = false;    // all values are to be written
+    bool bTold = false;
+    int nStrange = 0;  // tries that found damage where the check finds none
+    Time troubleSince{};
+};
+
+void Keeper::LoadFirst() {
+    SettingsFile first(file.Path(), kLoadWait);
+    SettingsRows rows;
+    FileResult result = first.Load(rows);
+    if (result == FileResult::Damaged) {
+        std::string aside;
+        result = first.SetAside(aside);
+        if (!aside.empty()) {
+            Announce("the settings file was damaged; it was kept as " + aside + " and defaults are used");
+        }
+        if (result == FileResult::Done) {
+            result = first.Load(rows);
+        }
+    }
+    bLoaded = result == FileResult::Done;
+    bLoadLater = result == FileResult::Busy;
+    if (bLoaded) {
+        tree.Load(std::move(rows));
+    } else if (result != FileResult::Busy) {
+        bTold = true;
+        trouble = first.Error();
+        Announce("settings cannot be kept in " + file.Path() + ": " + trouble);
+    }
 }
 
-// Values in one table; a key exists for as long as it or a key below it has values.
+void Keeper::Run() {
+    std::unique_lock lock(mutex);
+    Milliseconds pause = kFirstPause;
+    int nLastTries = 0;
+    while (true) {
+        changed.wait(lock, [this] { return bClosed || HasWork(); });
+        if (!HasWork()) {
+            break;
+        }
+        const FileResult result = Try(lock);
+        if (result == FileResult::Done) {
+            if (bTold) {
+                Trace("COrvoRegistry: settings are kept in %s again\n", file.Path().c_str());
+            }
+            bTold = false;
+            nStrange = 0;
+            trouble.clear();
+            pause = kFirstPause;
+            continue;
+        }
+        Tell(result, lock);
+        // At the end a lock is waited for as long as there is time; a full disk gets no better.
+        if (bClosed && (std::chrono::steady_clock::now() >= closeLimit ||
+                        (result != FileResult::Busy && ++nLastTries >= kLastTries))) {
+            break;
+        }
+        const Milliseconds now = result == FileResult::Busy || bClosed ? kBusyPause : pause;
+        const bool bWasClosed = bClosed;
+        changed.wait_for(lock, now, [&] { return bClosed != bWasClosed; });
+        pause = result == FileResult::Busy ? kFirstPause : std::min(2 * pause, kLongestPause);
+    }
+    bEnded = true;
+    ended.notify_all();
+}
+
+FileResult Keeper::Try(std::unique_lock<std::mutex>& lock) {
+    if (!bLoaded) {
+        SettingsRows rows;
+        lock.unlock();
+        const FileResult result = file.Load(rows);
+        lock.lock();
+        if (result != FileResult::Done) {
+            return result == FileResult::Damaged ? Recover(lock) : result;
+        }
+        tree.Load(std::move(rows));
+        bLoaded = true;
+    }
+    if (bNewFile && !tree.IsInBatch()) {
+        tree.ChangeAll();
+        bNewFile = false;
+    }
+    SettingsChanges changes = tree.Take();
+    if (changes.IsEmpty()) {
+        return FileResult::Done;
+    }
+    lock.unlock();
+    const FileResult result = file.Apply(changes);
+    lock.lock();
+    if (result == FileResult::Done) {
+        return result;
+    }
+    tree.PutBack(std::move(changes));
+    return result == FileResult::Damaged ? Recover(lock) : result;
+}
+
+// Damaged while the program runs: the tree in memory is whole.
+FileResult Keeper::Recover(std::unique_lock<std::mutex>& lock) {
+    std::string aside;
+    lock.unlock();
+    const FileResult result = file.SetAside(aside);
+    if (!aside.empty()) {
+        Announce("the settings file was damaged; it was kept as " + aside + " and written anew");
+    }
+    lock.lock();
+    if (!aside.empty()) {
+        bNewFile = true;
+        bLoaded = true;
+    }
+    if (result != FileResult::Done) {
+        return result;
+    }
+    // Nothing is written yet. A file that is called sound and still cannot be written is no better.
+    return aside.empty() && ++nStrange > kMostStrange ? FileResult::Failed : FileResult::Busy;
+}
+
+// Not under the lock: standard error may be a pipe that nobody reads.
+void Keeper::Tell(FileResult result, std::unique_lock<std::mutex>& lock) {
+    const Time now = std::chrono::steady_clock::now();
+    if (trouble.empty()) {
+        troubleSince = now;
+    }
+    trouble = file.Error().empty() ? "no cause is known" : file.Error();
+    if (bTold || (result == FileResult::Busy && now - troubleSince < kQuietBusy)) {
+        return;
+    }
+    bTold = true;
+    const std::string line =
+        "settings cannot be written to " + file.Path() + " now: " + trouble + "; this is tried again";
+    lock.unlock();
+    Announce(line);
+    lock.lock();
+}
+
 class SettingsDatabase final : public SettingsBackend {
 public:
-    explicit SettingsDatabase(std::string path) : path_(std::move(path)) { OpenAny(); }
+    explicit SettingsDatabase(const std::string& path) : m_keeper(std::make_shared<Keeper>(path)) {
+        m_keeper->LoadFirst();
+        m_writer.Start(kThreadName, [keeper = m_keeper] { keeper->Run(); });
+    }
+    ~SettingsDatabase() override { SettingsDatabase::Close(kCloseLimit); }
 
     std::optional<SettingsValue> Read(const std::string& path, std::string_view entry) override {
-        const std::lock_guard lock(mutex_);
-        const Statement statement = Prepare("SELECT value FROM settings WHERE path = ? AND name = ?");
-        if (!statement) {
-            return std::nullopt;
-        }
-        Bind(statement.get(), 1, path);
-        Bind(statement.get(), 2, entry);
-        const int code = sqlite3_step(statement.get());
-        if (code != SQLITE_ROW) {
-            NoteDamage(code);
-            return std::nullopt;
-        }
-        switch (sqlite3_column_type(statement.get(), 0)) {
-            case SQLITE_INTEGER:
-                return SettingsValue(static_cast<std::uint32_t>(sqlite3_column_int64(statement.get(), 0)));
-            case SQLITE_TEXT: {
-                const void* const text = sqlite3_column_blob(statement.get(), 0);
-                const int length = sqlite3_column_bytes(statement.get(), 0);
-                return SettingsValue(text == nullptr ? std::string()
-                                                     : std::string(static_cast<const char*>(text),
-                                                                   static_cast<std::size_t>(length)));
-            }
-            default:
-                return std::nullopt;
-        }
+        const std::lock_guard lock(m_keeper->mutex);
+        return m_keeper->bClosed ? std::nullopt : m_keeper->tree.Read(path, entry);
     }
 
     bool Write(const std::string& path, std::string_view entry, const SettingsValue& value) override {
-        const std::lock_guard lock(mutex_);
-        const Statement statement = Prepare(
-            "INSERT INTO settings (path, name, value) VALUES (?, ?, ?) "
-            "ON CONFLICT (path, name) DO UPDATE SET value = excluded.value");
-        if (!statement) {
-            return false;
-        }
-        Bind(statement.get(), 1, path);
-        Bind(statement.get(), 2, entry);
-        if (const auto* number = std::get_if<std::uint32_t>(&value)) {
-            sqlite3_bind_int64(statement.get(), 3, *number);
-        } else {
-            Bind(statement.get(), 3, std::get<std::string>(value));
-        }
-        return Finish(statement.get());
+        return Change([&](SettingsTree& tree) { tree.Write(path, entry, value); });
     }
 
     bool Delete(const std::string& path, std::string_view subSection) override {
@@ -101,149 +218,60 @@ public:
         if (!subSection.empty()) {
             key.append("\\").append(subSection);
         }
-        const std::lock_guard lock(mutex_);
-        const Statement statement = Prepare(
-            "DELETE FROM settings WHERE path = ?1 OR substr(path, 1, length(?1) + 1) = ?1 || '\\' "
-            "COLLATE NOCASE");
-        if (!statement) {
-            return false;
-        }
-        Bind(statement.get(), 1, key);
-        return Finish(statement.get());
+        return Change([&](SettingsTree& tree) { tree.Delete(key); });
     }
 
     void BeginBatch() override {
-        const std::lock_guard lock(mutex_);
-        if (batchDepth_++ == 0 && database_) {
-            Run(database_.get(), "BEGIN IMMEDIATE");
-        }
+        Change([](SettingsTree& tree) { tree.BeginBatch(); });
     }
 
     void EndBatch() override {
-        const std::lock_guard lock(mutex_);
-        if (--batchDepth_ == 0 && database_ && sqlite3_get_autocommit(database_.get()) == 0 &&
-            !Run(database_.get(), "COMMIT")) {
-            Run(database_.get(), "ROLLBACK");
+        const std::lock_guard lock(m_keeper->mutex);
+        if (m_keeper->tree.IsInBatch()) {  // it may have begun when the tree was closed
+            m_keeper->tree.EndBatch();
+            m_keeper->changed.notify_all();
         }
     }
 
-    void Close() override {
-        const std::lock_guard lock(mutex_);
-        database_.reset();
+    bool Close(Milliseconds limit) override {
+        std::unique_lock lock(m_keeper->mutex);
+        if (!m_keeper->bClosed) {
+            m_keeper->bClosed = true;
+            m_keeper->closeLimit = std::chrono::steady_clock::now() + limit;
+            m_keeper->changed.notify_all();
+            if (m_writer.IsHeld()) {
+                m_keeper->ended.wait_until(lock, m_keeper->closeLimit, [this] { return m_keeper->bEnded; });
+            }
+            const std::size_t left = m_keeper->bEnded ? m_keeper->tree.CountChanges() : 1;
+            m_bStored = left == 0;
+            if (!m_bStored) {
+                Announce("changed settings could not be written to " + m_keeper->file.Path() +
+                         " and are lost: " +
+                         (m_keeper->trouble.empty() ? "the file does not answer" : m_keeper->trouble));
+            }
+            lock.unlock();
+            if (!m_writer.Wait(kWriteWait)) {
+                m_writer.Abandon();
+            }
+        }
+        return m_bStored;
     }
 
 private:
-    // The file as it is; without its damage; or memory, so that the client runs in any case.
-    void OpenAny() {
-        int code = Open(path_);
-        if (IsDamage(code)) {
-            SetAside();
-            code = Open(path_);
+    template <typename Edit>
+    bool Change(Edit edit) {
+        const std::lock_guard lock(m_keeper->mutex);
+        if (m_keeper->bClosed) {
+            return false;
         }
-        if (code != SQLITE_OK) {
-            Announce("settings cannot be kept in " + path_ + ": " + sqlite3_errstr(code));
-            OpenDatabase(":memory:");
-        }
+        edit(m_keeper->tree);
+        m_keeper->changed.notify_all();
+        return true;
     }
 
-    int Open(const std::string& path) {
-        // It holds passwords: the file and its companions, which copy its rights, are the user's alone.
-        // Only a new file is touched: closing one that is in use would drop its locks.
-        if (const int fd = ::open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600); fd >= 0) {
-            ::close(fd);
-        }
-        return OpenDatabase(path);
-    }
-
-    int OpenDatabase(const std::string& path) {
-        sqlite3* raw = nullptr;
-        int code = sqlite3_open_v2(
-            path.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX, nullptr);
-        database_.reset(raw);
-        if (code != SQLITE_OK) {
-            return code;
-        }
-        sqlite3_busy_timeout(raw, kBusyMs);
-        // With the write-ahead log a value is old or new after a power cut, and a write needs no sync
-        // that the user interface would feel.
-        Run(raw, "PRAGMA journal_mode = WAL");
-        Run(raw, "PRAGMA synchronous = NORMAL");
-        code = Check(raw);
-        if (code == SQLITE_OK && !Run(raw,
-                                      "CREATE TABLE IF NOT EXISTS settings ("
-                                      "path TEXT NOT NULL COLLATE NOCASE, name TEXT NOT NULL COLLATE NOCASE, "
-                                      "value, PRIMARY KEY (path, name)) WITHOUT ROWID")) {
-            code = sqlite3_errcode(raw);
-        }
-        // A file of another make may have a table of this name with other columns.
-        if (code == SQLITE_OK && !Prepare("SELECT path, name, value FROM settings")) {
-            code = SQLITE_CORRUPT;
-        }
-        return code;
-    }
-
-    static int Check(sqlite3* database) {
-        sqlite3_stmt* raw = nullptr;
-        int code = sqlite3_prepare_v2(database, "PRAGMA quick_check(1)", -1, &raw, nullptr);
-        const Statement statement(raw);
-        if (code != SQLITE_OK) {
-            return code;
-        }
-        code = sqlite3_step(raw);
-        if (code != SQLITE_ROW) {
-            return code == SQLITE_DONE ? SQLITE_OK : code;
-        }
-        const void* const text = sqlite3_column_blob(raw, 0);
-        const bool sound =
-            text != nullptr && sqlite3_column_bytes(raw, 0) == 2 && std::memcmp(text, "ok", 2) == 0;
-        return sound ? SQLITE_OK : SQLITE_CORRUPT;
-    }
-
-    void SetAside() {
-        database_.reset();
-        const std::time_t now = std::time(nullptr);
-        std::tm local{};
-        localtime_r(&now, &local);
-        const std::string base = path_ + ".damaged-" + FormatTimeStamp(local);
-        std::string aside = base;
-        for (int i = 2; FileExists(aside); ++i) {
-            aside = base + "-" + std::to_string(i);
-        }
-        if (std::rename(path_.c_str(), aside.c_str()) == 0) {
-            Announce("the settings file was damaged; it was kept as " + aside + " and defaults are used");
-        }
-        // The log of the damaged file must not be taken for that of the new one.
-        std::rename((path_ + "-wal").c_str(), (aside + "-wal").c_str());
-        ::unlink((path_ + "-shm").c_str());
-    }
-
-    Statement Prepare(const char* sql) {
-        if (!database_) {
-            return nullptr;
-        }
-        sqlite3_stmt* raw = nullptr;
-        NoteDamage(sqlite3_prepare_v2(database_.get(), sql, -1, &raw, nullptr));
-        return Statement(raw);
-    }
-
-    bool Finish(sqlite3_stmt* statement) {
-        const int code = sqlite3_step(statement);
-        NoteDamage(code);
-        return code == SQLITE_DONE;
-    }
-
-    void NoteDamage(int code) {
-        if (IsDamage(code) && !damageTold_) {
-            damageTold_ = true;
-            Announce("the settings file " + path_ + " is damaged; it will be set aside at the next start");
-        }
-    }
-
-    const std::string path_;
-    std::mutex mutex_;
-    Database database_;
-    int batchDepth_ = 0;
-    bool damageTold_ = false;
+    const std::shared_ptr<Keeper> m_keeper;
+    Worker m_writer;
+    bool m_bStored = true;
 };
 
 }  // namespace

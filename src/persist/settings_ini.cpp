@@ -126,9 +126,11 @@ public:
 
     void BeginBatch() override {}
     void EndBatch() override {}
-    void Close() override {
+    // A write is on the disk when it returns.
+    bool Close(Milliseconds) override {
         const std::lock_guard lock(mutex_);
         closed_ = true;
+        return true;
     }
 
 private:

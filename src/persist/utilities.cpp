@@ -3,6 +3,7 @@
 #include <nettle/md5.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -20,6 +21,9 @@ namespace {
 char LowerAscii(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
 }
+
+// What a system calls the folder for temporary files of a process of low trust.
+constexpr std::string_view kLowName = "low";
 
 std::mutex dataFolderMutex;
 std::string chosenDataFolder;
@@ -137,7 +141,9 @@ bool IsLowIntegrityFolder(std::string_view tempFolder) {
     if (tempFolder.ends_with('/') || tempFolder.ends_with('\\')) {
         tempFolder.remove_suffix(1);
     }
-    return tempFolder.size() >= 3 && stristr(tempFolder.substr(tempFolder.size() - 3), "low") == 0;
+    const std::size_t before = tempFolder.find_last_of("/\\");
+    const std::string_view name = tempFolder.substr(before == std::string_view::npos ? 0 : before + 1);
+    return name.size() == kLowName.size() && stristr(name, kLowName) == 0;
 }
 
 bool IsLowIntegrity() {

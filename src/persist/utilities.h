@@ -43,6 +43,7 @@ std::string FormatTimeStamp(const std::tm& time);
 std::string WideFromCodePage(unsigned nCodePage, std::string_view text);
 // Position of the first occurrence without regard to ASCII case, or npos.
 std::size_t stristr(std::string_view text, std::string_view find);
+// Kept as a helper, as the two digests below are.
 bool StringArraysEqual(const std::vector<std::string>& a, const std::vector<std::string>& b);
 
 std::string GetModuleFilePath();
@@ -52,7 +53,7 @@ std::string GetModuleFileFolder();
 // SetDataFolder goes before all of these.
 std::string GetDataFolder();
 // The process may write to places of low trust only, as in a browser's sandbox: its folder for temporary
-// files is named so that it ends in "low". Found once.
+// files is named "low". Found once.
 bool IsLowIntegrity();
 // The same for a folder's name.
 bool IsLowIntegrityFolder(std::string_view tempFolder);

@@ -184,16 +184,6 @@ std::string CKelvaraInfo::GetServerNameAndVersion() const {
     });
 }
 
-std::string CKelvaraInfo::GetServerVersion() const {
-    return Shared()->WithStatus(
-        [](const CNvrStatus& status) { return WithoutLineEnd(status.strServerVersion); });
-}
-
-std::string CKelvaraInfo::GetServerBuild() const {
-    return Shared()->WithStatus(
-        [](const CNvrStatus& status) { return WithoutLineEnd(status.strServerBuild); });
-}
-
 void CKelvaraInfo::GetDiskInfo(int* pnStatus, int* pnUsed, std::string& strSize, std::string& strUnit) const {
     Shared()->WithStatus([&](const CNvrStatus& status) {
         *pnStatus = status.m_nDiskStatus;

@@ -57,8 +57,6 @@ public:
     std::string GetServerName() const;
     void SetServerName(const std::string& name);
     std::string GetServerNameAndVersion() const;  // "name(version)"
-    std::string GetServerVersion() const;
-    std::string GetServerBuild() const;
     void GetDiskInfo(int* pnStatus, int* pnUsed, std::string& strSize, std::string& strUnit) const;
     bool GetCameraSetting(int nCh, CameraSettings* pSetting) const;
     std::vector<CameraSettings> GetAllCameraSettings() const;

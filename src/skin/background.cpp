@@ -2,6 +2,7 @@
 
 #include <QtGui/QPainter>
 #include <QtGui/QPainterPath>
+#include <algorithm>
 
 #include "skin/icons.h"
 #include "skin/palette.h"

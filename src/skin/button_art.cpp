@@ -42,7 +42,7 @@ constexpr Subject kSubjects[] = {
     {1657, Grid10, Face::kPlate, 6},         {1658, Grid12, Face::kPlate, 6},
     {1659, GridCustom, Face::kPlate, 6},     {1660, ViewSize, Face::kPlate, 7},
     {1661, FullScreen, Face::kPlate, 7},     {1662, Sequential, Face::kPlate, 6},
-    {1663, Dots, Face::kPlate, 1},           {1664, PageList, Face::kPlate, 6},
+    {1663, Dots, Face::kPlate, 1},           {1664, Dots, Face::kPlate, 1},
     {1750, Snapshot, Face::kPlate, 3},       {1751, Record, Face::kPlate, 3},
     {1752, Speaker, Face::kPlate, 3},        {1753, Microphone, Face::kPlate, 3},
     {1754, Globe, Face::kPlate, 3},          {1953, MenuLines, Face::kPlate, 3},

@@ -6,6 +6,7 @@
 #include <QtWidgets/QStyleFactory>
 #include <QtWidgets/QStyleOption>
 #include <QtWidgets/QToolTip>
+#include <algorithm>
 
 #include "skin/palette.h"
 #include "skin/style_parts.h"

@@ -4,7 +4,10 @@
 #include <QtGui/QScreen>
 #include <QtWidgets/QAbstractItemView>
 #include <QtWidgets/QScrollBar>
+#include <QtWidgets/QStyleOptionComboBox>
+#include <QtWidgets/QStylePainter>
 #include <QtWidgets/QToolTip>
+#include <algorithm>
 
 #include "skin/plain_text.h"
 
@@ -17,7 +20,7 @@ constexpr int kRowsShown = 16;
 CExtComboBox::CExtComboBox(QWidget* parent) : QComboBox(parent) {
     setMaxVisibleItems(kRowsShown);
     setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
-    view()->setTextElideMode(Qt::ElideRight);
+    view()->setTextElideMode(Qt::ElideMiddle);
 }
 
 void CExtComboBox::showPopup() {
@@ -26,13 +29,24 @@ void CExtComboBox::showPopup() {
     QComboBox::showPopup();
 }
 
+int CExtComboBox::TextRoom(const QStyleOptionComboBox& option) const {
+    return style()->subControlRect(QStyle::CC_ComboBox, &option, QStyle::SC_ComboBoxEditField, this).width();
+}
+
+void CExtComboBox::paintEvent(QPaintEvent*) {
+    QStylePainter painter(this);
+    QStyleOptionComboBox option;
+    initStyleOption(&option);
+    painter.drawComplexControl(QStyle::CC_ComboBox, option);
+    option.currentText = fontMetrics().elidedText(option.currentText, Qt::ElideMiddle, TextRoom(option));
+    painter.drawControl(QStyle::CE_ComboBoxLabel, option);
+}
+
 bool CExtComboBox::event(QEvent* event) {
     if (event->type() == QEvent::ToolTip && toolTip().isEmpty()) {
         QStyleOptionComboBox option;
         initStyleOption(&option);
-        const int room =
-            style()->subControlRect(QStyle::CC_ComboBox, &option, QStyle::SC_ComboBoxEditField, this).width();
-        const bool cut = fontMetrics().horizontalAdvance(currentText()) > room;
+        const bool cut = fontMetrics().horizontalAdvance(currentText()) > TextRoom(option);
         const QByteArray text = cut ? currentText().toUtf8() : QByteArray();
         QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(),
                            MarkupOf({text.constData(), static_cast<std::size_t>(text.size())}), this);

@@ -5,9 +5,9 @@
 
 namespace kvmon {
 
-// A combo box whose list is as wide as its longest entry (within the screen) and whose own text, when it is
-// cut, shows whole as the tool tip. Entries are plain text.
-
+// A combo box whose list is as wide as its longest entry (within the screen). Texts are cut in the middle,
+// since names of one site often differ at their ends only; its own text, when it is cut, shows whole as the
+// tool tip. Entries are plain text.
 class CExtComboBox : public QComboBox {
 public:
     explicit CExtComboBox(QWidget* parent = nullptr);
@@ -16,6 +16,11 @@ public:
 
 protected:
     bool event(QEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    // For the text, in pixels.
+    int TextRoom(const QStyleOptionComboBox& option) const;
 };
 
 }  // namespace kvmon

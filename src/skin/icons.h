@@ -34,7 +34,6 @@ void GridCustom(QPainter& painter, const QRectF& box, const IconInk& ink);
 void ViewSize(QPainter& painter, const QRectF& box, const IconInk& ink);
 void FullScreen(QPainter& painter, const QRectF& box, const IconInk& ink);
 void Sequential(QPainter& painter, const QRectF& box, const IconInk& ink);
-void PageList(QPainter& painter, const QRectF& box, const IconInk& ink);
 void Snapshot(QPainter& painter, const QRectF& box, const IconInk& ink);
 void Record(QPainter& painter, const QRectF& box, const IconInk& ink);
 void Speaker(QPainter& painter, const QRectF& box, const IconInk& ink);

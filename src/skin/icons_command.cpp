@@ -1,6 +1,7 @@
 #include <QtGui/QFont>
 #include <QtGui/QPainter>
 #include <QtGui/QPainterPath>
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -109,14 +110,6 @@ void Sequential(QPainter& painter, const QRectF& box, const IconInk& ink) {
     painter.drawPath(Polyline({{4.0, 10.4}, {-0.4, 9.4}, {0.2, 13.8}}));
     sheet.Fill(ink.checked ? ink.accent : ink.ink);
     painter.drawRect(QRectF(4.8, 5.8, 6.4, 4.6));
-}
-
-void PageList(QPainter& painter, const QRectF& box, const IconInk& ink) {
-    const Sheet sheet(painter, box, ink.ink);
-    for (const double y : {3.5, 8.0, 12.5}) {
-        painter.drawLine(QPointF(2, y), QPointF(2.2, y));
-        painter.drawLine(QPointF(5.5, y), QPointF(14, y));
-    }
 }
 
 void Snapshot(QPainter& painter, const QRectF& box, const IconInk& ink) {

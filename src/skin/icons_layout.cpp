@@ -1,4 +1,5 @@
 #include <QtGui/QPainter>
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <span>

@@ -1,5 +1,6 @@
 #include <QtGui/QPainter>
 #include <QtGui/QPainterPath>
+#include <algorithm>
 #include <cmath>
 
 #include "skin/icons.h"

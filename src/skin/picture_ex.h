@@ -12,7 +12,6 @@ public:
 
     void Draw();
     void Stop();
-    bool IsPlaying() const { return playing_; }
 
     QSize sizeHint() const override;
 

@@ -3,6 +3,7 @@
 #include <QtGui/QPainter>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QStyleOption>
+#include <algorithm>
 
 #include "skin/palette.h"
 

@@ -45,6 +45,7 @@ void CXSkinDialog::CreateControls(std::span<const SkinControlRow> table, TextSou
 QWidget* CXSkinDialog::Make(const SkinControlRow& row, TextSource texts) {
     if (row.kind == SkinControlKind::kStatic) {
         auto* const text = new CXSkinStatic(row.id, this);
+        text->SetCentred(true);
         text->setObjectName(QString::fromUtf8(row.title));
         return text;
     }

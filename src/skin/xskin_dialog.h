@@ -30,7 +30,7 @@ public:
 
     explicit CXSkinDialog(QWidget* parent = nullptr);
 
-    // The console's ground and placement are the start values.
+    // The console's ground and placement are the start values; kept for other dialogs of this kind.
     void SetBackground(Ground ground, Placement placement);
     // Makes the controls in the table's order, which is the order of the Tab key, too. An identifier that is
     // there already is passed over.

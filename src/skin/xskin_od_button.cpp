@@ -3,6 +3,7 @@
 #include <QtGui/QAccessible>
 #include <QtGui/QPainter>
 #include <QtWidgets/QToolTip>
+#include <algorithm>
 
 #include "skin/button_accessible.h"
 #include "skin/icons.h"

@@ -1,6 +1,7 @@
 #include "skin/xskin_static.h"
 
 #include <QtGui/QPainter>
+#include <algorithm>
 
 #include "skin/palette.h"
 #include "skin/plain_text.h"
@@ -30,6 +31,11 @@ void CXSkinStatic::SetTextColor(QRgb colour) {
     update();
 }
 
+void CXSkinStatic::SetCentred(bool bCentred) {
+    centred_ = bCentred;
+    update();
+}
+
 void CXSkinStatic::FitFont() {
     QFont fitting = font();
     fitting.setWeight(QFont::Bold);
@@ -53,7 +59,8 @@ void CXSkinStatic::paintEvent(QPaintEvent*) {
     painter.setPen(colour_);
     const QString text =
         fontMetrics().elidedText(QString::fromStdString(text_), Qt::ElideRight, width(), Qt::TextSingleLine);
-    painter.drawText(rect(), Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, text);
+    painter.drawText(
+        rect(), (centred_ ? Qt::AlignHCenter : Qt::AlignLeft) | Qt::AlignVCenter | Qt::TextSingleLine, text);
 }
 
 }  // namespace kvmon

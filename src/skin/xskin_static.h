@@ -17,6 +17,7 @@ public:
     // UTF-8, shown as it is.
     void SetWindowText(std::string text);
     void SetTextColor(QRgb colour);
+    void SetCentred(bool bCentred);
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -28,6 +29,7 @@ private:
 
     std::string text_;
     QColor colour_;
+    bool centred_ = false;
 };
 
 // The pixel height of a font that fits a control of this height: half of it, taken as points.

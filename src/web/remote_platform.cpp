@@ -4,6 +4,7 @@
 
 #include <QtGui/QGuiApplication>
 #include <QtGui/QPainter>
+#include <algorithm>
 
 #include "web/remote_display.h"
 

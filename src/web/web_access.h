@@ -29,7 +29,6 @@ public:
     // The address and port that the host listens on, the origins of pages elsewhere, the session token.
     WebAccess(std::string address, std::uint16_t port, std::vector<std::string> origins, std::string token);
 
-    bool IsLoopback() const { return m_bLoopback; }
     const std::string& Token() const { return m_token; }
     // "http://ADDRESS:PORT"
     const std::string& OwnOrigin() const { return m_ownOrigin; }

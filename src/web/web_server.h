@@ -30,7 +30,6 @@ public:
     bool Listen(std::string& problem);
     // The address to open, with the token.
     std::string Url() const;
-    std::size_t SessionCount() const { return m_sessions.size(); }
     // Tells all sessions to end. True when all have, false after the time.
     bool EndSessions(int milliseconds);
 

@@ -33,7 +33,14 @@ TEST(AppOptions, TakesThemAll) {
     EXPECT_EQ(parsed.options->language, 6);
     EXPECT_EQ(parsed.options->picture, "p.png");
     EXPECT_EQ(parsed.options->pictureAfterSeconds, 0.5);
+    EXPECT_THAT(parsed.options->given,
+                testing::UnorderedElementsAre("ServerIP", "ServerPort", "AuthData", "AutoStart",
+                                              "DefServerName", "Language", "HelpPath"));
+    EXPECT_FALSE(parsed.options->keep);
     EXPECT_FALSE(Parse({}).options->language);
+    EXPECT_THAT(Parse({"--keep"}).options->given, testing::IsEmpty());
+    EXPECT_TRUE(Parse({"--keep"}).options->keep);
+    EXPECT_EQ(Parse({"--decoder-threads", "4"}).options->decoderThreads, 4);
 }
 
 TEST(AppOptions, WrongOnesGiveOneLineAndStatusTwo) {
@@ -53,6 +60,8 @@ TEST(AppOptions, WrongOnesGiveOneLineAndStatusTwo) {
         {"--user", "u", "--password-file", "/nonexistent/file"},
         {"--auth", "-"},
         {"--serve", "1.2.3.4"},
+        {"--serve", "1", "--keep"},
+        {"--decoder-threads", "0"},
         {"--serve", "127.0.0.1:0", "--picture", "p"},
         {"--web-origin", "http://a"},
         {"--serve", "1", "--web-token-file", "/nonexistent/file"},

@@ -4,12 +4,14 @@
 
 #include <QtGui/QImage>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
 #include "support/fake_recorder.h"
+#include "support/file_holder.h"
 #include "support/temp_folder.h"
 #include "support/wait_until.h"
 
@@ -153,4 +155,72 @@ TEST_F(Program, SavesAPictureAndEnds) {
     Start({"--picture", folder.File("missing/wall.png"), "--picture-after", "0"});
     EXPECT_EQ(WaitForEnd(std::chrono::seconds(20)), 1);
     EXPECT_THAT(ReadFile(folder.File("out")), HasSubstr("could not be written"));
+}
+
+// What is changed last, the window's place, is written when the lock goes, or told as lost at the end's
+// limit.
+TEST_F(Program, EndsInTimeWhileAnotherProgramHoldsTheSettings) {
+    for (const bool bReleased : {true, false}) {
+        {
+            COrvoRegistry registry;
+            OpenSettings(registry);
+            registry.DeleteSection("Window");
+        }
+        StartAt(kvtest::UnusedPort());
+        std::filesystem::remove(folder.File("data/~Monitor.tmp"));
+        ASSERT_TRUE(kvtest::WaitUntil([&] { return FileExists(folder.File("data/~Monitor.tmp")); }));
+        kvtest::FileHolder holder(folder.File("data/settings.db"));
+        ASSERT_TRUE(holder.IsHeld());
+        ::kill(pid, SIGTERM);
+        if (bReleased) {
+            // The program has come to its writing when it no longer answers to the lock alone.
+            EXPECT_EQ(WaitForEnd(std::chrono::milliseconds(1000)), -1);
+            holder.Release();
+        }
+        EXPECT_EQ(WaitForEnd(kEndLimit), 0);
+        holder.Release();
+        COrvoRegistry registry;
+        OpenSettings(registry);
+        EXPECT_EQ(registry.GetProfileInt("Window", "Width", 0), bReleased ? 1000u : 0u);
+        const std::string told = ReadFile(folder.File("out"));
+        EXPECT_EQ(told.find("could not be written") != std::string::npos, !bReleased) << told;
+        EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), bReleased ? 0 : 1) << told;
+    }
+}
+
+TEST_F(Program, PropertiesAreKeptWhenAskedAndOthersHoldForTheirRun) {
+    ScriptedServer server([](Peer& peer) {
+        peer.ReadHead();
+        peer.Write("HTTP/1.0 401 Unauthorized\r\n\r\n");
+    });
+    const std::vector<std::string> port{"--port", std::to_string(server.Port())};
+    const std::vector<std::string> picture{"--picture", folder.File("p.png"), "--picture-after", "0"};
+    const auto run = [&](std::vector<std::string> args) {
+        args.insert(args.end(), picture.begin(), picture.end());
+        Start(args);
+        EXPECT_EQ(WaitForEnd(std::chrono::seconds(20)), 0);
+    };
+    run({"--language", "7", "--port", port[1], "--auth", kAuth});
+    {
+        COrvoRegistry registry;
+        OpenSettings(registry);
+        EXPECT_EQ(registry.GetProfileInt("Desktop", "Language", 99), 99u);
+        EXPECT_EQ(registry.GetProfileInt("Desktop", "ServerPort", 99), 99u);
+    }
+    run({"--keep", "--language", "6", "--port", port[1], "--auth", kAuth});
+    EXPECT_THAT(ReadFile(folder.File("data/settings.db")), Not(HasSubstr("hunter2")));
+    EXPECT_THAT(ReadFile(folder.File("data/settings.db")), Not(HasSubstr(kAuth)));
+    run({"--language", "7", "--port", std::to_string(kvtest::UnusedPort())});
+    {
+        COrvoRegistry registry;
+        OpenSettings(registry);
+        EXPECT_EQ(registry.GetProfileInt("Desktop", "Language", 99), 6u);
+        EXPECT_EQ(registry.GetProfileInt("Desktop", "ServerPort", 99), server.Port());
+        EXPECT_EQ(registry.GetProfileInt("Desktop", "AutoStart", 99), 99u);
+    }
+    // Recorder and login come from what is kept.
+    Start({"--auto-start"});
+    ASSERT_TRUE(server.WaitForHeads(1));
+    EXPECT_THAT(server.Heads()[0], HasSubstr("Basic " + kAuth));
+    EXPECT_EQ(Terminate(), 0);
 }

@@ -67,7 +67,10 @@ protected:
         app.databasePath = folder.File("settings.db");
         kvmon::Registry().InitRegistry(false, app);
     }
-    ~ConsoleTest() override { Close(); }
+    ~ConsoleTest() override {
+        Close();
+        kvmon::Registry().Close();  // before its folder goes
+    }
 
     // A console logged in to the port, with its view built.
     kvmon::CMainDlg& Open(std::uint16_t port) {

@@ -227,6 +227,22 @@ TEST_F(Screens, ADisplayThatGoesReturnsItsWindows) {
     emit qGuiApp->screenAdded(&ScreenAt(1));
 }
 
+TEST_F(Screens, TheCellsGrowInNumberWhenASecondDisplayComes) {
+    FakeRecorder recorder("Hall", 10);
+    Start(recorder.Port());
+    emit qGuiApp->screenRemoved(&ScreenAt(1));
+    const CellPool& cells = console->View().Cells();
+    ASSERT_TRUE(PumpUntil([&] { return cells.GetCount() > 0; }));
+    EXPECT_EQ(cells.GetCount(), 42);
+    emit qGuiApp->screenAdded(&ScreenAt(1));
+    EXPECT_EQ(cells.GetCount(), 84);
+    Command(StyleButtonId(VIEW_STYLE_4CH));
+    Command(kCtlMultiScreens);
+    ASSERT_THAT(Panels(), SizeIs(1));
+    EXPECT_EQ(ShownOn(Panels()[0]), 4);
+    EXPECT_EQ(ShownOn(console.get()), 4);
+}
+
 TEST_F(Screens, FullScreenAndTheWindowsPlaceComeBackTheNextTime) {
     FakeRecorder recorder("Hall", 6);
     Open(recorder.Port());

@@ -123,10 +123,11 @@ TEST(FolderTest, LookUpsAndDigests) {
     EXPECT_FALSE(FileExists(folder.File("none")));
     EXPECT_TRUE(FileExists(folder.File(std::string(300, 'x'))));  // neither not found nor a bad path
 
-    for (const char* const low : {"/home/u/Temp/Low", "C:\\Temp\\LOW\\", "low", "/yellow/"}) {
+    for (const char* const low : {"/home/u/Temp/Low", "C:\\Temp\\LOW\\", "low", "/low/"}) {
         EXPECT_TRUE(IsLowIntegrityFolder(low)) << low;
     }
-    for (const char* const other : {"", "/tmp", "lo", "/low/tmp", "/low//"}) {
+    for (const char* const other :
+         {"", "/tmp", "lo", "/low/tmp", "/low//", "/yellow/", "/x/workflow", "flow"}) {
         EXPECT_FALSE(IsLowIntegrityFolder(other)) << other;
     }
 

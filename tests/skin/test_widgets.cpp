@@ -113,6 +113,20 @@ TEST(CExtComboBox, TheListIsAsWideAsItsEntriesWithinTheScreen) {
     combo.hidePopup();
 }
 
+// Names that differ at their ends only look different.
+TEST(CExtComboBox, ALongTextIsCutInTheMiddle) {
+    const auto pictureOf = [](const QString& text) {
+        CExtComboBox combo;
+        combo.resize(143, 24);
+        combo.addItem(text);
+        return combo.grab().toImage();
+    };
+    const QString middle(30, 'W');
+    EXPECT_NE(pictureOf("A" + middle + "1"), pictureOf("A" + middle + "2"));
+    EXPECT_NE(pictureOf("A" + middle + "1"), pictureOf("B" + middle + "1"));
+    EXPECT_EQ(pictureOf("A" + middle + "." + middle + "1"), pictureOf("A" + middle + ":" + middle + "1"));
+}
+
 TEST(CPictureEx, TurnsOnlyWhileItPlaysAndShows) {
     CPictureEx picture;
     picture.Draw();

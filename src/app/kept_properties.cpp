@@ -1,0 +1,110 @@
+#include "app/kept_properties.h"
+
+#include "control/auth_text.h"
+#include "control/languages.h"
+#include "persist/credential_store.h"
+#include "persist/orvo_registry.h"
+#include "persist/utilities.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr const char* kSection = "Desktop";
+constexpr const char* kAuth = "AuthData";
+constexpr const char* kPort = "ServerPort";
+constexpr const char* kAutoStart = "AutoStart";
+constexpr const char* kLanguage = "Language";
+constexpr const char* kUser = "Username";
+constexpr const char* kPassword = "Passwd";
+constexpr const char* kTexts[] = {"ServerIP", "DefServerName", "HelpPath"};
+constexpr std::uint32_t kMissing = 0xFFFFFFFF;
+
+std::optional<std::string> LoadAuth(const COrvoRegistry& registry) {
+    const std::string user = registry.GetProfileString(kSection, kUser, {});
+    const auto password = user.empty() ? std::nullopt : GetEncryptPasswd(registry, kSection, kPassword, user);
+    const std::string auth = password ? MakeBasicAuth(user, *password) : std::string();
+    return auth.empty() ? std::nullopt : std::optional(auth);
+}
+
+void KeepAuth(COrvoRegistry& registry, const std::string& auth) {
+    const auto credential = DecodeAuthText(auth);
+    const bool bKept =
+        credential && SaveEncryptPasswd(registry, kSection, kPassword, credential->first, credential->second);
+    registry.WriteProfileString(kSection, kUser, bKept ? credential->first : std::string());
+}
+
+}  // namespace
+
+PropertyBag LoadKeptProperties(const COrvoRegistry& registry) {
+    PropertyBag bag;
+    for (const char* const name : kTexts) {
+        if (const std::string text = registry.GetProfileString(kSection, name, {}); !text.empty()) {
+            bag[name] = text;
+        }
+    }
+    if (const auto port = registry.GetProfileInt(kSection, kPort, 0); port > 0 && port < 65536) {
+        bag[kPort] = static_cast<std::int32_t>(port);
+    }
+    if (const auto start = registry.GetProfileInt(kSection, kAutoStart, kMissing); start <= 1) {
+        bag[kAutoStart] = static_cast<std::int32_t>(start);
+    }
+    if (const auto number = registry.GetProfileInt(kSection, kLanguage, kMissing); number < kLanguageCount) {
+        bag[kLanguage] = std::to_string(number);
+    }
+    if (const auto auth = LoadAuth(registry)) {
+        bag[kAuth] = *auth;
+    }
+    return bag;
+}
+
+PropertyBag PropertiesOf(const AppOptions& options) {
+    PropertyBag bag;
+    const auto take = [&](const char* name, Variant value) {
+        if (options.given.contains(name)) {
+            bag[name] = std::move(value);
+        }
+    };
+    take("ServerIP", options.server);
+    take(kPort, options.port);
+    take(kAutoStart, options.autoStart ? 1 : 0);
+    take("DefServerName", options.serverName);
+    take("HelpPath", options.helpPath);
+    take(kAuth, options.auth);
+    if (options.language) {
+        bag[kLanguage] = std::to_string(*options.language);
+    }
+    return bag;
+}
+
+PropertyBag PropertiesOf(CTR450Client& client) {
+    PropertyBag bag = client.Save();
+    bag["DefServerName"] = client.Impl().GetDefServerName();  // which its member does not tell
+    return bag;
+}
+
+void KeepChangedProperties(COrvoRegistry& registry, const PropertyBag& before, const PropertyBag& now) {
+    const COrvoRegistry::Batch together(registry);
+    const auto changed = [&](const char* name) -> const Variant* {
+        const auto old = before.find(name);
+        const auto found = now.find(name);
+        const bool bSame = found == now.end() || (old != before.end() && old->second == found->second);
+        return bSame ? nullptr : &found->second;
+    };
+    for (const char* const name : kTexts) {
+        if (const Variant* const value = changed(name)) {
+            registry.WriteProfileString(kSection, name, ToText(*value).value_or(std::string()));
+        }
+    }
+    for (const char* const name : {kPort, kAutoStart, kLanguage}) {
+        const Variant* const value = changed(name);
+        if (const auto number = value != nullptr ? ToLong(*value) : std::nullopt) {
+            registry.WriteProfileInt(kSection, name, static_cast<std::uint32_t>(*number));
+        }
+    }
+    if (const Variant* const value = changed(kAuth)) {
+        KeepAuth(registry, ToText(*value).value_or(std::string()));
+    }
+}
+
+}  // namespace kvmon

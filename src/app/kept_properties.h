@@ -1,0 +1,21 @@
+// The control's properties as the desktop program keeps them between its runs.
+#pragma once
+
+#include "app/app_options.h"
+#include "control/client.h"
+
+namespace kvmon {
+
+class COrvoRegistry;
+
+// What an earlier run kept; only what is usable.
+PropertyBag LoadKeptProperties(const COrvoRegistry& registry);
+// What the command line says.
+PropertyBag PropertiesOf(const AppOptions& options);
+// As they are now, all of them.
+PropertyBag PropertiesOf(CTR450Client& client);
+// Keeps those of `now` that are not as in `before`. The credential is kept enciphered, as those of further
+// recorders are.
+void KeepChangedProperties(COrvoRegistry& registry, const PropertyBag& before, const PropertyBag& now);
+
+}  // namespace kvmon

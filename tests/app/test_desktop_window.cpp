@@ -1,0 +1,133 @@
+// The desktop's window: what it keeps for the next start.
+#include <gmock/gmock.h>
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QEventLoop>
+#include <QtWidgets/QApplication>
+#include <QtWidgets/QComboBox>
+#include <QtWidgets/QDialog>
+#include <QtWidgets/QDialogButtonBox>
+#include <QtWidgets/QPushButton>
+#include <sstream>
+
+#include "app/app_options.h"
+#include "app/desktop_window.h"
+#include "persist/orvo_registry.h"
+#include "persist/string_table.h"
+#include "persist/utilities.h"
+#include "skin/xskin_od_button.h"
+#include "support/fake_recorder.h"
+#include "support/file_holder.h"
+#include "support/qt_ui_watchdog.h"
+#include "support/temp_folder.h"
+
+using namespace kvmon;
+
+namespace {
+
+constexpr int kGerman = 0x0407;
+constexpr int kItalian = 0x0410;
+constexpr std::uint32_t kTextLogout = 4003;
+
+template <typename Condition>
+bool PumpUntil(Condition condition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(15);
+    while (!condition() && std::chrono::steady_clock::now() < end) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    }
+    return condition();
+}
+
+class DesktopWindowTest : public testing::Test {
+protected:
+    DesktopWindowTest() {
+        SetDataFolder(folder.Path());
+        InitSettings();
+    }
+    ~DesktopWindowTest() override { Registry().Close(); }
+    void InitSettings() { Registry().InitRegistry(false, {}); }
+    // A start of the program with these options, and its end; between them what `use` does.
+    template <typename Use>
+    void Run(std::vector<std::string> args, Use use) {
+        args.insert(args.end(), {"--port", std::to_string(recorder.Port()), "--auth",
+                                 "YWRtaW46aHVudGVyMg==", "--auto-start"});
+        std::istringstream none;
+        const ParsedCommandLine parsed = ParseCommandLine(args, none);
+        ASSERT_TRUE(parsed.options) << parsed.text;
+        {
+            DesktopWindow window(*parsed.options);
+            window.Activate();
+            window.show();
+            use(window);
+        }
+        EXPECT_TRUE(Registry().Close());
+        InitSettings();
+    }
+    // As a user does it.
+    static void ChooseLanguage(DesktopWindow& window, int langid) {
+        auto* const button =
+            dynamic_cast<CXSkinODButton*>(window.findChild<QWidget*>(QStringLiteral("Language")));
+        ASSERT_NE(button, nullptr);
+        ASSERT_TRUE(PumpUntil([&] { return button->isEnabled(); }));
+        button->Click();
+        QDialog* dialog = nullptr;
+        ASSERT_TRUE(PumpUntil([&] {
+            dialog = window.findChild<QDialog*>(QStringLiteral("languageDialog"));
+            return dialog != nullptr && dialog->isVisible();
+        }));
+        auto* const combo = dialog->findChild<QComboBox*>();
+        combo->setCurrentIndex(combo->findData(static_cast<std::uint16_t>(langid)));
+        dialog->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok)->click();
+    }
+
+    kvtest::TempFolder folder;
+    kvtest::FakeRecorder recorder{"Hall", 4};
+};
+
+}  // namespace
+
+TEST_F(DesktopWindowTest, ALanguageOnceChosenStaysAndAnOptionHoldsForItsRun) {
+    std::string german;
+    Run({}, [&](DesktopWindow& window) {
+        const std::string before = LoadString(kTextLogout);
+        ChooseLanguage(window, kGerman);
+        ASSERT_TRUE(PumpUntil([&] { return LoadString(kTextLogout) != before; }));
+        german = LoadString(kTextLogout);
+    });
+    Run({"--language", "7"}, [&](DesktopWindow&) { EXPECT_NE(LoadString(kTextLogout), german); });
+    Run({}, [&](DesktopWindow&) { EXPECT_EQ(LoadString(kTextLogout), german); });
+    // What is chosen in such a run counts all the same.
+    Run({"--language", "6"}, [&](DesktopWindow& window) {
+        ChooseLanguage(window, kItalian);
+        ASSERT_TRUE(PumpUntil([&] { return LoadString(kTextLogout) != german; }));
+    });
+    Run({}, [&](DesktopWindow&) { EXPECT_NE(LoadString(kTextLogout), german); });
+    EXPECT_EQ(Registry().GetProfileInt("Desktop", "Language", 99), 7u);
+    EXPECT_EQ(Registry().GetProfileInt("Desktop", "ServerPort", 99), 99u);
+    EXPECT_EQ(Registry().GetProfileString("Desktop", "Username", "none"), "none");
+}
+
+// Another program has the file, and lets go of it only at the end.
+TEST_F(DesktopWindowTest, ALockedSettingsFileHoldsUpNoClick) {
+    kvtest::FileHolder holder(folder.File("settings.db"));
+    ASSERT_TRUE(holder.IsHeld());
+    auto& watchdog = kvtest::WatchedApplication::Instance();
+    Run({}, [&](DesktopWindow& window) {
+        const std::string before = LoadString(kTextLogout);
+        watchdog.ForgetLongest();
+        for (const char* const name :
+             {"Single Channel", "4 Channels", "View Size", "Full-Screen", "Full-Screen"}) {
+            auto* const button = dynamic_cast<CXSkinODButton*>(window.findChild<QWidget*>(QString(name)));
+            ASSERT_TRUE(button != nullptr && PumpUntil([&] { return button->isEnabled(); })) << name;
+            button->Click();
+            QCoreApplication::processEvents();
+        }
+        ChooseLanguage(window, kGerman);  // the view is stored with that
+        ASSERT_TRUE(PumpUntil([&] { return LoadString(kTextLogout) != before; }));
+        RecordProperty("LongestWaitMs", std::to_string(watchdog.LongestWaitMs()));
+        EXPECT_LE(watchdog.LongestWaitMs(), kvtest::UiWaitLimitMs()) << watchdog.LongestWait();
+        holder.Release();
+    });
+    EXPECT_EQ(Registry().GetProfileInt("Desktop", "Language", 99), 6u);
+    EXPECT_EQ(Registry().GetProfileInt("Window", "Width", 0), 1000u);
+}
