@@ -169,6 +169,7 @@ void CSendSoundDlg::StartSend() {
         m_ending.push_back(std::move(m_session));
     }
     DropEnded();
+    m_fault.clear();
     m_session = std::make_unique<TalkSession>(m_camera, Handle(), m_factory);
     m_session->Begin(m_ending.empty() ? nullptr : m_ending.back().get());
     if (!m_wait->IsOpen()) {
@@ -191,7 +192,12 @@ void CSendSoundDlg::OnWaitClosed(int result) {
 }
 
 void CSendSoundDlg::ShowDialog() {
-    ShowState(FillPattern(LoadString(kTextTalkingTo), {DisplayLine(m_camera->GetCameraName())}), false);
+    // The link may have broken between the word that it works and the end of the wait.
+    if (m_fault.empty()) {
+        ShowState(FillPattern(LoadString(kTextTalkingTo), {DisplayLine(m_camera->GetCameraName())}), false);
+    } else {
+        ShowState(m_fault, true);
+    }
     adjustSize();
     if (m_owner != nullptr) {
         move(m_owner->window()->frameGeometry().center() - rect().center());
@@ -217,18 +223,18 @@ void CSendSoundDlg::OnTalkingNotify(WParam wParam, LParam lParam) {
         } else {
             m_wait.reset();
         }
+        m_fault.clear();
         // A level far below 0 stands for silence.
         m_meter->SetPos(static_cast<int>(std::clamp<LParam>(lParam, 0, 100)));
         return;
     }
-    const std::string text = wParam == static_cast<WParam>(TalkingNotify::State)
-                                 ? LoadString(StateText(lParam))
-                                 : FailureText(wParam, lParam);
+    m_fault = wParam == static_cast<WParam>(TalkingNotify::State) ? LoadString(StateText(lParam))
+                                                                  : FailureText(wParam, lParam);
+    m_meter->SetPos(0);
     if (bWaitOpen) {
-        m_wait->SetText(text);
+        m_wait->SetText(m_fault);
     } else {
-        m_meter->SetPos(0);
-        ShowState(text, true);
+        ShowState(m_fault, true);
     }
     SetTimer(kTimerTalk, kRetryMs);
 }

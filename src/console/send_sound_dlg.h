@@ -62,6 +62,7 @@ private:
     QLabel* m_state;
     LevelMeter* m_meter;
     std::unique_ptr<CWaitDlg> m_wait;
+    std::string m_fault;  // of the present try; empty while it works
     std::unique_ptr<TalkSession> m_session;
     std::vector<std::unique_ptr<TalkSession>> m_ending;  // told to end, not ended yet
     bool m_bOver = false;

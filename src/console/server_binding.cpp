@@ -204,7 +204,8 @@ void ServerBinding::UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, c
         camera = nullptr;
         changes.count = true;
     }
-    if (!camera) {
+    const bool bNew = !camera;
+    if (bNew) {
         camera = CreateCamera(&settings);
         *camera = settings;
         camera->SetConsoleWnd(m_dlg.Handle());
@@ -223,7 +224,9 @@ void ServerBinding::UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, c
         camera->SetCameraName(name);
         changes.name = true;
     }
-    camera->Picture().SetMainOsdKelvaraString({});
+    if (!bNew) {
+        camera->Picture().SetMainOsdKelvaraString({});
+    }
 }
 
 void ServerBinding::UpdateCamera(int server) {

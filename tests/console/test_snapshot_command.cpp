@@ -14,6 +14,7 @@
 
 #include "../channel/test_frames.h"
 #include "channel/base_camera.h"
+#include "channel/channel_view.h"
 #include "console/snapshot_command.h"
 #include "console_fixture.h"
 #include "server/kelvara_info.h"
@@ -176,13 +177,12 @@ TEST_F(SnapshotButton, TheNameMayTakeItsTimeAndTheViewMayChange) {
     QPointer<QFileDialog> dialog = Find<QFileDialog>();
     ASSERT_NE(dialog, nullptr);
     Show(20);
-    recorder.SetChannels({{"Channel 1", false}, {"Channel 2"}});  // no cell shows it any more
+    // With another address the channel is another one, and no cell shows the first any more.
+    const std::weak_ptr<CBaseCamera> first = Cell(0).GetCamera();
     ASSERT_TRUE(recorder.WaitForListener());
+    recorder.SetChannels({{"Channel 1", true, false}, {"Channel 2"}});
     recorder.Notify("2\n");
-    ASSERT_TRUE(PumpUntil([&] {
-        const auto camera = Cell(0).GetCamera();
-        return !camera || camera->GetCameraName() != "Channel 1";
-    }));
+    ASSERT_TRUE(PumpUntil([&] { return Cell(0).GetCamera() != first.lock(); }));
     ASSERT_NE(dialog, nullptr);
     emit dialog->fileSelected(QString::fromStdString(shots + "/mine.jpg"));
     dialog->reject();
