@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
 namespace kvmon {
 
@@ -11,8 +12,10 @@ using SteadyClock = std::chrono::steady_clock;
 
 // So much may be ahead of the time it is heard before a block has to wait.
 constexpr std::chrono::milliseconds kAhead{200};
-// A page that says nothing for so long does not let us hear.
-constexpr std::chrono::seconds kSilentPage{10};  // its user may have to be asked
+// A page that gives nothing for so long does not let us hear: before the first sound its user may have to be
+// asked, and a refusal is told.
+constexpr std::chrono::seconds kAskedPage{60};
+constexpr std::chrono::seconds kSilentPage{3};
 constexpr std::size_t kMostHeard = PageSound::kMicrophoneRate * 3 / 4;
 
 class PageSoundCard final : public SoundCard {
@@ -115,6 +118,7 @@ void PageSound::Record(bool bOn) {
     {
         const std::lock_guard lock(m_heardMutex);
         m_heard.clear();
+        m_bHears = m_bLost = false;
     }
     const std::lock_guard lock(m_sessionMutex);
     if (m_session.record) {
@@ -124,8 +128,15 @@ void PageSound::Record(bool bOn) {
 
 void PageSound::Take(std::span<const std::int16_t> samples) {
     const std::lock_guard lock(m_heardMutex);
+    m_bHears = true;
     const std::size_t count = std::min(samples.size(), kMostHeard - std::min(m_heard.size(), kMostHeard));
     m_heard.insert(m_heard.end(), samples.begin(), samples.begin() + static_cast<std::ptrdiff_t>(count));
+    m_changed.notify_all();
+}
+
+void PageSound::LoseMicrophone() {
+    const std::lock_guard lock(m_heardMutex);
+    m_bLost = true;
     m_changed.notify_all();
 }
 
@@ -133,8 +144,9 @@ bool PageSound::ReadMicrophone(std::span<std::int16_t> block, const std::atomic<
     std::unique_lock lock(m_heardMutex);
     std::size_t seen = m_heard.size();
     while (!cancelled && m_heard.size() < block.size()) {
-        m_changed.wait_for(lock, kSilentPage, [&] { return cancelled || m_heard.size() != seen; });
-        if (m_heard.size() == seen) {
+        const auto patience = m_bHears ? kSilentPage : kAskedPage;
+        m_changed.wait_for(lock, patience, [&] { return cancelled || m_bLost || m_heard.size() != seen; });
+        if (m_bLost || m_heard.size() == seen) {
             return false;
         }
         seen = m_heard.size();

@@ -35,6 +35,8 @@ public:
 
     // What the page recorded; what nobody reads is kept for three quarters of a second.
     void Take(std::span<const std::int16_t> samples);
+    // The page has no microphone to hear: its user refused it, or it is gone. Who listens hears so at once.
+    void LoseMicrophone();
 
     // --- for the cards and microphones
     void Send(const PcmFormat& format, std::span<const std::uint8_t> block);
@@ -48,6 +50,8 @@ private:
     std::mutex m_heardMutex;
     std::condition_variable m_changed;
     std::deque<std::int16_t> m_heard;
+    bool m_bHears = false;  // something came since the recording began
+    bool m_bLost = false;
 };
 
 }  // namespace kvmon
