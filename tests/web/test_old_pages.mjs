@@ -64,6 +64,8 @@ async function asWritten(browser) {
       document.mon.AutoLogin(mon.AuthData);
       mon.object.attachEvent('onLogin', function(n) { throw new Error('of a handler'); });
       mon.attachEvent('ONLOGIN', function(n) { window.second = n; });
+      window.answers = [mon.GetLanguage() == 0, mon.SetLanguage(0) == 1, mon.CheckCamera('a', '80', 1, 'u', 'p') == 0,
+        mon.CheckCamera('a', 80, 1, 'u', 'p') == 0, mon.Command(0x777) == 0];
       mon.getlanguage().then(function(n) { window.language = n; });
     </script>
     <script for="mon" event="OnLogin(n)">window.last = n + 1;</script>
@@ -72,6 +74,7 @@ async function asWritten(browser) {
   await moving(page);
   assert.equal(await value(page, 'same'), true);
   assert.equal(await value(page, 'window.language'), 0);
+  assert.deepEqual(await value(page, 'window.answers'), [true, true, true, false, true]);
   assert.deepEqual(await value(page, '[mon.ServerIP, mon.SERVERPORT, mon.helppath, mon.readyState, mon.LANGUAGE]'),
       ['127.0.0.1', Number(programs.recorderPort), '/help', 4, '0']);
   assert.equal(page.warnings.filter((text) => /a handler of OnLogin is left out/.test(text)).length, 2, String(page.warnings));

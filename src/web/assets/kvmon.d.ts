@@ -70,6 +70,11 @@ export interface TR450Client extends HTMLElement {
   TestEMap(auth: string): Promise<null>;
   IELogout(): Promise<null>;
 
+  /** The element, for scripts of old pages that ask an object for its control. */
+  readonly object: TR450Client;
+  /** 4: it can be called. */
+  readonly readyState: number;
+
   /** As old pages do it: the handler gets the event's arguments. */
   attachEvent(name: string, handler: (...parameters: any[]) => void): boolean;
   detachEvent(name: string, handler: (...parameters: any[]) => void): void;

@@ -452,9 +452,22 @@
       },
     });
   }
+
+  // Answers that stand before the control gives them. Scripts of old compare them at once: `Login(...) == 0`.
+  const CERTAIN = {
+    Login: () => 0,  // there is a console by then
+    Command: () => 0,
+    SetLanguage: () => 1,
+    GetLanguage: (element) => Number(element.values.Language),
+    CheckCamera: (element, [address, port, , user, password]) =>
+      [address, port, user, password].every((text) => typeof text === 'string') ? 0 : undefined,
+  };
+
   for (const name of METHODS) {
     TR450Client.prototype[name] = function(...parameters) {
       const result = this.call(name, parameters);
+      const certain = CERTAIN[name] && CERTAIN[name](this, parameters);
+      if (certain !== undefined) Object.defineProperty(result, Symbol.toPrimitive, {value: () => certain});
       if (AFTER_CALL[name]) result.then((value) => AFTER_CALL[name](this, parameters, value), () => {});
       return result;
     };
