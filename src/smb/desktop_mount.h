@@ -12,7 +12,7 @@ namespace kvmon {
 // for a process of its own.
 class DesktopMount {
 public:
-    static constexpr int kMountMs = 4000;
+    static constexpr int kMountMs = 8000;
     static constexpr int kUnmountMs = 2000;
 
     ~DesktopMount();

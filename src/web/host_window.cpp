@@ -32,7 +32,8 @@ std::uint8_t HostWindow::Edges() const {
 
 void HostWindow::Enter(bool bFromBehind) {
     const std::vector<QWidget*> widgets = TabWidgets();
-    if (QApplication::activeModalWidget() == nullptr && !widgets.empty()) {
+    if (QApplication::activeModalWidget() == nullptr && QApplication::activePopupWidget() == nullptr &&
+        !widgets.empty()) {
         (bFromBehind ? widgets.back() : widgets.front())
             ->setFocus(bFromBehind ? Qt::BacktabFocusReason : Qt::TabFocusReason);
     }
