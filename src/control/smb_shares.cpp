@@ -18,11 +18,20 @@ namespace {
 
 // Between two shares of one list, and less than between two tries of a user.
 constexpr qint64 kSilentMs = 1000;
-// A process that holds a share takes it off the desktop's folders when its input ends.
+// A process that is connected takes its share off the desktop's folders when its input ends.
+constexpr const char* kConnectedMark = "connected";
 constexpr int kFarewellMs = 3000;
-constexpr int kEndMs = 500;
+constexpr int kEndMs = 1500;
 constexpr int kKilledMs = 200;
 constexpr qint64 kMaxPath = 8 * 1024;
+
+void Dismiss(QProcess& process) {
+    if (process.property(kConnectedMark).toBool()) {
+        process.closeWriteChannel();
+    } else {
+        process.kill();
+    }
+}
 
 }  // namespace
 
@@ -35,7 +44,7 @@ SmbShares::SmbShares(std::string program, int connectMs, Tell tell)
 SmbShares::~SmbShares() {
     const auto processes = m_processes.findChildren<QProcess*>(QString(), Qt::FindDirectChildrenOnly);
     for (QProcess* const process : processes) {
-        process->closeWriteChannel();
+        Dismiss(*process);
     }
     QDeadlineTimer deadline(kEndMs);
     for (QProcess* const process : processes) {
@@ -53,6 +62,7 @@ void SmbShares::ReadAnswer(QProcess& process, Answer& answer) {
         bool bNumber = false;
         const int result = process.readLine(16).trimmed().toInt(&bNumber);
         answer.result = bNumber ? result : kShareNetworkFailed;
+        process.setProperty(kConnectedMark, *answer.result == kShareConnected);
     }
     if (answer.result && !answer.path && process.canReadLine()) {
         answer.path = process.readLine(kMaxPath).trimmed().toStdString();
@@ -144,8 +154,8 @@ void SmbShares::End(QProcess* process) {
         process->deleteLater();
         return;
     }
-    // Also one that answers nothing ends.
-    process->closeWriteChannel();
+    Dismiss(*process);
+    // Also one that does not come to its end by itself.
     QTimer::singleShot(kFarewellMs, process, [process] { process->kill(); });
 }
 
