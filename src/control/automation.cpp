@@ -10,6 +10,10 @@ namespace kvmon {
 
 namespace {
 
+constexpr char Lower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
 using Arguments = std::span<const Variant>;
 constexpr int kMaxArguments = 5;
 
@@ -166,14 +170,20 @@ constexpr AutomationMember kMembers[] = {
 
 }  // namespace
 
+bool IsMemberName(std::string_view text, std::string_view name) {
+    return std::equal(text.begin(), text.end(), name.begin(), name.end(),
+                      [](char a, char b) { return Lower(a) == Lower(b); });
+}
+
 std::span<const AutomationMember> AutomationMembers() {
     return kMembers;
 }
 
 const AutomationMember* FindMember(std::string_view name, MemberKind kind) {
-    const auto* const member = std::find_if(
-        std::begin(kMembers), std::end(kMembers),
-        [&](const AutomationMember& candidate) { return candidate.kind == kind && candidate.name == name; });
+    const auto* const member =
+        std::find_if(std::begin(kMembers), std::end(kMembers), [&](const AutomationMember& candidate) {
+            return candidate.kind == kind && IsMemberName(name, candidate.name);
+        });
     return member != std::end(kMembers) ? member : nullptr;
 }
 

@@ -36,7 +36,10 @@ struct AutomationMember {
 // In the order of the interface.
 std::span<const AutomationMember> AutomationMembers();
 
-// Null for a name (its case counts) that is not a member of the kind.
+// The script calls the member of this name: in any case, as scripts of old pages do.
+bool IsMemberName(std::string_view text, std::string_view name);
+
+// Null for a name that is not a member of the kind.
 const AutomationMember* FindMember(std::string_view name, MemberKind kind);
 
 CallResult InvokeMember(CTR450ClientImpl& impl, std::string_view name, MemberKind kind,

@@ -22,6 +22,9 @@ protected:
             case WM_CLIENT_GOTO_SERVER:
                 m_client.FireGotoServer(static_cast<int>(lParam));
                 return 0;
+            case kMsgLoginEnd:
+                m_client.FireLoginEnd();
+                return 0;
             case kMsgSwitchLanguage:
                 m_client.m_impl.SwitchLanguage(static_cast<std::uint16_t>(lParam));
                 return 0;
@@ -105,6 +108,14 @@ void CTR450Client::Fire(WParam event, int value) {
     for (std::size_t i = 0; i < m_sinks.size(); ++i) {  // a sink may connect another
         if (m_sinks[i] != nullptr) {
             (m_sinks[i]->*raise)(value);
+        }
+    }
+}
+
+void CTR450Client::FireLoginEnd() {
+    for (std::size_t i = 0; i < m_sinks.size(); ++i) {
+        if (m_sinks[i] != nullptr) {
+            m_sinks[i]->OnLoginEnd();
         }
     }
 }

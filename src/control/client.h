@@ -43,6 +43,7 @@ private:
     class Window;
     void Fire(WParam event, int value);
     void FireGotoServer(int value);
+    void FireLoginEnd();
 
     CTR450ClientImpl m_impl;
     ControlExtent m_extent;

@@ -14,6 +14,9 @@ public:
     virtual void OnNeedGetNewVersion(int /*param*/) {}
     // A login was started.
     virtual void OnLogin(int /*param*/) {}
+    // A login has ended that the user did not end: another language made the console anew, and it does not
+    // log in by itself.
+    virtual void OnLoginEnd() {}
     // The user chose a language, told by its number.
     virtual void OnChgLanguage(int /*language*/) {}
     // The user asks for a page of the site around the control: 1 from the menu, 2 from the setup button.

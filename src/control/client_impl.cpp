@@ -82,6 +82,7 @@ void CTR450ClientImpl::Destroy() {
 }
 
 void CTR450ClientImpl::DestroyMainDlg() {
+    m_bLogin = false;
     if (m_pMainDlg) {
         m_pMainDlg->DestroyWindow();
         m_pMainDlg.reset();
@@ -111,6 +112,7 @@ void CTR450ClientImpl::TestEMap(const std::string& authText) {
 
 void CTR450ClientImpl::Logout() {
     if (m_pMainDlg) {
+        m_bLogin = false;
         m_pMainDlg->Logout(true);
     }
 }
@@ -151,12 +153,16 @@ void CTR450ClientImpl::SwitchLanguage(std::uint16_t langid) {
     }
     m_switchTurns = 0;
     const bool bHadMainDlg = HasMainDlg();
+    const bool bLogin = m_bLogin;
     const QSize size = m_size;
     DestroyMainDlg();
     m_language = LoadLanguage(langid);
     if (bHadMainDlg && m_window) {
         Create(*m_window);
         ChangeSize(size.width(), size.height());
+        if (bLogin && !m_bLogin) {
+            m_window->PostMessage(kMsgLoginEnd, 0, 0);
+        }
     }
 }
 
@@ -167,10 +173,12 @@ void CTR450ClientImpl::PostEvent(ClientEvent event, int value) {
 }
 
 void CTR450ClientImpl::NotifyLogin(int n) {
+    m_bLogin = true;
     PostEvent(ClientEvent::Login, n);
 }
 
 void CTR450ClientImpl::NotifyLogout(int n) {
+    m_bLogin = false;
     PostEvent(ClientEvent::Logout, n);
 }
 

@@ -23,6 +23,7 @@ class CMainDlg;
 inline constexpr std::uint32_t WM_CLIENT_FIRE_EVENT = 1025;   // wParam event, lParam its value
 inline constexpr std::uint32_t WM_CLIENT_GOTO_SERVER = 1026;  // sent; lParam is the event's value
 inline constexpr std::uint32_t kMsgSwitchLanguage = 1125;     // lParam language identifier
+inline constexpr std::uint32_t kMsgLoginEnd = 1127;           // raises the event
 
 // A switch of the language that waits for menus and dialogs to close.
 inline constexpr std::uint32_t kTimerSwitchLanguage = 1126;
@@ -119,6 +120,7 @@ private:
     std::uint16_t m_language = kLanguageNone;
     std::uint16_t m_pendingLanguage = kLanguageNone;
     int m_switchTurns = 0;  // that the pending one has waited
+    bool m_bLogin = false;  // one was started and has not been ended
 };
 
 }  // namespace kvmon

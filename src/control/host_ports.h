@@ -67,6 +67,8 @@ public:
     // 0, or an error number.
     virtual int Connect(const std::string& user, const std::string& password, const std::string& share) = 0;
     virtual void Cancel(const std::string& share) = 0;
+    // What became of a share of a list, with the number that Connect gave or would have given.
+    virtual void OnTried(const std::string& /*share*/, int /*result*/) {}
 };
 
 }  // namespace kvmon

@@ -74,6 +74,9 @@ bool PlaybackShares::Walk(const std::string& user, const std::string& password, 
             Trace("ConnectSMBShare: fail connect %s with code %d!\n", Traced(*share).c_str(), code);
             bAll = false;
         }
+        if (m_port != nullptr && !m_bDropped) {
+            m_port->OnTried(*share, code);
+        }
         if (m_bDropped && code == kShareConnected) {
             m_port->Cancel(*share);
         }

@@ -1,6 +1,7 @@
 #include "control/smb_shares.h"
 
 #include <QtCore/QCoreApplication>
+#include <QtCore/QDeadlineTimer>
 #include <QtCore/QEventLoop>
 #include <QtCore/QProcess>
 #include <QtCore/QTimer>
@@ -17,32 +18,54 @@ namespace {
 
 // Between two shares of one list, and less than between two tries of a user.
 constexpr qint64 kSilentMs = 1000;
-constexpr int kEndMs = 200;
+// A process that is connected takes its share off the desktop's folders when its input ends.
+constexpr const char* kConnectedMark = "connected";
+constexpr int kFarewellMs = 3000;
+constexpr int kEndMs = 1500;
+constexpr int kKilledMs = 200;
+constexpr qint64 kMaxPath = 8 * 1024;
 
-// The process's answer, when all of it has come.
-std::optional<int> AnswerOf(QProcess& process) {
-    if (!process.canReadLine()) {
-        return std::nullopt;
+void Dismiss(QProcess& process) {
+    if (process.property(kConnectedMark).toBool()) {
+        process.closeWriteChannel();
+    } else {
+        process.kill();
     }
-    bool bNumber = false;
-    const int result = process.readLine(16).trimmed().toInt(&bNumber);
-    return bNumber ? result : kShareNetworkFailed;
 }
 
 }  // namespace
 
-SmbShares::SmbShares() : SmbShares(GetModuleFileFolder() + "/" + kShareProgram) {}
+SmbShares::SmbShares(Tell tell)
+    : SmbShares(GetModuleFileFolder() + "/" + kShareProgram, kConnectMs, std::move(tell)) {}
 
-SmbShares::SmbShares(std::string program, int connectMs)
-    : m_program(std::move(program)), m_connectMs(connectMs) {}
+SmbShares::SmbShares(std::string program, int connectMs, Tell tell)
+    : m_program(std::move(program)), m_connectMs(connectMs), m_tell(std::move(tell)) {}
 
 SmbShares::~SmbShares() {
     const auto processes = m_processes.findChildren<QProcess*>(QString(), Qt::FindDirectChildrenOnly);
     for (QProcess* const process : processes) {
-        process->kill();
+        Dismiss(*process);
+    }
+    QDeadlineTimer deadline(kEndMs);
+    for (QProcess* const process : processes) {
+        if (!process->waitForFinished(static_cast<int>(deadline.remainingTime()))) {
+            process->kill();
+        }
     }
     for (QProcess* const process : processes) {
-        process->waitForFinished(kEndMs);
+        process->waitForFinished(kKilledMs);
+    }
+}
+
+void SmbShares::ReadAnswer(QProcess& process, Answer& answer) {
+    if (!answer.result && process.canReadLine()) {
+        bool bNumber = false;
+        const int result = process.readLine(16).trimmed().toInt(&bNumber);
+        answer.result = bNumber ? result : kShareNetworkFailed;
+        process.setProperty(kConnectedMark, *answer.result == kShareConnected);
+    }
+    if (answer.result && !answer.path && process.canReadLine()) {
+        answer.path = process.readLine(kMaxPath).trimmed().toStdString();
     }
 }
 
@@ -66,7 +89,8 @@ int SmbShares::Connect(const std::string& user, const std::string& password, con
     }
     auto* const process = new QProcess(&m_processes);
     ++m_connecting;
-    const int result = Ask(*process, WriteShareRequest(*request));
+    std::string path;
+    const int result = Ask(*process, WriteShareRequest(*request), path);
     --m_connecting;
     if (result == kShareTimedOut) {
         m_silentHost = name->host;
@@ -78,13 +102,15 @@ int SmbShares::Connect(const std::string& user, const std::string& password, con
         End(process);
         return result;
     }
+    m_path = path;
     QPointer<QProcess>& held = m_held[key];
     End(held);
     held = process;
     return result;
 }
 
-int SmbShares::Ask(QProcess& process, const std::string& request) const {
+int SmbShares::Ask(QProcess& process, const std::string& request, std::string& path) const {
+    Answer answer;
     QEventLoop loop;
     QTimer limit;
     limit.setSingleShot(true);
@@ -98,9 +124,12 @@ int SmbShares::Ask(QProcess& process, const std::string& request) const {
     process.start(QIODevice::ReadWrite);
     process.write(request.data(), static_cast<qint64>(request.size()));
     for (;;) {
-        if (const auto result = AnswerOf(process)) {
+        ReadAnswer(process, answer);
+        // What is connected is so without a path as well.
+        if (answer.IsWhole() || (answer.result && !limit.isActive())) {
+            path = answer.path.value_or(std::string());
             const bool bHeld = process.state() != QProcess::NotRunning;
-            return *result != kShareConnected || bHeld ? *result : kShareNetworkFailed;
+            return *answer.result != kShareConnected || bHeld ? *answer.result : kShareNetworkFailed;
         }
         if (process.error() == QProcess::FailedToStart) {
             return kShareNotSupported;
@@ -125,7 +154,15 @@ void SmbShares::End(QProcess* process) {
         process->deleteLater();
         return;
     }
-    process->kill();
+    Dismiss(*process);
+    // Also one that does not come to its end by itself.
+    QTimer::singleShot(kFarewellMs, process, [process] { process->kill(); });
+}
+
+void SmbShares::OnTried(const std::string& share, int result) {
+    if (m_tell) {
+        m_tell(share, result, result == kShareConnected ? m_path : std::string());
+    }
 }
 
 void SmbShares::Cancel(const std::string& share) {

@@ -4,7 +4,9 @@
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QObject>
 #include <QtCore/QPointer>
+#include <functional>
 #include <map>
+#include <optional>
 #include <string>
 
 #include "control/host_ports.h"
@@ -20,10 +22,13 @@ public:
     static constexpr int kConnectMs = 10000;
     static constexpr std::size_t kMaxHeld = 64;
 
+    // Told of each share of a list, with the path of the folder in which programs read it, if there is one.
+    using Tell = std::function<void(const std::string& share, int result, const std::string& path)>;
+
     // The program that comes with this one.
-    SmbShares();
+    explicit SmbShares(Tell tell = {});
     // `program` holds a share; one that cannot be started makes each connection fail.
-    explicit SmbShares(std::string program, int connectMs = kConnectMs);
+    explicit SmbShares(std::string program, int connectMs = kConnectMs, Tell tell = {});
     // Ends all connections, also those that nobody cancels any more.
     ~SmbShares() override;
     SmbShares(const SmbShares&) = delete;
@@ -36,18 +41,29 @@ public:
     int Connect(const std::string& user, const std::string& password, const std::string& share) override;
     // Does not wait.
     void Cancel(const std::string& share) override;
+    void OnTried(const std::string& share, int result) override;
 
     // A Connect is under way.
     bool IsConnecting() const { return m_connecting > 0; }
     std::size_t HeldCount() const;
 
 private:
-    int Ask(QProcess& process, const std::string& request) const;
+    struct Answer {
+        std::optional<int> result;
+        std::optional<std::string> path;
+        // All of it has come.
+        bool IsWhole() const { return path || (result && *result != 0); }
+    };
+    // Takes what has come of the process's lines.
+    static void ReadAnswer(QProcess& process, Answer& answer);
+    int Ask(QProcess& process, const std::string& request, std::string& path) const;
     static void End(QProcess* process);
     bool IsSilent(const std::string& host) const;
 
     const std::string m_program;
     const int m_connectMs;
+    const Tell m_tell;
+    std::string m_path;  // of the share that was connected last
     // The parent of all processes, also of those that end.
     QObject m_processes;
     // By ShareKey. Null for one that ended by itself.

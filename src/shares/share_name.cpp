@@ -55,6 +55,8 @@ std::vector<std::string_view> Parts(std::string_view text) {
     return parts;
 }
 
+}  // namespace
+
 void AppendEscaped(std::string& url, std::string_view text) {
     constexpr char kDigits[] = "0123456789ABCDEF";
     for (const char c : text) {
@@ -68,8 +70,6 @@ void AppendEscaped(std::string& url, std::string_view text) {
         url += kDigits[byte & 15];
     }
 }
-
-}  // namespace
 
 std::optional<ShareName> ParseShareName(std::string_view text) {
     if (text.size() > kMaxText) {

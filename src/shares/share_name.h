@@ -21,6 +21,9 @@ std::optional<ShareName> ParseShareName(std::string_view text);
 // The address for the SMB library: all that could mean more than itself is escaped.
 std::string ShareUrl(const ShareName& name);
 
+// A part of such an address; "/" stands for itself.
+void AppendEscaped(std::string& url, std::string_view text);
+
 // One text for all spellings of a share.
 std::string ShareKey(const ShareName& name);
 

@@ -3,8 +3,9 @@
 // Each connected share is a process of its own, kvmon-shares beside the client's program. The SMB library is
 // not made for several threads, waits for hosts that are gone and speaks with whatever answers there: a
 // process can be ended at any moment, and nothing of the client is within its reach. It reads one request
-// from its standard input, writes the result as a decimal and a line end to its standard output, and holds
-// the connection until its input ends.
+// from its standard input, writes the result as a decimal and a line end to its standard output, then, of a
+// share that is connected, a line with the path of the folder in which programs read it, empty for none; and
+// holds both until its input ends.
 #pragma once
 
 #include <cstdint>

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "smb/desktop_mount.h"
 #include "smb/smb_connection.h"
 
 namespace {
@@ -61,6 +62,11 @@ std::uint16_t PortOfEnvironment() {
     return port;
 }
 
+bool Answer(int descriptor, const std::string& line) {
+    const std::string bytes = line + "\n";
+    return ::write(descriptor, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+}
+
 void WaitForEndOfInput() {
     std::array<char, 64> rest;
     ssize_t count = 0;
@@ -85,10 +91,12 @@ int main() {
     ::alarm(kConnectSeconds);
     const int result = OpenSmbConnection(*request, kLibraryMs, PortOfEnvironment());
     ::alarm(0);
-    const std::string answer = std::to_string(result) + "\n";
-    if (::write(answers, answer.data(), answer.size()) == static_cast<ssize_t>(answer.size()) &&
-        result == kShareConnected) {
-        WaitForEndOfInput();
+    if (Answer(answers, std::to_string(result)) && result == kShareConnected) {
+        DesktopMount mount;
+        if (Answer(answers, mount.Mount(*request, PortOfEnvironment()))) {
+            WaitForEndOfInput();
+        }
+        mount.Unmount();
     }
     // A server that does not answer a farewell must not keep this process: the system ends the connection.
     ::_exit(0);

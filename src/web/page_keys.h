@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QtCore/QString>
+#include <string>
 #include <string_view>
 
 namespace kvmon {
@@ -13,5 +14,8 @@ struct PageKey {
 
 // By the name that the DOM gives the key: "Enter", "ArrowLeft", or the character itself.
 PageKey KeyOfName(std::string_view name);
+// The other way, with "Control+" in front where it belongs to the key: "F11", "Control+1", "q". Empty for a
+// key without a name.
+std::string NameOfKey(int key);
 
 }  // namespace kvmon

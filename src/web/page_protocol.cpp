@@ -29,6 +29,7 @@ enum FromPage : std::uint8_t {
     kVisible = 10,
     kText = 11,
     kPaste = 12,
+    kNoMicrophone = 13,
 };
 enum ToPage : std::uint8_t {
     kFrame = 1,
@@ -40,6 +41,8 @@ enum ToPage : std::uint8_t {
     kTextWanted = 7,
     kFullScreen = 8,
     kWords = 9,
+    kKeys = 10,
+    kEdges = 11,
 };
 
 constexpr std::size_t kTileHead = 13;
@@ -85,6 +88,7 @@ public:
         modifiers.setFlag(Qt::ControlModifier, (bits & 2) != 0);
         modifiers.setFlag(Qt::AltModifier, (bits & 4) != 0);
         modifiers.setFlag(Qt::MetaModifier, (bits & 8) != 0);
+        modifiers.setFlag(Qt::KeypadModifier, (bits & 16) != 0);
         return modifiers;
     }
     std::string_view Rest() {
@@ -164,6 +168,18 @@ PageMessage ReadSize(Reader& reader) {
     const std::uint32_t ratio = reader.HasMore() ? reader.Number(2) : kMinRatio;
     message.ratio = std::clamp(ratio, kMinRatio, kMaxRatio) / 100.0;
     return reader.IsDone() ? message : Told(PageMessage::Kind::Wrong);
+}
+
+PageMessage ReadFocus(RemoteDisplay& display, Reader& reader) {
+    const bool bHas = reader.Number(1) != 0;
+    const std::uint32_t way = reader.HasMore() ? reader.Number(1) : 0;
+    if (!reader.IsDone() || way > 2) {
+        return Told(PageMessage::Kind::Wrong);
+    }
+    display.SetActive(bHas);
+    PageMessage message = Told(bHas && way != 0 ? PageMessage::Kind::Entered : PageMessage::Kind::None);
+    message.bFromBehind = way == 2;
+    return message;
 }
 
 PageMessage ReadText(Reader& reader, PageMessage::Kind kind, std::size_t most) {
@@ -285,11 +301,21 @@ std::vector<std::uint8_t> FullScreenMessage(bool bOn) {
     return {kFullScreen, static_cast<std::uint8_t>(bOn ? 1 : 0)};
 }
 
-std::vector<std::uint8_t> WordsMessage(std::uint8_t which, std::string_view text) {
+std::vector<std::uint8_t> WordsMessage(PageWords which, std::string_view text) {
     std::vector<std::uint8_t> message(2 + text.size(), kWords);
-    message[1] = which;
+    message[1] = static_cast<std::uint8_t>(which);
     std::copy(text.begin(), text.end(), message.begin() + 2);
     return message;
+}
+
+std::vector<std::uint8_t> KeysMessage(std::string_view names) {
+    std::vector<std::uint8_t> message(1 + names.size(), kKeys);
+    std::copy(names.begin(), names.end(), message.begin() + 1);
+    return message;
+}
+
+std::vector<std::uint8_t> EdgesMessage(std::uint8_t edges) {
+    return {kEdges, edges};
 }
 
 PageMessage ReadPageMessage(RemoteDisplay& display, std::span<const std::uint8_t> bytes) {
@@ -311,13 +337,14 @@ PageMessage ReadPageMessage(RemoteDisplay& display, std::span<const std::uint8_t
             display.LeaveMouse();
             return done;
         case kFocus:
-            display.SetActive(reader.Number(1) != 0);
-            return done;
+            return ReadFocus(display, reader);
         case kDrawn: {
             PageMessage message = Told(PageMessage::Kind::Drawn);
             message.frame = reader.Number(4);
             return reader.IsDone() ? message : wrong;
         }
+        case kNoMicrophone:
+            return reader.IsDone() ? Told(PageMessage::Kind::NoMicrophone) : wrong;
         case kVisible: {
             PageMessage message = Told(PageMessage::Kind::Visible);
             message.bVisible = reader.Number(1) != 0;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
 namespace kvmon {
 
@@ -113,6 +114,7 @@ void PageSound::Record(bool bOn) {
     {
         const std::lock_guard lock(m_heardMutex);
         m_heard.clear();
+        m_bHears = m_bLost = false;
     }
     const std::lock_guard lock(m_sessionMutex);
     if (m_session.record) {
@@ -122,8 +124,15 @@ void PageSound::Record(bool bOn) {
 
 void PageSound::Take(std::span<const std::int16_t> samples) {
     const std::lock_guard lock(m_heardMutex);
+    m_bHears = true;
     const std::size_t count = std::min(samples.size(), kMostHeard - std::min(m_heard.size(), kMostHeard));
     m_heard.insert(m_heard.end(), samples.begin(), samples.begin() + static_cast<std::ptrdiff_t>(count));
+    m_changed.notify_all();
+}
+
+void PageSound::LoseMicrophone() {
+    const std::lock_guard lock(m_heardMutex);
+    m_bLost = true;
     m_changed.notify_all();
 }
 
@@ -131,8 +140,9 @@ bool PageSound::ReadMicrophone(std::span<std::int16_t> block, const std::atomic<
     std::unique_lock lock(m_heardMutex);
     std::size_t seen = m_heard.size();
     while (!cancelled && m_heard.size() < block.size()) {
-        m_changed.wait_for(lock, m_silence, [&] { return cancelled || m_heard.size() != seen; });
-        if (m_heard.size() == seen) {
+        const auto patience = m_bHears ? m_patience.silent : m_patience.asked;
+        m_changed.wait_for(lock, patience, [&] { return cancelled || m_bLost || m_heard.size() != seen; });
+        if (m_bLost || m_heard.size() == seen) {
             return false;
         }
         seen = m_heard.size();

@@ -29,8 +29,15 @@ public:
         std::function<void(bool bOn)> record;
     };
 
-    // A page that says nothing for so long does not let us hear: its user may have to be asked.
-    explicit PageSound(std::chrono::milliseconds silence = std::chrono::seconds(10)) : m_silence(silence) {}
+    // A page that gives nothing for so long does not let us hear: before the first sound its user may have to
+    // be asked, and a refusal is told.
+    struct Patience {
+        std::chrono::milliseconds asked = std::chrono::seconds(60);
+        std::chrono::milliseconds silent = std::chrono::seconds(3);
+    };
+
+    PageSound() = default;
+    explicit PageSound(const Patience& patience) : m_patience(patience) {}
 
     void SetSession(Session session);
     // No more calls after it.
@@ -39,6 +46,8 @@ public:
 
     // What the page recorded; what nobody reads is kept for three quarters of a second.
     void Take(std::span<const std::int16_t> samples);
+    // The page has no microphone to hear: its user refused it, or it is gone. Who listens hears so at once.
+    void LoseMicrophone();
 
     // --- for the cards and microphones
     void Send(const PcmFormat& format, std::span<const std::uint8_t> block);
@@ -47,12 +56,14 @@ public:
     void Wake();
 
 private:
-    const std::chrono::milliseconds m_silence;
+    const Patience m_patience;
     std::mutex m_sessionMutex;  // held during the session's functions
     Session m_session;
     std::mutex m_heardMutex;
     std::condition_variable m_changed;
     std::deque<std::int16_t> m_heard;
+    bool m_bHears = false;  // something came since the recording began
+    bool m_bLost = false;
 };
 
 }  // namespace kvmon

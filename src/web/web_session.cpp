@@ -9,14 +9,19 @@
 #include <QtCore/QDeadlineTimer>
 #include <QtCore/QSocketNotifier>
 #include <QtWidgets/QApplication>
+#include <QtWidgets/QLabel>
 #include <algorithm>
 #include <array>
+#include <utility>
 
+#include "console/console_keys.h"
+#include "console/main_dlg.h"
 #include "console/view_geometry.h"
 #include "persist/log_file.h"
 #include "persist/string_table.h"
+#include "shares/share_request.h"
 #include "web/json_rpc.h"
-#include "web/page_protocol.h"
+#include "web/page_keys.h"
 #include "web/remote_display.h"
 
 namespace kvmon {
@@ -25,13 +30,27 @@ namespace {
 
 constexpr int kOrderMs = 3000;
 constexpr int kCountsMs = 60000;
-constexpr std::uint32_t kWordIds[] = {6751, 6752};
+constexpr int kSurfaceMs = 100;
+constexpr std::uint32_t kTextNotReadable = 6951;
+constexpr std::uint32_t kTextNotConnected = 6952;
+struct WordsRow {
+    PageWords which;
+    std::uint32_t text;
+};
+constexpr WordsRow kWords[] = {
+    {PageWords::Broken, 6751}, {PageWords::NotReached, 6752}, {PageWords::Label, 6950}};
 // Sound that the page does not take in time is dropped: it would be heard too late.
 constexpr int kMostSoundBlocks = 16;
 constexpr std::size_t kMostPendingForSound = 512 * 1024;
 
 constexpr std::size_t kMostWaiting = 64;
 constexpr std::size_t kMostWaitingBytes = 1024 * 1024;
+
+std::string StatusOf(const QWidget* console) {
+    const QLabel* const line =
+        console != nullptr ? console->findChild<QLabel*>(QStringLiteral("statusLine")) : nullptr;
+    return line != nullptr ? line->text().toStdString() : std::string();
+}
 
 unsigned long long Number(std::uint64_t value) {
     return value;
@@ -72,12 +91,21 @@ WebSession::WebSession(const SessionOrder& order)
     });
     ::fcntl(kSessionOrderFd, F_SETFD, FD_CLOEXEC);  // nothing that the session starts has it
     RemoteDisplay::Instance().SetListener(
-        {[this] { m_frames.OnDamage(); },
+        {[this] {
+             m_frames.OnDamage();
+             // Whatever a user can tell from the picture.
+             if (!m_surfaceTimer.isActive()) {
+                 m_surfaceTimer.start(kSurfaceMs);
+             }
+         },
          [this](const QCursor& cursor) { m_socket.SendBinary(CursorMessage(cursor)); },
          [this](bool bOn) { m_socket.SendBinary(FullScreenMessage(bOn)); }});
     PrepareSound();
     connect(&m_countsTimer, &QTimer::timeout, this, [this] { TraceCounts(); });
     m_countsTimer.start(kCountsMs);
+    m_surfaceTimer.setSingleShot(true);
+    connect(&m_surfaceTimer, &QTimer::timeout, this, [this] { TellSurface(); });
+    connect(qApp, &QApplication::focusChanged, this, [this] { m_surfaceTimer.start(0); });
     m_host.setWindowFlags(Qt::FramelessWindowHint);
     m_client.Connect(this);
 
@@ -95,6 +123,8 @@ WebSession::WebSession(const SessionOrder& order)
         impl.SetLanguage(*defaults.language);
     }
     m_bHostAuth = !defaults.auth.empty();
+    TellProperties();
+    TellKeys();
     TellWords();
 }
 
@@ -199,6 +229,14 @@ void WebSession::OnBinary(std::span<const std::uint8_t> bytes) {
         case PageMessage::Kind::Recorded:
             m_sound->Take(message.samples);
             break;
+        case PageMessage::Kind::NoMicrophone:
+            m_sound->LoseMicrophone();
+            break;
+        case PageMessage::Kind::Entered:
+            m_host.Enter(message.bFromBehind);
+            m_edges = -1;  // the page knows them no more
+            m_surfaceTimer.start(0);
+            break;
         case PageMessage::Kind::None:
             break;
     }
@@ -230,31 +268,81 @@ void WebSession::Answer(std::string_view text) {
         text, [this](std::string_view name, MemberKind kind, std::span<const Variant> arguments) {
             return Call(name, kind, arguments);
         });
+    // Before the answer: what the page reads behind it is up to date.
+    TellProperties();
     if (!answer.empty()) {
         m_socket.SendText(answer);
     }
     TellWords();
 }
 
-// What the element says when the session is gone, in the console's language.
+void WebSession::Tell(PageWords which, const std::string& text) {
+    const auto [known, bNew] = m_words.try_emplace(which);
+    if (bNew || known->second != text) {
+        known->second = text;
+        m_socket.SendBinary(WordsMessage(which, text));
+    }
+}
+
+// In the console's language.
 void WebSession::TellWords() {
-    std::vector<std::string> words;
-    for (const std::uint32_t id : kWordIds) {
-        words.push_back(LoadString(id));
+    for (const WordsRow& row : kWords) {
+        Tell(row.which, LoadString(row.text));
     }
-    if (words == m_words) {
-        return;
+}
+
+// A page reads properties at once: it is told what they are, all with the session's start and then each
+// change.
+void WebSession::TellProperties() {
+    std::vector<Variant> changes;
+    for (const AutomationMember& member : AutomationMembers()) {
+        const CallResult value = member.kind == MemberKind::Get ? Get(member.name) : CallResult();
+        if (std::holds_alternative<std::monostate>(value.value)) {
+            continue;
+        }
+        const auto [known, bNew] = m_properties.try_emplace(member.name);
+        if (bNew || known->second != value.value) {
+            known->second = value.value;
+            changes.emplace_back(std::string(member.name));
+            changes.push_back(value.value);
+        }
     }
-    m_words = words;
-    for (std::size_t i = 0; i < words.size(); ++i) {
-        m_socket.SendBinary(WordsMessage(static_cast<std::uint8_t>(i), words[i]));
+    if (!changes.empty()) {
+        Raise("properties", changes);
     }
+}
+
+// Letters, digits and signs are the console's anyhow, and so are the keys that move a cursor.
+void WebSession::TellKeys() {
+    std::string names = "ContextMenu";
+    for (const ConsoleKey& row : ConsoleKeyTable()) {
+        const std::string name = NameOfKey(row.key);
+        if (name.size() > 1) {
+            names += "\n" + name;
+        }
+    }
+    m_socket.SendBinary(KeysMessage(names));
+}
+
+// What a user who does not see the picture has to know of it.
+void WebSession::TellSurface() {
+    const int edges = m_host.Edges();
+    if (std::exchange(m_edges, edges) != edges) {
+        m_socket.SendBinary(EdgesMessage(static_cast<std::uint8_t>(edges)));
+    }
+    Tell(PageWords::Focus, HostWindow::FocusName().toStdString());
+    Tell(PageWords::Status, StatusOf(m_client.Impl().MainDlg()));
+    TellProperties();
+    TellWords();
 }
 
 void WebSession::OnChgLanguage(int language) {
     Raise("OnChgLanguage", {language});
     // The language is loaded once the page has heard of it.
-    QTimer::singleShot(0, this, [this] { TellWords(); });
+    QTimer::singleShot(0, this, [this] {
+        TellProperties();
+        TellWords();
+    });
 }
 
 // Properties come before the control's window. A page that shows no picture gets the control with the first
@@ -272,7 +360,7 @@ CallResult WebSession::Call(std::string_view name, MemberKind kind, std::span<co
 }
 
 CallResult WebSession::Get(std::string_view name) {
-    if (name == "AuthData" && m_bHostAuth) {
+    if (IsMemberName(name, "AuthData") && m_bHostAuth) {
         return {CallStatus::Ok, std::string()};
     }
     return InvokeMember(m_client.Impl(), name, MemberKind::Get, {});
@@ -286,7 +374,7 @@ CallResult WebSession::Put(std::string_view name, std::span<const Variant> argum
     if (result.status != CallStatus::Ok || !m_bHostAuth) {
         return result;
     }
-    if (name == "AuthData") {
+    if (IsMemberName(name, "AuthData")) {
         m_bHostAuth = false;
     } else if (server != impl.GetServerIP() || port != impl.GetServerPort()) {
         impl.SetAuthData({});
@@ -295,8 +383,19 @@ CallResult WebSession::Put(std::string_view name, std::span<const Variant> argum
     return result;
 }
 
-void WebSession::Raise(std::string_view name, std::initializer_list<Variant> arguments) {
-    m_socket.SendText(JsonRpcEvent(name, std::span(arguments.begin(), arguments.size())));
+// The page gets what its programs need to read it, or words that say why they cannot.
+void WebSession::OnShareTried(const std::string& share, int result, const std::string& path) {
+    std::string words;
+    if (result != kShareConnected) {
+        words = LoadString(kTextNotConnected);
+    } else if (path.empty()) {
+        words = LoadString(kTextNotReadable);
+    }
+    Raise("playbackshare", {share, result, path, words});
+}
+
+void WebSession::Raise(std::string_view name, const std::vector<Variant>& arguments) {
+    m_socket.SendText(JsonRpcEvent(name, arguments));
 }
 
 }  // namespace kvmon

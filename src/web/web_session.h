@@ -3,16 +3,19 @@
 
 #include <QtCore/QObject>
 #include <QtCore/QTimer>
-#include <QtWidgets/QWidget>
 #include <deque>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "control/automation.h"
 #include "control/client.h"
 #include "control/smb_shares.h"
 #include "web/frame_sender.h"
+#include "web/host_window.h"
+#include "web/page_protocol.h"
 #include "web/page_sound.h"
 #include "web/page_text.h"
 #include "web/web_browser.h"
@@ -48,28 +51,40 @@ private:
     CallResult Put(std::string_view name, std::span<const Variant> arguments);
     void Activate();
     void Resize(const QSize& size, double ratio);
+    void Tell(PageWords which, const std::string& text);
     void TellWords();
+    void TellProperties();
+    void TellKeys();
+    void TellSurface();
     void PrepareSound();
     void TraceCounts();
-    void Raise(std::string_view name, std::initializer_list<Variant> arguments);
+    void OnShareTried(const std::string& share, int result, const std::string& path);
+    void Raise(std::string_view name, const std::vector<Variant>& arguments);
 
     void OnLogout(int reason) override { Raise("OnLogout", {reason}); }
     void OnNeedGetNewVersion(int param) override { Raise("OnNeedGetNewVersion", {param}); }
     void OnLogin(int param) override { Raise("OnLogin", {param}); }
+    void OnLoginEnd() override { Raise("loginend", {}); }
     void OnChgLanguage(int language) override;
     void OnGotoPage(int param) override { Raise("OnGotoPage", {param}); }
     void OnGotoServer(int param, const std::string& url) override { Raise("OnGotoServer", {param, url}); }
 
-    QWidget m_host;
+    HostWindow m_host;
     WebBrowser m_browser{[this](std::string_view operation, const Variant& value) {
         Raise("browser", {std::string(operation), value});
     }};
-    SmbShares m_shares;
+    SmbShares m_shares{[this](const std::string& share, int result, const std::string& path) {
+        OnShareTried(share, result, path);
+    }};
     CTR450Client m_client;
     WebSocket m_socket;
     FrameSender m_frames;
     PageText m_text;
-    std::vector<std::string> m_words;  // as the page knows them
+    // What the page knows.
+    std::map<PageWords, std::string> m_words;
+    std::map<std::string, Variant> m_properties;
+    int m_edges = -1;
+    QTimer m_surfaceTimer;
     QTimer m_countsTimer;
     std::unique_ptr<QSocketNotifier> m_hostGone;
     const std::shared_ptr<PageSound> m_sound = std::make_shared<PageSound>();

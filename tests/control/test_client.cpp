@@ -5,6 +5,7 @@
 #include <QtCore/QTimer>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QDialog>
+#include <utility>
 
 #include "console/main_dlg.h"
 #include "control/client.h"
@@ -24,6 +25,7 @@ struct Sink final : ClientEvents {
     void OnLogout(int n) override { log.push_back("logout " + std::to_string(n)); }
     void OnNeedGetNewVersion(int n) override { log.push_back("version " + std::to_string(n)); }
     void OnLogin(int n) override { log.push_back("login " + std::to_string(n)); }
+    void OnLoginEnd() override { log.push_back("login end"); }
     void OnChgLanguage(int n) override { log.push_back("language " + std::to_string(n)); }
     void OnGotoPage(int n) override { log.push_back("page " + std::to_string(n)); }
     void OnGotoServer(int, const std::string& url) override { log.push_back("server " + url); }
@@ -117,6 +119,37 @@ TEST_F(ClientTest, OnlyAnotherLanguageMakesTheConsoleAnew) {
     EXPECT_TRUE(client.Impl().SetLanguage(6));
     EXPECT_TRUE(client.Impl().HasMainDlg());
     EXPECT_EQ(client.Impl().GetSize(), QSize(1200, 800));
+}
+
+// A login that another language ends is told; one that goes on in the new console, or was ended before, is
+// not.
+TEST_F(ClientTest, ALoginThatALanguageEndsIsTold) {
+    client.Connect(&sink);
+    client.CreateControlWindow(nullptr);
+    CTR450ClientImpl& impl = client.Impl();
+    const auto told = [&] {
+        QCoreApplication::processEvents();
+        return std::exchange(log, {});
+    };
+    impl.SetLanguage(5);
+    EXPECT_THAT(told(), ElementsAre());
+    impl.Login("u", "p");
+    impl.SetLanguage(6);
+    EXPECT_THAT(told(), ElementsAre("login 0", "login end"));
+    impl.SetLanguage(5);
+    EXPECT_THAT(told(), ElementsAre());
+    impl.Login("u", "p");
+    impl.Logout();
+    impl.SetLanguage(6);
+    EXPECT_THAT(told(), ElementsAre("login 0"));
+    impl.SetAutoStart(1);
+    impl.SetAuthData(EncodeBasicAuth("u:p"));
+    impl.Login("u", "p");
+    impl.SetLanguage(5);
+    EXPECT_THAT(told(), ElementsAre("login 0", "login 0"));
+    impl.SetAuthData("no credential");
+    impl.SetLanguage(6);
+    EXPECT_THAT(told(), ElementsAre("login end"));
 }
 
 TEST_F(ClientTest, ALanguageThatComesWhileADialogIsOpenWaitsForItsEnd) {

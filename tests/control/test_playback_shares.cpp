@@ -1,8 +1,14 @@
 // The shares of a page's playback: the walk over the list, and a real server behind it.
 #include <gmock/gmock.h>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <QtCore/QCoreApplication>
+#include <QtCore/QProcess>
 #include <QtCore/QTimer>
+#include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
 
@@ -147,7 +153,10 @@ TEST(ShareRequest, ComesWholeOrNotAtAll) {
 
 class SmbSharesTest : public testing::Test {
 protected:
+    // No desktop of whoever runs the tests.
+    SmbSharesTest() { qputenv(kBusVariable, "disabled:"); }
     ~SmbSharesTest() override { qunsetenv(kSharePortVariable); }
+    static constexpr const char* kBusVariable = "DBUS_SESSION_BUS_ADDRESS";
     static void UsePort(std::uint16_t port) { qputenv(kSharePortVariable, QByteArray::number(port)); }
     static int Connect(SmbShares& shares, const std::string& share, const std::string& password = "secret") {
         return shares.Connect("guard", password, share);
@@ -237,6 +246,94 @@ TEST_F(SambaTest, OnlyTheRightPasswordOpensWhatIsThere) {
                 ElementsAre("open recordings", "close recordings", "open recordings", "close recordings"));
     EXPECT_EQ(Connect(shares, "127.0.0.1/recordings/day 1"), kShareConnected);
     EXPECT_EQ(shares.HeldCount(), 1u);
+}
+
+// A file of a folder that may go at any moment.
+std::string ReadMounted(const std::string& path) {
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    std::array<char, 64> bytes;
+    if (fd < 0) {
+        return {};
+    }
+    const ssize_t count = ::read(fd, bytes.data(), bytes.size());
+    ::close(fd);
+    return std::string(bytes.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+}
+
+// A session bus of the test's own, which starts the desktop's service for network folders.
+class DesktopTest : public SambaTest {
+protected:
+    void SetUp() override {
+        SambaTest::SetUp();
+        if (IsSkipped()) {
+            return;
+        }
+        for (const char* const file : {"/usr/bin/gio", "/usr/bin/dbus-daemon", "/dev/fuse"}) {
+            if (::access(file, R_OK) != 0) {
+                GTEST_SKIP() << "there is no " << file;
+            }
+        }
+        qputenv("XDG_RUNTIME_DIR", folder_.Path().c_str());
+        bus_.start("/usr/bin/dbus-daemon", {"--session", "--nofork", "--print-address=1"});
+        ASSERT_TRUE(bus_.waitForReadyRead());
+        qputenv(kBusVariable, bus_.readLine().trimmed());
+    }
+    void TearDown() override {
+        bus_.kill();
+        bus_.waitForFinished();
+        QProcess::execute("/bin/fusermount3", {"-quz", QString::fromStdString(folder_.File("gvfs"))});
+    }
+
+    kvtest::TempFolder folder_;
+    QProcess bus_;
+};
+
+TEST_F(DesktopTest, AConnectedShareIsAFolder) {
+    std::vector<std::string> told;
+    auto port =
+        std::make_unique<SmbShares>(KVMON_SHARES, 3 * SmbShares::kConnectMs,
+                                    [&](const std::string& share, int result, const std::string& path) {
+                                        told.push_back(share + " " + std::to_string(result));
+                                        told.push_back(path);
+                                    });
+    PlaybackShares playback;
+    playback.SetPort(port.get());
+    EXPECT_EQ(playback.Prepare(kGuard, "\\\\127.0.0.1\\recordings\\day 1+\\\\127.0.0.1\\none"), -1);
+    ASSERT_EQ(told.size(), 4u);
+    EXPECT_EQ(told[0], "\\\\127.0.0.1\\recordings\\day 1 0");
+    EXPECT_EQ(told[2], "\\\\127.0.0.1\\none 67");
+    EXPECT_EQ(told[3], "");
+    if (told[1].empty()) {
+        GTEST_SKIP() << "the desktop's service has no folders here";
+    }
+    const std::string clip = told[1] + "/clip.avi";
+    EXPECT_EQ(ReadMounted(clip), "pictures");
+
+    // Somebody else of this program has it as well: it stays until the last one goes.
+    SmbShares other(KVMON_SHARES);
+    EXPECT_EQ(Connect(other, "127.0.0.1/recordings"), kShareConnected);
+    playback.Unprepare();
+    EXPECT_TRUE(kvtest::WaitUntil(
+        [&] { return !samba_->Events().empty() && samba_->Events().back() == "close recordings"; }));
+    port.reset();
+    EXPECT_EQ(ReadMounted(clip), "pictures");
+    other.Cancel("127.0.0.1/recordings");
+    EXPECT_TRUE(kvtest::WaitUntil([&] {
+        QCoreApplication::processEvents();
+        return ReadMounted(clip).empty();
+    }));
+}
+
+TEST_F(SambaTest, WithoutADesktopTheShareIsConnectedAllTheSame) {
+    std::vector<std::string> told;
+    SmbShares port(KVMON_SHARES, SmbShares::kConnectMs,
+                   [&](const std::string&, int result, const std::string& path) {
+                       told.push_back(std::to_string(result) + path);
+                   });
+    PlaybackShares playback;
+    playback.SetPort(&port);
+    EXPECT_EQ(playback.Prepare(kGuard, "\\\\127.0.0.1\\recordings"), 0);
+    EXPECT_THAT(told, ElementsAre("0"));
 }
 
 TEST_F(SambaTest, ConnectionsLastUntilTheyAreCancelled) {

@@ -55,7 +55,7 @@ export class PageSocket {
   receive(opcode, payload) {
     if (opcode === TEXT) {
       const message = JSON.parse(payload.toString());
-      if (message.method) this.events.push([message.method, ...message.params]);
+      if (message.method && message.method !== 'properties') this.events.push([message.method, ...message.params]);
       else this.answers.get(message.id)?.(message);
     } else if (opcode === BINARY && payload[0] === FRAME) {
       this.frames += 1;

@@ -247,6 +247,52 @@ async function microphone(browser) {
   await closePage(page);
 }
 
+// A microphone that the page's user refuses, that is pulled out, or that is switched off: the console hears of it,
+// and lets it go.
+async function noMicrophone(browser) {
+  const asks = (page) => page.evaluate(() => {
+    const {recorder} = document.querySelector('tr450-client');
+    window.told = [];
+    const {start, stop} = recorder;
+    recorder.start = () => { window.told.push('on'); start.call(recorder); };
+    recorder.stop = () => { window.told.push('off'); stop.call(recorder); };
+  });
+  const ended = (page) => until('the end of the talk', () => page.evaluate(() => {
+    const from = window.told.indexOf('on');
+    return from >= 0 && window.told.slice(from + 1).filter((what) => what === 'off').length >= 3;
+  }), 8000);
+  const ways = {
+    refused: () => { navigator.mediaDevices.getUserMedia = () => Promise.reject(new DOMException('refused', 'NotAllowedError')); },
+    gone: () => {
+      const {getUserMedia} = navigator.mediaDevices;
+      navigator.mediaDevices.getUserMedia = async (what) => {
+        const stream = await getUserMedia.call(navigator.mediaDevices, what);
+        setTimeout(() => stream.getAudioTracks()[0].dispatchEvent(new Event('ended')), 500);
+        return stream;
+      };
+    },
+    'switched off': () => {
+      const {getUserMedia} = navigator.mediaDevices;
+      navigator.mediaDevices.getUserMedia = async (what) => {
+        const stream = await getUserMedia.call(navigator.mediaDevices, what);
+        setTimeout(() => stream.getAudioTracks()[0].dispatchEvent(new Event('mute')), 500);
+        return stream;
+      };
+    },
+  };
+  for (const [name, way] of Object.entries(ways)) {
+    const page = await openPage(browser);
+    const warnings = [];
+    page.on('console', (message) => warnings.push(message.text()));
+    await page.evaluate(way);
+    await asks(page);
+    await page.mouse.click(914, 373);
+    await ended(page).catch((error) => { throw new Error(`${name}: ${error.message}`); });
+    assert.ok(warnings.some((text) => text.startsWith('microphone: ')), name);
+    await closePage(page);
+  }
+}
+
 // The element says that the connection is gone, and comes back by itself, logged in as before.
 async function reconnecting(browser) {
   const page = await openPage(browser);
@@ -281,7 +327,7 @@ await runTests(programs, async (test, launch) => {
   await startHost();
   const browser = await launch(['--use-fake-ui-for-media-stream', '--use-fake-device-for-media-stream',
     `--use-file-for-fake-audio-capture=${voice}`]);
-  for (const act of [fineScreen, fingers, textAndClipboard, wholeScreen, nobodySees, loudspeaker, microphone, reconnecting]) {
+  for (const act of [fineScreen, fingers, textAndClipboard, wholeScreen, nobodySees, loudspeaker, microphone, noMicrophone, reconnecting]) {
     await test(act.name, () => act(browser));
     await until('the session to end', () => programs.sessions().length === 0);
   }

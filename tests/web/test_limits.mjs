@@ -125,6 +125,9 @@ async function silentShare(silent) {
   assert.equal(await prepared, -1);
   await language;
   assert.deepEqual(order, ['prepared', 'language']);
+  // The page has heard what became of it before the answer.
+  assert.deepEqual(page.events.filter(([name]) => name === 'playbackshare'),
+      [['playbackshare', '\\\\127.0.0.1\\recordings', 59, '', 'The shared folder could not be connected.']]);
   assert.equal(await page.call('UnpreparePlaybackData'), null);
 
   // The page goes in the middle of it, and so does all that was started for it.

@@ -74,7 +74,7 @@ async function userAndScript(browser) {
   await page.mouse.click(940, 58);
   await hasEvent(page, 'OnGotoPage', 1);
 
-  // Another language builds the console anew, and it logs in by itself only if it is to.
+  // The host logs its pages' consoles in by itself, and so does the console that another language builds.
   assert.equal(await control(page, 'SetLanguage', 6), 1);
   assert.equal(await control(page, 'CheckCamera', '1.2.3.4', 80, 'x', 'u', 'p'), null);
   assert.equal(await control(page, 'CheckCamera', '1.2.3.4', '80', 'x', 'u', 'p'), 0);
@@ -244,6 +244,7 @@ async function hostilePage(browser) {
       socket.frames = 0;
       socket.answers = new Map();
       socket.onmessage = ({data}) => {
+        if (typeof data === 'string' && data.includes(auth)) socket.leaked = true;
         if (typeof data !== 'string') socket.frames += new DataView(data).getUint8(0) === 1 ? 1 : 0;
         else if (JSON.parse(data).id) socket.answers.get(JSON.parse(data).id)?.(JSON.parse(data));
       };
@@ -260,7 +261,8 @@ async function hostilePage(browser) {
 
     // The host's credential: not to be read, and not for another recorder.
     let socket = await open();
-    result.hostAuth = (await socket.call('get.AuthData')).result;
+    result.hostAuth = (await socket.call('get.AuthData')).result + (await socket.call('get.authdata')).result;
+    result.leaked = socket.leaked === true;
     await socket.call('put.ServerPort', [1]);
     await socket.call('put.AuthData', [auth]);
     result.ownAuth = (await socket.call('get.AuthData')).result;
@@ -287,7 +289,7 @@ async function hostilePage(browser) {
     return result;
   }, [programs.token, CREDENTIAL]);
   assert.deepEqual(results, {
-    hostAuth: '', ownAuth: CREDENTIAL, name: null, unknown: -32601, frames: 2, alive: 0, noMessage: 1008, large: 1009,
+    hostAuth: '', leaked: false, ownAuth: CREDENTIAL, name: null, unknown: -32601, frames: 2, alive: 0, noMessage: 1008, large: 1009,
     flood: 1008,
   });
   await page.close();

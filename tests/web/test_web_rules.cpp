@@ -7,6 +7,7 @@
 #include "audio/sound_in.h"
 #include "platform/event.h"
 #include "web/json_rpc.h"
+#include "web/page_keys.h"
 #include "web/page_protocol.h"
 #include "web/page_sound.h"
 #include "web/remote_display.h"
@@ -229,15 +230,22 @@ TEST(PageProtocol, WhatIsNoMessageIsToldSo) {
     longKey.resize(200, 'a');
     EXPECT_EQ(kind(longKey), Kind::Wrong);
     EXPECT_EQ(kind({200}), Kind::Wrong);
+    EXPECT_EQ(kind({7, 1}), Kind::None);
+    EXPECT_EQ(kind({7, 0, 1}), Kind::None);
+    EXPECT_EQ(kind({7, 1, 3}), Kind::Wrong);
+    EXPECT_EQ(kind({13}), Kind::NoMicrophone);
+    EXPECT_EQ(kind({13, 0}), Kind::Wrong);
+    const PageMessage behind = ReadPageMessage(display, std::vector<std::uint8_t>{7, 1, 2});
+    EXPECT_TRUE(behind.kind == Kind::Entered && behind.bFromBehind);
     const PageMessage size = ReadPageMessage(display, std::vector<std::uint8_t>{1, 0xE8, 3, 0xA8, 2});
     EXPECT_EQ(size.size, QSize(1000, 680));
     display.SetSize({100000, 1}, 1);
     EXPECT_EQ(display.Size(), QSize(RemoteDisplay::kMaxSide, RemoteDisplay::kMinSide));
 }
 
-// A page whose user refuses the microphone says nothing at all.
 TEST(PageSound, APageThatGivesNothingEndsTheRecording) {
-    const auto page = std::make_shared<PageSound>(std::chrono::milliseconds(50));
+    const auto page =
+        std::make_shared<PageSound>(PageSound::Patience{.silent = std::chrono::milliseconds(50)});
     std::vector<bool> asked;
     page->SetSession({{}, [&](bool bOn) { asked.push_back(bOn); }});
     CSoundIn recording(page->MakeHost().input);
@@ -264,6 +272,23 @@ TEST(PageSound, APageThatGivesNothingEndsTheRecording) {
         std::this_thread::sleep_for(Milliseconds(1));
     }
     EXPECT_FALSE(failed.IsSet());
+}
+
+TEST(PageKeys, NamesAreThoseOfTheBrowserBothWays) {
+    constexpr int kControl = static_cast<int>(Qt::ControlModifier);
+    for (const auto& [key, name] : std::vector<std::pair<int, std::string>>{{Qt::Key_F1, "F1"},
+                                                                            {Qt::Key_F24, "F24"},
+                                                                            {Qt::Key_PageDown, "PageDown"},
+                                                                            {Qt::Key_Q, "q"},
+                                                                            {Qt::Key_Plus, "+"}}) {
+        EXPECT_EQ(NameOfKey(key), name);
+        EXPECT_EQ(NameOfKey(key | kControl), "Control+" + name);
+        EXPECT_EQ(KeyOfName(name).key, key);
+    }
+    for (const char* const name : {"F0", "F25", "F01", "F1x", "Fx", "F1111111111111", "Unidentified"}) {
+        EXPECT_EQ(KeyOfName(name).key, 0) << name;
+    }
+    EXPECT_EQ(NameOfKey(Qt::Key_VolumeUp), "");
 }
 
 TEST(TileEncoder, TilesAreThePicturesPart) {

@@ -17,13 +17,30 @@ export interface TR450ClientEventMap {
    * a page that does it itself calls `preventDefault`. `docs/web.md` has the names.
    */
   browsercommand: CustomEvent<{name: string, value: number | string | null}>;
+  /** A login has ended that its user did not end: another language made the console anew without `AutoStart`. */
+  loginend: CustomEvent<null>;
+  /** `PreparePlaybackData` has tried a share of its list. */
+  playbackshare: CustomEvent<PlaybackShare>;
+  /** There is a session, and the properties give what its control has. */
+  sessionstart: CustomEvent<null>;
   /** The session has ended: the host has gone, or refused it. */
   sessionend: CustomEvent<null>;
 }
 
+export interface PlaybackShare {
+  share: string;
+  /** 0 connected, else the number of the error. */
+  result: number;
+  /** The folder, on the host's machine, in which programs read it; empty when there is none. */
+  path: string;
+  /** Why there is none, in the console's language. */
+  words: string;
+}
+
 export interface TR450Client extends HTMLElement {
   // Persisted properties; also attributes, and <param> children. What is set before the element stands in a
-  // document is taken over with the session's start.
+  // document is taken over with the session's start; from then on they give what the control has. Names count in
+  // any case.
   ServerIP: string;
   ServerPort: number;
   AutoStart: number;
@@ -47,11 +64,16 @@ export interface TR450Client extends HTMLElement {
   CheckCamera(
       address: string, port: string, type: unknown, user?: string, password?: string): Promise<number | null>;
   AutoLogin(auth: string): Promise<null>;
-  /** 0, or -1 when a share could not be connected. */
+  /** 0, or -1 when a share could not be connected. `playbackshare` tells of each before. */
   PreparePlaybackData(auth: string, shares: string): Promise<number>;
   UnpreparePlaybackData(): Promise<null>;
   TestEMap(auth: string): Promise<null>;
   IELogout(): Promise<null>;
+
+  /** The element, for scripts of old pages that ask an object for its control. */
+  readonly object: TR450Client;
+  /** 4: it can be called. */
+  readonly readyState: number;
 
   /** As old pages do it: the handler gets the event's arguments. */
   attachEvent(name: string, handler: (...parameters: any[]) => void): boolean;

@@ -28,15 +28,35 @@ control.addEventListener('browsercommand', (event) => {
 control.addEventListener('OnGotoServer', ({detail: [, url]}) => {
   if (/^https?:\/\//.test(url)) window.open(url, '_blank', 'noopener');
 });
-control.addEventListener('sessionend', () => show('the session has ended'));
+
+// What the console is doing, in this page's own words.
+const state = document.getElementById('state');
+function tell(kind, text) {
+  state.dataset.kind = kind;
+  state.textContent = text;
+  show(text);
+}
+control.addEventListener('sessionstart', () => {
+  tell('out', 'Logged out');
+  languages.value = control.Language;
+});
+control.addEventListener('OnLogin', () => tell('in', 'Logged in'));
+control.addEventListener('OnLogout', () => tell('out', 'Logged out'));
+control.addEventListener('loginend', () => tell('ended', 'The language has changed. Log in again.'));
+control.addEventListener('sessionend', () => tell('ended', 'The session has ended. Connecting again...'));
+control.addEventListener('playbackshare', ({detail: {share, path, words}}) => show(`${share}: ${path || words}`));
 
 document.getElementById('login').addEventListener('submit', (event) => {
   event.preventDefault();
   const value = (id) => document.getElementById(id).value;
   control.Login(value('user'), value('password'));
 });
-document.getElementById('logout').addEventListener('click', () => control.Logout());
+document.getElementById('logout').addEventListener('click', async () => {
+  await control.Logout();
+  tell('out', 'Logged out');
+});
 
 const languages = document.getElementById('language');
 languages.append(...LANGUAGES.map((name, number) => new Option(name, number)));
+control.addEventListener('OnChgLanguage', ({detail: [number]}) => { languages.value = number; });
 languages.addEventListener('change', () => control.SetLanguage(Number(languages.value)));

@@ -13,6 +13,7 @@
       this.socket = new WebSocket(url);
       this.socket.binaryType = 'arraybuffer';
       this.socket.onopen = () => {
+        this.opened = true;
         for (const message of this.waiting.splice(0)) this.socket.send(message);
         this.watch();
         owner.onOpen();
@@ -40,10 +41,25 @@
     }
 
     call(method, params) {
-      if (this.socket.readyState > WebSocket.OPEN) return Promise.reject(new Error('the session has ended'));
+      return new Promise((resolve, reject) => this.carryOut({method, params, resolve, reject}));
+    }
+
+    carryOut(call) {
+      if (this.socket.readyState > WebSocket.OPEN) {
+        call.reject(new Error('the session has ended'));
+        return;
+      }
       const id = this.nextId++;
+      const {method, params} = call;
       this.send(JSON.stringify({jsonrpc: '2.0', id, method, params}));
-      return new Promise((resolve, reject) => this.calls.set(id, {resolve, reject}));
+      this.calls.set(id, call);
+    }
+
+    // The calls of a connection that never came to be: they wait for the next.
+    takeUnsent() {
+      const calls = this.opened ? [] : [...this.calls.values()];
+      if (!this.opened) this.calls.clear();
+      return calls;
     }
 
     receive(data) {
@@ -66,8 +82,9 @@
     }
 
     end() {
+      const unsent = this.takeUnsent();
       this.close();
-      this.owner.onEnd();
+      this.owner.onEnd(unsent);
     }
 
     close() {

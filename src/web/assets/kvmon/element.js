@@ -9,16 +9,22 @@
     'PreparePlaybackData', 'UnpreparePlaybackData', 'TestEMap', 'IELogout'];
   const EVENTS = ['OnLogout', 'OnNeedGetNewVersion', 'OnLogin', 'OnChgLanguage', 'OnGotoPage',
     'OnSetManualRecording', 'OnGotoServer'];
+  const byLowerCase = (names) => new Map(names.map((name) => [name.toLowerCase(), name]));
+  const MEMBER_NAMES = byLowerCase([...Object.keys(PROPERTIES), ...METHODS, 'attachEvent', 'detachEvent']);
+  const EVENT_NAMES = byLowerCase(EVENTS);
+  const memberOf = (name) => MEMBER_NAMES.get(name.toLowerCase());
+  const eventOf = (name) => EVENT_NAMES.get(String(name).toLowerCase());
   const DEFAULTS = {
     ServerIP: '127.0.0.1', ServerPort: 80, AutoStart: 0, DefServerName: '', HelpPath: '', AuthData: '',
     Language: '0',
   };
 
   const FROM_HOST = {frame: 1, cursor: 2, sound: 3, record: 4, display: 5, clipboard: 6, textWanted: 7,
-    fullScreen: 8, words: 9};
+    fullScreen: 8, words: 9, keys: 10, edges: 11};
   // The host tells them in the console's language.
   const WORDS = ['The connection to the console is lost. Connecting again...',
-    'The console cannot be reached. Still trying...'];
+    'The console cannot be reached. Still trying...', 'Monitoring console', '', ''];
+  const WORD = {broken: 0, notReached: 1, label: 2, status: 3, focus: 4};
   const MIN_WIDTH = 1000;
   const MIN_HEIGHT = 680;
   const MAX_SIDE = 4096;
@@ -26,6 +32,7 @@
   const SIZE_PAUSE_MS = 100;
   const FIRST_RETRY_MS = 500;
   const LAST_RETRY_MS = 10000;
+  const MOST_EARLY_CALLS = 64;
 
   const STYLE = `
     :host { display: inline-block; position: relative; width: 1000px; height: 680px; overflow: auto;
@@ -35,21 +42,28 @@
     canvas.lost { opacity: 0.3; filter: grayscale(1); }
     textarea { position: absolute; left: 0; top: 0; width: 1px; height: 1em; padding: 0; border: 0; margin: 0;
       opacity: 0; outline: none; resize: none; overflow: hidden; pointer-events: none; }
-    p { position: absolute; inset: 0; margin: 0; display: flex; align-items: center; justify-content: center;
-      text-align: center; color: #fff; font: 16px sans-serif; pointer-events: none; text-shadow: 0 0 4px #000; }
-    p:empty { display: none; }`;
+    p { position: absolute; left: 50%; top: 50%; transform: translate(-50%, -50%); width: max-content;
+      max-width: 80%; margin: 0; padding: 14px 22px; border-radius: 6px; background: #000c; text-align: center;
+      color: #fff; font: 16px sans-serif; pointer-events: none; }
+    p:empty { display: none; }
+    p.heard { left: 0; top: 0; transform: none; padding: 0; width: 1px; height: 1px; overflow: hidden; clip-path: inset(50%);
+      white-space: nowrap; }`;
 
   class TR450Client extends HTMLElement {
+    static formAssociated = true;  // found by its name in the form around it, as an object is
     static get observedAttributes() { return Object.keys(PROPERTIES).map((name) => name.toLowerCase()); }
 
     constructor() {
       super();
       this.values = {...DEFAULTS};
-      this.given = new Set();
+      this.given = new Map();  // by the page, or chosen by its user: what the next session starts with
+      this.told = {};          // by the session: what the control has
+      this.puts = {};          // under way
       this.handlers = {};
       this.words = [...WORDS];
       this.connection = null;
-      this.login = null;
+      this.early = [];  // calls before the first session
+      this.lastLogin = null;
       this.tries = 0;
       this.frames = this.tiles = this.sounds = 0;
       const root = this.attachShadow({mode: 'open', delegatesFocus: true});
@@ -59,16 +73,25 @@
       this.canvas = document.createElement('canvas');
       this.field = document.createElement('textarea');
       Object.assign(this.field, {autocomplete: 'off', autocapitalize: 'off', spellcheck: false, inputMode: 'none'});
-      this.field.setAttribute('aria-label', 'console');
       this.notice = document.createElement('p');
       this.notice.setAttribute('role', 'status');
-      root.append(this.canvas, this.field, this.notice);
+      // What the console's status line says, for those who do not see it.
+      this.status = document.createElement('p');
+      this.status.className = 'heard';
+      this.status.setAttribute('role', 'status');
+      root.append(this.canvas, this.field, this.status, this.notice);
+      // A page's own attributes come before these.
+      this.internals = this.attachInternals();
+      this.internals.role = 'application';
+      this.showWords();
       this.picture = new Picture(this.canvas);
       this.speaker = new Speaker();
-      this.recorder = new Recorder((samples) => this.sendRecorded(samples));
+      this.recorder = new Recorder((samples) => this.sendRecorded(samples), (reason) => this.loseMicrophone(reason));
       this.input = new Input(this, this.canvas, this.field, (view) => this.send(view), () => this.speaker.wake());
       this.surroundings = new Surroundings(this);
       this.addEventListener('fullscreenchange', () => this.onFullScreenChange());
+      this.addEventListener('contextmenu', (event) => event.preventDefault());
+      this.onParsed = () => { if (this.isConnected) this.connect(); };
       this.onPageChange = () => this.sendVisible();
       this.onNetwork = () => this.retryNow();
       this.onLeave = () => this.surroundings.closeHelp();
@@ -91,7 +114,10 @@
       document.addEventListener('visibilitychange', this.onPageChange);
       window.addEventListener('online', this.onNetwork);
       window.addEventListener('pagehide', this.onLeave);
-      this.connect();
+      this.input.watchPage();
+      // Scripts behind the element set properties, call members and listen: the session starts with all of it.
+      if (document.readyState === 'loading') document.addEventListener('DOMContentLoaded', this.onParsed, {once: true});
+      else this.connect();
     }
 
     disconnectedCallback() {
@@ -103,11 +129,15 @@
       document.removeEventListener('visibilitychange', this.onPageChange);
       window.removeEventListener('online', this.onNetwork);
       window.removeEventListener('pagehide', this.onLeave);
+      document.removeEventListener('DOMContentLoaded', this.onParsed);
+      this.input.leavePage();
       this.onLeave();
       clearTimeout(this.retry);
       if (this.connection) this.connection.close();
       this.connection = null;
-      this.login = null;
+      this.isOpen = false;
+      this.forgetSession();
+      this.lastLogin = null;
       this.speaker.close();
       this.recorder.stop();
     }
@@ -128,13 +158,15 @@
     // --- connection
 
     connect() {
+      if (this.connection) return;
       const base = new URL(this.getAttribute('host') || scriptUrl.href, location.href);
       const url = new URL('/control', base);
       url.protocol = base.protocol === 'https:' ? 'wss:' : 'ws:';
       const token = this.getAttribute('token') || base.searchParams.get('token') || '';
       url.search = new URLSearchParams({token}).toString();
       this.connection = new Connection(url, this);
-      for (const name of Object.keys(PROPERTIES)) if (this.given.has(name)) this.put(name);
+      for (const name of Object.keys(PROPERTIES)) if (this.given.has(name)) this.put(name, this.given.get(name));
+      for (const call of this.early.splice(0)) this.connection.carryOut(call);
     }
 
     onOpen() {
@@ -144,24 +176,48 @@
       this.sentVisible = true;
       this.sendVisible();
       this.sendSize();
-      if (this.login) this.connection.call(...this.login).catch((error) => console.warn(error.message));
-      this.dispatchEvent(new CustomEvent('sessionstart'));
+      if (this.lastLogin) this.connection.call(...this.lastLogin).catch((error) => console.warn(error.message));
+    }
+
+    // The first tells all of them, and that there is a session.
+    onProperties(pairs) {
+      const starts = Object.keys(this.told).length === 0;
+      for (let i = 0; i + 1 < pairs.length; i += 2) {
+        this.told[pairs[i]] = pairs[i + 1];
+        this.takeTold(pairs[i]);
+      }
+      if (starts) this.dispatchEvent(new CustomEvent('sessionstart'));
+    }
+
+    // What the page has put and the control has not answered yet, stands.
+    takeTold(name) {
+      if (!this.puts[name] && name in this.told) this.values[name] = this.told[name];
     }
 
     // A picture that stands still must not look like one that lives.
-    onEnd() {
+    onEnd(unsent) {
       const hadSession = this.isOpen;
       this.isOpen = false;
+      this.early.push(...unsent.filter(({method}) => !method.startsWith('put.')));
       this.connection = null;
+      this.forgetSession();
       this.onLeave();
       this.speaker.close();
       this.recorder.stop();
       this.setFullScreen(false);
       this.canvas.classList.add('lost');
-      this.notice.textContent = this.words[hadSession ? 0 : 1];
+      this.notice.textContent = this.words[hadSession ? WORD.broken : WORD.notReached];
+      this.words[WORD.status] = this.words[WORD.focus] = '';
+      this.showWords();
       const pause = Math.min(LAST_RETRY_MS, FIRST_RETRY_MS * 2 ** this.tries++);
       this.retry = setTimeout(() => this.connect(), pause);
       if (hadSession) this.dispatchEvent(new CustomEvent('sessionend'));
+    }
+
+    forgetSession() {
+      this.told = {};
+      this.puts = {};
+      this.input.forget();
     }
 
     retryNow() {
@@ -172,11 +228,23 @@
 
     onNotification(name, params) {
       if (name === 'browser') this.onBrowser(...params);
+      if (name === 'properties') this.onProperties(params);
+      if (name === 'OnLogout' || name === 'loginend') this.lastLogin = null;
+      if (name === 'loginend') this.dispatchEvent(new CustomEvent(name));
+      if (name === 'playbackshare') {
+        const [share, result, path, words] = params;
+        this.dispatchEvent(new CustomEvent(name, {detail: {share, result, path, words}}));
+      }
       if (!EVENTS.includes(name)) return;
       if (name === 'OnChgLanguage') this.keepLanguage(String(params[0]));
-      if (name === 'OnLogout') this.login = null;
       this.dispatchEvent(new CustomEvent(name, {detail: params}));
-      for (const handler of this.handlers[name] || []) handler.apply(this, params);
+      for (const handler of this.handlers[name] || []) {
+        try {
+          handler.apply(this, params);
+        } catch (error) {
+          reportError(error);  // the others run all the same
+        }
+      }
     }
 
     // The page around it may do it in its own way, and then prevents the default.
@@ -199,8 +267,7 @@
           this.speaker.play(view);
           break;
         case FROM_HOST.record:
-          // Without a microphone, or the user's leave, nothing is said, and the console ends the talk.
-          if (view.getUint8(1)) this.recorder.start().catch((error) => console.warn(`microphone: ${error.message}`));
+          if (view.getUint8(1)) this.recorder.start();
           else this.recorder.stop();
           break;
         case FROM_HOST.display:
@@ -217,8 +284,23 @@
           break;
         case FROM_HOST.words:
           if (view.getUint8(1) < this.words.length) this.words[view.getUint8(1)] = text(2);
+          this.showWords();
+          break;
+        case FROM_HOST.keys:
+          this.input.setKeys(text(1).split('\n'));
+          break;
+        case FROM_HOST.edges:
+          this.input.edges = view.getUint8(1);
           break;
       }
+    }
+
+    // A live text speaks up with each change, and for no other reason.
+    showWords() {
+      const set = (node, key, text) => { if (node[key] !== text) node[key] = text; };
+      set(this.internals, 'ariaLabel', this.words[WORD.label]);
+      set(this.field, 'ariaLabel', this.words[WORD.focus] || this.words[WORD.label]);
+      set(this.status, 'textContent', this.words[WORD.status]);
     }
 
     onDrawn(number, tiles) {
@@ -231,6 +313,12 @@
     }
 
     send(view) { if (this.connection) this.connection.send(view.buffer); }
+
+    // Nobody is heard: the console ends the talk.
+    loseMicrophone(reason) {
+      console.warn(`microphone: ${reason}`);
+      this.send(message(TO_HOST.noMicrophone, 0));
+    }
 
     sendRecorded(samples) {
       const view = message(TO_HOST.recorded, 2 * samples.length);
@@ -302,35 +390,49 @@
 
     keepLanguage(number) {
       this.values.Language = number;
-      this.given.add('Language');
+      this.given.set('Language', number);
     }
 
-    put(name) {
-      const call = this.connection.call(`put.${name}`, [this.values[name]]);
-      call.catch((error) => console.warn(`${name}: ${error.message}`));
-      return call;
+    put(name, value) {
+      const {connection} = this;
+      this.puts[name] = (this.puts[name] || 0) + 1;
+      connection.call(`put.${name}`, [value]).catch((error) => console.warn(`${name}: ${error.message}`)).then(() => {
+        if (connection !== this.connection) return;
+        --this.puts[name];
+        this.takeTold(name);
+      });
     }
 
-    call(name, parameters) {
-      if (!this.connection) return Promise.reject(new Error('there is no session'));
-      return this.connection.call(name, parameters);
+    call(method, params) {
+      if (this.connection) return this.connection.call(method, params);
+      if (this.tries > 0 || this.early.length >= MOST_EARLY_CALLS) return Promise.reject(new Error('there is no session'));
+      return new Promise((resolve, reject) => this.early.push({method, params, resolve, reject}));
     }
 
     attachEvent(name, handler) {
-      (this.handlers[name] = this.handlers[name] || []).push(handler);
-      return true;
+      const event = eventOf(name);
+      if (event) (this.handlers[event] = this.handlers[event] || []).push(handler);
+      return event !== undefined;
     }
 
     detachEvent(name, handler) {
-      this.handlers[name] = (this.handlers[name] || []).filter((known) => known !== handler);
+      const event = eventOf(name);
+      if (event) this.handlers[event] = (this.handlers[event] || []).filter((known) => known !== handler);
     }
+
+    // As scripts ask an object for its control, and whether that is there.
+    get object() { return this; }
+    get readyState() { return 4; }
+
+    // To where the keyboard was, whoever asks.
+    focus(options) { this.field.focus(options); }
   }
 
   // What a member's call means for the sessions that follow when the connection breaks.
   const AFTER_CALL = {
-    Login: (element, parameters) => { element.login = ['Login', parameters]; },
-    AutoLogin: (element, parameters) => { element.login = ['AutoLogin', parameters]; },
-    Logout: (element) => { element.login = null; },
+    Login: (element, parameters) => { element.lastLogin = ['Login', parameters]; },
+    AutoLogin: (element, parameters) => { element.lastLogin = ['AutoLogin', parameters]; },
+    Logout: (element) => { element.lastLogin = null; },
     SetLanguage: (element, [number], result) => { if (result === 1) element.keepLanguage(String(number)); },
   };
 
@@ -340,19 +442,56 @@
       // The control's own reading of this one gives nothing.
       get() { return name === 'DefServerName' ? undefined : this.values[name]; },
       set(value) {
-        this.values[name] = type(value);
-        this.given.add(name);
-        if (this.connection) this.put(name);
+        const given = type(value);
+        const isWrong = Number.isNaN(given);  // the control refuses it, and keeps what it has
+        if (!isWrong) {
+          this.values[name] = given;
+          this.given.set(name, given);
+        }
+        if (this.connection) this.put(name, isWrong ? String(value) : given);
       },
     });
   }
+
+  // Answers that stand before the control gives them. Scripts of old compare them at once: `Login(...) == 0`.
+  const CERTAIN = {
+    Login: () => 0,  // there is a console by then
+    Command: () => 0,
+    SetLanguage: () => 1,
+    GetLanguage: (element) => Number(element.values.Language),
+    CheckCamera: (element, [address, port, , user, password]) =>
+      [address, port, user, password].every((text) => typeof text === 'string') ? 0 : undefined,
+  };
+
   for (const name of METHODS) {
     TR450Client.prototype[name] = function(...parameters) {
       const result = this.call(name, parameters);
+      const certain = CERTAIN[name] && CERTAIN[name](this, parameters);
+      if (certain !== undefined) Object.defineProperty(result, Symbol.toPrimitive, {value: () => certain});
       if (AFTER_CALL[name]) result.then((value) => AFTER_CALL[name](this, parameters, value), () => {});
       return result;
     };
   }
+
+  // Scripts of old pages write names in any case. What the page's own objects have comes first.
+  function anyCase(base, read, write) {
+    return new Proxy(Object.create(base), {
+      get(target, name, receiver) {
+        const member = typeof name === 'string' && !(name in target) && memberOf(name);
+        return member ? read(receiver, member) : Reflect.get(target, name, receiver);
+      },
+      set(target, name, value, receiver) {
+        const member = typeof name === 'string' && !(name in target) && memberOf(name);
+        return (member && write(receiver, member, value)) || Reflect.set(target, name, value, receiver);
+      },
+    });
+  }
+
+  Object.setPrototypeOf(TR450Client.prototype, anyCase(HTMLElement.prototype,
+      (element, member) => element[member], (element, member, value) => {
+        element[member] = value;
+        return true;
+      }));
 
   customElements.define('tr450-client', TR450Client);
 

@@ -3,7 +3,7 @@
 //   <script src="http://127.0.0.1:8450/kvmon.js?token=TOKEN"></script>
 //   <tr450-client ServerIP="192.0.2.10" ServerPort="80" AuthData="..." AutoStart="1"></tr450-client>
 //
-// Properties read at once what the page or the console last gave them; methods answer by promises; events are
+// Properties give at once what the control has; methods answer by promises; events are
 // DOM events of the told names, whose `detail` is the array of arguments.
 (() => {
   'use strict';

@@ -1,6 +1,7 @@
   // --- the user's mouse, fingers, keys, text and clipboard
 
-  // Keys that the console wants for itself; the browser does not act on them.
+  // Keys that some window of the console wants for itself; the browser does not act on them, nor on those that
+  // the host tells.
   const CONSOLE_KEYS = new Set(['Backspace', 'Tab', 'Enter', 'Escape', 'End', 'Home', 'ArrowLeft', 'ArrowUp',
     'ArrowRight', 'ArrowDown', 'Delete', 'PageUp', 'PageDown']);
   // What an input method makes of these comes as text.
@@ -12,7 +13,9 @@
   const TAP_WAY = 10;
 
   const TO_HOST = {size: 1, move: 2, button: 3, wheel: 4, key: 5, leave: 6, focus: 7, drawn: 8, recorded: 9,
-    visible: 10, text: 11, paste: 12};
+    visible: 10, text: 11, paste: 12, noMicrophone: 13};
+  const MODIFIER_KEYS = new Set(['Shift', 'Control', 'Alt', 'AltGraph', 'Meta', 'CapsLock', 'NumLock']);
+  const FROM_BEFORE = 1, FROM_BEHIND = 2;
 
   function message(type, length) {
     const view = new DataView(new ArrayBuffer(1 + length));
@@ -36,6 +39,8 @@
       Object.assign(this, {host, canvas, field, send, onTouched});
       this.held = new Set();
       this.fingers = new Map();
+      this.forget();
+      this.onPageKey = (event) => this.notePageKey(event);
       this.listenToMouse();
       this.listenToKeys();
     }
@@ -55,7 +60,6 @@
       });
       // Comes here from outside as well, since the pointer is captured.
       canvas.addEventListener('mouseup', (event) => this.onButton(event, 0));
-      canvas.addEventListener('contextmenu', (event) => event.preventDefault());
       canvas.addEventListener('mouseleave', () => this.send(message(TO_HOST.leave, 0)));
       canvas.addEventListener('wheel', (event) => this.onWheel(event), {passive: false});
     }
@@ -72,7 +76,7 @@
       const makesLetters = event.getModifierState && event.getModifierState('AltGraph');
       const control = (event.ctrlKey && !makesLetters) || (IS_MAC && event.metaKey);
       return (event.shiftKey ? 1 : 0) | (control ? 2 : 0) | (event.altKey && !makesLetters ? 4 : 0) |
-          (event.metaKey && !IS_MAC ? 8 : 0);
+          (event.metaKey && !IS_MAC ? 8 : 0) | (event.location === KeyboardEvent.DOM_KEY_LOCATION_NUMPAD ? 16 : 0);
     }
 
     onPointerDown(event) {
@@ -194,8 +198,45 @@
       field.addEventListener('blur', () => this.onFocus(0));
     }
 
+    // --- the Tab key's way in and out
+
+    // Of another session, or none.
+    forget() {
+      this.keys = new Set();
+      this.edges = 0;
+      this.escaped = false;
+    }
+
+    setKeys(names) { this.keys = new Set(names); }
+
+    watchPage() { window.addEventListener('keydown', this.onPageKey, true); }
+    leavePage() { window.removeEventListener('keydown', this.onPageKey, true); }
+
+    // Which way the keyboard comes, if it comes with this key.
+    notePageKey(event) {
+      this.way = event.key !== 'Tab' ? 0 : event.shiftKey ? FROM_BEHIND : FROM_BEFORE;
+      setTimeout(() => { this.way = 0; });
+    }
+
+    // The browser takes the keyboard on: past the console's last control, before its first, and from anywhere
+    // behind Escape.
+    leavesWith(event) {
+      if (event.key === 'Tab') return this.escaped || (this.edges & (event.shiftKey ? 1 : 2)) !== 0;
+      if (event.type === 'keydown' && !MODIFIER_KEYS.has(event.key)) this.escaped = event.key === 'Escape';
+      return false;
+    }
+
+    isConsoleKey(event, modifiers) {
+      if ([...event.key].length === 1 && (modifiers & 14) === 0) return true;
+      if (CONSOLE_KEYS.has(event.key)) return true;
+      if ((modifiers & 12) !== 0) return false;
+      const name = event.key.length === 1 ? event.key.toLowerCase() : event.key;
+      return this.keys.has((modifiers & 2) !== 0 ? `Control+${name}` : name);
+    }
+
     // Windows of an input method open at the field.
     focusAt(event) {
+      this.escaped = false;
       const box = this.canvas.getBoundingClientRect();
       const within = (n, most) => `${Math.max(0, Math.min(most - 20, n))}px`;
       this.field.style.left = within(event.clientX - box.left, box.width);
@@ -214,11 +255,11 @@
     }
 
     onKey(event, down) {
-      if (event.isComposing || COMPOSED_KEYS.has(event.key) || this.isPaste(event)) return;
+      if (!this.host.isOpen || event.isComposing || COMPOSED_KEYS.has(event.key)) return;
+      if (this.leavesWith(event) || this.isPaste(event)) return;
       this.onTouched();
       const modifiers = this.modifiers(event);
-      const types = [...event.key].length === 1 && (modifiers & ~1) === 0;
-      if (types || CONSOLE_KEYS.has(event.key)) event.preventDefault();
+      if (this.isConsoleKey(event, modifiers)) event.preventDefault();
       this.sendKey(IS_MAC && event.key === 'Meta' ? 'Control' : event.key, down, modifiers, event.repeat);
     }
 
@@ -249,8 +290,11 @@
     }
 
     onFocus(has) {
-      const view = message(TO_HOST.focus, 1);
+      this.escaped = false;
+      if (this.way) this.edges = 0;  // until the host tells them of where it comes in
+      const view = message(TO_HOST.focus, 2);
       view.setUint8(1, has);
+      view.setUint8(2, has ? this.way || 0 : 0);
       this.send(view);
     }
 

@@ -2,6 +2,7 @@
 
   const MICROPHONE_RATE = 8000;
   const FIRST_AHEAD = 0.1;  // seconds that the first block waits, so that one which is late leaves no gap
+  const MUTED_MS = 3000;    // a microphone that is off for so long is not coming back
   const MOST_AHEAD = 0.6;   // what comes further ahead is dropped: it would be too far behind the picture
 
   // Plays blocks of sound one behind the other. Browsers keep silent until the user has touched the page.
@@ -67,13 +68,31 @@
     }
   });`;
 
-  // Hands on the sound of the microphone as mono samples of 16 bits.
+  // Hands on the sound of the microphone as mono samples of 16 bits, or tells once why there is none any more.
   class Recorder {
-    constructor(send) { this.send = send; }
+    constructor(send, onLost) { Object.assign(this, {send, onLost}); }
 
-    async start() {
+    start() {
       this.stop();
       const recording = this.recording = {};
+      this.record(recording).catch((error) => this.lose(recording, error.message));
+    }
+
+    lose(recording, reason) {
+      if (this.recording !== recording) return;
+      this.stop();
+      this.onLost(reason);
+    }
+
+    // It is pulled out, taken by the system, or its leave taken back.
+    watch(recording, track) {
+      track.onended = () => this.lose(recording, 'it has gone');
+      track.onmute = () => { recording.muted = setTimeout(() => this.lose(recording, 'it is switched off'), MUTED_MS); };
+      track.onunmute = () => clearTimeout(recording.muted);
+      if (track.muted) track.onmute();
+    }
+
+    async record(recording) {
       if (!navigator.mediaDevices) throw new Error('the browser gives it to pages of https or of this machine only');
       const stream = await navigator.mediaDevices.getUserMedia({audio: {channelCount: 1, echoCancellation: true}});
       recording.end = () => stream.getTracks().forEach((track) => track.stop());
@@ -81,6 +100,7 @@
         recording.end();
         return;
       }
+      this.watch(recording, stream.getAudioTracks()[0]);
       const audio = new AudioContext({sampleRate: MICROPHONE_RATE});
       recording.end = () => {
         stream.getTracks().forEach((track) => track.stop());
@@ -102,6 +122,8 @@
     stop() {
       const {recording} = this;
       this.recording = null;
-      if (recording && recording.end) recording.end();
+      if (!recording) return;
+      clearTimeout(recording.muted);
+      if (recording.end) recording.end();
     }
   }
