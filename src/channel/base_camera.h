@@ -170,6 +170,8 @@ public:
     CameraInfo GetAbilities() const;
     // The panel or a click may steer something: digital zoom, or a camera that this user may steer.
     bool IsPtzEnabled() const;
+    // The camera itself may be steered by this user, whatever digital zoom does.
+    bool IsCameraSteerable() const;
     bool IsCameraInfoLoaded() const;
 
     // --- talk-back: the microphone's sound to the camera's loudspeaker

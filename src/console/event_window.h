@@ -26,6 +26,7 @@ public:
     void SetOnMarked(std::function<void()> call) { m_onMarked = std::move(call); }
 
 protected:
+    void closeEvent(QCloseEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
 
 private:

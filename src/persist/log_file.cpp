@@ -21,7 +21,7 @@ constexpr std::int64_t kMaxFile = 0xA00000;
 bool DebugOutputOn() {
     static const bool on = [] {
         const char* const value = std::getenv("KVMON_DEBUG");
-        return value != nullptr && *value != '\0';
+        return value != nullptr && *value != '\0' && std::string_view(value) != "0";
     }();
     return on;
 }
