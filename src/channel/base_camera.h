@@ -169,6 +169,8 @@ public:
     CameraInfo GetAbilities() const;
     // The panel or a click may steer something: digital zoom, or a camera that this user may steer.
     bool IsPtzEnabled() const;
+    // The camera itself may be steered by this user, whatever digital zoom does.
+    bool IsCameraSteerable() const;
     bool IsCameraInfoLoaded() const;
     // How many commands the recorder has refused or not answered.
     std::uint32_t GetFailedCommands() const;

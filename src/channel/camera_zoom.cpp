@@ -92,11 +92,15 @@ CameraInfo CBaseCamera::GetAbilities() const {
 }
 
 bool CBaseCamera::IsPtzEnabled() const {
+    return IsCameraUsable() && (m_core->m_bDigitalZoom || IsCameraSteerable());
+}
+
+bool CBaseCamera::IsCameraSteerable() const {
     if (!IsCameraUsable()) {
         return false;
     }
     const std::lock_guard lock(m_core->m_cs);
-    return m_core->m_bPtzEnabled || m_core->m_bDigitalZoom;
+    return m_core->m_bPtzEnabled;
 }
 
 }  // namespace kvmon

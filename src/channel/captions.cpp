@@ -97,6 +97,22 @@ void CaptionLayer::Update(const CaptionTexts& texts, int viewWidth, int viewHeig
         line.y = y;
         y += line.advance;
     }
+    KeepLinesClear();
+}
+
+// A wide main caption and the lines begin at one height: where they would meet, the lines stand below it.
+void CaptionLayer::KeepLinesClear() {
+    const auto meets = [this](const Sprite& line) {
+        return !line.image.isNull() && line.image.width() > m_main.x &&
+               line.y < m_main.y + m_main.image.height();
+    };
+    if (m_main.image.isNull() || std::none_of(m_lines.begin(), m_lines.end(), meets)) {
+        return;
+    }
+    const int below = m_main.y + m_main.image.height();
+    for (Sprite& line : m_lines) {
+        line.y += below;
+    }
 }
 
 void CaptionLayer::DrawMain(const std::string& text) {

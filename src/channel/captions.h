@@ -42,6 +42,7 @@ private:
         int advance = 0;  // to the next line
     };
 
+    void KeepLinesClear();
     void DrawMain(const std::string& text);
     void DrawLine(Sprite& sprite, const std::string& text) const;
     template <typename Visit>

@@ -15,6 +15,14 @@ inline constexpr std::uint32_t kMsgShowText = 11413;         // to a cell; wPara
 inline constexpr std::uint32_t kMsgFirstData = 15791;        // a channel's first picture; wParam channel
 inline constexpr std::uint32_t kMsgSizeChange = 15792;       // a channel's picture size; wParam channel
 
+// From a cell to the console. A cell that is dragged asks with each step, and 0 for an answer ends the drag.
+inline constexpr std::uint32_t kMsgVideoWndMove = 2060;       // dropped; wParam channel, lParam screen point
+inline constexpr std::uint32_t kMsgRepaintNeighbours = 2062;  // wParam window
+inline constexpr std::uint32_t kMsgMayDragCell = 11502;       // wParam channel; 1: it has places to go
+inline constexpr std::uint32_t kMsgDragBegins = 11503;        // wParam channel, lParam screen point
+inline constexpr std::uint32_t kMsgDragMoves = 11504;         // the same
+inline constexpr std::uint32_t kMsgDragEnds = 11505;          // wParam channel
+
 inline constexpr std::uint32_t WM_TALKING_NOTIFY = 16579;  // to the talk dialog; see talk_back.h
 
 inline constexpr std::uint32_t kCmdRefreshControls = 1757;

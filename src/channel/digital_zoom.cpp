@@ -89,7 +89,16 @@ void DigitalZoom::Restore(const State& state) {
          {&m_state.rect.left, &m_state.rect.top, &m_state.rect.right, &m_state.rect.bottom}) {
         *side = std::clamp(*side, -kFarthest, kFarthest);
     }
-    DZSetMultiple(0);
+    m_restored = m_state;
+    Rebuild(0);
+}
+
+// With another picture or another view.
+void DigitalZoom::StartAgain() {
+    if (m_restored) {
+        m_state = *m_restored;
+    }
+    Rebuild(0);
 }
 
 void DigitalZoom::SetPictureSize(int width, int height) {
@@ -98,27 +107,35 @@ void DigitalZoom::SetPictureSize(int width, int height) {
     }
     m_nWidth = std::max(width, 0);
     m_nHeight = std::max(height, 0);
-    DZSetMultiple(0);
+    StartAgain();
 }
 
 void DigitalZoom::SetViewWidth(int width) {
     m_nViewWidth = std::max(width, 0);
-    DZSetMultiple(0);
+    StartAgain();
 }
 
 bool DigitalZoom::Switch(bool bOn) {
     if (m_state.bOn == bOn) {
         return false;
     }
+    m_restored.reset();
     m_state.bOn = bOn;
     if (bOn) {
         m_state.nLevel = 0;
     }
-    DZSetMultiple(0);
+    Rebuild(0);
     return true;
 }
 
 void DigitalZoom::DZSetMultiple(int nDelta) {
+    if (nDelta != 0) {
+        m_restored.reset();
+    }
+    Rebuild(nDelta);
+}
+
+void DigitalZoom::Rebuild(int nDelta) {
     const std::int64_t nLevel = std::max<std::int64_t>(std::int64_t{m_state.nLevel} + nDelta, 0);
     m_state.nLevel = Narrow(nLevel);
     if (!IsPictureKnown()) {
@@ -170,6 +187,7 @@ std::optional<int> DigitalZoom::DZPTZFunction(std::uint32_t nId) {
     if (!IsPictureKnown() && nId >= kCmdHome && nId <= kCmdZoomOut) {
         return 0;
     }
+    m_restored.reset();
     PixelRect& rect = m_state.rect;
     if (nId == kCmdHome) {
         const std::int64_t left = m_nWidth / 2 - Width(rect) / 2;
@@ -206,6 +224,7 @@ ZoomOutcome DigitalZoom::MoveBy(std::int64_t dx, std::int64_t dy) {
     if (!IsPictureKnown()) {
         return {0, false};
     }
+    m_restored.reset();
     const PixelRect& rect = m_state.rect;
     return Clamp({rect.left + dx, rect.top + dy, rect.right + dx, rect.bottom + dy});
 }

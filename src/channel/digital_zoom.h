@@ -31,8 +31,10 @@ public:
         PixelRect rect;
     };
 
-    const State& Get() const { return m_state; }
-    // Takes a stored state.
+    // What is to be stored: the present state, or the one that was restored as long as the user leaves it.
+    const State& Get() const { return m_restored ? *m_restored : m_state; }
+    // Takes a stored state. It belongs to the pictures of one stream, which need not be the first that comes:
+    // until the user moves or zooms, each picture size and each view starts from it again.
     void Restore(const State& state);
     bool IsOn() const { return m_state.bOn; }
     int GetLevel() const { return m_state.nLevel; }
@@ -74,7 +76,11 @@ private:
     ZoomOutcome Clamp(WideRect rect);
     ZoomOutcome MoveBy(std::int64_t dx, std::int64_t dy);
 
+    void Rebuild(int nDelta);
+    void StartAgain();
+
     State m_state;
+    std::optional<State> m_restored;
     int m_nWidth = 0;
     int m_nHeight = 0;
     int m_nViewWidth = 0;

@@ -2,6 +2,7 @@
 
 #include <QtGui/QFontMetrics>
 #include <QtGui/QPainter>
+#include <QtWidgets/QApplication>
 #include <algorithm>
 #include <iterator>
 #include <utility>
@@ -37,6 +38,7 @@ constexpr int kCaptionTextHeight = 13;
 
 constexpr int kCursorMs = 1500;
 constexpr WParam kPtzDone = 3;
+constexpr std::uint32_t kTimerFinger = 74;  // of our own: a finger rests
 constexpr std::uint32_t kTimerPressed = 80;
 constexpr std::uint32_t kTimerCursor = 81;
 constexpr std::uint32_t kTimerBlink = 84;
@@ -45,6 +47,7 @@ constexpr std::uint32_t kTimerPresetCleared = 86;
 constexpr std::uint32_t kTimerPresetSet = 87;
 constexpr std::uint32_t kTimerReread = 96;
 constexpr std::uint32_t kTimerNotify = 97;
+constexpr int kFingerMs = 500;
 constexpr int kPressedMs = 500;
 constexpr int kBlinkMs = 1000;
 constexpr int kRereadMs = 7000;
@@ -53,8 +56,6 @@ constexpr int kNotifyMs = 30000;
 constexpr std::uint32_t kCmdReadPresets = 1983;
 constexpr std::uint32_t kZoomLineBit = 1u << static_cast<unsigned>(SubString::DigitalZoom);
 constexpr WParam kLeftHeld = 1;
-constexpr int kWheelNotch = 120;
-constexpr int kWheelLevels = 5;  // of digital zoom for a notch, some 10 %
 constexpr std::uint32_t kMsgNotify = 1025;
 
 // Status words whose rise starts the event highlight: the third and the last four.
@@ -76,7 +77,9 @@ constexpr InputRule kInputRules[] = {
 }  // namespace
 
 CVideoWnd::CVideoWnd(QWidget* parent)
-    : WindowBase(parent), m_pChannelView(std::make_unique<CChannelView>(this)) {
+    : WindowBase(parent),
+      m_pChannelView(std::make_unique<CChannelView>(this)),
+      m_press(QApplication::startDragDistance()) {
     setAttribute(Qt::WA_OpaquePaintEvent);
     m_pChannelView->SetEventWnd(this);
 }
@@ -114,6 +117,7 @@ void CVideoWnd::SetCamera(const std::shared_ptr<CBaseCamera>& pCamera) {
     if (pCamera && previous == pCamera) {
         return;
     }
+    EndDrag(false, {});
     if (previous && previous->GetVideoWnd() == Handle()) {
         previous->SetVideoWnd({});
     }
@@ -158,7 +162,7 @@ void CVideoWnd::SetDigitalZoom(bool bOn) {
         return;
     }
     m_bDragging = false;
-    m_nWheelRest = 0;
+    m_wheel.Forget();
     if (bOn) {
         // Who zooms wants to read by how much.
         ChannelPicture& picture = camera->Picture();
@@ -350,6 +354,9 @@ bool CVideoWnd::OnInput(const InputMessage& message, bool bInView) {
     if (rule != std::end(kInputRules) && rule->clearsHighlight && ClearHighlight()) {
         return false;
     }
+    if (OnPressInput(message, bInView)) {
+        return true;
+    }
     if (bInView && camera && camera->IsCameraUsable() && OnZoomInput(*camera, message)) {
         return true;
     }
@@ -359,8 +366,8 @@ bool CVideoWnd::OnInput(const InputMessage& message, bool bInView) {
     if (!bForward) {
         return false;
     }
-    if (message.number == WM_LBUTTONDOWN && bInView && m_bActive) {
-        PTZFunction(message.lParam);
+    if (message.number == WM_LBUTTONDOWN && camera) {
+        BeginPress(*camera, message, bInView);
     }
     if (message.number == WM_RBUTTONDOWN) {
         m_bMenuPress = true;
@@ -372,6 +379,95 @@ bool CVideoWnd::OnInput(const InputMessage& message, bool bInView) {
         m_pParentWnd->SendMessage(message.number, message.wParam, message.lParam);
     }
     return false;
+}
+
+// --- the cell by the mouse
+
+// A click into the picture of the active cell turns the camera there: at once where nothing else can come of
+// the press, else when the button is up again.
+void CVideoWnd::BeginPress(const CBaseCamera& camera, const InputMessage& message, bool bInView) {
+    const QWidget& hit = bInView ? static_cast<const QWidget&>(*m_pChannelView) : *this;
+    const QPoint screen = hit.mapToGlobal(UnpackPoint(message.lParam));
+    const bool bCentre = bInView && m_bActive;
+    // What the picture's own drag takes, the cell does not.
+    const bool bMayDrag = !m_bDragging && TellParent(kMsgMayDragCell, screen) != 0;
+    if (!bMayDrag) {
+        if (bCentre) {
+            PTZFunction(message.lParam);
+        }
+        return;
+    }
+    const bool bFinger = (message.wParam & kByFinger) != 0;
+    m_press.Begin(screen, bFinger);
+    m_bCentreAtEnd = bCentre && CanClickToCentre(camera);
+    if (bFinger) {
+        SetTimer(kTimerFinger, kFingerMs);
+    }
+}
+
+// True if the message belongs to a drag of the cell and ends here.
+bool CVideoWnd::OnPressInput(const InputMessage& message, bool bInView) {
+    if (!m_press.IsDown()) {
+        return false;
+    }
+    const QWidget& hit = bInView ? static_cast<const QWidget&>(*m_pChannelView) : *this;
+    const QPoint screen = hit.mapToGlobal(UnpackPoint(message.lParam));
+    const bool bDragging = m_press.IsDragging();
+    switch (message.number) {
+        case WM_MOUSEMOVE: {
+            if ((message.wParam & kLeftHeld) == 0) {
+                EndDrag(false, screen);
+                return bDragging;
+            }
+            const CellPress::Step step = m_press.Move(screen);
+            if (step == CellPress::Step::Begins) {
+                TellParent(kMsgDragBegins, m_press.Start());
+            }
+            // Who ends the drag over there, by a key or by another view, says so now.
+            if (step != CellPress::Step::Nothing && TellParent(kMsgDragMoves, screen) == 0) {
+                m_press.Forget();
+            }
+            return step != CellPress::Step::Nothing;
+        }
+        case WM_LBUTTONUP:
+            if (!bDragging && m_bCentreAtEnd && bInView &&
+                (screen - m_press.Start()).manhattanLength() < QApplication::startDragDistance()) {
+                PTZFunction(message.lParam);
+            }
+            EndDrag(true, screen);
+            return bDragging;
+        case WM_RBUTTONDOWN:
+        case WM_MBUTTONDOWN:
+            EndDrag(false, screen);
+            return bDragging;
+        default:
+            return false;
+    }
+}
+
+// The place of the drop is the console's to judge.
+void CVideoWnd::EndDrag(bool bDrop, const QPoint& screen) {
+    KillTimer(kTimerFinger);
+    m_bCentreAtEnd = false;
+    const bool bDragging = m_press.IsDragging();
+    m_press.Forget();
+    if (!bDragging || TellParent(kMsgDragEnds, screen) == 0) {
+        return;
+    }
+    const auto camera = GetCamera();
+    if (bDrop && camera && m_pParentWnd) {
+        m_pParentWnd->PostMessage(kMsgVideoWndMove, camera->GetCHInMainDlg(), PackPoint(screen));
+    }
+    if (m_pParentWnd) {
+        m_pParentWnd->PostMessage(kMsgRepaintNeighbours, m_uIdx, 0);
+    }
+}
+
+LParam CVideoWnd::TellParent(std::uint32_t message, const QPoint& screen) const {
+    const auto camera = GetCamera();
+    return camera && m_pParentWnd
+               ? m_pParentWnd->SendMessage(message, camera->GetCHInMainDlg(), PackPoint(screen))
+               : 0;
 }
 
 // --- digital zoom by the mouse
@@ -390,7 +486,8 @@ bool CVideoWnd::OnZoomInput(CBaseCamera& camera, const InputMessage& message) {
     const PixelRect drawn = camera.Picture().GetDrawRect();
     switch (message.number) {
         case WM_LBUTTONDOWN:
-            m_bDragging = true;
+            // A whole picture has nowhere to go; its cell has.
+            m_bDragging = camera.GetDigitalZoomLevel() > 0;
             camera.DZStartDrag(ViewPoint(message.lParam));
             RefreshCursor();
             return false;
@@ -413,9 +510,7 @@ bool CVideoWnd::OnZoomInput(CBaseCamera& camera, const InputMessage& message) {
 }
 
 void CVideoWnd::OnZoomWheel(CBaseCamera& camera, const InputMessage& message) {
-    m_nWheelRest += static_cast<std::int16_t>(message.wParam >> 16 & 0xFFFF) * kWheelLevels;
-    const int nLevels = m_nWheelRest / kWheelNotch;
-    m_nWheelRest %= kWheelNotch;
+    const int nLevels = m_wheel.Turn(static_cast<std::int16_t>(message.wParam >> 16 & 0xFFFF));
     if (nLevels == 0) {
         return;
     }
@@ -470,7 +565,12 @@ void CVideoWnd::OnPtzCommand(std::uint32_t nId) {
         m_hOwner.Post(WM_COMMAND, kCmdRefreshControls, 0);
         return;
     }
-    if (!camera->IsCameraUsable()) {
+    SendToCamera(nId);
+}
+
+void CVideoWnd::SendToCamera(std::uint32_t nId) {
+    const auto camera = GetCamera();
+    if (!camera || !camera->IsCameraUsable()) {
         return;
     }
     SetTimer(kTimerCursor, kCursorMs);
@@ -528,6 +628,11 @@ void CVideoWnd::OnTimer(std::uint32_t id) {
             break;
         case kTimerCursor:
             RefreshCursor();
+            break;
+        case kTimerFinger:
+            if (m_press.Rested()) {
+                TellParent(kMsgDragBegins, m_press.Start());
+            }
             break;
         case kTimerReadPresets:
             RefreshCamera(kCmdReadPresets);

@@ -9,7 +9,9 @@
 #include <memory>
 
 #include "channel/cell_icons.h"
+#include "channel/cell_press.h"
 #include "channel/digital_zoom.h"
+#include "skin/wheel_notches.h"
 #include "skin/window_base.h"
 
 namespace kvmon {
@@ -20,6 +22,7 @@ struct InputMessage;
 
 inline constexpr int kCellMargin = 2;
 inline constexpr int kCellTitleHeight = 21;
+inline constexpr int kZoomLevelsOfNotch = 5;  // of the wheel, some 10 %
 
 // User interface thread only. A right click, and nothing else of the mouse, asks the parent for the menu:
 // WM_CONTEXTMENU with the point on the screen.
@@ -58,6 +61,8 @@ public:
     void SetDigitalZoom(bool bOn);
     // Sends a command of the panel to the channel's camera.
     void OnPtzCommand(std::uint32_t nId);
+    // The same, past digital zoom.
+    void SendToCamera(std::uint32_t nId);
     // Lets the frame of a channel with an event blink.
     void SetEventBlink(bool bOn);
 
@@ -81,6 +86,10 @@ private:
     bool OnZoomInput(CBaseCamera& camera, const InputMessage& message);
     void OnZoomWheel(CBaseCamera& camera, const InputMessage& message);
     ZoomPoint ViewPoint(LParam point) const;
+    void BeginPress(const CBaseCamera& camera, const InputMessage& message, bool bInView);
+    bool OnPressInput(const InputMessage& message, bool bInView);
+    void EndDrag(bool bDrop, const QPoint& screen);
+    LParam TellParent(std::uint32_t message, const QPoint& screen) const;
     void OpenMenu(const InputMessage& message, bool bInView);
     bool CanClickToCentre(const CBaseCamera& camera) const;
     void RefreshCursor();
@@ -97,9 +106,11 @@ private:
     std::uint32_t m_nPtzCommand = 0;
     std::uint32_t m_uIdx = 0xFFFFFFFF;
     std::weak_ptr<CBaseCamera> m_pCamera;
-    bool m_bDragging = false;   // the picture, by the left button
-    bool m_bMenuPress = false;  // the right button is down and opens the menu
-    int m_nWheelRest = 0;       // of a wheel that turns in small parts
+    CellPress m_press;            // the left button is down, and may drag the cell
+    bool m_bCentreAtEnd = false;  // it turns the camera if it was a click
+    bool m_bDragging = false;     // the picture, by the left button
+    bool m_bMenuPress = false;    // the right button is down and opens the menu
+    WheelNotches m_wheel{kZoomLevelsOfNotch};
     std::array<std::uint32_t, 7> m_knownFlags{};
 };
 

@@ -74,7 +74,7 @@ void AudioPanel::OnTalk() {
     if (!camera || !camera->CanTalk() || TalkDialog() != nullptr) {
         return;
     }
-    m_talk = new CSendSoundDlg(&m_dlg, camera, m_microphone);
+    m_talk = new CSendSoundDlg(m_dlg.Screens().DialogHost(), camera, m_microphone);
     m_talk->Open();
 }
 

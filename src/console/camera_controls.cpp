@@ -7,12 +7,12 @@
 #include "channel/video_wnd.h"
 #include "console/cell_menu.h"
 #include "console/main_dlg.h"
+#include "console/menu_spot.h"
 #include "persist/log_file.h"
 #include "persist/string_table.h"
 #include "server/kelvara_info.h"
 #include "server/nvr_status.h"
 #include "skin/bc_menu.h"
-#include "skin/xskin_od_button.h"
 
 namespace kvmon {
 
@@ -97,13 +97,13 @@ std::string CameraControls::PresetName(int id) const {
 }
 
 void CameraControls::OnBtnPresetMenu() {
-    const QWidget* const button = m_dlg.GetButton(kCtlPresetMenu);
     const auto camera = m_dlg.View().Cells().GetActiveCamera();
-    if (button == nullptr || !camera || !camera->GetCameraInfo().HasPresets()) {
+    if (m_dlg.GetButton(kCtlPresetMenu) == nullptr || !camera || !camera->GetCameraInfo().HasPresets()) {
         return;
     }
     const std::uint32_t mask = camera->GetCameraInfo().dwPresetMask;
-    auto* const menu = new BCMenu(&m_dlg);
+    const MenuSpot spot = SpotForMenu(m_dlg, kCtlPresetMenu);
+    auto* const menu = new BCMenu(spot.owner);
     for (std::size_t i = 0; i < kPresetCount; ++i) {
         const int id = static_cast<int>(kCmdPresetFirst + i);
         if ((mask >> i & 1) != 0) {
@@ -112,7 +112,7 @@ void CameraControls::OnBtnPresetMenu() {
     }
     menu->AppendMenu(MF_SEPARATOR, 0, {});
     menu->AppendMenu(0, kCmdPresetDialog, LoadString(kCmdPresetDialog));
-    menu->TrackPopupMenu(button->mapToGlobal(QPoint(0, button->height())), {}, [this](int id) {
+    menu->TrackPopupMenu(spot.at, {}, [this](int id) {
         if (id != 0) {
             m_dlg.PressButton(id);
         }

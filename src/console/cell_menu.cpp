@@ -8,6 +8,8 @@
 #include "channel/channel_view.h"
 #include "channel/video_wnd.h"
 #include "console/main_dlg.h"
+#include "console/message_box.h"
+#include "console/picture_menu.h"
 #include "persist/string_table.h"
 #include "platform/text.h"
 #include "server/kelvara_info.h"
@@ -72,14 +74,18 @@ void CellMenu::AppendCommands(BCMenu& menu, const CBaseCamera& camera) const {
 
 void CellMenu::Open(const QPoint& screen) {
     const auto camera = m_dlg.View().Cells().GetActiveCamera();
+    const CVideoWnd* const cell = m_dlg.View().Cells().GetActive();
     if (!camera || !camera->IsCameraUsable() || m_menu) {
         return;
     }
-    auto* const menu = new BCMenu(&m_dlg);
+    auto* const menu = new BCMenu(m_dlg.Screens().HostOf(*cell));
     m_menu = menu;
     AppendCommands(*menu, *camera);
     AppendStreamSizes(*menu, *camera);
-    if (camera->IsPtzEnabled()) {
+    AppendPictureMenu(*menu, *camera);
+    // The panel steers the picture while digital zoom is on; from here the camera can be steered all the
+    // same.
+    if (camera->IsCameraSteerable()) {
         const CameraInfo info = camera->GetCameraInfo();
         BuildCameraMenu(*menu, info);
         // A camera that goes to places can be taught some.
@@ -117,7 +123,8 @@ bool CellMenu::OnCommand(int id) {
         default:
             if (id != kCmdStreamSizeOfView &&
                 (id < kCmdFirstStreamSize || id >= kCmdFirstStreamSize + kMaxStreamSizes)) {
-                return false;
+                const auto camera = m_dlg.View().Cells().GetActiveCamera();
+                return camera && OnPictureCommand(id, *camera);
             }
             ChooseStreamSize(id);
             return true;
@@ -143,20 +150,28 @@ void CellMenu::OpenPresetDialog() {
     const auto camera = m_dlg.View().Cells().GetActiveCamera();
     CVideoWnd* const cell = m_dlg.View().Cells().GetActive();
     if (!camera || cell == nullptr || m_presets) {
+        if (m_presets) {
+            m_presets->raise();
+            m_presets->activateWindow();
+        }
         return;
     }
-    m_presets = new PresetDialog(camera, m_dlg.window());
+    QWidget* const host = m_dlg.Screens().HostOf(*cell);
+    m_presets = new PresetDialog(camera, host);
     m_presets->setAttribute(Qt::WA_DeleteOnClose);
-    QObject::connect(m_presets, &QDialog::finished, &m_dlg, [this] { m_dlg.window()->activateWindow(); });
+    QObject::connect(m_presets, &QDialog::finished, &m_dlg,
+                     [dialog = m_presets.data()] { GiveKeyboardBack(*dialog); });
     // Beside the picture that it is about, and off the panel that steers the camera.
     m_presets->adjustSize();
-    const QPoint middle = cell->mapTo(&m_dlg, cell->rect().center());
+    const QPoint middle = host->mapFromGlobal(cell->mapToGlobal(cell->rect().center()));
     const PixelRect& view = m_dlg.View().GetViewRectangle();
-    const QRect wall(view.left, view.top, view.Width(), view.Height());
+    const QRect wall =
+        host == &m_dlg ? QRect(view.left, view.top, view.Width(), view.Height()) : host->rect();
     const int x = middle.x() < wall.center().x() ? wall.right() - m_presets->width() - kDialogGap
                                                  : wall.left() + kDialogGap;
-    m_presets->move(m_dlg.mapToGlobal(QPoint(x, wall.top() + (wall.height() - m_presets->height()) / 2)));
+    m_presets->move(host->mapToGlobal(QPoint(x, wall.top() + (wall.height() - m_presets->height()) / 2)));
     m_presets->show();
+    m_presets->activateWindow();
 }
 
 void CellMenu::Close() {

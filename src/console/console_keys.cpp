@@ -80,6 +80,11 @@ constexpr ConsoleKey kKeys[] = {
     {Qt::Key_Q | kCtrl, kCtlLogout, false, 0},
 };
 
+// X11 tells a key that repeats as released and pressed again, mostly without a mark. The two are of one
+// moment by its clock, but may reach us in two turns of the event loop.
+constexpr std::uint64_t kRepeatMs = 4;
+constexpr int kReleaseMs = 30;
+
 // A digit of the pad counts as such with the lock on; its plus and minus are those of the keyboard.
 int KeyOf(const QKeyEvent& event) {
     const Qt::KeyboardModifiers modifiers = event.modifiers();
@@ -143,7 +148,11 @@ bool ConsoleKeys::OnKeyPress(const QKeyEvent& event) {
         return false;
     }
     // A held key is one press; the camera's answers pace what follows from it.
-    if (event.isAutoRepeat() || (row->command > 0 && !IsOffered(m_dlg.Controls(), row->command))) {
+    if (event.isAutoRepeat() || IsRepeat(event)) {
+        m_dlg.KillTimer(kTimerKeyRelease);
+        return true;
+    }
+    if (row->command > 0 && !IsOffered(m_dlg.Controls(), row->command)) {
         return true;
     }
     if (!row->held) {
@@ -161,13 +170,30 @@ bool ConsoleKeys::OnKeyRelease(const QKeyEvent& event) {
     if (row == nullptr) {
         return false;
     }
-    if (!event.isAutoRepeat() && row->held && row->command == m_held) {
-        ReleaseAll();
+    if (event.isAutoRepeat()) {
+        return true;
+    }
+    m_releasedKey = event.key();
+    m_releasedAt = event.timestamp();
+    if (row->held && row->command == m_held) {
+        m_dlg.SetTimer(kTimerKeyRelease, kReleaseMs);
     }
     return true;
 }
 
+// The press follows the key's own release at once, which no finger can do.
+bool ConsoleKeys::IsRepeat(const QKeyEvent& event) const {
+    if (event.key() != m_releasedKey) {
+        return false;
+    }
+    if (event.timestamp() != 0 && m_releasedAt != 0) {
+        return event.timestamp() - m_releasedAt <= kRepeatMs;
+    }
+    return m_dlg.IsTimerSet(kTimerKeyRelease);
+}
+
 void ConsoleKeys::ReleaseAll() {
+    m_dlg.KillTimer(kTimerKeyRelease);
     if (m_held != 0) {
         m_dlg.SendMessage(kMsgPtzPress, 0, m_held);
         m_held = 0;

@@ -39,6 +39,8 @@ public:
     // True when the key was one of the console's.
     bool OnKeyPress(const QKeyEvent& event);
     bool OnKeyRelease(const QKeyEvent& event);
+    // Timer kTimerKeyRelease: no press has followed the release, so it was one.
+    void OnReleaseTimer() { ReleaseAll(); }
     // The keyboard is gone: what was held counts as released.
     void ReleaseAll();
     // A key holds this command of the head.
@@ -46,9 +48,12 @@ public:
 
 private:
     void Run(int command);
+    bool IsRepeat(const QKeyEvent& event) const;
 
     CMainDlg& m_dlg;
     int m_held = 0;
+    int m_releasedKey = 0;
+    std::uint64_t m_releasedAt = 0;  // by the window system's clock; 0: it told none
 };
 
 // All keys with what they do, in a window of its own; a second one is not opened.

@@ -9,9 +9,7 @@ inline constexpr std::uint32_t kMsgPressLogout = 1025;
 inline constexpr std::uint32_t kMsgOpenHelp = 1028;  // lParam topic
 inline constexpr std::uint32_t kMsgPtzPress = 2058;  // wParam 1 pressed, lParam control
 inline constexpr std::uint32_t kMsgFocusStyleButton = 2059;
-inline constexpr std::uint32_t kMsgVideoWndMove = 2060;       // wParam channel, lParam screen point
-inline constexpr std::uint32_t kMsgGoToCamera = 2061;         // wParam channel
-inline constexpr std::uint32_t kMsgRepaintNeighbours = 2062;  // wParam window
+inline constexpr std::uint32_t kMsgGoToCamera = 2061;  // wParam channel, or page of a style that has pages
 
 // Of our own: the second display's panel was double clicked.
 inline constexpr std::uint32_t kMsgSecondPanelClosed = 11501;
@@ -25,6 +23,7 @@ inline constexpr std::uint32_t kTimerSweep = 1010;
 inline constexpr std::uint32_t kTimerStopping = 1011;
 inline constexpr std::uint32_t kTimerPrepare = 1012;
 inline constexpr std::uint32_t kTimerPendingServers = 1016;
-inline constexpr std::uint32_t kTimerSecond = 1100;  // of our own: what is looked at once a second
+inline constexpr std::uint32_t kTimerSecond = 1100;      // of our own: what is looked at once a second
+inline constexpr std::uint32_t kTimerKeyRelease = 1102;  // of our own: a released key is no repeat
 
 }  // namespace kvmon

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "channel/captions.h"
+#include "console/message_box.h"
 #include "persist/string_table.h"
 #include "platform/text.h"
 #include "skin/ns_chart_ctrl.h"
@@ -80,6 +81,11 @@ void CDiskStatusDlg::ShowDisk(const DiskInfo& disk) {
     }
     m_chart->SetColors({QColor(palette::kAccent), QColor(palette::kEdgeHover)});
     m_chart->SetData(used, LoadString(kTextUsed), 100 - used, LoadString(kTextFree), kChartPie);
+}
+
+void CDiskStatusDlg::closeEvent(QCloseEvent* event) {
+    WindowBase::closeEvent(event);
+    GiveKeyboardBack(*this);
 }
 
 void CDiskStatusDlg::keyPressEvent(QKeyEvent* event) {

@@ -33,6 +33,7 @@ public:
     void ShowDisk(const DiskInfo& disk);
 
 protected:
+    void closeEvent(QCloseEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
 
 private:

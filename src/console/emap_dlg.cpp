@@ -4,13 +4,12 @@
 #include <QtGui/QKeyEvent>
 #include <QtGui/QScreen>
 #include <QtWidgets/QLabel>
-#include <QtWidgets/QMessageBox>
 #include <algorithm>
 
 #include "channel/captions.h"
+#include "console/message_box.h"
 #include "persist/log_file.h"
 #include "persist/string_table.h"
-#include "skin/plain_text.h"
 
 namespace kvmon {
 
@@ -28,7 +27,7 @@ constexpr QPoint kPlace(80, 64);
 }  // namespace
 
 CEMapDlg::CEMapDlg(QWidget* owner, const EMapSource& source, Clock& clock)
-    : WindowBase(owner), m_source(source), m_clock(clock), m_owner(owner), m_picture(new QLabel(this)) {
+    : WindowBase(owner), m_source(source), m_clock(clock), m_picture(new QLabel(this)) {
     setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint);
     setAttribute(Qt::WA_StyledBackground);
     setWindowModality(Qt::WindowModal);
@@ -46,9 +45,9 @@ CEMapDlg::CEMapDlg(QWidget* owner, const EMapSource& source, Clock& clock)
 CEMapDlg::~CEMapDlg() = default;
 
 void CEMapDlg::Open() {
-    if (m_owner) {
+    if (parentWidget() != nullptr) {
         // The picture grows from here to the right and down.
-        move(m_owner->window()->frameGeometry().topLeft() + kPlace);
+        move(parentWidget()->window()->frameGeometry().topLeft() + kPlace);
     }
     setCursor(Qt::WaitCursor);
     show();
@@ -74,12 +73,8 @@ void CEMapDlg::OnReply(EMapStatus status) {
         ShowPicture();
         return;
     }
-    if (m_owner) {
-        auto* const box =
-            new QMessageBox(QMessageBox::Warning, QString::fromStdString(LoadString(kTextError)),
-                            MarkupOf(LoadString(kTextFailed)), QMessageBox::Ok, m_owner);
-        box->setAttribute(Qt::WA_DeleteOnClose);
-        box->open();
+    if (parentWidget() != nullptr) {
+        OpenMessageBox(parentWidget(), LoadString(kTextFailed), LoadString(kTextError));
     }
     End();
 }
@@ -127,11 +122,12 @@ void CEMapDlg::OnTimer(std::uint32_t id) {
 void CEMapDlg::closeEvent(QCloseEvent* event) {
     event->accept();
     End();
+    GiveKeyboardBack(*this);
 }
 
 void CEMapDlg::keyPressEvent(QKeyEvent* event) {
     if (event->key() == Qt::Key_Escape) {
-        End();
+        close();
         return;
     }
     WindowBase::keyPressEvent(event);

@@ -1,8 +1,6 @@
 // The recorder's site map in a window.
 #pragma once
 
-#include <QtCore/QPointer>
-
 #include "console/emap_fetch.h"
 #include "skin/window_base.h"
 
@@ -38,7 +36,6 @@ private:
 
     const EMapSource m_source;
     Clock& m_clock;
-    QPointer<QWidget> m_owner;
     QLabel* m_picture;
     std::unique_ptr<EMapFetch> m_fetch;
     bool m_bReplied = false;

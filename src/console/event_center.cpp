@@ -189,7 +189,7 @@ CEventWindow* EventCenter::Window() const {
 
 void EventCenter::OpenWindow() {
     if (!m_window) {
-        m_window = new CEventWindow(&m_dlg, m_events);
+        m_window = new CEventWindow(m_dlg.Screens().DialogHost(), m_events);
         m_window->SetOnClear([this] {
             for (const auto& [server, watched] : m_logs) {
                 watched.log->ClearEvents();
@@ -198,6 +198,7 @@ void EventCenter::OpenWindow() {
             RefreshWindow();
         });
     }
+    m_dlg.Screens().BringHere(*m_window);
     m_window->Open();
     OnTimer();
 }

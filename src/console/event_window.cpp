@@ -15,6 +15,7 @@
 
 #include "channel/captions.h"
 #include "console/dialog_parts.h"
+#include "console/message_box.h"
 #include "persist/string_table.h"
 #include "skin/palette.h"
 #include "skin/plain_text.h"
@@ -134,6 +135,11 @@ void CEventWindow::MakeControls() {
             m_onClear();
         }
     });
+}
+
+void CEventWindow::closeEvent(QCloseEvent* event) {
+    WindowBase::closeEvent(event);
+    GiveKeyboardBack(*this);
 }
 
 void CEventWindow::Open() {

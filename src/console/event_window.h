@@ -25,6 +25,7 @@ public:
     void SetOnClear(std::function<void()> call) { m_onClear = std::move(call); }
 
 protected:
+    void closeEvent(QCloseEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
 
 private:

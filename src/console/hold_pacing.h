@@ -18,12 +18,17 @@ public:
         std::uint32_t waitMs = 0;
     };
 
-    // A button was pressed; its command is to be sent now.
-    void Press(int id) { m_id = id; }
-    void Release() { m_id = 0; }
+    // A button was pressed; its command is to be sent now. Nothing of a hold before counts for this one: what
+    // it had sent may be answered only now.
+    void Press(int id) {
+        *this = {};
+        m_id = id;
+    }
+    void Release() { *this = {}; }
     int HeldId() const { return m_id; }
-    // Call with each sending.
+    // Call with each sending. The first of a hold is the press's own.
     void NoteSent(std::uint64_t tick) {
+        m_interval = m_count == 0 ? kFirstMs : kNextMs;
         ++m_count;
         m_lastTick = tick;
     }
@@ -40,13 +45,11 @@ public:
             return {};
         }
         const std::uint64_t elapsed = tick - m_lastTick;
-        const std::uint32_t interval = m_interval;
-        m_interval = kNextMs;
-        if (elapsed >= interval) {
+        if (elapsed >= m_interval) {
             return {Next::Send, 0};
         }
         // Digital zoom needs no camera and goes as fast as the windows do.
-        return {Next::Wait, bDigitalZoom ? 0 : interval - static_cast<std::uint32_t>(elapsed)};
+        return {Next::Wait, bDigitalZoom ? 0 : m_interval - static_cast<std::uint32_t>(elapsed)};
     }
 
 private:

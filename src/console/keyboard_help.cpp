@@ -9,6 +9,7 @@
 
 #include "console/console_keys.h"
 #include "console/main_dlg.h"
+#include "console/message_box.h"
 #include "persist/string_table.h"
 #include "skin/xskin_od_button.h"
 
@@ -94,8 +95,7 @@ void OpenKeyboardHelp(CMainDlg& dlg) {
     }
     auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Close, window);
     QObject::connect(buttons, &QDialogButtonBox::rejected, window, &QDialog::reject);
-    QObject::connect(window, &QDialog::finished, window->parentWidget(),
-                     [window] { window->parentWidget()->window()->activateWindow(); });
+    QObject::connect(window, &QDialog::finished, window, [window] { GiveKeyboardBack(*window); });
     grid->addWidget(buttons, rows, 0, 1, 3 * kColumns);
     window->show();
     window->activateWindow();

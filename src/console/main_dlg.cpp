@@ -169,7 +169,10 @@ void CMainDlg::PressButton(int id) {
 }
 
 void CMainDlg::PressMenuEntry(int id) {
-    m_ptz.ForgetPress();
+    if (id >= kCtlFirstPtz && id <= kCtlLastPtz) {
+        m_ptz.OnMenu(id);
+        return;
+    }
     PressButton(id);
 }
 
@@ -277,6 +280,9 @@ void CMainDlg::OnTimer(std::uint32_t id) {
         case kTimerHold:
             m_ptz.OnHoldTimer();
             break;
+        case kTimerKeyRelease:
+            m_keys.OnReleaseTimer();
+            break;
         case kTimerSweep:
             ReapRemovedServers(false);
             ReapRemovedCameras(false);
@@ -343,6 +349,15 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
         case kMsgVideoWndMove:
             m_view.OnVideoWndMove(number, UnpackPoint(lParam));
             break;
+        case kMsgMayDragCell:
+            return m_drag.MayBegin(number) ? 1 : 0;
+        case kMsgDragBegins:
+            m_drag.Begin(number, UnpackPoint(lParam));
+            break;
+        case kMsgDragMoves:
+            return m_drag.Move(number, UnpackPoint(lParam)) ? 1 : 0;
+        case kMsgDragEnds:
+            return m_drag.End(number) ? 1 : 0;
         case kMsgGoToCamera:
             m_view.GoToCamera(number);
             break;
@@ -395,7 +410,7 @@ void CMainDlg::OnCommand(int id) {
             m_optionsCommand.OpenSettings();
             break;
         case kCtlRecorders:
-            m_optionsCommand.OpenRecorders(*this);
+            m_optionsCommand.OpenRecorders(*m_screens.DialogHost());
             break;
         case kCtlLanguage:
             m_optionsCommand.OpenLanguages();

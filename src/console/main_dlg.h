@@ -8,6 +8,7 @@
 #include "console/busy_state.h"
 #include "console/camera_controls.h"
 #include "console/camera_list.h"
+#include "console/cell_drag.h"
 #include "console/cell_menu.h"
 #include "console/client_site.h"
 #include "console/console_controls.h"
@@ -69,6 +70,7 @@ public:
     ViewController& View() { return m_view; }
     ServerBinding& Binding() { return m_binding; }
     ScreenController& Screens() { return m_screens; }
+    CellDrag& Drag() { return m_drag; }
     BusyState& Busy() { return m_busy; }
     SequentialMode& Sequential() { return m_sequential; }
     ConsoleKeys& Keys() { return m_keys; }
@@ -134,6 +136,7 @@ private:
     ConsoleControls m_controls;
     CameraList m_cameras;
     ViewController m_view{*this};
+    CellDrag m_drag{*this};  // behind the cells that it draws on
     ScreenController m_screens{*this};
     ServerBinding m_binding{*this};
     ConsoleSession m_session{*this};

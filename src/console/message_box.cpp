@@ -14,11 +14,14 @@ void OpenMessageBox(QWidget* parent, const std::string& text, const std::string&
 
 void OpenDialog(QDialog* dialog) {
     dialog->setAttribute(Qt::WA_DeleteOnClose);
-    if (QWidget* const parent = dialog->parentWidget()) {
-        QObject::connect(dialog, &QDialog::finished, parent,
-                         [parent] { parent->window()->activateWindow(); });
-    }
+    QObject::connect(dialog, &QDialog::finished, dialog, [dialog] { GiveKeyboardBack(*dialog); });
     dialog->open();
+}
+
+void GiveKeyboardBack(const QWidget& dialog) {
+    if (QWidget* const parent = dialog.parentWidget()) {
+        parent->window()->activateWindow();
+    }
 }
 
 }  // namespace kvmon

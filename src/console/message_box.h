@@ -13,5 +13,7 @@ void OpenMessageBox(QWidget* parent, const std::string& text, const std::string&
 // Opens the dialog above its parent's window, deletes it when it is closed, and then gives the keyboard back
 // to that window, which a desktop without a window manager would not.
 void OpenDialog(QDialog* dialog);
+// To the window above which the dialog stands now, which may be another one than when it opened.
+void GiveKeyboardBack(const QWidget& dialog);
 
 }  // namespace kvmon

@@ -41,7 +41,8 @@ void OptionsCommand::OpenSettings() {
             OpenRecorders(*m_dialog);
         }
     };
-    auto* const dialog = new CSettingsDlg(m_dlg.Options(), tab, IsLowIntegrity(), std::move(actions), &m_dlg);
+    auto* const dialog = new CSettingsDlg(m_dlg.Options(), tab, IsLowIntegrity(), std::move(actions),
+                                          m_dlg.Screens().DialogHost());
     m_dialog = dialog;
     QObject::connect(dialog, &QDialog::finished, &m_dlg, [this, dialog](int result) {
         if (dialog->GetTab() >= 0) {
@@ -112,7 +113,8 @@ void OptionsCommand::OpenLanguages() {
     if (Raise()) {
         return;
     }
-    auto* const dialog = new CSetLangDlg(CSetLangDlg::GetAvailableLanguages(), m_dlg.GetLanguage(), &m_dlg);
+    auto* const dialog = new CSetLangDlg(CSetLangDlg::GetAvailableLanguages(), m_dlg.GetLanguage(),
+                                         m_dlg.Screens().DialogHost());
     m_dialog = dialog;
     QObject::connect(dialog, &QDialog::accepted, &m_dlg, [this, dialog] {
         if (const std::uint16_t langid = dialog->GetLanguage()) {

@@ -1,6 +1,7 @@
 #include "console/ptz_panel.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <utility>
 
 #include "channel/base_camera.h"
@@ -16,6 +17,9 @@ namespace {
 constexpr int kHoldButtons[] = {kCmdUp,     kCmdDown,    kCmdLeft,      kCmdRight,
                                 kCmdUpLeft, kCmdUpRight, kCmdDownLeft,  kCmdDownRight,
                                 kCmdZoomIn, kCmdZoomOut, kCmdFocusNear, kCmdFocusFar};
+
+// A wheel cannot ask for more at once than a camera's queue holds.
+constexpr int kMostNotches = 10;
 
 // A picture has no camera to wait for; faster than it is shown it need not move.
 constexpr int kShortestWaitMs = 16;
@@ -37,6 +41,7 @@ void PtzPanel::Refresh() {
 }
 
 void PtzPanel::OnPress(int id, bool bPressed) {
+    m_dlg.KillTimer(kTimerHold);  // it was set for the hold before
     if (!bPressed) {
         m_pacing.Release();
         ForgetPress();
@@ -51,6 +56,13 @@ void PtzPanel::OnClick(int id) {
     // A click ends a press that has sent its command already.
     if (std::exchange(m_pressSent, 0) != id) {
         Send(id);
+    }
+}
+
+void PtzPanel::OnMenu(int id) {
+    ForgetPress();
+    if (CVideoWnd* const cell = m_dlg.View().Cells().GetActive()) {
+        cell->SendToCamera(static_cast<std::uint32_t>(id));
     }
 }
 
@@ -73,8 +85,13 @@ void PtzPanel::OnHoldTimer() {
 
 void PtzPanel::OnWheel(int delta) {
     const auto camera = m_dlg.View().Cells().GetActiveCamera();
-    if (camera && camera->IsPtzEnabled() && camera->GetAbilities().bZoomable) {
-        Send(delta < 1 ? kCmdZoomOut : kCmdZoomIn);
+    if (!camera || !camera->IsPtzEnabled() || !camera->GetAbilities().bZoomable) {
+        m_wheel.Forget();
+        return;
+    }
+    const int notches = m_wheel.Turn(delta);
+    for (int i = 0; i < std::min(std::abs(notches), kMostNotches); ++i) {
+        Send(notches < 0 ? kCmdZoomOut : kCmdZoomIn);
     }
 }
 

@@ -3,6 +3,7 @@
 
 #include "console/hold_pacing.h"
 #include "platform/clock.h"
+#include "skin/wheel_notches.h"
 
 namespace kvmon {
 
@@ -20,25 +21,28 @@ public:
     void Refresh();
     // Message 2058.
     void OnPress(int id, bool bPressed);
-    // A click on one of 1800 to 1820, or its choice from a menu.
+    // A click on one of 1800 to 1820, or its choice from the panel's menu.
     void OnClick(int id);
-    // A menu opens: what is chosen from it is no end of a press.
-    void ForgetPress() { m_pressSent = 0; }
+    // Its choice from the menu of a camera, which is that camera's also while the panel steers the picture.
+    void OnMenu(int id);
     // Message 11411.
     void OnFinished();
     // Timer 1002.
     void OnHoldTimer();
-    // The wheel over the console; `delta` as the message tells it.
+    // The wheel over the console: `delta` is 120 for a notch away from the user, less from a touchpad, and 0
+    // for one that turns sideways. Each whole notch is a command.
     void OnWheel(int delta);
 
 private:
     void Send(int id);
+    void ForgetPress() { m_pressSent = 0; }
     bool IsDown(int id) const;
     bool IsDigitalZoom() const;
 
     CMainDlg& m_dlg;
     Clock& m_clock;
     HoldPacing m_pacing;
+    WheelNotches m_wheel;
     int m_pressSent = 0;  // its click was served by the press
 };
 

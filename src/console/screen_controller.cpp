@@ -2,7 +2,9 @@
 
 #include <QtGui/QGuiApplication>
 #include <QtGui/QScreen>
+#include <QtWidgets/QApplication>
 
+#include "channel/video_wnd.h"
 #include "console/console_messages.h"
 #include "console/fs_panel.h"
 #include "console/main_dlg.h"
@@ -68,14 +70,17 @@ void ScreenController::SetFullScreen(bool on, bool bUpdateButton) {
         view.SetFullScreenPanel(m_fullScreen.get());
         view.ViewStyleChanged(view.GetStyle(), false, false);
         m_fullScreen->ShowOnTop(true);
+        MoveDialogs(m_dlg, *m_fullScreen);
     } else if (!on && m_fullScreen) {
         auto panel = std::move(m_fullScreen);
         view.SetFullScreenPanel(nullptr);
         view.BringHome(*panel);
         panel->Dismiss();
-        Retire(std::move(panel));
+        const bool bDialog = Retire(std::move(panel));
         view.ViewStyleChanged(view.GetStyle(), false, false);
-        m_dlg.window()->activateWindow();
+        if (!bDialog) {
+            m_dlg.window()->activateWindow();
+        }
         m_dlg.update();
     }
     if (bUpdateButton) {
@@ -167,23 +172,68 @@ void ScreenController::OnScreenRemoved(const QScreen* gone) {
 }
 
 // The panel may be in the middle of its own message: it goes when that is over.
-void ScreenController::Retire(std::unique_ptr<CFSPanel> panel) {
+bool ScreenController::Retire(std::unique_ptr<CFSPanel> panel) {
     panel->SetResized({});
     panel->hide();
-    for (QObject* const child : panel->children()) {
-        auto* const dialog = qobject_cast<QWidget*>(child);
-        if (dialog != nullptr && dialog->isWindow()) {
-            const bool bShown = dialog->isVisible();
-            dialog->setParent(&m_dlg, dialog->windowFlags());
-            dialog->setVisible(bShown);
-        }
-    }
+    const bool bDialog = MoveDialogs(*panel, m_fullScreen ? static_cast<QWidget&>(*m_fullScreen) : m_dlg);
     QMetaObject::invokeMethod(
         &m_dlg, [held = std::shared_ptr<CFSPanel>(std::move(panel))] {}, Qt::QueuedConnection);
+    return bDialog;
 }
 
+// True if one of them is on show, which has the keyboard then.
+bool ScreenController::MoveDialogs(const QWidget& from, QWidget& to) const {
+    // Moving changes the list of children, and showing may.
+    QList<QPointer<QWidget>> dialogs;
+    for (QObject* const child : from.children()) {
+        auto* const dialog = qobject_cast<QWidget*>(child);
+        if (dialog != nullptr && dialog->windowType() == Qt::Dialog) {
+            dialogs << dialog;
+        }
+    }
+    bool bAnyShown = false;
+    for (const QPointer<QWidget>& dialog : dialogs) {
+        if (!dialog) {
+            continue;
+        }
+        const bool bShown = dialog->isVisible();
+        const QPoint place = dialog->pos();
+        dialog->setParent(&to, dialog->windowFlags());
+        dialog->move(place);
+        dialog->setVisible(bShown);
+        if (bShown) {
+            bAnyShown = true;
+            dialog->raise();
+            dialog->activateWindow();
+        }
+    }
+    return bAnyShown;
+}
+
+// The second display is where a user works while it has the keyboard, by itself or by one of its dialogs.
 QWidget* ScreenController::DialogHost() const {
+    for (QWidget* window = QApplication::activeWindow(); m_second && window != nullptr;
+         window = window->parentWidget()) {
+        if (window == m_second.get()) {
+            return window;
+        }
+    }
     return m_fullScreen ? static_cast<QWidget*>(m_fullScreen.get()) : &m_dlg;
+}
+
+QWidget* ScreenController::HostOf(const CVideoWnd& cell) const {
+    const QWidget* const window = cell.window();
+    if (m_second && window == m_second.get()) {
+        return m_second.get();
+    }
+    return m_fullScreen && window == m_fullScreen.get() ? static_cast<QWidget*>(m_fullScreen.get()) : &m_dlg;
+}
+
+void ScreenController::BringHere(QWidget& dialog) const {
+    QWidget* const host = DialogHost();
+    if (dialog.parentWidget() != host) {
+        dialog.setParent(host, dialog.windowFlags());
+    }
 }
 
 }  // namespace kvmon

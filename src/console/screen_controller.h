@@ -13,6 +13,7 @@ namespace kvmon {
 
 class CFSPanel;
 class CMainDlg;
+class CVideoWnd;
 
 // The display that the second page goes to: the one behind the console's in the list, or the one before it
 // if that is the last. Null if there is no other, or if the console's is not listed.
@@ -47,15 +48,22 @@ public:
     void SaveState(const std::string& key) const;
     void LoadState(const std::string& key);
 
-    // Where a dialog has to open to be seen.
+    // Where a dialog or a menu has to open to be seen: the window that the user works at. All dialogs of the
+    // console ask here for their parent; those that are open go along when full screen begins or ends.
     QWidget* DialogHost() const;
+    // The same for what belongs to one cell.
+    QWidget* HostOf(const CVideoWnd& cell) const;
+    // A dialog that was kept since it was open last comes to where it is seen now. It is hidden then, if it
+    // was elsewhere.
+    void BringHere(QWidget& dialog) const;
 
 private:
     QScreen* OwnDisplay() const;
     void ShowSecondDisplay();
     void OnScreenRemoved(const QScreen* gone);
     void UpdateAvailability(const QScreen* gone);
-    void Retire(std::unique_ptr<CFSPanel> panel);
+    bool Retire(std::unique_ptr<CFSPanel> panel);
+    bool MoveDialogs(const QWidget& from, QWidget& to) const;
 
     CMainDlg& m_dlg;
     std::unique_ptr<CFSPanel> m_fullScreen;

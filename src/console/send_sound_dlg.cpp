@@ -15,6 +15,7 @@
 #include "console/dialog_parts.h"
 #include "console/fill_pattern.h"
 #include "console/level_meter.h"
+#include "console/message_box.h"
 #include "console/talk_session.h"
 #include "console/volume_control.h"
 #include "persist/string_table.h"
@@ -70,7 +71,6 @@ CSendSoundDlg::CSendSoundDlg(QWidget* owner, std::shared_ptr<CBaseCamera> camera
     : WindowBase(owner),
       m_camera(std::move(camera)),
       m_factory(std::move(factory)),
-      m_owner(owner),
       m_state(MakeMessageLabel(this, 1)),
       m_meter(new LevelMeter(this)) {
     setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint);
@@ -129,6 +129,7 @@ void CSendSoundDlg::Cancel() {
         m_wait->Close(IDCANCEL);
     }
     hide();
+    GiveKeyboardBack(*this);
     SetTimer(kTimerEnding, kEndingMs);
 }
 
@@ -156,7 +157,7 @@ void CSendSoundDlg::DropEnded() {
 void CSendSoundDlg::OnTalkTimer() {
     KillTimer(kTimerTalk);
     if (!m_wait) {
-        m_wait = std::make_unique<CWaitDlg>(m_owner);
+        m_wait = std::make_unique<CWaitDlg>(parentWidget());
         m_wait->SetCloseText(LoadString(kTextClose));
         m_wait->SetClosed([this](int result) { OnWaitClosed(result); });
     }
@@ -199,8 +200,8 @@ void CSendSoundDlg::ShowDialog() {
         ShowState(m_fault, true);
     }
     adjustSize();
-    if (m_owner != nullptr) {
-        move(m_owner->window()->frameGeometry().center() - rect().center());
+    if (parentWidget() != nullptr) {
+        move(parentWidget()->window()->frameGeometry().center() - rect().center());
     }
     show();
 }

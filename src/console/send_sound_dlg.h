@@ -58,7 +58,6 @@ private:
 
     const std::shared_ptr<CBaseCamera> m_camera;
     const MicrophoneFactory m_factory;
-    QWidget* const m_owner;
     QLabel* m_state;
     LevelMeter* m_meter;
     std::unique_ptr<CWaitDlg> m_wait;

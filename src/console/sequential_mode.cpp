@@ -4,6 +4,7 @@
 
 #include "console/interval_dialog.h"
 #include "console/main_dlg.h"
+#include "console/menu_spot.h"
 #include "console/message_box.h"
 #include "console/sequential_rules.h"
 #include "persist/log_file.h"
@@ -94,22 +95,26 @@ void SequentialMode::OnBtnSequentialPage() {
     if (button == nullptr || combo.count() == 0) {
         return;
     }
-    auto* const menu = new BCMenu(&m_dlg);
+    const MenuSpot spot = SpotForMenu(m_dlg, kCtlPageMenu);
+    auto* const menu = new BCMenu(spot.owner);
     for (int i = 0; i < combo.count(); ++i) {
         menu->AppendMenu(i == combo.currentIndex() ? MF_CHECKED : 0, i + 1,
                          EscapeMenuText(combo.itemText(i).toStdString()));
     }
-    const QPoint place = button->mapToGlobal(QPoint(0, -menu->sizeHint().height() - kMenuGap));
+    const QPoint place =
+        spot.bAtButton ? button->mapToGlobal(QPoint(0, -menu->sizeHint().height() - kMenuGap)) : spot.at;
     menu->TrackPopupMenu(place, {}, [this](int id) {
         const int nSel = id - 1;
         if (nSel < 0) {
             return;
         }
         Trace("CMainDlg::OnBtnSequentialPage: nSel = %d\n", nSel);
-        QComboBox& pages = m_dlg.View().Combo();
+        const ViewController& view = m_dlg.View();
+        const QComboBox& pages = m_dlg.View().Combo();
         if (nSel < pages.count() && nSel != pages.currentIndex()) {
-            pages.setCurrentIndex(nSel);
-            m_dlg.View().OnSelchangePage();
+            const int target =
+                view.CheckedStyle() == VIEW_STYLE_SINGLE_1CH ? pages.itemData(nSel).toInt() : nSel;
+            m_dlg.PostMessage(kMsgGoToCamera, static_cast<WParam>(target), 0);
         }
     });
 }

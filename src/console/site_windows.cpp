@@ -32,10 +32,12 @@ CDiskStatusDlg* SiteWindows::DiskStatus() const {
 
 void SiteWindows::OpenEMap(const std::string& user, const std::string& password) {
     if (m_emap) {
+        m_emap->raise();
+        m_emap->activateWindow();
         return;
     }
     const EMapSource source{m_dlg.Site().GetServerIP(), m_dlg.Site().GetServerPort(), user, password};
-    m_emap = new CEMapDlg(&m_dlg, source);
+    m_emap = new CEMapDlg(m_dlg.Screens().DialogHost(), source);
     m_emap->Open();
 }
 
@@ -47,8 +49,8 @@ void SiteWindows::OpenEMap() {
 
 void SiteWindows::OpenDiskStatus() {
     if (!m_disk) {
-        m_disk = new CDiskStatusDlg(&m_dlg);
-        m_disk->move(m_dlg.window()->frameGeometry().center() - m_disk->rect().center());
+        m_disk = new CDiskStatusDlg(m_dlg.Screens().DialogHost());
+        m_disk->move(m_disk->parentWidget()->window()->frameGeometry().center() - m_disk->rect().center());
     }
     OnDiskInfo(m_nDiskServer);
     m_disk->show();

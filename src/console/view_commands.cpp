@@ -4,6 +4,7 @@
 
 #include "channel/base_camera.h"
 #include "console/main_dlg.h"
+#include "console/menu_spot.h"
 #include "console/message_box.h"
 #include "console/pip_dialog.h"
 #include "persist/orvo_registry.h"
@@ -16,10 +17,6 @@ namespace kvmon {
 namespace {
 
 constexpr int kFirstCustomItem = 1700;
-
-QPoint BelowButton(const QWidget& button) {
-    return button.mapToGlobal(QPoint(0, button.height()));
-}
 
 QStringList MonitorableNames(CMainDlg& dlg) {
     const CameraList& cameras = dlg.Cameras();
@@ -41,19 +38,19 @@ void TakePipSettings(CMainDlg& dlg, const PipDialog& dialog) {
 }  // namespace
 
 void OnBtnChannelSetting(CMainDlg& dlg) {
-    const QWidget* const button = dlg.GetButton(kCtlLastStyle);
-    if (button == nullptr) {
+    if (dlg.GetButton(kCtlLastStyle) == nullptr) {
         return;
     }
+    const MenuSpot spot = SpotForMenu(dlg, kCtlLastStyle);
     ViewController& view = dlg.View();
     const bool bCustom = view.GetStyle() == VIEW_STYLE_CUSTOM;
-    auto* const menu = new BCMenu(&dlg);
+    auto* const menu = new BCMenu(spot.owner);
     for (std::uint32_t style = 0; style < CCustomChannelStyle::kStyleCount; ++style) {
         const bool bChecked = bCustom && style == view.Orders().Custom().GetStyle();
         menu->AppendMenu(bChecked ? MF_CHECKED : 0, kFirstCustomItem + static_cast<int>(style),
                          CCustomChannelStyle::MenuText(style));
     }
-    menu->TrackPopupMenu(BelowButton(*button), {}, [&view](int id) {
+    menu->TrackPopupMenu(spot.at, {}, [&view](int id) {
         if (id != 0) {
             view.SelectCustomStyle(static_cast<std::uint32_t>(id - kFirstCustomItem));
         }
@@ -71,14 +68,14 @@ void OpenPipSettings(CMainDlg& dlg) {
 }
 
 void OnBtnMainMenu(CMainDlg& dlg) {
-    const QWidget* const button = dlg.GetButton(kCtlMainMenu);
-    if (button == nullptr) {
+    if (dlg.GetButton(kCtlMainMenu) == nullptr) {
         return;
     }
+    const MenuSpot spot = SpotForMenu(dlg, kCtlMainMenu);
     const unsigned displays = dlg.View().GetDisplayCount() > 1        ? MF_CHECKED
                               : QGuiApplication::screens().size() > 1 ? 0u
                                                                       : MF_GRAYED;
-    auto* const menu = new BCMenu(&dlg);
+    auto* const menu = new BCMenu(spot.owner);
     menu->AppendMenu(0, kCtlGotoPage1, LoadString(6241));
     menu->AppendMenu(0, kCtlOptions, LoadString(6206));
     menu->AppendMenu(displays, kCtlMultiScreens, LoadString(6204));
@@ -93,7 +90,7 @@ void OnBtnMainMenu(CMainDlg& dlg) {
     menu->AppendMenu(MF_SEPARATOR, 0, {});
     menu->AppendMenu(MF_GRAYED, 1601, LoadString(6242));
     menu->AppendMenu(inSession, kCtlRecorders, LoadString(6126));
-    menu->TrackPopupMenu(BelowButton(*button), {}, [&dlg](int id) {
+    menu->TrackPopupMenu(spot.at, {}, [&dlg](int id) {
         if (id != 0) {
             dlg.PressButton(id);
         }

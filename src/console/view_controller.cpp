@@ -161,6 +161,7 @@ void ViewController::RearrangeVideoWindowLocation() {
 }
 
 void ViewController::Apply(const LayoutPlan& plan) {
+    m_dlg.Drag().Cancel();  // the places are others now
     if (plan.restartChannel >= 0) {
         Trace("CMainDlg::RearrangeVideoWindowLocation: VIEW_STYLE_SINGLE_1CH, uCamIdx=%u, restart...\n",
               static_cast<unsigned>(plan.restartChannel));
@@ -284,30 +285,39 @@ void ViewController::OnVideoSizeChange(int channel) {
     window->show();
 }
 
-void ViewController::OnVideoWndMove(int channel, const QPoint& drop) {
+std::optional<CellSwap> ViewController::FindSwap(int channel, const QPoint& drop) {
     if (!m_dlg.Cameras().IsChannel(channel) || m_nStyle == VIEW_STYLE_SINGLE_1CH) {
-        return;
+        return std::nullopt;
     }
+    // Small windows stand on the large one: what a user sees at the point is what he means.
+    const CVideoWnd* const hit = m_cells.FindAt(drop);
     const auto dropsOn = [&](int other) {
         const auto camera = m_dlg.Cameras().GetCameraByChannel(other);
-        const CVideoWnd* const window = m_cells.FindByCamera(camera.get());
-        return window != nullptr && ScreenRect(*window).contains(drop);
+        return hit != nullptr && hit == m_cells.FindByCamera(camera.get());
     };
-    bool bSwapped = false;
+    if (m_nStyle == VIEW_STYLE_PIP) {
+        return FindPipSwap(m_orders.PipList(), channel, dropsOn);
+    }
+    CChannelArray* const array = m_orders.Find(CheckedStyle());
+    return array != nullptr ? FindGridSwap(*array, channel, HasSecondPanel(), dropsOn) : std::nullopt;
+}
+
+CVideoWnd* ViewController::FindDropTarget(int channel, const QPoint& drop) {
+    return FindSwap(channel, drop) ? m_cells.FindAt(drop) : nullptr;
+}
+
+void ViewController::OnVideoWndMove(int channel, const QPoint& drop) {
+    const auto swap = FindSwap(channel, drop);
+    if (!swap) {
+        return;
+    }
     if (m_nStyle == VIEW_STYLE_PIP) {
         auto& list = m_orders.PipList();
-        const auto swap = FindPipSwap(list, channel, dropsOn);
-        bSwapped = swap.has_value();
-        if (swap) {
-            std::swap(list[static_cast<std::size_t>(swap->from)], list[static_cast<std::size_t>(swap->to)]);
-        }
-    } else if (CChannelArray* const array = m_orders.Find(CheckedStyle())) {
-        const auto swap = FindGridSwap(*array, channel, HasSecondPanel(), dropsOn);
-        bSwapped = swap && SwapCells(*array, *swap);
+        std::swap(list[static_cast<std::size_t>(swap->from)], list[static_cast<std::size_t>(swap->to)]);
+    } else if (!SwapCells(*m_orders.Find(CheckedStyle()), *swap)) {
+        return;
     }
-    if (bSwapped) {
-        ViewStyleChanged(m_nStyle, false, false);
-    }
+    ViewStyleChanged(m_nStyle, false, false);
 }
 
 void ViewController::RepaintNeighbours(int index) {

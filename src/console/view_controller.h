@@ -62,6 +62,8 @@ public:
     // Messages 15792, 2060, 2061, 2062.
     void OnVideoSizeChange(int channel);
     void OnVideoWndMove(int channel, const QPoint& drop);
+    // The cell that the channel would change places with if it were dropped there; null for none.
+    CVideoWnd* FindDropTarget(int channel, const QPoint& drop);
     void GoToCamera(int channel);
     void RepaintNeighbours(int window);
     // A channel's name changed.
@@ -107,6 +109,7 @@ private:
     void FillWithCameras();
     void FillWithPages(ViewStyle style);
     int SelectedItem() const;
+    std::optional<CellSwap> FindSwap(int channel, const QPoint& drop);
     void PrepareCamera(int channel, int window);
 
     CMainDlg& m_dlg;

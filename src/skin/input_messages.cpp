@@ -54,7 +54,8 @@ WParam HeldKeys(const QMouseEvent& event) {
     const Qt::KeyboardModifiers keys = event.modifiers();
     return bit(buttons.testFlag(Qt::LeftButton), 1) | bit(buttons.testFlag(Qt::RightButton), 2) |
            bit(keys.testFlag(Qt::ShiftModifier), 4) | bit(keys.testFlag(Qt::ControlModifier), 8) |
-           bit(buttons.testFlag(Qt::MiddleButton), 16);
+           bit(buttons.testFlag(Qt::MiddleButton), 16) |
+           bit(event.source() != Qt::MouseEventNotSynthesized, kByFinger);
 }
 
 std::uint32_t MouseNumber(const QMouseEvent& event) {

@@ -229,5 +229,32 @@ TEST(DigitalZoomTest, HoldsItsRulesWhateverIsDone) {
     }
 }
 
+TEST(DigitalZoomTest, AStoredZoomWaitsForThePicturesThatItBelongsTo) {
+    DigitalZoom before;
+    before.SetPictureSize(1280, 960);
+    before.SetViewWidth(700);
+    before.Switch(true);
+    for (int i = 0; i < 30; ++i) {
+        before.DZPTZFunction(kCmdZoomIn);
+    }
+    before.DZMoveToPicPos(300, 700);
+    const DigitalZoom::State stored = before.Get();
+
+    DigitalZoom zoom;
+    zoom.Restore(stored);
+    zoom.SetViewWidth(700);
+    zoom.SetPictureSize(320, 240);  // the small stream comes first
+    EXPECT_LE(zoom.GetRect().right, 320);
+    EXPECT_EQ(zoom.Get().nLevel, stored.nLevel);  // and is not stored in its place
+    zoom.SetPictureSize(1280, 960);
+    EXPECT_EQ(zoom.GetLevel(), stored.nLevel);
+    EXPECT_EQ(zoom.GetRect(), stored.rect);
+    // From the user's first step on it is his.
+    zoom.DZPTZFunction(kCmdZoomOut);
+    EXPECT_EQ(zoom.Get().nLevel, stored.nLevel - 1);
+    zoom.SetPictureSize(640, 480);
+    EXPECT_LT(zoom.GetLevel(), stored.nLevel);
+}
+
 }  // namespace
 }  // namespace kvmon

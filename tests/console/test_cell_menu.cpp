@@ -174,6 +174,58 @@ TEST_F(CellMenuTest, ARenamedPresetKeepsItsPlace) {
     EXPECT_TRUE(PumpUntil([&] { return recorder.CountHeads("command=22&ch=0&arg=0010441262642 ") == 1; }));
 }
 
+TEST_F(CellMenuTest, ThePictureOfACellIsSetFromItsMenu) {
+    FakeRecorder recorder("Hall", 4);
+    Open(recorder.Port());
+    const auto choose = [&](std::initializer_list<int> path) {
+        QMenu* menu = OpenMenu();
+        ASSERT_NE(menu, nullptr);
+        QMenu* const open = menu;
+        menu = [&]() -> QMenu* {
+            for (const QAction* const entry : menu->actions()) {
+                if (entry->text() == "Picture") {
+                    return entry->menu();
+                }
+            }
+            return nullptr;
+        }();
+        ASSERT_NE(menu, nullptr);
+        for (const int i : path) {
+            QAction* const entry = menu->actions()[i];
+            if (entry->menu() == nullptr) {
+                entry->trigger();
+                emit open->triggered(entry);
+            }
+            menu = entry->menu();
+        }
+        open->close();
+        Pump();
+    };
+    ChannelPicture& picture = Cell(0).GetCamera()->Picture();
+    choose({1});
+    EXPECT_EQ(picture.GetDisplayMode(), DisplayMode::KeepAspect);
+    choose({3});
+    EXPECT_EQ(picture.GetDisplayMode(), DisplayMode::PowerOfTwo);
+    choose({5});
+    EXPECT_TRUE(picture.IsDeinterlace());
+    choose({6, 1});
+    EXPECT_EQ(picture.GetMainOsdColor(), 0x00FFFFFFu);
+    choose({7, 3});
+    EXPECT_TRUE(picture.IsLineShown(SubString::View));
+    EXPECT_FALSE(picture.IsLineShown(SubString::Draw));
+    choose({7, 13});  // the debug switch
+    EXPECT_TRUE(picture.IsLineShown(SubString::Draw));
+    choose({7, 13});
+    EXPECT_FALSE(picture.IsLineShown(SubString::Draw));
+    // And is kept.
+    Close();
+    Open(recorder.Port());
+    ChannelPicture& again = Cell(0).GetCamera()->Picture();
+    EXPECT_EQ(again.GetDisplayMode(), DisplayMode::PowerOfTwo);
+    EXPECT_EQ(again.GetMainOsdColor(), 0x00FFFFFFu);
+    EXPECT_TRUE(again.IsDeinterlace());
+}
+
 TEST_F(CellMenuTest, PresetsAreStoredByNumberAlone) {
     FakeRecorder recorder("Hall", 4);
     // Commands wait for the camera's abilities to be read.

@@ -3,6 +3,7 @@
 
 #include <QtGui/QKeyEvent>
 #include <QtGui/QMouseEvent>
+#include <QtGui/QWheelEvent>
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QDialog>
 #include <QtWidgets/QMenu>
@@ -206,13 +207,71 @@ TEST_F(ConsolePanel, KeysDoWhatTheButtonsDo) {
     Send(QEvent::KeyPress, Qt::Key_Up);
     EXPECT_TRUE(console->Keys().IsHeld(kCmdUp));
     Send(QEvent::KeyRelease, Qt::Key_Up);
-    EXPECT_FALSE(console->Keys().IsHeld(kCmdUp));
+    EXPECT_TRUE(kvtest::PumpUntil([&] { return !console->Keys().IsHeld(kCmdUp); }));
     console->Controls().SetShown(kCmdUp, true);
     Send(QEvent::KeyPress, Qt::Key_8, Qt::KeypadModifier);
     EXPECT_TRUE(console->Keys().IsHeld(kCmdUp));
     QEvent away(QEvent::WindowDeactivate);
     QCoreApplication::sendEvent(console.get(), &away);
     EXPECT_FALSE(console->Keys().IsHeld(kCmdUp));
+}
+
+// As X11 tells it: released and pressed again at one moment of its clock, and neither marked.
+TEST_F(ConsolePanel, AKeyThatRepeatsIsOnePress) {
+    FakeRecorder recorder("Hall", 4);
+    Open(recorder.Port());
+    const auto key = [&](QEvent::Type type, int code, quint64 at) {
+        QKeyEvent event(type, code, Qt::NoModifier);
+        event.setTimestamp(at);
+        QCoreApplication::sendEvent(console.get(), &event);
+    };
+    console->Controls().SetShown(kCmdUp, true);
+    key(QEvent::KeyPress, Qt::Key_Up, 10'000);
+    for (quint64 at = 10'500; at < 12'000; at += 30) {
+        key(QEvent::KeyRelease, Qt::Key_Up, at);
+        key(QEvent::KeyPress, Qt::Key_Up, at);
+        Pump();
+        console->Controls().SetShown(kCmdUp, true);
+        ASSERT_TRUE(console->Keys().IsHeld(kCmdUp));
+        ASSERT_FALSE(console->IsTimerSet(kTimerKeyRelease));
+    }
+    key(QEvent::KeyRelease, Qt::Key_Up, 12'010);
+    EXPECT_TRUE(kvtest::PumpUntil([&] { return !console->Keys().IsHeld(kCmdUp); }));
+
+    // A switch that is held turns once; pressed a second time it turns back.
+    const bool bBefore = View().IsMaxViewMode();
+    key(QEvent::KeyPress, Qt::Key_V, 20'000);
+    key(QEvent::KeyRelease, Qt::Key_V, 20'500);
+    key(QEvent::KeyPress, Qt::Key_V, 20'500);
+    Pump();
+    EXPECT_NE(View().IsMaxViewMode(), bBefore);
+    key(QEvent::KeyRelease, Qt::Key_V, 20'530);
+    key(QEvent::KeyPress, Qt::Key_V, 20'600);
+    Pump();
+    EXPECT_EQ(View().IsMaxViewMode(), bBefore);
+}
+
+TEST_F(ConsolePanel, TheWheelZoomsByWholeNotchesAndNotSideways) {
+    FakeRecorder recorder("Hall", 4);
+    recorder.SetDocument("command=16", kvtest::HttpReply(200, "OK", "4"));
+    recorder.SetDocument("Recording.MediaProperty", kvtest::HttpReply(200, "OK", "\naudio_enabled=0\n"));
+    Open(recorder.Port());
+    const auto active = View().Cells().GetActiveCamera();
+    ASSERT_TRUE(kvtest::PumpUntil([&] { return active->GetCameraInfo().bZoomable; }));
+    const auto turn = [&](const QPoint& angle) {
+        QWheelEvent wheel({900, 600}, console->mapToGlobal(QPointF(900, 600)), {}, angle, Qt::NoButton,
+                          Qt::NoModifier, Qt::NoScrollPhase, false);
+        QCoreApplication::sendEvent(console.get(), &wheel);
+    };
+    turn({120, 0});
+    turn({0, 40});
+    turn({0, 40});
+    turn({0, 40});
+    turn({0, -60});
+    turn({0, 60});  // a change of mind
+    turn({0, -120});
+    EXPECT_TRUE(kvtest::PumpUntil([&] { return recorder.CountHeads("&command=9 ") == 1; }));
+    EXPECT_EQ(recorder.CountHeads("&command=8 "), 1);
 }
 
 TEST_F(ConsolePanel, RecordingIsAskedForAndWaitedFor) {

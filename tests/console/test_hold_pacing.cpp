@@ -36,6 +36,20 @@ TEST(HoldPacingTest, AReleaseForgetsTheHoldAndItsInterval) {
     EXPECT_EQ(pacing.OnFinished(true, false, 2000).waitMs, 1500u);
 }
 
+TEST(HoldPacingTest, WhatAHoldBeforeHadSentDoesNotShortenTheNextOne) {
+    HoldPacing pacing;
+    pacing.Press(1801);
+    pacing.NoteSent(1000);
+    EXPECT_EQ(pacing.OnFinished(true, false, 1100).waitMs, 1400u);
+    pacing.NoteSent(2500);
+    // Pressed anew before the repeat is answered: both answers come to the new hold.
+    pacing.Press(1801);
+    pacing.NoteSent(2600);
+    EXPECT_EQ(pacing.OnFinished(true, false, 2620).waitMs, 1480u);
+    EXPECT_EQ(pacing.OnFinished(true, false, 2700).waitMs, 1400u);
+    EXPECT_EQ(pacing.OnFinished(true, false, 4050).waitMs, 50u);
+}
+
 TEST(HoldPacingTest, DigitalZoomDoesNotWait) {
     HoldPacing pacing;
     pacing.Press(1809);

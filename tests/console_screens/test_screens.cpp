@@ -7,6 +7,7 @@
 #include <QtGui/QWheelEvent>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QComboBox>
+#include <QtWidgets/QDialog>
 
 #include <filesystem>
 
@@ -281,6 +282,56 @@ TEST_F(Screens, FullScreenAndTheWindowsPlaceComeBackTheNextTime) {
     DesktopWindow window{AppOptions()};
     window.show();
     EXPECT_TRUE(window.isMaximized());
+}
+
+// What opens in full screen opens above it, and goes along when it ends.
+TEST_F(Screens, DialogsOpenAboveThePanelThatTheUserSees) {
+    FakeRecorder recorder("Hall", 10);
+    recorder.SetDocument("command=16", kvtest::HttpReply(200, "OK", "0"));
+    Open(recorder.Port());
+    Command(StyleButtonId(VIEW_STYLE_4CH));
+    Command(kCmdEvents);
+    Command(kCtlFullScreen);
+    ASSERT_THAT(Panels(), SizeIs(1));
+    CFSPanel* const panel = Panels()[0];
+    const auto dialogs = [](const QWidget* host) {
+        int count = 0;
+        for (const QWidget* const widget : QApplication::topLevelWidgets()) {
+            count +=
+                widget->isVisible() && widget->parentWidget() == host && widget->windowType() == Qt::Dialog;
+        }
+        return count;
+    };
+    EXPECT_EQ(dialogs(panel), 1);  // the events were open before
+    int expected = 1;
+    for (const int id : {+kCtlOptions, +kCtlSequentialInterval, +kCtlPipSettings, +kCmdDiskStatus, +kCmdEMap,
+                         +kCmdPresetDialog}) {
+        Command(id);
+        EXPECT_EQ(dialogs(panel), ++expected) << id;
+    }
+    EXPECT_EQ(dialogs(console.get()), 0);
+    for (const int id : {+kCtlMainMenu, +kCtlPageMenu}) {
+        Command(id);
+        QWidget* const menu = QApplication::activePopupWidget();
+        ASSERT_NE(menu, nullptr) << id;
+        EXPECT_EQ(menu->parentWidget(), panel);
+        EXPECT_TRUE(Cell(0).rect().contains(Cell(0).mapFromGlobal(menu->pos()))) << id;
+        menu->close();
+        Pump();
+    }
+    Command(kCtlFullScreen);
+    ExpectAllHome();
+    EXPECT_EQ(dialogs(console.get()), expected);
+
+    // On the second display the presets stand beside the cell that they are about.
+    for (QDialog* const dialog : console->findChildren<QDialog*>()) {
+        dialog->reject();
+    }
+    Command(kCtlMultiScreens);
+    ASSERT_THAT(Panels(), SizeIs(1));
+    console->View().ActivateWindow(&Cell(5));
+    Command(kCmdPresetDialog);
+    EXPECT_EQ(dialogs(Panels()[0]), 1);
 }
 
 TEST_F(Screens, TheInterfaceIsNeverBlocked) {

@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <thread>
@@ -111,6 +113,19 @@ TEST_F(LogFileTest, LinesOfManyThreadsStayWhole) {
 }
 
 // What the disk refused must not come back in front of a later line.
+TEST(DebugOutputTest, TheSwitchIsOffByNothingAndBy0) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto traceWith = [](const char* value) {
+        ::setenv("KVMON_DEBUG", value, 1);
+        Trace("a line");
+        std::fputs("|end", stderr);
+        std::exit(0);
+    };
+    EXPECT_EXIT(traceWith("0"), testing::ExitedWithCode(0), "^\\|end$");
+    EXPECT_EXIT(traceWith(""), testing::ExitedWithCode(0), "^\\|end$");
+    EXPECT_EXIT(traceWith("1"), testing::ExitedWithCode(0), "a line");
+}
+
 TEST_F(LogFileTest, FullDiskDropsLinesAndTheProgramGoesOn) {
     const pid_t child = ::fork();
     ASSERT_GE(child, 0);

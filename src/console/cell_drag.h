@@ -1,0 +1,47 @@
+// A cell on its way to another's place.
+#pragma once
+
+#include <QtCore/QObject>
+#include <QtCore/QPointer>
+#include <QtWidgets/QWidget>
+#include <memory>
+
+namespace kvmon {
+
+class CMainDlg;
+class CVideoWnd;
+
+// While a cell is dragged: a small picture of it goes with the pointer, its own place is dimmed and the place
+// that it would take is marked. What a drop does is the view's to decide. Escape, another view and the loss
+// of the keyboard end the drag. User interface thread only.
+class CellDrag : public QObject {
+public:
+    explicit CellDrag(CMainDlg& dlg);
+    ~CellDrag() override;
+
+    // The channel's cell stands in a view that has places.
+    bool MayBegin(int channel) const;
+    // Nothing without a cell that shows the channel.
+    void Begin(int channel, const QPoint& screen);
+    // False when the drag is over, as someone else has ended it.
+    bool Move(int channel, const QPoint& screen);
+    // True if it went on until now.
+    bool End(int channel);
+    void Cancel();
+    bool IsOn() const { return m_channel >= 0; }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    void MarkTarget(CVideoWnd* target);
+
+    CMainDlg& m_dlg;
+    int m_channel = -1;
+    QPointer<QWidget> m_ghost;
+    QPointer<QWidget> m_veil;  // over the cell that is dragged
+    QPointer<QWidget> m_mark;  // over the cell that it would change places with
+    QPointer<CVideoWnd> m_target;
+};
+
+}  // namespace kvmon

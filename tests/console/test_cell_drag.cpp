@@ -1,0 +1,198 @@
+// Dragging a cell onto another by the mouse: what is shown on the way, what a drop changes, what ends it.
+#include <gmock/gmock.h>
+
+#include <QtTest/QTest>
+#include <QtWidgets/QApplication>
+
+#include "channel/channel_view.h"
+#include "channel/ptz_request.h"
+#include "console_fixture.h"
+#include "support/fake_recorder.h"
+
+using namespace kvmon;
+using kvtest::FakeRecorder;
+using kvtest::Pump;
+using testing::ElementsAre;
+
+namespace {
+
+class CellDragTest : public kvtest::ConsoleTest {
+protected:
+    // Middle of a cell's picture, or of its caption, on the screen.
+    QPoint PictureOf(int n) { return Cell(n).View().mapToGlobal(Cell(n).View().rect().center()); }
+    QPoint CaptionOf(int n) { return Cell(n).mapToGlobal(QPoint(40, 10)); }
+    QWidget& Hit(int n, const QPoint& at) {
+        QWidget& view = Cell(n).View();
+        return view.rect().contains(view.mapFromGlobal(at)) ? view : static_cast<QWidget&>(Cell(n));
+    }
+    void Send(QWidget& to, QEvent::Type type, const QPoint& at, Qt::MouseButton button, Qt::MouseButtons held,
+              Qt::MouseEventSource source = Qt::MouseEventNotSynthesized) {
+        QCursor::setPos(at);
+        QMouseEvent event(type, to.mapFromGlobal(QPointF(at)), QPointF(at), QPointF(at), button, held,
+                          Qt::NoModifier, source);
+        QCoreApplication::sendEvent(&to, &event);
+    }
+    void Press(int n, const QPoint& at, Qt::MouseEventSource source = Qt::MouseEventNotSynthesized) {
+        m_held = &Hit(n, at);
+        Send(*m_held, QEvent::MouseButtonPress, at, Qt::LeftButton, Qt::LeftButton, source);
+    }
+    void MoveTo(const QPoint& at) { Send(*m_held, QEvent::MouseMove, at, Qt::NoButton, Qt::LeftButton); }
+    void Release(const QPoint& at) {
+        Send(*m_held, QEvent::MouseButtonRelease, at, Qt::LeftButton, Qt::NoButton);
+        Pump();
+    }
+    void Drag(int n, const QPoint& from, const QPoint& to) {
+        Press(n, from);
+        MoveTo(from + QPoint(12, 0));
+        MoveTo(to);
+        Release(to);
+    }
+    static QWidget* Ghost() {
+        for (QWidget* const widget : QApplication::topLevelWidgets()) {
+            if (widget->objectName() == "dragGhost" && widget->isVisible()) {
+                return widget;
+            }
+        }
+        return nullptr;
+    }
+    // The cell that wears a pane of this name; -1 for none.
+    int Wearer(const char* pane) {
+        for (int n = 0; n < console->View().Cells().GetCount(); ++n) {
+            if (Cell(n).findChild<QWidget*>(QString::fromLatin1(pane)) != nullptr) {
+                return n;
+            }
+        }
+        return -1;
+    }
+
+    QWidget* m_held = nullptr;
+};
+
+}  // namespace
+
+TEST_F(CellDragTest, CellsChangePlacesByCaptionAndByPicture) {
+    FakeRecorder recorder("Hall", 6);
+    Open(recorder.Port());
+    Command(StyleButtonId(VIEW_STYLE_4CH));
+    Drag(0, CaptionOf(0), PictureOf(3));
+    EXPECT_THAT(ShownNames(), ElementsAre("Channel 4", "Channel 2", "Channel 3", "Channel 1"));
+    Drag(1, PictureOf(1), CaptionOf(2));
+    EXPECT_THAT(ShownNames(), ElementsAre("Channel 4", "Channel 3", "Channel 2", "Channel 1"));
+    // The cell that was dragged stays the active one, in its new place.
+    EXPECT_TRUE(Cell(2).IsWindowActive());
+    // It is there again in the next session.
+    Close();
+    Open(recorder.Port());
+    EXPECT_THAT(ShownNames(), ElementsAre("Channel 4", "Channel 3", "Channel 2", "Channel 1"));
+
+    // A place without a camera, the panel, the own cell and the single view change nothing.
+    Drag(0, PictureOf(0), console->mapToGlobal(QPoint(900, 400)));
+    Drag(0, PictureOf(0), PictureOf(0) + QPoint(20, 20));
+    EXPECT_THAT(ShownNames(), ElementsAre("Channel 4", "Channel 3", "Channel 2", "Channel 1"));
+    Command(kCtlFirstStyle);
+    Press(0, PictureOf(0));
+    MoveTo(PictureOf(0) + QPoint(60, 60));
+    EXPECT_EQ(Ghost(), nullptr);
+    Release(PictureOf(0));
+}
+
+TEST_F(CellDragTest, APictureGoesWithThePointerAndThePlaceIsMarked) {
+    FakeRecorder recorder("Hall", 3);
+    Open(recorder.Port());
+    Command(StyleButtonId(VIEW_STYLE_4CH));
+    const QRgb before = Cell(1).grab().toImage().pixel(1, 40);
+    Press(0, PictureOf(0));
+    MoveTo(PictureOf(0) + QPoint(4, 0));
+    EXPECT_EQ(Ghost(), nullptr);  // a hand trembles
+    MoveTo(PictureOf(0) + QPoint(12, 0));
+    ASSERT_NE(Ghost(), nullptr);
+    EXPECT_EQ(Wearer("dragVeil"), 0);
+    EXPECT_EQ(Wearer("dropMark"), -1);
+    MoveTo(PictureOf(1));
+    EXPECT_EQ(Wearer("dropMark"), 1);
+    EXPECT_NE(Cell(1).grab().toImage().pixel(1, 40), before);
+    EXPECT_FALSE(Ghost()->frameGeometry().contains(PictureOf(1)));
+    EXPECT_EQ(QApplication::overrideCursor()->shape(), Qt::ClosedHandCursor);
+    MoveTo(PictureOf(3));  // no camera there
+    EXPECT_EQ(Wearer("dropMark"), -1);
+    EXPECT_EQ(QApplication::overrideCursor()->shape(), Qt::ForbiddenCursor);
+
+    // Escape ends it, and the release after it is nothing.
+    MoveTo(PictureOf(1));
+    QTest::keyClick(console.get(), Qt::Key_Escape);
+    EXPECT_EQ(Ghost(), nullptr);
+    EXPECT_EQ(Wearer("dropMark"), -1);
+    EXPECT_EQ(Wearer("dragVeil"), -1);
+    EXPECT_EQ(QApplication::overrideCursor(), nullptr);
+    MoveTo(PictureOf(1) + QPoint(5, 5));
+    EXPECT_EQ(Ghost(), nullptr);
+    Release(PictureOf(1));
+    EXPECT_THAT(ShownNames(), ElementsAre("Channel 1", "Channel 2", "Channel 3", "-"));
+
+    // So does another view, or the other button.
+    Press(0, PictureOf(0));
+    MoveTo(PictureOf(1));
+    Command(StyleButtonId(VIEW_STYLE_6CH));
+    EXPECT_EQ(Ghost(), nullptr);
+    Release(PictureOf(1));
+    Press(0, PictureOf(0));
+    MoveTo(PictureOf(1));
+    Send(*m_held, QEvent::MouseButtonPress, PictureOf(1), Qt::RightButton, Qt::LeftButton | Qt::RightButton);
+    EXPECT_EQ(Ghost(), nullptr);
+    Send(*m_held, QEvent::MouseButtonRelease, PictureOf(1), Qt::RightButton, Qt::LeftButton);
+    EXPECT_EQ(QApplication::activePopupWidget(), nullptr);
+    Release(PictureOf(1));
+    EXPECT_EQ(ShownNames()[0], "Channel 1");
+}
+
+TEST_F(CellDragTest, AFingerRestsBeforeItDrags) {
+    FakeRecorder recorder("Hall", 4);
+    Open(recorder.Port());
+    Command(StyleButtonId(VIEW_STYLE_4CH));
+    Press(0, PictureOf(0), Qt::MouseEventSynthesizedBySystem);
+    MoveTo(PictureOf(1));
+    EXPECT_EQ(Ghost(), nullptr);
+    Release(PictureOf(1));
+    EXPECT_EQ(ShownNames()[0], "Channel 1");
+
+    Press(0, PictureOf(0), Qt::MouseEventSynthesizedBySystem);
+    EXPECT_TRUE(kvtest::PumpUntil([] { return Ghost() != nullptr; }));
+    MoveTo(PictureOf(1));
+    Release(PictureOf(1));
+    EXPECT_THAT(ShownNames(), ElementsAre("Channel 2", "Channel 1", "Channel 3", "Channel 4"));
+}
+
+TEST_F(CellDragTest, InPictureInPictureWhatIsSeenBelowThePointerCounts) {
+    FakeRecorder recorder("Hall", 6);
+    Open(recorder.Port());
+    Command(kCtlPip);
+    EXPECT_THAT(ShownNames(), ElementsAre("Channel 1", "Channel 2", "Channel 3", "Channel 4"));
+    Drag(1, CaptionOf(1), PictureOf(3));
+    EXPECT_THAT(ShownNames(), ElementsAre("Channel 1", "Channel 4", "Channel 3", "Channel 2"));
+    Drag(2, PictureOf(2), Cell(0).mapToGlobal(QPoint(60, 60)));
+    EXPECT_THAT(ShownNames(), ElementsAre("Channel 3", "Channel 4", "Channel 1", "Channel 2"));
+}
+
+TEST_F(CellDragTest, AClickIsStillAClickAndADragIsNone) {
+    FakeRecorder recorder("Hall", 4);
+    // Steerable, with click to centre.
+    recorder.SetDocument("command=16", kvtest::HttpReply(200, "OK", "67"));
+    recorder.SetDocument("Recording.MediaProperty", kvtest::HttpReply(200, "OK", "\naudio_enabled=0\n"));
+    Open(recorder.Port());
+    Command(StyleButtonId(VIEW_STYLE_4CH));
+    Press(1, PictureOf(1));
+    Release(PictureOf(1));
+    EXPECT_TRUE(Cell(1).IsWindowActive());
+    // A double click goes to the single view and back no other way than before.
+    Send(Cell(1).View(), QEvent::MouseButtonDblClick, PictureOf(1), Qt::LeftButton, Qt::LeftButton);
+    Pump();
+    EXPECT_EQ(console->View().GetStyle(), VIEW_STYLE_SINGLE_1CH);
+    EXPECT_THAT(ShownNames(), ElementsAre("Channel 2"));
+    Command(StyleButtonId(VIEW_STYLE_4CH));
+    QTest::mouseClick(&Cell(2).View(), Qt::RightButton);
+    Pump();
+    QWidget* const menu = QApplication::activePopupWidget();
+    ASSERT_NE(menu, nullptr);
+    EXPECT_TRUE(Cell(2).IsWindowActive());
+    menu->close();
+}
