@@ -112,7 +112,6 @@ TEST_F(LogFileTest, LinesOfManyThreadsStayWhole) {
     EXPECT_EQ(count, 400);
 }
 
-// What the disk refused must not come back in front of a later line.
 TEST(DebugOutputTest, TheSwitchIsOffByNothingAndBy0) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto traceWith = [](const char* value) {
@@ -124,9 +123,10 @@ TEST(DebugOutputTest, TheSwitchIsOffByNothingAndBy0) {
     };
     EXPECT_EXIT(traceWith("0"), testing::ExitedWithCode(0), "begin.end$");
     EXPECT_EXIT(traceWith(""), testing::ExitedWithCode(0), "begin.end$");
-    EXPECT_EXIT(traceWith("1"), testing::ExitedWithCode(0), "begin.a lineend$");
+    EXPECT_EXIT(traceWith("1"), testing::ExitedWithCode(0), "begin.*a lineend$");
 }
 
+// What the disk refused must not come back in front of a later line.
 TEST_F(LogFileTest, FullDiskDropsLinesAndTheProgramGoesOn) {
     const pid_t child = ::fork();
     ASSERT_GE(child, 0);
