@@ -302,7 +302,7 @@ TEST_F(Cell, RisingEventStatusBlinksUntilThePress) {
     EXPECT_FALSE(cell.IsTimerSet(84));
     // What cannot be seen swallows no press.
     Press(cell.View(), QEvent::MouseButtonPress, Qt::LeftButton, {7, 9});
-    EXPECT_EQ(Received(), Numbers{WM_LBUTTONDOWN});
+    EXPECT_EQ(Received(), (Numbers{kMsgMayDragCell, WM_LBUTTONDOWN}));
 }
 
 TEST_F(Cell, PresetTimersArmTheRereadAndTheNotice) {

@@ -1,7 +1,8 @@
 // Dragging a cell onto another by the mouse: what is shown on the way, what a drop changes, what ends it.
 #include <gmock/gmock.h>
 
-#include <QtTest/QTest>
+#include <QtGui/QKeyEvent>
+#include <QtGui/QMouseEvent>
 #include <QtWidgets/QApplication>
 
 #include "channel/channel_view.h"
@@ -119,7 +120,8 @@ TEST_F(CellDragTest, APictureGoesWithThePointerAndThePlaceIsMarked) {
 
     // Escape ends it, and the release after it is nothing.
     MoveTo(PictureOf(1));
-    QTest::keyClick(console.get(), Qt::Key_Escape);
+    QKeyEvent escape(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+    QCoreApplication::sendEvent(console.get(), &escape);
     EXPECT_EQ(Ghost(), nullptr);
     EXPECT_EQ(Wearer("dropMark"), -1);
     EXPECT_EQ(Wearer("dragVeil"), -1);
@@ -175,9 +177,6 @@ TEST_F(CellDragTest, InPictureInPictureWhatIsSeenBelowThePointerCounts) {
 
 TEST_F(CellDragTest, AClickIsStillAClickAndADragIsNone) {
     FakeRecorder recorder("Hall", 4);
-    // Steerable, with click to centre.
-    recorder.SetDocument("command=16", kvtest::HttpReply(200, "OK", "67"));
-    recorder.SetDocument("Recording.MediaProperty", kvtest::HttpReply(200, "OK", "\naudio_enabled=0\n"));
     Open(recorder.Port());
     Command(StyleButtonId(VIEW_STYLE_4CH));
     Press(1, PictureOf(1));
@@ -189,7 +188,8 @@ TEST_F(CellDragTest, AClickIsStillAClickAndADragIsNone) {
     EXPECT_EQ(console->View().GetStyle(), VIEW_STYLE_SINGLE_1CH);
     EXPECT_THAT(ShownNames(), ElementsAre("Channel 2"));
     Command(StyleButtonId(VIEW_STYLE_4CH));
-    QTest::mouseClick(&Cell(2).View(), Qt::RightButton);
+    Send(Cell(2).View(), QEvent::MouseButtonPress, PictureOf(2), Qt::RightButton, Qt::RightButton);
+    Send(Cell(2).View(), QEvent::MouseButtonRelease, PictureOf(2), Qt::RightButton, Qt::NoButton);
     Pump();
     QWidget* const menu = QApplication::activePopupWidget();
     ASSERT_NE(menu, nullptr);
