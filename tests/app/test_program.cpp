@@ -184,7 +184,9 @@ TEST_F(Program, EndsInTimeWhileAnotherProgramHoldsTheSettings) {
         EXPECT_EQ(registry.GetProfileInt("Window", "Width", 0), bReleased ? 1000u : 0u);
         const std::string told = ReadFile(folder.File("out"));
         EXPECT_EQ(told.find("could not be written") != std::string::npos, !bReleased) << told;
-        EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), bReleased ? 0 : 1) << told;
+        const auto first = told.find("kvmon: ");  // the toolkit has lines of its own
+        EXPECT_EQ(first != std::string::npos, !bReleased) << told;
+        EXPECT_TRUE(bReleased || told.find("kvmon: ", first + 1) == std::string::npos) << told;
     }
 }
 
