@@ -27,8 +27,8 @@ constexpr IconRow kIcons[] = {
     {CellIcon::PtzOn, kNarrow, 2, 6801},         {CellIcon::PtzOff, kNarrow, 1, 6802},
     {CellIcon::DigitalZoom, kNarrow, 4, 2603},   {CellIcon::SoundOn, kNarrow, 2, 6803},
     {CellIcon::SoundOff, kNarrow, 1, 6804},      {CellIcon::Connected, kWide, 0, 6805},
-    {CellIcon::NotConnected, kWide, 9, 6806},    {CellIcon::Recording, kWide, 5, 6807},
-    {CellIcon::ManualRecording, kWide, 5, 6814}, {CellIcon::Event, kWide, 6, 6808},
+    {CellIcon::NotConnected, kWide, 9, 6806},    {CellIcon::Recording, kWide, 7, 6807},
+    {CellIcon::ManualRecording, kWide, 7, 6814}, {CellIcon::Event, kWide, 6, 6808},
     {CellIcon::Motion, kNarrow, 5, 6809},        {CellIcon::SignalLoss, kNarrow, 10, 6810},
     {CellIcon::Input, kNarrow, 6, 6811},         {CellIcon::Alarm, kNarrow, 8, 6812},
 };
@@ -60,7 +60,7 @@ struct Palette {
 
 // Each keeps its distance from its strip: orange the one, dark grey the other.
 const Palette kOnActive = {QColor(255, 255, 255), QColor(255, 255, 255, 150), QColor(170, 8, 14),
-                           QColor(255, 250, 190), QColor(10, 92, 32),         QColor(22, 56, 150),
+                           QColor(84, 36, 0),     QColor(10, 92, 32),         QColor(22, 56, 150),
                            QColor(176, 12, 20),   QColor(255, 255, 255)};
 const Palette kOnInactive = {QColor(172, 172, 176), QColor(172, 172, 176, 130), QColor(240, 70, 64),
                              QColor(250, 196, 70),  QColor(126, 205, 110),      QColor(110, 186, 240),

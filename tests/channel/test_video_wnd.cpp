@@ -556,7 +556,7 @@ TEST(CellIcons, StandInOrderFromTheRight) {
     EXPECT_TRUE(PlaceIcons({}, 100).empty());
     // What says least makes room.
     state.flags = {1, 1, 0, 1, 1, 0, 1};
-    EXPECT_EQ(Placed(state, 100, 20),
+    EXPECT_EQ(Placed(state, 100, 21),
               (Icons{{CellIcon::ManualRecording, 74}, {CellIcon::SignalLoss, 56}, {CellIcon::Alarm, 38}}));
     EXPECT_EQ(Placed(state, 100, 80), (Icons{{CellIcon::SignalLoss, 82}}));
     EXPECT_TRUE(PlaceIcons(state, 100, 90).empty());
