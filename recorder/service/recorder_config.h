@@ -10,6 +10,7 @@
 
 #include "media/media_hub.h"
 #include "media/sound_source.h"
+#include "wire/channel_states.h"
 
 namespace kvrecorder {
 
@@ -74,21 +75,8 @@ struct CameraConfig {
 // A channel's state as the recording line tells it: one hexadecimal digit a section.
 using StatusDigits = std::array<std::uint8_t, 4>;
 
-struct StatusFlag {
-    const char* name;
-    std::size_t section;
-    std::uint8_t bit;
-};
-inline constexpr std::array<StatusFlag, 8> kStatusFlags = {{
-    {"event", 0, 1},
-    {"record", 0, 4},
-    {"connect", 0, 8},
-    {"manual", 1, 2},
-    {"motion", 3, 1},
-    {"loss", 3, 2},
-    {"input", 3, 4},
-    {"alarm", 3, 8},
-}};
+using StatusFlag = wire::ChannelState;
+inline constexpr const auto& kStatusFlags = wire::kChannelStates;
 const StatusFlag* FindStatusFlag(std::string_view name);
 
 // How a steerable camera behaves towards clients.

@@ -129,6 +129,7 @@ void CBaseCamera::StartPlaying(bool bPlayAudio, bool bUIPlayAudio) {
     // Known before the connection is made, so that a view size which asks for the same stream leaves it
     // alone.
     m_core->m_nStreamId = m_core->WantedStreamId();
+    m_core->m_nPlayingSince = m_core->clock.TickMs();
     m_core->m_bDecodePlaying = true;
     m_core->m_frameRate.Clear();
     m_core->m_decodeThread.Control()->run.Set();
@@ -173,6 +174,16 @@ bool CBaseCamera::IsVideoRunning() const {
 
 bool CBaseCamera::IsStreamRunning() const {
     return m_core->m_bStreamRunning;
+}
+
+bool CBaseCamera::IsLive() const {
+    return IsStreamRunning() && m_core->m_picture.PictureAgeMs(m_core->clock.TickMs()) < kStillMs;
+}
+
+void CBaseCamera::UpdateStill() {
+    if (IsVideoRunning()) {
+        m_core->m_picture.UpdateStill(m_core->clock.TickMs(), m_core->m_nPlayingSince);
+    }
 }
 
 void CBaseCamera::AddCamCmd(std::uint32_t dwCmd, std::uint32_t dwArg) {

@@ -13,6 +13,7 @@
 #include "channel/camera_info.h"
 #include "channel/channel_picture.h"
 #include "channel/digital_zoom.h"
+#include "channel/status_flags.h"
 #include "channel/stream_choice.h"
 #include "platform/clock.h"
 #include "platform/window_handle.h"
@@ -130,6 +131,11 @@ public:
     void SetPlayAudio(bool bPlay);
     bool IsVideoRunning() const;
     bool IsStreamRunning() const;  // a picture was shown since the last pause
+    // Pictures come: the last one is younger than kStillMs.
+    bool IsLive() const;
+    // Marks the picture on show as one that stands still when none has come for that long; a cell asks for it
+    // now and then. The next picture takes the mark away.
+    void UpdateStill();
 
     // --- view
     // The next picture reports its size to the console even if that is what it was.
@@ -189,9 +195,17 @@ public:
     // The size of so many bytes of samples when coded; 0 for a form that nobody knows.
     std::size_t GetTalkingEncodedSize(std::size_t size) const;
 
-    // The seven status words, stored; true when one changed.
-    bool SetStatusFlags(const std::array<std::uint32_t, 7>& flags);
-    std::array<std::uint32_t, 7> GetStatusFlags() const;
+    // --- what the recorder tells of the channel (user interface thread)
+    // Stored; true when something changed. An event that rises starts the picture's highlight, whether a cell
+    // shows the channel or not.
+    bool SetStatusFlags(const StatusFlags& flags);
+    StatusFlags GetStatusFlags() const;
+    // It records because a user wants it; true when that changed.
+    bool SetManualRecording(bool bManual);
+    bool IsManualRecording() const;
+    // The recorder is gone: what it told is not shown any more. True when it was.
+    bool ForgetStatus();
+    bool IsStatusTold() const;
 
 protected:
     CBaseCamera(Clock& clock, const CameraKind& kind);

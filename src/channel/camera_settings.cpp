@@ -1,4 +1,6 @@
 // The channel object's settings: comparison, assignment and what the console reads and sets.
+#include <utility>
+
 #include "channel/base_camera.h"
 #include "channel/channel_core.h"
 #include "persist/log_file.h"
@@ -288,16 +290,47 @@ void CBaseCamera::SetPtzEnabled(bool bEnabled) {
     m_core->m_bPtzEnabled = bEnabled;
 }
 
-bool CBaseCamera::SetStatusFlags(const std::array<std::uint32_t, 7>& flags) {
-    const std::lock_guard lock(m_core->m_cs);
-    const bool bChanged = m_core->m_statusFlags != flags;
-    m_core->m_statusFlags = flags;
+bool CBaseCamera::SetStatusFlags(const StatusFlags& flags) {
+    StatusFlags before{};
+    bool bChanged = false;
+    {
+        const std::lock_guard lock(m_core->m_cs);
+        before = std::exchange(m_core->m_statusFlags, flags);
+        bChanged = !std::exchange(m_core->m_bStatusTold, true) || before != flags;
+    }
+    for (std::size_t i = 0; i < kStatusFlagCount; ++i) {
+        const auto flag = static_cast<StatusFlag>(i);
+        if (StartsHighlight(flag) && flags[i] != 0 && before[i] == 0) {
+            m_core->m_picture.StartEventHighlight(EventKindOf(flag));
+        }
+    }
     return bChanged;
 }
 
-std::array<std::uint32_t, 7> CBaseCamera::GetStatusFlags() const {
+StatusFlags CBaseCamera::GetStatusFlags() const {
     const std::lock_guard lock(m_core->m_cs);
-    return m_core->m_statusFlags;
+    return m_core->m_bStatusTold ? m_core->m_statusFlags : StatusFlags{};
+}
+
+bool CBaseCamera::SetManualRecording(bool bManual) {
+    const std::lock_guard lock(m_core->m_cs);
+    return std::exchange(m_core->m_bManualRecording, bManual) != bManual;
+}
+
+bool CBaseCamera::IsManualRecording() const {
+    const std::lock_guard lock(m_core->m_cs);
+    return m_core->m_bStatusTold && m_core->m_bManualRecording;
+}
+
+// The flags stay for comparison: what was on before and is on afterwards has not risen.
+bool CBaseCamera::ForgetStatus() {
+    const std::lock_guard lock(m_core->m_cs);
+    return std::exchange(m_core->m_bStatusTold, false);
+}
+
+bool CBaseCamera::IsStatusTold() const {
+    const std::lock_guard lock(m_core->m_cs);
+    return m_core->m_bStatusTold;
 }
 
 }  // namespace kvmon

@@ -16,6 +16,11 @@ constexpr std::size_t kLongestLine = 256;  // UTF-16 units
 constexpr int kLineHeight = 16;
 constexpr int kLineShadow = 1;
 constexpr int kMainShadow = 3;
+constexpr int kPlatePad = 4;
+constexpr int kLeastHeight = 10;  // smaller letters cannot be read
+constexpr int kNoticeParts = 14;  // of the view's height
+constexpr int kLargestNotice = 26;
+constexpr int kDarkInk = 90;
 
 // A font whose ascent and descent fill `height` pixels.
 QFont FontOfHeight(int height) {
@@ -37,29 +42,65 @@ QColor ColorOf(std::uint32_t color) {
             static_cast<int>(color >> 16 & 0xFF)};
 }
 
-struct Offsets {
+// Dark, but behind a colour that would sink in it.
+QColor PlateFor(const QColor& ink) {
+    return ink.lightness() < kDarkInk ? QColor(255, 255, 255, 190) : QColor(0, 0, 0, 170);
+}
+
+// All in pixels: where the text and its shadow stand, and how far the plate reaches beyond them.
+struct TextPlace {
     int text;
     int shadow;
+    int padX;
+    int padY;
 };
 
-// The text with its shadow, in an image just large enough.
-QImage DrawText(const QString& text, const QFont& font, std::uint32_t color, Offsets offsets) {
+// The text with its shadow on its plate, in an image just large enough.
+QImage DrawText(const QString& text, const QFont& font, std::uint32_t color, const TextPlace& place) {
     const QFontMetrics metrics(font);
-    const int reach = std::max(offsets.text, offsets.shadow);
+    const int reach = std::max(place.text, place.shadow);
     // Slanted letters may lean out of their advance.
-    const int width = metrics.horizontalAdvance(text) + reach + metrics.averageCharWidth();
-    QImage image(width, metrics.height() + reach, QImage::Format_ARGB32_Premultiplied);
+    const int width = metrics.horizontalAdvance(text) + reach + metrics.averageCharWidth() / 2;
+    QImage image(width + 2 * place.padX, metrics.height() + reach + 2 * place.padY,
+                 QImage::Format_ARGB32_Premultiplied);
     if (image.isNull()) {
         return image;
     }
     image.fill(Qt::transparent);
     QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(PlateFor(ColorOf(color)));
+    painter.drawRoundedRect(image.rect(), place.padX, place.padX);
+    painter.translate(place.padX, place.padY + metrics.ascent());
     painter.setFont(font);
     painter.setPen(Qt::black);
-    painter.drawText(offsets.shadow, offsets.shadow + metrics.ascent(), text);
+    painter.drawText(place.shadow, place.shadow, text);
     painter.setPen(ColorOf(color));
-    painter.drawText(offsets.text, offsets.text + metrics.ascent(), text);
+    painter.drawText(place.text, place.text, text);
     return image;
+}
+
+struct FittedText {
+    QString text;  // empty if nothing of it can be shown
+    QFont font;
+};
+
+// The text as high as it fits the width, from `height` down; what does not fit at `least` is cut.
+FittedText FitText(const QString& text, int width, int height, int least) {
+    const auto widthAt = [&text](int h) { return QFontMetrics(FontOfHeight(h)).horizontalAdvance(text); };
+    height = std::max(height, least);
+    const int wide = widthAt(height);
+    if (wide > width) {
+        // Widths go nearly with the height: start where it may fit, instead of far above.
+        height = std::clamp(static_cast<int>(std::int64_t{height} * width / wide) + 2, least, height);
+        while (height > least && widthAt(height) > width) {
+            --height;
+        }
+    }
+    const QFont font = FontOfHeight(height);
+    const QString fitted = QFontMetrics(font).elidedText(text, Qt::ElideRight, width);
+    return {fitted.size() > 1 || fitted == text ? fitted : QString(), font};
 }
 
 PixelImage PixelsOf(const QImage& image) {
@@ -76,6 +117,28 @@ std::string DisplayLine(const std::string& text) {
         line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7F'; },
         ' ');
     return line;
+}
+
+void PaintNotice(QPainter& painter, const QRect& view, const std::string& text) {
+    const int height = std::min(view.height() / kNoticeParts, kLargestNotice);
+    const FittedText fitted = FitText(QString::fromStdString(DisplayLine(text)), view.width() - 4 * kPlatePad,
+                                      height, kLeastHeight);
+    const QFontMetrics metrics(fitted.font);
+    QRect plate(0, 0, metrics.horizontalAdvance(fitted.text) + 4 * kPlatePad,
+                metrics.height() + 2 * kPlatePad);
+    plate.moveCenter(view.center());
+    if (fitted.text.isEmpty() || plate.height() > view.height()) {
+        return;
+    }
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(QColor(0, 0, 0, 200));
+    painter.drawRoundedRect(plate, kPlatePad, kPlatePad);
+    painter.setFont(fitted.font);
+    painter.setPen(Qt::white);
+    painter.drawText(plate, Qt::AlignCenter | Qt::TextSingleLine, fitted.text);
+    painter.restore();
 }
 
 void CaptionLayer::Update(const CaptionTexts& texts, int viewWidth, int viewHeight, double scale) {
@@ -121,29 +184,22 @@ void CaptionLayer::DrawMain(const std::string& text) {
     if (text.empty()) {
         return;
     }
-    const QString shown = QString::fromStdString(DisplayLine(text));
-    int height = m_viewHeight / 8;
-    if (height < 1) {
+    const int least = Scaled(kLeastHeight, m_scale);
+    if (m_viewHeight < least) {
         return;
     }
-    const auto widthAt = [&shown](int h) { return QFontMetrics(FontOfHeight(h)).horizontalAdvance(shown); };
-    int width = widthAt(height);
-    if (width > m_viewWidth) {
-        // Widths go nearly with the height: start where it may fit, instead of far above.
-        height = std::min(height, static_cast<int>(std::int64_t{height} * m_viewWidth / width) + 2);
-        for (width = widthAt(height); width > m_viewWidth; width = widthAt(height)) {
-            if (--height < 1) {
-                return;
-            }
-        }
+    const FittedText fitted =
+        FitText(QString::fromStdString(DisplayLine(text)), m_viewWidth, m_viewHeight / 8, least);
+    if (fitted.text.isEmpty()) {
+        return;
     }
     const int shadow = Scaled(kMainShadow, m_scale);
-    const QFont font = FontOfHeight(height);
-    const QFontMetrics metrics(font);
-    m_main.image = DrawText(shown, font, m_color, {0, shadow});
-    m_main.x = (m_viewWidth - width) / 2 - shadow;
+    const int pad = Scaled(kPlatePad, m_scale);
+    const QFontMetrics metrics(fitted.font);
+    m_main.image = DrawText(fitted.text, fitted.font, m_color, {0, shadow, pad, 0});
+    m_main.x = (m_viewWidth - metrics.horizontalAdvance(fitted.text)) / 2 - shadow - pad;
     // Up by the shadow's offset, but no letter leaves the view.
-    const int free = std::max(metrics.ascent() + metrics.tightBoundingRect(shown).top(), 0);
+    const int free = std::max(metrics.ascent() + metrics.tightBoundingRect(fitted.text).top(), 0);
     m_main.y = -std::min(shadow, free);
 }
 
@@ -155,8 +211,8 @@ void CaptionLayer::DrawLine(Sprite& sprite, const std::string& text) const {
         return;
     }
     const QFont font = FontOfHeight(Scaled(kLineHeight, m_scale));
-    sprite.image =
-        DrawText(QString::fromStdString(DisplayLine(text)), font, m_color, {0, Scaled(kLineShadow, m_scale)});
+    sprite.image = DrawText(QString::fromStdString(DisplayLine(text)), font, m_color,
+                            {0, Scaled(kLineShadow, m_scale), 0, 0});
     sprite.advance = QFontMetrics(font).height();
 }
 

@@ -9,6 +9,7 @@
 #include "channel/pixels.h"
 
 class QPainter;
+class QRect;
 
 namespace kvmon {
 
@@ -24,7 +25,11 @@ struct CaptionTexts {
 // Text from outside as one line of bounded length without control characters.
 std::string DisplayLine(const std::string& text);
 
-// Keeps each text as an image and draws anew only what has changed. One thread at a time.
+// A text in the middle of a view, in the painter's units, on the plate of the captions.
+void PaintNotice(QPainter& painter, const QRect& view, const std::string& text);
+
+// Keeps each text as an image, on a plate that sets it off from any picture, and draws anew only what has
+// changed. One thread at a time.
 class CaptionLayer {
 public:
     // For a view of this size in pixels; `scale` of these make one unit.

@@ -1,9 +1,13 @@
 // The status icons in a cell's caption strip.
 #pragma once
 
-#include <array>
+#include <QtCore/QString>
+#include <climits>
 #include <cstdint>
+#include <span>
 #include <vector>
+
+#include "channel/status_flags.h"
 
 class QPainter;
 class QRectF;
@@ -16,13 +20,15 @@ enum class CellIcon {
     DigitalZoom,
     SoundOn,
     SoundOff,
+    Connected,
+    NotConnected,
     Recording,
-    EventRecording,
-    Alarm,
+    ManualRecording,
+    Event,
     Motion,
+    SignalLoss,
     Input,
-    Output,
-    Fault,
+    Alarm,
 };
 
 // What the strip tells about a channel.
@@ -32,7 +38,9 @@ struct CellState {
     bool bDigitalZoom = false;
     bool bSound = false;
     bool bSoundOpen = false;
-    std::array<std::uint32_t, 7> flags{};
+    bool bTold = false;  // the recorder has told the flags: a camera that is not connected is known to be so
+    bool bManual = false;  // it records because a user wants it
+    StatusFlags flags{};
     friend bool operator==(const CellState&, const CellState&) = default;
 };
 
@@ -45,8 +53,16 @@ struct PlacedIcon {
 inline constexpr int kIconTop = 3;
 inline constexpr int kIconHeight = 19;
 
-// The icons from right to left, the first ending at `right`.
-std::vector<PlacedIcon> PlaceIcons(const CellState& state, int right);
+// The icons from right to left, the first ending at `right`. Where they do not fit before `left`, those that
+// say the least are left out.
+std::vector<PlacedIcon> PlaceIcons(const CellState& state, int right, int left = INT_MIN);
+
+// All icons, in the strip's order.
+std::span<const CellIcon> AllCellIcons();
+// What it says, in the user's language.
+QString CellIconText(CellIcon icon);
+// The icon of a state that is on.
+CellIcon IconOfFlag(StatusFlag flag);
 
 // Draws the icon in the middle of the box, in vectors.
 void DrawCellIcon(QPainter& painter, CellIcon icon, const QRectF& box, bool bActive);

@@ -58,7 +58,7 @@ void ChannelCore::AddDecodeFrame(const ThreadControl& control, std::unique_ptr<C
             FormatText("Frame Rate: %.2f", static_cast<double>(m_frameRate.Count(clock.TickMs()))));
     }
     m_picture.AutoCleanCaption();
-    m_frames.AddRecycleFrame(m_picture.Show(std::move(frame)));
+    m_frames.AddRecycleFrame(m_picture.Show(std::move(frame), clock.TickMs()));
     const std::uint64_t shown = ++m_nShown;
     const bool bShowCount = m_picture.IsLineShown(SubString::FrameCount);
     m_picture.SetSubString(

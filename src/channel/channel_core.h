@@ -21,6 +21,7 @@
 #include "channel/frame_queue.h"
 #include "channel/frame_rate.h"
 #include "channel/live_audio.h"
+#include "channel/status_flags.h"
 #include "channel/stream_choice.h"
 #include "channel/talk_back.h"
 #include "platform/clock.h"
@@ -136,7 +137,9 @@ struct ChannelCore {
     WindowHandle m_hVideoWnd;
     WindowHandle m_hConsoleWnd;
     WindowHandle m_hNotifyWnd;
-    std::array<std::uint32_t, 7> m_statusFlags{};
+    StatusFlags m_statusFlags{};
+    bool m_bStatusTold = false;  // the recorder has told the flags, and is there
+    bool m_bManualRecording = false;
     CameraInfo m_cameraInfo;
     std::map<std::uint32_t, PresetRecord> m_presetRecords;  // by the argument of their command
     std::uint32_t m_nNextPresetRecord = 0;
@@ -156,6 +159,7 @@ struct ChannelCore {
     std::atomic<bool> m_bAudioWanted{false};             // by a connection of its own
     std::atomic<std::uint32_t> m_nErrorCount{0};
     std::atomic<bool> m_bStreamRunning{false};
+    std::atomic<std::uint64_t> m_nPlayingSince{0};  // milliseconds of the clock
     std::atomic<bool> m_bDecodePlaying{false};
     SoundSwitches m_sound;
     TalkBack m_talk;

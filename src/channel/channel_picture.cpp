@@ -2,8 +2,11 @@
 
 #include <QtGui/QImage>
 #include <QtGui/QPainter>
+#include <QtGui/QRegion>
+#include <algorithm>
 #include <array>
 #include <atomic>
+#include <climits>
 #include <cstring>
 #include <mutex>
 #include <utility>
@@ -38,12 +41,22 @@ struct Look {
     DisplayMode mode = DisplayMode::Fill;
     bool deinterlace = false;
     bool eventHighlight = false;
+    int eventKind = 0;
     bool eventBlink = false;
+    bool still = false;
+
+    bool HasEventFrame() const { return eventBlink && eventHighlight; }
 };
 
 struct Texts {
     std::string main[2];
-    bool autoClean = false;
+    std::string forAWhile;  // over the second
+    const std::string& Main() const {
+        if (!main[0].empty()) {
+            return main[0];
+        }
+        return forAWhile.empty() ? main[1] : forAWhile;
+    }
     std::array<std::string, kSubStringCount> lines;
     std::uint32_t mask = 0;
     std::uint32_t color = kDefaultOsdColor;
@@ -79,6 +92,8 @@ struct ChannelPicture::Impl {
     Texts texts;
     std::uint64_t textsAge = 0;  // counts the changes
     BITMAPINFOHEADER info{.biWidth = 0, .biHeight = 0};
+    std::uint64_t shownAt = 0;  // when the picture on show took the screen
+    int stillSeconds = 0;
     std::shared_ptr<const std::function<void()>> repaint;
 
     std::mutex csPublish;
@@ -176,7 +191,7 @@ Look ChannelPicture::Impl::UpdateLook(std::uint64_t& lookAge) {
         if (captionTextsAge != textsAge || captionMask != mask) {
             captionTextsAge = textsAge;
             captionMask = mask;
-            captionTexts.main = texts.main[0].empty() ? texts.main[1] : texts.main[0];
+            captionTexts.main = texts.Main();
             captionTexts.color = texts.color;
             for (std::size_t i = 0; i < texts.lines.size(); ++i) {
                 if ((mask >> i & 1) != 0) {
@@ -222,7 +237,10 @@ bool ChannelPicture::Impl::DrawInto(QImage& image, const Look& now) {
         return false;
     }
     FillAround(out, now.drawRect, kBlack);
-    if (now.eventBlink && now.eventHighlight) {
+    if (now.still) {
+        GreyOut(out);
+    }
+    if (now.HasEventFrame()) {
         const int thick = now.viewWidth / kEventFramePart;
         FillAround(out, {thick, thick, now.viewWidth - thick, now.viewHeight - thick}, kEventFrame);
     }
@@ -267,10 +285,17 @@ void ChannelPicture::SetBitmapInfo(const BITMAPINFOHEADER& info) {
     m_impl->SetLine(SubString::Stream, FormatText("Stream: %d x %d", info.biWidth, info.biHeight));
 }
 
-std::unique_ptr<CVideoBmpFrame> ChannelPicture::Show(std::unique_ptr<CVideoBmpFrame> frame) {
+std::unique_ptr<CVideoBmpFrame> ChannelPicture::Show(std::unique_ptr<CVideoBmpFrame> frame,
+                                                     std::uint64_t nowMs) {
     const std::lock_guard lock(m_impl->csFrame);
     m_impl->curFrame.swap(frame);
     m_impl->hasFrame = m_impl->curFrame != nullptr;
+    const std::lock_guard state(m_impl->csState);
+    m_impl->shownAt = nowMs;
+    m_impl->stillSeconds = 0;
+    if (std::exchange(m_impl->look.still, false)) {
+        ++m_impl->age;
+    }
     return frame;
 }
 
@@ -305,6 +330,34 @@ void ChannelPicture::ReleaseComposed() {
 
 bool ChannelPicture::HasPicture() const {
     return m_impl->hasFrame;
+}
+
+std::uint64_t ChannelPicture::PictureAgeMs(std::uint64_t nowMs) const {
+    const std::lock_guard lock(m_impl->csState);
+    return !m_impl->hasFrame ? ~std::uint64_t{0} : nowMs - std::min(nowMs, m_impl->shownAt);
+}
+
+void ChannelPicture::UpdateStill(std::uint64_t nowMs, std::uint64_t sinceMs) {
+    {
+        const std::lock_guard lock(m_impl->csState);
+        const std::uint64_t wanted = std::max(m_impl->shownAt, sinceMs);
+        const bool bStill = m_impl->hasFrame && nowMs >= wanted + kStillMs;
+        const int seconds =
+            bStill ? static_cast<int>(std::min<std::uint64_t>((nowMs - m_impl->shownAt) / 1000, INT_MAX)) : 0;
+        if (seconds == m_impl->stillSeconds) {
+            return;
+        }
+        m_impl->stillSeconds = seconds;
+        if (std::exchange(m_impl->look.still, bStill) != bStill) {
+            ++m_impl->age;
+        }
+    }
+    m_impl->Notify();
+}
+
+int ChannelPicture::GetStillSeconds() const {
+    const std::lock_guard lock(m_impl->csState);
+    return m_impl->hasFrame ? m_impl->stillSeconds : 0;
 }
 
 BITMAPINFOHEADER ChannelPicture::GetBitmapInfo() const {
@@ -351,22 +404,22 @@ void ChannelPicture::SetMainOsdCameraString(const std::string& osd, bool bAutoCl
     Trace("CBaseCamera::SetMainOsdCameraString: m_uCHInMainDlg=%u, lpszOsd=%s, bAutoClean=%u...\n",
           m_impl->channel.load(), osd.c_str(), bAutoClean ? 1u : 0u);
     m_impl->Change([&] {
-        m_impl->texts.autoClean = bAutoClean;
-        return m_impl->SetText(m_impl->texts.main[1], osd);
+        Texts& texts = m_impl->texts;
+        if (!bAutoClean) {
+            return m_impl->SetText(texts.forAWhile, osd);
+        }
+        const bool bUncovered = m_impl->SetText(texts.forAWhile, std::string());
+        return m_impl->SetText(texts.main[1], osd) || bUncovered;
     });
 }
 
 void ChannelPicture::AutoCleanCaption() {
-    m_impl->Change([&] {
-        Texts& texts = m_impl->texts;
-        return std::exchange(texts.autoClean, false) && m_impl->SetText(texts.main[1], std::string());
-    });
+    m_impl->Change([&] { return m_impl->SetText(m_impl->texts.main[1], std::string()); });
 }
 
 std::string ChannelPicture::GetMainCaption() const {
     const std::lock_guard lock(m_impl->csState);
-    const Texts& texts = m_impl->texts;
-    return texts.main[0].empty() ? texts.main[1] : texts.main[0];
+    return m_impl->texts.Main();
 }
 
 void ChannelPicture::SetSubString(SubString line, const std::string& text) {
@@ -436,8 +489,20 @@ bool ChannelPicture::IsDeinterlace() const {
     return m_impl->look.deinterlace;
 }
 
-void ChannelPicture::SetEventHighlight(bool on) {
-    m_impl->Set(m_impl->look.eventHighlight, on);
+void ChannelPicture::StartEventHighlight(int kind) {
+    m_impl->Change([&] {
+        m_impl->look.eventKind = kind;
+        return !std::exchange(m_impl->look.eventHighlight, true);
+    });
+}
+
+void ChannelPicture::EndEventHighlight() {
+    m_impl->Set(m_impl->look.eventHighlight, false);
+}
+
+int ChannelPicture::GetEventKind() const {
+    const std::lock_guard lock(m_impl->csState);
+    return m_impl->look.eventKind;
 }
 
 bool ChannelPicture::IsEventHighlight() const {
@@ -564,6 +629,16 @@ void InDevicePixels(QPainter& painter, const Draw& draw) {
     painter.restore();
 }
 
+// The frame of an event that is all there is to see of it yet.
+void PaintEventFrame(QPainter& painter, const Look& look) {
+    const QRect view(0, 0, look.viewWidth, look.viewHeight);
+    const int thick = look.viewWidth / kEventFramePart;
+    const QRegion frame = QRegion(view) - QRegion(view.adjusted(thick, thick, -thick, -thick));
+    for (const QRect& side : frame) {
+        painter.fillRect(side, QColor::fromRgb(kEventFrame));
+    }
+}
+
 void DrawComposed(QPainter& painter, const QImage& image, int width, int height) {
     InDevicePixels(painter, [&](double ratio) {
         const QSize size(qRound(width * ratio), qRound(height * ratio));
@@ -605,9 +680,14 @@ bool ChannelPicture::Paint(QPainter& painter, int width, int height) {
         return false;
     }
     std::uint64_t lookAge = 0;
-    impl.UpdateLook(lookAge);
+    const Look now = impl.UpdateLook(lookAge);
     painter.fillRect(0, 0, width, height, QColor::fromRgb(kGround));
-    InDevicePixels(painter, [&](double) { impl.captions.Paint(painter); });
+    InDevicePixels(painter, [&](double) {
+        if (now.HasEventFrame()) {
+            PaintEventFrame(painter, now);
+        }
+        impl.captions.Paint(painter);
+    });
     return true;
 }
 

@@ -34,6 +34,7 @@ enum class SubString {
 };
 inline constexpr int kSubStringCount = 12;
 inline constexpr std::uint32_t kDefaultOsdColor = 0x004891E5;  // red in the low byte
+inline constexpr std::uint64_t kStillMs = 5000;                // a picture this old stands still
 
 enum class SnapshotResult {
     Refused,  // nothing to save, or no place to save it
@@ -54,8 +55,9 @@ public:
     // updates "Stream: %d x %d". The picture on show stays until the next one comes, so that a change of
     // the stream leaves no black cell.
     void SetBitmapInfo(const BITMAPINFOHEADER& info);
-    // A finished picture takes the screen. Gives the one before it back for recycling.
-    std::unique_ptr<CVideoBmpFrame> Show(std::unique_ptr<CVideoBmpFrame> frame);
+    // A finished picture takes the screen, at this time of the caller's clock. Gives the one before it back
+    // for recycling.
+    std::unique_ptr<CVideoBmpFrame> Show(std::unique_ptr<CVideoBmpFrame> frame, std::uint64_t nowMs = 0);
     // Composes the picture on show into the back image and publishes it, if there is a view, then calls
     // the repaint callback.
     void Compose();
@@ -65,6 +67,13 @@ public:
     std::unique_ptr<CVideoBmpFrame> ReleasePicture();
     void ReleaseComposed();
     bool HasPicture() const;
+    // How old the picture on show is; the greatest number without one.
+    std::uint64_t PictureAgeMs(std::uint64_t nowMs) const;
+    // Greys a picture that has been on show for kStillMs although the stream has been wanted since `sinceMs`,
+    // until the next picture.
+    void UpdateStill(std::uint64_t nowMs, std::uint64_t sinceMs);
+    // For how many seconds no picture has come; 0 while they come.
+    int GetStillSeconds() const;
     BITMAPINFOHEADER GetBitmapInfo() const;
     // The view's size in device pixels; 0 x 0 without a view.
     void SetViewSize(int cx, int cy);
@@ -76,8 +85,9 @@ public:
     // The channel that the trace tells of.
     void SetCHInMainDlg(std::uint32_t n);
     void SetMainOsdKelvaraString(const std::string& osd);
+    // With bAutoClean the camera's standing caption, which the next picture clears. Without it a text for a
+    // while, which covers the standing one until an empty text takes it away.
     void SetMainOsdCameraString(const std::string& osd, bool bAutoClean);
-    // Clears the camera caption if it was set with bAutoClean.
     void AutoCleanCaption();
     std::string GetMainCaption() const;
     void SetSubString(SubString line, const std::string& text);
@@ -91,9 +101,11 @@ public:
     DisplayMode GetDisplayMode() const;
     void SetDeinterlace(bool on);
     bool IsDeinterlace() const;
-    // The frame of an event is drawn while both are on.
-    void SetEventHighlight(bool on);
+    // The frame of an event is drawn while both are on. The kind is that of the event that began last.
+    void StartEventHighlight(int kind);
+    void EndEventHighlight();
     bool IsEventHighlight() const;
+    int GetEventKind() const;
     void SetEventBlinkState(bool on);
     PixelRect GetDrawRect() const;
     // The part of the picture that is shown; empty means the whole.

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "channel/base_camera.h"
+#include "channel/captions.h"
 #include "channel/channel_messages.h"
 #include "persist/string_table.h"
 #include "platform/text.h"
@@ -25,6 +26,13 @@ constexpr std::uint32_t kStrDigitalZoom = 2603;
 constexpr std::uint32_t kStrNoPermission = 4009;
 constexpr std::uint32_t kStrNoSettings = 4010;
 constexpr std::uint32_t kStrConnecting = 57411;
+constexpr std::uint32_t kStrStill = 6813;
+
+std::string StillText(int seconds) {
+    QString text = QString::fromStdString(LoadString(kStrStill));
+    text.replace(QLatin1String("%d"), QString::number(seconds));
+    return text.toStdString();
+}
 
 }  // namespace
 
@@ -49,6 +57,11 @@ void CChannelView::SetCamera(const std::shared_ptr<CBaseCamera>& pCamera) {
     const bool bChanged = previous != pCamera;
     if (bChanged && previous && IsShownHere(*previous)) {
         previous->SetViewWnd({}, nullptr);
+        if (IsTimerSet(kTimerMessage)) {
+            // What is told for a while is told in the view that it was told to.
+            KillTimer(kTimerMessage);
+            previous->Picture().SetMainOsdCameraString({}, false);
+        }
     }
     m_pCamera = pCamera;
     if (pCamera) {
@@ -250,6 +263,9 @@ void CChannelView::paintEvent(QPaintEvent*) {
     }
     if (!camera->Picture().Paint(painter, width(), height())) {
         m_repaint->Request();
+    }
+    if (const int seconds = camera->Picture().GetStillSeconds()) {
+        PaintNotice(painter, rect(), StillText(seconds));
     }
 }
 

@@ -42,6 +42,18 @@ void FillAround(const PixelImage& image, const PixelRect& inner, std::uint32_t r
     FillRect(image, {inner.left, inner.bottom, inner.right, image.height}, rgb);
 }
 
+void GreyOut(const PixelImage& image) {
+    for (int y = 0; y < image.height; ++y) {
+        std::uint32_t* const row = RowOf(image, y);
+        for (int x = 0; x < image.width; ++x) {
+            const std::uint32_t pixel = row[x];
+            const std::uint32_t light =
+                ((pixel >> 16 & 0xFF) * 77 + (pixel >> 8 & 0xFF) * 151 + (pixel & 0xFF) * 28) >> 9;
+            row[x] = Rgb(light, light, light);
+        }
+    }
+}
+
 void BlendOver(const PixelImage& image, int x, int y, const PixelImage& sprite) {
     const int left = std::max(x, 0);
     const int right = std::min(x + sprite.width, image.width);

@@ -24,6 +24,8 @@ constexpr std::uint32_t Rgb(std::uint32_t red, std::uint32_t green, std::uint32_
 void FillRect(const PixelImage& image, const PixelRect& rect, std::uint32_t rgb);
 // Fills what the image has outside of `inner`.
 void FillAround(const PixelImage& image, const PixelRect& inner, std::uint32_t rgb);
+// Takes the colours away and half of the light.
+void GreyOut(const PixelImage& image);
 // Lays premultiplied pixels with an alpha over the image at x, y.
 void BlendOver(const PixelImage& image, int x, int y, const PixelImage& sprite);
 

@@ -1,13 +1,17 @@
 #include "channel/video_wnd.h"
 
+#include <QtCore/QStringList>
 #include <QtGui/QFontMetrics>
+#include <QtGui/QHelpEvent>
 #include <QtGui/QPainter>
 #include <QtWidgets/QApplication>
+#include <QtWidgets/QToolTip>
 #include <algorithm>
 #include <iterator>
 #include <utility>
 
 #include "channel/base_camera.h"
+#include "channel/cam_command.h"
 #include "channel/captions.h"
 #include "channel/channel_messages.h"
 #include "channel/channel_view.h"
@@ -15,6 +19,7 @@
 #include "channel/ptz_cursor.h"
 #include "persist/string_table.h"
 #include "skin/input_messages.h"
+#include "skin/plain_text.h"
 
 namespace kvmon {
 
@@ -25,7 +30,6 @@ constexpr int kDefaultHeight = 480;
 
 constexpr QRgb kGround = qRgb(155, 154, 159);
 constexpr QRgb kActiveFrame = qRgb(229, 145, 72);
-constexpr QRgb kInactiveFrame = qRgb(81, 79, 84);
 constexpr QRgb kActiveText = qRgb(255, 255, 255);
 constexpr QRgb kInactiveText = qRgb(172, 172, 176);
 constexpr int kCornerRadius = 2;
@@ -48,18 +52,18 @@ constexpr std::uint32_t kTimerPresetSet = 87;
 constexpr std::uint32_t kTimerReread = 96;
 constexpr std::uint32_t kTimerNotify = 97;
 constexpr int kFingerMs = 500;
+constexpr std::uint32_t kTimerStill = 101;  // of our own: do pictures come?
 constexpr int kPressedMs = 500;
 constexpr int kBlinkMs = 1000;
 constexpr int kRereadMs = 7000;
 constexpr int kNotifyMs = 30000;
+constexpr int kStillLookMs = 500;
 
 constexpr std::uint32_t kCmdReadPresets = 1983;
 constexpr std::uint32_t kZoomLineBit = 1u << static_cast<unsigned>(SubString::DigitalZoom);
 constexpr WParam kLeftHeld = 1;
 constexpr std::uint32_t kMsgNotify = 1025;
-
-// Status words whose rise starts the event highlight: the third and the last four.
-constexpr std::size_t kFirstEventFlag = 2;
+constexpr std::uint32_t kStrStandsStill = 6815;
 
 // What the cell does with a message beside passing it on.
 struct InputRule {
@@ -122,9 +126,16 @@ void CVideoWnd::SetCamera(const std::shared_ptr<CBaseCamera>& pCamera) {
         previous->SetVideoWnd({});
     }
     m_pCamera = pCamera;
-    m_knownFlags = pCamera ? pCamera->GetStatusFlags() : std::array<std::uint32_t, 7>{};
     m_bDragging = false;
-    setAccessibleName(pCamera ? QString::fromStdString(pCamera->GetCameraName()) : QString());
+    if (pCamera) {
+        SetTimer(kTimerStill, kStillLookMs);
+    } else {
+        KillTimer(kTimerStill);
+    }
+    Describe();
+    if (m_bActive) {
+        m_hOwner.Post(WM_COMMAND, kCmdRefreshControls, 0);
+    }
     RefreshCursor();
     update();
 }
@@ -201,6 +212,8 @@ CellState CVideoWnd::GetState() const {
         state.bDigitalZoom = camera->IsDigitalZoom();
         state.bSound = camera->IsSupportAudio();
         state.bSoundOpen = camera->HasAudioRight();
+        state.bTold = camera->IsStatusTold() && camera->IsCameraUsable();
+        state.bManual = camera->IsManualRecording();
         state.flags = camera->GetStatusFlags();
     }
     return state;
@@ -227,11 +240,15 @@ void CVideoWnd::PaintBorder(QPainter& painter) const {
     painter.restore();
 }
 
+std::vector<PlacedIcon> CVideoWnd::Icons() const {
+    return PlaceIcons(GetState(), width() - kCaptionLeft, kCaptionLeft);
+}
+
 // Gives the width that the icons take.
 int CVideoWnd::PaintIcon(QPainter& painter) const {
     const int right = width() - kCaptionLeft;
     int left = right;
-    for (const PlacedIcon& icon : PlaceIcons(GetState(), right)) {
+    for (const PlacedIcon& icon : Icons()) {
         DrawCellIcon(painter, icon.icon, QRectF(icon.x, kIconTop, icon.width, kIconHeight), m_bActive);
         left = icon.x;
     }
@@ -266,20 +283,54 @@ void CVideoWnd::resizeEvent(QResizeEvent*) {
 
 // --- status
 
-// A status word that has risen since the last look starts the highlight.
-void CVideoWnd::NoteStatus() {
+// The strip in words, for those who cannot see it.
+void CVideoWnd::Describe() {
     const auto camera = GetCamera();
-    if (!camera) {
-        return;
-    }
-    const auto flags = camera->GetStatusFlags();
-    for (std::size_t i = kFirstEventFlag; i < flags.size(); ++i) {
-        if (flags[i] != 0 && m_knownFlags[i] == 0) {
-            camera->Picture().SetEventHighlight(true);
+    setAccessibleName(camera ? QString::fromStdString(camera->GetCameraName()) : QString());
+    QStringList words;
+    if (camera) {
+        for (const PlacedIcon& icon : PlaceIcons(GetState(), 0)) {
+            words.append(CellIconText(icon.icon));
+        }
+        if (camera->Picture().GetStillSeconds() > 0) {
+            words.append(QString::fromStdString(LoadString(kStrStandsStill)));
         }
     }
-    m_knownFlags = flags;
-    setAccessibleName(QString::fromStdString(camera->GetCameraName()));
+    setAccessibleDescription(words.join(QLatin1String(", ")));
+}
+
+// Names the icon below the pointer; beside the icons the channel, and what its highlight is about.
+void CVideoWnd::ShowTip(const QPoint& point, const QPoint& screen) {
+    const auto camera = GetCamera();
+    if (!camera || point.y() >= kCellMargin + kCellTitleHeight) {
+        QToolTip::hideText();
+        return;
+    }
+    QString text = QString::fromStdString(DisplayLine(camera->GetCameraName()));
+    QRect place(0, 0, width(), kCellMargin + kCellTitleHeight);
+    if (camera->Picture().IsEventHighlight()) {
+        if (const auto flag = FlagOfEventKind(camera->Picture().GetEventKind())) {
+            text += QLatin1Char('\n') + CellIconText(IconOfFlag(*flag));
+        }
+    }
+    for (const PlacedIcon& icon : Icons()) {
+        if (point.x() >= icon.x && point.x() < icon.x + icon.width) {
+            text = CellIconText(icon.icon);
+            place.setLeft(icon.x);
+            place.setWidth(icon.width);
+        }
+    }
+    QToolTip::showText(screen, MarkupOf(text.toStdString()), this, place);
+}
+
+void CVideoWnd::OnStillTimer() {
+    if (const auto camera = GetCamera()) {
+        camera->UpdateStill();
+        const bool bStill = camera->Picture().GetStillSeconds() > 0;
+        if (std::exchange(m_bToldStill, bStill) != bStill) {
+            Describe();
+        }
+    }
 }
 
 // True if the press went to a highlight that the user could see.
@@ -288,7 +339,7 @@ bool CVideoWnd::ClearHighlight() {
     if (!camera || !camera->Picture().IsEventHighlight()) {
         return false;
     }
-    camera->Picture().SetEventHighlight(false);
+    camera->Picture().EndEventHighlight();
     return m_bEventBlink;
 }
 
@@ -300,7 +351,7 @@ LParam CVideoWnd::OnMessage(std::uint32_t message, WParam wParam, LParam lParam)
             if (const auto camera = GetCamera()) {
                 camera->StartAudioThread(false);
             }
-            NoteStatus();
+            Describe();
             RefreshFeatures();
             m_hOwner.Post(WM_COMMAND, kCmdRefreshControls, 0);
             return 0;
@@ -309,6 +360,10 @@ LParam CVideoWnd::OnMessage(std::uint32_t message, WParam wParam, LParam lParam)
             if (wParam == kPtzDone) {
                 OnEndStop(lParam);
             }
+            return 0;
+        case kMsgManualRecording:
+            m_hOwner.Post(kMsgManualRecording, wParam == static_cast<WParam>(RecordingResult::Done) ? 1 : 0,
+                          m_uIdx);
             return 0;
         case WM_TIMER:
             OnTimer(static_cast<std::uint32_t>(wParam));
@@ -323,6 +378,11 @@ LParam CVideoWnd::OnMessage(std::uint32_t message, WParam wParam, LParam lParam)
 }
 
 bool CVideoWnd::event(QEvent* event) {
+    if (event->type() == QEvent::ToolTip) {
+        const auto& help = static_cast<const QHelpEvent&>(*event);
+        ShowTip(help.pos(), help.globalPos());
+        return true;
+    }
     const auto input = ToInputMessage(*event);
     if (!input) {
         return WindowBase::event(event);
@@ -616,10 +676,13 @@ void CVideoWnd::RefreshCamera(std::uint32_t command) {
 }
 
 void CVideoWnd::OnTimer(std::uint32_t id) {
-    if (id != kTimerBlink) {
+    if (id != kTimerBlink && id != kTimerStill) {
         KillTimer(id);
     }
     switch (id) {
+        case kTimerStill:
+            OnStillTimer();
+            break;
         case kTimerBlink:
             ++m_nBlinkCount;
             if (const auto camera = GetCamera()) {

@@ -4,9 +4,9 @@
 #include <QtCore/QPointer>
 #include <QtCore/QRect>
 #include <QtCore/QSize>
-#include <array>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "channel/cell_icons.h"
 #include "channel/cell_press.h"
@@ -23,6 +23,7 @@ struct InputMessage;
 inline constexpr int kCellMargin = 2;
 inline constexpr int kCellTitleHeight = 21;
 inline constexpr int kZoomLevelsOfNotch = 5;  // of the wheel, some 10 %
+inline constexpr std::uint32_t kInactiveFrame = 0xff514f54;
 
 // User interface thread only. A right click, and nothing else of the mouse, asks the parent for the menu:
 // WM_CONTEXTMENU with the point on the screen.
@@ -33,7 +34,8 @@ public:
 
     void SetIdx(std::uint32_t uIdx);
     std::uint32_t GetIdx() const { return m_uIdx; }
-    // Is told to refresh its buttons (WM_COMMAND 1757).
+    // Is told to refresh its buttons (WM_COMMAND 1757), and whether a recording command
+    // was accepted (11406: wParam 1 if so, lParam the index).
     void SetOwner(WindowHandle hOwner) { m_hOwner = std::move(hOwner); }
     // Gets the forwarded mouse and key messages, at once; the point is one of the window that was hit.
     void SetParentWnd(WindowBase* pParentWnd);
@@ -78,8 +80,11 @@ private:
     void PaintBorder(QPainter& painter) const;
     int PaintIcon(QPainter& painter) const;
     void PaintCaptionText(QPainter& painter, int iconsWidth) const;
+    std::vector<PlacedIcon> Icons() const;
+    void ShowTip(const QPoint& point, const QPoint& screen);
+    void Describe();
     void RepaintStrip();
-    void NoteStatus();
+    void OnStillTimer();
     void RefreshCamera(std::uint32_t command);
     bool ClearHighlight();
     bool OnInput(const InputMessage& message, bool bInView);
@@ -102,6 +107,7 @@ private:
     WindowHandle m_hNotifyDlg;
     bool m_bActive = false;
     bool m_bEventBlink = false;
+    bool m_bToldStill = false;
     std::uint32_t m_nBlinkCount = 0;
     std::uint32_t m_nPtzCommand = 0;
     std::uint32_t m_uIdx = 0xFFFFFFFF;
@@ -111,7 +117,6 @@ private:
     bool m_bDragging = false;     // the picture, by the left button
     bool m_bMenuPress = false;    // the right button is down and opens the menu
     WheelNotches m_wheel{kZoomLevelsOfNotch};
-    std::array<std::uint32_t, 7> m_knownFlags{};
 };
 
 }  // namespace kvmon

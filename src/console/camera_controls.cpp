@@ -1,7 +1,5 @@
 #include "console/camera_controls.h"
 
-#include <utility>
-
 #include "channel/base_camera.h"
 #include "channel/ptz_request.h"
 #include "channel/video_wnd.h"
@@ -21,8 +19,10 @@ namespace {
 constexpr int kRecordingWaitMs = 3000;
 constexpr std::uint32_t kFirstPresetText = 3544;
 
-// The status word that says that the recorder writes the channel by hand.
-constexpr std::size_t kRecordingFlag = 0;
+// As the recorder tells it: not every one tells recordings by hand apart.
+bool IsRecording(const CBaseCamera& camera) {
+    return Has(camera.GetStatusFlags(), StatusFlag::Recording) || camera.IsManualRecording();
+}
 
 bool HasCameraPage(const CKelvaraInfo& server, int slot) {
     CameraSettings settings;
@@ -53,7 +53,8 @@ ActiveCameraFacts CameraControls::Facts() const {
     facts.bCanTalk = camera->CanTalk();
     facts.bSnapshotRight = camera->HasMonitorRight();
     facts.bRecordRight = server != nullptr && server->GetStatus(entry.camera, kStatusControlRight) != 0;
-    facts.bRecording = camera->GetStatusFlags()[kRecordingFlag] != 0;
+    const RecordingOrder* const order = OrderFor(camera);
+    facts.bRecording = order != nullptr ? order->bOn : IsRecording(*camera);
     facts.bMonitorable = camera->IsCameraUsable() && cameras.IsConfigured(channel);
     facts.bHomePage = server != nullptr && HasCameraPage(*server, entry.camera);
     return facts;
@@ -63,24 +64,46 @@ void CameraControls::Refresh() {
     ShowCameraControls(Facts(), m_dlg.Controls());
 }
 
-void CameraControls::NoteRecordPress() {
-    m_wantsRecording = m_dlg.Controls().IsPressed(kCtlRecord);
+const CameraControls::RecordingOrder* CameraControls::OrderFor(
+    const std::shared_ptr<CBaseCamera>& camera) const {
+    return m_order && camera && m_order->camera.lock() == camera ? &*m_order : nullptr;
 }
 
+// The press has turned the button's look, which says nothing: the recorder's word counts, and before that an
+// order which it has accepted.
 void CameraControls::OnBtnManualRecording() {
-    const bool bOn = std::exchange(m_wantsRecording, {}).value_or(m_dlg.Controls().IsPressed(kCtlRecord));
     const auto camera = m_dlg.View().Cells().GetActiveCamera();
     if (!camera) {
+        Refresh();
         return;
     }
-    camera->AddCamCmd(kCmdManualRecording, bOn ? 1 : 0);
+    const RecordingOrder* const order = OrderFor(camera);
+    const bool bRecords = order != nullptr && order->bAccepted ? order->bOn : IsRecording(*camera);
+    m_order = RecordingOrder{camera, !bRecords, false};
+    camera->AddCamCmd(kCmdManualRecording, bRecords ? 0 : 1);
+    Refresh();
     m_dlg.Busy().SetBusy(true);
     m_dlg.SetTimer(kTimerManualRecording, kRecordingWaitMs);
     m_dlg.RefreshCursor();
 }
 
+void CameraControls::OnRecordingResult(bool bAccepted, int cell) {
+    const CVideoWnd* const window = m_dlg.View().Cells().Get(cell);
+    if (window == nullptr || OrderFor(window->GetCamera()) == nullptr) {
+        return;
+    }
+    if (bAccepted) {
+        m_order->bAccepted = true;
+        return;
+    }
+    m_order.reset();
+    Refresh();
+}
+
 void CameraControls::OnRecordingWaitEnd() {
     m_dlg.KillTimer(kTimerManualRecording);
+    m_order.reset();
+    Refresh();
     m_dlg.Busy().SetBusy(false);
     m_dlg.RefreshCursor();
     Trace("End of IDT_EVENT_MANUALRECOREADING_WAITTING...\n");

@@ -1,6 +1,7 @@
 // The panel's controls for the active camera, but for its head: what is shown, recording, tool tips.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -8,6 +9,7 @@
 
 namespace kvmon {
 
+class CBaseCamera;
 class CMainDlg;
 
 // User interface thread only.
@@ -17,11 +19,11 @@ public:
 
     // Command 1757.
     void Refresh();
-    // Button 1751 was pressed; its check may change again before its command comes.
-    void NoteRecordPress();
-    // Command 1751: the recorder is told to begin or to end recording the active camera.
+    // Command 1751: the recorder is told to begin recording the active camera, or to end that if it records.
     void OnBtnManualRecording();
-    // Timer 1007.
+    // What the recorder said to the order for the camera of this cell, message 11406.
+    void OnRecordingResult(bool bAccepted, int cell);
+    // Timer 1007: the button follows the recorder's word again.
     void OnRecordingWaitEnd();
     // Command 1953: the active camera's presets as a menu.
     void OnBtnPresetMenu();
@@ -29,11 +31,19 @@ public:
     std::string TipText(int id, const std::string& text) const;
 
 private:
+    // An order that the recorder may not have followed yet.
+    struct RecordingOrder {
+        std::weak_ptr<CBaseCamera> camera;
+        bool bOn = false;
+        bool bAccepted = false;
+    };
+
     ActiveCameraFacts Facts() const;
+    const RecordingOrder* OrderFor(const std::shared_ptr<CBaseCamera>& camera) const;
     std::string PresetName(int id) const;
 
     CMainDlg& m_dlg;
-    std::optional<bool> m_wantsRecording;
+    std::optional<RecordingOrder> m_order;
 };
 
 }  // namespace kvmon

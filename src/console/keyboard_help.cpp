@@ -1,5 +1,7 @@
-// The window that tells the keys.
+// The window that tells the keys and the signs in the cells.
 #include <QtCore/QPointer>
+#include <QtGui/QPainter>
+#include <QtGui/QPixmap>
 #include <QtWidgets/QDialog>
 #include <QtWidgets/QDialogButtonBox>
 #include <QtWidgets/QGridLayout>
@@ -7,6 +9,8 @@
 #include <algorithm>
 #include <vector>
 
+#include "channel/cell_icons.h"
+#include "channel/video_wnd.h"
 #include "console/console_keys.h"
 #include "console/main_dlg.h"
 #include "console/message_box.h"
@@ -18,6 +22,9 @@ namespace kvmon {
 namespace {
 
 constexpr int kColumns = 3;
+constexpr int kSignColumns = 4;
+constexpr int kSignGap = 7;
+constexpr std::uint32_t kStrSigns = 6800;
 
 struct Line {
     int command;
@@ -61,6 +68,48 @@ QLabel* PlainLabel(const QString& text, QWidget* parent) {
     return label;
 }
 
+// As it stands in a cell's strip, on the strip's own ground.
+QLabel* SignLabel(CellIcon icon, QWidget* parent) {
+    const QSize size(30, kIconHeight);
+    const double ratio = parent->devicePixelRatioF();
+    QPixmap picture(size * ratio);
+    picture.setDevicePixelRatio(ratio);
+    picture.fill(Qt::transparent);
+    QPainter painter(&picture);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(QColor(kInactiveFrame));
+    painter.drawRoundedRect(QRect(QPoint(0, 0), size), 3, 3);
+    DrawCellIcon(painter, icon, QRectF(QPointF(0, 0), size), false);
+    auto* const label = new QLabel(parent);
+    label->setPixmap(picture);
+    label->setFixedSize(size);
+    label->setAccessibleName(CellIconText(icon));
+    return label;
+}
+
+QLayout* Legend(QWidget* parent) {
+    auto* const grid = new QGridLayout;
+    grid->setVerticalSpacing(3);
+    grid->setHorizontalSpacing(kSignGap);
+    QLabel* const head = PlainLabel(QString::fromStdString(LoadString(kStrSigns)), parent);
+    QFont bold = head->font();
+    bold.setBold(true);
+    head->setFont(bold);
+    grid->addWidget(head, 0, 0, 1, 2 * kSignColumns);
+    const auto icons = AllCellIcons();
+    const int rows = (static_cast<int>(icons.size()) + kSignColumns - 1) / kSignColumns;
+    for (int i = 0; i < static_cast<int>(icons.size()); ++i) {
+        const CellIcon icon = icons[static_cast<std::size_t>(i)];
+        grid->addWidget(SignLabel(icon, parent), 1 + i % rows, i / rows * 2);
+        grid->addWidget(PlainLabel(CellIconText(icon), parent), 1 + i % rows, i / rows * 2 + 1);
+    }
+    for (int column = 0; column < kSignColumns; ++column) {
+        grid->setColumnStretch(2 * column + 1, 1);
+    }
+    return grid;
+}
+
 }  // namespace
 
 void OpenKeyboardHelp(CMainDlg& dlg) {
@@ -96,7 +145,9 @@ void OpenKeyboardHelp(CMainDlg& dlg) {
     auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Close, window);
     QObject::connect(buttons, &QDialogButtonBox::rejected, window, &QDialog::reject);
     QObject::connect(window, &QDialog::finished, window, [window] { GiveKeyboardBack(*window); });
-    grid->addWidget(buttons, rows, 0, 1, 3 * kColumns);
+    grid->setRowMinimumHeight(rows, 6);
+    grid->addLayout(Legend(window), rows + 1, 0, 1, 3 * kColumns);
+    grid->addWidget(buttons, rows + 2, 0, 1, 3 * kColumns);
     window->show();
     window->activateWindow();
 }

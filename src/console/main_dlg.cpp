@@ -96,16 +96,13 @@ void CMainDlg::ShowControl(int id, const ConsoleControls::State& state) {
 }
 
 // A click has turned the checks on the screen: the states follow.
-int CMainDlg::OnSkinODButtonNotify(int nId, int, LParam) {
+int CMainDlg::OnSkinODButtonNotify(int, int, LParam) {
     for (const auto table : {ControlTable(), ToolTable()}) {
         for (const SkinControlRow& row : table) {
             if (const auto* const button = dynamic_cast<CXSkinODButton*>(GetDlgItem(row.id))) {
                 m_controls.SetPressed(row.id, button->GetCheck() == BST_CHECKED);
             }
         }
-    }
-    if (nId == kCtlRecord) {
-        m_cameraControls.NoteRecordPress();
     }
     return 1;
 }
@@ -162,9 +159,6 @@ void CMainDlg::OnBtnLogout() {
 
 void CMainDlg::PressButton(int id) {
     m_controls.SetPressed(id, !m_controls.IsPressed(id));
-    if (id == kCtlRecord) {
-        m_cameraControls.NoteRecordPress();
-    }
     PostMessage(WM_COMMAND, static_cast<WParam>(id), 0);
 }
 
@@ -336,6 +330,9 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
             break;
         case kMsgEndStop:
             m_ptz.OnFinished();
+            break;
+        case kMsgManualRecording:
+            m_cameraControls.OnRecordingResult(wParam == 1, static_cast<int>(lParam));
             break;
         case kMsgOpenHelp:
             m_help.Open(m_strHelpURL, lParam >= 0 && lParam < 12 ? static_cast<int>(lParam) : -1);

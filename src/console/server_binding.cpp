@@ -266,10 +266,11 @@ void ServerBinding::CopyStatus(int server) {
         }
         camera->SetPtzEnabled(info->GetStatus(slot, kStatusControlRight) != 0);
         const auto word = [&](std::uint32_t mask) { return info->GetStatus(slot, mask); };
-        const bool bChanged = camera->SetStatusFlags(
-            {word(kStatusFirst), word(kStatusSecond), word(kStatusThird), word(kStatusFourth),
-             word(kStatusFifth), word(kStatusSixth), word(kStatusSeventh)});
-        if (bChanged) {
+        const bool bManual = camera->SetManualRecording(word(kStatusManual) != 0);
+        const bool bFlags = camera->SetStatusFlags(
+            {word(kStatusConnected), word(kStatusRecording), word(kStatusEvent), word(kStatusMotion),
+             word(kStatusSignalLoss), word(kStatusInput), word(kStatusAlarm)});
+        if (bManual || bFlags) {
             camera->GetVideoWnd().Post(kMsgCaptionRefresh, 0, 0);
         }
     }
@@ -291,6 +292,9 @@ void ServerBinding::OnGetVSInfoFailed(std::uint32_t code, int server) {
         for (int slot = 0; slot < info->GetCameraCount(); ++slot) {
             if (const auto camera = GetServerCamera(server, slot)) {
                 camera->Picture().SetMainOsdKelvaraString(LoadString(57397));
+                if (camera->ForgetStatus()) {
+                    camera->GetVideoWnd().Post(kMsgCaptionRefresh, 0, 0);
+                }
             }
         }
     }

@@ -17,7 +17,7 @@ namespace kvmon {
 
 namespace {
 
-constexpr std::uint64_t kLiveMs = 5000;  // a channel without a new picture for longer stands still
+constexpr QRgb kDotNotAllLive = palette::kFocus;
 constexpr int kTextHeight = 13;
 constexpr int kDot = 8;
 constexpr int kTextLeft = 16;
@@ -116,29 +116,16 @@ LinkReport StatusLine::Report(const CKelvaraInfo& server) {
     return report;
 }
 
-bool StatusLine::IsLive(const CBaseCamera& camera, std::map<const CBaseCamera*, Progress>& seen) const {
-    const std::uint64_t now = SystemClock().TickMs();
-    const std::uint64_t pictures = camera.GetStatistics().shown;
-    const auto before = m_progress.find(&camera);
-    const Progress progress = before != m_progress.end() && before->second.pictures == pictures
-                                  ? before->second
-                                  : Progress{pictures, now};
-    seen[&camera] = progress;
-    return camera.IsStreamRunning() && pictures > 0 && now - progress.changedAt <= kLiveMs;
-}
-
 void StatusLine::CountChannels(int* live, int* shown) {
-    std::map<const CBaseCamera*, Progress> seen;
     CellPool& cells = m_dlg.View().Cells();
     for (int n = 0; n < cells.GetCount(); ++n) {
         const CVideoWnd* const window = cells.Get(n);
         const auto camera = window != nullptr && !window->isHidden() ? window->GetCamera() : nullptr;
         if (camera && camera->IsCameraUsable()) {
             *shown += 1;
-            *live += IsLive(*camera, seen) ? 1 : 0;
+            *live += camera->IsLive() ? 1 : 0;
         }
     }
-    m_progress.swap(seen);
 }
 
 void StatusLine::OnTick() {
@@ -151,10 +138,12 @@ void StatusLine::OnTick() {
     CountChannels(&live, &shown);
     const QString line = QString::fromStdString(StatusText(links, live, shown));
     const LinkState state = WorstLink(links).value_or(LinkReport()).state;
-    if (line == text() && state == m_state) {
+    const bool bAllLive = live >= shown;
+    if (line == text() && state == m_state && bAllLive == m_bAllLive) {
         return;
     }
     m_state = state;
+    m_bAllLive = bAllLive;
     setText(line);
     setAccessibleName(line);
     setToolTip(fontMetrics().horizontalAdvance(line) > width() - kTextLeft ? MarkupOf(line.toStdString())
@@ -166,7 +155,9 @@ void StatusLine::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
-    painter.setBrush(QColor(RowOf(m_state)->dot));
+    // A good link with pictures that stand still is not well.
+    const bool bStill = m_state == LinkState::kConnected && !m_bAllLive;
+    painter.setBrush(QColor(bStill ? kDotNotAllLive : RowOf(m_state)->dot));
     painter.drawEllipse(QRectF(1, (height() - kDot) / 2.0, kDot, kDot));
     painter.setPen(QColor(palette::kInk));
     const QRect place = rect().adjusted(kTextLeft, 0, 0, 0);

@@ -10,7 +10,6 @@
 
 namespace kvmon {
 
-class CBaseCamera;
 class CKelvaraInfo;
 class CMainDlg;
 
@@ -46,19 +45,14 @@ private:
         bool bAnswered = false;
         std::optional<std::uint64_t> failedAt;  // milliseconds of the clock
     };
-    struct Progress {
-        std::uint64_t pictures = 0;
-        std::uint64_t changedAt = 0;
-    };
 
     LinkReport Report(const CKelvaraInfo& server);
-    bool IsLive(const CBaseCamera& camera, std::map<const CBaseCamera*, Progress>& seen) const;
     void CountChannels(int* live, int* shown);
 
     CMainDlg& m_dlg;
     std::map<const CKelvaraInfo*, Link> m_links;
-    std::map<const CBaseCamera*, Progress> m_progress;  // of the channels on show
     LinkState m_state = LinkState::kIdle;
+    bool m_bAllLive = true;  // of the channels on show
 };
 
 }  // namespace kvmon

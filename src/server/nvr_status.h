@@ -34,16 +34,16 @@ struct ChannelCapabilities {
     friend bool operator==(const ChannelCapabilities&, const ChannelCapabilities&) = default;
 };
 
-// Bits that name the status words of a channel.
+// Bits that name the status words of a channel. The first eight are the states that the recording line tells.
 enum StatusMask : std::uint32_t {
-    kStatusFirst = 1,
-    kStatusSecond = 2,
-    kStatusThird = 4,
-    kStatusSeventh = 8,
-    kStatusFourth = 16,
-    kStatusFifth = 32,
-    kStatusSixth = 64,
-    kStatusB = 128,
+    kStatusConnected = 1,  // the recorder reaches the camera
+    kStatusRecording = 2,
+    kStatusMotion = 4,
+    kStatusEvent = 8,
+    kStatusSignalLoss = 16,
+    kStatusInput = 32,
+    kStatusAlarm = 64,
+    kStatusManual = 128,  // it records because a user wants it
     kStatusMonitorRight = 256,
     kStatusControlRight = 512,
     kStatusAdminRight = 1024,

@@ -1,8 +1,11 @@
 #include "server/server_documents.h"
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 #include "server/wire_number.h"
+#include "wire/channel_states.h"
 
 namespace kvmon {
 
@@ -63,32 +66,26 @@ std::uint32_t PortOf(std::int64_t number) {
     return number < 0 ? 0 : static_cast<std::uint32_t>(number);
 }
 
-// Bits of one section's digit, each with the mask of the word that it goes to.
-struct StatusBit {
-    std::uint32_t bit;
-    std::uint32_t mask;
+// The states of a channel, each with the mask of the word that it goes to.
+constexpr std::pair<wire::ChannelState, std::uint32_t> kStateWords[] = {
+    {wire::kConnect, kStatusConnected}, {wire::kRecord, kStatusRecording}, {wire::kEvent, kStatusEvent},
+    {wire::kManual, kStatusManual},     {wire::kMotion, kStatusMotion},    {wire::kLoss, kStatusSignalLoss},
+    {wire::kInput, kStatusInput},       {wire::kAlarm, kStatusAlarm},
 };
-constexpr StatusBit kBitsA[] = {{1, kStatusSeventh}, {4, kStatusSecond}, {8, kStatusFirst}};
-constexpr StatusBit kBitsB[] = {{2, kStatusB}};
-constexpr StatusBit kBitsD[] = {{1, kStatusThird}, {2, kStatusFourth}, {4, kStatusFifth}, {8, kStatusSixth}};
 
-void ApplyBits(std::span<const StatusBit> bits, char digit, CVideoSetting& setting) {
+void ApplyDigit(std::size_t section, char digit, CVideoSetting& setting) {
     const std::uint32_t value = HexDigit(digit);
-    for (const StatusBit& row : bits) {
-        setting.SetStatus(row.mask, (value & row.bit) != 0 ? 1 : 0);
+    for (const auto& [state, mask] : kStateWords) {
+        if (state.section == section) {
+            setting.SetStatus(mask, (value & state.bit) != 0 ? 1 : 0);
+        }
     }
 }
 
-struct Section {
-    RecordingLine tooShort;
-    std::span<const StatusBit> bits;
-    bool isMonitorRight;
-};
-constexpr Section kSections[] = {{RecordingLine::ShortA, kBitsA, false},
-                                 {RecordingLine::ShortB, kBitsB, false},
-                                 {RecordingLine::ShortC, {}, false},
-                                 {RecordingLine::ShortD, kBitsD, false},
-                                 {RecordingLine::ShortE, {}, true}};
+// What is wrong with a line that ends in this section. The last one tells the right to watch.
+constexpr RecordingLine kTooShort[] = {RecordingLine::ShortA, RecordingLine::ShortB, RecordingLine::ShortC,
+                                       RecordingLine::ShortD, RecordingLine::ShortE};
+constexpr std::size_t kMonitorRightSection = 4;
 
 struct ExtKey {
     std::string_view key;
@@ -239,18 +236,18 @@ RecordingLine ParseRecordingLine(std::string_view line, CNvrStatus& status) {
     status.m_nChannelCount = count;
     line.remove_prefix(3);
     auto& list = status.m_VideoSettingList;
-    for (const Section& section : kSections) {
+    for (std::size_t section = 0; section < std::size(kTooShort); ++section) {
         const auto width = static_cast<std::size_t>(count);
         const std::size_t known = std::min({line.size(), list.size(), width});
         for (std::size_t channel = 0; channel < known; ++channel) {
-            if (!section.isMonitorRight) {
-                ApplyBits(section.bits, line[channel], list[channel]);
+            if (section != kMonitorRightSection) {
+                ApplyDigit(section, line[channel], list[channel]);
             } else if (line[channel] == '1') {
                 list[channel].SetStatus(kStatusMonitorRight, 1);
             }
         }
         if (line.size() < width) {
-            return section.tooShort;
+            return kTooShort[section];
         }
         line.remove_prefix(width);
     }

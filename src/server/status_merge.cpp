@@ -11,8 +11,9 @@ namespace kvmon {
 namespace {
 
 constexpr std::uint32_t kRights = kStatusMonitorRight | kStatusControlRight | kStatusAdminRight;
-constexpr std::uint32_t kRecordingStates = kStatusFirst | kStatusSecond | kStatusSeventh | kStatusThird |
-                                           kStatusFourth | kStatusFifth | kStatusSixth | kStatusB;
+constexpr std::uint32_t kRecordingStates = kStatusConnected | kStatusRecording | kStatusEvent |
+                                           kStatusMotion | kStatusSignalLoss | kStatusInput | kStatusAlarm |
+                                           kStatusManual;
 // With this many failures behind it, a good round publishes the list anew, which clears the count.
 constexpr std::uint32_t kManyErrors = 11;
 

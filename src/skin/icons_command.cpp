@@ -127,8 +127,10 @@ void Snapshot(QPainter& painter, const QRectF& box, const IconInk& ink) {
 void Record(QPainter& painter, const QRectF& box, const IconInk& ink) {
     Sheet sheet(painter, box, ink.ink);
     painter.drawEllipse(QPointF(8, 8), 6.6, 6.6);
-    sheet.Fill(ink.accent);
-    painter.drawEllipse(QPointF(8, 8), 3.8, 3.8);
+    // Red is what records.
+    sheet.Fill(ink.checked ? ink.accent : ink.ink);
+    const double dot = ink.checked ? 4.8 : 3.2;
+    painter.drawEllipse(QPointF(8, 8), dot, dot);
 }
 
 void Speaker(QPainter& painter, const QRectF& box, const IconInk& ink) {

@@ -106,7 +106,8 @@ TEST(ChannelPicture, FramesAnEventInAFiftiethOfTheWidth) {
     ChannelPicture picture;
     picture.SetViewSize(200, 100);
     ShowFrame(picture, MakePlainFrame(64, 64, kGreen));
-    picture.SetEventHighlight(true);
+    picture.StartEventHighlight(3);
+    EXPECT_EQ(picture.GetEventKind(), 3);
     EXPECT_TRUE(Inked(PaintOf(picture, 200, 100), kGreenRgb).isNull());
     picture.SetEventBlinkState(true);
     const QImage image = PaintOf(picture, 200, 100);
@@ -116,14 +117,66 @@ TEST(ChannelPicture, FramesAnEventInAFiftiethOfTheWidth) {
             ASSERT_PRED2(Same, image.pixel(x, y), inside ? kGreenRgb : kEventFrame) << x << ',' << y;
         }
     }
-    picture.SetEventHighlight(false);
-    EXPECT_TRUE(Inked(PaintOf(picture, 200, 100), kGreenRgb).isNull());
+    // There may be nothing else to see of it.
+    picture.ReleasePicture();
+    const QImage empty = PaintOf(picture, 200, 100);
+    EXPECT_EQ(empty.pixel(3, 50), kEventFrame);
+    EXPECT_EQ(empty.pixel(4, 50), kGround);
+    picture.EndEventHighlight();
+    EXPECT_TRUE(Inked(PaintOf(picture, 200, 100), kGround).isNull());
+}
+
+TEST(ChannelPicture, APictureThatStandsStillLosesItsColours) {
+    const auto isGrey = [](QRgb pixel) {
+        return qRed(pixel) == qGreen(pixel) && qGreen(pixel) == qBlue(pixel);
+    };
+    ChannelPicture picture;
+    picture.SetViewSize(64, 48);
+    int wakeUps = 0;
+    picture.SetRepaint([&] { ++wakeUps; });
+    picture.UpdateStill(90000, 0);
+    EXPECT_EQ(picture.GetStillSeconds(), 0) << "without a picture nothing stands still";
+    auto frame = MakePlainFrame(64, 64, kGreen);
+    picture.SetBitmapInfo(frame->Info());
+    picture.Show(std::move(frame), 100000);
+    picture.Compose();
+    wakeUps = 0;
+    picture.UpdateStill(104999, 0);
+    EXPECT_EQ(picture.GetStillSeconds(), 0);
+    EXPECT_EQ(wakeUps, 0);
+    picture.UpdateStill(105000, 0);
+    EXPECT_EQ(picture.GetStillSeconds(), 5);
+    EXPECT_EQ(wakeUps, 1);
+    const QRgb dimmed = PaintOf(picture, 64, 48).pixel(30, 20);
+    EXPECT_TRUE(isGrey(dimmed));
+    EXPECT_LT(qRed(dimmed), 100);
+    EXPECT_GT(qRed(dimmed), 20);
+    picture.UpdateStill(165400, 0);
+    EXPECT_EQ(picture.GetStillSeconds(), 65);
+    EXPECT_EQ(wakeUps, 2);
+    EXPECT_EQ(picture.PictureAgeMs(165400), 65400u);
+    // A stream that has just been asked for again gets its time.
+    picture.UpdateStill(166000, 165000);
+    EXPECT_EQ(picture.GetStillSeconds(), 0);
+    EXPECT_FALSE(isGrey(PaintOf(picture, 64, 48).pixel(30, 20)));
+    picture.UpdateStill(170000, 165000);
+    EXPECT_EQ(picture.GetStillSeconds(), 70);
+
+    picture.Show(MakePlainFrame(64, 64, kGreen), 170010);
+    picture.Compose();
+    EXPECT_EQ(picture.GetStillSeconds(), 0);
+    EXPECT_FALSE(isGrey(PaintOf(picture, 64, 48).pixel(30, 20)));
 }
 
 TEST(ChannelPicture, PrefersTheRecordersCaptionAndCleansTheCamerasWithTheNextPicture) {
     ChannelPicture picture;
     picture.SetViewSize(320, 240);
     ShowFrame(picture, MakePlainFrame(64, 64, kGreen));
+    picture.SetMainOsdCameraString("Disconnected", true);
+    picture.SetMainOsdCameraString("Left End", false);
+    EXPECT_EQ(picture.GetMainCaption(), "Left End");
+    picture.SetMainOsdCameraString("", false);
+    EXPECT_EQ(picture.GetMainCaption(), "Disconnected") << "it had only been covered";
     picture.SetMainOsdCameraString("Left End", false);
     picture.AutoCleanCaption();
     EXPECT_EQ(picture.GetMainCaption(), "Left End");
@@ -137,6 +190,41 @@ TEST(ChannelPicture, PrefersTheRecordersCaptionAndCleansTheCamerasWithTheNextPic
     picture.AutoCleanCaption();
     EXPECT_EQ(picture.GetMainCaption(), "");
     EXPECT_TRUE(Inked(PaintOf(picture, 320, 240), kGreenRgb).isNull());
+}
+
+TEST(ChannelPicture, CaptionsCanBeReadOnAnyPicture) {
+    for (const kvtest::Bgr ground :
+         {kvtest::Bgr{255, 255, 255}, kvtest::Bgr{0, 0, 0}, kvtest::Bgr{72, 145, 229}}) {
+        const QRgb plain = qRgb(ground[2], ground[1], ground[0]);
+        ChannelPicture picture;
+        picture.SetViewSize(120, 40);  // an eighth of it would be 5 pixels
+        ShowFrame(picture, MakePlainFrame(64, 64, ground));
+        for (const std::uint32_t colour : {kDefaultOsdColor, std::uint32_t{0}, std::uint32_t{0x00FFFFFF}}) {
+            const QRgb ink = qRgb(colour & 0xFF, colour >> 8 & 0xFF, colour >> 16 & 0xFF);
+            picture.SetMainOsdColor(colour);
+            picture.SetMainOsdCameraString("Hill", true);
+            const QImage image = PaintOf(picture, 120, 40);
+            QRect letters;
+            int darkest = 255;
+            int lightest = 0;
+            for (int y = 0; y < image.height(); ++y) {
+                for (int x = 0; x < image.width(); ++x) {
+                    const int grey = qGray(image.pixel(x, y));
+                    if (std::abs(grey - qGray(ink)) < 50 && std::abs(qGray(plain) - qGray(ink)) > 50) {
+                        letters |= QRect(x, y, 1, 1);
+                    }
+                    if (x >= 55 && x < 65 && y < 9) {
+                        darkest = std::min(darkest, grey);
+                        lightest = std::max(lightest, grey);
+                    }
+                }
+            }
+            if (!letters.isNull()) {
+                EXPECT_GE(letters.height(), 6) << "of 10 pixels' height, without what is below the line";
+            }
+            EXPECT_GT(lightest - darkest, 60) << std::hex << plain << " " << colour;
+        }
+    }
 }
 
 TEST(ChannelPicture, ShrinksTheCaptionToTheViewOrLeavesItOut) {
@@ -326,7 +414,7 @@ TEST(ChannelPicture, AllocatesNothingInASteadyState) {
     picture.SetRepaint([] {});
     picture.SetMainOsdCameraString("Caption", false);
     picture.SetShowSubStringMask(0x18);
-    picture.SetEventHighlight(true);
+    picture.StartEventHighlight(0);
     picture.SetEventBlinkState(true);
     auto frame = MakePlainFrame(320, 240, kGreen);
     auto other = MakePlainFrame(320, 240, kGreen);

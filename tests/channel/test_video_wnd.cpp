@@ -281,28 +281,63 @@ TEST_F(Cell, PassesMouseAndKeysOn) {
 
 TEST_F(Cell, RisingEventStatusBlinksUntilThePress) {
     const auto camera = MakeCamera();
-    cell.SetCamera(camera);
-    cell.SetEventBlink(true);
-    EXPECT_TRUE(cell.IsTimerSet(84));
-    const auto status = [&](std::array<std::uint32_t, 7> flags) {
+    const auto status = [&](StatusFlags flags) {
         camera->SetStatusFlags(flags);
         cell.SendMessage(kMsgCaptionRefresh, 0, 0);
         return camera->Picture().IsEventHighlight();
     };
-    EXPECT_FALSE(status({1, 1, 0, 0, 0, 0, 0}));
-    EXPECT_TRUE(status({1, 1, 0, 0, 1, 0, 0}));
+    // Each with its kind, and before any cell shows the channel.
+    const int kinds[] = {-1, -1, 0, 2, 3, 4, 5};
+    for (std::size_t i = 0; i < kStatusFlagCount; ++i) {
+        StatusFlags flags{};
+        flags[i] = 1;
+        camera->Picture().EndEventHighlight();
+        EXPECT_EQ(status(flags), kinds[i] >= 0) << i;
+        if (kinds[i] >= 0) {
+            EXPECT_EQ(camera->Picture().GetEventKind(), kinds[i]);
+        }
+        status({});
+    }
+    EXPECT_TRUE(camera->Picture().IsEventHighlight());
+    cell.SetCamera(camera);
+    cell.SetEventBlink(true);
+    EXPECT_TRUE(cell.IsTimerSet(84));
     Received();
     Press(cell.View(), QEvent::MouseButtonPress, Qt::LeftButton, {7, 9});
     EXPECT_FALSE(camera->Picture().IsEventHighlight());
     EXPECT_EQ(Received(), Numbers{});
+    EXPECT_TRUE(status({1, 1, 0, 0, 1, 0, 0}));
+    camera->Picture().EndEventHighlight();
     EXPECT_FALSE(status({1, 1, 0, 0, 1, 0, 0}));  // has not risen again
+    // Nor by a recorder that was gone in between, whose word counts for nothing meanwhile.
+    EXPECT_TRUE(camera->ForgetStatus());
+    EXPECT_EQ(camera->GetStatusFlags(), StatusFlags{});
+    EXPECT_FALSE(status({1, 1, 0, 0, 1, 0, 0}));
+    EXPECT_TRUE(Has(camera->GetStatusFlags(), StatusFlag::SignalLoss));
+    Received();
     EXPECT_TRUE(status({1, 1, 1, 0, 1, 0, 0}));
-    EXPECT_EQ(Received(), (Numbers{WM_COMMAND, WM_COMMAND}));
+    EXPECT_EQ(Received(), Numbers{WM_COMMAND});
     cell.SetEventBlink(false);
     EXPECT_FALSE(cell.IsTimerSet(84));
     // What cannot be seen swallows no press.
     Press(cell.View(), QEvent::MouseButtonPress, Qt::LeftButton, {7, 9});
     EXPECT_EQ(Received(), (Numbers{kMsgMayDragCell, WM_LBUTTONDOWN}));
+}
+
+TEST_F(Cell, TheActiveOneTellsThePanelOfAnotherCamera) {
+    const auto camera = MakeCamera();
+    cell.SetCamera(camera);
+    cell.SetWindowActive(true, false);
+    Received();
+    cell.SetCamera(camera);
+    EXPECT_EQ(Received(), Numbers{});
+    cell.SetCamera(MakeCamera());
+    EXPECT_EQ(Received(), Numbers{WM_COMMAND});
+    cell.SetCamera(nullptr);
+    EXPECT_EQ(Received(), Numbers{WM_COMMAND});
+    cell.SetWindowActive(false, false);
+    cell.SetCamera(camera);
+    EXPECT_EQ(Received(), Numbers{});
 }
 
 TEST_F(Cell, PresetTimersArmTheRereadAndTheNotice) {
@@ -325,6 +360,19 @@ TEST_F(Cell, TimedMessagesGoByThemselves) {
     EXPECT_TRUE(view.IsTimerSet(2));
     view.SetMessageText("Disconnected", false);
     EXPECT_FALSE(view.IsTimerSet(2));
+    // What stands comes back when the text for a while has gone.
+    view.SetMessageText("Left End", true);
+    EXPECT_EQ(camera->Picture().GetMainCaption(), "Left End");
+    EXPECT_TRUE(kvtest::WaitUntil([&] {
+        QApplication::processEvents();
+        return camera->Picture().GetMainCaption() == "Disconnected";
+    }));
+    // Nor does it stay with a channel that leaves the view before.
+    view.SetMessageText("Left End", true);
+    cell.SetCamera(MakeCamera());
+    EXPECT_EQ(camera->Picture().GetMainCaption(), "Disconnected");
+    EXPECT_FALSE(view.IsTimerSet(2));
+    cell.SetCamera(camera);
 
     view.RefreshZoomLabel();
     EXPECT_EQ(camera->Picture().GetSubString(SubString::DigitalZoom), "");
@@ -466,27 +514,43 @@ TEST_F(Cell, GivesTheSnapshotOfItsOwnChannelAlone) {
     EXPECT_FALSE(cell.View().TakeSnapshot("")) << "another cell shows it";
 }
 
-TEST(CellIcons, StandInOrderFromTheRight) {
-    CellState state{.bPtz = true, .bPtzOpen = false, .bDigitalZoom = true, .bSound = true};
-    state.bSoundOpen = true;
-    state.flags = {1, 1, 1, 1, 1, 1, 1};
+std::vector<std::pair<CellIcon, int>> Placed(const CellState& state, int right, int left = INT_MIN) {
     std::vector<std::pair<CellIcon, int>> placed;
-    for (const PlacedIcon& icon : PlaceIcons(state, 300)) {
+    for (const PlacedIcon& icon : PlaceIcons(state, right, left)) {
         placed.emplace_back(icon.icon, icon.x);
     }
-    const std::vector<std::pair<CellIcon, int>> expected = {
-        {CellIcon::PtzOff, 282},    {CellIcon::DigitalZoom, 264},    {CellIcon::SoundOn, 246},
-        {CellIcon::Recording, 220}, {CellIcon::EventRecording, 194}, {CellIcon::Alarm, 168},
-        {CellIcon::Motion, 150},    {CellIcon::Input, 132},          {CellIcon::Output, 114},
-        {CellIcon::Fault, 96}};
-    EXPECT_EQ(placed, expected);
+    return placed;
+}
 
+TEST(CellIcons, StandInOrderFromTheRight) {
+    using Icons = std::vector<std::pair<CellIcon, int>>;
+    CellState state{.bPtz = true, .bPtzOpen = false, .bDigitalZoom = true, .bSound = true};
+    state.bSoundOpen = state.bTold = true;
+    state.flags = {1, 1, 1, 1, 1, 1, 1};
+    EXPECT_EQ(Placed(state, 300), (Icons{{CellIcon::PtzOff, 282},
+                                         {CellIcon::DigitalZoom, 264},
+                                         {CellIcon::SoundOn, 246},
+                                         {CellIcon::Connected, 220},
+                                         {CellIcon::Recording, 194},
+                                         {CellIcon::Event, 168},
+                                         {CellIcon::Motion, 150},
+                                         {CellIcon::SignalLoss, 132},
+                                         {CellIcon::Input, 114},
+                                         {CellIcon::Alarm, 96}}));
     state = {};
     state.flags[1] = 1;
-    const auto one = PlaceIcons(state, 100);
-    ASSERT_EQ(one.size(), 1u);
-    EXPECT_EQ(one[0].x, 74);
+    EXPECT_EQ(Placed(state, 100), (Icons{{CellIcon::Recording, 74}}));
+    state.bManual = true;
+    EXPECT_EQ(Placed(state, 100), (Icons{{CellIcon::ManualRecording, 74}}));
+    state.bTold = true;  // and then what is missing is known
+    EXPECT_EQ(Placed(state, 100), (Icons{{CellIcon::NotConnected, 74}, {CellIcon::ManualRecording, 48}}));
     EXPECT_TRUE(PlaceIcons({}, 100).empty());
+    // What says least makes room.
+    state.flags = {1, 1, 0, 1, 1, 0, 1};
+    EXPECT_EQ(Placed(state, 100, 21),
+              (Icons{{CellIcon::ManualRecording, 74}, {CellIcon::SignalLoss, 56}, {CellIcon::Alarm, 38}}));
+    EXPECT_EQ(Placed(state, 100, 80), (Icons{{CellIcon::SignalLoss, 82}}));
+    EXPECT_TRUE(PlaceIcons(state, 100, 90).empty());
 }
 
 }  // namespace

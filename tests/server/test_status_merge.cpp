@@ -57,9 +57,9 @@ TEST_F(Merge, PostsInOrderWhatChangedAndCode3Always) {
     EXPECT_EQ(Codes(), Ints({4, 3}));
     status.m_nDiskUsed = 1;
     EXPECT_EQ(Codes(), Ints({2, 3}));
-    status.m_VideoSettingList[5].SetStatus(kStatusThird, 1);
+    status.m_VideoSettingList[5].SetStatus(kStatusMotion, 1);
     EXPECT_EQ(Codes(), Ints({3}));
-    EXPECT_EQ(Published(5, kStatusThird), 1u);
+    EXPECT_EQ(Published(5, kStatusMotion), 1u);
 }
 
 TEST_F(Merge, RightsAndEveryFieldOfAChannelRepublishTheList) {
@@ -107,7 +107,7 @@ TEST_F(Merge, AudioAloneIsKeptBack) {
     status.m_VideoSettingList[1].m_nAudioOut = 1;
     EXPECT_EQ(Codes(), Ints({}));
     EXPECT_EQ(Codes(), Ints({})) << "and stays so";
-    status.m_VideoSettingList[0].SetStatus(kStatusB, 1);
+    status.m_VideoSettingList[0].SetStatus(kStatusManual, 1);
     EXPECT_EQ(Codes(), Ints({3})) << "goes out with a status word";
     EXPECT_EQ(Codes(), Ints({3}));
     EXPECT_EQ(worker.WithStatus([](const CNvrStatus& s) { return s.m_VideoSettingList[1].m_nAudioOut; }), 1);
