@@ -385,6 +385,36 @@ TEST_F(DirectCamera, EveryFaultGivesWayToTheRecorderForGood) {
     }
 }
 
+// Bytes without an end, none of which is a picture, are no reason to wait longer.
+TEST_F(DirectCamera, ACameraThatDripsGivesWayToo) {
+    fakeClock.SetSocketRound(kAtEase);
+    const std::string records = KeyRecords();
+    const std::string whole = kGood + Part(Jpeg(80, 60, 40));
+    for (const std::string& head : {std::string("HTTP/1.0 200 OK\r\n"), whole.substr(0, whole.size() - 40)}) {
+        ScriptedServer device([&](Peer& peer) {
+            peer.ReadHead();
+            peer.Write(head);
+            Repeat(peer, "x");
+        });
+        ScriptedServer recorder(
+            [&](Peer& peer) {
+                peer.ReadHead();
+                peer.Write(HttpReply(200, "OK", ""));
+                Repeat(peer, records);
+            },
+            "getstream.cgi");
+        Play(SettingsFor(device.Port(), recorder.Port()), fakeClock);
+        ASSERT_TRUE(device.WaitForHeads(1));
+        fakeClock.Advance(Milliseconds(2900));
+        EXPECT_TRUE(camera->IsStreamFromCamera());
+        fakeClock.Advance(Milliseconds(100));
+        ASSERT_TRUE(Shown(1));
+        EXPECT_EQ(Line(SubString::StreamFrom), "Stream From: Server");
+        EXPECT_EQ(device.ConnectionCount(), 1);
+        EXPECT_TRUE(camera->StopCameraThreads(true));
+    }
+}
+
 // The user's word: it is tried at once, and told if that leads nowhere.
 TEST_F(DirectCamera, TheUserMayHaveTheCameraTriedAgain) {
     fakeClock.SetSocketRound(kAtEase);
