@@ -20,6 +20,8 @@ constexpr std::size_t kMostHeaderBytes = 64 << 10;
 // Packets of sound and data between two pictures.
 constexpr int kMostOtherPackets = 100'000;
 constexpr std::size_t kLargestPicture = 32 << 20;
+// Packets that are read to find the order of pictures.
+constexpr std::size_t kMostAhead = 16;
 
 struct PassedCodec {
     AVCodecID id;
@@ -54,6 +56,16 @@ bool HasHeaders(AVCodecID codec, std::span<const std::uint8_t> data) {
         return HasStartCode(data, [](std::uint8_t byte) { return (byte & 31) == 7; });
     }
     return HasStartCode(data, [](std::uint8_t byte) { return byte >= 0x20 && byte <= 0x2F; });
+}
+
+// The packet of MPEG-4 is a picture between two others.
+bool IsBetween(std::span<const std::uint8_t> data) {
+    for (std::size_t i = 0; i + 4 < data.size(); ++i) {
+        if (data[i] == 0 && data[i + 1] == 0 && data[i + 2] == 1 && data[i + 3] == 0xB6) {
+            return data[i + 4] >> 6 == 2;
+        }
+    }
+    return false;
 }
 
 // Cameras leave out the standard Huffman tables in some AVI files; that is not a plain JPEG picture.
@@ -135,13 +147,25 @@ void FileReader::Open() {
         file_->streams[i]->discard = static_cast<int>(i) == best ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
     }
     stream_ = file_->streams[best];
-    lastStamp_ = AV_NOPTS_VALUE;
     atStart_ = true;
+    ended_ = false;
+    ordersItself_ = false;
+    ahead_.clear();
     Describe();
     OpenFilter();
     pending_ = ReadFiltered();
+    if (pending_ && stream_->codecpar->codec_id == AV_CODEC_ID_MPEG4 && stream_->codecpar->video_delay > 0 &&
+        packet_->pts == AV_NOPTS_VALUE) {
+        ordersItself_ = true;
+        ahead_.push_back(std::move(packet_));
+        packet_.reset(av_packet_alloc());
+        pending_ = packet_ && ReadOrdered();
+    }
     if (!pending_) {
         throw std::runtime_error("cannot play " + path_ + ": there are no pictures in it");
+    }
+    if (packet_->pts != AV_NOPTS_VALUE && packet_->dts != AV_NOPTS_VALUE && packet_->pts > packet_->dts) {
+        reorderDelay_ = std::min(ToTime(packet_->pts) - ToTime(packet_->dts), kLongestGap);
     }
     if (format_.passOn && format_.codec == Codec::Mjpeg) {
         format_.passOn = HasHuffmanTables(Bytes(packet_->data, packet_->size));
@@ -169,6 +193,7 @@ void FileReader::Describe() {
     const AVRational rate = av_guess_frame_rate(file_.get(), stream_, nullptr);
     const double fps = rate.num > 0 && rate.den > 0 ? std::clamp(av_q2d(rate), 0.1, 240.0) : 25.0;
     pictureTime_ = MediaTime(std::llround(1e6 / fps));
+    reorderDelay_ = pictureTime_ * parameters.video_delay;
     format_.fps = std::clamp(static_cast<int>(std::lround(fps)), 1, 60);
 }
 
@@ -216,7 +241,7 @@ bool FileReader::ReadFiltered() {
                 continue;  // a damaged packet, or half of one
             }
         }
-        if (atStart_ && (packet_->flags & AV_PKT_FLAG_KEY) == 0) {
+        if (atStart_ && ahead_.empty() && (packet_->flags & AV_PKT_FLAG_KEY) == 0) {
             continue;
         }
         InsertHeaders();
@@ -257,26 +282,101 @@ bool FileReader::Rewind() {
         av_bsf_flush(filter_.get());
     }
     atStart_ = true;
-    lastStamp_ = AV_NOPTS_VALUE;
-    return ReadFiltered();
+    ended_ = false;
+    ahead_.clear();
+    return ReadOrdered();
+}
+
+// The first of the packets that are read ahead knows when its picture is to be seen: one between two others
+// at its own time, another one when the next such is decoded.
+bool FileReader::IsFirstTimed() {
+    if (ahead_.empty()) {
+        return false;
+    }
+    AVPacket& first = *ahead_.front();
+    if (IsBetween(Bytes(first.data, first.size))) {
+        first.pts = first.dts;
+        return true;
+    }
+    const auto next = std::find_if(ahead_.begin() + 1, ahead_.end(), [](const AvPtr<AVPacket>& packet) {
+        return !IsBetween(Bytes(packet->data, packet->size));
+    });
+    if (next != ahead_.end()) {
+        first.pts = (*next)->dts;
+        return true;
+    }
+    if (ended_ || ahead_.size() > kMostAhead) {
+        // Behind all that were decoded after it.
+        const std::int64_t last = ahead_.back()->dts;
+        first.pts = last == AV_NOPTS_VALUE || last > INT64_MAX / 2
+                        ? last
+                        : last + std::max<std::int64_t>(ahead_.back()->duration, 1);
+        return true;
+    }
+    return false;
+}
+
+bool FileReader::ReadOrdered() {
+    if (!ordersItself_) {
+        return ReadFiltered();
+    }
+    while (!IsFirstTimed()) {
+        ended_ = ended_ || !ReadFiltered();
+        if (ended_ && ahead_.empty()) {
+            return false;
+        }
+        if (!ended_) {
+            ahead_.push_back(std::move(packet_));
+            packet_.reset(av_packet_alloc());
+            if (!packet_) {
+                throw std::runtime_error("no memory for " + path_);
+            }
+        }
+    }
+    packet_ = std::move(ahead_.front());
+    ahead_.pop_front();
+    return true;
+}
+
+MediaTime FileReader::ToTime(std::int64_t stamp) const {
+    // Steps between any two stay within the type.
+    constexpr std::int64_t kFarthest = std::int64_t{1} << 50;
+    return MediaTime(
+        std::clamp(av_rescale_q(stamp, stream_->time_base, {1, 1'000'000}), -kFarthest, kFarthest));
+}
+
+// Some kinds of files tell it from the second packet on, or wrongly for the first behind a rewind.
+MediaTime FileReader::DecodeTime() const {
+    const bool reorders = stream_->codecpar->video_delay > 0;
+    if (packet_->pts != AV_NOPTS_VALUE && atStart_ && reorders) {
+        return ToTime(packet_->pts) - reorderDelay_;
+    }
+    if (packet_->dts != AV_NOPTS_VALUE) {
+        return ToTime(packet_->dts);
+    }
+    if (packet_->pts != AV_NOPTS_VALUE && !reorders) {
+        return ToTime(packet_->pts);
+    }
+    return decodeTime_ + pictureTime_;
 }
 
 MediaTime FileReader::TimeSinceLast() {
-    const std::int64_t stamp = packet_->dts != AV_NOPTS_VALUE ? packet_->dts : packet_->pts;
-    const std::int64_t last = std::exchange(lastStamp_, stamp);
-    if (stamp == AV_NOPTS_VALUE || last == AV_NOPTS_VALUE) {
-        return pictureTime_;
+    const MediaTime now = DecodeTime();
+    const MediaTime time = now - std::exchange(decodeTime_, now);
+    return atStart_ || time < MediaTime::zero() || time > kLongestGap ? pictureTime_
+                                                                      : std::max(time, kShortestGap);
+}
+
+MediaTime FileReader::DisplayDelay() const {
+    if (packet_->pts == AV_NOPTS_VALUE) {
+        return MediaTime::zero();
     }
-    std::int64_t step = 0;
-    if (__builtin_sub_overflow(stamp, last, &step)) {
-        return pictureTime_;
-    }
-    const MediaTime time(av_rescale_q(step, stream_->time_base, {1, 1'000'000}));
-    return time < MediaTime::zero() || time > kLongestGap ? pictureTime_ : std::max(time, kShortestGap);
+    const MediaTime time = ToTime(packet_->pts) - decodeTime_;
+    return time < MediaTime::zero() || time > kLongestGap ? MediaTime::zero() : time;
 }
 
 FileReader::Next FileReader::Read() {
-    if (!pending_ && !ReadFiltered() && !Rewind()) {
+    if (!pending_ && !ReadOrdered() && !Rewind()) {
         const FileFormat before = format_;
         Open();
         if (format_.passOn != before.passOn || format_.codec != before.codec) {
@@ -284,8 +384,9 @@ FileReader::Next FileReader::Read() {
         }
     }
     pending_ = false;
-    const bool begun = std::exchange(atStart_, false);
-    return {packet_.get(), TimeSinceLast(), begun};
+    const MediaTime after = TimeSinceLast();
+    const MediaTime delay = DisplayDelay();
+    return {packet_.get(), after, delay, std::exchange(atStart_, false)};
 }
 
 }  // namespace kvrecorder

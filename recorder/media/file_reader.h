@@ -1,6 +1,7 @@
 // The coded pictures of a file, over and over.
 #pragma once
 
+#include <deque>
 #include <string>
 
 #include "media/av_ptr.h"
@@ -32,6 +33,7 @@ public:
     struct Next {
         const AVPacket* packet;  // valid until the next call; never null
         MediaTime after;         // since the packet before
+        MediaTime delay;         // from the packet's time to its picture's
         bool begun;              // the first of the file again
     };
     // Throws std::runtime_error when the file gives nothing any more.
@@ -45,7 +47,12 @@ private:
     bool ReadFiltered();
     bool Rewind();
     void InsertHeaders();
+    bool ReadOrdered();
+    bool IsFirstTimed();
+    MediaTime ToTime(std::int64_t stamp) const;
+    MediaTime DecodeTime() const;
     MediaTime TimeSinceLast();
+    MediaTime DisplayDelay() const;
 
     const std::string path_;
     AvPtr<AVFormatContext> file_;
@@ -54,7 +61,11 @@ private:
     AVStream* stream_ = nullptr;
     FileFormat format_;
     MediaTime pictureTime_{40'000};
-    std::int64_t lastStamp_ = AV_NOPTS_VALUE;
+    MediaTime decodeTime_{};     // of the present packet, on the file's own clock
+    MediaTime reorderDelay_{};   // from the first packet to its picture
+    bool ordersItself_ = false;  // the file does not tell when pictures are to be seen
+    bool ended_ = false;
+    std::deque<AvPtr<AVPacket>> ahead_;  // read for their order
     bool atStart_ = true;
     bool pending_ = false;
 };

@@ -188,6 +188,7 @@ private:
         packet->width = format_.width;
         packet->height = format_.height;
         packet->timeMs = due_.count() / 1000;
+        packet->delayMs = (due_ + next_->delay).count() / 1000 - packet->timeMs;
         packet->data.assign(from.data, from.data + from.size);
         if (packet->key) {
             group_.clear();

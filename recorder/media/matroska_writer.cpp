@@ -144,7 +144,8 @@ void MatroskaWriter::Flush(std::int64_t duration) {
     // Shared bytes are not written to: the muxer copies what it must change.
     Check(av_new_packet(packet_.get(), static_cast<int>(packet->data.size())));
     std::memcpy(packet_->data, packet->data.data(), packet->data.size());
-    packet_->pts = packet_->dts = packet->timeMs - firstTime_;
+    packet_->dts = packet->timeMs - firstTime_;
+    packet_->pts = packet_->dts + packet->delayMs;
     packet_->duration = duration;
     packet_->flags = packet->key ? AV_PKT_FLAG_KEY : 0;
     const AVStream* const stream = file_->streams[0];

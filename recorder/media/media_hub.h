@@ -18,7 +18,9 @@ struct Packet {
     bool key = false;
     int width = 0;
     int height = 0;
-    std::int64_t timeMs = 0;  // since the source's start
+    std::int64_t timeMs = 0;  // since the source's start; packets follow each other in this order
+    // How much later the picture is to be seen, where pictures are coded out of their order.
+    std::int64_t delayMs = 0;
     // Of sound alone.
     std::uint32_t soundRate = 0;
     std::uint16_t soundBits = 0;

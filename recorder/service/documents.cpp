@@ -10,7 +10,6 @@ namespace kvrecorder {
 namespace {
 
 constexpr std::size_t kMaxMapTitle = 249;
-constexpr std::size_t kMaxStreamInfoBytes = 8191;
 constexpr const char* kRecordsBegin = "//----------\n";
 constexpr const char* kRecordsEnd = "----------//\n";
 constexpr int kCapabilityPresets = 16;
@@ -193,7 +192,6 @@ std::string MakeStatus(const Snapshot& state, const User& user, const DiskFigure
 }
 
 std::string MakeStreamInfo(const Snapshot& state, const User& user) {
-    const std::string end = "</multistream>";
     std::string body = "<multistream><return>0</return>";
     for (std::size_t i = 0; i < state.channels.size(); ++i) {
         const Channel& channel = state.channels[i];
@@ -207,13 +205,9 @@ std::string MakeStreamInfo(const Snapshot& state, const User& user) {
                                Element("id", std::to_string(m)) + Element("fcc", CodecCode(stream.codec)) +
                                    Element("resolution", std::to_string(ResolutionNumber(stream))));
         }
-        const std::string element = Element("ch" + std::to_string(i), content);
-        if (body.size() + element.size() + end.size() > kMaxStreamInfoBytes) {
-            break;
-        }
-        body += element;
+        body += Element("ch" + std::to_string(i), content);
     }
-    return body + end;
+    return body + "</multistream>";
 }
 
 std::string MakeCapabilities(const Snapshot& state, const User& user) {

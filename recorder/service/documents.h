@@ -21,8 +21,8 @@ std::string ScrambleLine(std::string_view text);
 std::string MakeInitInfo(const Snapshot& state, const User& user);
 std::string MakeExtInfo(const Snapshot& state, const User& user);
 std::string MakeStatus(const Snapshot& state, const User& user, const DiskFigures& disk);
-// Clients read no more than 8192 bytes: channels that no longer fit are left out, and clients then take
-// their first stream.
+// The streams of every channel that the user may watch. For all 128 that is more than the 8192 bytes that
+// some clients read; such a client takes the first stream of the channels behind.
 std::string MakeStreamInfo(const Snapshot& state, const User& user);
 std::string MakeCapabilities(const Snapshot& state, const User& user);
 // The page of the site map; clients take the title from it.

@@ -113,8 +113,9 @@ std::array<char, wire::kFrameHeaderSize> MakeRecordHead(const Packet& packet, st
     put(wire::kKeyFlagOffset, packet.key ? 1 : 0);
     put(wire::kWidthOffset, static_cast<std::uint64_t>(packet.width));
     put(wire::kHeightOffset, static_cast<std::uint64_t>(packet.height));
-    put(wire::kOpaqueOffset, static_cast<std::uint64_t>(packet.timeMs));
-    put(wire::kOpaqueOffset + 4, static_cast<std::uint64_t>(packet.timeMs) >> 32);
+    const auto time = static_cast<std::uint64_t>(packet.timeMs + packet.delayMs);
+    put(wire::kOpaqueOffset, time);
+    put(wire::kOpaqueOffset + 4, time >> 32);
     put(wire::kOpaqueOffset + 8, number);
     put(wire::kReservedOffset, block);
     put(wire::kDataSizeOffset, packet.data.size() + block);

@@ -135,7 +135,8 @@ int G726State::Reconstruct(int code, const Estimate& estimate) {
     const int magnitude = logarithm < 0 ? 0 : ((128 + (logarithm & 0x7F)) << 7) >> (14 - exponent);
     const int difference = negative ? -magnitude : magnitude;
     const int signal = Wrap16(estimate.signal + difference);
-    const int partial = estimate.zeroes + difference;
+    // At overload of the highest rate this sum leaves 16 bits, and the recommendation lets it wrap.
+    const int partial = Wrap16(estimate.zeroes + difference);
 
     const bool transition = IsTransition(magnitude);
     AdaptZeroes(negative, magnitude);

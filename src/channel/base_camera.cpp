@@ -40,7 +40,6 @@ void CBaseCamera::StartCameraThreads() {
     if (!IsCameraUsable()) {
         return;
     }
-    m_core->m_bCameraGone = false;
     m_core->RefreshSourceLines();
     const auto start = [core = m_core](ChannelThread& thread, bool bRun, auto loop) {
         thread.Start(bRun,
@@ -51,19 +50,24 @@ void CBaseCamera::StartCameraThreads() {
     Trace("CBaseCamera::StartVideoThread: m_uCHInMainDlg=%u, Enter...\n", m_core->m_uCHInMainDlg.load());
     start(m_core->m_videoThread, false, DoVideoLoop);
     start(m_core->m_decodeThread, false, DoDecodeLoop);
+    if (CanStreamFromCamera()) {
+        start(m_core->m_lookThread, false, DoLookLoop);
+    }
 }
 
 bool CBaseCamera::StopCameraThreads(bool bWait) {
     m_core->m_sound.m_bPlayAudioUI = false;
     // All are asked before the first is waited for, so that their ends overlap.
-    for (ChannelThread* const thread : {&m_core->m_commandThread, &m_core->m_videoThread,
-                                        &m_core->m_audioThread, &m_core->m_decodeThread}) {
+    for (ChannelThread* const thread :
+         {&m_core->m_commandThread, &m_core->m_videoThread, &m_core->m_audioThread, &m_core->m_decodeThread,
+          &m_core->m_lookThread}) {
         thread->RequestStop();
     }
     bool bStopped = m_core->m_commandThread.Stop(bWait);
     bStopped = StopVideoThread(bWait) && bStopped;
     bStopped = m_core->m_audioThread.Stop(bWait) && bStopped;
     bStopped = m_core->m_decodeThread.Stop(bWait) && bStopped;
+    bStopped = m_core->m_lookThread.Stop(bWait) && bStopped;
     m_core->ReleasePicture();
     return bStopped;
 }
@@ -132,8 +136,11 @@ void CBaseCamera::StartPlaying(bool bPlayAudio, bool bUIPlayAudio) {
     m_core->m_nPlayingSince = m_core->clock.TickMs();
     m_core->m_bDecodePlaying = true;
     m_core->m_frameRate.Clear();
+    m_core->m_trial.EndWait();
+    m_core->ForgetUndecoded();
     m_core->m_decodeThread.Control()->run.Set();
     m_core->m_videoThread.Control()->run.Set();
+    m_core->m_lookThread.Control()->run.Set();
 }
 
 void CBaseCamera::PausePlaying() {
@@ -150,6 +157,9 @@ void CBaseCamera::PausePlaying() {
     const auto audio = m_core->m_audioThread.Control();
     audio->run.Reset();
     audio->Interrupt();
+    const auto look = m_core->m_lookThread.Control();
+    look->run.Reset();
+    look->Interrupt();
     const auto decode = m_core->m_decodeThread.Control();
     decode->run.Reset();
     decode->leave = 1;
@@ -157,7 +167,6 @@ void CBaseCamera::PausePlaying() {
 }
 
 void CBaseCamera::RestartPlaying() {
-    m_core->m_bCameraGone = false;
     m_core->RestartPlaying();
 }
 

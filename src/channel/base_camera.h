@@ -35,6 +35,11 @@ std::shared_ptr<CBaseCamera> CreateCamera(const CameraSettings* pSettings, Clock
 // The text of a vendor number; "Generic" for one without an entry.
 const char* GetVendorName(std::uint32_t dwVendorId);
 
+// What SetStreamFrom takes.
+inline constexpr std::uint32_t kStreamFromOption = 0;
+inline constexpr std::uint32_t kStreamFromRecorder = 1;
+inline constexpr std::uint32_t kStreamFromCamera = 2;
+
 // Counted at each stage of a frame's way.
 struct ChannelStatistics {
     std::uint64_t received = 0;  // records off the wire, video
@@ -108,7 +113,10 @@ public:
     // Pictures come, or will come with the next connection, from the camera itself.
     bool IsStreamFromCamera() const;
     // 0 follows the option, 1 takes the recorder, any other value the camera. A running stream is replaced.
+    // A camera that gave way to the recorder is tried anew.
     void SetStreamFrom(std::uint32_t n);
+    // The user's option may have changed: the stream is begun anew, and a camera that gave way is tried anew.
+    void FollowStreamOption();
     // The picture that the coordinates of AddCamCenterCmd are told in.
     ClassSize GetDefaultImageSize() const;
 

@@ -151,7 +151,7 @@ void CBaseCamera::ClearCameraInfo() {
         m_core->m_FixSizeCamera = {};
         m_core->m_nStreamId = -1;
         m_core->m_nErrorCount = 0;
-        m_core->m_bCameraGone = false;
+        m_core->m_trial.Reset();
         m_core->m_frames.SetWaitKeyFrame(false);
     }
     m_core->m_picture.ResetSettings();
@@ -273,11 +273,16 @@ bool CBaseCamera::IsStreamFromCamera() const {
 void CBaseCamera::SetStreamFrom(std::uint32_t n) {
     const bool bBefore = IsStreamFromCamera();
     m_core->m_nStreamFrom = n;
-    m_core->m_bCameraGone = false;
+    m_core->m_trial.Reset();
     if (IsStreamFromCamera() != bBefore) {
         RestartPlaying();
     }
     m_core->RefreshSourceLines();
+}
+
+void CBaseCamera::FollowStreamOption() {
+    m_core->m_trial.Reset();
+    RestartPlaying();
 }
 
 ClassSize CBaseCamera::GetDefaultImageSize() const {

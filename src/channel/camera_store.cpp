@@ -133,6 +133,7 @@ void CBaseCamera::LoadCameraSettings() {
     m_core->m_nNetworkSettingIdx =
         registry.GetProfileInt(section, "CameraNetworkSettingIdx", m_core->m_nNetworkSettingIdx);
     m_core->m_nStreamFrom = registry.GetProfileInt(section, "StreamFrom", m_core->m_nStreamFrom);
+    m_core->m_trial.Restore(registry.GetProfileInt(section, "CameraGoneAt", 0), m_core->clock);
     ChannelPicture& picture = m_core->m_picture;
     picture.SetDisplayMode(ReadDisplayMode(section, picture.GetDisplayMode()));
     picture.SetShowSubStringMask(
@@ -214,6 +215,7 @@ void CBaseCamera::SaveCameraSettings() const {
         {"DigitalZoom", zoom.bOn ? 1u : 0u},
         {"DigitalZoomInMultiple", static_cast<std::uint32_t>(zoom.nLevel)},
         {"StreamFrom", m_core->m_nStreamFrom},
+        {"CameraGoneAt", m_core->m_trial.GetStored()},
         {"MainOsdColor", picture.GetMainOsdColor()},
         {"DisplayMode", static_cast<std::uint32_t>(picture.GetDisplayMode())},
         {"Deinterlace", picture.IsDeinterlace() ? 1u : 0u},

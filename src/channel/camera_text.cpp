@@ -23,6 +23,10 @@ std::string Lowered(std::string_view text) {
 
 }  // namespace
 
+bool HasPrefixNoCase(std::string_view text, std::string_view key) {
+    return Lowered(text.substr(0, key.size())) == Lowered(key);
+}
+
 bool GetValueFromText(std::string_view text, std::string_view key, std::span<char> out) {
     const std::size_t found = text.find(key);
     if (found == std::string_view::npos) {

@@ -6,8 +6,19 @@
 #include "channel/channel_messages.h"
 #include "channel/open_decoders.h"
 #include "persist/log_file.h"
+#include "persist/string_table.h"
 
 namespace kvmon {
+
+namespace {
+
+// "Picture cannot be decoded"
+constexpr std::uint32_t kStrNotDecoded = 6890;
+constexpr std::uint64_t kUndecodedMs = 5000;
+// Longer than a stream's next try waits.
+constexpr std::uint64_t kOtherStreamMs = 20000;
+
+}  // namespace
 
 ChannelFactories& Factories() {
     static ChannelFactories factories{
@@ -80,7 +91,34 @@ void ChannelCore::AddDecodeFrame(const ThreadControl& control, std::unique_ptr<C
     hNotifyWnd.Post(kMsgFirstData, m_uCHInMainDlg, 0);
 }
 
+void ChannelCore::NoteReceived() {
+    const std::uint64_t now = clock.TickMs();
+    const std::uint64_t before = m_nLastReceived.exchange(now);
+    if (now - before > kOtherStreamMs) {
+        m_nUndecoded = 0;
+    }
+    if (++m_nUndecoded == 1) {
+        m_nUndecodedSince = now;
+        return;
+    }
+    // A decoder may hold two pictures back for their order.
+    if (m_nUndecoded > 2 && !m_bNeedsLibrary && now - m_nUndecodedSince >= kUndecodedMs) {
+        m_nUndecodedSince = now;
+        m_picture.SetMainOsdCameraString(LoadString(kStrNotDecoded), true);
+    }
+}
+
+void ChannelCore::NoteDecoded() {
+    ++m_nDecoded;
+    ForgetUndecoded();
+}
+
+void ChannelCore::ForgetUndecoded() {
+    m_nUndecoded = 0;
+}
+
 void ChannelCore::RestartPlaying() {
+    ForgetUndecoded();
     RefreshSourceLines();
     m_frameRate.Clear();
     const auto decode = m_decodeThread.Control();

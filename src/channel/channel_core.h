@@ -14,6 +14,7 @@
 #include "channel/cam_cmd_queue.h"
 #include "channel/camera_info.h"
 #include "channel/camera_kind.h"
+#include "channel/camera_trial.h"
 #include "channel/channel_factories.h"
 #include "channel/channel_picture.h"
 #include "channel/channel_thread.h"
@@ -40,6 +41,7 @@ struct TargetSettings {
     BoundedText<64> szPasswd;
     BoundedText<64> szBase64Auth;
     BoundedText<256> szVideoURL;  // of a camera
+    std::string strChallenge;     // what a camera wants to have answered before it serves
 };
 
 // A size of the stream that the user has chosen; 0 x 0 for none.
@@ -63,8 +65,8 @@ struct ChannelCore {
 
     // --- settings, any thread
     bool IsCameraUsable() const;
-    // The pictures come from the camera itself: the kind can, and the channel wants it, or else the option as
-    // long as the camera may be there.
+    // The pictures come from the camera itself: the kind can, the channel or else the option wants it, and
+    // the camera has not given way.
     bool IsStreamFromCamera() const;
     // The peer of the stream. False without an address of the recorder.
     bool GetTargetSettings(TargetSettings& settings) const;
@@ -75,10 +77,15 @@ struct ChannelCore {
     std::int32_t SelectStreamId() const;
 
     // --- reception thread
+    // A frame has come. When several have and for 5 s none became a picture, the cell says so.
+    void NoteReceived();
+    // A connection to the camera has ended by itself. If the camera is not worth another try its other way is
+    // taken, and behind that the recorder's pictures, at once.
+    void EndCameraPass(CameraPatience& patience);
     // Counts a failure of the stream; the first seven and then every six of them show as a caption.
     void ReportStreamError(int nCode, int nArg = 0);
-    // A camera that cannot be reached is tried by its other way, as long as it has shown nothing. Once there
-    // is no further way the pictures come from the recorder, if it was the option that wanted the camera's.
+    // A camera that cannot be reached, and has no recorder to stand in for it, is tried by its other way as
+    // long as it has shown nothing.
     void SwitchNetworkSetting();
 
     // A step on the digital zoom, which knows the picture's present size; the picture follows. Gives what the
@@ -94,12 +101,15 @@ struct ChannelCore {
     }
 
     // --- decode thread
+    void NoteDecoded();
     void SetBitmapInfo(const BITMAPINFOHEADER& bmpInfo);
     // A finished picture takes the screen. Nothing if the thread was abandoned.
     void AddDecodeFrame(const ThreadControl& control, std::unique_ptr<CVideoBmpFrame> frame);
 
     // --- any thread
     void RestartPlaying();
+    // What was not decoded so far no longer counts.
+    void ForgetUndecoded();
     // Empties the queue; what the decoder has seen so far is of no use then.
     void FlushAndResetDecoder();
     // Takes the picture away from the screen.
@@ -155,9 +165,13 @@ struct ChannelCore {
     std::atomic<std::int32_t> m_nStreamId{-1};
     std::atomic<std::uint32_t> m_nStreamFrom{0};         // 0 the option, 1 the recorder, else the camera
     std::atomic<std::uint32_t> m_nNetworkSettingIdx{0};  // its low bit is the way to the camera
-    std::atomic<bool> m_bCameraGone{false};              // no way led to it: the option no longer counts
     std::atomic<bool> m_bAudioWanted{false};             // by a connection of its own
+    CameraTrial m_trial;
     std::atomic<std::uint32_t> m_nErrorCount{0};
+    std::atomic<bool> m_bNeedsLibrary{false};         // the format has no decoder here, and the cell says so
+    std::atomic<std::uint32_t> m_nUndecoded{0};       // frames since the last one that became a picture
+    std::atomic<std::uint64_t> m_nUndecodedSince{0};  // the tick of the first of them, or of the last words
+    std::atomic<std::uint64_t> m_nLastReceived{0};
     std::atomic<bool> m_bStreamRunning{false};
     std::atomic<std::uint64_t> m_nPlayingSince{0};  // milliseconds of the clock
     std::atomic<bool> m_bDecodePlaying{false};
@@ -186,6 +200,7 @@ struct ChannelCore {
     ChannelThread m_audioThread{"kv-audio", "StopAudioThread"};
     ChannelThread m_decodeThread{"kv-decode", "StopDecodeThread"};
     ChannelThread m_commandThread{"kv-command", "StopCamCmdThread"};
+    ChannelThread m_lookThread{"kv-look", "StopLookThread"};
 };
 
 // The threads' bodies.
@@ -193,6 +208,8 @@ void DoVideoLoop(const std::shared_ptr<ChannelCore>& core, ThreadControl& contro
 void DoAudioLoop(const std::shared_ptr<ChannelCore>& core, ThreadControl& control);
 void DoDecodeLoop(const std::shared_ptr<ChannelCore>& core, ThreadControl& control);
 void DoCamCmdLoop(const std::shared_ptr<ChannelCore>& core, ThreadControl& control);
+// Looks for a camera that gave way to the recorder.
+void DoLookLoop(const std::shared_ptr<ChannelCore>& core, ThreadControl& control);
 
 // True when the run event woke the thread and the pass has begun, false when the thread has to end.
 bool WaitForRun(const char* lpszLoop, ChannelCore& core, ThreadControl& control);

@@ -147,10 +147,14 @@ bool DecodeLoop::ShowCoded(const CodedKind& kind, PictureMaker& maker, const KEL
             m_core.SetBitmapInfo(*info);
         }
     };
+    const auto payload = frame.Bytes().subspan(wire::kFrameHeaderSize);
     if (hdr.IsKeyFrame()) {
-        maker.OnKeyFrame(hdr, kind.usesThreads ? GetDecoderThreads() : 1);
+        KELVARA_FRAME_HDR head = hdr;
+        maker.CorrectSize(head, payload);
+        maker.OnKeyFrame(head, kind.usesThreads ? GetDecoderThreads() : 1);
         publishInfo();
-        if (!maker.IsOpen() && maker.NeedsLibrary()) {
+        m_core.m_bNeedsLibrary = !maker.IsOpen() && maker.NeedsLibrary();
+        if (m_core.m_bNeedsLibrary) {
             m_core.m_picture.SetMainOsdCameraString(LoadString(kStrNeedsLibrary), true);
         }
     }
@@ -165,7 +169,7 @@ bool DecodeLoop::ShowCoded(const CodedKind& kind, PictureMaker& maker, const KEL
         TraceFrame(m_core, kind, frame.dwIdx, "create CVideoBmpFrame failed...");
         return false;
     }
-    const int status = maker.Decode(frame.Bytes().subspan(wire::kFrameHeaderSize), *picture);
+    const int status = maker.Decode(payload, *picture);
     if (status != 0) {
         TraceFrame(m_core, kind, frame.dwIdx,
                    kind.tracesStatus ? FormatText("rStatus=%d, %s", status, kind.failedText)
@@ -173,7 +177,7 @@ bool DecodeLoop::ShowCoded(const CodedKind& kind, PictureMaker& maker, const KEL
         Fail(std::move(picture));
         return false;
     }
-    ++m_core.m_nDecoded;
+    m_core.NoteDecoded();
     if (m_nThrownAway < kind.thrownAway) {
         ++m_nThrownAway;
         m_core.m_frames.AddRecycleFrame(std::move(picture));
@@ -239,7 +243,7 @@ bool DecodeLoop::ShowJpeg(const CBuffer& frame) {
         Fail(std::move(picture));
         return false;
     }
-    ++m_core.m_nDecoded;
+    m_core.NoteDecoded();
     m_core.SetBitmapInfo(info);
     m_core.AddDecodeFrame(m_control, std::move(picture));
     return true;

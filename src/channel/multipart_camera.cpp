@@ -1,9 +1,11 @@
 #include "channel/multipart_camera.h"
 
 #include <cstdio>
+#include <random>
 #include <string>
 
 #include "channel/channel_core.h"
+#include "channel/digest_login.h"
 #include "platform/text.h"
 
 namespace kvmon {
@@ -27,6 +29,23 @@ std::string PathOf(std::string_view url) {
     return path;
 }
 
+std::string LoginLine(const TargetSettings& settings, const std::string& path) {
+    if (settings.szUserName.IsEmpty()) {
+        return {};
+    }
+    if (!settings.strChallenge.empty()) {
+        std::random_device random;
+        const std::string nonce = FormatText("%08x%08x", random(), random());
+        const auto answer =
+            AnswerDigestChallenge(settings.strChallenge,
+                                  {"GET", path, settings.szUserName.View(), settings.szPasswd.View(), nonce});
+        if (answer) {
+            return "Authorization: " + *answer + "\r\n";
+        }
+    }
+    return FormatText("Authorization: Basic %s\r\n", settings.szBase64Auth.c_str());
+}
+
 }  // namespace
 
 bool MultipartCamera::Serves(const CameraSettings& settings) {
@@ -38,12 +57,10 @@ int MultipartCamera::GetVideoCmd(const TargetSettings& settings, std::int32_t nS
     if (!settings.bFromCamera) {
         return CameraKind::GetVideoCmd(settings, nStreamId, request);
     }
-    const std::string login = settings.szUserName.IsEmpty()
-                                  ? std::string()
-                                  : FormatText("Authorization: Basic %s\r\n", settings.szBase64Auth.c_str());
-    return std::snprintf(
-        request.data(), request.size(), "GET %s HTTP/1.0\r\nHost: %s\r\nConnection: Keep-Alive\r\n%s\r\n",
-        PathOf(settings.szVideoURL.View()).c_str(), settings.szAddress.c_str(), login.c_str());
+    const std::string path = PathOf(settings.szVideoURL.View());
+    return std::snprintf(request.data(), request.size(),
+                         "GET %s HTTP/1.0\r\nHost: %s\r\nConnection: Keep-Alive\r\n%s\r\n", path.c_str(),
+                         settings.szAddress.c_str(), LoginLine(settings, path).c_str());
 }
 
 }  // namespace kvmon

@@ -14,10 +14,18 @@ constexpr std::uint32_t kLineTimeout = 3000;
 constexpr std::uint32_t kPictureTimeout = 30000;
 constexpr std::string_view kBoundaryKey = "boundary=";
 constexpr std::string_view kLengthKey = "content-length:";
-constexpr std::size_t kBoundaryLimit = 32;
+constexpr std::string_view kDashes = "--";
+constexpr std::size_t kBoundaryLimit = 70;
+constexpr int kMostEmptyLines = 8;
 
 char Lower(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+std::string_view Trimmed(std::string_view text) {
+    const std::size_t begin = text.find_first_not_of(" \t\r\n");
+    return begin == std::string_view::npos ? std::string_view()
+                                           : text.substr(begin, text.find_last_not_of(" \t\r\n") - begin + 1);
 }
 
 bool EqualNoCase(std::string_view a, std::string_view b) {
@@ -58,27 +66,49 @@ bool MultipartReader::ReadLine() {
     return true;
 }
 
-bool MultipartReader::ReadEmptyLine() {
-    return ReadLine() && m_line.starts_with('\r');
-}
-
+// A header's value as told in one of its parameters: quoted, or up to the next parameter.
 bool MultipartReader::ReadBoundary() {
-    for (int i = 0; i < StreamReader::kMaxHeaderLines && ReadLine() && !m_line.starts_with('\r'); ++i) {
-        const std::size_t key = m_line.find(kBoundaryKey);
-        if (key == std::string_view::npos) {
+    for (int i = 0; i < StreamReader::kMaxHeaderLines && ReadLine() && !IsEmptyLine(); ++i) {
+        const auto key = std::search(m_line.begin(), m_line.end(), kBoundaryKey.begin(), kBoundaryKey.end(),
+                                     [](char x, char y) { return Lower(x) == Lower(y); });
+        if (key == m_line.end()) {
             continue;
         }
-        const std::string_view boundary = m_line.substr(key + kBoundaryKey.size());
-        if (boundary.size() < kBoundaryLimit) {
+        std::string_view boundary =
+            m_line.substr(static_cast<std::size_t>(key - m_line.begin()) + kBoundaryKey.size());
+        if (boundary.starts_with('"')) {
+            boundary.remove_prefix(1);
+            boundary = boundary.substr(0, boundary.find('"'));
+        } else {
+            boundary = boundary.substr(0, boundary.find(';'));
+        }
+        boundary = Trimmed(boundary);
+        if (boundary.size() <= kBoundaryLimit + kDashes.size()) {
             m_strBoundary = boundary;
         }
     }
     return !m_strBoundary.empty();
 }
 
+// Cameras count the dashes before a boundary to it or leave them to the reader, and put any number of empty
+// lines before it.
+bool MultipartReader::ReadBoundaryLine() {
+    for (int i = 0; i <= kMostEmptyLines; ++i) {
+        if (!ReadLine()) {
+            return false;
+        }
+        if (!IsEmptyLine()) {
+            const std::string_view line = Trimmed(m_line);
+            return EqualNoCase(line, m_strBoundary) ||
+                   (line.starts_with(kDashes) && EqualNoCase(line.substr(kDashes.size()), m_strBoundary));
+        }
+    }
+    return false;
+}
+
 std::uint32_t MultipartReader::ReadContentLength() {
     std::uint32_t dwLength = 0;
-    for (int i = 0; i < StreamReader::kMaxHeaderLines && ReadLine() && !m_line.starts_with('\r'); ++i) {
+    for (int i = 0; i < StreamReader::kMaxHeaderLines && ReadLine() && !IsEmptyLine(); ++i) {
         std::transform(m_buffer.begin(), m_buffer.begin() + static_cast<std::ptrdiff_t>(m_line.size()),
                        m_buffer.begin(), Lower);
         const std::size_t key = m_line.find(kLengthKey);
@@ -90,7 +120,7 @@ std::uint32_t MultipartReader::ReadContentLength() {
 }
 
 bool MultipartReader::ReadPart() {
-    if (!ReadLine() || !EqualNoCase(m_line, m_strBoundary)) {
+    if (!ReadBoundaryLine()) {
         return false;
     }
     const std::uint32_t dwLength = ReadContentLength();
@@ -109,7 +139,9 @@ bool MultipartReader::ReadPart() {
     ++m_dwCount;
     ++m_core.m_nReceived;
     m_core.m_nBytes += dwLength;
-    return ReadEmptyLine() && ReadEmptyLine();
+    m_core.NoteReceived();
+    // At least the end of the picture's own line stands behind it.
+    return ReadLine() && IsEmptyLine();
 }
 
 // The end mark decides where the picture ends, and has to agree with the length told.

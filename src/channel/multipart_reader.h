@@ -27,8 +27,11 @@ private:
     // False, for its callers to hand on.
     bool Fail(int nCode, const char* lpszText);
     bool ReadLine();
-    bool ReadEmptyLine();
+    // The end of a header, or a line between two parts.
+    bool IsEmptyLine() const { return m_line.starts_with('\r') || m_line.starts_with('\n'); }
     bool ReadBoundary();
+    // The line before a part, behind empty ones.
+    bool ReadBoundaryLine();
     // 0 if none is told.
     std::uint32_t ReadContentLength();
     // False ends the pass.
@@ -41,7 +44,7 @@ private:
     ByteSource& m_source;
     std::array<char, 2048> m_buffer{};
     std::string_view m_line;    // of m_buffer
-    std::string m_strBoundary;  // with its line's end
+    std::string m_strBoundary;  // as the header tells it, without quotes
     std::uint32_t m_dwCount = 0;
 };
 

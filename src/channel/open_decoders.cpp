@@ -40,7 +40,7 @@ public:
         return Supports(fourcc) && m_decoder->Init(params) == kDecodeOk;
     }
 
-    // Grows with the first picture of a stream whose head tells no size.
+    // Grows with the first picture of a stream whose head tells no size, or too small a one.
     std::size_t GetOutputSize() const override { return kPixels + m_info.biSizeImage; }
 
     std::optional<std::size_t> VideoDecode(std::span<const std::uint8_t> source,

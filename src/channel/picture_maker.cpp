@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "codec/jpeg_codec.h"
 #include "codec/video_decoder.h"
 
 namespace kvmon {
@@ -19,6 +20,9 @@ public:
         if (status != kDecodeOk) {
             return status;
         }
+        // A head's size may be that of whole blocks, or of the encoder's input: the picture's own counts.
+        const PictureView view = m_decoded.View();
+        SetBitmapInfo(MakeBitmapInfo(view.width, view.height));
         if (Head().dwFourccCode != wire::kAVM4) {
             picture.SetPicture(BitmapInfo(), std::move(m_decoded));
             return kDecodeOk;
@@ -29,12 +33,15 @@ public:
     }
 
 protected:
+    bool TakesUnknownSize() const override { return true; }
     bool Open() override {
-        SetBitmapInfo(MakeBitmapInfo(static_cast<int>(Head().dwWidth), static_cast<int>(Head().dwHeight)));
         VideoDecoderParams params;
         params.streamType = Head().dwFourccCode == wire::kZ264 ? kStreamTypeH264 : kStreamTypeMpeg4;
-        params.width = BitmapInfo().biWidth;
-        params.height = BitmapInfo().biHeight;
+        if (Head().dwWidth > 0 && Head().dwHeight > 0) {
+            params.width = static_cast<int>(Head().dwWidth);
+            params.height = static_cast<int>(Head().dwHeight);
+        }
+        ExpectBitmapInfo(MakeBitmapInfo(params.width, params.height));
         params.threads = GetThreads();
         return m_decoder->Init(params) == 0;
     }
@@ -53,6 +60,15 @@ public:
     explicit MxpegMaker(MxpegDecoderFactory factory)
         : m_decoder(factory != nullptr ? factory() : std::unique_ptr<CTRMxPEGDecoder>()) {}
 
+    void CorrectSize(KELVARA_FRAME_HDR& hdr, std::span<const std::uint8_t> payload) const override {
+        int width = 0;
+        int height = 0;
+        std::uint32_t size = 0;
+        if (GetJpegInfo(payload, &width, &height, &size)) {
+            hdr.dwWidth = static_cast<std::uint32_t>(width);
+            hdr.dwHeight = static_cast<std::uint32_t>(height);
+        }
+    }
     int Decode(std::span<const std::uint8_t> payload, CVideoBmpFrame& picture) override {
         const std::size_t rowBytes = static_cast<std::size_t>(BitmapInfo().biWidth) * 3;
         if (!m_decoder->DecodeFrame(payload, m_rows, rowBytes)) {
@@ -173,8 +189,14 @@ std::optional<BITMAPINFOHEADER> PictureMaker::TakeBitmapInfo() {
 }
 
 void PictureMaker::SetBitmapInfo(const BITMAPINFOHEADER& bmpInfo) {
-    m_bInfoDue = m_bInfoDue || bmpInfo != m_bmpInfo;
+    m_bInfoDue = m_bInfoDue || m_bInfoExpected || bmpInfo != m_bmpInfo;
+    m_bInfoExpected = false;
     m_bmpInfo = bmpInfo;
+}
+
+void PictureMaker::ExpectBitmapInfo(const BITMAPINFOHEADER& bmpInfo) {
+    m_bmpInfo = bmpInfo;
+    m_bInfoExpected = true;
 }
 
 std::unique_ptr<PictureMaker> MakeVideoMaker(const ChannelFactories& /*factories*/,

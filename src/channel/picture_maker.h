@@ -18,6 +18,8 @@ class PictureMaker {
 public:
     virtual ~PictureMaker() = default;
 
+    // What the payload itself tells of the size goes before the head's word.
+    virtual void CorrectSize(KELVARA_FRAME_HDR& /*hdr*/, std::span<const std::uint8_t> /*payload*/) const {}
     // A key frame's head, before its payload. Opens the decoder anew if it is closed or stands open with
     // another size, code or number of threads.
     void OnKeyFrame(const KELVARA_FRAME_HDR& hdr, int nThreads);
@@ -39,6 +41,8 @@ protected:
     int GetThreads() const { return m_nThreads; }
     const BITMAPINFOHEADER& BitmapInfo() const { return m_bmpInfo; }
     void SetBitmapInfo(const BITMAPINFOHEADER& bmpInfo);
+    // A size to reserve memory for, until a picture tells its own by SetBitmapInfo.
+    void ExpectBitmapInfo(const BITMAPINFOHEADER& bmpInfo);
     // The pictures tell their size themselves, so that a head without one will do.
     virtual bool TakesUnknownSize() const { return false; }
     // Called with a size within the bounds. False if the decoder cannot be opened.
@@ -51,6 +55,7 @@ private:
     bool m_bOpen = false;
     BITMAPINFOHEADER m_bmpInfo;
     bool m_bInfoDue = false;
+    bool m_bInfoExpected = false;
 };
 
 // `giveUp` ends waits within a decoder.

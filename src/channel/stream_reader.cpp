@@ -172,6 +172,7 @@ bool StreamReader::ReadBody(std::uint8_t* to, std::uint32_t size) {
 void StreamReader::CountFrame(std::uint64_t bytes) {
     ++m_core.m_nReceived;
     m_core.m_nBytes += bytes;
+    m_core.NoteReceived();
 }
 
 }  // namespace kvmon

@@ -11,6 +11,10 @@ namespace {
 constexpr std::uint32_t kStringDisconnected = 57412;
 constexpr std::uint32_t kFollowOption = 0;
 constexpr std::uint32_t kFromRecorder = 1;
+// "The camera does not answer, picture from the recorder"
+constexpr std::uint32_t kStrFromRecorder = 6891;
+// A stream of this length was a good one, however it ended.
+constexpr std::uint64_t kSteadyMs = 30000;
 // From here on the user is told of each further attempt.
 constexpr std::uint32_t kManySwitches = 4;
 
@@ -21,7 +25,8 @@ bool ChannelCore::IsStreamFromCamera() const {
         return false;
     }
     const std::uint32_t from = m_nStreamFrom;
-    return from == kFollowOption ? Globals().streamFromCamera && !m_bCameraGone : from != kFromRecorder;
+    const bool bWanted = from == kFollowOption ? Globals().streamFromCamera.load() : from != kFromRecorder;
+    return bWanted && !m_trial.IsGone();
 }
 
 bool ChannelCore::GetKelvaraSettings(TargetSettings& settings) const {
@@ -101,14 +106,6 @@ void ChannelCore::SwitchNetworkSetting() {
         bOther = m_settings.m_NetworkSetting[(m_nNetworkSettingIdx + 1) & 1].HasAddress();
         m_nNetworkSettingIdx = bOther ? m_nNetworkSettingIdx + 1 : 2;
     }
-    TargetSettings recorder;
-    if ((!bOther || m_nNetworkSettingIdx > kManySwitches) && m_nStreamFrom == kFollowOption &&
-        GetKelvaraSettings(recorder)) {
-        // Better the recorder's pictures than none.
-        m_bCameraGone = true;
-        RestartPlaying();
-        return;
-    }
     if (!bOther) {
         return;
     }
@@ -116,6 +113,35 @@ void ChannelCore::SwitchNetworkSetting() {
     // What the camera can do is asked for anew.
     m_commandThread.Control()->Interrupt();
     AddCamCmd(kCmdReadCameraInfo, 0);
+}
+
+void ChannelCore::EndCameraPass(CameraPatience& patience) {
+    TargetSettings recorder;
+    if (!GetKelvaraSettings(recorder)) {
+        return;
+    }
+    const bool bDelivered = patience.HasDelivered();
+    if (bDelivered && !patience.HasEnded() && patience.GetDeliveredMs() >= kSteadyMs) {
+        return;  // it served well and hung up: one more connection
+    }
+    bool bOther = false;
+    {
+        const std::lock_guard lock(m_cs);
+        bOther = m_settings.m_NetworkSetting[(m_nNetworkSettingIdx + 1) & 1].HasAddress();
+    }
+    if (bOther && !bDelivered && m_trial.CountWay() == 1) {
+        m_nNetworkSettingIdx = (m_nNetworkSettingIdx + 1) & 1;
+        RestartPlaying();
+        return;
+    }
+    // Better the recorder's pictures than none.
+    m_trial.Fail(clock);
+    m_nErrorCount = 0;
+    if (m_nStreamFrom != kFollowOption) {
+        ShowText(kStrFromRecorder);
+    }
+    RestartPlaying();
+    m_lookThread.Control()->run.Set();
 }
 
 }  // namespace kvmon

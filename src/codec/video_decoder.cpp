@@ -14,8 +14,6 @@ namespace {
 
 // The largest picture whose bitmap a frame may hold.
 constexpr std::int64_t kMaxPixels = 22'000'000;
-// The library's buffers are larger than the picture by edges and whole blocks.
-constexpr std::int64_t kBufferMargin = 256;
 
 struct ContextEnd {
     void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
@@ -63,12 +61,13 @@ public:
         }
         context->width = params.width;
         context->height = params.height;
-        // The stream may tell any size; memory is only asked for the one that the channel expects.
-        context->max_pixels =
-            bAnySize ? kMaxPixels : (params.width + kBufferMargin) * (params.height + kBufferMargin);
-        // One unit in, one picture out: nothing is held back for reordering, and threads share a picture
-        // where they would else work on several.
-        context->flags |= AV_CODEC_FLAG_LOW_DELAY;
+        context->max_pixels = kMaxPixels;
+        // One unit in, one picture out. H.264 that is coded out of order is put in order all the same; of
+        // MPEG-4 the flag would show pictures as they come.
+        if (params.streamType != kStreamTypeMpeg4) {
+            context->flags |= AV_CODEC_FLAG_LOW_DELAY;
+        }
+        // Threads share a picture where they would else work on several.
         context->flags2 |= AV_CODEC_FLAG2_SHOW_ALL;
         context->thread_count = params.threads > 1 ? params.threads : 1;
         context->thread_type = FF_THREAD_SLICE;
@@ -76,7 +75,6 @@ public:
         if (avcodec_open2(context.get(), codec, nullptr) < 0) {
             return kDecodeBadData;
         }
-        params_ = params;
         context_ = std::move(context);
         return kDecodeOk;
     }
@@ -129,21 +127,14 @@ private:
         }
     }
 
-    int CheckPicture(DecodedPicture& output) const {
-        const PictureView view = output.View();
-        int status = kDecodeOk;
-        if (view.IsEmpty()) {
-            status = kDecodeBadData;
-        } else if (params_.width != 0 && (view.width != params_.width || view.height != params_.height)) {
-            status = kDecodeWrongSize;
+    static int CheckPicture(DecodedPicture& output) {
+        if (!output.View().IsEmpty()) {
+            return kDecodeOk;
         }
-        if (status != kDecodeOk) {
-            output.Clear();
-        }
-        return status;
+        output.Clear();
+        return kDecodeBadData;
     }
 
-    VideoDecoderParams params_;
     std::unique_ptr<AVCodecContext, ContextEnd> context_;
     std::unique_ptr<AVPacket, PacketEnd> packet_;
     DecodedPicture spare_;

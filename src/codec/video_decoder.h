@@ -15,7 +15,8 @@ inline constexpr int kStreamTypeMxpeg = 1;  // of our own
 
 struct VideoDecoderParams {
     int streamType = kStreamTypeH264;
-    // Pictures of another size are refused; 0 x 0 takes any.
+    // What the head of the first key frame tells; 0 x 0 for nothing. The pictures have their own size, which
+    // is often cut from whole blocks: 1920 x 1088 are told and 1920 x 1080 come.
     int width = 0;
     int height = 0;
     int threads = 1;
@@ -27,7 +28,6 @@ enum VideoDecoderStatus : int {
     kDecodeNotOpen = -1,
     kDecodeNeedMoreData = -2,  // nothing came out yet
     kDecodeBadData = -3,
-    kDecodeWrongSize = -4,  // a picture of another size than the parameters tell
     kDecodeNoMemory = -5,
 };
 
@@ -38,6 +38,7 @@ public:
     // Opens the decoder; 0 on success. Closes what was open before.
     virtual int Init(const VideoDecoderParams& params) = 0;
     // Decodes one access unit. 0 means that `output` holds a finished picture, whose planes may be kept.
+    // Pictures come in the order of their display: where units come in another one, with a delay.
     // Any other status leaves the decoder open and the picture is lost. `input` must be followed by
     // kInputPadding readable bytes.
     virtual int GetFrame(std::span<const std::uint8_t> input, DecodedPicture& output) = 0;

@@ -69,6 +69,10 @@ void CellMenu::AppendCommands(BCMenu& menu, const CBaseCamera& camera) const {
             menu.AppendMenu(controls.Get(entry.id).enabled ? 0 : MF_GRAYED, entry.id, LoadString(entry.text));
         }
     }
+    if (camera.CanStreamFromCamera()) {
+        menu.AppendMenu(camera.IsStreamFromCamera() ? MF_CHECKED : 0, kCmdFromCamera,
+                        LoadString(kCmdFromCamera));
+    }
     menu.AppendMenu(0, kCtlCameraSettings, LoadString(kStrCameraSettings));
 }
 
@@ -115,6 +119,11 @@ bool CellMenu::OnCommand(int id) {
         case kCmdDigitalZoomOff:
             if (CVideoWnd* const cell = m_dlg.View().Cells().GetActive()) {
                 cell->SetDigitalZoom(id == kCmdDigitalZoomOn);
+            }
+            return true;
+        case kCmdFromCamera:
+            if (const auto camera = m_dlg.View().Cells().GetActiveCamera()) {
+                camera->SetStreamFrom(camera->IsStreamFromCamera() ? kStreamFromRecorder : kStreamFromCamera);
             }
             return true;
         case kCmdPresetDialog:

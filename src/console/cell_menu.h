@@ -18,6 +18,7 @@ class CMainDlg;
 inline constexpr int kCmdDigitalZoomOn = 2606;
 inline constexpr int kCmdDigitalZoomOff = 2607;
 inline constexpr int kCmdPresetDialog = 6400;
+inline constexpr int kCmdFromCamera = 6892;
 inline constexpr int kCmdStreamSizeOfView = 6420;
 inline constexpr int kCmdFirstStreamSize = 6430;
 inline constexpr int kMaxStreamSizes = 16;

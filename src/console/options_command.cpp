@@ -80,7 +80,7 @@ void OptionsCommand::Apply(const ConsoleOptions& wanted) {
         for (int n = 0; n < m_dlg.Cameras().GetCount(); ++n) {
             const auto camera = m_dlg.Cameras().GetCameraByChannel(n);
             if (camera && camera->CanStreamFromCamera()) {
-                camera->RestartPlaying();
+                camera->FollowStreamOption();
             }
         }
     }

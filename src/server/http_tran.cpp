@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "server/wire_number.h"
 
@@ -60,7 +61,8 @@ bool CHttpTran::Connect(const char* lpszHost, std::uint32_t nPort, std::uint32_t
         const std::uint64_t start = m_clock.TickMs();
         const auto elapsed = [&] { return m_clock.TickMs() - start; };
         address = ResolveName(lpszHost, [&] {
-            return IsAborted() || m_bCancel || (HasLimit(dwTimeout) && elapsed() >= *dwTimeout);
+            return IsAborted() || m_bCancel || (HasLimit(dwTimeout) && elapsed() >= *dwTimeout) ||
+                   (m_giveUp && m_giveUp(0));
         });
         if (HasLimit(dwTimeout)) {
             if (elapsed() < *dwTimeout) {
@@ -104,6 +106,10 @@ CHttpTran::Wait CHttpTran::WaitSocket(bool bWrite, std::uint32_t* dwTimeout) {
     const Milliseconds round = m_clock.SocketRound(Milliseconds(kRoundMs));
     std::uint64_t nElapsed = 0;
     while (!m_bCancel && !IsAborted()) {
+        if (m_giveUp && m_giveUp(std::exchange(m_nIdleMs, 0))) {
+            m_dwLastError = kSocketAborted;
+            return Wait::TimedOut;
+        }
         nElapsed += kRoundMs;
         std::uint32_t error = 0;
         switch (m_hSocket.Poll(bWrite, static_cast<int>(round.count()), error)) {
@@ -111,6 +117,7 @@ CHttpTran::Wait CHttpTran::WaitSocket(bool bWrite, std::uint32_t* dwTimeout) {
                 m_dwLastError = error;
                 return Wait::Error;
             case Socket::Ready::No:
+                m_nIdleMs += kRoundMs;
                 if (HasLimit(dwTimeout) && nElapsed >= *dwTimeout) {
                     m_dwLastError = kSocketAborted;
                     return Wait::TimedOut;

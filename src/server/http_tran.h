@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -90,6 +91,10 @@ public:
     bool SetDeadPeer(const Socket::DeadPeer& times);
     // Keeps little of what the peer does not take, so that a stall shows early. Between Create and Connect.
     bool SetSendBuffer(int bytes);
+    // Asked in each round of a wait, with the nominal milliseconds that passed in waits since it was asked
+    // before: true ends this wait and those that follow, as when their budget is used up.
+    using GiveUpWait = std::function<bool(std::uint64_t nIdleMs)>;
+    void SetGiveUp(GiveUpWait giveUp) { m_giveUp = std::move(giveUp); }
     void Close();
     void CancelWait();
     // Ends a blocked operation of another thread by shutting the connection down. Any thread.
@@ -120,6 +125,8 @@ private:
     const FlagWord* const m_pAbortFlag;
     Clock& m_clock;
     bool m_bBlocking = false;
+    GiveUpWait m_giveUp;
+    std::uint64_t m_nIdleMs = 0;
     std::unique_ptr<std::array<std::uint8_t, 1024>> m_pPushback;
     std::size_t m_nPushbackLen = 0;
     std::size_t m_nPushbackPos = 0;

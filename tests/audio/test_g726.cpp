@@ -85,15 +85,44 @@ Samples Speech() {
     return samples;
 }
 
+// Between the ends of the scale, with half a wave of so many samples, or of lengths that change: nothing
+// drives the predictor further over its range.
+Samples Square(int half) {
+    Samples samples(8 * kBlock);
+    std::mt19937 random(11);
+    bool high = false;
+    for (std::size_t i = 0; i < samples.size(); high = !high) {
+        const int length = half > 0 ? half : std::uniform_int_distribution<int>(1, 90)(random);
+        for (int k = 0; k < length && i < samples.size(); ++k) {
+            samples[i++] = high ? 32767 : -32768;
+        }
+    }
+    return samples;
+}
+
+// The step falls on a predictor that has settled, again and again.
+Samples SquareAfterSilence() {
+    Samples samples = Square(3);
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        if (i / 200 % 2 == 0) {
+            samples[i] = 0;
+        }
+    }
+    return samples;
+}
+
 struct Material {
     const char* name;
     Samples samples;
 };
 
 std::vector<Material> AllMaterials() {
-    return {{"silence", Samples(8 * kBlock)}, {"tone", Tone(440, 12000)}, {"loud tone", Tone(1004, 32000)},
-            {"high tone", Tone(3400, 20000)}, {"noise", Noise(20000)},    {"loud noise", Noise(32767)},
-            {"whisper", Noise(40)},           {"speech", Speech()}};
+    return {{"silence", Samples(8 * kBlock)}, {"tone", Tone(440, 12000)},
+            {"loud tone", Tone(1004, 32000)}, {"high tone", Tone(3400, 20000)},
+            {"noise", Noise(20000)},          {"loud noise", Noise(32767)},
+            {"whisper", Noise(40)},           {"speech", Speech()},
+            {"square", Square(16)},           {"slow square", Square(250)},
+            {"wandering square", Square(0)},  {"square after silence", SquareAfterSilence()}};
 }
 
 class G726Test : public testing::TestWithParam<std::tuple<int, G726Packing>> {

@@ -19,7 +19,7 @@ void Word(std::string& out, std::uint32_t value) {
 
 }  // namespace
 
-StreamMaker::StreamMaker(const char* encoder, int width, int height, int group)
+StreamMaker::StreamMaker(const char* encoder, int width, int height, int group, int reordered)
     : width_(width), height_(height) {
     const AVCodec* const codec = avcodec_find_encoder_by_name(encoder);
     context_ = avcodec_alloc_context3(codec);
@@ -27,14 +27,18 @@ StreamMaker::StreamMaker(const char* encoder, int width, int height, int group)
     context_->height = height;
     context_->time_base = {1, 25};
     context_->gop_size = group;
-    context_->max_b_frames = 0;
+    context_->max_b_frames = reordered;
     context_->thread_count = 1;
     av_log_set_level(AV_LOG_QUIET);
     const bool jpeg = std::string_view(encoder) == "mjpeg";
     context_->pix_fmt = jpeg ? AV_PIX_FMT_YUVJ420P : AV_PIX_FMT_YUV420P;
     if (std::string_view(encoder) == "libx264") {
         av_opt_set(context_->priv_data, "preset", "ultrafast", 0);
-        av_opt_set(context_->priv_data, "tune", "zerolatency", 0);
+        if (reordered == 0) {
+            av_opt_set(context_->priv_data, "tune", "zerolatency", 0);
+        } else {
+            av_opt_set(context_->priv_data, "x264-params", "b-adapt=0:scenecut=0", 0);
+        }
         av_opt_set(context_->priv_data, "qp", "8", 0);
     } else {
         context_->flags |= AV_CODEC_FLAG_QSCALE;
@@ -55,6 +59,29 @@ int StreamMaker::Luma(int index, int x, int y, int width, int height) {
 }
 
 Unit StreamMaker::Next() {
+    Send(false);
+    Unit unit;
+    Take(unit);
+    return unit;
+}
+
+std::vector<Unit> StreamMaker::All(int count) {
+    std::vector<Unit> units;
+    Unit unit;
+    for (int i = 0; i <= count; ++i) {
+        Send(i == count);
+        while (Take(unit)) {
+            units.push_back(unit);
+        }
+    }
+    return units;
+}
+
+void StreamMaker::Send(bool end) {
+    if (end) {
+        avcodec_send_frame(context_, nullptr);
+        return;
+    }
     AVFrame* frame = av_frame_alloc();
     frame->format = context_->pix_fmt;
     frame->width = width_;
@@ -76,15 +103,17 @@ Unit StreamMaker::Next() {
     ++index_;
     avcodec_send_frame(context_, frame);
     av_frame_free(&frame);
+}
 
+bool StreamMaker::Take(Unit& unit) {
     AVPacket* packet = av_packet_alloc();
-    Unit unit;
-    if (avcodec_receive_packet(context_, packet) == 0) {
+    const bool taken = avcodec_receive_packet(context_, packet) == 0;
+    if (taken) {
         unit.bytes.assign(packet->data, packet->data + packet->size);
         unit.key = (packet->flags & AV_PKT_FLAG_KEY) != 0;
     }
     av_packet_free(&packet);
-    return unit;
+    return taken;
 }
 
 std::string Head(std::uint32_t fourcc, bool key, int width, int height, std::uint32_t dataSize,

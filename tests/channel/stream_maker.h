@@ -20,17 +20,23 @@ struct Unit {
 };
 
 // One encoder: "libx264", "mpeg4" or "mjpeg". Each picture is a ramp from left to right with the lower half
-// inverted, whose brightness goes up with the picture's number.
+// inverted, whose brightness goes up with the picture's number. So many pictures between two that others
+// refer to are coded after both.
 class StreamMaker {
 public:
-    StreamMaker(const char* encoder, int width, int height, int group = 1000);
+    StreamMaker(const char* encoder, int width, int height, int group = 1000, int reordered = 0);
     ~StreamMaker();
 
     Unit Next();
+    // So many pictures in the order of their coding, and the end of the stream.
+    std::vector<Unit> All(int count);
     // The luma that picture `index` was made with.
     static int Luma(int index, int x, int y, int width, int height);
 
 private:
+    void Send(bool end);
+    bool Take(Unit& unit);
+
     AVCodecContext* context_;
     int width_;
     int height_;

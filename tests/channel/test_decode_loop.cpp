@@ -8,7 +8,9 @@
 
 #include "channel/channel_globals.h"
 #include "channel/decode_loop.h"
+#include "channel/open_decoders.h"
 #include "codec/jpeg_codec.h"
+#include "platform/text.h"
 #include "stream_maker.h"
 #include "support/wait_until.h"
 
@@ -158,20 +160,97 @@ TEST_F(Decode, AKeyFrameOfAnotherSizeReopensTheDecoder) {
     EXPECT_NEAR(PixelAt(60, 8), Level(StreamMaker::Luma(1, 60, 8, 128, 96)), 6);
 }
 
-TEST_F(Decode, AHeadThatLiesAboutTheSizeShowsNothing) {
+// Encoders code whole blocks, and their heads tell these or what was cut from them.
+TEST_F(Decode, TheDecodedSizeIsShownWhateverTheHeadTells) {
+    const struct {
+        int toldWidth, toldHeight, width, height;
+    } sizes[] = {{1920, 1088, 1920, 1080}, {640, 368, 640, 360}, {352, 288, 352, 240}, {352, 240, 352, 288},
+                 {128, 96, 64, 48},        {0, 48, 64, 48},      {0, 0, 64, 48},       {1, 1, 64, 48}};
+    const struct {
+        std::uint32_t fourcc;
+        const char* encoder;
+    } codes[] = {{wire::kZ264, "libx264"}, {wire::kZMP4, "mpeg4"}, {wire::kAVM4, "mpeg4"}};
+    for (const auto& [fourcc, encoder] : codes) {
+        for (const auto& size : sizes) {
+            StreamMaker maker(encoder, size.width, size.height);
+            QueueCoded(fourcc, maker, size.toldWidth, size.toldHeight);
+            QueueCoded(fourcc, maker, size.toldWidth, size.toldHeight);
+            EXPECT_EQ(RunAll(), 2u) << encoder << " " << size.toldWidth << " x " << size.toldHeight;
+            EXPECT_EQ(core.m_picture.GetBitmapInfo(), MakeBitmapInfo(size.width, size.height));
+            EXPECT_EQ(Line(SubString::Stream), FormatText("Stream: %d x %d", size.width, size.height));
+            const int y = size.height / 4;
+            EXPECT_NEAR(
+                PixelAt(20, y),
+                Level(StreamMaker::Luma(1, 20, y / (fourcc == wire::kAVM4 ? 2 : 1), size.width, size.height)),
+                6)
+                << encoder;
+        }
+    }
+}
+
+TEST_F(Decode, AHeadBeyondAllBoundsShowsNothing) {
     StreamMaker maker("libx264", kWidth, kHeight);
     const kvtest::Unit unit = maker.Next();
-    const struct {
-        int width;
-        int height;
-    } lies[] = {{128, 96}, {0, 48}, {64, 0}, {-1, -1}, {16385, 16}, {16384, 16384}, {1, 1}};
-    for (const auto& lie : lies) {
-        Queue(FrameType::Wrapped, kvtest::VideoRecord(wire::kZ264, true, lie.width, lie.height, unit.bytes));
-        EXPECT_EQ(RunAll(), 0u) << lie.width << " x " << lie.height;
+    for (const auto& [width, height] : {std::pair{-1, -1}, {16385, 16}, {16384, 16384}}) {
+        Queue(FrameType::Wrapped, kvtest::VideoRecord(wire::kZ264, true, width, height, unit.bytes));
+        EXPECT_EQ(RunAll(), 0u) << width << " x " << height;
     }
     EXPECT_FALSE(core.m_picture.HasPicture());
     Queue(FrameType::Wrapped, kvtest::VideoRecord(wire::kZ264, true, kWidth, kHeight, unit.bytes));
     EXPECT_EQ(RunAll(), 1u);
+}
+
+// Pictures that were coded after those that they stand before are shown in the order of their display, and
+// none is left out on the way.
+TEST_F(Decode, ReorderedPicturesAreShownInTheirOrder) {
+    constexpr int kCount = 12;
+    const struct {
+        std::uint32_t fourcc;
+        const char* encoder;
+    } codes[] = {
+        {wire::kZ264, "libx264"}, {wire::kZMP4, "mpeg4"}, {wire::kAVM4, "mpeg4"}, {wire::kZV7K, "mpeg4"}};
+    for (const auto& [fourcc, encoder] : codes) {
+        SCOPED_TRACE(GetVideoCodeName(fourcc));
+        Factories().vivotekDecoder = [](const GiveUp& giveUp) {
+            static const VivotekLibrary none{};
+            return MakeVivotekDecoder(none, giveUp);
+        };
+        ChannelCore channel(SystemClock());
+        Factories().vivotekDecoder = nullptr;
+        ThreadControl thread;
+        Worker worker;
+        worker.Start("decode", [&] {
+            while (!thread.exit.IsSet()) {
+                thread.run.Set();
+                DecodeLoop(channel, thread).DecodeFrame();
+            }
+        });
+        StreamMaker maker(encoder, kWidth, kHeight, kCount, 2);
+        std::vector<int> shown;
+        std::uint64_t sent = 0;
+        for (const kvtest::Unit& unit : maker.All(kCount)) {
+            const std::string record = kvtest::VideoRecord(fourcc, unit.key, kWidth, kHeight, unit.bytes);
+            auto frame = channel.m_frames.NewDecodeFrame(0, record.size());
+            std::memcpy(frame->Begin(), record.data(), record.size());
+            frame->SetLength(static_cast<std::uint32_t>(record.size()));
+            channel.m_frames.AddDecodeFrameToQueue(FrameType::Wrapped, std::move(frame), &thread.run);
+            ++sent;
+            ASSERT_TRUE(kvtest::WaitUntil([&] { return channel.m_nShown + channel.m_nFailed == sent; }));
+            if (channel.m_nShown == shown.size() + 1) {
+                const std::vector<std::uint8_t> file = channel.m_picture.GetBitmapFile();
+                const std::size_t at = 54 + BitmapStride(kWidth) * (kHeight - 1 - 4) + 20 * 3 + 1;
+                shown.push_back(at < file.size() ? file[at] : -1);
+            }
+        }
+        thread.exit.Set();
+        thread.leave = 1;
+        ASSERT_TRUE(worker.Wait(Milliseconds(5000)));
+        EXPECT_GE(shown.size(), kCount - 3u);
+        for (std::size_t i = 0; i < shown.size(); ++i) {
+            EXPECT_NEAR(shown[i], Level(StreamMaker::Luma(static_cast<int>(i), 20, 4, kWidth, kHeight)), 3)
+                << i;
+        }
+    }
 }
 
 TEST_F(Decode, DamageCostsThatFrameOnly) {
@@ -362,6 +441,24 @@ TEST(DecodeMxpeg, ShowsItsFirstPictureAtTheTwentyFirst) {
     ASSERT_GT(file.size(), 54u);
     EXPECT_EQ(file[54], 'P') << "the lower half comes first in a bitmap";
     EXPECT_EQ(file.back(), 10);
+}
+
+TEST(DecodeMxpeg, ThePicturesOwnSizeCounts) {
+    Factories().mxpegDecoder = []() -> std::unique_ptr<CTRMxPEGDecoder> {
+        return std::make_unique<HalfGreen>();  // opens for 64 x 48 alone
+    };
+    ChannelCore core(SystemClock());
+    Factories() = {};
+    ThreadControl control;
+    control.exit.Set();
+    const std::string record =
+        kvtest::VideoRecord(wire::kZXPG, true, 80, 64, StreamMaker("mjpeg", kWidth, kHeight).Next().bytes);
+    auto frame = core.m_frames.NewDecodeFrame(0, record.size());
+    std::memcpy(frame->Begin(), record.data(), record.size());
+    frame->SetLength(static_cast<std::uint32_t>(record.size()));
+    core.m_frames.AddDecodeFrameToQueue(FrameType::Wrapped, std::move(frame), &control.run);
+    DecodeLoop(core, control).DecodeFrame();
+    EXPECT_EQ(core.m_nDecoded, 1u);
 }
 
 // A bitmap file of 2 x 2 pixels of 24 bits.

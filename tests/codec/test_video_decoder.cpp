@@ -103,17 +103,36 @@ TEST_P(VideoDecoderTest, PictureThatIsKeptStaysAsItIs) {
     EXPECT_TRUE(kept.View().IsEmpty());
 }
 
-TEST_P(VideoDecoderTest, OtherSizeThanToldGivesNoPicture) {
-    const VideoDecoderParams wrong[] = {Params(kWidth - 16, kHeight), Params(kWidth + 320, kHeight + 240),
-                                        Params(16, 16)};
-    for (const VideoDecoderParams& params : wrong) {
+// A head may tell whole blocks, or the size that another part of the camera works with.
+TEST_P(VideoDecoderTest, ThePicturesSizeCountsWhateverWasTold) {
+    const VideoDecoderParams told[] = {Params(kWidth, kHeight + 14), Params(kWidth - 16, kHeight),
+                                       Params(kWidth + 320, kHeight + 240), Params(16, 16), Params(0, 0)};
+    for (const VideoDecoderParams& params : told) {
         ASSERT_EQ(decoder->Init(params), kDecodeOk);
-        for (const CodedUnit& unit : units) {
-            EXPECT_NE(Decode(*decoder, unit.bytes, picture), kDecodeOk) << params.width;
+        for (int i = 0; i < 6; ++i) {
+            ASSERT_EQ(Decode(*decoder, units[static_cast<std::size_t>(i)].bytes, picture), kDecodeOk) << i;
+            ASSERT_EQ(picture.View().width, kWidth);
+            ASSERT_EQ(picture.View().height, kHeight);
+            EXPECT_LT(Distance(picture.View(), kvtest::MovingPicture(kWidth, kHeight, i)), 8) << i;
         }
     }
+}
+
+// Pictures that are coded after those that they stand before come out in the order of their display.
+TEST_P(VideoDecoderTest, PicturesComeInTheOrderOfTheirDisplay) {
+    kvtest::CodingOptions options;
+    options.frames = 12;
+    options.keyInterval = 12;
+    options.reordered = 2;
     ASSERT_EQ(decoder->Init(Params()), kDecodeOk);
-    EXPECT_EQ(Decode(*decoder, units[0].bytes, picture), kDecodeOk);
+    int next = 0;
+    for (const CodedUnit& unit : kvtest::EncodeMovingPictures(GetParam().coding, kWidth, kHeight, options)) {
+        if (Decode(*decoder, unit.bytes, picture) == kDecodeOk) {
+            EXPECT_LT(Distance(picture.View(), kvtest::MovingPicture(kWidth, kHeight, next)), 8) << next;
+            ++next;
+        }
+    }
+    EXPECT_GE(next, 9) << "no more than three wait";
 }
 
 TEST_P(VideoDecoderTest, RefusesWhatCannotBeOpened) {

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+extern "C" {
+#include <libavutil/opt.h>
+}
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -178,6 +182,10 @@ public:
 
     void Write(AVPacket* packet, std::int64_t index) {
         packet->pts = packet->dts = index;
+        WriteStamped(packet);
+    }
+    // With the packet's own times, in pictures.
+    void WriteStamped(AVPacket* packet) {
         packet->duration = 1;
         packet->stream_index = 0;
         av_packet_rescale_ts(packet, {1, fps_}, stream_->time_base);
@@ -264,8 +272,8 @@ void WriteVideoFile(const std::string& path, const std::vector<PacketPtr>& packe
     }
 }
 
-void EncodeVideoFile(const std::string& path, const char* encoder, int width, int height, int count,
-                     int fps) {
+void EncodeVideoFile(const std::string& path, const char* encoder, int width, int height, int count, int fps,
+                     int reordered) {
     const AVCodec* const codec = avcodec_find_encoder_by_name(encoder);
     AvPtr<AVCodecContext> context(avcodec_alloc_context3(codec));
     context->width = width;
@@ -275,6 +283,10 @@ void EncodeVideoFile(const std::string& path, const char* encoder, int width, in
     context->framerate = {fps, 1};
     context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     context->thread_count = 1;
+    context->max_b_frames = reordered;
+    if (reordered > 0) {
+        av_opt_set(context->priv_data, "x264-params", "b-adapt=0:scenecut=0", 0);
+    }
     Require(avcodec_open2(context.get(), codec, nullptr) >= 0, "no encoder");
     struct Free {
         void operator()(AVCodecParameters* p) const { avcodec_parameters_free(&p); }
@@ -297,10 +309,45 @@ void EncodeVideoFile(const std::string& path, const char* encoder, int width, in
         }
         avcodec_send_frame(context.get(), i < count ? frame.get() : nullptr);
         while (avcodec_receive_packet(context.get(), packet.get()) >= 0) {
-            muxer.Write(packet.get(), written++);
+            if (reordered > 0) {
+                muxer.WriteStamped(packet.get());
+            } else {
+                muxer.Write(packet.get(), written++);
+            }
             av_packet_unref(packet.get());
         }
     }
+}
+
+int NumberOf(const Luma& picture) {
+    // The brightness in the corner goes up by 5 from picture to picture.
+    return (picture.rows[0] - 40 + 2) / 5;
+}
+
+std::vector<TimedLuma> DecodeFile(const std::string& path) {
+    AVFormatContext* opened = nullptr;
+    Require(avformat_open_input(&opened, path.c_str(), nullptr, nullptr) >= 0, "no file");
+    const AvPtr<AVFormatContext> file(opened);
+    Require(avformat_find_stream_info(opened, nullptr) >= 0, "no streams");
+    const AVStream* const stream = opened->streams[0];
+    const AVCodec* const codec = avcodec_find_decoder(stream->codecpar->codec_id);
+    AvPtr<AVCodecContext> context(avcodec_alloc_context3(codec));
+    avcodec_parameters_to_context(context.get(), stream->codecpar);
+    context->thread_count = 1;
+    Require(avcodec_open2(context.get(), codec, nullptr) >= 0, "no decoder");
+    AvPtr<AVPacket> packet(av_packet_alloc());
+    AvPtr<AVFrame> frame(av_frame_alloc());
+    std::vector<TimedLuma> out;
+    for (bool more = true; more; av_packet_unref(packet.get())) {
+        more = av_read_frame(opened, packet.get()) >= 0;
+        avcodec_send_packet(context.get(), more ? packet.get() : nullptr);
+        while (avcodec_receive_frame(context.get(), frame.get()) >= 0) {
+            Luma luma{frame->width, frame->height, {}};
+            luma.rows.assign(frame->data[0], frame->data[0] + frame->width);
+            out.push_back({av_rescale_q(frame->best_effort_timestamp, stream->time_base, {1, 1000}), luma});
+        }
+    }
+    return out;
 }
 
 std::vector<std::string> NalUnits(const std::vector<std::uint8_t>& data) {

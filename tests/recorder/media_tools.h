@@ -67,8 +67,18 @@ std::vector<kvrecorder::PacketPtr> EncodeTestPictures(const kvrecorder::StreamCo
 // in the file's head alone, as is usual.
 void WriteVideoFile(const std::string& path, const std::vector<kvrecorder::PacketPtr>& packets, int fps,
                     bool headersApart);
-// Writes noise-free pictures through any encoder of libavcodec.
-void EncodeVideoFile(const std::string& path, const char* encoder, int width, int height, int count, int fps);
+// Writes noise-free pictures through any encoder of libavcodec, with so many pictures between two that others
+// refer to.
+void EncodeVideoFile(const std::string& path, const char* encoder, int width, int height, int count, int fps,
+                     int reordered = 0);
+// Which picture of such a file a decoded one is.
+int NumberOf(const Luma& picture);
+// The pictures of a file with their times in milliseconds, in the order of display.
+struct TimedLuma {
+    std::int64_t ms = 0;
+    Luma picture;
+};
+std::vector<TimedLuma> DecodeFile(const std::string& path);
 
 // The units of an annex B stream without delimiters, in order of their bytes.
 std::vector<std::string> NalUnits(const std::vector<std::uint8_t>& data);

@@ -1,10 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
+#include "media/matroska_writer.h"
 #include "media/media_hub.h"
 #include "media_tools.h"
 #include "support/temp_folder.h"
@@ -104,6 +106,65 @@ INSTANTIATE_TEST_SUITE_P(
         name[name.find('.')] = '_';
         return name;
     });
+
+// Pictures that are coded after those that they stand before: they are passed as they are coded, and each is
+// told to be of the time at which it is to be seen.
+TEST_F(MediaFile, PicturesOutOfTheirOrderKeepTheirTimes) {
+    constexpr int kCount = 10;
+    constexpr std::int64_t kStep = 1000 / kFps;
+    const struct {
+        const char* name;
+        const char* encoder;
+    } files[] = {{"mpeg4.mp4", "mpeg4"},
+                 {"mpeg4.mkv", "mpeg4"},
+                 {"mpeg4.avi", "mpeg4"},
+                 {"h264.mp4", "libx264"},
+                 {"h264.mkv", "libx264"}};
+    for (const auto& [name, encoder] : files) {
+        SCOPED_TRACE(name);
+        kvtest::EncodeVideoFile(PathOf(name), encoder, 176, 144, kCount, kFps, 2);
+        const int channel = AddFile(name);
+        Collector collector;
+        const auto subscription = hub_->Subscribe(channel, 0, collector.Sink());
+        clock_->Allow(milliseconds(2 * kCount * kStep + kStep));
+        auto packets = collector.WaitFor(2 * kCount);
+        ASSERT_GE(packets.size(), 2u * kCount);
+        packets.resize(2 * kCount);
+        const auto pictures = kvtest::Decode(packets);
+        ASSERT_EQ(pictures.size(), packets.size());
+        std::vector<std::int64_t> times;
+        bool inOrder = true;
+        for (std::size_t i = 0; i < packets.size(); ++i) {
+            EXPECT_EQ(kvtest::NumberOf(pictures[i]), static_cast<int>(i) % kCount);
+            inOrder = inOrder && (times.empty() || times.back() < packets[i]->timeMs + packets[i]->delayMs);
+            times.push_back(packets[i]->timeMs + packets[i]->delayMs);
+            EXPECT_GE(packets[i]->delayMs, 0) << i;
+            if (i > 0) {
+                EXPECT_NEAR(static_cast<double>(packets[i]->timeMs - packets[i - 1]->timeMs), kStep, 2) << i;
+            }
+        }
+        EXPECT_FALSE(inOrder) << "the file has pictures out of order";
+        std::sort(times.begin(), times.end());
+        for (std::size_t i = 1; i < times.size(); ++i) {
+            EXPECT_NEAR(static_cast<double>(times[i] - times[i - 1]), kStep, 2) << i;
+        }
+
+        // A recording of it plays each picture at its time.
+        const std::string recording = PathOf(std::string(name) + ".rec.mkv");
+        {
+            MatroskaWriter writer(recording, packets[0]);
+            for (std::size_t i = 1; i < packets.size(); ++i) {
+                writer.Write(packets[i]);
+            }
+        }
+        const auto played = kvtest::DecodeFile(recording);
+        ASSERT_EQ(played.size(), packets.size());
+        for (std::size_t i = 0; i < played.size(); ++i) {
+            EXPECT_EQ(kvtest::NumberOf(played[i].picture), static_cast<int>(i) % kCount);
+            EXPECT_NEAR(static_cast<double>(played[i].ms - played[0].ms), static_cast<double>(i) * kStep, 2);
+        }
+    }
+}
 
 TEST_F(MediaFile, SmallerStreamIsEncodedOnDemandAlsoInTheMiddle) {
     WriteFile("a.mp4", Codec::H264, true);
