@@ -1,4 +1,6 @@
 // The channel object's settings: comparison, assignment and what the console reads and sets.
+#include <utility>
+
 #include "channel/base_camera.h"
 #include "channel/channel_core.h"
 #include "persist/log_file.h"
@@ -195,6 +197,17 @@ void CBaseCamera::SetCameraName(const std::string& name) {
 std::string CBaseCamera::GetCameraName() const {
     const std::lock_guard lock(m_core->m_cs);
     return m_core->m_strCameraName;
+}
+
+bool CBaseCamera::SetRecorderName(const std::string& name) {
+    const std::lock_guard lock(m_core->m_cs);
+    return std::exchange(m_core->m_strRecorderName, name) != name;
+}
+
+std::string CBaseCamera::GetCaptionName() const {
+    const std::lock_guard lock(m_core->m_cs);
+    const std::string& recorder = m_core->m_strRecorderName;
+    return recorder.empty() ? m_core->m_strCameraName : recorder + ": " + m_core->m_strCameraName;
 }
 
 void CBaseCamera::SetAudioRight(bool bRight) {

@@ -121,7 +121,7 @@ void CVideoWnd::SetCamera(const std::shared_ptr<CBaseCamera>& pCamera) {
     m_pCamera = pCamera;
     m_knownFlags = pCamera ? pCamera->GetStatusFlags() : std::array<std::uint32_t, 7>{};
     m_bDragging = false;
-    setAccessibleName(pCamera ? QString::fromStdString(pCamera->GetCameraName()) : QString());
+    setAccessibleName(pCamera ? QString::fromStdString(pCamera->GetCaptionName()) : QString());
     RefreshCursor();
     update();
 }
@@ -237,7 +237,7 @@ int CVideoWnd::PaintIcon(QPainter& painter) const {
 
 void CVideoWnd::PaintCaptionText(QPainter& painter, int iconsWidth) const {
     const auto camera = GetCamera();
-    const std::string name = camera ? camera->GetCameraName() : std::string();
+    const std::string name = camera ? camera->GetCaptionName() : std::string();
     const QRect place(QPoint(kCaptionLeft, kCaptionTop),
                       QPoint(width() - iconsWidth - kCaptionGap - 1, kCaptionBottom - 1));
     if (name.empty() || place.width() <= 0) {
@@ -276,7 +276,7 @@ void CVideoWnd::NoteStatus() {
         }
     }
     m_knownFlags = flags;
-    setAccessibleName(QString::fromStdString(camera->GetCameraName()));
+    setAccessibleName(QString::fromStdString(camera->GetCaptionName()));
 }
 
 // True if the press went to a highlight that the user could see.

@@ -9,6 +9,7 @@
 
 #include "console/console_keys.h"
 #include "console/main_dlg.h"
+#include "console/message_box.h"
 #include "persist/string_table.h"
 #include "skin/xskin_od_button.h"
 
@@ -70,6 +71,7 @@ void OpenKeyboardHelp(CMainDlg& dlg) {
         return;
     }
     auto* const window = new QDialog(dlg.Screens().DialogHost());
+    window->setProperty(kOutlivesSession, true);
     open = window;
     window->setObjectName(QStringLiteral("keyboardHelp"));
     window->setAttribute(Qt::WA_DeleteOnClose);
