@@ -202,6 +202,7 @@ void ServerBinding::BuildView() {
     }
     NameRecordersInCaptions();
     m_dlg.OnLogin();
+    m_dlg.PostMessage(WM_COMMAND, kCmdRefreshControls, 0);  // no camera may come that would ask for it
 }
 
 ServerBinding::Changes ServerBinding::UpdateCameraTable(int server) {
