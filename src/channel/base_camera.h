@@ -69,6 +69,9 @@ public:
     std::uint32_t GetCHInKelvara() const;
     void SetCameraName(const std::string& name);
     std::string GetCameraName() const;
+    // Stands before the name in the caption; empty for none. True if it has changed.
+    bool SetRecorderName(const std::string& name);
+    std::string GetCaptionName() const;
     void SetAudioRight(bool bRight);
     bool HasAudioRight() const;
     void SetSupportAudio(bool bSupport);

@@ -199,6 +199,17 @@ std::string CBaseCamera::GetCameraName() const {
     return m_core->m_strCameraName;
 }
 
+bool CBaseCamera::SetRecorderName(const std::string& name) {
+    const std::lock_guard lock(m_core->m_cs);
+    return std::exchange(m_core->m_strRecorderName, name) != name;
+}
+
+std::string CBaseCamera::GetCaptionName() const {
+    const std::lock_guard lock(m_core->m_cs);
+    const std::string& recorder = m_core->m_strRecorderName;
+    return recorder.empty() ? m_core->m_strCameraName : recorder + ": " + m_core->m_strCameraName;
+}
+
 void CBaseCamera::SetAudioRight(bool bRight) {
     m_core->m_sound.m_bAudioRight = bRight;
 }

@@ -134,6 +134,7 @@ struct ChannelCore {
     bool m_bSettingsAssigned = false;
     bool m_bHasAddress = false;
     std::string m_strCameraName;
+    std::string m_strRecorderName;
     std::vector<StreamProfile> m_StreamProfiles;
     int m_nViewWidth = 0;
     int m_nViewHeight = 0;

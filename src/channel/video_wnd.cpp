@@ -257,7 +257,7 @@ int CVideoWnd::PaintIcon(QPainter& painter) const {
 
 void CVideoWnd::PaintCaptionText(QPainter& painter, int iconsWidth) const {
     const auto camera = GetCamera();
-    const std::string name = camera ? camera->GetCameraName() : std::string();
+    const std::string name = camera ? camera->GetCaptionName() : std::string();
     const QRect place(QPoint(kCaptionLeft, kCaptionTop),
                       QPoint(width() - iconsWidth - kCaptionGap - 1, kCaptionBottom - 1));
     if (name.empty() || place.width() <= 0) {
@@ -286,7 +286,7 @@ void CVideoWnd::resizeEvent(QResizeEvent*) {
 // The strip in words, for those who cannot see it.
 void CVideoWnd::Describe() {
     const auto camera = GetCamera();
-    setAccessibleName(camera ? QString::fromStdString(camera->GetCameraName()) : QString());
+    setAccessibleName(camera ? QString::fromStdString(camera->GetCaptionName()) : QString());
     QStringList words;
     if (camera) {
         for (const PlacedIcon& icon : PlaceIcons(GetState(), 0)) {
@@ -306,7 +306,7 @@ void CVideoWnd::ShowTip(const QPoint& point, const QPoint& screen) {
         QToolTip::hideText();
         return;
     }
-    QString text = QString::fromStdString(DisplayLine(camera->GetCameraName()));
+    QString text = QString::fromStdString(DisplayLine(camera->GetCaptionName()));
     QRect place(0, 0, width(), kCellMargin + kCellTitleHeight);
     if (camera->Picture().IsEventHighlight()) {
         if (const auto flag = FlagOfEventKind(camera->Picture().GetEventKind())) {

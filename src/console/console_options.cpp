@@ -20,6 +20,7 @@ constexpr FlagRow kDialogFlags[] = {
     {"EventHighLight", &ConsoleOptions::bEventHighLight},
     {"ShowNoMonitoringRight", &ConsoleOptions::bShowNoMonitoringRight},
     {"ShowNoConfig", &ConsoleOptions::bShowNoConfig},
+    {"ShowRecorderName", &ConsoleOptions::bShowRecorderName},
     {"ManualInputSnapeshotFilename", &ConsoleOptions::bManualInputSnapshotFilename},
     {"SaveSnapshotAsJpeg", &ConsoleOptions::bSaveSnapshotAsJpeg},
     {"ShowSnapshotTimeStamp", &ConsoleOptions::bShowSnapshotTimeStamp},

@@ -18,6 +18,7 @@ struct ConsoleOptions {
     bool bEventHighLight = false;
     bool bShowNoMonitoringRight = true;
     bool bShowNoConfig = true;
+    bool bShowRecorderName = false;  // in the captions, when there are several recorders
     bool bStreamFromCamera = true;
     bool bSaveProcessImage = false;
     bool bMaxViewMode = true;

@@ -1,11 +1,15 @@
 #include "console/console_session.h"
 
+#include <QtWidgets/QFileDialog>
+#include <QtWidgets/QMessageBox>
 #include <algorithm>
 #include <cstdio>
 #include <ctime>
 
 #include "channel/base_camera.h"
+#include "channel/channel_messages.h"
 #include "console/main_dlg.h"
+#include "console/message_box.h"
 #include "persist/log_file.h"
 #include "persist/utilities.h"
 #include "platform/text.h"
@@ -46,13 +50,22 @@ ConsoleSession::~ConsoleSession() {
     *m_bCleanerAbort = 1;
 }
 
+bool ConsoleSession::IsLoggedIn() const {
+    const CKelvaraInfo* const first = GetServer(0);
+    return m_bLoggedIn && first != nullptr && first->IsRunning();
+}
+
 void ConsoleSession::AutoLogin(const std::string& user, const std::string& password, bool bLowIntegrity) {
     if (!bLowIntegrity) {
         TouchTemporaryFile();
     }
     m_dlg.SetTimer(kTimerLogin, 0);
-    m_dlg.Binding().OnAutoLogin();
     if (CKelvaraInfo* const first = GetServer(0)) {
+        if (m_bLoggedIn && (first->GetUser() != user || first->GetPassword() != password)) {
+            EndSession(true);
+        }
+        m_bLoggedIn = true;
+        m_dlg.Binding().OnAutoLogin(user);
         first->SetNotifyWnd(m_dlg.Handle());
         first->SetNoRightReported(false);
         first->StartGetKelvaraInfo(0, first->GetHost(), first->GetPort(), user, password, true);
@@ -83,18 +96,53 @@ void ConsoleSession::StopServer(int server, bool bStopOnly) {
     info.StopGetKelvaraInfo(false, bStopOnly);
 }
 
-void ConsoleSession::Logout(bool bStopOnly) {
+// Everything that shows or uses what belongs to the user goes, and the credential with it.
+void ConsoleSession::EndSession(bool bStopOnly) {
+    if (m_bLoggedIn) {
+        m_dlg.Binding().SaveMultiServerInfo();
+        m_dlg.View().SaveViewState(m_dlg.KeyName());
+    }
+    m_bLoggedIn = false;
     m_dlg.Binding().SaveCameraSettings();
+    m_dlg.Audio().CloseTalk();
     m_dlg.Menu().Close();
+    CloseDialogs();
     m_dlg.View().Cells().DetachAll();
     for (int i = 0; i < GetServerCount(); ++i) {
         StopServer(i, bStopOnly);
     }
+    if (CKelvaraInfo* const first = GetServer(0)) {
+        first->SetConnectInfo(0, first->GetHost(), first->GetPort(), {}, {});
+    }
     m_dlg.Cameras().Clear();
     m_dlg.Events().Stop();
+    m_dlg.Binding().OnSessionEnd();
+    m_dlg.View().OnSessionEnd();
+    m_dlg.PostMessage(WM_COMMAND, kCmdRefreshControls, 0);
+}
+
+// What is about the program, or tells how the session ended, stays; so does a picture on its way to a file.
+void ConsoleSession::CloseDialogs() {
+    m_dlg.Windows().Close();
+    m_dlg.OptionsDialogs().CloseRecorders();
+    for (QWidget* const host : {static_cast<QWidget*>(&m_dlg), m_dlg.Screens().DialogHost()}) {
+        for (QDialog* const dialog : host->findChildren<QDialog*>(Qt::FindDirectChildrenOnly)) {
+            const bool bStays = qobject_cast<QMessageBox*>(dialog) != nullptr ||
+                                qobject_cast<QFileDialog*>(dialog) != nullptr ||
+                                dialog->property(kOutlivesSession).toBool();
+            if (!bStays && dialog->isVisible()) {
+                dialog->reject();
+            }
+        }
+    }
+}
+
+void ConsoleSession::Logout(bool bStopOnly) {
+    EndSession(bStopOnly);
     m_stopWatch.Reset();
     m_dlg.SetTimer(kTimerStopping, 1000);
     m_dlg.ShowWaitDialog(true);
+    m_dlg.OnLogin();
 }
 
 void ConsoleSession::OnLoginTimer() {

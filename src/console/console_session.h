@@ -28,6 +28,12 @@ public:
     explicit ConsoleSession(CMainDlg& dlg) : m_dlg(dlg) {}
     ~ConsoleSession();
 
+    // The one answer to who counts as logged in: the user who asked for it last, for as long as the first
+    // server's thread works for them. Neither a thread that lingers after a logout nor one that is refused
+    // changes it.
+    bool IsLoggedIn() const;
+
+    // The session of another user ends first.
     void AutoLogin(const std::string& user, const std::string& password,
                    bool bLowIntegrity = IsLowIntegrity());
     // Stops everything without waiting for it, and watches the end with timer 1011.
@@ -42,9 +48,12 @@ public:
 
 private:
     void OpenTraceFile(const std::string& host, std::uint32_t port);
+    void EndSession(bool bStopOnly);
+    void CloseDialogs();
     void StopServer(int server, bool bStopOnly);
 
     CMainDlg& m_dlg;
+    bool m_bLoggedIn = false;
     StopWatch m_stopWatch;
     Worker m_cleaner;
     std::shared_ptr<FlagWord> m_bCleanerAbort = std::make_shared<FlagWord>(0);

@@ -52,7 +52,7 @@ bool EventCenter::IsWanted() const {
 
 void EventCenter::OnTimer() {
     DropEnded();
-    if (m_dlg.IsClosing() || !IsWanted()) {
+    if (m_dlg.IsClosing() || !m_dlg.IsLoggedIn() || !IsWanted()) {
         Rest();
         return;
     }
@@ -73,7 +73,15 @@ std::string EventCenter::SectionFor(int server, const CKelvaraInfo& info) const 
 // A recorder has a log from its first answer on, which tells its name.
 void EventCenter::Watch(int server) {
     const CKelvaraInfo* const info = GetServer(server);
-    const std::string name = info != nullptr && info->IsRunning() ? info->GetServerName() : std::string();
+    const bool bRunning = info != nullptr && info->IsRunning();
+    if (const auto found = m_logs.find(server); !bRunning && found != m_logs.end()) {
+        if (found->second.log) {
+            Retire(found->second);  // a login that was refused asks for nothing more
+            RefreshWindow();
+        }
+        m_logs.erase(found);
+    }
+    const std::string name = bRunning ? info->GetServerName() : std::string();
     if (name.empty()) {
         return;
     }

@@ -1,5 +1,7 @@
 #include "console/fill_pattern.h"
 
+#include <string_view>
+
 namespace kvmon {
 
 std::string FillPattern(const std::string& pattern, std::initializer_list<std::string> texts) {
@@ -18,6 +20,17 @@ std::string FillPattern(const std::string& pattern, std::initializer_list<std::s
         }
     }
     return filled;
+}
+
+std::string WithoutName(std::string pattern) {
+    // As the languages put it: in brackets of its own, or behind a comma.
+    for (const std::string_view place : {" (%s)", "(%s)", ", %s"}) {
+        const std::size_t at = pattern.find(place, pattern.find('%') + 1);
+        if (at != std::string::npos) {
+            return pattern.erase(at, place.size());
+        }
+    }
+    return pattern;
 }
 
 }  // namespace kvmon

@@ -10,4 +10,7 @@ namespace kvmon {
 // file, so that it is no format.
 std::string FillPattern(const std::string& pattern, std::initializer_list<std::string> texts);
 
+// The pattern of a recorder's address, port and name as it is for one whose name is not known.
+std::string WithoutName(std::string pattern);
+
 }  // namespace kvmon

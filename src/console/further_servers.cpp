@@ -71,7 +71,9 @@ void ServerBinding::LoadVSInfo() {
     if (first == nullptr) {
         return;
     }
-    for (const SavedServer& saved : LoadServerList(Registry(), ServerIdentity(Describe(*first)))) {
+    m_strListOwner = ServerIdentity(Describe(*first));
+    for (const SavedServer& saved : LoadServerList(Registry(), m_strListOwner)) {
+        m_bListHeld = true;
         if (IsListed(saved)) {
             continue;
         }
@@ -83,19 +85,42 @@ void ServerBinding::LoadVSInfo() {
     }
 }
 
+void ServerBinding::OnAutoLogin(const std::string& user) {
+    if (!m_bInitialised) {
+        return;
+    }
+    const CKelvaraInfo& first = *GetServer(0);
+    SavedServer owner{{}, first.GetHost(), first.GetPort(), user, {}, 0};
+    if (ServerIdentity(owner) == m_strListOwner) {
+        m_bStartFurther = m_bFurtherStopped;
+        return;
+    }
+    while (GetServerCount() > 1) {
+        DropServer(GetServerCount() - 1);
+    }
+    m_givenNames.clear();
+    m_bListHeld = false;
+    m_bLoadFurther = true;
+}
+
 void ServerBinding::StartStoppedServers() {
+    m_bFurtherStopped = false;
     for (int i = 1; i < GetServerCount(); ++i) {
         CKelvaraInfo* const info = GetServer(i);
-        if (!info->IsRunning() && !info->IsNoRightReported()) {
+        if (!info->IsNoRightReported()) {
+            // The start clears what is known of it; the wall keeps its room all the same.
+            const int channels = info->GetChannelCount();
             info->SetNotifyWnd(m_dlg.Handle());
-            info->StartGetKelvaraInfo(false);
+            info->StartGetKelvaraInfo(true);
+            info->SetChannelCount(channels);
         }
     }
 }
 
 void ServerBinding::SaveMultiServerInfo() {
-    if (!m_bInitialised) {
-        return;  // the stored list was never read: what is listed now does not replace it
+    // What was never read, or is another user's, is not replaced by what is listed now.
+    if (!m_bInitialised || m_bLoadFurther || (GetServerCount() < 2 && !m_bListHeld)) {
+        return;
     }
     SaveServerList(Registry(), m_dlg.KeyName(), DescribeServers());
 }
@@ -109,22 +134,23 @@ void ServerBinding::RemoveServersBut(const std::vector<SavedServer>& kept) {
         if (bStays) {
             continue;
         }
-        for (int slot = 0; slot < GetServer(i)->GetCameraCount(); ++slot) {
-            if (const auto camera = GetServerCamera(i, slot)) {
-                camera->SaveCameraSettings();
-            }
-            RemoveCamera(i, slot);
-        }
         m_givenNames.erase(ServerIdentity(server));
-        RemoveServer(i);
+        DropServer(i);
         ForgetServer(Registry(), server);
     }
 }
 
+void ServerBinding::DropServer(int server) {
+    CloseRefusal(GetServer(server));
+    RemoveCameras(server);
+    RemoveServer(server);
+}
+
 void ServerBinding::ChangeServers(const std::vector<SavedServer>& further) {
-    if (!m_bInitialised || m_dlg.IsClosing()) {
+    if (!m_bInitialised || !m_dlg.IsLoggedIn() || m_dlg.IsClosing()) {
         return;
     }
+    m_bListHeld = true;
     if (m_nPendingMask != 0) {
         BuildView();  // its bits go by places in the list, which change now
     }
@@ -142,13 +168,18 @@ void ServerBinding::ChangeServers(const std::vector<SavedServer>& further) {
     ShowChangedServers();
 }
 
-void ServerBinding::ShowChangedServers() {
+void ServerBinding::ShowChangedCameras() {
     const ConsoleOptions& options = m_dlg.Options();
     m_dlg.Cameras().UpdateCameraList(options.bShowNoMonitoringRight, options.bShowNoConfig);
     ViewController& view = m_dlg.View();
     view.UpdateChannelArray();
     view.OnCameraListChanged();
     view.OnSelchangePage();
+    NameRecordersInCaptions();
+}
+
+void ServerBinding::ShowChangedServers() {
+    ShowChangedCameras();
     m_nShownServer = -1;
     OnServerInfo(0);
     m_dlg.Events().OnServersChanged();

@@ -120,6 +120,7 @@ void OpenKeyboardHelp(CMainDlg& dlg) {
         return;
     }
     auto* const window = new QDialog(dlg.Screens().DialogHost());
+    window->setProperty(kOutlivesSession, true);
     open = window;
     window->setObjectName(QStringLiteral("keyboardHelp"));
     window->setAttribute(Qt::WA_DeleteOnClose);

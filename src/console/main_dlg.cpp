@@ -124,10 +124,8 @@ void CMainDlg::DestroyWindow() {
     m_bDestroyed = true;
     setCursor(Qt::WaitCursor);
     m_help.Close();
-    m_view.SaveViewState(m_strKeyName);
     m_screens.SaveState(m_strKeyName);
     m_screens.LeaveFullScreen();
-    m_binding.SaveMultiServerInfo();
     Logout(false);
     ShowWaitDialog(false);
     OnDestroy();
@@ -149,7 +147,6 @@ void CMainDlg::OnDestroy() {
 
 void CMainDlg::OnBtnLogout() {
     setCursor(Qt::WaitCursor);
-    m_audio.CloseTalk();
     m_view.LeaveMultiDisplay();
     m_session.CleanBrowserUserInfo();
     Logout(true);
@@ -158,6 +155,9 @@ void CMainDlg::OnBtnLogout() {
 }
 
 void CMainDlg::PressButton(int id) {
+    if (!m_controls.Get(id).enabled) {
+        return;
+    }
     m_controls.SetPressed(id, !m_controls.IsPressed(id));
     PostMessage(WM_COMMAND, static_cast<WParam>(id), 0);
 }
@@ -193,8 +193,7 @@ void CMainDlg::LoadSettings() {
 }
 
 void CMainDlg::OnLogin() {
-    const CKelvaraInfo* const first = GetServer(0);
-    const bool bLoggedIn = first != nullptr && first->IsRunning();
+    const bool bLoggedIn = m_session.IsLoggedIn();
     if (!bLoggedIn && (m_sequential.IsOn() || m_controls.IsPressed(kCtlSequential))) {
         m_sequential.SetSequentialMode(false, true);
     }
@@ -230,12 +229,17 @@ void CMainDlg::ShowWaitDialog(bool bShow) {
     m_waitDialog->Open(false);
 }
 
+void CMainDlg::OnWallChanged() {
+    m_binding.ShowRecorderOfActiveCell();
+    m_status->OnTick();
+}
+
 bool CMainDlg::IsWaitDialogShown() const {
     return m_waitDialog != nullptr;
 }
 
-void CMainDlg::ShowMessage(const std::string& text, const std::string& title) {
-    OpenMessageBox(m_screens.DialogHost(), text, title);
+QDialog* CMainDlg::ShowMessage(const std::string& text, const std::string& title) {
+    return OpenMessageBox(m_screens.DialogHost(), text, title);
 }
 
 void CMainDlg::SetStaticText(int id, const std::string& text) {
@@ -286,8 +290,9 @@ void CMainDlg::OnTimer(std::uint32_t id) {
             m_status->OnTick();
             break;
         case kTimerStopping:
+            // The ticks prepare no pages: the cameras that a session has by then are those of the next one,
+            // which would stream unseen for as long as the layout stands.
             m_session.OnStoppingTimer();
-            m_sequential.OnPrepareTimer();  // each tick goes on to that
             break;
         case kTimerEvents:
             m_events.OnTimer();

@@ -29,6 +29,8 @@
 #include "console/view_controller.h"
 #include "skin/xskin_dialog.h"
 
+class QDialog;
+
 namespace kvmon {
 
 class CWaitDlg;
@@ -53,6 +55,7 @@ public:
         m_session.AutoLogin(user, password);
     }
     void Logout(bool bStopOnly) { m_session.Logout(bStopOnly); }
+    bool IsLoggedIn() const { return m_session.IsLoggedIn(); }
     // Command 1608.
     void OnBtnLogout();
     // Shown until a recorder has told its own.
@@ -60,7 +63,7 @@ public:
     // Shows the help's button when there is an address.
     void SetHelpURL(const std::string& url);
 
-    // Toggles the control's press, when there is one, and posts its command.
+    // Toggles the control's press, when there is one, and posts its command. One that is disabled takes none.
     void PressButton(int id);
     // The same for the choice from a camera's menu.
     void PressMenuEntry(int id);
@@ -92,12 +95,14 @@ public:
 
     void LoadSettings();
     bool IsAudioChecked() const { return m_audio.IsAudioChecked(); }
-    // All enabling that follows the state of the first server.
+    // All enabling that follows from who is logged in.
     void OnLogin();
+    // Another layout, other cameras: what is said about them follows.
+    void OnWallChanged();
     void ShowWaitDialog(bool bShow);
     bool IsWaitDialogShown() const;
-    // A box that waits for nobody.
-    void ShowMessage(const std::string& text, const std::string& title);
+    // A box that waits for nobody, and deletes itself when it is closed.
+    QDialog* ShowMessage(const std::string& text, const std::string& title);
     void SetStaticText(int id, const std::string& text);
     void FocusStyleButton();
     void RefreshCursor();

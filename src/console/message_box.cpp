@@ -6,10 +6,11 @@
 
 namespace kvmon {
 
-void OpenMessageBox(QWidget* parent, const std::string& text, const std::string& title) {
+QDialog* OpenMessageBox(QWidget* parent, const std::string& text, const std::string& title) {
     auto* const box = new QMessageBox(QMessageBox::Warning, QString::fromStdString(title), MarkupOf(text),
                                       QMessageBox::Ok, parent);
     OpenDialog(box);
+    return box;
 }
 
 void OpenDialog(QDialog* dialog) {

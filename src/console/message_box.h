@@ -8,8 +8,12 @@ class QWidget;
 
 namespace kvmon {
 
-// A warning above its parent's window. Texts are UTF-8 and shown as they are.
-void OpenMessageBox(QWidget* parent, const std::string& text, const std::string& title);
+// Set on a dialog that has nothing of a session in it: it stays when the session ends.
+inline constexpr const char* kOutlivesSession = "outlivesSession";
+
+// A warning above its parent's window, which deletes itself when it is closed. Texts are UTF-8 and shown as
+// they are.
+QDialog* OpenMessageBox(QWidget* parent, const std::string& text, const std::string& title);
 // Opens the dialog above its parent's window, deletes it when it is closed, and then gives the keyboard back
 // to that window, which a desktop without a window manager would not.
 void OpenDialog(QDialog* dialog);

@@ -44,6 +44,7 @@ void OptionsCommand::OpenSettings() {
     auto* const dialog = new CSettingsDlg(m_dlg.Options(), tab, IsLowIntegrity(), std::move(actions),
                                           m_dlg.Screens().DialogHost());
     m_dialog = dialog;
+    dialog->setProperty(kOutlivesSession, true);
     QObject::connect(dialog, &QDialog::finished, &m_dlg, [this, dialog](int result) {
         if (dialog->GetTab() >= 0) {
             Registry().WriteProfileInt(m_dlg.KeyName(), kTabEntry,
@@ -64,11 +65,15 @@ void OptionsCommand::Apply(const ConsoleOptions& wanted) {
     if (wanted.bEventHighLight != old.bEventHighLight) {
         ApplyEventHighLight();
     }
-    if (wanted.bShowNoMonitoringRight != old.bShowNoMonitoringRight ||
-        wanted.bShowNoConfig != old.bShowNoConfig) {
+    const bool bOthersShown = wanted.bShowNoMonitoringRight != old.bShowNoMonitoringRight ||
+                              wanted.bShowNoConfig != old.bShowNoConfig;
+    if (bOthersShown && m_dlg.IsLoggedIn()) {
         m_dlg.View().UpdateChannelArray();
         m_dlg.View().SaveViewState(m_dlg.KeyName());
         m_dlg.Binding().OnBtnServerLis();
+    }
+    if (wanted.bShowRecorderName != old.bShowRecorderName) {
+        m_dlg.Binding().NameRecordersInCaptions();
     }
     if (wanted.bEnableEventNotify != old.bEnableEventNotify) {
         m_dlg.Events().OnTimer();
@@ -99,7 +104,7 @@ void OptionsCommand::OpenRecorders(QWidget& above) {
         ComeForward(*m_recorders);
         return;
     }
-    if (!m_dlg.Binding().IsInitialised()) {
+    if (!m_dlg.Binding().IsInitialised() || !m_dlg.IsLoggedIn()) {
         return;
     }
     auto* const dialog = new RecorderListDialog(m_dlg.Binding().DescribeServers(), &above);
@@ -109,6 +114,13 @@ void OptionsCommand::OpenRecorders(QWidget& above) {
     OpenDialog(dialog);
 }
 
+void OptionsCommand::CloseRecorders() {
+    if (m_recorders) {
+        m_recorders->reject();
+        delete m_recorders;  // with the entry that is open above it, and its try
+    }
+}
+
 void OptionsCommand::OpenLanguages() {
     if (Raise()) {
         return;
@@ -116,6 +128,7 @@ void OptionsCommand::OpenLanguages() {
     auto* const dialog = new CSetLangDlg(CSetLangDlg::GetAvailableLanguages(), m_dlg.GetLanguage(),
                                          m_dlg.Screens().DialogHost());
     m_dialog = dialog;
+    dialog->setProperty(kOutlivesSession, true);
     QObject::connect(dialog, &QDialog::accepted, &m_dlg, [this, dialog] {
         if (const std::uint16_t langid = dialog->GetLanguage()) {
             m_dlg.Site().NotifyChangeLanguage(langid);

@@ -20,6 +20,8 @@ public:
     void OpenSettings();
     // Above the given window.
     void OpenRecorders(QWidget& above);
+    // The session is over: its recorders' list goes, with what a user was about to enter.
+    void CloseRecorders();
     // Command 1602.
     void OpenLanguages();
 

@@ -71,7 +71,8 @@ void SequentialMode::OnPrepareTimer() {
 }
 
 void SequentialMode::OnBtnSequential() {
-    SetSequentialMode(m_dlg.Controls().IsPressed(kCtlSequential), false);
+    // The press may have been on its way when the session ended.
+    SetSequentialMode(m_dlg.Controls().IsPressed(kCtlSequential) && m_dlg.IsLoggedIn(), false);
 }
 
 void SequentialMode::OpenIntervalDialog() {

@@ -1,5 +1,6 @@
 #include "console/server_binding.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "channel/base_camera.h"
@@ -37,6 +38,9 @@ std::string ServerBinding::RegFolder(const CKelvaraInfo& info, int server) const
 }
 
 void ServerBinding::OnUpdateSvrInfo(std::uint32_t code, int server) {
+    if (!m_dlg.IsLoggedIn()) {
+        return;  // a thread that lingers, or a message that came too late
+    }
     switch (code) {
         case WM_UPDATEVSINFO_CAMERACONN:
             Trace("CMainDlg::OnUpdateSvrInfo: WM_UPDATEVSINFO_CAMERACONN...\n");
@@ -90,14 +94,55 @@ void ServerBinding::TakeCapabilities(const CKelvaraInfo& info, int slot, CBaseCa
 void ServerBinding::OnServerInfo(int server) {
     const CKelvaraInfo* const first = GetServer(0);
     m_dlg.SetKeyName(first != nullptr ? KeyFromName(first->GetServerName()) : std::string(kLocalKey));
-    const CKelvaraInfo* const info = GetServer(server);
-    if (info == nullptr || server == m_nShownServer) {
+    if (GetServer(server) != nullptr) {
+        ShowRecorderOfActiveCell();
+        NameRecordersInCaptions();
+    }
+}
+
+void ServerBinding::ShowRecorderOfActiveCell() {
+    if (!m_dlg.IsLoggedIn() || m_dlg.IsClosing()) {
         return;
     }
-    m_dlg.SetStaticText(kCtlServerName, info->GetServerName());
+    const int channel = m_dlg.Cameras().FindChannel(m_dlg.View().Cells().GetActiveCamera().get());
+    const int server = std::max(m_dlg.Cameras().Get(channel).server, 0);
+    const CKelvaraInfo* const info = GetServer(server);
+    if (info == nullptr || info->GetServerName().empty()) {
+        return;  // it has told nothing yet
+    }
+    m_dlg.SetStaticText(kCtlServerName, Describe(*info).name);
     m_dlg.SetStaticText(kCtlServerModel, info->GetServerNameAndVersion());
-    m_nShownServer = server;
-    m_dlg.PostMessage(WM_UPDATEVSINFO, SUPPORT_HDCHART, server);
+    if (server != m_nShownServer) {
+        m_nShownServer = server;
+        m_dlg.PostMessage(WM_UPDATEVSINFO, SUPPORT_HDCHART, server);
+    }
+}
+
+void ServerBinding::NameRecordersInCaptions() {
+    const bool bNamed = m_dlg.Options().bShowRecorderName && GetServerCount() > 1;
+    bool bChanged = false;
+    for (int server = 0; server < GetServerCount(); ++server) {
+        const CKelvaraInfo& info = *GetServer(server);
+        const std::string name = bNamed ? Describe(info).name : std::string();
+        for (int slot = 0; slot < info.GetCameraCount(); ++slot) {
+            if (const auto camera = GetServerCamera(server, slot)) {
+                bChanged = camera->SetRecorderName(name) || bChanged;
+            }
+        }
+    }
+    if (bChanged) {
+        m_dlg.View().RepaintCaptions();
+    }
+}
+
+void ServerBinding::OnSessionEnd() {
+    m_dlg.KillTimer(kTimerPendingServers);
+    m_nPendingMask = 0;
+    m_bFurtherStopped = true;
+    m_bStartFurther = m_bLoadFurther = false;
+    m_nShownServer = -1;
+    m_dlg.SetDefServerName(m_dlg.Site().GetDefServerName());
+    m_dlg.SetStaticText(kCtlServerModel, {});
 }
 
 void ServerBinding::OnCameraConnection(int server) {
@@ -105,6 +150,7 @@ void ServerBinding::OnCameraConnection(int server) {
     if (info == nullptr || !info->IsRunning()) {
         return;
     }
+    CloseRefusal(info);
     if (!m_bInitialised) {
         m_dlg.LoadSettings();
         LoadVSInfo();
@@ -122,6 +168,10 @@ void ServerBinding::OnCameraConnection(int server) {
     m_dlg.ShowWaitDialog(false);
     UpdateCamera(server);
     m_dlg.OnLogin();
+    if (server == 0 && std::exchange(m_bLoadFurther, false)) {
+        LoadVSInfo();
+        m_nPendingMask = 0;  // the view stands: they join it as they come
+    }
     if (server == 0 && std::exchange(m_bStartFurther, false)) {
         StartStoppedServers();
     }
@@ -150,7 +200,9 @@ void ServerBinding::BuildView() {
     for (int i = 0; i < GetServerCount(); ++i) {
         CopyStatus(i);
     }
+    NameRecordersInCaptions();
     m_dlg.OnLogin();
+    m_dlg.PostMessage(WM_COMMAND, kCmdRefreshControls, 0);  // no camera may come that would ask for it
 }
 
 ServerBinding::Changes ServerBinding::UpdateCameraTable(int server) {
@@ -175,6 +227,13 @@ ServerBinding::Changes ServerBinding::UpdateCameraTable(int server) {
         camera->StartCameraThreads();
     }
     return changes;
+}
+
+void ServerBinding::RemoveCameras(int server) {
+    for (int slot = 0; slot < GetServer(server)->GetCameraCount(); ++slot) {
+        RemoveCamera(server, slot);
+    }
+    GetServer(server)->SetCameraCount(0);
 }
 
 void ServerBinding::RemoveCamera(int server, int slot) {
@@ -233,11 +292,13 @@ void ServerBinding::UpdateCamera(int server) {
     const Changes changes = UpdateCameraTable(server);
     ViewController& view = m_dlg.View();
     bool bRefresh = false;
-    if (changes.count) {
+    // However a list came about that was not there at the last count: the wall has room for what there is.
+    const bool bRecount = changes.count || view.CountShowable() != view.GetShowableCount();
+    if (bRecount) {
         view.UpdateChannelArray();
         bRefresh = true;
     }
-    if (changes.list) {
+    if (changes.list || bRecount) {
         bRefresh = view.OnCameraListChanged() || bRefresh;
     } else if (changes.name && view.GetStyle() == VIEW_STYLE_SINGLE_1CH) {
         view.InitPageComboBox(VIEW_STYLE_SINGLE_1CH);
@@ -249,6 +310,7 @@ void ServerBinding::UpdateCamera(int server) {
     if (changes.status) {
         CopyStatus(server);
     }
+    NameRecordersInCaptions();
     if (changes.name) {
         view.RepaintCaptions();
     }
@@ -278,7 +340,7 @@ void ServerBinding::CopyStatus(int server) {
 
 void ServerBinding::OnGetVSInfoFailed(std::uint32_t code, int server) {
     CKelvaraInfo* const info = GetServer(server);
-    if (info == nullptr) {
+    if (info == nullptr || !m_dlg.IsLoggedIn()) {
         return;
     }
     info->RaiseErrorCount();
@@ -303,28 +365,48 @@ void ServerBinding::OnGetVSInfoFailed(std::uint32_t code, int server) {
 void ServerBinding::OnAuthorizationFailed(CKelvaraInfo& info, int server) {
     info.SetNoRightReported(true);
     info.StopGetKelvaraInfo(false, false);
+    const std::string name = Describe(info).name;
     const auto text = [&](std::uint32_t id) {
-        return FillPattern(LoadString(id),
-                           {info.GetHost(), std::to_string(info.GetPort()), Describe(info).name});
+        const std::string pattern = LoadString(id);
+        return FillPattern(name.empty() ? WithoutName(pattern) : pattern,
+                           {info.GetHost(), std::to_string(info.GetPort()), name});
     };
     if (server == 0) {
         m_dlg.ShowWaitDialog(false);
         for (int i = 0; i < GetServerCount(); ++i) {
             GetServer(i)->StopGetKelvaraInfo(false, false);
         }
-        m_dlg.ShowMessage(text(5037), LoadString(5027));
+        m_refusals[&info] = m_dlg.ShowMessage(text(5037), LoadString(5027));
         m_dlg.OnBtnLogout();
         return;
     }
-    for (int slot = 0; slot < info.GetCameraCount(); ++slot) {
-        m_dlg.View().Cells().Detach(GetServerCamera(server, slot).get());
+    // Its channels would ask for their streams with the refused login for ever.
+    RemoveCameras(server);
+    m_refusals[&info] = m_dlg.ShowMessage(text(5036), LoadString(5026));
+    ShowChangedCameras();
+}
+
+// What it told is true no more.
+void ServerBinding::CloseRefusal(const CKelvaraInfo* info) {
+    const auto refusal = m_refusals.find(info);
+    if (refusal == m_refusals.end()) {
+        return;
     }
-    m_dlg.ShowMessage(text(5036), LoadString(5026));
+    if (refusal->second) {
+        refusal->second->close();
+    }
+    m_refusals.erase(refusal);
 }
 
 void ServerBinding::OnBtnServerLis() {
+    if (!m_dlg.IsLoggedIn()) {
+        return;
+    }
     for (int i = 0; i < GetServerCount(); ++i) {
         CKelvaraInfo* const pGetVSInfo = GetServer(i);
+        if (pGetVSInfo->IsNoRightReported()) {
+            continue;  // stopped until its entry or its password changes
+        }
         if (i > 0) {
             pGetVSInfo->SetIdx(i);
         }

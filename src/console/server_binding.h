@@ -1,6 +1,8 @@
 // From what the recorders tell to the list of cameras and the cells.
 #pragma once
 
+#include <QtCore/QPointer>
+#include <QtWidgets/QDialog>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -27,8 +29,15 @@ public:
     // Timer 1016: builds the view, whether or not all stored servers have answered.
     void BuildView();
 
-    // The user logs in: when the first server answers, those that the last logout stopped go on, too.
-    void OnAutoLogin() { m_bStartFurther = m_bInitialised; }
+    // The user logs in: when the first server answers, those that the last logout stopped go on, too. Another
+    // user has another list.
+    void OnAutoLogin(const std::string& user);
+    // What a recorder told is gone from the head, and nothing is waited for.
+    void OnSessionEnd();
+    // The head of the console names the recorder of the active cell; the first one if there is none.
+    void ShowRecorderOfActiveCell();
+    // Several recorders are told apart in the captions, if the option says so.
+    void NameRecordersInCaptions();
     // The first connection update was handled.
     bool IsInitialised() const { return m_bInitialised; }
     // A recorder's name and model stand in the head of the console.
@@ -70,20 +79,29 @@ private:
     void StartStoppedServers();
     void RemoveServersBut(const std::vector<SavedServer>& kept);
     void ShowChangedServers();
+    void ShowChangedCameras();
     Changes UpdateCameraTable(int server);
     void UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, const CameraSettings& settings,
                           Changes& changes);
     void UpdateCamera(int server);
     void CopyStatus(int server);
     void OnAuthorizationFailed(CKelvaraInfo& info, int server);
+    void CloseRefusal(const CKelvaraInfo* info);
+    void DropServer(int server);
+    void RemoveCameras(int server);
     void RemoveCamera(int server, int slot);
 
     CMainDlg& m_dlg;
     int m_nShownServer = -1;
     bool m_bInitialised = false;
+    bool m_bFurtherStopped = false;
     bool m_bStartFurther = false;
+    bool m_bLoadFurther = false;
+    bool m_bListHeld = false;    // there is a list, or the user has changed it
+    std::string m_strListOwner;  // the first server's identity for which the list was read
     std::uint64_t m_nPendingMask = 0;
-    std::map<std::string, std::string> m_givenNames;  // by the server's identity
+    std::map<std::string, std::string> m_givenNames;              // by the server's identity
+    std::map<const CKelvaraInfo*, QPointer<QDialog>> m_refusals;  // what was told of a refused login
 };
 
 // The bit of a server in the pending mask.

@@ -21,7 +21,7 @@ ServerClock::~ServerClock() {
 }
 
 void ServerClock::OnTick() {
-    if (!m_dlg.Options().bShowSnapshotTimeStamp) {
+    if (!m_dlg.IsLoggedIn() || !m_dlg.Options().bShowSnapshotTimeStamp) {
         return;
     }
     const std::uint64_t now = SystemClock().TickMs();

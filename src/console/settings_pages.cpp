@@ -96,8 +96,9 @@ VideoWindowPage::VideoWindowPage(std::function<void()> changed) : SettingsPage(s
     m_highlight = AddCheck(1510, 6108);
     m_noRight = AddCheck(1511, 6109);
     m_noConfig = AddCheck(1512, 6110);
+    m_recorderName = AddCheck(1514, 6875);
     auto* const checks = MakePageLayout(*windows);
-    for (QCheckBox* const check : {m_highlight, m_noRight, m_noConfig}) {
+    for (QCheckBox* const check : {m_highlight, m_noRight, m_noConfig, m_recorderName}) {
         checks->addWidget(check);
     }
 
@@ -112,6 +113,7 @@ void VideoWindowPage::Show(const ConsoleOptions& options) {
     m_highlight->setChecked(options.bEventHighLight);
     m_noRight->setChecked(options.bShowNoMonitoringRight);
     m_noConfig->setChecked(options.bShowNoConfig);
+    m_recorderName->setChecked(options.bShowRecorderName);
 }
 
 void VideoWindowPage::Read(ConsoleOptions& options) const {
@@ -119,6 +121,7 @@ void VideoWindowPage::Read(ConsoleOptions& options) const {
     options.bEventHighLight = m_highlight->isChecked();
     options.bShowNoMonitoringRight = m_noRight->isChecked();
     options.bShowNoConfig = m_noConfig->isChecked();
+    options.bShowRecorderName = m_recorderName->isChecked();
 }
 
 SnapshotPage::SnapshotPage(std::function<void()> changed, bool bFixedFolder)

@@ -57,6 +57,7 @@ private:
     QCheckBox* m_highlight;
     QCheckBox* m_noRight;
     QCheckBox* m_noConfig;
+    QCheckBox* m_recorderName;
 };
 
 class SnapshotPage final : public SettingsPage {

@@ -42,12 +42,26 @@ void SiteWindows::OpenEMap(const std::string& user, const std::string& password)
 }
 
 void SiteWindows::OpenEMap() {
-    if (const CKelvaraInfo* const first = GetServer(0)) {
+    const CKelvaraInfo* const first = GetServer(0);
+    if (first != nullptr && m_dlg.IsLoggedIn()) {
         OpenEMap(first->GetUser(), first->GetPassword());
     }
 }
 
+void SiteWindows::Close() {
+    if (m_emap) {
+        m_emap->close();
+        m_emap.clear();  // it goes when its thread has ended; another one may open before
+    }
+    if (m_disk) {
+        m_disk->close();
+    }
+}
+
 void SiteWindows::OpenDiskStatus() {
+    if (!m_dlg.IsLoggedIn()) {
+        return;
+    }
     if (!m_disk) {
         m_disk = new CDiskStatusDlg(m_dlg.Screens().DialogHost());
         m_disk->move(m_disk->parentWidget()->window()->frameGeometry().center() - m_disk->rect().center());

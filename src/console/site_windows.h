@@ -26,6 +26,8 @@ public:
     // For the user who is logged in.
     void OpenEMap();
     void OpenDiskStatus();
+    // The session is over: what is open goes, and asks for nothing more.
+    void Close();
     // The disk of the recorder on show has changed.
     void OnDiskInfo(int server);
 

@@ -23,23 +23,27 @@ constexpr int kDot = 8;
 constexpr int kTextLeft = 16;
 
 constexpr std::uint32_t kStrLive = 6318;
+constexpr std::uint32_t kStrLiveOnPage = 6874;
+constexpr std::uint32_t kStrRetryIn = 6870;
+constexpr std::uint32_t kStrRetryNow = 6871;
+constexpr std::uint32_t kStrLoggedOut = 6860;
+constexpr std::uint32_t kStrNoChannels = 6861;
+constexpr std::uint32_t kStrNothingToShow = 6862;
+constexpr const char* kBetween = " - ";
 constexpr std::uint32_t kStrManyConnected = 6319;
 
 // From the best to the worst: what a user has to know first comes last.
 struct StateRow {
     LinkState state;
     std::uint32_t text;
-    std::uint32_t textNow;  // when the next try is on its way
     QRgb dot;
 };
 
 constexpr StateRow kStates[] = {
-    {LinkState::kConnected, 6312, 6312, 0xff57b36a},
-    {LinkState::kIdle, 6310, 6310, palette::kInkDisabled},
-    {LinkState::kConnecting, 6311, 6311, palette::kFocus},
-    {LinkState::kNoAnswer, 6313, 6314, palette::kRecord},
-    {LinkState::kLost, 6315, 6316, palette::kRecord},
-    {LinkState::kRefused, 6317, 6317, palette::kRecord},
+    {LinkState::kConnected, 6312, 0xff57b36a},       {LinkState::kIdle, 6310, palette::kInkDisabled},
+    {LinkState::kConnecting, 6311, palette::kFocus}, {LinkState::kNoAnswer, 6873, palette::kRecord},
+    {LinkState::kFaulty, 6873, palette::kRecord},    {LinkState::kLost, 6872, palette::kRecord},
+    {LinkState::kRefused, 6317, palette::kRecord},
 };
 
 const StateRow* RowOf(LinkState state) {
@@ -47,13 +51,60 @@ const StateRow* RowOf(LinkState state) {
                         [state](const StateRow& row) { return row.state == state; });
 }
 
-std::string LinkText(const LinkReport& link) {
-    const StateRow& row = *RowOf(link.state);
-    return FillPattern(LoadString(link.retrySeconds > 0 ? row.text : row.textNow),
-                       {link.name, std::to_string(link.retrySeconds)});
+// Why there is no answer; empty when no more is known than that.
+std::string CauseText(const LinkReport& link) {
+    switch (link.failure.fault) {
+        case LinkFault::NotFound:
+            return FillPattern(LoadString(6863), {link.name});
+        case LinkFault::Status:
+            return FillPattern(LoadString(6864), {link.name, std::to_string(link.failure.nStatus)});
+        case LinkFault::NoRecorder:
+            return FillPattern(LoadString(6865), {link.address});
+        case LinkFault::NoRoute:
+            return FillPattern(LoadString(6866), {link.address});
+        case LinkFault::TimedOut:
+            return FillPattern(LoadString(6867), {link.name});
+        case LinkFault::NoHost:
+            return FillPattern(LoadString(6868), {link.address});
+        case LinkFault::NotARecorder:
+            return FillPattern(LoadString(6869), {link.address});
+        default:
+            return {};
+    }
+}
+
+LinkState StateOf(LinkFault fault, bool bAnswered) {
+    switch (fault) {
+        case LinkFault::Credentials:
+            return LinkState::kRefused;
+        case LinkFault::NotFound:
+        case LinkFault::Status:
+        case LinkFault::NotARecorder:
+            return LinkState::kFaulty;
+        default:
+            return bAnswered ? LinkState::kLost : LinkState::kNoAnswer;
+    }
 }
 
 }  // namespace
+
+std::string LinkText(const LinkReport& link) {
+    const StateRow& row = *RowOf(link.state);
+    std::string text = FillPattern(LoadString(row.text), {link.name});
+    if (row.state < LinkState::kNoAnswer) {
+        return text;
+    }
+    const std::string cause = row.state != LinkState::kRefused ? CauseText(link) : std::string();
+    if (!cause.empty()) {
+        text = row.state == LinkState::kLost ? text + kBetween + cause : cause;
+    }
+    if (link.retrySeconds > 0) {
+        text += kBetween + FillPattern(LoadString(kStrRetryIn), {std::to_string(link.retrySeconds)});
+    } else if (row.state != LinkState::kRefused) {
+        text += kBetween + LoadString(kStrRetryNow);
+    }
+    return text;
+}
 
 std::optional<LinkReport> WorstLink(const std::vector<LinkReport>& links) {
     const auto worst = std::max_element(links.begin(), links.end(), [](const auto& a, const auto& b) {
@@ -62,7 +113,7 @@ std::optional<LinkReport> WorstLink(const std::vector<LinkReport>& links) {
     return worst != links.end() ? std::optional(*worst) : std::nullopt;
 }
 
-std::string StatusText(const std::vector<LinkReport>& links, int live, int shown) {
+std::string StatusText(const std::vector<LinkReport>& links, int live, int shown, int all) {
     const LinkReport worst = WorstLink(links).value_or(LinkReport());
     const bool bAllWell = worst.state == LinkState::kConnected && links.size() > 1;
     std::string text = bAllWell ? FillPattern(LoadString(kStrManyConnected), {std::to_string(links.size())})
@@ -71,7 +122,8 @@ std::string StatusText(const std::vector<LinkReport>& links, int live, int shown
         return link.state == LinkState::kConnected;
     });
     if (bAnyConnected && shown > 0) {
-        text += " - " + FillPattern(LoadString(kStrLive), {std::to_string(live), std::to_string(shown)});
+        text += kBetween + FillPattern(LoadString(shown < all ? kStrLiveOnPage : kStrLive),
+                                       {std::to_string(live), std::to_string(shown)});
     }
     return text;
 }
@@ -87,33 +139,50 @@ StatusLine::StatusLine(CMainDlg& dlg) : QLabel(&dlg), m_dlg(dlg) {
 
 void StatusLine::OnFailure(const CKelvaraInfo* server) {
     if (server != nullptr) {
-        m_links[server].failedAt = SystemClock().TickMs();
+        m_links[server].bFailed = true;
         OnTick();
     }
 }
 
 LinkReport StatusLine::Report(const CKelvaraInfo& server) {
     Link& link = m_links[&server];
-    LinkReport report{LinkState::kIdle, server.GetServerName(), 0};
-    if (report.name.empty()) {
-        report.name = server.GetHost() + ":" + std::to_string(server.GetPort());
+    LinkReport report;
+    report.address = server.GetHost() + ":" + std::to_string(server.GetPort());
+    report.name = server.GetServerName();
+    if (!report.name.empty()) {
+        link.name = report.name;
     }
     if (server.IsNoRightReported()) {
         report.state = LinkState::kRefused;
-    } else if (!server.IsRunning()) {
+    } else if (!m_dlg.IsLoggedIn() || !server.IsRunning()) {
         link = Link();
     } else if (server.IsConnected()) {
         report.state = LinkState::kConnected;
-        link = {true, std::nullopt};
-    } else if (!link.failedAt) {
-        report.state = link.bAnswered ? LinkState::kLost : LinkState::kConnecting;
+        link.bAnswered = true;
+        link.bFailed = false;
     } else {
-        report.state = link.bAnswered ? LinkState::kLost : LinkState::kNoAnswer;
-        const std::uint64_t waited = SystemClock().TickMs() - *link.failedAt;
-        const std::uint64_t whole = std::uint64_t{server.GetRetrySeconds()} * 1000;
-        report.retrySeconds = waited < whole ? static_cast<int>((whole - waited + 999) / 1000) : 0;
+        report.failure = server.GetFailure();
+        if (report.failure.fault == LinkFault::None && !link.bFailed) {
+            report.state = link.bAnswered ? LinkState::kLost : LinkState::kConnecting;
+        } else {
+            report.state = StateOf(report.failure.fault, link.bAnswered);
+        }
+        report.retrySeconds = static_cast<int>(server.GetRetrySeconds());
     }
+    report.name = !link.name.empty() ? link.name : report.address;
     return report;
+}
+
+// A recorder that comes later may have the place of one that is gone.
+void StatusLine::ForgetGone() {
+    std::erase_if(m_links, [](const auto& link) {
+        for (int i = 0; i < GetServerCount(); ++i) {
+            if (GetServer(i) == link.first) {
+                return false;
+            }
+        }
+        return true;
+    });
 }
 
 void StatusLine::CountChannels(int* live, int* shown) {
@@ -128,7 +197,43 @@ void StatusLine::CountChannels(int* live, int* shown) {
     }
 }
 
+int StatusLine::CountUsable() const {
+    int count = 0;
+    for (int n = 0; n < m_dlg.Cameras().GetCount(); ++n) {
+        const auto camera = m_dlg.Cameras().GetCameraByChannel(n);
+        count += camera && camera->IsCameraUsable() ? 1 : 0;
+    }
+    return count;
+}
+
+// What to say where no camera can be shown.
+std::string StatusLine::NoticeText(const std::vector<LinkReport>& links) const {
+    if (m_dlg.Cameras().GetCount() > 0 || m_dlg.IsWaitDialogShown()) {
+        return {};
+    }
+    const LinkReport worst = WorstLink(links).value_or(LinkReport());
+    if (worst.state == LinkState::kIdle) {
+        return LoadString(kStrLoggedOut);
+    }
+    if (worst.state != LinkState::kConnected) {
+        return LinkText(worst);
+    }
+    const bool bEmpty = links.size() == 1 && GetServer(0)->GetChannelCount() == 0;
+    return bEmpty ? FillPattern(LoadString(kStrNoChannels), {worst.name}) : LoadString(kStrNothingToShow);
+}
+
+void StatusLine::ShowNotice(const std::string& text) {
+    ViewController& view = m_dlg.View();
+    QWidget* const host = m_dlg.Screens().DialogHost();
+    const PixelRect& wall = view.GetViewRectangle();
+    m_notice.Show(text, host,
+                  host == &m_dlg ? QRect(wall.left, wall.top, wall.Width(), wall.Height()) : host->rect());
+    QWidget* const second = view.SecondPanel();
+    m_secondNotice.Show(text, second, second != nullptr ? second->rect() : QRect());
+}
+
 void StatusLine::OnTick() {
+    ForgetGone();
     std::vector<LinkReport> links;
     for (int i = 0; i < GetServerCount(); ++i) {
         links.push_back(Report(*GetServer(i)));
@@ -136,7 +241,8 @@ void StatusLine::OnTick() {
     int live = 0;
     int shown = 0;
     CountChannels(&live, &shown);
-    const QString line = QString::fromStdString(StatusText(links, live, shown));
+    const QString line = QString::fromStdString(StatusText(links, live, shown, CountUsable()));
+    ShowNotice(NoticeText(links));
     const LinkState state = WorstLink(links).value_or(LinkReport()).state;
     const bool bAllLive = live >= shown;
     if (line == text() && state == m_state && bAllLive == m_bAllLive) {

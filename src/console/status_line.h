@@ -8,23 +8,31 @@
 #include <string>
 #include <vector>
 
+#include "console/wall_notice.h"
+#include "server/link_failure.h"
+
 namespace kvmon {
 
 class CKelvaraInfo;
 class CMainDlg;
 
-enum class LinkState { kIdle, kConnecting, kConnected, kNoAnswer, kLost, kRefused };
+// Faulty: something answers, but not as a recorder does.
+enum class LinkState { kIdle, kConnecting, kConnected, kNoAnswer, kFaulty, kLost, kRefused };
 
 // One recorder, as the line tells of it.
 struct LinkReport {
     LinkState state = LinkState::kIdle;
     std::string name;
-    int retrySeconds = 0;  // to the next try; 0: now
+    int retrySeconds = 0;  // to the next try; 0: now, or never for one that has refused
+    LinkFailure failure = {};
+    std::string address = {};
 };
 
+// How one recorder stands, with why and when it is tried again.
+std::string LinkText(const LinkReport& link);
 // The text for all recorders together: the worst state is told, and how many of the channels on show are
-// live.
-std::string StatusText(const std::vector<LinkReport>& links, int live, int shown);
+// live. `all` counts those that other pages have, too.
+std::string StatusText(const std::vector<LinkReport>& links, int live, int shown, int all);
 // The state that the text is about; nothing without recorders.
 std::optional<LinkReport> WorstLink(const std::vector<LinkReport>& links);
 
@@ -43,13 +51,20 @@ protected:
 private:
     struct Link {
         bool bAnswered = false;
-        std::optional<std::uint64_t> failedAt;  // milliseconds of the clock
+        bool bFailed = false;
+        std::string name;  // that it had last
     };
 
     LinkReport Report(const CKelvaraInfo& server);
     void CountChannels(int* live, int* shown);
+    int CountUsable() const;
+    std::string NoticeText(const std::vector<LinkReport>& links) const;
+    void ShowNotice(const std::string& text);
+    void ForgetGone();
 
     CMainDlg& m_dlg;
+    WallNotice m_notice;
+    WallNotice m_secondNotice;  // on the second display
     std::map<const CKelvaraInfo*, Link> m_links;
     LinkState m_state = LinkState::kIdle;
     bool m_bAllLive = true;  // of the channels on show

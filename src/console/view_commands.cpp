@@ -80,7 +80,7 @@ void OnBtnMainMenu(CMainDlg& dlg) {
     menu->AppendMenu(0, kCtlOptions, LoadString(6206));
     menu->AppendMenu(displays, kCtlMultiScreens, LoadString(6204));
     menu->AppendMenu(MF_SEPARATOR, 0, {});
-    const unsigned inSession = dlg.Binding().IsInitialised() ? 0u : MF_GRAYED;
+    const unsigned inSession = dlg.Binding().IsInitialised() && dlg.IsLoggedIn() ? 0u : MF_GRAYED;
     const std::size_t unread = dlg.Events().Events().UnreadCount();
     const std::string events = LoadString(kCmdEvents);
     menu->AppendMenu(inSession, kCmdEvents,

@@ -78,12 +78,7 @@ void ViewController::CreateVideoWnd() {
 }
 
 void ViewController::UpdateChannelArray() {
-    const ConsoleOptions& options = m_dlg.Options();
-    std::uint32_t sum = 0;
-    for (int i = 0; i < GetServerCount(); ++i) {
-        sum += static_cast<std::uint32_t>(
-            std::max(GetServer(i)->CountChannels(options.bShowNoConfig, options.bShowNoMonitoringRight), 0));
-    }
+    const auto sum = static_cast<std::uint32_t>(CountShowable());
     m_uShowableCameraCount = sum;
     Trace("CMainDlg::UpdateChannelArray: m_uShowableCameraCount=%d...\n", GetShowableCount());
     if (sum >= kCameraWarnCount && !m_bUpperLimitWarned) {
@@ -91,8 +86,36 @@ void ViewController::UpdateChannelArray() {
         m_dlg.ShowMessage(LoadString(3566), LoadString(5026));
     }
     m_orders.SetTotalCount(sum);
+    ShowStyleButtons();
+}
+
+// What is hidden is not counted: one rule, the list's, decides for both.
+int ViewController::CountShowable() const {
+    const ConsoleOptions& options = m_dlg.Options();
+    const CameraList& cameras = m_dlg.Cameras();
+    int sum = cameras.GetCount();
+    for (int i = 0; i < GetServerCount(); ++i) {
+        if (GetServer(i)->GetCameraCount() == 0) {
+            sum += std::max(
+                GetServer(i)->CountChannels(options.bShowNoConfig, options.bShowNoMonitoringRight), 0);
+        }
+    }
+    return sum;
+}
+
+// The present style's button is there to be lit, also when there are fewer cameras than it is offered for.
+void ViewController::ShowStyleButtons() {
     for (int id = StyleButtonId(VIEW_STYLE_6CH); id <= kCtlLastStyle; ++id) {
-        m_dlg.Controls().SetShown(id, sum >= kManyCameras);
+        const bool bPresent = m_nStyle < kViewStyleCount && id == StyleButtonId(CheckedStyle());
+        m_dlg.Controls().SetShown(id, m_uShowableCameraCount >= kManyCameras || bPresent);
+    }
+}
+
+void ViewController::OnSessionEnd() {
+    m_uShowableCameraCount = 0;
+    if (m_cells.GetCount() > 0) {
+        InitPageComboBox(CheckedStyle());
+        RearrangeVideoWindowLocation();
     }
 }
 
@@ -106,6 +129,7 @@ void ViewController::ViewStyleChanged(int style, bool bUpdateButtons, bool bForc
     if (checked != m_nStyle || (bForce && m_nStyle != VIEW_STYLE_PIP)) {
         m_nStyle = checked;
         InitPageComboBox(checked);
+        ShowStyleButtons();
     }
     {
         const RedrawOff batch{&m_dlg, m_fullScreen.data(), m_second.data()};
@@ -175,6 +199,7 @@ void ViewController::Apply(const LayoutPlan& plan) {
         ActivateWindow(window);
     }
     m_dlg.Audio().Sync();
+    m_dlg.OnWallChanged();
 }
 
 void ViewController::ApplyCell(const CellPlan& cell) {
@@ -347,6 +372,7 @@ void ViewController::ActivateWindow(CVideoWnd* window) {
     m_dlg.PostMessage(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERASTATUS,
                       std::max(m_dlg.Cameras().Get(channel).server, 0));
     m_dlg.PostMessage(WM_COMMAND, kCmdRefreshControls, 0);
+    m_dlg.Binding().ShowRecorderOfActiveCell();
 }
 
 void ViewController::ActivateWindowAt(const QPoint& screen) {
@@ -409,6 +435,7 @@ void ViewController::PlaceCells() {
         }
     }
     OnVideoSizeChange(GetSelectedChannel());
+    m_dlg.OnWallChanged();
 }
 
 }  // namespace kvmon

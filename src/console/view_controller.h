@@ -36,6 +36,11 @@ public:
     // 42 windows, 84 with more than one display; those that are there already stay.
     void CreateVideoWnd();
     void UpdateChannelArray();
+    // The cameras that the list has, and the channels that are known of a recorder whose list did not come
+    // yet.
+    int CountShowable() const;
+    // Nothing is shown any more; the orders and their pages stay for the next session.
+    void OnSessionEnd();
 
     void ViewStyleChanged(int style, bool bUpdateButtons, bool bForce);
     void RearrangeVideoWindowLocation();
@@ -84,6 +89,7 @@ public:
     bool IsFullScreen() const { return m_fullScreen != nullptr; }
     void SetSecondPanel(QWidget* panel);
     bool HasSecondPanel() const { return m_second != nullptr; }
+    QWidget* SecondPanel() const { return m_second; }
     int GetDisplayCount() const { return HasSecondPanel() ? 2 : 1; }
     // Brings the windows of the second display home; the controller of the displays takes the panel away.
     void LeaveMultiDisplay();
@@ -105,9 +111,11 @@ private:
     void ApplyCell(const CellPlan& cell);
     void ApplyStreams(const std::vector<StreamPlan>& streams);
     void ForgetFrameSize(int channel);
+    void ShowStyleButtons();
     void ShowCombo(bool bShow);
     void FillWithCameras();
     void FillWithPages(ViewStyle style);
+    void LeaveEmptyPage(CChannelArray& array) const;
     int SelectedItem() const;
     std::optional<CellSwap> FindSwap(int channel, const QPoint& drop);
     void PrepareCamera(int channel, int window);

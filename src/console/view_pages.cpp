@@ -58,8 +58,30 @@ void ViewController::FillWithCameras() {
     }
 }
 
+// From a page behind the end to the last one that has cameras.
+void ViewController::LeaveEmptyPage(CChannelArray& array) const {
+    const auto isEmpty = [&](std::uint32_t page) {
+        for (std::uint32_t i = 0; i < array.GetPageSize(); ++i) {
+            const int channel = array.GetAt(page, i);
+            if (channel >= 0 && channel < GetShowableCount()) {
+                return false;
+            }
+        }
+        return true;
+    };
+    std::uint32_t page = array.GetCurPage();
+    while (page > 0 && isEmpty(page)) {
+        --page;
+    }
+    array.SetCurPage(page);
+}
+
 void ViewController::FillWithPages(ViewStyle style) {
     CChannelArray& array = *m_orders.Find(style);
+    // Without any camera there is no such page, and the next session comes back to this one.
+    if (GetShowableCount() > 0) {
+        LeaveEmptyPage(array);
+    }
     std::uint32_t page = array.GetCurPage();
     if (HasSecondPanel() && page % 2 == 1) {
         array.SetCurPage(--page);
@@ -202,7 +224,8 @@ bool ViewController::OnCameraListChanged() {
         m_combo->setCurrentIndex(before);
         return false;
     }
-    if (m_combo->count() > 0) {
+    // Where nothing was chosen from, as before the first camera, the page is the one that was kept.
+    if (before >= 0 && m_combo->count() > 0) {
         m_combo->setCurrentIndex(0);
     }
     return true;

@@ -25,17 +25,24 @@ ConcInfoError ReadStatusLine(ServerWorker& worker, DocumentReader& reader) {
     int status = 0;
     reader.budget = kLineMs;
     if (!reader.ReadStatus(&status)) {
+        worker.NoteFailure(LinkFault::TimedOut);
         return ConcInfoError::StatusLine;
     }
     switch (status) {
         case 200:
             return ConcInfoError::None;
         case 404:
-            worker.FlipCgiRoot();
+            worker.NoteNotFound();
             return ConcInfoError::NotFound;
         case 401:
+            worker.NoteFailure(LinkFault::Credentials);
             return ConcInfoError::Unauthorized;
         default:
+            if (status >= 100) {
+                worker.NoteFailure(LinkFault::Status, status);
+            } else {
+                worker.NoteFailure(LinkFault::NotARecorder);
+            }
             return ConcInfoError::BadStatus;
     }
 }
@@ -53,10 +60,12 @@ ConcInfoError OpenDocument(ServerWorker& worker, DocumentReader& reader, const C
     }
     reader.budget = 3000;
     if (!reader.Connect(connect)) {
+        worker.NoteFailure(FaultOfConnect(reader.SocketError()));
         return ConcInfoError::Connect;
     }
     reader.budget = 13000;
     if (!reader.Send(request)) {
+        worker.NoteFailure(LinkFault::TimedOut);
         return ConcInfoError::Send;
     }
     return ReadStatusLine(worker, reader);
@@ -172,13 +181,15 @@ ConcInfoError ReadConcInfo(ServerWorker& worker, CNvrStatus& status) {
     DocumentReader reader(worker);
     std::int32_t channelNumber = 0;
     ConcInfoError error = OpenDocument(worker, reader, connect);
-    if (error == ConcInfoError::None) {
-        error = ReadIdentity(worker, reader, status);
+    if (error != ConcInfoError::None) {
+        return error;
     }
+    error = ReadIdentity(worker, reader, status);
     if (error == ConcInfoError::None) {
         error = ReadCount(worker, reader, &channelNumber);
     }
     if (error != ConcInfoError::None) {
+        worker.NoteFailure(LinkFault::NotARecorder);
         return error;
     }
     for (int i = 0; i < kPauseRounds && !worker.IsStopped(); ++i) {
@@ -193,8 +204,10 @@ ConcInfoError ReadConcInfo(ServerWorker& worker, CNvrStatus& status) {
         }
     }
     if (static_cast<std::int64_t>(list.size()) == channelNumber) {
+        worker.NoteFailure(LinkFault::None);
         return ConcInfoError::None;
     }
+    worker.NoteFailure(LinkFault::NotARecorder);
     Trace(
         "CKelvaraInfo::GetNvrVsConcInfo: m_nIdx=%d, m_dwErrorCount=%d, nChannelNumber=%d, "
         "m_VideoSettingList.GetSize()=%d...\n",

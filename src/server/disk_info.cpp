@@ -13,7 +13,14 @@ constexpr std::uint32_t kNameMs = 1000;
 constexpr std::size_t kMaxName = 1024;  // UTF-16 units
 constexpr unsigned kUtf8 = 65001;
 
-DiskInfoError OpenDocument(ServerWorker& worker, DocumentReader& reader) {
+// The list of channels tells first what is wrong.
+void NoteIfGood(ServerWorker& worker, LinkFault fault, int nStatus = 0) {
+    if (worker.GetFailure().fault == LinkFault::None) {
+        worker.NoteFailure(fault, nStatus);
+    }
+}
+
+DiskInfoError OpenDocument(ServerWorker& worker, DocumentReader& reader, int* pnStatus) {
     const ConnectInfo connect = worker.GetConnectInfo();
     const std::string request = FormatText(
         "GET %s/z_status.cgi?user=%s HTTP/1.0\r\nUser-Agent: Monitor\r\nHost: %s\r\n"
@@ -28,13 +35,16 @@ DiskInfoError OpenDocument(ServerWorker& worker, DocumentReader& reader) {
     }
     reader.budget = 13000;
     if (!reader.Connect(connect)) {
+        NoteIfGood(worker, FaultOfConnect(reader.SocketError()));
         return DiskInfoError::Connect;
     }
-    if (!reader.Send(request)) {
-        return DiskInfoError::Send;
-    }
     // Whatever the status is, the body is read.
-    return reader.ReadLine() ? DiskInfoError::None : DiskInfoError::StatusLine;
+    const bool bSent = reader.Send(request);
+    if (!bSent || !reader.ReadStatus(pnStatus)) {
+        NoteIfGood(worker, LinkFault::TimedOut);
+        return bSent ? DiskInfoError::StatusLine : DiskInfoError::Send;
+    }
+    return DiskInfoError::None;
 }
 
 // Goes to the first line behind the blank ones. If the reads end before, Line() is what came last.
@@ -68,18 +78,28 @@ void ReadNames(const ServerWorker& worker, DocumentReader& reader, CNvrStatus& s
 
 DiskInfoError ReadDiskInfo(ServerWorker& worker, CNvrStatus& status) {
     DocumentReader reader(worker);
-    if (const DiskInfoError error = OpenDocument(worker, reader); error != DiskInfoError::None) {
+    int http = 0;
+    if (const DiskInfoError error = OpenDocument(worker, reader, &http); error != DiskInfoError::None) {
         return error;
     }
     FindDiskLine(reader);
     TraceLine(worker, "Disk", reader.Line());
     ParseDiskLine(reader.Line(), status);
+    const auto noteUnreadable = [&] {
+        if (http == 404) {
+            return;  // the list tells, when neither root has it
+        }
+        const bool bRefused = http >= 100 && http != 200;
+        NoteIfGood(worker, bRefused ? LinkFault::Status : LinkFault::NotARecorder, bRefused ? http : 0);
+    };
     if (!reader.ReadLine()) {
+        noteUnreadable();
         return DiskInfoError::RecordingLine;
     }
     TraceLine(worker, "Recording", reader.Line());
     const RecordingLine result = ParseRecordingLine(reader.Line(), status);
     if (result != RecordingLine::Good) {
+        noteUnreadable();
         return static_cast<DiskInfoError>(result);
     }
     ReadNames(worker, reader, status);

@@ -46,6 +46,8 @@ public:
     bool ReadTooMuch() const { return m_read > kMaxSkipped; }
     bool Holds(std::string_view text) const { return Line().find(text) != std::string_view::npos; }
 
+    std::uint32_t SocketError() const { return m_tran.GetSocketError(); }
+
     std::uint32_t budget = 0;
 
 private:

@@ -314,7 +314,13 @@ bool CKelvaraInfo::IsConnected() const {
 }
 
 std::uint32_t CKelvaraInfo::GetRetrySeconds() const {
-    return static_cast<std::uint32_t>(RetryDelay(GetErrorCount()).count() / 1000);
+    const std::uint64_t endsAt = Shared()->m_nRetryAt;
+    const std::uint64_t now = m_clock.TickMs();
+    return endsAt > now ? static_cast<std::uint32_t>((endsAt - now + 999) / 1000) : 0;
+}
+
+LinkFailure CKelvaraInfo::GetFailure() const {
+    return Shared()->GetFailure();
 }
 
 void CKelvaraInfo::RaiseErrorCount() {

@@ -12,6 +12,7 @@
 #include "platform/clock.h"
 #include "platform/window_handle.h"
 #include "platform/worker.h"
+#include "server/link_failure.h"
 #include "server/nvr_status.h"
 #include "server/server_camera.h"
 
@@ -79,7 +80,9 @@ public:
     void SetCameraCount(int nCount);
 
     std::uint32_t GetErrorCount() const;
-    // How long the thread waits between a failure, with the present count, and its next try.
+    // What stands in the way of an answer at present.
+    LinkFailure GetFailure() const;
+    // Until the thread's next try, begun seconds counted whole; 0 while it tries.
     std::uint32_t GetRetrySeconds() const;
     void RaiseErrorCount();
     bool IsNoRightReported() const;

@@ -71,8 +71,9 @@ public:
 private:
     // The pause after each line. True if it was cut short, or a stop is asked for.
     bool WaitRetryFailed() {
-        return WaitRetry(m_worker.GetClock(), m_worker.m_hExitEvent, m_worker.m_bHttpTranFlag,
-                         m_dwErrorCount) ||
+        const std::atomic<std::uint32_t> count(m_dwErrorCount);
+        return WaitRetry(m_worker.GetClock(), m_worker.m_hExitEvent, m_worker.m_bHttpTranFlag, count,
+                         &m_worker.m_nRetryAt) ||
                m_worker.IsStopped();
     }
 

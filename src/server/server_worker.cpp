@@ -24,20 +24,23 @@ int RetryRounds(std::uint32_t nErrorCount) {
 
 }  // namespace
 
-Milliseconds RetryDelay(std::uint32_t nErrorCount) {
-    return RetryRounds(nErrorCount) * kRetryRound;
-}
-
 bool WaitRetry(Clock& clock, Event& event, const FlagWord& flag, std::uint32_t nErrorCount) {
     const std::atomic<std::uint32_t> fixed(nErrorCount);
     return WaitRetry(clock, event, flag, fixed);
 }
 
 bool WaitRetry(Clock& clock, Event& event, const FlagWord& flag,
-               const std::atomic<std::uint32_t>& nErrorCount) {
+               const std::atomic<std::uint32_t>& nErrorCount, std::atomic<std::uint64_t>* pnEndsAt) {
     bool set = clock.Wait(event, Milliseconds(0));
     for (int i = 0; i < RetryRounds(nErrorCount) && flag == 0 && !set; ++i) {
+        if (pnEndsAt != nullptr) {
+            const Milliseconds left = (RetryRounds(nErrorCount) - i) * kRetryRound;
+            *pnEndsAt = clock.TickMs() + static_cast<std::uint64_t>(left.count());
+        }
         set = clock.Wait(event, kRetryRound);
+    }
+    if (pnEndsAt != nullptr) {
+        *pnEndsAt = 0;
     }
     return set;
 }
@@ -67,6 +70,35 @@ void ServerWorker::SetConnectInfo(int nIdx, const std::string& host, std::uint32
     m_Connect.szBase64Auth = MakeBasicAuth(user, password);
     m_Status.Reset();
     m_Capabilities.clear();
+    ForgetProgressLocked();
+}
+
+void ServerWorker::ForgetProgressLocked() {
+    m_bListPublished = false;
+    m_Failure = {};
+    m_nNotFound = 0;
+}
+
+void ServerWorker::NoteFailure(LinkFault fault, int nStatus) {
+    if (IsStopped() && fault != LinkFault::None) {
+        return;
+    }
+    const std::lock_guard lock(m_cs);
+    m_nNotFound = 0;
+    m_Failure = {fault, nStatus};
+}
+
+void ServerWorker::NoteNotFound() {
+    FlipCgiRoot();
+    const std::lock_guard lock(m_cs);
+    if (++m_nNotFound > 1) {
+        m_Failure = {LinkFault::NotFound, 404};
+    }
+}
+
+LinkFailure ServerWorker::GetFailure() const {
+    const std::lock_guard lock(m_cs);
+    return m_Failure;
 }
 
 void ServerWorker::SetNotifyWnd(WindowHandle hWnd) {
@@ -95,8 +127,10 @@ void ServerWorker::PrepareStart() {
     m_hExitEvent.Reset();
     m_hRefreshEvent.Reset();
     m_hCapabilityEvent.Reset();
+    m_nRetryAt = 0;
     const std::lock_guard lock(m_cs);
     m_Status.Reset();
+    ForgetProgressLocked();
 }
 
 void ServerWorker::RequestStop() {
@@ -123,6 +157,8 @@ void ServerWorker::TakeOver(ServerWorker& other) {
     m_Connect = other.m_Connect;
     m_Status = other.m_Status;
     m_bCgiRootEmpty = other.m_bCgiRootEmpty;
+    m_bListPublished = other.m_bListPublished;
+    m_Failure = other.m_Failure;
     m_Capabilities = other.m_Capabilities;
     m_nIdx = other.m_nIdx.load();
     m_dwErrorCount = other.m_dwErrorCount.load();
@@ -237,7 +273,7 @@ void ServerWorker::RunQueries(Round& round) {
 // True if the thread goes on.
 bool ServerWorker::WaitAfterRound(Round& round) {
     const auto retry = [&](const auto& count) {
-        return !WaitRetry(m_clock, m_hExitEvent, m_bHttpTranFlag, count);
+        return !WaitRetry(m_clock, m_hExitEvent, m_bHttpTranFlag, count, &m_nRetryAt);
     };
     switch (m_nGetMode) {
         case 0:
@@ -249,10 +285,10 @@ bool ServerWorker::WaitAfterRound(Round& round) {
             }
             Event* const refresh = &m_hRefreshEvent;
             m_clock.WaitAny(std::span(&refresh, 1), std::nullopt);
-            return retry(std::uint32_t{0});
+            return retry(std::atomic<std::uint32_t>(0));
         }
         case 2:
-            return retry(kFixedRetryCount);
+            return retry(std::atomic<std::uint32_t>(kFixedRetryCount));
         default:
             return retry(m_dwErrorCount);
     }

@@ -12,6 +12,7 @@
 #include "platform/window_handle.h"
 #include "platform/worker.h"
 #include "server/http_tran.h"
+#include "server/link_failure.h"
 #include "server/nvr_status.h"
 #include "server/server_messages.h"
 
@@ -29,11 +30,10 @@ struct ConnectInfo {
 // reached: 2 rounds below 3 failures, 10 up to 7, 30 from 8 on. True if the event ended the wait.
 bool WaitRetry(Clock& clock, Event& event, const FlagWord& flag, std::uint32_t nErrorCount);
 // The same with a count that may rise meanwhile: the console counts a failure when its message arrives, and a
-// refused connection is back here before that.
+// refused connection is back here before that. `pnEndsAt` tells meanwhile when the wait will end, as a time
+// of the clock; it is 0 again afterwards.
 bool WaitRetry(Clock& clock, Event& event, const FlagWord& flag,
-               const std::atomic<std::uint32_t>& nErrorCount);
-// What WaitRetry waits when nothing happens.
-Milliseconds RetryDelay(std::uint32_t nErrorCount);
+               const std::atomic<std::uint32_t>& nErrorCount, std::atomic<std::uint64_t>* pnEndsAt = nullptr);
 
 class ServerWorker {
 public:
@@ -99,6 +99,12 @@ public:
     // A failure that a stop has caused is not told.
     void PostFailure(std::uint32_t nCode);
 
+    // What the last try of the recorder came to. A stop is no failure.
+    void NoteFailure(LinkFault fault, int nStatus = 0);
+    LinkFailure GetFailure() const;
+    // The list of channels was not found below one of the roots.
+    void NoteNotFound();
+
     // Below which the documents stand: a 404 turns from one to the other.
     std::string CgiRoot() const;
     void FlipCgiRoot();
@@ -109,7 +115,8 @@ public:
     std::atomic<std::uint32_t> m_dwErrorCount{0};
     std::atomic<bool> m_bNoRightReported{false};
     std::atomic<bool> m_bStopSilently{false};
-    std::atomic<bool> m_bRoundGood{false};  // the last queries were answered
+    std::atomic<bool> m_bRoundGood{false};     // the last queries were answered
+    std::atomic<std::uint64_t> m_nRetryAt{0};  // a time of the clock while the thread waits for its next try
     std::atomic<std::int64_t> m_nTimeOffset{0};
     std::atomic<bool> m_bTimeKnown{false};  // set after the offset
     FlagWord m_bHttpTranFlag{0};
@@ -125,6 +132,7 @@ private:
     friend class ServerTran;
     struct Round;  // the thread's locals
 
+    void ForgetProgressLocked();
     void RunQueries(Round& round);
     void ReportAuthFailure(Round& round);
     bool WaitAfterRound(Round& round);
@@ -138,6 +146,9 @@ private:
     ConnectInfo m_Connect;                            // guarded by m_cs
     CNvrStatus m_Status;                              // guarded by m_cs
     bool m_bCgiRootEmpty = false;                     // guarded by m_cs
+    bool m_bListPublished = false;                    // guarded by m_cs; also a list of no channels
+    LinkFailure m_Failure;                            // guarded by m_cs
+    int m_nNotFound = 0;                              // guarded by m_cs; one after the other
     std::vector<ChannelCapabilities> m_Capabilities;  // guarded by m_cs
     std::mutex m_csTrans;
     std::vector<CHttpTran*> m_Trans;  // guarded by m_csTrans

@@ -126,9 +126,12 @@ bool ServerWorker::UpdateServerInfo(const CNvrStatus& status) {
         CopyIdentity(status, m_Status);
         PostLocked(WM_UPDATEVSINFO, WM_UPDATEVSINFO_SERVERINFO);
     }
-    const bool bChanged = ChannelListDiffers(status, m_Status) ||
+    // A recorder without channels tells of its list, too, or the console would wait for it for ever.
+    const bool bFirstList = m_bRoundGood && !m_bListPublished;
+    const bool bChanged = bFirstList || ChannelListDiffers(status, m_Status) ||
                           status.m_nChannelCount != m_Status.m_nChannelCount ||
                           StatusDiffers(status, m_Status, kRights) || m_dwErrorCount > kManyErrors;
+    m_bListPublished = m_bListPublished || bFirstList;
     if (bChanged) {
         CopyChannelList(status, m_Status);
         CopyStatus(status, m_Status, kRights | kStatusConfigured);

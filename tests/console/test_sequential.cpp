@@ -108,7 +108,6 @@ TEST(SequentialRules, WhatIsPreparedIsWhatComesNext) {
 TEST_F(Sequential, PagesFollowEachOtherAndTheNextIsReady) {
     FakeRecorder recorder("Hall", 10);
     Open(recorder.Port());
-    console->KillTimer(kTimerStopping);  // each of its ticks prepares, too
     Command(StyleButtonId(VIEW_STYLE_4CH));
     console->Sequential().SetInterval(9000);
     Command(kCtlSequential);
@@ -167,7 +166,9 @@ TEST_F(Sequential, StyleThatHoldsTheWholeWallEndsIt) {
     Command(StyleButtonId(VIEW_STYLE_4CH));
     Command(kCtlSequential);
     console->OnBtnLogout();
-    console->OnLogin();
+    EXPECT_FALSE(IsTiming() || IsPressed());
+    console->PostMessage(WM_COMMAND, kCtlSequential, 0);  // one that was on its way
+    Pump();
     EXPECT_FALSE(IsTiming() || IsPressed());
 }
 

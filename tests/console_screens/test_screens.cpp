@@ -8,6 +8,7 @@
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QDialog>
+#include <QtWidgets/QLabel>
 
 #include <filesystem>
 
@@ -357,4 +358,22 @@ TEST_F(Screens, TheInterfaceIsNeverBlocked) {
     RecordProperty("LongestWorkMs", std::to_string(watchdog.LongestWorkMs()));
     EXPECT_LE(watchdog.LongestWaitMs(), kvtest::UiWaitLimitMs()) << watchdog.LongestWait();
     EXPECT_LE(watchdog.LongestWorkMs(), kvtest::kUiWorkLimitMs) << watchdog.LongestWork();
+}
+
+TEST_F(Screens, BothDisplaysSayThatTheSessionIsOver) {
+    FakeRecorder recorder("Hall", 8);
+    Open(recorder.Port());
+    Command(kCtlMultiScreens);
+    Command(kCtlFullScreen);
+    ASSERT_THAT(Panels(), SizeIs(2));
+    console->Logout(true);  // the page's call leaves the displays as they are
+    const auto says = [](const CFSPanel* panel) {
+        const auto* const notice = panel->findChild<QLabel*>("wallNotice");
+        return notice != nullptr && notice->isVisible() && notice->rect() == panel->rect() &&
+               notice->text() == "You are not logged in.";
+    };
+    EXPECT_TRUE(PumpUntil([&] {
+        const auto panels = Panels();
+        return panels.size() == 2 && says(panels[0]) && says(panels[1]);
+    }));
 }

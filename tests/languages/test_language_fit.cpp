@@ -139,6 +139,20 @@ TEST_F(LanguageFit, EveryLetterCanBeDrawn) {
     }
 }
 
+TEST_F(LanguageFit, ARecorderWithoutANameLeavesNoGap) {
+    for (const LanguageModuleFile& file : Shipped()) {
+        Use(file);
+        for (const std::uint32_t id : {5036u, 5037u}) {
+            const std::string text = FillPattern(WithoutName(LoadString(id)), {"10.0.0.1", "80", "Gate"});
+            EXPECT_THAT(text, testing::HasSubstr("10.0.0.1:80")) << file.path;
+            EXPECT_THAT(text,
+                        testing::Not(testing::AnyOf(testing::HasSubstr("()"), testing::HasSubstr("Gate"),
+                                                    testing::HasSubstr(", )"))))
+                << file.path;
+        }
+    }
+}
+
 TEST_F(LanguageFit, TheToolkitsWordsAreOurs) {
     for (const LanguageModuleFile& file : Shipped()) {
         Use(file);

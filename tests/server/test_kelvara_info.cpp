@@ -92,6 +92,18 @@ TEST_F(Info, AGoodRoundPublishesAndSleepsOnTheConnection) {
     EXPECT_TRUE(info.StopGetKelvaraInfo(false, false));
 }
 
+TEST_F(Info, ARecorderWithoutChannelsTellsSo) {
+    recorder.AnswerAll(0);
+    recorder.On("notify.cgi", [](Peer& peer) {
+        peer.Write("HTTP/1.0 200 OK\r\n");
+        peer.Hold();
+    });
+    info.StartGetKelvaraInfo(false);
+    EXPECT_EQ(Messages(2),
+              (std::vector<Message>{Update(WM_UPDATEVSINFO_SERVERINFO), Update(WM_UPDATEVSINFO_CAMERACONN)}));
+    EXPECT_TRUE(StopsAtOnce());
+}
+
 TEST_F(Info, AWrongPasswordIsToldAfterThreeSilentRounds) {
     recorder.Answer("get_init_info.cgi", "HTTP/1.0 401 Unauthorized\r\n\r\n");
     info.StartGetKelvaraInfo(false);
@@ -138,10 +150,14 @@ TEST_F(Info, AFailureThatIsCountedDuringTheWaitLengthensIt) {
     refused.RaiseErrorCount();
     refused.StartGetKelvaraInfo(false);
     ASSERT_TRUE(WaitUntil([&] { return slow.Waits().size() == 2; }));
+    EXPECT_EQ(refused.GetFailure(), (LinkFailure{LinkFault::NoRecorder, 0}));
+    EXPECT_EQ(refused.GetRetrySeconds(), 1u);
     refused.RaiseErrorCount();
     for (std::size_t waits = 3; waits <= 11; ++waits) {
         slow.Advance(Milliseconds(500));
         ASSERT_TRUE(WaitUntil([&] { return slow.Waits().size() == waits; }));
+        // What is left of the longer wait, counted in begun seconds.
+        EXPECT_EQ(refused.GetRetrySeconds(), (12 - waits + 1) / 2);
     }
     EXPECT_EQ(log->All().size(), 1u) << "asked again before 5 s were over";
     slow.Advance(Milliseconds(500));

@@ -48,6 +48,11 @@ void FakeRecorder::SetChannels(std::vector<FakeChannel> channels) {
     channels_ = std::move(channels);
 }
 
+void FakeRecorder::SetName(const std::string& name) {
+    const std::lock_guard lock(mutex_);
+    name_ = name;
+}
+
 void FakeRecorder::Notify(const std::string& line) {
     const std::lock_guard lock(mutex_);
     pushed_ = line;
@@ -88,6 +93,16 @@ void FakeRecorder::SetDisk(const std::string& line) {
     disk_ = line;
 }
 
+void FakeRecorder::AnswerAll(std::string reply) {
+    const std::lock_guard lock(mutex_);
+    answerAll_ = std::move(reply);
+}
+
+std::string FakeRecorder::AnswerToAll() const {
+    const std::lock_guard lock(mutex_);
+    return answerAll_;
+}
+
 std::string FakeRecorder::Document(const std::string& head) const {
     const std::lock_guard lock(mutex_);
     for (const auto& [key, reply] : documents_) {
@@ -103,6 +118,8 @@ void FakeRecorder::Serve(Peer& peer) {
     const auto asks = [&](const char* what) { return head.find(what) != std::string::npos; };
     if (silent_) {
         peer.Hold();
+    } else if (const std::string reply = AnswerToAll(); !reply.empty()) {
+        peer.Write(reply);
     } else if (refuse_) {
         peer.Write(HttpReply(401, "Unauthorized", ""));
     } else if (asks("get_init_info.cgi")) {

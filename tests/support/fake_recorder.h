@@ -28,6 +28,7 @@ public:
 
     std::uint16_t Port() const { return server_->Port(); }
     void SetChannels(std::vector<FakeChannel> channels);
+    void SetName(const std::string& name);
     // Answers requests that hold the key with this reply, head and all.
     void SetDocument(const std::string& key, std::string reply);
     void SetDisk(const std::string& line);
@@ -35,6 +36,8 @@ public:
     std::vector<std::string> RequestLines(const std::string& text) const;
     // Every request is answered with 401 from now on.
     void RefuseLogins(bool refuse) { refuse_ = refuse; }
+    // Every request gets this reply from now on, head and all. Empty: as before.
+    void AnswerAll(std::string reply);
     // Requests are read and never answered.
     void GoSilent() { silent_ = true; }
     // Answers questions for the time: fourteen digits. Without one they fail.
@@ -55,14 +58,16 @@ private:
     std::string ExtInfo() const;
     std::string Status() const;
     std::string Document(const std::string& head) const;
+    std::string AnswerToAll() const;
 
-    const std::string name_;
+    std::string name_;
     mutable std::mutex mutex_;
     mutable std::condition_variable changed_;
     std::vector<FakeChannel> channels_;
     std::string time_;
     std::string pushed_;
     std::vector<std::pair<std::string, std::string>> documents_;
+    std::string answerAll_;
     std::string disk_ = "0    45  1048576";
     int pushCount_ = 0;
     int listeners_ = 0;
