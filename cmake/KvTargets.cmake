@@ -42,7 +42,8 @@ function(kv_use_qt_pch target)
   target_precompile_headers(${target} REUSE_FROM kv_pch_qt)
 endfunction()
 
-# Each header by itself, without precompiled ones: one that leans on another's includes does not compile.
+# Each header by itself, without precompiled ones: one that leans on another's includes does not compile. The target
+# `headers` has them all; the tests build it, and who only wants the programs need not wait for it.
 function(kv_check_headers target folder)
   file(GLOB headers CONFIGURE_DEPENDS RELATIVE ${folder} ${folder}/*.h)
   if(NOT KV_BUILD_TESTS OR NOT headers)
@@ -55,9 +56,13 @@ function(kv_check_headers target folder)
     file(CONFIGURE OUTPUT ${unit} CONTENT "#include \"${name}/${header}\"\n")
     list(APPEND units ${unit})
   endforeach()
-  add_library(${target}_headers OBJECT ${units})
+  add_library(${target}_headers OBJECT EXCLUDE_FROM_ALL ${units})
   target_link_libraries(${target}_headers PRIVATE ${target} ${ARGN})
   target_compile_options(${target}_headers PRIVATE -O0 -U_FORTIFY_SOURCE)
+  if(NOT TARGET headers)
+    add_custom_target(headers)
+  endif()
+  add_dependencies(headers ${target}_headers)
 endfunction()
 
 # kv_add_library(name [QT] [DEPS target...] [LIBS library...] [PRIVATE_LIBS library...])

@@ -259,7 +259,7 @@ TEST(WaveFormats, FollowTheCodeAndTheBlock) {
 TEST(StreamErrors, ShowAtTheSeventhAndThenAtEverySixth) {
     ChannelCore core(SystemClock());
     for (int i = 1; i <= 25; ++i) {
-        core.m_picture.SetMainOsdCameraString({}, false);
+        core.m_picture.SetMainOsdCameraString({}, true);
         core.ReportStreamError(kStreamStatus, 401);
         const bool shown = core.m_picture.GetMainCaption() == "Unauthorized";
         EXPECT_EQ(shown, i == 7 || i == 13 || i == 19 || i == 25) << i;
