@@ -111,10 +111,12 @@ bool ReadButton(RemoteDisplay& display, Reader& reader) {
     const std::uint32_t button = reader.Number(1);
     const bool bDown = reader.Number(1) != 0;
     const Qt::KeyboardModifiers modifiers = reader.Modifiers();
-    if (!reader.IsDone() || button >= std::size(kButtons)) {
+    const std::uint32_t finger = reader.HasMore() ? reader.Number(1) : 0;
+    if (!reader.IsDone() || button >= std::size(kButtons) || finger > 1) {
         return false;
     }
-    display.PressMouse(at, kButtons[button], bDown, modifiers);
+    display.PressMouse(at, kButtons[button], bDown, modifiers,
+                       finger == 1 ? Qt::MouseEventSynthesizedBySystem : Qt::MouseEventNotSynthesized);
     return true;
 }
 

@@ -16,7 +16,8 @@
 //   11 edges       u8 bits: 1 the first control has the keyboard, 2 the last one. A further Tab leaves there.
 // From the page:
 //   1 size u16 w h in pixels, u16 hundredths of them to one of the page's (not there: 100)
-//   2 move i16 x y, u8 modifiers  3 button i16 x y, u8 button, u8 down, u8 modifiers
+//   2 move i16 x y, u8 modifiers  3 button i16 x y, u8 button, u8 down, u8 modifiers,
+//   u8 whether a finger is it (not there: 0)
 //   4 wheel i16 x y dx dy, u8 modifiers  5 key u8 down, u8 repeat, u8 modifiers, then the key's name
 //   6 the mouse has left  7 focus u8 has, u8 0 as it was 1 to the first control 2 to the last (not there: 0)
 //   8 drawn u32 number  9 recorded: mono samples of 16 bits, 8000 a second

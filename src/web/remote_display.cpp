@@ -119,8 +119,11 @@ void RemoteDisplay::SendMouse(RemoteWindow* target, QEvent::Type type, Qt::Mouse
     if (target == nullptr) {
         return;
     }
+    // A finger does not hover.
+    const bool bHeld = m_buttons != Qt::NoButton || button != Qt::NoButton;
     QWindowSystemInterface::handleMouseEvent(target->window(), target->mapFromGlobal(m_mouse), m_mouse,
-                                             m_buttons, button, type, modifiers);
+                                             m_buttons, button, type, modifiers,
+                                             bHeld ? m_source : Qt::MouseEventNotSynthesized);
 }
 
 void RemoteDisplay::Enter(RemoteWindow* window) {
@@ -170,7 +173,7 @@ bool RemoteDisplay::OnFrame(RemoteWindow* target, const QPoint& at, bool bDown) 
 }
 
 void RemoteDisplay::PressMouse(const QPoint& at, Qt::MouseButton button, bool bDown,
-                               Qt::KeyboardModifiers modifiers) {
+                               Qt::KeyboardModifiers modifiers, Qt::MouseEventSource source) {
     if (bDown == m_buttons.testFlag(button) && m_moving == nullptr) {
         return;  // a release of a press that went elsewhere, or a second press
     }
@@ -180,6 +183,7 @@ void RemoteDisplay::PressMouse(const QPoint& at, Qt::MouseButton button, bool bD
         return;
     }
     if (bDown && m_buttons == Qt::NoButton) {
+        m_source = source;
         m_pressed = target;
         if (target != nullptr && target->CanTakeFocus() &&
             QGuiApplication::focusWindow() != target->window()) {
@@ -240,6 +244,11 @@ void RemoteDisplay::TypeText(const QString& text) {
 }
 
 void RemoteDisplay::SetActive(bool bActive) {
+    // Before the releases: who leaves in the middle of a drag drops nothing.
+    if (!m_windows.empty()) {
+        QWindowSystemInterface::handleApplicationStateChanged(bActive ? Qt::ApplicationActive
+                                                                      : Qt::ApplicationInactive);
+    }
     if (bActive) {
         ActivateTop();
         return;

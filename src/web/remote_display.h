@@ -43,13 +43,15 @@ public:
 
     // --- the page's input, in pixels of the display
     void MoveMouse(const QPoint& at, Qt::KeyboardModifiers modifiers);
-    void PressMouse(const QPoint& at, Qt::MouseButton button, bool bDown, Qt::KeyboardModifiers modifiers);
+    // The first of the buttons that are held tells for all of them whether a finger is it.
+    void PressMouse(const QPoint& at, Qt::MouseButton button, bool bDown, Qt::KeyboardModifiers modifiers,
+                    Qt::MouseEventSource source = Qt::MouseEventNotSynthesized);
     void TurnWheel(const QPoint& at, const QPoint& angle, Qt::KeyboardModifiers modifiers);
     void LeaveMouse();
     void PressKey(int key, bool bDown, bool bRepeat, Qt::KeyboardModifiers modifiers, const QString& text);
     // Text that no single key gives, behind the keys before it.
     void TypeText(const QString& text);
-    // The page took the focus away, or gave it back: what is held is released.
+    // The page took the focus away, or gave it back. What is held is released; a drag is given up before.
     void SetActive(bool bActive);
 
     // --- for the platform's classes
@@ -86,7 +88,8 @@ private:
     QPoint m_movingFrom;
     QPoint m_mouse;
     Qt::MouseButtons m_buttons;
-    std::vector<int> m_keys;  // held
+    Qt::MouseEventSource m_source = Qt::MouseEventNotSynthesized;  // of what is held
+    std::vector<int> m_keys;                                       // held
     bool m_bFullScreen = false;
     Listener m_listener;
 };

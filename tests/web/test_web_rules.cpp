@@ -224,7 +224,10 @@ TEST(PageProtocol, WhatIsNoMessageIsToldSo) {
     EXPECT_EQ(kind({2, 0, 0, 0, 0, 0}), Kind::None);
     EXPECT_EQ(kind({2, 0xFF, 0x7F, 0, 0x80, 0xFF}), Kind::None);
     EXPECT_EQ(kind({3, 0, 0, 0, 0, 7, 1, 0}), Kind::Wrong);  // no such button
-    EXPECT_EQ(kind({5, 1, 0, 0}), Kind::Wrong);              // no name
+    EXPECT_EQ(kind({3, 0, 0, 0, 0, 0, 0, 0, 1}), Kind::None);
+    EXPECT_EQ(kind({3, 0, 0, 0, 0, 0, 0, 0, 2}), Kind::Wrong);  // neither a mouse nor a finger
+    EXPECT_EQ(kind({3, 0, 0, 0, 0, 0, 0, 0, 1, 0}), Kind::Wrong);
+    EXPECT_EQ(kind({5, 1, 0, 0}), Kind::Wrong);  // no name
     EXPECT_EQ(kind({5, 1, 0, 0, 0xFF}), Kind::Wrong);
     std::vector<std::uint8_t> longKey{5, 1, 0, 0};
     longKey.resize(200, 'a');

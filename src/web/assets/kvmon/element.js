@@ -38,7 +38,8 @@
     :host { display: inline-block; position: relative; width: 1000px; height: 680px; overflow: auto;
       background: #000; }
     :host([hidden]) { display: none; }
-    canvas { display: block; touch-action: none; user-select: none; -webkit-user-select: none; }
+    canvas { display: block; touch-action: none; user-select: none; -webkit-user-select: none;
+      -webkit-touch-callout: none; }
     canvas.lost { opacity: 0.3; filter: grayscale(1); }
     textarea { position: absolute; left: 0; top: 0; width: 1px; height: 1em; padding: 0; border: 0; margin: 0;
       opacity: 0; outline: none; resize: none; overflow: hidden; pointer-events: none; }
@@ -206,6 +207,7 @@
       this.recorder.stop();
       this.setFullScreen(false);
       this.canvas.classList.add('lost');
+      this.canvas.style.cursor = '';
       this.notice.textContent = this.words[hadSession ? WORD.broken : WORD.notReached];
       this.words[WORD.status] = this.words[WORD.focus] = '';
       this.showWords();

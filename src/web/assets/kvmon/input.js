@@ -114,17 +114,26 @@
       this.send(view);
     }
 
-    onButton(event, down, button = event.button) {
+    onButton(event, down, button = event.button, finger = 0) {
       if (button > 2 || (!down && !this.held.has(button))) return;
       this.sendMove();
       if (down) this.held.add(button);
       else this.held.delete(button);
-      const view = message(TO_HOST.button, 7);
+      const view = message(TO_HOST.button, 8);
       this.place(view, event);
       view.setUint8(5, button);
       view.setUint8(6, down);
       view.setUint8(7, this.modifiers(event));
+      view.setUint8(8, finger);
       this.send(view);
+    }
+
+    // What is held is let go of where it is, and nothing is dropped.
+    giveUp() {
+      this.held.clear();
+      this.moveWaits = false;
+      this.tellFocus(0);
+      if (this.field.matches(':focus')) this.tellFocus(1);
     }
 
     onWheel(event) {
@@ -141,17 +150,20 @@
       this.send(view);
     }
 
-    // --- fingers: one is the left button, a tap of two the right one, two that move scroll the element
+    // --- fingers: one is the left button, a tap of two the right one, two that move scroll the element. What a
+    // finger that rests is to do, the host knows.
+
+    onFingerButton(event, down, button) { this.onButton(event, down, button, 1); }
 
     onFinger(event) {
       this.fingers.set(event.pointerId, {x: event.clientX, y: event.clientY});
       this.canvas.setPointerCapture(event.pointerId);
       if (this.fingers.size === 1) {
         this.tap = {first: event, since: event.timeStamp, fingers: 1, moved: false};
-        this.onButton(event, 1, 0);
+        this.onFingerButton(event, 1, 0);
       } else if (this.fingers.size === 2) {
         this.tap.fingers = 2;
-        this.onButton(this.tap.first, 0, 0);
+        this.onFingerButton(this.tap.first, 0, 0);
       }
     }
 
@@ -171,11 +183,12 @@
 
     onPointerEnd(event) {
       if (!this.fingers.delete(event.pointerId) || this.fingers.size > 0) return;
-      this.onButton(event, 0, 0);
+      if (event.type === 'pointercancel') this.giveUp();
+      else this.onFingerButton(event, 0, 0);
       const {first, since, fingers, moved} = this.tap;
       if (fingers !== 2 || moved || event.type !== 'pointerup' || event.timeStamp - since > TAP_MS) return;
-      this.onButton(first, 1, 2);
-      this.onButton(first, 0, 2);
+      this.onFingerButton(first, 1, 2);
+      this.onFingerButton(first, 0, 2);
     }
 
     // --- keys and text
@@ -292,9 +305,13 @@
     onFocus(has) {
       this.escaped = false;
       if (this.way) this.edges = 0;  // until the host tells them of where it comes in
+      this.tellFocus(has, has ? this.way || 0 : 0);
+    }
+
+    tellFocus(has, way = 0) {
       const view = message(TO_HOST.focus, 2);
       view.setUint8(1, has);
-      view.setUint8(2, has ? this.way || 0 : 0);
+      view.setUint8(2, way);
       this.send(view);
     }
 
