@@ -7,7 +7,7 @@ import {PASSWORD, Programs, runTests, until, USER} from './programs.mjs';
 const RESTED_MS = 800;  // longer than a finger has to rest
 const programs = new Programs();
 const CREDENTIAL = Buffer.from(`${USER}:${PASSWORD}`).toString('base64');
-// A still picture of its own from each, in whose corner stands a dark number on yellow.
+// Each has a scene of its own; in its corner stands its number, dark on yellow.
 const config = `
 [[users]]
 name = "${USER}"
