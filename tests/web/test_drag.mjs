@@ -7,7 +7,7 @@ import {PASSWORD, Programs, runTests, until, USER} from './programs.mjs';
 const RESTED_MS = 800;  // longer than a finger has to rest
 const programs = new Programs();
 const CREDENTIAL = Buffer.from(`${USER}:${PASSWORD}`).toString('base64');
-// A still picture of its own from each, in whose corner stands a dark number on yellow.
+// Each has a scene of its own; in its corner stands its number, dark on yellow.
 const config = `
 [[users]]
 name = "${USER}"
@@ -214,6 +214,8 @@ async function endsInTheMiddle(page) {
   await isDragged(page, 0);
   programs.host.kill('SIGINT');
   assert.equal(await programs.host.ended, 0);
+  const isBlack = async (box) => (await pixels(page, box)).every((byte, i) => byte === (i % 4 === 3 ? 255 : 0));
+  await until('nothing of the drag', async () => await isBlack(GHOST) && await isBlack(MARK));
   await startHost();
   await until('the next session', async () => !await page.evaluate(() => document.querySelector('tr450-client').canvas.classList.contains('lost')));
   await page.mouse.up();

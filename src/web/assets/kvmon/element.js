@@ -201,6 +201,8 @@
       this.isOpen = false;
       this.early.push(...unsent.filter(({method}) => !method.startsWith('put.')));
       this.connection = null;
+      // What is dragged would stand over the last picture.
+      if (this.input.held.size > 0) this.picture.clear();
       this.forgetSession();
       this.onLeave();
       this.speaker.close();

@@ -215,6 +215,7 @@
 
     // Of another session, or none.
     forget() {
+      this.held.clear();
       this.keys = new Set();
       this.edges = 0;
       this.escaped = false;

@@ -49,6 +49,11 @@
       done(view.getUint32(1, true), tiles.length);
     }
 
+    // Black, until the next frame.
+    clear() {
+      this.drawing = this.drawing.then(() => this.context.fillRect(0, 0, this.canvas.width, this.canvas.height));
+    }
+
     takeDisplay() {
       if (!this.display) return;
       const {width, height, ratio} = this.display;
