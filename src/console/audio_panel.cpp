@@ -75,6 +75,7 @@ void AudioPanel::OnTalk() {
         return;
     }
     m_talk = new CSendSoundDlg(m_dlg.Screens().DialogHost(), camera, m_microphone);
+    m_talk->SetMixerStarted([this] { m_dlg.Screens().MakeRoom(); });
     m_talk->Open();
 }
 

@@ -155,10 +155,15 @@ void CellDrag::Cancel() {
 }
 
 bool CellDrag::eventFilter(QObject* watched, QEvent* event) {
-    const bool bKey = event->type() == QEvent::ShortcutOverride || event->type() == QEvent::KeyPress;
+    const bool bPress = event->type() == QEvent::KeyPress;
+    const bool bKey = bPress || event->type() == QEvent::ShortcutOverride;
     if (bKey && static_cast<const QKeyEvent*>(event)->key() == Qt::Key_Escape) {
         event->accept();
-        Cancel();
+        // The question whether the key is wanted comes before it: to end the drag by then would leave the key
+        // itself to full screen, which it ends.
+        if (bPress) {
+            Cancel();
+        }
         return true;
     }
     if (event->type() == QEvent::ApplicationStateChange &&

@@ -153,6 +153,10 @@ bool ConsoleKeys::OnKeyPress(const QKeyEvent& event) {
         return true;
     }
     if (row->command > 0 && !IsOffered(m_dlg.Controls(), row->command)) {
+        // Without a session the key that began full screen still ends it.
+        if (row->command == kCtlFullScreen) {
+            m_dlg.Screens().LeaveFullScreen();
+        }
         return true;
     }
     if (!row->held) {

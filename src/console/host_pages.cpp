@@ -39,6 +39,7 @@ void GotoCameraSettings(CMainDlg& dlg) {
     if (server == nullptr) {
         return;
     }
+    dlg.Screens().MakeRoom();
     // The number defeats the caches on the way.
     const int count = static_cast<int>(QRandomGenerator::global()->bounded(0x7FFFFFFF));
     dlg.Site().NotifyGotoServer(
@@ -70,6 +71,7 @@ void OpenCameraHome(CMainDlg& dlg) {
     const NetworkSetting& lan = settings.m_NetworkSetting[0];
     const std::string url = CameraPageUrl(std::string(lan.szAddress.View()), lan.nPort, "/");
     if (IsWebPage(url)) {
+        dlg.Screens().MakeRoom();
         dlg.Site().OpenPage(url);
     }
 }

@@ -223,10 +223,24 @@ void CMainDlg::ShowWaitDialog(bool bShow) {
         return;
     }
     if (!m_waitDialog) {
-        m_waitDialog = std::make_unique<CWaitDlg>(this, CWaitDlg::Place::Inside);
+        m_waitDialog = std::make_unique<CWaitDlg>(m_screens.Wall(), CWaitDlg::Place::Inside);
+        m_waitDialog->setObjectName(QStringLiteral("waitDialog"));
         m_waitDialog->SetText(LoadString(1108));
     }
     m_waitDialog->Open(false);
+}
+
+void CMainDlg::PlaceWaitDialog() {
+    if (!m_waitDialog) {
+        return;
+    }
+    QWidget* const wall = m_screens.Wall();
+    if (m_waitDialog->parentWidget() != wall) {
+        m_waitDialog->setParent(wall);
+        m_waitDialog->show();
+    }
+    m_waitDialog->Centre();
+    m_waitDialog->raise();
 }
 
 void CMainDlg::OnWallChanged() {
@@ -340,7 +354,7 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
             m_cameraControls.OnRecordingResult(wParam == 1, static_cast<int>(lParam));
             break;
         case kMsgOpenHelp:
-            m_help.Open(m_strHelpURL, lParam >= 0 && lParam < 12 ? static_cast<int>(lParam) : -1);
+            OpenHelp(lParam >= 0 && lParam < 12 ? static_cast<int>(lParam) : -1);
             break;
         case kMsgFocusStyleButton:
             FocusStyleButton();
@@ -402,10 +416,12 @@ void CMainDlg::OnCommand(int id) {
     }
     switch (id) {
         case kCtlGotoPage1:
+            m_screens.MakeRoom();
             m_site.NotifyGotoPage(1);
             break;
         case kCtlGotoPage2:
             m_controls.SetShown(kCtlGotoPage2, false);
+            m_screens.MakeRoom();
             m_site.NotifyGotoPage(2);
             break;
         case kCtlOptions:
@@ -418,7 +434,7 @@ void CMainDlg::OnCommand(int id) {
             m_optionsCommand.OpenLanguages();
             break;
         case kCtlHelp:
-            m_help.Open(m_strHelpURL, 0);
+            OpenHelp(0);
             break;
         case kCtlCameraSettings:
             GotoCameraSettings(*this);
@@ -498,6 +514,13 @@ void CMainDlg::OnCommand(int id) {
     }
 }
 
+void CMainDlg::OpenHelp(int topic) {
+    if (IsWebPage(HelpAddress(m_strHelpURL, topic))) {
+        m_screens.MakeRoom();
+        m_help.Open(m_strHelpURL, topic);
+    }
+}
+
 // A click into the pictures ends the choice of a page.
 void CMainDlg::OnLButtonUp() {
     if (m_view.Combo().hasFocus() && m_view.Cells().FindAt(QCursor::pos()) != nullptr) {
@@ -517,9 +540,7 @@ void CMainDlg::resizeEvent(QResizeEvent* event) {
     CXSkinDialog::resizeEvent(event);
     m_view.SetConsoleSize(width(), height());
     m_status->setGeometry(SkinStatusRect(size()));
-    if (m_waitDialog) {
-        m_waitDialog->Centre();
-    }
+    PlaceWaitDialog();
 }
 
 void CMainDlg::mousePressEvent(QMouseEvent* event) {

@@ -101,6 +101,8 @@ public:
     void OnWallChanged();
     void ShowWaitDialog(bool bShow);
     bool IsWaitDialogShown() const;
+    // To the middle of where the wall is now, if it is open.
+    void PlaceWaitDialog();
     // A box that waits for nobody, and deletes itself when it is closed.
     QDialog* ShowMessage(const std::string& text, const std::string& title);
     void SetStaticText(int id, const std::string& text);
@@ -125,6 +127,7 @@ private:
     void OnCommand(int id);
     void OnDestroy();
     void OnDoubleClick();
+    void OpenHelp(int topic);
     void SetStaticColour(int id, unsigned colour);
     void OnLButtonUp();
     void ShowControl(int id, const ConsoleControls::State& state);

@@ -41,6 +41,25 @@ void ScreenController::Init() {
                      [this] { UpdateAvailability(nullptr); });
     QObject::connect(qGuiApp, &QGuiApplication::screenRemoved, &m_life,
                      [this](const QScreen* gone) { OnScreenRemoved(gone); });
+    QObject::connect(qGuiApp, &QGuiApplication::focusWindowChanged, &m_life,
+                     [this](const QWindow* window) { OnFocusWindow(window); });
+}
+
+// The console is behind the panel, so whoever gives it the keyboard means what can be seen. Window managers
+// do so when a dialog above the panel goes.
+void ScreenController::OnFocusWindow(const QWindow* window) {
+    if (!m_fullScreen || window == nullptr || window != m_dlg.window()->windowHandle()) {
+        return;
+    }
+    QMetaObject::invokeMethod(
+        &m_life,
+        [this] {
+            if (m_fullScreen) {
+                QWidget* const modal = QApplication::activeModalWidget();
+                (modal != nullptr ? modal : m_fullScreen.get())->activateWindow();
+            }
+        },
+        Qt::QueuedConnection);
 }
 
 void ScreenController::UpdateAvailability(const QScreen* gone) {
@@ -66,15 +85,20 @@ void ScreenController::SetFullScreen(bool on, bool bUpdateButton) {
     if (on && !m_fullScreen) {
         m_fullScreen = std::make_unique<CFSPanel>(*OwnDisplay());
         m_fullScreen->SetTarget(m_dlg, WM_LBUTTONDBLCLK);
-        m_fullScreen->SetResized([&view] { view.PlaceCells(); });
+        m_fullScreen->SetResized([this, &view] {
+            view.PlaceCells();
+            m_dlg.PlaceWaitDialog();
+        });
         view.SetFullScreenPanel(m_fullScreen.get());
         view.ViewStyleChanged(view.GetStyle(), false, false);
         m_fullScreen->ShowOnTop(true);
+        m_dlg.PlaceWaitDialog();
         MoveDialogs(m_dlg, *m_fullScreen);
     } else if (!on && m_fullScreen) {
         auto panel = std::move(m_fullScreen);
         view.SetFullScreenPanel(nullptr);
         view.BringHome(*panel);
+        m_dlg.PlaceWaitDialog();
         panel->Dismiss();
         const bool bDialog = Retire(std::move(panel));
         view.ViewStyleChanged(view.GetStyle(), false, false);
@@ -218,6 +242,10 @@ QWidget* ScreenController::DialogHost() const {
             return window;
         }
     }
+    return Wall();
+}
+
+QWidget* ScreenController::Wall() const {
     return m_fullScreen ? static_cast<QWidget*>(m_fullScreen.get()) : &m_dlg;
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 
 class QScreen;
+class QWindow;
 class QWidget;
 
 namespace kvmon {
@@ -51,7 +52,11 @@ public:
     // Where a dialog or a menu has to open to be seen: the window that the user works at. All dialogs of the
     // console ask here for their parent; those that are open go along when full screen begins or ends.
     QWidget* DialogHost() const;
-    // The same for what belongs to one cell.
+    // The window that has the wall of the first display: full screen's, else the console.
+    QWidget* Wall() const;
+    // Another program's window is about to open: it would stand behind full screen, which ends.
+    void MakeRoom() { LeaveFullScreen(); }
+    // The same as DialogHost for what belongs to one cell.
     QWidget* HostOf(const CVideoWnd& cell) const;
     // A dialog that was kept since it was open last comes to where it is seen now. It is hidden then, if it
     // was elsewhere.
@@ -63,6 +68,7 @@ private:
     void OnScreenRemoved(const QScreen* gone);
     void UpdateAvailability(const QScreen* gone);
     bool Retire(std::unique_ptr<CFSPanel> panel);
+    void OnFocusWindow(const QWindow* window);
     bool MoveDialogs(const QWidget& from, QWidget& to) const;
 
     CMainDlg& m_dlg;

@@ -86,6 +86,8 @@ CSendSoundDlg::CSendSoundDlg(QWidget* owner, std::shared_ptr<CBaseCamera> camera
     connect(volume, &QPushButton::clicked, this, [this] {
         if (!OpenVolumeControl()) {
             ShowState(LoadString(kTextNoVolume), true);
+        } else if (m_mixerStarted) {
+            m_mixerStarted();
         }
     });
     connect(close, &QPushButton::clicked, this, [this] { Cancel(); });

@@ -32,6 +32,9 @@ public:
     // Waits up to half a second for threads that have not left yet.
     ~CSendSoundDlg() override;
 
+    // Called when the desktop's mixer is about to open its window.
+    void SetMixerStarted(std::function<void()> started) { m_mixerStarted = std::move(started); }
+
     void Open();
     // The user sees it gone at once; the dialog deletes itself when its threads have left.
     void Cancel();
@@ -58,6 +61,7 @@ private:
 
     const std::shared_ptr<CBaseCamera> m_camera;
     const MicrophoneFactory m_factory;
+    std::function<void()> m_mixerStarted;
     QLabel* m_state;
     LevelMeter* m_meter;
     std::unique_ptr<CWaitDlg> m_wait;

@@ -56,6 +56,7 @@ void SnapshotWriter::OnDone(std::size_t nSlot) {
     if (job->failure) {
         TellFailure(job->failure, job->order.bOpenAfter);
     } else if (job->order.bOpenAfter) {
+        m_dlg.Screens().MakeRoom();
         QDesktopServices::openUrl(QUrl::fromLocalFile(QString::fromStdString(job->order.path)));
     }
 }

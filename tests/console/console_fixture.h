@@ -55,6 +55,8 @@ public:
         events.push_back("server " + std::to_string(n) + " " + text);
     }
 
+    void OpenPage(const std::string& url) override { events.push_back("open " + url); }
+
     std::uint32_t port = 0;
     std::vector<std::string> events;
 };

@@ -147,6 +147,34 @@ TEST_F(CellDragTest, APictureGoesWithThePointerAndThePlaceIsMarked) {
     EXPECT_EQ(ShownNames()[0], "Channel 1");
 }
 
+// The window system asks first whether the key is wanted as itself.
+TEST_F(CellDragTest, EscapeEndsTheDragAndLeavesFullScreenAlone) {
+    FakeRecorder recorder("Hall", 4);
+    Open(recorder.Port());
+    Command(StyleButtonId(VIEW_STYLE_4CH));
+    Command(kCtlFullScreen);
+    const auto escape = [this] {
+        for (const QEvent::Type type : {QEvent::ShortcutOverride, QEvent::KeyPress, QEvent::KeyRelease}) {
+            QKeyEvent event(type, Qt::Key_Escape, Qt::NoModifier);
+            QCoreApplication::sendEvent(Cell(0).window(), &event);
+        }
+        Pump();
+    };
+    Press(0, PictureOf(0));
+    MoveTo(PictureOf(3));
+    ASSERT_NE(Ghost(), nullptr);
+    escape();
+    EXPECT_EQ(Ghost(), nullptr);
+    EXPECT_TRUE(console->Screens().IsFullScreen());
+    Release(PictureOf(3));
+    EXPECT_EQ(ShownNames()[0], "Channel 1");
+    Drag(0, CaptionOf(0), PictureOf(3));
+    EXPECT_THAT(ShownNames(), ElementsAre("Channel 4", "Channel 2", "Channel 3", "Channel 1"));
+    EXPECT_TRUE(console->Screens().IsFullScreen());
+    escape();
+    EXPECT_FALSE(console->Screens().IsFullScreen());
+}
+
 TEST_F(CellDragTest, AFingerRestsBeforeItDrags) {
     FakeRecorder recorder("Hall", 4);
     Open(recorder.Port());

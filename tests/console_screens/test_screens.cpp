@@ -1,13 +1,10 @@
 // The console on two displays: A, and B of twice the resolution to its right.
 #include <gmock/gmock.h>
 
-#include <QtCore/QScopeGuard>
-#include <QtGui/QKeyEvent>
 #include <QtGui/QScreen>
 #include <QtGui/QWheelEvent>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QComboBox>
-#include <QtWidgets/QDialog>
 #include <QtWidgets/QLabel>
 
 #include <filesystem>
@@ -17,7 +14,7 @@
 #include "channel/base_camera.h"
 #include "channel/channel_view.h"
 #include "console/fs_panel.h"
-#include "console_fixture.h"
+#include "screens_fixture.h"
 #include "skin/input_messages.h"
 #include "skin/xskin_od_button.h"
 #include "support/fake_recorder.h"
@@ -27,61 +24,10 @@ using namespace kvmon;
 using kvtest::FakeRecorder;
 using kvtest::Pump;
 using kvtest::PumpUntil;
+using kvtest::ScreenAt;
+using kvtest::Screens;
 using testing::ElementsAre;
 using testing::SizeIs;
-
-namespace {
-
-// Before the application is made.
-const bool kTwoScreens = qputenv("QT_QPA_PLATFORM", "offscreen:configfile=" KV_SCREENS_FILE);
-
-QScreen& ScreenAt(int n) {
-    return *QGuiApplication::screens().at(n);
-}
-
-class Screens : public kvtest::ConsoleTest {
-protected:
-    Screens() { EXPECT_TRUE(kTwoScreens); }
-
-    static std::vector<CFSPanel*> Panels() {
-        std::vector<CFSPanel*> panels;
-        for (QWidget* const widget : QApplication::topLevelWidgets()) {
-            auto* const panel = dynamic_cast<CFSPanel*>(widget);
-            if (panel != nullptr && panel->isVisible()) {
-                panels.push_back(panel);
-            }
-        }
-        return panels;
-    }
-    // How many windows show on this host.
-    int ShownOn(const QWidget* host) {
-        int count = 0;
-        for (int n = 0; n < console->View().Cells().GetCount(); ++n) {
-            count += Cell(n).parentWidget() == host && !Cell(n).isHidden() ? 1 : 0;
-        }
-        return count;
-    }
-    void ExpectAllHome() {
-        EXPECT_THAT(Panels(), SizeIs(0));
-        for (int n = 0; n < console->View().Cells().GetCount(); ++n) {
-            ASSERT_EQ(Cell(n).parentWidget(), console.get()) << n;
-        }
-    }
-    static void Key(QWidget& window, int key) {
-        QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier);
-        QCoreApplication::sendEvent(&window, &press);
-        Pump();
-    }
-    static void DoubleClick(QWidget& window, const QPoint& at) {
-        const QPointF global = window.mapToGlobal(QPointF(at));
-        QMouseEvent event(QEvent::MouseButtonDblClick, at, global, Qt::LeftButton, Qt::LeftButton,
-                          Qt::NoModifier);
-        QCoreApplication::sendEvent(&window, &event);
-        Pump();
-    }
-};
-
-}  // namespace
 
 TEST_F(Screens, FullScreenCoversTheConsolesDisplay) {
     FakeRecorder recorder("Hall", 6);
@@ -283,56 +229,6 @@ TEST_F(Screens, FullScreenAndTheWindowsPlaceComeBackTheNextTime) {
     DesktopWindow window{AppOptions()};
     window.show();
     EXPECT_TRUE(window.isMaximized());
-}
-
-// What opens in full screen opens above it, and goes along when it ends.
-TEST_F(Screens, DialogsOpenAboveThePanelThatTheUserSees) {
-    FakeRecorder recorder("Hall", 10);
-    recorder.SetDocument("command=16", kvtest::HttpReply(200, "OK", "0"));
-    Open(recorder.Port());
-    Command(StyleButtonId(VIEW_STYLE_4CH));
-    Command(kCmdEvents);
-    Command(kCtlFullScreen);
-    ASSERT_THAT(Panels(), SizeIs(1));
-    CFSPanel* const panel = Panels()[0];
-    const auto dialogs = [](const QWidget* host) {
-        int count = 0;
-        for (const QWidget* const widget : QApplication::topLevelWidgets()) {
-            count +=
-                widget->isVisible() && widget->parentWidget() == host && widget->windowType() == Qt::Dialog;
-        }
-        return count;
-    };
-    EXPECT_EQ(dialogs(panel), 1);  // the events were open before
-    int expected = 1;
-    for (const int id : {+kCtlOptions, +kCtlSequentialInterval, +kCtlPipSettings, +kCmdDiskStatus, +kCmdEMap,
-                         +kCmdPresetDialog}) {
-        Command(id);
-        EXPECT_EQ(dialogs(panel), ++expected) << id;
-    }
-    EXPECT_EQ(dialogs(console.get()), 0);
-    for (const int id : {+kCtlMainMenu, +kCtlPageMenu}) {
-        Command(id);
-        QWidget* const menu = QApplication::activePopupWidget();
-        ASSERT_NE(menu, nullptr) << id;
-        EXPECT_EQ(menu->parentWidget(), panel);
-        EXPECT_TRUE(Cell(0).rect().contains(Cell(0).mapFromGlobal(menu->pos()))) << id;
-        menu->close();
-        Pump();
-    }
-    Command(kCtlFullScreen);
-    ExpectAllHome();
-    EXPECT_EQ(dialogs(console.get()), expected);
-
-    // On the second display the presets stand beside the cell that they are about.
-    for (QDialog* const dialog : console->findChildren<QDialog*>()) {
-        dialog->reject();
-    }
-    Command(kCtlMultiScreens);
-    ASSERT_THAT(Panels(), SizeIs(1));
-    console->View().ActivateWindow(&Cell(5));
-    Command(kCmdPresetDialog);
-    EXPECT_EQ(dialogs(Panels()[0]), 1);
 }
 
 TEST_F(Screens, TheInterfaceIsNeverBlocked) {

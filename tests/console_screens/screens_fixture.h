@@ -1,0 +1,67 @@
+// A console on two displays.
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <QtGui/QKeyEvent>
+#include <QtGui/QMouseEvent>
+#include <QtGui/QScreen>
+#include <QtWidgets/QApplication>
+
+#include <vector>
+
+#include "console/fs_panel.h"
+#include "console_fixture.h"
+
+namespace kvtest {
+
+// Before the application is made.
+inline const bool kTwoScreens = qputenv("QT_QPA_PLATFORM", "offscreen:configfile=" KV_SCREENS_FILE);
+
+inline QScreen& ScreenAt(int n) {
+    return *QGuiApplication::screens().at(n);
+}
+
+class Screens : public ConsoleTest {
+protected:
+    Screens() { EXPECT_TRUE(kTwoScreens); }
+
+    static std::vector<kvmon::CFSPanel*> Panels() {
+        std::vector<kvmon::CFSPanel*> panels;
+        for (QWidget* const widget : QApplication::topLevelWidgets()) {
+            auto* const panel = dynamic_cast<kvmon::CFSPanel*>(widget);
+            if (panel != nullptr && panel->isVisible()) {
+                panels.push_back(panel);
+            }
+        }
+        return panels;
+    }
+    // How many windows show on this host.
+    int ShownOn(const QWidget* host) {
+        int count = 0;
+        for (int n = 0; n < console->View().Cells().GetCount(); ++n) {
+            count += Cell(n).parentWidget() == host && !Cell(n).isHidden() ? 1 : 0;
+        }
+        return count;
+    }
+    void ExpectAllHome() {
+        EXPECT_THAT(Panels(), testing::IsEmpty());
+        for (int n = 0; n < console->View().Cells().GetCount(); ++n) {
+            ASSERT_EQ(Cell(n).parentWidget(), console.get()) << n;
+        }
+    }
+    static void Key(QWidget& window, int key) {
+        QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier);
+        QCoreApplication::sendEvent(&window, &press);
+        Pump();
+    }
+    static void DoubleClick(QWidget& window, const QPoint& at) {
+        const QPointF global = window.mapToGlobal(QPointF(at));
+        QMouseEvent event(QEvent::MouseButtonDblClick, at, global, Qt::LeftButton, Qt::LeftButton,
+                          Qt::NoModifier);
+        QCoreApplication::sendEvent(&window, &event);
+        Pump();
+    }
+};
+
+}  // namespace kvtest
