@@ -1,24 +1,26 @@
-// One client's connection, from the head of its request to its end.
+// One client's connection, from the head of its request to its end: its socket, its deadline, and the change
+// from one role to the next.
 #pragma once
 
 #include <asio/ip/tcp.hpp>
 #include <asio/steady_timer.hpp>
 
+#include <array>
+#include <atomic>
 #include <chrono>
-#include <functional>
 #include <memory>
 #include <string>
-#include <unordered_set>
 
 #include "media/sound_hub.h"
+#include "service/connection_set.h"
 #include "service/handlers.h"
+#include "service/login.h"
 #include "service/record_queue.h"
 #include "service/recorder_model.h"
+#include "service/role.h"
 #include "service/talk_book.h"
 
 namespace kvrecorder {
-
-class Connection;
 
 struct Timing {
     std::chrono::milliseconds head{10'000};   // to complete a request head
@@ -26,22 +28,6 @@ struct Timing {
     std::chrono::milliseconds linger{2'000};  // for the peer to close after a document
     std::chrono::milliseconds talk{10'000};   // for a client that speaks to say something
     std::chrono::milliseconds notify{500};    // between two lines of one notification connection
-};
-
-// The connections that are open; may be used from any thread.
-class ConnectionSet {
-public:
-    void Add(std::shared_ptr<Connection> connection);
-    void Remove(const std::shared_ptr<Connection>& connection);
-    std::size_t Size() const;
-    std::vector<std::shared_ptr<Connection>> All() const;
-    // Waits until none is left; false at the time's end.
-    bool WaitEmpty(std::chrono::milliseconds timeout) const;
-
-private:
-    mutable std::mutex mutex_;
-    mutable std::condition_variable changed_;
-    std::unordered_set<std::shared_ptr<Connection>> connections_;
 };
 
 // Outlives all connections.
@@ -55,7 +41,7 @@ struct ConnectionHost {
 
 // The socket's executor must be a strand: all work of a connection happens on it. The public operations may
 // be called from any thread and return at once.
-class Connection : public std::enable_shared_from_this<Connection> {
+class Connection : public std::enable_shared_from_this<Connection>, private Link {
 public:
     Connection(asio::ip::tcp::socket socket, ConnectionHost host);
 
@@ -68,77 +54,63 @@ public:
     // Once no thread runs the connection any more.
     void Abandon();
 
-    bool InHead() const { return mode_ == Mode::Head; }
-    bool Streaming() const { return mode_ == Mode::Stream; }
-    std::chrono::steady_clock::time_point Began() const { return began_; }
+    bool InHead() const { return standing_ == Standing::Head; }
+    bool Streaming() const { return standing_ == Standing::Stream; }
+    TimePoint Began() const { return began_; }
     std::uint64_t Dropped() const { return queue_->Dropped(); }
     std::size_t Queued() const { return queue_->Bytes(); }
 
 private:
-    enum class Mode { Head, Delay, Document, Stream, Notify, Silence, Talk, Linger, Closed };
-    using TimePoint = std::chrono::steady_clock::time_point;
+    // What other threads ask for.
+    enum class Standing { Head, Stream, Other, Closed };
+
+    void Send(std::string_view text, PacketPtr packet) override;
+    bool Sending() const override { return writing_; }
+    void SetDeadline(TimePoint at) override;
+    void SetTimer(TimePoint at) override;
+    std::string PeerAddress() const override;
+    void SetSendBuffer(int bytes) override;
+    void SetReceiveBuffer(int bytes) override;
+    void EndWith(std::string text) override;
+    void Linger() override;
+    void End() override;
+    std::function<void()> Waker() override;
+    std::function<void()> Ender() override;
+
+    void OnAnswer(Reply reply, Login login, std::chrono::milliseconds delay);
+    void Serve(const Reply& reply, const Login& login);
+    Link& AsLink() { return *this; }
+    void Become(std::shared_ptr<Role> role, Standing standing = Standing::Other);
+    // Runs on the strand, with the present role. A role that gives way in it lives on to its end.
+    template <typename Call>
+    void Tell(Call call);
 
     void Read();
     void OnRead(const std::error_code& error, std::size_t count);
-    void OnHead();
-    void Serve(Reply reply);
-    void Begin(const Reply& reply);
-    void Subscribe(const Channel& channel);
-    void FollowSource();
-
-    void SubscribeSound();
-    std::function<void(const PacketPtr&)> MakeSink();
-    bool BeginTalk(int channel);
-    void Hear(std::string_view bytes);
-
     void Write();
     void OnWritten(const std::error_code& error, std::size_t count);
-    void Next();
-    void NextRecord();
-    void NextLine();
-    void BeginLinger();
-
-    void SetDeadline(TimePoint at);
     void ArmDeadline();
-    void CheckRight();
-    void DoClose();
 
     asio::ip::tcp::socket socket_;
     const ConnectionHost host_;
     const TimePoint began_ = std::chrono::steady_clock::now();
-    std::atomic<Mode> mode_{Mode::Head};
-
-    RequestHead head_;
+    const std::shared_ptr<RecordQueue> queue_ = std::make_shared<RecordQueue>();
+    std::atomic<Standing> standing_{Standing::Head};
+    std::shared_ptr<Role> role_;  // never null
+    Change changed_ = Change::None;
     std::array<char, 2048> input_;
-    std::string user_;
-    std::string password_;
-    Reply reply_;
-    std::string who_;  // has this notification line
-
-    std::shared_ptr<RecordQueue> queue_ = std::make_shared<RecordQueue>();
-    std::unique_ptr<Subscription> subscription_;
-    std::unique_ptr<Subscription> sound_;
-    std::optional<SoundConfig> heard_;  // what sound_ is of
-    std::unique_ptr<Talk> talk_;
-    bool talkStalls_ = false;
-    int sourceNumber_ = 0;
-    std::uint32_t recordNumber_ = 0;
+    bool peerDone_ = false;  // it has closed its side
 
     // What is being written: text, then a picture.
     std::string outText_;
     PacketPtr outPacket_;
     std::size_t outDone_ = 0;
     bool writing_ = false;
-    bool peerDone_ = false;  // it has closed its side
-
-    Change pending_ = Change::None;
-    bool shutdown_ = false;
-    TimePoint nextLine_{};
 
     asio::steady_timer deadlineTimer_;
     TimePoint deadline_ = TimePoint::max();
     TimePoint armed_ = TimePoint::max();
-    asio::steady_timer pause_;
+    asio::steady_timer timer_;
 };
 
 }  // namespace kvrecorder
