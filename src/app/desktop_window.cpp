@@ -24,7 +24,8 @@ QList<QRect> Displays() {
 
 }  // namespace
 
-DesktopWindow::DesktopWindow(const AppOptions& options) {
+DesktopWindow::DesktopWindow(const AppOptions& options)
+    : m_signIn(m_client.Impl(), Registry(), [this] { OnSignInChanged(); }) {
     setWindowTitle(QStringLiteral("kvmon"));
     setMinimumSize(kMinConsoleWidth, kMinConsoleHeight);
     resize(kMinConsoleWidth, kMinConsoleHeight);
@@ -38,11 +39,14 @@ DesktopWindow::DesktopWindow(const AppOptions& options) {
     impl.SetClientSite(&m_browser);
     impl.SetSharePort(&m_shares);
     const PropertyBag told = PropertiesOf(options);
-    m_client.Load(LoadKeptProperties(Registry()));
+    const PropertyBag kept = LoadKeptProperties(Registry());
+    m_client.Load(kept);
     m_client.Load(told);
     if (options.keep) {
         KeepChangedProperties(Registry(), {}, told);
     }
+    m_signIn.Begin(options.keep ? LoadKeptProperties(Registry()) : kept, told);
+    impl.SetSignInMemory(&m_signIn);
     m_known = PropertiesOf(m_client);
     m_browser.SetLocation(SiteAddress());
 }
@@ -56,6 +60,15 @@ DesktopWindow::~DesktopWindow() {
 std::string DesktopWindow::SiteAddress() {
     const CTR450ClientImpl& impl = m_client.Impl();
     return FormatText("http://%s:%u/", impl.GetServerIP().c_str(), impl.GetServerPort());
+}
+
+void DesktopWindow::OnSignInChanged() {
+    m_known = PropertiesOf(m_client);
+    m_browser.SetLocation(SiteAddress());
+}
+
+void DesktopWindow::OnLogout(int) {
+    m_signIn.OnLogout();
 }
 
 void DesktopWindow::OnGotoPage(int) {

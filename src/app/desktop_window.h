@@ -5,6 +5,7 @@
 
 #include "app/app_options.h"
 #include "app/desktop_browser.h"
+#include "app/kept_sign_in.h"
 #include "control/client.h"
 #include "control/smb_shares.h"
 
@@ -27,10 +28,13 @@ private:
     // The pages that a site around the control would have: those of the recorder, in the system's browser.
     void OnGotoPage(int param) override;
     void OnGotoServer(int param, const std::string& url) override;
+    void OnLogout(int reason) override;
     // Chosen by the user: for the next start, too.
     void OnChgLanguage(int language) override;
 
     std::string SiteAddress();
+    // The properties have changed, and what is to be kept of that is.
+    void OnSignInChanged();
     // To where it was the last time, as far as there still is such a place.
     void Restore();
     // Displays have gone: onto one that is left, if the window was on none of them.
@@ -39,6 +43,7 @@ private:
     DesktopBrowser m_browser{*this};
     SmbShares m_shares;
     CTR450Client m_client;
+    KeptSignIn m_signIn;
     PropertyBag m_known;  // the properties that are no change of this run
 };
 

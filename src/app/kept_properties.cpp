@@ -31,6 +31,9 @@ void KeepAuth(COrvoRegistry& registry, const std::string& auth) {
     const auto credential = DecodeAuthText(auth);
     const bool bKept =
         credential && SaveEncryptPasswd(registry, kSection, kPassword, credential->first, credential->second);
+    if (!bKept) {
+        registry.WriteProfileBinary(kSection, kPassword, {});
+    }
     registry.WriteProfileString(kSection, kUser, bKept ? credential->first : std::string());
 }
 

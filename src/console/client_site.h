@@ -9,6 +9,8 @@
 
 namespace kvmon {
 
+class SignInMemory;
+
 // Implemented by the control. User interface thread only.
 class ClientSite {
 public:
@@ -17,6 +19,9 @@ public:
     virtual std::string GetServerIP() const = 0;
     virtual std::uint32_t GetServerPort() const = 0;
     virtual std::string GetDefServerName() const = 0;
+
+    // Null where the host has users log in by itself: the console then has no sign-in card.
+    virtual SignInMemory* SignIn() { return nullptr; }
 
     // Events to whoever embeds the control. They are raised later, never in the caller's stack; before the
     // control has a window they are lost.

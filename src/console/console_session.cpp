@@ -65,6 +65,7 @@ void ConsoleSession::AutoLogin(const std::string& user, const std::string& passw
             EndSession(true);
         }
         m_bLoggedIn = true;
+        m_signIn.OnSessionBegins(user);
         m_dlg.Binding().OnAutoLogin(user);
         first->SetNotifyWnd(m_dlg.Handle());
         first->SetNoRightReported(false);
@@ -157,6 +158,7 @@ void ConsoleSession::OnStoppingTimer() {
     if (m_stopWatch.Tick(HaveAllServersStopped())) {
         m_dlg.KillTimer(kTimerStopping);
         m_dlg.ShowWaitDialog(false);
+        m_dlg.OnWallChanged();
     }
 }
 

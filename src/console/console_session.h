@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "console/sign_in_desk.h"
 #include "persist/utilities.h"
 #include "platform/worker.h"
 
@@ -25,7 +26,7 @@ private:
 
 class ConsoleSession {
 public:
-    explicit ConsoleSession(CMainDlg& dlg) : m_dlg(dlg) {}
+    explicit ConsoleSession(CMainDlg& dlg) : m_dlg(dlg), m_signIn(dlg) {}
     ~ConsoleSession();
 
     // The one answer to who counts as logged in: the user who asked for it last, for as long as the first
@@ -42,6 +43,9 @@ public:
     void OnLoginTimer();     // 1009
     void OnStoppingTimer();  // 1011
 
+    // Where one goes on while nobody is logged in.
+    SignInDesk& SignIn() { return m_signIn; }
+
     // Overwrites the credentials that the system's HTTP client may keep for the first server, on a thread of
     // its own.
     void CleanBrowserUserInfo();
@@ -54,6 +58,7 @@ private:
 
     CMainDlg& m_dlg;
     bool m_bLoggedIn = false;
+    SignInDesk m_signIn;
     StopWatch m_stopWatch;
     Worker m_cleaner;
     std::shared_ptr<FlagWord> m_bCleanerAbort = std::make_shared<FlagWord>(0);

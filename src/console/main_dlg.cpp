@@ -200,7 +200,7 @@ void CMainDlg::OnLogin() {
     for (QObject* const child : children()) {
         auto* const widget = qobject_cast<QWidget*>(child);
         if (widget != nullptr && !widget->isWindow() && widget != m_waitDialog.get() &&
-            widget != m_status.get()) {
+            widget != m_status.get() && widget != m_session.SignIn().Card()) {
             widget->setEnabled(bLoggedIn);
         }
     }
@@ -209,6 +209,7 @@ void CMainDlg::OnLogin() {
             m_controls.SetEnabled(row.id, bLoggedIn || row.id == kCtlLogout);
         }
     }
+    m_session.SignIn().Update();
     m_status->OnTick();
     m_controls.SetPressed(kCtlLogout, bLoggedIn);
     if (CXSkinODButton* const logout = GetButton(kCtlLogout)) {
@@ -245,6 +246,7 @@ void CMainDlg::PlaceWaitDialog() {
 
 void CMainDlg::OnWallChanged() {
     m_binding.ShowRecorderOfActiveCell();
+    m_session.SignIn().Update();
     m_status->OnTick();
 }
 
@@ -301,6 +303,7 @@ void CMainDlg::OnTimer(std::uint32_t id) {
             break;
         case kTimerSecond:
             m_serverClock.OnTick();
+            m_session.SignIn().Update();
             m_status->OnTick();
             break;
         case kTimerStopping:
@@ -440,7 +443,10 @@ void CMainDlg::OnCommand(int id) {
             GotoCameraSettings(*this);
             break;
         case kCtlLogout:
-            OnBtnLogout();
+            if (m_session.IsLoggedIn() || !m_session.SignIn().Focus()) {
+                OnBtnLogout();
+            }
+            m_controls.SetPressed(kCtlLogout, m_session.IsLoggedIn());
             break;
         case kCtlOrderReset:
             Trace("CMainDlg::OnBtnDisplayOrderReset: this=0x%x...\n",
@@ -540,6 +546,9 @@ void CMainDlg::resizeEvent(QResizeEvent* event) {
     CXSkinDialog::resizeEvent(event);
     m_view.SetConsoleSize(width(), height());
     m_status->setGeometry(SkinStatusRect(size()));
+    if (m_session.SignIn().IsShown()) {
+        m_session.SignIn().Update();
+    }
     PlaceWaitDialog();
 }
 

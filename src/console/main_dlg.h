@@ -56,7 +56,8 @@ public:
     }
     void Logout(bool bStopOnly) { m_session.Logout(bStopOnly); }
     bool IsLoggedIn() const { return m_session.IsLoggedIn(); }
-    // Command 1608.
+    SignInDesk& SignIn() { return m_session.SignIn(); }
+    // Command 1608 of who is logged in.
     void OnBtnLogout();
     // Shown until a recorder has told its own.
     void SetDefServerName(const std::string& name);

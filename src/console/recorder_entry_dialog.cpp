@@ -1,6 +1,5 @@
 #include "console/recorder_entry_dialog.h"
 
-#include <QtCore/QTimer>
 #include <QtWidgets/QDialogButtonBox>
 #include <QtWidgets/QFormLayout>
 #include <QtWidgets/QHBoxLayout>
@@ -12,65 +11,10 @@
 #include "console/dialog_parts.h"
 #include "console/fill_pattern.h"
 #include "console/recorder_entry.h"
+#include "console/recorder_trial.h"
 #include "persist/string_table.h"
-#include "skin/window_base.h"
 
 namespace kvmon {
-
-namespace {
-
-constexpr std::uint32_t kMsgTried = 1100;
-
-}  // namespace
-
-// A try of the entry, and the wait for its end.
-class RecorderTrial final : public WindowBase {
-public:
-    RecorderTrial(Milliseconds limit, std::function<void(const RecorderTestReport&)> ended)
-        : m_ended(std::move(ended)) {
-        m_limit.setSingleShot(true);
-        m_limit.setInterval(static_cast<int>(limit.count()));
-        connect(&m_limit, &QTimer::timeout, this, [this] {
-            Stop();
-            m_ended({});
-        });
-    }
-
-    bool Start(const SavedServer& entry) {
-        m_number = m_test.Start(entry.address, entry.port, entry.user, entry.password, Handle(), kMsgTried);
-        if (m_number != 0) {
-            m_limit.start();
-        }
-        return m_number != 0;
-    }
-    void Stop() {
-        m_limit.stop();
-        m_number = 0;
-        m_test.Stop();
-    }
-    bool IsRunning() const { return m_number != 0; }
-
-protected:
-    LParam OnMessage(std::uint32_t message, WParam wParam, LParam lParam) override {
-        if (message != kMsgTried) {
-            return WindowBase::OnMessage(message, wParam, lParam);
-        }
-        // One that was stopped may have posted before.
-        if (m_number != 0 && wParam == m_number) {
-            const RecorderTestReport report = m_test.Take();
-            m_limit.stop();
-            m_number = 0;
-            m_ended(report);
-        }
-        return 0;
-    }
-
-private:
-    const std::function<void(const RecorderTestReport&)> m_ended;
-    QTimer m_limit;
-    RecorderTest m_test;
-    std::uint32_t m_number = 0;
-};
 
 RecorderEntryDialog::RecorderEntryDialog(const SavedServer& entry, std::vector<SavedServer> others, bool bNew,
                                          QWidget* parent, Milliseconds trialTime)

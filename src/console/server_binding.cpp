@@ -377,6 +377,7 @@ void ServerBinding::OnAuthorizationFailed(CKelvaraInfo& info, int server) {
             GetServer(i)->StopGetKelvaraInfo(false, false);
         }
         m_refusals[&info] = m_dlg.ShowMessage(text(5037), LoadString(5027));
+        m_dlg.SignIn().OnRefused();
         m_dlg.OnBtnLogout();
         return;
     }

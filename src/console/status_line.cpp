@@ -226,7 +226,7 @@ void StatusLine::ShowNotice(const std::string& text) {
     ViewController& view = m_dlg.View();
     QWidget* const host = m_dlg.Screens().DialogHost();
     const PixelRect& wall = view.GetViewRectangle();
-    m_notice.Show(text, host,
+    m_notice.Show(m_dlg.SignIn().IsShown() ? std::string() : text, host,
                   host == &m_dlg ? QRect(wall.left, wall.top, wall.Width(), wall.Height()) : host->rect());
     QWidget* const second = view.SecondPanel();
     m_secondNotice.Show(text, second, second != nullptr ? second->rect() : QRect());

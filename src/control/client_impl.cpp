@@ -57,6 +57,14 @@ void CTR450ClientImpl::SetDefServerName(const std::string& name) {
     }
 }
 
+void CTR450ClientImpl::MoveTo(const std::string& address, std::uint32_t port) {
+    m_strServerIP = address;
+    SetServerPort(static_cast<std::int32_t>(port));
+    if (m_pMainDlg) {
+        m_pMainDlg->SetHelpURL(MakeHelpURL(m_strHelpPath, m_strServerIP, GetServerPort(), m_language));
+    }
+}
+
 void CTR450ClientImpl::Create(WindowBase& window) {
     m_window = &window;
     m_language = LoadLanguage(m_language);

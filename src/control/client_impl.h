@@ -18,6 +18,7 @@ namespace kvmon {
 
 class BrowserPort;
 class CMainDlg;
+class SignInMemory;
 
 // Messages to the control's own window.
 inline constexpr std::uint32_t WM_CLIENT_FIRE_EVENT = 1025;   // wParam event, lParam its value
@@ -51,8 +52,11 @@ public:
     std::int32_t GetAutoStart() const { return m_nAutoStart; }
     void SetDefServerName(const std::string& name);
     std::string GetDefServerName() const override { return m_strDefServerName; }
+    SignInMemory* SignIn() override { return m_pSignIn; }
     void SetHelpPath(const std::string& path) { m_strHelpPath = path; }
     const std::string& GetHelpPath() const { return m_strHelpPath; }
+    // Another recorder is the first one from now on; its next login is the caller's.
+    void MoveTo(const std::string& address, std::uint32_t port);
     // True, also for a number that is no language: that is English. The console is made anew, at once or,
     // while a menu or a dialog of it is open, as soon as these are closed, which this call does.
     bool SetLanguage(int number);
@@ -81,6 +85,8 @@ public:
 
     // --- the host's surroundings. Null for a host without; they must outlive this object.
     void SetClientSite(BrowserPort* site) { m_pClientSite = site; }
+    // Users of this host sign in at the console.
+    void SetSignInMemory(SignInMemory* memory) { m_pSignIn = memory; }
     void SetSharePort(SharePort* port) { m_shares.SetPort(port); }
     // The page's command to its browser: 0, or nothing when the host gave no site.
     std::optional<int> IEHostUIControl(int nID, const Variant& param);
@@ -115,6 +121,7 @@ private:
     std::string m_strHelpPath;
     std::string m_strGotoServer;
     BrowserPort* m_pClientSite = nullptr;
+    SignInMemory* m_pSignIn = nullptr;
     BrowserCommands m_browserCommands;
     PlaybackShares m_shares;
     std::uint16_t m_language = kLanguageNone;
