@@ -1,6 +1,8 @@
 #include "console/sign_in_card.h"
 
+#include <QtGui/QAccessible>
 #include <QtGui/QKeyEvent>
+#include <QtGui/QWheelEvent>
 #include <QtWidgets/QCheckBox>
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QFormLayout>
@@ -33,6 +35,30 @@ constexpr std::uint32_t kStrRemember = 7002;
 constexpr std::uint32_t kStrAtStart = 7003;
 constexpr std::uint32_t kStrCancel = 6121;
 constexpr std::uint32_t kStrConnecting = 6150;
+
+// A choice has the console made anew: keys and the wheel look through the open list, and choose nothing
+// on their way.
+class LanguageBox final : public QComboBox {
+protected:
+    void keyPressEvent(QKeyEvent* event) override {
+        switch (event->key()) {
+            case Qt::Key_Enter:
+            case Qt::Key_Return:
+            case Qt::Key_Escape:
+                event->ignore();
+                break;
+            default:
+                if (event->text().isEmpty() && event->key() != Qt::Key_Down && event->key() != Qt::Key_Up &&
+                    event->key() != Qt::Key_F4) {
+                    QComboBox::keyPressEvent(event);
+                    break;
+                }
+                showPopup();
+                event->accept();
+        }
+    }
+    void wheelEvent(QWheelEvent* event) override { event->ignore(); }
+};
 
 SavedServer ServerOf(const SignInEntry& entry) {
     return {{}, entry.address, entry.port, entry.user, entry.password, 0};
@@ -88,7 +114,7 @@ void SignInCard::MakeFields(const SignInEntry& entry) {
 }
 
 void SignInCard::MakeLanguages(const std::vector<std::uint16_t>& languages, std::uint16_t language) {
-    m_languages = new QComboBox;
+    m_languages = new LanguageBox;
     for (const std::uint16_t langid : languages) {
         m_languages->addItem(QString::fromStdString(LanguageName(langid)), langid);
     }
@@ -115,6 +141,10 @@ QFrame* SignInCard::Arrange() {
     title->setFont(large);
     m_message = MakeMessageLabel(frame, 2);
     m_message->setObjectName(QStringLiteral("message"));
+    m_message->setMinimumHeight(2 * m_message->fontMetrics().lineSpacing());
+    QPalette bright = m_message->palette();
+    bright.setColor(QPalette::WindowText, QColor(palette::kInkBright));
+    m_message->setPalette(bright);
 
     auto* const form = new QFormLayout(frame);
     form->setContentsMargins(24, 20, 24, 20);
@@ -185,6 +215,10 @@ SignInEntry SignInCard::GetEntry() const {
 void SignInCard::Say(const std::string& text) {
     m_message->setText(QString::fromStdString(text));
     m_message->setAccessibleName(m_message->text());
+    if (!text.empty()) {
+        QAccessibleEvent event(m_message, QAccessible::Alert);
+        QAccessible::updateAccessibility(&event);
+    }
 }
 
 void SignInCard::FocusField() {

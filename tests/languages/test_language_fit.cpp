@@ -24,6 +24,7 @@
 #include "console/send_sound_dlg.h"
 #include "console/set_lang_dlg.h"
 #include "console/settings_dlg.h"
+#include "console/sign_in_card.h"
 #include "console/toolkit_language.h"
 #include "console_fixture.h"
 #include "control/languages.h"
@@ -76,6 +77,11 @@ void ExpectFitsWith(QWidget& window, QLabel& label, std::initializer_list<std::u
         ExpectFits(window);
     }
 }
+
+class NobodyListens final : public SignInListener {
+    void OnSignIn(const SignInEntry&) override {}
+    void OnSignInLanguage(std::uint16_t) override {}
+};
 
 class LanguageFit : public kvtest::ConsoleTest {
 protected:
@@ -170,6 +176,7 @@ TEST_F(LanguageFit, DialogsOfSettings) {
     for (const LanguageModuleFile& file : Shipped()) {
         languages.push_back(file.langid);
     }
+    NobodyListens nobody;
     const SavedServer server{"Gate", "192.168.100.200", 8080, "operator", "secret", 16, true};
     for (const LanguageModuleFile& file : Shipped()) {
         SCOPED_TRACE(file.path);
@@ -187,6 +194,10 @@ TEST_F(LanguageFit, DialogsOfSettings) {
         ExpectFitsWith(entry, *entry.findChild<QLabel*>(QStringLiteral("message")),
                        {6150, 6151, 6152, 6153, 6154, 6155, 6156, 6157, 6158, 6160, 6161, 6162, 6163, 6164,
                         6165, 6166, 6167});
+        SignInCard card({"192.168.100.200", 65535, "operator", "secret", true, true}, languages, file.langid,
+                        nobody, nullptr);
+        ExpectFitsWith(card, *card.findChild<QLabel*>(QStringLiteral("message")),
+                       {6150, 6152, 6153, 6154, 6155, 6156, 6157, 6160, 6161, 6162, 6163, 6164, 6166});
         PipDialog pip({}, {0, 1, 2, 3}, 3, nullptr);
         ExpectFits(pip);
         IntervalDialog interval(3600, nullptr);

@@ -1,0 +1,387 @@
+// Signing in on the desktop: the card in the empty wall, from the key to the wall, and what the next start
+// knows of it.
+#include <gmock/gmock.h>
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QEventLoop>
+#include <QtCore/QPointer>
+#include <QtGui/QKeyEvent>
+#include <QtGui/QMouseEvent>
+#include <QtWidgets/QAbstractItemView>
+#include <QtWidgets/QApplication>
+#include <QtWidgets/QCheckBox>
+#include <QtWidgets/QComboBox>
+#include <QtWidgets/QDialog>
+#include <QtWidgets/QDialogButtonBox>
+#include <QtWidgets/QLabel>
+#include <QtWidgets/QLineEdit>
+#include <QtWidgets/QMessageBox>
+#include <QtWidgets/QPushButton>
+#include <QtWidgets/QSpinBox>
+#include <fstream>
+#include <sstream>
+
+#include "app/app_options.h"
+#include "app/desktop_window.h"
+#include "channel/video_wnd.h"
+#include "persist/orvo_registry.h"
+#include "persist/string_table.h"
+#include "persist/utilities.h"
+#include "server/server_messages.h"
+#include "skin/window_base.h"
+#include "support/fake_recorder.h"
+#include "support/temp_folder.h"
+
+using namespace kvmon;
+
+namespace {
+
+constexpr std::uint32_t kTextRefused = 6155;
+constexpr std::uint32_t kTextNothingListens = 6154;
+constexpr std::uint32_t kTextNoAddress = 6160;
+constexpr int kRefusalsUntilTold = 7;
+constexpr int kItalian = 0x0410;
+
+template <typename Condition>
+bool PumpUntil(Condition condition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(15);
+    while (!condition() && std::chrono::steady_clock::now() < end) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    }
+    return condition();
+}
+
+std::string Words(std::uint32_t id) {
+    return LoadString(id);
+}
+
+void KeyTo(QWidget& widget, int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier,
+           const QString& text = {}) {
+    QPointer<QWidget> target(&widget);
+    for (const QEvent::Type type : {QEvent::KeyPress, QEvent::KeyRelease}) {
+        if (target) {
+            QKeyEvent event(type, key, modifiers, text);
+            QApplication::sendEvent(target, &event);
+        }
+    }
+}
+
+class SignIn : public testing::Test {
+protected:
+    SignIn() {
+        SetDataFolder(folder.Path());
+        Registry().InitRegistry(false, {});
+    }
+    ~SignIn() override { Registry().Close(); }
+
+    // A start of the program, and its end; between them what `use` does.
+    template <typename Use>
+    void Run(std::vector<std::string> args, Use use) {
+        std::istringstream none;
+        const ParsedCommandLine parsed = ParseCommandLine(args, none);
+        ASSERT_TRUE(parsed.options) << parsed.text;
+        {
+            DesktopWindow desktop(*parsed.options);
+            window = &desktop;
+            desktop.Activate();
+            desktop.show();
+            desktop.activateWindow();
+            use();
+        }
+        window = nullptr;
+        EXPECT_TRUE(Registry().Close());
+        Registry().InitRegistry(false, {});
+    }
+    template <typename Widget = QWidget>
+    Widget* Find(const char* name) {
+        for (Widget* const widget : window->findChildren<Widget*>(QString(name))) {
+            if (widget->isVisible()) {
+                return widget;
+            }
+        }
+        return nullptr;
+    }
+    bool HasCard() {
+        return PumpUntil([&] { return Find("signIn") != nullptr && Find<QLineEdit>("password") != nullptr; });
+    }
+    std::string Field(const char* name) { return Find<QLineEdit>(name)->text().toStdString(); }
+    // What the keyboard writes to.
+    std::string Focus() {
+        const QWidget* const widget = window->focusWidget();
+        return widget != nullptr ? widget->objectName().toStdString() : std::string();
+    }
+    void Key(int key) { KeyTo(*window->focusWidget(), key); }
+    // In place of what the field holds.
+    void Type(const std::string& text) {
+        KeyTo(*window->focusWidget(), Qt::Key_A, Qt::ControlModifier);
+        Add(text);
+    }
+    void Add(const std::string& text) {
+        for (const char c : text) {
+            KeyTo(*window->focusWidget(), 0, Qt::NoModifier, QString(QLatin1Char(c)));
+        }
+    }
+    static void Click(QWidget* widget) {
+        const QPoint at(8, widget->height() / 2);
+        for (const QEvent::Type type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
+            QMouseEvent event(type, at, widget->mapToGlobal(at), Qt::LeftButton, Qt::LeftButton,
+                              Qt::NoModifier);
+            QApplication::sendEvent(widget, &event);
+        }
+    }
+    void ClickLogout() {
+        QWidget* const button = window->findChild<QWidget*>(QStringLiteral("Logout"));
+        ASSERT_NE(button, nullptr);
+        Click(button);
+    }
+    bool HasWall() {
+        return PumpUntil([&] {
+            const auto widgets = window->findChildren<QWidget*>();
+            const bool bCells = std::any_of(widgets.begin(), widgets.end(), [](QWidget* widget) {
+                const auto* const cell = dynamic_cast<CVideoWnd*>(widget);
+                return cell != nullptr && cell->isVisible() && cell->GetCamera() != nullptr;
+            });
+            return Find("signIn") == nullptr && bCells;
+        });
+    }
+    bool Says(const std::string& words) {
+        return PumpUntil([&] {
+            const auto* const label = Find<QLabel>("message");
+            return label != nullptr && label->text().toStdString() == words;
+        });
+    }
+    // All of it by the keyboard, from where the card begins: at its empty address.
+    void SignInByKeys(const std::string& password) {
+        ASSERT_TRUE(HasCard());
+        ASSERT_EQ(Focus(), "address");
+        Type("127.0.0.1");
+        Key(Qt::Key_Tab);
+        Type(std::to_string(recorder.Port()));
+        Key(Qt::Key_Tab);
+        ASSERT_EQ(Focus(), "user");
+        Type("guard");
+        Key(Qt::Key_Tab);
+        ASSERT_EQ(Focus(), "password");
+        Type(password);
+        Key(Qt::Key_Return);
+    }
+    std::string AllThatIsStored() {
+        std::string all;
+        for (const char* const name : {"settings.db", "settings.db-wal"}) {
+            std::ifstream file(folder.File(name), std::ios::binary);
+            all.append(std::istreambuf_iterator<char>(file), {});
+        }
+        return all;
+    }
+
+    kvtest::TempFolder folder;
+    kvtest::FakeRecorder recorder{"Hall", 4};
+    DesktopWindow* window = nullptr;
+};
+
+}  // namespace
+
+TEST_F(SignIn, FromTheEmptyWallByKeysAloneAndBackToTheCard) {
+    Run({}, [&] {
+        ASSERT_TRUE(HasCard());
+        EXPECT_EQ(Find<QLabel>("wallNotice"), nullptr);
+        Key(Qt::Key_Return);
+        EXPECT_TRUE(Says(Words(kTextNoAddress)));
+        SignInByKeys("hunter2");
+        ASSERT_TRUE(HasWall());
+        EXPECT_GT(recorder.CountHeads(MakeBasicAuth("guard", "hunter2")), 0);
+
+        ClickLogout();
+        ASSERT_TRUE(HasCard());
+        EXPECT_EQ(Field("address"), "127.0.0.1");
+        EXPECT_EQ(Find<QSpinBox>("port")->value(), recorder.Port());
+        EXPECT_EQ(Field("user"), "guard");
+        EXPECT_EQ(Field("password"), "");
+        EXPECT_EQ(Focus(), "password");
+        // The same button leads back into the card.
+        Find<QPushButton>("signInButton")->setFocus();
+        ClickLogout();
+        EXPECT_TRUE(PumpUntil([&] { return Focus() == "password"; }));
+        Type("hunter2");
+        Key(Qt::Key_Return);
+        EXPECT_TRUE(HasWall());
+    });
+}
+
+TEST_F(SignIn, WhatFailsIsToldAndNoSessionBegins) {
+    Run({}, [&] {
+        recorder.RefuseLogins(true);
+        SignInByKeys("wrong");
+        ASSERT_TRUE(Says(Words(kTextRefused)));
+        EXPECT_EQ(Field("user"), "guard");
+        EXPECT_EQ(Field("password"), "");
+        EXPECT_EQ(Focus(), "password");
+        EXPECT_EQ(window->findChild<QMessageBox*>(), nullptr);
+
+        std::uint16_t closed = 0;
+        {
+            const kvtest::FakeRecorder gone("Gone", 1);
+            closed = gone.Port();
+        }
+        recorder.RefuseLogins(false);
+        Type("right");
+        Find<QSpinBox>("port")->setFocus();
+        Type(std::to_string(closed));
+        Key(Qt::Key_Return);
+        ASSERT_TRUE(Says(Words(kTextNothingListens)));
+        EXPECT_EQ(Field("password"), "right");
+
+        Find<QSpinBox>("port")->setFocus();
+        Type(std::to_string(recorder.Port()));
+        Click(Find("signInButton"));
+        EXPECT_TRUE(HasWall());
+    });
+}
+
+TEST_F(SignIn, ATryThatTakesLongCanBeCancelled) {
+    recorder.GoSilent();
+    Run({}, [&] {
+        SignInByKeys("hunter2");
+        auto* const button = Find<QPushButton>("signInButton");
+        EXPECT_EQ(button->text().toStdString(), Words(6121));
+        Key(Qt::Key_Return);  // a second one is no second try
+        EXPECT_TRUE(Find<QLineEdit>("address")->isReadOnly());
+        Key(Qt::Key_Escape);
+        EXPECT_TRUE(Says(""));
+        EXPECT_EQ(button->text().toStdString(), Words(7001));
+        EXPECT_FALSE(Find<QLineEdit>("address")->isReadOnly());
+    });
+}
+
+TEST_F(SignIn, NothingIsStoredOfALoginUnlessTheUserWantsIt) {
+    Run({}, [&] {
+        SignInByKeys("hunter2");
+        ASSERT_TRUE(HasWall());
+    });
+    EXPECT_EQ(Registry().GetProfileString("Desktop", "Username", "none"), "none");
+    EXPECT_EQ(Registry().GetProfileString("Desktop", "Passwd", "none"), "none");
+    Run({}, [&] {
+        ASSERT_TRUE(HasCard());
+        EXPECT_EQ(Field("address"), "127.0.0.1");  // where the last session was
+        EXPECT_EQ(Find<QSpinBox>("port")->value(), recorder.Port());
+        EXPECT_EQ(Field("user"), "");
+        EXPECT_FALSE(Find<QCheckBox>("remember")->isChecked());
+        EXPECT_FALSE(Find<QCheckBox>("atStart")->isEnabled());
+    });
+}
+
+TEST_F(SignIn, ARememberedLoginFillsTheCardAndIsForgottenOnDemand) {
+    Run({}, [&] {
+        ASSERT_TRUE(HasCard());
+        Click(Find("remember"));
+        Find("address")->setFocus();
+        SignInByKeys("hunter2");
+        ASSERT_TRUE(HasWall());
+    });
+    EXPECT_THAT(AllThatIsStored(), testing::Not(testing::HasSubstr("hunter2")));
+    Run({}, [&] {
+        ASSERT_TRUE(HasCard());
+        EXPECT_EQ(Field("user"), "guard");
+        EXPECT_EQ(Field("password"), "hunter2");
+        EXPECT_TRUE(Find<QCheckBox>("remember")->isChecked());
+        EXPECT_FALSE(Find<QCheckBox>("atStart")->isChecked());
+        Key(Qt::Key_Return);
+        ASSERT_TRUE(HasWall());
+    });
+    // Not for another recorder, whether an option or the user names it.
+    Run({"--server", "127.0.0.2"}, [&] {
+        ASSERT_TRUE(HasCard());
+        EXPECT_EQ(Field("address"), "127.0.0.2");
+        EXPECT_EQ(Field("password"), "");
+    });
+    Run({}, [&] {
+        ASSERT_TRUE(HasCard());
+        EXPECT_EQ(Field("address"), "127.0.0.1");
+        Find("address")->setFocus();
+        Key(Qt::Key_End);
+        Add("9");
+        EXPECT_EQ(Field("password"), "");
+        Key(Qt::Key_Backspace);
+        Find("password")->setFocus();
+        Type("hunter2");
+        Click(Find("remember"));
+        Find("password")->setFocus();
+        Key(Qt::Key_Return);
+        ASSERT_TRUE(HasWall());
+    });
+    EXPECT_EQ(Registry().GetProfileString("Desktop", "Username", ""), "");
+    EXPECT_EQ(Registry().GetProfileString("Desktop", "Passwd", ""), "");
+}
+
+TEST_F(SignIn, AtTheStartWithoutTheCardAndWithItOnceRefused) {
+    Run({}, [&] {
+        ASSERT_TRUE(HasCard());
+        Click(Find("remember"));
+        Click(Find("atStart"));
+        Find("address")->setFocus();
+        SignInByKeys("hunter2");
+        ASSERT_TRUE(HasWall());
+    });
+    Run({}, [&] {
+        EXPECT_EQ(Find("signIn"), nullptr);
+        EXPECT_TRUE(HasWall());
+    });
+    recorder.RefuseLogins(true);
+    Run({}, [&] {
+        // What the recorder's thread tells with each of its tries, which lie further and further apart.
+        for (int i = 0; i < kRefusalsUntilTold; ++i) {
+            dynamic_cast<WindowBase*>(window->findChild<QWidget*>(QStringLiteral("console")))
+                ->SendMessage(WM_GETVSINFO_FAILED, kFailedAuthorization, 0);
+        }
+        ASSERT_TRUE(HasCard());
+        EXPECT_TRUE(Says(Words(kTextRefused)));
+        EXPECT_EQ(Field("user"), "guard");
+        EXPECT_EQ(Field("password"), "");
+        EXPECT_EQ(Focus(), "password");
+        EXPECT_TRUE(Find<QCheckBox>("atStart")->isChecked());
+    });
+}
+
+// The console is made anew: what was typed stays, and a session goes on.
+TEST_F(SignIn, AnotherLanguageKeepsTheFieldsAndTheSession) {
+    Run({}, [&] {
+        ASSERT_TRUE(HasCard());
+        const std::string before = Words(7001);
+        Type("127.0.0.1");
+        auto* const languages = Find<QComboBox>("language");
+        const int row = languages->findData(static_cast<std::uint16_t>(kItalian));
+        ASSERT_GE(row, 0);
+        languages->setFocus();
+        Key(Qt::Key_Down);
+        QPointer<QAbstractItemView> list(languages->view());
+        ASSERT_TRUE(list->isVisible());
+        while (list->currentIndex().row() != row) {
+            const int old = list->currentIndex().row();
+            KeyTo(*list, old < row ? Qt::Key_Down : Qt::Key_Up);
+            ASSERT_NE(list->currentIndex().row(), old);
+            EXPECT_EQ(Words(7001), before);
+        }
+        KeyTo(*list, Qt::Key_Return);
+        ASSERT_TRUE(PumpUntil([&] { return Words(7001) != before; }));
+        ASSERT_TRUE(HasCard());
+        EXPECT_EQ(Find<QPushButton>("signInButton")->text().toStdString(), Words(7001));
+        EXPECT_EQ(Field("address"), "127.0.0.1");
+        Find("address")->setFocus();
+        SignInByKeys("hunter2");
+        ASSERT_TRUE(HasWall());
+
+        // A session goes on in another language without the card.
+        Click(window->findChild<QWidget*>(QStringLiteral("Language")));
+        QDialog* dialog = nullptr;
+        ASSERT_TRUE(PumpUntil([&] {
+            dialog = Find<QDialog>("languageDialog");
+            return dialog != nullptr;
+        }));
+        auto* const combo = dialog->findChild<QComboBox*>();
+        combo->setCurrentIndex(combo->findData(std::uint16_t{0x0407}));
+        const std::string italian = Words(7001);
+        dialog->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok)->click();
+        ASSERT_TRUE(PumpUntil([&] { return Words(7001) != italian; }));
+        EXPECT_TRUE(HasWall());
+    });
+}
