@@ -28,6 +28,8 @@ constexpr ConsoleKey kKeys[] = {
     {Qt::Key_9, 1659, false, 0},
     {Qt::Key_PageDown, kKeyNextPage, false, 6231},
     {Qt::Key_PageUp, kKeyPreviousPage, false, 6232},
+    {Qt::Key_Right | kCtrl, kKeyNextCamera, false, 6980},
+    {Qt::Key_Left | kCtrl, kKeyPreviousCamera, false, 6981},
     {Qt::Key_G, kCtlPageMenu, false, 0},
     {Qt::Key_Q, kCtlSequential, false, 0},
     {Qt::Key_I, kCtlSequentialInterval, false, 0},
@@ -211,6 +213,12 @@ void ConsoleKeys::Run(int command) {
             break;
         case kKeyPreviousPage:
             m_dlg.View().TurnPage(-1);
+            break;
+        case kKeyNextCamera:
+            m_dlg.View().ActivateNext(1);
+            break;
+        case kKeyPreviousCamera:
+            m_dlg.View().ActivateNext(-1);
             break;
         case kKeyHelp:
             OpenKeyboardHelp(m_dlg);

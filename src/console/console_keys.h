@@ -24,6 +24,8 @@ struct ConsoleKey {
 inline constexpr int kKeyNextPage = -1;
 inline constexpr int kKeyPreviousPage = -2;
 inline constexpr int kKeyHelp = -3;
+inline constexpr int kKeyNextCamera = -4;
+inline constexpr int kKeyPreviousCamera = -5;
 
 std::span<const ConsoleKey> ConsoleKeyTable();
 // A key as a user reads it.

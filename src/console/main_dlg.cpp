@@ -64,6 +64,7 @@ void CMainDlg::OnInitDialog() {
     CreateControls(ControlTable(), LoadString);
     CreateControls(ToolTable(), LoadString);
     AddControl(kCtlPageCombo, &m_view.Combo(), kPageComboPlace);
+    OrderTabsByPlace();
     m_controls.SetListener([this](int id, const ConsoleControls::State& state) { ShowControl(id, state); });
     SetStaticColour(kCtlServerName, palette::kCaptionWhite);
     SetStaticColour(kCtlServerModel, palette::kCaptionBlue);

@@ -364,6 +364,21 @@ void ViewController::RepaintNeighbours(int index) {
     }
 }
 
+void ViewController::ActivateNext(int step) {
+    const int count = m_cells.GetCount();
+    int first = m_cells.GetActive() != nullptr ? m_cells.IndexOf(m_cells.GetActive()) : -1;
+    if (first < 0) {
+        first = step > 0 ? count - 1 : 0;
+    }
+    for (int n = 1; n < count; ++n) {
+        CVideoWnd* const cell = m_cells.Get((first + n * step + n * count) % count);
+        if (cell->isVisible() && cell->GetCamera()) {
+            ActivateWindow(cell);
+            return;
+        }
+    }
+}
+
 void ViewController::ActivateWindow(CVideoWnd* window) {
     if (!m_cells.Activate(window, m_dlg.IsAudioChecked())) {
         return;

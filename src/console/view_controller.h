@@ -76,6 +76,9 @@ public:
 
     // --- the active window
     void ActivateWindow(CVideoWnd* window);
+    // The next cell on show, or for a step of -1 the one before, that has a camera; from the last to the
+    // first.
+    void ActivateNext(int step);
     // By a press of the mouse: the cell's channel also becomes its page's active one.
     void ActivateWindowAt(const QPoint& screen);
 

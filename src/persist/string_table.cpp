@@ -332,6 +332,8 @@ constexpr Row kEnglish[] = {
     {6950, "Monitoring console"},
     {6951, "This computer has no desktop service through which the shared folder can be read."},
     {6952, "The shared folder could not be connected."},
+    {6980, "Next camera"},
+    {6981, "Previous camera"},
     {7000, "Sign in to a recorder"},
     {7001, "Sign in"},
     {7002, "Remember on this computer"},

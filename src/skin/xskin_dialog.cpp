@@ -3,6 +3,8 @@
 #include <QtGui/QPainter>
 #include <algorithm>
 #include <cmath>
+#include <iterator>
+#include <utility>
 
 #include "platform/diagnostics.h"
 #include "skin/background.h"
@@ -39,6 +41,18 @@ void CXSkinDialog::CreateControls(std::span<const SkinControlRow> table, TextSou
             setTabOrder(previous, control);
         }
         previous = control;
+    }
+}
+
+void CXSkinDialog::OrderTabsByPlace() {
+    std::vector<Item> items;
+    std::copy_if(items_.begin(), items_.end(), std::back_inserter(items),
+                 [](const Item& item) { return item.control != nullptr; });
+    std::stable_sort(items.begin(), items.end(), [](const Item& a, const Item& b) {
+        return std::pair(a.table.y(), a.table.x()) < std::pair(b.table.y(), b.table.x());
+    });
+    for (std::size_t i = 1; i < items.size(); ++i) {
+        setTabOrder(items[i - 1].control, items[i].control);
     }
 }
 

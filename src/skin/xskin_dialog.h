@@ -38,6 +38,9 @@ public:
     // Takes a control that was made apart, at its place for the smallest size.
     void AddControl(int id, QWidget* control, const QRect& table);
 
+    // The Tab key goes by rows from the top, not by tables.
+    void OrderTabsByPlace();
+
     // The control of the table or one taken, else any child with the identifier, or null with a line in the
     // trace.
     QWidget* GetDlgItem(int id) const;

@@ -1,6 +1,8 @@
 // Dragging a cell onto another by the mouse: what is shown on the way, what a drop changes, what ends it.
 #include <gmock/gmock.h>
 
+#include <QtCore/QBuffer>
+#include <QtGui/QImage>
 #include <QtGui/QKeyEvent>
 #include <QtGui/QMouseEvent>
 #include <QtWidgets/QApplication>
@@ -9,6 +11,7 @@
 #include "channel/ptz_request.h"
 #include "console_fixture.h"
 #include "support/fake_recorder.h"
+#include "wire/frame_header.h"
 
 using namespace kvmon;
 using kvtest::FakeRecorder;
@@ -16,6 +19,28 @@ using kvtest::Pump;
 using testing::ElementsAre;
 
 namespace {
+
+// A stream's reply with a few pictures in it.
+std::string SomePictures() {
+    QByteArray jpeg;
+    QBuffer buffer(&jpeg);
+    QImage image(64, 48, QImage::Format_RGB32);
+    image.fill(Qt::darkGreen);
+    image.save(&buffer, "JPG");
+    std::string head(wire::kFrameHeaderSize, '\0');
+    const auto put = [&head](std::size_t at, std::uint32_t word) {
+        for (std::size_t i = 0; i < 4; ++i) {
+            head[at + i] = static_cast<char>(word >> 8 * i & 0xFF);
+        }
+    };
+    put(wire::kFourccOffset, wire::kZIVG);
+    put(wire::kKeyFlagOffset, 1);
+    put(wire::kWidthOffset, 64);
+    put(wire::kHeightOffset, 48);
+    put(wire::kDataSizeOffset, static_cast<std::uint32_t>(jpeg.size()));
+    const std::string record = head + jpeg.toStdString();
+    return kvtest::HttpReply(200, "OK", record + record + record);
+}
 
 class CellDragTest : public kvtest::ConsoleTest {
 protected:
@@ -223,4 +248,34 @@ TEST_F(CellDragTest, AClickIsStillAClickAndADragIsNone) {
     ASSERT_NE(menu, nullptr);
     EXPECT_TRUE(Cell(2).IsWindowActive());
     menu->close();
+}
+
+TEST_F(CellDragTest, AClickTurnsTheCameraAndADragDoesNot) {
+    FakeRecorder recorder("Hall", 4);
+    recorder.SetDocument("command=16", kvtest::HttpReply(200, "OK", "67"));  // turns, and to a click
+    recorder.SetDocument("Recording.MediaProperty", kvtest::HttpReply(200, "OK", "\naudio_enabled=0\n"));
+    recorder.SetStream(SomePictures());
+    recorder.SetDocument("command=14", kvtest::HttpReply(200, "OK", "0"));
+    Open(recorder.Port());
+    Command(StyleButtonId(VIEW_STYLE_4CH));
+    const auto camera = Cell(0).GetCamera();
+    ASSERT_TRUE(kvtest::PumpUntil([&] { return camera->GetAbilities().bClickToCentre; }));
+    ASSERT_TRUE(kvtest::PumpUntil([&] { return camera->IsStreamRunning(); }));
+    ASSERT_TRUE(Cell(0).IsWindowActive());
+    // Out to another place, out and back again, and from the caption: the camera stays.
+    Drag(0, PictureOf(0), console->mapToGlobal(QPoint(900, 400)));
+    Drag(0, PictureOf(0), PictureOf(0) + QPoint(1, 1));
+    Press(0, CaptionOf(0));
+    Release(CaptionOf(0));
+    Press(0, PictureOf(0));
+    EXPECT_EQ(recorder.CountHeads("command=14"), 0);
+    Release(PictureOf(0) + QPoint(2, 1));  // a hand trembles
+    EXPECT_TRUE(kvtest::PumpUntil([&] { return recorder.CountHeads("command=14") > 0; }));
+    kvtest::PumpUntil([] { return false; }, std::chrono::milliseconds(100));
+    EXPECT_EQ(recorder.CountHeads("command=14"), 1);
+    // The click that makes another cell the active one is for that alone.
+    Press(1, PictureOf(1));
+    Release(PictureOf(1));
+    kvtest::PumpUntil([] { return false; }, std::chrono::milliseconds(100));
+    EXPECT_EQ(recorder.CountHeads("command=14"), 1);
 }

@@ -180,6 +180,36 @@ TEST_F(ConsolePanel, ClicksSelectTheViewAndItsMenusTheRest) {
     EXPECT_EQ(site.events.back(), "logout");
 }
 
+// Who has no mouse reaches every camera and, row by row, every button.
+TEST_F(ConsolePanel, AllIsReachedByTheKeyboard) {
+    FakeRecorder recorder("Hall", 3);
+    Open(recorder.Port());
+    Command(StyleButtonId(VIEW_STYLE_4CH));
+    const auto active = [this] { return View().Cells().IndexOf(View().Cells().GetActive()); };
+    ASSERT_EQ(active(), 0);
+    for (const int next : {1, 2, 0}) {
+        Key(Qt::Key_Right, Qt::ControlModifier);
+        EXPECT_EQ(active(), next);
+    }
+    for (const int before : {2, 1}) {
+        Key(Qt::Key_Left, Qt::ControlModifier);
+        EXPECT_EQ(active(), before);
+    }
+    QWidget* widget = console->GetButton(kCtlOrderReset);
+    QPoint last = widget->pos();
+    for (const int end = kCtlLogout; widget != console->GetButton(end);) {
+        widget = widget->nextInFocusChain();
+        ASSERT_NE(widget, console.get()) << "all buttons come before the chain's end";
+        if ((widget->focusPolicy() & Qt::TabFocus) == 0 || widget->parentWidget() != console.get()) {
+            continue;
+        }
+        const QPoint at = widget->pos();
+        EXPECT_TRUE(at.y() > last.y() || (at.y() == last.y() && at.x() >= last.x()))
+            << widget->objectName().toStdString();
+        last = at;
+    }
+}
+
 TEST_F(ConsolePanel, KeysDoWhatTheButtonsDo) {
     FakeRecorder recorder("Hall", 30);
     Open(recorder.Port());

@@ -273,3 +273,40 @@ TEST_F(Screens, BothDisplaysSayThatTheSessionIsOver) {
         return panels.size() == 2 && says(panels[0]) && says(panels[1]);
     }));
 }
+
+TEST_F(Screens, CellsAreDraggedWithinTheirDisplay) {
+    FakeRecorder recorder("Hall", 8);
+    Open(recorder.Port());
+    Command(StyleButtonId(VIEW_STYLE_4CH));
+    Command(kCtlMultiScreens);
+    ASSERT_THAT(Panels(), SizeIs(1));
+    const auto drag = [this](int from, int to) {
+        QWidget& held = Cell(from).View();
+        const auto send = [&held](QEvent::Type type, Qt::MouseButton button, const QPoint& at) {
+            QMouseEvent event(type, held.mapFromGlobal(QPointF(at)), QPointF(at), QPointF(at), button,
+                              type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton,
+                              Qt::NoModifier);
+            QCoreApplication::sendEvent(&held, &event);
+        };
+        const QPoint start = held.mapToGlobal(held.rect().center());
+        const QPoint end = Cell(to).mapToGlobal(Cell(to).rect().center());
+        send(QEvent::MouseButtonPress, Qt::LeftButton, start);
+        send(QEvent::MouseMove, Qt::NoButton, start + QPoint(20, 0));
+        send(QEvent::MouseMove, Qt::NoButton, end);
+        const bool bMarked = Cell(to).findChild<QWidget*>("dropMark") != nullptr;
+        send(QEvent::MouseButtonRelease, Qt::LeftButton, end);
+        Pump();
+        return bMarked;
+    };
+    EXPECT_TRUE(drag(0, 1));
+    // Each display has a page of its own, and places are changed within a page.
+    EXPECT_FALSE(drag(0, 6));
+    EXPECT_FALSE(drag(7, 1));
+    EXPECT_THAT(ShownNames(), ElementsAre("Channel 2", "Channel 1", "Channel 3", "Channel 4", "Channel 5",
+                                          "Channel 6", "Channel 7", "Channel 8"));
+    Command(kCtlFullScreen);
+    EXPECT_TRUE(drag(0, 2));
+    EXPECT_FALSE(drag(0, 6));
+    EXPECT_THAT(ShownNames(), ElementsAre("Channel 3", "Channel 1", "Channel 2", "Channel 4", "Channel 5",
+                                          "Channel 6", "Channel 7", "Channel 8"));
+}

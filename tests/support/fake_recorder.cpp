@@ -134,6 +134,7 @@ void FakeRecorder::Serve(Peer& peer) {
         ServeNotify(peer);
     } else if (asks("getstream.cgi")) {
         ++streamRequests_;
+        peer.Write(Stream());
         peer.Hold();
     } else {
         peer.Write(Document(head));
@@ -143,6 +144,16 @@ void FakeRecorder::Serve(Peer& peer) {
 void FakeRecorder::SetTime(const std::string& digits) {
     const std::lock_guard lock(mutex_);
     time_ = digits;
+}
+
+void FakeRecorder::SetStream(std::string reply) {
+    const std::lock_guard lock(mutex_);
+    stream_ = std::move(reply);
+}
+
+std::string FakeRecorder::Stream() const {
+    const std::lock_guard lock(mutex_);
+    return stream_;
 }
 
 std::string FakeRecorder::TimeReply() const {

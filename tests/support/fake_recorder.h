@@ -38,6 +38,8 @@ public:
     void RefuseLogins(bool refuse) { refuse_ = refuse; }
     // Every request gets this reply from now on, head and all. Empty: as before.
     void AnswerAll(std::string reply);
+    // What each stream brings, head and all, before it falls silent.
+    void SetStream(std::string reply);
     // Requests are read and never answered.
     void GoSilent() { silent_ = true; }
     // Answers questions for the time: fourteen digits. Without one they fail.
@@ -54,6 +56,7 @@ private:
     void Serve(Peer& peer);
     void ServeNotify(Peer& peer);
     std::string TimeReply() const;
+    std::string Stream() const;
     std::string InitInfo() const;
     std::string ExtInfo() const;
     std::string Status() const;
@@ -68,6 +71,7 @@ private:
     std::string pushed_;
     std::vector<std::pair<std::string, std::string>> documents_;
     std::string answerAll_;
+    std::string stream_;
     std::string disk_ = "0    45  1048576";
     int pushCount_ = 0;
     int listeners_ = 0;
