@@ -11,9 +11,6 @@
 
 namespace kvrecorder {
 
-// Of the file system that holds the disk folder, or of what the disk is made out to be.
-DiskFigures ReadDiskFigures(const ServerConfig& server);
-
 // Eight hexadecimal digits for a key of its own, then eight for each character.
 std::string ScrambleLine(std::string_view text);
 

@@ -3,6 +3,7 @@
 #include <array>
 #include <ctime>
 
+#include "service/disk_figures.h"
 #include "service/documents.h"
 #include "service/handler_tools.h"
 #include "service/logo.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "service/documents.h"
+#include "service/disk_figures.h"
 #include "service/text.h"
 
 namespace kvrecorder {

@@ -2,6 +2,7 @@
 #include <ctime>
 #include <set>
 
+#include "service/disk_figures.h"
 #include "service/documents.h"
 #include "service_fixture.h"
 
