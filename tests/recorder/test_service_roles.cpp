@@ -1,7 +1,7 @@
 // What a connection is there for, and the change from one role to the next.
 #include <filesystem>
 
-#include "service/notify_role.h"
+#include "connections/notify_role.h"
 #include "service_fixture.h"
 #include "support/temp_folder.h"
 
