@@ -2,8 +2,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "answers/handlers.h"
 #include "service/control_commands.h"
-#include "service/handlers.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "service/text.h"
+#include "state/text.h"
 
 namespace kvrecorder {
 namespace {

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "service/control_socket.h"
-#include "service/recorder_model.h"
+#include "state/recorder_model.h"
 
 namespace kvrecorder {
 

@@ -13,7 +13,7 @@
 
 #include <atomic>
 
-#include "service/recorder_config.h"
+#include "state/recorder_config.h"
 
 namespace kvrecorder {
 

@@ -3,7 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <asio/ip/address.hpp>
 
-#include "service/text.h"
+#include "state/text.h"
 
 namespace kvrecorder {
 namespace {

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "service/recorder_config.h"
+#include "state/recorder_config.h"
 
 namespace kvrecorder {
 

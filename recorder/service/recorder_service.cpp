@@ -9,11 +9,11 @@
 #include <cstdio>
 #include <thread>
 
-#include "service/camera_port.h"
-#include "service/connection.h"
+#include "connections/camera_port.h"
+#include "connections/connection.h"
+#include "connections/listener.h"
 #include "service/control_commands.h"
 #include "service/control_socket.h"
-#include "service/listener.h"
 
 namespace kvrecorder {
 

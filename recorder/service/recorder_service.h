@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "service/recorder_model.h"
+#include "state/recorder_model.h"
 
 namespace kvrecorder {
 

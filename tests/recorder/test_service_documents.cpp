@@ -2,8 +2,9 @@
 #include <ctime>
 #include <set>
 
-#include "service/documents.h"
+#include "answers/documents.h"
 #include "service_fixture.h"
+#include "state/disk_figures.h"
 
 namespace kvtest {
 namespace {

@@ -1,6 +1,6 @@
-#include "service/http_request.h"
-#include "service/text.h"
+#include "answers/http_request.h"
 #include "service_fixture.h"
+#include "state/text.h"
 
 namespace kvtest {
 namespace {

@@ -1,5 +1,5 @@
-#include "service/record_queue.h"
 #include "service_fixture.h"
+#include "state/record_queue.h"
 
 namespace kvtest {
 namespace {

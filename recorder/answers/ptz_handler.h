@@ -1,0 +1,10 @@
+// ptz.cgi: what a camera can do, and orders to it.
+#pragma once
+
+#include "answers/handlers.h"
+
+namespace kvrecorder {
+
+Reply Ptz(const HandlerInput& input);
+
+}  // namespace kvrecorder

@@ -1,0 +1,43 @@
+// The cameras' own port: clients that are told of it fetch a channel's pictures past the recorder's protocol.
+#pragma once
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "connections/camera_connection.h"
+#include "connections/listener.h"
+
+namespace kvrecorder {
+
+// May be used from any thread, but for Open. Must live as long as the context.
+class CameraPort {
+public:
+    CameraPort(asio::io_context& io, RecorderModel& model, const CameraConnection::Timing& timing);
+
+    // Tells the model where clients find the cameras. Throws ConfigError if the address cannot be used.
+    void Open(const std::string& address, std::uint16_t port);
+    void Begin() { listener_.Begin(); }
+    std::string Endpoint() const { return listener_.Endpoint(); }
+    void Changed();
+    // Ends all connections; false if some are left at the time's end.
+    bool Stop(std::chrono::milliseconds timeout);
+    // Once the context does not run any more.
+    void Abandon();
+
+private:
+    void Admit(asio::ip::tcp::socket socket);
+    std::vector<std::shared_ptr<CameraConnection>> All() const;
+
+    RecorderModel& model_;
+    const CameraConnection::Timing timing_;
+    mutable std::mutex mutex_;
+    std::condition_variable gone_;
+    std::unordered_set<std::shared_ptr<CameraConnection>> connections_;
+    Listener listener_;
+};
+
+}  // namespace kvrecorder

@@ -1,0 +1,116 @@
+// One client's connection, from the head of its request to its end: its socket, its deadline, and the change
+// from one role to the next.
+#pragma once
+
+#include <asio/ip/tcp.hpp>
+#include <asio/steady_timer.hpp>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "answers/handlers.h"
+#include "connections/connection_set.h"
+#include "connections/login.h"
+#include "connections/role.h"
+#include "connections/talk_book.h"
+#include "media/sound_hub.h"
+#include "state/record_queue.h"
+#include "state/recorder_model.h"
+
+namespace kvrecorder {
+
+struct Timing {
+    std::chrono::milliseconds head{10'000};   // to complete a request head
+    std::chrono::milliseconds stall{30'000};  // without a byte that the peer takes
+    std::chrono::milliseconds linger{2'000};  // for the peer to close after a document
+    std::chrono::milliseconds talk{10'000};   // for a client that speaks to say something
+    std::chrono::milliseconds notify{500};    // between two lines of one notification connection
+};
+
+// Outlives all connections.
+struct ConnectionHost {
+    RecorderModel& model;
+    ConnectionSet& set;
+    SoundHub& sounds;
+    TalkBook& talks;
+    Timing timing;
+};
+
+// The socket's executor must be a strand: all work of a connection happens on it. The public operations may
+// be called from any thread and return at once.
+class Connection : public std::enable_shared_from_this<Connection>, private Link {
+public:
+    Connection(asio::ip::tcp::socket socket, ConnectionHost host);
+
+    void Start();
+    // Tells of a change: pushes it on a notification connection, ends a stream whose user lost it.
+    void Changed(Change change);
+    // Ends in order: "3" on a notification connection.
+    void Shutdown();
+    void Close();
+    // Once no thread runs the connection any more.
+    void Abandon();
+
+    bool InHead() const { return standing_ == Standing::Head; }
+    bool Streaming() const { return standing_ == Standing::Stream; }
+    TimePoint Began() const { return began_; }
+    std::uint64_t Dropped() const { return queue_->Dropped(); }
+    std::size_t Queued() const { return queue_->Bytes(); }
+
+private:
+    // What other threads ask for.
+    enum class Standing { Head, Stream, Other, Closed };
+
+    void Send(std::string_view text, PacketPtr packet) override;
+    bool Sending() const override { return writing_; }
+    void SetDeadline(TimePoint at) override;
+    void SetTimer(TimePoint at) override;
+    std::string PeerAddress() const override;
+    void SetSendBuffer(int bytes) override;
+    void SetReceiveBuffer(int bytes) override;
+    void EndWith(std::string text) override;
+    void Linger() override;
+    void End() override;
+    std::function<void()> Waker() override;
+    std::function<void()> Ender() override;
+
+    void OnAnswer(Reply reply, Login login, std::chrono::milliseconds delay);
+    void Serve(const Reply& reply, const Login& login);
+    Link& AsLink() { return *this; }
+    void Become(std::shared_ptr<Role> role, Standing standing = Standing::Other);
+    // Runs on the strand, with the present role. A role that gives way in it lives on to its end.
+    template <typename Call>
+    void Tell(Call call);
+
+    void Read();
+    void OnRead(const std::error_code& error, std::size_t count);
+    void Write();
+    void OnWritten(const std::error_code& error, std::size_t count);
+    void ArmDeadline();
+
+    asio::ip::tcp::socket socket_;
+    const ConnectionHost host_;
+    const TimePoint began_ = std::chrono::steady_clock::now();
+    const std::shared_ptr<RecordQueue> queue_ = std::make_shared<RecordQueue>();
+    std::atomic<Standing> standing_{Standing::Head};
+    std::shared_ptr<Role> role_;  // never null
+    Change changed_ = Change::None;
+    std::array<char, 2048> input_;
+    bool peerDone_ = false;  // it has closed its side
+
+    // What is being written: text, then a picture.
+    std::string outText_;
+    PacketPtr outPacket_;
+    std::size_t outDone_ = 0;
+    bool writing_ = false;
+
+    asio::steady_timer deadlineTimer_;
+    TimePoint deadline_ = TimePoint::max();
+    TimePoint armed_ = TimePoint::max();
+    asio::steady_timer timer_;
+};
+
+}  // namespace kvrecorder

@@ -1,0 +1,55 @@
+// Sends the records of a channel's stream.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "connections/login.h"
+#include "connections/role.h"
+#include "media/sound_hub.h"
+#include "state/record_queue.h"
+
+namespace kvrecorder {
+
+class StreamRole : public Role {
+public:
+    struct Start {
+        std::string head;  // of the reply
+        int channel;
+        int stream;
+        Login login;
+    };
+
+    StreamRole(Link& link, RecorderModel& model, SoundHub& sounds, std::shared_ptr<RecordQueue> queue,
+               Start start);
+
+    void Begin() override;
+    void OnSent() override { NextRecord(); }
+    void OnWoken() override;
+    void OnChanged(Change change) override;
+    void Release() override;
+
+private:
+    void Subscribe(const Channel& channel);
+    void SubscribeSound();
+    std::function<void(const PacketPtr&)> MakeSink();
+    // False if the user lost the stream, and the connection is ended.
+    bool CheckRight();
+    void FollowSource();
+    void NextRecord();
+
+    Link& link_;
+    RecorderModel& model_;
+    SoundHub& sounds_;
+    const std::shared_ptr<RecordQueue> queue_;
+    const Start start_;
+    std::unique_ptr<Subscription> subscription_;
+    std::unique_ptr<Subscription> sound_;
+    std::optional<SoundConfig> heard_;  // what sound_ is of
+    int sourceNumber_ = 0;
+    std::uint32_t recordNumber_ = 0;
+    std::string recordText_;
+};
+
+}  // namespace kvrecorder

@@ -1,0 +1,74 @@
+#include "state/event_log.h"
+
+#include <algorithm>
+#include <ctime>
+
+#include "state/text.h"
+
+namespace kvrecorder {
+namespace {
+
+constexpr std::size_t kLongestText = 600;
+
+// Fit for a line between tags, whoever wrote it.
+std::string LineText(std::string_view text) {
+    std::string line = MarkupFree(text.substr(0, kLongestText));
+    for (char& c : line) {
+        c = static_cast<unsigned char>(c) < 0x20 || c == 0x7F ? '?' : c;
+    }
+    if (!IsDisplayText(line)) {
+        std::replace_if(
+            line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; }, '?');
+    }
+    return line;
+}
+
+std::string LocalTime(EventLog::TimePoint at) {
+    const std::time_t time = std::chrono::system_clock::to_time_t(at);
+    std::tm local{};
+    ::localtime_r(&time, &local);
+    char text[32];
+    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
+    return text;
+}
+
+}  // namespace
+
+void EventLog::Add(EventLevel level, std::string_view text, std::chrono::seconds quiet) {
+    std::string line = LineText(text);
+    const TimePoint now = now_();
+    const std::lock_guard lock(mutex_);
+    for (auto event = events_.rbegin(); event != events_.rend() && event->time > now - quiet; ++event) {
+        if (event->level == level && event->text == line) {
+            return;
+        }
+    }
+    events_.push_back({now, level, std::move(line)});
+    if (events_.size() > kMost) {
+        events_.pop_front();
+    }
+}
+
+std::vector<Event> EventLog::Latest(std::chrono::seconds age) const {
+    const TimePoint since = now_() - age;
+    const std::lock_guard lock(mutex_);
+    std::vector<Event> latest;
+    for (auto event = events_.rbegin(); event != events_.rend() && latest.size() < kMostTold; ++event) {
+        if (event->time >= since) {
+            latest.push_back(*event);
+        }
+    }
+    return latest;
+}
+
+std::string MakeEventDocument(const std::vector<Event>& events) {
+    // Clients take a bare line feed for the end of the header.
+    std::string body = "\n<num>" + std::to_string(events.size()) + "</num>\n";
+    for (const Event& event : events) {
+        body += "<info>\n<level>" + std::to_string(static_cast<int>(event.level)) + "</level>\n<date_time>" +
+                LocalTime(event.time) + "</date_time>\n<msg>" + event.text + "</msg>\n</info>\n";
+    }
+    return body;
+}
+
+}  // namespace kvrecorder

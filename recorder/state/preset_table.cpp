@@ -1,0 +1,113 @@
+#include "state/preset_table.h"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "state/text.h"
+
+namespace kvrecorder {
+namespace {
+
+constexpr const char* kFirstLine = "kvrecorder presets 1";
+
+// Different parts of the scene, so that a change of place is seen.
+SceneView PlaceOf(std::size_t index) {
+    static constexpr std::array<SceneView, kMaxPresets> kPlaces = {{
+        {800, 700, 1.2},
+        {2400, 900, 1.6},
+        {1600, 800, 2.5},
+        {600, 1000, 3},
+        {2700, 500, 2},
+        {1100, 500, 4},
+        {2100, 1100, 3},
+        {400, 600, 2},
+        {3000, 1200, 5},
+        {1600, 1300, 4},
+    }};
+    return kPlaces[index];
+}
+
+bool Sound(const SceneView& view) {
+    return std::isfinite(view.centreX) && std::isfinite(view.centreY) && std::isfinite(view.zoom) &&
+           std::abs(view.centreX) < 1e6 && std::abs(view.centreY) < 1e6 && view.zoom > 0 && view.zoom < 100;
+}
+
+}  // namespace
+
+PresetTable::PresetTable(std::string file, const std::vector<std::string>& names) : file_(std::move(file)) {
+    if (!file_.empty() && Load()) {
+        return;
+    }
+    for (std::size_t i = 0; i < std::min(names.size(), slots_.size()); ++i) {
+        if (!names[i].empty()) {
+            slots_[i] = Preset{names[i], PlaceOf(i)};
+        }
+    }
+}
+
+PresetSlots PresetTable::Slots() const {
+    const std::lock_guard lock(mutex_);
+    return slots_;
+}
+
+bool PresetTable::Set(std::size_t index, std::optional<Preset> preset) {
+    const std::lock_guard saving(saving_);
+    PresetSlots slots;
+    {
+        const std::lock_guard lock(mutex_);
+        slots_.at(index) = std::move(preset);
+        slots = slots_;
+    }
+    return file_.empty() || Save(slots);
+}
+
+// A line is number, place, zoom and, behind one blank, the name.
+bool PresetTable::Load() {
+    std::ifstream file(file_);
+    std::string line;
+    if (!std::getline(file, line) || line != kFirstLine) {
+        return false;
+    }
+    while (std::getline(file, line)) {
+        std::istringstream words(line);
+        words.imbue(std::locale::classic());
+        std::size_t index = 0;
+        Preset preset;
+        if (!(words >> index >> preset.view.centreX >> preset.view.centreY >> preset.view.zoom) ||
+            index >= slots_.size() || !Sound(preset.view)) {
+            continue;
+        }
+        words.get();
+        std::getline(words, preset.name);
+        if (preset.name.size() <= kMaxPresetBytes && IsDisplayText(preset.name)) {
+            slots_[index] = std::move(preset);
+        }
+    }
+    return true;
+}
+
+bool PresetTable::Save(const PresetSlots& slots) const {
+    const std::string fresh = file_ + ".new";
+    {
+        std::ofstream file(fresh, std::ios::trunc);
+        file.imbue(std::locale::classic());
+        file << kFirstLine << '\n';
+        for (std::size_t i = 0; i < slots.size(); ++i) {
+            if (slots[i]) {
+                file << i << ' ' << slots[i]->view.centreX << ' ' << slots[i]->view.centreY << ' '
+                     << slots[i]->view.zoom << ' ' << slots[i]->name << '\n';
+            }
+        }
+        if (!file.flush()) {
+            return false;
+        }
+    }
+    std::error_code error;
+    std::filesystem::rename(fresh, file_, error);
+    return !error;
+}
+
+}  // namespace kvrecorder

@@ -1,0 +1,26 @@
+// A channel's steerable camera as ptz.cgi sees it.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "media/ptz_camera.h"
+#include "state/preset_table.h"
+
+namespace kvrecorder {
+
+// Any thread.
+class PtzUnit {
+public:
+    PtzUnit(bool wide, std::string presetFile, const std::vector<std::string>& names)
+        : camera(std::make_shared<PtzCamera>(wide)), presets(std::move(presetFile), names) {}
+
+    const std::shared_ptr<PtzCamera> camera;
+    PresetTable presets;
+};
+
+// The words that a camera answers an order with: the number of the end that it is at, 0 for none, or "-1"
+// for what it cannot do. `argument` is as it came on the wire.
+std::string RunPtzOrder(PtzUnit& unit, int command, std::string_view argument);
+
+}  // namespace kvrecorder

@@ -1,0 +1,97 @@
+// Channels on their way to files.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "media/matroska_writer.h"
+#include "media/media_hub.h"
+#include "state/record_queue.h"
+#include "state/recorder_config.h"
+
+namespace kvrecorder {
+
+// Writes the first stream of each channel that is told to; one thread does it for all. A file that is full
+// is followed by another, and the oldest files make room when all together are more than may be. Any
+// thread.
+class Recordings {
+public:
+    struct Notice {
+        int channel = 0;
+        std::string problem;  // empty: the file was ended as it was wished
+        std::string file;
+        std::int64_t milliseconds = 0;
+    };
+    // The listener is told, on the writing thread, of the end of each recording.
+    Recordings(MediaHub& hub, RecordingConfig config, std::function<void(const Notice&)> listener);
+    // Ends all files in order.
+    ~Recordings();
+    Recordings(const Recordings&) = delete;
+    Recordings& operator=(const Recordings&) = delete;
+
+    // "" or words for the user; a channel that is recorded goes on.
+    std::string Start(int channel);
+    // Nothing happens to one that is not recorded.
+    void Stop(int channel);
+    bool Runs(int channel) const;
+    // A disk that is made out to be full is; any thread.
+    void PretendFull(bool full) { pretendFull_ = full; }
+    // The channel has another source.
+    void Follow(int channel);
+
+    const std::string& Folder() const { return config_.folder; }
+
+private:
+    struct Signal {
+        std::mutex mutex;
+        std::condition_variable wake;
+        bool set = false;
+
+        void Set();
+        void Wait();
+    };
+    struct Track {
+        explicit Track(int number) : channel(number) {}
+        const int channel;
+        const std::shared_ptr<RecordQueue> queue = std::make_shared<RecordQueue>(kMaxLagMs);
+        std::unique_ptr<Subscription> subscription;
+        // Of the writing thread.
+        std::unique_ptr<MatroskaWriter> writer;
+        std::string file;
+        std::int64_t recordedMs = 0;  // in the files before
+        int sinceCheck = 0;
+    };
+    // A disk that is slower than this loses pictures.
+    static constexpr std::int64_t kMaxLagMs = 10'000;
+
+    std::unique_ptr<Subscription> Subscribe(const Track& track);
+    void Run();
+    void Drain(Track& track);
+    void Put(Track& track, const PacketPtr& packet);
+    void OpenFile(Track& track, const PacketPtr& key);
+    void CloseFile(Track& track);
+    void Finish(std::unique_ptr<Track> track, const std::string& problem);
+    void MakeRoom();
+    std::string CheckFolder();
+    bool Full() const;
+
+    MediaHub& hub_;
+    std::atomic<bool> pretendFull_ = false;
+    RecordingConfig config_;
+    const std::function<void(const Notice&)> listener_;
+    const std::shared_ptr<Signal> signal_ = std::make_shared<Signal>();
+    mutable std::mutex mutex_;
+    std::map<int, std::unique_ptr<Track>> tracks_;
+    std::vector<std::unique_ptr<Track>> ended_;
+    bool stop_ = false;
+    std::thread thread_;  // last
+};
+
+}  // namespace kvrecorder
