@@ -28,8 +28,6 @@ constexpr ConsoleKey kKeys[] = {
     {Qt::Key_9, 1659, false, 0},
     {Qt::Key_PageDown, kKeyNextPage, false, 6231},
     {Qt::Key_PageUp, kKeyPreviousPage, false, 6232},
-    {Qt::Key_Right | kCtrl, kKeyNextCamera, false, 6980},
-    {Qt::Key_Left | kCtrl, kKeyPreviousCamera, false, 6981},
     {Qt::Key_G, kCtlPageMenu, false, 0},
     {Qt::Key_Q, kCtlSequential, false, 0},
     {Qt::Key_I, kCtlSequentialInterval, false, 0},
@@ -73,6 +71,8 @@ constexpr ConsoleKey kKeys[] = {
     {Qt::Key_8 | kCtrl, 1818, false, 0},
     {Qt::Key_9 | kCtrl, 1819, false, 0},
     {Qt::Key_0 | kCtrl, 1820, false, 0},
+    {Qt::Key_Right | kCtrl, kKeyNextCamera, false, 6980},
+    {Qt::Key_Left | kCtrl, kKeyPreviousCamera, false, 6981},
     {Qt::Key_F10, kCtlMainMenu, false, 0},
     {Qt::Key_O, kCtlOptions, false, 0},
     {Qt::Key_L, kCtlLanguage, false, 0},
@@ -130,9 +130,11 @@ QString KeyName(int key) {
                    {Qt::Key_Left, u'\u2190'},
                    {Qt::Key_Right, u'\u2192'}};
     const auto* const arrow = std::find_if(std::begin(kArrows), std::end(kArrows),
-                                           [key](const auto& row) { return row.key == key; });
-    return arrow != std::end(kArrows) ? QString(QChar(arrow->arrow))
-                                      : QKeySequence(key).toString(QKeySequence::NativeText);
+                                           [key](const auto& row) { return row.key == (key & ~kCtrl); });
+    if (arrow == std::end(kArrows)) {
+        return QKeySequence(key).toString(QKeySequence::NativeText);
+    }
+    return QLatin1String((key & kCtrl) != 0 ? "Ctrl+" : "") + QChar(arrow->arrow);
 }
 
 QString ShortcutName(int command) {
