@@ -200,6 +200,9 @@ bool ScreenController::Retire(std::unique_ptr<CFSPanel> panel) {
     panel->SetResized({});
     panel->hide();
     const bool bDialog = MoveDialogs(*panel, m_fullScreen ? static_cast<QWidget&>(*m_fullScreen) : m_dlg);
+    if (m_dlg.SignIn().IsShown()) {
+        m_dlg.SignIn().Update();  // off the panel, with what was typed
+    }
     QMetaObject::invokeMethod(
         &m_dlg, [held = std::shared_ptr<CFSPanel>(std::move(panel))] {}, Qt::QueuedConnection);
     return bDialog;

@@ -28,6 +28,7 @@ namespace {
 
 constexpr int kTitleHeight = 18;
 constexpr int kCardWidth = 440;
+constexpr int kMessageLines = 3;  // as the longest text in any language has
 
 constexpr std::uint32_t kStrTitle = 7000;
 constexpr std::uint32_t kStrSignIn = 7001;
@@ -139,9 +140,9 @@ QFrame* SignInCard::Arrange() {
     QFont large = title->font();
     large.setPixelSize(kTitleHeight);
     title->setFont(large);
-    m_message = MakeMessageLabel(frame, 2);
+    m_message = MakeMessageLabel(frame, kMessageLines);
     m_message->setObjectName(QStringLiteral("message"));
-    m_message->setMinimumHeight(2 * m_message->fontMetrics().lineSpacing());
+    m_message->setMinimumHeight(kMessageLines * m_message->fontMetrics().lineSpacing());
     QPalette bright = m_message->palette();
     bright.setColor(QPalette::WindowText, QColor(palette::kInkBright));
     m_message->setPalette(bright);
