@@ -40,7 +40,11 @@ DesktopWindow::DesktopWindow(const AppOptions& options)
     impl.SetSharePort(&m_shares);
     const PropertyBag told = PropertiesOf(options);
     const PropertyBag kept = LoadKeptProperties(Registry());
-    m_client.Load(kept);
+    PropertyBag atStart = kept;
+    if (NamesAnotherRecorder(kept, told)) {
+        atStart.erase("AuthData");
+    }
+    m_client.Load(atStart);
     m_client.Load(told);
     if (options.keep) {
         KeepChangedProperties(Registry(), {}, told);

@@ -17,7 +17,8 @@ constexpr const char* kAutoStart = "AutoStart";
 constexpr const char* kLanguage = "Language";
 constexpr const char* kUser = "Username";
 constexpr const char* kPassword = "Passwd";
-constexpr const char* kTexts[] = {"ServerIP", "DefServerName", "HelpPath"};
+constexpr const char* kAddress = "ServerIP";
+constexpr const char* kTexts[] = {kAddress, "DefServerName", "HelpPath"};
 constexpr std::uint32_t kMissing = 0xFFFFFFFF;
 
 std::optional<std::string> LoadAuth(const COrvoRegistry& registry) {
@@ -68,7 +69,7 @@ PropertyBag PropertiesOf(const AppOptions& options) {
             bag[name] = std::move(value);
         }
     };
-    take("ServerIP", options.server);
+    take(kAddress, options.server);
     take(kPort, options.port);
     take(kAutoStart, options.autoStart ? 1 : 0);
     take("DefServerName", options.serverName);
@@ -78,6 +79,15 @@ PropertyBag PropertiesOf(const AppOptions& options) {
         bag[kLanguage] = std::to_string(*options.language);
     }
     return bag;
+}
+
+bool NamesAnotherRecorder(const PropertyBag& kept, const PropertyBag& told) {
+    const auto differs = [&](const char* name) {
+        const auto now = told.find(name);
+        const auto before = kept.find(name);
+        return now != told.end() && (before == kept.end() || before->second != now->second);
+    };
+    return differs(kAddress) || differs(kPort);
 }
 
 PropertyBag PropertiesOf(CTR450Client& client) {

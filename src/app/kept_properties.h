@@ -12,6 +12,9 @@ class COrvoRegistry;
 PropertyBag LoadKeptProperties(const COrvoRegistry& registry);
 // What the command line says.
 PropertyBag PropertiesOf(const AppOptions& options);
+// The command line says another recorder's address or port than what is kept. A login that is kept for the
+// one is not for the other.
+bool NamesAnotherRecorder(const PropertyBag& kept, const PropertyBag& told);
 // As they are now, all of them.
 PropertyBag PropertiesOf(CTR450Client& client);
 // Keeps those of `now` that are not as in `before`. The credential is kept enciphered, as those of further

@@ -32,13 +32,7 @@ void KeptSignIn::Begin(const PropertyBag& kept, const PropertyBag& told) {
         return;
     }
     m_entry.user = credential->first;
-    // A password that is kept for one recorder is not offered to another.
-    const auto isOther = [&](const char* name) {
-        const auto now = told.find(name);
-        const auto before = kept.find(name);
-        return now != told.end() && (before == kept.end() || before->second != now->second);
-    };
-    if (told.contains(kAuth) || (!isOther(kAddress) && !isOther(kPort))) {
+    if (told.contains(kAuth) || !NamesAnotherRecorder(kept, told)) {
         m_entry.password = credential->second;
     }
 }

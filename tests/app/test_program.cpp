@@ -225,4 +225,11 @@ TEST_F(Program, PropertiesAreKeptWhenAskedAndOthersHoldForTheirRun) {
     ASSERT_TRUE(server.WaitForHeads(1));
     EXPECT_THAT(server.Heads()[0], HasSubstr("Basic " + kAuth));
     EXPECT_EQ(Terminate(), 0);
+    // Another recorder does not get this one's login.
+    ScriptedServer other([](Peer& peer) { peer.ReadHead(); });
+    Start({"--auto-start", "--port", std::to_string(other.Port()), picture[0], picture[1], picture[2], "2"});
+    EXPECT_EQ(WaitForEnd(std::chrono::seconds(20)), 0);
+    for (const std::string& head : other.Heads()) {
+        EXPECT_THAT(head, Not(HasSubstr(kAuth)));
+    }
 }
