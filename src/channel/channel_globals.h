@@ -6,10 +6,10 @@
 namespace kvmon {
 
 struct ChannelGlobals {
-    std::atomic<bool> debugLines{false};         // all information lines, whatever the mask
-    std::atomic<bool> saveProcessImage{false};   // SaveProcessImage: a snapshot takes the composed picture
-    std::atomic<bool> streamFromCamera{true};    // StreamFromCamera
-    std::atomic<int> decoderThreads{1};        // of each decoder that can share its work
+    std::atomic<bool> debugLines{false};        // all information lines, whatever the mask
+    std::atomic<bool> saveProcessImage{false};  // SaveProcessImage: a snapshot takes the composed picture
+    std::atomic<bool> streamFromCamera{true};   // StreamFromCamera
+    std::atomic<int> decoderThreads{1};         // of each decoder that can share its work
 };
 
 ChannelGlobals& Globals();

@@ -11,8 +11,8 @@ namespace kvmon {
 
 class COrvoRegistry;
 
-// The cipher bytes of the text: one more than it has, or two where one of them would be zero. A zero would end
-// the cipher for whoever reads it: values of old are cut there and do not come back whole.
+// The cipher bytes of the text: one more than it has, or two where one of them would be zero. A zero would
+// end the cipher for whoever reads it: values of old are cut there and do not come back whole.
 std::vector<std::uint8_t> EncryptString(std::string_view plain, std::string_view keyText);
 // The text without its marker. A wrong key gives other bytes and no error.
 std::string DecryptString(std::vector<std::uint8_t> cipher, std::string_view keyText);
