@@ -70,6 +70,15 @@ std::string KeyRecords() {
     return kvtest::Records(wire::kZ264, maker, 64, 48, 4);
 }
 
+// A recorder that has these records for whoever asks for a stream.
+auto Streams(std::string records) {
+    return [records = std::move(records)](Peer& peer) {
+        peer.ReadHead();
+        peer.Write(HttpReply(200, "OK", ""));
+        Repeat(peer, records);
+    };
+}
+
 // Settings of the test's own.
 struct Store {
     Store() {
@@ -308,13 +317,7 @@ TEST_F(DirectCamera, EveryFaultGivesWayToTheRecorderForGood) {
             peer.Write(kGood);
             Repeat(peer, part);
         });
-        ScriptedServer recorder(
-            [&](Peer& peer) {
-                peer.ReadHead();
-                peer.Write(HttpReply(200, "OK", ""));
-                Repeat(peer, records);
-            },
-            "getstream.cgi");
+        ScriptedServer recorder(Streams(records), "getstream.cgi");
         const CameraSettings settings =
             SettingsFor(fault.script ? device.Port() : kvtest::UnusedPort(), recorder.Port());
         const int tries = fault.script ? 1 : 0;
@@ -396,13 +399,7 @@ TEST_F(DirectCamera, ACameraThatDripsGivesWayToo) {
             peer.Write(head);
             Repeat(peer, "x");
         });
-        ScriptedServer recorder(
-            [&](Peer& peer) {
-                peer.ReadHead();
-                peer.Write(HttpReply(200, "OK", ""));
-                Repeat(peer, records);
-            },
-            "getstream.cgi");
+        ScriptedServer recorder(Streams(records), "getstream.cgi");
         Play(SettingsFor(device.Port(), recorder.Port()), fakeClock);
         ASSERT_TRUE(device.WaitForHeads(1));
         fakeClock.Advance(Milliseconds(2900));
@@ -428,13 +425,7 @@ TEST_F(DirectCamera, TheUserMayHaveTheCameraTriedAgain) {
         peer.Write(kGood);
         Repeat(peer, part);
     });
-    ScriptedServer recorder(
-        [&](Peer& peer) {
-            peer.ReadHead();
-            peer.Write(HttpReply(200, "OK", ""));
-            Repeat(peer, records);
-        },
-        "getstream.cgi");
+    ScriptedServer recorder(Streams(records), "getstream.cgi");
     const auto view = std::make_shared<kvtest::MessageLog>();
     Play(SettingsFor(device.Port(), recorder.Port()), fakeClock);
     camera->SetViewWnd(WindowHandle(view), nullptr);

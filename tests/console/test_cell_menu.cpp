@@ -1,6 +1,8 @@
 // The menu of a cell and what hangs on it, in a console whose recorder knows no steerable camera.
 #include <gmock/gmock.h>
 
+#include <QtCore/QBuffer>
+#include <QtGui/QImage>
 #include <QtGui/QKeyEvent>
 #include <QtGui/QMouseEvent>
 #include <QtWidgets/QApplication>
@@ -17,6 +19,7 @@
 #include "console/cell_menu.h"
 #include "console_fixture.h"
 #include "support/fake_recorder.h"
+#include "support/scripted_server.h"
 
 using namespace kvmon;
 using kvtest::FakeRecorder;
@@ -224,6 +227,44 @@ TEST_F(CellMenuTest, ThePictureOfACellIsSetFromItsMenu) {
     EXPECT_EQ(again.GetDisplayMode(), DisplayMode::PowerOfTwo);
     EXPECT_EQ(again.GetMainOsdColor(), 0x00FFFFFFu);
     EXPECT_TRUE(again.IsDeinterlace());
+}
+
+// From the click to the request: to the recorder, and to the camera again.
+TEST_F(CellMenuTest, WhereTheStreamComesFromIsChosen) {
+    QImage picture(32, 16, QImage::Format_RGB32);
+    picture.fill(Qt::gray);
+    QBuffer jpeg;
+    ASSERT_TRUE(picture.save(&jpeg, "JPG"));
+    const std::string part =
+        "--p\r\nContent-Type: image/jpeg\r\nContent-Length: " + std::to_string(jpeg.size()) + "\r\n\r\n" +
+        jpeg.data().toStdString() + "\r\n";
+    kvtest::ScriptedServer camera([&](kvtest::Peer& peer) {
+        peer.ReadHead();
+        peer.Write("HTTP/1.0 200 OK\r\nContent-Type: multipart/x-mixed-replace; boundary=p\r\n\r\n");
+        while (peer.Write(part)) {
+            std::this_thread::sleep_for(Milliseconds(50));
+        }
+    });
+    FakeRecorder recorder("Hall", {{.name = "Gate", .cameraPort = camera.Port()}});
+    Open(recorder.Port());
+    ASSERT_TRUE(PumpUntil([&] { return Cell(0).GetCamera()->GetStatistics().shown > 0; }));
+    const auto choose = [this] {
+        QMenu* const menu = OpenMenu();
+        ASSERT_NE(menu, nullptr);
+        for (QAction* const entry : menu->actions()) {
+            if (entry->text() == "Picture directly from the camera") {
+                entry->trigger();
+                emit menu->triggered(entry);
+            }
+        }
+        menu->close();
+        Pump();
+    };
+    choose();
+    EXPECT_TRUE(PumpUntil([&] { return recorder.StreamRequestCount() > 0; }));
+    EXPECT_EQ(camera.Heads().size(), 1u);
+    choose();
+    EXPECT_TRUE(PumpUntil([&] { return camera.Heads().size() == 2; }));
 }
 
 TEST_F(CellMenuTest, PresetsAreStoredByNumberAlone) {

@@ -186,9 +186,12 @@ std::string FakeRecorder::InitInfo() const {
     std::string text = "server name=" + name_ + "\nversion=1.2.3\nbuild=45\n";
     text += FormatText("channel number=%d\n//----------\n", static_cast<int>(channels_.size()));
     for (std::size_t i = 0; i < channels_.size(); ++i) {
-        const char* const address = channels_[i].configured ? "10.0.0.1" : "";
-        text += HexLine(FormatText("%03d%16s%64s%64s", static_cast<int>(i), "0000000100000001", address, ""));
-        text += HexLine(FormatText("%32s%32s%6d%6d", "user", "word", 80, 80));
+        const int camera = channels_[i].cameraPort;
+        const char* const make = camera != 0 ? "0000000000000001" : "0000000100000001";
+        const char* const address = camera != 0 ? "127.0.0.1" : channels_[i].configured ? "10.0.0.1" : "";
+        const int port = camera != 0 ? camera : 80;
+        text += HexLine(FormatText("%03d%16s%64s%64s", static_cast<int>(i), make, address, ""));
+        text += HexLine(FormatText("%32s%32s%6d%6d", "user", "word", port, port));
     }
     return text + "----------//\n";
 }
@@ -196,9 +199,10 @@ std::string FakeRecorder::InitInfo() const {
 std::string FakeRecorder::ExtInfo() const {
     const std::lock_guard lock(mutex_);
     std::string text = FormatText("channel number=%d\n", static_cast<int>(channels_.size()));
-    text += "lines of channel=1\n//----------\n";
-    for (std::size_t i = 0; i < channels_.size(); ++i) {
+    text += "lines of channel=2\n//----------\n";
+    for (const FakeChannel& channel : channels_) {
         text += HexLine("rtsp port=554");
+        text += HexLine(channel.cameraPort != 0 ? "http_video_url=/video.mjpg" : "http_video_url=");
     }
     return text + "----------//\n";
 }

@@ -17,6 +17,7 @@ struct FakeChannel {
     std::string name;
     bool right = true;
     bool configured = true;
+    std::uint16_t cameraPort = 0;  // not 0: of no maker, with its pictures at /video.mjpg of this port
 };
 
 class FakeRecorder {

@@ -141,6 +141,14 @@ async function byFinger(page) {
     for (const place of way(middle(from), to)) await page.fingers('touchMove', place);
     await isDragged(page, from);
   };
+  const thereAndBack = async () => {
+    await drag(0, BESIDE);
+    await page.fingers('touchEnd');
+    await hasOrder(page, '4231');
+    await drag(0, BESIDE);
+    await page.fingers('touchEnd');
+    await staysAs(page, '1234');
+  };
   // One that moves at once drags nothing, however long it stays.
   const swipe = [['touchStart', middle(0)], ...way(middle(0), BESIDE).map((place) => ['touchMove', place])];
   await Promise.all(swipe.map(([type, place]) => page.fingers(type, place)));
@@ -149,12 +157,7 @@ async function byFinger(page) {
   await page.fingers('touchEnd');
   await staysAs(page, '1234');
 
-  await drag(0, BESIDE);
-  await page.fingers('touchEnd');
-  await hasOrder(page, '4231');
-  await drag(0, BESIDE);
-  await page.fingers('touchEnd');
-  await staysAs(page, '1234');
+  await thereAndBack();
 
   // A rest without a move is no more than a tap.
   await rest(1);
@@ -174,12 +177,7 @@ async function byFinger(page) {
   await page.fingers('touchCancel');
   await staysAs(page, '1234');
   // Then fingers do what they did.
-  await drag(0, BESIDE);
-  await page.fingers('touchEnd');
-  await hasOrder(page, '4231');
-  await drag(0, BESIDE);
-  await page.fingers('touchEnd');
-  await staysAs(page, '1234');
+  await thereAndBack();
   await page.touchscreen.tap(...SINGLE);
   await until('the single view', () => isSingle(page));
   await page.touchscreen.tap(...FOUR);
