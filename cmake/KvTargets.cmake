@@ -1,16 +1,37 @@
 # Helpers that keep one target a folder and make the allowed include directions hold.
 #
-# A header is included as "folder/name.h". A target sees only the folders that it names in
-# DEPS: each folder is reached through an include root of its own, which holds nothing but
-# a link to that folder, so that a forbidden include does not compile.
+# A header is included as "folder/name.h", or "folder/subfolder/name.h". A target sees only the folders that it names
+# in DEPS: each folder is reached through an include root of its own, which holds nothing but a link to that folder, so
+# that a forbidden include does not compile.
 
 set(KV_INCLUDE_ROOTS ${CMAKE_BINARY_DIR}/include-roots)
 
+# What stands before a header's name when it is included: src/console/wall is "console/wall".
+function(kv_folder_name result folder)
+  foreach(base src recorder tests .)
+    cmake_path(ABSOLUTE_PATH base BASE_DIRECTORY ${CMAKE_SOURCE_DIR} NORMALIZE)
+    cmake_path(IS_PREFIX base ${folder} NORMALIZE inside)
+    if(inside AND NOT base STREQUAL folder)
+      cmake_path(RELATIVE_PATH folder BASE_DIRECTORY ${base} OUTPUT_VARIABLE name)
+      set(${result} ${name} PARENT_SCOPE)
+      return()
+    endif()
+  endforeach()
+  message(FATAL_ERROR "${folder} is not in this tree")
+endfunction()
+
 function(kv_include_root result folder)
-  get_filename_component(name ${folder} NAME)
-  set(root ${KV_INCLUDE_ROOTS}/${name})
-  file(MAKE_DIRECTORY ${root})
-  if(NOT EXISTS ${root}/${name})
+  kv_folder_name(name ${folder})
+  string(REPLACE "/" "-" root ${name})
+  set(root ${KV_INCLUDE_ROOTS}/${root})
+  cmake_path(GET name PARENT_PATH parent)
+  file(MAKE_DIRECTORY ${root}/${parent})
+  if(IS_SYMLINK ${root}/${name})
+    file(READ_SYMLINK ${root}/${name} present)
+    if(NOT present STREQUAL folder)
+      message(FATAL_ERROR "${folder} and ${present} are both included as ${name}/")
+    endif()
+  else()
     file(CREATE_LINK ${folder} ${root}/${name} SYMBOLIC)
   endif()
   set(${result} ${root} PARENT_SCOPE)
@@ -49,7 +70,7 @@ function(kv_check_headers target folder)
   if(NOT KV_BUILD_TESTS OR NOT headers)
     return()
   endif()
-  get_filename_component(name ${folder} NAME)
+  kv_folder_name(name ${folder})
   set(units)
   foreach(header ${headers})
     set(unit ${CMAKE_BINARY_DIR}/header_checks/${target}/${header}.cpp)
