@@ -5,13 +5,13 @@
 // back to it: so each file can be read, and tested, with nothing but what stands below it.
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <map>
-#include <optional>
 #include <set>
 #include <string>
 #include <vector>
+
+#include "includes.h"
 
 namespace {
 
@@ -28,31 +28,6 @@ bool IsSource(const fs::path& file) {
     return file.extension() == ".h" || file.extension() == ".cpp";
 }
 
-// The name between the quotes of an include line.
-std::optional<std::string> Included(const std::string& line) {
-    const auto directive = line.find_first_not_of(" \t");
-    if (directive == std::string::npos || line.compare(directive, 8, "#include") != 0)
-        return std::nullopt;
-    const auto first = line.find('"', directive);
-    const auto last = line.find('"', first + 1);
-    if (first == std::string::npos || last == std::string::npos)
-        return std::nullopt;
-    return line.substr(first + 1, last - first - 1);
-}
-
-// Headers are included by their path from a base; a test's neighbours by their name alone.
-std::optional<fs::path> Find(const std::string& name, const fs::path& includer,
-                             const std::vector<fs::path>& bases) {
-    std::vector<fs::path> places{includer.parent_path()};
-    places.insert(places.end(), bases.begin(), bases.end());
-    for (const auto& place : places) {
-        std::error_code ignored;
-        if (fs::is_regular_file(place / name, ignored))
-            return (place / name).lexically_normal();
-    }
-    return std::nullopt;
-}
-
 Rooms Read(const std::vector<fs::path>& bases) {
     Rooms rooms;
     for (const auto& base : bases) {
@@ -60,12 +35,11 @@ Rooms Read(const std::vector<fs::path>& bases) {
             if (!entry.is_regular_file() || !IsSource(entry.path()))
                 continue;
             auto& room = rooms[RoomOf(entry.path())];
-            std::ifstream file(entry.path());
-            for (std::string line; std::getline(file, line);) {
-                const auto name = Included(line);
-                const auto header = name ? Find(*name, entry.path(), bases) : std::nullopt;
-                if (header && RoomOf(*header) != RoomOf(entry.path()))
+            for (const auto& name : IncludedNames(entry.path())) {
+                const auto header = FindInclude(name, entry.path(), bases);
+                if (header && RoomOf(*header) != RoomOf(entry.path())) {
                     room.emplace(RoomOf(*header), entry.path());
+                }
             }
         }
     }
