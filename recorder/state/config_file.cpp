@@ -13,20 +13,20 @@ namespace {
 // Reads the keys of one table and tells those that nobody asked for.
 class TableReader {
 public:
-    TableReader(std::string path, const toml::table& table) : path_(std::move(path)), table_(table) {}
+    TableReader(std::string path, const toml::table& table) : m_path(std::move(path)), m_table(table) {}
 
     [[noreturn]] static void FailAt(const std::string& path, const toml::source_region& where,
                                     const std::string& text) {
         throw ConfigError(path + ":" + std::to_string(where.begin.line) + ": " + text);
     }
     [[noreturn]] void Fail(std::string_view key, const std::string& text) const {
-        const toml::node* node = table_.get(key);
-        FailAt(path_, node ? node->source() : table_.source(), std::string(key) + ": " + text);
+        const toml::node* node = m_table.get(key);
+        FailAt(m_path, node ? node->source() : m_table.source(), std::string(key) + ": " + text);
     }
 
     const toml::node* Find(std::string_view key) {
-        known_.emplace_back(key);
-        return table_.get(key);
+        m_known.emplace_back(key);
+        return m_table.get(key);
     }
     void Text(std::string_view key, std::string& value, std::size_t maxBytes = 255) {
         const toml::node* node = Find(key);
@@ -101,7 +101,7 @@ public:
             if (!entry.is_table()) {
                 Fail(key, "tables are wanted");
             }
-            TableReader reader(path_, *entry.as_table());
+            TableReader reader(m_path, *entry.as_table());
             read(reader);
             reader.Finish();
         }
@@ -115,7 +115,7 @@ public:
         if (!node->is_table()) {
             Fail(key, "a table is wanted");
         }
-        TableReader reader(path_, *node->as_table());
+        TableReader reader(m_path, *node->as_table());
         read(reader);
         reader.Finish();
     }
@@ -140,20 +140,20 @@ public:
     }
     // A key that is left over is most likely a misspelt one.
     void Finish() const {
-        for (const auto& [key, node] : table_) {
-            if (std::find(known_.begin(), known_.end(), key.str()) == known_.end()) {
-                FailAt(path_, key.source(), "unknown key \"" + std::string(key.str()) + "\"");
+        for (const auto& [key, node] : m_table) {
+            if (std::find(m_known.begin(), m_known.end(), key.str()) == m_known.end()) {
+                FailAt(m_path, key.source(), "unknown key \"" + std::string(key.str()) + "\"");
             }
         }
     }
     std::string Resolve(const std::string& file) const {
-        return (std::filesystem::path(path_).parent_path() / file).string();
+        return (std::filesystem::path(m_path).parent_path() / file).string();
     }
 
 private:
-    std::string path_;
-    const toml::table& table_;
-    std::vector<std::string> known_;
+    std::string m_path;
+    const toml::table& m_table;
+    std::vector<std::string> m_known;
 };
 
 constexpr std::array<std::pair<std::string_view, CgiRoot>, 3> kRoots = {{

@@ -94,30 +94,30 @@ const Channel* Snapshot::Configured(int channel) const {
     return &channels[index];
 }
 
-RecorderModel::RecorderModel(std::shared_ptr<MediaHub> hub) : hub_(std::move(hub)) {
-    hub_->SetListener([this](int channel, MediaEvent event, bool on) { OnMedia(channel, event, on); });
+RecorderModel::RecorderModel(std::shared_ptr<MediaHub> hub) : m_hub(std::move(hub)) {
+    m_hub->SetListener([this](int channel, MediaEvent event, bool on) { OnMedia(channel, event, on); });
 }
 
 RecorderModel::~RecorderModel() {
-    hub_->SetListener(nullptr);
+    m_hub->SetListener(nullptr);
 }
 
 SnapshotPtr RecorderModel::Current() const {
-    const std::lock_guard lock(mutex_);
-    return current_;
+    const std::lock_guard lock(m_mutex);
+    return m_current;
 }
 
 void RecorderModel::SetListener(std::function<void(Change)> listener) {
-    const std::lock_guard lock(mutex_);
-    listener_ = std::move(listener);
+    const std::lock_guard lock(m_mutex);
+    m_listener = std::move(listener);
 }
 
 Channel RecorderModel::MakeChannel(const ServerConfig& server, int number, const ChannelConfig& config) {
     Channel channel;
     channel.config = config;
     channel.ptz = MakeUnit(server, number, config);
-    hub_->AddChannel(config.name, WithCamera(config.source, channel.ptz));
-    channel.streams = hub_->Streams(number);
+    m_hub->AddChannel(config.name, WithCamera(config.source, channel.ptz));
+    channel.streams = m_hub->Streams(number);
     return channel;
 }
 
@@ -126,15 +126,15 @@ std::string RecorderModel::ChangeSource(const ServerConfig& server, int number, 
     std::shared_ptr<PtzUnit> unit =
         wanted.ptz.steerable && channel.ptz ? channel.ptz : MakeUnit(server, number, wanted);
     try {
-        hub_->ReplaceSource(number, wanted.name, WithCamera(wanted.source, unit));
+        m_hub->ReplaceSource(number, wanted.name, WithCamera(wanted.source, unit));
     } catch (const std::exception& error) {
         return error.what();
     }
-    if (recordings_) {
-        recordings_->Follow(number);
+    if (m_recordings) {
+        m_recordings->Follow(number);
     }
     channel.ptz = std::move(unit);
-    channel.streams = hub_->Streams(number);
+    channel.streams = m_hub->Streams(number);
     ++channel.sourceNumber;
     return "";
 }
@@ -153,31 +153,31 @@ void RecorderModel::Begin(const RecorderConfig& config) {
         }
     }
     {
-        const std::lock_guard lock(mutex_);
-        current_ = std::move(next);
+        const std::lock_guard lock(m_mutex);
+        m_current = std::move(next);
     }
-    recordings_ =
-        std::make_unique<Recordings>(*hub_, config.server.recording,
+    m_recordings =
+        std::make_unique<Recordings>(*m_hub, config.server.recording,
                                      [this](const Recordings::Notice& notice) { OnRecordingEnded(notice); });
-    events_.Add(EventLevel::Information, config.server.name + " started");
+    m_events.Add(EventLevel::Information, config.server.name + " started");
     CheckDisk();
 }
 
 template <typename Edit>
 std::string RecorderModel::Publish(Change change, Edit edit) {
     {
-        const std::lock_guard editing(editMutex_);
+        const std::lock_guard editing(m_editMutex);
         auto next = std::make_shared<Snapshot>(*Current());
         if (std::string problem = edit(*next); !problem.empty()) {
             return problem;
         }
-        const std::lock_guard lock(mutex_);
-        current_ = std::move(next);
+        const std::lock_guard lock(m_mutex);
+        m_current = std::move(next);
     }
     std::function<void(Change)> listener;
     {
-        const std::lock_guard lock(mutex_);
-        listener = listener_;
+        const std::lock_guard lock(m_mutex);
+        listener = m_listener;
     }
     if (listener) {
         listener(change);
@@ -214,17 +214,17 @@ std::string RecorderModel::Reload(const RecorderConfig& config) {
                 }
             }
             if (channel.config.name != wanted.name) {
-                hub_->RenameChannel(number, wanted.name);
+                m_hub->RenameChannel(number, wanted.name);
             }
             channel.config = std::move(taken);
         }
         for (std::size_t i = config.channels.size(); i < state.channels.size(); ++i) {
             state.channels[i].config.configured = false;
-            recordings_->Stop(static_cast<int>(i));
+            m_recordings->Stop(static_cast<int>(i));
         }
         return "";
     });
-    events_.Add(EventLevel::Information, "The configuration was read again");
+    m_events.Add(EventLevel::Information, "The configuration was read again");
     CheckDisk();
     return problems + failure;
 }
@@ -239,7 +239,7 @@ std::string RecorderModel::Rename(int channel, const std::string& name) {
             return problem;
         }
         found->config.name = name;
-        hub_->RenameChannel(channel, name);
+        m_hub->RenameChannel(channel, name);
         return "";
     });
 }
@@ -282,8 +282,8 @@ std::string RecorderModel::Remove(int channel) {
             return found ? "the channel has no camera" : kNoChannel;
         }
         found->config.configured = false;
-        if (recordings_) {
-            recordings_->Stop(channel);
+        if (m_recordings) {
+            m_recordings->Stop(channel);
         }
         return "";
     });
@@ -342,10 +342,10 @@ void RecorderModel::OnMedia(int channel, MediaEvent event, bool on) {
     const bool motion = event == MediaEvent::Motion;
     const std::string name = CameraName(*state, channel);
     if (motion && on) {
-        events_.Add(EventLevel::Information, name + ": motion");
+        m_events.Add(EventLevel::Information, name + ": motion");
     } else if (!motion) {
-        events_.Add(on ? EventLevel::Warning : EventLevel::Information,
-                    name + (on ? ": the stream is lost" : ": the stream is back"));
+        m_events.Add(on ? EventLevel::Warning : EventLevel::Information,
+                     name + (on ? ": the stream is lost" : ": the stream is back"));
     }
     SetFlag(channel, *FindStatusFlag(motion ? "motion" : "loss"), on);
 }
@@ -362,23 +362,23 @@ std::string RecorderModel::SetDiskFault(DiskFault fault) {
 void RecorderModel::CheckDisk() {
     const SnapshotPtr state = Current();
     const DiskFigures now = ReadDiskFigures(state->server);
-    if (recordings_) {
-        recordings_->PretendFull(state->server.diskFault == DiskFault::Full);
+    if (m_recordings) {
+        m_recordings->PretendFull(state->server.diskFault == DiskFault::Full);
     }
     std::optional<DiskFigures> before;
     {
-        const std::lock_guard lock(diskMutex_);
-        before = std::exchange(disk_, now);
+        const std::lock_guard lock(m_diskMutex);
+        before = std::exchange(m_disk, now);
     }
     if (before && before->status == now.status && before->usedPercent == now.usedPercent) {
         return;
     }
     if (now.status != 0) {
-        events_.Add(EventLevel::Error, "The disk cannot be read");
+        m_events.Add(EventLevel::Error, "The disk cannot be read");
     } else if (now.usedPercent >= kNearlyFull && (!before || before->usedPercent < kNearlyFull)) {
-        events_.Add(EventLevel::Warning, "The disk is " + std::to_string(now.usedPercent) + " % full");
+        m_events.Add(EventLevel::Warning, "The disk is " + std::to_string(now.usedPercent) + " % full");
     } else if (before && before->status != 0) {
-        events_.Add(EventLevel::Information, "The disk is good again");
+        m_events.Add(EventLevel::Information, "The disk is good again");
     }
     if (before) {
         Publish(Change::Status, [](Snapshot&) -> std::string { return ""; });
@@ -403,37 +403,37 @@ std::string RecorderModel::ShowRecording(int channel, bool on) {
 
 std::string RecorderModel::Record(int channel, bool on) {
     const SnapshotPtr state = Current();
-    if (!recordings_ || !state->Configured(channel)) {
+    if (!m_recordings || !state->Configured(channel)) {
         return kNoChannel;
     }
-    const bool ran = recordings_->Runs(channel);
+    const bool ran = m_recordings->Runs(channel);
     if (!on) {
-        recordings_->Stop(channel);
+        m_recordings->Stop(channel);
         return ShowRecording(channel, false);
     }
     const std::string name = CameraName(*state, channel);
-    if (std::string problem = recordings_->Start(channel); !problem.empty()) {
-        events_.Add(EventLevel::Error, name + ": recording cannot begin, " + problem,
-                    std::chrono::seconds(10));
+    if (std::string problem = m_recordings->Start(channel); !problem.empty()) {
+        m_events.Add(EventLevel::Error, name + ": recording cannot begin, " + problem,
+                     std::chrono::seconds(10));
         return problem;
     }
     if (!ran) {
-        events_.Add(EventLevel::Information, name + ": recording began");
+        m_events.Add(EventLevel::Information, name + ": recording began");
     }
     ShowRecording(channel, true);
     // It may have failed before it was shown.
-    return recordings_->Runs(channel) ? "" : ShowRecording(channel, false);
+    return m_recordings->Runs(channel) ? "" : ShowRecording(channel, false);
 }
 
 void RecorderModel::OnRecordingEnded(const Recordings::Notice& notice) {
     const std::string name = CameraName(*Current(), notice.channel);
     if (notice.problem.empty()) {
-        events_.Add(EventLevel::Information,
-                    name + ": recording ended after " + std::to_string(notice.milliseconds / 1000) + " s");
+        m_events.Add(EventLevel::Information,
+                     name + ": recording ended after " + std::to_string(notice.milliseconds / 1000) + " s");
         return;
     }
-    events_.Add(EventLevel::Error, name + ": recording failed, " + notice.problem);
-    ShowRecording(notice.channel, recordings_->Runs(notice.channel));
+    m_events.Add(EventLevel::Error, name + ": recording failed, " + notice.problem);
+    ShowRecording(notice.channel, m_recordings->Runs(notice.channel));
 }
 
 std::string RecorderModel::SetPtz(int channel, PtzReply reply, int delayMs) {

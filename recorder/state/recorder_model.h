@@ -57,9 +57,9 @@ public:
     RecorderModel& operator=(const RecorderModel&) = delete;
 
     SnapshotPtr Current() const;
-    MediaHub& Hub() { return *hub_; }
-    EventLog& Events() { return events_; }
-    Presence& Users() { return users_; }
+    MediaHub& Hub() { return *m_hub; }
+    EventLog& Events() { return m_events; }
+    Presence& Users() { return m_users; }
     void SetListener(std::function<void(Change)> listener);
 
     // Takes over a configuration; watchers of a channel with another source go on with that. What could not
@@ -99,16 +99,16 @@ private:
     std::string ChangeSource(const ServerConfig& server, int number, Channel& channel,
                              const ChannelConfig& wanted);
 
-    const std::shared_ptr<MediaHub> hub_;
-    std::mutex editMutex_;  // one change at a time
-    mutable std::mutex mutex_;
-    SnapshotPtr current_ = std::make_shared<Snapshot>();
-    std::function<void(Change)> listener_;
-    EventLog events_;
-    Presence users_;
-    std::mutex diskMutex_;
-    std::optional<DiskFigures> disk_;         // as told last
-    std::unique_ptr<Recordings> recordings_;  // last: its thread reports to the rest
+    const std::shared_ptr<MediaHub> m_hub;
+    std::mutex m_editMutex;  // one change at a time
+    mutable std::mutex m_mutex;
+    SnapshotPtr m_current = std::make_shared<Snapshot>();
+    std::function<void(Change)> m_listener;
+    EventLog m_events;
+    Presence m_users;
+    std::mutex m_diskMutex;
+    std::optional<DiskFigures> m_disk;         // as told last
+    std::unique_ptr<Recordings> m_recordings;  // last: its thread reports to the rest
 };
 
 }  // namespace kvrecorder
