@@ -5,6 +5,7 @@
 
 #include "media/file_decoder.h"
 #include "media/file_reader.h"
+#include "media/packet_group.h"
 #include "media/picture_encoder.h"
 #include "media/picture_source.h"
 
@@ -15,9 +16,6 @@ namespace {
 constexpr int kMostAtOnce = 16;
 // A file that is later than this goes on from now.
 constexpr MediaTime kLongestDelay{1'000'000};
-// Of a group that is kept for late comers.
-constexpr std::size_t kMostKeptPackets = 600;
-constexpr std::size_t kMostKeptBytes = 16 << 20;
 
 // The nearest size that an encoder here takes, in about the same shape.
 StreamConfig WholePicture(const FileFormat& format) {
@@ -84,7 +82,7 @@ public:
         m_next.reset();
         m_decoder.reset();
         m_reader.reset();
-        m_group.clear();
+        m_group.Clear();
         m_passing = false;
         for (Stream& stream : m_streams) {
             stream.transcoder.reset();
@@ -129,7 +127,7 @@ private:
         }
         const bool pass = round.wanted[0] && m_format.passOn;
         if (pass && !m_passing) {
-            for (const PacketPtr& packet : m_group) {
+            for (const PacketPtr& packet : m_group.Packets()) {
                 output.Give(0, packet, false);
             }
         }
@@ -140,7 +138,7 @@ private:
     void StartDecoder() {
         m_decoder = std::make_unique<FileDecoder>(m_reader->Parameters());
         AvPtr<AVPacket> packet(av_packet_alloc());
-        for (const PacketPtr& kept : m_group) {
+        for (const PacketPtr& kept : m_group.Packets()) {
             const auto size = static_cast<int>(kept->data.size());
             if (packet && av_new_packet(packet.get(), size) >= 0) {
                 std::copy(kept->data.begin(), kept->data.end(), packet->data);
@@ -179,7 +177,7 @@ private:
         }
     }
 
-    // Adds the packet to the group for late comers; a group beyond the bounds is given up.
+    // Adds the packet to the group for late comers.
     PacketPtr Keep() {
         const AVPacket& from = *m_next->packet;
         auto packet = std::make_shared<Packet>();
@@ -190,17 +188,8 @@ private:
         packet->timeMs = m_due.count() / 1000;
         packet->delayMs = (m_due + m_next->delay).count() / 1000 - packet->timeMs;
         packet->data.assign(from.data, from.data + from.size);
-        if (packet->key) {
-            m_group.clear();
-            m_groupBytes = 0;
-        }
-        if (packet->key || !m_group.empty()) {
-            m_groupBytes += packet->data.size();
-            m_group.push_back(packet);
-        }
-        if (m_group.size() > kMostKeptPackets || m_groupBytes > kMostKeptBytes) {
-            m_group.clear();
-        }
+        m_group.Add(packet);
+        m_group.DropIfTooLarge();
         return packet;
     }
 
@@ -212,8 +201,7 @@ private:
     std::optional<FileReader::Next> m_next;
     MediaTime m_due{};
     bool m_passing = false;
-    std::vector<PacketPtr> m_group;  // since the last key picture
-    std::size_t m_groupBytes = 0;
+    PacketGroup m_group;
 };
 
 }  // namespace

@@ -1,12 +1,10 @@
 #include "media/mxpeg_writer.h"
 
 #include <algorithm>
-#include <csetjmp>
-#include <cstdio>
 #include <cstdlib>
 #include <numeric>
 
-#include <jpeglib.h>
+#include "media/jpeg_writer.h"
 
 namespace kvrecorder {
 namespace {
@@ -29,66 +27,6 @@ constexpr std::uint8_t kMarker = 0xFF;
 constexpr std::uint8_t kStartOfScan = 0xDA;
 constexpr std::uint8_t kEndOfImage = 0xD9;
 constexpr std::uint8_t kComment = 0xFE;
-
-struct ErrorExit {
-    jpeg_error_mgr base;
-    std::jmp_buf jump;
-};
-
-void Leave(j_common_ptr info) {
-    // The library hands back the record that begins with the manager it was given.
-    std::longjmp(static_cast<ErrorExit*>(static_cast<void*>(info->err))->jump, 1);
-}
-
-void FeedRows(jpeg_compress_struct& info, std::uint8_t* rows, std::size_t stride) {
-    JSAMPROW y[kSide];
-    JSAMPROW u[kHalf];
-    JSAMPROW v[kHalf];
-    JSAMPARRAY planes[] = {y, u, v};
-    while (info.next_scanline < info.image_height) {
-        for (JSAMPROW& row : y) {
-            row = rows;
-            rows += stride;
-        }
-        for (JSAMPROW& row : u) {
-            row = rows;
-            rows += stride / 2;
-        }
-        for (JSAMPROW& row : v) {
-            row = rows;
-            rows += stride / 2;
-        }
-        jpeg_write_raw_data(&info, planes, kSide);
-    }
-}
-
-// `rows` holds, for each row of blocks, 16 rows of luma of `stride` bytes and 8 rows of half of that for each
-// of the others. Nothing with a destructor lives here, since an error leaves by a jump.
-bool CompressRows(std::uint8_t* rows, std::size_t stride, int width, int height, unsigned char** data,
-                  unsigned long* size) {
-    jpeg_compress_struct info;
-    ErrorExit error;
-    info.err = jpeg_std_error(&error.base);
-    error.base.error_exit = Leave;
-    if (setjmp(error.jump) != 0) {
-        jpeg_destroy_compress(&info);
-        return false;
-    }
-    jpeg_create_compress(&info);
-    jpeg_mem_dest(&info, data, size);
-    info.image_width = static_cast<JDIMENSION>(width);
-    info.image_height = static_cast<JDIMENSION>(height);
-    info.input_components = 3;
-    info.in_color_space = JCS_YCbCr;
-    jpeg_set_defaults(&info);
-    jpeg_set_quality(&info, kQuality, TRUE);
-    info.raw_data_in = TRUE;
-    jpeg_start_compress(&info, TRUE);
-    FeedRows(info, rows, stride);
-    jpeg_finish_compress(&info);
-    jpeg_destroy_compress(&info);
-    return true;
-}
 
 template <std::size_t side, std::size_t size>
 void LoadSquare(const AVFrame& picture, int plane, int width, int height, std::size_t column, std::size_t row,
@@ -218,14 +156,7 @@ bool MxpegWriter::Compress(const std::vector<std::size_t>& blocks, int width, in
             std::copy_n(block.v.begin() + i * kHalf, kHalf, v + i * (stride / 2));
         }
     }
-    unsigned char* data = nullptr;
-    unsigned long size = 0;
-    const bool done = CompressRows(m_rows.data(), stride, width, height, &data, &size);
-    if (done) {
-        m_jpeg.assign(data, data + size);
-    }
-    std::free(data);
-    return done;
+    return CompressBlockRows({width, height, kQuality}, m_rows.data(), stride, m_jpeg);
 }
 
 bool MxpegWriter::WriteWhole() {

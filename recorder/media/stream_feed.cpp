@@ -3,22 +3,19 @@
 #include <algorithm>
 
 namespace kvrecorder {
-namespace {
-
-constexpr std::size_t kMostKeptPackets = 600;
-constexpr std::size_t kMostKeptBytes = 16 << 20;
-
-}  // namespace
 
 void StreamFeed::Watcher::End() {
     const std::lock_guard lock(m_calling);
     m_ended = true;
 }
 
-void StreamFeed::Watcher::Give(const PacketPtr* first, const PacketPtr* last) {
+void StreamFeed::Watcher::Give(std::span<const PacketPtr> packets) {
     const std::lock_guard lock(m_calling);
-    for (; first != last && !m_ended; ++first) {
-        m_sink(*first);
+    for (const PacketPtr& packet : packets) {
+        if (m_ended) {
+            break;
+        }
+        m_sink(packet);
     }
 }
 
@@ -43,14 +40,14 @@ void StreamFeed::TakeWatchers() {
 }
 
 void StreamFeed::Begin() {
-    if (m_group.empty()) {
+    if (m_group.IsEmpty()) {
         return;
     }
     TakeWatchers();
     for (const auto& watcher : m_round) {
         if (!watcher->m_begun) {
             watcher->m_begun = true;
-            watcher->Give(m_group.data(), m_group.data() + m_group.size());
+            watcher->Give(m_group.Packets());
         }
     }
     m_round.clear();
@@ -59,27 +56,18 @@ void StreamFeed::Begin() {
 void StreamFeed::Publish(PacketPtr packet, bool encoded) {
     ++m_packets;
     m_encoded += encoded ? 1 : 0;
-    if (packet->key) {
-        m_group.clear();
-        m_groupBytes = 0;
-    }
-    if (packet->key || !m_group.empty()) {
-        m_groupBytes += packet->data.size();
-        m_group.push_back(packet);
-    }
+    m_group.Add(packet);
     TakeWatchers();
     for (const auto& watcher : m_round) {
         if (watcher->m_begun) {
-            watcher->Give(&packet, &packet + 1);
-        } else if (!m_group.empty()) {
+            watcher->Give({&packet, 1});
+        } else if (!m_group.IsEmpty()) {
             watcher->m_begun = true;
-            watcher->Give(m_group.data(), m_group.data() + m_group.size());
+            watcher->Give(m_group.Packets());
         }
     }
     m_round.clear();
-    if (m_group.size() > kMostKeptPackets || m_groupBytes > kMostKeptBytes) {
-        m_group.clear();
-    }
+    m_group.DropIfTooLarge();
 }
 
 StreamCounters StreamFeed::Counters() const {

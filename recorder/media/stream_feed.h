@@ -5,9 +5,11 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <vector>
 
 #include "media/media_hub.h"
+#include "media/packet_group.h"
 
 namespace kvrecorder {
 
@@ -24,7 +26,7 @@ public:
 
     private:
         friend class StreamFeed;
-        void Give(const PacketPtr* first, const PacketPtr* last);
+        void Give(std::span<const PacketPtr> packets);
 
         // Held during a callback; recursive, as a callback may end its own watching.
         std::recursive_mutex m_calling;
@@ -42,7 +44,7 @@ public:
     void Publish(PacketPtr packet, bool encoded);
     void CountSkipped(std::int64_t pictures) { m_skipped += static_cast<std::uint64_t>(pictures); }
     // Drops the kept packets: they are out of date, as nobody watches.
-    void Forget() { m_group.clear(); }
+    void Forget() { m_group.Clear(); }
     StreamCounters Counters() const;
 
 private:
@@ -52,11 +54,9 @@ private:
     std::vector<std::shared_ptr<Watcher>> m_watchers;
     std::atomic<int> m_watcherCount = 0;
 
-    // Of the packets' thread: the watchers of this round, and the packets from a key picture on. A group
-    // beyond the bounds is dropped whole; new watchers then wait for the next.
-    std::vector<std::shared_ptr<Watcher>> m_round;
-    std::vector<PacketPtr> m_group;
-    std::size_t m_groupBytes = 0;
+    // Of the packets' thread.
+    std::vector<std::shared_ptr<Watcher>> m_round;  // the watchers of this round
+    PacketGroup m_group;
 
     std::atomic<std::uint64_t> m_packets = 0;
     std::atomic<std::uint64_t> m_encoded = 0;
