@@ -7,6 +7,7 @@
 #include "media/av_ptr.h"
 #include "media/media_clock.h"
 #include "media/media_hub.h"
+#include "media/opened_file.h"
 
 namespace kvrecorder {
 
@@ -28,7 +29,9 @@ public:
 
     const FileFormat& Format() const { return m_format; }
     // For a decoder of the packets.
-    const AVCodecParameters* Parameters() const { return m_filter ? m_filter->par_out : m_stream->codecpar; }
+    const AVCodecParameters* Parameters() const {
+        return m_opened.filter ? m_opened.filter->par_out : m_opened.pictures->codecpar;
+    }
 
     struct Next {
         const AVPacket* packet;  // valid until the next call; never null
@@ -41,12 +44,11 @@ public:
 
 private:
     void Open();
-    void OpenFilter();
     void Describe();
+    void ReadFirst();
     bool ReadPacket();
     bool ReadFiltered();
     bool Rewind();
-    void InsertHeaders();
     bool ReadOrdered();
     bool IsFirstTimed();
     MediaTime ToTime(std::int64_t stamp) const;
@@ -55,10 +57,8 @@ private:
     MediaTime DisplayDelay() const;
 
     const std::string m_path;
-    AvPtr<AVFormatContext> m_file;
-    AvPtr<AVBSFContext> m_filter;
+    OpenedFile m_opened;
     AvPtr<AVPacket> m_packet;
-    AVStream* m_stream = nullptr;
     FileFormat m_format;
     MediaTime m_pictureTime{40'000};
     MediaTime m_decodeTime{};     // of the present packet, on the file's own clock
