@@ -46,27 +46,27 @@ long ResidentKilobytes() {
 // Watches one page after another.
 class PageWatch {
 public:
-    explicit PageWatch(CMainDlg& console) : console_(console) {}
+    explicit PageWatch(CMainDlg& console) : m_console(console) {}
 
     void Look() {
         const auto now = std::chrono::steady_clock::now();
-        const int item = console_.View().Combo().currentIndex();
-        if (item != item_) {
-            item_ = item;
-            begin_ = now;
-            waiting_ = true;
+        const int item = m_console.View().Combo().currentIndex();
+        if (item != m_item) {
+            m_item = item;
+            m_begin = now;
+            m_waiting = true;
         }
-        if (waiting_ && AllLive()) {
-            waiting_ = false;
-            ms_.push_back(std::chrono::duration<double, std::milli>(now - begin_).count());
+        if (m_waiting && AllLive()) {
+            m_waiting = false;
+            m_ms.push_back(std::chrono::duration<double, std::milli>(now - m_begin).count());
         }
     }
-    std::vector<double>& Times() { return ms_; }
+    std::vector<double>& Times() { return m_ms; }
 
 private:
     bool AllLive() const {
-        for (int n = 0; n < console_.View().Cells().GetCount(); ++n) {
-            const CVideoWnd* const cell = console_.View().Cells().Get(n);
+        for (int n = 0; n < m_console.View().Cells().GetCount(); ++n) {
+            const CVideoWnd* const cell = m_console.View().Cells().Get(n);
             const auto camera = cell->isHidden() ? nullptr : cell->GetCamera();
             if (camera && !camera->IsStreamRunning()) {
                 return false;
@@ -75,11 +75,11 @@ private:
         return true;
     }
 
-    CMainDlg& console_;
-    int item_ = -1;
-    bool waiting_ = false;
-    std::chrono::steady_clock::time_point begin_;
-    std::vector<double> ms_;
+    CMainDlg& m_console;
+    int m_item = -1;
+    bool m_waiting = false;
+    std::chrono::steady_clock::time_point m_begin;
+    std::vector<double> m_ms;
 };
 
 void Report(std::vector<double> ms) {
