@@ -13,7 +13,10 @@ namespace kvtest {
 // `autoAdvance` a timed wait whose events are not set moves the clock itself and ends at once.
 class FakeClock final : public kvmon::Clock {
 public:
-    explicit FakeClock(bool autoAdvance = false) : autoAdvance_(autoAdvance) {}
+    explicit FakeClock(bool autoAdvance = false) : FakeClock(autoAdvance, kvmon::Milliseconds(0)) {}
+    // Moves itself as with `autoAdvance`, but each wait really lasts this long: threads that try again and
+    // again leave the processor, and the test's thread, their turn.
+    explicit FakeClock(kvmon::Milliseconds pace) : FakeClock(true, pace) {}
 
     std::uint64_t TickMs() override { return tick_; }
     std::chrono::system_clock::time_point Now() override;
@@ -31,7 +34,11 @@ public:
     std::vector<kvmon::Milliseconds> Waits() const;
 
 private:
+    FakeClock(bool autoAdvance, kvmon::Milliseconds pace) : autoAdvance_(autoAdvance), pace_(pace) {}
+    void AdvanceTo(std::uint64_t tick);
+
     const bool autoAdvance_;
+    const kvmon::Milliseconds pace_;
     std::atomic<std::uint64_t> tick_{1'000'000};
     std::atomic<int> socketRoundMs_{0};
     mutable std::mutex mutex_;
