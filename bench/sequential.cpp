@@ -124,7 +124,7 @@ int main(int argc, char** argv) {
     Registry().InitRegistry(false, tree);
 
     kvtest::SilentSite site(static_cast<std::uint32_t>(std::atoi(argv[1])));
-    CMainDlg console(site, nullptr, 0x0409);
+    CMainDlg console(site, nullptr, 0x0409, SystemClock());
     console.OnInitDialog();
     console.show();
     console.AutoLogin("admin", "admin");

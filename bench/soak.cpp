@@ -241,7 +241,7 @@ int Watch(int minutes, const char* program, const char* config) {
     tree.databasePath = folder.File("settings.db");
     Registry().InitRegistry(false, tree);
     kvtest::SilentSite site(static_cast<std::uint32_t>(recorder.Port()));
-    CMainDlg console(site, nullptr, 0x0409);
+    CMainDlg console(site, nullptr, 0x0409, SystemClock());
     console.OnInitDialog();
     console.show();
     console.AutoLogin("admin", "admin");

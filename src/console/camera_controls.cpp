@@ -8,8 +8,8 @@
 #include "console/menu_spot.h"
 #include "persist/log_file.h"
 #include "persist/string_table.h"
-#include "server/kelvara_info.h"
 #include "server/nvr_status.h"
+#include "server/recorder_list.h"
 #include "skin/bc_menu.h"
 
 namespace kvmon {
@@ -46,7 +46,7 @@ ActiveCameraFacts CameraControls::Facts() const {
     }
     const int channel = cameras.FindChannel(camera.get());
     const CameraList::Entry entry = cameras.Get(channel);
-    const CKelvaraInfo* const server = GetServer(entry.server);
+    const CKelvaraInfo* const server = m_dlg.Recorders().GetServer(entry.server);
     facts.info = camera->GetAbilities();
     facts.bDigitalZoom = camera->IsDigitalZoom();
     facts.bConnected = camera->IsStreamRunning();

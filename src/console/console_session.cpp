@@ -13,16 +13,16 @@
 #include "persist/log_file.h"
 #include "persist/utilities.h"
 #include "platform/text.h"
-#include "server/kelvara_info.h"
+#include "server/recorder_list.h"
 #include "server/resource_fetch.h"
 
 namespace kvmon {
 
 namespace {
 
-bool HaveAllServersStopped() {
-    for (int i = 0; i < GetServerCount(); ++i) {
-        if (GetServer(i)->IsRunning()) {
+bool HaveAllServersStopped(const RecorderList& recorders) {
+    for (int i = 0; i < recorders.GetServerCount(); ++i) {
+        if (recorders.GetServer(i)->IsRunning()) {
             return false;
         }
     }
@@ -51,7 +51,7 @@ ConsoleSession::~ConsoleSession() {
 }
 
 bool ConsoleSession::IsLoggedIn() const {
-    const CKelvaraInfo* const first = GetServer(0);
+    const CKelvaraInfo* const first = m_dlg.Recorders().GetServer(0);
     return m_bLoggedIn && first != nullptr && first->IsRunning();
 }
 
@@ -60,7 +60,7 @@ void ConsoleSession::AutoLogin(const std::string& user, const std::string& passw
         TouchTemporaryFile();
     }
     m_dlg.SetTimer(kTimerLogin, 0);
-    if (CKelvaraInfo* const first = GetServer(0)) {
+    if (CKelvaraInfo* const first = m_dlg.Recorders().GetServer(0)) {
         if (m_bLoggedIn && (first->GetUser() != user || first->GetPassword() != password)) {
             EndSession(true);
         }
@@ -89,9 +89,9 @@ void ConsoleSession::OpenTraceFile(const std::string& host, std::uint32_t port) 
 }
 
 void ConsoleSession::StopServer(int server, bool bStopOnly) {
-    CKelvaraInfo& info = *GetServer(server);
+    CKelvaraInfo& info = *m_dlg.Recorders().GetServer(server);
     for (int slot = 0; slot < info.GetCameraCount(); ++slot) {
-        StopAndRemoveCamera(server, slot);
+        m_dlg.Recorders().StopAndRemoveCamera(server, slot);
     }
     info.SetCameraCount(0);
     info.StopGetKelvaraInfo(false, bStopOnly);
@@ -109,10 +109,10 @@ void ConsoleSession::EndSession(bool bStopOnly) {
     m_dlg.Menu().Close();
     CloseDialogs();
     m_dlg.View().Cells().DetachAll();
-    for (int i = 0; i < GetServerCount(); ++i) {
+    for (int i = 0; i < m_dlg.Recorders().GetServerCount(); ++i) {
         StopServer(i, bStopOnly);
     }
-    if (CKelvaraInfo* const first = GetServer(0)) {
+    if (CKelvaraInfo* const first = m_dlg.Recorders().GetServer(0)) {
         first->SetConnectInfo(0, first->GetHost(), first->GetPort(), {}, {});
     }
     m_dlg.Cameras().Clear();
@@ -155,7 +155,7 @@ void ConsoleSession::OnLoginTimer() {
 }
 
 void ConsoleSession::OnStoppingTimer() {
-    if (m_stopWatch.Tick(HaveAllServersStopped())) {
+    if (m_stopWatch.Tick(HaveAllServersStopped(m_dlg.Recorders()))) {
         m_dlg.KillTimer(kTimerStopping);
         m_dlg.ShowWaitDialog(false);
         m_dlg.OnWallChanged();
@@ -163,7 +163,7 @@ void ConsoleSession::OnStoppingTimer() {
 }
 
 void ConsoleSession::CleanBrowserUserInfo() {
-    const CKelvaraInfo* const first = GetServer(0);
+    const CKelvaraInfo* const first = m_dlg.Recorders().GetServer(0);
     if (first == nullptr) {
         return;
     }

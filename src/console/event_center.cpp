@@ -10,7 +10,7 @@
 #include "persist/orvo_registry.h"
 #include "persist/string_table.h"
 #include "platform/text.h"
-#include "server/kelvara_info.h"
+#include "server/recorder_list.h"
 
 namespace kvmon {
 
@@ -56,7 +56,7 @@ void EventCenter::OnTimer() {
         Rest();
         return;
     }
-    for (int server = 0; server < GetServerCount(); ++server) {
+    for (int server = 0; server < m_dlg.Recorders().GetServerCount(); ++server) {
         Watch(server);
     }
 }
@@ -72,7 +72,7 @@ std::string EventCenter::SectionFor(int server, const CKelvaraInfo& info) const 
 
 // A recorder has a log from its first answer on, which tells its name.
 void EventCenter::Watch(int server) {
-    const CKelvaraInfo* const info = GetServer(server);
+    const CKelvaraInfo* const info = m_dlg.Recorders().GetServer(server);
     const bool bRunning = info != nullptr && info->IsRunning();
     if (const auto found = m_logs.find(server); !bRunning && found != m_logs.end()) {
         if (found->second.log) {
@@ -122,7 +122,7 @@ void EventCenter::Retire(Watched& watched) {
 }
 
 void EventCenter::OnServersChanged() {
-    while (!m_logs.empty() && m_logs.rbegin()->first >= GetServerCount()) {
+    while (!m_logs.empty() && m_logs.rbegin()->first >= m_dlg.Recorders().GetServerCount()) {
         if (Watched& last = m_logs.rbegin()->second; last.log) {
             Retire(last);
         }

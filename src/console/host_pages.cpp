@@ -7,7 +7,7 @@
 #include "channel/video_wnd.h"
 #include "console/main_dlg.h"
 #include "platform/text.h"
-#include "server/kelvara_info.h"
+#include "server/recorder_list.h"
 
 namespace kvmon {
 
@@ -35,7 +35,7 @@ bool IsWebPage(const std::string& url) {
 void GotoCameraSettings(CMainDlg& dlg) {
     const auto camera = dlg.View().Cells().GetActiveCamera();
     const CameraList::Entry entry = dlg.Cameras().Get(dlg.Cameras().FindChannel(camera.get()));
-    const CKelvaraInfo* const server = GetServer(entry.server);
+    const CKelvaraInfo* const server = dlg.Recorders().GetServer(entry.server);
     if (server == nullptr) {
         return;
     }
@@ -63,7 +63,7 @@ std::string CameraPageUrl(const std::string& host, std::uint32_t port, const std
 void OpenCameraHome(CMainDlg& dlg) {
     const auto camera = dlg.View().Cells().GetActiveCamera();
     const CameraList::Entry entry = dlg.Cameras().Get(dlg.Cameras().FindChannel(camera.get()));
-    const CKelvaraInfo* const server = GetServer(entry.server);
+    const CKelvaraInfo* const server = dlg.Recorders().GetServer(entry.server);
     CameraSettings settings;
     if (server == nullptr || !server->GetCameraSetting(entry.camera, &settings)) {
         return;

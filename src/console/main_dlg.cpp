@@ -18,7 +18,7 @@
 #include "persist/orvo_registry.h"
 #include "persist/string_table.h"
 #include "persist/utilities.h"
-#include "server/kelvara_info.h"
+#include "server/recorder_list.h"
 #include "server/server_messages.h"
 #include "skin/background.h"
 #include "skin/input_messages.h"
@@ -38,23 +38,30 @@ constexpr QRect kPageComboPlace(825, 267, 968 - 825, 24);
 
 }  // namespace
 
-CMainDlg::CMainDlg(ClientSite& site, QWidget* parent, std::uint16_t language)
-    : CXSkinDialog(parent), m_site(site), m_language(language), m_strServerName(site.GetDefServerName()) {
+CMainDlg::CMainDlg(ClientSite& site, QWidget* parent, std::uint16_t language, Clock& clock)
+    : CXSkinDialog(parent),
+      m_site(site),
+      m_language(language),
+      m_clock(clock),
+      m_strServerName(site.GetDefServerName()) {
     setObjectName(QStringLiteral("console"));
     setStyleSheet(ConsoleStyleSheet());
     setFocusPolicy(Qt::StrongFocus);
     setMinimumSize(kMinConsoleWidth, kMinConsoleHeight);
     resize(kMinConsoleWidth, kMinConsoleHeight);
     m_status = std::make_unique<StatusLine>(*this);
+    m_recorders.AddListener(*m_status);
+    m_recorders.AddListener(m_serverClock);
+    m_recorders.AddListener(m_binding);
 }
 
 CMainDlg::~CMainDlg() {
     DestroyWindow();
     m_view.Cells().DestroyAll();
     // What was told to stop has had the time of the steps before this one; who still runs is waited for.
-    DeleteAllKelvara();
-    ReapRemovedServers(true);
-    ReapRemovedCameras(true);
+    m_recorders.DeleteAllKelvara();
+    m_recorders.ReapRemovedServers(true);
+    m_recorders.ReapRemovedCameras(true);
     for (const char* const name : {"/~snapshot.jpg", "/~snapshot.bmp"}) {
         std::remove((GetDataFolder() + name).c_str());
     }
@@ -71,7 +78,7 @@ void CMainDlg::OnInitDialog() {
     SetDefServerName(m_strServerName);
     m_ptz.Init();
     m_screens.Init();
-    AddServer(m_site.GetServerIP(), m_site.GetServerPort(), {}, {});
+    m_recorders.AddServer(m_site.GetServerIP(), m_site.GetServerPort(), {}, {});
     Logout(false);
     SetTimer(kTimerSweep, kSweepPeriodMs);
     SetTimer(kTimerSecond, kSecondMs);
@@ -135,8 +142,8 @@ void CMainDlg::DestroyWindow() {
 void CMainDlg::OnDestroy() {
     m_bClosing = true;
     m_audio.CloseTalk();
-    ReapRemovedServers(false);
-    ReapRemovedCameras(false);
+    m_recorders.ReapRemovedServers(false);
+    m_recorders.ReapRemovedCameras(false);
     KillTimer(kTimerSweep);
     KillTimer(kTimerSecond);
     KillTimer(kTimerStopping);
@@ -299,8 +306,8 @@ void CMainDlg::OnTimer(std::uint32_t id) {
             m_keys.OnReleaseTimer();
             break;
         case kTimerSweep:
-            ReapRemovedServers(false);
-            ReapRemovedCameras(false);
+            m_recorders.ReapRemovedServers(false);
+            m_recorders.ReapRemovedCameras(false);
             break;
         case kTimerSecond:
             m_serverClock.OnTick();
@@ -329,7 +336,7 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
     }
     // Numbers that do not fit an int name nothing.
     const int number = wParam <= 0x7FFFFFFF ? static_cast<int>(wParam) : -1;
-    const int server = lParam >= 0 && lParam < GetServerCount() ? static_cast<int>(lParam) : -1;
+    const int server = lParam >= 0 && lParam < m_recorders.GetServerCount() ? static_cast<int>(lParam) : -1;
     switch (message) {
         case WM_COMMAND:
             OnCommand(static_cast<int>(wParam & 0xFFFF));
@@ -340,7 +347,7 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
             break;
         case WM_GETVSINFO_FAILED:
             m_binding.OnGetVSInfoFailed(static_cast<std::uint32_t>(wParam), server);
-            m_status->OnFailure(GetServer(server));
+            m_status->OnFailure(m_recorders.GetServer(server));
             break;
         case WM_GETNVREVENT:
             m_events.OnGetEvents(wParam, server);

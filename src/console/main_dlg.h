@@ -27,6 +27,7 @@
 #include "console/site_windows.h"
 #include "console/snapshot_command.h"
 #include "console/view_controller.h"
+#include "server/recorder_list.h"
 #include "skin/xskin_dialog.h"
 
 class QDialog;
@@ -40,8 +41,8 @@ class StatusLine;
 // session, the wait for cameras. User interface thread only; workers reach it through Handle().
 class CMainDlg : public CXSkinDialog {
 public:
-    // The site must outlive the console.
-    CMainDlg(ClientSite& site, QWidget* parent, std::uint16_t language);
+    // The site must outlive the console; the clock, which the recorders' threads wait by, those threads, too.
+    CMainDlg(ClientSite& site, QWidget* parent, std::uint16_t language, Clock& clock);
     // Stops all that still runs and waits for it. What does not end is abandoned after 3 seconds each, or
     // when the limit for all waits at the program's end is reached.
     ~CMainDlg() override;
@@ -71,6 +72,8 @@ public:
 
     // --- what the parts of the console share
     ClientSite& Site() { return m_site; }
+    Clock& GetClock() const { return m_clock; }
+    RecorderList& Recorders() { return m_recorders; }
     ViewController& View() { return m_view; }
     ServerBinding& Binding() { return m_binding; }
     ScreenController& Screens() { return m_screens; }
@@ -135,6 +138,8 @@ private:
 
     ClientSite& m_site;
     const std::uint16_t m_language;
+    Clock& m_clock;
+    RecorderList m_recorders{m_clock};
     std::string m_strServerName;
     std::string m_strHelpURL;
     HelpWindow m_help{m_site};
@@ -143,7 +148,7 @@ private:
     bool m_bDestroyed = false;
     ConsoleOptions m_options;
     ConsoleControls m_controls;
-    CameraList m_cameras;
+    CameraList m_cameras{m_recorders};
     ViewController m_view{*this};
     CellDrag m_drag{*this};  // behind the cells that it draws on
     ScreenController m_screens{*this};

@@ -12,8 +12,8 @@
 #include "persist/orvo_registry.h"
 #include "persist/string_table.h"
 #include "server/capability_reader.h"
-#include "server/kelvara_info.h"
 #include "server/nvr_status.h"
+#include "server/recorder_list.h"
 #include "server/server_messages.h"
 
 namespace kvmon {
@@ -32,7 +32,7 @@ std::string ServerBinding::RegFolder(const CKelvaraInfo& info, int server) const
     const std::string name = KeyFromName(info.GetServerName());
     bool bOwnName = !name.empty();
     for (int i = 0; i < server; ++i) {
-        bOwnName = bOwnName && GetServer(i)->GetServerName() != info.GetServerName();
+        bOwnName = bOwnName && m_dlg.Recorders().GetServer(i)->GetServerName() != info.GetServerName();
     }
     return bOwnName ? name : KeyFromName(ServerIdentity(Describe(info)));
 }
@@ -69,9 +69,9 @@ void ServerBinding::OnUpdateSvrInfo(std::uint32_t code, int server) {
 }
 
 void ServerBinding::OnCapabilities(int server) {
-    const CKelvaraInfo* const info = GetServer(server);
+    const CKelvaraInfo* const info = m_dlg.Recorders().GetServer(server);
     for (int slot = 0; info != nullptr && slot < info->GetCameraCount(); ++slot) {
-        if (const auto camera = GetServerCamera(server, slot)) {
+        if (const auto camera = GetServerCamera(m_dlg.Recorders(), server, slot)) {
             TakeCapabilities(*info, slot, *camera);
         }
     }
@@ -92,9 +92,9 @@ void ServerBinding::TakeCapabilities(const CKelvaraInfo& info, int slot, CBaseCa
 }
 
 void ServerBinding::OnServerInfo(int server) {
-    const CKelvaraInfo* const first = GetServer(0);
+    const CKelvaraInfo* const first = m_dlg.Recorders().GetServer(0);
     m_dlg.SetKeyName(first != nullptr ? KeyFromName(first->GetServerName()) : std::string(kLocalKey));
-    if (GetServer(server) != nullptr) {
+    if (m_dlg.Recorders().GetServer(server) != nullptr) {
         ShowRecorderOfActiveCell();
         NameRecordersInCaptions();
     }
@@ -106,7 +106,7 @@ void ServerBinding::ShowRecorderOfActiveCell() {
     }
     const int channel = m_dlg.Cameras().FindChannel(m_dlg.View().Cells().GetActiveCamera().get());
     const int server = std::max(m_dlg.Cameras().Get(channel).server, 0);
-    const CKelvaraInfo* const info = GetServer(server);
+    const CKelvaraInfo* const info = m_dlg.Recorders().GetServer(server);
     if (info == nullptr || info->GetServerName().empty()) {
         return;  // it has told nothing yet
     }
@@ -119,13 +119,13 @@ void ServerBinding::ShowRecorderOfActiveCell() {
 }
 
 void ServerBinding::NameRecordersInCaptions() {
-    const bool bNamed = m_dlg.Options().bShowRecorderName && GetServerCount() > 1;
+    const bool bNamed = m_dlg.Options().bShowRecorderName && m_dlg.Recorders().GetServerCount() > 1;
     bool bChanged = false;
-    for (int server = 0; server < GetServerCount(); ++server) {
-        const CKelvaraInfo& info = *GetServer(server);
+    for (int server = 0; server < m_dlg.Recorders().GetServerCount(); ++server) {
+        const CKelvaraInfo& info = *m_dlg.Recorders().GetServer(server);
         const std::string name = bNamed ? Describe(info).name : std::string();
         for (int slot = 0; slot < info.GetCameraCount(); ++slot) {
-            if (const auto camera = GetServerCamera(server, slot)) {
+            if (const auto camera = GetServerCamera(m_dlg.Recorders(), server, slot)) {
                 bChanged = camera->SetRecorderName(name) || bChanged;
             }
         }
@@ -146,7 +146,7 @@ void ServerBinding::OnSessionEnd() {
 }
 
 void ServerBinding::OnCameraConnection(int server) {
-    const CKelvaraInfo* const info = GetServer(server);
+    const CKelvaraInfo* const info = m_dlg.Recorders().GetServer(server);
     if (info == nullptr || !info->IsRunning()) {
         return;
     }
@@ -197,7 +197,7 @@ void ServerBinding::BuildView() {
     m_dlg.Screens().LoadState(m_dlg.KeyName());
     m_dlg.FocusStyleButton();
     m_nPendingMask = 0;
-    for (int i = 0; i < GetServerCount(); ++i) {
+    for (int i = 0; i < m_dlg.Recorders().GetServerCount(); ++i) {
         CopyStatus(i);
     }
     NameRecordersInCaptions();
@@ -207,7 +207,7 @@ void ServerBinding::BuildView() {
 
 ServerBinding::Changes ServerBinding::UpdateCameraTable(int server) {
     Changes changes;
-    CKelvaraInfo* const info = GetServer(server);
+    CKelvaraInfo* const info = m_dlg.Recorders().GetServer(server);
     if (info == nullptr || m_dlg.IsClosing()) {
         return changes;
     }
@@ -230,24 +230,24 @@ ServerBinding::Changes ServerBinding::UpdateCameraTable(int server) {
 }
 
 void ServerBinding::RemoveCameras(int server) {
-    for (int slot = 0; slot < GetServer(server)->GetCameraCount(); ++slot) {
+    for (int slot = 0; slot < m_dlg.Recorders().GetServer(server)->GetCameraCount(); ++slot) {
         RemoveCamera(server, slot);
     }
-    GetServer(server)->SetCameraCount(0);
+    m_dlg.Recorders().GetServer(server)->SetCameraCount(0);
 }
 
 void ServerBinding::RemoveCamera(int server, int slot) {
-    if (const auto camera = GetServerCamera(server, slot)) {
+    if (const auto camera = GetServerCamera(m_dlg.Recorders(), server, slot)) {
         camera->SaveCameraSettings();
         m_dlg.View().Cells().Detach(camera.get());
-        StopAndRemoveCamera(server, slot);
+        m_dlg.Recorders().StopAndRemoveCamera(server, slot);
     }
 }
 
 void ServerBinding::UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, const CameraSettings& settings,
                                      Changes& changes) {
     const ConsoleOptions& options = m_dlg.Options();
-    auto camera = GetServerCamera(server, slot);
+    auto camera = GetServerCamera(m_dlg.Recorders(), server, slot);
     const bool bConfigured = info.GetStatus(slot, kStatusConfigured) != 0;
     if ((settings.m_bMonitorRight == 0 && !options.bShowNoMonitoringRight) ||
         (!bConfigured && !options.bShowNoConfig)) {
@@ -317,12 +317,12 @@ void ServerBinding::UpdateCamera(int server) {
 }
 
 void ServerBinding::CopyStatus(int server) {
-    const CKelvaraInfo* const info = GetServer(server);
+    const CKelvaraInfo* const info = m_dlg.Recorders().GetServer(server);
     if (info == nullptr) {
         return;
     }
     for (int slot = 0; slot < info->GetCameraCount(); ++slot) {
-        const auto camera = GetServerCamera(server, slot);
+        const auto camera = GetServerCamera(m_dlg.Recorders(), server, slot);
         if (!camera) {
             continue;
         }
@@ -339,7 +339,7 @@ void ServerBinding::CopyStatus(int server) {
 }
 
 void ServerBinding::OnGetVSInfoFailed(std::uint32_t code, int server) {
-    CKelvaraInfo* const info = GetServer(server);
+    CKelvaraInfo* const info = m_dlg.Recorders().GetServer(server);
     if (info == nullptr || !m_dlg.IsLoggedIn()) {
         return;
     }
@@ -352,7 +352,7 @@ void ServerBinding::OnGetVSInfoFailed(std::uint32_t code, int server) {
     }
     if (info->GetErrorCount() > kFailuresShown) {
         for (int slot = 0; slot < info->GetCameraCount(); ++slot) {
-            if (const auto camera = GetServerCamera(server, slot)) {
+            if (const auto camera = GetServerCamera(m_dlg.Recorders(), server, slot)) {
                 camera->Picture().SetMainOsdKelvaraString(LoadString(57397));
                 if (camera->ForgetStatus()) {
                     camera->GetVideoWnd().Post(kMsgCaptionRefresh, 0, 0);
@@ -373,8 +373,8 @@ void ServerBinding::OnAuthorizationFailed(CKelvaraInfo& info, int server) {
     };
     if (server == 0) {
         m_dlg.ShowWaitDialog(false);
-        for (int i = 0; i < GetServerCount(); ++i) {
-            GetServer(i)->StopGetKelvaraInfo(false, false);
+        for (int i = 0; i < m_dlg.Recorders().GetServerCount(); ++i) {
+            m_dlg.Recorders().GetServer(i)->StopGetKelvaraInfo(false, false);
         }
         m_refusals[&info] = m_dlg.ShowMessage(text(5037), LoadString(5027));
         m_dlg.SignIn().OnRefused();
@@ -403,8 +403,8 @@ void ServerBinding::OnBtnServerLis() {
     if (!m_dlg.IsLoggedIn()) {
         return;
     }
-    for (int i = 0; i < GetServerCount(); ++i) {
-        CKelvaraInfo* const pGetVSInfo = GetServer(i);
+    for (int i = 0; i < m_dlg.Recorders().GetServerCount(); ++i) {
+        CKelvaraInfo* const pGetVSInfo = m_dlg.Recorders().GetServer(i);
         if (pGetVSInfo->IsNoRightReported()) {
             continue;  // stopped until its entry or its password changes
         }
@@ -421,9 +421,9 @@ void ServerBinding::OnBtnServerLis() {
 
 void ServerBinding::SaveCameraSettings() {
     const COrvoRegistry::Batch together(Registry());
-    for (int server = 0; server < GetServerCount(); ++server) {
-        for (int slot = 0; slot < GetServer(server)->GetCameraCount(); ++slot) {
-            if (const auto camera = GetServerCamera(server, slot)) {
+    for (int server = 0; server < m_dlg.Recorders().GetServerCount(); ++server) {
+        for (int slot = 0; slot < m_dlg.Recorders().GetServer(server)->GetCameraCount(); ++slot) {
+            if (const auto camera = GetServerCamera(m_dlg.Recorders(), server, slot)) {
                 camera->SaveCameraSettings();
             }
         }

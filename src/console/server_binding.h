@@ -10,20 +10,21 @@
 #include <vector>
 
 #include "console/multi_server_list.h"
+#include "server/recorder_list.h"
 
 namespace kvmon {
 
 class CBaseCamera;
-class CKelvaraInfo;
 class CMainDlg;
 struct CameraSettings;
 
-class ServerBinding {
+class ServerBinding final : public RecorderListener {
 public:
     explicit ServerBinding(CMainDlg& dlg) : m_dlg(dlg) {}
 
     // Message 11323. Codes outside 1 to 5 are ignored.
     void OnUpdateSvrInfo(std::uint32_t code, int server);
+    void OnRecorderRemoved(const CKelvaraInfo& server) override { CloseRefusal(&server); }
     // Message 11322.
     void OnGetVSInfoFailed(std::uint32_t code, int server);
     // Timer 1016: builds the view, whether or not all stored servers have answered.

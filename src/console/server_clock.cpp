@@ -2,7 +2,7 @@
 
 #include "console/main_dlg.h"
 #include "platform/clock.h"
-#include "server/kelvara_info.h"
+#include "server/recorder_list.h"
 
 namespace kvmon {
 
@@ -18,6 +18,20 @@ ServerClock::~ServerClock() {
     for (auto& [server, reading] : m_readings) {
         reading.thread.Wait(kReadingEnd);
     }
+    for (Worker& thread : m_ending) {
+        thread.Wait(kReadingEnd);
+    }
+}
+
+void ServerClock::OnRecorderRemoved(const CKelvaraInfo& server) {
+    const auto found = m_readings.find(&server);
+    if (found == m_readings.end()) {
+        return;
+    }
+    if (!found->second.thread.Wait(Milliseconds(0))) {
+        m_ending.push_back(std::move(found->second.thread));
+    }
+    m_readings.erase(found);
 }
 
 void ServerClock::OnTick() {
@@ -25,8 +39,8 @@ void ServerClock::OnTick() {
         return;
     }
     const std::uint64_t now = SystemClock().TickMs();
-    for (int i = 0; i < GetServerCount(); ++i) {
-        const CKelvaraInfo* const server = GetServer(i);
+    for (int i = 0; i < m_dlg.Recorders().GetServerCount(); ++i) {
+        const CKelvaraInfo* const server = m_dlg.Recorders().GetServer(i);
         if (!server->IsConnected()) {
             continue;
         }

@@ -4,23 +4,25 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <vector>
 
 #include "platform/worker.h"
+#include "server/recorder_list.h"
 
 namespace kvmon {
 
-class CKelvaraInfo;
 class CMainDlg;
 
 // Asks each connected recorder for its time, but only while the stamp is switched on: recorders without it
 // get no such request. User interface thread only; the asking has threads of its own.
-class ServerClock {
+class ServerClock final : public RecorderListener {
 public:
     explicit ServerClock(CMainDlg& dlg) : m_dlg(dlg) {}
     ~ServerClock();
 
     // Once a second.
     void OnTick();
+    void OnRecorderRemoved(const CKelvaraInfo& server) override;
 
 private:
     struct Reading {
@@ -30,6 +32,7 @@ private:
 
     CMainDlg& m_dlg;
     std::map<const CKelvaraInfo*, Reading> m_readings;
+    std::vector<Worker> m_ending;  // that ask a recorder which is gone
 };
 
 }  // namespace kvmon

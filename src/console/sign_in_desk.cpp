@@ -3,7 +3,7 @@
 #include "console/main_dlg.h"
 #include "console/set_lang_dlg.h"
 #include "persist/string_table.h"
-#include "server/kelvara_info.h"
+#include "server/recorder_list.h"
 
 namespace kvmon {
 
@@ -77,7 +77,7 @@ bool SignInDesk::Focus() {
 
 void SignInDesk::OnSessionBegins(const std::string& user) {
     SignInMemory* const memory = m_dlg.Site().SignIn();
-    const CKelvaraInfo* const first = GetServer(0);
+    const CKelvaraInfo* const first = m_dlg.Recorders().GetServer(0);
     if (memory == nullptr || first == nullptr) {
         return;
     }
@@ -95,7 +95,7 @@ void SignInDesk::OnRefused() {
 }
 
 void SignInDesk::OnSignIn(const SignInEntry& entry) {
-    CKelvaraInfo* const first = GetServer(0);
+    CKelvaraInfo* const first = m_dlg.Recorders().GetServer(0);
     SignInMemory* const memory = m_dlg.Site().SignIn();
     if (first == nullptr || memory == nullptr) {
         return;

@@ -3,7 +3,7 @@
 #include "console/disk_status_dlg.h"
 #include "console/emap_dlg.h"
 #include "console/main_dlg.h"
-#include "server/kelvara_info.h"
+#include "server/recorder_list.h"
 
 namespace kvmon {
 
@@ -42,7 +42,7 @@ void SiteWindows::OpenEMap(const std::string& user, const std::string& password)
 }
 
 void SiteWindows::OpenEMap() {
-    const CKelvaraInfo* const first = GetServer(0);
+    const CKelvaraInfo* const first = m_dlg.Recorders().GetServer(0);
     if (first != nullptr && m_dlg.IsLoggedIn()) {
         OpenEMap(first->GetUser(), first->GetPassword());
     }
@@ -74,7 +74,7 @@ void SiteWindows::OpenDiskStatus() {
 
 void SiteWindows::OnDiskInfo(int server) {
     m_nDiskServer = server;
-    const CKelvaraInfo* const info = GetServer(server);
+    const CKelvaraInfo* const info = m_dlg.Recorders().GetServer(server);
     if (m_disk && info != nullptr) {
         m_disk->ShowDisk(DiskOf(*info));
     }

@@ -14,7 +14,7 @@
 #include "persist/string_table.h"
 #include "platform/clock.h"
 #include "platform/text.h"
-#include "server/kelvara_info.h"
+#include "server/recorder_list.h"
 #include "skin/plain_text.h"
 
 namespace kvmon {
@@ -65,13 +65,13 @@ void SnapshotCommand::TakeActive(bool bLowIntegrity) {
         return;
     }
     const int channel = m_dlg.Cameras().FindChannel(camera.get());
-    const CKelvaraInfo* const server = GetServer(m_dlg.Cameras().Get(channel).server);
+    const CKelvaraInfo* const server = m_dlg.Recorders().GetServer(m_dlg.Cameras().Get(channel).server);
     if (server == nullptr) {
         return;
     }
     // Picture, stamp, name and date are those of the click, however long a dialog asks.
     const ConsoleOptions& options = m_dlg.Options();
-    const Time now = SystemClock().Now();
+    const Time now = m_dlg.GetClock().Now();
     const std::string stamp =
         options.bShowSnapshotTimeStamp ? GetSnapshotTimeStamp(*camera, *server, now) : std::string();
     CVideoWnd* const cell = m_dlg.View().Cells().FindByCamera(camera.get());

@@ -9,7 +9,7 @@
 #include "console/main_dlg.h"
 #include "persist/string_table.h"
 #include "platform/clock.h"
-#include "server/kelvara_info.h"
+#include "server/recorder_list.h"
 #include "skin/palette.h"
 #include "skin/plain_text.h"
 
@@ -173,16 +173,8 @@ LinkReport StatusLine::Report(const CKelvaraInfo& server) {
     return report;
 }
 
-// A recorder that comes later may have the place of one that is gone.
-void StatusLine::ForgetGone() {
-    std::erase_if(m_links, [](const auto& link) {
-        for (int i = 0; i < GetServerCount(); ++i) {
-            if (GetServer(i) == link.first) {
-                return false;
-            }
-        }
-        return true;
-    });
+void StatusLine::OnRecorderRemoved(const CKelvaraInfo& server) {
+    m_links.erase(&server);
 }
 
 void StatusLine::CountChannels(int* live, int* shown) {
@@ -218,7 +210,7 @@ std::string StatusLine::NoticeText(const std::vector<LinkReport>& links) const {
     if (worst.state != LinkState::kConnected) {
         return LinkText(worst);
     }
-    const bool bEmpty = links.size() == 1 && GetServer(0)->GetChannelCount() == 0;
+    const bool bEmpty = links.size() == 1 && m_dlg.Recorders().GetServer(0)->GetChannelCount() == 0;
     return bEmpty ? FillPattern(LoadString(kStrNoChannels), {worst.name}) : LoadString(kStrNothingToShow);
 }
 
@@ -233,10 +225,9 @@ void StatusLine::ShowNotice(const std::string& text) {
 }
 
 void StatusLine::OnTick() {
-    ForgetGone();
     std::vector<LinkReport> links;
-    for (int i = 0; i < GetServerCount(); ++i) {
-        links.push_back(Report(*GetServer(i)));
+    for (int i = 0; i < m_dlg.Recorders().GetServerCount(); ++i) {
+        links.push_back(Report(*m_dlg.Recorders().GetServer(i)));
     }
     int live = 0;
     int shown = 0;

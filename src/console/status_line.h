@@ -10,10 +10,10 @@
 
 #include "console/wall_notice.h"
 #include "server/link_failure.h"
+#include "server/recorder_list.h"
 
 namespace kvmon {
 
-class CKelvaraInfo;
 class CMainDlg;
 
 // Faulty: something answers, but not as a recorder does.
@@ -37,13 +37,14 @@ std::string StatusText(const std::vector<LinkReport>& links, int live, int shown
 std::optional<LinkReport> WorstLink(const std::vector<LinkReport>& links);
 
 // Looks at the recorders once a second. User interface thread only.
-class StatusLine final : public QLabel {
+class StatusLine final : public QLabel, public RecorderListener {
 public:
     explicit StatusLine(CMainDlg& dlg);
 
     // A round of queries failed.
     void OnFailure(const CKelvaraInfo* server);
     void OnTick();
+    void OnRecorderRemoved(const CKelvaraInfo& server) override;
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -60,7 +61,6 @@ private:
     int CountUsable() const;
     std::string NoticeText(const std::vector<LinkReport>& links) const;
     void ShowNotice(const std::string& text);
-    void ForgetGone();
 
     CMainDlg& m_dlg;
     WallNotice m_notice;

@@ -11,7 +11,7 @@
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
 #include "persist/string_table.h"
-#include "server/kelvara_info.h"
+#include "server/recorder_list.h"
 #include "server/server_messages.h"
 #include "skin/background.h"
 #include "skin/ext_combo_box.h"
@@ -94,10 +94,11 @@ int ViewController::CountShowable() const {
     const ConsoleOptions& options = m_dlg.Options();
     const CameraList& cameras = m_dlg.Cameras();
     int sum = cameras.GetCount();
-    for (int i = 0; i < GetServerCount(); ++i) {
-        if (GetServer(i)->GetCameraCount() == 0) {
-            sum += std::max(
-                GetServer(i)->CountChannels(options.bShowNoConfig, options.bShowNoMonitoringRight), 0);
+    for (int i = 0; i < m_dlg.Recorders().GetServerCount(); ++i) {
+        if (m_dlg.Recorders().GetServer(i)->GetCameraCount() == 0) {
+            sum += std::max(m_dlg.Recorders().GetServer(i)->CountChannels(options.bShowNoConfig,
+                                                                          options.bShowNoMonitoringRight),
+                            0);
         }
     }
     return sum;

@@ -15,6 +15,7 @@
 #include "console/main_dlg.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
+#include "support/fake_clock.h"
 #include "support/temp_folder.h"
 
 namespace kvtest {
@@ -83,7 +84,7 @@ protected:
     }
     kvmon::CMainDlg& Start(std::uint16_t port) {
         site.port = port;
-        console = std::make_unique<kvmon::CMainDlg>(site, nullptr, 0x0409);
+        console = std::make_unique<kvmon::CMainDlg>(site, nullptr, 0x0409, clock);
         console->OnInitDialog();
         console->show();
         console->AutoLogin("admin", "secret");
@@ -108,6 +109,8 @@ protected:
         Pump();
     }
 
+    // The recorders' threads wait by it, so that no login pauses for the second that it does.
+    FakeClock clock{kvmon::Milliseconds(1)};
     TempFolder folder;
     TestSite site;
     std::unique_ptr<kvmon::CMainDlg> console;

@@ -1,5 +1,6 @@
 #include "support/fake_clock.h"
 
+#include <algorithm>
 #include <thread>
 
 namespace kvtest {
@@ -18,8 +19,8 @@ int FakeClock::WaitAny(std::span<kvmon::Event* const> events, std::optional<Mill
     }
     const std::uint64_t end = m_tick + static_cast<std::uint64_t>(timeout.value_or(Milliseconds(0)).count());
     for (;;) {
-        const int ready = events.empty() ? kvmon::kWaitTimeout
-                                         : kvmon::WaitAny(events, Milliseconds(m_autoAdvance ? 0 : 1));
+        const Milliseconds look = !m_autoAdvance ? Milliseconds(1) : std::min(m_pace, timeout.value_or(m_pace));
+        const int ready = events.empty() ? kvmon::kWaitTimeout : kvmon::WaitAny(events, look);
         if (ready != kvmon::kWaitTimeout) {
             return ready;
         }
@@ -27,10 +28,20 @@ int FakeClock::WaitAny(std::span<kvmon::Event* const> events, std::optional<Mill
             return kvmon::kWaitTimeout;
         }
         if (timeout && m_autoAdvance) {
-            m_tick = end;
+            if (events.empty()) {
+                std::this_thread::sleep_for(look);
+            }
+            AdvanceTo(end);
             return kvmon::kWaitTimeout;
         }
         std::this_thread::sleep_for(Milliseconds(1));
+    }
+}
+
+// Another thread's wait may have moved the clock further meanwhile.
+void FakeClock::AdvanceTo(std::uint64_t tick) {
+    std::uint64_t now = m_tick;
+    while (now < tick && !m_tick.compare_exchange_weak(now, tick)) {
     }
 }
 

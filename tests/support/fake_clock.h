@@ -13,7 +13,10 @@ namespace kvtest {
 // `autoAdvance` a timed wait whose events are not set moves the clock itself and ends at once.
 class FakeClock final : public kvmon::Clock {
 public:
-    explicit FakeClock(bool autoAdvance = false) : m_autoAdvance(autoAdvance) {}
+    explicit FakeClock(bool autoAdvance = false) : FakeClock(autoAdvance, kvmon::Milliseconds(0)) {}
+    // Moves itself as with `autoAdvance`, but each wait really lasts this long: threads that try again and
+    // again leave the processor, and the test's thread, their turn.
+    explicit FakeClock(kvmon::Milliseconds pace) : FakeClock(true, pace) {}
 
     std::uint64_t TickMs() override { return m_tick; }
     std::chrono::system_clock::time_point Now() override;
@@ -31,7 +34,11 @@ public:
     std::vector<kvmon::Milliseconds> Waits() const;
 
 private:
+    FakeClock(bool autoAdvance, kvmon::Milliseconds pace) : m_autoAdvance(autoAdvance), m_pace(pace) {}
+    void AdvanceTo(std::uint64_t tick);
+
     const bool m_autoAdvance;
+    const kvmon::Milliseconds m_pace;
     std::atomic<std::uint64_t> m_tick{1'000'000};
     std::atomic<int> m_socketRoundMs{0};
     mutable std::mutex m_mutex;
