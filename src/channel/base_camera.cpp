@@ -1,10 +1,10 @@
 // The channel object: its threads, start, pause, stop and restart, and its windows.
 #include "channel/base_camera.h"
 
+#include "channel/cam_commands.h"
 #include "channel/camera_kind.h"
 #include "channel/channel_core.h"
 #include "channel/channel_messages.h"
-#include "channel/ptz_request.h"
 #include "persist/log_file.h"
 
 namespace kvmon {

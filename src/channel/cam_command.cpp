@@ -1,6 +1,7 @@
 // The commands that act on the camera or the recorder.
 #include "channel/cam_command.h"
 
+#include "channel/cam_commands.h"
 #include "channel/channel_messages.h"
 #include "channel/command_exchange.h"
 #include "channel/ptz_request.h"

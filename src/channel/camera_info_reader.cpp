@@ -1,5 +1,6 @@
 // Reading what a camera can do.
 #include "channel/cam_command.h"
+#include "channel/cam_commands.h"
 #include "channel/channel_messages.h"
 #include "channel/command_exchange.h"
 #include "channel/ptz_request.h"

@@ -1,9 +1,9 @@
 // The channel object's digital zoom.
 #include "channel/base_camera.h"
 #include "channel/cam_command.h"
+#include "channel/cam_commands.h"
 #include "channel/channel_core.h"
 #include "channel/channel_messages.h"
-#include "channel/ptz_request.h"
 #include "persist/log_file.h"
 
 namespace kvmon {

@@ -25,24 +25,12 @@
 #include "channel/status_flags.h"
 #include "channel/stream_choice.h"
 #include "channel/talk_back.h"
+#include "channel/target_settings.h"
 #include "platform/clock.h"
 #include "platform/window_handle.h"
 #include "server/camera_settings.h"
 
 namespace kvmon {
-
-// What a connection needs to know of its peer. The texts are cut to what their fields hold.
-struct TargetSettings {
-    bool bFromCamera = false;  // the peer is the camera itself
-    std::uint32_t nCh = 0;
-    std::uint32_t nPort = 80;
-    BoundedText<64> szAddress;
-    BoundedText<64> szUserName;
-    BoundedText<64> szPasswd;
-    BoundedText<64> szBase64Auth;
-    BoundedText<256> szVideoURL;  // of a camera
-    std::string strChallenge;     // what a camera wants to have answered before it serves
-};
 
 // A size of the stream that the user has chosen; 0 x 0 for none.
 struct FixedSize {

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "channel/ptz_request.h"
+#include "channel/cam_commands.h"
 #include "platform/window_handle.h"
 
 namespace kvmon {

@@ -2,7 +2,8 @@
 
 #include <charconv>
 
-#include "channel/channel_core.h"
+#include "channel/cam_commands.h"
+#include "channel/target_settings.h"
 #include "persist/string_table.h"
 #include "persist/utilities.h"
 #include "platform/text.h"

@@ -1,4 +1,5 @@
 // Where a channel's pictures come from: its recorder, or the camera itself by one of two ways.
+#include "channel/cam_commands.h"
 #include "channel/channel_core.h"
 #include "channel/channel_globals.h"
 #include "channel/channel_messages.h"

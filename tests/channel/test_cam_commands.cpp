@@ -4,6 +4,7 @@
 #include <map>
 
 #include "channel/base_camera.h"
+#include "channel/cam_commands.h"
 #include "channel/channel_core.h"
 #include "channel/channel_messages.h"
 #include "channel/ptz_request.h"
