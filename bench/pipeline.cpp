@@ -11,6 +11,7 @@
 
 #include "allocation_count.h"
 #include "channel/channel_core.h"
+#include "channel/decode_loop.h"
 #include "codec/jpeg_codec.h"
 #include "codec/video_decoder.h"
 #include "records.h"
@@ -88,14 +89,16 @@ private:
 class Channel {
 public:
     explicit Channel(const Cell& cell) {
-        core_->m_bDecodePlaying = true;
+        core_->m_frames.SetPlaying(true);
         core_->m_picture.SetViewSize(cell.width, cell.height);
         core_->m_picture.SetRepaint([this] {
-            if (core_->m_nShown >= awaited_) {
+            if (core_->m_counters.m_nShown >= awaited_) {
                 reached_.Set();
             }
         });
-        thread_ = std::thread([core = core_, control = control_] { DoDecodeLoop(core, *control); });
+        thread_ = std::thread([core = core_, control = control_] {
+            DoDecodeLoop(core->GetDecodeParts(), core->m_source, *control);
+        });
         pthread_getcpuclockid(thread_.native_handle(), &clock_);
     }
     ~Channel() {
@@ -112,7 +115,7 @@ public:
             const auto batch =
                 std::span(records).subspan(i).first(std::min<std::size_t>(kBatch, records.size() - i));
             reached_.Reset();
-            awaited_ = core_->m_nShown + batch.size();
+            awaited_ = core_->m_counters.m_nShown + batch.size();
             for (const Record& record : batch) {
                 Feed(record);
             }

@@ -125,15 +125,6 @@ std::optional<std::string> BuildAudioQuery(const TargetSettings& settings) {
                         settings);
 }
 
-std::optional<std::string> BuildTalkRequest(const TargetSettings& settings) {
-    return Fitting(
-        FormatText("GET /cgi-bin/putaudiostream.cgi?ch=%d HTTP/1.0\r\nHost: %s:%d\r\n"
-                   "Authorization: Basic %s\r\n"
-                   "Content-Type: multipart/mixed;boundary=TARENOLIKA_MEDIACGI\r\n\r\n",
-                   static_cast<int>(settings.nCh), settings.szAddress.c_str(),
-                   static_cast<int>(settings.nPort), settings.szBase64Auth.c_str()));
-}
-
 std::optional<std::string> BuildManualRecording(bool bOn, const TargetSettings& settings) {
     return MonitorRequest(FormatText("mrec.cgi?ch=%d&act=%d", static_cast<int>(settings.nCh), bOn ? 1 : 0),
                           settings);

@@ -21,8 +21,6 @@ std::optional<std::string> BuildPtzRequest(std::uint32_t dwCmd, std::uint32_t dw
 // The request of a bare ptz.cgi command number: 15 preset table, 16 capabilities, 20 preset format.
 std::optional<std::string> BuildPtzQuery(int nWireCommand, const TargetSettings& settings);
 std::optional<std::string> BuildAudioQuery(const TargetSettings& settings);
-// The only request of a talk-back connection; bare sound follows it.
-std::optional<std::string> BuildTalkRequest(const TargetSettings& settings);
 std::optional<std::string> BuildManualRecording(bool bOn, const TargetSettings& settings);
 // ptz.cgi command 21 or 22 with its argument text.
 std::optional<std::string> BuildPresetCommand(int nWireCommand, std::string_view argument,

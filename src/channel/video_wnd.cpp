@@ -6,11 +6,11 @@
 #include <utility>
 
 #include "channel/base_camera.h"
-#include "channel/cam_command.h"
 #include "channel/cam_commands.h"
 #include "channel/cell_timers.h"
 #include "channel/channel_messages.h"
 #include "channel/channel_view.h"
+#include "channel/command_results.h"
 #include "channel/end_stop.h"
 #include "channel/ptz_cursor.h"
 #include "persist/string_table.h"
