@@ -11,6 +11,7 @@
 
 #include "allocation_count.h"
 #include "channel/channel_core.h"
+#include "channel/decode_loop.h"
 #include "codec/jpeg_codec.h"
 #include "codec/video_decoder.h"
 #include "records.h"
@@ -88,14 +89,16 @@ private:
 class Channel {
 public:
     explicit Channel(const Cell& cell) {
-        m_core->m_bDecodePlaying = true;
+        m_core->m_frames.SetPlaying(true);
         m_core->m_picture.SetViewSize(cell.width, cell.height);
         m_core->m_picture.SetRepaint([this] {
-            if (m_core->m_nShown >= m_awaited) {
+            if (m_core->m_counters.m_nShown >= m_awaited) {
                 m_reached.Set();
             }
         });
-        m_thread = std::thread([core = m_core, control = m_control] { DoDecodeLoop(core, *control); });
+        m_thread = std::thread([core = m_core, control = m_control] {
+            DoDecodeLoop(core->GetDecodeParts(), core->m_source, *control);
+        });
         pthread_getcpuclockid(m_thread.native_handle(), &m_clock);
     }
     ~Channel() {
@@ -112,7 +115,7 @@ public:
             const auto batch =
                 std::span(records).subspan(i).first(std::min<std::size_t>(kBatch, records.size() - i));
             m_reached.Reset();
-            m_awaited = m_core->m_nShown + batch.size();
+            m_awaited = m_core->m_counters.m_nShown + batch.size();
             for (const Record& record : batch) {
                 Feed(record);
             }

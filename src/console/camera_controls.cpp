@@ -1,7 +1,7 @@
 #include "console/camera_controls.h"
 
 #include "channel/base_camera.h"
-#include "channel/ptz_request.h"
+#include "channel/cam_commands.h"
 #include "channel/video_wnd.h"
 #include "console/cell_menu.h"
 #include "console/main_dlg.h"

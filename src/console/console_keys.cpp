@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "channel/ptz_request.h"
+#include "channel/cam_commands.h"
 #include "console/main_dlg.h"
 
 namespace kvmon {
