@@ -5,7 +5,8 @@
 #include <string>
 
 #include "server/http_tran.h"
-#include "server/resource_fetch.h"
+#include "server/resource_url.h"
+#include "server/socket_fetch.h"
 
 using namespace kvmon;
 
@@ -20,7 +21,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         std::abort();
     }
     ParseResourceHead(text);
-    detail::SplitUrl url;
-    detail::SplitHttpUrl(text, &url);
+    SplitUrl url;
+    SplitHttpUrl(text, &url);
     return 0;
 }

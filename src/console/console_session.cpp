@@ -62,14 +62,14 @@ void ConsoleSession::AutoLogin(const std::string& user, const std::string& passw
     m_dlg.SetTimer(kTimerLogin, 0);
     if (CKelvaraInfo* const first = m_dlg.Recorders().GetServer(0)) {
         if (m_bLoggedIn && (first->GetUser() != user || first->GetPassword() != password)) {
-            EndSession(true);
+            EndSession();
         }
         m_bLoggedIn = true;
         m_signIn.OnSessionBegins(user);
         m_dlg.Binding().OnAutoLogin(user);
         first->SetNotifyWnd(m_dlg.Handle());
         first->SetNoRightReported(false);
-        first->StartGetKelvaraInfo(0, first->GetHost(), first->GetPort(), user, password, true);
+        first->StartGetKelvaraInfo(0, first->GetHost(), first->GetPort(), user, password, StartMode::Anew);
         OpenTraceFile(first->GetHost(), first->GetPort());
     }
     m_dlg.OnLogin();
@@ -88,17 +88,17 @@ void ConsoleSession::OpenTraceFile(const std::string& host, std::uint32_t port) 
                               FormatTimeStamp(local).c_str()));
 }
 
-void ConsoleSession::StopServer(int server, bool bStopOnly) {
+void ConsoleSession::StopServer(int server) {
     CKelvaraInfo& info = *m_dlg.Recorders().GetServer(server);
     for (int slot = 0; slot < info.GetCameraCount(); ++slot) {
         m_dlg.Recorders().StopAndRemoveCamera(server, slot);
     }
     info.SetCameraCount(0);
-    info.StopGetKelvaraInfo(false, bStopOnly);
+    info.StopGetKelvaraInfo(StopWait::Brief);
 }
 
 // Everything that shows or uses what belongs to the user goes, and the credential with it.
-void ConsoleSession::EndSession(bool bStopOnly) {
+void ConsoleSession::EndSession() {
     if (m_bLoggedIn) {
         m_dlg.Binding().SaveMultiServerInfo();
         m_dlg.View().SaveViewState(m_dlg.KeyName());
@@ -110,7 +110,7 @@ void ConsoleSession::EndSession(bool bStopOnly) {
     CloseDialogs();
     m_dlg.View().Cells().DetachAll();
     for (int i = 0; i < m_dlg.Recorders().GetServerCount(); ++i) {
-        StopServer(i, bStopOnly);
+        StopServer(i);
     }
     if (CKelvaraInfo* const first = m_dlg.Recorders().GetServer(0)) {
         first->SetConnectInfo(0, first->GetHost(), first->GetPort(), {}, {});
@@ -138,8 +138,8 @@ void ConsoleSession::CloseDialogs() {
     }
 }
 
-void ConsoleSession::Logout(bool bStopOnly) {
-    EndSession(bStopOnly);
+void ConsoleSession::Logout() {
+    EndSession();
     m_stopWatch.Reset();
     m_dlg.SetTimer(kTimerStopping, 1000);
     m_dlg.ShowWaitDialog(true);
@@ -176,7 +176,7 @@ void ConsoleSession::CleanBrowserUserInfo() {
     m_cleaner.Wait(Milliseconds(0));
     m_cleaner.Start("cleanuser", [strURL, abort = m_bCleanerAbort] {
         std::vector<std::uint8_t> picture;
-        GetResourceFromURL(&picture, strURL, {}, {}, {}, false, abort.get());
+        GetResourceFromURL(&picture, strURL, {}, {}, {}, FetchTransport::Platform, abort.get());
     });
 }
 

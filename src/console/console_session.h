@@ -38,7 +38,7 @@ public:
     void AutoLogin(const std::string& user, const std::string& password,
                    bool bLowIntegrity = IsLowIntegrity());
     // Stops everything without waiting for it, and watches the end with timer 1011.
-    void Logout(bool bStopOnly);
+    void Logout();
 
     void OnLoginTimer();     // 1009
     void OnStoppingTimer();  // 1011
@@ -52,9 +52,9 @@ public:
 
 private:
     void OpenTraceFile(const std::string& host, std::uint32_t port);
-    void EndSession(bool bStopOnly);
+    void EndSession();
     void CloseDialogs();
-    void StopServer(int server, bool bStopOnly);
+    void StopServer(int server);
 
     CMainDlg& m_dlg;
     bool m_bLoggedIn = false;

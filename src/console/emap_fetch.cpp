@@ -157,7 +157,8 @@ EMapStatus EMapFetch::State::Fetch() {
     std::vector<std::uint8_t> data;
     const std::string url =
         FormatText("http://%s:%u/cgi-bin/data/images/emap.jpg", source.host.c_str(), source.port);
-    if (GetResourceFromURL(&data, url, "image/jpeg", source.user, source.password, false, &abort)) {
+    if (GetResourceFromURL(&data, url, "image/jpeg", source.user, source.password, FetchTransport::Platform,
+                           &abort)) {
         picture = EMapPicture(data);
     }
     return status;

@@ -54,7 +54,7 @@ CKelvaraInfo* ServerBinding::StartServer(const SavedServer& saved) {
         return nullptr;
     }
     info->SetNotifyWnd(m_dlg.Handle());
-    info->StartGetKelvaraInfo(false);
+    info->StartGetKelvaraInfo(StartMode::GoOn);
     if (!saved.name.empty()) {
         info->SetServerName(saved.name);
     }
@@ -112,7 +112,7 @@ void ServerBinding::StartStoppedServers() {
             // The start clears what is known of it; the wall keeps its room all the same.
             const int channels = info->GetChannelCount();
             info->SetNotifyWnd(m_dlg.Handle());
-            info->StartGetKelvaraInfo(true);
+            info->StartGetKelvaraInfo(StartMode::Anew);
             info->SetChannelCount(channels);
         }
     }

@@ -60,8 +60,8 @@ CMainDlg::~CMainDlg() {
     m_view.Cells().DestroyAll();
     // What was told to stop has had the time of the steps before this one; who still runs is waited for.
     m_recorders.DeleteAllKelvara();
-    m_recorders.ReapRemovedServers(true);
-    m_recorders.ReapRemovedCameras(true);
+    m_recorders.ReapRemovedServers(StopWait::ToTheEnd);
+    m_recorders.ReapRemovedCameras(StopWait::ToTheEnd);
     for (const char* const name : {"/~snapshot.jpg", "/~snapshot.bmp"}) {
         std::remove((GetDataFolder() + name).c_str());
     }
@@ -79,7 +79,7 @@ void CMainDlg::OnInitDialog() {
     m_ptz.Init();
     m_screens.Init();
     m_recorders.AddServer(m_site.GetServerIP(), m_site.GetServerPort(), {}, {});
-    Logout(false);
+    Logout();
     SetTimer(kTimerSweep, kSweepPeriodMs);
     SetTimer(kTimerSecond, kSecondMs);
 }
@@ -134,7 +134,7 @@ void CMainDlg::DestroyWindow() {
     m_help.Close();
     m_screens.SaveState(m_strKeyName);
     m_screens.LeaveFullScreen();
-    Logout(false);
+    Logout();
     ShowWaitDialog(false);
     OnDestroy();
 }
@@ -142,8 +142,8 @@ void CMainDlg::DestroyWindow() {
 void CMainDlg::OnDestroy() {
     m_bClosing = true;
     m_audio.CloseTalk();
-    m_recorders.ReapRemovedServers(false);
-    m_recorders.ReapRemovedCameras(false);
+    m_recorders.ReapRemovedServers(StopWait::Brief);
+    m_recorders.ReapRemovedCameras(StopWait::Brief);
     KillTimer(kTimerSweep);
     KillTimer(kTimerSecond);
     KillTimer(kTimerStopping);
@@ -157,7 +157,7 @@ void CMainDlg::OnBtnLogout() {
     setCursor(Qt::WaitCursor);
     m_view.LeaveMultiDisplay();
     m_session.CleanBrowserUserInfo();
-    Logout(true);
+    Logout();
     m_site.NotifyLogout(0);
     RefreshCursor();
 }
@@ -306,8 +306,8 @@ void CMainDlg::OnTimer(std::uint32_t id) {
             m_keys.OnReleaseTimer();
             break;
         case kTimerSweep:
-            m_recorders.ReapRemovedServers(false);
-            m_recorders.ReapRemovedCameras(false);
+            m_recorders.ReapRemovedServers(StopWait::Brief);
+            m_recorders.ReapRemovedCameras(StopWait::Brief);
             break;
         case kTimerSecond:
             m_serverClock.OnTick();

@@ -55,7 +55,7 @@ public:
     void AutoLogin(const std::string& user, const std::string& password) {
         m_session.AutoLogin(user, password);
     }
-    void Logout(bool bStopOnly) { m_session.Logout(bStopOnly); }
+    void Logout() { m_session.Logout(); }
     bool IsLoggedIn() const { return m_session.IsLoggedIn(); }
     SignInDesk& SignIn() { return m_session.SignIn(); }
     // Command 1608 of who is logged in.

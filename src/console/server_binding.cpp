@@ -364,7 +364,7 @@ void ServerBinding::OnGetVSInfoFailed(std::uint32_t code, int server) {
 
 void ServerBinding::OnAuthorizationFailed(CKelvaraInfo& info, int server) {
     info.SetNoRightReported(true);
-    info.StopGetKelvaraInfo(false, false);
+    info.StopGetKelvaraInfo(StopWait::Brief);
     const std::string name = Describe(info).name;
     const auto text = [&](std::uint32_t id) {
         const std::string pattern = LoadString(id);
@@ -374,7 +374,7 @@ void ServerBinding::OnAuthorizationFailed(CKelvaraInfo& info, int server) {
     if (server == 0) {
         m_dlg.ShowWaitDialog(false);
         for (int i = 0; i < m_dlg.Recorders().GetServerCount(); ++i) {
-            m_dlg.Recorders().GetServer(i)->StopGetKelvaraInfo(false, false);
+            m_dlg.Recorders().GetServer(i)->StopGetKelvaraInfo(StopWait::Brief);
         }
         m_refusals[&info] = m_dlg.ShowMessage(text(5037), LoadString(5027));
         m_dlg.SignIn().OnRefused();
@@ -413,7 +413,7 @@ void ServerBinding::OnBtnServerLis() {
         }
         Trace("CMainDlg::OnBtnServerLis: pGetVSInfo->GetIdx() = %d\n", pGetVSInfo->GetIdx());
         pGetVSInfo->SetNotifyWnd(m_dlg.Handle());
-        pGetVSInfo->StartGetKelvaraInfo(false);
+        pGetVSInfo->StartGetKelvaraInfo(StartMode::GoOn);
         m_dlg.PostMessage(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERACONN, i);
         m_dlg.PostMessage(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERASTATUS, i);
     }

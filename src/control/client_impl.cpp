@@ -121,7 +121,7 @@ void CTR450ClientImpl::TestEMap(const std::string& authText) {
 void CTR450ClientImpl::Logout() {
     if (m_pMainDlg) {
         m_bLogin = false;
-        m_pMainDlg->Logout(true);
+        m_pMainDlg->Logout();
     }
 }
 

@@ -129,12 +129,12 @@ void SortStreams(CStreamInfo& streams) {
     }
 }
 
-CapabilityReader::CapabilityReader(ServerWorker& worker)
-    : m_worker(worker), m_bCgiRootEmpty(worker.CgiRoot().empty()) {}
+CapabilityReader::CapabilityReader(QueryContext& query)
+    : m_query(query), m_bCgiRootEmpty(query.CgiRoot().empty()) {}
 
 void CapabilityReader::TraceStep(const char* lpszMethod, const std::string& text) const {
     Trace("CKelvaraInfo::%s: %s, m_nIdx=%d, m_dwErrorCount=%d...\n", lpszMethod, text.c_str(),
-          m_worker.m_nIdx.load(), static_cast<int>(m_worker.m_dwErrorCount));
+          m_query.GetIdx(), static_cast<int>(m_query.ErrorCount()));
 }
 
 // Up to the status, which is 0 if the recorder did not say any. True for 200.
@@ -149,7 +149,7 @@ bool CapabilityReader::Open(DocumentReader& reader, const char* lpszMethod, cons
         return fail("HttpTran.Create failed");
     }
     reader.budget = kConnectMs;
-    if (!reader.Connect(m_worker.GetConnectInfo())) {
+    if (!reader.Connect(m_query.GetConnectInfo())) {
         return fail("HttpTran.Connect failed");
     }
     reader.budget = kReplyMs;
@@ -168,7 +168,7 @@ bool CapabilityReader::Open(DocumentReader& reader, const char* lpszMethod, cons
 
 bool CapabilityReader::GetStreamInfo(CNvrStatus& status) {
     constexpr char kMethod[] = "GetStreamInfo";
-    const ConnectInfo connect = m_worker.GetConnectInfo();
+    const ConnectInfo connect = m_query.GetConnectInfo();
     const std::string request = FormatText(
         "GET %s/getmultistreaminfo.cgi HTTP/1.0\r\nUser-Agent: Monitor\r\nHost: %s:%u\r\n"
         "Authorization: Basic %s\r\n\r\n",
@@ -179,18 +179,18 @@ bool CapabilityReader::GetStreamInfo(CNvrStatus& status) {
     }
     std::string body;
     {
-        DocumentReader reader(m_worker);
+        DocumentReader reader(m_query);
         if (!Open(reader, kMethod, request)) {
             m_bCgiRootEmpty = m_bCgiRootEmpty != IsNotFound();
             return true;
         }
         reader.SkipHeader();
         bool bFound = false;
-        for (int i = 0; i < kBodyTries && !bFound && !m_worker.IsStopped(); ++i) {
+        for (int i = 0; i < kBodyTries && !bFound && !m_query.IsStopped(); ++i) {
             body = reader.ReadRest(kDocumentBytes, kBodyMs);
             bFound = body.find('<') != std::string::npos;
             if (!bFound) {
-                m_worker.GetClock().Sleep(kBodyPause);
+                m_query.GetClock().Sleep(kBodyPause);
             }
         }
         if (!bFound) {
@@ -207,7 +207,7 @@ bool CapabilityReader::GetStreamInfo(CNvrStatus& status) {
         TraceStep(kMethod, "wrong xml format");
         return false;
     }
-    for (std::size_t i = 0; i < ChannelCount(status) && !m_worker.IsStopped(); ++i) {
+    for (std::size_t i = 0; i < ChannelCount(status) && !m_query.IsStopped(); ++i) {
         if (const Entered channel(doc, "ch" + std::to_string(i)); channel) {
             ReadStreams(doc, status.m_VideoSettingList[i].m_StreamInfo);
         }
@@ -221,7 +221,7 @@ bool CapabilityReader::GetTalking(CNvrStatus& status) {
     if (status.strServerVersion < kTalkVersion) {
         return true;
     }
-    const ConnectInfo connect = m_worker.GetConnectInfo();
+    const ConnectInfo connect = m_query.GetConnectInfo();
     // Recorders have always been asked with two blanks before the version.
     const std::string request = FormatText(
         "GET /cgi-bin/zcapabilities.cgi?group=Camera  HTTP/1.0\r\nUser-Agent: Monitor\r\nHost: %s:%u\r\n"
@@ -232,7 +232,7 @@ bool CapabilityReader::GetTalking(CNvrStatus& status) {
     }
     std::string body;
     {
-        DocumentReader reader(m_worker);
+        DocumentReader reader(m_query);
         if (!Open(reader, kMethod, request)) {
             return false;
         }
@@ -252,7 +252,7 @@ bool CapabilityReader::GetTalking(CNvrStatus& status) {
         TraceStep(kMethod, "wrong xml format");
         return false;
     }
-    for (std::size_t i = 0; i < ChannelCount(status) && !m_worker.IsStopped(); ++i) {
+    for (std::size_t i = 0; i < ChannelCount(status) && !m_query.IsStopped(); ++i) {
         const Entered channel(doc, "ch" + std::to_string(i));
         if (!channel) {
             continue;
@@ -264,7 +264,7 @@ bool CapabilityReader::GetTalking(CNvrStatus& status) {
                 return;
             }
             Trace("CKelvaraInfo::GetTalking: wrong %s format, m_nIdx=%d, ch=%d, m_dwErrorCount=%d...\n", name,
-                  m_worker.m_nIdx.load(), static_cast<int>(i), static_cast<int>(m_worker.m_dwErrorCount));
+                  m_query.GetIdx(), static_cast<int>(i), static_cast<int>(m_query.ErrorCount()));
         };
         read("audio_out", setting.m_nAudioOut);
         read("audio_out_type", setting.m_nAudioOutType);

@@ -10,7 +10,7 @@
 namespace kvmon {
 
 class DocumentReader;
-class ServerWorker;
+class QueryContext;
 
 // A wire number of streams beyond this is not believed.
 inline constexpr std::int32_t kMaxStreams = 64;
@@ -28,7 +28,7 @@ void SortStreams(CStreamInfo& streams);
 // as they were. Blocking, for a thread of its own.
 class CapabilityReader {
 public:
-    explicit CapabilityReader(ServerWorker& worker);
+    explicit CapabilityReader(QueryContext& query);
 
     // Each true if the document could be used, and also if the recorder cannot answer.
     bool GetStreamInfo(CNvrStatus& status);
@@ -43,7 +43,7 @@ private:
     bool Open(DocumentReader& reader, const char* lpszMethod, const std::string& request);
     void TraceStep(const char* lpszMethod, const std::string& text) const;
 
-    ServerWorker& m_worker;
+    QueryContext& m_query;
     // Not the root of the other documents: a recorder that lacks these must not turn that one.
     bool m_bCgiRootEmpty;
     bool m_bUnanswered = false;

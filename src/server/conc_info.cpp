@@ -1,4 +1,5 @@
-// get_init_info.cgi: the recorder's name and its channels.
+#include "server/conc_info.h"
+
 #include <algorithm>
 
 #include "persist/log_file.h"
@@ -21,37 +22,37 @@ std::optional<std::string> DisplayValue(std::string_view line, std::string_view 
     return value ? std::optional(WideFromCodePage(kUtf8, *value)) : std::nullopt;
 }
 
-ConcInfoError ReadStatusLine(ServerWorker& worker, DocumentReader& reader) {
+ConcInfoError ReadStatusLine(QueryContext& query, DocumentReader& reader) {
     int status = 0;
     reader.budget = kLineMs;
     if (!reader.ReadStatus(&status)) {
-        worker.NoteFailure(LinkFault::TimedOut);
+        query.NoteFailure(LinkFault::TimedOut);
         return ConcInfoError::StatusLine;
     }
     switch (status) {
         case 200:
             return ConcInfoError::None;
         case 404:
-            worker.NoteNotFound();
+            query.NoteNotFound();
             return ConcInfoError::NotFound;
         case 401:
-            worker.NoteFailure(LinkFault::Credentials);
+            query.NoteFailure(LinkFault::Credentials);
             return ConcInfoError::Unauthorized;
         default:
             if (status >= 100) {
-                worker.NoteFailure(LinkFault::Status, status);
+                query.NoteFailure(LinkFault::Status, status);
             } else {
-                worker.NoteFailure(LinkFault::NotARecorder);
+                query.NoteFailure(LinkFault::NotARecorder);
             }
             return ConcInfoError::BadStatus;
     }
 }
 
-ConcInfoError OpenDocument(ServerWorker& worker, DocumentReader& reader, const ConnectInfo& connect) {
+ConcInfoError OpenDocument(QueryContext& query, DocumentReader& reader, const ConnectInfo& connect) {
     const std::string request = FormatText(
         "GET %s/get_init_info.cgi HTTP/1.0\r\nUser-Agent: Monitor\r\nHost: %s\r\n"
         "Connection: Keep-Alive\r\nAuthorization: Basic %s\r\n\r\n",
-        worker.CgiRoot().c_str(), connect.szHost.c_str(), connect.szBase64Auth.c_str());
+        query.CgiRoot().c_str(), connect.szHost.c_str(), connect.szBase64Auth.c_str());
     if (request.size() > kMaxShortRequest) {
         return ConcInfoError::RequestTooLong;
     }
@@ -60,18 +61,18 @@ ConcInfoError OpenDocument(ServerWorker& worker, DocumentReader& reader, const C
     }
     reader.budget = 3000;
     if (!reader.Connect(connect)) {
-        worker.NoteFailure(FaultOfConnect(reader.SocketError()));
+        query.NoteFailure(FaultOfConnect(reader.SocketError()));
         return ConcInfoError::Connect;
     }
     reader.budget = 13000;
     if (!reader.Send(request)) {
-        worker.NoteFailure(LinkFault::TimedOut);
+        query.NoteFailure(LinkFault::TimedOut);
         return ConcInfoError::Send;
     }
-    return ReadStatusLine(worker, reader);
+    return ReadStatusLine(query, reader);
 }
 
-ConcInfoError ReadIdentity(ServerWorker& worker, DocumentReader& reader, CNvrStatus& status) {
+ConcInfoError ReadIdentity(QueryContext& query, DocumentReader& reader, CNvrStatus& status) {
     // Some recorders send header lines before the name, some none.
     constexpr std::string_view kNameKey = "server name=";
     if (!reader.ReadLine(kLineMs)) {
@@ -89,7 +90,7 @@ ConcInfoError ReadIdentity(ServerWorker& worker, DocumentReader& reader, CNvrSta
         return ConcInfoError::ServerName;
     }
     status.m_strServerName = *name;
-    const int index = worker.m_nIdx;
+    const int index = query.GetIdx();
     Trace("CKelvaraInfo::GetNvrVsConcInfo: m_nIdx=%d, m_strServerName=%s\n", index, name->c_str());
 
     if (!reader.ReadLine(kLineMs)) {
@@ -114,7 +115,7 @@ ConcInfoError ReadIdentity(ServerWorker& worker, DocumentReader& reader, CNvrSta
     return ConcInfoError::None;
 }
 
-ConcInfoError ReadCount(ServerWorker& worker, DocumentReader& reader, std::int32_t* pnChannelNumber) {
+ConcInfoError ReadCount(QueryContext& query, DocumentReader& reader, std::int32_t* pnChannelNumber) {
     if (!reader.ReadLine(kLineMs)) {
         return ConcInfoError::ChannelNumberRead;
     }
@@ -123,7 +124,7 @@ ConcInfoError ReadCount(ServerWorker& worker, DocumentReader& reader, std::int32
         return ConcInfoError::ChannelNumberKey;
     }
     *pnChannelNumber = WireInt(*number);
-    Trace("CKelvaraInfo::GetNvrVsConcInfo: m_nIdx=%d, nChannelNumber = %d\n", worker.m_nIdx.load(),
+    Trace("CKelvaraInfo::GetNvrVsConcInfo: m_nIdx=%d, nChannelNumber = %d\n", query.GetIdx(),
           *pnChannelNumber);
     if (!reader.ReadLine(kLineMs)) {
         return ConcInfoError::StartMarkerRead;
@@ -176,54 +177,53 @@ bool ReadRecord(DocumentReader& reader, const ConnectInfo& connect, std::vector<
     return true;
 }
 
-ConcInfoError ReadConcInfo(ServerWorker& worker, CNvrStatus& status) {
-    const ConnectInfo connect = worker.GetConnectInfo();
-    DocumentReader reader(worker);
+ConcInfoError ReadConcInfo(QueryContext& query, CNvrStatus& status) {
+    const ConnectInfo connect = query.GetConnectInfo();
+    DocumentReader reader(query);
     std::int32_t channelNumber = 0;
-    ConcInfoError error = OpenDocument(worker, reader, connect);
+    ConcInfoError error = OpenDocument(query, reader, connect);
     if (error != ConcInfoError::None) {
         return error;
     }
-    error = ReadIdentity(worker, reader, status);
+    error = ReadIdentity(query, reader, status);
     if (error == ConcInfoError::None) {
-        error = ReadCount(worker, reader, &channelNumber);
+        error = ReadCount(query, reader, &channelNumber);
     }
     if (error != ConcInfoError::None) {
-        worker.NoteFailure(LinkFault::NotARecorder);
+        query.NoteFailure(LinkFault::NotARecorder);
         return error;
     }
-    for (int i = 0; i < kPauseRounds && !worker.IsStopped(); ++i) {
-        worker.GetClock().Sleep(kPauseRound);
+    for (int i = 0; i < kPauseRounds && !query.IsStopped(); ++i) {
+        query.GetClock().Sleep(kPauseRound);
     }
     auto& list = status.m_VideoSettingList;
     // No more records than there are indexes, whatever number was told.
     const std::int32_t records = std::min(channelNumber, kMaxChannels);
-    for (std::int32_t i = 0; i < records && !worker.IsStopped(); ++i) {
+    for (std::int32_t i = 0; i < records && !query.IsStopped(); ++i) {
         if (!ReadRecord(reader, connect, list)) {
             break;
         }
     }
     if (static_cast<std::int64_t>(list.size()) == channelNumber) {
-        worker.NoteFailure(LinkFault::None);
+        query.NoteFailure(LinkFault::None);
         return ConcInfoError::None;
     }
-    worker.NoteFailure(LinkFault::NotARecorder);
+    query.NoteFailure(LinkFault::NotARecorder);
     Trace(
         "CKelvaraInfo::GetNvrVsConcInfo: m_nIdx=%d, m_dwErrorCount=%d, nChannelNumber=%d, "
         "m_VideoSettingList.GetSize()=%d...\n",
-        worker.m_nIdx.load(), static_cast<int>(worker.m_dwErrorCount), channelNumber,
-        static_cast<int>(list.size()));
+        query.GetIdx(), static_cast<int>(query.ErrorCount()), channelNumber, static_cast<int>(list.size()));
     list.clear();
     return ConcInfoError::RecordCount;
 }
 
 }  // namespace
 
-bool ServerWorker::GetNvrVsConcInfo(CNvrStatus& status, std::uint32_t* pdwErrorCode) {
-    const ConcInfoError error = ReadConcInfo(*this, status);
+bool GetNvrVsConcInfo(QueryContext& query, CNvrStatus& status, std::uint32_t* pdwErrorCode) {
+    const ConcInfoError error = ReadConcInfo(query, status);
     *pdwErrorCode = static_cast<std::uint32_t>(error);
     if (error != ConcInfoError::None) {
-        Trace("CKelvaraInfo::GetNvrVsConcInfo: m_nIdx=%d, %s...\n", m_nIdx.load(), ErrorText(error));
+        Trace("CKelvaraInfo::GetNvrVsConcInfo: m_nIdx=%d, %s...\n", query.GetIdx(), ErrorText(error));
     }
     return error == ConcInfoError::None;
 }

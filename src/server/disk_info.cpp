@@ -1,4 +1,5 @@
-// z_status.cgi: disk, recording state and names of the channels.
+#include "server/disk_info.h"
+
 #include "persist/log_file.h"
 #include "persist/utilities.h"
 #include "server/document_errors.h"
@@ -14,18 +15,18 @@ constexpr std::size_t kMaxName = 1024;  // UTF-16 units
 constexpr unsigned kUtf8 = 65001;
 
 // The list of channels tells first what is wrong.
-void NoteIfGood(ServerWorker& worker, LinkFault fault, int nStatus = 0) {
-    if (worker.GetFailure().fault == LinkFault::None) {
-        worker.NoteFailure(fault, nStatus);
+void NoteIfGood(QueryContext& query, LinkFault fault, int nStatus = 0) {
+    if (query.GetFailure().fault == LinkFault::None) {
+        query.NoteFailure(fault, nStatus);
     }
 }
 
-DiskInfoError OpenDocument(ServerWorker& worker, DocumentReader& reader, int* pnStatus) {
-    const ConnectInfo connect = worker.GetConnectInfo();
+DiskInfoError OpenDocument(QueryContext& query, DocumentReader& reader, int* pnStatus) {
+    const ConnectInfo connect = query.GetConnectInfo();
     const std::string request = FormatText(
         "GET %s/z_status.cgi?user=%s HTTP/1.0\r\nUser-Agent: Monitor\r\nHost: %s\r\n"
         "Connection:Keep-Alive\r\nAuthorization: Basic %s\r\n\r\n",
-        worker.CgiRoot().c_str(), connect.szUser.c_str(), connect.szHost.c_str(),
+        query.CgiRoot().c_str(), connect.szUser.c_str(), connect.szHost.c_str(),
         connect.szBase64Auth.c_str());
     if (request.size() > kMaxRequest) {
         return DiskInfoError::RequestTooLong;
@@ -35,13 +36,13 @@ DiskInfoError OpenDocument(ServerWorker& worker, DocumentReader& reader, int* pn
     }
     reader.budget = 13000;
     if (!reader.Connect(connect)) {
-        NoteIfGood(worker, FaultOfConnect(reader.SocketError()));
+        NoteIfGood(query, FaultOfConnect(reader.SocketError()));
         return DiskInfoError::Connect;
     }
     // Whatever the status is, the body is read.
     const bool bSent = reader.Send(request);
     if (!bSent || !reader.ReadStatus(pnStatus)) {
-        NoteIfGood(worker, LinkFault::TimedOut);
+        NoteIfGood(query, LinkFault::TimedOut);
         return bSent ? DiskInfoError::StatusLine : DiskInfoError::Send;
     }
     return DiskInfoError::None;
@@ -59,13 +60,13 @@ void FindDiskLine(DocumentReader& reader) {
     }
 }
 
-void TraceLine(const ServerWorker& worker, const char* name, std::string_view line) {
-    Trace("CKelvaraInfo::GetNvrDiskInfo: m_nIdx=%d, lpszRecvBuf(%s)=", worker.m_nIdx.load(), name);
+void TraceLine(const QueryContext& query, const char* name, std::string_view line) {
+    Trace("CKelvaraInfo::GetNvrDiskInfo: m_nIdx=%d, lpszRecvBuf(%s)=", query.GetIdx(), name);
     LogFile().TraceRaw(true, line);
 }
 
-void ReadNames(const ServerWorker& worker, DocumentReader& reader, CNvrStatus& status) {
-    for (std::int32_t channel = 0; channel < status.m_nChannelCount && !worker.IsStopped(); ++channel) {
+void ReadNames(const QueryContext& query, DocumentReader& reader, CNvrStatus& status) {
+    for (std::int32_t channel = 0; channel < status.m_nChannelCount && !query.IsStopped(); ++channel) {
         // A name that does not come stays empty.
         reader.ReadLine(kNameMs);
         const auto index = static_cast<std::size_t>(channel);
@@ -76,44 +77,44 @@ void ReadNames(const ServerWorker& worker, DocumentReader& reader, CNvrStatus& s
     }
 }
 
-DiskInfoError ReadDiskInfo(ServerWorker& worker, CNvrStatus& status) {
-    DocumentReader reader(worker);
+DiskInfoError ReadDiskInfo(QueryContext& query, CNvrStatus& status) {
+    DocumentReader reader(query);
     int http = 0;
-    if (const DiskInfoError error = OpenDocument(worker, reader, &http); error != DiskInfoError::None) {
+    if (const DiskInfoError error = OpenDocument(query, reader, &http); error != DiskInfoError::None) {
         return error;
     }
     FindDiskLine(reader);
-    TraceLine(worker, "Disk", reader.Line());
+    TraceLine(query, "Disk", reader.Line());
     ParseDiskLine(reader.Line(), status);
     const auto noteUnreadable = [&] {
         if (http == 404) {
             return;  // the list tells, when neither root has it
         }
         const bool bRefused = http >= 100 && http != 200;
-        NoteIfGood(worker, bRefused ? LinkFault::Status : LinkFault::NotARecorder, bRefused ? http : 0);
+        NoteIfGood(query, bRefused ? LinkFault::Status : LinkFault::NotARecorder, bRefused ? http : 0);
     };
     if (!reader.ReadLine()) {
         noteUnreadable();
         return DiskInfoError::RecordingLine;
     }
-    TraceLine(worker, "Recording", reader.Line());
+    TraceLine(query, "Recording", reader.Line());
     const RecordingLine result = ParseRecordingLine(reader.Line(), status);
     if (result != RecordingLine::Good) {
         noteUnreadable();
         return static_cast<DiskInfoError>(result);
     }
-    ReadNames(worker, reader, status);
+    ReadNames(query, reader, status);
     // Names that a stop cut off must not be published.
-    return worker.IsStopped() ? DiskInfoError::RecordingLine : DiskInfoError::None;
+    return query.IsStopped() ? DiskInfoError::RecordingLine : DiskInfoError::None;
 }
 
 }  // namespace
 
-bool ServerWorker::GetNvrDiskInfo(CNvrStatus& status, std::uint32_t* pdwErrorCode) {
-    const DiskInfoError error = ReadDiskInfo(*this, status);
+bool GetNvrDiskInfo(QueryContext& query, CNvrStatus& status, std::uint32_t* pdwErrorCode) {
+    const DiskInfoError error = ReadDiskInfo(query, status);
     *pdwErrorCode = static_cast<std::uint32_t>(error);
     if (error != DiskInfoError::None) {
-        Trace("CKelvaraInfo::GetNvrDiskInfo: m_nIdx=%d, %s...\n", m_nIdx.load(), ErrorText(error));
+        Trace("CKelvaraInfo::GetNvrDiskInfo: m_nIdx=%d, %s...\n", query.GetIdx(), ErrorText(error));
     }
     return error == DiskInfoError::None;
 }

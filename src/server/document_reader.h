@@ -7,9 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "server/http_tran.h"
+#include "server/query_context.h"
 #include "server/server_documents.h"
-#include "server/server_worker.h"
 
 namespace kvmon {
 
@@ -22,7 +21,7 @@ inline constexpr std::size_t kMaxSkipped = 65536;
 // never end fail.
 class DocumentReader {
 public:
-    explicit DocumentReader(ServerWorker& worker) : m_clock(worker.GetClock()), m_tran(worker) {}
+    explicit DocumentReader(QueryContext& query) : m_clock(query.GetClock()), m_tran(query) {}
 
     bool Create() { return m_tran.Create(); }
     // These two spend what is left in `budget`.

@@ -1,4 +1,5 @@
-// get_ext_info.cgi: further ports, passwords and addresses of the channels.
+#include "server/ext_info.h"
+
 #include <algorithm>
 
 #include "persist/log_file.h"
@@ -18,12 +19,12 @@ constexpr std::size_t kLinesColumn = 17;
 // There are seven keys.
 constexpr std::int32_t kMaxLines = 256;
 
-ExtInfoError OpenDocument(ServerWorker& worker, DocumentReader& reader) {
-    const ConnectInfo connect = worker.GetConnectInfo();
+ExtInfoError OpenDocument(QueryContext& query, DocumentReader& reader) {
+    const ConnectInfo connect = query.GetConnectInfo();
     const std::string request = FormatText(
         "GET %s/get_ext_info.cgi HTTP/1.0\r\nUser-Agent: Monitor\r\nHost: %s\r\n"
         "Connection:Keep-Alive\r\nAuthorization: Basic %s\r\n\r\n",
-        worker.CgiRoot().c_str(), connect.szHost.c_str(), connect.szBase64Auth.c_str());
+        query.CgiRoot().c_str(), connect.szHost.c_str(), connect.szBase64Auth.c_str());
     if (request.size() > kMaxRequest) {
         return ExtInfoError::RequestTooLong;
     }
@@ -45,7 +46,7 @@ ExtInfoError OpenDocument(ServerWorker& worker, DocumentReader& reader) {
 }
 
 // The lines before the records.
-ExtInfoError ReadPreface(ServerWorker& worker, DocumentReader& reader, std::int32_t* pnLines,
+ExtInfoError ReadPreface(QueryContext& query, DocumentReader& reader, std::int32_t* pnLines,
                          bool* pbHeaderFailed) {
     if (!reader.ReadLine()) {
         return ExtInfoError::FirstLine;
@@ -53,8 +54,7 @@ ExtInfoError ReadPreface(ServerWorker& worker, DocumentReader& reader, std::int3
     if (!reader.Holds(kChannelNumber)) {
         const bool found = IsBlankLine(reader.Line()) || reader.SkipHeader();
         if (!found || !reader.ReadLine()) {
-            Trace("CKelvaraInfo::GetExtInfo: m_nIdx=%d, Bypass http header failed...\n",
-                  worker.m_nIdx.load());
+            Trace("CKelvaraInfo::GetExtInfo: m_nIdx=%d, Bypass http header failed...\n", query.GetIdx());
             *pbHeaderFailed = true;
             return ExtInfoError::None;
         }
@@ -90,12 +90,12 @@ ExtInfoError ReadChannel(DocumentReader& reader, std::int32_t nLines, CVideoSett
     return ExtInfoError::None;
 }
 
-ExtInfoError ReadExtInfo(ServerWorker& worker, CNvrStatus& status, bool* pbHeaderFailed) {
-    DocumentReader reader(worker);
+ExtInfoError ReadExtInfo(QueryContext& query, CNvrStatus& status, bool* pbHeaderFailed) {
+    DocumentReader reader(query);
     std::int32_t nLines = 0;
-    ExtInfoError error = OpenDocument(worker, reader);
+    ExtInfoError error = OpenDocument(query, reader);
     if (error == ExtInfoError::None) {
-        error = ReadPreface(worker, reader, &nLines, pbHeaderFailed);
+        error = ReadPreface(query, reader, &nLines, pbHeaderFailed);
     }
     if (error != ExtInfoError::None || *pbHeaderFailed) {
         return error;
@@ -115,15 +115,15 @@ ExtInfoError ReadExtInfo(ServerWorker& worker, CNvrStatus& status, bool* pbHeade
 
 }  // namespace
 
-bool ServerWorker::GetExtInfo(CNvrStatus& status, std::uint32_t* pdwErrorCode) {
+bool GetExtInfo(QueryContext& query, CNvrStatus& status, std::uint32_t* pdwErrorCode) {
     bool headerFailed = false;
-    const ExtInfoError error = ReadExtInfo(*this, status, &headerFailed);
+    const ExtInfoError error = ReadExtInfo(query, status, &headerFailed);
     if (headerFailed) {
         return false;  // the code stays as the caller had it
     }
     *pdwErrorCode = static_cast<std::uint32_t>(error);
     if (error != ExtInfoError::None) {
-        Trace("CKelvaraInfo::GetExtInfo: m_nIdx=%d, %s...\n", m_nIdx.load(), ErrorText(error));
+        Trace("CKelvaraInfo::GetExtInfo: m_nIdx=%d, %s...\n", query.GetIdx(), ErrorText(error));
     }
     return error == ExtInfoError::None;
 }

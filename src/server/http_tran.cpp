@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "server/socket_error_text.h"
 #include "server/wire_number.h"
 
 namespace kvmon {

@@ -132,7 +132,4 @@ private:
     std::size_t m_nPushbackPos = 0;
 };
 
-// The text for a socket error code; one that is not in the table gives the first row's.
-const char* SocketErrorText(std::uint32_t code);
-
 }  // namespace kvmon

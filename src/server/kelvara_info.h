@@ -18,6 +18,13 @@
 
 namespace kvmon {
 
+// How a thread is started while one runs: that one is stopped first (500 ms), or gives up its present
+// transaction and goes on with the new data.
+enum class StartMode { Anew, GoOn };
+
+// How long the end of a thread is waited for: 100 ms, or 3000 ms, after which it is abandoned.
+enum class StopWait { Brief, ToTheEnd };
+
 class ServerWorker;  // what the thread owns and works on
 
 // Owns a thread that logs in, reads the recorder's documents and keeps the notification connection,
@@ -33,13 +40,11 @@ public:
     // Stores the connection data and clears the published status.
     void SetConnectInfo(int nIdx, const std::string& host, std::uint32_t nPort, const std::string& user,
                         const std::string& password);
-    // Starts the thread. With bForce a running one is stopped first (500 ms); without it a running one
-    // gives up its present transaction and goes on with the new data.
-    void StartGetKelvaraInfo(bool bForce);
+    void StartGetKelvaraInfo(StartMode mode);
     void StartGetKelvaraInfo(int nIdx, const std::string& host, std::uint32_t nPort, const std::string& user,
-                             const std::string& password, bool bForce);
-    // True if no thread is left. Waits 3000 ms with bWait (the thread is then abandoned), else 100 ms.
-    bool StopGetKelvaraInfo(bool bWait, bool bNoStopFlag);
+                             const std::string& password, StartMode mode);
+    // True if no thread is left.
+    bool StopGetKelvaraInfo(StopWait wait);
     // A null handle: nothing is posted.
     void SetNotifyWnd(WindowHandle hWnd);
     bool IsRunning() const;

@@ -47,8 +47,9 @@ public:
     void StopAndRemoveCamera(int nIdx, int nCameraIdx);
     bool IsCameraInUse(const ServerCamera* pCamera) const;
     void DeleteAllKelvara();
-    void ReapRemovedServers(bool bForce);
-    void ReapRemovedCameras(bool bForce);
+    // Lets go of those that have ended; with ToTheEnd of all.
+    void ReapRemovedServers(StopWait wait);
+    void ReapRemovedCameras(StopWait wait);
 
 private:
     Clock& m_clock;

@@ -1,4 +1,5 @@
-// Two requests that no round makes: leaving, and the recorder's clock.
+#include "server/server_requests.h"
+
 #include <algorithm>
 
 #include "persist/log_file.h"
@@ -81,31 +82,29 @@ std::optional<std::tm> FindTime(DocumentReader& reader) {
 
 }  // namespace
 
-bool ServerWorker::LogoutServer() {
-    DocumentReader reader(*this);
-    return Ask(reader, GetConnectInfo(), "logout.cgi?logout=yes&display=no") && SkipToLfLine(reader) &&
+bool LogoutServer(QueryContext& query) {
+    DocumentReader reader(query);
+    return Ask(reader, query.GetConnectInfo(), "logout.cgi?logout=yes&display=no") && SkipToLfLine(reader) &&
            SkipToLfLine(reader);
 }
 
-bool ServerWorker::GetServerTime() {
-    const std::uint64_t start = m_clock.TickMs();
-    DocumentReader reader(*this);
-    if (!Ask(reader, GetConnectInfo(), "param.cgi?action=list&group=System") || !SkipHead(reader)) {
-        return false;
+std::optional<std::int64_t> ReadServerTimeOffset(QueryContext& query) {
+    const std::uint64_t start = query.GetClock().TickMs();
+    DocumentReader reader(query);
+    if (!Ask(reader, query.GetConnectInfo(), "param.cgi?action=list&group=System") || !SkipHead(reader)) {
+        return std::nullopt;
     }
     auto server = FindTime(reader);
     if (!server) {
-        return false;
+        return std::nullopt;
     }
-    const std::uint64_t took = (m_clock.TickMs() - start) / 1000;
-    const std::time_t now = std::chrono::system_clock::to_time_t(m_clock.Now());
+    const std::uint64_t took = (query.GetClock().TickMs() - start) / 1000;
+    const std::time_t now = std::chrono::system_clock::to_time_t(query.GetClock().Now());
     std::tm local{};
     localtime_r(&now, &local);
     // Both are wall clocks without a zone.
-    m_nTimeOffset = static_cast<std::int64_t>(timegm(&*server)) + static_cast<std::int64_t>(took) -
-                    static_cast<std::int64_t>(timegm(&local));
-    m_bTimeKnown = true;
-    return true;
+    return static_cast<std::int64_t>(timegm(&*server)) + static_cast<std::int64_t>(took) -
+           static_cast<std::int64_t>(timegm(&local));
 }
 
 }  // namespace kvmon

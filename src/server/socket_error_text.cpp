@@ -1,4 +1,4 @@
-#include "server/http_tran.h"
+#include "server/socket_error_text.h"
 
 namespace kvmon {
 

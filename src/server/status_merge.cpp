@@ -3,19 +3,9 @@
 #include <algorithm>
 #include <tuple>
 
-#include "persist/log_file.h"
-#include "server/server_worker.h"
-
 namespace kvmon {
 
 namespace {
-
-constexpr std::uint32_t kRights = kStatusMonitorRight | kStatusControlRight | kStatusAdminRight;
-constexpr std::uint32_t kRecordingStates = kStatusConnected | kStatusRecording | kStatusEvent |
-                                           kStatusMotion | kStatusSignalLoss | kStatusInput | kStatusAlarm |
-                                           kStatusManual;
-// With this many failures behind it, a good round publishes the list anew, which clears the count.
-constexpr std::uint32_t kManyErrors = 11;
 
 auto Identity(auto& status) {
     return std::tie(status.m_strServerName, status.strServerVersion, status.strServerBuild);
@@ -118,41 +108,6 @@ void CopyStatus(const CNvrStatus& from, CNvrStatus& to, std::uint32_t masks) {
 
 void CopyAudio(const CNvrStatus& from, CNvrStatus& to) {
     ForBoth(from, to, [](const auto& source, auto& target) { Audio(target) = Audio(source); });
-}
-
-bool ServerWorker::UpdateServerInfo(const CNvrStatus& status) {
-    const std::lock_guard lock(m_cs);
-    if (IdentityDiffers(status, m_Status)) {
-        CopyIdentity(status, m_Status);
-        PostLocked(WM_UPDATEVSINFO, WM_UPDATEVSINFO_SERVERINFO);
-    }
-    // A recorder without channels tells of its list, too, or the console would wait for it for ever.
-    const bool bFirstList = m_bRoundGood && !m_bListPublished;
-    const bool bChanged = bFirstList || ChannelListDiffers(status, m_Status) ||
-                          status.m_nChannelCount != m_Status.m_nChannelCount ||
-                          StatusDiffers(status, m_Status, kRights) || m_dwErrorCount > kManyErrors;
-    m_bListPublished = m_bListPublished || bFirstList;
-    if (bChanged) {
-        CopyChannelList(status, m_Status);
-        CopyStatus(status, m_Status, kRights | kStatusConfigured);
-        PostLocked(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERACONN);
-        m_hCapabilityEvent.Set();
-    }
-    if (DiskDiffers(status, m_Status)) {
-        CopyDisk(status, m_Status);
-        PostLocked(WM_UPDATEVSINFO, SUPPORT_HDCHART);
-    }
-    // The odd sense is relied on: a merge that finds nothing new still tells of the camera status, and a
-    // change of the audio values alone is kept back.
-    if (!StatusDiffers(status, m_Status, kRecordingStates) &&
-        status.m_nServerState == m_Status.m_nServerState && AudioDiffers(status, m_Status)) {
-        return bChanged;
-    }
-    CopyStatus(status, m_Status, kRecordingStates);
-    CopyAudio(status, m_Status);
-    m_Status.m_nServerState = status.m_nServerState;
-    PostLocked(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERASTATUS);
-    return bChanged;
 }
 
 }  // namespace kvmon

@@ -20,7 +20,6 @@
 #include "platform/diagnostics.h"
 #include "platform/text.h"
 #include "web/web_assets.h"
-#include "web/web_session.h"
 
 namespace kvmon {
 

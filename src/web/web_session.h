@@ -26,12 +26,6 @@ class QSocketNotifier;
 
 namespace kvmon {
 
-// How the host starts a session's process: with this option alone, the page's socket and the socket that the
-// order comes from in these places. The order's socket stays open; when the host closes it the session ends.
-inline constexpr const char* kSessionOption = "--web-session";
-inline constexpr int kSessionPageFd = 3;
-inline constexpr int kSessionOrderFd = 4;
-
 // Reads the order; nothing when none comes in time.
 std::optional<SessionOrder> ReceiveSessionOrder();
 

@@ -118,7 +118,7 @@ TEST_F(SessionEnd, LogoutLeavesNothingOfIt) {
     EXPECT_EQ(Head(kCtlServerName), "Hall");
 
     // The page's way; the console's button goes on to tell the page.
-    console->Logout(true);
+    console->Logout();
     Pump();
     EXPECT_FALSE(console->IsLoggedIn());
     EXPECT_FALSE(console->Sequential().IsOn() || console->Controls().IsPressed(kCtlSequential));
@@ -177,7 +177,7 @@ TEST_F(SessionEnd, AnotherUserHasNeitherTheCamerasNorTheRecordersOfTheLast) {
     ASSERT_TRUE(PumpUntil([&] { return console->Cameras().GetCount() == 2; }));
     EXPECT_EQ(console->Recorders().GetServerCount(), 1);
     EXPECT_EQ(second.CountHeads(MakeBasicAuth("guest", "word")), 0);
-    console->Logout(true);
+    console->Logout();
     console->AutoLogin("admin", "secret");
     EXPECT_TRUE(PumpUntil([&] { return console->Cameras().GetCount() == 5; }));
     EXPECT_THAT(LoadServerList(Registry(), ServerIdentity(At(first))), SizeIs(2));
@@ -186,7 +186,7 @@ TEST_F(SessionEnd, AnotherUserHasNeitherTheCamerasNorTheRecordersOfTheLast) {
 TEST_F(SessionEnd, CamerasThatAreListedLaterGetTheirCells) {
     FakeRecorder recorder("Hall", 6);
     Open(recorder.Port());
-    console->Logout(true);
+    console->Logout();
     ASSERT_TRUE(PumpUntil([&] { return !console->Recorders().GetServer(0)->IsRunning(); }));
     TurnOption("1512");
     console->AutoLogin("admin", "secret");
@@ -218,7 +218,7 @@ TEST_F(SessionEnd, ARecorderThatRefusedStaysStoppedUntilItsPasswordChanges) {
     TurnOption("1511");
     Command(kCtlFirstStyle);
     Command(StyleButtonId(VIEW_STYLE_4CH));
-    console->Logout(true);
+    console->Logout();
     console->AutoLogin("admin", "secret");
     ASSERT_TRUE(PumpUntil([&] { return console->Cameras().GetCount() == 2; }));
     EXPECT_FALSE(PumpUntil([&] { return second.CountHeads("GET ") > before; }, milliseconds(300)));

@@ -262,7 +262,7 @@ TEST_F(Screens, BothDisplaysSayThatTheSessionIsOver) {
     Command(kCtlMultiScreens);
     Command(kCtlFullScreen);
     ASSERT_THAT(Panels(), SizeIs(2));
-    console->Logout(true);  // the page's call leaves the displays as they are
+    console->Logout();  // the page's call leaves the displays as they are
     const auto says = [](const CFSPanel* panel) {
         const auto* const notice = panel->findChild<QLabel*>("wallNotice");
         return notice != nullptr && notice->isVisible() && notice->rect() == panel->rect() &&

@@ -1,12 +1,12 @@
-// The transport over the platform's HTTP client, and its URL parser.
+#include "server/platform_fetch.h"
+
 #include <curl/curl.h>
 
 #include <memory>
 #include <mutex>
 
 #include "persist/log_file.h"
-#include "server/resource_fetch.h"
-#include "server/wire_number.h"
+#include "server/resource_url.h"
 
 namespace kvmon {
 
@@ -44,39 +44,11 @@ void InitClient() {
 
 using Easy = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
 using List = std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)>;
-using Url = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
-
-std::string UrlPart(CURLU* url, CURLUPart part, unsigned flags = 0) {
-    char* text = nullptr;
-    if (curl_url_get(url, part, &text, flags) != CURLUE_OK) {
-        return {};
-    }
-    std::string result(text);
-    curl_free(text);
-    return result;
-}
 
 }  // namespace
 
-bool detail::SplitHttpUrl(const std::string& url, SplitUrl* pSplit) {
-    const Url parsed(curl_url(), curl_url_cleanup);
-    if (!parsed || curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), 0) != CURLUE_OK ||
-        UrlPart(parsed.get(), CURLUPART_SCHEME) != "http") {
-        return false;
-    }
-    pSplit->server = UrlPart(parsed.get(), CURLUPART_HOST);
-    pSplit->port =
-        static_cast<std::uint32_t>(WireInt(UrlPart(parsed.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT)));
-    pSplit->object = UrlPart(parsed.get(), CURLUPART_PATH);
-    if (const std::string query = UrlPart(parsed.get(), CURLUPART_QUERY); !query.empty()) {
-        pSplit->object += "?" + query;
-    }
-    return !pSplit->server.empty();
-}
-
-bool detail::FetchByPlatform(std::vector<std::uint8_t>& data, const std::string& url,
-                             const std::string& contentType, const std::string& user,
-                             const std::string& password, const FlagWord* abortFlag) {
+bool FetchByPlatform(std::vector<std::uint8_t>& data, const std::string& url, const std::string& contentType,
+                     const std::string& user, const std::string& password, const FlagWord* abortFlag) {
     InitClient();
     const Easy easy(curl_easy_init(), curl_easy_cleanup);
     const List headers(curl_slist_append(nullptr, ("Content-type: " + contentType).c_str()),
