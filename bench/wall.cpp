@@ -149,7 +149,7 @@ public:
             view->setGeometry(i % kColumns * kCellWidth, i / kColumns * kCellHeight, kCellWidth, kCellHeight);
             view->SetCamera(camera);
             camera->StartCameraThreads();
-            camera->StartPlaying(false, false);
+            camera->StartPlaying(PlaySound::No);
             m_cameras.push_back(std::move(camera));
             m_views.push_back(view);
         }

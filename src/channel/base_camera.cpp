@@ -151,15 +151,14 @@ void CBaseCamera::WantAudio(bool bPlayAudio) {
     }
 }
 
-void CBaseCamera::StartPlaying(bool bPlayAudio, bool bUIPlayAudio) {
+void CBaseCamera::StartPlaying(PlaySound sound) {
     if (!IsCameraUsable()) {
         return;
     }
     if (IsCameraInfoLoaded() && !m_core->m_audioThread.IsRunning()) {
         StartAudioThread(false);
     }
-    WantAudio(bPlayAudio);
-    m_core->m_sound.m_bPlayAudioUI = bUIPlayAudio;
+    SetPlayAudio(sound == PlaySound::Yes);
     if (IsVideoRunning()) {
         return;
     }

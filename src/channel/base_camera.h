@@ -45,6 +45,8 @@ struct ChannelStatistics {
     std::uint64_t shown = 0;
 };
 
+enum class PlaySound { No, Yes };
+
 class CBaseCamera : public ServerCamera {
 public:
     ~CBaseCamera() override;
@@ -128,8 +130,8 @@ public:
     // sound; none where the sound comes with the recorder's pictures. With bRestart one that runs begins
     // anew.
     void StartAudioThread(bool bRestart);
-    // bPlayAudio asks for sound over a connection of its own, which streams of a recorder do not have.
-    void StartPlaying(bool bPlayAudio, bool bUIPlayAudio);
+    // With its sound: over a connection of its own, too, which streams of a recorder do not have.
+    void StartPlaying(PlaySound sound);
     // Ends the connection and drops what waits; the threads stay.
     void PausePlaying();
     // A new connection, with a newly chosen stream. Any thread.

@@ -14,8 +14,7 @@ constexpr std::uint32_t kStrNotDecoded = 6890;
 }  // namespace
 
 void ChannelCore::SetBitmapInfo(const BITMAPINFOHEADER& bmpInfo) {
-    const BITMAPINFOHEADER before = m_picture.GetBitmapInfo();
-    m_picture.SetBitmapInfo(bmpInfo);
+    const BITMAPINFOHEADER before = m_picture.SetBitmapInfo(bmpInfo);
     const bool bSameSize = before.biWidth == bmpInfo.biWidth && before.biHeight == bmpInfo.biHeight;
     if (!m_bSizeForgotten.exchange(false) && bSameSize) {
         return;
@@ -33,20 +32,10 @@ void ChannelCore::AddDecodeFrame(const ThreadControl& control, std::unique_ptr<C
     if (!frame || control.abandoned) {
         return;
     }
-    if (m_picture.IsLineShown(SubString::FrameRate) && m_source.IsCameraUsable()) {
-        m_picture.SetSubString(
-            SubString::FrameRate,
-            FormatText("Frame Rate: %.2f", static_cast<double>(m_frameRate.Count(clock.TickMs()))));
-    }
-    m_picture.AutoCleanCaption();
-    m_frames.AddRecycleFrame(m_picture.Show(std::move(frame), clock.TickMs()));
-    const std::uint64_t shown = ++m_counters.m_nShown;
-    const bool bShowCount = m_picture.IsLineShown(SubString::FrameCount);
-    m_picture.SetSubString(
-        SubString::FrameCount,
-        bShowCount ? FormatText("Frame Count: %llu", static_cast<unsigned long long>(shown)) : std::string());
-    m_picture.Compose();
-
+    const PictureCounts counts{.nowMs = clock.TickMs(),
+                               .shown = ++m_counters.m_nShown,
+                               .rate = m_source.IsCameraUsable() ? &m_frameRate : nullptr};
+    m_frames.AddRecycleFrame(m_picture.Present(std::move(frame), counts));
     if (!m_bStreamRunning.exchange(true)) {
         m_windows.PostToConsole(WM_COMMAND, kCmdRefreshControls, 0);
     }

@@ -55,7 +55,9 @@ struct ChannelCore final : PictureSink, StreamReports {
     void SetBitmapInfo(const BITMAPINFOHEADER& bmpInfo) override;
     void AddDecodeFrame(const ThreadControl& control, std::unique_ptr<CVideoBmpFrame> frame) override;
     void SetFrameType(const std::string& type) override;
-    void SetCaption(const std::string& text) override { m_picture.SetMainOsdCameraString(text, true); }
+    void SetCaption(const std::string& text) override {
+        m_picture.SetMainOsdCameraString(text, CaptionStay::UntilPicture);
+    }
 
     // --- any thread
     void RestartPlaying() override;

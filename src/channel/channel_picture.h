@@ -10,6 +10,8 @@
 
 #include "channel/draw_rect.h"
 #include "channel/frame_pool.h"
+#include "channel/frame_rate.h"
+#include "channel/picture_texts.h"
 #include "channel/snapshot.h"
 #include "codec/picture.h"
 
@@ -17,24 +19,9 @@ class QPainter;
 
 namespace kvmon {
 
-// Information lines: the index of a line, its mask bit is 1 << index.
-enum class SubString {
-    DigitalZoom = 0,
-    FrameRate = 1,
-    FrameCount = 2,
-    View = 3,
-    Stream = 4,
-    Draw = 5,
-    FixSize = 6,
-    StreamFrom = 7,
-    SysInfoFrom = 8,
-    PtzCmdTo = 9,
-    FrameType = 10,
-    Deinterlace = 11,
-};
-inline constexpr int kSubStringCount = 12;
-inline constexpr std::uint32_t kDefaultOsdColor = 0x004891E5;  // red in the low byte
-inline constexpr std::uint64_t kStillMs = 5000;                // a picture this old stands still
+struct PictureState;
+
+inline constexpr std::uint64_t kStillMs = 5000;  // a picture this old stands still
 
 enum class SnapshotResult {
     Refused,  // nothing to save, or no place to save it
@@ -53,14 +40,13 @@ public:
     // --- decode thread
     // Takes the header of the stream. When it differs from the present one: recomputes the place and
     // updates "Stream: %d x %d". The picture on show stays until the next one comes, so that a change of
-    // the stream leaves no black cell.
-    void SetBitmapInfo(const BITMAPINFOHEADER& info);
-    // A finished picture takes the screen, at this time of the caller's clock. Gives the one before it back
-    // for recycling.
-    std::unique_ptr<CVideoBmpFrame> Show(std::unique_ptr<CVideoBmpFrame> frame, std::uint64_t nowMs = 0);
-    // Composes the picture on show into the back image and publishes it, if there is a view, then calls
-    // the repaint callback.
-    void Compose();
+    // the stream leaves no black cell. Gives the header before.
+    BITMAPINFOHEADER SetBitmapInfo(const BITMAPINFOHEADER& info);
+    // A finished picture takes the screen: the camera's standing caption goes, the lines count it, and if
+    // there is a view it is composed into the back image, which is published; then the repaint callback is
+    // called. Gives the picture before it back for recycling.
+    std::unique_ptr<CVideoBmpFrame> Present(std::unique_ptr<CVideoBmpFrame> frame,
+                                            const PictureCounts& counts = {});
 
     // --- any thread
     // Takes the picture on show away (for recycling) with the composed image and the deinterlace buffer.
@@ -85,10 +71,8 @@ public:
     // The channel that the trace tells of.
     void SetCHInMainDlg(std::uint32_t n);
     void SetMainOsdKelvaraString(const std::string& osd);
-    // With bAutoClean the camera's standing caption, which the next picture clears. Without it a text for a
-    // while, which covers the standing one until an empty text takes it away.
-    void SetMainOsdCameraString(const std::string& osd, bool bAutoClean);
-    void AutoCleanCaption();
+    void SetMainOsdCameraString(const std::string& osd, CaptionStay stay);
+    void AutoCleanCaption();  // as the next picture does
     std::string GetMainCaption() const;
     void SetSubString(SubString line, const std::string& text);
     std::string GetSubString(SubString line) const;
@@ -118,7 +102,7 @@ public:
     // it. Nothing without a picture or a view.
     std::optional<Snapshot> TakeSnapshot(const std::string& stamp);
     // Takes a snapshot and writes it, and makes the folder if need be. Takes the disk's time.
-    SnapshotResult SaveSnapshot(const std::string& path, bool bJpeg, const std::string& stamp);
+    SnapshotResult SaveSnapshot(const std::string& path, SnapshotFormat format, const std::string& stamp);
     // The picture on show as a BMP file image; empty if there is none.
     std::vector<std::uint8_t> GetBitmapFile() const;
 
@@ -129,8 +113,7 @@ public:
     bool Paint(QPainter& painter, int width, int height);
 
 private:
-    struct Impl;
-    std::unique_ptr<Impl> m_impl;
+    const std::unique_ptr<PictureState> m_impl;
 };
 
 }  // namespace kvmon

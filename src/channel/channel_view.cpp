@@ -60,7 +60,7 @@ void CChannelView::SetCamera(const std::shared_ptr<CBaseCamera>& pCamera) {
         if (IsTimerSet(kTimerMessage)) {
             // What is told for a while is told in the view that it was told to.
             KillTimer(kTimerMessage);
-            previous->Picture().SetMainOsdCameraString({}, false);
+            previous->Picture().SetMainOsdCameraString({}, CaptionStay::ForAWhile);
         }
     }
     m_pCamera = pCamera;
@@ -80,17 +80,17 @@ void CChannelView::GiveViewSize(CBaseCamera& camera) {
     m_givenSize = QSize(qRound(width() * ratio), qRound(height() * ratio));
     camera.Picture().SetPixelRatio(ratio);
     if (camera.SetViewSize(m_givenSize.width(), m_givenSize.height())) {
-        camera.StartPlaying(false, false);
+        camera.StartPlaying(PlaySound::No);
     }
 }
 
 void CChannelView::ShowState(const CBaseCamera& camera) {
     if (!camera.IsSettingsAssigned() || !camera.HasAddress()) {
-        SetMessage(kStrNoSettings, false);
+        SetMessage(kStrNoSettings, CaptionStay::UntilPicture);
     } else if (!camera.HasMonitorRight()) {
-        SetMessage(kStrNoPermission, false);
+        SetMessage(kStrNoPermission, CaptionStay::UntilPicture);
     } else if (!camera.IsStreamRunning()) {
-        SetMessage(kStrConnecting, false);
+        SetMessage(kStrConnecting, CaptionStay::UntilPicture);
     }
 }
 
@@ -100,17 +100,17 @@ void CChannelView::SetDisplayMode(DisplayMode nMode) {
     }
 }
 
-void CChannelView::SetMessage(std::uint32_t uStringId, bool bTimed) {
-    SetMessageText(LoadString(uStringId), bTimed);
+void CChannelView::SetMessage(std::uint32_t uStringId, CaptionStay stay) {
+    SetMessageText(LoadString(uStringId), stay);
 }
 
-void CChannelView::SetMessageText(const std::string& text, bool bTimed) {
+void CChannelView::SetMessageText(const std::string& text, CaptionStay stay) {
     KillTimer(kTimerMessage);
-    if (bTimed) {
+    if (stay == CaptionStay::ForAWhile) {
         SetTimer(kTimerMessage, kMessageMs);
     }
     if (const auto camera = GetCamera()) {
-        camera->Picture().SetMainOsdCameraString(text, !bTimed);
+        camera->Picture().SetMainOsdCameraString(text, stay);
     }
 }
 
@@ -207,7 +207,7 @@ void CChannelView::OnTimer(std::uint32_t id) {
         return;
     }
     if (id == kTimerMessage) {
-        camera->Picture().SetMainOsdCameraString({}, false);
+        camera->Picture().SetMainOsdCameraString({}, CaptionStay::ForAWhile);
     } else if (id == kTimerZoomLabel) {
         camera->Picture().SetSubString(SubString::DigitalZoom, {});
     }
@@ -215,7 +215,7 @@ void CChannelView::OnTimer(std::uint32_t id) {
 
 LParam CChannelView::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) {
     if (message == kMsgShowText) {
-        SetMessage(static_cast<std::uint32_t>(wParam), true);
+        SetMessage(static_cast<std::uint32_t>(wParam), CaptionStay::ForAWhile);
         return 0;
     }
     return WindowBase::OnMessage(message, wParam, lParam);

@@ -34,9 +34,9 @@ public:
     void SetCamera(const std::shared_ptr<CBaseCamera>& pCamera);
     std::shared_ptr<CBaseCamera> GetCamera() const { return m_pCamera.lock(); }
     void SetDisplayMode(DisplayMode nMode);
-    // The main caption; stays 2000 ms if timed, else to the next picture.
-    void SetMessage(std::uint32_t uStringId, bool bTimed);
-    void SetMessageText(const std::string& text, bool bTimed);
+    // The main caption; a while is 2000 ms.
+    void SetMessage(std::uint32_t uStringId, CaptionStay stay);
+    void SetMessageText(const std::string& text, CaptionStay stay);
     // Shows "Digital zoom x2.00" for 3000 ms if digital zoom is on.
     void RefreshZoomLabel();
 

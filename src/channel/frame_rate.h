@@ -1,4 +1,4 @@
-// The average picture rate since the last start, pause or restart.
+// What is counted of a channel's pictures as they take the screen.
 #pragma once
 
 #include <cstdint>
@@ -6,7 +6,7 @@
 
 namespace kvmon {
 
-// Any thread.
+// The average picture rate since the last start, pause or restart. Any thread.
 class FrameRate {
 public:
     void Clear() {
@@ -38,6 +38,13 @@ private:
 
     std::mutex m_cs;
     Values m_values;
+};
+
+// What a picture comes with.
+struct PictureCounts {
+    std::uint64_t nowMs = 0;    // of the caller's clock
+    std::uint64_t shown = 0;    // pictures so far, this one included
+    FrameRate* rate = nullptr;  // counts it where the line of the rate is shown; null: there is no such line
 };
 
 }  // namespace kvmon

@@ -107,7 +107,7 @@ void AddStringOnBitmapImage(Snapshot& snapshot, const std::string& text) {
     }
 }
 
-SnapshotFailure WriteSnapshot(const Snapshot& snapshot, const std::string& path, bool bJpeg,
+SnapshotFailure WriteSnapshot(const Snapshot& snapshot, const std::string& path, SnapshotFormat format,
                               std::chrono::system_clock::time_point taken) {
     const std::string folder = std::filesystem::path(path).parent_path().string();
     if (!folder.empty() && !IsFolder(folder) && !CreateFolder(folder)) {
@@ -115,7 +115,7 @@ SnapshotFailure WriteSnapshot(const Snapshot& snapshot, const std::string& path,
         return {SnapshotStep::Folder, errno};
     }
     std::vector<std::uint8_t> file;
-    if (!bJpeg) {
+    if (format == SnapshotFormat::Bmp) {
         file = MakeBitmapFile(snapshot.info, snapshot.bits);
     } else if (SaveJpegMemory(file, snapshot.info, snapshot.bits, kSnapshotQuality, true) != nullptr) {
         return {SnapshotStep::Coding, 0};

@@ -34,6 +34,8 @@ enum class SnapshotStep {
     File = 4,   // it cannot be written
     Queue = 5,  // too many are being written
 };
+enum class SnapshotFormat { Bmp, Jpeg };
+
 // True if it failed.
 struct SnapshotFailure {
     SnapshotStep step = SnapshotStep::None;
@@ -43,7 +45,7 @@ struct SnapshotFailure {
 
 // Writes a JPEG file of quality 100, or a BMP file, and makes the folder if need be. The file appears under
 // its name only when it is whole, and its date is that of the picture. Any thread; takes the disk's time.
-SnapshotFailure WriteSnapshot(const Snapshot& snapshot, const std::string& path, bool bJpeg,
+SnapshotFailure WriteSnapshot(const Snapshot& snapshot, const std::string& path, SnapshotFormat format,
                               std::chrono::system_clock::time_point taken);
 
 }  // namespace kvmon

@@ -312,7 +312,7 @@ void CVideoWnd::PTZFunction(LParam point) {
 void CVideoWnd::OnEndStop(LParam nCode) {
     const EndStop stop = FindEndStop(nCode);
     if (nCode != 0) {
-        m_pChannelView->SetMessageText(LoadString(stop.stringId), true);
+        m_pChannelView->SetMessageText(LoadString(stop.stringId), CaptionStay::ForAWhile);
     }
     if (nCode == 0 || (stop.onlyFor != 0 && stop.onlyFor != m_nPtzCommand)) {
         m_hOwner.Post(kMsgEndStop, 0, 0);

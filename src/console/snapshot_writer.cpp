@@ -37,7 +37,8 @@ void SnapshotWriter::Write(const SnapshotOrder& order) {
     slot->job = job;
     const bool bStarted = slot->writer.Start("kv-snapshot", [window = Handle(), number, job] {
         const SnapshotOrder& todo = job->order;
-        job->failure = WriteSnapshot(*todo.picture, todo.path, todo.bJpeg, todo.taken);
+        job->failure = WriteSnapshot(*todo.picture, todo.path,
+                                     todo.bJpeg ? SnapshotFormat::Jpeg : SnapshotFormat::Bmp, todo.taken);
         window.Post(kMsgSnapshotDone, number, 0);
     });
     if (!bStarted) {

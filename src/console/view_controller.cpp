@@ -257,10 +257,10 @@ void ViewController::ApplyStreams(const std::vector<StreamPlan>& streams) {
             case StreamPlan::Keep:
                 break;
             case StreamPlan::Start:
-                camera->StartPlaying(false, false);
+                camera->StartPlaying(PlaySound::No);
                 break;
             case StreamPlan::StartWithAudio:
-                camera->StartPlaying(true, true);
+                camera->StartPlaying(PlaySound::Yes);
                 break;
             case StreamPlan::Stop:
                 if (camera->IsVideoRunning()) {

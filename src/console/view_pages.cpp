@@ -189,7 +189,7 @@ void ViewController::PrepareCamera(int channel, int index) {
     if (camera->SetViewSize(qRound(inner.width()), qRound(inner.height()))) {
         // Two cameras never sound at once: one that is heard is the active window's own.
         const bool bAudio = camera == m_cells.GetActiveCamera() && m_dlg.IsAudioChecked();
-        camera->StartPlaying(bAudio, bAudio);
+        camera->StartPlaying(bAudio ? PlaySound::Yes : PlaySound::No);
     }
 }
 

@@ -124,7 +124,7 @@ protected:
         camera->SetRegFolder(regFolder);
         camera->LoadCameraSettings();
         camera->StartCameraThreads();
-        camera->StartPlaying(false, false);
+        camera->StartPlaying(PlaySound::No);
     }
     bool Shown(std::uint64_t count) {
         return WaitUntil([&] { return camera->GetStatistics().shown >= count; });
@@ -347,7 +347,7 @@ TEST_F(DirectCamera, EveryFaultGivesWayToTheRecorderForGood) {
         camera->SetDigitalZoom(true);
         EXPECT_TRUE(WaitUntil([&] { return recorder.ConnectionCount() == 3; }));
         camera->PausePlaying();
-        camera->StartPlaying(false, false);
+        camera->StartPlaying(PlaySound::No);
         EXPECT_TRUE(shows(64));
         EXPECT_EQ(device.ConnectionCount(), tries);
 
@@ -618,7 +618,7 @@ TEST_F(DirectCamera, SoundIsAskedForOnlyWhileItIsWanted) {
     camera->SetSupportAudio(true);
     camera->StartCameraThreads();
     camera->StartAudioThread(true);
-    camera->StartPlaying(true, true);
+    camera->StartPlaying(PlaySound::Yes);
     EXPECT_TRUE(WaitUntil([&] { return recorder.ConnectionCount() > 0; }));
     EXPECT_EQ(unasked.ConnectionCount(), 0);
 }

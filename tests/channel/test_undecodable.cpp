@@ -76,7 +76,7 @@ TEST(UndecodableStream, IsToldAfterFiveSecondsUntilAPictureComes) {
         const auto camera = CreateCamera(&settings, clock);
         *camera = settings;
         camera->StartCameraThreads();
-        camera->StartPlaying(false, false);
+        camera->StartPlaying(PlaySound::No);
         const auto received = [&](std::uint64_t count) {
             return WaitUntil([&] { return camera->GetStatistics().received == count; });
         };

@@ -273,7 +273,7 @@ TEST_F(ConsoleView, HandlesOutliveWindowsAndCameras) {
     Close();
     EXPECT_FALSE(handle.Post(WM_COMMAND, 1651, 0));
     EXPECT_FALSE(camera->GetVideoWnd().Post(kMsgCaptionRefresh, 0, 0));
-    camera->StartPlaying(true, true);
+    camera->StartPlaying(PlaySound::Yes);
     camera->PausePlaying();
     EXPECT_TRUE(other.expired());
 }

@@ -45,8 +45,7 @@ protected:
         ChannelPicture& picture = Cell(0).GetCamera()->Picture();
         auto frame = kvtest::MakePlainFrame(320, 200, {grey, grey, grey});
         picture.SetBitmapInfo(frame->Info());
-        picture.Show(std::move(frame));
-        picture.Compose();
+        picture.Present(std::move(frame));
     }
     std::vector<std::string> Files() {
         std::vector<std::string> names;

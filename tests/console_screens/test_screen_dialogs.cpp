@@ -56,8 +56,7 @@ TEST_F(Screens, DialogsOpenAboveThePanelThatTheUserSees) {
     auto frame = kvtest::MakePlainFrame(320, 200, {90, 120, 150});
     ChannelPicture& picture = Cell(0).GetCamera()->Picture();
     picture.SetBitmapInfo(frame->Info());
-    picture.Show(std::move(frame));
-    picture.Compose();
+    picture.Present(std::move(frame));
     Command(kCtlSnapshot);  // asks for the name
     EXPECT_EQ(dialogs(panel), ++expected);
     Cell(0).GetCamera()->SetTalkCapability(1, 1);

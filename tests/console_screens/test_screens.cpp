@@ -239,8 +239,7 @@ TEST_F(Screens, TheInterfaceIsNeverBlocked) {
     ChannelPicture& picture = Cell(0).GetCamera()->Picture();
     auto large = kvtest::MakePlainFrame(3840, 2160, {90, 120, 150});
     picture.SetBitmapInfo(large->Info());
-    picture.Show(std::move(large));
-    picture.Compose();
+    picture.Present(std::move(large));
     Pump();
     auto& watchdog = kvtest::WatchedApplication::Instance();
     watchdog.ForgetLongest();

@@ -106,7 +106,7 @@ std::shared_ptr<CBaseCamera> Listen(std::uint16_t port, int channel) {
     *camera = settings;
     camera->SetSupportAudio(true);
     camera->StartCameraThreads();
-    camera->StartPlaying(true, true);
+    camera->StartPlaying(PlaySound::Yes);
     return camera;
 }
 
