@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "channel/base_camera.h"
+#include "console/console_parts.h"
 #include "console/main_dlg.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
@@ -154,18 +155,18 @@ private:
     }
 
     void Recode() {
-        const int last = console_.Cameras().GetCount() - 1;
+        const int last = console_.Parts().cameras.GetCount() - 1;
         recorder_.Send("codec " + std::to_string(last) + " " + kCodecs[recoded_++ % kCodecs.size()]);
     }
 
     // As the settings do it.
     void SwitchSource() {
-        ConsoleOptions options = console_.Options();
+        ConsoleOptions options = console_.Parts().settings.options;
         options.bStreamFromCamera = !options.bStreamFromCamera;
-        console_.SetOptions(options);
+        console_.Parts().settings.options = options;
         options.HandToChannels();
-        for (int n = 0; n < console_.Cameras().GetCount(); ++n) {
-            const auto camera = console_.Cameras().GetCameraByChannel(n);
+        for (int n = 0; n < console_.Parts().cameras.GetCount(); ++n) {
+            const auto camera = console_.Parts().cameras.GetCameraByChannel(n);
             if (camera && camera->CanStreamFromCamera()) {
                 camera->RestartPlaying();
             }
@@ -176,9 +177,9 @@ private:
     void Sample() {
         std::uint64_t pictures = 0;
         int silent = 0;
-        shown_.resize(static_cast<std::size_t>(console_.Cameras().GetCount()));
+        shown_.resize(static_cast<std::size_t>(console_.Parts().cameras.GetCount()));
         for (std::size_t n = 0; n < shown_.size(); ++n) {
-            const auto camera = console_.Cameras().GetCameraByChannel(static_cast<int>(n));
+            const auto camera = console_.Parts().cameras.GetCameraByChannel(static_cast<int>(n));
             const std::uint64_t shown = camera ? camera->GetStatistics().shown : 0;
             silent += shown == shown_[n] ? 1 : 0;
             pictures += shown - shown_[n];
@@ -247,10 +248,10 @@ int Watch(int minutes, const char* program, const char* config) {
     console.AutoLogin("admin", "admin");
     QTimer::singleShot(kSettleMs, qApp, &QCoreApplication::quit);
     QApplication::exec();
-    if (console.Cameras().GetCount() == 0) {
+    if (console.Parts().cameras.GetCount() == 0) {
         throw std::runtime_error("the recorder shows no channels");
     }
-    console.PressButton(StyleButtonId(CheckedViewStyle(VIEW_STYLE_9CH)));
+    console.Press(StyleButtonId(CheckedViewStyle(VIEW_STYLE_9CH)));
     const bool good = Soak(console, recorder).Run(minutes);
     console.DestroyWindow();
     return good ? 0 : 1;

@@ -2,9 +2,17 @@
 #include <algorithm>
 
 #include "channel/base_camera.h"
-#include "console/main_dlg.h"
+#include "console/camera_list.h"
+#include "console/cell_pool.h"
+#include "console/commands.h"
+#include "console/console_messages.h"
+#include "console/console_settings.h"
+#include "console/desk.h"
+#include "console/event_center.h"
 #include "console/multi_server_list.h"
 #include "console/server_binding.h"
+#include "console/session_events.h"
+#include "console/view_controller.h"
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
 #include "server/kelvara_info.h"
@@ -52,7 +60,7 @@ CKelvaraInfo* ServerBinding::StartServer(const SavedServer& saved) {
     if (info == nullptr) {
         return nullptr;
     }
-    info->SetNotifyWnd(m_dlg.Handle());
+    info->SetNotifyWnd(m_desk.Handle());
     info->StartGetKelvaraInfo(false);
     if (!saved.name.empty()) {
         info->SetServerName(saved.name);
@@ -110,7 +118,7 @@ void ServerBinding::StartStoppedServers() {
         if (!info->IsNoRightReported()) {
             // The start clears what is known of it; the wall keeps its room all the same.
             const int channels = info->GetChannelCount();
-            info->SetNotifyWnd(m_dlg.Handle());
+            info->SetNotifyWnd(m_desk.Handle());
             info->StartGetKelvaraInfo(true);
             info->SetChannelCount(channels);
         }
@@ -122,7 +130,7 @@ void ServerBinding::SaveMultiServerInfo() {
     if (!m_bInitialised || m_bLoadFurther || (GetServerCount() < 2 && !m_bListHeld)) {
         return;
     }
-    SaveServerList(Registry(), m_dlg.KeyName(), DescribeServers());
+    SaveServerList(Registry(), m_settings.key, DescribeServers());
 }
 
 void ServerBinding::RemoveServersBut(const std::vector<SavedServer>& kept) {
@@ -147,7 +155,7 @@ void ServerBinding::DropServer(int server) {
 }
 
 void ServerBinding::ChangeServers(const std::vector<SavedServer>& further) {
-    if (!m_bInitialised || !m_dlg.IsLoggedIn() || m_dlg.IsClosing()) {
+    if (!m_bInitialised || !m_desk.IsLoggedIn() || m_desk.IsClosing()) {
         return;
     }
     m_bListHeld = true;
@@ -169,9 +177,9 @@ void ServerBinding::ChangeServers(const std::vector<SavedServer>& further) {
 }
 
 void ServerBinding::ShowChangedCameras() {
-    const ConsoleOptions& options = m_dlg.Options();
-    m_dlg.Cameras().UpdateCameraList(options.bShowNoMonitoringRight, options.bShowNoConfig);
-    ViewController& view = m_dlg.View();
+    const ConsoleOptions& options = m_settings.options;
+    m_cameras.UpdateCameraList(options.bShowNoMonitoringRight, options.bShowNoConfig);
+    ViewController& view = m_view;
     view.UpdateChannelArray();
     view.OnCameraListChanged();
     view.OnSelchangePage();
@@ -182,11 +190,11 @@ void ServerBinding::ShowChangedServers() {
     ShowChangedCameras();
     m_nShownServer = -1;
     OnServerInfo(0);
-    m_dlg.Events().OnServersChanged();
+    m_events.OnServersChanged();
     // What a server told meanwhile may have named its old place.
     for (int i = 0; i < GetServerCount(); ++i) {
-        m_dlg.PostMessage(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERACONN, i);
-        m_dlg.PostMessage(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERASTATUS, i);
+        m_commands.AskFor(WM_UPDATEVSINFO_CAMERACONN, i);
+        m_commands.AskFor(WM_UPDATEVSINFO_CAMERASTATUS, i);
     }
 }
 

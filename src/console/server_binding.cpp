@@ -5,9 +5,21 @@
 
 #include "channel/base_camera.h"
 #include "channel/channel_messages.h"
+#include "console/camera_list.h"
+#include "console/cell_pool.h"
+#include "console/commands.h"
+#include "console/console_messages.h"
+#include "console/console_settings.h"
+#include "console/desk.h"
+#include "console/event_center.h"
 #include "console/fill_pattern.h"
-#include "console/main_dlg.h"
 #include "console/multi_server_list.h"
+#include "console/panel_buttons.h"
+#include "console/screen_controller.h"
+#include "console/session_events.h"
+#include "console/site_windows.h"
+#include "console/timers.h"
+#include "console/view_controller.h"
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
 #include "persist/string_table.h"
@@ -38,7 +50,7 @@ std::string ServerBinding::RegFolder(const CKelvaraInfo& info, int server) const
 }
 
 void ServerBinding::OnUpdateSvrInfo(std::uint32_t code, int server) {
-    if (!m_dlg.IsLoggedIn()) {
+    if (!m_desk.IsLoggedIn()) {
         return;  // a thread that lingers, or a message that came too late
     }
     switch (code) {
@@ -49,7 +61,7 @@ void ServerBinding::OnUpdateSvrInfo(std::uint32_t code, int server) {
         case SUPPORT_HDCHART:
             Trace("CMainDlg::OnUpdateSvrInfo: SUPPORT_HDCHART...\n");
             if (server == m_nShownServer) {
-                m_dlg.Windows().OnDiskInfo(server);
+                m_windows.OnDiskInfo(server);
             }
             break;
         case WM_UPDATEVSINFO_CAMERASTATUS:
@@ -75,7 +87,7 @@ void ServerBinding::OnCapabilities(int server) {
             TakeCapabilities(*info, slot, *camera);
         }
     }
-    m_dlg.PostMessage(WM_COMMAND, kCmdRefreshControls, 0);
+    m_commands.RefreshControls();
 }
 
 void ServerBinding::TakeCapabilities(const CKelvaraInfo& info, int slot, CBaseCamera& camera) {
@@ -93,7 +105,7 @@ void ServerBinding::TakeCapabilities(const CKelvaraInfo& info, int slot, CBaseCa
 
 void ServerBinding::OnServerInfo(int server) {
     const CKelvaraInfo* const first = GetServer(0);
-    m_dlg.SetKeyName(first != nullptr ? KeyFromName(first->GetServerName()) : std::string(kLocalKey));
+    m_settings.key = first != nullptr ? KeyFromName(first->GetServerName()) : std::string(kLocalKey);
     if (GetServer(server) != nullptr) {
         ShowRecorderOfActiveCell();
         NameRecordersInCaptions();
@@ -101,25 +113,24 @@ void ServerBinding::OnServerInfo(int server) {
 }
 
 void ServerBinding::ShowRecorderOfActiveCell() {
-    if (!m_dlg.IsLoggedIn() || m_dlg.IsClosing()) {
+    if (!m_desk.IsLoggedIn() || m_desk.IsClosing()) {
         return;
     }
-    const int channel = m_dlg.Cameras().FindChannel(m_dlg.View().Cells().GetActiveCamera().get());
-    const int server = std::max(m_dlg.Cameras().Get(channel).server, 0);
+    const int channel = m_cameras.FindChannel(m_cells.GetActiveCamera().get());
+    const int server = std::max(m_cameras.Get(channel).server, 0);
     const CKelvaraInfo* const info = GetServer(server);
     if (info == nullptr || info->GetServerName().empty()) {
         return;  // it has told nothing yet
     }
-    m_dlg.SetStaticText(kCtlServerName, Describe(*info).name);
-    m_dlg.SetStaticText(kCtlServerModel, info->GetServerNameAndVersion());
+    m_sessionEvents.ShowRecorder(Describe(*info).name, info->GetServerNameAndVersion());
     if (server != m_nShownServer) {
         m_nShownServer = server;
-        m_dlg.PostMessage(WM_UPDATEVSINFO, SUPPORT_HDCHART, server);
+        m_commands.AskFor(SUPPORT_HDCHART, server);
     }
 }
 
 void ServerBinding::NameRecordersInCaptions() {
-    const bool bNamed = m_dlg.Options().bShowRecorderName && GetServerCount() > 1;
+    const bool bNamed = m_settings.options.bShowRecorderName && GetServerCount() > 1;
     bool bChanged = false;
     for (int server = 0; server < GetServerCount(); ++server) {
         const CKelvaraInfo& info = *GetServer(server);
@@ -131,18 +142,17 @@ void ServerBinding::NameRecordersInCaptions() {
         }
     }
     if (bChanged) {
-        m_dlg.View().RepaintCaptions();
+        m_view.RepaintCaptions();
     }
 }
 
 void ServerBinding::OnSessionEnd() {
-    m_dlg.KillTimer(kTimerPendingServers);
+    m_timers.KillTimer(kTimerPendingServers);
     m_nPendingMask = 0;
     m_bFurtherStopped = true;
     m_bStartFurther = m_bLoadFurther = false;
     m_nShownServer = -1;
-    m_dlg.SetDefServerName(m_dlg.Site().GetDefServerName());
-    m_dlg.SetStaticText(kCtlServerModel, {});
+    m_sessionEvents.ForgetRecorder();
 }
 
 void ServerBinding::OnCameraConnection(int server) {
@@ -152,7 +162,7 @@ void ServerBinding::OnCameraConnection(int server) {
     }
     CloseRefusal(info);
     if (!m_bInitialised) {
-        m_dlg.LoadSettings();
+        m_sessionEvents.OnFirstAnswer();
         LoadVSInfo();
         m_bInitialised = true;
         OnFirstConnection();
@@ -165,9 +175,9 @@ void ServerBinding::OnCameraConnection(int server) {
         }
         return;
     }
-    m_dlg.ShowWaitDialog(false);
+    m_desk.HideWait();
     UpdateCamera(server);
-    m_dlg.OnLogin();
+    m_sessionEvents.OnLoginChanged();
     if (server == 0 && std::exchange(m_bLoadFurther, false)) {
         LoadVSInfo();
         m_nPendingMask = 0;  // the view stands: they join it as they come
@@ -179,7 +189,7 @@ void ServerBinding::OnCameraConnection(int server) {
 
 void ServerBinding::OnFirstConnection() {
     if (m_nPendingMask != 0) {
-        m_dlg.SetTimer(kTimerPendingServers, kPendingTimeMs);
+        m_timers.SetTimer(kTimerPendingServers, kPendingTimeMs);
     } else {
         // The cameras come before the view, so that a stored single view finds its camera in the combo.
         UpdateCameraTable(0);
@@ -188,27 +198,27 @@ void ServerBinding::OnFirstConnection() {
 }
 
 void ServerBinding::BuildView() {
-    m_dlg.KillTimer(kTimerPendingServers);
-    m_dlg.ShowWaitDialog(false);
-    m_dlg.View().CreateVideoWnd();
-    m_dlg.OptionsDialogs().ApplyEventHighLight();
-    m_dlg.View().UpdateChannelArray();
-    m_dlg.View().LoadViewState(m_dlg.KeyName());
-    m_dlg.Screens().LoadState(m_dlg.KeyName());
-    m_dlg.FocusStyleButton();
+    m_timers.KillTimer(kTimerPendingServers);
+    m_desk.HideWait();
+    m_view.CreateVideoWnd();
+    m_cells.SetEventBlink(m_settings.options.bEventHighLight);
+    m_view.UpdateChannelArray();
+    m_view.LoadViewState(m_settings.key);
+    m_screens.LoadState(m_settings.key);
+    m_buttons.FocusStyle();
     m_nPendingMask = 0;
     for (int i = 0; i < GetServerCount(); ++i) {
         CopyStatus(i);
     }
     NameRecordersInCaptions();
-    m_dlg.OnLogin();
-    m_dlg.PostMessage(WM_COMMAND, kCmdRefreshControls, 0);  // no camera may come that would ask for it
+    m_sessionEvents.OnLoginChanged();
+    m_commands.RefreshControls();  // no camera may come that would ask for it
 }
 
 ServerBinding::Changes ServerBinding::UpdateCameraTable(int server) {
     Changes changes;
     CKelvaraInfo* const info = GetServer(server);
-    if (info == nullptr || m_dlg.IsClosing()) {
+    if (info == nullptr || m_desk.IsClosing()) {
         return changes;
     }
     const std::vector<CameraSettings> settings = info->GetAllCameraSettings();
@@ -221,7 +231,7 @@ ServerBinding::Changes ServerBinding::UpdateCameraTable(int server) {
     for (int slot = 0; slot < count; ++slot) {
         UpdateCameraSlot(*info, server, slot, settings[static_cast<std::size_t>(slot)], changes);
     }
-    m_dlg.Cameras().UpdateCameraList(m_dlg.Options().bShowNoMonitoringRight, m_dlg.Options().bShowNoConfig);
+    m_cameras.UpdateCameraList(m_settings.options.bShowNoMonitoringRight, m_settings.options.bShowNoConfig);
     // Their threads tell of themselves by the number that the list has given them now.
     for (const auto& camera : changes.started) {
         camera->StartCameraThreads();
@@ -239,14 +249,14 @@ void ServerBinding::RemoveCameras(int server) {
 void ServerBinding::RemoveCamera(int server, int slot) {
     if (const auto camera = GetServerCamera(server, slot)) {
         camera->SaveCameraSettings();
-        m_dlg.View().Cells().Detach(camera.get());
+        m_cells.Detach(camera.get());
         StopAndRemoveCamera(server, slot);
     }
 }
 
 void ServerBinding::UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, const CameraSettings& settings,
                                      Changes& changes) {
-    const ConsoleOptions& options = m_dlg.Options();
+    const ConsoleOptions& options = m_settings.options;
     auto camera = GetServerCamera(server, slot);
     const bool bConfigured = info.GetStatus(slot, kStatusConfigured) != 0;
     if ((settings.m_bMonitorRight == 0 && !options.bShowNoMonitoringRight) ||
@@ -267,7 +277,7 @@ void ServerBinding::UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, c
     if (bNew) {
         camera = CreateCamera(&settings);
         *camera = settings;
-        camera->SetConsoleWnd(m_dlg.Handle());
+        camera->SetConsoleWnd(m_desk.Handle());
         camera->SetRegFolder(RegFolder(info, server));
         camera->LoadCameraSettings();
         if (!info.SetCamera(slot, camera)) {
@@ -290,7 +300,7 @@ void ServerBinding::UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, c
 
 void ServerBinding::UpdateCamera(int server) {
     const Changes changes = UpdateCameraTable(server);
-    ViewController& view = m_dlg.View();
+    ViewController& view = m_view;
     bool bRefresh = false;
     // However a list came about that was not there at the last count: the wall has room for what there is.
     const bool bRecount = changes.count || view.CountShowable() != view.GetShowableCount();
@@ -340,7 +350,7 @@ void ServerBinding::CopyStatus(int server) {
 
 void ServerBinding::OnGetVSInfoFailed(std::uint32_t code, int server) {
     CKelvaraInfo* const info = GetServer(server);
-    if (info == nullptr || !m_dlg.IsLoggedIn()) {
+    if (info == nullptr || !m_desk.IsLoggedIn()) {
         return;
     }
     info->RaiseErrorCount();
@@ -372,18 +382,17 @@ void ServerBinding::OnAuthorizationFailed(CKelvaraInfo& info, int server) {
                            {info.GetHost(), std::to_string(info.GetPort()), name});
     };
     if (server == 0) {
-        m_dlg.ShowWaitDialog(false);
+        m_desk.HideWait();
         for (int i = 0; i < GetServerCount(); ++i) {
             GetServer(i)->StopGetKelvaraInfo(false, false);
         }
-        m_refusals[&info] = m_dlg.ShowMessage(text(5037), LoadString(5027));
-        m_dlg.SignIn().OnRefused();
-        m_dlg.OnBtnLogout();
+        m_refusals[&info] = m_desk.ShowMessage(text(5037), LoadString(5027));
+        m_sessionEvents.OnRefused();
         return;
     }
     // Its channels would ask for their streams with the refused login for ever.
     RemoveCameras(server);
-    m_refusals[&info] = m_dlg.ShowMessage(text(5036), LoadString(5026));
+    m_refusals[&info] = m_desk.ShowMessage(text(5036), LoadString(5026));
     ShowChangedCameras();
 }
 
@@ -400,7 +409,7 @@ void ServerBinding::CloseRefusal(const CKelvaraInfo* info) {
 }
 
 void ServerBinding::OnBtnServerLis() {
-    if (!m_dlg.IsLoggedIn()) {
+    if (!m_desk.IsLoggedIn()) {
         return;
     }
     for (int i = 0; i < GetServerCount(); ++i) {
@@ -412,10 +421,10 @@ void ServerBinding::OnBtnServerLis() {
             pGetVSInfo->SetIdx(i);
         }
         Trace("CMainDlg::OnBtnServerLis: pGetVSInfo->GetIdx() = %d\n", pGetVSInfo->GetIdx());
-        pGetVSInfo->SetNotifyWnd(m_dlg.Handle());
+        pGetVSInfo->SetNotifyWnd(m_desk.Handle());
         pGetVSInfo->StartGetKelvaraInfo(false);
-        m_dlg.PostMessage(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERACONN, i);
-        m_dlg.PostMessage(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERASTATUS, i);
+        m_commands.AskFor(WM_UPDATEVSINFO_CAMERACONN, i);
+        m_commands.AskFor(WM_UPDATEVSINFO_CAMERASTATUS, i);
     }
 }
 

@@ -1,6 +1,7 @@
 #include "console/server_clock.h"
 
-#include "console/main_dlg.h"
+#include "console/console_settings.h"
+#include "console/desk.h"
 #include "platform/clock.h"
 #include "server/kelvara_info.h"
 
@@ -21,7 +22,7 @@ ServerClock::~ServerClock() {
 }
 
 void ServerClock::OnTick() {
-    if (!m_dlg.IsLoggedIn() || !m_dlg.Options().bShowSnapshotTimeStamp) {
+    if (!m_desk.IsLoggedIn() || !m_settings.options.bShowSnapshotTimeStamp) {
         return;
     }
     const std::uint64_t now = SystemClock().TickMs();

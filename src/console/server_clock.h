@@ -10,13 +10,14 @@
 namespace kvmon {
 
 class CKelvaraInfo;
-class CMainDlg;
+struct ConsoleSettings;
+class Desk;
 
 // Asks each connected recorder for its time, but only while the stamp is switched on: recorders without it
 // get no such request. User interface thread only; the asking has threads of its own.
 class ServerClock {
 public:
-    explicit ServerClock(CMainDlg& dlg) : m_dlg(dlg) {}
+    ServerClock(const Desk& desk, const ConsoleSettings& settings) : m_desk(desk), m_settings(settings) {}
     ~ServerClock();
 
     // Once a second.
@@ -28,7 +29,8 @@ private:
         Worker thread;
     };
 
-    CMainDlg& m_dlg;
+    const Desk& m_desk;
+    const ConsoleSettings& m_settings;
     std::map<const CKelvaraInfo*, Reading> m_readings;
 };
 

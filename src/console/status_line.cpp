@@ -5,8 +5,12 @@
 
 #include "channel/base_camera.h"
 #include "channel/video_wnd.h"
+#include "console/camera_list.h"
+#include "console/cell_pool.h"
+#include "console/desk.h"
 #include "console/fill_pattern.h"
-#include "console/main_dlg.h"
+#include "console/sign_in_desk.h"
+#include "console/view_controller.h"
 #include "persist/string_table.h"
 #include "platform/clock.h"
 #include "server/kelvara_info.h"
@@ -128,13 +132,19 @@ std::string StatusText(const std::vector<LinkReport>& links, int live, int shown
     return text;
 }
 
-StatusLine::StatusLine(CMainDlg& dlg) : QLabel(&dlg), m_dlg(dlg) {
+StatusLine::StatusLine(Desk& desk, const CellPool& cells, const CameraList& cameras,
+                       const ViewController& view, const SignInDesk& signIn)
+    : QLabel(&desk.Window()),
+      m_desk(desk),
+      m_cells(cells),
+      m_cameras(cameras),
+      m_view(view),
+      m_signIn(signIn) {
     setObjectName(QStringLiteral("statusLine"));
     setTextFormat(Qt::PlainText);
     QFont small = font();
     small.setPixelSize(kTextHeight);
     setFont(small);
-    OnTick();
 }
 
 void StatusLine::OnFailure(const CKelvaraInfo* server) {
@@ -154,7 +164,7 @@ LinkReport StatusLine::Report(const CKelvaraInfo& server) {
     }
     if (server.IsNoRightReported()) {
         report.state = LinkState::kRefused;
-    } else if (!m_dlg.IsLoggedIn() || !server.IsRunning()) {
+    } else if (!m_desk.IsLoggedIn() || !server.IsRunning()) {
         link = Link();
     } else if (server.IsConnected()) {
         report.state = LinkState::kConnected;
@@ -186,9 +196,8 @@ void StatusLine::ForgetGone() {
 }
 
 void StatusLine::CountChannels(int* live, int* shown) {
-    CellPool& cells = m_dlg.View().Cells();
-    for (int n = 0; n < cells.GetCount(); ++n) {
-        const CVideoWnd* const window = cells.Get(n);
+    for (int n = 0; n < m_cells.GetCount(); ++n) {
+        const CVideoWnd* const window = m_cells.Get(n);
         const auto camera = window != nullptr && !window->isHidden() ? window->GetCamera() : nullptr;
         if (camera && camera->IsCameraUsable()) {
             *shown += 1;
@@ -199,8 +208,8 @@ void StatusLine::CountChannels(int* live, int* shown) {
 
 int StatusLine::CountUsable() const {
     int count = 0;
-    for (int n = 0; n < m_dlg.Cameras().GetCount(); ++n) {
-        const auto camera = m_dlg.Cameras().GetCameraByChannel(n);
+    for (int n = 0; n < m_cameras.GetCount(); ++n) {
+        const auto camera = m_cameras.GetCameraByChannel(n);
         count += camera && camera->IsCameraUsable() ? 1 : 0;
     }
     return count;
@@ -208,7 +217,7 @@ int StatusLine::CountUsable() const {
 
 // What to say where no camera can be shown.
 std::string StatusLine::NoticeText(const std::vector<LinkReport>& links) const {
-    if (m_dlg.Cameras().GetCount() > 0 || m_dlg.IsWaitDialogShown()) {
+    if (m_cameras.GetCount() > 0 || m_desk.IsWaitShown()) {
         return {};
     }
     const LinkReport worst = WorstLink(links).value_or(LinkReport());
@@ -223,12 +232,9 @@ std::string StatusLine::NoticeText(const std::vector<LinkReport>& links) const {
 }
 
 void StatusLine::ShowNotice(const std::string& text) {
-    ViewController& view = m_dlg.View();
-    QWidget* const host = m_dlg.Screens().DialogHost();
-    const PixelRect& wall = view.GetViewRectangle();
-    m_notice.Show(m_dlg.SignIn().IsShown() ? std::string() : text, host,
-                  host == &m_dlg ? QRect(wall.left, wall.top, wall.Width(), wall.Height()) : host->rect());
-    QWidget* const second = view.SecondPanel();
+    QWidget* const host = m_desk.DialogHost();
+    m_notice.Show(m_signIn.IsShown() ? std::string() : text, host, m_view.WallIn(*host));
+    QWidget* const second = m_view.SecondPanel();
     m_secondNotice.Show(text, second, second != nullptr ? second->rect() : QRect());
 }
 
