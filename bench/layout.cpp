@@ -45,7 +45,7 @@ int main(int argc, char** argv) {
 
     kvtest::FakeRecorder recorder("bench", kChannels);
     kvtest::SilentSite site(recorder.Port());
-    CMainDlg console(site, nullptr, 0x0409);
+    CMainDlg console(site, nullptr, 0x0409, SystemClock());
     console.OnInitDialog();
     console.show();
     console.AutoLogin("admin", "admin");

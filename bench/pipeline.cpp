@@ -11,6 +11,7 @@
 
 #include "allocation_count.h"
 #include "channel/channel_core.h"
+#include "channel/decode_loop.h"
 #include "codec/jpeg_codec.h"
 #include "codec/video_decoder.h"
 #include "records.h"
@@ -56,7 +57,7 @@ class BareDecoder {
 public:
     explicit BareDecoder(const StreamKind& kind) {
         if (kind.coding == Coding::H264) {
-            decoder_->Init({kStreamTypeH264, kind.width, kind.height, 1});
+            m_decoder->Init({kStreamTypeH264, kind.width, kind.height, 1});
         }
     }
     // Milliseconds of CPU for each picture.
@@ -64,13 +65,13 @@ public:
         const double begin = ThreadMs(CLOCK_THREAD_CPUTIME_ID);
         for (const Record& record : records) {
             if (record.jpeg) {
-                view_ = DecodeJpegPlanes(record.bytes, storage_);
+                m_view = DecodeJpegPlanes(record.bytes, m_storage);
             } else {
                 const auto payload = std::span(record.bytes).subspan(record.headSize);
-                decoder_->GetFrame(payload, picture_);
-                view_ = picture_.View();
+                m_decoder->GetFrame(payload, m_picture);
+                m_view = m_picture.View();
             }
-            if (view_.IsEmpty()) {
+            if (m_view.IsEmpty()) {
                 throw std::runtime_error("a picture was not decoded");
             }
         }
@@ -78,66 +79,68 @@ public:
     }
 
 private:
-    const std::unique_ptr<VideoDecoder> decoder_ = CreateVideoDecoder();
-    DecodedPicture picture_;
-    std::vector<std::uint8_t> storage_;
-    PictureView view_;
+    const std::unique_ptr<VideoDecoder> m_decoder = CreateVideoDecoder();
+    DecodedPicture m_picture;
+    std::vector<std::uint8_t> m_storage;
+    PictureView m_view;
 };
 
 // A channel's own decode thread, queue, pools and picture, fed with records in hand.
 class Channel {
 public:
     explicit Channel(const Cell& cell) {
-        core_->m_bDecodePlaying = true;
-        core_->m_picture.SetViewSize(cell.width, cell.height);
-        core_->m_picture.SetRepaint([this] {
-            if (core_->m_nShown >= awaited_) {
-                reached_.Set();
+        m_core->m_frames.SetPlaying(true);
+        m_core->m_picture.SetViewSize(cell.width, cell.height);
+        m_core->m_picture.SetRepaint([this] {
+            if (m_core->m_counters.m_nShown >= m_awaited) {
+                m_reached.Set();
             }
         });
-        thread_ = std::thread([core = core_, control = control_] { DoDecodeLoop(core, *control); });
-        pthread_getcpuclockid(thread_.native_handle(), &clock_);
+        m_thread = std::thread([core = m_core, control = m_control] {
+            DoDecodeLoop(core->GetDecodeParts(), core->m_source, *control);
+        });
+        pthread_getcpuclockid(m_thread.native_handle(), &m_clock);
     }
     ~Channel() {
-        control_->leave = 1;
-        control_->exit.Set();
-        thread_.join();
+        m_control->leave = 1;
+        m_control->exit.Set();
+        m_thread.join();
     }
     Channel(const Channel&) = delete;
     Channel& operator=(const Channel&) = delete;
 
     double Round(const std::vector<Record>& records) {
-        const double begin = ThreadMs(clock_);
+        const double begin = ThreadMs(m_clock);
         for (std::size_t i = 0; i < records.size(); i += kBatch) {
             const auto batch =
                 std::span(records).subspan(i).first(std::min<std::size_t>(kBatch, records.size() - i));
-            reached_.Reset();
-            awaited_ = core_->m_nShown + batch.size();
+            m_reached.Reset();
+            m_awaited = m_core->m_counters.m_nShown + batch.size();
             for (const Record& record : batch) {
                 Feed(record);
             }
-            if (!reached_.Wait(std::chrono::seconds(30))) {
+            if (!m_reached.Wait(std::chrono::seconds(30))) {
                 throw std::runtime_error("a picture was not composed");
             }
         }
-        return (ThreadMs(clock_) - begin) / static_cast<double>(records.size());
+        return (ThreadMs(m_clock) - begin) / static_cast<double>(records.size());
     }
 
 private:
     void Feed(const Record& record) {
-        auto frame = core_->m_frames.NewDecodeFrame(0, record.bytes.size());
+        auto frame = m_core->m_frames.NewDecodeFrame(0, record.bytes.size());
         std::memcpy(frame->Begin(), record.bytes.data(), record.bytes.size());
         frame->SetLength(static_cast<std::uint32_t>(record.bytes.size()));
-        core_->m_frames.AddDecodeFrameToQueue(record.jpeg ? FrameType::Jpeg : FrameType::Wrapped,
-                                              std::move(frame), &control_->run);
+        m_core->m_frames.AddDecodeFrameToQueue(record.jpeg ? FrameType::Jpeg : FrameType::Wrapped,
+                                               std::move(frame), &m_control->run);
     }
 
-    const std::shared_ptr<ChannelCore> core_ = std::make_shared<ChannelCore>(SystemClock());
-    const std::shared_ptr<ThreadControl> control_ = std::make_shared<ThreadControl>();
-    std::atomic<std::uint64_t> awaited_{UINT64_MAX};
-    Event reached_;
-    std::thread thread_;
-    clockid_t clock_{};
+    const std::shared_ptr<ChannelCore> m_core = std::make_shared<ChannelCore>(SystemClock());
+    const std::shared_ptr<ThreadControl> m_control = std::make_shared<ThreadControl>();
+    std::atomic<std::uint64_t> m_awaited{UINT64_MAX};
+    Event m_reached;
+    std::thread m_thread;
+    clockid_t m_clock{};
 };
 
 // A count that sees nothing would look like a good one.

@@ -47,7 +47,7 @@ long ResidentKilobytes() {
 // Watches one page after another.
 class PageWatch {
 public:
-    explicit PageWatch(CMainDlg& console) : console_(console) {}
+    explicit PageWatch(CMainDlg& console) : m_console(console) {}
 
     void Look() {
         const auto now = std::chrono::steady_clock::now();
@@ -57,12 +57,12 @@ public:
             begin_ = now;
             waiting_ = true;
         }
-        if (waiting_ && AllLive()) {
-            waiting_ = false;
-            ms_.push_back(std::chrono::duration<double, std::milli>(now - begin_).count());
+        if (m_waiting && AllLive()) {
+            m_waiting = false;
+            m_ms.push_back(std::chrono::duration<double, std::milli>(now - m_begin).count());
         }
     }
-    std::vector<double>& Times() { return ms_; }
+    std::vector<double>& Times() { return m_ms; }
 
 private:
     bool AllLive() const {
@@ -76,11 +76,11 @@ private:
         return true;
     }
 
-    CMainDlg& console_;
-    int item_ = -1;
-    bool waiting_ = false;
-    std::chrono::steady_clock::time_point begin_;
-    std::vector<double> ms_;
+    CMainDlg& m_console;
+    int m_item = -1;
+    bool m_waiting = false;
+    std::chrono::steady_clock::time_point m_begin;
+    std::vector<double> m_ms;
 };
 
 void Report(std::vector<double> ms) {
@@ -125,7 +125,7 @@ int main(int argc, char** argv) {
     Registry().InitRegistry(false, tree);
 
     kvtest::SilentSite site(static_cast<std::uint32_t>(std::atoi(argv[1])));
-    CMainDlg console(site, nullptr, 0x0409);
+    CMainDlg console(site, nullptr, 0x0409, SystemClock());
     console.OnInitDialog();
     console.show();
     console.AutoLogin("admin", "admin");

@@ -72,42 +72,42 @@ Holding Look(pid_t process) {
 class Recorder {
 public:
     Recorder(std::string program, const char* config, std::string control)
-        : program_(std::move(program)), control_(std::move(control)) {
+        : m_program(std::move(program)), m_control(std::move(control)) {
         std::array<int, 2> ends{};
         if (pipe(ends.data()) != 0) {
             throw std::runtime_error("no pipe");
         }
-        process_ = fork();
-        if (process_ == 0) {
+        m_process = fork();
+        if (m_process == 0) {
             prctl(PR_SET_PDEATHSIG, SIGTERM);
             dup2(ends[1], STDOUT_FILENO);
-            execl(program_.c_str(), program_.c_str(), "--listen", "127.0.0.1:0", "--config", config,
-                  "--control", control_.c_str(), nullptr);
+            execl(m_program.c_str(), m_program.c_str(), "--listen", "127.0.0.1:0", "--config", config,
+                  "--control", m_control.c_str(), nullptr);
             _exit(127);
         }
         close(ends[1]);
-        output_ = fdopen(ends[0], "r");
+        m_output = fdopen(ends[0], "r");
         std::array<char, 256> line{};
-        if (output_ == nullptr || fgets(line.data(), line.size(), output_) == nullptr ||
-            std::sscanf(line.data(), "kvrecorder: listening on 127.0.0.1:%d", &port_) != 1) {
+        if (m_output == nullptr || fgets(line.data(), line.size(), m_output) == nullptr ||
+            std::sscanf(line.data(), "kvrecorder: listening on 127.0.0.1:%d", &m_port) != 1) {
             throw std::runtime_error("the recorder did not start");
         }
     }
     ~Recorder() {
-        kill(process_, SIGTERM);
-        waitpid(process_, nullptr, 0);
+        kill(m_process, SIGTERM);
+        waitpid(m_process, nullptr, 0);
     }
     Recorder(const Recorder&) = delete;
     Recorder& operator=(const Recorder&) = delete;
 
-    int Port() const { return port_; }
-    pid_t Process() const { return process_; }
+    int Port() const { return m_port; }
+    pid_t Process() const { return m_process; }
     void Send(const std::string& command) const {
         const pid_t child = fork();
         if (child == 0) {
             // Only its status is of interest.
             dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
-            execl(program_.c_str(), program_.c_str(), "--control", control_.c_str(), "--send",
+            execl(m_program.c_str(), m_program.c_str(), "--control", m_control.c_str(), "--send",
                   command.c_str(), nullptr);
             _exit(127);
         }
@@ -119,24 +119,24 @@ public:
     }
 
 private:
-    const std::string program_;
-    const std::string control_;
-    pid_t process_ = -1;
-    FILE* output_ = nullptr;
-    int port_ = 0;
+    const std::string m_program;
+    const std::string m_control;
+    pid_t m_process = -1;
+    FILE* m_output = nullptr;
+    int m_port = 0;
 };
 
 class Soak {
 public:
-    Soak(CMainDlg& console, const Recorder& recorder) : console_(console), recorder_(recorder) {}
+    Soak(CMainDlg& console, const Recorder& recorder) : m_console(console), m_recorder(recorder) {}
 
     // True if nothing went wrong.
     bool Run(int minutes) {
-        Every(recode_, kRecodeMs, [this] { Recode(); });
-        Every(source_, kSourceMs, [this] { SwitchSource(); });
-        Every(sample_, kSampleMs, [this, minutes] {
+        Every(m_recode, kRecodeMs, [this] { Recode(); });
+        Every(m_source, kSourceMs, [this] { SwitchSource(); });
+        Every(m_sample, kSampleMs, [this, minutes] {
             Sample();
-            if (static_cast<int>(client_.size()) == minutes) {
+            if (static_cast<int>(m_client.size()) == minutes) {
                 QCoreApplication::quit();
             }
         });
@@ -144,7 +144,7 @@ public:
                     "files", "recorder", "threads", "files", "pictures", "silent", "codes", "source");
         std::fflush(stdout);
         QApplication::exec();
-        return !failed_ && Holds("client", client_) && Holds("recorder", records_);
+        return !m_failed && Holds("client", m_client) && Holds("recorder", m_records);
     }
 
 private:
@@ -171,7 +171,7 @@ private:
                 camera->RestartPlaying();
             }
         }
-        ++switched_;
+        ++m_switched;
     }
 
     void Sample() {
@@ -181,18 +181,18 @@ private:
         for (std::size_t n = 0; n < shown_.size(); ++n) {
             const auto camera = console_.Parts().cameras.GetCameraByChannel(static_cast<int>(n));
             const std::uint64_t shown = camera ? camera->GetStatistics().shown : 0;
-            silent += shown == shown_[n] ? 1 : 0;
-            pictures += shown - shown_[n];
-            shown_[n] = shown;
+            silent += shown == m_shown[n] ? 1 : 0;
+            pictures += shown - m_shown[n];
+            m_shown[n] = shown;
         }
-        failed_ = failed_ || silent > 0;
-        client_.push_back(Look(getpid()));
-        records_.push_back(Look(recorder_.Process()));
-        const Holding& c = client_.back();
-        const Holding& r = records_.back();
-        std::printf("%4zu | %9.1f %7d %5d | %9.1f %7d %5d | %8llu %6d %6zu %6d\n", client_.size(),
+        m_failed = m_failed || silent > 0;
+        m_client.push_back(Look(getpid()));
+        m_records.push_back(Look(m_recorder.Process()));
+        const Holding& c = m_client.back();
+        const Holding& r = m_records.back();
+        std::printf("%4zu | %9.1f %7d %5d | %9.1f %7d %5d | %8llu %6d %6zu %6d\n", m_client.size(),
                     c.megabytes, c.threads, c.descriptors, r.megabytes, r.threads, r.descriptors,
-                    static_cast<unsigned long long>(pictures), silent, recoded_, switched_);
+                    static_cast<unsigned long long>(pictures), silent, m_recoded, m_switched);
         std::fflush(stdout);
     }
 
@@ -221,17 +221,17 @@ private:
         return held;
     }
 
-    CMainDlg& console_;
-    const Recorder& recorder_;
-    QTimer recode_;
-    QTimer source_;
-    QTimer sample_;
-    std::size_t recoded_ = 0;
-    int switched_ = 0;
-    bool failed_ = false;
-    std::vector<std::uint64_t> shown_;
-    std::vector<Holding> client_;
-    std::vector<Holding> records_;
+    CMainDlg& m_console;
+    const Recorder& m_recorder;
+    QTimer m_recode;
+    QTimer m_source;
+    QTimer m_sample;
+    std::size_t m_recoded = 0;
+    int m_switched = 0;
+    bool m_failed = false;
+    std::vector<std::uint64_t> m_shown;
+    std::vector<Holding> m_client;
+    std::vector<Holding> m_records;
 };
 
 int Watch(int minutes, const char* program, const char* config) {
@@ -242,7 +242,7 @@ int Watch(int minutes, const char* program, const char* config) {
     tree.databasePath = folder.File("settings.db");
     Registry().InitRegistry(false, tree);
     kvtest::SilentSite site(static_cast<std::uint32_t>(recorder.Port()));
-    CMainDlg console(site, nullptr, 0x0409);
+    CMainDlg console(site, nullptr, 0x0409, SystemClock());
     console.OnInitDialog();
     console.show();
     console.AutoLogin("admin", "admin");

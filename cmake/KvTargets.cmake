@@ -42,6 +42,9 @@ endfunction()
 
 # The standard headers, compiled once for all targets without Qt.
 function(kv_use_std_pch target)
+  if(NOT KV_PCH)
+    return()
+  endif()
   if(NOT TARGET kv_pch_std)
     file(WRITE ${CMAKE_BINARY_DIR}/kv_pch_std.cpp "")
     add_library(kv_pch_std OBJECT ${CMAKE_BINARY_DIR}/kv_pch_std.cpp)
@@ -53,6 +56,9 @@ endfunction()
 
 # Qt's headers on top of them, for the targets with windows.
 function(kv_use_qt_pch target)
+  if(NOT KV_PCH)
+    return()
+  endif()
   if(NOT TARGET kv_pch_qt)
     file(WRITE ${CMAKE_BINARY_DIR}/kv_pch_qt.cpp "")
     add_library(kv_pch_qt OBJECT ${CMAKE_BINARY_DIR}/kv_pch_qt.cpp)

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "channel/channel_core.h"
 #include "channel/decode_loop.h"
 #include "channel/open_decoders.h"
 #include "maker_library/maker_shim.h"
@@ -100,7 +101,7 @@ struct Channel {
             control.reset = bReset ? 1 : 0;
             control.leave = 0;
             bReset = false;
-            kvmon::DecodeLoop(core, control).DecodeFrame();
+            kvmon::DecodeLoop(core.GetDecodeParts(), control).DecodeFrame();
         }
     }
     // A picture on show is as large as its own header tells, whatever the stream announced since.
@@ -143,7 +144,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                           .mxpegDecoder = kvmon::MakeOpenMxpegDecoder,
                           .vivotekDecoder = (data[0] & 1) != 0 ? WithLibrary : WithoutLibrary};
     Channel channel;
-    channel.core.m_bDecodePlaying = true;
+    channel.core.m_frames.SetPlaying(true);
     channel.core.m_picture.SetViewSize(40, 30);
     channel.core.m_picture.SetDeinterlace((data[0] & 2) != 0);
     std::span<const std::uint8_t> rest(data + 1, size - 1);

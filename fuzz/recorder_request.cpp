@@ -13,7 +13,7 @@ using namespace kvrecorder;
 class EmptyHub final : public MediaHub {
 public:
     void SetListener(MediaListener) override {}
-    int AddChannel(const std::string&, const SourceConfig&) override { return count_++; }
+    int AddChannel(const std::string&, const SourceConfig&) override { return m_count++; }
     void ReplaceSource(int, const std::string&, const SourceConfig&) override {}
     void RenameChannel(int, const std::string&) override {}
     std::vector<StreamDescription> Streams(int) const override { return {{Codec::H264, 640, 480, 15}}; }
@@ -22,7 +22,7 @@ public:
     }
 
 private:
-    int count_ = 0;
+    int m_count = 0;
 };
 
 RecorderConfig Start() {

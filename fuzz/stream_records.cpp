@@ -1,4 +1,5 @@
 // The records of a channel's stream, from behind the status line, and the frames that come of them.
+#include "channel/channel_core.h"
 #include "channel/decode_loop.h"
 #include "channel/stream_reader.h"
 #include "span_source.h"
@@ -10,16 +11,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     core.m_sound.m_bAudioRight = true;
     kvmon::ThreadControl video;
     kvmon::ThreadControl decode;
-    kvmon::LiveAudio audio(kvmon::ChannelFactories{}, core.m_uCHInMainDlg);
+    kvmon::LiveAudio audio(kvmon::ChannelFactories{}, core.m_source.m_uCHInMainDlg);
     kvfuzz::SpanSource source({data, size});
-    kvmon::StreamReader(core, video, decode, audio, source).ParseImageFromKelvara();
+    kvmon::StreamReader(core.GetStreamSinks(&audio, decode), video, source).ParseImageFromKelvara();
 
     // With the exit event set a pass ends when no frame waits.
     decode.exit.Set();
     while (core.m_frames.GetCount() > 0) {
         decode.reset = 0;
         decode.leave = 0;
-        kvmon::DecodeLoop(core, decode).DecodeFrame();
+        kvmon::DecodeLoop(core.GetDecodeParts(), decode).DecodeFrame();
     }
     return 0;
 }

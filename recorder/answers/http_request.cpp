@@ -107,31 +107,31 @@ std::string_view HttpRequest::Text(std::string_view name) const {
 }
 
 RequestHead::State RequestHead::Feed(std::string_view bytes) {
-    if (state_ != State::Incomplete) {
-        return state_;
+    if (m_state != State::Incomplete) {
+        return m_state;
     }
-    text_.append(bytes.substr(0, std::min(bytes.size(), kMaxBytes + 1 - text_.size())));
-    for (std::size_t end = text_.find('\n', scanned_); end != std::string::npos;
-         end = text_.find('\n', scanned_)) {
-        const std::string_view line = std::string_view(text_).substr(scanned_, end - scanned_);
-        scanned_ = end + 1;
+    m_text.append(bytes.substr(0, std::min(bytes.size(), kMaxBytes + 1 - m_text.size())));
+    for (std::size_t end = m_text.find('\n', m_scanned); end != std::string::npos;
+         end = m_text.find('\n', m_scanned)) {
+        const std::string_view line = std::string_view(m_text).substr(m_scanned, end - m_scanned);
+        m_scanned = end + 1;
         if (line.empty() || line == "\r") {
             // A blank line before any other is no head.
-            return state_ = lineCount_ > 0 ? State::Complete : State::Bad;
+            return m_state = m_lineCount > 0 ? State::Complete : State::Bad;
         }
-        if (++lineCount_ > kMaxLines) {
-            return state_ = State::Bad;
+        if (++m_lineCount > kMaxLines) {
+            return m_state = State::Bad;
         }
     }
-    return state_ = text_.size() > kMaxBytes ? State::Bad : State::Incomplete;
+    return m_state = m_text.size() > kMaxBytes ? State::Bad : State::Incomplete;
 }
 
 std::optional<HttpRequest> RequestHead::Parse() const {
-    if (state_ != State::Complete || text_.find('\0') != std::string::npos) {
+    if (m_state != State::Complete || m_text.find('\0') != std::string::npos) {
         return std::nullopt;
     }
     HttpRequest request;
-    std::string_view rest = std::string_view(text_).substr(0, scanned_);
+    std::string_view rest = std::string_view(m_text).substr(0, m_scanned);
     if (!ParseRequestLine(TakeLine(rest), request)) {
         return std::nullopt;
     }

@@ -30,15 +30,15 @@ public:
     // Takes what came from the peer.
     State Feed(std::string_view bytes);
     // What came behind a complete head, up to the most that is taken in.
-    std::string_view Behind() const { return std::string_view(text_).substr(scanned_); }
+    std::string_view Behind() const { return std::string_view(m_text).substr(m_scanned); }
     // Of a complete head; nothing if it is no request that can be served.
     std::optional<HttpRequest> Parse() const;
 
 private:
-    std::string text_;
-    std::size_t scanned_ = 0;  // everything before is whole lines
-    std::size_t lineCount_ = 0;
-    State state_ = State::Incomplete;
+    std::string m_text;
+    std::size_t m_scanned = 0;  // everything before is whole lines
+    std::size_t m_lineCount = 0;
+    State m_state = State::Incomplete;
 };
 
 }  // namespace kvrecorder

@@ -41,41 +41,41 @@ std::optional<int> JpegStream(const Channel& channel) {
 
 CameraConnection::CameraConnection(asio::ip::tcp::socket socket, RecorderModel& model, const Timing& timing,
                                    Gone gone)
-    : socket_(std::move(socket)),
-      model_(model),
-      timing_(timing),
-      gone_(std::move(gone)),
-      deadline_(socket_.get_executor()) {}
+    : m_socket(std::move(socket)),
+      m_model(model),
+      m_timing(timing),
+      m_gone(std::move(gone)),
+      m_deadline(m_socket.get_executor()) {}
 
 void CameraConnection::Start() {
-    asio::post(socket_.get_executor(), [self = shared_from_this()] {
+    asio::post(m_socket.get_executor(), [self = shared_from_this()] {
         std::error_code ignored;
-        self->socket_.set_option(asio::ip::tcp::no_delay(true), ignored);
-        self->socket_.set_option(asio::socket_base::send_buffer_size(kSendBuffer), ignored);
-        self->SetDeadline(self->timing_.head);
+        self->m_socket.set_option(asio::ip::tcp::no_delay(true), ignored);
+        self->m_socket.set_option(asio::socket_base::send_buffer_size(kSendBuffer), ignored);
+        self->SetDeadline(self->m_timing.head);
         self->Read();
     });
 }
 
 void CameraConnection::Close() {
-    asio::post(socket_.get_executor(), [self = shared_from_this()] { self->DoClose(); });
+    asio::post(m_socket.get_executor(), [self = shared_from_this()] { self->DoClose(); });
 }
 
 void CameraConnection::Changed() {
-    asio::post(socket_.get_executor(), [self = shared_from_this()] {
-        if (!self->streaming_ || self->closed_) {
+    asio::post(m_socket.get_executor(), [self = shared_from_this()] {
+        if (!self->m_streaming || self->m_closed) {
             return;
         }
-        const SnapshotPtr state = self->model_.Current();
-        const int channel = self->channel_;
-        if (self->Judge(*state) != kStatusOk || self->channel_ != channel) {
+        const SnapshotPtr state = self->m_model.Current();
+        const int channel = self->m_channel;
+        if (self->Judge(*state) != kStatusOk || self->m_channel != channel) {
             self->DoClose();
             return;
         }
         const Channel& now = state->channels[static_cast<std::size_t>(channel)];
-        if (now.sourceNumber != self->sourceNumber_) {
-            self->subscription_.reset();
-            self->queue_->Restart();
+        if (now.sourceNumber != self->m_sourceNumber) {
+            self->m_subscription.reset();
+            self->m_queue->Restart();
             if (!self->Subscribe(*state)) {
                 self->DoClose();
             }
@@ -84,42 +84,42 @@ void CameraConnection::Changed() {
 }
 
 void CameraConnection::Read() {
-    socket_.async_read_some(asio::buffer(input_),
-                            [self = shared_from_this()](const std::error_code& error, std::size_t count) {
-                                if (self->closed_) {
-                                    return;
-                                }
-                                if (error) {
-                                    self->DoClose();
-                                    return;
-                                }
-                                const bool inHead = !self->streaming_ && !self->writing_;
-                                if (inHead) {
-                                    switch (self->head_.Feed({self->input_.data(), count})) {
-                                        case RequestHead::State::Incomplete:
-                                            break;
-                                        case RequestHead::State::Complete:
-                                            self->OnHead();
-                                            break;
-                                        case RequestHead::State::Bad:
-                                            self->Refuse(400);
-                                            break;
-                                    }
-                                }
-                                if (!self->closed_) {
-                                    self->Read();  // what comes behind the head is dropped
-                                }
-                            });
+    m_socket.async_read_some(asio::buffer(m_input),
+                             [self = shared_from_this()](const std::error_code& error, std::size_t count) {
+                                 if (self->m_closed) {
+                                     return;
+                                 }
+                                 if (error) {
+                                     self->DoClose();
+                                     return;
+                                 }
+                                 const bool inHead = !self->m_streaming && !self->m_writing;
+                                 if (inHead) {
+                                     switch (self->m_head.Feed({self->m_input.data(), count})) {
+                                         case RequestHead::State::Incomplete:
+                                             break;
+                                         case RequestHead::State::Complete:
+                                             self->OnHead();
+                                             break;
+                                         case RequestHead::State::Bad:
+                                             self->Refuse(400);
+                                             break;
+                                     }
+                                 }
+                                 if (!self->m_closed) {
+                                     self->Read();  // what comes behind the head is dropped
+                                 }
+                             });
 }
 
 void CameraConnection::OnHead() {
-    const auto request = head_.Parse();
+    const auto request = m_head.Parse();
     if (!request) {
         Refuse(400);
         return;
     }
-    request_ = *request;
-    const SnapshotPtr state = model_.Current();
+    m_request = *request;
+    const SnapshotPtr state = m_model.Current();
     const int status = Judge(*state);
     if (status != kStatusOk) {
         Refuse(status);
@@ -129,8 +129,8 @@ void CameraConnection::OnHead() {
         Refuse(404);
         return;
     }
-    streaming_ = true;
-    before_ = StreamHead();
+    m_streaming = true;
+    m_before = StreamHead();
     Write();
 }
 
@@ -139,16 +139,16 @@ int CameraConnection::Judge(const Snapshot& state) {
         const int number = static_cast<int>(i);
         const Channel* const channel = state.Configured(number);
         if (!channel || !channel->config.camera.direct ||
-            CameraPath(channel->config, number) != request_.path) {
+            CameraPath(channel->config, number) != m_request.path) {
             continue;
         }
         const CameraConfig& camera = channel->config.camera;
-        const bool sameName = ConstantTimeEqual(request_.user, camera.user);
-        const bool samePassword = ConstantTimeEqual(request_.password, camera.password);
-        if (!camera.user.empty() && !(request_.hasAuthorization && sameName && samePassword)) {
+        const bool sameName = ConstantTimeEqual(m_request.user, camera.user);
+        const bool samePassword = ConstantTimeEqual(m_request.password, camera.password);
+        if (!camera.user.empty() && !(m_request.hasAuthorization && sameName && samePassword)) {
             return 401;
         }
-        channel_ = number;
+        m_channel = number;
         return kStatusOk;
     }
     return 404;
@@ -156,92 +156,92 @@ int CameraConnection::Judge(const Snapshot& state) {
 
 void CameraConnection::Refuse(int status) {
     Reply reply = kvrecorder::Refuse(status);
-    before_ = MakeReplyHead(reply) + reply.body;
+    m_before = MakeReplyHead(reply) + reply.body;
     Write();
 }
 
 bool CameraConnection::Subscribe(const Snapshot& state) {
-    const Channel& channel = state.channels[static_cast<std::size_t>(channel_)];
+    const Channel& channel = state.channels[static_cast<std::size_t>(m_channel)];
     const auto stream = JpegStream(channel);
     if (!stream) {
         return false;
     }
-    sourceNumber_ = channel.sourceNumber;
-    subscription_ = model_.Hub().Subscribe(channel_, *stream,
-                                           [queue = queue_, weak = weak_from_this(),
-                                            executor = socket_.get_executor()](const PacketPtr& packet) {
-                                               if (!queue->Push(packet)) {
-                                                   return;
-                                               }
-                                               asio::post(executor, [weak] {
-                                                   const auto self = weak.lock();
-                                                   if (self && !self->closed_ && !self->writing_) {
-                                                       self->NextPicture();
-                                                   }
-                                               });
-                                           });
-    return subscription_ != nullptr;
+    m_sourceNumber = channel.sourceNumber;
+    m_subscription = m_model.Hub().Subscribe(m_channel, *stream,
+                                             [queue = m_queue, weak = weak_from_this(),
+                                              executor = m_socket.get_executor()](const PacketPtr& packet) {
+                                                 if (!queue->Push(packet)) {
+                                                     return;
+                                                 }
+                                                 asio::post(executor, [weak] {
+                                                     const auto self = weak.lock();
+                                                     if (self && !self->m_closed && !self->m_writing) {
+                                                         self->NextPicture();
+                                                     }
+                                                 });
+                                             });
+    return m_subscription != nullptr;
 }
 
 void CameraConnection::NextPicture() {
-    picture_ = queue_->Pop();
-    if (!picture_) {
+    m_picture = m_queue->Pop();
+    if (!m_picture) {
         return;
     }
-    before_ = PartHead(picture_->data.size());
-    behind_ = kBehindPicture;
+    m_before = PartHead(m_picture->data.size());
+    m_behind = kBehindPicture;
     Write();
 }
 
 void CameraConnection::Write() {
-    writing_ = true;
-    SetDeadline(timing_.stall);
+    m_writing = true;
+    SetDeadline(m_timing.stall);
     const std::array<std::string_view, 3> parts = {
-        before_,
-        picture_
-            ? std::string_view(reinterpret_cast<const char*>(picture_->data.data()), picture_->data.size())
+        m_before,
+        m_picture
+            ? std::string_view(reinterpret_cast<const char*>(m_picture->data.data()), m_picture->data.size())
             : std::string_view(),
-        behind_};
+        m_behind};
     std::array<asio::const_buffer, 3> buffers;
-    std::size_t skip = done_;
+    std::size_t skip = m_done;
     for (std::size_t i = 0; i < parts.size(); ++i) {
         const std::size_t gone = std::min(skip, parts[i].size());
         buffers[i] = asio::buffer(parts[i].substr(gone));
         skip -= gone;
     }
-    socket_.async_write_some(buffers,
-                             [self = shared_from_this()](const std::error_code& error, std::size_t count) {
-                                 if (self->closed_) {
-                                     return;
-                                 }
-                                 error ? self->DoClose() : self->OnWritten(count);
-                             });
+    m_socket.async_write_some(buffers,
+                              [self = shared_from_this()](const std::error_code& error, std::size_t count) {
+                                  if (self->m_closed) {
+                                      return;
+                                  }
+                                  error ? self->DoClose() : self->OnWritten(count);
+                              });
 }
 
 void CameraConnection::OnWritten(std::size_t count) {
-    done_ += count;
-    if (done_ < before_.size() + (picture_ ? picture_->data.size() : 0) + behind_.size()) {
+    m_done += count;
+    if (m_done < m_before.size() + (m_picture ? m_picture->data.size() : 0) + m_behind.size()) {
         Write();
         return;
     }
-    before_.clear();
-    picture_.reset();
-    behind_ = {};
-    done_ = 0;
-    if (!streaming_) {
+    m_before.clear();
+    m_picture.reset();
+    m_behind = {};
+    m_done = 0;
+    if (!m_streaming) {
         // A refusal: the peer closes, or the deadline does.
         std::error_code ignored;
-        socket_.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
+        m_socket.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
         return;
     }
-    writing_ = false;
-    deadline_.cancel();
+    m_writing = false;
+    m_deadline.cancel();
     NextPicture();
 }
 
 void CameraConnection::SetDeadline(std::chrono::milliseconds time) {
-    deadline_.expires_after(time);
-    deadline_.async_wait([self = shared_from_this()](const std::error_code& error) {
+    m_deadline.expires_after(time);
+    m_deadline.async_wait([self = shared_from_this()](const std::error_code& error) {
         if (!error) {
             self->DoClose();
         }
@@ -249,15 +249,15 @@ void CameraConnection::SetDeadline(std::chrono::milliseconds time) {
 }
 
 void CameraConnection::DoClose() {
-    if (closed_) {
+    if (m_closed) {
         return;
     }
-    closed_ = true;
-    subscription_.reset();
-    deadline_.cancel();
+    m_closed = true;
+    m_subscription.reset();
+    m_deadline.cancel();
     std::error_code ignored;
-    socket_.close(ignored);
-    gone_(shared_from_this());
+    m_socket.close(ignored);
+    m_gone(shared_from_this());
 }
 
 }  // namespace kvrecorder

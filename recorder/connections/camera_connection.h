@@ -33,7 +33,7 @@ public:
     void Changed();
     void Close();
     // Once no thread runs the connection any more.
-    void Abandon() { subscription_.reset(); }
+    void Abandon() { m_subscription.reset(); }
 
 private:
     void Read();
@@ -48,27 +48,27 @@ private:
     void SetDeadline(std::chrono::milliseconds time);
     void DoClose();
 
-    asio::ip::tcp::socket socket_;
-    RecorderModel& model_;
-    const Timing timing_;
-    const Gone gone_;
-    asio::steady_timer deadline_;
-    std::array<char, 2048> input_;
-    RequestHead head_;
-    HttpRequest request_;
-    int channel_ = -1;
-    int sourceNumber_ = 0;
-    std::shared_ptr<RecordQueue> queue_ = std::make_shared<RecordQueue>();
-    std::unique_ptr<Subscription> subscription_;
+    asio::ip::tcp::socket m_socket;
+    RecorderModel& m_model;
+    const Timing m_timing;
+    const Gone m_gone;
+    asio::steady_timer m_deadline;
+    std::array<char, 2048> m_input;
+    RequestHead m_head;
+    HttpRequest m_request;
+    int m_channel = -1;
+    int m_sourceNumber = 0;
+    std::shared_ptr<RecordQueue> m_queue = std::make_shared<RecordQueue>();
+    std::unique_ptr<Subscription> m_subscription;
 
     // What is being written: text, a picture, text.
-    std::string before_;
-    PacketPtr picture_;
-    std::string_view behind_;
-    std::size_t done_ = 0;
-    bool writing_ = false;
-    bool streaming_ = false;
-    bool closed_ = false;
+    std::string m_before;
+    PacketPtr m_picture;
+    std::string_view m_behind;
+    std::size_t m_done = 0;
+    bool m_writing = false;
+    bool m_streaming = false;
+    bool m_closed = false;
 };
 
 }  // namespace kvrecorder

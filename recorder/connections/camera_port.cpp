@@ -3,36 +3,36 @@
 namespace kvrecorder {
 
 CameraPort::CameraPort(asio::io_context& io, RecorderModel& model, const CameraConnection::Timing& timing)
-    : model_(model),
-      timing_(timing),
-      listener_(io, [this](asio::ip::tcp::socket socket) { Admit(std::move(socket)); }) {}
+    : m_model(model),
+      m_timing(timing),
+      m_listener(io, [this](asio::ip::tcp::socket socket) { Admit(std::move(socket)); }) {}
 
 void CameraPort::Open(const std::string& address, std::uint16_t port) {
-    listener_.Open(address, port);
-    model_.SetCameraPlace({address, listener_.Port()});
+    m_listener.Open(address, port);
+    m_model.SetCameraPlace({address, m_listener.Port()});
 }
 
 void CameraPort::Admit(asio::ip::tcp::socket socket) {
     const auto connection = std::make_shared<CameraConnection>(
-        std::move(socket), model_, timing_, [this](const std::shared_ptr<CameraConnection>& gone) {
-            const std::lock_guard lock(mutex_);
-            connections_.erase(gone);
-            gone_.notify_all();
+        std::move(socket), m_model, m_timing, [this](const std::shared_ptr<CameraConnection>& gone) {
+            const std::lock_guard lock(m_mutex);
+            m_connections.erase(gone);
+            m_gone.notify_all();
         });
     {
-        const std::lock_guard lock(mutex_);
+        const std::lock_guard lock(m_mutex);
         // Beyond the limit a new one is refused at once.
-        if (connections_.size() >= static_cast<std::size_t>(model_.Current()->server.maxConnections)) {
+        if (m_connections.size() >= static_cast<std::size_t>(m_model.Current()->server.maxConnections)) {
             return;
         }
-        connections_.insert(connection);
+        m_connections.insert(connection);
     }
     connection->Start();
 }
 
 std::vector<std::shared_ptr<CameraConnection>> CameraPort::All() const {
-    const std::lock_guard lock(mutex_);
-    return {connections_.begin(), connections_.end()};
+    const std::lock_guard lock(m_mutex);
+    return {m_connections.begin(), m_connections.end()};
 }
 
 void CameraPort::Changed() {
@@ -42,13 +42,13 @@ void CameraPort::Changed() {
 }
 
 bool CameraPort::Stop(std::chrono::milliseconds timeout) {
-    listener_.Close([this] {
+    m_listener.Close([this] {
         for (const auto& connection : All()) {
             connection->Close();
         }
     });
-    std::unique_lock lock(mutex_);
-    return gone_.wait_for(lock, timeout, [this] { return connections_.empty(); });
+    std::unique_lock lock(m_mutex);
+    return m_gone.wait_for(lock, timeout, [this] { return m_connections.empty(); });
 }
 
 void CameraPort::Abandon() {

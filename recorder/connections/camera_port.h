@@ -20,8 +20,8 @@ public:
 
     // Tells the model where clients find the cameras. Throws ConfigError if the address cannot be used.
     void Open(const std::string& address, std::uint16_t port);
-    void Begin() { listener_.Begin(); }
-    std::string Endpoint() const { return listener_.Endpoint(); }
+    void Begin() { m_listener.Begin(); }
+    std::string Endpoint() const { return m_listener.Endpoint(); }
     void Changed();
     // Ends all connections; false if some are left at the time's end.
     bool Stop(std::chrono::milliseconds timeout);
@@ -32,12 +32,12 @@ private:
     void Admit(asio::ip::tcp::socket socket);
     std::vector<std::shared_ptr<CameraConnection>> All() const;
 
-    RecorderModel& model_;
-    const CameraConnection::Timing timing_;
-    mutable std::mutex mutex_;
-    std::condition_variable gone_;
-    std::unordered_set<std::shared_ptr<CameraConnection>> connections_;
-    Listener listener_;
+    RecorderModel& m_model;
+    const CameraConnection::Timing m_timing;
+    mutable std::mutex m_mutex;
+    std::condition_variable m_gone;
+    std::unordered_set<std::shared_ptr<CameraConnection>> m_connections;
+    Listener m_listener;
 };
 
 }  // namespace kvrecorder

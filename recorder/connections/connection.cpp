@@ -23,33 +23,33 @@ constexpr std::chrono::minutes kLongestSilence{10};
 }  // namespace
 
 Connection::Connection(asio::ip::tcp::socket socket, ConnectionHost host)
-    : socket_(std::move(socket)),
-      host_(host),
-      role_(std::make_shared<RequestRole>(AsLink(), host.model, began_ + host.timing.head,
-                                          [this](Reply reply, Login login, std::chrono::milliseconds delay) {
-                                              OnAnswer(std::move(reply), std::move(login), delay);
-                                          })),
-      deadlineTimer_(socket_.get_executor()),
-      timer_(socket_.get_executor()) {}
+    : m_socket(std::move(socket)),
+      m_host(host),
+      m_role(std::make_shared<RequestRole>(AsLink(), host.model, m_began + host.timing.head,
+                                           [this](Reply reply, Login login, std::chrono::milliseconds delay) {
+                                               OnAnswer(std::move(reply), std::move(login), delay);
+                                           })),
+      m_deadlineTimer(m_socket.get_executor()),
+      m_timer(m_socket.get_executor()) {}
 
 void Connection::Start() {
-    asio::post(socket_.get_executor(), [self = shared_from_this()] {
+    asio::post(m_socket.get_executor(), [self = shared_from_this()] {
         std::error_code ignored;
-        self->socket_.set_option(asio::ip::tcp::no_delay(true), ignored);
-        self->role_->Begin();
+        self->m_socket.set_option(asio::ip::tcp::no_delay(true), ignored);
+        self->m_role->Begin();
         self->Read();
     });
 }
 
 void Connection::Changed(Change change) {
-    asio::post(socket_.get_executor(), [self = shared_from_this(), change] {
-        self->changed_ = std::max(self->changed_, change);
+    asio::post(m_socket.get_executor(), [self = shared_from_this(), change] {
+        self->m_changed = std::max(self->m_changed, change);
         self->Tell([change](Role& role) { role.OnChanged(change); });
     });
 }
 
 void Connection::Shutdown() {
-    asio::post(socket_.get_executor(), [self = shared_from_this()] {
+    asio::post(m_socket.get_executor(), [self = shared_from_this()] {
         self->Tell([&self](Role& role) {
             if (!role.OnShutdown()) {
                 self->End();
@@ -59,17 +59,17 @@ void Connection::Shutdown() {
 }
 
 void Connection::Close() {
-    asio::post(socket_.get_executor(), [self = shared_from_this()] { self->End(); });
+    asio::post(m_socket.get_executor(), [self = shared_from_this()] { self->End(); });
 }
 
 void Connection::Abandon() {
-    role_->Release();
+    m_role->Release();
 }
 
 template <typename Call>
 void Connection::Tell(Call call) {
-    if (standing_ != Standing::Closed) {
-        const auto role = role_;
+    if (m_standing != Standing::Closed) {
+        const auto role = m_role;
         call(*role);
     }
 }
@@ -85,23 +85,24 @@ void Connection::OnAnswer(Reply reply, Login login, std::chrono::milliseconds de
 }
 
 void Connection::Serve(const Reply& reply, const Login& login) {
-    const Timing& timing = host_.timing;
+    const Timing& timing = m_host.timing;
     const std::string text = MakeReplyHead(reply) + reply.body;
     switch (reply.kind) {
         case ReplyKind::Document:
             EndWith(text);
             break;
         case ReplyKind::Stream:
-            Become(std::make_shared<StreamRole>(AsLink(), host_.model, host_.sounds, queue_,
+            Become(std::make_shared<StreamRole>(AsLink(), m_host.model, m_host.sounds, m_queue,
                                                 StreamRole::Start{text, reply.channel, reply.stream, login}),
                    Standing::Stream);
             break;
         case ReplyKind::Notify:
-            Become(std::make_shared<NotifyRole>(AsLink(), host_.model.Users(),
-                                                NotifyRole::Start{text, reply.who, changed_, timing.notify}));
+            Become(
+                std::make_shared<NotifyRole>(AsLink(), m_host.model.Users(),
+                                             NotifyRole::Start{text, reply.who, m_changed, timing.notify}));
             break;
         case ReplyKind::Talk:
-            Become(std::make_shared<TalkRole>(AsLink(), host_.model, host_.talks,
+            Become(std::make_shared<TalkRole>(AsLink(), m_host.model, m_host.talks,
                                               TalkRole::Start{text, reply.channel, login, timing.talk}));
             break;
         case ReplyKind::Silence:
@@ -111,8 +112,8 @@ void Connection::Serve(const Reply& reply, const Login& login) {
 }
 
 void Connection::Become(std::shared_ptr<Role> role, Standing standing) {
-    const auto former = std::exchange(role_, role);
-    standing_ = standing;
+    const auto former = std::exchange(m_role, role);
+    m_standing = standing;
     former->Release();
     role->Begin();
 }
@@ -123,122 +124,122 @@ void Connection::EndWith(std::string text) {
 
 // Closing at once could make the system throw away what the peer has not read yet.
 void Connection::Linger() {
-    if (peerDone_) {
+    if (m_peerDone) {
         End();
         return;
     }
     std::error_code ignored;
-    socket_.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
-    Become(std::make_shared<WaitRole>(AsLink(), host_.timing.linger));
+    m_socket.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
+    Become(std::make_shared<WaitRole>(AsLink(), m_host.timing.linger));
 }
 
 void Connection::End() {
-    if (standing_ == Standing::Closed) {
+    if (m_standing == Standing::Closed) {
         return;
     }
-    standing_ = Standing::Closed;
-    role_->Release();
-    deadlineTimer_.cancel();
-    timer_.cancel();
+    m_standing = Standing::Closed;
+    m_role->Release();
+    m_deadlineTimer.cancel();
+    m_timer.cancel();
     std::error_code ignored;
-    socket_.close(ignored);
-    host_.set.Remove(shared_from_this());
+    m_socket.close(ignored);
+    m_host.set.Remove(shared_from_this());
 }
 
 void Connection::Read() {
-    socket_.async_read_some(asio::buffer(input_),
-                            [self = shared_from_this()](const std::error_code& error, std::size_t count) {
-                                self->OnRead(error, count);
-                            });
+    m_socket.async_read_some(asio::buffer(m_input),
+                             [self = shared_from_this()](const std::error_code& error, std::size_t count) {
+                                 self->OnRead(error, count);
+                             });
 }
 
 void Connection::OnRead(const std::error_code& error, std::size_t count) {
     Tell([&](Role& role) {
         if (error) {
-            peerDone_ = true;
+            m_peerDone = true;
             if (!role.OutlivesPeer()) {
                 End();
             }
             return;
         }
-        const std::string_view rest = role.OnBytes({input_.data(), count});
-        if (&role != role_.get()) {
+        const std::string_view rest = role.OnBytes({m_input.data(), count});
+        if (&role != m_role.get()) {
             Tell([rest](Role& next) { next.OnBytes(rest); });
         }
-        if (standing_ != Standing::Closed && role_->Reads()) {
+        if (m_standing != Standing::Closed && m_role->Reads()) {
             Read();
         }
     });
 }
 
 void Connection::Send(std::string_view text, PacketPtr packet) {
-    outText_ = text;
-    outPacket_ = std::move(packet);
-    outDone_ = 0;
+    m_outText = text;
+    m_outPacket = std::move(packet);
+    m_outDone = 0;
     Write();
 }
 
 void Connection::Write() {
-    writing_ = true;
-    SetDeadline(std::chrono::steady_clock::now() + host_.timing.stall);
+    m_writing = true;
+    SetDeadline(std::chrono::steady_clock::now() + m_host.timing.stall);
     std::array<asio::const_buffer, 2> buffers;
-    const std::size_t textDone = std::min(outDone_, outText_.size());
-    buffers[0] = asio::buffer(outText_) + textDone;
-    if (outPacket_) {
-        buffers[1] = asio::buffer(outPacket_->data) + (outDone_ - textDone);
+    const std::size_t textDone = std::min(m_outDone, m_outText.size());
+    buffers[0] = asio::buffer(m_outText) + textDone;
+    if (m_outPacket) {
+        buffers[1] = asio::buffer(m_outPacket->data) + (m_outDone - textDone);
     }
-    socket_.async_write_some(buffers,
-                             [self = shared_from_this()](const std::error_code& error, std::size_t count) {
-                                 self->OnWritten(error, count);
-                             });
+    m_socket.async_write_some(buffers,
+                              [self = shared_from_this()](const std::error_code& error, std::size_t count) {
+                                  self->OnWritten(error, count);
+                              });
 }
 
 void Connection::OnWritten(const std::error_code& error, std::size_t count) {
-    if (standing_ == Standing::Closed) {
+    if (m_standing == Standing::Closed) {
         return;
     }
     if (error) {
         End();
         return;
     }
-    outDone_ += count;
-    if (outDone_ < outText_.size() + (outPacket_ ? outPacket_->data.size() : 0)) {
+    m_outDone += count;
+    if (m_outDone < m_outText.size() + (m_outPacket ? m_outPacket->data.size() : 0)) {
         Write();
         return;
     }
-    outPacket_.reset();
-    writing_ = false;
+    m_outPacket.reset();
+    m_writing = false;
     SetDeadline(TimePoint::max());
     Tell([](Role& role) { role.OnSent(); });
 }
 
 void Connection::SetDeadline(TimePoint at) {
-    deadline_ = at;
-    if (at < armed_) {
+    m_deadline = at;
+    if (at < m_armed) {
         ArmDeadline();
     }
 }
 
 // The timer runs on when the deadline moves away, so that a stream does not set it for each picture.
 void Connection::ArmDeadline() {
-    armed_ = deadline_;
-    deadlineTimer_.expires_at(deadline_);
-    deadlineTimer_.async_wait([self = shared_from_this()](const std::error_code& error) {
-        if (error || self->standing_ == Standing::Closed) {
+    m_armed = m_deadline;
+    m_deadlineTimer.expires_at(m_deadline);
+    m_deadlineTimer.async_wait([self = shared_from_this()](const std::error_code& error) {
+        if (error || self->m_standing == Standing::Closed) {
             return;
         }
-        self->armed_ = TimePoint::max();
-        if (self->deadline_ <= std::chrono::steady_clock::now()) {
+        self->m_armed = TimePoint::max();
+        if (self->m_deadline <= std::chrono::steady_clock::now()) {
             self->End();
-        } else if (self->deadline_ != TimePoint::max()) {
+        } else if (self->m_deadline != TimePoint::max()) {
             self->ArmDeadline();
         }
     });
 }
 
 void Connection::SetTimer(TimePoint at) {
-    timer_.expires_at(at);
-    timer_.async_wait([self = shared_from_this()](const std::error_code& error) {
+    m_timer.expires_at(at);
+    m_timer.async_wait([self = shared_from_this()](const std::error_code& error) {
         if (!error) {
             self->Tell([](Role& role) { role.OnTimer(); });
         }
@@ -247,21 +248,21 @@ void Connection::SetTimer(TimePoint at) {
 
 std::string Connection::PeerAddress() const {
     std::error_code ignored;
-    return socket_.remote_endpoint(ignored).address().to_string();
+    return m_socket.remote_endpoint(ignored).address().to_string();
 }
 
 void Connection::SetSendBuffer(int bytes) {
     std::error_code ignored;
-    socket_.set_option(asio::socket_base::send_buffer_size(bytes), ignored);
+    m_socket.set_option(asio::socket_base::send_buffer_size(bytes), ignored);
 }
 
 void Connection::SetReceiveBuffer(int bytes) {
     std::error_code ignored;
-    socket_.set_option(asio::socket_base::receive_buffer_size(bytes), ignored);
+    m_socket.set_option(asio::socket_base::receive_buffer_size(bytes), ignored);
 }
 
 std::function<void()> Connection::Waker() {
-    return [weak = weak_from_this(), executor = socket_.get_executor()] {
+    return [weak = weak_from_this(), executor = m_socket.get_executor()] {
         asio::post(executor, [weak] {
             if (const auto self = weak.lock()) {
                 self->Tell([](Role& role) { role.OnWoken(); });

@@ -54,18 +54,18 @@ public:
     // Once no thread runs the connection any more.
     void Abandon();
 
-    bool InHead() const { return standing_ == Standing::Head; }
-    bool Streaming() const { return standing_ == Standing::Stream; }
-    TimePoint Began() const { return began_; }
-    std::uint64_t Dropped() const { return queue_->Dropped(); }
-    std::size_t Queued() const { return queue_->Bytes(); }
+    bool InHead() const { return m_standing == Standing::Head; }
+    bool Streaming() const { return m_standing == Standing::Stream; }
+    TimePoint Began() const { return m_began; }
+    std::uint64_t Dropped() const { return m_queue->Dropped(); }
+    std::size_t Queued() const { return m_queue->Bytes(); }
 
 private:
     // What other threads ask for.
     enum class Standing { Head, Stream, Other, Closed };
 
     void Send(std::string_view text, PacketPtr packet) override;
-    bool Sending() const override { return writing_; }
+    bool Sending() const override { return m_writing; }
     void SetDeadline(TimePoint at) override;
     void SetTimer(TimePoint at) override;
     std::string PeerAddress() const override;
@@ -91,26 +91,26 @@ private:
     void OnWritten(const std::error_code& error, std::size_t count);
     void ArmDeadline();
 
-    asio::ip::tcp::socket socket_;
-    const ConnectionHost host_;
-    const TimePoint began_ = std::chrono::steady_clock::now();
-    const std::shared_ptr<RecordQueue> queue_ = std::make_shared<RecordQueue>();
-    std::atomic<Standing> standing_{Standing::Head};
-    std::shared_ptr<Role> role_;  // never null
-    Change changed_ = Change::None;
-    std::array<char, 2048> input_;
-    bool peerDone_ = false;  // it has closed its side
+    asio::ip::tcp::socket m_socket;
+    const ConnectionHost m_host;
+    const TimePoint m_began = std::chrono::steady_clock::now();
+    const std::shared_ptr<RecordQueue> m_queue = std::make_shared<RecordQueue>();
+    std::atomic<Standing> m_standing{Standing::Head};
+    std::shared_ptr<Role> m_role;  // never null
+    Change m_changed = Change::None;
+    std::array<char, 2048> m_input;
+    bool m_peerDone = false;  // it has closed its side
 
     // What is being written: text, then a picture.
-    std::string outText_;
-    PacketPtr outPacket_;
-    std::size_t outDone_ = 0;
-    bool writing_ = false;
+    std::string m_outText;
+    PacketPtr m_outPacket;
+    std::size_t m_outDone = 0;
+    bool m_writing = false;
 
-    asio::steady_timer deadlineTimer_;
-    TimePoint deadline_ = TimePoint::max();
-    TimePoint armed_ = TimePoint::max();
-    asio::steady_timer timer_;
+    asio::steady_timer m_deadlineTimer;
+    TimePoint m_deadline = TimePoint::max();
+    TimePoint m_armed = TimePoint::max();
+    asio::steady_timer m_timer;
 };
 
 }  // namespace kvrecorder

@@ -23,9 +23,9 @@ public:
     bool WaitEmpty(std::chrono::milliseconds timeout) const;
 
 private:
-    mutable std::mutex mutex_;
-    mutable std::condition_variable changed_;
-    std::unordered_set<std::shared_ptr<Connection>> connections_;
+    mutable std::mutex m_mutex;
+    mutable std::condition_variable m_changed;
+    std::unordered_set<std::shared_ptr<Connection>> m_connections;
 };
 
 }  // namespace kvrecorder

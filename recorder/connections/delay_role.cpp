@@ -3,11 +3,11 @@
 namespace kvrecorder {
 
 DelayRole::DelayRole(Link& link, std::chrono::milliseconds delay, std::function<void()> over)
-    : link_(link), delay_(delay), over_(std::move(over)) {}
+    : m_link(link), m_delay(delay), m_over(std::move(over)) {}
 
 void DelayRole::Begin() {
-    link_.SetDeadline(TimePoint::max());
-    link_.SetTimer(std::chrono::steady_clock::now() + delay_);
+    m_link.SetDeadline(TimePoint::max());
+    m_link.SetTimer(std::chrono::steady_clock::now() + m_delay);
 }
 
 }  // namespace kvrecorder

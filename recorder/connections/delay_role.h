@@ -14,12 +14,12 @@ public:
 
     void Begin() override;
     bool OutlivesPeer() const override { return true; }
-    void OnTimer() override { over_(); }
+    void OnTimer() override { m_over(); }
 
 private:
-    Link& link_;
-    const std::chrono::milliseconds delay_;
-    const std::function<void()> over_;
+    Link& m_link;
+    const std::chrono::milliseconds m_delay;
+    const std::function<void()> m_over;
 };
 
 }  // namespace kvrecorder

@@ -9,16 +9,16 @@ namespace kvrecorder {
 
 class DocumentRole : public Role {
 public:
-    DocumentRole(Link& link, std::string text) : link_(link), text_(std::move(text)) {}
+    DocumentRole(Link& link, std::string text) : m_link(link), m_text(std::move(text)) {}
 
-    void Begin() override { link_.Send(text_); }
+    void Begin() override { m_link.Send(m_text); }
     // A document goes out whole even to a peer that has closed its own side.
     bool OutlivesPeer() const override { return true; }
-    void OnSent() override { link_.Linger(); }
+    void OnSent() override { m_link.Linger(); }
 
 private:
-    Link& link_;
-    const std::string text_;
+    Link& m_link;
+    const std::string m_text;
 };
 
 }  // namespace kvrecorder

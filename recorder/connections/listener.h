@@ -25,18 +25,18 @@ public:
     void Close(std::function<void()> closed);
     // "ADDRESS:PORT"; after Open.
     std::string Endpoint() const;
-    std::uint16_t Port() const { return endpoint_.port(); }
+    std::uint16_t Port() const { return m_endpoint.port(); }
 
 private:
     void Accept();
 
-    asio::io_context& io_;
-    const std::function<void(asio::ip::tcp::socket)> admit_;
-    asio::strand<asio::io_context::executor_type> strand_{io_.get_executor()};
-    asio::ip::tcp::acceptor acceptor_{strand_};
-    asio::steady_timer retry_{strand_};
-    asio::ip::tcp::endpoint endpoint_;
-    bool closed_ = false;  // on strand_
+    asio::io_context& m_io;
+    const std::function<void(asio::ip::tcp::socket)> m_admit;
+    asio::strand<asio::io_context::executor_type> m_strand{m_io.get_executor()};
+    asio::ip::tcp::acceptor m_acceptor{m_strand};
+    asio::steady_timer m_retry{m_strand};
+    asio::ip::tcp::endpoint m_endpoint;
+    bool m_closed = false;  // on m_strand
 };
 
 }  // namespace kvrecorder

@@ -5,57 +5,57 @@
 namespace kvrecorder {
 
 NotifyRole::NotifyRole(Link& link, Presence& users, Start start)
-    : link_(link), users_(users), start_(std::move(start)), pending_(start_.missed) {}
+    : m_link(link), m_users(users), m_start(std::move(start)), m_pending(m_start.missed) {}
 
 void NotifyRole::Begin() {
-    users_.OpenLine(start_.who);
-    open_ = true;
-    link_.Send(start_.head);
+    m_users.OpenLine(m_start.who);
+    m_open = true;
+    m_link.Send(m_start.head);
 }
 
 void NotifyRole::OnChanged(Change change) {
     // A change of the configuration makes clients read the state too.
-    pending_ = std::max(pending_, change);
+    m_pending = std::max(m_pending, change);
     NextLineIfFree();
 }
 
 bool NotifyRole::OnShutdown() {
-    shutdown_ = true;
+    m_shutdown = true;
     NextLineIfFree();
     return true;
 }
 
 void NotifyRole::Release() {
-    if (open_) {
-        open_ = false;
-        users_.CloseLine(start_.who);
+    if (m_open) {
+        m_open = false;
+        m_users.CloseLine(m_start.who);
     }
 }
 
 void NotifyRole::NextLineIfFree() {
-    if (!link_.Sending()) {
+    if (!m_link.Sending()) {
         NextLine();
     }
 }
 
 void NotifyRole::NextLine() {
-    if (shutdown_) {
-        link_.EndWith("3\n");
+    if (m_shutdown) {
+        m_link.EndWith("3\n");
         return;
     }
-    if (pending_ == Change::None) {
+    if (m_pending == Change::None) {
         return;
     }
     const TimePoint now = std::chrono::steady_clock::now();
-    if (now < nextLine_) {
+    if (now < m_nextLine) {
         // A burst of changes becomes one line: clients read everything anew for each.
-        link_.SetTimer(nextLine_);
+        m_link.SetTimer(m_nextLine);
         return;
     }
-    const bool configuration = pending_ == Change::Configuration;
-    pending_ = Change::None;
-    nextLine_ = now + start_.pause;
-    link_.Send(configuration ? "2\n" : "1\n");
+    const bool configuration = m_pending == Change::Configuration;
+    m_pending = Change::None;
+    m_nextLine = now + m_start.pause;
+    m_link.Send(configuration ? "2\n" : "1\n");
 }
 
 }  // namespace kvrecorder

@@ -31,13 +31,13 @@ private:
     void NextLineIfFree();
     void NextLine();
 
-    Link& link_;
-    Presence& users_;
-    const Start start_;
-    Change pending_;
-    bool shutdown_ = false;
-    bool open_ = false;  // as the presence knows
-    TimePoint nextLine_{};
+    Link& m_link;
+    Presence& m_users;
+    const Start m_start;
+    Change m_pending;
+    bool m_shutdown = false;
+    bool m_open = false;  // as the presence knows
+    TimePoint m_nextLine{};
 };
 
 }  // namespace kvrecorder

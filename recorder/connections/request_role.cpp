@@ -3,36 +3,36 @@
 namespace kvrecorder {
 
 RequestRole::RequestRole(Link& link, RecorderModel& model, TimePoint until, Answered answered)
-    : link_(link), model_(model), until_(until), answered_(std::move(answered)) {}
+    : m_link(link), m_model(model), m_until(until), m_answered(std::move(answered)) {}
 
 void RequestRole::Begin() {
-    link_.SetDeadline(until_);
+    m_link.SetDeadline(m_until);
 }
 
 std::string_view RequestRole::OnBytes(std::string_view bytes) {
-    switch (head_.Feed(bytes)) {
+    switch (m_head.Feed(bytes)) {
         case RequestHead::State::Incomplete:
             break;
         case RequestHead::State::Complete:
             OnHead();
-            return head_.Behind();
+            return m_head.Behind();
         case RequestHead::State::Bad:
-            answered_(Refuse(400), {}, {});
+            m_answered(Refuse(400), {}, {});
             break;
     }
     return {};
 }
 
 void RequestRole::OnHead() {
-    const SnapshotPtr state = model_.Current();
-    const auto request = head_.Parse();
+    const SnapshotPtr state = m_model.Current();
+    const auto request = m_head.Parse();
     if (!request) {
-        answered_(Refuse(400), {}, {});
+        m_answered(Refuse(400), {}, {});
         return;
     }
-    Reply reply = Answer(*request, *state, model_, link_.PeerAddress());
+    Reply reply = Answer(*request, *state, m_model, m_link.PeerAddress());
     const std::chrono::milliseconds delay(state->server.delayMs + reply.delayMs);
-    answered_(std::move(reply), {request->user, request->password}, delay);
+    m_answered(std::move(reply), {request->user, request->password}, delay);
 }
 
 }  // namespace kvrecorder

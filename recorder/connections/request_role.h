@@ -23,11 +23,11 @@ public:
 private:
     void OnHead();
 
-    Link& link_;
-    RecorderModel& model_;
-    const TimePoint until_;
-    const Answered answered_;
-    RequestHead head_;
+    Link& m_link;
+    RecorderModel& m_model;
+    const TimePoint m_until;
+    const Answered m_answered;
+    RequestHead m_head;
 };
 
 }  // namespace kvrecorder

@@ -15,26 +15,26 @@ constexpr int kStreamSendBuffer = 256 * 1024;
 
 StreamRole::StreamRole(Link& link, RecorderModel& model, SoundHub& sounds, std::shared_ptr<RecordQueue> queue,
                        Start start)
-    : link_(link), model_(model), sounds_(sounds), queue_(std::move(queue)), start_(std::move(start)) {}
+    : m_link(link), m_model(model), m_sounds(sounds), m_queue(std::move(queue)), m_start(std::move(start)) {}
 
 void StreamRole::Begin() {
-    link_.SetSendBuffer(kStreamSendBuffer);
-    const SnapshotPtr state = model_.Current();
-    if (const Channel* channel = state->Configured(start_.channel)) {
+    m_link.SetSendBuffer(kStreamSendBuffer);
+    const SnapshotPtr state = m_model.Current();
+    if (const Channel* channel = state->Configured(m_start.channel)) {
         Subscribe(*channel);
     }
-    if (!subscription_) {
+    if (!m_subscription) {
         const Reply refusal = Refuse(404);
-        link_.EndWith(MakeReplyHead(refusal) + refusal.body);
+        m_link.EndWith(MakeReplyHead(refusal) + refusal.body);
         return;
     }
     SubscribeSound();
-    link_.Send(start_.head);
+    m_link.Send(m_start.head);
     CheckRight();  // the state may have changed since the request was judged
 }
 
 void StreamRole::OnWoken() {
-    if (!link_.Sending()) {
+    if (!m_link.Sending()) {
         NextRecord();
     }
 }
@@ -47,38 +47,38 @@ void StreamRole::OnChanged(Change change) {
 
 // Waits for a picture that is on its way to the queue, and never for this connection.
 void StreamRole::Release() {
-    subscription_.reset();
-    sound_.reset();
+    m_subscription.reset();
+    m_sound.reset();
 }
 
 void StreamRole::Subscribe(const Channel& channel) {
-    sourceNumber_ = channel.sourceNumber;
-    subscription_ = model_.Hub().Subscribe(start_.channel, start_.stream, MakeSink());
+    m_sourceNumber = channel.sourceNumber;
+    m_subscription = m_model.Hub().Subscribe(m_start.channel, m_start.stream, MakeSink());
 }
 
 // For those who may hear it. A channel whose sound cannot be made is a silent one.
 void StreamRole::SubscribeSound() {
-    const SnapshotPtr state = model_.Current();
-    const Channel* channel = state->Configured(start_.channel);
+    const SnapshotPtr state = m_model.Current();
+    const Channel* channel = state->Configured(m_start.channel);
     std::optional<SoundConfig> wanted;
-    if (channel && channel->config.audio && start_.login.Has(*state, Right::Audio, start_.channel)) {
+    if (channel && channel->config.audio && m_start.login.Has(*state, Right::Audio, m_start.channel)) {
         wanted = channel->config.sound;
     }
-    if (wanted == heard_) {
+    if (wanted == m_heard) {
         return;
     }
-    sound_.reset();
-    heard_ = wanted;
+    m_sound.reset();
+    m_heard = wanted;
     try {
-        sound_ = wanted ? sounds_.Subscribe(start_.channel, *wanted, MakeSink()) : nullptr;
+        m_sound = wanted ? m_sounds.Subscribe(m_start.channel, *wanted, MakeSink()) : nullptr;
     } catch (const std::runtime_error& failure) {
-        std::cerr << "kvrecorder: channel " << start_.channel << " is silent: " << failure.what()
+        std::cerr << "kvrecorder: channel " << m_start.channel << " is silent: " << failure.what()
                   << std::endl;
     }
 }
 
 std::function<void(const PacketPtr&)> StreamRole::MakeSink() {
-    return [queue = queue_, wake = link_.Waker()](const PacketPtr& packet) {
+    return [queue = m_queue, wake = m_link.Waker()](const PacketPtr& packet) {
         if (queue->Push(packet)) {
             wake();
         }
@@ -86,8 +86,8 @@ std::function<void(const PacketPtr&)> StreamRole::MakeSink() {
 }
 
 bool StreamRole::CheckRight() {
-    if (!start_.login.Has(*model_.Current(), Right::Monitor, start_.channel)) {
-        link_.End();
+    if (!m_start.login.Has(*m_model.Current(), Right::Monitor, m_start.channel)) {
+        m_link.End();
         return false;
     }
     SubscribeSound();
@@ -96,31 +96,31 @@ bool StreamRole::CheckRight() {
 
 // A channel's new source goes on in the same connection.
 void StreamRole::FollowSource() {
-    const SnapshotPtr state = model_.Current();
-    const Channel* channel = state->Configured(start_.channel);
-    if (!channel || channel->sourceNumber == sourceNumber_) {
+    const SnapshotPtr state = m_model.Current();
+    const Channel* channel = state->Configured(m_start.channel);
+    if (!channel || channel->sourceNumber == m_sourceNumber) {
         return;
     }
-    subscription_.reset();
-    queue_->Restart();
+    m_subscription.reset();
+    m_queue->Restart();
     Subscribe(*channel);
-    if (!subscription_) {
-        link_.End();
+    if (!m_subscription) {
+        m_link.End();
     }
 }
 
 void StreamRole::NextRecord() {
-    PacketPtr packet = queue_->Pop();
+    PacketPtr packet = m_queue->Pop();
     if (!packet) {
         return;
     }
-    const auto head = MakeRecordHead(*packet, recordNumber_++);
-    recordText_.assign(head.begin(), head.end());
+    const auto head = MakeRecordHead(*packet, m_recordNumber++);
+    m_recordText.assign(head.begin(), head.end());
     if (packet->IsSound()) {
         const auto block = MakeSoundBlock(*packet);
-        recordText_.append(block.begin(), block.end());
+        m_recordText.append(block.begin(), block.end());
     }
-    link_.Send(recordText_, std::move(packet));
+    m_link.Send(m_recordText, std::move(packet));
 }
 
 }  // namespace kvrecorder

@@ -39,17 +39,17 @@ private:
     void FollowSource();
     void NextRecord();
 
-    Link& link_;
-    RecorderModel& model_;
-    SoundHub& sounds_;
-    const std::shared_ptr<RecordQueue> queue_;
-    const Start start_;
-    std::unique_ptr<Subscription> subscription_;
-    std::unique_ptr<Subscription> sound_;
-    std::optional<SoundConfig> heard_;  // what sound_ is of
-    int sourceNumber_ = 0;
-    std::uint32_t recordNumber_ = 0;
-    std::string recordText_;
+    Link& m_link;
+    RecorderModel& m_model;
+    SoundHub& m_sounds;
+    const std::shared_ptr<RecordQueue> m_queue;
+    const Start m_start;
+    std::unique_ptr<Subscription> m_subscription;
+    std::unique_ptr<Subscription> m_sound;
+    std::optional<SoundConfig> m_heard;  // what m_sound is of
+    int m_sourceNumber = 0;
+    std::uint32_t m_recordNumber = 0;
+    std::string m_recordText;
 };
 
 }  // namespace kvrecorder

@@ -46,26 +46,26 @@ std::unique_ptr<WavWriter> MakeFile(int channel, const std::string& folder) {
 class TalkBook::Entry final : public Talk {
 public:
     Entry(TalkBook& book, int channel, const std::string& folder)
-        : book_(book), channel_(channel), decoder_(CreateTalkDecoder()) {
+        : m_book(book), m_channel(channel), m_decoder(CreateTalkDecoder()) {
         if (!folder.empty()) {
-            file_ = MakeFile(channel, folder);
+            m_file = MakeFile(channel, folder);
         }
     }
-    ~Entry() override { book_.End(channel_, this); }
+    ~Entry() override { m_book.End(m_channel, this); }
 
     void Hear(std::span<const char> bytes) override {
         std::vector<std::uint8_t> coded(bytes.begin(), bytes.end());
-        const std::vector<std::int16_t> samples = decoder_->Decode(coded);
-        if (file_) {
-            file_->Write(samples);
+        const std::vector<std::int16_t> samples = m_decoder->Decode(coded);
+        if (m_file) {
+            m_file->Write(samples);
         }
     }
 
 private:
-    TalkBook& book_;
-    const int channel_;
-    const std::unique_ptr<SoundDecoder> decoder_;
-    std::unique_ptr<WavWriter> file_;
+    TalkBook& m_book;
+    const int m_channel;
+    const std::unique_ptr<SoundDecoder> m_decoder;
+    std::unique_ptr<WavWriter> m_file;
 };
 
 std::unique_ptr<Talk> TalkBook::Begin(int channel, const std::string& user, const std::string& folder,
@@ -73,16 +73,16 @@ std::unique_ptr<Talk> TalkBook::Begin(int channel, const std::string& user, cons
     std::function<void()> before;
     std::unique_ptr<Entry> entry;
     {
-        const std::lock_guard lock(mutex_);
-        const auto talker = talkers_.find(channel);
-        if (talker != talkers_.end() && talker->second.user != user) {
+        const std::lock_guard lock(m_mutex);
+        const auto talker = m_talkers.find(channel);
+        if (talker != m_talkers.end() && talker->second.user != user) {
             return nullptr;
         }
         entry = std::make_unique<Entry>(*this, channel, folder);
-        if (talker != talkers_.end()) {
+        if (talker != m_talkers.end()) {
             before = std::move(talker->second.giveWay);
         }
-        talkers_[channel] = {user, entry.get(), std::move(giveWay)};
+        m_talkers[channel] = {user, entry.get(), std::move(giveWay)};
     }
     if (before) {
         before();
@@ -91,10 +91,10 @@ std::unique_ptr<Talk> TalkBook::Begin(int channel, const std::string& user, cons
 }
 
 void TalkBook::End(int channel, const Entry* entry) {
-    const std::lock_guard lock(mutex_);
-    const auto talker = talkers_.find(channel);
-    if (talker != talkers_.end() && talker->second.entry == entry) {
-        talkers_.erase(talker);
+    const std::lock_guard lock(m_mutex);
+    const auto talker = m_talkers.find(channel);
+    if (talker != m_talkers.end() && talker->second.entry == entry) {
+        m_talkers.erase(talker);
     }
 }
 

@@ -37,8 +37,8 @@ private:
 
     void End(int channel, const Entry* entry);
 
-    std::mutex mutex_;
-    std::map<int, Talker> talkers_;
+    std::mutex m_mutex;
+    std::map<int, Talker> m_talkers;
 };
 
 }  // namespace kvrecorder

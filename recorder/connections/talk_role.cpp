@@ -7,34 +7,34 @@
 namespace kvrecorder {
 
 TalkRole::TalkRole(Link& link, const RecorderModel& model, TalkBook& talks, Start start)
-    : link_(link), model_(model), talks_(talks), start_(std::move(start)) {}
+    : m_link(link), m_model(model), m_talks(talks), m_start(std::move(start)) {}
 
 void TalkRole::Begin() {
-    const SnapshotPtr state = model_.Current();
-    stalls_ = state->server.talkStalls;
-    if (stalls_) {
-        link_.SetReceiveBuffer(4096);  // so that the client notices early
+    const SnapshotPtr state = m_model.Current();
+    m_stalls = state->server.talkStalls;
+    if (m_stalls) {
+        m_link.SetReceiveBuffer(4096);  // so that the client notices early
     }
     BeginTalk(state->server);
-    if (talk_) {
-        link_.Send(start_.head);
+    if (m_talk) {
+        m_link.Send(m_start.head);
     } else {
         const Reply refusal = Refuse(503);
-        link_.EndWith(MakeReplyHead(refusal) + refusal.body);
+        m_link.EndWith(MakeReplyHead(refusal) + refusal.body);
     }
 }
 
 void TalkRole::BeginTalk(const ServerConfig& server) {
     try {
-        talk_ = talks_.Begin(start_.channel, start_.login.user, server.talkFolder, link_.Ender());
+        m_talk = m_talks.Begin(m_start.channel, m_start.login.user, server.talkFolder, m_link.Ender());
     } catch (const std::exception&) {
-        talk_.reset();
+        m_talk.reset();
     }
 }
 
 std::string_view TalkRole::OnBytes(std::string_view bytes) {
-    talk_->Hear(bytes);
-    if (!stalls_) {
+    m_talk->Hear(bytes);
+    if (!m_stalls) {
         AwaitSpeech();
     }
     return {};
@@ -42,13 +42,13 @@ std::string_view TalkRole::OnBytes(std::string_view bytes) {
 
 void TalkRole::OnChanged(Change change) {
     if (change == Change::Configuration &&
-        !start_.login.Has(*model_.Current(), Right::Talk, start_.channel)) {
-        link_.End();
+        !m_start.login.Has(*m_model.Current(), Right::Talk, m_start.channel)) {
+        m_link.End();
     }
 }
 
 void TalkRole::AwaitSpeech() {
-    link_.SetDeadline(std::chrono::steady_clock::now() + start_.silence);
+    m_link.SetDeadline(std::chrono::steady_clock::now() + m_start.silence);
 }
 
 }  // namespace kvrecorder

@@ -24,21 +24,21 @@ public:
 
     void Begin() override;
     std::string_view OnBytes(std::string_view bytes) override;
-    bool Reads() const override { return !stalls_; }
+    bool Reads() const override { return !m_stalls; }
     void OnSent() override { AwaitSpeech(); }
     void OnChanged(Change change) override;
-    void Release() override { talk_.reset(); }
+    void Release() override { m_talk.reset(); }
 
 private:
     void BeginTalk(const ServerConfig& server);
     void AwaitSpeech();
 
-    Link& link_;
-    const RecorderModel& model_;
-    TalkBook& talks_;
-    const Start start_;
-    std::unique_ptr<Talk> talk_;
-    bool stalls_ = false;  // the configuration wants a recorder that does not read on
+    Link& m_link;
+    const RecorderModel& m_model;
+    TalkBook& m_talks;
+    const Start m_start;
+    std::unique_ptr<Talk> m_talk;
+    bool m_stalls = false;  // the configuration wants a recorder that does not read on
 };
 
 }  // namespace kvrecorder

@@ -10,13 +10,13 @@ namespace kvrecorder {
 
 class WaitRole : public Role {
 public:
-    WaitRole(Link& link, std::chrono::milliseconds longest) : link_(link), longest_(longest) {}
+    WaitRole(Link& link, std::chrono::milliseconds longest) : m_link(link), m_longest(longest) {}
 
-    void Begin() override { link_.SetDeadline(std::chrono::steady_clock::now() + longest_); }
+    void Begin() override { m_link.SetDeadline(std::chrono::steady_clock::now() + m_longest); }
 
 private:
-    Link& link_;
-    const std::chrono::milliseconds longest_;
+    Link& m_link;
+    const std::chrono::milliseconds m_longest;
 };
 
 }  // namespace kvrecorder

@@ -22,10 +22,10 @@ public:
     void Decode(const AVPacket* packet, TakePicture take) {
         Send(packet);
         while (Receive()) {
-            take(*frame_);
+            take(*m_frame);
         }
         if (!packet) {
-            avcodec_flush_buffers(codec_.get());
+            avcodec_flush_buffers(m_codec.get());
         }
     }
 
@@ -33,15 +33,15 @@ private:
     void Send(const AVPacket* packet);
     bool Receive();
 
-    AvPtr<AVCodecContext> codec_;
-    AvPtr<AVFrame> frame_;
+    AvPtr<AVCodecContext> m_codec;
+    AvPtr<AVFrame> m_frame;
 };
 
 // Encodes decoded pictures of any size and kind as one stream, no more of them than its rate allows.
 class FileTranscoder {
 public:
     // Throws std::runtime_error as PictureEncoder does.
-    explicit FileTranscoder(const StreamConfig& stream) : stream_(stream), encoder_(stream) {}
+    explicit FileTranscoder(const StreamConfig& stream) : m_stream(stream), m_encoder(stream) {}
 
     // Null if the picture is left out.
     PacketPtr Encode(const AVFrame& picture, MediaTime time);
@@ -49,11 +49,11 @@ public:
 private:
     bool Scale(const AVFrame& picture, AVFrame* target);
 
-    const StreamConfig stream_;
-    PictureEncoder encoder_;
-    AvPtr<SwsContext> scaler_;
-    std::int64_t lastIndex_ = -1;
-    MediaTime lastTime_ = MediaTime::min() / 2;
+    const StreamConfig m_stream;
+    PictureEncoder m_encoder;
+    AvPtr<SwsContext> m_scaler;
+    std::int64_t m_lastIndex = -1;
+    MediaTime m_lastTime = MediaTime::min() / 2;
 };
 
 }  // namespace kvrecorder

@@ -7,6 +7,7 @@
 #include "media/av_ptr.h"
 #include "media/media_clock.h"
 #include "media/media_hub.h"
+#include "media/opened_file.h"
 
 namespace kvrecorder {
 
@@ -26,9 +27,11 @@ public:
     // Throws std::runtime_error if the file cannot be read or has no pictures.
     explicit FileReader(const std::string& path);
 
-    const FileFormat& Format() const { return format_; }
+    const FileFormat& Format() const { return m_format; }
     // For a decoder of the packets.
-    const AVCodecParameters* Parameters() const { return filter_ ? filter_->par_out : stream_->codecpar; }
+    const AVCodecParameters* Parameters() const {
+        return m_opened.filter ? m_opened.filter->par_out : m_opened.pictures->codecpar;
+    }
 
     struct Next {
         const AVPacket* packet;  // valid until the next call; never null
@@ -41,12 +44,11 @@ public:
 
 private:
     void Open();
-    void OpenFilter();
     void Describe();
+    void ReadFirst();
     bool ReadPacket();
     bool ReadFiltered();
     bool Rewind();
-    void InsertHeaders();
     bool ReadOrdered();
     bool IsFirstTimed();
     MediaTime ToTime(std::int64_t stamp) const;
@@ -54,20 +56,18 @@ private:
     MediaTime TimeSinceLast();
     MediaTime DisplayDelay() const;
 
-    const std::string path_;
-    AvPtr<AVFormatContext> file_;
-    AvPtr<AVBSFContext> filter_;
-    AvPtr<AVPacket> packet_;
-    AVStream* stream_ = nullptr;
-    FileFormat format_;
-    MediaTime pictureTime_{40'000};
-    MediaTime decodeTime_{};     // of the present packet, on the file's own clock
-    MediaTime reorderDelay_{};   // from the first packet to its picture
-    bool ordersItself_ = false;  // the file does not tell when pictures are to be seen
-    bool ended_ = false;
-    std::deque<AvPtr<AVPacket>> ahead_;  // read for their order
-    bool atStart_ = true;
-    bool pending_ = false;
+    const std::string m_path;
+    OpenedFile m_opened;
+    AvPtr<AVPacket> m_packet;
+    FileFormat m_format;
+    MediaTime m_pictureTime{40'000};
+    MediaTime m_decodeTime{};     // of the present packet, on the file's own clock
+    MediaTime m_reorderDelay{};   // from the first packet to its picture
+    bool m_ordersItself = false;  // the file does not tell when pictures are to be seen
+    bool m_ended = false;
+    std::deque<AvPtr<AVPacket>> m_ahead;  // read for their order
+    bool m_atStart = true;
+    bool m_pending = false;
 };
 
 }  // namespace kvrecorder

@@ -5,6 +5,7 @@
 
 #include "media/file_decoder.h"
 #include "media/file_reader.h"
+#include "media/packet_group.h"
 #include "media/picture_encoder.h"
 #include "media/picture_source.h"
 
@@ -15,9 +16,6 @@ namespace {
 constexpr int kMostAtOnce = 16;
 // A file that is later than this goes on from now.
 constexpr MediaTime kLongestDelay{1'000'000};
-// Of a group that is kept for late comers.
-constexpr std::size_t kMostKeptPackets = 600;
-constexpr std::size_t kMostKeptBytes = 16 << 20;
 
 // The nearest size that an encoder here takes, in about the same shape.
 StreamConfig WholePicture(const FileFormat& format) {
@@ -38,55 +36,55 @@ StreamConfig WholePicture(const FileFormat& format) {
 
 class FileSource final : public PictureSource {
 public:
-    explicit FileSource(const SourceConfig& config) : path_(config.file) {
+    explicit FileSource(const SourceConfig& config) : m_path(config.file) {
         // Opened to see what it holds; read again when somebody watches.
-        format_ = FileReader(path_).Format();
-        streams_.resize(std::max<std::size_t>(1, config.streams.size()));
-        streams_[0].config = WholePicture(format_);
+        m_format = FileReader(m_path).Format();
+        m_streams.resize(std::max<std::size_t>(1, config.streams.size()));
+        m_streams[0].config = WholePicture(m_format);
         if (config.streams.empty()) {
-            streams_.push_back({{Codec::H264, 352, 240, std::min(15, format_.fps), 30}, nullptr});
+            m_streams.push_back({{Codec::H264, 352, 240, std::min(15, m_format.fps), 30}, nullptr});
         }
         for (std::size_t i = 1; i < config.streams.size(); ++i) {
             CheckStream(config.streams[i]);
-            streams_[i].config = config.streams[i];
+            m_streams[i].config = config.streams[i];
         }
     }
 
     std::vector<StreamDescription> Streams() const override {
         std::vector<StreamDescription> out;
-        for (const Stream& stream : streams_) {
+        for (const Stream& stream : m_streams) {
             out.push_back(
                 {stream.config.codec, stream.config.width, stream.config.height, stream.config.fps});
         }
-        if (format_.passOn) {
-            out[0] = {format_.codec, format_.width, format_.height, format_.fps};
+        if (m_format.passOn) {
+            out[0] = {m_format.codec, m_format.width, m_format.height, m_format.fps};
         }
         return out;
     }
 
     MediaTime Run(const SourceRound& round, SourceOutput& output) override {
-        if (!reader_) {
+        if (!m_reader) {
             Open(round.now);
         }
         Prepare(round, output);
-        for (int i = 0; i < kMostAtOnce && due_ <= round.now; ++i) {
+        for (int i = 0; i < kMostAtOnce && m_due <= round.now; ++i) {
             Pass(round, output);
-            next_ = reader_->Read();
-            due_ += next_->after;
+            m_next = m_reader->Read();
+            m_due += m_next->after;
         }
-        if (round.now - due_ > kLongestDelay) {
-            due_ = round.now;
+        if (round.now - m_due > kLongestDelay) {
+            m_due = round.now;
         }
-        return due_;
+        return m_due;
     }
 
     void Sleep() override {
-        next_.reset();
-        decoder_.reset();
-        reader_.reset();
-        group_.clear();
-        passing_ = false;
-        for (Stream& stream : streams_) {
+        m_next.reset();
+        m_decoder.reset();
+        m_reader.reset();
+        m_group.Clear();
+        m_passing = false;
+        for (Stream& stream : m_streams) {
             stream.transcoder.reset();
         }
     }
@@ -97,23 +95,23 @@ private:
         std::unique_ptr<FileTranscoder> transcoder;  // while wanted
     };
 
-    bool Transcodes(std::size_t stream) const { return stream > 0 || !format_.passOn; }
+    bool Transcodes(std::size_t stream) const { return stream > 0 || !m_format.passOn; }
 
     void Open(MediaTime now) {
-        auto reader = std::make_unique<FileReader>(path_);
-        if (reader->Format().passOn != format_.passOn || reader->Format().codec != format_.codec) {
-            throw std::runtime_error("cannot go on with " + path_ + ": it has become another file");
+        auto reader = std::make_unique<FileReader>(m_path);
+        if (reader->Format().passOn != m_format.passOn || reader->Format().codec != m_format.codec) {
+            throw std::runtime_error("cannot go on with " + m_path + ": it has become another file");
         }
-        reader_ = std::move(reader);
-        next_ = reader_->Read();
-        due_ = now;
+        m_reader = std::move(reader);
+        m_next = m_reader->Read();
+        m_due = now;
     }
 
     // Starts and ends what the watchers of this round ask for.
     void Prepare(const SourceRound& round, SourceOutput& output) {
         bool decode = false;
-        for (std::size_t i = 0; i < streams_.size(); ++i) {
-            Stream& stream = streams_[i];
+        for (std::size_t i = 0; i < m_streams.size(); ++i) {
+            Stream& stream = m_streams[i];
             const bool transcode = round.wanted[i] && Transcodes(i);
             decode = decode || transcode;
             if (!transcode) {
@@ -123,28 +121,28 @@ private:
             }
         }
         if (!decode) {
-            decoder_.reset();
-        } else if (!decoder_) {
+            m_decoder.reset();
+        } else if (!m_decoder) {
             StartDecoder();
         }
-        const bool pass = round.wanted[0] && format_.passOn;
-        if (pass && !passing_) {
-            for (const PacketPtr& packet : group_) {
+        const bool pass = round.wanted[0] && m_format.passOn;
+        if (pass && !m_passing) {
+            for (const PacketPtr& packet : m_group.Packets()) {
                 output.Give(0, packet, false);
             }
         }
-        passing_ = pass;
+        m_passing = pass;
     }
 
     // In the middle of a group the decoder takes what went before, so that its pictures are whole.
     void StartDecoder() {
-        decoder_ = std::make_unique<FileDecoder>(reader_->Parameters());
+        m_decoder = std::make_unique<FileDecoder>(m_reader->Parameters());
         AvPtr<AVPacket> packet(av_packet_alloc());
-        for (const PacketPtr& kept : group_) {
+        for (const PacketPtr& kept : m_group.Packets()) {
             const auto size = static_cast<int>(kept->data.size());
             if (packet && av_new_packet(packet.get(), size) >= 0) {
                 std::copy(kept->data.begin(), kept->data.end(), packet->data);
-                decoder_->Decode(packet.get(), [](const AVFrame&) {});
+                m_decoder->Decode(packet.get(), [](const AVFrame&) {});
                 av_packet_unref(packet.get());
             }
         }
@@ -152,68 +150,58 @@ private:
 
     // Passes one packet of the file on, and what is made of it.
     void Pass(const SourceRound& round, SourceOutput& output) {
-        if (format_.passOn) {
+        if (m_format.passOn) {
             PacketPtr packet = Keep();
             if (round.wanted[0]) {
                 output.Give(0, std::move(packet), false);
             }
         }
-        if (!decoder_) {
+        if (!m_decoder) {
             return;
         }
         const auto take = [&](const AVFrame& picture) { Transcode(picture, output); };
-        if (next_->begun) {
-            decoder_->Decode(nullptr, take);
+        if (m_next->begun) {
+            m_decoder->Decode(nullptr, take);
         }
-        decoder_->Decode(next_->packet, take);
+        m_decoder->Decode(m_next->packet, take);
     }
 
     void Transcode(const AVFrame& picture, SourceOutput& output) {
-        for (std::size_t i = 0; i < streams_.size(); ++i) {
-            if (!streams_[i].transcoder) {
+        for (std::size_t i = 0; i < m_streams.size(); ++i) {
+            if (!m_streams[i].transcoder) {
                 continue;
             }
-            if (PacketPtr packet = streams_[i].transcoder->Encode(picture, due_)) {
+            if (PacketPtr packet = m_streams[i].transcoder->Encode(picture, m_due)) {
                 output.Give(static_cast<int>(i), std::move(packet), true);
             }
         }
     }
 
-    // Adds the packet to the group for late comers; a group beyond the bounds is given up.
+    // Adds the packet to the group for late comers.
     PacketPtr Keep() {
-        const AVPacket& from = *next_->packet;
+        const AVPacket& from = *m_next->packet;
         auto packet = std::make_shared<Packet>();
-        packet->fourcc = FourccOf(format_.codec);
+        packet->fourcc = FourccOf(m_format.codec);
         packet->key = (from.flags & AV_PKT_FLAG_KEY) != 0;
-        packet->width = format_.width;
-        packet->height = format_.height;
-        packet->timeMs = due_.count() / 1000;
-        packet->delayMs = (due_ + next_->delay).count() / 1000 - packet->timeMs;
+        packet->width = m_format.width;
+        packet->height = m_format.height;
+        packet->timeMs = m_due.count() / 1000;
+        packet->delayMs = (m_due + m_next->delay).count() / 1000 - packet->timeMs;
         packet->data.assign(from.data, from.data + from.size);
-        if (packet->key) {
-            group_.clear();
-            groupBytes_ = 0;
-        }
-        if (packet->key || !group_.empty()) {
-            groupBytes_ += packet->data.size();
-            group_.push_back(packet);
-        }
-        if (group_.size() > kMostKeptPackets || groupBytes_ > kMostKeptBytes) {
-            group_.clear();
-        }
+        m_group.Add(packet);
+        m_group.DropIfTooLarge();
         return packet;
     }
 
-    const std::string path_;
-    FileFormat format_;
-    std::vector<Stream> streams_;
-    std::unique_ptr<FileReader> reader_;
-    std::unique_ptr<FileDecoder> decoder_;
-    std::optional<FileReader::Next> next_;
-    MediaTime due_{};
-    bool passing_ = false;
-    std::vector<PacketPtr> group_;  // since the last key picture
-    std::size_t groupBytes_ = 0;
+    const std::string m_path;
+    FileFormat m_format;
+    std::vector<Stream> m_streams;
+    std::unique_ptr<FileReader> m_reader;
+    std::unique_ptr<FileDecoder> m_decoder;
+    std::optional<FileReader::Next> m_next;
+    MediaTime m_due{};
+    bool m_passing = false;
+    PacketGroup m_group;
 };
 
 }  // namespace

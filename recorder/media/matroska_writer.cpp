@@ -58,13 +58,14 @@ bool MatroskaWriter::Takes(const Packet& packet) {
     return FindKind(packet.fourcc) != nullptr;
 }
 
-MatroskaWriter::MatroskaWriter(const std::string& path, const PacketPtr& first) : path_(path), first_(first) {
+MatroskaWriter::MatroskaWriter(const std::string& path, const PacketPtr& first)
+    : m_path(path), m_first(first) {
     AVFormatContext* context = nullptr;
     Check(avformat_alloc_output_context2(&context, nullptr, "matroska", nullptr));
-    file_.reset(context);
-    packet_.reset(av_packet_alloc());
+    m_file.reset(context);
+    m_packet.reset(av_packet_alloc());
     AVStream* const stream = avformat_new_stream(context, nullptr);
-    if (!packet_ || !stream) {
+    if (!m_packet || !stream) {
         Check(AVERROR(ENOMEM));
     }
     Describe(stream->codecpar, *first);
@@ -76,26 +77,26 @@ MatroskaWriter::MatroskaWriter(const std::string& path, const PacketPtr& first) 
     const int result = avformat_write_header(context, &options);
     av_dict_free(&options);
     Check(result);
-    begun_ = true;
-    firstTime_ = lastTime_ = first->timeMs;
-    waiting_ = first;
+    m_begun = true;
+    m_firstTime = m_lastTime = first->timeMs;
+    m_waiting = first;
 }
 
 MatroskaWriter::~MatroskaWriter() {
-    if (!begun_) {
+    if (!m_begun) {
         return;
     }
     try {
-        Flush(lastDuration_);
+        Flush(m_lastDuration);
     } catch (const std::exception&) {
         // The trailer is tried all the same.
     }
-    av_write_trailer(file_.get());
+    av_write_trailer(m_file.get());
 }
 
 void MatroskaWriter::Check(int result) const {
     if (result < 0) {
-        throw std::runtime_error("cannot write " + path_ + ": " + AvErrorText(result));
+        throw std::runtime_error("cannot write " + m_path + ": " + AvErrorText(result));
     }
 }
 
@@ -121,41 +122,41 @@ void MatroskaWriter::Describe(AVCodecParameters* parameters, const Packet& packe
 }
 
 bool MatroskaWriter::Ends(const Packet& packet) const {
-    return packet.fourcc != first_->fourcc || packet.width != first_->width ||
-           packet.height != first_->height || packet.timeMs < lastTime_;
+    return packet.fourcc != m_first->fourcc || packet.width != m_first->width ||
+           packet.height != m_first->height || packet.timeMs < m_lastTime;
 }
 
 void MatroskaWriter::Write(const PacketPtr& packet) {
     if (packet->fourcc == wire::kZXPG && !packet->key) {
         return;
     }
-    const std::int64_t duration = std::max<std::int64_t>(1, packet->timeMs - waiting_->timeMs);
+    const std::int64_t duration = std::max<std::int64_t>(1, packet->timeMs - m_waiting->timeMs);
     Flush(duration);
-    lastDuration_ = duration;
-    waiting_ = packet;
+    m_lastDuration = duration;
+    m_waiting = packet;
 }
 
 void MatroskaWriter::Flush(std::int64_t duration) {
-    if (!waiting_) {
+    if (!m_waiting) {
         return;
     }
-    const PacketPtr packet = std::move(waiting_);
-    waiting_ = nullptr;
+    const PacketPtr packet = std::move(m_waiting);
+    m_waiting = nullptr;
     // Shared bytes are not written to: the muxer copies what it must change.
-    Check(av_new_packet(packet_.get(), static_cast<int>(packet->data.size())));
-    std::memcpy(packet_->data, packet->data.data(), packet->data.size());
-    packet_->dts = packet->timeMs - firstTime_;
-    packet_->pts = packet_->dts + packet->delayMs;
-    packet_->duration = duration;
-    packet_->flags = packet->key ? AV_PKT_FLAG_KEY : 0;
-    const AVStream* const stream = file_->streams[0];
-    av_packet_rescale_ts(packet_.get(), {1, 1000}, stream->time_base);
-    const int result = av_write_frame(file_.get(), packet_.get());
-    av_packet_unref(packet_.get());
+    Check(av_new_packet(m_packet.get(), static_cast<int>(packet->data.size())));
+    std::memcpy(m_packet->data, packet->data.data(), packet->data.size());
+    m_packet->dts = packet->timeMs - m_firstTime;
+    m_packet->pts = m_packet->dts + packet->delayMs;
+    m_packet->duration = duration;
+    m_packet->flags = packet->key ? AV_PKT_FLAG_KEY : 0;
+    const AVStream* const stream = m_file->streams[0];
+    av_packet_rescale_ts(m_packet.get(), {1, 1000}, stream->time_base);
+    const int result = av_write_frame(m_file.get(), m_packet.get());
+    av_packet_unref(m_packet.get());
     Check(result);
-    Check(file_->pb->error);
-    lastTime_ = packet->timeMs + duration;
-    bytes_ += packet->data.size();
+    Check(m_file->pb->error);
+    m_lastTime = packet->timeMs + duration;
+    m_bytes += packet->data.size();
 }
 
 }  // namespace kvrecorder

@@ -27,8 +27,8 @@ public:
     // Throws std::runtime_error. Of MxPEG whole pictures are kept, as no player knows the others.
     void Write(const PacketPtr& packet);
 
-    std::uint64_t Bytes() const { return bytes_; }
-    std::int64_t Milliseconds() const { return lastTime_ - firstTime_; }
+    std::uint64_t Bytes() const { return m_bytes; }
+    std::int64_t Milliseconds() const { return m_lastTime - m_firstTime; }
 
 private:
     struct OutputFree {
@@ -40,16 +40,16 @@ private:
     // The packet before, whose length is known now.
     void Flush(std::int64_t duration);
 
-    const std::string path_;
-    const PacketPtr first_;
-    std::unique_ptr<AVFormatContext, OutputFree> file_;
-    AvPtr<AVPacket> packet_;
-    PacketPtr waiting_;
-    std::int64_t firstTime_ = 0;
-    std::int64_t lastTime_ = 0;
-    std::int64_t lastDuration_ = 40;
-    std::uint64_t bytes_ = 0;
-    bool begun_ = false;  // the head was written
+    const std::string m_path;
+    const PacketPtr m_first;
+    std::unique_ptr<AVFormatContext, OutputFree> m_file;
+    AvPtr<AVPacket> m_packet;
+    PacketPtr m_waiting;
+    std::int64_t m_firstTime = 0;
+    std::int64_t m_lastTime = 0;
+    std::int64_t m_lastDuration = 40;
+    std::uint64_t m_bytes = 0;
+    bool m_begun = false;  // the head was written
 };
 
 }  // namespace kvrecorder

@@ -3,7 +3,7 @@
 namespace kvrecorder {
 
 MediaTime SystemMediaClock::Now() {
-    return std::chrono::duration_cast<MediaTime>(std::chrono::steady_clock::now() - start_);
+    return std::chrono::duration_cast<MediaTime>(std::chrono::steady_clock::now() - m_start);
 }
 
 std::chrono::system_clock::time_point SystemMediaClock::WallTime() {
@@ -12,7 +12,7 @@ std::chrono::system_clock::time_point SystemMediaClock::WallTime() {
 
 void SystemMediaClock::WaitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& wake,
                                  MediaTime until) {
-    wake.wait_until(lock, start_ + until);
+    wake.wait_until(lock, m_start + until);
 }
 
 }  // namespace kvrecorder

@@ -30,7 +30,7 @@ public:
                    MediaTime until) override;
 
 private:
-    const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+    const std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
 };
 
 }  // namespace kvrecorder

@@ -23,19 +23,19 @@ constexpr MediaTime kRetry{1'000'000};
 class Reporter {
 public:
     void Set(MediaListener listener) {
-        const std::unique_lock lock(mutex_);
-        listener_ = std::move(listener);
+        const std::unique_lock lock(m_mutex);
+        m_listener = std::move(listener);
     }
     void Report(int channel, MediaEvent event, bool on) {
-        const std::shared_lock lock(mutex_);
-        if (listener_) {
-            listener_(channel, event, on);
+        const std::shared_lock lock(m_mutex);
+        if (m_listener) {
+            m_listener(channel, event, on);
         }
     }
 
 private:
-    std::shared_mutex mutex_;
-    MediaListener listener_;
+    std::shared_mutex m_mutex;
+    MediaListener m_listener;
 };
 
 std::unique_ptr<MotionWatch> MakeMotionWatch(int channel, const SourceConfig& source) {
@@ -50,64 +50,64 @@ class Channel final : public SourceOutput {
 public:
     Channel(std::shared_ptr<MediaClock> clock, std::shared_ptr<Reporter> reporter, int number,
             std::string name, const SourceConfig& source)
-        : clock_(std::move(clock)),
-          reporter_(std::move(reporter)),
-          number_(number),
-          source_(source.file.empty() ? CreateSceneSource(number, source) : CreateFileSource(source)),
-          motion_(MakeMotionWatch(number, source)),
-          streams_(source_->Streams()),
-          feeds_(streams_.size()),
-          name_(std::move(name)) {}
+        : m_clock(std::move(clock)),
+          m_reporter(std::move(reporter)),
+          m_number(number),
+          m_source(source.file.empty() ? CreateSceneSource(number, source) : CreateFileSource(source)),
+          m_motion(MakeMotionWatch(number, source)),
+          m_streams(m_source->Streams()),
+          m_feeds(m_streams.size()),
+          m_name(std::move(name)) {}
 
-    const std::vector<StreamDescription>& Streams() const { return streams_; }
+    const std::vector<StreamDescription>& Streams() const { return m_streams; }
 
     void Rename(const std::string& name) {
-        const std::lock_guard lock(nameMutex_);
-        name_ = name;
+        const std::lock_guard lock(m_nameMutex);
+        m_name = name;
     }
 
-    StreamFeed& Feed(int stream) { return feeds_[static_cast<std::size_t>(stream)]; }
+    StreamFeed& Feed(int stream) { return m_feeds[static_cast<std::size_t>(stream)]; }
 
     std::optional<MediaTime> Work() {
-        round_.wanted.assign(feeds_.size(), false);
+        m_round.wanted.assign(m_feeds.size(), false);
         bool any = false;
-        for (std::size_t i = 0; i < feeds_.size(); ++i) {
-            round_.wanted[i] = feeds_[i].Watched();
-            any = any || round_.wanted[i];
-            if (!round_.wanted[i]) {
-                feeds_[i].Forget();
+        for (std::size_t i = 0; i < m_feeds.size(); ++i) {
+            m_round.wanted[i] = m_feeds[i].Watched();
+            any = any || m_round.wanted[i];
+            if (!m_round.wanted[i]) {
+                m_feeds[i].Forget();
             }
-            feeds_[i].Begin();
+            m_feeds[i].Begin();
         }
         if (!any) {
-            source_->Sleep();
+            m_source->Sleep();
             return std::nullopt;
         }
         {
-            const std::lock_guard lock(nameMutex_);
-            round_.name = name_;
+            const std::lock_guard lock(m_nameMutex);
+            m_round.name = m_name;
         }
-        round_.now = clock_->Now();
-        round_.wall = clock_->WallTime();
+        m_round.now = m_clock->Now();
+        m_round.wall = m_clock->WallTime();
         try {
-            const MediaTime next = source_->Run(round_, *this);
+            const MediaTime next = m_source->Run(m_round, *this);
             Tell(false);
             return next;
         } catch (const std::exception&) {
-            source_->Sleep();
+            m_source->Sleep();
             Tell(true);
-            return round_.now + kRetry;
+            return m_round.now + kRetry;
         }
     }
 
     // Beside the pictures' work, and maybe at the same time.
     std::optional<MediaTime> WatchMotion() {
-        if (!motion_) {
+        if (!m_motion) {
             return std::nullopt;
         }
-        const MediaTime now = clock_->Now();
-        if (const auto turn = motion_->Look(now)) {
-            reporter_->Report(number_, MediaEvent::Motion, *turn);
+        const MediaTime now = m_clock->Now();
+        if (const auto turn = m_motion->Look(now)) {
+            m_reporter->Report(m_number, MediaEvent::Motion, *turn);
         }
         return now + MotionWatch::kPause;
     }
@@ -119,23 +119,23 @@ public:
 
 private:
     void Tell(bool lost) {
-        if (lost != lost_) {
-            lost_ = lost;
-            reporter_->Report(number_, MediaEvent::Lost, lost);
+        if (lost != m_lost) {
+            m_lost = lost;
+            m_reporter->Report(m_number, MediaEvent::Lost, lost);
         }
     }
 
-    const std::shared_ptr<MediaClock> clock_;
-    const std::shared_ptr<Reporter> reporter_;
-    const int number_;
-    const std::unique_ptr<PictureSource> source_;
-    const std::unique_ptr<MotionWatch> motion_;
-    const std::vector<StreamDescription> streams_;
-    std::deque<StreamFeed> feeds_;
-    SourceRound round_;
-    bool lost_ = false;
-    std::mutex nameMutex_;
-    std::string name_;
+    const std::shared_ptr<MediaClock> m_clock;
+    const std::shared_ptr<Reporter> m_reporter;
+    const int m_number;
+    const std::unique_ptr<PictureSource> m_source;
+    const std::unique_ptr<MotionWatch> m_motion;
+    const std::vector<StreamDescription> m_streams;
+    std::deque<StreamFeed> m_feeds;
+    SourceRound m_round;
+    bool m_lost = false;
+    std::mutex m_nameMutex;
+    std::string m_name;
 };
 
 class FeedSubscription final : public Subscription {
@@ -143,26 +143,26 @@ public:
     // Keeps the channel, as it may outlive the hub.
     FeedSubscription(std::shared_ptr<Channel> channel, int stream,
                      std::shared_ptr<StreamFeed::Watcher> watcher)
-        : channel_(std::move(channel)), stream_(stream), watcher_(std::move(watcher)) {}
-    ~FeedSubscription() override { channel_->Feed(stream_).Unwatch(watcher_); }
+        : m_channel(std::move(channel)), m_stream(stream), m_watcher(std::move(watcher)) {}
+    ~FeedSubscription() override { m_channel->Feed(m_stream).Unwatch(m_watcher); }
 
 private:
-    const std::shared_ptr<Channel> channel_;
-    const int stream_;
-    const std::shared_ptr<StreamFeed::Watcher> watcher_;
+    const std::shared_ptr<Channel> m_channel;
+    const int m_stream;
+    const std::shared_ptr<StreamFeed::Watcher> m_watcher;
 };
 
 class Hub final : public MediaHub {
 public:
-    Hub(std::shared_ptr<MediaClock> clock, int threads) : clock_(clock), scheduler_(clock, threads) {}
+    Hub(std::shared_ptr<MediaClock> clock, int threads) : m_clock(clock), m_scheduler(clock, threads) {}
 
     int AddChannel(const std::string& name, const SourceConfig& source) override {
-        const std::unique_lock lock(mutex_);
-        const int number = static_cast<int>(channels_.size());
-        channels_.push_back(Make(number, name, source));
-        tasks_.push_back({scheduler_.Add([this, number] { return Find(number)->Work(); }),
-                          scheduler_.Add([this, number] { return Find(number)->WatchMotion(); })});
-        scheduler_.Wake(tasks_.back().motion);
+        const std::unique_lock lock(m_mutex);
+        const int number = static_cast<int>(m_channels.size());
+        m_channels.push_back(Make(number, name, source));
+        m_tasks.push_back({m_scheduler.Add([this, number] { return Find(number)->Work(); }),
+                           m_scheduler.Add([this, number] { return Find(number)->WatchMotion(); })});
+        m_scheduler.Wake(m_tasks.back().motion);
         return number;
     }
 
@@ -172,12 +172,12 @@ public:
         }
         // A file takes its time to open, and the others go on meanwhile.
         auto fresh = Make(channel, name, source);
-        const std::unique_lock lock(mutex_);
-        channels_[static_cast<std::size_t>(channel)].swap(fresh);
-        scheduler_.Wake(TasksOf(channel).motion);
+        const std::unique_lock lock(m_mutex);
+        m_channels[static_cast<std::size_t>(channel)].swap(fresh);
+        m_scheduler.Wake(TasksOf(channel).motion);
     }
 
-    void SetListener(MediaListener listener) override { reporter_->Set(std::move(listener)); }
+    void SetListener(MediaListener listener) override { m_reporter->Set(std::move(listener)); }
 
     void RenameChannel(int channel, const std::string& name) override {
         if (const auto found = Find(channel)) {
@@ -200,8 +200,8 @@ public:
         const int taken = inRange ? stream : 0;
         auto watcher = found->Feed(taken).Watch(std::move(sink));
         auto subscription = std::make_unique<FeedSubscription>(found, taken, std::move(watcher));
-        const std::shared_lock lock(mutex_);
-        scheduler_.Wake(TasksOf(channel).pictures);
+        const std::shared_lock lock(m_mutex);
+        m_scheduler.Wake(TasksOf(channel).pictures);
         return subscription;
     }
 
@@ -213,25 +213,25 @@ public:
 
 private:
     std::shared_ptr<Channel> Make(int number, const std::string& name, const SourceConfig& source) const {
-        return std::make_shared<Channel>(clock_, reporter_, number, name, source);
+        return std::make_shared<Channel>(m_clock, m_reporter, number, name, source);
     }
     struct Tasks {
         int pictures;
         int motion;
     };
-    const Tasks& TasksOf(int channel) const { return tasks_[static_cast<std::size_t>(channel)]; }
+    const Tasks& TasksOf(int channel) const { return m_tasks[static_cast<std::size_t>(channel)]; }
     std::shared_ptr<Channel> Find(int channel) const {
-        const std::shared_lock lock(mutex_);
-        const bool inRange = channel >= 0 && channel < static_cast<int>(channels_.size());
-        return inRange ? channels_[static_cast<std::size_t>(channel)] : nullptr;
+        const std::shared_lock lock(m_mutex);
+        const bool inRange = channel >= 0 && channel < static_cast<int>(m_channels.size());
+        return inRange ? m_channels[static_cast<std::size_t>(channel)] : nullptr;
     }
 
-    const std::shared_ptr<MediaClock> clock_;
-    const std::shared_ptr<Reporter> reporter_ = std::make_shared<Reporter>();
-    mutable std::shared_mutex mutex_;
-    std::vector<std::shared_ptr<Channel>> channels_;
-    std::vector<Tasks> tasks_;  // of the scheduler, by channel
-    Scheduler scheduler_;       // last: its threads end before the rest goes
+    const std::shared_ptr<MediaClock> m_clock;
+    const std::shared_ptr<Reporter> m_reporter = std::make_shared<Reporter>();
+    mutable std::shared_mutex m_mutex;
+    std::vector<std::shared_ptr<Channel>> m_channels;
+    std::vector<Tasks> m_tasks;  // of the scheduler, by channel
+    Scheduler m_scheduler;       // last: its threads end before the rest goes
 };
 
 }  // namespace

@@ -22,22 +22,22 @@ constexpr MediaTime kHold{3'000'000};
 }  // namespace
 
 MotionWatch::MotionWatch(const Scene& scene, int channel, std::shared_ptr<PtzCamera> camera)
-    : renderer_(scene, channel), camera_(std::move(camera)) {}
+    : m_renderer(scene, channel), m_camera(std::move(camera)) {}
 
 bool MotionWatch::Compare(const PixelView& view) {
-    luma_.resize(kWidth * kHeight);
-    libyuv::ARGBToI400(view.pixels, view.stride, luma_.data(), kWidth, kWidth, kHeight);
+    m_luma.resize(kWidth * kHeight);
+    libyuv::ARGBToI400(view.pixels, view.stride, m_luma.data(), kWidth, kWidth, kHeight);
     std::size_t count = 0;
-    usual_.resize(luma_.size());
-    for (std::size_t i = 0; i < luma_.size() && !before_.empty(); ++i) {
-        const bool changed = std::abs(luma_[i] - before_[i]) > kPixelThreshold;
+    m_usual.resize(m_luma.size());
+    for (std::size_t i = 0; i < m_luma.size() && !m_before.empty(); ++i) {
+        const bool changed = std::abs(m_luma[i] - m_before[i]) > kPixelThreshold;
         // Water and blinking lamps change all the time and are no event.
-        count += changed && usual_[i] < kUsual ? 1 : 0;
-        usual_[i] += ((changed ? 1.0F : 0.0F) - usual_[i]) * kHabit;
+        count += changed && m_usual[i] < kUsual ? 1 : 0;
+        m_usual[i] += ((changed ? 1.0F : 0.0F) - m_usual[i]) * kHabit;
     }
-    before_.swap(luma_);
-    changed_ = static_cast<double>(count) / (kWidth * kHeight);
-    return changed_ > kAreaThreshold;
+    m_before.swap(m_luma);
+    m_changed = static_cast<double>(count) / (kWidth * kHeight);
+    return m_changed > kAreaThreshold;
 }
 
 std::optional<bool> MotionWatch::Look(MediaTime now) {
@@ -45,29 +45,29 @@ std::optional<bool> MotionWatch::Look(MediaTime now) {
     SceneMoment moment;
     moment.seconds = static_cast<double>(now.count()) / 1e6;
     bool swings = false;
-    if (camera_) {
-        const CameraPose pose = camera_->Pose(now);
+    if (m_camera) {
+        const CameraPose pose = m_camera->Pose(now);
         moment.view = pose.view;
         moment.blur = pose.blur;
-        swings = camera_->Moving();
+        swings = m_camera->Moving();
     }
-    const PixelView view = renderer_.Draw(kWidth, kHeight, moment);
+    const PixelView view = m_renderer.Draw(kWidth, kHeight, moment);
     if (!view.pixels) {
         return std::nullopt;
     }
     const bool seen = Compare(view) && !swings;
     if (swings) {
         // All moves then, and the picture afterwards is another.
-        before_.clear();
+        m_before.clear();
     }
     if (seen) {
-        lastSeen_ = now;
+        m_lastSeen = now;
     }
-    const bool moving = seen || (moving_ && now - lastSeen_ < kHold);
-    if (moving == moving_) {
+    const bool moving = seen || (m_moving && now - m_lastSeen < kHold);
+    if (moving == m_moving) {
         return std::nullopt;
     }
-    moving_ = moving;
+    m_moving = moving;
     return moving;
 }
 

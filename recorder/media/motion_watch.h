@@ -22,19 +22,19 @@ public:
     // Looks once; tells a beginning (true) or an end (false) of motion.
     std::optional<bool> Look(MediaTime now);
     // Part of the small picture that changed at the last look, 0 to 1.
-    double Changed() const { return changed_; }
+    double Changed() const { return m_changed; }
 
 private:
     bool Compare(const PixelView& view);
 
-    SceneRenderer renderer_;
-    const std::shared_ptr<PtzCamera> camera_;
-    std::vector<std::uint8_t> luma_;
-    std::vector<std::uint8_t> before_;
-    std::vector<float> usual_;  // how often a place changes
-    double changed_ = 0;
-    bool moving_ = false;
-    MediaTime lastSeen_{};
+    SceneRenderer m_renderer;
+    const std::shared_ptr<PtzCamera> m_camera;
+    std::vector<std::uint8_t> m_luma;
+    std::vector<std::uint8_t> m_before;
+    std::vector<float> m_usual;  // how often a place changes
+    double m_changed = 0;
+    bool m_moving = false;
+    MediaTime m_lastSeen{};
 };
 
 }  // namespace kvrecorder

@@ -1,12 +1,10 @@
 #include "media/mxpeg_writer.h"
 
 #include <algorithm>
-#include <csetjmp>
-#include <cstdio>
 #include <cstdlib>
 #include <numeric>
 
-#include <jpeglib.h>
+#include "media/jpeg_writer.h"
 
 namespace kvrecorder {
 namespace {
@@ -29,66 +27,6 @@ constexpr std::uint8_t kMarker = 0xFF;
 constexpr std::uint8_t kStartOfScan = 0xDA;
 constexpr std::uint8_t kEndOfImage = 0xD9;
 constexpr std::uint8_t kComment = 0xFE;
-
-struct ErrorExit {
-    jpeg_error_mgr base;
-    std::jmp_buf jump;
-};
-
-void Leave(j_common_ptr info) {
-    // The library hands back the record that begins with the manager it was given.
-    std::longjmp(static_cast<ErrorExit*>(static_cast<void*>(info->err))->jump, 1);
-}
-
-void FeedRows(jpeg_compress_struct& info, std::uint8_t* rows, std::size_t stride) {
-    JSAMPROW y[kSide];
-    JSAMPROW u[kHalf];
-    JSAMPROW v[kHalf];
-    JSAMPARRAY planes[] = {y, u, v};
-    while (info.next_scanline < info.image_height) {
-        for (JSAMPROW& row : y) {
-            row = rows;
-            rows += stride;
-        }
-        for (JSAMPROW& row : u) {
-            row = rows;
-            rows += stride / 2;
-        }
-        for (JSAMPROW& row : v) {
-            row = rows;
-            rows += stride / 2;
-        }
-        jpeg_write_raw_data(&info, planes, kSide);
-    }
-}
-
-// `rows` holds, for each row of blocks, 16 rows of luma of `stride` bytes and 8 rows of half of that for each
-// of the others. Nothing with a destructor lives here, since an error leaves by a jump.
-bool CompressRows(std::uint8_t* rows, std::size_t stride, int width, int height, unsigned char** data,
-                  unsigned long* size) {
-    jpeg_compress_struct info;
-    ErrorExit error;
-    info.err = jpeg_std_error(&error.base);
-    error.base.error_exit = Leave;
-    if (setjmp(error.jump) != 0) {
-        jpeg_destroy_compress(&info);
-        return false;
-    }
-    jpeg_create_compress(&info);
-    jpeg_mem_dest(&info, data, size);
-    info.image_width = static_cast<JDIMENSION>(width);
-    info.image_height = static_cast<JDIMENSION>(height);
-    info.input_components = 3;
-    info.in_color_space = JCS_YCbCr;
-    jpeg_set_defaults(&info);
-    jpeg_set_quality(&info, kQuality, TRUE);
-    info.raw_data_in = TRUE;
-    jpeg_start_compress(&info, TRUE);
-    FeedRows(info, rows, stride);
-    jpeg_finish_compress(&info);
-    jpeg_destroy_compress(&info);
-    return true;
-}
 
 template <std::size_t side, std::size_t size>
 void LoadSquare(const AVFrame& picture, int plane, int width, int height, std::size_t column, std::size_t row,
@@ -135,66 +73,66 @@ std::vector<std::uint8_t>::const_iterator ScanData(const std::vector<std::uint8_
 }  // namespace
 
 MxpegWriter::MxpegWriter(int width, int height)
-    : width_(width),
-      height_(height),
-      columns_((static_cast<std::size_t>(width) + kSide - 1) / kSide),
-      blocks_(columns_ * ((static_cast<std::size_t>(height) + kSide - 1) / kSide)),
-      all_(blocks_.size()),
-      mask_((blocks_.size() + 7) / 8) {
-    std::iota(all_.begin(), all_.end(), std::size_t{0});
+    : m_width(width),
+      m_height(height),
+      m_columns((static_cast<std::size_t>(width) + kSide - 1) / kSide),
+      m_blocks(m_columns * ((static_cast<std::size_t>(height) + kSide - 1) / kSide)),
+      m_all(m_blocks.size()),
+      m_mask((m_blocks.size() + 7) / 8) {
+    std::iota(m_all.begin(), m_all.end(), std::size_t{0});
 }
 
 bool MxpegWriter::Write(const AVFrame& picture, bool whole) {
     Load(picture);
-    whole_ = whole || sent_.empty();
-    if (!whole_) {
+    m_whole = whole || m_sent.empty();
+    if (!m_whole) {
         FindChanges();
-        whole_ = changed_.size() * 2 > blocks_.size() || changed_.size() > kMostBlocks;
+        m_whole = m_changed.size() * 2 > m_blocks.size() || m_changed.size() > kMostBlocks;
     }
-    if (!(whole_ ? WriteWhole() : WritePartial())) {
-        sent_.clear();
+    if (!(m_whole ? WriteWhole() : WritePartial())) {
+        m_sent.clear();
         return false;
     }
     return true;
 }
 
 void MxpegWriter::Load(const AVFrame& picture) {
-    for (std::size_t i = 0; i < blocks_.size(); ++i) {
-        const std::size_t column = i % columns_;
-        const std::size_t row = i / columns_;
-        LoadSquare<kSide>(picture, 0, width_, height_, column, row, blocks_[i].y);
-        LoadSquare<kHalf>(picture, 1, (width_ + 1) / 2, (height_ + 1) / 2, column, row, blocks_[i].u);
-        LoadSquare<kHalf>(picture, 2, (width_ + 1) / 2, (height_ + 1) / 2, column, row, blocks_[i].v);
+    for (std::size_t i = 0; i < m_blocks.size(); ++i) {
+        const std::size_t column = i % m_columns;
+        const std::size_t row = i / m_columns;
+        LoadSquare<kSide>(picture, 0, m_width, m_height, column, row, m_blocks[i].y);
+        LoadSquare<kHalf>(picture, 1, (m_width + 1) / 2, (m_height + 1) / 2, column, row, m_blocks[i].u);
+        LoadSquare<kHalf>(picture, 2, (m_width + 1) / 2, (m_height + 1) / 2, column, row, m_blocks[i].v);
     }
 }
 
 void MxpegWriter::FindChanges() {
-    std::fill(mask_.begin(), mask_.end(), std::uint8_t{0});
+    std::fill(m_mask.begin(), m_mask.end(), std::uint8_t{0});
     const auto mark = [this](std::size_t i) {
-        mask_[i / 8] = static_cast<std::uint8_t>(mask_[i / 8] | 0x80 >> i % 8);
+        m_mask[i / 8] = static_cast<std::uint8_t>(m_mask[i / 8] | 0x80 >> i % 8);
     };
-    for (const std::size_t i : all_) {
-        const Block& now = blocks_[i];
-        const Block& before = sent_[i];
+    for (const std::size_t i : m_all) {
+        const Block& now = m_blocks[i];
+        const Block& before = m_sent[i];
         if (Differ(now.y, before.y) || Differ(now.u, before.u) || Differ(now.v, before.v)) {
             mark(i);
         }
     }
     // A scan without a block is none.
-    if (std::all_of(mask_.begin(), mask_.end(), [](std::uint8_t bits) { return bits == 0; })) {
+    if (std::all_of(m_mask.begin(), m_mask.end(), [](std::uint8_t bits) { return bits == 0; })) {
         mark(0);
     }
     KeepEndMarksOut();
-    changed_.clear();
-    std::copy_if(all_.begin(), all_.end(), std::back_inserter(changed_),
-                 [this](std::size_t i) { return (mask_[i / 8] << i % 8 & 0x80) != 0; });
+    m_changed.clear();
+    std::copy_if(m_all.begin(), m_all.end(), std::back_inserter(m_changed),
+                 [this](std::size_t i) { return (m_mask[i / 8] << i % 8 & 0x80) != 0; });
 }
 
 // Receivers take the first end mark for the picture's end, wherever it stands: a block more alters the bits.
 void MxpegWriter::KeepEndMarksOut() {
-    for (std::size_t i = 0; i + 1 < mask_.size(); ++i) {
-        if (mask_[i] == kMarker && mask_[i + 1] == kEndOfImage) {
-            mask_[i + 1] = static_cast<std::uint8_t>(mask_[i + 1] | 0x20);
+    for (std::size_t i = 0; i + 1 < m_mask.size(); ++i) {
+        if (m_mask[i] == kMarker && m_mask[i + 1] == kEndOfImage) {
+            m_mask[i + 1] = static_cast<std::uint8_t>(m_mask[i + 1] | 0x20);
         }
     }
 }
@@ -204,11 +142,11 @@ bool MxpegWriter::Compress(const std::vector<std::size_t>& blocks, int width, in
     const std::size_t perRow = (static_cast<std::size_t>(width) + kSide - 1) / kSide;
     const std::size_t stride = perRow * kSide;
     const std::size_t rowBytes = stride * kSide * 3 / 2;
-    rows_.resize(rowBytes * ((blocks.size() + perRow - 1) / perRow));
+    m_rows.resize(rowBytes * ((blocks.size() + perRow - 1) / perRow));
     for (std::size_t n = 0; n < blocks.size(); ++n) {
-        const Block& block = blocks_[blocks[n]];
-        std::uint8_t* const y = rows_.data() + n / perRow * rowBytes + n % perRow * kSide;
-        std::uint8_t* const u = rows_.data() + n / perRow * rowBytes + stride * kSide + n % perRow * kHalf;
+        const Block& block = m_blocks[blocks[n]];
+        std::uint8_t* const y = m_rows.data() + n / perRow * rowBytes + n % perRow * kSide;
+        std::uint8_t* const u = m_rows.data() + n / perRow * rowBytes + stride * kSide + n % perRow * kHalf;
         std::uint8_t* const v = u + stride / 2 * kHalf;
         for (std::size_t i = 0; i < kSide; ++i) {
             std::copy_n(block.y.begin() + i * kSide, kSide, y + i * stride);
@@ -218,51 +156,44 @@ bool MxpegWriter::Compress(const std::vector<std::size_t>& blocks, int width, in
             std::copy_n(block.v.begin() + i * kHalf, kHalf, v + i * (stride / 2));
         }
     }
-    unsigned char* data = nullptr;
-    unsigned long size = 0;
-    const bool done = CompressRows(rows_.data(), stride, width, height, &data, &size);
-    if (done) {
-        jpeg_.assign(data, data + size);
-    }
-    std::free(data);
-    return done;
+    return CompressBlockRows({width, height, kQuality}, m_rows.data(), stride, m_jpeg);
 }
 
 bool MxpegWriter::WriteWhole() {
-    if (!Compress(all_, width_, height_)) {
+    if (!Compress(m_all, m_width, m_height)) {
         return false;
     }
-    data_ = jpeg_;
-    sent_ = blocks_;
+    m_data = m_jpeg;
+    m_sent = m_blocks;
     return true;
 }
 
 bool MxpegWriter::WritePartial() {
-    if (!Compress(changed_, static_cast<int>(changed_.size() * kSide), kSide)) {
+    if (!Compress(m_changed, static_cast<int>(m_changed.size() * kSide), kSide)) {
         return false;
     }
-    data_.assign(std::begin(kBegin), std::end(kBegin));
-    data_.insert(data_.end(), {kMarker, kComment});
-    PutWord(data_, 2 + kMaskHead + mask_.size());
-    const std::size_t rows = blocks_.size() / columns_;
+    m_data.assign(std::begin(kBegin), std::end(kBegin));
+    m_data.insert(m_data.end(), {kMarker, kComment});
+    PutWord(m_data, 2 + kMaskHead + m_mask.size());
+    const std::size_t rows = m_blocks.size() / m_columns;
     const auto low = [](std::size_t value) { return static_cast<std::uint8_t>(value); };
-    data_.insert(data_.end(), {'M', 'X', 'M', 0, low(columns_), low(columns_ >> 8), low(rows), low(rows >> 8),
-                               0, 0, 0, 0});
-    data_.insert(data_.end(), mask_.begin(), mask_.end());
-    const auto scan = ScanData(jpeg_);
-    const auto scanSize = static_cast<std::size_t>(jpeg_.end() - scan);
+    m_data.insert(m_data.end(), {'M', 'X', 'M', 0, low(m_columns), low(m_columns >> 8), low(rows),
+                                 low(rows >> 8), 0, 0, 0, 0});
+    m_data.insert(m_data.end(), m_mask.begin(), m_mask.end());
+    const auto scan = ScanData(m_jpeg);
+    const auto scanSize = static_cast<std::size_t>(m_jpeg.end() - scan);
     constexpr std::size_t kCommentHead = 4;
-    if (const std::size_t size = data_.size() + kCommentHead + std::size(kScan) + scanSize;
+    if (const std::size_t size = m_data.size() + kCommentHead + std::size(kScan) + scanSize;
         size < kShortest + kCommentHead) {
         const std::size_t filling = size < kShortest ? kShortest - size : 0;
-        data_.insert(data_.end(), {kMarker, kComment});
-        PutWord(data_, 2 + filling);
-        data_.resize(data_.size() + filling);
+        m_data.insert(m_data.end(), {kMarker, kComment});
+        PutWord(m_data, 2 + filling);
+        m_data.resize(m_data.size() + filling);
     }
-    data_.insert(data_.end(), std::begin(kScan), std::end(kScan));
-    data_.insert(data_.end(), scan, jpeg_.cend());
-    for (const std::size_t i : changed_) {
-        sent_[i] = blocks_[i];
+    m_data.insert(m_data.end(), std::begin(kScan), std::end(kScan));
+    m_data.insert(m_data.end(), scan, m_jpeg.cend());
+    for (const std::size_t i : m_changed) {
+        m_sent[i] = m_blocks[i];
     }
     return true;
 }

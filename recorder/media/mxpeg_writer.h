@@ -20,8 +20,8 @@ public:
     // False if the library failed.
     bool Write(const AVFrame& picture, bool whole);
     // What Write made.
-    const std::vector<std::uint8_t>& Data() const { return data_; }
-    bool IsWhole() const { return whole_; }
+    const std::vector<std::uint8_t>& Data() const { return m_data; }
+    bool IsWhole() const { return m_whole; }
 
 private:
     struct Block {
@@ -37,18 +37,18 @@ private:
     bool WriteWhole();
     bool WritePartial();
 
-    const int width_;
-    const int height_;
-    const std::size_t columns_;
-    std::vector<Block> blocks_;  // of this picture
-    std::vector<Block> sent_;    // as the receiver has them; empty: it has none
-    std::vector<std::size_t> all_;
-    std::vector<std::size_t> changed_;
-    std::vector<std::uint8_t> mask_;
-    std::vector<std::uint8_t> rows_;
-    std::vector<std::uint8_t> jpeg_;
-    std::vector<std::uint8_t> data_;
-    bool whole_ = false;
+    const int m_width;
+    const int m_height;
+    const std::size_t m_columns;
+    std::vector<Block> m_blocks;  // of this picture
+    std::vector<Block> m_sent;    // as the receiver has them; empty: it has none
+    std::vector<std::size_t> m_all;
+    std::vector<std::size_t> m_changed;
+    std::vector<std::uint8_t> m_mask;
+    std::vector<std::uint8_t> m_rows;
+    std::vector<std::uint8_t> m_jpeg;
+    std::vector<std::uint8_t> m_data;
+    bool m_whole = false;
 };
 
 }  // namespace kvrecorder

@@ -29,18 +29,18 @@ inline double Wrap(double value, double period) {
 // Shapes in the coordinates of a scene. Colours are 0xRRGGBB.
 class Painter {
 public:
-    explicit Painter(cairo_t* cairo) : cairo_(cairo) {
-        cairo_clip_extents(cairo, &left_, &top_, &right_, &bottom_);
+    explicit Painter(cairo_t* cairo) : m_cairo(cairo) {
+        cairo_clip_extents(cairo, &m_left, &m_top, &m_right, &m_bottom);
     }
 
     // Some of the rectangle can be seen; valid at the scene's own coordinates only.
     bool Sees(double x, double y, double w, double h) const {
-        return x < right_ && y < bottom_ && x + w > left_ && y + h > top_;
+        return x < m_right && y < m_bottom && x + w > m_left && y + h > m_top;
     }
 
     void Color(int rgb, double alpha = 1) {
         const auto part = [rgb](int shift) { return ((rgb >> shift) & 255) / 255.0; };
-        cairo_set_source_rgba(cairo_, part(16), part(8), part(0), alpha);
+        cairo_set_source_rgba(m_cairo, part(16), part(8), part(0), alpha);
     }
     // From the colour at (x0, y0) to that at (x1, y1).
     void Gradient(double x0, double y0, double x1, double y1,
@@ -53,10 +53,10 @@ public:
         const auto part = [rgb](int shift) { return ((rgb >> shift) & 255) / 255.0; };
         cairo_pattern_add_color_stop_rgba(pattern, 0, part(16), part(8), part(0), alpha);
         cairo_pattern_add_color_stop_rgba(pattern, 1, part(16), part(8), part(0), 0);
-        cairo_set_source(cairo_, pattern);
+        cairo_set_source(m_cairo, pattern);
         cairo_pattern_destroy(pattern);
-        cairo_arc(cairo_, x, y, radius, 0, 2 * kPi);
-        cairo_fill(cairo_);
+        cairo_arc(m_cairo, x, y, radius, 0, 2 * kPi);
+        cairo_fill(m_cairo);
     }
 
     void Rect(double x, double y, double w, double h) {
@@ -64,12 +64,12 @@ public:
         Fill();
     }
     void RoundRect(double x, double y, double w, double h, double r) {
-        cairo_new_sub_path(cairo_);
-        cairo_arc(cairo_, x + w - r, y + r, r, -kPi / 2, 0);
-        cairo_arc(cairo_, x + w - r, y + h - r, r, 0, kPi / 2);
-        cairo_arc(cairo_, x + r, y + h - r, r, kPi / 2, kPi);
-        cairo_arc(cairo_, x + r, y + r, r, kPi, 3 * kPi / 2);
-        cairo_close_path(cairo_);
+        cairo_new_sub_path(m_cairo);
+        cairo_arc(m_cairo, x + w - r, y + r, r, -kPi / 2, 0);
+        cairo_arc(m_cairo, x + w - r, y + h - r, r, 0, kPi / 2);
+        cairo_arc(m_cairo, x + r, y + h - r, r, kPi / 2, kPi);
+        cairo_arc(m_cairo, x + r, y + r, r, kPi, 3 * kPi / 2);
+        cairo_close_path(m_cairo);
         Fill();
     }
     void Circle(double x, double y, double r) {
@@ -81,49 +81,49 @@ public:
         Fill();
     }
     void Poly(std::initializer_list<std::pair<double, double>> points) {
-        cairo_new_sub_path(cairo_);
+        cairo_new_sub_path(m_cairo);
         for (const auto& [x, y] : points) {
-            cairo_line_to(cairo_, x, y);
+            cairo_line_to(m_cairo, x, y);
         }
-        cairo_close_path(cairo_);
+        cairo_close_path(m_cairo);
         Fill();
     }
     void Line(double x0, double y0, double x1, double y1, double width) {
-        cairo_move_to(cairo_, x0, y0);
-        cairo_line_to(cairo_, x1, y1);
-        cairo_set_line_width(cairo_, width);
-        cairo_stroke(cairo_);
+        cairo_move_to(m_cairo, x0, y0);
+        cairo_line_to(m_cairo, x1, y1);
+        cairo_set_line_width(m_cairo, width);
+        cairo_stroke(m_cairo);
     }
     void Curve(double x0, double y0, double x1, double y1, double x2, double y2, double width) {
-        cairo_move_to(cairo_, x0, y0);
-        cairo_curve_to(cairo_, x1, y1, x1, y1, x2, y2);
-        cairo_set_line_width(cairo_, width);
-        cairo_stroke(cairo_);
+        cairo_move_to(m_cairo, x0, y0);
+        cairo_curve_to(m_cairo, x1, y1, x1, y1, x2, y2);
+        cairo_set_line_width(m_cairo, width);
+        cairo_stroke(m_cairo);
     }
     // Several of these make one shape that one Fill paints.
-    void AddRect(double x, double y, double w, double h) { cairo_rectangle(cairo_, x, y, w, h); }
+    void AddRect(double x, double y, double w, double h) { cairo_rectangle(m_cairo, x, y, w, h); }
     void AddCircle(double x, double y, double r) {
-        cairo_new_sub_path(cairo_);
-        cairo_arc(cairo_, x, y, r, 0, 2 * kPi);
+        cairo_new_sub_path(m_cairo);
+        cairo_arc(m_cairo, x, y, r, 0, 2 * kPi);
     }
     void AddEllipse(double x, double y, double rx, double ry) {
-        cairo_save(cairo_);
-        cairo_translate(cairo_, x, y);
-        cairo_scale(cairo_, rx, ry);
+        cairo_save(m_cairo);
+        cairo_translate(m_cairo, x, y);
+        cairo_scale(m_cairo, rx, ry);
         AddCircle(0, 0, 1);
-        cairo_restore(cairo_);
+        cairo_restore(m_cairo);
     }
-    void Fill() { cairo_fill(cairo_); }
+    void Fill() { cairo_fill(m_cairo); }
 
     void Push(double x, double y, double scaleX = 1, double scaleY = 1, double angle = 0) {
-        cairo_save(cairo_);
-        cairo_translate(cairo_, x, y);
-        cairo_rotate(cairo_, angle);
-        cairo_scale(cairo_, scaleX, scaleY);
+        cairo_save(m_cairo);
+        cairo_translate(m_cairo, x, y);
+        cairo_rotate(m_cairo, angle);
+        cairo_scale(m_cairo, scaleX, scaleY);
     }
-    void Pop() { cairo_restore(cairo_); }
+    void Pop() { cairo_restore(m_cairo); }
 
-    cairo_t* Cairo() { return cairo_; }
+    cairo_t* Cairo() { return m_cairo; }
 
 private:
     void Set(cairo_pattern_t* pattern, std::initializer_list<std::pair<double, int>> stops) {
@@ -131,15 +131,15 @@ private:
             const auto part = [c = rgb](int shift) { return ((c >> shift) & 255) / 255.0; };
             cairo_pattern_add_color_stop_rgb(pattern, at, part(16), part(8), part(0));
         }
-        cairo_set_source(cairo_, pattern);
+        cairo_set_source(m_cairo, pattern);
         cairo_pattern_destroy(pattern);
     }
 
-    cairo_t* const cairo_;
-    double left_ = 0;
-    double top_ = 0;
-    double right_ = 0;
-    double bottom_ = 0;
+    cairo_t* const m_cairo;
+    double m_left = 0;
+    double m_top = 0;
+    double m_right = 0;
+    double m_bottom = 0;
 };
 
 }  // namespace kvrecorder

@@ -125,43 +125,43 @@ std::uint32_t FourccOf(Codec codec) {
     return KindOf(codec).fourcc;
 }
 
-PictureEncoder::PictureEncoder(const StreamConfig& stream) : stream_(stream) {
+PictureEncoder::PictureEncoder(const StreamConfig& stream) : m_stream(stream) {
     CheckStream(stream);
     const CodecKind& kind = KindOf(stream.codec);
-    frame_ = MakeFrame(kind, stream);
+    m_frame = MakeFrame(kind, stream);
     if (stream.codec == Codec::Mxpeg) {
-        mxpeg_ = std::make_unique<MxpegWriter>(stream.width, stream.height);
+        m_mxpeg = std::make_unique<MxpegWriter>(stream.width, stream.height);
         return;
     }
     if (stream.codec == Codec::Mpeg4Fields) {
-        stacked_ = MakeFrame(kind, stream);
+        m_stacked = MakeFrame(kind, stream);
     }
     OpenCodec();
 }
 
 void PictureEncoder::OpenCodec() {
-    const StreamConfig& stream = stream_;
+    const StreamConfig& stream = m_stream;
     const CodecKind& kind = KindOf(stream.codec);
     const AVCodec* const codec = avcodec_find_encoder_by_name(kind.encoder);
-    codec_.reset(codec ? avcodec_alloc_context3(codec) : nullptr);
-    packet_.reset(av_packet_alloc());
-    if (!codec_ || !packet_) {
+    m_codec.reset(codec ? avcodec_alloc_context3(codec) : nullptr);
+    m_packet.reset(av_packet_alloc());
+    if (!m_codec || !m_packet) {
         throw std::runtime_error(std::string("the encoder ") + kind.encoder + " is not to be had");
     }
-    codec_->width = stream.width;
-    codec_->height = stream.height;
-    codec_->pix_fmt = kind.format;
-    codec_->color_range = RangeOf(kind);
-    codec_->time_base = {1, stream.fps};
-    codec_->framerate = {stream.fps, 1};
-    codec_->gop_size = stream.gop;
-    codec_->max_b_frames = 0;
+    m_codec->width = stream.width;
+    m_codec->height = stream.height;
+    m_codec->pix_fmt = kind.format;
+    m_codec->color_range = RangeOf(kind);
+    m_codec->time_base = {1, stream.fps};
+    m_codec->framerate = {stream.fps, 1};
+    m_codec->gop_size = stream.gop;
+    m_codec->max_b_frames = 0;
     // With square pixels told a JPEG begins with its JFIF head, as cameras' do.
-    codec_->sample_aspect_ratio = {1, 1};
+    m_codec->sample_aspect_ratio = {1, 1};
     // Channels run side by side already.
-    codec_->thread_count = 1;
-    kind.tune(codec_.get());
-    if (const int error = avcodec_open2(codec_.get(), codec, nullptr); error < 0) {
+    m_codec->thread_count = 1;
+    kind.tune(m_codec.get());
+    if (const int error = avcodec_open2(m_codec.get(), codec, nullptr); error < 0) {
         throw std::runtime_error(std::string("the encoder ") + kind.encoder + " refuses " +
                                  std::to_string(stream.width) + "x" + std::to_string(stream.height) + ": " +
                                  AvErrorText(error));
@@ -169,52 +169,52 @@ void PictureEncoder::OpenCodec() {
 }
 
 AVFrame* PictureEncoder::Picture() {
-    return av_frame_make_writable(frame_.get()) < 0 ? nullptr : frame_.get();
+    return av_frame_make_writable(m_frame.get()) < 0 ? nullptr : m_frame.get();
 }
 
 PacketPtr PictureEncoder::Encode(std::int64_t index, std::int64_t timeMs) {
-    AVFrame* const frame = stacked_ ? stacked_.get() : frame_.get();
-    if (stacked_) {
+    AVFrame* const frame = m_stacked ? m_stacked.get() : m_frame.get();
+    if (m_stacked) {
         if (av_frame_make_writable(frame) < 0) {
             return nullptr;
         }
-        StackFields(*frame_, *frame);
+        StackFields(*m_frame, *frame);
     }
     frame->pts = index;
     auto packet = std::make_shared<Packet>();
-    packet->fourcc = FourccOf(stream_.codec);
-    packet->width = stream_.width;
-    packet->height = stream_.height;
+    packet->fourcc = FourccOf(m_stream.codec);
+    packet->width = m_stream.width;
+    packet->height = m_stream.height;
     packet->timeMs = timeMs;
     if (!Code(*frame, *packet)) {
         return nullptr;
     }
-    sinceKey_ = packet->key ? 1 : sinceKey_ + 1;
-    if (sinceKey_ >= stream_.gop) {
-        sinceKey_ = 0;
+    m_sinceKey = packet->key ? 1 : m_sinceKey + 1;
+    if (m_sinceKey >= m_stream.gop) {
+        m_sinceKey = 0;
     }
     return packet;
 }
 
 bool PictureEncoder::Code(AVFrame& frame, Packet& packet) {
-    if (mxpeg_) {
-        if (!mxpeg_->Write(frame, sinceKey_ == 0)) {
+    if (m_mxpeg) {
+        if (!m_mxpeg->Write(frame, m_sinceKey == 0)) {
             return false;
         }
-        packet.key = mxpeg_->IsWhole();
-        packet.data = mxpeg_->Data();
+        packet.key = m_mxpeg->IsWhole();
+        packet.data = m_mxpeg->Data();
         return true;
     }
     // The libraries count a group by time stamps or by pictures; after skipped ones these differ.
-    frame.pict_type = sinceKey_ == 0 ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
-    frame.quality = codec_->global_quality;
-    if (avcodec_send_frame(codec_.get(), &frame) < 0 ||
-        avcodec_receive_packet(codec_.get(), packet_.get()) < 0) {
+    frame.pict_type = m_sinceKey == 0 ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
+    frame.quality = m_codec->global_quality;
+    if (avcodec_send_frame(m_codec.get(), &frame) < 0 ||
+        avcodec_receive_packet(m_codec.get(), m_packet.get()) < 0) {
         return false;
     }
-    packet.key = (packet_->flags & AV_PKT_FLAG_KEY) != 0;
-    packet.data.assign(packet_->data, packet_->data + packet_->size);
-    av_packet_unref(packet_.get());
+    packet.key = (m_packet->flags & AV_PKT_FLAG_KEY) != 0;
+    packet.data.assign(m_packet->data, m_packet->data + m_packet->size);
+    av_packet_unref(m_packet.get());
     return true;
 }
 

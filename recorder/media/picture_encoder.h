@@ -27,13 +27,13 @@ private:
     void OpenCodec();
     bool Code(AVFrame& frame, Packet& packet);
 
-    const StreamConfig stream_;
-    AvPtr<AVCodecContext> codec_;
-    AvPtr<AVFrame> frame_;
-    AvPtr<AVFrame> stacked_;  // of two fields alone: the picture as it is coded
-    AvPtr<AVPacket> packet_;
-    std::unique_ptr<MxpegWriter> mxpeg_;  // in place of a codec
-    int sinceKey_ = 0;
+    const StreamConfig m_stream;
+    AvPtr<AVCodecContext> m_codec;
+    AvPtr<AVFrame> m_frame;
+    AvPtr<AVFrame> m_stacked;  // of two fields alone: the picture as it is coded
+    AvPtr<AVPacket> m_packet;
+    std::unique_ptr<MxpegWriter> m_mxpeg;  // in place of a codec
+    int m_sinceKey = 0;
 };
 
 // Throws std::runtime_error with words for the user.

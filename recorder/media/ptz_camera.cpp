@@ -55,111 +55,111 @@ bool PtzCamera::Axis::Rests(double tolerance) const {
 }
 
 double PtzCamera::AimZoom() const {
-    return std::exp(axes_[kZoom].aim);
+    return std::exp(m_axes[kZoom].aim);
 }
 
 EndStop PtzCamera::Hold() {
     const double zoom = AimZoom();
     const double halfWidth = ShownWidth(zoom) / 2;
-    const double halfHeight = ShownHeight(zoom, wide_) / 2;
-    const int x = Clamp(axes_[kX].aim, halfWidth, kWorldWidth - halfWidth);
-    const int y = Clamp(axes_[kY].aim, halfHeight, kWorldHeight - halfHeight);
+    const double halfHeight = ShownHeight(zoom, m_wide) / 2;
+    const int x = Clamp(m_axes[kX].aim, halfWidth, kWorldWidth - halfWidth);
+    const int y = Clamp(m_axes[kY].aim, halfHeight, kWorldHeight - halfHeight);
     return kEnds[y + 1][x + 1];
 }
 
 EndStop PtzCamera::Move(int right, int down) {
-    const std::lock_guard lock(mutex_);
-    tour_.clear();
+    const std::lock_guard lock(m_mutex);
+    m_tour.clear();
     const double step = ShownWidth(AimZoom()) * kMovePart;
-    axes_[kX].aim += right * step;
-    axes_[kY].aim += down * step;
+    m_axes[kX].aim += right * step;
+    m_axes[kY].aim += down * step;
     return Hold();
 }
 
 EndStop PtzCamera::Zoom(int in) {
-    const std::lock_guard lock(mutex_);
-    tour_.clear();
-    axes_[kZoom].aim += in * std::log(kZoomFactor);
-    const int end = Clamp(axes_[kZoom].aim, std::log(kWidest), std::log(kNarrowest));
+    const std::lock_guard lock(m_mutex);
+    m_tour.clear();
+    m_axes[kZoom].aim += in * std::log(kZoomFactor);
+    const int end = Clamp(m_axes[kZoom].aim, std::log(kWidest), std::log(kNarrowest));
     Hold();
     return end < 0 ? EndStop::Wide : end > 0 ? EndStop::Tele : EndStop::None;
 }
 
 EndStop PtzCamera::Focus(int farther) {
-    const std::lock_guard lock(mutex_);
-    axes_[kFocus].aim += farther * kFocusPart;
+    const std::lock_guard lock(m_mutex);
+    m_axes[kFocus].aim += farther * kFocusPart;
     // Five steps may not add up to one exactly.
     const double slack = kFocusPart / 2;
-    const double wanted = axes_[kFocus].aim;
-    axes_[kFocus].aim = std::clamp(std::round(wanted / kFocusPart) * kFocusPart, -1.0, 1.0);
+    const double wanted = m_axes[kFocus].aim;
+    m_axes[kFocus].aim = std::clamp(std::round(wanted / kFocusPart) * kFocusPart, -1.0, 1.0);
     return wanted > 1 + slack ? EndStop::Far : wanted < -1 - slack ? EndStop::Near : EndStop::None;
 }
 
 EndStop PtzCamera::Centre(double right, double down) {
-    const std::lock_guard lock(mutex_);
-    tour_.clear();
+    const std::lock_guard lock(m_mutex);
+    m_tour.clear();
     // The click means the picture that was seen.
-    const double zoom = std::exp(axes_[kZoom].at);
-    axes_[kX].aim = axes_[kX].at + (right - 0.5) * ShownWidth(zoom);
-    axes_[kY].aim = axes_[kY].at + (down - 0.5) * ShownHeight(zoom, wide_);
+    const double zoom = std::exp(m_axes[kZoom].at);
+    m_axes[kX].aim = m_axes[kX].at + (right - 0.5) * ShownWidth(zoom);
+    m_axes[kY].aim = m_axes[kY].at + (down - 0.5) * ShownHeight(zoom, m_wide);
     return Hold();
 }
 
 void PtzCamera::Aim(const SceneView& view) {
-    axes_[kX].aim = view.centreX;
-    axes_[kY].aim = view.centreY;
-    axes_[kZoom].aim = std::log(std::clamp(view.zoom, kWidest, kNarrowest));
-    axes_[kFocus].aim = 0;
+    m_axes[kX].aim = view.centreX;
+    m_axes[kY].aim = view.centreY;
+    m_axes[kZoom].aim = std::log(std::clamp(view.zoom, kWidest, kNarrowest));
+    m_axes[kFocus].aim = 0;
     Hold();
 }
 
 void PtzCamera::GoTo(const SceneView& view) {
-    const std::lock_guard lock(mutex_);
-    tour_.clear();
+    const std::lock_guard lock(m_mutex);
+    m_tour.clear();
     Aim(view);
 }
 
 void PtzCamera::Tour(std::vector<SceneView> stops) {
-    const std::lock_guard lock(mutex_);
-    tour_ = std::move(stops);
-    tourNext_ = 0;
-    tourWait_ = 0;
+    const std::lock_guard lock(m_mutex);
+    m_tour = std::move(stops);
+    m_tourNext = 0;
+    m_tourWait = 0;
 }
 
 void PtzCamera::Halt() {
-    const std::lock_guard lock(mutex_);
-    tour_.clear();
+    const std::lock_guard lock(m_mutex);
+    m_tour.clear();
 }
 
 SceneView PtzCamera::Aim() const {
-    const std::lock_guard lock(mutex_);
-    return {axes_[kX].aim, axes_[kY].aim, AimZoom()};
+    const std::lock_guard lock(m_mutex);
+    return {m_axes[kX].aim, m_axes[kY].aim, AimZoom()};
 }
 
 bool PtzCamera::Moving() const {
-    const std::lock_guard lock(mutex_);
-    return !axes_[kX].Rests(1) || !axes_[kY].Rests(1) || !axes_[kZoom].Rests(0.01) ||
-           !axes_[kFocus].Rests(0.01);
+    const std::lock_guard lock(m_mutex);
+    return !m_axes[kX].Rests(1) || !m_axes[kY].Rests(1) || !m_axes[kZoom].Rests(0.01) ||
+           !m_axes[kFocus].Rests(0.01);
 }
 
 void PtzCamera::FollowTour(double seconds) {
-    tourWait_ -= seconds;
-    if (tour_.empty() || tourWait_ > 0) {
+    m_tourWait -= seconds;
+    if (m_tour.empty() || m_tourWait > 0) {
         return;
     }
-    Aim(tour_[tourNext_]);
-    tourNext_ = (tourNext_ + 1) % tour_.size();
-    tourWait_ = kTourStop;
+    Aim(m_tour[m_tourNext]);
+    m_tourNext = (m_tourNext + 1) % m_tour.size();
+    m_tourWait = kTourStop;
 }
 
 CameraPose PtzCamera::Pose(MediaTime now) {
-    const std::lock_guard lock(mutex_);
-    const double passed = static_cast<double>((now - last_).count()) / 1e6;
-    if (!begun_ || passed > 0) {
-        last_ = now;
-        FollowTour(begun_ ? passed : 0);
-        for (Axis& axis : axes_) {
-            if (!begun_ || passed > kLongestWay) {
+    const std::lock_guard lock(m_mutex);
+    const double passed = static_cast<double>((now - m_last).count()) / 1e6;
+    if (!m_begun || passed > 0) {
+        m_last = now;
+        FollowTour(m_begun ? passed : 0);
+        for (Axis& axis : m_axes) {
+            if (!m_begun || passed > kLongestWay) {
                 axis.Jump();
                 continue;
             }
@@ -171,13 +171,13 @@ CameraPose PtzCamera::Pose(MediaTime now) {
                 axis.Jump();
             }
         }
-        begun_ = true;
+        m_begun = true;
     }
     CameraPose pose;
-    pose.view = {axes_[kX].at, axes_[kY].at, std::exp(axes_[kZoom].at)};
+    pose.view = {m_axes[kX].at, m_axes[kY].at, std::exp(m_axes[kZoom].at)};
     // The nearer a lens looks, the less of the depth is sharp.
     const double depth = 0.3 + 0.7 * std::clamp(std::log2(pose.view.zoom) / 3, 0.0, 1.0);
-    pose.blur = std::min(1.0, std::abs(axes_[kFocus].at) * depth);
+    pose.blur = std::min(1.0, std::abs(m_axes[kFocus].at) * depth);
     return pose;
 }
 

@@ -42,7 +42,7 @@ public:
     static constexpr double kNarrowest = 8;
 
     // `wide`: the pictures are 16:9 and not 4:3.
-    explicit PtzCamera(bool wide) : wide_(wide) {}
+    explicit PtzCamera(bool wide) : m_wide(wide) {}
 
     // Steps of -1, 0 or 1, right and down; up and left are negative.
     EndStop Move(int right, int down);
@@ -83,16 +83,16 @@ private:
     void Aim(const SceneView& view);
     void FollowTour(double seconds);
 
-    const bool wide_;
-    mutable std::mutex mutex_;
+    const bool m_wide;
+    mutable std::mutex m_mutex;
     // The zoom's as a logarithm, so that each step looks alike.
-    std::array<Axis, kAxisCount> axes_ = {
+    std::array<Axis, kAxisCount> m_axes = {
         {{kWorldWidth / 2, 0, kWorldWidth / 2}, {kWorldHeight / 2, 0, kWorldHeight / 2}, {}, {}}};
-    std::vector<SceneView> tour_;
-    std::size_t tourNext_ = 0;
-    double tourWait_ = 0;
-    bool begun_ = false;
-    MediaTime last_{};
+    std::vector<SceneView> m_tour;
+    std::size_t m_tourNext = 0;
+    double m_tourWait = 0;
+    bool m_begun = false;
+    MediaTime m_last{};
 };
 
 }  // namespace kvrecorder

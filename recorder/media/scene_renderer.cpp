@@ -98,37 +98,37 @@ struct SceneRenderer::Canvas {
     std::vector<std::uint8_t> small;  // of a picture out of focus
 };
 
-SceneRenderer::SceneRenderer(const Scene& scene, int channel) : scene_(scene), channel_(channel) {}
+SceneRenderer::SceneRenderer(const Scene& scene, int channel) : m_scene(scene), m_channel(channel) {}
 SceneRenderer::~SceneRenderer() = default;
 
 void SceneRenderer::Clear() {
-    canvases_.clear();
+    m_canvases.clear();
 }
 
 SceneRenderer::Canvas& SceneRenderer::CanvasFor(int width, int height) {
-    for (const auto& canvas : canvases_) {
+    for (const auto& canvas : m_canvases) {
         if (canvas->width == width && canvas->height == height) {
             return *canvas;
         }
     }
-    if (canvases_.size() >= kMostCanvases) {
-        canvases_.erase(canvases_.begin());
+    if (m_canvases.size() >= kMostCanvases) {
+        m_canvases.erase(m_canvases.begin());
     }
-    return *canvases_.emplace_back(std::make_unique<Canvas>(width, height));
+    return *m_canvases.emplace_back(std::make_unique<Canvas>(width, height));
 }
 
 PixelView SceneRenderer::Draw(int width, int height, const SceneMoment& moment) {
     Canvas& canvas = CanvasFor(width, height);
     if (cairo_status(canvas.cairo.get()) != CAIRO_STATUS_SUCCESS ||
         cairo_surface_status(canvas.still.get()) != CAIRO_STATUS_SUCCESS) {
-        canvases_.clear();
+        m_canvases.clear();
         return {};
     }
     if (!canvas.stillDone || canvas.stillView != moment.view) {
         const CairoPtr<cairo_t> cairo(cairo_create(canvas.still.get()));
         ApplyView(cairo.get(), width, height, moment.view);
         Painter painter(cairo.get());
-        scene_.paintStill(painter);
+        m_scene.paintStill(painter);
         cairo_surface_flush(canvas.still.get());
         canvas.stillDone = true;
         canvas.stillView = moment.view;
@@ -148,7 +148,7 @@ PixelView SceneRenderer::Draw(int width, int height, const SceneMoment& moment) 
         cairo_set_tolerance(cairo, 0.4);
         ApplyView(cairo, width, height, moment.view);
         Painter painter(cairo);
-        scene_.paintMoving(painter, moment.seconds + channel_ * kChannelOffset);
+        m_scene.paintMoving(painter, moment.seconds + m_channel * kChannelOffset);
         cairo_restore(cairo);
         Blur(canvas, moment.blur);
         DrawStrips(canvas, moment);
@@ -198,7 +198,7 @@ void SceneRenderer::DrawStrips(Canvas& canvas, const SceneMoment& moment) const 
     cairo_select_font_face(cairo, "DejaVu Sans", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_BOLD);
     cairo_set_font_size(cairo, strip * 0.72);
     // The number on a bright plate, so that it is found first.
-    const std::string number = std::to_string(channel_ + 1);
+    const std::string number = std::to_string(m_channel + 1);
     cairo_text_extents_t size;
     cairo_text_extents(cairo, number.c_str(), &size);
     const double plate = size.x_advance + 2 * margin;

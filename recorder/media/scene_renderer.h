@@ -53,9 +53,9 @@ private:
     static void Blur(Canvas& canvas, double blur);
     void DrawStrips(Canvas& canvas, const SceneMoment& moment) const;
 
-    const Scene& scene_;
-    const int channel_;
-    std::vector<std::unique_ptr<Canvas>> canvases_;
+    const Scene& m_scene;
+    const int m_channel;
+    std::vector<std::unique_ptr<Canvas>> m_canvases;
 };
 
 }  // namespace kvrecorder

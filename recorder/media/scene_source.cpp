@@ -28,16 +28,16 @@ class SceneSource final : public PictureSource {
 public:
     SceneSource(int channel, const Scene& scene, const std::vector<StreamConfig>& streams,
                 std::shared_ptr<PtzCamera> camera)
-        : shift_(kChannelShift * (channel % 16)), camera_(std::move(camera)), renderer_(scene, channel) {
+        : m_shift(kChannelShift * (channel % 16)), m_camera(std::move(camera)), m_renderer(scene, channel) {
         for (const StreamConfig& stream : streams) {
             CheckStream(stream);
-            streams_.push_back({stream, nullptr, -1});
+            m_streams.push_back({stream, nullptr, -1});
         }
     }
 
     std::vector<StreamDescription> Streams() const override {
         std::vector<StreamDescription> out;
-        for (const Stream& stream : streams_) {
+        for (const Stream& stream : m_streams) {
             out.push_back(
                 {stream.config.codec, stream.config.width, stream.config.height, stream.config.fps});
         }
@@ -45,10 +45,10 @@ public:
     }
 
     MediaTime Run(const SourceRound& round, SourceOutput& output) override {
-        const MediaTime now = round.now + shift_;
+        const MediaTime now = round.now + m_shift;
         MediaTime next = MediaTime::max();
-        for (std::size_t i = 0; i < streams_.size(); ++i) {
-            Stream& stream = streams_[i];
+        for (std::size_t i = 0; i < m_streams.size(); ++i) {
+            Stream& stream = m_streams[i];
             if (!round.wanted[i]) {
                 stream.encoder.reset();
                 continue;
@@ -66,14 +66,14 @@ public:
             }
             next = std::min(next, TimeOf(index + 1, stream.config.fps));
         }
-        return next - shift_;
+        return next - m_shift;
     }
 
     void Sleep() override {
-        for (Stream& stream : streams_) {
+        for (Stream& stream : m_streams) {
             stream.encoder.reset();
         }
-        renderer_.Clear();
+        m_renderer.Clear();
     }
 
 private:
@@ -95,12 +95,12 @@ private:
         moment.seconds = static_cast<double>(time.count()) / 1e6;
         moment.wall = round.wall - (now - time);
         moment.name = round.name;
-        if (camera_) {
-            const CameraPose pose = camera_->Pose(time);
+        if (m_camera) {
+            const CameraPose pose = m_camera->Pose(time);
             moment.view = pose.view;
             moment.blur = pose.blur;
         }
-        const PixelView view = renderer_.Draw(stream.config.width, stream.config.height, moment);
+        const PixelView view = m_renderer.Draw(stream.config.width, stream.config.height, moment);
         if (!FillPicture(stream.encoder->Picture(), view)) {
             throw std::runtime_error("no memory for a picture");
         }
@@ -109,10 +109,10 @@ private:
         }
     }
 
-    const MediaTime shift_;
-    const std::shared_ptr<PtzCamera> camera_;
-    SceneRenderer renderer_;
-    std::vector<Stream> streams_;
+    const MediaTime m_shift;
+    const std::shared_ptr<PtzCamera> m_camera;
+    SceneRenderer m_renderer;
+    std::vector<Stream> m_streams;
 };
 
 }  // namespace

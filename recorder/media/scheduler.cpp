@@ -2,46 +2,46 @@
 
 namespace kvrecorder {
 
-Scheduler::Scheduler(std::shared_ptr<MediaClock> clock, int threads) : clock_(std::move(clock)) {
+Scheduler::Scheduler(std::shared_ptr<MediaClock> clock, int threads) : m_clock(std::move(clock)) {
     for (int i = 0; i < threads; ++i) {
-        threads_.emplace_back([this] { Run(); });
+        m_threads.emplace_back([this] { Run(); });
     }
 }
 
 Scheduler::~Scheduler() {
     {
-        const std::lock_guard lock(mutex_);
-        stop_ = true;
+        const std::lock_guard lock(m_mutex);
+        m_stop = true;
     }
-    wake_.notify_all();
-    for (std::thread& thread : threads_) {
+    m_wake.notify_all();
+    for (std::thread& thread : m_threads) {
         thread.join();
     }
 }
 
 int Scheduler::Add(Task task) {
-    const std::lock_guard lock(mutex_);
-    entries_.push_back(std::make_unique<Entry>());
-    entries_.back()->task = std::move(task);
-    return static_cast<int>(entries_.size()) - 1;
+    const std::lock_guard lock(m_mutex);
+    m_entries.push_back(std::make_unique<Entry>());
+    m_entries.back()->task = std::move(task);
+    return static_cast<int>(m_entries.size()) - 1;
 }
 
 void Scheduler::Wake(int task) {
     {
-        const std::lock_guard lock(mutex_);
-        Entry& entry = *entries_[static_cast<std::size_t>(task)];
+        const std::lock_guard lock(m_mutex);
+        Entry& entry = *m_entries[static_cast<std::size_t>(task)];
         if (entry.running) {
             entry.wakeAgain = true;
         } else {
-            entry.due = clock_->Now();
+            entry.due = m_clock->Now();
         }
     }
-    wake_.notify_one();
+    m_wake.notify_one();
 }
 
 Scheduler::Entry* Scheduler::Earliest() {
     Entry* earliest = nullptr;
-    for (const auto& entry : entries_) {
+    for (const auto& entry : m_entries) {
         if (!entry->running && entry->due && (!earliest || *entry->due < *earliest->due)) {
             earliest = entry.get();
         }
@@ -50,26 +50,26 @@ Scheduler::Entry* Scheduler::Earliest() {
 }
 
 void Scheduler::Run() {
-    std::unique_lock lock(mutex_);
-    while (!stop_) {
+    std::unique_lock lock(m_mutex);
+    while (!m_stop) {
         Entry* const entry = Earliest();
         if (!entry) {
-            wake_.wait(lock);
+            m_wake.wait(lock);
             continue;
         }
-        if (*entry->due > clock_->Now()) {
-            clock_->WaitUntil(lock, wake_, *entry->due);
+        if (*entry->due > m_clock->Now()) {
+            m_clock->WaitUntil(lock, m_wake, *entry->due);
             continue;
         }
         entry->running = true;
         entry->due.reset();
         // Another thread takes over the wait for what is due next.
-        wake_.notify_one();
+        m_wake.notify_one();
         lock.unlock();
         const std::optional<MediaTime> next = entry->task();
         lock.lock();
         entry->running = false;
-        entry->due = entry->wakeAgain ? std::optional(clock_->Now()) : next;
+        entry->due = entry->wakeAgain ? std::optional(m_clock->Now()) : next;
         entry->wakeAgain = false;
     }
 }

@@ -39,12 +39,12 @@ private:
     void Run();
     Entry* Earliest();
 
-    const std::shared_ptr<MediaClock> clock_;
-    std::mutex mutex_;
-    std::condition_variable wake_;
-    std::vector<std::unique_ptr<Entry>> entries_;
-    bool stop_ = false;
-    std::vector<std::thread> threads_;
+    const std::shared_ptr<MediaClock> m_clock;
+    std::mutex m_mutex;
+    std::condition_variable m_wake;
+    std::vector<std::unique_ptr<Entry>> m_entries;
+    bool m_stop = false;
+    std::vector<std::thread> m_threads;
 };
 
 }  // namespace kvrecorder

@@ -54,16 +54,16 @@ public:
 class LawEncoder final : public SoundEncoder {
 public:
     explicit LawEncoder(SoundFormat format)
-        : code_(format == SoundFormat::MuLaw ? linear_to_ulaw : linear_to_alaw) {}
+        : m_code(format == SoundFormat::MuLaw ? linear_to_ulaw : linear_to_alaw) {}
 
     std::vector<std::uint8_t> Encode(std::span<const std::int16_t> samples) override {
         std::vector<std::uint8_t> bytes(samples.size());
-        std::transform(samples.begin(), samples.end(), bytes.begin(), code_);
+        std::transform(samples.begin(), samples.end(), bytes.begin(), m_code);
         return bytes;
     }
 
 private:
-    std::uint8_t (*const code_)(int);
+    std::uint8_t (*const m_code)(int);
 };
 
 struct FreeState {
@@ -83,18 +83,18 @@ State MakeState(int bits, bool lowFirst) {
 class AdaptiveEncoder final : public SoundEncoder {
 public:
     explicit AdaptiveEncoder(const SoundConfig& config)
-        : state_(MakeState(config.bits, config.format == SoundFormat::G726)) {}
+        : m_state(MakeState(config.bits, config.format == SoundFormat::G726)) {}
 
     std::vector<std::uint8_t> Encode(std::span<const std::int16_t> samples) override {
         std::vector<std::uint8_t> bytes(samples.size());
         const int made =
-            g726_encode(state_.get(), bytes.data(), samples.data(), static_cast<int>(samples.size()));
+            g726_encode(m_state.get(), bytes.data(), samples.data(), static_cast<int>(samples.size()));
         bytes.resize(static_cast<std::size_t>(made));
         return bytes;
     }
 
 private:
-    const State state_;
+    const State m_state;
 };
 
 class TalkDecoder final : public SoundDecoder {
@@ -102,13 +102,13 @@ public:
     std::vector<std::int16_t> Decode(std::span<const std::uint8_t> bytes) override {
         std::vector<std::int16_t> samples(bytes.size() * 2);
         const int made =
-            g726_decode(state_.get(), samples.data(), bytes.data(), static_cast<int>(bytes.size()));
+            g726_decode(m_state.get(), samples.data(), bytes.data(), static_cast<int>(bytes.size()));
         samples.resize(static_cast<std::size_t>(made));
         return samples;
     }
 
 private:
-    const State state_ = MakeState(kTalkBits, true);
+    const State m_state = MakeState(kTalkBits, true);
 };
 
 }  // namespace

@@ -17,116 +17,118 @@ constexpr MediaTime kMostLate{400'000};
 class Sound {
 public:
     Sound(std::shared_ptr<MediaClock> clock, int channel, const SoundConfig& config)
-        : clock_(std::move(clock)),
-          channel_(channel),
-          config_(config),
-          block_(BlockOf(config)),
-          source_(CreateSoundSource(channel, config)),
-          samples_(static_cast<std::size_t>(config.rate) * static_cast<std::size_t>(kBlockTime.count()) /
-                   1'000'000),
-          encoder_(CreateSoundEncoder(config)) {}
+        : m_clock(std::move(clock)),
+          m_channel(channel),
+          m_config(config),
+          m_block(BlockOf(config)),
+          m_source(CreateSoundSource(channel, config)),
+          m_samples(static_cast<std::size_t>(config.rate) * static_cast<std::size_t>(kBlockTime.count()) /
+                    1'000'000),
+          m_encoder(CreateSoundEncoder(config)) {}
 
-    bool Is(int channel, const SoundConfig& config) const { return channel == channel_ && config == config_; }
-    StreamFeed& Feed() { return feed_; }
+    bool Is(int channel, const SoundConfig& config) const {
+        return channel == m_channel && config == m_config;
+    }
+    StreamFeed& Feed() { return m_feed; }
 
     std::optional<MediaTime> Work() {
-        if (!feed_.Watched()) {
-            feed_.Forget();
-            running_ = false;
+        if (!m_feed.Watched()) {
+            m_feed.Forget();
+            m_running = false;
             return std::nullopt;
         }
-        const MediaTime now = clock_->Now();
-        if (!running_) {
+        const MediaTime now = m_clock->Now();
+        if (!m_running) {
             Restart(now);
         }
-        feed_.Begin();
-        if (now - due_ > kMostLate) {
-            const auto missed = (now - due_) / kBlockTime;
-            due_ += missed * kBlockTime;
-            next_ += static_cast<std::uint64_t>(missed) * samples_.size();
+        m_feed.Begin();
+        if (now - m_due > kMostLate) {
+            const auto missed = (now - m_due) / kBlockTime;
+            m_due += missed * kBlockTime;
+            m_next += static_cast<std::uint64_t>(missed) * m_samples.size();
         }
-        for (; due_ <= now; due_ += kBlockTime) {
+        for (; m_due <= now; m_due += kBlockTime) {
             Give();
         }
-        return due_;
+        return m_due;
     }
 
 private:
     void Restart(MediaTime now) {
-        running_ = true;
-        begun_ = due_ = now;
-        next_ = 0;
+        m_running = true;
+        m_begun = m_due = now;
+        m_next = 0;
         // Its first listener's decoder begins with it.
-        encoder_ = CreateSoundEncoder(config_);
+        m_encoder = CreateSoundEncoder(m_config);
     }
 
     void Give() {
-        source_->Fill(next_, samples_);
-        next_ += samples_.size();
+        m_source->Fill(m_next, m_samples);
+        m_next += m_samples.size();
         auto packet = std::make_shared<Packet>();
-        packet->fourcc = block_.fourcc;
-        packet->soundRate = block_.rate;
-        packet->soundBits = block_.bits;
-        packet->soundChannels = block_.channels;
+        packet->fourcc = m_block.fourcc;
+        packet->soundRate = m_block.rate;
+        packet->soundBits = m_block.bits;
+        packet->soundChannels = m_block.channels;
         packet->key = true;  // each stands alone
-        packet->timeMs = (due_ - begun_).count() / 1000;
-        packet->data = encoder_->Encode(samples_);
-        feed_.Publish(std::move(packet), true);
+        packet->timeMs = (m_due - m_begun).count() / 1000;
+        packet->data = m_encoder->Encode(m_samples);
+        m_feed.Publish(std::move(packet), true);
     }
 
-    const std::shared_ptr<MediaClock> clock_;
-    const int channel_;
-    const SoundConfig config_;
-    const SoundBlock block_;
-    const std::unique_ptr<SoundSource> source_;
-    StreamFeed feed_;
+    const std::shared_ptr<MediaClock> m_clock;
+    const int m_channel;
+    const SoundConfig m_config;
+    const SoundBlock m_block;
+    const std::unique_ptr<SoundSource> m_source;
+    StreamFeed m_feed;
     // Of the sound's thread.
-    std::vector<std::int16_t> samples_;
-    std::unique_ptr<SoundEncoder> encoder_;
-    bool running_ = false;
-    MediaTime begun_{};
-    MediaTime due_{};
-    std::uint64_t next_ = 0;
+    std::vector<std::int16_t> m_samples;
+    std::unique_ptr<SoundEncoder> m_encoder;
+    bool m_running = false;
+    MediaTime m_begun{};
+    MediaTime m_due{};
+    std::uint64_t m_next = 0;
 };
 
 class SoundSubscription final : public Subscription {
 public:
     SoundSubscription(std::shared_ptr<Sound> sound, std::shared_ptr<StreamFeed::Watcher> watcher)
-        : sound_(std::move(sound)), watcher_(std::move(watcher)) {}
-    ~SoundSubscription() override { sound_->Feed().Unwatch(watcher_); }
+        : m_sound(std::move(sound)), m_watcher(std::move(watcher)) {}
+    ~SoundSubscription() override { m_sound->Feed().Unwatch(m_watcher); }
 
 private:
-    const std::shared_ptr<Sound> sound_;
-    const std::shared_ptr<StreamFeed::Watcher> watcher_;
+    const std::shared_ptr<Sound> m_sound;
+    const std::shared_ptr<StreamFeed::Watcher> m_watcher;
 };
 
 class Hub final : public SoundHub {
 public:
-    explicit Hub(std::shared_ptr<MediaClock> clock) : clock_(clock), scheduler_(clock, 1) {}
+    explicit Hub(std::shared_ptr<MediaClock> clock) : m_clock(clock), m_scheduler(clock, 1) {}
 
     std::unique_ptr<Subscription> Subscribe(int channel, const SoundConfig& config,
                                             std::function<void(const PacketPtr&)> sink) override {
-        const std::lock_guard lock(mutex_);
+        const std::lock_guard lock(m_mutex);
         std::size_t number = 0;
-        while (number < sounds_.size() && !sounds_[number]->Is(channel, config)) {
+        while (number < m_sounds.size() && !m_sounds[number]->Is(channel, config)) {
             ++number;
         }
-        if (number == sounds_.size()) {
-            const auto sound = std::make_shared<Sound>(clock_, channel, config);
-            sounds_.push_back(sound);
+        if (number == m_sounds.size()) {
+            const auto sound = std::make_shared<Sound>(m_clock, channel, config);
+            m_sounds.push_back(sound);
             // The tasks' numbers are the sounds'.
-            scheduler_.Add([sound] { return sound->Work(); });
+            m_scheduler.Add([sound] { return sound->Work(); });
         }
-        auto watcher = sounds_[number]->Feed().Watch(std::move(sink));
-        scheduler_.Wake(static_cast<int>(number));
-        return std::make_unique<SoundSubscription>(sounds_[number], std::move(watcher));
+        auto watcher = m_sounds[number]->Feed().Watch(std::move(sink));
+        m_scheduler.Wake(static_cast<int>(number));
+        return std::make_unique<SoundSubscription>(m_sounds[number], std::move(watcher));
     }
 
 private:
-    const std::shared_ptr<MediaClock> clock_;
-    std::mutex mutex_;
-    std::vector<std::shared_ptr<Sound>> sounds_;
-    Scheduler scheduler_;  // last: its thread ends before the rest goes
+    const std::shared_ptr<MediaClock> m_clock;
+    std::mutex m_mutex;
+    std::vector<std::shared_ptr<Sound>> m_sounds;
+    Scheduler m_scheduler;  // last: its thread ends before the rest goes
 };
 
 }  // namespace

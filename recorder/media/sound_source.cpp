@@ -34,13 +34,13 @@ constexpr std::array<Tune, 8> kTunes = {{
 
 class TuneSource final : public SoundSource {
 public:
-    TuneSource(const Tune& tune, int rate) : tune_(tune), rate_(rate) {}
+    TuneSource(const Tune& tune, int rate) : m_tune(tune), m_rate(rate) {}
 
     void Fill(std::uint64_t first, std::span<std::int16_t> samples) const override {
-        const auto noteLength = static_cast<std::uint64_t>(tune_.noteSeconds * rate_);
+        const auto noteLength = static_cast<std::uint64_t>(m_tune.noteSeconds * m_rate);
         for (std::size_t i = 0; i < samples.size(); ++i) {
             const std::uint64_t at = first + i;
-            const int step = tune_.steps[at / noteLength % tune_.steps.size()];
+            const int step = m_tune.steps[at / noteLength % m_tune.steps.size()];
             samples[i] = step == kRest ? std::int16_t{0} : Note(step, at % noteLength);
         }
     }
@@ -48,47 +48,47 @@ public:
 private:
     // Plucked: a quick rise and a slow fall, with two overtones.
     std::int16_t Note(int step, std::uint64_t at) const {
-        const double seconds = static_cast<double>(at) / rate_;
-        const double turn = 2 * std::numbers::pi * tune_.key * std::exp2(step / 12.0) * seconds;
+        const double seconds = static_cast<double>(at) / m_rate;
+        const double turn = 2 * std::numbers::pi * m_tune.key * std::exp2(step / 12.0) * seconds;
         const double sound = std::sin(turn) + 0.4 * std::sin(2 * turn) + 0.15 * std::sin(3 * turn);
         const double height = std::min(seconds / 0.01, 1.0) * std::exp(-4 * seconds);
         return static_cast<std::int16_t>(std::lround(kLoudness * height * sound));
     }
 
-    const Tune& tune_;
-    const int rate_;
+    const Tune& m_tune;
+    const int m_rate;
 };
 
 class ToneSource final : public SoundSource {
 public:
-    ToneSource(int hertz, int rate) : hertz_(static_cast<std::uint64_t>(hertz)), rate_(rate) {}
+    ToneSource(int hertz, int rate) : m_hertz(static_cast<std::uint64_t>(hertz)), m_rate(rate) {}
 
     void Fill(std::uint64_t first, std::span<std::int16_t> samples) const override {
         for (std::size_t i = 0; i < samples.size(); ++i) {
             // Whole turns are left out, so that the tone is as pure after a day as at first.
-            const std::uint64_t part = (first + i) * hertz_ % static_cast<std::uint64_t>(rate_);
-            const double turn = 2 * std::numbers::pi * static_cast<double>(part) / rate_;
+            const std::uint64_t part = (first + i) * m_hertz % static_cast<std::uint64_t>(m_rate);
+            const double turn = 2 * std::numbers::pi * static_cast<double>(part) / m_rate;
             samples[i] = static_cast<std::int16_t>(std::lround(kLoudness * std::sin(turn)));
         }
     }
 
 private:
-    const std::uint64_t hertz_;
-    const int rate_;
+    const std::uint64_t m_hertz;
+    const int m_rate;
 };
 
 class FileSound final : public SoundSource {
 public:
-    explicit FileSound(std::vector<std::int16_t> samples) : samples_(std::move(samples)) {}
+    explicit FileSound(std::vector<std::int16_t> samples) : m_samples(std::move(samples)) {}
 
     void Fill(std::uint64_t first, std::span<std::int16_t> samples) const override {
         for (std::size_t i = 0; i < samples.size(); ++i) {
-            samples[i] = samples_[(first + i) % samples_.size()];
+            samples[i] = m_samples[(first + i) % m_samples.size()];
         }
     }
 
 private:
-    const std::vector<std::int16_t> samples_;
+    const std::vector<std::int16_t> m_samples;
 };
 
 }  // namespace

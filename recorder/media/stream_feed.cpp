@@ -3,87 +3,75 @@
 #include <algorithm>
 
 namespace kvrecorder {
-namespace {
-
-constexpr std::size_t kMostKeptPackets = 600;
-constexpr std::size_t kMostKeptBytes = 16 << 20;
-
-}  // namespace
 
 void StreamFeed::Watcher::End() {
-    const std::lock_guard lock(calling_);
-    ended_ = true;
+    const std::lock_guard lock(m_calling);
+    m_ended = true;
 }
 
-void StreamFeed::Watcher::Give(const PacketPtr* first, const PacketPtr* last) {
-    const std::lock_guard lock(calling_);
-    for (; first != last && !ended_; ++first) {
-        sink_(*first);
+void StreamFeed::Watcher::Give(std::span<const PacketPtr> packets) {
+    const std::lock_guard lock(m_calling);
+    for (const PacketPtr& packet : packets) {
+        if (m_ended) {
+            break;
+        }
+        m_sink(packet);
     }
 }
 
 std::shared_ptr<StreamFeed::Watcher> StreamFeed::Watch(Sink sink) {
     auto watcher = std::make_shared<Watcher>(std::move(sink));
-    const std::lock_guard lock(mutex_);
-    watchers_.push_back(watcher);
-    watcherCount_ = static_cast<int>(watchers_.size());
+    const std::lock_guard lock(m_mutex);
+    m_watchers.push_back(watcher);
+    m_watcherCount = static_cast<int>(m_watchers.size());
     return watcher;
 }
 
 void StreamFeed::Unwatch(const std::shared_ptr<Watcher>& watcher) {
     watcher->End();
-    const std::lock_guard lock(mutex_);
-    std::erase(watchers_, watcher);
-    watcherCount_ = static_cast<int>(watchers_.size());
+    const std::lock_guard lock(m_mutex);
+    std::erase(m_watchers, watcher);
+    m_watcherCount = static_cast<int>(m_watchers.size());
 }
 
 void StreamFeed::TakeWatchers() {
-    const std::lock_guard lock(mutex_);
-    round_ = watchers_;
+    const std::lock_guard lock(m_mutex);
+    m_round = m_watchers;
 }
 
 void StreamFeed::Begin() {
-    if (group_.empty()) {
+    if (m_group.IsEmpty()) {
         return;
     }
     TakeWatchers();
-    for (const auto& watcher : round_) {
-        if (!watcher->begun_) {
-            watcher->begun_ = true;
-            watcher->Give(group_.data(), group_.data() + group_.size());
+    for (const auto& watcher : m_round) {
+        if (!watcher->m_begun) {
+            watcher->m_begun = true;
+            watcher->Give(m_group.Packets());
         }
     }
-    round_.clear();
+    m_round.clear();
 }
 
 void StreamFeed::Publish(PacketPtr packet, bool encoded) {
-    ++packets_;
-    encoded_ += encoded ? 1 : 0;
-    if (packet->key) {
-        group_.clear();
-        groupBytes_ = 0;
-    }
-    if (packet->key || !group_.empty()) {
-        groupBytes_ += packet->data.size();
-        group_.push_back(packet);
-    }
+    ++m_packets;
+    m_encoded += encoded ? 1 : 0;
+    m_group.Add(packet);
     TakeWatchers();
-    for (const auto& watcher : round_) {
-        if (watcher->begun_) {
-            watcher->Give(&packet, &packet + 1);
-        } else if (!group_.empty()) {
-            watcher->begun_ = true;
-            watcher->Give(group_.data(), group_.data() + group_.size());
+    for (const auto& watcher : m_round) {
+        if (watcher->m_begun) {
+            watcher->Give({&packet, 1});
+        } else if (!m_group.IsEmpty()) {
+            watcher->m_begun = true;
+            watcher->Give(m_group.Packets());
         }
     }
-    round_.clear();
-    if (group_.size() > kMostKeptPackets || groupBytes_ > kMostKeptBytes) {
-        group_.clear();
-    }
+    m_round.clear();
+    m_group.DropIfTooLarge();
 }
 
 StreamCounters StreamFeed::Counters() const {
-    return {packets_, encoded_, skipped_, watcherCount_};
+    return {m_packets, m_encoded, m_skipped, m_watcherCount};
 }
 
 }  // namespace kvrecorder

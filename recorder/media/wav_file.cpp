@@ -72,40 +72,40 @@ std::vector<std::int16_t> ReadWav(const std::string& path, int rate) {
 }
 
 WavWriter::WavWriter(const std::string& path, int rate)
-    : file_(std::fopen(path.c_str(), "wbx")), rate_(rate) {
-    if (!file_) {
+    : m_file(std::fopen(path.c_str(), "wbx")), m_rate(rate) {
+    if (!m_file) {
         throw std::runtime_error("cannot make " + path);
     }
     WriteHead();
 }
 
 WavWriter::~WavWriter() {
-    std::rewind(file_.get());
+    std::rewind(m_file.get());
     WriteHead();
 }
 
 void WavWriter::WriteHead() {
-    const auto size = static_cast<std::uint32_t>(samples_ * 2);
+    const auto size = static_cast<std::uint32_t>(m_samples * 2);
     std::string head = "RIFF";
     Put(head, static_cast<std::uint32_t>(kHeadBytes) - 8 + size, 4);
     head += "WAVEfmt ";
     Put(head, 16, 4);
     Put(head, 1, 2);
     Put(head, 1, 2);
-    Put(head, static_cast<std::uint32_t>(rate_), 4);
-    Put(head, static_cast<std::uint32_t>(rate_) * 2, 4);
+    Put(head, static_cast<std::uint32_t>(m_rate), 4);
+    Put(head, static_cast<std::uint32_t>(m_rate) * 2, 4);
     Put(head, 2, 2);
     Put(head, 16, 2);
     head += "data";
     Put(head, size, 4);
-    std::fwrite(head.data(), 1, head.size(), file_.get());
+    std::fwrite(head.data(), 1, head.size(), m_file.get());
 }
 
 void WavWriter::Write(std::span<const std::int16_t> samples) {
-    samples = samples.first(std::min(samples.size(), kMaxSamples - samples_));
+    samples = samples.first(std::min(samples.size(), kMaxSamples - m_samples));
     const std::string bytes = Sound(samples);
-    samples_ += std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) / 2;
-    std::fflush(file_.get());
+    m_samples += std::fwrite(bytes.data(), 1, bytes.size(), m_file.get()) / 2;
+    std::fflush(m_file.get());
 }
 
 }  // namespace kvrecorder

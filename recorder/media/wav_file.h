@@ -34,9 +34,9 @@ private:
 
     void WriteHead();
 
-    std::unique_ptr<std::FILE, Close> file_;
-    const int rate_;
-    std::size_t samples_ = 0;
+    std::unique_ptr<std::FILE, Close> m_file;
+    const int m_rate;
+    std::size_t m_samples = 0;
 };
 
 }  // namespace kvrecorder

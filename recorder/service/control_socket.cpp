@@ -56,21 +56,21 @@ struct ControlSocket::Shared {
 class ControlSocket::Session : public std::enable_shared_from_this<Session> {
 public:
     Session(Protocol::socket socket, std::shared_ptr<Shared> shared)
-        : socket_(std::move(socket)), idle_(socket_.get_executor()), shared_(std::move(shared)) {
-        ++shared_->sessions;
+        : m_socket(std::move(socket)), m_idle(m_socket.get_executor()), m_shared(std::move(shared)) {
+        ++m_shared->sessions;
     }
-    ~Session() { --shared_->sessions; }
+    ~Session() { --m_shared->sessions; }
 
     void Read() {
-        idle_.expires_after(kIdleTime);
-        idle_.async_wait([weak = weak_from_this()](const std::error_code& error) {
+        m_idle.expires_after(kIdleTime);
+        m_idle.async_wait([weak = weak_from_this()](const std::error_code& error) {
             const auto self = weak.lock();
             if (!error && self) {
                 std::error_code ignored;
-                self->socket_.close(ignored);
+                self->m_socket.close(ignored);
             }
         });
-        asio::async_read_until(socket_, input_, '\n',
+        asio::async_read_until(m_socket, m_input, '\n',
                                [self = shared_from_this()](const std::error_code& error, std::size_t length) {
                                    self->OnLine(error, length);
                                });
@@ -79,17 +79,17 @@ public:
 private:
     void OnLine(const std::error_code& error, std::size_t length) {
         if (error) {
-            idle_.cancel();
+            m_idle.cancel();
             return;
         }
-        const auto begin = asio::buffers_begin(input_.data());
+        const auto begin = asio::buffers_begin(m_input.data());
         const std::string line(begin, begin + static_cast<std::ptrdiff_t>(length - 1));
-        input_.consume(length);
-        reply_ = shared_->handler(line);
-        asio::async_write(socket_, asio::buffer(reply_.text),
+        m_input.consume(length);
+        m_reply = m_shared->handler(line);
+        asio::async_write(m_socket, asio::buffer(m_reply.text),
                           [self = shared_from_this()](const std::error_code& failed, std::size_t) {
-                              if (self->reply_.afterwards) {
-                                  self->reply_.afterwards();
+                              if (self->m_reply.afterwards) {
+                                  self->m_reply.afterwards();
                               }
                               if (!failed) {
                                   self->Read();
@@ -97,58 +97,58 @@ private:
                           });
     }
 
-    Protocol::socket socket_;
-    asio::steady_timer idle_;
-    asio::streambuf input_{kMaxLine};
-    ControlReply reply_;
-    const std::shared_ptr<Shared> shared_;
+    Protocol::socket m_socket;
+    asio::steady_timer m_idle;
+    asio::streambuf m_input{kMaxLine};
+    ControlReply m_reply;
+    const std::shared_ptr<Shared> m_shared;
 };
 
 ControlSocket::ControlSocket(asio::io_context& io, std::string path, Handler handler)
-    : path_(std::move(path)),
-      shared_(std::make_shared<Shared>()),
-      strand_(asio::make_strand(io)),
-      acceptor_(strand_) {
-    shared_->handler = std::move(handler);
-    CheckPath(path_);
-    RemoveStale(io, path_);
+    : m_path(std::move(path)),
+      m_shared(std::make_shared<Shared>()),
+      m_strand(asio::make_strand(io)),
+      m_acceptor(m_strand) {
+    m_shared->handler = std::move(handler);
+    CheckPath(m_path);
+    RemoveStale(io, m_path);
     std::error_code error;
-    acceptor_.open(Protocol(), error);
+    m_acceptor.open(Protocol(), error);
     // From its first moment on nobody else may connect.
     const mode_t before = ::umask(0177);
-    acceptor_.bind(Protocol::endpoint(path_), error);
+    m_acceptor.bind(Protocol::endpoint(m_path), error);
     ::umask(before);
     if (!error) {
-        acceptor_.listen(asio::socket_base::max_listen_connections, error);
+        m_acceptor.listen(asio::socket_base::max_listen_connections, error);
     }
     if (error) {
-        throw ConfigError("cannot open the control socket " + path_ + ": " + error.message());
+        throw ConfigError("cannot open the control socket " + m_path + ": " + error.message());
     }
     Accept();
 }
 
 ControlSocket::~ControlSocket() {
-    ::unlink(path_.c_str());
+    ::unlink(m_path.c_str());
 }
 
 void ControlSocket::Stop() {
-    asio::post(strand_, [this] {
+    asio::post(m_strand, [this] {
         std::error_code ignored;
-        acceptor_.close(ignored);
+        m_acceptor.close(ignored);
     });
 }
 
 void ControlSocket::Accept() {
-    acceptor_.async_accept(asio::make_strand(strand_.get_inner_executor()),
-                           [this](const std::error_code& error, Protocol::socket socket) {
-                               if (error) {
-                                   return;
-                               }
-                               if (shared_->sessions < kMaxSessions) {
-                                   std::make_shared<Session>(std::move(socket), shared_)->Read();
-                               }
-                               Accept();
-                           });
+    m_acceptor.async_accept(asio::make_strand(m_strand.get_inner_executor()),
+                            [this](const std::error_code& error, Protocol::socket socket) {
+                                if (error) {
+                                    return;
+                                }
+                                if (m_shared->sessions < kMaxSessions) {
+                                    std::make_shared<Session>(std::move(socket), m_shared)->Read();
+                                }
+                                Accept();
+                            });
 }
 
 std::string SendControlCommand(const std::string& path, const std::string& line) {

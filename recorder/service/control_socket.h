@@ -35,10 +35,10 @@ private:
 
     void Accept();
 
-    const std::string path_;
-    std::shared_ptr<Shared> shared_;
-    asio::strand<asio::io_context::executor_type> strand_;
-    asio::local::stream_protocol::acceptor acceptor_;
+    const std::string m_path;
+    std::shared_ptr<Shared> m_shared;
+    asio::strand<asio::io_context::executor_type> m_strand;
+    asio::local::stream_protocol::acceptor m_acceptor;
 };
 
 // Sends one line to the socket at `path` and gives the reply. Throws ConfigError if nobody answers.

@@ -28,84 +28,85 @@ constexpr std::chrono::seconds kDiskPause{10};
 class RecorderService::Impl {
 public:
     Impl(std::shared_ptr<RecorderModel> model, ServiceOptions options)
-        : model_(std::move(model)), options_(std::move(options)) {}
+        : m_model(std::move(model)), m_options(std::move(options)) {}
 
     void Start() {
-        listener_.Open(options_.address, options_.port);
-        if (!options_.cameraAddress.empty()) {
-            cameras_ = std::make_unique<CameraPort>(
-                io_, *model_, CameraConnection::Timing{options_.headTime, options_.stallTime});
-            cameras_->Open(options_.cameraAddress, options_.cameraPort);
-            cameras_->Begin();
+        m_listener.Open(m_options.address, m_options.port);
+        if (!m_options.cameraAddress.empty()) {
+            m_cameras = std::make_unique<CameraPort>(
+                m_io, *m_model, CameraConnection::Timing{m_options.headTime, m_options.stallTime});
+            m_cameras->Open(m_options.cameraAddress, m_options.cameraPort);
+            m_cameras->Begin();
         }
-        if (!options_.controlPath.empty()) {
-            control_ = std::make_unique<ControlSocket>(
-                io_, options_.controlPath,
-                [this](std::string_view line) { return RunControlCommand(*model_, line, options_.onStop); });
+        if (!m_options.controlPath.empty()) {
+            m_control =
+                std::make_unique<ControlSocket>(m_io, m_options.controlPath, [this](std::string_view line) {
+                    return RunControlCommand(*m_model, line, m_options.onStop);
+                });
         }
-        model_->SetListener([this](Change change) {
-            for (const auto& connection : set_.All()) {
+        m_model->SetListener([this](Change change) {
+            for (const auto& connection : m_set.All()) {
                 connection->Changed(change);
             }
-            if (cameras_ && change == Change::Configuration) {
-                cameras_->Changed();
+            if (m_cameras && change == Change::Configuration) {
+                m_cameras->Changed();
             }
         });
-        listener_.Begin();
+        m_listener.Begin();
         WatchDisk();
-        for (int i = 0; i < options_.threads; ++i) {
-            threads_.emplace_back([this] { io_.run(); });
+        for (int i = 0; i < m_options.threads; ++i) {
+            m_threads.emplace_back([this] { m_io.run(); });
         }
     }
 
     void Stop() {
-        if (stopped_) {
+        if (m_stopped) {
             return;
         }
-        stopped_ = true;
-        model_->SetListener(nullptr);
-        asio::post(strand_, [this] {
-            stopping_ = true;
-            disk_.cancel();
+        m_stopped = true;
+        m_model->SetListener(nullptr);
+        asio::post(m_strand, [this] {
+            m_stopping = true;
+            m_disk.cancel();
         });
-        listener_.Close([this] {
-            for (const auto& connection : set_.All()) {
+        m_listener.Close([this] {
+            for (const auto& connection : m_set.All()) {
                 connection->Shutdown();
             }
         });
-        if (control_) {
-            control_->Stop();
+        if (m_control) {
+            m_control->Stop();
         }
-        if (cameras_ && !threads_.empty()) {
-            cameras_->Stop(std::chrono::milliseconds(500));
+        if (m_cameras && !m_threads.empty()) {
+            m_cameras->Stop(std::chrono::milliseconds(500));
         }
-        if (!threads_.empty() && !set_.WaitEmpty(std::chrono::milliseconds(500))) {
+        if (!m_threads.empty() && !m_set.WaitEmpty(std::chrono::milliseconds(500))) {
             // Notification clients that have not closed their side yet.
-            for (const auto& connection : set_.All()) {
+            for (const auto& connection : m_set.All()) {
                 connection->Close();
             }
-            set_.WaitEmpty(std::chrono::milliseconds(2000));
+            m_set.WaitEmpty(std::chrono::milliseconds(2000));
         }
-        work_.reset();
-        io_.stop();
-        for (std::thread& thread : threads_) {
+        m_work.reset();
+        m_io.stop();
+        for (std::thread& thread : m_threads) {
             thread.join();
         }
-        for (const auto& connection : set_.All()) {
+        for (const auto& connection : m_set.All()) {
             connection->Abandon();
         }
-        if (cameras_) {
-            cameras_->Abandon();
+        if (m_cameras) {
+            m_cameras->Abandon();
         }
     }
 
-    std::string Endpoint() const { return listener_.Endpoint(); }
-    std::string CameraEndpoint() const { return cameras_ ? cameras_->Endpoint() : ""; }
-    std::uint16_t Port() const { return listener_.Port(); }
+    std::string Endpoint() const { return m_listener.Endpoint(); }
+    std::string CameraEndpoint() const { return m_cameras ? m_cameras->Endpoint() : ""; }
+    std::uint16_t Port() const { return m_listener.Port(); }
 
     ServiceCounters Counters() const {
         ServiceCounters counters;
-        for (const auto& connection : set_.All()) {
+        for (const auto& connection : m_set.All()) {
             ++counters.connections;
             counters.streams += connection->Streaming() ? 1 : 0;
             counters.queuedBytes += connection->Queued();
@@ -118,90 +119,90 @@ private:
     // At the limit the oldest connection that has not sent its request yet makes room for the new one; with
     // none such the new one is refused.
     void Admit(tcp::socket socket) {
-        const auto limit = static_cast<std::size_t>(model_->Current()->server.maxConnections);
-        if (set_.Size() >= limit && !DropOldestHead()) {
+        const auto limit = static_cast<std::size_t>(m_model->Current()->server.maxConnections);
+        if (m_set.Size() >= limit && !DropOldestHead()) {
             return;
         }
-        const Timing timing{options_.headTime, options_.stallTime, options_.lingerTime, options_.talkTime,
-                            options_.notifyPause};
+        const Timing timing{m_options.headTime, m_options.stallTime, m_options.lingerTime, m_options.talkTime,
+                            m_options.notifyPause};
         const auto connection = std::make_shared<Connection>(
-            std::move(socket), ConnectionHost{*model_, set_, *sounds_, talks_, timing});
-        set_.Add(connection);
+            std::move(socket), ConnectionHost{*m_model, m_set, *m_sounds, m_talks, timing});
+        m_set.Add(connection);
         connection->Start();
     }
 
     void WatchDisk() {
-        disk_.expires_after(kDiskPause);
-        disk_.async_wait([this](const std::error_code& ended) {
-            if (ended || stopping_) {
+        m_disk.expires_after(kDiskPause);
+        m_disk.async_wait([this](const std::error_code& ended) {
+            if (ended || m_stopping) {
                 return;
             }
-            model_->CheckDisk();
+            m_model->CheckDisk();
             WatchDisk();
         });
     }
 
     bool DropOldestHead() {
         std::shared_ptr<Connection> oldest;
-        for (const auto& connection : set_.All()) {
+        for (const auto& connection : m_set.All()) {
             if (connection->InHead() && (!oldest || connection->Began() < oldest->Began())) {
                 oldest = connection;
             }
         }
         if (oldest) {
             // Counted out at once, so that a burst does not drop more than it needs.
-            set_.Remove(oldest);
+            m_set.Remove(oldest);
             oldest->Close();
         }
         return oldest != nullptr;
     }
 
-    const std::shared_ptr<RecorderModel> model_;
-    const ServiceOptions options_;
-    TalkBook talks_;
-    const std::unique_ptr<SoundHub> sounds_ = CreateSoundHub(options_.mediaClock);
-    ConnectionSet set_;
-    asio::io_context io_;
-    asio::executor_work_guard<asio::io_context::executor_type> work_{io_.get_executor()};
-    Listener listener_{io_, [this](tcp::socket socket) { Admit(std::move(socket)); }};
-    std::unique_ptr<CameraPort> cameras_;
-    asio::strand<asio::io_context::executor_type> strand_{io_.get_executor()};
-    asio::steady_timer disk_{strand_};
-    bool stopping_ = false;  // on strand_
-    bool stopped_ = false;   // by the owner's thread
-    std::unique_ptr<ControlSocket> control_;
-    std::vector<std::thread> threads_;
+    const std::shared_ptr<RecorderModel> m_model;
+    const ServiceOptions m_options;
+    TalkBook m_talks;
+    const std::unique_ptr<SoundHub> m_sounds = CreateSoundHub(m_options.mediaClock);
+    ConnectionSet m_set;
+    asio::io_context m_io;
+    asio::executor_work_guard<asio::io_context::executor_type> m_work{m_io.get_executor()};
+    Listener m_listener{m_io, [this](tcp::socket socket) { Admit(std::move(socket)); }};
+    std::unique_ptr<CameraPort> m_cameras;
+    asio::strand<asio::io_context::executor_type> m_strand{m_io.get_executor()};
+    asio::steady_timer m_disk{m_strand};
+    bool m_stopping = false;  // on m_strand
+    bool m_stopped = false;   // by the owner's thread
+    std::unique_ptr<ControlSocket> m_control;
+    std::vector<std::thread> m_threads;
 };
 
 RecorderService::RecorderService(std::shared_ptr<RecorderModel> model, ServiceOptions options)
-    : impl_(std::make_unique<Impl>(std::move(model), std::move(options))) {}
+    : m_impl(std::make_unique<Impl>(std::move(model), std::move(options))) {}
 
 RecorderService::~RecorderService() {
-    impl_->Stop();
+    m_impl->Stop();
 }
 
 void RecorderService::Start() {
-    impl_->Start();
+    m_impl->Start();
 }
 
 std::string RecorderService::Endpoint() const {
-    return impl_->Endpoint();
+    return m_impl->Endpoint();
 }
 
 std::string RecorderService::CameraEndpoint() const {
-    return impl_->CameraEndpoint();
+    return m_impl->CameraEndpoint();
 }
 
 std::uint16_t RecorderService::Port() const {
-    return impl_->Port();
+    return m_impl->Port();
 }
 
 ServiceCounters RecorderService::Counters() const {
-    return impl_->Counters();
+    return m_impl->Counters();
 }
 
 void RecorderService::Stop() {
-    impl_->Stop();
+    m_impl->Stop();
 }
 
 }  // namespace kvrecorder

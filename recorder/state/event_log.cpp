@@ -36,24 +36,24 @@ std::string LocalTime(EventLog::TimePoint at) {
 
 void EventLog::Add(EventLevel level, std::string_view text, std::chrono::seconds quiet) {
     std::string line = LineText(text);
-    const TimePoint now = now_();
-    const std::lock_guard lock(mutex_);
-    for (auto event = events_.rbegin(); event != events_.rend() && event->time > now - quiet; ++event) {
+    const TimePoint now = m_now();
+    const std::lock_guard lock(m_mutex);
+    for (auto event = m_events.rbegin(); event != m_events.rend() && event->time > now - quiet; ++event) {
         if (event->level == level && event->text == line) {
             return;
         }
     }
-    events_.push_back({now, level, std::move(line)});
-    if (events_.size() > kMost) {
-        events_.pop_front();
+    m_events.push_back({now, level, std::move(line)});
+    if (m_events.size() > kMost) {
+        m_events.pop_front();
     }
 }
 
 std::vector<Event> EventLog::Latest(std::chrono::seconds age) const {
-    const TimePoint since = now_() - age;
-    const std::lock_guard lock(mutex_);
+    const TimePoint since = m_now() - age;
+    const std::lock_guard lock(m_mutex);
     std::vector<Event> latest;
-    for (auto event = events_.rbegin(); event != events_.rend() && latest.size() < kMostTold; ++event) {
+    for (auto event = m_events.rbegin(); event != m_events.rend() && latest.size() < kMostTold; ++event) {
         if (event->time >= since) {
             latest.push_back(*event);
         }

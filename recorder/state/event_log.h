@@ -28,7 +28,7 @@ public:
     static constexpr std::size_t kMostTold = 255;
 
     explicit EventLog(std::function<TimePoint()> now = std::chrono::system_clock::now)
-        : now_(std::move(now)) {}
+        : m_now(std::move(now)) {}
 
     // Left out if the same was told within the last `quiet` time, so that none floods the log. Text from
     // outside loses what would break a line.
@@ -37,9 +37,9 @@ public:
     std::vector<Event> Latest(std::chrono::seconds age) const;
 
 private:
-    const std::function<TimePoint()> now_;
-    mutable std::mutex mutex_;
-    std::deque<Event> events_;
+    const std::function<TimePoint()> m_now;
+    mutable std::mutex m_mutex;
+    std::deque<Event> m_events;
 };
 
 // The document: a count, then a block for each event.

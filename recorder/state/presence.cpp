@@ -3,23 +3,23 @@
 namespace kvrecorder {
 
 bool Presence::Arrive(const std::string& who, Clock::time_point now) {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(m_mutex);
     // Those who have left make room, so that many addresses do not pile up.
-    std::erase_if(entries_, [&](const auto& entry) { return Gone(entry.second, now); });
-    Entry& entry = entries_[who];
+    std::erase_if(m_entries, [&](const auto& entry) { return Gone(entry.second, now); });
+    Entry& entry = m_entries[who];
     entry.last = now;
     return !std::exchange(entry.arrived, true);
 }
 
 void Presence::OpenLine(const std::string& who) {
-    const std::lock_guard lock(mutex_);
-    ++entries_[who].lines;
+    const std::lock_guard lock(m_mutex);
+    ++m_entries[who].lines;
 }
 
 void Presence::CloseLine(const std::string& who, Clock::time_point now) {
-    const std::lock_guard lock(mutex_);
-    const auto entry = entries_.find(who);
-    if (entry == entries_.end()) {
+    const std::lock_guard lock(m_mutex);
+    const auto entry = m_entries.find(who);
+    if (entry == m_entries.end()) {
         return;
     }
     entry->second.last = now;
@@ -27,8 +27,8 @@ void Presence::CloseLine(const std::string& who, Clock::time_point now) {
 }
 
 bool Presence::Leave(const std::string& who) {
-    const std::lock_guard lock(mutex_);
-    return entries_.erase(who) != 0;
+    const std::lock_guard lock(m_mutex);
+    return m_entries.erase(who) != 0;
 }
 
 }  // namespace kvrecorder

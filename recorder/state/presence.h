@@ -33,8 +33,8 @@ private:
         return entry.lines == 0 && now - entry.last > kLongestPause;
     }
 
-    std::mutex mutex_;
-    std::map<std::string, Entry> entries_;
+    std::mutex m_mutex;
+    std::map<std::string, Entry> m_entries;
 };
 
 }  // namespace kvrecorder

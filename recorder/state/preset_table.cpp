@@ -37,36 +37,36 @@ bool Sound(const SceneView& view) {
 
 }  // namespace
 
-PresetTable::PresetTable(std::string file, const std::vector<std::string>& names) : file_(std::move(file)) {
-    if (!file_.empty() && Load()) {
+PresetTable::PresetTable(std::string file, const std::vector<std::string>& names) : m_file(std::move(file)) {
+    if (!m_file.empty() && Load()) {
         return;
     }
-    for (std::size_t i = 0; i < std::min(names.size(), slots_.size()); ++i) {
+    for (std::size_t i = 0; i < std::min(names.size(), m_slots.size()); ++i) {
         if (!names[i].empty()) {
-            slots_[i] = Preset{names[i], PlaceOf(i)};
+            m_slots[i] = Preset{names[i], PlaceOf(i)};
         }
     }
 }
 
 PresetSlots PresetTable::Slots() const {
-    const std::lock_guard lock(mutex_);
-    return slots_;
+    const std::lock_guard lock(m_mutex);
+    return m_slots;
 }
 
 bool PresetTable::Set(std::size_t index, std::optional<Preset> preset) {
-    const std::lock_guard saving(saving_);
+    const std::lock_guard saving(m_saving);
     PresetSlots slots;
     {
-        const std::lock_guard lock(mutex_);
-        slots_.at(index) = std::move(preset);
-        slots = slots_;
+        const std::lock_guard lock(m_mutex);
+        m_slots.at(index) = std::move(preset);
+        slots = m_slots;
     }
-    return file_.empty() || Save(slots);
+    return m_file.empty() || Save(slots);
 }
 
 // A line is number, place, zoom and, behind one blank, the name.
 bool PresetTable::Load() {
-    std::ifstream file(file_);
+    std::ifstream file(m_file);
     std::string line;
     if (!std::getline(file, line) || line != kFirstLine) {
         return false;
@@ -77,20 +77,20 @@ bool PresetTable::Load() {
         std::size_t index = 0;
         Preset preset;
         if (!(words >> index >> preset.view.centreX >> preset.view.centreY >> preset.view.zoom) ||
-            index >= slots_.size() || !Sound(preset.view)) {
+            index >= m_slots.size() || !Sound(preset.view)) {
             continue;
         }
         words.get();
         std::getline(words, preset.name);
         if (preset.name.size() <= kMaxPresetBytes && IsDisplayText(preset.name)) {
-            slots_[index] = std::move(preset);
+            m_slots[index] = std::move(preset);
         }
     }
     return true;
 }
 
 bool PresetTable::Save(const PresetSlots& slots) const {
-    const std::string fresh = file_ + ".new";
+    const std::string fresh = m_file + ".new";
     {
         std::ofstream file(fresh, std::ios::trunc);
         file.imbue(std::locale::classic());
@@ -106,7 +106,7 @@ bool PresetTable::Save(const PresetSlots& slots) const {
         }
     }
     std::error_code error;
-    std::filesystem::rename(fresh, file_, error);
+    std::filesystem::rename(fresh, m_file, error);
     return !error;
 }
 

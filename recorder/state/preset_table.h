@@ -33,10 +33,10 @@ private:
     bool Load();
     bool Save(const PresetSlots& slots) const;
 
-    const std::string file_;
-    std::mutex saving_;  // one writer of the file at a time, and in order
-    mutable std::mutex mutex_;
-    PresetSlots slots_;
+    const std::string m_file;
+    std::mutex m_saving;  // one writer of the file at a time, and in order
+    mutable std::mutex m_mutex;
+    PresetSlots m_slots;
 };
 
 }  // namespace kvrecorder

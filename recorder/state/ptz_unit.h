@@ -10,8 +10,7 @@
 namespace kvrecorder {
 
 // Any thread.
-class PtzUnit {
-public:
+struct PtzUnit {
     PtzUnit(bool wide, std::string presetFile, const std::vector<std::string>& names)
         : camera(std::make_shared<PtzCamera>(wide)), presets(std::move(presetFile), names) {}
 

@@ -17,92 +17,92 @@ bool RecordQueue::Push(const PacketPtr& packet) {
     if (!packet || packet->data.empty()) {
         return false;
     }
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(m_mutex);
     if (packet->IsSound()) {
         return PushSound(packet);
     }
-    const auto oldest = std::find_if(packets_.begin(), packets_.end(),
+    const auto oldest = std::find_if(m_packets.begin(), m_packets.end(),
                                      [](const PacketPtr& waiting) { return !waiting->IsSound(); });
-    const bool late = oldest != packets_.end() && packet->timeMs - (*oldest)->timeMs > maxLagMs_;
+    const bool late = oldest != m_packets.end() && packet->timeMs - (*oldest)->timeMs > m_maxLagMs;
     if (packet->key && late) {
         Clear();
     }
-    if (bytes_ + packet->data.size() > kMaxBytes || packets_.size() >= kMaxRecords) {
+    if (m_bytes + packet->data.size() > kMaxBytes || m_packets.size() >= kMaxRecords) {
         Clear();
-        waitKey_ = true;
+        m_waitKey = true;
     }
-    if ((waitKey_ && !packet->key) || packet->data.size() > kMaxBytes) {
-        ++dropped_;
-        waitKey_ = true;
+    if ((m_waitKey && !packet->key) || packet->data.size() > kMaxBytes) {
+        ++m_dropped;
+        m_waitKey = true;
         return false;
     }
-    waitKey_ = false;
-    begun_ = true;
+    m_waitKey = false;
+    m_begun = true;
     return Take(packet);
 }
 
 bool RecordQueue::PushSound(const PacketPtr& packet) {
-    if (!begun_) {
+    if (!m_begun) {
         return false;
     }
-    if (sounds_ >= kMaxSounds) {
-        const auto oldest = std::find_if(packets_.begin(), packets_.end(),
+    if (m_sounds >= kMaxSounds) {
+        const auto oldest = std::find_if(m_packets.begin(), m_packets.end(),
                                          [](const PacketPtr& waiting) { return waiting->IsSound(); });
-        bytes_ -= (*oldest)->data.size();
-        packets_.erase(oldest);
-        --sounds_;
-        ++dropped_;
+        m_bytes -= (*oldest)->data.size();
+        m_packets.erase(oldest);
+        --m_sounds;
+        ++m_dropped;
     }
-    if (bytes_ + packet->data.size() > kMaxBytes) {
-        ++dropped_;
+    if (m_bytes + packet->data.size() > kMaxBytes) {
+        ++m_dropped;
         return false;
     }
-    ++sounds_;
+    ++m_sounds;
     return Take(packet);
 }
 
 bool RecordQueue::Take(const PacketPtr& packet) {
-    packets_.push_back(packet);
-    bytes_ += packet->data.size();
-    const bool wake = idle_;
-    idle_ = false;
+    m_packets.push_back(packet);
+    m_bytes += packet->data.size();
+    const bool wake = m_idle;
+    m_idle = false;
     return wake;
 }
 
 void RecordQueue::Restart() {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(m_mutex);
     Clear();
-    waitKey_ = true;
+    m_waitKey = true;
 }
 
 PacketPtr RecordQueue::Pop() {
-    const std::lock_guard lock(mutex_);
-    if (packets_.empty()) {
-        idle_ = true;
+    const std::lock_guard lock(m_mutex);
+    if (m_packets.empty()) {
+        m_idle = true;
         return nullptr;
     }
-    PacketPtr packet = std::move(packets_.front());
-    packets_.pop_front();
-    bytes_ -= packet->data.size();
-    sounds_ -= packet->IsSound() ? 1 : 0;
+    PacketPtr packet = std::move(m_packets.front());
+    m_packets.pop_front();
+    m_bytes -= packet->data.size();
+    m_sounds -= packet->IsSound() ? 1 : 0;
     return packet;
 }
 
 std::size_t RecordQueue::Bytes() const {
-    const std::lock_guard lock(mutex_);
-    return bytes_;
+    const std::lock_guard lock(m_mutex);
+    return m_bytes;
 }
 
 std::uint64_t RecordQueue::Dropped() const {
-    const std::lock_guard lock(mutex_);
-    return dropped_;
+    const std::lock_guard lock(m_mutex);
+    return m_dropped;
 }
 
 void RecordQueue::Clear() {
-    dropped_ += packets_.size();
-    packets_.clear();
-    bytes_ = 0;
-    sounds_ = 0;
+    m_dropped += m_packets.size();
+    m_packets.clear();
+    m_bytes = 0;
+    m_sounds = 0;
 }
 
 std::array<char, wire::kFrameHeaderSize> MakeRecordHead(const Packet& packet, std::uint32_t number) {

@@ -25,7 +25,7 @@ public:
     // Of more sound that waits the oldest is lost: a second of it.
     static constexpr std::size_t kMaxSounds = 25;
 
-    explicit RecordQueue(std::int64_t maxLagMs = kMaxLagMs) : maxLagMs_(maxLagMs) {}
+    explicit RecordQueue(std::int64_t maxLagMs = kMaxLagMs) : m_maxLagMs(maxLagMs) {}
 
     // True if the taker found the queue empty before and must be woken.
     bool Push(const PacketPtr& packet);
@@ -43,15 +43,15 @@ private:
     bool PushSound(const PacketPtr& packet);
     bool Take(const PacketPtr& packet);
 
-    const std::int64_t maxLagMs_;
-    mutable std::mutex mutex_;
-    std::deque<PacketPtr> packets_;
-    std::size_t bytes_ = 0;
-    std::size_t sounds_ = 0;
-    std::uint64_t dropped_ = 0;
-    bool begun_ = false;  // had a picture: no sound goes out before
-    bool waitKey_ = true;
-    bool idle_ = true;
+    const std::int64_t m_maxLagMs;
+    mutable std::mutex m_mutex;
+    std::deque<PacketPtr> m_packets;
+    std::size_t m_bytes = 0;
+    std::size_t m_sounds = 0;
+    std::uint64_t m_dropped = 0;
+    bool m_begun = false;  // had a picture: no sound goes out before
+    bool m_waitKey = true;
+    bool m_idle = true;
 };
 
 // The head that stands before a picture's bytes on the wire. Of the eight words that clients do not read,

@@ -1,4 +1,4 @@
-// The recorder's present state: who may do what, which channels there are and how they are.
+// The recorder's present state, and all that changes it.
 #pragma once
 
 #include <functional>
@@ -9,43 +9,16 @@
 #include <string_view>
 #include <vector>
 
+#include "state/channel_maker.h"
 #include "state/event_log.h"
 #include "state/presence.h"
-#include "state/ptz_unit.h"
 #include "state/recorder_config.h"
 #include "state/recordings.h"
+#include "state/snapshot.h"
 
 namespace kvrecorder {
 
 enum class Change { None, Status, Configuration };
-
-struct Channel {
-    ChannelConfig config;
-    std::vector<StreamDescription> streams;
-    std::shared_ptr<PtzUnit> ptz;  // null: the camera cannot be steered
-    int sourceNumber = 0;          // another one with each new source
-};
-
-// Where clients find the cameras that are to be had directly.
-struct CameraPlace {
-    std::string address;
-    int port = 0;  // 0: nowhere
-};
-
-// Never changed once it was given out.
-struct Snapshot {
-    ServerConfig server;
-    std::vector<User> users;
-    std::vector<Channel> channels;
-    CameraPlace cameras;
-
-    // Takes as long for a wrong name as for a wrong password. Null if there is no such user.
-    const User* Authorize(std::string_view name, std::string_view password) const;
-    const User* FindUser(std::string_view name) const;
-    // Null if out of range or without a camera.
-    const Channel* Configured(int channel) const;
-};
-using SnapshotPtr = std::shared_ptr<const Snapshot>;
 
 // All operations may be called from any thread. Those that change something return "" or words for the
 // user; the listener is called after a change, on the changing thread.
@@ -57,9 +30,9 @@ public:
     RecorderModel& operator=(const RecorderModel&) = delete;
 
     SnapshotPtr Current() const;
-    MediaHub& Hub() { return *hub_; }
-    EventLog& Events() { return events_; }
-    Presence& Users() { return users_; }
+    MediaHub& Hub() { return *m_hub; }
+    EventLog& Events() { return m_events; }
+    Presence& Users() { return m_users; }
     void SetListener(std::function<void(Change)> listener);
 
     // Takes over a configuration; watchers of a channel with another source go on with that. What could not
@@ -94,21 +67,25 @@ private:
     void OnMedia(int channel, MediaEvent event, bool on);
     void OnRecordingEnded(const Recordings::Notice& notice);
     std::string ShowRecording(int channel, bool on);
-    Channel MakeChannel(const ServerConfig& server, int number, const ChannelConfig& config);
-    // Gives a channel that exists another source; "" or words for the user, the channel being as before.
-    std::string ChangeSource(const ServerConfig& server, int number, Channel& channel,
+    // For a channel that there is; `edit` takes it with the state that it belongs to.
+    template <typename Edit>
+    std::string PublishChannel(Change change, int channel, Edit edit);
+    // Takes over what a configuration says of a channel; words for the user where it fails.
+    std::string TakeChannel(Snapshot& state, int number, const ChannelConfig& wanted);
+    std::string ChangeSource(const Snapshot& state, int number, Channel& channel,
                              const ChannelConfig& wanted);
 
-    const std::shared_ptr<MediaHub> hub_;
-    std::mutex editMutex_;  // one change at a time
-    mutable std::mutex mutex_;
-    SnapshotPtr current_ = std::make_shared<Snapshot>();
-    std::function<void(Change)> listener_;
-    EventLog events_;
-    Presence users_;
-    std::mutex diskMutex_;
-    std::optional<DiskFigures> disk_;         // as told last
-    std::unique_ptr<Recordings> recordings_;  // last: its thread reports to the rest
+    const std::shared_ptr<MediaHub> m_hub;
+    ChannelMaker m_maker;
+    std::mutex m_editMutex;  // one change at a time
+    mutable std::mutex m_mutex;
+    SnapshotPtr m_current = std::make_shared<Snapshot>();
+    std::function<void(Change)> m_listener;
+    EventLog m_events;
+    Presence m_users;
+    std::mutex m_diskMutex;
+    std::optional<DiskFigures> m_disk;         // as told last
+    std::unique_ptr<Recordings> m_recordings;  // last: its thread reports to the rest
 };
 
 }  // namespace kvrecorder

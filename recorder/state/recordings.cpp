@@ -61,13 +61,13 @@ void Recordings::Signal::Wait() {
 }
 
 Recordings::Recordings(MediaHub& hub, RecordingConfig config, std::function<void(const Notice&)> listener)
-    : hub_(hub), config_(std::move(config)), listener_(std::move(listener)), thread_([this] { Run(); }) {}
+    : m_hub(hub), m_config(std::move(config)), m_listener(std::move(listener)), m_thread([this] { Run(); }) {}
 
 Recordings::~Recordings() {
     std::vector<int> channels;
     {
-        const std::lock_guard lock(mutex_);
-        for (const auto& [channel, track] : tracks_) {
+        const std::lock_guard lock(m_mutex);
+        for (const auto& [channel, track] : m_tracks) {
             channels.push_back(channel);
         }
     }
@@ -75,47 +75,48 @@ Recordings::~Recordings() {
         Stop(channel);
     }
     {
-        const std::lock_guard lock(mutex_);
-        stop_ = true;
+        const std::lock_guard lock(m_mutex);
+        m_stop = true;
     }
-    signal_->Set();
-    thread_.join();
+    m_signal->Set();
+    m_thread.join();
 }
 
 std::string Recordings::CheckFolder() {
     std::error_code error;
-    if (config_.folder.empty()) {
+    if (m_config.folder.empty()) {
         std::string pattern = (fs::temp_directory_path(error) / "kvrecorder-XXXXXX").string();
         if (error || !::mkdtemp(pattern.data())) {
             return "there is no folder for recordings";
         }
-        config_.folder = pattern;
+        m_config.folder = pattern;
         std::cerr << "kvrecorder: recordings are kept in " << pattern << std::endl;
     }
-    fs::create_directories(config_.folder, error);
-    if (!fs::is_directory(config_.folder, error)) {
-        return "cannot make the folder " + config_.folder;
+    fs::create_directories(m_config.folder, error);
+    if (!fs::is_directory(m_config.folder, error)) {
+        return "cannot make the folder " + m_config.folder;
     }
     return Full() ? kFull : "";
 }
 
 bool Recordings::Full() const {
-    return pretendFull_ || FreeMegabytes(config_.folder) < config_.minFreeMb;
+    return m_pretendFull || FreeMegabytes(m_config.folder) < m_config.minFreeMb;
 }
 
 std::unique_ptr<Subscription> Recordings::Subscribe(const Track& track) {
-    return hub_.Subscribe(track.channel, 0, [queue = track.queue, signal = signal_](const PacketPtr& packet) {
-        if (queue->Push(packet)) {
-            signal->Set();
-        }
-    });
+    return m_hub.Subscribe(track.channel, 0,
+                           [queue = track.queue, signal = m_signal](const PacketPtr& packet) {
+                               if (queue->Push(packet)) {
+                                   signal->Set();
+                               }
+                           });
 }
 
 std::string Recordings::Start(int channel) {
     auto track = std::make_unique<Track>(channel);
     {
-        const std::lock_guard lock(mutex_);
-        if (tracks_.contains(channel)) {
+        const std::lock_guard lock(m_mutex);
+        if (m_tracks.contains(channel)) {
             return "";
         }
         if (std::string problem = CheckFolder(); !problem.empty()) {
@@ -126,39 +127,39 @@ std::string Recordings::Start(int channel) {
     if (!track->subscription) {
         return "there is no such channel";
     }
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(m_mutex);
     // Of two that start it at once the second one's is dropped.
-    tracks_.try_emplace(channel, std::move(track));
+    m_tracks.try_emplace(channel, std::move(track));
     return "";
 }
 
 void Recordings::Stop(int channel) {
     std::unique_ptr<Subscription> subscription;
     {
-        const std::lock_guard lock(mutex_);
-        const auto found = tracks_.find(channel);
-        if (found == tracks_.end()) {
+        const std::lock_guard lock(m_mutex);
+        const auto found = m_tracks.find(channel);
+        if (found == m_tracks.end()) {
             return;
         }
         subscription = std::move(found->second->subscription);
-        ended_.push_back(std::move(found->second));
-        tracks_.erase(found);
+        m_ended.push_back(std::move(found->second));
+        m_tracks.erase(found);
     }
     // Waits for a picture that is on its way to the queue, so not under the lock.
     subscription.reset();
-    signal_->Set();
+    m_signal->Set();
 }
 
 bool Recordings::Runs(int channel) const {
-    const std::lock_guard lock(mutex_);
-    return tracks_.contains(channel);
+    const std::lock_guard lock(m_mutex);
+    return m_tracks.contains(channel);
 }
 
 void Recordings::Follow(int channel) {
     std::unique_ptr<Subscription> old;
-    const std::lock_guard lock(mutex_);
-    const auto found = tracks_.find(channel);
-    if (found == tracks_.end()) {
+    const std::lock_guard lock(m_mutex);
+    const auto found = m_tracks.find(channel);
+    if (found == m_tracks.end()) {
         return;
     }
     // The old one ends when the lock is gone.
@@ -167,18 +168,18 @@ void Recordings::Follow(int channel) {
 
 void Recordings::Run() {
     while (true) {
-        signal_->Wait();
+        m_signal->Wait();
         std::vector<Track*> running;
         std::vector<std::unique_ptr<Track>> ended;
         bool stop = false;
         {
-            const std::lock_guard lock(mutex_);
-            ended.swap(ended_);
+            const std::lock_guard lock(m_mutex);
+            ended.swap(m_ended);
             // Only this thread destroys a track, so that these stay.
-            for (const auto& [channel, track] : tracks_) {
+            for (const auto& [channel, track] : m_tracks) {
                 running.push_back(track.get());
             }
-            stop = stop_;
+            stop = m_stop;
         }
         for (Track* track : running) {
             Drain(*track);
@@ -209,14 +210,14 @@ void Recordings::Drain(Track& track) {
         std::unique_ptr<Subscription> subscription;
         std::unique_ptr<Track> taken;
         {
-            const std::lock_guard lock(mutex_);
-            const auto found = tracks_.find(track.channel);
-            if (found == tracks_.end() || found->second.get() != &track) {
+            const std::lock_guard lock(m_mutex);
+            const auto found = m_tracks.find(track.channel);
+            if (found == m_tracks.end() || found->second.get() != &track) {
                 return;  // stopped meanwhile; it ends in the next round
             }
             taken = std::move(found->second);
             subscription = std::move(taken->subscription);
-            tracks_.erase(found);
+            m_tracks.erase(found);
         }
         subscription.reset();
         Finish(std::move(taken), failure.what());
@@ -268,7 +269,7 @@ void Recordings::CloseFile(Track& track) {
 
 void Recordings::Finish(std::unique_ptr<Track> track, const std::string& problem) {
     CloseFile(*track);
-    listener_({track->channel, problem, track->file, track->recordedMs});
+    m_listener({track->channel, problem, track->file, track->recordedMs});
 }
 
 // Deletes the oldest of our files, but none that was written to just now.
@@ -296,7 +297,7 @@ void Recordings::MakeRoom() {
     std::sort(files.begin(), files.end(), [](const Old& a, const Old& b) { return a.time < b.time; });
     const auto recent = fs::file_time_type::clock::now() - std::chrono::seconds(10);
     for (const Old& file : files) {
-        const bool tooMuch = bytes > config_.limitMb * kMegabyte;
+        const bool tooMuch = bytes > m_config.limitMb * kMegabyte;
         if (!tooMuch || file.time > recent) {
             return;
         }

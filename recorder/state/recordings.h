@@ -42,11 +42,11 @@ public:
     void Stop(int channel);
     bool Runs(int channel) const;
     // A disk that is made out to be full is; any thread.
-    void PretendFull(bool full) { pretendFull_ = full; }
+    void PretendFull(bool full) { m_pretendFull = full; }
     // The channel has another source.
     void Follow(int channel);
 
-    const std::string& Folder() const { return config_.folder; }
+    const std::string& Folder() const { return m_config.folder; }
 
 private:
     struct Signal {
@@ -82,16 +82,16 @@ private:
     std::string CheckFolder();
     bool Full() const;
 
-    MediaHub& hub_;
-    std::atomic<bool> pretendFull_ = false;
-    RecordingConfig config_;
-    const std::function<void(const Notice&)> listener_;
-    const std::shared_ptr<Signal> signal_ = std::make_shared<Signal>();
-    mutable std::mutex mutex_;
-    std::map<int, std::unique_ptr<Track>> tracks_;
-    std::vector<std::unique_ptr<Track>> ended_;
-    bool stop_ = false;
-    std::thread thread_;  // last
+    MediaHub& m_hub;
+    std::atomic<bool> m_pretendFull = false;
+    RecordingConfig m_config;
+    const std::function<void(const Notice&)> m_listener;
+    const std::shared_ptr<Signal> m_signal = std::make_shared<Signal>();
+    mutable std::mutex m_mutex;
+    std::map<int, std::unique_ptr<Track>> m_tracks;
+    std::vector<std::unique_ptr<Track>> m_ended;
+    bool m_stop = false;
+    std::thread m_thread;  // last
 };
 
 }  // namespace kvrecorder

@@ -24,8 +24,8 @@ QList<QRect> Displays() {
 
 }  // namespace
 
-DesktopWindow::DesktopWindow(const AppOptions& options)
-    : m_signIn(m_client.Impl(), Registry(), [this] { OnSignInChanged(); }) {
+DesktopWindow::DesktopWindow(const AppOptions& options, Clock& clock)
+    : m_client(clock), m_signIn(m_client.Impl(), Registry(), [this] { OnSignInChanged(); }) {
     setWindowTitle(QStringLiteral("kvmon"));
     setMinimumSize(kMinConsoleWidth, kMinConsoleHeight);
     resize(kMinConsoleWidth, kMinConsoleHeight);

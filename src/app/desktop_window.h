@@ -13,7 +13,8 @@ namespace kvmon {
 
 class DesktopWindow final : public QWidget, private ClientEvents {
 public:
-    explicit DesktopWindow(const AppOptions& options);
+    // The clock is what the recorders' threads wait by.
+    explicit DesktopWindow(const AppOptions& options, Clock& clock = SystemClock());
     ~DesktopWindow() override;
 
     // Creates the control and, if asked for, logs in.

@@ -4,7 +4,11 @@
 #include <new>
 
 #include "channel/byte_source.h"
-#include "channel/video_loop.h"
+#include "channel/camera_kind.h"
+#include "channel/channel_thread.h"
+#include "channel/sound_switches.h"
+#include "channel/stream_retry.h"
+#include "channel/stream_source.h"
 #include "persist/log_file.h"
 
 namespace kvmon {
@@ -15,15 +19,15 @@ constexpr std::uint32_t kAudioTimeout = 3000;
 constexpr std::size_t kStatusLineSize = 2048;
 constexpr int kStatusOk = 200;
 
-bool OpenAudio(ChannelCore& core, CHttpTran& tran) {
+bool OpenAudio(const StreamSource& source, CHttpTran& tran) {
     TargetSettings settings;
     std::uint32_t dwTimeout = kAudioTimeout;
-    if (!core.GetTargetSettings(settings) || !tran.Create() ||
+    if (!source.GetTargetSettings(settings) || !tran.Create() ||
         !tran.Connect(settings.szAddress.c_str(), settings.nPort, &dwTimeout)) {
         return false;
     }
     std::array<char, kRequestSize> request;
-    const int length = core.kind.GetAudioCmd(settings, request);
+    const int length = source.kind.GetAudioCmd(settings, request);
     if (length < 1 || static_cast<std::size_t>(length) >= request.size()) {
         return false;
     }
@@ -42,39 +46,36 @@ bool OpenAudio(ChannelCore& core, CHttpTran& tran) {
     return result.nStatus == kStatusOk;
 }
 
-bool HasSoundOfItsOwn(const ChannelCore& core) {
-    return core.m_sound.m_bSupportAudio && core.kind.CanGetAudio();
-}
-
 }  // namespace
 
-std::uint32_t GetAudio(ChannelCore& core, ThreadControl& control) {
-    CHttpTran tran(&control.abort, core.clock);
+std::uint32_t GetAudio(const StreamSource& source, ThreadControl& control) {
+    CHttpTran tran(&control.abort, source.clock);
     const ThreadControl::Connection connection(control, tran);
-    if (!OpenAudio(core, tran)) {
+    if (!OpenAudio(source, tran)) {
         return 0;
     }
-    HttpByteSource source(tran);
-    return core.kind.ParseAudio(core, control, source);
+    HttpByteSource bytes(tran);
+    return source.kind.ParseAudio(source, control, bytes);
 }
 
-void DoAudioLoop(const std::shared_ptr<ChannelCore>& core, ThreadControl& control) {
+void DoAudioLoop(const StreamSource& source, const SoundSwitches& sound, ThreadControl& control) {
     std::uint32_t nFailures = 0;
-    while (WaitForRun("DoAudioLoop", *core, control)) {
-        if (!core->IsStreamFromCamera()) {
+    while (WaitForRun("DoAudioLoop", source.clock, source.m_uCHInMainDlg, control)) {
+        if (!source.IsStreamFromCamera()) {
             // The recorder's stream brings its sound along.
             control.run.Reset();
             continue;
         }
         std::uint32_t nResult = 0;
         try {
-            nResult = HasSoundOfItsOwn(*core) ? core->kind.GetAudio(*core, control) : 0;
+            const bool bOwnSound = sound.m_bSupportAudio && source.kind.CanGetAudio();
+            nResult = bOwnSound ? source.kind.GetAudio(source, control) : 0;
         } catch (const std::bad_alloc&) {
             Trace("CBaseCamera::DoAudioLoop: m_uCHInMainDlg=%u, out of memory....\n",
-                  core->m_uCHInMainDlg.load());
+                  source.m_uCHInMainDlg.load());
         }
         nFailures = nResult == 0 ? nFailures + 1 : 0;
-        WaitForVideoRetry(core->clock, control, nFailures);
+        WaitForVideoRetry(source.clock, control, nFailures);
     }
 }
 

@@ -4,11 +4,16 @@
 
 #include <cstdint>
 
-#include "channel/channel_core.h"
-
 namespace kvmon {
 
+class StreamSource;
+struct SoundSwitches;
+struct ThreadControl;
+
 // One connection for sound, up to its end; what its kind of camera makes of it. 0 if there is none.
-std::uint32_t GetAudio(ChannelCore& core, ThreadControl& control);
+std::uint32_t GetAudio(const StreamSource& source, ThreadControl& control);
+
+// The audio thread's body.
+void DoAudioLoop(const StreamSource& source, const SoundSwitches& sound, ThreadControl& control);
 
 }  // namespace kvmon

@@ -1,10 +1,14 @@
 // The channel object: its threads, start, pause, stop and restart, and its windows.
 #include "channel/base_camera.h"
 
-#include "channel/camera_kind.h"
+#include "channel/audio_loop.h"
+#include "channel/cam_cmd_loop.h"
+#include "channel/cam_commands.h"
+#include "channel/camera_kinds.h"
 #include "channel/channel_core.h"
-#include "channel/channel_messages.h"
-#include "channel/ptz_request.h"
+#include "channel/decode_loop.h"
+#include "channel/look_loop.h"
+#include "channel/video_loop.h"
 #include "persist/log_file.h"
 
 namespace kvmon {
@@ -36,22 +40,54 @@ CBaseCamera::~CBaseCamera() {
 
 // --- threads
 
+namespace {
+
+// The threads' bodies: each gets what it works on and nothing else of the channel. They own the channel all
+// the same, for one that is abandoned may come back late.
+using Body = void (*)(ChannelCore&, ThreadControl&);
+
+void Start(const std::shared_ptr<ChannelCore>& core, ChannelThread& thread, bool bRun, Body body) {
+    thread.Start(bRun,
+                 [core, body](const std::shared_ptr<ThreadControl>& control) { body(*core, *control); });
+}
+
+void RunCommands(ChannelCore& core, ThreadControl& control) {
+    DoCamCmdLoop({core.m_CamCmdQueue, core.m_source, core.m_abilities, core.m_windows, core.clock, control});
+}
+
+void RunVideo(ChannelCore& core, ThreadControl& control) {
+    const auto audio = core.GetAudio();
+    DoVideoLoop(
+        {core.m_source, core.m_frames, core.m_counters, core.m_sound, *audio, core, core.m_decodeThread},
+        control);
+}
+
+void RunAudio(ChannelCore& core, ThreadControl& control) {
+    DoAudioLoop(core.m_source, core.m_sound, control);
+}
+
+void RunDecode(ChannelCore& core, ThreadControl& control) {
+    DoDecodeLoop(core.GetDecodeParts(), core.m_source, control);
+}
+
+void RunLook(ChannelCore& core, ThreadControl& control) {
+    DoLookLoop(core.m_source, core, control);
+}
+
+}  // namespace
+
 void CBaseCamera::StartCameraThreads() {
     if (!IsCameraUsable()) {
         return;
     }
     m_core->RefreshSourceLines();
-    const auto start = [core = m_core](ChannelThread& thread, bool bRun, auto loop) {
-        thread.Start(bRun,
-                     [core, loop](const std::shared_ptr<ThreadControl>& control) { loop(core, *control); });
-    };
-    start(m_core->m_commandThread, true, DoCamCmdLoop);
+    Start(m_core, m_core->m_commandThread, true, RunCommands);
     StopVideoThread(true);
-    Trace("CBaseCamera::StartVideoThread: m_uCHInMainDlg=%u, Enter...\n", m_core->m_uCHInMainDlg.load());
-    start(m_core->m_videoThread, false, DoVideoLoop);
-    start(m_core->m_decodeThread, false, DoDecodeLoop);
+    Trace("CBaseCamera::StartVideoThread: m_uCHInMainDlg=%u, Enter...\n", GetCHInMainDlg());
+    Start(m_core, m_core->m_videoThread, false, RunVideo);
+    Start(m_core, m_core->m_decodeThread, false, RunDecode);
     if (CanStreamFromCamera()) {
-        start(m_core->m_lookThread, false, DoLookLoop);
+        Start(m_core, m_core->m_lookThread, false, RunLook);
     }
 }
 
@@ -78,8 +114,7 @@ bool CBaseCamera::StopVideoThread(bool bWait) {
     const bool bStopped = m_core->m_videoThread.Stop(bWait);
     if (control != m_core->m_videoThread.Control()) {
         // The abandoned thread may still be in the wave device.
-        const std::lock_guard lock(m_core->m_cs);
-        m_core->m_pAudio = std::make_shared<LiveAudio>(m_core->factories, m_core->m_uCHInMainDlg);
+        m_core->RenewAudio();
     }
     return bStopped;
 }
@@ -93,9 +128,7 @@ void CBaseCamera::StartAudioThread(bool bRestart) {
     }
     const bool bWanted = m_core->m_bAudioWanted && HasAudioRight();
     if (!m_core->m_audioThread.IsRunning()) {
-        m_core->m_audioThread.Start(bWanted, [core = m_core](const std::shared_ptr<ThreadControl>& control) {
-            DoAudioLoop(core, *control);
-        });
+        Start(m_core, m_core->m_audioThread, bWanted, RunAudio);
         return;
     }
     const auto control = m_core->m_audioThread.Control();
@@ -132,19 +165,19 @@ void CBaseCamera::StartPlaying(bool bPlayAudio, bool bUIPlayAudio) {
     }
     // Known before the connection is made, so that a view size which asks for the same stream leaves it
     // alone.
-    m_core->m_nStreamId = m_core->WantedStreamId();
+    m_core->m_source.m_nStreamId = m_core->m_source.WantedStreamId();
     m_core->m_nPlayingSince = m_core->clock.TickMs();
-    m_core->m_bDecodePlaying = true;
+    m_core->m_frames.SetPlaying(true);
     m_core->m_frameRate.Clear();
-    m_core->m_trial.EndWait();
-    m_core->ForgetUndecoded();
+    m_core->m_source.m_trial.EndWait();
+    m_core->m_counters.ForgetUndecoded();
     m_core->m_decodeThread.Control()->run.Set();
     m_core->m_videoThread.Control()->run.Set();
     m_core->m_lookThread.Control()->run.Set();
 }
 
 void CBaseCamera::PausePlaying() {
-    Trace("CBaseCamera::PausePlaying: m_uCHInMainDlg=%u, Enter...\n", m_core->m_uCHInMainDlg.load());
+    Trace("CBaseCamera::PausePlaying: m_uCHInMainDlg=%u, Enter...\n", GetCHInMainDlg());
     m_core->m_frameRate.Clear();
     m_core->m_bStreamRunning = false;
     if (!IsCameraUsable()) {
@@ -153,7 +186,7 @@ void CBaseCamera::PausePlaying() {
     const auto video = m_core->m_videoThread.Control();
     video->run.Reset();
     video->Interrupt();
-    m_core->m_bDecodePlaying = false;
+    m_core->m_frames.SetPlaying(false);
     const auto audio = m_core->m_audioThread.Control();
     audio->run.Reset();
     audio->Interrupt();
@@ -205,17 +238,9 @@ void CBaseCamera::AddCamCenterCmd(int x, int y) {
 }
 
 void CBaseCamera::AddPresetNameCmd(std::uint32_t nIndex, const std::string& name) {
-    std::uint32_t nTicket = 0;
-    {
-        const std::lock_guard lock(m_core->m_cs);
-        nTicket = m_core->m_nNextPresetRecord++;
-        m_core->m_presetRecords[nTicket] = {nIndex, name};
-        // The queue drops the oldest commands in the same measure.
-        if (m_core->m_presetRecords.size() > CamCmdQueue::kMaxWaiting) {
-            m_core->m_presetRecords.erase(m_core->m_presetRecords.begin());
-        }
-    }
-    m_core->AddCamCmd(kCmdPresetName, nTicket);
+    // The queue drops the oldest commands in the same measure.
+    m_core->AddCamCmd(kCmdPresetName,
+                      m_core->m_abilities.AddPresetRecord(nIndex, name, CamCmdQueue::kMaxWaiting));
 }
 
 void CBaseCamera::AddPresetIndexCmd(std::uint32_t nIndex) {
@@ -227,62 +252,53 @@ void CBaseCamera::ReadPresetFormat() {
 }
 
 PresetFormat CBaseCamera::GetPresetFormat() const {
-    const std::lock_guard lock(m_core->m_cs);
-    return m_core->m_presetFormat;
+    return m_core->m_abilities.GetPresetFormat();
 }
 
 CameraInfo CBaseCamera::GetCameraInfo() const {
-    const std::lock_guard lock(m_core->m_cs);
-    return m_core->m_cameraInfo;
+    return m_core->m_abilities.GetCameraInfo();
 }
 
 std::uint32_t CBaseCamera::GetFailedCommands() const {
-    return m_core->m_nFailedCommands;
+    return m_core->m_abilities.GetFailedCommands();
 }
 
 void CBaseCamera::RefreshCameraInfo() {
+    Abilities& abilities = m_core->m_abilities;
     const std::uint64_t now = m_core->clock.TickMs();
-    if (IsCameraInfoLoaded() && now - m_core->m_nInfoReadTick < kInfoRefreshMs) {
+    if (abilities.IsLoaded() && now - abilities.GetReadTick() < kInfoRefreshMs) {
         return;
     }
-    m_core->m_nInfoReadTick = now;
+    abilities.SetReadTick(now);
     m_core->AddCamCmd(kCmdReadCameraInfo, 0);
 }
 
 bool CBaseCamera::IsCameraInfoLoaded() const {
-    return m_core->m_bCameraInfoLoaded;
+    return m_core->m_abilities.IsLoaded();
 }
 
 // --- view
 
 void CBaseCamera::SetViewWnd(WindowHandle hWnd, std::function<void()> repaint) {
     m_core->m_picture.SetRepaint(std::move(repaint));
-    const std::lock_guard lock(m_core->m_cs);
-    m_core->m_hViewWnd = hWnd;
+    m_core->m_windows.SetViewWnd(std::move(hWnd));
 }
 
 WindowHandle CBaseCamera::GetViewWnd() const {
-    const std::lock_guard lock(m_core->m_cs);
-    return m_core->m_hViewWnd;
+    return m_core->m_windows.GetViewWnd();
 }
 
 void CBaseCamera::SetVideoWnd(WindowHandle hWnd) {
-    const std::lock_guard lock(m_core->m_cs);
-    m_core->m_hVideoWnd = hWnd;
+    m_core->m_windows.SetVideoWnd(std::move(hWnd));
 }
 
 WindowHandle CBaseCamera::GetVideoWnd() const {
-    const std::lock_guard lock(m_core->m_cs);
-    return m_core->m_hVideoWnd;
+    return m_core->m_windows.GetVideoWnd();
 }
 
 bool CBaseCamera::SetViewSize(int cx, int cy) {
     m_core->m_picture.SetViewSize(cx, cy);
-    {
-        const std::lock_guard lock(m_core->m_cs);
-        m_core->m_nViewWidth = cx;
-        m_core->m_nViewHeight = cy;
-    }
+    m_core->m_source.SetViewSize(cx, cy);
     m_core->ChangeZoom([cx](DigitalZoom& zoom) {
         zoom.SetViewWidth(cx);
         return true;
@@ -294,7 +310,7 @@ bool CBaseCamera::CheckStreamChange() {
     if (!IsCameraUsable()) {
         return false;
     }
-    if (m_core->WantedStreamId() != m_core->m_nStreamId) {
+    if (m_core->m_source.WantedStreamId() != m_core->m_source.m_nStreamId) {
         RestartPlaying();
         m_core->m_picture.ReleaseComposed();
     }
@@ -302,13 +318,11 @@ bool CBaseCamera::CheckStreamChange() {
 }
 
 void CBaseCamera::SetConsoleWnd(WindowHandle hWnd) {
-    const std::lock_guard lock(m_core->m_cs);
-    m_core->m_hConsoleWnd = hWnd;
+    m_core->m_windows.SetConsoleWnd(std::move(hWnd));
 }
 
 void CBaseCamera::SetNotifyWnd(WindowHandle hWnd) {
-    const std::lock_guard lock(m_core->m_cs);
-    m_core->m_hNotifyWnd = hWnd;
+    m_core->m_windows.SetNotifyWnd(std::move(hWnd));
 }
 
 ChannelPicture& CBaseCamera::Picture() {
@@ -320,14 +334,37 @@ const ChannelPicture& CBaseCamera::Picture() const {
 }
 
 ChannelStatistics CBaseCamera::GetStatistics() const {
+    const ChannelCounters& counters = m_core->m_counters;
     ChannelStatistics statistics;
-    statistics.received = m_core->m_nReceived;
-    statistics.bytes = m_core->m_nBytes;
+    statistics.received = counters.m_nReceived;
+    statistics.bytes = counters.m_nBytes;
     statistics.refused = m_core->m_frames.GetRefused();
-    statistics.decoded = m_core->m_nDecoded;
-    statistics.failed = m_core->m_nFailed;
-    statistics.shown = m_core->m_nShown;
+    statistics.decoded = counters.m_nDecoded;
+    statistics.failed = counters.m_nFailed;
+    statistics.shown = counters.m_nShown;
     return statistics;
+}
+
+// --- talk-back
+
+bool CBaseCamera::PrepareTalking(const WindowHandle& hWnd, const std::shared_ptr<const FlagWord>& abort) {
+    return m_core->m_talk.PrepareTalking(hWnd, abort);
+}
+
+std::uint32_t CBaseCamera::GetTalkingBufferSamples() const {
+    return TalkBack::kBufferSamples;
+}
+
+std::uint16_t CBaseCamera::GetTalkingSampleBits() const {
+    return TalkBack::kSampleBits;
+}
+
+bool CBaseCamera::SendTalkingData(const WindowHandle& hWnd, std::span<const std::int16_t> samples) {
+    return m_core->m_talk.SendTalkingData(hWnd, samples);
+}
+
+std::size_t CBaseCamera::GetTalkingEncodedSize(std::size_t size) const {
+    return m_core->m_talk.GetTalkingEncodedSize(size);
 }
 
 }  // namespace kvmon

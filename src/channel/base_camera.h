@@ -35,11 +35,6 @@ std::shared_ptr<CBaseCamera> CreateCamera(const CameraSettings* pSettings, Clock
 // The text of a vendor number; "Generic" for one without an entry.
 const char* GetVendorName(std::uint32_t dwVendorId);
 
-// What SetStreamFrom takes.
-inline constexpr std::uint32_t kStreamFromOption = 0;
-inline constexpr std::uint32_t kStreamFromRecorder = 1;
-inline constexpr std::uint32_t kStreamFromCamera = 2;
-
 // Counted at each stage of a frame's way.
 struct ChannelStatistics {
     std::uint64_t received = 0;  // records off the wire, video

@@ -1,28 +1,33 @@
+#include "channel/cam_cmd_loop.h"
+
 #include <new>
 
 #include "channel/cam_command.h"
+#include "channel/channel_thread.h"
+#include "channel/stream_source.h"
 #include "persist/log_file.h"
 
 namespace kvmon {
 
-void DoCamCmdLoop(const std::shared_ptr<ChannelCore>& core, ThreadControl& control) {
-    while (WaitForRun("DoCamCmdLoop", *core, control)) {
+void DoCamCmdLoop(const CommandParts& parts) {
+    ThreadControl& control = parts.control;
+    while (WaitForRun("DoCamCmdLoop", parts.clock, parts.source.m_uCHInMainDlg, control)) {
         // Reset first: a command that comes from here on sets the event again.
         control.run.Reset();
         while (control.abort == 0) {
-            const auto command = core->m_CamCmdQueue.Pop();
+            const auto command = parts.queue.Pop();
             if (!command) {
                 break;
             }
             try {
-                ExecuteCamCmd(*core, *command, control);
+                ExecuteCamCmd(parts, *command);
             } catch (const std::bad_alloc&) {
                 Trace("CBaseCamera::DoCamCmdLoop: m_uCHInMainDlg=%u, out of memory....\n",
-                      core->m_uCHInMainDlg.load());
+                      parts.source.m_uCHInMainDlg.load());
             }
         }
         // One that came together with the word to leave the present one.
-        if (core->m_CamCmdQueue.GetCount() != 0) {
+        if (parts.queue.GetCount() != 0) {
             control.run.Set();
         }
     }

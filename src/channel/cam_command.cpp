@@ -1,10 +1,17 @@
 // The commands that act on the camera or the recorder.
 #include "channel/cam_command.h"
 
+#include "channel/abilities.h"
+#include "channel/cam_commands.h"
+#include "channel/camera_info_reader.h"
 #include "channel/channel_messages.h"
+#include "channel/channel_thread.h"
+#include "channel/channel_windows.h"
 #include "channel/command_exchange.h"
+#include "channel/command_results.h"
+#include "channel/end_stop.h"
 #include "channel/ptz_request.h"
-#include "persist/log_file.h"
+#include "channel/stream_source.h"
 
 namespace kvmon {
 
@@ -12,66 +19,30 @@ namespace {
 
 constexpr int kStatusOk = 200;
 constexpr int kStatusNoContent = 204;
-constexpr std::uint32_t kPtzError = 8;  // the end-stop code of an empty reply
 
 constexpr int kWireStorePreset = 21;
 constexpr int kWireSendPreset = 22;
 constexpr std::uint32_t kTimerAfterStore = 87;
 constexpr std::uint32_t kTimerAfterSend = 86;
 
-void PostToCell(ChannelCore& core, std::uint32_t message, WParam wParam, LParam lParam) {
-    WindowHandle cell;
-    {
-        const std::lock_guard lock(core.m_cs);
-        cell = core.m_hVideoWnd;
-    }
-    cell.Post(message, wParam, lParam);
-}
-
-PtzResult ResultOf(ExchangeStep step) {
-    switch (step) {
-        case ExchangeStep::Create:
-            return PtzResult::CreateFailed;
-        case ExchangeStep::Connect:
-            return PtzResult::ConnectFailed;
-        case ExchangeStep::Send:
-            return PtzResult::SendFailed;
-        case ExchangeStep::StatusLine:
-            break;
-    }
-    return PtzResult::ReadFailed;
-}
-
-RecordingResult RecordingResultOf(ExchangeStep step) {
-    switch (step) {
-        case ExchangeStep::Create:
-            return RecordingResult::CreateFailed;
-        case ExchangeStep::Connect:
-            return RecordingResult::ConnectFailed;
-        case ExchangeStep::Send:
-            return RecordingResult::SendFailed;
-        case ExchangeStep::StatusLine:
-            break;
-    }
-    return RecordingResult::StatusLineFailed;
-}
-
-void SendPtzCmd(ChannelCore& core, const CamCmd& command, const FlagWord& bAbort) {
+void SendPtzCmd(const CommandParts& parts, const CamCmd& command) {
     TargetSettings settings;
-    if (!core.GetKelvaraSettings(settings)) {
+    if (!parts.source.GetKelvaraSettings(settings)) {
         return;
     }
     const auto request = BuildPtzRequest(command.dwCmd, command.dwArg, settings);
     if (!request) {
         return;
     }
-    const auto post = [&core](PtzResult result, std::uint32_t nEndStop = 0) {
-        core.m_nFailedCommands += result == PtzResult::Done ? 0 : 1;
-        PostToCell(core, kMsgEndStop, static_cast<WParam>(result), nEndStop);
+    const auto post = [&parts](PtzResult result, LParam nEndStop = 0) {
+        if (result != PtzResult::Done) {
+            parts.abilities.CountFailedCommand();
+        }
+        parts.windows.PostToCell(kMsgEndStop, static_cast<WParam>(result), nEndStop);
     };
-    CommandExchange exchange(core, bAbort);
+    CommandExchange exchange(parts.clock, parts.control.abort);
     if (const auto failed = exchange.Start(settings, *request)) {
-        return post(ResultOf(*failed));
+        return post(ResultOf<PtzResult>(*failed));
     }
     if (exchange.GetStatus() == kStatusNoContent) {
         return post(PtzResult::Done);
@@ -80,19 +51,19 @@ void SendPtzCmd(ChannelCore& core, const CamCmd& command, const FlagWord& bAbort
         return post(PtzResult::BadStatus);
     }
     // What the reply says has no meaning for the channel; that there is one has.
-    post(PtzResult::Done, exchange.HasBody(2048, 10000) ? 0 : kPtzError);
+    post(PtzResult::Done, exchange.HasBody(2048, 10000) ? 0 : kEndStopError);
 }
 
-std::pair<RecordingResult, int> Record(ChannelCore& core, bool bOn, const FlagWord& bAbort) {
+std::pair<RecordingResult, int> Record(const CommandParts& parts, bool bOn) {
     TargetSettings settings;
-    core.GetKelvaraSettings(settings);
+    parts.source.GetKelvaraSettings(settings);
     const auto request = BuildManualRecording(bOn, settings);
     if (!request) {
         return {RecordingResult::SendFailed, 0};
     }
-    CommandExchange exchange(core, bAbort);
+    CommandExchange exchange(parts.clock, parts.control.abort);
     if (const auto failed = exchange.Start(settings, *request)) {
-        return {RecordingResultOf(*failed), 0};
+        return {ResultOf<RecordingResult>(*failed), 0};
     }
     if (exchange.GetStatus() != kStatusOk) {
         return {RecordingResult::BadStatus, exchange.GetStatus()};
@@ -107,82 +78,68 @@ std::pair<RecordingResult, int> Record(ChannelCore& core, bool bOn, const FlagWo
     return {answer->starts_with("OK") ? RecordingResult::Done : RecordingResult::NotOk, 0};
 }
 
-void SetManualRecording(ChannelCore& core, bool bOn, const FlagWord& bAbort) {
-    const auto [result, status] = Record(core, bOn, bAbort);
-    PostToCell(core, kMsgManualRecording, static_cast<WParam>(result), status);
+void SetManualRecording(const CommandParts& parts, bool bOn) {
+    const auto [result, status] = Record(parts, bOn);
+    parts.windows.PostToCell(kMsgManualRecording, static_cast<WParam>(result), status);
 }
 
 // The exchange of commands 21 and 22; the cell hears of its end by the timer, whatever the outcome.
-void SendPreset(ChannelCore& core, int nWireCommand, const std::string& argument, const FlagWord& bAbort) {
+void SendPreset(const CommandParts& parts, int nWireCommand, const std::string& argument) {
     TargetSettings settings;
-    if (!core.GetKelvaraSettings(settings)) {
+    if (!parts.source.GetKelvaraSettings(settings)) {
         return;
     }
     if (const auto request = BuildPresetCommand(nWireCommand, argument, settings)) {
-        CommandExchange exchange(core, bAbort);
+        CommandExchange exchange(parts.clock, parts.control.abort);
         if (!exchange.Start(settings, *request) && exchange.GetStatus() == kStatusOk) {
             for (int i = 0; i < 4; ++i) {
                 exchange.ReadLine();
             }
         }
     }
-    PostToCell(core, WM_TIMER, nWireCommand == kWireStorePreset ? kTimerAfterStore : kTimerAfterSend, 0);
+    parts.windows.PostToCell(WM_TIMER, nWireCommand == kWireStorePreset ? kTimerAfterStore : kTimerAfterSend,
+                             0);
 }
 
-void SendPresetNameCmd(ChannelCore& core, std::uint32_t nTicket, const FlagWord& bAbort) {
-    PresetRecord record;
-    bool bNames = false;
-    {
-        const std::lock_guard lock(core.m_cs);
-        const auto found = core.m_presetRecords.find(nTicket);
-        if (found == core.m_presetRecords.end()) {
-            return;
-        }
-        record = std::move(found->second);
-        core.m_presetRecords.erase(found);
-        bNames = core.m_presetFormat.bNamesSupported != 0;
-    }
-    if (record.nIndex >= kPresetCount) {
+void SendPresetNameCmd(const CommandParts& parts, std::uint32_t nTicket) {
+    const auto record = parts.abilities.TakePresetRecord(nTicket);
+    if (!record || record->nIndex >= kPresetCount) {
         return;
     }
-    if (const auto argument = FormatPresetArgument(record.nIndex, record.name, bNames)) {
-        SendPreset(core, kWireStorePreset, *argument, bAbort);
+    const bool bNames = parts.abilities.GetPresetFormat().bNamesSupported != 0;
+    if (const auto argument = FormatPresetArgument(record->nIndex, record->name, bNames)) {
+        SendPreset(parts, kWireStorePreset, *argument);
     }
 }
 
-void SendPresetIndexCmd(ChannelCore& core, std::uint32_t nIndex, const FlagWord& bAbort) {
+void SendPresetIndexCmd(const CommandParts& parts, std::uint32_t nIndex) {
     if (nIndex >= kPresetCount) {
         return;
     }
-    std::string name;
-    bool bNames = false;
-    {
-        const std::lock_guard lock(core.m_cs);
-        name = core.m_cameraInfo.presetNames[nIndex];
-        bNames = core.m_presetFormat.bNamesSupported != 0;
-    }
+    const std::string name = parts.abilities.GetPresetName(nIndex);
+    const bool bNames = parts.abilities.GetPresetFormat().bNamesSupported != 0;
     if (const auto argument = FormatPresetArgument(nIndex, name, bNames)) {
-        SendPreset(core, kWireSendPreset, *argument, bAbort);
+        SendPreset(parts, kWireSendPreset, *argument);
     }
 }
 
 }  // namespace
 
-void ExecuteCamCmd(ChannelCore& core, const CamCmd& command, ThreadControl& control) {
-    const FlagWord& bAbort = control.abort;
+void ExecuteCamCmd(const CommandParts& parts, const CamCmd& command) {
     switch (command.dwCmd) {
         case kCmdManualRecording:
-            return SetManualRecording(core, command.dwArg != 0, bAbort);
+            return SetManualRecording(parts, command.dwArg != 0);
         case kCmdReadCameraInfo:
-            return GetCameraInfoFromKelvara(core, control);
+            return GetCameraInfoFromKelvara(parts,
+                                            [&parts](const CamCmd& other) { ExecuteCamCmd(parts, other); });
         case kCmdPresetIndex:
-            return SendPresetIndexCmd(core, command.dwArg, bAbort);
+            return SendPresetIndexCmd(parts, command.dwArg);
         case kCmdPresetName:
-            return SendPresetNameCmd(core, command.dwArg, bAbort);
+            return SendPresetNameCmd(parts, command.dwArg);
         case kCmdReadPresetFormat:
-            return GetPresetCapacityFromKelvara(core, bAbort);
+            return GetPresetCapacityFromKelvara(parts);
         default:
-            return SendPtzCmd(core, command, bAbort);
+            return SendPtzCmd(parts, command);
     }
 }
 

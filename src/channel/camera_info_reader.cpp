@@ -1,8 +1,14 @@
-// Reading what a camera can do.
-#include "channel/cam_command.h"
+#include "channel/camera_info_reader.h"
+
+#include "channel/abilities.h"
+#include "channel/cam_commands.h"
 #include "channel/channel_messages.h"
+#include "channel/channel_thread.h"
+#include "channel/channel_windows.h"
 #include "channel/command_exchange.h"
+#include "channel/command_results.h"
 #include "channel/ptz_request.h"
+#include "channel/stream_source.h"
 #include "persist/log_file.h"
 
 namespace kvmon {
@@ -27,28 +33,14 @@ struct Outcome {
     bool bCounts = true;  // as a failed round
 };
 
-InfoResult ResultOf(ExchangeStep step) {
-    switch (step) {
-        case ExchangeStep::Create:
-            return InfoResult::CreateFailed;
-        case ExchangeStep::Connect:
-            return InfoResult::ConnectFailed;
-        case ExchangeStep::Send:
-            return InfoResult::SendFailed;
-        case ExchangeStep::StatusLine:
-            break;
-    }
-    return InfoResult::ReadFailed;
-}
-
 // One pass over the camera's documents.
 class InfoRound {
 public:
-    InfoRound(ChannelCore& core, const FlagWord& bAbort) : m_core(core), m_bAbort(bAbort) {}
+    explicit InfoRound(const CommandParts& parts) : m_parts(parts) {}
 
     // True with all of `info` read; else the outcome tells why not.
     bool Read(CameraInfo& info, Outcome& outcome) {
-        if (!m_core.GetKelvaraSettings(m_settings)) {
+        if (!m_parts.source.GetKelvaraSettings(m_settings)) {
             TraceFailure("GetKelvaraSettings");
             return false;
         }
@@ -76,7 +68,7 @@ public:
 
     bool ReadFormat(PresetFormat& format, Outcome& outcome) {
         std::string body;
-        return m_core.GetKelvaraSettings(m_settings) &&
+        return m_parts.source.GetKelvaraSettings(m_settings) &&
                Query("GetPresetCapacityFromKelvara", kWirePresetFormat, body, outcome) &&
                (ParsePresetFormat(body, format) || Unreadable("GetPresetCapacityFromKelvara", outcome));
     }
@@ -84,7 +76,7 @@ public:
 private:
     void TraceFailure(const char* lpszStep) const {
         Trace("CBaseCamera::GetCameraInfoFromKelvara: m_uCHInMainDlg=%u, %s failed....\n",
-              m_core.m_uCHInMainDlg.load(), lpszStep);
+              m_parts.source.m_uCHInMainDlg.load(), lpszStep);
     }
 
     bool Unreadable(const char* lpszStep, Outcome& outcome) const {
@@ -95,7 +87,7 @@ private:
 
     bool Query(const char* lpszStep, int nWireCommand, std::string& body, Outcome& outcome) {
         outcome = {};
-        CommandExchange exchange(m_core, m_bAbort);
+        CommandExchange exchange(m_parts.clock, m_parts.control.abort);
         if (!Ask(exchange, BuildPtzQuery(nWireCommand, m_settings), outcome)) {
             outcome.bCounts = outcome.status != kStatusGatewayTimeout;
             TraceFailure(lpszStep);
@@ -111,7 +103,7 @@ private:
             return false;
         }
         if (const auto failed = exchange.Start(m_settings, *request, kStatusTimeout)) {
-            outcome.result = ResultOf(*failed);
+            outcome.result = ResultOf<InfoResult>(*failed);
             return false;
         }
         if (exchange.GetStatus() != kStatusOk) {
@@ -124,10 +116,10 @@ private:
 
     // That the tag is there is the answer; its value is not looked at.
     bool GetAudioFromKelvara(bool& bAudio, Outcome& outcome) {
-        CommandExchange exchange(m_core, m_bAbort);
+        CommandExchange exchange(m_parts.clock, m_parts.control.abort);
         if (!Ask(exchange, BuildAudioQuery(m_settings), outcome)) {
             Trace("CBaseCamera::GetAudioFromKelvara: m_uCHInMainDlg=%u, http_result.nStatus=%d....\n",
-                  m_core.m_uCHInMainDlg.load(), outcome.status);
+                  m_parts.source.m_uCHInMainDlg.load(), outcome.status);
             return false;
         }
         constexpr int kMaxLines = 10000;
@@ -138,69 +130,53 @@ private:
             }
             bAudio = line->find("<audio_enabled>") != std::string::npos;
         }
-        return m_bAbort == 0;
+        return m_parts.control.abort == 0;
     }
 
-    ChannelCore& m_core;
-    const FlagWord& m_bAbort;
+    const CommandParts& m_parts;
     TargetSettings m_settings;
 };
 
-// What the channel knew before.
-bool IsKnown(ChannelCore& core, const CameraInfo& info) {
-    const std::lock_guard lock(core.m_cs);
-    return core.m_cameraInfo == info;
-}
-
-void Store(ChannelCore& core, const CameraInfo& info) {
-    {
-        const std::lock_guard lock(core.m_cs);
-        core.m_cameraInfo = info;
-    }
-    core.m_sound.m_bSupportAudio = info.bAudio;
-}
-
 // A camera whose abilities cannot be read now may well obey. Another word to read them is this reading's,
 // but for one that came with the word to leave it.
-void RunWaitingCommands(ChannelCore& core, ThreadControl& control) {
-    while (control.abort == 0) {
-        const auto command = core.m_CamCmdQueue.Pop();
+void RunWaitingCommands(const CommandParts& parts, const std::function<void(const CamCmd&)>& carryOut) {
+    while (parts.control.abort == 0) {
+        const auto command = parts.queue.Pop();
         if (!command) {
             return;
         }
         if (command->dwCmd != kCmdReadCameraInfo) {
-            ExecuteCamCmd(core, *command, control);
-        } else if (control.abort != 0) {
-            core.m_CamCmdQueue.Push(*command);
+            carryOut(*command);
+        } else if (parts.control.abort != 0) {
+            parts.queue.Push(*command);
         }
     }
 }
 
 // False when asked to leave.
-bool WaitForNextRound(ChannelCore& core, ThreadControl& control) {
-    const std::uint64_t end = core.clock.TickMs() + kRoundPauseMs;
-    while (control.abort == 0 && core.clock.TickMs() < end) {
+bool WaitForNextRound(const CommandParts& parts, const std::function<void(const CamCmd&)>& carryOut) {
+    ThreadControl& control = parts.control;
+    const std::uint64_t end = parts.clock.TickMs() + kRoundPauseMs;
+    while (control.abort == 0 && parts.clock.TickMs() < end) {
         // Reset first: a command that comes from here on ends the wait.
         control.run.Reset();
-        RunWaitingCommands(core, control);
-        core.clock.Wait(control.run, kAbortLook);
+        RunWaitingCommands(parts, carryOut);
+        parts.clock.Wait(control.run, kAbortLook);
     }
     return control.abort == 0;
 }
 
-Outcome ReadRounds(ChannelCore& core, ThreadControl& control) {
-    const FlagWord& bAbort = control.abort;
+Outcome ReadRounds(const CommandParts& parts, const std::function<void(const CamCmd&)>& carryOut) {
     Outcome outcome;
     int nFailed = 0;
     bool bDiffered = false;
     for (;;) {
         CameraInfo info;
         outcome = {};
-        if (InfoRound(core, bAbort).Read(info, outcome)) {
-            const bool bSame = IsKnown(core, info);
+        if (InfoRound(parts).Read(info, outcome)) {
+            const bool bSame = parts.abilities.IsKnown(info);
             if (bSame || bDiffered) {
-                Store(core, info);
-                core.m_bCameraInfoLoaded = true;
+                parts.abilities.Store(info);
                 outcome.result = bSame ? InfoResult::Same : InfoResult::Changed;
                 return outcome;
             }
@@ -208,38 +184,31 @@ Outcome ReadRounds(ChannelCore& core, ThreadControl& control) {
             continue;
         }
         nFailed += outcome.bCounts ? 1 : 0;
-        if (nFailed >= kMaxFailedRounds || !WaitForNextRound(core, control)) {
+        if (nFailed >= kMaxFailedRounds || !WaitForNextRound(parts, carryOut)) {
             return outcome;
         }
     }
 }
 
-void Tell(ChannelCore& core, const Outcome& outcome) {
-    WindowHandle cell;
-    {
-        const std::lock_guard lock(core.m_cs);
-        cell = core.m_hVideoWnd;
-    }
-    cell.Post(kMsgCaptionRefresh, static_cast<WParam>(outcome.result), outcome.status);
+void Tell(const CommandParts& parts, const Outcome& outcome) {
+    parts.windows.PostToCell(kMsgCaptionRefresh, static_cast<WParam>(outcome.result), outcome.status);
 }
 
 }  // namespace
 
-void GetCameraInfoFromKelvara(ChannelCore& core, ThreadControl& control) {
-    const Outcome outcome = ReadRounds(core, control);
-    core.m_nInfoReadTick = core.clock.TickMs();
-    Tell(core, outcome);
+void GetCameraInfoFromKelvara(const CommandParts& parts, const std::function<void(const CamCmd&)>& carryOut) {
+    const Outcome outcome = ReadRounds(parts, carryOut);
+    parts.abilities.SetReadTick(parts.clock.TickMs());
+    Tell(parts, outcome);
 }
 
-void GetPresetCapacityFromKelvara(ChannelCore& core, const FlagWord& bAbort) {
+void GetPresetCapacityFromKelvara(const CommandParts& parts) {
     Outcome outcome;
     PresetFormat format;
-    if (InfoRound(core, bAbort).ReadFormat(format, outcome)) {
-        const std::lock_guard lock(core.m_cs);
-        outcome.result = core.m_presetFormat == format ? InfoResult::Same : InfoResult::Changed;
-        core.m_presetFormat = format;
+    if (InfoRound(parts).ReadFormat(format, outcome)) {
+        outcome.result = parts.abilities.SetPresetFormat(format) ? InfoResult::Changed : InfoResult::Same;
     }
-    Tell(core, outcome);
+    Tell(parts, outcome);
 }
 
 }  // namespace kvmon

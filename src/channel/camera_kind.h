@@ -4,15 +4,13 @@
 #include <cstdint>
 #include <span>
 
-#include "platform/worker.h"
-
 namespace kvmon {
 
 class ByteSource;
 class DecodeLoop;
-class LiveAudio;
-struct CameraSettings;
-struct ChannelCore;
+class StreamSource;
+struct StreamPass;
+struct StreamSinks;
 struct TargetSettings;
 struct ThreadControl;
 
@@ -21,46 +19,36 @@ struct ImageSize {
     int cy = 0;
 };
 
-// The base answers for a channel that has everything from its recorder. A kind has no state: all threads of
-// all channels ask the same object.
+// A kind has no state: all threads of all channels ask the same object.
 class CameraKind {
 public:
     virtual ~CameraKind() = default;
 
     // Pictures can come from the camera itself, past the recorder.
-    virtual bool CanStreamFromCamera() const { return false; }
+    virtual bool CanStreamFromCamera() const = 0;
     // The picture that the coordinates of a click are told in.
-    virtual ImageSize GetDefaultImageSize() const { return {640, 480}; }
+    virtual ImageSize GetDefaultImageSize() const = 0;
     // Writes the request for pictures and gives its length, as snprintf does.
     virtual int GetVideoCmd(const TargetSettings& settings, std::int32_t nStreamId,
-                            std::span<char> request) const;
+                            std::span<char> request) const = 0;
     // The stream of the camera that the present view asks for.
-    virtual std::int32_t GetCameraStreamId(const ChannelCore& core) const;
+    virtual std::int32_t GetCameraStreamId(const StreamSource& source) const = 0;
     // One connection to the camera, from the request to its end. Gives the number of frames. Reception
     // thread.
-    virtual std::uint32_t GetCameraStream(ChannelCore& core, ThreadControl& control, LiveAudio& audio) const;
+    virtual std::uint32_t GetCameraStream(const StreamPass& pass) const = 0;
     // The pictures of such a connection, from behind the status line.
-    virtual std::uint32_t ParseImage(ChannelCore& core, const ThreadControl& control, ThreadControl& decode,
-                                     ByteSource& source) const;
+    virtual std::uint32_t ParseImage(const StreamSinks& sinks, const ThreadControl& control,
+                                     ByteSource& source) const = 0;
     // Decode thread; gives the number of pictures.
-    virtual std::uint32_t DecodeCameraFrame(DecodeLoop& loop) const;
+    virtual std::uint32_t DecodeCameraFrame(DecodeLoop& loop) const = 0;
 
     // The sound that a camera sends over a connection of its own. Audio connection thread.
-    virtual bool CanGetAudio() const { return true; }
-    virtual std::uint32_t GetAudio(ChannelCore& core, ThreadControl& control) const;
+    virtual bool CanGetAudio() const = 0;
+    virtual std::uint32_t GetAudio(const StreamSource& source, ThreadControl& control) const = 0;
     // 0: there is no such request.
-    virtual int GetAudioCmd(const TargetSettings& /*settings*/, std::span<char> /*request*/) const {
-        return 0;
-    }
-    virtual std::uint32_t ParseAudio(ChannelCore& /*core*/, const ThreadControl& /*control*/,
-                                     ByteSource& /*source*/) const {
-        return 0;
-    }
+    virtual int GetAudioCmd(const TargetSettings& settings, std::span<char> request) const = 0;
+    virtual std::uint32_t ParseAudio(const StreamSource& channel, const ThreadControl& control,
+                                     ByteSource& source) const = 0;
 };
-
-// A channel that has everything from its recorder.
-const CameraKind& BaseKind();
-// The kind that a recorder's record of a channel asks for.
-const CameraKind& KindFor(const CameraSettings& settings);
 
 }  // namespace kvmon

@@ -1,6 +1,6 @@
 #include "channel/camera_menu.h"
 
-#include "channel/ptz_request.h"
+#include "channel/cam_commands.h"
 #include "persist/string_table.h"
 
 namespace kvmon {

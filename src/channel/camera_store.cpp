@@ -110,6 +110,36 @@ DisplayMode ReadDisplayMode(std::string_view section, DisplayMode present) {
     return mode <= kLastDisplayMode ? static_cast<DisplayMode>(mode) : present;
 }
 
+void LoadLook(std::string_view section, ChannelPicture& picture) {
+    const COrvoRegistry& registry = Registry();
+    picture.SetDisplayMode(ReadDisplayMode(section, picture.GetDisplayMode()));
+    picture.SetShowSubStringMask(
+        registry.GetProfileInt(section, "ShowSubStringMask", picture.GetShowSubStringMask()));
+    picture.SetMainOsdColor(registry.GetProfileInt(section, "MainOsdColor", picture.GetMainOsdColor()));
+    picture.SetDeinterlace(ReadBool(section, "Deinterlace", picture.IsDeinterlace()));
+}
+
+DigitalZoom::State ReadZoom(std::string_view section, DigitalZoom::State state) {
+    state.bOn = ReadBool(section, "DigitalZoom", state.bOn);
+    state.nLevel = static_cast<std::int32_t>(
+        Registry().GetProfileInt(section, "DigitalZoomInMultiple", static_cast<std::uint32_t>(state.nLevel)));
+    std::array<std::int32_t, kZoomRectSize / 4> sides{};
+    if (ReadNumbers(section, "DigitalZoomRect", sides)) {
+        state.rect = {sides[0], sides[1], sides[2], sides[3]};
+    }
+    return state;
+}
+
+CameraInfo ReadAbilities(std::string_view section, CameraInfo info) {
+    const bool bMoves = ReadBool(section, "PanAndTiltable", info.IsPanAndTiltable());
+    if (bMoves != info.IsPanAndTiltable()) {
+        info.bPan = info.bTilt = bMoves;
+    }
+    info.bZoomable = ReadBool(section, "Zoomable", info.bZoomable);
+    info.bFocusable = ReadBool(section, "Focusable", info.bFocusable);
+    return info;
+}
+
 }  // namespace
 
 void CBaseCamera::SetRegFolder(const std::string& folder) {
@@ -118,83 +148,55 @@ void CBaseCamera::SetRegFolder(const std::string& folder) {
 }
 
 void CBaseCamera::LoadCameraSettings() {
-    CameraSettings settings;
+    StreamSource& source = m_core->m_source;
     std::string folder;
     {
         const std::lock_guard lock(m_core->m_cs);
-        settings = m_core->m_settings;
         folder = m_core->m_strRegFolder;
     }
-    const std::string section = SectionOf(folder, m_core->m_uCHInKelvara);
-    if (folder.empty() || !IsStoredFor(section, settings)) {
+    const std::string section = SectionOf(folder, GetCHInKelvara());
+    if (folder.empty() || !IsStoredFor(section, source.GetSettings())) {
         return;
     }
     const COrvoRegistry& registry = Registry();
-    m_core->m_nNetworkSettingIdx =
-        registry.GetProfileInt(section, "CameraNetworkSettingIdx", m_core->m_nNetworkSettingIdx);
-    m_core->m_nStreamFrom = registry.GetProfileInt(section, "StreamFrom", m_core->m_nStreamFrom);
-    m_core->m_trial.Restore(registry.GetProfileInt(section, "CameraGoneAt", 0), m_core->clock);
-    ChannelPicture& picture = m_core->m_picture;
-    picture.SetDisplayMode(ReadDisplayMode(section, picture.GetDisplayMode()));
-    picture.SetShowSubStringMask(
-        registry.GetProfileInt(section, "ShowSubStringMask", picture.GetShowSubStringMask()));
-    picture.SetMainOsdColor(registry.GetProfileInt(section, "MainOsdColor", picture.GetMainOsdColor()));
-    picture.SetDeinterlace(ReadBool(section, "Deinterlace", picture.IsDeinterlace()));
-
-    m_core->m_bDigitalZoom = m_core->ChangeZoom([&section](DigitalZoom& zoom) {
-        DigitalZoom::State state = zoom.Get();
-        state.bOn = ReadBool(section, "DigitalZoom", state.bOn);
-        state.nLevel = static_cast<std::int32_t>(Registry().GetProfileInt(
-            section, "DigitalZoomInMultiple", static_cast<std::uint32_t>(state.nLevel)));
-        std::array<std::int32_t, kZoomRectSize / 4> sides{};
-        if (ReadNumbers(section, "DigitalZoomRect", sides)) {
-            state.rect = {sides[0], sides[1], sides[2], sides[3]};
-        }
-        zoom.Restore(state);
+    source.m_nNetworkSettingIdx =
+        registry.GetProfileInt(section, "CameraNetworkSettingIdx", source.m_nNetworkSettingIdx);
+    source.m_nStreamFrom = registry.GetProfileInt(section, "StreamFrom", source.m_nStreamFrom);
+    source.m_trial.Restore(registry.GetProfileInt(section, "CameraGoneAt", 0), m_core->clock);
+    LoadLook(section, m_core->m_picture);
+    source.m_bDigitalZoom = m_core->ChangeZoom([&section](DigitalZoom& zoom) {
+        zoom.Restore(ReadZoom(section, zoom.Get()));
         return zoom.IsOn();
     });
     SetSupportAudio(ReadBool(section, "SupportAudio", IsSupportAudio()));
-    {
-        const std::lock_guard lock(m_core->m_cs);
-        m_core->m_FixSizeServer = ReadSize(section, "StreamFromServerResolution", m_core->m_FixSizeServer);
-        m_core->m_FixSizeCamera = ReadSize(section, "StreamFromCameraResolution", m_core->m_FixSizeCamera);
-        CameraInfo& info = m_core->m_cameraInfo;
-        const bool bMoves = ReadBool(section, "PanAndTiltable", info.IsPanAndTiltable());
-        if (bMoves != info.IsPanAndTiltable()) {
-            info.bPan = info.bTilt = bMoves;
-        }
-        info.bZoomable = ReadBool(section, "Zoomable", info.bZoomable);
-        info.bFocusable = ReadBool(section, "Focusable", info.bFocusable);
-        info.bAudio = IsSupportAudio();
-    }
+    source.SetFixSizeServer(ReadSize(section, "StreamFromServerResolution", source.GetFixSizeServer()));
+    source.SetFixSizeCamera(ReadSize(section, "StreamFromCameraResolution", source.GetFixSizeCamera()));
+    CameraInfo info = ReadAbilities(section, m_core->m_abilities.GetCameraInfo());
+    info.bAudio = IsSupportAudio();
+    m_core->m_abilities.Restore(info);
     m_core->RefreshFixSizeLine();
 }
 
 void CBaseCamera::SaveCameraSettings() const {
-    CameraSettings settings;
-    CameraInfo info;
+    const StreamSource& source = m_core->m_source;
     std::string folder;
     std::string name;
-    FixedSize server;
-    FixedSize camera;
     {
         const std::lock_guard lock(m_core->m_cs);
-        if (!m_core->m_bSettingsAssigned || !m_core->m_bHasAddress || m_core->m_strRegFolder.empty()) {
-            return;
-        }
-        settings = m_core->m_settings;
-        info = m_core->m_cameraInfo;
         folder = m_core->m_strRegFolder;
         name = m_core->m_strCameraName;
-        server = m_core->m_FixSizeServer;
-        camera = m_core->m_FixSizeCamera;
     }
+    if (!source.IsSettingsAssigned() || !source.HasAddress() || folder.empty()) {
+        return;
+    }
+    const CameraSettings settings = source.GetSettings();
+    const CameraInfo info = m_core->m_abilities.GetCameraInfo();
     DigitalZoom::State zoom;
     {
         const std::lock_guard lock(m_core->m_csZoom);
         zoom = m_core->m_zoom.Get();
     }
-    const std::string section = SectionOf(folder, m_core->m_uCHInKelvara);
+    const std::string section = SectionOf(folder, GetCHInKelvara());
     const ChannelPicture& picture = m_core->m_picture;
     const NetworkSetting& lan = settings.m_NetworkSetting[0];
     const NetworkSetting& wan = settings.m_NetworkSetting[1];
@@ -205,17 +207,17 @@ void CBaseCamera::SaveCameraSettings() const {
         std::uint32_t value;
     } numbers[] = {
         {"RegVersion", kRegVersion},
-        {"CameraNetworkSettingIdx", m_core->m_nNetworkSettingIdx & 1},
+        {"CameraNetworkSettingIdx", source.m_nNetworkSettingIdx & 1},
         {"ShowSubStringMask", picture.GetShowSubStringMask()},
-        {"CameraIdx", m_core->m_uCHInKelvara},
+        {"CameraIdx", GetCHInKelvara()},
         {"VenderId", settings.m_dwVendorId},
         {"ModelId", settings.m_dwModelId},
         {"CameraPort1", lan.nPort},
         {"CameraPort2", wan.nPort},
         {"DigitalZoom", zoom.bOn ? 1u : 0u},
         {"DigitalZoomInMultiple", static_cast<std::uint32_t>(zoom.nLevel)},
-        {"StreamFrom", m_core->m_nStreamFrom},
-        {"CameraGoneAt", m_core->m_trial.GetStored()},
+        {"StreamFrom", source.m_nStreamFrom},
+        {"CameraGoneAt", source.m_trial.GetStored()},
         {"MainOsdColor", picture.GetMainOsdColor()},
         {"DisplayMode", static_cast<std::uint32_t>(picture.GetDisplayMode())},
         {"Deinterlace", picture.IsDeinterlace() ? 1u : 0u},
@@ -233,8 +235,8 @@ void CBaseCamera::SaveCameraSettings() const {
     registry.WriteProfileBinary(
         section, "DigitalZoomRect",
         ToBytes<4>({zoom.rect.left, zoom.rect.top, zoom.rect.right, zoom.rect.bottom}));
-    WriteSize(section, "StreamFromServerResolution", server);
-    WriteSize(section, "StreamFromCameraResolution", camera);
+    WriteSize(section, "StreamFromServerResolution", source.GetFixSizeServer());
+    WriteSize(section, "StreamFromCameraResolution", source.GetFixSizeCamera());
 }
 
 }  // namespace kvmon

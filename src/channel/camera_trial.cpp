@@ -2,9 +2,7 @@
 
 #include <algorithm>
 
-#include "channel/channel_core.h"
-#include "channel/video_loop.h"
-#include "codec/jpeg_codec.h"
+#include "channel/channel_counters.h"
 
 namespace kvmon {
 
@@ -58,19 +56,21 @@ std::uint64_t CameraTrial::BeginWait(Clock& clock) {
     return start;
 }
 
-CameraPatience::CameraPatience(ChannelCore& core, bool bHalf)
-    : m_core(core),
-      m_nDecodedBefore(core.m_nDecoded),
-      m_nLimit(bHalf ? CameraTrial::kPatienceMs / 2 : CameraTrial::kPatienceMs),
-      m_nReceived(core.m_nReceived),
-      m_nSince(core.m_trial.BeginWait(core.clock)) {}
+CameraPatience::CameraPatience(const ChannelCounters& counters, CameraTrial& trial, Clock& clock, Ways ways)
+    : m_counters(counters),
+      m_trial(trial),
+      m_clock(clock),
+      m_nDecodedBefore(counters.m_nDecoded),
+      m_nLimit(ways == Ways::Two ? CameraTrial::kPatienceMs / 2 : CameraTrial::kPatienceMs),
+      m_nReceived(counters.m_nReceived),
+      m_nSince(trial.BeginWait(clock)) {}
 
 bool CameraPatience::HasDelivered() {
-    if (!m_bDelivered && m_core.m_nDecoded != m_nDecodedBefore) {
+    if (!m_bDelivered && m_counters.m_nDecoded != m_nDecodedBefore) {
         m_bDelivered = true;
-        m_core.m_trial.EndWait();
-        m_nReceived = m_core.m_nReceived;
-        m_nSince = m_nDeliveredSince = m_core.clock.TickMs();
+        m_trial.EndWait();
+        m_nReceived = m_counters.m_nReceived;
+        m_nSince = m_nDeliveredSince = m_clock.TickMs();
         m_nIdle = 0;
     }
     return m_bDelivered;
@@ -78,9 +78,9 @@ bool CameraPatience::HasDelivered() {
 
 bool CameraPatience::IsOver(std::uint64_t nIdleMs) {
     m_nIdle += nIdleMs;
-    const std::uint64_t now = m_core.clock.TickMs();
-    if (HasDelivered() && m_core.m_nReceived != m_nReceived) {
-        m_nReceived = m_core.m_nReceived;
+    const std::uint64_t now = m_clock.TickMs();
+    if (HasDelivered() && m_counters.m_nReceived != m_nReceived) {
+        m_nReceived = m_counters.m_nReceived;
         m_nSince = now;
         m_nIdle = 0;
     }
@@ -90,61 +90,7 @@ bool CameraPatience::IsOver(std::uint64_t nIdleMs) {
 }
 
 std::uint64_t CameraPatience::GetDeliveredMs() const {
-    return m_bDelivered ? m_core.clock.TickMs() - m_nDeliveredSince : 0;
-}
-
-bool LookForCamera(ChannelCore& core, ThreadControl& control) {
-    const std::uint32_t first = core.m_nNetworkSettingIdx & 1;
-    for (const std::uint32_t way : {first, first ^ 1}) {
-        // A channel that nobody sees.
-        ChannelCore look(core.clock, core.kind);
-        {
-            const std::lock_guard lock(core.m_cs);
-            look.m_settings = core.m_settings;
-            look.m_lpszCamBase64Auth = core.m_lpszCamBase64Auth.View();
-        }
-        if (!look.m_settings.m_NetworkSetting[way].HasAddress()) {
-            continue;
-        }
-        look.m_uCHInMainDlg = core.m_uCHInMainDlg.load();
-        look.m_uCHInKelvara = core.m_uCHInKelvara.load();
-        look.m_nStreamFrom = 2;
-        look.m_nNetworkSettingIdx = way;
-        if (GivesPictures(look, control)) {
-            core.m_nNetworkSettingIdx = way;
-            return true;
-        }
-        if (control.abort != 0) {
-            return false;
-        }
-    }
-    return false;
-}
-
-void DoLookLoop(const std::shared_ptr<ChannelCore>& core, ThreadControl& control) {
-    while (WaitForRun("DoLookLoop", *core, control)) {
-        if (!core->m_trial.IsGone()) {
-            control.run.Reset();
-            if (core->m_trial.IsGone()) {
-                control.run.Set();
-            }
-            continue;
-        }
-        if (const std::uint64_t wait = core->m_trial.GetWait(core->clock)) {
-            core->clock.Wait(control.exit, Milliseconds(static_cast<std::int64_t>(wait)));
-            continue;
-        }
-        const bool bThere = LookForCamera(*core, control);
-        if (control.abort != 0 || !core->m_trial.IsGone()) {
-            continue;  // nobody watches any more, or the user was faster
-        }
-        if (bThere) {
-            core->m_trial.Reset();
-            core->RestartPlaying();
-        } else {
-            core->m_trial.Fail(core->clock);
-        }
-    }
+    return m_bDelivered ? m_clock.TickMs() - m_nDeliveredSince : 0;
 }
 
 }  // namespace kvmon

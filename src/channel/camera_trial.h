@@ -8,8 +8,7 @@
 
 namespace kvmon {
 
-struct ChannelCore;
-struct ThreadControl;
+struct ChannelCounters;
 
 // Whether the camera is worth a try. One that keeps the wall waiting gives way to the recorder and is looked
 // at again from time to time, behind the recorder's pictures. Any thread.
@@ -51,8 +50,9 @@ private:
 // then on a picture must come in each span of that length. Reception thread.
 class CameraPatience {
 public:
-    // With bHalf another way is to be tried within the same time.
-    CameraPatience(ChannelCore& core, bool bHalf);
+    // How many ways to the camera are to be tried within the time.
+    enum class Ways { One, Two };
+    CameraPatience(const ChannelCounters& counters, CameraTrial& trial, Clock& clock, Ways ways);
 
     // Asked during waits, with the nominal time that passed in them since the question before.
     bool IsOver(std::uint64_t nIdleMs);
@@ -64,7 +64,9 @@ public:
     std::uint64_t GetDeliveredMs() const;
 
 private:
-    ChannelCore& m_core;
+    const ChannelCounters& m_counters;
+    CameraTrial& m_trial;
+    Clock& m_clock;
     const std::uint64_t m_nDecodedBefore;
     const std::uint64_t m_nLimit;
     std::uint64_t m_nReceived;
@@ -74,9 +76,5 @@ private:
     bool m_bDelivered = false;
     bool m_bEnded = false;
 };
-
-// Looks whether the camera gives pictures, by any of its ways, and takes the way that does. Nothing of it is
-// shown.
-bool LookForCamera(ChannelCore& core, ThreadControl& control);
 
 }  // namespace kvmon

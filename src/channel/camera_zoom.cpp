@@ -1,9 +1,9 @@
 // The channel object's digital zoom.
 #include "channel/base_camera.h"
-#include "channel/cam_command.h"
+#include "channel/cam_commands.h"
 #include "channel/channel_core.h"
 #include "channel/channel_messages.h"
-#include "channel/ptz_request.h"
+#include "channel/command_results.h"
 #include "persist/log_file.h"
 
 namespace kvmon {
@@ -17,24 +17,19 @@ void PostOutcome(const WindowHandle& cell, PtzResult result, int nCode) {
 }  // namespace
 
 void CBaseCamera::SetDigitalZoom(bool bOn) {
-    if (m_core->m_bDigitalZoom.exchange(bOn) == bOn) {
+    StreamSource& source = m_core->m_source;
+    if (source.m_bDigitalZoom.exchange(bOn) == bOn) {
         return;
     }
-    bool bFixed = false;
-    {
-        const std::lock_guard lock(m_core->m_cs);
-        bFixed = m_core->m_FixSizeServer.IsSet();
-    }
-    if (!bFixed && m_core->SelectStreamId() != m_core->m_nStreamId) {
-        Trace("CBaseCamera::SetDigitalZoom: m_uCHInMainDlg=%u, restart playing...\n",
-              m_core->m_uCHInMainDlg.load());
+    if (!source.GetFixSizeServer().IsSet() && source.SelectStreamId() != source.m_nStreamId) {
+        Trace("CBaseCamera::SetDigitalZoom: m_uCHInMainDlg=%u, restart playing...\n", GetCHInMainDlg());
         RestartPlaying();
     }
     m_core->ChangeZoom([bOn](DigitalZoom& zoom) { return zoom.Switch(bOn); });
 }
 
 bool CBaseCamera::IsDigitalZoom() const {
-    return m_core->m_bDigitalZoom;
+    return m_core->m_source.m_bDigitalZoom;
 }
 
 int CBaseCamera::GetDigitalZoomLevel() const {
@@ -92,15 +87,11 @@ CameraInfo CBaseCamera::GetAbilities() const {
 }
 
 bool CBaseCamera::IsPtzEnabled() const {
-    return IsCameraUsable() && (m_core->m_bDigitalZoom || IsCameraSteerable());
+    return IsCameraUsable() && (IsDigitalZoom() || IsCameraSteerable());
 }
 
 bool CBaseCamera::IsCameraSteerable() const {
-    if (!IsCameraUsable()) {
-        return false;
-    }
-    const std::lock_guard lock(m_core->m_cs);
-    return m_core->m_bPtzEnabled;
+    return IsCameraUsable() && m_core->m_abilities.IsPtzEnabled();
 }
 
 }  // namespace kvmon

@@ -18,8 +18,4 @@ struct ChannelFactories {
     VivotekDecoderFactory vivotekDecoder = nullptr;
 };
 
-// Those that a channel made from now on takes: sound goes to the system's sound card. Set by the program's
-// start, on the thread that makes the channels.
-ChannelFactories& Factories();
-
 }  // namespace kvmon

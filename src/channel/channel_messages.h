@@ -26,6 +26,5 @@ inline constexpr std::uint32_t kMsgDragEnds = 11505;          // wParam channel
 inline constexpr std::uint32_t WM_TALKING_NOTIFY = 16579;  // to the talk dialog; see talk_back.h
 
 inline constexpr std::uint32_t kCmdRefreshControls = 1757;
-inline constexpr std::uint32_t kCmdReadCameraInfo = 1982;
 
 }  // namespace kvmon

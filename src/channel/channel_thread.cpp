@@ -82,4 +82,23 @@ std::shared_ptr<ThreadControl> ChannelThread::Control() const {
     return m_control;
 }
 
+bool WaitForRun(const char* lpszLoop, Clock& clock, const std::atomic<std::uint32_t>& uCHInMainDlg,
+                ThreadControl& control) {
+    Event* const events[] = {&control.exit, &control.run};
+    for (;;) {
+        switch (clock.WaitAny(events, std::nullopt)) {
+            case 0:
+                Trace("CBaseCamera::%s: m_uCHInMainDlg=%u, exit....\n", lpszLoop, uCHInMainDlg.load());
+                return false;
+            case 1:
+                if (control.BeginPass()) {
+                    return true;
+                }
+                break;
+            default:
+                break;
+        }
+    }
+}
+
 }  // namespace kvmon

@@ -2,10 +2,12 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
 
+#include "platform/clock.h"
 #include "platform/event.h"
 #include "platform/worker.h"
 #include "server/http_tran.h"
@@ -77,5 +79,10 @@ private:
     mutable std::mutex m_csControl;
     std::shared_ptr<ThreadControl> m_control = std::make_shared<ThreadControl>();
 };
+
+// True when the run event woke the thread and the pass has begun, false when the thread has to end. The
+// number is the channel's in the console, for the trace.
+bool WaitForRun(const char* lpszLoop, Clock& clock, const std::atomic<std::uint32_t>& uCHInMainDlg,
+                ThreadControl& control);
 
 }  // namespace kvmon

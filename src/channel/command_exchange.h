@@ -4,7 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "channel/channel_core.h"
+#include "channel/target_settings.h"
+#include "platform/clock.h"
 #include "server/http_tran.h"
 
 namespace kvmon {
@@ -12,10 +13,26 @@ namespace kvmon {
 // The steps in which an exchange may fail.
 enum class ExchangeStep { Create, Connect, Send, StatusLine };
 
+// What a command came to whose exchange failed at a step.
+template <typename Result>
+Result ResultOf(ExchangeStep step) {
+    switch (step) {
+        case ExchangeStep::Create:
+            return Result::CreateFailed;
+        case ExchangeStep::Connect:
+            return Result::ConnectFailed;
+        case ExchangeStep::Send:
+            return Result::SendFailed;
+        case ExchangeStep::StatusLine:
+            break;
+    }
+    return Result::ReadFailed;
+}
+
 // Command thread only.
 class CommandExchange {
 public:
-    CommandExchange(ChannelCore& core, const FlagWord& bAbort) : m_tran(&bAbort, core.clock) {}
+    CommandExchange(Clock& clock, const FlagWord& bAbort) : m_tran(&bAbort, clock) {}
 
     // Connects, sends and reads the status line; gives the step that failed. Connecting and sending get
     // 3000 ms each.

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <limits>
 
-#include "channel/ptz_request.h"
+#include "channel/cam_commands.h"
 
 namespace kvmon {
 

@@ -29,6 +29,11 @@ KELVARA_FRAME_HDR ReadFrameHead(std::span<const std::uint8_t, wire::kFrameHeader
     return head;
 }
 
+KELVARA_FRAME_HDR HeadOfFrame(std::span<const std::uint8_t> frame) {
+    return frame.size() < wire::kFrameHeaderSize ? KELVARA_FRAME_HDR()
+                                                 : ReadFrameHead(frame.first<wire::kFrameHeaderSize>());
+}
+
 const char* GetVideoCodeName(std::uint32_t dwFourccCode) {
     for (const auto& entry : kVideoCodes) {
         if (entry.code == dwFourccCode) {

@@ -20,6 +20,8 @@ struct KELVARA_FRAME_HDR {
 };
 
 KELVARA_FRAME_HDR ReadFrameHead(std::span<const std::uint8_t, wire::kFrameHeaderSize> bytes);
+// The head that a frame begins with; all zero, and so of no known code, if it is too short for one.
+KELVARA_FRAME_HDR HeadOfFrame(std::span<const std::uint8_t> frame);
 
 // "MJPG" for one plain JPEG picture, else the four characters of a video code; null for any other.
 const char* GetVideoCodeName(std::uint32_t dwFourccCode);

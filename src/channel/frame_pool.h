@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "channel/frame_head.h"
 #include "codec/picture.h"
 
 namespace kvmon {
@@ -55,6 +56,7 @@ public:
 
     FrameType m_nType = FrameType::Jpeg;
     std::uint32_t dwIdx = 0;
+    KELVARA_FRAME_HDR m_head;  // of a wrapped frame; else of no code
 
 protected:
     std::unique_ptr<std::uint8_t[]> m_storage;

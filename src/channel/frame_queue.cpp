@@ -77,16 +77,31 @@ bool FrameQueue::AddDecodeFrameToQueue(FrameType nType, std::unique_ptr<CBuffer>
     if (!frame || hEvent == nullptr) {
         return false;
     }
+    frame->m_nType = nType;
+    frame->m_head = nType == FrameType::Wrapped ? HeadOfFrame(frame->Bytes()) : KELVARA_FRAME_HDR();
+    return Admit(std::move(frame), *hEvent);
+}
+
+bool FrameQueue::AddWrappedFrame(const KELVARA_FRAME_HDR& head, std::unique_ptr<CBuffer> frame,
+                                 Event* hEvent) {
+    if (!frame || hEvent == nullptr) {
+        return false;
+    }
+    frame->m_nType = FrameType::Wrapped;
+    frame->m_head = head;
+    return Admit(std::move(frame), *hEvent);
+}
+
+bool FrameQueue::Admit(std::unique_ptr<CBuffer> frame, Event& event) {
     const std::uint64_t bytes = m_nQueuedBytes + frame->GetLength();
     if (!m_bWaitKeyFrame && m_DecodeQueue.GetCount() < kMaxQueued && bytes <= kMaxQueuedBytes) {
-        frame->m_nType = nType;
         m_nQueuedBytes += frame->GetLength();
         m_DecodeQueue.AddTail(std::move(frame));
-        hEvent->Set();
+        event.Set();
         return true;
     }
     // A decoder of pictures that build on each other can go on only at a key frame.
-    FlushDecodeFrames(nType == FrameType::Wrapped);
+    FlushDecodeFrames(frame->m_nType == FrameType::Wrapped);
     ++m_nRefused;
     AddRecycleDecodeFrame(std::move(frame));
     return true;

@@ -39,6 +39,8 @@ public:
     // The admission rule: takes the frame and sets hEvent, or, when the queue is full or a key frame is
     // waited for, throws away all that waits together with the frame. False for null. Reception thread.
     bool AddDecodeFrameToQueue(FrameType nType, std::unique_ptr<CBuffer> frame, Event* hEvent);
+    // A wrapped frame whose head has been read already.
+    bool AddWrappedFrame(const KELVARA_FRAME_HDR& head, std::unique_ptr<CBuffer> frame, Event* hEvent);
     // Throws away all that waits; with bWaitKeyFrame nothing enters before the next key frame.
     void FlushDecodeFrames(bool bWaitKeyFrame);
     void SetWaitKeyFrame(bool bWaitKeyFrame) { m_bWaitKeyFrame = bWaitKeyFrame; }
@@ -49,11 +51,17 @@ public:
     // Resets the event if no frame waits, without losing one that comes at the same time.
     void ResetWhenEmpty(Event& event) const;
 
+    // Pictures are wanted of what comes. While they are not, the decode thread throws it away.
+    void SetPlaying(bool bPlaying) { m_bPlaying = bPlaying; }
+    bool IsPlaying() const { return m_bPlaying; }
+    std::uint32_t GetCHInMainDlg() const { return m_uCHInMainDlg; }
     std::size_t GetCount() const { return m_DecodeQueue.GetCount(); }
     // Frames that were thrown away undecoded.
     std::uint64_t GetRefused() const { return m_nRefused; }
 
 private:
+    bool Admit(std::unique_ptr<CBuffer> frame, Event& event);
+
     const std::atomic<std::uint32_t>& m_uCHInMainDlg;
     CFrameList<CBuffer> m_DecodeQueue;
     CFrameList<CBuffer> m_RecycleDecodeFrames;
@@ -61,6 +69,7 @@ private:
     std::atomic<std::uint64_t> m_nQueuedBytes{0};
     std::atomic<std::uint64_t> m_nRefused{0};
     std::atomic<bool> m_bWaitKeyFrame{false};
+    std::atomic<bool> m_bPlaying{false};
     std::uint32_t m_dwMaxDecodeFrameSize = 0;
 };
 

@@ -11,6 +11,7 @@
 #include "channel/channel_factories.h"
 #include "channel/frame_head.h"
 #include "channel/frame_pool.h"
+#include "channel/sound_switches.h"
 
 namespace kvmon {
 
@@ -19,15 +20,6 @@ struct AudioBlock {
     std::uint32_t dwSamplePerSecond = 0;
     std::uint16_t wSampleBits = 0;
     std::uint16_t wChannel = 0;
-};
-
-// What decides whether sound is played now. Any thread.
-struct SoundSwitches {
-    SoundFlag m_bPlayAudioUI;   // the user listens to this channel
-    SoundFlag m_bSupportAudio;  // the camera has sound
-    SoundFlag m_bAudioRight;    // the user may listen
-
-    bool IsWanted() const { return m_bPlayAudioUI && m_bSupportAudio && m_bAudioRight; }
 };
 
 // The formats that a wave device is opened with for a code; nothing for a code that has no device of its

@@ -4,9 +4,10 @@
 #include <random>
 #include <string>
 
-#include "channel/channel_core.h"
 #include "channel/digest_login.h"
+#include "channel/target_settings.h"
 #include "platform/text.h"
+#include "server/camera_settings.h"
 
 namespace kvmon {
 
@@ -55,7 +56,7 @@ bool MultipartCamera::Serves(const CameraSettings& settings) {
 int MultipartCamera::GetVideoCmd(const TargetSettings& settings, std::int32_t nStreamId,
                                  std::span<char> request) const {
     if (!settings.bFromCamera) {
-        return CameraKind::GetVideoCmd(settings, nStreamId, request);
+        return RecorderKind::GetVideoCmd(settings, nStreamId, request);
     }
     const std::string path = PathOf(settings.szVideoURL.View());
     return std::snprintf(request.data(), request.size(),

@@ -2,11 +2,13 @@
 // and its tests only.
 #pragma once
 
-#include "channel/camera_kind.h"
+#include "channel/recorder_kind.h"
 
 namespace kvmon {
 
-class MultipartCamera final : public CameraKind {
+struct CameraSettings;
+
+class MultipartCamera final : public RecorderKind {
 public:
     // A record without a maker, but with the place of the pictures.
     static bool Serves(const CameraSettings& settings);

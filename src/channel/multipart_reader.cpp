@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "channel/stream_reader.h"
 #include "persist/log_file.h"
 #include "server/wire_number.h"
 
@@ -48,9 +47,9 @@ std::uint32_t MultipartReader::ParseImage() {
 // A stream that the user left is no failed stream.
 bool MultipartReader::Fail(int nCode, const char* lpszText) {
     if (!IsAborted()) {
-        m_core.ReportStreamError(nCode);
+        m_sinks.reports.ReportStreamError(nCode);
     }
-    Trace("CBaseCamera::ParseImage: m_uCHInMainDlg=%u, %s...\n", m_core.m_uCHInMainDlg.load(), lpszText);
+    Trace("CBaseCamera::ParseImage: m_uCHInMainDlg=%u, %s...\n", m_sinks.frames.GetCHInMainDlg(), lpszText);
     return false;
 }
 
@@ -68,7 +67,7 @@ bool MultipartReader::ReadLine() {
 
 // A header's value as told in one of its parameters: quoted, or up to the next parameter.
 bool MultipartReader::ReadBoundary() {
-    for (int i = 0; i < StreamReader::kMaxHeaderLines && ReadLine() && !IsEmptyLine(); ++i) {
+    for (int i = 0; i < kMaxHeaderLines && ReadLine() && !IsEmptyLine(); ++i) {
         const auto key = std::search(m_line.begin(), m_line.end(), kBoundaryKey.begin(), kBoundaryKey.end(),
                                      [](char x, char y) { return Lower(x) == Lower(y); });
         if (key == m_line.end()) {
@@ -108,7 +107,7 @@ bool MultipartReader::ReadBoundaryLine() {
 
 std::uint32_t MultipartReader::ReadContentLength() {
     std::uint32_t dwLength = 0;
-    for (int i = 0; i < StreamReader::kMaxHeaderLines && ReadLine() && !IsEmptyLine(); ++i) {
+    for (int i = 0; i < kMaxHeaderLines && ReadLine() && !IsEmptyLine(); ++i) {
         std::transform(m_buffer.begin(), m_buffer.begin() + static_cast<std::ptrdiff_t>(m_line.size()),
                        m_buffer.begin(), Lower);
         const std::size_t key = m_line.find(kLengthKey);
@@ -127,7 +126,7 @@ bool MultipartReader::ReadPart() {
     if (dwLength == 0) {
         return Fail(kStreamNoLength, "fail to get content length");
     }
-    auto frame = m_core.m_frames.NewDecodeFrame(m_dwCount, dwLength);
+    auto frame = m_sinks.frames.NewDecodeFrame(m_dwCount, dwLength);
     if (!frame) {
         return Fail(kStreamNoBuffer, "NewDecodeFrame failed");
     }
@@ -135,11 +134,11 @@ bool MultipartReader::ReadPart() {
         return Fail(kStreamBodyCut, "ReadJpeg failed");
     }
     frame->SetLength(dwLength);
-    m_core.m_frames.AddDecodeFrameToQueue(FrameType::Jpeg, std::move(frame), &m_decode.run);
+    m_sinks.frames.AddDecodeFrameToQueue(FrameType::Jpeg, std::move(frame), &m_sinks.decode.run);
     ++m_dwCount;
-    ++m_core.m_nReceived;
-    m_core.m_nBytes += dwLength;
-    m_core.NoteReceived();
+    ++m_sinks.counters.m_nReceived;
+    m_sinks.counters.m_nBytes += dwLength;
+    m_sinks.reports.NoteReceived();
     // At least the end of the picture's own line stands behind it.
     return ReadLine() && IsEmptyLine();
 }

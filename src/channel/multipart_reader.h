@@ -7,16 +7,15 @@
 #include <string_view>
 
 #include "channel/byte_source.h"
-#include "channel/channel_core.h"
+#include "channel/stream_pass.h"
 
 namespace kvmon {
 
 // One pass over one connection, from behind the status line. Reception thread.
 class MultipartReader {
 public:
-    MultipartReader(ChannelCore& core, const ThreadControl& control, ThreadControl& decode,
-                    ByteSource& source)
-        : m_core(core), m_control(control), m_decode(decode), m_source(source) {}
+    MultipartReader(const StreamSinks& sinks, const ThreadControl& control, ByteSource& source)
+        : m_sinks(sinks), m_control(control), m_source(source) {}
 
     // Reads until the connection ends, a part is not as it has to be or the abort flag is set. Gives the
     // number of pictures. The next connection starts clean.
@@ -38,9 +37,8 @@ private:
     bool ReadPart();
     bool ReadPicture(CBuffer& frame, std::uint32_t dwLength);
 
-    ChannelCore& m_core;
+    const StreamSinks m_sinks;
     const ThreadControl& m_control;
-    ThreadControl& m_decode;
     ByteSource& m_source;
     std::array<char, 2048> m_buffer{};
     std::string_view m_line;    // of m_buffer

@@ -2,7 +2,8 @@
 
 #include <charconv>
 
-#include "channel/channel_core.h"
+#include "channel/cam_commands.h"
+#include "channel/target_settings.h"
 #include "persist/string_table.h"
 #include "persist/utilities.h"
 #include "platform/text.h"
@@ -122,15 +123,6 @@ std::optional<std::string> BuildAudioQuery(const TargetSettings& settings) {
     return PlainRequest(FormatText("param.cgi?action=list&group=Recording.MediaProperty&channel_id=%d",
                                    static_cast<int>(settings.nCh)),
                         settings);
-}
-
-std::optional<std::string> BuildTalkRequest(const TargetSettings& settings) {
-    return Fitting(
-        FormatText("GET /cgi-bin/putaudiostream.cgi?ch=%d HTTP/1.0\r\nHost: %s:%d\r\n"
-                   "Authorization: Basic %s\r\n"
-                   "Content-Type: multipart/mixed;boundary=TARENOLIKA_MEDIACGI\r\n\r\n",
-                   static_cast<int>(settings.nCh), settings.szAddress.c_str(),
-                   static_cast<int>(settings.nPort), settings.szBase64Auth.c_str()));
 }
 
 std::optional<std::string> BuildManualRecording(bool bOn, const TargetSettings& settings) {

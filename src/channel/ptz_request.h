@@ -12,32 +12,6 @@ namespace kvmon {
 
 struct TargetSettings;
 
-// Commands, by the numbers of the console's controls.
-enum CamCommand : std::uint32_t {
-    kCmdManualRecording = 1751,
-    kCmdHome = 1800,
-    kCmdUp = 1801,
-    kCmdDown = 1802,
-    kCmdLeft = 1803,
-    kCmdRight = 1804,
-    kCmdUpLeft = 1805,
-    kCmdUpRight = 1806,
-    kCmdDownLeft = 1807,
-    kCmdDownRight = 1808,
-    kCmdZoomIn = 1809,
-    kCmdZoomOut = 1810,
-    kCmdPresetFirst = 1811,
-    kCmdPresetLast = 1820,
-    kCmdFocusNear = 1841,
-    kCmdFocusFar = 1842,
-    kCmdClickToCentre = 1981,  // argument: x in the high 16 bits, y in the low ones
-    kCmdPresetIndex = 1984,
-    kCmdPresetName = 1985,
-    kCmdReadPresetFormat = 1986,
-    kCmdTrackingOn = 6005,
-    kCmdTrackingOff = 6006,
-};
-
 // All requests are shorter than this, the NUL included.
 inline constexpr std::size_t kCommandRequestSize = 640;
 
@@ -47,8 +21,6 @@ std::optional<std::string> BuildPtzRequest(std::uint32_t dwCmd, std::uint32_t dw
 // The request of a bare ptz.cgi command number: 15 preset table, 16 capabilities, 20 preset format.
 std::optional<std::string> BuildPtzQuery(int nWireCommand, const TargetSettings& settings);
 std::optional<std::string> BuildAudioQuery(const TargetSettings& settings);
-// The only request of a talk-back connection; bare sound follows it.
-std::optional<std::string> BuildTalkRequest(const TargetSettings& settings);
 std::optional<std::string> BuildManualRecording(bool bOn, const TargetSettings& settings);
 // ptz.cgi command 21 or 22 with its argument text.
 std::optional<std::string> BuildPresetCommand(int nWireCommand, std::string_view argument,

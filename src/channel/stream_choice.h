@@ -8,6 +8,11 @@
 
 namespace kvmon {
 
+// Where a channel takes its pictures from, as the user wants it.
+inline constexpr std::uint32_t kStreamFromOption = 0;
+inline constexpr std::uint32_t kStreamFromRecorder = 1;
+inline constexpr std::uint32_t kStreamFromCamera = 2;
+
 // One stream of the channel, as the recorder offers it.
 struct StreamProfile {
     std::string name;

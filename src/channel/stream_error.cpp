@@ -1,5 +1,4 @@
 #include "channel/channel_core.h"
-#include "channel/stream_reader.h"
 #include "persist/string_table.h"
 
 namespace kvmon {
@@ -27,8 +26,7 @@ void ChannelCore::ReportStreamError(int nCode, int nArg) {
         return;
     }
     const bool bUnauthorized = nCode == kStreamStatus && nArg == kStatusUnauthorized;
-    m_picture.SetMainOsdCameraString(LoadString(bUnauthorized ? kStringUnauthorized : kStringDisconnected),
-                                     true);
+    SetCaption(LoadString(bUnauthorized ? kStringUnauthorized : kStringDisconnected));
 }
 
 }  // namespace kvmon

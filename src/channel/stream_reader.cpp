@@ -20,17 +20,17 @@ constexpr std::uint32_t kStrSoundNeedsLibrary = 6701;
 // A stream that the user left is no failed stream.
 void StreamReader::Report(int nCode) {
     if (!IsAborted()) {
-        m_core.ReportStreamError(nCode);
+        m_sinks.reports.ReportStreamError(nCode);
     }
 }
 
 std::uint32_t StreamReader::ParseImageFromKelvara() {
-    m_core.m_frames.SetWaitKeyFrame(true);
-    m_decode.leave = 1;
+    m_sinks.frames.SetWaitKeyFrame(true);
+    m_sinks.decode.leave = 1;
     if (!SkipHttpHeader()) {
         Report(kStreamLine);
         Trace("CBaseCamera::ParseImageFromKelvara: m_uCHInMainDlg=%u, Read http header failed...\n",
-              m_core.m_uCHInMainDlg.load());
+              m_sinks.frames.GetCHInMainDlg());
         return 0;
     }
     std::array<std::uint8_t, wire::kFrameHeaderSize> head;
@@ -39,7 +39,7 @@ std::uint32_t StreamReader::ParseImageFromKelvara() {
             Trace(
                 "CBaseCamera::ParseImageFromKelvara: m_uCHInMainDlg=%u, Receive KELVARA_FRAME_HDR "
                 "failed...\n",
-                m_core.m_uCHInMainDlg.load());
+                m_sinks.frames.GetCHInMainDlg());
             break;
         }
         if (!ReadRecord(ReadFrameHead(head), head)) {
@@ -78,18 +78,9 @@ bool StreamReader::ReadHead(std::span<std::uint8_t, wire::kFrameHeaderSize> head
 
 bool StreamReader::ReadRecord(const KELVARA_FRAME_HDR& hdr,
                               std::span<const std::uint8_t, wire::kFrameHeaderSize> head) {
-    const std::uint32_t uCH = m_core.m_uCHInMainDlg;
+    const std::uint32_t uCH = m_sinks.frames.GetCHInMainDlg();
     if (hdr.dwReserved == wire::kAudioReserved) {
-        if (!m_audio.PlayAudio(m_source, hdr, m_core.m_sound)) {
-            Report(kStreamAudio);
-            Trace("CBaseCamera::ParseImageFromKelvara: m_uCHInMainDlg=%u, PlayAudio failed...\n", uCH);
-            return false;
-        }
-        if (m_audio.TakeNeedsLibrary()) {
-            m_core.ShowText(kStrSoundNeedsLibrary);
-        }
-        m_core.m_nBytes += head.size() + hdr.dwFrameDataSize;
-        return true;
+        return ReadSound(hdr);
     }
     if (hdr.dwReserved != wire::kVideoReserved) {
         Report(kStreamUnknownReserved);
@@ -116,8 +107,22 @@ bool StreamReader::ReadRecord(const KELVARA_FRAME_HDR& hdr,
     return true;
 }
 
+bool StreamReader::ReadSound(const KELVARA_FRAME_HDR& hdr) {
+    if (!m_sinks.audio->PlayAudio(m_source, hdr, m_sinks.sound)) {
+        Report(kStreamAudio);
+        Trace("CBaseCamera::ParseImageFromKelvara: m_uCHInMainDlg=%u, PlayAudio failed...\n",
+              m_sinks.frames.GetCHInMainDlg());
+        return false;
+    }
+    if (m_sinks.audio->TakeNeedsLibrary()) {
+        m_sinks.reports.ShowText(kStrSoundNeedsLibrary);
+    }
+    m_sinks.counters.m_nBytes += wire::kFrameHeaderSize + std::uint64_t{hdr.dwFrameDataSize};
+    return true;
+}
+
 bool StreamReader::ReceiveStandardJpegFrame(const KELVARA_FRAME_HDR& hdr) {
-    auto frame = m_core.m_frames.NewDecodeFrame(m_dwCount, hdr.dwFrameDataSize);
+    auto frame = m_sinks.frames.NewDecodeFrame(m_dwCount, hdr.dwFrameDataSize);
     if (!frame) {
         Report(kStreamNoBuffer);
         Trace("CBaseCamera::ReceiveStandardJpegFrame: NewDecodeFrame FAILED...\n");
@@ -130,13 +135,13 @@ bool StreamReader::ReceiveStandardJpegFrame(const KELVARA_FRAME_HDR& hdr) {
     }
     frame->SetLength(hdr.dwFrameDataSize);
     CountFrame(wire::kFrameHeaderSize + std::uint64_t{hdr.dwFrameDataSize});
-    return m_core.m_frames.AddDecodeFrameToQueue(FrameType::Jpeg, std::move(frame), &m_decode.run);
+    return m_sinks.frames.AddDecodeFrameToQueue(FrameType::Jpeg, std::move(frame), &m_sinks.decode.run);
 }
 
 bool StreamReader::ReceiveDecodeFrame(const KELVARA_FRAME_HDR& hdr,
                                       std::span<const std::uint8_t, wire::kFrameHeaderSize> head) {
     const std::uint64_t size = head.size() + std::uint64_t{hdr.dwFrameDataSize};
-    auto frame = m_core.m_frames.NewDecodeFrame(m_dwCount, size);
+    auto frame = m_sinks.frames.NewDecodeFrame(m_dwCount, size);
     if (!frame) {
         Report(kStreamNoBuffer);
         Trace("CBaseCamera::ReceiveDecodeFrame: dwIdx=%u, NewDecodeFrame failed...\n", m_dwCount);
@@ -152,9 +157,9 @@ bool StreamReader::ReceiveDecodeFrame(const KELVARA_FRAME_HDR& hdr,
     CountFrame(size);
     if (hdr.IsKeyFrame()) {
         // A late decoder jumps to the newest group of pictures.
-        m_core.m_frames.FlushDecodeFrames(false);
+        m_sinks.frames.FlushDecodeFrames(false);
     }
-    return m_core.m_frames.AddDecodeFrameToQueue(FrameType::Wrapped, std::move(frame), &m_decode.run);
+    return m_sinks.frames.AddWrappedFrame(hdr, std::move(frame), &m_sinks.decode.run);
 }
 
 bool StreamReader::ReadBody(std::uint8_t* to, std::uint32_t size) {
@@ -170,9 +175,9 @@ bool StreamReader::ReadBody(std::uint8_t* to, std::uint32_t size) {
 }
 
 void StreamReader::CountFrame(std::uint64_t bytes) {
-    ++m_core.m_nReceived;
-    m_core.m_nBytes += bytes;
-    m_core.NoteReceived();
+    ++m_sinks.counters.m_nReceived;
+    m_sinks.counters.m_nBytes += bytes;
+    m_sinks.reports.NoteReceived();
 }
 
 }  // namespace kvmon

@@ -1,35 +1,93 @@
-// Where a channel's pictures come from: its recorder, or the camera itself by one of two ways.
-#include "channel/channel_core.h"
+#include "channel/stream_source.h"
+
+#include <string>
+#include <utility>
+
+#include "channel/camera_kind.h"
 #include "channel/channel_globals.h"
-#include "channel/channel_messages.h"
-#include "persist/string_table.h"
+#include "persist/log_file.h"
+#include "persist/utilities.h"
 
 namespace kvmon {
 
-namespace {
+StreamSource::StreamSource(const StreamSource& other, std::uint32_t nWay)
+    : clock(other.clock), kind(other.kind) {
+    m_uCHInMainDlg = other.m_uCHInMainDlg.load();
+    m_uCHInKelvara = other.m_uCHInKelvara.load();
+    m_nStreamFrom = kStreamFromCamera;
+    m_nNetworkSettingIdx = nWay;
+    const std::lock_guard lock(other.m_cs);
+    m_settings = other.m_settings;
+    m_lpszCamBase64Auth = other.m_lpszCamBase64Auth.View();
+}
 
-constexpr std::uint32_t kStringDisconnected = 57412;
-constexpr std::uint32_t kFollowOption = 0;
-constexpr std::uint32_t kFromRecorder = 1;
-// "The camera does not answer, picture from the recorder"
-constexpr std::uint32_t kStrFromRecorder = 6891;
-// A stream of this length was a good one, however it ended.
-constexpr std::uint64_t kSteadyMs = 30000;
-// From here on the user is told of each further attempt.
-constexpr std::uint32_t kManySwitches = 4;
+void StreamSource::Assign(const CameraSettings& settings) {
+    const std::lock_guard lock(m_cs);
+    m_uCHInKelvara = static_cast<std::uint32_t>(settings.m_nCh);
+    m_bHasAddress = settings.m_NetworkSetting[0].HasAddress() || settings.m_NetworkSetting[1].HasAddress();
+    m_bSettingsAssigned = true;
+    m_lpszCamBase64Auth = std::string_view();
+    if (settings.m_bMonitorRight != 0) {
+        m_settings = settings;
+        if (m_bHasAddress) {
+            m_lpszCamBase64Auth = EncodeBasicAuth(std::string(settings.m_lpszCamUserName.View()) + ":" +
+                                                  std::string(settings.m_lpszCamPasswd.View()));
+        }
+        return;
+    }
+    Trace("CBaseCamera::operator=: m_uCHInMainDlg=%u, m_bMonitorRight=FALSE....\n", m_uCHInMainDlg.load());
+    CameraSettings bare;
+    bare.m_dwVendorId = settings.m_dwVendorId;
+    bare.m_dwModelId = settings.m_dwModelId;
+    bare.m_nCh = settings.m_nCh;
+    m_settings = bare;
+}
 
-}  // namespace
+CameraSettings StreamSource::GetSettings() const {
+    const std::lock_guard lock(m_cs);
+    return m_settings;
+}
 
-bool ChannelCore::IsStreamFromCamera() const {
+bool StreamSource::IsSettingsAssigned() const {
+    const std::lock_guard lock(m_cs);
+    return m_bSettingsAssigned;
+}
+
+bool StreamSource::HasAddress() const {
+    const std::lock_guard lock(m_cs);
+    return m_bHasAddress;
+}
+
+bool StreamSource::HasMonitorRight() const {
+    const std::lock_guard lock(m_cs);
+    return m_settings.m_bMonitorRight != 0;
+}
+
+bool StreamSource::IsCameraUsable() const {
+    const std::lock_guard lock(m_cs);
+    return m_bSettingsAssigned && m_bHasAddress && m_settings.m_bMonitorRight != 0;
+}
+
+void StreamSource::ForgetChoices() {
+    const std::lock_guard lock(m_cs);
+    m_StreamProfiles.clear();
+    m_FixSizeServer = {};
+    m_FixSizeCamera = {};
+    m_nStreamId = -1;
+    m_trial.Reset();
+}
+
+bool StreamSource::IsStreamFromCamera() const {
     if (!kind.CanStreamFromCamera()) {
         return false;
     }
     const std::uint32_t from = m_nStreamFrom;
-    const bool bWanted = from == kFollowOption ? Globals().streamFromCamera.load() : from != kFromRecorder;
+    const bool bWanted =
+        from == kStreamFromOption ? Globals().streamFromCamera.load() : from != kStreamFromRecorder;
     return bWanted && !m_trial.IsGone();
 }
 
-bool ChannelCore::GetKelvaraSettings(TargetSettings& settings) const {
+bool StreamSource::GetKelvaraSettings(TargetSettings& settings) const {
     const std::lock_guard lock(m_cs);
     settings.bFromCamera = false;
     settings.nCh = m_uCHInKelvara;
@@ -42,7 +100,7 @@ bool ChannelCore::GetKelvaraSettings(TargetSettings& settings) const {
     return !settings.szAddress.IsEmpty();
 }
 
-bool ChannelCore::GetTargetSettings(TargetSettings& settings) const {
+bool StreamSource::GetTargetSettings(TargetSettings& settings) const {
     if (!IsStreamFromCamera()) {
         return GetKelvaraSettings(settings);
     }
@@ -60,11 +118,26 @@ bool ChannelCore::GetTargetSettings(TargetSettings& settings) const {
     return true;
 }
 
-std::int32_t ChannelCore::WantedStreamId() const {
+bool StreamSource::HasWay(std::uint32_t nWay) const {
+    const std::lock_guard lock(m_cs);
+    return m_settings.m_NetworkSetting[nWay & 1].HasAddress();
+}
+
+bool StreamSource::HasOtherWay() const {
+    return HasWay(m_nNetworkSettingIdx + 1);
+}
+
+bool StreamSource::SwitchNetworkSetting() {
+    const bool bOther = HasOtherWay();
+    m_nNetworkSettingIdx = bOther ? m_nNetworkSettingIdx + 1 : 2;
+    return bOther;
+}
+
+std::int32_t StreamSource::WantedStreamId() const {
     return IsStreamFromCamera() ? kind.GetCameraStreamId(*this) : SelectStreamId();
 }
 
-std::int32_t ChannelCore::SelectStreamId() const {
+std::int32_t StreamSource::SelectStreamId() const {
     const bool bFromCamera = IsStreamFromCamera();
     const std::lock_guard lock(m_cs);
     const FixedSize& fixed = bFromCamera ? m_FixSizeCamera : m_FixSizeServer;
@@ -73,75 +146,44 @@ std::int32_t ChannelCore::SelectStreamId() const {
     return kvmon::SelectStreamId(m_StreamProfiles, m_bDigitalZoom, pixels);
 }
 
-void ChannelCore::RefreshSourceLines() {
-    const bool bFromCamera = IsStreamFromCamera();
-    m_picture.SetSubString(SubString::StreamFrom,
-                           bFromCamera ? "Stream From: Camera" : "Stream From: Server");
-    m_picture.SetSubString(SubString::SysInfoFrom, bFromCamera ? "SysInfo From: Camera" : "");
-    m_picture.SetSubString(SubString::PtzCmdTo, bFromCamera ? "PtzCmd To: Camera" : "");
-    RefreshFixSizeLine();
+bool StreamSource::SetStreamProfiles(std::vector<StreamProfile> profiles) {
+    const std::lock_guard lock(m_cs);
+    if (m_StreamProfiles == profiles) {
+        return false;
+    }
+    m_StreamProfiles = std::move(profiles);
+    return true;
 }
 
-void ChannelCore::RefreshFixSizeLine() {
-    const bool bFromCamera = IsStreamFromCamera();
-    FixedSize size;
-    {
-        const std::lock_guard lock(m_cs);
-        size = bFromCamera ? m_FixSizeCamera : m_FixSizeServer;
-    }
-    m_picture.SetSubString(SubString::FixSize,
-                           size.IsSet() ? FormatText("Fix Size: %d x %d", size.cx, size.cy) : std::string());
+std::vector<StreamProfile> StreamSource::GetStreamProfiles() const {
+    const std::lock_guard lock(m_cs);
+    return m_StreamProfiles;
 }
 
-void ChannelCore::SwitchNetworkSetting() {
-    if (m_bStreamRunning || m_nNetworkSettingIdx >= kManySwitches) {
-        m_picture.SetMainOsdCameraString(LoadString(kStringDisconnected), true);
-    }
-    if (m_bStreamRunning || !IsStreamFromCamera()) {
-        return;
-    }
-    bool bOther = false;
-    {
-        const std::lock_guard lock(m_cs);
-        bOther = m_settings.m_NetworkSetting[(m_nNetworkSettingIdx + 1) & 1].HasAddress();
-        m_nNetworkSettingIdx = bOther ? m_nNetworkSettingIdx + 1 : 2;
-    }
-    if (!bOther) {
-        return;
-    }
-    RestartPlaying();
-    // What the camera can do is asked for anew.
-    m_commandThread.Control()->Interrupt();
-    AddCamCmd(kCmdReadCameraInfo, 0);
+void StreamSource::SetViewSize(int cx, int cy) {
+    const std::lock_guard lock(m_cs);
+    m_nViewWidth = cx;
+    m_nViewHeight = cy;
 }
 
-void ChannelCore::EndCameraPass(CameraPatience& patience) {
-    TargetSettings recorder;
-    if (!GetKelvaraSettings(recorder)) {
-        return;
-    }
-    const bool bDelivered = patience.HasDelivered();
-    if (bDelivered && !patience.HasEnded() && patience.GetDeliveredMs() >= kSteadyMs) {
-        return;  // it served well and hung up: one more connection
-    }
-    bool bOther = false;
-    {
-        const std::lock_guard lock(m_cs);
-        bOther = m_settings.m_NetworkSetting[(m_nNetworkSettingIdx + 1) & 1].HasAddress();
-    }
-    if (bOther && !bDelivered && m_trial.CountWay() == 1) {
-        m_nNetworkSettingIdx = (m_nNetworkSettingIdx + 1) & 1;
-        RestartPlaying();
-        return;
-    }
-    // Better the recorder's pictures than none.
-    m_trial.Fail(clock);
-    m_nErrorCount = 0;
-    if (m_nStreamFrom != kFollowOption) {
-        ShowText(kStrFromRecorder);
-    }
-    RestartPlaying();
-    m_lookThread.Control()->run.Set();
+void StreamSource::SetFixSizeServer(const FixedSize& size) {
+    const std::lock_guard lock(m_cs);
+    m_FixSizeServer = size;
+}
+
+void StreamSource::SetFixSizeCamera(const FixedSize& size) {
+    const std::lock_guard lock(m_cs);
+    m_FixSizeCamera = size;
+}
+
+FixedSize StreamSource::GetFixSizeServer() const {
+    const std::lock_guard lock(m_cs);
+    return m_FixSizeServer;
+}
+
+FixedSize StreamSource::GetFixSizeCamera() const {
+    const std::lock_guard lock(m_cs);
+    return m_FixSizeCamera;
 }
 
 }  // namespace kvmon

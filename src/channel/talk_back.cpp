@@ -1,10 +1,9 @@
 #include "channel/talk_back.h"
 
-#include "channel/base_camera.h"
-#include "channel/channel_core.h"
 #include "channel/channel_messages.h"
-#include "channel/ptz_request.h"
+#include "channel/stream_source.h"
 #include "persist/log_file.h"
+#include "platform/text.h"
 #include "server/http_tran.h"
 
 namespace kvmon {
@@ -15,6 +14,8 @@ constexpr std::uint32_t kTypeG726 = 1;  // the only form that can be coded
 constexpr std::uint32_t kStepTimeout = 3000;
 // Two seconds of coded sound: a recorder that stops reading shows early.
 constexpr int kSendBuffer = 8192;
+// The request is shorter, the NUL included.
+constexpr std::size_t kRequestSize = 640;
 
 void Tell(const WindowHandle& hWnd, TalkingNotify what, LParam lParam = 0) {
     hWnd.Post(WM_TALKING_NOTIFY, static_cast<WParam>(what), lParam);
@@ -31,32 +32,46 @@ struct TalkBack::Connection {
     CHttpTran tran;
 };
 
-TalkBack::TalkBack() {
+std::optional<std::string> BuildTalkRequest(const TargetSettings& settings) {
+    std::string request = FormatText(
+        "GET /cgi-bin/putaudiostream.cgi?ch=%d HTTP/1.0\r\nHost: %s:%d\r\n"
+        "Authorization: Basic %s\r\n"
+        "Content-Type: multipart/mixed;boundary=TARENOLIKA_MEDIACGI\r\n\r\n",
+        static_cast<int>(settings.nCh), settings.szAddress.c_str(), static_cast<int>(settings.nPort),
+        settings.szBase64Auth.c_str());
+    return request.size() < kRequestSize ? std::optional(std::move(request)) : std::nullopt;
+}
+
+TalkBack::TalkBack(const StreamSource& source) : m_source(source) {
     m_encoder.Open(1, 8000, 32000, G726Packing::LowFirst);
 }
 
 TalkBack::~TalkBack() = default;
 
-std::size_t TalkBack::GetTalkingEncodedSize(std::uint32_t dwAudioOutType, std::size_t size) {
-    return dwAudioOutType == kTypeG726 ? size / 4 : 0;
+void TalkBack::SetTalkCapability(std::uint32_t dwAudioOut, std::uint32_t dwAudioOutType) {
+    m_dwAudioOutType = dwAudioOutType;
+    m_dwAudioOut = dwAudioOut;
 }
 
-bool TalkBack::PrepareTalking(ChannelCore& core, const WindowHandle& hWnd,
-                              const std::shared_ptr<const FlagWord>& abort) {
-    if (core.m_dwAudioOut == 0 || !hWnd) {
+std::size_t TalkBack::GetTalkingEncodedSize(std::size_t size) const {
+    return m_dwAudioOutType == kTypeG726 ? size / 4 : 0;
+}
+
+bool TalkBack::PrepareTalking(const WindowHandle& hWnd, const std::shared_ptr<const FlagWord>& abort) {
+    if (!CanTalk() || !hWnd) {
         return false;
     }
     const auto fail = [&](const char* lpszStep, TalkingNotify what) {
-        Trace("CBaseCamera::PrepareTalking: m_uCHInMainDlg=%u, %s failed...\n", core.m_uCHInMainDlg.load(),
-              lpszStep);
+        Trace("CBaseCamera::PrepareTalking: m_uCHInMainDlg=%u, %s failed...\n",
+              m_source.m_uCHInMainDlg.load(), lpszStep);
         Tell(hWnd, what);
         return false;
     };
     TargetSettings settings;
-    if (!core.GetKelvaraSettings(settings)) {
+    if (!m_source.GetKelvaraSettings(settings)) {
         return fail("GetKelvaraSettings", TalkingNotify::NoSettings);
     }
-    const auto connection = std::make_shared<Connection>(abort, core.clock);
+    const auto connection = std::make_shared<Connection>(abort, m_source.clock);
     std::shared_ptr<Connection> before;
     {
         const std::lock_guard lock(m_csTalk);
@@ -86,15 +101,14 @@ bool TalkBack::PrepareTalking(ChannelCore& core, const WindowHandle& hWnd,
     return true;
 }
 
-bool TalkBack::SendTalkingData(ChannelCore& core, const WindowHandle& hWnd,
-                               std::span<const std::int16_t> samples) {
-    if (core.m_dwAudioOut == 0 || !hWnd || samples.empty()) {
+bool TalkBack::SendTalkingData(const WindowHandle& hWnd, std::span<const std::int16_t> samples) {
+    if (!CanTalk() || !hWnd || samples.empty()) {
         return false;
     }
-    const std::vector<std::uint8_t> coded = EncodeTalkingData(core.m_dwAudioOutType, samples);
+    const std::vector<std::uint8_t> coded = EncodeTalkingData(samples);
     if (coded.empty()) {
         Trace("CBaseCamera::SendTalkingData: m_uCHInMainDlg=%u, EncodeTalkingData failed...\n",
-              core.m_uCHInMainDlg.load());
+              m_source.m_uCHInMainDlg.load());
         Tell(hWnd, TalkingNotify::EncodingFailed);
         return false;
     }
@@ -108,17 +122,16 @@ bool TalkBack::SendTalkingData(ChannelCore& core, const WindowHandle& hWnd,
     if (!connection || !connection->tran.Send(coded.data(), coded.size(), &dwTimeout) ||
         connection->tran.GetSocketError() == kSocketAborted) {
         Trace("CBaseCamera::SendTalkingData: m_uCHInMainDlg=%u, Send audio data failed...\n",
-              core.m_uCHInMainDlg.load());
+              m_source.m_uCHInMainDlg.load());
         Tell(hWnd, TalkingNotify::SendFailed, 1);
         return false;
     }
     return true;
 }
 
-std::vector<std::uint8_t> TalkBack::EncodeTalkingData(std::uint32_t dwAudioOutType,
-                                                      std::span<const std::int16_t> samples) {
+std::vector<std::uint8_t> TalkBack::EncodeTalkingData(std::span<const std::int16_t> samples) {
     std::vector<std::uint8_t> coded;
-    const std::size_t size = GetTalkingEncodedSize(dwAudioOutType, samples.size_bytes());
+    const std::size_t size = GetTalkingEncodedSize(samples.size_bytes());
     if (size == 0) {
         return coded;
     }
@@ -126,28 +139,6 @@ std::vector<std::uint8_t> TalkBack::EncodeTalkingData(std::uint32_t dwAudioOutTy
     coded.reserve(size);
     m_encoder.Encode(samples, coded);
     return coded;
-}
-
-// --- the channel's face of it
-
-bool CBaseCamera::PrepareTalking(const WindowHandle& hWnd, const std::shared_ptr<const FlagWord>& abort) {
-    return m_core->m_talk.PrepareTalking(*m_core, hWnd, abort);
-}
-
-std::uint32_t CBaseCamera::GetTalkingBufferSamples() const {
-    return TalkBack::kBufferSamples;
-}
-
-std::uint16_t CBaseCamera::GetTalkingSampleBits() const {
-    return TalkBack::kSampleBits;
-}
-
-bool CBaseCamera::SendTalkingData(const WindowHandle& hWnd, std::span<const std::int16_t> samples) {
-    return m_core->m_talk.SendTalkingData(*m_core, hWnd, samples);
-}
-
-std::size_t CBaseCamera::GetTalkingEncodedSize(std::size_t size) const {
-    return TalkBack::GetTalkingEncodedSize(m_core->m_dwAudioOutType, size);
 }
 
 }  // namespace kvmon

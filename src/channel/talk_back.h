@@ -1,10 +1,13 @@
 // Talk-back of a channel: its connection and its encoder. Inside this folder and its tests only.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "audio/g726.h"
@@ -13,7 +16,8 @@
 
 namespace kvmon {
 
-struct ChannelCore;
+class StreamSource;
+struct TargetSettings;
 
 // First number of WM_TALKING_NOTIFY; the second one is 0 where nothing else is told.
 enum class TalkingNotify : std::uint32_t {
@@ -31,29 +35,34 @@ enum class TalkingNotify : std::uint32_t {
 
 inline constexpr LParam kMicrophoneSilent = 1;
 
+// The only request of a talk-back connection; bare sound follows it. Nothing if it does not fit.
+std::optional<std::string> BuildTalkRequest(const TargetSettings& settings);
+
 class TalkBack {
 public:
     static constexpr std::uint32_t kBufferSamples = 2000;
     static constexpr std::uint16_t kSampleBits = 16;
 
-    TalkBack();
+    // The recorder that the sound goes to.
+    explicit TalkBack(const StreamSource& source);
     ~TalkBack();
 
-    // The size of so many bytes of samples in the form of this number; 0 for one that nobody knows.
-    static std::size_t GetTalkingEncodedSize(std::uint32_t dwAudioOutType, std::size_t size);
-
     // As of CBaseCamera.
-    bool PrepareTalking(ChannelCore& core, const WindowHandle& hWnd,
-                        const std::shared_ptr<const FlagWord>& abort);
-    bool SendTalkingData(ChannelCore& core, const WindowHandle& hWnd, std::span<const std::int16_t> samples);
+    void SetTalkCapability(std::uint32_t dwAudioOut, std::uint32_t dwAudioOutType);
+    bool CanTalk() const { return m_dwAudioOut != 0; }
+    std::size_t GetTalkingEncodedSize(std::size_t size) const;
+    bool PrepareTalking(const WindowHandle& hWnd, const std::shared_ptr<const FlagWord>& abort);
+    bool SendTalkingData(const WindowHandle& hWnd, std::span<const std::int16_t> samples);
     // Nothing for a form that nobody knows. The encoder's state goes on from block to block and from
     // connection to connection.
-    std::vector<std::uint8_t> EncodeTalkingData(std::uint32_t dwAudioOutType,
-                                                std::span<const std::int16_t> samples);
+    std::vector<std::uint8_t> EncodeTalkingData(std::span<const std::int16_t> samples);
 
 private:
     struct Connection;
 
+    const StreamSource& m_source;
+    std::atomic<std::uint32_t> m_dwAudioOut{0};
+    std::atomic<std::uint32_t> m_dwAudioOutType{0xFFFFFFFF};
     std::mutex m_csTalk;  // held for a copy or for coding a block
     G726Codec m_encoder;
     std::shared_ptr<Connection> m_HttpTran;

@@ -6,9 +6,12 @@
 #include <optional>
 #include <string>
 
+#include "channel/camera_kind.h"
 #include "channel/camera_text.h"
 #include "channel/digest_login.h"
 #include "channel/stream_reader.h"
+#include "channel/stream_retry.h"
+#include "channel/stream_source.h"
 #include "codec/jpeg_codec.h"
 #include "persist/log_file.h"
 
@@ -21,7 +24,8 @@ constexpr std::uint32_t kHeaderTimeout = 3000;
 constexpr std::size_t kStatusLineSize = 2048;
 constexpr int kStatusOk = 200;
 constexpr int kStatusUnauthorized = 401;
-constexpr Milliseconds kRetryRound{500};
+// A camera's path may be long, and so may be the answer to its challenge.
+constexpr std::size_t kCameraRequestSize = 4096;
 // A camera that falls silent behind its first picture is none to go back to.
 constexpr std::uint64_t kPicturesOfALook = 3;
 
@@ -36,7 +40,7 @@ struct Failure {
 std::string ReadChallenge(CHttpTran& tran) {
     constexpr std::string_view kName = "www-authenticate:";
     std::array<char, kStatusLineSize> line;
-    for (int i = 0; i < StreamReader::kMaxHeaderLines; ++i) {
+    for (int i = 0; i < kMaxHeaderLines; ++i) {
         std::size_t length = line.size();
         std::uint32_t dwTimeout = kHeaderTimeout;
         if (!tran.ReadLine(line.data(), &length, &dwTimeout) || length < 3) {
@@ -55,7 +59,7 @@ std::string ReadChallenge(CHttpTran& tran) {
 }
 
 // Everything up to and including the status line.
-bool OpenStream(ChannelCore& core, CHttpTran& tran, const TargetSettings& settings, Failure& failure) {
+bool OpenStream(StreamSource& source, CHttpTran& tran, const TargetSettings& settings, Failure& failure) {
     const auto fail = [&](int code, const char* text, int argument = 0) {
         failure = {code, text, argument};
         return false;
@@ -67,10 +71,10 @@ bool OpenStream(ChannelCore& core, CHttpTran& tran, const TargetSettings& settin
     if (!tran.Connect(settings.szAddress.c_str(), settings.nPort, &dwTimeout)) {
         return fail(kStreamConnect, "HttpTran.Connect");
     }
-    core.m_nStreamId = core.WantedStreamId();
+    source.m_nStreamId = source.WantedStreamId();
     std::array<char, kCameraRequestSize> buffer;
     const std::span<char> request(buffer.data(), settings.bFromCamera ? kCameraRequestSize : kRequestSize);
-    const int length = core.kind.GetVideoCmd(settings, core.m_nStreamId, request);
+    const int length = source.kind.GetVideoCmd(settings, source.m_nStreamId, request);
     if (length < 1 || static_cast<std::size_t>(length) >= request.size()) {
         return fail(kStreamRequest, "BaseGetVideoCmd");
     }
@@ -91,25 +95,25 @@ bool OpenStream(ChannelCore& core, CHttpTran& tran, const TargetSettings& settin
     return true;
 }
 
-void ReportFailure(ChannelCore& core, const ThreadControl& control, const Failure& failure) {
-    Trace("CBaseCamera::GetStream: m_uCHInMainDlg=%u, %s failed...\n", core.m_uCHInMainDlg.load(),
+void ReportFailure(const StreamPass& pass, const Failure& failure) {
+    Trace("CBaseCamera::GetStream: m_uCHInMainDlg=%u, %s failed...\n", pass.source.m_uCHInMainDlg.load(),
           failure.text);
-    if (control.abort == 0) {
-        core.ReportStreamError(failure.code, failure.argument);
+    if (pass.control.abort == 0) {
+        pass.sinks.reports.ReportStreamError(failure.code, failure.argument);
     }
 }
 
 // The camera's pictures, by a second connection if it wants another login. Nothing if none opened.
-std::optional<std::uint32_t> ReadCamera(ChannelCore& core, ThreadControl& control, ThreadControl& decode,
-                                        TargetSettings& settings, const CHttpTran::GiveUpWait& giveUp,
-                                        Failure& failure) {
+std::optional<std::uint32_t> ReadCamera(const StreamPass& pass, TargetSettings& settings,
+                                        const CHttpTran::GiveUpWait& giveUp, Failure& failure) {
+    StreamSource& source = pass.source;
     for (;;) {
-        CHttpTran tran(&control.abort, core.clock);
+        CHttpTran tran(&pass.control.abort, source.clock);
         tran.SetGiveUp(giveUp);
-        const ThreadControl::Connection connection(control, tran);
-        if (OpenStream(core, tran, settings, failure)) {
-            HttpByteSource source(tran);
-            return core.kind.ParseImage(core, control, decode, source);
+        const ThreadControl::Connection connection(pass.control, tran);
+        if (OpenStream(source, tran, settings, failure)) {
+            HttpByteSource bytes(tran);
+            return source.kind.ParseImage(pass.sinks, pass.control, bytes);
         }
         if (failure.argument != kStatusUnauthorized || !settings.strChallenge.empty()) {
             return std::nullopt;
@@ -122,110 +126,111 @@ std::optional<std::uint32_t> ReadCamera(ChannelCore& core, ThreadControl& contro
 }
 
 // A camera's own stream, as long as it keeps nobody waiting.
-std::uint32_t GetCameraPictures(ChannelCore& core, ThreadControl& control, ThreadControl& decode,
-                                TargetSettings& settings) {
-    bool bOther = false;
-    {
-        const std::lock_guard lock(core.m_cs);
-        bOther = core.m_settings.m_NetworkSetting[(core.m_nNetworkSettingIdx + 1) & 1].HasAddress();
-    }
+std::uint32_t GetCameraPictures(const StreamPass& pass, TargetSettings& settings) {
+    StreamSource& source = pass.source;
+    const auto ways = source.HasOtherWay() && !source.m_trial.HasTriedAWay() ? CameraPatience::Ways::Two
+                                                                             : CameraPatience::Ways::One;
     // What still waits is of the stream before.
-    core.m_frames.FlushDecodeFrames(false);
-    CameraPatience patience(core, bOther && !core.m_trial.HasTriedAWay());
+    pass.sinks.frames.FlushDecodeFrames(false);
+    CameraPatience patience(pass.sinks.counters, source.m_trial, source.clock, ways);
     CHttpTran::GiveUpWait giveUp;
     TargetSettings recorder;
-    if (core.GetKelvaraSettings(recorder)) {
+    if (source.GetKelvaraSettings(recorder)) {
         giveUp = [&patience](std::uint64_t nIdleMs) { return patience.IsOver(nIdleMs); };
     }
     Failure failure{};
-    const auto count = ReadCamera(core, control, decode, settings, giveUp, failure);
+    const auto count = ReadCamera(pass, settings, giveUp, failure);
     if (!count) {
-        ReportFailure(core, control, failure);
+        ReportFailure(pass, failure);
     }
-    if (control.abort == 0) {
-        core.EndCameraPass(patience);
+    if (pass.control.abort == 0) {
+        pass.sinks.reports.EndCameraPass(patience);
     }
     return count.value_or(0);
 }
 
+// Of a look at a camera nobody is told.
+class NoReports final : public StreamReports {
+public:
+    void NoteReceived() override {}
+    void ReportStreamError(int, int) override {}
+    void EndCameraPass(CameraPatience&) override {}
+    void RestartPlaying() override {}
+    void ShowText(std::uint32_t) override {}
+};
+
 }  // namespace
 
-std::uint32_t GetStream(ChannelCore& core, ThreadControl& control, LiveAudio& audio) {
-    const auto decode = core.m_decodeThread.Control();
+std::uint32_t GetStream(const StreamPass& pass) {
     TargetSettings settings;
-    if (!core.GetTargetSettings(settings)) {
-        ReportFailure(core, control, {kStreamSettings, "GetTargetSettings"});
+    if (!pass.source.GetTargetSettings(settings)) {
+        ReportFailure(pass, {kStreamSettings, "GetTargetSettings"});
         return 0;
     }
     if (settings.bFromCamera) {
-        return GetCameraPictures(core, control, *decode, settings);
+        return GetCameraPictures(pass, settings);
     }
-    CHttpTran tran(&control.abort, core.clock);
-    const ThreadControl::Connection connection(control, tran);
+    CHttpTran tran(&pass.control.abort, pass.source.clock);
+    const ThreadControl::Connection connection(pass.control, tran);
     Failure failure{};
-    if (!OpenStream(core, tran, settings, failure)) {
-        ReportFailure(core, control, failure);
+    if (!OpenStream(pass.source, tran, settings, failure)) {
+        ReportFailure(pass, failure);
         return 0;
     }
-    HttpByteSource source(tran);
-    const std::uint32_t count = StreamReader(core, control, *decode, audio, source).ParseImageFromKelvara();
+    HttpByteSource bytes(tran);
+    const std::uint32_t count = StreamReader(pass.sinks, pass.control, bytes).ParseImageFromKelvara();
     Trace(
         "CBaseCamera::BaseParseImage: m_uCHInMainDlg=%u, Leave ParseImageFromKelvara, restart decode "
         "thread....\n",
-        core.m_uCHInMainDlg.load());
-    decode->reset = 1;
+        pass.source.m_uCHInMainDlg.load());
+    pass.sinks.decode.reset = 1;
     return count;
 }
 
-bool GivesPictures(ChannelCore& core, ThreadControl& control) {
+bool GivesPictures(StreamSource& look, ThreadControl& control) {
     TargetSettings settings;
-    if (!core.GetTargetSettings(settings)) {
+    if (!look.GetTargetSettings(settings)) {
         return false;
     }
-    CameraPatience patience(core, false);
+    FrameQueue frames(look.m_uCHInMainDlg);
+    ChannelCounters counters;
+    const SoundSwitches silent;
+    NoReports reports;
     ThreadControl decode;
+    const StreamSinks sinks{frames, counters, silent, nullptr, reports, decode};
+    CameraPatience patience(counters, look.m_trial, look.clock, CameraPatience::Ways::One);
     Failure failure{};
     const auto giveUp = [&](std::uint64_t nIdleMs) {
         // Nothing is decoded here: what comes whole counts.
-        core.m_nDecoded = core.m_nReceived.load();
-        return core.m_nReceived >= kPicturesOfALook || patience.IsOver(nIdleMs);
+        counters.m_nDecoded = counters.m_nReceived.load();
+        return counters.m_nReceived >= kPicturesOfALook || patience.IsOver(nIdleMs);
     };
-    ReadCamera(core, control, decode, settings, giveUp, failure);
-    const auto frame = core.m_frames.TakeDecodeFrame();
+    ReadCamera({look, sinks, control}, settings, giveUp, failure);
+    const auto frame = frames.TakeDecodeFrame();
     int width = 0;
     int height = 0;
     std::uint32_t size = 0;
-    return core.m_nReceived >= kPicturesOfALook && frame &&
+    return counters.m_nReceived >= kPicturesOfALook && frame &&
            GetJpegInfo(frame->Bytes(), &width, &height, &size);
 }
 
-void WaitForVideoRetry(Clock& clock, ThreadControl& control, std::uint32_t nFailures) {
-    const int rounds = nFailures < 3 ? 2 : nFailures < 8 ? 10 : 30;
-    for (int i = 0; i < rounds && control.abort == 0; ++i) {
-        if (clock.Wait(control.exit, kRetryRound)) {
-            return;
-        }
-    }
-}
-
-void DoVideoLoop(const std::shared_ptr<ChannelCore>& core, ThreadControl& control) {
-    std::shared_ptr<LiveAudio> audio;
-    {
-        const std::lock_guard lock(core->m_cs);
-        audio = core->m_pAudio;
-    }
+void DoVideoLoop(const VideoParts& parts, ThreadControl& control) {
+    StreamSource& source = parts.source;
     std::uint32_t nFailures = 0;
-    while (WaitForRun("DoVideoLoop", *core, control)) {
+    while (WaitForRun("DoVideoLoop", source.clock, source.m_uCHInMainDlg, control)) {
         std::uint32_t nFrames = 0;
         try {
-            nFrames = core->IsStreamFromCamera() ? core->kind.GetCameraStream(*core, control, *audio)
-                                                 : GetStream(*core, control, *audio);
+            const auto decode = parts.decodeThread.Control();
+            const StreamSinks sinks{parts.frames, parts.counters, parts.sound,
+                                    &parts.audio, parts.reports,  *decode};
+            const StreamPass pass{source, sinks, control};
+            nFrames = source.IsStreamFromCamera() ? source.kind.GetCameraStream(pass) : GetStream(pass);
         } catch (const std::bad_alloc&) {
             Trace("CBaseCamera::DoVideoLoop: m_uCHInMainDlg=%u, out of memory....\n",
-                  core->m_uCHInMainDlg.load());
+                  source.m_uCHInMainDlg.load());
         }
         nFailures = nFrames == 0 ? nFailures + 1 : 0;
-        WaitForVideoRetry(core->clock, control, nFailures);
+        WaitForVideoRetry(source.clock, control, nFailures);
     }
 }
 

@@ -6,10 +6,11 @@
 #include <utility>
 
 #include "channel/base_camera.h"
-#include "channel/cam_command.h"
+#include "channel/cam_commands.h"
 #include "channel/cell_timers.h"
 #include "channel/channel_messages.h"
 #include "channel/channel_view.h"
+#include "channel/command_results.h"
 #include "channel/end_stop.h"
 #include "channel/ptz_cursor.h"
 #include "persist/string_table.h"
@@ -37,7 +38,6 @@ constexpr int kRereadMs = 7000;
 constexpr int kNotifyMs = 30000;
 constexpr int kStillLookMs = 500;
 
-constexpr std::uint32_t kCmdReadPresets = 1983;
 constexpr std::uint32_t kZoomLineBit = 1u << static_cast<unsigned>(SubString::DigitalZoom);
 constexpr std::uint32_t kMsgNotify = 1025;
 

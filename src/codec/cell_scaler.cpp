@@ -144,7 +144,7 @@ bool CellScaler::DrawPlanes(const PictureView& part, std::uint8_t* out, int outS
     const std::size_t colourBytes =
         static_cast<std::size_t>(colourWidth) * static_cast<std::size_t>(colourHeight);
     const std::size_t rowBytes = (ScaleWorkBytes(part.width, width) + kAlign - 1) / kAlign * kAlign;
-    std::uint8_t* place = Aligned(work_, rowBytes + lumaBytes + 2 * colourBytes);
+    std::uint8_t* place = Aligned(m_work, rowBytes + lumaBytes + 2 * colourBytes);
 
     const std::span<std::uint8_t> rows(place, rowBytes);
     place += rowBytes;
@@ -170,7 +170,7 @@ bool CellScaler::DrawPacked(const PictureView& part, std::uint8_t* out, int outS
                             int height) {
     const int rowBytes = part.width * 4;
     std::uint8_t* const argb =
-        Aligned(work_, static_cast<std::size_t>(rowBytes) * static_cast<std::size_t>(part.height));
+        Aligned(m_work, static_cast<std::size_t>(rowBytes) * static_cast<std::size_t>(part.height));
     return ToArgb(part, argb, rowBytes) &&
            libyuv::ARGBScale(argb, rowBytes, part.width, part.height, out, outStride, width, height,
                              FilterFor(part, width, height)) == 0;

@@ -22,7 +22,7 @@ private:
     bool DrawPlanes(const PictureView& part, std::uint8_t* out, int outStride, int width, int height);
     bool DrawPacked(const PictureView& part, std::uint8_t* out, int outStride, int width, int height);
 
-    std::vector<std::uint8_t> work_;
+    std::vector<std::uint8_t> m_work;
 };
 
 }  // namespace kvmon

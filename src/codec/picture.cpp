@@ -93,7 +93,7 @@ bool ConvertToBgr(const PictureView& picture, std::uint8_t* destination, std::pt
 
 DecodedPicture::DecodedPicture() = default;
 DecodedPicture::DecodedPicture(DecodedPicture&& other) noexcept
-    : frame_(std::exchange(other.frame_, nullptr)) {}
+    : m_frame(std::exchange(other.m_frame, nullptr)) {}
 
 DecodedPicture& DecodedPicture::operator=(DecodedPicture&& other) noexcept {
     Swap(other);
@@ -102,27 +102,27 @@ DecodedPicture& DecodedPicture::operator=(DecodedPicture&& other) noexcept {
 }
 
 DecodedPicture::~DecodedPicture() {
-    av_frame_free(&frame_);
+    av_frame_free(&m_frame);
 }
 
 void DecodedPicture::Swap(DecodedPicture& other) noexcept {
-    std::swap(frame_, other.frame_);
+    std::swap(m_frame, other.m_frame);
 }
 
 AVFrame* DecodedPicture::Frame() {
-    if (frame_ == nullptr) {
-        frame_ = av_frame_alloc();
+    if (m_frame == nullptr) {
+        m_frame = av_frame_alloc();
     }
-    return frame_;
+    return m_frame;
 }
 
 bool DecodedPicture::IsEmpty() const {
-    return frame_ == nullptr || frame_->data[0] == nullptr;
+    return m_frame == nullptr || m_frame->data[0] == nullptr;
 }
 
 void DecodedPicture::Clear() {
-    if (frame_ != nullptr) {
-        av_frame_unref(frame_);
+    if (m_frame != nullptr) {
+        av_frame_unref(m_frame);
     }
 }
 
@@ -131,7 +131,7 @@ PictureView DecodedPicture::View() const {
     if (IsEmpty()) {
         return view;
     }
-    switch (frame_->format) {
+    switch (m_frame->format) {
         case AV_PIX_FMT_YUVJ420P:
         case AV_PIX_FMT_YUV420P:
             view.layout = PixelLayout::I420;
@@ -150,15 +150,15 @@ PictureView DecodedPicture::View() const {
         default:
             return view;
     }
-    view.width = frame_->width;
-    view.height = frame_->height;
-    view.fullRange = frame_->color_range == AVCOL_RANGE_JPEG || frame_->format == AV_PIX_FMT_YUVJ420P ||
-                     frame_->format == AV_PIX_FMT_YUVJ422P || frame_->format == AV_PIX_FMT_YUVJ444P;
-    view.bt709 = frame_->colorspace == AVCOL_SPC_BT709;
+    view.width = m_frame->width;
+    view.height = m_frame->height;
+    view.fullRange = m_frame->color_range == AVCOL_RANGE_JPEG || m_frame->format == AV_PIX_FMT_YUVJ420P ||
+                     m_frame->format == AV_PIX_FMT_YUVJ422P || m_frame->format == AV_PIX_FMT_YUVJ444P;
+    view.bt709 = m_frame->colorspace == AVCOL_SPC_BT709;
     const int planes = view.layout == PixelLayout::Gray ? 1 : 3;
     for (int plane = 0; plane < planes; ++plane) {
-        view.data[plane] = frame_->data[plane];
-        view.stride[plane] = frame_->linesize[plane];
+        view.data[plane] = m_frame->data[plane];
+        view.stride[plane] = m_frame->linesize[plane];
     }
     return view;
 }

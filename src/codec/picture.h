@@ -87,7 +87,7 @@ public:
     void Swap(DecodedPicture& other) noexcept;
 
 private:
-    AVFrame* frame_ = nullptr;
+    AVFrame* m_frame = nullptr;
 };
 
 }  // namespace kvmon

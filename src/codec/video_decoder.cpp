@@ -53,10 +53,10 @@ public:
             return kDecodeBadData;
         }
         std::unique_ptr<AVCodecContext, ContextEnd> context(avcodec_alloc_context3(codec));
-        if (packet_ == nullptr) {
-            packet_.reset(av_packet_alloc());
+        if (m_packet == nullptr) {
+            m_packet.reset(av_packet_alloc());
         }
-        if (!context || !packet_) {
+        if (!context || !m_packet) {
             return kDecodeNoMemory;
         }
         context->width = params.width;
@@ -75,13 +75,13 @@ public:
         if (avcodec_open2(context.get(), codec, nullptr) < 0) {
             return kDecodeBadData;
         }
-        context_ = std::move(context);
+        m_context = std::move(context);
         return kDecodeOk;
     }
 
     int GetFrame(std::span<const std::uint8_t> input, DecodedPicture& output) override {
         output.Clear();
-        if (!context_) {
+        if (!m_context) {
             return kDecodeNotOpen;
         }
         AVFrame* const frame = output.Frame();
@@ -92,11 +92,11 @@ public:
             return kDecodeBadData;
         }
         // The packet borrows the bytes: the decoder only reads them.
-        packet_->data = const_cast<std::uint8_t*>(input.data());
-        packet_->size = static_cast<int>(input.size());
-        const int sent = avcodec_send_packet(context_.get(), packet_.get());
-        packet_->data = nullptr;
-        packet_->size = 0;
+        m_packet->data = const_cast<std::uint8_t*>(input.data());
+        m_packet->size = static_cast<int>(input.size());
+        const int sent = avcodec_send_packet(m_context.get(), m_packet.get());
+        m_packet->data = nullptr;
+        m_packet->size = 0;
         const int status = TakeNewest(frame);
         if (status == kDecodeNeedMoreData && sent < 0) {
             return kDecodeBadData;
@@ -108,21 +108,21 @@ public:
         return CheckPicture(output);
     }
 
-    void Close() override { context_.reset(); }
+    void Close() override { m_context.reset(); }
 
 private:
     // A unit may carry several pictures; the last one is the newest.
     int TakeNewest(AVFrame* frame) {
         int status = kDecodeNeedMoreData;
         for (;;) {
-            const int received = avcodec_receive_frame(context_.get(), spare_.Frame());
+            const int received = avcodec_receive_frame(m_context.get(), m_spare.Frame());
             if (received < 0) {
                 return received == AVERROR(EAGAIN) || received == AVERROR_EOF || status == kDecodeOk
                            ? status
                            : static_cast<int>(kDecodeBadData);
             }
             av_frame_unref(frame);
-            av_frame_move_ref(frame, spare_.Frame());
+            av_frame_move_ref(frame, m_spare.Frame());
             status = kDecodeOk;
         }
     }
@@ -135,9 +135,9 @@ private:
         return kDecodeBadData;
     }
 
-    std::unique_ptr<AVCodecContext, ContextEnd> context_;
-    std::unique_ptr<AVPacket, PacketEnd> packet_;
-    DecodedPicture spare_;
+    std::unique_ptr<AVCodecContext, ContextEnd> m_context;
+    std::unique_ptr<AVPacket, PacketEnd> m_packet;
+    DecodedPicture m_spare;
 };
 
 }  // namespace

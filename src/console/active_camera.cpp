@@ -2,7 +2,7 @@
 
 #include "channel/base_camera.h"
 #include "console/cell_pool.h"
-#include "server/kelvara_info.h"
+#include "server/recorder_list.h"
 
 namespace kvmon {
 
@@ -23,7 +23,7 @@ CameraList::Entry ActiveCamera::Entry() const {
 }
 
 CKelvaraInfo* ActiveCamera::Server() const {
-    return GetServer(Entry().server);
+    return m_recorders.GetServer(Entry().server);
 }
 
 }  // namespace kvmon

@@ -11,11 +11,13 @@ class CBaseCamera;
 class CKelvaraInfo;
 class CVideoWnd;
 class CellPool;
+class RecorderList;
 
 // Looked up with each call. User interface thread only.
 class ActiveCamera {
 public:
-    ActiveCamera(const CellPool& cells, const CameraList& cameras) : m_cells(cells), m_cameras(cameras) {}
+    ActiveCamera(const CellPool& cells, const CameraList& cameras, const RecorderList& recorders)
+        : m_cells(cells), m_cameras(cameras), m_recorders(recorders) {}
 
     // Null for none.
     CVideoWnd* Cell() const;
@@ -29,6 +31,7 @@ public:
 private:
     const CellPool& m_cells;
     const CameraList& m_cameras;
+    const RecorderList& m_recorders;
 };
 
 }  // namespace kvmon

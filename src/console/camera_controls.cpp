@@ -1,7 +1,7 @@
 #include "console/camera_controls.h"
 
 #include "channel/base_camera.h"
-#include "channel/ptz_request.h"
+#include "channel/cam_commands.h"
 #include "console/active_camera.h"
 #include "console/audio_panel.h"
 #include "console/cell_menu.h"
@@ -10,8 +10,8 @@
 #include "console/menu_spot.h"
 #include "console/record_command.h"
 #include "persist/string_table.h"
-#include "server/kelvara_info.h"
 #include "server/nvr_status.h"
+#include "server/recorder_list.h"
 #include "skin/bc_menu.h"
 
 namespace kvmon {

@@ -2,23 +2,23 @@
 
 #include "channel/base_camera.h"
 #include "persist/log_file.h"
-#include "server/kelvara_info.h"
 #include "server/nvr_status.h"
+#include "server/recorder_list.h"
 
 namespace kvmon {
 
-std::shared_ptr<CBaseCamera> GetServerCamera(int nServer, int nCamera) {
-    const CKelvaraInfo* const server = GetServer(nServer);
+std::shared_ptr<CBaseCamera> GetServerCamera(const RecorderList& recorders, int nServer, int nCamera) {
+    const CKelvaraInfo* const server = recorders.GetServer(nServer);
     // The console makes all channel objects, and makes them of this class.
     return server != nullptr ? std::static_pointer_cast<CBaseCamera>(server->GetCamera(nCamera)) : nullptr;
 }
 
 void CameraList::UpdateCameraList(bool bShowNoMonitoringRight, bool bShowNoConfig) {
     m_entries.clear();
-    for (int server = 0; server < GetServerCount(); ++server) {
-        const CKelvaraInfo& info = *GetServer(server);
+    for (int server = 0; server < m_recorders.GetServerCount(); ++server) {
+        const CKelvaraInfo& info = *m_recorders.GetServer(server);
         for (int slot = 0; slot < info.GetCameraCount(); ++slot) {
-            const auto camera = GetServerCamera(server, slot);
+            const auto camera = GetServerCamera(m_recorders, server, slot);
             if (!camera || (!bShowNoMonitoringRight && !camera->HasMonitorRight()) ||
                 (!bShowNoConfig && info.GetStatus(slot, kStatusConfigured) == 0)) {
                 continue;
@@ -31,7 +31,7 @@ void CameraList::UpdateCameraList(bool bShowNoMonitoringRight, bool bShowNoConfi
 }
 
 std::shared_ptr<CBaseCamera> CameraList::GetCameraByChannel(int n) const {
-    return IsChannel(n) ? GetServerCamera(Get(n).server, Get(n).camera) : nullptr;
+    return IsChannel(n) ? GetServerCamera(m_recorders, Get(n).server, Get(n).camera) : nullptr;
 }
 
 int CameraList::FindChannel(const CBaseCamera* camera) const {
@@ -44,7 +44,7 @@ int CameraList::FindChannel(const CBaseCamera* camera) const {
 }
 
 bool CameraList::IsConfigured(int n) const {
-    const CKelvaraInfo* const server = GetServer(Get(n).server);
+    const CKelvaraInfo* const server = m_recorders.GetServer(Get(n).server);
     return server != nullptr && server->GetStatus(Get(n).camera, kStatusConfigured) != 0;
 }
 

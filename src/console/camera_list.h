@@ -7,12 +7,15 @@
 namespace kvmon {
 
 class CBaseCamera;
+class RecorderList;
 
 // The camera with this position at a server; null when there is none.
-std::shared_ptr<CBaseCamera> GetServerCamera(int nServer, int nCamera);
+std::shared_ptr<CBaseCamera> GetServerCamera(const RecorderList& recorders, int nServer, int nCamera);
 
 class CameraList {
 public:
+    explicit CameraList(const RecorderList& recorders) : m_recorders(recorders) {}
+
     struct Entry {
         int server = -1;
         int camera = -1;
@@ -32,6 +35,7 @@ public:
     bool IsConfigured(int n) const;
 
 private:
+    const RecorderList& m_recorders;
     std::vector<Entry> m_entries;
 };
 

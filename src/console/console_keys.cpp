@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "channel/ptz_request.h"
+#include "channel/cam_commands.h"
 #include "console/commands.h"
 #include "console/console_controls.h"
 #include "console/console_messages.h"

@@ -10,20 +10,23 @@
 #include "console/web_page.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
-#include "server/kelvara_info.h"
+#include "server/recorder_list.h"
 
 namespace kvmon {
 
 ConsoleParts::ConsoleParts(Desk& theDesk, Commands& theCommands, Timers& timers, PanelButtons& theButtons,
-                           SessionEvents& sessionEvents, ClientSite& theSite, std::uint16_t language)
+                           SessionEvents& sessionEvents, ClientSite& theSite, Clock& clock,
+                           std::uint16_t language)
     : desk(theDesk),
       commands(theCommands),
       buttons(theButtons),
       site(theSite),
       settings{{}, {}, language},
-      active(cells, cameras),
+      recorders(clock),
+      cameras(recorders),
+      active(cells, cameras, recorders),
       heard(controls, cells, cameras),
-      view(desk, commands, *this, cells, controls, cameras, settings, heard),
+      view(desk, commands, *this, cells, controls, cameras, settings, heard, recorders),
       spots(desk, buttons, cells),
       drag(desk, cells, view, cameras),
       screens(desk, commands, *this, controls, view),
@@ -36,24 +39,29 @@ ConsoleParts::ConsoleParts(Desk& theDesk, Commands& theCommands, Timers& timers,
       record(active, cells, timers, busy, controls),
       cameraControls(commands, spots, controls, active, cameras, audio, record),
       cellMenu(desk, commands, controls, active, view),
-      snapshot(desk, active, settings),
+      snapshot(desk, active, settings, clock),
       keys(desk, timers, buttons, controls, commands),
-      events(desk, timers, settings),
-      windows(desk, site),
+      events(desk, timers, settings, recorders),
+      windows(desk, site, recorders),
       binding(desk, timers, commands, buttons, sessionEvents, settings, view, screens, cells, cameras,
-              windows, events),
-      session(desk, timers, commands, sessionEvents, site, settings, view, cells, cameras, binding),
-      serverClock(desk, settings),
+              windows, events, recorders),
+      session(desk, timers, commands, sessionEvents, site, settings, view, cells, cameras, binding,
+              recorders),
+      serverClock(desk, settings, recorders),
       options(desk, site, settings, binding, view, cells, cameras, events),
       help(site),
-      status(desk, cells, cameras, view, session.SignIn()) {}
+      status(desk, cells, cameras, view, session.SignIn(), recorders) {
+    recorders.AddListener(status);
+    recorders.AddListener(serverClock);
+    recorders.AddListener(binding);
+}
 
 ConsoleParts::~ConsoleParts() {
     cells.DestroyAll();
     // What was told to stop has had the time of the steps before this one; who still runs is waited for.
-    DeleteAllKelvara();
-    ReapRemovedServers(true);
-    ReapRemovedCameras(true);
+    recorders.DeleteAllKelvara();
+    recorders.ReapRemovedServers(true);
+    recorders.ReapRemovedCameras(true);
     for (const char* const name : {"/~snapshot.jpg", "/~snapshot.bmp"}) {
         std::remove((GetDataFolder() + name).c_str());
     }
@@ -62,7 +70,7 @@ ConsoleParts::~ConsoleParts() {
 void ConsoleParts::Start() {
     ptz.Init();
     screens.Init();
-    AddServer(site.GetServerIP(), site.GetServerPort(), {}, {});
+    recorders.AddServer(site.GetServerIP(), site.GetServerPort(), {}, {});
     session.Logout(false);
 }
 

@@ -34,6 +34,7 @@
 #include "console/view_controller.h"
 #include "console/wait_box.h"
 #include "console/wall_events.h"
+#include "server/recorder_list.h"
 
 namespace kvmon {
 
@@ -42,7 +43,7 @@ namespace kvmon {
 class ConsoleParts final : private WallEvents {
 public:
     ConsoleParts(Desk& desk, Commands& commands, Timers& timers, PanelButtons& buttons,
-                 SessionEvents& sessionEvents, ClientSite& site, std::uint16_t language);
+                 SessionEvents& sessionEvents, ClientSite& site, Clock& clock, std::uint16_t language);
     ~ConsoleParts() override;
     ConsoleParts(const ConsoleParts&) = delete;
     ConsoleParts& operator=(const ConsoleParts&) = delete;
@@ -69,6 +70,7 @@ public:
     ClientSite& site;
     ConsoleSettings settings;
     ConsoleControls controls;
+    RecorderList recorders;
     CameraList cameras;
     CellPool cells;
     ActiveCamera active;

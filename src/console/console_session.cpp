@@ -23,7 +23,7 @@
 #include "persist/log_file.h"
 #include "persist/utilities.h"
 #include "platform/text.h"
-#include "server/kelvara_info.h"
+#include "server/recorder_list.h"
 #include "server/resource_fetch.h"
 #include "skin/window_base.h"
 
@@ -31,9 +31,9 @@ namespace kvmon {
 
 namespace {
 
-bool HaveAllServersStopped() {
-    for (int i = 0; i < GetServerCount(); ++i) {
-        if (GetServer(i)->IsRunning()) {
+bool HaveAllServersStopped(const RecorderList& recorders) {
+    for (int i = 0; i < recorders.GetServerCount(); ++i) {
+        if (recorders.GetServer(i)->IsRunning()) {
             return false;
         }
     }
@@ -62,7 +62,7 @@ ConsoleSession::~ConsoleSession() {
 }
 
 bool ConsoleSession::IsLoggedIn() const {
-    const CKelvaraInfo* const first = GetServer(0);
+    const CKelvaraInfo* const first = m_recorders.GetServer(0);
     return m_bLoggedIn && first != nullptr && first->IsRunning();
 }
 
@@ -71,7 +71,7 @@ void ConsoleSession::AutoLogin(const std::string& user, const std::string& passw
         TouchTemporaryFile();
     }
     m_timers.SetTimer(kTimerLogin, 0);
-    if (CKelvaraInfo* const first = GetServer(0)) {
+    if (CKelvaraInfo* const first = m_recorders.GetServer(0)) {
         if (m_bLoggedIn && (first->GetUser() != user || first->GetPassword() != password)) {
             EndSession(true);
         }
@@ -100,9 +100,9 @@ void ConsoleSession::OpenTraceFile(const std::string& host, std::uint32_t port) 
 }
 
 void ConsoleSession::StopServer(int server, bool bStopOnly) {
-    CKelvaraInfo& info = *GetServer(server);
+    CKelvaraInfo& info = *m_recorders.GetServer(server);
     for (int slot = 0; slot < info.GetCameraCount(); ++slot) {
-        StopAndRemoveCamera(server, slot);
+        m_recorders.StopAndRemoveCamera(server, slot);
     }
     info.SetCameraCount(0);
     info.StopGetKelvaraInfo(false, bStopOnly);
@@ -119,10 +119,10 @@ void ConsoleSession::EndSession(bool bStopOnly) {
     m_sessionEvents.OnSessionEnds();
     CloseDialogs();
     m_cells.DetachAll();
-    for (int i = 0; i < GetServerCount(); ++i) {
+    for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
         StopServer(i, bStopOnly);
     }
-    if (CKelvaraInfo* const first = GetServer(0)) {
+    if (CKelvaraInfo* const first = m_recorders.GetServer(0)) {
         first->SetConnectInfo(0, first->GetHost(), first->GetPort(), {}, {});
     }
     m_cameras.Clear();
@@ -162,7 +162,7 @@ void ConsoleSession::OnLoginTimer() {
 }
 
 void ConsoleSession::OnStoppingTimer() {
-    if (m_stopWatch.Tick(HaveAllServersStopped())) {
+    if (m_stopWatch.Tick(HaveAllServersStopped(m_recorders))) {
         m_timers.KillTimer(kTimerStopping);
         m_desk.HideWait();
         m_sessionEvents.OnSessionOver();
@@ -179,7 +179,7 @@ void ConsoleSession::OnBtnLogout() {
 }
 
 void ConsoleSession::CleanBrowserUserInfo() {
-    const CKelvaraInfo* const first = GetServer(0);
+    const CKelvaraInfo* const first = m_recorders.GetServer(0);
     if (first == nullptr) {
         return;
     }

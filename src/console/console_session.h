@@ -16,6 +16,7 @@ class ClientSite;
 class Commands;
 struct ConsoleSettings;
 class Desk;
+class RecorderList;
 class ServerBinding;
 class SessionEvents;
 class Timers;
@@ -37,7 +38,7 @@ class ConsoleSession final : private SessionLogin {
 public:
     ConsoleSession(Desk& desk, Timers& timers, Commands& commands, SessionEvents& sessionEvents,
                    ClientSite& site, const ConsoleSettings& settings, ViewController& view, CellPool& cells,
-                   CameraList& cameras, ServerBinding& binding)
+                   CameraList& cameras, ServerBinding& binding, RecorderList& recorders)
         : m_desk(desk),
           m_timers(timers),
           m_commands(commands),
@@ -48,7 +49,8 @@ public:
           m_cells(cells),
           m_cameras(cameras),
           m_binding(binding),
-          m_signIn(desk, site, view, settings, *this) {}
+          m_recorders(recorders),
+          m_signIn(desk, site, view, settings, *this, recorders) {}
     ~ConsoleSession() override;
 
     // The one answer to who counts as logged in: the user who asked for it last, for as long as the first
@@ -91,6 +93,7 @@ private:
     CellPool& m_cells;
     CameraList& m_cameras;
     ServerBinding& m_binding;
+    RecorderList& m_recorders;
     bool m_bLoggedIn = false;
     SignInDesk m_signIn;
     StopWatch m_stopWatch;

@@ -16,7 +16,7 @@
 #include "console/main_menu.h"
 #include "console/panel_buttons.h"
 #include "console/view_commands.h"
-#include "server/kelvara_info.h"
+#include "server/recorder_list.h"
 #include "server/server_messages.h"
 #include "skin/input_messages.h"
 #include "skin/skin_messages.h"
@@ -35,8 +35,8 @@ int NumberOf(WParam wParam) {
     return wParam <= 0x7FFFFFFF ? static_cast<int>(wParam) : -1;
 }
 
-int ServerOf(LParam lParam) {
-    return lParam >= 0 && lParam < GetServerCount() ? static_cast<int>(lParam) : -1;
+int ServerOf(const Parts& parts, LParam lParam) {
+    return lParam >= 0 && lParam < parts.recorders.GetServerCount() ? static_cast<int>(lParam) : -1;
 }
 
 // --- commands
@@ -120,13 +120,13 @@ constexpr CommandRow kCommands[] = {
 // --- messages
 
 void OnServerChange(Parts& parts, WParam code, LParam server) {
-    parts.binding.OnUpdateSvrInfo(static_cast<std::uint32_t>(code), ServerOf(server));
+    parts.binding.OnUpdateSvrInfo(static_cast<std::uint32_t>(code), ServerOf(parts, server));
     parts.status.OnTick();
 }
 
 void OnServerFailure(Parts& parts, WParam code, LParam server) {
-    parts.binding.OnGetVSInfoFailed(static_cast<std::uint32_t>(code), ServerOf(server));
-    parts.status.OnFailure(GetServer(ServerOf(server)));
+    parts.binding.OnGetVSInfoFailed(static_cast<std::uint32_t>(code), ServerOf(parts, server));
+    parts.status.OnFailure(parts.recorders.GetServer(ServerOf(parts, server)));
 }
 
 // A click into the pictures ends the choice of a page.
@@ -171,7 +171,7 @@ constexpr MessageRow kMessages[] = {
     {WM_COMMAND, [](Parts& p, WParam w, LParam) { RunCommand(p, static_cast<int>(w & 0xFFFF)); }},
     {WM_UPDATEVSINFO, OnServerChange},
     {WM_GETVSINFO_FAILED, OnServerFailure},
-    {WM_GETNVREVENT, [](Parts& p, WParam w, LParam l) { p.events.OnGetEvents(w, ServerOf(l)); }},
+    {WM_GETNVREVENT, [](Parts& p, WParam w, LParam l) { p.events.OnGetEvents(w, ServerOf(p, l)); }},
     {kMsgRefreshEnds, [](Parts& p, WParam, LParam) { p.OnRefreshEnds(); }},
     {kMsgPressLogout, [](Parts& p, WParam, LParam) { p.commands.Press(kCtlLogout); }},
     {kMsgPtzPress, [](Parts& p, WParam w, LParam l) { p.ptz.OnPress(static_cast<int>(l & 0xFFFF), w == 1); }},
@@ -200,9 +200,9 @@ struct TimerRow {
     void (*run)(Parts& parts);
 };
 
-void Sweep(Parts&) {
-    ReapRemovedServers(false);
-    ReapRemovedCameras(false);
+void Sweep(Parts& parts) {
+    parts.recorders.ReapRemovedServers(false);
+    parts.recorders.ReapRemovedCameras(false);
 }
 
 constexpr TimerRow kTimers[] = {

@@ -1,6 +1,6 @@
 #include "console/control_rules.h"
 
-#include "channel/ptz_request.h"
+#include "channel/cam_commands.h"
 #include "console/console_controls.h"
 
 namespace kvmon {

@@ -13,7 +13,7 @@
 #include "persist/orvo_registry.h"
 #include "persist/string_table.h"
 #include "platform/text.h"
-#include "server/kelvara_info.h"
+#include "server/recorder_list.h"
 
 namespace kvmon {
 
@@ -24,8 +24,13 @@ constexpr std::uint32_t kTextMoreEvents = 6614;
 
 }  // namespace
 
-EventCenter::EventCenter(Desk& desk, Timers& timers, const ConsoleSettings& settings)
-    : m_desk(desk), m_timers(timers), m_settings(settings), m_notifier(std::make_unique<DesktopNotifier>()) {}
+EventCenter::EventCenter(Desk& desk, Timers& timers, const ConsoleSettings& settings,
+                         const RecorderList& recorders)
+    : m_desk(desk),
+      m_timers(timers),
+      m_settings(settings),
+      m_recorders(recorders),
+      m_notifier(std::make_unique<DesktopNotifier>()) {}
 
 EventCenter::~EventCenter() {
     // All are asked before the first is waited for.
@@ -60,7 +65,7 @@ void EventCenter::OnTimer() {
         Rest();
         return;
     }
-    for (int server = 0; server < GetServerCount(); ++server) {
+    for (int server = 0; server < m_recorders.GetServerCount(); ++server) {
         Watch(server);
     }
 }
@@ -76,7 +81,7 @@ std::string EventCenter::SectionFor(int server, const CKelvaraInfo& info) const 
 
 // A recorder has a log from its first answer on, which tells its name.
 void EventCenter::Watch(int server) {
-    const CKelvaraInfo* const info = GetServer(server);
+    const CKelvaraInfo* const info = m_recorders.GetServer(server);
     const bool bRunning = info != nullptr && info->IsRunning();
     if (const auto found = m_logs.find(server); !bRunning && found != m_logs.end()) {
         if (found->second.log) {
@@ -126,7 +131,7 @@ void EventCenter::Retire(Watched& watched) {
 }
 
 void EventCenter::OnServersChanged() {
-    while (!m_logs.empty() && m_logs.rbegin()->first >= GetServerCount()) {
+    while (!m_logs.empty() && m_logs.rbegin()->first >= m_recorders.GetServerCount()) {
         if (Watched& last = m_logs.rbegin()->second; last.log) {
             Retire(last);
         }

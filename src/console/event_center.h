@@ -16,12 +16,13 @@ class CEventWindow;
 class CKelvaraInfo;
 struct ConsoleSettings;
 class Desk;
+class RecorderList;
 class Timers;
 
 // Fetches every 5 seconds while the window is open or the option is on. User interface thread only.
 class EventCenter {
 public:
-    EventCenter(Desk& desk, Timers& timers, const ConsoleSettings& settings);
+    EventCenter(Desk& desk, Timers& timers, const ConsoleSettings& settings, const RecorderList& recorders);
     // Stops all fetches; each may take half a second.
     ~EventCenter();
     EventCenter(const EventCenter&) = delete;
@@ -65,6 +66,7 @@ private:
     Desk& m_desk;
     Timers& m_timers;
     const ConsoleSettings& m_settings;
+    const RecorderList& m_recorders;
     std::map<int, Watched> m_logs;                           // by the recorder's index
     std::vector<std::unique_ptr<CGetNVREventLog>> m_ending;  // told to stop
     EventList m_events;

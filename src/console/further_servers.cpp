@@ -15,7 +15,7 @@
 #include "console/view_controller.h"
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
-#include "server/kelvara_info.h"
+#include "server/recorder_list.h"
 #include "server/server_messages.h"
 
 namespace kvmon {
@@ -40,8 +40,8 @@ SavedServer ServerBinding::Describe(const CKelvaraInfo& info) const {
 
 std::vector<SavedServer> ServerBinding::DescribeServers() const {
     std::vector<SavedServer> servers;
-    for (int i = 0; i < GetServerCount(); ++i) {
-        servers.push_back(Describe(*GetServer(i)));
+    for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
+        servers.push_back(Describe(*m_recorders.GetServer(i)));
     }
     return servers;
 }
@@ -53,10 +53,11 @@ bool ServerBinding::IsListed(const SavedServer& saved) const {
 }
 
 CKelvaraInfo* ServerBinding::StartServer(const SavedServer& saved) {
-    if (GetServerCount() >= kMaxServers) {
+    if (m_recorders.GetServerCount() >= kMaxServers) {
         return nullptr;
     }
-    CKelvaraInfo* const info = GetServer(AddServer(saved.address, saved.port, saved.user, saved.password));
+    CKelvaraInfo* const info =
+        m_recorders.GetServer(m_recorders.AddServer(saved.address, saved.port, saved.user, saved.password));
     if (info == nullptr) {
         return nullptr;
     }
@@ -75,7 +76,7 @@ CKelvaraInfo* ServerBinding::StartServer(const SavedServer& saved) {
 }
 
 void ServerBinding::LoadVSInfo() {
-    const CKelvaraInfo* const first = GetServer(0);
+    const CKelvaraInfo* const first = m_recorders.GetServer(0);
     if (first == nullptr) {
         return;
     }
@@ -97,14 +98,14 @@ void ServerBinding::OnAutoLogin(const std::string& user) {
     if (!m_bInitialised) {
         return;
     }
-    const CKelvaraInfo& first = *GetServer(0);
+    const CKelvaraInfo& first = *m_recorders.GetServer(0);
     SavedServer owner{{}, first.GetHost(), first.GetPort(), user, {}, 0};
     if (ServerIdentity(owner) == m_strListOwner) {
         m_bStartFurther = m_bFurtherStopped;
         return;
     }
-    while (GetServerCount() > 1) {
-        DropServer(GetServerCount() - 1);
+    while (m_recorders.GetServerCount() > 1) {
+        DropServer(m_recorders.GetServerCount() - 1);
     }
     m_givenNames.clear();
     m_bListHeld = false;
@@ -113,8 +114,8 @@ void ServerBinding::OnAutoLogin(const std::string& user) {
 
 void ServerBinding::StartStoppedServers() {
     m_bFurtherStopped = false;
-    for (int i = 1; i < GetServerCount(); ++i) {
-        CKelvaraInfo* const info = GetServer(i);
+    for (int i = 1; i < m_recorders.GetServerCount(); ++i) {
+        CKelvaraInfo* const info = m_recorders.GetServer(i);
         if (!info->IsNoRightReported()) {
             // The start clears what is known of it; the wall keeps its room all the same.
             const int channels = info->GetChannelCount();
@@ -127,15 +128,15 @@ void ServerBinding::StartStoppedServers() {
 
 void ServerBinding::SaveMultiServerInfo() {
     // What was never read, or is another user's, is not replaced by what is listed now.
-    if (!m_bInitialised || m_bLoadFurther || (GetServerCount() < 2 && !m_bListHeld)) {
+    if (!m_bInitialised || m_bLoadFurther || (m_recorders.GetServerCount() < 2 && !m_bListHeld)) {
         return;
     }
     SaveServerList(Registry(), m_settings.key, DescribeServers());
 }
 
 void ServerBinding::RemoveServersBut(const std::vector<SavedServer>& kept) {
-    for (int i = GetServerCount() - 1; i > 0; --i) {
-        const SavedServer server = Describe(*GetServer(i));
+    for (int i = m_recorders.GetServerCount() - 1; i > 0; --i) {
+        const SavedServer server = Describe(*m_recorders.GetServer(i));
         const bool bStays = std::any_of(kept.begin(), kept.end(), [&](const SavedServer& other) {
             return IsSameLogin(other, server) && other.password == server.password;
         });
@@ -149,9 +150,8 @@ void ServerBinding::RemoveServersBut(const std::vector<SavedServer>& kept) {
 }
 
 void ServerBinding::DropServer(int server) {
-    CloseRefusal(GetServer(server));
     RemoveCameras(server);
-    RemoveServer(server);
+    m_recorders.RemoveServer(server);
 }
 
 void ServerBinding::ChangeServers(const std::vector<SavedServer>& further) {
@@ -192,7 +192,7 @@ void ServerBinding::ShowChangedServers() {
     OnServerInfo(0);
     m_events.OnServersChanged();
     // What a server told meanwhile may have named its old place.
-    for (int i = 0; i < GetServerCount(); ++i) {
+    for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
         m_commands.AskFor(WM_UPDATEVSINFO_CAMERACONN, i);
         m_commands.AskFor(WM_UPDATEVSINFO_CAMERASTATUS, i);
     }

@@ -9,7 +9,7 @@
 #include "console/console_tables.h"
 #include "console/widget_style.h"
 #include "persist/string_table.h"
-#include "server/kelvara_info.h"
+#include "server/recorder_list.h"
 #include "skin/background.h"
 #include "skin/input_messages.h"
 #include "skin/palette.h"
@@ -26,14 +26,14 @@ constexpr QRect kPageComboPlace(825, 267, 968 - 825, 24);
 
 }  // namespace
 
-CMainDlg::CMainDlg(ClientSite& site, QWidget* parent, std::uint16_t language)
+CMainDlg::CMainDlg(ClientSite& site, QWidget* parent, std::uint16_t language, Clock& clock)
     : CXSkinDialog(parent), m_site(site), m_strServerName(site.GetDefServerName()) {
     setObjectName(QStringLiteral("console"));
     setStyleSheet(ConsoleStyleSheet());
     setFocusPolicy(Qt::StrongFocus);
     setMinimumSize(kMinConsoleWidth, kMinConsoleHeight);
     resize(kMinConsoleWidth, kMinConsoleHeight);
-    m_parts = std::make_unique<ConsoleParts>(*this, *this, *this, *this, *this, site, language);
+    m_parts = std::make_unique<ConsoleParts>(*this, *this, *this, *this, *this, site, clock, language);
     m_parts->status.OnTick();
 }
 
@@ -114,8 +114,8 @@ void CMainDlg::DestroyWindow() {
 void CMainDlg::OnDestroy() {
     m_bClosing = true;
     m_parts->audio.CloseTalk();
-    ReapRemovedServers(false);
-    ReapRemovedCameras(false);
+    m_parts->recorders.ReapRemovedServers(false);
+    m_parts->recorders.ReapRemovedCameras(false);
     KillTimer(kTimerSweep);
     KillTimer(kTimerSecond);
     KillTimer(kTimerStopping);

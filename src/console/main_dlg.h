@@ -16,6 +16,7 @@
 namespace kvmon {
 
 class ClientSite;
+class Clock;
 class ConsoleParts;
 
 // One at a time. The window itself: its controls, its events, and what its subjects ask of it by their ports.
@@ -28,8 +29,8 @@ class CMainDlg final : public CXSkinDialog,
                        public PanelButtons,
                        public SessionEvents {
 public:
-    // The site must outlive the console.
-    CMainDlg(ClientSite& site, QWidget* parent, std::uint16_t language);
+    // The site must outlive the console; the clock, which the recorders' threads wait by, those threads, too.
+    CMainDlg(ClientSite& site, QWidget* parent, std::uint16_t language, Clock& clock);
     // Stops all that still runs and waits for it. What does not end is abandoned after 3 seconds each, or
     // when the limit for all waits at the program's end is reached.
     ~CMainDlg() override;

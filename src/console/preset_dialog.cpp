@@ -12,8 +12,8 @@
 #include <algorithm>
 
 #include "channel/base_camera.h"
+#include "channel/cam_commands.h"
 #include "channel/channel_messages.h"
-#include "channel/ptz_request.h"
 #include "console/dialog_parts.h"
 #include "console/fill_pattern.h"
 #include "persist/string_table.h"

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "channel/base_camera.h"
-#include "channel/ptz_request.h"
+#include "channel/cam_commands.h"
 #include "channel/video_wnd.h"
 #include "console/active_camera.h"
 #include "console/console_messages.h"

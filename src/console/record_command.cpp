@@ -1,7 +1,7 @@
 #include "console/record_command.h"
 
 #include "channel/base_camera.h"
-#include "channel/ptz_request.h"
+#include "channel/cam_commands.h"
 #include "channel/video_wnd.h"
 #include "console/active_camera.h"
 #include "console/busy_state.h"

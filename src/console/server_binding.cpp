@@ -24,8 +24,8 @@
 #include "persist/orvo_registry.h"
 #include "persist/string_table.h"
 #include "server/capability_reader.h"
-#include "server/kelvara_info.h"
 #include "server/nvr_status.h"
+#include "server/recorder_list.h"
 #include "server/server_messages.h"
 
 namespace kvmon {
@@ -44,7 +44,7 @@ std::string ServerBinding::RegFolder(const CKelvaraInfo& info, int server) const
     const std::string name = KeyFromName(info.GetServerName());
     bool bOwnName = !name.empty();
     for (int i = 0; i < server; ++i) {
-        bOwnName = bOwnName && GetServer(i)->GetServerName() != info.GetServerName();
+        bOwnName = bOwnName && m_recorders.GetServer(i)->GetServerName() != info.GetServerName();
     }
     return bOwnName ? name : KeyFromName(ServerIdentity(Describe(info)));
 }
@@ -81,9 +81,9 @@ void ServerBinding::OnUpdateSvrInfo(std::uint32_t code, int server) {
 }
 
 void ServerBinding::OnCapabilities(int server) {
-    const CKelvaraInfo* const info = GetServer(server);
+    const CKelvaraInfo* const info = m_recorders.GetServer(server);
     for (int slot = 0; info != nullptr && slot < info->GetCameraCount(); ++slot) {
-        if (const auto camera = GetServerCamera(server, slot)) {
+        if (const auto camera = GetServerCamera(m_recorders, server, slot)) {
             TakeCapabilities(*info, slot, *camera);
         }
     }
@@ -104,9 +104,9 @@ void ServerBinding::TakeCapabilities(const CKelvaraInfo& info, int slot, CBaseCa
 }
 
 void ServerBinding::OnServerInfo(int server) {
-    const CKelvaraInfo* const first = GetServer(0);
+    const CKelvaraInfo* const first = m_recorders.GetServer(0);
     m_settings.key = first != nullptr ? KeyFromName(first->GetServerName()) : std::string(kLocalKey);
-    if (GetServer(server) != nullptr) {
+    if (m_recorders.GetServer(server) != nullptr) {
         ShowRecorderOfActiveCell();
         NameRecordersInCaptions();
     }
@@ -118,7 +118,7 @@ void ServerBinding::ShowRecorderOfActiveCell() {
     }
     const int channel = m_cameras.FindChannel(m_cells.GetActiveCamera().get());
     const int server = std::max(m_cameras.Get(channel).server, 0);
-    const CKelvaraInfo* const info = GetServer(server);
+    const CKelvaraInfo* const info = m_recorders.GetServer(server);
     if (info == nullptr || info->GetServerName().empty()) {
         return;  // it has told nothing yet
     }
@@ -130,13 +130,13 @@ void ServerBinding::ShowRecorderOfActiveCell() {
 }
 
 void ServerBinding::NameRecordersInCaptions() {
-    const bool bNamed = m_settings.options.bShowRecorderName && GetServerCount() > 1;
+    const bool bNamed = m_settings.options.bShowRecorderName && m_recorders.GetServerCount() > 1;
     bool bChanged = false;
-    for (int server = 0; server < GetServerCount(); ++server) {
-        const CKelvaraInfo& info = *GetServer(server);
+    for (int server = 0; server < m_recorders.GetServerCount(); ++server) {
+        const CKelvaraInfo& info = *m_recorders.GetServer(server);
         const std::string name = bNamed ? Describe(info).name : std::string();
         for (int slot = 0; slot < info.GetCameraCount(); ++slot) {
-            if (const auto camera = GetServerCamera(server, slot)) {
+            if (const auto camera = GetServerCamera(m_recorders, server, slot)) {
                 bChanged = camera->SetRecorderName(name) || bChanged;
             }
         }
@@ -156,7 +156,7 @@ void ServerBinding::OnSessionEnd() {
 }
 
 void ServerBinding::OnCameraConnection(int server) {
-    const CKelvaraInfo* const info = GetServer(server);
+    const CKelvaraInfo* const info = m_recorders.GetServer(server);
     if (info == nullptr || !info->IsRunning()) {
         return;
     }
@@ -207,7 +207,7 @@ void ServerBinding::BuildView() {
     m_screens.LoadState(m_settings.key);
     m_buttons.FocusStyle();
     m_nPendingMask = 0;
-    for (int i = 0; i < GetServerCount(); ++i) {
+    for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
         CopyStatus(i);
     }
     NameRecordersInCaptions();
@@ -217,7 +217,7 @@ void ServerBinding::BuildView() {
 
 ServerBinding::Changes ServerBinding::UpdateCameraTable(int server) {
     Changes changes;
-    CKelvaraInfo* const info = GetServer(server);
+    CKelvaraInfo* const info = m_recorders.GetServer(server);
     if (info == nullptr || m_desk.IsClosing()) {
         return changes;
     }
@@ -240,24 +240,24 @@ ServerBinding::Changes ServerBinding::UpdateCameraTable(int server) {
 }
 
 void ServerBinding::RemoveCameras(int server) {
-    for (int slot = 0; slot < GetServer(server)->GetCameraCount(); ++slot) {
+    for (int slot = 0; slot < m_recorders.GetServer(server)->GetCameraCount(); ++slot) {
         RemoveCamera(server, slot);
     }
-    GetServer(server)->SetCameraCount(0);
+    m_recorders.GetServer(server)->SetCameraCount(0);
 }
 
 void ServerBinding::RemoveCamera(int server, int slot) {
-    if (const auto camera = GetServerCamera(server, slot)) {
+    if (const auto camera = GetServerCamera(m_recorders, server, slot)) {
         camera->SaveCameraSettings();
         m_cells.Detach(camera.get());
-        StopAndRemoveCamera(server, slot);
+        m_recorders.StopAndRemoveCamera(server, slot);
     }
 }
 
 void ServerBinding::UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, const CameraSettings& settings,
                                      Changes& changes) {
     const ConsoleOptions& options = m_settings.options;
-    auto camera = GetServerCamera(server, slot);
+    auto camera = GetServerCamera(m_recorders, server, slot);
     const bool bConfigured = info.GetStatus(slot, kStatusConfigured) != 0;
     if ((settings.m_bMonitorRight == 0 && !options.bShowNoMonitoringRight) ||
         (!bConfigured && !options.bShowNoConfig)) {
@@ -327,12 +327,12 @@ void ServerBinding::UpdateCamera(int server) {
 }
 
 void ServerBinding::CopyStatus(int server) {
-    const CKelvaraInfo* const info = GetServer(server);
+    const CKelvaraInfo* const info = m_recorders.GetServer(server);
     if (info == nullptr) {
         return;
     }
     for (int slot = 0; slot < info->GetCameraCount(); ++slot) {
-        const auto camera = GetServerCamera(server, slot);
+        const auto camera = GetServerCamera(m_recorders, server, slot);
         if (!camera) {
             continue;
         }
@@ -349,7 +349,7 @@ void ServerBinding::CopyStatus(int server) {
 }
 
 void ServerBinding::OnGetVSInfoFailed(std::uint32_t code, int server) {
-    CKelvaraInfo* const info = GetServer(server);
+    CKelvaraInfo* const info = m_recorders.GetServer(server);
     if (info == nullptr || !m_desk.IsLoggedIn()) {
         return;
     }
@@ -362,7 +362,7 @@ void ServerBinding::OnGetVSInfoFailed(std::uint32_t code, int server) {
     }
     if (info->GetErrorCount() > kFailuresShown) {
         for (int slot = 0; slot < info->GetCameraCount(); ++slot) {
-            if (const auto camera = GetServerCamera(server, slot)) {
+            if (const auto camera = GetServerCamera(m_recorders, server, slot)) {
                 camera->Picture().SetMainOsdKelvaraString(LoadString(57397));
                 if (camera->ForgetStatus()) {
                     camera->GetVideoWnd().Post(kMsgCaptionRefresh, 0, 0);
@@ -383,8 +383,8 @@ void ServerBinding::OnAuthorizationFailed(CKelvaraInfo& info, int server) {
     };
     if (server == 0) {
         m_desk.HideWait();
-        for (int i = 0; i < GetServerCount(); ++i) {
-            GetServer(i)->StopGetKelvaraInfo(false, false);
+        for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
+            m_recorders.GetServer(i)->StopGetKelvaraInfo(false, false);
         }
         m_refusals[&info] = m_desk.ShowMessage(text(5037), LoadString(5027));
         m_sessionEvents.OnRefused();
@@ -412,8 +412,8 @@ void ServerBinding::OnBtnServerLis() {
     if (!m_desk.IsLoggedIn()) {
         return;
     }
-    for (int i = 0; i < GetServerCount(); ++i) {
-        CKelvaraInfo* const pGetVSInfo = GetServer(i);
+    for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
+        CKelvaraInfo* const pGetVSInfo = m_recorders.GetServer(i);
         if (pGetVSInfo->IsNoRightReported()) {
             continue;  // stopped until its entry or its password changes
         }
@@ -430,9 +430,9 @@ void ServerBinding::OnBtnServerLis() {
 
 void ServerBinding::SaveCameraSettings() {
     const COrvoRegistry::Batch together(Registry());
-    for (int server = 0; server < GetServerCount(); ++server) {
-        for (int slot = 0; slot < GetServer(server)->GetCameraCount(); ++slot) {
-            if (const auto camera = GetServerCamera(server, slot)) {
+    for (int server = 0; server < m_recorders.GetServerCount(); ++server) {
+        for (int slot = 0; slot < m_recorders.GetServer(server)->GetCameraCount(); ++slot) {
+            if (const auto camera = GetServerCamera(m_recorders, server, slot)) {
                 camera->SaveCameraSettings();
             }
         }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "console/multi_server_list.h"
+#include "server/recorder_list.h"
 
 namespace kvmon {
 
@@ -29,12 +30,12 @@ class SiteWindows;
 class Timers;
 class ViewController;
 
-class ServerBinding {
+class ServerBinding final : public RecorderListener {
 public:
     ServerBinding(Desk& desk, Timers& timers, Commands& commands, PanelButtons& buttons,
                   SessionEvents& sessionEvents, ConsoleSettings& settings, ViewController& view,
                   ScreenController& screens, CellPool& cells, CameraList& cameras, SiteWindows& windows,
-                  EventCenter& events)
+                  EventCenter& events, RecorderList& recorders)
         : m_desk(desk),
           m_timers(timers),
           m_commands(commands),
@@ -46,10 +47,12 @@ public:
           m_cells(cells),
           m_cameras(cameras),
           m_windows(windows),
-          m_events(events) {}
+          m_events(events),
+          m_recorders(recorders) {}
 
     // Message 11323. Codes outside 1 to 5 are ignored.
     void OnUpdateSvrInfo(std::uint32_t code, int server);
+    void OnRecorderRemoved(const CKelvaraInfo& server) override { CloseRefusal(&server); }
     // Message 11322.
     void OnGetVSInfoFailed(std::uint32_t code, int server);
     // Timer 1016: builds the view, whether or not all stored servers have answered.
@@ -129,6 +132,7 @@ private:
     CameraList& m_cameras;
     SiteWindows& m_windows;
     EventCenter& m_events;
+    RecorderList& m_recorders;
     int m_nShownServer = -1;
     bool m_bInitialised = false;
     bool m_bFurtherStopped = false;

@@ -3,7 +3,7 @@
 #include "console/console_settings.h"
 #include "console/desk.h"
 #include "platform/clock.h"
-#include "server/kelvara_info.h"
+#include "server/recorder_list.h"
 
 namespace kvmon {
 
@@ -19,6 +19,20 @@ ServerClock::~ServerClock() {
     for (auto& [server, reading] : m_readings) {
         reading.thread.Wait(kReadingEnd);
     }
+    for (Worker& thread : m_ending) {
+        thread.Wait(kReadingEnd);
+    }
+}
+
+void ServerClock::OnRecorderRemoved(const CKelvaraInfo& server) {
+    const auto found = m_readings.find(&server);
+    if (found == m_readings.end()) {
+        return;
+    }
+    if (!found->second.thread.Wait(Milliseconds(0))) {
+        m_ending.push_back(std::move(found->second.thread));
+    }
+    m_readings.erase(found);
 }
 
 void ServerClock::OnTick() {
@@ -26,8 +40,8 @@ void ServerClock::OnTick() {
         return;
     }
     const std::uint64_t now = SystemClock().TickMs();
-    for (int i = 0; i < GetServerCount(); ++i) {
-        const CKelvaraInfo* const server = GetServer(i);
+    for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
+        const CKelvaraInfo* const server = m_recorders.GetServer(i);
         if (!server->IsConnected()) {
             continue;
         }

@@ -4,8 +4,10 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <vector>
 
 #include "platform/worker.h"
+#include "server/recorder_list.h"
 
 namespace kvmon {
 
@@ -15,13 +17,15 @@ class Desk;
 
 // Asks each connected recorder for its time, but only while the stamp is switched on: recorders without it
 // get no such request. User interface thread only; the asking has threads of its own.
-class ServerClock {
+class ServerClock final : public RecorderListener {
 public:
-    ServerClock(const Desk& desk, const ConsoleSettings& settings) : m_desk(desk), m_settings(settings) {}
+    ServerClock(const Desk& desk, const ConsoleSettings& settings, const RecorderList& recorders)
+        : m_desk(desk), m_settings(settings), m_recorders(recorders) {}
     ~ServerClock();
 
     // Once a second.
     void OnTick();
+    void OnRecorderRemoved(const CKelvaraInfo& server) override;
 
 private:
     struct Reading {
@@ -31,7 +35,9 @@ private:
 
     const Desk& m_desk;
     const ConsoleSettings& m_settings;
+    const RecorderList& m_recorders;
     std::map<const CKelvaraInfo*, Reading> m_readings;
+    std::vector<Worker> m_ending;  // that ask a recorder which is gone
 };
 
 }  // namespace kvmon

@@ -6,7 +6,7 @@
 #include "console/set_lang_dlg.h"
 #include "console/view_controller.h"
 #include "persist/string_table.h"
-#include "server/kelvara_info.h"
+#include "server/recorder_list.h"
 #include "skin/window_base.h"
 
 namespace kvmon {
@@ -79,7 +79,7 @@ bool SignInDesk::Focus() {
 
 void SignInDesk::OnSessionBegins(const std::string& user) {
     SignInMemory* const memory = m_site.SignIn();
-    const CKelvaraInfo* const first = GetServer(0);
+    const CKelvaraInfo* const first = m_recorders.GetServer(0);
     if (memory == nullptr || first == nullptr) {
         return;
     }
@@ -97,7 +97,7 @@ void SignInDesk::OnRefused() {
 }
 
 void SignInDesk::OnSignIn(const SignInEntry& entry) {
-    CKelvaraInfo* const first = GetServer(0);
+    CKelvaraInfo* const first = m_recorders.GetServer(0);
     SignInMemory* const memory = m_site.SignIn();
     if (first == nullptr || memory == nullptr) {
         return;

@@ -11,6 +11,7 @@ namespace kvmon {
 class ClientSite;
 struct ConsoleSettings;
 class Desk;
+class RecorderList;
 class ViewController;
 
 // Who begins a session when a user signs in.
@@ -24,8 +25,13 @@ public:
 class SignInDesk final : private SignInListener {
 public:
     SignInDesk(Desk& desk, ClientSite& site, const ViewController& view, const ConsoleSettings& settings,
-               SessionLogin& login)
-        : m_desk(desk), m_site(site), m_view(view), m_settings(settings), m_login(login) {}
+               SessionLogin& login, const RecorderList& recorders)
+        : m_desk(desk),
+          m_site(site),
+          m_view(view),
+          m_settings(settings),
+          m_login(login),
+          m_recorders(recorders) {}
     ~SignInDesk() override;
 
     // Shows the card in place of the wall, or takes it away, as it is called for now.
@@ -51,6 +57,7 @@ private:
     const ViewController& m_view;
     const ConsoleSettings& m_settings;
     SessionLogin& m_login;
+    const RecorderList& m_recorders;
     QPointer<SignInCard> m_card;  // goes with the panel that it stands on
     std::string m_words;          // for the next card
 };

@@ -4,7 +4,7 @@
 #include "console/desk.h"
 #include "console/disk_status_dlg.h"
 #include "console/emap_dlg.h"
-#include "server/kelvara_info.h"
+#include "server/recorder_list.h"
 
 namespace kvmon {
 
@@ -41,7 +41,7 @@ void SiteWindows::OpenEMap(const std::string& user, const std::string& password)
 }
 
 void SiteWindows::OpenEMap() {
-    const CKelvaraInfo* const first = GetServer(0);
+    const CKelvaraInfo* const first = m_recorders.GetServer(0);
     if (first != nullptr && m_desk.IsLoggedIn()) {
         OpenEMap(first->GetUser(), first->GetPassword());
     }
@@ -73,7 +73,7 @@ void SiteWindows::OpenDiskStatus() {
 
 void SiteWindows::OnDiskInfo(int server) {
     m_nDiskServer = server;
-    const CKelvaraInfo* const info = GetServer(server);
+    const CKelvaraInfo* const info = m_recorders.GetServer(server);
     if (m_disk && info != nullptr) {
         m_disk->ShowDisk(DiskOf(*info));
     }

@@ -16,7 +16,7 @@
 #include "persist/string_table.h"
 #include "platform/clock.h"
 #include "platform/text.h"
-#include "server/kelvara_info.h"
+#include "server/recorder_list.h"
 #include "skin/plain_text.h"
 
 namespace kvmon {
@@ -71,7 +71,7 @@ void SnapshotCommand::TakeActive(bool bLowIntegrity) {
     }
     // Picture, stamp, name and date are those of the click, however long a dialog asks.
     const ConsoleOptions& options = m_settings.options;
-    const Time now = SystemClock().Now();
+    const Time now = m_clock.Now();
     const std::string stamp =
         options.bShowSnapshotTimeStamp ? GetSnapshotTimeStamp(*camera, *server, now) : std::string();
     CVideoWnd* const cell = m_active.Cell();

@@ -13,7 +13,7 @@
 #include "console/view_controller.h"
 #include "persist/string_table.h"
 #include "platform/clock.h"
-#include "server/kelvara_info.h"
+#include "server/recorder_list.h"
 #include "skin/palette.h"
 #include "skin/plain_text.h"
 
@@ -133,13 +133,14 @@ std::string StatusText(const std::vector<LinkReport>& links, int live, int shown
 }
 
 StatusLine::StatusLine(Desk& desk, const CellPool& cells, const CameraList& cameras,
-                       const ViewController& view, const SignInDesk& signIn)
+                       const ViewController& view, const SignInDesk& signIn, const RecorderList& recorders)
     : QLabel(&desk.Window()),
       m_desk(desk),
       m_cells(cells),
       m_cameras(cameras),
       m_view(view),
-      m_signIn(signIn) {
+      m_signIn(signIn),
+      m_recorders(recorders) {
     setObjectName(QStringLiteral("statusLine"));
     setTextFormat(Qt::PlainText);
     QFont small = font();
@@ -183,16 +184,8 @@ LinkReport StatusLine::Report(const CKelvaraInfo& server) {
     return report;
 }
 
-// A recorder that comes later may have the place of one that is gone.
-void StatusLine::ForgetGone() {
-    std::erase_if(m_links, [](const auto& link) {
-        for (int i = 0; i < GetServerCount(); ++i) {
-            if (GetServer(i) == link.first) {
-                return false;
-            }
-        }
-        return true;
-    });
+void StatusLine::OnRecorderRemoved(const CKelvaraInfo& server) {
+    m_links.erase(&server);
 }
 
 void StatusLine::CountChannels(int* live, int* shown) {
@@ -227,7 +220,7 @@ std::string StatusLine::NoticeText(const std::vector<LinkReport>& links) const {
     if (worst.state != LinkState::kConnected) {
         return LinkText(worst);
     }
-    const bool bEmpty = links.size() == 1 && GetServer(0)->GetChannelCount() == 0;
+    const bool bEmpty = links.size() == 1 && m_recorders.GetServer(0)->GetChannelCount() == 0;
     return bEmpty ? FillPattern(LoadString(kStrNoChannels), {worst.name}) : LoadString(kStrNothingToShow);
 }
 
@@ -239,10 +232,9 @@ void StatusLine::ShowNotice(const std::string& text) {
 }
 
 void StatusLine::OnTick() {
-    ForgetGone();
     std::vector<LinkReport> links;
-    for (int i = 0; i < GetServerCount(); ++i) {
-        links.push_back(Report(*GetServer(i)));
+    for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
+        links.push_back(Report(*m_recorders.GetServer(i)));
     }
     int live = 0;
     int shown = 0;

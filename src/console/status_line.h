@@ -10,10 +10,10 @@
 
 #include "console/wall_notice.h"
 #include "server/link_failure.h"
+#include "server/recorder_list.h"
 
 namespace kvmon {
 
-class CKelvaraInfo;
 class CameraList;
 class CellPool;
 class Desk;
@@ -41,14 +41,15 @@ std::string StatusText(const std::vector<LinkReport>& links, int live, int shown
 std::optional<LinkReport> WorstLink(const std::vector<LinkReport>& links);
 
 // Looks at the recorders with each tick. User interface thread only.
-class StatusLine final : public QLabel {
+class StatusLine final : public QLabel, public RecorderListener {
 public:
     StatusLine(Desk& desk, const CellPool& cells, const CameraList& cameras, const ViewController& view,
-               const SignInDesk& signIn);
+               const SignInDesk& signIn, const RecorderList& recorders);
 
     // A round of queries failed.
     void OnFailure(const CKelvaraInfo* server);
     void OnTick();
+    void OnRecorderRemoved(const CKelvaraInfo& server) override;
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -65,13 +66,13 @@ private:
     int CountUsable() const;
     std::string NoticeText(const std::vector<LinkReport>& links) const;
     void ShowNotice(const std::string& text);
-    void ForgetGone();
 
     Desk& m_desk;
     const CellPool& m_cells;
     const CameraList& m_cameras;
     const ViewController& m_view;
     const SignInDesk& m_signIn;
+    const RecorderList& m_recorders;
     WallNotice m_notice;
     WallNotice m_secondNotice;  // on the second display
     std::map<const CKelvaraInfo*, Link> m_links;

@@ -17,7 +17,7 @@
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
 #include "persist/string_table.h"
-#include "server/kelvara_info.h"
+#include "server/recorder_list.h"
 #include "server/server_messages.h"
 #include "skin/background.h"
 #include "skin/ext_combo_box.h"
@@ -68,7 +68,8 @@ private:
 
 ViewController::ViewController(Desk& desk, Commands& commands, WallEvents& events, CellPool& cells,
                                ConsoleControls& controls, const CameraList& cameras,
-                               const ConsoleSettings& settings, HeardCamera& heard)
+                               const ConsoleSettings& settings, HeardCamera& heard,
+                               const RecorderList& recorders)
     : m_desk(desk),
       m_commands(commands),
       m_events(events),
@@ -77,6 +78,7 @@ ViewController::ViewController(Desk& desk, Commands& commands, WallEvents& event
       m_cameras(cameras),
       m_settings(settings),
       m_heard(heard),
+      m_recorders(recorders),
       m_combo(std::make_unique<CExtComboBox>(&desk.Window())),
       m_rcView(ViewRectOfConsole(kMinConsoleWidth, kMinConsoleHeight)) {
     m_combo->setObjectName(QStringLiteral("pageCombo"));
@@ -115,10 +117,11 @@ int ViewController::CountShowable() const {
     const ConsoleOptions& options = m_settings.options;
     const CameraList& cameras = m_cameras;
     int sum = cameras.GetCount();
-    for (int i = 0; i < GetServerCount(); ++i) {
-        if (GetServer(i)->GetCameraCount() == 0) {
-            sum += std::max(
-                GetServer(i)->CountChannels(options.bShowNoConfig, options.bShowNoMonitoringRight), 0);
+    for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
+        if (m_recorders.GetServer(i)->GetCameraCount() == 0) {
+            sum += std::max(m_recorders.GetServer(i)->CountChannels(options.bShowNoConfig,
+                                                                    options.bShowNoMonitoringRight),
+                            0);
         }
     }
     return sum;

@@ -23,13 +23,14 @@ class ConsoleControls;
 struct ConsoleSettings;
 class Desk;
 class HeardCamera;
+class RecorderList;
 class WallEvents;
 
 class ViewController {
 public:
     ViewController(Desk& desk, Commands& commands, WallEvents& events, CellPool& cells,
                    ConsoleControls& controls, const CameraList& cameras, const ConsoleSettings& settings,
-                   HeardCamera& heard);
+                   HeardCamera& heard, const RecorderList& recorders);
     ~ViewController();
 
     ChannelOrders& Orders() { return m_orders; }
@@ -144,6 +145,7 @@ private:
     const CameraList& m_cameras;
     const ConsoleSettings& m_settings;
     HeardCamera& m_heard;
+    const RecorderList& m_recorders;
     ChannelOrders m_orders;
     std::unique_ptr<QComboBox> m_combo;
     int m_nStyle = 9;

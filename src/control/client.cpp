@@ -59,7 +59,7 @@ private:
     CTR450Client& m_client;
 };
 
-CTR450Client::CTR450Client() = default;
+CTR450Client::CTR450Client(Clock& clock) : m_impl(clock) {}
 
 CTR450Client::~CTR450Client() {
     DestroyControlWindow();

@@ -8,6 +8,7 @@
 #include "control/client_events.h"
 #include "control/client_impl.h"
 #include "control/property_map.h"
+#include "platform/clock.h"
 
 namespace kvmon {
 
@@ -15,7 +16,8 @@ namespace kvmon {
 // only.
 class CTR450Client {
 public:
-    CTR450Client();
+    // The clock is what the recorders' threads wait by.
+    explicit CTR450Client(Clock& clock = SystemClock());
     ~CTR450Client();
     CTR450Client(const CTR450Client&) = delete;
     CTR450Client& operator=(const CTR450Client&) = delete;

@@ -41,7 +41,7 @@ void CloseNestedWindows() {
 
 }  // namespace
 
-CTR450ClientImpl::CTR450ClientImpl() = default;
+CTR450ClientImpl::CTR450ClientImpl(Clock& clock) : m_clock(clock) {}
 
 CTR450ClientImpl::~CTR450ClientImpl() {
     Destroy();
@@ -72,7 +72,7 @@ void CTR450ClientImpl::Create(WindowBase& window) {
     if (m_pMainDlg) {
         return;
     }
-    m_pMainDlg = std::make_unique<CMainDlg>(*this, &window, m_language);
+    m_pMainDlg = std::make_unique<CMainDlg>(*this, &window, m_language, m_clock);
     m_pMainDlg->OnInitDialog();
     m_pMainDlg->SetHelpURL(MakeHelpURL(m_strHelpPath, m_strServerIP, GetServerPort(), m_language));
     ChangeSize(window.width(), window.height());

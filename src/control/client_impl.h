@@ -12,6 +12,7 @@
 #include "control/languages.h"
 #include "control/playback_shares.h"
 #include "control/variant.h"
+#include "platform/clock.h"
 #include "skin/window_base.h"
 
 namespace kvmon {
@@ -35,7 +36,7 @@ enum class ClientEvent : WParam { Login = 0, Logout = 1, NewVersion = 2, ChangeL
 // User interface thread only.
 class CTR450ClientImpl final : public ClientSite {
 public:
-    CTR450ClientImpl();
+    explicit CTR450ClientImpl(Clock& clock);
     ~CTR450ClientImpl() override;
 
     // --- properties. Taken over when the console is created.
@@ -110,6 +111,7 @@ private:
     void DestroyMainDlg();
     void PostEvent(ClientEvent event, int value);
 
+    Clock& m_clock;
     std::string m_strAuthData;
     std::string m_strServerIP = "127.0.0.1";
     std::int32_t m_nServerPort = 80;

@@ -35,41 +35,42 @@ class Keeper {
 public:
     using Time = std::chrono::steady_clock::time_point;
 
-    explicit Keeper(const std::string& path) : file(path, kWriteWait) {}
+    explicit Keeper(const std::string& path) : m_file(path, kWriteWait) {}
 
     void Run();
     // The caller's thread, before there is another.
     void LoadFirst();
 
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::condition_variable ended;
-    SettingsTree tree;
-    bool bClosed = false;
-    Time closeLimit{};
-    bool bEnded = false;
-    std::string trouble;  // of the last try; empty after a good one
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::condition_variable m_ended;
+    SettingsTree m_tree;
+    bool m_bClosed = false;
+    Time m_closeLimit{};
+    bool m_bEnded = false;
+    std::string m_trouble;  // of the last try; empty after a good one
 
-    SettingsFile file;  // the writer's
+    SettingsFile m_file;  // the writer's
 
 private:
     FileResult Try(std::unique_lock<std::mutex>& lock);
     FileResult Recover(std::unique_lock<std::mutex>& lock);
     void Tell(FileResult result, std::unique_lock<std::mutex>& lock);
     bool HasWork() const {
-        return tree.HasChanges() || (bNewFile && !tree.IsInBatch()) || (bLoadLater && !bLoaded && !bClosed);
+        return m_tree.HasChanges() || (m_bNewFile && !m_tree.IsInBatch()) ||
+               (m_bLoadLater && !m_bLoaded && !m_bClosed);
     }
 
-    bool bLoaded = false;
-    bool bLoadLater = false;  // the file was locked at the start
-    bool bNewFile = false;    // all values are to be written
-    bool bTold = false;
-    int nStrange = 0;  // tries that found damage where the check finds none
-    Time troubleSince{};
+    bool m_bLoaded = false;
+    bool m_bLoadLater = false;  // the file was locked at the start
+    bool m_bNewFile = false;    // all values are to be written
+    bool m_bTold = false;
+    int m_nStrange = 0;  // tries that found damage where the check finds none
+    Time m_troubleSince{};
 };
 
 void Keeper::LoadFirst() {
-    SettingsFile first(file.Path(), kLoadWait);
+    SettingsFile first(m_file.Path(), kLoadWait);
     SettingsRows rows;
     FileResult result = first.Load(rows);
     if (result == FileResult::Damaged) {
@@ -82,79 +83,79 @@ void Keeper::LoadFirst() {
             result = first.Load(rows);
         }
     }
-    bLoaded = result == FileResult::Done;
-    bLoadLater = result == FileResult::Busy;
-    if (bLoaded) {
-        tree.Load(std::move(rows));
+    m_bLoaded = result == FileResult::Done;
+    m_bLoadLater = result == FileResult::Busy;
+    if (m_bLoaded) {
+        m_tree.Load(std::move(rows));
     } else if (result != FileResult::Busy) {
-        bTold = true;
-        trouble = first.Error();
-        Announce("settings cannot be kept in " + file.Path() + ": " + trouble);
+        m_bTold = true;
+        m_trouble = first.Error();
+        Announce("settings cannot be kept in " + m_file.Path() + ": " + m_trouble);
     }
 }
 
 void Keeper::Run() {
-    std::unique_lock lock(mutex);
+    std::unique_lock lock(m_mutex);
     Milliseconds pause = kFirstPause;
     int nLastTries = 0;
     while (true) {
-        changed.wait(lock, [this] { return bClosed || HasWork(); });
+        m_changed.wait(lock, [this] { return m_bClosed || HasWork(); });
         if (!HasWork()) {
             break;
         }
         const FileResult result = Try(lock);
         if (result == FileResult::Done) {
-            if (bTold) {
-                Trace("COrvoRegistry: settings are kept in %s again\n", file.Path().c_str());
+            if (m_bTold) {
+                Trace("COrvoRegistry: settings are kept in %s again\n", m_file.Path().c_str());
             }
-            bTold = false;
-            nStrange = 0;
-            trouble.clear();
+            m_bTold = false;
+            m_nStrange = 0;
+            m_trouble.clear();
             pause = kFirstPause;
             continue;
         }
         Tell(result, lock);
         // At the end a lock is waited for as long as there is time; a full disk gets no better.
-        if (bClosed && (std::chrono::steady_clock::now() >= closeLimit ||
-                        (result != FileResult::Busy && ++nLastTries >= kLastTries))) {
+        if (m_bClosed && (std::chrono::steady_clock::now() >= m_closeLimit ||
+                          (result != FileResult::Busy && ++nLastTries >= kLastTries))) {
             break;
         }
-        const Milliseconds now = result == FileResult::Busy || bClosed ? kBusyPause : pause;
-        const bool bWasClosed = bClosed;
-        changed.wait_for(lock, now, [&] { return bClosed != bWasClosed; });
+        const Milliseconds now = result == FileResult::Busy || m_bClosed ? kBusyPause : pause;
+        const bool bWasClosed = m_bClosed;
+        m_changed.wait_for(lock, now, [&] { return m_bClosed != bWasClosed; });
         pause = result == FileResult::Busy ? kFirstPause : std::min(2 * pause, kLongestPause);
     }
-    bEnded = true;
-    ended.notify_all();
+    m_bEnded = true;
+    m_ended.notify_all();
 }
 
 FileResult Keeper::Try(std::unique_lock<std::mutex>& lock) {
-    if (!bLoaded) {
+    if (!m_bLoaded) {
         SettingsRows rows;
         lock.unlock();
-        const FileResult result = file.Load(rows);
+        const FileResult result = m_file.Load(rows);
         lock.lock();
         if (result != FileResult::Done) {
             return result == FileResult::Damaged ? Recover(lock) : result;
         }
-        tree.Load(std::move(rows));
-        bLoaded = true;
+        m_tree.Load(std::move(rows));
+        m_bLoaded = true;
     }
-    if (bNewFile && !tree.IsInBatch()) {
-        tree.ChangeAll();
-        bNewFile = false;
+    if (m_bNewFile && !m_tree.IsInBatch()) {
+        m_tree.ChangeAll();
+        m_bNewFile = false;
     }
-    SettingsChanges changes = tree.Take();
+    SettingsChanges changes = m_tree.Take();
     if (changes.IsEmpty()) {
         return FileResult::Done;
     }
     lock.unlock();
-    const FileResult result = file.Apply(changes);
+    const FileResult result = m_file.Apply(changes);
     lock.lock();
     if (result == FileResult::Done) {
         return result;
     }
-    tree.PutBack(std::move(changes));
+    m_tree.PutBack(std::move(changes));
     return result == FileResult::Damaged ? Recover(lock) : result;
 }
 
@@ -162,35 +163,35 @@ FileResult Keeper::Try(std::unique_lock<std::mutex>& lock) {
 FileResult Keeper::Recover(std::unique_lock<std::mutex>& lock) {
     std::string aside;
     lock.unlock();
-    const FileResult result = file.SetAside(aside);
+    const FileResult result = m_file.SetAside(aside);
     if (!aside.empty()) {
         Announce("the settings file was damaged; it was kept as " + aside + " and written anew");
     }
     lock.lock();
     if (!aside.empty()) {
-        bNewFile = true;
-        bLoaded = true;
+        m_bNewFile = true;
+        m_bLoaded = true;
     }
     if (result != FileResult::Done) {
         return result;
     }
     // Nothing is written yet. A file that is called sound and still cannot be written is no better.
-    return aside.empty() && ++nStrange > kMostStrange ? FileResult::Failed : FileResult::Busy;
+    return aside.empty() && ++m_nStrange > kMostStrange ? FileResult::Failed : FileResult::Busy;
 }
 
 // Not under the lock: standard error may be a pipe that nobody reads.
 void Keeper::Tell(FileResult result, std::unique_lock<std::mutex>& lock) {
     const Time now = std::chrono::steady_clock::now();
-    if (trouble.empty()) {
-        troubleSince = now;
+    if (m_trouble.empty()) {
+        m_troubleSince = now;
     }
-    trouble = file.Error().empty() ? "no cause is known" : file.Error();
-    if (bTold || (result == FileResult::Busy && now - troubleSince < kQuietBusy)) {
+    m_trouble = m_file.Error().empty() ? "no cause is known" : m_file.Error();
+    if (m_bTold || (result == FileResult::Busy && now - m_troubleSince < kQuietBusy)) {
         return;
     }
-    bTold = true;
+    m_bTold = true;
     const std::string line =
-        "settings cannot be written to " + file.Path() + " now: " + trouble + "; this is tried again";
+        "settings cannot be written to " + m_file.Path() + " now: " + m_trouble + "; this is tried again";
     lock.unlock();
     Announce(line);
     lock.lock();
@@ -205,8 +206,8 @@ public:
     ~SettingsDatabase() override { SettingsDatabase::Close(kCloseLimit); }
 
     std::optional<SettingsValue> Read(const std::string& path, std::string_view entry) override {
-        const std::lock_guard lock(m_keeper->mutex);
-        return m_keeper->bClosed ? std::nullopt : m_keeper->tree.Read(path, entry);
+        const std::lock_guard lock(m_keeper->m_mutex);
+        return m_keeper->m_bClosed ? std::nullopt : m_keeper->m_tree.Read(path, entry);
     }
 
     bool Write(const std::string& path, std::string_view entry, const SettingsValue& value) override {
@@ -226,28 +227,29 @@ public:
     }
 
     void EndBatch() override {
-        const std::lock_guard lock(m_keeper->mutex);
-        if (m_keeper->tree.IsInBatch()) {  // it may have begun when the tree was closed
-            m_keeper->tree.EndBatch();
-            m_keeper->changed.notify_all();
+        const std::lock_guard lock(m_keeper->m_mutex);
+        if (m_keeper->m_tree.IsInBatch()) {  // it may have begun when the tree was closed
+            m_keeper->m_tree.EndBatch();
+            m_keeper->m_changed.notify_all();
         }
     }
 
     bool Close(Milliseconds limit) override {
-        std::unique_lock lock(m_keeper->mutex);
-        if (!m_keeper->bClosed) {
-            m_keeper->bClosed = true;
-            m_keeper->closeLimit = std::chrono::steady_clock::now() + limit;
-            m_keeper->changed.notify_all();
+        std::unique_lock lock(m_keeper->m_mutex);
+        if (!m_keeper->m_bClosed) {
+            m_keeper->m_bClosed = true;
+            m_keeper->m_closeLimit = std::chrono::steady_clock::now() + limit;
+            m_keeper->m_changed.notify_all();
             if (m_writer.IsHeld()) {
-                m_keeper->ended.wait_until(lock, m_keeper->closeLimit, [this] { return m_keeper->bEnded; });
+                m_keeper->m_ended.wait_until(lock, m_keeper->m_closeLimit,
+                                             [this] { return m_keeper->m_bEnded; });
             }
-            const std::size_t left = m_keeper->bEnded ? m_keeper->tree.CountChanges() : 1;
+            const std::size_t left = m_keeper->m_bEnded ? m_keeper->m_tree.CountChanges() : 1;
             m_bStored = left == 0;
             if (!m_bStored) {
-                Announce("changed settings could not be written to " + m_keeper->file.Path() +
+                Announce("changed settings could not be written to " + m_keeper->m_file.Path() +
                          " and are lost: " +
-                         (m_keeper->trouble.empty() ? "the file does not answer" : m_keeper->trouble));
+                         (m_keeper->m_trouble.empty() ? "the file does not answer" : m_keeper->m_trouble));
             }
             lock.unlock();
             if (!m_writer.Wait(kWriteWait)) {
@@ -260,12 +262,12 @@ public:
 private:
     template <typename Edit>
     bool Change(Edit edit) {
-        const std::lock_guard lock(m_keeper->mutex);
-        if (m_keeper->bClosed) {
+        const std::lock_guard lock(m_keeper->m_mutex);
+        if (m_keeper->m_bClosed) {
             return false;
         }
-        edit(m_keeper->tree);
-        m_keeper->changed.notify_all();
+        edit(m_keeper->m_tree);
+        m_keeper->m_changed.notify_all();
         return true;
     }
 

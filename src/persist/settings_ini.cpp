@@ -83,10 +83,10 @@ bool LockInTime(int fd) {
 // written to a neighbour that then takes its name.
 class SettingsIni final : public SettingsBackend {
 public:
-    explicit SettingsIni(std::string path) : path_(std::move(path)) {}
+    explicit SettingsIni(std::string path) : m_path(std::move(path)) {}
 
     std::optional<SettingsValue> Read(const std::string& path, std::string_view entry) override {
-        const std::lock_guard lock(mutex_);
+        const std::lock_guard lock(m_mutex);
         for (const Entry& each : Load().value_or(std::vector<Entry>())) {
             if (SameName(each.section, path) && SameName(each.name, entry)) {
                 return SettingsValue(each.value);
@@ -128,18 +128,18 @@ public:
     void EndBatch() override {}
     // A write is on the disk when it returns.
     bool Close(Milliseconds) override {
-        const std::lock_guard lock(mutex_);
-        closed_ = true;
+        const std::lock_guard lock(m_mutex);
+        m_closed = true;
         return true;
     }
 
 private:
     // Nothing for a file that is too large: it is somebody else's, and not to be written over.
     std::optional<std::vector<Entry>> Load() const {
-        if (closed_) {
+        if (m_closed) {
             return std::nullopt;
         }
-        std::ifstream in(path_, std::ios::binary);
+        std::ifstream in(m_path, std::ios::binary);
         std::string file;
         char block[4096];
         while (in.read(block, sizeof block), in.gcount() > 0) {
@@ -153,8 +153,8 @@ private:
 
     template <typename Edit>
     bool Change(Edit edit) {
-        const std::lock_guard lock(mutex_);
-        const int guard = ::open((path_ + ".lock").c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600);
+        const std::lock_guard lock(m_mutex);
+        const int guard = ::open((m_path + ".lock").c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600);
         if (guard < 0) {
             return false;
         }
@@ -181,7 +181,7 @@ private:
             }
             text.append(each.name).append("=").append(each.value).append("\n");
         }
-        const std::string neighbour = path_ + ".new";
+        const std::string neighbour = m_path + ".new";
         const int fd = ::open(neighbour.c_str(), O_CREAT | O_TRUNC | O_WRONLY | O_CLOEXEC, 0600);
         if (fd < 0) {
             return false;
@@ -189,16 +189,16 @@ private:
         const bool written = ::write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
         const bool synced = ::fsync(fd) == 0;
         ::close(fd);
-        if (!written || !synced || std::rename(neighbour.c_str(), path_.c_str()) != 0) {
+        if (!written || !synced || std::rename(neighbour.c_str(), m_path.c_str()) != 0) {
             ::unlink(neighbour.c_str());
             return false;
         }
         return true;
     }
 
-    const std::string path_;
-    std::mutex mutex_;
-    bool closed_ = false;
+    const std::string m_path;
+    std::mutex m_mutex;
+    bool m_closed = false;
 };
 
 }  // namespace

@@ -23,9 +23,9 @@ struct WaitLink {
 void Event::Set() {
     // The waiters are told under the lock: a waiter takes its link out under the same lock, so
     // that none of them can be gone here.
-    const std::lock_guard lock(mutex_);
-    set_ = true;
-    for (detail::WaitLink* link = waiters_; link != nullptr; link = link->next) {
+    const std::lock_guard lock(m_mutex);
+    m_set = true;
+    for (detail::WaitLink* link = m_waiters; link != nullptr; link = link->next) {
         const std::lock_guard waiterLock(link->waiter->mutex);
         link->waiter->signalled = true;
         link->waiter->wake.notify_one();
@@ -33,13 +33,13 @@ void Event::Set() {
 }
 
 void Event::Reset() {
-    const std::lock_guard lock(mutex_);
-    set_ = false;
+    const std::lock_guard lock(m_mutex);
+    m_set = false;
 }
 
 bool Event::IsSet() const {
-    const std::lock_guard lock(mutex_);
-    return set_;
+    const std::lock_guard lock(m_mutex);
+    return m_set;
 }
 
 bool Event::Wait(std::optional<Milliseconds> timeout) {
@@ -65,9 +65,9 @@ int WaitAny(std::span<Event* const> events, std::optional<Milliseconds> timeout)
     detail::EventWaiter waiter;
     std::array<detail::WaitLink, kMost> links;
     for (std::size_t i = 0; i < count; ++i) {
-        const std::lock_guard lock(events[i]->mutex_);
-        links[i] = {&waiter, events[i]->waiters_};
-        events[i]->waiters_ = &links[i];
+        const std::lock_guard lock(events[i]->m_mutex);
+        links[i] = {&waiter, events[i]->m_waiters};
+        events[i]->m_waiters = &links[i];
     }
 
     const auto deadline = std::chrono::steady_clock::now() + timeout.value_or(Milliseconds(0));
@@ -86,8 +86,8 @@ int WaitAny(std::span<Event* const> events, std::optional<Milliseconds> timeout)
     }
 
     for (std::size_t i = 0; i < count; ++i) {
-        const std::lock_guard lock(events[i]->mutex_);
-        detail::WaitLink** place = &events[i]->waiters_;
+        const std::lock_guard lock(events[i]->m_mutex);
+        detail::WaitLink** place = &events[i]->m_waiters;
         while (*place != &links[i]) {
             place = &(*place)->next;
         }

@@ -22,7 +22,7 @@ inline constexpr int kWaitTimeout = -1;
 // the waits on it.
 class Event {
 public:
-    explicit Event(bool initiallySet = false) : set_(initiallySet) {}
+    explicit Event(bool initiallySet = false) : m_set(initiallySet) {}
     Event(const Event&) = delete;
     Event& operator=(const Event&) = delete;
 
@@ -35,9 +35,9 @@ public:
 private:
     friend int WaitAny(std::span<Event* const> events, std::optional<Milliseconds> timeout);
 
-    mutable std::mutex mutex_;
-    bool set_;
-    detail::WaitLink* waiters_ = nullptr;  // the waits now under way, linked through their stacks
+    mutable std::mutex m_mutex;
+    bool m_set;
+    detail::WaitLink* m_waiters = nullptr;  // the waits now under way, linked through their stacks
 };
 
 // Waits until one of the events is set and gives its index; of several the lowest. kWaitTimeout

@@ -109,30 +109,30 @@ std::optional<Ipv4Address> ResolveName(const std::string& name, const std::funct
 std::uint32_t Socket::Open() {
     const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const std::uint32_t code = fd >= 0 ? 0 : SocketErrorFromErrno(errno);
-    const std::lock_guard lock(closing_);
-    fd_ = fd;
+    const std::lock_guard lock(m_closing);
+    m_fd = fd;
     return code;
 }
 
 std::uint32_t Socket::BindAny() {
     const sockaddr_in address = MakeAddress(htonl(INADDR_ANY), 0);
-    return CodeOf(::bind(fd_, Generic(address), sizeof address));
+    return CodeOf(::bind(m_fd, Generic(address), sizeof address));
 }
 
 std::uint32_t Socket::SetBlocking(bool blocking) {
     int on = blocking ? 0 : 1;
-    return CodeOf(::ioctl(fd_, FIONBIO, &on));
+    return CodeOf(::ioctl(m_fd, FIONBIO, &on));
 }
 
 std::uint32_t Socket::Connect(Ipv4Address address, std::uint16_t port) {
     const sockaddr_in target = MakeAddress(address, port);
-    return CodeOf(::connect(fd_, Generic(target), sizeof target));
+    return CodeOf(::connect(m_fd, Generic(target), sizeof target));
 }
 
 std::uint32_t Socket::PendingError() const {
     int error = 0;
     socklen_t length = sizeof error;
-    if (::getsockopt(fd_, SOL_SOCKET, SO_ERROR, &error, &length) != 0) {
+    if (::getsockopt(m_fd, SOL_SOCKET, SO_ERROR, &error, &length) != 0) {
         return SocketErrorFromErrno(errno);
     }
     return error == 0 ? 0 : SocketErrorFromErrno(error);
@@ -140,7 +140,7 @@ std::uint32_t Socket::PendingError() const {
 
 std::uint32_t Socket::SetKeepAlive(bool on) {
     const int value = on ? 1 : 0;
-    return CodeOf(::setsockopt(fd_, SOL_SOCKET, SO_KEEPALIVE, &value, sizeof value));
+    return CodeOf(::setsockopt(m_fd, SOL_SOCKET, SO_KEEPALIVE, &value, sizeof value));
 }
 
 std::uint32_t Socket::SetDeadPeer(const DeadPeer& times) {
@@ -155,7 +155,7 @@ std::uint32_t Socket::SetDeadPeer(const DeadPeer& times) {
     };
     for (const auto& row : rows) {
         if (const auto code =
-                CodeOf(::setsockopt(fd_, IPPROTO_TCP, row.option, &row.value, sizeof row.value))) {
+                CodeOf(::setsockopt(m_fd, IPPROTO_TCP, row.option, &row.value, sizeof row.value))) {
             return code;
         }
     }
@@ -166,15 +166,15 @@ std::uint32_t Socket::SetReceiveTimeout(std::uint32_t milliseconds) {
     timeval value{};
     value.tv_sec = milliseconds / 1000;
     value.tv_usec = static_cast<suseconds_t>(milliseconds % 1000) * 1000;
-    return CodeOf(::setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &value, sizeof value));
+    return CodeOf(::setsockopt(m_fd, SOL_SOCKET, SO_RCVTIMEO, &value, sizeof value));
 }
 
 std::uint32_t Socket::SetSendBuffer(int bytes) {
-    return CodeOf(::setsockopt(fd_, SOL_SOCKET, SO_SNDBUF, &bytes, sizeof bytes));
+    return CodeOf(::setsockopt(m_fd, SOL_SOCKET, SO_SNDBUF, &bytes, sizeof bytes));
 }
 
 Socket::Ready Socket::Poll(bool write, int milliseconds, std::uint32_t& error) const {
-    pollfd entry{fd_, static_cast<short>(write ? POLLOUT : POLLIN), 0};
+    pollfd entry{m_fd, static_cast<short>(write ? POLLOUT : POLLIN), 0};
     const int count = ::poll(&entry, 1, milliseconds);
     if (count < 0 && errno != EINTR) {
         error = SocketErrorFromErrno(errno);
@@ -190,7 +190,7 @@ Socket::Ready Socket::Poll(bool write, int milliseconds, std::uint32_t& error) c
 std::optional<std::size_t> Socket::Send(const void* data, std::size_t length, std::uint32_t& error) {
     ssize_t sent = 0;
     do {
-        sent = ::send(fd_, data, length, MSG_NOSIGNAL);
+        sent = ::send(m_fd, data, length, MSG_NOSIGNAL);
     } while (sent < 0 && errno == EINTR);
     if (sent < 0) {
         error = SocketErrorFromErrno(errno);
@@ -202,7 +202,7 @@ std::optional<std::size_t> Socket::Send(const void* data, std::size_t length, st
 std::optional<std::size_t> Socket::Receive(void* buffer, std::size_t length, std::uint32_t& error) {
     ssize_t got = 0;
     do {
-        got = ::recv(fd_, buffer, length, 0);
+        got = ::recv(m_fd, buffer, length, 0);
     } while (got < 0 && errno == EINTR);
     if (got < 0) {
         error = SocketErrorFromErrno(errno);
@@ -212,17 +212,17 @@ std::optional<std::size_t> Socket::Receive(void* buffer, std::size_t length, std
 }
 
 void Socket::Shutdown() {
-    const std::lock_guard lock(closing_);
-    if (fd_ >= 0) {
-        ::shutdown(fd_, SHUT_RDWR);
+    const std::lock_guard lock(m_closing);
+    if (m_fd >= 0) {
+        ::shutdown(m_fd, SHUT_RDWR);
     }
 }
 
 void Socket::Close() {
-    const std::lock_guard lock(closing_);
-    if (fd_ >= 0) {
-        ::close(fd_);
-        fd_ = -1;
+    const std::lock_guard lock(m_closing);
+    if (m_fd >= 0) {
+        ::close(m_fd);
+        m_fd = -1;
     }
 }
 

@@ -36,7 +36,7 @@ public:
     Socket(const Socket&) = delete;
     Socket& operator=(const Socket&) = delete;
 
-    bool IsOpen() const { return fd_ >= 0; }
+    bool IsOpen() const { return m_fd >= 0; }
     // All give 0 on success, else a code.
     std::uint32_t Open();
     std::uint32_t BindAny();
@@ -73,8 +73,8 @@ public:
     void Close();
 
 private:
-    int fd_ = -1;
-    std::mutex closing_;  // keeps Shutdown from a descriptor that was given back
+    int m_fd = -1;
+    std::mutex m_closing;  // keeps Shutdown from a descriptor that was given back
 };
 
 }  // namespace kvmon

@@ -43,26 +43,26 @@ public:
     void Assign(std::string_view text) {
         // Stops at a NUL, as the array would.
         text = text.substr(0, text.find('\0'));
-        length_ = text.size() < N ? text.size() : N - 1;
-        if (length_ > 0) {  // an empty view may have no data at all
-            std::memmove(data_, text.data(), length_);
+        m_length = text.size() < N ? text.size() : N - 1;
+        if (m_length > 0) {  // an empty view may have no data at all
+            std::memmove(m_data, text.data(), m_length);
         }
-        data_[length_] = '\0';
+        m_data[m_length] = '\0';
     }
 
     void Clear() { Assign({}); }
-    bool IsEmpty() const { return length_ == 0; }
-    std::size_t Length() const { return length_; }
+    bool IsEmpty() const { return m_length == 0; }
+    std::size_t Length() const { return m_length; }
     static constexpr std::size_t Capacity() { return N; }
-    const char* c_str() const { return data_; }
-    std::string_view View() const { return {data_, length_}; }
+    const char* c_str() const { return m_data; }
+    std::string_view View() const { return {m_data, m_length}; }
     std::string Str() const { return std::string(View()); }
 
     friend bool operator==(const BoundedText& a, const BoundedText& b) { return a.View() == b.View(); }
 
 private:
-    char data_[N] = {};
-    std::size_t length_ = 0;
+    char m_data[N] = {};
+    std::size_t m_length = 0;
 };
 
 }  // namespace kvmon

@@ -22,11 +22,11 @@ public:
 class WindowHandle {
 public:
     WindowHandle() = default;
-    explicit WindowHandle(std::weak_ptr<MessageTarget> target) : target_(std::move(target)) {}
+    explicit WindowHandle(std::weak_ptr<MessageTarget> target) : m_target(std::move(target)) {}
 
     // True if the window took the message.
     bool Post(std::uint32_t message, WParam wParam, LParam lParam) const {
-        const auto target = target_.lock();
+        const auto target = m_target.lock();
         if (target) {
             target->PostMessage(message, wParam, lParam);
         }
@@ -34,14 +34,14 @@ public:
     }
 
     // The window exists.
-    explicit operator bool() const { return !target_.expired(); }
+    explicit operator bool() const { return !m_target.expired(); }
 
     friend bool operator==(const WindowHandle& a, const WindowHandle& b) {
-        return !a.target_.owner_before(b.target_) && !b.target_.owner_before(a.target_);
+        return !a.m_target.owner_before(b.m_target) && !b.m_target.owner_before(a.m_target);
     }
 
 private:
-    std::weak_ptr<MessageTarget> target_;
+    std::weak_ptr<MessageTarget> m_target;
 };
 
 }  // namespace kvmon

@@ -55,7 +55,7 @@ Worker::~Worker() {
 }
 
 bool Worker::Start(std::string name, std::function<void()> body) {
-    if (state_) {
+    if (m_state) {
         return false;
     }
     auto state = std::make_shared<State>();
@@ -79,38 +79,38 @@ bool Worker::Start(std::string name, std::function<void()> body) {
     } catch (const std::system_error&) {
         return false;
     }
-    state_ = std::move(state);
+    m_state = std::move(state);
     return true;
 }
 
 bool Worker::IsRunning() const {
-    return state_ && !state_->done.IsSet();
+    return m_state && !m_state->done.IsSet();
 }
 
 bool Worker::Wait(Milliseconds timeout) {
-    if (!state_) {
+    if (!m_state) {
         return true;
     }
-    if (state_->id == std::this_thread::get_id() || !state_->done.Wait(Limited(timeout))) {
+    if (m_state->id == std::this_thread::get_id() || !m_state->done.Wait(Limited(timeout))) {
         return false;
     }
-    state_.reset();
+    m_state.reset();
     return true;
 }
 
 void Worker::Abandon() {
-    if (!state_) {
+    if (!m_state) {
         return;
     }
     {
-        const std::lock_guard lock(state_->mutex);
-        if (!state_->ended) {
-            state_->abandoned = true;
+        const std::lock_guard lock(m_state->mutex);
+        if (!m_state->ended) {
+            m_state->abandoned = true;
             ++abandonedCount;
         }
     }
-    Diagnose("Worker::Abandon: %s did not end in time, abandoned...\n", state_->name.c_str());
-    state_.reset();
+    Diagnose("Worker::Abandon: %s did not end in time, abandoned...\n", m_state->name.c_str());
+    m_state.reset();
 }
 
 void Worker::LimitWaits(std::optional<Milliseconds> total) {

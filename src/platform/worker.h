@@ -31,7 +31,7 @@ public:
     // no more. `name` shows in debuggers, 15 characters of it. A body that throws is traced and over.
     bool Start(std::string name, std::function<void()> body);
     // A thread is held: started, and neither waited for nor abandoned since.
-    bool IsHeld() const { return state_ != nullptr; }
+    bool IsHeld() const { return m_state != nullptr; }
     // A thread is held and its body has not returned.
     bool IsRunning() const;
     // Waits for the body's end. True if it has ended, and then the thread is let go of; also true if
@@ -48,7 +48,7 @@ public:
 
 private:
     struct State;
-    std::shared_ptr<State> state_;
+    std::shared_ptr<State> m_state;
 };
 
 }  // namespace kvmon

@@ -25,7 +25,7 @@ class ServerWorker;  // what the thread owns and works on
 // WM_UPDATEVSINFO and WM_GETVSINFO_FAILED. The clock must outlive the thread, also an abandoned one.
 class CKelvaraInfo {
 public:
-    explicit CKelvaraInfo(Clock& clock = SystemClock());
+    explicit CKelvaraInfo(Clock& clock);
     ~CKelvaraInfo();
     CKelvaraInfo(const CKelvaraInfo&) = delete;
     CKelvaraInfo& operator=(const CKelvaraInfo&) = delete;
@@ -111,25 +111,5 @@ private:
     mutable std::mutex m_csCameras;
     std::vector<std::shared_ptr<ServerCamera>> m_Cameras;
 };
-
-// --- the lists of the whole process, for the console's thread alone
-
-// Creates an object with the next index; -1 on failure.
-int AddServer(const std::string& host, std::uint32_t nPort, const std::string& user,
-              const std::string& password);
-int FindServer(const std::string& host, std::uint32_t nPort);
-int GetServerCount();
-// Null when out of range.
-CKelvaraInfo* GetServer(int nIdx);
-// Stops a server with its cameras and parks it. Those behind it move up by one and are told so.
-void RemoveServer(int nIdx);
-// Parks a server, no longer in the list, with those under removal.
-void ParkServer(std::unique_ptr<CKelvaraInfo> pServer);
-// Stops one camera and parks it with those under removal.
-void StopAndRemoveCamera(int nIdx, int nCameraIdx);
-bool IsCameraInUse(const ServerCamera* pCamera);
-void DeleteAllKelvara();
-void ReapRemovedServers(bool bForce);
-void ReapRemovedCameras(bool bForce);
 
 }  // namespace kvmon

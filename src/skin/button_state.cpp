@@ -3,54 +3,54 @@
 namespace kvmon {
 
 bool ButtonState::Press() {
-    if (!enabled_ || busy_ || pressed_) {
+    if (!m_enabled || m_busy || m_pressed) {
         return false;
     }
-    pressed_ = true;
-    inside_ = true;
+    m_pressed = true;
+    m_inside = true;
     return true;
 }
 
 bool ButtonState::Release() {
-    const bool click = pressed_ && inside_;
-    pressed_ = false;
+    const bool click = m_pressed && m_inside;
+    m_pressed = false;
     if (!click) {
         return false;
     }
-    if (mode_ == ButtonMode::kToggle) {
-        checked_ = !checked_;
-    } else if (mode_ == ButtonMode::kRadio) {
-        checked_ = true;
+    if (m_mode == ButtonMode::kToggle) {
+        m_checked = !m_checked;
+    } else if (m_mode == ButtonMode::kRadio) {
+        m_checked = true;
     }
     return true;
 }
 
 void ButtonState::SetEnabled(bool enabled) {
-    enabled_ = enabled;
+    m_enabled = enabled;
     if (!enabled) {
         Cancel();
     }
 }
 
 void ButtonState::SetBusy(bool busy) {
-    busy_ = busy;
+    m_busy = busy;
     if (busy) {
         Cancel();
     }
 }
 
 ButtonLook ButtonState::Look() const {
-    if (!enabled_) {
+    if (!m_enabled) {
         return ButtonLook::kDisabled;
     }
-    if (busy_) {
+    if (m_busy) {
         return ButtonLook::kBusy;
     }
-    if (pressed_ && inside_) {
+    if (m_pressed && m_inside) {
         return ButtonLook::kPressed;
     }
     // A press that left the button still holds the pointer: it stays lit.
-    return hover_ || pressed_ ? ButtonLook::kHover : ButtonLook::kNormal;
+    return m_hover || m_pressed ? ButtonLook::kHover : ButtonLook::kNormal;
 }
 
 }  // namespace kvmon

@@ -21,25 +21,25 @@ inline constexpr int kButtonLooks = 5;
 // no press.
 class ButtonState {
 public:
-    explicit ButtonState(ButtonMode mode = ButtonMode::kPlain) : mode_(mode) {}
+    explicit ButtonState(ButtonMode mode = ButtonMode::kPlain) : m_mode(mode) {}
 
-    ButtonMode mode() const { return mode_; }
-    bool checked() const { return checked_; }
-    bool pressed() const { return pressed_; }
-    bool busy() const { return busy_; }
-    bool enabled() const { return enabled_; }
+    ButtonMode mode() const { return m_mode; }
+    bool checked() const { return m_checked; }
+    bool pressed() const { return m_pressed; }
+    bool busy() const { return m_busy; }
+    bool enabled() const { return m_enabled; }
 
     // True if the press was taken: the owner is then to be told of it.
     bool Press();
     // While pressed: whether the pointer is still over the button.
-    void Move(bool inside) { inside_ = inside; }
+    void Move(bool inside) { m_inside = inside; }
     // True if this was a click: the pointer was over the button at the end. The check has then been turned.
     bool Release();
     // Ends a press without a click: the window was hidden, disabled, lost the pointer or the keyboard.
-    void Cancel() { pressed_ = false; }
+    void Cancel() { m_pressed = false; }
 
-    void SetHover(bool hover) { hover_ = hover; }
-    void SetChecked(bool checked) { checked_ = checked; }
+    void SetHover(bool hover) { m_hover = hover; }
+    void SetChecked(bool checked) { m_checked = checked; }
     void SetEnabled(bool enabled);
     // A mark that work is under way. It does not change what the button remembers.
     void SetBusy(bool busy);
@@ -47,13 +47,13 @@ public:
     ButtonLook Look() const;
 
 private:
-    ButtonMode mode_;
-    bool checked_ = false;
-    bool pressed_ = false;
-    bool inside_ = false;
-    bool hover_ = false;
-    bool busy_ = false;
-    bool enabled_ = true;
+    ButtonMode m_mode;
+    bool m_checked = false;
+    bool m_pressed = false;
+    bool m_inside = false;
+    bool m_hover = false;
+    bool m_busy = false;
+    bool m_enabled = true;
 };
 
 }  // namespace kvmon

@@ -14,29 +14,29 @@ namespace {
 // A square of 16 units in the middle of the box, on a whole pixel; strokes of 1.6 units.
 class Sheet {
 public:
-    Sheet(QPainter& painter, const QRectF& box, const QColor& ink) : painter_(painter) {
-        painter_.save();
+    Sheet(QPainter& painter, const QRectF& box, const QColor& ink) : m_painter(painter) {
+        m_painter.save();
         const double side = std::floor(std::min(box.width(), box.height()));
-        painter_.translate(std::floor(box.center().x() - side / 2 + 0.5),
-                           std::floor(box.center().y() - side / 2 + 0.5));
-        painter_.scale(side / 16, side / 16);
+        m_painter.translate(std::floor(box.center().x() - side / 2 + 0.5),
+                            std::floor(box.center().y() - side / 2 + 0.5));
+        m_painter.scale(side / 16, side / 16);
         Stroke(ink);
     }
-    ~Sheet() { painter_.restore(); }
+    ~Sheet() { m_painter.restore(); }
     Sheet(const Sheet&) = delete;
     Sheet& operator=(const Sheet&) = delete;
 
     void Stroke(const QColor& ink, double width = 1.6) {
-        painter_.setPen(QPen(ink, width, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-        painter_.setBrush(Qt::NoBrush);
+        m_painter.setPen(QPen(ink, width, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        m_painter.setBrush(Qt::NoBrush);
     }
     void Fill(const QColor& ink) {
-        painter_.setPen(Qt::NoPen);
-        painter_.setBrush(ink);
+        m_painter.setPen(Qt::NoPen);
+        m_painter.setBrush(ink);
     }
 
 private:
-    QPainter& painter_;
+    QPainter& m_painter;
 };
 
 QPainterPath Polyline(std::initializer_list<QPointF> points) {

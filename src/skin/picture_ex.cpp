@@ -18,13 +18,13 @@ CPictureEx::CPictureEx(QWidget* parent) : WindowBase(parent) {
 }
 
 void CPictureEx::Draw() {
-    playing_ = true;
+    m_playing = true;
     UpdateTimer();
     update();
 }
 
 void CPictureEx::Stop() {
-    playing_ = false;
+    m_playing = false;
     UpdateTimer();
     update();
 }
@@ -34,7 +34,7 @@ QSize CPictureEx::sizeHint() const {
 }
 
 void CPictureEx::UpdateTimer() {
-    if (!playing_ || !isVisible()) {
+    if (!m_playing || !isVisible()) {
         KillTimer(kStepTimer);
     } else if (!IsTimerSet(kStepTimer)) {
         SetTimer(kStepTimer, kStepMs);
@@ -43,7 +43,7 @@ void CPictureEx::UpdateTimer() {
 
 void CPictureEx::OnTimer(std::uint32_t id) {
     if (id == kStepTimer) {
-        angle_ = (angle_ + kStepDegrees) % 360;
+        m_angle = (m_angle + kStepDegrees) % 360;
         update();
     }
 }
@@ -51,8 +51,8 @@ void CPictureEx::OnTimer(std::uint32_t id) {
 void CPictureEx::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    const QColor ink(playing_ ? palette::kAccent : palette::kInkDisabled);
-    icons::Spinner(painter, QRectF(rect()).adjusted(2, 2, -2, -2), ink, angle_);
+    const QColor ink(m_playing ? palette::kAccent : palette::kInkDisabled);
+    icons::Spinner(painter, QRectF(rect()).adjusted(2, 2, -2, -2), ink, m_angle);
 }
 
 void CPictureEx::showEvent(QShowEvent* event) {

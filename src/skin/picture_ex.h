@@ -24,8 +24,8 @@ protected:
 private:
     void UpdateTimer();
 
-    bool playing_ = false;
-    int angle_ = 0;
+    bool m_playing = false;
+    int m_angle = 0;
 };
 
 }  // namespace kvmon

@@ -47,48 +47,48 @@ struct Waker {
 
 class Ticket final : public RepaintTicket {
 public:
-    Ticket(QWidget& window, std::shared_ptr<Waker> waker) : window_(&window), waker_(std::move(waker)) {}
+    Ticket(QWidget& window, std::shared_ptr<Waker> waker) : m_window(&window), m_waker(std::move(waker)) {}
 
     void Request() override {
-        if (!wanted_.exchange(true)) {
-            waker_->Wake();
+        if (!m_wanted.exchange(true)) {
+            m_waker->Wake();
         }
     }
     // User interface thread from here on.
-    bool IsGone() const { return window_.isNull(); }
+    bool IsGone() const { return m_window.isNull(); }
     void Serve() {
-        if (wanted_.exchange(false) && window_) {
-            window_->update();
+        if (m_wanted.exchange(false) && m_window) {
+            m_window->update();
         }
     }
 
 private:
-    const QPointer<QWidget> window_;
-    const std::shared_ptr<Waker> waker_;
-    std::atomic<bool> wanted_{false};
+    const QPointer<QWidget> m_window;
+    const std::shared_ptr<Waker> m_waker;
+    std::atomic<bool> m_wanted{false};
 };
 
 class RepaintHub final : public QObject {
 public:
     explicit RepaintHub(QObject* parent) : QObject(parent) {
-        waker_->hub = this;
-        pause_.setSingleShot(true);
-        pause_.setTimerType(Qt::PreciseTimer);
-        connect(&pause_, &QTimer::timeout, this, [this] { Serve(); });
-        sinceServed_.invalidate();
+        m_waker->hub = this;
+        m_pause.setSingleShot(true);
+        m_pause.setTimerType(Qt::PreciseTimer);
+        connect(&m_pause, &QTimer::timeout, this, [this] { Serve(); });
+        m_sinceServed.invalidate();
     }
     ~RepaintHub() override {
-        const std::lock_guard lock(waker_->mutex);
-        waker_->hub = nullptr;
+        const std::lock_guard lock(m_waker->mutex);
+        m_waker->hub = nullptr;
     }
 
     std::shared_ptr<RepaintTicket> Register(QWidget& window) {
-        std::erase_if(tickets_, [](const auto& ticket) {
+        std::erase_if(m_tickets, [](const auto& ticket) {
             const auto alive = ticket.lock();
             return !alive || alive->IsGone();
         });
-        auto ticket = std::make_shared<Ticket>(window, waker_);
-        tickets_.push_back(ticket);
+        auto ticket = std::make_shared<Ticket>(window, m_waker);
+        m_tickets.push_back(ticket);
         return ticket;
     }
 
@@ -96,39 +96,39 @@ public:
         if (event->type() != WakeUpType()) {
             return QObject::event(event);
         }
-        const qint64 since = sinceServed_.isValid() ? sinceServed_.elapsed() : kShortestPeriodMs;
+        const qint64 since = m_sinceServed.isValid() ? m_sinceServed.elapsed() : kShortestPeriodMs;
         if (since >= kShortestPeriodMs) {
             Serve();
         } else {
-            pause_.start(kShortestPeriodMs - static_cast<int>(since));
+            m_pause.start(kShortestPeriodMs - static_cast<int>(since));
         }
         return true;
     }
 
     std::optional<SteadyClock::time_point> TakeRequestTime() {
-        return std::exchange(requested_, std::nullopt);
+        return std::exchange(m_requested, std::nullopt);
     }
 
 private:
     void Serve() {
-        sinceServed_.start();
-        if (!requested_) {
-            requested_ = SteadyClock::time_point(SteadyClock::duration(waker_->since));
+        m_sinceServed.start();
+        if (!m_requested) {
+            m_requested = SteadyClock::time_point(SteadyClock::duration(m_waker->since));
         }
         // Before the windows are looked at: a request from here on wakes again.
-        waker_->underWay = false;
-        for (const auto& ticket : tickets_) {
+        m_waker->underWay = false;
+        for (const auto& ticket : m_tickets) {
             if (const auto alive = ticket.lock()) {
                 alive->Serve();
             }
         }
     }
 
-    const std::shared_ptr<Waker> waker_ = std::make_shared<Waker>();
-    std::vector<std::weak_ptr<Ticket>> tickets_;
-    std::optional<SteadyClock::time_point> requested_;
-    QTimer pause_;
-    QElapsedTimer sinceServed_;
+    const std::shared_ptr<Waker> m_waker = std::make_shared<Waker>();
+    std::vector<std::weak_ptr<Ticket>> m_tickets;
+    std::optional<SteadyClock::time_point> m_requested;
+    QTimer m_pause;
+    QElapsedTimer m_sinceServed;
 };
 
 RepaintHub& TheHub() {

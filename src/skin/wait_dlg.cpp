@@ -19,66 +19,66 @@ constexpr int kTextWidth = 240;
 
 CWaitDlg::CWaitDlg(QWidget* parent, Place place)
     : WindowBase(parent),
-      place_(place),
-      picture_(new CPictureEx(this)),
-      text_(new QLabel(this)),
-      close_(new QPushButton("Close", this)) {
-    if (place_ == Place::Above) {
+      m_place(place),
+      m_picture(new CPictureEx(this)),
+      m_text(new QLabel(this)),
+      m_close(new QPushButton("Close", this)) {
+    if (m_place == Place::Above) {
         setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint);
     }
-    close_->setVisible(place_ == Place::Above);
-    text_->setTextFormat(Qt::PlainText);
-    if (place_ == Place::Above) {
-        text_->setWordWrap(true);
-        text_->setMinimumWidth(kTextWidth);
+    m_close->setVisible(m_place == Place::Above);
+    m_text->setTextFormat(Qt::PlainText);
+    if (m_place == Place::Above) {
+        m_text->setWordWrap(true);
+        m_text->setMinimumWidth(kTextWidth);
     }
     auto* const line = new QHBoxLayout;
     line->setSpacing(16);
-    line->addWidget(picture_);
-    line->addWidget(text_, 1);
+    line->addWidget(m_picture);
+    line->addWidget(m_text, 1);
     auto* const buttons = new QHBoxLayout;
     buttons->addStretch();
-    buttons->addWidget(close_);
+    buttons->addWidget(m_close);
     auto* const layout = new QVBoxLayout(this);
     layout->setContentsMargins(20, 20, 20, 16);
     layout->setSpacing(18);
     layout->addLayout(line, 1);
     layout->addLayout(buttons);
-    connect(close_, &QPushButton::clicked, this, [this] { Close(IDCANCEL); });
+    connect(m_close, &QPushButton::clicked, this, [this] { Close(IDCANCEL); });
 }
 
 void CWaitDlg::SetText(std::string text) {
-    text_->setText(QString::fromStdString(text));
-    if (open_ && layout()->hasHeightForWidth()) {
+    m_text->setText(QString::fromStdString(text));
+    if (m_open && layout()->hasHeightForWidth()) {
         // A longer one than it was opened with.
         resize(width(), std::max(height(), layout()->totalHeightForWidth(width())));
     }
-    setAccessibleName(text_->text());
-    setWindowTitle(text_->text());
+    setAccessibleName(m_text->text());
+    setWindowTitle(m_text->text());
 }
 
 void CWaitDlg::SetCloseText(std::string text) {
-    close_->setText(QString::fromStdString(text));
+    m_close->setText(QString::fromStdString(text));
 }
 
 void CWaitDlg::Open(bool modal) {
-    if (open_) {
+    if (m_open) {
         return;
     }
-    open_ = true;
+    m_open = true;
     setWindowModality(modal ? Qt::WindowModal : Qt::NonModal);
-    picture_->Draw();
+    m_picture->Draw();
     Centre();
     show();
     raise();
-    if (place_ == Place::Above) {
-        close_->setFocus(Qt::OtherFocusReason);
+    if (m_place == Place::Above) {
+        m_close->setFocus(Qt::OtherFocusReason);
     }
 }
 
 void CWaitDlg::Centre() {
     adjustSize();
-    if (place_ == Place::Inside && parentWidget() != nullptr) {
+    if (m_place == Place::Inside && parentWidget() != nullptr) {
         move(parentWidget()->rect().center() - rect().center());
     } else if (parentWidget() != nullptr) {
         move(parentWidget()->window()->frameGeometry().center() - rect().center());
@@ -88,21 +88,21 @@ void CWaitDlg::Centre() {
 void CWaitDlg::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.fillRect(rect(), QColor(palette::kPanel));
-    if (place_ == Place::Inside) {
+    if (m_place == Place::Inside) {
         painter.setPen(QColor(palette::kEdge));
         painter.drawRect(rect().adjusted(0, 0, -1, -1));
     }
 }
 
 void CWaitDlg::Close(int result) {
-    if (!open_) {
+    if (!m_open) {
         return;
     }
-    open_ = false;
-    picture_->Stop();
+    m_open = false;
+    m_picture->Stop();
     hide();
-    if (closed_) {
-        closed_(result);
+    if (m_closed) {
+        m_closed(result);
     }
 }
 
@@ -117,7 +117,7 @@ void CWaitDlg::keyPressEvent(QKeyEvent* event) {
         return;
     }
     if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
-        close_->click();
+        m_close->click();
         return;
     }
     WindowBase::keyPressEvent(event);

@@ -29,12 +29,12 @@ public:
     void SetText(std::string text);
     void SetCloseText(std::string text);
     // Called once for each Open, with IDCANCEL when the user gave up, else with the result of Close.
-    void SetClosed(std::function<void(int result)> closed) { closed_ = std::move(closed); }
+    void SetClosed(std::function<void(int result)> closed) { m_closed = std::move(closed); }
 
     // Shows it in the middle of its parent. Modal keeps input from the parent's window. An open one stays.
     void Open(bool modal);
     void Close(int result);
-    bool IsOpen() const { return open_; }
+    bool IsOpen() const { return m_open; }
     // Back to the middle of the parent, which has changed its size.
     void Centre();
 
@@ -45,12 +45,12 @@ protected:
     LParam OnMessage(std::uint32_t message, WParam wParam, LParam lParam) override;
 
 private:
-    const Place place_;
-    CPictureEx* picture_;
-    QLabel* text_;
-    QPushButton* close_;
-    std::function<void(int)> closed_;
-    bool open_ = false;
+    const Place m_place;
+    CPictureEx* m_picture;
+    QLabel* m_text;
+    QPushButton* m_close;
+    std::function<void(int)> m_closed;
+    bool m_open = false;
 };
 
 }  // namespace kvmon

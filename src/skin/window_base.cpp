@@ -13,8 +13,7 @@ QEvent::Type NumberedMessageType() {
     return type;
 }
 
-class NumberedMessage final : public QEvent {
-public:
+struct NumberedMessage final : QEvent {
     NumberedMessage(std::uint32_t number, WParam first, LParam second)
         : QEvent(NumberedMessageType()), message(number), wParam(first), lParam(second) {}
 
@@ -28,55 +27,55 @@ public:
 // What other threads hold of the window. The lock keeps the window alive for the length of one post.
 class WindowBase::Target final : public MessageTarget {
 public:
-    explicit Target(WindowBase* window) : window_(window) {}
+    explicit Target(WindowBase* window) : m_window(window) {}
 
     void PostMessage(std::uint32_t message, WParam wParam, LParam lParam) override {
-        const std::lock_guard lock(mutex_);
-        if (window_ != nullptr) {
-            QCoreApplication::postEvent(window_, new NumberedMessage(message, wParam, lParam));
+        const std::lock_guard lock(m_mutex);
+        if (m_window != nullptr) {
+            QCoreApplication::postEvent(m_window, new NumberedMessage(message, wParam, lParam));
         }
     }
 
     void Detach() {
-        const std::lock_guard lock(mutex_);
-        window_ = nullptr;
+        const std::lock_guard lock(m_mutex);
+        m_window = nullptr;
     }
 
 private:
-    std::mutex mutex_;
-    WindowBase* window_;
+    std::mutex m_mutex;
+    WindowBase* m_window;
 };
 
-WindowBase::WindowBase(QWidget* parent) : QWidget(parent), target_(std::make_shared<Target>(this)) {}
+WindowBase::WindowBase(QWidget* parent) : QWidget(parent), m_target(std::make_shared<Target>(this)) {}
 
 WindowBase::~WindowBase() {
     // A poster may hold the target for longer than this window lives.
-    target_->Detach();
+    m_target->Detach();
 }
 
 void WindowBase::SetTimer(std::uint32_t id, int periodMs) {
     KillTimer(id);
-    timers_[id] = startTimer(periodMs, periodMs < 1000 ? Qt::PreciseTimer : Qt::CoarseTimer);
+    m_timers[id] = startTimer(periodMs, periodMs < 1000 ? Qt::PreciseTimer : Qt::CoarseTimer);
 }
 
 void WindowBase::KillTimer(std::uint32_t id) {
-    const auto timer = timers_.find(id);
-    if (timer != timers_.end()) {
+    const auto timer = m_timers.find(id);
+    if (timer != m_timers.end()) {
         killTimer(timer->second);
-        timers_.erase(timer);
+        m_timers.erase(timer);
     }
 }
 
 bool WindowBase::IsTimerSet(std::uint32_t id) const {
-    return timers_.contains(id);
+    return m_timers.contains(id);
 }
 
 WindowHandle WindowBase::Handle() const {
-    return WindowHandle(target_);
+    return WindowHandle(m_target);
 }
 
 void WindowBase::PostMessage(std::uint32_t message, WParam wParam, LParam lParam) {
-    target_->PostMessage(message, wParam, lParam);
+    m_target->PostMessage(message, wParam, lParam);
 }
 
 LParam WindowBase::SendMessage(std::uint32_t message, WParam wParam, LParam lParam) {
@@ -110,7 +109,7 @@ bool WindowBase::event(QEvent* event) {
 }
 
 void WindowBase::timerEvent(QTimerEvent* event) {
-    for (const auto& [id, timer] : timers_) {
+    for (const auto& [id, timer] : m_timers) {
         if (timer == event->timerId()) {
             const std::uint32_t number = id;  // the handler may change the map
             OnTimer(number);

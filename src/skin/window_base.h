@@ -28,8 +28,8 @@ public:
     void PostMessage(std::uint32_t message, WParam wParam, LParam lParam);
     LParam SendMessage(std::uint32_t message, WParam wParam, LParam lParam);
 
-    int ControlId() const { return controlId_; }
-    void SetControlId(int id) { controlId_ = id; }
+    int ControlId() const { return m_controlId; }
+    void SetControlId(int id) { m_controlId = id; }
     // The child (at any depth) with this identifier, or null.
     WindowBase* FindControl(int id) const;
 
@@ -43,9 +43,9 @@ protected:
 
 private:
     class Target;
-    std::shared_ptr<Target> target_;
-    std::map<std::uint32_t, int> timers_;  // number to Qt's id
-    int controlId_ = 0;
+    std::shared_ptr<Target> m_target;
+    std::map<std::uint32_t, int> m_timers;  // number to Qt's id
+    int m_controlId = 0;
 };
 
 }  // namespace kvmon

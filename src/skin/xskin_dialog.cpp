@@ -14,15 +14,15 @@
 namespace kvmon {
 
 CXSkinDialog::CXSkinDialog(QWidget* parent)
-    : WindowBase(parent), ground_(DrawSkinBackground), placement_(SkinControlRect) {
+    : WindowBase(parent), m_ground(DrawSkinBackground), m_placement(SkinControlRect) {
     setAttribute(Qt::WA_OpaquePaintEvent);
 }
 
 void CXSkinDialog::SetBackground(Ground ground, Placement placement) {
-    ground_ = std::move(ground);
-    placement_ = std::move(placement);
-    groundBitmap_ = QPixmap();
-    for (const Item& item : items_) {
+    m_ground = std::move(ground);
+    m_placement = std::move(placement);
+    m_groundBitmap = QPixmap();
+    for (const Item& item : m_items) {
         Place(item);
     }
     update();
@@ -46,7 +46,7 @@ void CXSkinDialog::CreateControls(std::span<const SkinControlRow> table, TextSou
 
 void CXSkinDialog::OrderTabsByPlace() {
     std::vector<Item> items;
-    std::copy_if(items_.begin(), items_.end(), std::back_inserter(items),
+    std::copy_if(m_items.begin(), m_items.end(), std::back_inserter(items),
                  [](const Item& item) { return item.control != nullptr; });
     std::stable_sort(items.begin(), items.end(), [](const Item& a, const Item& b) {
         return std::pair(a.table.y(), a.table.x()) < std::pair(b.table.y(), b.table.x());
@@ -78,13 +78,13 @@ void CXSkinDialog::AddControl(int id, QWidget* control, const QRect& table) {
     if (Item* const known = Find(id)) {
         *known = {id, control, table};
     } else {
-        items_.push_back({id, control, table});
+        m_items.push_back({id, control, table});
     }
     Place(*Find(id));
 }
 
 QWidget* CXSkinDialog::GetDlgItem(int id) const {
-    for (const Item& item : items_) {
+    for (const Item& item : m_items) {
         if (item.id == id && item.control != nullptr) {
             return item.control;
         }
@@ -115,18 +115,18 @@ QSize CXSkinDialog::sizeHint() const {
 
 CXSkinDialog::Item* CXSkinDialog::Find(int id) {
     const auto item =
-        std::find_if(items_.begin(), items_.end(), [id](const Item& each) { return each.id == id; });
-    return item == items_.end() ? nullptr : &*item;
+        std::find_if(m_items.begin(), m_items.end(), [id](const Item& each) { return each.id == id; });
+    return item == m_items.end() ? nullptr : &*item;
 }
 
 void CXSkinDialog::Place(const Item& item) const {
     if (item.control != nullptr) {
-        item.control->setGeometry(placement_(item.table, size()));
+        item.control->setGeometry(m_placement(item.table, size()));
     }
 }
 
 void CXSkinDialog::resizeEvent(QResizeEvent* event) {
-    for (const Item& item : items_) {
+    for (const Item& item : m_items) {
         Place(item);
     }
     WindowBase::resizeEvent(event);
@@ -135,17 +135,17 @@ void CXSkinDialog::resizeEvent(QResizeEvent* event) {
 // The ground is drawn once for a size and scale: the panel's parts repaint often, and never flicker.
 void CXSkinDialog::paintEvent(QPaintEvent* event) {
     const double scale = devicePixelRatioF();
-    if (groundBitmap_.isNull() || groundBitmap_.devicePixelRatioF() != scale ||
-        groundBitmap_.deviceIndependentSize().toSize() != size()) {
-        groundBitmap_ = QPixmap(QSize(static_cast<int>(std::lround(width() * scale)),
-                                      static_cast<int>(std::lround(height() * scale))));
-        groundBitmap_.setDevicePixelRatio(scale);
-        QPainter painter(&groundBitmap_);
-        ground_(painter, size());
+    if (m_groundBitmap.isNull() || m_groundBitmap.devicePixelRatioF() != scale ||
+        m_groundBitmap.deviceIndependentSize().toSize() != size()) {
+        m_groundBitmap = QPixmap(QSize(static_cast<int>(std::lround(width() * scale)),
+                                       static_cast<int>(std::lround(height() * scale))));
+        m_groundBitmap.setDevicePixelRatio(scale);
+        QPainter painter(&m_groundBitmap);
+        m_ground(painter, size());
     }
     QPainter painter(this);
     painter.setClipRegion(event->region());
-    painter.drawPixmap(0, 0, groundBitmap_);
+    painter.drawPixmap(0, 0, m_groundBitmap);
 }
 
 }  // namespace kvmon

@@ -72,10 +72,10 @@ private:
     QWidget* Make(const SkinControlRow& row, TextSource texts);
     void Place(const Item& item) const;
 
-    Ground ground_;
-    Placement placement_;
-    std::vector<Item> items_;
-    QPixmap groundBitmap_;
+    Ground m_ground;
+    Placement m_placement;
+    std::vector<Item> m_items;
+    QPixmap m_groundBitmap;
 };
 
 }  // namespace kvmon

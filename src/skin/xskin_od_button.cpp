@@ -27,8 +27,8 @@ bool IsPressKey(int key) {
 
 CXSkinODButton::CXSkinODButton(int id, ButtonMode mode, QWidget* parent)
     : WindowBase(parent),
-      state_(mode),
-      source_([id](QSize size, double scale, ButtonLook look, bool checked) {
+      m_state(mode),
+      m_source([id](QSize size, double scale, ButtonLook look, bool checked) {
           return RenderButton(id, size, scale, look, checked);
       }) {
     SetControlId(id);
@@ -40,25 +40,25 @@ CXSkinODButton::CXSkinODButton(int id, ButtonMode mode, QWidget* parent)
 }
 
 void CXSkinODButton::SetBitmaps(BitmapSource source, bool bRedraw) {
-    source_ = std::move(source);
-    bitmaps_.fill(QPixmap());
+    m_source = std::move(source);
+    m_bitmaps.fill(QPixmap());
     if (bRedraw) {
         update();
     }
 }
 
 void CXSkinODButton::SetPressNotify(bool bEnable, WindowHandle hTarget, std::uint32_t nMessage) {
-    pressNotify_ = bEnable;
-    pressTarget_ = std::move(hTarget);
-    pressMessage_ = nMessage;
+    m_pressNotify = bEnable;
+    m_pressTarget = std::move(hTarget);
+    m_pressMessage = nMessage;
 }
 
 void CXSkinODButton::SetCheck(int check) {
     const bool checked = check != BST_UNCHECKED;
-    if (checked == state_.checked()) {
+    if (checked == m_state.checked()) {
         return;
     }
-    state_.SetChecked(checked);
+    m_state.SetChecked(checked);
     QAccessible::State changed;
     changed.checked = true;
     QAccessibleStateChangeEvent notice(this, changed);
@@ -67,21 +67,21 @@ void CXSkinODButton::SetCheck(int check) {
 }
 
 void CXSkinODButton::SetBusy(bool busy) {
-    state_.SetBusy(busy);
+    m_state.SetBusy(busy);
     UpdateWaitMark();
     update();
 }
 
 void CXSkinODButton::Click() {
-    const bool wasPressed = state_.pressed();
-    if (state_.Press() && state_.Release() && !wasPressed) {
+    const bool wasPressed = m_state.pressed();
+    if (m_state.Press() && m_state.Release() && !wasPressed) {
         Clicked();
     }
 }
 
 void CXSkinODButton::SetTipText(std::string text) {
-    tipText_ = std::move(text);
-    setAccessibleName(QString::fromStdString(tipText_));
+    m_tipText = std::move(text);
+    setAccessibleName(QString::fromStdString(m_tipText));
 }
 
 CXSkinDialog* CXSkinODButton::Owner() const {
@@ -94,18 +94,18 @@ CXSkinDialog* CXSkinODButton::Owner() const {
 }
 
 void CXSkinODButton::Press() {
-    if (!state_.Press()) {
+    if (!m_state.Press()) {
         return;
     }
     update();
-    if (pressNotify_) {
-        pressTarget_.Post(pressMessage_, 1, ControlId());
+    if (m_pressNotify) {
+        m_pressTarget.Post(m_pressMessage, 1, ControlId());
     }
 }
 
 void CXSkinODButton::Release() {
-    const bool click = state_.Release();
-    pressKey_ = 0;
+    const bool click = m_state.Release();
+    m_pressKey = 0;
     update();
     if (click) {
         Clicked();
@@ -113,11 +113,11 @@ void CXSkinODButton::Release() {
 }
 
 void CXSkinODButton::Cancel() {
-    if (state_.pressed()) {
-        state_.Cancel();
+    if (m_state.pressed()) {
+        m_state.Cancel();
         update();
     }
-    pressKey_ = 0;
+    m_pressKey = 0;
 }
 
 void CXSkinODButton::Clicked() {
@@ -145,7 +145,7 @@ void CXSkinODButton::UncheckGroup() {
 }
 
 void CXSkinODButton::UpdateWaitMark() {
-    if (!state_.busy() || !isVisible()) {
+    if (!m_state.busy() || !isVisible()) {
         KillTimer(kWaitTimer);
     } else if (!IsTimerSet(kWaitTimer)) {
         SetTimer(kWaitTimer, kWaitStepMs);
@@ -154,7 +154,7 @@ void CXSkinODButton::UpdateWaitMark() {
 
 void CXSkinODButton::OnTimer(std::uint32_t id) {
     if (id == kWaitTimer) {
-        waitAngle_ = (waitAngle_ + kWaitStepDegrees) % 360;
+        m_waitAngle = (m_waitAngle + kWaitStepDegrees) % 360;
         update();
     }
 }
@@ -175,7 +175,7 @@ bool CXSkinODButton::event(QEvent* event) {
 }
 
 void CXSkinODButton::ShowTip(const QPoint& screenPosition) {
-    std::string text = tipText_;
+    std::string text = m_tipText;
     CXSkinDialog* const owner = Owner();
     if (owner != nullptr && !owner->OnSkinToolTipNeedTextNotify(*this, text)) {
         text.clear();
@@ -185,16 +185,16 @@ void CXSkinODButton::ShowTip(const QPoint& screenPosition) {
 
 const QPixmap& CXSkinODButton::Bitmap() {
     const double scale = devicePixelRatioF();
-    if (size() != bitmapSize_ || scale != bitmapScale_) {
-        bitmaps_.fill(QPixmap());
-        bitmapSize_ = size();
-        bitmapScale_ = scale;
+    if (size() != m_bitmapSize || scale != m_bitmapScale) {
+        m_bitmaps.fill(QPixmap());
+        m_bitmapSize = size();
+        m_bitmapScale = scale;
     }
     // A plain button keeps a check that somebody gave it, and looks the same.
-    const bool checked = state_.checked() && state_.mode() != ButtonMode::kPlain;
-    QPixmap& bitmap = bitmaps_[ButtonBitmapIndex(state_.Look(), checked)];
+    const bool checked = m_state.checked() && m_state.mode() != ButtonMode::kPlain;
+    QPixmap& bitmap = m_bitmaps[ButtonBitmapIndex(m_state.Look(), checked)];
     if (bitmap.isNull()) {
-        bitmap = source_(size(), scale, state_.Look(), checked);
+        bitmap = m_source(size(), scale, m_state.Look(), checked);
     }
     return bitmap;
 }
@@ -203,13 +203,13 @@ void CXSkinODButton::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.drawPixmap(0, 0, Bitmap());
     painter.setRenderHint(QPainter::Antialiasing);
-    if (state_.busy() && state_.enabled()) {
+    if (m_state.busy() && m_state.enabled()) {
         const double side = std::min({width() - 4, height() - 4, 18});
         const QRectF box(QPointF(rect().center()) + QPointF(0.5 - side / 2, 0.5 - side / 2),
                          QSizeF(side, side));
-        icons::Spinner(painter, box, QColor(palette::kAccent), waitAngle_);
+        icons::Spinner(painter, box, QColor(palette::kAccent), m_waitAngle);
     }
-    if (keyboardFocus_) {
+    if (m_keyboardFocus) {
         painter.setBrush(Qt::NoBrush);
         painter.setPen(QPen(QColor(palette::kFocus), 1.5));
         painter.drawRoundedRect(QRectF(rect()).adjusted(0.75, 0.75, -0.75, -0.75), 2.5, 2.5);
@@ -221,7 +221,7 @@ void CXSkinODButton::mousePressEvent(QMouseEvent* event) {
         event->ignore();
         return;
     }
-    keyboardFocus_ = false;
+    m_keyboardFocus = false;
     Press();
 }
 
@@ -231,29 +231,29 @@ void CXSkinODButton::mouseDoubleClickEvent(QMouseEvent* event) {
 
 void CXSkinODButton::mouseMoveEvent(QMouseEvent* event) {
     // A press with the keyboard follows its key, not the pointer.
-    if (!state_.pressed() || pressKey_ != 0) {
+    if (!m_state.pressed() || m_pressKey != 0) {
         return;
     }
     if (!event->buttons().testFlag(Qt::LeftButton)) {
         Cancel();
         return;
     }
-    state_.Move(rect().contains(event->position().toPoint()));
+    m_state.Move(rect().contains(event->position().toPoint()));
     update();
 }
 
 void CXSkinODButton::mouseReleaseEvent(QMouseEvent* event) {
-    if (event->button() != Qt::LeftButton || pressKey_ != 0) {
+    if (event->button() != Qt::LeftButton || m_pressKey != 0) {
         event->ignore();
         return;
     }
-    state_.Move(rect().contains(event->position().toPoint()));
+    m_state.Move(rect().contains(event->position().toPoint()));
     Release();
 }
 
 void CXSkinODButton::keyPressEvent(QKeyEvent* event) {
     if (!IsPressKey(event->key()) || event->modifiers().testFlag(Qt::AltModifier)) {
-        if (event->key() == Qt::Key_Escape && state_.pressed()) {
+        if (event->key() == Qt::Key_Escape && m_state.pressed()) {
             Cancel();
             return;
         }
@@ -261,14 +261,14 @@ void CXSkinODButton::keyPressEvent(QKeyEvent* event) {
         return;
     }
     // A held key repeats; the press is one.
-    if (!event->isAutoRepeat() && !state_.pressed()) {
+    if (!event->isAutoRepeat() && !m_state.pressed()) {
         Press();
-        pressKey_ = state_.pressed() ? event->key() : 0;
+        m_pressKey = m_state.pressed() ? event->key() : 0;
     }
 }
 
 void CXSkinODButton::keyReleaseEvent(QKeyEvent* event) {
-    if (pressKey_ == 0 || event->key() != pressKey_) {
+    if (m_pressKey == 0 || event->key() != m_pressKey) {
         WindowBase::keyReleaseEvent(event);
         return;
     }
@@ -279,31 +279,31 @@ void CXSkinODButton::keyReleaseEvent(QKeyEvent* event) {
 
 void CXSkinODButton::focusInEvent(QFocusEvent* event) {
     const Qt::FocusReason reason = event->reason();
-    keyboardFocus_ =
+    m_keyboardFocus =
         reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason || reason == Qt::ShortcutFocusReason;
     update();
 }
 
 void CXSkinODButton::focusOutEvent(QFocusEvent*) {
-    keyboardFocus_ = false;
+    m_keyboardFocus = false;
     Cancel();
     update();
 }
 
 void CXSkinODButton::enterEvent(QEnterEvent*) {
-    state_.SetHover(true);
+    m_state.SetHover(true);
     update();
 }
 
 void CXSkinODButton::leaveEvent(QEvent*) {
-    state_.SetHover(false);
+    m_state.SetHover(false);
     update();
 }
 
 void CXSkinODButton::changeEvent(QEvent* event) {
     if (event->type() == QEvent::EnabledChange) {
-        state_.SetEnabled(isEnabled());
-        pressKey_ = 0;
+        m_state.SetEnabled(isEnabled());
+        m_pressKey = 0;
         update();
     }
     WindowBase::changeEvent(event);
@@ -312,7 +312,7 @@ void CXSkinODButton::changeEvent(QEvent* event) {
 void CXSkinODButton::hideEvent(QHideEvent* event) {
     Cancel();
     // No leave event comes for a button that goes away under the pointer.
-    state_.SetHover(false);
+    m_state.SetHover(false);
     UpdateWaitMark();
     WindowBase::hideEvent(event);
 }

@@ -33,20 +33,20 @@ public:
     // Also posts nMessage with wParam 1 and lParam the identifier to hTarget at each press.
     void SetPressNotify(bool bEnable, WindowHandle hTarget, std::uint32_t nMessage);
 
-    ButtonMode Mode() const { return state_.mode(); }
-    bool IsPressed() const { return state_.pressed(); }
-    int GetCheck() const { return state_.checked() ? BST_CHECKED : BST_UNCHECKED; }
+    ButtonMode Mode() const { return m_state.mode(); }
+    bool IsPressed() const { return m_state.pressed(); }
+    int GetCheck() const { return m_state.checked() ? BST_CHECKED : BST_UNCHECKED; }
     // Sets this button alone, a radio button too, and tells nobody.
     void SetCheck(int check);
-    bool IsBusy() const { return state_.busy(); }
+    bool IsBusy() const { return m_state.busy(); }
     // A busy button turns a wait mark and takes no press.
     void SetBusy(bool busy);
-    ButtonLook Look() const { return state_.Look(); }
+    ButtonLook Look() const { return m_state.Look(); }
     // What a click does, without a press before it. Nothing on a disabled or busy button.
     void Click();
 
     // The text of the control's table row; a fallback for the tool tip and the accessible name.
-    const std::string& TipText() const { return tipText_; }
+    const std::string& TipText() const { return m_tipText; }
     void SetTipText(std::string text);
 
 protected:
@@ -78,18 +78,18 @@ private:
     void ShowTip(const QPoint& screenPosition);
     const QPixmap& Bitmap();
 
-    ButtonState state_;
-    BitmapSource source_;
-    std::array<QPixmap, kButtonBitmaps> bitmaps_;
-    QSize bitmapSize_;  // for which the bitmaps were made, with their scale
-    double bitmapScale_ = 0;
-    WindowHandle pressTarget_;
-    std::uint32_t pressMessage_ = 0;
-    bool pressNotify_ = false;
-    bool keyboardFocus_ = false;  // the focus came by a key: the ring shows
-    int waitAngle_ = 0;
-    int pressKey_ = 0;  // the key that holds the button, or 0
-    std::string tipText_;
+    ButtonState m_state;
+    BitmapSource m_source;
+    std::array<QPixmap, kButtonBitmaps> m_bitmaps;
+    QSize m_bitmapSize;  // for which the bitmaps were made, with their scale
+    double m_bitmapScale = 0;
+    WindowHandle m_pressTarget;
+    std::uint32_t m_pressMessage = 0;
+    bool m_pressNotify = false;
+    bool m_keyboardFocus = false;  // the focus came by a key: the ring shows
+    int m_waitAngle = 0;
+    int m_pressKey = 0;  // the key that holds the button, or 0
+    std::string m_tipText;
 };
 
 }  // namespace kvmon

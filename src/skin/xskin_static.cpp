@@ -14,25 +14,25 @@ int FittingFontHeight(int controlHeight, int pixelsPerInch) {
     return (points * pixelsPerInch + kPointsPerInch / 2) / kPointsPerInch;
 }
 
-CXSkinStatic::CXSkinStatic(int id, QWidget* parent) : WindowBase(parent), colour_(palette::kCaptionWhite) {
+CXSkinStatic::CXSkinStatic(int id, QWidget* parent) : WindowBase(parent), m_colour(palette::kCaptionWhite) {
     SetControlId(id);
     FitFont();
 }
 
 void CXSkinStatic::SetWindowText(std::string text) {
-    text_ = std::move(text);
-    setAccessibleName(QString::fromStdString(text_));
+    m_text = std::move(text);
+    setAccessibleName(QString::fromStdString(m_text));
     UpdateTip();
     update();
 }
 
 void CXSkinStatic::SetTextColor(QRgb colour) {
-    colour_ = QColor(colour);
+    m_colour = QColor(colour);
     update();
 }
 
 void CXSkinStatic::SetCentred(bool bCentred) {
-    centred_ = bCentred;
+    m_centred = bCentred;
     update();
 }
 
@@ -44,8 +44,8 @@ void CXSkinStatic::FitFont() {
 }
 
 void CXSkinStatic::UpdateTip() {
-    const bool cut = fontMetrics().horizontalAdvance(QString::fromStdString(text_)) > width();
-    setToolTip(cut ? MarkupOf(text_) : QString());
+    const bool cut = fontMetrics().horizontalAdvance(QString::fromStdString(m_text)) > width();
+    setToolTip(cut ? MarkupOf(m_text) : QString());
 }
 
 void CXSkinStatic::resizeEvent(QResizeEvent* event) {
@@ -56,11 +56,11 @@ void CXSkinStatic::resizeEvent(QResizeEvent* event) {
 
 void CXSkinStatic::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    painter.setPen(colour_);
+    painter.setPen(m_colour);
     const QString text =
-        fontMetrics().elidedText(QString::fromStdString(text_), Qt::ElideRight, width(), Qt::TextSingleLine);
+        fontMetrics().elidedText(QString::fromStdString(m_text), Qt::ElideRight, width(), Qt::TextSingleLine);
     painter.drawText(
-        rect(), (centred_ ? Qt::AlignHCenter : Qt::AlignLeft) | Qt::AlignVCenter | Qt::TextSingleLine, text);
+        rect(), (m_centred ? Qt::AlignHCenter : Qt::AlignLeft) | Qt::AlignVCenter | Qt::TextSingleLine, text);
 }
 
 }  // namespace kvmon

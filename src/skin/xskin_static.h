@@ -13,7 +13,7 @@ class CXSkinStatic : public WindowBase {
 public:
     CXSkinStatic(int id, QWidget* parent);
 
-    const std::string& GetWindowText() const { return text_; }
+    const std::string& GetWindowText() const { return m_text; }
     // UTF-8, shown as it is.
     void SetWindowText(std::string text);
     void SetTextColor(QRgb colour);
@@ -27,9 +27,9 @@ private:
     void FitFont();
     void UpdateTip();
 
-    std::string text_;
-    QColor colour_;
-    bool centred_ = false;
+    std::string m_text;
+    QColor m_colour;
+    bool m_centred = false;
 };
 
 // The pixel height of a font that fits a control of this height: half of it, taken as points.

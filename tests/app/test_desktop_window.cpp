@@ -16,6 +16,7 @@
 #include "persist/string_table.h"
 #include "persist/utilities.h"
 #include "skin/xskin_od_button.h"
+#include "support/fake_clock.h"
 #include "support/fake_recorder.h"
 #include "support/file_holder.h"
 #include "support/qt_ui_watchdog.h"
@@ -55,7 +56,7 @@ protected:
         const ParsedCommandLine parsed = ParseCommandLine(args, none);
         ASSERT_TRUE(parsed.options) << parsed.text;
         {
-            DesktopWindow window(*parsed.options);
+            DesktopWindow window(*parsed.options, clock);
             window.Activate();
             window.show();
             use(window);
@@ -80,6 +81,7 @@ protected:
         dialog->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok)->click();
     }
 
+    kvtest::FakeClock clock{Milliseconds(1)};
     kvtest::TempFolder folder;
     kvtest::FakeRecorder recorder{"Hall", 4};
 };

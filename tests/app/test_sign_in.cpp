@@ -29,6 +29,7 @@
 #include "persist/utilities.h"
 #include "server/server_messages.h"
 #include "skin/window_base.h"
+#include "support/fake_clock.h"
 #include "support/fake_recorder.h"
 #include "support/temp_folder.h"
 
@@ -81,7 +82,7 @@ protected:
         const ParsedCommandLine parsed = ParseCommandLine(args, none);
         ASSERT_TRUE(parsed.options) << parsed.text;
         {
-            DesktopWindow desktop(*parsed.options);
+            DesktopWindow desktop(*parsed.options, clock);
             window = &desktop;
             desktop.Activate();
             desktop.show();
@@ -174,6 +175,7 @@ protected:
         return all;
     }
 
+    kvtest::FakeClock clock{Milliseconds(1)};
     kvtest::TempFolder folder;
     kvtest::FakeRecorder recorder{"Hall", 4};
     DesktopWindow* window = nullptr;

@@ -25,9 +25,9 @@ constexpr std::size_t kBlock = 2000;  // eight codes of any size fill whole byte
 class Peer {
 public:
     Peer(int bits, G726Packing packing)
-        : state_(g726_init(nullptr, bits * 8000, G726_ENCODING_LINEAR,
-                           packing == G726Packing::LowFirst ? G726_PACKING_RIGHT : G726_PACKING_LEFT)) {}
-    ~Peer() { g726_free(state_); }
+        : m_state(g726_init(nullptr, bits * 8000, G726_ENCODING_LINEAR,
+                            packing == G726Packing::LowFirst ? G726_PACKING_RIGHT : G726_PACKING_LEFT)) {}
+    ~Peer() { g726_free(m_state); }
     Peer(const Peer&) = delete;
     Peer& operator=(const Peer&) = delete;
 
@@ -35,19 +35,19 @@ public:
         const std::size_t at = out.size();
         out.resize(at + samples.size());
         const int made =
-            g726_encode(state_, out.data() + at, samples.data(), static_cast<int>(samples.size()));
+            g726_encode(m_state, out.data() + at, samples.data(), static_cast<int>(samples.size()));
         out.resize(at + static_cast<std::size_t>(made));
     }
 
     void Decode(std::span<const std::uint8_t> bytes, Samples& out) {
         const std::size_t at = out.size();
         out.resize(at + bytes.size() * 4);
-        const int made = g726_decode(state_, out.data() + at, bytes.data(), static_cast<int>(bytes.size()));
+        const int made = g726_decode(m_state, out.data() + at, bytes.data(), static_cast<int>(bytes.size()));
         out.resize(at + static_cast<std::size_t>(made));
     }
 
 private:
-    g726_state_t* state_;
+    g726_state_t* m_state;
 };
 
 Samples Tone(double hertz, double height) {
@@ -127,12 +127,12 @@ std::vector<Material> AllMaterials() {
 
 class G726Test : public testing::TestWithParam<std::tuple<int, G726Packing>> {
 protected:
-    int bits_ = std::get<0>(GetParam());
-    G726Packing packing_ = std::get<1>(GetParam());
+    int m_bits = std::get<0>(GetParam());
+    G726Packing m_packing = std::get<1>(GetParam());
 
     G726Codec Codec() const {
         G726Codec codec;
-        EXPECT_TRUE(codec.Open(1, 8000, static_cast<std::uint32_t>(bits_) * 8000, packing_));
+        EXPECT_TRUE(codec.Open(1, 8000, static_cast<std::uint32_t>(m_bits) * 8000, m_packing));
         return codec;
     }
 };
@@ -142,8 +142,8 @@ TEST_P(G726Test, AgreesBitForBitWithASecondImplementation) {
         SCOPED_TRACE(name);
         G726Codec encoder = Codec();
         G726Codec decoder = Codec();
-        Peer peerEncoder(bits_, packing_);
-        Peer peerDecoder(bits_, packing_);
+        Peer peerEncoder(m_bits, m_packing);
+        Peer peerDecoder(m_bits, m_packing);
         Bytes ours, theirs;
         Samples heard, peerHeard;
         for (std::size_t at = 0; at < samples.size(); at += kBlock) {
@@ -155,7 +155,7 @@ TEST_P(G726Test, AgreesBitForBitWithASecondImplementation) {
             decoder.Decode(coded, heard);
             peerDecoder.Decode(coded, peerHeard);
         }
-        EXPECT_EQ(ours.size(), samples.size() * static_cast<std::size_t>(bits_) / 8);
+        EXPECT_EQ(ours.size(), samples.size() * static_cast<std::size_t>(m_bits) / 8);
         EXPECT_EQ(ours, theirs);
         ASSERT_EQ(heard.size(), peerHeard.size());
         for (std::size_t i = 0; i < heard.size(); ++i) {

@@ -28,44 +28,44 @@ struct CardState {
 
 class FakeCard final : public SoundCard {
 public:
-    explicit FakeCard(std::shared_ptr<CardState> state) : state_(std::move(state)) {}
+    explicit FakeCard(std::shared_ptr<CardState> state) : m_state(std::move(state)) {}
 
     bool Open(const PcmFormat&) override {
-        const std::lock_guard lock(state_->mutex);
-        ++state_->opened;
-        return !state_->absent;
+        const std::lock_guard lock(m_state->mutex);
+        ++m_state->opened;
+        return !m_state->absent;
     }
     bool Play(std::span<const std::uint8_t> block) override {
-        std::unique_lock lock(state_->mutex);
-        state_->changed.wait(lock, [&] { return !state_->stalled || state_->cancelled; });
-        if (!state_->cancelled) {
-            state_->played.insert(state_->played.end(), block.begin(), block.end());
+        std::unique_lock lock(m_state->mutex);
+        m_state->changed.wait(lock, [&] { return !m_state->stalled || m_state->cancelled; });
+        if (!m_state->cancelled) {
+            m_state->played.insert(m_state->played.end(), block.begin(), block.end());
         }
-        return !state_->cancelled;
+        return !m_state->cancelled;
     }
     void Close() override {
-        const std::lock_guard lock(state_->mutex);
-        ++state_->closed;
+        const std::lock_guard lock(m_state->mutex);
+        ++m_state->closed;
     }
     void Cancel() override {
-        const std::lock_guard lock(state_->mutex);
-        state_->cancelled = true;
-        state_->changed.notify_all();
+        const std::lock_guard lock(m_state->mutex);
+        m_state->cancelled = true;
+        m_state->changed.notify_all();
     }
 
 private:
-    std::shared_ptr<CardState> state_;
+    std::shared_ptr<CardState> m_state;
 };
 
 class WaveOutDeviceTest : public testing::Test {
 protected:
     Bytes Played() {
-        const std::lock_guard lock(card_->mutex);
-        return card_->played;
+        const std::lock_guard lock(m_card->mutex);
+        return m_card->played;
     }
     int Opened() {
-        const std::lock_guard lock(card_->mutex);
-        return card_->opened;
+        const std::lock_guard lock(m_card->mutex);
+        return m_card->opened;
     }
     bool WaitPlayed(std::size_t size) {
         return kvtest::WaitUntil([&] { return Played().size() >= size; });
@@ -77,9 +77,9 @@ protected:
         return formats;
     }
 
-    std::shared_ptr<CardState> card_ = std::make_shared<CardState>();
-    kvtest::FakeClock clock_;
-    CWaveOutDevice device_{[this](const SoundFlag&) { return std::make_unique<FakeCard>(card_); }, clock_};
+    std::shared_ptr<CardState> m_card = std::make_shared<CardState>();
+    kvtest::FakeClock m_clock;
+    CWaveOutDevice m_device{[this](const SoundFlag&) { return std::make_unique<FakeCard>(m_card); }, m_clock};
 };
 
 TEST_F(WaveOutDeviceTest, ExpandsEachFormatByItsFactor) {
@@ -93,87 +93,87 @@ TEST_F(WaveOutDeviceTest, ExpandsEachFormatByItsFactor) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.waveType);
         const std::size_t before = Played().size();
-        ASSERT_TRUE(device_.Open(Of(c.waveType, c.bits)));
-        EXPECT_TRUE(device_.Write(Bytes(c.in, 0x5A)));
+        ASSERT_TRUE(m_device.Open(Of(c.waveType, c.bits)));
+        EXPECT_TRUE(m_device.Write(Bytes(c.in, 0x5A)));
         EXPECT_TRUE(WaitPlayed(before + c.out));
         EXPECT_EQ(Played().size(), before + c.out);
-        device_.Close();
-        card_->cancelled = false;  // the next opening makes a card anew
+        m_device.Close();
+        m_card->cancelled = false;  // the next opening makes a card anew
     }
 }
 
 TEST_F(WaveOutDeviceTest, RefusesWhatItCannotPlay) {
-    EXPECT_FALSE(device_.Write(Bytes(10)));
-    EXPECT_FALSE(device_.Open(Of(WAVE_FORMAT_G726_ADPCM, 8)));
-    EXPECT_FALSE(device_.Open(Of(kWaveFormatZ726, 1)));
+    EXPECT_FALSE(m_device.Write(Bytes(10)));
+    EXPECT_FALSE(m_device.Open(Of(WAVE_FORMAT_G726_ADPCM, 8)));
+    EXPECT_FALSE(m_device.Open(Of(kWaveFormatZ726, 1)));
     WaveFormats mute;
     mute.outSamplesPerSecond = 0;
-    EXPECT_FALSE(device_.Open(mute));
+    EXPECT_FALSE(m_device.Open(mute));
     WaveFormats endless;
     endless.outSamplesPerSecond = 0xFFFFFFFF;
-    EXPECT_FALSE(device_.Open(endless));
-    ASSERT_TRUE(device_.Open({}));
-    EXPECT_FALSE(device_.Open({}));
-    device_.Close();
-    device_.Close();
-    EXPECT_FALSE(device_.Write(Bytes(10)));
+    EXPECT_FALSE(m_device.Open(endless));
+    ASSERT_TRUE(m_device.Open({}));
+    EXPECT_FALSE(m_device.Open({}));
+    m_device.Close();
+    m_device.Close();
+    EXPECT_FALSE(m_device.Write(Bytes(10)));
 }
 
 TEST_F(WaveOutDeviceTest, AStalledCardCostsTheOldestSoundAndNothingElse) {
-    card_->stalled = true;
-    ASSERT_TRUE(device_.Open({}));
+    m_card->stalled = true;
+    ASSERT_TRUE(m_device.Open({}));
     // A block of 100 ms; the first one is in the card's hands.
     const auto block = [](std::uint8_t number) { return Bytes(1600, number); };
-    ASSERT_TRUE(device_.Write(block(0)));
+    ASSERT_TRUE(m_device.Write(block(0)));
     ASSERT_TRUE(kvtest::WaitUntil([&] { return Opened() == 1; }));
     for (std::uint8_t i = 1; i <= 100; ++i) {
-        EXPECT_TRUE(device_.Write(block(i)));
+        EXPECT_TRUE(m_device.Write(block(i)));
     }
-    EXPECT_GE(device_.DroppedBlocks(), 93u);
+    EXPECT_GE(m_device.DroppedBlocks(), 93u);
     {
-        const std::lock_guard lock(card_->mutex);
-        card_->stalled = false;
-        card_->changed.notify_all();
+        const std::lock_guard lock(m_card->mutex);
+        m_card->stalled = false;
+        m_card->changed.notify_all();
     }
     ASSERT_TRUE(kvtest::WaitUntil([&] { return !Played().empty() && Played().back() == 100; }));
     EXPECT_LE(Played().size(), 1600u * 8);
 }
 
 TEST_F(WaveOutDeviceTest, CloseEndsAStalledCardAtOnce) {
-    card_->stalled = true;
-    ASSERT_TRUE(device_.Open({}));
-    ASSERT_TRUE(device_.Write(Bytes(1600)));
+    m_card->stalled = true;
+    ASSERT_TRUE(m_device.Open({}));
+    ASSERT_TRUE(m_device.Write(Bytes(1600)));
     ASSERT_TRUE(kvtest::WaitUntil([&] { return Opened() == 1; }));
-    device_.Close();
+    m_device.Close();
     EXPECT_TRUE(Played().empty());
     EXPECT_EQ(Worker::AbandonedCount(), 0);
 }
 
 TEST_F(WaveOutDeviceTest, AnAbsentCardIsTriedAgainWithTheNextBlock) {
-    card_->absent = true;
-    ASSERT_TRUE(device_.Open({}));
-    EXPECT_TRUE(device_.Write(Bytes(320, 1)));
+    m_card->absent = true;
+    ASSERT_TRUE(m_device.Open({}));
+    EXPECT_TRUE(m_device.Write(Bytes(320, 1)));
     ASSERT_TRUE(kvtest::WaitUntil([&] { return Opened() == 1; }));
     {
-        const std::lock_guard lock(card_->mutex);
-        card_->absent = false;
+        const std::lock_guard lock(m_card->mutex);
+        m_card->absent = false;
     }
-    EXPECT_TRUE(device_.Write(Bytes(4, 2)));
+    EXPECT_TRUE(m_device.Write(Bytes(4, 2)));
     EXPECT_TRUE(WaitPlayed(4));
     EXPECT_THAT(Played(), ElementsAre(2, 2, 2, 2));
 }
 
 TEST_F(WaveOutDeviceTest, AnIdleCardIsGivenBackAndTakenAgain) {
-    ASSERT_TRUE(device_.Open({}));
-    EXPECT_TRUE(device_.Write(Bytes(320)));
+    ASSERT_TRUE(m_device.Open({}));
+    EXPECT_TRUE(m_device.Write(Bytes(320)));
     ASSERT_TRUE(WaitPlayed(320));
-    ASSERT_TRUE(kvtest::WaitUntil([&] { return !clock_.Waits().empty(); }));
-    clock_.Advance(CWaveOutDevice::kIdle);
+    ASSERT_TRUE(kvtest::WaitUntil([&] { return !m_clock.Waits().empty(); }));
+    m_clock.Advance(CWaveOutDevice::kIdle);
     ASSERT_TRUE(kvtest::WaitUntil([&] {
-        const std::lock_guard lock(card_->mutex);
-        return card_->closed == 1;
+        const std::lock_guard lock(m_card->mutex);
+        return m_card->closed == 1;
     }));
-    EXPECT_TRUE(device_.Write(Bytes(320)));
+    EXPECT_TRUE(m_device.Write(Bytes(320)));
     EXPECT_TRUE(WaitPlayed(640));
     EXPECT_EQ(Opened(), 2);
 }

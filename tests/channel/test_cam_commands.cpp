@@ -4,9 +4,10 @@
 #include <map>
 
 #include "channel/base_camera.h"
-#include "channel/channel_core.h"
+#include "channel/cam_commands.h"
 #include "channel/channel_messages.h"
 #include "channel/ptz_request.h"
+#include "channel/target_settings.h"
 #include "channel/video_wnd.h"
 #include "support/fake_clock.h"
 #include "support/message_log.h"

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "channel/base_camera.h"
+#include "channel/camera_kinds.h"
 #include "channel/channel_core.h"
 #include "channel/channel_globals.h"
 #include "channel/channel_messages.h"
@@ -519,18 +520,20 @@ TEST(NetworkSetting, SwitchesOnlyWhileNothingWasShown) {
     CameraSettings settings;
     settings.m_dwVendorId = 0;
     settings.m_lpszVideoURL = "/v";
+    settings.m_bMonitorRight = 1;
+    settings.m_NetworkSetting[0].szAddress = "10.0.0.1";
+    settings.m_NetworkSetting[0].nPort = 80;
     ChannelCore core(SystemClock(), KindFor(settings));
-    core.m_settings = settings;
-    core.m_settings.m_NetworkSetting[0].szAddress = "10.0.0.1";
-    core.m_settings.m_NetworkSetting[0].nPort = 80;
+    core.m_source.Assign(settings);
     const auto caption = [&] { return core.m_picture.GetMainCaption(); };
     core.SwitchNetworkSetting();
-    EXPECT_EQ(core.m_nNetworkSettingIdx, 2u) << "there is no other way";
-    core.m_settings.m_NetworkSetting[1].szAddress = "10.0.0.2";
-    core.m_settings.m_NetworkSetting[1].nPort = 81;
+    EXPECT_EQ(core.m_source.m_nNetworkSettingIdx, 2u) << "there is no other way";
+    settings.m_NetworkSetting[1].szAddress = "10.0.0.2";
+    settings.m_NetworkSetting[1].nPort = 81;
+    core.m_source.Assign(settings);
     core.SwitchNetworkSetting();
     TargetSettings target;
-    EXPECT_TRUE(core.GetTargetSettings(target));
+    EXPECT_TRUE(core.m_source.GetTargetSettings(target));
     EXPECT_EQ(target.szAddress.View(), "10.0.0.2");
     EXPECT_EQ(target.nPort, 81u);
     EXPECT_EQ(core.m_CamCmdQueue.GetCount(), 1u) << "what the camera can do is read anew";
@@ -538,13 +541,14 @@ TEST(NetworkSetting, SwitchesOnlyWhileNothingWasShown) {
     EXPECT_EQ(caption(), "");
     core.SwitchNetworkSetting();
     EXPECT_EQ(caption(), "Disconnected") << "after four switches the user hears of it";
-    EXPECT_EQ(core.m_nNetworkSettingIdx, 5u);
+    EXPECT_EQ(core.m_source.m_nNetworkSettingIdx, 5u);
     core.m_bStreamRunning = true;
     core.SwitchNetworkSetting();
-    EXPECT_EQ(core.m_nNetworkSettingIdx, 5u);
+    EXPECT_EQ(core.m_source.m_nNetworkSettingIdx, 5u);
     // Commands go to the recorder all the same.
-    core.m_settings.m_lpszSvrIP = "10.0.0.9";
-    EXPECT_TRUE(core.GetKelvaraSettings(target));
+    settings.m_lpszSvrIP = "10.0.0.9";
+    core.m_source.Assign(settings);
+    EXPECT_TRUE(core.m_source.GetKelvaraSettings(target));
     EXPECT_EQ(target.szAddress.View(), "10.0.0.9");
 }
 

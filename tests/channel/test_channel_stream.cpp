@@ -3,9 +3,9 @@
 
 #include "channel/base_camera.h"
 #include "channel/cam_cmd_queue.h"
-#include "channel/channel_factories.h"
 #include "channel/channel_messages.h"
 #include "channel/channel_thread.h"
+#include "channel/default_factories.h"
 #include "stream_maker.h"
 #include "support/fake_clock.h"
 #include "support/message_log.h"

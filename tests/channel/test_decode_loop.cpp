@@ -6,6 +6,7 @@
 
 #include <jpeglib.h>
 
+#include "channel/channel_core.h"
 #include "channel/channel_globals.h"
 #include "channel/decode_loop.h"
 #include "channel/open_decoders.h"
@@ -28,9 +29,9 @@ class Decode : public testing::Test {
 protected:
     Decode() {
         control.exit.Set();
-        core.m_bDecodePlaying = true;
+        core.m_frames.SetPlaying(true);
         core.m_picture.SetViewSize(32, 24);
-        core.m_picture.SetRepaint([this] { composed += core.m_nShown > 0 ? 1 : 0; });
+        core.m_picture.SetRepaint([this] { composed += core.m_counters.m_nShown > 0 ? 1 : 0; });
     }
 
     void Queue(FrameType type, std::string_view bytes) {
@@ -44,7 +45,7 @@ protected:
         Queue(FrameType::Wrapped, kvtest::VideoRecord(fourcc, unit.key, width, height, unit.bytes));
     }
     // One call of DecodeFrame, which leaves when no frame waits.
-    std::uint32_t Run() { return DecodeLoop(core, control).DecodeFrame(); }
+    std::uint32_t Run() { return DecodeLoop(core.GetDecodeParts(), control).DecodeFrame(); }
     std::uint32_t RunAll() {
         std::uint32_t count = 0;
         while (core.m_frames.GetCount() > 0) {
@@ -93,10 +94,10 @@ TEST_F(Decode, EachCodeGivesThePicturesThatWereSent) {
                 << test.encoder;
         }
     }
-    EXPECT_EQ(core.m_nShown, 10u);
+    EXPECT_EQ(core.m_counters.m_nShown, 10u);
     EXPECT_EQ(composed, 10u) << "each at once";
-    EXPECT_EQ(core.m_nDecoded, 10u);
-    EXPECT_EQ(core.m_nFailed, 0u);
+    EXPECT_EQ(core.m_counters.m_nDecoded, 10u);
+    EXPECT_EQ(core.m_counters.m_nFailed, 0u);
 }
 
 TEST_F(Decode, StackedFieldsAreWoven) {
@@ -119,7 +120,7 @@ TEST_F(Decode, NothingIsShownBeforeAKeyFrame) {
         QueueCoded(wire::kZ264, maker);  // pictures 1 to 5, of which 4 is a key frame
     }
     EXPECT_EQ(RunAll(), 2u);
-    EXPECT_EQ(core.m_nFailed, 0u) << "they never reach the decoder";
+    EXPECT_EQ(core.m_counters.m_nFailed, 0u) << "they never reach the decoder";
 }
 
 TEST_F(Decode, AChangeOfCodeCostsItsFirstFrame) {
@@ -222,7 +223,7 @@ TEST_F(Decode, ReorderedPicturesAreShownInTheirOrder) {
         worker.Start("decode", [&] {
             while (!thread.exit.IsSet()) {
                 thread.run.Set();
-                DecodeLoop(channel, thread).DecodeFrame();
+                DecodeLoop(channel.GetDecodeParts(), thread).DecodeFrame();
             }
         });
         StreamMaker maker(encoder, kWidth, kHeight, kCount, 2);
@@ -235,8 +236,9 @@ TEST_F(Decode, ReorderedPicturesAreShownInTheirOrder) {
             frame->SetLength(static_cast<std::uint32_t>(record.size()));
             channel.m_frames.AddDecodeFrameToQueue(FrameType::Wrapped, std::move(frame), &thread.run);
             ++sent;
-            ASSERT_TRUE(kvtest::WaitUntil([&] { return channel.m_nShown + channel.m_nFailed == sent; }));
-            if (channel.m_nShown == shown.size() + 1) {
+            ASSERT_TRUE(kvtest::WaitUntil(
+                [&] { return channel.m_counters.m_nShown + channel.m_counters.m_nFailed == sent; }));
+            if (channel.m_counters.m_nShown == shown.size() + 1) {
                 const std::vector<std::uint8_t> file = channel.m_picture.GetBitmapFile();
                 const std::size_t at = 54 + BitmapStride(kWidth) * (kHeight - 1 - 4) + 20 * 3 + 1;
                 shown.push_back(at < file.size() ? file[at] : -1);
@@ -260,8 +262,8 @@ TEST_F(Decode, DamageCostsThatFrameOnly) {
     Queue(FrameType::Wrapped, kvtest::VideoRecord(wire::kZ264, false, 0, 0, ""));
     QueueCoded(wire::kZ264, maker);
     EXPECT_EQ(Run(), 2u);
-    EXPECT_EQ(core.m_nFailed, 2u);
-    EXPECT_EQ(core.m_nDecoded, 2u);
+    EXPECT_EQ(core.m_counters.m_nFailed, 2u);
+    EXPECT_EQ(core.m_counters.m_nDecoded, 2u);
 }
 
 TEST_F(Decode, UnknownAndShortFramesAreDropped) {
@@ -287,10 +289,10 @@ TEST_F(Decode, TheWordToLeaveKeepsTheFramesThatWait) {
     EXPECT_EQ(core.m_frames.GetCount(), 1u);
     control.leave = 0;
     QueueCoded(wire::kZ264, maker);
-    core.m_picture.SetRepaint([this] { control.leave = core.m_nShown > 0 ? 1 : 0; });
+    core.m_picture.SetRepaint([this] { control.leave = core.m_counters.m_nShown > 0 ? 1 : 0; });
     EXPECT_EQ(Run(), 1u);
     EXPECT_EQ(core.m_frames.GetCount(), 1u) << "it may be the key frame of the next stream";
-    core.m_bDecodePlaying = false;
+    core.m_frames.SetPlaying(false);
     EXPECT_EQ(Run(), 0u);
     EXPECT_EQ(core.m_frames.GetCount(), 0u) << "but a pause wants none";
 }
@@ -302,9 +304,9 @@ TEST_F(Decode, AResetClosesTheDecoderUntilAKeyFrame) {
     }
     control.exit.Reset();
     core.m_picture.SetRepaint([this] {
-        if (core.m_nShown == 1) {
+        if (core.m_counters.m_nShown == 1) {
             control.reset = 1;
-        } else if (core.m_nShown == 2) {
+        } else if (core.m_counters.m_nShown == 2) {
             control.exit.Set();
         }
     });
@@ -318,7 +320,7 @@ TEST_F(Decode, AnAbandonedThreadShowsNothing) {
     control.abandoned = true;
     Run();
     EXPECT_FALSE(core.m_picture.HasPicture());
-    EXPECT_EQ(core.m_nShown, 0u);
+    EXPECT_EQ(core.m_counters.m_nShown, 0u);
 }
 
 TEST_F(Decode, JpegsOfAllKindsAreShown) {
@@ -377,7 +379,7 @@ TEST_F(Decode, BadJpegsAreDropped) {
     Queue(FrameType::Jpeg, good.substr(0, 20));
     Queue(FrameType::Jpeg, good);
     EXPECT_EQ(RunAll(), 1u);
-    EXPECT_EQ(core.m_nFailed, 3u);
+    EXPECT_EQ(core.m_counters.m_nFailed, 3u);
 }
 
 TEST_F(Decode, InformationLinesFollowTheMask) {
@@ -427,16 +429,17 @@ TEST(DecodeMxpeg, ShowsItsFirstPictureAtTheTwentyFirst) {
     // The loop stays with its decoder, so all pictures count together.
     queue(true, "P");
     Worker worker;
-    worker.Start("decode", [&] { DecodeLoop(core, control).DecodeFrame(); });
+    worker.Start("decode", [&] { DecodeLoop(core.GetDecodeParts(), control).DecodeFrame(); });
     for (int i = 1; i < 22; ++i) {
         ASSERT_TRUE(kvtest::WaitUntil([&] { return core.m_frames.GetCount() < FrameQueue::kMaxQueued; }));
         queue(false, i == 5 ? "" : "P");
     }
-    EXPECT_TRUE(kvtest::WaitUntil([&] { return core.m_nDecoded + core.m_nFailed == 22; }));
+    EXPECT_TRUE(
+        kvtest::WaitUntil([&] { return core.m_counters.m_nDecoded + core.m_counters.m_nFailed == 22; }));
     control.exit.Set();
     ASSERT_TRUE(worker.Wait(Milliseconds(5000)));
-    EXPECT_EQ(core.m_nFailed, 1u) << "a failed one does not count among the twenty";
-    EXPECT_EQ(core.m_nShown, 1u);
+    EXPECT_EQ(core.m_counters.m_nFailed, 1u) << "a failed one does not count among the twenty";
+    EXPECT_EQ(core.m_counters.m_nShown, 1u);
     const std::vector<std::uint8_t> file = core.m_picture.GetBitmapFile();
     ASSERT_GT(file.size(), 54u);
     EXPECT_EQ(file[54], 'P') << "the lower half comes first in a bitmap";
@@ -457,8 +460,8 @@ TEST(DecodeMxpeg, ThePicturesOwnSizeCounts) {
     std::memcpy(frame->Begin(), record.data(), record.size());
     frame->SetLength(static_cast<std::uint32_t>(record.size()));
     core.m_frames.AddDecodeFrameToQueue(FrameType::Wrapped, std::move(frame), &control.run);
-    DecodeLoop(core, control).DecodeFrame();
-    EXPECT_EQ(core.m_nDecoded, 1u);
+    DecodeLoop(core.GetDecodeParts(), control).DecodeFrame();
+    EXPECT_EQ(core.m_counters.m_nDecoded, 1u);
 }
 
 // A bitmap file of 2 x 2 pixels of 24 bits.
@@ -499,7 +502,7 @@ TEST(DecodeVivotek, TakesThePictureFromTheBitmapFileAndChecksIt) {
         std::memcpy(frame->Begin(), record.data(), record.size());
         frame->SetLength(static_cast<std::uint32_t>(record.size()));
         core.m_frames.AddDecodeFrameToQueue(FrameType::Wrapped, std::move(frame), &control.run);
-        return DecodeLoop(core, control).DecodeFrame();
+        return DecodeLoop(core.GetDecodeParts(), control).DecodeFrame();
     };
     EXPECT_EQ(show({2, 0, 24, 54 + 16}), 1u);
     EXPECT_EQ(core.m_picture.GetBitmapInfo(), MakeBitmapInfo(2, 2)) << "the file's size, not the head's";

@@ -5,7 +5,7 @@
 #include <limits>
 #include <random>
 
-#include "channel/ptz_request.h"
+#include "channel/cam_commands.h"
 
 namespace kvmon {
 namespace {

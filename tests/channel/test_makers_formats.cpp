@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "channel/channel_core.h"
 #include "channel/channel_messages.h"
 #include "channel/decode_loop.h"
 #include "channel/open_decoders.h"
@@ -76,7 +77,7 @@ protected:
         shim.Reset();
         opened.clear();
         heard.clear();
-        core->m_bDecodePlaying = true;
+        core->m_frames.SetPlaying(true);
     }
     ~MakersFormats() override {
         core->m_decodeThread.Stop(true);
@@ -94,18 +95,18 @@ protected:
     }
     void StartThread() {
         core->m_decodeThread.Start(true, [core = core](const std::shared_ptr<ThreadControl>& control) {
-            DoDecodeLoop(core, *control);
+            DoDecodeLoop(core->GetDecodeParts(), core->m_source, *control);
         });
     }
     // What the decode thread makes of all that waits.
     std::uint64_t ShownAfter() {
-        const std::uint64_t before = core->m_nShown;
+        const std::uint64_t before = core->m_counters.m_nShown;
         ThreadControl control;
         control.exit.Set();
         while (core->m_frames.GetCount() > 0) {
-            DecodeLoop(*core, control).DecodeFrame();
+            DecodeLoop(core->GetDecodeParts(), control).DecodeFrame();
         }
-        return core->m_nShown - before;
+        return core->m_counters.m_nShown - before;
     }
     int Width() { return core->m_picture.GetBitmapInfo().biWidth; }
     bool HasCalled(const std::string& name) {
@@ -130,7 +131,7 @@ TEST_P(WithMakersLibrary, EachSeriesIsShownAndFollowsItsKeyFrames) {
     Queue(wire::kZV6K, false, MakerPacket(1, "damaged"));
     Queue(wire::kZV6K, false, MakerPacket(1, MakerPicture(8, 4, 3)));
     EXPECT_EQ(ShownAfter(), 2u);
-    EXPECT_EQ(core->m_nFailed, 1u);
+    EXPECT_EQ(core->m_counters.m_nFailed, 1u);
     EXPECT_EQ(core->m_picture.GetBitmapInfo(), MakeBitmapInfo(8, 4, 32));
     // One function has all three codes; a key frame of another one opens the decoder anew.
     Queue(wire::kZV7K, true, MakerPicture(16, 8, 4), 16, 8);
@@ -147,7 +148,7 @@ TEST_P(WithMakersLibrary, EachSeriesIsShownAndFollowsItsKeyFrames) {
 TEST_P(WithMakersLibrary, TheBrokersPicturesAreShownAndItsSilenceEndsWithTheStream) {
     StartThread();
     Queue(wire::kZV3K, true, MakerPacket(1, MakerPicture(8, 4, 1)));
-    ASSERT_TRUE(kvtest::WaitUntil([this] { return core->m_nShown == 1; }));
+    ASSERT_TRUE(kvtest::WaitUntil([this] { return core->m_counters.m_nShown == 1; }));
 
     const auto waitInSilence = [this] {
         const std::lock_guard lock(shim.cs);
@@ -165,7 +166,7 @@ TEST_P(WithMakersLibrary, TheBrokersPicturesAreShownAndItsSilenceEndsWithTheStre
         shim.silent = false;
     }
     Queue(wire::kZV3K, true, MakerPacket(1, MakerPicture(16, 8, 3)), 16, 8);
-    ASSERT_TRUE(kvtest::WaitUntil([this] { return core->m_nShown == 2; }));
+    ASSERT_TRUE(kvtest::WaitUntil([this] { return core->m_counters.m_nShown == 2; }));
     EXPECT_EQ(Width(), 16);
 
     waitInSilence();
@@ -175,7 +176,7 @@ TEST_P(WithMakersLibrary, TheBrokersPicturesAreShownAndItsSilenceEndsWithTheStre
     core->m_decodeThread.Stop(true);
     EXPECT_EQ(Worker::AbandonedCount(), abandoned);
     shim.answerLate();
-    EXPECT_EQ(core->m_nShown, 2u);
+    EXPECT_EQ(core->m_counters.m_nShown, 2u);
 }
 
 TEST_P(WithMakersLibrary, ALibraryThatRefusesLeavesTheOpenWay) {
@@ -232,17 +233,17 @@ TEST_P(WithoutMakersLibrary, AnyCodeMayFollowAnyOther) {
                  {wire::kZV7K, 4, coded("mpeg4")},   {wire::kZIVG, 5, whole}};
     for (const auto& first : kinds) {
         for (const auto& second : kinds) {
-            const std::uint64_t before = core->m_nDecoded;
+            const std::uint64_t before = core->m_counters.m_nDecoded;
             Queue(first.code, true, first.payload, 64, 48);
             for (int i = 0; i < kFrames; ++i) {
                 Queue(second.code, true, second.payload, 64, 48);
             }
             ShownAfter();
-            EXPECT_EQ(core->m_nDecoded - before, first.function == second.function ? 4u : 3u)
+            EXPECT_EQ(core->m_counters.m_nDecoded - before, first.function == second.function ? 4u : 3u)
                 << GetVideoCodeName(first.code) << " " << GetVideoCodeName(second.code);
         }
     }
-    EXPECT_EQ(core->m_nFailed, 0u);
+    EXPECT_EQ(core->m_counters.m_nFailed, 0u);
 }
 
 // Reads records of sound as the reception thread does.
@@ -253,7 +254,8 @@ struct Listening {
     }
     void Read(std::uint32_t code, const std::string& packet) {
         kvtest::MemorySource source("\r\n" + kvtest::AudioRecord(code, 8000, 16, 1, packet));
-        StreamReader(core, control, decode, *core.m_pAudio, source).ParseImageFromKelvara();
+        StreamReader(core.GetStreamSinks(core.m_pAudio.get(), decode), control, source)
+            .ParseImageFromKelvara();
         EXPECT_EQ(source.Left(), 0u);
     }
     ChannelCore& core;
@@ -275,7 +277,7 @@ TEST_P(WithMakersLibrary, ItsSoundIsPlayedAsDecoded) {
 
 TEST_P(WithoutMakersLibrary, TheCellSaysSoOfItsSoundWheneverThatIsTurnedOn) {
     const auto cell = std::make_shared<kvtest::MessageLog>();
-    core->m_hViewWnd = WindowHandle(cell);
+    core->m_windows.SetViewWnd(WindowHandle(cell));
     Listening listening(*core);
     const kvtest::Message message{kMsgShowText, 6701, 0};
     listening.Read(wire::kFAAC, "x");

@@ -5,6 +5,7 @@
 
 #include "channel/audio_loop.h"
 #include "channel/camera_text.h"
+#include "channel/channel_core.h"
 #include "channel/multipart_reader.h"
 #include "memory_source.h"
 #include "persist/log_file.h"
@@ -37,14 +38,14 @@ protected:
     };
 
     Multipart() {
-        core.m_uCHInMainDlg = 3;
+        core.m_source.m_uCHInMainDlg = 3;
         EXPECT_TRUE(LogFile().Open(folder.File("trace")));
     }
     Result Read(const std::string& bytes) {
         MemorySource source(bytes);
         core.m_nErrorCount = 0;
         Result result;
-        result.count = MultipartReader(core, control, decode, source).ParseImage();
+        result.count = MultipartReader(core.GetStreamSinks(nullptr, decode), control, source).ParseImage();
         result.reported = core.m_nErrorCount != 0;
         while (core.m_frames.TakeDecodeFrame()) {
             ++result.queued;
@@ -67,8 +68,8 @@ TEST_F(Multipart, TakesPicturesUpToTheFirstDisorder) {
     const std::string other = "\xFF\xD8longer than the one before\xFF\xD9";
     EXPECT_EQ(Read(kHeader + Part() + Part(other) + Part()).count, 3u);
     EXPECT_TRUE(decode.run.IsSet());
-    EXPECT_EQ(core.m_nReceived, 3u);
-    EXPECT_EQ(core.m_nBytes, 2 * kPicture.size() + other.size());
+    EXPECT_EQ(core.m_counters.m_nReceived, 3u);
+    EXPECT_EQ(core.m_counters.m_nBytes, 2 * kPicture.size() + other.size());
 
     // Another line than the boundary, or a line that is not empty, ends the pass without a report.
     for (const std::string& end :
@@ -195,14 +196,14 @@ TEST(CameraText, GivesAValueThatFits) {
 }
 
 // A make of camera that sends its sound over a connection of its own.
-class SoundingKind final : public CameraKind {
+class SoundingKind final : public RecorderKind {
 public:
     bool CanStreamFromCamera() const override { return true; }
     int GetAudioCmd(const TargetSettings&, std::span<char> request) const override {
         return std::snprintf(request.data(), request.size(), "GET /sound HTTP/1.0\r\n%s\r\n",
                              std::string(padding, 'x').c_str());
     }
-    std::uint32_t ParseAudio(ChannelCore&, const ThreadControl&, ByteSource& source) const override {
+    std::uint32_t ParseAudio(const StreamSource&, const ThreadControl&, ByteSource& source) const override {
         // Behind the status line: the header is the kind's to read.
         std::array<char, 3> bytes{};
         std::uint32_t dwTimeout = 3000;
@@ -218,21 +219,25 @@ TEST(CameraSound, ComesByItsOwnConnection) {
         peer.Write(kvtest::HttpReply(status, "As told", "S"));
     });
     SoundingKind kind;
-    ChannelCore core(SystemClock(), kind);
-    core.m_settings.m_NetworkSetting[1].szAddress = "127.0.0.1";
-    core.m_settings.m_NetworkSetting[1].nPort = camera.Port();
-    core.m_nNetworkSettingIdx = 3;
+    CameraSettings settings;
+    settings.m_bMonitorRight = 1;
+    settings.m_NetworkSetting[1].szAddress = "127.0.0.1";
+    settings.m_NetworkSetting[1].nPort = camera.Port();
+    StreamSource source(SystemClock(), kind);
+    source.Assign(settings);
+    source.m_nNetworkSettingIdx = 3;
     ThreadControl control;
     status = 401;
-    EXPECT_EQ(GetAudio(core, control), 0u);
+    EXPECT_EQ(GetAudio(source, control), 0u);
     kind.padding = 700;
-    EXPECT_EQ(GetAudio(core, control), 0u) << "the request does not fit";
+    EXPECT_EQ(GetAudio(source, control), 0u) << "the request does not fit";
     EXPECT_THAT(camera.Heads(), testing::ElementsAre(testing::StartsWith("GET /sound ")));
     kind.padding = 0;
     status = 200;
-    EXPECT_EQ(GetAudio(core, control), 9u);
-    core.m_settings.m_NetworkSetting[1].nPort = kvtest::UnusedPort();
-    EXPECT_EQ(GetAudio(core, control), 0u);
+    EXPECT_EQ(GetAudio(source, control), 9u);
+    settings.m_NetworkSetting[1].nPort = kvtest::UnusedPort();
+    source.Assign(settings);
+    EXPECT_EQ(GetAudio(source, control), 0u);
 }
 
 }  // namespace

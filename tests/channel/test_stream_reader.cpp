@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include "channel/channel_core.h"
 #include "channel/stream_reader.h"
 #include "memory_source.h"
 #include "stream_maker.h"
@@ -45,14 +46,14 @@ class Stream : public testing::Test {
 protected:
     Stream() {
         played = {};
-        core.m_uCHInMainDlg = 3;
+        core.m_source.m_uCHInMainDlg = 3;
     }
 
     // The number of video frames of a stream that is all there.
     std::uint32_t Read(const std::string& bytes, std::size_t step = 1'000'000) {
         MemorySource source(bytes, step);
         const std::uint32_t count =
-            StreamReader(core, control, decode, audio, source).ParseImageFromKelvara();
+            StreamReader(core.GetStreamSinks(&audio, decode), control, source).ParseImageFromKelvara();
         left = source.Left();
         return count;
     }
@@ -77,7 +78,7 @@ protected:
     ChannelCore core{SystemClock()};
     ThreadControl control;
     ThreadControl decode;
-    LiveAudio audio{NotingFactories(), core.m_uCHInMainDlg};
+    LiveAudio audio{NotingFactories(), core.m_source.m_uCHInMainDlg};
     std::size_t left = 0;
 };
 
@@ -91,8 +92,8 @@ TEST_F(Stream, CodedFramesKeepTheirHeadAndJpegsLoseIt) {
     }
     EXPECT_TRUE(decode.run.IsSet());
     EXPECT_EQ(decode.leave, 1u) << "the decoder of the connection before has to go";
-    EXPECT_EQ(core.m_nReceived, 9u);
-    EXPECT_EQ(core.m_nBytes, 3 * (key.size() + inter.size() + jpeg.size()));
+    EXPECT_EQ(core.m_counters.m_nReceived, 9u);
+    EXPECT_EQ(core.m_counters.m_nBytes, 3 * (key.size() + inter.size() + jpeg.size()));
 }
 
 TEST_F(Stream, NothingEntersBeforeAKeyFrameButAllIsCounted) {

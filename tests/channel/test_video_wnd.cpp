@@ -12,9 +12,9 @@
 #include <thread>
 
 #include "channel/base_camera.h"
+#include "channel/cam_commands.h"
 #include "channel/channel_messages.h"
 #include "channel/channel_view.h"
-#include "channel/ptz_request.h"
 #include "skin/input_messages.h"
 #include "support/message_log.h"
 #include "support/temp_folder.h"

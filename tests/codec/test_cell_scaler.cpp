@@ -41,8 +41,8 @@ public:
             const bool half = plane > 0 && layout != PixelLayout::I444;
             const int across = half ? (width + 1) / 2 : width;
             const int down = half && layout == PixelLayout::I420 ? (height + 1) / 2 : height;
-            storage[plane].assign(static_cast<std::size_t>(across * down), samples[plane]);
-            view.data[plane] = storage[plane].data();
+            m_storage[plane].assign(static_cast<std::size_t>(across * down), samples[plane]);
+            view.data[plane] = m_storage[plane].data();
             view.stride[plane] = across;
         }
     }
@@ -50,7 +50,7 @@ public:
     PictureView view;
 
 private:
-    std::vector<std::uint8_t> storage[3];
+    std::vector<std::uint8_t> m_storage[3];
 };
 
 // A 32-bit image with room around the target, to see writes outside of it.

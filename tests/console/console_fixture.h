@@ -19,6 +19,7 @@
 #include "console/multi_server_list.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
+#include "support/fake_clock.h"
 #include "support/temp_folder.h"
 
 namespace kvtest {
@@ -87,7 +88,7 @@ protected:
     }
     kvmon::CMainDlg& Start(std::uint16_t port) {
         site.port = port;
-        console = std::make_unique<kvmon::CMainDlg>(site, nullptr, 0x0409);
+        console = std::make_unique<kvmon::CMainDlg>(site, nullptr, 0x0409, clock);
         console->OnInitDialog();
         console->show();
         console->AutoLogin("admin", "secret");
@@ -112,6 +113,8 @@ protected:
         Pump();
     }
 
+    // The recorders' threads wait by it, so that no login pauses for the second that it does.
+    FakeClock clock{kvmon::Milliseconds(1)};
     TempFolder folder;
     TestSite site;
     std::unique_ptr<kvmon::CMainDlg> console;

@@ -14,8 +14,8 @@
 #include <QtWidgets/QTableWidget>
 
 #include "channel/base_camera.h"
+#include "channel/cam_commands.h"
 #include "channel/camera_menu.h"
-#include "channel/ptz_request.h"
 #include "console/cell_menu.h"
 #include "console_fixture.h"
 #include "support/fake_recorder.h"

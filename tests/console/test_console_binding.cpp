@@ -127,7 +127,7 @@ TEST_F(ConsoleBinding, SavedServersJoinAndTheViewWaitsForThem) {
     FakeRecorder first("Hall", 3), second("Yard", 5);
     Save({At(first), At(second), At(second)});
     Open(first.Port());
-    EXPECT_EQ(GetServerCount(), 2);
+    EXPECT_EQ(console->Parts().recorders.GetServerCount(), 2);
     EXPECT_EQ(console->Parts().binding.GetPendingMask(), 0u);
     EXPECT_EQ(console->Parts().cameras.GetCount(), 8);
     EXPECT_EQ(console->Parts().view.GetShowableCount(), 8);
@@ -175,7 +175,7 @@ TEST_F(ConsoleBinding, RefusedLoginsAreToldAfterSevenAndEndTheSession) {
     FakeRecorder recorder("Hall", 4);
     Start(recorder.Port());
     ASSERT_TRUE(PumpUntil([&] { return console->Parts().cameras.GetCount() == 4; }));
-    CKelvaraInfo& server = *GetServer(0);
+    CKelvaraInfo& server = *console->Parts().recorders.GetServer(0);
     for (std::uint32_t before = server.GetErrorCount(); before < 6; ++before) {
         console->SendMessage(WM_GETVSINFO_FAILED, kFailedAuthorization, 0);
     }
@@ -214,7 +214,7 @@ TEST_F(ConsoleBinding, ManyFailuresShowOnThePicture) {
     Open(recorder.Port());
     const auto camera = console->Parts().cameras.GetCameraByChannel(0);
     const std::string lost = LoadString(57397);
-    while (GetServer(0)->GetErrorCount() < 11) {
+    while (console->Parts().recorders.GetServer(0)->GetErrorCount() < 11) {
         console->SendMessage(WM_GETVSINFO_FAILED, kFailedDiskInfo, 0);
     }
     EXPECT_NE(camera->Picture().GetMainCaption(), lost);

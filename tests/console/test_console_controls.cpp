@@ -10,7 +10,7 @@
 #include <set>
 
 #include "channel/base_camera.h"
-#include "channel/ptz_request.h"
+#include "channel/cam_commands.h"
 #include "console/control_rules.h"
 #include "console_fixture.h"
 #include "skin/button_art.h"

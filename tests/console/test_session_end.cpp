@@ -134,7 +134,7 @@ TEST_F(SessionEnd, LogoutLeavesNothingOfIt) {
                  Visible<QDialog>("pipDialog") || Visible<QDialog>("intervalDialog") ||
                  Visible<QWidget>("diskStatus"));
     EXPECT_THAT(console->Parts().events.Events().All(), IsEmpty());
-    EXPECT_EQ(GetServer(0)->GetUser() + GetServer(0)->GetPassword(), "");
+    EXPECT_EQ(console->Parts().recorders.GetServer(0)->GetUser() + console->Parts().recorders.GetServer(0)->GetPassword(), "");
     // Full screen says so, too, as soon as the wait is over.
     ASSERT_TRUE(PumpUntil([&] { return Notice() == "You are not logged in."; }));
     EXPECT_EQ(Visible<QLabel>("wallNotice")->window()->objectName(), "screenPanel");
@@ -151,7 +151,7 @@ TEST_F(SessionEnd, LogoutLeavesNothingOfIt) {
     console->Parts().events.OnTimer();
     console->SendMessage(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERACONN, 0);
     EXPECT_FALSE(PumpUntil([&] { return recorder.CountHeads(login) > before; }, milliseconds(300)));
-    EXPECT_EQ(GetServerCount(), 1);
+    EXPECT_EQ(console->Parts().recorders.GetServerCount(), 1);
     EXPECT_THAT(ShownNames(), Each("-"));
     EXPECT_EQ(Registry().GetProfileInt("Hall", "ShowNoConfig", 9), 0u);  // the option alone is changed
 
@@ -174,7 +174,7 @@ TEST_F(SessionEnd, AnotherUserHasNeitherTheCamerasNorTheRecordersOfTheLast) {
     console->AutoLogin("guest", "word");
     EXPECT_THAT(ShownNames(), Each("-"));
     ASSERT_TRUE(PumpUntil([&] { return console->Parts().cameras.GetCount() == 2; }));
-    EXPECT_EQ(GetServerCount(), 1);
+    EXPECT_EQ(console->Parts().recorders.GetServerCount(), 1);
     EXPECT_EQ(second.CountHeads(MakeBasicAuth("guest", "word")), 0);
     console->Logout(true);
     console->AutoLogin("admin", "secret");
@@ -186,7 +186,7 @@ TEST_F(SessionEnd, CamerasThatAreListedLaterGetTheirCells) {
     FakeRecorder recorder("Hall", 6);
     Open(recorder.Port());
     console->Logout(true);
-    ASSERT_TRUE(PumpUntil([&] { return !GetServer(0)->IsRunning(); }));
+    ASSERT_TRUE(PumpUntil([&] { return !console->Parts().recorders.GetServer(0)->IsRunning(); }));
     TurnOption("1512");
     console->AutoLogin("admin", "secret");
     ASSERT_TRUE(PumpUntil([&] { return Line().startsWith("Connected to Hall"); }));
@@ -210,7 +210,7 @@ TEST_F(SessionEnd, ARecorderThatRefusedStaysStoppedUntilItsPasswordChanges) {
     ASSERT_THAT(Boxes(), SizeIs(1));
     // Not even its streams are asked for.
     EXPECT_EQ(console->Parts().cameras.GetCount(), 2);
-    ASSERT_TRUE(PumpUntil([&] { return !GetServer(1)->IsRunning(); }));
+    ASSERT_TRUE(PumpUntil([&] { return !console->Parts().recorders.GetServer(1)->IsRunning(); }));
     PumpUntil([] { return false; }, milliseconds(100));  // for a request that was on its way
     const int before = second.CountHeads("GET ");
     TurnOption("1512");

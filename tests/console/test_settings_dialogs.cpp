@@ -220,8 +220,8 @@ TEST_F(SettingsDialogs, RecordersComeAndGoWhileTheConsoleRuns) {
 
     // The one in the middle goes; the last one goes on with the same channel.
     binding.ChangeServers({Entry("127.0.0.1", third.Port())});
-    EXPECT_EQ(GetServerCount(), 2);
-    EXPECT_EQ(GetServer(1)->GetIdx(), 1);
+    EXPECT_EQ(console->Parts().recorders.GetServerCount(), 2);
+    EXPECT_EQ(console->Parts().recorders.GetServer(1)->GetIdx(), 1);
     EXPECT_EQ(console->Parts().cameras.GetCameraByChannel(2), gate);
     EXPECT_EQ(console->Parts().view.GetShowableCount(), 3);
 

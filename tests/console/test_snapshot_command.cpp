@@ -89,7 +89,7 @@ TEST_F(SnapshotButton, TwoClicksOfOneSecondGiveTwoFilesWithTheRecordersTime) {
     SaveTo(shots);
     recorder.SetTime("20310203040506");
     OpenWithPicture();
-    ASSERT_TRUE(PumpUntil([] { return GetServer(0)->IsServerTimeKnown(); }));
+    ASSERT_TRUE(PumpUntil([&] { return console->Parts().recorders.GetServer(0)->IsServerTimeKnown(); }));
     EXPECT_EQ(recorder.CountHeads("/cgi-bin/param.cgi?action=list&group=System HTTP/1.0"), 1);
     console->Press(kCtlSnapshot);
     console->Press(kCtlSnapshot);
@@ -171,9 +171,9 @@ TEST_F(SnapshotButton, TheNameMayTakeItsTimeAndTheViewMayChange) {
     SaveTo(shots);
     std::filesystem::create_directory(shots);
     OpenWithPicture();
-    const auto before = std::filesystem::file_time_type::clock::now();
+    const auto before = std::chrono::file_clock::from_sys(clock.Now());
     Command(kCtlSnapshot);
-    const auto after = std::filesystem::file_time_type::clock::now();
+    const auto after = std::chrono::file_clock::from_sys(clock.Now());
     QPointer<QFileDialog> dialog = Find<QFileDialog>();
     ASSERT_NE(dialog, nullptr);
     Show(20);
@@ -233,7 +233,7 @@ TEST_F(SnapshotButton, ALowIntegrityProcessTellsAndSavesToItsOwnFolder) {
     SaveTo(shots);
     OpenWithPicture();
     ConsoleParts& parts = console->Parts();
-    SnapshotCommand command(*console, parts.active, parts.settings);
+    SnapshotCommand command(*console, parts.active, parts.settings, clock);
     command.Take(true);
     ASSERT_NE(Find<QMessageBox>(), nullptr);
     Find<QMessageBox>()->checkBox()->setChecked(true);

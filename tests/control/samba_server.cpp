@@ -54,8 +54,8 @@ std::unique_ptr<SambaServer> SambaServer::Start(std::string& problem) {
         return nullptr;
     }
     std::unique_ptr<SambaServer> server(new SambaServer(program, account->pw_name));
-    if (server->pid_ < 0) {
-        std::ifstream log(server->folder_.File("log"));
+    if (server->m_pid < 0) {
+        std::ifstream log(server->m_folder.File("log"));
         problem = "smbd does not run here: " + std::string(std::istreambuf_iterator<char>(log), {});
         return nullptr;
     }
@@ -63,31 +63,31 @@ std::unique_ptr<SambaServer> SambaServer::Start(std::string& problem) {
 }
 
 SambaServer::SambaServer(const std::string& program, const std::string& account) {
-    for (int attempt = 0; attempt < 3 && pid_ < 0; ++attempt) {
-        port_ = UnusedPort();
+    for (int attempt = 0; attempt < 3 && m_pid < 0; ++attempt) {
+        m_port = UnusedPort();
         WriteFiles(account);
         Run(program);
     }
 }
 
 SambaServer::~SambaServer() {
-    if (pid_ > 0) {
-        ::kill(-pid_, SIGKILL);
-        ::waitpid(pid_, nullptr, 0);
+    if (m_pid > 0) {
+        ::kill(-m_pid, SIGKILL);
+        ::waitpid(m_pid, nullptr, 0);
     }
 }
 
 void SambaServer::WriteFiles(const std::string& account) const {
     for (const char* const name :
          {"private", "lock", "state", "cache", "run", "rpc", "other", "recordings/day 1"}) {
-        std::filesystem::create_directories(folder_.File(name));
+        std::filesystem::create_directories(m_folder.File(name));
     }
-    std::ofstream(folder_.File("recordings/day 1/clip.avi")) << "pictures";
-    std::ofstream(folder_.File("map")) << account << " = " << kUser << '\n';
-    std::ofstream(folder_.File("passwords")) << account << ':' << ::getuid() << ':' << std::string(32, 'X')
-                                             << ':' << kPasswordHash << ":[U          ]:LCT-00000001:\n";
-    ::chmod(folder_.File("passwords").c_str(), 0600);
-    std::ofstream config(folder_.File("smb.conf"));
+    std::ofstream(m_folder.File("recordings/day 1/clip.avi")) << "pictures";
+    std::ofstream(m_folder.File("map")) << account << " = " << kUser << '\n';
+    std::ofstream(m_folder.File("passwords")) << account << ':' << ::getuid() << ':' << std::string(32, 'X')
+                                              << ':' << kPasswordHash << ":[U          ]:LCT-00000001:\n";
+    ::chmod(m_folder.File("passwords").c_str(), 0600);
+    std::ofstream config(m_folder.File("smb.conf"));
     config << "[global]\n"
               "server role = standalone server\n"
               "interfaces = 127.0.0.1\n"
@@ -95,17 +95,18 @@ void SambaServer::WriteFiles(const std::string& account) const {
               "load printers = no\n"
               "disable spoolss = yes\n"
               "map to guest = never\n"
-           << "smb ports = " << port_ << "\nlog file = " << folder_.File("log.%m")
-           << "\npassdb backend = smbpasswd:" << folder_.File("passwords")
-           << "\nusername map = " << folder_.File("map") << "\nprivate dir = " << folder_.File("private")
-           << "\nlock directory = " << folder_.File("lock") << "\nstate directory = " << folder_.File("state")
-           << "\ncache directory = " << folder_.File("cache") << "\npid directory = " << folder_.File("run")
-           << "\nncalrpc dir = " << folder_.File("rpc") << '\n';
+           << "smb ports = " << m_port << "\nlog file = " << m_folder.File("log.%m")
+           << "\npassdb backend = smbpasswd:" << m_folder.File("passwords")
+           << "\nusername map = " << m_folder.File("map") << "\nprivate dir = " << m_folder.File("private")
+           << "\nlock directory = " << m_folder.File("lock")
+           << "\nstate directory = " << m_folder.File("state")
+           << "\ncache directory = " << m_folder.File("cache") << "\npid directory = " << m_folder.File("run")
+           << "\nncalrpc dir = " << m_folder.File("rpc") << '\n';
     for (const std::string share : {"recordings", "other"}) {
         const auto note = [&](const std::string& what) {
-            return "/bin/sh -c 'echo " + what + " " + share + " >>" + folder_.File("events") + "'";
+            return "/bin/sh -c 'echo " + what + " " + share + " >>" + m_folder.File("events") + "'";
         };
-        config << "[" << share << "]\npath = " << folder_.File(share) << "\npreexec = " << note("open")
+        config << "[" << share << "]\npath = " << m_folder.File(share) << "\npreexec = " << note("open")
                << "\npostexec = " << note("close") << '\n';
     }
 }
@@ -117,11 +118,11 @@ bool SambaServer::Run(const std::string& program) {
     posix_spawn_file_actions_t files;
     posix_spawn_file_actions_init(&files);
     for (const int fd : {STDOUT_FILENO, STDERR_FILENO}) {
-        posix_spawn_file_actions_addopen(&files, fd, folder_.File("log").c_str(),
+        posix_spawn_file_actions_addopen(&files, fd, m_folder.File("log").c_str(),
                                          O_CREAT | O_APPEND | O_WRONLY, 0600);
     }
     std::string arguments[] = {program, "--foreground", "--no-process-group", "--debug-stdout",
-                               "--configfile=" + folder_.File("smb.conf")};
+                               "--configfile=" + m_folder.File("smb.conf")};
     char* argv[] = {arguments[0].data(), arguments[1].data(), arguments[2].data(),
                     arguments[3].data(), arguments[4].data(), nullptr};
     pid_t pid = -1;
@@ -132,13 +133,13 @@ bool SambaServer::Run(const std::string& program) {
         return false;
     }
     bool bEnded = false;
-    WaitUntil([&] { return (bEnded = ::waitpid(pid, nullptr, WNOHANG) == pid) || Accepts(port_); });
-    pid_ = bEnded ? -1 : pid;
+    WaitUntil([&] { return (bEnded = ::waitpid(pid, nullptr, WNOHANG) == pid) || Accepts(m_port); });
+    m_pid = bEnded ? -1 : pid;
     return !bEnded;
 }
 
 std::vector<std::string> SambaServer::Events() const {
-    std::ifstream file(folder_.File("events"));
+    std::ifstream file(m_folder.File("events"));
     std::vector<std::string> events;
     for (std::string line; std::getline(file, line);) {
         events.push_back(line);

@@ -23,7 +23,7 @@ public:
     static std::unique_ptr<SambaServer> Start(std::string& problem);
     ~SambaServer();
 
-    std::uint16_t Port() const { return port_; }
+    std::uint16_t Port() const { return m_port; }
     // "open SHARE" and "close SHARE", as the server sees its connections come and go.
     std::vector<std::string> Events() const;
     // Waits for `count` events in all.
@@ -34,9 +34,9 @@ private:
     void WriteFiles(const std::string& account) const;
     bool Run(const std::string& program);
 
-    TempFolder folder_;
-    std::uint16_t port_ = 0;
-    pid_t pid_ = -1;
+    TempFolder m_folder;
+    std::uint16_t m_port = 0;
+    pid_t m_pid = -1;
 };
 
 }  // namespace kvtest

@@ -210,7 +210,7 @@ TEST_F(Automation, PersistedPropertiesComeBackFromBagAndStream) {
 TEST_F(Automation, PlaybackWalksTheSharesAndForgetsThem) {
     Shares shares;
     {
-        CTR450ClientImpl leaving;
+        CTR450ClientImpl leaving(SystemClock());
         EXPECT_EQ(leaving.PreparePlaybackData(EncodeBasicAuth("u:p"), "a"), -1);  // no port
         leaving.SetSharePort(&shares);
         EXPECT_EQ(leaving.PreparePlaybackData(EncodeBasicAuth("u:"), "a"), -1);

@@ -64,7 +64,7 @@ struct BrowserCommand : testing::Test {
 
     kvtest::TempFolder folder;
     Browser browser;
-    CTR450ClientImpl impl;
+    CTR450ClientImpl impl{SystemClock()};
 };
 
 }  // namespace
@@ -167,7 +167,7 @@ TEST_F(BrowserCommand, ALogoutGoesOutWhenThePageLeavesAtOnce) {
         peer.Write("HTTP/1.0 200 OK\r\n\r\n");
     });
     {
-        CTR450ClientImpl leaving;
+        CTR450ClientImpl leaving(SystemClock());
         leaving.SetClientSite(&browser);
         leaving.IEHostUIControl(0x501, "http://127.0.0.1:" + std::to_string(server.Port()) + "/bye");
     }

@@ -219,18 +219,18 @@ class SambaTest : public SmbSharesTest {
 protected:
     void SetUp() override {
         std::string problem;
-        samba_ = kvtest::SambaServer::Start(problem);
-        if (!samba_) {
+        m_samba = kvtest::SambaServer::Start(problem);
+        if (!m_samba) {
             GTEST_SKIP() << problem;
         }
-        UsePort(samba_->Port());
+        UsePort(m_samba->Port());
     }
     std::vector<std::string> Events(std::size_t count) const {
-        EXPECT_TRUE(samba_->WaitForEvents(count));
-        return samba_->Events();
+        EXPECT_TRUE(m_samba->WaitForEvents(count));
+        return m_samba->Events();
     }
 
-    std::unique_ptr<kvtest::SambaServer> samba_;
+    std::unique_ptr<kvtest::SambaServer> m_samba;
 };
 
 TEST_F(SambaTest, OnlyTheRightPasswordOpensWhatIsThere) {
@@ -239,7 +239,7 @@ TEST_F(SambaTest, OnlyTheRightPasswordOpensWhatIsThere) {
     EXPECT_EQ(Connect(shares, "\\\\127.0.0.1\\nothing"), kShareNoSuchShare);
     EXPECT_EQ(shares.Connect("stranger", "secret", "\\\\127.0.0.1\\recordings"), kShareLoginRefused);
     EXPECT_EQ(Connect(shares, "\\\\-o guest\\recordings"), kShareNoSuchShare);
-    EXPECT_THAT(samba_->Events(), IsEmpty());
+    EXPECT_THAT(m_samba->Events(), IsEmpty());
     EXPECT_EQ(Connect(shares, "\\\\127.0.0.1\\recordings\\day 2"), kShareNoSuchFolder);
     EXPECT_EQ(Connect(shares, "\\\\127.0.0.1\\recordings\\day 1\\clip.avi"), kShareNoFolder);
     EXPECT_THAT(Events(4),
@@ -273,19 +273,19 @@ protected:
                 GTEST_SKIP() << "there is no " << file;
             }
         }
-        qputenv("XDG_RUNTIME_DIR", folder_.Path().c_str());
-        bus_.start("/usr/bin/dbus-daemon", {"--session", "--nofork", "--print-address=1"});
-        ASSERT_TRUE(bus_.waitForReadyRead());
-        qputenv(kBusVariable, bus_.readLine().trimmed());
+        qputenv("XDG_RUNTIME_DIR", m_folder.Path().c_str());
+        m_bus.start("/usr/bin/dbus-daemon", {"--session", "--nofork", "--print-address=1"});
+        ASSERT_TRUE(m_bus.waitForReadyRead());
+        qputenv(kBusVariable, m_bus.readLine().trimmed());
     }
     void TearDown() override {
-        bus_.kill();
-        bus_.waitForFinished();
-        QProcess::execute("/bin/fusermount3", {"-quz", QString::fromStdString(folder_.File("gvfs"))});
+        m_bus.kill();
+        m_bus.waitForFinished();
+        QProcess::execute("/bin/fusermount3", {"-quz", QString::fromStdString(m_folder.File("gvfs"))});
     }
 
-    kvtest::TempFolder folder_;
-    QProcess bus_;
+    kvtest::TempFolder m_folder;
+    QProcess m_bus;
 };
 
 TEST_F(DesktopTest, AConnectedShareIsAFolder) {
@@ -314,7 +314,7 @@ TEST_F(DesktopTest, AConnectedShareIsAFolder) {
     EXPECT_EQ(Connect(other, "127.0.0.1/recordings"), kShareConnected);
     playback.Unprepare();
     EXPECT_TRUE(kvtest::WaitUntil(
-        [&] { return !samba_->Events().empty() && samba_->Events().back() == "close recordings"; }));
+        [&] { return !m_samba->Events().empty() && m_samba->Events().back() == "close recordings"; }));
     port.reset();
     EXPECT_EQ(ReadMounted(clip), "pictures");
     other.Cancel("127.0.0.1/recordings");

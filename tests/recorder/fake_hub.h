@@ -29,19 +29,19 @@ public:
         if (source.file == "/missing") {
             throw std::runtime_error("cannot read /missing");
         }
-        const std::lock_guard lock(mutex_);
-        names_.push_back(name);
-        return static_cast<int>(names_.size()) - 1;
+        const std::lock_guard lock(m_mutex);
+        m_names.push_back(name);
+        return static_cast<int>(m_names.size()) - 1;
     }
     void SetListener(MediaListener listener) override {
-        const std::lock_guard lock(mutex_);
-        listener_ = std::move(listener);
+        const std::lock_guard lock(m_mutex);
+        m_listener = std::move(listener);
     }
     void Tell(int channel, MediaEvent event, bool on) {
         MediaListener listener;
         {
-            const std::lock_guard lock(mutex_);
-            listener = listener_;
+            const std::lock_guard lock(m_mutex);
+            listener = m_listener;
         }
         listener(channel, event, on);
     }
@@ -52,39 +52,39 @@ public:
         RenameChannel(channel, name);
     }
     void RenameChannel(int channel, const std::string& name) override {
-        const std::lock_guard lock(mutex_);
-        names_.at(static_cast<std::size_t>(channel)) = name;
+        const std::lock_guard lock(m_mutex);
+        m_names.at(static_cast<std::size_t>(channel)) = name;
     }
     std::vector<StreamDescription> Streams(int) const override {
         return {{Codec::H264, 640, 480, 15}, {Codec::Mjpeg, 176, 144, 5}};
     }
     std::unique_ptr<Subscription> Subscribe(int channel, int stream,
                                             std::function<void(const PacketPtr&)> sink) override {
-        const std::lock_guard lock(mutex_);
-        sinks_[next_] = {channel, stream, std::move(sink)};
-        return std::make_unique<Held>(*this, next_++);
+        const std::lock_guard lock(m_mutex);
+        m_sinks[m_next] = {channel, stream, std::move(sink)};
+        return std::make_unique<Held>(*this, m_next++);
     }
 
     void Push(int channel, int stream, const PacketPtr& packet) {
-        const std::lock_guard lock(mutex_);
-        for (const auto& [id, sink] : sinks_) {
+        const std::lock_guard lock(m_mutex);
+        for (const auto& [id, sink] : m_sinks) {
             if (sink.channel == channel && sink.stream == stream) {
                 sink.take(packet);
             }
         }
     }
     std::size_t Watchers() const {
-        const std::lock_guard lock(mutex_);
-        return sinks_.size();
+        const std::lock_guard lock(m_mutex);
+        return m_sinks.size();
     }
     // Since the beginning.
     int Subscribed() const {
-        const std::lock_guard lock(mutex_);
-        return next_;
+        const std::lock_guard lock(m_mutex);
+        return m_next;
     }
     std::string Name(std::size_t channel) const {
-        const std::lock_guard lock(mutex_);
-        return names_.at(channel);
+        const std::lock_guard lock(m_mutex);
+        return m_names.at(channel);
     }
 
 private:
@@ -96,18 +96,18 @@ private:
     struct Held final : Subscription {
         Held(FakeHub& owner, int number) : hub(owner), id(number) {}
         ~Held() override {
-            const std::lock_guard lock(hub.mutex_);
-            hub.sinks_.erase(id);
+            const std::lock_guard lock(hub.m_mutex);
+            hub.m_sinks.erase(id);
         }
         FakeHub& hub;
         int id;
     };
 
-    mutable std::mutex mutex_;
-    std::vector<std::string> names_;
-    MediaListener listener_;
-    std::map<int, Sink> sinks_;
-    int next_ = 0;
+    mutable std::mutex m_mutex;
+    std::vector<std::string> m_names;
+    MediaListener m_listener;
+    std::map<int, Sink> m_sinks;
+    int m_next = 0;
 };
 
 }  // namespace kvtest

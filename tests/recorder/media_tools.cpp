@@ -24,8 +24,8 @@ using kvrecorder::PacketPtr;
 using kvrecorder::StreamConfig;
 
 MediaTime SelfMovingClock::Now() {
-    const std::lock_guard lock(mutex_);
-    return now_;
+    const std::lock_guard lock(m_mutex);
+    return m_now;
 }
 
 std::chrono::system_clock::time_point SelfMovingClock::WallTime() {
@@ -35,11 +35,11 @@ std::chrono::system_clock::time_point SelfMovingClock::WallTime() {
 void SelfMovingClock::WaitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& wake,
                                 MediaTime until) {
     {
-        const std::lock_guard own(mutex_);
-        waiting_ = lock.mutex();
-        wake_ = &wake;
-        if (until <= limit_) {
-            now_ = std::max(now_, until);
+        const std::lock_guard own(m_mutex);
+        m_waiting = lock.mutex();
+        m_wake = &wake;
+        if (until <= m_limit) {
+            m_now = std::max(m_now, until);
             return;
         }
     }
@@ -50,10 +50,10 @@ void SelfMovingClock::Allow(std::chrono::milliseconds more) {
     std::mutex* waiting = nullptr;
     std::condition_variable* wake = nullptr;
     {
-        const std::lock_guard own(mutex_);
-        limit_ += more;
-        waiting = waiting_;
-        wake = wake_;
+        const std::lock_guard own(m_mutex);
+        m_limit += more;
+        waiting = m_waiting;
+        wake = m_wake;
     }
     if (waiting) {
         // After this the waiter either saw the new limit or is in its wait.
@@ -63,29 +63,29 @@ void SelfMovingClock::Allow(std::chrono::milliseconds more) {
 }
 
 void SelfMovingClock::Jump(std::chrono::milliseconds time) {
-    const std::lock_guard own(mutex_);
-    now_ += time;
-    limit_ = std::max(limit_, now_);
+    const std::lock_guard own(m_mutex);
+    m_now += time;
+    m_limit = std::max(m_limit, m_now);
 }
 
 std::function<void(const PacketPtr&)> Collector::Sink() {
     return [this](const PacketPtr& packet) {
-        const std::lock_guard lock(mutex_);
-        packets_.push_back(packet);
-        changed_.notify_all();
+        const std::lock_guard lock(m_mutex);
+        m_packets.push_back(packet);
+        m_changed.notify_all();
     };
 }
 
 std::vector<PacketPtr> Collector::WaitFor(std::size_t count) {
-    std::unique_lock lock(mutex_);
-    EXPECT_TRUE(changed_.wait_for(lock, std::chrono::seconds(10), [&] { return packets_.size() >= count; }))
-        << packets_.size() << " of " << count << " packets came";
-    return packets_;
+    std::unique_lock lock(m_mutex);
+    EXPECT_TRUE(m_changed.wait_for(lock, std::chrono::seconds(10), [&] { return m_packets.size() >= count; }))
+        << m_packets.size() << " of " << count << " packets came";
+    return m_packets;
 }
 
 std::vector<PacketPtr> Collector::Packets() {
-    const std::lock_guard lock(mutex_);
-    return packets_;
+    const std::lock_guard lock(m_mutex);
+    return m_packets;
 }
 
 double Luma::Differs(const Luma& other, int top, int bottom) const {
@@ -162,20 +162,20 @@ public:
     Muxer(const std::string& path, const AVCodecParameters* parameters, int fps) {
         AVFormatContext* context = nullptr;
         Require(avformat_alloc_output_context2(&context, nullptr, nullptr, path.c_str()) >= 0, "no format");
-        context_ = context;
-        Require(avio_open(&context_->pb, path.c_str(), AVIO_FLAG_WRITE) >= 0, "cannot write");
-        stream_ = avformat_new_stream(context_, nullptr);
-        avcodec_parameters_copy(stream_->codecpar, parameters);
-        stream_->codecpar->codec_tag = 0;
-        stream_->time_base = {1, fps};
-        stream_->avg_frame_rate = {fps, 1};
-        fps_ = fps;
-        Require(avformat_write_header(context_, nullptr) >= 0, "no head");
+        m_context = context;
+        Require(avio_open(&m_context->pb, path.c_str(), AVIO_FLAG_WRITE) >= 0, "cannot write");
+        m_stream = avformat_new_stream(m_context, nullptr);
+        avcodec_parameters_copy(m_stream->codecpar, parameters);
+        m_stream->codecpar->codec_tag = 0;
+        m_stream->time_base = {1, fps};
+        m_stream->avg_frame_rate = {fps, 1};
+        m_fps = fps;
+        Require(avformat_write_header(m_context, nullptr) >= 0, "no head");
     }
     ~Muxer() {
-        av_write_trailer(context_);
-        avio_closep(&context_->pb);
-        avformat_free_context(context_);
+        av_write_trailer(m_context);
+        avio_closep(&m_context->pb);
+        avformat_free_context(m_context);
     }
     Muxer(const Muxer&) = delete;
     Muxer& operator=(const Muxer&) = delete;
@@ -188,14 +188,14 @@ public:
     void WriteStamped(AVPacket* packet) {
         packet->duration = 1;
         packet->stream_index = 0;
-        av_packet_rescale_ts(packet, {1, fps_}, stream_->time_base);
-        Require(av_write_frame(context_, packet) >= 0, "cannot write a packet");
+        av_packet_rescale_ts(packet, {1, m_fps}, m_stream->time_base);
+        Require(av_write_frame(m_context, packet) >= 0, "cannot write a packet");
     }
 
 private:
-    AVFormatContext* context_ = nullptr;
-    AVStream* stream_ = nullptr;
-    int fps_ = 1;
+    AVFormatContext* m_context = nullptr;
+    AVStream* m_stream = nullptr;
+    int m_fps = 1;
 };
 
 void PaintTestPicture(AVFrame* frame, int index) {

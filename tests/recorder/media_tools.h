@@ -28,11 +28,11 @@ public:
     void Jump(std::chrono::milliseconds time);
 
 private:
-    std::mutex mutex_;
-    kvrecorder::MediaTime now_{};
-    kvrecorder::MediaTime limit_{};
-    std::mutex* waiting_ = nullptr;
-    std::condition_variable* wake_ = nullptr;
+    std::mutex m_mutex;
+    kvrecorder::MediaTime m_now{};
+    kvrecorder::MediaTime m_limit{};
+    std::mutex* m_waiting = nullptr;
+    std::condition_variable* m_wake = nullptr;
 };
 
 // Keeps all packets.
@@ -44,9 +44,9 @@ public:
     std::vector<kvrecorder::PacketPtr> Packets();
 
 private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::vector<kvrecorder::PacketPtr> packets_;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::vector<kvrecorder::PacketPtr> m_packets;
 };
 
 // Luma of a decoded picture.

@@ -22,9 +22,9 @@ bool Readable(int socket, int timeoutMs) {
 }  // namespace
 
 RecorderClient::RecorderClient(std::uint16_t port, int receiveBuffer)
-    : socket_(::socket(AF_INET, SOCK_STREAM, 0)) {
+    : m_socket(::socket(AF_INET, SOCK_STREAM, 0)) {
     if (receiveBuffer > 0) {
-        ::setsockopt(socket_, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
+        ::setsockopt(m_socket, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
     }
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -32,22 +32,22 @@ RecorderClient::RecorderClient(std::uint16_t port, int receiveBuffer)
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     sockaddr generic;
     std::memcpy(&generic, &address, sizeof generic);
-    if (::connect(socket_, &generic, sizeof generic) != 0) {
-        ::close(socket_);
-        socket_ = -1;
+    if (::connect(m_socket, &generic, sizeof generic) != 0) {
+        ::close(m_socket);
+        m_socket = -1;
     }
 }
 
 RecorderClient::~RecorderClient() {
-    if (socket_ >= 0) {
-        ::close(socket_);
+    if (m_socket >= 0) {
+        ::close(m_socket);
     }
 }
 
 bool RecorderClient::Send(const std::string& bytes) {
     std::size_t done = 0;
     while (done < bytes.size()) {
-        const ssize_t count = ::send(socket_, bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL);
+        const ssize_t count = ::send(m_socket, bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL);
         if (count <= 0) {
             return false;
         }
@@ -59,8 +59,8 @@ bool RecorderClient::Send(const std::string& bytes) {
 std::string RecorderClient::Read(std::size_t count) {
     std::string bytes(count, '\0');
     std::size_t done = 0;
-    while (done < count && Readable(socket_, kSilenceMs)) {
-        const ssize_t got = ::recv(socket_, bytes.data() + done, count - done, 0);
+    while (done < count && Readable(m_socket, kSilenceMs)) {
+        const ssize_t got = ::recv(m_socket, bytes.data() + done, count - done, 0);
         if (got <= 0) {
             break;
         }
@@ -107,21 +107,21 @@ bool RecorderClient::WaitClosed(std::chrono::milliseconds timeout) {
     for (;;) {
         const auto left =
             std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
-        if (left.count() <= 0 || !Readable(socket_, static_cast<int>(left.count()))) {
+        if (left.count() <= 0 || !Readable(m_socket, static_cast<int>(left.count()))) {
             return false;
         }
-        if (::recv(socket_, dropped, sizeof dropped, 0) <= 0) {
+        if (::recv(m_socket, dropped, sizeof dropped, 0) <= 0) {
             return true;
         }
     }
 }
 
 bool RecorderClient::Silent(std::chrono::milliseconds time) {
-    return !Readable(socket_, static_cast<int>(time.count()));
+    return !Readable(m_socket, static_cast<int>(time.count()));
 }
 
 void RecorderClient::CloseSending() {
-    ::shutdown(socket_, SHUT_WR);
+    ::shutdown(m_socket, SHUT_WR);
 }
 
 std::string EncodeBase64(const std::string& plain) {

@@ -12,7 +12,7 @@ class RecorderClient {
 public:
     explicit RecorderClient(std::uint16_t port, int receiveBuffer = 0);
     ~RecorderClient();
-    RecorderClient(RecorderClient&& other) noexcept : socket_(other.socket_) { other.socket_ = -1; }
+    RecorderClient(RecorderClient&& other) noexcept : m_socket(other.m_socket) { other.m_socket = -1; }
     RecorderClient(const RecorderClient&) = delete;
 
     // False if the peer is gone.
@@ -30,7 +30,7 @@ public:
     void CloseSending();
 
 private:
-    int socket_;
+    int m_socket;
 };
 
 std::string EncodeBase64(const std::string& plain);

@@ -24,7 +24,7 @@ constexpr int kFps = 20;
 
 class MediaFile : public testing::Test {
 protected:
-    std::string PathOf(const std::string& name) const { return folder_.Path() + "/" + name; }
+    std::string PathOf(const std::string& name) const { return m_folder.Path() + "/" + name; }
 
     std::vector<PacketPtr> WriteFile(const std::string& name, Codec codec, bool headersApart) {
         const auto packets = kvtest::EncodeTestPictures({codec, 176, 144, kFps, 4}, kPictures);
@@ -35,7 +35,7 @@ protected:
     int AddFile(const std::string& name) {
         SourceConfig source;
         source.file = PathOf(name);
-        return hub_->AddChannel(name, source);
+        return m_hub->AddChannel(name, source);
     }
 
     std::string Refusal(const std::string& name) {
@@ -47,9 +47,9 @@ protected:
         return "";
     }
 
-    const kvtest::TempFolder folder_;
-    const std::shared_ptr<SelfMovingClock> clock_ = std::make_shared<SelfMovingClock>();
-    const std::unique_ptr<MediaHub> hub_ = CreateMediaHub(clock_, 1);
+    const kvtest::TempFolder m_folder;
+    const std::shared_ptr<SelfMovingClock> m_clock = std::make_shared<SelfMovingClock>();
+    const std::unique_ptr<MediaHub> m_hub = CreateMediaHub(m_clock, 1);
 };
 
 struct PassedCase {
@@ -65,14 +65,14 @@ class PassedFile : public MediaFile, public testing::WithParamInterface<PassedCa
 TEST_P(PassedFile, IsLoopedUntouchedAndAtItsPace) {
     const auto written = WriteFile(GetParam().file, GetParam().codec, GetParam().headersApart);
     const int channel = AddFile(GetParam().file);
-    const auto streams = hub_->Streams(channel);
+    const auto streams = m_hub->Streams(channel);
     ASSERT_EQ(streams.size(), 2u);
     EXPECT_EQ(streams[0].codec, GetParam().codec);
     EXPECT_EQ(streams[0].width, 176);
     EXPECT_EQ(streams[0].height, 144);
     Collector collector;
-    const auto subscription = hub_->Subscribe(channel, 0, collector.Sink());
-    clock_->Allow(milliseconds(1'450));
+    const auto subscription = m_hub->Subscribe(channel, 0, collector.Sink());
+    m_clock->Allow(milliseconds(1'450));
     const auto packets = collector.WaitFor(2 * kPictures + 2);
     EXPECT_LE(packets.size(), 2u * kPictures + 8);
     for (std::size_t i = 0; i < 2 * kPictures; ++i) {
@@ -90,7 +90,7 @@ TEST_P(PassedFile, IsLoopedUntouchedAndAtItsPace) {
                 << i;
         }
     }
-    EXPECT_EQ(hub_->Counters(channel, 0).encoded, 0u);
+    EXPECT_EQ(m_hub->Counters(channel, 0).encoded, 0u);
     EXPECT_EQ(kvtest::Decode(packets).size(), packets.size());
 }
 
@@ -125,8 +125,8 @@ TEST_F(MediaFile, PicturesOutOfTheirOrderKeepTheirTimes) {
         kvtest::EncodeVideoFile(PathOf(name), encoder, 176, 144, kCount, kFps, 2);
         const int channel = AddFile(name);
         Collector collector;
-        const auto subscription = hub_->Subscribe(channel, 0, collector.Sink());
-        clock_->Allow(milliseconds(2 * kCount * kStep + kStep));
+        const auto subscription = m_hub->Subscribe(channel, 0, collector.Sink());
+        m_clock->Allow(milliseconds(2 * kCount * kStep + kStep));
         auto packets = collector.WaitFor(2 * kCount);
         ASSERT_GE(packets.size(), 2u * kCount);
         packets.resize(2 * kCount);
@@ -171,15 +171,15 @@ TEST_F(MediaFile, SmallerStreamIsEncodedOnDemandAlsoInTheMiddle) {
     SourceConfig source;
     source.file = PathOf("a.mp4");
     source.streams = {{}, {Codec::Mjpeg, 88, 72, 10, 1}};
-    const int channel = hub_->AddChannel("A", source);
+    const int channel = m_hub->AddChannel("A", source);
     Collector whole;
-    const auto first = hub_->Subscribe(channel, 0, whole.Sink());
-    clock_->Allow(milliseconds(300));  // in the middle of a group
+    const auto first = m_hub->Subscribe(channel, 0, whole.Sink());
+    m_clock->Allow(milliseconds(300));  // in the middle of a group
     whole.WaitFor(7);
-    EXPECT_EQ(hub_->Counters(channel, 1).encoded, 0u);
+    EXPECT_EQ(m_hub->Counters(channel, 1).encoded, 0u);
     Collector small;
-    const auto second = hub_->Subscribe(channel, 1, small.Sink());
-    clock_->Allow(milliseconds(2000));
+    const auto second = m_hub->Subscribe(channel, 1, small.Sink());
+    m_clock->Allow(milliseconds(2000));
     const auto packets = small.WaitFor(15);
     EXPECT_LE(packets.size(), 24u);
     EXPECT_EQ(packets[0]->fourcc, wire::kZIVG);
@@ -195,12 +195,12 @@ TEST_F(MediaFile, ALateWatcherOfThePassedStreamBeginsWithAKey) {
     WriteFile("a.mp4", Codec::H264, true);
     const int channel = AddFile("a.mp4");
     Collector small;
-    const auto first = hub_->Subscribe(channel, 1, small.Sink());
-    clock_->Allow(milliseconds(300));
+    const auto first = m_hub->Subscribe(channel, 1, small.Sink());
+    m_clock->Allow(milliseconds(300));
     small.WaitFor(1);
     Collector whole;
-    const auto second = hub_->Subscribe(channel, 0, whole.Sink());
-    clock_->Allow(milliseconds(1000));
+    const auto second = m_hub->Subscribe(channel, 0, whole.Sink());
+    m_clock->Allow(milliseconds(1000));
     const auto packets = whole.WaitFor(10);
     EXPECT_TRUE(packets[0]->key);
     EXPECT_EQ(kvtest::Decode(packets).size(), packets.size());
@@ -215,14 +215,14 @@ TEST_F(MediaFile, OtherCodecsAndOddSizesAreEncodedAnew) {
     };
     for (const Case& c : {Case{"ffv1.mkv", 94, 60, 10}, Case{"mpeg2.ts", 96, 64, 25}}) {
         const int channel = AddFile(c.file);
-        const auto streams = hub_->Streams(channel);
+        const auto streams = m_hub->Streams(channel);
         EXPECT_EQ(streams[0].codec, Codec::H264);
         EXPECT_EQ(streams[0].width, c.width);
         EXPECT_EQ(streams[0].height, c.height);
         EXPECT_EQ(streams[0].fps, c.fps);
         Collector collector;
-        const auto subscription = hub_->Subscribe(channel, 0, collector.Sink());
-        clock_->Allow(milliseconds(3000));
+        const auto subscription = m_hub->Subscribe(channel, 0, collector.Sink());
+        m_clock->Allow(milliseconds(3000));
         // More than one turn of the file.
         const auto packets = collector.WaitFor(20);
         EXPECT_EQ(packets[0]->fourcc, wire::kZ264);
@@ -269,12 +269,12 @@ TEST_F(MediaFile, ADamagedFileIsPlayedAsFarAsItGoesOrRefused) {
         }
         SourceConfig source;
         source.file = PathOf(name);
-        const int channel = hub_->AddChannel(name, source);
+        const int channel = m_hub->AddChannel(name, source);
         Collector collector;
-        const auto subscription = hub_->Subscribe(channel, 1, collector.Sink());
+        const auto subscription = m_hub->Subscribe(channel, 1, collector.Sink());
         Collector whole;
-        const auto other = hub_->Subscribe(channel, 0, whole.Sink());
-        clock_->Allow(milliseconds(1000));
+        const auto other = m_hub->Subscribe(channel, 0, whole.Sink());
+        m_clock->Allow(milliseconds(1000));
         EXPECT_TRUE(whole.WaitFor(3)[0]->key);
     }
 }
@@ -284,15 +284,15 @@ TEST_F(MediaFile, AFileThatIsTakenAwayComesBack) {
     const int channel = AddFile("a.avi");
     std::filesystem::rename(PathOf("a.avi"), PathOf("b.avi"));
     Collector collector;
-    const auto subscription = hub_->Subscribe(channel, 0, collector.Sink());
-    clock_->Allow(milliseconds(2500));
+    const auto subscription = m_hub->Subscribe(channel, 0, collector.Sink());
+    m_clock->Allow(milliseconds(2500));
     // A second channel that runs shows that the clock went on.
     const int other = AddFile("b.avi");
     Collector running;
-    const auto watching = hub_->Subscribe(other, 0, running.Sink());
+    const auto watching = m_hub->Subscribe(other, 0, running.Sink());
     running.WaitFor(10);
     EXPECT_TRUE(collector.Packets().empty());
     std::filesystem::rename(PathOf("b.avi"), PathOf("a.avi"));
-    clock_->Allow(milliseconds(2500));
+    m_clock->Allow(milliseconds(2500));
     EXPECT_TRUE(collector.WaitFor(5)[0]->key);
 }

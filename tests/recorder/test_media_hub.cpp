@@ -25,18 +25,18 @@ SourceConfig SmallScene(Codec codec = Codec::H264) {
 
 class MediaHubTest : public testing::Test {
 protected:
-    const std::shared_ptr<SelfMovingClock> clock_ = std::make_shared<SelfMovingClock>();
-    const std::unique_ptr<MediaHub> hub_ = CreateMediaHub(clock_, 1);
+    const std::shared_ptr<SelfMovingClock> m_clock = std::make_shared<SelfMovingClock>();
+    const std::unique_ptr<MediaHub> m_hub = CreateMediaHub(m_clock, 1);
 };
 
 }  // namespace
 
 TEST_F(MediaHubTest, PacesPicturesAndEncodesOnlyWhatIsWatched) {
-    hub_->AddChannel("A", SmallScene());
-    hub_->AddChannel("B", SmallScene());
+    m_hub->AddChannel("A", SmallScene());
+    m_hub->AddChannel("B", SmallScene());
     Collector collector;
-    const auto subscription = hub_->Subscribe(0, 0, collector.Sink());
-    clock_->Allow(milliseconds(2000));
+    const auto subscription = m_hub->Subscribe(0, 0, collector.Sink());
+    m_clock->Allow(milliseconds(2000));
     const auto packets = collector.WaitFor(21);
     ASSERT_EQ(packets.size(), 21u);
     for (std::size_t i = 0; i < packets.size(); ++i) {
@@ -44,25 +44,25 @@ TEST_F(MediaHubTest, PacesPicturesAndEncodesOnlyWhatIsWatched) {
         EXPECT_EQ(packets[i]->key, i % 10 == 0);
         EXPECT_EQ(packets[i]->width, 160);
     }
-    const StreamCounters watched = hub_->Counters(0, 0);
+    const StreamCounters watched = m_hub->Counters(0, 0);
     EXPECT_EQ(watched.encoded, 21u);
     EXPECT_EQ(watched.skipped, 0u);
     EXPECT_EQ(watched.watchers, 1);
-    EXPECT_EQ(hub_->Counters(0, 1).encoded, 0u);
-    EXPECT_EQ(hub_->Counters(1, 0).encoded, 0u);
+    EXPECT_EQ(m_hub->Counters(0, 1).encoded, 0u);
+    EXPECT_EQ(m_hub->Counters(1, 0).encoded, 0u);
 }
 
 TEST_F(MediaHubTest, ANewWatcherBeginsAtTheLastKeyAndSharesThePackets) {
-    hub_->AddChannel("A", SmallScene());
+    m_hub->AddChannel("A", SmallScene());
     Collector early;
-    const auto first = hub_->Subscribe(0, 0, early.Sink());
-    clock_->Allow(milliseconds(1500));
+    const auto first = m_hub->Subscribe(0, 0, early.Sink());
+    m_clock->Allow(milliseconds(1500));
     early.WaitFor(16);
     Collector late;
-    const auto second = hub_->Subscribe(0, 0, late.Sink());
+    const auto second = m_hub->Subscribe(0, 0, late.Sink());
     // The packets since the key at 1000 ms come without any time going by.
     ASSERT_EQ(late.WaitFor(6).size(), 6u);
-    clock_->Allow(milliseconds(700));
+    m_clock->Allow(milliseconds(700));
     const auto all = early.WaitFor(23);
     const auto since = late.WaitFor(13);
     ASSERT_EQ(all.size(), 23u);
@@ -70,26 +70,26 @@ TEST_F(MediaHubTest, ANewWatcherBeginsAtTheLastKeyAndSharesThePackets) {
     EXPECT_TRUE(since[0]->key);
     EXPECT_TRUE(std::equal(since.begin(), since.end(), all.begin() + 10));
     EXPECT_EQ(kvtest::Decode(since).size(), since.size());
-    EXPECT_EQ(hub_->Counters(0, 0).encoded, 23u);
+    EXPECT_EQ(m_hub->Counters(0, 0).encoded, 23u);
 }
 
 TEST_F(MediaHubTest, AStreamThatRestsBeginsAnewWithAKey) {
-    hub_->AddChannel("A", SmallScene());
+    m_hub->AddChannel("A", SmallScene());
     {
         Collector collector;
-        const auto subscription = hub_->Subscribe(0, 0, collector.Sink());
-        clock_->Allow(milliseconds(400));
+        const auto subscription = m_hub->Subscribe(0, 0, collector.Sink());
+        m_clock->Allow(milliseconds(400));
         collector.WaitFor(5);
     }
     // The channel notices at its next picture that nobody is left.
     Collector other;
-    const auto keepsTheChannelRunning = hub_->Subscribe(0, 1, other.Sink());
-    clock_->Allow(milliseconds(600));
+    const auto keepsTheChannelRunning = m_hub->Subscribe(0, 1, other.Sink());
+    m_clock->Allow(milliseconds(600));
     other.WaitFor(6);
-    EXPECT_EQ(hub_->Counters(0, 0).encoded, 5u);
+    EXPECT_EQ(m_hub->Counters(0, 0).encoded, 5u);
     Collector collector;
-    const auto subscription = hub_->Subscribe(0, 0, collector.Sink());
-    clock_->Allow(milliseconds(300));
+    const auto subscription = m_hub->Subscribe(0, 0, collector.Sink());
+    m_clock->Allow(milliseconds(300));
     const auto packets = collector.WaitFor(3);
     EXPECT_TRUE(packets[0]->key);
     EXPECT_GE(packets[0]->timeMs, 900);
@@ -97,68 +97,68 @@ TEST_F(MediaHubTest, AStreamThatRestsBeginsAnewWithAKey) {
 }
 
 TEST_F(MediaHubTest, ALateMachineLeavesPicturesOut) {
-    hub_->AddChannel("A", SmallScene());
+    m_hub->AddChannel("A", SmallScene());
     std::atomic<int> calls = 0;
     Collector collector;
     const auto keep = collector.Sink();
-    const auto subscription = hub_->Subscribe(0, 0, [&](const PacketPtr& packet) {
+    const auto subscription = m_hub->Subscribe(0, 0, [&](const PacketPtr& packet) {
         if (++calls == 3) {
-            clock_->Jump(milliseconds(750));
+            m_clock->Jump(milliseconds(750));
         }
         keep(packet);
     });
-    clock_->Allow(milliseconds(1200));
+    m_clock->Allow(milliseconds(1200));
     const auto packets = collector.WaitFor(6);
     std::vector<std::int64_t> times;
     for (std::size_t i = 0; i < 6; ++i) {
         times.push_back(packets[i]->timeMs);
     }
     EXPECT_THAT(times, testing::ElementsAre(0, 100, 200, 900, 1000, 1100));
-    EXPECT_EQ(hub_->Counters(0, 0).skipped, 6u);
+    EXPECT_EQ(m_hub->Counters(0, 0).skipped, 6u);
 }
 
 TEST_F(MediaHubTest, ANewNameShowsInTheCaption) {
     SourceConfig source = SmallScene(Codec::Mjpeg);
     source.streams[0] = {Codec::Mjpeg, 320, 240, 10, 1};
-    hub_->AddChannel("Gate", source);
+    m_hub->AddChannel("Gate", source);
     Collector collector;
-    const auto subscription = hub_->Subscribe(0, 0, collector.Sink());
-    clock_->Allow(milliseconds(100));
+    const auto subscription = m_hub->Subscribe(0, 0, collector.Sink());
+    m_clock->Allow(milliseconds(100));
     collector.WaitFor(2);
-    hub_->RenameChannel(0, "Storehouse");
-    clock_->Allow(milliseconds(100));
+    m_hub->RenameChannel(0, "Storehouse");
+    m_clock->Allow(milliseconds(100));
     const auto pictures = kvtest::Decode(collector.WaitFor(3));
     ASSERT_EQ(pictures.size(), 3u);
     const int strip = StripHeight(240);
     EXPECT_LT(pictures[0].Differs(pictures[1], 0, strip), 1.0);
     EXPECT_GT(pictures[1].Differs(pictures[2], 0, strip), 5.0);
-    hub_->RenameChannel(7, "nobody");
+    m_hub->RenameChannel(7, "nobody");
 }
 
 TEST_F(MediaHubTest, NumbersOutOfRangeAndBadSourcesAreRefused) {
-    hub_->AddChannel("A", SmallScene());
+    m_hub->AddChannel("A", SmallScene());
     Collector collector;
-    EXPECT_FALSE(hub_->Subscribe(1, 0, collector.Sink()));
-    EXPECT_FALSE(hub_->Subscribe(-1, 0, collector.Sink()));
-    EXPECT_TRUE(hub_->Streams(1).empty());
-    const auto beyond = hub_->Subscribe(0, 9, collector.Sink());
+    EXPECT_FALSE(m_hub->Subscribe(1, 0, collector.Sink()));
+    EXPECT_FALSE(m_hub->Subscribe(-1, 0, collector.Sink()));
+    EXPECT_TRUE(m_hub->Streams(1).empty());
+    const auto beyond = m_hub->Subscribe(0, 9, collector.Sink());
     EXPECT_EQ(collector.WaitFor(1)[0]->width, 160);
     SourceConfig source;
     source.scene = "no such place";
-    EXPECT_THROW(hub_->AddChannel("B", source), std::runtime_error);
+    EXPECT_THROW(m_hub->AddChannel("B", source), std::runtime_error);
     source.scene = "";
     source.streams = {{Codec::H264, 99999, 2, 15, 30}};
-    EXPECT_THROW(hub_->AddChannel("B", source), std::runtime_error);
+    EXPECT_THROW(m_hub->AddChannel("B", source), std::runtime_error);
     // The number of a refused channel goes to the next.
-    EXPECT_EQ(hub_->AddChannel("C", SmallScene()), 1);
-    EXPECT_TRUE(hub_->Subscribe(1, 0, collector.Sink()));
+    EXPECT_EQ(m_hub->AddChannel("C", SmallScene()), 1);
+    EXPECT_TRUE(m_hub->Subscribe(1, 0, collector.Sink()));
 }
 
 TEST_F(MediaHubTest, EachDefaultChannelOffersTwoSizesAndEachCodecOccurs) {
     std::vector<Codec> codecs;
     for (int i = 0; i < 8; ++i) {
-        hub_->AddChannel("A", SourceConfig{});
-        const auto streams = hub_->Streams(i);
+        m_hub->AddChannel("A", SourceConfig{});
+        const auto streams = m_hub->Streams(i);
         ASSERT_GE(streams.size(), 2u);
         EXPECT_NE(streams[0].width, streams[1].width);
         codecs.push_back(streams[0].codec);
@@ -167,21 +167,21 @@ TEST_F(MediaHubTest, EachDefaultChannelOffersTwoSizesAndEachCodecOccurs) {
 }
 
 TEST_F(MediaHubTest, AWatcherMayLeaveInItsCallbackAndOutliveTheHub) {
-    hub_->AddChannel("A", SmallScene());
+    m_hub->AddChannel("A", SmallScene());
     std::unique_ptr<Subscription> subscription;
     std::mutex made;
     std::atomic<int> calls = 0;
     {
         const std::lock_guard lock(made);
-        subscription = hub_->Subscribe(0, 0, [&](const PacketPtr&) {
+        subscription = m_hub->Subscribe(0, 0, [&](const PacketPtr&) {
             const std::lock_guard wait(made);
             ++calls;
             subscription.reset();
         });
     }
     Collector collector;
-    auto other = hub_->Subscribe(0, 0, collector.Sink());
-    clock_->Allow(milliseconds(500));
+    auto other = m_hub->Subscribe(0, 0, collector.Sink());
+    m_clock->Allow(milliseconds(500));
     collector.WaitFor(6);
     EXPECT_EQ(calls, 1);
 

@@ -31,8 +31,8 @@ public:
         int output[2];
         int errors[2];
         EXPECT_EQ(::pipe2(output, O_CLOEXEC) | ::pipe2(errors, O_CLOEXEC), 0);
-        process_ = ::fork();
-        if (process_ == 0) {
+        m_process = ::fork();
+        if (m_process == 0) {
             ::dup2(output[1], 1);
             ::dup2(errors[1], 2);
             ::execv(raw[0], raw.data());
@@ -40,35 +40,35 @@ public:
         }
         ::close(output[1]);
         ::close(errors[1]);
-        output_ = output[0];
-        errors_ = errors[0];
+        m_output = output[0];
+        m_errors = errors[0];
     }
     ~Program() {
-        if (process_ > 0) {
-            ::kill(process_, SIGKILL);
-            ::waitpid(process_, nullptr, 0);
+        if (m_process > 0) {
+            ::kill(m_process, SIGKILL);
+            ::waitpid(m_process, nullptr, 0);
         }
-        ::close(output_);
-        ::close(errors_);
+        ::close(m_output);
+        ::close(m_errors);
     }
     Program(const Program&) = delete;
 
-    std::string OutputLine() { return Line(output_); }
-    std::string ErrorLine() { return Line(errors_); }
+    std::string OutputLine() { return Line(m_output); }
+    std::string ErrorLine() { return Line(m_errors); }
     std::uint16_t Port() {
         const std::string line = OutputLine();
         const std::string begin = "kvrecorder: listening on 127.0.0.1:";
         EXPECT_TRUE(line.starts_with(begin)) << line;
         return static_cast<std::uint16_t>(std::atoi(line.c_str() + std::min(begin.size(), line.size())));
     }
-    void Signal(int number) { ::kill(process_, number); }
+    void Signal(int number) { ::kill(m_process, number); }
     Outcome Wait() {
         Outcome outcome;
-        outcome.output = Rest(output_);
-        outcome.errors = Rest(errors_);
+        outcome.output = Rest(m_output);
+        outcome.errors = Rest(m_errors);
         int status = 0;
-        ::waitpid(process_, &status, 0);
-        process_ = -1;
+        ::waitpid(m_process, &status, 0);
+        m_process = -1;
         outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
         return outcome;
     }
@@ -88,9 +88,9 @@ private:
         }
         return text;
     }
-    pid_t process_ = -1;
-    int output_ = -1;
-    int errors_ = -1;
+    pid_t m_process = -1;
+    int m_output = -1;
+    int m_errors = -1;
 };
 
 TEST(RecorderProgram, WrongOptionsGiveOneLineAndStatusTwo) {

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "fake_recorder.h"
-#include "server/kelvara_info.h"
+#include "server/recorder_list.h"
 #include "server/server_messages.h"
 #include "support/fake_clock.h"
 #include "support/message_log.h"
@@ -302,40 +302,65 @@ TEST_F(Info, CountsAndVisibilityByConfigurationAndRight) {
     EXPECT_EQ(visible(false, false), "00010");
 }
 
-TEST(ServerList, FindsParksAndReaps) {
-    EXPECT_EQ(AddServer("a", 80, "u", "p"), 0);
-    EXPECT_EQ(AddServer("a", 81, "u", "p"), 1);
-    EXPECT_EQ(FindServer("a", 81), 1);
-    EXPECT_EQ(FindServer("A", 81), -1);
-    EXPECT_EQ(GetServerCount(), 2);
-    EXPECT_EQ(GetServer(2), nullptr);
-    EXPECT_EQ(GetServer(-1), nullptr);
-    EXPECT_EQ(GetServer(1)->GetIdx(), 1);
+TEST(RecorderListing, FindsParksAndReaps) {
+    FakeClock clock(true);
+    RecorderList recorders(clock);
+    EXPECT_EQ(recorders.AddServer("a", 80, "u", "p"), 0);
+    EXPECT_EQ(recorders.AddServer("a", 81, "u", "p"), 1);
+    EXPECT_EQ(recorders.FindServer("a", 81), 1);
+    EXPECT_EQ(recorders.FindServer("A", 81), -1);
+    EXPECT_EQ(recorders.GetServerCount(), 2);
+    EXPECT_EQ(recorders.GetServer(2), nullptr);
+    EXPECT_EQ(recorders.GetServer(-1), nullptr);
+    EXPECT_EQ(recorders.GetServer(1)->GetIdx(), 1);
 
     const auto camera = std::make_shared<FakeCamera>();
     const std::weak_ptr<FakeCamera> watch = camera;
-    CKelvaraInfo& server = *GetServer(1);
+    CKelvaraInfo& server = *recorders.GetServer(1);
     EXPECT_FALSE(server.SetCamera(0, camera));
     server.SetCameraCount(2);
     EXPECT_TRUE(server.SetCamera(1, camera));
-    EXPECT_TRUE(IsCameraInUse(camera.get()));
-    EXPECT_FALSE(IsCameraInUse(nullptr));
-    StopAndRemoveCamera(1, 5);
-    StopAndRemoveCamera(7, 0);
-    StopAndRemoveCamera(1, 1);
+    EXPECT_TRUE(recorders.IsCameraInUse(camera.get()));
+    EXPECT_FALSE(recorders.IsCameraInUse(nullptr));
+    recorders.StopAndRemoveCamera(1, 5);
+    recorders.StopAndRemoveCamera(7, 0);
+    recorders.StopAndRemoveCamera(1, 1);
     EXPECT_EQ(server.GetCamera(1), nullptr);
     EXPECT_EQ(server.GetCameraCount(), 2);
-    EXPECT_FALSE(IsCameraInUse(camera.get()));
-    ReapRemovedCameras(false);
+    EXPECT_FALSE(recorders.IsCameraInUse(camera.get()));
+    recorders.ReapRemovedCameras(false);
     EXPECT_EQ(camera.use_count(), 2) << "still held, since its threads run";
-    ReapRemovedCameras(true);
+    recorders.ReapRemovedCameras(true);
     EXPECT_EQ(camera.use_count(), 1);
     EXPECT_EQ(camera->stops, (std::vector<bool>{false, false, true}));
 
-    ParkServer(std::make_unique<CKelvaraInfo>());
-    ReapRemovedServers(false);
-    ReapRemovedServers(true);
-    DeleteAllKelvara();
-    EXPECT_EQ(GetServerCount(), 0);
-    EXPECT_EQ(FindServer("a", 80), -1);
+    recorders.ParkServer(std::make_unique<CKelvaraInfo>(clock));
+    recorders.ReapRemovedServers(false);
+    recorders.ReapRemovedServers(true);
+    recorders.DeleteAllKelvara();
+    EXPECT_EQ(recorders.GetServerCount(), 0);
+    EXPECT_EQ(recorders.FindServer("a", 80), -1);
+}
+
+TEST(RecorderListing, TellsWhoHasLeftAndMovesTheOthersUp) {
+    class Listener final : public RecorderListener {
+    public:
+        void OnRecorderRemoved(const CKelvaraInfo& server) override { hosts.push_back(server.GetHost()); }
+        std::vector<std::string> hosts;
+    };
+    FakeClock clock(true);
+    RecorderList recorders(clock);
+    Listener first, second;
+    recorders.AddListener(first);
+    recorders.AddListener(second);
+    for (const char* const host : {"a", "b", "c"}) {
+        recorders.AddServer(host, 80, {}, {});
+    }
+    recorders.RemoveServer(1);
+    recorders.RemoveServer(7);
+    EXPECT_EQ(first.hosts, std::vector<std::string>{"b"});
+    EXPECT_EQ(second.hosts, first.hosts);
+    ASSERT_EQ(recorders.GetServerCount(), 2);
+    EXPECT_EQ(recorders.GetServer(1)->GetHost(), "c");
+    EXPECT_EQ(recorders.GetServer(1)->GetIdx(), 1);
 }

@@ -13,7 +13,7 @@
 
 #include "../console/console_fixture.h"
 #include "channel/base_camera.h"
-#include "channel/channel_factories.h"
+#include "channel/default_factories.h"
 #include "media/wav_file.h"
 #include "skin/xskin_od_button.h"
 #include "sound_bench.h"

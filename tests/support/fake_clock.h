@@ -13,29 +13,36 @@ namespace kvtest {
 // `autoAdvance` a timed wait whose events are not set moves the clock itself and ends at once.
 class FakeClock final : public kvmon::Clock {
 public:
-    explicit FakeClock(bool autoAdvance = false) : autoAdvance_(autoAdvance) {}
+    explicit FakeClock(bool autoAdvance = false) : FakeClock(autoAdvance, kvmon::Milliseconds(0)) {}
+    // Moves itself as with `autoAdvance`, but each wait really lasts this long: threads that try again and
+    // again leave the processor, and the test's thread, their turn.
+    explicit FakeClock(kvmon::Milliseconds pace) : FakeClock(true, pace) {}
 
-    std::uint64_t TickMs() override { return tick_; }
+    std::uint64_t TickMs() override { return m_tick; }
     std::chrono::system_clock::time_point Now() override;
     int WaitAny(std::span<kvmon::Event* const> events, std::optional<kvmon::Milliseconds> timeout) override;
 
     kvmon::Milliseconds SocketRound(kvmon::Milliseconds nominal) override {
-        const int set = socketRoundMs_;
+        const int set = m_socketRoundMs;
         return set > 0 ? kvmon::Milliseconds(set) : nominal;
     }
 
     // Shortens each 250 ms round of a wait for a socket, for tests with a peer that stays silent.
-    void SetSocketRound(kvmon::Milliseconds round) { socketRoundMs_ = static_cast<int>(round.count()); }
-    void Advance(kvmon::Milliseconds time) { tick_ += static_cast<std::uint64_t>(time.count()); }
+    void SetSocketRound(kvmon::Milliseconds round) { m_socketRoundMs = static_cast<int>(round.count()); }
+    void Advance(kvmon::Milliseconds time) { m_tick += static_cast<std::uint64_t>(time.count()); }
     // The time-outs of all timed waits so far, in order of their beginning.
     std::vector<kvmon::Milliseconds> Waits() const;
 
 private:
-    const bool autoAdvance_;
-    std::atomic<std::uint64_t> tick_{1'000'000};
-    std::atomic<int> socketRoundMs_{0};
-    mutable std::mutex mutex_;
-    std::vector<kvmon::Milliseconds> waits_;
+    FakeClock(bool autoAdvance, kvmon::Milliseconds pace) : m_autoAdvance(autoAdvance), m_pace(pace) {}
+    void AdvanceTo(std::uint64_t tick);
+
+    const bool m_autoAdvance;
+    const kvmon::Milliseconds m_pace;
+    std::atomic<std::uint64_t> m_tick{1'000'000};
+    std::atomic<int> m_socketRoundMs{0};
+    mutable std::mutex m_mutex;
+    std::vector<kvmon::Milliseconds> m_waits;
 };
 
 }  // namespace kvtest

@@ -27,7 +27,7 @@ public:
     FakeRecorder(std::string name, int channelCount);
     ~FakeRecorder();
 
-    std::uint16_t Port() const { return server_->Port(); }
+    std::uint16_t Port() const { return m_server->Port(); }
     void SetChannels(std::vector<FakeChannel> channels);
     void SetName(const std::string& name);
     // Answers requests that hold the key with this reply, head and all.
@@ -36,20 +36,20 @@ public:
     // The request lines that hold this text.
     std::vector<std::string> RequestLines(const std::string& text) const;
     // Every request is answered with 401 from now on.
-    void RefuseLogins(bool refuse) { refuse_ = refuse; }
+    void RefuseLogins(bool refuse) { m_refuse = refuse; }
     // Every request gets this reply from now on, head and all. Empty: as before.
     void AnswerAll(std::string reply);
     // What each stream brings, head and all, before it falls silent.
     void SetStream(std::string reply);
     // Requests are read and never answered.
-    void GoSilent() { silent_ = true; }
+    void GoSilent() { m_silent = true; }
     // Answers questions for the time: fourteen digits. Without one they fail.
     void SetTime(const std::string& digits);
     // Sends a line down every notification connection.
     void Notify(const std::string& line);
     // Waits until someone sits in the notification connection.
     bool WaitForListener();
-    int StreamRequestCount() const { return streamRequests_; }
+    int StreamRequestCount() const { return m_streamRequests; }
     // How many requests hold this text.
     int CountHeads(const std::string& text) const;
 
@@ -64,23 +64,23 @@ private:
     std::string Document(const std::string& head) const;
     std::string AnswerToAll() const;
 
-    std::string name_;
-    mutable std::mutex mutex_;
-    mutable std::condition_variable changed_;
-    std::vector<FakeChannel> channels_;
-    std::string time_;
-    std::string pushed_;
-    std::vector<std::pair<std::string, std::string>> documents_;
-    std::string answerAll_;
-    std::string stream_;
-    std::string disk_ = "0    45  1048576";
-    int pushCount_ = 0;
-    int listeners_ = 0;
-    std::atomic<bool> refuse_{false};
-    std::atomic<bool> silent_{false};
-    std::atomic<bool> stopping_{false};
-    std::atomic<int> streamRequests_{0};
-    std::unique_ptr<ScriptedServer> server_;  // last: its threads use the rest
+    std::string m_name;
+    mutable std::mutex m_mutex;
+    mutable std::condition_variable m_changed;
+    std::vector<FakeChannel> m_channels;
+    std::string m_time;
+    std::string m_pushed;
+    std::vector<std::pair<std::string, std::string>> m_documents;
+    std::string m_answerAll;
+    std::string m_stream;
+    std::string m_disk = "0    45  1048576";
+    int m_pushCount = 0;
+    int m_listeners = 0;
+    std::atomic<bool> m_refuse{false};
+    std::atomic<bool> m_silent{false};
+    std::atomic<bool> m_stopping{false};
+    std::atomic<int> m_streamRequests{0};
+    std::unique_ptr<ScriptedServer> m_server;  // last: its threads use the rest
 };
 
 }  // namespace kvtest

@@ -20,26 +20,26 @@ struct Message {
 class MessageLog final : public kvmon::MessageTarget {
 public:
     void PostMessage(std::uint32_t message, kvmon::WParam wParam, kvmon::LParam lParam) override {
-        const std::lock_guard lock(mutex_);
-        messages_.push_back({message, wParam, lParam});
-        changed_.notify_all();
+        const std::lock_guard lock(m_mutex);
+        m_messages.push_back({message, wParam, lParam});
+        m_changed.notify_all();
     }
 
     std::vector<Message> All() const {
-        const std::lock_guard lock(mutex_);
-        return messages_;
+        const std::lock_guard lock(m_mutex);
+        return m_messages;
     }
 
     // Waits until `count` messages came in all.
     bool WaitFor(std::size_t count, std::chrono::milliseconds timeout = std::chrono::seconds(10)) const {
-        std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, timeout, [&] { return messages_.size() >= count; });
+        std::unique_lock lock(m_mutex);
+        return m_changed.wait_for(lock, timeout, [&] { return m_messages.size() >= count; });
     }
 
 private:
-    mutable std::mutex mutex_;
-    mutable std::condition_variable changed_;
-    std::vector<Message> messages_;
+    mutable std::mutex m_mutex;
+    mutable std::condition_variable m_changed;
+    std::vector<Message> m_messages;
 };
 
 }  // namespace kvtest

@@ -21,15 +21,15 @@ public:
     WatchedApplication(int& argc, char** argv) : QApplication(argc, argv) {}
     static WatchedApplication& Instance() { return *static_cast<WatchedApplication*>(qApp); }
 
-    void ForgetLongest() { wait_ = work_ = {}; }
+    void ForgetLongest() { m_wait = m_work = {}; }
     // The longest since then, in milliseconds, and the event.
-    double LongestWaitMs() const { return wait_.ms; }
-    double LongestWorkMs() const { return work_.ms; }
-    const std::string& LongestWait() const { return wait_.event; }
-    const std::string& LongestWork() const { return work_.event; }
+    double LongestWaitMs() const { return m_wait.ms; }
+    double LongestWorkMs() const { return m_work.ms; }
+    const std::string& LongestWait() const { return m_wait.event; }
+    const std::string& LongestWork() const { return m_work.event; }
 
     bool notify(QObject* receiver, QEvent* event) override {
-        if (depth_ > 0) {
+        if (m_depth > 0) {
             return QApplication::notify(receiver, event);
         }
         // Asked for first: the receiver may be gone in the end.
@@ -37,14 +37,14 @@ public:
                                  receiver->metaObject()->className() + ") event " +
                                  std::to_string(event->type());
         const Times begin = Now();
-        ++depth_;
+        ++m_depth;
         const bool result = QApplication::notify(receiver, event);
-        --depth_;
+        --m_depth;
         const Times end = Now();
         const double work = end.workMs - begin.workMs;
-        work_.Note(work, what);
+        m_work.Note(work, what);
         if (end.faults == begin.faults) {
-            wait_.Note(end.wallMs - begin.wallMs - work - (end.readyMs - begin.readyMs), what);
+            m_wait.Note(end.wallMs - begin.wallMs - work - (end.readyMs - begin.readyMs), what);
         }
         return result;
     }
@@ -84,8 +84,8 @@ private:
         return times;
     }
 
-    int depth_ = 0;
-    Longest wait_, work_;
+    int m_depth = 0;
+    Longest m_wait, m_work;
 };
 
 // The aim is 50 ms, which a user does not notice. What is refused here is a wait for a socket, a disk or

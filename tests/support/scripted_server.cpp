@@ -33,8 +33,8 @@ thread_local std::function<void(std::string)> noteHead;
 }  // namespace
 
 bool Peer::WaitReadable() {
-    while (!stopping_) {
-        pollfd entry{socket_, POLLIN, 0};
+    while (!m_stopping) {
+        pollfd entry{m_socket, POLLIN, 0};
         if (::poll(&entry, 1, 20) > 0) {
             return true;
         }
@@ -45,14 +45,14 @@ bool Peer::WaitReadable() {
 std::string Peer::ReceiveHead() {
     std::string head;
     char byte = 0;
-    while (!head.ends_with("\r\n\r\n") && WaitReadable() && ::recv(socket_, &byte, 1, 0) == 1) {
+    while (!head.ends_with("\r\n\r\n") && WaitReadable() && ::recv(m_socket, &byte, 1, 0) == 1) {
         head += byte;
     }
     return head;
 }
 
 std::string Peer::ReadHead() {
-    std::string head = head_.empty() ? ReceiveHead() : std::exchange(head_, {});
+    std::string head = m_head.empty() ? ReceiveHead() : std::exchange(m_head, {});
     if (!head.empty() && noteHead) {
         noteHead(head);
     }
@@ -63,7 +63,7 @@ std::string Peer::Read(std::size_t count) {
     std::string bytes(count, '\0');
     std::size_t have = 0;
     while (have < count && WaitReadable()) {
-        const ssize_t got = ::recv(socket_, bytes.data() + have, count - have, 0);
+        const ssize_t got = ::recv(m_socket, bytes.data() + have, count - have, 0);
         if (got <= 0) {
             break;
         }
@@ -74,12 +74,12 @@ std::string Peer::Read(std::size_t count) {
 }
 
 bool Peer::Write(std::string_view bytes) {
-    while (!bytes.empty() && !stopping_) {
-        pollfd entry{socket_, POLLOUT, 0};
+    while (!bytes.empty() && !m_stopping) {
+        pollfd entry{m_socket, POLLOUT, 0};
         if (::poll(&entry, 1, 20) <= 0) {
             continue;
         }
-        const ssize_t sent = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+        const ssize_t sent = ::send(m_socket, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
         if (sent < 0) {
             return false;
         }
@@ -91,9 +91,9 @@ bool Peer::Write(std::string_view bytes) {
 bool Peer::WaitClosed(milliseconds timeout) {
     const auto deadline = std::chrono::steady_clock::now() + timeout;
     char dropped[4096];
-    while (!stopping_ && std::chrono::steady_clock::now() < deadline) {
-        pollfd entry{socket_, POLLIN, 0};
-        if (::poll(&entry, 1, 20) > 0 && ::recv(socket_, dropped, sizeof dropped, 0) <= 0) {
+    while (!m_stopping && std::chrono::steady_clock::now() < deadline) {
+        pollfd entry{m_socket, POLLIN, 0};
+        if (::poll(&entry, 1, 20) > 0 && ::recv(m_socket, dropped, sizeof dropped, 0) <= 0) {
             return true;
         }
     }
@@ -105,39 +105,39 @@ void Peer::Hold() {
 }
 
 void Peer::Close() {
-    ::shutdown(socket_, SHUT_RDWR);
+    ::shutdown(m_socket, SHUT_RDWR);
 }
 
 void Peer::Reset() {
     const linger abrupt{1, 0};
-    ::setsockopt(socket_, SOL_SOCKET, SO_LINGER, &abrupt, sizeof abrupt);
+    ::setsockopt(m_socket, SOL_SOCKET, SO_LINGER, &abrupt, sizeof abrupt);
 }
 
 ScriptedServer::ScriptedServer(Script script, std::string only)
-    : script_(std::move(script)), only_(std::move(only)) {
-    listener_ = BindLoopback(port_);
-    ::listen(listener_, 64);
-    acceptor_ = std::thread([this] { AcceptLoop(); });
+    : m_script(std::move(script)), m_only(std::move(only)) {
+    m_listener = BindLoopback(m_port);
+    ::listen(m_listener, 64);
+    m_acceptor = std::thread([this] { AcceptLoop(); });
 }
 
 ScriptedServer::~ScriptedServer() {
-    stopping_ = true;
-    ::shutdown(listener_, SHUT_RDWR);
-    acceptor_.join();
-    for (std::thread& thread : threads_) {
+    m_stopping = true;
+    ::shutdown(m_listener, SHUT_RDWR);
+    m_acceptor.join();
+    for (std::thread& thread : m_threads) {
         thread.join();
     }
-    ::close(listener_);
+    ::close(m_listener);
 }
 
 void ScriptedServer::AcceptLoop() {
-    while (!stopping_) {
-        const int fd = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+    while (!m_stopping) {
+        const int fd = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
         if (fd < 0) {
             return;
         }
-        const std::lock_guard lock(mutex_);
-        threads_.emplace_back([this, fd] {
+        const std::lock_guard lock(m_mutex);
+        m_threads.emplace_back([this, fd] {
             Serve(fd);
             ::close(fd);
         });
@@ -145,41 +145,41 @@ void ScriptedServer::AcceptLoop() {
 }
 
 void ScriptedServer::Serve(int socket) {
-    Peer peer(socket, 0, stopping_);
-    if (!only_.empty()) {
-        peer.head_ = peer.ReceiveHead();
-        if (peer.head_.find(only_) == std::string::npos) {
+    Peer peer(socket, 0, m_stopping);
+    if (!m_only.empty()) {
+        peer.m_head = peer.ReceiveHead();
+        if (peer.m_head.find(m_only) == std::string::npos) {
             peer.Write(HttpReply(200, "OK", "0\r\n<audio_enabled>1</audio_enabled>\r\n"));
             return;
         }
     }
     {
-        const std::lock_guard lock(mutex_);
-        peer.number_ = connections_++;
+        const std::lock_guard lock(m_mutex);
+        peer.m_number = m_connections++;
     }
     noteHead = [this](std::string head) { Note(std::move(head)); };
-    script_(peer);
+    m_script(peer);
 }
 
 void ScriptedServer::Note(std::string head) {
-    const std::lock_guard lock(mutex_);
-    heads_.push_back(std::move(head));
-    changed_.notify_all();
+    const std::lock_guard lock(m_mutex);
+    m_heads.push_back(std::move(head));
+    m_changed.notify_all();
 }
 
 int ScriptedServer::ConnectionCount() const {
-    const std::lock_guard lock(mutex_);
-    return connections_;
+    const std::lock_guard lock(m_mutex);
+    return m_connections;
 }
 
 std::vector<std::string> ScriptedServer::Heads() const {
-    const std::lock_guard lock(mutex_);
-    return heads_;
+    const std::lock_guard lock(m_mutex);
+    return m_heads;
 }
 
 bool ScriptedServer::WaitForHeads(std::size_t count, milliseconds timeout) const {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, timeout, [&] { return heads_.size() >= count; });
+    std::unique_lock lock(m_mutex);
+    return m_changed.wait_for(lock, timeout, [&] { return m_heads.size() >= count; });
 }
 
 std::string HttpReply(int status, std::string_view reason, std::string_view body) {

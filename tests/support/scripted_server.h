@@ -20,10 +20,10 @@ using std::chrono::milliseconds;
 class Peer {
 public:
     Peer(int socket, int number, const std::atomic<bool>& stopping)
-        : socket_(socket), number_(number), stopping_(stopping) {}
+        : m_socket(socket), m_number(number), m_stopping(stopping) {}
 
     // Counts connections from 0.
-    int Number() const { return number_; }
+    int Number() const { return m_number; }
     // Reads up to and including the blank line that ends a request head. What came so far if the peer
     // closes or the server stops.
     std::string ReadHead();
@@ -43,10 +43,10 @@ private:
     bool WaitReadable();
     std::string ReceiveHead();
 
-    int socket_;
-    int number_;
-    const std::atomic<bool>& stopping_;
-    std::string head_;  // read ahead
+    int m_socket;
+    int m_number;
+    const std::atomic<bool>& m_stopping;
+    std::string m_head;  // read ahead
     friend class ScriptedServer;
 };
 
@@ -61,7 +61,7 @@ public:
     // Ends all connections and waits for their scripts.
     ~ScriptedServer();
 
-    std::uint16_t Port() const { return port_; }
+    std::uint16_t Port() const { return m_port; }
     int ConnectionCount() const;
     // Every request head that a script read, in the order of reading.
     std::vector<std::string> Heads() const;
@@ -73,17 +73,17 @@ private:
     void Serve(int socket);
     void Note(std::string head);
 
-    const Script script_;
-    const std::string only_;
-    int listener_ = -1;
-    std::uint16_t port_ = 0;
-    std::atomic<bool> stopping_{false};
-    mutable std::mutex mutex_;
-    mutable std::condition_variable changed_;
-    std::vector<std::string> heads_;
-    int connections_ = 0;
-    std::vector<std::thread> threads_;
-    std::thread acceptor_;
+    const Script m_script;
+    const std::string m_only;
+    int m_listener = -1;
+    std::uint16_t m_port = 0;
+    std::atomic<bool> m_stopping{false};
+    mutable std::mutex m_mutex;
+    mutable std::condition_variable m_changed;
+    std::vector<std::string> m_heads;
+    int m_connections = 0;
+    std::vector<std::thread> m_threads;
+    std::thread m_acceptor;
 };
 
 // A reply head of version 1.0 with the status and a blank line, and the body behind it.

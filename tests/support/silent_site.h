@@ -10,9 +10,9 @@ namespace kvtest {
 
 class SilentSite : public kvmon::ClientSite {
 public:
-    explicit SilentSite(std::uint32_t port = 0) : port_(port) {}
+    explicit SilentSite(std::uint32_t port = 0) : m_port(port) {}
     std::string GetServerIP() const override { return "127.0.0.1"; }
-    std::uint32_t GetServerPort() const override { return port_; }
+    std::uint32_t GetServerPort() const override { return m_port; }
     std::string GetDefServerName() const override { return {}; }
     void NotifyLogin(int) override {}
     void NotifyLogout(int) override {}
@@ -22,7 +22,7 @@ public:
     void NotifyGotoServer(int, const std::string&) override {}
 
 private:
-    std::uint32_t port_;
+    std::uint32_t m_port;
 };
 
 }  // namespace kvtest

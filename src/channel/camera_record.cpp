@@ -2,9 +2,9 @@
 #include <utility>
 
 #include "channel/base_camera.h"
+#include "channel/camera_kind.h"
 #include "channel/channel_core.h"
 #include "persist/log_file.h"
-#include "persist/utilities.h"
 
 namespace kvmon {
 
@@ -75,9 +75,8 @@ constexpr struct {
 }  // namespace
 
 bool CBaseCamera::operator==(const CameraSettings& settings) const {
-    const std::lock_guard lock(m_core->m_cs);
-    const CameraSettings& own = m_core->m_settings;
-    const std::uint32_t uCH = m_core->m_uCHInMainDlg;
+    const CameraSettings own = m_core->m_source.GetSettings();
+    const std::uint32_t uCH = GetCHInMainDlg();
     if ((own.m_bMonitorRight != 0) != (settings.m_bMonitorRight != 0)) {
         return false;
     }
@@ -86,7 +85,7 @@ bool CBaseCamera::operator==(const CameraSettings& settings) const {
     }
     if (own.m_nCh != settings.m_nCh) {
         Trace("CBaseCamera::operator==: m_uCHInMainDlg=%u, m_uCHInKelvara=%u, pSettings->m_nCh=%d....\n", uCH,
-              m_core->m_uCHInKelvara.load(), settings.m_nCh);
+              GetCHInKelvara(), settings.m_nCh);
         return false;
     }
     if (own.m_dwVendorId != settings.m_dwVendorId) {
@@ -115,78 +114,46 @@ bool CBaseCamera::operator==(const CameraSettings& settings) const {
 
 void CBaseCamera::operator=(const CameraSettings& settings) {
     ClearCameraInfo();
-    const std::lock_guard lock(m_core->m_cs);
-    m_core->m_uCHInKelvara = static_cast<std::uint32_t>(settings.m_nCh);
-    m_core->m_bHasAddress =
-        settings.m_NetworkSetting[0].HasAddress() || settings.m_NetworkSetting[1].HasAddress();
-    m_core->m_bSettingsAssigned = true;
-    m_core->m_lpszCamBase64Auth = std::string_view();
     // No document tells of a right of its own for listening: who may watch may listen.
     m_core->m_sound.m_bAudioRight = settings.m_bMonitorRight != 0;
-    if (settings.m_bMonitorRight != 0) {
-        m_core->m_settings = settings;
-        if (m_core->m_bHasAddress) {
-            m_core->m_lpszCamBase64Auth = EncodeBasicAuth(std::string(settings.m_lpszCamUserName.View()) +
-                                                          ":" + std::string(settings.m_lpszCamPasswd.View()));
-        }
-        return;
-    }
-    Trace("CBaseCamera::operator=: m_uCHInMainDlg=%u, m_bMonitorRight=FALSE....\n",
-          m_core->m_uCHInMainDlg.load());
-    // Who may not watch keeps nothing to connect with.
-    CameraSettings bare;
-    bare.m_dwVendorId = settings.m_dwVendorId;
-    bare.m_dwModelId = settings.m_dwModelId;
-    bare.m_nCh = settings.m_nCh;
-    m_core->m_settings = bare;
+    m_core->m_source.Assign(settings);
 }
 
 void CBaseCamera::ClearCameraInfo() {
-    {
-        const std::lock_guard lock(m_core->m_cs);
-        m_core->m_StreamProfiles.clear();
-        m_core->m_cameraInfo = {};
-        m_core->m_presetFormat = {};
-        m_core->m_FixSizeServer = {};
-        m_core->m_FixSizeCamera = {};
-        m_core->m_nStreamId = -1;
-        m_core->m_nErrorCount = 0;
-        m_core->m_trial.Reset();
-        m_core->m_frames.SetWaitKeyFrame(false);
-    }
+    m_core->m_source.ForgetChoices();
+    m_core->m_abilities.Clear();
+    m_core->m_nErrorCount = 0;
+    m_core->m_frames.SetWaitKeyFrame(false);
     m_core->m_picture.ResetSettings();
 }
 
 bool CBaseCamera::IsCameraUsable() const {
-    return m_core->IsCameraUsable();
+    return m_core->m_source.IsCameraUsable();
 }
 
 bool CBaseCamera::IsSettingsAssigned() const {
-    const std::lock_guard lock(m_core->m_cs);
-    return m_core->m_bSettingsAssigned;
+    return m_core->m_source.IsSettingsAssigned();
 }
 
 bool CBaseCamera::HasAddress() const {
-    const std::lock_guard lock(m_core->m_cs);
-    return m_core->m_bHasAddress;
+    return m_core->m_source.HasAddress();
 }
 
 bool CBaseCamera::HasMonitorRight() const {
-    const std::lock_guard lock(m_core->m_cs);
-    return m_core->m_settings.m_bMonitorRight != 0;
+    return m_core->m_source.HasMonitorRight();
 }
 
 void CBaseCamera::SetCHInMainDlg(std::uint32_t n) {
-    m_core->m_uCHInMainDlg = n;
+    m_core->m_source.m_uCHInMainDlg = n;
     m_core->m_picture.SetCHInMainDlg(n);
 }
 
 std::uint32_t CBaseCamera::GetCHInMainDlg() const {
-    return m_core->m_uCHInMainDlg;
+    return m_core->m_source.m_uCHInMainDlg;
 }
 
 std::uint32_t CBaseCamera::GetCHInKelvara() const {
-    return m_core->m_uCHInKelvara;
+    return m_core->m_source.m_uCHInKelvara;
 }
 
 void CBaseCamera::SetCameraName(const std::string& name) {
@@ -227,14 +194,7 @@ bool CBaseCamera::IsSupportAudio() const {
 }
 
 void CBaseCamera::SetStreamProfiles(std::vector<StreamProfile> profiles) {
-    {
-        const std::lock_guard lock(m_core->m_cs);
-        if (m_core->m_StreamProfiles == profiles) {
-            return;
-        }
-        m_core->m_StreamProfiles = std::move(profiles);
-    }
-    if (IsVideoRunning()) {
+    if (m_core->m_source.SetStreamProfiles(std::move(profiles)) && IsVideoRunning()) {
         CheckStreamChange();
     }
 }
@@ -244,19 +204,15 @@ void CBaseCamera::ForgetFrameSize() {
 }
 
 void CBaseCamera::SetTalkCapability(std::uint32_t dwAudioOut, std::uint32_t dwAudioOutType) {
-    m_core->m_dwAudioOutType = dwAudioOutType;
-    m_core->m_dwAudioOut = dwAudioOut;
+    m_core->m_talk.SetTalkCapability(dwAudioOut, dwAudioOutType);
 }
 
 bool CBaseCamera::CanTalk() const {
-    return m_core->m_dwAudioOut != 0;
+    return m_core->m_talk.CanTalk();
 }
 
 void CBaseCamera::SetFixSizeServer(int cx, int cy) {
-    {
-        const std::lock_guard lock(m_core->m_cs);
-        m_core->m_FixSizeServer = {cx, cy};
-    }
+    m_core->m_source.SetFixSizeServer({cx, cy});
     m_core->RefreshFixSizeLine();
     if (IsVideoRunning()) {
         CheckStreamChange();
@@ -264,27 +220,26 @@ void CBaseCamera::SetFixSizeServer(int cx, int cy) {
 }
 
 ClassSize CBaseCamera::GetFixSizeServer() const {
-    const std::lock_guard lock(m_core->m_cs);
-    return {m_core->m_FixSizeServer.cx, m_core->m_FixSizeServer.cy};
+    const FixedSize size = m_core->m_source.GetFixSizeServer();
+    return {size.cx, size.cy};
 }
 
 std::vector<StreamProfile> CBaseCamera::GetStreamProfiles() const {
-    const std::lock_guard lock(m_core->m_cs);
-    return m_core->m_StreamProfiles;
+    return m_core->m_source.GetStreamProfiles();
 }
 
 bool CBaseCamera::CanStreamFromCamera() const {
-    return m_core->kind.CanStreamFromCamera();
+    return m_core->m_source.kind.CanStreamFromCamera();
 }
 
 bool CBaseCamera::IsStreamFromCamera() const {
-    return m_core->IsStreamFromCamera();
+    return m_core->m_source.IsStreamFromCamera();
 }
 
 void CBaseCamera::SetStreamFrom(std::uint32_t n) {
     const bool bBefore = IsStreamFromCamera();
-    m_core->m_nStreamFrom = n;
-    m_core->m_trial.Reset();
+    m_core->m_source.m_nStreamFrom = n;
+    m_core->m_source.m_trial.Reset();
     if (IsStreamFromCamera() != bBefore) {
         RestartPlaying();
     }
@@ -292,18 +247,17 @@ void CBaseCamera::SetStreamFrom(std::uint32_t n) {
 }
 
 void CBaseCamera::FollowStreamOption() {
-    m_core->m_trial.Reset();
+    m_core->m_source.m_trial.Reset();
     RestartPlaying();
 }
 
 ClassSize CBaseCamera::GetDefaultImageSize() const {
-    const ImageSize size = m_core->kind.GetDefaultImageSize();
+    const ImageSize size = m_core->m_source.kind.GetDefaultImageSize();
     return {size.cx, size.cy};
 }
 
 void CBaseCamera::SetPtzEnabled(bool bEnabled) {
-    const std::lock_guard lock(m_core->m_cs);
-    m_core->m_bPtzEnabled = bEnabled;
+    m_core->m_abilities.SetPtzEnabled(bEnabled);
 }
 
 bool CBaseCamera::SetStatusFlags(const StatusFlags& flags) {

@@ -1,0 +1,63 @@
+#include "state/channel_maker.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace kvrecorder {
+namespace {
+
+bool SameSource(const SourceConfig& a, const SourceConfig& b) {
+    const auto same = [](const StreamConfig& x, const StreamConfig& y) {
+        return x.codec == y.codec && x.width == y.width && x.height == y.height && x.fps == y.fps &&
+               x.gop == y.gop;
+    };
+    return a.file == b.file && a.scene == b.scene && a.watchMotion == b.watchMotion &&
+           std::equal(a.streams.begin(), a.streams.end(), b.streams.begin(), b.streams.end(), same);
+}
+
+std::string PresetFile(const ServerConfig& server, int channel) {
+    return server.stateFolder.empty() ? "" : server.stateFolder + "/presets-" + std::to_string(channel);
+}
+
+// The unit that a steerable channel's source is to look through; null for others.
+std::shared_ptr<PtzUnit> MakeUnit(const ServerConfig& server, int number, const ChannelConfig& config) {
+    if (!config.ptz.steerable) {
+        return nullptr;
+    }
+    const std::vector<StreamConfig> streams =
+        config.source.streams.empty() ? DefaultStreams(number) : config.source.streams;
+    const bool wide = streams[0].width * 10 > streams[0].height * 16;
+    return std::make_shared<PtzUnit>(wide, PresetFile(server, number), config.presets);
+}
+
+SourceConfig WithCamera(SourceConfig source, const std::shared_ptr<PtzUnit>& unit) {
+    source.camera = unit ? unit->camera : nullptr;
+    return source;
+}
+
+}  // namespace
+
+bool SameSource(const ChannelConfig& a, const ChannelConfig& b) {
+    return SameSource(a.source, b.source) && a.ptz.steerable == b.ptz.steerable;
+}
+
+Channel ChannelMaker::Make(const ServerConfig& server, int number, const ChannelConfig& config) {
+    Channel channel;
+    channel.config = config;
+    channel.ptz = MakeUnit(server, number, config);
+    m_hub.AddChannel(config.name, WithCamera(config.source, channel.ptz));
+    channel.streams = m_hub.Streams(number);
+    return channel;
+}
+
+void ChannelMaker::ChangeSource(const ServerConfig& server, int number, Channel& channel,
+                                const ChannelConfig& wanted) {
+    std::shared_ptr<PtzUnit> unit =
+        wanted.ptz.steerable && channel.ptz ? channel.ptz : MakeUnit(server, number, wanted);
+    m_hub.ReplaceSource(number, wanted.name, WithCamera(wanted.source, unit));
+    channel.ptz = std::move(unit);
+    channel.streams = m_hub.Streams(number);
+    ++channel.sourceNumber;
+}
+
+}  // namespace kvrecorder

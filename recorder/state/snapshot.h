@@ -1,0 +1,46 @@
+// The recorder's state at one moment: who may do what, which channels there are and how they are.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "state/ptz_unit.h"
+#include "state/recorder_config.h"
+
+namespace kvrecorder {
+
+struct Channel {
+    ChannelConfig config;
+    std::vector<StreamDescription> streams;
+    std::shared_ptr<PtzUnit> ptz;  // null: the camera cannot be steered
+    int sourceNumber = 0;          // another one with each new source
+};
+
+// Where clients find the cameras that are to be had directly.
+struct CameraPlace {
+    std::string address;
+    int port = 0;  // 0: nowhere
+};
+
+// Never changed once it was given out.
+struct Snapshot {
+    ServerConfig server;
+    std::vector<User> users;
+    std::vector<Channel> channels;
+    CameraPlace cameras;
+
+    // Takes as long for a wrong name as for a wrong password. Null if there is no such user.
+    const User* Authorize(std::string_view name, std::string_view password) const;
+    const User* FindUser(std::string_view name) const;
+    // Null if out of range or without a camera.
+    const Channel* Configured(int channel) const;
+    // Null if out of range.
+    Channel* Find(int channel);
+    // For texts that users read. `channel` is in range.
+    std::string NameOf(int channel) const;
+};
+using SnapshotPtr = std::shared_ptr<const Snapshot>;
+
+}  // namespace kvrecorder

@@ -1,0 +1,17 @@
+// Looks for a camera that gave way to the recorder. Inside this folder and its tests only.
+#pragma once
+
+namespace kvmon {
+
+class StreamReports;
+class StreamSource;
+struct ThreadControl;
+
+// Looks whether the camera gives pictures, by any of its ways, and takes the way that does. Nothing of it is
+// shown.
+bool LookForCamera(StreamSource& source, ThreadControl& control);
+
+// The look thread's body.
+void DoLookLoop(StreamSource& source, StreamReports& reports, ThreadControl& control);
+
+}  // namespace kvmon
