@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "channel/video_wnd.h"
+#include "console/console_parts.h"
 #include "console/main_dlg.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
@@ -23,7 +24,7 @@ constexpr int kRounds = 20;
 // Milliseconds of the step and of the paint that follows it.
 double Measure(CMainDlg& console, int style) {
     const auto begin = std::chrono::steady_clock::now();
-    console.View().ViewStyleChanged(style, true, false);
+    console.Parts().view.ViewStyleChanged(style, true, false);
     QCoreApplication::sendPostedEvents();
     console.repaint();
     return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begin).count();
@@ -50,11 +51,11 @@ int main(int argc, char** argv) {
     console.AutoLogin("admin", "admin");
     QTimer poll;
     QObject::connect(&poll, &QTimer::timeout, [&] {
-        if (console.View().Cells().GetCount() == 0) {
+        if (console.Parts().cells.GetCount() == 0) {
             return;
         }
-        if (console.View().GetStyle() != VIEW_STYLE_CUSTOM) {
-            console.View().SelectCustomStyle(5);
+        if (console.Parts().view.GetStyle() != VIEW_STYLE_CUSTOM) {
+            console.Parts().styles.SelectCustomStyle(5);
         } else if (recorder.StreamRequestCount() >= kChannels) {
             QApplication::quit();
         }

@@ -13,6 +13,7 @@
 
 #include "channel/base_camera.h"
 #include "channel/video_wnd.h"
+#include "console/console_parts.h"
 #include "console/main_dlg.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
@@ -50,11 +51,11 @@ public:
 
     void Look() {
         const auto now = std::chrono::steady_clock::now();
-        const int item = m_console.View().Combo().currentIndex();
-        if (item != m_item) {
-            m_item = item;
-            m_begin = now;
-            m_waiting = true;
+        const int item = console_.Parts().view.Combo().currentIndex();
+        if (item != item_) {
+            item_ = item;
+            begin_ = now;
+            waiting_ = true;
         }
         if (m_waiting && AllLive()) {
             m_waiting = false;
@@ -65,8 +66,8 @@ public:
 
 private:
     bool AllLive() const {
-        for (int n = 0; n < m_console.View().Cells().GetCount(); ++n) {
-            const CVideoWnd* const cell = m_console.View().Cells().Get(n);
+        for (int n = 0; n < console_.Parts().cells.GetCount(); ++n) {
+            const CVideoWnd* const cell = console_.Parts().cells.Get(n);
             const auto camera = cell->isHidden() ? nullptr : cell->GetCamera();
             if (camera && !camera->IsStreamRunning()) {
                 return false;
@@ -129,17 +130,17 @@ int main(int argc, char** argv) {
     console.show();
     console.AutoLogin("admin", "admin");
     RunFor(std::chrono::seconds(5), nullptr);
-    console.PressButton(StyleButtonId(CheckedViewStyle(style)));
+    console.Press(StyleButtonId(CheckedViewStyle(style)));
     console.KillTimer(kTimerStopping);  // its ticks prepare pages, too
     PageWatch turned(console);
     for (int page = 0; page < 10; ++page) {
         RunFor(std::chrono::seconds(2), &turned);
-        console.View().TurnPage(1);
+        console.Parts().view.TurnPage(1);
     }
     std::printf("turned by hand:  ");
     Report(turned.Times());
-    console.Sequential().SetInterval(static_cast<std::uint32_t>(interval) * 1000);
-    console.Sequential().SetSequentialMode(true, true);
+    console.Parts().sequential.SetInterval(static_cast<std::uint32_t>(interval) * 1000);
+    console.Parts().sequential.SetSequentialMode(true, true);
     RunFor(std::chrono::seconds(2 * interval), nullptr);
 
     PageWatch watch(console);

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "channel/base_camera.h"
+#include "console/console_parts.h"
 #include "console/main_dlg.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
@@ -154,18 +155,18 @@ private:
     }
 
     void Recode() {
-        const int last = m_console.Cameras().GetCount() - 1;
-        m_recorder.Send("codec " + std::to_string(last) + " " + kCodecs[m_recoded++ % kCodecs.size()]);
+        const int last = console_.Parts().cameras.GetCount() - 1;
+        recorder_.Send("codec " + std::to_string(last) + " " + kCodecs[recoded_++ % kCodecs.size()]);
     }
 
     // As the settings do it.
     void SwitchSource() {
-        ConsoleOptions options = m_console.Options();
+        ConsoleOptions options = console_.Parts().settings.options;
         options.bStreamFromCamera = !options.bStreamFromCamera;
-        m_console.SetOptions(options);
+        console_.Parts().settings.options = options;
         options.HandToChannels();
-        for (int n = 0; n < m_console.Cameras().GetCount(); ++n) {
-            const auto camera = m_console.Cameras().GetCameraByChannel(n);
+        for (int n = 0; n < console_.Parts().cameras.GetCount(); ++n) {
+            const auto camera = console_.Parts().cameras.GetCameraByChannel(n);
             if (camera && camera->CanStreamFromCamera()) {
                 camera->RestartPlaying();
             }
@@ -176,9 +177,9 @@ private:
     void Sample() {
         std::uint64_t pictures = 0;
         int silent = 0;
-        m_shown.resize(static_cast<std::size_t>(m_console.Cameras().GetCount()));
-        for (std::size_t n = 0; n < m_shown.size(); ++n) {
-            const auto camera = m_console.Cameras().GetCameraByChannel(static_cast<int>(n));
+        shown_.resize(static_cast<std::size_t>(console_.Parts().cameras.GetCount()));
+        for (std::size_t n = 0; n < shown_.size(); ++n) {
+            const auto camera = console_.Parts().cameras.GetCameraByChannel(static_cast<int>(n));
             const std::uint64_t shown = camera ? camera->GetStatistics().shown : 0;
             silent += shown == m_shown[n] ? 1 : 0;
             pictures += shown - m_shown[n];
@@ -247,10 +248,10 @@ int Watch(int minutes, const char* program, const char* config) {
     console.AutoLogin("admin", "admin");
     QTimer::singleShot(kSettleMs, qApp, &QCoreApplication::quit);
     QApplication::exec();
-    if (console.Cameras().GetCount() == 0) {
+    if (console.Parts().cameras.GetCount() == 0) {
         throw std::runtime_error("the recorder shows no channels");
     }
-    console.PressButton(StyleButtonId(CheckedViewStyle(VIEW_STYLE_9CH)));
+    console.Press(StyleButtonId(CheckedViewStyle(VIEW_STYLE_9CH)));
     const bool good = Soak(console, recorder).Run(minutes);
     console.DestroyWindow();
     return good ? 0 : 1;

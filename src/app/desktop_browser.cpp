@@ -5,7 +5,7 @@
 #include <QtWidgets/QWidget>
 #include <algorithm>
 
-#include "console/host_pages.h"
+#include "console/web_page.h"
 
 namespace kvmon {
 

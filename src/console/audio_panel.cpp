@@ -4,7 +4,9 @@
 #include "audio/sound_card.h"
 #include "channel/base_camera.h"
 #include "channel/channel_messages.h"
-#include "console/main_dlg.h"
+#include "console/active_camera.h"
+#include "console/console_controls.h"
+#include "console/desk.h"
 #include "console/send_sound_dlg.h"
 #include "persist/log_file.h"
 #include "persist/utilities.h"
@@ -28,16 +30,8 @@ void AudioPanel::LoadSettings(bool bEnableAudio) {
     if (!probe.Open(1, 8000, 32000, G726Packing::LowFirst)) {
         return;
     }
-    m_dlg.Controls().SetShown(kCtlAudio, true);
-    m_dlg.Controls().SetPressed(kCtlAudio, bEnableAudio);
-}
-
-bool AudioPanel::IsAudioChecked() const {
-    const bool bPressed = m_dlg.Controls().IsPressed(kCtlAudio);
-    Trace("CMainDlg::IsAudioChecked: m_pAudioButton->GetCheck()==BST_CHECKED=%s...\n", BoolText(bPressed));
-    const bool bExists = m_dlg.Controls().Exists(kCtlAudio);
-    Trace("CMainDlg::IsAudioChecked: ::IsWindow(m_pAudioButton->GetSafeHwnd() )=%s...\n", BoolText(bExists));
-    return bPressed && bExists;
+    m_controls.SetShown(kCtlAudio, true);
+    m_controls.SetPressed(kCtlAudio, bEnableAudio);
 }
 
 // Asks the system's sound service on a thread, as that may take long; the answer comes with a refresh.
@@ -47,7 +41,7 @@ bool AudioPanel::HasOutput() {
         return *m_outputExists;
     }
     m_nextProbe = now + kNextProbeMs;
-    m_probe.Start("sound-probe", [exists = m_outputExists, console = m_dlg.Handle()] {
+    m_probe.Start("sound-probe", [exists = m_outputExists, console = m_desk.Handle()] {
         if (HasSoundOutput()) {
             *exists = true;
             console.Post(WM_COMMAND, kCmdRefreshControls, 0);
@@ -56,26 +50,13 @@ bool AudioPanel::HasOutput() {
     return false;
 }
 
-void AudioPanel::Sync() {
-    const auto active = m_dlg.View().Cells().GetActiveCamera();
-    for (int n = 0; n < m_dlg.Cameras().GetCount(); ++n) {
-        const auto camera = m_dlg.Cameras().GetCameraByChannel(n);
-        if (camera && camera != active) {
-            camera->SetPlayAudio(false);
-        }
-    }
-    if (active) {
-        active->SetPlayAudio(active->HasAudioRight() && IsAudioChecked());
-    }
-}
-
 void AudioPanel::OnTalk() {
-    const auto camera = m_dlg.View().Cells().GetActiveCamera();
+    const auto camera = m_active.Camera();
     if (!camera || !camera->CanTalk() || TalkDialog() != nullptr) {
         return;
     }
-    m_talk = new CSendSoundDlg(m_dlg.Screens().DialogHost(), camera, m_microphone);
-    m_talk->SetMixerStarted([this] { m_dlg.Screens().MakeRoom(); });
+    m_talk = new CSendSoundDlg(m_desk.DialogHost(), camera, m_microphone);
+    m_talk->SetMixerStarted([this] { m_desk.MakeRoom(); });
     m_talk->Open();
 }
 

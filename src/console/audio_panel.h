@@ -11,24 +11,22 @@
 
 namespace kvmon {
 
-class CMainDlg;
+class ActiveCamera;
 class CSendSoundDlg;
+class ConsoleControls;
+class Desk;
 
 // User interface thread only.
 class AudioPanel {
 public:
-    explicit AudioPanel(CMainDlg& dlg) : m_dlg(dlg) {}
+    AudioPanel(Desk& desk, const ActiveCamera& active, ConsoleControls& controls)
+        : m_desk(desk), m_active(active), m_controls(controls) {}
     ~AudioPanel();
 
     // With the settings: the button as it was left, if sound of cameras can be played at all.
     void LoadSettings(bool bEnableAudio);
-    // The audio button exists and is pressed.
-    bool IsAudioChecked() const;
     // This machine can play sound, as far as is known; when that changes, a refresh of the controls comes.
     bool HasOutput();
-    // Lets the active window's camera be heard if the button is pressed, and no other: one camera plays at a
-    // time. All others fall silent first.
-    void Sync();
     // Command 1753.
     void OnTalk();
     // The session is over, and talk-back with it.
@@ -38,7 +36,9 @@ public:
     CSendSoundDlg* TalkDialog() const;
 
 private:
-    CMainDlg& m_dlg;
+    Desk& m_desk;
+    const ActiveCamera& m_active;
+    ConsoleControls& m_controls;
     // Set by the probe, which may outlive this.
     const std::shared_ptr<std::atomic<bool>> m_outputExists = std::make_shared<std::atomic<bool>>(false);
     Worker m_probe;

@@ -4,7 +4,11 @@
 
 #include "channel/base_camera.h"
 #include "channel/channel_messages.h"
-#include "console/main_dlg.h"
+#include "console/console_controls.h"
+#include "console/console_messages.h"
+#include "console/desk.h"
+#include "console/timers.h"
+#include "console/view_controller.h"
 #include "persist/log_file.h"
 
 namespace kvmon {
@@ -12,26 +16,31 @@ namespace kvmon {
 void BusyState::SetDlgItemBusyWaitCursor(bool bEnable, int nElapse, int uSetWaitCursorId) {
     Trace("CMainDlg::SetDlgItemBusyWaitCursor: bEnable=%d, nElapse=%d, uSetWaitCursorId=%d\n",
           bEnable ? 1 : 0, nElapse, uSetWaitCursorId);
-    m_dlg.KillTimer(IDT_EVENT_WAITCURSOR);
+    m_timers.KillTimer(kTimerWaitCursor);
     m_bBusy = bEnable;
     if (bEnable) {
-        m_dlg.SetTimer(IDT_EVENT_WAITCURSOR, nElapse);
+        m_timers.SetTimer(kTimerWaitCursor, nElapse);
         if (uSetWaitCursorId != 0) {
             m_nBusyControl = uSetWaitCursorId;
-            m_dlg.Controls().SetBusy(m_nBusyControl, true);
+            m_controls.SetBusy(m_nBusyControl, true);
         }
     } else {
         m_waiting.clear();
-        m_dlg.Controls().SetBusy(m_nBusyControl, false);
+        m_controls.SetBusy(m_nBusyControl, false);
         m_nBusyControl = 0;
     }
-    m_dlg.RefreshCursor();
+    m_desk.RefreshCursor();
+}
+
+void BusyState::SetBusy(bool bBusy) {
+    m_bBusy = bBusy;
+    m_desk.RefreshCursor();
 }
 
 void BusyState::SetWaittingCamera(const std::shared_ptr<CBaseCamera>& camera) {
     if (camera) {
         m_waiting.push_back(camera);
-        camera->SetNotifyWnd(m_dlg.Handle());
+        camera->SetNotifyWnd(m_desk.Handle());
     }
 }
 
@@ -49,14 +58,13 @@ void BusyState::OnGetDataStream(std::uint32_t uCH) {
 void BusyState::OnWaitEnd() {
     Trace("CMainDlg::OnTimer: IDT_EVENT_WAITCURSOR timeout...\n");
     SetDlgItemBusyWaitCursor(false, 0, 0);
-    ViewController& view = m_dlg.View();
-    view.ViewStyleChanged(view.GetSavedStyle(), false, view.GetStyle() != view.GetSavedStyle());
+    m_view.ViewStyleChanged(m_view.GetSavedStyle(), false, m_view.GetStyle() != m_view.GetSavedStyle());
 }
 
 void BusyState::EnableChangeViewPosAfterDataRecieve(int style) {
     Trace("CMainDlg::EnableChangeViewPosAfterDataRecieve: WaitCount=%d...\n",
           static_cast<int>(m_waiting.size()));
-    m_dlg.View().ViewStyleChanged(style, false, false);
+    m_view.ViewStyleChanged(style, false, false);
 }
 
 }  // namespace kvmon

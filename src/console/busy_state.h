@@ -8,15 +8,19 @@
 namespace kvmon {
 
 class CBaseCamera;
-class CMainDlg;
+class ConsoleControls;
+class Desk;
+class Timers;
+class ViewController;
 
 class BusyState {
 public:
-    explicit BusyState(CMainDlg& dlg) : m_dlg(dlg) {}
+    BusyState(Desk& desk, Timers& timers, ConsoleControls& controls, ViewController& view)
+        : m_desk(desk), m_timers(timers), m_controls(controls), m_view(view) {}
 
     bool IsBusy() const { return m_bBusy; }
-    // The flag alone, for who watches its end by itself.
-    void SetBusy(bool bBusy) { m_bBusy = bBusy; }
+    // The flag and the cursor alone, for who watches its end by itself.
+    void SetBusy(bool bBusy);
     // On: timer 1004 ends it after nElapse milliseconds; a control other than 0 is marked busy meanwhile.
     void SetDlgItemBusyWaitCursor(bool bEnable, int nElapse, int uSetWaitCursorId);
     // Adds a camera whose first picture is awaited.
@@ -30,7 +34,10 @@ public:
     void EnableChangeViewPosAfterDataRecieve(int style);
 
 private:
-    CMainDlg& m_dlg;
+    Desk& m_desk;
+    Timers& m_timers;
+    ConsoleControls& m_controls;
+    ViewController& m_view;
     bool m_bBusy = false;
     int m_nBusyControl = 0;
     std::vector<std::weak_ptr<CBaseCamera>> m_waiting;

@@ -2,11 +2,13 @@
 
 #include "channel/base_camera.h"
 #include "channel/cam_commands.h"
-#include "channel/video_wnd.h"
+#include "console/active_camera.h"
+#include "console/audio_panel.h"
 #include "console/cell_menu.h"
-#include "console/main_dlg.h"
+#include "console/commands.h"
+#include "console/console_controls.h"
 #include "console/menu_spot.h"
-#include "persist/log_file.h"
+#include "console/record_command.h"
 #include "persist/string_table.h"
 #include "server/nvr_status.h"
 #include "server/recorder_list.h"
@@ -16,13 +18,7 @@ namespace kvmon {
 
 namespace {
 
-constexpr int kRecordingWaitMs = 3000;
 constexpr std::uint32_t kFirstPresetText = 3544;
-
-// As the recorder tells it: not every one tells recordings by hand apart.
-bool IsRecording(const CBaseCamera& camera) {
-    return Has(camera.GetStatusFlags(), StatusFlag::Recording) || camera.IsManualRecording();
-}
 
 bool HasCameraPage(const CKelvaraInfo& server, int slot) {
     CameraSettings settings;
@@ -33,86 +29,38 @@ bool HasCameraPage(const CKelvaraInfo& server, int slot) {
 
 ActiveCameraFacts CameraControls::Facts() const {
     ActiveCameraFacts facts;
-    const CameraList& cameras = m_dlg.Cameras();
-    for (int n = 0; n < cameras.GetCount() && !facts.bSoundSource; ++n) {
-        const auto camera = cameras.GetCameraByChannel(n);
+    for (int n = 0; n < m_cameras.GetCount() && !facts.bSoundSource; ++n) {
+        const auto camera = m_cameras.GetCameraByChannel(n);
         facts.bSoundSource = camera && camera->IsSupportAudio() && camera->IsStreamRunning();
     }
-    facts.bSoundOutput = m_dlg.Audio().HasOutput();
-    facts.bWindow = m_dlg.View().Cells().GetActive() != nullptr;
-    const auto camera = m_dlg.View().Cells().GetActiveCamera();
+    facts.bSoundOutput = m_audio.HasOutput();
+    facts.bWindow = m_active.Cell() != nullptr;
+    const auto camera = m_active.Camera();
     if (!camera) {
         return facts;
     }
-    const int channel = cameras.FindChannel(camera.get());
-    const CameraList::Entry entry = cameras.Get(channel);
-    const CKelvaraInfo* const server = m_dlg.Recorders().GetServer(entry.server);
+    const int slot = m_active.Entry().camera;
+    const CKelvaraInfo* const server = m_active.Server();
     facts.info = camera->GetAbilities();
     facts.bDigitalZoom = camera->IsDigitalZoom();
     facts.bConnected = camera->IsStreamRunning();
     facts.bCanTalk = camera->CanTalk();
     facts.bSnapshotRight = camera->HasMonitorRight();
-    facts.bRecordRight = server != nullptr && server->GetStatus(entry.camera, kStatusControlRight) != 0;
-    const RecordingOrder* const order = OrderFor(camera);
-    facts.bRecording = order != nullptr ? order->bOn : IsRecording(*camera);
-    facts.bMonitorable = camera->IsCameraUsable() && cameras.IsConfigured(channel);
-    facts.bHomePage = server != nullptr && HasCameraPage(*server, entry.camera);
+    facts.bRecordRight = server != nullptr && server->GetStatus(slot, kStatusControlRight) != 0;
+    facts.bRecording = m_record.IsRecording(camera);
+    facts.bMonitorable = camera->IsCameraUsable() && m_cameras.IsConfigured(m_active.Channel());
+    facts.bHomePage = server != nullptr && HasCameraPage(*server, slot);
     return facts;
 }
 
 void CameraControls::Refresh() {
-    ShowCameraControls(Facts(), m_dlg.Controls());
-}
-
-const CameraControls::RecordingOrder* CameraControls::OrderFor(
-    const std::shared_ptr<CBaseCamera>& camera) const {
-    return m_order && camera && m_order->camera.lock() == camera ? &*m_order : nullptr;
-}
-
-// The press has turned the button's look, which says nothing: the recorder's word counts, and before that an
-// order which it has accepted.
-void CameraControls::OnBtnManualRecording() {
-    const auto camera = m_dlg.View().Cells().GetActiveCamera();
-    if (!camera) {
-        Refresh();
-        return;
-    }
-    const RecordingOrder* const order = OrderFor(camera);
-    const bool bRecords = order != nullptr && order->bAccepted ? order->bOn : IsRecording(*camera);
-    m_order = RecordingOrder{camera, !bRecords, false};
-    camera->AddCamCmd(kCmdManualRecording, bRecords ? 0 : 1);
-    Refresh();
-    m_dlg.Busy().SetBusy(true);
-    m_dlg.SetTimer(kTimerManualRecording, kRecordingWaitMs);
-    m_dlg.RefreshCursor();
-}
-
-void CameraControls::OnRecordingResult(bool bAccepted, int cell) {
-    const CVideoWnd* const window = m_dlg.View().Cells().Get(cell);
-    if (window == nullptr || OrderFor(window->GetCamera()) == nullptr) {
-        return;
-    }
-    if (bAccepted) {
-        m_order->bAccepted = true;
-        return;
-    }
-    m_order.reset();
-    Refresh();
-}
-
-void CameraControls::OnRecordingWaitEnd() {
-    m_dlg.KillTimer(kTimerManualRecording);
-    m_order.reset();
-    Refresh();
-    m_dlg.Busy().SetBusy(false);
-    m_dlg.RefreshCursor();
-    Trace("End of IDT_EVENT_MANUALRECOREADING_WAITTING...\n");
+    ShowCameraControls(Facts(), m_controls);
 }
 
 // As a menu takes it.
 std::string CameraControls::PresetName(int id) const {
     const auto index = static_cast<std::size_t>(id) - kCmdPresetFirst;
-    const auto camera = m_dlg.View().Cells().GetActiveCamera();
+    const auto camera = m_active.Camera();
     const CameraInfo info = camera ? camera->GetCameraInfo() : CameraInfo{};
     return index < info.presetNames.size() && !info.presetNames[index].empty()
                ? info.presetNames[index]
@@ -120,12 +68,12 @@ std::string CameraControls::PresetName(int id) const {
 }
 
 void CameraControls::OnBtnPresetMenu() {
-    const auto camera = m_dlg.View().Cells().GetActiveCamera();
-    if (m_dlg.GetButton(kCtlPresetMenu) == nullptr || !camera || !camera->GetCameraInfo().HasPresets()) {
+    const auto camera = m_active.Camera();
+    if (!camera || !camera->GetCameraInfo().HasPresets()) {
         return;
     }
     const std::uint32_t mask = camera->GetCameraInfo().dwPresetMask;
-    const MenuSpot spot = SpotForMenu(m_dlg, kCtlPresetMenu);
+    const MenuSpot spot = m_spots.Find(kCtlPresetMenu);
     auto* const menu = new BCMenu(spot.owner);
     for (std::size_t i = 0; i < kPresetCount; ++i) {
         const int id = static_cast<int>(kCmdPresetFirst + i);
@@ -135,15 +83,15 @@ void CameraControls::OnBtnPresetMenu() {
     }
     menu->AppendMenu(MF_SEPARATOR, 0, {});
     menu->AppendMenu(0, kCmdPresetDialog, LoadString(kCmdPresetDialog));
-    menu->TrackPopupMenu(spot.at, {}, [this](int id) {
+    menu->TrackPopupMenu(spot.below, {}, [this](int id) {
         if (id != 0) {
-            m_dlg.PressButton(id);
+            m_commands.Press(id);
         }
     });
 }
 
 std::string CameraControls::TipText(int id, const std::string& text) const {
-    const bool bPressed = m_dlg.Controls().IsPressed(id);
+    const bool bPressed = m_controls.IsPressed(id);
     if (id == kCtlRecord) {
         return LoadString(bPressed ? 3529 : 3528);
     }

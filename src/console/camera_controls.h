@@ -1,49 +1,52 @@
-// The panel's controls for the active camera, but for its head: what is shown, recording, tool tips.
+// The panel's controls for the active camera, but for its head: what is shown, tool tips, presets.
 #pragma once
 
-#include <memory>
-#include <optional>
 #include <string>
 
 #include "console/control_rules.h"
 
 namespace kvmon {
 
-class CBaseCamera;
-class CMainDlg;
+class ActiveCamera;
+class AudioPanel;
+class CameraList;
+class Commands;
+class ConsoleControls;
+class MenuSpots;
+class RecordCommand;
 
 // User interface thread only.
 class CameraControls {
 public:
-    explicit CameraControls(CMainDlg& dlg) : m_dlg(dlg) {}
+    CameraControls(Commands& commands, const MenuSpots& spots, ConsoleControls& controls,
+                   const ActiveCamera& active, const CameraList& cameras, AudioPanel& audio,
+                   const RecordCommand& record)
+        : m_commands(commands),
+          m_spots(spots),
+          m_controls(controls),
+          m_active(active),
+          m_cameras(cameras),
+          m_audio(audio),
+          m_record(record) {}
 
     // Command 1757.
     void Refresh();
-    // Command 1751: the recorder is told to begin recording the active camera, or to end that if it records.
-    void OnBtnManualRecording();
-    // What the recorder said to the order for the camera of this cell, message 11406.
-    void OnRecordingResult(bool bAccepted, int cell);
-    // Timer 1007: the button follows the recorder's word again.
-    void OnRecordingWaitEnd();
     // Command 1953: the active camera's presets as a menu.
     void OnBtnPresetMenu();
     // What the tool tip of a control says at present, without its key; `text` is the table's.
     std::string TipText(int id, const std::string& text) const;
 
 private:
-    // An order that the recorder may not have followed yet.
-    struct RecordingOrder {
-        std::weak_ptr<CBaseCamera> camera;
-        bool bOn = false;
-        bool bAccepted = false;
-    };
-
     ActiveCameraFacts Facts() const;
-    const RecordingOrder* OrderFor(const std::shared_ptr<CBaseCamera>& camera) const;
     std::string PresetName(int id) const;
 
-    CMainDlg& m_dlg;
-    std::optional<RecordingOrder> m_order;
+    Commands& m_commands;
+    const MenuSpots& m_spots;
+    ConsoleControls& m_controls;
+    const ActiveCamera& m_active;
+    const CameraList& m_cameras;
+    AudioPanel& m_audio;
+    const RecordCommand& m_record;
 };
 
 }  // namespace kvmon

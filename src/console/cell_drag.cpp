@@ -6,7 +6,10 @@
 
 #include "channel/base_camera.h"
 #include "channel/video_wnd.h"
-#include "console/main_dlg.h"
+#include "console/camera_list.h"
+#include "console/cell_pool.h"
+#include "console/desk.h"
+#include "console/view_controller.h"
 #include "skin/palette.h"
 
 namespace kvmon {
@@ -86,25 +89,26 @@ QColor Faint(QColor colour, int alpha) {
 
 }  // namespace
 
-CellDrag::CellDrag(CMainDlg& dlg) : m_dlg(dlg) {}
+CellDrag::CellDrag(const Desk& desk, const CellPool& cells, ViewController& view, const CameraList& cameras)
+    : m_desk(desk), m_cells(cells), m_view(view), m_cameras(cameras) {}
 
 CellDrag::~CellDrag() {
     Cancel();
 }
 
 bool CellDrag::MayBegin(int channel) const {
-    return m_dlg.Cameras().IsChannel(channel) && m_dlg.View().GetStyle() != VIEW_STYLE_SINGLE_1CH;
+    return m_cameras.IsChannel(channel) && m_view.GetStyle() != VIEW_STYLE_SINGLE_1CH;
 }
 
 void CellDrag::Begin(int channel, const QPoint& screen) {
     Cancel();
-    const auto camera = m_dlg.Cameras().GetCameraByChannel(channel);
-    CVideoWnd* const cell = m_dlg.View().Cells().FindByCamera(camera.get());
+    const auto camera = m_cameras.GetCameraByChannel(channel);
+    CVideoWnd* const cell = m_cells.FindByCamera(camera.get());
     if (!MayBegin(channel) || cell == nullptr) {
         return;
     }
     m_channel = channel;
-    m_ghost = new Ghost(*cell, m_dlg.Screens().HostOf(*cell));
+    m_ghost = new Ghost(*cell, m_desk.HostOf(*cell));
     m_ghost->move(screen + kGhostPlace);
     m_ghost->show();
     m_veil = new Pane("dragVeil", QColor(0, 0, 0, kVeilFill), {}, *cell);
@@ -118,7 +122,7 @@ bool CellDrag::Move(int channel, const QPoint& screen) {
         return false;
     }
     m_ghost->move(screen + kGhostPlace);
-    MarkTarget(m_dlg.View().FindDropTarget(channel, screen));
+    MarkTarget(m_view.FindDropTarget(channel, screen));
     return true;
 }
 

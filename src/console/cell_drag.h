@@ -8,15 +8,18 @@
 
 namespace kvmon {
 
-class CMainDlg;
 class CVideoWnd;
+class CameraList;
+class CellPool;
+class Desk;
+class ViewController;
 
 // While a cell is dragged: a small picture of it goes with the pointer, its own place is dimmed and the place
 // that it would take is marked. What a drop does is the view's to decide. Escape, another view and the loss
 // of the keyboard end the drag. User interface thread only.
 class CellDrag : public QObject {
 public:
-    explicit CellDrag(CMainDlg& dlg);
+    CellDrag(const Desk& desk, const CellPool& cells, ViewController& view, const CameraList& cameras);
     ~CellDrag() override;
 
     // The channel's cell stands in a view that has places.
@@ -36,7 +39,10 @@ protected:
 private:
     void MarkTarget(CVideoWnd* target);
 
-    CMainDlg& m_dlg;
+    const Desk& m_desk;
+    const CellPool& m_cells;
+    ViewController& m_view;
+    const CameraList& m_cameras;
     int m_channel = -1;
     QPointer<QWidget> m_ghost;
     QPointer<QWidget> m_veil;  // over the cell that is dragged

@@ -7,9 +7,13 @@
 #include "channel/camera_menu.h"
 #include "channel/channel_view.h"
 #include "channel/video_wnd.h"
-#include "console/main_dlg.h"
+#include "console/active_camera.h"
+#include "console/commands.h"
+#include "console/console_controls.h"
+#include "console/desk.h"
 #include "console/message_box.h"
 #include "console/picture_menu.h"
+#include "console/view_controller.h"
 #include "persist/string_table.h"
 #include "platform/text.h"
 #include "server/kelvara_info.h"
@@ -55,7 +59,7 @@ void CellMenu::AppendCommands(BCMenu& menu, const CBaseCamera& camera) const {
     menu.AppendMenu(camera.IsStreamRunning() ? 0 : MF_GRAYED, zoom,
                     LoadString(static_cast<std::uint32_t>(zoom)));
     // What the panel offers for the camera, the menu does.
-    const ConsoleControls& controls = m_dlg.Controls();
+    const ConsoleControls& controls = m_controls;
     const struct {
         int id;
         std::uint32_t text;
@@ -77,12 +81,12 @@ void CellMenu::AppendCommands(BCMenu& menu, const CBaseCamera& camera) const {
 }
 
 void CellMenu::Open(const QPoint& screen) {
-    const auto camera = m_dlg.View().Cells().GetActiveCamera();
-    const CVideoWnd* const cell = m_dlg.View().Cells().GetActive();
+    const auto camera = m_active.Camera();
+    const CVideoWnd* const cell = m_active.Cell();
     if (!camera || !camera->IsCameraUsable() || m_menu) {
         return;
     }
-    auto* const menu = new BCMenu(m_dlg.Screens().HostOf(*cell));
+    auto* const menu = new BCMenu(m_desk.HostOf(*cell));
     m_menu = menu;
     AppendCommands(*menu, *camera);
     AppendStreamSizes(*menu, *camera);
@@ -101,13 +105,13 @@ void CellMenu::Open(const QPoint& screen) {
     menu->TrackPopupMenu(screen, {}, [this](int id) {
         m_menu.clear();
         if (id != 0) {
-            m_dlg.PressMenuEntry(id);
+            m_commands.PressMenuEntry(id);
         }
     });
 }
 
 void CellMenu::OpenAtCell() {
-    if (CVideoWnd* const cell = m_dlg.View().Cells().GetActive()) {
+    if (CVideoWnd* const cell = m_active.Cell()) {
         const CChannelView& view = cell->View();
         Open(view.mapToGlobal(view.rect().center()));
     }
@@ -117,12 +121,12 @@ bool CellMenu::OnCommand(int id) {
     switch (id) {
         case kCmdDigitalZoomOn:
         case kCmdDigitalZoomOff:
-            if (CVideoWnd* const cell = m_dlg.View().Cells().GetActive()) {
+            if (CVideoWnd* const cell = m_active.Cell()) {
                 cell->SetDigitalZoom(id == kCmdDigitalZoomOn);
             }
             return true;
         case kCmdFromCamera:
-            if (const auto camera = m_dlg.View().Cells().GetActiveCamera()) {
+            if (const auto camera = m_active.Camera()) {
                 camera->SetStreamFrom(camera->IsStreamFromCamera() ? kStreamFromRecorder : kStreamFromCamera);
             }
             return true;
@@ -132,7 +136,7 @@ bool CellMenu::OnCommand(int id) {
         default:
             if (id != kCmdStreamSizeOfView &&
                 (id < kCmdFirstStreamSize || id >= kCmdFirstStreamSize + kMaxStreamSizes)) {
-                const auto camera = m_dlg.View().Cells().GetActiveCamera();
+                const auto camera = m_active.Camera();
                 return camera && OnPictureCommand(id, *camera);
             }
             ChooseStreamSize(id);
@@ -141,7 +145,7 @@ bool CellMenu::OnCommand(int id) {
 }
 
 void CellMenu::ChooseStreamSize(int id) {
-    const auto camera = m_dlg.View().Cells().GetActiveCamera();
+    const auto camera = m_active.Camera();
     if (!camera) {
         return;
     }
@@ -156,8 +160,8 @@ void CellMenu::ChooseStreamSize(int id) {
 }
 
 void CellMenu::OpenPresetDialog() {
-    const auto camera = m_dlg.View().Cells().GetActiveCamera();
-    CVideoWnd* const cell = m_dlg.View().Cells().GetActive();
+    const auto camera = m_active.Camera();
+    CVideoWnd* const cell = m_active.Cell();
     if (!camera || cell == nullptr || m_presets) {
         if (m_presets) {
             m_presets->raise();
@@ -165,17 +169,15 @@ void CellMenu::OpenPresetDialog() {
         }
         return;
     }
-    QWidget* const host = m_dlg.Screens().HostOf(*cell);
+    QWidget* const host = m_desk.HostOf(*cell);
     m_presets = new PresetDialog(camera, host);
     m_presets->setAttribute(Qt::WA_DeleteOnClose);
-    QObject::connect(m_presets, &QDialog::finished, &m_dlg,
+    QObject::connect(m_presets, &QDialog::finished, &m_desk.Window(),
                      [dialog = m_presets.data()] { GiveKeyboardBack(*dialog); });
     // Beside the picture that it is about, and off the panel that steers the camera.
     m_presets->adjustSize();
     const QPoint middle = host->mapFromGlobal(cell->mapToGlobal(cell->rect().center()));
-    const PixelRect& view = m_dlg.View().GetViewRectangle();
-    const QRect wall =
-        host == &m_dlg ? QRect(view.left, view.top, view.Width(), view.Height()) : host->rect();
+    const QRect wall = m_view.WallIn(*host);
     const int x = middle.x() < wall.center().x() ? wall.right() - m_presets->width() - kDialogGap
                                                  : wall.left() + kDialogGap;
     m_presets->move(host->mapToGlobal(QPoint(x, wall.top() + (wall.height() - m_presets->height()) / 2)));

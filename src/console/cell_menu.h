@@ -11,8 +11,12 @@
 
 namespace kvmon {
 
+class ActiveCamera;
 class CBaseCamera;
-class CMainDlg;
+class Commands;
+class ConsoleControls;
+class Desk;
+class ViewController;
 
 // Commands that only the menu has, numbered as their texts.
 inline constexpr int kCmdDigitalZoomOn = 2606;
@@ -26,7 +30,9 @@ inline constexpr int kMaxStreamSizes = 16;
 // User interface thread only.
 class CellMenu {
 public:
-    explicit CellMenu(CMainDlg& dlg) : m_dlg(dlg) {}
+    CellMenu(Desk& desk, Commands& commands, const ConsoleControls& controls, const ActiveCamera& active,
+             const ViewController& view)
+        : m_desk(desk), m_commands(commands), m_controls(controls), m_active(active), m_view(view) {}
 
     // Opens the active camera's menu at the point of the screen. Nothing without a camera that may be
     // watched.
@@ -45,7 +51,11 @@ private:
     void ChooseStreamSize(int id);
     void OpenPresetDialog();
 
-    CMainDlg& m_dlg;
+    Desk& m_desk;
+    Commands& m_commands;
+    const ConsoleControls& m_controls;
+    const ActiveCamera& m_active;
+    const ViewController& m_view;
     QPointer<PresetDialog> m_presets;
     QPointer<BCMenu> m_menu;
 };

@@ -11,6 +11,8 @@
 
 namespace kvmon {
 
+CellPool::CellPool() = default;
+
 CellPool::~CellPool() = default;
 
 void CellPool::CreateVideoWnd(WindowBase& console, int count) {
@@ -85,6 +87,14 @@ bool CellPool::Activate(CVideoWnd* window, bool bAudio) {
         m_active->SetWindowActive(true, bAudio);
     }
     return true;
+}
+
+void CellPool::SetEventBlink(bool bOn) {
+    for (const auto& window : m_windows) {
+        if (window) {
+            window->SetEventBlink(bOn);
+        }
+    }
 }
 
 void CellPool::DetachAll() {

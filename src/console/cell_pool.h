@@ -15,7 +15,7 @@ inline constexpr int kFirstVideoWndId = 20100;
 
 class CellPool {
 public:
-    CellPool() = default;
+    CellPool();
     ~CellPool();
     CellPool(const CellPool&) = delete;
     CellPool& operator=(const CellPool&) = delete;
@@ -39,6 +39,9 @@ public:
     std::shared_ptr<CBaseCamera> GetActiveCamera() const;
     // False when the window is the active one already. Null deactivates.
     bool Activate(CVideoWnd* window, bool bAudio);
+
+    // Lets all windows know whether they flash on events.
+    void SetEventBlink(bool bOn);
 
     // Takes cameras out of their windows.
     void DetachAll();

@@ -20,6 +20,7 @@ enum ControlId : int {
     kCtlServerName = 239,
     kCtlServerModel = 240,
     kCtlMultiScreens = 1600,
+    kCtlMultiServers = 1601,
     kCtlLanguage = 1602,
     kCtlGotoPage1 = 1604,
     kCtlOptions = 1605,

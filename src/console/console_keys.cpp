@@ -6,7 +6,11 @@
 #include <iterator>
 
 #include "channel/cam_commands.h"
-#include "console/main_dlg.h"
+#include "console/commands.h"
+#include "console/console_controls.h"
+#include "console/console_messages.h"
+#include "console/desk.h"
+#include "console/timers.h"
 
 namespace kvmon {
 
@@ -153,13 +157,13 @@ bool ConsoleKeys::OnKeyPress(const QKeyEvent& event) {
     }
     // A held key is one press; the camera's answers pace what follows from it.
     if (event.isAutoRepeat() || IsRepeat(event)) {
-        m_dlg.KillTimer(kTimerKeyRelease);
+        m_timers.KillTimer(kTimerKeyRelease);
         return true;
     }
-    if (row->command > 0 && !IsOffered(m_dlg.Controls(), row->command)) {
+    if (!IsOfKeysAlone(row->command) && !IsOffered(m_controls, row->command)) {
         // Without a session the key that began full screen still ends it.
         if (row->command == kCtlFullScreen) {
-            m_dlg.Screens().LeaveFullScreen();
+            m_desk.MakeRoom();
         }
         return true;
     }
@@ -169,7 +173,7 @@ bool ConsoleKeys::OnKeyPress(const QKeyEvent& event) {
     }
     ReleaseAll();
     m_held = row->command;
-    m_dlg.SendMessage(kMsgPtzPress, 1, m_held);
+    m_commands.Hold(m_held, true);
     return true;
 }
 
@@ -184,7 +188,7 @@ bool ConsoleKeys::OnKeyRelease(const QKeyEvent& event) {
     m_releasedKey = event.key();
     m_releasedAt = event.timestamp();
     if (row->held && row->command == m_held) {
-        m_dlg.SetTimer(kTimerKeyRelease, kReleaseMs);
+        m_timers.SetTimer(kTimerKeyRelease, kReleaseMs);
     }
     return true;
 }
@@ -197,36 +201,24 @@ bool ConsoleKeys::IsRepeat(const QKeyEvent& event) const {
     if (event.timestamp() != 0 && m_releasedAt != 0) {
         return event.timestamp() - m_releasedAt <= kRepeatMs;
     }
-    return m_dlg.IsTimerSet(kTimerKeyRelease);
+    return m_timers.IsTimerSet(kTimerKeyRelease);
 }
 
 void ConsoleKeys::ReleaseAll() {
-    m_dlg.KillTimer(kTimerKeyRelease);
+    m_timers.KillTimer(kTimerKeyRelease);
     if (m_held != 0) {
-        m_dlg.SendMessage(kMsgPtzPress, 0, m_held);
+        m_commands.Hold(m_held, false);
         m_held = 0;
     }
 }
 
 void ConsoleKeys::Run(int command) {
-    switch (command) {
-        case kKeyNextPage:
-            m_dlg.View().TurnPage(1);
-            break;
-        case kKeyPreviousPage:
-            m_dlg.View().TurnPage(-1);
-            break;
-        case kKeyNextCamera:
-            m_dlg.View().ActivateNext(1);
-            break;
-        case kKeyPreviousCamera:
-            m_dlg.View().ActivateNext(-1);
-            break;
-        case kKeyHelp:
-            OpenKeyboardHelp(m_dlg);
-            break;
-        default:
-            m_dlg.PressButton(command);
+    if (command == kKeyHelp) {
+        OpenKeyboardHelp(m_desk, m_buttons);
+    } else if (IsOfKeysAlone(command)) {
+        m_commands.Run(command);
+    } else {
+        m_commands.Press(command);
     }
 }
 

@@ -10,7 +10,11 @@ class QKeyEvent;
 
 namespace kvmon {
 
-class CMainDlg;
+class Commands;
+class ConsoleControls;
+class Desk;
+class PanelButtons;
+class Timers;
 
 // One key and its command.
 struct ConsoleKey {
@@ -27,6 +31,10 @@ inline constexpr int kKeyHelp = -3;
 inline constexpr int kKeyNextCamera = -4;
 inline constexpr int kKeyPreviousCamera = -5;
 
+constexpr bool IsOfKeysAlone(int command) {
+    return command < 0;
+}
+
 std::span<const ConsoleKey> ConsoleKeyTable();
 // A key as a user reads it.
 QString KeyName(int key);
@@ -36,7 +44,9 @@ QString ShortcutName(int command);
 // Keys that come to the console, or to a panel that holds its windows. User interface thread only.
 class ConsoleKeys {
 public:
-    explicit ConsoleKeys(CMainDlg& dlg) : m_dlg(dlg) {}
+    ConsoleKeys(Desk& desk, Timers& timers, const PanelButtons& buttons, const ConsoleControls& controls,
+                Commands& commands)
+        : m_desk(desk), m_timers(timers), m_buttons(buttons), m_controls(controls), m_commands(commands) {}
 
     // True when the key was one of the console's.
     bool OnKeyPress(const QKeyEvent& event);
@@ -52,13 +62,17 @@ private:
     void Run(int command);
     bool IsRepeat(const QKeyEvent& event) const;
 
-    CMainDlg& m_dlg;
+    Desk& m_desk;
+    Timers& m_timers;
+    const PanelButtons& m_buttons;
+    const ConsoleControls& m_controls;
+    Commands& m_commands;
     int m_held = 0;
     int m_releasedKey = 0;
     std::uint64_t m_releasedAt = 0;  // by the window system's clock; 0: it told none
 };
 
 // All keys with what they do, in a window of its own; a second one is not opened.
-void OpenKeyboardHelp(CMainDlg& dlg);
+void OpenKeyboardHelp(Desk& desk, const PanelButtons& buttons);
 
 }  // namespace kvmon

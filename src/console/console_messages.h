@@ -13,16 +13,19 @@ inline constexpr std::uint32_t kMsgGoToCamera = 2061;  // wParam channel, or pag
 
 // Of our own: the second display's panel was double clicked.
 inline constexpr std::uint32_t kMsgSecondPanelClosed = 11501;
+// Of our own: behind all commands 1757 that were in the queue with the one that was followed.
+inline constexpr std::uint32_t kMsgRefreshEnds = 11506;
 
 inline constexpr std::uint32_t kTimerSequential = 1000;
 inline constexpr std::uint32_t kTimerHold = 1002;
-inline constexpr std::uint32_t IDT_EVENT_WAITCURSOR = 1004;
+inline constexpr std::uint32_t kTimerWaitCursor = 1004;
 inline constexpr std::uint32_t kTimerManualRecording = 1007;
 inline constexpr std::uint32_t kTimerLogin = 1009;
 inline constexpr std::uint32_t kTimerSweep = 1010;
 inline constexpr std::uint32_t kTimerStopping = 1011;
 inline constexpr std::uint32_t kTimerPrepare = 1012;
 inline constexpr std::uint32_t kTimerPendingServers = 1016;
+inline constexpr std::uint32_t kTimerEvents = 2100;
 inline constexpr std::uint32_t kTimerSecond = 1100;      // of our own: what is looked at once a second
 inline constexpr std::uint32_t kTimerKeyRelease = 1102;  // of our own: a released key is no repeat
 

@@ -8,13 +8,24 @@
 
 #include "channel/base_camera.h"
 #include "channel/channel_messages.h"
-#include "console/main_dlg.h"
+#include "console/camera_list.h"
+#include "console/cell_pool.h"
+#include "console/client_site.h"
+#include "console/commands.h"
+#include "console/console_messages.h"
+#include "console/console_settings.h"
+#include "console/desk.h"
 #include "console/message_box.h"
+#include "console/server_binding.h"
+#include "console/session_events.h"
+#include "console/timers.h"
+#include "console/view_controller.h"
 #include "persist/log_file.h"
 #include "persist/utilities.h"
 #include "platform/text.h"
 #include "server/recorder_list.h"
 #include "server/resource_fetch.h"
+#include "skin/window_base.h"
 
 namespace kvmon {
 
@@ -51,7 +62,7 @@ ConsoleSession::~ConsoleSession() {
 }
 
 bool ConsoleSession::IsLoggedIn() const {
-    const CKelvaraInfo* const first = m_dlg.Recorders().GetServer(0);
+    const CKelvaraInfo* const first = m_recorders.GetServer(0);
     return m_bLoggedIn && first != nullptr && first->IsRunning();
 }
 
@@ -59,21 +70,21 @@ void ConsoleSession::AutoLogin(const std::string& user, const std::string& passw
     if (!bLowIntegrity) {
         TouchTemporaryFile();
     }
-    m_dlg.SetTimer(kTimerLogin, 0);
-    if (CKelvaraInfo* const first = m_dlg.Recorders().GetServer(0)) {
+    m_timers.SetTimer(kTimerLogin, 0);
+    if (CKelvaraInfo* const first = m_recorders.GetServer(0)) {
         if (m_bLoggedIn && (first->GetUser() != user || first->GetPassword() != password)) {
             EndSession();
         }
         m_bLoggedIn = true;
         m_signIn.OnSessionBegins(user);
-        m_dlg.Binding().OnAutoLogin(user);
-        first->SetNotifyWnd(m_dlg.Handle());
+        m_binding.OnAutoLogin(user);
+        first->SetNotifyWnd(m_desk.Handle());
         first->SetNoRightReported(false);
         first->StartGetKelvaraInfo(0, first->GetHost(), first->GetPort(), user, password, StartMode::Anew);
         OpenTraceFile(first->GetHost(), first->GetPort());
     }
-    m_dlg.OnLogin();
-    m_dlg.Site().NotifyLogin(0);
+    m_sessionEvents.OnLoginChanged();
+    m_site.NotifyLogin(0);
 }
 
 void ConsoleSession::OpenTraceFile(const std::string& host, std::uint32_t port) {
@@ -89,9 +100,9 @@ void ConsoleSession::OpenTraceFile(const std::string& host, std::uint32_t port) 
 }
 
 void ConsoleSession::StopServer(int server) {
-    CKelvaraInfo& info = *m_dlg.Recorders().GetServer(server);
+    CKelvaraInfo& info = *m_recorders.GetServer(server);
     for (int slot = 0; slot < info.GetCameraCount(); ++slot) {
-        m_dlg.Recorders().StopAndRemoveCamera(server, slot);
+        m_recorders.StopAndRemoveCamera(server, slot);
     }
     info.SetCameraCount(0);
     info.StopGetKelvaraInfo(StopWait::Brief);
@@ -100,33 +111,29 @@ void ConsoleSession::StopServer(int server) {
 // Everything that shows or uses what belongs to the user goes, and the credential with it.
 void ConsoleSession::EndSession() {
     if (m_bLoggedIn) {
-        m_dlg.Binding().SaveMultiServerInfo();
-        m_dlg.View().SaveViewState(m_dlg.KeyName());
+        m_binding.SaveMultiServerInfo();
+        m_view.SaveViewState(m_settings.key);
     }
     m_bLoggedIn = false;
-    m_dlg.Binding().SaveCameraSettings();
-    m_dlg.Audio().CloseTalk();
-    m_dlg.Menu().Close();
+    m_binding.SaveCameraSettings();
+    m_sessionEvents.OnSessionEnds();
     CloseDialogs();
-    m_dlg.View().Cells().DetachAll();
-    for (int i = 0; i < m_dlg.Recorders().GetServerCount(); ++i) {
+    m_cells.DetachAll();
+    for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
         StopServer(i);
     }
-    if (CKelvaraInfo* const first = m_dlg.Recorders().GetServer(0)) {
+    if (CKelvaraInfo* const first = m_recorders.GetServer(0)) {
         first->SetConnectInfo(0, first->GetHost(), first->GetPort(), {}, {});
     }
-    m_dlg.Cameras().Clear();
-    m_dlg.Events().Stop();
-    m_dlg.Binding().OnSessionEnd();
-    m_dlg.View().OnSessionEnd();
-    m_dlg.PostMessage(WM_COMMAND, kCmdRefreshControls, 0);
+    m_cameras.Clear();
+    m_binding.OnSessionEnd();
+    m_view.OnSessionEnd();
+    m_commands.RefreshControls();
 }
 
 // What is about the program, or tells how the session ended, stays; so does a picture on its way to a file.
 void ConsoleSession::CloseDialogs() {
-    m_dlg.Windows().Close();
-    m_dlg.OptionsDialogs().CloseRecorders();
-    for (QWidget* const host : {static_cast<QWidget*>(&m_dlg), m_dlg.Screens().DialogHost()}) {
+    for (QWidget* const host : {static_cast<QWidget*>(&m_desk.Window()), m_desk.DialogHost()}) {
         for (QDialog* const dialog : host->findChildren<QDialog*>(Qt::FindDirectChildrenOnly)) {
             const bool bStays = qobject_cast<QMessageBox*>(dialog) != nullptr ||
                                 qobject_cast<QFileDialog*>(dialog) != nullptr ||
@@ -141,29 +148,38 @@ void ConsoleSession::CloseDialogs() {
 void ConsoleSession::Logout() {
     EndSession();
     m_stopWatch.Reset();
-    m_dlg.SetTimer(kTimerStopping, 1000);
-    m_dlg.ShowWaitDialog(true);
-    m_dlg.OnLogin();
+    m_timers.SetTimer(kTimerStopping, 1000);
+    m_desk.ShowWait();
+    m_sessionEvents.OnLoginChanged();
 }
 
 void ConsoleSession::OnLoginTimer() {
-    m_dlg.KillTimer(kTimerLogin);
-    m_dlg.ShowWaitDialog(false);
-    if (m_dlg.Cameras().GetCount() == 0) {
-        m_dlg.ShowWaitDialog(true);
+    m_timers.KillTimer(kTimerLogin);
+    m_desk.HideWait();
+    if (m_cameras.GetCount() == 0) {
+        m_desk.ShowWait();
     }
 }
 
 void ConsoleSession::OnStoppingTimer() {
-    if (m_stopWatch.Tick(HaveAllServersStopped(m_dlg.Recorders()))) {
-        m_dlg.KillTimer(kTimerStopping);
-        m_dlg.ShowWaitDialog(false);
-        m_dlg.OnWallChanged();
+    if (m_stopWatch.Tick(HaveAllServersStopped(m_recorders))) {
+        m_timers.KillTimer(kTimerStopping);
+        m_desk.HideWait();
+        m_sessionEvents.OnSessionOver();
     }
 }
 
+void ConsoleSession::OnBtnLogout() {
+    m_desk.Window().setCursor(Qt::WaitCursor);
+    m_view.LeaveMultiDisplay();
+    CleanBrowserUserInfo();
+    Logout();
+    m_site.NotifyLogout(0);
+    m_desk.RefreshCursor();
+}
+
 void ConsoleSession::CleanBrowserUserInfo() {
-    const CKelvaraInfo* const first = m_dlg.Recorders().GetServer(0);
+    const CKelvaraInfo* const first = m_recorders.GetServer(0);
     if (first == nullptr) {
         return;
     }

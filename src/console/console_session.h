@@ -10,7 +10,17 @@
 
 namespace kvmon {
 
-class CMainDlg;
+class CameraList;
+class CellPool;
+class ClientSite;
+class Commands;
+struct ConsoleSettings;
+class Desk;
+class RecorderList;
+class ServerBinding;
+class SessionEvents;
+class Timers;
+class ViewController;
 
 // For how long the end of a session is watched, by one tick a second.
 class StopWatch {
@@ -24,10 +34,24 @@ private:
     int m_nTicks = 0;
 };
 
-class ConsoleSession {
+class ConsoleSession final : private SessionLogin {
 public:
-    explicit ConsoleSession(CMainDlg& dlg) : m_dlg(dlg), m_signIn(dlg) {}
-    ~ConsoleSession();
+    ConsoleSession(Desk& desk, Timers& timers, Commands& commands, SessionEvents& sessionEvents,
+                   ClientSite& site, const ConsoleSettings& settings, ViewController& view, CellPool& cells,
+                   CameraList& cameras, ServerBinding& binding, RecorderList& recorders)
+        : m_desk(desk),
+          m_timers(timers),
+          m_commands(commands),
+          m_sessionEvents(sessionEvents),
+          m_site(site),
+          m_settings(settings),
+          m_view(view),
+          m_cells(cells),
+          m_cameras(cameras),
+          m_binding(binding),
+          m_recorders(recorders),
+          m_signIn(desk, site, view, settings, *this, recorders) {}
+    ~ConsoleSession() override;
 
     // The one answer to who counts as logged in: the user who asked for it last, for as long as the first
     // server's thread works for them. Neither a thread that lingers after a logout nor one that is refused
@@ -46,17 +70,30 @@ public:
     // Where one goes on while nobody is logged in.
     SignInDesk& SignIn() { return m_signIn; }
 
+    // Command 1608 of who is logged in.
+    void OnBtnLogout();
+
+private:
+    void LogIn(const std::string& user, const std::string& password) override { AutoLogin(user, password); }
     // Overwrites the credentials that the system's HTTP client may keep for the first server, on a thread of
     // its own.
     void CleanBrowserUserInfo();
-
-private:
     void OpenTraceFile(const std::string& host, std::uint32_t port);
     void EndSession();
     void CloseDialogs();
     void StopServer(int server);
 
-    CMainDlg& m_dlg;
+    Desk& m_desk;
+    Timers& m_timers;
+    Commands& m_commands;
+    SessionEvents& m_sessionEvents;
+    ClientSite& m_site;
+    const ConsoleSettings& m_settings;
+    ViewController& m_view;
+    CellPool& m_cells;
+    CameraList& m_cameras;
+    ServerBinding& m_binding;
+    RecorderList& m_recorders;
     bool m_bLoggedIn = false;
     SignInDesk m_signIn;
     StopWatch m_stopWatch;

@@ -4,9 +4,12 @@
 #include <iterator>
 
 #include "channel/captions.h"
+#include "console/console_messages.h"
+#include "console/console_settings.h"
+#include "console/desk.h"
 #include "console/event_window.h"
-#include "console/main_dlg.h"
 #include "console/multi_server_list.h"
+#include "console/timers.h"
 #include "persist/orvo_registry.h"
 #include "persist/string_table.h"
 #include "platform/text.h"
@@ -21,7 +24,13 @@ constexpr std::uint32_t kTextMoreEvents = 6614;
 
 }  // namespace
 
-EventCenter::EventCenter(CMainDlg& dlg) : m_dlg(dlg), m_notifier(std::make_unique<DesktopNotifier>()) {}
+EventCenter::EventCenter(Desk& desk, Timers& timers, const ConsoleSettings& settings,
+                         const RecorderList& recorders)
+    : m_desk(desk),
+      m_timers(timers),
+      m_settings(settings),
+      m_recorders(recorders),
+      m_notifier(std::make_unique<DesktopNotifier>()) {}
 
 EventCenter::~EventCenter() {
     // All are asked before the first is waited for.
@@ -32,7 +41,7 @@ EventCenter::~EventCenter() {
 }
 
 void EventCenter::Start() {
-    m_dlg.SetTimer(kTimerEvents, kFetchPeriodMs);
+    m_timers.SetTimer(kTimerEvents, kFetchPeriodMs);
     OnTimer();
 }
 
@@ -47,16 +56,16 @@ void EventCenter::Stop() {
 }
 
 bool EventCenter::IsWanted() const {
-    return m_dlg.Options().bEnableEventNotify || (m_window && m_window->isVisible());
+    return m_settings.options.bEnableEventNotify || (m_window && m_window->isVisible());
 }
 
 void EventCenter::OnTimer() {
     DropEnded();
-    if (m_dlg.IsClosing() || !m_dlg.IsLoggedIn() || !IsWanted()) {
+    if (m_desk.IsClosing() || !m_desk.IsLoggedIn() || !IsWanted()) {
         Rest();
         return;
     }
-    for (int server = 0; server < m_dlg.Recorders().GetServerCount(); ++server) {
+    for (int server = 0; server < m_recorders.GetServerCount(); ++server) {
         Watch(server);
     }
 }
@@ -72,7 +81,7 @@ std::string EventCenter::SectionFor(int server, const CKelvaraInfo& info) const 
 
 // A recorder has a log from its first answer on, which tells its name.
 void EventCenter::Watch(int server) {
-    const CKelvaraInfo* const info = m_dlg.Recorders().GetServer(server);
+    const CKelvaraInfo* const info = m_recorders.GetServer(server);
     const bool bRunning = info != nullptr && info->IsRunning();
     if (const auto found = m_logs.find(server); !bRunning && found != m_logs.end()) {
         if (found->second.log) {
@@ -95,7 +104,7 @@ void EventCenter::Watch(int server) {
         watched.address = address;
         watched.log = std::make_unique<CGetNVREventLog>(Registry());
         watched.log->SetThreadArg(server, watched.section, info->GetHost(), info->GetPort(), info->GetUser(),
-                                  info->GetPassword(), m_dlg.Handle());
+                                  info->GetPassword(), m_desk.Handle());
         watched.log->LoadEvents();
         CNvrEventList stored;
         if (watched.log->GetEvents(stored) > 0) {
@@ -122,7 +131,7 @@ void EventCenter::Retire(Watched& watched) {
 }
 
 void EventCenter::OnServersChanged() {
-    while (!m_logs.empty() && m_logs.rbegin()->first >= m_dlg.Recorders().GetServerCount()) {
+    while (!m_logs.empty() && m_logs.rbegin()->first >= m_recorders.GetServerCount()) {
         if (Watched& last = m_logs.rbegin()->second; last.log) {
             Retire(last);
         }
@@ -158,7 +167,7 @@ void EventCenter::OnGetEvents(WParam code, int server) {
         return;
     }
     RefreshWindow();
-    if (m_dlg.Options().bEnableEventNotify) {
+    if (m_settings.options.bEnableEventNotify) {
         Tell(fresh);
     }
 }
@@ -197,7 +206,7 @@ CEventWindow* EventCenter::Window() const {
 
 void EventCenter::OpenWindow() {
     if (!m_window) {
-        m_window = new CEventWindow(m_dlg.Screens().DialogHost(), m_events);
+        m_window = new CEventWindow(m_desk.DialogHost(), m_events);
         m_window->SetOnClear([this] {
             for (const auto& [server, watched] : m_logs) {
                 watched.log->ClearEvents();
@@ -206,7 +215,7 @@ void EventCenter::OpenWindow() {
             RefreshWindow();
         });
     }
-    m_dlg.Screens().BringHere(*m_window);
+    m_desk.BringHere(*m_window);
     m_window->Open();
     OnTimer();
 }

@@ -14,14 +14,15 @@ namespace kvmon {
 
 class CEventWindow;
 class CKelvaraInfo;
-class CMainDlg;
-
-inline constexpr std::uint32_t kTimerEvents = 2100;
+struct ConsoleSettings;
+class Desk;
+class RecorderList;
+class Timers;
 
 // Fetches every 5 seconds while the window is open or the option is on. User interface thread only.
 class EventCenter {
 public:
-    explicit EventCenter(CMainDlg& dlg);
+    EventCenter(Desk& desk, Timers& timers, const ConsoleSettings& settings, const RecorderList& recorders);
     // Stops all fetches; each may take half a second.
     ~EventCenter();
     EventCenter(const EventCenter&) = delete;
@@ -62,7 +63,10 @@ private:
     void Tell(const CNvrEventList& fresh);
     void RefreshWindow();
 
-    CMainDlg& m_dlg;
+    Desk& m_desk;
+    Timers& m_timers;
+    const ConsoleSettings& m_settings;
+    const RecorderList& m_recorders;
     std::map<int, Watched> m_logs;                           // by the recorder's index
     std::vector<std::unique_ptr<CGetNVREventLog>> m_ending;  // told to stop
     EventList m_events;

@@ -2,9 +2,17 @@
 #include <algorithm>
 
 #include "channel/base_camera.h"
-#include "console/main_dlg.h"
+#include "console/camera_list.h"
+#include "console/cell_pool.h"
+#include "console/commands.h"
+#include "console/console_messages.h"
+#include "console/console_settings.h"
+#include "console/desk.h"
+#include "console/event_center.h"
 #include "console/multi_server_list.h"
 #include "console/server_binding.h"
+#include "console/session_events.h"
+#include "console/view_controller.h"
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
 #include "server/recorder_list.h"
@@ -32,8 +40,8 @@ SavedServer ServerBinding::Describe(const CKelvaraInfo& info) const {
 
 std::vector<SavedServer> ServerBinding::DescribeServers() const {
     std::vector<SavedServer> servers;
-    for (int i = 0; i < m_dlg.Recorders().GetServerCount(); ++i) {
-        servers.push_back(Describe(*m_dlg.Recorders().GetServer(i)));
+    for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
+        servers.push_back(Describe(*m_recorders.GetServer(i)));
     }
     return servers;
 }
@@ -45,15 +53,15 @@ bool ServerBinding::IsListed(const SavedServer& saved) const {
 }
 
 CKelvaraInfo* ServerBinding::StartServer(const SavedServer& saved) {
-    if (m_dlg.Recorders().GetServerCount() >= kMaxServers) {
+    if (m_recorders.GetServerCount() >= kMaxServers) {
         return nullptr;
     }
-    CKelvaraInfo* const info = m_dlg.Recorders().GetServer(
-        m_dlg.Recorders().AddServer(saved.address, saved.port, saved.user, saved.password));
+    CKelvaraInfo* const info =
+        m_recorders.GetServer(m_recorders.AddServer(saved.address, saved.port, saved.user, saved.password));
     if (info == nullptr) {
         return nullptr;
     }
-    info->SetNotifyWnd(m_dlg.Handle());
+    info->SetNotifyWnd(m_desk.Handle());
     info->StartGetKelvaraInfo(StartMode::GoOn);
     if (!saved.name.empty()) {
         info->SetServerName(saved.name);
@@ -68,7 +76,7 @@ CKelvaraInfo* ServerBinding::StartServer(const SavedServer& saved) {
 }
 
 void ServerBinding::LoadVSInfo() {
-    const CKelvaraInfo* const first = m_dlg.Recorders().GetServer(0);
+    const CKelvaraInfo* const first = m_recorders.GetServer(0);
     if (first == nullptr) {
         return;
     }
@@ -90,14 +98,14 @@ void ServerBinding::OnAutoLogin(const std::string& user) {
     if (!m_bInitialised) {
         return;
     }
-    const CKelvaraInfo& first = *m_dlg.Recorders().GetServer(0);
+    const CKelvaraInfo& first = *m_recorders.GetServer(0);
     SavedServer owner{{}, first.GetHost(), first.GetPort(), user, {}, 0};
     if (ServerIdentity(owner) == m_strListOwner) {
         m_bStartFurther = m_bFurtherStopped;
         return;
     }
-    while (m_dlg.Recorders().GetServerCount() > 1) {
-        DropServer(m_dlg.Recorders().GetServerCount() - 1);
+    while (m_recorders.GetServerCount() > 1) {
+        DropServer(m_recorders.GetServerCount() - 1);
     }
     m_givenNames.clear();
     m_bListHeld = false;
@@ -106,12 +114,12 @@ void ServerBinding::OnAutoLogin(const std::string& user) {
 
 void ServerBinding::StartStoppedServers() {
     m_bFurtherStopped = false;
-    for (int i = 1; i < m_dlg.Recorders().GetServerCount(); ++i) {
-        CKelvaraInfo* const info = m_dlg.Recorders().GetServer(i);
+    for (int i = 1; i < m_recorders.GetServerCount(); ++i) {
+        CKelvaraInfo* const info = m_recorders.GetServer(i);
         if (!info->IsNoRightReported()) {
             // The start clears what is known of it; the wall keeps its room all the same.
             const int channels = info->GetChannelCount();
-            info->SetNotifyWnd(m_dlg.Handle());
+            info->SetNotifyWnd(m_desk.Handle());
             info->StartGetKelvaraInfo(StartMode::Anew);
             info->SetChannelCount(channels);
         }
@@ -120,15 +128,15 @@ void ServerBinding::StartStoppedServers() {
 
 void ServerBinding::SaveMultiServerInfo() {
     // What was never read, or is another user's, is not replaced by what is listed now.
-    if (!m_bInitialised || m_bLoadFurther || (m_dlg.Recorders().GetServerCount() < 2 && !m_bListHeld)) {
+    if (!m_bInitialised || m_bLoadFurther || (m_recorders.GetServerCount() < 2 && !m_bListHeld)) {
         return;
     }
-    SaveServerList(Registry(), m_dlg.KeyName(), DescribeServers());
+    SaveServerList(Registry(), m_settings.key, DescribeServers());
 }
 
 void ServerBinding::RemoveServersBut(const std::vector<SavedServer>& kept) {
-    for (int i = m_dlg.Recorders().GetServerCount() - 1; i > 0; --i) {
-        const SavedServer server = Describe(*m_dlg.Recorders().GetServer(i));
+    for (int i = m_recorders.GetServerCount() - 1; i > 0; --i) {
+        const SavedServer server = Describe(*m_recorders.GetServer(i));
         const bool bStays = std::any_of(kept.begin(), kept.end(), [&](const SavedServer& other) {
             return IsSameLogin(other, server) && other.password == server.password;
         });
@@ -143,11 +151,11 @@ void ServerBinding::RemoveServersBut(const std::vector<SavedServer>& kept) {
 
 void ServerBinding::DropServer(int server) {
     RemoveCameras(server);
-    m_dlg.Recorders().RemoveServer(server);
+    m_recorders.RemoveServer(server);
 }
 
 void ServerBinding::ChangeServers(const std::vector<SavedServer>& further) {
-    if (!m_bInitialised || !m_dlg.IsLoggedIn() || m_dlg.IsClosing()) {
+    if (!m_bInitialised || !m_desk.IsLoggedIn() || m_desk.IsClosing()) {
         return;
     }
     m_bListHeld = true;
@@ -169,9 +177,9 @@ void ServerBinding::ChangeServers(const std::vector<SavedServer>& further) {
 }
 
 void ServerBinding::ShowChangedCameras() {
-    const ConsoleOptions& options = m_dlg.Options();
-    m_dlg.Cameras().UpdateCameraList(options.bShowNoMonitoringRight, options.bShowNoConfig);
-    ViewController& view = m_dlg.View();
+    const ConsoleOptions& options = m_settings.options;
+    m_cameras.UpdateCameraList(options.bShowNoMonitoringRight, options.bShowNoConfig);
+    ViewController& view = m_view;
     view.UpdateChannelArray();
     view.OnCameraListChanged();
     view.OnSelchangePage();
@@ -182,11 +190,11 @@ void ServerBinding::ShowChangedServers() {
     ShowChangedCameras();
     m_nShownServer = -1;
     OnServerInfo(0);
-    m_dlg.Events().OnServersChanged();
+    m_events.OnServersChanged();
     // What a server told meanwhile may have named its old place.
-    for (int i = 0; i < m_dlg.Recorders().GetServerCount(); ++i) {
-        m_dlg.PostMessage(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERACONN, i);
-        m_dlg.PostMessage(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERASTATUS, i);
+    for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
+        m_commands.AskFor(WM_UPDATEVSINFO_CAMERACONN, i);
+        m_commands.AskFor(WM_UPDATEVSINFO_CAMERASTATUS, i);
     }
 }
 

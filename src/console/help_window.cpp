@@ -3,7 +3,7 @@
 #include <iterator>
 
 #include "console/client_site.h"
-#include "console/host_pages.h"
+#include "console/web_page.h"
 #include "persist/orvo_registry.h"
 
 namespace kvmon {

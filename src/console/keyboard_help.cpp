@@ -12,10 +12,10 @@
 #include "channel/cell_icons.h"
 #include "channel/video_wnd.h"
 #include "console/console_keys.h"
-#include "console/main_dlg.h"
+#include "console/desk.h"
 #include "console/message_box.h"
+#include "console/panel_buttons.h"
 #include "persist/string_table.h"
-#include "skin/xskin_od_button.h"
 
 namespace kvmon {
 
@@ -38,16 +38,15 @@ QString KeyText(int key) {
     return bPad ? QString::fromStdString(LoadString(6234)).arg(text) : text;
 }
 
-QString TextOf(CMainDlg& dlg, const ConsoleKey& row) {
+QString TextOf(const PanelButtons& buttons, const ConsoleKey& row) {
     if (row.text != 0) {
         return QString::fromStdString(LoadString(row.text));
     }
-    const CXSkinODButton* const button = dlg.GetButton(row.command);
-    return button != nullptr ? QString::fromStdString(button->TipText()) : QString();
+    return buttons.TipText(row.command);
 }
 
 // One line a command, with all its keys.
-std::vector<Line> Lines(CMainDlg& dlg) {
+std::vector<Line> Lines(const PanelButtons& buttons) {
     std::vector<Line> lines;
     for (const ConsoleKey& row : ConsoleKeyTable()) {
         const auto known = std::find_if(lines.begin(), lines.end(),
@@ -55,7 +54,7 @@ std::vector<Line> Lines(CMainDlg& dlg) {
         if (known != lines.end()) {
             known->keys += ", " + KeyText(row.key);
         } else {
-            lines.push_back({row.command, KeyText(row.key), TextOf(dlg, row)});
+            lines.push_back({row.command, KeyText(row.key), TextOf(buttons, row)});
         }
     }
     std::erase_if(lines, [](const Line& line) { return line.text.isEmpty(); });
@@ -112,14 +111,14 @@ QLayout* Legend(QWidget* parent) {
 
 }  // namespace
 
-void OpenKeyboardHelp(CMainDlg& dlg) {
+void OpenKeyboardHelp(Desk& desk, const PanelButtons& buttons) {
     static QPointer<QDialog> open;
     if (open) {
         open->raise();
         open->activateWindow();
         return;
     }
-    auto* const window = new QDialog(dlg.Screens().DialogHost());
+    auto* const window = new QDialog(desk.DialogHost());
     window->setProperty(kOutlivesSession, true);
     open = window;
     window->setObjectName(QStringLiteral("keyboardHelp"));
@@ -129,7 +128,7 @@ void OpenKeyboardHelp(CMainDlg& dlg) {
     grid->setContentsMargins(22, 18, 22, 16);
     grid->setVerticalSpacing(5);
     grid->setHorizontalSpacing(12);
-    const std::vector<Line> lines = Lines(dlg);
+    const std::vector<Line> lines = Lines(buttons);
     const int rows = (static_cast<int>(lines.size()) + kColumns - 1) / kColumns;
     for (int i = 0; i < static_cast<int>(lines.size()); ++i) {
         const Line& line = lines[static_cast<std::size_t>(i)];
@@ -143,12 +142,12 @@ void OpenKeyboardHelp(CMainDlg& dlg) {
         grid->addWidget(PlainLabel(line.text, window), i % rows, column + 1);
         grid->setColumnMinimumWidth(column + 2, column + 2 < 3 * kColumns - 1 ? 18 : 0);
     }
-    auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Close, window);
-    QObject::connect(buttons, &QDialogButtonBox::rejected, window, &QDialog::reject);
+    auto* const close = new QDialogButtonBox(QDialogButtonBox::Close, window);
+    QObject::connect(close, &QDialogButtonBox::rejected, window, &QDialog::reject);
     QObject::connect(window, &QDialog::finished, window, [window] { GiveKeyboardBack(*window); });
     grid->setRowMinimumHeight(rows, 6);
     grid->addLayout(Legend(window), rows + 1, 0, 1, 3 * kColumns);
-    grid->addWidget(buttons, rows + 2, 0, 1, 3 * kColumns);
+    grid->addWidget(close, rows + 2, 0, 1, 3 * kColumns);
     window->show();
     window->activateWindow();
 }

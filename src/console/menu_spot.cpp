@@ -1,28 +1,31 @@
 #include "console/menu_spot.h"
 
+#include <QtCore/QRect>
 #include <QtGui/QCursor>
 
 #include "channel/channel_view.h"
 #include "channel/video_wnd.h"
-#include "console/main_dlg.h"
-#include "skin/xskin_od_button.h"
+#include "console/cell_pool.h"
+#include "console/desk.h"
+#include "console/panel_buttons.h"
 
 namespace kvmon {
 
-MenuSpot SpotForMenu(CMainDlg& dlg, int control) {
-    QWidget* const host = dlg.Screens().DialogHost();
-    const QWidget* const button = dlg.GetButton(control);
-    if (host == &dlg && button != nullptr && button->isVisible()) {
-        return {host, button->mapToGlobal(QPoint(0, button->height()))};
+MenuSpot MenuSpots::Find(int control) const {
+    QWidget* const host = m_desk.DialogHost();
+    const QRect button = m_buttons.Place(control);
+    if (host == &m_desk.Window() && !button.isEmpty()) {
+        return {host, QPoint(button.left(), button.top() + button.height()), button.topLeft()};
     }
-    CVideoWnd* const cell = dlg.View().Cells().GetActive();
-    if (cell != nullptr && cell->isVisible() && dlg.Screens().HostOf(*cell) == host) {
+    const auto over = [host](const QPoint& point) { return MenuSpot{host, point, point, false}; };
+    CVideoWnd* const cell = m_cells.GetActive();
+    if (cell != nullptr && cell->isVisible() && m_desk.HostOf(*cell) == host) {
         const CChannelView& view = cell->View();
-        return {host, view.mapToGlobal(view.rect().center()), false};
+        return over(view.mapToGlobal(view.rect().center()));
     }
     const QPoint pointer = QCursor::pos();
     const bool bOver = host->rect().contains(host->mapFromGlobal(pointer));
-    return {host, bOver ? pointer : host->mapToGlobal(host->rect().center()), false};
+    return over(bOver ? pointer : host->mapToGlobal(host->rect().center()));
 }
 
 }  // namespace kvmon

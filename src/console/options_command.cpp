@@ -1,13 +1,21 @@
 #include "console/options_command.h"
 
 #include "channel/base_camera.h"
-#include "channel/video_wnd.h"
-#include "console/main_dlg.h"
+#include "console/camera_list.h"
+#include "console/cell_pool.h"
+#include "console/client_site.h"
+#include "console/console_settings.h"
+#include "console/desk.h"
+#include "console/event_center.h"
 #include "console/message_box.h"
 #include "console/recorder_list_dialog.h"
+#include "console/server_binding.h"
 #include "console/set_lang_dlg.h"
 #include "console/settings_dlg.h"
+#include "console/view_controller.h"
 #include "persist/orvo_registry.h"
+#include "persist/utilities.h"
+#include "skin/window_base.h"
 
 namespace kvmon {
 
@@ -30,24 +38,24 @@ bool OptionsCommand::Raise() const {
 }
 
 void OptionsCommand::OpenSettings() {
-    if (Raise() || !m_dlg.Binding().IsInitialised()) {
+    if (Raise() || !m_binding.IsInitialised()) {
         return;
     }
-    const auto tab = static_cast<int>(Registry().GetProfileInt(m_dlg.KeyName(), kTabEntry, 0));
+    const auto tab = static_cast<int>(Registry().GetProfileInt(m_settings.key, kTabEntry, 0));
     CSettingsDlg::Actions actions;
-    actions.resetOrder = [this] { m_dlg.SendMessage(WM_COMMAND, kCtlOrderReset, 0); };
+    actions.resetOrder = [this] { m_view.ResetDisplayOrder(); };
     actions.openRecorders = [this] {
         if (m_dialog) {
             OpenRecorders(*m_dialog);
         }
     };
-    auto* const dialog = new CSettingsDlg(m_dlg.Options(), tab, IsLowIntegrity(), std::move(actions),
-                                          m_dlg.Screens().DialogHost());
+    auto* const dialog =
+        new CSettingsDlg(m_settings.options, tab, IsLowIntegrity(), std::move(actions), m_desk.DialogHost());
     m_dialog = dialog;
     dialog->setProperty(kOutlivesSession, true);
-    QObject::connect(dialog, &QDialog::finished, &m_dlg, [this, dialog](int result) {
+    QObject::connect(dialog, &QDialog::finished, &m_desk.Window(), [this, dialog](int result) {
         if (dialog->GetTab() >= 0) {
-            Registry().WriteProfileInt(m_dlg.KeyName(), kTabEntry,
+            Registry().WriteProfileInt(m_settings.key, kTabEntry,
                                        static_cast<std::uint32_t>(dialog->GetTab()));
         }
         if (result == QDialog::Accepted) {
@@ -58,43 +66,35 @@ void OptionsCommand::OpenSettings() {
 }
 
 void OptionsCommand::Apply(const ConsoleOptions& wanted) {
-    const ConsoleOptions old = m_dlg.Options();
-    StoreChangedOptions(Registry(), m_dlg.KeyName(), old, wanted);
-    m_dlg.SetOptions(wanted);
+    const ConsoleOptions old = m_settings.options;
+    StoreChangedOptions(Registry(), m_settings.key, old, wanted);
+    m_settings.options = wanted;
     wanted.HandToChannels();
     if (wanted.bEventHighLight != old.bEventHighLight) {
-        ApplyEventHighLight();
+        m_cells.SetEventBlink(wanted.bEventHighLight);
     }
     const bool bOthersShown = wanted.bShowNoMonitoringRight != old.bShowNoMonitoringRight ||
                               wanted.bShowNoConfig != old.bShowNoConfig;
-    if (bOthersShown && m_dlg.IsLoggedIn()) {
-        m_dlg.View().UpdateChannelArray();
-        m_dlg.View().SaveViewState(m_dlg.KeyName());
-        m_dlg.Binding().OnBtnServerLis();
+    if (bOthersShown && m_desk.IsLoggedIn()) {
+        m_view.UpdateChannelArray();
+        m_view.SaveViewState(m_settings.key);
+        m_binding.OnBtnServerLis();
     }
     if (wanted.bShowRecorderName != old.bShowRecorderName) {
-        m_dlg.Binding().NameRecordersInCaptions();
+        m_binding.NameRecordersInCaptions();
     }
     if (wanted.bEnableEventNotify != old.bEnableEventNotify) {
-        m_dlg.Events().OnTimer();
+        m_events.OnTimer();
     }
     if (wanted.bShowBrowserToolbar != old.bShowBrowserToolbar) {
-        m_dlg.Site().ShowBrowserToolbar(wanted.bShowBrowserToolbar);
+        m_site.ShowBrowserToolbar(wanted.bShowBrowserToolbar);
     }
     if (wanted.bStreamFromCamera != old.bStreamFromCamera) {
-        for (int n = 0; n < m_dlg.Cameras().GetCount(); ++n) {
-            const auto camera = m_dlg.Cameras().GetCameraByChannel(n);
+        for (int n = 0; n < m_cameras.GetCount(); ++n) {
+            const auto camera = m_cameras.GetCameraByChannel(n);
             if (camera && camera->CanStreamFromCamera()) {
                 camera->FollowStreamOption();
             }
-        }
-    }
-}
-
-void OptionsCommand::ApplyEventHighLight() {
-    for (int i = 0; i < m_dlg.View().Cells().GetCount(); ++i) {
-        if (CVideoWnd* const cell = m_dlg.View().Cells().Get(i)) {
-            cell->SetEventBlink(m_dlg.Options().bEventHighLight);
         }
     }
 }
@@ -104,13 +104,13 @@ void OptionsCommand::OpenRecorders(QWidget& above) {
         ComeForward(*m_recorders);
         return;
     }
-    if (!m_dlg.Binding().IsInitialised() || !m_dlg.IsLoggedIn()) {
+    if (!m_binding.IsInitialised() || !m_desk.IsLoggedIn()) {
         return;
     }
-    auto* const dialog = new RecorderListDialog(m_dlg.Binding().DescribeServers(), &above);
+    auto* const dialog = new RecorderListDialog(m_binding.DescribeServers(), &above);
     m_recorders = dialog;
-    QObject::connect(dialog, &QDialog::accepted, &m_dlg,
-                     [this, dialog] { m_dlg.Binding().ChangeServers(dialog->GetServers()); });
+    QObject::connect(dialog, &QDialog::accepted, &m_desk.Window(),
+                     [this, dialog] { m_binding.ChangeServers(dialog->GetServers()); });
     OpenDialog(dialog);
 }
 
@@ -125,13 +125,13 @@ void OptionsCommand::OpenLanguages() {
     if (Raise()) {
         return;
     }
-    auto* const dialog = new CSetLangDlg(CSetLangDlg::GetAvailableLanguages(), m_dlg.GetLanguage(),
-                                         m_dlg.Screens().DialogHost());
+    auto* const dialog =
+        new CSetLangDlg(CSetLangDlg::GetAvailableLanguages(), m_settings.language, m_desk.DialogHost());
     m_dialog = dialog;
     dialog->setProperty(kOutlivesSession, true);
-    QObject::connect(dialog, &QDialog::accepted, &m_dlg, [this, dialog] {
+    QObject::connect(dialog, &QDialog::accepted, &m_desk.Window(), [this, dialog] {
         if (const std::uint16_t langid = dialog->GetLanguage()) {
-            m_dlg.Site().NotifyChangeLanguage(langid);
+            m_site.NotifyChangeLanguage(langid);
         }
     });
     OpenDialog(dialog);

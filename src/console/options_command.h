@@ -8,13 +8,29 @@ class QWidget;
 
 namespace kvmon {
 
-class CMainDlg;
+class CameraList;
+class CellPool;
+class ClientSite;
 struct ConsoleOptions;
+struct ConsoleSettings;
+class Desk;
+class EventCenter;
+class ServerBinding;
+class ViewController;
 
 // A dialog that is open already comes to the front. Nothing here waits. User interface thread only.
 class OptionsCommand {
 public:
-    explicit OptionsCommand(CMainDlg& dlg) : m_dlg(dlg) {}
+    OptionsCommand(Desk& desk, ClientSite& site, ConsoleSettings& settings, ServerBinding& binding,
+                   ViewController& view, CellPool& cells, const CameraList& cameras, EventCenter& events)
+        : m_desk(desk),
+          m_site(site),
+          m_settings(settings),
+          m_binding(binding),
+          m_view(view),
+          m_cells(cells),
+          m_cameras(cameras),
+          m_events(events) {}
 
     // Command 1605. There are options only after the first connection.
     void OpenSettings();
@@ -25,14 +41,18 @@ public:
     // Command 1602.
     void OpenLanguages();
 
-    // Lets all windows know whether they flash on events.
-    void ApplyEventHighLight();
-
 private:
     bool Raise() const;
     void Apply(const ConsoleOptions& wanted);
 
-    CMainDlg& m_dlg;
+    Desk& m_desk;
+    ClientSite& m_site;
+    ConsoleSettings& m_settings;
+    ServerBinding& m_binding;
+    ViewController& m_view;
+    CellPool& m_cells;
+    const CameraList& m_cameras;
+    EventCenter& m_events;
     QPointer<QDialog> m_dialog;
     QPointer<QDialog> m_recorders;
 };

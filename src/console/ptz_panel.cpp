@@ -7,8 +7,10 @@
 #include "channel/base_camera.h"
 #include "channel/cam_commands.h"
 #include "channel/video_wnd.h"
-#include "console/main_dlg.h"
-#include "skin/xskin_od_button.h"
+#include "console/active_camera.h"
+#include "console/console_messages.h"
+#include "console/panel_buttons.h"
+#include "console/timers.h"
 
 namespace kvmon {
 
@@ -27,21 +29,17 @@ constexpr int kShortestWaitMs = 16;
 }  // namespace
 
 void PtzPanel::Init() {
-    for (const int id : kHoldButtons) {
-        if (CXSkinODButton* const button = m_dlg.GetButton(id)) {
-            button->SetPressNotify(true, m_dlg.Handle(), kMsgPtzPress);
-        }
-    }
+    m_buttons.TellPresses(kHoldButtons);
 }
 
 void PtzPanel::Refresh() {
-    if (CVideoWnd* const cell = m_dlg.View().Cells().GetActive()) {
+    if (CVideoWnd* const cell = m_active.Cell()) {
         cell->RefreshFeatures();
     }
 }
 
 void PtzPanel::OnPress(int id, bool bPressed) {
-    m_dlg.KillTimer(kTimerHold);  // it was set for the hold before
+    m_timers.KillTimer(kTimerHold);  // it was set for the hold before
     if (!bPressed) {
         m_pacing.Release();
         ForgetPress();
@@ -61,30 +59,30 @@ void PtzPanel::OnClick(int id) {
 
 void PtzPanel::OnMenu(int id) {
     ForgetPress();
-    if (CVideoWnd* const cell = m_dlg.View().Cells().GetActive()) {
+    if (CVideoWnd* const cell = m_active.Cell()) {
         cell->SendToCamera(static_cast<std::uint32_t>(id));
     }
 }
 
 void PtzPanel::OnFinished() {
     const HoldPacing::Step step =
-        m_pacing.OnFinished(IsDown(m_pacing.HeldId()), IsDigitalZoom(), m_clock.TickMs());
+        m_pacing.OnFinished(m_buttons.IsHeld(m_pacing.HeldId()), IsDigitalZoom(), m_clock.TickMs());
     if (step.next == HoldPacing::Next::Send) {
         Send(m_pacing.HeldId());
     } else if (step.next == HoldPacing::Next::Wait) {
-        m_dlg.SetTimer(kTimerHold, std::max(static_cast<int>(step.waitMs), kShortestWaitMs));
+        m_timers.SetTimer(kTimerHold, std::max(static_cast<int>(step.waitMs), kShortestWaitMs));
     }
 }
 
 void PtzPanel::OnHoldTimer() {
-    m_dlg.KillTimer(kTimerHold);
-    if (m_pacing.HeldId() != 0 && IsDown(m_pacing.HeldId())) {
+    m_timers.KillTimer(kTimerHold);
+    if (m_pacing.HeldId() != 0 && m_buttons.IsHeld(m_pacing.HeldId())) {
         Send(m_pacing.HeldId());
     }
 }
 
 void PtzPanel::OnWheel(int delta) {
-    const auto camera = m_dlg.View().Cells().GetActiveCamera();
+    const auto camera = m_active.Camera();
     if (!camera || !camera->IsPtzEnabled() || !camera->GetAbilities().bZoomable) {
         m_wheel.Forget();
         return;
@@ -97,19 +95,14 @@ void PtzPanel::OnWheel(int delta) {
 
 void PtzPanel::Send(int id) {
     m_pacing.NoteSent(m_clock.TickMs());
-    if (CVideoWnd* const cell = m_dlg.View().Cells().GetActive()) {
+    if (CVideoWnd* const cell = m_active.Cell()) {
         cell->OnPtzCommand(static_cast<std::uint32_t>(id));
     }
 }
 
 bool PtzPanel::IsDigitalZoom() const {
-    const auto camera = m_dlg.View().Cells().GetActiveCamera();
+    const auto camera = m_active.Camera();
     return camera && camera->IsDigitalZoom();
-}
-
-bool PtzPanel::IsDown(int id) const {
-    const CXSkinODButton* const button = m_dlg.GetButton(id);
-    return (button != nullptr && button->IsPressed()) || m_dlg.Keys().IsHeld(id);
 }
 
 }  // namespace kvmon

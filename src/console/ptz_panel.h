@@ -7,13 +7,15 @@
 
 namespace kvmon {
 
-class CMainDlg;
-class CVideoWnd;
+class ActiveCamera;
+class PanelButtons;
+class Timers;
 
 // User interface thread only.
 class PtzPanel {
 public:
-    explicit PtzPanel(CMainDlg& dlg, Clock& clock = SystemClock()) : m_dlg(dlg), m_clock(clock) {}
+    PtzPanel(PanelButtons& buttons, Timers& timers, const ActiveCamera& active, Clock& clock = SystemClock())
+        : m_buttons(buttons), m_timers(timers), m_active(active), m_clock(clock) {}
 
     // Makes the buttons that repeat tell of their press. Once, when they exist.
     void Init();
@@ -36,10 +38,11 @@ public:
 private:
     void Send(int id);
     void ForgetPress() { m_pressSent = 0; }
-    bool IsDown(int id) const;
     bool IsDigitalZoom() const;
 
-    CMainDlg& m_dlg;
+    PanelButtons& m_buttons;
+    Timers& m_timers;
+    const ActiveCamera& m_active;
     Clock& m_clock;
     HoldPacing m_pacing;
     WheelNotches m_wheel;

@@ -5,9 +5,13 @@
 #include <QtWidgets/QApplication>
 
 #include "channel/video_wnd.h"
+#include "console/commands.h"
+#include "console/console_controls.h"
 #include "console/console_messages.h"
+#include "console/desk.h"
 #include "console/fs_panel.h"
-#include "console/main_dlg.h"
+#include "console/view_controller.h"
+#include "console/wall_events.h"
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
 #include "persist/string_table.h"
@@ -31,7 +35,9 @@ QScreen* OtherDisplay(const QList<QScreen*>& displays, const QScreen* own) {
     return displays.value(place + 1 < displays.size() ? place + 1 : place - 1);
 }
 
-ScreenController::ScreenController(CMainDlg& dlg) : m_dlg(dlg) {}
+ScreenController::ScreenController(Desk& desk, Commands& commands, WallEvents& events,
+                                   ConsoleControls& controls, ViewController& view)
+    : m_desk(desk), m_commands(commands), m_events(events), m_controls(controls), m_view(view) {}
 
 ScreenController::~ScreenController() = default;
 
@@ -48,7 +54,7 @@ void ScreenController::Init() {
 // The console is behind the panel, so whoever gives it the keyboard means what can be seen. Window managers
 // do so when a dialog above the panel goes.
 void ScreenController::OnFocusWindow(const QWindow* window) {
-    if (!m_fullScreen || window == nullptr || window != m_dlg.window()->windowHandle()) {
+    if (!m_fullScreen || window == nullptr || window != m_desk.Window().window()->windowHandle()) {
         return;
     }
     QMetaObject::invokeMethod(
@@ -66,49 +72,47 @@ void ScreenController::UpdateAvailability(const QScreen* gone) {
     QList<QScreen*> displays = QGuiApplication::screens();
     displays.removeIf([gone](const QScreen* display) { return display == gone; });
     m_bAvailable = displays.size() > 1;
-    m_dlg.Controls().SetShown(kCtlMultiScreens, m_bAvailable);
-    if (m_bAvailable && m_dlg.View().Cells().GetCount() > 0) {
-        m_dlg.View().CreateVideoWnd();  // both displays together show more
-    }
+    m_controls.SetShown(kCtlMultiScreens, m_bAvailable);
+    m_view.SetDisplaysAvailable(m_bAvailable ? 2 : 1);
 }
 
 // The display nearest to the console: the one that has its middle.
 QScreen* ScreenController::OwnDisplay() const {
-    QScreen* const below = QGuiApplication::screenAt(m_dlg.mapToGlobal(m_dlg.rect().center()));
-    return below != nullptr ? below : m_dlg.screen();
+    const QWidget& console = m_desk.Window();
+    QScreen* const below = QGuiApplication::screenAt(console.mapToGlobal(console.rect().center()));
+    return below != nullptr ? below : console.screen();
 }
 
 // --- full screen
 
 void ScreenController::SetFullScreen(bool on, bool bUpdateButton) {
-    ViewController& view = m_dlg.View();
     if (on && !m_fullScreen) {
         m_fullScreen = std::make_unique<CFSPanel>(*OwnDisplay());
-        m_fullScreen->SetTarget(m_dlg, WM_LBUTTONDBLCLK);
-        m_fullScreen->SetResized([this, &view] {
-            view.PlaceCells();
-            m_dlg.PlaceWaitDialog();
+        m_fullScreen->SetTarget(m_desk.Window(), WM_LBUTTONDBLCLK);
+        m_fullScreen->SetResized([this] {
+            m_view.PlaceCells();
+            m_events.OnWallMoved();
         });
-        view.SetFullScreenPanel(m_fullScreen.get());
-        view.ViewStyleChanged(view.GetStyle(), false, false);
+        m_view.SetFullScreenPanel(m_fullScreen.get());
+        m_view.ViewStyleChanged(m_view.GetStyle(), false, false);
         m_fullScreen->ShowOnTop(true);
-        m_dlg.PlaceWaitDialog();
-        MoveDialogs(m_dlg, *m_fullScreen);
+        m_events.OnWallMoved();
+        MoveDialogs(m_desk.Window(), *m_fullScreen);
     } else if (!on && m_fullScreen) {
         auto panel = std::move(m_fullScreen);
-        view.SetFullScreenPanel(nullptr);
-        view.BringHome(*panel);
-        m_dlg.PlaceWaitDialog();
+        m_view.SetFullScreenPanel(nullptr);
+        m_view.BringHome(*panel);
+        m_events.OnWallMoved();
         panel->Dismiss();
         const bool bDialog = Retire(std::move(panel));
-        view.ViewStyleChanged(view.GetStyle(), false, false);
+        m_view.ViewStyleChanged(m_view.GetStyle(), false, false);
         if (!bDialog) {
-            m_dlg.window()->activateWindow();
+            m_desk.Window().window()->activateWindow();
         }
-        m_dlg.update();
+        m_desk.Window().update();
     }
     if (bUpdateButton) {
-        m_dlg.Controls().SetPressed(kCtlFullScreen, on);
+        m_controls.SetPressed(kCtlFullScreen, on);
     }
 }
 
@@ -146,30 +150,29 @@ void ScreenController::OnBtnMultiScreens() {
     } else if (m_bAvailable) {
         ShowSecondDisplay();
     }
-    m_dlg.Controls().SetPressed(kCtlMultiScreens, m_second != nullptr);
+    m_controls.SetPressed(kCtlMultiScreens, m_second != nullptr);
 }
 
 void ScreenController::ShowSecondDisplay() {
-    ViewController& view = m_dlg.View();
-    if (view.GetStyle() == VIEW_STYLE_PIP) {
-        m_dlg.PressButton(kCtlFirstStyle);
+    if (m_view.GetStyle() == VIEW_STYLE_PIP) {
+        m_commands.Press(kCtlFirstStyle);
     }
     QScreen* const display = OtherDisplay(QGuiApplication::screens(), OwnDisplay());
     if (display == nullptr) {
-        m_dlg.ShowMessage(LoadString(kStrNoSecondDisplay), LoadString(kStrError));
+        m_desk.ShowMessage(LoadString(kStrNoSecondDisplay), LoadString(kStrError));
         return;
     }
     m_second = std::make_unique<CFSPanel>(*display);
-    m_second->SetTarget(m_dlg, kMsgSecondPanelClosed);
-    m_second->SetResized([&view] { view.PlaceCells(); });
-    view.SetSecondPanel(m_second.get());
+    m_second->SetTarget(m_desk.Window(), kMsgSecondPanelClosed);
+    m_second->SetResized([this] { m_view.PlaceCells(); });
+    m_view.SetSecondPanel(m_second.get());
     if (m_second) {  // a view of fewer cameras than displays has left it already
         m_second->ShowOnTop(false);
     }
 }
 
 void ScreenController::LeaveSecondDisplay() {
-    m_dlg.View().LeaveMultiDisplay();
+    m_view.LeaveMultiDisplay();
 }
 
 void ScreenController::OnSecondPanelUnused() {
@@ -178,7 +181,7 @@ void ScreenController::OnSecondPanelUnused() {
         panel->Dismiss();
         Retire(std::move(panel));
     }
-    m_dlg.Controls().SetPressed(kCtlMultiScreens, false);
+    m_controls.SetPressed(kCtlMultiScreens, false);
 }
 
 // --- displays come and go
@@ -199,12 +202,10 @@ void ScreenController::OnScreenRemoved(const QScreen* gone) {
 bool ScreenController::Retire(std::unique_ptr<CFSPanel> panel) {
     panel->SetResized({});
     panel->hide();
-    const bool bDialog = MoveDialogs(*panel, m_fullScreen ? static_cast<QWidget&>(*m_fullScreen) : m_dlg);
-    if (m_dlg.SignIn().IsShown()) {
-        m_dlg.SignIn().Update();  // off the panel, with what was typed
-    }
+    const bool bDialog = MoveDialogs(*panel, *Wall());
+    m_events.OnPanelGoes();
     QMetaObject::invokeMethod(
-        &m_dlg, [held = std::shared_ptr<CFSPanel>(std::move(panel))] {}, Qt::QueuedConnection);
+        &m_desk.Window(), [held = std::shared_ptr<CFSPanel>(std::move(panel))] {}, Qt::QueuedConnection);
     return bDialog;
 }
 
@@ -249,15 +250,16 @@ QWidget* ScreenController::DialogHost() const {
 }
 
 QWidget* ScreenController::Wall() const {
-    return m_fullScreen ? static_cast<QWidget*>(m_fullScreen.get()) : &m_dlg;
+    return m_fullScreen ? static_cast<QWidget*>(m_fullScreen.get()) : &m_desk.Window();
 }
 
-QWidget* ScreenController::HostOf(const CVideoWnd& cell) const {
+QWidget* ScreenController::HostOf(const QWidget& cell) const {
     const QWidget* const window = cell.window();
     if (m_second && window == m_second.get()) {
         return m_second.get();
     }
-    return m_fullScreen && window == m_fullScreen.get() ? static_cast<QWidget*>(m_fullScreen.get()) : &m_dlg;
+    return m_fullScreen && window == m_fullScreen.get() ? static_cast<QWidget*>(m_fullScreen.get())
+                                                        : &m_desk.Window();
 }
 
 void ScreenController::BringHere(QWidget& dialog) const {

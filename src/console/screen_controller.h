@@ -13,8 +13,11 @@ class QWidget;
 namespace kvmon {
 
 class CFSPanel;
-class CMainDlg;
-class CVideoWnd;
+class Commands;
+class ConsoleControls;
+class Desk;
+class ViewController;
+class WallEvents;
 
 // The display that the second page goes to: the one behind the console's in the list, or the one before it
 // if that is the last. Null if there is no other, or if the console's is not listed.
@@ -24,7 +27,8 @@ QScreen* OtherDisplay(const QList<QScreen*>& displays, const QScreen* own);
 // back. User interface thread only.
 class ScreenController {
 public:
-    explicit ScreenController(CMainDlg& dlg);
+    ScreenController(Desk& desk, Commands& commands, WallEvents& events, ConsoleControls& controls,
+                     ViewController& view);
     ~ScreenController();
 
     // Once, with the controls there.
@@ -57,7 +61,7 @@ public:
     // Another program's window is about to open: it would stand behind full screen, which ends.
     void MakeRoom() { LeaveFullScreen(); }
     // The same as DialogHost for what belongs to one cell.
-    QWidget* HostOf(const CVideoWnd& cell) const;
+    QWidget* HostOf(const QWidget& cell) const;
     // A dialog that was kept since it was open last comes to where it is seen now. It is hidden then, if it
     // was elsewhere.
     void BringHere(QWidget& dialog) const;
@@ -71,7 +75,11 @@ private:
     void OnFocusWindow(const QWindow* window);
     bool MoveDialogs(const QWidget& from, QWidget& to) const;
 
-    CMainDlg& m_dlg;
+    Desk& m_desk;
+    Commands& m_commands;
+    WallEvents& m_events;
+    ConsoleControls& m_controls;
+    ViewController& m_view;
     std::unique_ptr<CFSPanel> m_fullScreen;
     std::unique_ptr<CFSPanel> m_second;
     bool m_bAvailable = false;

@@ -5,12 +5,24 @@
 
 namespace kvmon {
 
-class CMainDlg;
+class ConsoleControls;
+struct ConsoleSettings;
+class Desk;
+class MenuSpots;
+class Timers;
+class ViewController;
 
 // User interface thread only.
 class SequentialMode {
 public:
-    explicit SequentialMode(CMainDlg& dlg) : m_dlg(dlg) {}
+    SequentialMode(Desk& desk, Timers& timers, const MenuSpots& spots, ConsoleControls& controls,
+                   ViewController& view, const ConsoleSettings& settings)
+        : m_desk(desk),
+          m_timers(timers),
+          m_spots(spots),
+          m_controls(controls),
+          m_view(view),
+          m_settings(settings) {}
 
     bool IsOn() const { return m_bOn; }
     // Milliseconds. A running mode takes it up with its next switch.
@@ -31,7 +43,12 @@ public:
 private:
     void OnIntervalChosen(int seconds);
 
-    CMainDlg& m_dlg;
+    Desk& m_desk;
+    Timers& m_timers;
+    const MenuSpots& m_spots;
+    ConsoleControls& m_controls;
+    ViewController& m_view;
+    const ConsoleSettings& m_settings;
     bool m_bOn = false;
     std::uint32_t m_dwInterval = 5000;
     std::uint32_t m_dwLead = 0;

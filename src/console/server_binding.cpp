@@ -5,9 +5,21 @@
 
 #include "channel/base_camera.h"
 #include "channel/channel_messages.h"
+#include "console/camera_list.h"
+#include "console/cell_pool.h"
+#include "console/commands.h"
+#include "console/console_messages.h"
+#include "console/console_settings.h"
+#include "console/desk.h"
+#include "console/event_center.h"
 #include "console/fill_pattern.h"
-#include "console/main_dlg.h"
 #include "console/multi_server_list.h"
+#include "console/panel_buttons.h"
+#include "console/screen_controller.h"
+#include "console/session_events.h"
+#include "console/site_windows.h"
+#include "console/timers.h"
+#include "console/view_controller.h"
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
 #include "persist/string_table.h"
@@ -32,13 +44,13 @@ std::string ServerBinding::RegFolder(const CKelvaraInfo& info, int server) const
     const std::string name = KeyFromName(info.GetServerName());
     bool bOwnName = !name.empty();
     for (int i = 0; i < server; ++i) {
-        bOwnName = bOwnName && m_dlg.Recorders().GetServer(i)->GetServerName() != info.GetServerName();
+        bOwnName = bOwnName && m_recorders.GetServer(i)->GetServerName() != info.GetServerName();
     }
     return bOwnName ? name : KeyFromName(ServerIdentity(Describe(info)));
 }
 
 void ServerBinding::OnUpdateSvrInfo(std::uint32_t code, int server) {
-    if (!m_dlg.IsLoggedIn()) {
+    if (!m_desk.IsLoggedIn()) {
         return;  // a thread that lingers, or a message that came too late
     }
     switch (code) {
@@ -49,7 +61,7 @@ void ServerBinding::OnUpdateSvrInfo(std::uint32_t code, int server) {
         case SUPPORT_HDCHART:
             Trace("CMainDlg::OnUpdateSvrInfo: SUPPORT_HDCHART...\n");
             if (server == m_nShownServer) {
-                m_dlg.Windows().OnDiskInfo(server);
+                m_windows.OnDiskInfo(server);
             }
             break;
         case WM_UPDATEVSINFO_CAMERASTATUS:
@@ -69,13 +81,13 @@ void ServerBinding::OnUpdateSvrInfo(std::uint32_t code, int server) {
 }
 
 void ServerBinding::OnCapabilities(int server) {
-    const CKelvaraInfo* const info = m_dlg.Recorders().GetServer(server);
+    const CKelvaraInfo* const info = m_recorders.GetServer(server);
     for (int slot = 0; info != nullptr && slot < info->GetCameraCount(); ++slot) {
-        if (const auto camera = GetServerCamera(m_dlg.Recorders(), server, slot)) {
+        if (const auto camera = GetServerCamera(m_recorders, server, slot)) {
             TakeCapabilities(*info, slot, *camera);
         }
     }
-    m_dlg.PostMessage(WM_COMMAND, kCmdRefreshControls, 0);
+    m_commands.RefreshControls();
 }
 
 void ServerBinding::TakeCapabilities(const CKelvaraInfo& info, int slot, CBaseCamera& camera) {
@@ -92,67 +104,65 @@ void ServerBinding::TakeCapabilities(const CKelvaraInfo& info, int slot, CBaseCa
 }
 
 void ServerBinding::OnServerInfo(int server) {
-    const CKelvaraInfo* const first = m_dlg.Recorders().GetServer(0);
-    m_dlg.SetKeyName(first != nullptr ? KeyFromName(first->GetServerName()) : std::string(kLocalKey));
-    if (m_dlg.Recorders().GetServer(server) != nullptr) {
+    const CKelvaraInfo* const first = m_recorders.GetServer(0);
+    m_settings.key = first != nullptr ? KeyFromName(first->GetServerName()) : std::string(kLocalKey);
+    if (m_recorders.GetServer(server) != nullptr) {
         ShowRecorderOfActiveCell();
         NameRecordersInCaptions();
     }
 }
 
 void ServerBinding::ShowRecorderOfActiveCell() {
-    if (!m_dlg.IsLoggedIn() || m_dlg.IsClosing()) {
+    if (!m_desk.IsLoggedIn() || m_desk.IsClosing()) {
         return;
     }
-    const int channel = m_dlg.Cameras().FindChannel(m_dlg.View().Cells().GetActiveCamera().get());
-    const int server = std::max(m_dlg.Cameras().Get(channel).server, 0);
-    const CKelvaraInfo* const info = m_dlg.Recorders().GetServer(server);
+    const int channel = m_cameras.FindChannel(m_cells.GetActiveCamera().get());
+    const int server = std::max(m_cameras.Get(channel).server, 0);
+    const CKelvaraInfo* const info = m_recorders.GetServer(server);
     if (info == nullptr || info->GetServerName().empty()) {
         return;  // it has told nothing yet
     }
-    m_dlg.SetStaticText(kCtlServerName, Describe(*info).name);
-    m_dlg.SetStaticText(kCtlServerModel, info->GetServerNameAndVersion());
+    m_sessionEvents.ShowRecorder(Describe(*info).name, info->GetServerNameAndVersion());
     if (server != m_nShownServer) {
         m_nShownServer = server;
-        m_dlg.PostMessage(WM_UPDATEVSINFO, SUPPORT_HDCHART, server);
+        m_commands.AskFor(SUPPORT_HDCHART, server);
     }
 }
 
 void ServerBinding::NameRecordersInCaptions() {
-    const bool bNamed = m_dlg.Options().bShowRecorderName && m_dlg.Recorders().GetServerCount() > 1;
+    const bool bNamed = m_settings.options.bShowRecorderName && m_recorders.GetServerCount() > 1;
     bool bChanged = false;
-    for (int server = 0; server < m_dlg.Recorders().GetServerCount(); ++server) {
-        const CKelvaraInfo& info = *m_dlg.Recorders().GetServer(server);
+    for (int server = 0; server < m_recorders.GetServerCount(); ++server) {
+        const CKelvaraInfo& info = *m_recorders.GetServer(server);
         const std::string name = bNamed ? Describe(info).name : std::string();
         for (int slot = 0; slot < info.GetCameraCount(); ++slot) {
-            if (const auto camera = GetServerCamera(m_dlg.Recorders(), server, slot)) {
+            if (const auto camera = GetServerCamera(m_recorders, server, slot)) {
                 bChanged = camera->SetRecorderName(name) || bChanged;
             }
         }
     }
     if (bChanged) {
-        m_dlg.View().RepaintCaptions();
+        m_view.RepaintCaptions();
     }
 }
 
 void ServerBinding::OnSessionEnd() {
-    m_dlg.KillTimer(kTimerPendingServers);
+    m_timers.KillTimer(kTimerPendingServers);
     m_nPendingMask = 0;
     m_bFurtherStopped = true;
     m_bStartFurther = m_bLoadFurther = false;
     m_nShownServer = -1;
-    m_dlg.SetDefServerName(m_dlg.Site().GetDefServerName());
-    m_dlg.SetStaticText(kCtlServerModel, {});
+    m_sessionEvents.ForgetRecorder();
 }
 
 void ServerBinding::OnCameraConnection(int server) {
-    const CKelvaraInfo* const info = m_dlg.Recorders().GetServer(server);
+    const CKelvaraInfo* const info = m_recorders.GetServer(server);
     if (info == nullptr || !info->IsRunning()) {
         return;
     }
     CloseRefusal(info);
     if (!m_bInitialised) {
-        m_dlg.LoadSettings();
+        m_sessionEvents.OnFirstAnswer();
         LoadVSInfo();
         m_bInitialised = true;
         OnFirstConnection();
@@ -165,9 +175,9 @@ void ServerBinding::OnCameraConnection(int server) {
         }
         return;
     }
-    m_dlg.ShowWaitDialog(false);
+    m_desk.HideWait();
     UpdateCamera(server);
-    m_dlg.OnLogin();
+    m_sessionEvents.OnLoginChanged();
     if (server == 0 && std::exchange(m_bLoadFurther, false)) {
         LoadVSInfo();
         m_nPendingMask = 0;  // the view stands: they join it as they come
@@ -179,7 +189,7 @@ void ServerBinding::OnCameraConnection(int server) {
 
 void ServerBinding::OnFirstConnection() {
     if (m_nPendingMask != 0) {
-        m_dlg.SetTimer(kTimerPendingServers, kPendingTimeMs);
+        m_timers.SetTimer(kTimerPendingServers, kPendingTimeMs);
     } else {
         // The cameras come before the view, so that a stored single view finds its camera in the combo.
         UpdateCameraTable(0);
@@ -188,27 +198,27 @@ void ServerBinding::OnFirstConnection() {
 }
 
 void ServerBinding::BuildView() {
-    m_dlg.KillTimer(kTimerPendingServers);
-    m_dlg.ShowWaitDialog(false);
-    m_dlg.View().CreateVideoWnd();
-    m_dlg.OptionsDialogs().ApplyEventHighLight();
-    m_dlg.View().UpdateChannelArray();
-    m_dlg.View().LoadViewState(m_dlg.KeyName());
-    m_dlg.Screens().LoadState(m_dlg.KeyName());
-    m_dlg.FocusStyleButton();
+    m_timers.KillTimer(kTimerPendingServers);
+    m_desk.HideWait();
+    m_view.CreateVideoWnd();
+    m_cells.SetEventBlink(m_settings.options.bEventHighLight);
+    m_view.UpdateChannelArray();
+    m_view.LoadViewState(m_settings.key);
+    m_screens.LoadState(m_settings.key);
+    m_buttons.FocusStyle();
     m_nPendingMask = 0;
-    for (int i = 0; i < m_dlg.Recorders().GetServerCount(); ++i) {
+    for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
         CopyStatus(i);
     }
     NameRecordersInCaptions();
-    m_dlg.OnLogin();
-    m_dlg.PostMessage(WM_COMMAND, kCmdRefreshControls, 0);  // no camera may come that would ask for it
+    m_sessionEvents.OnLoginChanged();
+    m_commands.RefreshControls();  // no camera may come that would ask for it
 }
 
 ServerBinding::Changes ServerBinding::UpdateCameraTable(int server) {
     Changes changes;
-    CKelvaraInfo* const info = m_dlg.Recorders().GetServer(server);
-    if (info == nullptr || m_dlg.IsClosing()) {
+    CKelvaraInfo* const info = m_recorders.GetServer(server);
+    if (info == nullptr || m_desk.IsClosing()) {
         return changes;
     }
     const std::vector<CameraSettings> settings = info->GetAllCameraSettings();
@@ -221,7 +231,7 @@ ServerBinding::Changes ServerBinding::UpdateCameraTable(int server) {
     for (int slot = 0; slot < count; ++slot) {
         UpdateCameraSlot(*info, server, slot, settings[static_cast<std::size_t>(slot)], changes);
     }
-    m_dlg.Cameras().UpdateCameraList(m_dlg.Options().bShowNoMonitoringRight, m_dlg.Options().bShowNoConfig);
+    m_cameras.UpdateCameraList(m_settings.options.bShowNoMonitoringRight, m_settings.options.bShowNoConfig);
     // Their threads tell of themselves by the number that the list has given them now.
     for (const auto& camera : changes.started) {
         camera->StartCameraThreads();
@@ -230,24 +240,24 @@ ServerBinding::Changes ServerBinding::UpdateCameraTable(int server) {
 }
 
 void ServerBinding::RemoveCameras(int server) {
-    for (int slot = 0; slot < m_dlg.Recorders().GetServer(server)->GetCameraCount(); ++slot) {
+    for (int slot = 0; slot < m_recorders.GetServer(server)->GetCameraCount(); ++slot) {
         RemoveCamera(server, slot);
     }
-    m_dlg.Recorders().GetServer(server)->SetCameraCount(0);
+    m_recorders.GetServer(server)->SetCameraCount(0);
 }
 
 void ServerBinding::RemoveCamera(int server, int slot) {
-    if (const auto camera = GetServerCamera(m_dlg.Recorders(), server, slot)) {
+    if (const auto camera = GetServerCamera(m_recorders, server, slot)) {
         camera->SaveCameraSettings();
-        m_dlg.View().Cells().Detach(camera.get());
-        m_dlg.Recorders().StopAndRemoveCamera(server, slot);
+        m_cells.Detach(camera.get());
+        m_recorders.StopAndRemoveCamera(server, slot);
     }
 }
 
 void ServerBinding::UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, const CameraSettings& settings,
                                      Changes& changes) {
-    const ConsoleOptions& options = m_dlg.Options();
-    auto camera = GetServerCamera(m_dlg.Recorders(), server, slot);
+    const ConsoleOptions& options = m_settings.options;
+    auto camera = GetServerCamera(m_recorders, server, slot);
     const bool bConfigured = info.GetStatus(slot, kStatusConfigured) != 0;
     if ((settings.m_bMonitorRight == 0 && !options.bShowNoMonitoringRight) ||
         (!bConfigured && !options.bShowNoConfig)) {
@@ -267,7 +277,7 @@ void ServerBinding::UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, c
     if (bNew) {
         camera = CreateCamera(&settings);
         *camera = settings;
-        camera->SetConsoleWnd(m_dlg.Handle());
+        camera->SetConsoleWnd(m_desk.Handle());
         camera->SetRegFolder(RegFolder(info, server));
         camera->LoadCameraSettings();
         if (!info.SetCamera(slot, camera)) {
@@ -290,7 +300,7 @@ void ServerBinding::UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, c
 
 void ServerBinding::UpdateCamera(int server) {
     const Changes changes = UpdateCameraTable(server);
-    ViewController& view = m_dlg.View();
+    ViewController& view = m_view;
     bool bRefresh = false;
     // However a list came about that was not there at the last count: the wall has room for what there is.
     const bool bRecount = changes.count || view.CountShowable() != view.GetShowableCount();
@@ -317,12 +327,12 @@ void ServerBinding::UpdateCamera(int server) {
 }
 
 void ServerBinding::CopyStatus(int server) {
-    const CKelvaraInfo* const info = m_dlg.Recorders().GetServer(server);
+    const CKelvaraInfo* const info = m_recorders.GetServer(server);
     if (info == nullptr) {
         return;
     }
     for (int slot = 0; slot < info->GetCameraCount(); ++slot) {
-        const auto camera = GetServerCamera(m_dlg.Recorders(), server, slot);
+        const auto camera = GetServerCamera(m_recorders, server, slot);
         if (!camera) {
             continue;
         }
@@ -339,8 +349,8 @@ void ServerBinding::CopyStatus(int server) {
 }
 
 void ServerBinding::OnGetVSInfoFailed(std::uint32_t code, int server) {
-    CKelvaraInfo* const info = m_dlg.Recorders().GetServer(server);
-    if (info == nullptr || !m_dlg.IsLoggedIn()) {
+    CKelvaraInfo* const info = m_recorders.GetServer(server);
+    if (info == nullptr || !m_desk.IsLoggedIn()) {
         return;
     }
     info->RaiseErrorCount();
@@ -352,7 +362,7 @@ void ServerBinding::OnGetVSInfoFailed(std::uint32_t code, int server) {
     }
     if (info->GetErrorCount() > kFailuresShown) {
         for (int slot = 0; slot < info->GetCameraCount(); ++slot) {
-            if (const auto camera = GetServerCamera(m_dlg.Recorders(), server, slot)) {
+            if (const auto camera = GetServerCamera(m_recorders, server, slot)) {
                 camera->Picture().SetMainOsdKelvaraString(LoadString(57397));
                 if (camera->ForgetStatus()) {
                     camera->GetVideoWnd().Post(kMsgCaptionRefresh, 0, 0);
@@ -372,18 +382,17 @@ void ServerBinding::OnAuthorizationFailed(CKelvaraInfo& info, int server) {
                            {info.GetHost(), std::to_string(info.GetPort()), name});
     };
     if (server == 0) {
-        m_dlg.ShowWaitDialog(false);
-        for (int i = 0; i < m_dlg.Recorders().GetServerCount(); ++i) {
-            m_dlg.Recorders().GetServer(i)->StopGetKelvaraInfo(StopWait::Brief);
+        m_desk.HideWait();
+        for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
+            m_recorders.GetServer(i)->StopGetKelvaraInfo(StopWait::Brief);
         }
-        m_refusals[&info] = m_dlg.ShowMessage(text(5037), LoadString(5027));
-        m_dlg.SignIn().OnRefused();
-        m_dlg.OnBtnLogout();
+        m_refusals[&info] = m_desk.ShowMessage(text(5037), LoadString(5027));
+        m_sessionEvents.OnRefused();
         return;
     }
     // Its channels would ask for their streams with the refused login for ever.
     RemoveCameras(server);
-    m_refusals[&info] = m_dlg.ShowMessage(text(5036), LoadString(5026));
+    m_refusals[&info] = m_desk.ShowMessage(text(5036), LoadString(5026));
     ShowChangedCameras();
 }
 
@@ -400,11 +409,11 @@ void ServerBinding::CloseRefusal(const CKelvaraInfo* info) {
 }
 
 void ServerBinding::OnBtnServerLis() {
-    if (!m_dlg.IsLoggedIn()) {
+    if (!m_desk.IsLoggedIn()) {
         return;
     }
-    for (int i = 0; i < m_dlg.Recorders().GetServerCount(); ++i) {
-        CKelvaraInfo* const pGetVSInfo = m_dlg.Recorders().GetServer(i);
+    for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
+        CKelvaraInfo* const pGetVSInfo = m_recorders.GetServer(i);
         if (pGetVSInfo->IsNoRightReported()) {
             continue;  // stopped until its entry or its password changes
         }
@@ -412,18 +421,18 @@ void ServerBinding::OnBtnServerLis() {
             pGetVSInfo->SetIdx(i);
         }
         Trace("CMainDlg::OnBtnServerLis: pGetVSInfo->GetIdx() = %d\n", pGetVSInfo->GetIdx());
-        pGetVSInfo->SetNotifyWnd(m_dlg.Handle());
+        pGetVSInfo->SetNotifyWnd(m_desk.Handle());
         pGetVSInfo->StartGetKelvaraInfo(StartMode::GoOn);
-        m_dlg.PostMessage(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERACONN, i);
-        m_dlg.PostMessage(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERASTATUS, i);
+        m_commands.AskFor(WM_UPDATEVSINFO_CAMERACONN, i);
+        m_commands.AskFor(WM_UPDATEVSINFO_CAMERASTATUS, i);
     }
 }
 
 void ServerBinding::SaveCameraSettings() {
     const COrvoRegistry::Batch together(Registry());
-    for (int server = 0; server < m_dlg.Recorders().GetServerCount(); ++server) {
-        for (int slot = 0; slot < m_dlg.Recorders().GetServer(server)->GetCameraCount(); ++slot) {
-            if (const auto camera = GetServerCamera(m_dlg.Recorders(), server, slot)) {
+    for (int server = 0; server < m_recorders.GetServerCount(); ++server) {
+        for (int slot = 0; slot < m_recorders.GetServer(server)->GetCameraCount(); ++slot) {
+            if (const auto camera = GetServerCamera(m_recorders, server, slot)) {
                 camera->SaveCameraSettings();
             }
         }

@@ -15,12 +15,40 @@
 namespace kvmon {
 
 class CBaseCamera;
-class CMainDlg;
+class CKelvaraInfo;
+class CameraList;
 struct CameraSettings;
+class CellPool;
+class Commands;
+struct ConsoleSettings;
+class Desk;
+class EventCenter;
+class PanelButtons;
+class ScreenController;
+class SessionEvents;
+class SiteWindows;
+class Timers;
+class ViewController;
 
 class ServerBinding final : public RecorderListener {
 public:
-    explicit ServerBinding(CMainDlg& dlg) : m_dlg(dlg) {}
+    ServerBinding(Desk& desk, Timers& timers, Commands& commands, PanelButtons& buttons,
+                  SessionEvents& sessionEvents, ConsoleSettings& settings, ViewController& view,
+                  ScreenController& screens, CellPool& cells, CameraList& cameras, SiteWindows& windows,
+                  EventCenter& events, RecorderList& recorders)
+        : m_desk(desk),
+          m_timers(timers),
+          m_commands(commands),
+          m_buttons(buttons),
+          m_sessionEvents(sessionEvents),
+          m_settings(settings),
+          m_view(view),
+          m_screens(screens),
+          m_cells(cells),
+          m_cameras(cameras),
+          m_windows(windows),
+          m_events(events),
+          m_recorders(recorders) {}
 
     // Message 11323. Codes outside 1 to 5 are ignored.
     void OnUpdateSvrInfo(std::uint32_t code, int server);
@@ -92,7 +120,19 @@ private:
     void RemoveCameras(int server);
     void RemoveCamera(int server, int slot);
 
-    CMainDlg& m_dlg;
+    Desk& m_desk;
+    Timers& m_timers;
+    Commands& m_commands;
+    PanelButtons& m_buttons;
+    SessionEvents& m_sessionEvents;
+    ConsoleSettings& m_settings;
+    ViewController& m_view;
+    ScreenController& m_screens;
+    CellPool& m_cells;
+    CameraList& m_cameras;
+    SiteWindows& m_windows;
+    EventCenter& m_events;
+    RecorderList& m_recorders;
     int m_nShownServer = -1;
     bool m_bInitialised = false;
     bool m_bFurtherStopped = false;

@@ -1,6 +1,7 @@
 #include "console/server_clock.h"
 
-#include "console/main_dlg.h"
+#include "console/console_settings.h"
+#include "console/desk.h"
 #include "platform/clock.h"
 #include "server/recorder_list.h"
 
@@ -35,12 +36,12 @@ void ServerClock::OnRecorderRemoved(const CKelvaraInfo& server) {
 }
 
 void ServerClock::OnTick() {
-    if (!m_dlg.IsLoggedIn() || !m_dlg.Options().bShowSnapshotTimeStamp) {
+    if (!m_desk.IsLoggedIn() || !m_settings.options.bShowSnapshotTimeStamp) {
         return;
     }
     const std::uint64_t now = SystemClock().TickMs();
-    for (int i = 0; i < m_dlg.Recorders().GetServerCount(); ++i) {
-        const CKelvaraInfo* const server = m_dlg.Recorders().GetServer(i);
+    for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
+        const CKelvaraInfo* const server = m_recorders.GetServer(i);
         if (!server->IsConnected()) {
             continue;
         }

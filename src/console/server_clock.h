@@ -11,13 +11,16 @@
 
 namespace kvmon {
 
-class CMainDlg;
+class CKelvaraInfo;
+struct ConsoleSettings;
+class Desk;
 
 // Asks each connected recorder for its time, but only while the stamp is switched on: recorders without it
 // get no such request. User interface thread only; the asking has threads of its own.
 class ServerClock final : public RecorderListener {
 public:
-    explicit ServerClock(CMainDlg& dlg) : m_dlg(dlg) {}
+    ServerClock(const Desk& desk, const ConsoleSettings& settings, const RecorderList& recorders)
+        : m_desk(desk), m_settings(settings), m_recorders(recorders) {}
     ~ServerClock();
 
     // Once a second.
@@ -30,7 +33,9 @@ private:
         Worker thread;
     };
 
-    CMainDlg& m_dlg;
+    const Desk& m_desk;
+    const ConsoleSettings& m_settings;
+    const RecorderList& m_recorders;
     std::map<const CKelvaraInfo*, Reading> m_readings;
     std::vector<Worker> m_ending;  // that ask a recorder which is gone
 };

@@ -1,9 +1,13 @@
 #include "console/sign_in_desk.h"
 
-#include "console/main_dlg.h"
+#include "console/client_site.h"
+#include "console/console_settings.h"
+#include "console/desk.h"
 #include "console/set_lang_dlg.h"
+#include "console/view_controller.h"
 #include "persist/string_table.h"
 #include "server/recorder_list.h"
+#include "skin/window_base.h"
 
 namespace kvmon {
 
@@ -18,15 +22,15 @@ SignInDesk::~SignInDesk() {
 }
 
 void SignInDesk::Update() {
-    SignInMemory* const memory = m_dlg.Site().SignIn();
-    if (memory == nullptr || m_dlg.IsClosing() || m_dlg.IsLoggedIn()) {
+    SignInMemory* const memory = m_site.SignIn();
+    if (memory == nullptr || m_desk.IsClosing() || m_desk.IsLoggedIn()) {
         Remove();
         return;
     }
-    if (!m_card && m_dlg.IsWaitDialogShown()) {
+    if (!m_card && m_desk.IsWaitShown()) {
         return;  // the last session is not at its end
     }
-    QWidget* const host = m_dlg.Screens().DialogHost();
+    QWidget* const host = m_desk.DialogHost();
     if (m_card && m_card->parentWidget() == host) {
         Place(*host);
         return;
@@ -34,7 +38,7 @@ void SignInDesk::Update() {
     if (m_card) {
         m_card->setParent(host);
     } else {
-        m_card = new SignInCard(memory->Load(), CSetLangDlg::GetAvailableLanguages(), m_dlg.GetLanguage(),
+        m_card = new SignInCard(memory->Load(), CSetLangDlg::GetAvailableLanguages(), m_settings.language,
                                 *this, host);
         m_card->Say(m_words);
         m_words.clear();
@@ -45,9 +49,7 @@ void SignInDesk::Update() {
 }
 
 void SignInDesk::Place(QWidget& host) {
-    const PixelRect& wall = m_dlg.View().GetViewRectangle();
-    const QRect place =
-        &host == &m_dlg ? QRect(wall.left, wall.top, wall.Width(), wall.Height()) : host.rect();
+    const QRect place = m_view.WallIn(host);
     if (m_card->geometry() != place) {
         m_card->setGeometry(place);
     }
@@ -58,7 +60,7 @@ void SignInDesk::Remove() {
     if (!m_card) {
         return;
     }
-    if (SignInMemory* const memory = m_dlg.Site().SignIn()) {
+    if (SignInMemory* const memory = m_site.SignIn()) {
         memory->KeepDraft(m_card->GetEntry());
     }
     // It may be the card that this comes from.
@@ -76,8 +78,8 @@ bool SignInDesk::Focus() {
 }
 
 void SignInDesk::OnSessionBegins(const std::string& user) {
-    SignInMemory* const memory = m_dlg.Site().SignIn();
-    const CKelvaraInfo* const first = m_dlg.Recorders().GetServer(0);
+    SignInMemory* const memory = m_site.SignIn();
+    const CKelvaraInfo* const first = m_recorders.GetServer(0);
     if (memory == nullptr || first == nullptr) {
         return;
     }
@@ -95,20 +97,20 @@ void SignInDesk::OnRefused() {
 }
 
 void SignInDesk::OnSignIn(const SignInEntry& entry) {
-    CKelvaraInfo* const first = m_dlg.Recorders().GetServer(0);
-    SignInMemory* const memory = m_dlg.Site().SignIn();
+    CKelvaraInfo* const first = m_recorders.GetServer(0);
+    SignInMemory* const memory = m_site.SignIn();
     if (first == nullptr || memory == nullptr) {
         return;
     }
     memory->OnSignedIn(entry);
     first->SetConnectInfo(0, entry.address, entry.port, {}, {});
-    m_dlg.AutoLogin(entry.user, entry.password);
-    m_dlg.setFocus();
+    m_login.LogIn(entry.user, entry.password);
+    m_desk.Window().setFocus();
 }
 
 void SignInDesk::OnSignInLanguage(std::uint16_t langid) {
-    if (langid != m_dlg.GetLanguage()) {
-        m_dlg.Site().NotifyChangeLanguage(langid);
+    if (langid != m_settings.language) {
+        m_site.NotifyChangeLanguage(langid);
     }
 }
 

@@ -8,12 +8,30 @@
 
 namespace kvmon {
 
-class CMainDlg;
+class ClientSite;
+struct ConsoleSettings;
+class Desk;
+class RecorderList;
+class ViewController;
+
+// Who begins a session when a user signs in.
+class SessionLogin {
+public:
+    virtual ~SessionLogin() = default;
+    virtual void LogIn(const std::string& user, const std::string& password) = 0;
+};
 
 // User interface thread only.
 class SignInDesk final : private SignInListener {
 public:
-    explicit SignInDesk(CMainDlg& dlg) : m_dlg(dlg) {}
+    SignInDesk(Desk& desk, ClientSite& site, const ViewController& view, const ConsoleSettings& settings,
+               SessionLogin& login, const RecorderList& recorders)
+        : m_desk(desk),
+          m_site(site),
+          m_view(view),
+          m_settings(settings),
+          m_login(login),
+          m_recorders(recorders) {}
     ~SignInDesk() override;
 
     // Shows the card in place of the wall, or takes it away, as it is called for now.
@@ -34,7 +52,12 @@ private:
     void Place(QWidget& host);
     void Remove();
 
-    CMainDlg& m_dlg;
+    Desk& m_desk;
+    ClientSite& m_site;
+    const ViewController& m_view;
+    const ConsoleSettings& m_settings;
+    SessionLogin& m_login;
+    const RecorderList& m_recorders;
     QPointer<SignInCard> m_card;  // goes with the panel that it stands on
     std::string m_words;          // for the next card
 };

@@ -1,8 +1,9 @@
 #include "console/site_windows.h"
 
+#include "console/client_site.h"
+#include "console/desk.h"
 #include "console/disk_status_dlg.h"
 #include "console/emap_dlg.h"
-#include "console/main_dlg.h"
 #include "server/recorder_list.h"
 
 namespace kvmon {
@@ -17,8 +18,6 @@ DiskInfo DiskOf(const CKelvaraInfo& info) {
 }
 
 }  // namespace
-
-SiteWindows::SiteWindows(CMainDlg& dlg) : m_dlg(dlg) {}
 
 SiteWindows::~SiteWindows() = default;
 
@@ -36,14 +35,14 @@ void SiteWindows::OpenEMap(const std::string& user, const std::string& password)
         m_emap->activateWindow();
         return;
     }
-    const EMapSource source{m_dlg.Site().GetServerIP(), m_dlg.Site().GetServerPort(), user, password};
-    m_emap = new CEMapDlg(m_dlg.Screens().DialogHost(), source);
+    const EMapSource source{m_site.GetServerIP(), m_site.GetServerPort(), user, password};
+    m_emap = new CEMapDlg(m_desk.DialogHost(), source);
     m_emap->Open();
 }
 
 void SiteWindows::OpenEMap() {
-    const CKelvaraInfo* const first = m_dlg.Recorders().GetServer(0);
-    if (first != nullptr && m_dlg.IsLoggedIn()) {
+    const CKelvaraInfo* const first = m_recorders.GetServer(0);
+    if (first != nullptr && m_desk.IsLoggedIn()) {
         OpenEMap(first->GetUser(), first->GetPassword());
     }
 }
@@ -59,11 +58,11 @@ void SiteWindows::Close() {
 }
 
 void SiteWindows::OpenDiskStatus() {
-    if (!m_dlg.IsLoggedIn()) {
+    if (!m_desk.IsLoggedIn()) {
         return;
     }
     if (!m_disk) {
-        m_disk = new CDiskStatusDlg(m_dlg.Screens().DialogHost());
+        m_disk = new CDiskStatusDlg(m_desk.DialogHost());
         m_disk->move(m_disk->parentWidget()->window()->frameGeometry().center() - m_disk->rect().center());
     }
     OnDiskInfo(m_nDiskServer);
@@ -74,7 +73,7 @@ void SiteWindows::OpenDiskStatus() {
 
 void SiteWindows::OnDiskInfo(int server) {
     m_nDiskServer = server;
-    const CKelvaraInfo* const info = m_dlg.Recorders().GetServer(server);
+    const CKelvaraInfo* const info = m_recorders.GetServer(server);
     if (m_disk && info != nullptr) {
         m_disk->ShowDisk(DiskOf(*info));
     }

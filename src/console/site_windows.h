@@ -8,7 +8,9 @@ namespace kvmon {
 
 class CDiskStatusDlg;
 class CEMapDlg;
-class CMainDlg;
+class ClientSite;
+class Desk;
+class RecorderList;
 
 // Commands of the console's menu, each also the number of its text.
 inline constexpr int kCmdEvents = 6600;
@@ -18,7 +20,8 @@ inline constexpr int kCmdDiskStatus = 6602;
 // User interface thread only.
 class SiteWindows {
 public:
-    explicit SiteWindows(CMainDlg& dlg);
+    SiteWindows(Desk& desk, ClientSite& site, const RecorderList& recorders)
+        : m_desk(desk), m_site(site), m_recorders(recorders) {}
     ~SiteWindows();
 
     // The first recorder's map, for this user. One window at a time.
@@ -36,7 +39,9 @@ public:
     CDiskStatusDlg* DiskStatus() const;
 
 private:
-    CMainDlg& m_dlg;
+    Desk& m_desk;
+    ClientSite& m_site;
+    const RecorderList& m_recorders;
     int m_nDiskServer = 0;
     QPointer<CEMapDlg> m_emap;
     QPointer<CDiskStatusDlg> m_disk;

@@ -7,7 +7,9 @@
 #include "channel/base_camera.h"
 #include "channel/channel_view.h"
 #include "channel/video_wnd.h"
-#include "console/main_dlg.h"
+#include "console/active_camera.h"
+#include "console/console_settings.h"
+#include "console/desk.h"
 #include "console/message_box.h"
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
@@ -44,13 +46,12 @@ void SnapshotCommand::Take(bool bLowIntegrity) {
 }
 
 void SnapshotCommand::ShowNotice() {
-    auto* const box =
-        new QMessageBox(QMessageBox::Information, QString::fromStdString(LoadString(kStrWarning)),
-                        MarkupOf(LoadString(kStrNotice)), QMessageBox::Ok | QMessageBox::Cancel,
-                        m_dlg.Screens().DialogHost());
+    auto* const box = new QMessageBox(
+        QMessageBox::Information, QString::fromStdString(LoadString(kStrWarning)),
+        MarkupOf(LoadString(kStrNotice)), QMessageBox::Ok | QMessageBox::Cancel, m_desk.DialogHost());
     auto* const check = new QCheckBox(QString::fromStdString(LoadString(kStrDoNotShowAgain)), box);
     box->setCheckBox(check);
-    QObject::connect(box, &QDialog::finished, &m_dlg, [this, box, check] {
+    QObject::connect(box, &QDialog::finished, &m_desk.Window(), [this, box, check] {
         Registry().WriteProfileInt({}, kNoticeFlag, check->isChecked() ? 1 : 0);
         if (box->standardButton(box->clickedButton()) == QMessageBox::Ok) {
             TakeActive(true);
@@ -60,22 +61,21 @@ void SnapshotCommand::ShowNotice() {
 }
 
 void SnapshotCommand::TakeActive(bool bLowIntegrity) {
-    const auto camera = m_dlg.View().Cells().GetActiveCamera();
+    const auto camera = m_active.Camera();
     if (!camera) {
         return;
     }
-    const int channel = m_dlg.Cameras().FindChannel(camera.get());
-    const CKelvaraInfo* const server = m_dlg.Recorders().GetServer(m_dlg.Cameras().Get(channel).server);
+    const CKelvaraInfo* const server = m_active.Server();
     if (server == nullptr) {
         return;
     }
     // Picture, stamp, name and date are those of the click, however long a dialog asks.
-    const ConsoleOptions& options = m_dlg.Options();
-    const Time now = m_dlg.GetClock().Now();
+    const ConsoleOptions& options = m_settings.options;
+    const Time now = m_clock.Now();
     const std::string stamp =
         options.bShowSnapshotTimeStamp ? GetSnapshotTimeStamp(*camera, *server, now) : std::string();
-    CVideoWnd* const cell = m_dlg.View().Cells().FindByCamera(camera.get());
-    auto picture = cell != nullptr ? cell->View().TakeSnapshot(stamp) : std::nullopt;
+    CVideoWnd* const cell = m_active.Cell();
+    auto picture = !cell->isHidden() ? cell->View().TakeSnapshot(stamp) : std::nullopt;
     if (!picture) {
         m_writer.TellFailure({SnapshotStep::Picture, 0}, bLowIntegrity);
         return;
@@ -113,18 +113,18 @@ std::string SnapshotCommand::GetSnapshotTimeStamp(const CBaseCamera& camera, con
 }
 
 void SnapshotCommand::AskAndSave(const SnapshotOrder& order) {
-    auto* const dialog =
-        new QFileDialog(m_dlg.Screens().DialogHost(), QString::fromStdString(LoadString(2614)),
-                        QString::fromStdString(order.path),
-                        order.bJpeg ? QStringLiteral("JPEG(*.jpg)") : QStringLiteral("Bitmap files(*.bmp)"));
+    auto* const dialog = new QFileDialog(
+        m_desk.DialogHost(), QString::fromStdString(LoadString(2614)), QString::fromStdString(order.path),
+        order.bJpeg ? QStringLiteral("JPEG(*.jpg)") : QStringLiteral("Bitmap files(*.bmp)"));
     dialog->setAcceptMode(QFileDialog::AcceptSave);
     dialog->setDefaultSuffix(order.bJpeg ? QStringLiteral("jpg") : QStringLiteral("bmp"));
     dialog->selectFile(QString::fromStdString(order.path));
-    QObject::connect(dialog, &QFileDialog::fileSelected, &m_dlg, [this, order](const QString& file) {
-        SnapshotOrder chosen = order;
-        chosen.path = file.toStdString();
-        m_writer.Write(chosen);
-    });
+    QObject::connect(dialog, &QFileDialog::fileSelected, &m_desk.Window(),
+                     [this, order](const QString& file) {
+                         SnapshotOrder chosen = order;
+                         chosen.path = file.toStdString();
+                         m_writer.Write(chosen);
+                     });
     OpenDialog(dialog);
 }
 

@@ -10,14 +10,18 @@
 
 namespace kvmon {
 
+class ActiveCamera;
 class CBaseCamera;
 class CKelvaraInfo;
-class CMainDlg;
+class Clock;
+struct ConsoleSettings;
+class Desk;
 
 // Command 1750. Its dialogs wait for nobody. User interface thread only.
 class SnapshotCommand {
 public:
-    explicit SnapshotCommand(CMainDlg& dlg) : m_dlg(dlg), m_writer(dlg) {}
+    SnapshotCommand(Desk& desk, const ActiveCamera& active, const ConsoleSettings& settings, Clock& clock)
+        : m_desk(desk), m_active(active), m_settings(settings), m_clock(clock), m_writer(desk) {}
 
     // A process of low integrity saves to its own folder and opens the file for the user to store it.
     void Take(bool bLowIntegrity = IsLowIntegrity());
@@ -31,7 +35,10 @@ private:
     std::string GetSnapshotTimeStamp(const CBaseCamera& camera, const CKelvaraInfo& server, Time now) const;
     void AskAndSave(const SnapshotOrder& order);
 
-    CMainDlg& m_dlg;
+    Desk& m_desk;
+    const ActiveCamera& m_active;
+    const ConsoleSettings& m_settings;
+    Clock& m_clock;
     SnapshotNames m_names;
     SnapshotWriter m_writer;
 };

@@ -4,8 +4,8 @@
 #include <QtGui/QDesktopServices>
 #include <algorithm>
 
+#include "console/desk.h"
 #include "console/fill_pattern.h"
-#include "console/main_dlg.h"
 #include "persist/string_table.h"
 
 namespace kvmon {
@@ -57,7 +57,7 @@ void SnapshotWriter::OnDone(std::size_t nSlot) {
     if (job->failure) {
         TellFailure(job->failure, job->order.bOpenAfter);
     } else if (job->order.bOpenAfter) {
-        m_dlg.Screens().MakeRoom();
+        m_desk.MakeRoom();
         QDesktopServices::openUrl(QUrl::fromLocalFile(QString::fromStdString(job->order.path)));
     }
 }
@@ -65,9 +65,9 @@ void SnapshotWriter::OnDone(std::size_t nSlot) {
 void SnapshotWriter::TellFailure(const SnapshotFailure& failure, bool bOpenAfter) {
     // A file of the program's own choice has always failed without a number.
     const SnapshotFailure told = bOpenAfter ? SnapshotFailure{} : failure;
-    m_dlg.ShowMessage(FillPattern(LoadString(kStrFailed),
-                                  {std::to_string(static_cast<int>(told.step)), std::to_string(told.nError)}),
-                      LoadString(kStrError));
+    m_desk.ShowMessage(FillPattern(LoadString(kStrFailed), {std::to_string(static_cast<int>(told.step)),
+                                                            std::to_string(told.nError)}),
+                       LoadString(kStrError));
 }
 
 LParam SnapshotWriter::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) {

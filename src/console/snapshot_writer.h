@@ -12,7 +12,7 @@
 
 namespace kvmon {
 
-class CMainDlg;
+class Desk;
 
 // A picture with all that its file is to tell of the moment it was taken.
 struct SnapshotOrder {
@@ -26,7 +26,7 @@ struct SnapshotOrder {
 // User interface thread only, but for its threads. What fails is told of in a box.
 class SnapshotWriter : public WindowBase {
 public:
-    explicit SnapshotWriter(CMainDlg& dlg) : m_dlg(dlg) {}
+    explicit SnapshotWriter(Desk& desk) : m_desk(desk) {}
     // Gives files that are being written the time to be whole.
     ~SnapshotWriter() override;
 
@@ -49,7 +49,7 @@ private:
 
     void OnDone(std::size_t nSlot);
 
-    CMainDlg& m_dlg;
+    Desk& m_desk;
     std::array<Slot, 4> m_slots;
 };
 

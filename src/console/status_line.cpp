@@ -5,8 +5,12 @@
 
 #include "channel/base_camera.h"
 #include "channel/video_wnd.h"
+#include "console/camera_list.h"
+#include "console/cell_pool.h"
+#include "console/desk.h"
 #include "console/fill_pattern.h"
-#include "console/main_dlg.h"
+#include "console/sign_in_desk.h"
+#include "console/view_controller.h"
 #include "persist/string_table.h"
 #include "platform/clock.h"
 #include "server/recorder_list.h"
@@ -128,13 +132,20 @@ std::string StatusText(const std::vector<LinkReport>& links, int live, int shown
     return text;
 }
 
-StatusLine::StatusLine(CMainDlg& dlg) : QLabel(&dlg), m_dlg(dlg) {
+StatusLine::StatusLine(Desk& desk, const CellPool& cells, const CameraList& cameras,
+                       const ViewController& view, const SignInDesk& signIn, const RecorderList& recorders)
+    : QLabel(&desk.Window()),
+      m_desk(desk),
+      m_cells(cells),
+      m_cameras(cameras),
+      m_view(view),
+      m_signIn(signIn),
+      m_recorders(recorders) {
     setObjectName(QStringLiteral("statusLine"));
     setTextFormat(Qt::PlainText);
     QFont small = font();
     small.setPixelSize(kTextHeight);
     setFont(small);
-    OnTick();
 }
 
 void StatusLine::OnFailure(const CKelvaraInfo* server) {
@@ -154,7 +165,7 @@ LinkReport StatusLine::Report(const CKelvaraInfo& server) {
     }
     if (server.IsNoRightReported()) {
         report.state = LinkState::kRefused;
-    } else if (!m_dlg.IsLoggedIn() || !server.IsRunning()) {
+    } else if (!m_desk.IsLoggedIn() || !server.IsRunning()) {
         link = Link();
     } else if (server.IsConnected()) {
         report.state = LinkState::kConnected;
@@ -178,9 +189,8 @@ void StatusLine::OnRecorderRemoved(const CKelvaraInfo& server) {
 }
 
 void StatusLine::CountChannels(int* live, int* shown) {
-    CellPool& cells = m_dlg.View().Cells();
-    for (int n = 0; n < cells.GetCount(); ++n) {
-        const CVideoWnd* const window = cells.Get(n);
+    for (int n = 0; n < m_cells.GetCount(); ++n) {
+        const CVideoWnd* const window = m_cells.Get(n);
         const auto camera = window != nullptr && !window->isHidden() ? window->GetCamera() : nullptr;
         if (camera && camera->IsCameraUsable()) {
             *shown += 1;
@@ -191,8 +201,8 @@ void StatusLine::CountChannels(int* live, int* shown) {
 
 int StatusLine::CountUsable() const {
     int count = 0;
-    for (int n = 0; n < m_dlg.Cameras().GetCount(); ++n) {
-        const auto camera = m_dlg.Cameras().GetCameraByChannel(n);
+    for (int n = 0; n < m_cameras.GetCount(); ++n) {
+        const auto camera = m_cameras.GetCameraByChannel(n);
         count += camera && camera->IsCameraUsable() ? 1 : 0;
     }
     return count;
@@ -200,7 +210,7 @@ int StatusLine::CountUsable() const {
 
 // What to say where no camera can be shown.
 std::string StatusLine::NoticeText(const std::vector<LinkReport>& links) const {
-    if (m_dlg.Cameras().GetCount() > 0 || m_dlg.IsWaitDialogShown()) {
+    if (m_cameras.GetCount() > 0 || m_desk.IsWaitShown()) {
         return {};
     }
     const LinkReport worst = WorstLink(links).value_or(LinkReport());
@@ -210,24 +220,21 @@ std::string StatusLine::NoticeText(const std::vector<LinkReport>& links) const {
     if (worst.state != LinkState::kConnected) {
         return LinkText(worst);
     }
-    const bool bEmpty = links.size() == 1 && m_dlg.Recorders().GetServer(0)->GetChannelCount() == 0;
+    const bool bEmpty = links.size() == 1 && m_recorders.GetServer(0)->GetChannelCount() == 0;
     return bEmpty ? FillPattern(LoadString(kStrNoChannels), {worst.name}) : LoadString(kStrNothingToShow);
 }
 
 void StatusLine::ShowNotice(const std::string& text) {
-    ViewController& view = m_dlg.View();
-    QWidget* const host = m_dlg.Screens().DialogHost();
-    const PixelRect& wall = view.GetViewRectangle();
-    m_notice.Show(m_dlg.SignIn().IsShown() ? std::string() : text, host,
-                  host == &m_dlg ? QRect(wall.left, wall.top, wall.Width(), wall.Height()) : host->rect());
-    QWidget* const second = view.SecondPanel();
+    QWidget* const host = m_desk.DialogHost();
+    m_notice.Show(m_signIn.IsShown() ? std::string() : text, host, m_view.WallIn(*host));
+    QWidget* const second = m_view.SecondPanel();
     m_secondNotice.Show(text, second, second != nullptr ? second->rect() : QRect());
 }
 
 void StatusLine::OnTick() {
     std::vector<LinkReport> links;
-    for (int i = 0; i < m_dlg.Recorders().GetServerCount(); ++i) {
-        links.push_back(Report(*m_dlg.Recorders().GetServer(i)));
+    for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
+        links.push_back(Report(*m_recorders.GetServer(i)));
     }
     int live = 0;
     int shown = 0;

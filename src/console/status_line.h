@@ -14,7 +14,11 @@
 
 namespace kvmon {
 
-class CMainDlg;
+class CameraList;
+class CellPool;
+class Desk;
+class SignInDesk;
+class ViewController;
 
 // Faulty: something answers, but not as a recorder does.
 enum class LinkState { kIdle, kConnecting, kConnected, kNoAnswer, kFaulty, kLost, kRefused };
@@ -36,10 +40,11 @@ std::string StatusText(const std::vector<LinkReport>& links, int live, int shown
 // The state that the text is about; nothing without recorders.
 std::optional<LinkReport> WorstLink(const std::vector<LinkReport>& links);
 
-// Looks at the recorders once a second. User interface thread only.
+// Looks at the recorders with each tick. User interface thread only.
 class StatusLine final : public QLabel, public RecorderListener {
 public:
-    explicit StatusLine(CMainDlg& dlg);
+    StatusLine(Desk& desk, const CellPool& cells, const CameraList& cameras, const ViewController& view,
+               const SignInDesk& signIn, const RecorderList& recorders);
 
     // A round of queries failed.
     void OnFailure(const CKelvaraInfo* server);
@@ -62,7 +67,12 @@ private:
     std::string NoticeText(const std::vector<LinkReport>& links) const;
     void ShowNotice(const std::string& text);
 
-    CMainDlg& m_dlg;
+    Desk& m_desk;
+    const CellPool& m_cells;
+    const CameraList& m_cameras;
+    const ViewController& m_view;
+    const SignInDesk& m_signIn;
+    const RecorderList& m_recorders;
     WallNotice m_notice;
     WallNotice m_secondNotice;  // on the second display
     std::map<const CKelvaraInfo*, Link> m_links;

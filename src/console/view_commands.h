@@ -1,15 +1,18 @@
-// Commands of the view that ask first: the custom grids' menu, picture-in-picture's settings, the main menu.
+// Commands of the view that ask first: the custom grids' menu and picture-in-picture's settings.
 #pragma once
 
 namespace kvmon {
 
-class CMainDlg;
+class CameraList;
+class Commands;
+class Desk;
+class MenuSpots;
+class StyleCommand;
+class ViewController;
 
 // Command 1659.
-void OnBtnChannelSetting(CMainDlg& dlg);
+void OpenCustomStyles(const MenuSpots& spots, ViewController& view, StyleCommand& styles);
 // Command 1650.
-void OpenPipSettings(CMainDlg& dlg);
-// Command 1612.
-void OnBtnMainMenu(CMainDlg& dlg);
+void OpenPipSettings(Desk& desk, Commands& commands, ViewController& view, const CameraList& cameras);
 
 }  // namespace kvmon

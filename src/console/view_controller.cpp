@@ -6,8 +6,14 @@
 #include "channel/base_camera.h"
 #include "channel/channel_messages.h"
 #include "channel/video_wnd.h"
+#include "console/camera_list.h"
+#include "console/commands.h"
+#include "console/console_controls.h"
+#include "console/console_settings.h"
+#include "console/desk.h"
 #include "console/dialog_parts.h"
-#include "console/main_dlg.h"
+#include "console/heard_camera.h"
+#include "console/wall_events.h"
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
 #include "persist/string_table.h"
@@ -60,21 +66,38 @@ private:
 
 }  // namespace
 
-ViewController::ViewController(CMainDlg& dlg)
-    : m_dlg(dlg),
-      m_combo(std::make_unique<CExtComboBox>(&dlg)),
+ViewController::ViewController(Desk& desk, Commands& commands, WallEvents& events, CellPool& cells,
+                               ConsoleControls& controls, const CameraList& cameras,
+                               const ConsoleSettings& settings, HeardCamera& heard,
+                               const RecorderList& recorders)
+    : m_desk(desk),
+      m_commands(commands),
+      m_events(events),
+      m_cells(cells),
+      m_controls(controls),
+      m_cameras(cameras),
+      m_settings(settings),
+      m_heard(heard),
+      m_recorders(recorders),
+      m_combo(std::make_unique<CExtComboBox>(&desk.Window())),
       m_rcView(ViewRectOfConsole(kMinConsoleWidth, kMinConsoleHeight)) {
     m_combo->setObjectName(QStringLiteral("pageCombo"));
     m_combo->setAccessibleName(Text(4004));
     m_combo->hide();
-    QObject::connect(m_combo.get(), &QComboBox::activated, &dlg, [this] { OnSelchangePage(); });
+    QObject::connect(m_combo.get(), &QComboBox::activated, &desk.Window(), [this] { OnSelchangePage(); });
 }
 
 ViewController::~ViewController() = default;
 
 void ViewController::CreateVideoWnd() {
-    m_cells.CreateVideoWnd(m_dlg,
-                           m_dlg.Screens().IsMultiDisplayAvailable() ? 2 * kMaxPageSize : kMaxPageSize);
+    m_cells.CreateVideoWnd(m_desk.Window(), m_displays > 1 ? 2 * kMaxPageSize : kMaxPageSize);
+}
+
+void ViewController::SetDisplaysAvailable(int displays) {
+    m_displays = displays;
+    if (displays > 1 && m_cells.GetCount() > 0) {
+        CreateVideoWnd();
+    }
 }
 
 void ViewController::UpdateChannelArray() {
@@ -83,7 +106,7 @@ void ViewController::UpdateChannelArray() {
     Trace("CMainDlg::UpdateChannelArray: m_uShowableCameraCount=%d...\n", GetShowableCount());
     if (sum >= kCameraWarnCount && !m_bUpperLimitWarned) {
         m_bUpperLimitWarned = true;
-        m_dlg.ShowMessage(LoadString(3566), LoadString(5026));
+        m_desk.ShowMessage(LoadString(3566), LoadString(5026));
     }
     m_orders.SetTotalCount(sum);
     ShowStyleButtons();
@@ -91,13 +114,13 @@ void ViewController::UpdateChannelArray() {
 
 // What is hidden is not counted: one rule, the list's, decides for both.
 int ViewController::CountShowable() const {
-    const ConsoleOptions& options = m_dlg.Options();
-    const CameraList& cameras = m_dlg.Cameras();
+    const ConsoleOptions& options = m_settings.options;
+    const CameraList& cameras = m_cameras;
     int sum = cameras.GetCount();
-    for (int i = 0; i < m_dlg.Recorders().GetServerCount(); ++i) {
-        if (m_dlg.Recorders().GetServer(i)->GetCameraCount() == 0) {
-            sum += std::max(m_dlg.Recorders().GetServer(i)->CountChannels(options.bShowNoConfig,
-                                                                          options.bShowNoMonitoringRight),
+    for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
+        if (m_recorders.GetServer(i)->GetCameraCount() == 0) {
+            sum += std::max(m_recorders.GetServer(i)->CountChannels(options.bShowNoConfig,
+                                                                    options.bShowNoMonitoringRight),
                             0);
         }
     }
@@ -108,7 +131,7 @@ int ViewController::CountShowable() const {
 void ViewController::ShowStyleButtons() {
     for (int id = StyleButtonId(VIEW_STYLE_6CH); id <= kCtlLastStyle; ++id) {
         const bool bPresent = m_nStyle < kViewStyleCount && id == StyleButtonId(CheckedStyle());
-        m_dlg.Controls().SetShown(id, m_uShowableCameraCount >= kManyCameras || bPresent);
+        m_controls.SetShown(id, m_uShowableCameraCount >= kManyCameras || bPresent);
     }
 }
 
@@ -133,12 +156,12 @@ void ViewController::ViewStyleChanged(int style, bool bUpdateButtons, bool bForc
         ShowStyleButtons();
     }
     {
-        const RedrawOff batch{&m_dlg, m_fullScreen.data(), m_second.data()};
+        const RedrawOff batch{&m_desk.Window(), m_fullScreen.data(), m_second.data()};
         RearrangeVideoWindowLocation();
     }
     if (bUpdateButtons) {
         for (int id = kCtlFirstStyle; id <= kCtlLastStyle; ++id) {
-            m_dlg.Controls().SetPressed(id, id == StyleButtonId(checked));
+            m_controls.SetPressed(id, id == StyleButtonId(checked));
         }
     }
 }
@@ -149,10 +172,10 @@ LayoutInput ViewController::MakeLayoutInput() {
     LayoutInput input;
     input.style = CheckedStyle();
     input.windowCount = m_cells.GetCount();
-    input.cameraCount = m_dlg.Cameras().GetCount();
+    input.cameraCount = m_cameras.GetCount();
     input.bMaxViewMode = m_bMaxViewMode;
-    input.bAudio = m_dlg.IsAudioChecked();
-    input.bStopInvisible = m_dlg.Options().bStopGetDataWhenViewInvisible;
+    input.bAudio = m_heard.IsAudioChecked();
+    input.bStopInvisible = m_settings.options.bStopGetDataWhenViewInvisible;
     input.area = GetViewRect(fullScreen, m_bMaxViewMode, m_rcView, false);
     input.singleArea = GetViewRect(fullScreen, m_bMaxViewMode, m_rcView, true);
     if (m_second) {
@@ -162,8 +185,7 @@ LayoutInput ViewController::MakeLayoutInput() {
     input.rows = static_cast<int>(m_orders.Custom().GetRows());
     input.columns = static_cast<int>(m_orders.Custom().GetColumns());
     input.pipList = m_orders.PipList();
-    input.pipChildren =
-        PipChildCount(Registry().GetProfileInt(m_dlg.KeyName(), "PIPChildChannel", 0), GetShowableCount());
+    input.pipChildren = PipChildren();
     m_comboChannels.clear();
     for (int i = 0; input.style == VIEW_STYLE_SINGLE_1CH && i < m_combo->count(); ++i) {
         m_comboChannels.push_back(m_combo->itemData(i).toInt());
@@ -177,8 +199,8 @@ void ViewController::RearrangeVideoWindowLocation() {
     if (m_cells.GetCount() == 0) {
         return;
     }
-    for (int n = 0; n < m_dlg.Cameras().GetCount(); ++n) {
-        if (const auto camera = m_dlg.Cameras().GetCameraByChannel(n)) {
+    for (int n = 0; n < m_cameras.GetCount(); ++n) {
+        if (const auto camera = m_cameras.GetCameraByChannel(n)) {
             camera->SetVideoWnd({});
         }
     }
@@ -186,7 +208,7 @@ void ViewController::RearrangeVideoWindowLocation() {
 }
 
 void ViewController::Apply(const LayoutPlan& plan) {
-    m_dlg.Drag().Cancel();  // the places are others now
+    m_events.OnPlacesChange();
     if (plan.restartChannel >= 0) {
         Trace("CMainDlg::RearrangeVideoWindowLocation: VIEW_STYLE_SINGLE_1CH, uCamIdx=%u, restart...\n",
               static_cast<unsigned>(plan.restartChannel));
@@ -199,8 +221,8 @@ void ViewController::Apply(const LayoutPlan& plan) {
     if (CVideoWnd* const window = m_cells.Get(plan.activeWindow)) {
         ActivateWindow(window);
     }
-    m_dlg.Audio().Sync();
-    m_dlg.OnWallChanged();
+    m_heard.Sync();
+    m_events.OnWallChanged();
 }
 
 void ViewController::ApplyCell(const CellPlan& cell) {
@@ -208,7 +230,7 @@ void ViewController::ApplyCell(const CellPlan& cell) {
     if (window == nullptr) {
         return;
     }
-    QWidget* host = &m_dlg;
+    QWidget* host = &m_desk.Window();
     if (cell.host == CellHost::Second && m_second) {
         host = m_second;
     } else if (cell.host == CellHost::Main && m_fullScreen) {
@@ -221,7 +243,7 @@ void ViewController::ApplyCell(const CellPlan& cell) {
     if (window->parentWidget() != host) {
         window->setParent(host);
     }
-    const auto camera = cell.shown ? m_dlg.Cameras().GetCameraByChannel(cell.channel) : nullptr;
+    const auto camera = cell.shown ? m_cameras.GetCameraByChannel(cell.channel) : nullptr;
     if (window->GetCamera() != camera) {
         // The size that follows is none of the channel's that leaves: it would take another stream for it.
         window->SetCamera(nullptr);
@@ -243,13 +265,13 @@ void ViewController::ApplyCell(const CellPlan& cell) {
 void ViewController::ApplyStreams(const std::vector<StreamPlan>& streams) {
     // Who is not to be heard any more falls silent before another is heard.
     for (std::size_t n = 0; n < streams.size(); ++n) {
-        const auto camera = m_dlg.Cameras().GetCameraByChannel(static_cast<int>(n));
+        const auto camera = m_cameras.GetCameraByChannel(static_cast<int>(n));
         if (camera && streams[n] != StreamPlan::StartWithAudio) {
             camera->SetPlayAudio(false);
         }
     }
     for (std::size_t n = 0; n < streams.size(); ++n) {
-        const auto camera = m_dlg.Cameras().GetCameraByChannel(static_cast<int>(n));
+        const auto camera = m_cameras.GetCameraByChannel(static_cast<int>(n));
         if (!camera) {
             continue;
         }
@@ -273,7 +295,7 @@ void ViewController::ApplyStreams(const std::vector<StreamPlan>& streams) {
 
 // The next picture then reports its size anew.
 void ViewController::ForgetFrameSize(int channel) {
-    if (const auto camera = m_dlg.Cameras().GetCameraByChannel(channel)) {
+    if (const auto camera = m_cameras.GetCameraByChannel(channel)) {
         camera->PausePlaying();
         camera->ForgetFrameSize();
     }
@@ -288,8 +310,8 @@ void ViewController::RepaintCaptions() {
 }
 
 bool ViewController::IsMonitorable(int channel) const {
-    const auto camera = m_dlg.Cameras().GetCameraByChannel(channel);
-    return camera && camera->IsCameraUsable() && m_dlg.Cameras().IsConfigured(channel);
+    const auto camera = m_cameras.GetCameraByChannel(channel);
+    return camera && camera->IsCameraUsable() && m_cameras.IsConfigured(channel);
 }
 
 int ViewController::GetSelectedChannel() const {
@@ -301,8 +323,8 @@ int ViewController::GetSelectedChannel() const {
 void ViewController::OnVideoSizeChange(int channel) {
     CVideoWnd* const window = m_cells.Get(0);
     if (m_nStyle != VIEW_STYLE_SINGLE_1CH || m_bMaxViewMode || IsFullScreen() || window == nullptr ||
-        channel != GetSelectedChannel() ||
-        window->GetCamera() != m_dlg.Cameras().GetCameraByChannel(channel) || !IsMonitorable(channel)) {
+        channel != GetSelectedChannel() || window->GetCamera() != m_cameras.GetCameraByChannel(channel) ||
+        !IsMonitorable(channel)) {
         return;
     }
     Trace("CMainDlg::OnVideoSizeChange, rcView.Width=%d, rcView.Height=%d...\n", m_rcView.Width(),
@@ -312,13 +334,13 @@ void ViewController::OnVideoSizeChange(int channel) {
 }
 
 std::optional<CellSwap> ViewController::FindSwap(int channel, const QPoint& drop) {
-    if (!m_dlg.Cameras().IsChannel(channel) || m_nStyle == VIEW_STYLE_SINGLE_1CH) {
+    if (!m_cameras.IsChannel(channel) || m_nStyle == VIEW_STYLE_SINGLE_1CH) {
         return std::nullopt;
     }
     // Small windows stand on the large one: what a user sees at the point is what he means.
     const CVideoWnd* const hit = m_cells.FindAt(drop);
     const auto dropsOn = [&](int other) {
-        const auto camera = m_dlg.Cameras().GetCameraByChannel(other);
+        const auto camera = m_cameras.GetCameraByChannel(other);
         return hit != nullptr && hit == m_cells.FindByCamera(camera.get());
     };
     if (m_nStyle == VIEW_STYLE_PIP) {
@@ -381,14 +403,13 @@ void ViewController::ActivateNext(int step) {
 }
 
 void ViewController::ActivateWindow(CVideoWnd* window) {
-    if (!m_cells.Activate(window, m_dlg.IsAudioChecked())) {
+    if (!m_cells.Activate(window, m_heard.IsAudioChecked())) {
         return;
     }
-    const int channel = m_dlg.Cameras().FindChannel(m_cells.GetActiveCamera().get());
-    m_dlg.PostMessage(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERASTATUS,
-                      std::max(m_dlg.Cameras().Get(channel).server, 0));
-    m_dlg.PostMessage(WM_COMMAND, kCmdRefreshControls, 0);
-    m_dlg.Binding().ShowRecorderOfActiveCell();
+    const int channel = m_cameras.FindChannel(m_cells.GetActiveCamera().get());
+    m_commands.AskFor(WM_UPDATEVSINFO_CAMERASTATUS, std::max(m_cameras.Get(channel).server, 0));
+    m_commands.RefreshControls();
+    m_events.OnActiveCellChanged();
 }
 
 void ViewController::ActivateWindowAt(const QPoint& screen) {
@@ -397,7 +418,7 @@ void ViewController::ActivateWindowAt(const QPoint& screen) {
         return;
     }
     ActivateWindow(window);
-    const int channel = m_dlg.Cameras().FindChannel(window->GetCamera().get());
+    const int channel = m_cameras.FindChannel(window->GetCamera().get());
     CChannelArray* const array = m_orders.Find(CheckedStyle());
     if (array != nullptr && channel >= 0) {
         array->SetCurAct(static_cast<std::uint32_t>(channel));
@@ -420,7 +441,7 @@ void ViewController::LeaveMultiDisplay() {
     }
     BringHome(*m_second);
     m_second = nullptr;
-    m_dlg.Screens().OnSecondPanelUnused();
+    m_events.OnSecondPanelUnused();
     m_orders.SetScreens(1);
     ViewStyleChanged(m_nStyle, true, true);
 }
@@ -431,9 +452,13 @@ void ViewController::BringHome(QWidget& panel) {
         if (window != nullptr && window->parentWidget() == &panel) {
             window->SetCamera(nullptr);
             window->hide();
-            window->setParent(&m_dlg);
+            window->setParent(&m_desk.Window());
         }
     }
+}
+
+QRect ViewController::WallIn(const QWidget& host) const {
+    return &host == &m_desk.Window() ? ToQRect(m_rcView) : host.rect();
 }
 
 void ViewController::SetConsoleSize(int width, int height) {
@@ -443,7 +468,7 @@ void ViewController::SetConsoleSize(int width, int height) {
 
 void ViewController::PlaceCells() {
     // Cameras and streams are left alone.
-    const RedrawOff batch{&m_dlg, m_fullScreen.data(), m_second.data()};
+    const RedrawOff batch{&m_desk.Window(), m_fullScreen.data(), m_second.data()};
     for (const CellPlan& cell : ComputeLayout(MakeLayoutInput()).cells) {
         CVideoWnd* const window = m_cells.Get(cell.window);
         if (cell.placed && window != nullptr) {
@@ -451,7 +476,7 @@ void ViewController::PlaceCells() {
         }
     }
     OnVideoSizeChange(GetSelectedChannel());
-    m_dlg.OnWallChanged();
+    m_events.OnWallChanged();
 }
 
 }  // namespace kvmon

@@ -5,6 +5,7 @@
 #include <QtWidgets/QWidget>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "console/cell_pool.h"
@@ -15,14 +16,23 @@ class QComboBox;
 
 namespace kvmon {
 
-class CMainDlg;
+class CameraList;
+class CellPool;
+class Commands;
+class ConsoleControls;
+struct ConsoleSettings;
+class Desk;
+class HeardCamera;
+class RecorderList;
+class WallEvents;
 
 class ViewController {
 public:
-    explicit ViewController(CMainDlg& dlg);
+    ViewController(Desk& desk, Commands& commands, WallEvents& events, CellPool& cells,
+                   ConsoleControls& controls, const CameraList& cameras, const ConsoleSettings& settings,
+                   HeardCamera& heard, const RecorderList& recorders);
     ~ViewController();
 
-    CellPool& Cells() { return m_cells; }
     ChannelOrders& Orders() { return m_orders; }
     QComboBox& Combo() { return *m_combo; }
     // 9 until the first style is chosen.
@@ -35,6 +45,8 @@ public:
 
     // 42 windows, 84 with more than one display; those that are there already stay.
     void CreateVideoWnd();
+    // How many displays there are for windows; both together show more.
+    void SetDisplaysAvailable(int displays);
     void UpdateChannelArray();
     // The cameras that the list has, and the channels that are known of a recorder whose list did not come
     // yet.
@@ -45,6 +57,8 @@ public:
     void ViewStyleChanged(int style, bool bUpdateButtons, bool bForce);
     void RearrangeVideoWindowLocation();
     void InitPageComboBox(ViewStyle style);
+    // The choice of a page, and its menu's button.
+    void ShowCombo(bool bShow);
     void OnSelchangePage();
     // One step of sequential mode: the combo's next item, around its end.
     void StepPage();
@@ -53,10 +67,6 @@ public:
     // Starts the cameras of the page that comes next, without a window.
     void PrepareNextPage();
 
-    // Commands 1651 to 1658.
-    void SelectStyle(ViewStyle style);
-    // An item of command 1659's menu.
-    void SelectCustomStyle(std::uint32_t customStyle);
     void SetMaxViewMode(bool on);
     // As SetMaxViewMode, before there is a view.
     void LoadMaxViewMode(bool on) { m_bMaxViewMode = on; }
@@ -103,7 +113,12 @@ public:
 
     // The console's size changed.
     void SetConsoleSize(int width, int height);
-    const PixelRect& GetViewRectangle() const { return m_rcView; }
+    // Where the wall is in the window that has it: the console, or a panel.
+    QRect WallIn(const QWidget& host) const;
+
+    // Picture-in-picture's small windows, as they are stored.
+    int PipChildren();
+    void SetPipChildren(int children);
 
     void SaveViewState(const std::string& key);
     void LoadViewState(const std::string& key);
@@ -115,7 +130,6 @@ private:
     void ApplyStreams(const std::vector<StreamPlan>& streams);
     void ForgetFrameSize(int channel);
     void ShowStyleButtons();
-    void ShowCombo(bool bShow);
     void FillWithCameras();
     void FillWithPages(ViewStyle style);
     void LeaveEmptyPage(CChannelArray& array) const;
@@ -123,13 +137,23 @@ private:
     std::optional<CellSwap> FindSwap(int channel, const QPoint& drop);
     void PrepareCamera(int channel, int window);
 
-    CMainDlg& m_dlg;
-    CellPool m_cells;
+    Desk& m_desk;
+    Commands& m_commands;
+    WallEvents& m_events;
+    CellPool& m_cells;
+    ConsoleControls& m_controls;
+    const CameraList& m_cameras;
+    const ConsoleSettings& m_settings;
+    HeardCamera& m_heard;
+    const RecorderList& m_recorders;
     ChannelOrders m_orders;
     std::unique_ptr<QComboBox> m_combo;
     int m_nStyle = 9;
     int m_nSavedStyle = 0;
     PixelRect m_rcView;
+    int m_displays = 1;
+    std::optional<std::string> m_pipKey;  // where the next one was read
+    std::uint32_t m_pipChildren = 0;
     bool m_bMaxViewMode = false;
     std::uint32_t m_uShowableCameraCount = 0;
     bool m_bUpperLimitWarned = false;

@@ -5,7 +5,12 @@
 
 #include "channel/base_camera.h"
 #include "channel/video_wnd.h"
-#include "console/main_dlg.h"
+#include "console/camera_list.h"
+#include "console/commands.h"
+#include "console/console_controls.h"
+#include "console/console_settings.h"
+#include "console/desk.h"
+#include "console/heard_camera.h"
 #include "console/sequential_rules.h"
 #include "console/view_controller.h"
 #include "persist/log_file.h"
@@ -16,12 +21,12 @@ namespace kvmon {
 
 void ViewController::ShowCombo(bool bShow) {
     m_combo->setVisible(bShow);
-    m_dlg.Controls().SetShown(kCtlPageMenu, bShow);
+    m_controls.SetShown(kCtlPageMenu, bShow);
 }
 
 void ViewController::InitPageComboBox(ViewStyle style) {
     const QSignalBlocker quiet(m_combo.get());
-    const int remembered = m_dlg.Cameras().FindChannel(m_cells.GetActiveCamera().get());
+    const int remembered = m_cameras.FindChannel(m_cells.GetActiveCamera().get());
     m_combo->clear();
     if (style == VIEW_STYLE_PIP) {
         ShowCombo(false);
@@ -43,7 +48,7 @@ void ViewController::InitPageComboBox(ViewStyle style) {
 }
 
 void ViewController::FillWithCameras() {
-    const CameraList& cameras = m_dlg.Cameras();
+    const CameraList& cameras = m_cameras;
     for (int n = 0; n < cameras.GetCount(); ++n) {
         const auto camera = cameras.GetCameraByChannel(n);
         if (!camera) {
@@ -52,7 +57,7 @@ void ViewController::FillWithCameras() {
         const std::string name = camera->GetCameraName();
         const ComboCandidate candidate{!name.empty(), camera->HasMonitorRight(), cameras.IsConfigured(n),
                                        IsMonitorable(n)};
-        if (IsListedInCombo(candidate, m_dlg.Options().nShowViewTypeInSequentialMode)) {
+        if (IsListedInCombo(candidate, m_settings.options.nShowViewTypeInSequentialMode)) {
             m_combo->addItem(QString::fromStdString(name), n);
         }
     }
@@ -106,45 +111,8 @@ void ViewController::OnSelchangePage() {
         array->SetCurPage(page);
     }
     ViewStyleChanged(m_nStyle, false, false);
-    m_dlg.RefreshCursor();
+    m_desk.RefreshCursor();
     Trace("CMainDlg::OnSelchangePage: Leave...\n");
-}
-
-void ViewController::SelectStyle(ViewStyle style) {
-    const bool bOnePage = IsPageStyle(style) && GetShowableCount() <= m_orders.PageSize(style);
-    ShowCombo(style != VIEW_STYLE_PIP && !bOnePage);
-    SequentialMode& sequential = m_dlg.Sequential();
-    if (style == VIEW_STYLE_PIP) {
-        LeaveMultiDisplay();
-    } else if (bOnePage && sequential.IsOn()) {
-        sequential.SetSequentialMode(false, true);
-    }
-    ViewStyleChanged(style, true, false);
-    if (style != VIEW_STYLE_PIP) {
-        sequential.EndIfNotAllowed();
-        return;
-    }
-    if (sequential.IsOn()) {
-        sequential.SetSequentialMode(false, true);
-    }
-    m_dlg.Controls().SetPressed(kCtlPip, true);
-}
-
-void ViewController::SelectCustomStyle(std::uint32_t customStyle) {
-    Trace("CMainDlg::OnBtnChannelSetting: Style = %d\n", static_cast<int>(customStyle));
-    if (m_nStyle == VIEW_STYLE_CUSTOM && customStyle == m_orders.Custom().GetStyle()) {
-        return;
-    }
-    m_orders.Custom().SetStyleAndPage(0, customStyle);
-    SequentialMode& sequential = m_dlg.Sequential();
-    const bool bOnePage = GetShowableCount() <= m_orders.PageSize(VIEW_STYLE_CUSTOM);
-    ShowCombo(!bOnePage);
-    if (bOnePage && sequential.IsOn()) {
-        sequential.SetSequentialMode(false, true);
-    }
-    ViewStyleChanged(VIEW_STYLE_CUSTOM, true, true);
-    InitPageComboBox(VIEW_STYLE_CUSTOM);
-    sequential.EndIfNotAllowed();
 }
 
 void ViewController::StepPage() {
@@ -184,11 +152,11 @@ void ViewController::PrepareCamera(int channel, int index) {
     if (window == nullptr || !IsMonitorable(channel)) {
         return;
     }
-    const auto camera = m_dlg.Cameras().GetCameraByChannel(channel);
+    const auto camera = m_cameras.GetCameraByChannel(channel);
     const QSizeF inner = QSizeF(CVideoWnd::GetViewRect(window->size()).size()) * window->devicePixelRatioF();
     if (camera->SetViewSize(qRound(inner.width()), qRound(inner.height()))) {
         // Two cameras never sound at once: one that is heard is the active window's own.
-        const bool bAudio = camera == m_cells.GetActiveCamera() && m_dlg.IsAudioChecked();
+        const bool bAudio = camera == m_cells.GetActiveCamera() && m_heard.IsAudioChecked();
         camera->StartPlaying(bAudio ? PlaySound::Yes : PlaySound::No);
     }
 }
@@ -199,6 +167,8 @@ void ViewController::SetMaxViewMode(bool on) {
 }
 
 void ViewController::ResetDisplayOrder() {
+    Trace("CMainDlg::OnBtnDisplayOrderReset: this=0x%x...\n",
+          static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(&m_desk.Window())));
     m_orders.ResetOrder();
     OnSelchangePage();
 }
@@ -207,7 +177,7 @@ void ViewController::GoToCamera(int channel) {
     if (m_nStyle == VIEW_STYLE_PIP) {
         ShowCombo(true);
         ActivateWindow(m_cells.Get(channel));
-        m_dlg.PressButton(kCtlFirstStyle);
+        m_commands.Press(kCtlFirstStyle);
         return;
     }
     const int item = m_nStyle == VIEW_STYLE_SINGLE_1CH ? m_combo->findData(channel) : channel;

@@ -2,11 +2,34 @@
 #include <QtWidgets/QComboBox>
 
 #include "channel/video_wnd.h"
-#include "console/main_dlg.h"
+#include "console/camera_list.h"
+#include "console/commands.h"
+#include "console/console_controls.h"
+#include "console/console_settings.h"
 #include "console/view_controller.h"
 #include "persist/orvo_registry.h"
 
 namespace kvmon {
+
+namespace {
+
+constexpr std::string_view kPipChildren = "PIPChildChannel";
+
+}  // namespace
+
+int ViewController::PipChildren() {
+    if (m_pipKey != m_settings.key) {
+        m_pipKey = m_settings.key;
+        m_pipChildren = Registry().GetProfileInt(m_settings.key, kPipChildren, 0);
+    }
+    return PipChildCount(m_pipChildren, GetShowableCount());
+}
+
+void ViewController::SetPipChildren(int children) {
+    m_pipKey = m_settings.key;
+    m_pipChildren = static_cast<std::uint32_t>(children);
+    Registry().WriteProfileInt(m_settings.key, kPipChildren, m_pipChildren);
+}
 
 void ViewController::SaveViewState(const std::string& key) {
     // Before the first view there is nothing to save but what was never shown.
@@ -19,11 +42,11 @@ void ViewController::SaveViewState(const std::string& key) {
     registry.WriteProfileInt(key, "ViewStyle", static_cast<std::uint32_t>(m_nStyle));
     // The single style's page is the active window's camera, as its place in the combo.
     const int page = m_nStyle == VIEW_STYLE_SINGLE_1CH
-                         ? m_combo->findData(m_dlg.Cameras().FindChannel(m_cells.GetActiveCamera().get()))
+                         ? m_combo->findData(m_cameras.FindChannel(m_cells.GetActiveCamera().get()))
                          : m_combo->currentIndex();
     registry.WriteProfileInt(key, "PageIdx", static_cast<std::uint32_t>(page));
     registry.WriteProfileInt(key, "MaxViewMode", m_bMaxViewMode ? 1 : 0);
-    ConsoleControls& controls = m_dlg.Controls();
+    ConsoleControls& controls = m_controls;
     registry.WriteProfileInt(key, "SequentialMode", controls.IsPressed(kCtlSequential) ? 1 : 0);
     registry.WriteProfileInt(key, "EnableAudio", controls.IsPressed(kCtlAudio) ? 1 : 0);
 }
@@ -41,9 +64,8 @@ void ViewController::LoadViewState(const std::string& key) {
     }
     const auto checked = static_cast<ViewStyle>(style);
     ShowCombo(checked == VIEW_STYLE_SINGLE_1CH || checked == VIEW_STYLE_4CH);
-    if (registry.GetProfileInt(key, "SequentialMode", 0) == 1 &&
-        !m_dlg.Controls().IsPressed(kCtlSequential)) {
-        m_dlg.PressButton(kCtlSequential);
+    if (registry.GetProfileInt(key, "SequentialMode", 0) == 1 && !m_controls.IsPressed(kCtlSequential)) {
+        m_commands.Press(kCtlSequential);
     }
     ViewStyleChanged(checked, true, true);
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "console/main_dlg.h"
+#include "console/view_geometry.h"
 #include "control/auth_text.h"
 #include "control/help_url.h"
 #include "control/host_ports.h"
@@ -114,7 +115,7 @@ void CTR450ClientImpl::AutoLogin(const std::string& authText) {
 void CTR450ClientImpl::TestEMap(const std::string& authText) {
     const auto credential = m_pMainDlg ? DecodeAuthText(authText) : std::nullopt;
     if (credential) {
-        m_pMainDlg->Windows().OpenEMap(credential->first, credential->second);
+        m_pMainDlg->OpenEMap(credential->first, credential->second);
     }
 }
 

@@ -12,7 +12,11 @@
 
 #include "channel/base_camera.h"
 #include "channel/video_wnd.h"
+#include "console/client_site.h"
+#include "console/console_messages.h"
+#include "console/console_parts.h"
 #include "console/main_dlg.h"
+#include "console/multi_server_list.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
 #include "support/fake_clock.h"
@@ -78,7 +82,7 @@ protected:
     // A console logged in to the port, with its view built.
     kvmon::CMainDlg& Open(std::uint16_t port) {
         Start(port);
-        EXPECT_TRUE(PumpUntil([&] { return console->View().Cells().GetCount() > 0; }));
+        EXPECT_TRUE(PumpUntil([&] { return console->Parts().cells.GetCount() > 0; }));
         Pump();
         return *console;
     }
@@ -92,11 +96,11 @@ protected:
     }
     void Close() { console.reset(); }
 
-    kvmon::CVideoWnd& Cell(int n) { return *console->View().Cells().Get(n); }
+    kvmon::CVideoWnd& Cell(int n) { return *console->Parts().cells.Get(n); }
     // The name shown by each visible cell, in the order of the windows.
     std::vector<std::string> ShownNames() {
         std::vector<std::string> names;
-        for (int n = 0; n < console->View().Cells().GetCount(); ++n) {
+        for (int n = 0; n < console->Parts().cells.GetCount(); ++n) {
             if (!Cell(n).isHidden()) {
                 const auto camera = Cell(n).GetCamera();
                 names.push_back(camera ? camera->GetCameraName() : "-");
@@ -105,7 +109,7 @@ protected:
         return names;
     }
     void Command(int id) {
-        console->PressButton(id);
+        console->Press(id);
         Pump();
     }
 

@@ -83,7 +83,7 @@ protected:
     }
     // The cell that wears a pane of this name; -1 for none.
     int Wearer(const char* pane) {
-        for (int n = 0; n < console->View().Cells().GetCount(); ++n) {
+        for (int n = 0; n < console->Parts().cells.GetCount(); ++n) {
             if (Cell(n).findChild<QWidget*>(QString::fromLatin1(pane)) != nullptr) {
                 return n;
             }
@@ -190,14 +190,14 @@ TEST_F(CellDragTest, EscapeEndsTheDragAndLeavesFullScreenAlone) {
     ASSERT_NE(Ghost(), nullptr);
     escape();
     EXPECT_EQ(Ghost(), nullptr);
-    EXPECT_TRUE(console->Screens().IsFullScreen());
+    EXPECT_TRUE(console->Parts().screens.IsFullScreen());
     Release(PictureOf(3));
     EXPECT_EQ(ShownNames()[0], "Channel 1");
     Drag(0, CaptionOf(0), PictureOf(3));
     EXPECT_THAT(ShownNames(), ElementsAre("Channel 4", "Channel 2", "Channel 3", "Channel 1"));
-    EXPECT_TRUE(console->Screens().IsFullScreen());
+    EXPECT_TRUE(console->Parts().screens.IsFullScreen());
     escape();
-    EXPECT_FALSE(console->Screens().IsFullScreen());
+    EXPECT_FALSE(console->Parts().screens.IsFullScreen());
 }
 
 TEST_F(CellDragTest, AFingerRestsBeforeItDrags) {
@@ -238,7 +238,7 @@ TEST_F(CellDragTest, AClickIsStillAClickAndADragIsNone) {
     // A double click goes to the single view and back no other way than before.
     Send(Cell(1).View(), QEvent::MouseButtonDblClick, PictureOf(1), Qt::LeftButton, Qt::LeftButton);
     Pump();
-    EXPECT_EQ(console->View().GetStyle(), VIEW_STYLE_SINGLE_1CH);
+    EXPECT_EQ(console->Parts().view.GetStyle(), VIEW_STYLE_SINGLE_1CH);
     EXPECT_THAT(ShownNames(), ElementsAre("Channel 2"));
     Command(StyleButtonId(VIEW_STYLE_4CH));
     Send(Cell(2).View(), QEvent::MouseButtonPress, PictureOf(2), Qt::RightButton, Qt::RightButton);

@@ -88,11 +88,11 @@ TEST_F(CellMenuTest, OpensByTheKeyboardAndSwitchesDigitalZoom) {
     menu->close();
     Pump();
 
-    EXPECT_FALSE(console->Controls().Get(kCmdZoomIn).shown);
+    EXPECT_FALSE(console->Parts().controls.Get(kCmdZoomIn).shown);
     Command(kCmdDigitalZoomOn);
     EXPECT_TRUE(Cell(0).GetCamera()->IsDigitalZoom());
     EXPECT_FALSE(Cell(1).GetCamera()->IsDigitalZoom());
-    EXPECT_TRUE(console->Controls().Get(kCmdZoomIn).shown);
+    EXPECT_TRUE(console->Parts().controls.Get(kCmdZoomIn).shown);
     QMenu* const again = OpenMenu();
     ASSERT_NE(again, nullptr);
     EXPECT_EQ(Entries(*again).front(), "Disable digital zoom");
@@ -105,7 +105,7 @@ TEST_F(CellMenuTest, OpensByTheKeyboardAndSwitchesDigitalZoom) {
     EXPECT_TRUE(Cell(0).GetCamera()->IsDigitalZoom());
     EXPECT_FALSE(Cell(1).GetCamera()->IsDigitalZoom());
     Command(kCmdDigitalZoomOff);
-    EXPECT_FALSE(console->Controls().Get(kCmdZoomIn).shown);
+    EXPECT_FALSE(console->Parts().controls.Get(kCmdZoomIn).shown);
 }
 
 // A recorder stores where the camera is at the moment, and nobody but the user knows when it has arrived.
@@ -285,7 +285,7 @@ TEST_F(CellMenuTest, PresetsAreStoredByNumberAlone) {
     EXPECT_TRUE(PumpUntil([&] { return recorder.CountHeads("ptz.cgi?command=21&ch=0&arg=000xx ") == 1; }));
     EXPECT_EQ(recorder.CountHeads("ptz.cgi?ch=0&command=20 "), 1);
     // The end of the session takes it away.
-    console->OnBtnLogout();
+    console->Parts().session.OnBtnLogout();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     EXPECT_EQ(Presets(), nullptr);
 }

@@ -73,24 +73,24 @@ TEST_F(ConsoleBinding, ThreadsOfANewChannelKnowItsNumber) {
 TEST_F(ConsoleBinding, RenamedAddedAndLostChannels) {
     FakeRecorder recorder("Hall", 2);
     Open(recorder.Port());
-    const auto first = console->Cameras().GetCameraByChannel(0);
+    const auto first = console->Parts().cameras.GetCameraByChannel(0);
 
     Change(recorder, {{"Gate"}, {"Channel 2"}, {"Yard"}});
     ASSERT_TRUE(PumpUntil([&] { return ShownNames()[2] == "Yard"; }));
     EXPECT_EQ(ShownNames()[0], "Gate");
-    EXPECT_EQ(console->Cameras().GetCameraByChannel(0), first);  // was not made anew
+    EXPECT_EQ(console->Parts().cameras.GetCameraByChannel(0), first);  // was not made anew
 
     Change(recorder, {{"Gate"}});
-    ASSERT_TRUE(PumpUntil([&] { return console->Cameras().GetCount() == 1; }));
+    ASSERT_TRUE(PumpUntil([&] { return console->Parts().cameras.GetCount() == 1; }));
     EXPECT_THAT(ShownNames(), ElementsAre("Gate", "-", "-", "-"));
 
     // With another address the channel's object is another one.
     Change(recorder, {{"Gate", true, false}});
     ASSERT_TRUE(PumpUntil([&] {
-        const auto camera = console->Cameras().GetCameraByChannel(0);
+        const auto camera = console->Parts().cameras.GetCameraByChannel(0);
         return camera && !camera->HasAddress();
     }));
-    EXPECT_NE(console->Cameras().GetCameraByChannel(0), first);
+    EXPECT_NE(console->Parts().cameras.GetCameraByChannel(0), first);
     EXPECT_THAT(ShownNames(), ElementsAre("Gate", "-", "-", "-"));
 }
 
@@ -100,7 +100,7 @@ TEST_F(ConsoleBinding, OptionsHideChannels) {
     Registry().WriteProfileInt("Hall", "ShowNoConfig", 0);
     Open(recorder.Port());
     EXPECT_THAT(ShownNames(), ElementsAre("a", "d", "-", "-"));
-    EXPECT_EQ(console->View().GetShowableCount(), 2);
+    EXPECT_EQ(console->Parts().view.GetShowableCount(), 2);
     // The single style's combo lists those with right and configuration.
     Close();
     Registry().WriteProfileInt("Hall", "ShowNoMonitoringRight", 1);
@@ -108,7 +108,7 @@ TEST_F(ConsoleBinding, OptionsHideChannels) {
     Open(recorder.Port());
     EXPECT_THAT(ShownNames(), ElementsAre("a", "b", "c", "d"));
     Command(kCtlFirstStyle);
-    EXPECT_EQ(console->View().Combo().count(), 2);
+    EXPECT_EQ(console->Parts().view.Combo().count(), 2);
 }
 
 TEST_F(ConsoleBinding, NamesAreTextAndNothingElse) {
@@ -116,9 +116,9 @@ TEST_F(ConsoleBinding, NamesAreTextAndNothingElse) {
     FakeRecorder recorder("..\\Hall/<b>%s", {{name}, {"b"}});
     Open(recorder.Port());
     EXPECT_EQ(ShownNames()[0], name);
-    EXPECT_EQ(console->KeyName(), ".._Hall/<b>%s");
+    EXPECT_EQ(console->Parts().settings.key, ".._Hall/<b>%s");
     Command(kCtlFirstStyle);
-    EXPECT_EQ(console->View().Combo().itemText(0).toStdString(), name);
+    EXPECT_EQ(console->Parts().view.Combo().itemText(0).toStdString(), name);
     const auto* const title = dynamic_cast<CXSkinStatic*>(console->GetDlgItem(kCtlServerName));
     EXPECT_EQ(title->GetWindowText(), "..\\Hall/<b>%s");
 }
@@ -127,10 +127,10 @@ TEST_F(ConsoleBinding, SavedServersJoinAndTheViewWaitsForThem) {
     FakeRecorder first("Hall", 3), second("Yard", 5);
     Save({At(first), At(second), At(second)});
     Open(first.Port());
-    EXPECT_EQ(console->Recorders().GetServerCount(), 2);
-    EXPECT_EQ(console->Binding().GetPendingMask(), 0u);
-    EXPECT_EQ(console->Cameras().GetCount(), 8);
-    EXPECT_EQ(console->View().GetShowableCount(), 8);
+    EXPECT_EQ(console->Parts().recorders.GetServerCount(), 2);
+    EXPECT_EQ(console->Parts().binding.GetPendingMask(), 0u);
+    EXPECT_EQ(console->Parts().cameras.GetCount(), 8);
+    EXPECT_EQ(console->Parts().view.GetShowableCount(), 8);
     EXPECT_THAT(ShownNames(), SizeIs(8));
     EXPECT_EQ(ShownNames()[3], "Channel 1");
     // The list is kept.
@@ -145,11 +145,11 @@ TEST_F(ConsoleBinding, ServerThatDoesNotAnswerDelaysTheViewOnlySoLong) {
     Save({At(first), At(second)});
     Start(first.Port());
     ASSERT_TRUE(PumpUntil([&] { return console->IsTimerSet(kTimerPendingServers); }));
-    EXPECT_EQ(console->Binding().GetPendingMask(), 2u);
-    EXPECT_EQ(console->View().Cells().GetCount(), 0);
-    console->Binding().BuildView();  // what the timer does after 30 s
+    EXPECT_EQ(console->Parts().binding.GetPendingMask(), 2u);
+    EXPECT_EQ(console->Parts().cells.GetCount(), 0);
+    console->Parts().binding.BuildView();  // what the timer does after 30 s
     EXPECT_FALSE(console->IsTimerSet(kTimerPendingServers));
-    EXPECT_EQ(console->Binding().GetPendingMask(), 0u);
+    EXPECT_EQ(console->Parts().binding.GetPendingMask(), 0u);
     EXPECT_THAT(ShownNames(), ElementsAre("Channel 1", "Channel 2", "Channel 3", "Channel 4"));
 }
 
@@ -162,20 +162,20 @@ TEST_F(ConsoleBinding, UpperLimitIsToldOnce) {
     }
     Save(saved);
     Open(recorders[0]->Port());
-    EXPECT_EQ(console->View().GetShowableCount(), 128);
-    console->View().UpdateChannelArray();
+    EXPECT_EQ(console->Parts().view.GetShowableCount(), 128);
+    console->Parts().view.UpdateChannelArray();
     ASSERT_THAT(MessageTexts(), SizeIs(1));
     EXPECT_TRUE(MessageTexts()[0].contains("upper limit"));
-    console->View().SelectCustomStyle(5);
+    console->Parts().styles.SelectCustomStyle(5);
     EXPECT_THAT(ShownNames(), SizeIs(42));
-    EXPECT_EQ(console->View().Combo().count(), 4);
+    EXPECT_EQ(console->Parts().view.Combo().count(), 4);
 }
 
 TEST_F(ConsoleBinding, RefusedLoginsAreToldAfterSevenAndEndTheSession) {
     FakeRecorder recorder("Hall", 4);
     Start(recorder.Port());
-    ASSERT_TRUE(PumpUntil([&] { return console->Cameras().GetCount() == 4; }));
-    CKelvaraInfo& server = *console->Recorders().GetServer(0);
+    ASSERT_TRUE(PumpUntil([&] { return console->Parts().cameras.GetCount() == 4; }));
+    CKelvaraInfo& server = *console->Parts().recorders.GetServer(0);
     for (std::uint32_t before = server.GetErrorCount(); before < 6; ++before) {
         console->SendMessage(WM_GETVSINFO_FAILED, kFailedAuthorization, 0);
     }
@@ -184,12 +184,12 @@ TEST_F(ConsoleBinding, RefusedLoginsAreToldAfterSevenAndEndTheSession) {
     ASSERT_THAT(MessageTexts(), SizeIs(1));
     EXPECT_TRUE(MessageTexts()[0].contains("127.0.0.1:" + QString::number(recorder.Port()) + " (Hall)"));
     EXPECT_THAT(site.events, ElementsAre("login", "logout"));
-    EXPECT_EQ(console->Cameras().GetCount(), 0);
+    EXPECT_EQ(console->Parts().cameras.GetCount(), 0);
     console->SendMessage(WM_GETVSINFO_FAILED, kFailedAuthorization, 0);
     EXPECT_THAT(MessageTexts(), SizeIs(1));
     // The wait for the threads ends and the next login works.
     EXPECT_TRUE(PumpUntil([&] { return !console->IsTimerSet(kTimerStopping); }));
-    EXPECT_FALSE(console->IsWaitDialogShown());
+    EXPECT_FALSE(console->IsWaitShown());
     console->AutoLogin("admin", "secret");
     EXPECT_TRUE(PumpUntil([&] {
         return ShownNames() == std::vector<std::string>{"Channel 1", "Channel 2", "Channel 3", "Channel 4"};
@@ -212,9 +212,9 @@ TEST_F(ConsoleBinding, RefusalByAnotherServerLeavesTheSession) {
 TEST_F(ConsoleBinding, ManyFailuresShowOnThePicture) {
     FakeRecorder recorder("Hall", 1);
     Open(recorder.Port());
-    const auto camera = console->Cameras().GetCameraByChannel(0);
+    const auto camera = console->Parts().cameras.GetCameraByChannel(0);
     const std::string lost = LoadString(57397);
-    while (console->Recorders().GetServer(0)->GetErrorCount() < 11) {
+    while (console->Parts().recorders.GetServer(0)->GetErrorCount() < 11) {
         console->SendMessage(WM_GETVSINFO_FAILED, kFailedDiskInfo, 0);
     }
     EXPECT_NE(camera->Picture().GetMainCaption(), lost);
@@ -251,17 +251,17 @@ TEST_F(ConsoleBinding, LogoutEmptiesTheWallAndForgetsCredentials) {
 TEST_F(ConsoleBinding, WaitForCamerasEndsWithTheLast) {
     FakeRecorder recorder("Hall", 4);
     Open(recorder.Port());
-    BusyState& busy = console->Busy();
+    BusyState& busy = console->Parts().busy;
     busy.SetDlgItemBusyWaitCursor(true, 60000, kCtlFirstStyle);
-    busy.SetWaittingCamera(console->Cameras().GetCameraByChannel(0));
-    busy.SetWaittingCamera(console->Cameras().GetCameraByChannel(1));
-    EXPECT_TRUE(console->Controls().Get(kCtlFirstStyle).busy);
+    busy.SetWaittingCamera(console->Parts().cameras.GetCameraByChannel(0));
+    busy.SetWaittingCamera(console->Parts().cameras.GetCameraByChannel(1));
+    EXPECT_TRUE(console->Parts().controls.Get(kCtlFirstStyle).busy);
     EXPECT_EQ(console->cursor().shape(), Qt::WaitCursor);
     busy.OnGetDataStream(1);
     EXPECT_TRUE(busy.IsBusy());
-    console->View().SetSavedStyle(VIEW_STYLE_9CH);
+    console->Parts().view.SetSavedStyle(VIEW_STYLE_9CH);
     busy.OnGetDataStream(0);
     EXPECT_FALSE(busy.IsBusy());
-    EXPECT_FALSE(console->Controls().Get(kCtlFirstStyle).busy);
-    EXPECT_EQ(console->View().GetStyle(), VIEW_STYLE_9CH);
+    EXPECT_FALSE(console->Parts().controls.Get(kCtlFirstStyle).busy);
+    EXPECT_EQ(console->Parts().view.GetStyle(), VIEW_STYLE_9CH);
 }

@@ -95,7 +95,7 @@ protected:
         }
         Pump();
     }
-    ViewController& View() { return console->View(); }
+    ViewController& View() { return console->Parts().view; }
 };
 
 }  // namespace
@@ -105,7 +105,7 @@ TEST_F(ConsolePanel, EveryButtonStandsAloneAndTellsItsPurpose) {
     Open(recorder.Port());
     std::set<std::string> names;
     for (const SkinControlRow& row : AllRows()) {
-        console->Controls().SetShown(row.id, true);
+        console->Parts().controls.SetShown(row.id, true);
     }
     for (const SkinControlRow& row : AllRows()) {
         const CXSkinODButton* const button = console->GetButton(row.id);
@@ -160,8 +160,9 @@ TEST_F(ConsolePanel, ClicksSelectTheViewAndItsMenusTheRest) {
     ASSERT_NE(OpenMenu(), nullptr);
     EXPECT_THAT(OpenMenu()->actions(), SizeIs(7));
     OpenMenu()->close();
-    EXPECT_TRUE(PumpUntil([&] { return console->Controls().IsPressed(StyleButtonId(VIEW_STYLE_9CH)); }));
-    EXPECT_FALSE(console->Controls().IsPressed(kCtlLastStyle));
+    EXPECT_TRUE(
+        PumpUntil([&] { return console->Parts().controls.IsPressed(StyleButtonId(VIEW_STYLE_9CH)); }));
+    EXPECT_FALSE(console->Parts().controls.IsPressed(kCtlLastStyle));
 
     EXPECT_TRUE(ClickOn(kCtlMainMenu));
     Choose("Playback");
@@ -175,7 +176,7 @@ TEST_F(ConsolePanel, ClicksSelectTheViewAndItsMenusTheRest) {
     EXPECT_TRUE(ClickOn(kCtlViewSize));
     EXPECT_FALSE(View().IsMaxViewMode());
     EXPECT_TRUE(ClickOn(kCtlSequential));
-    EXPECT_TRUE(console->Sequential().IsOn());
+    EXPECT_TRUE(console->Parts().sequential.IsOn());
     EXPECT_TRUE(ClickOn(kCtlLogout));
     EXPECT_EQ(site.events.back(), "logout");
 }
@@ -185,7 +186,7 @@ TEST_F(ConsolePanel, AllIsReachedByTheKeyboard) {
     FakeRecorder recorder("Hall", 3);
     Open(recorder.Port());
     Command(StyleButtonId(VIEW_STYLE_4CH));
-    const auto active = [this] { return View().Cells().IndexOf(View().Cells().GetActive()); };
+    const auto active = [this] { return console->Parts().cells.IndexOf(console->Parts().cells.GetActive()); };
     ASSERT_EQ(active(), 0);
     for (const int next : {1, 2, 0}) {
         Key(Qt::Key_Right, Qt::ControlModifier);
@@ -223,7 +224,7 @@ TEST_F(ConsolePanel, KeysDoWhatTheButtonsDo) {
     Key(Qt::Key_3, Qt::KeypadModifier);  // steers, and there is nothing to steer
     EXPECT_EQ(View().GetStyle(), VIEW_STYLE_9CH);
     Key(Qt::Key_Q);
-    EXPECT_TRUE(console->Sequential().IsOn() && console->Controls().IsPressed(kCtlSequential));
+    EXPECT_TRUE(console->Parts().sequential.IsOn() && console->Parts().controls.IsPressed(kCtlSequential));
     Key(Qt::Key_F1);
     Key(Qt::Key_F1);
     EXPECT_THAT(console->findChildren<QDialog*>("keyboardHelp"), SizeIs(1));
@@ -232,18 +233,18 @@ TEST_F(ConsolePanel, KeysDoWhatTheButtonsDo) {
 
     // A key of the head holds its command until it is released or the keyboard is gone.
     Send(QEvent::KeyPress, Qt::Key_Up);
-    EXPECT_FALSE(console->Keys().IsHeld(kCmdUp));
-    console->Controls().SetShown(kCmdUp, true);
+    EXPECT_FALSE(console->Parts().keys.IsHeld(kCmdUp));
+    console->Parts().controls.SetShown(kCmdUp, true);
     Send(QEvent::KeyPress, Qt::Key_Up);
-    EXPECT_TRUE(console->Keys().IsHeld(kCmdUp));
+    EXPECT_TRUE(console->Parts().keys.IsHeld(kCmdUp));
     Send(QEvent::KeyRelease, Qt::Key_Up);
-    EXPECT_TRUE(kvtest::PumpUntil([&] { return !console->Keys().IsHeld(kCmdUp); }));
-    console->Controls().SetShown(kCmdUp, true);
+    EXPECT_TRUE(kvtest::PumpUntil([&] { return !console->Parts().keys.IsHeld(kCmdUp); }));
+    console->Parts().controls.SetShown(kCmdUp, true);
     Send(QEvent::KeyPress, Qt::Key_8, Qt::KeypadModifier);
-    EXPECT_TRUE(console->Keys().IsHeld(kCmdUp));
+    EXPECT_TRUE(console->Parts().keys.IsHeld(kCmdUp));
     QEvent away(QEvent::WindowDeactivate);
     QCoreApplication::sendEvent(console.get(), &away);
-    EXPECT_FALSE(console->Keys().IsHeld(kCmdUp));
+    EXPECT_FALSE(console->Parts().keys.IsHeld(kCmdUp));
 }
 
 // As X11 tells it: released and pressed again at one moment of its clock, and neither marked.
@@ -255,18 +256,18 @@ TEST_F(ConsolePanel, AKeyThatRepeatsIsOnePress) {
         event.setTimestamp(at);
         QCoreApplication::sendEvent(console.get(), &event);
     };
-    console->Controls().SetShown(kCmdUp, true);
+    console->Parts().controls.SetShown(kCmdUp, true);
     key(QEvent::KeyPress, Qt::Key_Up, 10'000);
     for (quint64 at = 10'500; at < 12'000; at += 30) {
         key(QEvent::KeyRelease, Qt::Key_Up, at);
         key(QEvent::KeyPress, Qt::Key_Up, at);
         Pump();
-        console->Controls().SetShown(kCmdUp, true);
-        ASSERT_TRUE(console->Keys().IsHeld(kCmdUp));
+        console->Parts().controls.SetShown(kCmdUp, true);
+        ASSERT_TRUE(console->Parts().keys.IsHeld(kCmdUp));
         ASSERT_FALSE(console->IsTimerSet(kTimerKeyRelease));
     }
     key(QEvent::KeyRelease, Qt::Key_Up, 12'010);
-    EXPECT_TRUE(kvtest::PumpUntil([&] { return !console->Keys().IsHeld(kCmdUp); }));
+    EXPECT_TRUE(kvtest::PumpUntil([&] { return !console->Parts().keys.IsHeld(kCmdUp); }));
 
     // A switch that is held turns once; pressed a second time it turns back.
     const bool bBefore = View().IsMaxViewMode();
@@ -286,7 +287,7 @@ TEST_F(ConsolePanel, TheWheelZoomsByWholeNotchesAndNotSideways) {
     recorder.SetDocument("command=16", kvtest::HttpReply(200, "OK", "4"));
     recorder.SetDocument("Recording.MediaProperty", kvtest::HttpReply(200, "OK", "\naudio_enabled=0\n"));
     Open(recorder.Port());
-    const auto active = View().Cells().GetActiveCamera();
+    const auto active = console->Parts().cells.GetActiveCamera();
     ASSERT_TRUE(kvtest::PumpUntil([&] { return active->GetCameraInfo().bZoomable; }));
     const auto turn = [&](const QPoint& angle) {
         QWheelEvent wheel({900, 600}, console->mapToGlobal(QPointF(900, 600)), {}, angle, Qt::NoButton,
@@ -307,12 +308,12 @@ TEST_F(ConsolePanel, TheWheelZoomsByWholeNotchesAndNotSideways) {
 TEST_F(ConsolePanel, RecordingIsAskedForAndWaitedFor) {
     FakeRecorder recorder("Hall", 4);
     Open(recorder.Port());
-    ASSERT_TRUE(PumpUntil([&] { return console->Controls().Get(kCtlRecord).shown; }));
+    ASSERT_TRUE(PumpUntil([&] { return console->Parts().controls.Get(kCtlRecord).shown; }));
     EXPECT_TRUE(ClickOn(kCtlRecord));
-    EXPECT_TRUE(console->Busy().IsBusy());
+    EXPECT_TRUE(console->Parts().busy.IsBusy());
     EXPECT_EQ(console->cursor().shape(), Qt::WaitCursor);
     EXPECT_TRUE(console->IsTimerSet(kTimerManualRecording));
-    EXPECT_TRUE(PumpUntil([&] { return !console->Busy().IsBusy(); }));
+    EXPECT_TRUE(PumpUntil([&] { return !console->Parts().busy.IsBusy(); }));
     EXPECT_EQ(console->cursor().shape(), Qt::ArrowCursor);
 }
 

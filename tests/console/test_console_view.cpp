@@ -24,10 +24,10 @@ namespace {
 class ConsoleView : public kvtest::ConsoleTest {
 protected:
     LParam CentreOf(int cell) { return PackPoint(Cell(cell).mapToGlobal(Cell(cell).rect().center())); }
-    QComboBox& Combo() { return console->View().Combo(); }
+    QComboBox& Combo() { return console->Parts().view.Combo(); }
     void SelectItem(int item) {
         Combo().setCurrentIndex(item);
-        console->View().OnSelchangePage();
+        console->Parts().view.OnSelchangePage();
     }
     int MessageBoxes() { return static_cast<int>(console->findChildren<QMessageBox*>().size()); }
 };
@@ -42,25 +42,25 @@ TEST_F(ConsoleView, LoginShowsFourChannelsInTheViewRectangle) {
     EXPECT_EQ(Cell(0).geometry(), QRect(19, 64, 391, 274));
     EXPECT_EQ(Cell(3).geometry(), QRect(19 + 391, 64 + 274, 391, 274));
     EXPECT_TRUE(Cell(0).IsWindowActive());
-    EXPECT_FALSE(console->IsWaitDialogShown());
+    EXPECT_FALSE(console->IsWaitShown());
     EXPECT_EQ(Combo().count(), 2);
-    EXPECT_EQ(console->KeyName(), "Hall");
-    EXPECT_TRUE(console->Controls().IsPressed(StyleButtonId(VIEW_STYLE_4CH)));
+    EXPECT_EQ(console->Parts().settings.key, "Hall");
+    EXPECT_TRUE(console->Parts().controls.IsPressed(StyleButtonId(VIEW_STYLE_4CH)));
     EXPECT_TRUE(console->GetButton(1653)->isEnabled());
     ASSERT_TRUE(PumpUntil([&] { return recorder.StreamRequestCount() >= 4; }));
-    EXPECT_TRUE(console->Cameras().GetCameraByChannel(3)->IsVideoRunning());
+    EXPECT_TRUE(console->Parts().cameras.GetCameraByChannel(3)->IsVideoRunning());
     // The ticks that watch the start prepare nothing: who is not on show does not stream.
     for (int tick = 0; tick < 3; ++tick) {
         console->SetTimer(kTimerStopping, 0);
         Pump();
     }
-    EXPECT_FALSE(console->Cameras().GetCameraByChannel(4)->IsVideoRunning());
+    EXPECT_FALSE(console->Parts().cameras.GetCameraByChannel(4)->IsVideoRunning());
     EXPECT_EQ(recorder.StreamRequestCount(), 4);
 
     SelectItem(1);
     EXPECT_THAT(ShownNames(), ElementsAre("Channel 5", "Channel 6", "-", "-"));
-    EXPECT_FALSE(console->Cameras().GetCameraByChannel(0)->IsVideoRunning());
-    EXPECT_TRUE(console->Cameras().GetCameraByChannel(4)->IsVideoRunning());
+    EXPECT_FALSE(console->Parts().cameras.GetCameraByChannel(0)->IsVideoRunning());
+    EXPECT_TRUE(console->Parts().cameras.GetCameraByChannel(4)->IsVideoRunning());
 }
 
 TEST_F(ConsoleView, EveryStyleIsReachedByItsCommand) {
@@ -69,17 +69,17 @@ TEST_F(ConsoleView, EveryStyleIsReachedByItsCommand) {
     constexpr int kShown[] = {1, 4, 4, 6, 8, 9, 10, 12};
     for (int style = 0; style < 8; ++style) {
         Command(kCtlFirstStyle + style);
-        EXPECT_EQ(console->View().GetStyle(), style);
+        EXPECT_EQ(console->Parts().view.GetStyle(), style);
         EXPECT_THAT(ShownNames(), SizeIs(kShown[style])) << style;
     }
-    console->View().SelectCustomStyle(5);
+    console->Parts().styles.SelectCustomStyle(5);
     EXPECT_THAT(ShownNames(), SizeIs(42));
     EXPECT_EQ(ShownNames()[41], "-");
     EXPECT_EQ(ShownNames()[39], "Channel 40");
     EXPECT_TRUE(Combo().isHidden());
-    console->View().ViewStyleChanged(9, true, false);
-    EXPECT_EQ(console->View().GetStyle(), VIEW_STYLE_10CH);
-    console->View().ViewStyleChanged(-1, true, false);
+    console->Parts().view.ViewStyleChanged(9, true, false);
+    EXPECT_EQ(console->Parts().view.GetStyle(), VIEW_STYLE_10CH);
+    console->Parts().view.ViewStyleChanged(-1, true, false);
     EXPECT_THAT(ShownNames(), SizeIs(10));
 }
 
@@ -97,7 +97,7 @@ TEST_F(ConsoleView, SizeOfTheViewFollowsTheButtonAndTheWindow) {
     console->SendMessage(kMsgSizeChange, 3, 0);
     console->SendMessage(kMsgSizeChange, ~WParam(0), 0);
     EXPECT_EQ(Cell(0).geometry(), QRect(19 + 68, 64 + 20, 647, 508));
-    console->Cameras().GetCameraByChannel(0)->Picture().SetBitmapInfo(MakeBitmapInfo(352, 240));
+    console->Parts().cameras.GetCameraByChannel(0)->Picture().SetBitmapInfo(MakeBitmapInfo(352, 240));
     console->SendMessage(kMsgSizeChange, 0, 0);
     EXPECT_EQ(Cell(0).geometry(), QRect(19 + 213, 64 + 142, 356, 265));
 }
@@ -128,10 +128,10 @@ TEST_F(ConsoleView, DraggedCellsChangePlaces) {
 TEST_F(ConsoleView, ActiveWindowFollowsTheMouseAndStaysWithItsChannel) {
     FakeRecorder recorder("Hall", 4);
     Open(recorder.Port());
-    console->View().ActivateWindowAt(Cell(2).mapToGlobal(QPoint(50, 50)));
+    console->Parts().view.ActivateWindowAt(Cell(2).mapToGlobal(QPoint(50, 50)));
     EXPECT_TRUE(Cell(2).IsWindowActive());
     EXPECT_FALSE(Cell(0).IsWindowActive());
-    console->View().ActivateWindowAt(console->mapToGlobal(QPoint(900, 600)));
+    console->Parts().view.ActivateWindowAt(console->mapToGlobal(QPoint(900, 600)));
     EXPECT_TRUE(Cell(2).IsWindowActive());
     // A new layout keeps the channel the active one.
     Command(StyleButtonId(VIEW_STYLE_9CH));
@@ -166,7 +166,7 @@ TEST_F(ConsoleView, SecondPanelShowsTheNextPageAndGivesItsWindowsBack) {
     QWidget panel;
     panel.resize(800, 600);
     panel.show();
-    console->View().SetSecondPanel(&panel);
+    console->Parts().view.SetSecondPanel(&panel);
     // An odd page steps down by one; ten cameras on twice four cells are two pages.
     EXPECT_EQ(Combo().count(), 2);
     EXPECT_THAT(ShownNames(), SizeIs(8));
@@ -177,7 +177,7 @@ TEST_F(ConsoleView, SecondPanelShowsTheNextPageAndGivesItsWindowsBack) {
     EXPECT_EQ(ShownNames()[4], "-");
     // Picture-in-picture and a second display exclude each other.
     Command(kCtlPip);
-    EXPECT_FALSE(console->View().HasSecondPanel());
+    EXPECT_FALSE(console->Parts().view.HasSecondPanel());
     EXPECT_EQ(Cell(4).parentWidget(), console.get());
     EXPECT_TRUE(panel.findChildren<CVideoWnd*>().isEmpty());
 }
@@ -188,12 +188,12 @@ TEST_F(ConsoleView, FullScreenPanelHostsAllThatIsShown) {
     QWidget panel;
     panel.resize(1280, 800);
     panel.show();
-    console->View().SetFullScreenPanel(&panel);
-    console->View().ViewStyleChanged(VIEW_STYLE_4CH, false, false);
+    console->Parts().view.SetFullScreenPanel(&panel);
+    console->Parts().view.ViewStyleChanged(VIEW_STYLE_4CH, false, false);
     EXPECT_EQ(Cell(3).geometry(), QRect(640, 400, 640, 400));
     EXPECT_EQ(Cell(3).parentWidget(), &panel);
-    console->View().SetFullScreenPanel(nullptr);
-    console->View().ViewStyleChanged(VIEW_STYLE_4CH, false, false);
+    console->Parts().view.SetFullScreenPanel(nullptr);
+    console->Parts().view.ViewStyleChanged(VIEW_STYLE_4CH, false, false);
     EXPECT_EQ(Cell(3).parentWidget(), console.get());
     EXPECT_EQ(Cell(3).geometry(), QRect(19 + 391, 64 + 274, 391, 274));
 }
@@ -210,9 +210,9 @@ TEST_F(ConsoleView, ViewComesBackAfterARestart) {
     Close();
 
     Open(recorder.Port());
-    EXPECT_EQ(console->View().GetStyle(), VIEW_STYLE_8CH);
+    EXPECT_EQ(console->Parts().view.GetStyle(), VIEW_STYLE_8CH);
     EXPECT_THAT(ShownNames(), ElementsAre("Channel 9", "Channel 10", "-", "-", "-", "-", "-", "-"));
-    EXPECT_FALSE(console->View().IsMaxViewMode());
+    EXPECT_FALSE(console->Parts().view.IsMaxViewMode());
     SelectItem(0);
     EXPECT_EQ(ShownNames()[0], "Channel 8");
     Command(StyleButtonId(VIEW_STYLE_4CH));
@@ -252,7 +252,7 @@ TEST_F(ConsoleView, NoCameraAndOneCamera) {
     EXPECT_THAT(ShownNames(), ElementsAre("-", "-", "-", "-"));
     Command(kCtlFirstStyle);
     EXPECT_THAT(ShownNames(), ElementsAre("-"));
-    console->View().SelectCustomStyle(3);
+    console->Parts().styles.SelectCustomStyle(3);
     EXPECT_THAT(ShownNames(), SizeIs(25));
     Close();
 
@@ -268,8 +268,8 @@ TEST_F(ConsoleView, HandlesOutliveWindowsAndCameras) {
     FakeRecorder recorder("Hall", 4);
     Open(recorder.Port());
     const WindowHandle handle = console->Handle();
-    const auto camera = console->Cameras().GetCameraByChannel(0);
-    const std::weak_ptr<CBaseCamera> other = console->Cameras().GetCameraByChannel(1);
+    const auto camera = console->Parts().cameras.GetCameraByChannel(0);
+    const std::weak_ptr<CBaseCamera> other = console->Parts().cameras.GetCameraByChannel(1);
     Close();
     EXPECT_FALSE(handle.Post(WM_COMMAND, 1651, 0));
     EXPECT_FALSE(camera->GetVideoWnd().Post(kMsgCaptionRefresh, 0, 0));

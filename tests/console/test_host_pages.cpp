@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "console/help_window.h"
-#include "console/host_pages.h"
+#include "console/web_page.h"
 #include "console_fixture.h"
 #include "support/silent_site.h"
 

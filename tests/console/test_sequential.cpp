@@ -35,8 +35,8 @@ protected:
         EXPECT_LT(app.LongestWorkMs(), kvtest::kUiWorkLimitMs) << app.LongestWork();
     }
     bool IsTiming() { return console->IsTimerSet(kTimerSequential); }
-    bool IsPressed() { return console->Controls().IsPressed(kCtlSequential); }
-    bool Runs(int channel) { return console->Cameras().GetCameraByChannel(channel)->IsVideoRunning(); }
+    bool IsPressed() { return console->Parts().controls.IsPressed(kCtlSequential); }
+    bool Runs(int channel) { return console->Parts().cameras.GetCameraByChannel(channel)->IsVideoRunning(); }
     QDialog* Dialog(const char* name) { return console->findChild<QDialog*>(name); }
     QMessageBox* Box(QWidget* parent) { return parent->findChild<QMessageBox*>(); }
 };
@@ -109,32 +109,32 @@ TEST_F(Sequential, PagesFollowEachOtherAndTheNextIsReady) {
     FakeRecorder recorder("Hall", 10);
     Open(recorder.Port());
     Command(StyleButtonId(VIEW_STYLE_4CH));
-    console->Sequential().SetInterval(9000);
+    console->Parts().sequential.SetInterval(9000);
     Command(kCtlSequential);
     EXPECT_TRUE(IsTiming() && console->IsTimerSet(kTimerPrepare));
     EXPECT_FALSE(Runs(4));
-    console->Sequential().OnPrepareTimer();
+    console->Parts().sequential.OnPrepareTimer();
     EXPECT_FALSE(console->IsTimerSet(kTimerPrepare));
     EXPECT_TRUE(Runs(0) && Runs(4) && Runs(7));
     EXPECT_FALSE(Runs(8));
     EXPECT_EQ(ShownNames()[0], "Channel 1");
 
-    console->Sequential().OnSwitchTimer();
+    console->Parts().sequential.OnSwitchTimer();
     EXPECT_TRUE(IsTiming() && console->IsTimerSet(kTimerPrepare));
     EXPECT_EQ(ShownNames()[0], "Channel 5");
     EXPECT_FALSE(Runs(0));
-    console->Sequential().OnSwitchTimer();
+    console->Parts().sequential.OnSwitchTimer();
     EXPECT_THAT(ShownNames(), ElementsAre("Channel 9", "Channel 10", "-", "-"));
-    console->Sequential().OnPrepareTimer();
+    console->Parts().sequential.OnPrepareTimer();
     EXPECT_TRUE(Runs(0) && Runs(3));
-    console->Sequential().OnSwitchTimer();
+    console->Parts().sequential.OnSwitchTimer();
     EXPECT_EQ(ShownNames()[0], "Channel 1");
 
     Command(kCtlFirstStyle);
     EXPECT_TRUE(IsTiming());
-    console->Sequential().OnSwitchTimer();
+    console->Parts().sequential.OnSwitchTimer();
     EXPECT_THAT(ShownNames(), ElementsAre("Channel 2"));
-    console->Sequential().OnPrepareTimer();
+    console->Parts().sequential.OnPrepareTimer();
     EXPECT_TRUE(Runs(2));
 
     // A button's press ends it; the next page's streams end with it.
@@ -148,24 +148,24 @@ TEST_F(Sequential, StyleThatHoldsTheWholeWallEndsIt) {
     Open(recorder.Port());
     Command(StyleButtonId(VIEW_STYLE_8CH));
     Command(kCtlSequential);
-    console->View().SelectCustomStyle(0);
+    console->Parts().styles.SelectCustomStyle(0);
     EXPECT_TRUE(IsTiming());
-    console->View().SelectCustomStyle(3);  // 5 x 5
+    console->Parts().styles.SelectCustomStyle(3);  // 5 x 5
     EXPECT_FALSE(IsTiming() || IsPressed());
-    EXPECT_EQ(console->View().GetStyle(), VIEW_STYLE_CUSTOM);
+    EXPECT_EQ(console->Parts().view.GetStyle(), VIEW_STYLE_CUSTOM);
     // Begun in a style that may not rotate it goes to one camera after another.
     Command(kCtlSequential);
-    EXPECT_EQ(console->View().GetStyle(), VIEW_STYLE_SINGLE_1CH);
+    EXPECT_EQ(console->Parts().view.GetStyle(), VIEW_STYLE_SINGLE_1CH);
     EXPECT_TRUE(IsTiming() && IsPressed());
     Command(kCtlPip);
     EXPECT_FALSE(IsTiming() || IsPressed());
-    EXPECT_TRUE(console->Controls().IsPressed(kCtlPip));
+    EXPECT_TRUE(console->Parts().controls.IsPressed(kCtlPip));
     Command(kCtlPip);
-    EXPECT_TRUE(console->Controls().IsPressed(kCtlPip));
+    EXPECT_TRUE(console->Parts().controls.IsPressed(kCtlPip));
 
     Command(StyleButtonId(VIEW_STYLE_4CH));
     Command(kCtlSequential);
-    console->OnBtnLogout();
+    console->Parts().session.OnBtnLogout();
     EXPECT_FALSE(IsTiming() || IsPressed());
     console->PostMessage(WM_COMMAND, kCtlSequential, 0);  // one that was on its way
     Pump();
@@ -187,8 +187,8 @@ TEST_F(Sequential, ComesBackAfterARestartAndSkipsNothingWithOneCamera) {
     Open(one.Port());
     Command(kCtlFirstStyle);
     Command(kCtlSequential);
-    console->Sequential().OnSwitchTimer();
-    console->Sequential().OnPrepareTimer();
+    console->Parts().sequential.OnSwitchTimer();
+    console->Parts().sequential.OnPrepareTimer();
     EXPECT_THAT(ShownNames(), ElementsAre("Channel 1"));
     EXPECT_TRUE(Runs(0));
 }
@@ -216,7 +216,7 @@ TEST_F(Sequential, IntervalIsAskedForWithinItsBounds) {
     seconds->setValue(7);
     dialog->accept();
     EXPECT_TRUE(IsTiming() && IsPressed());
-    EXPECT_EQ(console->Sequential().GetInterval(), 7000u);
+    EXPECT_EQ(console->Parts().sequential.GetInterval(), 7000u);
     EXPECT_EQ(Registry().GetProfileInt("Hall", "SequentialInterval", 0), 7000u);
 }
 
@@ -246,10 +246,10 @@ TEST_F(Sequential, PictureInPictureIsSetUpByItsDialog) {
     count->setValue(2);
     dialog->accept();
     Pump();
-    EXPECT_EQ(console->View().GetStyle(), VIEW_STYLE_PIP);
+    EXPECT_EQ(console->Parts().view.GetStyle(), VIEW_STYLE_PIP);
     EXPECT_THAT(ShownNames(), ElementsAre("C", "B", "A"));
     EXPECT_EQ(Registry().GetProfileInt("Hall", "PIPChildChannel", 0), 2u);
-    EXPECT_THAT(console->View().Orders().PipList(), ElementsAre(2, 1, 0, 4));
+    EXPECT_THAT(console->Parts().view.Orders().PipList(), ElementsAre(2, 1, 0, 4));
 
     // A stored list of channels that are gone, for one of two cameras.
     EXPECT_THAT(PipChoice({9, 1, 1, 0}, 2).List(), ElementsAre(2, 1, 3, 0));

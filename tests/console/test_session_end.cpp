@@ -102,15 +102,15 @@ TEST_F(SessionEnd, LogoutLeavesNothingOfIt) {
     recorder.SetDocument("emap.jpg", HttpReply(200, "OK", Picture()));
     Open(recorder.Port());
     Command(StyleButtonId(VIEW_STYLE_9CH));
-    console->View().TurnPage(1);
-    console->Sequential().SetInterval(3600000);
+    console->Parts().view.TurnPage(1);
+    console->Parts().sequential.SetInterval(3600000);
     Command(kCtlSequential);
     Post(kCmdEMap);
     Post(kCmdDiskStatus);
     Post(kCmdEvents);
     Post(kCtlRecorders);
     Post(kCtlPipSettings);
-    console->Screens().SetFullScreen(true, true);
+    console->Parts().screens.SetFullScreen(true, true);
     Command(kCtlSequentialInterval);
     ASSERT_TRUE(Visible<QWidget>("emapDialog") && Visible<QWidget>("diskStatus") &&
                 Visible<QDialog>("recordersDialog") && Visible<QDialog>("pipDialog") &&
@@ -121,21 +121,20 @@ TEST_F(SessionEnd, LogoutLeavesNothingOfIt) {
     console->Logout();
     Pump();
     EXPECT_FALSE(console->IsLoggedIn());
-    EXPECT_FALSE(console->Sequential().IsOn() || console->Controls().IsPressed(kCtlSequential));
+    EXPECT_FALSE(console->Parts().sequential.IsOn() || console->Parts().controls.IsPressed(kCtlSequential));
     EXPECT_EQ(Head(kCtlServerName) + Head(kCtlServerModel), "");
     EXPECT_THAT(ShownNames(), Each("-"));
-    EXPECT_TRUE(console->View().Combo().isHidden());
+    EXPECT_TRUE(console->Parts().view.Combo().isHidden());
     for (const int id : {+kCtlSnapshot, +kCtlRecord, +kCtlTalk, 1801, 1809, 1811}) {
-        EXPECT_FALSE(console->Controls().Get(id).shown) << id;
+        EXPECT_FALSE(console->Parts().controls.Get(id).shown) << id;
     }
     EXPECT_FALSE(console->GetButton(kCtlFirstStyle)->isEnabled());
     EXPECT_TRUE(console->GetButton(kCtlLogout)->isEnabled());
     EXPECT_FALSE(Visible<QWidget>("emapDialog") || Visible<QDialog>("recordersDialog") ||
                  Visible<QDialog>("pipDialog") || Visible<QDialog>("intervalDialog") ||
                  Visible<QWidget>("diskStatus"));
-    EXPECT_THAT(console->Events().Events().All(), IsEmpty());
-    EXPECT_EQ(console->Recorders().GetServer(0)->GetUser() + console->Recorders().GetServer(0)->GetPassword(),
-              "");
+    EXPECT_THAT(console->Parts().events.Events().All(), IsEmpty());
+    EXPECT_EQ(console->Parts().recorders.GetServer(0)->GetUser() + console->Parts().recorders.GetServer(0)->GetPassword(), "");
     // Full screen says so, too, as soon as the wait is over.
     ASSERT_TRUE(PumpUntil([&] { return Notice() == "You are not logged in."; }));
     EXPECT_EQ(Visible<QLabel>("wallNotice")->window()->objectName(), "screenPanel");
@@ -146,22 +145,22 @@ TEST_F(SessionEnd, LogoutLeavesNothingOfIt) {
     for (const int id : {kCmdEMap, kCmdDiskStatus, kCmdEvents, +kCtlRecorders, +kCtlSequential}) {
         Post(id);
     }
-    console->Binding().ChangeServers({At(recorder, "other")});
+    console->Parts().binding.ChangeServers({At(recorder, "other")});
     TurnOption("1503");
     TurnOption("1512");
-    console->Events().OnTimer();
+    console->Parts().events.OnTimer();
     console->SendMessage(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERACONN, 0);
     EXPECT_FALSE(PumpUntil([&] { return recorder.CountHeads(login) > before; }, milliseconds(300)));
-    EXPECT_EQ(console->Recorders().GetServerCount(), 1);
+    EXPECT_EQ(console->Parts().recorders.GetServerCount(), 1);
     EXPECT_THAT(ShownNames(), Each("-"));
     EXPECT_EQ(Registry().GetProfileInt("Hall", "ShowNoConfig", 9), 0u);  // the option alone is changed
 
     // The next session comes to the wall as it was left.
     console->AutoLogin("admin", "secret");
-    ASSERT_TRUE(PumpUntil([&] { return console->Cameras().GetCount() == 20; }));
-    EXPECT_EQ(console->View().GetStyle(), VIEW_STYLE_9CH);
+    ASSERT_TRUE(PumpUntil([&] { return console->Parts().cameras.GetCount() == 20; }));
+    EXPECT_EQ(console->Parts().view.GetStyle(), VIEW_STYLE_9CH);
     EXPECT_EQ(ShownNames()[0], "Channel 10");
-    EXPECT_EQ(console->View().Combo().count(), 3);
+    EXPECT_EQ(console->Parts().view.Combo().count(), 3);
     EXPECT_EQ(Head(kCtlServerName), "Hall");
     EXPECT_EQ(Notice(), "");
 }
@@ -170,16 +169,16 @@ TEST_F(SessionEnd, AnotherUserHasNeitherTheCamerasNorTheRecordersOfTheLast) {
     FakeRecorder first("Hall", 2), second("Yard", 3);
     Save({At(first), At(second)});
     Open(first.Port());
-    ASSERT_EQ(console->Cameras().GetCount(), 5);
+    ASSERT_EQ(console->Parts().cameras.GetCount(), 5);
     // At once, and without a logout before.
     console->AutoLogin("guest", "word");
     EXPECT_THAT(ShownNames(), Each("-"));
-    ASSERT_TRUE(PumpUntil([&] { return console->Cameras().GetCount() == 2; }));
-    EXPECT_EQ(console->Recorders().GetServerCount(), 1);
+    ASSERT_TRUE(PumpUntil([&] { return console->Parts().cameras.GetCount() == 2; }));
+    EXPECT_EQ(console->Parts().recorders.GetServerCount(), 1);
     EXPECT_EQ(second.CountHeads(MakeBasicAuth("guest", "word")), 0);
     console->Logout();
     console->AutoLogin("admin", "secret");
-    EXPECT_TRUE(PumpUntil([&] { return console->Cameras().GetCount() == 5; }));
+    EXPECT_TRUE(PumpUntil([&] { return console->Parts().cameras.GetCount() == 5; }));
     EXPECT_THAT(LoadServerList(Registry(), ServerIdentity(At(first))), SizeIs(2));
 }
 
@@ -187,31 +186,31 @@ TEST_F(SessionEnd, CamerasThatAreListedLaterGetTheirCells) {
     FakeRecorder recorder("Hall", 6);
     Open(recorder.Port());
     console->Logout();
-    ASSERT_TRUE(PumpUntil([&] { return !console->Recorders().GetServer(0)->IsRunning(); }));
+    ASSERT_TRUE(PumpUntil([&] { return !console->Parts().recorders.GetServer(0)->IsRunning(); }));
     TurnOption("1512");
     console->AutoLogin("admin", "secret");
     ASSERT_TRUE(PumpUntil([&] { return Line().startsWith("Connected to Hall"); }));
     EXPECT_TRUE(PumpUntil([&] { return ShownNames()[3] == "Channel 4"; }));
-    EXPECT_EQ(console->View().GetShowableCount(), 6);
+    EXPECT_EQ(console->Parts().view.GetShowableCount(), 6);
     // Nothing that a message finds out of step stays so.
-    console->View().OnSessionEnd();
-    console->View().Orders().SetTotalCount(0);
+    console->Parts().view.OnSessionEnd();
+    console->Parts().view.Orders().SetTotalCount(0);
     console->SendMessage(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERACONN, 0);
     EXPECT_THAT(ShownNames(), ElementsAre("Channel 1", "Channel 2", "Channel 3", "Channel 4"));
-    EXPECT_EQ(console->View().Combo().count(), 2);
+    EXPECT_EQ(console->Parts().view.Combo().count(), 2);
 }
 
 TEST_F(SessionEnd, ARecorderThatRefusedStaysStoppedUntilItsPasswordChanges) {
     FakeRecorder first("Hall", 2), second("Yard", 2);
     Save({At(first), At(second)});
     Open(first.Port());
-    ASSERT_EQ(console->Cameras().GetCount(), 4);
+    ASSERT_EQ(console->Parts().cameras.GetCount(), 4);
     second.RefuseLogins(true);
     Refuse(1);
     ASSERT_THAT(Boxes(), SizeIs(1));
     // Not even its streams are asked for.
-    EXPECT_EQ(console->Cameras().GetCount(), 2);
-    ASSERT_TRUE(PumpUntil([&] { return !console->Recorders().GetServer(1)->IsRunning(); }));
+    EXPECT_EQ(console->Parts().cameras.GetCount(), 2);
+    ASSERT_TRUE(PumpUntil([&] { return !console->Parts().recorders.GetServer(1)->IsRunning(); }));
     PumpUntil([] { return false; }, milliseconds(100));  // for a request that was on its way
     const int before = second.CountHeads("GET ");
     TurnOption("1512");
@@ -220,12 +219,12 @@ TEST_F(SessionEnd, ARecorderThatRefusedStaysStoppedUntilItsPasswordChanges) {
     Command(StyleButtonId(VIEW_STYLE_4CH));
     console->Logout();
     console->AutoLogin("admin", "secret");
-    ASSERT_TRUE(PumpUntil([&] { return console->Cameras().GetCount() == 2; }));
+    ASSERT_TRUE(PumpUntil([&] { return console->Parts().cameras.GetCount() == 2; }));
     EXPECT_FALSE(PumpUntil([&] { return second.CountHeads("GET ") > before; }, milliseconds(300)));
 
     second.RefuseLogins(false);
-    console->Binding().ChangeServers({At(second, "better")});
-    ASSERT_TRUE(PumpUntil([&] { return console->Cameras().GetCount() == 4; }));
+    console->Parts().binding.ChangeServers({At(second, "better")});
+    ASSERT_TRUE(PumpUntil([&] { return console->Parts().cameras.GetCount() == 4; }));
     EXPECT_TRUE(PumpUntil([&] { return Boxes().isEmpty(); }));
 }
 
@@ -241,24 +240,24 @@ TEST_F(SessionEnd, ABoxAboutARefusalNamesWhatIsKnownAndGoesWithTheNextLogin) {
     EXPECT_EQ(Line(), Notice());
     recorder.RefuseLogins(false);
     console->AutoLogin("admin", "right");
-    ASSERT_TRUE(PumpUntil([&] { return console->Cameras().GetCount() == 2; }));
+    ASSERT_TRUE(PumpUntil([&] { return console->Parts().cameras.GetCount() == 2; }));
     EXPECT_TRUE(PumpUntil([&] { return Boxes().isEmpty(); }));
 }
 
 TEST_F(SessionEnd, ARecorderWithoutChannelsHasAViewOfItsOwn) {
     FakeRecorder first("Hall", 0), second("Yard", 2);
     Open(first.Port());
-    EXPECT_FALSE(console->IsWaitDialogShown());
+    EXPECT_FALSE(console->IsWaitShown());
     EXPECT_TRUE(PumpUntil([&] { return Notice() == "The recorder Hall has no channels."; }))
         << Notice().toStdString();
-    EXPECT_TRUE(console->Controls().IsPressed(StyleButtonId(VIEW_STYLE_4CH)));
+    EXPECT_TRUE(console->Parts().controls.IsPressed(StyleButtonId(VIEW_STYLE_4CH)));
     Post(kCtlOptions);
     ASSERT_TRUE(Visible<QDialog>("settingsDialog") != nullptr);
     Visible<QDialog>("settingsDialog")->reject();
     Post(kCtlRecorders);
     ASSERT_TRUE(Visible<QDialog>("recordersDialog") != nullptr);
     Visible<QDialog>("recordersDialog")->reject();
-    console->Binding().ChangeServers({At(second)});
+    console->Parts().binding.ChangeServers({At(second)});
     ASSERT_TRUE(PumpUntil([&] { return ShownNames()[1] == "Channel 2"; }));
     EXPECT_TRUE(PumpUntil([&] { return Notice().isEmpty(); }));
 }

@@ -209,42 +209,42 @@ TEST_F(SettingsDialogs, OptionsTakeEffectAtOnceAndAreStored) {
 TEST_F(SettingsDialogs, RecordersComeAndGoWhileTheConsoleRuns) {
     FakeRecorder first("Hall", 2), second("Yard", 1), third("Gate", 1);
     Open(first.Port());
-    ServerBinding& binding = console->Binding();
+    ServerBinding& binding = console->Parts().binding;
     SavedServer yard = Entry("127.0.0.1", second.Port());
     yard.name = "My yard";
     yard.nameGiven = true;
     binding.ChangeServers({yard, Entry("127.0.0.1", third.Port())});
-    ASSERT_TRUE(PumpUntil([&] { return console->Cameras().GetCount() == 4; }));
-    EXPECT_EQ(console->View().GetShowableCount(), 4);
-    const auto gate = console->Cameras().GetCameraByChannel(3);
+    ASSERT_TRUE(PumpUntil([&] { return console->Parts().cameras.GetCount() == 4; }));
+    EXPECT_EQ(console->Parts().view.GetShowableCount(), 4);
+    const auto gate = console->Parts().cameras.GetCameraByChannel(3);
 
     // The one in the middle goes; the last one goes on with the same channel.
     binding.ChangeServers({Entry("127.0.0.1", third.Port())});
-    EXPECT_EQ(console->Recorders().GetServerCount(), 2);
-    EXPECT_EQ(console->Recorders().GetServer(1)->GetIdx(), 1);
-    EXPECT_EQ(console->Cameras().GetCameraByChannel(2), gate);
-    EXPECT_EQ(console->View().GetShowableCount(), 3);
+    EXPECT_EQ(console->Parts().recorders.GetServerCount(), 2);
+    EXPECT_EQ(console->Parts().recorders.GetServer(1)->GetIdx(), 1);
+    EXPECT_EQ(console->Parts().cameras.GetCameraByChannel(2), gate);
+    EXPECT_EQ(console->Parts().view.GetShowableCount(), 3);
 
     // Another password is another login.
     binding.ChangeServers({yard, Entry("127.0.0.1", third.Port(), "other")});
-    ASSERT_TRUE(PumpUntil([&] { return console->Cameras().GetCount() == 4; }));
-    EXPECT_NE(console->Cameras().GetCameraByChannel(3), gate);
+    ASSERT_TRUE(PumpUntil([&] { return console->Parts().cameras.GetCount() == 4; }));
+    EXPECT_NE(console->Parts().cameras.GetCameraByChannel(3), gate);
 
     // A new login brings all of them back.
     Command(kCtlLogout);
     ASSERT_TRUE(PumpUntil([&] { return !console->IsTimerSet(kTimerStopping); }));
     console->AutoLogin("admin", "secret");
-    ASSERT_TRUE(PumpUntil([&] { return console->Cameras().GetCount() == 4; }));
+    ASSERT_TRUE(PumpUntil([&] { return console->Parts().cameras.GetCount() == 4; }));
 
     Close();
     Open(first.Port());
-    EXPECT_EQ(console->Cameras().GetCount(), 4);
-    const std::vector<SavedServer> kept = console->Binding().DescribeServers();
+    EXPECT_EQ(console->Parts().cameras.GetCount(), 4);
+    const std::vector<SavedServer> kept = console->Parts().binding.DescribeServers();
     ASSERT_THAT(kept, SizeIs(3));
     EXPECT_THAT((std::vector<std::string>{kept[0].name, kept[1].name + kept[2].name}),
                 testing::Contains(HasSubstr("My yard")));  // not "Yard", which the recorder says
-    console->Binding().ChangeServers({});
-    EXPECT_EQ(console->Cameras().GetCount(), 2);
+    console->Parts().binding.ChangeServers({});
+    EXPECT_EQ(console->Parts().cameras.GetCount(), 2);
     EXPECT_THAT(LoadServerList(Registry(), ServerIdentity(kept[1])), IsEmpty());
 }
 

@@ -53,7 +53,7 @@ private:
 
 class SiteWindowsTest : public ConsoleTest {
 protected:
-    QTreeWidget& Rows() { return *console->Events().Window()->findChild<QTreeWidget*>("eventRows"); }
+    QTreeWidget& Rows() { return *console->Parts().events.Window()->findChild<QTreeWidget*>("eventRows"); }
     QStringList Texts() {
         QStringList texts;
         for (int i = 0; i < Rows().topLevelItemCount(); ++i) {
@@ -61,7 +61,9 @@ protected:
         }
         return texts;
     }
-    QComboBox& Box(const char* name) { return *console->Events().Window()->findChild<QComboBox*>(name); }
+    QComboBox& Box(const char* name) {
+        return *console->Parts().events.Window()->findChild<QComboBox*>(name);
+    }
     // The text of the message box on show, which is closed; empty without one.
     QString TakeBox() {
         for (QMessageBox* const box : console->findChildren<QMessageBox*>()) {
@@ -96,10 +98,10 @@ TEST_F(SiteWindowsTest, EventsAreListedFilteredMarkedAndCleared) {
     EXPECT_EQ(Texts(), (QStringList{"disk lost", "stream lost", "<b>started</b>"}));
     EXPECT_EQ(Rows().topLevelItem(0)->text(1), "Error");
     EXPECT_EQ(Rows().topLevelItem(0)->text(2), "Hall");
-    EXPECT_EQ(console->Events().Events().UnreadCount(), 3u);
+    EXPECT_EQ(console->Parts().events.Events().UnreadCount(), 3u);
 
     Rows().topLevelItem(1)->setSelected(true);
-    EXPECT_EQ(console->Events().Events().UnreadCount(), 2u);
+    EXPECT_EQ(console->Parts().events.Events().UnreadCount(), 2u);
     Box("eventLevel").setCurrentIndex(2);
     EXPECT_EQ(Texts(), QStringList{"stream lost"});
     Box("eventLevel").setCurrentIndex(0);
@@ -109,20 +111,20 @@ TEST_F(SiteWindowsTest, EventsAreListedFilteredMarkedAndCleared) {
 
     recorder.SetDocument("get_log_info.cgi",
                          LogReply(LogEntry(3, 3, "disk lost") + LogEntry(1, 9, "back again")));
-    console->Events().OnTimer();
+    console->Parts().events.OnTimer();
     ASSERT_TRUE(PumpUntil([&] { return Rows().topLevelItemCount() == 4; }));
     EXPECT_EQ(Texts().front(), "back again");
-    EXPECT_EQ(console->Events().Events().UnreadCount(), 3u) << "what was seen stays seen";
+    EXPECT_EQ(console->Parts().events.Events().UnreadCount(), 3u) << "what was seen stays seen";
 
-    console->Events().Window()->findChild<QPushButton*>("eventClear")->click();
+    console->Parts().events.Window()->findChild<QPushButton*>("eventClear")->click();
     EXPECT_EQ(Rows().topLevelItemCount(), 0);
     const int fetches = recorder.CountHeads("get_log_info.cgi");
-    console->Events().OnTimer();
+    console->Parts().events.OnTimer();
     ASSERT_TRUE(PumpUntil([&] { return recorder.CountHeads("get_log_info.cgi") > fetches; }));
     ASSERT_TRUE(PumpUntil([&] {
         recorder.SetDocument("get_log_info.cgi",
                              LogReply(LogEntry(1, 9, "back again") + LogEntry(1, 9, "and more")));
-        console->Events().OnTimer();
+        console->Parts().events.OnTimer();
         return Rows().topLevelItemCount() > 0;
     }));
     EXPECT_EQ(Texts(), QStringList{"and more"}) << "cleared events do not come back";
@@ -133,20 +135,20 @@ TEST_F(SiteWindowsTest, OptionTellsOfWarningsAndErrorsWithoutAWindow) {
     recorder.SetDocument("get_log_info.cgi", LogReply(LogEntry(1, 1, "only news")));
     std::vector<Note> notes;
     Start(recorder.Port());
-    console->Events().SetNotifier(std::make_unique<RecordingNotifier>(notes));
-    ASSERT_TRUE(PumpUntil([&] { return console->Events().Events().All().size() == 1; }));
+    console->Parts().events.SetNotifier(std::make_unique<RecordingNotifier>(notes));
+    ASSERT_TRUE(PumpUntil([&] { return console->Parts().events.Events().All().size() == 1; }));
     EXPECT_TRUE(notes.empty());
     recorder.SetDocument("get_log_info.cgi", LogReply(LogEntry(2, 2, "warn") +
                                                       LogEntry(3, 2, "<i>fault</i>") + LogEntry(1, 3, "x")));
-    console->Events().OnTimer();
+    console->Parts().events.OnTimer();
     ASSERT_TRUE(PumpUntil([&] { return !notes.empty(); }));
     ASSERT_EQ(notes.size(), 1u);
     EXPECT_EQ(notes[0].title, "Error - Hall");
     EXPECT_EQ(notes[0].text, "<i>fault</i>\nand 1 more");
     EXPECT_TRUE(notes[0].bError);
     EXPECT_FALSE(NotificationText(notes[0].text).contains('<'));
-    console->OnBtnLogout();
-    EXPECT_TRUE(console->Events().Events().All().empty());
+    console->Parts().session.OnBtnLogout();
+    EXPECT_TRUE(console->Parts().events.Events().All().empty());
 }
 
 TEST_F(SiteWindowsTest, MapShowsUnderItsTitle) {
@@ -155,11 +157,11 @@ TEST_F(SiteWindowsTest, MapShowsUnderItsTitle) {
     recorder.SetDocument("/cgi-bin/data/images/emap.jpg", HttpReply(200, "OK", Picture(300, 200)));
     Open(recorder.Port());
     Command(kCmdEMap);
-    ASSERT_NE(console->Windows().EMap(), nullptr);
-    ASSERT_TRUE(PumpUntil([&] { return console->Windows().EMap()->IsShown(); }));
-    EXPECT_EQ(console->Windows().EMap()->size(), QSize(300, 200));
-    EXPECT_TRUE(console->Windows().EMap()->windowTitle().startsWith("tttt"));
-    EXPECT_EQ(console->Windows().EMap()->findChild<QLabel*>("EMap Window")->geometry(),
+    ASSERT_NE(console->Parts().windows.EMap(), nullptr);
+    ASSERT_TRUE(PumpUntil([&] { return console->Parts().windows.EMap()->IsShown(); }));
+    EXPECT_EQ(console->Parts().windows.EMap()->size(), QSize(300, 200));
+    EXPECT_TRUE(console->Parts().windows.EMap()->windowTitle().startsWith("tttt"));
+    EXPECT_EQ(console->Parts().windows.EMap()->findChild<QLabel*>("EMap Window")->geometry(),
               QRect(0, 0, 300, 200));
     EXPECT_EQ(recorder.RequestLines("emap_show").front(), "GET /cgi-bin/emap_show.cgi HTTP/1.0");
     EXPECT_EQ(recorder.RequestLines("emap.jpg"),
@@ -168,8 +170,8 @@ TEST_F(SiteWindowsTest, MapShowsUnderItsTitle) {
                                   "\r\nAuthorization: Basic YWRtaW46c2VjcmV0\r\n"),
               1)
         << "with the first request";
-    console->Windows().EMap()->close();
-    ASSERT_TRUE(PumpUntil([&] { return console->Windows().EMap() == nullptr; }));
+    console->Parts().windows.EMap()->close();
+    ASSERT_TRUE(PumpUntil([&] { return console->Parts().windows.EMap() == nullptr; }));
     EXPECT_EQ(TakeBox(), "");
 }
 
@@ -194,20 +196,20 @@ TEST_F(SiteWindowsTest, MapThatIsNoneIsRefusedWithTheText) {
                                     std::string("</b><b>"), std::string(), std::string(1015, ' ') + good}) {
         recorder.SetDocument("emap_show.cgi", HttpReply(200, "OK", page));
         Command(kCmdEMap);
-        ASSERT_TRUE(PumpUntil([&] { return console->Windows().EMap() == nullptr; })) << page;
+        ASSERT_TRUE(PumpUntil([&] { return console->Parts().windows.EMap() == nullptr; })) << page;
         EXPECT_EQ(TakeBox(), MarkupOf("Loading E-map failed.") + "|Error") << page;
     }
     EXPECT_EQ(recorder.CountHeads("emap.jpg"), 0);
     recorder.SetDocument("emap_show.cgi", HttpReply(403, "Forbidden", good));
     Command(kCmdEMap);
-    ASSERT_TRUE(PumpUntil([&] { return console->Windows().EMap() == nullptr; }));
+    ASSERT_TRUE(PumpUntil([&] { return console->Parts().windows.EMap() == nullptr; }));
     EXPECT_NE(TakeBox(), "");
     recorder.SetDocument("emap_show.cgi", HttpReply(200, "OK", good));
     for (const std::string& picture :
          {std::string("GIF89a no JPEG"), Picture(30, 20).substr(0, 40), std::string()}) {
         recorder.SetDocument("/cgi-bin/data/images/emap.jpg", HttpReply(200, "OK", picture));
         Command(kCmdEMap);
-        ASSERT_TRUE(PumpUntil([&] { return console->Windows().EMap() == nullptr; }));
+        ASSERT_TRUE(PumpUntil([&] { return console->Parts().windows.EMap() == nullptr; }));
         EXPECT_EQ(TakeBox(), MarkupOf("Loading E-map failed.") + "|Error");
     }
 }
@@ -215,7 +217,7 @@ TEST_F(SiteWindowsTest, MapThatIsNoneIsRefusedWithTheText) {
 TEST_F(SiteWindowsTest, DiskFollowsTheRecorder) {
     Open(recorder.Port());
     Command(kCmdDiskStatus);
-    CDiskStatusDlg* const dialog = console->Windows().DiskStatus();
+    CDiskStatusDlg* const dialog = console->Parts().windows.DiskStatus();
     ASSERT_NE(dialog, nullptr);
     const auto state = [&] {
         return dynamic_cast<CXSkinStatic&>(*dialog->FindControl(kCtlDiskState)).GetWindowText();
@@ -247,13 +249,13 @@ TEST_F(SiteWindowsTest, CellsTakeTheStreamOfTheirSize) {
     Open(recorder.Port());
     // Four cells of 380 pixels are larger than the small stream.
     ASSERT_TRUE(
-        PumpUntil([&] { return console->Recorders().GetServer(0)->GetCapabilities(3).streams.size() == 2; }));
+        PumpUntil([&] { return console->Parts().recorders.GetServer(0)->GetCapabilities(3).streams.size() == 2; }));
     const auto requests = [&](int stream) {
         return recorder.CountHeads(FormatText("stream_id=%d ", stream));
     };
     ASSERT_TRUE(PumpUntil([&] { return requests(0) >= 4; }));
     EXPECT_EQ(requests(1), 0);
-    console->View().SelectCustomStyle(4);  // 6 x 6
+    console->Parts().styles.SelectCustomStyle(4);  // 6 x 6
     ASSERT_TRUE(PumpUntil([&] { return requests(1) >= 4; }));
     const int before = requests(0);
     EXPECT_EQ(requests(1), 4) << "one new connection for each cell";

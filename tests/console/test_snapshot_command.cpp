@@ -88,10 +88,10 @@ TEST_F(SnapshotButton, TwoClicksOfOneSecondGiveTwoFilesWithTheRecordersTime) {
     SaveTo(shots);
     recorder.SetTime("20310203040506");
     OpenWithPicture();
-    ASSERT_TRUE(PumpUntil([&] { return console->Recorders().GetServer(0)->IsServerTimeKnown(); }));
+    ASSERT_TRUE(PumpUntil([&] { return console->Parts().recorders.GetServer(0)->IsServerTimeKnown(); }));
     EXPECT_EQ(recorder.CountHeads("/cgi-bin/param.cgi?action=list&group=System HTTP/1.0"), 1);
-    console->PressButton(kCtlSnapshot);
-    console->PressButton(kCtlSnapshot);
+    console->Press(kCtlSnapshot);
+    console->Press(kCtlSnapshot);
     ASSERT_TRUE(PumpUntil([&] { return Files().size() == 2 && Files()[0].front() != '.'; }));
     EXPECT_THAT(Files()[1], testing::MatchesRegex("Hall - Camera 1 [-0-9]+\\.jpg"));
     EXPECT_THAT(Files()[0], testing::AnyOf(testing::MatchesRegex("Camera 1 [-0-9]+\\(1\\)\\.jpg"),
@@ -231,7 +231,8 @@ TEST_F(SnapshotButton, ACrOfTheRecordersIsInNoFileNameAndNoSettingsKey) {
 TEST_F(SnapshotButton, ALowIntegrityProcessTellsAndSavesToItsOwnFolder) {
     SaveTo(shots);
     OpenWithPicture();
-    SnapshotCommand command(*console);
+    ConsoleParts& parts = console->Parts();
+    SnapshotCommand command(*console, parts.active, parts.settings, clock);
     command.Take(true);
     ASSERT_NE(Find<QMessageBox>(), nullptr);
     Find<QMessageBox>()->checkBox()->setChecked(true);

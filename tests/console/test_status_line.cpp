@@ -73,7 +73,7 @@ TEST_F(StatusLineTest, FollowsTheConnectionAndIsReadAloud) {
     EXPECT_EQ(Line().geometry(), SkinStatusRect(QSize(1300, 900)));
     recorder.reset();
     EXPECT_TRUE(Says("Connection to Hall lost - No recorder at " + address + " - trying again"));
-    console->OnBtnLogout();
+    console->Parts().session.OnBtnLogout();
     EXPECT_TRUE(Says("Not connected"));
 }
 

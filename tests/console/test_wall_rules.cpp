@@ -19,8 +19,8 @@ namespace {
 class WallRules : public ConsoleTest {
 protected:
     void SelectItem(int item) {
-        console->View().Combo().setCurrentIndex(item);
-        console->View().OnSelchangePage();
+        console->Parts().view.Combo().setCurrentIndex(item);
+        console->Parts().view.OnSelchangePage();
     }
     // The recorder has so many channels from now on.
     bool Shrink(FakeRecorder& recorder, int count) {
@@ -30,7 +30,7 @@ protected:
         }
         recorder.SetChannels(channels);
         return recorder.WaitForListener() && (recorder.Notify("2\n"), true) &&
-               PumpUntil([&] { return console->Cameras().GetCount() == count; });
+               PumpUntil([&] { return console->Parts().cameras.GetCount() == count; });
     }
     std::string Head(int id) { return dynamic_cast<CXSkinStatic*>(console->GetDlgItem(id))->GetWindowText(); }
     // The styles whose buttons are lit and can be seen.
@@ -58,7 +58,7 @@ TEST_F(WallRules, APageBehindTheEndBecomesTheLastThatHasCameras) {
     ASSERT_TRUE(Shrink(recorder, 12));
     Command(StyleButtonId(VIEW_STYLE_9CH));
     EXPECT_EQ(ShownNames()[0], "Channel 10");
-    EXPECT_EQ(console->View().Combo().currentIndex(), 1);
+    EXPECT_EQ(console->Parts().view.Combo().currentIndex(), 1);
     Command(StyleButtonId(VIEW_STYLE_4CH));
     ASSERT_TRUE(Shrink(recorder, 8));
     Command(StyleButtonId(VIEW_STYLE_9CH));
@@ -88,9 +88,9 @@ TEST_F(WallRules, HiddenChannelsAreNotCounted) {
             Registry().WriteProfileInt("Hall", "ShowNoConfig", bNoConfig ? 1 : 0);
             Open(recorder.Port());
             const int listed = bNoRight && bNoConfig ? 5 : 4;
-            EXPECT_EQ(console->Cameras().GetCount(), listed);
-            EXPECT_EQ(console->View().GetShowableCount(), listed);
-            EXPECT_EQ(console->View().Combo().count(), listed > 4 ? 2 : 0);
+            EXPECT_EQ(console->Parts().cameras.GetCount(), listed);
+            EXPECT_EQ(console->Parts().view.GetShowableCount(), listed);
+            EXPECT_EQ(console->Parts().view.Combo().count(), listed > 4 ? 2 : 0);
             Close();
         }
     }
@@ -104,33 +104,33 @@ TEST_F(WallRules, TheHeadNamesTheRecorderOfTheActiveCell) {
     SaveServerList(Registry(), "Hall", {at(first), at(second)});
     Open(first.Port());
     EXPECT_EQ(Head(kCtlServerName), "Hall");
-    console->View().ActivateWindow(&Cell(3));
+    console->Parts().view.ActivateWindow(&Cell(3));
     EXPECT_EQ(Head(kCtlServerName), "Yard");
     EXPECT_EQ(Head(kCtlServerModel), "Yard(1.2.3)");
     // The user's own name for it is the one that counts; the model is the recorder's.
     SavedServer named = at(second);
     named.name = "Back yard";
     named.nameGiven = true;
-    console->Binding().ChangeServers({named});
-    console->View().ActivateWindow(&Cell(3));
+    console->Parts().binding.ChangeServers({named});
+    console->Parts().view.ActivateWindow(&Cell(3));
     EXPECT_EQ(Head(kCtlServerName), "Back yard");
     EXPECT_EQ(Head(kCtlServerModel), "Yard(1.2.3)");
     // The recorder itself is renamed.
     ASSERT_TRUE(first.WaitForListener());
     first.SetName("Great hall");
     first.Notify("2\n");
-    console->View().ActivateWindow(&Cell(0));
+    console->Parts().view.ActivateWindow(&Cell(0));
     EXPECT_TRUE(PumpUntil([&] { return Head(kCtlServerName) == "Great hall"; }));
 
     EXPECT_EQ(Cell(3).accessibleName(), "Channel 2");
-    ConsoleOptions options = console->Options();
+    ConsoleOptions options = console->Parts().settings.options;
     options.bShowRecorderName = true;
-    console->SetOptions(options);
-    console->Binding().NameRecordersInCaptions();
+    console->Parts().settings.options = options;
+    console->Parts().binding.NameRecordersInCaptions();
     Pump();
     EXPECT_EQ(Cell(3).accessibleName(), "Back yard: Channel 2");
     EXPECT_EQ(Cell(0).accessibleName(), "Great hall: Channel 1");
-    console->Binding().ChangeServers({});
+    console->Parts().binding.ChangeServers({});
     Pump();
     EXPECT_EQ(Cell(0).accessibleName(), "Channel 1");
 }

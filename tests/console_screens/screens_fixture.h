@@ -39,14 +39,14 @@ protected:
     // How many windows show on this host.
     int ShownOn(const QWidget* host) {
         int count = 0;
-        for (int n = 0; n < console->View().Cells().GetCount(); ++n) {
+        for (int n = 0; n < console->Parts().cells.GetCount(); ++n) {
             count += Cell(n).parentWidget() == host && !Cell(n).isHidden() ? 1 : 0;
         }
         return count;
     }
     void ExpectAllHome() {
         EXPECT_THAT(Panels(), testing::IsEmpty());
-        for (int n = 0; n < console->View().Cells().GetCount(); ++n) {
+        for (int n = 0; n < console->Parts().cells.GetCount(); ++n) {
             ASSERT_EQ(Cell(n).parentWidget(), console.get()) << n;
         }
     }

@@ -83,7 +83,7 @@ TEST_F(Screens, DialogsOpenAboveThePanelThatTheUserSees) {
     }
     Command(kCtlMultiScreens);
     ASSERT_THAT(Panels(), SizeIs(1));
-    console->View().ActivateWindow(&Cell(5));
+    console->Parts().view.ActivateWindow(&Cell(5));
     Command(kCmdPresetDialog);
     EXPECT_EQ(dialogs(Panels()[0]), 1);
 }
@@ -98,7 +98,7 @@ TEST_F(Screens, AWaitIsSeenWhereTheWallIs) {
     Command(kCtlFullScreen);
     ASSERT_THAT(Panels(), SizeIs(1));
     CFSPanel* const panel = Panels()[0];
-    console->ShowWaitDialog(true);
+    console->ShowWait();
     ASSERT_NE(wait(*panel), nullptr);
     const QPoint middle = wait(*panel)->geometry().center();
     EXPECT_EQ(panel->childAt(middle)->window(), panel);
@@ -112,9 +112,9 @@ TEST_F(Screens, AWaitIsSeenWhereTheWallIs) {
     ASSERT_THAT(Panels(), SizeIs(1));
     EXPECT_NE(wait(*Panels()[0]), nullptr);
     EXPECT_EQ(wait(*console), nullptr);
-    console->ShowWaitDialog(false);
+    console->HideWait();
     EXPECT_EQ(wait(*Panels()[0]), nullptr);
-    console->ShowWaitDialog(true);
+    console->ShowWait();
     Close();  // with the wait open in full screen
 }
 

@@ -56,12 +56,12 @@ TEST_F(Screens, FullScreenCoversTheConsolesDisplay) {
 
     Key(panel, Qt::Key_Escape);
     ExpectAllHome();
-    EXPECT_EQ(console->View().GetStyle(), VIEW_STYLE_6CH);
+    EXPECT_EQ(console->Parts().view.GetStyle(), VIEW_STYLE_6CH);
     EXPECT_EQ(ShownOn(console.get()), 6);
     EXPECT_FALSE(console->GetButton(kCtlFullScreen)->GetCheck() == BST_CHECKED);
     // Without full screen the key does nothing, the double click is the single style's command.
     Key(*console, Qt::Key_Escape);
-    EXPECT_EQ(console->View().GetStyle(), VIEW_STYLE_6CH);
+    EXPECT_EQ(console->Parts().view.GetStyle(), VIEW_STYLE_6CH);
 
     // Three ways back: a double click into a picture, one beside it, and the button.
     Command(kCtlFullScreen);
@@ -74,25 +74,25 @@ TEST_F(Screens, FullScreenCoversTheConsolesDisplay) {
     EXPECT_THAT(Panels(), SizeIs(1));
     Command(kCtlFullScreen);
     ExpectAllHome();
-    EXPECT_EQ(console->View().GetStyle(), VIEW_STYLE_6CH);
+    EXPECT_EQ(console->Parts().view.GetStyle(), VIEW_STYLE_6CH);
 }
 
 TEST_F(Screens, TheSecondDisplayShowsThePageAfter) {
     FakeRecorder recorder("Hall", 10);
     Open(recorder.Port());
-    EXPECT_EQ(console->View().Cells().GetCount(), 84);
+    EXPECT_EQ(console->Parts().cells.GetCount(), 84);
     Command(StyleButtonId(VIEW_STYLE_4CH));
-    EXPECT_EQ(console->View().Combo().count(), 3);
-    console->View().Combo().setCurrentIndex(1);
-    console->View().OnSelchangePage();
+    EXPECT_EQ(console->Parts().view.Combo().count(), 3);
+    console->Parts().view.Combo().setCurrentIndex(1);
+    console->Parts().view.OnSelchangePage();
 
     Command(kCtlMultiScreens);
     ASSERT_THAT(Panels(), SizeIs(1));
     CFSPanel& second = *Panels()[0];
     EXPECT_EQ(second.geometry(), ScreenAt(1).geometry());
-    EXPECT_EQ(console->View().GetDisplayCount(), 2);
+    EXPECT_EQ(console->Parts().view.GetDisplayCount(), 2);
     // Ten cameras on eight places; the odd page stepped down.
-    EXPECT_EQ(console->View().Combo().count(), 2);
+    EXPECT_EQ(console->Parts().view.Combo().count(), 2);
     EXPECT_THAT(ShownNames(), ElementsAre("Channel 1", "Channel 2", "Channel 3", "Channel 4", "Channel 5",
                                           "Channel 6", "Channel 7", "Channel 8"));
     EXPECT_EQ(ShownOn(console.get()), 4);
@@ -116,7 +116,7 @@ TEST_F(Screens, TheSecondDisplayShowsThePageAfter) {
     // Off, and from the last display the panel opens on the one before.
     Command(kCtlMultiScreens);
     ExpectAllHome();
-    EXPECT_EQ(console->View().GetDisplayCount(), 1);
+    EXPECT_EQ(console->Parts().view.GetDisplayCount(), 1);
     console->move(1300, 0);
     Command(kCtlMultiScreens);
     ASSERT_THAT(Panels(), SizeIs(1));
@@ -133,18 +133,18 @@ TEST_F(Screens, PictureInPictureAndTheSecondDisplayExcludeEachOther) {
     ASSERT_THAT(Panels(), SizeIs(1));
     Command(kCtlPip);
     ExpectAllHome();
-    EXPECT_EQ(console->View().GetStyle(), VIEW_STYLE_PIP);
+    EXPECT_EQ(console->Parts().view.GetStyle(), VIEW_STYLE_PIP);
     Command(kCtlMultiScreens);
-    EXPECT_EQ(console->View().GetStyle(), VIEW_STYLE_SINGLE_1CH);
+    EXPECT_EQ(console->Parts().view.GetStyle(), VIEW_STYLE_SINGLE_1CH);
     EXPECT_THAT(Panels(), SizeIs(1));
     EXPECT_THAT(ShownNames(), SizeIs(2));
     // With one camera left there is nothing for the second display.
     recorder.SetChannels({{"Door"}});
     recorder.Notify("(null)\r\n");
-    console->OnBtnLogout();
+    console->Parts().session.OnBtnLogout();
     Pump();
     ExpectAllHome();
-    EXPECT_EQ(console->View().GetDisplayCount(), 1);
+    EXPECT_EQ(console->Parts().view.GetDisplayCount(), 1);
 }
 
 TEST_F(Screens, ADisplayThatGoesReturnsItsWindows) {
@@ -157,12 +157,12 @@ TEST_F(Screens, ADisplayThatGoesReturnsItsWindows) {
     Pump();
     ExpectAllHome();
     EXPECT_THAT(ShownNames(), ElementsAre("Channel 1", "Channel 2", "Channel 3", "Channel 4"));
-    EXPECT_FALSE(console->Screens().IsMultiDisplayAvailable());
+    EXPECT_FALSE(console->Parts().screens.IsMultiDisplayAvailable());
     Command(kCtlMultiScreens);
     EXPECT_THAT(Panels(), SizeIs(0));
 
     emit qGuiApp->screenAdded(&ScreenAt(1));
-    EXPECT_TRUE(console->Screens().IsMultiDisplayAvailable());
+    EXPECT_TRUE(console->Parts().screens.IsMultiDisplayAvailable());
     console->move(1300, 0);
     Command(kCtlFullScreen);
     Command(kCtlMultiScreens);
@@ -179,7 +179,7 @@ TEST_F(Screens, TheCellsGrowInNumberWhenASecondDisplayComes) {
     FakeRecorder recorder("Hall", 10);
     Start(recorder.Port());
     emit qGuiApp->screenRemoved(&ScreenAt(1));
-    const CellPool& cells = console->View().Cells();
+    const CellPool& cells = console->Parts().cells;
     ASSERT_TRUE(PumpUntil([&] { return cells.GetCount() > 0; }));
     EXPECT_EQ(cells.GetCount(), 42);
     emit qGuiApp->screenAdded(&ScreenAt(1));
@@ -245,7 +245,7 @@ TEST_F(Screens, TheInterfaceIsNeverBlocked) {
     watchdog.ForgetLongest();
     for (const int id : {+kCtlFullScreen, +kCtlMultiScreens, +kCtlFirstStyle, StyleButtonId(VIEW_STYLE_12CH),
                          +kCtlFullScreen, +kCtlMultiScreens, +kCtlSnapshot}) {
-        console->PressButton(id);
+        console->Press(id);
         PumpUntil([] { return false; }, std::chrono::milliseconds(50));
     }
     EXPECT_TRUE(PumpUntil([&] { return std::filesystem::is_directory(folder.File("shots")); }));

@@ -205,7 +205,7 @@ TEST_F(Marks, TheRecordButtonFollowsTheRecorder) {
     RecorderProcess recorder(4);
     Open(recorder.Port());
     ASSERT_TRUE(Says(0, "Camera connected"));
-    ASSERT_TRUE(PumpUntil([&] { return console->Controls().Get(kCtlRecord).shown; }));
+    ASSERT_TRUE(PumpUntil([&] { return console->Parts().controls.Get(kCtlRecord).shown; }));
     Pump();
     EXPECT_FALSE(IsLit()) << "connected is not recorded";
     EXPECT_EQ(RecordTip(), "Start manual recording (R)");
@@ -245,9 +245,9 @@ TEST_F(Marks, TheRecordButtonFollowsTheRecorder) {
         EXPECT_TRUE(PumpUntil([&] { return !IsLit(); })) << state;
     }
     // Without a camera there is nothing to record.
-    console->OnBtnLogout();
-    EXPECT_TRUE(PumpUntil([&] { return !console->Controls().Get(kCtlRecord).shown; }));
-    EXPECT_FALSE(console->Controls().Get(kCtlSnapshot).shown);
+    console->Parts().session.OnBtnLogout();
+    EXPECT_TRUE(PumpUntil([&] { return !console->Parts().controls.Get(kCtlRecord).shown; }));
+    EXPECT_FALSE(console->Parts().controls.Get(kCtlSnapshot).shown);
 }
 
 TEST_F(Marks, ARefusedRecordingGoesOutAtOnceAndIsAskedForAgain) {
@@ -257,7 +257,7 @@ TEST_F(Marks, ARefusedRecordingGoesOutAtOnceAndIsAskedForAgain) {
     recorder.SetDocument("param.cgi", kvtest::HttpReply(200, "OK", "<audio_enabled>0</audio_enabled>\r\n"));
     recorder.SetDocument("mrec.cgi", "HTTP/1.0 200 OK\r\nA: b\r\nC: d\r\n\r\nNG\r\n");
     Open(recorder.Port());
-    ASSERT_TRUE(PumpUntil([&] { return console->Controls().Get(kCtlRecord).shown; }));
+    ASSERT_TRUE(PumpUntil([&] { return console->Parts().controls.Get(kCtlRecord).shown; }));
     Pump();
     for (int times = 1; times <= 2; ++times) {
         Click(kCtlRecord);
@@ -281,7 +281,7 @@ TEST_F(Marks, AnEventThatNoCellShowsIsSeenWhenTheCameraComesOn) {
     Command(kCtlFirstStyle);
     ASSERT_THAT(ShownNames(), ElementsAre("Camera 0"));
     ASSERT_TRUE(Says(0, "Camera connected"));
-    const auto camera = console->Cameras().GetCameraByChannel(2);
+    const auto camera = console->Parts().cameras.GetCameraByChannel(2);
     EXPECT_FALSE(camera->Picture().IsEventHighlight());
     recorder.Send("status 2 loss on");
     ASSERT_TRUE(PumpUntil([&] { return camera->Picture().IsEventHighlight(); }));

@@ -229,13 +229,13 @@ TEST_F(ListeningConsole, AHundredSwitchesPlayOneCameraAtATimeAndLeaveNothing) {
     ASSERT_TRUE(PumpUntil([&] { return recorder.hub->Watchers() == kCameras; }));
     recorder.ShowPicture();
     for (int i = 0; i < kCameras; ++i) {
-        console->Cameras().GetCameraByChannel(i)->SetSupportAudio(true);
+        console->Parts().cameras.GetCameraByChannel(i)->SetSupportAudio(true);
     }
     const auto switchTo = [&](int n) {
-        console->View().ActivateWindow(&Cell(n % kCameras));
+        console->Parts().view.ActivateWindow(&Cell(n % kCameras));
         kvtest::Pump();
     };
-    ASSERT_TRUE(console->IsAudioChecked()) << "sound is on from the start";
+    ASSERT_TRUE(console->Parts().heard.IsAudioChecked()) << "sound is on from the start";
     ASSERT_TRUE(PumpUntil([&] { return played.all.Heard() == 1000; }));
     switchTo(1);
     ASSERT_TRUE(PumpUntil([&] { return played.all.Heard() == 1001; }));

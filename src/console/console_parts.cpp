@@ -1,0 +1,159 @@
+#include "console/console_parts.h"
+
+#include <cstdio>
+#include <utility>
+
+#include "channel/base_camera.h"
+#include "console/client_site.h"
+#include "console/console_messages.h"
+#include "console/desk.h"
+#include "console/web_page.h"
+#include "persist/orvo_registry.h"
+#include "persist/utilities.h"
+#include "server/recorder_list.h"
+
+namespace kvmon {
+
+ConsoleParts::ConsoleParts(Desk& theDesk, Commands& theCommands, Timers& timers, PanelButtons& theButtons,
+                           SessionEvents& sessionEvents, ClientSite& theSite, Clock& clock,
+                           std::uint16_t language)
+    : desk(theDesk),
+      commands(theCommands),
+      buttons(theButtons),
+      site(theSite),
+      settings{{}, {}, language},
+      recorders(clock),
+      cameras(recorders),
+      active(cells, cameras, recorders),
+      heard(controls, cells, cameras),
+      view(desk, commands, *this, cells, controls, cameras, settings, heard, recorders),
+      spots(desk, buttons, cells),
+      drag(desk, cells, view, cameras),
+      screens(desk, commands, *this, controls, view),
+      wait(screens),
+      sequential(desk, timers, spots, controls, view, settings),
+      styles(view, sequential, controls),
+      busy(desk, timers, controls, view),
+      audio(desk, active, controls),
+      ptz(buttons, timers, active),
+      record(active, cells, timers, busy, controls),
+      cameraControls(commands, spots, controls, active, cameras, audio, record),
+      cellMenu(desk, commands, controls, active, view),
+      snapshot(desk, active, settings, clock),
+      keys(desk, timers, buttons, controls, commands),
+      events(desk, timers, settings, recorders),
+      windows(desk, site, recorders),
+      binding(desk, timers, commands, buttons, sessionEvents, settings, view, screens, cells, cameras,
+              windows, events, recorders),
+      session(desk, timers, commands, sessionEvents, site, settings, view, cells, cameras, binding,
+              recorders),
+      serverClock(desk, settings, recorders),
+      options(desk, site, settings, binding, view, cells, cameras, events),
+      help(site),
+      status(desk, cells, cameras, view, session.SignIn(), recorders) {
+    recorders.AddListener(status);
+    recorders.AddListener(serverClock);
+    recorders.AddListener(binding);
+}
+
+ConsoleParts::~ConsoleParts() {
+    cells.DestroyAll();
+    // What was told to stop has had the time of the steps before this one; who still runs is waited for.
+    recorders.DeleteAllKelvara();
+    recorders.ReapRemovedServers(StopWait::ToTheEnd);
+    recorders.ReapRemovedCameras(StopWait::ToTheEnd);
+    for (const char* const name : {"/~snapshot.jpg", "/~snapshot.bmp"}) {
+        std::remove((GetDataFolder() + name).c_str());
+    }
+}
+
+void ConsoleParts::Start() {
+    ptz.Init();
+    screens.Init();
+    recorders.AddServer(site.GetServerIP(), site.GetServerPort(), {}, {});
+    session.Logout();
+}
+
+void ConsoleParts::LoadSettings() {
+    settings.options.Load(Registry(), settings.key);
+    site.ShowBrowserToolbar(settings.options.bShowBrowserToolbar);
+    view.LoadMaxViewMode(settings.options.bMaxViewMode);
+    controls.SetPressed(kCtlViewSize, settings.options.bMaxViewMode);
+    sequential.SetInterval(settings.options.dwSequentialInterval);
+    events.Start();
+    audio.LoadSettings(settings.options.bEnableAudio);
+}
+
+void ConsoleParts::CloseSubjects() {
+    audio.CloseTalk();
+    cellMenu.Close();
+    windows.Close();
+    options.CloseRecorders();
+    events.Stop();
+}
+
+void ConsoleParts::OnRefreshControls() {
+    if (m_bRefreshed) {
+        m_bRefreshAgain = true;
+        return;
+    }
+    m_bRefreshed = true;
+    desk.Handle().Post(kMsgRefreshEnds, 0, 0);
+    Refresh();
+}
+
+void ConsoleParts::OnRefreshEnds() {
+    m_bRefreshed = false;
+    if (std::exchange(m_bRefreshAgain, false)) {
+        Refresh();
+    }
+}
+
+void ConsoleParts::Refresh() {
+    cameraControls.Refresh();
+    ptz.Refresh();
+    cellMenu.Refresh();
+}
+
+void ConsoleParts::OpenHelp(int topic) {
+    if (IsWebPage(HelpAddress(helpUrl, topic))) {
+        desk.MakeRoom();
+        help.Open(helpUrl, topic);
+    }
+}
+
+void ConsoleParts::OnSecond() {
+    serverClock.OnTick();
+    session.SignIn().Update();
+    status.OnTick();
+}
+
+void ConsoleParts::OnWallChanged() {
+    binding.ShowRecorderOfActiveCell();
+    session.SignIn().Update();
+    status.OnTick();
+}
+
+void ConsoleParts::OnPlacesChange() {
+    drag.Cancel();
+}
+
+void ConsoleParts::OnActiveCellChanged() {
+    binding.ShowRecorderOfActiveCell();
+}
+
+void ConsoleParts::OnSecondPanelUnused() {
+    screens.OnSecondPanelUnused();
+}
+
+void ConsoleParts::OnWallMoved() {
+    wait.Place();
+}
+
+void ConsoleParts::OnPanelGoes() {
+    if (session.SignIn().IsShown()) {
+        session.SignIn().Update();  // off the panel, with what was typed
+    }
+}
+
+}  // namespace kvmon

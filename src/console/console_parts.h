@@ -1,0 +1,115 @@
+// All subjects of the console, and who knows whom.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "console/active_camera.h"
+#include "console/audio_panel.h"
+#include "console/busy_state.h"
+#include "console/camera_controls.h"
+#include "console/camera_list.h"
+#include "console/cell_drag.h"
+#include "console/cell_menu.h"
+#include "console/cell_pool.h"
+#include "console/console_controls.h"
+#include "console/console_keys.h"
+#include "console/console_session.h"
+#include "console/console_settings.h"
+#include "console/event_center.h"
+#include "console/heard_camera.h"
+#include "console/help_window.h"
+#include "console/menu_spot.h"
+#include "console/options_command.h"
+#include "console/ptz_panel.h"
+#include "console/record_command.h"
+#include "console/screen_controller.h"
+#include "console/sequential_mode.h"
+#include "console/server_binding.h"
+#include "console/server_clock.h"
+#include "console/site_windows.h"
+#include "console/snapshot_command.h"
+#include "console/status_line.h"
+#include "console/style_command.h"
+#include "console/view_controller.h"
+#include "console/wait_box.h"
+#include "console/wall_events.h"
+#include "server/recorder_list.h"
+
+namespace kvmon {
+
+// Made for the ports of one window, which must outlive it. A subject knows what it is handed here, and
+// nothing else. User interface thread only.
+class ConsoleParts final : private WallEvents {
+public:
+    ConsoleParts(Desk& desk, Commands& commands, Timers& timers, PanelButtons& buttons,
+                 SessionEvents& sessionEvents, ClientSite& site, Clock& clock, std::uint16_t language);
+    ~ConsoleParts() override;
+    ConsoleParts(const ConsoleParts&) = delete;
+    ConsoleParts& operator=(const ConsoleParts&) = delete;
+
+    // Once, when the panel has its controls: those of this table and of the other one.
+    void Start();
+    // The first recorder has told the key.
+    void LoadSettings();
+    // What is open for the user who is logged in goes.
+    void CloseSubjects();
+    // Command 1757: the panel shows what the active camera can do. Of many together, as when all cells
+    // change, only the first is followed at once; one more refresh stands for the others.
+    void OnRefreshControls();
+    void OnRefreshEnds();
+    void OpenHelp(int topic);
+    // Once a second.
+    void OnSecond();
+    void OnWallChanged() override;
+    void OnWallMoved() override;
+
+    Desk& desk;
+    Commands& commands;
+    PanelButtons& buttons;
+    ClientSite& site;
+    ConsoleSettings settings;
+    ConsoleControls controls;
+    RecorderList recorders;
+    CameraList cameras;
+    CellPool cells;
+    ActiveCamera active;
+    HeardCamera heard;
+    ViewController view;
+    MenuSpots spots;
+    CellDrag drag;  // behind the cells that it draws on
+    ScreenController screens;
+    WaitBox wait;
+    SequentialMode sequential;
+    StyleCommand styles;
+    BusyState busy;
+    AudioPanel audio;
+    PtzPanel ptz;
+    RecordCommand record;
+    CameraControls cameraControls;
+    CellMenu cellMenu;
+    SnapshotCommand snapshot;
+    ConsoleKeys keys;
+    EventCenter events;
+    SiteWindows windows;
+    ServerBinding binding;
+    ConsoleSession session;
+    ServerClock serverClock;
+    OptionsCommand options;
+    HelpWindow help;
+    std::string helpUrl;
+    StatusLine status;
+
+private:
+    void OnPlacesChange() override;
+    void OnActiveCellChanged() override;
+    void OnSecondPanelUnused() override;
+    void OnPanelGoes() override;
+
+    void Refresh();
+
+    bool m_bRefreshed = false;     // and who else asked for it may be in the queue
+    bool m_bRefreshAgain = false;  // somebody was
+};
+
+}  // namespace kvmon

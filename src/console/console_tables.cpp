@@ -1,0 +1,264 @@
+#include "console/console_tables.h"
+
+#include <QtGui/QCursor>
+#include <QtWidgets/QComboBox>
+#include <algorithm>
+#include <iterator>
+
+#include "channel/base_camera.h"
+#include "channel/channel_messages.h"
+#include "console/camera_pages.h"
+#include "console/client_site.h"
+#include "console/commands.h"
+#include "console/console_messages.h"
+#include "console/console_parts.h"
+#include "console/desk.h"
+#include "console/main_menu.h"
+#include "console/panel_buttons.h"
+#include "console/view_commands.h"
+#include "server/recorder_list.h"
+#include "server/server_messages.h"
+#include "skin/input_messages.h"
+#include "skin/skin_messages.h"
+#include "skin/window_base.h"
+
+namespace kvmon {
+
+namespace {
+
+using Parts = ConsoleParts;
+
+constexpr int kHelpTopics = 12;
+
+// A number that does not fit an int names nothing.
+int NumberOf(WParam wParam) {
+    return wParam <= 0x7FFFFFFF ? static_cast<int>(wParam) : -1;
+}
+
+int ServerOf(const Parts& parts, LParam lParam) {
+    return lParam >= 0 && lParam < parts.recorders.GetServerCount() ? static_cast<int>(lParam) : -1;
+}
+
+// --- commands
+
+void GoToPage(Parts& parts, int id) {
+    if (id == kCtlGotoPage2) {
+        parts.controls.SetShown(kCtlGotoPage2, false);
+    }
+    parts.desk.MakeRoom();
+    parts.site.NotifyGotoPage(id == kCtlGotoPage1 ? 1 : 2);
+}
+
+void LogInOrOut(Parts& parts, int) {
+    if (parts.session.IsLoggedIn() || !parts.session.SignIn().Focus()) {
+        parts.session.OnBtnLogout();
+    }
+    parts.controls.SetPressed(kCtlLogout, parts.session.IsLoggedIn());
+}
+
+void TurnViewSize(Parts& parts, int id) {
+    parts.view.SetMaxViewMode(parts.controls.IsPressed(id));
+    parts.desk.Window().update();
+}
+
+void TurnFullScreen(Parts& parts, int id) {
+    parts.screens.SetFullScreen(parts.controls.IsPressed(id), false);
+    parts.desk.RefreshCursor();
+}
+
+void OpenMenu(Parts& parts, int) {
+    const bool bInSession = parts.binding.IsInitialised() && parts.session.IsLoggedIn();
+    OpenMainMenu({parts.view.GetDisplayCount(), bInSession, parts.events.Events().UnreadCount()}, parts.spots,
+                 parts.commands);
+}
+
+struct CommandRow {
+    int first;
+    int last;
+    void (*run)(Parts& parts, int id);
+};
+
+// clang-format off
+constexpr CommandRow kCommands[] = {
+    {kKeyNextPage, kKeyNextPage, [](Parts& p, int) { p.view.TurnPage(1); }},
+    {kKeyPreviousPage, kKeyPreviousPage, [](Parts& p, int) { p.view.TurnPage(-1); }},
+    {kKeyNextCamera, kKeyNextCamera, [](Parts& p, int) { p.view.ActivateNext(1); }},
+    {kKeyPreviousCamera, kKeyPreviousCamera, [](Parts& p, int) { p.view.ActivateNext(-1); }},
+    {kCtlMultiScreens, kCtlMultiScreens, [](Parts& p, int) { p.screens.OnBtnMultiScreens(); }},
+    {kCtlLanguage, kCtlLanguage, [](Parts& p, int) { p.options.OpenLanguages(); }},
+    {kCtlGotoPage1, kCtlGotoPage1, GoToPage},
+    {kCtlOptions, kCtlOptions, [](Parts& p, int) { p.options.OpenSettings(); }},
+    {kCtlGotoPage2, kCtlGotoPage2, GoToPage},
+    {kCtlHelp, kCtlHelp, [](Parts& p, int) { p.OpenHelp(0); }},
+    {kCtlLogout, kCtlLogout, LogInOrOut},
+    {kCtlOrderReset, kCtlOrderReset, [](Parts& p, int) { p.view.ResetDisplayOrder(); }},
+    {kCtlCameraSettings, kCtlCameraSettings, [](Parts& p, int) { GotoCameraSettings(p.active, p.desk, p.site); }},
+    {kCtlMainMenu, kCtlMainMenu, OpenMenu},
+    {kCtlRecorders, kCtlRecorders, [](Parts& p, int) { p.options.OpenRecorders(*p.desk.DialogHost()); }},
+    {kCtlPipSettings, kCtlPipSettings, [](Parts& p, int) { OpenPipSettings(p.desk, p.commands, p.view, p.cameras); }},
+    {kCtlFirstStyle, kCtlLastStyle - 1, [](Parts& p, int id) { p.styles.SelectStyle(static_cast<ViewStyle>(id - kCtlFirstStyle)); }},
+    {kCtlLastStyle, kCtlLastStyle, [](Parts& p, int) { OpenCustomStyles(p.spots, p.view, p.styles); }},
+    {kCtlViewSize, kCtlViewSize, TurnViewSize},
+    {kCtlFullScreen, kCtlFullScreen, TurnFullScreen},
+    {kCtlSequential, kCtlSequential, [](Parts& p, int) { p.sequential.OnBtnSequential(); }},
+    {kCtlSequentialInterval, kCtlSequentialInterval, [](Parts& p, int) { p.sequential.OpenIntervalDialog(); }},
+    {kCtlPageMenu, kCtlPageMenu, [](Parts& p, int) { p.sequential.OnBtnSequentialPage(); }},
+    {kCtlSnapshot, kCtlSnapshot, [](Parts& p, int) { p.snapshot.Take(); }},
+    {kCtlRecord, kCtlRecord, [](Parts& p, int) { p.record.OnBtnManualRecording(); }},
+    {kCtlAudio, kCtlAudio, [](Parts& p, int) { p.heard.Sync(); }},
+    {kCtlTalk, kCtlTalk, [](Parts& p, int) { p.audio.OnTalk(); }},
+    {kCtlCameraHome, kCtlCameraHome, [](Parts& p, int) { OpenCameraHome(p.active, p.desk, p.site); }},
+    {kCmdRefreshControls, kCmdRefreshControls, [](Parts& p, int) { p.OnRefreshControls(); }},
+    {kCtlFirstPtz, kCtlLastPtz, [](Parts& p, int id) { p.ptz.OnClick(id); }},
+    {kCtlPresetMenu, kCtlPresetMenu, [](Parts& p, int) { p.cameraControls.OnBtnPresetMenu(); }},
+    {kCmdEvents, kCmdEvents, [](Parts& p, int) { p.events.OpenWindow(); }},
+    {kCmdEMap, kCmdEMap, [](Parts& p, int) { p.windows.OpenEMap(); }},
+    {kCmdDiskStatus, kCmdDiskStatus, [](Parts& p, int) { p.windows.OpenDiskStatus(); }},
+};
+// clang-format on
+
+// --- messages
+
+void OnServerChange(Parts& parts, WParam code, LParam server) {
+    parts.binding.OnUpdateSvrInfo(static_cast<std::uint32_t>(code), ServerOf(parts, server));
+    parts.status.OnTick();
+}
+
+void OnServerFailure(Parts& parts, WParam code, LParam server) {
+    parts.binding.OnGetVSInfoFailed(static_cast<std::uint32_t>(code), ServerOf(parts, server));
+    parts.status.OnFailure(parts.recorders.GetServer(ServerOf(parts, server)));
+}
+
+// A click into the pictures ends the choice of a page.
+void OnButtonUp(Parts& parts, WParam, LParam) {
+    if (parts.view.Combo().hasFocus() && parts.cells.FindAt(QCursor::pos()) != nullptr) {
+        parts.desk.Handle().Post(kMsgFocusStyleButton, 0, 0);
+    }
+}
+
+void OnDoubleClick(Parts& parts, WParam, LParam) {
+    if (parts.screens.LeaveFullScreen()) {
+        return;
+    }
+    parts.view.ActivateWindowAt(QCursor::pos());
+    parts.commands.Press(kCtlFirstStyle);
+}
+
+void ActivateAtPointer(Parts& parts, WParam, LParam) {
+    parts.view.ActivateWindowAt(QCursor::pos());
+}
+
+// Of a cell that asks, 0 for no.
+LParam AnswerDrag(Parts& parts, std::uint32_t message, WParam wParam, LParam lParam) {
+    const int channel = NumberOf(wParam);
+    switch (message) {
+        case kMsgMayDragCell:
+            return parts.drag.MayBegin(channel) ? 1 : 0;
+        case kMsgDragMoves:
+            return parts.drag.Move(channel, UnpackPoint(lParam)) ? 1 : 0;
+        default:
+            return parts.drag.End(channel) ? 1 : 0;
+    }
+}
+
+struct MessageRow {
+    std::uint32_t message;
+    void (*answer)(Parts& parts, WParam wParam, LParam lParam);
+};
+
+// clang-format off
+constexpr MessageRow kMessages[] = {
+    {WM_COMMAND, [](Parts& p, WParam w, LParam) { RunCommand(p, static_cast<int>(w & 0xFFFF)); }},
+    {WM_UPDATEVSINFO, OnServerChange},
+    {WM_GETVSINFO_FAILED, OnServerFailure},
+    {WM_GETNVREVENT, [](Parts& p, WParam w, LParam l) { p.events.OnGetEvents(w, ServerOf(p, l)); }},
+    {kMsgRefreshEnds, [](Parts& p, WParam, LParam) { p.OnRefreshEnds(); }},
+    {kMsgPressLogout, [](Parts& p, WParam, LParam) { p.commands.Press(kCtlLogout); }},
+    {kMsgPtzPress, [](Parts& p, WParam w, LParam l) { p.ptz.OnPress(static_cast<int>(l & 0xFFFF), w == 1); }},
+    {kMsgEndStop, [](Parts& p, WParam, LParam) { p.ptz.OnFinished(); }},
+    {kMsgManualRecording, [](Parts& p, WParam w, LParam l) { p.record.OnRecordingResult(w == 1, static_cast<int>(l)); }},
+    {kMsgOpenHelp, [](Parts& p, WParam, LParam l) { p.OpenHelp(l >= 0 && l < kHelpTopics ? static_cast<int>(l) : -1); }},
+    {kMsgFocusStyleButton, [](Parts& p, WParam, LParam) { p.buttons.FocusStyle(); }},
+    {kMsgSecondPanelClosed, [](Parts& p, WParam, LParam) { p.screens.LeaveSecondDisplay(); }},
+    {kMsgVideoWndMove, [](Parts& p, WParam w, LParam l) { p.view.OnVideoWndMove(NumberOf(w), UnpackPoint(l)); }},
+    {kMsgDragBegins, [](Parts& p, WParam w, LParam l) { p.drag.Begin(NumberOf(w), UnpackPoint(l)); }},
+    {kMsgGoToCamera, [](Parts& p, WParam w, LParam) { p.view.GoToCamera(NumberOf(w)); }},
+    {kMsgRepaintNeighbours, [](Parts& p, WParam w, LParam) { p.view.RepaintNeighbours(NumberOf(w)); }},
+    {kMsgSizeChange, [](Parts& p, WParam w, LParam) { p.view.OnVideoSizeChange(NumberOf(w)); }},
+    {kMsgFirstData, [](Parts& p, WParam w, LParam) { p.busy.OnGetDataStream(static_cast<std::uint32_t>(w)); }},
+    {WM_LBUTTONDOWN, ActivateAtPointer},
+    {WM_RBUTTONDOWN, ActivateAtPointer},
+    {WM_LBUTTONUP, OnButtonUp},
+    {WM_LBUTTONDBLCLK, OnDoubleClick},
+    {WM_CONTEXTMENU, [](Parts& p, WParam, LParam l) { p.cellMenu.Open(UnpackPoint(l)); }},
+};
+
+// --- timers
+
+struct TimerRow {
+    std::uint32_t id;
+    void (*run)(Parts& parts);
+};
+
+void Sweep(Parts& parts) {
+    parts.recorders.ReapRemovedServers(StopWait::Brief);
+    parts.recorders.ReapRemovedCameras(StopWait::Brief);
+}
+
+constexpr TimerRow kTimers[] = {
+    {kTimerWaitCursor, [](Parts& p) { p.busy.OnWaitEnd(); }},
+    {kTimerLogin, [](Parts& p) { p.session.OnLoginTimer(); }},
+    {kTimerSequential, [](Parts& p) { p.sequential.OnSwitchTimer(); }},
+    {kTimerPrepare, [](Parts& p) { p.sequential.OnPrepareTimer(); }},
+    {kTimerManualRecording, [](Parts& p) { p.record.OnRecordingWaitEnd(); }},
+    {kTimerHold, [](Parts& p) { p.ptz.OnHoldTimer(); }},
+    {kTimerKeyRelease, [](Parts& p) { p.keys.OnReleaseTimer(); }},
+    {kTimerSweep, Sweep},
+    {kTimerSecond, [](Parts& p) { p.OnSecond(); }},
+    // The ticks prepare no pages: the cameras that a session has by then are those of the next one, which would
+    // stream unseen for as long as the layout stands.
+    {kTimerStopping, [](Parts& p) { p.session.OnStoppingTimer(); }},
+    {kTimerEvents, [](Parts& p) { p.events.OnTimer(); }},
+    {kTimerPendingServers, [](Parts& p) { p.binding.BuildView(); }},
+};
+// clang-format on
+
+}  // namespace
+
+void RunCommand(ConsoleParts& parts, int id) {
+    const auto* const row =
+        std::find_if(std::begin(kCommands), std::end(kCommands),
+                     [id](const CommandRow& each) { return id >= each.first && id <= each.last; });
+    if (row != std::end(kCommands)) {
+        row->run(parts, id);
+    } else {
+        parts.cellMenu.OnCommand(id);
+    }
+}
+
+std::optional<LParam> AnswerMessage(ConsoleParts& parts, std::uint32_t message, WParam wParam,
+                                    LParam lParam) {
+    if (message == kMsgMayDragCell || message == kMsgDragMoves || message == kMsgDragEnds) {
+        return AnswerDrag(parts, message, wParam, lParam);
+    }
+    const auto* const row =
+        std::find_if(std::begin(kMessages), std::end(kMessages),
+                     [message](const MessageRow& each) { return each.message == message; });
+    if (row == std::end(kMessages)) {
+        return std::nullopt;
+    }
+    row->answer(parts, wParam, lParam);
+    return 0;
+}
+
+bool RunTimer(ConsoleParts& parts, std::uint32_t id) {
+    const auto* const row = std::find_if(std::begin(kTimers), std::end(kTimers),
+                                         [id](const TimerRow& each) { return each.id == id; });
+    if (row == std::end(kTimers)) {
+        return false;
+    }
+    row->run(parts);
+    return true;
+}
+
+}  // namespace kvmon

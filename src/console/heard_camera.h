@@ -1,0 +1,28 @@
+// Which camera is heard: the active one, while the panel's button for sound is pressed.
+#pragma once
+
+namespace kvmon {
+
+class CameraList;
+class CellPool;
+class ConsoleControls;
+
+// User interface thread only.
+class HeardCamera {
+public:
+    HeardCamera(const ConsoleControls& controls, const CellPool& cells, const CameraList& cameras)
+        : m_controls(controls), m_cells(cells), m_cameras(cameras) {}
+
+    // The audio button exists and is pressed.
+    bool IsAudioChecked() const;
+    // Lets the active window's camera be heard if the button is pressed, and no other: one camera plays at a
+    // time. All others fall silent first.
+    void Sync();
+
+private:
+    const ConsoleControls& m_controls;
+    const CellPool& m_cells;
+    const CameraList& m_cameras;
+};
+
+}  // namespace kvmon

@@ -1,0 +1,201 @@
+// What the console's subjects ask of its window.
+#include <QtGui/QCursor>
+
+#include "channel/channel_messages.h"
+#include "console/client_site.h"
+#include "console/console_messages.h"
+#include "console/console_parts.h"
+#include "console/console_tables.h"
+#include "console/main_dlg.h"
+#include "console/message_box.h"
+#include "persist/string_table.h"
+#include "server/server_messages.h"
+#include "skin/input_messages.h"
+#include "skin/xskin_od_button.h"
+#include "skin/xskin_static.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr std::uint32_t kStrLogIn = 4002;
+constexpr std::uint32_t kStrLogOut = 4003;
+
+}  // namespace
+
+// --- Desk
+
+QWidget* CMainDlg::DialogHost() const {
+    return m_parts->screens.DialogHost();
+}
+
+QWidget* CMainDlg::HostOf(const QWidget& cell) const {
+    return m_parts->screens.HostOf(cell);
+}
+
+void CMainDlg::BringHere(QWidget& dialog) {
+    m_parts->screens.BringHere(dialog);
+}
+
+void CMainDlg::MakeRoom() {
+    m_parts->screens.LeaveFullScreen();
+}
+
+QDialog* CMainDlg::ShowMessage(const std::string& text, const std::string& title) {
+    return OpenMessageBox(DialogHost(), text, title);
+}
+
+void CMainDlg::ShowWait() {
+    m_parts->wait.Show();
+}
+
+void CMainDlg::HideWait() {
+    m_parts->wait.Hide();
+}
+
+bool CMainDlg::IsWaitShown() const {
+    return m_parts->wait.IsShown();
+}
+
+void CMainDlg::RefreshCursor() {
+    setCursor(m_parts->busy.IsBusy() ? Qt::WaitCursor : Qt::ArrowCursor);
+}
+
+bool CMainDlg::IsLoggedIn() const {
+    return m_parts->session.IsLoggedIn();
+}
+
+// --- Commands
+
+void CMainDlg::Press(int id) {
+    ConsoleControls& controls = m_parts->controls;
+    if (!controls.Get(id).enabled) {
+        return;
+    }
+    controls.SetPressed(id, !controls.IsPressed(id));
+    PostMessage(WM_COMMAND, static_cast<WParam>(id), 0);
+}
+
+void CMainDlg::PressMenuEntry(int id) {
+    if (id >= kCtlFirstPtz && id <= kCtlLastPtz) {
+        m_parts->ptz.OnMenu(id);
+        return;
+    }
+    Press(id);
+}
+
+void CMainDlg::Run(int id) {
+    if (!m_bClosing) {
+        RunCommand(*m_parts, id);
+    }
+}
+
+void CMainDlg::Hold(int id, bool bDown) {
+    SendMessage(kMsgPtzPress, bDown ? 1 : 0, id);
+}
+
+void CMainDlg::RefreshControls() {
+    PostMessage(WM_COMMAND, kCmdRefreshControls, 0);
+}
+
+void CMainDlg::AskFor(std::uint32_t code, int server) {
+    PostMessage(WM_UPDATEVSINFO, code, server);
+}
+
+// --- PanelButtons
+
+QRect CMainDlg::Place(int id) const {
+    const QWidget* const button = GetButton(id);
+    return button != nullptr && button->isVisible() ? QRect(button->mapToGlobal(QPoint(0, 0)), button->size())
+                                                    : QRect();
+}
+
+bool CMainDlg::IsHeld(int id) const {
+    const CXSkinODButton* const button = GetButton(id);
+    return (button != nullptr && button->IsPressed()) || m_parts->keys.IsHeld(id);
+}
+
+QString CMainDlg::TipText(int id) const {
+    const CXSkinODButton* const button = GetButton(id);
+    return button != nullptr ? QString::fromStdString(button->TipText()) : QString();
+}
+
+void CMainDlg::TellPresses(std::span<const int> ids) {
+    for (const int id : ids) {
+        if (CXSkinODButton* const button = GetButton(id)) {
+            button->SetPressNotify(true, Handle(), kMsgPtzPress);
+        }
+    }
+}
+
+void CMainDlg::FocusStyle() {
+    QWidget* const button = GetButton(StyleButtonId(m_parts->view.CheckedStyle()));
+    (button != nullptr ? button : this)->setFocus();
+}
+
+// --- SessionEvents
+
+void CMainDlg::OnFirstAnswer() {
+    m_parts->LoadSettings();
+}
+
+void CMainDlg::EnableChildren(bool bOn) {
+    for (QObject* const child : children()) {
+        auto* const widget = qobject_cast<QWidget*>(child);
+        if (widget != nullptr && !widget->isWindow() && widget != m_parts->wait.Widget() &&
+            widget != &m_parts->status && widget != m_parts->session.SignIn().Card()) {
+            widget->setEnabled(bOn);
+        }
+    }
+    for (const auto table : {ControlTable(), ToolTable()}) {
+        for (const SkinControlRow& row : table) {
+            m_parts->controls.SetEnabled(row.id, bOn || row.id == kCtlLogout);
+        }
+    }
+}
+
+void CMainDlg::OnLoginChanged() {
+    const bool bLoggedIn = IsLoggedIn();
+    if (!bLoggedIn && (m_parts->sequential.IsOn() || m_parts->controls.IsPressed(kCtlSequential))) {
+        m_parts->sequential.SetSequentialMode(false, true);
+    }
+    EnableChildren(bLoggedIn);
+    m_parts->session.SignIn().Update();
+    m_parts->status.OnTick();
+    m_parts->controls.SetPressed(kCtlLogout, bLoggedIn);
+    if (CXSkinODButton* const logout = GetButton(kCtlLogout)) {
+        logout->setEnabled(true);
+        logout->SetTipText(LoadString(bLoggedIn ? kStrLogOut : kStrLogIn));
+    }
+}
+
+void CMainDlg::OnRefused() {
+    m_parts->session.SignIn().OnRefused();
+    m_parts->session.OnBtnLogout();
+}
+
+void CMainDlg::OnSessionEnds() {
+    m_parts->CloseSubjects();
+}
+
+void CMainDlg::OnSessionOver() {
+    m_parts->OnWallChanged();
+}
+
+void CMainDlg::SetStaticText(int id, const std::string& text) {
+    if (auto* const control = dynamic_cast<CXSkinStatic*>(GetDlgItem(id))) {
+        control->SetWindowText(text);
+    }
+}
+
+void CMainDlg::ShowRecorder(const std::string& name, const std::string& model) {
+    SetStaticText(kCtlServerName, name);
+    SetStaticText(kCtlServerModel, model);
+}
+
+void CMainDlg::ForgetRecorder() {
+    SetDefServerName(m_site.GetDefServerName());
+    SetStaticText(kCtlServerModel, {});
+}
+
+}  // namespace kvmon

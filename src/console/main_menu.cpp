@@ -1,0 +1,42 @@
+#include "console/main_menu.h"
+
+#include <QtGui/QGuiApplication>
+#include <QtGui/QScreen>
+
+#include "console/commands.h"
+#include "console/console_controls.h"
+#include "console/menu_spot.h"
+#include "console/site_windows.h"
+#include "persist/string_table.h"
+#include "skin/bc_menu.h"
+
+namespace kvmon {
+
+void OpenMainMenu(const MainMenuState& state, const MenuSpots& spots, Commands& commands) {
+    const MenuSpot spot = spots.Find(kCtlMainMenu);
+    const unsigned displays = state.displays > 1                      ? MF_CHECKED
+                              : QGuiApplication::screens().size() > 1 ? 0u
+                                                                      : MF_GRAYED;
+    auto* const menu = new BCMenu(spot.owner);
+    menu->AppendMenu(0, kCtlGotoPage1, LoadString(6241));
+    menu->AppendMenu(0, kCtlOptions, LoadString(6206));
+    menu->AppendMenu(displays, kCtlMultiScreens, LoadString(6204));
+    menu->AppendMenu(MF_SEPARATOR, 0, {});
+    const unsigned inSession = state.bInSession ? 0u : MF_GRAYED;
+    const std::string events = LoadString(kCmdEvents);
+    menu->AppendMenu(
+        inSession, kCmdEvents,
+        state.unreadEvents > 0 ? events + " (" + std::to_string(state.unreadEvents) + ")" : events);
+    menu->AppendMenu(inSession, kCmdEMap, LoadString(kCmdEMap));
+    menu->AppendMenu(inSession, kCmdDiskStatus, LoadString(kCmdDiskStatus));
+    menu->AppendMenu(MF_SEPARATOR, 0, {});
+    menu->AppendMenu(MF_GRAYED, kCtlMultiServers, LoadString(6242));
+    menu->AppendMenu(inSession, kCtlRecorders, LoadString(6126));
+    menu->TrackPopupMenu(spot.below, {}, [&commands](int id) {
+        if (id != 0) {
+            commands.Press(id);
+        }
+    });
+}
+
+}  // namespace kvmon

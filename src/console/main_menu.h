@@ -1,0 +1,20 @@
+// The console's own menu.
+#pragma once
+
+#include <cstddef>
+
+namespace kvmon {
+
+class Commands;
+class MenuSpots;
+
+struct MainMenuState {
+    int displays = 1;         // that the wall covers now
+    bool bInSession = false;  // what asks a recorder can be chosen
+    std::size_t unreadEvents = 0;
+};
+
+// Command 1612.
+void OpenMainMenu(const MainMenuState& state, const MenuSpots& spots, Commands& commands);
+
+}  // namespace kvmon

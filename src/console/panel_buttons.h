@@ -1,0 +1,28 @@
+// The buttons of the console's panel, as they stand on the screen.
+#pragma once
+
+#include <span>
+
+class QRect;
+class QString;
+
+namespace kvmon {
+
+// User interface thread only.
+class PanelButtons {
+public:
+    virtual ~PanelButtons() = default;
+
+    // On the screen, for menus beside a button; empty for one that cannot be seen.
+    virtual QRect Place(int id) const = 0;
+    // By the mouse or by a key.
+    virtual bool IsHeld(int id) const = 0;
+    // What the button does, without its key; empty where there is none.
+    virtual QString TipText(int id) const = 0;
+    // These tell of their press and their release, not only of clicks (message 2058).
+    virtual void TellPresses(std::span<const int> ids) = 0;
+    // The keyboard to the present style's button, where the panel has one.
+    virtual void FocusStyle() = 0;
+};
+
+}  // namespace kvmon

@@ -1,0 +1,24 @@
+// What the view and the displays tell to those who stand above them.
+#pragma once
+
+namespace kvmon {
+
+// User interface thread only.
+class WallEvents {
+public:
+    virtual ~WallEvents() = default;
+
+    // Cells are about to get other places.
+    virtual void OnPlacesChange() = 0;
+    // Another layout, other cameras: what is said about them follows.
+    virtual void OnWallChanged() = 0;
+    virtual void OnActiveCellChanged() = 0;
+    // The view has taken its windows from the second display.
+    virtual void OnSecondPanelUnused() = 0;
+    // The wall stands on another window, or that window has another size: what lies over it comes along.
+    virtual void OnWallMoved() = 0;
+    // A panel is about to go, with what stands on it.
+    virtual void OnPanelGoes() = 0;
+};
+
+}  // namespace kvmon
