@@ -15,6 +15,7 @@
 #include "platform/text.h"
 #include "server/kelvara_info.h"
 #include "server/resource_fetch.h"
+#include "skin/skin_messages.h"
 
 namespace kvmon {
 
