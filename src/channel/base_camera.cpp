@@ -13,12 +13,6 @@
 
 namespace kvmon {
 
-namespace {
-
-constexpr std::uint64_t kInfoRefreshMs = 60000;
-
-}  // namespace
-
 std::shared_ptr<CBaseCamera> CreateCamera(const CameraSettings* pSettings, Clock& clock) {
     if (pSettings == nullptr) {
         return nullptr;
@@ -119,8 +113,8 @@ bool CBaseCamera::StopVideoThread(bool bWait) {
     return bStopped;
 }
 
-void CBaseCamera::StartAudioThread(bool bRestart) {
-    if (bRestart) {
+void CBaseCamera::StartAudioThread(AudioStart start) {
+    if (start == AudioStart::Anew) {
         m_core->m_audioThread.Stop(true);
     }
     if (!IsCameraUsable() || !IsSupportAudio() || !CanStreamFromCamera()) {
@@ -156,7 +150,7 @@ void CBaseCamera::StartPlaying(PlaySound sound) {
         return;
     }
     if (IsCameraInfoLoaded() && !m_core->m_audioThread.IsRunning()) {
-        StartAudioThread(false);
+        StartAudioThread(AudioStart::IfNeeded);
     }
     SetPlayAudio(sound == PlaySound::Yes);
     if (IsVideoRunning()) {
@@ -227,55 +221,6 @@ void CBaseCamera::UpdateStill() {
     }
 }
 
-void CBaseCamera::AddCamCmd(std::uint32_t dwCmd, std::uint32_t dwArg) {
-    m_core->AddCamCmd(dwCmd, dwArg);
-}
-
-void CBaseCamera::AddCamCenterCmd(int x, int y) {
-    const auto high = static_cast<std::uint32_t>(x) << 16;
-    m_core->AddCamCmd(kCmdClickToCentre, high | (static_cast<std::uint32_t>(y) & 0xFFFF));
-}
-
-void CBaseCamera::AddPresetNameCmd(std::uint32_t nIndex, const std::string& name) {
-    // The queue drops the oldest commands in the same measure.
-    m_core->AddCamCmd(kCmdPresetName,
-                      m_core->m_abilities.AddPresetRecord(nIndex, name, CamCmdQueue::kMaxWaiting));
-}
-
-void CBaseCamera::AddPresetIndexCmd(std::uint32_t nIndex) {
-    m_core->AddCamCmd(kCmdPresetIndex, nIndex);
-}
-
-void CBaseCamera::ReadPresetFormat() {
-    m_core->AddCamCmd(kCmdReadPresetFormat, 0);
-}
-
-PresetFormat CBaseCamera::GetPresetFormat() const {
-    return m_core->m_abilities.GetPresetFormat();
-}
-
-CameraInfo CBaseCamera::GetCameraInfo() const {
-    return m_core->m_abilities.GetCameraInfo();
-}
-
-std::uint32_t CBaseCamera::GetFailedCommands() const {
-    return m_core->m_abilities.GetFailedCommands();
-}
-
-void CBaseCamera::RefreshCameraInfo() {
-    Abilities& abilities = m_core->m_abilities;
-    const std::uint64_t now = m_core->clock.TickMs();
-    if (abilities.IsLoaded() && now - abilities.GetReadTick() < kInfoRefreshMs) {
-        return;
-    }
-    abilities.SetReadTick(now);
-    m_core->AddCamCmd(kCmdReadCameraInfo, 0);
-}
-
-bool CBaseCamera::IsCameraInfoLoaded() const {
-    return m_core->m_abilities.IsLoaded();
-}
-
 // --- view
 
 void CBaseCamera::SetViewWnd(WindowHandle hWnd, std::function<void()> repaint) {
@@ -342,28 +287,6 @@ ChannelStatistics CBaseCamera::GetStatistics() const {
     statistics.failed = counters.m_nFailed;
     statistics.shown = counters.m_nShown;
     return statistics;
-}
-
-// --- talk-back
-
-bool CBaseCamera::PrepareTalking(const WindowHandle& hWnd, const std::shared_ptr<const FlagWord>& abort) {
-    return m_core->m_talk.PrepareTalking(hWnd, abort);
-}
-
-std::uint32_t CBaseCamera::GetTalkingBufferSamples() const {
-    return TalkBack::kBufferSamples;
-}
-
-std::uint16_t CBaseCamera::GetTalkingSampleBits() const {
-    return TalkBack::kSampleBits;
-}
-
-bool CBaseCamera::SendTalkingData(const WindowHandle& hWnd, std::span<const std::int16_t> samples) {
-    return m_core->m_talk.SendTalkingData(hWnd, samples);
-}
-
-std::size_t CBaseCamera::GetTalkingEncodedSize(std::size_t size) const {
-    return m_core->m_talk.GetTalkingEncodedSize(size);
 }
 
 }  // namespace kvmon

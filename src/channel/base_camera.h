@@ -127,9 +127,9 @@ public:
     bool StopCameraThreads(bool bWait) override;
     bool StopVideoThread(bool bWait);
     // The thread for a camera's sound over a connection of its own, once it is known that the camera has
-    // sound; none where the sound comes with the recorder's pictures. With bRestart one that runs begins
-    // anew.
-    void StartAudioThread(bool bRestart);
+    // sound; none where the sound comes with the recorder's pictures.
+    enum class AudioStart { IfNeeded, Anew };
+    void StartAudioThread(AudioStart start);
     // With its sound: over a connection of its own, too, which streams of a recorder do not have.
     void StartPlaying(PlaySound sound);
     // Ends the connection and drops what waits; the threads stay.

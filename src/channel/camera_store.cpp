@@ -70,6 +70,15 @@ std::string AsWritten(std::string_view address, std::string_view first) {
     return std::string(address.substr(0, first.size()));
 }
 
+void WriteAddresses(std::string_view section, std::string_view lan, std::string_view wan) {
+    WriteAddress(section, "CameraIp1", lan, lan.size());
+    WriteAddress(section, "CameraIp2", wan, lan.size());
+}
+
+void WriteRect(std::string_view section, const char* entry, const PixelRect& rect) {
+    Registry().WriteProfileBinary(section, entry, ToBytes<4>({rect.left, rect.top, rect.right, rect.bottom}));
+}
+
 bool ReadBool(std::string_view section, const char* entry, bool bPresent) {
     return Registry().GetProfileInt(section, entry, bPresent ? 1 : 0) != 0;
 }
@@ -230,11 +239,8 @@ void CBaseCamera::SaveCameraSettings() const {
         registry.WriteProfileInt(section, number.entry, number.value);
     }
     registry.WriteProfileString(section, "CameraName", name);
-    WriteAddress(section, "CameraIp1", lan.szAddress.View(), lan.szAddress.View().size());
-    WriteAddress(section, "CameraIp2", wan.szAddress.View(), lan.szAddress.View().size());
-    registry.WriteProfileBinary(
-        section, "DigitalZoomRect",
-        ToBytes<4>({zoom.rect.left, zoom.rect.top, zoom.rect.right, zoom.rect.bottom}));
+    WriteAddresses(section, lan.szAddress.View(), wan.szAddress.View());
+    WriteRect(section, "DigitalZoomRect", zoom.rect);
     WriteSize(section, "StreamFromServerResolution", source.GetFixSizeServer());
     WriteSize(section, "StreamFromCameraResolution", source.GetFixSizeCamera());
 }

@@ -10,6 +10,7 @@
 #include "channel/channel_view.h"
 #include "channel/video_wnd.h"
 #include "skin/input_messages.h"
+#include "skin/skin_messages.h"
 
 namespace kvmon {
 
@@ -35,7 +36,7 @@ constexpr InputRule kInputRules[] = {
 }  // namespace
 
 // True if the view has nothing of its own to do with the message any more.
-bool CVideoWnd::OnInput(const InputMessage& message, bool bInView) {
+bool CVideoWnd::OnInput(const InputMessage& message, CellPart part) {
     const auto camera = GetCamera();
     if (message.number == WM_MOUSEWHEEL) {
         if (!camera || !camera->IsDigitalZoom() || !camera->IsCameraUsable()) {
@@ -47,7 +48,7 @@ bool CVideoWnd::OnInput(const InputMessage& message, bool bInView) {
     if (message.number == WM_RBUTTONUP) {
         KillTimer(kTimerPressed);
         m_hOwner.Post(WM_COMMAND, kCmdRefreshControls, 0);
-        OpenMenu(message, bInView);
+        OpenMenu(message, part);
         return false;
     }
     const auto* const rule =
@@ -56,20 +57,21 @@ bool CVideoWnd::OnInput(const InputMessage& message, bool bInView) {
     if (rule != std::end(kInputRules) && rule->clearsHighlight && ClearHighlight()) {
         return false;
     }
-    if (OnPressInput(message, bInView)) {
+    if (OnPressInput(message, part)) {
         return true;
     }
-    if (bInView && camera && camera->IsCameraUsable() && OnZoomInput(*camera, message)) {
+    if (part == CellPart::View && camera && camera->IsCameraUsable() && OnZoomInput(*camera, message)) {
         return true;
     }
     // The view tells of its own double clicks.
-    const bool bForward =
-        rule != std::end(kInputRules) ? rule->forwarded : message.number == WM_LBUTTONDBLCLK && !bInView;
+    const bool bForward = rule != std::end(kInputRules)
+                              ? rule->forwarded
+                              : message.number == WM_LBUTTONDBLCLK && part != CellPart::View;
     if (!bForward) {
         return false;
     }
     if (message.number == WM_LBUTTONDOWN && camera) {
-        BeginPress(*camera, message, bInView);
+        BeginPress(*camera, message, part);
     }
     if (message.number == WM_RBUTTONDOWN) {
         m_bMenuPress = true;
@@ -87,10 +89,10 @@ bool CVideoWnd::OnInput(const InputMessage& message, bool bInView) {
 
 // A click into the picture of the active cell turns the camera there: at once where nothing else can come of
 // the press, else when the button is up again.
-void CVideoWnd::BeginPress(const CBaseCamera& camera, const InputMessage& message, bool bInView) {
-    const QWidget& hit = bInView ? static_cast<const QWidget&>(*m_pChannelView) : *this;
+void CVideoWnd::BeginPress(const CBaseCamera& camera, const InputMessage& message, CellPart part) {
+    const QWidget& hit = part == CellPart::View ? static_cast<const QWidget&>(*m_pChannelView) : *this;
     const QPoint screen = hit.mapToGlobal(UnpackPoint(message.lParam));
-    const bool bCentre = bInView && m_bActive;
+    const bool bCentre = part == CellPart::View && m_bActive;
     // What the picture's own drag takes, the cell does not.
     const bool bMayDrag = !m_bDragging && TellParent(kMsgMayDragCell, screen) != 0;
     if (!bMayDrag) {
@@ -108,17 +110,17 @@ void CVideoWnd::BeginPress(const CBaseCamera& camera, const InputMessage& messag
 }
 
 // True if the message belongs to a drag of the cell and ends here.
-bool CVideoWnd::OnPressInput(const InputMessage& message, bool bInView) {
+bool CVideoWnd::OnPressInput(const InputMessage& message, CellPart part) {
     if (!m_press.IsDown()) {
         return false;
     }
-    const QWidget& hit = bInView ? static_cast<const QWidget&>(*m_pChannelView) : *this;
+    const QWidget& hit = part == CellPart::View ? static_cast<const QWidget&>(*m_pChannelView) : *this;
     const QPoint screen = hit.mapToGlobal(UnpackPoint(message.lParam));
     const bool bDragging = m_press.IsDragging();
     switch (message.number) {
         case WM_MOUSEMOVE: {
             if ((message.wParam & kLeftHeld) == 0) {
-                EndDrag(false, screen);
+                EndDrag(DragEnd::Cancel, screen);
                 return bDragging;
             }
             const CellPress::Step step = m_press.Move(screen);
@@ -132,15 +134,15 @@ bool CVideoWnd::OnPressInput(const InputMessage& message, bool bInView) {
             return step != CellPress::Step::Nothing;
         }
         case WM_LBUTTONUP:
-            if (!bDragging && m_bCentreAtEnd && bInView &&
+            if (!bDragging && m_bCentreAtEnd && part == CellPart::View &&
                 (screen - m_press.Start()).manhattanLength() < QApplication::startDragDistance()) {
                 PTZFunction(message.lParam);
             }
-            EndDrag(true, screen);
+            EndDrag(DragEnd::Drop, screen);
             return bDragging;
         case WM_RBUTTONDOWN:
         case WM_MBUTTONDOWN:
-            EndDrag(false, screen);
+            EndDrag(DragEnd::Cancel, screen);
             return bDragging;
         default:
             return false;
@@ -148,7 +150,7 @@ bool CVideoWnd::OnPressInput(const InputMessage& message, bool bInView) {
 }
 
 // The place of the drop is the console's to judge.
-void CVideoWnd::EndDrag(bool bDrop, const QPoint& screen) {
+void CVideoWnd::EndDrag(DragEnd end, const QPoint& screen) {
     KillTimer(kTimerFinger);
     m_bCentreAtEnd = false;
     const bool bDragging = m_press.IsDragging();
@@ -157,7 +159,7 @@ void CVideoWnd::EndDrag(bool bDrop, const QPoint& screen) {
         return;
     }
     const auto camera = GetCamera();
-    if (bDrop && camera && m_pParentWnd) {
+    if (end == DragEnd::Drop && camera && m_pParentWnd) {
         m_pParentWnd->PostMessage(kMsgVideoWndMove, camera->GetCHInMainDlg(), PackPoint(screen));
     }
     if (m_pParentWnd) {
@@ -225,8 +227,8 @@ void CVideoWnd::OnZoomWheel(CBaseCamera& camera, const InputMessage& message) {
 // --- menu and pointer
 
 // The press has made the cell the active one already.
-void CVideoWnd::OpenMenu(const InputMessage& message, bool bInView) {
-    const QWidget& hit = bInView ? static_cast<const QWidget&>(*m_pChannelView) : *this;
+void CVideoWnd::OpenMenu(const InputMessage& message, CellPart part) {
+    const QWidget& hit = part == CellPart::View ? static_cast<const QWidget&>(*m_pChannelView) : *this;
     const QPoint point = UnpackPoint(message.lParam);
     if (std::exchange(m_bMenuPress, false) && m_pParentWnd && hit.rect().contains(point)) {
         m_pParentWnd->SendMessage(WM_CONTEXTMENU, 0, PackPoint(hit.mapToGlobal(point)));

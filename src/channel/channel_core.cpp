@@ -2,7 +2,7 @@
 
 #include "channel/channel_messages.h"
 #include "persist/string_table.h"
-#include "platform/text.h"
+#include "skin/skin_messages.h"
 
 namespace kvmon {
 
@@ -61,7 +61,7 @@ void ChannelCore::RestartPlaying() {
 
 void ChannelCore::FlushAndResetDecoder() {
     m_decodeThread.Control()->reset = 1;
-    m_frames.FlushDecodeFrames(true);
+    m_frames.FlushDecodeFrames(FrameQueue::Next::KeyFrame);
 }
 
 void ChannelCore::ReleasePicture() {

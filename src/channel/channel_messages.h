@@ -3,8 +3,6 @@
 
 #include <cstdint>
 
-#include "skin/skin_messages.h"
-
 namespace kvmon {
 
 inline constexpr std::uint32_t WM_TIMER = 275;               // wParam the timer

@@ -100,7 +100,7 @@ void DoDecodeLoop(const DecodeParts& parts, const StreamSource& source, ThreadCo
                       source.m_uCHInMainDlg.load());
             }
         } else {
-            parts.frames.FlushDecodeFrames(true);
+            parts.frames.FlushDecodeFrames(FrameQueue::Next::KeyFrame);
         }
         parts.frames.ResetWhenEmpty(control.run);
     }

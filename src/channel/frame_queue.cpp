@@ -101,14 +101,14 @@ bool FrameQueue::Admit(std::unique_ptr<CBuffer> frame, Event& event) {
         return true;
     }
     // A decoder of pictures that build on each other can go on only at a key frame.
-    FlushDecodeFrames(frame->m_nType == FrameType::Wrapped);
+    FlushDecodeFrames(frame->m_nType == FrameType::Wrapped ? Next::KeyFrame : Next::Any);
     ++m_nRefused;
     AddRecycleDecodeFrame(std::move(frame));
     return true;
 }
 
-void FrameQueue::FlushDecodeFrames(bool bWaitKeyFrame) {
-    m_bWaitKeyFrame = bWaitKeyFrame;
+void FrameQueue::FlushDecodeFrames(Next next) {
+    m_bWaitKeyFrame = next == Next::KeyFrame;
     while (auto frame = TakeDecodeFrame()) {
         ++m_nRefused;
         AddRecycleDecodeFrame(std::move(frame));

@@ -41,8 +41,9 @@ public:
     bool AddDecodeFrameToQueue(FrameType nType, std::unique_ptr<CBuffer> frame, Event* hEvent);
     // A wrapped frame whose head has been read already.
     bool AddWrappedFrame(const KELVARA_FRAME_HDR& head, std::unique_ptr<CBuffer> frame, Event* hEvent);
-    // Throws away all that waits; with bWaitKeyFrame nothing enters before the next key frame.
-    void FlushDecodeFrames(bool bWaitKeyFrame);
+    // Throws away all that waits. What comes next may be told to enter with the next key frame alone.
+    enum class Next { Any, KeyFrame };
+    void FlushDecodeFrames(Next next);
     void SetWaitKeyFrame(bool bWaitKeyFrame) { m_bWaitKeyFrame = bWaitKeyFrame; }
     // The frame to decode next; null if there is none. Decode thread.
     std::unique_ptr<CBuffer> TakeDecodeFrame();

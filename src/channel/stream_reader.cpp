@@ -157,7 +157,7 @@ bool StreamReader::ReceiveDecodeFrame(const KELVARA_FRAME_HDR& hdr,
     CountFrame(size);
     if (hdr.IsKeyFrame()) {
         // A late decoder jumps to the newest group of pictures.
-        m_sinks.frames.FlushDecodeFrames(false);
+        m_sinks.frames.FlushDecodeFrames(FrameQueue::Next::Any);
     }
     return m_sinks.frames.AddWrappedFrame(hdr, std::move(frame), &m_sinks.decode.run);
 }

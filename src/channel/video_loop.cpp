@@ -131,7 +131,7 @@ std::uint32_t GetCameraPictures(const StreamPass& pass, TargetSettings& settings
     const auto ways = source.HasOtherWay() && !source.m_trial.HasTriedAWay() ? CameraPatience::Ways::Two
                                                                              : CameraPatience::Ways::One;
     // What still waits is of the stream before.
-    pass.sinks.frames.FlushDecodeFrames(false);
+    pass.sinks.frames.FlushDecodeFrames(FrameQueue::Next::Any);
     CameraPatience patience(pass.sinks.counters, source.m_trial, source.clock, ways);
     CHttpTran::GiveUpWait giveUp;
     TargetSettings recorder;

@@ -11,10 +11,8 @@
 #include "channel/channel_messages.h"
 #include "channel/channel_view.h"
 #include "channel/command_results.h"
-#include "channel/end_stop.h"
-#include "channel/ptz_cursor.h"
-#include "persist/string_table.h"
 #include "skin/input_messages.h"
+#include "skin/skin_messages.h"
 
 namespace kvmon {
 
@@ -23,9 +21,7 @@ namespace {
 constexpr int kDefaultWidth = 702;
 constexpr int kDefaultHeight = 480;
 
-constexpr int kCursorMs = 1500;
 constexpr WParam kPtzDone = 3;
-constexpr std::uint32_t kTimerCursor = 81;
 constexpr std::uint32_t kTimerBlink = 84;
 constexpr std::uint32_t kTimerReadPresets = 85;
 constexpr std::uint32_t kTimerPresetCleared = 86;
@@ -84,7 +80,7 @@ void CVideoWnd::SetCamera(const std::shared_ptr<CBaseCamera>& pCamera) {
     if (pCamera && previous == pCamera) {
         return;
     }
-    EndDrag(false, {});
+    EndDrag(DragEnd::Cancel, {});
     if (previous && previous->GetVideoWnd() == Handle()) {
         previous->SetVideoWnd({});
     }
@@ -196,7 +192,7 @@ LParam CVideoWnd::OnMessage(std::uint32_t message, WParam wParam, LParam lParam)
     switch (message) {
         case kMsgCaptionRefresh:
             if (const auto camera = GetCamera()) {
-                camera->StartAudioThread(false);
+                camera->StartAudioThread(CBaseCamera::AudioStart::IfNeeded);
             }
             Describe();
             RefreshFeatures();
@@ -219,7 +215,7 @@ LParam CVideoWnd::OnMessage(std::uint32_t message, WParam wParam, LParam lParam)
             break;
     }
     if (message >= WM_KEYDOWN && message <= WM_MOUSEWHEEL) {
-        return OnInput({message, wParam, lParam}, true) ? 1 : 0;
+        return OnInput({message, wParam, lParam}, CellPart::View) ? 1 : 0;
     }
     return WindowBase::OnMessage(message, wParam, lParam);
 }
@@ -235,95 +231,11 @@ bool CVideoWnd::event(QEvent* event) {
         return WindowBase::event(event);
     }
     event->accept();
-    OnInput(*input, false);
+    OnInput(*input, CellPart::Strip);
     return true;
 }
 
-// --- pointer and camera
-
-bool CVideoWnd::CanClickToCentre(const CBaseCamera& camera) const {
-    return camera.IsPtzEnabled() && camera.GetAbilities().bClickToCentre && camera.IsStreamRunning();
-}
-
-void CVideoWnd::RefreshCursor() {
-    const auto camera = GetCamera();
-    if (!m_bActive || !camera || !CanClickToCentre(*camera)) {
-        m_pChannelView->unsetCursor();
-    } else if (camera->IsDigitalZoom()) {
-        if (camera->GetDigitalZoomLevel() == 0) {
-            m_pChannelView->unsetCursor();
-        } else {
-            m_pChannelView->setCursor(m_bDragging ? Qt::ClosedHandCursor : Qt::OpenHandCursor);
-        }
-    } else {
-        // A camera that has just got an order is shown to be at it.
-        m_pChannelView->setCursor(IsTimerSet(kTimerCursor) ? MovingCursor()
-                                                           : QCursor(Qt::PointingHandCursor));
-    }
-}
-
-void CVideoWnd::OnPtzCommand(std::uint32_t nId) {
-    const auto camera = GetCamera();
-    if (!camera) {
-        return;
-    }
-    const bool bPreset = nId >= kCmdPresetFirst && nId <= kCmdPresetLast;
-    if (camera->IsDigitalZoom() && !bPreset) {
-        camera->DZPTZFunction(nId);
-        m_pChannelView->RefreshZoomLabel();
-        RefreshCursor();
-        m_hOwner.Post(WM_COMMAND, kCmdRefreshControls, 0);
-        return;
-    }
-    SendToCamera(nId);
-}
-
-void CVideoWnd::SendToCamera(std::uint32_t nId) {
-    const auto camera = GetCamera();
-    if (!camera || !camera->IsCameraUsable()) {
-        return;
-    }
-    SetTimer(kTimerCursor, kCursorMs);
-    RefreshCursor();
-    m_nPtzCommand = nId;
-    camera->AddCamCmd(nId, 0);
-    m_hOwner.Post(WM_COMMAND, kCmdRefreshControls, 0);
-}
-
-// A click into the picture turns the camera there.
-void CVideoWnd::PTZFunction(LParam point) {
-    const auto camera = GetCamera();
-    const QSize view = m_pChannelView->size();
-    if (!camera || camera->IsDigitalZoom() || !CanClickToCentre(*camera) || view.isEmpty()) {
-        return;
-    }
-    const int x = static_cast<std::int16_t>(point & 0xFFFF);
-    const int y = static_cast<std::int16_t>(point >> 16 & 0xFFFF);
-    if (!m_pChannelView->rect().contains(x, y)) {
-        return;
-    }
-    SetTimer(kTimerCursor, kCursorMs);
-    RefreshCursor();
-    const ClassSize size = camera->GetDefaultImageSize();
-    camera->AddCamCenterCmd(x * size.cx / view.width(), y * size.cy / view.height());
-}
-
-// Shows where the camera came to an end, and lets a held button go on unless that stops it.
-void CVideoWnd::OnEndStop(LParam nCode) {
-    const EndStop stop = FindEndStop(nCode);
-    if (nCode != 0) {
-        m_pChannelView->SetMessageText(LoadString(stop.stringId), CaptionStay::ForAWhile);
-    }
-    if (nCode == 0 || (stop.onlyFor != 0 && stop.onlyFor != m_nPtzCommand)) {
-        m_hOwner.Post(kMsgEndStop, 0, 0);
-    }
-}
-
-void CVideoWnd::RefreshCamera(std::uint32_t command) {
-    if (const auto camera = GetCamera()) {
-        camera->AddCamCmd(command, 0);
-    }
-}
+// --- timers
 
 void CVideoWnd::OnTimer(std::uint32_t id) {
     if (id != kTimerBlink && id != kTimerStill) {

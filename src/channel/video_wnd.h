@@ -76,6 +76,9 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    enum class CellPart { Strip, View };
+    enum class DragEnd { Drop, Cancel };
+
     CellState GetState() const;
     void PaintBorder(QPainter& painter) const;
     int PaintIcon(QPainter& painter) const;
@@ -87,15 +90,15 @@ private:
     void OnStillTimer();
     void RefreshCamera(std::uint32_t command);
     bool ClearHighlight();
-    bool OnInput(const InputMessage& message, bool bInView);
+    bool OnInput(const InputMessage& message, CellPart part);
     bool OnZoomInput(CBaseCamera& camera, const InputMessage& message);
     void OnZoomWheel(CBaseCamera& camera, const InputMessage& message);
     ZoomPoint ViewPoint(LParam point) const;
-    void BeginPress(const CBaseCamera& camera, const InputMessage& message, bool bInView);
-    bool OnPressInput(const InputMessage& message, bool bInView);
-    void EndDrag(bool bDrop, const QPoint& screen);
+    void BeginPress(const CBaseCamera& camera, const InputMessage& message, CellPart part);
+    bool OnPressInput(const InputMessage& message, CellPart part);
+    void EndDrag(DragEnd end, const QPoint& screen);
     LParam TellParent(std::uint32_t message, const QPoint& screen) const;
-    void OpenMenu(const InputMessage& message, bool bInView);
+    void OpenMenu(const InputMessage& message, CellPart part);
     bool CanClickToCentre(const CBaseCamera& camera) const;
     void RefreshCursor();
     void PTZFunction(LParam point);

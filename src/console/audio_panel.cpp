@@ -11,6 +11,7 @@
 #include "persist/log_file.h"
 #include "persist/utilities.h"
 #include "platform/clock.h"
+#include "skin/skin_messages.h"
 
 namespace kvmon {
 

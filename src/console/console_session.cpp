@@ -25,7 +25,7 @@
 #include "platform/text.h"
 #include "server/recorder_list.h"
 #include "server/resource_fetch.h"
-#include "skin/window_base.h"
+#include "skin/skin_messages.h"
 
 namespace kvmon {
 

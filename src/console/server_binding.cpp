@@ -27,6 +27,7 @@
 #include "server/nvr_status.h"
 #include "server/recorder_list.h"
 #include "server/server_messages.h"
+#include "skin/skin_messages.h"
 
 namespace kvmon {
 
@@ -336,8 +337,9 @@ void ServerBinding::CopyStatus(int server) {
         if (!camera) {
             continue;
         }
-        camera->SetPtzEnabled(info->GetStatus(slot, kStatusControlRight) != 0);
-        const auto word = [&](std::uint32_t mask) { return info->GetStatus(slot, mask); };
+        const StatusWords words = info->GetStatusWords(slot);
+        const auto word = [&words](std::uint32_t mask) { return StatusWord(words, mask); };
+        camera->SetPtzEnabled(word(kStatusControlRight) != 0);
         const bool bManual = camera->SetManualRecording(word(kStatusManual) != 0);
         const bool bFlags = camera->SetStatusFlags(
             {word(kStatusConnected), word(kStatusRecording), word(kStatusEvent), word(kStatusMotion),

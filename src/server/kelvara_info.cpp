@@ -261,9 +261,13 @@ std::string CKelvaraInfo::GetChannelName(int nCh) const {
 }
 
 std::uint32_t CKelvaraInfo::GetStatus(int nCh, std::uint32_t nMask) const {
+    return StatusWord(GetStatusWords(nCh), nMask);
+}
+
+StatusWords CKelvaraInfo::GetStatusWords(int nCh) const {
     return Shared()->WithStatus([&](const CNvrStatus& status) {
         const CVideoSetting* const setting = Channel(status, nCh);
-        return setting != nullptr ? setting->Status(nMask) : 0;
+        return setting != nullptr ? setting->statusWords : StatusWords{};
     });
 }
 

@@ -73,6 +73,8 @@ public:
     std::string GetChannelName(int nCh) const;
     // One status word; 0 when out of range.
     std::uint32_t GetStatus(int nCh, std::uint32_t nMask) const;
+    // All of them, as they were at one time.
+    StatusWords GetStatusWords(int nCh) const;
 
     // What a channel can do; nothing until the recorder has told (WM_UPDATEVSINFO_CAPABILITIES), which
     // many never do.

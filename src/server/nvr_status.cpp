@@ -4,9 +4,13 @@
 
 namespace kvmon {
 
-std::uint32_t CVideoSetting::Status(std::uint32_t mask) const {
+std::uint32_t StatusWord(const StatusWords& words, std::uint32_t mask) {
     const int word = std::countr_zero(mask);
-    return word < kStatusWordCount ? statusWords[static_cast<std::size_t>(word)] : 0;
+    return word < kStatusWordCount ? words[static_cast<std::size_t>(word)] : 0;
+}
+
+std::uint32_t CVideoSetting::Status(std::uint32_t mask) const {
+    return StatusWord(statusWords, mask);
 }
 
 void CVideoSetting::SetStatus(std::uint32_t mask, std::uint32_t value) {

@@ -51,6 +51,11 @@ enum StatusMask : std::uint32_t {
 };
 inline constexpr int kStatusWordCount = 12;
 
+// The status words of a channel, by the bit number of their mask.
+using StatusWords = std::array<std::uint32_t, kStatusWordCount>;
+// 0 for a mask that names none.
+std::uint32_t StatusWord(const StatusWords& words, std::uint32_t mask);
+
 // One channel as a round of queries found it.
 struct CVideoSetting {
     CStreamInfo m_StreamInfo;
@@ -63,7 +68,7 @@ struct CVideoSetting {
     BoundedText<64> m_lpszSvrIP;
     BoundedText<64> m_lpszSvrUserName, m_lpszSvrPasswd;
     BoundedText<256> m_lpszSvrBase64Auth;
-    std::array<std::uint32_t, kStatusWordCount> statusWords{};  // by the bit number of the mask
+    StatusWords statusWords{};
     std::string m_strChannelName;
     std::int32_t m_nAudioOut = 0, m_nAudioOutType = 0;
     BoundedText<24> m_szCameraId;

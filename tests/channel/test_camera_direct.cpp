@@ -603,7 +603,7 @@ TEST_F(DirectCamera, SoundIsAskedForOnlyWhileItIsWanted) {
     const CameraSettings settings = SettingsFor(device.Port(), recorder.Port());
     Play(Alone(settings), selfMoving);
     camera->SetSupportAudio(true);
-    camera->StartAudioThread(false);
+    camera->StartAudioThread(CBaseCamera::AudioStart::IfNeeded);
     ASSERT_TRUE(Shown(1));
     EXPECT_EQ(device.ConnectionCount(), 1);
     camera->SetPlayAudio(true);
@@ -617,7 +617,7 @@ TEST_F(DirectCamera, SoundIsAskedForOnlyWhileItIsWanted) {
     *camera = SettingsFor(unasked.Port(), recorder.Port());
     camera->SetSupportAudio(true);
     camera->StartCameraThreads();
-    camera->StartAudioThread(true);
+    camera->StartAudioThread(CBaseCamera::AudioStart::Anew);
     camera->StartPlaying(PlaySound::Yes);
     EXPECT_TRUE(WaitUntil([&] { return recorder.ConnectionCount() > 0; }));
     EXPECT_EQ(unasked.ConnectionCount(), 0);

@@ -6,6 +6,7 @@
 #include "channel/channel_messages.h"
 #include "channel/channel_thread.h"
 #include "channel/default_factories.h"
+#include "skin/skin_messages.h"
 #include "stream_maker.h"
 #include "support/fake_clock.h"
 #include "support/message_log.h"

@@ -16,6 +16,7 @@
 #include "channel/channel_messages.h"
 #include "channel/channel_view.h"
 #include "skin/input_messages.h"
+#include "skin/skin_messages.h"
 #include "support/message_log.h"
 #include "support/temp_folder.h"
 #include "support/wait_until.h"
