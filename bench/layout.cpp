@@ -24,7 +24,7 @@ constexpr int kRounds = 20;
 // Milliseconds of the step and of the paint that follows it.
 double Measure(CMainDlg& console, int style) {
     const auto begin = std::chrono::steady_clock::now();
-    console.Parts().view.ViewStyleChanged(style, true, false);
+    console.Parts().view.ViewStyleChanged(style, {.bUpdateButtons = true});
     QCoreApplication::sendPostedEvents();
     console.repaint();
     return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begin).count();

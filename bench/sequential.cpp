@@ -140,7 +140,7 @@ int main(int argc, char** argv) {
     std::printf("turned by hand:  ");
     Report(turned.Times());
     console.Parts().sequential.SetInterval(static_cast<std::uint32_t>(interval) * 1000);
-    console.Parts().sequential.SetSequentialMode(true, true);
+    console.Parts().sequential.SetSequentialMode(true);
     RunFor(std::chrono::seconds(2 * interval), nullptr);
 
     PageWatch watch(console);

@@ -58,13 +58,13 @@ void BusyState::OnGetDataStream(std::uint32_t uCH) {
 void BusyState::OnWaitEnd() {
     Trace("CMainDlg::OnTimer: IDT_EVENT_WAITCURSOR timeout...\n");
     SetDlgItemBusyWaitCursor(false, 0, 0);
-    m_view.ViewStyleChanged(m_view.GetSavedStyle(), false, m_view.GetStyle() != m_view.GetSavedStyle());
+    m_view.ViewStyleChanged(m_view.GetSavedStyle(), {.bForce = m_view.GetStyle() != m_view.GetSavedStyle()});
 }
 
 void BusyState::EnableChangeViewPosAfterDataRecieve(int style) {
     Trace("CMainDlg::EnableChangeViewPosAfterDataRecieve: WaitCount=%d...\n",
           static_cast<int>(m_waiting.size()));
-    m_view.ViewStyleChanged(style, false, false);
+    m_view.ViewStyleChanged(style);
 }
 
 }  // namespace kvmon

@@ -1,6 +1,7 @@
 #include "console/camera_list.h"
 
 #include "channel/base_camera.h"
+#include "console/console_options.h"
 #include "persist/log_file.h"
 #include "server/nvr_status.h"
 #include "server/recorder_list.h"
@@ -13,14 +14,14 @@ std::shared_ptr<CBaseCamera> GetServerCamera(const RecorderList& recorders, int 
     return server != nullptr ? std::static_pointer_cast<CBaseCamera>(server->GetCamera(nCamera)) : nullptr;
 }
 
-void CameraList::UpdateCameraList(bool bShowNoMonitoringRight, bool bShowNoConfig) {
+void CameraList::UpdateCameraList(const ConsoleOptions& options) {
     m_entries.clear();
     for (int server = 0; server < m_recorders.GetServerCount(); ++server) {
         const CKelvaraInfo& info = *m_recorders.GetServer(server);
         for (int slot = 0; slot < info.GetCameraCount(); ++slot) {
             const auto camera = GetServerCamera(m_recorders, server, slot);
-            if (!camera || (!bShowNoMonitoringRight && !camera->HasMonitorRight()) ||
-                (!bShowNoConfig && info.GetStatus(slot, kStatusConfigured) == 0)) {
+            if (!camera || (!options.bShowNoMonitoringRight && !camera->HasMonitorRight()) ||
+                (!options.bShowNoConfig && info.GetStatus(slot, kStatusConfigured) == 0)) {
                 continue;
             }
             camera->SetCHInMainDlg(static_cast<std::uint32_t>(m_entries.size()));

@@ -8,6 +8,7 @@ namespace kvmon {
 
 class CBaseCamera;
 class RecorderList;
+struct ConsoleOptions;
 
 // The camera with this position at a server; null when there is none.
 std::shared_ptr<CBaseCamera> GetServerCamera(const RecorderList& recorders, int nServer, int nCamera);
@@ -21,8 +22,8 @@ public:
         int camera = -1;
     };
 
-    // Built anew of all servers' camera objects that pass the two options; each is told its number.
-    void UpdateCameraList(bool bShowNoMonitoringRight, bool bShowNoConfig);
+    // Built anew of all servers' camera objects that the options show; each is told its number.
+    void UpdateCameraList(const ConsoleOptions& options);
     void Clear() { m_entries.clear(); }
 
     int GetCount() const { return static_cast<int>(m_entries.size()); }

@@ -21,15 +21,15 @@ constexpr int kPad = static_cast<int>(Qt::KeypadModifier);
 
 // The first key of a command is the one that its tool tip tells.
 constexpr ConsoleKey kKeys[] = {
-    {Qt::Key_1, 1651, false, 0},
-    {Qt::Key_2, 1652, false, 0},
-    {Qt::Key_3, 1653, false, 0},
-    {Qt::Key_4, 1654, false, 0},
-    {Qt::Key_5, 1655, false, 0},
-    {Qt::Key_6, 1656, false, 0},
-    {Qt::Key_7, 1657, false, 0},
-    {Qt::Key_8, 1658, false, 0},
-    {Qt::Key_9, 1659, false, 0},
+    {Qt::Key_1, kCtlFirstStyle, false, 0},
+    {Qt::Key_2, kCtlPip, false, 0},
+    {Qt::Key_3, kCtlFirstStyle + 2, false, 0},
+    {Qt::Key_4, kCtlFirstStyle + 3, false, 0},
+    {Qt::Key_5, kCtlFirstStyle + 4, false, 0},
+    {Qt::Key_6, kCtlFirstStyle + 5, false, 0},
+    {Qt::Key_7, kCtlFirstStyle + 6, false, 0},
+    {Qt::Key_8, kCtlFirstStyle + 7, false, 0},
+    {Qt::Key_9, kCtlLastStyle, false, 0},
     {Qt::Key_PageDown, kKeyNextPage, false, 6231},
     {Qt::Key_PageUp, kKeyPreviousPage, false, 6232},
     {Qt::Key_G, kCtlPageMenu, false, 0},
@@ -65,16 +65,16 @@ constexpr ConsoleKey kKeys[] = {
     {Qt::Key_Comma, kCmdFocusNear, true, 0},
     {Qt::Key_Period, kCmdFocusFar, true, 0},
     {Qt::Key_N, kCtlPresetMenu, false, 0},
-    {Qt::Key_1 | kCtrl, 1811, false, 0},
-    {Qt::Key_2 | kCtrl, 1812, false, 0},
-    {Qt::Key_3 | kCtrl, 1813, false, 0},
-    {Qt::Key_4 | kCtrl, 1814, false, 0},
-    {Qt::Key_5 | kCtrl, 1815, false, 0},
-    {Qt::Key_6 | kCtrl, 1816, false, 0},
-    {Qt::Key_7 | kCtrl, 1817, false, 0},
-    {Qt::Key_8 | kCtrl, 1818, false, 0},
-    {Qt::Key_9 | kCtrl, 1819, false, 0},
-    {Qt::Key_0 | kCtrl, 1820, false, 0},
+    {Qt::Key_1 | kCtrl, kCmdPresetFirst, false, 0},
+    {Qt::Key_2 | kCtrl, kCmdPresetFirst + 1, false, 0},
+    {Qt::Key_3 | kCtrl, kCmdPresetFirst + 2, false, 0},
+    {Qt::Key_4 | kCtrl, kCmdPresetFirst + 3, false, 0},
+    {Qt::Key_5 | kCtrl, kCmdPresetFirst + 4, false, 0},
+    {Qt::Key_6 | kCtrl, kCmdPresetFirst + 5, false, 0},
+    {Qt::Key_7 | kCtrl, kCmdPresetFirst + 6, false, 0},
+    {Qt::Key_8 | kCtrl, kCmdPresetFirst + 7, false, 0},
+    {Qt::Key_9 | kCtrl, kCmdPresetFirst + 8, false, 0},
+    {Qt::Key_0 | kCtrl, kCmdPresetLast, false, 0},
     {Qt::Key_Right | kCtrl, kKeyNextCamera, false, 6980},
     {Qt::Key_Left | kCtrl, kKeyPreviousCamera, false, 6981},
     {Qt::Key_F10, kCtlMainMenu, false, 0},
@@ -213,9 +213,7 @@ void ConsoleKeys::ReleaseAll() {
 }
 
 void ConsoleKeys::Run(int command) {
-    if (command == kKeyHelp) {
-        OpenKeyboardHelp(m_desk, m_buttons);
-    } else if (IsOfKeysAlone(command)) {
+    if (IsOfKeysAlone(command)) {
         m_commands.Run(command);
     } else {
         m_commands.Press(command);

@@ -13,7 +13,6 @@ namespace kvmon {
 class Commands;
 class ConsoleControls;
 class Desk;
-class PanelButtons;
 class Timers;
 
 // One key and its command.
@@ -44,9 +43,8 @@ QString ShortcutName(int command);
 // Keys that come to the console, or to a panel that holds its windows. User interface thread only.
 class ConsoleKeys {
 public:
-    ConsoleKeys(Desk& desk, Timers& timers, const PanelButtons& buttons, const ConsoleControls& controls,
-                Commands& commands)
-        : m_desk(desk), m_timers(timers), m_buttons(buttons), m_controls(controls), m_commands(commands) {}
+    ConsoleKeys(Desk& desk, Timers& timers, const ConsoleControls& controls, Commands& commands)
+        : m_desk(desk), m_timers(timers), m_controls(controls), m_commands(commands) {}
 
     // True when the key was one of the console's.
     bool OnKeyPress(const QKeyEvent& event);
@@ -64,15 +62,11 @@ private:
 
     Desk& m_desk;
     Timers& m_timers;
-    const PanelButtons& m_buttons;
     const ConsoleControls& m_controls;
     Commands& m_commands;
     int m_held = 0;
     int m_releasedKey = 0;
     std::uint64_t m_releasedAt = 0;  // by the window system's clock; 0: it told none
 };
-
-// All keys with what they do, in a window of its own; a second one is not opened.
-void OpenKeyboardHelp(Desk& desk, const PanelButtons& buttons);
 
 }  // namespace kvmon

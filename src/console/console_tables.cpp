@@ -13,6 +13,7 @@
 #include "console/console_messages.h"
 #include "console/console_parts.h"
 #include "console/desk.h"
+#include "console/keyboard_help.h"
 #include "console/main_menu.h"
 #include "console/panel_buttons.h"
 #include "console/view_commands.h"
@@ -62,7 +63,7 @@ void TurnViewSize(Parts& parts, int id) {
 }
 
 void TurnFullScreen(Parts& parts, int id) {
-    parts.screens.SetFullScreen(parts.controls.IsPressed(id), false);
+    parts.screens.SetFullScreen(parts.controls.IsPressed(id));
     parts.desk.RefreshCursor();
 }
 
@@ -80,6 +81,7 @@ struct CommandRow {
 
 // clang-format off
 constexpr CommandRow kCommands[] = {
+    {kKeyHelp, kKeyHelp, [](Parts& p, int) { OpenKeyboardHelp(p.desk, p.buttons); }},
     {kKeyNextPage, kKeyNextPage, [](Parts& p, int) { p.view.TurnPage(1); }},
     {kKeyPreviousPage, kKeyPreviousPage, [](Parts& p, int) { p.view.TurnPage(-1); }},
     {kKeyNextCamera, kKeyNextCamera, [](Parts& p, int) { p.view.ActivateNext(1); }},

@@ -177,8 +177,7 @@ void ServerBinding::ChangeServers(const std::vector<SavedServer>& further) {
 }
 
 void ServerBinding::ShowChangedCameras() {
-    const ConsoleOptions& options = m_settings.options;
-    m_cameras.UpdateCameraList(options.bShowNoMonitoringRight, options.bShowNoConfig);
+    m_cameras.UpdateCameraList(m_settings.options);
     ViewController& view = m_view;
     view.UpdateChannelArray();
     view.OnCameraListChanged();

@@ -1,4 +1,5 @@
-// The window that tells the keys and the signs in the cells.
+#include "console/keyboard_help.h"
+
 #include <QtCore/QPointer>
 #include <QtGui/QPainter>
 #include <QtGui/QPixmap>

@@ -157,7 +157,7 @@ void CMainDlg::EnableChildren(bool bOn) {
 void CMainDlg::OnLoginChanged() {
     const bool bLoggedIn = IsLoggedIn();
     if (!bLoggedIn && (m_parts->sequential.IsOn() || m_parts->controls.IsPressed(kCtlSequential))) {
-        m_parts->sequential.SetSequentialMode(false, true);
+        m_parts->sequential.SetSequentialMode(false);
     }
     EnableChildren(bLoggedIn);
     m_parts->session.SignIn().Update();

@@ -85,7 +85,7 @@ QScreen* ScreenController::OwnDisplay() const {
 
 // --- full screen
 
-void ScreenController::SetFullScreen(bool on, bool bUpdateButton) {
+void ScreenController::SetFullScreen(bool on) {
     if (on && !m_fullScreen) {
         m_fullScreen = std::make_unique<CFSPanel>(*OwnDisplay());
         m_fullScreen->SetTarget(m_desk.Window(), WM_LBUTTONDBLCLK);
@@ -94,7 +94,7 @@ void ScreenController::SetFullScreen(bool on, bool bUpdateButton) {
             m_events.OnWallMoved();
         });
         m_view.SetFullScreenPanel(m_fullScreen.get());
-        m_view.ViewStyleChanged(m_view.GetStyle(), false, false);
+        m_view.ViewStyleChanged(m_view.GetStyle());
         m_fullScreen->ShowOnTop(true);
         m_events.OnWallMoved();
         MoveDialogs(m_desk.Window(), *m_fullScreen);
@@ -105,22 +105,20 @@ void ScreenController::SetFullScreen(bool on, bool bUpdateButton) {
         m_events.OnWallMoved();
         panel->Dismiss();
         const bool bDialog = Retire(std::move(panel));
-        m_view.ViewStyleChanged(m_view.GetStyle(), false, false);
+        m_view.ViewStyleChanged(m_view.GetStyle());
         if (!bDialog) {
             m_desk.Window().window()->activateWindow();
         }
         m_desk.Window().update();
     }
-    if (bUpdateButton) {
-        m_controls.SetPressed(kCtlFullScreen, on);
-    }
+    m_controls.SetPressed(kCtlFullScreen, on);
 }
 
 bool ScreenController::LeaveFullScreen() {
     if (!IsFullScreen()) {
         return false;
     }
-    SetFullScreen(false, true);
+    SetFullScreen(false);
     return true;
 }
 
@@ -137,7 +135,7 @@ void ScreenController::LoadState(const std::string& key) {
     const std::string name = Registry().GetProfileString(key, kDisplayEntry, {});
     const QScreen* const own = OwnDisplay();
     if (!name.empty() && own != nullptr && own->name().toStdString() == name) {
-        SetFullScreen(true, true);
+        SetFullScreen(true);
     }
 }
 

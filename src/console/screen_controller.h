@@ -35,7 +35,7 @@ public:
     void Init();
 
     // Command 1661.
-    void SetFullScreen(bool on, bool bUpdateButton);
+    void SetFullScreen(bool on);
     bool IsFullScreen() const { return m_fullScreen != nullptr; }
     // Escape and a double click: true if that was the end of full screen.
     bool LeaveFullScreen();

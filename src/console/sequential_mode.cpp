@@ -30,31 +30,29 @@ void SequentialMode::SetInterval(std::uint32_t milliseconds) {
     m_dwLead = SequentialLeadMs(milliseconds);
 }
 
-void SequentialMode::SetSequentialMode(bool on, bool bUpdateButton) {
+void SequentialMode::SetSequentialMode(bool on) {
     m_bOn = on;
     if (on) {
         const ViewStyle allowed = GetSequentialStyle(
             m_view.CheckedStyle(), m_view.Orders().Custom().GetStyle(), m_view.GetShowableCount());
         if (allowed != m_view.CheckedStyle()) {
-            m_view.ViewStyleChanged(allowed, true, false);
+            m_view.ViewStyleChanged(allowed, {.bUpdateButtons = true});
         }
         m_timers.SetTimer(kTimerPrepare, static_cast<int>(m_dwLead));
         m_timers.SetTimer(kTimerSequential, static_cast<int>(m_dwInterval));
     } else {
         m_timers.KillTimer(kTimerPrepare);
         m_timers.KillTimer(kTimerSequential);
-        m_view.ViewStyleChanged(m_view.GetStyle(), false, false);
+        m_view.ViewStyleChanged(m_view.GetStyle());
     }
-    if (bUpdateButton) {
-        m_controls.SetPressed(kCtlSequential, on);
-    }
+    m_controls.SetPressed(kCtlSequential, on);
 }
 
 void SequentialMode::EndIfNotAllowed() {
     const ViewStyle style = m_view.CheckedStyle();
     if (m_bOn &&
         GetSequentialStyle(style, m_view.Orders().Custom().GetStyle(), m_view.GetShowableCount()) != style) {
-        SetSequentialMode(false, true);
+        SetSequentialMode(false);
     }
 }
 
@@ -74,7 +72,7 @@ void SequentialMode::OnPrepareTimer() {
 
 void SequentialMode::OnBtnSequential() {
     // The press may have been on its way when the session ended.
-    SetSequentialMode(m_controls.IsPressed(kCtlSequential) && m_desk.IsLoggedIn(), false);
+    SetSequentialMode(m_controls.IsPressed(kCtlSequential) && m_desk.IsLoggedIn());
 }
 
 void SequentialMode::OpenIntervalDialog() {

@@ -29,8 +29,8 @@ public:
     std::uint32_t GetInterval() const { return m_dwInterval; }
     void SetInterval(std::uint32_t milliseconds);
 
-    // With bUpdateButton the button 1662 follows.
-    void SetSequentialMode(bool on, bool bUpdateButton);
+    // The button 1662 follows.
+    void SetSequentialMode(bool on);
     // Ends the mode when the present style does not rotate; after each change of style.
     void EndIfNotAllowed();
 

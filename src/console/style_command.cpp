@@ -13,15 +13,15 @@ void StyleCommand::SelectStyle(ViewStyle style) {
     if (style == VIEW_STYLE_PIP) {
         m_view.LeaveMultiDisplay();
     } else if (bOnePage && m_sequential.IsOn()) {
-        m_sequential.SetSequentialMode(false, true);
+        m_sequential.SetSequentialMode(false);
     }
-    m_view.ViewStyleChanged(style, true, false);
+    m_view.ViewStyleChanged(style, {.bUpdateButtons = true});
     if (style != VIEW_STYLE_PIP) {
         m_sequential.EndIfNotAllowed();
         return;
     }
     if (m_sequential.IsOn()) {
-        m_sequential.SetSequentialMode(false, true);
+        m_sequential.SetSequentialMode(false);
     }
     m_controls.SetPressed(kCtlPip, true);
 }
@@ -35,9 +35,9 @@ void StyleCommand::SelectCustomStyle(std::uint32_t customStyle) {
     const bool bOnePage = m_view.GetShowableCount() <= m_view.Orders().PageSize(VIEW_STYLE_CUSTOM);
     m_view.ShowCombo(!bOnePage);
     if (bOnePage && m_sequential.IsOn()) {
-        m_sequential.SetSequentialMode(false, true);
+        m_sequential.SetSequentialMode(false);
     }
-    m_view.ViewStyleChanged(VIEW_STYLE_CUSTOM, true, true);
+    m_view.ViewStyleChanged(VIEW_STYLE_CUSTOM, {.bUpdateButtons = true, .bForce = true});
     m_view.InitPageComboBox(VIEW_STYLE_CUSTOM);
     m_sequential.EndIfNotAllowed();
 }

@@ -43,7 +43,7 @@ void OpenCustomStyles(const MenuSpots& spots, ViewController& view, StyleCommand
         if (id != 0) {
             styles.SelectCustomStyle(static_cast<std::uint32_t>(id - kFirstCustomItem));
         }
-        view.ViewStyleChanged(view.GetStyle(), true, false);
+        view.ViewStyleChanged(view.GetStyle(), {.bUpdateButtons = true});
     });
 }
 

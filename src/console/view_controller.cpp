@@ -13,6 +13,7 @@
 #include "console/desk.h"
 #include "console/dialog_parts.h"
 #include "console/heard_camera.h"
+#include "console/redraw_off.h"
 #include "console/wall_events.h"
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
@@ -27,42 +28,9 @@ namespace kvmon {
 
 namespace {
 
-QRect ToQRect(const PixelRect& rect) {
-    return {rect.left, rect.top, rect.Width(), rect.Height()};
-}
-
-PixelRect ClientRect(const QWidget& widget) {
-    return {0, 0, widget.width(), widget.height()};
-}
-
 QRect ScreenRect(const QWidget& widget) {
     return {widget.mapToGlobal(QPoint(0, 0)), widget.size()};
 }
-
-// One visible step for a batch of moves.
-class RedrawOff {
-public:
-    explicit RedrawOff(std::initializer_list<QWidget*> widgets) {
-        for (QWidget* const widget : widgets) {
-            if (widget != nullptr && widget->updatesEnabled()) {
-                widget->setUpdatesEnabled(false);
-                m_widgets.emplace_back(widget);
-            }
-        }
-    }
-    ~RedrawOff() {
-        for (const QPointer<QWidget>& widget : m_widgets) {
-            if (widget) {
-                widget->setUpdatesEnabled(true);
-            }
-        }
-    }
-    RedrawOff(const RedrawOff&) = delete;
-    RedrawOff& operator=(const RedrawOff&) = delete;
-
-private:
-    std::vector<QPointer<QWidget>> m_widgets;
-};
 
 }  // namespace
 
@@ -148,9 +116,9 @@ int ViewController::SelectedItem() const {
     return m_combo->count() > 0 ? std::max(m_combo->currentIndex(), 0) : -1;
 }
 
-void ViewController::ViewStyleChanged(int style, bool bUpdateButtons, bool bForce) {
+void ViewController::ViewStyleChanged(int style, StyleChange change) {
     const ViewStyle checked = CheckedViewStyle(style);
-    if (checked != m_nStyle || (bForce && m_nStyle != VIEW_STYLE_PIP)) {
+    if (checked != m_nStyle || (change.bForce && m_nStyle != VIEW_STYLE_PIP)) {
         m_nStyle = checked;
         InitPageComboBox(checked);
         ShowStyleButtons();
@@ -159,145 +127,10 @@ void ViewController::ViewStyleChanged(int style, bool bUpdateButtons, bool bForc
         const RedrawOff batch{&m_desk.Window(), m_fullScreen.data(), m_second.data()};
         RearrangeVideoWindowLocation();
     }
-    if (bUpdateButtons) {
+    if (change.bUpdateButtons) {
         for (int id = kCtlFirstStyle; id <= kCtlLastStyle; ++id) {
             m_controls.SetPressed(id, id == StyleButtonId(checked));
         }
-    }
-}
-
-LayoutInput ViewController::MakeLayoutInput() {
-    const std::optional<PixelRect> fullScreen =
-        m_fullScreen ? std::optional(ClientRect(*m_fullScreen)) : std::nullopt;
-    LayoutInput input;
-    input.style = CheckedStyle();
-    input.windowCount = m_cells.GetCount();
-    input.cameraCount = m_cameras.GetCount();
-    input.bMaxViewMode = m_bMaxViewMode;
-    input.bAudio = m_heard.IsAudioChecked();
-    input.bStopInvisible = m_settings.options.bStopGetDataWhenViewInvisible;
-    input.area = GetViewRect(fullScreen, m_bMaxViewMode, m_rcView, false);
-    input.singleArea = GetViewRect(fullScreen, m_bMaxViewMode, m_rcView, true);
-    if (m_second) {
-        input.secondArea = ClientRect(*m_second);
-    }
-    input.array = m_orders.Find(input.style);
-    input.rows = static_cast<int>(m_orders.Custom().GetRows());
-    input.columns = static_cast<int>(m_orders.Custom().GetColumns());
-    input.pipList = m_orders.PipList();
-    input.pipChildren = PipChildren();
-    m_comboChannels.clear();
-    for (int i = 0; input.style == VIEW_STYLE_SINGLE_1CH && i < m_combo->count(); ++i) {
-        m_comboChannels.push_back(m_combo->itemData(i).toInt());
-    }
-    input.comboChannels = m_comboChannels;
-    input.comboSelection = SelectedItem();
-    return input;
-}
-
-void ViewController::RearrangeVideoWindowLocation() {
-    if (m_cells.GetCount() == 0) {
-        return;
-    }
-    for (int n = 0; n < m_cameras.GetCount(); ++n) {
-        if (const auto camera = m_cameras.GetCameraByChannel(n)) {
-            camera->SetVideoWnd({});
-        }
-    }
-    Apply(ComputeLayout(MakeLayoutInput()));
-}
-
-void ViewController::Apply(const LayoutPlan& plan) {
-    m_events.OnPlacesChange();
-    if (plan.restartChannel >= 0) {
-        Trace("CMainDlg::RearrangeVideoWindowLocation: VIEW_STYLE_SINGLE_1CH, uCamIdx=%u, restart...\n",
-              static_cast<unsigned>(plan.restartChannel));
-        ForgetFrameSize(plan.restartChannel);
-    }
-    for (const CellPlan& cell : plan.cells) {
-        ApplyCell(cell);
-    }
-    ApplyStreams(plan.streams);
-    if (CVideoWnd* const window = m_cells.Get(plan.activeWindow)) {
-        ActivateWindow(window);
-    }
-    m_heard.Sync();
-    m_events.OnWallChanged();
-}
-
-void ViewController::ApplyCell(const CellPlan& cell) {
-    CVideoWnd* const window = m_cells.Get(cell.window);
-    if (window == nullptr) {
-        return;
-    }
-    QWidget* host = &m_desk.Window();
-    if (cell.host == CellHost::Second && m_second) {
-        host = m_second;
-    } else if (cell.host == CellHost::Main && m_fullScreen) {
-        host = m_fullScreen;
-    }
-    if (!cell.shown) {
-        window->hide();
-        window->SetCamera(nullptr);
-    }
-    if (window->parentWidget() != host) {
-        window->setParent(host);
-    }
-    const auto camera = cell.shown ? m_cameras.GetCameraByChannel(cell.channel) : nullptr;
-    if (window->GetCamera() != camera) {
-        // The size that follows is none of the channel's that leaves: it would take another stream for it.
-        window->SetCamera(nullptr);
-    }
-    if (cell.placed) {
-        window->setGeometry(ToQRect(cell.rect));
-    }
-    if (cell.order == CellOrder::Top) {
-        window->raise();
-    } else if (cell.order == CellOrder::Bottom) {
-        window->lower();
-    }
-    if (cell.shown) {
-        window->SetCamera(camera);
-        window->show();
-    }
-}
-
-void ViewController::ApplyStreams(const std::vector<StreamPlan>& streams) {
-    // Who is not to be heard any more falls silent before another is heard.
-    for (std::size_t n = 0; n < streams.size(); ++n) {
-        const auto camera = m_cameras.GetCameraByChannel(static_cast<int>(n));
-        if (camera && streams[n] != StreamPlan::StartWithAudio) {
-            camera->SetPlayAudio(false);
-        }
-    }
-    for (std::size_t n = 0; n < streams.size(); ++n) {
-        const auto camera = m_cameras.GetCameraByChannel(static_cast<int>(n));
-        if (!camera) {
-            continue;
-        }
-        switch (streams[n]) {
-            case StreamPlan::Keep:
-                break;
-            case StreamPlan::Start:
-                camera->StartPlaying(PlaySound::No);
-                break;
-            case StreamPlan::StartWithAudio:
-                camera->StartPlaying(PlaySound::Yes);
-                break;
-            case StreamPlan::Stop:
-                if (camera->IsVideoRunning()) {
-                    camera->PausePlaying();
-                }
-                break;
-        }
-    }
-}
-
-// The next picture then reports its size anew.
-void ViewController::ForgetFrameSize(int channel) {
-    if (const auto camera = m_cameras.GetCameraByChannel(channel)) {
-        camera->PausePlaying();
-        camera->ForgetFrameSize();
     }
 }
 
@@ -318,19 +151,6 @@ int ViewController::GetSelectedChannel() const {
     return CheckedStyle() == VIEW_STYLE_SINGLE_1CH && m_combo->count() > 0
                ? m_combo->itemData(SelectedItem()).toInt()
                : -1;
-}
-
-void ViewController::OnVideoSizeChange(int channel) {
-    CVideoWnd* const window = m_cells.Get(0);
-    if (m_nStyle != VIEW_STYLE_SINGLE_1CH || m_bMaxViewMode || IsFullScreen() || window == nullptr ||
-        channel != GetSelectedChannel() || window->GetCamera() != m_cameras.GetCameraByChannel(channel) ||
-        !IsMonitorable(channel)) {
-        return;
-    }
-    Trace("CMainDlg::OnVideoSizeChange, rcView.Width=%d, rcView.Height=%d...\n", m_rcView.Width(),
-          m_rcView.Height());
-    window->setGeometry(ToQRect(FitSingleView(m_rcView, window->GetWidth(), window->GetHeight())));
-    window->show();
 }
 
 std::optional<CellSwap> ViewController::FindSwap(int channel, const QPoint& drop) {
@@ -365,7 +185,7 @@ void ViewController::OnVideoWndMove(int channel, const QPoint& drop) {
     } else if (!SwapCells(*m_orders.Find(CheckedStyle()), *swap)) {
         return;
     }
-    ViewStyleChanged(m_nStyle, false, false);
+    ViewStyleChanged(m_nStyle);
 }
 
 void ViewController::RepaintNeighbours(int index) {
@@ -432,7 +252,7 @@ void ViewController::SetSecondPanel(QWidget* panel) {
     }
     m_second = panel;
     m_orders.SetScreens(2);
-    ViewStyleChanged(m_nStyle, true, true);
+    ViewStyleChanged(m_nStyle, {.bUpdateButtons = true, .bForce = true});
 }
 
 void ViewController::LeaveMultiDisplay() {
@@ -443,7 +263,7 @@ void ViewController::LeaveMultiDisplay() {
     m_second = nullptr;
     m_events.OnSecondPanelUnused();
     m_orders.SetScreens(1);
-    ViewStyleChanged(m_nStyle, true, true);
+    ViewStyleChanged(m_nStyle, {.bUpdateButtons = true, .bForce = true});
 }
 
 void ViewController::BringHome(QWidget& panel) {
@@ -455,28 +275,6 @@ void ViewController::BringHome(QWidget& panel) {
             window->setParent(&m_desk.Window());
         }
     }
-}
-
-QRect ViewController::WallIn(const QWidget& host) const {
-    return &host == &m_desk.Window() ? ToQRect(m_rcView) : host.rect();
-}
-
-void ViewController::SetConsoleSize(int width, int height) {
-    m_rcView = ViewRectOfConsole(width, height);
-    PlaceCells();
-}
-
-void ViewController::PlaceCells() {
-    // Cameras and streams are left alone.
-    const RedrawOff batch{&m_desk.Window(), m_fullScreen.data(), m_second.data()};
-    for (const CellPlan& cell : ComputeLayout(MakeLayoutInput()).cells) {
-        CVideoWnd* const window = m_cells.Get(cell.window);
-        if (cell.placed && window != nullptr) {
-            window->setGeometry(ToQRect(cell.rect));
-        }
-    }
-    OnVideoSizeChange(GetSelectedChannel());
-    m_events.OnWallChanged();
 }
 
 }  // namespace kvmon

@@ -26,6 +26,12 @@ class HeardCamera;
 class RecorderList;
 class WallEvents;
 
+// What else a change of style is to do.
+struct StyleChange {
+    bool bUpdateButtons = false;
+    bool bForce = false;  // the pages are listed anew, also when the style stays
+};
+
 class ViewController {
 public:
     ViewController(Desk& desk, Commands& commands, WallEvents& events, CellPool& cells,
@@ -54,7 +60,7 @@ public:
     // Nothing is shown any more; the orders and their pages stay for the next session.
     void OnSessionEnd();
 
-    void ViewStyleChanged(int style, bool bUpdateButtons, bool bForce);
+    void ViewStyleChanged(int style, StyleChange change = {});
     void RearrangeVideoWindowLocation();
     void InitPageComboBox(ViewStyle style);
     // The choice of a page, and its menu's button.

@@ -4,7 +4,7 @@
 #include <optional>
 #include <vector>
 
-#include "channel/channel_picture.h"
+#include "codec/picture.h"
 #include "console/view_style.h"
 
 namespace kvmon {

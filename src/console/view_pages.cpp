@@ -110,7 +110,7 @@ void ViewController::OnSelchangePage() {
     } else if (CChannelArray* const array = m_orders.Find(style)) {
         array->SetCurPage(page);
     }
-    ViewStyleChanged(m_nStyle, false, false);
+    ViewStyleChanged(m_nStyle);
     m_desk.RefreshCursor();
     Trace("CMainDlg::OnSelchangePage: Leave...\n");
 }
@@ -163,7 +163,7 @@ void ViewController::PrepareCamera(int channel, int index) {
 
 void ViewController::SetMaxViewMode(bool on) {
     m_bMaxViewMode = on;
-    ViewStyleChanged(m_nStyle, false, false);
+    ViewStyleChanged(m_nStyle);
 }
 
 void ViewController::ResetDisplayOrder() {

@@ -67,7 +67,7 @@ void ViewController::LoadViewState(const std::string& key) {
     if (registry.GetProfileInt(key, "SequentialMode", 0) == 1 && !m_controls.IsPressed(kCtlSequential)) {
         m_commands.Press(kCtlSequential);
     }
-    ViewStyleChanged(checked, true, true);
+    ViewStyleChanged(checked, {.bUpdateButtons = true, .bForce = true});
 
     int item = -1;
     if (checked == VIEW_STYLE_SINGLE_1CH) {

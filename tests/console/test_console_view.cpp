@@ -77,9 +77,9 @@ TEST_F(ConsoleView, EveryStyleIsReachedByItsCommand) {
     EXPECT_EQ(ShownNames()[41], "-");
     EXPECT_EQ(ShownNames()[39], "Channel 40");
     EXPECT_TRUE(Combo().isHidden());
-    console->Parts().view.ViewStyleChanged(9, true, false);
+    console->Parts().view.ViewStyleChanged(9, {.bUpdateButtons = true});
     EXPECT_EQ(console->Parts().view.GetStyle(), VIEW_STYLE_10CH);
-    console->Parts().view.ViewStyleChanged(-1, true, false);
+    console->Parts().view.ViewStyleChanged(-1, {.bUpdateButtons = true});
     EXPECT_THAT(ShownNames(), SizeIs(10));
 }
 
@@ -189,11 +189,11 @@ TEST_F(ConsoleView, FullScreenPanelHostsAllThatIsShown) {
     panel.resize(1280, 800);
     panel.show();
     console->Parts().view.SetFullScreenPanel(&panel);
-    console->Parts().view.ViewStyleChanged(VIEW_STYLE_4CH, false, false);
+    console->Parts().view.ViewStyleChanged(VIEW_STYLE_4CH);
     EXPECT_EQ(Cell(3).geometry(), QRect(640, 400, 640, 400));
     EXPECT_EQ(Cell(3).parentWidget(), &panel);
     console->Parts().view.SetFullScreenPanel(nullptr);
-    console->Parts().view.ViewStyleChanged(VIEW_STYLE_4CH, false, false);
+    console->Parts().view.ViewStyleChanged(VIEW_STYLE_4CH);
     EXPECT_EQ(Cell(3).parentWidget(), console.get());
     EXPECT_EQ(Cell(3).geometry(), QRect(19 + 391, 64 + 274, 391, 274));
 }

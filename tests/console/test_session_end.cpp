@@ -110,7 +110,7 @@ TEST_F(SessionEnd, LogoutLeavesNothingOfIt) {
     Post(kCmdEvents);
     Post(kCtlRecorders);
     Post(kCtlPipSettings);
-    console->Parts().screens.SetFullScreen(true, true);
+    console->Parts().screens.SetFullScreen(true);
     Command(kCtlSequentialInterval);
     ASSERT_TRUE(Visible<QWidget>("emapDialog") && Visible<QWidget>("diskStatus") &&
                 Visible<QDialog>("recordersDialog") && Visible<QDialog>("pipDialog") &&
@@ -134,7 +134,9 @@ TEST_F(SessionEnd, LogoutLeavesNothingOfIt) {
                  Visible<QDialog>("pipDialog") || Visible<QDialog>("intervalDialog") ||
                  Visible<QWidget>("diskStatus"));
     EXPECT_THAT(console->Parts().events.Events().All(), IsEmpty());
-    EXPECT_EQ(console->Parts().recorders.GetServer(0)->GetUser() + console->Parts().recorders.GetServer(0)->GetPassword(), "");
+    EXPECT_EQ(console->Parts().recorders.GetServer(0)->GetUser() +
+                  console->Parts().recorders.GetServer(0)->GetPassword(),
+              "");
     // Full screen says so, too, as soon as the wait is over.
     ASSERT_TRUE(PumpUntil([&] { return Notice() == "You are not logged in."; }));
     EXPECT_EQ(Visible<QLabel>("wallNotice")->window()->objectName(), "screenPanel");

@@ -248,8 +248,8 @@ TEST_F(SiteWindowsTest, CellsTakeTheStreamOfTheirSize) {
                          HttpReply(200, "OK", "<r><return>0</return>" + channels + "</r>"));
     Open(recorder.Port());
     // Four cells of 380 pixels are larger than the small stream.
-    ASSERT_TRUE(
-        PumpUntil([&] { return console->Parts().recorders.GetServer(0)->GetCapabilities(3).streams.size() == 2; }));
+    ASSERT_TRUE(PumpUntil(
+        [&] { return console->Parts().recorders.GetServer(0)->GetCapabilities(3).streams.size() == 2; }));
     const auto requests = [&](int stream) {
         return recorder.CountHeads(FormatText("stream_id=%d ", stream));
     };
