@@ -96,8 +96,8 @@ int ViewController::CountShowable() const {
     int sum = cameras.GetCount();
     for (int i = 0; i < m_dlg.Recorders().GetServerCount(); ++i) {
         if (m_dlg.Recorders().GetServer(i)->GetCameraCount() == 0) {
-            sum += std::max(m_dlg.Recorders().GetServer(i)->CountChannels(options.bShowNoConfig,
-                                                                          options.bShowNoMonitoringRight),
+            sum += std::max(m_dlg.Recorders().GetServer(i)->CountChannels(
+                                {options.bShowNoConfig, options.bShowNoMonitoringRight}),
                             0);
         }
     }
