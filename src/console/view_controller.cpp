@@ -87,8 +87,8 @@ int ViewController::CountShowable() const {
     int sum = cameras.GetCount();
     for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
         if (m_recorders.GetServer(i)->GetCameraCount() == 0) {
-            sum += std::max(m_recorders.GetServer(i)->CountChannels(options.bShowNoConfig,
-                                                                    options.bShowNoMonitoringRight),
+            sum += std::max(m_recorders.GetServer(i)->CountChannels(
+                                {options.bShowNoConfig, options.bShowNoMonitoringRight}),
                             0);
         }
     }

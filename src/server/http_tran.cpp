@@ -41,12 +41,12 @@ bool CHttpTran::Keep(std::uint32_t code) {
     return code == 0;
 }
 
-bool CHttpTran::Create(bool bBlocking) {
+bool CHttpTran::Create(SocketKind kind) {
     if (m_hSocket.IsOpen() || !Keep(m_hSocket.Open())) {
         return false;
     }
-    m_bBlocking = bBlocking;
-    if (!Keep(m_hSocket.BindAny()) || !Keep(m_hSocket.SetBlocking(bBlocking))) {
+    m_bBlocking = kind == SocketKind::Blocking;
+    if (!Keep(m_hSocket.BindAny()) || !Keep(m_hSocket.SetBlocking(m_bBlocking))) {
         Close();
         return false;
     }
@@ -364,8 +364,8 @@ bool CHttpTran::ParseHttpHeader(std::string_view line, HTTP_RESULT* pResult) {
     return true;
 }
 
-bool CHttpTran::SetSocketOptions(bool bKeepAlive, std::uint32_t dwRecvTimeout) {
-    return Keep(m_hSocket.SetKeepAlive(bKeepAlive)) && Keep(m_hSocket.SetReceiveTimeout(dwRecvTimeout));
+bool CHttpTran::SetSocketOptions(std::uint32_t dwRecvTimeout) {
+    return Keep(m_hSocket.SetKeepAlive(true)) && Keep(m_hSocket.SetReceiveTimeout(dwRecvTimeout));
 }
 
 bool CHttpTran::SetDeadPeer(const Socket::DeadPeer& times) {

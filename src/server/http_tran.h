@@ -22,6 +22,9 @@ namespace kvmon {
 // kNoTimeout: no limit.
 inline constexpr std::uint32_t kNoTimeout = 0xFFFFFFFF;
 
+// Whether a read waits in rounds, which a stop ends, or in the system.
+enum class SocketKind { InRounds, Blocking };
+
 struct HTTP_RESULT {
     char szVersion[8] = {};  // not terminated
     int nStatus = 0;
@@ -53,7 +56,7 @@ public:
     CHttpTran& operator=(const CHttpTran&) = delete;
 
     // Opens an IPv4 stream socket bound to any free port. False if one is open already.
-    bool Create(bool bBlocking = false);
+    bool Create(SocketKind kind = SocketKind::InRounds);
     // Dotted text or a name. Waits for the connection within the budget; a blocking socket without one waits
     // as long as the system does.
     bool Connect(const char* lpszHost, std::uint32_t nPort, std::uint32_t* dwTimeout);
@@ -86,7 +89,7 @@ public:
     static bool ParseHttpHeader(std::string_view line, HTTP_RESULT* pResult);
 
     // A receive time-out of 0 means no limit.
-    bool SetSocketOptions(bool bKeepAlive, std::uint32_t dwRecvTimeout);
+    bool SetSocketOptions(std::uint32_t dwRecvTimeout);
     // How soon an open connection notices that its peer is gone.
     bool SetDeadPeer(const Socket::DeadPeer& times);
     // Keeps little of what the peer does not take, so that a stall shows early. Between Create and Connect.

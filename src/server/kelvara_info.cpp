@@ -4,7 +4,6 @@
 
 #include "persist/log_file.h"
 #include "server/server_documents.h"
-#include "server/server_requests.h"
 #include "server/server_thread.h"
 #include "server/server_worker.h"
 
@@ -223,30 +222,30 @@ void CKelvaraInfo::SetChannelCount(int nCount) {
     Shared()->ChangeStatus([&](CNvrStatus& status) { status.m_nChannelCount = nCount; });
 }
 
-bool CKelvaraInfo::IsChannelVisible(int nCh, bool bShowUnconfigured, bool bShowNoRight) const {
+bool CKelvaraInfo::IsChannelVisible(int nCh, ShowRules rules) const {
     return Shared()->WithStatus([&](const CNvrStatus& status) {
         if (nCh < 0 || nCh >= status.m_nChannelCount) {
             return false;
         }
         if (!Has(status, nCh, kStatusConfigured)) {
-            return bShowUnconfigured;
+            return rules.bUnconfigured;
         }
-        return bShowNoRight || Has(status, nCh, kStatusMonitorRight);
+        return rules.bNoRight || Has(status, nCh, kStatusMonitorRight);
     });
 }
 
-int CKelvaraInfo::CountChannels(bool bConfiguredAndNoRight, bool bConfiguredOnly) const {
+int CKelvaraInfo::CountChannels(ShowRules rules) const {
     return Shared()->WithStatus([&](const CNvrStatus& status) {
-        if (bConfiguredAndNoRight && bConfiguredOnly) {
+        if (rules.bUnconfigured && rules.bNoRight) {
             return status.m_nChannelCount;
         }
         int count = 0;
         for (int i = 0; i < status.m_nChannelCount; ++i) {
             const bool configured = Has(status, i, kStatusConfigured);
             const bool right = Has(status, i, kStatusMonitorRight);
-            const bool counts = bConfiguredAndNoRight ? !configured || right
-                                : bConfiguredOnly     ? configured
-                                                      : configured && right;
+            const bool counts = rules.bUnconfigured ? !configured || right
+                                : rules.bNoRight    ? configured
+                                                    : configured && right;
             count += counts ? 1 : 0;
         }
         return count;
@@ -338,14 +337,6 @@ bool CKelvaraInfo::IsNoRightReported() const {
 
 void CKelvaraInfo::SetNoRightReported(bool bReported) {
     Shared()->SetNoRightReported(bReported);
-}
-
-bool CKelvaraInfo::LogoutServer() {
-    return kvmon::LogoutServer(Shared()->Query());
-}
-
-bool CKelvaraInfo::GetServerTime() {
-    return Shared()->GetServerTime();
 }
 
 std::function<bool()> CKelvaraInfo::ServerTimeTask() const {

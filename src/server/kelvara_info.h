@@ -15,6 +15,7 @@
 #include "server/link_failure.h"
 #include "server/nvr_status.h"
 #include "server/server_camera.h"
+#include "server/stop_wait.h"
 
 namespace kvmon {
 
@@ -22,8 +23,11 @@ namespace kvmon {
 // transaction and goes on with the new data.
 enum class StartMode { Anew, GoOn };
 
-// How long the end of a thread is waited for: 100 ms, or 3000 ms, after which it is abandoned.
-enum class StopWait { Brief, ToTheEnd };
+// Of those that a recorder has, which are shown beside the configured ones that the user may watch.
+struct ShowRules {
+    bool bUnconfigured = false;
+    bool bNoRight = false;
+};
 
 class ServerWorker;  // what the thread owns and works on
 
@@ -43,7 +47,7 @@ public:
     void StartGetKelvaraInfo(StartMode mode);
     void StartGetKelvaraInfo(int nIdx, const std::string& host, std::uint32_t nPort, const std::string& user,
                              const std::string& password, StartMode mode);
-    // True if no thread is left.
+    // True if no thread is left. Waits 100 ms, or 3000 ms, after which the thread is abandoned.
     bool StopGetKelvaraInfo(StopWait wait);
     // A null handle: nothing is posted.
     void SetNotifyWnd(WindowHandle hWnd);
@@ -68,8 +72,8 @@ public:
     std::vector<CameraSettings> GetAllCameraSettings() const;
     int GetChannelCount() const;
     void SetChannelCount(int nCount);
-    bool IsChannelVisible(int nCh, bool bShowUnconfigured, bool bShowNoRight) const;
-    int CountChannels(bool bConfiguredAndNoRight, bool bConfiguredOnly) const;
+    bool IsChannelVisible(int nCh, ShowRules rules) const;
+    int CountChannels(ShowRules rules) const;
     std::string GetChannelName(int nCh) const;
     // One status word; 0 when out of range.
     std::uint32_t GetStatus(int nCh, std::uint32_t nMask) const;
@@ -95,14 +99,11 @@ public:
     bool IsNoRightReported() const;
     void SetNoRightReported(bool bReported);
 
-    // Tells the recorder that the user leaves. Blocking, for a thread of the caller's.
-    bool LogoutServer();
-    // Reads the recorder's clock and keeps its difference to the local one. Blocking likewise.
-    bool GetServerTime();
-    // The same for a thread that may outlive this object.
+    // Reads the recorder's clock and keeps its difference to the local one. Blocking, for a thread of the
+    // caller's that may outlive this object.
     std::function<bool()> ServerTimeTask() const;
     bool IsServerTimeKnown() const;
-    // Seconds that the recorder's clock is ahead of the local one, as GetServerTime found it.
+    // Seconds that the recorder's clock is ahead of the local one, as the task found it.
     std::int64_t GetServerTimeOffset() const;
 
 private:

@@ -161,7 +161,7 @@ private:
 bool OpenNotifyConnection(QueryContext& query, CHttpTran& tran, const ConnectInfo& connect,
                           std::string_view request) {
     std::uint32_t dwConnect = kConnectMs;
-    if (!tran.Create(true) || !tran.SetDeadPeer(kDeadRecorder) ||
+    if (!tran.Create(SocketKind::Blocking) || !tran.SetDeadPeer(kDeadRecorder) ||
         !tran.Connect(connect.szHost.c_str(), connect.nPort, &dwConnect)) {
         return false;
     }
@@ -186,8 +186,8 @@ bool OpenNotifyConnection(QueryContext& query, CHttpTran& tran, const ConnectInf
     Trace("CKelvaraInfo::GetNotifyInfo: m_nIdx=%d, dwSndTick - dwFstTick(Socket timeout value) = %d\n",
           query.GetIdx(), static_cast<int>(difference));
     const std::uint64_t timeout = std::uint64_t{difference} * 3 / 2;
-    tran.SetSocketOptions(true, static_cast<std::uint32_t>(std::min<std::uint64_t>(
-                                    timeout, std::numeric_limits<std::int32_t>::max())));
+    tran.SetSocketOptions(static_cast<std::uint32_t>(
+        std::min<std::uint64_t>(timeout, std::numeric_limits<std::int32_t>::max())));
     return true;
 }
 

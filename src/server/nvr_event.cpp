@@ -91,9 +91,9 @@ bool InsertByTime(CNvrEventList& list, CNvrEvent event) {
     return true;
 }
 
-void MergeEvents(CNvrEventList& list, CNvrEventList added, bool bCheck) {
+void MergeEvents(CNvrEventList& list, CNvrEventList added) {
     CNvrEventList group;
-    if (bCheck && TakeLatestGroup(list, &group) > 0) {
+    if (TakeLatestGroup(list, &group) > 0) {
         const std::int64_t latest = group.front().m_Time;
         for (auto event = added.end(); event != added.begin();) {
             --event;

@@ -46,9 +46,9 @@ std::size_t TakeLatestGroup(const CNvrEventList& list, CNvrEventList* pOut);
 // Adds an entry where its time puts it, ahead of the first older one. False if it is there already. What
 // passes kMaxEvents falls off the end.
 bool InsertByTime(CNvrEventList& list, CNvrEvent event);
-// Puts `added` at the head of the list. With bCheck, what is older than the list's first entries or one of
-// them is left out.
-void MergeEvents(CNvrEventList& list, CNvrEventList added, bool bCheck);
+// Puts `added` at the head of the list. What is older than the list's first entries, or one of them, is left
+// out.
+void MergeEvents(CNvrEventList& list, CNvrEventList added);
 
 // Reads the body of the log's document, line by line.
 class EventLogParser {

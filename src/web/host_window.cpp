@@ -30,7 +30,8 @@ std::uint8_t HostWindow::Edges() const {
                                      (has == widgets.back() ? kLast : 0));
 }
 
-void HostWindow::Enter(bool bFromBehind) {
+void HostWindow::Enter(TabEntry entry) {
+    const bool bFromBehind = entry == TabEntry::AtLast;
     const std::vector<QWidget*> widgets = TabWidgets();
     if (QApplication::activeModalWidget() == nullptr && QApplication::activePopupWidget() == nullptr &&
         !widgets.empty()) {

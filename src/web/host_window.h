@@ -6,6 +6,9 @@
 
 namespace kvmon {
 
+// By which way the Tab key comes in.
+enum class TabEntry { AtFirst, AtLast };
+
 // User interface thread only.
 class HostWindow final : public QWidget {
 public:
@@ -15,7 +18,7 @@ public:
     std::uint8_t Edges() const;
 
     // The page's Tab key has come here: on to the first control, or back to the last.
-    void Enter(bool bFromBehind);
+    void Enter(TabEntry entry);
 
     // What names the control that has the keyboard, here or in a dialog.
     static QString FocusName();

@@ -115,7 +115,7 @@ bool ReadButton(RemoteDisplay& display, Reader& reader) {
     if (!reader.IsDone() || button >= std::size(kButtons) || finger > 1) {
         return false;
     }
-    display.PressMouse(at, kButtons[button], bDown, modifiers,
+    display.PressMouse(at, kButtons[button], bDown ? PressKind::Down : PressKind::Up, modifiers,
                        finger == 1 ? Qt::MouseEventSynthesizedBySystem : Qt::MouseEventNotSynthesized);
     return true;
 }
@@ -151,7 +151,8 @@ bool ReadKey(RemoteDisplay& display, Reader& reader) {
     }
     const PageKey key = KeyOfName(name);
     if (key.key != 0) {
-        display.PressKey(key.key, bDown, bRepeat, modifiers, key.text);
+        const PressKind down = bRepeat ? PressKind::Repeat : PressKind::Down;
+        display.PressKey(key.key, bDown ? down : PressKind::Up, modifiers, key.text);
     }
     return true;
 }

@@ -55,8 +55,8 @@ void PageText::Commit(const std::string& text) {
     for (const char32_t letter : QString::fromStdString(text).toStdU32String()) {
         const PageKey key = KeyOfName(QString::fromUcs4(&letter, 1).toStdString());
         if (key.key != 0) {
-            m_display.PressKey(key.key, true, false, Qt::NoModifier, key.text);
-            m_display.PressKey(key.key, false, false, Qt::NoModifier, key.text);
+            m_display.PressKey(key.key, PressKind::Down, Qt::NoModifier, key.text);
+            m_display.PressKey(key.key, PressKind::Up, Qt::NoModifier, key.text);
         }
     }
 }
@@ -65,8 +65,8 @@ void PageText::Paste(const std::string& text) {
     m_bPasting = true;
     QGuiApplication::clipboard()->setText(QString::fromStdString(text));
     m_bPasting = false;
-    for (const bool bDown : {true, false}) {
-        m_display.PressKey(Qt::Key_V, bDown, false, Qt::ControlModifier, {});
+    for (const PressKind press : {PressKind::Down, PressKind::Up}) {
+        m_display.PressKey(Qt::Key_V, press, Qt::ControlModifier, {});
     }
 }
 

@@ -153,7 +153,8 @@ void RemoteDisplay::MoveMouse(const QPoint& at, Qt::KeyboardModifiers modifiers)
 }
 
 // The frame round a window takes its clicks: the title moves it, the cross closes it. True if it did.
-bool RemoteDisplay::OnFrame(RemoteWindow* target, const QPoint& at, bool bDown) {
+bool RemoteDisplay::OnFrame(RemoteWindow* target, const QPoint& at, PressKind press) {
+    const bool bDown = press == PressKind::Down;
     if (m_moving != nullptr) {
         m_moving = bDown ? m_moving : nullptr;
         return true;
@@ -172,14 +173,15 @@ bool RemoteDisplay::OnFrame(RemoteWindow* target, const QPoint& at, bool bDown) 
     return true;
 }
 
-void RemoteDisplay::PressMouse(const QPoint& at, Qt::MouseButton button, bool bDown,
+void RemoteDisplay::PressMouse(const QPoint& at, Qt::MouseButton button, PressKind press,
                                Qt::KeyboardModifiers modifiers, Qt::MouseEventSource source) {
+    const bool bDown = press == PressKind::Down;
     if (bDown == m_buttons.testFlag(button) && m_moving == nullptr) {
         return;  // a release of a press that went elsewhere, or a second press
     }
     MoveMouse(at, modifiers);
     RemoteWindow* const target = MouseTarget(at);
-    if (OnFrame(target, at, bDown)) {
+    if (OnFrame(target, at, press)) {
         return;
     }
     if (bDown && m_buttons == Qt::NoButton) {
@@ -213,8 +215,8 @@ void RemoteDisplay::LeaveMouse() {
     }
 }
 
-void RemoteDisplay::PressKey(int key, bool bDown, bool bRepeat, Qt::KeyboardModifiers modifiers,
-                             const QString& text) {
+void RemoteDisplay::PressKey(int key, PressKind press, Qt::KeyboardModifiers modifiers, const QString& text) {
+    const bool bDown = press != PressKind::Up;
     const auto held = std::find(m_keys.begin(), m_keys.end(), key);
     if (bDown && held == m_keys.end()) {
         if (m_keys.size() >= kMaxHeldKeys) {
@@ -230,7 +232,7 @@ void RemoteDisplay::PressKey(int key, bool bDown, bool bRepeat, Qt::KeyboardModi
     QWindow* const window = QGuiApplication::focusWindow();
     if (window != nullptr) {
         QWindowSystemInterface::handleKeyEvent(window, bDown ? QEvent::KeyPress : QEvent::KeyRelease, key,
-                                               modifiers, text, bRepeat);
+                                               modifiers, text, press == PressKind::Repeat);
     }
 }
 
@@ -254,11 +256,11 @@ void RemoteDisplay::SetActive(bool bActive) {
         return;
     }
     for (const int key : std::vector(m_keys)) {
-        PressKey(key, false, false, Qt::NoModifier, {});
+        PressKey(key, PressKind::Up, Qt::NoModifier, {});
     }
     for (const Qt::MouseButton button : {Qt::LeftButton, Qt::RightButton, Qt::MiddleButton}) {
         if (m_buttons.testFlag(button)) {
-            PressMouse(m_mouse, button, false, Qt::NoModifier);
+            PressMouse(m_mouse, button, PressKind::Up, Qt::NoModifier);
         }
     }
 }

@@ -14,6 +14,9 @@ namespace kvmon {
 
 class RemoteWindow;
 
+// What happens to a button or a key.
+enum class PressKind { Down, Repeat, Up };
+
 // One in the process, used when the application runs on the platform "kvweb". User interface thread only.
 class RemoteDisplay {
 public:
@@ -44,11 +47,12 @@ public:
     // --- the page's input, in pixels of the display
     void MoveMouse(const QPoint& at, Qt::KeyboardModifiers modifiers);
     // The first of the buttons that are held tells for all of them whether a finger is it.
-    void PressMouse(const QPoint& at, Qt::MouseButton button, bool bDown, Qt::KeyboardModifiers modifiers,
+    void PressMouse(const QPoint& at, Qt::MouseButton button, PressKind press,
+                    Qt::KeyboardModifiers modifiers,
                     Qt::MouseEventSource source = Qt::MouseEventNotSynthesized);
     void TurnWheel(const QPoint& at, const QPoint& angle, Qt::KeyboardModifiers modifiers);
     void LeaveMouse();
-    void PressKey(int key, bool bDown, bool bRepeat, Qt::KeyboardModifiers modifiers, const QString& text);
+    void PressKey(int key, PressKind press, Qt::KeyboardModifiers modifiers, const QString& text);
     // Text that no single key gives, behind the keys before it.
     void TypeText(const QString& text);
     // The page took the focus away, or gave it back. What is held is released; a drag is given up before.
@@ -74,7 +78,7 @@ private:
                    Qt::KeyboardModifiers modifiers);
     void Enter(RemoteWindow* window);
     void ActivateTop();
-    bool OnFrame(RemoteWindow* target, const QPoint& at, bool bDown);
+    bool OnFrame(RemoteWindow* target, const QPoint& at, PressKind press);
 
     QSize m_size{1000, 680};
     double m_ratio = 1;

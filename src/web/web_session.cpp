@@ -233,7 +233,7 @@ void WebSession::OnBinary(std::span<const std::uint8_t> bytes) {
             m_sound->LoseMicrophone();
             break;
         case PageMessage::Kind::Entered:
-            m_host.Enter(message.bFromBehind);
+            m_host.Enter(message.bFromBehind ? TabEntry::AtLast : TabEntry::AtFirst);
             m_edges = -1;  // the page knows them no more
             m_surfaceTimer.start(0);
             break;

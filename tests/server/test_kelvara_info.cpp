@@ -285,14 +285,14 @@ TEST_F(Info, CountsAndVisibilityByConfigurationAndRight) {
     info.StartGetKelvaraInfo(StartMode::GoOn);
     Messages(4);
     EXPECT_TRUE(StopsAtOnce());
-    EXPECT_EQ(info.CountChannels(true, true), 3);
-    EXPECT_EQ(info.CountChannels(true, false), 2);
-    EXPECT_EQ(info.CountChannels(false, true), 2);
-    EXPECT_EQ(info.CountChannels(false, false), 1);
+    EXPECT_EQ(info.CountChannels({true, true}), 3);
+    EXPECT_EQ(info.CountChannels({true, false}), 2);
+    EXPECT_EQ(info.CountChannels({false, true}), 2);
+    EXPECT_EQ(info.CountChannels({false, false}), 1);
     const auto visible = [&](bool unconfigured, bool noRight) {
         std::string bits;
         for (int i = -1; i < 4; ++i) {
-            bits += info.IsChannelVisible(i, unconfigured, noRight) ? '1' : '0';
+            bits += info.IsChannelVisible(i, {unconfigured, noRight}) ? '1' : '0';
         }
         return bits;
     };
