@@ -173,8 +173,8 @@ std::uint32_t Socket::SetSendBuffer(int bytes) {
     return CodeOf(::setsockopt(m_fd, SOL_SOCKET, SO_SNDBUF, &bytes, sizeof bytes));
 }
 
-Socket::Ready Socket::Poll(Wanted wanted, int milliseconds, std::uint32_t& error) const {
-    pollfd entry{m_fd, static_cast<short>(wanted == Wanted::Write ? POLLOUT : POLLIN), 0};
+Socket::Ready Socket::Poll(bool write, int milliseconds, std::uint32_t& error) const {
+    pollfd entry{m_fd, static_cast<short>(write ? POLLOUT : POLLIN), 0};
     const int count = ::poll(&entry, 1, milliseconds);
     if (count < 0 && errno != EINTR) {
         error = SocketErrorFromErrno(errno);

@@ -59,10 +59,9 @@ public:
     // How much the system keeps of what the peer has not taken yet; it may double the number.
     std::uint32_t SetSendBuffer(int bytes);
 
-    enum class Wanted { Read, Write };
     enum class Ready { Yes, No, Error };
     // Waits until the socket can be read or written.
-    Ready Poll(Wanted wanted, int milliseconds, std::uint32_t& error) const;
+    Ready Poll(bool write, int milliseconds, std::uint32_t& error) const;
 
     // The number of bytes, 0 at the peer's end; nothing on an error, which is then in `error`. A signal
     // does not end them.

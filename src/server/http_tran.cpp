@@ -112,8 +112,7 @@ CHttpTran::Wait CHttpTran::WaitSocket(bool bWrite, std::uint32_t* dwTimeout) {
         }
         nElapsed += kRoundMs;
         std::uint32_t error = 0;
-        switch (m_hSocket.Poll(bWrite ? Socket::Wanted::Write : Socket::Wanted::Read,
-                               static_cast<int>(round.count()), error)) {
+        switch (m_hSocket.Poll(bWrite, static_cast<int>(round.count()), error)) {
             case Socket::Ready::Error:
                 m_dwLastError = error;
                 return Wait::Error;

@@ -54,7 +54,7 @@ bool ConnectSocket(Socket& socket, const detail::SplitUrl& url, const Deadline& 
     std::uint32_t error = 0;
     auto ready = code == 0 ? Socket::Ready::Yes : Socket::Ready::No;
     while (ready == Socket::Ready::No && !late()) {
-        ready = socket.Poll(Socket::Wanted::Write, kRoundMs, error);
+        ready = socket.Poll(true, kRoundMs, error);
     }
     return ready == Socket::Ready::Yes && socket.PendingError() == 0 && socket.SetBlocking(true) == 0;
 }
@@ -87,7 +87,7 @@ bool SendAll(Socket& socket, std::string_view text) {
 std::size_t ReceiveSome(Socket& socket, char* buffer, std::size_t length, const Deadline& deadline) {
     std::uint32_t error = 0;
     for (std::uint32_t waited = 0; waited < kReceiveTimeoutMs && !deadline.Passed(); waited += kRoundMs) {
-        const auto ready = socket.Poll(Socket::Wanted::Read, kRoundMs, error);
+        const auto ready = socket.Poll(false, kRoundMs, error);
         if (ready == Socket::Ready::Error) {
             return 0;
         }

@@ -34,10 +34,10 @@ protected:
 TEST_F(SocketTest, CarriesBytesAndTellsThePeersEnd) {
     kvtest::ScriptedServer server([](kvtest::Peer& peer) { peer.Write(peer.Read(4)); });
     ConnectTo(server);
-    EXPECT_EQ(socket.Poll(Socket::Wanted::Write, 10000, error), Socket::Ready::Yes);
-    EXPECT_EQ(socket.Poll(Socket::Wanted::Read, 0, error), Socket::Ready::No);
+    EXPECT_EQ(socket.Poll(true, 10000, error), Socket::Ready::Yes);
+    EXPECT_EQ(socket.Poll(false, 0, error), Socket::Ready::No);
     EXPECT_EQ(socket.Send("ping", 4, error), 4u);
-    EXPECT_EQ(socket.Poll(Socket::Wanted::Read, 10000, error), Socket::Ready::Yes);
+    EXPECT_EQ(socket.Poll(false, 10000, error), Socket::Ready::Yes);
     EXPECT_EQ(socket.Receive(buffer, sizeof buffer, error), 4u);
     EXPECT_EQ(socket.Receive(buffer, sizeof buffer, error), 0u);
 }
@@ -69,7 +69,7 @@ TEST_F(SocketTest, ConnectionUnderWayTellsItsOutcome) {
     ASSERT_EQ(socket.SetBlocking(false), 0u);
     const std::uint32_t code = socket.Connect(Loopback(), freed);
     if (code == kSocketWouldBlock) {
-        ASSERT_EQ(socket.Poll(Socket::Wanted::Write, 10000, error), Socket::Ready::Yes);
+        ASSERT_EQ(socket.Poll(true, 10000, error), Socket::Ready::Yes);
         EXPECT_EQ(socket.PendingError(), 10061u);
     } else {
         EXPECT_EQ(code, 10061u);
@@ -95,7 +95,7 @@ TEST_F(SocketTest, ResetAndSilence) {
     EXPECT_EQ(error, kSocketWouldBlock);
 }
 
-// This is how a worker is brought back that waits in a silent connection.
+// The way in which a worker that sits in a silent connection is brought back.
 TEST_F(SocketTest, ShutdownFromAnotherThreadEndsReceive) {
     kvtest::ScriptedServer server([](kvtest::Peer& peer) { peer.Hold(); });
     ConnectTo(server);
