@@ -15,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     HTTP_RESULT result;
     const bool parsed = CHttpTran::ParseHttpHeader(text, &result);
     if (!parsed && (result.nStatus != 0 || result.szReason[0] != '\0')) {
-        std::abort();  // a line that is none leaves the result alone
+        std::abort();  // a line that is no status line must leave the result alone
     }
     if (std::memchr(result.szReason, '\0', sizeof result.szReason) == nullptr) {
         std::abort();

@@ -4,7 +4,7 @@
 #include <QtWidgets/QApplication>
 #include <cstdio>
 
-#include "app/run.h"
+#include "app/process.h"
 #include "app/termination.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
