@@ -11,8 +11,8 @@
 #include <fstream>
 #include <vector>
 
-#include "channel/base_camera.h"
-#include "channel/video_wnd.h"
+#include "channel/camera/base_camera.h"
+#include "channel/cell/video_wnd.h"
 #include "console/console_parts.h"
 #include "console/main_dlg.h"
 #include "persist/orvo_registry.h"

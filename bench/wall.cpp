@@ -17,8 +17,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "channel/base_camera.h"
-#include "channel/channel_view.h"
+#include "channel/camera/base_camera.h"
+#include "channel/cell/channel_view.h"
 #include "records.h"
 
 namespace {

@@ -9,9 +9,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "channel/channel_core.h"
-#include "channel/decode_loop.h"
-#include "channel/open_decoders.h"
+#include "channel/camera/channel_core.h"
+#include "channel/decode/decode_loop.h"
+#include "channel/decode/open_decoders.h"
 #include "maker_library/maker_shim.h"
 
 namespace {

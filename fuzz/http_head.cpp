@@ -4,9 +4,9 @@
 #include <cstring>
 #include <string>
 
-#include "server/http_tran.h"
-#include "server/resource_url.h"
-#include "server/socket_fetch.h"
+#include "server/http/http_tran.h"
+#include "server/http/resource_url.h"
+#include "server/http/socket_fetch.h"
 
 using namespace kvmon;
 

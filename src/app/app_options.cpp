@@ -7,7 +7,7 @@
 #include <fstream>
 
 #include "persist/utilities.h"
-#include "web/web_settings.h"
+#include "web/host/web_settings.h"
 
 namespace kvmon {
 

@@ -13,11 +13,11 @@
 #include "app/process.h"
 #include "app/termination.h"
 #include "app/web_host.h"
-#include "channel/channel_globals.h"
+#include "channel/base/channel_globals.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
 #include "skin/dialog_style.h"
-#include "web/web_session.h"
+#include "web/session/web_session.h"
 
 namespace kvmon {
 

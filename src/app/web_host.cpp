@@ -10,9 +10,9 @@
 #include "persist/utilities.h"
 #include "platform/diagnostics.h"
 #include "skin/dialog_style.h"
-#include "web/remote_application.h"
-#include "web/web_server.h"
-#include "web/web_session.h"
+#include "web/host/web_server.h"
+#include "web/platform/remote_application.h"
+#include "web/session/web_session.h"
 
 namespace kvmon {
 

@@ -3,11 +3,11 @@
 #include <cstdio>
 #include <utility>
 
-#include "channel/base_camera.h"
-#include "console/client_site.h"
-#include "console/console_messages.h"
-#include "console/desk.h"
-#include "console/web_page.h"
+#include "channel/camera/base_camera.h"
+#include "console/ports/client_site.h"
+#include "console/ports/console_messages.h"
+#include "console/ports/desk.h"
+#include "console/site/web_page.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
 #include "server/recorder_list.h"

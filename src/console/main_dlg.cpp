@@ -3,11 +3,11 @@
 #include <QtGui/QKeyEvent>
 #include <QtWidgets/QComboBox>
 
-#include "console/client_site.h"
-#include "console/console_messages.h"
 #include "console/console_parts.h"
 #include "console/console_tables.h"
-#include "console/widget_style.h"
+#include "console/dialogs/widget_style.h"
+#include "console/ports/client_site.h"
+#include "console/ports/console_messages.h"
 #include "persist/string_table.h"
 #include "server/recorder_list.h"
 #include "skin/background.h"

@@ -5,12 +5,12 @@
 #include <memory>
 #include <string>
 
-#include "console/commands.h"
-#include "console/console_controls.h"
-#include "console/desk.h"
-#include "console/panel_buttons.h"
-#include "console/session_events.h"
-#include "console/timers.h"
+#include "console/panel/console_controls.h"
+#include "console/ports/commands.h"
+#include "console/ports/desk.h"
+#include "console/ports/panel_buttons.h"
+#include "console/ports/session_events.h"
+#include "console/ports/timers.h"
 #include "skin/xskin_dialog.h"
 
 namespace kvmon {

@@ -5,8 +5,8 @@
 #include <QtWidgets/QDialog>
 #include <algorithm>
 
+#include "console/layout/view_geometry.h"
 #include "console/main_dlg.h"
-#include "console/view_geometry.h"
 #include "control/auth_text.h"
 #include "control/help_url.h"
 #include "control/host_ports.h"

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "console/client_site.h"
+#include "console/ports/client_site.h"
 #include "control/browser_commands.h"
 #include "control/languages.h"
 #include "control/playback_shares.h"

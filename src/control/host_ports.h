@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "console/browser_window.h"
+#include "console/ports/browser_window.h"
 
 namespace kvmon {
 

@@ -6,8 +6,8 @@
 
 #include "persist/log_file.h"
 #include "platform/text.h"
-#include "server/http_tran.h"
-#include "server/resource_url.h"
+#include "server/http/http_tran.h"
+#include "server/http/resource_url.h"
 
 namespace kvmon {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "persist/log_file.h"
-#include "server/server_documents.h"
+#include "server/documents/server_documents.h"
 #include "server/server_thread.h"
 #include "server/server_worker.h"
 

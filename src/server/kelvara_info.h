@@ -12,8 +12,8 @@
 #include "platform/clock.h"
 #include "platform/window_handle.h"
 #include "platform/worker.h"
-#include "server/link_failure.h"
-#include "server/nvr_status.h"
+#include "server/documents/nvr_status.h"
+#include "server/http/link_failure.h"
 #include "server/server_camera.h"
 #include "server/stop_wait.h"
 

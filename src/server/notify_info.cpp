@@ -4,11 +4,11 @@
 #include <limits>
 
 #include "persist/log_file.h"
-#include "server/conc_info.h"
-#include "server/control_rights.h"
-#include "server/disk_info.h"
-#include "server/document_reader.h"
-#include "server/ext_info.h"
+#include "server/http/conc_info.h"
+#include "server/http/control_rights.h"
+#include "server/http/disk_info.h"
+#include "server/http/document_reader.h"
+#include "server/http/ext_info.h"
 
 namespace kvmon {
 

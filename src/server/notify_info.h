@@ -1,7 +1,7 @@
 // The notification connection: one line a change, and the queries that each asks for.
 #pragma once
 
-#include "server/nvr_status.h"
+#include "server/documents/nvr_status.h"
 #include "server/server_worker.h"
 
 namespace kvmon {

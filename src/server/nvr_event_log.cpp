@@ -8,8 +8,8 @@
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
-#include "server/http_tran.h"
-#include "server/server_documents.h"
+#include "server/documents/server_documents.h"
+#include "server/http/http_tran.h"
 
 namespace kvmon {
 

@@ -8,7 +8,7 @@
 #include "platform/clock.h"
 #include "platform/window_handle.h"
 #include "platform/worker.h"
-#include "server/nvr_event.h"
+#include "server/documents/nvr_event.h"
 #include "server/stop_wait.h"
 
 namespace kvmon {

@@ -4,9 +4,9 @@
 #include <optional>
 
 #include "platform/socket.h"
-#include "server/conc_info.h"
-#include "server/document_errors.h"
-#include "server/query_context.h"
+#include "server/documents/document_errors.h"
+#include "server/http/conc_info.h"
+#include "server/http/query_context.h"
 
 namespace kvmon {
 

@@ -1,12 +1,12 @@
 #include "server/server_thread.h"
 
 #include "persist/log_file.h"
-#include "server/capability_reader.h"
-#include "server/conc_info.h"
-#include "server/control_rights.h"
-#include "server/disk_info.h"
-#include "server/document_errors.h"
-#include "server/ext_info.h"
+#include "server/documents/document_errors.h"
+#include "server/http/capability_reader.h"
+#include "server/http/conc_info.h"
+#include "server/http/control_rights.h"
+#include "server/http/disk_info.h"
+#include "server/http/ext_info.h"
 #include "server/notify_info.h"
 
 namespace kvmon {

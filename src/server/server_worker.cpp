@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "server/server_requests.h"
-#include "server/status_merge.h"
+#include "server/documents/status_merge.h"
+#include "server/http/server_requests.h"
 #include "server/wait_retry.h"
 
 namespace kvmon {

@@ -10,8 +10,8 @@
 
 #include "platform/clock.h"
 #include "platform/window_handle.h"
-#include "server/nvr_status.h"
-#include "server/query_context.h"
+#include "server/documents/nvr_status.h"
+#include "server/http/query_context.h"
 #include "server/server_messages.h"
 
 namespace kvmon {

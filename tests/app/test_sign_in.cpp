@@ -18,7 +18,7 @@
 
 #include "app/app_options.h"
 #include "app/desktop_window.h"
-#include "channel/video_wnd.h"
+#include "channel/cell/video_wnd.h"
 #include "persist/orvo_registry.h"
 #include "persist/string_table.h"
 #include "persist/utilities.h"

@@ -1,12 +1,12 @@
 // A channel that takes its pictures from the camera itself, with a camera and a recorder of a test's own.
 #include <gmock/gmock.h>
 
-#include "channel/base_camera.h"
-#include "channel/camera_kinds.h"
-#include "channel/channel_core.h"
-#include "channel/channel_globals.h"
-#include "channel/channel_messages.h"
-#include "channel/digest_login.h"
+#include "channel/base/channel_globals.h"
+#include "channel/base/channel_messages.h"
+#include "channel/camera/base_camera.h"
+#include "channel/camera/channel_core.h"
+#include "channel/stream/camera_kinds.h"
+#include "channel/stream/digest_login.h"
 #include "codec/jpeg_codec.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"

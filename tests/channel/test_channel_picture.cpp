@@ -1,4 +1,4 @@
-#include "channel/channel_picture.h"
+#include "channel/picture/channel_picture.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 #include <thread>
 
 #include "allocation_count.h"
-#include "channel/channel_globals.h"
+#include "channel/base/channel_globals.h"
 #include "test_frames.h"
 
 namespace kvmon {

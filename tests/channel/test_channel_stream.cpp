@@ -1,11 +1,11 @@
 // A channel as a whole, against a scripted recorder.
 #include <gmock/gmock.h>
 
-#include "channel/base_camera.h"
-#include "channel/cam_cmd_queue.h"
-#include "channel/channel_messages.h"
-#include "channel/channel_thread.h"
-#include "channel/default_factories.h"
+#include "channel/base/channel_messages.h"
+#include "channel/base/channel_thread.h"
+#include "channel/camera/base_camera.h"
+#include "channel/camera/default_factories.h"
+#include "channel/command/cam_cmd_queue.h"
 #include "skin/skin_messages.h"
 #include "stream_maker.h"
 #include "support/fake_clock.h"

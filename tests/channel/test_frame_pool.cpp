@@ -2,8 +2,8 @@
 
 #include <numeric>
 
-#include "channel/frame_pool.h"
-#include "channel/frame_queue.h"
+#include "channel/frames/frame_pool.h"
+#include "channel/frames/frame_queue.h"
 #include "support/temp_folder.h"
 
 namespace kvmon {

@@ -1,4 +1,4 @@
-#include "channel/snapshot.h"
+#include "channel/picture/snapshot.h"
 
 #include <gtest/gtest.h>
 
@@ -7,8 +7,8 @@
 #include <fstream>
 #include <iterator>
 
-#include "channel/channel_globals.h"
-#include "channel/channel_picture.h"
+#include "channel/base/channel_globals.h"
+#include "channel/picture/channel_picture.h"
 #include "support/temp_folder.h"
 #include "test_frames.h"
 

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
-#include "channel/channel_core.h"
-#include "channel/stream_reader.h"
+#include "channel/camera/channel_core.h"
+#include "channel/stream/stream_reader.h"
 #include "memory_source.h"
 #include "stream_maker.h"
 

@@ -1,4 +1,4 @@
-#include "channel/video_wnd.h"
+#include "channel/cell/video_wnd.h"
 
 #include <gmock/gmock.h>
 
@@ -11,10 +11,10 @@
 #include <map>
 #include <thread>
 
-#include "channel/base_camera.h"
-#include "channel/cam_commands.h"
-#include "channel/channel_messages.h"
-#include "channel/channel_view.h"
+#include "channel/base/cam_commands.h"
+#include "channel/base/channel_messages.h"
+#include "channel/camera/base_camera.h"
+#include "channel/cell/channel_view.h"
 #include "skin/input_messages.h"
 #include "skin/skin_messages.h"
 #include "support/message_log.h"

@@ -4,8 +4,8 @@
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QMessageBox>
 
-#include "channel/base_camera.h"
-#include "channel/channel_messages.h"
+#include "channel/base/channel_messages.h"
+#include "channel/camera/base_camera.h"
 #include "console_fixture.h"
 #include "skin/input_messages.h"
 #include "skin/xskin_od_button.h"

@@ -11,11 +11,11 @@
 #include <QtWidgets/QPushButton>
 
 #include "codec/jpeg_codec.h"
-#include "console/disk_status_dlg.h"
-#include "console/emap_dlg.h"
-#include "console/event_window.h"
-#include "console/multi_server_list.h"
-#include "console/ptz_panel.h"
+#include "console/camera/ptz_panel.h"
+#include "console/events/event_window.h"
+#include "console/settings/multi_server_list.h"
+#include "console/site/disk_status_dlg.h"
+#include "console/site/emap_dlg.h"
 #include "console_fixture.h"
 #include "persist/utilities.h"
 #include "server/kelvara_info.h"

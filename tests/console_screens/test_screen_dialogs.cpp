@@ -5,8 +5,8 @@
 #include <QtWidgets/QMessageBox>
 
 #include "../channel/test_frames.h"
-#include "channel/base_camera.h"
-#include "console/settings_dlg.h"
+#include "channel/camera/base_camera.h"
+#include "console/dialogs/settings_dlg.h"
 #include "screens_fixture.h"
 #include "server/server_messages.h"
 #include "support/fake_recorder.h"

@@ -11,9 +11,9 @@
 
 #include "../channel/test_frames.h"
 #include "app/desktop_window.h"
-#include "channel/base_camera.h"
-#include "channel/channel_view.h"
-#include "console/fs_panel.h"
+#include "channel/camera/base_camera.h"
+#include "channel/cell/channel_view.h"
+#include "console/wall/fs_panel.h"
 #include "screens_fixture.h"
 #include "skin/input_messages.h"
 #include "skin/xskin_od_button.h"

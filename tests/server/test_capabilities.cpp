@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
 #include "fake_recorder.h"
-#include "server/capability_reader.h"
+#include "server/http/capability_reader.h"
+#include "server/http/query_context.h"
 #include "server/kelvara_info.h"
-#include "server/query_context.h"
 #include "server/server_messages.h"
 #include "support/fake_clock.h"
 #include "support/message_log.h"

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "server/http_chunk_tran.h"
+#include "server/http/http_chunk_tran.h"
 #include "support/fake_clock.h"
 #include "support/scripted_server.h"
 #include "support/wait_until.h"

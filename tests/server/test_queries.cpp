@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
 #include "fake_recorder.h"
-#include "server/conc_info.h"
-#include "server/disk_info.h"
-#include "server/document_errors.h"
-#include "server/ext_info.h"
-#include "server/server_requests.h"
+#include "server/documents/document_errors.h"
+#include "server/http/conc_info.h"
+#include "server/http/disk_info.h"
+#include "server/http/ext_info.h"
+#include "server/http/server_requests.h"
 #include "support/fake_clock.h"
 
 using namespace kvmon;

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "fake_recorder.h"
-#include "server/resource_fetch.h"
+#include "server/http/resource_fetch.h"
 
 using namespace kvmon;
 using namespace kvtest;

@@ -12,8 +12,8 @@
 #pragma GCC diagnostic pop
 
 #include "../console/console_fixture.h"
-#include "channel/base_camera.h"
-#include "channel/default_factories.h"
+#include "channel/camera/base_camera.h"
+#include "channel/camera/default_factories.h"
 #include "media/wav_file.h"
 #include "skin/xskin_od_button.h"
 #include "sound_bench.h"
