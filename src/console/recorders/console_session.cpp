@@ -26,6 +26,7 @@
 #include "server/http/resource_fetch.h"
 #include "server/recorder_list.h"
 #include "skin/skin_messages.h"
+#include "skin/window_base.h"
 
 namespace kvmon {
 
