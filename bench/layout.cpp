@@ -5,7 +5,7 @@
 #include <chrono>
 #include <cstdio>
 
-#include "channel/video_wnd.h"
+#include "channel/cell/video_wnd.h"
 #include "console/console_parts.h"
 #include "console/main_dlg.h"
 #include "persist/orvo_registry.h"

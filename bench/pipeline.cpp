@@ -10,8 +10,8 @@
 #include <thread>
 
 #include "allocation_count.h"
-#include "channel/channel_core.h"
-#include "channel/decode_loop.h"
+#include "channel/camera/channel_core.h"
+#include "channel/decode/decode_loop.h"
 #include "codec/jpeg_codec.h"
 #include "codec/video_decoder.h"
 #include "records.h"

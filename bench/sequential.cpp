@@ -11,11 +11,11 @@
 #include <fstream>
 #include <vector>
 
-#include "channel/base_camera.h"
-#include "channel/video_wnd.h"
-#include "console/console_messages.h"
+#include "channel/camera/base_camera.h"
+#include "channel/cell/video_wnd.h"
 #include "console/console_parts.h"
 #include "console/main_dlg.h"
+#include "console/ports/console_messages.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
 #include "support/qt_ui_watchdog.h"

@@ -17,7 +17,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "channel/base_camera.h"
+#include "channel/camera/base_camera.h"
 #include "console/console_parts.h"
 #include "console/main_dlg.h"
 #include "persist/orvo_registry.h"

@@ -17,8 +17,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "channel/base_camera.h"
-#include "channel/channel_view.h"
+#include "channel/camera/base_camera.h"
+#include "channel/cell/channel_view.h"
 #include "records.h"
 
 namespace {
@@ -149,7 +149,7 @@ public:
             view->setGeometry(i % kColumns * kCellWidth, i / kColumns * kCellHeight, kCellWidth, kCellHeight);
             view->SetCamera(camera);
             camera->StartCameraThreads();
-            camera->StartPlaying(false, false);
+            camera->StartPlaying(PlaySound::No);
             m_cameras.push_back(std::move(camera));
             m_views.push_back(view);
         }

@@ -9,9 +9,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "channel/channel_core.h"
-#include "channel/decode_loop.h"
-#include "channel/open_decoders.h"
+#include "channel/camera/channel_core.h"
+#include "channel/decode/decode_loop.h"
+#include "channel/decode/open_decoders.h"
 #include "maker_library/maker_shim.h"
 
 namespace {
@@ -22,7 +22,7 @@ constexpr std::uint32_t kKinds[] = {wire::kZ264, wire::kZMP4, wire::kAVM4,
                                     wire::kFAAC};
 constexpr std::uint32_t kSizes[][2] = {{176, 98}, {64, 48}, {0, 0}, {1920, 0xFFFFFFFF}};
 constexpr int kMaxFrames = 64;
-// In the image of a bitmap file.
+// Places in the image of a bitmap file.
 constexpr std::size_t kWidth = 18;
 constexpr std::size_t kHeight = 22;
 constexpr std::size_t kBits = 26;  // and before them the planes

@@ -4,8 +4,9 @@
 #include <cstring>
 #include <string>
 
-#include "server/http_tran.h"
-#include "server/resource_fetch.h"
+#include "server/http/http_tran.h"
+#include "server/http/resource_url.h"
+#include "server/http/socket_fetch.h"
 
 using namespace kvmon;
 
@@ -14,13 +15,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     HTTP_RESULT result;
     const bool parsed = CHttpTran::ParseHttpHeader(text, &result);
     if (!parsed && (result.nStatus != 0 || result.szReason[0] != '\0')) {
-        std::abort();  // a line that is none leaves the result alone
+        std::abort();  // a line that is no status line must leave the result alone
     }
     if (std::memchr(result.szReason, '\0', sizeof result.szReason) == nullptr) {
         std::abort();
     }
     ParseResourceHead(text);
-    detail::SplitUrl url;
-    detail::SplitHttpUrl(text, &url);
+    SplitUrl url;
+    SplitHttpUrl(text, &url);
     return 0;
 }

@@ -1,7 +1,7 @@
 // A camera's multipart reply, from behind the status line, and the pictures that come of it.
-#include "channel/channel_core.h"
-#include "channel/decode_loop.h"
-#include "channel/multipart_reader.h"
+#include "channel/camera/channel_core.h"
+#include "channel/decode/decode_loop.h"
+#include "channel/stream/multipart_reader.h"
 #include "span_source.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

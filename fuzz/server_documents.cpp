@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "server/server_documents.h"
+#include "server/documents/server_documents.h"
 
 using namespace kvmon;
 

@@ -6,7 +6,7 @@
 #include <iterator>
 #include <span>
 
-#include "channel/byte_source.h"
+#include "channel/frames/byte_source.h"
 
 namespace kvfuzz {
 

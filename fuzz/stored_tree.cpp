@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
-#include "console/channel_orders.h"
-#include "console/console_options.h"
-#include "console/layout.h"
-#include "console/multi_server_list.h"
+#include "console/layout/channel_orders.h"
+#include "console/layout/layout.h"
+#include "console/settings/console_options.h"
+#include "console/settings/multi_server_list.h"
 #include "persist/orvo_registry.h"
 
 using namespace kvmon;

@@ -1,7 +1,7 @@
 // The records of a channel's stream, from behind the status line, and the frames that come of them.
-#include "channel/channel_core.h"
-#include "channel/decode_loop.h"
-#include "channel/stream_reader.h"
+#include "channel/camera/channel_core.h"
+#include "channel/decode/decode_loop.h"
+#include "channel/stream/stream_reader.h"
 #include "span_source.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -5,11 +5,11 @@
 #include <span>
 #include <string_view>
 
-#include "web/json_rpc.h"
-#include "web/page_protocol.h"
-#include "web/remote_display.h"
-#include "web/web_access.h"
-#include "web/web_socket_frames.h"
+#include "web/host/web_access.h"
+#include "web/host/web_socket_frames.h"
+#include "web/platform/remote_display.h"
+#include "web/session/json_rpc.h"
+#include "web/session/page_protocol.h"
 
 using namespace kvmon;
 

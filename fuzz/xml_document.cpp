@@ -2,8 +2,8 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "server/nvr_event.h"
-#include "server/xml_doc.h"
+#include "server/documents/nvr_event.h"
+#include "server/documents/xml_doc.h"
 
 using namespace kvmon;
 

@@ -81,7 +81,7 @@ std::string Element(const std::string& name, const std::string& content) {
     return "<" + name + ">" + content + "</" + name + ">";
 }
 
-// By position; nothing for an empty place.
+// By the preset's number; an empty place has no value.
 std::vector<std::optional<std::string>> PresetNames(const Channel& channel) {
     std::vector<std::optional<std::string>> names;
     if (channel.ptz) {

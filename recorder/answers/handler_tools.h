@@ -5,7 +5,8 @@
 #include <string_view>
 #include <utility>
 
-#include "answers/handlers.h"
+#include "answers/handler_input.h"
+#include "answers/reply.h"
 
 namespace kvrecorder {
 

@@ -29,7 +29,7 @@ public:
 
     // Takes what came from the peer.
     State Feed(std::string_view bytes);
-    // What came behind a complete head, up to the most that is taken in.
+    // What came after a complete head; the limit of the head holds for both together.
     std::string_view Behind() const { return std::string_view(m_text).substr(m_scanned); }
     // Of a complete head; nothing if it is no request that can be served.
     std::optional<HttpRequest> Parse() const;

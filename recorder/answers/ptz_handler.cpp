@@ -18,7 +18,7 @@ constexpr std::array<Read, 3> kReads = {{
     {20, MakePresetFormat},
 }};
 
-// What the camera itself would say.
+// The reply that the camera itself would give.
 Reply Obey(const HandlerInput& input, int command, int number, const Channel& channel) {
     for (const Read& read : kReads) {
         if (read.command == command) {
@@ -37,7 +37,7 @@ Reply Obey(const HandlerInput& input, int command, int number, const Channel& ch
                     : RunPtzOrder(*channel.ptz, command, input.request.Text("arg")));
 }
 
-// What becomes of it on the way from a camera that has a fault.
+// Changes the camera's reply as the configured fault wants it.
 Reply Spoil(const PtzConfig& config, Reply reply) {
     switch (config.reply) {
         case PtzReply::Normal:

@@ -1,7 +1,8 @@
 // ptz.cgi: what a camera can do, and orders to it.
 #pragma once
 
-#include "answers/handlers.h"
+#include "answers/handler_input.h"
+#include "answers/reply.h"
 
 namespace kvrecorder {
 

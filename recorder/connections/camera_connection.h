@@ -32,7 +32,7 @@ public:
     // Follows another source, and ends when the channel's camera has gone or asks for another login.
     void Changed();
     void Close();
-    // Once no thread runs the connection any more.
+    // Only when no thread runs the connection any more.
     void Abandon() { m_subscription.reset(); }
 
 private:

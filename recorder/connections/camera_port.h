@@ -25,7 +25,7 @@ public:
     void Changed();
     // Ends all connections; false if some are left at the time's end.
     bool Stop(std::chrono::milliseconds timeout);
-    // Once the context does not run any more.
+    // Only when the context does not run any more.
     void Abandon();
 
 private:

@@ -48,10 +48,10 @@ public:
     void Start();
     // Tells of a change: pushes it on a notification connection, ends a stream whose user lost it.
     void Changed(Change change);
-    // Ends in order: "3" on a notification connection.
+    // Ends in order; a notification connection says "3" first.
     void Shutdown();
     void Close();
-    // Once no thread runs the connection any more.
+    // Only when no thread runs the connection any more.
     void Abandon();
 
     bool InHead() const { return m_standing == Standing::Head; }

@@ -25,7 +25,7 @@ public:
     virtual bool Sending() const = 0;
     // The connection ends then. Sending sets a deadline of its own and takes it away at its end.
     virtual void SetDeadline(TimePoint at) = 0;
-    // OnTimer() is called then; one time for each connection.
+    // OnTimer() is called then. A connection has one such time.
     virtual void SetTimer(TimePoint at) = 0;
 
     virtual std::string PeerAddress() const = 0;

@@ -53,7 +53,7 @@ bool FileTranscoder::Scale(const AVFrame& picture, AVFrame* target) {
 
 PacketPtr FileTranscoder::Encode(const AVFrame& picture, MediaTime time) {
     const MediaTime period(1'000'000 / m_stream.fps);
-    // Time stamps of files are rounded; a picture a little early is not one too many.
+    // Time stamps in files are rounded, so that a picture a little early still counts as in time.
     if (time - m_lastTime < period * 3 / 4 || !Scale(picture, m_encoder.Picture())) {
         return nullptr;
     }

@@ -129,7 +129,7 @@ bool FileReader::ReadFiltered() {
     return false;
 }
 
-// Back to the first picture without opening the file again; false if its kind cannot.
+// Goes back to the first picture without opening the file again; false if this kind of file cannot.
 bool FileReader::Rewind() {
     const std::int64_t start =
         m_opened.pictures->start_time == AV_NOPTS_VALUE ? 0 : m_opened.pictures->start_time;
@@ -163,7 +163,7 @@ bool FileReader::IsFirstTimed() {
         return true;
     }
     if (m_ended || m_ahead.size() > kMostAhead) {
-        // Behind all that were decoded after it.
+        // It is shown after all that were decoded behind it.
         const std::int64_t last = m_ahead.back()->dts;
         first.pts = last == AV_NOPTS_VALUE || last > INT64_MAX / 2
                         ? last

@@ -6,8 +6,8 @@
 
 #include "media/av_ptr.h"
 #include "media/media_clock.h"
-#include "media/media_hub.h"
 #include "media/opened_file.h"
+#include "media/stream_config.h"
 
 namespace kvrecorder {
 

@@ -128,7 +128,7 @@ private:
         const bool pass = round.wanted[0] && m_format.passOn;
         if (pass && !m_passing) {
             for (const PacketPtr& packet : m_group.Packets()) {
-                output.Give(0, packet, false);
+                output.Give(0, packet, PacketOrigin::PassedOn);
             }
         }
         m_passing = pass;
@@ -153,7 +153,7 @@ private:
         if (m_format.passOn) {
             PacketPtr packet = Keep();
             if (round.wanted[0]) {
-                output.Give(0, std::move(packet), false);
+                output.Give(0, std::move(packet), PacketOrigin::PassedOn);
             }
         }
         if (!m_decoder) {
@@ -172,7 +172,7 @@ private:
                 continue;
             }
             if (PacketPtr packet = m_streams[i].transcoder->Encode(picture, m_due)) {
-                output.Give(static_cast<int>(i), std::move(packet), true);
+                output.Give(static_cast<int>(i), std::move(packet), PacketOrigin::Encoded);
             }
         }
     }

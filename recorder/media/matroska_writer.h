@@ -4,7 +4,7 @@
 #include <string>
 
 #include "media/av_ptr.h"
-#include "media/media_hub.h"
+#include "media/packet.h"
 
 namespace kvrecorder {
 

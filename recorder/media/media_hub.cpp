@@ -91,11 +91,11 @@ public:
         m_round.wall = m_clock->WallTime();
         try {
             const MediaTime next = m_source->Run(m_round, *this);
-            Tell(false);
+            SetLost(false);
             return next;
         } catch (const std::exception&) {
             m_source->Sleep();
-            Tell(true);
+            SetLost(true);
             return m_round.now + kRetry;
         }
     }
@@ -112,13 +112,13 @@ public:
         return now + MotionWatch::kPause;
     }
 
-    void Give(int stream, PacketPtr packet, bool encoded) override {
-        Feed(stream).Publish(std::move(packet), encoded);
+    void Give(int stream, PacketPtr packet, PacketOrigin origin) override {
+        Feed(stream).Publish(std::move(packet), origin);
     }
     void Skipped(int stream, std::int64_t pictures) override { Feed(stream).CountSkipped(pictures); }
 
 private:
-    void Tell(bool lost) {
+    void SetLost(bool lost) {
         if (lost != m_lost) {
             m_lost = lost;
             m_reporter->Report(m_number, MediaEvent::Lost, lost);
@@ -235,16 +235,6 @@ private:
 };
 
 }  // namespace
-
-std::vector<StreamConfig> DefaultStreams(int channel) {
-    static const std::vector<StreamConfig> kTurns[] = {
-        {{Codec::H264, 640, 480, 15, 30}, {Codec::H264, 352, 240, 15, 30}},
-        {{Codec::Mpeg4, 640, 480, 15, 30}, {Codec::Mpeg4, 352, 240, 15, 30}},
-        {{Codec::H264, 1280, 720, 15, 30}, {Codec::H264, 640, 480, 15, 30}, {Codec::H264, 352, 240, 15, 30}},
-        {{Codec::Mjpeg, 640, 480, 10, 1}, {Codec::Mjpeg, 352, 240, 10, 1}},
-    };
-    return kTurns[static_cast<std::size_t>(channel < 0 ? 0 : channel) % std::size(kTurns)];
-}
 
 std::unique_ptr<MediaHub> CreateMediaHub(std::shared_ptr<MediaClock> clock, int threads) {
     // The libraries tell of each encoder and each damaged packet on standard error.

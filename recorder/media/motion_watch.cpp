@@ -16,7 +16,7 @@ constexpr double kAreaThreshold = 0.02;  // of the picture
 // known.
 constexpr float kUsual = 0.12F;
 constexpr float kHabit = 1.0F / 64;
-// Without motion for so long it has ended.
+// Motion has ended when nothing has moved for this long.
 constexpr MediaTime kHold{3'000'000};
 
 }  // namespace
@@ -57,7 +57,7 @@ std::optional<bool> MotionWatch::Look(MediaTime now) {
     }
     const bool seen = Compare(view) && !swings;
     if (swings) {
-        // All moves then, and the picture afterwards is another.
+        // While the camera moves all of the picture does, and afterwards it is another one.
         m_before.clear();
     }
     if (seen) {

@@ -82,9 +82,9 @@ MxpegWriter::MxpegWriter(int width, int height)
     std::iota(m_all.begin(), m_all.end(), std::size_t{0});
 }
 
-bool MxpegWriter::Write(const AVFrame& picture, bool whole) {
+bool MxpegWriter::Write(const AVFrame& picture, Kind kind) {
     Load(picture);
-    m_whole = whole || m_sent.empty();
+    m_whole = kind == Kind::Whole || m_sent.empty();
     if (!m_whole) {
         FindChanges();
         m_whole = m_changed.size() * 2 > m_blocks.size() || m_changed.size() > kMostBlocks;
@@ -118,7 +118,7 @@ void MxpegWriter::FindChanges() {
             mark(i);
         }
     }
-    // A scan without a block is none.
+    // A scan needs at least one block.
     if (std::all_of(m_mask.begin(), m_mask.end(), [](std::uint8_t bits) { return bits == 0; })) {
         mark(0);
     }
@@ -137,7 +137,7 @@ void MxpegWriter::KeepEndMarksOut() {
     }
 }
 
-// Side by side in rows as wide as the picture of this size.
+// Lays the blocks side by side, in rows as wide as the picture.
 bool MxpegWriter::Compress(const std::vector<std::size_t>& blocks, int width, int height) {
     const std::size_t perRow = (static_cast<std::size_t>(width) + kSide - 1) / kSide;
     const std::size_t stride = perRow * kSide;

@@ -14,11 +14,13 @@ namespace kvrecorder {
 // One thread at a time.
 class MxpegWriter {
 public:
+    enum class Kind { Whole, Changes };
+
     MxpegWriter(int width, int height);
 
-    // Of a picture of 4:2:0 planes, full range. A partial picture becomes a whole one where that is shorter.
-    // False if the library failed.
-    bool Write(const AVFrame& picture, bool whole);
+    // Codes a picture of 4:2:0 planes, full range. A partial picture becomes a whole one where that is
+    // shorter. False if the library failed.
+    bool Write(const AVFrame& picture, Kind kind);
     // What Write made.
     const std::vector<std::uint8_t>& Data() const { return m_data; }
     bool IsWhole() const { return m_whole; }

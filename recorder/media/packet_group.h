@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "media/media_hub.h"
+#include "media/packet.h"
 
 namespace kvrecorder {
 

@@ -47,7 +47,7 @@ public:
                   std::initializer_list<std::pair<double, int>> stops) {
         Set(cairo_pattern_create_linear(x0, y0, x1, y1), stops);
     }
-    // From the middle outwards to nothing.
+    // Light that fades from the middle outwards.
     void Glow(double x, double y, double radius, int rgb, double alpha) {
         cairo_pattern_t* const pattern = cairo_pattern_create_radial(x, y, 0, x, y, radius);
         const auto part = [rgb](int shift) { return ((rgb >> shift) & 255) / 255.0; };

@@ -198,7 +198,8 @@ PacketPtr PictureEncoder::Encode(std::int64_t index, std::int64_t timeMs) {
 
 bool PictureEncoder::Code(AVFrame& frame, Packet& packet) {
     if (m_mxpeg) {
-        if (!m_mxpeg->Write(frame, m_sinceKey == 0)) {
+        const auto kind = m_sinceKey == 0 ? MxpegWriter::Kind::Whole : MxpegWriter::Kind::Changes;
+        if (!m_mxpeg->Write(frame, kind)) {
             return false;
         }
         packet.key = m_mxpeg->IsWhole();

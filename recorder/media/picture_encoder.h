@@ -4,8 +4,9 @@
 #include <cstdint>
 
 #include "media/av_ptr.h"
-#include "media/media_hub.h"
 #include "media/mxpeg_writer.h"
+#include "media/packet.h"
+#include "media/stream_config.h"
 
 namespace kvrecorder {
 

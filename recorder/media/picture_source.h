@@ -7,7 +7,8 @@
 #include <vector>
 
 #include "media/media_clock.h"
-#include "media/media_hub.h"
+#include "media/packet.h"
+#include "media/stream_config.h"
 
 namespace kvrecorder {
 
@@ -22,7 +23,7 @@ struct SourceRound {
 // Takes what a source makes.
 class SourceOutput {
 public:
-    virtual void Give(int stream, PacketPtr packet, bool encoded) = 0;
+    virtual void Give(int stream, PacketPtr packet, PacketOrigin origin) = 0;
     virtual void Skipped(int stream, std::int64_t pictures) = 0;
 
 protected:

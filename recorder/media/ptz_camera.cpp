@@ -16,7 +16,7 @@ constexpr double kFocusPart = 0.2;
 constexpr double kTourStop = 6;  // seconds at each place
 constexpr double kNearlyThere = 1e-4;
 
-// Cuts to the room and tells the side that was reached: -1, 0 or 1.
+// Keeps the value within its range and tells which end was reached: -1, 0 or 1.
 int Clamp(double& value, double low, double high) {
     const double wanted = value;
     value = low > high ? (low + high) / 2 : std::clamp(value, low, high);
@@ -34,8 +34,8 @@ double ShownWidth(double zoom) {
     return kHomeWidth / zoom;
 }
 
-double ShownHeight(double zoom, bool wide) {
-    return ShownWidth(zoom) * (wide ? 9.0 / 16 : 3.0 / 4);
+double ShownHeight(double zoom, PictureShape shape) {
+    return ShownWidth(zoom) * (shape == PictureShape::Wide ? 9.0 / 16 : 3.0 / 4);
 }
 
 }  // namespace
@@ -61,7 +61,7 @@ double PtzCamera::AimZoom() const {
 EndStop PtzCamera::Hold() {
     const double zoom = AimZoom();
     const double halfWidth = ShownWidth(zoom) / 2;
-    const double halfHeight = ShownHeight(zoom, m_wide) / 2;
+    const double halfHeight = ShownHeight(zoom, m_shape) / 2;
     const int x = Clamp(m_axes[kX].aim, halfWidth, kWorldWidth - halfWidth);
     const int y = Clamp(m_axes[kY].aim, halfHeight, kWorldHeight - halfHeight);
     return kEnds[y + 1][x + 1];
@@ -98,10 +98,10 @@ EndStop PtzCamera::Focus(int farther) {
 EndStop PtzCamera::Centre(double right, double down) {
     const std::lock_guard lock(m_mutex);
     m_tour.clear();
-    // The click means the picture that was seen.
+    // The user clicked on the picture as it was shown, not on the aim.
     const double zoom = std::exp(m_axes[kZoom].at);
     m_axes[kX].aim = m_axes[kX].at + (right - 0.5) * ShownWidth(zoom);
-    m_axes[kY].aim = m_axes[kY].at + (down - 0.5) * ShownHeight(zoom, m_wide);
+    m_axes[kY].aim = m_axes[kY].at + (down - 0.5) * ShownHeight(zoom, m_shape);
     return Hold();
 }
 

@@ -34,6 +34,8 @@ struct CameraPose {
     double blur = 0;  // 0: sharp, 1: nothing can be made out
 };
 
+enum class PictureShape { Normal, Wide };  // 4:3 or 16:9
+
 // Orders change the aim at once and the picture follows with inertia, as time goes on in Pose. All
 // operations may be called from any thread.
 class PtzCamera {
@@ -41,8 +43,7 @@ public:
     static constexpr double kWidest = 0.8;
     static constexpr double kNarrowest = 8;
 
-    // `wide`: the pictures are 16:9 and not 4:3.
-    explicit PtzCamera(bool wide) : m_wide(wide) {}
+    explicit PtzCamera(PictureShape shape) : m_shape(shape) {}
 
     // Steps of -1, 0 or 1, right and down; up and left are negative.
     EndStop Move(int right, int down);
@@ -50,14 +51,14 @@ public:
     EndStop Focus(int farther);
     // A place in the picture, in parts of its width and height, becomes its middle.
     EndStop Centre(double right, double down);
-    // Ends in focus, as a camera does that knows the place.
+    // Focuses too, as a camera does that knows the place.
     void GoTo(const SceneView& view);
     void Home() { GoTo(SceneView{}); }
     // Looks at one after the other, over and over, until the next order.
     void Tour(std::vector<SceneView> stops);
     void Halt();
 
-    // Where it is to come to rest.
+    // The view at which it comes to rest.
     SceneView Aim() const;
     // `now` of an earlier call gives the pose of the latest.
     CameraPose Pose(MediaTime now);
@@ -83,7 +84,7 @@ private:
     void Aim(const SceneView& view);
     void FollowTour(double seconds);
 
-    const bool m_wide;
+    const PictureShape m_shape;
     mutable std::mutex m_mutex;
     // The zoom's as a logarithm, so that each step looks alike.
     std::array<Axis, kAxisCount> m_axes = {

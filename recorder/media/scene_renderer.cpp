@@ -57,7 +57,7 @@ std::string ClockText(std::chrono::system_clock::time_point wall) {
 void ShowText(cairo_t* cairo, const std::string& text, double x, double baseline) {
     cairo_move_to(cairo, x, baseline);
     cairo_show_text(cairo, text.c_str());
-    // The text's end would be the beginning of the next shape.
+    // Otherwise the text's end would be the beginning of the next shape.
     cairo_new_path(cairo);
 }
 

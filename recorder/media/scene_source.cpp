@@ -105,7 +105,7 @@ private:
             throw std::runtime_error("no memory for a picture");
         }
         if (PacketPtr packet = stream.encoder->Encode(stream.last, time.count() / 1000)) {
-            output.Give(number, std::move(packet), true);
+            output.Give(number, std::move(packet), PacketOrigin::Encoded);
         }
     }
 

@@ -62,9 +62,16 @@ void Locomotive(Painter& p, double x) {
     p.Glow(x + 550, kRail - 112, 120, 0xFFFBD0, 0.6);
 }
 
-// The gate is down while a train is near.
-void Gate(Painter& p, double x, double y, double lift, bool mirrored, bool blink, bool warn) {
-    p.Push(x, y, mirrored ? -1 : 1, 1);
+struct GateState {
+    double lift;  // 0: down, while a train is near
+    bool blink;   // which of the two lamps shines
+    bool warn;    // one of them does
+};
+enum class Arm { ToTheRight, ToTheLeft };
+
+void Gate(Painter& p, double x, double y, Arm arm, const GateState& state) {
+    const auto [lift, blink, warn] = state;
+    p.Push(x, y, arm == Arm::ToTheLeft ? -1 : 1, 1);
     p.Color(0x3C4048);
     p.Rect(-14, -300, 20, 330);
     p.Color(0x202328);
@@ -199,12 +206,12 @@ void RailwayMoving(Painter& p, double seconds) {
     if (open < 9) {
         CrossingCar(p, std::max(0.0, open - 0.5) / 7.5, kPaints[who % 7], false);
     }
-    Gate(p, 1900, 985, 1 - down, true, blink, down > 0);
+    Gate(p, 1900, 985, Arm::ToTheLeft, {1 - down, blink, down > 0});
     for (int i = 0; i < 5; ++i) {
         Wagon(p, nose - 480 - i * 476, i % 2 ? 0x2B6777 : 0x1F4E5F);
     }
     Locomotive(p, nose);
-    Gate(p, 1290, 1170, 1 - down, false, blink, down > 0);
+    Gate(p, 1290, 1170, Arm::ToTheRight, {1 - down, blink, down > 0});
     // The next car comes and waits in front of the gate.
     CrossingCar(p, open < 9 ? std::min(0.0, (open - 8.9) / 9) : 0, kPaints[(who + 1) % 7], open > 7);
 }

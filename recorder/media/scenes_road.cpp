@@ -137,7 +137,10 @@ void HighwayMoving(Painter& p, double seconds) {
 
 namespace {
 
-void CarFromAbove(Painter& p, double x, double y, double angle, int rgb, bool lights) {
+enum class Lights { Off, On };
+
+void CarFromAbove(Painter& p, double x, double y, double angle, int rgb, Lights state) {
+    const bool lights = state == Lights::On;
     p.Push(x, y, 1, 1, angle);
     if (lights) {
         p.Color(0xFFF4C0, 0.25);
@@ -217,10 +220,11 @@ void ParkingStill(Painter& p) {
     p.Fill();
     for (int i = 0; i < 20; ++i) {
         if (i != 12 && i != 8 && Noise(i + 31) > 0.22) {
-            CarFromAbove(p, i * 160 + 80, 372, Noise(i) > 0.5 ? 0 : kPi, kPaints[i % 7], false);
+            CarFromAbove(p, i * 160 + 80, 372, Noise(i) > 0.5 ? 0 : kPi, kPaints[i % 7], Lights::Off);
         }
         if (i != 12 && Noise(i + 61) > 0.22) {
-            CarFromAbove(p, i * 160 + 80, 1232, Noise(i + 3) > 0.5 ? 0 : kPi, kPaints[(i + 3) % 7], false);
+            CarFromAbove(p, i * 160 + 80, 1232, Noise(i + 3) > 0.5 ? 0 : kPi, kPaints[(i + 3) % 7],
+                         Lights::Off);
         }
     }
     // A wheelchair bay and a charging place keep free.
@@ -250,8 +254,8 @@ void ParkingStill(Painter& p) {
 void ParkingMoving(Painter& p, double seconds) {
     const double right = Wrap(seconds * 240 + 300, 3900) - 350;
     const double left = 3550 - Wrap(seconds * 200 + 1500, 3900);
-    CarFromAbove(p, right, 900, kPi / 2, 0xC8352B, true);
-    CarFromAbove(p, left, 700, -kPi / 2, 0xE9E9EC, true);
+    CarFromAbove(p, right, 900, kPi / 2, 0xC8352B, Lights::On);
+    CarFromAbove(p, left, 700, -kPi / 2, 0xE9E9EC, Lights::On);
     // Two walkers: one to and fro on the crossing, one along the bays.
     const double phase = Wrap(seconds / 14, 2);
     const bool down = phase < 1;

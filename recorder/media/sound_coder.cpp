@@ -71,9 +71,12 @@ struct FreeState {
 };
 using State = std::unique_ptr<g726_state_t, FreeState>;
 
-State MakeState(int bits, bool lowFirst) {
+// How codes of less than eight bits lie in bytes.
+enum class Packing { LowFirst, HighFirst };
+
+State MakeState(int bits, Packing packing) {
     State state(g726_init(nullptr, bits * kRate, G726_ENCODING_LINEAR,
-                          lowFirst ? G726_PACKING_RIGHT : G726_PACKING_LEFT));
+                          packing == Packing::LowFirst ? G726_PACKING_RIGHT : G726_PACKING_LEFT));
     if (!state) {
         throw std::runtime_error("there is no coder for this sound");
     }
@@ -83,7 +86,8 @@ State MakeState(int bits, bool lowFirst) {
 class AdaptiveEncoder final : public SoundEncoder {
 public:
     explicit AdaptiveEncoder(const SoundConfig& config)
-        : m_state(MakeState(config.bits, config.format == SoundFormat::G726)) {}
+        : m_state(MakeState(config.bits,
+                            config.format == SoundFormat::G726 ? Packing::LowFirst : Packing::HighFirst)) {}
 
     std::vector<std::uint8_t> Encode(std::span<const std::int16_t> samples) override {
         std::vector<std::uint8_t> bytes(samples.size());
@@ -108,7 +112,7 @@ public:
     }
 
 private:
-    const State m_state = MakeState(kTalkBits, true);
+    const State m_state = MakeState(kTalkBits, Packing::LowFirst);
 };
 
 }  // namespace

@@ -34,7 +34,7 @@ public:
     virtual ~SoundDecoder() = default;
     virtual std::vector<std::int16_t> Decode(std::span<const std::uint8_t> bytes) = 0;
 };
-// Of what clients send: G.726 of four bits, packed from the low bits on. Throws as above.
+// For what clients send: G.726 of four bits, packed from the low bits on. Throws as above.
 std::unique_ptr<SoundDecoder> CreateTalkDecoder();
 
 }  // namespace kvrecorder

@@ -58,7 +58,7 @@ private:
         m_running = true;
         m_begun = m_due = now;
         m_next = 0;
-        // Its first listener's decoder begins with it.
+        // The first listener's decoder begins with a new coder.
         m_encoder = CreateSoundEncoder(m_config);
     }
 
@@ -73,7 +73,7 @@ private:
         packet->key = true;  // each stands alone
         packet->timeMs = (m_due - m_begun).count() / 1000;
         packet->data = m_encoder->Encode(m_samples);
-        m_feed.Publish(std::move(packet), true);
+        m_feed.Publish(std::move(packet), PacketOrigin::Encoded);
     }
 
     const std::shared_ptr<MediaClock> m_clock;
@@ -82,7 +82,7 @@ private:
     const SoundBlock m_block;
     const std::unique_ptr<SoundSource> m_source;
     StreamFeed m_feed;
-    // Of the sound's thread.
+    // Used by the sound's thread alone.
     std::vector<std::int16_t> m_samples;
     std::unique_ptr<SoundEncoder> m_encoder;
     bool m_running = false;

@@ -53,9 +53,9 @@ void StreamFeed::Begin() {
     m_round.clear();
 }
 
-void StreamFeed::Publish(PacketPtr packet, bool encoded) {
+void StreamFeed::Publish(PacketPtr packet, PacketOrigin origin) {
     ++m_packets;
-    m_encoded += encoded ? 1 : 0;
+    m_encoded += origin == PacketOrigin::Encoded ? 1 : 0;
     m_group.Add(packet);
     TakeWatchers();
     for (const auto& watcher : m_round) {

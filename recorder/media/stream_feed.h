@@ -8,8 +8,8 @@
 #include <span>
 #include <vector>
 
-#include "media/media_hub.h"
 #include "media/packet_group.h"
+#include "media/stream_config.h"
 
 namespace kvrecorder {
 
@@ -41,7 +41,7 @@ public:
 
     // Gives new watchers the packets since the last key picture.
     void Begin();
-    void Publish(PacketPtr packet, bool encoded);
+    void Publish(PacketPtr packet, PacketOrigin origin);
     void CountSkipped(std::int64_t pictures) { m_skipped += static_cast<std::uint64_t>(pictures); }
     // Drops the kept packets: they are out of date, as nobody watches.
     void Forget() { m_group.Clear(); }
@@ -54,7 +54,7 @@ private:
     std::vector<std::shared_ptr<Watcher>> m_watchers;
     std::atomic<int> m_watcherCount = 0;
 
-    // Of the packets' thread.
+    // Used by the packets' thread alone.
     std::vector<std::shared_ptr<Watcher>> m_round;  // the watchers of this round
     PacketGroup m_group;
 

@@ -1,4 +1,4 @@
-// Text from outside on its way into a picture. Inside this folder only.
+// The characters of text that came from outside.
 #pragma once
 
 #include <cstddef>
@@ -6,6 +6,9 @@
 #include <string_view>
 
 namespace kvrecorder {
+
+// Bytes of the character that the text begins with, which is not empty; 0 if they are no well-formed UTF-8.
+std::size_t CharacterLength(std::string_view text);
 
 // Well-formed UTF-8 of at most `most` characters: bytes that are not part of a character and control
 // characters become '?', as drawing stops for good at a malformed text.

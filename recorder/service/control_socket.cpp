@@ -114,7 +114,7 @@ ControlSocket::ControlSocket(asio::io_context& io, std::string path, Handler han
     RemoveStale(io, m_path);
     std::error_code error;
     m_acceptor.open(Protocol(), error);
-    // From its first moment on nobody else may connect.
+    // Nobody else may connect, not even in the socket's first moment.
     const mode_t before = ::umask(0177);
     m_acceptor.bind(Protocol::endpoint(m_path), error);
     ::umask(before);

@@ -39,7 +39,7 @@ struct ServiceCounters {
 class RecorderService {
 public:
     RecorderService(std::shared_ptr<RecorderModel> model, ServiceOptions options);
-    // Stops.
+    // Stops, if Stop has not been called.
     ~RecorderService();
     RecorderService(const RecorderService&) = delete;
     RecorderService& operator=(const RecorderService&) = delete;

@@ -27,7 +27,8 @@ std::shared_ptr<PtzUnit> MakeUnit(const ServerConfig& server, int number, const 
     const std::vector<StreamConfig> streams =
         config.source.streams.empty() ? DefaultStreams(number) : config.source.streams;
     const bool wide = streams[0].width * 10 > streams[0].height * 16;
-    return std::make_shared<PtzUnit>(wide, PresetFile(server, number), config.presets);
+    return std::make_shared<PtzUnit>(wide ? PictureShape::Wide : PictureShape::Normal,
+                                     PresetFile(server, number), config.presets);
 }
 
 SourceConfig WithCamera(SourceConfig source, const std::shared_ptr<PtzUnit>& unit) {

@@ -5,7 +5,7 @@
 
 namespace kvrecorder {
 
-// Of the file system that holds the disk folder, or of what the disk is made out to be.
+// The figures of the file system that holds the disk folder, or those of the fault that is configured.
 DiskFigures ReadDiskFigures(const ServerConfig& server);
 
 }  // namespace kvrecorder

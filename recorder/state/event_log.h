@@ -24,7 +24,7 @@ class EventLog {
 public:
     using TimePoint = std::chrono::system_clock::time_point;
     static constexpr std::size_t kMost = 1000;
-    // Of one reply; clients keep no more.
+    // The most events of one reply; clients keep no more.
     static constexpr std::size_t kMostTold = 255;
 
     explicit EventLog(std::function<TimePoint()> now = std::chrono::system_clock::now)
@@ -33,7 +33,7 @@ public:
     // Left out if the same was told within the last `quiet` time, so that none floods the log. Text from
     // outside loses what would break a line.
     void Add(EventLevel level, std::string_view text, std::chrono::seconds quiet = {});
-    // Of the last seconds, the newest first.
+    // The events of the last `age`, the newest first.
     std::vector<Event> Latest(std::chrono::seconds age) const;
 
 private:

@@ -17,7 +17,19 @@ std::string Told(EndStop end) {
     return std::to_string(static_cast<int>(end));
 }
 
-// Of the ways that an order can move the camera; the commands are their positions.
+// The orders behind the twelve steps, by their numbers on the wire.
+enum Command {
+    kGoToPreset = 12,
+    kHome,
+    kCentre,
+    kLookAround = 17,
+    kHalt,
+    kTourPresets,
+    kStorePreset = 21,
+    kErasePreset,
+};
+
+// A step that an order moves the camera by. The position of each is its number on the wire.
 struct Step {
     int right;
     int down;
@@ -153,22 +165,22 @@ struct Order {
     std::string (*run)(PtzUnit&, std::string_view argument);
 };
 constexpr std::array<Order, 8> kOrders = {{
-    {12, GoToPreset},
-    {13,
+    {kGoToPreset, GoToPreset},
+    {kHome,
      [](PtzUnit& unit, std::string_view) {
          unit.camera->Home();
          return Told(EndStop::None);
      }},
-    {14, Centre},
-    {17, [](PtzUnit& unit, std::string_view) { return LookAround(unit); }},
-    {18,
+    {kCentre, Centre},
+    {kLookAround, [](PtzUnit& unit, std::string_view) { return LookAround(unit); }},
+    {kHalt,
      [](PtzUnit& unit, std::string_view) {
          unit.camera->Halt();
          return Told(EndStop::None);
      }},
-    {19, [](PtzUnit& unit, std::string_view) { return TourPresets(unit); }},
-    {21, StorePreset},
-    {22, ErasePreset},
+    {kTourPresets, [](PtzUnit& unit, std::string_view) { return TourPresets(unit); }},
+    {kStorePreset, StorePreset},
+    {kErasePreset, ErasePreset},
 }};
 
 }  // namespace

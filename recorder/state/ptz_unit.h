@@ -11,8 +11,8 @@ namespace kvrecorder {
 
 // Any thread.
 struct PtzUnit {
-    PtzUnit(bool wide, std::string presetFile, const std::vector<std::string>& names)
-        : camera(std::make_shared<PtzCamera>(wide)), presets(std::move(presetFile), names) {}
+    PtzUnit(PictureShape shape, std::string presetFile, const std::vector<std::string>& names)
+        : camera(std::make_shared<PtzCamera>(shape)), presets(std::move(presetFile), names) {}
 
     const std::shared_ptr<PtzCamera> camera;
     PresetTable presets;

@@ -120,7 +120,7 @@ struct DiskFigures {
     std::uint64_t totalKilobytes = 0;
 };
 
-// What the disk is made out to be.
+// A fault that the disk is made to show.
 enum class DiskFault { None, Full, Failed };
 inline constexpr std::array<std::pair<std::string_view, DiskFault>, 3> kDiskFaults = {{
     {"none", DiskFault::None},

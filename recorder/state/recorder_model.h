@@ -67,7 +67,7 @@ private:
     void OnMedia(int channel, MediaEvent event, bool on);
     void OnRecordingEnded(const Recordings::Notice& notice);
     std::string ShowRecording(int channel, bool on);
-    // For a channel that there is; `edit` takes it with the state that it belongs to.
+    // The same for a channel that must exist; `edit` gets it with the state that it belongs to.
     template <typename Edit>
     std::string PublishChannel(Change change, int channel, Edit edit);
     // Takes over what a configuration says of a channel; words for the user where it fails.
@@ -84,7 +84,7 @@ private:
     EventLog m_events;
     Presence m_users;
     std::mutex m_diskMutex;
-    std::optional<DiskFigures> m_disk;         // as told last
+    std::optional<DiskFigures> m_disk;         // as last reported
     std::unique_ptr<Recordings> m_recordings;  // last: its thread reports to the rest
 };
 

@@ -1,16 +1,10 @@
 #include "state/recordings.h"
 
-#include <sys/statvfs.h>
-
-#include <algorithm>
-#include <ctime>
-#include <filesystem>
-#include <iostream>
+#include <stdexcept>
+#include <utility>
 
 namespace kvrecorder {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr std::uint64_t kMegabyte = 1024 * 1024;
 // A file that has grown so far is ended at the next key picture.
@@ -19,30 +13,6 @@ constexpr std::int64_t kMaxFileMs = 30 * 60 * 1000;
 // Pictures between two looks at the disk.
 constexpr int kCheckEvery = 30;
 constexpr const char* kFull = "the disk is full";
-constexpr const char* kPrefix = "camera-";
-constexpr const char* kSuffix = ".mkv";
-
-std::string FileName(int channel) {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    ::localtime_r(&now, &local);
-    char text[32];
-    std::strftime(text, sizeof text, "-%Y%m%d-%H%M%S", &local);
-    const std::string number = std::to_string(channel + 1);
-    return kPrefix + std::string(number.size() < 3 ? 3 - number.size() : 0, '0') + number + text;
-}
-
-bool Ours(const fs::path& path) {
-    const std::string name = path.filename().string();
-    return name.starts_with(kPrefix) && name.ends_with(kSuffix);
-}
-
-std::uint64_t FreeMegabytes(const std::string& folder) {
-    struct statvfs figures {};
-    return ::statvfs(folder.c_str(), &figures) == 0
-               ? static_cast<std::uint64_t>(figures.f_bavail) * figures.f_frsize / kMegabyte
-               : 0;
-}
 
 }  // namespace
 
@@ -61,7 +31,7 @@ void Recordings::Signal::Wait() {
 }
 
 Recordings::Recordings(MediaHub& hub, RecordingConfig config, std::function<void(const Notice&)> listener)
-    : m_hub(hub), m_config(std::move(config)), m_listener(std::move(listener)), m_thread([this] { Run(); }) {}
+    : m_hub(hub), m_folder(std::move(config)), m_listener(std::move(listener)), m_thread([this] { Run(); }) {}
 
 Recordings::~Recordings() {
     std::vector<int> channels;
@@ -82,27 +52,6 @@ Recordings::~Recordings() {
     m_thread.join();
 }
 
-std::string Recordings::CheckFolder() {
-    std::error_code error;
-    if (m_config.folder.empty()) {
-        std::string pattern = (fs::temp_directory_path(error) / "kvrecorder-XXXXXX").string();
-        if (error || !::mkdtemp(pattern.data())) {
-            return "there is no folder for recordings";
-        }
-        m_config.folder = pattern;
-        std::cerr << "kvrecorder: recordings are kept in " << pattern << std::endl;
-    }
-    fs::create_directories(m_config.folder, error);
-    if (!fs::is_directory(m_config.folder, error)) {
-        return "cannot make the folder " + m_config.folder;
-    }
-    return Full() ? kFull : "";
-}
-
-bool Recordings::Full() const {
-    return m_pretendFull || FreeMegabytes(m_config.folder) < m_config.minFreeMb;
-}
-
 std::unique_ptr<Subscription> Recordings::Subscribe(const Track& track) {
     return m_hub.Subscribe(track.channel, 0,
                            [queue = track.queue, signal = m_signal](const PacketPtr& packet) {
@@ -119,8 +68,11 @@ std::string Recordings::Start(int channel) {
         if (m_tracks.contains(channel)) {
             return "";
         }
-        if (std::string problem = CheckFolder(); !problem.empty()) {
+        if (std::string problem = m_folder.Prepare(); !problem.empty()) {
             return problem;
+        }
+        if (m_folder.IsFull()) {
+            return kFull;
         }
     }
     track->subscription = Subscribe(*track);
@@ -162,7 +114,7 @@ void Recordings::Follow(int channel) {
     if (found == m_tracks.end()) {
         return;
     }
-    // The old one ends when the lock is gone.
+    // The old one ends after the lock is released, since its end waits for a callback.
     old = std::exchange(found->second->subscription, Subscribe(*found->second));
 }
 
@@ -235,8 +187,8 @@ void Recordings::Put(Track& track, const PacketPtr& packet) {
     }
     if (++track.sinceCheck >= kCheckEvery) {
         track.sinceCheck = 0;
-        MakeRoom();
-        if (Full()) {
+        m_folder.MakeRoom();
+        if (m_folder.IsFull()) {
             throw std::runtime_error(kFull);
         }
     }
@@ -248,15 +200,9 @@ void Recordings::Put(Track& track, const PacketPtr& packet) {
 }
 
 void Recordings::OpenFile(Track& track, const PacketPtr& key) {
-    MakeRoom();
-    const std::string base = Folder() + "/" + FileName(track.channel);
-    std::string path = base + kSuffix;
-    std::error_code error;
-    for (int again = 2; fs::exists(path, error); ++again) {
-        path = base + "-" + std::to_string(again) + kSuffix;
-    }
-    track.file = path;
-    track.writer = std::make_unique<MatroskaWriter>(path, key);
+    m_folder.MakeRoom();
+    track.file = m_folder.NewFile(track.channel);
+    track.writer = std::make_unique<MatroskaWriter>(track.file, key);
 }
 
 void Recordings::CloseFile(Track& track) {
@@ -270,40 +216,6 @@ void Recordings::CloseFile(Track& track) {
 void Recordings::Finish(std::unique_ptr<Track> track, const std::string& problem) {
     CloseFile(*track);
     m_listener({track->channel, problem, track->file, track->recordedMs});
-}
-
-// Deletes the oldest of our files, but none that was written to just now.
-void Recordings::MakeRoom() {
-    struct Old {
-        fs::file_time_type time;
-        std::uint64_t bytes;
-        fs::path path;
-    };
-    std::vector<Old> files;
-    std::uint64_t bytes = 0;
-    std::error_code error;
-    for (fs::directory_iterator entry(Folder(), error), end; !error && entry != end; entry.increment(error)) {
-        std::error_code gone;
-        if (!Ours(entry->path()) || !entry->is_regular_file(gone)) {
-            continue;
-        }
-        const std::uint64_t size = entry->file_size(gone);
-        const auto time = entry->last_write_time(gone);
-        if (!gone) {
-            files.push_back({time, size, entry->path()});
-            bytes += size;
-        }
-    }
-    std::sort(files.begin(), files.end(), [](const Old& a, const Old& b) { return a.time < b.time; });
-    const auto recent = fs::file_time_type::clock::now() - std::chrono::seconds(10);
-    for (const Old& file : files) {
-        const bool tooMuch = bytes > m_config.limitMb * kMegabyte;
-        if (!tooMuch || file.time > recent) {
-            return;
-        }
-        fs::remove(file.path, error);
-        bytes -= file.bytes;
-    }
 }
 
 }  // namespace kvrecorder

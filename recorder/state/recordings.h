@@ -15,6 +15,7 @@
 #include "media/media_hub.h"
 #include "state/record_queue.h"
 #include "state/recorder_config.h"
+#include "state/recording_folder.h"
 
 namespace kvrecorder {
 
@@ -25,7 +26,7 @@ class Recordings {
 public:
     struct Notice {
         int channel = 0;
-        std::string problem;  // empty: the file was ended as it was wished
+        std::string problem;  // empty: the recording was stopped on request
         std::string file;
         std::int64_t milliseconds = 0;
     };
@@ -41,12 +42,9 @@ public:
     // Nothing happens to one that is not recorded.
     void Stop(int channel);
     bool Runs(int channel) const;
-    // A disk that is made out to be full is; any thread.
-    void PretendFull(bool full) { m_pretendFull = full; }
-    // The channel has another source.
+    void PretendFull(bool full) { m_folder.PretendFull(full); }
+    // Goes on with the channel's new source.
     void Follow(int channel);
-
-    const std::string& Folder() const { return m_config.folder; }
 
 private:
     struct Signal {
@@ -62,7 +60,7 @@ private:
         const int channel;
         const std::shared_ptr<RecordQueue> queue = std::make_shared<RecordQueue>(kMaxLagMs);
         std::unique_ptr<Subscription> subscription;
-        // Of the writing thread.
+        // Used by the writing thread alone.
         std::unique_ptr<MatroskaWriter> writer;
         std::string file;
         std::int64_t recordedMs = 0;  // in the files before
@@ -78,13 +76,9 @@ private:
     void OpenFile(Track& track, const PacketPtr& key);
     void CloseFile(Track& track);
     void Finish(std::unique_ptr<Track> track, const std::string& problem);
-    void MakeRoom();
-    std::string CheckFolder();
-    bool Full() const;
 
     MediaHub& m_hub;
-    std::atomic<bool> m_pretendFull = false;
-    RecordingConfig m_config;
+    RecordingFolder m_folder;
     const std::function<void(const Notice&)> m_listener;
     const std::shared_ptr<Signal> m_signal = std::make_shared<Signal>();
     mutable std::mutex m_mutex;

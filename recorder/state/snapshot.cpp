@@ -16,15 +16,6 @@ const User* Snapshot::Authorize(std::string_view name, std::string_view password
     return found;
 }
 
-const User* Snapshot::FindUser(std::string_view name) const {
-    for (const User& user : users) {
-        if (user.name == name) {
-            return &user;
-        }
-    }
-    return nullptr;
-}
-
 const Channel* Snapshot::Configured(int channel) const {
     const auto index = static_cast<std::size_t>(channel);
     if (channel < 0 || index >= channels.size() || !channels[index].config.configured) {

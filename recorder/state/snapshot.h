@@ -33,7 +33,6 @@ struct Snapshot {
 
     // Takes as long for a wrong name as for a wrong password. Null if there is no such user.
     const User* Authorize(std::string_view name, std::string_view password) const;
-    const User* FindUser(std::string_view name) const;
     // Null if out of range or without a camera.
     const Channel* Configured(int channel) const;
     // Null if out of range.

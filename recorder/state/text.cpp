@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "media/utf8.h"
+
 namespace kvrecorder {
 namespace {
 
@@ -16,29 +18,6 @@ int Base64Value(char c) {
         return c - '0' + 52;
     }
     return c == '+' ? 62 : c == '/' ? 63 : -1;
-}
-
-// Length of the UTF-8 sequence at the start of `text`, 0 if it is none.
-std::size_t SequenceLength(std::string_view text) {
-    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-    const unsigned char lead = byte(0);
-    const std::size_t length = lead < 0x80                   ? 1
-                               : lead >= 0xC2 && lead < 0xE0 ? 2
-                               : lead >= 0xE0 && lead < 0xF0 ? 3
-                               : lead >= 0xF0 && lead < 0xF5 ? 4
-                                                             : 0;
-    if (length == 0 || length > text.size()) {
-        return 0;
-    }
-    for (std::size_t i = 1; i < length; ++i) {
-        if ((byte(i) & 0xC0) != 0x80) {
-            return 0;
-        }
-    }
-    const bool overlong = (lead == 0xE0 && byte(1) < 0xA0) || (lead == 0xF0 && byte(1) < 0x90);
-    const bool surrogate = lead == 0xED && byte(1) >= 0xA0;
-    const bool beyond = lead == 0xF4 && byte(1) >= 0x90;
-    return overlong || surrogate || beyond ? 0 : length;
 }
 
 int HexValue(char c) {
@@ -102,7 +81,7 @@ bool ConstantTimeEqual(std::string_view a, std::string_view b) {
 
 bool IsDisplayText(std::string_view text) {
     while (!text.empty()) {
-        const std::size_t length = SequenceLength(text);
+        const std::size_t length = CharacterLength(text);
         const auto first = static_cast<unsigned char>(text[0]);
         if (length == 0 || first < 0x20 || first == 0x7F) {
             return false;

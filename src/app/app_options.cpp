@@ -7,7 +7,7 @@
 #include <fstream>
 
 #include "persist/utilities.h"
-#include "web/web_settings.h"
+#include "web/host/web_settings.h"
 
 namespace kvmon {
 
@@ -15,12 +15,13 @@ namespace {
 
 constexpr std::size_t kMaxSecret = 1024;
 constexpr std::size_t kMinToken = 16;
+constexpr const char* kLanguage = "--language";
 
 // Options that set a property of the control.
 constexpr std::pair<const char*, const char*> kProperties[] = {
-    {"--server", "ServerIP"},   {"--port", "ServerPort"},      {"--auth", "AuthData"},
-    {"--user", "AuthData"},     {"--auto-start", "AutoStart"}, {"--server-name", "DefServerName"},
-    {"--language", "Language"}, {"--help-path", "HelpPath"},
+    {"--server", "ServerIP"}, {"--port", "ServerPort"},      {"--auth", "AuthData"},
+    {"--user", "AuthData"},   {"--auto-start", "AutoStart"}, {"--server-name", "DefServerName"},
+    {kLanguage, "Language"},  {"--help-path", "HelpPath"},
 };
 
 // The first line, without its end. Nothing when there is none, or no end to it.
@@ -65,7 +66,7 @@ struct Credentials {
     std::string passwordFile;
 };
 
-// An error text, or nothing when `options` holds them.
+// Gives an error text, or nothing when `options` holds the credentials.
 std::string TakeCredentials(const Credentials& given, std::istream& input, AppOptions& options) {
     if (given.auth == "-") {
         const auto line = ReadSecretLine(input);
@@ -96,7 +97,7 @@ struct WebOptions {
     std::string tokenFile;
 };
 
-// As above.
+// Gives an error text in the same way.
 std::string TakeWebOptions(const WebOptions& given, AppOptions& options) {
     options.serve = !given.serve.empty();
     if (options.serve && !ParseServeAddress(given.serve, options.serveAddress, options.servePort)) {
@@ -118,27 +119,32 @@ std::string TakeWebOptions(const WebOptions& given, AppOptions& options) {
     return {};
 }
 
-}  // namespace
-
-ParsedCommandLine ParseCommandLine(const std::vector<std::string>& args, std::istream& input) {
-    AppOptions options;
+// What is read from the command line before it is checked.
+struct Given {
     Credentials credentials;
+    WebOptions web;
     int language = 0;
-    CLI::App app("Live monitoring of network video recorders.", "kvmon");
-    app.set_version_flag("--version", std::string("kvmon ") + KV_VERSION);
+};
+
+void AddRecorderOptions(CLI::App& app, AppOptions& options, Given& given) {
     app.add_option("--server", options.server, "address of the recorder")->capture_default_str();
     app.add_option("--port", options.port, "port of the recorder")
         ->check(CLI::Range(1, 65535))
         ->capture_default_str();
-    auto* const auth = app.add_option("--auth", credentials.auth,
+    auto* const auth = app.add_option("--auth", given.credentials.auth,
                                       "base64 of user, colon and password; - reads it from standard input");
-    auto* const user = app.add_option("--user", credentials.user, "user, with --password-file");
-    auto* const passwordFile =
-        app.add_option("--password-file", credentials.passwordFile, "file whose first line is the password");
+    auto* const user = app.add_option("--user", given.credentials.user, "user, with --password-file");
+    auto* const passwordFile = app.add_option("--password-file", given.credentials.passwordFile,
+                                              "file whose first line is the password");
+    auth->excludes(user);
+    user->needs(passwordFile);
+    passwordFile->needs(user);
     app.add_flag("--auto-start", options.autoStart, "log in at once");
     app.add_option("--server-name", options.serverName, "name of the recorder until it tells its own");
-    auto* const languageOption =
-        app.add_option("--language", language, "language number, 0 is English")->check(CLI::Range(0, 20));
+}
+
+void AddProgramOptions(CLI::App& app, AppOptions& options, Given& given) {
+    app.add_option(kLanguage, given.language, "language number, 0 is English")->check(CLI::Range(0, 20));
     app.add_option("--help-path", options.helpPath, "path of the help pages");
     app.add_flag("--keep", options.keep,
                  "use the recorder and the other settings given here in later starts, too");
@@ -149,26 +155,35 @@ ParsedCommandLine ParseCommandLine(const std::vector<std::string>& args, std::is
     app.add_option("--data-dir", options.dataDir, "folder of the settings");
     auto* const picture =
         app.add_option("--picture", options.picture, "save what the window shows to a file, and end");
-    auto* const pictureAfter =
-        app.add_option("--picture-after", options.pictureAfterSeconds, "seconds before the picture is taken")
-            ->check(CLI::Range(0.0, 3600.0))
-            ->capture_default_str();
-    WebOptions web;
-    auto* const serve = app.add_option("--serve", web.serve,
-                                       "ADDRESS:PORT; serve the console to web pages instead of a window");
-    auto* const origin = app.add_option("--web-origin", options.webOrigins,
-                                        "origin of pages elsewhere that may embed the console; repeatable");
-    auto* const tokenFile = app.add_option("--web-token-file", web.tokenFile,
-                                           "file whose first line is the token that pages need");
-    origin->needs(serve);
-    tokenFile->needs(serve);
-    serve->excludes(picture);
-    serve->excludes(app.get_option("--keep"));
-    auth->excludes(user);
-    user->needs(passwordFile);
-    passwordFile->needs(user);
-    pictureAfter->needs(picture);
+    app.add_option("--picture-after", options.pictureAfterSeconds, "seconds before the picture is taken")
+        ->check(CLI::Range(0.0, 3600.0))
+        ->capture_default_str()
+        ->needs(picture);
+}
 
+void AddWebOptions(CLI::App& app, AppOptions& options, Given& given) {
+    auto* const serve = app.add_option("--serve", given.web.serve,
+                                       "ADDRESS:PORT; serve the console to web pages instead of a window");
+    app.add_option("--web-origin", options.webOrigins,
+                   "origin of pages elsewhere that may embed the console; repeatable")
+        ->needs(serve);
+    app.add_option("--web-token-file", given.web.tokenFile,
+                   "file whose first line is the token that pages need")
+        ->needs(serve);
+    serve->excludes(app.get_option("--picture"));
+    serve->excludes(app.get_option("--keep"));
+}
+
+}  // namespace
+
+ParsedCommandLine ParseCommandLine(const std::vector<std::string>& args, std::istream& input) {
+    AppOptions options;
+    Given given;
+    CLI::App app("Live monitoring of network video recorders.", "kvmon");
+    app.set_version_flag("--version", std::string("kvmon ") + KV_VERSION);
+    AddRecorderOptions(app, options, given);
+    AddProgramOptions(app, options, given);
+    AddWebOptions(app, options, given);
     try {
         app.parse(std::vector<std::string>(args.rbegin(), args.rend()));
     } catch (const CLI::CallForHelp&) {
@@ -180,14 +195,14 @@ ParsedCommandLine ParseCommandLine(const std::vector<std::string>& args, std::is
     } catch (const CLI::ParseError& error) {
         return Wrong(error.what());
     }
-    if (const std::string problem = TakeCredentials(credentials, input, options); !problem.empty()) {
+    if (const std::string problem = TakeCredentials(given.credentials, input, options); !problem.empty()) {
         return Wrong(problem);
     }
-    if (const std::string problem = TakeWebOptions(web, options); !problem.empty()) {
+    if (const std::string problem = TakeWebOptions(given.web, options); !problem.empty()) {
         return Wrong(problem);
     }
-    if (languageOption->count() > 0) {
-        options.language = language;
+    if (app.count(kLanguage) > 0) {
+        options.language = given.language;
     }
     for (const auto& [option, property] : kProperties) {
         if (app.count(option) > 0) {

@@ -5,7 +5,7 @@
 #include <QtWidgets/QWidget>
 #include <algorithm>
 
-#include "console/web_page.h"
+#include "console/site/web_page.h"
 
 namespace kvmon {
 

@@ -18,7 +18,7 @@ public:
 
     // The window must outlive this object.
     explicit DesktopBrowser(QWidget& window);
-    // With `open` in place of the system's browser.
+    // Pages go to `open` in place of the system's browser.
     DesktopBrowser(QWidget& window, Opener open);
 
     // What PutTitleFromLocation shows: the address of the site that the window stands for.
@@ -37,7 +37,7 @@ public:
     void FitToControl(const QSize& control) override;
     void PutTitle(const std::string& title) override;
     void PutTitleFromLocation() override { PutTitle(m_location); }
-    // What is no web page is not opened.
+    // Opens web pages alone.
     void OpenPage(const std::string& url) override;
     std::unique_ptr<BrowserWindow> CreateBrowserWindow() override;
 

@@ -6,7 +6,7 @@
 
 #include "app/kept_properties.h"
 #include "app/window_place.h"
-#include "console/view_geometry.h"
+#include "console/layout/view_geometry.h"
 #include "persist/orvo_registry.h"
 #include "platform/text.h"
 

@@ -30,15 +30,15 @@ private:
     void OnGotoPage(int param) override;
     void OnGotoServer(int param, const std::string& url) override;
     void OnLogout(int reason) override;
-    // Chosen by the user: for the next start, too.
+    // The user chose it, so that it holds for the next start, too.
     void OnChgLanguage(int language) override;
 
     std::string SiteAddress();
-    // The properties have changed, and what is to be kept of that is.
+    // Keeps those of the changed properties that are to be kept.
     void OnSignInChanged();
-    // To where it was the last time, as far as there still is such a place.
+    // Puts the window where it was the last time, as far as that place still exists.
     void Restore();
-    // Displays have gone: onto one that is left, if the window was on none of them.
+    // Puts the window on a display that is left when its own has gone.
     void ReturnToDisplay();
 
     DesktopBrowser m_browser{*this};

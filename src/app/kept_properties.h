@@ -8,14 +8,14 @@ namespace kvmon {
 
 class COrvoRegistry;
 
-// What an earlier run kept; only what is usable.
+// The properties that an earlier run kept, without those that are of no use.
 PropertyBag LoadKeptProperties(const COrvoRegistry& registry);
-// What the command line says.
+// The properties that the command line sets.
 PropertyBag PropertiesOf(const AppOptions& options);
 // The command line says another recorder's address or port than what is kept. A login that is kept for the
 // one is not for the other.
 bool NamesAnotherRecorder(const PropertyBag& kept, const PropertyBag& told);
-// As they are now, all of them.
+// All properties as they are now.
 PropertyBag PropertiesOf(CTR450Client& client);
 // Keeps those of `now` that are not as in `before`. The credential is kept enciphered, as those of further
 // recorders are.

@@ -4,7 +4,7 @@
 #include <functional>
 
 #include "app/kept_properties.h"
-#include "console/sign_in_memory.h"
+#include "console/ports/sign_in_memory.h"
 
 namespace kvmon {
 

@@ -10,16 +10,14 @@
 
 #include "app/app_options.h"
 #include "app/desktop_window.h"
+#include "app/process.h"
 #include "app/termination.h"
 #include "app/web_host.h"
-#include "channel/channel_globals.h"
-#include "persist/log_file.h"
+#include "channel/base/channel_globals.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
-#include "platform/diagnostics.h"
-#include "platform/worker.h"
 #include "skin/dialog_style.h"
-#include "web/web_session.h"
+#include "web/session/web_session.h"
 
 namespace kvmon {
 
@@ -97,20 +95,6 @@ int Run(int argc, char** argv) {
     Globals().decoderThreads = parsed.options->decoderThreads;
     PrepareProcess();
     return EndProcess(RunDesktop(*parsed.options, argv[0]));
-}
-
-void PrepareProcess() {
-    SetDiagnosticSink([](const char* text) { Trace("%s", text); });
-    Registry().InitRegistry(false, {});
-}
-
-int EndProcess(int status) {
-    if (Worker::AbandonedCount() > 0) {
-        // They may still use what the process would now take down.
-        std::fflush(nullptr);
-        std::_Exit(status);
-    }
-    return status;
 }
 
 }  // namespace kvmon

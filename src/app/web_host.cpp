@@ -4,15 +4,15 @@
 #include <QtWidgets/QApplication>
 #include <cstdio>
 
-#include "app/run.h"
+#include "app/process.h"
 #include "app/termination.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
 #include "platform/diagnostics.h"
 #include "skin/dialog_style.h"
-#include "web/remote_application.h"
-#include "web/web_server.h"
-#include "web/web_session.h"
+#include "web/host/web_server.h"
+#include "web/platform/remote_application.h"
+#include "web/session/web_session.h"
 
 namespace kvmon {
 

@@ -2,7 +2,6 @@
 
 #include <libyuv.h>
 
-#include "codec/colour.h"
 #include "codec/plane_scaler.h"
 
 namespace kvmon {

@@ -14,7 +14,7 @@ namespace kvmon {
 // A failure's text as the trace and the user see it; null for success.
 using JpegError = const char*;
 
-// The bytes open like a JPEG file.
+// Whether the bytes begin like a JPEG file.
 bool IsJpeg(std::span<const std::uint8_t> data);
 
 // Reads the head only. Size is that of the bitmap that DecodeJpeg would make.

@@ -10,8 +10,6 @@ extern "C" {
 #include <utility>
 #include <vector>
 
-#include "codec/colour.h"
-
 namespace kvmon {
 
 BITMAPINFOHEADER MakeBitmapInfo(int width, int height, int bitCount) {
@@ -38,6 +36,13 @@ PictureView ViewOfBitmap(const BITMAPINFOHEADER& info, const std::uint8_t* bits)
     view.data[0] = bits + stride * static_cast<std::size_t>(info.biHeight - 1);
     view.stride[0] = -static_cast<std::ptrdiff_t>(stride);
     return view;
+}
+
+const libyuv::YuvConstants* YuvMatrix(const PictureView& picture) {
+    if (picture.bt709) {
+        return picture.fullRange ? &libyuv::kYuvF709Constants : &libyuv::kYuvH709Constants;
+    }
+    return picture.fullRange ? &libyuv::kYuvJPEGConstants : &libyuv::kYuvI601Constants;
 }
 
 bool ConvertToBgr(const PictureView& picture, std::uint8_t* destination, std::ptrdiff_t stride) {

@@ -7,6 +7,10 @@
 
 struct AVFrame;
 
+namespace libyuv {
+struct YuvConstants;
+}
+
 namespace kvmon {
 
 // A rectangle of whole pixels; right and bottom stand behind the last one.
@@ -65,6 +69,8 @@ struct PictureView {
 // A view of a bottom-up bitmap.
 PictureView ViewOfBitmap(const BITMAPINFOHEADER& info, const std::uint8_t* bits);
 
+// The conversion matrix that the picture's levels ask for.
+const libyuv::YuvConstants* YuvMatrix(const PictureView& picture);
 // Writes the picture as BGR24 rows. `stride` may be negative, `destination` then points at the last
 // row in memory. False for an empty picture.
 bool ConvertToBgr(const PictureView& picture, std::uint8_t* destination, std::ptrdiff_t stride);

@@ -3,11 +3,11 @@
 #include <cstdio>
 #include <utility>
 
-#include "channel/base_camera.h"
-#include "console/client_site.h"
-#include "console/console_messages.h"
-#include "console/desk.h"
-#include "console/web_page.h"
+#include "channel/camera/base_camera.h"
+#include "console/ports/client_site.h"
+#include "console/ports/console_messages.h"
+#include "console/ports/desk.h"
+#include "console/site/web_page.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
 #include "server/recorder_list.h"
@@ -60,8 +60,8 @@ ConsoleParts::~ConsoleParts() {
     cells.DestroyAll();
     // What was told to stop has had the time of the steps before this one; who still runs is waited for.
     recorders.DeleteAllKelvara();
-    recorders.ReapRemovedServers(true);
-    recorders.ReapRemovedCameras(true);
+    recorders.ReapRemovedServers(StopWait::ToTheEnd);
+    recorders.ReapRemovedCameras(StopWait::ToTheEnd);
     for (const char* const name : {"/~snapshot.jpg", "/~snapshot.bmp"}) {
         std::remove((GetDataFolder() + name).c_str());
     }
@@ -71,7 +71,7 @@ void ConsoleParts::Start() {
     ptz.Init();
     screens.Init();
     recorders.AddServer(site.GetServerIP(), site.GetServerPort(), {}, {});
-    session.Logout(false);
+    session.Logout();
 }
 
 void ConsoleParts::LoadSettings() {

@@ -5,18 +5,18 @@
 #include <algorithm>
 #include <iterator>
 
-#include "channel/base_camera.h"
-#include "channel/channel_messages.h"
-#include "console/camera_pages.h"
-#include "console/client_site.h"
-#include "console/commands.h"
-#include "console/console_messages.h"
+#include "channel/base/channel_messages.h"
+#include "channel/camera/base_camera.h"
+#include "console/camera/camera_pages.h"
 #include "console/console_parts.h"
-#include "console/desk.h"
-#include "console/keyboard_help.h"
 #include "console/main_menu.h"
-#include "console/panel_buttons.h"
-#include "console/view_commands.h"
+#include "console/panel/keyboard_help.h"
+#include "console/ports/client_site.h"
+#include "console/ports/commands.h"
+#include "console/ports/console_messages.h"
+#include "console/ports/desk.h"
+#include "console/ports/panel_buttons.h"
+#include "console/wall/view_commands.h"
 #include "server/recorder_list.h"
 #include "server/server_messages.h"
 #include "skin/input_messages.h"
@@ -203,8 +203,8 @@ struct TimerRow {
 };
 
 void Sweep(Parts& parts) {
-    parts.recorders.ReapRemovedServers(false);
-    parts.recorders.ReapRemovedCameras(false);
+    parts.recorders.ReapRemovedServers(StopWait::Brief);
+    parts.recorders.ReapRemovedCameras(StopWait::Brief);
 }
 
 constexpr TimerRow kTimers[] = {

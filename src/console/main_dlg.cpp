@@ -3,11 +3,11 @@
 #include <QtGui/QKeyEvent>
 #include <QtWidgets/QComboBox>
 
-#include "console/client_site.h"
-#include "console/console_messages.h"
 #include "console/console_parts.h"
 #include "console/console_tables.h"
-#include "console/widget_style.h"
+#include "console/dialogs/widget_style.h"
+#include "console/ports/client_site.h"
+#include "console/ports/console_messages.h"
 #include "persist/string_table.h"
 #include "server/recorder_list.h"
 #include "skin/background.h"
@@ -106,7 +106,7 @@ void CMainDlg::DestroyWindow() {
     m_parts->help.Close();
     m_parts->screens.SaveState(m_parts->settings.key);
     m_parts->screens.LeaveFullScreen();
-    Logout(false);
+    Logout();
     HideWait();
     OnDestroy();
 }
@@ -114,8 +114,8 @@ void CMainDlg::DestroyWindow() {
 void CMainDlg::OnDestroy() {
     m_bClosing = true;
     m_parts->audio.CloseTalk();
-    m_parts->recorders.ReapRemovedServers(false);
-    m_parts->recorders.ReapRemovedCameras(false);
+    m_parts->recorders.ReapRemovedServers(StopWait::Brief);
+    m_parts->recorders.ReapRemovedCameras(StopWait::Brief);
     KillTimer(kTimerSweep);
     KillTimer(kTimerSecond);
     KillTimer(kTimerStopping);
@@ -129,8 +129,8 @@ void CMainDlg::AutoLogin(const std::string& user, const std::string& password) {
     m_parts->session.AutoLogin(user, password);
 }
 
-void CMainDlg::Logout(bool bStopOnly) {
-    m_parts->session.Logout(bStopOnly);
+void CMainDlg::Logout() {
+    m_parts->session.Logout();
 }
 
 void CMainDlg::SetDefServerName(const std::string& name) {

@@ -5,12 +5,12 @@
 #include <memory>
 #include <string>
 
-#include "console/commands.h"
-#include "console/console_controls.h"
-#include "console/desk.h"
-#include "console/panel_buttons.h"
-#include "console/session_events.h"
-#include "console/timers.h"
+#include "console/panel/console_controls.h"
+#include "console/ports/commands.h"
+#include "console/ports/desk.h"
+#include "console/ports/panel_buttons.h"
+#include "console/ports/session_events.h"
+#include "console/ports/timers.h"
 #include "skin/xskin_dialog.h"
 
 namespace kvmon {
@@ -41,7 +41,7 @@ public:
     void DestroyWindow();
 
     void AutoLogin(const std::string& user, const std::string& password);
-    void Logout(bool bStopOnly);
+    void Logout();
     // Shown until a recorder has told its own.
     void SetDefServerName(const std::string& name);
     // Shows the help's button when there is an address.

@@ -1,13 +1,13 @@
 // What the console's subjects ask of its window.
 #include <QtGui/QCursor>
 
-#include "channel/channel_messages.h"
-#include "console/client_site.h"
-#include "console/console_messages.h"
+#include "channel/base/channel_messages.h"
 #include "console/console_parts.h"
 #include "console/console_tables.h"
+#include "console/dialogs/message_box.h"
 #include "console/main_dlg.h"
-#include "console/message_box.h"
+#include "console/ports/client_site.h"
+#include "console/ports/console_messages.h"
 #include "persist/string_table.h"
 #include "server/server_messages.h"
 #include "skin/input_messages.h"

@@ -3,10 +3,10 @@
 #include <QtGui/QGuiApplication>
 #include <QtGui/QScreen>
 
-#include "console/commands.h"
-#include "console/console_controls.h"
-#include "console/menu_spot.h"
-#include "console/site_windows.h"
+#include "console/panel/console_controls.h"
+#include "console/ports/commands.h"
+#include "console/site/site_windows.h"
+#include "console/wall/menu_spot.h"
 #include "persist/string_table.h"
 #include "skin/bc_menu.h"
 

@@ -9,6 +9,25 @@ namespace kvmon {
 
 namespace {
 
+// The commands' numbers, as pages know them.
+enum BrowserCommand : std::int32_t {
+    kQuit = 0x401,
+    kState = 0x411,
+    kShow = 0x412,
+    kCloseEntry = 0x413,
+    kSizing = 0x414,
+    kToolWindow = 0x415,
+    kToolBar = 0x421,
+    kMenuBar = 0x422,
+    kStatusBar = 0x423,
+    kAddressBar = 0x424,
+    kCaption = 0x425,
+    kFit = 0x426,
+    kCallLogout = 0x501,
+    kTitleFromLocation = 0x600,
+    kTitle = 0x601,
+};
+
 struct Call {
     BrowserPort& port;
     std::int32_t value;  // the parameter as a number; 0 for any other type
@@ -50,23 +69,23 @@ void PutTitle(const Call& call) {
 }
 
 constexpr Row kRows[] = {
-    {0x401, false, [](const Call& call) { call.port.Quit(); }},
-    {0x411, true, SetState},
-    {0x412, true, [](const Call& call) { call.port.ShowWindow(call.IsOn()); }},
-    {0x413, true,
+    {kQuit, false, [](const Call& call) { call.port.Quit(); }},
+    {kState, true, SetState},
+    {kShow, true, [](const Call& call) { call.port.ShowWindow(call.IsOn()); }},
+    {kCloseEntry, true,
      [](const Call& call) { call.IsOn() ? call.port.RestoreSystemMenu() : call.port.RemoveClose(); }},
-    {0x414, true,
+    {kSizing, true,
      [](const Call& call) { call.IsOn() ? call.port.RestoreSystemMenu() : call.port.RemoveSizing(); }},
-    {0x415, true, SetToolWindow},
-    {0x421, false, [](const Call& call) { call.port.PutToolBar(call.IsOn()); }},
-    {0x422, false, [](const Call& call) { call.port.PutMenuBar(call.IsOn()); }},
-    {0x423, false, [](const Call& call) { call.port.PutStatusBar(call.IsOn()); }},
-    {0x424, false, [](const Call& call) { call.port.PutAddressBar(call.IsOn()); }},
-    {0x425, true, [](const Call& call) { call.port.SetCaption(call.IsOn()); }},
-    {0x426, false, [](const Call& call) { call.port.FitToControl(call.control); }},
-    {0x501, false, CallLogout},
-    {0x600, false, [](const Call& call) { call.port.PutTitleFromLocation(); }},
-    {0x601, false, PutTitle},
+    {kToolWindow, true, SetToolWindow},
+    {kToolBar, false, [](const Call& call) { call.port.PutToolBar(call.IsOn()); }},
+    {kMenuBar, false, [](const Call& call) { call.port.PutMenuBar(call.IsOn()); }},
+    {kStatusBar, false, [](const Call& call) { call.port.PutStatusBar(call.IsOn()); }},
+    {kAddressBar, false, [](const Call& call) { call.port.PutAddressBar(call.IsOn()); }},
+    {kCaption, true, [](const Call& call) { call.port.SetCaption(call.IsOn()); }},
+    {kFit, false, [](const Call& call) { call.port.FitToControl(call.control); }},
+    {kCallLogout, false, CallLogout},
+    {kTitleFromLocation, false, [](const Call& call) { call.port.PutTitleFromLocation(); }},
+    {kTitle, false, PutTitle},
 };
 
 }  // namespace

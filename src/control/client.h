@@ -32,7 +32,7 @@ public:
 
     // Makes the control's window in the host's, with the console in it. Properties come before.
     WindowBase& CreateControlWindow(QWidget* host);
-    // Ends the session. Not for the inside of an event, which is raised out of what this ends.
+    // Ends the session. Not to be called from within an event: the event comes out of what this ends.
     void DestroyControlWindow();
     // Null before CreateControlWindow.
     WindowBase* ControlWindow();

@@ -21,7 +21,7 @@ public:
     virtual void OnChgLanguage(int /*language*/) {}
     // The user asks for a page of the site around the control: 1 from the menu, 2 from the setup button.
     virtual void OnGotoPage(int /*param*/) {}
-    // Declared for the pages that ask for it; never raised.
+    // Kept: part of the interface that pages know; never raised.
     virtual void OnSetManualRecording(int /*param*/) {}
     // The user asks for the page of this address; 1 for the settings of a camera.
     virtual void OnGotoServer(int /*param*/, const std::string& /*url*/) {}

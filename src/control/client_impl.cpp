@@ -5,8 +5,8 @@
 #include <QtWidgets/QDialog>
 #include <algorithm>
 
+#include "console/layout/view_geometry.h"
 #include "console/main_dlg.h"
-#include "console/view_geometry.h"
 #include "control/auth_text.h"
 #include "control/help_url.h"
 #include "control/host_ports.h"
@@ -122,7 +122,7 @@ void CTR450ClientImpl::TestEMap(const std::string& authText) {
 void CTR450ClientImpl::Logout() {
     if (m_pMainDlg) {
         m_bLogin = false;
-        m_pMainDlg->Logout(true);
+        m_pMainDlg->Logout();
     }
 }
 

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "console/client_site.h"
+#include "console/ports/client_site.h"
 #include "control/browser_commands.h"
 #include "control/languages.h"
 #include "control/playback_shares.h"
@@ -46,7 +46,7 @@ public:
     std::string GetServerIP() const override { return m_strServerIP; }
     // 80 for a number that is no port.
     void SetServerPort(std::int32_t n);
-    // The number as it stands.
+    // Takes the number as it is.
     void PutServerPort(std::int32_t n) { m_nServerPort = n; }
     std::uint32_t GetServerPort() const override { return static_cast<std::uint32_t>(m_nServerPort); }
     void SetAutoStart(std::int32_t n) { m_nAutoStart = n; }
@@ -63,9 +63,8 @@ public:
     bool SetLanguage(int number);
     int GetLanguage() const { return NumberFromLanguage(m_language); }
 
-    // --- session
-    // Builds the console in the control's window and logs in if it is to start by itself. Nothing when there
-    // is a console.
+    // --- session Builds the console in the control's window and logs in if it is to start by itself. Does
+    // nothing when there is a console.
     void Create(WindowBase& window);
     // Ends the session and the console; returns within seconds whatever the network does.
     void Destroy();
@@ -84,7 +83,7 @@ public:
     void SwitchLanguage(std::uint16_t langid);
     void OnSwitchLanguageTimer();
 
-    // --- the host's surroundings. Null for a host without; they must outlive this object.
+    // --- the host's surroundings. Null for a host without one; both must outlive this object.
     void SetClientSite(BrowserPort* site) { m_pClientSite = site; }
     // Users of this host sign in at the console.
     void SetSignInMemory(SignInMemory* memory) { m_pSignIn = memory; }

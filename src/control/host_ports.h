@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "console/browser_window.h"
+#include "console/ports/browser_window.h"
 
 namespace kvmon {
 
@@ -20,7 +20,7 @@ public:
 
     virtual void Quit() {}
 
-    // --- its window. False and none of these is called.
+    // --- its window. None of these is called when HasWindow is false.
     virtual bool HasWindow() const { return true; }
     virtual void SetState(BrowserState) {}
     virtual void ShowWindow(bool) {}
@@ -50,7 +50,7 @@ public:
 
     // --- pages beside it. The addresses are those of web pages.
     virtual void OpenPage(const std::string& /*url*/) {}
-    // Null where there is none to be had.
+    // Null where there is none.
     virtual std::unique_ptr<BrowserWindow> CreateBrowserWindow() { return nullptr; }
 };
 

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "console/toolkit_language.h"
+#include "console/dialogs/toolkit_language.h"
 #include "persist/language_module.h"
 #include "persist/log_file.h"
 #include "persist/string_table.h"

@@ -6,8 +6,8 @@
 
 #include "persist/log_file.h"
 #include "platform/text.h"
-#include "server/http_tran.h"
-#include "server/resource_fetch.h"
+#include "server/http/http_tran.h"
+#include "server/http/resource_url.h"
 
 namespace kvmon {
 
@@ -24,14 +24,14 @@ void TraceError(const char* text) {
     Trace("ERROR!  %s\n", text);
 }
 
-std::string MakeRequest(const detail::SplitUrl& url) {
+std::string MakeRequest(const SplitUrl& url) {
     return FormatText(
         "GET %s HTTP/1.0\r\nAccept: */*\r\nUser-Agent: Logout IE Procedure\r\nHost: %s:%u\r\n"
         "Cache-Control: no-cache\r\nPragma: no-cache\r\n\r\n",
         url.object.c_str(), url.server.c_str(), url.port);
 }
 
-void CallServer(const detail::SplitUrl& url, const std::string& request, const FlagWord& bAbort) {
+void CallServer(const SplitUrl& url, const std::string& request, const FlagWord& bAbort) {
     CHttpTran tran(&bAbort);
     std::uint32_t connectTime = kConnectMs;
     std::uint32_t sendTime = kSendMs;
@@ -63,8 +63,8 @@ void LogoutCalls::WaitForAll(Milliseconds time) {
 }
 
 void LogoutCalls::Start(const std::string& url) {
-    detail::SplitUrl split;
-    if (!detail::SplitHttpUrl(url, &split)) {
+    SplitUrl split;
+    if (!SplitHttpUrl(url, &split)) {
         Trace("Fail on resolve URL: can only use URLs beginning with http:\n");
         return;
     }

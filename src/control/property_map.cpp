@@ -11,6 +11,7 @@ namespace kvmon {
 
 namespace {
 
+// All entries, in the order in which they are read and written.
 constexpr const char* kNames[] = {"_cx",           "_cy",      "ServerIP", "ServerPort", "AutoStart",
                                   "DefServerName", "HelpPath", "AuthData", "Language"};
 constexpr std::size_t kFirstProperty = 2;
@@ -100,10 +101,6 @@ private:
 };
 
 }  // namespace
-
-std::span<const char* const> PersistedNames() {
-    return kNames;
-}
 
 bool LoadProperties(CTR450ClientImpl& impl, ControlExtent& extent, const PropertyBag& bag) {
     bool bAll = true;

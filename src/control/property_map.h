@@ -21,9 +21,6 @@ struct ControlExtent {
     friend bool operator==(const ControlExtent&, const ControlExtent&) = default;
 };
 
-// Names of all entries, in the order in which they are read and written.
-std::span<const char* const> PersistedNames();
-
 using PropertyBag = std::map<std::string, Variant>;
 
 // Takes what the bag has; the rest stays as it is. False if a value could not be converted; those before and

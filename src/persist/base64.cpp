@@ -17,7 +17,9 @@ std::uint32_t ValueOf(char c) {
     return place == std::string_view::npos ? 0 : static_cast<std::uint32_t>(place);
 }
 
-std::string Encode(std::string_view data, bool lineBreaks) {
+enum class LineBreaks { None, Every76 };
+
+std::string Encode(std::string_view data, LineBreaks breaks) {
     std::string out;
     std::size_t onLine = 0;
     for (std::size_t i = 0; i < data.size(); i += 3) {
@@ -32,7 +34,7 @@ std::string Encode(std::string_view data, bool lineBreaks) {
         }
         onLine += 4;
         // Whole groups alone fill a line: 56 bytes give 76 characters and no line end.
-        if (lineBreaks && onLine == kLineLength && have == 3) {
+        if (breaks == LineBreaks::Every76 && onLine == kLineLength && have == 3) {
             out += '\n';
             onLine = 0;
         }
@@ -47,7 +49,8 @@ std::size_t Base64Encode(const void* pData, std::size_t nLength, char* pOut, std
     if (bLineBreaks && nOutSize < kLineLength) {
         return 0;
     }
-    const std::string text = Encode({static_cast<const char*>(pData), nLength}, bLineBreaks);
+    const std::string text = Encode({static_cast<const char*>(pData), nLength},
+                                    bLineBreaks ? LineBreaks::Every76 : LineBreaks::None);
     if (text.size() >= nOutSize) {
         return 0;
     }
@@ -95,7 +98,7 @@ std::string MakeBasicAuth(std::string_view user, std::string_view password) {
 }
 
 std::string EncodeBasicAuth(std::string_view text) {
-    return Encode(text, true);
+    return Encode(text, LineBreaks::Every76);
 }
 
 std::optional<std::pair<std::string, std::string>> SplitBasicAuth(std::string_view base64,

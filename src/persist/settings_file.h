@@ -3,17 +3,11 @@
 
 #include <string>
 
+#include "persist/settings_connection.h"
 #include "persist/settings_tree.h"
 #include "platform/clock.h"
 
 namespace kvmon {
-
-enum class FileResult {
-    Done,
-    Busy,     // another process holds it; later it may go
-    Damaged,  // not a database, not whole, or with a table of another make
-    Failed,
-};
 
 // Values in one table; a key exists for as long as it or a key below it has values. The file is open only
 // within a call, and in each under the shared lock of a file beside it: whoever has the exclusive one is
@@ -35,9 +29,6 @@ public:
     const std::string& Error() const { return m_error; }
 
 private:
-    class Guard;
-    class Connection;
-
     const std::string m_path;
     const Milliseconds m_wait;
     std::string m_error;

@@ -31,11 +31,12 @@ std::optional<std::pair<std::string, std::string>> SplitBasicAuth(std::string_vi
                                                                   std::size_t nUserSize,
                                                                   std::size_t nPasswordSize);
 
+// Kept: these three are part of the helpers' interface.
 // Every UTF-16 unit but digits and ASCII letters as "%" and at least two hexadecimal digits.
 std::string EscapeURL(std::string_view text);
-
 bool IsValidFileName(std::string_view name);
 std::string FormatThousands(std::uint64_t nValue);
+
 const char* BoolText(bool bValue);
 // "YYYYMMDDhhmmss".
 std::string FormatTimeStamp(const std::tm& time);
@@ -43,7 +44,7 @@ std::string FormatTimeStamp(const std::tm& time);
 std::string WideFromCodePage(unsigned nCodePage, std::string_view text);
 // Position of the first occurrence without regard to ASCII case, or npos.
 std::size_t stristr(std::string_view text, std::string_view find);
-// Kept as a helper, as the two digests below are.
+// Kept: part of the helpers' interface, as are the digests of a text and a file below.
 bool StringArraysEqual(const std::vector<std::string>& a, const std::vector<std::string>& b);
 
 std::string GetModuleFilePath();

@@ -22,7 +22,7 @@ inline constexpr int kWaitTimeout = -1;
 // the waits on it.
 class Event {
 public:
-    explicit Event(bool initiallySet = false) : m_set(initiallySet) {}
+    Event() = default;
     Event(const Event&) = delete;
     Event& operator=(const Event&) = delete;
 
@@ -36,7 +36,7 @@ private:
     friend int WaitAny(std::span<Event* const> events, std::optional<Milliseconds> timeout);
 
     mutable std::mutex m_mutex;
-    bool m_set;
+    bool m_set = false;
     detail::WaitLink* m_waiters = nullptr;  // the waits now under way, linked through their stacks
 };
 

@@ -37,7 +37,7 @@ public:
     Socket& operator=(const Socket&) = delete;
 
     bool IsOpen() const { return m_fd >= 0; }
-    // All give 0 on success, else a code.
+    // These give 0 on success, else a code.
     std::uint32_t Open();
     std::uint32_t BindAny();
     std::uint32_t SetBlocking(bool blocking);

@@ -25,7 +25,7 @@ std::size_t Utf16Length(std::string_view utf8);
 // The longest beginning of `utf8` with at most `units` UTF-16 units; never splits a character.
 std::string Utf16Left(std::string_view utf8, std::size_t units);
 
-// Without any of the given characters at its end.
+// The text without any of the given characters at its end.
 std::string_view TrimRight(std::string_view text, std::string_view characters);
 
 // A NUL-terminated text of at most N - 1 bytes, in place. What is too long is cut.
@@ -53,7 +53,6 @@ public:
     void Clear() { Assign({}); }
     bool IsEmpty() const { return m_length == 0; }
     std::size_t Length() const { return m_length; }
-    static constexpr std::size_t Capacity() { return N; }
     const char* c_str() const { return m_data; }
     std::string_view View() const { return {m_data, m_length}; }
     std::string Str() const { return std::string(View()); }

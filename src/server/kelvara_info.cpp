@@ -3,7 +3,8 @@
 #include <algorithm>
 
 #include "persist/log_file.h"
-#include "server/server_documents.h"
+#include "server/documents/server_documents.h"
+#include "server/server_thread.h"
 #include "server/server_worker.h"
 
 namespace kvmon {
@@ -42,8 +43,8 @@ CKelvaraInfo::CKelvaraInfo(Clock& clock) : m_clock(clock), m_worker(std::make_sh
 CKelvaraInfo::~CKelvaraInfo() {
     Trace("CKelvaraInfo::~CKelvaraInfo: Enter, m_nIdx=%d, m_hGetKelvaraInfoThread=0x%x...\n", GetIdx(),
           Handle(m_hGetKelvaraInfoThread.IsHeld()));
-    StopGetKelvaraInfo(false, true);
-    StopGetKelvaraInfo(true, false);
+    StopGetKelvaraInfo(StopWait::Brief);
+    StopGetKelvaraInfo(StopWait::ToTheEnd);
     Trace("CKelvaraInfo::~CKelvaraInfo: Leave...\n");
 }
 
@@ -66,7 +67,7 @@ bool CKelvaraInfo::WaitForEnd(Milliseconds limit) {
             return true;
         }
         // A connection may have been begun behind the request's back.
-        worker->ShutdownConnections();
+        worker->Query().ShutdownConnections();
     }
     return false;
 }
@@ -82,37 +83,37 @@ void CKelvaraInfo::AbandonThread(const char* method) {
     m_worker = fresh;
 }
 
-void CKelvaraInfo::StartGetKelvaraInfo(bool bForce) {
+void CKelvaraInfo::StartGetKelvaraInfo(StartMode mode) {
     Trace("CKelvaraInfo::StartGetKelvaraInfo: Enter, m_nIdx=%d...\n", GetIdx());
     if (m_hGetKelvaraInfoThread.IsHeld()) {
-        if (bForce) {
+        if (mode == StartMode::Anew) {
             Shared()->RequestStop();
             if (!WaitForEnd(kForcedStart)) {
                 AbandonThread("StartGetKelvaraInfo");
             }
         } else if (!m_hGetKelvaraInfoThread.Wait(Milliseconds(0))) {
-            Shared()->AbortTransactions();
+            Shared()->Query().AbortTransactions();
             return;
         }
     }
     const auto worker = Shared();
     Trace("CKelvaraInfo::StartGetKelvaraInfo: m_hExitEvent=0x%x...\n", Handle(true));
     worker->PrepareStart();
-    m_hGetKelvaraInfoThread.Start("server", [worker] { worker->GetKelvaraInfoFunc(); });
+    m_hGetKelvaraInfoThread.Start("server", [worker] { GetKelvaraInfoFunc(*worker); });
     if (m_hCapabilityThread.Wait(Milliseconds(0))) {
-        m_hCapabilityThread.Start("server-abilities", [worker] { worker->GetCapabilitiesFunc(); });
+        m_hCapabilityThread.Start("server-abilities", [worker] { GetCapabilitiesFunc(*worker); });
     }
     Trace("CKelvaraInfo::StartGetKelvaraInfo: AfxBeginThread, m_nIdx=%d, m_hGetKelvaraInfoThread=0x%x....\n",
           GetIdx(), Handle(m_hGetKelvaraInfoThread.IsHeld()));
 }
 
 void CKelvaraInfo::StartGetKelvaraInfo(int nIdx, const std::string& host, std::uint32_t nPort,
-                                       const std::string& user, const std::string& password, bool bForce) {
+                                       const std::string& user, const std::string& password, StartMode mode) {
     SetConnectInfo(nIdx, host, nPort, user, password);
-    StartGetKelvaraInfo(bForce);
+    StartGetKelvaraInfo(mode);
 }
 
-bool CKelvaraInfo::StopGetKelvaraInfo(bool bWait, bool bNoStopFlag) {
+bool CKelvaraInfo::StopGetKelvaraInfo(StopWait wait) {
     Trace("CKelvaraInfo::StopGetKelvaraInfo: Enter, m_nIdx=%d, m_hGetKelvaraInfoThread=0x%x...\n", GetIdx(),
           Handle(m_hGetKelvaraInfoThread.IsHeld()));
     if (!m_hGetKelvaraInfoThread.IsHeld() && !m_hCapabilityThread.IsHeld()) {
@@ -120,11 +121,10 @@ bool CKelvaraInfo::StopGetKelvaraInfo(bool bWait, bool bNoStopFlag) {
     }
     const auto worker = Shared();
     worker->RequestStop();
-    worker->m_bStopSilently = !bNoStopFlag;
-    if (WaitForEnd(bWait ? kLongStop : kShortStop)) {
+    if (WaitForEnd(wait == StopWait::ToTheEnd ? kLongStop : kShortStop)) {
         return true;
     }
-    if (!bWait) {
+    if (wait == StopWait::Brief) {
         return false;
     }
     AbandonThread("StopGetKelvaraInfo");
@@ -140,31 +140,31 @@ bool CKelvaraInfo::IsRunning() const {
 }
 
 int CKelvaraInfo::GetIdx() const {
-    return Shared()->m_nIdx;
+    return Shared()->Query().GetIdx();
 }
 
 void CKelvaraInfo::SetIdx(int nIdx) {
-    Shared()->m_nIdx = nIdx;
+    Shared()->Query().SetIdx(nIdx);
 }
 
 std::string CKelvaraInfo::GetHost() const {
-    return Shared()->GetConnectInfo().szHost.Str();
+    return Shared()->Query().GetConnectInfo().szHost.Str();
 }
 
 std::uint32_t CKelvaraInfo::GetPort() const {
-    return Shared()->GetConnectInfo().nPort;
+    return Shared()->Query().GetConnectInfo().nPort;
 }
 
 std::string CKelvaraInfo::GetUser() const {
-    return Shared()->GetConnectInfo().szUser.Str();
+    return Shared()->Query().GetConnectInfo().szUser.Str();
 }
 
 std::string CKelvaraInfo::GetPassword() const {
-    return Shared()->GetConnectInfo().szPassword.Str();
+    return Shared()->Query().GetConnectInfo().szPassword.Str();
 }
 
 std::string CKelvaraInfo::GetUserAtHost() const {
-    const ConnectInfo connect = Shared()->GetConnectInfo();
+    const ConnectInfo connect = Shared()->Query().GetConnectInfo();
     return FormatText("%s@%s:%u", connect.szUser.c_str(), connect.szHost.c_str(), connect.nPort);
 }
 
@@ -222,30 +222,30 @@ void CKelvaraInfo::SetChannelCount(int nCount) {
     Shared()->ChangeStatus([&](CNvrStatus& status) { status.m_nChannelCount = nCount; });
 }
 
-bool CKelvaraInfo::IsChannelVisible(int nCh, bool bShowUnconfigured, bool bShowNoRight) const {
+bool CKelvaraInfo::IsChannelVisible(int nCh, ShowRules rules) const {
     return Shared()->WithStatus([&](const CNvrStatus& status) {
         if (nCh < 0 || nCh >= status.m_nChannelCount) {
             return false;
         }
         if (!Has(status, nCh, kStatusConfigured)) {
-            return bShowUnconfigured;
+            return rules.bUnconfigured;
         }
-        return bShowNoRight || Has(status, nCh, kStatusMonitorRight);
+        return rules.bNoRight || Has(status, nCh, kStatusMonitorRight);
     });
 }
 
-int CKelvaraInfo::CountChannels(bool bConfiguredAndNoRight, bool bConfiguredOnly) const {
+int CKelvaraInfo::CountChannels(ShowRules rules) const {
     return Shared()->WithStatus([&](const CNvrStatus& status) {
-        if (bConfiguredAndNoRight && bConfiguredOnly) {
+        if (rules.bUnconfigured && rules.bNoRight) {
             return status.m_nChannelCount;
         }
         int count = 0;
         for (int i = 0; i < status.m_nChannelCount; ++i) {
             const bool configured = Has(status, i, kStatusConfigured);
             const bool right = Has(status, i, kStatusMonitorRight);
-            const bool counts = bConfiguredAndNoRight ? !configured || right
-                                : bConfiguredOnly     ? configured
-                                                      : configured && right;
+            const bool counts = rules.bUnconfigured ? !configured || right
+                                : rules.bNoRight    ? configured
+                                                    : configured && right;
             count += counts ? 1 : 0;
         }
         return count;
@@ -260,9 +260,13 @@ std::string CKelvaraInfo::GetChannelName(int nCh) const {
 }
 
 std::uint32_t CKelvaraInfo::GetStatus(int nCh, std::uint32_t nMask) const {
+    return StatusWord(GetStatusWords(nCh), nMask);
+}
+
+StatusWords CKelvaraInfo::GetStatusWords(int nCh) const {
     return Shared()->WithStatus([&](const CNvrStatus& status) {
         const CVideoSetting* const setting = Channel(status, nCh);
-        return setting != nullptr ? setting->Status(nMask) : 0;
+        return setting != nullptr ? setting->statusWords : StatusWords{};
     });
 }
 
@@ -306,41 +310,33 @@ void CKelvaraInfo::SetCameraCount(int nCount) {
 }
 
 std::uint32_t CKelvaraInfo::GetErrorCount() const {
-    return Shared()->m_dwErrorCount;
+    return Shared()->Query().ErrorCount();
 }
 
 bool CKelvaraInfo::IsConnected() const {
-    return IsRunning() && Shared()->m_bRoundGood;
+    return IsRunning() && Shared()->IsRoundGood();
 }
 
 std::uint32_t CKelvaraInfo::GetRetrySeconds() const {
-    const std::uint64_t endsAt = Shared()->m_nRetryAt;
+    const std::uint64_t endsAt = Shared()->RetryAt();
     const std::uint64_t now = m_clock.TickMs();
     return endsAt > now ? static_cast<std::uint32_t>((endsAt - now + 999) / 1000) : 0;
 }
 
 LinkFailure CKelvaraInfo::GetFailure() const {
-    return Shared()->GetFailure();
+    return Shared()->Query().GetFailure();
 }
 
 void CKelvaraInfo::RaiseErrorCount() {
-    ++Shared()->m_dwErrorCount;
+    Shared()->Query().RaiseErrorCount();
 }
 
 bool CKelvaraInfo::IsNoRightReported() const {
-    return Shared()->m_bNoRightReported;
+    return Shared()->IsNoRightReported();
 }
 
 void CKelvaraInfo::SetNoRightReported(bool bReported) {
-    Shared()->m_bNoRightReported = bReported;
-}
-
-bool CKelvaraInfo::LogoutServer() {
-    return Shared()->LogoutServer();
-}
-
-bool CKelvaraInfo::GetServerTime() {
-    return Shared()->GetServerTime();
+    Shared()->SetNoRightReported(bReported);
 }
 
 std::function<bool()> CKelvaraInfo::ServerTimeTask() const {
@@ -348,11 +344,11 @@ std::function<bool()> CKelvaraInfo::ServerTimeTask() const {
 }
 
 bool CKelvaraInfo::IsServerTimeKnown() const {
-    return Shared()->m_bTimeKnown;
+    return Shared()->IsTimeKnown();
 }
 
 std::int64_t CKelvaraInfo::GetServerTimeOffset() const {
-    return Shared()->m_nTimeOffset;
+    return Shared()->TimeOffset();
 }
 
 }  // namespace kvmon

@@ -12,11 +12,22 @@
 #include "platform/clock.h"
 #include "platform/window_handle.h"
 #include "platform/worker.h"
-#include "server/link_failure.h"
-#include "server/nvr_status.h"
+#include "server/documents/nvr_status.h"
+#include "server/http/link_failure.h"
 #include "server/server_camera.h"
+#include "server/stop_wait.h"
 
 namespace kvmon {
+
+// How a thread is started while one runs: that one is stopped first (500 ms), or gives up its present
+// transaction and goes on with the new data.
+enum class StartMode { Anew, GoOn };
+
+// Of those that a recorder has, which are shown beside the configured ones that the user may watch.
+struct ShowRules {
+    bool bUnconfigured = false;
+    bool bNoRight = false;
+};
 
 class ServerWorker;  // what the thread owns and works on
 
@@ -33,13 +44,11 @@ public:
     // Stores the connection data and clears the published status.
     void SetConnectInfo(int nIdx, const std::string& host, std::uint32_t nPort, const std::string& user,
                         const std::string& password);
-    // Starts the thread. With bForce a running one is stopped first (500 ms); without it a running one
-    // gives up its present transaction and goes on with the new data.
-    void StartGetKelvaraInfo(bool bForce);
+    void StartGetKelvaraInfo(StartMode mode);
     void StartGetKelvaraInfo(int nIdx, const std::string& host, std::uint32_t nPort, const std::string& user,
-                             const std::string& password, bool bForce);
-    // True if no thread is left. Waits 3000 ms with bWait (the thread is then abandoned), else 100 ms.
-    bool StopGetKelvaraInfo(bool bWait, bool bNoStopFlag);
+                             const std::string& password, StartMode mode);
+    // True if no thread is left. Waits 100 ms, or 3000 ms, after which the thread is abandoned.
+    bool StopGetKelvaraInfo(StopWait wait);
     // A null handle: nothing is posted.
     void SetNotifyWnd(WindowHandle hWnd);
     bool IsRunning() const;
@@ -63,11 +72,13 @@ public:
     std::vector<CameraSettings> GetAllCameraSettings() const;
     int GetChannelCount() const;
     void SetChannelCount(int nCount);
-    bool IsChannelVisible(int nCh, bool bShowUnconfigured, bool bShowNoRight) const;
-    int CountChannels(bool bConfiguredAndNoRight, bool bConfiguredOnly) const;
+    bool IsChannelVisible(int nCh, ShowRules rules) const;
+    int CountChannels(ShowRules rules) const;
     std::string GetChannelName(int nCh) const;
     // One status word; 0 when out of range.
     std::uint32_t GetStatus(int nCh, std::uint32_t nMask) const;
+    // All of them, as they were at one time.
+    StatusWords GetStatusWords(int nCh) const;
 
     // What a channel can do; nothing until the recorder has told (WM_UPDATEVSINFO_CAPABILITIES), which
     // many never do.
@@ -88,14 +99,11 @@ public:
     bool IsNoRightReported() const;
     void SetNoRightReported(bool bReported);
 
-    // Tells the recorder that the user leaves. Blocking, for a thread of the caller's.
-    bool LogoutServer();
-    // Reads the recorder's clock and keeps its difference to the local one. Blocking likewise.
-    bool GetServerTime();
-    // The same for a thread that may outlive this object.
+    // Reads the recorder's clock and keeps its difference to the local one. Blocking, for a thread of the
+    // caller's that may outlive this object.
     std::function<bool()> ServerTimeTask() const;
     bool IsServerTimeKnown() const;
-    // Seconds that the recorder's clock is ahead of the local one, as GetServerTime found it.
+    // Seconds that the recorder's clock is ahead of the local one, as the task found it.
     std::int64_t GetServerTimeOffset() const;
 
 private:

@@ -1,9 +1,14 @@
-// The notification connection: one line a change, and the queries that each asks for.
+#include "server/notify_info.h"
+
 #include <array>
 #include <limits>
 
 #include "persist/log_file.h"
-#include "server/document_reader.h"
+#include "server/http/conc_info.h"
+#include "server/http/control_rights.h"
+#include "server/http/disk_info.h"
+#include "server/http/document_reader.h"
+#include "server/http/ext_info.h"
 
 namespace kvmon {
 
@@ -17,27 +22,30 @@ constexpr Socket::DeadPeer kDeadRecorder{15, 10, 3, 30000};
 // Two failures carry the number of the message in place of a code; the console takes any code.
 constexpr std::uint32_t kFailedRefresh = WM_GETVSINFO_FAILED;
 
+enum class ToldFor { AllServers, FirstServer };
+
 // One query of a refresh.
 struct Step {
     const char* name;
-    bool (ServerWorker::*query)(CNvrStatus&, std::uint32_t*);
+    bool (*query)(QueryContext&, CNvrStatus&, std::uint32_t*);
     std::uint32_t code;
-    bool firstServerOnly;
+    ToldFor told;
 };
 
 constexpr Step kDiskSteps[] = {
-    {"GetNvrDiskInfo", &ServerWorker::GetNvrDiskInfo, kFailedDiskInfo, true},
+    {"GetNvrDiskInfo", &GetNvrDiskInfo, kFailedDiskInfo, ToldFor::FirstServer},
 };
 constexpr Step kAllSteps[] = {
-    {"GetNvrVsConcInfo", &ServerWorker::GetNvrVsConcInfo, kFailedConcInfo, false},
-    {"GetNvrDiskInfo", &ServerWorker::GetNvrDiskInfo, kFailedRefresh, true},
-    {"GetExtInfo", &ServerWorker::GetExtInfo, kFailedRefresh, false},
-    {"GetControlAuth", &ServerWorker::GetControlAuth, kFailedControlAuth, false},
+    {"GetNvrVsConcInfo", &GetNvrVsConcInfo, kFailedConcInfo, ToldFor::AllServers},
+    {"GetNvrDiskInfo", &GetNvrDiskInfo, kFailedRefresh, ToldFor::FirstServer},
+    {"GetExtInfo", &GetExtInfo, kFailedRefresh, ToldFor::AllServers},
+    {"GetControlAuth", &GetControlAuth, kFailedControlAuth, ToldFor::AllServers},
 };
 
 class NotifyLoop {
 public:
-    NotifyLoop(ServerWorker& worker, CNvrStatus& status) : m_worker(worker), m_status(status) {}
+    NotifyLoop(ServerWorker& worker, CNvrStatus& status)
+        : m_worker(worker), m_query(worker.Query()), m_status(status) {}
 
     // Runs until the connection has to end.
     void Run(CHttpTran& tran) {
@@ -58,7 +66,7 @@ public:
                 ++m_nTimeoutCount;
             } else if (nRes != NotifyLine::Line) {
                 Trace("CKelvaraInfo::GetNotifyInfo: m_nIdx=%d, Get notify.cgi broken(nRes = %d).\n",
-                      m_worker.m_nIdx.load(), static_cast<int>(nRes));
+                      m_query.GetIdx(), static_cast<int>(nRes));
                 return;
             }
             if (WaitRetryFailed()) {
@@ -72,9 +80,7 @@ private:
     // The pause after each line. True if it was cut short, or a stop is asked for.
     bool WaitRetryFailed() {
         const std::atomic<std::uint32_t> count(m_dwErrorCount);
-        return WaitRetry(m_worker.GetClock(), m_worker.m_hExitEvent, m_worker.m_bHttpTranFlag, count,
-                         &m_worker.m_nRetryAt) ||
-               m_worker.IsStopped();
+        return m_worker.WaitRetryFor(count) || m_query.IsStopped();
     }
 
     bool HandleAndPublish(std::string_view line) {
@@ -86,7 +92,7 @@ private:
             m_dwErrorCount = 0;
             m_worker.ApplyCapabilities(m_status);
             if (m_worker.UpdateServerInfo(m_status)) {
-                m_worker.m_dwErrorCount = 0;
+                m_query.SetErrorCount(0);
             }
         }
         return !m_bDone;
@@ -98,8 +104,7 @@ private:
         } else if (line == "2\n") {
             Refresh(kAllSteps);
         } else if (line == "3\n") {
-            Trace("CKelvaraInfo::GetNotifyInfo: m_nIdx=%d, Server send shutdown notify.\n",
-                  m_worker.m_nIdx.load());
+            Trace("CKelvaraInfo::GetNotifyInfo: m_nIdx=%d, Server send shutdown notify.\n", m_query.GetIdx());
             m_bDone = true;
         }
     }
@@ -124,26 +129,27 @@ private:
     bool RunSteps(std::span<const Step> steps) {
         for (const Step& step : steps) {
             std::uint32_t dwErrorCode = 0;
-            if ((m_worker.*step.query)(m_status, &dwErrorCode)) {
+            if (step.query(m_query, m_status, &dwErrorCode)) {
                 continue;
             }
             ++m_dwErrorCount;
-            m_worker.m_bRoundGood = false;
+            m_worker.SetRoundGood(false);
             Trace(
                 "CKelvaraInfo::GetNotifyInfo: %s failed, m_nIdx=%d, m_dwErrorCount=%d, dwErrorCode=%d, "
                 "dwErrorCount=%d...\n",
-                step.name, m_worker.m_nIdx.load(), static_cast<int>(m_worker.m_dwErrorCount),
+                step.name, m_query.GetIdx(), static_cast<int>(m_query.ErrorCount()),
                 static_cast<int>(dwErrorCode), static_cast<int>(m_dwErrorCount));
-            if (!step.firstServerOnly || m_worker.m_nIdx == 0) {
+            if (step.told == ToldFor::AllServers || m_query.GetIdx() == 0) {
                 m_worker.PostFailure(step.code);
             }
             return false;
         }
-        m_worker.m_bRoundGood = true;
+        m_worker.SetRoundGood(true);
         return true;
     }
 
     ServerWorker& m_worker;
+    QueryContext& m_query;
     CNvrStatus& m_status;
     int m_nTimeoutCount = 0;
     std::uint32_t m_dwErrorCount = 0;
@@ -152,14 +158,14 @@ private:
 };
 
 // Connects, sends the request and sets the receive time-out by how long the reply took.
-bool OpenNotifyConnection(ServerWorker& worker, CHttpTran& tran, const ConnectInfo& connect,
+bool OpenNotifyConnection(QueryContext& query, CHttpTran& tran, const ConnectInfo& connect,
                           std::string_view request) {
     std::uint32_t dwConnect = kConnectMs;
-    if (!tran.Create(true) || !tran.SetDeadPeer(kDeadRecorder) ||
+    if (!tran.Create(SocketKind::Blocking) || !tran.SetDeadPeer(kDeadRecorder) ||
         !tran.Connect(connect.szHost.c_str(), connect.nPort, &dwConnect)) {
         return false;
     }
-    const auto dwFstTick = static_cast<std::uint32_t>(worker.GetClock().TickMs());
+    const auto dwFstTick = static_cast<std::uint32_t>(query.GetClock().TickMs());
     std::uint32_t dwTimeout = 30000;
     if (!tran.Send(request, &dwTimeout)) {
         return false;
@@ -172,23 +178,24 @@ bool OpenNotifyConnection(ServerWorker& worker, CHttpTran& tran, const ConnectIn
         !CHttpTran::ParseHttpHeader({line.data(), length}, &http_result) || http_result.nStatus != 200) {
         return false;
     }
-    const auto dwSndTick = static_cast<std::uint32_t>(worker.GetClock().TickMs());
+    const auto dwSndTick = static_cast<std::uint32_t>(query.GetClock().TickMs());
     if (dwSndTick < dwFstTick) {
         return false;  // the counter wrapped
     }
     const std::uint32_t difference = dwSndTick - dwFstTick;
     Trace("CKelvaraInfo::GetNotifyInfo: m_nIdx=%d, dwSndTick - dwFstTick(Socket timeout value) = %d\n",
-          worker.m_nIdx.load(), static_cast<int>(difference));
+          query.GetIdx(), static_cast<int>(difference));
     const std::uint64_t timeout = std::uint64_t{difference} * 3 / 2;
-    tran.SetSocketOptions(true, static_cast<std::uint32_t>(std::min<std::uint64_t>(
-                                    timeout, std::numeric_limits<std::int32_t>::max())));
+    tran.SetSocketOptions(static_cast<std::uint32_t>(
+        std::min<std::uint64_t>(timeout, std::numeric_limits<std::int32_t>::max())));
     return true;
 }
 
 }  // namespace
 
-void ServerWorker::GetNotifyInfo(CNvrStatus& status) {
-    const ConnectInfo connect = GetConnectInfo();
+void GetNotifyInfo(ServerWorker& worker, CNvrStatus& status) {
+    QueryContext& query = worker.Query();
+    const ConnectInfo connect = query.GetConnectInfo();
     // This path does not follow the root of the other documents.
     const std::string request = FormatText(
         "GET /cgi-bin/notify.cgi HTTP/1.0\r\nUser-Agent: Monitor\r\nHost: %s\r\n"
@@ -196,16 +203,16 @@ void ServerWorker::GetNotifyInfo(CNvrStatus& status) {
         connect.szHost.c_str(), connect.szBase64Auth.c_str());
     if (request.size() > kMaxShortRequest) {
         Trace("CKelvaraInfo::GetNotifyInfo: m_nIdx=%d, _snprintf failed, header buffer is too small...\n",
-              m_nIdx.load());
+              query.GetIdx());
         return;
     }
     {
-        ServerTran tran(*this);
-        if (OpenNotifyConnection(*this, tran, connect, request)) {
-            NotifyLoop(*this, status).Run(tran);
+        ServerTran tran(query);
+        if (OpenNotifyConnection(query, tran, connect, request)) {
+            NotifyLoop(worker, status).Run(tran);
         }
     }
-    Trace("CKelvaraInfo::GetNotifyInfo: Leave, m_nIdx=%d...\n", m_nIdx.load());
+    Trace("CKelvaraInfo::GetNotifyInfo: Leave, m_nIdx=%d...\n", query.GetIdx());
 }
 
 }  // namespace kvmon

@@ -8,8 +8,8 @@
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
-#include "server/http_tran.h"
-#include "server/server_documents.h"
+#include "server/documents/server_documents.h"
+#include "server/http/http_tran.h"
 
 namespace kvmon {
 
@@ -165,7 +165,7 @@ bool CGetNVREventLog::Shared::Fetch() {
         return false;
     }
     const std::lock_guard lock(cs);
-    MergeEvents(list, parser.TakeEvents(), true);
+    MergeEvents(list, parser.TakeEvents());
     if (list.size() > kMaxEvents) {
         list.resize(kMaxEvents);
     }
@@ -223,7 +223,7 @@ void CGetNVREventLog::SetThreadArg(int nIdx, const std::string& regSection, cons
 
 // A thread that does not end keeps what it works on; the next one gets a copy.
 void CGetNVREventLog::EndThread(const char* lpszMethod) {
-    if (StopWork(false)) {
+    if (StopWork(StopWait::Brief)) {
         return;
     }
     Trace("CGetNVREventLog::%s: TerminateThread(0x%x, -8)...\n", lpszMethod, 1u);
@@ -253,9 +253,10 @@ void CGetNVREventLog::StartWork() {
           m_shared->strRegSection.c_str(), m_hGetThread.IsHeld() ? 1u : 0u);
 }
 
-bool CGetNVREventLog::StopWork(bool bWait) {
+bool CGetNVREventLog::StopWork(StopWait wait) {
     m_shared->RequestStop();
-    for (Milliseconds left = bWait ? kLongStop : kShortStop; left > Milliseconds(0); left -= kStopRound) {
+    for (Milliseconds left = wait == StopWait::ToTheEnd ? kLongStop : kShortStop; left > Milliseconds(0);
+         left -= kStopRound) {
         if (m_hGetThread.Wait(kStopRound)) {
             return true;
         }

@@ -8,7 +8,8 @@
 #include "platform/clock.h"
 #include "platform/window_handle.h"
 #include "platform/worker.h"
-#include "server/nvr_event.h"
+#include "server/documents/nvr_event.h"
+#include "server/stop_wait.h"
 
 namespace kvmon {
 
@@ -37,8 +38,8 @@ public:
                       const std::string& user, const std::string& password, WindowHandle hWnd);
     // Starts the thread; one that runs is stopped first.
     void StartWork();
-    // Waits up to 5000 ms with bWait, else 500. True if no thread is left.
-    bool StopWork(bool bWait);
+    // Waits up to 500 ms, or 5000. True if no thread is left.
+    bool StopWork(StopWait wait);
     // Asks the thread to end and does not wait; IsEnded says when none is left.
     void RequestStop();
     bool IsEnded();

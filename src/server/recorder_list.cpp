@@ -47,7 +47,7 @@ void RecorderList::RemoveServer(int nIdx) {
     }
     server->SetCameraCount(0);
     server->SetNotifyWnd({});
-    server->StopGetKelvaraInfo(false, false);
+    server->StopGetKelvaraInfo(StopWait::Brief);
     const auto place = m_servers.begin() + nIdx;
     ParkServer(std::move(*place));
     m_servers.erase(place);
@@ -94,17 +94,17 @@ void RecorderList::DeleteAllKelvara() {
     Trace("CKelvaraInfo::DeleteAllKelvara: Leave...\n");
 }
 
-void RecorderList::ReapRemovedServers(bool bForce) {
+void RecorderList::ReapRemovedServers(StopWait wait) {
     for (std::size_t i = m_removedServers.size(); i-- > 0;) {
-        if (m_removedServers[i]->StopGetKelvaraInfo(bForce, !bForce)) {
+        if (m_removedServers[i]->StopGetKelvaraInfo(wait)) {
             m_removedServers.erase(m_removedServers.begin() + static_cast<std::ptrdiff_t>(i));
         }
     }
 }
 
-void RecorderList::ReapRemovedCameras(bool bForce) {
+void RecorderList::ReapRemovedCameras(StopWait wait) {
     for (std::size_t i = m_removedCameras.size(); i-- > 0;) {
-        if (m_removedCameras[i]->StopCameraThreads(bForce)) {
+        if (m_removedCameras[i]->StopCameraThreads(wait == StopWait::ToTheEnd)) {
             m_removedCameras.erase(m_removedCameras.begin() + static_cast<std::ptrdiff_t>(i));
         }
     }

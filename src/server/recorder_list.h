@@ -35,6 +35,7 @@ public:
     // Creates an object with the next index; -1 on failure.
     int AddServer(const std::string& host, std::uint32_t nPort, const std::string& user,
                   const std::string& password);
+    // -1 if none has this address. Kept for hosts that name a recorder by it.
     int FindServer(const std::string& host, std::uint32_t nPort) const;
     int GetServerCount() const { return static_cast<int>(m_servers.size()); }
     // Null when out of range.
@@ -45,10 +46,12 @@ public:
     void ParkServer(std::unique_ptr<CKelvaraInfo> pServer);
     // Stops one camera and parks it with those under removal.
     void StopAndRemoveCamera(int nIdx, int nCameraIdx);
+    // Kept beside StopAndRemoveCamera, whose effect it tells.
     bool IsCameraInUse(const ServerCamera* pCamera) const;
     void DeleteAllKelvara();
-    void ReapRemovedServers(bool bForce);
-    void ReapRemovedCameras(bool bForce);
+    // Lets go of those that have ended; with ToTheEnd of all.
+    void ReapRemovedServers(StopWait wait);
+    void ReapRemovedCameras(StopWait wait);
 
 private:
     Clock& m_clock;

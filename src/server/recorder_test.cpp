@@ -4,8 +4,9 @@
 #include <optional>
 
 #include "platform/socket.h"
-#include "server/document_errors.h"
-#include "server/server_worker.h"
+#include "server/documents/document_errors.h"
+#include "server/http/conc_info.h"
+#include "server/http/query_context.h"
 
 namespace kvmon {
 
@@ -31,13 +32,13 @@ RecorderTestResult OfConnectError(std::uint32_t code) {
     }
 }
 
-bool IsKnownHost(ServerWorker& worker, const std::string& host) {
-    return ParseDottedAddress(host) || ResolveName(host, [&worker] { return worker.IsStopped(); });
+bool IsKnownHost(QueryContext& query, const std::string& host) {
+    return ParseDottedAddress(host) || ResolveName(host, [&query] { return query.IsStopped(); });
 }
 
 // A connection for the cause alone: the query that follows tells only that it had none.
-std::optional<RecorderTestResult> FindConnectFailure(ServerWorker& worker, const ConnectInfo& connect) {
-    ServerTran tran(worker);
+std::optional<RecorderTestResult> FindConnectFailure(QueryContext& query, const ConnectInfo& connect) {
+    ServerTran tran(query);
     std::uint32_t budget = kConnectMs;
     if (!tran.Create()) {
         return RecorderTestResult::Unreachable;
@@ -48,11 +49,11 @@ std::optional<RecorderTestResult> FindConnectFailure(ServerWorker& worker, const
     return std::nullopt;
 }
 
-RecorderTestReport AskRecorder(ServerWorker& worker) {
+RecorderTestReport AskRecorder(QueryContext& query) {
     for (int i = 0; i < kRoots; ++i) {
         CNvrStatus status;
         std::uint32_t code = 0;
-        if (worker.GetNvrVsConcInfo(status, &code)) {
+        if (GetNvrVsConcInfo(query, status, &code)) {
             return {RecorderTestResult::Works, std::string(TrimRight(status.m_strServerName, "\r")),
                     static_cast<int>(status.m_VideoSettingList.size())};
         }
@@ -71,23 +72,23 @@ RecorderTestReport AskRecorder(ServerWorker& worker) {
     return Failed(RecorderTestResult::NotARecorder);
 }
 
-RecorderTestReport TryRecorder(ServerWorker& worker) {
-    const ConnectInfo connect = worker.GetConnectInfo();
-    if (!IsKnownHost(worker, std::string(connect.szHost.View()))) {
+RecorderTestReport TryRecorder(QueryContext& query) {
+    const ConnectInfo connect = query.GetConnectInfo();
+    if (!IsKnownHost(query, std::string(connect.szHost.View()))) {
         return Failed(RecorderTestResult::NoSuchHost);
     }
-    if (const auto failure = FindConnectFailure(worker, connect)) {
+    if (const auto failure = FindConnectFailure(query, connect)) {
         return Failed(*failure);
     }
-    return AskRecorder(worker);
+    return AskRecorder(query);
 }
 
 }  // namespace
 
 struct RecorderTest::Try {
-    explicit Try(Clock& clock) : worker(clock) {}
+    explicit Try(Clock& clock) : query(clock) {}
 
-    ServerWorker worker;
+    QueryContext query;
     std::mutex cs;
     RecorderTestReport report;  // guarded by cs
 };
@@ -96,12 +97,12 @@ std::uint32_t RecorderTest::Start(const std::string& host, std::uint32_t nPort, 
                                   const std::string& password, WindowHandle receiver, std::uint32_t message) {
     Stop();
     const auto attempt = std::make_shared<Try>(m_clock);
-    attempt->worker.SetConnectInfo(-1, host, nPort, user, password);
-    attempt->worker.PrepareStart();
+    attempt->query.SetConnectInfo(-1, host, nPort, user, password);
+    attempt->query.PrepareStart();
     const std::uint32_t number = ++m_nNumber;
     if (!m_thread.Start("recordertest", [attempt, number, receiver = std::move(receiver), message] {
-            RecorderTestReport report = TryRecorder(attempt->worker);
-            if (attempt->worker.IsStopped()) {
+            RecorderTestReport report = TryRecorder(attempt->query);
+            if (attempt->query.IsStopped()) {
                 return;
             }
             {
@@ -118,7 +119,7 @@ std::uint32_t RecorderTest::Start(const std::string& host, std::uint32_t nPort, 
 
 void RecorderTest::Stop() {
     if (m_try) {
-        m_try->worker.RequestStop();
+        m_try->query.AbortTransactions();
         m_try.reset();
     }
     if (!m_thread.Wait(Milliseconds(0))) {

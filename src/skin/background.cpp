@@ -88,10 +88,6 @@ QRect SkinStatusRect(QSize size) {
     return QRect(19, 626, 783, 24).translated(0, growth.y()).adjusted(0, 0, growth.x(), 0);
 }
 
-QRect SkinCaptionRect(QSize size) {
-    return QRect(822, 305, 150, 22).translated(Growth(size).x(), 0);
-}
-
 QRect SkinControlRect(const QRect& table, QSize size) {
     const QPoint growth = Growth(size);
     QRect rect = table;

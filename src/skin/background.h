@@ -16,8 +16,6 @@ QRect SkinViewRect(QSize size);
 QRect SkinPanelRect(QSize size);
 // A line of text below the pictures.
 QRect SkinStatusRect(QSize size);
-// A line of text at the head of the camera's group: whom its buttons command.
-QRect SkinCaptionRect(QSize size);
 // Where a control stands that the table puts here: with the panel when it belongs to it.
 QRect SkinControlRect(const QRect& table, QSize size);
 

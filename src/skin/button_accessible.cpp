@@ -2,8 +2,6 @@
 
 #include <QtWidgets/QAccessibleWidget>
 
-#include "skin/xskin_od_button.h"
-
 namespace kvmon {
 
 namespace {
@@ -21,7 +19,8 @@ QAccessible::Role RoleOf(ButtonMode mode) {
 
 class ButtonAccessible final : public QAccessibleWidget {
 public:
-    explicit ButtonAccessible(CXSkinODButton* button) : QAccessibleWidget(button, RoleOf(button->Mode())) {}
+    ButtonAccessible(QWidget* widget, AccessibleButton& button)
+        : QAccessibleWidget(widget, RoleOf(button.Mode())) {}
 
     QAccessible::State state() const override {
         QAccessible::State state = QAccessibleWidget::state();
@@ -34,7 +33,7 @@ public:
 
     QStringList actionNames() const override {
         QStringList names = QAccessibleWidget::actionNames();
-        if (Button().isEnabled()) {
+        if (widget()->isEnabled()) {
             names.prepend(pressAction());
         }
         return names;
@@ -49,12 +48,12 @@ public:
     }
 
 private:
-    CXSkinODButton& Button() const { return *static_cast<CXSkinODButton*>(widget()); }
+    AccessibleButton& Button() const { return *dynamic_cast<AccessibleButton*>(widget()); }
 };
 
 QAccessibleInterface* MakeInterface(const QString&, QObject* object) {
-    auto* const button = dynamic_cast<CXSkinODButton*>(object);
-    return button == nullptr ? nullptr : new ButtonAccessible(button);
+    auto* const button = dynamic_cast<AccessibleButton*>(object);
+    return button == nullptr ? nullptr : new ButtonAccessible(static_cast<QWidget*>(object), *button);
 }
 
 }  // namespace

@@ -6,9 +6,9 @@
 #include <QtWidgets/QStyleFactory>
 #include <QtWidgets/QStyleOption>
 #include <QtWidgets/QToolTip>
-#include <algorithm>
 
 #include "skin/palette.h"
+#include "skin/style_controls.h"
 #include "skin/style_parts.h"
 
 namespace kvmon {
@@ -163,7 +163,8 @@ public:
         if (element == CE_TabBarTabShape) {
             DrawTab(*option, *painter);
         } else if (element == CE_HeaderSection || element == CE_HeaderEmptyArea) {
-            DrawHeader(option->rect, element == CE_HeaderSection, *painter);
+            DrawHeader(option->rect, element == CE_HeaderSection ? HeaderPart::Title : HeaderPart::Empty,
+                       *painter);
         } else if (element == CE_ProgressBarGroove) {
             DrawBox(*painter, option->rect, palette::kField, palette::kEdge);
         } else if (element == CE_ProgressBarContents) {
@@ -214,158 +215,12 @@ public:
     }
 
 private:
-    static void DrawPush(const QStyleOption& option, QPainter& painter) {
-        Plate plate = PlateOf(option.state);
-        const auto* const button = qstyleoption_cast<const QStyleOptionButton*>(&option);
-        const bool isDefault =
-            button != nullptr && button->features.testFlag(QStyleOptionButton::DefaultButton);
-        if (isDefault && option.state.testFlag(State_Enabled)) {
-            plate.edge = palette::kAccent;
-        }
-        DrawBox(painter, option.rect, plate.face, plate.edge);
-        if (ShowsKeyboardFocus(option.state)) {
-            DrawRing(painter, option.rect);
-        }
-    }
-
-    // Lists and tables: where the keyboard goes shows at the frame.
-    static void DrawFrame(const QStyleOption& option, QPainter& painter) {
-        painter.setPen(QColor(ShowsFocus(option.state) ? palette::kAccent : palette::kEdge));
-        painter.setBrush(Qt::NoBrush);
-        painter.drawRect(option.rect.adjusted(0, 0, -1, -1));
-    }
-
-    // A bar without arrows: all of it is groove.
-    static QRect ScrollPart(const QStyleOptionSlider& bar, SubControl part) {
-        const bool horizontal = bar.orientation == Qt::Horizontal;
-        const int length = horizontal ? bar.rect.width() : bar.rect.height();
-        const qint64 range = static_cast<qint64>(bar.maximum) - bar.minimum;
-        constexpr int kSmallest = 24;
-        int slider = length;
-        if (range > 0) {
-            slider = static_cast<int>(static_cast<qint64>(length) * bar.pageStep / (range + bar.pageStep));
-            slider = std::clamp(slider, std::min(kSmallest, length), length);
-        }
-        const int start = sliderPositionFromValue(bar.minimum, bar.maximum, bar.sliderPosition,
-                                                  length - slider, bar.upsideDown);
-        const auto along = [&](int from, int size) {
-            return horizontal ? QRect(bar.rect.x() + from, bar.rect.y(), size, bar.rect.height())
-                              : QRect(bar.rect.x(), bar.rect.y() + from, bar.rect.width(), size);
-        };
-        switch (part) {
-            case SC_ScrollBarSlider:
-                return along(start, slider);
-            case SC_ScrollBarSubPage:
-                return along(0, start);
-            case SC_ScrollBarAddPage:
-                return along(start + slider, length - start - slider);
-            case SC_ScrollBarGroove:
-                return bar.rect;
-            default:
-                return {};
-        }
-    }
-
-    static void DrawScroll(const QStyleOptionComplex& option, QPainter& painter) {
-        painter.fillRect(option.rect, QColor(palette::kField));
-        const auto* const bar = qstyleoption_cast<const QStyleOptionSlider*>(&option);
-        if (bar == nullptr || bar->maximum <= bar->minimum) {
-            return;
-        }
-        const QRect slider = ScrollPart(*bar, SC_ScrollBarSlider).adjusted(3, 3, -3, -3);
-        const bool lit =
-            option.activeSubControls == SC_ScrollBarSlider && option.state.testFlag(State_MouseOver);
-        const QRgb face = lit ? palette::kEdgeHover : palette::kEdge;
-        DrawBox(painter, slider, face, face, 3);
-    }
-
-    static void DrawField(const QStyleOption& option, QPainter& painter) {
-        const auto* const frame = qstyleoption_cast<const QStyleOptionFrame*>(&option);
-        if (frame != nullptr && frame->lineWidth == 0) {
-            return;  // the inner part of a spin box
-        }
-        const bool enabled = option.state.testFlag(State_Enabled);
-        DrawBox(painter, option.rect, enabled ? palette::kField : palette::kSection,
-                ShowsFocus(option.state) ? palette::kAccent : palette::kEdge);
-    }
-
-    static void DrawCheck(const QStyleOption& option, QPainter& painter) {
-        const QRect box = option.rect;
-        const Plate plate = PlateOf(option.state);
-        const bool bare = option.state.testFlag(State_Off) && option.state.testFlag(State_Enabled);
-        DrawBox(painter, box, bare ? palette::kField : plate.face, plate.edge, 3);
-        painter.save();
-        painter.setRenderHint(QPainter::Antialiasing);
-        const bool enabled = option.state.testFlag(State_Enabled);
-        painter.setPen(QPen(QColor(enabled ? palette::kAccentBright : palette::kInkDisabled), 2,
-                            Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-        painter.translate(box.topLeft());
-        painter.scale(box.width() / 16.0, box.height() / 16.0);
-        if (option.state.testFlag(State_On)) {
-            painter.drawPolyline(QPolygonF({QPointF(4, 8.4), QPointF(6.9, 11.2), QPointF(12, 5)}));
-        } else if (option.state.testFlag(State_NoChange)) {
-            painter.drawLine(QPointF(4.5, 8), QPointF(11.5, 8));
-        }
-        painter.restore();
-    }
-
-    static void DrawRadio(const QStyleOption& option, QPainter& painter) {
-        const QRect box = option.rect;
-        const bool on = option.state.testFlag(State_On);
-        const bool enabled = option.state.testFlag(State_Enabled);
-        const Plate plate = PlateOf(option.state);
-        DrawBox(painter, box, !on && enabled ? palette::kField : plate.face, plate.edge, box.width() / 2.0);
-        if (!on) {
-            return;
-        }
-        painter.save();
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(QColor(enabled ? palette::kAccentBright : palette::kInkDisabled));
-        painter.drawEllipse(QRectF(box).center(), 3.5, 3.5);
-        painter.restore();
-    }
-
-    static void DrawTab(const QStyleOption& option, QPainter& painter) {
-        const bool chosen = option.state.testFlag(State_Selected);
-        const bool hover = option.state.testFlag(State_MouseOver);
-        if (!chosen && hover) {
-            painter.fillRect(option.rect.adjusted(0, 2, -2, -2), QColor(palette::kLight));
-        }
-        const QRect line(option.rect.left() + 4, option.rect.bottom() - 2, option.rect.width() - 10, 2);
-        painter.fillRect(line, QColor(chosen ? palette::kAccent : palette::kEdgeDisabled));
-    }
-
-    // The titles of a table's columns.
-    static void DrawHeader(const QRect& rect, bool bDivided, QPainter& painter) {
-        painter.fillRect(rect, QColor(palette::kPanel));
-        painter.setPen(QColor(palette::kEdge));
-        painter.drawLine(rect.bottomLeft(), rect.bottomRight());
-        if (bDivided) {
-            painter.setPen(QColor(palette::kEdgeDisabled));
-            painter.drawLine(rect.topRight() + QPoint(0, 5), rect.bottomRight() - QPoint(0, 5));
-        }
-    }
-
-    static void DrawProgress(const QStyleOptionProgressBar& bar, QPainter& painter) {
-        const double range = static_cast<double>(bar.maximum) - bar.minimum;
-        const double share = std::clamp((bar.progress - bar.minimum) / range, 0.0, 1.0);
-        QRect filled = bar.rect.adjusted(2, 2, -2, -2);
-        filled.setWidth(static_cast<int>(filled.width() * share));
-        if (bar.direction == Qt::RightToLeft) {
-            filled.moveRight(bar.rect.right() - 2);
-        }
-        if (!filled.isEmpty()) {
-            DrawBox(painter, filled, palette::kFaceCheckedHover, palette::kFaceCheckedHover, 2);
-        }
-    }
-
     void DrawCombo(const QStyleOptionComplex& option, QPainter& painter, const QWidget* widget) const {
         const Plate plate = PlateOf(option.state & ~State_On & ~State_Sunken);
         DrawBox(painter, option.rect, plate.face, plate.edge);
         const QRect arrow =
             proxy()->subControlRect(CC_ComboBox, &option, SC_ComboBoxArrow, widget).adjusted(0, 0, -3, 0);
-        DrawChevron(painter, arrow, false, InkOf(option));
+        DrawChevron(painter, arrow, Tip::Down, InkOf(option));
         if (ShowsKeyboardFocus(option.state)) {
             DrawRing(painter, option.rect);
         }
@@ -385,7 +240,8 @@ private:
             const bool can = enabled && spin != nullptr &&
                              spin->stepEnabled.testFlag(up ? QAbstractSpinBox::StepUpEnabled
                                                            : QAbstractSpinBox::StepDownEnabled);
-            DrawChevron(painter, box, up, QColor(can ? palette::kInk : palette::kInkDisabled));
+            DrawChevron(painter, box, up ? Tip::Up : Tip::Down,
+                        QColor(can ? palette::kInk : palette::kInkDisabled));
         }
     }
 };

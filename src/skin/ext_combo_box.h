@@ -19,7 +19,7 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
-    // For the text, in pixels.
+    // The room for the text, in pixels.
     int TextRoom(const QStyleOptionComboBox& option) const;
 };
 

@@ -30,7 +30,7 @@ inline constexpr std::uint32_t WM_MOUSEWHEEL = 522;
 inline constexpr WParam kKeyEscape = 27;
 inline constexpr WParam kKeyMenu = 93;
 
-// Of a mouse message that a finger made.
+// Set in a mouse message that a finger made.
 inline constexpr WParam kByFinger = 0x1000;
 
 // wParam of a mouse message: the buttons and keys held (1 left, 2 right, 4 shift, 8 control, 16 middle);

@@ -14,7 +14,7 @@ class RepaintTicket {
 public:
     virtual ~RepaintTicket() = default;
     // Asks for a repaint of the window. Any thread; never waits for the user interface's thread, and
-    // allocates only when no wake-up is under way. Nothing once the window is gone.
+    // allocates only when no wake-up is under way. Does nothing once the window is gone.
     virtual void Request() = 0;
 };
 

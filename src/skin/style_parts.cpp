@@ -54,7 +54,8 @@ void DrawRing(QPainter& painter, const QRect& rect, double radius) {
     painter.restore();
 }
 
-void DrawChevron(QPainter& painter, const QRect& box, bool up, const QColor& ink) {
+void DrawChevron(QPainter& painter, const QRect& box, Tip tip, const QColor& ink) {
+    const bool up = tip == Tip::Up;
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(QPen(ink, 1.5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));

@@ -27,7 +27,8 @@ bool ShowsKeyboardFocus(QStyle::State state);
 
 void DrawBox(QPainter& painter, const QRect& rect, QRgb fill, QRgb edge, double radius = kRadius);
 void DrawRing(QPainter& painter, const QRect& rect, double radius = kRadius);
-void DrawChevron(QPainter& painter, const QRect& box, bool up, const QColor& ink);
+enum class Tip { Up, Down };
+void DrawChevron(QPainter& painter, const QRect& box, Tip tip, const QColor& ink);
 
 // The sign of a message box: a letter in a ring.
 QIcon MessageIcon(QRgb colour, const char* letter);

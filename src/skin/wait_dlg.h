@@ -35,7 +35,7 @@ public:
     void Open(bool modal);
     void Close(int result);
     bool IsOpen() const { return m_open; }
-    // Back to the middle of the parent, which has changed its size.
+    // Moves back to the middle of the parent, whose size has changed.
     void Centre();
 
 protected:

@@ -13,19 +13,8 @@
 
 namespace kvmon {
 
-CXSkinDialog::CXSkinDialog(QWidget* parent)
-    : WindowBase(parent), m_ground(DrawSkinBackground), m_placement(SkinControlRect) {
+CXSkinDialog::CXSkinDialog(QWidget* parent) : WindowBase(parent) {
     setAttribute(Qt::WA_OpaquePaintEvent);
-}
-
-void CXSkinDialog::SetBackground(Ground ground, Placement placement) {
-    m_ground = std::move(ground);
-    m_placement = std::move(placement);
-    m_groundBitmap = QPixmap();
-    for (const Item& item : m_items) {
-        Place(item);
-    }
-    update();
 }
 
 void CXSkinDialog::CreateControls(std::span<const SkinControlRow> table, TextSource texts) {
@@ -113,6 +102,10 @@ QSize CXSkinDialog::sizeHint() const {
     return kSkinSize;
 }
 
+void CXSkinDialog::PostCommand(int nId) {
+    PostMessage(WM_COMMAND, static_cast<WParam>(nId), 0);
+}
+
 CXSkinDialog::Item* CXSkinDialog::Find(int id) {
     const auto item =
         std::find_if(m_items.begin(), m_items.end(), [id](const Item& each) { return each.id == id; });
@@ -121,7 +114,7 @@ CXSkinDialog::Item* CXSkinDialog::Find(int id) {
 
 void CXSkinDialog::Place(const Item& item) const {
     if (item.control != nullptr) {
-        item.control->setGeometry(m_placement(item.table, size()));
+        item.control->setGeometry(SkinControlRect(item.table, size()));
     }
 }
 
@@ -141,7 +134,7 @@ void CXSkinDialog::paintEvent(QPaintEvent* event) {
                                        static_cast<int>(std::lround(height() * scale))));
         m_groundBitmap.setDevicePixelRatio(scale);
         QPainter painter(&m_groundBitmap);
-        m_ground(painter, size());
+        DrawSkinBackground(painter, size());
     }
     QPainter painter(this);
     painter.setClipRegion(event->region());

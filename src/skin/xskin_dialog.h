@@ -3,35 +3,24 @@
 
 #include <QtCore/QPointer>
 #include <QtGui/QPixmap>
-#include <functional>
 #include <span>
 #include <vector>
 
+#include "skin/skin_button_owner.h"
 #include "skin/skin_messages.h"
 #include "skin/skin_table.h"
 #include "skin/window_base.h"
 
 namespace kvmon {
 
-class CXSkinODButton;
-
-// Codes of OnSkinODButtonNotify.
-inline constexpr int kClicked = 0;
-
 // User interface thread only.
-class CXSkinDialog : public WindowBase {
+class CXSkinDialog : public WindowBase, public SkinButtonOwner {
 public:
     // Gives the text of a number.
     using TextSource = std::string (*)(std::uint32_t id);
-    // Draws the ground for a dialog of this size, in logical pixels.
-    using Ground = std::function<void(QPainter& painter, QSize size)>;
-    // Where a control stands in a dialog of this size that the table puts at the rectangle.
-    using Placement = std::function<QRect(const QRect& table, QSize size)>;
 
     explicit CXSkinDialog(QWidget* parent = nullptr);
 
-    // The console's ground and placement are the start values; kept for other dialogs of this kind.
-    void SetBackground(Ground ground, Placement placement);
     // Makes the controls in the table's order, which is the order of the Tab key, too. An identifier that is
     // there already is passed over.
     void CreateControls(std::span<const SkinControlRow> table, TextSource texts);
@@ -47,12 +36,11 @@ public:
     // The same when it is a skin button, else null.
     CXSkinODButton* GetButton(int id) const;
 
-    // A button was clicked. Returns 0 when that is the end of it; else WM_COMMAND follows, as after the
-    // base's answer, 1.
-    virtual int OnSkinODButtonNotify(int nId, int nCode, LParam lParam);
-    // The tool tip of a button is about to show. The text is that of the table and may be changed; false
-    // shows none. The base accepts a text that is not empty.
-    virtual bool OnSkinToolTipNeedTextNotify(CXSkinODButton& button, std::string& text);
+    // The base leaves the click to PostCommand, which posts WM_COMMAND.
+    int OnSkinODButtonNotify(int nId, int nCode, LParam lParam) override;
+    // The base accepts a text that is not empty.
+    bool OnSkinToolTipNeedTextNotify(CXSkinODButton& button, std::string& text) override;
+    void PostCommand(int nId) override;
 
     QSize minimumSizeHint() const override;
     QSize sizeHint() const override;
@@ -72,8 +60,6 @@ private:
     QWidget* Make(const SkinControlRow& row, TextSource texts);
     void Place(const Item& item) const;
 
-    Ground m_ground;
-    Placement m_placement;
     std::vector<Item> m_items;
     QPixmap m_groundBitmap;
 };

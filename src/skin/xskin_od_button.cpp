@@ -5,11 +5,10 @@
 #include <QtWidgets/QToolTip>
 #include <algorithm>
 
-#include "skin/button_accessible.h"
 #include "skin/icons.h"
 #include "skin/palette.h"
 #include "skin/plain_text.h"
-#include "skin/xskin_dialog.h"
+#include "skin/skin_button_owner.h"
 
 namespace kvmon {
 
@@ -84,10 +83,10 @@ void CXSkinODButton::SetTipText(std::string text) {
     setAccessibleName(QString::fromStdString(m_tipText));
 }
 
-CXSkinDialog* CXSkinODButton::Owner() const {
+SkinButtonOwner* CXSkinODButton::Owner() const {
     for (QWidget* parent = parentWidget(); parent != nullptr; parent = parent->parentWidget()) {
-        if (auto* const dialog = dynamic_cast<CXSkinDialog*>(parent)) {
-            return dialog;
+        if (auto* const owner = dynamic_cast<SkinButtonOwner*>(parent)) {
+            return owner;
         }
     }
     return nullptr;
@@ -125,9 +124,9 @@ void CXSkinODButton::Clicked() {
     if (Mode() == ButtonMode::kRadio) {
         UncheckGroup();
     }
-    CXSkinDialog* const owner = Owner();
+    SkinButtonOwner* const owner = Owner();
     if (owner != nullptr && owner->OnSkinODButtonNotify(ControlId(), kClicked, 0) != 0) {
-        owner->PostMessage(WM_COMMAND, static_cast<WParam>(ControlId()), 0);
+        owner->PostCommand(ControlId());
     }
 }
 
@@ -176,7 +175,7 @@ bool CXSkinODButton::event(QEvent* event) {
 
 void CXSkinODButton::ShowTip(const QPoint& screenPosition) {
     std::string text = m_tipText;
-    CXSkinDialog* const owner = Owner();
+    SkinButtonOwner* const owner = Owner();
     if (owner != nullptr && !owner->OnSkinToolTipNeedTextNotify(*this, text)) {
         text.clear();
     }

@@ -5,15 +5,13 @@
 #include <array>
 #include <functional>
 
+#include "skin/button_accessible.h"
 #include "skin/button_art.h"
 #include "skin/window_base.h"
 
 namespace kvmon {
 
-class CXSkinDialog;
-
-inline constexpr int BST_UNCHECKED = 0;
-inline constexpr int BST_CHECKED = 1;
+class SkinButtonOwner;
 
 // A push, toggle or radio button that shows one bitmap a state. User interface thread only.
 //
@@ -21,7 +19,7 @@ inline constexpr int BST_CHECKED = 1;
 // OnSkinODButtonNotify and then posted to it as WM_COMMAND with the identifier. The release of a press is
 // not reported: who paces a held button reads IsPressed(), which is true from the press to the release even
 // while the pointer is elsewhere, and false as soon as the button can no longer see the release.
-class CXSkinODButton : public WindowBase {
+class CXSkinODButton : public WindowBase, public AccessibleButton {
 public:
     // Gives the bitmap of a state in this size and for this scale.
     using BitmapSource = std::function<QPixmap(QSize size, double scale, ButtonLook look, bool checked)>;
@@ -33,17 +31,17 @@ public:
     // Also posts nMessage with wParam 1 and lParam the identifier to hTarget at each press.
     void SetPressNotify(bool bEnable, WindowHandle hTarget, std::uint32_t nMessage);
 
-    ButtonMode Mode() const { return m_state.mode(); }
-    bool IsPressed() const { return m_state.pressed(); }
-    int GetCheck() const { return m_state.checked() ? BST_CHECKED : BST_UNCHECKED; }
+    ButtonMode Mode() const override { return m_state.mode(); }
+    bool IsPressed() const override { return m_state.pressed(); }
+    int GetCheck() const override { return m_state.checked() ? BST_CHECKED : BST_UNCHECKED; }
     // Sets this button alone, a radio button too, and tells nobody.
     void SetCheck(int check);
-    bool IsBusy() const { return m_state.busy(); }
+    bool IsBusy() const override { return m_state.busy(); }
     // A busy button turns a wait mark and takes no press.
     void SetBusy(bool busy);
     ButtonLook Look() const { return m_state.Look(); }
-    // What a click does, without a press before it. Nothing on a disabled or busy button.
-    void Click();
+    // What a click does, without a press before it. Does nothing on a disabled or busy button.
+    void Click() override;
 
     // The text of the control's table row; a fallback for the tool tip and the accessible name.
     const std::string& TipText() const { return m_tipText; }
@@ -68,7 +66,7 @@ protected:
     void OnTimer(std::uint32_t id) override;
 
 private:
-    CXSkinDialog* Owner() const;
+    SkinButtonOwner* Owner() const;
     void Press();
     void Release();
     void Cancel();

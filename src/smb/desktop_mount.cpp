@@ -24,6 +24,7 @@ namespace kvmon {
 
 namespace {
 
+constexpr char kOurs = 'm';
 constexpr const char* kProgram = "gio";
 constexpr std::size_t kMaxOutput = 64 * 1024;
 constexpr std::string_view kPathLine = "local path: ";
@@ -191,21 +192,23 @@ DesktopMount::~DesktopMount() {
     }
 }
 
-// Whether this program has mounted it is written into the file that all who hold it have open.
-bool DesktopMount::IsOurs(bool bNew) {
-    if (m_lock < 0) {
-        const char* const folder = std::getenv("XDG_RUNTIME_DIR");
-        const std::string file = std::string(folder != nullptr ? folder : "") + "/kvmon-share-" +
-                                 std::to_string(std::hash<std::string>()(m_root));
-        m_lock =
-            folder != nullptr ? ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600) : -1;
-        if (m_lock < 0 || ::flock(m_lock, LOCK_SH) != 0) {
-            return bNew;
-        }
-    }
-    const char mark = 'm';
+// All who hold the mount have one file open. False where there is none to be had.
+bool DesktopMount::HoldLock() {
+    const char* const folder = std::getenv("XDG_RUNTIME_DIR");
+    const std::string file = std::string(folder != nullptr ? folder : "") + "/kvmon-share-" +
+                             std::to_string(std::hash<std::string>()(m_root));
+    m_lock = folder != nullptr ? ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600) : -1;
+    return m_lock >= 0 && ::flock(m_lock, LOCK_SH) == 0;
+}
+
+// That this program has mounted it is written into that file.
+bool DesktopMount::MarkAsOurs() {
+    return ::pwrite(m_lock, &kOurs, 1, 0) == 1;
+}
+
+bool DesktopMount::IsOurs() const {
     char found = 0;
-    return bNew ? ::pwrite(m_lock, &mark, 1, 0) == 1 : ::pread(m_lock, &found, 1, 0) == 1 && found == mark;
+    return ::pread(m_lock, &found, 1, 0) == 1 && found == kOurs;
 }
 
 std::string DesktopMount::Mount(const ShareRequest& request, std::uint16_t port) {
@@ -217,7 +220,7 @@ std::string DesktopMount::Mount(const ShareRequest& request, std::uint16_t port)
     const auto begin = SteadyClock::now();
     Answers answers(request);
     const bool bNew = ProgramRun({kProgram, "mount", m_root}, kMountMs).Finish(std::ref(answers));
-    if (!IsOurs(bNew) && bNew) {
+    if (HoldLock() && bNew && !MarkAsOurs()) {
         return {};
     }
     const auto spent = std::chrono::duration_cast<std::chrono::milliseconds>(SteadyClock::now() - begin);
@@ -227,7 +230,7 @@ std::string DesktopMount::Mount(const ShareRequest& request, std::uint16_t port)
 }
 
 void DesktopMount::Unmount() {
-    if (m_root.empty() || m_lock < 0 || !IsOurs(false) || ::flock(m_lock, LOCK_EX | LOCK_NB) != 0) {
+    if (m_root.empty() || m_lock < 0 || !IsOurs() || ::flock(m_lock, LOCK_EX | LOCK_NB) != 0) {
         return;
     }
     // Also under the hands of a program that reads there: the page's session is over.

@@ -19,12 +19,12 @@ namespace {
 using namespace kvmon;
 
 constexpr unsigned kRequestSeconds = 5;
-// Beyond the client's own patience: for a client that is gone.
+// Longer than the client itself waits: it ends this process when the client has gone.
 constexpr unsigned kConnectSeconds = 20;
 constexpr int kLibraryMs = 8000;
 
 // The library writes complaints to standard output and standard error: it gets neither. Nothing else that is
-// open here is this program's. The descriptor of what was standard output.
+// open here is this program's. Gives the descriptor of what was standard output.
 int KeepToOurselves() {
     ::close_range(3, ~0U, 0);
     const int answers = ::dup(STDOUT_FILENO);

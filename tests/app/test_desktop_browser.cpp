@@ -1,4 +1,4 @@
-// What stands for the browser around the control on the desktop.
+// The desktop window in its part as the browser around the control.
 #include <gmock/gmock.h>
 
 #include <QtCore/QCoreApplication>

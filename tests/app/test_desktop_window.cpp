@@ -19,25 +19,18 @@
 #include "support/fake_clock.h"
 #include "support/fake_recorder.h"
 #include "support/file_holder.h"
+#include "support/qt_pump.h"
 #include "support/qt_ui_watchdog.h"
 #include "support/temp_folder.h"
 
 using namespace kvmon;
+using kvtest::PumpUntil;
 
 namespace {
 
 constexpr int kGerman = 0x0407;
 constexpr int kItalian = 0x0410;
 constexpr std::uint32_t kTextLogout = 4003;
-
-template <typename Condition>
-bool PumpUntil(Condition condition) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(15);
-    while (!condition() && std::chrono::steady_clock::now() < end) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
-    return condition();
-}
 
 class DesktopWindowTest : public testing::Test {
 protected:

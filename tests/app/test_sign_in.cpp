@@ -2,11 +2,6 @@
 // knows of it.
 #include <gmock/gmock.h>
 
-#include <QtCore/QCoreApplication>
-#include <QtCore/QEventLoop>
-#include <QtCore/QPointer>
-#include <QtGui/QKeyEvent>
-#include <QtGui/QMouseEvent>
 #include <QtWidgets/QAbstractItemView>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QCheckBox>
@@ -23,7 +18,7 @@
 
 #include "app/app_options.h"
 #include "app/desktop_window.h"
-#include "channel/video_wnd.h"
+#include "channel/cell/video_wnd.h"
 #include "persist/orvo_registry.h"
 #include "persist/string_table.h"
 #include "persist/utilities.h"
@@ -31,9 +26,15 @@
 #include "skin/window_base.h"
 #include "support/fake_clock.h"
 #include "support/fake_recorder.h"
+#include "support/qt_pump.h"
+#include "support/qt_user_input.h"
 #include "support/temp_folder.h"
 
 using namespace kvmon;
+using kvtest::ClickAt;
+using kvtest::PressKey;
+using kvtest::PumpUntil;
+using kvtest::TypeText;
 
 namespace {
 
@@ -43,28 +44,8 @@ constexpr std::uint32_t kTextNoAddress = 6160;
 constexpr int kRefusalsUntilTold = 7;
 constexpr int kItalian = 0x0410;
 
-template <typename Condition>
-bool PumpUntil(Condition condition) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(15);
-    while (!condition() && std::chrono::steady_clock::now() < end) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
-    return condition();
-}
-
 std::string Words(std::uint32_t id) {
     return LoadString(id);
-}
-
-void KeyTo(QWidget& widget, int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier,
-           const QString& text = {}) {
-    QPointer<QWidget> target(&widget);
-    for (const QEvent::Type type : {QEvent::KeyPress, QEvent::KeyRelease}) {
-        if (target) {
-            QKeyEvent event(type, key, modifiers, text);
-            QApplication::sendEvent(target, &event);
-        }
-    }
 }
 
 class SignIn : public testing::Test {
@@ -111,25 +92,14 @@ protected:
         const QWidget* const widget = window->focusWidget();
         return widget != nullptr ? widget->objectName().toStdString() : std::string();
     }
-    void Key(int key) { KeyTo(*window->focusWidget(), key); }
-    // In place of what the field holds.
+    void Key(int key) { PressKey(*window->focusWidget(), key); }
+    // Replaces what the field holds.
     void Type(const std::string& text) {
-        KeyTo(*window->focusWidget(), Qt::Key_A, Qt::ControlModifier);
+        PressKey(*window->focusWidget(), Qt::Key_A, Qt::ControlModifier);
         Add(text);
     }
-    void Add(const std::string& text) {
-        for (const char c : text) {
-            KeyTo(*window->focusWidget(), 0, Qt::NoModifier, QString(QLatin1Char(c)));
-        }
-    }
-    static void Click(QWidget* widget) {
-        const QPoint at(8, widget->height() / 2);
-        for (const QEvent::Type type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
-            QMouseEvent event(type, at, widget->mapToGlobal(at), Qt::LeftButton, Qt::LeftButton,
-                              Qt::NoModifier);
-            QApplication::sendEvent(widget, &event);
-        }
-    }
+    void Add(const std::string& text) { TypeText(*window->focusWidget(), text); }
+    static void Click(QWidget* widget) { ClickAt(*widget, QPointF(8, widget->height() / 2.0)); }
     void ClickLogout() {
         QWidget* const button = window->findChild<QWidget*>(QStringLiteral("Logout"));
         ASSERT_NE(button, nullptr);
@@ -290,7 +260,7 @@ TEST_F(SignIn, ARememberedLoginFillsTheCardAndIsForgottenOnDemand) {
         Key(Qt::Key_Return);
         ASSERT_TRUE(HasWall());
     });
-    // Not for another recorder, whether an option or the user names it.
+    // The login is not used for another recorder, whether an option or the user names it.
     Run({"--server", "127.0.0.2"}, [&] {
         ASSERT_TRUE(HasCard());
         EXPECT_EQ(Field("address"), "127.0.0.2");
@@ -359,11 +329,11 @@ TEST_F(SignIn, AnotherLanguageKeepsTheFieldsAndTheSession) {
         ASSERT_TRUE(list->isVisible());
         while (list->currentIndex().row() != row) {
             const int old = list->currentIndex().row();
-            KeyTo(*list, old < row ? Qt::Key_Down : Qt::Key_Up);
+            PressKey(*list, old < row ? Qt::Key_Down : Qt::Key_Up);
             ASSERT_NE(list->currentIndex().row(), old);
             EXPECT_EQ(Words(7001), before);
         }
-        KeyTo(*list, Qt::Key_Return);
+        PressKey(*list, Qt::Key_Return);
         ASSERT_TRUE(PumpUntil([&] { return Words(7001) != before; }));
         ASSERT_TRUE(HasCard());
         EXPECT_EQ(Find<QPushButton>("signInButton")->text().toStdString(), Words(7001));

@@ -4,7 +4,7 @@
 #include <numbers>
 #include <random>
 
-// Its headers are not made for our warnings.
+// The library's headers do not pass our warnings.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wold-style-cast"
 #include <spandsp.h>

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string>
 
-#include "channel/byte_source.h"
+#include "channel/frames/byte_source.h"
 
 namespace kvtest {
 

@@ -3,12 +3,12 @@
 
 #include <map>
 
-#include "channel/base_camera.h"
-#include "channel/cam_commands.h"
-#include "channel/channel_messages.h"
-#include "channel/ptz_request.h"
-#include "channel/target_settings.h"
-#include "channel/video_wnd.h"
+#include "channel/base/cam_commands.h"
+#include "channel/base/channel_messages.h"
+#include "channel/camera/base_camera.h"
+#include "channel/cell/video_wnd.h"
+#include "channel/command/ptz_request.h"
+#include "channel/source/target_settings.h"
 #include "support/fake_clock.h"
 #include "support/message_log.h"
 #include "support/scripted_server.h"

@@ -1,12 +1,12 @@
 // A channel that takes its pictures from the camera itself, with a camera and a recorder of a test's own.
 #include <gmock/gmock.h>
 
-#include "channel/base_camera.h"
-#include "channel/camera_kinds.h"
-#include "channel/channel_core.h"
-#include "channel/channel_globals.h"
-#include "channel/channel_messages.h"
-#include "channel/digest_login.h"
+#include "channel/base/channel_globals.h"
+#include "channel/base/channel_messages.h"
+#include "channel/camera/base_camera.h"
+#include "channel/camera/channel_core.h"
+#include "channel/stream/camera_kinds.h"
+#include "channel/stream/digest_login.h"
 #include "codec/jpeg_codec.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
@@ -124,7 +124,7 @@ protected:
         camera->SetRegFolder(regFolder);
         camera->LoadCameraSettings();
         camera->StartCameraThreads();
-        camera->StartPlaying(false, false);
+        camera->StartPlaying(PlaySound::No);
     }
     bool Shown(std::uint64_t count) {
         return WaitUntil([&] { return camera->GetStatistics().shown >= count; });
@@ -347,7 +347,7 @@ TEST_F(DirectCamera, EveryFaultGivesWayToTheRecorderForGood) {
         camera->SetDigitalZoom(true);
         EXPECT_TRUE(WaitUntil([&] { return recorder.ConnectionCount() == 3; }));
         camera->PausePlaying();
-        camera->StartPlaying(false, false);
+        camera->StartPlaying(PlaySound::No);
         EXPECT_TRUE(shows(64));
         EXPECT_EQ(device.ConnectionCount(), tries);
 
@@ -603,7 +603,7 @@ TEST_F(DirectCamera, SoundIsAskedForOnlyWhileItIsWanted) {
     const CameraSettings settings = SettingsFor(device.Port(), recorder.Port());
     Play(Alone(settings), selfMoving);
     camera->SetSupportAudio(true);
-    camera->StartAudioThread(false);
+    camera->StartAudioThread(CBaseCamera::AudioStart::IfNeeded);
     ASSERT_TRUE(Shown(1));
     EXPECT_EQ(device.ConnectionCount(), 1);
     camera->SetPlayAudio(true);
@@ -617,8 +617,8 @@ TEST_F(DirectCamera, SoundIsAskedForOnlyWhileItIsWanted) {
     *camera = SettingsFor(unasked.Port(), recorder.Port());
     camera->SetSupportAudio(true);
     camera->StartCameraThreads();
-    camera->StartAudioThread(true);
-    camera->StartPlaying(true, true);
+    camera->StartAudioThread(CBaseCamera::AudioStart::Anew);
+    camera->StartPlaying(PlaySound::Yes);
     EXPECT_TRUE(WaitUntil([&] { return recorder.ConnectionCount() > 0; }));
     EXPECT_EQ(unasked.ConnectionCount(), 0);
 }

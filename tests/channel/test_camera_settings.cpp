@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 
-#include "channel/base_camera.h"
-#include "channel/frame_rate.h"
-#include "channel/stream_choice.h"
+#include "channel/camera/base_camera.h"
+#include "channel/picture/frame_rate.h"
+#include "channel/source/stream_choice.h"
 #include "persist/orvo_registry.h"
 #include "support/temp_folder.h"
 

@@ -1,4 +1,4 @@
-#include "channel/channel_picture.h"
+#include "channel/picture/channel_picture.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 #include <thread>
 
 #include "allocation_count.h"
-#include "channel/channel_globals.h"
+#include "channel/base/channel_globals.h"
 #include "test_frames.h"
 
 namespace kvmon {
@@ -37,8 +37,7 @@ QImage PaintOf(ChannelPicture& picture, int width, int height) {
 
 void ShowFrame(ChannelPicture& picture, std::unique_ptr<CVideoBmpFrame> frame) {
     picture.SetBitmapInfo(frame->Info());
-    picture.Show(std::move(frame));
-    picture.Compose();
+    picture.Present(std::move(frame));
 }
 
 // Equal but for what scaling rounds.
@@ -65,7 +64,7 @@ TEST(ChannelPicture, ShowsTheGroundBeforeThereIsAPicture) {
     picture.SetViewSize(200, 120);
     EXPECT_TRUE(Inked(PaintOf(picture, 200, 120), kGround).isNull());
 
-    picture.SetMainOsdCameraString("Connecting", true);
+    picture.SetMainOsdCameraString("Connecting", CaptionStay::UntilPicture);
     const QRect caption = Inked(PaintOf(picture, 200, 120), kGround);
     EXPECT_FALSE(caption.isNull());
     EXPECT_NEAR(caption.center().x(), 99, 4);
@@ -138,8 +137,7 @@ TEST(ChannelPicture, APictureThatStandsStillLosesItsColours) {
     EXPECT_EQ(picture.GetStillSeconds(), 0) << "without a picture nothing stands still";
     auto frame = MakePlainFrame(64, 64, kGreen);
     picture.SetBitmapInfo(frame->Info());
-    picture.Show(std::move(frame), 100000);
-    picture.Compose();
+    picture.Present(std::move(frame), {.nowMs = 100000});
     wakeUps = 0;
     picture.UpdateStill(104999, 0);
     EXPECT_EQ(picture.GetStillSeconds(), 0);
@@ -162,8 +160,7 @@ TEST(ChannelPicture, APictureThatStandsStillLosesItsColours) {
     picture.UpdateStill(170000, 165000);
     EXPECT_EQ(picture.GetStillSeconds(), 70);
 
-    picture.Show(MakePlainFrame(64, 64, kGreen), 170010);
-    picture.Compose();
+    picture.Present(MakePlainFrame(64, 64, kGreen), {.nowMs = 170010});
     EXPECT_EQ(picture.GetStillSeconds(), 0);
     EXPECT_FALSE(isGrey(PaintOf(picture, 64, 48).pixel(30, 20)));
 }
@@ -172,17 +169,17 @@ TEST(ChannelPicture, PrefersTheRecordersCaptionAndCleansTheCamerasWithTheNextPic
     ChannelPicture picture;
     picture.SetViewSize(320, 240);
     ShowFrame(picture, MakePlainFrame(64, 64, kGreen));
-    picture.SetMainOsdCameraString("Disconnected", true);
-    picture.SetMainOsdCameraString("Left End", false);
+    picture.SetMainOsdCameraString("Disconnected", CaptionStay::UntilPicture);
+    picture.SetMainOsdCameraString("Left End", CaptionStay::ForAWhile);
     EXPECT_EQ(picture.GetMainCaption(), "Left End");
-    picture.SetMainOsdCameraString("", false);
+    picture.SetMainOsdCameraString("", CaptionStay::ForAWhile);
     EXPECT_EQ(picture.GetMainCaption(), "Disconnected") << "it had only been covered";
-    picture.SetMainOsdCameraString("Left End", false);
+    picture.SetMainOsdCameraString("Left End", CaptionStay::ForAWhile);
     picture.AutoCleanCaption();
     EXPECT_EQ(picture.GetMainCaption(), "Left End");
     EXPECT_FALSE(Inked(PaintOf(picture, 320, 240), kGreenRgb).isNull());
 
-    picture.SetMainOsdCameraString("Disconnected", true);
+    picture.SetMainOsdCameraString("Disconnected", CaptionStay::UntilPicture);
     picture.SetMainOsdKelvaraString("Recorder");
     EXPECT_EQ(picture.GetMainCaption(), "Recorder");
     picture.SetMainOsdKelvaraString("");
@@ -202,7 +199,7 @@ TEST(ChannelPicture, CaptionsCanBeReadOnAnyPicture) {
         for (const std::uint32_t colour : {kDefaultOsdColor, std::uint32_t{0}, std::uint32_t{0x00FFFFFF}}) {
             const QRgb ink = qRgb(colour & 0xFF, colour >> 8 & 0xFF, colour >> 16 & 0xFF);
             picture.SetMainOsdColor(colour);
-            picture.SetMainOsdCameraString("Hill", true);
+            picture.SetMainOsdCameraString("Hill", CaptionStay::UntilPicture);
             const QImage image = PaintOf(picture, 120, 40);
             QRect letters;
             int darkest = 255;
@@ -231,18 +228,19 @@ TEST(ChannelPicture, ShrinksTheCaptionToTheViewOrLeavesItOut) {
     ChannelPicture picture;
     picture.SetViewSize(160, 240);
     ShowFrame(picture, MakePlainFrame(64, 64, kGreen));
-    picture.SetMainOsdCameraString("A caption that is too wide at the largest height", false);
+    picture.SetMainOsdCameraString("A caption that is too wide at the largest height",
+                                   CaptionStay::ForAWhile);
     const QRect shrunk = Inked(PaintOf(picture, 160, 240), kGreenRgb);
     EXPECT_GT(shrunk.width(), 100);
     EXPECT_LT(shrunk.bottom(), 16);
 
     picture.SetViewSize(8, 240);
-    picture.SetMainOsdCameraString(std::string(200, 'W'), false);
+    picture.SetMainOsdCameraString(std::string(200, 'W'), CaptionStay::ForAWhile);
     EXPECT_TRUE(Inked(PaintOf(picture, 8, 240), kGreenRgb).isNull());
 
     // Markup, accelerators, line ends and floods are text like any other.
     picture.SetViewSize(160, 240);
-    picture.SetMainOsdCameraString("&<b>x</b>\n%s%n" + std::string(100000, '\x01'), false);
+    picture.SetMainOsdCameraString("&<b>x</b>\n%s%n" + std::string(100000, '\x01'), CaptionStay::ForAWhile);
     PaintOf(picture, 160, 240);
 }
 
@@ -250,10 +248,7 @@ TEST(ChannelPicture, StacksTheLinesThatTheMaskAllows) {
     ChannelPicture picture;
     picture.SetViewSize(320, 240);
     ShowFrame(picture, MakePlainFrame(64, 64, kGreen));
-    const auto inked = [&] {
-        picture.Compose();
-        return Inked(PaintOf(picture, 320, 240), kGreenRgb);
-    };
+    const auto inked = [&] { return Inked(PaintOf(picture, 320, 240), kGreenRgb); };
     picture.SetSubString(SubString::FrameRate, "Frame Rate: 25.00");
     EXPECT_TRUE(inked().isNull());
 
@@ -268,7 +263,8 @@ TEST(ChannelPicture, StacksTheLinesThatTheMaskAllows) {
 
     Globals().debugLines = true;
     EXPECT_TRUE(picture.IsLineShown(SubString::View));
-    const QRect all = inked();  // rate, view, stream, draw
+    picture.Present(MakePlainFrame(64, 64, kGreen));
+    const QRect all = inked();  // rate, count, view, stream, draw
     Globals().debugLines = false;
     EXPECT_GT(all.bottom(), 48);
 }
@@ -277,7 +273,7 @@ TEST(ChannelPicture, DrawsCaptionsInTheColourThatIsSet) {
     ChannelPicture picture;
     picture.SetViewSize(320, 240);
     ShowFrame(picture, MakePlainFrame(64, 64, kGreen));
-    picture.SetMainOsdCameraString("IIIIII", false);
+    picture.SetMainOsdCameraString("IIIIII", CaptionStay::ForAWhile);
     const auto has = [](const QImage& image, QRgb colour) {
         for (int y = 0; y < image.height(); ++y) {
             for (int x = 0; x < image.width(); ++x) {
@@ -338,7 +334,6 @@ TEST(ChannelPicture, DeinterlacesByTheViewsHeight) {
     EXPECT_EQ(filtered.pixel(30, 20), qRgb(100, 100, 100));
 
     picture.SetViewSize(40, 19);  // a picture of more than twice the view's height
-    picture.Compose();
     EXPECT_TRUE(Inked(PaintOf(picture, 40, 19), qRgb(100, 100, 100)).isNull());
     picture.SetDeinterlace(false);
     EXPECT_FALSE(Inked(PaintOf(picture, 40, 19), qRgb(100, 100, 100)).isNull());
@@ -352,8 +347,7 @@ TEST(ChannelPicture, KeepsThePictureUntilTheFirstOneOfANewSize) {
     EXPECT_TRUE(Inked(PaintOf(picture, 32, 32), kGreenRgb).isNull());
     picture.SetViewSize(48, 40);  // nor does a new cell go black
     EXPECT_TRUE(Inked(PaintOf(picture, 48, 40), kGreenRgb).isNull());
-    EXPECT_NE(picture.Show(MakePlainFrame(32, 16, {0, 0, 200})), nullptr);
-    picture.Compose();
+    EXPECT_NE(picture.Present(MakePlainFrame(32, 16, {0, 0, 200})), nullptr);
     EXPECT_FALSE(Inked(PaintOf(picture, 48, 40), kGreenRgb).isNull());
 }
 
@@ -364,7 +358,7 @@ TEST(ChannelPicture, ComposesAnewForAPaintWhenThePictureStandsStill) {
     picture.SetViewSize(50, 40);
     EXPECT_TRUE(Inked(PaintOf(picture, 50, 40), kGreenRgb).isNull());
     picture.SetViewSize(0, 0);
-    picture.Compose();  // nobody looks: nothing to draw on
+    picture.Present(MakePlainFrame(64, 64, kGreen));  // nobody looks: nothing to draw on
 }
 
 TEST(ChannelPicture, PaintNeverWaitsForTheDecodeThread) {
@@ -378,12 +372,11 @@ TEST(ChannelPicture, PaintNeverWaitsForTheDecodeThread) {
         auto next = MakePlainFrame(64, 64, {0, 0, 0});
         picture.SetBitmapInfo(frame->Info());
         while (!stop) {
-            frame = picture.Show(std::move(frame));
+            frame = picture.Present(std::move(frame));
             std::swap(frame, next);
             if (!frame) {
                 frame = MakePlainFrame(64, 64, kGreen);
             }
-            picture.Compose();
         }
     });
     QImage image(64, 64, QImage::Format_RGB32);
@@ -412,7 +405,7 @@ TEST(ChannelPicture, AllocatesNothingInASteadyState) {
     ChannelPicture picture;
     picture.SetViewSize(195, 137);
     picture.SetRepaint([] {});
-    picture.SetMainOsdCameraString("Caption", false);
+    picture.SetMainOsdCameraString("Caption", CaptionStay::ForAWhile);
     picture.SetShowSubStringMask(0x18);
     picture.StartEventHighlight(0);
     picture.SetEventBlinkState(true);
@@ -422,13 +415,12 @@ TEST(ChannelPicture, AllocatesNothingInASteadyState) {
     QImage image(195, 137, QImage::Format_RGB32);
     std::set<const void*> images;
     const auto pass = [&] {
-        frame = picture.Show(std::move(frame));
-        std::swap(frame, other);
         const std::uint64_t before = Allocations();
         picture.SetBitmapInfo(MakeBitmapInfo(320, 240));
-        picture.AutoCleanCaption();
-        picture.Compose();
-        return Allocations() - before;
+        frame = picture.Present(std::move(frame));
+        const std::uint64_t after = Allocations();
+        std::swap(frame, other);
+        return after - before;
     };
     for (int i = 0; i < 4; ++i) {
         pass();

@@ -1,11 +1,12 @@
 // A channel as a whole, against a scripted recorder.
 #include <gmock/gmock.h>
 
-#include "channel/base_camera.h"
-#include "channel/cam_cmd_queue.h"
-#include "channel/channel_messages.h"
-#include "channel/channel_thread.h"
-#include "channel/default_factories.h"
+#include "channel/base/channel_messages.h"
+#include "channel/base/channel_thread.h"
+#include "channel/camera/base_camera.h"
+#include "channel/camera/default_factories.h"
+#include "channel/command/cam_cmd_queue.h"
+#include "skin/skin_messages.h"
 #include "stream_maker.h"
 #include "support/fake_clock.h"
 #include "support/message_log.h"
@@ -69,7 +70,7 @@ TEST(ChannelStream, AsksByTheLetter) {
     StreamServer server(Silent);
     const auto camera = Camera(server.Port());
     camera->StartCameraThreads();
-    camera->StartPlaying(false, false);
+    camera->StartPlaying(PlaySound::No);
     ASSERT_TRUE(server.WaitForHeads(1));
     EXPECT_EQ(server.Heads()[0],
               "GET /cgi-bin/getstream.cgi?ch=5&stream_id=0  HTTP/1.0\r\nHost: 127.0.0.1\r\n"
@@ -83,7 +84,7 @@ TEST(ChannelStream, CutsALongAuthorization) {
     const auto camera = CreateCamera(&settings);
     *camera = settings;
     camera->StartCameraThreads();
-    camera->StartPlaying(false, false);
+    camera->StartPlaying(PlaySound::No);
     ASSERT_TRUE(server.WaitForHeads(1));
     EXPECT_THAT(server.Heads()[0], testing::HasSubstr("Basic " + std::string(63, 'A') + "\r\n\r\n"));
 }
@@ -97,7 +98,7 @@ TEST(ChannelStream, ShowsPicturesAndTellsOfTheFirst) {
     camera->SetNotifyWnd(WindowHandle(watcher));
     camera->StartCameraThreads();
     EXPECT_FALSE(camera->IsVideoRunning());
-    camera->StartPlaying(false, false);
+    camera->StartPlaying(PlaySound::No);
     EXPECT_TRUE(camera->IsVideoRunning());
     ASSERT_TRUE(WaitUntil([&] { return camera->GetStatistics().shown == 5; }));
     EXPECT_TRUE(camera->IsStreamRunning());
@@ -110,7 +111,7 @@ TEST(ChannelStream, ShowsPicturesAndTellsOfTheFirst) {
     camera->PausePlaying();
     EXPECT_FALSE(camera->IsStreamRunning());
     EXPECT_FALSE(camera->IsVideoRunning());
-    camera->StartPlaying(false, false);
+    camera->StartPlaying(PlaySound::No);
     ASSERT_TRUE(WaitUntil([&] { return camera->GetStatistics().shown == 10; }));
     EXPECT_EQ(console->All().size(), 3u);
     EXPECT_EQ(watcher->All().size(), 1u);
@@ -131,7 +132,7 @@ TEST(ChannelStream, APausedChannelReceivesNothing) {
     });
     const auto camera = Camera(server.Port());
     camera->StartCameraThreads();
-    camera->StartPlaying(false, false);
+    camera->StartPlaying(PlaySound::No);
     ASSERT_TRUE(WaitUntil([&] { return camera->GetStatistics().shown > 3; }));
     camera->PausePlaying();
     EXPECT_TRUE(WaitUntil([&] { return closed.load(); })) << "a flooding peer has to notice";
@@ -143,10 +144,10 @@ TEST(ChannelStream, ASecondStartChangesNothing) {
     StreamServer server(Serve(HttpReply(200, "OK", Pictures(2))));
     const auto camera = Camera(server.Port());
     camera->StartCameraThreads();
-    camera->StartPlaying(false, false);
-    camera->StartPlaying(true, true);
+    camera->StartPlaying(PlaySound::No);
+    camera->StartPlaying(PlaySound::Yes);
     ASSERT_TRUE(WaitUntil([&] { return camera->GetStatistics().shown == 2; }));
-    camera->StartPlaying(false, false);
+    camera->StartPlaying(PlaySound::No);
     EXPECT_EQ(server.ConnectionCount(), 1);
 }
 
@@ -156,7 +157,7 @@ TEST(ChannelStream, RestartAndANewViewSizeReconnect) {
     camera->SetStreamProfiles({{"q", 0, 10}, {"v", 2, 12}});
     EXPECT_TRUE(camera->SetViewSize(100, 100)) << "not running: the caller has to start it";
     camera->StartCameraThreads();
-    camera->StartPlaying(false, false);
+    camera->StartPlaying(PlaySound::No);
     ASSERT_TRUE(WaitUntil([&] { return camera->GetStatistics().shown == 1; }));
     camera->RestartPlaying();
     ASSERT_TRUE(WaitUntil([&] { return camera->GetStatistics().shown == 2; }));
@@ -190,7 +191,7 @@ TEST(ChannelStream, AViewSizeDuringTheConnectLeavesItAlone) {
     for (int i = 1; i <= 20; ++i) {
         const auto camera = Camera(server.Port());
         camera->StartCameraThreads();
-        camera->StartPlaying(false, false);
+        camera->StartPlaying(PlaySound::No);
         for (int width = 100; camera->GetStatistics().received == 0; ++width) {
             ASSERT_LT(width, 10'000'000);
             camera->SetViewSize(width, 100);
@@ -207,7 +208,7 @@ TEST(ChannelStream, EveryReconnectShowsItsFirstPicture) {
     StreamServer server(Serve(reply));
     const auto camera = Camera(server.Port());
     camera->StartCameraThreads();
-    camera->StartPlaying(false, false);
+    camera->StartPlaying(PlaySound::No);
     for (std::uint64_t i = 1; i <= 20; ++i) {
         ASSERT_TRUE(WaitUntil([&] { return camera->GetStatistics().shown == i; })) << i;
         camera->RestartPlaying();
@@ -234,7 +235,7 @@ TEST(ChannelStream, FailsForEverWithItsWaits) {
     });
     const auto camera = Camera(server.Port(), clock);
     camera->StartCameraThreads();
-    camera->StartPlaying(false, false);
+    camera->StartPlaying(PlaySound::No);
     ASSERT_TRUE(server.WaitForHeads(10));
     EXPECT_EQ(camera->Picture().GetMainCaption(), "Unauthorized");
     camera->StopCameraThreads(true);
@@ -261,7 +262,7 @@ TEST(ChannelStream, TheFirstPictureTakesTheCaptionAway) {
     });
     const auto camera = Camera(server.Port(), clock);
     camera->StartCameraThreads();
-    camera->StartPlaying(false, false);
+    camera->StartPlaying(PlaySound::No);
     ASSERT_TRUE(WaitUntil([&] { return camera->Picture().GetMainCaption() == "Unauthorized"; }));
     good = true;
     ASSERT_TRUE(WaitUntil([&] { return camera->GetStatistics().shown == 1; }));
@@ -275,7 +276,7 @@ TEST(ChannelStream, AnUnusableChannelStaysStill) {
     const auto camera = CreateCamera(&settings);
     *camera = settings;
     camera->StartCameraThreads();
-    camera->StartPlaying(true, true);
+    camera->StartPlaying(PlaySound::Yes);
     EXPECT_FALSE(camera->IsVideoRunning());
     EXPECT_FALSE(camera->CheckStreamChange());
     camera->PausePlaying();
@@ -297,7 +298,7 @@ TEST_P(StopChannel, EndsAtOnce) {
     for (const bool wait : {true, false}) {
         const int before = server.ConnectionCount();
         camera->StartCameraThreads();
-        camera->StartPlaying(false, false);
+        camera->StartPlaying(PlaySound::No);
         ASSERT_TRUE(server.WaitForHeads(static_cast<std::size_t>(before + 1)));
         const std::uint64_t start = SystemClock().TickMs();
         const bool stopped = camera->StopVideoThread(wait);
@@ -345,7 +346,7 @@ TEST(ChannelStream, AThreadThatSticksIsAbandonedAndTouchesNothing) {
         camera->SetSupportAudio(true);
         camera->SetAudioRight(true);
         camera->StartCameraThreads();
-        camera->StartPlaying(true, true);
+        camera->StartPlaying(PlaySound::Yes);
         ASSERT_TRUE(stuck->entered.Wait(Milliseconds(10000)));
 
         EXPECT_FALSE(camera->StopVideoThread(false)) << "it is left running";
@@ -353,9 +354,9 @@ TEST(ChannelStream, AThreadThatSticksIsAbandonedAndTouchesNothing) {
         EXPECT_EQ(Worker::AbandonedCount(), 1);
 
         // The channel goes on with a new thread, silently: it has no device that would stick.
-        camera->StartPlaying(false, false);
+        camera->StartPlaying(PlaySound::No);
         camera->StartCameraThreads();
-        camera->StartPlaying(false, false);
+        camera->StartPlaying(PlaySound::No);
         EXPECT_TRUE(WaitUntil([&] { return camera->GetStatistics().shown == 3; }));
         camera.reset();
     }
@@ -374,7 +375,7 @@ TEST(ChannelStream, TheLastHandleStopsAFloodedChannel) {
     });
     auto camera = Camera(server.Port());
     camera->StartCameraThreads();
-    camera->StartPlaying(false, false);
+    camera->StartPlaying(PlaySound::No);
     ASSERT_TRUE(WaitUntil([&] { return camera->GetStatistics().shown > 5; }));
     camera.reset();
     EXPECT_EQ(Worker::AbandonedCount(), 0);

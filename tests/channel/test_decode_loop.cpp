@@ -6,10 +6,10 @@
 
 #include <jpeglib.h>
 
-#include "channel/channel_core.h"
-#include "channel/channel_globals.h"
-#include "channel/decode_loop.h"
-#include "channel/open_decoders.h"
+#include "channel/base/channel_globals.h"
+#include "channel/camera/channel_core.h"
+#include "channel/decode/decode_loop.h"
+#include "channel/decode/open_decoders.h"
 #include "codec/jpeg_codec.h"
 #include "platform/text.h"
 #include "stream_maker.h"

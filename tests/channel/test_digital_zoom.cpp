@@ -1,11 +1,11 @@
-#include "channel/digital_zoom.h"
+#include "channel/picture/digital_zoom.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
 #include <random>
 
-#include "channel/cam_commands.h"
+#include "channel/base/cam_commands.h"
 
 namespace kvmon {
 namespace {

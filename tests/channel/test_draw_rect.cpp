@@ -1,4 +1,4 @@
-#include "channel/draw_rect.h"
+#include "channel/picture/draw_rect.h"
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,8 @@
 
 #include <numeric>
 
-#include "channel/frame_pool.h"
-#include "channel/frame_queue.h"
+#include "channel/frames/frame_pool.h"
+#include "channel/frames/frame_queue.h"
 #include "support/temp_folder.h"
 
 namespace kvmon {
@@ -263,7 +263,7 @@ TEST_F(Queue, TheSeventeenthCodedFrameShutsItUntilAKeyFrame) {
         ASSERT_TRUE(Add(FrameType::Wrapped));
     }
     EXPECT_EQ(queue.GetCount(), 0u) << "after the seventeenth nothing enters";
-    queue.FlushDecodeFrames(false);  // what a key frame does
+    queue.FlushDecodeFrames(FrameQueue::Next::Any);  // what a key frame does
     EXPECT_TRUE(Add(FrameType::Wrapped));
     EXPECT_EQ(queue.GetCount(), 1u);
 }

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <memory>
 
-#include "channel/frame_pool.h"
+#include "channel/frames/frame_pool.h"
 
 namespace kvtest {
 

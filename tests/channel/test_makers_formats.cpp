@@ -3,11 +3,11 @@
 
 #include <cstring>
 
-#include "channel/channel_core.h"
-#include "channel/channel_messages.h"
-#include "channel/decode_loop.h"
-#include "channel/open_decoders.h"
-#include "channel/stream_reader.h"
+#include "channel/base/channel_messages.h"
+#include "channel/camera/channel_core.h"
+#include "channel/decode/decode_loop.h"
+#include "channel/decode/open_decoders.h"
+#include "channel/stream/stream_reader.h"
 #include "codec/jpeg_codec.h"
 #include "maker_library/maker_shim.h"
 #include "memory_source.h"

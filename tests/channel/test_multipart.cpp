@@ -3,10 +3,10 @@
 
 #include <fstream>
 
-#include "channel/audio_loop.h"
-#include "channel/camera_text.h"
-#include "channel/channel_core.h"
-#include "channel/multipart_reader.h"
+#include "channel/camera/channel_core.h"
+#include "channel/stream/audio_loop.h"
+#include "channel/stream/camera_text.h"
+#include "channel/stream/multipart_reader.h"
 #include "memory_source.h"
 #include "persist/log_file.h"
 #include "support/scripted_server.h"

@@ -1,4 +1,4 @@
-#include "channel/snapshot.h"
+#include "channel/picture/snapshot.h"
 
 #include <gtest/gtest.h>
 
@@ -7,8 +7,8 @@
 #include <fstream>
 #include <iterator>
 
-#include "channel/channel_globals.h"
-#include "channel/channel_picture.h"
+#include "channel/base/channel_globals.h"
+#include "channel/picture/channel_picture.h"
 #include "support/temp_folder.h"
 #include "test_frames.h"
 
@@ -32,8 +32,7 @@ class SnapshotFile : public testing::Test {
 protected:
     void Show(std::unique_ptr<CVideoBmpFrame> frame) {
         picture.SetBitmapInfo(frame->Info());
-        picture.Show(std::move(frame));
-        picture.Compose();
+        picture.Present(std::move(frame));
     }
 
     kvtest::TempFolder folder;
@@ -44,7 +43,7 @@ TEST_F(SnapshotFile, BmpHoldsThePictureByteForByte) {
     picture.SetViewSize(10, 10);
     Show(Ramp(33, 20));
     const std::string path = folder.Path() + "/new/deep/a.bmp";
-    EXPECT_EQ(picture.SaveSnapshot(path, false, ""), SnapshotResult::Saved);
+    EXPECT_EQ(picture.SaveSnapshot(path, SnapshotFormat::Bmp, ""), SnapshotResult::Saved);
 
     const auto file = ReadAll(path);
     const auto frame = Ramp(33, 20);
@@ -67,7 +66,7 @@ TEST_F(SnapshotFile, JpegIsNearlyThePicture) {
     picture.SetViewSize(10, 10);
     Show(Ramp(64, 48));
     const std::string path = folder.Path() + "/a.jpg";
-    EXPECT_EQ(picture.SaveSnapshot(path, true, ""), SnapshotResult::Saved);
+    EXPECT_EQ(picture.SaveSnapshot(path, SnapshotFormat::Jpeg, ""), SnapshotResult::Saved);
     const QImage image(QString::fromStdString(path));
     ASSERT_EQ(image.size(), QSize(64, 48));
     EXPECT_NEAR(qBlue(image.pixel(40, 20)), 40, 4);
@@ -91,15 +90,16 @@ TEST_F(SnapshotFile, ProcessedImageIsTheComposedView) {
 TEST_F(SnapshotFile, RefusesWithoutPlacePictureOrViewAndLeavesNoHalfFile) {
     Show(Ramp(16, 16));
     const std::string path = folder.Path() + "/a.bmp";
-    EXPECT_EQ(picture.SaveSnapshot(path, false, ""), SnapshotResult::Refused);  // no view
+    EXPECT_EQ(picture.SaveSnapshot(path, SnapshotFormat::Bmp, ""), SnapshotResult::Refused);  // no view
     picture.SetViewSize(10, 10);
-    EXPECT_EQ(picture.SaveSnapshot("", false, ""), SnapshotResult::Refused);
-    EXPECT_EQ(picture.SaveSnapshot("/proc/none/a.bmp", false, ""), SnapshotResult::Refused);
+    EXPECT_EQ(picture.SaveSnapshot("", SnapshotFormat::Bmp, ""), SnapshotResult::Refused);
+    EXPECT_EQ(picture.SaveSnapshot("/proc/none/a.bmp", SnapshotFormat::Bmp, ""), SnapshotResult::Refused);
     std::filesystem::create_directory(path);
-    EXPECT_EQ(picture.SaveSnapshot(path, false, ""), SnapshotResult::Failed);
-    EXPECT_EQ(picture.SaveSnapshot(path, true, ""), SnapshotResult::Failed);
+    EXPECT_EQ(picture.SaveSnapshot(path, SnapshotFormat::Bmp, ""), SnapshotResult::Failed);
+    EXPECT_EQ(picture.SaveSnapshot(path, SnapshotFormat::Jpeg, ""), SnapshotResult::Failed);
     picture.ReleasePicture();
-    EXPECT_EQ(picture.SaveSnapshot(folder.Path() + "/b.bmp", false, ""), SnapshotResult::Refused);
+    EXPECT_EQ(picture.SaveSnapshot(folder.Path() + "/b.bmp", SnapshotFormat::Bmp, ""),
+              SnapshotResult::Refused);
     EXPECT_TRUE(picture.GetBitmapFile().empty());
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), 1);
 }

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
-#include "channel/channel_core.h"
-#include "channel/stream_reader.h"
+#include "channel/camera/channel_core.h"
+#include "channel/stream/stream_reader.h"
 #include "memory_source.h"
 #include "stream_maker.h"
 
@@ -62,7 +62,7 @@ protected:
     }
     // Fails six times, so that the next failure shows; then gives the caption after this stream.
     std::string CaptionAfter(const std::string& bytes) {
-        core.m_picture.SetMainOsdCameraString({}, false);
+        core.m_picture.SetMainOsdCameraString({}, CaptionStay::ForAWhile);
         core.m_nErrorCount = 6;
         Read(bytes);
         return core.m_nErrorCount == 1 ? core.m_picture.GetMainCaption() : "no report";
@@ -260,7 +260,7 @@ TEST(WaveFormats, FollowTheCodeAndTheBlock) {
 TEST(StreamErrors, ShowAtTheSeventhAndThenAtEverySixth) {
     ChannelCore core(SystemClock());
     for (int i = 1; i <= 25; ++i) {
-        core.m_picture.SetMainOsdCameraString({}, true);
+        core.m_picture.SetMainOsdCameraString({}, CaptionStay::UntilPicture);
         core.ReportStreamError(kStreamStatus, 401);
         const bool shown = core.m_picture.GetMainCaption() == "Unauthorized";
         EXPECT_EQ(shown, i == 7 || i == 13 || i == 19 || i == 25) << i;

@@ -1,7 +1,7 @@
 // A stream of which no picture can be made, as the cell tells it.
 #include <gmock/gmock.h>
 
-#include "channel/base_camera.h"
+#include "channel/camera/base_camera.h"
 #include "persist/string_table.h"
 #include "stream_maker.h"
 #include "support/fake_clock.h"
@@ -76,7 +76,7 @@ TEST(UndecodableStream, IsToldAfterFiveSecondsUntilAPictureComes) {
         const auto camera = CreateCamera(&settings, clock);
         *camera = settings;
         camera->StartCameraThreads();
-        camera->StartPlaying(false, false);
+        camera->StartPlaying(PlaySound::No);
         const auto received = [&](std::uint64_t count) {
             return WaitUntil([&] { return camera->GetStatistics().received == count; });
         };

@@ -1,4 +1,4 @@
-#include "channel/video_wnd.h"
+#include "channel/cell/video_wnd.h"
 
 #include <gmock/gmock.h>
 
@@ -11,11 +11,12 @@
 #include <map>
 #include <thread>
 
-#include "channel/base_camera.h"
-#include "channel/cam_commands.h"
-#include "channel/channel_messages.h"
-#include "channel/channel_view.h"
+#include "channel/base/cam_commands.h"
+#include "channel/base/channel_messages.h"
+#include "channel/camera/base_camera.h"
+#include "channel/cell/channel_view.h"
 #include "skin/input_messages.h"
+#include "skin/skin_messages.h"
 #include "support/message_log.h"
 #include "support/temp_folder.h"
 #include "support/wait_until.h"
@@ -196,9 +197,7 @@ TEST_F(Cell, FollowsItsSizeAndShowsThePicture) {
     cell.resize(104, 77);
     auto frame = kvtest::MakePlainFrame(64, 64, {0, 200, 0});
     camera->Picture().SetBitmapInfo(frame->Info());
-    camera->Picture().AutoCleanCaption();
-    camera->Picture().Show(std::move(frame));
-    camera->Picture().Compose();
+    camera->Picture().Present(std::move(frame));
     EXPECT_EQ(camera->Picture().GetSubString(SubString::View), "View: 100 x 52");
     const QImage image = Picture();
     EXPECT_NEAR(qGreen(image.pixel(2, 23)), 200, 3);
@@ -237,8 +236,7 @@ TEST_F(Cell, ANewPicturePaintsTheViewAlone) {
     log.paints.clear();
     auto frame = kvtest::MakePlainFrame(64, 64, {0, 200, 0});
     camera->Picture().SetBitmapInfo(frame->Info());
-    camera->Picture().Show(std::move(frame));
-    std::thread([&] { camera->Picture().Compose(); }).join();
+    std::thread([&] { camera->Picture().Present(std::move(frame)); }).join();
     EXPECT_TRUE(painted(cell.View()));
     EXPECT_EQ(log.paints[&cell], 0);
 }
@@ -354,21 +352,21 @@ TEST_F(Cell, TimedMessagesGoByThemselves) {
     const auto camera = MakeCamera();
     cell.SetCamera(camera);
     CChannelView& view = cell.View();
-    view.SetMessageText("Left End", true);
+    view.SetMessageText("Left End", CaptionStay::ForAWhile);
     camera->Picture().AutoCleanCaption();
     EXPECT_EQ(camera->Picture().GetMainCaption(), "Left End");
     EXPECT_TRUE(view.IsTimerSet(2));
-    view.SetMessageText("Disconnected", false);
+    view.SetMessageText("Disconnected", CaptionStay::UntilPicture);
     EXPECT_FALSE(view.IsTimerSet(2));
     // What stands comes back when the text for a while has gone.
-    view.SetMessageText("Left End", true);
+    view.SetMessageText("Left End", CaptionStay::ForAWhile);
     EXPECT_EQ(camera->Picture().GetMainCaption(), "Left End");
     EXPECT_TRUE(kvtest::WaitUntil([&] {
         QApplication::processEvents();
         return camera->Picture().GetMainCaption() == "Disconnected";
     }));
     // Nor does it stay with a channel that leaves the view before.
-    view.SetMessageText("Left End", true);
+    view.SetMessageText("Left End", CaptionStay::ForAWhile);
     cell.SetCamera(MakeCamera());
     EXPECT_EQ(camera->Picture().GetMainCaption(), "Disconnected");
     EXPECT_FALSE(view.IsTimerSet(2));
@@ -506,7 +504,7 @@ TEST_F(Cell, GivesTheSnapshotOfItsOwnChannelAlone) {
     EXPECT_FALSE(cell.View().TakeSnapshot("")) << "there is no picture";
     auto frame = kvtest::MakePlainFrame(64, 64, {0, 200, 0});
     camera->Picture().SetBitmapInfo(frame->Info());
-    camera->Picture().Show(std::move(frame));
+    camera->Picture().Present(std::move(frame));
     EXPECT_EQ(cell.View().TakeSnapshot("")->info.biWidth, 64);
     CVideoWnd other;
     other.SetCamera(camera);

@@ -20,10 +20,16 @@ std::uint8_t Clamp(double value) {
     return static_cast<std::uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value + 0.5);
 }
 
+struct Levels {
+    bool full = true;
+    bool hd = false;  // the colours of high definition
+};
+
 // A picture of one colour in some layout, by the textbook's matrix.
 class FlatPicture {
 public:
-    FlatPicture(PixelLayout layout, int width, int height, Rgb colour, bool full, bool hd) {
+    FlatPicture(PixelLayout layout, int width, int height, Rgb colour, Levels levels = {}) {
+        const auto [full, hd] = levels;
         const double kr = hd ? 0.2126 : 0.299;
         const double kb = hd ? 0.0722 : 0.114;
         const double luma = kr * colour.red + (1 - kr - kb) * colour.green + kb * colour.blue;
@@ -102,7 +108,7 @@ TEST(CellScalerTest, FlatColoursComeThroughInEveryLayoutLevelsAndSize) {
     for (const Rgb colour : kColours) {
         for (const PixelLayout layout : {PixelLayout::I420, PixelLayout::I422, PixelLayout::I444}) {
             for (int levels = 0; levels < 4; ++levels) {
-                FlatPicture picture(layout, 65, 49, colour, (levels & 1) != 0, (levels & 2) != 0);
+                FlatPicture picture(layout, 65, 49, colour, {(levels & 1) != 0, (levels & 2) != 0});
                 for (const auto& size : kSizes) {
                     Image image(size[0] + 4, size[1] + 3);
                     const PixelRect target{3, 1, 3 + size[0], 1 + size[1]};
@@ -117,7 +123,7 @@ TEST(CellScalerTest, FlatColoursComeThroughInEveryLayoutLevelsAndSize) {
             }
         }
     }
-    FlatPicture grey(PixelLayout::Gray, 31, 9, {90, 90, 90}, true, false);
+    FlatPicture grey(PixelLayout::Gray, 31, 9, {90, 90, 90});
     Image image(20, 20);
     ASSERT_TRUE(image.Draw(scaler, grey.view, {0, 0, 31, 9}, {0, 0, 20, 20}));
     ExpectColour(image.At(19, 19), {90, 90, 90}, "grey");
@@ -209,7 +215,7 @@ TEST(CellScalerTest, SameSizeIsAPlainConversion) {
 
 // Brightness rises with x, so that the place a pixel came from can be read off.
 TEST(CellScalerTest, SourceRectangleIsTheOneAsked) {
-    FlatPicture picture(PixelLayout::I420, 256, 64, {128, 128, 128}, true, false);
+    FlatPicture picture(PixelLayout::I420, 256, 64, {128, 128, 128});
     auto* const luma = const_cast<std::uint8_t*>(picture.view.data[0]);
     for (int i = 0; i < 256 * 64; ++i) {
         luma[i] = static_cast<std::uint8_t>(i % 256);
@@ -228,7 +234,7 @@ TEST(CellScalerTest, SourceRectangleIsTheOneAsked) {
 
 TEST(CellScalerTest, FineStripesAverageAndDoNotFlicker) {
     // Black and white columns of one pixel, scaled to a third: grey everywhere.
-    FlatPicture picture(PixelLayout::I420, 300, 60, {128, 128, 128}, true, false);
+    FlatPicture picture(PixelLayout::I420, 300, 60, {128, 128, 128});
     auto* const luma = const_cast<std::uint8_t*>(picture.view.data[0]);
     for (int i = 0; i < 300 * 60; ++i) {
         luma[i] = i % 2 == 0 ? 0 : 255;
@@ -242,7 +248,7 @@ TEST(CellScalerTest, FineStripesAverageAndDoNotFlicker) {
 }
 
 TEST(CellScalerTest, EmptyAndForeignRectanglesDrawNothing) {
-    FlatPicture picture(PixelLayout::I420, 16, 16, {1, 2, 3}, true, false);
+    FlatPicture picture(PixelLayout::I420, 16, 16, {1, 2, 3});
     CellScaler scaler;
     Image image(8, 8);
     EXPECT_FALSE(image.Draw(scaler, PictureView(), {0, 0, 16, 16}, {0, 0, 8, 8}));

@@ -131,7 +131,7 @@ TEST(AvMxpeg, ShowsAWholePictureAndOutlivesADamagedOne) {
     decoder->DecodeFrame(damaged, rows, kRowBytes);
     EXPECT_TRUE(decoder->DecodeFrame(jpeg, rows, kRowBytes));
 
-    // A picture of another size than told is none.
+    // A picture of another size than told is refused.
     ASSERT_TRUE(decoder->Open(kWidth, kHeight + 16));
     std::vector<std::uint8_t> more(kRowBytes * (kHeight + 16));
     EXPECT_FALSE(decoder->DecodeFrame(jpeg, more, kRowBytes));

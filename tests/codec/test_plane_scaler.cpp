@@ -14,7 +14,7 @@ std::uint8_t Sample(int x, int y) {
     return static_cast<std::uint8_t>((x * 37 + y * 59 + x * y % 7 * 11) % 256);
 }
 
-// The same in plain arithmetic.
+// What the scaler should give, in plain arithmetic.
 double Interpolated(int width, int height, double x, double y) {
     x = std::clamp(x, 0.0, width - 1.0);
     y = std::clamp(y, 0.0, height - 1.0);

@@ -256,7 +256,7 @@ TEST(VivotekLibraries, EachFormatNeedsItsOwn) {
     EXPECT_EQ(supported({"libAVSynchronizer.so", "libparsedatapacket.so"}), "01111");
     EXPECT_EQ(supported({"libDataBroker.so", "libparsedatapacket.so"}), "00000");
 
-    // A library without the calls is none.
+    // A library without the calls counts as missing.
     const kvtest::TempFolder folder;
     std::filesystem::create_symlink("/lib/x86_64-linux-gnu/libm.so.6", folder.File("libAVSynchronizer.so"));
     const std::string folders[] = {folder.Path()};

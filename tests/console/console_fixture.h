@@ -10,13 +10,13 @@
 #include <string>
 #include <vector>
 
-#include "channel/base_camera.h"
-#include "channel/video_wnd.h"
-#include "console/client_site.h"
-#include "console/console_messages.h"
+#include "channel/camera/base_camera.h"
+#include "channel/cell/video_wnd.h"
 #include "console/console_parts.h"
 #include "console/main_dlg.h"
-#include "console/multi_server_list.h"
+#include "console/ports/client_site.h"
+#include "console/ports/console_messages.h"
+#include "console/settings/multi_server_list.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
 #include "support/fake_clock.h"

@@ -7,8 +7,8 @@
 #include <QtGui/QMouseEvent>
 #include <QtWidgets/QApplication>
 
-#include "channel/cam_commands.h"
-#include "channel/channel_view.h"
+#include "channel/base/cam_commands.h"
+#include "channel/cell/channel_view.h"
 #include "console_fixture.h"
 #include "support/fake_recorder.h"
 #include "wire/frame_header.h"

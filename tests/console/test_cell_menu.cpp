@@ -13,10 +13,10 @@
 #include <QtWidgets/QPushButton>
 #include <QtWidgets/QTableWidget>
 
-#include "channel/base_camera.h"
-#include "channel/cam_commands.h"
-#include "channel/camera_menu.h"
-#include "console/cell_menu.h"
+#include "channel/base/cam_commands.h"
+#include "channel/camera/base_camera.h"
+#include "channel/cell/camera_menu.h"
+#include "console/camera/cell_menu.h"
 #include "console_fixture.h"
 #include "support/fake_recorder.h"
 #include "support/scripted_server.h"

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "console/channel_array.h"
-#include "console/custom_channel_style.h"
+#include "console/layout/channel_array.h"
+#include "console/layout/custom_channel_style.h"
 #include "persist/orvo_registry.h"
 #include "support/temp_folder.h"
 

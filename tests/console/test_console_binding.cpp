@@ -6,8 +6,8 @@
 #include <fstream>
 #include <iterator>
 
-#include "channel/base_camera.h"
-#include "console/multi_server_list.h"
+#include "channel/camera/base_camera.h"
+#include "console/settings/multi_server_list.h"
 #include "console_fixture.h"
 #include "persist/log_file.h"
 #include "persist/string_table.h"

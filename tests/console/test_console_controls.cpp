@@ -9,9 +9,9 @@
 #include <QtWidgets/QMenu>
 #include <set>
 
-#include "channel/base_camera.h"
-#include "channel/cam_commands.h"
-#include "console/control_rules.h"
+#include "channel/base/cam_commands.h"
+#include "channel/camera/base_camera.h"
+#include "console/panel/control_rules.h"
 #include "console_fixture.h"
 #include "skin/button_art.h"
 #include "skin/xskin_od_button.h"

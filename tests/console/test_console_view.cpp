@@ -4,8 +4,8 @@
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QMessageBox>
 
-#include "channel/base_camera.h"
-#include "channel/channel_messages.h"
+#include "channel/base/channel_messages.h"
+#include "channel/camera/base_camera.h"
 #include "console_fixture.h"
 #include "skin/input_messages.h"
 #include "skin/xskin_od_button.h"
@@ -273,7 +273,7 @@ TEST_F(ConsoleView, HandlesOutliveWindowsAndCameras) {
     Close();
     EXPECT_FALSE(handle.Post(WM_COMMAND, 1651, 0));
     EXPECT_FALSE(camera->GetVideoWnd().Post(kMsgCaptionRefresh, 0, 0));
-    camera->StartPlaying(true, true);
+    camera->StartPlaying(PlaySound::Yes);
     camera->PausePlaying();
     EXPECT_TRUE(other.expired());
 }

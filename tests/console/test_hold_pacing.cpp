@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 
-#include "console/hold_pacing.h"
+#include "console/camera/hold_pacing.h"
 
 namespace kvmon {
 namespace {

@@ -1,8 +1,8 @@
 // Pages in browsers beside the console: which address, and how its window is used.
 #include <gmock/gmock.h>
 
-#include "console/help_window.h"
-#include "console/web_page.h"
+#include "console/site/help_window.h"
+#include "console/site/web_page.h"
 #include "console_fixture.h"
 #include "support/silent_site.h"
 

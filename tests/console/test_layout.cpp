@@ -1,10 +1,10 @@
-#include "console/layout.h"
+#include "console/layout/layout.h"
 
 #include <gmock/gmock.h>
 
 #include <algorithm>
 
-#include "console/channel_array.h"
+#include "console/layout/channel_array.h"
 
 using namespace kvmon;
 using testing::Each;

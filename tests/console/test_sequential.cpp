@@ -5,10 +5,10 @@
 #include <QtWidgets/QMessageBox>
 #include <QtWidgets/QSpinBox>
 
-#include "channel/base_camera.h"
-#include "console/interval_dialog.h"
-#include "console/pip_dialog.h"
-#include "console/sequential_rules.h"
+#include "channel/camera/base_camera.h"
+#include "console/dialogs/interval_dialog.h"
+#include "console/dialogs/pip_dialog.h"
+#include "console/layout/sequential_rules.h"
 #include "console_fixture.h"
 #include "support/fake_recorder.h"
 #include "support/qt_ui_watchdog.h"

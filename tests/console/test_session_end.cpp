@@ -11,11 +11,11 @@
 #include <QtWidgets/QPushButton>
 
 #include "codec/jpeg_codec.h"
-#include "console/disk_status_dlg.h"
-#include "console/emap_dlg.h"
-#include "console/event_window.h"
-#include "console/multi_server_list.h"
-#include "console/ptz_panel.h"
+#include "console/camera/ptz_panel.h"
+#include "console/events/event_window.h"
+#include "console/settings/multi_server_list.h"
+#include "console/site/disk_status_dlg.h"
+#include "console/site/emap_dlg.h"
 #include "console_fixture.h"
 #include "persist/utilities.h"
 #include "server/kelvara_info.h"
@@ -118,7 +118,7 @@ TEST_F(SessionEnd, LogoutLeavesNothingOfIt) {
     EXPECT_EQ(Head(kCtlServerName), "Hall");
 
     // The page's way; the console's button goes on to tell the page.
-    console->Logout(true);
+    console->Logout();
     Pump();
     EXPECT_FALSE(console->IsLoggedIn());
     EXPECT_FALSE(console->Parts().sequential.IsOn() || console->Parts().controls.IsPressed(kCtlSequential));
@@ -178,7 +178,7 @@ TEST_F(SessionEnd, AnotherUserHasNeitherTheCamerasNorTheRecordersOfTheLast) {
     ASSERT_TRUE(PumpUntil([&] { return console->Parts().cameras.GetCount() == 2; }));
     EXPECT_EQ(console->Parts().recorders.GetServerCount(), 1);
     EXPECT_EQ(second.CountHeads(MakeBasicAuth("guest", "word")), 0);
-    console->Logout(true);
+    console->Logout();
     console->AutoLogin("admin", "secret");
     EXPECT_TRUE(PumpUntil([&] { return console->Parts().cameras.GetCount() == 5; }));
     EXPECT_THAT(LoadServerList(Registry(), ServerIdentity(At(first))), SizeIs(2));
@@ -187,7 +187,7 @@ TEST_F(SessionEnd, AnotherUserHasNeitherTheCamerasNorTheRecordersOfTheLast) {
 TEST_F(SessionEnd, CamerasThatAreListedLaterGetTheirCells) {
     FakeRecorder recorder("Hall", 6);
     Open(recorder.Port());
-    console->Logout(true);
+    console->Logout();
     ASSERT_TRUE(PumpUntil([&] { return !console->Parts().recorders.GetServer(0)->IsRunning(); }));
     TurnOption("1512");
     console->AutoLogin("admin", "secret");
@@ -219,7 +219,7 @@ TEST_F(SessionEnd, ARecorderThatRefusedStaysStoppedUntilItsPasswordChanges) {
     TurnOption("1511");
     Command(kCtlFirstStyle);
     Command(StyleButtonId(VIEW_STYLE_4CH));
-    console->Logout(true);
+    console->Logout();
     console->AutoLogin("admin", "secret");
     ASSERT_TRUE(PumpUntil([&] { return console->Parts().cameras.GetCount() == 2; }));
     EXPECT_FALSE(PumpUntil([&] { return second.CountHeads("GET ") > before; }, milliseconds(300)));

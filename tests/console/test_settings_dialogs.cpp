@@ -15,12 +15,12 @@
 #include <QtWidgets/QTabBar>
 #include <QtWidgets/QTabWidget>
 
-#include "channel/base_camera.h"
-#include "console/recorder_entry.h"
-#include "console/recorder_entry_dialog.h"
-#include "console/recorder_list_dialog.h"
-#include "console/set_lang_dlg.h"
-#include "console/settings_dlg.h"
+#include "channel/camera/base_camera.h"
+#include "console/dialogs/recorder_entry_dialog.h"
+#include "console/dialogs/recorder_list_dialog.h"
+#include "console/dialogs/set_lang_dlg.h"
+#include "console/dialogs/settings_dlg.h"
+#include "console/settings/recorder_entry.h"
 #include "console_fixture.h"
 #include "persist/string_table.h"
 #include "server/kelvara_info.h"

@@ -6,10 +6,10 @@
 #include <QtWidgets/QTreeWidget>
 
 #include "codec/jpeg_codec.h"
-#include "console/disk_status_dlg.h"
-#include "console/emap_dlg.h"
-#include "console/emap_fetch.h"
-#include "console/event_window.h"
+#include "console/events/event_window.h"
+#include "console/site/disk_status_dlg.h"
+#include "console/site/emap_dlg.h"
+#include "console/site/emap_fetch.h"
 #include "console_fixture.h"
 #include "platform/text.h"
 #include "server/kelvara_info.h"

@@ -13,9 +13,9 @@
 #include <filesystem>
 
 #include "../channel/test_frames.h"
-#include "channel/base_camera.h"
-#include "channel/channel_view.h"
-#include "console/snapshot_command.h"
+#include "channel/camera/base_camera.h"
+#include "channel/cell/channel_view.h"
+#include "console/camera/snapshot_command.h"
 #include "console_fixture.h"
 #include "server/kelvara_info.h"
 #include "support/fake_recorder.h"
@@ -45,8 +45,7 @@ protected:
         ChannelPicture& picture = Cell(0).GetCamera()->Picture();
         auto frame = kvtest::MakePlainFrame(320, 200, {grey, grey, grey});
         picture.SetBitmapInfo(frame->Info());
-        picture.Show(std::move(frame));
-        picture.Compose();
+        picture.Present(std::move(frame));
     }
     std::vector<std::string> Files() {
         std::vector<std::string> names;

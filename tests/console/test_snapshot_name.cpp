@@ -2,7 +2,7 @@
 
 #include <set>
 
-#include "console/snapshot_name.h"
+#include "console/settings/snapshot_name.h"
 
 namespace kvmon {
 namespace {

@@ -1,4 +1,4 @@
-#include "console/status_line.h"
+#include "console/recorders/status_line.h"
 
 #include <gmock/gmock.h>
 

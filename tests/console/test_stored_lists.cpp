@@ -1,10 +1,10 @@
 #include <gmock/gmock.h>
 
-#include "console/console_controls.h"
-#include "console/console_options.h"
-#include "console/fill_pattern.h"
-#include "console/multi_server_list.h"
-#include "console/view_geometry.h"
+#include "console/layout/view_geometry.h"
+#include "console/panel/console_controls.h"
+#include "console/settings/console_options.h"
+#include "console/settings/fill_pattern.h"
+#include "console/settings/multi_server_list.h"
 #include "persist/orvo_registry.h"
 #include "skin/background.h"
 #include "support/temp_folder.h"

@@ -3,7 +3,7 @@
 
 #include <QtWidgets/QComboBox>
 
-#include "console/multi_server_list.h"
+#include "console/settings/multi_server_list.h"
 #include "console_fixture.h"
 #include "skin/xskin_od_button.h"
 #include "skin/xskin_static.h"

@@ -10,7 +10,7 @@
 
 #include <vector>
 
-#include "console/fs_panel.h"
+#include "console/wall/fs_panel.h"
 #include "console_fixture.h"
 
 namespace kvtest {

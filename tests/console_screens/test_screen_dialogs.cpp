@@ -5,8 +5,8 @@
 #include <QtWidgets/QMessageBox>
 
 #include "../channel/test_frames.h"
-#include "channel/base_camera.h"
-#include "console/settings_dlg.h"
+#include "channel/camera/base_camera.h"
+#include "console/dialogs/settings_dlg.h"
 #include "screens_fixture.h"
 #include "server/server_messages.h"
 #include "support/fake_recorder.h"
@@ -56,8 +56,7 @@ TEST_F(Screens, DialogsOpenAboveThePanelThatTheUserSees) {
     auto frame = kvtest::MakePlainFrame(320, 200, {90, 120, 150});
     ChannelPicture& picture = Cell(0).GetCamera()->Picture();
     picture.SetBitmapInfo(frame->Info());
-    picture.Show(std::move(frame));
-    picture.Compose();
+    picture.Present(std::move(frame));
     Command(kCtlSnapshot);  // asks for the name
     EXPECT_EQ(dialogs(panel), ++expected);
     Cell(0).GetCamera()->SetTalkCapability(1, 1);

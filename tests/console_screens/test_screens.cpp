@@ -11,9 +11,9 @@
 
 #include "../channel/test_frames.h"
 #include "app/desktop_window.h"
-#include "channel/base_camera.h"
-#include "channel/channel_view.h"
-#include "console/fs_panel.h"
+#include "channel/camera/base_camera.h"
+#include "channel/cell/channel_view.h"
+#include "console/wall/fs_panel.h"
 #include "screens_fixture.h"
 #include "skin/input_messages.h"
 #include "skin/xskin_od_button.h"
@@ -239,8 +239,7 @@ TEST_F(Screens, TheInterfaceIsNeverBlocked) {
     ChannelPicture& picture = Cell(0).GetCamera()->Picture();
     auto large = kvtest::MakePlainFrame(3840, 2160, {90, 120, 150});
     picture.SetBitmapInfo(large->Info());
-    picture.Show(std::move(large));
-    picture.Compose();
+    picture.Present(std::move(large));
     Pump();
     auto& watchdog = kvtest::WatchedApplication::Instance();
     watchdog.ForgetLongest();
@@ -262,7 +261,7 @@ TEST_F(Screens, BothDisplaysSayThatTheSessionIsOver) {
     Command(kCtlMultiScreens);
     Command(kCtlFullScreen);
     ASSERT_THAT(Panels(), SizeIs(2));
-    console->Logout(true);  // the page's call leaves the displays as they are
+    console->Logout();  // the page's call leaves the displays as they are
     const auto says = [](const CFSPanel* panel) {
         const auto* const notice = panel->findChild<QLabel*>("wallNotice");
         return notice != nullptr && notice->isVisible() && notice->rect() == panel->rect() &&

@@ -1,4 +1,4 @@
-// The control before it has a console; with one see the program's own tests.
+// The control without a session. With one it is tested by the program's own tests.
 #include <gmock/gmock.h>
 
 #include <QtCore/QEventLoop>
@@ -152,43 +152,35 @@ TEST_F(ClientTest, ALoginThatALanguageEndsIsTold) {
     EXPECT_THAT(told(), ElementsAre("login end"));
 }
 
-TEST_F(ClientTest, ALanguageThatComesWhileADialogIsOpenWaitsForItsEnd) {
+TEST_F(ClientTest, LanguagesThatComeWhileADialogIsOpenWaitAndTheLastOneCounts) {
     client.CreateControlWindow(nullptr);
-    const CMainDlg* const before = client.Impl().MainDlg();
+    CTR450ClientImpl& impl = client.Impl();
+    const CMainDlg* const before = impl.MainDlg();
+    const int language = impl.GetLanguage();
     const CMainDlg* inside = nullptr;
-    QEventLoop loop;  // the program's own
-    QTimer::singleShot(0, &loop, [&] {
-        QDialog dialog(client.ControlWindow());
-        QTimer::singleShot(0, &dialog, [&] { client.Impl().SetLanguage(6); });
-        EXPECT_EQ(dialog.exec(), QDialog::Rejected);
-        inside = client.Impl().MainDlg();
-        QTimer::singleShot(0, &loop, &QEventLoop::quit);
-    });
-    loop.exec();
-    QCoreApplication::processEvents();
-    EXPECT_EQ(inside, before);
-    EXPECT_TRUE(client.Impl().HasMainDlg());
-    EXPECT_FALSE(client.ControlWindow()->IsTimerSet(kTimerSwitchLanguage));
-}
-
-TEST_F(ClientTest, OfSeveralLanguagesTheLastOneCounts) {
-    client.CreateControlWindow(nullptr);
-    const int language = client.Impl().GetLanguage();
-    const CMainDlg* const before = client.Impl().MainDlg();
-    QEventLoop loop;
-    QTimer::singleShot(0, &loop, [&] {
-        QDialog dialog(client.ControlWindow());
-        QTimer::singleShot(0, &dialog, [&] {
-            client.Impl().SetLanguage(6);
-            client.Impl().SetLanguage(language);
+    const auto chooseInDialog = [&](std::initializer_list<int> languages) {
+        QEventLoop loop;  // the program's own
+        QTimer::singleShot(0, &loop, [&] {
+            QDialog dialog(client.ControlWindow());
+            QTimer::singleShot(0, &dialog, [&] {
+                for (const int each : languages) {
+                    impl.SetLanguage(each);
+                }
+            });
+            EXPECT_EQ(dialog.exec(), QDialog::Rejected);
+            inside = impl.MainDlg();
+            QTimer::singleShot(0, &loop, &QEventLoop::quit);
         });
-        dialog.exec();
-        QTimer::singleShot(0, &loop, &QEventLoop::quit);
-    });
-    loop.exec();
-    QCoreApplication::processEvents();
-    EXPECT_EQ(client.Impl().MainDlg(), before);
-    EXPECT_EQ(client.Impl().GetLanguage(), language);
+        loop.exec();
+        QCoreApplication::processEvents();
+    };
+    chooseInDialog({6, language});
+    EXPECT_EQ(impl.MainDlg(), before);
+    EXPECT_EQ(impl.GetLanguage(), language);
+    chooseInDialog({6});
+    EXPECT_EQ(inside, before);
+    EXPECT_TRUE(impl.HasMainDlg());
+    EXPECT_FALSE(client.ControlWindow()->IsTimerSet(kTimerSwitchLanguage));
 }
 
 TEST_F(ClientTest, AWindowWithoutAConsoleSaysSo) {

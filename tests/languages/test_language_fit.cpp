@@ -2,7 +2,6 @@
 // menus and dialogs fit.
 #include <gmock/gmock.h>
 
-#include <QtGui/QKeyEvent>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QDialog>
 #include <QtWidgets/QLabel>
@@ -13,27 +12,28 @@
 #include <memory>
 #include <set>
 
-#include "console/cell_menu.h"
-#include "console/event_window.h"
-#include "console/fill_pattern.h"
-#include "console/interval_dialog.h"
-#include "console/message_box.h"
-#include "console/pip_dialog.h"
-#include "console/recorder_entry_dialog.h"
-#include "console/recorder_list_dialog.h"
-#include "console/send_sound_dlg.h"
-#include "console/set_lang_dlg.h"
-#include "console/settings_dlg.h"
-#include "console/sign_in_card.h"
-#include "console/toolkit_language.h"
+#include "console/camera/cell_menu.h"
+#include "console/dialogs/interval_dialog.h"
+#include "console/dialogs/message_box.h"
+#include "console/dialogs/pip_dialog.h"
+#include "console/dialogs/recorder_entry_dialog.h"
+#include "console/dialogs/recorder_list_dialog.h"
+#include "console/dialogs/set_lang_dlg.h"
+#include "console/dialogs/settings_dlg.h"
+#include "console/dialogs/sign_in_card.h"
+#include "console/dialogs/toolkit_language.h"
+#include "console/events/event_window.h"
+#include "console/settings/fill_pattern.h"
+#include "console/sound/send_sound_dlg.h"
 #include "console_fixture.h"
 #include "control/languages.h"
 #include "persist/language_module.h"
 #include "persist/string_table.h"
-#include "server/nvr_event.h"
+#include "server/documents/nvr_event.h"
 #include "skin/dialog_style.h"
 #include "skin/wait_dlg.h"
 #include "support/fake_recorder.h"
+#include "support/qt_user_input.h"
 #include "text_fit.h"
 
 using namespace kvmon;
@@ -55,7 +55,7 @@ QString String(std::uint32_t id) {
     return QString::fromStdString(LoadString(id));
 }
 
-// As the program is in this language.
+// Brings the program into this language.
 void Use(const LanguageModuleFile& file) {
     UseLanguageModule(std::make_shared<const LanguageModule>(LoadLanguageModule(file.path).value()));
     UseToolkitLanguage(file.langid);
@@ -69,7 +69,7 @@ void ExpectFits(QWidget& window) {
     EXPECT_LE(window.height(), kConsole.height()) << window.objectName().toStdString();
 }
 
-// Each of the texts that a label of the window comes to show.
+// Checks the window with each text that the label comes to show.
 void ExpectFitsWith(QWidget& window, QLabel& label, std::initializer_list<std::uint32_t> texts) {
     for (const std::uint32_t id : texts) {
         label.setText(
@@ -93,8 +93,7 @@ protected:
     }
 
     QMenu* OpenMenu(int key, Qt::KeyboardModifiers modifiers) {
-        QKeyEvent event(QEvent::KeyPress, key, modifiers);
-        QApplication::sendEvent(console.get(), &event);
+        kvtest::PressKey(*console, key, modifiers);
         Pump();
         return qobject_cast<QMenu*>(QApplication::activePopupWidget());
     }
@@ -267,8 +266,7 @@ TEST_F(LanguageFit, ConsoleMenusAndWindows) {
         EXPECT_THAT(TextsThatDoNotFit(*console), IsEmpty());
         ExpectMenuFits(Qt::Key_F10, Qt::NoModifier);
         ExpectMenuFits(Qt::Key_F10, Qt::ShiftModifier);
-        QKeyEvent help(QEvent::KeyPress, Qt::Key_F1, Qt::NoModifier);
-        QApplication::sendEvent(console.get(), &help);
+        kvtest::PressKey(*console, Qt::Key_F1);
         ASSERT_NE(Window("keyboardHelp"), nullptr);
         ExpectFits(*Window("keyboardHelp"));
         Window("keyboardHelp")->close();

@@ -37,7 +37,7 @@ struct MakerShim {
     std::condition_variable changed;
     // Guarded by cs.
     std::vector<std::string> calls;   // in their order, but for those of the parser
-    std::vector<std::string> faults;  // arguments that are not as told
+    std::vector<std::string> faults;  // arguments that were wrong
     std::string failing;              // the call that fails
     bool silent = false;              // the broker keeps its answers to itself
     int acceptedByte = 3;             // which byte 9 a packet of the 7000 series has to have

@@ -13,8 +13,8 @@
 #include <algorithm>
 #include <functional>
 
-#include "channel/channel_view.h"
-#include "console/fs_panel.h"
+#include "channel/cell/channel_view.h"
+#include "console/wall/fs_panel.h"
 #include "console_fixture.h"
 #include "recorder_process.h"
 #include "skin/palette.h"

@@ -4,7 +4,6 @@
 
 #include <csignal>
 #include <fstream>
-#include <thread>
 
 #include "persist/credential_store.h"
 #include "persist/orvo_registry.h"
@@ -29,6 +28,16 @@ protected:
     kvtest::TempFolder folder;
     COrvoRegistry registry;
 };
+
+// Runs the body in a process of its own.
+template <typename Body>
+pid_t InChild(Body body) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::_exit(body() ? 0 : 1);
+    }
+    return child;
+}
 
 INSTANTIATE_TEST_SUITE_P(Forms, RegistryTest, testing::Values(false, true),
                          [](const auto& form) { return form.param ? "Ini" : "Database"; });
@@ -90,35 +99,6 @@ TEST(RegistryDatabaseTest, DeleteSectionTakesTheSubtreeAndNothingElse) {
     EXPECT_EQ(registry.GetProfileInt("MultiServer\\a@b:800", "Count", 0), 3u);
 }
 
-TEST(RegistryDatabaseTest, DamagedFileIsSetAsideAndDefaultsUsed) {
-    kvtest::TempFolder folder;
-    {
-        COrvoRegistry registry;
-        registry.InitRegistry(false, AppOn(folder));
-        for (int i = 0; i < 500; ++i) {
-            registry.WriteProfileInt("s" + std::to_string(i), "v", 1);
-        }
-    }
-    {
-        // Behind the head, so that the file still looks like a database.
-        std::fstream file(folder.File("settings.db"), std::ios::in | std::ios::out | std::ios::binary);
-        file.seekp(100);
-        file << std::string(20000, '\x5A');
-    }
-    testing::internal::CaptureStderr();
-    COrvoRegistry registry;
-    registry.InitRegistry(false, AppOn(folder));
-    const std::string told = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 1) << told;
-    EXPECT_EQ(registry.GetProfileInt("s3", "v", 9), 9u);
-    EXPECT_TRUE(registry.WriteProfileInt("s3", "v", 4));
-    int aside = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(folder.Path())) {
-        aside += entry.path().string().find(".damaged-") != std::string::npos;
-    }
-    EXPECT_GE(aside, 1);
-}
-
 TEST(RegistryDatabaseTest, UnusableFolderLeavesAWorkingTree) {
     RegistryApp app;
     app.databasePath = "/proc/none/settings.db";
@@ -130,29 +110,6 @@ TEST(RegistryDatabaseTest, UnusableFolderLeavesAWorkingTree) {
     EXPECT_EQ(registry.GetProfileInt("s", "v", 0), 4u);
 }
 
-TEST(RegistryDatabaseTest, TwoClientsLoseNothing) {
-    kvtest::TempFolder folder;
-    std::vector<std::thread> clients;
-    for (int client = 0; client < 2; ++client) {
-        clients.emplace_back([&, client] {
-            COrvoRegistry registry;
-            registry.InitRegistry(false, AppOn(folder));
-            for (int i = 0; i < 100; ++i) {
-                EXPECT_TRUE(registry.WriteProfileInt("c" + std::to_string(client), std::to_string(i), 1));
-            }
-        });
-    }
-    for (auto& client : clients) {
-        client.join();
-    }
-    COrvoRegistry registry;
-    registry.InitRegistry(false, AppOn(folder));
-    for (int i = 0; i < 100; ++i) {
-        EXPECT_EQ(registry.GetProfileInt("c0", std::to_string(i), 0), 1u);
-        EXPECT_EQ(registry.GetProfileInt("c1", std::to_string(i), 0), 1u);
-    }
-}
-
 // A client that dies in the middle of its writes leaves each value old or new, and a batch whole.
 TEST(RegistryDatabaseTest, DeathInTheMiddleOfABatchLeavesTheOldValues) {
     kvtest::TempFolder folder;
@@ -162,15 +119,13 @@ TEST(RegistryDatabaseTest, DeathInTheMiddleOfABatchLeavesTheOldValues) {
         registry.WriteProfileInt("s", "a", 1);
         registry.WriteProfileInt("s", "b", 1);
     }
-    const pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
+    const pid_t child = InChild([&] {
         COrvoRegistry registry;
         registry.InitRegistry(false, AppOn(folder));
         const COrvoRegistry::Batch batch(registry);
         registry.WriteProfileInt("s", "a", 2);
-        ::kill(::getpid(), SIGKILL);
-    }
+        return ::kill(::getpid(), SIGKILL) == 0;
+    });
     int status = 0;
     ::waitpid(child, &status, 0);
     COrvoRegistry registry;
@@ -179,26 +134,18 @@ TEST(RegistryDatabaseTest, DeathInTheMiddleOfABatchLeavesTheOldValues) {
     EXPECT_EQ(registry.GetProfileInt("s", "b", 0), 1u);
 }
 
-// Runs the body in a process of its own.
-template <typename Body>
-pid_t InChild(Body body) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::_exit(body() ? 0 : 1);
-    }
-    return child;
-}
-
-// The whole of each form: two programs that write the same file at the same time.
+// Two programs that write the same file at the same time, each with two trees, whose locks are the process's.
 TEST_P(RegistryTest, TwoProgramsLoseNothing) {
     ASSERT_TRUE(registry.Close());  // its thread does not live on in the children
     const auto client = [&](int number) {
         return InChild([&, number] {
-            COrvoRegistry own;
-            own.InitRegistry(GetParam(), AppOn(folder));
+            COrvoRegistry own[2];
             bool good = true;
+            for (COrvoRegistry& tree : own) {
+                tree.InitRegistry(GetParam(), AppOn(folder));
+            }
             for (int i = 0; i < 50; ++i) {
-                good = own.WriteProfileInt("c" + std::to_string(number), std::to_string(i), 1) && good;
+                good = own[i % 2].WriteProfileInt("c" + std::to_string(number), std::to_string(i), 1) && good;
             }
             return good;
         });

@@ -30,7 +30,7 @@ protected:
         app.databasePath = Db();
         registry.InitRegistry(false, app);
     }
-    // What a program finds that starts now.
+    // What a program would read that starts now.
     std::uint32_t Stored(const char* section, const std::string& entry, std::uint32_t nDefault = 0) const {
         COrvoRegistry registry;
         Open(registry);
@@ -130,7 +130,7 @@ TEST_F(SettingsFileTest, WhatCannotBeWrittenAtTheEndIsToldInOneLine) {
     EXPECT_THAT(told, HasSubstr("could not be written"));
 }
 
-// Such a file cannot even be read. What it holds comes later, below what was changed meanwhile.
+// Such a file cannot even be read. Its values come later, and do not replace what was changed meanwhile.
 TEST_F(SettingsFileTest, AFileThatIsLockedAtTheStartIsReadLater) {
     {
         COrvoRegistry registry;
@@ -255,6 +255,18 @@ TEST_F(SettingsFileTest, ManyProgramsSetADamagedFileAsideOnce) {
             }
         }
     }
+}
+
+TEST_F(SettingsFileTest, DamageAtTheStartIsToldInOneLineAndDefaultsUsed) {
+    Fill();
+    HoleInTheMiddle(Db());
+    testing::internal::CaptureStderr();
+    COrvoRegistry registry;
+    Open(registry);
+    const std::string told = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 1) << told;
+    EXPECT_EQ(registry.GetProfileString("s3", "v", "d"), "d");
+    EXPECT_TRUE(registry.WriteProfileInt("s3", "v", 4));
 }
 
 TEST_F(SettingsFileTest, DamageWhileTheProgramRunsLosesNothing) {

@@ -9,8 +9,10 @@
 using namespace kvmon;
 
 TEST(EventTest, LowestSetIndexWinsAndStaysSet) {
-    Event exit(true);
-    Event run(true);
+    Event exit;
+    exit.Set();
+    Event run;
+    run.Set();
     Event* const both[] = {&exit, &run};
     EXPECT_EQ(WaitAny(both, Milliseconds(0)), 0);
     exit.Reset();

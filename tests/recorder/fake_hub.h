@@ -22,6 +22,12 @@ inline PacketPtr MakePacket(bool key, std::size_t size, std::int64_t timeMs, cha
     packet->data.assign(size, static_cast<std::uint8_t>(fill));
     return packet;
 }
+inline PacketPtr KeyPacket(std::size_t size, std::int64_t timeMs, char fill = 'x') {
+    return MakePacket(true, size, timeMs, fill);
+}
+inline PacketPtr DeltaPacket(std::size_t size, std::int64_t timeMs, char fill = 'x') {
+    return MakePacket(false, size, timeMs, fill);
+}
 
 class FakeHub final : public MediaHub {
 public:
@@ -77,7 +83,7 @@ public:
         const std::lock_guard lock(m_mutex);
         return m_sinks.size();
     }
-    // Since the beginning.
+    // How many subscriptions there have been since the beginning.
     int Subscribed() const {
         const std::lock_guard lock(m_mutex);
         return m_next;

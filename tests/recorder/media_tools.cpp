@@ -243,8 +243,7 @@ std::vector<PacketPtr> EncodeTestPictures(const StreamConfig& stream, int count)
     return packets;
 }
 
-void WriteVideoFile(const std::string& path, const std::vector<PacketPtr>& packets, int fps,
-                    bool headersApart) {
+void WriteVideoFile(const std::string& path, const std::vector<PacketPtr>& packets, int fps, Headers where) {
     const Packet& first = *packets.at(0);
     const std::size_t headers = first.fourcc == wire::kZIVG ? 0 : HeaderLength(first);
     struct Free {
@@ -264,7 +263,7 @@ void WriteVideoFile(const std::string& path, const std::vector<PacketPtr>& packe
     Muxer muxer(path, parameters.get(), fps);
     for (std::size_t i = 0; i < packets.size(); ++i) {
         Packet packet = *packets[i];
-        if (headersApart && packet.key && headers > 0) {
+        if (where == Headers::InHead && packet.key && headers > 0) {
             packet.data.erase(packet.data.begin(),
                               packet.data.begin() + static_cast<std::ptrdiff_t>(HeaderLength(packet)));
         }

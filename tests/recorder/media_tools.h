@@ -24,7 +24,7 @@ public:
                    kvrecorder::MediaTime until) override;
 
     void Allow(std::chrono::milliseconds more);
-    // As when the machine was busy with something else.
+    // Skips time, as when the machine was busy with something else.
     void Jump(std::chrono::milliseconds time);
 
 private:
@@ -63,10 +63,11 @@ struct Luma {
 std::vector<Luma> Decode(const std::vector<kvrecorder::PacketPtr>& packets);
 
 std::vector<kvrecorder::PacketPtr> EncodeTestPictures(const kvrecorder::StreamConfig& stream, int count);
-// Writes packets as a file whose kind the extension tells. With `headersApart` the parameter sets stand
-// in the file's head alone, as is usual.
+// Where the parameter sets of a file stand: in its head alone, as is usual, or in its packets.
+enum class Headers { InHead, InPackets };
+// Writes packets as a file whose kind the extension tells.
 void WriteVideoFile(const std::string& path, const std::vector<kvrecorder::PacketPtr>& packets, int fps,
-                    bool headersApart);
+                    Headers headers);
 // Writes noise-free pictures through any encoder of libavcodec, with so many pictures between two that others
 // refer to.
 void EncodeVideoFile(const std::string& path, const char* encoder, int width, int height, int count, int fps,

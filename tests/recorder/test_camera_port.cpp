@@ -92,8 +92,8 @@ TEST_F(CameraPortTest, SendsPicturesInTheFormThatClientsTake) {
     ASSERT_TRUE(kvtest::WaitUntil([&] { return hub->Watchers() == 1; }));
     std::string expected;
     for (const auto& [size, fill] : {std::pair{std::size_t{5}, 'a'}, std::pair{std::size_t{200'000}, 'b'}}) {
-        hub->Push(1, 0, MakePacket(true, 9, 0, 'h'));  // the other stream's
-        hub->Push(1, 1, MakePacket(true, size, 0, fill));
+        hub->Push(1, 0, KeyPacket(9, 0, 'h'));  // the other stream's
+        hub->Push(1, 1, KeyPacket(size, 0, fill));
         expected = Part(size, fill);
         EXPECT_EQ(client.Read(expected.size()), expected);
     }
@@ -109,7 +109,7 @@ TEST_F(CameraPortTest, FollowsWhatBecomesOfItsChannel) {
     ASSERT_TRUE(kvtest::WaitUntil([&] { return hub->Watchers() == 1; }));
     std::thread source([&] {
         while (!done) {
-            hub->Push(1, 1, MakePacket(true, 7, 0, 'n'));
+            hub->Push(1, 1, KeyPacket(7, 0, 'n'));
             std::this_thread::yield();
         }
     });

@@ -127,7 +127,7 @@ TEST(MediaEvents, MotionComesAndGoesAndALostFileComesBack) {
     const auto clock = std::make_shared<SelfMovingClock>();
     TempFolder folder;
     const std::string path = folder.File("yard.mkv");
-    WriteVideoFile(path, EncodeTestPictures({Codec::H264, 160, 120, 10, 10}, 10), 10, true);
+    WriteVideoFile(path, EncodeTestPictures({Codec::H264, 160, 120, 10, 10}, 10), 10, Headers::InHead);
     std::mutex mutex;
     std::vector<std::string> told;
     const auto hub = CreateMediaHub(clock, 1);

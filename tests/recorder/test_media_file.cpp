@@ -14,6 +14,7 @@
 
 using namespace kvrecorder;
 using kvtest::Collector;
+using kvtest::Headers;
 using kvtest::SelfMovingClock;
 using std::chrono::milliseconds;
 
@@ -26,9 +27,9 @@ class MediaFile : public testing::Test {
 protected:
     std::string PathOf(const std::string& name) const { return m_folder.Path() + "/" + name; }
 
-    std::vector<PacketPtr> WriteFile(const std::string& name, Codec codec, bool headersApart) {
+    std::vector<PacketPtr> WriteFile(const std::string& name, Codec codec, Headers headers) {
         const auto packets = kvtest::EncodeTestPictures({codec, 176, 144, kFps, 4}, kPictures);
-        kvtest::WriteVideoFile(PathOf(name), packets, kFps, headersApart);
+        kvtest::WriteVideoFile(PathOf(name), packets, kFps, headers);
         return packets;
     }
 
@@ -55,7 +56,7 @@ protected:
 struct PassedCase {
     const char* file;
     Codec codec;
-    bool headersApart;
+    Headers headers;
 };
 
 class PassedFile : public MediaFile, public testing::WithParamInterface<PassedCase> {};
@@ -63,7 +64,7 @@ class PassedFile : public MediaFile, public testing::WithParamInterface<PassedCa
 }  // namespace
 
 TEST_P(PassedFile, IsLoopedUntouchedAndAtItsPace) {
-    const auto written = WriteFile(GetParam().file, GetParam().codec, GetParam().headersApart);
+    const auto written = WriteFile(GetParam().file, GetParam().codec, GetParam().headers);
     const int channel = AddFile(GetParam().file);
     const auto streams = m_hub->Streams(channel);
     ASSERT_EQ(streams.size(), 2u);
@@ -94,18 +95,20 @@ TEST_P(PassedFile, IsLoopedUntouchedAndAtItsPace) {
     EXPECT_EQ(kvtest::Decode(packets).size(), packets.size());
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Kinds, PassedFile,
-    testing::Values(PassedCase{"h264.mp4", Codec::H264, true}, PassedCase{"h264.mkv", Codec::H264, true},
-                    PassedCase{"inband.mp4", Codec::H264, false}, PassedCase{"h264.avi", Codec::H264, false},
-                    PassedCase{"mpeg4.mp4", Codec::Mpeg4, true}, PassedCase{"mpeg4.avi", Codec::Mpeg4, false},
-                    PassedCase{"mjpeg.avi", Codec::Mjpeg, false},
-                    PassedCase{"mjpeg.mkv", Codec::Mjpeg, false}),
-    [](const auto& kind) {
-        std::string name = kind.param.file;
-        name[name.find('.')] = '_';
-        return name;
-    });
+INSTANTIATE_TEST_SUITE_P(Kinds, PassedFile,
+                         testing::Values(PassedCase{"h264.mp4", Codec::H264, Headers::InHead},
+                                         PassedCase{"h264.mkv", Codec::H264, Headers::InHead},
+                                         PassedCase{"inband.mp4", Codec::H264, Headers::InPackets},
+                                         PassedCase{"h264.avi", Codec::H264, Headers::InPackets},
+                                         PassedCase{"mpeg4.mp4", Codec::Mpeg4, Headers::InHead},
+                                         PassedCase{"mpeg4.avi", Codec::Mpeg4, Headers::InPackets},
+                                         PassedCase{"mjpeg.avi", Codec::Mjpeg, Headers::InPackets},
+                                         PassedCase{"mjpeg.mkv", Codec::Mjpeg, Headers::InPackets}),
+                         [](const auto& kind) {
+                             std::string name = kind.param.file;
+                             name[name.find('.')] = '_';
+                             return name;
+                         });
 
 // Pictures that are coded after those that they stand before: they are passed as they are coded, and each is
 // told to be of the time at which it is to be seen.
@@ -167,7 +170,7 @@ TEST_F(MediaFile, PicturesOutOfTheirOrderKeepTheirTimes) {
 }
 
 TEST_F(MediaFile, SmallerStreamIsEncodedOnDemandAlsoInTheMiddle) {
-    WriteFile("a.mp4", Codec::H264, true);
+    WriteFile("a.mp4", Codec::H264, Headers::InHead);
     SourceConfig source;
     source.file = PathOf("a.mp4");
     source.streams = {{}, {Codec::Mjpeg, 88, 72, 10, 1}};
@@ -192,7 +195,7 @@ TEST_F(MediaFile, SmallerStreamIsEncodedOnDemandAlsoInTheMiddle) {
 }
 
 TEST_F(MediaFile, ALateWatcherOfThePassedStreamBeginsWithAKey) {
-    WriteFile("a.mp4", Codec::H264, true);
+    WriteFile("a.mp4", Codec::H264, Headers::InHead);
     const int channel = AddFile("a.mp4");
     Collector small;
     const auto first = m_hub->Subscribe(channel, 1, small.Sink());
@@ -254,7 +257,7 @@ TEST_F(MediaFile, WhatCannotBePlayedIsRefusedInWords) {
 }
 
 TEST_F(MediaFile, ADamagedFileIsPlayedAsFarAsItGoesOrRefused) {
-    WriteFile("good.avi", Codec::Mpeg4, false);
+    WriteFile("good.avi", Codec::Mpeg4, Headers::InPackets);
     std::ifstream in(PathOf("good.avi"), std::ios::binary);
     const std::string bytes{std::istreambuf_iterator<char>(in), {}};
     for (std::size_t part = 1; part < 12; ++part) {
@@ -280,7 +283,7 @@ TEST_F(MediaFile, ADamagedFileIsPlayedAsFarAsItGoesOrRefused) {
 }
 
 TEST_F(MediaFile, AFileThatIsTakenAwayComesBack) {
-    WriteFile("a.avi", Codec::Mjpeg, false);
+    WriteFile("a.avi", Codec::Mjpeg, Headers::InPackets);
     const int channel = AddFile("a.avi");
     std::filesystem::rename(PathOf("a.avi"), PathOf("b.avi"));
     Collector collector;

@@ -64,7 +64,7 @@ struct Viewer {
 std::vector<std::uint8_t> SentWhole(const AVFrame& picture) {
     MxpegWriter writer(picture.width, picture.height);
     Viewer viewer(picture.width, picture.height);
-    EXPECT_TRUE(writer.Write(picture, true));
+    EXPECT_TRUE(writer.Write(picture, MxpegWriter::Kind::Whole));
     EXPECT_TRUE(viewer.Show(writer.Data()));
     return viewer.rows;
 }
@@ -94,7 +94,8 @@ TEST(MediaMxpeg, PartialPicturesPaintWhatAWholeOneWould) {
             const auto picture = Blank(width, height);
             Paint(*picture, 6 * n, 4 * n, 20, 230, 90, 200);
             Paint(*picture, width - 6, height - 6, 6, static_cast<std::uint8_t>(20 * n), 128, 128);
-            ASSERT_TRUE(writer.Write(*picture, n == 0));
+            ASSERT_TRUE(
+                writer.Write(*picture, n == 0 ? MxpegWriter::Kind::Whole : MxpegWriter::Kind::Changes));
             EXPECT_EQ(writer.IsWhole(), n == 0);
             whole = n == 0 ? writer.Data().size() : whole;
             EXPECT_TRUE(n == 0 || writer.Data().size() < whole * 2 / 3) << writer.Data().size();
@@ -109,16 +110,17 @@ TEST(MediaMxpeg, AStillPictureIsSmallAndAnotherSceneWhole) {
     MxpegWriter writer(64, 48);
     Viewer viewer(64, 48);
     const auto picture = Blank(64, 48);
-    ASSERT_TRUE(writer.Write(*picture, false)) << "the first is a whole one whatever is asked for";
+    ASSERT_TRUE(writer.Write(*picture, MxpegWriter::Kind::Changes))
+        << "the first is a whole one whatever is asked for";
     EXPECT_TRUE(writer.IsWhole());
     EXPECT_TRUE(viewer.Show(writer.Data()));
-    ASSERT_TRUE(writer.Write(*picture, false));
+    ASSERT_TRUE(writer.Write(*picture, MxpegWriter::Kind::Changes));
     EXPECT_FALSE(writer.IsWhole());
     EXPECT_EQ(writer.Data().size(), 256u) << "shorter ones are refused";
     EXPECT_TRUE(viewer.Show(writer.Data()));
     EXPECT_EQ(viewer.rows, SentWhole(*picture));
     Paint(*picture, 0, 0, 48, 200, 100, 100);
-    ASSERT_TRUE(writer.Write(*picture, false));
+    ASSERT_TRUE(writer.Write(*picture, MxpegWriter::Kind::Changes));
     EXPECT_TRUE(writer.IsWhole());
 }
 
@@ -160,12 +162,12 @@ TEST(MediaMxpeg, NoEndMarkStandsInTheMask) {
     MxpegWriter writer(kWidth, kHeight);
     Viewer viewer(kWidth, kHeight);
     const auto picture = Blank(kWidth, kHeight);
-    ASSERT_TRUE(writer.Write(*picture, true));
+    ASSERT_TRUE(writer.Write(*picture, MxpegWriter::Kind::Whole));
     ASSERT_TRUE(viewer.Show(writer.Data()));
     for (const int block : {2400, 2401, 2402, 2403, 2404, 2405, 2406, 2407, 2408, 2409, 2411, 2412, 2415}) {
         Paint(*picture, block % kColumns * 16, block / kColumns * 16, 16, 255, 128, 128);
     }
-    ASSERT_TRUE(writer.Write(*picture, false));
+    ASSERT_TRUE(writer.Write(*picture, MxpegWriter::Kind::Changes));
     const std::vector<std::uint8_t> mark = {0xFF, 0xD9};
     const auto& data = writer.Data();
     EXPECT_EQ(std::search(data.begin(), data.end(), mark.begin(), mark.end()), data.end() - 2);

@@ -13,7 +13,7 @@ namespace {
 constexpr MediaTime kFrame{66'667};
 
 TEST(PtzCamera, FollowsItsAimWithInertiaAndStopsThere) {
-    PtzCamera camera(false);
+    PtzCamera camera(PictureShape::Normal);
     double x = camera.Pose(MediaTime(0)).view.centreX;
     EXPECT_EQ(camera.Move(1, 0), EndStop::None);
     double fastest = 0;
@@ -36,7 +36,7 @@ TEST(PtzCamera, FollowsItsAimWithInertiaAndStopsThere) {
 }
 
 TEST(PtzCamera, EndsAreToldAndThePictureStaysInTheScene) {
-    PtzCamera camera(true);
+    PtzCamera camera(PictureShape::Wide);
     const auto drive = [&](auto order) {
         EndStop end = EndStop::None;
         for (int i = 0; i < 40 && end == EndStop::None; ++i) {
@@ -77,7 +77,7 @@ TEST(PtzCamera, PicturesOfAChannelMove) {
     SourceConfig source;
     source.scene = "harbour";
     source.streams = {{Codec::Mjpeg, 320, 240, 5, 1}};
-    source.camera = std::make_shared<PtzCamera>(false);
+    source.camera = std::make_shared<PtzCamera>(PictureShape::Normal);
     hub->AddChannel("Dome", source);
     Collector collector;
     const auto subscription = hub->Subscribe(0, 0, collector.Sink());
@@ -182,13 +182,13 @@ TEST_F(PtzCgi, AnotherSourceGoesOnInTheSameStream) {
     Start();
     RecorderClient client = Open("/cgi-bin/getstream.cgi?ch=1&stream_id=0");
     ASSERT_TRUE(WaitUntil([&] { return hub->Watchers() == 1; }));
-    hub->Push(1, 0, MakePacket(true, 10, 0));
+    hub->Push(1, 0, KeyPacket(10, 0));
     client.Read(56 + 10);
     config.channels[1].source.scene = "aquarium";
     EXPECT_EQ(model->Reload(config), "");
     ASSERT_TRUE(WaitUntil([&] { return hub->Subscribed() == 2 && hub->Watchers() == 1; }));
-    hub->Push(1, 0, MakePacket(false, 20, 0, 'd'));
-    hub->Push(1, 0, MakePacket(true, 20, 0, 'n'));
+    hub->Push(1, 0, DeltaPacket(20, 0, 'd'));
+    hub->Push(1, 0, KeyPacket(20, 0, 'n'));
     EXPECT_EQ(client.Read(56 + 20).substr(56), std::string(20, 'n'));
     config.channels[1].source.scene.clear();
     config.channels[1].source.file = "/missing";

@@ -131,7 +131,7 @@ TEST_F(RecordingTest, EachCodecHasItsPlaceAndAnotherSourceAnotherFile) {
     EXPECT_EQ(model->Reload(config), "");
     PushAll(EncodeTestPictures({Codec::Mjpeg, 160, 120, 10, 1}, 12));
     service.reset();
-    model.reset();  // the end of the recorder is the end of its files
+    model.reset();  // the recorder ends its files when it ends
     std::vector<AVCodecID> codecs;
     for (const fs::path& file : Files()) {
         const Probe probe = ProbeFile(file);

@@ -79,9 +79,9 @@ TEST_F(Control, CommandsChangeTheState) {
     EXPECT_EQ(Run("status 0 d f"), "ok\n");
     EXPECT_EQ(model->Current()->channels[0].config.status, (StatusDigits{4, 0, 0, 15}));
     EXPECT_EQ(Run("rights guard 0 on audio"), "ok\n");
-    EXPECT_TRUE(model->Current()->FindUser("guard")->Has(Right::Audio, 0));
+    EXPECT_TRUE(model->Current()->Authorize("guard", "night")->Has(Right::Audio, 0));
     EXPECT_EQ(Run("rights guard 1 off"), "ok\n");
-    EXPECT_FALSE(model->Current()->FindUser("guard")->Has(Right::Monitor, 1));
+    EXPECT_FALSE(model->Current()->Authorize("guard", "night")->Has(Right::Monitor, 1));
     EXPECT_NE(
         Run("list").find("0 \"Camera 1\" h264:640x480@15 mjpeg:176x144@5 record motion loss input alarm\n"),
         std::string::npos);

@@ -56,7 +56,7 @@ TEST_F(Roles, ADelayEndsInWhatWasAskedForAsItIsByThen) {
     talker.Send(Get(kTalk) + "lost");
     EXPECT_TRUE(watcher.ReadHead().starts_with("HTTP/1.0 200 OK\r\n"));
     EXPECT_EQ(service->Counters().streams, 1u);
-    hub->Push(1, 0, MakePacket(true, 100, 0));
+    hub->Push(1, 0, KeyPacket(100, 0));
     EXPECT_EQ(watcher.Read(56 + 100).size(), 156u);
     EXPECT_EQ(listener.ReadHead(), "HTTP/1.0 200 OK\r\n\r\n");
     EXPECT_TRUE(talker.ReadHead().starts_with("HTTP/1.0 200 OK\r\n"));

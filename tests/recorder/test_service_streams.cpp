@@ -41,15 +41,15 @@ Record ReadRecord(RecorderClient& client) {
 
 TEST(RecordQueueTest, BeginsWithAKeyAndWakesOnce) {
     RecordQueue queue;
-    EXPECT_FALSE(queue.Push(MakePacket(false, 10, 0)));
-    EXPECT_TRUE(queue.Push(MakePacket(true, 10, 40)));
-    EXPECT_FALSE(queue.Push(MakePacket(false, 10, 80)));
+    EXPECT_FALSE(queue.Push(DeltaPacket(10, 0)));
+    EXPECT_TRUE(queue.Push(KeyPacket(10, 40)));
+    EXPECT_FALSE(queue.Push(DeltaPacket(10, 80)));
     EXPECT_EQ(queue.Pop()->timeMs, 40);
     EXPECT_EQ(queue.Pop()->timeMs, 80);
-    EXPECT_FALSE(queue.Push(MakePacket(false, 10, 120))) << "the taker has not found it empty yet";
+    EXPECT_FALSE(queue.Push(DeltaPacket(10, 120))) << "the taker has not found it empty yet";
     EXPECT_EQ(queue.Pop()->timeMs, 120);
     EXPECT_EQ(queue.Pop(), nullptr);
-    EXPECT_TRUE(queue.Push(MakePacket(false, 10, 160)));
+    EXPECT_TRUE(queue.Push(DeltaPacket(10, 160)));
     EXPECT_EQ(queue.Dropped(), 1u);
 }
 
@@ -65,17 +65,17 @@ TEST(RecordQueueTest, LateTakerJumpsToTheNewestGroup) {
 
 TEST(RecordQueueTest, OverflowWaitsForAKeyAndStaysWithinBounds) {
     RecordQueue queue;
-    queue.Push(MakePacket(true, 1000, 0));
+    queue.Push(KeyPacket(1000, 0));
     for (int i = 1; i < 200; ++i) {
-        queue.Push(MakePacket(false, 100'000, i));
+        queue.Push(DeltaPacket(100'000, i));
         EXPECT_LE(queue.Bytes(), RecordQueue::kMaxBytes);
     }
     EXPECT_EQ(queue.Pop(), nullptr) << "the rest of a group whose beginning is lost is of no use";
-    queue.Push(MakePacket(true, RecordQueue::kMaxBytes + 1, 300));
+    queue.Push(KeyPacket(RecordQueue::kMaxBytes + 1, 300));
     EXPECT_EQ(queue.Pop(), nullptr);
-    queue.Push(MakePacket(false, 10, 301));
+    queue.Push(DeltaPacket(10, 301));
     EXPECT_EQ(queue.Pop(), nullptr);
-    queue.Push(MakePacket(true, 10, 302));
+    queue.Push(KeyPacket(10, 302));
     EXPECT_EQ(queue.Pop()->timeMs, 302);
 }
 
@@ -85,9 +85,9 @@ TEST_F(Streams, RecordsCarryHeadAndPicture) {
     RecorderClient small = Open(Target(1, 1));
     RecorderClient lost = Open(Target(1, 77));
     ASSERT_TRUE(Watched(3));
-    hub->Push(1, 0, MakePacket(true, 5000, (1LL << 32) + 7, 'L'));
-    hub->Push(1, 0, MakePacket(false, 3, 41, 'M'));
-    hub->Push(1, 1, MakePacket(true, 700, 8, 'S'));
+    hub->Push(1, 0, KeyPacket(5000, (1LL << 32) + 7, 'L'));
+    hub->Push(1, 0, DeltaPacket(3, 41, 'M'));
+    hub->Push(1, 1, KeyPacket(700, 8, 'S'));
     const Record record = ReadRecord(large);
     EXPECT_EQ(record.head.substr(0, 4), "Z264");
     EXPECT_TRUE(record.Key());
@@ -121,7 +121,7 @@ TEST_F(Streams, RefusalsAndRights) {
     EXPECT_EQ(model->SetRight("guard", 1, Right::Monitor, false), "");
     EXPECT_TRUE(guard.WaitClosed());
     ASSERT_TRUE(Watched(1));
-    hub->Push(1, 0, MakePacket(true, 100, 0));
+    hub->Push(1, 0, KeyPacket(100, 0));
     EXPECT_EQ(ReadRecord(admin).data.size(), 100u);
     EXPECT_EQ(model->Remove(1), "");
     EXPECT_TRUE(admin.WaitClosed());
@@ -153,7 +153,7 @@ TEST_F(Streams, SlowReaderIsBoundedAndGoesOnAtAKey) {
     // What the slow one gets is whole groups of pictures from their beginning, in order.
     std::int64_t last = -1;
     bool jumped = false;
-    hub->Push(0, 0, MakePacket(true, 10, kCount * 66));
+    hub->Push(0, 0, KeyPacket(10, kCount * 66));
     for (;;) {
         const Record record = ReadRecord(slow);
         ASSERT_EQ(record.head.size(), 56u);
@@ -179,11 +179,11 @@ TEST_F(Streams, StalledReaderIsClosed) {
     RecorderClient idle = Open(Target(1, 0));
     ASSERT_TRUE(Watched(2));
     for (int i = 0; i < 40; ++i) {
-        hub->Push(0, 0, MakePacket(true, 100'000, i));
+        hub->Push(0, 0, KeyPacket(100'000, i));
     }
     EXPECT_TRUE(WaitUntil([&] { return hub->Watchers() == 1; }));
     // A stream on which nothing is to be sent is no stalled one.
-    hub->Push(1, 0, MakePacket(true, 100, 0));
+    hub->Push(1, 0, KeyPacket(100, 0));
     EXPECT_EQ(ReadRecord(idle).data.size(), 100u);
 }
 
@@ -198,7 +198,7 @@ TEST_F(Streams, TwoHundredStreamsBesideTwoHundredHalfRequests) {
     }
     ASSERT_TRUE(Watched(200));
     for (int i = 0; i < 3; ++i) {
-        hub->Push(i, 0, MakePacket(true, 2000, 0, static_cast<char>('0' + i)));
+        hub->Push(i, 0, KeyPacket(2000, 0, static_cast<char>('0' + i)));
     }
     for (std::size_t i = 0; i < streams.size(); ++i) {
         EXPECT_EQ(ReadRecord(streams[i]).data, std::string(2000, static_cast<char>('0' + i % 3)));

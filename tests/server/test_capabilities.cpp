@@ -1,9 +1,10 @@
 #include <gtest/gtest.h>
 
 #include "fake_recorder.h"
-#include "server/capability_reader.h"
+#include "server/http/capability_reader.h"
+#include "server/http/query_context.h"
 #include "server/kelvara_info.h"
-#include "server/server_worker.h"
+#include "server/server_messages.h"
 #include "support/fake_clock.h"
 #include "support/message_log.h"
 #include "support/wait_until.h"
@@ -30,7 +31,7 @@ const std::string kTwoStreams =
 class Capabilities : public testing::Test {
 protected:
     Capabilities() {
-        worker.SetConnectInfo(0, "127.0.0.1", recorder.Port(), "viewer", "pw");
+        query.SetConnectInfo(0, "127.0.0.1", recorder.Port(), "viewer", "pw");
         status.strServerVersion = "3.5.0";
         status.m_nChannelCount = 2;
         status.m_VideoSettingList.resize(2);
@@ -38,15 +39,15 @@ protected:
     CStreamInfo& StreamsOf(std::size_t channel) { return status.m_VideoSettingList[channel].m_StreamInfo; }
     bool Ask(const std::string& reply) {
         recorder.Answer("getmultistreaminfo.cgi", reply);
-        return CapabilityReader(worker).GetStreamInfo(status);
+        return CapabilityReader(query).GetStreamInfo(status);
     }
     bool AskTalk(const std::string& reply) {
         recorder.Answer("zcapabilities.cgi", reply);
-        return CapabilityReader(worker).GetTalking(status);
+        return CapabilityReader(query).GetTalking(status);
     }
 
     FakeClock clock{true};
-    ServerWorker worker{clock};
+    QueryContext query{clock};
     CNvrStatus status;
     FakeRecorder recorder;
 };
@@ -111,7 +112,7 @@ TEST_F(Capabilities, ALongDocumentIsReadToItsLastChannel) {
         std::this_thread::sleep_for(Milliseconds(20));  // the first piece is read alone
         peer.Write(std::string_view(reply).substr(9000));
     });
-    EXPECT_TRUE(CapabilityReader(worker).GetStreamInfo(status));
+    EXPECT_TRUE(CapabilityReader(query).GetStreamInfo(status));
     EXPECT_TRUE(AskTalk(talk + "</r>"));
     for (std::size_t n = 0; n < kChannels; ++n) {
         ASSERT_EQ(StreamsOf(n).size(), 8u) << n;
@@ -156,12 +157,12 @@ TEST_F(Capabilities, VersionsAreComparedAsText) {
 }
 
 TEST_F(Capabilities, A404TurnsNoRootButItsOwn) {
-    CapabilityReader reader(worker);
+    CapabilityReader reader(query);
     EXPECT_TRUE(reader.GetStreamInfo(status));
     EXPECT_TRUE(reader.IsNotFound());
     EXPECT_TRUE(reader.GetStreamInfo(status));
     EXPECT_EQ(recorder.Count("GET /getmultistreaminfo.cgi HTTP"), 1);
-    EXPECT_EQ(worker.CgiRoot(), "/cgi-bin");
+    EXPECT_EQ(query.CgiRoot(), "/cgi-bin");
 }
 
 // --- with the threads of a recorder
@@ -177,10 +178,10 @@ protected:
             peer.Hold();
         });
     }
-    ~LiveCapabilities() override { info.StopGetKelvaraInfo(true, true); }
+    ~LiveCapabilities() override { info.StopGetKelvaraInfo(StopWait::ToTheEnd); }
     void Start() {
         info.SetNotifyWnd(WindowHandle(log));
-        info.StartGetKelvaraInfo(0, "127.0.0.1", recorder.Port(), "viewer", "pw", true);
+        info.StartGetKelvaraInfo(0, "127.0.0.1", recorder.Port(), "viewer", "pw", StartMode::Anew);
     }
     bool Told(std::uint32_t code) const {
         for (const Message& message : log->All()) {
@@ -233,7 +234,7 @@ TEST_F(LiveCapabilities, SilenceDelaysNobodyAndAStopEndsIt) {
     Start();
     ASSERT_TRUE(WaitUntil([&] { return recorder.Count("notify.cgi") == 1; }));
     const auto before = std::chrono::steady_clock::now();
-    EXPECT_TRUE(info.StopGetKelvaraInfo(true, true));
+    EXPECT_TRUE(info.StopGetKelvaraInfo(StopWait::ToTheEnd));
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(2));
     EXPECT_EQ(Worker::AbandonedCount(), 0);
 }

@@ -105,10 +105,8 @@ TEST(NvrEvents, WhatIsKnownIsNotTakenAgain) {
     CNvrEventList list = {Entry(5, "b"), Entry(5, "a"), Entry(3, "c")};
     CNvrEventList group;
     EXPECT_EQ(TakeLatestGroup(list, &group), 2u);
-    MergeEvents(list, {Entry(7, "f"), Entry(5, "e"), Entry(5, "a"), Entry(4, "d")}, true);
+    MergeEvents(list, {Entry(7, "f"), Entry(5, "e"), Entry(5, "a"), Entry(4, "d")});
     EXPECT_EQ(Texts(list), (List{"f", "e", "b", "a", "c"}));
-    MergeEvents(list, {Entry(1, "unchecked")}, false);
-    EXPECT_EQ(list.front().m_strContent, "unchecked");
 }
 
 TEST(NvrEvents, FloodKeepsTheNewest) {
@@ -190,7 +188,7 @@ TEST_F(EventLog, FetchesOnRequestWithAnOverlap) {
     EXPECT_EQ(Next(), (Message{WM_GETNVREVENT, 0, 3}));
     clock.Advance(Milliseconds(60000));
     EXPECT_EQ(log.GetEventCount(), 2u);
-    EXPECT_TRUE(log.StopWork(true));
+    EXPECT_TRUE(log.StopWork(StopWait::ToTheEnd));
     EXPECT_EQ(recorder.Server().Heads().size(), 3u);
 }
 
@@ -261,6 +259,6 @@ TEST_F(EventLog, StopEndsASilentFetch) {
     log.StartWork();
     ASSERT_TRUE(recorder.Server().WaitForHeads(1));
     EXPECT_TRUE(log.IsFetching());
-    EXPECT_TRUE(log.StopWork(false));
+    EXPECT_TRUE(log.StopWork(StopWait::Brief));
     EXPECT_TRUE(window->All().empty()) << "a stop is no failure";
 }

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "server/http_chunk_tran.h"
+#include "server/http/http_chunk_tran.h"
 #include "support/fake_clock.h"
 #include "support/scripted_server.h"
 #include "support/wait_until.h"
@@ -12,10 +12,11 @@ namespace {
 
 // One connection to a server that runs `script` on it.
 struct Link {
-    explicit Link(ScriptedServer::Script script, bool blocking = false) : server(std::move(script)) {
+    explicit Link(ScriptedServer::Script script, SocketKind kind = SocketKind::InRounds)
+        : server(std::move(script)) {
         clock.SetSocketRound(Milliseconds(1));
         std::uint32_t connectBudget = 250 * 4000;
-        EXPECT_TRUE(tran.Create(blocking));
+        EXPECT_TRUE(tran.Create(kind));
         EXPECT_TRUE(tran.Connect("127.0.0.1", server.Port(), &connectBudget));
     }
     // Length 0 for false.
@@ -83,7 +84,7 @@ TEST(HttpTran, SendThatOnlyRanOutOfTimeIsTrue) {
 }
 
 TEST(HttpTran, AbortAndShutdownEndABlockedRead) {
-    Link link([](Peer& peer) { peer.Hold(); }, true);
+    Link link([](Peer& peer) { peer.Hold(); }, SocketKind::Blocking);
     std::thread stopper([&] {
         WaitUntil([&] { return link.server.ConnectionCount() == 1; });
         link.abort = 1;
@@ -119,8 +120,8 @@ TEST(HttpTran, RefusedConnectionTellsItsCodeAndASecondCreateFails) {
 TEST(HttpTran, NotifyLinesByTheirResult) {
     const auto read = [](ScriptedServer::Script script, std::size_t capacity, std::string* line,
                          std::uint32_t receiveTimeout = 10000) {
-        Link link(std::move(script), true);
-        link.tran.SetSocketOptions(true, receiveTimeout);
+        Link link(std::move(script), SocketKind::Blocking);
+        link.tran.SetSocketOptions(receiveTimeout);
         std::string buffer(capacity, '?');
         link.budget = 500;
         const NotifyLine result = link.tran.ReadNotifyLine(buffer.data(), &capacity, &link.budget);

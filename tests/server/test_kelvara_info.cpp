@@ -34,7 +34,7 @@ protected:
     }
     bool StopsAtOnce() {
         const auto start = std::chrono::steady_clock::now();
-        return info.StopGetKelvaraInfo(true, false) && Worker::AbandonedCount() == 0 &&
+        return info.StopGetKelvaraInfo(StopWait::ToTheEnd) && Worker::AbandonedCount() == 0 &&
                std::chrono::steady_clock::now() - start < std::chrono::seconds(2);
     }
 
@@ -66,7 +66,7 @@ TEST_F(Info, AGoodRoundPublishesAndSleepsOnTheConnection) {
     });
     EXPECT_FALSE(info.IsRunning());
     info.RaiseErrorCount();
-    info.StartGetKelvaraInfo(false);
+    info.StartGetKelvaraInfo(StartMode::GoOn);
     // The round's four, and code 3 of the connection's own refresh.
     EXPECT_EQ(Messages(5), (std::vector<Message>{Update(4), Update(1), Update(2), Update(3), Update(3)}));
     EXPECT_TRUE(info.IsRunning());
@@ -89,7 +89,7 @@ TEST_F(Info, AGoodRoundPublishesAndSleepsOnTheConnection) {
     EXPECT_EQ(FormatText("%d %d %s%s", status, used, size.c_str(), unit.c_str()), "0 34 931 GB");
     EXPECT_TRUE(StopsAtOnce());
     EXPECT_FALSE(info.IsRunning());
-    EXPECT_TRUE(info.StopGetKelvaraInfo(false, false));
+    EXPECT_TRUE(info.StopGetKelvaraInfo(StopWait::Brief));
 }
 
 TEST_F(Info, ARecorderWithoutChannelsTellsSo) {
@@ -98,7 +98,7 @@ TEST_F(Info, ARecorderWithoutChannelsTellsSo) {
         peer.Write("HTTP/1.0 200 OK\r\n");
         peer.Hold();
     });
-    info.StartGetKelvaraInfo(false);
+    info.StartGetKelvaraInfo(StartMode::GoOn);
     EXPECT_EQ(Messages(2),
               (std::vector<Message>{Update(WM_UPDATEVSINFO_SERVERINFO), Update(WM_UPDATEVSINFO_CAMERACONN)}));
     EXPECT_TRUE(StopsAtOnce());
@@ -106,7 +106,7 @@ TEST_F(Info, ARecorderWithoutChannelsTellsSo) {
 
 TEST_F(Info, AWrongPasswordIsToldAfterThreeSilentRounds) {
     recorder.Answer("get_init_info.cgi", "HTTP/1.0 401 Unauthorized\r\n\r\n");
-    info.StartGetKelvaraInfo(false);
+    info.StartGetKelvaraInfo(StartMode::GoOn);
     EXPECT_EQ(Messages(1), std::vector<Message>{Failed(7)});
     EXPECT_TRUE(StopsAtOnce());
     EXPECT_GE(recorder.Count("get_init_info.cgi"), 4);
@@ -122,7 +122,7 @@ TEST_F(Info, APasswordThatTurnsWrongIsToldAtOnce) {
     recorder.AnswerAll(1);
     recorder.On("notify.cgi",
                 [&](Peer&) { recorder.Answer("get_init_info.cgi", "HTTP/1.0 401 Unauthorized\r\n\r\n"); });
-    info.StartGetKelvaraInfo(false);
+    info.StartGetKelvaraInfo(StartMode::GoOn);
     EXPECT_EQ(Messages(5).back(), Failed(7));
     EXPECT_TRUE(StopsAtOnce());
     EXPECT_LE(recorder.Count("notify.cgi"), 2 + static_cast<int>(log->All().size()) - 5);
@@ -133,7 +133,7 @@ TEST_F(Info, AServerOutOfReachCostsOneMessageARoundAndLongerWaits) {
     for (int i = 0; i < 8; ++i) {
         info.RaiseErrorCount();
     }
-    info.StartGetKelvaraInfo(false);
+    info.StartGetKelvaraInfo(StartMode::GoOn);
     EXPECT_EQ(Messages(2), (std::vector<Message>{Failed(2), Failed(2)}));
     EXPECT_TRUE(StopsAtOnce());
     const auto waits = clock.Waits();
@@ -148,7 +148,7 @@ TEST_F(Info, AFailureThatIsCountedDuringTheWaitLengthensIt) {
     refused.SetNotifyWnd(WindowHandle(log));
     refused.RaiseErrorCount();
     refused.RaiseErrorCount();
-    refused.StartGetKelvaraInfo(false);
+    refused.StartGetKelvaraInfo(StartMode::GoOn);
     ASSERT_TRUE(WaitUntil([&] { return slow.Waits().size() == 2; }));
     EXPECT_EQ(refused.GetFailure(), (LinkFailure{LinkFault::NoRecorder, 0}));
     EXPECT_EQ(refused.GetRetrySeconds(), 1u);
@@ -169,7 +169,7 @@ TEST_F(Info, AFailedListStillReadsTheDiskAndTheNextRootIsTried) {
     recorder.On("/cgi-bin/get_init_info.cgi",
                 [](Peer& peer) { peer.Write(HttpReply(404, "Not Found", "")); });
     recorder.Answer("z_status.cgi", DiskInfo(1));
-    info.StartGetKelvaraInfo(false);
+    info.StartGetKelvaraInfo(StartMode::GoOn);
     EXPECT_TRUE(WaitUntil([&] { return info.GetServerName() == "Lobby"; }));
     EXPECT_TRUE(StopsAtOnce());
     const auto heads = recorder.Server().Heads();
@@ -191,7 +191,7 @@ TEST_F(Info, StopsWhateverTheRecorderHoldsBack) {
             peer.Hold();
         });
         const std::size_t before = log->All().size();
-        info.StartGetKelvaraInfo(true);
+        info.StartGetKelvaraInfo(StartMode::Anew);
         EXPECT_TRUE(WaitUntil([&] { return reached.load(); })) << silent;
         EXPECT_TRUE(StopsAtOnce()) << silent;
         for (std::size_t i = before; i < log->All().size(); ++i) {
@@ -208,9 +208,9 @@ TEST_F(Info, AStartWithoutForceGoesOnWithTheNewData) {
         reached = true;
         peer.Hold();
     });
-    info.StartGetKelvaraInfo(false);
+    info.StartGetKelvaraInfo(StartMode::GoOn);
     ASSERT_TRUE(WaitUntil([&] { return reached.load(); }));
-    info.StartGetKelvaraInfo(2, "127.0.0.1", other.Port(), "v", "w", false);
+    info.StartGetKelvaraInfo(2, "127.0.0.1", other.Port(), "v", "w", StartMode::GoOn);
     EXPECT_TRUE(WaitUntil([&] { return info.GetChannelCount() == 3; }));
     EXPECT_EQ(info.GetIdx(), 2);
     EXPECT_TRUE(StopsAtOnce());
@@ -246,16 +246,16 @@ TEST(InfoThread, OneThatDoesNotEndIsLeftToItselfAndTellsNobody) {
         CKelvaraInfo info(clock);
         info.SetConnectInfo(0, "127.0.0.1", UnusedPort(), "u", "p");
         info.SetNotifyWnd(WindowHandle(stuck));
-        info.StartGetKelvaraInfo(false);
+        info.StartGetKelvaraInfo(StartMode::GoOn);
         ASSERT_TRUE(WaitUntil([&] { return stuck->PostsOfTheFirst() == 1; }));
-        EXPECT_FALSE(info.StopGetKelvaraInfo(false, true));
+        EXPECT_FALSE(info.StopGetKelvaraInfo(StopWait::Brief));
         EXPECT_TRUE(info.IsRunning());
         // It holds the lock of its state, so that the owner can only let go.
         std::thread release([&] {
             WaitUntil([] { return Worker::AbandonedCount() == 1; }, std::chrono::seconds(5));
             stuck->go.Set();
         });
-        info.StartGetKelvaraInfo(true);
+        info.StartGetKelvaraInfo(StartMode::Anew);
         release.join();
         info.SetNotifyWnd(WindowHandle(log));
         EXPECT_TRUE(log->WaitFor(1)) << "the new thread works";
@@ -282,17 +282,17 @@ TEST_F(Info, CountsAndVisibilityByConfigurationAndRight) {
                     "000"
                     "001"
                     "\n");
-    info.StartGetKelvaraInfo(false);
+    info.StartGetKelvaraInfo(StartMode::GoOn);
     Messages(4);
     EXPECT_TRUE(StopsAtOnce());
-    EXPECT_EQ(info.CountChannels(true, true), 3);
-    EXPECT_EQ(info.CountChannels(true, false), 2);
-    EXPECT_EQ(info.CountChannels(false, true), 2);
-    EXPECT_EQ(info.CountChannels(false, false), 1);
+    EXPECT_EQ(info.CountChannels({true, true}), 3);
+    EXPECT_EQ(info.CountChannels({true, false}), 2);
+    EXPECT_EQ(info.CountChannels({false, true}), 2);
+    EXPECT_EQ(info.CountChannels({false, false}), 1);
     const auto visible = [&](bool unconfigured, bool noRight) {
         std::string bits;
         for (int i = -1; i < 4; ++i) {
-            bits += info.IsChannelVisible(i, unconfigured, noRight) ? '1' : '0';
+            bits += info.IsChannelVisible(i, {unconfigured, noRight}) ? '1' : '0';
         }
         return bits;
     };
@@ -328,15 +328,15 @@ TEST(RecorderListing, FindsParksAndReaps) {
     EXPECT_EQ(server.GetCamera(1), nullptr);
     EXPECT_EQ(server.GetCameraCount(), 2);
     EXPECT_FALSE(recorders.IsCameraInUse(camera.get()));
-    recorders.ReapRemovedCameras(false);
+    recorders.ReapRemovedCameras(StopWait::Brief);
     EXPECT_EQ(camera.use_count(), 2) << "still held, since its threads run";
-    recorders.ReapRemovedCameras(true);
+    recorders.ReapRemovedCameras(StopWait::ToTheEnd);
     EXPECT_EQ(camera.use_count(), 1);
     EXPECT_EQ(camera->stops, (std::vector<bool>{false, false, true}));
 
     recorders.ParkServer(std::make_unique<CKelvaraInfo>(clock));
-    recorders.ReapRemovedServers(false);
-    recorders.ReapRemovedServers(true);
+    recorders.ReapRemovedServers(StopWait::Brief);
+    recorders.ReapRemovedServers(StopWait::ToTheEnd);
     recorders.DeleteAllKelvara();
     EXPECT_EQ(recorders.GetServerCount(), 0);
     EXPECT_EQ(recorders.FindServer("a", 80), -1);

@@ -8,7 +8,7 @@
 #include <filesystem>
 
 #include "fake_recorder.h"
-#include "server/server_worker.h"
+#include "server/notify_info.h"
 #include "support/fake_clock.h"
 #include "support/message_log.h"
 #include "support/wait_until.h"
@@ -30,7 +30,7 @@ protected:
     std::string RunWith(FakeRecorder::Handler notify) {
         recorder.On("notify.cgi", std::move(notify));
         const std::size_t before = recorder.Server().Heads().size();
-        worker.GetNotifyInfo(status);
+        GetNotifyInfo(worker, status);
         std::string letters;
         const auto heads = recorder.Server().Heads();
         for (std::size_t i = before; i < heads.size(); ++i) {
@@ -111,7 +111,7 @@ int WatchedConnection(std::uint16_t port) {
 }  // namespace
 
 TEST_F(Notify, SendsExactlyThisRequestUnderAFixedPath) {
-    worker.FlipCgiRoot();
+    worker.Query().FlipCgiRoot();
     RunWith(Lines(""));
     EXPECT_EQ(recorder.Server().Heads().at(0),
               "GET /cgi-bin/notify.cgi HTTP/1.0\r\nUser-Agent: Monitor\r\nHost: 127.0.0.1\r\n"
@@ -147,13 +147,13 @@ TEST_F(Notify, AHostThatIsGoneIsGivenUpAfterTwentySeconds) {
     std::thread watch([&] {
         // A wait that has no end of its own is ended here, and told of.
         if (!WaitUntil([&] { return ended != 0; })) {
-            worker.AbortTransactions();
+            worker.Query().AbortTransactions();
         }
     });
     EXPECT_EQ(RunWith(Lines("")), "");
     ended = 1;
     watch.join();
-    EXPECT_FALSE(worker.IsStopped());
+    EXPECT_FALSE(worker.Query().IsStopped());
     clock.SetSocketRound(Milliseconds(0));
     worker.SetConnectInfo(0, "127.0.0.1", recorder.Port(), "u", "p");
     EXPECT_EQ(RunWith(Lines("")), "NCDE") << "the next try";
@@ -215,7 +215,7 @@ TEST_F(Notify, TwelveFailuresEndTheConnection) {
     });
     EXPECT_EQ(letters, "N" + std::string(12, 'C'));
     EXPECT_EQ(log->All(), std::vector<Message>(12, Message{WM_GETVSINFO_FAILED, 1, 0}));
-    EXPECT_EQ(worker.m_dwErrorCount, 0u) << "counted apart";
+    EXPECT_EQ(worker.Query().ErrorCount(), 0u) << "counted apart";
     // Waits of 1 s after the first two, of 5 s up to the seventh, of 15 s behind.
     const auto waits = clock.Waits();
     EXPECT_EQ(std::count(waits.begin(), waits.end(), Milliseconds(500)), 2 * 2 + 5 * 10 + 4 * 30);
@@ -246,19 +246,19 @@ TEST_F(Notify, FailuresCarryTheirCodesAndStopTheRefresh) {
     EXPECT_EQ(firstFailure("z_status.cgi", 1, ""), std::vector<int>{11322});
     EXPECT_EQ(firstFailure("get_ext_info.cgi", 2, ""), (std::vector<int>{11322, 11322}));
     EXPECT_EQ(firstFailure("z_status.cgi", 1, "1\n"), std::vector<int>{2});
-    worker.m_nIdx = 1;
+    worker.Query().SetIdx(1);
     EXPECT_EQ(firstFailure("z_status.cgi", 1, ""), std::vector<int>{}) << "told for the first server only";
     EXPECT_EQ(firstFailure("get_ext_info.cgi", 1, ""), std::vector<int>{11322});
 }
 
 TEST_F(Notify, ARepublishedListClearsTheErrorCount) {
-    worker.m_dwErrorCount = 3;
+    worker.Query().SetErrorCount(3);
     RunWith(Lines(""));
-    EXPECT_EQ(worker.m_dwErrorCount, 0u);
-    worker.m_dwErrorCount = 3;
+    EXPECT_EQ(worker.Query().ErrorCount(), 0u);
+    worker.Query().SetErrorCount(3);
     RunWith(Lines(""));
-    EXPECT_EQ(worker.m_dwErrorCount, 3u) << "nothing changed";
-    worker.m_dwErrorCount = 12;
+    EXPECT_EQ(worker.Query().ErrorCount(), 3u) << "nothing changed";
+    worker.Query().SetErrorCount(12);
     RunWith(Lines(""));
-    EXPECT_EQ(worker.m_dwErrorCount, 0u);
+    EXPECT_EQ(worker.Query().ErrorCount(), 0u);
 }

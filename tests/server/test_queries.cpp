@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
 #include "fake_recorder.h"
-#include "server/document_errors.h"
-#include "server/server_worker.h"
+#include "server/documents/document_errors.h"
+#include "server/http/conc_info.h"
+#include "server/http/disk_info.h"
+#include "server/http/ext_info.h"
+#include "server/http/server_requests.h"
 #include "support/fake_clock.h"
 
 using namespace kvmon;
@@ -10,11 +13,10 @@ using namespace kvtest;
 
 namespace {
 
-// A worker whose queries are called by the test itself.
 class Queries : public testing::Test {
 protected:
     Queries() { Connect(recorder.Port()); }
-    void Connect(std::uint32_t port) { worker.SetConnectInfo(0, "127.0.0.1", port, "viewer", "pw"); }
+    void Connect(std::uint32_t port) { query.SetConnectInfo(0, "127.0.0.1", port, "viewer", "pw"); }
 
     ConcInfoError Conc(const std::string& reply) {
         recorder.Answer("get_init_info.cgi", reply);
@@ -22,14 +24,14 @@ protected:
     }
     ConcInfoError Conc() {
         std::uint32_t code = 99;
-        const bool ok = worker.GetNvrVsConcInfo(status, &code);
+        const bool ok = GetNvrVsConcInfo(query, status, &code);
         EXPECT_EQ(ok, code == 0);
         return static_cast<ConcInfoError>(code);
     }
     DiskInfoError Disk(const std::string& reply) {
         recorder.Answer("z_status.cgi", reply);
         std::uint32_t code = 99;
-        const bool ok = worker.GetNvrDiskInfo(status, &code);
+        const bool ok = GetNvrDiskInfo(query, status, &code);
         EXPECT_EQ(ok, code == 0);
         return static_cast<DiskInfoError>(code);
     }
@@ -37,12 +39,12 @@ protected:
     int Ext(const std::string& reply) {
         recorder.Answer("get_ext_info.cgi", reply);
         std::uint32_t code = 99;
-        worker.GetExtInfo(status, &code);
+        GetExtInfo(query, status, &code);
         return static_cast<int>(code);
     }
 
     FakeClock clock{true};
-    ServerWorker worker{clock};
+    QueryContext query{clock};
     CNvrStatus status;
     FakeRecorder recorder;
 };
@@ -57,8 +59,8 @@ TEST_F(Queries, SendExactlyTheseRequests) {
     EXPECT_EQ(Ext(ExtInfo(1)), 0);
     recorder.Answer("logout.cgi", "HTTP/1.0 200 OK\n\nbye\n\n");
     recorder.Answer("param.cgi", "HTTP/1.0 200 OK\n\n<DATE_TIME>\n20240102130000\n");
-    EXPECT_TRUE(worker.LogoutServer());
-    EXPECT_TRUE(worker.GetServerTime());
+    EXPECT_TRUE(LogoutServer(query));
+    EXPECT_TRUE(ReadServerTimeOffset(query));
     const std::string tail = "Authorization: Basic dmlld2VyOnB3\r\n\r\n";
     const std::vector<std::string> expected = {
         "GET /cgi-bin/get_init_info.cgi HTTP/1.0\r\nUser-Agent: Monitor\r\nHost: 127.0.0.1\r\n"
@@ -110,9 +112,9 @@ TEST_F(Queries, FillTheStatus) {
 
 TEST_F(Queries, A404FlipsTheRootAndAnotherFlipsItBack) {
     EXPECT_EQ(Conc(), ConcInfoError::NotFound);
-    EXPECT_EQ(worker.CgiRoot(), "");
+    EXPECT_EQ(query.CgiRoot(), "");
     EXPECT_EQ(Conc(), ConcInfoError::NotFound);
-    EXPECT_EQ(worker.CgiRoot(), "/cgi-bin");
+    EXPECT_EQ(query.CgiRoot(), "/cgi-bin");
     EXPECT_EQ(recorder.Count("GET /get_init_info.cgi HTTP"), 1);
     EXPECT_EQ(Conc("HTTP/1.0 401 Unauthorized\r\n\r\n"), ConcInfoError::Unauthorized);
     EXPECT_EQ(Conc("HTTP/1.0 500 Oops\r\n\r\n"), ConcInfoError::BadStatus);
@@ -188,16 +190,16 @@ TEST_F(Queries, RefusedAndSilentPeers) {
     clock.SetSocketRound(Milliseconds(1));
     recorder.On("z_status.cgi", [](Peer& peer) { peer.Hold(); });
     std::uint32_t code = 0;
-    EXPECT_FALSE(worker.GetNvrDiskInfo(status, &code));
+    EXPECT_FALSE(GetNvrDiskInfo(query, status, &code));
     EXPECT_EQ(code, static_cast<std::uint32_t>(DiskInfoError::StatusLine));
     Connect(UnusedPort());
     EXPECT_EQ(Conc(), ConcInfoError::Connect);
-    EXPECT_FALSE(worker.GetNvrDiskInfo(status, &code));
+    EXPECT_FALSE(GetNvrDiskInfo(query, status, &code));
     EXPECT_EQ(code, static_cast<std::uint32_t>(DiskInfoError::Connect));
-    EXPECT_FALSE(worker.GetExtInfo(status, &code));
+    EXPECT_FALSE(GetExtInfo(query, status, &code));
     EXPECT_EQ(code, static_cast<std::uint32_t>(ExtInfoError::Connect));
-    EXPECT_FALSE(worker.LogoutServer());
-    EXPECT_FALSE(worker.GetServerTime());
+    EXPECT_FALSE(LogoutServer(query));
+    EXPECT_FALSE(ReadServerTimeOffset(query));
 }
 
 TEST_F(Queries, DiskInfoReadsAnyStatusAndForgivesMissingNames) {
@@ -246,30 +248,24 @@ TEST_F(Queries, ServerTimeIsTheDifferenceToTheLocalClock) {
     std::strftime(text, sizeof text, "%Y%m%d%H%M%S", &local);
     const std::string head = "HTTP/1.0 200 OK\nX: y\n\n<other>\n";
     recorder.Answer("param.cgi", head + "<Date_Time>" + text + "</date_time>\n");
-    EXPECT_FALSE(worker.m_bTimeKnown);
-    EXPECT_TRUE(worker.GetServerTime());
-    EXPECT_TRUE(worker.m_bTimeKnown);
-    EXPECT_EQ(worker.m_nTimeOffset, 3600);
-    worker.m_nTimeOffset = 0;
+    EXPECT_EQ(ReadServerTimeOffset(query), 3600);
     recorder.Answer("param.cgi",
                     "HTTP/1.0 200 OK\r\nX: y\r\n\r\n<System>\n<date_time>\n" + std::string(text) + "\n");
-    EXPECT_TRUE(worker.GetServerTime());
-    EXPECT_EQ(worker.m_nTimeOffset, 3600);
+    EXPECT_EQ(ReadServerTimeOffset(query), 3600);
     for (const std::string& body : {std::string("<date_time>2024\n"), std::string("<date_time>\nsoon\n"),
                                     std::string("<date_time>99999999999999\n"), std::string()}) {
         recorder.Answer("param.cgi", head + body);
-        EXPECT_FALSE(worker.GetServerTime()) << body;
+        EXPECT_EQ(ReadServerTimeOffset(query), std::nullopt) << body;
     }
-    EXPECT_EQ(worker.m_nTimeOffset, 3600);
     recorder.Answer("logout.cgi", "HTTP/1.0 200 OK\n\n");
-    EXPECT_FALSE(worker.LogoutServer()) << "the second empty line is missing";
+    EXPECT_FALSE(LogoutServer(query)) << "the second empty line is missing";
 }
 
 TEST_F(Queries, CredentialsOf57BytesCarryALineFeed) {
-    worker.SetConnectInfo(0, "127.0.0.1", recorder.Port(), std::string(28, 'u'), std::string(28, 'p'));
+    query.SetConnectInfo(0, "127.0.0.1", recorder.Port(), std::string(28, 'u'), std::string(28, 'p'));
     Conc(ConcInfo(0));
     EXPECT_NE(recorder.Server().Heads().at(0).find("\n\r\n\r\n"), std::string::npos);
-    worker.SetConnectInfo(0, std::string(100, 'h'), 1, std::string(64, 'u'), "");
-    EXPECT_EQ(worker.GetConnectInfo().szHost.Length(), 63u);
-    EXPECT_TRUE(worker.GetConnectInfo().szBase64Auth.IsEmpty());
+    query.SetConnectInfo(0, std::string(100, 'h'), 1, std::string(64, 'u'), "");
+    EXPECT_EQ(query.GetConnectInfo().szHost.Length(), 63u);
+    EXPECT_TRUE(query.GetConnectInfo().szBase64Auth.IsEmpty());
 }

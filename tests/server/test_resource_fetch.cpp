@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "fake_recorder.h"
-#include "server/resource_fetch.h"
+#include "server/http/resource_fetch.h"
 
 using namespace kvmon;
 using namespace kvtest;
@@ -14,7 +14,7 @@ struct Fetched {
     std::string request;
 };
 
-Fetched Fetch(const std::string& reply, bool bUseSocket, const std::string& user = "",
+Fetched Fetch(const std::string& reply, FetchTransport transport, const std::string& user = "",
               const std::string& password = "") {
     ScriptedServer server([&](Peer& peer) {
         peer.ReadHead();
@@ -23,7 +23,7 @@ Fetched Fetch(const std::string& reply, bool bUseSocket, const std::string& user
     std::vector<std::uint8_t> data;
     const std::string url = FormatText("http://127.0.0.1:%u/logomark.jpg?x=1", server.Port());
     Fetched result;
-    result.ok = GetResourceFromURL(&data, url, "image/jpeg", user, password, bUseSocket);
+    result.ok = GetResourceFromURL(&data, url, "image/jpeg", user, password, transport);
     result.text.assign(data.begin(), data.end());
     const auto heads = server.Heads();
     result.request = heads.empty() ? "" : heads[0];
@@ -38,13 +38,13 @@ Fetched Fetch(const std::string& reply, bool bUseSocket, const std::string& user
 
 TEST(ResourceBySocket, SendsTheBareRequest) {
     const std::string reply = "HTTP/1.0 200 OK\r\nContent-length: 3\r\n\r\nabcdef";
-    const Fetched plain = Fetch(reply, true);
+    const Fetched plain = Fetch(reply, FetchTransport::Socket);
     EXPECT_TRUE(plain.ok);
     EXPECT_EQ(plain.text, "abc");
     EXPECT_EQ(plain.request,
               "GET /logomark.jpg?x=1 HTTP/1.0\r\nAccept */*\r\nHost: 127.0.0.1:PORT\r\n"
               "Content-type: image/jpeg\r\n\r\n");
-    EXPECT_EQ(Fetch(reply, true, "u", "p").request,
+    EXPECT_EQ(Fetch(reply, FetchTransport::Socket, "u", "p").request,
               "GET /logomark.jpg?x=1 HTTP/1.0\r\nAccept */*\r\nHost: 127.0.0.1:PORT\r\n"
               "Authorization: Basic dTpw\r\nContent-type: image/jpeg\r\n\r\n");
 }
@@ -60,16 +60,17 @@ TEST(ResourceBySocket, RefusesNewerVersionsOtherStatusesAndBrokenReplies) {
              "garbage\r\n\r\n",
              "",
          }) {
-        EXPECT_FALSE(Fetch(reply, true).ok) << reply;
+        EXPECT_FALSE(Fetch(reply, FetchTransport::Socket).ok) << reply;
     }
-    EXPECT_FALSE(Fetch("HTTP/1.0 200 OK\r\nX: " + std::string(9000, 'x') + "\r\n\r\n", true).ok);
+    EXPECT_FALSE(
+        Fetch("HTTP/1.0 200 OK\r\nX: " + std::string(9000, 'x') + "\r\n\r\n", FetchTransport::Socket).ok);
     // No length, or one in other letters, is a length of 0.
-    EXPECT_TRUE(Fetch("HTTP/1.0 200 OK\r\nContent-Length: 3\r\n\r\nabc", true).ok);
-    EXPECT_EQ(Fetch("HTTP/1.0 200 OK\r\nContent-Length: 3\r\n\r\nabc", true).text, "");
+    EXPECT_TRUE(Fetch("HTTP/1.0 200 OK\r\nContent-Length: 3\r\n\r\nabc", FetchTransport::Socket).ok);
+    EXPECT_EQ(Fetch("HTTP/1.0 200 OK\r\nContent-Length: 3\r\n\r\nabc", FetchTransport::Socket).text, "");
 }
 
 TEST(ResourceByPlatform, TakesWhatTheSocketRefusesButNoOtherScheme) {
-    const Fetched good = Fetch("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc", false);
+    const Fetched good = Fetch("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc", FetchTransport::Platform);
     EXPECT_TRUE(good.ok);
     EXPECT_EQ(good.text, "abc");
     EXPECT_TRUE(good.request.starts_with("GET /logomark.jpg?x=1 HTTP/1.0\r\n")) << good.request;
@@ -82,13 +83,13 @@ TEST(ResourceByPlatform, TakesWhatTheSocketRefusesButNoOtherScheme) {
              "HTTP/1.1 200 OK\r\nContent-Length: 4294967296\r\n\r\nabc",
              "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nabc",
          }) {
-        EXPECT_FALSE(Fetch(reply, false).ok) << reply;
+        EXPECT_FALSE(Fetch(reply, FetchTransport::Platform).ok) << reply;
     }
     std::vector<std::uint8_t> data;
     for (const char* url : {"https://127.0.0.1/", "file:///etc/hostname", "ftp://127.0.0.1/x", "", "x",
                             "http://127.0.0.1:99999/", "http://127.0.0.1/a b\r\nX: y"}) {
-        EXPECT_FALSE(GetResourceFromURL(&data, url, "", "", "", true)) << url;
-        EXPECT_FALSE(GetResourceFromURL(&data, url, "", "", "", false)) << url;
+        EXPECT_FALSE(GetResourceFromURL(&data, url, "", "", "", FetchTransport::Socket)) << url;
+        EXPECT_FALSE(GetResourceFromURL(&data, url, "", "", "", FetchTransport::Platform)) << url;
     }
 }
 
@@ -103,13 +104,13 @@ TEST(ResourceByPlatform, TheFirstRequestCarriesTheCredentials) {
     });
     std::vector<std::uint8_t> data;
     EXPECT_TRUE(GetResourceFromURL(&data, FormatText("http://127.0.0.1:%u/emap.jpg", server.Port()),
-                                   "image/jpeg", "u", "p", false));
+                                   "image/jpeg", "u", "p", FetchTransport::Platform));
     ASSERT_EQ(server.Heads().size(), 1u);
     EXPECT_TRUE(server.Heads()[0].starts_with("GET /emap.jpg HTTP/1.0\r\n")) << server.Heads()[0];
 }
 
 TEST(ResourceFetch, AnAbortEndsASilentExchange) {
-    for (const bool bUseSocket : {true, false}) {
+    for (const FetchTransport transport : {FetchTransport::Socket, FetchTransport::Platform}) {
         FlagWord abort{0};
         ScriptedServer server([&](Peer& peer) {
             peer.ReadHead();
@@ -119,7 +120,7 @@ TEST(ResourceFetch, AnAbortEndsASilentExchange) {
         std::vector<std::uint8_t> data;
         const auto start = std::chrono::steady_clock::now();
         EXPECT_FALSE(GetResourceFromURL(&data, FormatText("http://127.0.0.1:%u/", server.Port()), "", "", "",
-                                        bUseSocket, &abort));
+                                        transport, &abort));
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
     }
 }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "server/server_worker.h"
+#include "server/wait_retry.h"
 #include "support/fake_clock.h"
 #include "support/message_log.h"
 
@@ -115,9 +116,9 @@ TEST_F(Merge, AudioAloneIsKeptBack) {
 
 TEST_F(Merge, ManyErrorsForceTheList) {
     Codes();
-    worker.m_dwErrorCount = 11;
+    worker.Query().SetErrorCount(11);
     EXPECT_EQ(Codes(), Ints({3}));
-    worker.m_dwErrorCount = 12;
+    worker.Query().SetErrorCount(12);
     EXPECT_EQ(Codes(), Ints({1, 3}));
     EXPECT_TRUE(changed);
 }

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "server/xml_doc.h"
+#include "server/documents/xml_doc.h"
 
 using namespace kvmon;
 

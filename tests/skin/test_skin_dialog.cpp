@@ -10,10 +10,12 @@
 #include "skin/background.h"
 #include "skin/xskin_od_button.h"
 #include "skin/xskin_static.h"
+#include "support/qt_user_input.h"
 
 namespace kvmon {
 namespace {
 
+using kvtest::Repeat;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -72,11 +74,7 @@ protected:
     CXSkinODButton& Button(int id) { return *dialog.GetButton(id); }
 
     void Mouse(int id, QEvent::Type type, QPointF at, Qt::MouseButton button = Qt::LeftButton) {
-        const bool down = type != QEvent::MouseButtonRelease;
-        QMouseEvent event(type, at, Button(id).mapToGlobal(at),
-                          type == QEvent::MouseMove ? Qt::NoButton : button,
-                          down ? Qt::MouseButtons(button) : Qt::NoButton, Qt::NoModifier);
-        QCoreApplication::sendEvent(&Button(id), &event);
+        kvtest::SendMouse(Button(id), type, at, button);
     }
     void Down(int id) { Mouse(id, QEvent::MouseButtonPress, {2, 2}); }
     void Up(int id) { Mouse(id, QEvent::MouseButtonRelease, {2, 2}); }
@@ -85,9 +83,8 @@ protected:
         Up(id);
         Settle();
     }
-    void Key(int id, QEvent::Type type, int key, bool repeat = false) {
-        QKeyEvent event(type, key, Qt::NoModifier, QString(), repeat);
-        QCoreApplication::sendEvent(&Button(id), &event);
+    void Key(int id, QEvent::Type type, int key, Repeat repeat = Repeat::No) {
+        kvtest::SendKey(Button(id), type, key, repeat);
     }
 
     Dialog dialog;
@@ -193,9 +190,9 @@ TEST_F(SkinDialog, KeysPressAndHold) {
         dialog.presses.clear();
         dialog.commands.clear();
         Key(1801, QEvent::KeyPress, key);
-        Key(1801, QEvent::KeyPress, key, true);
-        Key(1801, QEvent::KeyRelease, key, true);
-        Key(1801, QEvent::KeyPress, key, true);
+        Key(1801, QEvent::KeyPress, key, Repeat::Yes);
+        Key(1801, QEvent::KeyRelease, key, Repeat::Yes);
+        Key(1801, QEvent::KeyPress, key, Repeat::Yes);
         Mouse(1801, QEvent::MouseMove, {300, 2});
         Settle();
         EXPECT_THAT(dialog.presses, ElementsAre(1801)) << "a key that repeats is one press";

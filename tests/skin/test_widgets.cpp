@@ -7,10 +7,12 @@
 #include "skin/palette.h"
 #include "skin/picture_ex.h"
 #include "skin/wait_dlg.h"
+#include "support/qt_user_input.h"
 
 namespace kvmon {
 namespace {
 
+using kvtest::PressKey;
 using testing::ElementsAre;
 
 class Receiver final : public WindowBase {
@@ -33,13 +35,6 @@ void Settle() {
     }
 }
 
-void Press(QWidget& widget, int key) {
-    for (const QEvent::Type type : {QEvent::KeyPress, QEvent::KeyRelease}) {
-        QKeyEvent event(type, key, Qt::NoModifier);
-        QCoreApplication::sendEvent(&widget, &event);
-    }
-}
-
 BCMenu* MakeMenu() {
     auto* const menu = new BCMenu;
     menu->AppendMenu(0, 1604, "First && last");
@@ -56,9 +51,9 @@ TEST(BCMenu, KeysChooseAndTheChoiceIsPostedOnce) {
     std::vector<int> closed;
     menu->TrackPopupMenu({10, 10}, receiver.Handle(), [&closed](int id) { closed.push_back(id); });
     EXPECT_TRUE(menu->isVisible());
-    Press(*menu, Qt::Key_Down);
-    Press(*menu, Qt::Key_Down);  // over the grey one
-    Press(*menu, Qt::Key_Return);
+    PressKey(*menu, Qt::Key_Down);
+    PressKey(*menu, Qt::Key_Down);  // over the grey one
+    PressKey(*menu, Qt::Key_Return);
     Settle();
     EXPECT_THAT(receiver.commands, ElementsAre(1600));
     EXPECT_THAT(closed, ElementsAre(1600));
@@ -69,12 +64,12 @@ TEST(BCMenu, ChoosesInAPopupBelow) {
     Receiver receiver;
     const QPointer<BCMenu> menu = MakeMenu();
     menu->TrackPopupMenu({10, 10}, receiver.Handle());
-    Press(*menu, Qt::Key_Up);
-    Press(*menu, Qt::Key_Right);
+    PressKey(*menu, Qt::Key_Up);
+    PressKey(*menu, Qt::Key_Right);
     QWidget* const below = QApplication::activePopupWidget();
     ASSERT_NE(below, nullptr);
     ASSERT_NE(below, menu.data());
-    Press(*below, Qt::Key_Return);
+    PressKey(*below, Qt::Key_Return);
     Settle();
     EXPECT_THAT(receiver.commands, ElementsAre(1811));
 }
@@ -84,7 +79,7 @@ TEST(BCMenu, ClosingChoosesNothing) {
     const QPointer<BCMenu> menu = MakeMenu();
     std::vector<int> closed;
     menu->TrackPopupMenu({10, 10}, receiver.Handle(), [&closed](int id) { closed.push_back(id); });
-    Press(*menu, Qt::Key_Escape);
+    PressKey(*menu, Qt::Key_Escape);
     Settle();
     EXPECT_THAT(receiver.commands, ElementsAre());
     EXPECT_THAT(closed, ElementsAre(0));
@@ -157,8 +152,8 @@ protected:
 TEST_F(WaitDialog, TheUserGivesUpInFourWays) {
     using Way = void (*)(CWaitDlg&);
     constexpr Way kWays[] = {
-        [](CWaitDlg& wait) { Press(wait, Qt::Key_Escape); },
-        [](CWaitDlg& wait) { Press(wait, Qt::Key_Return); },
+        [](CWaitDlg& wait) { PressKey(wait, Qt::Key_Escape); },
+        [](CWaitDlg& wait) { PressKey(wait, Qt::Key_Return); },
         [](CWaitDlg& wait) { wait.close(); },
         [](CWaitDlg& wait) { wait.findChild<QPushButton*>()->click(); },
     };

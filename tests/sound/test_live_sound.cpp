@@ -12,8 +12,8 @@
 #pragma GCC diagnostic pop
 
 #include "../console/console_fixture.h"
-#include "channel/base_camera.h"
-#include "channel/default_factories.h"
+#include "channel/camera/base_camera.h"
+#include "channel/camera/default_factories.h"
 #include "media/wav_file.h"
 #include "skin/xskin_od_button.h"
 #include "sound_bench.h"
@@ -106,7 +106,7 @@ std::shared_ptr<CBaseCamera> Listen(std::uint16_t port, int channel) {
     *camera = settings;
     camera->SetSupportAudio(true);
     camera->StartCameraThreads();
-    camera->StartPlaying(true, true);
+    camera->StartPlaying(PlaySound::Yes);
     return camera;
 }
 

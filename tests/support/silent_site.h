@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "console/client_site.h"
+#include "console/ports/client_site.h"
 
 namespace kvtest {
 

@@ -122,3 +122,15 @@ export async function runTests(programs, body) {
     }
   }
 }
+
+// The same with a site of its own whose pages embed the host's console: runs each of `acts` with the browser.
+export async function runSiteTests(programs, site, acts) {
+  site.listen(0, '127.0.0.1');
+  await runTests(programs, async (test, launch) => {
+    await programs.startRecorder();
+    await programs.startHost(['--web-origin', `http://127.0.0.1:${site.address().port}`]);
+    const browser = await launch();
+    for (const act of acts) await test(act.name, () => act(browser));
+  });
+  site.close();
+}

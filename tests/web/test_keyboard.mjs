@@ -2,7 +2,7 @@
 // and what the browser tells the programs that help those who do not see the picture.
 import assert from 'node:assert/strict';
 import {createServer} from 'node:http';
-import {PASSWORD, Programs, runTests, until, USER} from './programs.mjs';
+import {PASSWORD, Programs, runSiteTests, until, USER} from './programs.mjs';
 
 const programs = new Programs();
 const CREDENTIAL = Buffer.from(`${USER}:${PASSWORD}`).toString('base64');
@@ -160,11 +160,4 @@ async function readAloud(browser) {
   await close(page);
 }
 
-site.listen(0, '127.0.0.1');
-await runTests(programs, async (test, launch) => {
-  await programs.startRecorder();
-  await programs.startHost(['--web-origin', `http://127.0.0.1:${site.address().port}`]);
-  const browser = await launch();
-  for (const act of [consumedKeys, throughAndOn, escapeAndOn, readAloud]) await test(act.name, () => act(browser));
-});
-site.close();
+await runSiteTests(programs, site, [consumedKeys, throughAndOn, escapeAndOn, readAloud]);

@@ -1,7 +1,7 @@
 // Pages as they were written for the control's <object>: with the script's line in front they work as they stand.
 import assert from 'node:assert/strict';
 import {createServer} from 'node:http';
-import {PASSWORD, Programs, runTests, until, USER} from './programs.mjs';
+import {PASSWORD, Programs, runSiteTests, until, USER} from './programs.mjs';
 
 const programs = new Programs();
 const CREDENTIAL = Buffer.from(`${USER}:${PASSWORD}`).toString('base64');
@@ -142,11 +142,4 @@ async function inPieces(browser) {
   await close(page);
 }
 
-site.listen(0, '127.0.0.1');
-await runTests(programs, async (test, launch) => {
-  await programs.startRecorder();
-  await programs.startHost(['--web-origin', `http://127.0.0.1:${site.address().port}`]);
-  const browser = await launch();
-  for (const act of [asWritten, writtenByScript, setLater, inPieces]) await test(act.name, () => act(browser));
-});
-site.close();
+await runSiteTests(programs, site, [asWritten, writtenByScript, setLater, inPieces]);

@@ -6,15 +6,15 @@
 
 #include "audio/sound_in.h"
 #include "platform/event.h"
-#include "web/json_rpc.h"
-#include "web/page_keys.h"
-#include "web/page_protocol.h"
-#include "web/page_sound.h"
-#include "web/remote_display.h"
-#include "web/tile_encoder.h"
-#include "web/web_access.h"
-#include "web/web_settings.h"
-#include "web/web_socket_frames.h"
+#include "web/host/web_access.h"
+#include "web/host/web_settings.h"
+#include "web/host/web_socket_frames.h"
+#include "web/platform/remote_display.h"
+#include "web/session/json_rpc.h"
+#include "web/session/page_keys.h"
+#include "web/session/page_protocol.h"
+#include "web/session/page_sound.h"
+#include "web/session/tile_encoder.h"
 
 using namespace kvmon;
 using testing::HasSubstr;

@@ -8,7 +8,7 @@
 #include <QtWidgets/QApplication>
 
 #include "support/wait_until.h"
-#include "web/web_socket.h"
+#include "web/host/web_socket.h"
 
 using namespace kvmon;
 using testing::ElementsAre;

@@ -1,0 +1,60 @@
+// What a channel's source and its streams are to be, and what they are.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace kvrecorder {
+
+class PtzCamera;
+
+// The last three: MPEG-4 of two fields one above the other, the MPEG-4 of a Vivotek camera, and MxPEG.
+enum class Codec { H264, Mpeg4, Mjpeg, Mpeg4Fields, Vivotek, Mxpeg };
+
+// One of the streams that a channel offers, in the order of stream_id.
+struct StreamConfig {
+    Codec codec = Codec::H264;
+    int width = 640;
+    int height = 480;
+    int fps = 15;
+    int gop = 30;  // pictures from key to key
+};
+
+// Where a channel's pictures come from: a generated scene, or a file that is looped and passed on
+// without re-encoding when its codec is one of the protocol's (H.264, MPEG-4 part 2, MJPEG); else its
+// pictures are decoded and encoded anew.
+struct SourceConfig {
+    std::string file;   // empty: a generated scene
+    std::string scene;  // its name; empty: one by the channel's number
+    // Of a generated scene: its streams; none: DefaultStreams(channel). Of a file: entry 0 stands for the
+    // file's own pictures and its values are not used, the others are encoded from them on demand; none:
+    // the file's own and one of 352x240. Sizes are 16 to 4096 and even, 1 to 60 pictures a second, 1 to
+    // 600 pictures from key to key.
+    std::vector<StreamConfig> streams;
+    // What steers the view of a generated scene; null: it stays at home.
+    std::shared_ptr<PtzCamera> camera;
+    // A generated scene is looked at all the time, cheaply, and what moves in it is told.
+    bool watchMotion = false;
+};
+
+struct StreamDescription {
+    Codec codec = Codec::H264;
+    int width = 0;
+    int height = 0;
+    int fps = 0;
+};
+
+// Counts of one stream since the hub began.
+struct StreamCounters {
+    std::uint64_t packets = 0;  // given to watchers and kept for new ones
+    std::uint64_t encoded = 0;  // of these, encoded here
+    std::uint64_t skipped = 0;  // pictures left out because the machine was late
+    int watchers = 0;           // now
+};
+
+// What a generated channel offers when no streams are configured: at least two sizes, and each codec in turn.
+std::vector<StreamConfig> DefaultStreams(int channel);
+
+}  // namespace kvrecorder

@@ -1,0 +1,106 @@
+#include "state/recording_folder.h"
+
+#include <sys/statvfs.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <iostream>
+
+namespace kvrecorder {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::uint64_t kMegabyte = 1024 * 1024;
+constexpr const char* kPrefix = "camera-";
+constexpr const char* kSuffix = ".mkv";
+
+std::string FileName(int channel) {
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    ::localtime_r(&now, &local);
+    char text[32];
+    std::strftime(text, sizeof text, "-%Y%m%d-%H%M%S", &local);
+    const std::string number = std::to_string(channel + 1);
+    return kPrefix + std::string(number.size() < 3 ? 3 - number.size() : 0, '0') + number + text;
+}
+
+bool Ours(const fs::path& path) {
+    const std::string name = path.filename().string();
+    return name.starts_with(kPrefix) && name.ends_with(kSuffix);
+}
+
+std::uint64_t FreeMegabytes(const std::string& folder) {
+    struct statvfs figures {};
+    return ::statvfs(folder.c_str(), &figures) == 0
+               ? static_cast<std::uint64_t>(figures.f_bavail) * figures.f_frsize / kMegabyte
+               : 0;
+}
+
+}  // namespace
+
+std::string RecordingFolder::Prepare() {
+    std::error_code error;
+    if (m_config.folder.empty()) {
+        std::string pattern = (fs::temp_directory_path(error) / "kvrecorder-XXXXXX").string();
+        if (error || !::mkdtemp(pattern.data())) {
+            return "there is no folder for recordings";
+        }
+        m_config.folder = pattern;
+        std::cerr << "kvrecorder: recordings are kept in " << pattern << std::endl;
+    }
+    fs::create_directories(m_config.folder, error);
+    return fs::is_directory(m_config.folder, error) ? "" : "cannot make the folder " + m_config.folder;
+}
+
+bool RecordingFolder::IsFull() const {
+    return m_pretendFull || FreeMegabytes(m_config.folder) < m_config.minFreeMb;
+}
+
+std::string RecordingFolder::NewFile(int channel) const {
+    const std::string base = m_config.folder + "/" + FileName(channel);
+    std::string path = base + kSuffix;
+    std::error_code error;
+    for (int again = 2; fs::exists(path, error); ++again) {
+        path = base + "-" + std::to_string(again) + kSuffix;
+    }
+    return path;
+}
+
+void RecordingFolder::MakeRoom() const {
+    struct Old {
+        fs::file_time_type time;
+        std::uint64_t bytes;
+        fs::path path;
+    };
+    std::vector<Old> files;
+    std::uint64_t bytes = 0;
+    std::error_code error;
+    for (fs::directory_iterator entry(m_config.folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+        std::error_code gone;
+        if (!Ours(entry->path()) || !entry->is_regular_file(gone)) {
+            continue;
+        }
+        const std::uint64_t size = entry->file_size(gone);
+        const auto time = entry->last_write_time(gone);
+        if (!gone) {
+            files.push_back({time, size, entry->path()});
+            bytes += size;
+        }
+    }
+    std::sort(files.begin(), files.end(), [](const Old& a, const Old& b) { return a.time < b.time; });
+    const auto recent = fs::file_time_type::clock::now() - std::chrono::seconds(10);
+    for (const Old& file : files) {
+        const bool tooMuch = bytes > m_config.limitMb * kMegabyte;
+        if (!tooMuch || file.time > recent) {
+            return;
+        }
+        fs::remove(file.path, error);
+        bytes -= file.bytes;
+    }
+}
+
+}  // namespace kvrecorder

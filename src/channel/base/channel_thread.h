@@ -1,0 +1,88 @@
+// One thread of a channel, with the events and flags that steer it.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+
+#include "platform/clock.h"
+#include "platform/event.h"
+#include "platform/worker.h"
+#include "server/http/http_tran.h"
+
+namespace kvmon {
+
+// What steers one run of a thread. The thread and its starter share it. A thread that is abandoned keeps
+// its own, with everything set that tells it to leave, and the next run gets a new one.
+struct ThreadControl {
+    Event exit;
+    Event run;
+    FlagWord abort{0};  // leave the present connection or command
+    FlagWord reset{0};  // decode thread: begin anew with a closed decoder
+    FlagWord leave{0};  // decode thread: leave the present decoder's loop
+    std::atomic<bool> abandoned{false};
+
+    // Sets the abort flag and shuts the present connection down. Any thread.
+    void Interrupt();
+    // After a wait gave `run`: clears the flags of the run before. False if a stop or a pause came
+    // meanwhile, whose flags this may have cleared.
+    bool BeginPass();
+
+    // Puts a connection in reach of Interrupt for as long as this object lives.
+    class Connection {
+    public:
+        Connection(ThreadControl& control, CHttpTran& tran);
+        ~Connection();
+        Connection(const Connection&) = delete;
+        Connection& operator=(const Connection&) = delete;
+
+    private:
+        ThreadControl& m_control;
+    };
+
+private:
+    std::mutex m_csTran;
+    CHttpTran* m_pTran = nullptr;
+};
+
+// Starts and stops one thread. User interface thread only, but for Control.
+class ChannelThread {
+public:
+    using Body = std::function<void(std::shared_ptr<ThreadControl>)>;
+
+    // How long a stop that waits does so.
+    static constexpr Milliseconds kStopWait{3000};
+
+    // The names of the thread and, for the trace, of its stop.
+    ChannelThread(const char* lpszName, const char* lpszStopName)
+        : m_lpszName(lpszName), m_lpszStopName(lpszStopName) {}
+
+    // Stops a thread that is there and starts anew, with the run event as told.
+    void Start(bool bRun, const Body& body);
+    // Asks the thread to end, and does not wait.
+    void RequestStop();
+    // Asks the thread to end. True if none is left; with bWait that is always so in the end, since a thread
+    // that does not end in time is abandoned. Without it nothing is waited for: a wall of channels that end
+    // one after the other must not stop the user interface.
+    bool Stop(bool bWait);
+    bool IsRunning() const { return m_worker.IsRunning(); }
+    // What steers the present thread, or the next one. Any thread.
+    std::shared_ptr<ThreadControl> Control() const;
+
+private:
+    const char* const m_lpszName;
+    const char* const m_lpszStopName;
+    unsigned m_nStarts = 0;
+    Worker m_worker;
+    mutable std::mutex m_csControl;
+    std::shared_ptr<ThreadControl> m_control = std::make_shared<ThreadControl>();
+};
+
+// True when the run event woke the thread and the pass has begun, false when the thread has to end. The
+// number is the channel's in the console, for the trace.
+bool WaitForRun(const char* lpszLoop, Clock& clock, const std::atomic<std::uint32_t>& uCHInMainDlg,
+                ThreadControl& control);
+
+}  // namespace kvmon

@@ -1,0 +1,292 @@
+// The channel object: its threads, start, pause, stop and restart, and its windows.
+#include "channel/camera/base_camera.h"
+
+#include "channel/base/cam_commands.h"
+#include "channel/camera/channel_core.h"
+#include "channel/command/cam_cmd_loop.h"
+#include "channel/decode/decode_loop.h"
+#include "channel/stream/audio_loop.h"
+#include "channel/stream/camera_kinds.h"
+#include "channel/stream/look_loop.h"
+#include "channel/stream/video_loop.h"
+#include "persist/log_file.h"
+
+namespace kvmon {
+
+std::shared_ptr<CBaseCamera> CreateCamera(const CameraSettings* pSettings, Clock& clock) {
+    if (pSettings == nullptr) {
+        return nullptr;
+    }
+    return std::shared_ptr<CBaseCamera>(new CBaseCamera(clock, KindFor(*pSettings)));
+}
+
+CBaseCamera::CBaseCamera(Clock& clock, const CameraKind& kind)
+    : m_core(std::make_shared<ChannelCore>(clock, kind)) {
+    // So that the first start reads what the camera can do.
+    m_core->AddCamCmd(kCmdReadCameraInfo, 0);
+}
+
+CBaseCamera::~CBaseCamera() {
+    m_core->m_picture.SetRepaint(nullptr);
+    StopCameraThreads(true);
+    m_core->FlushAndResetDecoder();
+}
+
+// --- threads
+
+namespace {
+
+// The threads' bodies: each gets what it works on and nothing else of the channel. They own the channel all
+// the same, for one that is abandoned may come back late.
+using Body = void (*)(ChannelCore&, ThreadControl&);
+
+void Start(const std::shared_ptr<ChannelCore>& core, ChannelThread& thread, bool bRun, Body body) {
+    thread.Start(bRun,
+                 [core, body](const std::shared_ptr<ThreadControl>& control) { body(*core, *control); });
+}
+
+void RunCommands(ChannelCore& core, ThreadControl& control) {
+    DoCamCmdLoop({core.m_CamCmdQueue, core.m_source, core.m_abilities, core.m_windows, core.clock, control});
+}
+
+void RunVideo(ChannelCore& core, ThreadControl& control) {
+    const auto audio = core.GetAudio();
+    DoVideoLoop(
+        {core.m_source, core.m_frames, core.m_counters, core.m_sound, *audio, core, core.m_decodeThread},
+        control);
+}
+
+void RunAudio(ChannelCore& core, ThreadControl& control) {
+    DoAudioLoop(core.m_source, core.m_sound, control);
+}
+
+void RunDecode(ChannelCore& core, ThreadControl& control) {
+    DoDecodeLoop(core.GetDecodeParts(), core.m_source, control);
+}
+
+void RunLook(ChannelCore& core, ThreadControl& control) {
+    DoLookLoop(core.m_source, core, control);
+}
+
+}  // namespace
+
+void CBaseCamera::StartCameraThreads() {
+    if (!IsCameraUsable()) {
+        return;
+    }
+    m_core->RefreshSourceLines();
+    Start(m_core, m_core->m_commandThread, true, RunCommands);
+    StopVideoThread(true);
+    Trace("CBaseCamera::StartVideoThread: m_uCHInMainDlg=%u, Enter...\n", GetCHInMainDlg());
+    Start(m_core, m_core->m_videoThread, false, RunVideo);
+    Start(m_core, m_core->m_decodeThread, false, RunDecode);
+    if (CanStreamFromCamera()) {
+        Start(m_core, m_core->m_lookThread, false, RunLook);
+    }
+}
+
+bool CBaseCamera::StopCameraThreads(bool bWait) {
+    m_core->m_sound.m_bPlayAudioUI = false;
+    // All are asked before the first is waited for, so that their ends overlap.
+    for (ChannelThread* const thread :
+         {&m_core->m_commandThread, &m_core->m_videoThread, &m_core->m_audioThread, &m_core->m_decodeThread,
+          &m_core->m_lookThread}) {
+        thread->RequestStop();
+    }
+    bool bStopped = m_core->m_commandThread.Stop(bWait);
+    bStopped = StopVideoThread(bWait) && bStopped;
+    bStopped = m_core->m_audioThread.Stop(bWait) && bStopped;
+    bStopped = m_core->m_decodeThread.Stop(bWait) && bStopped;
+    bStopped = m_core->m_lookThread.Stop(bWait) && bStopped;
+    m_core->ReleasePicture();
+    return bStopped;
+}
+
+bool CBaseCamera::StopVideoThread(bool bWait) {
+    m_core->ReleasePicture();
+    const auto control = m_core->m_videoThread.Control();
+    const bool bStopped = m_core->m_videoThread.Stop(bWait);
+    if (control != m_core->m_videoThread.Control()) {
+        // The abandoned thread may still be in the wave device.
+        m_core->RenewAudio();
+    }
+    return bStopped;
+}
+
+void CBaseCamera::StartAudioThread(AudioStart start) {
+    if (start == AudioStart::Anew) {
+        m_core->m_audioThread.Stop(true);
+    }
+    if (!IsCameraUsable() || !IsSupportAudio() || !CanStreamFromCamera()) {
+        return;
+    }
+    const bool bWanted = m_core->m_bAudioWanted && HasAudioRight();
+    if (!m_core->m_audioThread.IsRunning()) {
+        Start(m_core, m_core->m_audioThread, bWanted, RunAudio);
+        return;
+    }
+    const auto control = m_core->m_audioThread.Control();
+    control->abort = 0;
+    control->exit.Reset();
+    bWanted ? control->run.Set() : control->run.Reset();
+}
+
+void CBaseCamera::WantAudio(bool bPlayAudio) {
+    m_core->m_bAudioWanted = bPlayAudio;
+    if (!IsSupportAudio() || !HasAudioRight()) {
+        return;
+    }
+    const auto control = m_core->m_audioThread.Control();
+    if (bPlayAudio) {
+        control->run.Set();
+    } else {
+        control->run.Reset();
+        control->Interrupt();
+    }
+}
+
+void CBaseCamera::StartPlaying(PlaySound sound) {
+    if (!IsCameraUsable()) {
+        return;
+    }
+    if (IsCameraInfoLoaded() && !m_core->m_audioThread.IsRunning()) {
+        StartAudioThread(AudioStart::IfNeeded);
+    }
+    SetPlayAudio(sound == PlaySound::Yes);
+    if (IsVideoRunning()) {
+        return;
+    }
+    // Known before the connection is made, so that a view size which asks for the same stream leaves it
+    // alone.
+    m_core->m_source.m_nStreamId = m_core->m_source.WantedStreamId();
+    m_core->m_nPlayingSince = m_core->clock.TickMs();
+    m_core->m_frames.SetPlaying(true);
+    m_core->m_frameRate.Clear();
+    m_core->m_source.m_trial.EndWait();
+    m_core->m_counters.ForgetUndecoded();
+    m_core->m_decodeThread.Control()->run.Set();
+    m_core->m_videoThread.Control()->run.Set();
+    m_core->m_lookThread.Control()->run.Set();
+}
+
+void CBaseCamera::PausePlaying() {
+    Trace("CBaseCamera::PausePlaying: m_uCHInMainDlg=%u, Enter...\n", GetCHInMainDlg());
+    m_core->m_frameRate.Clear();
+    m_core->m_bStreamRunning = false;
+    if (!IsCameraUsable()) {
+        return;
+    }
+    const auto video = m_core->m_videoThread.Control();
+    video->run.Reset();
+    video->Interrupt();
+    m_core->m_frames.SetPlaying(false);
+    const auto audio = m_core->m_audioThread.Control();
+    audio->run.Reset();
+    audio->Interrupt();
+    const auto look = m_core->m_lookThread.Control();
+    look->run.Reset();
+    look->Interrupt();
+    const auto decode = m_core->m_decodeThread.Control();
+    decode->run.Reset();
+    decode->leave = 1;
+    m_core->FlushAndResetDecoder();
+}
+
+void CBaseCamera::RestartPlaying() {
+    m_core->RestartPlaying();
+}
+
+void CBaseCamera::SetPlayAudio(bool bPlay) {
+    if (IsCameraUsable()) {
+        WantAudio(bPlay);
+        m_core->m_sound.m_bPlayAudioUI = bPlay;
+    }
+}
+
+bool CBaseCamera::IsVideoRunning() const {
+    return m_core->m_videoThread.IsRunning() && m_core->m_videoThread.Control()->run.IsSet();
+}
+
+bool CBaseCamera::IsStreamRunning() const {
+    return m_core->m_bStreamRunning;
+}
+
+bool CBaseCamera::IsLive() const {
+    return IsStreamRunning() && m_core->m_picture.PictureAgeMs(m_core->clock.TickMs()) < kStillMs;
+}
+
+void CBaseCamera::UpdateStill() {
+    if (IsVideoRunning()) {
+        m_core->m_picture.UpdateStill(m_core->clock.TickMs(), m_core->m_nPlayingSince);
+    }
+}
+
+// --- view
+
+void CBaseCamera::SetViewWnd(WindowHandle hWnd, std::function<void()> repaint) {
+    m_core->m_picture.SetRepaint(std::move(repaint));
+    m_core->m_windows.SetViewWnd(std::move(hWnd));
+}
+
+WindowHandle CBaseCamera::GetViewWnd() const {
+    return m_core->m_windows.GetViewWnd();
+}
+
+void CBaseCamera::SetVideoWnd(WindowHandle hWnd) {
+    m_core->m_windows.SetVideoWnd(std::move(hWnd));
+}
+
+WindowHandle CBaseCamera::GetVideoWnd() const {
+    return m_core->m_windows.GetVideoWnd();
+}
+
+bool CBaseCamera::SetViewSize(int cx, int cy) {
+    m_core->m_picture.SetViewSize(cx, cy);
+    m_core->m_source.SetViewSize(cx, cy);
+    m_core->ChangeZoom([cx](DigitalZoom& zoom) {
+        zoom.SetViewWidth(cx);
+        return true;
+    });
+    return CheckStreamChange();
+}
+
+bool CBaseCamera::CheckStreamChange() {
+    if (!IsCameraUsable()) {
+        return false;
+    }
+    if (m_core->m_source.WantedStreamId() != m_core->m_source.m_nStreamId) {
+        RestartPlaying();
+        m_core->m_picture.ReleaseComposed();
+    }
+    return !IsVideoRunning();
+}
+
+void CBaseCamera::SetConsoleWnd(WindowHandle hWnd) {
+    m_core->m_windows.SetConsoleWnd(std::move(hWnd));
+}
+
+void CBaseCamera::SetNotifyWnd(WindowHandle hWnd) {
+    m_core->m_windows.SetNotifyWnd(std::move(hWnd));
+}
+
+ChannelPicture& CBaseCamera::Picture() {
+    return m_core->m_picture;
+}
+
+const ChannelPicture& CBaseCamera::Picture() const {
+    return m_core->m_picture;
+}
+
+ChannelStatistics CBaseCamera::GetStatistics() const {
+    const ChannelCounters& counters = m_core->m_counters;
+    ChannelStatistics statistics;
+    statistics.received = counters.m_nReceived;
+    statistics.bytes = counters.m_nBytes;
+    statistics.refused = m_core->m_frames.GetRefused();
+    statistics.decoded = counters.m_nDecoded;
+    statistics.failed = counters.m_nFailed;
+    statistics.shown = counters.m_nShown;
+    return statistics;
+}
+
+}  // namespace kvmon

@@ -1,0 +1,86 @@
+#include "channel/camera/channel_core.h"
+
+#include "channel/base/channel_messages.h"
+#include "persist/string_table.h"
+#include "skin/skin_messages.h"
+
+namespace kvmon {
+
+namespace {
+
+// "Picture cannot be decoded"
+constexpr std::uint32_t kStrNotDecoded = 6890;
+
+}  // namespace
+
+void ChannelCore::SetBitmapInfo(const BITMAPINFOHEADER& bmpInfo) {
+    const BITMAPINFOHEADER before = m_picture.SetBitmapInfo(bmpInfo);
+    const bool bSameSize = before.biWidth == bmpInfo.biWidth && before.biHeight == bmpInfo.biHeight;
+    if (!m_bSizeForgotten.exchange(false) && bSameSize) {
+        return;
+    }
+    ChangeZoom([](const DigitalZoom&) { return true; });  // takes the new size
+    m_windows.PostToConsole(kMsgSizeChange, m_source.m_uCHInMainDlg, 0);
+}
+
+void ChannelCore::SetFrameType(const std::string& type) {
+    m_picture.SetSubString(SubString::FrameType, "Frame Type: " + type);
+}
+
+void ChannelCore::AddDecodeFrame(const ThreadControl& control, std::unique_ptr<CVideoBmpFrame> frame) {
+    const std::lock_guard showLock(m_csShow);
+    if (!frame || control.abandoned) {
+        return;
+    }
+    const PictureCounts counts{.nowMs = clock.TickMs(),
+                               .shown = ++m_counters.m_nShown,
+                               .rate = m_source.IsCameraUsable() ? &m_frameRate : nullptr};
+    m_frames.AddRecycleFrame(m_picture.Present(std::move(frame), counts));
+    if (!m_bStreamRunning.exchange(true)) {
+        m_windows.PostToConsole(WM_COMMAND, kCmdRefreshControls, 0);
+    }
+    m_windows.TakeNotify().Post(kMsgFirstData, m_source.m_uCHInMainDlg, 0);
+}
+
+void ChannelCore::NoteReceived() {
+    if (m_counters.HasNoneDecoded(clock.TickMs())) {
+        SetCaption(LoadString(kStrNotDecoded));
+    }
+}
+
+void ChannelCore::RestartPlaying() {
+    m_counters.ForgetUndecoded();
+    RefreshSourceLines();
+    m_frameRate.Clear();
+    const auto decode = m_decodeThread.Control();
+    decode->leave = 1;
+    decode->reset = 1;
+    m_videoThread.Control()->Interrupt();
+    m_audioThread.Control()->Interrupt();
+}
+
+void ChannelCore::FlushAndResetDecoder() {
+    m_decodeThread.Control()->reset = 1;
+    m_frames.FlushDecodeFrames(FrameQueue::Next::KeyFrame);
+}
+
+void ChannelCore::ReleasePicture() {
+    m_frames.AddRecycleFrame(m_picture.ReleasePicture());
+}
+
+void ChannelCore::AddCamCmd(std::uint32_t dwCmd, std::uint32_t dwArg) {
+    m_CamCmdQueue.Push({dwCmd, dwArg});
+    m_commandThread.Control()->run.Set();
+}
+
+std::shared_ptr<LiveAudio> ChannelCore::GetAudio() const {
+    const std::lock_guard lock(m_cs);
+    return m_pAudio;
+}
+
+void ChannelCore::RenewAudio() {
+    const std::lock_guard lock(m_cs);
+    m_pAudio = std::make_shared<LiveAudio>(factories, m_source.m_uCHInMainDlg);
+}
+
+}  // namespace kvmon

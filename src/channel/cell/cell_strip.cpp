@@ -1,0 +1,147 @@
+// The cell's frame and caption strip: drawn, and in words.
+#include <QtCore/QStringList>
+#include <QtGui/QFontMetrics>
+#include <QtGui/QPainter>
+#include <QtWidgets/QToolTip>
+
+#include "channel/camera/base_camera.h"
+#include "channel/cell/video_wnd.h"
+#include "channel/picture/captions.h"
+#include "persist/string_table.h"
+#include "skin/plain_text.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr QRgb kGround = qRgb(155, 154, 159);
+constexpr QRgb kActiveFrame = qRgb(229, 145, 72);
+constexpr QRgb kActiveText = qRgb(255, 255, 255);
+constexpr QRgb kInactiveText = qRgb(172, 172, 176);
+constexpr int kCornerRadius = 2;
+
+constexpr int kCaptionLeft = kCellMargin + 1;
+constexpr int kCaptionTop = 3;
+constexpr int kCaptionBottom = 23;
+constexpr int kCaptionGap = 7;
+constexpr int kCaptionTextHeight = 13;
+
+constexpr std::uint32_t kStrStandsStill = 6815;
+
+}  // namespace
+
+CellState CVideoWnd::GetState() const {
+    CellState state;
+    if (const auto camera = GetCamera()) {
+        const CameraInfo info = camera->GetAbilities();
+        state.bPtz = info.IsPanAndTiltable() || info.bFocusable;
+        state.bPtzOpen = camera->IsPtzEnabled();
+        state.bDigitalZoom = camera->IsDigitalZoom();
+        state.bSound = camera->IsSupportAudio();
+        state.bSoundOpen = camera->HasAudioRight();
+        state.bTold = camera->IsStatusTold() && camera->IsCameraUsable();
+        state.bManual = camera->IsManualRecording();
+        state.flags = camera->GetStatusFlags();
+    }
+    return state;
+}
+
+void CVideoWnd::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    PaintBorder(painter);
+    if (GetCamera()) {
+        PaintCaptionText(painter, PaintIcon(painter));
+    }
+}
+
+void CVideoWnd::PaintBorder(QPainter& painter) const {
+    painter.fillRect(rect(), QColor(kGround));
+    // The pen's pixels lie on the rectangle itself, one outside of the inner one.
+    const QRectF frame =
+        QRectF(rect()).adjusted(kCellMargin - 0.5, kCellMargin - 0.5, 0.5 - kCellMargin, 0.5 - kCellMargin);
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(Qt::black, 1));
+    painter.setBrush(QColor(m_bActive ? kActiveFrame : kInactiveFrame));
+    painter.drawRoundedRect(frame, kCornerRadius, kCornerRadius);
+    painter.restore();
+}
+
+std::vector<PlacedIcon> CVideoWnd::Icons() const {
+    return PlaceIcons(GetState(), width() - kCaptionLeft, kCaptionLeft);
+}
+
+// Gives the width that the icons take.
+int CVideoWnd::PaintIcon(QPainter& painter) const {
+    const int right = width() - kCaptionLeft;
+    int left = right;
+    for (const PlacedIcon& icon : Icons()) {
+        DrawCellIcon(painter, icon.icon, QRectF(icon.x, kIconTop, icon.width, kIconHeight), m_bActive);
+        left = icon.x;
+    }
+    return right - left;
+}
+
+void CVideoWnd::PaintCaptionText(QPainter& painter, int iconsWidth) const {
+    const auto camera = GetCamera();
+    const std::string name = camera ? camera->GetCaptionName() : std::string();
+    const QRect place(QPoint(kCaptionLeft, kCaptionTop),
+                      QPoint(width() - iconsWidth - kCaptionGap - 1, kCaptionBottom - 1));
+    if (name.empty() || place.width() <= 0) {
+        return;
+    }
+    QFont font = painter.font();
+    font.setPixelSize(kCaptionTextHeight);
+    painter.setFont(font);
+    painter.setPen(QColor(m_bActive ? kActiveText : kInactiveText));
+    const QFontMetrics metrics(font);
+    const QString text =
+        metrics.elidedText(QString::fromStdString(DisplayLine(name)), Qt::ElideRight, place.width());
+    painter.drawText(place, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, text);
+}
+
+void CVideoWnd::RepaintStrip() {
+    update(0, 0, width(), kCellMargin + kCellTitleHeight);
+}
+
+// The strip in words, for those who cannot see it.
+void CVideoWnd::Describe() {
+    const auto camera = GetCamera();
+    setAccessibleName(camera ? QString::fromStdString(camera->GetCaptionName()) : QString());
+    QStringList words;
+    if (camera) {
+        for (const PlacedIcon& icon : PlaceIcons(GetState(), 0)) {
+            words.append(CellIconText(icon.icon));
+        }
+        if (camera->Picture().GetStillSeconds() > 0) {
+            words.append(QString::fromStdString(LoadString(kStrStandsStill)));
+        }
+    }
+    setAccessibleDescription(words.join(QLatin1String(", ")));
+}
+
+// Names the icon below the pointer; beside the icons the channel, and what its highlight is about.
+void CVideoWnd::ShowTip(const QPoint& point, const QPoint& screen) {
+    const auto camera = GetCamera();
+    if (!camera || point.y() >= kCellMargin + kCellTitleHeight) {
+        QToolTip::hideText();
+        return;
+    }
+    QString text = QString::fromStdString(DisplayLine(camera->GetCaptionName()));
+    QRect place(0, 0, width(), kCellMargin + kCellTitleHeight);
+    if (camera->Picture().IsEventHighlight()) {
+        if (const auto flag = FlagOfEventKind(camera->Picture().GetEventKind())) {
+            text += QLatin1Char('\n') + CellIconText(IconOfFlag(*flag));
+        }
+    }
+    for (const PlacedIcon& icon : Icons()) {
+        if (point.x() >= icon.x && point.x() < icon.x + icon.width) {
+            text = CellIconText(icon.icon);
+            place.setLeft(icon.x);
+            place.setWidth(icon.width);
+        }
+    }
+    QToolTip::showText(screen, MarkupOf(text.toStdString()), this, place);
+}
+
+}  // namespace kvmon

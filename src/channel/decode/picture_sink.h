@@ -1,0 +1,29 @@
+// Where the decode thread's pictures go.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "channel/frames/frame_pool.h"
+#include "codec/picture.h"
+
+namespace kvmon {
+
+struct ThreadControl;
+
+// Called by decode threads alone.
+class PictureSink {
+public:
+    virtual ~PictureSink() = default;
+
+    // The header of the pictures that come.
+    virtual void SetBitmapInfo(const BITMAPINFOHEADER& bmpInfo) = 0;
+    // A finished picture takes the screen. Nothing if the thread was abandoned.
+    virtual void AddDecodeFrame(const ThreadControl& control, std::unique_ptr<CVideoBmpFrame> frame) = 0;
+    // What kind of frames there are, for the information lines.
+    virtual void SetFrameType(const std::string& type) = 0;
+    // Says what stands against a picture, until the next one.
+    virtual void SetCaption(const std::string& text) = 0;
+};
+
+}  // namespace kvmon

@@ -1,0 +1,77 @@
+// The pools of a channel and the queue between its reception and its decode thread.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+#include "channel/frames/frame_pool.h"
+#include "platform/event.h"
+#include "platform/worker.h"
+
+namespace kvmon {
+
+// Any thread, but for what is told.
+class FrameQueue {
+public:
+    // Frames that wait for the decoder at the most, and their bytes. Only frames far beyond any camera's
+    // come near the second bound.
+    static constexpr std::size_t kMaxQueued = 16;
+    static constexpr std::uint64_t kMaxQueuedBytes = kMaxFrameSize;
+    // More spent frames than this are reported, though kept.
+    static constexpr std::size_t kManySpent = 64;
+    // The memory of a frame of more bytes goes back to the system: damaged sizes would fill the whole pool.
+    static constexpr std::uint32_t kMostKept = 4u << 20;
+
+    // The number is the channel's in the console, for the trace.
+    explicit FrameQueue(const std::atomic<std::uint32_t>& uCHInMainDlg) : m_uCHInMainDlg(uCHInMainDlg) {}
+
+    // A frame with room for dwSize bytes, spent or new; null if there is no memory or the size is beyond
+    // kMaxFrameSize. Reception thread.
+    std::unique_ptr<CBuffer> NewDecodeFrame(std::uint32_t dwIdx, std::uint64_t dwSize);
+    // A picture whose bitmap may have dwSize bytes; its memory is taken when the bitmap is made. Null if
+    // that is beyond kMaxBitmapSize. Decode thread.
+    std::unique_ptr<CVideoBmpFrame> NewBmpFrame(std::uint32_t dwIdx, std::uint64_t dwSize);
+    // Keep a spent frame, but for one of more than kMostKept bytes. False for null.
+    bool AddRecycleDecodeFrame(std::unique_ptr<CBuffer> frame);
+    bool AddRecycleFrame(std::unique_ptr<CVideoBmpFrame> frame);
+
+    // The admission rule: takes the frame and sets hEvent, or, when the queue is full or a key frame is
+    // waited for, throws away all that waits together with the frame. False for null. Reception thread.
+    bool AddDecodeFrameToQueue(FrameType nType, std::unique_ptr<CBuffer> frame, Event* hEvent);
+    // A wrapped frame whose head has been read already.
+    bool AddWrappedFrame(const KELVARA_FRAME_HDR& head, std::unique_ptr<CBuffer> frame, Event* hEvent);
+    // Throws away all that waits. What comes next may be told to enter with the next key frame alone.
+    enum class Next { Any, KeyFrame };
+    void FlushDecodeFrames(Next next);
+    void SetWaitKeyFrame(bool bWaitKeyFrame) { m_bWaitKeyFrame = bWaitKeyFrame; }
+    // The frame to decode next; null if there is none. Decode thread.
+    std::unique_ptr<CBuffer> TakeDecodeFrame();
+    // Back to its place before all others. Decode thread.
+    void PutBackDecodeFrame(std::unique_ptr<CBuffer> frame);
+    // Resets the event if no frame waits, without losing one that comes at the same time.
+    void ResetWhenEmpty(Event& event) const;
+
+    // Pictures are wanted of what comes. While they are not, the decode thread throws it away.
+    void SetPlaying(bool bPlaying) { m_bPlaying = bPlaying; }
+    bool IsPlaying() const { return m_bPlaying; }
+    std::uint32_t GetCHInMainDlg() const { return m_uCHInMainDlg; }
+    std::size_t GetCount() const { return m_DecodeQueue.GetCount(); }
+    // Frames that were thrown away undecoded.
+    std::uint64_t GetRefused() const { return m_nRefused; }
+
+private:
+    bool Admit(std::unique_ptr<CBuffer> frame, Event& event);
+
+    const std::atomic<std::uint32_t>& m_uCHInMainDlg;
+    CFrameList<CBuffer> m_DecodeQueue;
+    CFrameList<CBuffer> m_RecycleDecodeFrames;
+    CFrameList<CVideoBmpFrame> m_RecycleBmpFrames;
+    std::atomic<std::uint64_t> m_nQueuedBytes{0};
+    std::atomic<std::uint64_t> m_nRefused{0};
+    std::atomic<bool> m_bWaitKeyFrame{false};
+    std::atomic<bool> m_bPlaying{false};
+    std::uint32_t m_dwMaxDecodeFrameSize = 0;
+};
+
+}  // namespace kvmon

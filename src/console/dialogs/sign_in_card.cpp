@@ -1,0 +1,332 @@
+#include "console/dialogs/sign_in_card.h"
+
+#include <QtGui/QAccessible>
+#include <QtGui/QKeyEvent>
+#include <QtGui/QWheelEvent>
+#include <QtWidgets/QCheckBox>
+#include <QtWidgets/QComboBox>
+#include <QtWidgets/QFormLayout>
+#include <QtWidgets/QFrame>
+#include <QtWidgets/QHBoxLayout>
+#include <QtWidgets/QLabel>
+#include <QtWidgets/QLineEdit>
+#include <QtWidgets/QPushButton>
+#include <QtWidgets/QSpinBox>
+#include <QtWidgets/QVBoxLayout>
+
+#include "console/dialogs/dialog_parts.h"
+#include "console/dialogs/recorder_trial.h"
+#include "console/dialogs/set_lang_dlg.h"
+#include "console/settings/fill_pattern.h"
+#include "console/settings/recorder_entry.h"
+#include "persist/string_table.h"
+#include "skin/palette.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr int kTitleHeight = 18;
+constexpr int kCardWidth = 440;
+constexpr int kMessageLines = 3;  // as the longest text in any language has
+
+constexpr std::uint32_t kStrTitle = 7000;
+constexpr std::uint32_t kStrSignIn = 7001;
+constexpr std::uint32_t kStrRemember = 7002;
+constexpr std::uint32_t kStrAtStart = 7003;
+constexpr std::uint32_t kStrCancel = 6121;
+constexpr std::uint32_t kStrConnecting = 6150;
+
+// A choice has the console made anew: keys and the wheel look through the open list, and choose nothing
+// on their way.
+class LanguageBox final : public QComboBox {
+protected:
+    void keyPressEvent(QKeyEvent* event) override {
+        switch (event->key()) {
+            case Qt::Key_Enter:
+            case Qt::Key_Return:
+            case Qt::Key_Escape:
+                event->ignore();
+                break;
+            default:
+                if (event->text().isEmpty() && event->key() != Qt::Key_Down && event->key() != Qt::Key_Up &&
+                    event->key() != Qt::Key_F4) {
+                    QComboBox::keyPressEvent(event);
+                    break;
+                }
+                showPopup();
+                event->accept();
+        }
+    }
+    void wheelEvent(QWheelEvent* event) override { event->ignore(); }
+};
+
+SavedServer ServerOf(const SignInEntry& entry) {
+    return {{}, entry.address, entry.port, entry.user, entry.password, 0};
+}
+
+}  // namespace
+
+SignInCard::SignInCard(const SignInEntry& entry, const std::vector<std::uint16_t>& languages,
+                       std::uint16_t language, SignInListener& listener, QWidget* parent,
+                       Milliseconds trialTime)
+    : QWidget(parent),
+      m_listener(listener),
+      m_bPasswordRemembered(!entry.password.empty()),
+      m_trial(std::make_unique<RecorderTrial>(
+          trialTime, [this](const RecorderTestReport& report) { OnTried(report); })) {
+    setObjectName(QStringLiteral("signIn"));
+    setAccessibleName(Text(kStrTitle));
+    setAutoFillBackground(true);
+    QPalette colours = palette();
+    colours.setColor(QPalette::Window, QColor(palette::kWell));
+    setPalette(colours);
+
+    MakeFields(entry);
+    MakeLanguages(languages, language);
+    auto* const place = new QVBoxLayout(this);
+    place->setContentsMargins(0, 0, 0, 0);
+    place->addWidget(Arrange(), 0, Qt::AlignCenter);
+    Connect();
+}
+
+SignInCard::~SignInCard() {
+    WipePassword();
+}
+
+void SignInCard::MakeFields(const SignInEntry& entry) {
+    m_address = new QLineEdit(QString::fromStdString(entry.address));
+    m_port = new QSpinBox;
+    m_port->setRange(1, 65535);
+    m_port->setValue(static_cast<int>(entry.port));
+    m_user = new QLineEdit(QString::fromStdString(entry.user));
+    m_password = new QLineEdit(QString::fromStdString(entry.password));
+    m_password->setEchoMode(QLineEdit::Password);
+    m_remember = new QCheckBox(Text(kStrRemember));
+    m_remember->setObjectName(QStringLiteral("remember"));
+    m_remember->setChecked(entry.bRemember);
+    m_atStart = new QCheckBox(Text(kStrAtStart));
+    m_atStart->setObjectName(QStringLiteral("atStart"));
+    m_atStart->setEnabled(entry.bRemember);
+    m_atStart->setChecked(entry.bRemember && entry.bAtStart);
+    m_button = new QPushButton(Text(kStrSignIn));
+    m_button->setObjectName(QStringLiteral("signInButton"));
+    m_button->setDefault(true);
+}
+
+void SignInCard::MakeLanguages(const std::vector<std::uint16_t>& languages, std::uint16_t language) {
+    m_languages = new LanguageBox;
+    for (const std::uint16_t langid : languages) {
+        m_languages->addItem(QString::fromStdString(LanguageName(langid)), langid);
+    }
+    m_languages->setCurrentIndex(m_languages->findData(language));
+    m_languages->setEnabled(m_languages->count() >= 2);
+}
+
+// The fields' order is that of the tabulator, too.
+QFrame* SignInCard::Arrange() {
+    auto* const frame = new QFrame(this);
+    frame->setObjectName(QStringLiteral("signInCard"));
+    frame->setFrameShape(QFrame::StyledPanel);
+    frame->setAutoFillBackground(true);
+    QPalette colours = frame->palette();
+    colours.setColor(QPalette::Window, QColor(palette::kPanel));
+    frame->setPalette(colours);
+    frame->setFixedWidth(kCardWidth);
+
+    auto* const title = new QLabel(Text(kStrTitle), frame);
+    title->setObjectName(QStringLiteral("title"));
+    title->setWordWrap(true);
+    QFont large = title->font();
+    large.setPixelSize(kTitleHeight);
+    title->setFont(large);
+    m_message = MakeMessageLabel(frame, kMessageLines);
+    m_message->setObjectName(QStringLiteral("message"));
+    m_message->setMinimumHeight(kMessageLines * m_message->fontMetrics().lineSpacing());
+    QPalette bright = m_message->palette();
+    bright.setColor(QPalette::WindowText, QColor(palette::kInkBright));
+    m_message->setPalette(bright);
+
+    auto* const form = new QFormLayout(frame);
+    form->setContentsMargins(24, 20, 24, 20);
+    form->setVerticalSpacing(10);
+    form->setHorizontalSpacing(14);
+    form->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
+    form->addRow(title);
+    const struct {
+        QWidget* field;
+        const char* name;
+        std::uint32_t label;
+    } rows[] = {{m_address, "address", 6141},   {m_port, "port", 6142},      {m_user, "user", 6143},
+                {m_password, "password", 6144}, {m_remember, "remember", 0}, {m_atStart, "atStart", 0},
+                {m_languages, "language", 6123}};
+    for (const auto& row : rows) {
+        row.field->setParent(frame);
+        row.field->setObjectName(QString(row.name));
+        if (row.label == 0) {
+            form->addRow(QString(), row.field);
+            continue;
+        }
+        row.field->setAccessibleName(Text(row.label));
+        form->addRow(Text(row.label), row.field);
+    }
+    form->addRow(m_message);
+    auto* const line = new QHBoxLayout;
+    line->addStretch();
+    line->addWidget(m_button);
+    form->addRow(line);
+    QWidget* previous = rows[0].field;
+    for (const auto& row : rows) {
+        if (row.field != previous) {
+            setTabOrder(previous, row.field);
+        }
+        previous = row.field;
+    }
+    setTabOrder(previous, m_button);
+    return frame;
+}
+
+void SignInCard::Connect() {
+    for (QLineEdit* const field : {m_address, m_user}) {
+        connect(field, &QLineEdit::textEdited, this, &SignInCard::OnEdited);
+    }
+    connect(m_port, &QSpinBox::valueChanged, this, &SignInCard::OnEdited);
+    connect(m_password, &QLineEdit::textEdited, this, [this] { m_bPasswordRemembered = false; });
+    connect(m_remember, &QCheckBox::toggled, this, [this](bool bOn) {
+        m_atStart->setEnabled(bOn);
+        m_atStart->setChecked(m_atStart->isChecked() && bOn);
+    });
+    connect(m_button, &QPushButton::clicked, this, &SignInCard::OnButton);
+    connect(m_languages, &QComboBox::activated, this, [this] {
+        m_listener.OnSignInLanguage(static_cast<std::uint16_t>(m_languages->currentData().toUInt()));
+    });
+}
+
+SignInEntry SignInCard::GetEntry() const {
+    SignInEntry entry;
+    entry.address = m_address->text().trimmed().toStdString();
+    entry.port = static_cast<std::uint32_t>(m_port->value());
+    entry.user = m_user->text().toStdString();
+    entry.password = m_password->text().toStdString();
+    entry.bRemember = m_remember->isChecked();
+    entry.bAtStart = m_atStart->isChecked();
+    return entry;
+}
+
+void SignInCard::Say(const std::string& text) {
+    m_message->setText(QString::fromStdString(text));
+    m_message->setAccessibleName(m_message->text());
+    if (!text.empty()) {
+        QAccessibleEvent event(m_message, QAccessible::Alert);
+        QAccessible::updateAccessibility(&event);
+    }
+}
+
+void SignInCard::FocusField() {
+    QLineEdit* field = m_password;
+    for (QLineEdit* const empty : {m_user, m_address}) {
+        field = empty->text().isEmpty() ? empty : field;
+    }
+    field->selectAll();
+    field->setFocus(Qt::OtherFocusReason);
+}
+
+// A remembered password belongs to one user at one recorder: no other gets it.
+void SignInCard::OnEdited() {
+    if (m_bPasswordRemembered) {
+        WipePassword();
+    }
+}
+
+void SignInCard::WipePassword() {
+    m_password->clear();
+    m_bPasswordRemembered = false;
+}
+
+void SignInCard::OnButton() {
+    m_trial->IsRunning() ? StopTrial() : Submit();
+}
+
+void SignInCard::Submit() {
+    m_port->interpretText();
+    const SignInEntry entry = GetEntry();
+    const std::string fault = FindEntryFault(ServerOf(entry), {});
+    if (!fault.empty()) {
+        Say(fault);
+        FocusField();
+        return;
+    }
+    if (m_trial->Start(ServerOf(entry))) {
+        ShowTrial(true);
+        Say(FillPattern(LoadString(kStrConnecting), {entry.address, std::to_string(entry.port)}));
+    }
+}
+
+void SignInCard::StopTrial() {
+    m_trial->Stop();
+    ShowTrial(false);
+    Say({});
+    FocusField();
+}
+
+// What is tried stays as it is until the answer is there; the keyboard's place, too.
+void SignInCard::ShowTrial(bool bRunning) {
+    for (QLineEdit* const field : {m_address, m_user, m_password}) {
+        field->setReadOnly(bRunning);
+    }
+    m_port->setReadOnly(bRunning);
+    m_port->setButtonSymbols(bRunning ? QAbstractSpinBox::NoButtons : QAbstractSpinBox::UpDownArrows);
+    m_button->setText(Text(bRunning ? kStrCancel : kStrSignIn));
+}
+
+void SignInCard::OnTried(const RecorderTestReport& report) {
+    ShowTrial(false);
+    if (report.result != RecorderTestResult::Works) {
+        Say(RecorderTestText(report));
+        const bool bPlace = report.result != RecorderTestResult::WrongPassword;
+        QLineEdit* const field = bPlace ? m_address : m_password;
+        if (!bPlace) {
+            WipePassword();
+        }
+        field->selectAll();
+        field->setFocus(Qt::OtherFocusReason);
+        return;
+    }
+    const SignInEntry entry = GetEntry();
+    WipePassword();
+    Say({});
+    m_listener.OnSignIn(entry);
+}
+
+// From all fields alike.
+void SignInCard::keyPressEvent(QKeyEvent* event) {
+    switch (event->key()) {
+        case Qt::Key_Enter:
+        case Qt::Key_Return:
+            if (!m_trial->IsRunning()) {
+                Submit();
+            }
+            event->accept();
+            break;
+        case Qt::Key_Escape:
+            if (m_trial->IsRunning()) {
+                StopTrial();
+                event->accept();
+                break;
+            }
+            [[fallthrough]];
+        default:
+            QWidget::keyPressEvent(event);
+    }
+}
+
+// Nothing lies below the card for a click.
+void SignInCard::mousePressEvent(QMouseEvent* event) {
+    event->accept();
+}
+
+void SignInCard::mouseDoubleClickEvent(QMouseEvent* event) {
+    event->accept();
+}
+
+}  // namespace kvmon

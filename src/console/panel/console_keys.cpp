@@ -1,0 +1,223 @@
+#include "console/panel/console_keys.h"
+
+#include <QtGui/QKeyEvent>
+#include <QtGui/QKeySequence>
+#include <algorithm>
+#include <iterator>
+
+#include "channel/base/cam_commands.h"
+#include "console/panel/console_controls.h"
+#include "console/ports/commands.h"
+#include "console/ports/console_messages.h"
+#include "console/ports/desk.h"
+#include "console/ports/timers.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr int kCtrl = static_cast<int>(Qt::ControlModifier);
+constexpr int kPad = static_cast<int>(Qt::KeypadModifier);
+
+// The first key of a command is the one that its tool tip tells.
+constexpr ConsoleKey kKeys[] = {
+    {Qt::Key_1, kCtlFirstStyle, false, 0},
+    {Qt::Key_2, kCtlPip, false, 0},
+    {Qt::Key_3, kCtlFirstStyle + 2, false, 0},
+    {Qt::Key_4, kCtlFirstStyle + 3, false, 0},
+    {Qt::Key_5, kCtlFirstStyle + 4, false, 0},
+    {Qt::Key_6, kCtlFirstStyle + 5, false, 0},
+    {Qt::Key_7, kCtlFirstStyle + 6, false, 0},
+    {Qt::Key_8, kCtlFirstStyle + 7, false, 0},
+    {Qt::Key_9, kCtlLastStyle, false, 0},
+    {Qt::Key_PageDown, kKeyNextPage, false, 6231},
+    {Qt::Key_PageUp, kKeyPreviousPage, false, 6232},
+    {Qt::Key_G, kCtlPageMenu, false, 0},
+    {Qt::Key_Q, kCtlSequential, false, 0},
+    {Qt::Key_I, kCtlSequentialInterval, false, 0},
+    {Qt::Key_P, kCtlPipSettings, false, 0},
+    {Qt::Key_V, kCtlViewSize, false, 0},
+    {Qt::Key_F11, kCtlFullScreen, false, 0},
+    {Qt::Key_F, kCtlFullScreen, false, 0},
+    {Qt::Key_D, kCtlMultiScreens, false, 0},
+    {Qt::Key_S, kCtlSnapshot, false, 0},
+    {Qt::Key_R, kCtlRecord, false, 0},
+    {Qt::Key_A, kCtlAudio, false, 0},
+    {Qt::Key_T, kCtlTalk, false, 0},
+    {Qt::Key_W, kCtlCameraHome, false, 0},
+    {Qt::Key_Up, kCmdUp, true, 0},
+    {Qt::Key_Down, kCmdDown, true, 0},
+    {Qt::Key_Left, kCmdLeft, true, 0},
+    {Qt::Key_Right, kCmdRight, true, 0},
+    {Qt::Key_Home, kCmdHome, false, 0},
+    {Qt::Key_7 | kPad, kCmdUpLeft, true, 0},
+    {Qt::Key_9 | kPad, kCmdUpRight, true, 0},
+    {Qt::Key_1 | kPad, kCmdDownLeft, true, 0},
+    {Qt::Key_3 | kPad, kCmdDownRight, true, 0},
+    {Qt::Key_8 | kPad, kCmdUp, true, 0},
+    {Qt::Key_2 | kPad, kCmdDown, true, 0},
+    {Qt::Key_4 | kPad, kCmdLeft, true, 0},
+    {Qt::Key_6 | kPad, kCmdRight, true, 0},
+    {Qt::Key_5 | kPad, kCmdHome, false, 0},
+    {Qt::Key_Plus, kCmdZoomIn, true, 0},
+    {Qt::Key_Equal, kCmdZoomIn, true, 0},
+    {Qt::Key_Minus, kCmdZoomOut, true, 0},
+    {Qt::Key_Comma, kCmdFocusNear, true, 0},
+    {Qt::Key_Period, kCmdFocusFar, true, 0},
+    {Qt::Key_N, kCtlPresetMenu, false, 0},
+    {Qt::Key_1 | kCtrl, kCmdPresetFirst, false, 0},
+    {Qt::Key_2 | kCtrl, kCmdPresetFirst + 1, false, 0},
+    {Qt::Key_3 | kCtrl, kCmdPresetFirst + 2, false, 0},
+    {Qt::Key_4 | kCtrl, kCmdPresetFirst + 3, false, 0},
+    {Qt::Key_5 | kCtrl, kCmdPresetFirst + 4, false, 0},
+    {Qt::Key_6 | kCtrl, kCmdPresetFirst + 5, false, 0},
+    {Qt::Key_7 | kCtrl, kCmdPresetFirst + 6, false, 0},
+    {Qt::Key_8 | kCtrl, kCmdPresetFirst + 7, false, 0},
+    {Qt::Key_9 | kCtrl, kCmdPresetFirst + 8, false, 0},
+    {Qt::Key_0 | kCtrl, kCmdPresetLast, false, 0},
+    {Qt::Key_Right | kCtrl, kKeyNextCamera, false, 6980},
+    {Qt::Key_Left | kCtrl, kKeyPreviousCamera, false, 6981},
+    {Qt::Key_F10, kCtlMainMenu, false, 0},
+    {Qt::Key_O, kCtlOptions, false, 0},
+    {Qt::Key_L, kCtlLanguage, false, 0},
+    {Qt::Key_0, kCtlOrderReset, false, 0},
+    {Qt::Key_F1, kKeyHelp, false, 6233},
+    {Qt::Key_F2, kCtlHelp, false, 0},
+    {Qt::Key_Q | kCtrl, kCtlLogout, false, 0},
+};
+
+// X11 tells a key that repeats as released and pressed again, mostly without a mark. The two are of one
+// moment by its clock, but may reach us in two turns of the event loop.
+constexpr std::uint64_t kRepeatMs = 4;
+constexpr int kReleaseMs = 30;
+
+// A digit of the pad counts as such with the lock on; its plus and minus are those of the keyboard.
+int KeyOf(const QKeyEvent& event) {
+    const Qt::KeyboardModifiers modifiers = event.modifiers();
+    int key = event.key();
+    if (modifiers.testFlag(Qt::KeypadModifier) && key >= Qt::Key_0 && key <= Qt::Key_9) {
+        key |= kPad;
+    }
+    return modifiers.testFlag(Qt::ControlModifier) ? key | kCtrl : key;
+}
+
+const ConsoleKey* FindKey(const QKeyEvent& event) {
+    if (event.modifiers().testFlag(Qt::AltModifier) || event.modifiers().testFlag(Qt::MetaModifier)) {
+        return nullptr;
+    }
+    const int key = KeyOf(event);
+    const auto* const found = std::find_if(std::begin(kKeys), std::end(kKeys),
+                                           [key](const ConsoleKey& row) { return row.key == key; });
+    return found != std::end(kKeys) ? found : nullptr;
+}
+
+// A style is chosen whether or not its button is on show; what a camera cannot do has no button.
+bool IsOffered(const ConsoleControls& controls, int command) {
+    const ConsoleControls::State state = controls.Get(command);
+    const bool bStyle = command >= kCtlFirstStyle && command <= kCtlLastStyle;
+    return controls.Exists(command) && state.enabled && !state.busy && (state.shown || bStyle);
+}
+
+}  // namespace
+
+std::span<const ConsoleKey> ConsoleKeyTable() {
+    return kKeys;
+}
+
+QString KeyName(int key) {
+    // As the keys themselves are marked, in any language.
+    constexpr struct {
+        int key;
+        char16_t arrow;
+    } kArrows[] = {{Qt::Key_Up, u'\u2191'},
+                   {Qt::Key_Down, u'\u2193'},
+                   {Qt::Key_Left, u'\u2190'},
+                   {Qt::Key_Right, u'\u2192'}};
+    const auto* const arrow = std::find_if(std::begin(kArrows), std::end(kArrows),
+                                           [key](const auto& row) { return row.key == (key & ~kCtrl); });
+    if (arrow == std::end(kArrows)) {
+        return QKeySequence(key).toString(QKeySequence::NativeText);
+    }
+    return QLatin1String((key & kCtrl) != 0 ? "Ctrl+" : "") + QChar(arrow->arrow);
+}
+
+QString ShortcutName(int command) {
+    for (const ConsoleKey& row : kKeys) {
+        if (row.command == command) {
+            return KeyName(row.key);
+        }
+    }
+    return {};
+}
+
+bool ConsoleKeys::OnKeyPress(const QKeyEvent& event) {
+    const ConsoleKey* const row = FindKey(event);
+    if (row == nullptr) {
+        return false;
+    }
+    // A held key is one press; the camera's answers pace what follows from it.
+    if (event.isAutoRepeat() || IsRepeat(event)) {
+        m_timers.KillTimer(kTimerKeyRelease);
+        return true;
+    }
+    if (!IsOfKeysAlone(row->command) && !IsOffered(m_controls, row->command)) {
+        // Without a session the key that began full screen still ends it.
+        if (row->command == kCtlFullScreen) {
+            m_desk.MakeRoom();
+        }
+        return true;
+    }
+    if (!row->held) {
+        Run(row->command);
+        return true;
+    }
+    ReleaseAll();
+    m_held = row->command;
+    m_commands.Hold(m_held, true);
+    return true;
+}
+
+bool ConsoleKeys::OnKeyRelease(const QKeyEvent& event) {
+    const ConsoleKey* const row = FindKey(event);
+    if (row == nullptr) {
+        return false;
+    }
+    if (event.isAutoRepeat()) {
+        return true;
+    }
+    m_releasedKey = event.key();
+    m_releasedAt = event.timestamp();
+    if (row->held && row->command == m_held) {
+        m_timers.SetTimer(kTimerKeyRelease, kReleaseMs);
+    }
+    return true;
+}
+
+// The press follows the key's own release at once, which no finger can do.
+bool ConsoleKeys::IsRepeat(const QKeyEvent& event) const {
+    if (event.key() != m_releasedKey) {
+        return false;
+    }
+    if (event.timestamp() != 0 && m_releasedAt != 0) {
+        return event.timestamp() - m_releasedAt <= kRepeatMs;
+    }
+    return m_timers.IsTimerSet(kTimerKeyRelease);
+}
+
+void ConsoleKeys::ReleaseAll() {
+    m_timers.KillTimer(kTimerKeyRelease);
+    if (m_held != 0) {
+        m_commands.Hold(m_held, false);
+        m_held = 0;
+    }
+}
+
+void ConsoleKeys::Run(int command) {
+    if (IsOfKeysAlone(command)) {
+        m_commands.Run(command);
+    } else {
+        m_commands.Press(command);
+    }
+}
+
+}  // namespace kvmon

@@ -1,0 +1,43 @@
+// What the console asks of the control that holds it.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "console/ports/browser_window.h"
+
+namespace kvmon {
+
+class SignInMemory;
+
+// Implemented by the control. User interface thread only.
+class ClientSite {
+public:
+    virtual ~ClientSite() = default;
+
+    virtual std::string GetServerIP() const = 0;
+    virtual std::uint32_t GetServerPort() const = 0;
+    virtual std::string GetDefServerName() const = 0;
+
+    // Null where the host has users log in by itself: the console then has no sign-in card.
+    virtual SignInMemory* SignIn() { return nullptr; }
+
+    // Events to whoever embeds the control. They are raised later, never in the caller's stack; before the
+    // control has a window they are lost.
+    virtual void NotifyLogin(int n) = 0;
+    virtual void NotifyLogout(int n) = 0;
+    virtual void NotifyNewVersion(int n) = 0;
+    virtual void NotifyChangeLanguage(std::uint16_t langid) = 0;
+    virtual void NotifyGotoPage(int n) = 0;
+    // The browser that shows the control, where there is one.
+    virtual void ShowBrowserToolbar([[maybe_unused]] bool bShow) {}
+    // A new window of it, not yet shown; null where there is none to be had.
+    virtual std::unique_ptr<BrowserWindow> CreateBrowserWindow() { return nullptr; }
+    // Shows a page of the web, in a window that nobody holds.
+    virtual void OpenPage([[maybe_unused]] const std::string& url) {}
+    // Raised at once.
+    virtual void NotifyGotoServer(int n, const std::string& text) = 0;
+};
+
+}  // namespace kvmon

@@ -1,0 +1,117 @@
+#include "console/recorders/sign_in_desk.h"
+
+#include "console/dialogs/set_lang_dlg.h"
+#include "console/ports/client_site.h"
+#include "console/ports/desk.h"
+#include "console/settings/console_settings.h"
+#include "console/wall/view_controller.h"
+#include "persist/string_table.h"
+#include "server/recorder_list.h"
+#include "skin/window_base.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr std::uint32_t kStrRefused = 6155;
+
+}  // namespace
+
+SignInDesk::~SignInDesk() {
+    Remove();
+}
+
+void SignInDesk::Update() {
+    SignInMemory* const memory = m_site.SignIn();
+    if (memory == nullptr || m_desk.IsClosing() || m_desk.IsLoggedIn()) {
+        Remove();
+        return;
+    }
+    if (!m_card && m_desk.IsWaitShown()) {
+        return;  // the last session is not at its end
+    }
+    QWidget* const host = m_desk.DialogHost();
+    if (m_card && m_card->parentWidget() == host) {
+        Place(*host);
+        return;
+    }
+    if (m_card) {
+        m_card->setParent(host);
+    } else {
+        m_card = new SignInCard(memory->Load(), CSetLangDlg::GetAvailableLanguages(), m_settings.language,
+                                *this, host);
+        m_card->Say(m_words);
+        m_words.clear();
+    }
+    Place(*host);
+    m_card->show();
+    m_card->FocusField();
+}
+
+void SignInDesk::Place(QWidget& host) {
+    const QRect place = m_view.WallIn(host);
+    if (m_card->geometry() != place) {
+        m_card->setGeometry(place);
+    }
+    m_card->raise();
+}
+
+void SignInDesk::Remove() {
+    if (!m_card) {
+        return;
+    }
+    if (SignInMemory* const memory = m_site.SignIn()) {
+        memory->KeepDraft(m_card->GetEntry());
+    }
+    // It may be the card that this comes from.
+    m_card->hide();
+    m_card->deleteLater();
+    m_card = nullptr;
+}
+
+bool SignInDesk::Focus() {
+    Update();
+    if (m_card) {
+        m_card->FocusField();
+    }
+    return m_card != nullptr;
+}
+
+void SignInDesk::OnSessionBegins(const std::string& user) {
+    SignInMemory* const memory = m_site.SignIn();
+    const CKelvaraInfo* const first = m_recorders.GetServer(0);
+    if (memory == nullptr || first == nullptr) {
+        return;
+    }
+    Remove();
+    m_words.clear();
+    SignInEntry entry = memory->Load();
+    entry.address = first->GetHost();
+    entry.port = first->GetPort();
+    entry.user = user;
+    memory->KeepDraft(entry);
+}
+
+void SignInDesk::OnRefused() {
+    m_words = LoadString(kStrRefused);
+}
+
+void SignInDesk::OnSignIn(const SignInEntry& entry) {
+    CKelvaraInfo* const first = m_recorders.GetServer(0);
+    SignInMemory* const memory = m_site.SignIn();
+    if (first == nullptr || memory == nullptr) {
+        return;
+    }
+    memory->OnSignedIn(entry);
+    first->SetConnectInfo(0, entry.address, entry.port, {}, {});
+    m_login.LogIn(entry.user, entry.password);
+    m_desk.Window().setFocus();
+}
+
+void SignInDesk::OnSignInLanguage(std::uint16_t langid) {
+    if (langid != m_settings.language) {
+        m_site.NotifyChangeLanguage(langid);
+    }
+}
+
+}  // namespace kvmon

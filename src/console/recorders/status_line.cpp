@@ -1,0 +1,272 @@
+#include "console/recorders/status_line.h"
+
+#include <QtGui/QPainter>
+#include <algorithm>
+
+#include "channel/camera/base_camera.h"
+#include "channel/cell/video_wnd.h"
+#include "console/ports/desk.h"
+#include "console/recorders/sign_in_desk.h"
+#include "console/settings/fill_pattern.h"
+#include "console/wall/camera_list.h"
+#include "console/wall/cell_pool.h"
+#include "console/wall/view_controller.h"
+#include "persist/string_table.h"
+#include "platform/clock.h"
+#include "server/recorder_list.h"
+#include "skin/palette.h"
+#include "skin/plain_text.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr QRgb kDotNotAllLive = palette::kFocus;
+constexpr int kTextHeight = 13;
+constexpr int kDot = 8;
+constexpr int kTextLeft = 16;
+
+constexpr std::uint32_t kStrLive = 6318;
+constexpr std::uint32_t kStrLiveOnPage = 6874;
+constexpr std::uint32_t kStrRetryIn = 6870;
+constexpr std::uint32_t kStrRetryNow = 6871;
+constexpr std::uint32_t kStrLoggedOut = 6860;
+constexpr std::uint32_t kStrNoChannels = 6861;
+constexpr std::uint32_t kStrNothingToShow = 6862;
+constexpr const char* kBetween = " - ";
+constexpr std::uint32_t kStrManyConnected = 6319;
+
+// From the best to the worst: what a user has to know first comes last.
+struct StateRow {
+    LinkState state;
+    std::uint32_t text;
+    QRgb dot;
+};
+
+constexpr StateRow kStates[] = {
+    {LinkState::kConnected, 6312, 0xff57b36a},       {LinkState::kIdle, 6310, palette::kInkDisabled},
+    {LinkState::kConnecting, 6311, palette::kFocus}, {LinkState::kNoAnswer, 6873, palette::kRecord},
+    {LinkState::kFaulty, 6873, palette::kRecord},    {LinkState::kLost, 6872, palette::kRecord},
+    {LinkState::kRefused, 6317, palette::kRecord},
+};
+
+const StateRow* RowOf(LinkState state) {
+    return std::find_if(std::begin(kStates), std::end(kStates),
+                        [state](const StateRow& row) { return row.state == state; });
+}
+
+// Why there is no answer; empty when no more is known than that.
+std::string CauseText(const LinkReport& link) {
+    switch (link.failure.fault) {
+        case LinkFault::NotFound:
+            return FillPattern(LoadString(6863), {link.name});
+        case LinkFault::Status:
+            return FillPattern(LoadString(6864), {link.name, std::to_string(link.failure.nStatus)});
+        case LinkFault::NoRecorder:
+            return FillPattern(LoadString(6865), {link.address});
+        case LinkFault::NoRoute:
+            return FillPattern(LoadString(6866), {link.address});
+        case LinkFault::TimedOut:
+            return FillPattern(LoadString(6867), {link.name});
+        case LinkFault::NoHost:
+            return FillPattern(LoadString(6868), {link.address});
+        case LinkFault::NotARecorder:
+            return FillPattern(LoadString(6869), {link.address});
+        default:
+            return {};
+    }
+}
+
+LinkState StateOf(LinkFault fault, bool bAnswered) {
+    switch (fault) {
+        case LinkFault::Credentials:
+            return LinkState::kRefused;
+        case LinkFault::NotFound:
+        case LinkFault::Status:
+        case LinkFault::NotARecorder:
+            return LinkState::kFaulty;
+        default:
+            return bAnswered ? LinkState::kLost : LinkState::kNoAnswer;
+    }
+}
+
+}  // namespace
+
+std::string LinkText(const LinkReport& link) {
+    const StateRow& row = *RowOf(link.state);
+    std::string text = FillPattern(LoadString(row.text), {link.name});
+    if (row.state < LinkState::kNoAnswer) {
+        return text;
+    }
+    const std::string cause = row.state != LinkState::kRefused ? CauseText(link) : std::string();
+    if (!cause.empty()) {
+        text = row.state == LinkState::kLost ? text + kBetween + cause : cause;
+    }
+    if (link.retrySeconds > 0) {
+        text += kBetween + FillPattern(LoadString(kStrRetryIn), {std::to_string(link.retrySeconds)});
+    } else if (row.state != LinkState::kRefused) {
+        text += kBetween + LoadString(kStrRetryNow);
+    }
+    return text;
+}
+
+std::optional<LinkReport> WorstLink(const std::vector<LinkReport>& links) {
+    const auto worst = std::max_element(links.begin(), links.end(), [](const auto& a, const auto& b) {
+        return RowOf(a.state) < RowOf(b.state);
+    });
+    return worst != links.end() ? std::optional(*worst) : std::nullopt;
+}
+
+std::string StatusText(const std::vector<LinkReport>& links, int live, int shown, int all) {
+    const LinkReport worst = WorstLink(links).value_or(LinkReport());
+    const bool bAllWell = worst.state == LinkState::kConnected && links.size() > 1;
+    std::string text = bAllWell ? FillPattern(LoadString(kStrManyConnected), {std::to_string(links.size())})
+                                : LinkText(worst);
+    const bool bAnyConnected = std::any_of(links.begin(), links.end(), [](const LinkReport& link) {
+        return link.state == LinkState::kConnected;
+    });
+    if (bAnyConnected && shown > 0) {
+        text += kBetween + FillPattern(LoadString(shown < all ? kStrLiveOnPage : kStrLive),
+                                       {std::to_string(live), std::to_string(shown)});
+    }
+    return text;
+}
+
+StatusLine::StatusLine(Desk& desk, const CellPool& cells, const CameraList& cameras,
+                       const ViewController& view, const SignInDesk& signIn, const RecorderList& recorders)
+    : QLabel(&desk.Window()),
+      m_desk(desk),
+      m_cells(cells),
+      m_cameras(cameras),
+      m_view(view),
+      m_signIn(signIn),
+      m_recorders(recorders) {
+    setObjectName(QStringLiteral("statusLine"));
+    setTextFormat(Qt::PlainText);
+    QFont small = font();
+    small.setPixelSize(kTextHeight);
+    setFont(small);
+}
+
+void StatusLine::OnFailure(const CKelvaraInfo* server) {
+    if (server != nullptr) {
+        m_links[server].bFailed = true;
+        OnTick();
+    }
+}
+
+LinkReport StatusLine::Report(const CKelvaraInfo& server) {
+    Link& link = m_links[&server];
+    LinkReport report;
+    report.address = server.GetHost() + ":" + std::to_string(server.GetPort());
+    report.name = server.GetServerName();
+    if (!report.name.empty()) {
+        link.name = report.name;
+    }
+    if (server.IsNoRightReported()) {
+        report.state = LinkState::kRefused;
+    } else if (!m_desk.IsLoggedIn() || !server.IsRunning()) {
+        link = Link();
+    } else if (server.IsConnected()) {
+        report.state = LinkState::kConnected;
+        link.bAnswered = true;
+        link.bFailed = false;
+    } else {
+        report.failure = server.GetFailure();
+        if (report.failure.fault == LinkFault::None && !link.bFailed) {
+            report.state = link.bAnswered ? LinkState::kLost : LinkState::kConnecting;
+        } else {
+            report.state = StateOf(report.failure.fault, link.bAnswered);
+        }
+        report.retrySeconds = static_cast<int>(server.GetRetrySeconds());
+    }
+    report.name = !link.name.empty() ? link.name : report.address;
+    return report;
+}
+
+void StatusLine::OnRecorderRemoved(const CKelvaraInfo& server) {
+    m_links.erase(&server);
+}
+
+void StatusLine::CountChannels(int* live, int* shown) {
+    for (int n = 0; n < m_cells.GetCount(); ++n) {
+        const CVideoWnd* const window = m_cells.Get(n);
+        const auto camera = window != nullptr && !window->isHidden() ? window->GetCamera() : nullptr;
+        if (camera && camera->IsCameraUsable()) {
+            *shown += 1;
+            *live += camera->IsLive() ? 1 : 0;
+        }
+    }
+}
+
+int StatusLine::CountUsable() const {
+    int count = 0;
+    for (int n = 0; n < m_cameras.GetCount(); ++n) {
+        const auto camera = m_cameras.GetCameraByChannel(n);
+        count += camera && camera->IsCameraUsable() ? 1 : 0;
+    }
+    return count;
+}
+
+// What to say where no camera can be shown.
+std::string StatusLine::NoticeText(const std::vector<LinkReport>& links) const {
+    if (m_cameras.GetCount() > 0 || m_desk.IsWaitShown()) {
+        return {};
+    }
+    const LinkReport worst = WorstLink(links).value_or(LinkReport());
+    if (worst.state == LinkState::kIdle) {
+        return LoadString(kStrLoggedOut);
+    }
+    if (worst.state != LinkState::kConnected) {
+        return LinkText(worst);
+    }
+    const bool bEmpty = links.size() == 1 && m_recorders.GetServer(0)->GetChannelCount() == 0;
+    return bEmpty ? FillPattern(LoadString(kStrNoChannels), {worst.name}) : LoadString(kStrNothingToShow);
+}
+
+void StatusLine::ShowNotice(const std::string& text) {
+    QWidget* const host = m_desk.DialogHost();
+    m_notice.Show(m_signIn.IsShown() ? std::string() : text, host, m_view.WallIn(*host));
+    QWidget* const second = m_view.SecondPanel();
+    m_secondNotice.Show(text, second, second != nullptr ? second->rect() : QRect());
+}
+
+void StatusLine::OnTick() {
+    std::vector<LinkReport> links;
+    for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
+        links.push_back(Report(*m_recorders.GetServer(i)));
+    }
+    int live = 0;
+    int shown = 0;
+    CountChannels(&live, &shown);
+    const QString line = QString::fromStdString(StatusText(links, live, shown, CountUsable()));
+    ShowNotice(NoticeText(links));
+    const LinkState state = WorstLink(links).value_or(LinkReport()).state;
+    const bool bAllLive = live >= shown;
+    if (line == text() && state == m_state && bAllLive == m_bAllLive) {
+        return;
+    }
+    m_state = state;
+    m_bAllLive = bAllLive;
+    setText(line);
+    setAccessibleName(line);
+    setToolTip(fontMetrics().horizontalAdvance(line) > width() - kTextLeft ? MarkupOf(line.toStdString())
+                                                                           : QString());
+    update();
+}
+
+void StatusLine::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    // A good link with pictures that stand still is not well.
+    const bool bStill = m_state == LinkState::kConnected && !m_bAllLive;
+    painter.setBrush(QColor(bStill ? kDotNotAllLive : RowOf(m_state)->dot));
+    painter.drawEllipse(QRectF(1, (height() - kDot) / 2.0, kDot, kDot));
+    painter.setPen(QColor(palette::kInk));
+    const QRect place = rect().adjusted(kTextLeft, 0, 0, 0);
+    painter.drawText(place, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
+                     fontMetrics().elidedText(text(), Qt::ElideRight, place.width(), Qt::TextSingleLine));
+}
+
+}  // namespace kvmon

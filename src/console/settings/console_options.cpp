@@ -1,0 +1,78 @@
+#include "console/settings/console_options.h"
+
+#include <algorithm>
+
+#include "channel/base/channel_globals.h"
+#include "console/settings/snapshot_name.h"
+#include "persist/orvo_registry.h"
+
+namespace kvmon {
+
+namespace {
+
+struct FlagRow {
+    const char* entry;
+    bool ConsoleOptions::*flag;
+};
+
+// The flags of the settings dialog, in the order in which they are stored. The tree spells one of them so.
+constexpr FlagRow kDialogFlags[] = {
+    {"EventHighLight", &ConsoleOptions::bEventHighLight},
+    {"ShowNoMonitoringRight", &ConsoleOptions::bShowNoMonitoringRight},
+    {"ShowNoConfig", &ConsoleOptions::bShowNoConfig},
+    {"ShowRecorderName", &ConsoleOptions::bShowRecorderName},
+    {"ManualInputSnapeshotFilename", &ConsoleOptions::bManualInputSnapshotFilename},
+    {"SaveSnapshotAsJpeg", &ConsoleOptions::bSaveSnapshotAsJpeg},
+    {"ShowSnapshotTimeStamp", &ConsoleOptions::bShowSnapshotTimeStamp},
+    {"EnableEventNotify", &ConsoleOptions::bEnableEventNotify},
+    {"ShowBrowserToolbar", &ConsoleOptions::bShowBrowserToolbar},
+    {"StreamFromCamera", &ConsoleOptions::bStreamFromCamera},
+    {"SaveProcessImage", &ConsoleOptions::bSaveProcessImage},
+};
+
+constexpr std::string_view kSnapshotFolder = "SanpshotFolder";  // the stored tree spells it so
+
+}  // namespace
+
+void ConsoleOptions::Load(const COrvoRegistry& registry, std::string_view key) {
+    const auto flag = [&](std::string_view section, std::string_view entry, bool value) {
+        return registry.GetProfileInt(section, entry, value ? 1 : 0) != 0;
+    };
+    const ConsoleOptions defaults;
+    bStopGetDataWhenViewInvisible =
+        flag({}, "StopGetDataWhenViewInvisible", defaults.bStopGetDataWhenViewInvisible);
+    nShowViewTypeInSequentialMode =
+        registry.GetProfileInt({}, "ShowViewTypeInSequentialMode", defaults.nShowViewTypeInSequentialMode);
+    dwSequentialInterval = std::clamp<std::uint32_t>(
+        registry.GetProfileInt(key, "SequentialInterval", defaults.dwSequentialInterval), 3000, 3600000);
+    for (const FlagRow& row : kDialogFlags) {
+        this->*row.flag = flag(key, row.entry, defaults.*row.flag);
+    }
+    bMaxViewMode = flag(key, "MaxViewMode", defaults.bMaxViewMode);
+    bEnableAudio = flag(key, "EnableAudio", defaults.bEnableAudio);
+    strSnapshotFolder = registry.GetProfileString(key, kSnapshotFolder, {});
+    if (strSnapshotFolder.empty()) {
+        strSnapshotFolder = DefaultSnapshotFolder();
+    }
+    HandToChannels();
+}
+
+void ConsoleOptions::HandToChannels() const {
+    Globals().streamFromCamera = bStreamFromCamera;
+    Globals().saveProcessImage = bSaveProcessImage;
+}
+
+void StoreChangedOptions(COrvoRegistry& registry, std::string_view key, const ConsoleOptions& old,
+                         const ConsoleOptions& wanted) {
+    const COrvoRegistry::Batch together(registry);
+    for (const FlagRow& row : kDialogFlags) {
+        if (old.*row.flag != wanted.*row.flag) {
+            registry.WriteProfileInt(key, row.entry, wanted.*row.flag ? 1 : 0);
+        }
+    }
+    if (old.strSnapshotFolder != wanted.strSnapshotFolder) {
+        registry.WriteProfileString(key, kSnapshotFolder, wanted.strSnapshotFolder);
+    }
+}
+
+}  // namespace kvmon

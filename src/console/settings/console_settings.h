@@ -1,0 +1,18 @@
+// The options of the session, and where they are stored.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "console/settings/console_options.h"
+
+namespace kvmon {
+
+struct ConsoleSettings {
+    ConsoleOptions options;
+    // The settings key of this session; empty until the first server told its name.
+    std::string key;
+    std::uint16_t language = 0;
+};
+
+}  // namespace kvmon

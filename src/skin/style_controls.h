@@ -1,0 +1,27 @@
+// Qt's controls as the skin draws them, each from its option.
+#pragma once
+
+#include <QtCore/QRect>
+#include <QtWidgets/QStyle>
+#include <QtWidgets/QStyleOption>
+
+class QPainter;
+
+namespace kvmon::style {
+
+void DrawPush(const QStyleOption& option, QPainter& painter);
+// Lists and tables: where the keyboard goes shows at the frame.
+void DrawFrame(const QStyleOption& option, QPainter& painter);
+// A bar without arrows: all of it is groove.
+QRect ScrollPart(const QStyleOptionSlider& bar, QStyle::SubControl part);
+void DrawScroll(const QStyleOptionComplex& option, QPainter& painter);
+void DrawField(const QStyleOption& option, QPainter& painter);
+void DrawCheck(const QStyleOption& option, QPainter& painter);
+void DrawRadio(const QStyleOption& option, QPainter& painter);
+void DrawTab(const QStyleOption& option, QPainter& painter);
+// The titles of a table's columns; a line parts one from the next.
+enum class HeaderPart { Title, Empty };
+void DrawHeader(const QRect& rect, HeaderPart part, QPainter& painter);
+void DrawProgress(const QStyleOptionProgressBar& bar, QPainter& painter);
+
+}  // namespace kvmon::style

@@ -1,0 +1,62 @@
+// The web host: pages, script, and a process for the session of each page.
+#pragma once
+
+#include <QtCore/QObject>
+#include <QtCore/QTimer>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "web/host/web_access.h"
+#include "web/host/web_settings.h"
+
+class QSocketNotifier;
+
+namespace kvmon {
+
+// Runs in an application without windows. A session is a process of its own: popups, modal dialogs, the mouse
+// and the focus are a whole application's, and what one page or recorder breaks is only its own.
+class WebServer final : public QObject {
+public:
+    static constexpr std::size_t kMaxSessions = 16;
+    static constexpr std::size_t kMaxConnections = 64;
+
+    // `program` is started for a session, with the option of RunWebSession.
+    WebServer(WebHostSettings settings, std::string program);
+    ~WebServer() override;
+
+    // False, with the reason, when the address cannot be had.
+    bool Listen(std::string& problem);
+    // The address to open, with the token.
+    std::string Url() const;
+    // Tells all sessions to end. True when all have, false after the time.
+    bool EndSessions(int milliseconds);
+
+private:
+    struct Connection;
+    struct Session;
+
+    void OnAccept();
+    void OnReadable(Connection& connection);
+    void OnWritable(Connection& connection);
+    void Handle(Connection& connection, const HttpRequest& request);
+    void Answer(Connection& connection, int status, const char* type, const std::string& body,
+                const std::string& headers = {});
+    void StartSession(Connection& connection, const HttpRequest& request);
+    void Drop(Connection& connection);
+    void OnTick();
+    void DropLate();
+    void Reap();
+
+    WebHostSettings m_settings;
+    const std::string m_program;
+    std::unique_ptr<WebAccess> m_access;
+    int m_listener = -1;
+    std::unique_ptr<QSocketNotifier> m_acceptable;
+    std::vector<std::unique_ptr<Connection>> m_connections;
+    std::vector<std::unique_ptr<Session>> m_sessions;
+    QTimer m_tick;
+};
+
+}  // namespace kvmon
