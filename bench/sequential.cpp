@@ -15,6 +15,7 @@
 #include "channel/cell/video_wnd.h"
 #include "console/console_parts.h"
 #include "console/main_dlg.h"
+#include "console/ports/console_messages.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
 #include "support/qt_ui_watchdog.h"
@@ -51,11 +52,11 @@ public:
 
     void Look() {
         const auto now = std::chrono::steady_clock::now();
-        const int item = console_.Parts().view.Combo().currentIndex();
-        if (item != item_) {
-            item_ = item;
-            begin_ = now;
-            waiting_ = true;
+        const int item = m_console.Parts().view.Combo().currentIndex();
+        if (item != m_item) {
+            m_item = item;
+            m_begin = now;
+            m_waiting = true;
         }
         if (m_waiting && AllLive()) {
             m_waiting = false;
@@ -66,8 +67,8 @@ public:
 
 private:
     bool AllLive() const {
-        for (int n = 0; n < console_.Parts().cells.GetCount(); ++n) {
-            const CVideoWnd* const cell = console_.Parts().cells.Get(n);
+        for (int n = 0; n < m_console.Parts().cells.GetCount(); ++n) {
+            const CVideoWnd* const cell = m_console.Parts().cells.Get(n);
             const auto camera = cell->isHidden() ? nullptr : cell->GetCamera();
             if (camera && !camera->IsStreamRunning()) {
                 return false;

@@ -155,18 +155,18 @@ private:
     }
 
     void Recode() {
-        const int last = console_.Parts().cameras.GetCount() - 1;
-        recorder_.Send("codec " + std::to_string(last) + " " + kCodecs[recoded_++ % kCodecs.size()]);
+        const int last = m_console.Parts().cameras.GetCount() - 1;
+        m_recorder.Send("codec " + std::to_string(last) + " " + kCodecs[m_recoded++ % kCodecs.size()]);
     }
 
     // As the settings do it.
     void SwitchSource() {
-        ConsoleOptions options = console_.Parts().settings.options;
+        ConsoleOptions options = m_console.Parts().settings.options;
         options.bStreamFromCamera = !options.bStreamFromCamera;
-        console_.Parts().settings.options = options;
+        m_console.Parts().settings.options = options;
         options.HandToChannels();
-        for (int n = 0; n < console_.Parts().cameras.GetCount(); ++n) {
-            const auto camera = console_.Parts().cameras.GetCameraByChannel(n);
+        for (int n = 0; n < m_console.Parts().cameras.GetCount(); ++n) {
+            const auto camera = m_console.Parts().cameras.GetCameraByChannel(n);
             if (camera && camera->CanStreamFromCamera()) {
                 camera->RestartPlaying();
             }
@@ -177,9 +177,9 @@ private:
     void Sample() {
         std::uint64_t pictures = 0;
         int silent = 0;
-        shown_.resize(static_cast<std::size_t>(console_.Parts().cameras.GetCount()));
-        for (std::size_t n = 0; n < shown_.size(); ++n) {
-            const auto camera = console_.Parts().cameras.GetCameraByChannel(static_cast<int>(n));
+        m_shown.resize(static_cast<std::size_t>(m_console.Parts().cameras.GetCount()));
+        for (std::size_t n = 0; n < m_shown.size(); ++n) {
+            const auto camera = m_console.Parts().cameras.GetCameraByChannel(static_cast<int>(n));
             const std::uint64_t shown = camera ? camera->GetStatistics().shown : 0;
             silent += shown == m_shown[n] ? 1 : 0;
             pictures += shown - m_shown[n];

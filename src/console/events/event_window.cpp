@@ -92,7 +92,24 @@ void CEventWindow::MakeControls() {
     m_markAll->setMinimumWidth(m_markAll->sizeHint().width() + 20);
     m_clear = new QPushButton(Text(kTextClear), this);
     m_clear->setObjectName(QStringLiteral("eventClear"));
+    MakeRows();
+    Arrange();
+    connect(m_servers, &QComboBox::currentIndexChanged, this, [this] { FillRows(); });
+    connect(m_levels, &QComboBox::currentIndexChanged, this, [this] { FillRows(); });
+    connect(m_rows, &QTreeWidget::itemSelectionChanged, this, [this] { MarkSelected(); });
+    connect(m_markAll, &QPushButton::clicked, this, [this] {
+        if (m_events.MarkAllRead(Filter())) {
+            FillRows();
+        }
+    });
+    connect(m_clear, &QPushButton::clicked, this, [this] {
+        if (m_onClear) {
+            m_onClear();
+        }
+    });
+}
 
+void CEventWindow::MakeRows() {
     m_rows = new QTreeWidget(this);
     m_rows->setObjectName(QStringLiteral("eventRows"));
     m_rows->setColumnCount(kColumns);
@@ -107,7 +124,9 @@ void CEventWindow::MakeControls() {
     // A level is as wide in its row as in the list of levels.
     m_rows->setColumnWidth(kLevel, std::max(110, m_levels->sizeHint().width()));
     m_rows->setColumnWidth(kServer, std::max(130, m_rows->header()->sectionSizeHint(kServer)));
+}
 
+void CEventWindow::Arrange() {
     auto* const top = new QHBoxLayout;
     top->setSpacing(8);
     top->addWidget(m_servers);
@@ -121,20 +140,6 @@ void CEventWindow::MakeControls() {
     layout->setSpacing(10);
     layout->addLayout(top);
     layout->addWidget(m_rows, 1);
-
-    connect(m_servers, &QComboBox::currentIndexChanged, this, [this] { FillRows(); });
-    connect(m_levels, &QComboBox::currentIndexChanged, this, [this] { FillRows(); });
-    connect(m_rows, &QTreeWidget::itemSelectionChanged, this, [this] { MarkSelected(); });
-    connect(m_markAll, &QPushButton::clicked, this, [this] {
-        if (m_events.MarkAllRead(Filter())) {
-            FillRows();
-        }
-    });
-    connect(m_clear, &QPushButton::clicked, this, [this] {
-        if (m_onClear) {
-            m_onClear();
-        }
-    });
 }
 
 void CEventWindow::closeEvent(QCloseEvent* event) {

@@ -30,6 +30,8 @@ protected:
 
 private:
     void MakeControls();
+    void MakeRows();
+    void Arrange();
     void FillServers();
     void FillRows();
     void ShowCount();
