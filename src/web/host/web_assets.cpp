@@ -23,7 +23,8 @@ const std::vector<WebAsset>& Assets() {
          "text/javascript",
          {":/web/kvmon/head.js", ":/web/kvmon/connection.js", ":/web/kvmon/sound.js",
           ":/web/kvmon/picture.js", ":/web/kvmon/input.js", ":/web/kvmon/surroundings.js",
-          ":/web/kvmon/element.js", ":/web/kvmon/old_pages.js"},
+          ":/web/kvmon/names.js", ":/web/kvmon/element.js", ":/web/kvmon/members.js",
+          ":/web/kvmon/old_pages.js"},
          false},
         {"/kvmon.d.ts", "application/typescript", {":/web/kvmon.d.ts"}, false},
     };

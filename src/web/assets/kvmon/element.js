@@ -1,24 +1,5 @@
   // --- the element
 
-  // Persisted properties, in the order in which they are handed over.
-  const PROPERTIES = {
-    ServerIP: String, ServerPort: Number, AutoStart: Number, DefServerName: String, HelpPath: String,
-    AuthData: String, Language: String,
-  };
-  const METHODS = ['Login', 'Logout', 'Command', 'SetLanguage', 'GetLanguage', 'CheckCamera', 'AutoLogin',
-    'PreparePlaybackData', 'UnpreparePlaybackData', 'TestEMap', 'IELogout'];
-  const EVENTS = ['OnLogout', 'OnNeedGetNewVersion', 'OnLogin', 'OnChgLanguage', 'OnGotoPage',
-    'OnSetManualRecording', 'OnGotoServer'];
-  const byLowerCase = (names) => new Map(names.map((name) => [name.toLowerCase(), name]));
-  const MEMBER_NAMES = byLowerCase([...Object.keys(PROPERTIES), ...METHODS, 'attachEvent', 'detachEvent']);
-  const EVENT_NAMES = byLowerCase(EVENTS);
-  const memberOf = (name) => MEMBER_NAMES.get(name.toLowerCase());
-  const eventOf = (name) => EVENT_NAMES.get(String(name).toLowerCase());
-  const DEFAULTS = {
-    ServerIP: '127.0.0.1', ServerPort: 80, AutoStart: 0, DefServerName: '', HelpPath: '', AuthData: '',
-    Language: '0',
-  };
-
   const FROM_HOST = {frame: 1, cursor: 2, sound: 3, record: 4, display: 5, clipboard: 6, textWanted: 7,
     fullScreen: 8, words: 9, keys: 10, edges: 11};
   // The host tells them in the console's language.
@@ -431,71 +412,4 @@
     // To where the keyboard was, whoever asks.
     focus(options) { this.field.focus(options); }
   }
-
-  // What a member's call means for the sessions that follow when the connection breaks.
-  const AFTER_CALL = {
-    Login: (element, parameters) => { element.lastLogin = ['Login', parameters]; },
-    AutoLogin: (element, parameters) => { element.lastLogin = ['AutoLogin', parameters]; },
-    Logout: (element) => { element.lastLogin = null; },
-    SetLanguage: (element, [number], result) => { if (result === 1) element.keepLanguage(String(number)); },
-  };
-
-  for (const [name, type] of Object.entries(PROPERTIES)) {
-    Object.defineProperty(TR450Client.prototype, name, {
-      enumerable: true,
-      // The control's own reading of this one gives nothing.
-      get() { return name === 'DefServerName' ? undefined : this.values[name]; },
-      set(value) {
-        const given = type(value);
-        const isWrong = Number.isNaN(given);  // the control refuses it, and keeps what it has
-        if (!isWrong) {
-          this.values[name] = given;
-          this.given.set(name, given);
-        }
-        if (this.connection) this.put(name, isWrong ? String(value) : given);
-      },
-    });
-  }
-
-  // Answers that stand before the control gives them. Scripts of old compare them at once: `Login(...) == 0`.
-  const CERTAIN = {
-    Login: () => 0,  // there is a console by then
-    Command: () => 0,
-    SetLanguage: () => 1,
-    GetLanguage: (element) => Number(element.values.Language),
-    CheckCamera: (element, [address, port, , user, password]) =>
-      [address, port, user, password].every((text) => typeof text === 'string') ? 0 : undefined,
-  };
-
-  for (const name of METHODS) {
-    TR450Client.prototype[name] = function(...parameters) {
-      const result = this.call(name, parameters);
-      const certain = CERTAIN[name] && CERTAIN[name](this, parameters);
-      if (certain !== undefined) Object.defineProperty(result, Symbol.toPrimitive, {value: () => certain});
-      if (AFTER_CALL[name]) result.then((value) => AFTER_CALL[name](this, parameters, value), () => {});
-      return result;
-    };
-  }
-
-  // Scripts of old pages write names in any case. What the page's own objects have comes first.
-  function anyCase(base, read, write) {
-    return new Proxy(Object.create(base), {
-      get(target, name, receiver) {
-        const member = typeof name === 'string' && !(name in target) && memberOf(name);
-        return member ? read(receiver, member) : Reflect.get(target, name, receiver);
-      },
-      set(target, name, value, receiver) {
-        const member = typeof name === 'string' && !(name in target) && memberOf(name);
-        return (member && write(receiver, member, value)) || Reflect.set(target, name, value, receiver);
-      },
-    });
-  }
-
-  Object.setPrototypeOf(TR450Client.prototype, anyCase(HTMLElement.prototype,
-      (element, member) => element[member], (element, member, value) => {
-        element[member] = value;
-        return true;
-      }));
-
-  customElements.define('tr450-client', TR450Client);
 
