@@ -5,13 +5,13 @@
 
 #include "channel/base/cam_commands.h"
 #include "channel/base/channel_messages.h"
-#include "channel/camera/base_camera.h"
 #include "channel/cell/video_wnd.h"
 #include "channel/command/ptz_request.h"
 #include "channel/source/target_settings.h"
+#include "support/camera_maker.h"
 #include "support/fake_clock.h"
+#include "support/fake_recorder.h"
 #include "support/message_log.h"
-#include "support/scripted_server.h"
 #include "support/wait_until.h"
 
 namespace kvmon {
@@ -19,8 +19,6 @@ namespace {
 
 using kvtest::HttpReply;
 using kvtest::Message;
-using kvtest::Peer;
-using kvtest::ScriptedServer;
 using kvtest::WaitUntil;
 using testing::Contains;
 using testing::ElementsAre;
@@ -111,67 +109,16 @@ TEST(PtzReplyTest, ReadsCapabilitiesAndPresets) {
     EXPECT_TRUE(format.nPresetCount == 0 && format.bNamesSupported == 0 && format.nPresetMode == 2);
 }
 
-// A camera as the recorder tells of it, by query.
-class FakeCamera {
-public:
-    explicit FakeCamera(std::map<std::string, std::string> replies = {})
-        : replies_(std::move(replies)), server_([this](Peer& peer) { Answer(peer); }) {}
-
-    // The reply to each request whose line holds `key`, from now on.
-    void Set(const std::string& key, const std::string& reply) {
-        const std::lock_guard lock(mutex_);
-        replies_[key] = reply;
-    }
-    ScriptedServer& Server() { return server_; }
-    int Asked(const std::string& key) const {
-        int count = 0;
-        for (const std::string& head : server_.Heads()) {
-            count += head.find(key) != std::string::npos ? 1 : 0;
-        }
-        return count;
-    }
-
-private:
-    void Answer(Peer& peer) {
-        const std::string head = peer.ReadHead();
-        std::string reply = HttpReply(200, "OK", "0");
-        {
-            const std::lock_guard lock(mutex_);
-            for (const auto& [key, text] : replies_) {
-                if (head.find(key) != std::string::npos) {
-                    reply = text;
-                }
-            }
-        }
-        if (reply.empty()) {
-            peer.Hold();
-        } else if (reply != "close") {
-            peer.Write(reply);
-        }
-    }
-
-    std::mutex mutex_;
-    std::map<std::string, std::string> replies_;
-    ScriptedServer server_;
-};
-
 class CamCommandTest : public testing::Test {
 protected:
-    CameraSettings Settings() {
-        CameraSettings settings;
-        settings.m_NetworkSetting[0].szAddress = "192.168.0.2";
-        settings.m_nCh = 3;
-        settings.m_nSvrPort = recorder_.Server().Port();
-        settings.m_lpszSvrIP = "127.0.0.1";
-        settings.m_lpszSvrBase64Auth = "QUJD";
-        settings.m_bMonitorRight = 1;
-        return settings;
+    // A camera that can do nothing, and obeys all the same.
+    CamCommandTest() { recorder_.SetDocument("", HttpReply(200, "OK", "0")); }
+    void Make(Clock& clock) {
+        camera_ = kvtest::MakeCamera(kvtest::SettingsOf(3, recorder_.Port()), clock);
+        camera_->SetVideoWnd(WindowHandle(cell_));
     }
     void Start(Clock& clock) {
-        const CameraSettings settings = Settings();
-        camera_ = CreateCamera(&settings, clock);
-        *camera_ = settings;
-        camera_->SetVideoWnd(WindowHandle(cell_));
+        Make(clock);
         camera_->StartCameraThreads();
     }
     // Starts, and waits until the first reading has ended.
@@ -186,7 +133,7 @@ protected:
         return cell_->WaitFor(before + 1) ? cell_->All()[before] : Message{};
     }
 
-    FakeCamera recorder_;
+    kvtest::FakeRecorder recorder_;
     std::shared_ptr<kvtest::MessageLog> cell_ = std::make_shared<kvtest::MessageLog>();
     kvtest::FakeClock clock_{true};
     std::shared_ptr<CBaseCamera> camera_;
@@ -194,23 +141,23 @@ protected:
 
 TEST_F(CamCommandTest, OutcomesOfACommand) {
     StartRead(clock_);
-    recorder_.Set("command=0 ", HttpReply(200, "OK", "done"));
+    recorder_.SetDocument("command=0 ", HttpReply(200, "OK", "done"));
     EXPECT_EQ(Run(kCmdUp), (Message{kMsgEndStop, 3, 0}));
-    recorder_.Set("command=0 ", "HTTP/1.0 204 No Content\r\n\r\n");
+    recorder_.SetDocument("command=0 ", "HTTP/1.0 204 No Content\r\n\r\n");
     EXPECT_EQ(Run(kCmdUp), (Message{kMsgEndStop, 3, 0}));
-    recorder_.Set("command=0 ", "HTTP/1.0 200 OK\r\n");
+    recorder_.SetDocument("command=0 ", "HTTP/1.0 200 OK\r\n");
     EXPECT_EQ(Run(kCmdUp), (Message{kMsgEndStop, 3, 8})) << "nothing behind the status line";
-    recorder_.Set("command=0 ", HttpReply(200, "OK", ""));
+    recorder_.SetDocument("command=0 ", HttpReply(200, "OK", ""));
     EXPECT_EQ(Run(kCmdUp), (Message{kMsgEndStop, 3, 8})) << "a head alone is no answer";
-    recorder_.Set("command=0 ", "HTTP/1.0 200 OK\r\nServer: x\r\nContent-Length: 2\r\n\r\nOK");
+    recorder_.SetDocument("command=0 ", "HTTP/1.0 200 OK\r\nServer: x\r\nContent-Length: 2\r\n\r\nOK");
     EXPECT_EQ(Run(kCmdUp), (Message{kMsgEndStop, 3, 0}));
-    recorder_.Set("command=0 ", "HTTP/1.0 200 OK\r\nOK");
+    recorder_.SetDocument("command=0 ", "HTTP/1.0 200 OK\r\nOK");
     EXPECT_EQ(Run(kCmdUp), (Message{kMsgEndStop, 3, 0})) << "an answer without a head";
-    recorder_.Set("command=0 ", HttpReply(500, "Sorry", ""));
+    recorder_.SetDocument("command=0 ", HttpReply(500, "Sorry", ""));
     EXPECT_EQ(Run(kCmdUp), (Message{kMsgEndStop, 2, 0}));
-    recorder_.Set("command=0 ", "close");
+    recorder_.SetDocument("command=0 ", "");
     EXPECT_EQ(Run(kCmdUp), (Message{kMsgEndStop, 5, 0}));
-    recorder_.Set("command=0 ", "garbage without an end");
+    recorder_.SetDocument("command=0 ", "garbage without an end");
     EXPECT_EQ(Run(kCmdUp), (Message{kMsgEndStop, 5, 0}));
     camera_->AddCamCenterCmd(320, 240);
     ASSERT_TRUE(recorder_.Server().WaitForHeads(12));
@@ -226,31 +173,31 @@ TEST_F(CamCommandTest, AnUnknownCommandIsDroppedWithoutAWord) {
 }
 
 TEST_F(CamCommandTest, AChangeOfWhatTheCameraCanIsReadTwice) {
-    recorder_.Set("command=16 ", HttpReply(200, "OK", "31"));
-    recorder_.Set("command=15 ", HttpReply(200, "OK", "002xx"));
-    recorder_.Set("param.cgi", HttpReply(200, "OK", "<x>\r\n<audio_enabled>0</audio_enabled>\r\n"));
+    recorder_.SetDocument("command=16 ", HttpReply(200, "OK", "31"));
+    recorder_.SetDocument("command=15 ", HttpReply(200, "OK", "002xx"));
+    recorder_.SetDocument("param.cgi", HttpReply(200, "OK", "<x>\r\n<audio_enabled>0</audio_enabled>\r\n"));
     StartRead(clock_);
     EXPECT_EQ(cell_->All()[0], (Message{kMsgCaptionRefresh, 6, 0}));
-    EXPECT_EQ(recorder_.Asked("command=16 "), 2);
+    EXPECT_EQ(recorder_.CountHeads("command=16 "), 2);
     EXPECT_TRUE(camera_->IsCameraInfoLoaded());
     EXPECT_TRUE(camera_->IsSupportAudio()) << "the tag counts, not its value";
     EXPECT_EQ(camera_->GetCameraInfo().dwPresetMask, 3u);
     EXPECT_EQ(Run(kCmdReadCameraInfo), (Message{kMsgCaptionRefresh, 7, 0}));
-    EXPECT_EQ(recorder_.Asked("command=16 "), 3);
+    EXPECT_EQ(recorder_.CountHeads("command=16 "), 3);
 }
 
 TEST_F(CamCommandTest, FiveFailedRoundsLeaveEverything) {
-    recorder_.Set("command=16 ", HttpReply(404, "Not Found", ""));
+    recorder_.SetDocument("command=16 ", HttpReply(404, "Not Found", ""));
     StartRead(clock_);
     EXPECT_EQ(cell_->All()[0], (Message{kMsgCaptionRefresh, 9, 404}));
-    EXPECT_EQ(recorder_.Asked("command=16 "), 5);
+    EXPECT_EQ(recorder_.CountHeads("command=16 "), 5);
     EXPECT_FALSE(camera_->IsCameraInfoLoaded());
 }
 
 TEST_F(CamCommandTest, AGatewayTimeoutIsRetriedWithoutLimitAndAStopEndsIt) {
-    recorder_.Set("command=16 ", HttpReply(504, "Gateway Timeout", ""));
+    recorder_.SetDocument("command=16 ", HttpReply(504, "Gateway Timeout", ""));
     Start(clock_);
-    EXPECT_TRUE(WaitUntil([&] { return recorder_.Asked("command=16 ") > 12; }));
+    EXPECT_TRUE(WaitUntil([&] { return recorder_.CountHeads("command=16 ") > 12; }));
     EXPECT_TRUE(camera_->StopCameraThreads(true));
     EXPECT_EQ(Worker::AbandonedCount(), 0);
 }
@@ -258,20 +205,20 @@ TEST_F(CamCommandTest, AGatewayTimeoutIsRetriedWithoutLimitAndAStopEndsIt) {
 // A camera that cannot be asked may well obey: its commands and a recording go out between two tries.
 TEST_F(CamCommandTest, CommandsGoOutWhileTheAbilitiesCannotBeRead) {
     const auto obeys = [this] {
-        const int asked = recorder_.Asked("command=16 ");
+        const int asked = recorder_.CountHeads("command=16 ");
         EXPECT_EQ(Run(kCmdUp), (Message{kMsgEndStop, 3, 0}));
         EXPECT_EQ(Run(kCmdManualRecording, 1), (Message{kMsgManualRecording, 7, 0}));
         EXPECT_EQ(Run(kCmdPresetFirst + 1), (Message{kMsgEndStop, 3, 0}));
-        EXPECT_TRUE(WaitUntil([&] { return recorder_.Asked("command=16 ") > asked + 1; })) << "goes on";
+        EXPECT_TRUE(WaitUntil([&] { return recorder_.CountHeads("command=16 ") > asked + 1; })) << "goes on";
     };
-    recorder_.Set("mrec.cgi?ch=3&act=1 ", "HTTP/1.0 200 OK\r\na\r\nb\r\nc\r\nOK\r\n");
-    recorder_.Set("command=16 ", HttpReply(504, "Gateway Timeout", ""));
+    recorder_.SetDocument("mrec.cgi?ch=3&act=1 ", "HTTP/1.0 200 OK\r\na\r\nb\r\nc\r\nOK\r\n");
+    recorder_.SetDocument("command=16 ", HttpReply(504, "Gateway Timeout", ""));
     Start(clock_);
-    ASSERT_TRUE(WaitUntil([&] { return recorder_.Asked("command=16 ") > 1; }));
+    ASSERT_TRUE(WaitUntil([&] { return recorder_.CountHeads("command=16 ") > 1; }));
     obeys();
-    recorder_.Set("command=16 ", HttpReply(200, "OK", "3"));
-    recorder_.Set("param.cgi", HttpReply(500, "Oops", ""));
-    ASSERT_TRUE(WaitUntil([&] { return recorder_.Asked("param.cgi") > 1; }));
+    recorder_.SetDocument("command=16 ", HttpReply(200, "OK", "3"));
+    recorder_.SetDocument("param.cgi", HttpReply(500, "Oops", ""));
+    ASSERT_TRUE(WaitUntil([&] { return recorder_.CountHeads("param.cgi") > 1; }));
     obeys();
     EXPECT_FALSE(camera_->IsCameraInfoLoaded());
     EXPECT_TRUE(camera_->StopCameraThreads(true));
@@ -280,18 +227,18 @@ TEST_F(CamCommandTest, CommandsGoOutWhileTheAbilitiesCannotBeRead) {
 // The preset that another station has stored is there when the channel comes into a cell, and the recorder is
 // not asked at each change of the page.
 TEST_F(CamCommandTest, AnAttachedChannelIsReadAgainOnceAMinute) {
-    recorder_.Set("command=16 ", HttpReply(200, "OK", "16"));
-    recorder_.Set("command=15 ", HttpReply(200, "OK", "00103416264"));
+    recorder_.SetDocument("command=16 ", HttpReply(200, "OK", "16"));
+    recorder_.SetDocument("command=15 ", HttpReply(200, "OK", "00103416264"));
     StartRead(clock_);
-    EXPECT_EQ(recorder_.Asked("command=16 "), 2);
-    recorder_.Set("command=15 ", HttpReply(200, "OK", "00203416264044761746F"));
+    EXPECT_EQ(recorder_.CountHeads("command=16 "), 2);
+    recorder_.SetDocument("command=15 ", HttpReply(200, "OK", "00203416264044761746F"));
     CVideoWnd first;
     CVideoWnd second;
     first.SetCamera(camera_);
     second.SetCamera(camera_);
     camera_->SetVideoWnd(WindowHandle(cell_));
     EXPECT_EQ(Run(kCmdUp).number, kMsgEndStop);
-    EXPECT_EQ(recorder_.Asked("command=16 "), 2) << "within the minute";
+    EXPECT_EQ(recorder_.CountHeads("command=16 "), 2) << "within the minute";
     clock_.Advance(Milliseconds(60000));
     first.SetCamera(camera_);
     second.SetCamera(camera_);
@@ -299,11 +246,11 @@ TEST_F(CamCommandTest, AnAttachedChannelIsReadAgainOnceAMinute) {
     EXPECT_EQ(camera_->GetCameraInfo().presetNames[1], "Gato");
     camera_->SetVideoWnd(WindowHandle(cell_));
     EXPECT_EQ(Run(kCmdUp).number, kMsgEndStop);
-    EXPECT_EQ(recorder_.Asked("command=16 "), 4) << "once, and a change is read twice";
+    EXPECT_EQ(recorder_.CountHeads("command=16 "), 4) << "once, and a change is read twice";
 }
 
 TEST_F(CamCommandTest, ASilentCameraHoldsBackCommandsButNotAStop) {
-    recorder_.Set("command=", "");
+    recorder_.On("command=", [](kvtest::Peer& peer) { peer.Hold(); });
     Start(SystemClock());
     ASSERT_TRUE(recorder_.Server().WaitForHeads(1));
     for (std::uint32_t i = 0; i < 11; ++i) {
@@ -316,10 +263,7 @@ TEST_F(CamCommandTest, ASilentCameraHoldsBackCommandsButNotAStop) {
 }
 
 TEST_F(CamCommandTest, OfElevenPressesTheTenNewestAreSent) {
-    CameraSettings settings = Settings();
-    camera_ = CreateCamera(&settings, clock_);
-    *camera_ = settings;
-    camera_->SetVideoWnd(WindowHandle(cell_));
+    Make(clock_);
     for (std::uint32_t i = 0; i < 11; ++i) {
         camera_->AddCamCmd(kCmdUp + i, 0);  // moves, zooms and at last a preset
     }
@@ -340,9 +284,9 @@ TEST_F(CamCommandTest, OfElevenPressesTheTenNewestAreSent) {
 // Names go out only to a recorder that said that it takes them, and a reading of the camera does not undo
 // that.
 TEST_F(CamCommandTest, NamesOfPresetsFollowTheRecordersFormat) {
-    recorder_.Set("command=20 ", HttpReply(200, "OK", "01011"));
-    recorder_.Set("command=16 ", HttpReply(200, "OK", "16"));
-    recorder_.Set("command=15 ", HttpReply(200, "OK", "00103416264"));
+    recorder_.SetDocument("command=20 ", HttpReply(200, "OK", "01011"));
+    recorder_.SetDocument("command=16 ", HttpReply(200, "OK", "16"));
+    recorder_.SetDocument("command=15 ", HttpReply(200, "OK", "00103416264"));
     StartRead(clock_);
     camera_->ReadPresetFormat();
     ASSERT_TRUE(cell_->WaitFor(2));
@@ -354,7 +298,7 @@ TEST_F(CamCommandTest, NamesOfPresetsFollowTheRecordersFormat) {
     ASSERT_TRUE(cell_->WaitFor(5));
     EXPECT_THAT(recorder_.Server().Heads(), Contains(HasSubstr("command=21&ch=3&arg=000054220262043 ")));
     EXPECT_THAT(recorder_.Server().Heads(), Contains(HasSubstr("command=22&ch=3&arg=00003416264 ")));
-    recorder_.Set("command=20 ", HttpReply(500, "Sorry", ""));
+    recorder_.SetDocument("command=20 ", HttpReply(500, "Sorry", ""));
     camera_->ReadPresetFormat();
     ASSERT_TRUE(cell_->WaitFor(6));
     EXPECT_EQ(camera_->GetPresetFormat().bNamesSupported, 1) << "a failure leaves what was known";
@@ -362,11 +306,11 @@ TEST_F(CamCommandTest, NamesOfPresetsFollowTheRecordersFormat) {
 
 TEST_F(CamCommandTest, ManualRecordingByTheFourthLine) {
     StartRead(clock_);
-    recorder_.Set("mrec.cgi?ch=3&act=1 ", "HTTP/1.0 200 OK\r\na\r\nb\r\nc\r\nOK\r\n");
+    recorder_.SetDocument("mrec.cgi?ch=3&act=1 ", "HTTP/1.0 200 OK\r\na\r\nb\r\nc\r\nOK\r\n");
     EXPECT_EQ(Run(kCmdManualRecording, 1), (Message{kMsgManualRecording, 7, 0}));
-    recorder_.Set("mrec.cgi?ch=3&act=0 ", "HTTP/1.0 200 OK\r\na\r\nb\r\nc\r\nERROR\r\n");
+    recorder_.SetDocument("mrec.cgi?ch=3&act=0 ", "HTTP/1.0 200 OK\r\na\r\nb\r\nc\r\nERROR\r\n");
     EXPECT_EQ(Run(kCmdManualRecording, 0), (Message{kMsgManualRecording, 6, 0}));
-    recorder_.Set("mrec.cgi?ch=3&act=0 ", HttpReply(403, "Forbidden", ""));
+    recorder_.SetDocument("mrec.cgi?ch=3&act=0 ", HttpReply(403, "Forbidden", ""));
     EXPECT_EQ(Run(kCmdManualRecording, 0), (Message{kMsgManualRecording, 4, 403}));
 }
 

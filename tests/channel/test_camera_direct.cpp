@@ -3,18 +3,17 @@
 
 #include "channel/base/channel_globals.h"
 #include "channel/base/channel_messages.h"
-#include "channel/camera/base_camera.h"
 #include "channel/camera/channel_core.h"
 #include "channel/stream/camera_kinds.h"
 #include "channel/stream/digest_login.h"
 #include "codec/jpeg_codec.h"
-#include "persist/orvo_registry.h"
 #include "persist/utilities.h"
 #include "stream_maker.h"
+#include "support/camera_maker.h"
 #include "support/fake_clock.h"
 #include "support/message_log.h"
+#include "support/own_settings.h"
 #include "support/scripted_server.h"
-#include "support/temp_folder.h"
 #include "support/wait_until.h"
 
 namespace kvmon {
@@ -25,6 +24,7 @@ using kvtest::HttpReply;
 using kvtest::milliseconds;
 using kvtest::Peer;
 using kvtest::ScriptedServer;
+using kvtest::SendAndHold;
 using kvtest::StreamMaker;
 using kvtest::WaitUntil;
 
@@ -52,15 +52,6 @@ void Repeat(Peer& peer, const std::string& bytes) {
     }
 }
 
-// Sends the same to every connection and then holds it open.
-ScriptedServer::Script Serve(std::string reply) {
-    return [reply = std::move(reply)](Peer& peer) {
-        peer.ReadHead();
-        peer.Write(reply);
-        peer.Hold();
-    };
-}
-
 // What a round of 250 ms takes in a test: short where a silence is to end, long where none is to be seen.
 constexpr milliseconds kHurried(30);
 constexpr milliseconds kAtEase(1000);
@@ -80,16 +71,6 @@ auto Streams(std::string records) {
     };
 }
 
-// Settings of the test's own.
-struct Store {
-    Store() {
-        RegistryApp tree;
-        tree.databasePath = folder.File("settings.db");
-        Registry().InitRegistry(false, tree);
-    }
-    const kvtest::TempFolder folder;
-};
-
 class DirectCamera : public testing::Test {
 protected:
     ~DirectCamera() override {
@@ -100,17 +81,13 @@ protected:
         EXPECT_EQ(Worker::AbandonedCount(), 0);
     }
     static CameraSettings SettingsFor(std::uint16_t cameraPort, std::uint16_t recorderPort) {
-        CameraSettings settings;
+        CameraSettings settings = kvtest::SettingsOf(0, recorderPort);
         settings.m_dwVendorId = 0;
         settings.m_NetworkSetting[0].szAddress = "127.0.0.1";
         settings.m_NetworkSetting[0].nPort = cameraPort;
         settings.m_lpszCamUserName = "viewer";
         settings.m_lpszCamPasswd = "pass";
         settings.m_lpszVideoURL = "/video.mjpg?a b\r\nEvil: 1";
-        settings.m_nSvrPort = recorderPort;
-        settings.m_lpszSvrIP = "127.0.0.1";
-        settings.m_lpszSvrBase64Auth = "dXNlcjpwYXNz";
-        settings.m_bMonitorRight = 1;
         return settings;
     }
     // Without a recorder to stand in the camera is tried for ever.
@@ -119,8 +96,7 @@ protected:
         return settings;
     }
     void Play(const CameraSettings& settings, Clock& clock = SystemClock()) {
-        camera = CreateCamera(&settings, clock);
-        *camera = settings;
+        camera = kvtest::MakeCamera(settings, clock);
         camera->SetRegFolder(regFolder);
         camera->LoadCameraSettings();
         camera->StartCameraThreads();
@@ -144,7 +120,7 @@ TEST_F(DirectCamera, AsksTheCameraAndFollowsTheOptionWhileItPlays) {
         peer.Write(kGood);
         Repeat(peer, part);
     });
-    ScriptedServer recorder(Serve(HttpReply(200, "OK", kvtest::Records(wire::kZ264, maker, 64, 48, 2))),
+    ScriptedServer recorder(SendAndHold(HttpReply(200, "OK", kvtest::Records(wire::kZ264, maker, 64, 48, 2))),
                             "getstream.cgi");
     Play(SettingsFor(device.Port(), recorder.Port()), fakeClock);
     EXPECT_TRUE(camera->CanStreamFromCamera());
@@ -189,8 +165,7 @@ TEST_F(DirectCamera, OnlyARecordWithoutAMakerButWithAnAddressIsOne) {
          {std::tuple{0u, "/v", true}, std::tuple{0u, "", false}, std::tuple{9u, "/v", false}}) {
         settings.m_dwVendorId = vendor;
         settings.m_lpszVideoURL = std::string_view(url);
-        const auto made = CreateCamera(&settings);
-        *made = settings;
+        const auto made = kvtest::MakeCamera(settings);
         EXPECT_EQ(made->CanStreamFromCamera(), direct);
         EXPECT_EQ(made->IsStreamFromCamera(), direct);
     }
@@ -198,7 +173,7 @@ TEST_F(DirectCamera, OnlyARecordWithoutAMakerButWithAnAddressIsOne) {
 
 // Whole addresses and such without a slash; without a user nobody logs in.
 TEST_F(DirectCamera, TakesThePathOfWhateverAddressIsTold) {
-    ScriptedServer device(Serve(""));
+    ScriptedServer device(SendAndHold(""));
     for (const auto& [url, path] : {std::pair{"http://elsewhere:8080/a/b?c=1", "/a/b?c=1"},
                                     std::pair{"http://elsewhere", "/"}, std::pair{"cam.jpg", "/cam.jpg"}}) {
         CameraSettings settings = SettingsFor(device.Port(), 1);
@@ -216,7 +191,7 @@ TEST_F(DirectCamera, TakesThePathOfWhateverAddressIsTold) {
 
 // Both ways have their time within the 3 s. What the channel learnt is kept.
 TEST_F(DirectCamera, ACameraThatIsNotThereIsTriedByItsOtherWay) {
-    Store store;
+    const kvtest::OwnSettings stored;
     for (const char* const fault : {"refused", "404", "swallowed"}) {
         SCOPED_TRACE(fault);
         ScriptedServer none([&](Peer& peer) {
@@ -281,12 +256,12 @@ std::vector<Fault> AllFaults() {
         {"404", reply(HttpReply(404, "Not Found", ""))},
         {"500", reply(HttpReply(500, "Broken", ""))},
         {"no multipart", reply("HTTP/1.0 200 OK\r\nContent-Type: text/html\r\n\r\n<html></html>")},
-        {"another boundary", Serve("HTTP/1.0 200 OK\r\nContent-Type: multipart/x-mixed-replace; "
-                                   "boundary=other\r\n\r\n" +
-                                   part)},
+        {"another boundary", SendAndHold("HTTP/1.0 200 OK\r\nContent-Type: multipart/x-mixed-replace; "
+                                         "boundary=other\r\n\r\n" +
+                                         part)},
         {"a page that is no reply", reply("<html></html>\r\n\r\n")},
-        {"silent behind its head", Serve(kGood)},
-        {"silent within a picture", Serve(kGood + part.substr(0, part.size() / 2))},
+        {"silent behind its head", SendAndHold(kGood)},
+        {"silent within a picture", SendAndHold(kGood + part.substr(0, part.size() / 2))},
         {"pictures that are none",
          [noPicture](Peer& peer) {
              peer.ReadHead();
@@ -295,7 +270,7 @@ std::vector<Fault> AllFaults() {
              }
              peer.Hold();
          }},
-        {"silent behind its first picture", Serve(kGood + part), 1},
+        {"silent behind its first picture", SendAndHold(kGood + part), 1},
         {"hung up behind its first picture", reply(kGood + part), 1},
     };
 }
@@ -303,7 +278,7 @@ std::vector<Fault> AllFaults() {
 // A guard wants a picture: whatever the camera does, the recorder's takes its place at once, stays through
 // everything that begins the stream anew, and through the next start of the program.
 TEST_F(DirectCamera, EveryFaultGivesWayToTheRecorderForGood) {
-    Store store;
+    const kvtest::OwnSettings stored;
     const std::string records = KeyRecords();
     for (const Fault& fault : AllFaults()) {
         SCOPED_TRACE(fault.name);
@@ -578,7 +553,7 @@ TEST_F(DirectCamera, OutlivesWhatACameraDoes) {
         EXPECT_TRUE(Shown(1)) << reply;
         EXPECT_TRUE(camera->StopCameraThreads(true));
 
-        ScriptedServer stalled(Serve(reply));
+        ScriptedServer stalled(SendAndHold(reply));
         Play(SettingsFor(stalled.Port(), recorder.Port()));
         ASSERT_TRUE(stalled.WaitForHeads(1));
         const std::uint64_t start = SystemClock().TickMs();

@@ -7,18 +7,16 @@
 #include <QtGui/QMouseEvent>
 #include <QtGui/QWheelEvent>
 #include <QtWidgets/QApplication>
-#include <filesystem>
 #include <map>
 #include <thread>
 
 #include "channel/base/cam_commands.h"
 #include "channel/base/channel_messages.h"
-#include "channel/camera/base_camera.h"
 #include "channel/cell/channel_view.h"
 #include "skin/input_messages.h"
 #include "skin/skin_messages.h"
+#include "support/camera_maker.h"
 #include "support/message_log.h"
-#include "support/temp_folder.h"
 #include "support/wait_until.h"
 #include "test_frames.h"
 
@@ -42,13 +40,10 @@ protected:
     }
 };
 
-std::shared_ptr<CBaseCamera> MakeCamera(bool bMayWatch = true) {
-    CameraSettings settings;
-    settings.m_bMonitorRight = bMayWatch ? 1 : 0;
-    settings.m_NetworkSetting[0].szAddress = "127.0.0.1";
-    settings.m_lpszSvrIP = "127.0.0.1";
-    auto camera = CreateCamera(&settings);
-    *camera = settings;
+std::shared_ptr<CBaseCamera> MakeGate(std::uint32_t monitorRight = 1) {
+    CameraSettings settings = kvtest::SettingsOf(0);
+    settings.m_bMonitorRight = monitorRight;
+    auto camera = kvtest::MakeCamera(settings);
     camera->SetCameraName("Gate & <b>yard</b>");
     return camera;
 }
@@ -99,7 +94,7 @@ TEST_F(Cell, WithoutAChannelShowsAnEmptyFrame) {
 }
 
 TEST_F(Cell, DrawsFrameAndViewAtTheirPlaces) {
-    const auto camera = MakeCamera();
+    const auto camera = MakeGate();
     cell.SetCamera(camera);
     EXPECT_EQ(cell.View().geometry(), QRect(QPoint(2, 23), QPoint(197, 147)));
     for (const bool bActive : {true, false}) {
@@ -127,7 +122,7 @@ TEST_F(Cell, DrawsFrameAndViewAtTheirPlaces) {
 }
 
 TEST_F(Cell, NamesTheChannelInPlainTextAndElidesIt) {
-    const auto camera = MakeCamera();
+    const auto camera = MakeGate();
     cell.SetCamera(camera);
     const auto inkedColumns = [&] {
         const QImage image = Picture();
@@ -150,10 +145,10 @@ TEST_F(Cell, NamesTheChannelInPlainTextAndElidesIt) {
 }
 
 TEST_F(Cell, TellsWhyThereIsNoPicture) {
-    const auto refused = MakeCamera(false);
+    const auto refused = MakeGate(0);
     cell.SetCamera(refused);
     EXPECT_EQ(refused->Picture().GetMainCaption(), "No Permission");
-    const auto connecting = MakeCamera();
+    const auto connecting = MakeGate();
     cell.SetCamera(connecting);
     EXPECT_EQ(connecting->Picture().GetMainCaption(), "Connecting");
     connecting->Picture().AutoCleanCaption();
@@ -168,8 +163,8 @@ TEST_F(Cell, TellsWhyThereIsNoPicture) {
 }
 
 TEST_F(Cell, BindsItsChannelAndGivesTheFormerOneUp) {
-    const auto first = MakeCamera();
-    auto second = MakeCamera();
+    const auto first = MakeGate();
+    auto second = MakeGate();
     cell.SetCamera(first);
     EXPECT_EQ(first->GetVideoWnd(), cell.Handle());
     EXPECT_EQ(first->GetViewWnd(), cell.View().Handle());
@@ -191,7 +186,7 @@ TEST_F(Cell, BindsItsChannelAndGivesTheFormerOneUp) {
 }
 
 TEST_F(Cell, FollowsItsSizeAndShowsThePicture) {
-    const auto camera = MakeCamera();
+    const auto camera = MakeGate();
     cell.SetCamera(camera);
     cell.show();
     cell.resize(104, 77);
@@ -218,7 +213,7 @@ public:
 };
 
 TEST_F(Cell, ANewPicturePaintsTheViewAlone) {
-    const auto camera = MakeCamera();
+    const auto camera = MakeGate();
     cell.SetCamera(camera);
     cell.show();
     PaintLog log;
@@ -242,7 +237,7 @@ TEST_F(Cell, ANewPicturePaintsTheViewAlone) {
 }
 
 TEST_F(Cell, PassesMouseAndKeysOn) {
-    cell.SetCamera(MakeCamera());
+    cell.SetCamera(MakeGate());
     QWidget& view = cell.View();
     Press(view, QEvent::MouseButtonPress, Qt::LeftButton, {7, 9});
     ASSERT_EQ(console.messages.size(), 1u);
@@ -278,7 +273,7 @@ TEST_F(Cell, PassesMouseAndKeysOn) {
 }
 
 TEST_F(Cell, RisingEventStatusBlinksUntilThePress) {
-    const auto camera = MakeCamera();
+    const auto camera = MakeGate();
     const auto status = [&](StatusFlags flags) {
         camera->SetStatusFlags(flags);
         cell.SendMessage(kMsgCaptionRefresh, 0, 0);
@@ -323,13 +318,13 @@ TEST_F(Cell, RisingEventStatusBlinksUntilThePress) {
 }
 
 TEST_F(Cell, TheActiveOneTellsThePanelOfAnotherCamera) {
-    const auto camera = MakeCamera();
+    const auto camera = MakeGate();
     cell.SetCamera(camera);
     cell.SetWindowActive(true, false);
     Received();
     cell.SetCamera(camera);
     EXPECT_EQ(Received(), Numbers{});
-    cell.SetCamera(MakeCamera());
+    cell.SetCamera(MakeGate());
     EXPECT_EQ(Received(), Numbers{WM_COMMAND});
     cell.SetCamera(nullptr);
     EXPECT_EQ(Received(), Numbers{WM_COMMAND});
@@ -349,7 +344,7 @@ TEST_F(Cell, PresetTimersArmTheRereadAndTheNotice) {
 }
 
 TEST_F(Cell, TimedMessagesGoByThemselves) {
-    const auto camera = MakeCamera();
+    const auto camera = MakeGate();
     cell.SetCamera(camera);
     CChannelView& view = cell.View();
     view.SetMessageText("Left End", CaptionStay::ForAWhile);
@@ -367,7 +362,7 @@ TEST_F(Cell, TimedMessagesGoByThemselves) {
     }));
     // Nor does it stay with a channel that leaves the view before.
     view.SetMessageText("Left End", CaptionStay::ForAWhile);
-    cell.SetCamera(MakeCamera());
+    cell.SetCamera(MakeGate());
     EXPECT_EQ(camera->Picture().GetMainCaption(), "Disconnected");
     EXPECT_FALSE(view.IsTimerSet(2));
     cell.SetCamera(camera);
@@ -407,7 +402,7 @@ protected:
         return wheel.isAccepted();
     }
 
-    const std::shared_ptr<CBaseCamera> camera = MakeCamera();
+    const std::shared_ptr<CBaseCamera> camera = MakeGate();
 };
 
 TEST_F(ZoomedCell, TheMouseMovesThePicture) {
@@ -479,7 +474,7 @@ TEST_F(Cell, ViewGoesFullScreenAndBack) {
     cell.resize(200, 150);
     console.show();
     cell.show();
-    const auto camera = MakeCamera();
+    const auto camera = MakeGate();
     cell.SetCamera(camera);
     CChannelView& view = cell.View();
     view.SetAllowFullScreen(true);
@@ -499,7 +494,7 @@ TEST_F(Cell, ViewGoesFullScreenAndBack) {
 
 TEST_F(Cell, GivesTheSnapshotOfItsOwnChannelAlone) {
     EXPECT_FALSE(cell.View().TakeSnapshot(""));
-    const auto camera = MakeCamera();
+    const auto camera = MakeGate();
     cell.SetCamera(camera);
     EXPECT_FALSE(cell.View().TakeSnapshot("")) << "there is no picture";
     auto frame = kvtest::MakePlainFrame(64, 64, {0, 200, 0});

@@ -138,6 +138,8 @@ private:
     int heard_ = 0;
 };
 
+inline constexpr char kAdminLogin[] = "YWRtaW46c2VjcmV0";
+
 // "admin:secret" may do everything, and "second:secret" too.
 class SoundingRecorder {
 public:
