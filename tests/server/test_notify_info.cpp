@@ -71,22 +71,22 @@ public:
     DeafPort() {
         sockaddr_in address = Loopback(0);
         socklen_t length = sizeof address;
-        EXPECT_EQ(::bind(listener_, Generic(address), length), 0);
-        EXPECT_EQ(::listen(listener_, 0), 0);
-        EXPECT_EQ(::getsockname(listener_, Generic(address), &length), 0);
-        port_ = ntohs(address.sin_port);
-        EXPECT_EQ(::connect(waiting_, Generic(address), length), 0);
+        EXPECT_EQ(::bind(m_listener, Generic(address), length), 0);
+        EXPECT_EQ(::listen(m_listener, 0), 0);
+        EXPECT_EQ(::getsockname(m_listener, Generic(address), &length), 0);
+        m_port = ntohs(address.sin_port);
+        EXPECT_EQ(::connect(m_waiting, Generic(address), length), 0);
     }
     ~DeafPort() {
-        ::close(waiting_);
-        ::close(listener_);
+        ::close(m_waiting);
+        ::close(m_listener);
     }
-    std::uint16_t Port() const { return port_; }
+    std::uint16_t Port() const { return m_port; }
 
 private:
-    const int listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const int waiting_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    std::uint16_t port_ = 0;
+    const int m_listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int m_waiting = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    std::uint16_t m_port = 0;
 };
 
 int Option(int fd, int level, int name) {

@@ -41,12 +41,12 @@ public:
             return std::make_unique<CWaveOutDevice>([](const SoundFlag& flag) { return cards->Make(flag); });
         };
     }
-    ~CardsInPlace() { Factories().waveOutput = before_; }
+    ~CardsInPlace() { Factories().waveOutput = m_before; }
 
     Cards all;
 
 private:
-    const WaveOutputFactory before_ = Factories().waveOutput;
+    const WaveOutputFactory m_before = Factories().waveOutput;
 };
 
 struct Case {
