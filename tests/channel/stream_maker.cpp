@@ -20,37 +20,37 @@ void Word(std::string& out, std::uint32_t value) {
 }  // namespace
 
 StreamMaker::StreamMaker(const char* encoder, int width, int height, int group, int reordered)
-    : width_(width), height_(height) {
+    : m_width(width), m_height(height) {
     const AVCodec* const codec = avcodec_find_encoder_by_name(encoder);
-    context_ = avcodec_alloc_context3(codec);
-    context_->width = width;
-    context_->height = height;
-    context_->time_base = {1, 25};
-    context_->gop_size = group;
-    context_->max_b_frames = reordered;
-    context_->thread_count = 1;
+    m_context = avcodec_alloc_context3(codec);
+    m_context->width = width;
+    m_context->height = height;
+    m_context->time_base = {1, 25};
+    m_context->gop_size = group;
+    m_context->max_b_frames = reordered;
+    m_context->thread_count = 1;
     av_log_set_level(AV_LOG_QUIET);
     const bool jpeg = std::string_view(encoder) == "mjpeg";
-    context_->pix_fmt = jpeg ? AV_PIX_FMT_YUVJ420P : AV_PIX_FMT_YUV420P;
+    m_context->pix_fmt = jpeg ? AV_PIX_FMT_YUVJ420P : AV_PIX_FMT_YUV420P;
     if (std::string_view(encoder) == "libx264") {
-        av_opt_set(context_->priv_data, "preset", "ultrafast", 0);
+        av_opt_set(m_context->priv_data, "preset", "ultrafast", 0);
         if (reordered == 0) {
-            av_opt_set(context_->priv_data, "tune", "zerolatency", 0);
+            av_opt_set(m_context->priv_data, "tune", "zerolatency", 0);
         } else {
-            av_opt_set(context_->priv_data, "x264-params", "b-adapt=0:scenecut=0", 0);
+            av_opt_set(m_context->priv_data, "x264-params", "b-adapt=0:scenecut=0", 0);
         }
-        av_opt_set(context_->priv_data, "qp", "8", 0);
+        av_opt_set(m_context->priv_data, "qp", "8", 0);
     } else {
-        context_->flags |= AV_CODEC_FLAG_QSCALE;
-        context_->global_quality = 2 * FF_QP2LAMBDA;
+        m_context->flags |= AV_CODEC_FLAG_QSCALE;
+        m_context->global_quality = 2 * FF_QP2LAMBDA;
     }
-    if (avcodec_open2(context_, codec, nullptr) < 0) {
+    if (avcodec_open2(m_context, codec, nullptr) < 0) {
         throw std::runtime_error(std::string("no encoder ") + encoder);
     }
 }
 
 StreamMaker::~StreamMaker() {
-    avcodec_free_context(&context_);
+    avcodec_free_context(&m_context);
 }
 
 int StreamMaker::Luma(int index, int x, int y, int width, int height) {
@@ -79,35 +79,36 @@ std::vector<Unit> StreamMaker::All(int count) {
 
 void StreamMaker::Send(bool end) {
     if (end) {
-        avcodec_send_frame(context_, nullptr);
+        avcodec_send_frame(m_context, nullptr);
         return;
     }
     AVFrame* frame = av_frame_alloc();
-    frame->format = context_->pix_fmt;
-    frame->width = width_;
-    frame->height = height_;
-    frame->pts = index_;
-    frame->quality = context_->global_quality;
+    frame->format = m_context->pix_fmt;
+    frame->width = m_width;
+    frame->height = m_height;
+    frame->pts = m_index;
+    frame->quality = m_context->global_quality;
     av_frame_get_buffer(frame, 0);
-    for (int y = 0; y < height_; ++y) {
-        for (int x = 0; x < width_; ++x) {
+    for (int y = 0; y < m_height; ++y) {
+        for (int x = 0; x < m_width; ++x) {
             frame->data[0][y * frame->linesize[0] + x] =
-                static_cast<std::uint8_t>(Luma(index_, x, y, width_, height_));
+                static_cast<std::uint8_t>(Luma(m_index, x, y, m_width, m_height));
         }
     }
     for (int plane = 1; plane < 3; ++plane) {
-        for (int y = 0; y < (height_ + 1) / 2; ++y) {
-            std::fill_n(frame->data[plane] + y * frame->linesize[plane], (width_ + 1) / 2, std::uint8_t{128});
+        for (int y = 0; y < (m_height + 1) / 2; ++y) {
+            std::fill_n(frame->data[plane] + y * frame->linesize[plane], (m_width + 1) / 2,
+                        std::uint8_t{128});
         }
     }
-    ++index_;
-    avcodec_send_frame(context_, frame);
+    ++m_index;
+    avcodec_send_frame(m_context, frame);
     av_frame_free(&frame);
 }
 
 bool StreamMaker::Take(Unit& unit) {
     AVPacket* packet = av_packet_alloc();
-    const bool taken = avcodec_receive_packet(context_, packet) == 0;
+    const bool taken = avcodec_receive_packet(m_context, packet) == 0;
     if (taken) {
         unit.bytes.assign(packet->data, packet->data + packet->size);
         unit.key = (packet->flags & AV_PKT_FLAG_KEY) != 0;

@@ -37,10 +37,10 @@ private:
     void Send(bool end);
     bool Take(Unit& unit);
 
-    AVCodecContext* context_;
-    int width_;
-    int height_;
-    int index_ = 0;
+    AVCodecContext* m_context;
+    int m_width;
+    int m_height;
+    int m_index = 0;
 };
 
 // A record's head and what follows it. `dataSize` is what the head tells of the payload's length.

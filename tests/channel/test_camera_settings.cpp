@@ -1,45 +1,30 @@
 #include <gmock/gmock.h>
 
-#include "channel/camera/base_camera.h"
 #include "channel/picture/frame_rate.h"
 #include "channel/source/stream_choice.h"
-#include "persist/orvo_registry.h"
-#include "support/temp_folder.h"
+#include "support/camera_maker.h"
+#include "support/own_settings.h"
 
 namespace kvmon {
 namespace {
 
 CameraSettings Settings() {
-    CameraSettings settings;
+    CameraSettings settings = kvtest::SettingsOf(4);
     settings.m_dwVendorId = 3;
     settings.m_dwModelId = 7;
-    settings.m_NetworkSetting[0].szAddress = "192.168.0.2";
-    settings.m_nCh = 4;
-    settings.m_lpszSvrIP = "127.0.0.1";
-    settings.m_lpszSvrBase64Auth = "dXNlcjpwYXNz";
-    settings.m_bMonitorRight = 1;
     return settings;
 }
 
-// Settings in a folder that goes away.
 class StoredCamera : public testing::Test {
 protected:
-    StoredCamera() {
-        RegistryApp app;
-        app.databasePath = folder.File("settings.db");
-        Registry().InitRegistry(false, app);
-    }
-    ~StoredCamera() override { Registry().Close(); }
-
     static std::shared_ptr<CBaseCamera> Make(const CameraSettings& settings) {
-        auto camera = CreateCamera(&settings);
-        *camera = settings;
+        auto camera = kvtest::MakeCamera(settings);
         camera->SetRegFolder("Hall");
         camera->Picture().SetBitmapInfo(MakeBitmapInfo(640, 480));
         return camera;
     }
 
-    kvtest::TempFolder folder;
+    const kvtest::OwnSettings stored;
 };
 
 TEST_F(StoredCamera, ComesBackForItselfAndForNoOther) {
@@ -151,8 +136,7 @@ TEST(CBaseCamera, ComparesWhatMakesItAnotherChannel) {
     for (const auto& test : cases) {
         CameraSettings settings = Settings();
         settings.m_dwVendorId = test.vendor;
-        const auto camera = CreateCamera(&settings);
-        *camera = settings;
+        const auto camera = kvtest::MakeCamera(settings);
         test.change(settings);
         EXPECT_EQ(*camera == settings, test.equal) << "case " << &test - cases;
     }
@@ -161,8 +145,7 @@ TEST(CBaseCamera, ComparesWhatMakesItAnotherChannel) {
 TEST(CBaseCamera, WithoutTheRightAllRecordsAreOne) {
     CameraSettings settings = Settings();
     settings.m_bMonitorRight = 0;
-    const auto camera = CreateCamera(&settings);
-    *camera = settings;
+    const auto camera = kvtest::MakeCamera(settings);
     settings.m_nCh = 9;
     settings.m_lpszSvrIP = "other";
     EXPECT_TRUE(*camera == settings);

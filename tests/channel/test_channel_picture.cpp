@@ -269,6 +269,18 @@ TEST(ChannelPicture, StacksTheLinesThatTheMaskAllows) {
     EXPECT_GT(all.bottom(), 48);
 }
 
+TEST(ChannelPicture, CountsPicturesOnlyInALineThatIsShown) {
+    ChannelPicture picture;
+    auto countLine = [&picture, shown = std::uint64_t{0}](std::uint32_t mask) mutable {
+        picture.SetShowSubStringMask(mask);
+        picture.Present(MakePlainFrame(64, 64, kGreen), {.shown = ++shown});
+        return picture.GetSubString(SubString::FrameCount);
+    };
+    EXPECT_EQ(countLine(0), "");
+    EXPECT_EQ(countLine(0x4), "Frame Count: 2");
+    EXPECT_EQ(countLine(0), "");
+}
+
 TEST(ChannelPicture, DrawsCaptionsInTheColourThatIsSet) {
     ChannelPicture picture;
     picture.SetViewSize(320, 240);

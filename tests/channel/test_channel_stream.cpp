@@ -8,6 +8,7 @@
 #include "channel/command/cam_cmd_queue.h"
 #include "skin/skin_messages.h"
 #include "stream_maker.h"
+#include "support/camera_maker.h"
 #include "support/fake_clock.h"
 #include "support/message_log.h"
 #include "support/scripted_server.h"
@@ -19,6 +20,7 @@ namespace {
 using kvtest::FakeClock;
 using kvtest::HttpReply;
 using kvtest::Peer;
+using kvtest::SendAndHold;
 using kvtest::StreamMaker;
 using kvtest::WaitUntil;
 
@@ -29,36 +31,18 @@ public:
 };
 
 CameraSettings SettingsFor(std::uint16_t port) {
-    CameraSettings settings;
-    settings.m_NetworkSetting[0].szAddress = "192.168.0.2";
-    settings.m_nCh = 5;
-    settings.m_nSvrPort = port;
-    settings.m_lpszSvrIP = "127.0.0.1";
-    settings.m_lpszSvrBase64Auth = "dXNlcjpwYXNz";
-    settings.m_bMonitorRight = 1;
-    return settings;
+    return kvtest::SettingsOf(5, port);
 }
 
 std::shared_ptr<CBaseCamera> Camera(std::uint16_t port, Clock& clock = SystemClock()) {
-    const CameraSettings settings = SettingsFor(port);
-    auto camera = CreateCamera(&settings, clock);
+    auto camera = kvtest::MakeCamera(SettingsFor(port), clock);
     camera->SetCHInMainDlg(2);
-    *camera = settings;
     return camera;
 }
 
 std::string Pictures(int count, int width = 64, int height = 48) {
     StreamMaker maker("libx264", width, height);
     return kvtest::Records(wire::kZ264, maker, width, height, count);
-}
-
-// Sends the same to every connection and then holds it open.
-StreamServer::Script Serve(std::string reply) {
-    return [reply = std::move(reply)](Peer& peer) {
-        peer.ReadHead();
-        peer.Write(reply);
-        peer.Hold();
-    };
 }
 
 void Silent(Peer& peer) {
@@ -81,8 +65,7 @@ TEST(ChannelStream, CutsALongAuthorization) {
     StreamServer server(Silent);
     CameraSettings settings = SettingsFor(server.Port());
     settings.m_lpszSvrBase64Auth = std::string(200, 'A');
-    const auto camera = CreateCamera(&settings);
-    *camera = settings;
+    const auto camera = kvtest::MakeCamera(settings);
     camera->StartCameraThreads();
     camera->StartPlaying(PlaySound::No);
     ASSERT_TRUE(server.WaitForHeads(1));
@@ -90,7 +73,7 @@ TEST(ChannelStream, CutsALongAuthorization) {
 }
 
 TEST(ChannelStream, ShowsPicturesAndTellsOfTheFirst) {
-    StreamServer server(Serve(HttpReply(200, "OK", Pictures(5))));
+    StreamServer server(SendAndHold(HttpReply(200, "OK", Pictures(5))));
     const auto console = std::make_shared<kvtest::MessageLog>();
     const auto watcher = std::make_shared<kvtest::MessageLog>();
     const auto camera = Camera(server.Port());
@@ -141,7 +124,7 @@ TEST(ChannelStream, APausedChannelReceivesNothing) {
 }
 
 TEST(ChannelStream, ASecondStartChangesNothing) {
-    StreamServer server(Serve(HttpReply(200, "OK", Pictures(2))));
+    StreamServer server(SendAndHold(HttpReply(200, "OK", Pictures(2))));
     const auto camera = Camera(server.Port());
     camera->StartCameraThreads();
     camera->StartPlaying(PlaySound::No);
@@ -152,7 +135,7 @@ TEST(ChannelStream, ASecondStartChangesNothing) {
 }
 
 TEST(ChannelStream, RestartAndANewViewSizeReconnect) {
-    StreamServer server(Serve(HttpReply(200, "OK", Pictures(1))));
+    StreamServer server(SendAndHold(HttpReply(200, "OK", Pictures(1))));
     const auto camera = Camera(server.Port());
     camera->SetStreamProfiles({{"q", 0, 10}, {"v", 2, 12}});
     EXPECT_TRUE(camera->SetViewSize(100, 100)) << "not running: the caller has to start it";
@@ -205,7 +188,7 @@ TEST(ChannelStream, AViewSizeDuringTheConnectLeavesItAlone) {
 // The first key frame of every connection is shown: none is lost to the decoder of the one before.
 TEST(ChannelStream, EveryReconnectShowsItsFirstPicture) {
     std::string reply = HttpReply(200, "OK", Pictures(1));
-    StreamServer server(Serve(reply));
+    StreamServer server(SendAndHold(reply));
     const auto camera = Camera(server.Port());
     camera->StartCameraThreads();
     camera->StartPlaying(PlaySound::No);
@@ -273,8 +256,7 @@ TEST(ChannelStream, AnUnusableChannelStaysStill) {
     StreamServer server(Silent);
     CameraSettings settings = SettingsFor(server.Port());
     settings.m_bMonitorRight = 0;
-    const auto camera = CreateCamera(&settings);
-    *camera = settings;
+    const auto camera = kvtest::MakeCamera(settings);
     camera->StartCameraThreads();
     camera->StartPlaying(PlaySound::Yes);
     EXPECT_FALSE(camera->IsVideoRunning());
@@ -340,7 +322,7 @@ TEST(ChannelStream, AThreadThatSticksIsAbandonedAndTouchesNothing) {
     };
     const std::string sound = kvtest::AudioRecord(wire::kG711, 8000, 8, 1, "sound");
     {
-        StreamServer server(Serve(HttpReply(200, "OK", sound + Pictures(3))));
+        StreamServer server(SendAndHold(HttpReply(200, "OK", sound + Pictures(3))));
         auto camera = Camera(server.Port());
         Factories() = {};
         camera->SetSupportAudio(true);

@@ -3,12 +3,14 @@
 
 #include <fstream>
 
-#include "channel/camera/channel_core.h"
+#include "channel/source/stream_source.h"
 #include "channel/stream/audio_loop.h"
 #include "channel/stream/camera_text.h"
 #include "channel/stream/multipart_reader.h"
+#include "channel/stream/recorder_kind.h"
 #include "memory_source.h"
 #include "persist/log_file.h"
+#include "stream_bench.h"
 #include "support/scripted_server.h"
 #include "support/temp_folder.h"
 
@@ -28,28 +30,23 @@ std::string Part(const std::string& picture = kPicture) {
     return PartHead(std::to_string(picture.size())) + picture + "\r\n\r\n";
 }
 
-class Multipart : public testing::Test {
+class Multipart : public kvtest::StreamBench {
 protected:
     struct Result {
         std::uint32_t count = 0;
         std::size_t queued = 0;
-        bool reported = false;
+        std::vector<int> errors;
         std::string trace;
     };
 
-    Multipart() {
-        core.m_source.m_uCHInMainDlg = 3;
-        EXPECT_TRUE(LogFile().Open(folder.File("trace")));
-    }
+    Multipart() { EXPECT_TRUE(LogFile().Open(folder.File("trace"))); }
     Result Read(const std::string& bytes) {
         MemorySource source(bytes);
-        core.m_nErrorCount = 0;
+        reports.errors.clear();
         Result result;
-        result.count = MultipartReader(core.GetStreamSinks(nullptr, decode), control, source).ParseImage();
-        result.reported = core.m_nErrorCount != 0;
-        while (core.m_frames.TakeDecodeFrame()) {
-            ++result.queued;
-        }
+        result.count = MultipartReader(Sinks(nullptr), control, source).ParseImage();
+        result.errors = reports.errors;
+        result.queued = TakeAll().size();
         std::ifstream file(folder.File("trace"));
         for (std::string line; std::getline(file, line);) {
             const std::size_t text = line.find('\t');
@@ -59,24 +56,21 @@ protected:
     }
 
     const kvtest::TempFolder folder;
-    ChannelCore core{SystemClock()};
-    ThreadControl control;
-    ThreadControl decode;
 };
 
 TEST_F(Multipart, TakesPicturesUpToTheFirstDisorder) {
     const std::string other = "\xFF\xD8longer than the one before\xFF\xD9";
     EXPECT_EQ(Read(kHeader + Part() + Part(other) + Part()).count, 3u);
     EXPECT_TRUE(decode.run.IsSet());
-    EXPECT_EQ(core.m_counters.m_nReceived, 3u);
-    EXPECT_EQ(core.m_counters.m_nBytes, 2 * kPicture.size() + other.size());
+    EXPECT_EQ(counters.m_nReceived, 3u);
+    EXPECT_EQ(counters.m_nBytes, 2 * kPicture.size() + other.size());
 
     // Another line than the boundary, or a line that is not empty, ends the pass without a report.
     for (const std::string& end :
          {std::string("--edge--\r\n"), std::string("--other\r\n"), std::string("x")}) {
         const Result result = Read(kHeader + Part() + end);
         EXPECT_EQ(result.count, 1u) << end;
-        EXPECT_FALSE(result.reported) << end;
+        EXPECT_THAT(result.errors, testing::IsEmpty()) << end;
     }
     // What stands between the end mark and the empty line is kept for the line, and makes it no empty one.
     EXPECT_EQ(Read(kHeader + PartHead("15") + kPicture + "x\r\n\r\n" + Part()).count, 1u);
@@ -122,14 +116,14 @@ TEST_F(Multipart, EachFaultHasItsMessage) {
     };
     EXPECT_EQ(Read(withBoundary(longest)).count, 1u);
 
-    const std::string noBoundary = "fail to get boundary string...";
-    const std::string noLength = "fail to get content length...";
-    const std::string noBuffer = "NewDecodeFrame failed...";
-    const std::string cut = "ReadJpeg failed...";
+    const std::pair noBoundary{kStreamNoBoundary, "fail to get boundary string..."};
+    const std::pair noLength{kStreamNoLength, "fail to get content length..."};
+    const std::pair noBuffer{kStreamNoBuffer, "NewDecodeFrame failed..."};
+    const std::pair cut{kStreamBodyCut, "ReadJpeg failed..."};
     const std::string size = std::to_string(kPicture.size());
     const struct {
         std::string bytes;
-        std::string message;
+        std::pair<StreamError, const char*> fault;
     } cases[] = {
         {"", noBoundary},
         {"\r\n" + Part(), noBoundary},
@@ -148,16 +142,17 @@ TEST_F(Multipart, EachFaultHasItsMessage) {
         {kHeader + PartHead("15") + "\xFF\xD8 \xFF\xD9 thumb \xFF\xD9\r\n\r\n", cut},
         {kHeader + PartHead(size) + std::string(5000, 'x') + "\xFF\xD9\r\n\r\n", cut},
     };
-    for (const auto& [bytes, message] : cases) {
+    for (const auto& [bytes, fault] : cases) {
         const Result result = Read(bytes);
         EXPECT_EQ(result.count, 0u) << bytes;
         EXPECT_EQ(result.queued, 0u) << bytes;
-        EXPECT_TRUE(result.reported) << bytes;
-        EXPECT_EQ(result.trace, "CBaseCamera::ParseImage: m_uCHInMainDlg=3, " + message) << bytes;
+        EXPECT_THAT(result.errors, testing::ElementsAre(fault.first)) << bytes;
+        EXPECT_EQ(result.trace, "CBaseCamera::ParseImage: m_uCHInMainDlg=3, " + std::string(fault.second))
+            << bytes;
     }
     // A stream that the user left is no failed one.
     control.abort = 1;
-    EXPECT_FALSE(Read("").reported);
+    EXPECT_THAT(Read("").errors, testing::IsEmpty());
 }
 
 TEST_F(Multipart, EndlessHeadersEnd) {
@@ -165,8 +160,9 @@ TEST_F(Multipart, EndlessHeadersEnd) {
     for (int i = 0; i < 1000; ++i) {
         lines += "X: y\r\n";
     }
-    EXPECT_TRUE(Read(lines + kHeader + Part()).reported);
-    EXPECT_TRUE(Read(kHeader + "--Edge\r\n" + lines + PartHead("14") + kPicture).reported);
+    EXPECT_THAT(Read(lines + kHeader + Part()).errors, testing::ElementsAre(kStreamNoBoundary));
+    EXPECT_THAT(Read(kHeader + "--Edge\r\n" + lines + PartHead("14") + kPicture).errors,
+                testing::ElementsAre(kStreamNoLength));
 }
 
 TEST(CameraText, GivesAValueThatFits) {

@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 
-#include "channel/camera/channel_core.h"
 #include "channel/stream/stream_reader.h"
 #include "memory_source.h"
+#include "stream_bench.h"
 #include "stream_maker.h"
 
 namespace kvmon {
@@ -42,43 +42,26 @@ ChannelFactories NotingFactories() {
     return factories;
 }
 
-class Stream : public testing::Test {
+class Stream : public kvtest::StreamBench {
 protected:
-    Stream() {
-        played = {};
-        core.m_source.m_uCHInMainDlg = 3;
-    }
+    Stream() { played = {}; }
 
     // The number of video frames of a stream that is all there.
     std::uint32_t Read(const std::string& bytes, std::size_t step = 1'000'000) {
         MemorySource source(bytes, step);
-        const std::uint32_t count =
-            StreamReader(core.GetStreamSinks(&audio, decode), control, source).ParseImageFromKelvara();
+        const std::uint32_t count = StreamReader(Sinks(&audio), control, source).ParseImageFromKelvara();
         left = source.Left();
         return count;
     }
-    void ListenToIt() {
-        core.m_sound.m_bPlayAudioUI = core.m_sound.m_bSupportAudio = core.m_sound.m_bAudioRight = true;
-    }
-    // Fails six times, so that the next failure shows; then gives the caption after this stream.
-    std::string CaptionAfter(const std::string& bytes) {
-        core.m_picture.SetMainOsdCameraString({}, CaptionStay::ForAWhile);
-        core.m_nErrorCount = 6;
+    void ListenToIt() { switches.m_bPlayAudioUI = switches.m_bSupportAudio = switches.m_bAudioRight = true; }
+    // What is reported of this stream.
+    std::vector<int> ErrorsOf(const std::string& bytes) {
+        reports.errors.clear();
         Read(bytes);
-        return core.m_nErrorCount == 1 ? core.m_picture.GetMainCaption() : "no report";
-    }
-    std::vector<std::string> TakeAll() {
-        std::vector<std::string> frames;
-        while (const auto frame = core.m_frames.TakeDecodeFrame()) {
-            frames.emplace_back(frame->Bytes().begin(), frame->Bytes().end());
-        }
-        return frames;
+        return reports.errors;
     }
 
-    ChannelCore core{SystemClock()};
-    ThreadControl control;
-    ThreadControl decode;
-    LiveAudio audio{NotingFactories(), core.m_source.m_uCHInMainDlg};
+    LiveAudio audio{NotingFactories(), number};
     std::size_t left = 0;
 };
 
@@ -92,8 +75,9 @@ TEST_F(Stream, CodedFramesKeepTheirHeadAndJpegsLoseIt) {
     }
     EXPECT_TRUE(decode.run.IsSet());
     EXPECT_EQ(decode.leave, 1u) << "the decoder of the connection before has to go";
-    EXPECT_EQ(core.m_counters.m_nReceived, 9u);
-    EXPECT_EQ(core.m_counters.m_nBytes, 3 * (key.size() + inter.size() + jpeg.size()));
+    EXPECT_EQ(counters.m_nReceived, 9u);
+    EXPECT_EQ(reports.received, 9);
+    EXPECT_EQ(counters.m_nBytes, 3 * (key.size() + inter.size() + jpeg.size()));
 }
 
 TEST_F(Stream, NothingEntersBeforeAKeyFrameButAllIsCounted) {
@@ -119,7 +103,7 @@ TEST_F(Stream, AKeyFrameThrowsAwayWhatWaits) {
     const std::string second = VideoRecord(wire::kZ264, true, 64, 48, "second");
     EXPECT_EQ(Read(kNoHeader + first + inter + inter + second + inter), 5u);
     EXPECT_THAT(TakeAll(), testing::ElementsAre(second, inter));
-    EXPECT_EQ(core.m_frames.GetRefused(), 3u);
+    EXPECT_EQ(frames.GetRefused(), 3u);
 }
 
 TEST_F(Stream, OnlyTheValueOneIsAKeyFlag) {
@@ -153,47 +137,50 @@ TEST_F(Stream, EachDisorderIsReportedAndEndsThePass) {
     const struct {
         const char* what;
         std::string bytes;
+        int error;
     } cases[] = {
-        {"body cut", VideoRecord(wire::kZ264, true, 64, 48, "key").substr(0, 58)},
-        {"JPEG cut", VideoRecord(wire::kZIVG, true, 64, 48, "key").substr(0, 58)},
-        {"four gigabytes", Head(wire::kZ264, true, 64, 48, 0xFFFFFFFF)},
-        {"four gigabytes with the head", Head(wire::kZ264, true, 64, 48, 0xFFFFFFFF - 55)},
-        {"four gigabytes of JPEG", Head(wire::kZIVG, true, 64, 48, 0xFFFFFFFF)},
-        {"unknown code", VideoRecord(wire::FourCC('N', 'O', 'N', 'E'), true, 64, 48, "key")},
-        {"audio code without a block", VideoRecord(wire::kG711, false, 0, 0, "sound")},
-        {"reserved 4", Head(wire::kZ264, true, 64, 48, 4, 4)},
-        {"reserved 16", Head(wire::kG711, false, 0, 0, 16, 16)},
-        {"sound cut", AudioRecord(wire::kG711, 8000, 8, 1, "sound").substr(0, 66)},
-        {"sound smaller than its block", Head(wire::kG711, false, 0, 0, 7, 8) + "12345678"},
-        {"sound of four gigabytes", Head(wire::kG711, false, 0, 0, 0xFFFFFFFF, 8) + "12345678"},
+        {"body cut", VideoRecord(wire::kZ264, true, 64, 48, "key").substr(0, 58), kStreamBodyCut},
+        {"JPEG cut", VideoRecord(wire::kZIVG, true, 64, 48, "key").substr(0, 58), kStreamBodyCut},
+        {"four gigabytes", Head(wire::kZ264, true, 64, 48, 0xFFFFFFFF), kStreamNoBuffer},
+        {"four gigabytes with the head", Head(wire::kZ264, true, 64, 48, 0xFFFFFFFF - 55), kStreamNoBuffer},
+        {"four gigabytes of JPEG", Head(wire::kZIVG, true, 64, 48, 0xFFFFFFFF), kStreamNoBuffer},
+        {"unknown code", VideoRecord(wire::FourCC('N', 'O', 'N', 'E'), true, 64, 48, "key"),
+         kStreamUnknownCode},
+        {"audio code without a block", VideoRecord(wire::kG711, false, 0, 0, "sound"), kStreamUnknownCode},
+        {"reserved 4", Head(wire::kZ264, true, 64, 48, 4, 4), kStreamUnknownReserved},
+        {"reserved 16", Head(wire::kG711, false, 0, 0, 16, 16), kStreamUnknownReserved},
+        {"sound cut", AudioRecord(wire::kG711, 8000, 8, 1, "sound").substr(0, 66), kStreamAudio},
+        {"sound smaller than its block", Head(wire::kG711, false, 0, 0, 7, 8) + "12345678", kStreamAudio},
+        {"sound of four gigabytes", Head(wire::kG711, false, 0, 0, 0xFFFFFFFF, 8) + "12345678", kStreamAudio},
     };
     for (const auto& test : cases) {
-        EXPECT_EQ(CaptionAfter(kNoHeader + good + test.bytes), "Disconnected") << test.what;
+        EXPECT_THAT(ErrorsOf(kNoHeader + good + test.bytes), testing::ElementsAre(test.error)) << test.what;
         const bool cut = std::string(test.what).find("cut") != std::string::npos;
         EXPECT_EQ(Read(kNoHeader + good + test.bytes + (cut ? "" : good)), 1u) << test.what;
     }
 }
 
 TEST_F(Stream, AnEndBetweenRecordsIsNoError) {
-    EXPECT_EQ(CaptionAfter(kNoHeader + VideoRecord(wire::kZ264, true, 64, 48, "key")), "no report");
-    EXPECT_EQ(CaptionAfter(std::string(kNoHeader) + "half of a head"), "no report");
+    EXPECT_THAT(ErrorsOf(kNoHeader + VideoRecord(wire::kZ264, true, 64, 48, "key")), testing::IsEmpty());
+    EXPECT_THAT(ErrorsOf(std::string(kNoHeader) + "half of a head"), testing::IsEmpty());
 }
 
 TEST_F(Stream, AHeaderWithoutEndIsOne) {
+    const auto noHeader = testing::ElementsAre(kStreamLine);
     std::string endless;
     for (int i = 0; i < 100'000; ++i) {
         endless += "X-Header: value\r\n";
     }
-    EXPECT_EQ(CaptionAfter(endless), "Disconnected");
+    EXPECT_THAT(ErrorsOf(endless), noHeader);
     EXPECT_GT(left, endless.size() / 2);
-    EXPECT_EQ(CaptionAfter(std::string(5'000'000, 'x')), "Disconnected");
+    EXPECT_THAT(ErrorsOf(std::string(5'000'000, 'x')), noHeader);
     EXPECT_GT(left, 1'000'000u);
-    EXPECT_EQ(CaptionAfter("X-Header: value\r\n"), "Disconnected");
+    EXPECT_THAT(ErrorsOf("X-Header: value\r\n"), noHeader);
 }
 
 TEST_F(Stream, WhatTheUserLeftIsNoFailure) {
     control.abort = 1;
-    EXPECT_EQ(CaptionAfter("cut"), "no report");
+    EXPECT_THAT(ErrorsOf("cut"), testing::IsEmpty());
     EXPECT_EQ(Read(kNoHeader + VideoRecord(wire::kZ264, true, 64, 48, "key")), 0u);
 }
 
@@ -204,8 +191,7 @@ TEST_F(Stream, SoundThatNobodyHearsKeepsTheStreamInStep) {
     EXPECT_TRUE(played.opened.empty());
     EXPECT_TRUE(played.written.empty());
     // Each of the three switches alone is enough to keep it silent.
-    for (auto* const off :
-         {&core.m_sound.m_bPlayAudioUI, &core.m_sound.m_bSupportAudio, &core.m_sound.m_bAudioRight}) {
+    for (auto* const off : {&switches.m_bPlayAudioUI, &switches.m_bSupportAudio, &switches.m_bAudioRight}) {
         ListenToIt();
         *off = false;
         EXPECT_EQ(Read(kNoHeader + sound + jpeg), 1u);
@@ -224,7 +210,7 @@ TEST_F(Stream, SoundOpensTheDeviceOnceAndIsWritten) {
     expected.inWaveType = 63270;
     EXPECT_EQ(played.opened[0], expected);
     EXPECT_THAT(played.written, testing::ElementsAre("one", "two"));
-    core.m_sound.m_bPlayAudioUI = false;
+    switches.m_bPlayAudioUI = false;
     Read(kNoHeader + AudioRecord(wire::kZ726, 8000, 4, 1, "three"));
     EXPECT_EQ(played.closed, 0) << "switching the sound off leaves the device open";
 }
@@ -255,34 +241,6 @@ TEST(WaveFormats, FollowTheCodeAndTheBlock) {
     EXPECT_EQ(typeOf(wire::kFAAC, {8000, 16, 1}), 0);
     EXPECT_EQ(WaveFormatsFor(wire::kPCM, {44100, 16, 2})->outSamplesPerSecond, 44100u);
     EXPECT_EQ(WaveFormatsFor(wire::kG711, {16000, 8, 1})->outSamplesPerSecond, 8000u);
-}
-
-TEST(StreamErrors, ShowAtTheSeventhAndThenAtEverySixth) {
-    ChannelCore core(SystemClock());
-    for (int i = 1; i <= 25; ++i) {
-        core.m_picture.SetMainOsdCameraString({}, CaptionStay::UntilPicture);
-        core.ReportStreamError(kStreamStatus, 401);
-        const bool shown = core.m_picture.GetMainCaption() == "Unauthorized";
-        EXPECT_EQ(shown, i == 7 || i == 13 || i == 19 || i == 25) << i;
-    }
-}
-
-TEST(StreamErrors, SayWhatIsWrong) {
-    const auto captionOf = [](int code, int argument, bool running) {
-        ChannelCore core(SystemClock());
-        core.m_bStreamRunning = running;
-        core.m_nErrorCount = 6;
-        core.ReportStreamError(code, argument);
-        return core.m_picture.GetMainCaption();
-    };
-    EXPECT_EQ(captionOf(kStreamStatus, 401, false), "Unauthorized");
-    EXPECT_EQ(captionOf(kStreamStatus, 403, false), "Disconnected");
-    EXPECT_EQ(captionOf(kStreamBodyCut, 0, false), "Disconnected");
-    // Before the first picture it still connects.
-    EXPECT_EQ(captionOf(kStreamConnect, 0, false), "");
-    EXPECT_EQ(captionOf(kStreamStatus, 404, false), "");
-    EXPECT_EQ(captionOf(kStreamConnect, 0, true), "Disconnected");
-    EXPECT_EQ(captionOf(kStreamStatus, 404, true), "Disconnected");
 }
 
 }  // namespace

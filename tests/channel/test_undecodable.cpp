@@ -1,9 +1,9 @@
 // A stream of which no picture can be made, as the cell tells it.
 #include <gmock/gmock.h>
 
-#include "channel/camera/base_camera.h"
 #include "persist/string_table.h"
 #include "stream_maker.h"
+#include "support/camera_maker.h"
 #include "support/fake_clock.h"
 #include "support/scripted_server.h"
 #include "support/wait_until.h"
@@ -68,13 +68,7 @@ TEST(UndecodableStream, IsToldAfterFiveSecondsUntilAPictureComes) {
                 }
             },
             "getstream.cgi");
-        CameraSettings settings;
-        settings.m_NetworkSetting[0].szAddress = "127.0.0.1";
-        settings.m_nSvrPort = recorder.Port();
-        settings.m_lpszSvrIP = "127.0.0.1";
-        settings.m_bMonitorRight = 1;
-        const auto camera = CreateCamera(&settings, clock);
-        *camera = settings;
+        const auto camera = kvtest::MakeCamera(kvtest::SettingsOf(0, recorder.Port()), clock);
         camera->StartCameraThreads();
         camera->StartPlaying(PlaySound::No);
         const auto received = [&](std::uint64_t count) {

@@ -1,11 +1,12 @@
 #include <gtest/gtest.h>
 
-#include "fake_recorder.h"
+#include "platform/text.h"
 #include "server/http/capability_reader.h"
 #include "server/http/query_context.h"
 #include "server/kelvara_info.h"
 #include "server/server_messages.h"
 #include "support/fake_clock.h"
+#include "support/fake_recorder.h"
 #include "support/message_log.h"
 #include "support/wait_until.h"
 
@@ -38,11 +39,11 @@ protected:
     }
     CStreamInfo& StreamsOf(std::size_t channel) { return status.m_VideoSettingList[channel].m_StreamInfo; }
     bool Ask(const std::string& reply) {
-        recorder.Answer("getmultistreaminfo.cgi", reply);
+        recorder.SetDocument("getmultistreaminfo.cgi", reply);
         return CapabilityReader(query).GetStreamInfo(status);
     }
     bool AskTalk(const std::string& reply) {
-        recorder.Answer("zcapabilities.cgi", reply);
+        recorder.SetDocument("zcapabilities.cgi", reply);
         return CapabilityReader(query).GetTalking(status);
     }
 
@@ -153,7 +154,7 @@ TEST_F(Capabilities, VersionsAreComparedAsText) {
         status.strServerVersion = old;
         EXPECT_TRUE(AskTalk(""));
     }
-    EXPECT_EQ(recorder.Count("zcapabilities"), 0);
+    EXPECT_EQ(recorder.CountHeads("zcapabilities"), 0);
 }
 
 TEST_F(Capabilities, A404TurnsNoRootButItsOwn) {
@@ -161,7 +162,7 @@ TEST_F(Capabilities, A404TurnsNoRootButItsOwn) {
     EXPECT_TRUE(reader.GetStreamInfo(status));
     EXPECT_TRUE(reader.IsNotFound());
     EXPECT_TRUE(reader.GetStreamInfo(status));
-    EXPECT_EQ(recorder.Count("GET /getmultistreaminfo.cgi HTTP"), 1);
+    EXPECT_EQ(recorder.CountHeads("GET /getmultistreaminfo.cgi HTTP"), 1);
     EXPECT_EQ(query.CgiRoot(), "/cgi-bin");
 }
 
@@ -172,7 +173,7 @@ namespace {
 class LiveCapabilities : public testing::Test {
 protected:
     LiveCapabilities() {
-        recorder.AnswerAll(2);
+        recorder.SetDocuments(2);
         recorder.On("notify.cgi", [](Peer& peer) {
             peer.Write("HTTP/1.0 200 OK\r\n");
             peer.Hold();
@@ -201,28 +202,28 @@ protected:
 }  // namespace
 
 TEST_F(LiveCapabilities, AreToldOnceTheListIsPublishedAndStay) {
-    recorder.Answer("getmultistreaminfo.cgi", Streams(kTwoStreams));
-    recorder.Answer("zcapabilities.cgi", kOk +
-                                             "<r><return>0</return><ch1><audio_out>1</audio_out>"
-                                             "<audio_out_type>1</audio_out_type></ch1></r>");
+    recorder.SetDocument("getmultistreaminfo.cgi", Streams(kTwoStreams));
+    recorder.SetDocument("zcapabilities.cgi", kOk +
+                                                  "<r><return>0</return><ch1><audio_out>1</audio_out>"
+                                                  "<audio_out_type>1</audio_out_type></ch1></r>");
     Start();
     ASSERT_TRUE(WaitUntil([&] { return Told(WM_UPDATEVSINFO_CAPABILITIES); }));
     EXPECT_EQ(info.GetCapabilities(0).streams.size(), 2u);
     EXPECT_TRUE(info.GetCapabilities(1).CanTalk());
     EXPECT_EQ(info.GetCapabilities(2), ChannelCapabilities());
     // The notification connection's own refresh merges the same.
-    ASSERT_TRUE(
-        WaitUntil([&] { return recorder.Count("get_init_info") >= 2 && recorder.Count("get_ext") >= 2; }));
+    ASSERT_TRUE(WaitUntil(
+        [&] { return recorder.CountHeads("get_init_info") >= 2 && recorder.CountHeads("get_ext") >= 2; }));
     EXPECT_EQ(info.GetCapabilities(0).streams.size(), 2u);
-    EXPECT_EQ(recorder.Count("getmultistreaminfo"), 1);
+    EXPECT_EQ(recorder.CountHeads("getmultistreaminfo"), 1);
 }
 
 TEST_F(LiveCapabilities, ARecorderWithoutThemLogsInAsBefore) {
     Start();
-    ASSERT_TRUE(
-        WaitUntil([&] { return recorder.Count("notify.cgi") == 1 && recorder.Count("zcapab") == 1; }));
-    ASSERT_TRUE(WaitUntil([&] { return recorder.Count("get_ext") >= 2; }));
-    EXPECT_EQ(recorder.Count("GET /get_init_info.cgi"), 0) << "the root of the round was turned";
+    ASSERT_TRUE(WaitUntil(
+        [&] { return recorder.CountHeads("notify.cgi") == 1 && recorder.CountHeads("zcapab") == 1; }));
+    ASSERT_TRUE(WaitUntil([&] { return recorder.CountHeads("get_ext") >= 2; }));
+    EXPECT_EQ(recorder.CountHeads("GET /get_init_info.cgi"), 0) << "the root of the round was turned";
     EXPECT_FALSE(Told(WM_UPDATEVSINFO_CAPABILITIES));
     for (const Message& message : log->All()) {
         EXPECT_EQ(message.number, WM_UPDATEVSINFO);
@@ -232,7 +233,7 @@ TEST_F(LiveCapabilities, ARecorderWithoutThemLogsInAsBefore) {
 TEST_F(LiveCapabilities, SilenceDelaysNobodyAndAStopEndsIt) {
     recorder.On("getmultistreaminfo.cgi", [](Peer& peer) { peer.Hold(); });
     Start();
-    ASSERT_TRUE(WaitUntil([&] { return recorder.Count("notify.cgi") == 1; }));
+    ASSERT_TRUE(WaitUntil([&] { return recorder.CountHeads("notify.cgi") == 1; }));
     const auto before = std::chrono::steady_clock::now();
     EXPECT_TRUE(info.StopGetKelvaraInfo(StopWait::ToTheEnd));
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(2));

@@ -1,9 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "fake_recorder.h"
 #include "persist/orvo_registry.h"
+#include "platform/text.h"
 #include "server/nvr_event_log.h"
 #include "support/fake_clock.h"
+#include "support/fake_recorder.h"
 #include "support/message_log.h"
 #include "support/temp_folder.h"
 
@@ -142,7 +143,7 @@ protected:
     void Arm(CGetNVREventLog& target) {
         target.SetThreadArg(3, "Hall", "127.0.0.1", recorder.Port(), "viewer", "pw", WindowHandle(window));
     }
-    void Serve(const std::string& body) { recorder.Answer("get_log_info.cgi", kHead + body); }
+    void Serve(const std::string& body) { recorder.SetDocument("get_log_info.cgi", kHead + body); }
     // The messages after the next fetch.
     Message Next() {
         EXPECT_TRUE(window->WaitFor(++expected));
@@ -199,7 +200,7 @@ TEST_F(EventLog, FailuresAreRepeatedAfterThreeSeconds) {
     for (const std::string& reply :
          {std::string("HTTP/1.0 404 Not Found\r\n\r\n"), kHead, kHead + Info(1, At(9), "uncounted"),
           std::string("garbage\n"), std::string()}) {
-        recorder.Answer("get_log_info.cgi", reply);
+        recorder.SetDocument("get_log_info.cgi", reply);
         const auto before = clock.Waits().size();
         expected == 1 ? log.DoNow() : clock.Advance(Milliseconds(3000));
         EXPECT_EQ(Next(), (Message{WM_GETNVREVENT, 1, 0})) << reply;
@@ -210,8 +211,8 @@ TEST_F(EventLog, FailuresAreRepeatedAfterThreeSeconds) {
     }
     EXPECT_EQ(Known(), List{"kept"});
     // Heads with CR LF are as good.
-    recorder.Answer("get_log_info.cgi",
-                    "HTTP/1.0 200 OK\r\nA: b\r\n\r\n<num>1</num>\r\n" + Info(1, At(2), "crlf"));
+    recorder.SetDocument("get_log_info.cgi",
+                         "HTTP/1.0 200 OK\r\nA: b\r\n\r\n<num>1</num>\r\n" + Info(1, At(2), "crlf"));
     clock.Advance(Milliseconds(3000));
     EXPECT_EQ(Next(), (Message{WM_GETNVREVENT, 0, 3}));
     EXPECT_EQ(Known(), (List{"crlf", "kept"}));

@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
-#include "fake_recorder.h"
+#include "platform/text.h"
 #include "server/recorder_list.h"
 #include "server/server_messages.h"
 #include "support/fake_clock.h"
+#include "support/fake_recorder.h"
 #include "support/message_log.h"
+#include "support/recorder_texts.h"
 #include "support/wait_until.h"
 
 using namespace kvmon;
@@ -59,7 +61,7 @@ public:
 }  // namespace
 
 TEST_F(Info, AGoodRoundPublishesAndSleepsOnTheConnection) {
-    recorder.AnswerAll(2);
+    recorder.SetDocuments(2);
     recorder.On("notify.cgi", [](Peer& peer) {
         peer.Write("HTTP/1.0 200 OK\r\n");
         peer.Hold();
@@ -93,7 +95,7 @@ TEST_F(Info, AGoodRoundPublishesAndSleepsOnTheConnection) {
 }
 
 TEST_F(Info, ARecorderWithoutChannelsTellsSo) {
-    recorder.AnswerAll(0);
+    recorder.SetDocuments(0);
     recorder.On("notify.cgi", [](Peer& peer) {
         peer.Write("HTTP/1.0 200 OK\r\n");
         peer.Hold();
@@ -105,11 +107,11 @@ TEST_F(Info, ARecorderWithoutChannelsTellsSo) {
 }
 
 TEST_F(Info, AWrongPasswordIsToldAfterThreeSilentRounds) {
-    recorder.Answer("get_init_info.cgi", "HTTP/1.0 401 Unauthorized\r\n\r\n");
+    recorder.SetDocument("get_init_info.cgi", "HTTP/1.0 401 Unauthorized\r\n\r\n");
     info.StartGetKelvaraInfo(StartMode::GoOn);
     EXPECT_EQ(Messages(1), std::vector<Message>{Failed(7)});
     EXPECT_TRUE(StopsAtOnce());
-    EXPECT_GE(recorder.Count("get_init_info.cgi"), 4);
+    EXPECT_GE(recorder.CountHeads("get_init_info.cgi"), 4);
     // The fourth round's message comes before its own attempt at a connection.
     const auto heads = recorder.Server().Heads();
     for (std::size_t i = 0; i < 7; ++i) {
@@ -119,13 +121,14 @@ TEST_F(Info, AWrongPasswordIsToldAfterThreeSilentRounds) {
 }
 
 TEST_F(Info, APasswordThatTurnsWrongIsToldAtOnce) {
-    recorder.AnswerAll(1);
-    recorder.On("notify.cgi",
-                [&](Peer&) { recorder.Answer("get_init_info.cgi", "HTTP/1.0 401 Unauthorized\r\n\r\n"); });
+    recorder.SetDocuments(1);
+    recorder.On("notify.cgi", [&](Peer&) {
+        recorder.SetDocument("get_init_info.cgi", "HTTP/1.0 401 Unauthorized\r\n\r\n");
+    });
     info.StartGetKelvaraInfo(StartMode::GoOn);
     EXPECT_EQ(Messages(5).back(), Failed(7));
     EXPECT_TRUE(StopsAtOnce());
-    EXPECT_LE(recorder.Count("notify.cgi"), 2 + static_cast<int>(log->All().size()) - 5);
+    EXPECT_LE(recorder.CountHeads("notify.cgi"), 2 + static_cast<int>(log->All().size()) - 5);
 }
 
 TEST_F(Info, AServerOutOfReachCostsOneMessageARoundAndLongerWaits) {
@@ -165,22 +168,22 @@ TEST_F(Info, AFailureThatIsCountedDuringTheWaitLengthensIt) {
 }
 
 TEST_F(Info, AFailedListStillReadsTheDiskAndTheNextRootIsTried) {
-    recorder.AnswerAll(1);
+    recorder.SetDocuments(1);
     recorder.On("/cgi-bin/get_init_info.cgi",
                 [](Peer& peer) { peer.Write(HttpReply(404, "Not Found", "")); });
-    recorder.Answer("z_status.cgi", DiskInfo(1));
+    recorder.SetDocument("z_status.cgi", DiskInfo(1));
     info.StartGetKelvaraInfo(StartMode::GoOn);
     EXPECT_TRUE(WaitUntil([&] { return info.GetServerName() == "Lobby"; }));
     EXPECT_TRUE(StopsAtOnce());
     const auto heads = recorder.Server().Heads();
     EXPECT_EQ(heads.at(0).find("GET /cgi-bin/get_init_info.cgi"), 0u);
     EXPECT_EQ(heads.at(1).find("GET /z_status.cgi"), 0u);
-    EXPECT_EQ(recorder.Count("GET /cgi-bin/z_status.cgi"), 0);
+    EXPECT_EQ(recorder.CountHeads("GET /cgi-bin/z_status.cgi"), 0);
 }
 
 TEST_F(Info, StopsWhateverTheRecorderHoldsBack) {
     for (const char* silent : {"get_init_info.cgi", "z_status.cgi", "get_ext_info.cgi", "notify.cgi"}) {
-        recorder.AnswerAll(1);
+        recorder.SetDocuments(1);
         recorder.On("notify.cgi", [](Peer& peer) {
             peer.Write("HTTP/1.0 200 OK\r\n");
             peer.Hold();
@@ -202,7 +205,7 @@ TEST_F(Info, StopsWhateverTheRecorderHoldsBack) {
 
 TEST_F(Info, AStartWithoutForceGoesOnWithTheNewData) {
     FakeRecorder other;
-    other.AnswerAll(3);
+    other.SetDocuments(3);
     std::atomic<bool> reached{false};
     recorder.On("get_init_info.cgi", [&](Peer& peer) {
         reached = true;
@@ -272,16 +275,16 @@ TEST_F(Info, CountsAndVisibilityByConfigurationAndRight) {
         text += Scramble(AddressLine(i, std::string(16, '0'), i == 0 ? "" : "cam", "")) +
                 Scramble(AccountLine("", "", 1, 1));
     }
-    recorder.AnswerAll(3);
-    recorder.Answer("get_init_info.cgi", text);
-    recorder.Answer("z_status.cgi",
-                    "HTTP/1.0 200 OK\r\n\r\n0\n003"
-                    "000"
-                    "000"
-                    "000"
-                    "000"
-                    "001"
-                    "\n");
+    recorder.SetDocuments(3);
+    recorder.SetDocument("get_init_info.cgi", text);
+    recorder.SetDocument("z_status.cgi",
+                         "HTTP/1.0 200 OK\r\n\r\n0\n003"
+                         "000"
+                         "000"
+                         "000"
+                         "000"
+                         "001"
+                         "\n");
     info.StartGetKelvaraInfo(StartMode::GoOn);
     Messages(4);
     EXPECT_TRUE(StopsAtOnce());

@@ -7,10 +7,11 @@
 
 #include <filesystem>
 
-#include "fake_recorder.h"
 #include "server/notify_info.h"
 #include "support/fake_clock.h"
+#include "support/fake_recorder.h"
 #include "support/message_log.h"
+#include "support/recorder_texts.h"
 #include "support/wait_until.h"
 
 using namespace kvmon;
@@ -24,7 +25,7 @@ protected:
     Notify() {
         worker.SetConnectInfo(0, "127.0.0.1", recorder.Port(), "u", "p");
         worker.SetNotifyWnd(WindowHandle(log));
-        recorder.AnswerAll(1);
+        recorder.SetDocuments(1);
     }
     // What was asked for, one letter a request: Conc, Disk, Ext, Notify.
     std::string RunWith(FakeRecorder::Handler notify) {
@@ -70,22 +71,22 @@ public:
     DeafPort() {
         sockaddr_in address = Loopback(0);
         socklen_t length = sizeof address;
-        EXPECT_EQ(::bind(listener_, Generic(address), length), 0);
-        EXPECT_EQ(::listen(listener_, 0), 0);
-        EXPECT_EQ(::getsockname(listener_, Generic(address), &length), 0);
-        port_ = ntohs(address.sin_port);
-        EXPECT_EQ(::connect(waiting_, Generic(address), length), 0);
+        EXPECT_EQ(::bind(m_listener, Generic(address), length), 0);
+        EXPECT_EQ(::listen(m_listener, 0), 0);
+        EXPECT_EQ(::getsockname(m_listener, Generic(address), &length), 0);
+        m_port = ntohs(address.sin_port);
+        EXPECT_EQ(::connect(m_waiting, Generic(address), length), 0);
     }
     ~DeafPort() {
-        ::close(waiting_);
-        ::close(listener_);
+        ::close(m_waiting);
+        ::close(m_listener);
     }
-    std::uint16_t Port() const { return port_; }
+    std::uint16_t Port() const { return m_port; }
 
 private:
-    const int listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const int waiting_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    std::uint16_t port_ = 0;
+    const int m_listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int m_waiting = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    std::uint16_t m_port = 0;
 };
 
 int Option(int fd, int level, int name) {
@@ -116,7 +117,7 @@ TEST_F(Notify, SendsExactlyThisRequestUnderAFixedPath) {
     EXPECT_EQ(recorder.Server().Heads().at(0),
               "GET /cgi-bin/notify.cgi HTTP/1.0\r\nUser-Agent: Monitor\r\nHost: 127.0.0.1\r\n"
               "Connection: Keep-Alive\r\nAuthorization: Basic dTpw\r\n\r\n");
-    EXPECT_EQ(recorder.Count("GET /get_init_info.cgi"), 1);
+    EXPECT_EQ(recorder.CountHeads("GET /get_init_info.cgi"), 1);
 }
 
 TEST_F(Notify, LinesAskForTheirDocuments) {
@@ -200,15 +201,15 @@ TEST_F(Notify, AnInstantReplyMeansNoTimeOutAndNoKeepAlive) {
     RunWith([&](Peer& peer) {
         peer.Write("HTTP/1.0 200 OK\r\n");
         // The refresh goes through meanwhile; its pauses take no real time.
-        WaitUntil([&] { return recorder.Count("get_ext_info") == 1; });
+        WaitUntil([&] { return recorder.CountHeads("get_ext_info") == 1; });
         EXPECT_FALSE(peer.WaitClosed(milliseconds(100)));
         peer.Write("3\n");
     });
-    EXPECT_EQ(recorder.Count("z_status"), 1);
+    EXPECT_EQ(recorder.CountHeads("z_status"), 1);
 }
 
 TEST_F(Notify, TwelveFailuresEndTheConnection) {
-    recorder.Answer("get_init_info.cgi", "HTTP/1.0 500 Oops\r\n\r\n");
+    recorder.SetDocument("get_init_info.cgi", "HTTP/1.0 500 Oops\r\n\r\n");
     const std::string letters = RunWith([](Peer& peer) {
         peer.Write("HTTP/1.0 200 OK\r\n");
         peer.WaitClosed();
@@ -224,7 +225,7 @@ TEST_F(Notify, TwelveFailuresEndTheConnection) {
 TEST_F(Notify, FailuresCarryTheirCodesAndStopTheRefresh) {
     const auto firstFailure = [&](const std::string& key, int failures, const std::string& lines) {
         const std::size_t before = log->All().size();
-        recorder.AnswerAll(1);
+        recorder.SetDocuments(1);
         std::atomic<int> left{failures};
         const auto good = key == "z_status.cgi" ? DiskInfo(1) : ExtInfo(1);
         int seen = 0;

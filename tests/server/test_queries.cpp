@@ -1,12 +1,13 @@
 #include <gtest/gtest.h>
 
-#include "fake_recorder.h"
 #include "server/documents/document_errors.h"
 #include "server/http/conc_info.h"
 #include "server/http/disk_info.h"
 #include "server/http/ext_info.h"
 #include "server/http/server_requests.h"
 #include "support/fake_clock.h"
+#include "support/fake_recorder.h"
+#include "support/recorder_texts.h"
 
 using namespace kvmon;
 using namespace kvtest;
@@ -19,7 +20,7 @@ protected:
     void Connect(std::uint32_t port) { query.SetConnectInfo(0, "127.0.0.1", port, "viewer", "pw"); }
 
     ConcInfoError Conc(const std::string& reply) {
-        recorder.Answer("get_init_info.cgi", reply);
+        recorder.SetDocument("get_init_info.cgi", reply);
         return Conc();
     }
     ConcInfoError Conc() {
@@ -29,7 +30,7 @@ protected:
         return static_cast<ConcInfoError>(code);
     }
     DiskInfoError Disk(const std::string& reply) {
-        recorder.Answer("z_status.cgi", reply);
+        recorder.SetDocument("z_status.cgi", reply);
         std::uint32_t code = 99;
         const bool ok = GetNvrDiskInfo(query, status, &code);
         EXPECT_EQ(ok, code == 0);
@@ -37,7 +38,7 @@ protected:
     }
     // 99 if no code was set.
     int Ext(const std::string& reply) {
-        recorder.Answer("get_ext_info.cgi", reply);
+        recorder.SetDocument("get_ext_info.cgi", reply);
         std::uint32_t code = 99;
         GetExtInfo(query, status, &code);
         return static_cast<int>(code);
@@ -57,8 +58,8 @@ TEST_F(Queries, SendExactlyTheseRequests) {
     EXPECT_EQ(Conc(ConcInfo(1)), ConcInfoError::None);
     EXPECT_EQ(Disk(DiskInfo(1)), DiskInfoError::None);
     EXPECT_EQ(Ext(ExtInfo(1)), 0);
-    recorder.Answer("logout.cgi", "HTTP/1.0 200 OK\n\nbye\n\n");
-    recorder.Answer("param.cgi", "HTTP/1.0 200 OK\n\n<DATE_TIME>\n20240102130000\n");
+    recorder.SetDocument("logout.cgi", "HTTP/1.0 200 OK\n\nbye\n\n");
+    recorder.SetDocument("param.cgi", "HTTP/1.0 200 OK\n\n<DATE_TIME>\n20240102130000\n");
     EXPECT_TRUE(LogoutServer(query));
     EXPECT_TRUE(ReadServerTimeOffset(query));
     const std::string tail = "Authorization: Basic dmlld2VyOnB3\r\n\r\n";
@@ -115,7 +116,7 @@ TEST_F(Queries, A404FlipsTheRootAndAnotherFlipsItBack) {
     EXPECT_EQ(query.CgiRoot(), "");
     EXPECT_EQ(Conc(), ConcInfoError::NotFound);
     EXPECT_EQ(query.CgiRoot(), "/cgi-bin");
-    EXPECT_EQ(recorder.Count("GET /get_init_info.cgi HTTP"), 1);
+    EXPECT_EQ(recorder.CountHeads("GET /get_init_info.cgi HTTP"), 1);
     EXPECT_EQ(Conc("HTTP/1.0 401 Unauthorized\r\n\r\n"), ConcInfoError::Unauthorized);
     EXPECT_EQ(Conc("HTTP/1.0 500 Oops\r\n\r\n"), ConcInfoError::BadStatus);
     EXPECT_EQ(Conc("HTTP/1.0 200\r\n\r\n"), ConcInfoError::BadStatus) << "no second blank";
@@ -247,17 +248,17 @@ TEST_F(Queries, ServerTimeIsTheDifferenceToTheLocalClock) {
     char text[32];
     std::strftime(text, sizeof text, "%Y%m%d%H%M%S", &local);
     const std::string head = "HTTP/1.0 200 OK\nX: y\n\n<other>\n";
-    recorder.Answer("param.cgi", head + "<Date_Time>" + text + "</date_time>\n");
+    recorder.SetDocument("param.cgi", head + "<Date_Time>" + text + "</date_time>\n");
     EXPECT_EQ(ReadServerTimeOffset(query), 3600);
-    recorder.Answer("param.cgi",
-                    "HTTP/1.0 200 OK\r\nX: y\r\n\r\n<System>\n<date_time>\n" + std::string(text) + "\n");
+    recorder.SetDocument("param.cgi",
+                         "HTTP/1.0 200 OK\r\nX: y\r\n\r\n<System>\n<date_time>\n" + std::string(text) + "\n");
     EXPECT_EQ(ReadServerTimeOffset(query), 3600);
     for (const std::string& body : {std::string("<date_time>2024\n"), std::string("<date_time>\nsoon\n"),
                                     std::string("<date_time>99999999999999\n"), std::string()}) {
-        recorder.Answer("param.cgi", head + body);
+        recorder.SetDocument("param.cgi", head + body);
         EXPECT_EQ(ReadServerTimeOffset(query), std::nullopt) << body;
     }
-    recorder.Answer("logout.cgi", "HTTP/1.0 200 OK\n\n");
+    recorder.SetDocument("logout.cgi", "HTTP/1.0 200 OK\n\n");
     EXPECT_FALSE(LogoutServer(query)) << "the second empty line is missing";
 }
 

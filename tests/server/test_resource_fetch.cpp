@@ -1,7 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "fake_recorder.h"
+#include "platform/text.h"
 #include "server/http/resource_fetch.h"
+#include "support/scripted_server.h"
 
 using namespace kvmon;
 using namespace kvtest;

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "fake_recorder.h"
 #include "server/documents/server_documents.h"
+#include "support/recorder_texts.h"
 
 using namespace kvmon;
 using namespace kvtest;

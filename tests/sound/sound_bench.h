@@ -34,16 +34,16 @@ inline double Decibels(std::span<const std::int16_t> wanted, std::span<const std
 // A clock that stands still until the test moves it.
 class StandingClock final : public kvrecorder::MediaClock {
 public:
-    kvrecorder::MediaTime Now() override { return kvrecorder::MediaTime(now_); }
+    kvrecorder::MediaTime Now() override { return kvrecorder::MediaTime(m_now); }
     std::chrono::system_clock::time_point WallTime() override { return {}; }
     void WaitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& wake,
                    kvrecorder::MediaTime) override {
         wake.wait_for(lock, std::chrono::milliseconds(1));
     }
-    void Advance(std::chrono::milliseconds time) { now_ += kvrecorder::MediaTime(time).count(); }
+    void Advance(std::chrono::milliseconds time) { m_now += kvrecorder::MediaTime(time).count(); }
 
 private:
-    std::atomic<std::int64_t> now_{0};
+    std::atomic<std::int64_t> m_now{0};
 };
 
 // All cards of a test, and the switches of those who own them.
@@ -51,42 +51,42 @@ class Cards {
 public:
     // Throws away nothing: what was played while its switch was on, card by card in the order of making.
     std::vector<Samples> Played() const {
-        const std::lock_guard lock(mutex_);
+        const std::lock_guard lock(m_mutex);
         std::vector<Samples> all;
-        for (const auto& card : cards_) {
+        for (const auto& card : m_cards) {
             all.push_back(card->played);
         }
         return all;
     }
     Samples Last() const {
-        const std::lock_guard lock(mutex_);
-        return cards_.empty() ? Samples() : cards_.back()->played;
+        const std::lock_guard lock(m_mutex);
+        return m_cards.empty() ? Samples() : m_cards.back()->played;
     }
     // Cards that are open now.
     int Open() const {
-        const std::lock_guard lock(mutex_);
+        const std::lock_guard lock(m_mutex);
         return static_cast<int>(
-            std::count_if(cards_.begin(), cards_.end(), [](const auto& c) { return c->open; }));
+            std::count_if(m_cards.begin(), m_cards.end(), [](const auto& c) { return c->open; }));
     }
     // The most switches that were on together while something was played.
     int MostTogether() const {
-        const std::lock_guard lock(mutex_);
-        return mostTogether_;
+        const std::lock_guard lock(m_mutex);
+        return m_mostTogether;
     }
     // The first sample of what was played last; 0 before.
     int Heard() const {
-        const std::lock_guard lock(mutex_);
-        return heard_;
+        const std::lock_guard lock(m_mutex);
+        return m_heard;
     }
     void Forget() {
-        const std::lock_guard lock(mutex_);
-        heard_ = 0;
+        const std::lock_guard lock(m_mutex);
+        m_heard = 0;
     }
 
     std::unique_ptr<kvmon::SoundCard> Make(const kvmon::SoundFlag& audible) {
-        const std::lock_guard lock(mutex_);
-        cards_.push_back(std::make_shared<State>(audible));
-        return std::make_unique<Card>(*this, cards_.back());
+        const std::lock_guard lock(m_mutex);
+        m_cards.push_back(std::make_shared<State>(audible));
+        return std::make_unique<Card>(*this, m_cards.back());
     }
 
 private:
@@ -99,44 +99,46 @@ private:
 
     class Card final : public kvmon::SoundCard {
     public:
-        Card(Cards& cards, std::shared_ptr<State> state) : cards_(cards), state_(std::move(state)) {}
+        Card(Cards& cards, std::shared_ptr<State> state) : m_cards(cards), m_state(std::move(state)) {}
         ~Card() override { Close(); }
         bool Open(const kvmon::PcmFormat&) override {
-            const std::lock_guard lock(cards_.mutex_);
-            return state_->open = true;
+            const std::lock_guard lock(m_cards.m_mutex);
+            return m_state->open = true;
         }
         bool Play(std::span<const std::uint8_t> block) override {
-            const std::lock_guard lock(cards_.mutex_);
-            if (!state_->audible) {
+            const std::lock_guard lock(m_cards.m_mutex);
+            if (!m_state->audible) {
                 return true;
             }
             int together = 0;
-            for (const auto& card : cards_.cards_) {
+            for (const auto& card : m_cards.m_cards) {
                 together += card->open && card->audible ? 1 : 0;
             }
-            cards_.mostTogether_ = std::max(cards_.mostTogether_, together);
+            m_cards.m_mostTogether = std::max(m_cards.m_mostTogether, together);
             for (std::size_t i = 0; i + 1 < block.size(); i += 2) {
-                state_->played.push_back(static_cast<std::int16_t>(block[i] | block[i + 1] << 8));
+                m_state->played.push_back(static_cast<std::int16_t>(block[i] | block[i + 1] << 8));
             }
-            cards_.heard_ = state_->played.back();
+            m_cards.m_heard = m_state->played.back();
             return true;
         }
         void Close() override {
-            const std::lock_guard lock(cards_.mutex_);
-            state_->open = false;
+            const std::lock_guard lock(m_cards.m_mutex);
+            m_state->open = false;
         }
         void Cancel() override {}
 
     private:
-        Cards& cards_;
-        const std::shared_ptr<State> state_;
+        Cards& m_cards;
+        const std::shared_ptr<State> m_state;
     };
 
-    mutable std::mutex mutex_;
-    std::vector<std::shared_ptr<State>> cards_;
-    int mostTogether_ = 0;
-    int heard_ = 0;
+    mutable std::mutex m_mutex;
+    std::vector<std::shared_ptr<State>> m_cards;
+    int m_mostTogether = 0;
+    int m_heard = 0;
 };
+
+inline constexpr char kAdminLogin[] = "YWRtaW46c2VjcmV0";
 
 // "admin:secret" may do everything, and "second:secret" too.
 class SoundingRecorder {

@@ -12,11 +12,11 @@
 #pragma GCC diagnostic pop
 
 #include "../console/console_fixture.h"
-#include "channel/camera/base_camera.h"
 #include "channel/camera/default_factories.h"
 #include "media/wav_file.h"
 #include "skin/xskin_od_button.h"
 #include "sound_bench.h"
+#include "support/camera_maker.h"
 
 using namespace kvmon;
 using kvrecorder::SoundFormat;
@@ -41,12 +41,12 @@ public:
             return std::make_unique<CWaveOutDevice>([](const SoundFlag& flag) { return cards->Make(flag); });
         };
     }
-    ~CardsInPlace() { Factories().waveOutput = before_; }
+    ~CardsInPlace() { Factories().waveOutput = m_before; }
 
     Cards all;
 
 private:
-    const WaveOutputFactory before_ = Factories().waveOutput;
+    const WaveOutputFactory m_before = Factories().waveOutput;
 };
 
 struct Case {
@@ -95,15 +95,9 @@ double BestDecibels(const Samples& wanted, const Samples& heard, std::size_t blo
 }
 
 std::shared_ptr<CBaseCamera> Listen(std::uint16_t port, int channel) {
-    CameraSettings settings;
-    settings.m_NetworkSetting[0].szAddress = "127.0.0.1";
-    settings.m_nCh = channel;
-    settings.m_nSvrPort = port;
-    settings.m_lpszSvrIP = "127.0.0.1";
-    settings.m_lpszSvrBase64Auth = "YWRtaW46c2VjcmV0";
-    settings.m_bMonitorRight = 1;
-    auto camera = CreateCamera(&settings);
-    *camera = settings;
+    CameraSettings settings = kvtest::SettingsOf(channel, port);
+    settings.m_lpszSvrBase64Auth = kvtest::kAdminLogin;
+    auto camera = kvtest::MakeCamera(settings);
     camera->SetSupportAudio(true);
     camera->StartCameraThreads();
     camera->StartPlaying(PlaySound::Yes);

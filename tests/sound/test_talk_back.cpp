@@ -10,13 +10,13 @@
 #include "../console/console_fixture.h"
 #include "audio/sound_in.h"
 #include "channel/base/channel_messages.h"
-#include "channel/camera/base_camera.h"
 #include "channel/sound/talk_back.h"
 #include "console/sound/level_meter.h"
 #include "console/sound/send_sound_dlg.h"
 #include "media/wav_file.h"
 #include "skin/wait_dlg.h"
 #include "sound_bench.h"
+#include "support/camera_maker.h"
 #include "support/fake_clock.h"
 #include "support/message_log.h"
 #include "support/scripted_server.h"
@@ -102,16 +102,10 @@ MicrophoneFactory Says(Samples samples, bool endless = false) {
 }
 
 std::shared_ptr<CBaseCamera> TalkingCamera(std::uint16_t port, Clock& clock = SystemClock(),
-                                           const char* auth = "YWRtaW46c2VjcmV0", std::uint32_t type = 1) {
-    CameraSettings settings;
-    settings.m_NetworkSetting[0].szAddress = "127.0.0.1";
-    settings.m_nCh = 0;
-    settings.m_nSvrPort = port;
-    settings.m_lpszSvrIP = "127.0.0.1";
+                                           const char* auth = kvtest::kAdminLogin, std::uint32_t type = 1) {
+    CameraSettings settings = kvtest::SettingsOf(0, port);
     settings.m_lpszSvrBase64Auth = auth;
-    settings.m_bMonitorRight = 1;
-    auto camera = CreateCamera(&settings, clock);
-    *camera = settings;
+    auto camera = kvtest::MakeCamera(settings, clock);
     camera->SetTalkCapability(1, type);
     return camera;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/text.h"
+#include "support/recorder_texts.h"
 
 namespace kvtest {
 
@@ -18,19 +19,15 @@ std::vector<FakeChannel> NumberedChannels(int count) {
     return channels;
 }
 
-// A scrambled line whose key word is zero.
-std::string HexLine(const std::string& text) {
-    std::string line = "00000000";
-    for (const char c : text) {
-        line += FormatText("%08X", static_cast<unsigned char>(c));
-    }
-    return line + "\r\n";
-}
-
 }  // namespace
 
+FakeRecorder::FakeRecorder()
+    : m_bHasDocuments(false),
+      m_server(std::make_unique<ScriptedServer>([this](Peer& peer) { Serve(peer); })) {}
+
 FakeRecorder::FakeRecorder(std::string name, std::vector<FakeChannel> channels)
-    : m_name(std::move(name)),
+    : m_bHasDocuments(true),
+      m_name(std::move(name)),
       m_channels(std::move(channels)),
       m_server(std::make_unique<ScriptedServer>([this](Peer& peer) { Serve(peer); })) {}
 
@@ -82,10 +79,19 @@ std::vector<std::string> FakeRecorder::RequestLines(const std::string& text) con
     return lines;
 }
 
-void FakeRecorder::SetDocument(const std::string& key, std::string reply) {
+void FakeRecorder::On(const std::string& key, Handler handler) {
     const std::lock_guard lock(m_mutex);
-    std::erase_if(m_documents, [&](const auto& document) { return document.first == key; });
-    m_documents.emplace_back(key, std::move(reply));
+    m_handlers[key] = std::move(handler);
+}
+
+void FakeRecorder::SetDocument(const std::string& key, std::string reply) {
+    On(key, [reply = std::move(reply)](Peer& peer) { peer.Write(reply); });
+}
+
+void FakeRecorder::SetDocuments(int channels) {
+    SetDocument("get_init_info.cgi", ConcInfo(channels));
+    SetDocument("z_status.cgi", DiskInfo(channels));
+    SetDocument("get_ext_info.cgi", kvtest::ExtInfo(channels));
 }
 
 void FakeRecorder::SetDisk(const std::string& line) {
@@ -103,26 +109,39 @@ std::string FakeRecorder::AnswerToAll() const {
     return m_answerAll;
 }
 
-std::string FakeRecorder::Document(const std::string& head) const {
+FakeRecorder::Handler FakeRecorder::HandlerFor(const std::string& head) const {
+    const std::string line = head.substr(0, head.find('\r'));
     const std::lock_guard lock(m_mutex);
-    for (const auto& [key, reply] : m_documents) {
-        if (head.find(key) != std::string::npos) {
-            return reply;
+    const std::pair<const std::string, Handler>* best = nullptr;
+    for (const auto& entry : m_handlers) {
+        if (line.find(entry.first) != std::string::npos &&
+            (best == nullptr || entry.first.size() > best->first.size())) {
+            best = &entry;
         }
     }
-    return HttpReply(404, "Not Found", "");
+    return best == nullptr ? Handler() : best->second;
 }
 
 void FakeRecorder::Serve(Peer& peer) {
     const std::string head = peer.ReadHead();
-    const auto asks = [&](const char* what) { return head.find(what) != std::string::npos; };
     if (m_silent) {
         peer.Hold();
     } else if (const std::string reply = AnswerToAll(); !reply.empty()) {
         peer.Write(reply);
     } else if (m_refuse) {
         peer.Write(HttpReply(401, "Unauthorized", ""));
-    } else if (asks("get_init_info.cgi")) {
+    } else if (const Handler handler = HandlerFor(head)) {
+        handler(peer);
+    } else if (m_bHasDocuments) {
+        ServeOwn(peer, head);
+    } else {
+        peer.Write(HttpReply(404, "Not Found", ""));
+    }
+}
+
+void FakeRecorder::ServeOwn(Peer& peer, const std::string& head) {
+    const auto asks = [&](const char* what) { return head.find(what) != std::string::npos; };
+    if (asks("get_init_info.cgi")) {
         peer.Write(HttpReply(200, "OK", InitInfo()));
     } else if (asks("get_ext_info.cgi")) {
         peer.Write(HttpReply(200, "OK", ExtInfo()));
@@ -137,7 +156,7 @@ void FakeRecorder::Serve(Peer& peer) {
         peer.Write(Stream());
         peer.Hold();
     } else {
-        peer.Write(Document(head));
+        peer.Write(HttpReply(404, "Not Found", ""));
     }
 }
 
@@ -190,8 +209,8 @@ std::string FakeRecorder::InitInfo() const {
         const char* const make = camera != 0 ? "0000000000000001" : "0000000100000001";
         const char* const address = camera != 0 ? "127.0.0.1" : m_channels[i].configured ? "10.0.0.1" : "";
         const int port = camera != 0 ? camera : 80;
-        text += HexLine(FormatText("%03d%16s%64s%64s", static_cast<int>(i), make, address, ""));
-        text += HexLine(FormatText("%32s%32s%6d%6d", "user", "word", port, port));
+        text += Scramble(AddressLine(static_cast<int>(i), make, address, ""));
+        text += Scramble(AccountLine("user", "word", port, port));
     }
     return text + "----------//\n";
 }
@@ -201,8 +220,8 @@ std::string FakeRecorder::ExtInfo() const {
     std::string text = FormatText("channel number=%d\n", static_cast<int>(m_channels.size()));
     text += "lines of channel=2\n//----------\n";
     for (const FakeChannel& channel : m_channels) {
-        text += HexLine("rtsp port=554");
-        text += HexLine(channel.cameraPort != 0 ? "http_video_url=/video.mjpg" : "http_video_url=");
+        text += Scramble("rtsp port=554");
+        text += Scramble(channel.cameraPort != 0 ? "http_video_url=/video.mjpg" : "http_video_url=");
     }
     return text + "----------//\n";
 }

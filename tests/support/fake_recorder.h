@@ -1,12 +1,14 @@
-// A recorder that speaks the documents and leaves its streams silent.
+// A recorder that speaks the documents of its channels, or those that a test gives it, and leaves its streams
+// silent.
 #pragma once
 
 #include <atomic>
 #include <condition_variable>
+#include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "support/scripted_server.h"
@@ -22,16 +24,26 @@ struct FakeChannel {
 
 class FakeRecorder {
 public:
+    using Handler = std::function<void(Peer&)>;
+
+    // Without documents of its own: what a test does not give is not there.
+    FakeRecorder();
     FakeRecorder(std::string name, std::vector<FakeChannel> channels);
     // Channels named "Channel 1" and so on.
     FakeRecorder(std::string name, int channelCount);
     ~FakeRecorder();
 
     std::uint16_t Port() const { return m_server->Port(); }
+    ScriptedServer& Server() { return *m_server; }
     void SetChannels(std::vector<FakeChannel> channels);
     void SetName(const std::string& name);
-    // Answers requests that hold the key with this reply, head and all.
+    // Serves requests whose first line holds the key; of several keys the longest counts, and each goes
+    // before the recorder's own documents.
+    void On(const std::string& key, Handler handler);
+    // Answers them with this reply, head and all.
     void SetDocument(const std::string& key, std::string reply);
+    // Texts of the three documents, for so many channels.
+    void SetDocuments(int channels);
     void SetDisk(const std::string& line);
     // The request lines that hold this text.
     std::vector<std::string> RequestLines(const std::string& text) const;
@@ -55,22 +67,25 @@ public:
 
 private:
     void Serve(Peer& peer);
+    // Empty without a fitting key.
+    Handler HandlerFor(const std::string& head) const;
+    void ServeOwn(Peer& peer, const std::string& head);
     void ServeNotify(Peer& peer);
     std::string TimeReply() const;
     std::string Stream() const;
     std::string InitInfo() const;
     std::string ExtInfo() const;
     std::string Status() const;
-    std::string Document(const std::string& head) const;
     std::string AnswerToAll() const;
 
+    const bool m_bHasDocuments;
     std::string m_name;
     mutable std::mutex m_mutex;
     mutable std::condition_variable m_changed;
     std::vector<FakeChannel> m_channels;
     std::string m_time;
     std::string m_pushed;
-    std::vector<std::pair<std::string, std::string>> m_documents;
+    std::map<std::string, Handler> m_handlers;
     std::string m_answerAll;
     std::string m_stream;
     std::string m_disk = "0    45  1048576";

@@ -182,6 +182,14 @@ bool ScriptedServer::WaitForHeads(std::size_t count, milliseconds timeout) const
     return m_changed.wait_for(lock, timeout, [&] { return m_heads.size() >= count; });
 }
 
+ScriptedServer::Script SendAndHold(std::string reply) {
+    return [reply = std::move(reply)](Peer& peer) {
+        peer.ReadHead();
+        peer.Write(reply);
+        peer.Hold();
+    };
+}
+
 std::string HttpReply(int status, std::string_view reason, std::string_view body) {
     std::string reply = "HTTP/1.0 " + std::to_string(status) + " ";
     reply.append(reason).append("\r\n\r\n").append(body);

@@ -86,6 +86,9 @@ private:
     std::thread m_acceptor;
 };
 
+// Sends the same to every connection and then holds it open.
+ScriptedServer::Script SendAndHold(std::string reply);
+
 // A reply head of version 1.0 with the status and a blank line, and the body behind it.
 std::string HttpReply(int status, std::string_view reason, std::string_view body);
 
