@@ -80,7 +80,7 @@ protected:
         core->m_frames.SetPlaying(true);
     }
     ~MakersFormats() override {
-        core->m_decodeThread.Stop(true);
+        core->m_decodeThread.Stop(StopWait::ToTheEnd);
         EXPECT_THAT(shim.faults, testing::IsEmpty());
         shim.Reset();
     }
@@ -94,9 +94,10 @@ protected:
                                              &core->m_decodeThread.Control()->run);
     }
     void StartThread() {
-        core->m_decodeThread.Start(true, [core = core](const std::shared_ptr<ThreadControl>& control) {
-            DoDecodeLoop(core->GetDecodeParts(), core->m_source, *control);
-        });
+        core->m_decodeThread.Start(ChannelThread::First::Run,
+                                   [core = core](const std::shared_ptr<ThreadControl>& control) {
+                                       DoDecodeLoop(core->GetDecodeParts(), core->m_source, *control);
+                                   });
     }
     // What the decode thread makes of all that waits.
     std::uint64_t ShownAfter() {
@@ -173,7 +174,7 @@ TEST_P(WithMakersLibrary, TheBrokersPicturesAreShownAndItsSilenceEndsWithTheStre
     Queue(wire::kZV3K, false, MakerPacket(1, MakerPicture(16, 8, 4)));
     ASSERT_TRUE(kvtest::WaitUntil([this] { return HasCalled("InputPacketEx"); }));
     const int abandoned = Worker::AbandonedCount();
-    core->m_decodeThread.Stop(true);
+    core->m_decodeThread.Stop(StopWait::ToTheEnd);
     EXPECT_EQ(Worker::AbandonedCount(), abandoned);
     shim.answerLate();
     EXPECT_EQ(core->m_counters.m_nShown, 2u);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "channel/base/camera_info.h"
+#include "channel/base/sound_switches.h"
 #include "channel/base/status_flags.h"
 #include "channel/picture/channel_picture.h"
 #include "channel/picture/digital_zoom.h"
@@ -44,8 +45,6 @@ struct ChannelStatistics {
     std::uint64_t failed = 0;  // by a decoder
     std::uint64_t shown = 0;
 };
-
-enum class PlaySound { No, Yes };
 
 class CBaseCamera : public ServerCamera {
 public:
@@ -123,9 +122,8 @@ public:
     // --- threads (user interface thread). Nothing here does anything before the channel is usable.
     // Starts the command, the reception and the decode thread. They idle until StartPlaying.
     void StartCameraThreads();
-    // True if no thread is left. With bWait a thread gets 3000 ms and is then abandoned.
-    bool StopCameraThreads(bool bWait) override;
-    bool StopVideoThread(bool bWait);
+    bool StopCameraThreads(StopWait wait) override;
+    bool StopVideoThread(StopWait wait);
     // The thread for a camera's sound over a connection of its own, once it is known that the camera has
     // sound; none where the sound comes with the recorder's pictures.
     enum class AudioStart { IfNeeded, Anew };

@@ -102,7 +102,7 @@ void CVideoWnd::BeginPress(const CBaseCamera& camera, const InputMessage& messag
         return;
     }
     const bool bFinger = (message.wParam & kByFinger) != 0;
-    m_press.Begin(screen, bFinger);
+    m_press.Begin(screen, bFinger ? CellPress::By::Finger : CellPress::By::Mouse);
     m_bCentreAtEnd = bCentre && CanClickToCentre(camera);
     if (bFinger) {
         SetTimer(kTimerFinger, kFingerMs);

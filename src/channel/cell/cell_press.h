@@ -13,9 +13,10 @@ public:
 
     enum class Step { Nothing, Begins, Moves };
 
-    void Begin(const QPoint& screen, bool bFinger) {
+    enum class By { Mouse, Finger };
+    void Begin(const QPoint& screen, By by) {
         m_start = screen;
-        m_state = bFinger ? State::Resting : State::Pressed;
+        m_state = by == By::Finger ? State::Resting : State::Pressed;
     }
     // The finger has rested for long enough. True if the drag begins now.
     bool Rested() {
