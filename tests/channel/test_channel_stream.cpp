@@ -5,7 +5,6 @@
 #include "channel/base/channel_thread.h"
 #include "channel/camera/base_camera.h"
 #include "channel/camera/default_factories.h"
-#include "channel/command/cam_cmd_queue.h"
 #include "skin/skin_messages.h"
 #include "stream_maker.h"
 #include "support/camera_maker.h"
@@ -361,18 +360,6 @@ TEST(ChannelStream, TheLastHandleStopsAFloodedChannel) {
     ASSERT_TRUE(WaitUntil([&] { return camera->GetStatistics().shown > 5; }));
     camera.reset();
     EXPECT_EQ(Worker::AbandonedCount(), 0);
-}
-
-TEST(CamCmdQueueTest, TheOldestGivesWay) {
-    CamCmdQueue queue;
-    for (std::uint32_t i = 0; i < 13; ++i) {
-        queue.Push({i, 0});
-    }
-    EXPECT_EQ(queue.GetCount(), 10u);
-    for (std::uint32_t i = 3; i < 13; ++i) {
-        EXPECT_EQ(queue.Pop()->dwCmd, i);
-    }
-    EXPECT_FALSE(queue.Pop());
 }
 
 }  // namespace
