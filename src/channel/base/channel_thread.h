@@ -53,7 +53,7 @@ class ChannelThread {
 public:
     using Body = std::function<void(std::shared_ptr<ThreadControl>)>;
 
-    // How long a stop that waits does so.
+    // How long a stop waits for the thread's end.
     static constexpr Milliseconds kStopWait{3000};
 
     // The names of the thread and, for the trace, of its stop.

@@ -6,7 +6,7 @@
 namespace kvmon {
 
 // The press is a click until the pointer has left its place; then the cell itself is dragged. A finger has to
-// rest first: one that moves at once wipes. Places are points of the screen. Plain state, no window.
+// rest first: one that moves at once swipes. Places are points of the screen. Plain state, no window.
 class CellPress {
 public:
     explicit CellPress(int threshold) : m_nThreshold(threshold) {}

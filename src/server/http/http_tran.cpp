@@ -86,7 +86,7 @@ bool CHttpTran::Connect(const char* lpszHost, std::uint32_t nPort, std::uint32_t
     const std::uint32_t code = m_hSocket.Connect(*address, static_cast<std::uint16_t>(nPort));
     bool bConnected = code == 0 && !IsAborted();
     if (code == kSocketWouldBlock) {
-        // A refused connection is "ready" too; the platform's select told only of good ones.
+        // A refused connection is "ready" too: its error is then pending.
         bConnected = WaitReady(To::Write, dwTimeout) && Keep(m_hSocket.PendingError());
     } else {
         Keep(code);
