@@ -160,7 +160,7 @@ public:
             view->SetCamera(nullptr);
         }
         for (const auto& camera : m_cameras) {
-            camera->StopCameraThreads(true);
+            camera->StopCameraThreads(StopWait::ToTheEnd);
         }
     }
     Wall(const Wall&) = delete;

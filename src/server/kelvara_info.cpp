@@ -66,7 +66,7 @@ bool CKelvaraInfo::WaitForEnd(Milliseconds limit) {
         if (m_hGetKelvaraInfoThread.Wait(round) && m_hCapabilityThread.Wait(round)) {
             return true;
         }
-        // A connection may have been begun behind the request's back.
+        // A connection may have begun after the request.
         worker->Query().ShutdownConnections();
     }
     return false;
@@ -284,7 +284,7 @@ std::shared_ptr<ServerCamera> CKelvaraInfo::GetCamera(int nCh) const {
 }
 
 bool CKelvaraInfo::SetCamera(int nCh, std::shared_ptr<ServerCamera> pCamera) {
-    std::shared_ptr<ServerCamera> replaced;  // goes outside the lock
+    std::shared_ptr<ServerCamera> replaced;  // destroyed outside the lock
     const std::lock_guard lock(m_csCameras);
     if (nCh < 0 || static_cast<std::size_t>(nCh) >= m_Cameras.size()) {
         return false;
@@ -300,7 +300,7 @@ int CKelvaraInfo::GetCameraCount() const {
 
 void CKelvaraInfo::SetCameraCount(int nCount) {
     const auto count = static_cast<std::size_t>(std::clamp(nCount, 0, kMaxChannels));
-    std::vector<std::shared_ptr<ServerCamera>> dropped;  // goes outside the lock
+    std::vector<std::shared_ptr<ServerCamera>> dropped;  // destroyed outside the lock
     const std::lock_guard lock(m_csCameras);
     while (m_Cameras.size() > count) {
         dropped.push_back(std::move(m_Cameras.back()));

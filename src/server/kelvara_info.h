@@ -23,7 +23,7 @@ namespace kvmon {
 // transaction and goes on with the new data.
 enum class StartMode { Anew, GoOn };
 
-// Of those that a recorder has, which are shown beside the configured ones that the user may watch.
+// Which channels are shown beside the configured ones that the user may watch.
 struct ShowRules {
     bool bUnconfigured = false;
     bool bNoRight = false;
@@ -91,7 +91,7 @@ public:
     void SetCameraCount(int nCount);
 
     std::uint32_t GetErrorCount() const;
-    // What stands in the way of an answer at present.
+    // Why there is no answer at present.
     LinkFailure GetFailure() const;
     // Until the thread's next try, begun seconds counted whole; 0 while it tries.
     std::uint32_t GetRetrySeconds() const;

@@ -22,7 +22,7 @@ constexpr Milliseconds kShortStop{500};
 constexpr Milliseconds kLongStop{5000};
 constexpr Milliseconds kStopRound{50};
 constexpr std::size_t kLineBytes = 4096;
-// A document that does not end is as good as one that ends here.
+// A document that does not end is taken as one that ends here.
 constexpr std::size_t kMaxDocument = 4u << 20;
 constexpr std::size_t kMaxHeader = 65536;
 constexpr std::uint32_t kMarginSeconds = 6;
@@ -260,7 +260,7 @@ bool CGetNVREventLog::StopWork(StopWait wait) {
         if (m_hGetThread.Wait(kStopRound)) {
             return true;
         }
-        m_shared->Shutdown();  // a connection may have been begun behind the request's back
+        m_shared->Shutdown();  // a connection may have begun after the request
     }
     return false;
 }

@@ -70,7 +70,7 @@ void RecorderList::StopAndRemoveCamera(int nIdx, int nCameraIdx) {
         "camera...\n",
         nIdx, nCameraIdx, camera->GetCHInMainDlg());
     server->SetCamera(nCameraIdx, nullptr);
-    camera->StopCameraThreads(false);
+    camera->StopCameraThreads(StopWait::Brief);
     m_removedCameras.push_back(std::move(camera));
 }
 
@@ -104,7 +104,7 @@ void RecorderList::ReapRemovedServers(StopWait wait) {
 
 void RecorderList::ReapRemovedCameras(StopWait wait) {
     for (std::size_t i = m_removedCameras.size(); i-- > 0;) {
-        if (m_removedCameras[i]->StopCameraThreads(wait == StopWait::ToTheEnd)) {
+        if (m_removedCameras[i]->StopCameraThreads(wait)) {
             m_removedCameras.erase(m_removedCameras.begin() + static_cast<std::ptrdiff_t>(i));
         }
     }

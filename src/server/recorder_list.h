@@ -10,7 +10,7 @@
 
 namespace kvmon {
 
-// Who keeps something by a recorder's object.
+// For those who keep something by a recorder's object.
 class RecorderListener {
 public:
     // The object has left the list. It goes when its threads have ended, and another recorder may have its
@@ -49,7 +49,7 @@ public:
     // Kept beside StopAndRemoveCamera, whose effect it tells.
     bool IsCameraInUse(const ServerCamera* pCamera) const;
     void DeleteAllKelvara();
-    // Lets go of those that have ended; with ToTheEnd of all.
+    // Frees those that have ended; with ToTheEnd all of them.
     void ReapRemovedServers(StopWait wait);
     void ReapRemovedCameras(StopWait wait);
 

@@ -55,7 +55,7 @@ public:
         use(m_Status);
     }
 
-    // What is known of the channels' abilities, into a round that is about to be merged.
+    // Puts what is known of the channels' abilities into a round that is about to be merged.
     void ApplyCapabilities(CNvrStatus& status) const;
     // Publishes what the status tells of them, and says so if that is news.
     void PublishCapabilities(const CNvrStatus& status);

@@ -3,7 +3,7 @@
 
 namespace kvmon {
 
-// For a moment, after which it may still run; or until it has ended, as far as it does in its time.
+// For a moment at most, after which it may still run; or until it has ended, as far as it does in its time.
 enum class StopWait { Brief, ToTheEnd };
 
 }  // namespace kvmon

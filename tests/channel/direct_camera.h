@@ -65,7 +65,7 @@ class DirectCamera : public testing::Test {
 protected:
     ~DirectCamera() override {
         if (camera) {
-            EXPECT_TRUE(camera->StopCameraThreads(true));
+            EXPECT_TRUE(camera->StopCameraThreads(kvmon::StopWait::ToTheEnd));
         }
         kvmon::Globals().streamFromCamera = true;
         EXPECT_EQ(kvmon::Worker::AbandonedCount(), 0);

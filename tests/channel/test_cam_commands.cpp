@@ -53,7 +53,7 @@ TEST_F(CamCommandTest, AGatewayTimeoutIsRetriedWithoutLimitAndAStopEndsIt) {
     recorder.SetDocument("command=16 ", HttpReply(504, "Gateway Timeout", ""));
     Start(clock);
     EXPECT_TRUE(WaitUntil([&] { return recorder.CountHeads("command=16 ") > 12; }));
-    EXPECT_TRUE(camera->StopCameraThreads(true));
+    EXPECT_TRUE(camera->StopCameraThreads(StopWait::ToTheEnd));
     EXPECT_EQ(Worker::AbandonedCount(), 0);
 }
 
@@ -76,7 +76,7 @@ TEST_F(CamCommandTest, CommandsGoOutWhileTheAbilitiesCannotBeRead) {
     ASSERT_TRUE(WaitUntil([&] { return recorder.CountHeads("param.cgi") > 1; }));
     obeys();
     EXPECT_FALSE(camera->IsCameraInfoLoaded());
-    EXPECT_TRUE(camera->StopCameraThreads(true));
+    EXPECT_TRUE(camera->StopCameraThreads(StopWait::ToTheEnd));
 }
 
 // The preset that another station has stored is there when the channel comes into a cell, and the recorder is
@@ -112,7 +112,7 @@ TEST_F(CamCommandTest, ASilentCameraHoldsBackCommandsButNotAStop) {
         camera->AddCamCmd(kCmdPresetFirst + i % 10, 0);
     }
     const std::uint64_t start = SystemClock().TickMs();
-    EXPECT_TRUE(camera->StopCameraThreads(true));
+    EXPECT_TRUE(camera->StopCameraThreads(StopWait::ToTheEnd));
     EXPECT_LT(SystemClock().TickMs() - start, 2500u);
     EXPECT_EQ(Worker::AbandonedCount(), 0);
 }

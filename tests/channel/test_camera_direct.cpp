@@ -90,7 +90,7 @@ TEST_F(DirectCamera, TakesThePathOfWhateverAddressIsTold) {
         EXPECT_EQ(
             device.Heads()[before],
             std::string("GET ") + path + " HTTP/1.0\r\nHost: 127.0.0.1\r\nConnection: Keep-Alive\r\n\r\n");
-        ASSERT_TRUE(camera->StopCameraThreads(true));
+        ASSERT_TRUE(camera->StopCameraThreads(StopWait::ToTheEnd));
     }
 }
 
@@ -118,14 +118,14 @@ TEST_F(DirectCamera, OutlivesWhatACameraDoes) {
         EXPECT_TRUE(device.WaitForHeads(3)) << reply;
         recovers = true;
         EXPECT_TRUE(Shown(1)) << reply;
-        EXPECT_TRUE(camera->StopCameraThreads(true));
+        EXPECT_TRUE(camera->StopCameraThreads(StopWait::ToTheEnd));
 
         ScriptedServer stalled(SendAndHold(reply));
         Play(SettingsFor(stalled.Port(), recorder.Port()));
         ASSERT_TRUE(stalled.WaitForHeads(1));
         const std::uint64_t start = SystemClock().TickMs();
         camera->PausePlaying();
-        EXPECT_TRUE(camera->StopCameraThreads(true));
+        EXPECT_TRUE(camera->StopCameraThreads(StopWait::ToTheEnd));
         EXPECT_LT(SystemClock().TickMs() - start, 2500u) << reply;
     }
 }
@@ -151,7 +151,7 @@ TEST_F(DirectCamera, SoundIsAskedForOnlyWhileItIsWanted) {
     camera->SetPlayAudio(true);
     EXPECT_TRUE(WaitUntil([&] { return silent >= 2; })) << "and again";
     camera->SetPlayAudio(false);
-    EXPECT_TRUE(camera->StopCameraThreads(true));
+    EXPECT_TRUE(camera->StopCameraThreads(StopWait::ToTheEnd));
 
     // Sound of the recorder comes with its pictures.
     ScriptedServer unasked([](Peer& peer) { peer.Hold(); });

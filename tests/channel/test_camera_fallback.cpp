@@ -59,13 +59,13 @@ TEST_F(DirectCamera, ACameraThatIsNotThereIsTriedByItsOtherWay) {
         EXPECT_EQ(Line(SubString::StreamFrom), "Stream From: Camera");
         camera->SaveCameraSettings();
         EXPECT_EQ(Registry().GetProfileInt(std::string(fault) + "\\Ch00", "CameraNetworkSettingIdx", 9), 1u);
-        ASSERT_TRUE(camera->StopCameraThreads(true));
+        ASSERT_TRUE(camera->StopCameraThreads(StopWait::ToTheEnd));
 
         // The next run begins with the way that led somewhere.
         Play(settings, fakeClock);
         EXPECT_TRUE(Shown(2));
         EXPECT_EQ(none.ConnectionCount(), refused ? 0 : 1);
-        EXPECT_TRUE(camera->StopCameraThreads(true));
+        EXPECT_TRUE(camera->StopCameraThreads(StopWait::ToTheEnd));
     }
 }
 
@@ -162,14 +162,14 @@ TEST_F(DirectCamera, EveryFaultGivesWayToTheRecorderForGood) {
         EXPECT_TRUE(shows(64));
         EXPECT_EQ(device.ConnectionCount(), tries);
 
-        // The next run of the program, and one with another camera at that place.
+        // The next run of the program.
         camera->SaveCameraSettings();
-        ASSERT_TRUE(camera->StopCameraThreads(true));
+        ASSERT_TRUE(camera->StopCameraThreads(StopWait::ToTheEnd));
         Play(settings, fakeClock);
         ASSERT_TRUE(shows(64));
         EXPECT_EQ(device.ConnectionCount(), tries);
         if (!fault.script) {
-            ASSERT_TRUE(camera->StopCameraThreads(true));
+            ASSERT_TRUE(camera->StopCameraThreads(StopWait::ToTheEnd));
             continue;
         }
 
@@ -196,7 +196,7 @@ TEST_F(DirectCamera, EveryFaultGivesWayToTheRecorderForGood) {
         fakeClock.Advance(std::chrono::minutes(10));
         EXPECT_TRUE(shows(80));
         EXPECT_EQ(Line(SubString::StreamFrom), "Stream From: Camera");
-        ASSERT_TRUE(camera->StopCameraThreads(true));
+        ASSERT_TRUE(camera->StopCameraThreads(StopWait::ToTheEnd));
     }
 }
 
@@ -220,7 +220,7 @@ TEST_F(DirectCamera, ACameraThatDripsGivesWayToo) {
         ASSERT_TRUE(Shown(1));
         EXPECT_EQ(Line(SubString::StreamFrom), "Stream From: Server");
         EXPECT_EQ(device.ConnectionCount(), 1);
-        EXPECT_TRUE(camera->StopCameraThreads(true));
+        EXPECT_TRUE(camera->StopCameraThreads(StopWait::ToTheEnd));
     }
 }
 

@@ -173,23 +173,25 @@ TEST(VendorNames, HaveTheirGaps) {
 
 TEST(StreamChoice, TakesTheFirstClassThatHoldsTheView) {
     const std::vector<StreamProfile> profiles = {{"q", 0, 10}, {"v", 2, 12}, {"l", 4, 14}};
-    const auto at = [&](std::uint64_t pixels) { return SelectStreamId(profiles, false, pixels); };
+    const auto at = [&](std::uint64_t pixels) {
+        return SelectStreamId(profiles, StreamUse::WholePicture, pixels);
+    };
     EXPECT_EQ(at(0), 10);
     EXPECT_EQ(at(25344), 10);
     EXPECT_EQ(at(25345), 12);
     EXPECT_EQ(at(307200), 12);
     EXPECT_EQ(at(307201), 14);
     EXPECT_EQ(at(1228802), 14) << "none is large enough: the last";
-    EXPECT_EQ(SelectStreamId(profiles, true, 0), 14);
+    EXPECT_EQ(SelectStreamId(profiles, StreamUse::DigitalZoom, 0), 14);
 }
 
 TEST(StreamChoice, HasNoneBelowTwoAndPassesUnknownClasses) {
     const std::vector<StreamProfile> one = {{"v", 2, 12}};
-    EXPECT_EQ(SelectStreamId(one, true, 0), 0);
-    EXPECT_EQ(SelectStreamId({}, false, 0), 0);
+    EXPECT_EQ(SelectStreamId(one, StreamUse::DigitalZoom, 0), 0);
+    EXPECT_EQ(SelectStreamId({}, StreamUse::WholePicture, 0), 0);
     const std::vector<StreamProfile> odd = {{"x", 5, 1}, {"y", -1, 2}, {"z", 1, 3}, {"u", 7, 4}};
-    EXPECT_EQ(SelectStreamId(odd, false, 100), 3);
-    EXPECT_EQ(SelectStreamId(odd, false, 200'000), 4);
+    EXPECT_EQ(SelectStreamId(odd, StreamUse::WholePicture, 100), 3);
+    EXPECT_EQ(SelectStreamId(odd, StreamUse::WholePicture, 200'000), 4);
 }
 
 TEST(FrameRate, IsAnAverageSinceTheStart) {

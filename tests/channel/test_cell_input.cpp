@@ -106,7 +106,7 @@ protected:
     ZoomedCell() {
         cell.resize(204, 175);
         cell.SetCamera(camera);
-        cell.SetWindowActive(true, false);
+        cell.SetWindowActive(true, PlaySound::No);
         camera->Picture().SetBitmapInfo(MakeBitmapInfo(640, 480));
         cell.SetDigitalZoom(true);
         QApplication::processEvents();

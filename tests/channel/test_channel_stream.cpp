@@ -5,7 +5,6 @@
 #include "channel/base/channel_thread.h"
 #include "channel/camera/base_camera.h"
 #include "channel/camera/default_factories.h"
-#include "channel/command/cam_cmd_queue.h"
 #include "skin/skin_messages.h"
 #include "stream_maker.h"
 #include "support/camera_maker.h"
@@ -99,7 +98,7 @@ TEST(ChannelStream, ShowsPicturesAndTellsOfTheFirst) {
     EXPECT_EQ(console->All().size(), 3u);
     EXPECT_EQ(watcher->All().size(), 1u);
     EXPECT_EQ(server.ConnectionCount(), 2);
-    ASSERT_TRUE(camera->StopCameraThreads(true));
+    ASSERT_TRUE(camera->StopCameraThreads(StopWait::ToTheEnd));
     EXPECT_FALSE(camera->Picture().HasPicture());
 }
 
@@ -119,7 +118,7 @@ TEST(ChannelStream, APausedChannelReceivesNothing) {
     ASSERT_TRUE(WaitUntil([&] { return camera->GetStatistics().shown > 3; }));
     camera->PausePlaying();
     EXPECT_TRUE(WaitUntil([&] { return closed.load(); })) << "a flooding peer has to notice";
-    EXPECT_TRUE(camera->StopCameraThreads(true));
+    EXPECT_TRUE(camera->StopCameraThreads(StopWait::ToTheEnd));
     EXPECT_EQ(server.ConnectionCount(), 1);
 }
 
@@ -221,7 +220,7 @@ TEST(ChannelStream, FailsForEverWithItsWaits) {
     camera->StartPlaying(PlaySound::No);
     ASSERT_TRUE(server.WaitForHeads(10));
     EXPECT_EQ(camera->Picture().GetMainCaption(), "Unauthorized");
-    camera->StopCameraThreads(true);
+    camera->StopCameraThreads(StopWait::ToTheEnd);
     const std::lock_guard lock(mutex);
     std::vector<std::uint64_t> seconds;
     for (std::size_t i = 1; i < ticks.size(); ++i) {
@@ -262,7 +261,7 @@ TEST(ChannelStream, AnUnusableChannelStaysStill) {
     EXPECT_FALSE(camera->IsVideoRunning());
     EXPECT_FALSE(camera->CheckStreamChange());
     camera->PausePlaying();
-    EXPECT_TRUE(camera->StopCameraThreads(true));
+    EXPECT_TRUE(camera->StopCameraThreads(StopWait::ToTheEnd));
     EXPECT_EQ(server.ConnectionCount(), 0);
 }
 
@@ -277,7 +276,7 @@ TEST_P(StopChannel, EndsAtOnce) {
         peer.Hold();
     });
     const auto camera = Camera(server.Port());
-    for (const bool wait : {true, false}) {
+    for (const StopWait wait : {StopWait::ToTheEnd, StopWait::Brief}) {
         const int before = server.ConnectionCount();
         camera->StartCameraThreads();
         camera->StartPlaying(PlaySound::No);
@@ -285,8 +284,8 @@ TEST_P(StopChannel, EndsAtOnce) {
         const std::uint64_t start = SystemClock().TickMs();
         const bool stopped = camera->StopVideoThread(wait);
         EXPECT_LT(SystemClock().TickMs() - start, 2500u);
-        EXPECT_TRUE(stopped || !wait);
-        EXPECT_TRUE(camera->StopCameraThreads(true));
+        EXPECT_TRUE(stopped || wait == StopWait::Brief);
+        EXPECT_TRUE(camera->StopCameraThreads(StopWait::ToTheEnd));
     }
     EXPECT_EQ(Worker::AbandonedCount(), 0);
 }
@@ -331,8 +330,8 @@ TEST(ChannelStream, AThreadThatSticksIsAbandonedAndTouchesNothing) {
         camera->StartPlaying(PlaySound::Yes);
         ASSERT_TRUE(stuck->entered.Wait(Milliseconds(10000)));
 
-        EXPECT_FALSE(camera->StopVideoThread(false)) << "it is left running";
-        EXPECT_TRUE(camera->StopVideoThread(true)) << "it is abandoned in the end";
+        EXPECT_FALSE(camera->StopVideoThread(StopWait::Brief)) << "it is left running";
+        EXPECT_TRUE(camera->StopVideoThread(StopWait::ToTheEnd)) << "it is abandoned in the end";
         EXPECT_EQ(Worker::AbandonedCount(), 1);
 
         // The channel goes on with a new thread, silently: it has no device that would stick.
@@ -361,18 +360,6 @@ TEST(ChannelStream, TheLastHandleStopsAFloodedChannel) {
     ASSERT_TRUE(WaitUntil([&] { return camera->GetStatistics().shown > 5; }));
     camera.reset();
     EXPECT_EQ(Worker::AbandonedCount(), 0);
-}
-
-TEST(CamCmdQueueTest, TheOldestGivesWay) {
-    CamCmdQueue queue;
-    for (std::uint32_t i = 0; i < 13; ++i) {
-        queue.Push({i, 0});
-    }
-    EXPECT_EQ(queue.GetCount(), 10u);
-    for (std::uint32_t i = 3; i < 13; ++i) {
-        EXPECT_EQ(queue.Pop()->dwCmd, i);
-    }
-    EXPECT_FALSE(queue.Pop());
 }
 
 }  // namespace

@@ -15,12 +15,14 @@
 #include "stream_maker.h"
 #include "support/message_log.h"
 #include "support/wait_until.h"
+#include "wave_log.h"
 
 namespace kvmon {
 namespace {
 
 using kvtest::MakerPacket;
 using kvtest::MakerPicture;
+using kvtest::played;
 using kvtest::VideoRecord;
 
 const VivotekLibrary& Library() {
@@ -40,29 +42,11 @@ std::unique_ptr<VivotekDecoder> WithoutLibrary(const GiveUp& giveUp) {
     return MakeVivotekDecoder(none, giveUp);
 }
 
-std::vector<WaveFormats> opened;
-std::string heard;
-
-class NotingOutput final : public WaveOutput {
-public:
-    bool Open(const WaveFormats& formats) override {
-        opened.push_back(formats);
-        return true;
-    }
-    void Close() override {}
-    bool Write(std::span<const std::uint8_t> data) override {
-        heard.append(data.begin(), data.end());
-        return true;
-    }
-};
-
 // Channels made while it lives take their decoder from here.
 struct Site {
     explicit Site(VivotekDecoderFactory factory) {
         Factories() = {};
-        Factories().waveOutput = []() -> std::unique_ptr<WaveOutput> {
-            return std::make_unique<NotingOutput>();
-        };
+        Factories().waveOutput = kvtest::WaveLog::Make;
         Factories().mxpegDecoder = MakeOpenMxpegDecoder;
         Factories().vivotekDecoder = factory;
     }
@@ -75,12 +59,11 @@ class MakersFormats : public testing::TestWithParam<bool> {
 protected:
     MakersFormats() {
         shim.Reset();
-        opened.clear();
-        heard.clear();
+        played = {};
         core->m_frames.SetPlaying(true);
     }
     ~MakersFormats() override {
-        core->m_decodeThread.Stop(true);
+        core->m_decodeThread.Stop(StopWait::ToTheEnd);
         EXPECT_THAT(shim.faults, testing::IsEmpty());
         shim.Reset();
     }
@@ -94,9 +77,10 @@ protected:
                                              &core->m_decodeThread.Control()->run);
     }
     void StartThread() {
-        core->m_decodeThread.Start(true, [core = core](const std::shared_ptr<ThreadControl>& control) {
-            DoDecodeLoop(core->GetDecodeParts(), core->m_source, *control);
-        });
+        core->m_decodeThread.Start(ChannelThread::First::Run,
+                                   [core = core](const std::shared_ptr<ThreadControl>& control) {
+                                       DoDecodeLoop(core->GetDecodeParts(), core->m_source, *control);
+                                   });
     }
     // What the decode thread makes of all that waits.
     std::uint64_t ShownAfter() {
@@ -173,7 +157,7 @@ TEST_P(WithMakersLibrary, TheBrokersPicturesAreShownAndItsSilenceEndsWithTheStre
     Queue(wire::kZV3K, false, MakerPacket(1, MakerPicture(16, 8, 4)));
     ASSERT_TRUE(kvtest::WaitUntil([this] { return HasCalled("InputPacketEx"); }));
     const int abandoned = Worker::AbandonedCount();
-    core->m_decodeThread.Stop(true);
+    core->m_decodeThread.Stop(StopWait::ToTheEnd);
     EXPECT_EQ(Worker::AbandonedCount(), abandoned);
     shim.answerLate();
     EXPECT_EQ(core->m_counters.m_nShown, 2u);
@@ -269,10 +253,10 @@ TEST_P(WithMakersLibrary, ItsSoundIsPlayedAsDecoded) {
     listening.Read(wire::kF729, MakerPacket(1024, "two", 4));
     listening.Read(wire::kFAAC, "damaged");
     listening.Read(wire::kFAAC, MakerPacket(8, std::string(5000, 'x')));
-    EXPECT_EQ(heard, "onetwo");
-    ASSERT_EQ(opened.size(), 1u) << "once for a format that stays";
-    EXPECT_EQ(opened[0].outChannels, 2);
-    EXPECT_EQ(opened[0].outSamplesPerSecond, 16000u);
+    EXPECT_THAT(played.written, testing::ElementsAre("one", "two"));
+    ASSERT_EQ(played.opened.size(), 1u) << "once for a format that stays";
+    EXPECT_EQ(played.opened[0].outChannels, 2);
+    EXPECT_EQ(played.opened[0].outSamplesPerSecond, 16000u);
 }
 
 TEST_P(WithoutMakersLibrary, TheCellSaysSoOfItsSoundWheneverThatIsTurnedOn) {

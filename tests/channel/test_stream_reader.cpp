@@ -4,6 +4,7 @@
 #include "memory_source.h"
 #include "stream_bench.h"
 #include "stream_maker.h"
+#include "wave_log.h"
 
 namespace kvmon {
 namespace {
@@ -11,36 +12,10 @@ namespace {
 using kvtest::AudioRecord;
 using kvtest::Head;
 using kvtest::MemorySource;
+using kvtest::played;
 using kvtest::VideoRecord;
 
 constexpr char kNoHeader[] = "\r\n";
-
-struct Played {
-    std::vector<WaveFormats> opened;
-    std::vector<std::string> written;
-    int closed = 0;
-    bool refuse = false;
-};
-Played played;
-
-class NotingOutput final : public WaveOutput {
-public:
-    bool Open(const WaveFormats& formats) override {
-        played.opened.push_back(formats);
-        return !played.refuse;
-    }
-    void Close() override { ++played.closed; }
-    bool Write(std::span<const std::uint8_t> data) override {
-        played.written.emplace_back(data.begin(), data.end());
-        return true;
-    }
-};
-
-ChannelFactories NotingFactories() {
-    ChannelFactories factories;
-    factories.waveOutput = []() -> std::unique_ptr<WaveOutput> { return std::make_unique<NotingOutput>(); };
-    return factories;
-}
 
 class Stream : public kvtest::StreamBench {
 protected:
@@ -61,7 +36,7 @@ protected:
         return reports.errors;
     }
 
-    LiveAudio audio{NotingFactories(), number};
+    LiveAudio audio{{.waveOutput = kvtest::WaveLog::Make}, number};
     std::size_t left = 0;
 };
 

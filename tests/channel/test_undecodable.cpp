@@ -92,7 +92,7 @@ TEST(UndecodableStream, IsToldAfterFiveSecondsUntilAPictureComes) {
         bGood = true;
         EXPECT_TRUE(WaitUntil([&] { return camera->GetStatistics().shown >= 1; }));
         EXPECT_EQ(camera->Picture().GetMainCaption(), "");
-        EXPECT_TRUE(camera->StopCameraThreads(true));
+        EXPECT_TRUE(camera->StopCameraThreads(StopWait::ToTheEnd));
     }
 }
 

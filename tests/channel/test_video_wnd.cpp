@@ -42,7 +42,7 @@ TEST_F(Cell, DrawsFrameAndViewAtTheirPlaces) {
     cell.SetCamera(camera);
     EXPECT_EQ(cell.View().geometry(), QRect(QPoint(2, 23), QPoint(197, 147)));
     for (const bool bActive : {true, false}) {
-        cell.SetWindowActive(bActive, false);
+        cell.SetWindowActive(bActive, PlaySound::No);
         EXPECT_EQ(cell.IsWindowActive(), bActive);
         const QImage image = Picture();
         for (const int middle : {60, 100}) {
@@ -183,7 +183,7 @@ TEST_F(Cell, ANewPicturePaintsTheViewAlone) {
 TEST_F(Cell, TheActiveOneTellsThePanelOfAnotherCamera) {
     const auto camera = MakeGate();
     cell.SetCamera(camera);
-    cell.SetWindowActive(true, false);
+    cell.SetWindowActive(true, PlaySound::No);
     Received();
     cell.SetCamera(camera);
     EXPECT_EQ(Received(), Numbers{});
@@ -191,7 +191,7 @@ TEST_F(Cell, TheActiveOneTellsThePanelOfAnotherCamera) {
     EXPECT_EQ(Received(), Numbers{WM_COMMAND});
     cell.SetCamera(nullptr);
     EXPECT_EQ(Received(), Numbers{WM_COMMAND});
-    cell.SetWindowActive(false, false);
+    cell.SetWindowActive(false, PlaySound::No);
     cell.SetCamera(camera);
     EXPECT_EQ(Received(), Numbers{});
 }

@@ -48,14 +48,14 @@ protected:
 
 class FakeCamera final : public ServerCamera {
 public:
-    bool StopCameraThreads(bool bWait) override {
-        stops.push_back(bWait);
-        return bWait || !stubborn;
+    bool StopCameraThreads(StopWait wait) override {
+        stops.push_back(wait);
+        return wait == StopWait::ToTheEnd || !stubborn;
     }
     std::uint32_t GetCHInMainDlg() const override { return 1; }
 
     bool stubborn = true;
-    std::vector<bool> stops;
+    std::vector<StopWait> stops;
 };
 
 }  // namespace
@@ -335,7 +335,7 @@ TEST(RecorderListing, FindsParksAndReaps) {
     EXPECT_EQ(camera.use_count(), 2) << "still held, since its threads run";
     recorders.ReapRemovedCameras(StopWait::ToTheEnd);
     EXPECT_EQ(camera.use_count(), 1);
-    EXPECT_EQ(camera->stops, (std::vector<bool>{false, false, true}));
+    EXPECT_EQ(camera->stops, (std::vector<StopWait>{StopWait::Brief, StopWait::Brief, StopWait::ToTheEnd}));
 
     recorders.ParkServer(std::make_unique<CKelvaraInfo>(clock));
     recorders.ReapRemovedServers(StopWait::Brief);

@@ -6,10 +6,10 @@
 
 namespace kvmon {
 
-// Any thread, but for what is told.
+// Any thread, unless a comment names one.
 struct ChannelCounters {
-    // A frame has come. True when several have and for 5 s none became a picture, once in each 5 s: the user
-    // is to be told. Reception thread.
+    // Counts a frame. True, once in each 5 s, when frames come and for 5 s none became a picture: the user is
+    // to be told. Reception thread.
     bool HasNoneDecoded(std::uint64_t nowMs);
     void NoteDecoded() {
         ++m_nDecoded;

@@ -13,7 +13,7 @@ inline constexpr std::uint32_t kMsgShowText = 11413;         // to a cell; wPara
 inline constexpr std::uint32_t kMsgFirstData = 15791;        // a channel's first picture; wParam channel
 inline constexpr std::uint32_t kMsgSizeChange = 15792;       // a channel's picture size; wParam channel
 
-// From a cell to the console. A cell that is dragged asks with each step, and 0 for an answer ends the drag.
+// From a cell to the console. Each step of a drag is told; an answer of 0 ends the drag.
 inline constexpr std::uint32_t kMsgVideoWndMove = 2060;       // dropped; wParam channel, lParam screen point
 inline constexpr std::uint32_t kMsgRepaintNeighbours = 2062;  // wParam window
 inline constexpr std::uint32_t kMsgMayDragCell = 11502;       // wParam channel; 1: it has places to go

@@ -31,11 +31,11 @@ ThreadControl::Connection::~Connection() {
     m_control.m_pTran = nullptr;
 }
 
-void ChannelThread::Start(bool bRun, const Body& body) {
-    Stop(true);
+void ChannelThread::Start(First first, const Body& body) {
+    Stop(StopWait::ToTheEnd);
     const auto control = Control();
     control->exit.Reset();
-    if (bRun) {
+    if (first == First::Run) {
         control->run.Set();
     } else {
         control->run.Reset();
@@ -58,15 +58,16 @@ void ChannelThread::RequestStop() {
     control->Interrupt();
 }
 
-bool ChannelThread::Stop(bool bWait) {
+bool ChannelThread::Stop(StopWait wait) {
     if (!m_worker.IsHeld()) {
         return true;
     }
     RequestStop();
-    if (m_worker.Wait(bWait ? kStopWait : Milliseconds(0))) {
+    const bool bToTheEnd = wait == StopWait::ToTheEnd;
+    if (m_worker.Wait(bToTheEnd ? kStopWait : Milliseconds(0))) {
         return true;
     }
-    if (!bWait) {
+    if (!bToTheEnd) {
         return false;
     }
     Trace("CBaseCamera::%s: TerminateThread(0x%x, -1)...\n", m_lpszStopName, m_nStarts);

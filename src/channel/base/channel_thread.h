@@ -11,6 +11,7 @@
 #include "platform/event.h"
 #include "platform/worker.h"
 #include "server/http/http_tran.h"
+#include "server/stop_wait.h"
 
 namespace kvmon {
 
@@ -52,21 +53,22 @@ class ChannelThread {
 public:
     using Body = std::function<void(std::shared_ptr<ThreadControl>)>;
 
-    // How long a stop that waits does so.
+    // How long a stop waits for the thread's end.
     static constexpr Milliseconds kStopWait{3000};
 
     // The names of the thread and, for the trace, of its stop.
     ChannelThread(const char* lpszName, const char* lpszStopName)
         : m_lpszName(lpszName), m_lpszStopName(lpszStopName) {}
 
-    // Stops a thread that is there and starts anew, with the run event as told.
-    void Start(bool bRun, const Body& body);
+    enum class First { Wait, Run };
+    // Stops a thread that is there and starts anew. It runs at once, or waits for its run event.
+    void Start(First first, const Body& body);
     // Asks the thread to end, and does not wait.
     void RequestStop();
-    // Asks the thread to end. True if none is left; with bWait that is always so in the end, since a thread
-    // that does not end in time is abandoned. Without it nothing is waited for: a wall of channels that end
+    // Asks the thread to end. True if none is left. That is always so when the end is waited for, since a
+    // thread that does not end in time is abandoned. Else nothing is waited for: a wall of channels that end
     // one after the other must not stop the user interface.
-    bool Stop(bool bWait);
+    bool Stop(StopWait wait);
     bool IsRunning() const { return m_worker.IsRunning(); }
     // What steers the present thread, or the next one. Any thread.
     std::shared_ptr<ThreadControl> Control() const;

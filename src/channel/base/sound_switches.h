@@ -5,6 +5,8 @@
 
 namespace kvmon {
 
+enum class PlaySound { No, Yes };
+
 // What decides whether sound is played now. Any thread.
 struct SoundSwitches {
     SoundFlag m_bPlayAudioUI;   // the user listens to this channel

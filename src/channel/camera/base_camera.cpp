@@ -28,7 +28,7 @@ CBaseCamera::CBaseCamera(Clock& clock, const CameraKind& kind)
 
 CBaseCamera::~CBaseCamera() {
     m_core->m_picture.SetRepaint(nullptr);
-    StopCameraThreads(true);
+    StopCameraThreads(StopWait::ToTheEnd);
     m_core->FlushAndResetDecoder();
 }
 
@@ -38,10 +38,11 @@ namespace {
 
 // The threads' bodies: each gets what it works on and nothing else of the channel. They own the channel all
 // the same, for one that is abandoned may come back late.
+using First = ChannelThread::First;
 using Body = void (*)(ChannelCore&, ThreadControl&);
 
-void Start(const std::shared_ptr<ChannelCore>& core, ChannelThread& thread, bool bRun, Body body) {
-    thread.Start(bRun,
+void Start(const std::shared_ptr<ChannelCore>& core, ChannelThread& thread, First first, Body body) {
+    thread.Start(first,
                  [core, body](const std::shared_ptr<ThreadControl>& control) { body(*core, *control); });
 }
 
@@ -75,17 +76,17 @@ void CBaseCamera::StartCameraThreads() {
         return;
     }
     m_core->RefreshSourceLines();
-    Start(m_core, m_core->m_commandThread, true, RunCommands);
-    StopVideoThread(true);
+    Start(m_core, m_core->m_commandThread, First::Run, RunCommands);
+    StopVideoThread(StopWait::ToTheEnd);
     Trace("CBaseCamera::StartVideoThread: m_uCHInMainDlg=%u, Enter...\n", GetCHInMainDlg());
-    Start(m_core, m_core->m_videoThread, false, RunVideo);
-    Start(m_core, m_core->m_decodeThread, false, RunDecode);
+    Start(m_core, m_core->m_videoThread, First::Wait, RunVideo);
+    Start(m_core, m_core->m_decodeThread, First::Wait, RunDecode);
     if (CanStreamFromCamera()) {
-        Start(m_core, m_core->m_lookThread, false, RunLook);
+        Start(m_core, m_core->m_lookThread, First::Wait, RunLook);
     }
 }
 
-bool CBaseCamera::StopCameraThreads(bool bWait) {
+bool CBaseCamera::StopCameraThreads(StopWait wait) {
     m_core->m_sound.m_bPlayAudioUI = false;
     // All are asked before the first is waited for, so that their ends overlap.
     for (ChannelThread* const thread :
@@ -93,19 +94,19 @@ bool CBaseCamera::StopCameraThreads(bool bWait) {
           &m_core->m_lookThread}) {
         thread->RequestStop();
     }
-    bool bStopped = m_core->m_commandThread.Stop(bWait);
-    bStopped = StopVideoThread(bWait) && bStopped;
-    bStopped = m_core->m_audioThread.Stop(bWait) && bStopped;
-    bStopped = m_core->m_decodeThread.Stop(bWait) && bStopped;
-    bStopped = m_core->m_lookThread.Stop(bWait) && bStopped;
+    bool bStopped = m_core->m_commandThread.Stop(wait);
+    bStopped = StopVideoThread(wait) && bStopped;
+    bStopped = m_core->m_audioThread.Stop(wait) && bStopped;
+    bStopped = m_core->m_decodeThread.Stop(wait) && bStopped;
+    bStopped = m_core->m_lookThread.Stop(wait) && bStopped;
     m_core->ReleasePicture();
     return bStopped;
 }
 
-bool CBaseCamera::StopVideoThread(bool bWait) {
+bool CBaseCamera::StopVideoThread(StopWait wait) {
     m_core->ReleasePicture();
     const auto control = m_core->m_videoThread.Control();
-    const bool bStopped = m_core->m_videoThread.Stop(bWait);
+    const bool bStopped = m_core->m_videoThread.Stop(wait);
     if (control != m_core->m_videoThread.Control()) {
         // The abandoned thread may still be in the wave device.
         m_core->RenewAudio();
@@ -115,14 +116,14 @@ bool CBaseCamera::StopVideoThread(bool bWait) {
 
 void CBaseCamera::StartAudioThread(AudioStart start) {
     if (start == AudioStart::Anew) {
-        m_core->m_audioThread.Stop(true);
+        m_core->m_audioThread.Stop(StopWait::ToTheEnd);
     }
     if (!IsCameraUsable() || !IsSupportAudio() || !CanStreamFromCamera()) {
         return;
     }
     const bool bWanted = m_core->m_bAudioWanted && HasAudioRight();
     if (!m_core->m_audioThread.IsRunning()) {
-        Start(m_core, m_core->m_audioThread, bWanted, RunAudio);
+        Start(m_core, m_core->m_audioThread, bWanted ? First::Run : First::Wait, RunAudio);
         return;
     }
     const auto control = m_core->m_audioThread.Control();

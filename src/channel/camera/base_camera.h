@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "channel/base/camera_info.h"
+#include "channel/base/sound_switches.h"
 #include "channel/base/status_flags.h"
 #include "channel/picture/channel_picture.h"
 #include "channel/picture/digital_zoom.h"
@@ -27,7 +28,7 @@ class CBaseCamera;
 class CameraKind;
 struct ChannelCore;
 
-// The channel for these settings, or null for null. The object is to be filled with Assign next. The
+// The channel for these settings, or null for null. The object is to be assigned the same settings next. The
 // threads own the channel together with the handle: when the last handle goes, the threads are stopped
 // (3000 ms each), and one that does not end keeps what it touches alive by itself.
 std::shared_ptr<CBaseCamera> CreateCamera(const CameraSettings* pSettings, Clock& clock = SystemClock());
@@ -44,8 +45,6 @@ struct ChannelStatistics {
     std::uint64_t failed = 0;  // by a decoder
     std::uint64_t shown = 0;
 };
-
-enum class PlaySound { No, Yes };
 
 class CBaseCamera : public ServerCamera {
 public:
@@ -120,12 +119,11 @@ public:
     // The picture that the coordinates of AddCamCenterCmd are told in.
     ClassSize GetDefaultImageSize() const;
 
-    // --- threads (user interface thread). Nothing here does anything before the channel is usable.
+    // --- threads (user interface thread). All of this does nothing before the channel is usable.
     // Starts the command, the reception and the decode thread. They idle until StartPlaying.
     void StartCameraThreads();
-    // True if no thread is left. With bWait a thread gets 3000 ms and is then abandoned.
-    bool StopCameraThreads(bool bWait) override;
-    bool StopVideoThread(bool bWait);
+    bool StopCameraThreads(StopWait wait) override;
+    bool StopVideoThread(StopWait wait);
     // The thread for a camera's sound over a connection of its own, once it is known that the camera has
     // sound; none where the sound comes with the recorder's pictures.
     enum class AudioStart { IfNeeded, Anew };
@@ -188,7 +186,7 @@ public:
     bool IsCameraInfoLoaded() const;
     // How many commands the recorder has refused or not answered.
     std::uint32_t GetFailedCommands() const;
-    // Has it read, if the last reading is a minute old or there was none that came through.
+    // Has it read again, if the last good reading is a minute old or there is none.
     void RefreshCameraInfo();
 
     // --- talk-back: the microphone's sound to the camera's loudspeaker

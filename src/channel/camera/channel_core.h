@@ -100,7 +100,7 @@ struct ChannelCore final : PictureSink, StreamReports {
     ChannelPicture m_picture;
 
     mutable std::mutex m_cs;
-    // Guarded by m_cs, to m_pAudio.
+    // Guarded by m_cs, down to m_pAudio.
     std::string m_strCameraName;
     std::string m_strRecorderName;
     std::string m_strRegFolder;  // the settings' key of this channel's recorder

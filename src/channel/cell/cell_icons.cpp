@@ -58,7 +58,7 @@ struct Palette {
     QColor onPlate;
 };
 
-// Each keeps its distance from its strip: orange the one, dark grey the other.
+// Each set stands out from its strip: the active one is orange, the other dark grey.
 const Palette kOnActive = {QColor(255, 255, 255), QColor(255, 255, 255, 150), QColor(170, 8, 14),
                            QColor(84, 36, 0),     QColor(10, 92, 32),         QColor(22, 56, 150),
                            QColor(176, 12, 20),   QColor(255, 255, 255)};

@@ -102,7 +102,7 @@ void CVideoWnd::BeginPress(const CBaseCamera& camera, const InputMessage& messag
         return;
     }
     const bool bFinger = (message.wParam & kByFinger) != 0;
-    m_press.Begin(screen, bFinger);
+    m_press.Begin(screen, bFinger ? CellPress::By::Finger : CellPress::By::Mouse);
     m_bCentreAtEnd = bCentre && CanClickToCentre(camera);
     if (bFinger) {
         SetTimer(kTimerFinger, kFingerMs);
@@ -127,7 +127,7 @@ bool CVideoWnd::OnPressInput(const InputMessage& message, CellPart part) {
             if (step == CellPress::Step::Begins) {
                 TellParent(kMsgDragBegins, m_press.Start());
             }
-            // Who ends the drag over there, by a key or by another view, says so now.
+            // The answer ends the drag after a key or a change of the view over there.
             if (step != CellPress::Step::Nothing && TellParent(kMsgDragMoves, screen) == 0) {
                 m_press.Forget();
             }
@@ -190,7 +190,7 @@ bool CVideoWnd::OnZoomInput(CBaseCamera& camera, const InputMessage& message) {
     const PixelRect drawn = camera.Picture().GetDrawRect();
     switch (message.number) {
         case WM_LBUTTONDOWN:
-            // A whole picture has nowhere to go; its cell has.
+            // A whole picture cannot be moved, but its cell can.
             m_bDragging = camera.GetDigitalZoomLevel() > 0;
             camera.DZStartDrag(ViewPoint(message.lParam));
             RefreshCursor();

@@ -6,16 +6,17 @@
 namespace kvmon {
 
 // The press is a click until the pointer has left its place; then the cell itself is dragged. A finger has to
-// rest first: one that moves at once wipes. Places are points of the screen. Plain state, no window.
+// rest first: one that moves at once swipes. Places are points of the screen. Plain state, no window.
 class CellPress {
 public:
     explicit CellPress(int threshold) : m_nThreshold(threshold) {}
 
     enum class Step { Nothing, Begins, Moves };
 
-    void Begin(const QPoint& screen, bool bFinger) {
+    enum class By { Mouse, Finger };
+    void Begin(const QPoint& screen, By by) {
         m_start = screen;
-        m_state = bFinger ? State::Resting : State::Pressed;
+        m_state = by == By::Finger ? State::Resting : State::Pressed;
     }
     // The finger has rested for long enough. True if the drag begins now.
     bool Rested() {

@@ -99,9 +99,9 @@ void CVideoWnd::SetCamera(const std::shared_ptr<CBaseCamera>& pCamera) {
     update();
 }
 
-void CVideoWnd::SetWindowActive(bool bActive, bool bPlayAudio) {
+void CVideoWnd::SetWindowActive(bool bActive, PlaySound sound) {
     if (const auto camera = GetCamera()) {
-        camera->SetPlayAudio(bActive && bPlayAudio && camera->HasAudioRight());
+        camera->SetPlayAudio(bActive && sound == PlaySound::Yes && camera->HasAudioRight());
     }
     if (bActive != m_bActive) {
         m_bActive = bActive;

@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "channel/base/sound_switches.h"
 #include "channel/cell/cell_icons.h"
 #include "channel/cell/cell_press.h"
 #include "channel/picture/digital_zoom.h"
@@ -45,8 +46,8 @@ public:
     // Shows this channel, or none. The cell does not keep it alive.
     void SetCamera(const std::shared_ptr<CBaseCamera>& pCamera);
     std::shared_ptr<CBaseCamera> GetCamera() const { return m_pCamera.lock(); }
-    // Audio plays when both are true and the user has the right.
-    void SetWindowActive(bool bActive, bool bPlayAudio);
+    // The sound of an active cell's channel plays when it is wanted and the user has the right.
+    void SetWindowActive(bool bActive, PlaySound sound);
     bool IsWindowActive() const { return m_bActive; }
     // The picture's size; 702 x 480 without a channel.
     int GetWidth() const;

@@ -1,4 +1,4 @@
-// The command thread. Inside this folder and its tests only.
+// The command thread. For the channel's folders and their tests only.
 #pragma once
 
 #include "channel/command/command_parts.h"

@@ -137,8 +137,8 @@ private:
     TargetSettings m_settings;
 };
 
-// A camera whose abilities cannot be read now may well obey. Another word to read them is this reading's,
-// but for one that came with the word to leave it.
+// A camera whose abilities cannot be read now may well obey. This reading serves a further command to read
+// them, unless that came with the word to leave it.
 void RunWaitingCommands(const CommandParts& parts, const std::function<void(const CamCmd&)>& carryOut) {
     while (parts.control.abort == 0) {
         const auto command = parts.queue.Pop();

@@ -11,7 +11,7 @@ namespace {
 constexpr std::uint32_t kStepTimeout = 3000;
 constexpr std::size_t kLineSize = 3096;
 
-// Of the lines behind the status line, the blank one included; npos while that has not come.
+// The length of the lines behind the status line, the blank one included; npos while that has not come.
 std::size_t HeadLength(std::string_view reply) {
     std::size_t begin = 0;
     for (;;) {

@@ -13,7 +13,7 @@ namespace kvmon {
 // The steps in which an exchange may fail.
 enum class ExchangeStep { Create, Connect, Send, StatusLine };
 
-// What a command came to whose exchange failed at a step.
+// The result of a command whose exchange failed at this step.
 template <typename Result>
 Result ResultOf(ExchangeStep step) {
     switch (step) {

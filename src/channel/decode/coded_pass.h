@@ -17,7 +17,7 @@ struct CodedKind {
     bool usesThreads;
     bool tracesIndex;
     bool tracesStatus;
-    const char* closedText;  // null: a frame for a closed decoder goes without a word
+    const char* closedText;  // null: nothing is said of a frame for a closed decoder
     const char* failedText;
     unsigned thrownAway;  // first pictures that are not fit to be shown
 

@@ -1,5 +1,5 @@
-// The decode thread's passes: from queued frames to pictures on the screen. Inside this folder and its
-// tests only.
+// The decode thread's passes: from queued frames to pictures on the screen. For the channel's folders and
+// their tests only.
 #pragma once
 
 #include <cstdint>

@@ -41,8 +41,8 @@ public:
     bool HasToStop() const { return m_control.reset != 0 || m_control.leave != 0; }
 
 protected:
-    // Counts the failure and keeps the memory of what was to become the picture. False, for its callers to
-    // hand on.
+    // Counts the failure and keeps the memory of what was to become the picture. Always false, so that
+    // callers can return it.
     bool Fail(std::unique_ptr<CVideoBmpFrame> picture) {
         ++m_parts.counters.m_nFailed;
         m_parts.frames.AddRecycleFrame(std::move(picture));

@@ -1,4 +1,4 @@
-// Decoders of makers' formats: by open means, or by the maker's own.
+// Decoders of makers' formats: open ones, or the maker's own.
 #pragma once
 
 #include <memory>

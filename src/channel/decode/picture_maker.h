@@ -1,4 +1,4 @@
-// The decoders of coded frames behind one face. Inside this folder and its tests only.
+// One interface for the decoders of coded frames. Inside this folder and its tests only.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +18,7 @@ class PictureMaker {
 public:
     virtual ~PictureMaker() = default;
 
-    // What the payload itself tells of the size goes before the head's word.
+    // A size that the payload tells counts before the head's.
     virtual void CorrectSize(KELVARA_FRAME_HDR& /*hdr*/, std::span<const std::uint8_t> /*payload*/) const {}
     // A key frame's head, before its payload. Opens the decoder anew if it is closed or stands open with
     // another size, code or number of threads.

@@ -22,7 +22,7 @@ public:
     virtual void AddDecodeFrame(const ThreadControl& control, std::unique_ptr<CVideoBmpFrame> frame) = 0;
     // What kind of frames there are, for the information lines.
     virtual void SetFrameType(const std::string& type) = 0;
-    // Says what stands against a picture, until the next one.
+    // Shows why there is no picture, until the next one comes.
     virtual void SetCaption(const std::string& text) = 0;
 };
 

@@ -14,7 +14,7 @@
 namespace kvmon {
 
 enum class FrameType : std::uint32_t { Jpeg = 0, Bitmap = 1, Wrapped = 2 };
-// For a line of the trace; kept for those who look for a fault in a stream.
+// Kept: for the trace, when a fault of a stream is looked for.
 const char* GetFrameTypeName(FrameType type);
 
 // Sizes above which no memory is asked for: a received frame, and the bitmap of a picture.

@@ -11,7 +11,7 @@
 
 namespace kvmon {
 
-// Any thread, but for what is told.
+// Any thread, unless a comment names one.
 class FrameQueue {
 public:
     // Frames that wait for the decoder at the most, and their bytes. Only frames far beyond any camera's

@@ -40,7 +40,7 @@ private:
     Values m_values;
 };
 
-// What a picture comes with.
+// What is told together with a picture.
 struct PictureCounts {
     std::uint64_t nowMs = 0;    // of the caller's clock
     std::uint64_t shown = 0;    // pictures so far, this one included

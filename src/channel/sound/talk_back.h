@@ -1,4 +1,4 @@
-// Talk-back of a channel: its connection and its encoder. Inside this folder and its tests only.
+// Talk-back of a channel: its connection and its encoder.
 #pragma once
 
 #include <atomic>

@@ -1,4 +1,5 @@
-// The steps in which one make of camera differs from the others. Inside this folder and its tests only.
+// The steps in which one make of camera differs from the others. For the channel's folders and their tests
+// only.
 #pragma once
 
 #include <cstdint>

@@ -17,7 +17,7 @@ public:
     static constexpr std::uint64_t kPatienceMs = 3000;
     static constexpr std::uint64_t kAgainMs = 600'000;
 
-    // Left for the recorder's pictures.
+    // The camera has given way to the recorder's pictures.
     bool IsGone() const { return m_bGone; }
     // The camera failed: the next look is due in kAgainMs.
     void Fail(Clock& clock);
@@ -34,7 +34,7 @@ public:
     // The start of the present wait for a first picture, which goes on over new connections.
     std::uint64_t BeginWait(Clock& clock);
     void EndWait() { m_nWaitStart = 0; }
-    // A way to the camera that failed within the present wait. Gives their number.
+    // Counts a way that failed within the present wait. Gives how many have.
     unsigned CountWay() { return ++m_nWays; }
     bool HasTriedAWay() const { return m_nWays != 0; }
 

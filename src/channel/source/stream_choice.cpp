@@ -48,12 +48,11 @@ int PreselectStream(std::span<const StreamProfile> profiles, std::uint64_t nPixe
     return -1;
 }
 
-std::int32_t SelectStreamId(std::span<const StreamProfile> profiles, bool bDigitalZoom,
-                            std::uint64_t nPixels) {
+std::int32_t SelectStreamId(std::span<const StreamProfile> profiles, StreamUse use, std::uint64_t nPixels) {
     if (profiles.size() < 2) {
         return 0;
     }
-    if (!bDigitalZoom) {
+    if (use == StreamUse::WholePicture) {
         for (const StreamProfile& profile : profiles) {
             const auto sizeClass = static_cast<std::size_t>(profile.sizeClass);
             if (sizeClass < std::size(kClassLimits) && kClassLimits[sizeClass] >= nPixels) {

@@ -22,10 +22,10 @@ struct StreamProfile {
     friend bool operator==(const StreamProfile&, const StreamProfile&) = default;
 };
 
+enum class StreamUse { WholePicture, DigitalZoom };
 // The stream for a view of nPixels. Digital zoom takes the last one, which is the largest; 0 when there
 // is no choice.
-std::int32_t SelectStreamId(std::span<const StreamProfile> profiles, bool bDigitalZoom,
-                            std::uint64_t nPixels);
+std::int32_t SelectStreamId(std::span<const StreamProfile> profiles, StreamUse use, std::uint64_t nPixels);
 
 // The picture that a size class stands for in the choice of a size.
 struct ClassSize {

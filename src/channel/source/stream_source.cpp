@@ -143,7 +143,8 @@ std::int32_t StreamSource::SelectStreamId() const {
     const FixedSize& fixed = bFromCamera ? m_FixSizeCamera : m_FixSizeServer;
     const FixedSize wanted = fixed.IsSet() ? fixed : FixedSize{m_nViewWidth, m_nViewHeight};
     const auto pixels = static_cast<std::uint64_t>(wanted.cx) * static_cast<std::uint64_t>(wanted.cy);
-    return kvmon::SelectStreamId(m_StreamProfiles, m_bDigitalZoom, pixels);
+    return kvmon::SelectStreamId(m_StreamProfiles,
+                                 m_bDigitalZoom ? StreamUse::DigitalZoom : StreamUse::WholePicture, pixels);
 }
 
 bool StreamSource::SetStreamProfiles(std::vector<StreamProfile> profiles) {

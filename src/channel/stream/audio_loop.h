@@ -1,5 +1,5 @@
-// The audio connection thread: the sound of a camera whose pictures come past the recorder. Inside this
-// folder and its tests only.
+// The audio connection thread: the sound of a camera whose pictures come past the recorder. For the channel's
+// folders and their tests only.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@ class StreamSource;
 struct SoundSwitches;
 struct ThreadControl;
 
-// One connection for sound, up to its end; what its kind of camera makes of it. 0 if there is none.
+// One connection for sound, to its end. Gives what the kind of camera counts; 0 without a connection.
 std::uint32_t GetAudio(const StreamSource& source, ThreadControl& control);
 
 // The audio thread's body.

@@ -1,4 +1,4 @@
-// The kinds of camera that there are. Inside this folder and its tests only.
+// The kinds of camera that there are. For the channel's folders and their tests only.
 #pragma once
 
 namespace kvmon {

@@ -9,6 +9,7 @@ namespace kvmon {
 
 // The text begins with the key, whatever the case of either.
 bool HasPrefixNoCase(std::string_view text, std::string_view key);
+// Kept: this and the next one are part of the helpers for kinds of camera.
 // What stands between the key and the next line feed, without the carriage returns at its end, terminated in
 // `out`. False if the key is not there or the value does not fit.
 bool GetValueFromText(std::string_view text, std::string_view key, std::span<char> out);

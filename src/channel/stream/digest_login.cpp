@@ -25,7 +25,7 @@ std::string_view Trimmed(std::string_view text) {
                                            : text.substr(begin, text.find_last_not_of(" \t\r\n") - begin + 1);
 }
 
-// name=value and name="value", between commas; names in small letters, quoted pairs as they stand for.
+// name=value and name="value", between commas; names in small letters, quoted pairs resolved.
 std::map<std::string, std::string> ReadParameters(std::string_view text) {
     std::map<std::string, std::string> parameters;
     while (!text.empty()) {
@@ -75,7 +75,7 @@ std::string Hash(std::initializer_list<std::string_view> parts) {
     return Lowered(MD5String(text));
 }
 
-// The word "auth" among those that the server takes.
+// True if "auth" is among the words that the server takes.
 bool OffersAuth(std::string_view offer) {
     while (!offer.empty()) {
         const std::size_t comma = offer.find(',');

@@ -1,4 +1,4 @@
-// Looks for a camera that gave way to the recorder. Inside this folder and its tests only.
+// Looks for a camera that gave way to the recorder. For the channel's folders and their tests only.
 #pragma once
 
 namespace kvmon {

@@ -23,7 +23,7 @@ public:
 
 private:
     bool IsAborted() const { return m_control.abort != 0; }
-    // False, for its callers to hand on.
+    // Always false, so that callers can return it.
     bool Fail(int nCode, const char* lpszText);
     bool ReadLine();
     // The end of a header, or a line between two parts.

@@ -1,5 +1,5 @@
-// A channel that has everything from its recorder, and what most cameras do like it. Inside this folder and
-// its tests only.
+// A channel that has everything from its recorder, and what most cameras do like it. For the channel's
+// folders and their tests only.
 #pragma once
 
 #include "channel/source/camera_kind.h"

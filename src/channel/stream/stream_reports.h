@@ -32,7 +32,7 @@ public:
 
     // A frame has come. When several have and for 5 s none became a picture, the cell says so.
     virtual void NoteReceived() = 0;
-    // Counts a failure of the stream; the first seven and then every six of them show as a caption.
+    // Counts a failure of the stream. The seventh shows as a caption, and then every sixth.
     virtual void ReportStreamError(int nCode, int nArg = 0) = 0;
     // A connection to the camera has ended by itself. If the camera is not worth another try its other way is
     // taken, and behind that the recorder's pictures, at once.

@@ -149,7 +149,7 @@ std::uint32_t GetCameraPictures(const StreamPass& pass, TargetSettings& settings
     return count.value_or(0);
 }
 
-// Of a look at a camera nobody is told.
+// Tells nobody of a look at a camera.
 class NoReports final : public StreamReports {
 public:
     void NoteReceived() override {}

@@ -1,4 +1,4 @@
-// The reception thread's passes. Inside this folder and its tests only.
+// The reception thread's passes. For the channel's folders and their tests only.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@ namespace kvmon {
 std::uint32_t GetStream(const StreamPass& pass);
 
 // Reads a few pictures of the camera's stream and shows them to nobody. True if they came one after the
-// other. `look` is the caller's alone.
+// other. No other thread uses `look`.
 bool GivesPictures(StreamSource& look, ThreadControl& control);
 
 // What the reception thread works on.

@@ -80,11 +80,11 @@ bool CellPool::Activate(CVideoWnd* window, bool bAudio) {
         return false;
     }
     if (m_active != nullptr) {
-        m_active->SetWindowActive(false, false);
+        m_active->SetWindowActive(false, PlaySound::No);
     }
     m_active = window;
     if (m_active != nullptr) {
-        m_active->SetWindowActive(true, bAudio);
+        m_active->SetWindowActive(true, bAudio ? PlaySound::Yes : PlaySound::No);
     }
     return true;
 }

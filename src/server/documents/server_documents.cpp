@@ -20,12 +20,12 @@ std::string_view From(std::string_view text, std::size_t position) {
 // Reads fields as scanf does: blanks are skipped, a word ends at a blank or at its width.
 class FieldReader {
 public:
-    explicit FieldReader(std::string_view text) : rest_(text) {}
+    explicit FieldReader(std::string_view text) : m_rest(text) {}
 
     std::string_view Word(std::size_t width) {
         SkipBlanks();
         std::size_t length = 0;
-        while (length < width && length < rest_.size() && !IsBlank(rest_[length])) {
+        while (length < width && length < m_rest.size() && !IsBlank(m_rest[length])) {
             ++length;
         }
         return Take(length);
@@ -34,13 +34,13 @@ public:
     // At most `width` characters, sign included; nothing, and no later field, if there is no number.
     std::optional<std::int32_t> Number(std::size_t width) {
         SkipBlanks();
-        std::size_t length = !rest_.empty() && (rest_[0] == '-' || rest_[0] == '+') ? 1 : 0;
+        std::size_t length = !m_rest.empty() && (m_rest[0] == '-' || m_rest[0] == '+') ? 1 : 0;
         const std::size_t firstDigit = length;
-        while (length < width && length < rest_.size() && rest_[length] >= '0' && rest_[length] <= '9') {
+        while (length < width && length < m_rest.size() && m_rest[length] >= '0' && m_rest[length] <= '9') {
             ++length;
         }
         if (length == firstDigit) {
-            rest_ = {};
+            m_rest = {};
             return std::nullopt;
         }
         return WireInt(Take(length));
@@ -49,17 +49,17 @@ public:
 private:
     static bool IsBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
     void SkipBlanks() {
-        while (!rest_.empty() && IsBlank(rest_[0])) {
-            rest_.remove_prefix(1);
+        while (!m_rest.empty() && IsBlank(m_rest[0])) {
+            m_rest.remove_prefix(1);
         }
     }
     std::string_view Take(std::size_t length) {
-        const std::string_view taken = rest_.substr(0, length);
-        rest_.remove_prefix(length);
+        const std::string_view taken = m_rest.substr(0, length);
+        m_rest.remove_prefix(length);
         return taken;
     }
 
-    std::string_view rest_;
+    std::string_view m_rest;
 };
 
 std::uint32_t PortOf(std::int64_t number) {

@@ -14,7 +14,7 @@ constexpr std::uint32_t kNameMs = 1000;
 constexpr std::size_t kMaxName = 1024;  // UTF-16 units
 constexpr unsigned kUtf8 = 65001;
 
-// The list of channels tells first what is wrong.
+// What the list of channels found wrong before stands.
 void NoteIfGood(QueryContext& query, LinkFault fault, int nStatus = 0) {
     if (query.GetFailure().fault == LinkFault::None) {
         query.NoteFailure(fault, nStatus);

@@ -86,22 +86,22 @@ bool CHttpTran::Connect(const char* lpszHost, std::uint32_t nPort, std::uint32_t
     const std::uint32_t code = m_hSocket.Connect(*address, static_cast<std::uint16_t>(nPort));
     bool bConnected = code == 0 && !IsAborted();
     if (code == kSocketWouldBlock) {
-        // A refused connection is "ready" too; the platform's select told only of good ones.
-        bConnected = WaitReady(true, dwTimeout) && Keep(m_hSocket.PendingError());
+        // A refused connection is "ready" too: its error is then pending.
+        bConnected = WaitReady(To::Write, dwTimeout) && Keep(m_hSocket.PendingError());
     } else {
         Keep(code);
     }
     return bConnected && (!bInRounds || Keep(m_hSocket.SetBlocking(true)));
 }
 
-CHttpTran::Wait CHttpTran::WaitSocket(bool bWrite, std::uint32_t* dwTimeout) {
+CHttpTran::Wait CHttpTran::WaitSocket(To to, std::uint32_t* dwTimeout) {
     if (!m_hSocket.IsOpen()) {
         return Wait::Ended;
     }
     struct Waiter {
-        explicit Waiter(std::atomic<int>& count) : count_(count) { ++count_; }
-        ~Waiter() { --count_; }
-        std::atomic<int>& count_;
+        explicit Waiter(std::atomic<int>& count) : m_count(count) { ++m_count; }
+        ~Waiter() { --m_count; }
+        std::atomic<int>& m_count;
     } const waiter(m_nWaiters);
 
     const Milliseconds round = m_clock.SocketRound(Milliseconds(kRoundMs));
@@ -113,7 +113,7 @@ CHttpTran::Wait CHttpTran::WaitSocket(bool bWrite, std::uint32_t* dwTimeout) {
         }
         nElapsed += kRoundMs;
         std::uint32_t error = 0;
-        switch (m_hSocket.Poll(bWrite, static_cast<int>(round.count()), error)) {
+        switch (m_hSocket.Poll(to == To::Write, static_cast<int>(round.count()), error)) {
             case Socket::Ready::Error:
                 m_dwLastError = error;
                 return Wait::Error;
@@ -140,7 +140,7 @@ bool CHttpTran::Send(const void* pData, std::size_t nLength, std::uint32_t* dwTi
     }
     const auto* rest = static_cast<const std::uint8_t*>(pData);
     bool sendFailed = false;
-    while (!IsAborted() && nLength > 0 && !sendFailed && WaitReady(true, dwTimeout)) {
+    while (!IsAborted() && nLength > 0 && !sendFailed && WaitReady(To::Write, dwTimeout)) {
         std::uint32_t error = 0;
         if (const auto sent = m_hSocket.Send(rest, nLength, error)) {
             rest += *sent;
@@ -180,7 +180,7 @@ bool CHttpTran::ReadLine(char* pBuffer, std::size_t* pnLength, std::uint32_t* dw
     const std::size_t capacity = *pnLength;
     std::size_t length = 0;
     while (!IsAborted() && length < capacity) {
-        if (!WaitReady(false, dwTimeout)) {
+        if (!WaitReady(To::Read, dwTimeout)) {
             // What came before a stall stays told; callers take it as a line.
             break;
         }
@@ -212,7 +212,7 @@ NotifyLine CHttpTran::ReadNotifyLine(char* pBuffer, std::size_t* pnLength, std::
     length = 0;
     while (!IsAborted() && length < capacity) {
         // A time-out goes on to the read: on this blocking socket that is where the thread sleeps.
-        switch (WaitSocket(false, dwTimeout)) {
+        switch (WaitSocket(To::Read, dwTimeout)) {
             case Wait::Error:
                 return NotifyLine::WaitError;
             case Wait::Ended:
@@ -252,7 +252,7 @@ bool CHttpTran::ReadToPair(std::uint8_t first, std::uint8_t second, char* pBuffe
     if (!m_pPushback) {
         m_pPushback = std::make_unique<std::array<std::uint8_t, 1024>>();
     }
-    while (!found && !IsAborted() && length < capacity && WaitReady(false, dwTimeout)) {
+    while (!found && !IsAborted() && length < capacity && WaitReady(To::Read, dwTimeout)) {
         const std::size_t room = std::min(capacity - length, m_pPushback->size());
         std::size_t got = TakePushback(pBuffer + length, room);
         if (got == 0) {
@@ -313,7 +313,7 @@ bool CHttpTran::ReadJpeg(char* pBuffer, std::size_t* pnLength, std::uint32_t* dw
 std::size_t CHttpTran::ReadBlock(void* pBuffer, std::size_t nLength, std::uint32_t* dwTimeout) {
     auto* const bytes = static_cast<std::uint8_t*>(pBuffer);
     std::size_t count = 0;
-    while (!IsAborted() && count < nLength && WaitReady(false, dwTimeout)) {
+    while (!IsAborted() && count < nLength && WaitReady(To::Read, dwTimeout)) {
         // Pushed-back bytes go to the buffer's start, whatever stands there.
         if (const std::size_t taken = TakePushback(bytes, nLength - count)) {
             count += taken;
@@ -336,7 +336,7 @@ std::size_t CHttpTran::ReadBlock(void* pBuffer, std::size_t nLength, std::uint32
 }
 
 std::size_t CHttpTran::Receive(void* pBuffer, std::size_t nLength, std::uint32_t* dwTimeout) {
-    while (!IsAborted() && nLength > 0 && WaitReady(false, dwTimeout)) {
+    while (!IsAborted() && nLength > 0 && WaitReady(To::Read, dwTimeout)) {
         if (const std::size_t taken = TakePushback(pBuffer, nLength)) {
             return taken;
         }

@@ -110,10 +110,9 @@ private:
     enum class Wait { Ended, Error, TimedOut, Ready };
 
     bool IsAborted() const { return m_pAbortFlag != nullptr && *m_pAbortFlag != 0; }
-    Wait WaitSocket(bool bWrite, std::uint32_t* dwTimeout);
-    bool WaitReady(bool bWrite, std::uint32_t* dwTimeout) {
-        return WaitSocket(bWrite, dwTimeout) == Wait::Ready;
-    }
+    enum class To { Read, Write };
+    Wait WaitSocket(To to, std::uint32_t* dwTimeout);
+    bool WaitReady(To to, std::uint32_t* dwTimeout) { return WaitSocket(to, dwTimeout) == Wait::Ready; }
     bool ReadToPair(std::uint8_t first, std::uint8_t second, char* pBuffer, std::size_t* pnLength,
                     std::uint32_t* dwTimeout);
     // Nothing on an error, which is stored unless the socket only has nothing yet (`pbTryAgain`).

@@ -25,14 +25,14 @@ constexpr std::string_view kHeadEnd = "\r\n\r\n";
 // Ends an exchange that the caller gave up or that takes too long.
 class Deadline {
 public:
-    explicit Deadline(const FlagWord* abortFlag) : abortFlag_(abortFlag) {}
+    explicit Deadline(const FlagWord* abortFlag) : m_abortFlag(abortFlag) {}
     bool Passed(std::uint64_t limitMs = kFetchLimitMs) const {
-        return (abortFlag_ != nullptr && *abortFlag_ != 0) || SystemClock().TickMs() - start_ >= limitMs;
+        return (m_abortFlag != nullptr && *m_abortFlag != 0) || SystemClock().TickMs() - m_start >= limitMs;
     }
 
 private:
-    const FlagWord* abortFlag_;
-    const std::uint64_t start_ = SystemClock().TickMs();
+    const FlagWord* m_abortFlag;
+    const std::uint64_t m_start = SystemClock().TickMs();
 };
 
 bool ConnectSocket(Socket& socket, const SplitUrl& url, const Deadline& deadline) {

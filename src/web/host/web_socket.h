@@ -19,7 +19,7 @@ namespace kvmon {
 class WebSocket final : public QObject {
 public:
     static constexpr std::size_t kMaxMessage = 256 * 1024;
-    // Messages of the page, each second on the average and at once.
+    // How many messages a page may send: in a second on the average, and at once.
     static constexpr int kMessageRate = 600;
     static constexpr int kMessageBurst = 1200;
     // A page that lets more than this wait is gone or hostile.

@@ -12,7 +12,7 @@ enum class TabEntry { AtFirst, AtLast };
 // User interface thread only.
 class HostWindow final : public QWidget {
 public:
-    // Which way a Tab has nothing left to go to inside; with a menu or a dialog before the console: none.
+    // The ways by which a further Tab leaves the console; none while a menu or a dialog is open.
     static constexpr std::uint8_t kFirst = 1;
     static constexpr std::uint8_t kLast = 2;
     std::uint8_t Edges() const;
