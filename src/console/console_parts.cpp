@@ -35,7 +35,7 @@ ConsoleParts::ConsoleParts(Desk& theDesk, Commands& theCommands, Timers& timers,
       styles(view, sequential, controls),
       busy(desk, timers, controls, view),
       audio(desk, active, controls),
-      ptz(buttons, timers, active),
+      ptz(buttons, timers, active, clock),
       record(active, cells, timers, busy, controls),
       cameraControls(commands, spots, controls, active, cameras, audio, record),
       cellMenu(desk, commands, controls, active, view),
@@ -47,7 +47,7 @@ ConsoleParts::ConsoleParts(Desk& theDesk, Commands& theCommands, Timers& timers,
               windows, events, recorders),
       session(desk, timers, commands, sessionEvents, site, settings, view, cells, cameras, binding,
               recorders),
-      serverClock(desk, settings, recorders),
+      serverClock(desk, settings, recorders, clock),
       options(desk, site, settings, binding, view, cells, cameras, events),
       help(site),
       status(desk, cells, cameras, view, session.SignIn(), recorders) {
@@ -58,7 +58,7 @@ ConsoleParts::ConsoleParts(Desk& theDesk, Commands& theCommands, Timers& timers,
 
 ConsoleParts::~ConsoleParts() {
     cells.DestroyAll();
-    // What was told to stop has had the time of the steps before this one; who still runs is waited for.
+    // Threads were told to stop earlier, so that this waits only for those that took longer than all before.
     recorders.DeleteAllKelvara();
     recorders.ReapRemovedServers(StopWait::ToTheEnd);
     recorders.ReapRemovedCameras(StopWait::ToTheEnd);
@@ -76,12 +76,13 @@ void ConsoleParts::Start() {
 
 void ConsoleParts::LoadSettings() {
     settings.options.Load(Registry(), settings.key);
+    const SessionStart start = LoadSessionStart(Registry(), settings.key);
     site.ShowBrowserToolbar(settings.options.bShowBrowserToolbar);
-    view.LoadMaxViewMode(settings.options.bMaxViewMode);
-    controls.SetPressed(kCtlViewSize, settings.options.bMaxViewMode);
-    sequential.SetInterval(settings.options.dwSequentialInterval);
+    view.LoadMaxViewMode(start.maxViewMode);
+    controls.SetPressed(kCtlViewSize, start.maxViewMode);
+    sequential.SetInterval(start.sequentialMs);
     events.Start();
-    audio.LoadSettings(settings.options.bEnableAudio);
+    audio.LoadSettings(start.audio);
 }
 
 void ConsoleParts::CloseSubjects() {
@@ -152,7 +153,7 @@ void ConsoleParts::OnWallMoved() {
 
 void ConsoleParts::OnPanelGoes() {
     if (session.SignIn().IsShown()) {
-        session.SignIn().Update();  // off the panel, with what was typed
+        session.SignIn().Update();  // moves the card off the panel, with what was typed
     }
 }
 

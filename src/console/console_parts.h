@@ -52,10 +52,10 @@ public:
     void Start();
     // The first recorder has told the key.
     void LoadSettings();
-    // What is open for the user who is logged in goes.
+    // Closes what is open for the user who is logged in.
     void CloseSubjects();
-    // Command 1757: the panel shows what the active camera can do. Of many together, as when all cells
-    // change, only the first is followed at once; one more refresh stands for the others.
+    // Command kCmdRefreshControls. Each refresh looks at all cameras, and all cells may ask in one turn of
+    // the loop: the first is followed at once, and one more refresh stands for all others.
     void OnRefreshControls();
     void OnRefreshEnds();
     void OpenHelp(int topic);
@@ -108,8 +108,8 @@ private:
 
     void Refresh();
 
-    bool m_bRefreshed = false;     // and who else asked for it may be in the queue
-    bool m_bRefreshAgain = false;  // somebody was
+    bool m_bRefreshed = false;     // in this turn of the loop
+    bool m_bRefreshAgain = false;  // somebody has asked since
 };
 
 }  // namespace kvmon

@@ -31,7 +31,7 @@ using Parts = ConsoleParts;
 
 constexpr int kHelpTopics = 12;
 
-// A number that does not fit an int names nothing.
+// -1 for a number that does not fit an int, as no channel or window has it.
 int NumberOf(WParam wParam) {
     return wParam <= 0x7FFFFFFF ? static_cast<int>(wParam) : -1;
 }
@@ -150,7 +150,7 @@ void ActivateAtPointer(Parts& parts, WParam, LParam) {
     parts.view.ActivateWindowAt(QCursor::pos());
 }
 
-// Of a cell that asks, 0 for no.
+// The answer for the cell that asks; 0 for no.
 LParam AnswerDrag(Parts& parts, std::uint32_t message, WParam wParam, LParam lParam) {
     const int channel = NumberOf(wParam);
     switch (message) {

@@ -10,7 +10,7 @@ namespace kvmon {
 
 class ConsoleParts;
 
-// A number that no table has is one of the cell's menu, or nothing.
+// A command that is not in the table is tried as one of the cell's menu.
 void RunCommand(ConsoleParts& parts, int id);
 // The message's result; nothing for one that is not in the table.
 std::optional<LParam> AnswerMessage(ConsoleParts& parts, std::uint32_t message, WParam wParam, LParam lParam);

@@ -75,7 +75,7 @@ void CMainDlg::ShowControl(int id, const ConsoleControls::State& state) {
     }
 }
 
-// A click has turned the checks on the screen: the states follow.
+// A click has changed the buttons on the screen: the states follow.
 int CMainDlg::OnSkinODButtonNotify(int, int, LParam) {
     for (const auto table : {ControlTable(), ToolTable()}) {
         for (const SkinControlRow& row : table) {
@@ -87,7 +87,7 @@ int CMainDlg::OnSkinODButtonNotify(int, int, LParam) {
     return 1;
 }
 
-// What the control does at present, and its key.
+// Says what the control does at present, and its key.
 bool CMainDlg::OnSkinToolTipNeedTextNotify(CXSkinODButton& button, std::string& text) {
     text = m_parts->cameraControls.TipText(button.ControlId(), text);
     const QString key = ShortcutName(button.ControlId());

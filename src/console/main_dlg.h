@@ -71,7 +71,8 @@ public:
     void Press(int id) override;
     void PressMenuEntry(int id) override;
     void Run(int id) override;
-    void Hold(int id, bool bDown) override;
+    void Hold(int id) override;
+    void Release(int id) override;
     void RefreshControls() override;
     void AskFor(std::uint32_t code, int server) override;
 

@@ -90,8 +90,12 @@ void CMainDlg::Run(int id) {
     }
 }
 
-void CMainDlg::Hold(int id, bool bDown) {
-    SendMessage(kMsgPtzPress, bDown ? 1 : 0, id);
+void CMainDlg::Hold(int id) {
+    SendMessage(kMsgPtzPress, 1, id);
+}
+
+void CMainDlg::Release(int id) {
+    SendMessage(kMsgPtzPress, 0, id);
 }
 
 void CMainDlg::RefreshControls() {

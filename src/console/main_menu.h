@@ -14,7 +14,7 @@ struct MainMenuState {
     std::size_t unreadEvents = 0;
 };
 
-// Command 1612.
+// Command kCtlMainMenu.
 void OpenMainMenu(const MainMenuState& state, const MenuSpots& spots, Commands& commands);
 
 }  // namespace kvmon

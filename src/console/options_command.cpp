@@ -49,8 +49,9 @@ void OptionsCommand::OpenSettings() {
             OpenRecorders(*m_dialog);
         }
     };
-    auto* const dialog =
-        new CSettingsDlg(m_settings.options, tab, IsLowIntegrity(), std::move(actions), m_desk.DialogHost());
+    auto* const dialog = new CSettingsDlg(m_settings.options, tab,
+                                          IsLowIntegrity() ? SnapshotFolder::Fixed : SnapshotFolder::Chosen,
+                                          std::move(actions), m_desk.DialogHost());
     m_dialog = dialog;
     dialog->setProperty(kOutlivesSession, true);
     QObject::connect(dialog, &QDialog::finished, &m_desk.Window(), [this, dialog](int result) {

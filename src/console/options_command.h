@@ -32,13 +32,13 @@ public:
           m_cameras(cameras),
           m_events(events) {}
 
-    // Command 1605. There are options only after the first connection.
+    // Command kCtlOptions. There are options only after the first connection.
     void OpenSettings();
     // Above the given window.
     void OpenRecorders(QWidget& above);
-    // The session is over: its recorders' list goes, with what a user was about to enter.
+    // At the end of a session: closes the list, with what a user was about to enter.
     void CloseRecorders();
-    // Command 1602.
+    // Command kCtlLanguage.
     void OpenLanguages();
 
 private:

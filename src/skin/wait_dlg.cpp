@@ -61,12 +61,12 @@ void CWaitDlg::SetCloseText(std::string text) {
     m_close->setText(QString::fromStdString(text));
 }
 
-void CWaitDlg::Open(bool modal) {
+void CWaitDlg::Open(Input input) {
     if (m_open) {
         return;
     }
     m_open = true;
-    setWindowModality(modal ? Qt::WindowModal : Qt::NonModal);
+    setWindowModality(input == Input::Blocked ? Qt::WindowModal : Qt::NonModal);
     m_picture->Draw();
     Centre();
     show();

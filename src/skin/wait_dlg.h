@@ -23,6 +23,8 @@ public:
         Inside,  // a part of the parent, over its middle, without the button: there is nothing to give up
     };
 
+    enum class Input { Free, Blocked };  // that of the parent's window, meanwhile
+
     explicit CWaitDlg(QWidget* parent, Place place = Place::Above);
 
     // UTF-8, shown as it is.
@@ -31,8 +33,8 @@ public:
     // Called once for each Open, with IDCANCEL when the user gave up, else with the result of Close.
     void SetClosed(std::function<void(int result)> closed) { m_closed = std::move(closed); }
 
-    // Shows it in the middle of its parent. Modal keeps input from the parent's window. An open one stays.
-    void Open(bool modal);
+    // Shows it in the middle of its parent. An open one stays.
+    void Open(Input input);
     void Close(int result);
     bool IsOpen() const { return m_open; }
     // Moves back to the middle of the parent, whose size has changed.

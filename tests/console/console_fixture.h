@@ -1,10 +1,6 @@
 // A console of its own for a test, with its settings in a folder that goes away.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <QtCore/QCoreApplication>
-#include <QtCore/QTimer>
 #include <QtWidgets/QWidget>
 #include <memory>
 #include <string>
@@ -17,67 +13,32 @@
 #include "console/ports/client_site.h"
 #include "console/ports/console_messages.h"
 #include "console/settings/multi_server_list.h"
-#include "persist/orvo_registry.h"
-#include "persist/utilities.h"
+#include "settings_fixture.h"
 #include "support/fake_clock.h"
-#include "support/temp_folder.h"
+#include "support/qt_pump.h"
+#include "support/silent_site.h"
 
 namespace kvtest {
 
-// Runs the event loop until the condition holds; false if it does not in time.
-template <typename Condition>
-bool PumpUntil(Condition condition, std::chrono::milliseconds timeout = std::chrono::seconds(15)) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    QTimer wake;  // for conditions that come true without an event
-    wake.start(5);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() >= deadline) {
-            return false;
-        }
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    }
-    return true;
-}
-
-// All that is due now.
-inline void Pump() {
-    // Handlers post: the second turn takes what the first one brought about.
-    QCoreApplication::processEvents();
-    QCoreApplication::processEvents();
-}
-
-class TestSite final : public kvmon::ClientSite {
+// Notes what the control would tell its page.
+class TestSite final : public SilentSite {
 public:
-    std::string GetServerIP() const override { return "127.0.0.1"; }
     std::uint32_t GetServerPort() const override { return port; }
-    std::string GetDefServerName() const override { return {}; }
     void NotifyLogin(int) override { events.push_back("login"); }
     void NotifyLogout(int) override { events.push_back("logout"); }
-    void NotifyNewVersion(int) override {}
-    void NotifyChangeLanguage(std::uint16_t) override {}
     void NotifyGotoPage(int n) override { events.push_back("page " + std::to_string(n)); }
     void NotifyGotoServer(int n, const std::string& text) override {
         events.push_back("server " + std::to_string(n) + " " + text);
     }
-
     void OpenPage(const std::string& url) override { events.push_back("open " + url); }
 
     std::uint32_t port = 0;
     std::vector<std::string> events;
 };
 
-class ConsoleTest : public testing::Test {
+class ConsoleTest : public SettingsTest {
 protected:
-    ConsoleTest() {
-        kvmon::SetDataFolder(folder.Path());
-        kvmon::RegistryApp app;
-        app.databasePath = folder.File("settings.db");
-        kvmon::Registry().InitRegistry(false, app);
-    }
-    ~ConsoleTest() override {
-        Close();
-        kvmon::Registry().Close();  // before its folder goes
-    }
+    ~ConsoleTest() override { Close(); }
 
     // A console logged in to the port, with its view built.
     kvmon::CMainDlg& Open(std::uint16_t port) {
@@ -86,9 +47,10 @@ protected:
         Pump();
         return *console;
     }
-    kvmon::CMainDlg& Start(std::uint16_t port) {
+    kvmon::CMainDlg& Start(std::uint16_t port) { return Start(port, clock); }
+    kvmon::CMainDlg& Start(std::uint16_t port, kvmon::Clock& ownClock) {
         site.port = port;
-        console = std::make_unique<kvmon::CMainDlg>(site, nullptr, 0x0409, clock);
+        console = std::make_unique<kvmon::CMainDlg>(site, nullptr, 0x0409, ownClock);
         console->OnInitDialog();
         console->show();
         console->AutoLogin("admin", "secret");
@@ -115,7 +77,6 @@ protected:
 
     // The recorders' threads wait by it, so that no login pauses for the second that it does.
     FakeClock clock{kvmon::Milliseconds(1)};
-    TempFolder folder;
     TestSite site;
     std::unique_ptr<kvmon::CMainDlg> console;
 };

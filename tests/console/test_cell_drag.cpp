@@ -3,14 +3,13 @@
 
 #include <QtCore/QBuffer>
 #include <QtGui/QImage>
-#include <QtGui/QKeyEvent>
-#include <QtGui/QMouseEvent>
 #include <QtWidgets/QApplication>
 
 #include "channel/base/cam_commands.h"
 #include "channel/cell/channel_view.h"
 #include "console_fixture.h"
 #include "support/fake_recorder.h"
+#include "support/qt_user_input.h"
 #include "wire/frame_header.h"
 
 using namespace kvmon;
@@ -54,9 +53,7 @@ protected:
     void Send(QWidget& to, QEvent::Type type, const QPoint& at, Qt::MouseButton button, Qt::MouseButtons held,
               Qt::MouseEventSource source = Qt::MouseEventNotSynthesized) {
         QCursor::setPos(at);
-        QMouseEvent event(type, to.mapFromGlobal(QPointF(at)), QPointF(at), QPointF(at), button, held,
-                          Qt::NoModifier, source);
-        QCoreApplication::sendEvent(&to, &event);
+        kvtest::SendMouseAt(to, type, at, button, held, source);
     }
     void Press(int n, const QPoint& at, Qt::MouseEventSource source = Qt::MouseEventNotSynthesized) {
         m_held = &Hit(n, at);
@@ -143,10 +140,9 @@ TEST_F(CellDragTest, APictureGoesWithThePointerAndThePlaceIsMarked) {
     EXPECT_EQ(Wearer("dropMark"), -1);
     EXPECT_EQ(QApplication::overrideCursor()->shape(), Qt::ForbiddenCursor);
 
-    // Escape ends it, and the release after it is nothing.
+    // Escape ends it, and the release after it does nothing.
     MoveTo(PictureOf(1));
-    QKeyEvent escape(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
-    QCoreApplication::sendEvent(console.get(), &escape);
+    kvtest::SendKey(*console, QEvent::KeyPress, Qt::Key_Escape);
     EXPECT_EQ(Ghost(), nullptr);
     EXPECT_EQ(Wearer("dropMark"), -1);
     EXPECT_EQ(Wearer("dragVeil"), -1);
@@ -172,7 +168,7 @@ TEST_F(CellDragTest, APictureGoesWithThePointerAndThePlaceIsMarked) {
     EXPECT_EQ(ShownNames()[0], "Channel 1");
 }
 
-// The window system asks first whether the key is wanted as itself.
+// The window system first asks who wants the key; only then comes the key itself.
 TEST_F(CellDragTest, EscapeEndsTheDragAndLeavesFullScreenAlone) {
     FakeRecorder recorder("Hall", 4);
     Open(recorder.Port());
@@ -180,8 +176,7 @@ TEST_F(CellDragTest, EscapeEndsTheDragAndLeavesFullScreenAlone) {
     Command(kCtlFullScreen);
     const auto escape = [this] {
         for (const QEvent::Type type : {QEvent::ShortcutOverride, QEvent::KeyPress, QEvent::KeyRelease}) {
-            QKeyEvent event(type, Qt::Key_Escape, Qt::NoModifier);
-            QCoreApplication::sendEvent(Cell(0).window(), &event);
+            kvtest::SendKey(*Cell(0).window(), type, Qt::Key_Escape);
         }
         Pump();
     };
@@ -235,7 +230,7 @@ TEST_F(CellDragTest, AClickIsStillAClickAndADragIsNone) {
     Press(1, PictureOf(1));
     Release(PictureOf(1));
     EXPECT_TRUE(Cell(1).IsWindowActive());
-    // A double click goes to the single view and back no other way than before.
+    // A double click still goes to the single view.
     Send(Cell(1).View(), QEvent::MouseButtonDblClick, PictureOf(1), Qt::LeftButton, Qt::LeftButton);
     Pump();
     EXPECT_EQ(console->Parts().view.GetStyle(), VIEW_STYLE_SINGLE_1CH);
@@ -252,7 +247,7 @@ TEST_F(CellDragTest, AClickIsStillAClickAndADragIsNone) {
 
 TEST_F(CellDragTest, AClickTurnsTheCameraAndADragDoesNot) {
     FakeRecorder recorder("Hall", 4);
-    recorder.SetDocument("command=16", kvtest::HttpReply(200, "OK", "67"));  // turns, and to a click
+    recorder.SetDocument("command=16", kvtest::HttpReply(200, "OK", "67"));  // turns, also to a click
     recorder.SetDocument("Recording.MediaProperty", kvtest::HttpReply(200, "OK", "\naudio_enabled=0\n"));
     recorder.SetStream(SomePictures());
     recorder.SetDocument("command=14", kvtest::HttpReply(200, "OK", "0"));
@@ -273,7 +268,7 @@ TEST_F(CellDragTest, AClickTurnsTheCameraAndADragDoesNot) {
     EXPECT_TRUE(kvtest::PumpUntil([&] { return recorder.CountHeads("command=14") > 0; }));
     kvtest::PumpUntil([] { return false; }, std::chrono::milliseconds(100));
     EXPECT_EQ(recorder.CountHeads("command=14"), 1);
-    // The click that makes another cell the active one is for that alone.
+    // The click that makes another cell the active one turns no camera.
     Press(1, PictureOf(1));
     Release(PictureOf(1));
     kvtest::PumpUntil([] { return false; }, std::chrono::milliseconds(100));

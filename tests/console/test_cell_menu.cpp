@@ -1,10 +1,8 @@
-// The menu of a cell and what hangs on it, in a console whose recorder knows no steerable camera.
+// The menu of a cell in a whole console: from the key to the recorder.
 #include <gmock/gmock.h>
 
 #include <QtCore/QBuffer>
 #include <QtGui/QImage>
-#include <QtGui/QKeyEvent>
-#include <QtGui/QMouseEvent>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QDialog>
 #include <QtWidgets/QLabel>
@@ -15,68 +13,31 @@
 
 #include "channel/base/cam_commands.h"
 #include "channel/camera/base_camera.h"
-#include "channel/cell/camera_menu.h"
 #include "console/camera/cell_menu.h"
 #include "console_fixture.h"
+#include "menu_entries.h"
 #include "support/fake_recorder.h"
+#include "support/qt_user_input.h"
 #include "support/scripted_server.h"
 
 using namespace kvmon;
+using kvtest::Entries;
 using kvtest::FakeRecorder;
 using kvtest::Pump;
 using kvtest::PumpUntil;
-using testing::ElementsAre;
 
 namespace {
-
-std::vector<std::string> Entries(const QMenu& menu) {
-    std::vector<std::string> texts;
-    for (const QAction* const entry : menu.actions()) {
-        texts.push_back(entry->isSeparator() ? "-" : entry->text().toStdString());
-    }
-    return texts;
-}
 
 class CellMenuTest : public kvtest::ConsoleTest {
 protected:
     QMenu* OpenMenu() {
-        QKeyEvent key(QEvent::KeyPress, Qt::Key_F10, Qt::ShiftModifier);
-        QApplication::sendEvent(console.get(), &key);
+        kvtest::SendKey(*console, QEvent::KeyPress, Qt::Key_F10, Qt::ShiftModifier);
         return qobject_cast<QMenu*>(QApplication::activePopupWidget());
-    }
-    static void DoubleClick(QWidget& widget) {
-        const QPointF at = widget.rect().center();
-        for (const auto type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease,
-                                QEvent::MouseButtonDblClick, QEvent::MouseButtonRelease}) {
-            const bool bUp = type == QEvent::MouseButtonRelease;
-            QMouseEvent event(type, at, widget.mapToGlobal(at), Qt::LeftButton,
-                              bUp ? Qt::NoButton : Qt::LeftButton, Qt::NoModifier);
-            QApplication::sendEvent(&widget, &event);
-        }
     }
     QDialog* Presets() { return console->window()->findChild<QDialog*>(QStringLiteral("presetDialog")); }
 };
 
 }  // namespace
-
-TEST(CameraMenu, HoldsWhatTheCameraCan) {
-    CameraInfo info;
-    BCMenu nothing;
-    BuildCameraMenu(nothing, info);
-    EXPECT_TRUE(nothing.isEmpty());
-
-    info.bZoomable = info.bHome = true;
-    info.dwPresetMask = 1u << 1 | 1u << 9;
-    info.presetNames[1] = "Gate && yard";
-    BCMenu menu;
-    menu.AppendMenu(0, 1, "first");
-    BuildCameraMenu(menu, info);
-    EXPECT_THAT(Entries(menu), ElementsAre("first", "-", "PTZ", "Preset"));
-    EXPECT_THAT(Entries(*menu.actions()[2]->menu()), ElementsAre("Home", "Zoom in", "Zoom out"));
-    const QMenu& presets = *menu.actions()[3]->menu();
-    EXPECT_THAT(Entries(presets), ElementsAre("Gate && yard", "Preset 10"));
-    EXPECT_EQ(presets.actions()[1]->data().toInt(), 1820);
-}
 
 TEST_F(CellMenuTest, OpensByTheKeyboardAndSwitchesDigitalZoom) {
     FakeRecorder recorder("Hall", 4);
@@ -108,7 +69,7 @@ TEST_F(CellMenuTest, OpensByTheKeyboardAndSwitchesDigitalZoom) {
     EXPECT_FALSE(console->Parts().controls.Get(kCmdZoomIn).shown);
 }
 
-// A recorder stores where the camera is at the moment, and nobody but the user knows when it has arrived.
+// A recorder stores the place where the camera is; only the user sees when it has arrived.
 TEST_F(CellMenuTest, ARenamedPresetKeepsItsPlace) {
     FakeRecorder recorder("Hall", 1);
     recorder.SetDocument("command=16", kvtest::HttpReply(200, "OK", "19"));
@@ -137,12 +98,9 @@ TEST_F(CellMenuTest, ARenamedPresetKeepsItsPlace) {
     // Clicks "Rename" with a new name in the field.
     const auto rename = [&](const char* text) {
         name->selectAll();
-        for (const char letter : std::string(text)) {
-            QKeyEvent key(QEvent::KeyPress, 0, Qt::NoModifier, QString(QLatin1Char(letter)));
-            QApplication::sendEvent(name, &key);
-        }
+        kvtest::TypeText(*name, text);
         ASSERT_TRUE(PumpUntil([&] { return button("rename")->isEnabled(); }));
-        DoubleClick(*button("rename"));
+        kvtest::DoubleClickAt(*button("rename"), button("rename")->rect().center());
         EXPECT_EQ(button("rename")->text(), "Store name");
     };
     ASSERT_TRUE(PumpUntil([&] { return name->isEnabled(); }));
@@ -172,61 +130,9 @@ TEST_F(CellMenuTest, ARenamedPresetKeepsItsPlace) {
     EXPECT_EQ(button("rename")->text(), "Rename");
     EXPECT_EQ(recorder.CountHeads("command=21"), 1);
 
-    // The name goes out with both letters of what a menu takes for one, as recorders have always been told.
+    // The name goes out with "&" doubled, as recorders have always been sent it.
     button("delete")->click();
     EXPECT_TRUE(PumpUntil([&] { return recorder.CountHeads("command=22&ch=0&arg=0010441262642 ") == 1; }));
-}
-
-TEST_F(CellMenuTest, ThePictureOfACellIsSetFromItsMenu) {
-    FakeRecorder recorder("Hall", 4);
-    Open(recorder.Port());
-    const auto choose = [&](std::initializer_list<int> path) {
-        QMenu* menu = OpenMenu();
-        ASSERT_NE(menu, nullptr);
-        QMenu* const open = menu;
-        menu = [&]() -> QMenu* {
-            for (const QAction* const entry : menu->actions()) {
-                if (entry->text() == "Picture") {
-                    return entry->menu();
-                }
-            }
-            return nullptr;
-        }();
-        ASSERT_NE(menu, nullptr);
-        for (const int i : path) {
-            QAction* const entry = menu->actions()[i];
-            if (entry->menu() == nullptr) {
-                entry->trigger();
-                emit open->triggered(entry);
-            }
-            menu = entry->menu();
-        }
-        open->close();
-        Pump();
-    };
-    ChannelPicture& picture = Cell(0).GetCamera()->Picture();
-    choose({1});
-    EXPECT_EQ(picture.GetDisplayMode(), DisplayMode::KeepAspect);
-    choose({3});
-    EXPECT_EQ(picture.GetDisplayMode(), DisplayMode::PowerOfTwo);
-    choose({5});
-    EXPECT_TRUE(picture.IsDeinterlace());
-    choose({6, 1});
-    EXPECT_EQ(picture.GetMainOsdColor(), 0x00FFFFFFu);
-    choose({7, 3});
-    EXPECT_TRUE(picture.IsLineShown(SubString::View));
-    EXPECT_FALSE(picture.IsLineShown(SubString::Draw));
-    choose({7, 13});  // the debug switch
-    EXPECT_TRUE(picture.IsLineShown(SubString::Draw));
-    choose({7, 13});
-    EXPECT_FALSE(picture.IsLineShown(SubString::Draw));
-    // And is kept.
-    Close();
-    Open(recorder.Port());
-    ChannelPicture& again = Cell(0).GetCamera()->Picture();
-    EXPECT_EQ(again.GetDisplayMode(), DisplayMode::PowerOfTwo);
-    EXPECT_EQ(again.GetMainOsdColor(), 0x00FFFFFFu);
-    EXPECT_TRUE(again.IsDeinterlace());
 }
 
 // From the click to the request: to the recorder, and to the camera again.
@@ -251,13 +157,7 @@ TEST_F(CellMenuTest, WhereTheStreamComesFromIsChosen) {
     const auto choose = [this] {
         QMenu* const menu = OpenMenu();
         ASSERT_NE(menu, nullptr);
-        for (QAction* const entry : menu->actions()) {
-            if (entry->text() == "Picture directly from the camera") {
-                entry->trigger();
-                emit menu->triggered(entry);
-            }
-        }
-        menu->close();
+        ASSERT_TRUE(kvtest::Choose(*menu, {"Picture directly from the camera"}));
         Pump();
     };
     choose();

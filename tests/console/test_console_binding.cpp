@@ -247,21 +247,3 @@ TEST_F(ConsoleBinding, LogoutEmptiesTheWallAndForgetsCredentials) {
     EXPECT_TRUE(PumpUntil([&] { return recorder.CountHeads("/logomark.jpg") == 1; }));
     EXPECT_TRUE(PumpUntil([&] { return !console->IsTimerSet(kTimerStopping); }));
 }
-
-TEST_F(ConsoleBinding, WaitForCamerasEndsWithTheLast) {
-    FakeRecorder recorder("Hall", 4);
-    Open(recorder.Port());
-    BusyState& busy = console->Parts().busy;
-    busy.SetDlgItemBusyWaitCursor(true, 60000, kCtlFirstStyle);
-    busy.SetWaittingCamera(console->Parts().cameras.GetCameraByChannel(0));
-    busy.SetWaittingCamera(console->Parts().cameras.GetCameraByChannel(1));
-    EXPECT_TRUE(console->Parts().controls.Get(kCtlFirstStyle).busy);
-    EXPECT_EQ(console->cursor().shape(), Qt::WaitCursor);
-    busy.OnGetDataStream(1);
-    EXPECT_TRUE(busy.IsBusy());
-    console->Parts().view.SetSavedStyle(VIEW_STYLE_9CH);
-    busy.OnGetDataStream(0);
-    EXPECT_FALSE(busy.IsBusy());
-    EXPECT_FALSE(console->Parts().controls.Get(kCtlFirstStyle).busy);
-    EXPECT_EQ(console->Parts().view.GetStyle(), VIEW_STYLE_9CH);
-}

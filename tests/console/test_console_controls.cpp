@@ -1,9 +1,6 @@
 // The panel with a pointer and with keys: every button is where it is told, and does its thing.
 #include <gmock/gmock.h>
 
-#include <QtGui/QKeyEvent>
-#include <QtGui/QMouseEvent>
-#include <QtGui/QWheelEvent>
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QDialog>
 #include <QtWidgets/QMenu>
@@ -17,6 +14,7 @@
 #include "skin/xskin_od_button.h"
 #include "support/fake_recorder.h"
 #include "support/qt_ui_watchdog.h"
+#include "support/qt_user_input.h"
 
 using namespace kvmon;
 using kvtest::FakeRecorder;
@@ -39,7 +37,7 @@ QRect PlaceOf(const SkinControlRow& row) {
 
 class ConsolePanel : public kvtest::ConsoleTest {
 protected:
-    // From then on the thread is watched.
+    // The thread is watched from here on.
     void Open(std::uint16_t port) {
         ConsoleTest::Open(port);
         kvtest::WatchedApplication::Instance().ForgetLongest();
@@ -55,13 +53,7 @@ protected:
         if (target == nullptr || !target->isEnabled()) {
             return false;
         }
-        const QPointF local = target->mapFrom(console.get(), QPointF(place));
-        const QPointF screen = console->mapToGlobal(QPointF(place));
-        for (const auto type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
-            const auto held = type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton;
-            QMouseEvent event(type, local, screen, Qt::LeftButton, held, Qt::NoModifier);
-            QCoreApplication::sendEvent(target, &event);
-        }
+        kvtest::ClickAt(*target, target->mapFrom(console.get(), QPointF(place)));
         Pump();
         return true;
     }
@@ -74,8 +66,7 @@ protected:
         return false;
     }
     void Send(QEvent::Type type, int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
-        QKeyEvent event(type, key, modifiers);
-        QCoreApplication::sendEvent(console.get(), &event);
+        kvtest::SendKey(*console, type, key, modifiers);
         Pump();
     }
     void Key(int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
@@ -89,8 +80,7 @@ protected:
         for (QAction* const entry : menu->actions()) {
             if (entry->text() == text) {
                 menu->setActiveAction(entry);
-                QKeyEvent enter(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
-                QCoreApplication::sendEvent(menu, &enter);
+                kvtest::SendKey(*menu, QEvent::KeyPress, Qt::Key_Return);
             }
         }
         Pump();
@@ -252,9 +242,7 @@ TEST_F(ConsolePanel, AKeyThatRepeatsIsOnePress) {
     FakeRecorder recorder("Hall", 4);
     Open(recorder.Port());
     const auto key = [&](QEvent::Type type, int code, quint64 at) {
-        QKeyEvent event(type, code, Qt::NoModifier);
-        event.setTimestamp(at);
-        QCoreApplication::sendEvent(console.get(), &event);
+        kvtest::SendKeyAt(*console, type, code, at);
     };
     console->Parts().controls.SetShown(kCmdUp, true);
     key(QEvent::KeyPress, Qt::Key_Up, 10'000);
@@ -269,7 +257,7 @@ TEST_F(ConsolePanel, AKeyThatRepeatsIsOnePress) {
     key(QEvent::KeyRelease, Qt::Key_Up, 12'010);
     EXPECT_TRUE(kvtest::PumpUntil([&] { return !console->Parts().keys.IsHeld(kCmdUp); }));
 
-    // A switch that is held turns once; pressed a second time it turns back.
+    // A toggle's key that is held toggles once; pressed a second time it toggles back.
     const bool bBefore = View().IsMaxViewMode();
     key(QEvent::KeyPress, Qt::Key_V, 20'000);
     key(QEvent::KeyRelease, Qt::Key_V, 20'500);
@@ -289,11 +277,7 @@ TEST_F(ConsolePanel, TheWheelZoomsByWholeNotchesAndNotSideways) {
     Open(recorder.Port());
     const auto active = console->Parts().cells.GetActiveCamera();
     ASSERT_TRUE(kvtest::PumpUntil([&] { return active->GetCameraInfo().bZoomable; }));
-    const auto turn = [&](const QPoint& angle) {
-        QWheelEvent wheel({900, 600}, console->mapToGlobal(QPointF(900, 600)), {}, angle, Qt::NoButton,
-                          Qt::NoModifier, Qt::NoScrollPhase, false);
-        QCoreApplication::sendEvent(console.get(), &wheel);
-    };
+    const auto turn = [&](const QPoint& angle) { kvtest::TurnWheel(*console, {900, 600}, angle); };
     turn({120, 0});
     turn({0, 40});
     turn({0, 40});
@@ -303,18 +287,6 @@ TEST_F(ConsolePanel, TheWheelZoomsByWholeNotchesAndNotSideways) {
     turn({0, -120});
     EXPECT_TRUE(kvtest::PumpUntil([&] { return recorder.CountHeads("&command=9 ") == 1; }));
     EXPECT_EQ(recorder.CountHeads("&command=8 "), 1);
-}
-
-TEST_F(ConsolePanel, RecordingIsAskedForAndWaitedFor) {
-    FakeRecorder recorder("Hall", 4);
-    Open(recorder.Port());
-    ASSERT_TRUE(PumpUntil([&] { return console->Parts().controls.Get(kCtlRecord).shown; }));
-    EXPECT_TRUE(ClickOn(kCtlRecord));
-    EXPECT_TRUE(console->Parts().busy.IsBusy());
-    EXPECT_EQ(console->cursor().shape(), Qt::WaitCursor);
-    EXPECT_TRUE(console->IsTimerSet(kTimerManualRecording));
-    EXPECT_TRUE(PumpUntil([&] { return !console->Parts().busy.IsBusy(); }));
-    EXPECT_EQ(console->cursor().shape(), Qt::ArrowCursor);
 }
 
 TEST(ControlRules, ShowsWhatTheActiveCameraCanDo) {

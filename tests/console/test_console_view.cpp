@@ -49,7 +49,7 @@ TEST_F(ConsoleView, LoginShowsFourChannelsInTheViewRectangle) {
     EXPECT_TRUE(console->GetButton(1653)->isEnabled());
     ASSERT_TRUE(PumpUntil([&] { return recorder.StreamRequestCount() >= 4; }));
     EXPECT_TRUE(console->Parts().cameras.GetCameraByChannel(3)->IsVideoRunning());
-    // The ticks that watch the start prepare nothing: who is not on show does not stream.
+    // The ticks that watch the start prepare nothing: a camera that is not shown does not stream.
     for (int tick = 0; tick < 3; ++tick) {
         console->SetTimer(kTimerStopping, 0);
         Pump();

@@ -59,12 +59,12 @@ int ShownCount(const LayoutPlan& plan) {
 }  // namespace
 
 TEST(ViewGeometry, AreaOfAStyle) {
-    EXPECT_EQ(GetViewRect({}, true, kView, false), kView);
-    EXPECT_EQ(GetViewRect({}, false, kView, true), At(19 + 68, 64 + 20, 647, 508));
-    EXPECT_EQ(GetViewRect({}, false, kView, false), At(19 + 40, 64 + 34, 702, 480));
-    EXPECT_EQ(GetViewRect(At(0, 0, 1280, 800), false, kView, true), At(0, 0, 1280, 800));
+    EXPECT_EQ(GetViewRect({}, true, kView, WallUse::ManyCells), kView);
+    EXPECT_EQ(GetViewRect({}, false, kView, WallUse::OneCell), At(19 + 68, 64 + 20, 647, 508));
+    EXPECT_EQ(GetViewRect({}, false, kView, WallUse::ManyCells), At(19 + 40, 64 + 34, 702, 480));
+    EXPECT_EQ(GetViewRect(At(0, 0, 1280, 800), false, kView, WallUse::OneCell), At(0, 0, 1280, 800));
     // A small view is overflowed on both sides.
-    EXPECT_EQ(GetViewRect({}, false, At(10, 10, 602, 380), false), At(-40, -40, 702, 480));
+    EXPECT_EQ(GetViewRect({}, false, At(10, 10, 602, 380), WallUse::ManyCells), At(-40, -40, 702, 480));
     EXPECT_EQ(ViewRectOfConsole(1000, 680), kView);
     EXPECT_EQ(ViewRectOfConsole(640, 480), kView);
     EXPECT_EQ(ViewRectOfConsole(1280, 800), (PixelRect{19, 64, 1082, 733}));

@@ -24,7 +24,7 @@ namespace {
 
 class Sequential : public kvtest::ConsoleTest {
 protected:
-    // From then on the thread is watched.
+    // The thread is watched from here on.
     void Open(std::uint16_t port) {
         ConsoleTest::Open(port);
         kvtest::WatchedApplication::Instance().ForgetLongest();
@@ -250,6 +250,24 @@ TEST_F(Sequential, PictureInPictureIsSetUpByItsDialog) {
     EXPECT_THAT(ShownNames(), ElementsAre("C", "B", "A"));
     EXPECT_EQ(Registry().GetProfileInt("Hall", "PIPChildChannel", 0), 2u);
     EXPECT_THAT(console->Parts().view.Orders().PipList(), ElementsAre(2, 1, 0, 4));
+
+    // The window's size is no reason to read the number again.
+    console->resize(1200, 780);
+    const auto places = [this] { return std::vector<QRect>{Cell(1).geometry(), Cell(2).geometry()}; };
+    const std::vector<QRect> both = places();
+    console->resize(1000, 680);
+    ASSERT_NE(places(), both);
+    Registry().WriteProfileInt("Hall", "PIPChildChannel", 1);
+    console->resize(1200, 780);
+    EXPECT_EQ(places(), both);
+    // The user's next choice is followed.
+    Command(kCtlPipSettings);
+    auto* const again = console->findChildren<QDialog*>("pipDialog").last();
+    again->findChild<QSpinBox*>()->setValue(3);
+    again->accept();
+    Pump();
+    EXPECT_THAT(ShownNames(), ElementsAre("C", "B", "A", "E"));
+    EXPECT_EQ(Registry().GetProfileInt("Hall", "PIPChildChannel", 0), 3u);
 
     // A stored list of channels that are gone, for one of two cameras.
     EXPECT_THAT(PipChoice({9, 1, 1, 0}, 2).List(), ElementsAre(2, 1, 3, 0));

@@ -63,7 +63,7 @@ protected:
         Settle();
         return console->findChildren<QMessageBox*>();
     }
-    // As a command from elsewhere than a button.
+    // A command that comes by no button.
     void Post(int id) {
         Settle();
         console->PostMessage(WM_COMMAND, static_cast<WParam>(id), 0);
@@ -117,7 +117,7 @@ TEST_F(SessionEnd, LogoutLeavesNothingOfIt) {
                 Visible<QDialog>("intervalDialog"));
     EXPECT_EQ(Head(kCtlServerName), "Hall");
 
-    // The page's way; the console's button goes on to tell the page.
+    // As the page calls it; the console's button also tells the page.
     console->Logout();
     Pump();
     EXPECT_FALSE(console->IsLoggedIn());
@@ -194,7 +194,7 @@ TEST_F(SessionEnd, CamerasThatAreListedLaterGetTheirCells) {
     ASSERT_TRUE(PumpUntil([&] { return Line().startsWith("Connected to Hall"); }));
     EXPECT_TRUE(PumpUntil([&] { return ShownNames()[3] == "Channel 4"; }));
     EXPECT_EQ(console->Parts().view.GetShowableCount(), 6);
-    // Nothing that a message finds out of step stays so.
+    // A message that finds a wrong count mends it.
     console->Parts().view.OnSessionEnd();
     console->Parts().view.Orders().SetTotalCount(0);
     console->SendMessage(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERACONN, 0);

@@ -2,8 +2,6 @@
 #include <gmock/gmock.h>
 
 #include <QtGui/QAccessible>
-#include <QtGui/QKeyEvent>
-#include <QtGui/QMouseEvent>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QCheckBox>
 #include <QtWidgets/QComboBox>
@@ -22,12 +20,17 @@
 #include "console/dialogs/settings_dlg.h"
 #include "console/settings/recorder_entry.h"
 #include "console_fixture.h"
+#include "open_dialog.h"
 #include "persist/string_table.h"
 #include "server/kelvara_info.h"
 #include "support/fake_recorder.h"
+#include "support/qt_user_input.h"
 
 using namespace kvmon;
+using kvtest::ClickAt;
 using kvtest::FakeRecorder;
+using kvtest::FindOpen;
+using kvtest::PressKey;
 using kvtest::Pump;
 using kvtest::PumpUntil;
 using testing::ElementsAre;
@@ -50,20 +53,6 @@ Control& Get(const QWidget& dialog, const char* name) {
     return *control;
 }
 
-void PressKey(QWidget& widget, int key) {
-    for (const QEvent::Type type : {QEvent::KeyPress, QEvent::KeyRelease}) {
-        QKeyEvent event(type, key, Qt::NoModifier);
-        QApplication::sendEvent(&widget, &event);
-    }
-}
-
-void Click(QWidget& widget, const QPoint& at) {
-    for (const QEvent::Type type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
-        QMouseEvent event(type, at, widget.mapToGlobal(at), Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(&widget, &event);
-    }
-}
-
 std::vector<std::string> FocusableWithoutName(const QWidget& dialog) {
     std::vector<std::string> nameless;
     for (QWidget* const widget : dialog.findChildren<QWidget*>()) {
@@ -82,19 +71,9 @@ std::vector<std::string> FocusableWithoutName(const QWidget& dialog) {
 
 class SettingsDialogs : public kvtest::ConsoleTest {
 protected:
-    template <typename Dialog>
-    Dialog* Find() {
-        for (QWidget* const window : QApplication::topLevelWidgets()) {
-            if (auto* const dialog = dynamic_cast<Dialog*>(window);
-                dialog != nullptr && dialog->isVisible()) {
-                return dialog;
-            }
-        }
-        return nullptr;
-    }
     CSettingsDlg& OpenSettings() {
         Command(kCtlOptions);
-        auto* const dialog = Find<CSettingsDlg>();
+        auto* const dialog = FindOpen<CSettingsDlg>();
         if (dialog == nullptr) {
             throw std::runtime_error("no settings dialog");
         }
@@ -126,7 +105,7 @@ std::string Try(RecorderEntryDialog& dialog) {
 }
 
 std::string Try(const SavedServer& entry, Milliseconds limit = Milliseconds(15000)) {
-    RecorderEntryDialog dialog(entry, {}, true, nullptr, limit);
+    RecorderEntryDialog dialog(entry, {}, EntryUse::Add, nullptr, limit);
     return Try(dialog);
 }
 
@@ -135,7 +114,7 @@ std::string Try(const SavedServer& entry, Milliseconds limit = Milliseconds(1500
 TEST_F(SettingsDialogs, OkCanBePressedExactlyWhenSomethingDiffers) {
     ConsoleOptions options;
     options.strSnapshotFolder = "/a";
-    CSettingsDlg dialog(options, 0, false, {}, nullptr);
+    CSettingsDlg dialog(options, 0, SnapshotFolder::Chosen, {}, nullptr);
     const char* const checks[] = {"1503", "1509", "1510", "1511", "1512", "1504", "1508", "1513"};
     EXPECT_FALSE(OkOf(dialog).isEnabled());
     for (const char* const name : checks) {
@@ -155,20 +134,20 @@ TEST_F(SettingsDialogs, OkCanBePressedExactlyWhenSomethingDiffers) {
     EXPECT_EQ(dialog.GetOptions(), wanted);
     EXPECT_THAT(FocusableWithoutName(dialog), IsEmpty());
 
-    const CSettingsDlg fixedFolder(options, 0, true, {}, nullptr);
+    const CSettingsDlg fixedFolder(options, 0, SnapshotFolder::Fixed, {}, nullptr);
     for (const char* const name : {"1504", "1506", "1507"}) {
         EXPECT_FALSE(Get<QWidget>(fixedFolder, name).isEnabled()) << name;
     }
 }
 
 TEST_F(SettingsDialogs, TabThatDoesNotExistShowsNoPageUntilOneIsChosen) {
-    CSettingsDlg dialog({}, 7, false, {}, nullptr);
+    CSettingsDlg dialog({}, 7, SnapshotFolder::Chosen, {}, nullptr);
     dialog.show();
     Pump();
     EXPECT_EQ(dialog.GetTab(), -1);
     EXPECT_FALSE(Get<QWidget>(dialog, "1503").isVisible());
     auto& tabs = Get<QTabWidget>(dialog, "4202");
-    Click(*tabs.tabBar(), tabs.tabBar()->tabRect(0).center());
+    ClickAt(*tabs.tabBar(), tabs.tabBar()->tabRect(0).center());
     EXPECT_EQ(dialog.GetTab(), 0);
     EXPECT_TRUE(Get<QWidget>(dialog, "1503").isVisible());
     PressKey(*tabs.tabBar(), Qt::Key_Right);
@@ -256,7 +235,7 @@ TEST_F(SettingsDialogs, RecorderListIsEditedByKeyboard) {
     auto& table = Get<QWidget>(dialog, "recorders");
     PressKey(table, Qt::Key_Delete);
     PressKey(table, Qt::Key_Return);
-    auto* const entry = Find<RecorderEntryDialog>();
+    auto* const entry = FindOpen<RecorderEntryDialog>();
     ASSERT_NE(entry, nullptr);
     EXPECT_THAT(FocusableWithoutName(*entry), IsEmpty());
     Get<QLineEdit>(*entry, "address").setText("10.0.0.1");
@@ -283,7 +262,7 @@ TEST_F(SettingsDialogs, EntryThatCannotWorkIsRefusedInWords) {
     EXPECT_EQ(fault([](SavedServer& e) { e.user.clear(); }), LoadString(6162));
     EXPECT_EQ(fault([](SavedServer& e) { e.user = "a:b"; }), LoadString(6163));
     EXPECT_EQ(fault([](SavedServer& e) { e.password.assign(64, 'x'); }), "Password is too long.");
-    // Also those that have a character that enciphers to zero: there is one for each place at most.
+    // Also passwords with a character that is enciphered to zero: each place has one at most.
     constexpr int kPlaces = 12;
     for (int n = 0; n < kPlaces * 127; ++n) {
         const auto word = [n](SavedServer& e) {
@@ -297,7 +276,7 @@ TEST_F(SettingsDialogs, EntryThatCannotWorkIsRefusedInWords) {
 TEST_F(SettingsDialogs, TrialSaysWhatIsWrong) {
     FakeRecorder recorder("Hall", 3);
     const auto text = [](std::uint32_t id) { return LoadString(id); };
-    RecorderEntryDialog dialog(Entry("127.0.0.1", recorder.Port()), {}, true, nullptr);
+    RecorderEntryDialog dialog(Entry("127.0.0.1", recorder.Port()), {}, EntryUse::Add, nullptr);
     EXPECT_EQ(Try(dialog), "The connection works. The recorder Hall has 3 channels.");
     EXPECT_EQ(dialog.GetEntry().channelCount, 3u);
     EXPECT_EQ(dialog.GetEntry().name, "Hall");
@@ -323,7 +302,7 @@ TEST_F(SettingsDialogs, TrialSaysWhatIsWrong) {
     FakeRecorder silent("Yard", 1);
     silent.GoSilent();
     EXPECT_EQ(Try(Entry("127.0.0.1", silent.Port()), Milliseconds(200)), text(6157));
-    RecorderEntryDialog stopped(Entry("127.0.0.1", silent.Port()), {}, true, nullptr);
+    RecorderEntryDialog stopped(Entry("127.0.0.1", silent.Port()), {}, EntryUse::Add, nullptr);
     auto& test = Get<QPushButton>(stopped, "test");
     test.click();
     Pump();

@@ -34,23 +34,6 @@ std::string LogReply(const std::string& entries) {
     return "HTTP/1.0 200 OK\n\n<num>9</num>\n" + entries;
 }
 
-struct Note {
-    QString title;
-    QString text;
-    bool bError;
-};
-
-class RecordingNotifier final : public DesktopNotifier {
-public:
-    explicit RecordingNotifier(std::vector<Note>& notes) : m_notes(notes) {}
-    void Notify(const QString& title, const QString& text, bool bError) override {
-        m_notes.push_back({title, text, bError});
-    }
-
-private:
-    std::vector<Note>& m_notes;
-};
-
 class SiteWindowsTest : public ConsoleTest {
 protected:
     QTreeWidget& Rows() { return *console->Parts().events.Window()->findChild<QTreeWidget*>("eventRows"); }
@@ -128,27 +111,6 @@ TEST_F(SiteWindowsTest, EventsAreListedFilteredMarkedAndCleared) {
         return Rows().topLevelItemCount() > 0;
     }));
     EXPECT_EQ(Texts(), QStringList{"and more"}) << "cleared events do not come back";
-}
-
-TEST_F(SiteWindowsTest, OptionTellsOfWarningsAndErrorsWithoutAWindow) {
-    Registry().WriteProfileInt("Hall", "EnableEventNotify", 1);
-    recorder.SetDocument("get_log_info.cgi", LogReply(LogEntry(1, 1, "only news")));
-    std::vector<Note> notes;
-    Start(recorder.Port());
-    console->Parts().events.SetNotifier(std::make_unique<RecordingNotifier>(notes));
-    ASSERT_TRUE(PumpUntil([&] { return console->Parts().events.Events().All().size() == 1; }));
-    EXPECT_TRUE(notes.empty());
-    recorder.SetDocument("get_log_info.cgi", LogReply(LogEntry(2, 2, "warn") +
-                                                      LogEntry(3, 2, "<i>fault</i>") + LogEntry(1, 3, "x")));
-    console->Parts().events.OnTimer();
-    ASSERT_TRUE(PumpUntil([&] { return !notes.empty(); }));
-    ASSERT_EQ(notes.size(), 1u);
-    EXPECT_EQ(notes[0].title, "Error - Hall");
-    EXPECT_EQ(notes[0].text, "<i>fault</i>\nand 1 more");
-    EXPECT_TRUE(notes[0].bError);
-    EXPECT_FALSE(NotificationText(notes[0].text).contains('<'));
-    console->Parts().session.OnBtnLogout();
-    EXPECT_TRUE(console->Parts().events.Events().All().empty());
 }
 
 TEST_F(SiteWindowsTest, MapShowsUnderItsTitle) {

@@ -21,7 +21,7 @@ std::tm Time() {
 TEST(SnapshotNameTest, NamesServerCameraAndTimeAndThenCounts) {
     std::set<std::string> taken;
     const auto name = [&] {
-        const std::string path = MakeSnapshotName("/shots", "Gate", 3, Time(), true,
+        const std::string path = MakeSnapshotName("/shots", "Gate", 3, Time(), SnapshotFormat::Jpeg,
                                                   [&](const std::string& p) { return taken.contains(p); });
         taken.insert(path);
         return path;
@@ -36,7 +36,8 @@ TEST(SnapshotNameTest, AServerNameThatIsNoFileNameStaysOut) {
         EXPECT_EQ(LegalNamePart(name), "") << name;
     }
     EXPECT_EQ(LegalNamePart("North gate.1"), "North gate.1");
-    EXPECT_EQ(MakeSnapshotName("/s/", "a:b", 1, Time(), false, [](const std::string&) { return false; }),
+    EXPECT_EQ(MakeSnapshotName("/s/", "a:b", 1, Time(), SnapshotFormat::Bmp,
+                               [](const std::string&) { return false; }),
               "/s/ - Camera 1 2026-11-04-05-06-07.bmp");
 }
 

@@ -74,14 +74,15 @@ TEST_F(StoredLists, NameOfARecorderIsNoPath) {
 TEST_F(StoredLists, OptionsHaveDefaultsAndBounds) {
     ConsoleOptions options;
     options.Load(registry, "Hall");
-    EXPECT_TRUE(options.bStopGetDataWhenViewInvisible && options.bShowNoConfig && options.bMaxViewMode);
+    EXPECT_TRUE(options.bStopGetDataWhenViewInvisible && options.bShowNoConfig);
+    EXPECT_TRUE(LoadSessionStart(registry, "Hall").maxViewMode);
     EXPECT_FALSE(options.bEventHighLight);
     registry.WriteProfileInt("Hall", "SequentialInterval", 0xFFFFFFFF);
     registry.WriteProfileInt("Hall", "MaxViewMode", 0);
     registry.WriteProfileString("Hall", "ShowNoConfig", "no number");
     options.Load(registry, "Hall");
-    EXPECT_EQ(options.dwSequentialInterval, 3600000u);
-    EXPECT_FALSE(options.bMaxViewMode);
+    EXPECT_EQ(LoadSessionStart(registry, "Hall").sequentialMs, 3600000u);
+    EXPECT_FALSE(LoadSessionStart(registry, "Hall").maxViewMode);
     EXPECT_TRUE(options.bShowNoConfig);
 }
 

@@ -3,8 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include <QtGui/QKeyEvent>
-#include <QtGui/QMouseEvent>
 #include <QtGui/QScreen>
 #include <QtWidgets/QApplication>
 
@@ -12,6 +10,7 @@
 
 #include "console/wall/fs_panel.h"
 #include "console_fixture.h"
+#include "support/qt_user_input.h"
 
 namespace kvtest {
 
@@ -51,15 +50,11 @@ protected:
         }
     }
     static void Key(QWidget& window, int key) {
-        QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier);
-        QCoreApplication::sendEvent(&window, &press);
+        SendKey(window, QEvent::KeyPress, key);
         Pump();
     }
     static void DoubleClick(QWidget& window, const QPoint& at) {
-        const QPointF global = window.mapToGlobal(QPointF(at));
-        QMouseEvent event(QEvent::MouseButtonDblClick, at, global, Qt::LeftButton, Qt::LeftButton,
-                          Qt::NoModifier);
-        QCoreApplication::sendEvent(&window, &event);
+        DoubleClickAt(window, at);
         Pump();
     }
 };

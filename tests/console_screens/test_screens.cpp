@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 
 #include <QtGui/QScreen>
-#include <QtGui/QWheelEvent>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QLabel>
@@ -282,10 +281,8 @@ TEST_F(Screens, CellsAreDraggedWithinTheirDisplay) {
     const auto drag = [this](int from, int to) {
         QWidget& held = Cell(from).View();
         const auto send = [&held](QEvent::Type type, Qt::MouseButton button, const QPoint& at) {
-            QMouseEvent event(type, held.mapFromGlobal(QPointF(at)), QPointF(at), QPointF(at), button,
-                              type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton,
-                              Qt::NoModifier);
-            QCoreApplication::sendEvent(&held, &event);
+            kvtest::SendMouseAt(held, type, at, button,
+                                type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton);
         };
         const QPoint start = held.mapToGlobal(held.rect().center());
         const QPoint end = Cell(to).mapToGlobal(Cell(to).rect().center());

@@ -180,7 +180,7 @@ TEST_F(LanguageFit, DialogsOfSettings) {
     for (const LanguageModuleFile& file : Shipped()) {
         SCOPED_TRACE(file.path);
         Use(file);
-        CSettingsDlg settings({}, 0, false, {}, nullptr);
+        CSettingsDlg settings({}, 0, SnapshotFolder::Chosen, {}, nullptr);
         for (int tab = 0; tab < 3; ++tab) {
             settings.findChild<QTabWidget*>()->setCurrentIndex(tab);
             ExpectFits(settings);
@@ -189,7 +189,7 @@ TEST_F(LanguageFit, DialogsOfSettings) {
         ExpectFits(language);
         RecorderListDialog list({server, server, server}, nullptr);
         ExpectFits(list);
-        RecorderEntryDialog entry({}, {}, true, nullptr);
+        RecorderEntryDialog entry({}, {}, EntryUse::Add, nullptr);
         ExpectFitsWith(entry, *entry.findChild<QLabel*>(QStringLiteral("message")),
                        {6150, 6151, 6152, 6153, 6154, 6155, 6156, 6157, 6158, 6160, 6161, 6162, 6163, 6164,
                         6165, 6166, 6167});
@@ -217,7 +217,7 @@ TEST_F(LanguageFit, MessagesAndWaits) {
             CWaitDlg wait(nullptr, CWaitDlg::Place::Above);
             wait.SetText(LoadString(id));
             wait.SetCloseText(LoadString(6121));
-            wait.Open(false);
+            wait.Open(CWaitDlg::Input::Free);
             ExpectFits(wait);
         }
         CSendSoundDlg talk(nullptr, nullptr);
@@ -228,7 +228,7 @@ TEST_F(LanguageFit, MessagesAndWaits) {
             ExpectFits(talk);
             CWaitDlg wait(nullptr, CWaitDlg::Place::Above);
             wait.SetCloseText(LoadString(6121));
-            wait.Open(false);
+            wait.Open(CWaitDlg::Input::Free);
             wait.SetText(text);  // while it is open
             ExpectFits(wait);
         }

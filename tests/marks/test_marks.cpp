@@ -4,8 +4,6 @@
 #include <QtCore/QRegularExpression>
 #include <QtGui/QHelpEvent>
 #include <QtGui/QImage>
-#include <QtGui/QKeyEvent>
-#include <QtGui/QMouseEvent>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QDialog>
 #include <QtWidgets/QLabel>
@@ -20,6 +18,7 @@
 #include "skin/palette.h"
 #include "skin/xskin_od_button.h"
 #include "support/fake_recorder.h"
+#include "support/qt_user_input.h"
 
 using namespace kvmon;
 using kvtest::FakeRecorder;
@@ -93,20 +92,11 @@ protected:
     void Click(int id) {
         CXSkinODButton* const button = console->GetButton(id);
         ASSERT_EQ(console->childAt(button->geometry().center()), button);
-        for (const auto type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
-            const auto held = type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton;
-            QMouseEvent event(type, QPointF(button->rect().center()),
-                              button->mapToGlobal(QPointF(button->rect().center())), Qt::LeftButton, held,
-                              Qt::NoModifier);
-            QCoreApplication::sendEvent(button, &event);
-        }
+        kvtest::ClickAt(*button, button->rect().center());
         Pump();
     }
     void Key(int key) {
-        QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier);
-        QCoreApplication::sendEvent(console.get(), &press);
-        QKeyEvent release(QEvent::KeyRelease, key, Qt::NoModifier);
-        QCoreApplication::sendEvent(console.get(), &release);
+        kvtest::PressKey(*console, key);
         Pump();
     }
     std::string RecordTip() {

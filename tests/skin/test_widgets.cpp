@@ -140,8 +140,8 @@ protected:
     WaitDialog() {
         dialog.SetText("Please wait...");
         dialog.SetClosed([this](int result) { results.push_back(result); });
-        dialog.Open(true);
-        dialog.Open(true);
+        dialog.Open(CWaitDlg::Input::Blocked);
+        dialog.Open(CWaitDlg::Input::Blocked);
     }
 
     QWidget parent;
@@ -158,7 +158,7 @@ TEST_F(WaitDialog, TheUserGivesUpInFourWays) {
         [](CWaitDlg& wait) { wait.findChild<QPushButton*>()->click(); },
     };
     for (const Way way : kWays) {
-        dialog.Open(true);
+        dialog.Open(CWaitDlg::Input::Blocked);
         way(dialog);
         EXPECT_FALSE(dialog.isVisible());
         dialog.Close(IDOK);
@@ -186,7 +186,7 @@ TEST_F(WaitDialog, ShowsTextFromOutsideAsItIs) {
 TEST(WaitDialogEnd, MayBeDeletedInItsOwnEnd) {
     auto dialog = std::make_unique<CWaitDlg>(nullptr);
     dialog->SetClosed([&dialog](int) { dialog.release()->deleteLater(); });
-    dialog->Open(false);
+    dialog->Open(CWaitDlg::Input::Free);
     dialog->findChild<QPushButton*>()->click();
     Settle();
     EXPECT_EQ(dialog, nullptr);

@@ -22,4 +22,11 @@ bool PumpUntil(Condition condition, std::chrono::milliseconds timeout = std::chr
     return true;
 }
 
+// All that is due now.
+inline void Pump() {
+    // Handlers post: the second turn takes what the first one brought about.
+    QCoreApplication::processEvents();
+    QCoreApplication::processEvents();
+}
+
 }  // namespace kvtest

@@ -8,6 +8,8 @@
 namespace kvmon {
 
 inline constexpr std::size_t kPresetCount = 10;
+// The texts for presets without a name of their own begin here.
+inline constexpr std::uint32_t kTextFirstPreset = 3544;
 
 // How a recorder takes presets.
 struct PresetFormat {

@@ -9,7 +9,6 @@ namespace {
 
 constexpr std::uint32_t kStrPtz = 6000;
 constexpr std::uint32_t kStrPreset = 6001;
-constexpr std::uint32_t kStrFirstPreset = 3544;
 
 constexpr struct {
     std::uint32_t command;
@@ -49,7 +48,7 @@ void BuildCameraMenu(BCMenu& menu, const CameraInfo& info) {
         if ((info.dwPresetMask >> i & 1) != 0) {
             const std::string& name = info.presetNames[i];
             presets->AppendMenu(0, static_cast<int>(kCmdPresetFirst + i),
-                                name.empty() ? LoadString(kStrFirstPreset + i) : name);
+                                name.empty() ? LoadString(kTextFirstPreset + i) : name);
         }
     }
 }

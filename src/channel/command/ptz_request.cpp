@@ -24,7 +24,6 @@ constexpr struct {
 constexpr int kWireGotoPreset = 12;
 constexpr int kWireClickToCentre = 14;
 
-constexpr std::uint32_t kStringFirstPreset = 3544;
 constexpr std::size_t kMaxPresetName = 128;
 constexpr std::size_t kMaxPresetArgument = 512;
 
@@ -64,7 +63,7 @@ std::optional<std::uint32_t> LeadingNumber(std::string_view text) {
 }
 
 std::string PresetLabel(std::uint32_t nIndex) {
-    return LoadString(kStringFirstPreset + nIndex);
+    return LoadString(kTextFirstPreset + nIndex);
 }
 
 std::string MenuText(std::string_view bytes) {

@@ -18,8 +18,6 @@ namespace kvmon {
 
 namespace {
 
-constexpr std::uint32_t kFirstPresetText = 3544;
-
 bool HasCameraPage(const CKelvaraInfo& server, int slot) {
     CameraSettings settings;
     return server.GetCameraSetting(slot, &settings) && settings.m_NetworkSetting[0].HasAddress();
@@ -57,14 +55,14 @@ void CameraControls::Refresh() {
     ShowCameraControls(Facts(), m_controls);
 }
 
-// As a menu takes it.
+// With "&" doubled, as menus need it.
 std::string CameraControls::PresetName(int id) const {
     const auto index = static_cast<std::size_t>(id) - kCmdPresetFirst;
     const auto camera = m_active.Camera();
     const CameraInfo info = camera ? camera->GetCameraInfo() : CameraInfo{};
     return index < info.presetNames.size() && !info.presetNames[index].empty()
                ? info.presetNames[index]
-               : LoadString(kFirstPresetText + static_cast<std::uint32_t>(index));
+               : LoadString(kTextFirstPreset + static_cast<std::uint32_t>(index));
 }
 
 void CameraControls::OnBtnPresetMenu() {

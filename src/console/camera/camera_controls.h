@@ -1,4 +1,4 @@
-// The panel's controls for the active camera, but for its head: what is shown, tool tips, presets.
+// The panel's controls for the active camera, except those that steer it: visibility, tool tips, presets.
 #pragma once
 
 #include <string>

@@ -17,7 +17,7 @@ void GotoCameraSettings(const ActiveCamera& active, Desk& desk, ClientSite& site
         return;
     }
     desk.MakeRoom();
-    // The number defeats the caches on the way.
+    // A new number each time, so that no cache answers.
     const int count = static_cast<int>(QRandomGenerator::global()->bounded(0x7FFFFFFF));
     site.NotifyGotoServer(
         1, FormatText("http://%s:%d/cgi-bin/camsetting.cgi?count=%010d&camid=%d", server->GetHost().c_str(),

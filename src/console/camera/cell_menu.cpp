@@ -30,7 +30,7 @@ constexpr std::uint32_t kStrStreamSize = 6421;
 constexpr std::uint32_t kStrCameraSettings = 6760;
 constexpr int kDialogGap = 8;
 
-// A choice of streams is a choice for the user, too. A camera's own stream is none of them.
+// The user may choose when there are several. A camera's own stream is not one of the recorder's.
 void AppendStreamSizes(BCMenu& menu, const CBaseCamera& camera) {
     const auto profiles = camera.GetStreamProfiles();
     if (camera.IsStreamFromCamera() || profiles.size() < 2) {
@@ -58,7 +58,7 @@ void CellMenu::AppendCommands(BCMenu& menu, const CBaseCamera& camera) const {
     const int zoom = camera.IsDigitalZoom() ? kCmdDigitalZoomOff : kCmdDigitalZoomOn;
     menu.AppendMenu(camera.IsStreamRunning() ? 0 : MF_GRAYED, zoom,
                     LoadString(static_cast<std::uint32_t>(zoom)));
-    // What the panel offers for the camera, the menu does.
+    // The menu offers what the panel offers.
     const ConsoleControls& controls = m_controls;
     const struct {
         int id;
@@ -91,12 +91,12 @@ void CellMenu::Open(const QPoint& screen) {
     AppendCommands(*menu, *camera);
     AppendStreamSizes(*menu, *camera);
     AppendPictureMenu(*menu, *camera);
-    // The panel steers the picture while digital zoom is on; from here the camera can be steered all the
-    // same.
+    // While digital zoom is on the panel steers the picture. This menu still steers the camera, which
+    // could not be reached otherwise.
     if (camera->IsCameraSteerable()) {
         const CameraInfo info = camera->GetCameraInfo();
         BuildCameraMenu(*menu, info);
-        // A camera that goes to places can be taught some.
+        // Only a camera that moves can store places.
         if (info.IsPanAndTiltable() || info.HasPresets()) {
             menu->AppendMenu(MF_SEPARATOR, 0, {});
             menu->AppendMenu(0, kCmdPresetDialog, LoadString(kCmdPresetDialog));
@@ -174,7 +174,7 @@ void CellMenu::OpenPresetDialog() {
     m_presets->setAttribute(Qt::WA_DeleteOnClose);
     QObject::connect(m_presets, &QDialog::finished, &m_desk.Window(),
                      [dialog = m_presets.data()] { GiveKeyboardBack(*dialog); });
-    // Beside the picture that it is about, and off the panel that steers the camera.
+    // Must hide neither the picture that it is about nor the panel that steers the camera.
     m_presets->adjustSize();
     const QPoint middle = host->mapFromGlobal(cell->mapToGlobal(cell->rect().center()));
     const QRect wall = m_view.WallIn(*host);

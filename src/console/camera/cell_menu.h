@@ -34,7 +34,7 @@ public:
              const ViewController& view)
         : m_desk(desk), m_commands(commands), m_controls(controls), m_active(active), m_view(view) {}
 
-    // Opens the active camera's menu at the point of the screen. Nothing without a camera that may be
+    // Opens the active camera's menu at the point of the screen. Does nothing without a camera that may be
     // watched.
     void Open(const QPoint& screen);
     // The same in the middle of the active cell, for the keyboard.

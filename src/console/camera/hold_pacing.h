@@ -18,15 +18,15 @@ public:
         std::uint32_t waitMs = 0;
     };
 
-    // A button was pressed; its command is to be sent now. Nothing of a hold before counts for this one: what
-    // it had sent may be answered only now.
+    // A button was pressed; its command is to be sent now. Everything of an earlier hold is forgotten, as its
+    // commands may be answered only now.
     void Press(int id) {
         *this = {};
         m_id = id;
     }
     void Release() { *this = {}; }
     int HeldId() const { return m_id; }
-    // Call with each sending. The first of a hold is the press's own.
+    // Call with each command that is sent. The first of a hold is that of the press.
     void NoteSent(std::uint64_t tick) {
         m_interval = m_count == 0 ? kFirstMs : kNextMs;
         ++m_count;

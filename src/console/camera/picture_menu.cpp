@@ -22,7 +22,7 @@ constexpr int kCmdFirstMode = 6831;
 constexpr int kModes = 4;
 constexpr int kCmdDeinterlace = 6835;
 constexpr int kCmdAllLines = 6847;
-// One line, one colour: some share a text with other things.
+// These have numbers of their own, as some share their text with other things.
 constexpr int kCmdFirstLine = 16900;
 constexpr int kCmdFirstColour = 16920;
 

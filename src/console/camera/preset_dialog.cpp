@@ -38,14 +38,13 @@ constexpr std::uint32_t kStrNameLabel = 6414;
 constexpr std::uint32_t kStrStoreName = 6910;
 constexpr std::uint32_t kStrOnTheWay = 6911;
 constexpr std::uint32_t kStrNotThere = 6914;
-constexpr std::uint32_t kStrFirstPreset = 3544;
 
-// The wire has two digits for the length and carries no letter beyond ASCII.
+// The protocol has two digits for the length, and only ASCII letters.
 constexpr int kLongestName = 63;
-// How often it is looked whether the camera has refused to go. A second click of a double click comes sooner
-// than the first look and stores nothing.
+// How often to look whether the camera has refused to go. Longer than a double click takes, so that its
+// second click stores nothing.
 constexpr int kArrivalLookMs = 500;
-// Until the recorder is asked for its table by the cell; a failed command is told of by then, too.
+// The cell asks the recorder for its table by then, and a failed command has been told.
 constexpr int kTableMs = 9000;
 
 // The camera's own names have each "&" twice.
@@ -62,7 +61,7 @@ bool Exists(const CameraInfo& info, int index) {
 
 std::string NameOf(const CameraInfo& info, int index) {
     const auto i = static_cast<std::size_t>(index);
-    return info.presetNames[i].empty() ? LoadString(kStrFirstPreset + static_cast<std::uint32_t>(index))
+    return info.presetNames[i].empty() ? LoadString(kTextFirstPreset + static_cast<std::uint32_t>(index))
                                        : PlainName(info.presetNames[i]);
 }
 
@@ -205,7 +204,7 @@ void PresetDialog::ShowChoice() {
     const CameraInfo info = camera->GetCameraInfo();
     const std::string name = Exists(info, index)
                                  ? NameOf(info, index)
-                                 : LoadString(kStrFirstPreset + static_cast<std::uint32_t>(index));
+                                 : LoadString(kTextFirstPreset + static_cast<std::uint32_t>(index));
     const bool bTouched = m_name->isModified() && sender() != m_table;
     if (!bTouched && name != m_nameShown) {
         m_name->setText(QString::fromStdString(name));
@@ -231,7 +230,7 @@ void PresetDialog::Enable() {
     m_rename->setEnabled(bFree && bExists && bNames && !name.isEmpty() &&
                          name != QString::fromStdString(NameOf(info, std::max(index, 0))) &&
                          (m_renamed < 0 || m_bMayHaveArrived));
-    // A recorder of names is told which one goes.
+    // A recorder that keeps names wants to know which one is deleted.
     m_delete->setEnabled(bFree && bExists &&
                          (!bNames || !info.presetNames[static_cast<std::size_t>(index)].empty()));
 }
@@ -263,8 +262,8 @@ void PresetDialog::Store() {
     }
 }
 
-// The recorder has no word for it: the place is stored again under the new name, from where the camera is.
-// Nobody tells when it has come to rest there, be it after a second or twenty, but the user sees it.
+// The protocol has no command for it: the camera goes to the preset, and the place is stored again under the
+// new name. Nothing tells when the camera has arrived, but the user sees it.
 void PresetDialog::Rename() {
     const auto camera = m_camera.lock();
     if (!camera) {
@@ -290,7 +289,7 @@ void PresetDialog::LookForArrival() {
     const auto camera = m_camera.lock();
     if (camera && camera->GetFailedCommands() != m_nFailedBefore) {
         EndRename(kStrNotThere);
-        m_reread.start(kTableMs);  // the word stays as long
+        m_reread.start(kTableMs);  // the message stays that long
     } else {
         m_bMayHaveArrived = true;
     }

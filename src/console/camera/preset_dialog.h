@@ -23,7 +23,7 @@ class PresetDialog : public QDialog {
 public:
     PresetDialog(std::shared_ptr<CBaseCamera> camera, QWidget* parent);
 
-    // The camera's presets, or the way the recorder takes them, may have changed.
+    // To be called when the camera's presets, or how the recorder stores them, may have changed.
     void Refresh();
 
 private:
@@ -50,7 +50,7 @@ private:
     QPushButton* m_store = nullptr;
     QPushButton* m_rename = nullptr;
     QPushButton* m_delete = nullptr;
-    std::string m_nameShown;  // that the field was last set to
+    std::string m_nameShown;  // what the field was last set to
     QTimer m_arrival;         // the camera is on its way to the preset that is renamed
     QTimer m_reread;
     int m_renamed = -1;

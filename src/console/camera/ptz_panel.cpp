@@ -11,6 +11,7 @@
 #include "console/ports/panel_buttons.h"
 #include "console/ports/timers.h"
 #include "console/wall/active_camera.h"
+#include "platform/clock.h"
 
 namespace kvmon {
 
@@ -23,7 +24,7 @@ constexpr int kHoldButtons[] = {kCmdUp,     kCmdDown,    kCmdLeft,      kCmdRigh
 // A wheel cannot ask for more at once than a camera's queue holds.
 constexpr int kMostNotches = 10;
 
-// A picture has no camera to wait for; faster than it is shown it need not move.
+// Digital zoom waits for no camera, but need not be faster than the screen.
 constexpr int kShortestWaitMs = 16;
 
 }  // namespace
@@ -39,7 +40,7 @@ void PtzPanel::Refresh() {
 }
 
 void PtzPanel::OnPress(int id, bool bPressed) {
-    m_timers.KillTimer(kTimerHold);  // it was set for the hold before
+    m_timers.KillTimer(kTimerHold);  // of the hold before this one
     if (!bPressed) {
         m_pacing.Release();
         ForgetPress();

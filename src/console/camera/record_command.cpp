@@ -17,7 +17,7 @@ namespace {
 
 constexpr int kRecordingWaitMs = 3000;
 
-// As the recorder tells it: not every one tells recordings by hand apart.
+// Either word counts, as not every recorder tells recordings by hand apart.
 bool RecorderRecords(const CBaseCamera& camera) {
     return Has(camera.GetStatusFlags(), StatusFlag::Recording) || camera.IsManualRecording();
 }
@@ -33,12 +33,12 @@ bool RecordCommand::IsRecording(const std::shared_ptr<CBaseCamera>& camera) cons
     return order != nullptr ? order->bOn : camera && RecorderRecords(*camera);
 }
 
-// The press has turned the button's look, which says nothing.
+// The press has toggled the button, which says nothing about the recorder.
 void RecordCommand::ShowState() {
     m_controls.SetPressed(kCtlRecord, IsRecording(m_active.Camera()));
 }
 
-// The recorder's word counts, and before that an order which it has accepted.
+// What the recorder has accepted counts until it tells its state.
 void RecordCommand::OnBtnManualRecording() {
     const auto camera = m_active.Camera();
     if (!camera) {

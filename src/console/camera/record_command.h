@@ -20,17 +20,17 @@ public:
                   ConsoleControls& controls)
         : m_active(active), m_cells(cells), m_timers(timers), m_busy(busy), m_controls(controls) {}
 
-    // The recorder is told to begin recording the active camera, or to end that if it records.
+    // Tells the recorder to begin recording the active camera, or to end it if it records.
     void OnBtnManualRecording();
-    // What the recorder said to the order for the camera of this cell, message 11406.
+    // The recorder's answer for the camera of this cell, message kMsgManualRecording.
     void OnRecordingResult(bool bAccepted, int cell);
-    // Timer 1007: the button follows the recorder's word again.
+    // Timer kTimerManualRecording: from here on the button shows what the recorder tells.
     void OnRecordingWaitEnd();
-    // By the last order, and without one by the recorder's word.
+    // By the last order; without one by what the recorder tells.
     bool IsRecording(const std::shared_ptr<CBaseCamera>& camera) const;
 
 private:
-    // An order that the recorder may not have followed yet.
+    // What the user asked for, for as long as the recorder may not have done it.
     struct Order {
         std::weak_ptr<CBaseCamera> camera;
         bool bOn = false;

@@ -69,7 +69,7 @@ void SnapshotCommand::TakeActive(bool bLowIntegrity) {
     if (server == nullptr) {
         return;
     }
-    // Picture, stamp, name and date are those of the click, however long a dialog asks.
+    // All of these are taken at the click, as a dialog may stay open for long.
     const ConsoleOptions& options = m_settings.options;
     const Time now = m_clock.Now();
     const std::string stamp =
@@ -83,15 +83,15 @@ void SnapshotCommand::TakeActive(bool bLowIntegrity) {
     SnapshotOrder order{std::make_shared<const Snapshot>(std::move(*picture)),
                         now,
                         {},
-                        options.bSaveSnapshotAsJpeg,
+                        options.bSaveSnapshotAsJpeg ? SnapshotFormat::Jpeg : SnapshotFormat::Bmp,
                         bLowIntegrity};
     if (bLowIntegrity) {
-        order.path = FormatText("%s/~snapshot.%s", GetDataFolder().c_str(), order.bJpeg ? "jpg" : "bmp");
+        order.path = FormatText("%s/~snapshot.%s", GetDataFolder().c_str(), SnapshotExtension(order.format));
         m_writer.Write(order);
         return;
     }
     order.path = m_names.Make(options.strSnapshotFolder, server->GetServerName(),
-                              camera->GetCHInKelvara() + 1, LocalTime(now, 0), order.bJpeg, FileExists);
+                              camera->GetCHInKelvara() + 1, LocalTime(now, 0), order.format, FileExists);
     if (options.bManualInputSnapshotFilename) {
         AskAndSave(order);
     } else {
@@ -115,9 +115,10 @@ std::string SnapshotCommand::GetSnapshotTimeStamp(const CBaseCamera& camera, con
 void SnapshotCommand::AskAndSave(const SnapshotOrder& order) {
     auto* const dialog = new QFileDialog(
         m_desk.DialogHost(), QString::fromStdString(LoadString(2614)), QString::fromStdString(order.path),
-        order.bJpeg ? QStringLiteral("JPEG(*.jpg)") : QStringLiteral("Bitmap files(*.bmp)"));
+        order.format == SnapshotFormat::Jpeg ? QStringLiteral("JPEG(*.jpg)")
+                                             : QStringLiteral("Bitmap files(*.bmp)"));
     dialog->setAcceptMode(QFileDialog::AcceptSave);
-    dialog->setDefaultSuffix(order.bJpeg ? QStringLiteral("jpg") : QStringLiteral("bmp"));
+    dialog->setDefaultSuffix(QString::fromLatin1(SnapshotExtension(order.format)));
     dialog->selectFile(QString::fromStdString(order.path));
     QObject::connect(dialog, &QFileDialog::fileSelected, &m_desk.Window(),
                      [this, order](const QString& file) {

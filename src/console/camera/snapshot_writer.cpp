@@ -37,8 +37,7 @@ void SnapshotWriter::Write(const SnapshotOrder& order) {
     slot->job = job;
     const bool bStarted = slot->writer.Start("kv-snapshot", [window = Handle(), number, job] {
         const SnapshotOrder& todo = job->order;
-        job->failure = WriteSnapshot(*todo.picture, todo.path,
-                                     todo.bJpeg ? SnapshotFormat::Jpeg : SnapshotFormat::Bmp, todo.taken);
+        job->failure = WriteSnapshot(*todo.picture, todo.path, todo.format, todo.taken);
         window.Post(kMsgSnapshotDone, number, 0);
     });
     if (!bStarted) {
@@ -51,7 +50,7 @@ void SnapshotWriter::OnDone(std::size_t nSlot) {
     if (nSlot >= m_slots.size() || !m_slots[nSlot].job) {
         return;
     }
-    m_slots[nSlot].writer.Wait(kLastMoment);  // its last act was the message
+    m_slots[nSlot].writer.Wait(kLastMoment);  // the message was the last thing it did
     const auto job = std::move(m_slots[nSlot].job);
     m_slots[nSlot].job.reset();
     if (job->failure) {
@@ -63,7 +62,7 @@ void SnapshotWriter::OnDone(std::size_t nSlot) {
 }
 
 void SnapshotWriter::TellFailure(const SnapshotFailure& failure, bool bOpenAfter) {
-    // A file of the program's own choice has always failed without a number.
+    // Users have always been told no number for a file whose name the program chose.
     const SnapshotFailure told = bOpenAfter ? SnapshotFailure{} : failure;
     m_desk.ShowMessage(FillPattern(LoadString(kStrFailed), {std::to_string(static_cast<int>(told.step)),
                                                             std::to_string(told.nError)}),

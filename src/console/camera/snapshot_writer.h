@@ -14,20 +14,20 @@ namespace kvmon {
 
 class Desk;
 
-// A picture with all that its file is to tell of the moment it was taken.
+// A picture, and what its file says about the moment when it was taken.
 struct SnapshotOrder {
     std::shared_ptr<const Snapshot> picture;
     std::chrono::system_clock::time_point taken;
     std::string path;
-    bool bJpeg = true;
+    SnapshotFormat format = SnapshotFormat::Jpeg;
     bool bOpenAfter = false;  // with the desktop's program for such files
 };
 
-// User interface thread only, but for its threads. What fails is told of in a box.
+// User interface thread only. The writing has threads of its own; a failure is told in a box.
 class SnapshotWriter : public WindowBase {
 public:
     explicit SnapshotWriter(Desk& desk) : m_desk(desk) {}
-    // Gives files that are being written the time to be whole.
+    // Waits until files that are being written are whole.
     ~SnapshotWriter() override;
 
     void Write(const SnapshotOrder& order);
@@ -40,7 +40,7 @@ private:
     // Shared with its thread.
     struct Job {
         SnapshotOrder order;
-        SnapshotFailure failure;  // the thread's until its message
+        SnapshotFailure failure;  // belongs to the thread until its message
     };
     struct Slot {
         std::shared_ptr<Job> job;  // null: free

@@ -12,7 +12,7 @@ namespace kvmon {
 
 namespace {
 
-// Once it is on show, a text of more lines than there is room for makes its window grow.
+// A text with more lines than there is room for makes an open window grow.
 class MessageLabel final : public QLabel {
 public:
     MessageLabel(QWidget* parent, int lines) : QLabel(parent), m_nLines(lines) {

@@ -1,4 +1,4 @@
-// A number to enter, whose buttons keep to a range that typing may leave.
+// A spin box whose buttons stay in a range, while any number can be typed.
 #pragma once
 
 #include <QtWidgets/QSpinBox>
@@ -6,7 +6,7 @@
 
 namespace kvmon {
 
-// What was typed is checked by the dialog, which can then say what is wrong with it.
+// The dialog checks what was typed, so that it can say what is wrong.
 class RangeSpinBox final : public QSpinBox {
 public:
     RangeSpinBox(int low, int high, QWidget* parent) : QSpinBox(parent), low_(low), high_(high) {

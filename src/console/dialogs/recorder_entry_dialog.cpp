@@ -16,15 +16,15 @@
 
 namespace kvmon {
 
-RecorderEntryDialog::RecorderEntryDialog(const SavedServer& entry, std::vector<SavedServer> others, bool bNew,
-                                         QWidget* parent, Milliseconds trialTime)
+RecorderEntryDialog::RecorderEntryDialog(const SavedServer& entry, std::vector<SavedServer> others,
+                                         EntryUse use, QWidget* parent, Milliseconds trialTime)
     : QDialog(parent),
       m_start(entry),
       m_others(std::move(others)),
       m_trial(std::make_unique<RecorderTrial>(
           trialTime, [this](const RecorderTestReport& report) { OnTried(report); })) {
     setObjectName(QStringLiteral("recorderDialog"));
-    setWindowTitle(Text(bNew ? 6138 : 6139));
+    setWindowTitle(Text(use == EntryUse::Add ? 6138 : 6139));
 
     m_name = new QLineEdit(QString::fromStdString(entry.nameGiven ? entry.name : std::string()), this);
     m_name->setPlaceholderText(entry.name.empty() ? Text(6147) : QString::fromStdString(entry.name));
@@ -67,7 +67,7 @@ RecorderEntryDialog::RecorderEntryDialog(const SavedServer& entry, std::vector<S
     form->addRow(m_message);
     form->addRow(AddDialogButtons(*this));
     connect(m_test, &QPushButton::clicked, this, &RecorderEntryDialog::Trial);
-    (bNew ? m_address : m_name)->setFocus();
+    (use == EntryUse::Add ? m_address : m_name)->setFocus();
 }
 
 RecorderEntryDialog::~RecorderEntryDialog() = default;
@@ -78,7 +78,7 @@ SavedServer RecorderEntryDialog::GetEntry() const {
     entry.port = static_cast<std::uint32_t>(m_port->value());
     entry.user = m_user->text().toStdString();
     entry.password = m_password->text().toStdString();
-    // What a recorder has told of itself holds for that recorder alone.
+    // The result of a try counts only for the address that was tried.
     for (const SavedServer* const known : {&m_start, &m_tried}) {
         if (known->channelCount != 0 && IsSameLogin(*known, entry)) {
             entry.channelCount = known->channelCount;

@@ -19,11 +19,13 @@ class RecorderTrial;
 struct RecorderTestReport;
 
 // User interface thread only.
+enum class EntryUse { Add, Change };
+
 class RecorderEntryDialog final : public QDialog {
 public:
     // `others` are listed already, so that the entry cannot be one of them. A trial ends after `trialTime`.
-    RecorderEntryDialog(const SavedServer& entry, std::vector<SavedServer> others, bool bNew, QWidget* parent,
-                        Milliseconds trialTime = Milliseconds(15000));
+    RecorderEntryDialog(const SavedServer& entry, std::vector<SavedServer> others, EntryUse use,
+                        QWidget* parent, Milliseconds trialTime = Milliseconds(15000));
     ~RecorderEntryDialog() override;
 
     SavedServer GetEntry() const;

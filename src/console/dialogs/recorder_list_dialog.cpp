@@ -206,7 +206,8 @@ void RecorderListDialog::OpenEntry(const SavedServer& entry, int index) {
     if (!bNew) {
         others.erase(others.begin() + index);
     }
-    auto* const dialog = new RecorderEntryDialog(entry, std::move(others), bNew, this);
+    auto* const dialog =
+        new RecorderEntryDialog(entry, std::move(others), bNew ? EntryUse::Add : EntryUse::Change, this);
     connect(dialog, &QDialog::accepted, this, [this, dialog, index, bNew] {
         if (bNew) {
             m_servers.push_back(dialog->GetEntry());

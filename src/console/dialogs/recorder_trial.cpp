@@ -36,7 +36,7 @@ LParam RecorderTrial::OnMessage(std::uint32_t message, WParam wParam, LParam lPa
     if (message != kMsgTried) {
         return WindowBase::OnMessage(message, wParam, lParam);
     }
-    // One that was stopped may have posted before.
+    // A try that was stopped may have posted its result already.
     if (m_number != 0 && wParam == m_number) {
         const RecorderTestReport report = m_test.Take();
         m_limit.stop();

@@ -20,7 +20,7 @@ constexpr int kNoPage = static_cast<int>(std::size(kPageTitles));
 
 }  // namespace
 
-CSettingsDlg::CSettingsDlg(const ConsoleOptions& options, int nTab, bool bFixedFolder, Actions actions,
+CSettingsDlg::CSettingsDlg(const ConsoleOptions& options, int nTab, SnapshotFolder folder, Actions actions,
                            QWidget* parent)
     : QDialog(parent), m_start(options), m_actions(std::move(actions)), m_tabs(new QTabWidget(this)) {
     setObjectName(QStringLiteral("settingsDialog"));
@@ -36,7 +36,7 @@ CSettingsDlg::CSettingsDlg(const ConsoleOptions& options, int nTab, bool bFixedF
     const auto changed = [this] { m_compare.start(); };
     m_pages = {new GeneralPage(
                    changed, [this] { OnResetOrder(); }, m_actions.openRecorders),
-               new VideoWindowPage(changed), new SnapshotPage(changed, bFixedFolder)};
+               new VideoWindowPage(changed), new SnapshotPage(changed, folder)};
     for (std::size_t i = 0; i < m_pages.size(); ++i) {
         m_pages[i]->Show(options);
         m_tabs->addTab(m_pages[i], Text(kPageTitles[i]));

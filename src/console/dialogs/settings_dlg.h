@@ -6,14 +6,13 @@
 #include <functional>
 #include <vector>
 
+#include "console/dialogs/settings_pages.h"
 #include "console/settings/console_options.h"
 
 class QDialogButtonBox;
 class QTabWidget;
 
 namespace kvmon {
-
-class SettingsPage;
 
 // Shows options and lets the user change them; OK can be pressed only when something differs from the start.
 // Who opened it takes the result from GetOptions after accept. User interface thread only.
@@ -26,7 +25,7 @@ public:
     };
 
     // A tab that does not exist shows no page until one is chosen.
-    CSettingsDlg(const ConsoleOptions& options, int nTab, bool bFixedFolder, Actions actions,
+    CSettingsDlg(const ConsoleOptions& options, int nTab, SnapshotFolder folder, Actions actions,
                  QWidget* parent);
 
     ConsoleOptions GetOptions() const;

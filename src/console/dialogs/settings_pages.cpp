@@ -124,7 +124,7 @@ void VideoWindowPage::Read(ConsoleOptions& options) const {
     options.bShowRecorderName = m_recorderName->isChecked();
 }
 
-SnapshotPage::SnapshotPage(std::function<void()> changed, bool bFixedFolder)
+SnapshotPage::SnapshotPage(std::function<void()> changed, SnapshotFolder choice)
     : SettingsPage(std::move(changed)) {
     m_askName = AddCheck(1504, 6111);
     m_folder = new QLineEdit(this);
@@ -141,7 +141,7 @@ SnapshotPage::SnapshotPage(std::function<void()> changed, bool bFixedFolder)
     m_timeStamp = AddCheck(1508, 6117);
     m_processed = AddCheck(1513, 6118);
     for (QWidget* const control : std::initializer_list<QWidget*>{m_askName, m_folder, m_browse}) {
-        control->setEnabled(!bFixedFolder);
+        control->setEnabled(choice == SnapshotFolder::Chosen);
     }
 
     auto* const folder = new QHBoxLayout;
@@ -154,7 +154,7 @@ SnapshotPage::SnapshotPage(std::function<void()> changed, bool bFixedFolder)
     form->addRow(Text(6114), AtTheLeft(m_format));
     m_folder->setAccessibleName(Text(6112));
     m_format->setAccessibleName(Text(6114));
-    // A folder's path is long, and a part of it must stay readable.
+    // Wide enough to read a part of a long path.
     m_folder->setMinimumWidth(m_folder->fontMetrics().averageCharWidth() * 32);
 
     auto* const layout = MakePageLayout(*this);

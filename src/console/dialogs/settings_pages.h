@@ -14,6 +14,9 @@ namespace kvmon {
 
 struct ConsoleOptions;
 
+// Whether the user may choose it.
+enum class SnapshotFolder { Chosen, Fixed };
+
 // A page shows its part of the options and writes that part back.
 class SettingsPage : public QWidget {
 public:
@@ -63,7 +66,7 @@ private:
 class SnapshotPage final : public SettingsPage {
 public:
     // With a fixed folder neither the name nor the folder is the user's choice.
-    SnapshotPage(std::function<void()> changed, bool bFixedFolder);
+    SnapshotPage(std::function<void()> changed, SnapshotFolder choice);
 
     void Show(const ConsoleOptions& options) override;
     void Read(ConsoleOptions& options) const override;

@@ -37,8 +37,8 @@ constexpr std::uint32_t kStrAtStart = 7003;
 constexpr std::uint32_t kStrCancel = 6121;
 constexpr std::uint32_t kStrConnecting = 6150;
 
-// A choice has the console made anew: keys and the wheel look through the open list, and choose nothing
-// on their way.
+// A choice makes the console anew, so keys and the wheel must not choose each language that they pass: they
+// open the list, or do nothing.
 class LanguageBox final : public QComboBox {
 protected:
     void keyPressEvent(QKeyEvent* event) override {
@@ -60,6 +60,16 @@ protected:
     }
     void wheelEvent(QWheelEvent* event) override { event->ignore(); }
 };
+
+QLabel* MakeTitle(QFrame& card) {
+    auto* const title = new QLabel(Text(kStrTitle), &card);
+    title->setObjectName(QStringLiteral("title"));
+    title->setWordWrap(true);
+    QFont large = title->font();
+    large.setPixelSize(kTitleHeight);
+    title->setFont(large);
+    return title;
+}
 
 SavedServer ServerOf(const SignInEntry& entry) {
     return {{}, entry.address, entry.port, entry.user, entry.password, 0};
@@ -86,7 +96,7 @@ SignInCard::SignInCard(const SignInEntry& entry, const std::vector<std::uint16_t
     MakeLanguages(languages, language);
     auto* const place = new QVBoxLayout(this);
     place->setContentsMargins(0, 0, 0, 0);
-    place->addWidget(Arrange(), 0, Qt::AlignCenter);
+    place->addWidget(MakeCard(), 0, Qt::AlignCenter);
     Connect();
 }
 
@@ -123,36 +133,33 @@ void SignInCard::MakeLanguages(const std::vector<std::uint16_t>& languages, std:
     m_languages->setEnabled(m_languages->count() >= 2);
 }
 
-// The fields' order is that of the tabulator, too.
-QFrame* SignInCard::Arrange() {
-    auto* const frame = new QFrame(this);
-    frame->setObjectName(QStringLiteral("signInCard"));
-    frame->setFrameShape(QFrame::StyledPanel);
-    frame->setAutoFillBackground(true);
-    QPalette colours = frame->palette();
+QFrame* SignInCard::MakeCard() {
+    auto* const card = new QFrame(this);
+    card->setObjectName(QStringLiteral("signInCard"));
+    card->setFrameShape(QFrame::StyledPanel);
+    card->setAutoFillBackground(true);
+    QPalette colours = card->palette();
     colours.setColor(QPalette::Window, QColor(palette::kPanel));
-    frame->setPalette(colours);
-    frame->setFixedWidth(kCardWidth);
-
-    auto* const title = new QLabel(Text(kStrTitle), frame);
-    title->setObjectName(QStringLiteral("title"));
-    title->setWordWrap(true);
-    QFont large = title->font();
-    large.setPixelSize(kTitleHeight);
-    title->setFont(large);
-    m_message = MakeMessageLabel(frame, kMessageLines);
+    card->setPalette(colours);
+    card->setFixedWidth(kCardWidth);
+    m_message = MakeMessageLabel(card, kMessageLines);
     m_message->setObjectName(QStringLiteral("message"));
     m_message->setMinimumHeight(kMessageLines * m_message->fontMetrics().lineSpacing());
     QPalette bright = m_message->palette();
     bright.setColor(QPalette::WindowText, QColor(palette::kInkBright));
     m_message->setPalette(bright);
+    Arrange(*card);
+    return card;
+}
 
-    auto* const form = new QFormLayout(frame);
+// The Tab key follows the same order.
+void SignInCard::Arrange(QFrame& card) {
+    auto* const form = new QFormLayout(&card);
     form->setContentsMargins(24, 20, 24, 20);
     form->setVerticalSpacing(10);
     form->setHorizontalSpacing(14);
     form->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
-    form->addRow(title);
+    form->addRow(MakeTitle(card));
     const struct {
         QWidget* field;
         const char* name;
@@ -160,30 +167,27 @@ QFrame* SignInCard::Arrange() {
     } rows[] = {{m_address, "address", 6141},   {m_port, "port", 6142},      {m_user, "user", 6143},
                 {m_password, "password", 6144}, {m_remember, "remember", 0}, {m_atStart, "atStart", 0},
                 {m_languages, "language", 6123}};
+    QWidget* previous = nullptr;
     for (const auto& row : rows) {
-        row.field->setParent(frame);
+        row.field->setParent(&card);
         row.field->setObjectName(QString(row.name));
         if (row.label == 0) {
             form->addRow(QString(), row.field);
-            continue;
+        } else {
+            row.field->setAccessibleName(Text(row.label));
+            form->addRow(Text(row.label), row.field);
         }
-        row.field->setAccessibleName(Text(row.label));
-        form->addRow(Text(row.label), row.field);
+        if (previous != nullptr) {
+            setTabOrder(previous, row.field);
+        }
+        previous = row.field;
     }
     form->addRow(m_message);
     auto* const line = new QHBoxLayout;
     line->addStretch();
     line->addWidget(m_button);
     form->addRow(line);
-    QWidget* previous = rows[0].field;
-    for (const auto& row : rows) {
-        if (row.field != previous) {
-            setTabOrder(previous, row.field);
-        }
-        previous = row.field;
-    }
     setTabOrder(previous, m_button);
-    return frame;
 }
 
 void SignInCard::Connect() {
@@ -269,7 +273,7 @@ void SignInCard::StopTrial() {
     FocusField();
 }
 
-// What is tried stays as it is until the answer is there; the keyboard's place, too.
+// Read only instead of disabled, so that the keyboard's focus stays where it is.
 void SignInCard::ShowTrial(bool bRunning) {
     for (QLineEdit* const field : {m_address, m_user, m_password}) {
         field->setReadOnly(bRunning);
@@ -298,7 +302,7 @@ void SignInCard::OnTried(const RecorderTestReport& report) {
     m_listener.OnSignIn(entry);
 }
 
-// From all fields alike.
+// Reached from all fields, which ignore these keys.
 void SignInCard::keyPressEvent(QKeyEvent* event) {
     switch (event->key()) {
         case Qt::Key_Enter:
@@ -320,7 +324,7 @@ void SignInCard::keyPressEvent(QKeyEvent* event) {
     }
 }
 
-// Nothing lies below the card for a click.
+// A click must not reach the console below.
 void SignInCard::mousePressEvent(QMouseEvent* event) {
     event->accept();
 }

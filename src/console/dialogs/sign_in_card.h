@@ -23,7 +23,7 @@ namespace kvmon {
 class RecorderTrial;
 struct RecorderTestReport;
 
-// Told later than the user's click or key, and no more once the card is gone.
+// Called after the handler of the click or key, never after the card is gone.
 class SignInListener {
 public:
     virtual ~SignInListener() = default;
@@ -54,7 +54,8 @@ protected:
 private:
     void MakeFields(const SignInEntry& entry);
     void MakeLanguages(const std::vector<std::uint16_t>& languages, std::uint16_t language);
-    QFrame* Arrange();
+    QFrame* MakeCard();
+    void Arrange(QFrame& card);
     void Connect();
     void OnButton();
     void Submit();
@@ -74,7 +75,7 @@ private:
     QComboBox* m_languages = nullptr;
     QPushButton* m_button = nullptr;
     QLabel* m_message = nullptr;
-    bool m_bPasswordRemembered = false;  // as it stands in its field
+    bool m_bPasswordRemembered = false;  // and still unchanged in its field
     std::unique_ptr<RecorderTrial> m_trial;
 };
 

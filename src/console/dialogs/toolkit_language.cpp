@@ -59,7 +59,7 @@ constexpr struct {
 class ToolkitWords final : public QTranslator {
 public:
     explicit ToolkitWords(const char* language) {
-        // Not finding them leaves the words of ours.
+        // Without them our own words stay.
         [[maybe_unused]] const bool bFound = m_rest.load(QStringLiteral("qtbase_") + QLatin1String(language),
                                                          QLibraryInfo::path(QLibraryInfo::TranslationsPath));
     }
@@ -99,7 +99,7 @@ void UseToolkitLanguage(std::uint16_t langid) {
         return;
     }
     static ToolkitWords* words = nullptr;
-    delete words;  // takes itself out
+    delete words;  // its destructor removes it from the application
     words = nullptr;
     const auto* const row = std::find_if(std::begin(kLocales), std::end(kLocales),
                                          [langid](const auto& known) { return known.langid == langid; });

@@ -1,4 +1,4 @@
-// Messages of the desktop, where it has a place for them.
+// Messages of the desktop, on desktops that show such.
 #pragma once
 
 #include <QtCore/QString>
@@ -14,7 +14,7 @@ public:
     DesktopNotifier();
     virtual ~DesktopNotifier();
 
-    // Plain text. Nothing happens where there is no such place.
+    // Plain text. Does nothing on other desktops.
     virtual void Notify(const QString& title, const QString& text, bool bError);
 
 private:

@@ -33,7 +33,7 @@ EventCenter::EventCenter(Desk& desk, Timers& timers, const ConsoleSettings& sett
       m_notifier(std::make_unique<DesktopNotifier>()) {}
 
 EventCenter::~EventCenter() {
-    // All are asked before the first is waited for.
+    // All are told to stop before the first is waited for.
     for (const auto& [server, watched] : m_logs) {
         watched.log->RequestStop();
     }
@@ -70,7 +70,7 @@ void EventCenter::OnTimer() {
     }
 }
 
-// Named after the recorder; of two with one name the second one's address tells them apart.
+// Named after the recorder; the second of two with the same name has its address added.
 std::string EventCenter::SectionFor(int server, const CKelvaraInfo& info) const {
     const std::string section = KeyFromName(info.GetServerName());
     const bool bTaken = std::any_of(m_logs.begin(), m_logs.end(), [&](const auto& entry) {
@@ -79,7 +79,7 @@ std::string EventCenter::SectionFor(int server, const CKelvaraInfo& info) const 
     return bTaken ? KeyFromName(info.GetServerName() + " " + info.GetUserAtHost()) : section;
 }
 
-// A recorder has a log from its first answer on, which tells its name.
+// A recorder has no log before its first answer, which tells its name.
 void EventCenter::Watch(int server) {
     const CKelvaraInfo* const info = m_recorders.GetServer(server);
     const bool bRunning = info != nullptr && info->IsRunning();
@@ -113,7 +113,7 @@ void EventCenter::Watch(int server) {
         }
     }
     if (!watched.bRunning) {
-        // One that is at its end yet is taken up again with the next turn.
+        // One that is still ending is started again with the next timer.
         if (watched.log->IsEnded()) {
             watched.log->StartWork();
             watched.bRunning = true;

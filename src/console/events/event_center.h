@@ -28,13 +28,13 @@ public:
     EventCenter(const EventCenter&) = delete;
     EventCenter& operator=(const EventCenter&) = delete;
 
-    // The settings of a session were read: the timer runs from here on.
+    // Call when the settings of a session were read: starts the timer.
     void Start();
     // The session is over.
     void Stop();
     // Timer kTimerEvents; also when the option changed.
     void OnTimer();
-    // Recorders came or went, so that others have their places.
+    // Recorders came or went, which changes the index of others.
     void OnServersChanged();
     // WM_GETNVREVENT: the code and the recorder's index.
     void OnGetEvents(WParam code, int server);
@@ -50,7 +50,7 @@ private:
     struct Watched {
         std::unique_ptr<CGetNVREventLog> log;
         std::string section;
-        std::string address;  // of whom it was told to fetch
+        std::string address;  // whom it was told to ask
         bool bRunning = false;
     };
 

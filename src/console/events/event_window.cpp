@@ -48,15 +48,17 @@ QRgb LevelColour(std::int32_t nLevel) {
                                      : palette::kAccent;
 }
 
-// A dot in the level's colour: full while the event is unread, then a ring.
-QIcon LevelIcon(std::int32_t nLevel, bool bRead) {
+enum class Dot { Full, Ring };
+
+// In the level's colour: full while the event is unread, then a ring.
+QIcon LevelIcon(std::int32_t nLevel, Dot dot) {
     QPixmap pixmap(32, 32);
     pixmap.setDevicePixelRatio(2);
     pixmap.fill(Qt::transparent);
     QPainter painter(&pixmap);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(QPen(QColor(LevelColour(nLevel)), 1.5));
-    painter.setBrush(bRead ? Qt::NoBrush : QBrush(QColor(LevelColour(nLevel))));
+    painter.setBrush(dot == Dot::Ring ? Qt::NoBrush : QBrush(QColor(LevelColour(nLevel))));
     painter.drawEllipse(QRectF(4, 4, 8, 8));
     return QIcon(pixmap);
 }
@@ -82,7 +84,7 @@ void CEventWindow::MakeControls() {
     m_levels->setAccessibleName(Text(kTextLevel));
     m_levels->addItem(Text(kTextAllLevels), 0);
     for (const std::int32_t level : {kEventInformation, kEventWarning, kEventError}) {
-        m_levels->addItem(LevelIcon(level, false), Text(LevelTextId(level)), level);
+        m_levels->addItem(LevelIcon(level, Dot::Full), Text(LevelTextId(level)), level);
     }
     m_levels->setMinimumWidth(std::max(140, m_levels->sizeHint().width()));
     m_count = new QLabel(this);
@@ -121,7 +123,7 @@ void CEventWindow::MakeRows() {
     m_rows->setAllColumnsShowFocus(true);
     m_rows->header()->setStretchLastSection(true);
     m_rows->setColumnWidth(kTime, 186);
-    // A level is as wide in its row as in the list of levels.
+    // Levels are the same words here as in the list of levels, so they need the same room.
     m_rows->setColumnWidth(kLevel, std::max(110, m_levels->sizeHint().width()));
     m_rows->setColumnWidth(kServer, std::max(130, m_rows->header()->sectionSizeHint(kServer)));
 }
@@ -202,7 +204,7 @@ void CEventWindow::FillRows() {
         row->setText(kServer, Shown(event.m_strServer));
         row->setText(kText, Shown(event.m_strContent));
         row->setToolTip(kText, MarkupOf(event.m_strContent));
-        row->setIcon(kTime, LevelIcon(event.m_nLevel, event.m_bRead));
+        row->setIcon(kTime, LevelIcon(event.m_nLevel, event.m_bRead ? Dot::Ring : Dot::Full));
         if (!event.m_bRead) {
             QFont bold = m_rows->font();
             bold.setBold(true);
@@ -239,7 +241,7 @@ void CEventWindow::MarkSelected() {
         if (!event.m_bRead && m_events.MarkRead(event)) {
             event.m_bRead = true;
             bChanged = true;
-            row->setIcon(kTime, LevelIcon(event.m_nLevel, true));
+            row->setIcon(kTime, LevelIcon(event.m_nLevel, Dot::Ring));
             for (int column = 0; column < kColumns; ++column) {
                 row->setFont(column, m_rows->font());
                 row->setForeground(column, QColor(palette::kInk));

@@ -25,7 +25,7 @@ public:
 
     // -1 for a position outside.
     int GetAt(std::uint32_t page, std::uint32_t i) const;
-    // Of the present and of the next page; kept beside the general one.
+    // The same for the present and for the next page.
     int GetAtCurPage(std::uint32_t i) const { return GetAt(m_nCurPage, i); }
     int GetAtNextPage(std::uint32_t i) const { return GetAt(m_nCurPage + 1, i); }
     // 0 for a position outside.
@@ -44,10 +44,10 @@ public:
     void SetScreens(std::uint32_t n) { m_nScreens = n; }
 
     void ResetOrder();
-    // Mends an order that came from outside: doubles get the smallest missing channel, a number out of
-    // range resets all.
+    // Repairs a stored order: doubles become the smallest missing channel, a number out of range resets
+    // all.
     void Repair();
-    // Kept for those who look for a fault in an order.
+    // For debugging; nothing in this program calls it.
     void DumpToDebug() const;
 
     // The order as stored: 16-bit little-endian numbers, all positions.

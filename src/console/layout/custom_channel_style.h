@@ -33,7 +33,7 @@ public:
     void ResetOrder();
 
     void SaveToReg(COrvoRegistry& registry, std::string_view key) const;
-    // The active channels are restored from the page values: the stored form is settled so.
+    // The active channels are read from the values of the pages, as the stored format has it.
     void LoadFromReg(const COrvoRegistry& registry, std::string_view key);
 
 private:

@@ -46,10 +46,11 @@ private:
         }
     }
 
-    void Start(int channel, bool bAudio) {
+    StreamPlan Heard() const { return in_.bAudio ? StreamPlan::StartWithAudio : StreamPlan::Start; }
+
+    void Start(int channel, StreamPlan plan) {
         if (IsCamera(channel)) {
-            plan_.streams[static_cast<std::size_t>(channel)] =
-                bAudio ? StreamPlan::StartWithAudio : StreamPlan::Start;
+            plan_.streams[static_cast<std::size_t>(channel)] = plan;
         }
     }
 
@@ -72,9 +73,9 @@ private:
         if (in_.secondArea) {
             const int next = ComboChannel(in_.comboSelection < 0 ? -1 : in_.comboSelection + 1);
             Place(used++, CellHost::Second, *in_.secondArea, next, CellOrder::Keep);
-            Start(next, false);
+            Start(next, StreamPlan::Start);
         }
-        Start(channel, in_.bAudio);
+        Start(channel, Heard());
         if (!in_.bMaxViewMode && IsCamera(channel)) {
             plan_.restartChannel = channel;
         }
@@ -93,7 +94,7 @@ private:
         }
         GiveBackFrom(children + 1, CellOrder::Bottom);
         for (int i = 3; i >= 0; --i) {
-            Start(entry(i), i == 0 && in_.bAudio);
+            Start(entry(i), i == 0 ? Heard() : StreamPlan::Start);
         }
         plan_.activeWindow = 0;
         StopTheRest();
@@ -139,7 +140,7 @@ private:
     void StartPage(std::uint32_t page, int active) {
         for (std::uint32_t i = 0; i < in_.array->GetPageSize(); ++i) {
             const int channel = in_.array->GetAt(page, i);
-            Start(channel, in_.bAudio && channel == active);
+            Start(channel, channel == active ? Heard() : StreamPlan::Start);
         }
     }
 

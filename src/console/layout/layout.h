@@ -58,7 +58,7 @@ struct LayoutInput {
     CChannelArray* array = nullptr;       // of a page style
     int rows = 0, columns = 0;            // of the custom style
     std::span<const int> comboChannels;   // single style: what the page combo lists
-    int comboSelection = -1;              //
+    int comboSelection = -1;
     std::array<std::uint32_t, 4> pipList{0, 1, 2, 3};
     int pipChildren = kMaxPipChildren;
 };
@@ -81,7 +81,7 @@ struct ComboCandidate {
 // those with the right and a configuration.
 bool IsListedInCombo(const ComboCandidate& camera, std::uint32_t listMode);
 
-// The count of small windows: 1 to 3, what is stored outside of it counts as the default.
+// The count of small windows, 1 to 3; any other stored number counts as the default.
 int PipChildCount(std::uint32_t stored, int showable);
 constexpr int DefaultPipChildren(int showable) {
     return showable < 4 ? 1 : 3;
@@ -100,8 +100,8 @@ std::optional<CellSwap> FindGridSwap(CChannelArray& array, int dragged, bool bSe
                                      const std::function<bool(int channel)>& dropsOn);
 std::optional<CellSwap> FindPipSwap(const std::array<std::uint32_t, 4>& list, int dragged,
                                     const std::function<bool(int channel)>& dropsOn);
-// Exchanges two cells of a page. The values are read from that page and written to the first page's slots:
-// stored orders have always come about so. False for one position twice or a position outside the page.
+// Exchanges two cells of a page. The values are read from that page but written to the first page's slots, as
+// users' stored orders rely on it. False for one position twice or a position outside the page.
 bool SwapCells(CChannelArray& array, const CellSwap& swap);
 
 }  // namespace kvmon

@@ -75,14 +75,14 @@ PixelRect ViewRectOfConsole(int width, int height) {
 }
 
 PixelRect GetViewRect(const std::optional<PixelRect>& fullScreen, bool bMaxViewMode, const PixelRect& rcView,
-                      bool bSingle) {
+                      WallUse use) {
     if (fullScreen) {
         return *fullScreen;
     }
     if (bMaxViewMode) {
         return rcView;
     }
-    return bSingle ? CentredIn(rcView, 647, 508) : CentredIn(rcView, 702, 480);
+    return use == WallUse::OneCell ? CentredIn(rcView, 647, 508) : CentredIn(rcView, 702, 480);
 }
 
 std::vector<PixelRect> DivideArea(ViewStyle style, const PixelRect& area, int rows, int columns) {

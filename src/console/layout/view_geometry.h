@@ -23,11 +23,13 @@ inline constexpr int kMinConsoleHeight = 680;
 // the right edge.
 PixelRect ViewRectOfConsole(int width, int height);
 
+enum class WallUse { ManyCells, OneCell };
+
 // The area that a style may use. `fullScreen` is the client area of the full-screen panel while there is
 // one. Without both it and the largest view the area is of fixed size, centred in the view rectangle, and
 // may reach out of it.
 PixelRect GetViewRect(const std::optional<PixelRect>& fullScreen, bool bMaxViewMode, const PixelRect& rcView,
-                      bool bSingle);
+                      WallUse use);
 
 // The cells of a page style in the order of their windows. Rows and columns are the custom style's own and
 // count for it alone. Empty for a grid of one cell.

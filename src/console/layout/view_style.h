@@ -18,7 +18,7 @@ enum ViewStyle : int {
 };
 inline constexpr int kViewStyleCount = 9;
 
-// The control that selects a style: 1651 to 1659.
+// The control that selects a style, kCtlFirstStyle to kCtlLastStyle.
 constexpr int StyleButtonId(ViewStyle style) {
     return 1651 + style;
 }

@@ -34,6 +34,12 @@ enum ControlId : int {
     kCtlPipSettings = 1650,
     kCtlFirstStyle = 1651,
     kCtlPip = 1652,
+    kCtl4Channels = 1653,
+    kCtl6Channels = 1654,
+    kCtl8Channels = 1655,
+    kCtl9Channels = 1656,
+    kCtl10Channels = 1657,
+    kCtl12Channels = 1658,
     kCtlLastStyle = 1659,
     kCtlViewSize = 1660,
     kCtlFullScreen = 1661,
@@ -51,8 +57,8 @@ enum ControlId : int {
     kCtlPageCombo = 2529,
 };
 
-// The states of the rows of both tables. A change is told to one listener, the windows on top. An id without
-// a row is nowhere: it is never pressed, and setting it does nothing.
+// The states of the rows of both tables. One listener, the window, is told of each change. An id without a
+// row is never pressed, and setting it does nothing.
 class ConsoleControls {
 public:
     struct State {

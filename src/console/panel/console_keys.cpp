@@ -111,7 +111,7 @@ const ConsoleKey* FindKey(const QKeyEvent& event) {
     return found != std::end(kKeys) ? found : nullptr;
 }
 
-// A style is chosen whether or not its button is on show; what a camera cannot do has no button.
+// Styles can be chosen even if their buttons are hidden; a hidden button of a camera is one it cannot do.
 bool IsOffered(const ConsoleControls& controls, int command) {
     const ConsoleControls::State state = controls.Get(command);
     const bool bStyle = command >= kCtlFirstStyle && command <= kCtlLastStyle;
@@ -155,13 +155,13 @@ bool ConsoleKeys::OnKeyPress(const QKeyEvent& event) {
     if (row == nullptr) {
         return false;
     }
-    // A held key is one press; the camera's answers pace what follows from it.
+    // A held key is one press; PtzPanel repeats its command, paced by the camera's answers.
     if (event.isAutoRepeat() || IsRepeat(event)) {
         m_timers.KillTimer(kTimerKeyRelease);
         return true;
     }
     if (!IsOfKeysAlone(row->command) && !IsOffered(m_controls, row->command)) {
-        // Without a session the key that began full screen still ends it.
+        // Even without a session this key ends full screen.
         if (row->command == kCtlFullScreen) {
             m_desk.MakeRoom();
         }
@@ -172,8 +172,8 @@ bool ConsoleKeys::OnKeyPress(const QKeyEvent& event) {
         return true;
     }
     ReleaseAll();
-    m_held = row->command;
-    m_commands.Hold(m_held, true);
+    m_down = row;
+    m_commands.Hold(row->command);
     return true;
 }
 
@@ -187,7 +187,7 @@ bool ConsoleKeys::OnKeyRelease(const QKeyEvent& event) {
     }
     m_releasedKey = event.key();
     m_releasedAt = event.timestamp();
-    if (row->held && row->command == m_held) {
+    if (row->held && IsHeld(row->command)) {
         m_timers.SetTimer(kTimerKeyRelease, kReleaseMs);
     }
     return true;
@@ -206,9 +206,9 @@ bool ConsoleKeys::IsRepeat(const QKeyEvent& event) const {
 
 void ConsoleKeys::ReleaseAll() {
     m_timers.KillTimer(kTimerKeyRelease);
-    if (m_held != 0) {
-        m_commands.Hold(m_held, false);
-        m_held = 0;
+    if (m_down != nullptr) {
+        m_commands.Release(m_down->command);
+        m_down = nullptr;
     }
 }
 

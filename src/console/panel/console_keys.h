@@ -1,4 +1,4 @@
-// The keys of the console: what they do, and how a user reads of it.
+// The keys of the console: what they do, and how they are written.
 #pragma once
 
 #include <QtCore/QString>
@@ -49,12 +49,12 @@ public:
     // True when the key was one of the console's.
     bool OnKeyPress(const QKeyEvent& event);
     bool OnKeyRelease(const QKeyEvent& event);
-    // Timer kTimerKeyRelease: no press has followed the release, so it was one.
+    // Timer kTimerKeyRelease: no press has followed, so it was a real release.
     void OnReleaseTimer() { ReleaseAll(); }
     // The keyboard is gone: what was held counts as released.
     void ReleaseAll();
     // A key holds this command of the head.
-    bool IsHeld(int command) const { return m_held == command; }
+    bool IsHeld(int command) const { return m_down != nullptr && m_down->command == command; }
 
 private:
     void Run(int command);
@@ -64,7 +64,7 @@ private:
     Timers& m_timers;
     const ConsoleControls& m_controls;
     Commands& m_commands;
-    int m_held = 0;
+    const ConsoleKey* m_down = nullptr;  // the key that steers the head
     int m_releasedKey = 0;
     std::uint64_t m_releasedAt = 0;  // by the window system's clock; 0: it told none
 };

@@ -11,19 +11,19 @@ class ConsoleControls;
 struct ActiveCameraFacts {
     CameraInfo info;
     bool bWindow = false;
-    bool bConnected = false;      // a picture came since the stream began
-    bool bDigitalZoom = false;    // zooming goes by the picture
-    bool bSnapshotRight = false;  //
-    bool bRecordRight = false;    //
-    bool bRecording = false;      // the recorder says so
-    bool bMonitorable = false;    //
-    bool bHomePage = false;       // the camera has an address of its own
-    bool bCanTalk = false;        //
-    bool bSoundOutput = false;    // this machine can play sound
-    bool bSoundSource = false;    // some connected camera has sound
+    bool bConnected = false;    // a picture came since the stream began
+    bool bDigitalZoom = false;  // zooms the picture, not the camera
+    bool bSnapshotRight = false;
+    bool bRecordRight = false;
+    bool bRecording = false;  // the recorder says so
+    bool bMonitorable = false;
+    bool bHomePage = false;  // the camera has an address of its own
+    bool bCanTalk = false;
+    bool bSoundOutput = false;  // this machine can play sound
+    bool bSoundSource = false;  // some connected camera has sound
 };
 
-// Command 1757: shows and hides, and sets the check of 1751. Controls that are not there are passed over.
+// Command kCmdRefreshControls: shows and hides, and presses the record button.
 void ShowCameraControls(const ActiveCameraFacts& facts, ConsoleControls& controls);
 
 }  // namespace kvmon

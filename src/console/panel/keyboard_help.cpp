@@ -68,7 +68,7 @@ QLabel* PlainLabel(const QString& text, QWidget* parent) {
     return label;
 }
 
-// As it stands in a cell's strip, on the strip's own ground.
+// With the background of a cell's strip, where the sign is usually seen.
 QLabel* SignLabel(CellIcon icon, QWidget* parent) {
     const QSize size(30, kIconHeight);
     const double ratio = parent->devicePixelRatioF();

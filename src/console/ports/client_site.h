@@ -36,7 +36,7 @@ public:
     virtual std::unique_ptr<BrowserWindow> CreateBrowserWindow() { return nullptr; }
     // Shows a page of the web, in a window that nobody holds.
     virtual void OpenPage([[maybe_unused]] const std::string& url) {}
-    // Raised at once.
+    // Unlike the others, raised at once.
     virtual void NotifyGotoServer(int n, const std::string& text) = 0;
 };
 

@@ -5,7 +5,7 @@
 
 namespace kvmon {
 
-// User interface thread only. All but Run and Hold come later than the caller.
+// User interface thread only. All but Run, Hold and Release come later than the caller.
 class Commands {
 public:
     virtual ~Commands() = default;
@@ -17,11 +17,13 @@ public:
     virtual void PressMenuEntry(int id) = 0;
     // At once.
     virtual void Run(int id) = 0;
-    // A command of the head is held from here on, or not any more; at once.
-    virtual void Hold(int id, bool bDown) = 0;
+    // A command of the head is held from here on.
+    virtual void Hold(int id) = 0;
+    // It is not held any more.
+    virtual void Release(int id) = 0;
     // The panel shows what the active camera can do now; many calls together are one.
     virtual void RefreshControls() = 0;
-    // As if this recorder had told of a change: a code of WM_UPDATEVSINFO.
+    // Acts as if this recorder had told of a change: a code of WM_UPDATEVSINFO.
     virtual void AskFor(std::uint32_t code, int server) = 0;
 };
 

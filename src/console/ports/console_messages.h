@@ -13,7 +13,7 @@ inline constexpr std::uint32_t kMsgGoToCamera = 2061;  // wParam channel, or pag
 
 // Of our own: the second display's panel was double clicked.
 inline constexpr std::uint32_t kMsgSecondPanelClosed = 11501;
-// Of our own: behind all commands 1757 that were in the queue with the one that was followed.
+// Of our own: all commands kCmdRefreshControls that were in the queue have come.
 inline constexpr std::uint32_t kMsgRefreshEnds = 11506;
 
 inline constexpr std::uint32_t kTimerSequential = 1000;

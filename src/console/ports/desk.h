@@ -24,9 +24,9 @@ public:
     virtual QWidget* DialogHost() const = 0;
     // The same for what belongs to one cell.
     virtual QWidget* HostOf(const QWidget& cell) const = 0;
-    // A dialog that was kept since it was open last comes to where it is seen now.
+    // Moves a hidden dialog that is used again to where it can be seen now.
     virtual void BringHere(QWidget& dialog) = 0;
-    // Another program's window is about to open: it would stand behind full screen, which ends.
+    // Ends full screen, as another program's window is about to open and would stand behind it.
     virtual void MakeRoom() = 0;
 
     // A box that waits for nobody, and deletes itself when it is closed.

@@ -19,7 +19,7 @@ public:
     virtual bool IsHeld(int id) const = 0;
     // What the button does, without its key; empty where there is none.
     virtual QString TipText(int id) const = 0;
-    // These tell of their press and their release, not only of clicks (message 2058).
+    // Lets these tell of press and release, not only of clicks (message kMsgPtzPress).
     virtual void TellPresses(std::span<const int> ids) = 0;
     // The keyboard to the present style's button, where the panel has one.
     virtual void FocusStyle() = 0;

@@ -12,11 +12,11 @@ public:
 
     // The first recorder has answered for the first time, and has told the key of the settings.
     virtual void OnFirstAnswer() = 0;
-    // All enabling follows that depends on who is logged in.
+    // Enables and disables all that depends on who is logged in.
     virtual void OnLoginChanged() = 0;
     // The first recorder does not take the login.
     virtual void OnRefused() = 0;
-    // What is open for the user who is logged in goes.
+    // Closes what is open for the user who is logged in.
     virtual void OnSessionEnds() = 0;
     // The session's last thread has ended.
     virtual void OnSessionOver() = 0;

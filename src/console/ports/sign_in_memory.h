@@ -24,7 +24,7 @@ public:
     virtual SignInEntry Load() const = 0;
     // For the next Load of this run. The password is not kept.
     virtual void KeepDraft(const SignInEntry& entry) = 0;
-    // The recorder took this login: the session begins, and what the user wants remembered is.
+    // The recorder took this login, and the session begins: stores what the user wants remembered.
     virtual void OnSignedIn(const SignInEntry& entry) = 0;
 };
 

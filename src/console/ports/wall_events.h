@@ -10,12 +10,12 @@ public:
 
     // Cells are about to get other places.
     virtual void OnPlacesChange() = 0;
-    // Another layout, other cameras: what is said about them follows.
+    // The layout or the cameras are others: what is written about them must follow.
     virtual void OnWallChanged() = 0;
     virtual void OnActiveCellChanged() = 0;
     // The view has taken its windows from the second display.
     virtual void OnSecondPanelUnused() = 0;
-    // The wall stands on another window, or that window has another size: what lies over it comes along.
+    // The wall is on another window, or that window has another size: what lies over it must move, too.
     virtual void OnWallMoved() = 0;
     // A panel is about to go, with what stands on it.
     virtual void OnPanelGoes() = 0;

@@ -69,7 +69,7 @@ ServerBinding::Changes ServerBinding::UpdateCameraTable(int server) {
         UpdateCameraSlot(*info, server, slot, settings[static_cast<std::size_t>(slot)], changes);
     }
     m_cameras.UpdateCameraList(m_settings.options);
-    // Their threads tell of themselves by the number that the list has given them now.
+    // After the list has numbered them: their threads report by that number.
     for (const auto& camera : changes.started) {
         camera->StartCameraThreads();
     }
@@ -139,7 +139,7 @@ void ServerBinding::UpdateCamera(int server) {
     const Changes changes = UpdateCameraTable(server);
     ViewController& view = m_view;
     bool bRefresh = false;
-    // However a list came about that was not there at the last count: the wall has room for what there is.
+    // The list has changed since the wall was built, for whatever reason: the wall must have room for it.
     const bool bRecount = changes.count || view.CountShowable() != view.GetShowableCount();
     if (bRecount) {
         view.UpdateChannelArray();
@@ -197,7 +197,7 @@ void ServerBinding::SaveCameraSettings() {
     }
 }
 
-// Two servers of one name do not share the key of their channels.
+// Two servers of the same name must not share the key of their channels.
 std::string ServerBinding::RegFolder(const CKelvaraInfo& info, int server) const {
     const std::string name = KeyFromName(info.GetServerName());
     bool bOwnName = !name.empty();

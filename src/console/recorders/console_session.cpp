@@ -41,7 +41,7 @@ bool HaveAllServersStopped(const RecorderList& recorders) {
     return true;
 }
 
-// Tells that a session has begun to who looks for it; a failure is of no interest.
+// Leaves a file that tells other programs of the session; they can do without it.
 void TouchTemporaryFile() {
     if (std::FILE* const file = std::fopen((GetDataFolder() + "/~Monitor.tmp").c_str(), "wb")) {
         std::fclose(file);
@@ -109,7 +109,7 @@ void ConsoleSession::StopServer(int server) {
     info.StopGetKelvaraInfo(StopWait::Brief);
 }
 
-// Everything that shows or uses what belongs to the user goes, and the credential with it.
+// Closes everything that shows or uses what belongs to the user, and forgets the credential.
 void ConsoleSession::EndSession() {
     if (m_bLoggedIn) {
         m_binding.SaveMultiServerInfo();
@@ -132,7 +132,7 @@ void ConsoleSession::EndSession() {
     m_commands.RefreshControls();
 }
 
-// What is about the program, or tells how the session ended, stays; so does a picture on its way to a file.
+// Stays: what is about the program or tells how the session ended, and a snapshot that is being stored.
 void ConsoleSession::CloseDialogs() {
     for (QWidget* const host : {static_cast<QWidget*>(&m_desk.Window()), m_desk.DialogHost()}) {
         for (QDialog* const dialog : host->findChildren<QDialog*>(Qt::FindDirectChildrenOnly)) {
@@ -188,7 +188,7 @@ void ConsoleSession::CleanBrowserUserInfo() {
         FormatText("http://%s:%u/logomark.jpg", first->GetHost().c_str(), first->GetPort());
     Trace("CMainDlg::CleanBrowserUserInfo: strURL=%s...\n", strURL.c_str());
     if (m_cleaner.IsRunning()) {
-        return;  // one that asks the same server is on its way
+        return;  // the same server is being asked already
     }
     m_cleaner.Wait(Milliseconds(0));
     m_cleaner.Start("cleanuser", [strURL, abort = m_bCleanerAbort] {

@@ -61,16 +61,16 @@ public:
     // The session of another user ends first.
     void AutoLogin(const std::string& user, const std::string& password,
                    bool bLowIntegrity = IsLowIntegrity());
-    // Stops everything without waiting for it, and watches the end with timer 1011.
+    // Stops everything without waiting for it, and watches the end with kTimerStopping.
     void Logout();
 
-    void OnLoginTimer();     // 1009
-    void OnStoppingTimer();  // 1011
+    void OnLoginTimer();
+    void OnStoppingTimer();
 
-    // Where one goes on while nobody is logged in.
+    // What stands in the wall while nobody is logged in.
     SignInDesk& SignIn() { return m_signIn; }
 
-    // Command 1608 of who is logged in.
+    // Command kCtlLogout while somebody is logged in.
     void OnBtnLogout();
 
 private:

@@ -117,7 +117,7 @@ void ServerBinding::StartStoppedServers() {
     for (int i = 1; i < m_recorders.GetServerCount(); ++i) {
         CKelvaraInfo* const info = m_recorders.GetServer(i);
         if (!info->IsNoRightReported()) {
-            // The start clears what is known of it; the wall keeps its room all the same.
+            // The start clears what is known of it, but the wall keeps room for its channels.
             const int channels = info->GetChannelCount();
             info->SetNotifyWnd(m_desk.Handle());
             info->StartGetKelvaraInfo(StartMode::Anew);
@@ -127,7 +127,7 @@ void ServerBinding::StartStoppedServers() {
 }
 
 void ServerBinding::SaveMultiServerInfo() {
-    // What was never read, or is another user's, is not replaced by what is listed now.
+    // A list that was never read, or is another user's, must not be overwritten.
     if (!m_bInitialised || m_bLoadFurther || (m_recorders.GetServerCount() < 2 && !m_bListHeld)) {
         return;
     }
@@ -160,7 +160,7 @@ void ServerBinding::ChangeServers(const std::vector<SavedServer>& further) {
     }
     m_bListHeld = true;
     if (m_nPendingMask != 0) {
-        BuildView();  // its bits go by places in the list, which change now
+        BuildView();  // the mask goes by places in the list, which change now
     }
     RemoveServersBut(further);
     for (const SavedServer& server : further) {
@@ -190,7 +190,7 @@ void ServerBinding::ShowChangedServers() {
     m_nShownServer = -1;
     OnServerInfo(0);
     m_events.OnServersChanged();
-    // What a server told meanwhile may have named its old place.
+    // Messages that are on their way may name the old places.
     for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
         m_commands.AskFor(WM_UPDATEVSINFO_CAMERACONN, i);
         m_commands.AskFor(WM_UPDATEVSINFO_CAMERASTATUS, i);

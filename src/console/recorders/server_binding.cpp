@@ -42,7 +42,7 @@ constexpr std::string_view kLocalKey = "__Local_";
 
 void ServerBinding::OnUpdateSvrInfo(std::uint32_t code, int server) {
     if (!m_desk.IsLoggedIn()) {
-        return;  // a thread that lingers, or a message that came too late
+        return;  // from a thread that lingers, or too late
     }
     switch (code) {
         case WM_UPDATEVSINFO_CAMERACONN:
@@ -88,7 +88,7 @@ void ServerBinding::ShowRecorderOfActiveCell() {
     const int server = std::max(m_cameras.Get(channel).server, 0);
     const CKelvaraInfo* const info = m_recorders.GetServer(server);
     if (info == nullptr || info->GetServerName().empty()) {
-        return;  // it has told nothing yet
+        return;  // it has not answered yet
     }
     m_sessionEvents.ShowRecorder(Describe(*info).name, info->GetServerNameAndVersion());
     if (server != m_nShownServer) {
@@ -148,7 +148,7 @@ void ServerBinding::OnCameraConnection(int server) {
     m_sessionEvents.OnLoginChanged();
     if (server == 0 && std::exchange(m_bLoadFurther, false)) {
         LoadVSInfo();
-        m_nPendingMask = 0;  // the view stands: they join it as they come
+        m_nPendingMask = 0;  // the view is there already: they join it as they come
     }
     if (server == 0 && std::exchange(m_bStartFurther, false)) {
         StartStoppedServers();
@@ -180,7 +180,7 @@ void ServerBinding::BuildView() {
     }
     NameRecordersInCaptions();
     m_sessionEvents.OnLoginChanged();
-    m_commands.RefreshControls();  // no camera may come that would ask for it
+    m_commands.RefreshControls();  // without a camera nobody else asks for it
 }
 
 void ServerBinding::OnGetVSInfoFailed(std::uint32_t code, int server) {
@@ -225,13 +225,13 @@ void ServerBinding::OnAuthorizationFailed(CKelvaraInfo& info, int server) {
         m_sessionEvents.OnRefused();
         return;
     }
-    // Its channels would ask for their streams with the refused login for ever.
+    // Otherwise its channels would go on asking for streams with the refused login.
     RemoveCameras(server);
     m_refusals[&info] = m_desk.ShowMessage(text(5036), LoadString(5026));
     ShowChangedCameras();
 }
 
-// What it told is true no more.
+// What it told before does not count any more.
 void ServerBinding::CloseRefusal(const CKelvaraInfo* info) {
     const auto refusal = m_refusals.find(info);
     if (refusal == m_refusals.end()) {

@@ -50,18 +50,18 @@ public:
           m_events(events),
           m_recorders(recorders) {}
 
-    // Message 11323. Codes outside 1 to 5 are ignored.
+    // Message WM_UPDATEVSINFO. Codes outside 1 to 5 are ignored.
     void OnUpdateSvrInfo(std::uint32_t code, int server);
     void OnRecorderRemoved(const CKelvaraInfo& server) override { CloseRefusal(&server); }
-    // Message 11322.
+    // Message WM_GETVSINFO_FAILED.
     void OnGetVSInfoFailed(std::uint32_t code, int server);
-    // Timer 1016: builds the view, whether or not all stored servers have answered.
+    // Timer kTimerPendingServers: builds the view, whether or not all stored servers have answered.
     void BuildView();
 
     // The user logs in: when the first server answers, those that the last logout stopped go on, too. Another
     // user has another list.
     void OnAutoLogin(const std::string& user);
-    // What a recorder told is gone from the head, and nothing is waited for.
+    // Clears the head of the console, and ends the wait for recorders.
     void OnSessionEnd();
     // The head of the console names the recorder of the active cell; the first one if there is none.
     void ShowRecorderOfActiveCell();
@@ -81,7 +81,7 @@ public:
     // Makes these the servers besides the first one, at once, and stores the list: those that are not among
     // them go with their channels, those that are new are started, those that are there already go on.
     void ChangeServers(const std::vector<SavedServer>& further);
-    // What is kept of each channel; before the channels go.
+    // Stores the settings of all channels; before the channels go.
     void SaveCameraSettings();
 
 private:
@@ -147,7 +147,7 @@ private:
 
 // The bit of a server in the pending mask.
 constexpr std::uint64_t PendingBit(int server) {
-    // Of 32 bits, extended with its sign: the server with index 31 takes the upper half along.
+    // 32 bits with their sign extended, as the mask has always been: index 31 sets the upper half, too.
     return static_cast<std::uint64_t>(
         static_cast<std::int64_t>(static_cast<std::int32_t>(1u << (static_cast<unsigned>(server) % 32))));
 }

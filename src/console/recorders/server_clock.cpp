@@ -39,7 +39,7 @@ void ServerClock::OnTick() {
     if (!m_desk.IsLoggedIn() || !m_settings.options.bShowSnapshotTimeStamp) {
         return;
     }
-    const std::uint64_t now = SystemClock().TickMs();
+    const std::uint64_t now = m_clock.TickMs();
     for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
         const CKelvaraInfo* const server = m_recorders.GetServer(i);
         if (!server->IsConnected()) {

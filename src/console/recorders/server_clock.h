@@ -12,6 +12,7 @@
 namespace kvmon {
 
 class CKelvaraInfo;
+class Clock;
 struct ConsoleSettings;
 class Desk;
 
@@ -19,8 +20,9 @@ class Desk;
 // get no such request. User interface thread only; the asking has threads of its own.
 class ServerClock final : public RecorderListener {
 public:
-    ServerClock(const Desk& desk, const ConsoleSettings& settings, const RecorderList& recorders)
-        : m_desk(desk), m_settings(settings), m_recorders(recorders) {}
+    ServerClock(const Desk& desk, const ConsoleSettings& settings, const RecorderList& recorders,
+                Clock& clock)
+        : m_desk(desk), m_settings(settings), m_recorders(recorders), m_clock(clock) {}
     ~ServerClock();
 
     // Once a second.
@@ -36,6 +38,7 @@ private:
     const Desk& m_desk;
     const ConsoleSettings& m_settings;
     const RecorderList& m_recorders;
+    Clock& m_clock;
     std::map<const CKelvaraInfo*, Reading> m_readings;
     std::vector<Worker> m_ending;  // that ask a recorder which is gone
 };

@@ -28,7 +28,7 @@ void SignInDesk::Update() {
         return;
     }
     if (!m_card && m_desk.IsWaitShown()) {
-        return;  // the last session is not at its end
+        return;  // the last session has not ended yet
     }
     QWidget* const host = m_desk.DialogHost();
     if (m_card && m_card->parentWidget() == host) {
@@ -63,7 +63,7 @@ void SignInDesk::Remove() {
     if (SignInMemory* const memory = m_site.SignIn()) {
         memory->KeepDraft(m_card->GetEntry());
     }
-    // It may be the card that this comes from.
+    // Later: the card may be the caller.
     m_card->hide();
     m_card->deleteLater();
     m_card = nullptr;

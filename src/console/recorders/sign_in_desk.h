@@ -1,4 +1,4 @@
-// When the sign-in card stands in the wall, and what comes of it.
+// When the sign-in card is shown, and what a sign-in begins.
 #pragma once
 
 #include <QtCore/QPointer>
@@ -34,14 +34,14 @@ public:
           m_recorders(recorders) {}
     ~SignInDesk() override;
 
-    // Shows the card in place of the wall, or takes it away, as it is called for now.
+    // Shows the card in place of the wall or takes it away, whichever is right now.
     void Update();
     // False without a card.
     bool Focus();
     bool IsShown() const { return m_card != nullptr; }
     // The card, if there is one.
     const QWidget* Card() const { return m_card; }
-    // Somebody logged in, in whatever way; the card that comes after it offers this user.
+    // Somebody logged in, by the card or otherwise: the next card offers this user.
     void OnSessionBegins(const std::string& user);
     // The recorder refused the session's login: the next card says so.
     void OnRefused();

@@ -36,7 +36,7 @@ constexpr std::uint32_t kStrNothingToShow = 6862;
 constexpr const char* kBetween = " - ";
 constexpr std::uint32_t kStrManyConnected = 6319;
 
-// From the best to the worst: what a user has to know first comes last.
+// From the best to the worst: the worst is what the line tells.
 struct StateRow {
     LinkState state;
     std::uint32_t text;
@@ -55,7 +55,7 @@ const StateRow* RowOf(LinkState state) {
                         [state](const StateRow& row) { return row.state == state; });
 }
 
-// Why there is no answer; empty when no more is known than that.
+// Why there is no answer; empty when that is not known.
 std::string CauseText(const LinkReport& link) {
     switch (link.failure.fault) {
         case LinkFault::NotFound:
@@ -208,7 +208,7 @@ int StatusLine::CountUsable() const {
     return count;
 }
 
-// What to say where no camera can be shown.
+// For the wall, where no camera can be shown.
 std::string StatusLine::NoticeText(const std::vector<LinkReport>& links) const {
     if (m_cameras.GetCount() > 0 || m_desk.IsWaitShown()) {
         return {};
@@ -259,7 +259,7 @@ void StatusLine::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
-    // A good link with pictures that stand still is not well.
+    // Pictures that stand still are a fault even on a good link.
     const bool bStill = m_state == LinkState::kConnected && !m_bAllLive;
     painter.setBrush(QColor(bStill ? kDotNotAllLive : RowOf(m_state)->dot));
     painter.drawEllipse(QRectF(1, (height() - kDot) / 2.0, kDot, kDot));

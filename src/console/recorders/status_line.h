@@ -40,7 +40,7 @@ std::string StatusText(const std::vector<LinkReport>& links, int live, int shown
 // The state that the text is about; nothing without recorders.
 std::optional<LinkReport> WorstLink(const std::vector<LinkReport>& links);
 
-// Looks at the recorders with each tick. User interface thread only.
+// Looks at the recorders once a second. User interface thread only.
 class StatusLine final : public QLabel, public RecorderListener {
 public:
     StatusLine(Desk& desk, const CellPool& cells, const CameraList& cameras, const ViewController& view,

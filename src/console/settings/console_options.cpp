@@ -32,24 +32,21 @@ constexpr FlagRow kDialogFlags[] = {
 
 constexpr std::string_view kSnapshotFolder = "SanpshotFolder";  // the stored tree spells it so
 
+bool LoadFlag(const COrvoRegistry& registry, std::string_view section, std::string_view entry, bool value) {
+    return registry.GetProfileInt(section, entry, value ? 1 : 0) != 0;
+}
+
 }  // namespace
 
 void ConsoleOptions::Load(const COrvoRegistry& registry, std::string_view key) {
-    const auto flag = [&](std::string_view section, std::string_view entry, bool value) {
-        return registry.GetProfileInt(section, entry, value ? 1 : 0) != 0;
-    };
     const ConsoleOptions defaults;
     bStopGetDataWhenViewInvisible =
-        flag({}, "StopGetDataWhenViewInvisible", defaults.bStopGetDataWhenViewInvisible);
+        LoadFlag(registry, {}, "StopGetDataWhenViewInvisible", defaults.bStopGetDataWhenViewInvisible);
     nShowViewTypeInSequentialMode =
         registry.GetProfileInt({}, "ShowViewTypeInSequentialMode", defaults.nShowViewTypeInSequentialMode);
-    dwSequentialInterval = std::clamp<std::uint32_t>(
-        registry.GetProfileInt(key, "SequentialInterval", defaults.dwSequentialInterval), 3000, 3600000);
     for (const FlagRow& row : kDialogFlags) {
-        this->*row.flag = flag(key, row.entry, defaults.*row.flag);
+        this->*row.flag = LoadFlag(registry, key, row.entry, defaults.*row.flag);
     }
-    bMaxViewMode = flag(key, "MaxViewMode", defaults.bMaxViewMode);
-    bEnableAudio = flag(key, "EnableAudio", defaults.bEnableAudio);
     strSnapshotFolder = registry.GetProfileString(key, kSnapshotFolder, {});
     if (strSnapshotFolder.empty()) {
         strSnapshotFolder = DefaultSnapshotFolder();
@@ -60,6 +57,15 @@ void ConsoleOptions::Load(const COrvoRegistry& registry, std::string_view key) {
 void ConsoleOptions::HandToChannels() const {
     Globals().streamFromCamera = bStreamFromCamera;
     Globals().saveProcessImage = bSaveProcessImage;
+}
+
+SessionStart LoadSessionStart(const COrvoRegistry& registry, std::string_view key) {
+    SessionStart start;
+    start.sequentialMs = std::clamp<std::uint32_t>(
+        registry.GetProfileInt(key, "SequentialInterval", start.sequentialMs), 3000, 3600000);
+    start.maxViewMode = LoadFlag(registry, key, "MaxViewMode", start.maxViewMode);
+    start.audio = LoadFlag(registry, key, "EnableAudio", start.audio);
+    return start;
 }
 
 void StoreChangedOptions(COrvoRegistry& registry, std::string_view key, const ConsoleOptions& old,

@@ -1,4 +1,4 @@
-// The options of the console, as they are stored.
+// The options of the console, and what a session begins with, as they are stored.
 #pragma once
 
 #include <cstdint>
@@ -14,15 +14,12 @@ struct ConsoleOptions {
     bool bStopGetDataWhenViewInvisible = true;
     std::uint32_t nShowViewTypeInSequentialMode = 1;
     // Of the key named after the first server.
-    std::uint32_t dwSequentialInterval = 5000;  // milliseconds, 3000 to 3600000
     bool bEventHighLight = false;
     bool bShowNoMonitoringRight = true;
     bool bShowNoConfig = true;
     bool bShowRecorderName = false;  // in the captions, when there are several recorders
     bool bStreamFromCamera = true;
     bool bSaveProcessImage = false;
-    bool bMaxViewMode = true;
-    bool bEnableAudio = true;
     bool bManualInputSnapshotFilename = false;
     bool bSaveSnapshotAsJpeg = true;
     bool bShowSnapshotTimeStamp = false;
@@ -36,6 +33,15 @@ struct ConsoleOptions {
     void Load(const COrvoRegistry& registry, std::string_view key);
     void HandToChannels() const;
 };
+
+// What a session begins with. Its subjects change these and store them; here they are read alone.
+struct SessionStart {
+    std::uint32_t sequentialMs = 5000;  // 3000 to 3600000
+    bool maxViewMode = true;
+    bool audio = true;
+};
+
+SessionStart LoadSessionStart(const COrvoRegistry& registry, std::string_view key);
 
 // Stores what the settings dialog can change, as far as it differs from `old`.
 void StoreChangedOptions(COrvoRegistry& registry, std::string_view key, const ConsoleOptions& old,

@@ -23,7 +23,7 @@ std::string FillPattern(const std::string& pattern, std::initializer_list<std::s
 }
 
 std::string WithoutName(std::string pattern) {
-    // As the languages put it: in brackets of its own, or behind a comma.
+    // Languages put it in brackets, or behind a comma.
     for (const std::string_view place : {" (%s)", "(%s)", ", %s"}) {
         const std::size_t at = pattern.find(place, pattern.find('%') + 1);
         if (at != std::string::npos) {

@@ -7,7 +7,7 @@
 namespace kvmon {
 
 // The pattern with each "%s", "%u" or "%d" replaced by the next text. The pattern may come from a language
-// file, so that it is no format.
+// file, which must never be used as a format.
 std::string FillPattern(const std::string& pattern, std::initializer_list<std::string> texts);
 
 // The pattern of a recorder's address, port and name as it is for one whose name is not known.

@@ -76,7 +76,7 @@ std::vector<SavedServer> LoadServerList(const COrvoRegistry& registry, const std
     if (listName.empty()) {
         return {};
     }
-    // A stored count is only believed up to a limit.
+    // The file may hold any number.
     const int nCount = static_cast<int>(
         std::min<std::uint32_t>(registry.GetProfileInt(ListKey(listName), "Count", 0), kMaxServers));
     Trace("CMainDlg::LoadVSInfo: nCount=%d\n", nCount);

@@ -20,7 +20,7 @@ struct SavedServer {
     bool nameGiven = false;          // by the user, so that the recorder's own does not replace it
 };
 
-inline constexpr int kMaxServers = 64;  // each is a thread and more
+inline constexpr int kMaxServers = 64;  // each has threads of its own
 
 // The same login at the same place; such a one is listed once.
 bool IsSameLogin(const SavedServer& a, const SavedServer& b);

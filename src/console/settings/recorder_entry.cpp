@@ -53,7 +53,7 @@ std::string FindEntryFault(const SavedServer& entry, const std::vector<SavedServ
         return LoadString(6162);
     }
     if (entry.user.find(':') != std::string::npos) {
-        return LoadString(6163);  // it would end the name in a login
+        return LoadString(6163);  // a colon ends the name in a login
     }
     const struct {
         const std::string& text;

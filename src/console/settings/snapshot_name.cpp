@@ -17,6 +17,10 @@ std::string DefaultSnapshotFolder(bool bLowIntegrity) {
     return !documents.isEmpty() && QDir().mkpath(folder) ? folder.toStdString() : std::string();
 }
 
+const char* SnapshotExtension(SnapshotFormat format) {
+    return format == SnapshotFormat::Jpeg ? "jpg" : "bmp";
+}
+
 std::string LegalNamePart(std::string_view serverName) {
     constexpr std::string_view kNotAtTheEnds = "\t .";
     constexpr std::string_view kNowhere = "\"*/:<>?\\|";
@@ -35,31 +39,31 @@ std::string LegalNamePart(std::string_view serverName) {
 }
 
 std::string MakeSnapshotName(const std::string& folder, std::string_view serverName, unsigned uCamera,
-                             const std::tm& now, bool bJpeg,
+                             const std::tm& now, SnapshotFormat format,
                              const std::function<bool(const std::string&)>& exists) {
     const std::string place = folder.ends_with('/') ? folder : folder + "/";
-    const char* const extension = bJpeg ? "jpg" : "bmp";
     const std::string time = FormatText("%04d-%02d-%02d-%02d-%02d-%02d", now.tm_year + 1900, now.tm_mon + 1,
                                         now.tm_mday, now.tm_hour, now.tm_min, now.tm_sec);
     std::string path = place + LegalNamePart(serverName) +
-                       FormatText(" - Camera %u %s.%s", uCamera, time.c_str(), extension);
+                       FormatText(" - Camera %u %s.%s", uCamera, time.c_str(), SnapshotExtension(format));
     constexpr int kMaxTries = 10000;
     for (int i = 1; exists(path) && i < kMaxTries; ++i) {
-        path = place + FormatText("Camera %u %s(%d).%s", uCamera, time.c_str(), i, extension);
+        path = place + FormatText("Camera %u %s(%d).%s", uCamera, time.c_str(), i, SnapshotExtension(format));
     }
     return path;
 }
 
 std::string SnapshotNames::Make(const std::string& folder, std::string_view serverName, unsigned uCamera,
-                                const std::tm& now, bool bJpeg,
+                                const std::tm& now, SnapshotFormat format,
                                 const std::function<bool(const std::string&)>& exists) {
     if (now.tm_sec != m_second.tm_sec || now.tm_min != m_second.tm_min || now.tm_hour != m_second.tm_hour) {
         m_given.clear();
         m_second = now;
     }
-    m_given.push_back(MakeSnapshotName(folder, serverName, uCamera, now, bJpeg, [&](const std::string& path) {
-        return std::find(m_given.begin(), m_given.end(), path) != m_given.end() || exists(path);
-    }));
+    m_given.push_back(
+        MakeSnapshotName(folder, serverName, uCamera, now, format, [&](const std::string& path) {
+            return std::find(m_given.begin(), m_given.end(), path) != m_given.end() || exists(path);
+        }));
     return m_given.back();
 }
 

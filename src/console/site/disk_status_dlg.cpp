@@ -73,7 +73,7 @@ void CDiskStatusDlg::ShowDisk(const DiskInfo& disk) {
     const std::string name = DisplayLine(disk.server);
     setWindowTitle(QString::fromStdString(name.empty() ? LoadString(kTextTitle)
                                                        : LoadString(kTextTitle) + " - " + name));
-    // A chart has no share of nothing.
+    // The chart cannot draw a slice of size 0.
     if (used == 0 || used == 100) {
         m_chart->SetColors({QColor(used == 0 ? palette::kEdgeHover : palette::kAccent)});
         m_chart->SetData(100, LoadString(used == 0 ? kTextFree : kTextUsed), kChartPie);

@@ -46,7 +46,7 @@ CEMapDlg::~CEMapDlg() = default;
 
 void CEMapDlg::Open() {
     if (parentWidget() != nullptr) {
-        // The picture grows from here to the right and down.
+        // The picture keeps its upper left corner.
         move(parentWidget()->window()->frameGeometry().topLeft() + kPlace);
     }
     setCursor(Qt::WaitCursor);

@@ -73,7 +73,7 @@ struct EMapFetch::State {
     FlagWord abort{0};
     std::mutex csTran;
     CHttpTran* pTran = nullptr;  // guarded by csTran
-    // The thread's until its message.
+    // These belong to the thread until its message.
     std::string title;
     QImage picture;
     int nHttpStatus = 0;

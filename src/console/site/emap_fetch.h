@@ -39,7 +39,7 @@ std::string EMapTitle(std::string_view body, bool* pbFound);
 // A JPEG picture of a size that can be shown; null for anything else.
 QImage EMapPicture(const std::vector<std::uint8_t>& data);
 
-// User interface thread only, but for its thread.
+// User interface thread only. The fetching has a thread of its own.
 class EMapFetch {
 public:
     EMapFetch(const EMapSource& source, WindowHandle hWnd, Clock& clock = SystemClock());

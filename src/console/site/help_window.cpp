@@ -41,7 +41,7 @@ void HelpWindow::Open(const std::string& url, int topic) {
         m_browser->HideBars();
     }
     m_browser->Navigate(address);
-    // The very first page on a machine is asked for twice: some browsers drop it for a page of their own.
+    // The first page on a machine is opened twice, as some browsers replace it by a start page.
     if (Registry().GetProfileInt(kSection, kSkipOnce, 0) == 0) {
         m_browser->Navigate(address);
         Registry().WriteProfileInt(kSection, kSkipOnce, 1);

@@ -18,7 +18,7 @@ class HelpWindow {
 public:
     explicit HelpWindow(ClientSite& site) : m_site(site) {}
 
-    // Command 1607 with topic 0, and message 1028. Nothing for what is no topic or no page of the web.
+    // Command kCtlHelp with topic 0, and message kMsgOpenHelp. Does nothing for another topic or address.
     void Open(const std::string& url, int topic);
     void Close() { m_browser.reset(); }
 

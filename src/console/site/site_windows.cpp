@@ -50,7 +50,7 @@ void SiteWindows::OpenEMap() {
 void SiteWindows::Close() {
     if (m_emap) {
         m_emap->close();
-        m_emap.clear();  // it goes when its thread has ended; another one may open before
+        m_emap.clear();  // it deletes itself when its thread has ended; another may open before
     }
     if (m_disk) {
         m_disk->close();

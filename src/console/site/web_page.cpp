@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t kMaxAddress = 4096;
 
-// As part of an address: what would end that part is escaped.
+// Escapes what would end this part of the address.
 std::string AddressPart(const std::string& text) {
     return QUrl::toPercentEncoding(QString::fromStdString(text)).toStdString();
 }

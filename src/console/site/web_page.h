@@ -6,12 +6,12 @@
 
 namespace kvmon {
 
-// An address that a browser may be sent to: HTTP or HTTPS, well formed, with a host. Hosts and paths are a
-// recorder's or a page's word, so everything that is opened is asked about here.
+// An address that a browser may be sent to: HTTP or HTTPS, well formed, with a host. Hosts and paths come
+// from recorders and pages, which may send anything, so each is checked here before it is opened.
 bool IsWebPage(const std::string& url);
 
-// The address of a page on a camera; empty without a host or a path. Without a password the user stands
-// alone.
+// The address of a page on a camera; empty without a host or a path. Without a password it names only the
+// user.
 std::string CameraPageUrl(const std::string& host, std::uint32_t port, const std::string& path,
                           const std::string& user = {}, const std::string& password = {});
 

@@ -85,7 +85,7 @@ CSendSoundDlg::CSendSoundDlg(QWidget* owner, std::shared_ptr<CBaseCamera> camera
     auto* const close = new QPushButton(Text(kTextClose), this);
     connect(volume, &QPushButton::clicked, this, [this] {
         if (!OpenVolumeControl()) {
-            ShowState(LoadString(kTextNoVolume), true);
+            ShowState(LoadString(kTextNoVolume), Tone::Fault);
         } else if (m_mixerStarted) {
             m_mixerStarted();
         }
@@ -179,7 +179,7 @@ void CSendSoundDlg::StartSend() {
         hide();
         m_meter->SetPos(0);
         m_wait->SetText(LoadString(kTextConnecting));
-        m_wait->Open(true);
+        m_wait->Open(CWaitDlg::Input::Blocked);
     }
 }
 
@@ -197,9 +197,10 @@ void CSendSoundDlg::OnWaitClosed(int result) {
 void CSendSoundDlg::ShowDialog() {
     // The link may have broken between the word that it works and the end of the wait.
     if (m_fault.empty()) {
-        ShowState(FillPattern(LoadString(kTextTalkingTo), {DisplayLine(m_camera->GetCameraName())}), false);
+        ShowState(FillPattern(LoadString(kTextTalkingTo), {DisplayLine(m_camera->GetCameraName())}),
+                  Tone::Plain);
     } else {
-        ShowState(m_fault, true);
+        ShowState(m_fault, Tone::Fault);
     }
     adjustSize();
     if (parentWidget() != nullptr) {
@@ -208,9 +209,10 @@ void CSendSoundDlg::ShowDialog() {
     show();
 }
 
-void CSendSoundDlg::ShowState(const std::string& text, bool bFault) {
+void CSendSoundDlg::ShowState(const std::string& text, Tone tone) {
     QPalette colours = m_state->palette();
-    colours.setColor(QPalette::WindowText, QColor(bFault ? palette::kRecord : palette::kInkBright));
+    colours.setColor(QPalette::WindowText,
+                     QColor(tone == Tone::Fault ? palette::kRecord : palette::kInkBright));
     m_state->setPalette(colours);
     m_state->setText(QString::fromStdString(text));
 }
@@ -237,7 +239,7 @@ void CSendSoundDlg::OnTalkingNotify(WParam wParam, LParam lParam) {
     if (bWaitOpen) {
         m_wait->SetText(m_fault);
     } else {
-        ShowState(m_fault, true);
+        ShowState(m_fault, Tone::Fault);
     }
     SetTimer(kTimerTalk, kRetryMs);
 }

@@ -55,7 +55,8 @@ private:
     void OnTalkingNotify(WParam wParam, LParam lParam);
     void OnWaitClosed(int result);
     void StartSend();
-    void ShowState(const std::string& text, bool bFault);
+    enum class Tone { Plain, Fault };
+    void ShowState(const std::string& text, Tone tone);
     void ShowDialog();
     void DropEnded();
 

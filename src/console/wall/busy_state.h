@@ -19,18 +19,18 @@ public:
         : m_desk(desk), m_timers(timers), m_controls(controls), m_view(view) {}
 
     bool IsBusy() const { return m_bBusy; }
-    // The flag and the cursor alone, for who watches its end by itself.
+    // The flag and the cursor alone, for a caller that ends the wait by itself.
     void SetBusy(bool bBusy);
-    // On: timer 1004 ends it after nElapse milliseconds; a control other than 0 is marked busy meanwhile.
+    // On: the timer ends it after nElapse milliseconds; a control other than 0 is marked busy meanwhile.
     void SetDlgItemBusyWaitCursor(bool bEnable, int nElapse, int uSetWaitCursorId);
     // Adds a camera whose first picture is awaited.
     void SetWaittingCamera(const std::shared_ptr<CBaseCamera>& camera);
-    // Message 15791.
+    // Message kMsgFirstData.
     void OnGetDataStream(std::uint32_t uCH);
-    // Timer 1004: the wait ends, whether or not all came.
+    // Timer kTimerWaitCursor: the wait ends, whether or not all came.
     void OnWaitEnd();
-    // Changes to the style without a wait, whoever is still awaited. Nothing asks for it now; kept beside the
-    // waits.
+    // Changes to the style at once, whoever is still awaited. Kept for hosts: nothing in this program calls
+    // it.
     void EnableChangeViewPosAfterDataRecieve(int style);
 
 private:

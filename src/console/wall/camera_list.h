@@ -22,7 +22,7 @@ public:
         int camera = -1;
     };
 
-    // Built anew of all servers' camera objects that the options show; each is told its number.
+    // Builds the list anew: all servers' cameras that the options show. Each is told its number.
     void UpdateCameraList(const ConsoleOptions& options);
     void Clear() { m_entries.clear(); }
 

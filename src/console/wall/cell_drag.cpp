@@ -17,7 +17,7 @@ namespace kvmon {
 namespace {
 
 constexpr QSize kGhostSize(208, 156);
-constexpr QPoint kGhostPlace(16, 12);  // from the pointer, so that what lies below it can be seen
+constexpr QPoint kGhostPlace(16, 12);  // beside the pointer, which must not hide what lies below
 constexpr double kGhostOpacity = 0.85;
 constexpr int kFrame = 4;
 constexpr int kMarkFill = 70;  // of 255
@@ -163,8 +163,8 @@ bool CellDrag::eventFilter(QObject* watched, QEvent* event) {
     const bool bKey = bPress || event->type() == QEvent::ShortcutOverride;
     if (bKey && static_cast<const QKeyEvent*>(event)->key() == Qt::Key_Escape) {
         event->accept();
-        // The question whether the key is wanted comes before it: to end the drag by then would leave the key
-        // itself to full screen, which it ends.
+        // This event only asks who wants the key. The drag ends with the key itself, which would otherwise
+        // end full screen, too.
         if (bPress) {
             Cancel();
         }

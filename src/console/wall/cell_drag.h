@@ -15,20 +15,20 @@ class Desk;
 class ViewController;
 
 // While a cell is dragged: a small picture of it goes with the pointer, its own place is dimmed and the place
-// that it would take is marked. What a drop does is the view's to decide. Escape, another view and the loss
-// of the keyboard end the drag. User interface thread only.
+// that it would take is marked. The view decides what a drop does. Escape, another view and the loss of the
+// keyboard end the drag. User interface thread only.
 class CellDrag : public QObject {
 public:
     CellDrag(const Desk& desk, const CellPool& cells, ViewController& view, const CameraList& cameras);
     ~CellDrag() override;
 
-    // The channel's cell stands in a view that has places.
+    // True if the channel is shown in a style whose cells can change places.
     bool MayBegin(int channel) const;
-    // Nothing without a cell that shows the channel.
+    // Does nothing without a cell that shows the channel.
     void Begin(int channel, const QPoint& screen);
-    // False when the drag is over, as someone else has ended it.
+    // False when the drag was ended meanwhile.
     bool Move(int channel, const QPoint& screen);
-    // True if it went on until now.
+    // True if it was still going on.
     bool End(int channel);
     void Cancel();
     bool IsOn() const { return m_channel >= 0; }

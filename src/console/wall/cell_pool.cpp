@@ -75,7 +75,7 @@ std::shared_ptr<CBaseCamera> CellPool::GetActiveCamera() const {
     return m_active != nullptr ? m_active->GetCamera() : nullptr;
 }
 
-bool CellPool::Activate(CVideoWnd* window, bool bAudio) {
+bool CellPool::Activate(CVideoWnd* window, PlaySound sound) {
     if (window == m_active) {
         return false;
     }
@@ -84,7 +84,7 @@ bool CellPool::Activate(CVideoWnd* window, bool bAudio) {
     }
     m_active = window;
     if (m_active != nullptr) {
-        m_active->SetWindowActive(true, bAudio ? PlaySound::Yes : PlaySound::No);
+        m_active->SetWindowActive(true, sound);
     }
     return true;
 }

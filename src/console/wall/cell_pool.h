@@ -10,6 +10,7 @@ namespace kvmon {
 class CBaseCamera;
 class CVideoWnd;
 class WindowBase;
+enum class PlaySound;
 
 inline constexpr int kFirstVideoWndId = 20100;
 
@@ -20,8 +21,8 @@ public:
     CellPool(const CellPool&) = delete;
     CellPool& operator=(const CellPool&) = delete;
 
-    // Makes the windows, hidden children of the console, up to this number. One that cannot be made leaves an
-    // empty slot.
+    // Makes hidden children of the console until there are this many. One that cannot be made leaves an empty
+    // slot.
     void CreateVideoWnd(WindowBase& console, int count);
     void DestroyAll();
 
@@ -38,7 +39,7 @@ public:
     CVideoWnd* GetActive() const { return m_active; }
     std::shared_ptr<CBaseCamera> GetActiveCamera() const;
     // False when the window is the active one already. Null deactivates.
-    bool Activate(CVideoWnd* window, bool bAudio);
+    bool Activate(CVideoWnd* window, PlaySound sound);
 
     // Lets all windows know whether they flash on events.
     void SetEventBlink(bool bOn);

@@ -45,16 +45,16 @@ void CFSPanel::Dismiss() {
     SendMessage(WM_LBUTTONDBLCLK, 0, 0);
 }
 
-void CFSPanel::ShowOnTop(bool bTakeFocus) {
-    setAttribute(Qt::WA_ShowWithoutActivating, !bTakeFocus);
-    // The state makes window managers leave out their own bars; the place is what counts without one.
+void CFSPanel::ShowOnTop(Keyboard keyboard) {
+    setAttribute(Qt::WA_ShowWithoutActivating, keyboard == Keyboard::Leave);
+    // The state makes window managers hide their bars; without a window manager only the place counts.
     setWindowState(Qt::WindowFullScreen);
     show();
     if (m_display) {
         setGeometry(m_display->geometry());
     }
     raise();
-    if (bTakeFocus) {
+    if (keyboard == Keyboard::Take) {
         activateWindow();
         setFocus();
     }
@@ -62,7 +62,7 @@ void CFSPanel::ShowOnTop(bool bTakeFocus) {
 
 void CFSPanel::OnLButtonDblClk(unsigned nFlags) {
     if (m_bClosing) {
-        return;  // the target's answer to the message is this one
+        return;  // the target dismisses the panel while it answers
     }
     m_bClosing = true;
     Trace("CFSPanel::OnLButtonDblClk: nFlags = %d\n", static_cast<int>(nFlags));
@@ -82,7 +82,7 @@ LParam CFSPanel::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
 
 bool CFSPanel::event(QEvent* event) {
     if (event->type() == QEvent::WindowDeactivate) {
-        Forward(event);  // keys that are held are released elsewhere
+        Forward(event);  // so that held keys count as released
     }
     return WindowBase::event(event);
 }

@@ -15,22 +15,23 @@ class CFSPanel : public WindowBase {
 public:
     // Covers the screen, also when that changes its size. Not shown yet.
     explicit CFSPanel(QScreen& screen);
-    // Tells the target to take the focus back (message 2059).
+    // Tells the target to take the focus back (message kMsgFocusStyleButton).
     ~CFSPanel() override;
 
-    // The owner takes the panel away by itself: the target is not asked.
+    // For an owner that takes the panel away by itself: the target is not told.
     void Dismiss();
-    // Where input goes, and what is sent there when a double click (or the window manager) wants the panel
-    // gone. Removing it then is the owner's part.
+    // Where input goes, and the message that a double click or the window manager sends there to have the
+    // panel removed. The owner does that.
     void SetTarget(WindowBase& target, std::uint32_t message);
     // Called after each change of the panel's size.
     void SetResized(std::function<void()> resized) { m_resized = std::move(resized); }
     // Null when the display is gone.
     QScreen* Display() const { return m_display; }
-    void ShowOnTop(bool bTakeFocus);
+    enum class Keyboard { Take, Leave };
+    void ShowOnTop(Keyboard keyboard);
 
 protected:
-    // Message 515 as well as a double click.
+    // WM_LBUTTONDBLCLK counts as a double click.
     LParam OnMessage(std::uint32_t message, WParam wParam, LParam lParam) override;
     bool event(QEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
@@ -47,7 +48,7 @@ private:
 
     QPointer<QScreen> m_display;
     QPointer<WindowBase> m_target;
-    WindowHandle m_hTarget;  // the panel may go in the middle of the target's own end
+    WindowHandle m_hTarget;  // not a pointer: the target may be in its destructor when the panel goes
     std::uint32_t m_message = 0;
     bool m_bClosing = false;
     std::function<void()> m_resized;

@@ -15,8 +15,8 @@ public:
 
     // The audio button exists and is pressed.
     bool IsAudioChecked() const;
-    // Lets the active window's camera be heard if the button is pressed, and no other: one camera plays at a
-    // time. All others fall silent first.
+    // Lets the active window's camera alone be heard if the button is pressed. All others fall silent first,
+    // so that never two play.
     void Sync();
 
 private:

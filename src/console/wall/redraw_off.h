@@ -1,4 +1,4 @@
-// Several widgets that change together, in one step for who looks.
+// Several widgets that change together, and are drawn once.
 #pragma once
 
 #include <QtCore/QPointer>

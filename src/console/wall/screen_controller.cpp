@@ -51,8 +51,8 @@ void ScreenController::Init() {
                      [this](const QWindow* window) { OnFocusWindow(window); });
 }
 
-// The console is behind the panel, so whoever gives it the keyboard means what can be seen. Window managers
-// do so when a dialog above the panel goes.
+// Window managers give the console the keyboard when a dialog above the panel closes. It cannot be seen then,
+// so the panel gets it.
 void ScreenController::OnFocusWindow(const QWindow* window) {
     if (!m_fullScreen || window == nullptr || window != m_desk.Window().window()->windowHandle()) {
         return;
@@ -95,7 +95,7 @@ void ScreenController::SetFullScreen(bool on) {
         });
         m_view.SetFullScreenPanel(m_fullScreen.get());
         m_view.ViewStyleChanged(m_view.GetStyle());
-        m_fullScreen->ShowOnTop(true);
+        m_fullScreen->ShowOnTop(CFSPanel::Keyboard::Take);
         m_events.OnWallMoved();
         MoveDialogs(m_desk.Window(), *m_fullScreen);
     } else if (!on && m_fullScreen) {
@@ -164,8 +164,8 @@ void ScreenController::ShowSecondDisplay() {
     m_second->SetTarget(m_desk.Window(), kMsgSecondPanelClosed);
     m_second->SetResized([this] { m_view.PlaceCells(); });
     m_view.SetSecondPanel(m_second.get());
-    if (m_second) {  // a view of fewer cameras than displays has left it already
-        m_second->ShowOnTop(false);
+    if (m_second) {  // gone already when there are fewer cameras than displays
+        m_second->ShowOnTop(CFSPanel::Keyboard::Leave);
     }
 }
 
@@ -196,7 +196,7 @@ void ScreenController::OnScreenRemoved(const QScreen* gone) {
     UpdateAvailability(gone);
 }
 
-// The panel may be in the middle of its own message: it goes when that is over.
+// The panel may be handling a message now, so it is deleted later.
 bool ScreenController::Retire(std::unique_ptr<CFSPanel> panel) {
     panel->SetResized({});
     panel->hide();
@@ -207,9 +207,9 @@ bool ScreenController::Retire(std::unique_ptr<CFSPanel> panel) {
     return bDialog;
 }
 
-// True if one of them is on show, which has the keyboard then.
+// True if one of them is on show; it has the keyboard then.
 bool ScreenController::MoveDialogs(const QWidget& from, QWidget& to) const {
-    // Moving changes the list of children, and showing may.
+    // A copy: moving changes the list of children, and showing may.
     QList<QPointer<QWidget>> dialogs;
     for (QObject* const child : from.children()) {
         auto* const dialog = qobject_cast<QWidget*>(child);

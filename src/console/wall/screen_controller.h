@@ -31,16 +31,16 @@ public:
                      ViewController& view);
     ~ScreenController();
 
-    // Once, with the controls there.
+    // Once, when the controls exist.
     void Init();
 
-    // Command 1661.
+    // Command kCtlFullScreen.
     void SetFullScreen(bool on);
     bool IsFullScreen() const { return m_fullScreen != nullptr; }
-    // Escape and a double click: true if that was the end of full screen.
+    // Escape and a double click: true if full screen was on.
     bool LeaveFullScreen();
 
-    // Command 1600: the second display on or off.
+    // Command kCtlMultiScreens: the second display on or off.
     void OnBtnMultiScreens();
     // More than one display is there.
     bool IsMultiDisplayAvailable() const { return m_bAvailable; }
@@ -62,8 +62,8 @@ public:
     void MakeRoom() { LeaveFullScreen(); }
     // The same as DialogHost for what belongs to one cell.
     QWidget* HostOf(const QWidget& cell) const;
-    // A dialog that was kept since it was open last comes to where it is seen now. It is hidden then, if it
-    // was elsewhere.
+    // Moves a hidden dialog that is used again to where it can be seen now. Hides it first if it was
+    // elsewhere.
     void BringHere(QWidget& dialog) const;
 
 private:

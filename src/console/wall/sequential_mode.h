@@ -25,20 +25,20 @@ public:
           m_settings(settings) {}
 
     bool IsOn() const { return m_bOn; }
-    // Milliseconds. A running mode takes it up with its next switch.
+    // Milliseconds. While the mode is on, a change counts from the next switch.
     std::uint32_t GetInterval() const { return m_dwInterval; }
     void SetInterval(std::uint32_t milliseconds);
 
-    // The button 1662 follows.
+    // The button kCtlSequential follows.
     void SetSequentialMode(bool on);
     // Ends the mode when the present style does not rotate; after each change of style.
     void EndIfNotAllowed();
 
-    void OnSwitchTimer();        // 1000
-    void OnPrepareTimer();       // 1012
-    void OnBtnSequential();      // command 1662
-    void OnBtnSequentialPage();  // command 1664: the pages as a menu
-    void OpenIntervalDialog();   // command 1663
+    void OnSwitchTimer();
+    void OnPrepareTimer();
+    void OnBtnSequential();
+    void OnBtnSequentialPage();  // the pages as a menu
+    void OpenIntervalDialog();
 
 private:
     void OnIntervalChosen(int seconds);

@@ -17,9 +17,9 @@ public:
     StyleCommand(ViewController& view, SequentialMode& sequential, ConsoleControls& controls)
         : m_view(view), m_sequential(sequential), m_controls(controls) {}
 
-    // Commands 1651 to 1658.
+    // Commands kCtlFirstStyle to kCtl12Channels.
     void SelectStyle(ViewStyle style);
-    // An item of command 1659's menu.
+    // An item of the menu of kCtlLastStyle.
     void SelectCustomStyle(std::uint32_t customStyle);
 
 private:

@@ -10,9 +10,9 @@ class MenuSpots;
 class StyleCommand;
 class ViewController;
 
-// Command 1659.
+// Command kCtlLastStyle.
 void OpenCustomStyles(const MenuSpots& spots, ViewController& view, StyleCommand& styles);
-// Command 1650.
+// Command kCtlPipSettings.
 void OpenPipSettings(Desk& desk, Commands& commands, ViewController& view, const CameraList& cameras);
 
 }  // namespace kvmon

@@ -80,7 +80,7 @@ void ViewController::UpdateChannelArray() {
     ShowStyleButtons();
 }
 
-// What is hidden is not counted: one rule, the list's, decides for both.
+// The list decides what is hidden, so that what is counted and what is shown are the same.
 int ViewController::CountShowable() const {
     const ConsoleOptions& options = m_settings.options;
     const CameraList& cameras = m_cameras;
@@ -95,7 +95,7 @@ int ViewController::CountShowable() const {
     return sum;
 }
 
-// The present style's button is there to be lit, also when there are fewer cameras than it is offered for.
+// The present style's button is shown even when there are too few cameras for it, so that it can be lit.
 void ViewController::ShowStyleButtons() {
     for (int id = StyleButtonId(VIEW_STYLE_6CH); id <= kCtlLastStyle; ++id) {
         const bool bPresent = m_nStyle < kViewStyleCount && id == StyleButtonId(CheckedStyle());
@@ -157,7 +157,7 @@ std::optional<CellSwap> ViewController::FindSwap(int channel, const QPoint& drop
     if (!m_cameras.IsChannel(channel) || m_nStyle == VIEW_STYLE_SINGLE_1CH) {
         return std::nullopt;
     }
-    // Small windows stand on the large one: what a user sees at the point is what he means.
+    // Small windows stand on the large one: the user means the one that can be seen at the point.
     const CVideoWnd* const hit = m_cells.FindAt(drop);
     const auto dropsOn = [&](int other) {
         const auto camera = m_cameras.GetCameraByChannel(other);
@@ -223,7 +223,7 @@ void ViewController::ActivateNext(int step) {
 }
 
 void ViewController::ActivateWindow(CVideoWnd* window) {
-    if (!m_cells.Activate(window, m_heard.IsAudioChecked())) {
+    if (!m_cells.Activate(window, m_heard.IsAudioChecked() ? PlaySound::Yes : PlaySound::No)) {
         return;
     }
     const int channel = m_cameras.FindChannel(m_cells.GetActiveCamera().get());

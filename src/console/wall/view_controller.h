@@ -41,7 +41,7 @@ public:
 
     ChannelOrders& Orders() { return m_orders; }
     QComboBox& Combo() { return *m_combo; }
-    // 9 until the first style is chosen.
+    // kViewStyleCount until the first style is chosen.
     int GetStyle() const { return m_nStyle; }
     ViewStyle CheckedStyle() const { return CheckedViewStyle(m_nStyle); }
     // The style to return to after a wait.
@@ -54,8 +54,8 @@ public:
     // How many displays there are for windows; both together show more.
     void SetDisplaysAvailable(int displays);
     void UpdateChannelArray();
-    // The cameras that the list has, and the channels that are known of a recorder whose list did not come
-    // yet.
+    // The cameras in the list, and for a recorder whose list has not come yet the channels that it is known
+    // to have.
     int CountShowable() const;
     // Nothing is shown any more; the orders and their pages stay for the next session.
     void OnSessionEnd();
@@ -63,7 +63,7 @@ public:
     void ViewStyleChanged(int style, StyleChange change = {});
     void RearrangeVideoWindowLocation();
     void InitPageComboBox(ViewStyle style);
-    // The choice of a page, and its menu's button.
+    // Shows or hides the choice of a page, with the button of its menu.
     void ShowCombo(bool bShow);
     void OnSelchangePage();
     // One step of sequential mode: the combo's next item, around its end.
@@ -74,13 +74,13 @@ public:
     void PrepareNextPage();
 
     void SetMaxViewMode(bool on);
-    // As SetMaxViewMode, before there is a view.
+    // The same before there is a view.
     void LoadMaxViewMode(bool on) { m_bMaxViewMode = on; }
     bool IsMonitorable(int channel) const;
     bool IsMaxViewMode() const { return m_bMaxViewMode; }
     void ResetDisplayOrder();
 
-    // Messages 15792, 2060, 2061, 2062.
+    // Messages from cells, and the page's call for a camera.
     void OnVideoSizeChange(int channel);
     void OnVideoWndMove(int channel, const QPoint& drop);
     // The cell that the channel would change places with if it were dropped there; null for none.
@@ -154,7 +154,7 @@ private:
     const RecorderList& m_recorders;
     ChannelOrders m_orders;
     std::unique_ptr<QComboBox> m_combo;
-    int m_nStyle = 9;
+    int m_nStyle = kViewStyleCount;
     int m_nSavedStyle = 0;
     PixelRect m_rcView;
     int m_displays = 1;

@@ -47,8 +47,8 @@ LayoutInput ViewController::MakeLayoutInput() {
     input.bMaxViewMode = m_bMaxViewMode;
     input.bAudio = m_heard.IsAudioChecked();
     input.bStopInvisible = m_settings.options.bStopGetDataWhenViewInvisible;
-    input.area = GetViewRect(fullScreen, m_bMaxViewMode, m_rcView, false);
-    input.singleArea = GetViewRect(fullScreen, m_bMaxViewMode, m_rcView, true);
+    input.area = GetViewRect(fullScreen, m_bMaxViewMode, m_rcView, WallUse::ManyCells);
+    input.singleArea = GetViewRect(fullScreen, m_bMaxViewMode, m_rcView, WallUse::OneCell);
     if (m_second) {
         input.secondArea = ClientRect(*m_second);
     }
@@ -116,7 +116,7 @@ void ViewController::ApplyCell(const CellPlan& cell) {
     }
     const auto camera = cell.shown ? m_cameras.GetCameraByChannel(cell.channel) : nullptr;
     if (window->GetCamera() != camera) {
-        // The size that follows is none of the channel's that leaves: it would take another stream for it.
+        // Before the cell gets its new size, for which the channel that leaves would ask for another stream.
         window->SetCamera(nullptr);
     }
     if (cell.placed) {
@@ -134,7 +134,7 @@ void ViewController::ApplyCell(const CellPlan& cell) {
 }
 
 void ViewController::ApplyStreams(const std::vector<StreamPlan>& streams) {
-    // Who is not to be heard any more falls silent before another is heard.
+    // Silence first, so that never two cameras are heard.
     for (std::size_t n = 0; n < streams.size(); ++n) {
         const auto camera = m_cameras.GetCameraByChannel(static_cast<int>(n));
         if (camera && streams[n] != StreamPlan::StartWithAudio) {
@@ -164,7 +164,7 @@ void ViewController::ApplyStreams(const std::vector<StreamPlan>& streams) {
     }
 }
 
-// The next picture then reports its size anew.
+// So that the next picture reports its size even if it is the same.
 void ViewController::ForgetFrameSize(int channel) {
     if (const auto camera = m_cameras.GetCameraByChannel(channel)) {
         camera->PausePlaying();

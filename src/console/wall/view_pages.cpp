@@ -63,7 +63,7 @@ void ViewController::FillWithCameras() {
     }
 }
 
-// From a page behind the end to the last one that has cameras.
+// A page behind the end becomes the last one that has cameras.
 void ViewController::LeaveEmptyPage(CChannelArray& array) const {
     const auto isEmpty = [&](std::uint32_t page) {
         for (std::uint32_t i = 0; i < array.GetPageSize(); ++i) {
@@ -83,7 +83,7 @@ void ViewController::LeaveEmptyPage(CChannelArray& array) const {
 
 void ViewController::FillWithPages(ViewStyle style) {
     CChannelArray& array = *m_orders.Find(style);
-    // Without any camera there is no such page, and the next session comes back to this one.
+    // Without any camera the page is kept for the next session.
     if (GetShowableCount() > 0) {
         LeaveEmptyPage(array);
     }
@@ -146,7 +146,7 @@ void ViewController::PrepareNextPage() {
     }
 }
 
-// The picture is made for the place that it will have, so that it stands there at once.
+// Pictures are made in the size of the cell that they will have, so that the page is there at once.
 void ViewController::PrepareCamera(int channel, int index) {
     const CVideoWnd* const window = m_cells.Get(index);
     if (window == nullptr || !IsMonitorable(channel)) {
@@ -155,7 +155,7 @@ void ViewController::PrepareCamera(int channel, int index) {
     const auto camera = m_cameras.GetCameraByChannel(channel);
     const QSizeF inner = QSizeF(CVideoWnd::GetViewRect(window->size()).size()) * window->devicePixelRatioF();
     if (camera->SetViewSize(qRound(inner.width()), qRound(inner.height()))) {
-        // Two cameras never sound at once: one that is heard is the active window's own.
+        // Only the active window's camera may be heard, never two.
         const bool bAudio = camera == m_cells.GetActiveCamera() && m_heard.IsAudioChecked();
         camera->StartPlaying(bAudio ? PlaySound::Yes : PlaySound::No);
     }
@@ -194,7 +194,7 @@ bool ViewController::OnCameraListChanged() {
         m_combo->setCurrentIndex(before);
         return false;
     }
-    // Where nothing was chosen from, as before the first camera, the page is the one that was kept.
+    // An empty list, as before the first camera, keeps the stored page.
     if (before >= 0 && m_combo->count() > 0) {
         m_combo->setCurrentIndex(0);
     }

@@ -32,7 +32,7 @@ void ViewController::SetPipChildren(int children) {
 }
 
 void ViewController::SaveViewState(const std::string& key) {
-    // Before the first view there is nothing to save but what was never shown.
+    // Before the first view there is nothing that a user has seen.
     if (key.empty() || m_cells.GetCount() == 0) {
         return;
     }

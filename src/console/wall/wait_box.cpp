@@ -22,7 +22,7 @@ void WaitBox::Show() {
         m_dialog->setObjectName(QStringLiteral("waitDialog"));
         m_dialog->SetText(LoadString(kStrWait));
     }
-    m_dialog->Open(false);
+    m_dialog->Open(CWaitDlg::Input::Free);
 }
 
 void WaitBox::Hide() {

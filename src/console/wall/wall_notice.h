@@ -10,7 +10,7 @@ namespace kvmon {
 // User interface thread only.
 class WallNotice {
 public:
-    // Covers this place of the host, or goes to it. An empty text, or no host, takes the notice away.
+    // Shows the text over this place of the host. An empty text, or no host, takes the notice away.
     void Show(const std::string& text, QWidget* host, const QRect& place);
 
 private:
