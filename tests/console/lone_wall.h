@@ -47,7 +47,7 @@ struct LoneWall {
     }
     ~LoneWall() {
         for (int n = 0; n < cameras.GetCount(); ++n) {
-            Camera(n).StopCameraThreads(true);
+            Camera(n).StopCameraThreads(kvmon::StopWait::ToTheEnd);
         }
     }
     LoneWall(const LoneWall&) = delete;
