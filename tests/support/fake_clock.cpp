@@ -19,7 +19,8 @@ int FakeClock::WaitAny(std::span<kvmon::Event* const> events, std::optional<Mill
     }
     const std::uint64_t end = m_tick + static_cast<std::uint64_t>(timeout.value_or(Milliseconds(0)).count());
     for (;;) {
-        const Milliseconds look = !m_autoAdvance ? Milliseconds(1) : std::min(m_pace, timeout.value_or(m_pace));
+        const Milliseconds look =
+            !m_autoAdvance ? Milliseconds(1) : std::min(m_pace, timeout.value_or(m_pace));
         const int ready = events.empty() ? kvmon::kWaitTimeout : kvmon::WaitAny(events, look);
         if (ready != kvmon::kWaitTimeout) {
             return ready;
