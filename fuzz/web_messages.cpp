@@ -31,7 +31,7 @@ void ReadMessage(const WsFrameReader::Message& message) {
     } else {
         const std::string_view text(reinterpret_cast<const char*>(message.payload.data()),
                                     message.payload.size());
-        AnswerJsonRpc(text, [](std::string_view, MemberKind, std::span<const Variant>) {
+        AnswerJsonRpc(text, [](const AutomationMember&, std::span<const Variant>) {
             return CallResult{CallStatus::Ok, 1};
         });
     }

@@ -168,12 +168,12 @@ constexpr AutomationMember kMembers[] = {
      }},
 };
 
-}  // namespace
-
 bool IsMemberName(std::string_view text, std::string_view name) {
     return std::equal(text.begin(), text.end(), name.begin(), name.end(),
                       [](char a, char b) { return Lower(a) == Lower(b); });
 }
+
+}  // namespace
 
 std::span<const AutomationMember> AutomationMembers() {
     return kMembers;
@@ -189,16 +189,17 @@ const AutomationMember* FindMember(std::string_view name, MemberKind kind) {
 
 CallResult InvokeMember(CTR450ClientImpl& impl, std::string_view name, MemberKind kind, Arguments arguments) {
     const AutomationMember* const member = FindMember(name, kind);
-    if (member == nullptr) {
-        return {CallStatus::NoMember, {}};
-    }
+    return member != nullptr ? InvokeMember(impl, *member, arguments) : CallResult{CallStatus::NoMember, {}};
+}
+
+CallResult InvokeMember(CTR450ClientImpl& impl, const AutomationMember& member, Arguments arguments) {
     const auto count = static_cast<int>(std::min<std::size_t>(arguments.size(), kMaxArguments + 1));
-    if (count < member->minArguments || count > member->maxArguments) {
+    if (count < member.minArguments || count > member.maxArguments) {
         return {CallStatus::BadArguments, {}};
     }
     std::array<Variant, kMaxArguments> all;
     std::copy(arguments.begin(), arguments.end(), all.begin());
-    return member->invoke(impl, std::span(all).first(static_cast<std::size_t>(member->maxArguments)));
+    return member.invoke(impl, std::span(all).first(static_cast<std::size_t>(member.maxArguments)));
 }
 
 }  // namespace kvmon

@@ -36,12 +36,13 @@ struct AutomationMember {
 // In the order of the interface.
 std::span<const AutomationMember> AutomationMembers();
 
-// The script calls the member of this name: in any case, as scripts of old pages do.
-bool IsMemberName(std::string_view text, std::string_view name);
-
-// Null for a name that is not a member of the kind.
+// The member of this name, in any case, as scripts of old pages write it; null for a name that is not one of
+// the kind.
 const AutomationMember* FindMember(std::string_view name, MemberKind kind);
 
+CallResult InvokeMember(CTR450ClientImpl& impl, const AutomationMember& member,
+                        std::span<const Variant> arguments);
+// For callers that have the name alone.
 CallResult InvokeMember(CTR450ClientImpl& impl, std::string_view name, MemberKind kind,
                         std::span<const Variant> arguments);
 

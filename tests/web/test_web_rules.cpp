@@ -182,8 +182,9 @@ TEST(WebSocketFrames, HostileFramesEndIt) {
 
 TEST(JsonRpc, CallsGoToMembersAndNothingElse) {
     std::vector<std::string> calls;
-    const MemberCall call = [&](std::string_view name, MemberKind, std::span<const Variant> arguments) {
-        calls.push_back(std::string(name) + "/" + std::to_string(arguments.size()));
+    const MemberCall call = [&](const AutomationMember& member, std::span<const Variant> arguments) {
+        const std::string name = member.name;
+        calls.push_back(name + "/" + std::to_string(arguments.size()));
         return name == "SetLanguage" ? CallResult{CallStatus::BadArguments, {}}
                                      : CallResult{CallStatus::Ok, std::string("<b>")};
     };

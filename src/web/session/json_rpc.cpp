@@ -122,10 +122,11 @@ std::optional<QJsonObject> Answer(const QJsonValue& value, const MemberCall& cal
     }
     const auto [name, kind] = SplitMethod(request["method"].toString().toStdString());
     QJsonObject answer = Envelope(id);
-    if (FindMember(name, kind) == nullptr) {
+    const AutomationMember* const member = FindMember(name, kind);
+    if (member == nullptr) {
         answer = ErrorAnswer(id, kNoMethod);
     } else if (const auto arguments = ToArguments(request["params"])) {
-        const CallResult result = call(name, kind, *arguments);
+        const CallResult result = call(*member, *arguments);
         if (result.status == CallStatus::BadArguments) {
             answer = ErrorAnswer(id, kInvalidParams);
         } else {

@@ -10,9 +10,9 @@
 
 namespace kvmon {
 
-// Carries a call out. `kind` and `name` come from the method: "get.NAME", "put.NAME", or a method's name.
+// Carries a call out. The member comes from the method: "get.NAME", "put.NAME", or a method's name.
 using MemberCall =
-    std::function<CallResult(std::string_view name, MemberKind kind, std::span<const Variant> arguments)>;
+    std::function<CallResult(const AutomationMember& member, std::span<const Variant> arguments)>;
 
 // The answer to a request, or to a batch of at most 32; empty when none is due. What is no request gets the
 // protocol's error. A member that writes nothing answers null.

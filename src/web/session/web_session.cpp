@@ -28,6 +28,7 @@ namespace kvmon {
 
 namespace {
 
+constexpr std::string_view kAuthData = "AuthData";  // may be the host's, which no page reads
 constexpr int kOrderMs = 3000;
 constexpr int kCountsMs = 60000;
 constexpr int kSurfaceMs = 100;
@@ -264,9 +265,9 @@ void WebSession::OnText(std::string_view text) {
 }
 
 void WebSession::Answer(std::string_view text) {
-    const std::string answer = AnswerJsonRpc(
-        text, [this](std::string_view name, MemberKind kind, std::span<const Variant> arguments) {
-            return Call(name, kind, arguments);
+    const std::string answer =
+        AnswerJsonRpc(text, [this](const AutomationMember& member, std::span<const Variant> arguments) {
+            return Call(member, arguments);
         });
     // Before the answer: what the page reads behind it is up to date.
     TellProperties();
@@ -296,7 +297,7 @@ void WebSession::TellWords() {
 void WebSession::TellProperties() {
     std::vector<Variant> changes;
     for (const AutomationMember& member : AutomationMembers()) {
-        const CallResult value = member.kind == MemberKind::Get ? Get(member.name) : CallResult();
+        const CallResult value = member.kind == MemberKind::Get ? Get(member) : CallResult();
         if (std::holds_alternative<std::monostate>(value.value)) {
             continue;
         }
@@ -347,34 +348,34 @@ void WebSession::OnChgLanguage(int language) {
 
 // Properties come before the control's window. A page that shows no picture gets the control with the first
 // method that it calls.
-CallResult WebSession::Call(std::string_view name, MemberKind kind, std::span<const Variant> arguments) {
-    switch (kind) {
+CallResult WebSession::Call(const AutomationMember& member, std::span<const Variant> arguments) {
+    switch (member.kind) {
         case MemberKind::Get:
-            return Get(name);
+            return Get(member);
         case MemberKind::Put:
-            return Put(name, arguments);
+            return Put(member, arguments);
         default:
             Activate();
-            return InvokeMember(m_client.Impl(), name, kind, arguments);
+            return InvokeMember(m_client.Impl(), member, arguments);
     }
 }
 
-CallResult WebSession::Get(std::string_view name) {
-    if (IsMemberName(name, "AuthData") && m_bHostAuth) {
+CallResult WebSession::Get(const AutomationMember& member) {
+    if (m_bHostAuth && member.name == kAuthData) {
         return {CallStatus::Ok, std::string()};
     }
-    return InvokeMember(m_client.Impl(), name, MemberKind::Get, {});
+    return InvokeMember(m_client.Impl(), member, {});
 }
 
-CallResult WebSession::Put(std::string_view name, std::span<const Variant> arguments) {
+CallResult WebSession::Put(const AutomationMember& member, std::span<const Variant> arguments) {
     CTR450ClientImpl& impl = m_client.Impl();
     const std::string server = impl.GetServerIP();
     const std::uint32_t port = impl.GetServerPort();
-    const CallResult result = InvokeMember(impl, name, MemberKind::Put, arguments);
+    const CallResult result = InvokeMember(impl, member, arguments);
     if (result.status != CallStatus::Ok || !m_bHostAuth) {
         return result;
     }
-    if (IsMemberName(name, "AuthData")) {
+    if (member.name == kAuthData) {
         m_bHostAuth = false;
     } else if (server != impl.GetServerIP() || port != impl.GetServerPort()) {
         impl.SetAuthData({});

@@ -40,9 +40,9 @@ private:
     void OnText(std::string_view text);
     void Answer(std::string_view text);
     void OnBinary(std::span<const std::uint8_t> bytes);
-    CallResult Call(std::string_view name, MemberKind kind, std::span<const Variant> arguments);
-    CallResult Get(std::string_view name);
-    CallResult Put(std::string_view name, std::span<const Variant> arguments);
+    CallResult Call(const AutomationMember& member, std::span<const Variant> arguments);
+    CallResult Get(const AutomationMember& member);
+    CallResult Put(const AutomationMember& member, std::span<const Variant> arguments);
     void Activate();
     void Resize(const QSize& size, double ratio);
     void Tell(PageWords which, const std::string& text);
