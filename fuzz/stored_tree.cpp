@@ -196,7 +196,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     ConsoleOptions options;
     options.Load(tree, kKey);
-    Check(options.dwSequentialInterval >= 3000 && options.dwSequentialInterval <= 3600000);
+    const SessionStart start = LoadSessionStart(tree, kKey);
+    Check(start.sequentialMs >= 3000 && start.sequentialMs <= 3600000);
 
     for (const SavedServer& server : LoadServerList(tree, std::string(kIdentity))) {
         Check(!server.address.empty() && !server.user.empty());
