@@ -20,7 +20,7 @@ void DrawRow(int y, std::vector<std::uint8_t>& row) {
         const bool ring = distance < 17 && (distance > 12 || distance < 6);
         const bool bar = x > 56 && x < 148 && (y / 8) % 2 == 1 && x < 148 - 3 * (y - 24) / 2;
         const int ground = 24 + x / 4;
-        const auto at = static_cast<std::size_t>(3 * x);
+        const auto at = 3 * static_cast<std::size_t>(x);
         row[at] = static_cast<std::uint8_t>(ring ? 240 : bar ? 60 : ground);
         row[at + 1] = static_cast<std::uint8_t>(ring ? 170 : bar ? 150 : ground + 10);
         row[at + 2] = static_cast<std::uint8_t>(ring ? 60 : bar ? 220 : ground + 24);
