@@ -9,6 +9,7 @@
 #include "server/http/disk_info.h"
 #include "server/http/document_reader.h"
 #include "server/http/ext_info.h"
+#include "server/query_step.h"
 
 namespace kvmon {
 
@@ -22,20 +23,12 @@ constexpr Socket::DeadPeer kDeadRecorder{15, 10, 3, 30000};
 // Two failures carry the number of the message in place of a code; the console takes any code.
 constexpr std::uint32_t kFailedRefresh = WM_GETVSINFO_FAILED;
 
-enum class ToldFor { AllServers, FirstServer };
+using ToldFor = QueryStep::ToldFor;
 
-// One query of a refresh.
-struct Step {
-    const char* name;
-    bool (*query)(QueryContext&, CNvrStatus&, std::uint32_t*);
-    std::uint32_t code;
-    ToldFor told;
-};
-
-constexpr Step kDiskSteps[] = {
+constexpr QueryStep kDiskSteps[] = {
     {"GetNvrDiskInfo", &GetNvrDiskInfo, kFailedDiskInfo, ToldFor::FirstServer},
 };
-constexpr Step kAllSteps[] = {
+constexpr QueryStep kAllSteps[] = {
     {"GetNvrVsConcInfo", &GetNvrVsConcInfo, kFailedConcInfo, ToldFor::AllServers},
     {"GetNvrDiskInfo", &GetNvrDiskInfo, kFailedRefresh, ToldFor::FirstServer},
     {"GetExtInfo", &GetExtInfo, kFailedRefresh, ToldFor::AllServers},
@@ -110,7 +103,7 @@ private:
     }
 
     // Tries until it succeeds, has failed too often or a stop is asked for.
-    void Refresh(std::span<const Step> steps) {
+    void Refresh(std::span<const QueryStep> steps) {
         for (;;) {
             m_bRefreshOk = RunSteps(steps);
             if (m_bRefreshOk) {
@@ -126,8 +119,8 @@ private:
         }
     }
 
-    bool RunSteps(std::span<const Step> steps) {
-        for (const Step& step : steps) {
+    bool RunSteps(std::span<const QueryStep> steps) {
+        for (const QueryStep& step : steps) {
             std::uint32_t dwErrorCode = 0;
             if (step.query(m_query, m_status, &dwErrorCode)) {
                 continue;
@@ -139,9 +132,7 @@ private:
                 "dwErrorCount=%d...\n",
                 step.name, m_query.GetIdx(), static_cast<int>(m_query.ErrorCount()),
                 static_cast<int>(dwErrorCode), static_cast<int>(m_dwErrorCount));
-            if (step.told == ToldFor::AllServers || m_query.GetIdx() == 0) {
-                m_worker.PostFailure(step.code);
-            }
+            step.TellFailure(m_worker);
             return false;
         }
         m_worker.SetRoundGood(true);

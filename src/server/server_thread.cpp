@@ -8,6 +8,7 @@
 #include "server/http/disk_info.h"
 #include "server/http/ext_info.h"
 #include "server/notify_info.h"
+#include "server/query_step.h"
 
 namespace kvmon {
 
@@ -18,17 +19,10 @@ constexpr int kSilentAuthRounds = 3;
 constexpr int kCapabilityRetries = 2;
 constexpr Milliseconds kCapabilityPause{5000};
 
-enum class ToldFor { AllServers, FirstServer };
+using ToldFor = QueryStep::ToldFor;
 
-// A query that may fail without the end of the round.
-struct Step {
-    const char* name;
-    bool (*query)(QueryContext&, CNvrStatus&, std::uint32_t*);
-    std::uint32_t code;
-    ToldFor told;
-};
-
-constexpr Step kSteps[] = {
+// They may fail without the end of the round.
+constexpr QueryStep kSteps[] = {
     {"GetExtInfo", &GetExtInfo, kFailedExtInfo, ToldFor::AllServers},
     {"GetControlAuth", &GetControlAuth, kFailedControlAuth, ToldFor::FirstServer},
     {"GetAdministrators", &GetAdministrators, kFailedAdministrators, ToldFor::FirstServer},
@@ -98,12 +92,10 @@ private:
             return;
         }
         m_worker.SetRoundGood(bListRead);
-        for (const Step& step : kSteps) {
+        for (const QueryStep& step : kSteps) {
             if (!step.query(m_query, m_status, &m_dwErrorCode)) {
                 TraceFailure(step.name);
-                if (step.told == ToldFor::AllServers || m_query.GetIdx() == 0) {
-                    m_worker.PostFailure(step.code);
-                }
+                step.TellFailure(m_worker);
             }
         }
         m_worker.ApplyCapabilities(m_status);
