@@ -21,6 +21,15 @@ add_compile_options(-fstack-protector-strong)
 if(CMAKE_BUILD_TYPE STREQUAL "Release")
   add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
 endif()
+# A broken bound ends the program instead of reading on; no address of a library is looked up, and so writable,
+# after the start; where the processor can, jumps land only where the compiler meant them to.
+add_compile_definitions(_GLIBCXX_ASSERTIONS)
+add_link_options(-Wl,-z,relro,-z,now)
+include(CheckCXXCompilerFlag)
+check_cxx_compiler_flag(-fcf-protection=full KV_HAS_CF_PROTECTION)
+if(KV_HAS_CF_PROTECTION)
+  add_compile_options(-fcf-protection=full)
+endif()
 
 if(KV_SANITIZE)
   add_compile_options(-fsanitize=${KV_SANITIZE} -fno-omit-frame-pointer)
