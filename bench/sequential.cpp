@@ -111,7 +111,9 @@ int main(int argc, char** argv) {
         std::printf("bench_sequential PORT [SECONDS [INTERVAL [STYLE]]]\n");
         return 0;
     }
-    const auto argument = [&](int n, int otherwise) { return argc > n ? std::atoi(argv[n]) : otherwise; };
+    const auto argument = [&](int n, int otherwise) {
+        return argc > n ? static_cast<int>(std::strtol(argv[n], nullptr, 10)) : otherwise;
+    };
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
     }
@@ -125,7 +127,7 @@ int main(int argc, char** argv) {
     tree.databasePath = folder.File("settings.db");
     Registry().InitRegistry(false, tree);
 
-    kvtest::SilentSite site(static_cast<std::uint32_t>(std::atoi(argv[1])));
+    kvtest::SilentSite site(static_cast<std::uint32_t>(std::strtoul(argv[1], nullptr, 10)));
     CMainDlg console(site, nullptr, 0x0409, SystemClock());
     console.OnInitDialog();
     console.show();

@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <QtCore/QTimer>
 #include <QtWidgets/QApplication>
 #include <cerrno>
 #include <csignal>

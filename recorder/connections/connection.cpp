@@ -112,10 +112,11 @@ void Connection::Serve(const Reply& reply, const Login& login) {
 }
 
 void Connection::Become(std::shared_ptr<Role> role, Standing standing) {
-    const auto former = std::exchange(m_role, role);
+    const auto former = std::exchange(m_role, std::move(role));
+    const auto now = m_role;  // it may give way to another at once
     m_standing = standing;
     former->Release();
-    role->Begin();
+    now->Begin();
 }
 
 void Connection::EndWith(std::string text) {

@@ -154,7 +154,8 @@ private:
 
 class Hub final : public MediaHub {
 public:
-    Hub(std::shared_ptr<MediaClock> clock, int threads) : m_clock(clock), m_scheduler(clock, threads) {}
+    Hub(std::shared_ptr<MediaClock> clock, int threads)
+        : m_clock(std::move(clock)), m_scheduler(m_clock, threads) {}
 
     int AddChannel(const std::string& name, const SourceConfig& source) override {
         const std::unique_lock lock(m_mutex);

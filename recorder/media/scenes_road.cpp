@@ -55,8 +55,9 @@ void HighwayStill(Painter& p) {
     p.Rect(0, 0, kWorldWidth, kFarY);
     p.Color(0xFFFFFF, 0.85);
     for (int i = 0; i < 16; ++i) {
-        const double x = (i / 4) * 900 + 200 + (i % 4) * 80;
-        p.AddEllipse(x, 330 + 40 * Noise(i / 4) - (i % 4 == 1 ? 26 : 0), 90, 34 + 14 * Noise(i));
+        const int cloud = i / 4;
+        const double x = cloud * 900 + 200 + (i % 4) * 80;
+        p.AddEllipse(x, 330 + 40 * Noise(cloud) - (i % 4 == 1 ? 26 : 0), 90, 34 + 14 * Noise(i));
     }
     p.Fill();
     p.Color(0x8FB3A6);

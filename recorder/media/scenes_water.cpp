@@ -48,7 +48,8 @@ void Ship(Painter& p, double x, int hull, int first) {
     p.Rect(60, -250, 40, 60);
     p.Color(0xFFE9A0);
     for (int i = 0; i < 12; ++i) {
-        p.AddRect(40 + (i % 4) * 25, -150 + (i / 4) * 44, 15, 18);
+        const int row = i / 4;
+        p.AddRect(40 + (i % 4) * 25, -150 + row * 44, 15, 18);
     }
     p.Fill();
     p.Pop();
@@ -117,7 +118,8 @@ void HarbourStill(Painter& p) {
     p.Fill();
     p.Color(0xFFD27A);
     for (int i = 0; i < 90; ++i) {
-        p.AddRect(2200 + (i % 30) * 34, 700 + (i / 30) * 28, Noise(i + 400) > 0.4 ? 10 : 0, 12);
+        const int row = i / 30;
+        p.AddRect(2200 + (i % 30) * 34, 700 + row * 28, Noise(i + 400) > 0.4 ? 10 : 0, 12);
     }
     p.Fill();
     // A lighthouse on its rock.

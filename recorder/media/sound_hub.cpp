@@ -104,7 +104,7 @@ private:
 
 class Hub final : public SoundHub {
 public:
-    explicit Hub(std::shared_ptr<MediaClock> clock) : m_clock(clock), m_scheduler(clock, 1) {}
+    explicit Hub(std::shared_ptr<MediaClock> clock) : m_clock(std::move(clock)), m_scheduler(m_clock, 1) {}
 
     std::unique_ptr<Subscription> Subscribe(int channel, const SoundConfig& config,
                                             std::function<void(const PacketPtr&)> sink) override {

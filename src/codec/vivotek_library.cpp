@@ -30,7 +30,7 @@ static_assert(sizeof(VivotekDecoderOptions) == 16);
 
 void* Open(const std::string& name, std::span<const std::string> folders) {
     for (const std::string& folder : folders) {
-        const std::string path = folder.empty() ? name : folder + "/" + name;
+        const std::string path = folder.empty() ? name : std::string(folder).append("/").append(name);
         if (void* const library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) {
             Diagnose("Maker's library %s loaded\n", path.c_str());
             return library;

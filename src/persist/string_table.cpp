@@ -55,7 +55,7 @@ std::string LoadString(std::uint32_t id) {
     return found != module->texts.end() ? found->second : row->text;
 }
 
-void UseLanguageModule(std::shared_ptr<const LanguageModule> module) {
+void UseLanguageModule(const std::shared_ptr<const LanguageModule>& module) {
     if (module == nullptr) {
         Loaded().Set(nullptr);
         return;

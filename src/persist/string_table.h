@@ -17,7 +17,7 @@ std::string LoadString(std::uint32_t id);
 
 // From now on texts come from the module first; from null, the built-in English alone. A text whose places
 // for values ("%s", "%d") are not those of the English one is not used.
-void UseLanguageModule(std::shared_ptr<const LanguageModule> module);
+void UseLanguageModule(const std::shared_ptr<const LanguageModule>& module);
 
 // All numbers of the built-in table, ascending, and the English text of one.
 std::vector<std::uint32_t> StringIds();

@@ -1,6 +1,7 @@
 #include "server/kelvara_info.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "persist/log_file.h"
 #include "server/documents/server_documents.h"

@@ -1,6 +1,7 @@
 #include "server/server_worker.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "server/documents/status_merge.h"
 #include "server/http/server_requests.h"

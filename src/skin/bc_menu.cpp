@@ -39,7 +39,7 @@ BCMenu* BCMenu::AppendPopup(std::string_view text) {
     return menu;
 }
 
-void BCMenu::TrackPopupMenu(const QPoint& screenPosition, WindowHandle target,
+void BCMenu::TrackPopupMenu(const QPoint& screenPosition, const WindowHandle& target,
                             std::function<void(int)> closed) {
     // A menu hides before it tells the choice, so the end is looked at one turn of the event loop later.
     const auto chosen = std::make_shared<int>(0);

@@ -28,7 +28,7 @@ public:
     // Shows the menu at the screen position and returns at once. A choice is posted to the target as
     // WM_COMMAND with the entry's identifier. The menu deletes itself when it has closed, after `closed`
     // was called with the chosen identifier, or 0.
-    void TrackPopupMenu(const QPoint& screenPosition, WindowHandle target,
+    void TrackPopupMenu(const QPoint& screenPosition, const WindowHandle& target,
                         std::function<void(int id)> closed = {});
 };
 

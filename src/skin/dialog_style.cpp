@@ -78,7 +78,6 @@ public:
             case SH_UnderlineShortcut:
                 return 1;
             case SH_DialogButtonBox_ButtonsHaveIcons:
-                return 0;
             case SH_ComboBox_Popup:  // a list below the box, not a menu over it
                 return 0;
             case SH_ComboBox_PopupFrameStyle:

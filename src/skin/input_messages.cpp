@@ -41,7 +41,7 @@ WParam KeyNumber(int key) {
         return static_cast<WParam>(key);
     }
     if (key >= Qt::Key_F1 && key <= Qt::Key_F24) {
-        return static_cast<WParam>(key - Qt::Key_F1 + 112);
+        return static_cast<WParam>(key) - Qt::Key_F1 + 112;
     }
     const auto* const row =
         std::find_if(std::begin(kKeys), std::end(kKeys), [key](const KeyRow& r) { return r.key == key; });

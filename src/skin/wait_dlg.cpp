@@ -47,7 +47,7 @@ CWaitDlg::CWaitDlg(QWidget* parent, Place place)
     connect(m_close, &QPushButton::clicked, this, [this] { Close(IDCANCEL); });
 }
 
-void CWaitDlg::SetText(std::string text) {
+void CWaitDlg::SetText(const std::string& text) {
     m_text->setText(QString::fromStdString(text));
     if (m_open && layout()->hasHeightForWidth()) {
         // A longer one than it was opened with.
@@ -57,7 +57,7 @@ void CWaitDlg::SetText(std::string text) {
     setWindowTitle(m_text->text());
 }
 
-void CWaitDlg::SetCloseText(std::string text) {
+void CWaitDlg::SetCloseText(const std::string& text) {
     m_close->setText(QString::fromStdString(text));
 }
 

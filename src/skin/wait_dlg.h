@@ -28,8 +28,8 @@ public:
     explicit CWaitDlg(QWidget* parent, Place place = Place::Above);
 
     // UTF-8, shown as it is.
-    void SetText(std::string text);
-    void SetCloseText(std::string text);
+    void SetText(const std::string& text);
+    void SetCloseText(const std::string& text);
     // Called once for each Open, with IDCANCEL when the user gave up, else with the result of Close.
     void SetClosed(std::function<void(int result)> closed) { m_closed = std::move(closed); }
 

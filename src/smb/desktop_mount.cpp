@@ -108,6 +108,7 @@ private:
         }
         m_out = out[0];
         std::vector<char*> argv;
+        argv.reserve(arguments.size() + 1);
         for (std::string& argument : arguments) {
             argv.push_back(argument.data());
         }

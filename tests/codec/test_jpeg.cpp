@@ -344,7 +344,7 @@ TEST(JpegFileTest, FileIsWholeOrNotThere) {
     const char* const cannotOpen = "JpegFile :\nCan't open %s\n";
     EXPECT_STREQ(SaveJpegFile(folder.File("none/x.jpg"), info, bits, 100, true), cannotOpen);
     std::filesystem::create_directory(folder.File("taken"));
-    std::ofstream(folder.File("taken/in it"));
+    std::ofstream(folder.File("taken/in it")).flush();
     EXPECT_STREQ(SaveJpegFile(folder.File("taken"), info, bits, 100, true), cannotOpen);
     EXPECT_EQ(FileCount(folder.Path()), 2);
 }

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <QtGui/QPainter>
 #include <set>
 
 #include "skin/background.h"

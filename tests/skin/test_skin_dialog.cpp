@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 
 #include <QtGui/QAccessible>
+#include <QtGui/QTextDocument>
+#include <QtWidgets/QComboBox>
 #include <QtWidgets/QToolTip>
 
 #include "platform/diagnostics.h"

@@ -1,6 +1,15 @@
 // Menu, combo box, animated picture, wait dialog, and the style of Qt's own widgets.
 #include <gmock/gmock.h>
 
+#include <QtWidgets/QAbstractItemView>
+#include <QtWidgets/QApplication>
+#include <QtWidgets/QCheckBox>
+#include <QtWidgets/QLabel>
+#include <QtWidgets/QProgressBar>
+#include <QtWidgets/QPushButton>
+#include <QtWidgets/QRadioButton>
+#include <QtWidgets/QSpinBox>
+
 #include "skin/bc_menu.h"
 #include "skin/dialog_style.h"
 #include "skin/ext_combo_box.h"

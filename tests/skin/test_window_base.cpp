@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <QtWidgets/QApplication>
+
 #include "skin/window_base.h"
 #include "support/wait_until.h"
 

@@ -1,6 +1,7 @@
 // The web host's rules, without a socket: who gets what, what is a message, what is a call.
 #include <gmock/gmock.h>
 
+#include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 

@@ -44,9 +44,7 @@ std::uint32_t DecodeLoop::Run(DecodePass& pass, std::unique_ptr<CBuffer> frame) 
             }
             count += pass.Show(*frame) ? 1 : 0;
             Recycle(std::move(frame));
-            if (!pass.HasToStop()) {
-                frame = m_parts.frames.TakeDecodeFrame();
-            }
+            frame = pass.HasToStop() ? nullptr : m_parts.frames.TakeDecodeFrame();
         }
         if (!WaitNextDecodeFrame()) {
             Leave(std::move(frame));

@@ -1,5 +1,7 @@
 #include "channel/sound/talk_back.h"
 
+#include <utility>
+
 #include "channel/base/channel_messages.h"
 #include "channel/source/stream_source.h"
 #include "persist/log_file.h"

@@ -68,7 +68,7 @@ std::string NameOf(const CameraInfo& info, int index) {
 }  // namespace
 
 PresetDialog::PresetDialog(std::shared_ptr<CBaseCamera> camera, QWidget* parent)
-    : QDialog(parent), m_camera(camera) {
+    : QDialog(parent), m_camera(std::move(camera)) {
     setObjectName(QStringLiteral("presetDialog"));
     setWindowTitle(Text(kStrTitle));
     setModal(false);

@@ -40,6 +40,7 @@ SavedServer ServerBinding::Describe(const CKelvaraInfo& info) const {
 
 std::vector<SavedServer> ServerBinding::DescribeServers() const {
     std::vector<SavedServer> servers;
+    servers.reserve(static_cast<std::size_t>(m_recorders.GetServerCount()));
     for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
         servers.push_back(Describe(*m_recorders.GetServer(i)));
     }

@@ -233,6 +233,7 @@ void StatusLine::ShowNotice(const std::string& text) {
 
 void StatusLine::OnTick() {
     std::vector<LinkReport> links;
+    links.reserve(static_cast<std::size_t>(m_recorders.GetServerCount()));
     for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
         links.push_back(Report(*m_recorders.GetServer(i)));
     }

@@ -119,13 +119,14 @@ std::optional<HttpRequest> ParseHttpRequest(std::string_view head) {
     return request;
 }
 
-WebAccess::WebAccess(std::string address, std::uint16_t port, std::vector<std::string> origins,
+WebAccess::WebAccess(std::string address, std::uint16_t port, const std::vector<std::string>& origins,
                      std::string token)
     : m_address(std::move(address)),
       m_port(port),
       m_token(std::move(token)),
       m_ownOrigin("http://" + Bracketed(m_address) + ":" + std::to_string(port)),
       m_bLoopback(m_address.starts_with("127.") || m_address == "::1") {
+    m_origins.reserve(origins.size());
     for (const std::string& origin : origins) {
         m_origins.push_back(Lower(TrimRight(origin, "/")));
     }

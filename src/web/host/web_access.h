@@ -27,7 +27,8 @@ std::optional<HttpRequest> ParseHttpRequest(std::string_view head);
 class WebAccess {
 public:
     // The address and port that the host listens on, the origins of pages elsewhere, the session token.
-    WebAccess(std::string address, std::uint16_t port, std::vector<std::string> origins, std::string token);
+    WebAccess(std::string address, std::uint16_t port, const std::vector<std::string>& origins,
+              std::string token);
 
     const std::string& Token() const { return m_token; }
     // "http://ADDRESS:PORT"

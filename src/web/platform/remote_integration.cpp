@@ -69,4 +69,4 @@ void kvmon::RegisterRemotePlatform() {
     std::call_once(once, [] { qRegisterStaticPluginFunction(qt_static_plugin_RemoteIntegrationPlugin()); });
 }
 
-#include "moc_remote_integration.cpp"
+#include "moc_remote_integration.cpp"  // NOLINT(bugprone-suspicious-include)

@@ -104,7 +104,7 @@ std::optional<std::vector<Variant>> ToArguments(const QJsonValue& params) {
     if (!params.isArray() || array.size() > kMaxArguments) {
         return std::nullopt;
     }
-    for (const QJsonValue& value : array) {
+    for (const QJsonValue value : array) {
         if (!AppendArgument(value, arguments)) {
             return std::nullopt;
         }
@@ -160,7 +160,7 @@ std::string AnswerJsonRpc(std::string_view text, const MemberCall& call) {
         return Compact(QJsonDocument(ErrorAnswer({}, kInvalidRequest)));
     }
     QJsonArray answers;
-    for (const QJsonValue& request : batch) {
+    for (const QJsonValue request : batch) {
         if (const auto answer = Answer(request, call)) {
             answers.append(*answer);
         }

@@ -322,8 +322,8 @@ std::vector<std::uint8_t> EdgesMessage(std::uint8_t edges) {
 }
 
 PageMessage ReadPageMessage(RemoteDisplay& display, std::span<const std::uint8_t> bytes) {
-    const PageMessage done;
-    const PageMessage wrong = Told(PageMessage::Kind::Wrong);
+    PageMessage done;
+    PageMessage wrong = Told(PageMessage::Kind::Wrong);
     Reader reader(bytes);
     switch (reader.Number(1)) {
         case kSize:

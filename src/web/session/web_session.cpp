@@ -371,7 +371,7 @@ CallResult WebSession::Put(const AutomationMember& member, std::span<const Varia
     CTR450ClientImpl& impl = m_client.Impl();
     const std::string server = impl.GetServerIP();
     const std::uint32_t port = impl.GetServerPort();
-    const CallResult result = InvokeMember(impl, member, arguments);
+    CallResult result = InvokeMember(impl, member, arguments);
     if (result.status != CallStatus::Ok || !m_bHostAuth) {
         return result;
     }
