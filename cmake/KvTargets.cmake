@@ -132,10 +132,11 @@ function(kv_add_program target)
   endif()
 endfunction()
 
-# kv_add_test(name [QT] [DEPS target...]): one test program of all sources in the present
-# folder; each of its cases is one CTest test.
+# kv_add_test(name [QT] [LABELS label...] [DEPS target...]): one test program of all sources in the present
+# folder; each of its cases is one CTest test. Labels: quick (no console: half a minute for all), tsan (its threads are
+# ours alone: it runs under the thread sanitizer), soak and browser (they take their time).
 function(kv_add_test target)
-  cmake_parse_arguments(ARG "QT" "TIMEOUT" "DEPS;LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "QT" "TIMEOUT" "DEPS;LIBS;LABELS" ${ARGN})
   file(GLOB sources CONFIGURE_DEPENDS *.cpp *.h)
   if(NOT sources)
     return()
@@ -154,8 +155,14 @@ function(kv_add_test target)
     kv_use_std_pch(${target})
     set(environment "KV_TEST=1")
   endif()
+  set(labels)
+  if(ARG_LABELS)
+    # One word: a list does not get through the discovery, and CTest looks for a part of it as well.
+    list(JOIN ARG_LABELS "+" labels)
+    set(labels LABELS ${labels})
+  endif()
   gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST
-                       PROPERTIES TIMEOUT ${ARG_TIMEOUT} ENVIRONMENT "${environment}")
+                       PROPERTIES ${labels} TIMEOUT ${ARG_TIMEOUT} ENVIRONMENT "${environment}")
 endfunction()
 
 # kv_add_fuzzer(file [DEPS target...]): fuzz_NAME from fuzz/NAME.cpp.
