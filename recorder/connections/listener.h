@@ -20,7 +20,9 @@ public:
 
     // Throws ConfigError if the address cannot be used. Port 0 is the system's choice.
     void Open(const std::string& address, std::uint16_t port);
-    void Begin() { Accept(); }
+    void Begin() { Resume(); }
+    // Listens again if a handler was torn by an exception. Any thread.
+    void Resume();
     // No connection is handed on any more when `closed` is called, on a thread of the context.
     void Close(std::function<void()> closed);
     // "ADDRESS:PORT"; after Open.
@@ -36,7 +38,9 @@ private:
     asio::ip::tcp::acceptor m_acceptor{m_strand};
     asio::steady_timer m_retry{m_strand};
     asio::ip::tcp::endpoint m_endpoint;
-    bool m_closed = false;  // on m_strand
+    // On m_strand.
+    bool m_closed = false;
+    bool m_waits = false;  // for a connection or for the next try
 };
 
 }  // namespace kvrecorder

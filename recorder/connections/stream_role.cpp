@@ -79,8 +79,13 @@ void StreamRole::SubscribeSound() {
 
 std::function<void(const PacketPtr&)> StreamRole::MakeSink() {
     return [queue = m_queue, wake = m_link.Waker()](const PacketPtr& packet) {
-        if (queue->Push(packet)) {
+        if (!queue->Push(packet)) {
+            return;
+        }
+        try {
             wake();
+        } catch (const std::exception&) {
+            queue->NotWoken();
         }
     };
 }

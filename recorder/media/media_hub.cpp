@@ -160,9 +160,13 @@ public:
     int AddChannel(const std::string& name, const SourceConfig& source) override {
         const std::unique_lock lock(m_mutex);
         const int number = static_cast<int>(m_channels.size());
-        m_channels.push_back(Make(number, name, source));
-        m_tasks.push_back({m_scheduler.Add([this, number] { return Find(number)->Work(); }),
-                           m_scheduler.Add([this, number] { return Find(number)->WatchMotion(); })});
+        m_channels.reserve(m_channels.size() + 1);
+        m_tasks.reserve(m_tasks.size() + 1);
+        auto fresh = Make(number, name, source);
+        const Tasks tasks{m_scheduler.Add([this, number] { return Find(number)->Work(); }),
+                          m_scheduler.Add([this, number] { return Find(number)->WatchMotion(); })};
+        m_channels.push_back(std::move(fresh));
+        m_tasks.push_back(tasks);
         m_scheduler.Wake(m_tasks.back().motion);
         return number;
     }

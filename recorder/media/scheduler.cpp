@@ -1,10 +1,26 @@
 #include "media/scheduler.h"
 
+#include <exception>
+
 namespace kvrecorder {
+namespace {
+
+// Before the next try of a task that failed.
+constexpr MediaTime kRetry{1'000'000};
+
+}  // namespace
 
 Scheduler::Scheduler(std::shared_ptr<MediaClock> clock, int threads) : m_clock(std::move(clock)) {
-    for (int i = 0; i < threads; ++i) {
-        m_threads.emplace_back([this] { Run(); });
+    m_threads.reserve(static_cast<std::size_t>(threads));
+    try {
+        while (static_cast<int>(m_threads.size()) < threads) {
+            m_threads.emplace_back([this] { Run(); });
+        }
+    } catch (const std::exception&) {
+        if (m_threads.empty()) {
+            throw;
+        }
+        // The others do its share.
     }
 }
 
@@ -21,8 +37,9 @@ Scheduler::~Scheduler() {
 
 int Scheduler::Add(Task task) {
     const std::lock_guard lock(m_mutex);
-    m_entries.push_back(std::make_unique<Entry>());
-    m_entries.back()->task = std::move(task);
+    auto entry = std::make_unique<Entry>();
+    entry->task = std::move(task);
+    m_entries.push_back(std::move(entry));
     return static_cast<int>(m_entries.size()) - 1;
 }
 
@@ -66,7 +83,12 @@ void Scheduler::Run() {
         // Another thread takes over the wait for what is due next.
         m_wake.notify_one();
         lock.unlock();
-        const std::optional<MediaTime> next = entry->task();
+        std::optional<MediaTime> next;
+        try {
+            next = entry->task();
+        } catch (const std::exception&) {
+            next = m_clock->Now() + kRetry;
+        }
         lock.lock();
         entry->running = false;
         entry->due = entry->wakeAgain ? std::optional(m_clock->Now()) : next;

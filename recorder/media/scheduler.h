@@ -14,9 +14,10 @@ namespace kvrecorder {
 class Scheduler {
 public:
     // One piece of a task's work; gives the time of the next one, or nothing to sleep until Wake. A task
-    // never runs on two threads at once. It must not throw.
+    // never runs on two threads at once. One that throws, as where memory is short, is tried again later.
     using Task = std::function<std::optional<MediaTime>()>;
 
+    // Makes do with fewer threads than told, down to one.
     Scheduler(std::shared_ptr<MediaClock> clock, int threads);
     // Waits for the pieces under way; no task runs afterwards.
     ~Scheduler();

@@ -115,9 +115,10 @@ public:
         }
         if (number == m_sounds.size()) {
             const auto sound = std::make_shared<Sound>(m_clock, channel, config);
-            m_sounds.push_back(sound);
+            m_sounds.reserve(number + 1);
             // The tasks' numbers are the sounds'.
             m_scheduler.Add([sound] { return sound->Work(); });
+            m_sounds.push_back(sound);
         }
         auto watcher = m_sounds[number]->Feed().Watch(std::move(sink));
         m_scheduler.Wake(static_cast<int>(number));

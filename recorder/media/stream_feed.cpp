@@ -1,6 +1,7 @@
 #include "media/stream_feed.h"
 
 #include <algorithm>
+#include <exception>
 
 namespace kvrecorder {
 
@@ -15,7 +16,11 @@ void StreamFeed::Watcher::Give(std::span<const PacketPtr> packets) {
         if (m_ended) {
             break;
         }
-        m_sink(packet);
+        try {
+            m_sink(packet);
+        } catch (const std::exception&) {
+            // Memory is short for this watcher; the others get theirs.
+        }
     }
 }
 

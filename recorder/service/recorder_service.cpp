@@ -22,6 +22,7 @@ using asio::ip::tcp;
 namespace {
 
 constexpr std::chrono::seconds kDiskPause{10};
+constexpr std::chrono::milliseconds kTornPause{50};
 
 }  // namespace
 
@@ -55,7 +56,7 @@ public:
         m_listener.Begin();
         WatchDisk();
         for (int i = 0; i < m_options.threads; ++i) {
-            m_threads.emplace_back([this] { m_io.run(); });
+            m_threads.emplace_back([this] { Work(); });
         }
     }
 
@@ -64,28 +65,10 @@ public:
             return;
         }
         m_stopped = true;
-        m_model->SetListener(nullptr);
-        asio::post(m_strand, [this] {
-            m_stopping = true;
-            m_disk.cancel();
-        });
-        m_listener.Close([this] {
-            for (const auto& connection : m_set.All()) {
-                connection->Shutdown();
-            }
-        });
-        if (m_control) {
-            m_control->Stop();
-        }
-        if (m_cameras && !m_threads.empty()) {
-            m_cameras->Stop(std::chrono::milliseconds(500));
-        }
-        if (!m_threads.empty() && !m_set.WaitEmpty(std::chrono::milliseconds(500))) {
-            // Notification clients that have not closed their side yet.
-            for (const auto& connection : m_set.All()) {
-                connection->Close();
-            }
-            m_set.WaitEmpty(std::chrono::milliseconds(2000));
+        try {
+            SayFarewell();
+        } catch (const std::exception&) {
+            // Who could not be told finds the connection closed.
         }
         m_work.reset();
         m_io.stop();
@@ -116,6 +99,54 @@ public:
     }
 
 private:
+    void SayFarewell() {
+        m_model->SetListener(nullptr);
+        asio::post(m_strand, [this] {
+            m_stopping = true;
+            m_disk.cancel();
+        });
+        m_listener.Close([this] {
+            for (const auto& connection : m_set.All()) {
+                connection->Shutdown();
+            }
+        });
+        if (m_control) {
+            m_control->Stop();
+        }
+        if (m_cameras && !m_threads.empty()) {
+            m_cameras->Stop(std::chrono::milliseconds(500));
+        }
+        if (!m_threads.empty() && !m_set.WaitEmpty(std::chrono::milliseconds(500))) {
+            // Notification clients that have not closed their side yet.
+            for (const auto& connection : m_set.All()) {
+                connection->Close();
+            }
+            m_set.WaitEmpty(std::chrono::milliseconds(2000));
+        }
+    }
+
+    // A handler that throws, mostly since memory is short, ends there; whoever listens or watches is begun
+    // anew.
+    void Work() {
+        bool torn = false;
+        while (!m_io.stopped()) {
+            try {
+                if (torn) {
+                    m_listener.Resume();
+                    if (m_cameras) {
+                        m_cameras->Begin();
+                    }
+                    asio::post(m_strand, [this] { WatchDisk(); });
+                    torn = false;
+                }
+                m_io.run();
+            } catch (const std::exception&) {
+                torn = true;
+                std::this_thread::sleep_for(kTornPause);
+            }
+        }
+    }
+
     // At the limit the oldest connection that has not sent its request yet makes room for the new one; with
     // none such the new one is refused.
     void Admit(tcp::socket socket) {
@@ -131,7 +162,11 @@ private:
         connection->Start();
     }
 
+    // On m_strand; one that waits already begins to wait anew.
     void WatchDisk() {
+        if (m_stopping) {
+            return;
+        }
         m_disk.expires_after(kDiskPause);
         m_disk.async_wait([this](const std::error_code& ended) {
             if (ended || m_stopping) {

@@ -1,6 +1,7 @@
 #include "state/record_queue.h"
 
 #include <algorithm>
+#include <new>
 
 namespace kvrecorder {
 namespace {
@@ -62,11 +63,23 @@ bool RecordQueue::PushSound(const PacketPtr& packet) {
 }
 
 bool RecordQueue::Take(const PacketPtr& packet) {
-    m_packets.push_back(packet);
+    try {
+        m_packets.push_back(packet);
+    } catch (const std::bad_alloc&) {
+        ++m_dropped;
+        m_waitKey = m_waitKey || !packet->IsSound();
+        m_sounds -= packet->IsSound() ? 1 : 0;
+        return false;
+    }
     m_bytes += packet->data.size();
     const bool wake = m_idle;
     m_idle = false;
     return wake;
+}
+
+void RecordQueue::NotWoken() {
+    const std::lock_guard lock(m_mutex);
+    m_idle = true;
 }
 
 void RecordQueue::Restart() {

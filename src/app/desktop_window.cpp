@@ -4,6 +4,7 @@
 #include <QtGui/QPixmap>
 #include <QtGui/QScreen>
 
+#include "app/guarded.h"
 #include "app/kept_properties.h"
 #include "app/window_place.h"
 #include "console/layout/view_geometry.h"
@@ -56,9 +57,19 @@ DesktopWindow::DesktopWindow(const AppOptions& options, Clock& clock)
 }
 
 DesktopWindow::~DesktopWindow() {
-    SaveWindowPlace({normalGeometry().isEmpty() ? geometry() : normalGeometry(), isMaximized()});
-    KeepChangedProperties(Registry(), m_known, PropertiesOf(m_client));
-    m_client.DestroyControlWindow();
+    // One that fails, as where memory is short, must not keep the others from being done.
+    const auto attempt = [](const auto& step) {
+        try {
+            step();
+        } catch (const std::exception& cause) {
+            TellLeftOut(cause);
+        }
+    };
+    attempt([this] {
+        SaveWindowPlace({normalGeometry().isEmpty() ? geometry() : normalGeometry(), isMaximized()});
+    });
+    attempt([this] { KeepChangedProperties(Registry(), m_known, PropertiesOf(m_client)); });
+    attempt([this] { m_client.DestroyControlWindow(); });
 }
 
 std::string DesktopWindow::SiteAddress() {

@@ -10,6 +10,7 @@
 
 #include "app/app_options.h"
 #include "app/desktop_window.h"
+#include "app/guarded.h"
 #include "app/process.h"
 #include "app/termination.h"
 #include "app/web_host.h"
@@ -45,6 +46,18 @@ bool PrepareDisplay(const AppOptions& options) {
     return !options.picture.empty();
 }
 
+// Qt ends the program where it finds no display, in many lines and with a core image.
+void TellOfNoDisplay(QtMsgType type, const QMessageLogContext&, const QString& text) {
+    if (type == QtFatalMsg) {
+        std::fputs("kvmon: the display cannot be opened\n", stderr);
+        std::_Exit(1);
+    }
+    // What it says before is its own trouble with each of its ways to a display.
+    if (!text.startsWith(QLatin1String("qt.qpa"))) {
+        std::fprintf(stderr, "%s\n", text.toLocal8Bit().constData());
+    }
+}
+
 int RunDesktop(const AppOptions& options, char* program) {
     if (!PrepareDisplay(options)) {
         std::fprintf(stderr, "kvmon: there is no display; --picture draws without one\n");
@@ -53,7 +66,9 @@ int RunDesktop(const AppOptions& options, char* program) {
     // The command line is read: Qt takes its own options from the environment.
     int argc = 1;
     char* argv[] = {program, nullptr};
-    QApplication application(argc, argv);
+    const QtMessageHandler usual = qInstallMessageHandler(TellOfNoDisplay);
+    Guarded<QApplication> application(argc, argv);
+    qInstallMessageHandler(usual);
     ApplySkin(application);
     Termination termination;
     int status = 0;

@@ -4,6 +4,7 @@
 #include <QtWidgets/QApplication>
 #include <cstdio>
 
+#include "app/guarded.h"
 #include "app/process.h"
 #include "app/termination.h"
 #include "persist/orvo_registry.h"
@@ -36,7 +37,7 @@ WebHostSettings SettingsOf(const AppOptions& options) {
 
 int RunWebHost(const AppOptions& options, int, char** argv) {
     int argc = 1;
-    QCoreApplication application(argc, argv);
+    Guarded<QCoreApplication> application(argc, argv);
     SetDiagnosticSink([](const char* text) { std::fprintf(stderr, "kvmon: %s", text); });
     Termination termination;
     WebServer server(SettingsOf(options), GetModuleFilePath());
@@ -68,7 +69,7 @@ int RunSession(char* program) {
     qputenv("QT_QPA_PLATFORM", kRemotePlatform);
     int argc = 1;
     char* argv[] = {program, nullptr};
-    QApplication application(argc, argv);
+    Guarded<QApplication> application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     ApplySkin(application);
     Termination termination;

@@ -41,6 +41,7 @@ public:
                  static_cast<std::size_t>(length) / sizeof(std::int16_t)});
         };
         wanted.userdata = this;
+        const SoundErrors errors;
         m_device = SDL_OpenAudioDevice(nullptr, 1, &wanted, nullptr, 0);
         if (m_device == 0) {
             Diagnose("Microphone: the input cannot be opened: %s\n", SDL_GetError());

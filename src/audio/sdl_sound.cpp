@@ -26,6 +26,10 @@ void SilenceAlsa() {
 
 }  // namespace
 
+SoundErrors::~SoundErrors() {
+    SDL_TLSCleanup();
+}
+
 bool InitSound() {
     constexpr std::chrono::seconds kNextTry{5};
     using SteadyClock = std::chrono::steady_clock;
@@ -38,6 +42,7 @@ bool InitSound() {
     if (ready || SteadyClock::now() < next) {
         return ready;
     }
+    const SoundErrors errors;
     SilenceAlsa();
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
     ready = SDL_InitSubSystem(SDL_INIT_AUDIO) == 0;

@@ -72,6 +72,7 @@ public:
         wanted.userdata = this;
         m_silence = format.sampleBits == 16 ? 0 : 0x80;
         m_ahead = format.BytesPerSecond() / kAheadPerSecond;
+        const SoundErrors errors;
         CardTurn().Take();
         m_device = SDL_OpenAudioDevice(nullptr, 0, &wanted, nullptr, 0);
         if (m_device == 0) {
@@ -152,6 +153,7 @@ std::unique_ptr<SoundCard> CreateSoundCard(const SoundFlag& audible) {
 }
 
 bool HasSoundOutput() {
+    const SoundErrors errors;
     return GetSoundHost() != nullptr || (InitSound() && SDL_GetNumAudioDevices(0) != 0);
 }
 

@@ -85,7 +85,7 @@ public:
             return kDecodeNotOpen;
         }
         AVFrame* const frame = output.Frame();
-        if (frame == nullptr) {
+        if (frame == nullptr || m_spare.Frame() == nullptr) {
             return kDecodeNoMemory;
         }
         if (input.empty() || input.size() > std::size_t{INT32_MAX} - kInputPadding) {

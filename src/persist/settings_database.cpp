@@ -2,6 +2,7 @@
 #include <condition_variable>
 #include <cstdio>
 #include <mutex>
+#include <thread>
 
 #include "persist/log_file.h"
 #include "persist/settings_backend.h"
@@ -13,6 +14,8 @@ namespace kvmon {
 namespace {
 
 constexpr Milliseconds kLoadWait{1000};  // of the start, for other processes
+constexpr int kLoadTries = 3;            // at the start, of what fails by no lock
+constexpr Milliseconds kLoadPause{20};
 constexpr Milliseconds kWriteWait{250};  // of one try, on the writer's thread
 constexpr Milliseconds kBusyPause{250};  // between tries
 constexpr Milliseconds kFirstPause{1000};
@@ -73,6 +76,11 @@ void Keeper::LoadFirst() {
     SettingsFile first(m_file.Path(), kLoadWait);
     SettingsRows rows;
     FileResult result = first.Load(rows);
+    // What fails only once must not cost the user the settings of this run.
+    for (int i = 1; i < kLoadTries && result == FileResult::Failed; ++i) {
+        std::this_thread::sleep_for(kLoadPause);
+        result = first.Load(rows);
+    }
     if (result == FileResult::Damaged) {
         std::string aside;
         result = first.SetAside(aside);
