@@ -164,12 +164,3 @@ function(kv_add_test target)
   gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST
                        PROPERTIES ${labels} TIMEOUT ${ARG_TIMEOUT} ENVIRONMENT "${environment}")
 endfunction()
-
-# kv_add_fuzzer(file [DEPS target...]): fuzz_NAME from fuzz/NAME.cpp.
-function(kv_add_fuzzer source)
-  cmake_parse_arguments(ARG "" "" "DEPS" ${ARGN})
-  get_filename_component(name ${source} NAME_WE)
-  add_executable(fuzz_${name} ${source})
-  target_link_libraries(fuzz_${name} PRIVATE ${ARG_DEPS})
-  target_link_options(fuzz_${name} PRIVATE -fsanitize=fuzzer)
-endfunction()

@@ -14,9 +14,12 @@
 #include "console/layout/layout.h"
 #include "console/settings/console_options.h"
 #include "console/settings/multi_server_list.h"
+#include "fuzz_input.h"
 #include "persist/orvo_registry.h"
 
 using namespace kvmon;
+using kvfuzz::Check;
+using kvfuzz::Input;
 
 namespace {
 
@@ -85,44 +88,6 @@ constexpr const char* kEntries[] = {
     "NameGiven",
 };
 
-void Check(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
-
-class Input {
-public:
-    Input(const std::uint8_t* data, std::size_t size) : m_data(data), m_left(size) {}
-
-    bool IsAtEnd() const { return m_left == 0; }
-    std::uint8_t Byte() {
-        if (m_left == 0) {
-            return 0;
-        }
-        --m_left;
-        return *m_data++;
-    }
-    std::uint32_t Number() {
-        std::uint32_t value = 0;
-        for (int i = 0; i < 4; ++i) {
-            value = value << 8 | Byte();
-        }
-        return value;
-    }
-    std::string Bytes(std::size_t count) {
-        const std::size_t taken = std::min(count, m_left);
-        std::string bytes(m_data, m_data + taken);
-        m_data += taken;
-        m_left -= taken;
-        return bytes;
-    }
-
-private:
-    const std::uint8_t* m_data;
-    std::size_t m_left;
-};
-
 // One tree for all inputs, in memory, since there is no file of that name; each input begins with an empty
 // one.
 COrvoRegistry& EmptyTree() {
@@ -149,10 +114,10 @@ void WriteValue(COrvoRegistry& tree, Input& input) {
             tree.WriteProfileInt(section, entry, input.Byte());
             break;
         case 2:
-            tree.WriteProfileString(section, entry, input.Bytes(kind / 4));
+            tree.WriteProfileString(section, entry, input.Text(kind / 4));
             break;
         default: {
-            const std::string bytes = input.Bytes(2 * static_cast<std::size_t>(kind));
+            const std::string bytes = input.Text(2 * static_cast<std::size_t>(kind));
             tree.WriteProfileBinary(section, entry,
                                     {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
         }

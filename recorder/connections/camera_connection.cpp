@@ -4,7 +4,6 @@
 #include <asio/post.hpp>
 
 #include "answers/handlers.h"
-#include "state/text.h"
 
 namespace kvrecorder {
 namespace {
@@ -67,8 +66,8 @@ void CameraConnection::Changed() {
             return;
         }
         const SnapshotPtr state = self->m_model.Current();
-        const int channel = self->m_channel;
-        if (self->Judge(*state) != kStatusOk || self->m_channel != channel) {
+        const int channel = self->m_request.ChannelIndex();
+        if (self->m_request.Judge(*state) != kStatusOk || self->m_request.ChannelIndex() != channel) {
             self->DoClose();
             return;
         }
@@ -95,7 +94,7 @@ void CameraConnection::Read() {
                                  }
                                  const bool inHead = !self->m_streaming && !self->m_writing;
                                  if (inHead) {
-                                     switch (self->m_head.Feed({self->m_input.data(), count})) {
+                                     switch (self->m_request.Feed({self->m_input.data(), count})) {
                                          case RequestHead::State::Incomplete:
                                              break;
                                          case RequestHead::State::Complete:
@@ -113,14 +112,8 @@ void CameraConnection::Read() {
 }
 
 void CameraConnection::OnHead() {
-    const auto request = m_head.Parse();
-    if (!request) {
-        Refuse(400);
-        return;
-    }
-    m_request = *request;
     const SnapshotPtr state = m_model.Current();
-    const int status = Judge(*state);
+    const int status = m_request.Answer(*state);
     if (status != kStatusOk) {
         Refuse(status);
         return;
@@ -134,26 +127,6 @@ void CameraConnection::OnHead() {
     Write();
 }
 
-int CameraConnection::Judge(const Snapshot& state) {
-    for (std::size_t i = 0; i < state.channels.size(); ++i) {
-        const int number = static_cast<int>(i);
-        const Channel* const channel = state.Configured(number);
-        if (!channel || !channel->config.camera.direct ||
-            CameraPath(channel->config, number) != m_request.path) {
-            continue;
-        }
-        const CameraConfig& camera = channel->config.camera;
-        const bool sameName = ConstantTimeEqual(m_request.user, camera.user);
-        const bool samePassword = ConstantTimeEqual(m_request.password, camera.password);
-        if (!camera.user.empty() && !(m_request.hasAuthorization && sameName && samePassword)) {
-            return 401;
-        }
-        m_channel = number;
-        return kStatusOk;
-    }
-    return 404;
-}
-
 void CameraConnection::Refuse(int status) {
     Reply reply = kvrecorder::Refuse(status);
     m_before = MakeReplyHead(reply) + reply.body;
@@ -161,13 +134,13 @@ void CameraConnection::Refuse(int status) {
 }
 
 bool CameraConnection::Subscribe(const Snapshot& state) {
-    const Channel& channel = state.channels[static_cast<std::size_t>(m_channel)];
+    const Channel& channel = state.channels[static_cast<std::size_t>(m_request.ChannelIndex())];
     const auto stream = JpegStream(channel);
     if (!stream) {
         return false;
     }
     m_sourceNumber = channel.sourceNumber;
-    m_subscription = m_model.Hub().Subscribe(m_channel, *stream,
+    m_subscription = m_model.Hub().Subscribe(m_request.ChannelIndex(), *stream,
                                              [queue = m_queue, weak = weak_from_this(),
                                               executor = m_socket.get_executor()](const PacketPtr& packet) {
                                                  if (!queue->Push(packet)) {

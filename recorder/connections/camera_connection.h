@@ -10,7 +10,7 @@
 #include <memory>
 #include <string>
 
-#include "answers/http_request.h"
+#include "connections/camera_request.h"
 #include "state/record_queue.h"
 #include "state/recorder_model.h"
 
@@ -38,8 +38,6 @@ public:
 private:
     void Read();
     void OnHead();
-    // The status of the reply to the present request; 200 with the channel found.
-    int Judge(const Snapshot& state);
     void Refuse(int status);
     bool Subscribe(const Snapshot& state);
     void NextPicture();
@@ -54,9 +52,7 @@ private:
     const Gone m_gone;
     asio::steady_timer m_deadline;
     std::array<char, 2048> m_input;
-    RequestHead m_head;
-    HttpRequest m_request;
-    int m_channel = -1;
+    CameraRequest m_request;
     int m_sourceNumber = 0;
     std::shared_ptr<RecordQueue> m_queue = std::make_shared<RecordQueue>();
     std::unique_ptr<Subscription> m_subscription;

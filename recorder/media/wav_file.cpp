@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <fstream>
 #include <stdexcept>
-#include <string_view>
 
 namespace kvrecorder {
 namespace {
@@ -36,12 +35,7 @@ std::string Sound(std::span<const std::int16_t> samples) {
 
 }  // namespace
 
-std::vector<std::int16_t> ReadWav(const std::string& path, int rate) {
-    std::ifstream file(path, std::ios::binary);
-    std::string all(kMaxReadBytes, '\0');
-    file.read(all.data(), static_cast<std::streamsize>(all.size()));
-    all.resize(static_cast<std::size_t>(std::max<std::streamsize>(file.gcount(), 0)));
-    const std::string_view bytes = all;
+std::vector<std::int16_t> ParseWav(std::string_view bytes, int rate, const std::string& path) {
     const std::runtime_error unusable(path + " is no WAV file of mono sound with 16 bits and " +
                                       std::to_string(rate) + " samples a second");
     if (!bytes.starts_with("RIFF") || bytes.substr(std::min<std::size_t>(8, bytes.size()), 4) != "WAVE") {
@@ -69,6 +63,14 @@ std::vector<std::int16_t> ReadWav(const std::string& path, int rate) {
         at += 8 + size + size % 2;
     }
     throw unusable;
+}
+
+std::vector<std::int16_t> ReadWav(const std::string& path, int rate) {
+    std::ifstream file(path, std::ios::binary);
+    std::string all(kMaxReadBytes, '\0');
+    file.read(all.data(), static_cast<std::streamsize>(all.size()));
+    all.resize(static_cast<std::size_t>(std::max<std::streamsize>(file.gcount(), 0)));
+    return ParseWav(all, rate, path);
 }
 
 WavWriter::WavWriter(const std::string& path, int rate)

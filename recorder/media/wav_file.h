@@ -6,10 +6,14 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace kvrecorder {
 
+// Throws std::runtime_error with words for the user, and the file's name in them, if the bytes are none, or
+// have another form or rate, or no sound.
+std::vector<std::int16_t> ParseWav(std::string_view bytes, int rate, const std::string& path);
 // Throws std::runtime_error with words for the user if the file is none, or has another form or rate, or no
 // sound. At most a quarter of an hour at 48000 samples a second is read.
 std::vector<std::int16_t> ReadWav(const std::string& path, int rate);

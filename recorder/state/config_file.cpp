@@ -1,5 +1,7 @@
 // The configuration file: TOML, checked key by key, so that a slip is told and not ignored.
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 
 #include "state/recorder_config.h"
 #include "state/table_reader.h"
@@ -243,6 +245,18 @@ void ReadAll(TableReader& reader, RecorderConfig& config) {
 
 }  // namespace
 
+RecorderConfig ParseConfig(std::string_view text, const std::string& path) {
+    try {
+        const toml::table table = toml::parse(text, path);
+        RecorderConfig config;
+        TableReader reader(path, table);
+        ReadAll(reader, config);
+        return config;
+    } catch (const toml::parse_error& failure) {
+        TableReader::FailAt(path, failure.source(), std::string(failure.description()));
+    }
+}
+
 RecorderConfig LoadConfig(const std::string& path) {
     std::error_code error;
     if (!std::filesystem::is_regular_file(path, error)) {
@@ -251,15 +265,11 @@ RecorderConfig LoadConfig(const std::string& path) {
     if (std::filesystem::file_size(path, error) > 4 * 1024 * 1024 || error) {
         throw ConfigError(path + ": cannot be read or is too large");
     }
-    try {
-        const toml::table table = toml::parse_file(path);
-        RecorderConfig config;
-        TableReader reader(path, table);
-        ReadAll(reader, config);
-        return config;
-    } catch (const toml::parse_error& failure) {
-        TableReader::FailAt(path, failure.source(), std::string(failure.description()));
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        throw ConfigError(path + ": cannot be read or is too large");
     }
+    return ParseConfig(std::string(std::istreambuf_iterator<char>(file), {}), path);
 }
 
 }  // namespace kvrecorder

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "media/media_hub.h"
@@ -164,7 +165,9 @@ struct RecorderConfig {
 // The place of a channel's pictures on the camera port: as its configuration tells, else one by its number.
 std::string CameraPath(const ChannelConfig& channel, int number);
 
-// Reads a configuration file; paths in it are taken from its folder. Throws ConfigError with file and line.
+// Reads the text of a configuration file; paths in it are taken from the file's folder. Throws ConfigError
+// with file and line.
+RecorderConfig ParseConfig(std::string_view text, const std::string& path);
 RecorderConfig LoadConfig(const std::string& path);
 
 // Channels with generated scenes.

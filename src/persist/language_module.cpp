@@ -4,7 +4,6 @@
 #include <charconv>
 #include <filesystem>
 #include <fstream>
-#include <string_view>
 #include <system_error>
 
 #include "persist/utilities.h"
@@ -161,12 +160,10 @@ std::optional<std::size_t> ChooseLanguageModule(const std::vector<LanguageModule
     return first;
 }
 
-std::optional<LanguageModule> LoadLanguageModule(const std::string& path) {
-    const std::string file = ReadFile(path, kMaxLanguageModuleBytes);
-    if (file.size() > kMaxLanguageModuleBytes) {
+std::optional<LanguageModule> ParseLanguageModule(std::string_view text) {
+    if (text.size() > kMaxLanguageModuleBytes) {
         return std::nullopt;
     }
-    std::string_view text = file;
     LanguageModule module;
     module.langid = ReadLangid(text);
     if (module.langid == 0) {
@@ -179,6 +176,10 @@ std::optional<LanguageModule> LoadLanguageModule(const std::string& path) {
         }
     }
     return module;
+}
+
+std::optional<LanguageModule> LoadLanguageModule(const std::string& path) {
+    return ParseLanguageModule(ReadFile(path, kMaxLanguageModuleBytes));
 }
 
 }  // namespace kvmon

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -39,7 +40,9 @@ std::vector<std::string> LanguageModuleFolders();
 std::optional<std::size_t> ChooseLanguageModule(const std::vector<LanguageModuleFile>& files,
                                                 std::uint16_t wanted, std::uint16_t user);
 
-// Nothing if the file cannot be read, is too large or is no module. A line that is wrong is left out.
+// Nothing if the text is too long or no module. A line that is wrong is left out.
+std::optional<LanguageModule> ParseLanguageModule(std::string_view text);
+// Nothing if the file cannot be read, too.
 std::optional<LanguageModule> LoadLanguageModule(const std::string& path);
 
 }  // namespace kvmon

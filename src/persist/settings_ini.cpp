@@ -2,13 +2,13 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <mutex>
 #include <thread>
 #include <vector>
 
+#include "persist/ini_text.h"
 #include "persist/settings_backend.h"
 #include "persist/utilities.h"
 
@@ -21,50 +21,6 @@ constexpr std::size_t kMaxFile = 4u << 20;
 
 bool SameName(std::string_view a, std::string_view b) {
     return a.size() == b.size() && stristr(a, b) == 0;
-}
-
-struct Entry {
-    std::string section;
-    std::string name;
-    std::string value;
-};
-
-std::string_view Trimmed(std::string_view text) {
-    const auto first = text.find_first_not_of(" \t\r");
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
-}
-
-std::vector<Entry> ParseIni(std::string_view file) {
-    std::vector<Entry> entries;
-    std::string section;
-    while (!file.empty()) {
-        const std::size_t end = std::min(file.find('\n'), file.size());
-        const std::string_view text = Trimmed(file.substr(0, end));
-        file.remove_prefix(std::min(end + 1, file.size()));
-        if (text.empty() || text.front() == ';') {
-            continue;
-        }
-        if (text.front() == '[') {
-            section = text.substr(1, text.find(']') - 1);
-            continue;
-        }
-        const auto equals = text.find('=');
-        if (equals != std::string_view::npos) {
-            entries.push_back({section, std::string(Trimmed(text.substr(0, equals))),
-                               std::string(Trimmed(text.substr(equals + 1)))});
-        }
-    }
-    return entries;
-}
-
-// Names that would read back as something else.
-bool CanBeKept(std::string_view section, std::string_view name) {
-    return section.find_first_of("]\r\n") == std::string_view::npos && !name.empty() &&
-           name.find_first_of("=\r\n") == std::string_view::npos && name.front() != '[' &&
-           name.front() != ';' && Trimmed(name) == name;
 }
 
 // The lock of the file, waited for a short while only: who holds it may have been stopped.
@@ -87,7 +43,7 @@ public:
 
     std::optional<SettingsValue> Read(const std::string& path, std::string_view entry) override {
         const std::lock_guard lock(m_mutex);
-        for (const Entry& each : Load().value_or(std::vector<Entry>())) {
+        for (const IniEntry& each : Load().value_or(std::vector<IniEntry>())) {
             if (SameName(each.section, path) && SameName(each.name, entry)) {
                 return SettingsValue(each.value);
             }
@@ -96,16 +52,12 @@ public:
     }
 
     bool Write(const std::string& path, std::string_view entry, const SettingsValue& value) override {
-        if (!CanBeKept(path, entry)) {
+        if (!CanIniKeep(path, entry)) {
             return false;
         }
-        std::string text = std::get<std::string>(value);
-        // A line end would begin an entry of its own.
-        for (char& c : text) {
-            c = c == '\n' || c == '\r' ? ' ' : c;
-        }
-        return Change([&](std::vector<Entry>& entries) {
-            for (Entry& each : entries) {
+        const std::string text = KeptIniValue(std::get<std::string>(value));
+        return Change([&](std::vector<IniEntry>& entries) {
+            for (IniEntry& each : entries) {
                 if (SameName(each.section, path) && SameName(each.name, entry)) {
                     each.value = text;
                     return;
@@ -116,8 +68,8 @@ public:
     }
 
     bool Delete(const std::string& path, std::string_view subSection) override {
-        return Change([&](std::vector<Entry>& entries) {
-            std::erase_if(entries, [&](const Entry& each) {
+        return Change([&](std::vector<IniEntry>& entries) {
+            std::erase_if(entries, [&](const IniEntry& each) {
                 return SameName(each.section, path) &&
                        (subSection.empty() || SameName(each.name, subSection));
             });
@@ -135,7 +87,7 @@ public:
 
 private:
     // Nothing for a file that is too large: it is somebody else's, and not to be written over.
-    std::optional<std::vector<Entry>> Load() const {
+    std::optional<std::vector<IniEntry>> Load() const {
         if (m_closed) {
             return std::nullopt;
         }
@@ -169,18 +121,8 @@ private:
         return stored;
     }
 
-    bool Store(std::vector<Entry>& entries) const {
-        std::stable_sort(entries.begin(), entries.end(),
-                         [](const Entry& a, const Entry& b) { return a.section < b.section; });
-        std::string text;
-        const std::string* section = nullptr;
-        for (const Entry& each : entries) {
-            if (section == nullptr || *section != each.section) {
-                section = &each.section;
-                text.append("[").append(each.section).append("]\n");
-            }
-            text.append(each.name).append("=").append(each.value).append("\n");
-        }
+    bool Store(const std::vector<IniEntry>& entries) const {
+        const std::string text = FormatIni(entries);
         const std::string neighbour = m_path + ".new";
         const int fd = ::open(neighbour.c_str(), O_CREAT | O_TRUNC | O_WRONLY | O_CLOEXEC, 0600);
         if (fd < 0) {

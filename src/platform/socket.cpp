@@ -106,7 +106,7 @@ std::optional<Ipv4Address> ResolveName(const std::string& name, const std::funct
     return started ? lookup->address : std::nullopt;
 }
 
-std::uint32_t Socket::Open() {
+std::uint32_t SystemSocket::Open() {
     const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const std::uint32_t code = fd >= 0 ? 0 : SocketErrorFromErrno(errno);
     const std::lock_guard lock(m_closing);
@@ -114,22 +114,22 @@ std::uint32_t Socket::Open() {
     return code;
 }
 
-std::uint32_t Socket::BindAny() {
+std::uint32_t SystemSocket::BindAny() {
     const sockaddr_in address = MakeAddress(htonl(INADDR_ANY), 0);
     return CodeOf(::bind(m_fd, Generic(address), sizeof address));
 }
 
-std::uint32_t Socket::SetBlocking(bool blocking) {
+std::uint32_t SystemSocket::SetBlocking(bool blocking) {
     int on = blocking ? 0 : 1;
     return CodeOf(::ioctl(m_fd, FIONBIO, &on));
 }
 
-std::uint32_t Socket::Connect(Ipv4Address address, std::uint16_t port) {
+std::uint32_t SystemSocket::Connect(Ipv4Address address, std::uint16_t port) {
     const sockaddr_in target = MakeAddress(address, port);
     return CodeOf(::connect(m_fd, Generic(target), sizeof target));
 }
 
-std::uint32_t Socket::PendingError() const {
+std::uint32_t SystemSocket::PendingError() const {
     int error = 0;
     socklen_t length = sizeof error;
     if (::getsockopt(m_fd, SOL_SOCKET, SO_ERROR, &error, &length) != 0) {
@@ -138,12 +138,12 @@ std::uint32_t Socket::PendingError() const {
     return error == 0 ? 0 : SocketErrorFromErrno(error);
 }
 
-std::uint32_t Socket::SetKeepAlive(bool on) {
+std::uint32_t SystemSocket::SetKeepAlive(bool on) {
     const int value = on ? 1 : 0;
     return CodeOf(::setsockopt(m_fd, SOL_SOCKET, SO_KEEPALIVE, &value, sizeof value));
 }
 
-std::uint32_t Socket::SetDeadPeer(const DeadPeer& times) {
+std::uint32_t SystemSocket::SetDeadPeer(const DeadPeer& times) {
     const struct {
         int option;
         int value;
@@ -162,18 +162,18 @@ std::uint32_t Socket::SetDeadPeer(const DeadPeer& times) {
     return 0;
 }
 
-std::uint32_t Socket::SetReceiveTimeout(std::uint32_t milliseconds) {
+std::uint32_t SystemSocket::SetReceiveTimeout(std::uint32_t milliseconds) {
     timeval value{};
     value.tv_sec = milliseconds / 1000;
     value.tv_usec = static_cast<suseconds_t>(milliseconds % 1000) * 1000;
     return CodeOf(::setsockopt(m_fd, SOL_SOCKET, SO_RCVTIMEO, &value, sizeof value));
 }
 
-std::uint32_t Socket::SetSendBuffer(int bytes) {
+std::uint32_t SystemSocket::SetSendBuffer(int bytes) {
     return CodeOf(::setsockopt(m_fd, SOL_SOCKET, SO_SNDBUF, &bytes, sizeof bytes));
 }
 
-Socket::Ready Socket::Poll(bool write, int milliseconds, std::uint32_t& error) const {
+Socket::Ready SystemSocket::Poll(bool write, int milliseconds, std::uint32_t& error) {
     pollfd entry{m_fd, static_cast<short>(write ? POLLOUT : POLLIN), 0};
     const int count = ::poll(&entry, 1, milliseconds);
     if (count < 0 && errno != EINTR) {
@@ -187,7 +187,7 @@ Socket::Ready Socket::Poll(bool write, int milliseconds, std::uint32_t& error) c
     return count > 0 ? Ready::Yes : Ready::No;
 }
 
-std::optional<std::size_t> Socket::Send(const void* data, std::size_t length, std::uint32_t& error) {
+std::optional<std::size_t> SystemSocket::Send(const void* data, std::size_t length, std::uint32_t& error) {
     ssize_t sent = 0;
     do {
         sent = ::send(m_fd, data, length, MSG_NOSIGNAL);
@@ -199,7 +199,7 @@ std::optional<std::size_t> Socket::Send(const void* data, std::size_t length, st
     return static_cast<std::size_t>(sent);
 }
 
-std::optional<std::size_t> Socket::Receive(void* buffer, std::size_t length, std::uint32_t& error) {
+std::optional<std::size_t> SystemSocket::Receive(void* buffer, std::size_t length, std::uint32_t& error) {
     ssize_t got = 0;
     do {
         got = ::recv(m_fd, buffer, length, 0);
@@ -211,14 +211,14 @@ std::optional<std::size_t> Socket::Receive(void* buffer, std::size_t length, std
     return static_cast<std::size_t>(got);
 }
 
-void Socket::Shutdown() {
+void SystemSocket::Shutdown() {
     const std::lock_guard lock(m_closing);
     if (m_fd >= 0) {
         ::shutdown(m_fd, SHUT_RDWR);
     }
 }
 
-void Socket::Close() {
+void SystemSocket::Close() {
     const std::lock_guard lock(m_closing);
     if (m_fd >= 0) {
         ::close(m_fd);

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -32,19 +33,19 @@ std::optional<Ipv4Address> ResolveName(const std::string& name, const std::funct
 class Socket {
 public:
     Socket() = default;
-    ~Socket() { Close(); }
+    virtual ~Socket() = default;
     Socket(const Socket&) = delete;
     Socket& operator=(const Socket&) = delete;
 
-    bool IsOpen() const { return m_fd >= 0; }
+    virtual bool IsOpen() const = 0;
     // These give 0 on success, else a code.
-    std::uint32_t Open();
-    std::uint32_t BindAny();
-    std::uint32_t SetBlocking(bool blocking);
-    std::uint32_t Connect(Ipv4Address address, std::uint16_t port);
+    virtual std::uint32_t Open() = 0;
+    virtual std::uint32_t BindAny() = 0;
+    virtual std::uint32_t SetBlocking(bool blocking) = 0;
+    virtual std::uint32_t Connect(Ipv4Address address, std::uint16_t port) = 0;
     // The outcome of a connection that was under way.
-    std::uint32_t PendingError() const;
-    std::uint32_t SetKeepAlive(bool on);
+    virtual std::uint32_t PendingError() const = 0;
+    virtual std::uint32_t SetKeepAlive(bool on) = 0;
     // A peer that is gone without a word ends a quiet connection after idle + interval * probes seconds, and
     // one with bytes under way after `unanswered`.
     struct DeadPeer {
@@ -53,24 +54,51 @@ public:
         int probes = 0;
         int unansweredMs = 0;
     };
-    std::uint32_t SetDeadPeer(const DeadPeer& times);
+    virtual std::uint32_t SetDeadPeer(const DeadPeer& times) = 0;
     // 0 means no limit.
-    std::uint32_t SetReceiveTimeout(std::uint32_t milliseconds);
+    virtual std::uint32_t SetReceiveTimeout(std::uint32_t milliseconds) = 0;
     // How much the system keeps of what the peer has not taken yet; it may double the number.
-    std::uint32_t SetSendBuffer(int bytes);
+    virtual std::uint32_t SetSendBuffer(int bytes) = 0;
 
     enum class Ready { Yes, No, Error };
     // Waits until the socket can be read or written.
-    Ready Poll(bool write, int milliseconds, std::uint32_t& error) const;
+    virtual Ready Poll(bool write, int milliseconds, std::uint32_t& error) = 0;
 
     // The number of bytes, 0 at the peer's end; nothing on an error, which is then in `error`. A signal
     // does not end them.
-    std::optional<std::size_t> Send(const void* data, std::size_t length, std::uint32_t& error);
-    std::optional<std::size_t> Receive(void* buffer, std::size_t length, std::uint32_t& error);
+    virtual std::optional<std::size_t> Send(const void* data, std::size_t length, std::uint32_t& error) = 0;
+    virtual std::optional<std::size_t> Receive(void* buffer, std::size_t length, std::uint32_t& error) = 0;
 
     // Ends blocked operations of the thread that uses the socket, and all later ones.
-    void Shutdown();
-    void Close();
+    virtual void Shutdown() = 0;
+    virtual void Close() = 0;
+};
+
+// Makes the sockets of one owner.
+using SocketMaker = std::function<std::unique_ptr<Socket>()>;
+
+// The system's own.
+class SystemSocket final : public Socket {
+public:
+    static std::unique_ptr<Socket> Make() { return std::make_unique<SystemSocket>(); }
+
+    ~SystemSocket() override { SystemSocket::Close(); }
+
+    bool IsOpen() const override { return m_fd >= 0; }
+    std::uint32_t Open() override;
+    std::uint32_t BindAny() override;
+    std::uint32_t SetBlocking(bool blocking) override;
+    std::uint32_t Connect(Ipv4Address address, std::uint16_t port) override;
+    std::uint32_t PendingError() const override;
+    std::uint32_t SetKeepAlive(bool on) override;
+    std::uint32_t SetDeadPeer(const DeadPeer& times) override;
+    std::uint32_t SetReceiveTimeout(std::uint32_t milliseconds) override;
+    std::uint32_t SetSendBuffer(int bytes) override;
+    Ready Poll(bool write, int milliseconds, std::uint32_t& error) override;
+    std::optional<std::size_t> Send(const void* data, std::size_t length, std::uint32_t& error) override;
+    std::optional<std::size_t> Receive(void* buffer, std::size_t length, std::uint32_t& error) override;
+    void Shutdown() override;
+    void Close() override;
 
 private:
     int m_fd = -1;

@@ -18,7 +18,8 @@ namespace kvmon {
 
 class ServerWorker {
 public:
-    explicit ServerWorker(Clock& clock) : m_query(clock) {}
+    explicit ServerWorker(Clock& clock, SocketMaker makeSocket = SystemSocket::Make)
+        : m_query(clock, std::move(makeSocket)) {}
     ServerWorker(const ServerWorker&) = delete;
     ServerWorker& operator=(const ServerWorker&) = delete;
 

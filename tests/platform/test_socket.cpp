@@ -28,7 +28,7 @@ protected:
 
     std::uint32_t error = 0;
     char buffer[16] = {};
-    Socket socket;
+    SystemSocket socket;
 };
 
 TEST_F(SocketTest, CarriesBytesAndTellsThePeersEnd) {

@@ -32,7 +32,9 @@ Result ResultOf(ExchangeStep step) {
 // Command thread only.
 class CommandExchange {
 public:
-    CommandExchange(Clock& clock, const FlagWord& bAbort) : m_tran(&bAbort, clock) {}
+    CommandExchange(Clock& clock, const FlagWord& bAbort,
+                    std::unique_ptr<Socket> socket = SystemSocket::Make())
+        : m_tran(&bAbort, clock, std::move(socket)) {}
 
     // Connects, sends and reads the status line; gives the step that failed. Connecting and sending get
     // 3000 ms each.

@@ -9,7 +9,9 @@ namespace kvmon {
 // Takes no abort flag.
 class CHttpChunkTran : public CHttpTran {
 public:
-    explicit CHttpChunkTran(Clock& clock = SystemClock()) : CHttpTran(nullptr, clock) {}
+    explicit CHttpChunkTran(Clock& clock = SystemClock(),
+                            std::unique_ptr<Socket> socket = SystemSocket::Make())
+        : CHttpTran(nullptr, clock, std::move(socket)) {}
 
     void SetChunked(bool bChunked) { m_bChunked = bChunked; }
     bool ReadToCRLF(char* pBuffer, std::size_t* pnLength, std::uint32_t* dwTimeout) override;

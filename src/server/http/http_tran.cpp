@@ -28,7 +28,8 @@ void Spend(std::uint32_t* budget, std::uint64_t milliseconds) {
 
 }  // namespace
 
-CHttpTran::CHttpTran(const FlagWord* pAbortFlag, Clock& clock) : m_pAbortFlag(pAbortFlag), m_clock(clock) {}
+CHttpTran::CHttpTran(const FlagWord* pAbortFlag, Clock& clock, std::unique_ptr<Socket> socket)
+    : m_socket(std::move(socket)), m_pAbortFlag(pAbortFlag), m_clock(clock) {}
 
 CHttpTran::~CHttpTran() {
     Close();
@@ -42,11 +43,11 @@ bool CHttpTran::Keep(std::uint32_t code) {
 }
 
 bool CHttpTran::Create(SocketKind kind) {
-    if (m_hSocket.IsOpen() || !Keep(m_hSocket.Open())) {
+    if (m_socket->IsOpen() || !Keep(m_socket->Open())) {
         return false;
     }
     m_bBlocking = kind == SocketKind::Blocking;
-    if (!Keep(m_hSocket.BindAny()) || !Keep(m_hSocket.SetBlocking(m_bBlocking))) {
+    if (!Keep(m_socket->BindAny()) || !Keep(m_socket->SetBlocking(m_bBlocking))) {
         Close();
         return false;
     }
@@ -54,7 +55,7 @@ bool CHttpTran::Create(SocketKind kind) {
 }
 
 bool CHttpTran::Connect(const char* lpszHost, std::uint32_t nPort, std::uint32_t* dwTimeout) {
-    if (!m_hSocket.IsOpen() || lpszHost == nullptr || IsAborted()) {
+    if (!m_socket->IsOpen() || lpszHost == nullptr || IsAborted()) {
         return false;
     }
     std::optional<Ipv4Address> address = ParseDottedAddress(lpszHost);
@@ -80,22 +81,22 @@ bool CHttpTran::Connect(const char* lpszHost, std::uint32_t nPort, std::uint32_t
     // The system's own wait for a host that does not answer lasts two minutes: with a budget a blocking
     // socket becomes one that waits in rounds, until it is connected.
     const bool bInRounds = m_bBlocking && HasLimit(dwTimeout);
-    if (bInRounds && !Keep(m_hSocket.SetBlocking(false))) {
+    if (bInRounds && !Keep(m_socket->SetBlocking(false))) {
         return false;
     }
-    const std::uint32_t code = m_hSocket.Connect(*address, static_cast<std::uint16_t>(nPort));
+    const std::uint32_t code = m_socket->Connect(*address, static_cast<std::uint16_t>(nPort));
     bool bConnected = code == 0 && !IsAborted();
     if (code == kSocketWouldBlock) {
         // A refused connection is "ready" too: its error is then pending.
-        bConnected = WaitReady(To::Write, dwTimeout) && Keep(m_hSocket.PendingError());
+        bConnected = WaitReady(To::Write, dwTimeout) && Keep(m_socket->PendingError());
     } else {
         Keep(code);
     }
-    return bConnected && (!bInRounds || Keep(m_hSocket.SetBlocking(true)));
+    return bConnected && (!bInRounds || Keep(m_socket->SetBlocking(true)));
 }
 
 CHttpTran::Wait CHttpTran::WaitSocket(To to, std::uint32_t* dwTimeout) {
-    if (!m_hSocket.IsOpen()) {
+    if (!m_socket->IsOpen()) {
         return Wait::Ended;
     }
     struct Waiter {
@@ -113,7 +114,7 @@ CHttpTran::Wait CHttpTran::WaitSocket(To to, std::uint32_t* dwTimeout) {
         }
         nElapsed += kRoundMs;
         std::uint32_t error = 0;
-        switch (m_hSocket.Poll(to == To::Write, static_cast<int>(round.count()), error)) {
+        switch (m_socket->Poll(to == To::Write, static_cast<int>(round.count()), error)) {
             case Socket::Ready::Error:
                 m_dwLastError = error;
                 return Wait::Error;
@@ -135,14 +136,14 @@ CHttpTran::Wait CHttpTran::WaitSocket(To to, std::uint32_t* dwTimeout) {
 }
 
 bool CHttpTran::Send(const void* pData, std::size_t nLength, std::uint32_t* dwTimeout) {
-    if (!m_hSocket.IsOpen() || pData == nullptr || nLength < 1) {
+    if (!m_socket->IsOpen() || pData == nullptr || nLength < 1) {
         return false;
     }
     const auto* rest = static_cast<const std::uint8_t*>(pData);
     bool sendFailed = false;
     while (!IsAborted() && nLength > 0 && !sendFailed && WaitReady(To::Write, dwTimeout)) {
         std::uint32_t error = 0;
-        if (const auto sent = m_hSocket.Send(rest, nLength, error)) {
+        if (const auto sent = m_socket->Send(rest, nLength, error)) {
             rest += *sent;
             nLength -= *sent;
         } else if (error != kSocketWouldBlock) {
@@ -155,7 +156,7 @@ bool CHttpTran::Send(const void* pData, std::size_t nLength, std::uint32_t* dwTi
 
 std::optional<std::size_t> CHttpTran::ReceiveBytes(void* pBuffer, std::size_t nLength, bool* pbTryAgain) {
     std::uint32_t error = 0;
-    const auto got = m_hSocket.Receive(pBuffer, nLength, error);
+    const auto got = m_socket->Receive(pBuffer, nLength, error);
     *pbTryAgain = !got && error == kSocketWouldBlock && !m_bBlocking;
     if (!got && !*pbTryAgain) {
         // A blocking socket whose receive time-out passed reports it like one that would block.
@@ -365,19 +366,19 @@ bool CHttpTran::ParseHttpHeader(std::string_view line, HTTP_RESULT* pResult) {
 }
 
 bool CHttpTran::SetSocketOptions(std::uint32_t dwRecvTimeout) {
-    return Keep(m_hSocket.SetKeepAlive(true)) && Keep(m_hSocket.SetReceiveTimeout(dwRecvTimeout));
+    return Keep(m_socket->SetKeepAlive(true)) && Keep(m_socket->SetReceiveTimeout(dwRecvTimeout));
 }
 
 bool CHttpTran::SetDeadPeer(const Socket::DeadPeer& times) {
-    return Keep(m_hSocket.SetDeadPeer(times));
+    return Keep(m_socket->SetDeadPeer(times));
 }
 
 bool CHttpTran::SetSendBuffer(int bytes) {
-    return Keep(m_hSocket.SetSendBuffer(bytes));
+    return Keep(m_socket->SetSendBuffer(bytes));
 }
 
 void CHttpTran::Shutdown() {
-    m_hSocket.Shutdown();
+    m_socket->Shutdown();
 }
 
 void CHttpTran::CancelWait() {
@@ -390,7 +391,7 @@ void CHttpTran::CancelWait() {
 
 void CHttpTran::Close() {
     CancelWait();
-    m_hSocket.Close();
+    m_socket->Close();
     m_pPushback.reset();
     m_nPushbackLen = m_nPushbackPos = 0;
 }

@@ -50,7 +50,8 @@ enum class NotifyLine {
 // operation gives false (or 0) on failure and leaves the cause in GetSocketError.
 class CHttpTran {
 public:
-    explicit CHttpTran(const FlagWord* pAbortFlag, Clock& clock = SystemClock());
+    explicit CHttpTran(const FlagWord* pAbortFlag, Clock& clock = SystemClock(),
+                       std::unique_ptr<Socket> socket = SystemSocket::Make());
     virtual ~CHttpTran();
     CHttpTran(const CHttpTran&) = delete;
     CHttpTran& operator=(const CHttpTran&) = delete;
@@ -120,7 +121,7 @@ private:
     std::size_t TakePushback(void* pBuffer, std::size_t nLength);
     bool Keep(std::uint32_t code);
 
-    Socket m_hSocket;
+    const std::unique_ptr<Socket> m_socket;
     std::atomic<bool> m_bCancel{false};
     std::atomic<int> m_nWaiters{0};
     std::uint32_t m_dwLastError = 0;

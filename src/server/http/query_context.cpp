@@ -5,7 +5,7 @@
 namespace kvmon {
 
 ServerTran::ServerTran(QueryContext& query)
-    : CHttpTran(&query.m_bHttpTranFlag, query.m_clock), m_query(query) {
+    : CHttpTran(&query.m_bHttpTranFlag, query.m_clock, query.m_makeSocket()), m_query(query) {
     const std::lock_guard lock(m_query.m_csTrans);
     m_query.m_Trans.push_back(this);
 }

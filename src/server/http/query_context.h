@@ -26,7 +26,8 @@ struct ConnectInfo {
 // Whom they ask and below which root, how a stop ends them, and what the last try came to. Any thread.
 class QueryContext {
 public:
-    explicit QueryContext(Clock& clock) : m_clock(clock) {}
+    explicit QueryContext(Clock& clock, SocketMaker makeSocket = SystemSocket::Make)
+        : m_clock(clock), m_makeSocket(std::move(makeSocket)) {}
     QueryContext(const QueryContext&) = delete;
     QueryContext& operator=(const QueryContext&) = delete;
 
@@ -71,6 +72,7 @@ private:
     void ForgetFailureLocked();
 
     Clock& m_clock;
+    const SocketMaker m_makeSocket;
     std::atomic<int> m_nIdx{-1};
     std::atomic<std::uint32_t> m_dwErrorCount{0};
     FlagWord m_bHttpTranFlag{0};

@@ -15,8 +15,9 @@ bool GetResourceFromURL(std::vector<std::uint8_t>* pData, const std::string& url
     if (!SplitHttpUrl(url, &split)) {
         return false;
     }
+    SystemSocket socket;
     const bool fetched = transport == FetchTransport::Socket
-                             ? FetchBySocket(data, split, type, user, password, pAbortFlag)
+                             ? FetchBySocket(socket, data, split, type, user, password, pAbortFlag)
                              : FetchByPlatform(data, url, type, user, password, pAbortFlag);
     if (fetched) {
         *pData = std::move(data);

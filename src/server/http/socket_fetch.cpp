@@ -5,7 +5,6 @@
 
 #include "persist/utilities.h"
 #include "platform/clock.h"
-#include "platform/socket.h"
 #include "platform/text.h"
 #include "server/documents/wire_number.h"
 
@@ -122,11 +121,11 @@ ResourceHead ParseResourceHead(std::string_view head) {
     return result;
 }
 
-bool FetchBySocket(std::vector<std::uint8_t>& data, const SplitUrl& url, const std::string& contentType,
-                   const std::string& user, const std::string& password, const FlagWord* abortFlag) {
+bool FetchBySocket(Socket& socket, std::vector<std::uint8_t>& data, const SplitUrl& url,
+                   const std::string& contentType, const std::string& user, const std::string& password,
+                   const FlagWord* abortFlag) {
     const std::string request = MakeRequest(url, contentType, user, password);
     const Deadline deadline(abortFlag);
-    Socket socket;
     if (Utf16Length(request) > kMaxRequest || !ConnectSocket(socket, url, deadline) ||
         !SendAll(socket, request)) {
         return false;

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/socket.h"
 #include "platform/worker.h"
 #include "server/http/resource_url.h"
 
@@ -19,7 +20,8 @@ struct ResourceHead {
 // `head` ends before its blank line.
 ResourceHead ParseResourceHead(std::string_view head);
 
-bool FetchBySocket(std::vector<std::uint8_t>& data, const SplitUrl& url, const std::string& contentType,
-                   const std::string& user, const std::string& password, const FlagWord* abortFlag);
+bool FetchBySocket(Socket& socket, std::vector<std::uint8_t>& data, const SplitUrl& url,
+                   const std::string& contentType, const std::string& user, const std::string& password,
+                   const FlagWord* abortFlag);
 
 }  // namespace kvmon

@@ -56,7 +56,7 @@ public:
     void Wake();
 
 private:
-    const Patience m_patience;
+    const Patience m_patience{};
     std::mutex m_sessionMutex;  // held during the session's functions
     Session m_session;
     std::mutex m_heardMutex;

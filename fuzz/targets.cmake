@@ -1,0 +1,28 @@
+# The targets, each fuzz_NAME of fuzz/NAME.cpp, and what of the system they stand on. Also for the test that
+# replays their inputs.
+function(kv_fuzz_target name)
+  set(KV_FUZZ_TARGETS ${KV_FUZZ_TARGETS} ${name} PARENT_SCOPE)
+  set(KV_FUZZ_DEPS_${name} ${ARGN} PARENT_SCOPE)
+endfunction()
+
+kv_fuzz_target(base64 kvpersist)
+kv_fuzz_target(decode_loop kvchannel kvmakershim)
+kv_fuzz_target(http_head kvserver-http)
+kv_fuzz_target(http_tran kvserver-http)
+kv_fuzz_target(jpeg kvcodec)
+kv_fuzz_target(login kvserver kvtestsupport)
+kv_fuzz_target(multipart kvchannel)
+kv_fuzz_target(recorder_files kvrecstate PkgConfig::LIBAVFORMAT)
+kv_fuzz_target(recorder_request kvrecservice)
+kv_fuzz_target(replies kvchannel kvconsole-site)
+kv_fuzz_target(server_documents kvserver-documents)
+kv_fuzz_target(share_name kvshares)
+kv_fuzz_target(sony_h264 kvcodec)
+kv_fuzz_target(sound kvaudio kvrecmedia)
+kv_fuzz_target(stored_text kvpersist)
+kv_fuzz_target(stored_tree kvconsole-settings kvconsole-layout)
+kv_fuzz_target(stream_records kvchannel)
+kv_fuzz_target(video kvcodec)
+kv_fuzz_target(web_messages kvweb)
+kv_fuzz_target(xml_document kvserver-documents)
+
