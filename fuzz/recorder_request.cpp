@@ -31,6 +31,7 @@ private:
 RecorderConfig Start() {
     RecorderConfig config;
     config.users.push_back(MakeFullUser("a", "b"));
+    config.server.recording.folder = "/proc/kvmon";  // none can be made
     config.channels = DemoChannels(2);
     for (ChannelConfig& channel : config.channels) {
         channel.camera.direct = true;
