@@ -102,6 +102,9 @@ private:
         if (m_worker.UpdateServerInfo(m_status)) {
             m_query.SetErrorCount(0);
             m_bFirst = false;
+        } else if (bListRead) {
+            // Whatever happened since the round before: the streams may be other ones though the list is not.
+            m_worker.CapabilityEvent().Set();
         }
     }
 
