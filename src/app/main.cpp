@@ -1,5 +1,13 @@
+#include <cstdio>
+
 #include "app/run.h"
+#include "platform/caught.h"
 
 int main(int argc, char** argv) {
-    return kvmon::Run(argc, argv);
+    try {
+        return kvmon::Run(argc, argv);
+    } catch (...) {
+        std::fprintf(stderr, "kvmon: cannot go on: %s\n", kvmon::TakeCaught().what.data());
+        return 1;
+    }
 }
