@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 
 #include "platform/diagnostics.h"
@@ -16,6 +17,8 @@ namespace kvmon {
 namespace {
 
 constexpr std::size_t kMaxLine = 1024;
+// Room for that many UTF-16 units and the stamp; what is cut off here is beyond the line's end.
+constexpr std::size_t kLineBytes = 4096;
 constexpr std::int64_t kMaxFile = 0xA00000;
 
 bool DebugOutputOn() {
@@ -32,13 +35,12 @@ void WriteDebugOutput(std::string_view text) {
     }
 }
 
-std::string Stamp(Clock& clock) {
+// Gives the length.
+std::size_t Stamp(Clock& clock, char* text, std::size_t size) {
     const std::time_t now = std::chrono::system_clock::to_time_t(clock.Now());
     std::tm local{};
     localtime_r(&now, &local);
-    char text[32];
-    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S\t", &local);
-    return text;
+    return std::strftime(text, size, "%Y-%m-%d %H:%M:%S\t", &local);
 }
 
 }  // namespace
@@ -57,11 +59,12 @@ void CLogFile::Trace(const char* lpszFormat, ...) {
 }
 
 void CLogFile::TraceV(const char* lpszFormat, std::va_list args) {
-    std::string text = FormatTextV(lpszFormat, args);
-    if (text.size() > kMaxLine) {
-        text = Utf16Left(text, kMaxLine);
-    }
-    const std::string line = Stamp(m_clock) + text;
+    // Lines tell of a lack of memory, too: all of this stays on the stack.
+    char buffer[kLineBytes];
+    const std::size_t stamp = Stamp(m_clock, buffer, sizeof buffer);
+    const int length = std::vsnprintf(buffer + stamp, sizeof buffer - stamp, lpszFormat, args);
+    const std::string_view text(buffer + stamp, length > 0 ? std::strlen(buffer + stamp) : 0);
+    const std::string_view line(buffer, stamp + Utf16Prefix(text, kMaxLine).size());
     const std::lock_guard lock(m_cs);
     WriteDebugOutput(line);
     if (m_bFileOpen) {

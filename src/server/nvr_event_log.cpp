@@ -8,6 +8,7 @@
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
+#include "platform/caught.h"
 #include "server/documents/server_documents.h"
 #include "server/http/http_tran.h"
 
@@ -83,6 +84,18 @@ struct CGetNVREventLog::Shared {
 
     std::mutex csTran;
     CHttpTran* pTran = nullptr;  // guarded by csTran
+    // Puts a transaction in reach of Shutdown for as long as this object lives.
+    struct InReach {
+        InReach(Shared& theOwner, CHttpTran* tran) : owner(theOwner) { Set(tran); }
+        ~InReach() { Set(nullptr); }
+        InReach(const InReach&) = delete;
+        InReach& operator=(const InReach&) = delete;
+        void Set(CHttpTran* tran) {
+            const std::lock_guard lock(owner.csTran);
+            owner.pTran = tran;
+        }
+        Shared& owner;
+    };
 
     mutable std::mutex cs;
     CNvrEventList list;  // guarded by cs
@@ -153,13 +166,8 @@ bool CGetNVREventLog::Shared::Fetch() {
     EventLogParser parser(strRegSection, std::move(latest));
     {
         CHttpTran tran(&bStop, clock);
-        {
-            const std::lock_guard lock(csTran);
-            pTran = &tran;
-        }
+        const InReach reach(*this, &tran);
         ReadLog(tran, parser);
-        const std::lock_guard lock(csTran);
-        pTran = nullptr;
     }
     if (parser.GetCount() == -1) {
         return false;
@@ -177,15 +185,19 @@ void CGetNVREventLog::Shared::GetNVREventLogFunc() {
     Event* const wake = &hDoEvent;
     while (bStop == 0) {
         std::optional<Milliseconds> pause;
-        const bool bFetched = Fetch();
+        bool bFetched = false;
+        TryStep("CGetNVREventLog::GetNVREventLogFunc", [&] { bFetched = Fetch(); });
         if (bStop != 0) {
             break;  // what a stop cut short is no failure
         }
+        const auto post = [&](WParam code, LParam index) {
+            TryStep("CGetNVREventLog::Post", [&] { hNotifyWnd.Post(WM_GETNVREVENT, code, index); });
+        };
         if (bFetched) {
-            hNotifyWnd.Post(WM_GETNVREVENT, 0, nIdx);
+            post(0, nIdx);
             Trace("CGetNVREventLog::GetNVREventLogFunc: m_nIdx=%d, WM_GETNVREVENT_SUCCESSFUL...\n", nIdx);
         } else {
-            hNotifyWnd.Post(WM_GETNVREVENT, 1, 0);
+            post(1, 0);
             Trace("CGetNVREventLog::GetNVREventLogFunc: WM_GETNVREVENT_FAILED...\n");
             pause = kRetryPause;
         }
