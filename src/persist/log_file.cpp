@@ -9,6 +9,7 @@
 #include <ctime>
 
 #include "platform/diagnostics.h"
+#include "platform/outside_text.h"
 #include "platform/text.h"
 
 namespace kvmon {
@@ -61,7 +62,8 @@ void CLogFile::TraceV(const char* lpszFormat, std::va_list args) {
     if (text.size() > kMaxLine) {
         text = Utf16Left(text, kMaxLine);
     }
-    const std::string line = Stamp(m_clock) + text;
+    // What recorders and pages told stands in it as it came.
+    const std::string line = Stamp(m_clock) + OutsideText(text);
     const std::lock_guard lock(m_cs);
     WriteDebugOutput(line);
     if (m_bFileOpen) {
@@ -69,7 +71,8 @@ void CLogFile::TraceV(const char* lpszFormat, std::va_list args) {
     }
 }
 
-void CLogFile::TraceRaw(bool bDebugOut, std::string_view text) {
+void CLogFile::TraceRaw(bool bDebugOut, std::string_view raw) {
+    const std::string text = OutsideText(raw);
     const std::lock_guard lock(m_cs);
     if (bDebugOut) {
         WriteDebugOutput(text);

@@ -1,7 +1,8 @@
 #include "server/http/disk_info.h"
 
 #include "persist/log_file.h"
-#include "persist/utilities.h"
+#include "platform/outside_text.h"
+#include "platform/text.h"
 #include "server/documents/document_errors.h"
 #include "server/http/document_reader.h"
 
@@ -12,7 +13,6 @@ namespace {
 constexpr std::uint32_t kHeaderLineMs = 3000;
 constexpr std::uint32_t kNameMs = 1000;
 constexpr std::size_t kMaxName = 1024;  // UTF-16 units
-constexpr unsigned kUtf8 = 65001;
 
 // What the list of channels found wrong before stands.
 void NoteIfGood(QueryContext& query, LinkFault fault, int nStatus = 0) {
@@ -71,7 +71,7 @@ void ReadNames(const QueryContext& query, DocumentReader& reader, CNvrStatus& st
         reader.ReadLine(kNameMs);
         const auto index = static_cast<std::size_t>(channel);
         if (index < status.m_VideoSettingList.size()) {
-            const std::string name = WideFromCodePage(kUtf8, TrimRight(reader.Line(), "\n"));
+            const std::string name = OutsideLine(TrimRight(reader.Line(), "\n"));
             status.m_VideoSettingList[index].m_strChannelName = Utf16Left(name, kMaxName);
         }
     }
