@@ -10,6 +10,7 @@
 #include <ctime>
 
 #include "platform/diagnostics.h"
+#include "platform/outside_text.h"
 #include "platform/text.h"
 
 namespace kvmon {
@@ -63,7 +64,9 @@ void CLogFile::TraceV(const char* lpszFormat, std::va_list args) {
     char buffer[kLineBytes];
     const std::size_t stamp = Stamp(m_clock, buffer, sizeof buffer);
     const int length = std::vsnprintf(buffer + stamp, sizeof buffer - stamp, lpszFormat, args);
+    // What recorders and pages told stands in it as it came.
     const std::string_view text(buffer + stamp, length > 0 ? std::strlen(buffer + stamp) : 0);
+    BlankHiddenSigns(buffer + stamp, text.size());
     const std::string_view line(buffer, stamp + Utf16Prefix(text, kMaxLine).size());
     const std::lock_guard lock(m_cs);
     WriteDebugOutput(line);
@@ -72,7 +75,8 @@ void CLogFile::TraceV(const char* lpszFormat, std::va_list args) {
     }
 }
 
-void CLogFile::TraceRaw(bool bDebugOut, std::string_view text) {
+void CLogFile::TraceRaw(bool bDebugOut, std::string_view raw) {
+    const std::string text = OutsideText(raw);
     const std::lock_guard lock(m_cs);
     if (bDebugOut) {
         WriteDebugOutput(text);

@@ -9,6 +9,8 @@
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
 #include "platform/caught.h"
+#include "platform/outside_text.h"
+#include "platform/secret_memory.h"
 #include "server/documents/server_documents.h"
 #include "server/http/http_tran.h"
 
@@ -69,8 +71,9 @@ struct CGetNVREventLog::Shared {
 
     Clock& clock;
     // Set before the thread's start only.
-    BoundedText<64> szHost, szUser, szPassword;
-    BoundedText<256> szBase64Auth;
+    BoundedText<64> szHost, szUser;
+    SecretText<64> szPassword;
+    SecretText<256> szBase64Auth;
     int nIdx = 0;
     std::string strRegSection;
     std::uint32_t nPort = 80;
@@ -350,8 +353,8 @@ void CGetNVREventLog::LoadEvents() {
         CNvrEvent event;
         event.m_strServer = section;
         event.m_nLevel = static_cast<std::int32_t>(m_registry.GetProfileInt(entry, "Level", kNoLevel));
-        event.m_strTime = m_registry.GetProfileString(entry, "Time", {});
-        event.m_strContent = m_registry.GetProfileString(entry, "Content", {});
+        event.m_strTime = OutsideLine(m_registry.GetProfileString(entry, "Time", {}));
+        event.m_strContent = OutsideLine(m_registry.GetProfileString(entry, "Content", {}));
         event.m_Time = ParseEventTime(event.m_strTime);
         if (event.m_nLevel != -1 && !event.m_strTime.empty() && !event.m_strContent.empty()) {
             loaded.push_back(std::move(event));

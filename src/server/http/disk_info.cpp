@@ -3,7 +3,8 @@
 #include <algorithm>
 
 #include "persist/log_file.h"
-#include "persist/utilities.h"
+#include "platform/outside_text.h"
+#include "platform/text.h"
 #include "server/documents/document_errors.h"
 #include "server/http/document_reader.h"
 
@@ -16,7 +17,6 @@ constexpr std::uint32_t kNameMs = 1000;
 // Then the others are not waited for: with many channels that takes minutes.
 constexpr int kMostMissing = 3;
 constexpr std::size_t kMaxName = 1024;  // UTF-16 units
-constexpr unsigned kUtf8 = 65001;
 
 // What the list of channels found wrong before stands.
 void NoteIfGood(QueryContext& query, LinkFault fault, int nStatus = 0) {
@@ -77,8 +77,7 @@ void ReadNames(const QueryContext& query, DocumentReader& reader, CNvrStatus& st
         // A name that does not come stays empty.
         const bool bCame = missing < kMostMissing && reader.ReadLine(kNameMs);
         missing += bCame ? 0 : 1;
-        const std::string name =
-            bCame ? WideFromCodePage(kUtf8, TrimRight(reader.Line(), "\n")) : std::string();
+        const std::string name = bCame ? OutsideLine(TrimRight(reader.Line(), "\n")) : std::string();
         list[channel].m_strChannelName = Utf16Left(name, kMaxName);
     }
 }
