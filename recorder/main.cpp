@@ -38,6 +38,18 @@ int Send(const Options& options) {
     return reply.ends_with("ok\n") ? 0 : 1;
 }
 
+// A configuration that could not be read for want of memory is told, and the next signal waited for.
+void RunOn(asio::io_context& loop, const std::function<void()>& waitReload) {
+    while (!loop.stopped()) {
+        try {
+            loop.run();
+        } catch (const std::exception& failure) {
+            std::fprintf(stderr, "kvrecorder: configuration not read: %s\n", failure.what());
+            waitReload();
+        }
+    }
+}
+
 // Serves until a signal or a command ends it.
 int Serve(const Options& options) {
     const RecorderConfig config = MakeConfig(options);
@@ -80,7 +92,7 @@ int Serve(const Options& options) {
     if (!recorder.CameraEndpoint().empty()) {
         std::cout << "kvrecorder: cameras on " << recorder.CameraEndpoint() << std::endl;
     }
-    loop.run();
+    RunOn(loop, waitReload);
     recorder.Stop();
     return 0;
 }
@@ -97,6 +109,7 @@ int main(int argc, char** argv) {
         }
         return options.send.empty() ? Serve(options) : Send(options);
     } catch (const std::exception& failure) {
-        return Complain(failure.what());
+        std::fprintf(stderr, "kvrecorder: %s\n", failure.what());  // there may be no memory for more
+        return kUsageError;
     }
 }
