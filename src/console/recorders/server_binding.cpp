@@ -196,7 +196,8 @@ void ServerBinding::OnGetVSInfoFailed(std::uint32_t code, int server) {
         }
         return;
     }
-    if (info->GetErrorCount() > kFailuresShown) {
+    // What failed before the recorder answered again may be told behind that, and would stay on show.
+    if (info->GetErrorCount() > kFailuresShown && !info->IsConnected()) {
         for (int slot = 0; slot < info->GetCameraCount(); ++slot) {
             if (const auto camera = GetServerCamera(m_recorders, server, slot)) {
                 camera->Picture().SetMainOsdKelvaraString(LoadString(57397));
