@@ -3,6 +3,7 @@
 
 #include <asio/io_context.hpp>
 #include <asio/local/stream_protocol.hpp>
+#include <asio/steady_timer.hpp>
 #include <asio/strand.hpp>
 
 #include <functional>
@@ -39,6 +40,8 @@ private:
     std::shared_ptr<Shared> m_shared;
     asio::strand<asio::io_context::executor_type> m_strand;
     asio::local::stream_protocol::acceptor m_acceptor;
+    asio::steady_timer m_retry;
+    bool m_stopped = false;  // on m_strand
 };
 
 // Sends one line to the socket at `path` and gives the reply. Throws ConfigError if nobody answers.
