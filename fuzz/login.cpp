@@ -22,6 +22,8 @@ using kvfuzz::Check;
 
 namespace {
 
+// A list of one is read as any, and in a third of the time of three.
+constexpr int kListed = 1;
 constexpr int kChannels = 3;
 constexpr std::size_t kMostAnswers = 40;
 constexpr std::string_view kBetween = "\xFE\xFE";
@@ -32,9 +34,9 @@ const std::string& RightAnswer(std::string_view request) {
         std::string_view key;
         std::string reply;
     } answers[] = {
-        {"get_init_info.cgi", kvtest::ConcInfo(kChannels)},
-        {"z_status.cgi", kvtest::DiskInfo(kChannels)},
-        {"get_ext_info.cgi", kvtest::ExtInfo(kChannels)},
+        {"get_init_info.cgi", kvtest::ConcInfo(kListed)},
+        {"z_status.cgi", kvtest::DiskInfo(kListed)},
+        {"get_ext_info.cgi", kvtest::ExtInfo(kListed)},
         {"notify.cgi", ok + "1\n2\n\n3\n"},
         {"getmultistreaminfo.cgi",
          ok +

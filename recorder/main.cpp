@@ -7,9 +7,13 @@
 #include <asio/post.hpp>
 #include <asio/signal_set.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <iostream>
+#include <string>
+#include <string_view>
 #include <thread>
 
 #include "media/media_hub.h"
@@ -31,11 +35,15 @@ constexpr int kCutShort = 3;
 constexpr std::chrono::milliseconds kLongestEnd{4'200};
 
 // One line for the terminal, whoever made up the names in it.
-void Tell(const std::string& text) {
-    std::cerr << "kvrecorder: " + PrintableUtf8(text, text.size()) + "\n" << std::flush;
+void Tell(std::string_view text) {
+    try {
+        std::cerr << "kvrecorder: " + PrintableUtf8(text, text.size()) + "\n" << std::flush;
+    } catch (const std::exception&) {
+        std::fprintf(stderr, "kvrecorder: %.*s\n", static_cast<int>(text.size()), text.data());
+    }
 }
 
-int Complain(const std::string& text) {
+int Complain(std::string_view text) {
     Tell(text);
     return kUsageError;
 }
@@ -55,9 +63,21 @@ int Send(const Options& options) {
 void EndAtTheLatest(std::chrono::milliseconds time) {
     std::thread([time] {
         std::this_thread::sleep_for(time);
-        Tell("something hangs; ended without waiting for it");
+        std::fputs("kvrecorder: something hangs; ended without waiting for it\n", stderr);
         ::_exit(kCutShort);
     }).detach();
+}
+
+// A configuration that could not be read for want of memory is told, and the next signal waited for.
+void RunOn(asio::io_context& loop, const std::function<void()>& waitReload) {
+    while (!loop.stopped()) {
+        try {
+            loop.run();
+        } catch (const std::exception& failure) {
+            std::fprintf(stderr, "kvrecorder: configuration not read: %s\n", failure.what());
+            waitReload();
+        }
+    }
 }
 
 // Serves until a signal or a command ends it.
@@ -112,7 +132,7 @@ int Serve(const Options& options) {
     };
     waitReload();
 
-    loop.run();
+    RunOn(loop, waitReload);
     EndAtTheLatest(kLongestEnd);
     recorder.Stop();
     return 0;

@@ -37,8 +37,10 @@ void Connection::Start() {
     asio::post(m_socket.get_executor(), [self = shared_from_this()] {
         std::error_code ignored;
         self->m_socket.set_option(asio::ip::tcp::no_delay(true), ignored);
-        self->m_role->Begin();
-        self->Read();
+        self->Safely([&self] {
+            self->m_role->Begin();
+            self->Read();
+        });
     });
 }
 
@@ -67,11 +69,21 @@ void Connection::Abandon() {
     m_role->Release();
 }
 
+// What throws, mostly since memory is short, costs this connection and no other.
+template <typename Work>
+void Connection::Safely(Work work) {
+    try {
+        work();
+    } catch (const std::exception&) {
+        End();
+    }
+}
+
 template <typename Call>
 void Connection::Tell(Call call) {
     if (m_standing != Standing::Closed) {
         const auto role = m_role;
-        call(*role);
+        Safely([&] { call(*role); });
     }
 }
 
@@ -216,7 +228,7 @@ void Connection::OnWritten(const std::error_code& error, std::size_t count) {
     }
     m_outDone += count;
     if (m_outDone < m_outText.size() + (m_outPacket ? m_outPacket->data.size() : 0)) {
-        Write();
+        Safely([this] { Write(); });
         return;
     }
     m_outPacket.reset();

@@ -83,6 +83,8 @@ private:
     Link& AsLink() { return *this; }
     void Become(std::shared_ptr<Role> role, Standing standing = Standing::Other);
     // Runs on the strand, with the present role. A role that gives way in it lives on to its end.
+    template <typename Work>
+    void Safely(Work work);
     template <typename Call>
     void Tell(Call call);
 

@@ -122,6 +122,9 @@ ControlSocket::ControlSocket(asio::io_context& io, std::string path, Handler han
     ::umask(before);
     if (!error) {
         m_acceptor.listen(asio::socket_base::max_listen_connections, error);
+        if (error) {
+            ::unlink(m_path.c_str());
+        }
     }
     if (error) {
         throw ConfigError("cannot open the control socket " + m_path + ": " + error.message());
@@ -142,9 +145,18 @@ void ControlSocket::Stop() {
     });
 }
 
+void ControlSocket::Resume() {
+    asio::post(m_strand, [this] {
+        if (!m_waits && !m_stopped) {
+            Accept();
+        }
+    });
+}
+
 void ControlSocket::Accept() {
     m_acceptor.async_accept(asio::make_strand(m_strand.get_inner_executor()),
                             [this](const std::error_code& error, Protocol::socket socket) {
+                                m_waits = false;
                                 if (m_stopped || error == asio::error::operation_aborted) {
                                     return;
                                 }
@@ -152,10 +164,12 @@ void ControlSocket::Accept() {
                                     // Out of descriptors, most likely: the next try must not come at once.
                                     m_retry.expires_after(kAcceptPause);
                                     m_retry.async_wait([this](const std::error_code& ended) {
+                                        m_waits = false;
                                         if (!ended && !m_stopped) {
                                             Accept();
                                         }
                                     });
+                                    m_waits = true;
                                     return;
                                 }
                                 if (m_shared->sessions < kMaxSessions) {
@@ -163,6 +177,7 @@ void ControlSocket::Accept() {
                                 }
                                 Accept();
                             });
+    m_waits = true;
 }
 
 std::string SendControlCommand(const std::string& path, const std::string& line) {

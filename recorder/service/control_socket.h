@@ -29,6 +29,8 @@ public:
     ~ControlSocket();
 
     void Stop();
+    // Accepts again if a handler was torn by an exception. Any thread.
+    void Resume();
 
 private:
     class Session;
@@ -41,7 +43,9 @@ private:
     asio::strand<asio::io_context::executor_type> m_strand;
     asio::local::stream_protocol::acceptor m_acceptor;
     asio::steady_timer m_retry;
-    bool m_stopped = false;  // on m_strand
+    // On m_strand.
+    bool m_stopped = false;
+    bool m_waits = false;  // for a session or for the next try
 };
 
 // Sends one line to the socket at `path` and gives the reply. Throws ConfigError if nobody answers.

@@ -136,6 +136,9 @@ private:
             try {
                 if (torn) {
                     m_listener.Resume();
+                    if (m_control) {
+                        m_control->Resume();
+                    }
                     if (m_cameras) {
                         m_cameras->Begin();
                     }

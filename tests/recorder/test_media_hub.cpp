@@ -184,6 +184,20 @@ TEST_F(MediaHubTest, AWatcherMayLeaveInItsCallbackAndOutliveTheHub) {
 }
 
 // With the thread sanitizer this also shows that nothing is touched after the end.
+TEST_F(MediaHubTest, AWatcherWithoutMemoryCostsNobodyElseAPicture) {
+    m_hub->AddChannel("A", SmallScene());
+    std::atomic<int> failed = 0;
+    const auto poor = m_hub->Subscribe(0, 0, [&](const PacketPtr&) {
+        ++failed;
+        throw std::bad_alloc();
+    });
+    Collector other;
+    const auto good = m_hub->Subscribe(0, 0, other.Sink());
+    m_clock->Allow(milliseconds(2000));
+    EXPECT_EQ(other.WaitFor(21).size(), 21u);
+    EXPECT_EQ(failed, 21);
+}
+
 TEST(MediaHubLoad, AnEndedSubscriptionMakesNoCallback) {
     const auto hub = CreateMediaHub(nullptr, 3);
     SourceConfig source = SmallScene(Codec::Mjpeg);

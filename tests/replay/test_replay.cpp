@@ -83,7 +83,7 @@ TEST_P(Replay, TakesTheKeptInputs) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Fuzz, Replay, testing::ValuesIn(kTargets),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         [](const auto& target) { return std::string(target.param.name); });
 
 // A folder that no target reads would be tested by nobody.
 TEST(ReplayFolders, BelongToTargets) {
