@@ -4,6 +4,7 @@
 #include <asio/write.hpp>
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "connections/delay_role.h"
@@ -87,13 +88,20 @@ void Connection::Tell(Call call) {
 }
 
 void Connection::OnAnswer(Reply reply, Login login, std::chrono::milliseconds delay) {
+    m_refused = reply.status >= 400;
+    const Places places(m_host.model.Current()->server);
+    if (!m_refused && !m_host.set.Claim(shared_from_this(), places, reply.user)) {
+        reply = Refuse(503);
+        m_refused = true;
+    }
     if (delay == std::chrono::milliseconds::zero()) {
         Serve(reply, login);
         return;
     }
     Become(std::make_shared<DelayRole>(
-        AsLink(), delay,
-        [this, reply = std::move(reply), login = std::move(login)] { Serve(reply, login); }));
+               AsLink(), delay,
+               [this, reply = std::move(reply), login = std::move(login)] { Serve(reply, login); }),
+           m_refused ? Standing::Passing : Standing::Other);
 }
 
 void Connection::Serve(const Reply& reply, const Login& login) {
@@ -132,7 +140,8 @@ void Connection::Become(std::shared_ptr<Role> role, Standing standing) {
 }
 
 void Connection::EndWith(std::string text) {
-    Become(std::make_shared<DocumentRole>(AsLink(), std::move(text)));
+    Become(std::make_shared<DocumentRole>(AsLink(), std::move(text)),
+           m_refused ? Standing::Passing : Standing::Other);
 }
 
 // Closing at once could make the system throw away what the peer has not read yet.
@@ -143,7 +152,8 @@ void Connection::Linger() {
     }
     std::error_code ignored;
     m_socket.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
-    Become(std::make_shared<WaitRole>(AsLink(), m_host.timing.linger));
+    m_host.set.Unclaim(shared_from_this());
+    Become(std::make_shared<WaitRole>(AsLink(), m_host.timing.linger), Standing::Passing);
 }
 
 void Connection::End() {
@@ -179,6 +189,7 @@ void Connection::OnRead(const std::error_code& error, std::size_t count) {
         if (&role != m_role.get()) {
             Tell([rest](Role& next) { next.OnBytes(rest); });
         }
+        ::explicit_bzero(m_input.data(), count);  // it may have been a password
         if (m_standing != Standing::Closed && m_role->Reads()) {
             Read();
         }
