@@ -13,6 +13,7 @@
 #include <iterator>
 
 #include "channel/base/cam_commands.h"
+#include "console/events/event_window.h"
 #include "console/site/emap_dlg.h"
 #include "console/site/site_windows.h"
 #include "console_fixture.h"
