@@ -169,7 +169,7 @@ TEST_F(Program, LeavesNoCoreImage) {
             ::_exit(127);
         }
         if (bProgram) {
-            EXPECT_TRUE(kvtest::WaitUntil([&] { return FileExists(folder.File("data/~Monitor.tmp")); }));
+            EXPECT_TRUE(kvtest::WaitUntil([&] { return FileExists(folder.File("data/settings.db")); }));
             ::kill(crashed, SIGABRT);
         }
         int status = 0;

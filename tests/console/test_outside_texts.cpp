@@ -13,6 +13,7 @@
 #include <iterator>
 
 #include "channel/base/cam_commands.h"
+#include "console/events/event_window.h"
 #include "console/site/emap_dlg.h"
 #include "console/site/site_windows.h"
 #include "console_fixture.h"
@@ -105,9 +106,9 @@ TEST_F(OutsideTexts, NoneOfARecordersNamesHoldsASignThatIsNotSeen) {
     FakeRecorder recorder("Ha" + kHidden + "ll", {{"Ga" + kHidden + "te"}, {"Door"}});
     recorder.SetDocument("command=16", HttpReply(200, "OK", "19"));
     recorder.SetDocument("Recording.MediaProperty", HttpReply(200, "OK", "\n<audio_enabled>\n"));
-    recorder.SetDocument("command=15", HttpReply(200, "OK",
-                                                 FormatText("00100%02d%s", static_cast<int>(preset.size()),
-                                                            Hex(preset).c_str())));
+    recorder.SetDocument(
+        "command=15",
+        HttpReply(200, "OK", FormatText("001%02d%s", static_cast<int>(preset.size()), Hex(preset).c_str())));
     recorder.SetDocument("command=20", HttpReply(200, "OK", "01011"));
     recorder.SetDocument("emap_show.cgi", HttpReply(200, "OK", "<b>Ma" + kHidden + "p</b>"));
     recorder.SetDocument("emap.jpg", HttpReply(200, "OK", Picture()));
