@@ -1,14 +1,27 @@
 // kvrecorder: a small network video recorder.
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <asio/io_context.hpp>
 #include <asio/post.hpp>
 #include <asio/signal_set.hpp>
 
+#include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <iostream>
+#include <string>
+#include <string_view>
+#include <thread>
 
 #include "media/media_hub.h"
+#include "media/utf8.h"
+#include "service/config_reader.h"
 #include "service/control_socket.h"
+#include "service/exposed_files.h"
+#include "service/file_limit.h"
 #include "service/options.h"
 #include "service/recorder_service.h"
 
@@ -17,33 +30,69 @@ namespace {
 using namespace kvrecorder;
 
 constexpr int kUsageError = 2;
+constexpr int kCutShort = 3;
+// For an end in order: longer than the service takes at the most.
+constexpr std::chrono::milliseconds kLongestEnd{4'200};
 
-int Complain(const std::string& text) {
-    std::cerr << "kvrecorder: " << text << std::endl;
-    return kUsageError;
+// One line for the terminal, whoever made up the names in it.
+void Tell(std::string_view text) {
+    try {
+        std::cerr << "kvrecorder: " + PrintableUtf8(text, text.size()) + "\n" << std::flush;
+    } catch (const std::exception&) {
+        std::fprintf(stderr, "kvrecorder: %.*s\n", static_cast<int>(text.size()), text.data());
+    }
 }
 
-void Reload(const Options& options, RecorderModel& model) {
-    try {
-        const std::string problems = model.Reload(MakeConfig(options));
-        std::cerr << (problems.empty() ? "kvrecorder: configuration read again\n" : problems) << std::flush;
-    } catch (const ConfigError& failure) {
-        Complain(failure.what());
-    }
+int Complain(std::string_view text) {
+    Tell(text);
+    return kUsageError;
 }
 
 int Send(const Options& options) {
     const std::string reply = SendControlCommand(options.controlPath, options.send);
-    std::cout << reply << std::flush;
+    for (std::size_t begin = 0; begin < reply.size();) {
+        const std::size_t end = std::min(reply.find('\n', begin), reply.size());
+        std::cout << PrintableUtf8(std::string_view(reply).substr(begin, end - begin), reply.size()) << '\n';
+        begin = end + 1;
+    }
+    std::cout << std::flush;
     return reply.ends_with("ok\n") ? 0 : 1;
+}
+
+// A folder of another machine may hang for ever, and with it whoever waits for a file in it.
+void EndAtTheLatest(std::chrono::milliseconds time) {
+    std::thread([time] {
+        std::this_thread::sleep_for(time);
+        std::fputs("kvrecorder: something hangs; ended without waiting for it\n", stderr);
+        ::_exit(kCutShort);
+    }).detach();
+}
+
+// A configuration that could not be read for want of memory is told, and the next signal waited for.
+void RunOn(asio::io_context& loop, const std::function<void()>& waitReload) {
+    while (!loop.stopped()) {
+        try {
+            loop.run();
+        } catch (const std::exception& failure) {
+            std::fprintf(stderr, "kvrecorder: configuration not read: %s\n", failure.what());
+            waitReload();
+        }
+    }
 }
 
 // Serves until a signal or a command ends it.
 int Serve(const Options& options) {
-    const RecorderConfig config = MakeConfig(options);
+    const std::size_t files = RaiseFileLimit();
+    RecorderConfig config = MakeConfig(options);
     const ListenAddress listen = ParseListen(config.listen);
+    if (const std::string words = FitConnections(config, files); !words.empty()) {
+        Tell(words);
+    }
     const auto model = std::make_shared<RecorderModel>(CreateMediaHub());
     model->Begin(config);
+    for (const std::string& line : TellExposed(config)) {
+        Tell(line);
+    }
 
     asio::io_context loop;
     asio::signal_set ends(loop, SIGTERM, SIGINT);
@@ -53,17 +102,6 @@ int Serve(const Options& options) {
             loop.stop();
         }
     });
-    std::function<void()> waitReload = [&] {
-        reloads.async_wait([&](const std::error_code& error, int) {
-            if (error) {
-                return;
-            }
-            Reload(options, *model);
-            waitReload();
-        });
-    };
-    waitReload();
-
     ServiceOptions service;
     service.address = listen.address;
     service.port = listen.port;
@@ -74,13 +112,28 @@ int Serve(const Options& options) {
     }
     service.controlPath = options.controlPath;
     service.onStop = [&] { loop.stop(); };
+    service.onRefusals = Tell;
     RecorderService recorder(model, service);
     recorder.Start();
     std::cout << "kvrecorder: listening on " << recorder.Endpoint() << std::endl;
     if (!recorder.CameraEndpoint().empty()) {
         std::cout << "kvrecorder: cameras on " << recorder.CameraEndpoint() << std::endl;
     }
-    loop.run();
+    // Ends before the service whose clients it tells of changes.
+    ConfigReader reader(options, config, files, *model, Tell);
+    std::function<void()> waitReload = [&] {
+        reloads.async_wait([&](const std::error_code& error, int) {
+            if (error) {
+                return;
+            }
+            reader.Read();
+            waitReload();
+        });
+    };
+    waitReload();
+
+    RunOn(loop, waitReload);
+    EndAtTheLatest(kLongestEnd);
     recorder.Stop();
     return 0;
 }
@@ -90,6 +143,9 @@ int Serve(const Options& options) {
 int main(int argc, char** argv) {
     try {
         std::signal(SIGPIPE, SIG_IGN);
+        // It holds passwords, and makes files of what cameras see.
+        ::prctl(PR_SET_DUMPABLE, 0);
+        ::umask(077);
         const Options options = ParseOptions(argc, argv, KV_VERSION);
         if (!options.exitText.empty()) {
             std::cout << options.exitText << std::flush;

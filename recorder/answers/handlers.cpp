@@ -2,19 +2,21 @@
 
 #include <array>
 #include <ctime>
+#include <stdexcept>
 
 #include "answers/documents.h"
 #include "answers/handler_tools.h"
 #include "answers/logo.h"
 #include "answers/map_picture.h"
 #include "answers/ptz_handler.h"
+#include "answers/sign_in.h"
 #include "state/disk_figures.h"
 
 namespace kvrecorder {
 namespace {
 
-// The log tells of the same refused user no more often than this.
-constexpr std::chrono::seconds kQuiet{30};
+// The log tells of the same picture that cannot be read no more often than this.
+constexpr std::chrono::seconds kQuiet{60};
 // How many seconds back a client may ask for events.
 constexpr int kLongestAge = 1'000'000;
 
@@ -147,8 +149,15 @@ Reply MapPage(const HandlerInput& input) {
 }
 
 Reply MapPicture(const HandlerInput& input) {
-    std::string picture = ReadMapPicture(input.state);
-    return picture.empty() ? Refuse(404) : MakeDocument("image/jpeg", std::move(picture));
+    try {
+        std::string picture = ReadMapPicture(input.state);
+        return picture.empty() ? Refuse(404) : MakeDocument("image/jpeg", std::move(picture));
+    } catch (const std::runtime_error& failure) {
+        input.model.Events().Add(EventLevel::Warning,
+                                 std::string("The site map's picture cannot be read: ") + failure.what(),
+                                 kQuiet);
+        return Refuse(404);
+    }
 }
 
 Reply Logo(const HandlerInput&) {
@@ -210,16 +219,16 @@ Reply Answer(const HttpRequest& request, const Snapshot& state, RecorderModel& m
         return route->handle({request, state, nobody, model, peer});
     }
     // Who is unknown does not learn either which paths there are.
-    const User* user = request.hasAuthorization ? state.Authorize(request.user, request.password) : nullptr;
-    if (!user) {
-        if (request.hasAuthorization) {
-            model.Events().Add(EventLevel::Warning,
-                               "Login of " + request.user + " from " + std::string(peer) + " refused",
-                               kQuiet);
-        }
-        return Refuse(401);
+    const User* user = nullptr;
+    if (auto refusal = RefuseLogin(model, state.server.logins, request, peer, [&] {
+            user = state.Authorize(request.user, request.password.View());
+            return user != nullptr;
+        })) {
+        return *std::move(refusal);
     }
-    return route ? route->handle({request, state, *user, model, peer}) : Refuse(404);
+    Reply reply = route ? route->handle({request, state, *user, model, peer}) : Refuse(404);
+    reply.user = user->name;
+    return reply;
 }
 
 }  // namespace kvrecorder

@@ -85,14 +85,15 @@ void ParseAuthorization(std::string_view value, HttpRequest& request) {
     if (!EqualIgnoringCase(scheme, "Basic ")) {
         return;
     }
-    const auto plain = Base64Decode(value.substr(6));
+    auto plain = Base64Decode(value.substr(6));
     const std::size_t colon = plain ? plain->find(':') : std::string::npos;
     if (colon == std::string::npos) {
         return;
     }
     request.hasAuthorization = true;
     request.user = plain->substr(0, colon);
-    request.password = plain->substr(colon + 1);
+    request.password = std::string_view(*plain).substr(colon + 1);
+    Wipe(*plain);
 }
 
 }  // namespace
@@ -110,7 +111,7 @@ RequestHead::State RequestHead::Feed(std::string_view bytes) {
     if (m_state != State::Incomplete) {
         return m_state;
     }
-    m_text.append(bytes.substr(0, std::min(bytes.size(), kMaxBytes + 1 - m_text.size())));
+    AppendSecret(m_text, bytes.substr(0, std::min(bytes.size(), kMaxBytes + 1 - m_text.size())));
     for (std::size_t end = m_text.find('\n', m_scanned); end != std::string::npos;
          end = m_text.find('\n', m_scanned)) {
         const std::string_view line = std::string_view(m_text).substr(m_scanned, end - m_scanned);
@@ -143,16 +144,18 @@ std::optional<HttpRequest> RequestHead::Parse() const {
         if (colon == std::string_view::npos) {
             // Clients break long credentials after 76 characters with a bare line feed.
             if (inAuthorization) {
-                authorization += line;
+                AppendSecret(authorization, line);
             }
             continue;
         }
         inAuthorization = EqualIgnoringCase(Trim(line.substr(0, colon)), "Authorization");
         if (inAuthorization) {
-            authorization = line.substr(colon + 1);
+            Wipe(authorization);
+            AppendSecret(authorization, line.substr(colon + 1));
         }
     }
     ParseAuthorization(authorization, request);
+    Wipe(authorization);
     return request;
 }
 

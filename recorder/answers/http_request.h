@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "state/secret.h"
+
 namespace kvrecorder {
 
 struct HttpRequest {
@@ -13,7 +15,7 @@ struct HttpRequest {
     std::map<std::string, std::string, std::less<>> query;
     bool hasAuthorization = false;
     std::string user;
-    std::string password;
+    Secret password;
 
     // A decimal number of the query; nothing if it is missing, no number or out of range.
     std::optional<int> Number(std::string_view name, int low, int high) const;
@@ -22,6 +24,11 @@ struct HttpRequest {
 
 class RequestHead {
 public:
+    RequestHead() = default;
+    ~RequestHead() { Wipe(m_text); }
+    RequestHead(const RequestHead&) = delete;
+    RequestHead& operator=(const RequestHead&) = delete;
+
     static constexpr std::size_t kMaxBytes = 8192;
     static constexpr std::size_t kMaxLines = 64;
 

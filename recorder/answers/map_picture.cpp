@@ -1,25 +1,20 @@
 #include "answers/map_picture.h"
 
-#include <filesystem>
-#include <fstream>
+#include <stdexcept>
 
+#include "media/plain_file.h"
 #include "media/site_map.h"
 
 namespace kvrecorder {
 namespace {
 
-constexpr std::uintmax_t kMaxBytes = 8 * 1024 * 1024;
+constexpr std::size_t kMaxBytes = 8 * 1024 * 1024;
 
 std::string ReadSmallFile(const std::string& path) {
-    std::error_code error;
-    const std::uintmax_t size = std::filesystem::file_size(path, error);
-    std::ifstream file(path, std::ios::binary);
-    if (error || size > kMaxBytes || !file) {
-        return "";
+    std::string bytes = ReadPlainFile(path, kMaxBytes + 1);
+    if (bytes.size() > kMaxBytes) {
+        throw std::runtime_error("it is larger than 8 MB");
     }
-    std::string bytes(static_cast<std::size_t>(size), '\0');
-    file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    bytes.resize(static_cast<std::size_t>(file.gcount()));
     return bytes;
 }
 

@@ -20,6 +20,7 @@ struct Reply {
     std::string body;
     int channel = 0;  // whose stream it is
     int stream = 0;
+    std::string user;    // who has signed in; empty where nobody has to
     std::string who;     // who opened a notification connection
     int delayMs = 0;     // to wait before the reply
     bool brief = false;  // a header of two lines: clients count them

@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <asio/post.hpp>
+#include <cstring>
 
-#include "answers/handlers.h"
+#include "answers/sign_in.h"
 
 namespace kvrecorder {
 namespace {
@@ -44,7 +45,8 @@ CameraConnection::CameraConnection(asio::ip::tcp::socket socket, RecorderModel& 
       m_model(model),
       m_timing(timing),
       m_gone(std::move(gone)),
-      m_deadline(m_socket.get_executor()) {}
+      m_deadline(m_socket.get_executor()),
+      m_delay(m_socket.get_executor()) {}
 
 void CameraConnection::Start() {
     asio::post(m_socket.get_executor(), [self = shared_from_this()] {
@@ -62,7 +64,7 @@ void CameraConnection::Close() {
 
 void CameraConnection::Changed() {
     asio::post(m_socket.get_executor(), [self = shared_from_this()] {
-        if (!self->m_streaming || self->m_closed) {
+        if (self->m_stage != Stage::Streaming || self->m_closed) {
             return;
         }
         const SnapshotPtr state = self->m_model.Current();
@@ -83,54 +85,69 @@ void CameraConnection::Changed() {
 }
 
 void CameraConnection::Read() {
-    m_socket.async_read_some(asio::buffer(m_input),
-                             [self = shared_from_this()](const std::error_code& error, std::size_t count) {
-                                 if (self->m_closed) {
-                                     return;
-                                 }
-                                 if (error) {
-                                     self->DoClose();
-                                     return;
-                                 }
-                                 const bool inHead = !self->m_streaming && !self->m_writing;
-                                 if (inHead) {
-                                     switch (self->m_request.Feed({self->m_input.data(), count})) {
-                                         case RequestHead::State::Incomplete:
-                                             break;
-                                         case RequestHead::State::Complete:
-                                             self->OnHead();
-                                             break;
-                                         case RequestHead::State::Bad:
-                                             self->Refuse(400);
-                                             break;
-                                     }
-                                 }
-                                 if (!self->m_closed) {
-                                     self->Read();  // what comes behind the head is dropped
-                                 }
-                             });
+    m_socket.async_read_some(
+        asio::buffer(m_input), [self = shared_from_this()](const std::error_code& error, std::size_t count) {
+            if (self->m_closed) {
+                return;
+            }
+            if (error) {
+                self->DoClose();
+                return;
+            }
+            if (self->m_stage == Stage::Head) {
+                switch (self->m_request.Feed({self->m_input.data(), count})) {
+                    case RequestHead::State::Incomplete:
+                        break;
+                    case RequestHead::State::Complete:
+                        self->OnHead();
+                        break;
+                    case RequestHead::State::Bad:
+                        self->Refuse(kvrecorder::Refuse(400));
+                        break;
+                }
+            }
+            ::explicit_bzero(self->m_input.data(), count);  // it may have been a password
+            if (!self->m_closed) {
+                self->Read();  // what comes behind the head is dropped
+            }
+        });
 }
 
 void CameraConnection::OnHead() {
     const SnapshotPtr state = m_model.Current();
     const int status = m_request.Answer(*state);
-    if (status != kStatusOk) {
-        Refuse(status);
+    if (m_request.AsksForLogin(*state)) {
+        std::error_code ignored;
+        const std::string peer = m_socket.remote_endpoint(ignored).address().to_string();
+        if (const auto refusal = RefuseLogin(m_model, state->server.logins, m_request.Request(), peer,
+                                             [status] { return status == kStatusOk; })) {
+            Refuse(*refusal);
+            return;
+        }
+    } else if (status != kStatusOk) {
+        Refuse(kvrecorder::Refuse(status));
         return;
     }
     if (!Subscribe(*state)) {
-        Refuse(404);
+        Refuse(kvrecorder::Refuse(404));
         return;
     }
-    m_streaming = true;
+    m_stage = Stage::Streaming;
     m_before = StreamHead();
     Write();
 }
 
-void CameraConnection::Refuse(int status) {
-    Reply reply = kvrecorder::Refuse(status);
+void CameraConnection::Refuse(const Reply& reply) {
+    m_stage = Stage::Refused;
     m_before = MakeReplyHead(reply) + reply.body;
-    Write();
+    const std::chrono::milliseconds delay(reply.delayMs);
+    SetDeadline(delay + m_timing.stall);
+    m_delay.expires_after(delay);
+    m_delay.async_wait([self = shared_from_this()](const std::error_code& error) {
+        if (!error && !self->m_closed) {
+            self->Write();
+        }
+    });
 }
 
 bool CameraConnection::Subscribe(const Snapshot& state) {
@@ -201,8 +218,9 @@ void CameraConnection::OnWritten(std::size_t count) {
     m_picture.reset();
     m_behind = {};
     m_done = 0;
-    if (!m_streaming) {
-        // A refusal: the peer closes, or the deadline does.
+    if (m_stage == Stage::Refused) {
+        // The peer closes, or the deadline does.
+        SetDeadline(m_timing.linger);
         std::error_code ignored;
         m_socket.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
         return;
@@ -228,6 +246,7 @@ void CameraConnection::DoClose() {
     m_closed = true;
     m_subscription.reset();
     m_deadline.cancel();
+    m_delay.cancel();
     std::error_code ignored;
     m_socket.close(ignored);
     m_gone(shared_from_this());

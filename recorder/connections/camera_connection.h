@@ -5,11 +5,14 @@
 #include <asio/steady_timer.hpp>
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "answers/reply.h"
 #include "connections/camera_request.h"
 #include "state/record_queue.h"
 #include "state/recorder_model.h"
@@ -21,8 +24,9 @@ namespace kvrecorder {
 class CameraConnection : public std::enable_shared_from_this<CameraConnection> {
 public:
     struct Timing {
-        std::chrono::milliseconds head;   // to complete a request head
-        std::chrono::milliseconds stall;  // without a byte that the peer takes
+        std::chrono::milliseconds head;           // to complete a request head
+        std::chrono::milliseconds stall;          // without a byte that the peer takes
+        std::chrono::milliseconds linger{2'000};  // for the peer to close after a refusal
     };
     using Gone = std::function<void(const std::shared_ptr<CameraConnection>&)>;
 
@@ -35,10 +39,16 @@ public:
     // Only when no thread runs the connection any more.
     void Abandon() { m_subscription.reset(); }
 
+    // Its request is not whole yet, or refused.
+    bool GivesWay() const { return m_stage != Stage::Streaming; }
+    std::chrono::steady_clock::time_point Began() const { return m_began; }
+
 private:
+    enum class Stage { Head, Refused, Streaming };
+
     void Read();
     void OnHead();
-    void Refuse(int status);
+    void Refuse(const Reply& reply);
     bool Subscribe(const Snapshot& state);
     void NextPicture();
     void Write();
@@ -50,7 +60,10 @@ private:
     RecorderModel& m_model;
     const Timing m_timing;
     const Gone m_gone;
+    const std::chrono::steady_clock::time_point m_began = std::chrono::steady_clock::now();
+    std::atomic<Stage> m_stage{Stage::Head};
     asio::steady_timer m_deadline;
+    asio::steady_timer m_delay;
     std::array<char, 2048> m_input;
     CameraRequest m_request;
     int m_sourceNumber = 0;
@@ -63,7 +76,6 @@ private:
     std::string_view m_behind;
     std::size_t m_done = 0;
     bool m_writing = false;
-    bool m_streaming = false;
     bool m_closed = false;
 };
 

@@ -13,46 +13,33 @@ void CameraPort::Open(const std::string& address, std::uint16_t port) {
 }
 
 void CameraPort::Admit(asio::ip::tcp::socket socket) {
+    std::error_code ignored;
+    const SourceAddress from(socket.remote_endpoint(ignored).address().to_string());
     const auto connection = std::make_shared<CameraConnection>(
-        std::move(socket), m_model, m_timing, [this](const std::shared_ptr<CameraConnection>& gone) {
-            const std::lock_guard lock(m_mutex);
-            m_connections.erase(gone);
-            m_gone.notify_all();
-        });
-    {
-        const std::lock_guard lock(m_mutex);
-        // Beyond the limit a new one is refused at once.
-        if (m_connections.size() >= static_cast<std::size_t>(m_model.Current()->server.maxConnections)) {
-            return;
-        }
-        m_connections.insert(connection);
+        std::move(socket), m_model, m_timing,
+        [this](const std::shared_ptr<CameraConnection>& gone) { m_places.Remove(gone); });
+    if (m_places.Admit(Places(m_model.Current()->server), from, connection)) {
+        connection->Start();
     }
-    connection->Start();
-}
-
-std::vector<std::shared_ptr<CameraConnection>> CameraPort::All() const {
-    const std::lock_guard lock(m_mutex);
-    return {m_connections.begin(), m_connections.end()};
 }
 
 void CameraPort::Changed() {
-    for (const auto& connection : All()) {
+    for (const auto& connection : m_places.All()) {
         connection->Changed();
     }
 }
 
 bool CameraPort::Stop(std::chrono::milliseconds timeout) {
     m_listener.Close([this] {
-        for (const auto& connection : All()) {
+        for (const auto& connection : m_places.All()) {
             connection->Close();
         }
     });
-    std::unique_lock lock(m_mutex);
-    return m_gone.wait_for(lock, timeout, [this] { return m_connections.empty(); });
+    return m_places.WaitEmpty(timeout);
 }
 
 void CameraPort::Abandon() {
-    for (const auto& connection : All()) {
+    for (const auto& connection : m_places.All()) {
         connection->Abandon();
     }
 }

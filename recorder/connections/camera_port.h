@@ -1,15 +1,11 @@
 // The cameras' own port: clients that are told of it fetch a channel's pictures past the recorder's protocol.
 #pragma once
 
-#include <condition_variable>
-#include <memory>
-#include <mutex>
 #include <string>
-#include <unordered_set>
-#include <vector>
 
 #include "connections/camera_connection.h"
 #include "connections/listener.h"
+#include "connections/place_book.h"
 
 namespace kvrecorder {
 
@@ -30,13 +26,10 @@ public:
 
 private:
     void Admit(asio::ip::tcp::socket socket);
-    std::vector<std::shared_ptr<CameraConnection>> All() const;
 
     RecorderModel& m_model;
     const CameraConnection::Timing m_timing;
-    mutable std::mutex m_mutex;
-    std::condition_variable m_gone;
-    std::unordered_set<std::shared_ptr<CameraConnection>> m_connections;
+    PlaceBook<CameraConnection> m_places;
     Listener m_listener;
 };
 

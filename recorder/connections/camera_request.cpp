@@ -13,17 +13,29 @@ int CameraRequest::Answer(const Snapshot& state) {
     return Judge(state);
 }
 
-int CameraRequest::Judge(const Snapshot& state) {
-    for (std::size_t i = 0; i < state.channels.size(); ++i) {
-        const int number = static_cast<int>(i);
+const CameraConfig* CameraRequest::Find(const Snapshot& state, int& number) const {
+    for (number = 0; number < static_cast<int>(state.channels.size()); ++number) {
         const Channel* const channel = state.Configured(number);
-        if (!channel || !channel->config.camera.direct ||
-            CameraPath(channel->config, number) != m_request.path) {
-            continue;
+        if (channel && channel->config.camera.direct &&
+            CameraPath(channel->config, number) == m_request.path) {
+            return &channel->config.camera;
         }
-        const CameraConfig& camera = channel->config.camera;
+    }
+    return nullptr;
+}
+
+bool CameraRequest::AsksForLogin(const Snapshot& state) const {
+    int number = 0;
+    const CameraConfig* const camera = Find(state, number);
+    return camera && !camera->user.empty();
+}
+
+int CameraRequest::Judge(const Snapshot& state) {
+    int number = 0;
+    if (const CameraConfig* const found = Find(state, number)) {
+        const CameraConfig& camera = *found;
         const bool sameName = ConstantTimeEqual(m_request.user, camera.user);
-        const bool samePassword = ConstantTimeEqual(m_request.password, camera.password);
+        const bool samePassword = ConstantTimeEqual(m_request.password.View(), camera.password);
         if (!camera.user.empty() && !(m_request.hasAuthorization && sameName && samePassword)) {
             return 401;
         }

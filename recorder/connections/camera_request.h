@@ -17,10 +17,15 @@ public:
     int Answer(const Snapshot& state);
     // The same for the state as it has become.
     int Judge(const Snapshot& state);
+    // Whether the camera that it names is behind a login; false if there is no such camera.
+    bool AsksForLogin(const Snapshot& state) const;
+    const HttpRequest& Request() const { return m_request; }
     // -1 until one was found.
     int ChannelIndex() const { return m_channel; }
 
 private:
+    const CameraConfig* Find(const Snapshot& state, int& number) const;
+
     RequestHead m_head;
     HttpRequest m_request;
     int m_channel = -1;

@@ -4,6 +4,7 @@
 #include <asio/write.hpp>
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "connections/delay_role.h"
@@ -36,8 +37,10 @@ void Connection::Start() {
     asio::post(m_socket.get_executor(), [self = shared_from_this()] {
         std::error_code ignored;
         self->m_socket.set_option(asio::ip::tcp::no_delay(true), ignored);
-        self->m_role->Begin();
-        self->Read();
+        self->Safely([&self] {
+            self->m_role->Begin();
+            self->Read();
+        });
     });
 }
 
@@ -66,22 +69,39 @@ void Connection::Abandon() {
     m_role->Release();
 }
 
+// What throws, mostly since memory is short, costs this connection and no other.
+template <typename Work>
+void Connection::Safely(Work work) {
+    try {
+        work();
+    } catch (const std::exception&) {
+        End();
+    }
+}
+
 template <typename Call>
 void Connection::Tell(Call call) {
     if (m_standing != Standing::Closed) {
         const auto role = m_role;
-        call(*role);
+        Safely([&] { call(*role); });
     }
 }
 
 void Connection::OnAnswer(Reply reply, Login login, std::chrono::milliseconds delay) {
+    m_refused = reply.status >= 400;
+    const Places places(m_host.model.Current()->server);
+    if (!m_refused && !m_host.set.Claim(shared_from_this(), places, reply.user)) {
+        reply = Refuse(503);
+        m_refused = true;
+    }
     if (delay == std::chrono::milliseconds::zero()) {
         Serve(reply, login);
         return;
     }
     Become(std::make_shared<DelayRole>(
-        AsLink(), delay,
-        [this, reply = std::move(reply), login = std::move(login)] { Serve(reply, login); }));
+               AsLink(), delay,
+               [this, reply = std::move(reply), login = std::move(login)] { Serve(reply, login); }),
+           m_refused ? Standing::Passing : Standing::Other);
 }
 
 void Connection::Serve(const Reply& reply, const Login& login) {
@@ -120,7 +140,8 @@ void Connection::Become(std::shared_ptr<Role> role, Standing standing) {
 }
 
 void Connection::EndWith(std::string text) {
-    Become(std::make_shared<DocumentRole>(AsLink(), std::move(text)));
+    Become(std::make_shared<DocumentRole>(AsLink(), std::move(text)),
+           m_refused ? Standing::Passing : Standing::Other);
 }
 
 // Closing at once could make the system throw away what the peer has not read yet.
@@ -131,7 +152,8 @@ void Connection::Linger() {
     }
     std::error_code ignored;
     m_socket.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
-    Become(std::make_shared<WaitRole>(AsLink(), m_host.timing.linger));
+    m_host.set.Unclaim(shared_from_this());
+    Become(std::make_shared<WaitRole>(AsLink(), m_host.timing.linger), Standing::Passing);
 }
 
 void Connection::End() {
@@ -167,6 +189,7 @@ void Connection::OnRead(const std::error_code& error, std::size_t count) {
         if (&role != m_role.get()) {
             Tell([rest](Role& next) { next.OnBytes(rest); });
         }
+        ::explicit_bzero(m_input.data(), count);  // it may have been a password
         if (m_standing != Standing::Closed && m_role->Reads()) {
             Read();
         }
@@ -205,7 +228,7 @@ void Connection::OnWritten(const std::error_code& error, std::size_t count) {
     }
     m_outDone += count;
     if (m_outDone < m_outText.size() + (m_outPacket ? m_outPacket->data.size() : 0)) {
-        Write();
+        Safely([this] { Write(); });
         return;
     }
     m_outPacket.reset();

@@ -54,7 +54,8 @@ public:
     // Only when no thread runs the connection any more.
     void Abandon();
 
-    bool InHead() const { return m_standing == Standing::Head; }
+    // Nothing is lost with it: its request is not whole yet, or it is refused or served already.
+    bool GivesWay() const { return m_standing == Standing::Head || m_standing == Standing::Passing; }
     bool Streaming() const { return m_standing == Standing::Stream; }
     TimePoint Began() const { return m_began; }
     std::uint64_t Dropped() const { return m_queue->Dropped(); }
@@ -62,7 +63,7 @@ public:
 
 private:
     // What other threads ask for.
-    enum class Standing { Head, Stream, Other, Closed };
+    enum class Standing { Head, Passing, Stream, Other, Closed };
 
     void Send(std::string_view text, PacketPtr packet) override;
     bool Sending() const override { return m_writing; }
@@ -82,6 +83,8 @@ private:
     Link& AsLink() { return *this; }
     void Become(std::shared_ptr<Role> role, Standing standing = Standing::Other);
     // Runs on the strand, with the present role. A role that gives way in it lives on to its end.
+    template <typename Work>
+    void Safely(Work work);
     template <typename Call>
     void Tell(Call call);
 
@@ -97,6 +100,7 @@ private:
     const std::shared_ptr<RecordQueue> m_queue = std::make_shared<RecordQueue>();
     std::atomic<Standing> m_standing{Standing::Head};
     std::shared_ptr<Role> m_role;  // never null
+    bool m_refused = false;
     Change m_changed = Change::None;
     std::array<char, 2048> m_input;
     bool m_peerDone = false;  // it has closed its side

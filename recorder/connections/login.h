@@ -9,7 +9,7 @@ namespace kvrecorder {
 
 struct Login {
     std::string user;
-    std::string password;
+    Secret password;
 
     // The right as it is now, on a channel that has a camera.
     bool Has(const Snapshot& state, Right right, int channel) const;

@@ -26,7 +26,7 @@ std::string FileName(int channel, int turn) {
 }
 
 // A file that is not there yet; null if the folder takes none.
-std::unique_ptr<WavWriter> MakeFile(int channel, const std::string& folder) {
+std::unique_ptr<WavWriter> MakeFile(int channel, const std::string& folder, FileGroup group) {
     std::error_code ignored;
     std::string path;
     for (int turn = 0; turn < kMostNames && (path.empty() || std::filesystem::exists(path, ignored));
@@ -34,7 +34,7 @@ std::unique_ptr<WavWriter> MakeFile(int channel, const std::string& folder) {
         path = folder + "/" + FileName(channel, turn);
     }
     try {
-        return std::make_unique<WavWriter>(path, kRate);
+        return std::make_unique<WavWriter>(path, kRate, group);
     } catch (const std::runtime_error& failure) {
         std::cerr << "kvrecorder: " << failure.what() << std::endl;
         return nullptr;
@@ -45,10 +45,10 @@ std::unique_ptr<WavWriter> MakeFile(int channel, const std::string& folder) {
 
 class TalkBook::Entry final : public Talk {
 public:
-    Entry(TalkBook& book, int channel, const std::string& folder)
+    Entry(TalkBook& book, int channel, const std::string& folder, FileGroup group)
         : m_book(book), m_channel(channel), m_decoder(CreateTalkDecoder()) {
         if (!folder.empty()) {
-            m_file = MakeFile(channel, folder);
+            m_file = MakeFile(channel, folder, group);
         }
     }
     ~Entry() override { m_book.End(m_channel, this); }
@@ -69,7 +69,7 @@ private:
 };
 
 std::unique_ptr<Talk> TalkBook::Begin(int channel, const std::string& user, const std::string& folder,
-                                      std::function<void()> giveWay) {
+                                      std::function<void()> giveWay, FileGroup group) {
     std::function<void()> before;
     std::unique_ptr<Entry> entry;
     {
@@ -78,7 +78,7 @@ std::unique_ptr<Talk> TalkBook::Begin(int channel, const std::string& user, cons
         if (talker != m_talkers.end() && talker->second.user != user) {
             return nullptr;
         }
-        entry = std::make_unique<Entry>(*this, channel, folder);
+        entry = std::make_unique<Entry>(*this, channel, folder, group);
         if (talker != m_talkers.end()) {
             before = std::move(talker->second.giveWay);
         }

@@ -8,6 +8,8 @@
 #include <span>
 #include <string>
 
+#include "media/private_file.h"
+
 namespace kvrecorder {
 
 // What one client says, from the head of its request to the end of its connection. Used by the connection
@@ -23,9 +25,10 @@ class TalkBook {
 public:
     // Null if another user talks to the channel. The same user's connection from before has to give way:
     // clients leave it open until they talk again, so that its `giveWay` is called, which may run on this
-    // thread and must not end the talk in it. A folder that is not empty gets a WAV file of what is said.
+    // thread and must not end the talk in it. A folder that is not empty gets a WAV file of what is said,
+    // which the group may read.
     std::unique_ptr<Talk> Begin(int channel, const std::string& user, const std::string& folder,
-                                std::function<void()> giveWay);
+                                std::function<void()> giveWay, FileGroup group = {});
 
 private:
     class Entry;

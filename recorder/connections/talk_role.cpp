@@ -26,7 +26,8 @@ void TalkRole::Begin() {
 
 void TalkRole::BeginTalk(const ServerConfig& server) {
     try {
-        m_talk = m_talks.Begin(m_start.channel, m_start.login.user, server.talkFolder, m_link.Ender());
+        m_talk = m_talks.Begin(m_start.channel, m_start.login.user, server.talkFolder, m_link.Ender(),
+                               server.group);
     } catch (const std::exception&) {
         m_talk.reset();
     }

@@ -58,7 +58,7 @@ bool MatroskaWriter::Takes(const Packet& packet) {
     return FindKind(packet.fourcc) != nullptr;
 }
 
-MatroskaWriter::MatroskaWriter(const std::string& path, const PacketPtr& first)
+MatroskaWriter::MatroskaWriter(const std::string& path, const PacketPtr& first, FileGroup group)
     : m_path(path), m_first(first) {
     AVFormatContext* context = nullptr;
     Check(avformat_alloc_output_context2(&context, nullptr, "matroska", nullptr));
@@ -71,6 +71,7 @@ MatroskaWriter::MatroskaWriter(const std::string& path, const PacketPtr& first)
     Describe(stream->codecpar, *first);
     stream->time_base = {1, 1000};
     context->flags |= AVFMT_FLAG_FLUSH_PACKETS;
+    MakePrivateFile(path, group);  // which the library then writes to
     Check(avio_open(&context->pb, ("file:" + path).c_str(), AVIO_FLAG_WRITE));
     AVDictionary* options = nullptr;
     av_dict_set(&options, "cluster_time_limit", "1000", 0);

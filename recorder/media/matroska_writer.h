@@ -5,6 +5,7 @@
 
 #include "media/av_ptr.h"
 #include "media/packet.h"
+#include "media/private_file.h"
 
 namespace kvrecorder {
 
@@ -13,8 +14,8 @@ namespace kvrecorder {
 class MatroskaWriter {
 public:
     // The picture must be a key one and is written first. Throws std::runtime_error with words for the
-    // user if the file cannot be made or the codec has no place in it.
-    MatroskaWriter(const std::string& path, const PacketPtr& first);
+    // user if the file cannot be made, is there already, or the codec has no place in it.
+    MatroskaWriter(const std::string& path, const PacketPtr& first, FileGroup group = {});
     // Finishes; failures have no one to be told to.
     ~MatroskaWriter();
     MatroskaWriter(const MatroskaWriter&) = delete;

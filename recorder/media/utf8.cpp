@@ -1,12 +1,22 @@
 #include "media/utf8.h"
 
+#include <algorithm>
+
 namespace kvrecorder {
 namespace {
 
-// `text` is a character, in one to four bytes.
+// Breaks a line, moves a terminal's cursor, or turns the order of what is read. `text` begins with a
+// character.
 bool IsControl(std::string_view text) {
     const auto byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-    return byte(0) < 0x20 || byte(0) == 0x7F || (byte(0) == 0xC2 && byte(1) < 0xA0);
+    if (byte(0) == 0xE2) {
+        // U+200E, U+200F; U+2028 to U+202E; U+2066 to U+2069.
+        return (byte(1) == 0x80 &&
+                (byte(2) == 0x8E || byte(2) == 0x8F || (byte(2) >= 0xA8 && byte(2) <= 0xAE))) ||
+               (byte(1) == 0x81 && byte(2) >= 0xA6 && byte(2) <= 0xA9);
+    }
+    return byte(0) < 0x20 || byte(0) == 0x7F || (byte(0) == 0xC2 && byte(1) < 0xA0) ||
+           (byte(0) == 0xD8 && byte(1) == 0x9C);  // U+061C
 }
 
 }  // namespace
@@ -39,7 +49,7 @@ std::string PrintableUtf8(std::string_view text, std::size_t most) {
         const std::size_t length = CharacterLength(text);
         if (length == 0 || IsControl(text)) {
             out += '?';
-            text.remove_prefix(1);
+            text.remove_prefix(std::max<std::size_t>(length, 1));
         } else {
             out += text.substr(0, length);
             text.remove_prefix(length);

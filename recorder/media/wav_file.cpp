@@ -1,8 +1,9 @@
 #include "media/wav_file.h"
 
 #include <algorithm>
-#include <fstream>
 #include <stdexcept>
+
+#include "media/plain_file.h"
 
 namespace kvrecorder {
 namespace {
@@ -31,6 +32,14 @@ std::string Sound(std::span<const std::int16_t> samples) {
         Put(bytes, static_cast<std::uint16_t>(sample), 2);
     }
     return bytes;
+}
+
+std::string ReadSound(const std::string& path) {
+    try {
+        return ReadPlainFile(path, kMaxReadBytes);
+    } catch (const std::runtime_error& failure) {
+        throw std::runtime_error("cannot read " + path + ": " + failure.what());
+    }
 }
 
 }  // namespace
@@ -66,18 +75,16 @@ std::vector<std::int16_t> ParseWav(std::string_view bytes, int rate, const std::
 }
 
 std::vector<std::int16_t> ReadWav(const std::string& path, int rate) {
-    std::ifstream file(path, std::ios::binary);
-    std::string all(kMaxReadBytes, '\0');
-    file.read(all.data(), static_cast<std::streamsize>(all.size()));
-    all.resize(static_cast<std::size_t>(std::max<std::streamsize>(file.gcount(), 0)));
-    return ParseWav(all, rate, path);
+    return ParseWav(ReadSound(path), rate, path);
 }
 
-WavWriter::WavWriter(const std::string& path, int rate)
-    : m_file(std::fopen(path.c_str(), "wbx")), m_rate(rate) {
+WavWriter::WavWriter(const std::string& path, int rate, FileGroup group) : m_rate(rate) {
+    Descriptor made = MakePrivateFile(path, group);
+    m_file.reset(::fdopen(made.Get(), "wb"));
     if (!m_file) {
         throw std::runtime_error("cannot make " + path);
     }
+    made.Release();
     WriteHead();
 }
 

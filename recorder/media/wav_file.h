@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "media/private_file.h"
+
 namespace kvrecorder {
 
 // Throws std::runtime_error with words for the user, and the file's name in them, if the bytes are none, or
@@ -24,7 +26,7 @@ public:
     static constexpr std::size_t kMaxSamples = 8000u * 60 * 60;  // an hour; what follows is left out
 
     // Throws std::runtime_error if there is such a file already or it cannot be made.
-    WavWriter(const std::string& path, int rate);
+    WavWriter(const std::string& path, int rate, FileGroup group = {});
     ~WavWriter();
     WavWriter(const WavWriter&) = delete;
     WavWriter& operator=(const WavWriter&) = delete;

@@ -24,6 +24,7 @@ namespace {
 constexpr std::size_t kMaxLine = 1024;
 constexpr int kMaxSessions = 16;
 constexpr std::chrono::seconds kIdleTime{60};
+constexpr std::chrono::milliseconds kAcceptPause{100};
 
 void CheckPath(const std::string& path) {
     if (path.size() >= sizeof(sockaddr_un::sun_path)) {
@@ -108,7 +109,8 @@ ControlSocket::ControlSocket(asio::io_context& io, std::string path, Handler han
     : m_path(std::move(path)),
       m_shared(std::make_shared<Shared>()),
       m_strand(asio::make_strand(io)),
-      m_acceptor(m_strand) {
+      m_acceptor(m_strand),
+      m_retry(m_strand) {
     m_shared->handler = std::move(handler);
     CheckPath(m_path);
     RemoveStale(io, m_path);
@@ -120,6 +122,9 @@ ControlSocket::ControlSocket(asio::io_context& io, std::string path, Handler han
     ::umask(before);
     if (!error) {
         m_acceptor.listen(asio::socket_base::max_listen_connections, error);
+        if (error) {
+            ::unlink(m_path.c_str());
+        }
     }
     if (error) {
         throw ConfigError("cannot open the control socket " + m_path + ": " + error.message());
@@ -133,15 +138,38 @@ ControlSocket::~ControlSocket() {
 
 void ControlSocket::Stop() {
     asio::post(m_strand, [this] {
+        m_stopped = true;
         std::error_code ignored;
         m_acceptor.close(ignored);
+        m_retry.cancel();
+    });
+}
+
+void ControlSocket::Resume() {
+    asio::post(m_strand, [this] {
+        if (!m_waits && !m_stopped) {
+            Accept();
+        }
     });
 }
 
 void ControlSocket::Accept() {
     m_acceptor.async_accept(asio::make_strand(m_strand.get_inner_executor()),
                             [this](const std::error_code& error, Protocol::socket socket) {
+                                m_waits = false;
+                                if (m_stopped || error == asio::error::operation_aborted) {
+                                    return;
+                                }
                                 if (error) {
+                                    // Out of descriptors, most likely: the next try must not come at once.
+                                    m_retry.expires_after(kAcceptPause);
+                                    m_retry.async_wait([this](const std::error_code& ended) {
+                                        m_waits = false;
+                                        if (!ended && !m_stopped) {
+                                            Accept();
+                                        }
+                                    });
+                                    m_waits = true;
                                     return;
                                 }
                                 if (m_shared->sessions < kMaxSessions) {
@@ -149,6 +177,7 @@ void ControlSocket::Accept() {
                                 }
                                 Accept();
                             });
+    m_waits = true;
 }
 
 std::string SendControlCommand(const std::string& path, const std::string& line) {

@@ -3,6 +3,7 @@
 
 #include <asio/io_context.hpp>
 #include <asio/local/stream_protocol.hpp>
+#include <asio/steady_timer.hpp>
 #include <asio/strand.hpp>
 
 #include <functional>
@@ -28,6 +29,8 @@ public:
     ~ControlSocket();
 
     void Stop();
+    // Accepts again if a handler was torn by an exception. Any thread.
+    void Resume();
 
 private:
     class Session;
@@ -39,6 +42,10 @@ private:
     std::shared_ptr<Shared> m_shared;
     asio::strand<asio::io_context::executor_type> m_strand;
     asio::local::stream_protocol::acceptor m_acceptor;
+    asio::steady_timer m_retry;
+    // On m_strand.
+    bool m_stopped = false;
+    bool m_waits = false;  // for a session or for the next try
 };
 
 // Sends one line to the socket at `path` and gives the reply. Throws ConfigError if nobody answers.

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <asio/ip/address.hpp>
 
+#include "state/kept_config.h"
 #include "state/text.h"
 
 namespace kvrecorder {
@@ -65,10 +66,18 @@ ListenAddress ParseListen(const std::string& text) {
     return {address, static_cast<std::uint16_t>(*port), parsed.is_loopback()};
 }
 
-RecorderConfig MakeConfig(const Options& options) {
+RecorderConfig MakeConfig(const Options& options, const RecorderConfig* before,
+                          std::vector<std::string>* told) {
     RecorderConfig config;
     if (!options.configFile.empty()) {
         config = LoadConfig(options.configFile);
+    }
+    if (before && !config.saysEnd) {
+        throw ConfigError(options.configFile + ": its last line is not \"" + std::string(kEndMark) +
+                          "\", so that it may be half written; nothing of it was taken");
+    }
+    if (before && told) {
+        *told = KeepVanished(*before, config);
     }
     if (!options.listen.empty() || config.listen.empty()) {
         config.listen = options.listen.empty() ? kDefaultListen : options.listen;
@@ -82,6 +91,7 @@ RecorderConfig MakeConfig(const Options& options) {
         }
         std::erase_if(config.users, [&](const User& user) { return user.name == options.user; });
         config.users.push_back(MakeFullUser(options.user, ReadPasswordFile(options.passwordFile)));
+        config.secretFiles.push_back(options.passwordFile);
     }
     const bool loopback = ParseListen(config.listen).loopback;
     if (config.users.empty() && (!config.channels.empty() || !loopback)) {

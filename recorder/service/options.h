@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "state/recorder_config.h"
 
@@ -31,7 +32,9 @@ struct ListenAddress {
 // "ADDRESS:PORT", an IPv6 address in brackets. Throws ConfigError.
 ListenAddress ParseListen(const std::string& text);
 
-// The configuration that file and options make together, complete. Throws ConfigError.
-RecorderConfig MakeConfig(const Options& options);
+// The configuration that file and options make together, complete. Throws ConfigError. What the file had
+// `before` and lacks now is kept for once; `told` gets a line for each.
+RecorderConfig MakeConfig(const Options& options, const RecorderConfig* before = nullptr,
+                          std::vector<std::string>* told = nullptr);
 
 }  // namespace kvrecorder

@@ -35,7 +35,8 @@ public:
         m_listener.Open(m_options.address, m_options.port);
         if (!m_options.cameraAddress.empty()) {
             m_cameras = std::make_unique<CameraPort>(
-                m_io, *m_model, CameraConnection::Timing{m_options.headTime, m_options.stallTime});
+                m_io, *m_model,
+                CameraConnection::Timing{m_options.headTime, m_options.stallTime, m_options.lingerTime});
             m_cameras->Open(m_options.cameraAddress, m_options.cameraPort);
             m_cameras->Begin();
         }
@@ -55,6 +56,7 @@ public:
         });
         m_listener.Begin();
         WatchDisk();
+        WatchRefusals();
         for (int i = 0; i < m_options.threads; ++i) {
             m_threads.emplace_back([this] { Work(); });
         }
@@ -104,6 +106,7 @@ private:
         asio::post(m_strand, [this] {
             m_stopping = true;
             m_disk.cancel();
+            m_refusals.cancel();
         });
         m_listener.Close([this] {
             for (const auto& connection : m_set.All()) {
@@ -133,10 +136,16 @@ private:
             try {
                 if (torn) {
                     m_listener.Resume();
+                    if (m_control) {
+                        m_control->Resume();
+                    }
                     if (m_cameras) {
                         m_cameras->Begin();
                     }
-                    asio::post(m_strand, [this] { WatchDisk(); });
+                    asio::post(m_strand, [this] {
+                        WatchDisk();
+                        WatchRefusals();
+                    });
                     torn = false;
                 }
                 m_io.run();
@@ -147,19 +156,16 @@ private:
         }
     }
 
-    // At the limit the oldest connection that has not sent its request yet makes room for the new one; with
-    // none such the new one is refused.
     void Admit(tcp::socket socket) {
-        const auto limit = static_cast<std::size_t>(m_model->Current()->server.maxConnections);
-        if (m_set.Size() >= limit && !DropOldestHead()) {
-            return;
-        }
+        std::error_code ignored;
+        const SourceAddress from(socket.remote_endpoint(ignored).address().to_string());
         const Timing timing{m_options.headTime, m_options.stallTime, m_options.lingerTime, m_options.talkTime,
                             m_options.notifyPause};
         const auto connection = std::make_shared<Connection>(
             std::move(socket), ConnectionHost{*m_model, m_set, *m_sounds, m_talks, timing});
-        m_set.Add(connection);
-        connection->Start();
+        if (m_set.Admit(Places(m_model->Current()->server), from, connection)) {
+            connection->Start();
+        }
     }
 
     // On m_strand; one that waits already begins to wait anew.
@@ -177,19 +183,22 @@ private:
         });
     }
 
-    bool DropOldestHead() {
-        std::shared_ptr<Connection> oldest;
-        for (const auto& connection : m_set.All()) {
-            if (connection->InHead() && (!oldest || connection->Began() < oldest->Began())) {
-                oldest = connection;
+    void WatchRefusals() {
+        if (m_stopping) {
+            return;
+        }
+        m_refusals.expires_after(m_options.refusalPause);
+        m_refusals.async_wait([this](const std::error_code& ended) {
+            if (ended || m_stopping) {
+                return;
             }
-        }
-        if (oldest) {
-            // Counted out at once, so that a burst does not drop more than it needs.
-            m_set.Remove(oldest);
-            oldest->Close();
-        }
-        return oldest != nullptr;
+            for (const std::string& line : m_model->TellRefusals()) {
+                if (m_options.onRefusals) {
+                    m_options.onRefusals(line);
+                }
+            }
+            WatchRefusals();
+        });
     }
 
     const std::shared_ptr<RecorderModel> m_model;
@@ -203,6 +212,7 @@ private:
     std::unique_ptr<CameraPort> m_cameras;
     asio::strand<asio::io_context::executor_type> m_strand{m_io.get_executor()};
     asio::steady_timer m_disk{m_strand};
+    asio::steady_timer m_refusals{m_strand};
     bool m_stopping = false;  // on m_strand
     bool m_stopped = false;   // by the owner's thread
     std::unique_ptr<ControlSocket> m_control;

@@ -20,13 +20,16 @@ struct ServiceOptions {
     std::uint16_t cameraPort = 0;  // 0: the system's choice
     std::string controlPath;       // empty: no control socket
     int threads = 2;
-    std::chrono::milliseconds headTime{10'000};   // for a client to complete a request head
-    std::chrono::milliseconds stallTime{30'000};  // without a byte that the peer takes
-    std::chrono::milliseconds lingerTime{2'000};  // for the peer to close after a document
-    std::chrono::milliseconds talkTime{10'000};   // for a client that speaks to say something
-    std::shared_ptr<MediaClock> mediaClock;       // of the sound; null: the system's
-    std::chrono::milliseconds notifyPause{500};   // between two lines to one client
-    std::function<void()> onStop;                 // the control socket asked for the end; on any thread
+    std::chrono::milliseconds headTime{10'000};      // for a client to complete a request head
+    std::chrono::milliseconds stallTime{30'000};     // without a byte that the peer takes
+    std::chrono::milliseconds lingerTime{2'000};     // for the peer to close after a document
+    std::chrono::milliseconds talkTime{10'000};      // for a client that speaks to say something
+    std::shared_ptr<MediaClock> mediaClock;          // of the sound; null: the system's
+    std::chrono::milliseconds notifyPause{500};      // between two lines to one client
+    std::chrono::milliseconds refusalPause{60'000};  // between two sums of refused logins
+    // Gets those sums, one line each, on a thread of the recorder's.
+    std::function<void(const std::string& line)> onRefusals;
+    std::function<void()> onStop;  // the control socket asked for the end; on any thread
 };
 
 struct ServiceCounters {

@@ -1,8 +1,8 @@
 #include "state/event_log.h"
 
-#include <algorithm>
 #include <ctime>
 
+#include "media/utf8.h"
 #include "state/text.h"
 
 namespace kvrecorder {
@@ -12,15 +12,7 @@ constexpr std::size_t kLongestText = 600;
 
 // Fit for a line between tags, whoever wrote it.
 std::string LineText(std::string_view text) {
-    std::string line = MarkupFree(text.substr(0, kLongestText));
-    for (char& c : line) {
-        c = static_cast<unsigned char>(c) < 0x20 || c == 0x7F ? '?' : c;
-    }
-    if (!IsDisplayText(line)) {
-        std::replace_if(
-            line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; }, '?');
-    }
-    return line;
+    return MarkupFree(PrintableUtf8(text.substr(0, kLongestText), kLongestText));
 }
 
 std::string LocalTime(EventLog::TimePoint at) {
@@ -49,13 +41,28 @@ void EventLog::Add(EventLevel level, std::string_view text, std::chrono::seconds
     }
 }
 
+void EventLog::AddRefusal(std::string_view text) {
+    std::string line = LineText(text);
+    const TimePoint now = m_now();
+    const std::lock_guard lock(m_mutex);
+    m_refusals.push_back({now, EventLevel::Warning, std::move(line)});
+    if (m_refusals.size() > kMostRefusals) {
+        m_refusals.pop_front();
+    }
+}
+
 std::vector<Event> EventLog::Latest(std::chrono::seconds age) const {
     const TimePoint since = m_now() - age;
     const std::lock_guard lock(m_mutex);
     std::vector<Event> latest;
-    for (auto event = m_events.rbegin(); event != m_events.rend() && latest.size() < kMostTold; ++event) {
-        if (event->time >= since) {
-            latest.push_back(*event);
+    auto event = m_events.rbegin();
+    auto refusal = m_refusals.rbegin();
+    while (latest.size() < kMostTold && (event != m_events.rend() || refusal != m_refusals.rend())) {
+        const bool other =
+            event == m_events.rend() || (refusal != m_refusals.rend() && refusal->time > event->time);
+        const Event& next = other ? *refusal++ : *event++;
+        if (next.time >= since) {
+            latest.push_back(next);
         }
     }
     return latest;

@@ -26,10 +26,13 @@ public:
     static constexpr std::size_t kMost = 1000;
     // The most events of one reply; clients keep no more.
     static constexpr std::size_t kMostTold = 255;
+    static constexpr std::size_t kMostRefusals = 50;
 
     explicit EventLog(std::function<TimePoint()> now = std::chrono::system_clock::now)
         : m_now(std::move(now)) {}
 
+    // A refused login. Of these the last few are kept beside the others, so that they cannot wash those out.
+    void AddRefusal(std::string_view text);
     // Left out if the same was told within the last `quiet` time, so that none floods the log. Text from
     // outside loses what would break a line.
     void Add(EventLevel level, std::string_view text, std::chrono::seconds quiet = {});
@@ -40,6 +43,7 @@ private:
     const std::function<TimePoint()> m_now;
     mutable std::mutex m_mutex;
     std::deque<Event> m_events;
+    std::deque<Event> m_refusals;
 };
 
 // The document: a count, then a block for each event.

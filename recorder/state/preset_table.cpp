@@ -3,14 +3,17 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
+#include <stdexcept>
 
+#include "media/plain_file.h"
+#include "media/private_file.h"
 #include "state/text.h"
 
 namespace kvrecorder {
 namespace {
 
+constexpr std::size_t kMaxTableBytes = 65536;
 constexpr const char* kFirstLine = "kvrecorder presets 1";
 
 // Different parts of the scene, so that a change of place is seen.
@@ -33,6 +36,14 @@ SceneView PlaceOf(std::size_t index) {
 bool Sound(const SceneView& view) {
     return std::isfinite(view.centreX) && std::isfinite(view.centreY) && std::isfinite(view.zoom) &&
            std::abs(view.centreX) < 1e6 && std::abs(view.centreY) < 1e6 && view.zoom > 0 && view.zoom < 100;
+}
+
+std::string ReadTable(const std::string& path) {
+    try {
+        return ReadPlainFile(path, kMaxTableBytes);
+    } catch (const std::runtime_error&) {
+        return "";
+    }
 }
 
 }  // namespace
@@ -66,7 +77,7 @@ bool PresetTable::Set(std::size_t index, std::optional<Preset> preset) {
 
 // A line is number, place, zoom and, behind one blank, the name.
 bool PresetTable::Load() {
-    std::ifstream file(m_file);
+    std::istringstream file(ReadTable(m_file));
     std::string line;
     if (!std::getline(file, line) || line != kFirstLine) {
         return false;
@@ -90,22 +101,27 @@ bool PresetTable::Load() {
 }
 
 bool PresetTable::Save(const PresetSlots& slots) const {
-    const std::string fresh = m_file + ".new";
-    {
-        std::ofstream file(fresh, std::ios::trunc);
-        file.imbue(std::locale::classic());
-        file << kFirstLine << '\n';
-        for (std::size_t i = 0; i < slots.size(); ++i) {
-            if (slots[i]) {
-                file << i << ' ' << slots[i]->view.centreX << ' ' << slots[i]->view.centreY << ' '
-                     << slots[i]->view.zoom << ' ' << slots[i]->name << '\n';
-            }
-        }
-        if (!file.flush()) {
-            return false;
+    std::ostringstream text;
+    text.imbue(std::locale::classic());
+    text << kFirstLine << '\n';
+    for (std::size_t i = 0; i < slots.size(); ++i) {
+        if (slots[i]) {
+            text << i << ' ' << slots[i]->view.centreX << ' ' << slots[i]->view.centreY << ' '
+                 << slots[i]->view.zoom << ' ' << slots[i]->name << '\n';
         }
     }
+    const std::string bytes = text.str();
+    const std::string fresh = m_file + ".new";
     std::error_code error;
+    std::filesystem::remove(fresh, error);  // what a crash left
+    try {
+        const Descriptor file = MakePrivateFile(fresh, {});
+        if (::write(file.Get(), bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
+            return false;
+        }
+    } catch (const std::runtime_error&) {
+        return false;
+    }
     std::filesystem::rename(fresh, m_file, error);
     return !error;
 }

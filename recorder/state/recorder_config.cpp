@@ -1,7 +1,6 @@
 #include "state/recorder_config.h"
 
-#include <fstream>
-
+#include "media/plain_file.h"
 #include "state/text.h"
 
 namespace kvrecorder {
@@ -36,7 +35,7 @@ constexpr std::array<DemoSound, 12> kDemoSounds = {{
 
 }  // namespace
 
-User MakeFullUser(std::string name, std::string password) {
+User MakeFullUser(std::string name, Secret password) {
     User user{std::move(name), std::move(password), {}};
     for (ChannelSet& right : user.rights) {
         right.set();
@@ -79,19 +78,23 @@ std::string CameraPath(const ChannelConfig& channel, int number) {
                                            : channel.camera.videoUrl;
 }
 
-std::string ReadPasswordFile(const std::string& path) {
-    std::ifstream file(path);
-    std::string line;
-    if (!file || !std::getline(file, line)) {
-        throw ConfigError("cannot read a password from " + path);
+Secret ReadPasswordFile(const std::string& path) {
+    std::string text;
+    try {
+        text = ReadPlainFile(path, kMaxUserBytes + 2);
+    } catch (const std::runtime_error& failure) {
+        throw ConfigError("cannot read a password from " + path + ": " + failure.what());
     }
-    if (!line.empty() && line.back() == '\r') {
-        line.pop_back();
+    std::string_view line = std::string_view(text).substr(0, text.find('\n'));
+    if (line.ends_with('\r')) {
+        line.remove_suffix(1);
     }
-    if (line.empty() || line.size() > kMaxUserBytes) {
+    const Secret password(line);
+    Wipe(text);
+    if (password.Empty() || password.View().size() > kMaxUserBytes) {
         throw ConfigError("the password in " + path + " must have 1 to 63 bytes");
     }
-    return line;
+    return password;
 }
 
 std::string CheckChannelName(const std::string& name) {

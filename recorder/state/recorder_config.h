@@ -3,6 +3,7 @@
 
 #include <array>
 #include <bitset>
+#include <chrono>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
@@ -10,7 +11,9 @@
 #include <vector>
 
 #include "media/media_hub.h"
+#include "media/private_file.h"
 #include "media/sound_source.h"
+#include "state/secret.h"
 #include "wire/channel_states.h"
 
 namespace kvrecorder {
@@ -32,10 +35,18 @@ inline constexpr std::array<const char*, kRightCount> kRightNames = {"monitor", 
                                                                      "record"};
 using ChannelSet = std::bitset<kMaxChannels>;
 
+// Where a user or a channel comes from.
+enum class Origin {
+    Program,   // options, commands, and what stands in for a file that says nothing
+    File,      // the configuration file
+    Vanished,  // the file as it was: kept until it is read once more
+};
+
 struct User {
     std::string name;
-    std::string password;
+    Secret password;
     std::array<ChannelSet, kRightCount> rights;
+    Origin origin = Origin::Program;
 
     bool Has(Right right, int channel) const {
         return channel >= 0 && channel < kMaxChannels &&
@@ -44,7 +55,7 @@ struct User {
 };
 
 // A user who may do everything.
-User MakeFullUser(std::string name, std::string password);
+User MakeFullUser(std::string name, Secret password);
 
 // The codecs by the names that users write.
 inline constexpr std::array<std::pair<std::string_view, Codec>, 6> kCodecNames = {{
@@ -113,6 +124,7 @@ struct ChannelConfig {
     PtzConfig ptz;
     // Names of the places that a camera knows from the start, "" for none.
     std::vector<std::string> presets;
+    Origin origin = Origin::Program;
 };
 
 struct DiskFigures {
@@ -131,8 +143,30 @@ inline constexpr std::array<std::pair<std::string_view, DiskFault>, 3> kDiskFaul
 
 enum class CgiRoot { Both, CgiBin, Top };
 
+// How logins from the loopback address are counted.
+enum class LoopbackLogins { ByName, AsOthers, Free };
+inline constexpr std::array<std::pair<std::string_view, LoopbackLogins>, 3> kLoopbackLogins = {{
+    {"by-name", LoopbackLogins::ByName},      // each user's name as an address of its own
+    {"as-others", LoopbackLogins::AsOthers},  // like any other address
+    {"free", LoopbackLogins::Free},           // not at all
+}};
+
+// What wrong passwords cost the address that they come from.
+struct LoginLimits {
+    std::chrono::milliseconds penalty{5'000};  // for each; zero: nothing is counted
+    std::chrono::milliseconds limit{30'000};   // who owes so much is refused until it has paid
+    std::chrono::milliseconds longest{600'000};
+    int delayPart = 10;  // a refusal is held back for this part of what is owed
+    LoopbackLogins loopback = LoopbackLogins::ByName;
+
+    bool Count(bool fromLoopback) const {
+        return penalty.count() > 0 && !(fromLoopback && loopback == LoopbackLogins::Free);
+    }
+};
+
 struct RecordingConfig {
     std::string folder;            // empty: a temporary one, made when it is needed
+    FileGroup group;               // may read the files; nothing: the recorder's user alone
     std::uint64_t limitMb = 2048;  // of all files together; the oldest go
     std::uint64_t minFreeMb = 64;  // that the file system must keep
 };
@@ -151,7 +185,12 @@ struct ServerConfig {
     CgiRoot root = CgiRoot::Both;
     int delayMs = 0;          // before every reply
     bool talkStalls = false;  // takes nothing of what clients say
-    int maxConnections = 512;
+    FileGroup group;          // may read what is kept of recordings and talks
+    // Places of each port; 0 of one user or one address: a half and three quarters of all.
+    int maxConnections = 1024;
+    int userConnections = 0;
+    int addressConnections = 0;
+    LoginLimits logins;
 };
 
 struct RecorderConfig {
@@ -160,7 +199,12 @@ struct RecorderConfig {
     ServerConfig server;
     std::vector<User> users;
     std::vector<ChannelConfig> channels;
+    std::vector<std::string> secretFiles;  // from which passwords were read
+    bool saysEnd = true;                   // the file's last line is the mark of its end
 };
+
+// The last line of a configuration that is whole. Without it a file is taken at the start only.
+inline constexpr std::string_view kEndMark = "# end";
 
 // The place of a channel's pictures on the camera port: as its configuration tells, else one by its number.
 std::string CameraPath(const ChannelConfig& channel, int number);
@@ -174,7 +218,7 @@ RecorderConfig LoadConfig(const std::string& path);
 std::vector<ChannelConfig> DemoChannels(int count);
 
 // The first line of a password file. Throws ConfigError.
-std::string ReadPasswordFile(const std::string& path);
+Secret ReadPasswordFile(const std::string& path);
 
 // "" or why the name cannot be used.
 std::string CheckChannelName(const std::string& name);

@@ -1,7 +1,6 @@
 #include "state/recorder_model.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <utility>
 
 #include "state/disk_figures.h"
@@ -14,10 +13,13 @@ constexpr int kNearlyFull = 95;  // percent
 const char* const kNoChannel = "there is no such channel";
 const char* const kNoCamera = "the channel has no camera";
 
-void MakeFolder(const std::string& folder) {
-    std::error_code error;
-    if (!folder.empty() && !std::filesystem::create_directories(folder, error) && error) {
-        throw ConfigError("cannot make the folder " + folder + ": " + error.message());
+void MakeFolder(const std::string& folder, FileGroup group) {
+    try {
+        if (!folder.empty()) {
+            MakePrivateFolder(folder, group);
+        }
+    } catch (const std::runtime_error& failure) {
+        throw ConfigError(failure.what());
     }
 }
 
@@ -46,8 +48,26 @@ void RecorderModel::SetListener(std::function<void(Change)> listener) {
     m_listener = std::move(listener);
 }
 
+void RecorderModel::CountRefusal(const SourceAddress& from, std::string_view user) {
+    if (const std::string words = m_refusals.Add(from, user); !words.empty()) {
+        m_events.AddRefusal(words);
+    }
+}
+
+std::vector<std::string> RecorderModel::TellRefusals() {
+    std::vector<std::string> lines;
+    for (RefusalCount::Sum& sum : m_refusals.EndRound()) {
+        if (!sum.told) {
+            m_events.AddRefusal(sum.text);
+        }
+        lines.push_back(std::move(sum.text));
+    }
+    return lines;
+}
+
 void RecorderModel::Begin(const RecorderConfig& config) {
-    MakeFolder(config.server.stateFolder);
+    MakeFolder(config.server.stateFolder, config.server.group);
+    MakeFolder(config.server.talkFolder, config.server.group);
     auto next = std::make_shared<Snapshot>();
     next->server = config.server;
     next->users = config.users;

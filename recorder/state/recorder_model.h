@@ -11,9 +11,11 @@
 
 #include "state/channel_maker.h"
 #include "state/event_log.h"
+#include "state/login_guard.h"
 #include "state/presence.h"
 #include "state/recorder_config.h"
 #include "state/recordings.h"
+#include "state/refusal_count.h"
 #include "state/snapshot.h"
 
 namespace kvrecorder {
@@ -33,6 +35,11 @@ public:
     MediaHub& Hub() { return *m_hub; }
     EventLog& Events() { return m_events; }
     Presence& Users() { return m_users; }
+    LoginGuard& Logins() { return m_logins; }
+    // A login was refused; the log tells it, with others of a round in few words.
+    void CountRefusal(const SourceAddress& from, std::string_view user);
+    // Ends a round of them; gives a line for each address.
+    std::vector<std::string> TellRefusals();
     void SetListener(std::function<void(Change)> listener);
 
     // Takes over a configuration; watchers of a channel with another source go on with that. What could not
@@ -83,6 +90,8 @@ private:
     std::function<void(Change)> m_listener;
     EventLog m_events;
     Presence m_users;
+    LoginGuard m_logins;
+    RefusalCount m_refusals;
     std::mutex m_diskMutex;
     std::optional<DiskFigures> m_disk;         // as last reported
     std::unique_ptr<Recordings> m_recordings;  // last: its thread reports to the rest

@@ -7,6 +7,7 @@
 #include <ctime>
 #include <filesystem>
 #include <iostream>
+#include <stdexcept>
 
 namespace kvrecorder {
 namespace {
@@ -51,8 +52,12 @@ std::string RecordingFolder::Prepare() {
         m_config.folder = pattern;
         std::cerr << "kvrecorder: recordings are kept in " << pattern << std::endl;
     }
-    fs::create_directories(m_config.folder, error);
-    return fs::is_directory(m_config.folder, error) ? "" : "cannot make the folder " + m_config.folder;
+    try {
+        MakePrivateFolder(m_config.folder, m_config.group);
+    } catch (const std::runtime_error& failure) {
+        return failure.what();
+    }
+    return "";
 }
 
 bool RecordingFolder::IsFull() const {

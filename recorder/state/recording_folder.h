@@ -20,6 +20,7 @@ public:
     void PretendFull(bool full) { m_pretendFull = full; }
     // Deletes the oldest of our files, but none that was written to just now.
     void MakeRoom() const;
+    FileGroup Group() const { return m_config.group; }
     // The path of a new file for a channel.
     std::string NewFile(int channel) const;
 

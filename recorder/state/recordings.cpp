@@ -202,7 +202,7 @@ void Recordings::Put(Track& track, const PacketPtr& packet) {
 void Recordings::OpenFile(Track& track, const PacketPtr& key) {
     m_folder.MakeRoom();
     track.file = m_folder.NewFile(track.channel);
-    track.writer = std::make_unique<MatroskaWriter>(track.file, key);
+    track.writer = std::make_unique<MatroskaWriter>(track.file, key, m_folder.Group());
 }
 
 void Recordings::CloseFile(Track& track) {

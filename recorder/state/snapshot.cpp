@@ -8,7 +8,7 @@ const User* Snapshot::Authorize(std::string_view name, std::string_view password
     const User* found = nullptr;
     for (const User& user : users) {
         const bool sameName = ConstantTimeEqual(name, user.name);
-        const bool samePassword = ConstantTimeEqual(password, user.password);
+        const bool samePassword = ConstantTimeEqual(password, user.password.View());
         if (sameName && samePassword) {
             found = &user;
         }

@@ -34,6 +34,13 @@ void TableReader::Text(std::string_view key, std::string& value, std::size_t max
     value = *text;
 }
 
+void TableReader::Path(std::string_view key, std::string& value) {
+    Text(key, value, 4096);
+    if (!value.empty()) {
+        value = (std::filesystem::path(m_path).parent_path() / value).string();
+    }
+}
+
 void TableReader::Column(std::string_view key, std::string& value, std::size_t maxBytes) {
     Text(key, value, maxBytes);
     if (!IsColumnText(value)) {
@@ -91,10 +98,6 @@ void TableReader::Finish() const {
             FailAt(m_path, key.source(), "unknown key \"" + std::string(key.str()) + "\"");
         }
     }
-}
-
-std::string TableReader::Resolve(const std::string& file) const {
-    return (std::filesystem::path(m_path).parent_path() / file).string();
 }
 
 }  // namespace kvrecorder

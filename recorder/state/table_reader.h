@@ -25,6 +25,8 @@ public:
 
     const toml::node* Find(std::string_view key);
     void Text(std::string_view key, std::string& value, std::size_t maxBytes = 255);
+    // A file or folder, named from the folder of the configuration.
+    void Path(std::string_view key, std::string& value);
     void Column(std::string_view key, std::string& value, std::size_t maxBytes);
     void Number(std::string_view key, int& value, int low, int high);
     void Flag(std::string_view key, bool& value);
@@ -83,8 +85,6 @@ public:
     std::vector<std::string> Texts(std::string_view key, std::size_t most, std::size_t maxBytes);
     // A key that is left over is most likely a misspelt one.
     void Finish() const;
-    // A file as it is named from the folder of the configuration.
-    std::string Resolve(const std::string& file) const;
 
 private:
     std::string m_path;

@@ -44,6 +44,7 @@ std::optional<std::string> HexDecode(std::string_view text) {
 
 std::optional<std::string> Base64Decode(std::string_view text) {
     std::string bytes;
+    bytes.reserve(text.size());  // a password must leave no copies where it had to move
     unsigned bits = 0;
     int count = 0;
     bool ended = false;

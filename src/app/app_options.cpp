@@ -7,6 +7,8 @@
 #include <fstream>
 
 #include "persist/utilities.h"
+#include "platform/secret_file.h"
+#include "platform/secret_memory.h"
 #include "web/host/web_settings.h"
 
 namespace kvmon {
@@ -66,25 +68,40 @@ struct Credentials {
     std::string passwordFile;
 };
 
+void WarnOfReadableFile(const char* option, const std::string& path, AppOptions& options) {
+    if (OthersCanRead(path)) {
+        options.warnings.push_back(std::string(option) + ": others can read this file: chmod 600 " + path);
+    }
+}
+
 // Gives an error text, or nothing when `options` holds the credentials.
 std::string TakeCredentials(const Credentials& given, std::istream& input, AppOptions& options) {
     if (given.auth == "-") {
-        const auto line = ReadSecretLine(input);
+        auto line = ReadSecretLine(input);
         if (!line) {
             return "--auth -: standard input holds no line to read";
         }
         options.auth = *line;
+        Wipe(*line);
         return {};
+    }
+    if (!given.auth.empty()) {
+        options.warnings.emplace_back(
+            "--auth: others could read the password in the list of processes; --auth - reads it from "
+            "standard "
+            "input, --password-file from a file");
     }
     options.auth = given.auth;
     if (given.user.empty()) {
         return {};
     }
+    WarnOfReadableFile("--password-file", given.passwordFile, options);
     std::ifstream file(given.passwordFile, std::ios::binary);
-    const auto password = file ? ReadSecretLine(file) : std::nullopt;
+    auto password = file ? ReadSecretLine(file) : std::nullopt;
     if (!password) {
         return "--password-file: no password could be read from " + given.passwordFile;
     }
+    const WipeAtEnd wipe(*password);
     options.auth = MakeBasicAuth(given.user, *password);
     if (options.auth.empty()) {
         return "--user or its password is too long";
@@ -115,6 +132,7 @@ std::string TakeWebOptions(const WebOptions& given, AppOptions& options) {
     if (!bPlain || token->size() < kMinToken) {
         return "--web-token-file: no 16 or more letters and digits could be read from " + given.tokenFile;
     }
+    WarnOfReadableFile("--web-token-file", given.tokenFile, options);
     options.webToken = *token;
     return {};
 }
@@ -131,8 +149,10 @@ void AddRecorderOptions(CLI::App& app, AppOptions& options, Given& given) {
     app.add_option("--port", options.port, "port of the recorder")
         ->check(CLI::Range(1, 65535))
         ->capture_default_str();
-    auto* const auth = app.add_option("--auth", given.credentials.auth,
-                                      "base64 of user, colon and password; - reads it from standard input");
+    auto* const auth =
+        app.add_option("--auth", given.credentials.auth,
+                       "base64 of user, colon and password; only - , which reads it from standard "
+                       "input, keeps it from the list of processes");
     auto* const user = app.add_option("--user", given.credentials.user, "user, with --password-file");
     auto* const passwordFile = app.add_option("--password-file", given.credentials.passwordFile,
                                               "file whose first line is the password");
@@ -179,6 +199,7 @@ void AddWebOptions(CLI::App& app, AppOptions& options, Given& given) {
 ParsedCommandLine ParseCommandLine(const std::vector<std::string>& args, std::istream& input) {
     AppOptions options;
     Given given;
+    const WipeAtEnd wipe(given.credentials.auth);
     CLI::App app("Live monitoring of network video recorders.", "kvmon");
     app.set_version_flag("--version", std::string("kvmon ") + KV_VERSION);
     AddRecorderOptions(app, options, given);

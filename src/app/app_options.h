@@ -28,7 +28,8 @@ struct AppOptions {
     std::string serveAddress;
     std::uint16_t servePort = 0;
     std::vector<std::string> webOrigins;
-    std::string webToken;  // empty: a new one at each start
+    std::string webToken;               // empty: a new one at each start
+    std::vector<std::string> warnings;  // a line each, for whoever started the program
 };
 
 // What the command line asks for: to run, or to say something and end.

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "console/site/web_page.h"
+#include "platform/outside_text.h"
 
 namespace kvmon {
 
@@ -30,7 +31,7 @@ private:
 
 // One line of plain text; Qt has a use of its own for one sequence.
 QString WindowTitle(const std::string& title) {
-    QString text = QString::fromStdString(title).simplified().left(kMaxTitle);
+    QString text = QString::fromStdString(OutsideLine(title)).simplified().left(kMaxTitle);
     return text.replace(QLatin1String("[*]"), QLatin1String("[*][*]"));
 }
 

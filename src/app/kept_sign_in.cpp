@@ -3,6 +3,7 @@
 #include "control/auth_text.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
+#include "platform/secret_memory.h"
 
 namespace kvmon {
 
@@ -44,11 +45,12 @@ void KeptSignIn::OnLogout() {
 
 void KeptSignIn::KeepDraft(const SignInEntry& entry) {
     m_entry = entry;
-    m_entry.password.clear();
+    Wipe(m_entry.password);
 }
 
 void KeptSignIn::OnSignedIn(const SignInEntry& entry) {
-    const std::string auth = MakeBasicAuth(entry.user, entry.password);
+    std::string auth = MakeBasicAuth(entry.user, entry.password);
+    const WipeAtEnd wipe(auth);
     const bool bMoved = entry.address != m_client.GetServerIP() || entry.port != m_client.GetServerPort();
     m_client.MoveTo(entry.address, entry.port);
     m_client.SetAuthData(auth);

@@ -1,13 +1,13 @@
 #include <cstdio>
-#include <exception>
 
 #include "app/run.h"
+#include "platform/caught.h"
 
 int main(int argc, char** argv) {
     try {
         return kvmon::Run(argc, argv);
-    } catch (const std::exception& cause) {
-        std::fprintf(stderr, "kvmon: cannot go on: %s\n", cause.what());
+    } catch (...) {
+        std::fprintf(stderr, "kvmon: cannot go on: %s\n", kvmon::TakeCaught().what.data());
         return 1;
     }
 }

@@ -17,6 +17,8 @@
 #include "channel/base/channel_globals.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
+#include "platform/process_privacy.h"
+#include "platform/secret_memory.h"
 #include "skin/dialog_style.h"
 #include "web/session/web_session.h"
 
@@ -89,17 +91,22 @@ int RunDesktop(const AppOptions& options, char* program) {
 }  // namespace
 
 int Run(int argc, char** argv) {
+    KeepMemoryPrivate();
     if (argc == 2 && std::string_view(argv[1]) == kSessionOption) {
         return RunSession(argv[0]);
     }
-    const std::vector<std::string> args(argv + std::min(argc, 1), argv + argc);
+    std::vector<std::string> args(argv + std::min(argc, 1), argv + argc);
     ScrubArguments(argc, argv);
     std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is a failed write, no more
     const ParsedCommandLine parsed = ParseCommandLine(args, std::cin);
+    std::for_each(args.begin(), args.end(), Wipe);
     if (!parsed.options) {
         std::FILE* const out = parsed.exitStatus == 0 ? stdout : stderr;
         std::fprintf(out, parsed.exitStatus == 0 ? "%s" : "%s\n", parsed.text.c_str());
         return parsed.exitStatus;
+    }
+    for (const std::string& warning : parsed.options->warnings) {
+        std::fprintf(stderr, "kvmon: %s\n", warning.c_str());
     }
     if (parsed.options->serve) {
         return RunWebHost(*parsed.options, argc, argv);

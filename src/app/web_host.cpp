@@ -10,6 +10,7 @@
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
 #include "platform/diagnostics.h"
+#include "platform/file_limit.h"
 #include "skin/dialog_style.h"
 #include "web/host/web_server.h"
 #include "web/platform/remote_application.h"
@@ -30,6 +31,7 @@ WebHostSettings SettingsOf(const AppOptions& options) {
     settings.token = options.webToken;
     settings.session = {options.server,     options.port,     options.auth,     options.autoStart,
                         options.serverName, options.language, options.helpPath, options.dataDir};
+    settings.fileLimit = RaiseFileLimit();
     return settings;
 }
 
@@ -40,7 +42,13 @@ int RunWebHost(const AppOptions& options, int, char** argv) {
     Guarded<QCoreApplication> application(argc, argv);
     SetDiagnosticSink([](const char* text) { std::fprintf(stderr, "kvmon: %s", text); });
     Termination termination;
-    WebServer server(SettingsOf(options), GetModuleFilePath());
+    const WebHostSettings settings = SettingsOf(options);
+    if (const std::size_t places = WebServer::PlacesFor(settings.fileLimit);
+        places < WebServer::kMaxConnections) {
+        std::fprintf(stderr, "kvmon: the limit of %zu open files carries %zu requests at once, not %zu\n",
+                     settings.fileLimit, places, WebServer::kMaxConnections);
+    }
+    WebServer server(settings, GetModuleFilePath());
     std::string problem;
     if (!server.Listen(problem)) {
         std::fprintf(stderr, "kvmon: cannot serve on %s:%u: %s\n", options.serveAddress.c_str(),

@@ -3,6 +3,8 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "platform/caught.h"
+
 namespace kvmon {
 
 namespace {
@@ -24,13 +26,16 @@ int TalkLevel(std::span<const std::int16_t> samples) {
 // What the thread works on; it goes on with this alone when nobody waits for it.
 struct CSoundIn::Recording {
     void Run() {
-        std::vector<std::int16_t> block(bufferSamples);
-        bool bHeard = microphone->Read(block);
-        while (bHeard && !stop && callback(block)) {
+        bool bHeard = false;
+        const bool bDone = TryStep("CSoundIn::Run", [&] {
+            std::vector<std::int16_t> block(bufferSamples);
             bHeard = microphone->Read(block);
-        }
+            while (bHeard && !stop && callback(block)) {
+                bHeard = microphone->Read(block);
+            }
+        });
         microphone->Close();
-        if (!bHeard && !stop && failed) {
+        if ((!bDone || !bHeard) && !stop && failed) {
             failed();
         }
     }

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "audio/g711.h"
+#include "platform/caught.h"
 
 namespace kvmon {
 
@@ -59,27 +60,34 @@ struct CWaveOutDevice::Service {
     }
 
     void Run() {
-        bool open = false;
         while (stop == 0) {
-            const Block block = Take();
-            if (!block.empty()) {
-                // Without a card the sound is dropped, and the next block tries again.
-                open = open || card->Open(format);
-                if (open) {
-                    card->Play(block);
-                }
-                continue;
-            }
-            if (open && !WaitOrIdle()) {
+            if (!TryStep("CWaveOutDevice::Run", [this] { Serve(); })) {
+                // The block in hand is lost; the next one tries again.
                 card->Close();
                 open = false;
             }
-            if (!open) {
-                Event* const events[] = {&wake};
-                clock.WaitAny(events, std::nullopt);
-            }
         }
         card->Close();
+    }
+
+    void Serve() {
+        const Block block = Take();
+        if (!block.empty()) {
+            // Without a card the sound is dropped, and the next block tries again.
+            open = open || card->Open(format);
+            if (open) {
+                card->Play(block);
+            }
+            return;
+        }
+        if (open && !WaitOrIdle()) {
+            card->Close();
+            open = false;
+        }
+        if (!open) {
+            Event* const events[] = {&wake};
+            clock.WaitAny(events, std::nullopt);
+        }
     }
 
     // False when the open card has lain idle for long enough.
@@ -100,6 +108,7 @@ struct CWaveOutDevice::Service {
         wake.Set();
     }
 
+    bool open = false;  // the service thread's alone
     const std::unique_ptr<SoundCard> card;
     const SoundFlag audible;
     const PcmFormat format;

@@ -18,6 +18,8 @@ public:
     bool Draw(const PictureView& picture, const PixelRect& source, std::uint8_t* pixels,
               std::ptrdiff_t stride, const PixelRect& target);
 
+    std::size_t GetBytes() const { return m_work.capacity(); }
+
 private:
     bool DrawPlanes(const PictureView& part, std::uint8_t* out, int outStride, int width, int height);
     bool DrawPacked(const PictureView& part, std::uint8_t* out, int outStride, int width, int height);

@@ -124,6 +124,7 @@ void ConsoleParts::OpenHelp(int topic) {
 }
 
 void ConsoleParts::OnSecond() {
+    binding.KeepThreads();
     serverClock.OnTick();
     session.SignIn().Update();
     status.OnTick();

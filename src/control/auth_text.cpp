@@ -1,6 +1,7 @@
 #include "control/auth_text.h"
 
 #include "persist/utilities.h"
+#include "platform/secret_memory.h"
 #include "platform/text.h"
 
 namespace kvmon {
@@ -16,7 +17,8 @@ std::optional<std::pair<std::string, std::string>> DecodeAuthText(std::string_vi
     if (text.size() > kMaxBytes) {
         return std::nullopt;
     }
-    const std::string decoded = Base64Decode(text);
+    std::string decoded = Base64Decode(text);
+    const WipeAtEnd wipe(decoded);
     if (decoded.size() > kMaxBytes || Utf16Length(decoded) > kMaxCharacters) {
         return std::nullopt;
     }

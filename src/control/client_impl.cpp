@@ -12,6 +12,8 @@
 #include "control/host_ports.h"
 #include "control/language_search.h"
 #include "persist/log_file.h"
+#include "platform/outside_text.h"
+#include "platform/text.h"
 
 namespace kvmon {
 
@@ -20,6 +22,7 @@ namespace {
 // What is closed returns within a few turns of the event loop; a call that waits for a share is not closed.
 constexpr int kFewTurns = 10;
 constexpr int kSwitchAgainMs = 50;
+constexpr std::size_t kMaxServerName = 256;  // UTF-16 units
 
 // A menu or a modal dialog runs the event loop inside of the console's own functions: the console cannot go
 // before they have returned.
@@ -47,14 +50,18 @@ CTR450ClientImpl::~CTR450ClientImpl() {
     Destroy();
 }
 
+void CTR450ClientImpl::SetServerIP(const std::string& text) {
+    m_strServerIP = OutsideLine(text);
+}
+
 void CTR450ClientImpl::SetServerPort(std::int32_t n) {
     m_nServerPort = n > 0 && n < 65536 ? n : 80;
 }
 
 void CTR450ClientImpl::SetDefServerName(const std::string& name) {
-    m_strDefServerName = name;
+    m_strDefServerName = OutsideLine(Utf16Left(name, kMaxServerName));
     if (m_pMainDlg) {
-        m_pMainDlg->SetDefServerName(name);
+        m_pMainDlg->SetDefServerName(m_strDefServerName);
     }
 }
 

@@ -42,7 +42,7 @@ public:
     // --- properties. Taken over when the console is created.
     void SetAuthData(const std::string& text) { m_strAuthData = text; }
     const std::string& GetAuthData() const { return m_strAuthData; }
-    void SetServerIP(const std::string& text) { m_strServerIP = text; }
+    void SetServerIP(const std::string& text);
     std::string GetServerIP() const override { return m_strServerIP; }
     // 80 for a number that is no port.
     void SetServerPort(std::int32_t n);

@@ -5,6 +5,7 @@
 #include "control/auth_text.h"
 #include "control/host_ports.h"
 #include "persist/log_file.h"
+#include "platform/secret_memory.h"
 #include "platform/text.h"
 #include "shares/share_request.h"
 
@@ -38,8 +39,12 @@ PlaybackShares::~PlaybackShares() {
 }
 
 int PlaybackShares::Prepare(const std::string& authText, const std::string& shares) {
-    const auto credential = DecodeAuthText(authText);
-    if (!credential || credential->first.empty() || credential->second.empty()) {
+    auto credential = DecodeAuthText(authText);
+    if (!credential) {
+        return -1;
+    }
+    const WipeAtEnd wipe(credential->second);
+    if (credential->first.empty() || credential->second.empty()) {
         return -1;
     }
     if (shares.size() > kMaxListBytes) {

@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "persist/utilities.h"
+#include "platform/secret_memory.h"
 #include "shares/share_name.h"
 #include "shares/share_request.h"
 
@@ -74,10 +75,11 @@ int SmbShares::Connect(const std::string& user, const std::string& password, con
     if (!name) {
         return kShareNoSuchShare;
     }
-    const auto request = MakeShareRequest(ShareUrl(*name), user, password);
+    auto request = MakeShareRequest(ShareUrl(*name), user, password);
     if (!request) {
         return kShareLoginRefused;
     }
+    const WipeAtEnd wipe(request->password);
     if (IsSilent(name->host)) {
         m_silentSince.start();
         return kShareTimedOut;
@@ -90,7 +92,9 @@ int SmbShares::Connect(const std::string& user, const std::string& password, con
     auto* const process = new QProcess(&m_processes);
     ++m_connecting;
     std::string path;
-    const int result = Ask(*process, WriteShareRequest(*request), path);
+    std::string told = WriteShareRequest(*request);
+    const int result = Ask(*process, told, path);
+    Wipe(told);
     --m_connecting;
     if (result == kShareTimedOut) {
         m_silentHost = name->host;

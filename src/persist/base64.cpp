@@ -2,6 +2,7 @@
 #include <array>
 
 #include "persist/utilities.h"
+#include "platform/secret_memory.h"
 
 namespace kvmon {
 
@@ -94,7 +95,10 @@ std::string MakeBasicAuth(std::string_view user, std::string_view password) {
     if (user.size() >= kMaxCredential || password.size() >= kMaxCredential) {
         return {};
     }
-    return EncodeBasicAuth(std::string(user).append(":").append(password));
+    std::string text;
+    text.reserve(user.size() + 1 + password.size());
+    const WipeAtEnd wipe(text);
+    return EncodeBasicAuth(text.append(user).append(":").append(password));
 }
 
 std::string EncodeBasicAuth(std::string_view text) {
@@ -104,7 +108,8 @@ std::string EncodeBasicAuth(std::string_view text) {
 std::optional<std::pair<std::string, std::string>> SplitBasicAuth(std::string_view base64,
                                                                   std::size_t nUserSize,
                                                                   std::size_t nPasswordSize) {
-    const std::string text = Base64Decode(base64);
+    std::string text = Base64Decode(base64);
+    const WipeAtEnd wipe(text);
     const std::size_t colon = text.find(':');
     if (colon == std::string::npos || nUserSize == 0 || nPasswordSize == 0) {
         return std::nullopt;

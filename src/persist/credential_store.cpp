@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <iterator>
 
 #include "persist/log_file.h"
@@ -40,6 +41,8 @@ void Crypt(std::vector<std::uint8_t>& data, std::string_view keyText) {
     arcfour_ctx rc4;
     arcfour_set_key(&rc4, hash.size(), hash.data());
     arcfour_crypt(&rc4, data.size(), data.data(), data.data());
+    ::explicit_bzero(hash.data(), hash.size());
+    ::explicit_bzero(&rc4, sizeof rc4);
 }
 
 bool HasZero(const std::vector<std::uint8_t>& cipher) {
@@ -54,8 +57,10 @@ void ZeroBehindFirstZero(std::vector<std::uint8_t>& cipher) {
 
 std::vector<std::uint8_t> EncryptString(std::string_view plain, std::string_view keyText) {
     plain = plain.substr(0, std::min(plain.find('\0'), kMaxCipher - 2));
-    const std::string marked = kPlain + std::string(plain);
-    std::vector<std::uint8_t> cipher(marked.begin(), marked.end());
+    std::vector<std::uint8_t> cipher;
+    cipher.reserve(plain.size() + 1);  // no copy is left behind
+    cipher.push_back(static_cast<std::uint8_t>(kPlain));
+    cipher.insert(cipher.end(), plain.begin(), plain.end());
     Crypt(cipher, keyText);
     if (!HasZero(cipher)) {
         return cipher;
@@ -88,14 +93,14 @@ std::string DecryptString(std::vector<std::uint8_t> cipher, std::string_view key
     Crypt(cipher, keyText);
     if (bWhole && cipher.size() >= 2 &&
         std::find(std::begin(kMasked), std::end(kMasked), cipher[0]) != std::end(kMasked)) {
-        std::string text;
         for (std::size_t i = 2; i < cipher.size(); ++i) {
-            text += static_cast<char>(cipher[i] ^ cipher[1]);
+            cipher[i] = static_cast<std::uint8_t>(cipher[i] ^ cipher[1]);
         }
-        return text.substr(0, text.find('\0'));
+        cipher.erase(cipher.begin());
     }
-    const std::string text(cipher.begin() + 1, cipher.end());
-    return text.substr(0, text.find('\0'));
+    const std::string text(cipher.begin() + 1, std::find(cipher.begin() + 1, cipher.end(), std::uint8_t{0}));
+    ::explicit_bzero(cipher.data(), cipher.size());
+    return text;
 }
 
 bool CanEncryptPasswd(std::string_view keyText, std::string_view password) {

@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "persist/utilities.h"
+#include "platform/outside_text.h"
 #include "platform/text.h"
 
 namespace kvmon {
@@ -94,7 +95,7 @@ void AddText(LanguageModule& module, std::string_view line) {
     }
     const std::string_view text = line.substr(static_cast<std::size_t>(end - line.data()) + 1);
     if (!text.empty() && IsValidUtf8(text)) {
-        module.texts[id] = Unescape(text);
+        module.texts[id] = OutsideText(Unescape(text));
     }
 }
 

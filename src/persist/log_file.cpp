@@ -6,9 +6,11 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 
 #include "platform/diagnostics.h"
+#include "platform/outside_text.h"
 #include "platform/text.h"
 
 namespace kvmon {
@@ -16,6 +18,8 @@ namespace kvmon {
 namespace {
 
 constexpr std::size_t kMaxLine = 1024;
+// Room for that many UTF-16 units and the stamp; what is cut off here is beyond the line's end.
+constexpr std::size_t kLineBytes = 4096;
 constexpr std::int64_t kMaxFile = 0xA00000;
 
 bool DebugOutputOn() {
@@ -32,13 +36,12 @@ void WriteDebugOutput(std::string_view text) {
     }
 }
 
-std::string Stamp(Clock& clock) {
+// Gives the length.
+std::size_t Stamp(Clock& clock, char* text, std::size_t size) {
     const std::time_t now = std::chrono::system_clock::to_time_t(clock.Now());
     std::tm local{};
     localtime_r(&now, &local);
-    char text[32];
-    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S\t", &local);
-    return text;
+    return std::strftime(text, size, "%Y-%m-%d %H:%M:%S\t", &local);
 }
 
 }  // namespace
@@ -57,11 +60,14 @@ void CLogFile::Trace(const char* lpszFormat, ...) {
 }
 
 void CLogFile::TraceV(const char* lpszFormat, std::va_list args) {
-    std::string text = FormatTextV(lpszFormat, args);
-    if (text.size() > kMaxLine) {
-        text = Utf16Left(text, kMaxLine);
-    }
-    const std::string line = Stamp(m_clock) + text;
+    // Lines tell of a lack of memory, too: all of this stays on the stack.
+    char buffer[kLineBytes];
+    const std::size_t stamp = Stamp(m_clock, buffer, sizeof buffer);
+    const int length = std::vsnprintf(buffer + stamp, sizeof buffer - stamp, lpszFormat, args);
+    // What recorders and pages told stands in it as it came.
+    const std::string_view text(buffer + stamp, length > 0 ? std::strlen(buffer + stamp) : 0);
+    BlankHiddenSigns(buffer + stamp, text.size());
+    const std::string_view line(buffer, stamp + Utf16Prefix(text, kMaxLine).size());
     const std::lock_guard lock(m_cs);
     WriteDebugOutput(line);
     if (m_bFileOpen) {
@@ -69,7 +75,8 @@ void CLogFile::TraceV(const char* lpszFormat, std::va_list args) {
     }
 }
 
-void CLogFile::TraceRaw(bool bDebugOut, std::string_view text) {
+void CLogFile::TraceRaw(bool bDebugOut, std::string_view raw) {
+    const std::string text = OutsideText(raw);
     const std::lock_guard lock(m_cs);
     if (bDebugOut) {
         WriteDebugOutput(text);

@@ -14,7 +14,8 @@ namespace kvmon {
 
 // Writes each line to the debug output (standard error or the journal, when switched on by the
 // environment variable KVMON_DEBUG, which 0 or nothing leaves off) and, once Open succeeded, to a file. Any
-// thread. Logging never fails the caller: a line that cannot be written to the file is dropped there.
+// thread. Logging never fails the caller and allocates nothing: a line that cannot be written to the file is
+// dropped there.
 class CLogFile {
 public:
     explicit CLogFile(Clock& clock = SystemClock()) : m_clock(clock) {}

@@ -7,6 +7,7 @@
 #include "persist/log_file.h"
 #include "persist/settings_backend.h"
 #include "persist/settings_file.h"
+#include "platform/secret_file.h"
 #include "platform/worker.h"
 
 namespace kvmon {
@@ -90,6 +91,9 @@ void Keeper::LoadFirst() {
         if (result == FileResult::Done) {
             result = first.Load(rows);
         }
+    }
+    if (OthersCanRead(m_file.Path())) {
+        Announce("others can read the settings file, which may hold passwords: chmod 600 " + m_file.Path());
     }
     m_bLoaded = result == FileResult::Done;
     m_bLoadLater = result == FileResult::Busy;

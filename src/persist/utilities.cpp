@@ -76,10 +76,7 @@ std::string FormatTimeStamp(const std::tm& time) {
                       time.tm_hour, time.tm_min, time.tm_sec);
 }
 
-std::string WideFromCodePage(unsigned nCodePage, std::string_view text) {
-    if (nCodePage == 65001) {
-        return FromUtf16(ToUtf16(text));
-    }
+std::string FromLatin1(std::string_view text) {
     std::u16string wide;
     for (const char c : text) {
         wide += static_cast<char16_t>(static_cast<unsigned char>(c));

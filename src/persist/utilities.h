@@ -40,8 +40,8 @@ std::string FormatThousands(std::uint64_t nValue);
 const char* BoolText(bool bValue);
 // "YYYYMMDDhhmmss".
 std::string FormatTimeStamp(const std::tm& time);
-// Text of a code page as UTF-8. 65001 is UTF-8, which is checked; any other is read as Latin-1.
-std::string WideFromCodePage(unsigned nCodePage, std::string_view text);
+// Latin-1 text as UTF-8.
+std::string FromLatin1(std::string_view text);
 // Position of the first occurrence without regard to ASCII case, or npos.
 std::size_t stristr(std::string_view text, std::string_view find);
 // Kept: part of the helpers' interface, as are the digests of a text and a file below.

@@ -2,14 +2,16 @@
 
 #include <atomic>
 #include <cstdarg>
-
-#include "platform/text.h"
+#include <cstdio>
 
 namespace kvmon {
 
 namespace {
+
 std::atomic<DiagnosticSink> currentSink{nullptr};
-}
+constexpr std::size_t kMaxText = 1024;
+
+}  // namespace
 
 void SetDiagnosticSink(DiagnosticSink sink) {
     currentSink = sink;
@@ -22,9 +24,12 @@ void Diagnose(const char* format, ...) {
     }
     std::va_list args;
     va_start(args, format);
-    const std::string text = FormatTextV(format, args);
+    char text[kMaxText];
+    const int length = std::vsnprintf(text, sizeof text, format, args);
     va_end(args);
-    sink(text.c_str());
+    if (length >= 0) {
+        sink(text);
+    }
 }
 
 }  // namespace kvmon

@@ -145,6 +145,21 @@ std::string Utf16Left(std::string_view utf8, std::size_t units) {
     return out;
 }
 
+std::string_view Utf16Prefix(std::string_view utf8, std::size_t units) {
+    std::string_view rest = utf8;
+    std::size_t length = 0;
+    bool valid = true;
+    while (!rest.empty()) {
+        const std::size_t need = TakeUtf8(rest, valid) < 0x10000 ? 1 : 2;
+        if (need > units) {
+            break;
+        }
+        units -= need;
+        length = utf8.size() - rest.size();
+    }
+    return utf8.substr(0, length);
+}
+
 std::string_view TrimRight(std::string_view text, std::string_view characters) {
     const std::size_t last = text.find_last_not_of(characters);
     return last == std::string_view::npos ? std::string_view{} : text.substr(0, last + 1);

@@ -24,6 +24,8 @@ bool IsValidUtf8(std::string_view bytes);
 std::size_t Utf16Length(std::string_view utf8);
 // The longest beginning of `utf8` with at most `units` UTF-16 units; never splits a character.
 std::string Utf16Left(std::string_view utf8, std::size_t units);
+// The same as it stands in `utf8`, what is not valid included. Allocates nothing.
+std::string_view Utf16Prefix(std::string_view utf8, std::size_t units);
 
 // The text without any of the given characters at its end.
 std::string_view TrimRight(std::string_view text, std::string_view characters);

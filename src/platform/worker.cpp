@@ -3,10 +3,9 @@
 #include <pthread.h>
 
 #include <algorithm>
-#include <exception>
-#include <system_error>
 #include <thread>
 
+#include "platform/caught.h"
 #include "platform/diagnostics.h"
 
 namespace kvmon {
@@ -16,11 +15,11 @@ namespace {
 std::atomic<int> abandonedCount{0};
 
 // An exception ends its own thread, and not the program.
-void RunBody(const std::string& name, const std::function<void()>& body) {
+void RunBody(const std::string& name, const std::function<void()>& body) noexcept {
     try {
         body();
-    } catch (const std::exception& error) {
-        Diagnose("Worker: %s ended by an exception: %s...\n", name.c_str(), error.what());
+    } catch (...) {
+        Diagnose("Worker: %s ended by an exception: %s...\n", name.c_str(), TakeCaught().what.data());
     }
 }
 
@@ -54,13 +53,13 @@ Worker::~Worker() {
     }
 }
 
-bool Worker::Start(std::string name, std::function<void()> body) {
+bool Worker::Start(const char* name, std::function<void()> body) {
     if (m_state) {
         return false;
     }
-    auto state = std::make_shared<State>();
-    state->name = std::move(name);
     try {
+        auto state = std::make_shared<State>();
+        state->name = name;
         std::thread thread([state, body = std::move(body)]() mutable {
             pthread_setname_np(pthread_self(), state->name.substr(0, 15).c_str());
             RunBody(state->name, body);
@@ -76,10 +75,11 @@ bool Worker::Start(std::string name, std::function<void()> body) {
         });
         state->id = thread.get_id();
         thread.detach();
-    } catch (const std::system_error&) {
+        m_state = std::move(state);
+    } catch (...) {
+        Diagnose("Worker: %s could not be started: %s...\n", name, TakeCaught().what.data());
         return false;
     }
-    m_state = std::move(state);
     return true;
 }
 

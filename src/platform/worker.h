@@ -27,9 +27,10 @@ public:
     // A thread still running is abandoned.
     ~Worker();
 
-    // Runs `body` on a new thread. False, with no thread, if one is held already or the system has
-    // no more. `name` shows in debuggers, 15 characters of it. A body that throws is traced and over.
-    bool Start(std::string name, std::function<void()> body);
+    // Runs `body` on a new thread. False, with no thread, if one is held already or the system has no more,
+    // or no memory for it, which is traced. `name` shows in debuggers, 15 characters of it. A body that
+    // throws is traced and over.
+    bool Start(const char* name, std::function<void()> body);
     // A thread is held: started, and neither waited for nor abandoned since.
     bool IsHeld() const { return m_state != nullptr; }
     // A thread is held and its body has not returned.

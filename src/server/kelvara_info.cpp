@@ -86,6 +86,7 @@ void CKelvaraInfo::AbandonThread(const char* method) {
 
 void CKelvaraInfo::StartGetKelvaraInfo(StartMode mode) {
     Trace("CKelvaraInfo::StartGetKelvaraInfo: Enter, m_nIdx=%d...\n", GetIdx());
+    m_bStarted = true;
     if (m_hGetKelvaraInfoThread.IsHeld()) {
         if (mode == StartMode::Anew) {
             Shared()->RequestStop();
@@ -97,15 +98,33 @@ void CKelvaraInfo::StartGetKelvaraInfo(StartMode mode) {
             return;
         }
     }
-    const auto worker = Shared();
     Trace("CKelvaraInfo::StartGetKelvaraInfo: m_hExitEvent=0x%x...\n", Handle(true));
-    worker->PrepareStart();
-    m_hGetKelvaraInfoThread.Start("server", [worker] { GetKelvaraInfoFunc(*worker); });
+    Shared()->PrepareStart();
+    StartThreads();
+    Trace("CKelvaraInfo::StartGetKelvaraInfo: AfxBeginThread, m_nIdx=%d, m_hGetKelvaraInfoThread=0x%x....\n",
+          GetIdx(), Handle(m_hGetKelvaraInfoThread.IsHeld()));
+}
+
+// Each that does not run.
+void CKelvaraInfo::StartThreads() {
+    const auto worker = Shared();
+    if (m_hGetKelvaraInfoThread.Wait(Milliseconds(0)) &&
+        !m_hGetKelvaraInfoThread.Start("server", [worker] { GetKelvaraInfoFunc(*worker); })) {
+        worker->SetRoundGood(false);
+        worker->Query().NoteFailure(LinkFault::NoThread);
+        worker->PostFailure(kFailedConcInfo);
+    }
     if (m_hCapabilityThread.Wait(Milliseconds(0))) {
         m_hCapabilityThread.Start("server-abilities", [worker] { GetCapabilitiesFunc(*worker); });
     }
-    Trace("CKelvaraInfo::StartGetKelvaraInfo: AfxBeginThread, m_nIdx=%d, m_hGetKelvaraInfoThread=0x%x....\n",
-          GetIdx(), Handle(m_hGetKelvaraInfoThread.IsHeld()));
+}
+
+void CKelvaraInfo::KeepThreads() {
+    const bool bMissing =
+        m_bStarted && (!m_hGetKelvaraInfoThread.IsRunning() || !m_hCapabilityThread.IsRunning());
+    if (m_restart.IsDue(bMissing, m_clock.TickMs())) {
+        StartThreads();
+    }
 }
 
 void CKelvaraInfo::StartGetKelvaraInfo(int nIdx, const std::string& host, std::uint32_t nPort,
@@ -117,6 +136,7 @@ void CKelvaraInfo::StartGetKelvaraInfo(int nIdx, const std::string& host, std::u
 bool CKelvaraInfo::StopGetKelvaraInfo(StopWait wait) {
     Trace("CKelvaraInfo::StopGetKelvaraInfo: Enter, m_nIdx=%d, m_hGetKelvaraInfoThread=0x%x...\n", GetIdx(),
           Handle(m_hGetKelvaraInfoThread.IsHeld()));
+    m_bStarted = false;
     if (!m_hGetKelvaraInfoThread.IsHeld() && !m_hCapabilityThread.IsHeld()) {
         return true;
     }
@@ -137,7 +157,7 @@ void CKelvaraInfo::SetNotifyWnd(WindowHandle hWnd) {
 }
 
 bool CKelvaraInfo::IsRunning() const {
-    return m_hGetKelvaraInfoThread.IsRunning();
+    return m_bStarted || m_hGetKelvaraInfoThread.IsRunning();
 }
 
 int CKelvaraInfo::GetIdx() const {
@@ -319,7 +339,7 @@ bool CKelvaraInfo::IsConnected() const {
 }
 
 std::uint32_t CKelvaraInfo::GetRetrySeconds() const {
-    const std::uint64_t endsAt = Shared()->RetryAt();
+    const std::uint64_t endsAt = std::max<std::uint64_t>(Shared()->RetryAt(), m_restart.DueAt());
     const std::uint64_t now = m_clock.TickMs();
     return endsAt > now ? static_cast<std::uint32_t>((endsAt - now + 999) / 1000) : 0;
 }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/clock.h"
+#include "platform/retry_pause.h"
 #include "platform/window_handle.h"
 #include "platform/worker.h"
 #include "server/documents/nvr_status.h"
@@ -47,10 +48,14 @@ public:
     void StartGetKelvaraInfo(StartMode mode);
     void StartGetKelvaraInfo(int nIdx, const std::string& host, std::uint32_t nPort, const std::string& user,
                              const std::string& password, StartMode mode);
+    // Now and then: a thread that the system had no place for, or that has ended unasked, is started again, 1
+    // s later, from the third time in a row 5 s, from the eighth 15 s.
+    void KeepThreads();
     // True if no thread is left. Waits 100 ms, or 3000 ms, after which the thread is abandoned.
     bool StopGetKelvaraInfo(StopWait wait);
     // A null handle: nothing is posted.
     void SetNotifyWnd(WindowHandle hWnd);
+    // A thread runs, or is to be started again.
     bool IsRunning() const;
     // The last round of queries was answered.
     bool IsConnected() const;
@@ -110,12 +115,15 @@ private:
     std::shared_ptr<ServerWorker> Shared() const;
     bool WaitForEnd(Milliseconds limit);
     void AbandonThread(const char* method);
+    void StartThreads();
 
     Clock& m_clock;
     mutable std::mutex m_csWorker;
     std::shared_ptr<ServerWorker> m_worker;  // guarded by m_csWorker; a new one when a thread is abandoned
     Worker m_hGetKelvaraInfoThread;
     Worker m_hCapabilityThread;
+    bool m_bStarted = false;  // and not stopped since
+    RestartPause m_restart;
     mutable std::mutex m_csCameras;
     std::vector<std::shared_ptr<ServerCamera>> m_Cameras;
 };

@@ -1,7 +1,10 @@
 #include "server/notify_info.h"
 
+#include <algorithm>
 #include <array>
 #include <limits>
+#include <string>
+#include <utility>
 
 #include "persist/log_file.h"
 #include "server/http/conc_info.h"
@@ -17,6 +20,11 @@ namespace {
 
 constexpr std::uint32_t kGiveUpAfter = 11;
 constexpr std::uint32_t kConnectMs = 20000;
+// Each line costs a pause. With this many in a row that were there already the client is behind by as many
+// seconds and more: a new connection begins with a full refresh and leaves them where they are.
+constexpr int kMostBehind = 8;
+constexpr std::uint64_t kAtOnceMs = 50;
+constexpr std::size_t kLongestLine = 1024;
 // A recorder that lost its power or its line says no goodbye. The first question goes out after 15 quiet
 // seconds, the connection ends by the third; a line feed that nobody confirms ends it within 45 s, too.
 constexpr Socket::DeadPeer kDeadRecorder{15, 10, 3, 30000};
@@ -44,7 +52,6 @@ public:
     void Run(CHttpTran& tran) {
         // Every connection begins with a full refresh, for what happened while there was none.
         std::string_view line = "2\n";
-        std::array<char, 1024> buffer;
         while (HandleAndPublish(line)) {
             if (m_nTimeoutCount != 0) {
                 if (!tran.Send("\n", nullptr)) {
@@ -52,24 +59,44 @@ public:
                 }
                 m_nTimeoutCount = 0;
             }
-            std::uint32_t dwTimeout = 500;
-            std::size_t length = buffer.size();
-            const NotifyLine nRes = tran.ReadNotifyLine(buffer.data(), &length, &dwTimeout);
+            const NotifyLine nRes = ReadLine(tran);
             if (nRes == NotifyLine::TimedOut) {
                 ++m_nTimeoutCount;
             } else if (nRes != NotifyLine::Line) {
                 Trace("CKelvaraInfo::GetNotifyInfo: m_nIdx=%d, Get notify.cgi broken(nRes = %d).\n",
                       m_query.GetIdx(), static_cast<int>(nRes));
                 return;
+            } else if (m_nBehind > kMostBehind) {
+                Trace("CKelvaraInfo::GetNotifyInfo: m_nIdx=%d, too many lines wait.\n", m_query.GetIdx());
+                return;
             }
             if (WaitRetryFailed()) {
                 return;
             }
-            line = {buffer.data(), nRes == NotifyLine::Line ? length + 1 : length};
+            line = nRes == NotifyLine::Line ? std::string_view(m_line) : std::string_view();
         }
     }
 
 private:
+    // Goes on with a line of which a part came before the time-out.
+    NotifyLine ReadLine(CHttpTran& tran) {
+        if (m_line.ends_with('\n')) {
+            m_line.clear();
+        }
+        std::array<char, kLongestLine> buffer;
+        std::size_t length = buffer.size() - std::min(m_line.size(), buffer.size());
+        std::uint32_t dwTimeout = 500;
+        const std::uint64_t began = m_query.GetClock().TickMs();
+        const NotifyLine nRes = tran.ReadNotifyLine(buffer.data(), &length, &dwTimeout);
+        const bool bWaited = nRes == NotifyLine::Line && m_query.GetClock().TickMs() - began < kAtOnceMs;
+        m_nBehind = bWaited ? m_nBehind + 1 : 0;
+        m_line.append(buffer.data(), length);
+        if (nRes == NotifyLine::Line) {
+            m_line += '\n';
+        }
+        return nRes;
+    }
+
     // The pause after each line. True if it was cut short, or a stop is asked for.
     bool WaitRetryFailed() {
         const std::atomic<std::uint32_t> count(m_dwErrorCount);
@@ -83,6 +110,11 @@ private:
         }
         if (m_bRefreshOk) {
             m_dwErrorCount = 0;
+            if (line == "2\n" && !std::exchange(m_bFirst, false)) {
+                // The channels' streams may be other ones although the list is the same. The first refresh
+                // follows a round, which has asked.
+                m_worker.CapabilityEvent().Set();
+            }
             m_worker.ApplyCapabilities(m_status);
             if (m_worker.UpdateServerInfo(m_status)) {
                 m_query.SetErrorCount(0);
@@ -142,8 +174,11 @@ private:
     ServerWorker& m_worker;
     QueryContext& m_query;
     CNvrStatus& m_status;
+    std::string m_line;  // what has come of it
+    int m_nBehind = 0;   // lines in a row that waited already
     int m_nTimeoutCount = 0;
     std::uint32_t m_dwErrorCount = 0;
+    bool m_bFirst = true;
     bool m_bDone = false;
     bool m_bRefreshOk = false;
 };

@@ -8,6 +8,9 @@
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
+#include "platform/caught.h"
+#include "platform/outside_text.h"
+#include "platform/secret_memory.h"
 #include "server/documents/server_documents.h"
 #include "server/http/http_tran.h"
 
@@ -68,8 +71,9 @@ struct CGetNVREventLog::Shared {
 
     Clock& clock;
     // Set before the thread's start only.
-    BoundedText<64> szHost, szUser, szPassword;
-    BoundedText<256> szBase64Auth;
+    BoundedText<64> szHost, szUser;
+    SecretText<64> szPassword;
+    SecretText<256> szBase64Auth;
     int nIdx = 0;
     std::string strRegSection;
     std::uint32_t nPort = 80;
@@ -83,6 +87,18 @@ struct CGetNVREventLog::Shared {
 
     std::mutex csTran;
     CHttpTran* pTran = nullptr;  // guarded by csTran
+    // Puts a transaction in reach of Shutdown for as long as this object lives.
+    struct InReach {
+        InReach(Shared& theOwner, CHttpTran* tran) : owner(theOwner) { Set(tran); }
+        ~InReach() { Set(nullptr); }
+        InReach(const InReach&) = delete;
+        InReach& operator=(const InReach&) = delete;
+        void Set(CHttpTran* tran) {
+            const std::lock_guard lock(owner.csTran);
+            owner.pTran = tran;
+        }
+        Shared& owner;
+    };
 
     mutable std::mutex cs;
     CNvrEventList list;  // guarded by cs
@@ -153,13 +169,8 @@ bool CGetNVREventLog::Shared::Fetch() {
     EventLogParser parser(strRegSection, std::move(latest));
     {
         CHttpTran tran(&bStop, clock);
-        {
-            const std::lock_guard lock(csTran);
-            pTran = &tran;
-        }
+        const InReach reach(*this, &tran);
         ReadLog(tran, parser);
-        const std::lock_guard lock(csTran);
-        pTran = nullptr;
     }
     if (parser.GetCount() == -1) {
         return false;
@@ -177,15 +188,19 @@ void CGetNVREventLog::Shared::GetNVREventLogFunc() {
     Event* const wake = &hDoEvent;
     while (bStop == 0) {
         std::optional<Milliseconds> pause;
-        const bool bFetched = Fetch();
+        bool bFetched = false;
+        TryStep("CGetNVREventLog::GetNVREventLogFunc", [&] { bFetched = Fetch(); });
         if (bStop != 0) {
             break;  // what a stop cut short is no failure
         }
+        const auto post = [&](WParam code, LParam index) {
+            TryStep("CGetNVREventLog::Post", [&] { hNotifyWnd.Post(WM_GETNVREVENT, code, index); });
+        };
         if (bFetched) {
-            hNotifyWnd.Post(WM_GETNVREVENT, 0, nIdx);
+            post(0, nIdx);
             Trace("CGetNVREventLog::GetNVREventLogFunc: m_nIdx=%d, WM_GETNVREVENT_SUCCESSFUL...\n", nIdx);
         } else {
-            hNotifyWnd.Post(WM_GETNVREVENT, 1, 0);
+            post(1, 0);
             Trace("CGetNVREventLog::GetNVREventLogFunc: WM_GETNVREVENT_FAILED...\n");
             pause = kRetryPause;
         }
@@ -338,8 +353,8 @@ void CGetNVREventLog::LoadEvents() {
         CNvrEvent event;
         event.m_strServer = section;
         event.m_nLevel = static_cast<std::int32_t>(m_registry.GetProfileInt(entry, "Level", kNoLevel));
-        event.m_strTime = m_registry.GetProfileString(entry, "Time", {});
-        event.m_strContent = m_registry.GetProfileString(entry, "Content", {});
+        event.m_strTime = OutsideLine(m_registry.GetProfileString(entry, "Time", {}));
+        event.m_strContent = OutsideLine(m_registry.GetProfileString(entry, "Content", {}));
         event.m_Time = ParseEventTime(event.m_strTime);
         if (event.m_nLevel != -1 && !event.m_strTime.empty() && !event.m_strContent.empty()) {
             loaded.push_back(std::move(event));

@@ -1,6 +1,7 @@
 #include "server/server_thread.h"
 
 #include "persist/log_file.h"
+#include "platform/caught.h"
 #include "server/documents/document_errors.h"
 #include "server/http/capability_reader.h"
 #include "server/http/conc_info.h"
@@ -34,9 +35,13 @@ public:
 
     void Run() {
         do {
-            TakeUpAfterAbort();
-            RunQueries();
-            GetNotifyInfo(m_worker, m_status);
+            try {
+                TakeUpAfterAbort();
+                RunQueries();
+                GetNotifyInfo(m_worker, m_status);
+            } catch (...) {
+                m_worker.TellCaught("GetKelvaraInfoFunc");
+            }
         } while (!m_worker.WaitRetryFor(m_query.ErrorCount()));
     }
 
@@ -102,6 +107,9 @@ private:
         if (m_worker.UpdateServerInfo(m_status)) {
             m_query.SetErrorCount(0);
             m_bFirst = false;
+        } else if (bListRead) {
+            // Whatever happened since the round before: the streams may be other ones though the list is not.
+            m_worker.CapabilityEvent().Set();
         }
     }
 
@@ -143,7 +151,13 @@ void GetCapabilitiesFunc(ServerWorker& worker) {
     Event* const events[] = {&worker.ExitEvent(), &worker.CapabilityEvent()};
     while (worker.Query().GetClock().WaitAny(events, std::nullopt) == 1) {
         worker.CapabilityEvent().Reset();
-        ReadCapabilities(worker);
+        if (TryStep("CKelvaraInfo::GetCapabilitiesFunc", [&] { ReadCapabilities(worker); })) {
+            continue;
+        }
+        if (worker.Query().GetClock().Wait(worker.ExitEvent(), kCapabilityPause)) {
+            return;
+        }
+        worker.CapabilityEvent().Set();
     }
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "persist/log_file.h"
 #include "server/documents/status_merge.h"
 #include "server/http/server_requests.h"
 #include "server/wait_retry.h"
@@ -81,6 +82,16 @@ void ServerWorker::PostFailure(std::uint32_t nCode) {
     if (!m_query.IsStopped()) {
         PostToConsole(WM_GETVSINFO_FAILED, nCode);
     }
+}
+
+void ServerWorker::TellCaught(const char* lpszFunction) noexcept {
+    const Caught caught = TakeCaught();
+    Trace("CKelvaraInfo::%s: m_nIdx=%d, an exception: %s...\n", lpszFunction, m_query.GetIdx(),
+          caught.what.data());
+    m_bRoundGood = false;
+    m_query.NoteFailure(FaultOf(caught.fault));
+    // The console counts it, and the pause before the next try grows with the count.
+    TryStep("CKelvaraInfo::PostFailure", [this] { PostFailure(kFailedConcInfo); });
 }
 
 bool ServerWorker::GetServerTime() {

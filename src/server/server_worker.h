@@ -70,6 +70,9 @@ public:
     void PostToConsole(std::uint32_t nMessage, std::uint32_t nCode);
     // A failure that a stop has caused is not told.
     void PostFailure(std::uint32_t nCode);
+    // In a handler of the thread's loop: what it has caught is the state of the connection until the next
+    // round. Allocates nothing that it cannot do without.
+    void TellCaught(const char* lpszFunction) noexcept;
     bool IsNoRightReported() const { return m_bNoRightReported; }
     void SetNoRightReported(bool bReported) { m_bNoRightReported = bReported; }
 

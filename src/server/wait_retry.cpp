@@ -1,5 +1,7 @@
 #include "server/wait_retry.h"
 
+#include "platform/retry_pause.h"
+
 namespace kvmon {
 
 namespace {
@@ -7,7 +9,7 @@ namespace {
 constexpr Milliseconds kRetryRound{500};
 
 int RetryRounds(std::uint32_t nErrorCount) {
-    return nErrorCount < 3 ? 2 : nErrorCount < 8 ? 10 : 30;
+    return static_cast<int>(RetryPause(nErrorCount) / kRetryRound);
 }
 
 }  // namespace

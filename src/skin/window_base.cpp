@@ -3,6 +3,8 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QEvent>
 #include <QtCore/QTimerEvent>
+#include <new>
+#include <system_error>
 
 namespace kvmon {
 
@@ -11,6 +13,22 @@ namespace {
 QEvent::Type NumberedMessageType() {
     static const auto type = static_cast<QEvent::Type>(QEvent::registerEventType());
     return type;
+}
+
+// Memory or a thread that cannot be had at one moment must not cost a message or a tick that comes only once:
+// its handler is called again, and what it has done already it finds done.
+template <typename Handler>
+void CallPatiently(const Handler& handler) {
+    constexpr int kTries = 3;
+    for (int i = 1; i < kTries; ++i) {
+        try {
+            handler();
+            return;
+        } catch (const std::bad_alloc&) {
+        } catch (const std::system_error&) {
+        }
+    }
+    handler();
 }
 
 struct NumberedMessage final : QEvent {
@@ -55,7 +73,8 @@ WindowBase::~WindowBase() {
 
 void WindowBase::SetTimer(std::uint32_t id, int periodMs) {
     KillTimer(id);
-    m_timers[id] = startTimer(periodMs, periodMs < 1000 ? Qt::PreciseTimer : Qt::CoarseTimer);
+    int& timer = m_timers[id];  // first, since a timer that no number leads to would tick for ever
+    timer = startTimer(periodMs, periodMs < 1000 ? Qt::PreciseTimer : Qt::CoarseTimer);
 }
 
 void WindowBase::KillTimer(std::uint32_t id) {
@@ -102,7 +121,7 @@ LParam WindowBase::OnMessage(std::uint32_t, WParam, LParam) {
 bool WindowBase::event(QEvent* event) {
     if (event->type() == NumberedMessageType()) {
         const auto& message = static_cast<const NumberedMessage&>(*event);
-        OnMessage(message.message, message.wParam, message.lParam);
+        CallPatiently([&] { OnMessage(message.message, message.wParam, message.lParam); });
         return true;
     }
     return QWidget::event(event);
@@ -112,7 +131,7 @@ void WindowBase::timerEvent(QTimerEvent* event) {
     for (const auto& [id, timer] : m_timers) {
         if (timer == event->timerId()) {
             const std::uint32_t number = id;  // the handler may change the map
-            OnTimer(number);
+            CallPatiently([&] { OnTimer(number); });
             return;
         }
     }

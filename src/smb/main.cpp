@@ -1,7 +1,6 @@
 // Holds one share: see share_request.h.
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <array>
@@ -11,6 +10,9 @@
 #include <cstdlib>
 #include <string>
 
+#include "platform/process_privacy.h"
+#include "platform/secret_memory.h"
+#include "smb/confinement.h"
 #include "smb/desktop_mount.h"
 #include "smb/smb_connection.h"
 
@@ -39,6 +41,7 @@ int KeepToOurselves() {
 
 std::optional<ShareRequest> ReceiveRequest() {
     std::string bytes;
+    const WipeAtEnd wipe(bytes);
     std::array<char, 1024> part;
     while (bytes.size() < kMaxShareRequest) {
         const ssize_t count = ::read(STDIN_FILENO, part.data(), part.size());
@@ -46,6 +49,7 @@ std::optional<ShareRequest> ReceiveRequest() {
             return std::nullopt;
         }
         bytes.append(part.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+        ::explicit_bzero(part.data(), part.size());
         if (auto request = ReadShareRequest(bytes)) {
             return request;
         }
@@ -78,12 +82,14 @@ void WaitForEndOfInput() {
 }  // namespace
 
 int main() {
-    // The password is in this process: no core file, and nobody looks in.
-    ::prctl(PR_SET_DUMPABLE, 0);
+    KeepMemoryPrivate();
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGALRM, SIG_DFL);
     ::alarm(kRequestSeconds);
     const int answers = KeepToOurselves();
+    if (!ConfineProcess()) {
+        return 2;
+    }
     const std::optional<ShareRequest> request = ReceiveRequest();
     if (answers < 0 || !request) {
         return 2;

@@ -1,6 +1,7 @@
 #include "app/app_options.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <fstream>
 #include <sstream>
@@ -9,7 +10,9 @@
 #include "support/temp_folder.h"
 
 using namespace kvmon;
+using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::Not;
 
 namespace {
@@ -38,7 +41,7 @@ TEST(AppOptions, TakesThemAll) {
                                               "DefServerName", "Language", "HelpPath"));
     EXPECT_FALSE(parsed.options->keep);
     EXPECT_FALSE(Parse({}).options->language);
-    EXPECT_THAT(Parse({"--keep"}).options->given, testing::IsEmpty());
+    EXPECT_THAT(Parse({"--keep"}).options->given, IsEmpty());
     EXPECT_TRUE(Parse({"--keep"}).options->keep);
     EXPECT_EQ(Parse({"--decoder-threads", "4"}).options->decoderThreads, 4);
 }
@@ -95,6 +98,27 @@ TEST(AppOptions, CredentialsFromInputAndFile) {
     std::ofstream(folder.File("token")) << "0123456789abcdef_-Z\n";
     EXPECT_EQ(Parse({"--serve", "1", "--web-token-file", folder.File("token")}).options->webToken,
               "0123456789abcdef_-Z");
+}
+
+TEST(AppOptions, WhatOthersCouldReadIsTold) {
+    EXPECT_THAT(Parse({"--auth", "dTpw"}).options->warnings,
+                ElementsAre(HasSubstr("--auth - reads it from")));
+    EXPECT_THAT(Parse({"--auth", "-"}, "dTpw").options->warnings, IsEmpty());
+
+    const kvtest::TempFolder folder;
+    const std::string file = folder.File("0123456789abcdef");
+    std::ofstream(file) << "0123456789abcdef\n";
+    const auto warnings = [&](mode_t folderMode, mode_t fileMode) {
+        ::chmod(folder.Path().c_str(), folderMode);
+        ::chmod(file.c_str(), fileMode);
+        return Parse({"--user", "ann", "--password-file", file, "--serve", "1", "--web-token-file", file})
+            .options->warnings;
+    };
+    EXPECT_THAT(warnings(0755, 0600), IsEmpty());
+    EXPECT_THAT(warnings(0700, 0644), IsEmpty()) << "nobody gets there";
+    EXPECT_THAT(warnings(0710, 0640),
+                ElementsAre(HasSubstr(file), HasSubstr("--web-token-file: others can")));
+    EXPECT_THAT(warnings(0755, 0604).size(), 2u);
 }
 
 TEST(AppOptions, AMistypedPasswordIsNotRepeated) {

@@ -1,5 +1,7 @@
 // The program as a process: how it starts and, whatever the network does, how it ends.
 #include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <QtGui/QImage>
@@ -54,7 +56,9 @@ protected:
         }
     }
     void StartAt(std::uint16_t port) {
-        Start({"--server", "127.0.0.1", "--port", std::to_string(port), "--auth", kAuth, "--auto-start"});
+        std::ofstream(folder.File("password")) << "hunter2\n";
+        Start({"--server", "127.0.0.1", "--port", std::to_string(port), "--user", "admin", "--password-file",
+               folder.File("password"), "--auto-start"});
     }
     // The exit status; -1 if it was killed or is still there at the time's end.
     int WaitForEnd(std::chrono::milliseconds time) {
@@ -98,8 +102,10 @@ TEST_F(Program, EndsInOrderWhileARecorderIsSilent) {
         peer.ReadHead();
         peer.Hold();
     });
-    StartAt(server.Port());
+    Start(
+        {"--server", "127.0.0.1", "--port", std::to_string(server.Port()), "--auth", kAuth, "--auto-start"});
     ASSERT_TRUE(server.WaitForHeads(1));
+    EXPECT_THAT(ReadFile(folder.File("out")), HasSubstr("kvmon: --auth: others could read the password"));
     const std::string commandLine = ReadFile("/proc/" + std::to_string(pid) + "/cmdline");
     EXPECT_THAT(commandLine, HasSubstr("--auth"));
     EXPECT_THAT(commandLine, Not(HasSubstr(kAuth)));
@@ -144,6 +150,54 @@ TEST_F(Program, EndsAtOnceWithNobodyThere) {
     StartAt(kvtest::UnusedPort());
     ASSERT_TRUE(kvtest::WaitUntil([&] { return FileExists(folder.File("data/~Monitor.tmp")); }));
     EXPECT_EQ(Terminate(), 0);
+}
+
+// It holds passwords: a crash writes none of them to the disk, while another program's leaves all it had.
+TEST_F(Program, LeavesNoCoreImage) {
+    const auto dumps = [this](bool bProgram) {
+        const pid_t crashed = ::fork();
+        if (crashed == 0) {
+            rlimit limit{};
+            ::getrlimit(RLIMIT_CORE, &limit);
+            limit.rlim_cur = limit.rlim_max;
+            ::setrlimit(RLIMIT_CORE, &limit);
+            if (::chdir(folder.Path().c_str()) != 0 || !bProgram) {
+                std::abort();
+            }
+            ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+            ::execl(KVMON_PROGRAM, KVMON_PROGRAM, "--data-dir", folder.File("data").c_str(), nullptr);
+            ::_exit(127);
+        }
+        if (bProgram) {
+            EXPECT_TRUE(kvtest::WaitUntil([&] { return FileExists(folder.File("data/settings.db")); }));
+            ::kill(crashed, SIGABRT);
+        }
+        int status = 0;
+        EXPECT_EQ(::waitpid(crashed, &status, 0), crashed);
+        EXPECT_TRUE(WIFSIGNALED(status));
+        return WCOREDUMP(status) != 0;
+    };
+    if (!dumps(false)) {
+        GTEST_SKIP() << "this machine writes no core images";
+    }
+    EXPECT_FALSE(dumps(true));
+}
+
+TEST_F(Program, SettingsThatOthersCanReadAreTold) {
+    {
+        COrvoRegistry registry;
+        OpenSettings(registry);
+        registry.WriteProfileInt("Window", "Width", 1000);
+    }
+    ::chmod(folder.Path().c_str(), 0755);
+    ::chmod(folder.File("data").c_str(), 0755);
+    for (const mode_t mode : {0600, 0644}) {
+        ::chmod(folder.File("data/settings.db").c_str(), mode);
+        Start({"--picture", folder.File("p.png"), "--picture-after", "0"});
+        EXPECT_EQ(WaitForEnd(kEndLimit), 0);
+        EXPECT_EQ(ReadFile(folder.File("out")).find("others can read the settings file") != std::string::npos,
+                  mode == 0644);
+    }
 }
 
 TEST_F(Program, SavesAPictureAndEnds) {

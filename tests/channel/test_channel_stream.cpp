@@ -1,6 +1,8 @@
 // A channel as a whole, against a scripted recorder.
 #include <gmock/gmock.h>
 
+#include <QtGui/QPainter>
+
 #include "channel/base/channel_messages.h"
 #include "channel/base/channel_thread.h"
 #include "channel/camera/base_camera.h"
@@ -120,6 +122,35 @@ TEST(ChannelStream, APausedChannelReceivesNothing) {
     EXPECT_TRUE(WaitUntil([&] { return closed.load(); })) << "a flooding peer has to notice";
     EXPECT_TRUE(camera->StopCameraThreads(StopWait::ToTheEnd));
     EXPECT_EQ(server.ConnectionCount(), 1);
+}
+
+TEST(ChannelStream, APausedChannelThatNobodySeesKeepsItsPictureAlone) {
+    StreamServer server(SendAndHold(HttpReply(200, "OK", Pictures(5, 320, 240))));
+    const auto budget = std::make_shared<FrameBudget>();
+    const CameraSettings settings = SettingsFor(server.Port());
+    const auto camera = CreateCamera(&settings, SystemClock(), budget);
+    *camera = settings;
+    const auto view = std::make_shared<kvtest::MessageLog>();
+    camera->SetViewWnd(WindowHandle(view), nullptr);
+    camera->SetViewSize(640, 480);
+    camera->StartCameraThreads();
+    camera->StartPlaying(PlaySound::No);
+    ASSERT_TRUE(WaitUntil([&] { return camera->GetStatistics().shown == 5; }));
+    EXPECT_GT(camera->Picture().GetWorkBytes(), 640u * 480 * 4);
+    EXPECT_GT(budget->Held(), 0u);
+    camera->SetViewWnd({}, nullptr);
+    camera->PausePlaying();
+    EXPECT_TRUE(WaitUntil([&] { return camera->Picture().GetWorkBytes() == 0 && budget->Held() == 0; }));
+    EXPECT_TRUE(camera->Picture().HasPicture());
+
+    // A view that comes back gets it at once, and new ones behind it.
+    camera->SetViewWnd(WindowHandle(view), nullptr);
+    QImage image(640, 480, QImage::Format_RGB32);
+    QPainter painter(&image);
+    EXPECT_TRUE(camera->Picture().Paint(painter, 640, 480));
+    EXPECT_GT(camera->Picture().GetWorkBytes(), 640u * 480 * 4);
+    camera->StartPlaying(PlaySound::No);
+    EXPECT_TRUE(WaitUntil([&] { return camera->GetStatistics().shown == 10; }));
 }
 
 TEST(ChannelStream, ASecondStartChangesNothing) {

@@ -282,6 +282,57 @@ TEST_F(Queue, HugeFramesDoNotPileUp) {
         << "nor their memory";
 }
 
+TEST_F(Queue, OneHugeFrameDoesNotMakeTheOthersHuge) {
+    queue.AddRecycleDecodeFrame(queue.NewDecodeFrame(1, kMaxFrameSize));
+    EXPECT_EQ(queue.Share()->Held(), 0u);
+    EXPECT_EQ(queue.NewDecodeFrame(2, 10)->GetCapacity(), CBuffer::RoundedCapacity(10));
+    // Nor do pictures of another size keep theirs.
+    auto large = queue.NewBmpFrame(3, 8u << 20);
+    ASSERT_TRUE(large->Reserve(8u << 20));
+    queue.AddRecycleFrame(std::move(large));
+    EXPECT_EQ(queue.NewBmpFrame(4, 1u << 20)->HeldSize(), 0u);
+    EXPECT_EQ(queue.Share()->Held(), 0u);
+}
+
+TEST_F(Queue, APauseGivesSpentFramesBack) {
+    queue.SetPlaying(true);
+    auto late = Frame(1000);
+    auto picture = queue.NewBmpFrame(1, 1u << 20);
+    ASSERT_TRUE(picture->Reserve(1u << 20));
+    queue.AddRecycleFrame(std::move(picture));
+    queue.AddRecycleDecodeFrame(Frame(1000));
+    EXPECT_GT(queue.Share()->Held(), 1u << 20);
+    queue.SetPlaying(false);
+    queue.AddRecycleDecodeFrame(std::move(late));
+    EXPECT_EQ(queue.Share()->Held(), 0u);
+}
+
+TEST(FrameBudget, LeavesEachChannelItsPartHoweverMuchOneTakes) {
+    constexpr std::uint64_t kMiB = 1u << 20;
+    const std::atomic<std::uint32_t> channel{0};
+    const auto budget = std::make_shared<FrameBudget>(64 * kMiB);
+    std::vector<std::unique_ptr<FrameQueue>> queues;
+    for (int i = 0; i < 4; ++i) {
+        queues.push_back(std::make_unique<FrameQueue>(channel, budget));
+    }
+    std::vector<std::unique_ptr<CBuffer>> taken;
+    while (auto frame = queues[0]->NewDecodeFrame(0, 3 * kMiB)) {
+        taken.push_back(std::move(frame));
+    }
+    EXPECT_GT(budget->Held(), 44 * kMiB);
+    EXPECT_LE(budget->Held(), 48 * kMiB);
+    std::vector<std::unique_ptr<CBuffer>> others;
+    for (std::size_t i = 1; i < queues.size(); ++i) {
+        others.push_back(queues[i]->NewDecodeFrame(0, 3 * kMiB));
+        EXPECT_TRUE(others.back()) << i;
+        EXPECT_FALSE(queues[i]->NewDecodeFrame(1, 3 * kMiB)) << i;
+    }
+    // A channel of larger frames before is not shut out by their size.
+    EXPECT_TRUE(queues[1]->NewDecodeFrame(2, kMiB / 2));
+    taken.clear();
+    EXPECT_TRUE(queues[1]->NewDecodeFrame(3, 3 * kMiB));
+}
+
 TEST_F(Queue, WakesTheDecoderAndForgetsNoFrame) {
     EXPECT_FALSE(queue.AddDecodeFrameToQueue(FrameType::Jpeg, nullptr, &event));
     EXPECT_FALSE(queue.AddDecodeFrameToQueue(FrameType::Jpeg, Frame(1), nullptr));

@@ -20,6 +20,7 @@
 #include "shares/share_name.h"
 #include "shares/share_request.h"
 #include "support/fake_clock.h"
+#include "support/must_run.h"
 #include "support/scripted_server.h"
 #include "support/temp_folder.h"
 #include "support/wait_until.h"
@@ -221,7 +222,7 @@ protected:
         std::string problem;
         m_samba = kvtest::SambaServer::Start(problem);
         if (!m_samba) {
-            GTEST_SKIP() << problem;
+            KV_SKIP(problem);
         }
         UsePort(m_samba->Port());
     }
@@ -265,12 +266,12 @@ class DesktopTest : public SambaTest {
 protected:
     void SetUp() override {
         SambaTest::SetUp();
-        if (IsSkipped()) {
+        if (IsSkipped() || HasFatalFailure()) {
             return;
         }
         for (const char* const file : {"/usr/bin/gio", "/usr/bin/dbus-daemon", "/dev/fuse"}) {
             if (::access(file, R_OK) != 0) {
-                GTEST_SKIP() << "there is no " << file;
+                KV_SKIP(std::string("there is no ") + file);
             }
         }
         qputenv("XDG_RUNTIME_DIR", m_folder.Path().c_str());
@@ -304,7 +305,7 @@ TEST_F(DesktopTest, AConnectedShareIsAFolder) {
     EXPECT_EQ(told[2], "\\\\127.0.0.1\\none 67");
     EXPECT_EQ(told[3], "");
     if (told[1].empty()) {
-        GTEST_SKIP() << "the desktop's service has no folders here";
+        KV_SKIP("the desktop's service has no folders here");
     }
     const std::string clip = told[1] + "/clip.avi";
     EXPECT_EQ(ReadMounted(clip), "pictures");

@@ -21,16 +21,21 @@ bool Readable(int socket, int timeoutMs) {
 
 }  // namespace
 
-RecorderClient::RecorderClient(std::uint16_t port, int receiveBuffer)
+RecorderClient::RecorderClient(std::uint16_t port, int receiveBuffer, const char* from)
     : m_socket(::socket(AF_INET, SOCK_STREAM, 0)) {
     if (receiveBuffer > 0) {
         ::setsockopt(m_socket, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
     }
     sockaddr_in address{};
     address.sin_family = AF_INET;
+    sockaddr generic;
+    if (from) {
+        ::inet_pton(AF_INET, from, &address.sin_addr);
+        std::memcpy(&generic, &address, sizeof generic);
+        ::bind(m_socket, &generic, sizeof generic);
+    }
     address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    sockaddr generic;
     std::memcpy(&generic, &address, sizeof generic);
     if (::connect(m_socket, &generic, sizeof generic) != 0) {
         ::close(m_socket);
@@ -145,8 +150,8 @@ std::string Get(const std::string& target, const std::string& credentials) {
            "Authorization: Basic " + EncodeBase64(credentials) + "\r\n\r\n";
 }
 
-HttpAnswer Fetch(std::uint16_t port, const std::string& request) {
-    RecorderClient client(port);
+HttpAnswer Fetch(std::uint16_t port, const std::string& request, const char* from) {
+    RecorderClient client(port, 0, from);
     HttpAnswer answer;
     if (!client.Send(request)) {
         return answer;

@@ -10,7 +10,8 @@ namespace kvtest {
 
 class RecorderClient {
 public:
-    explicit RecorderClient(std::uint16_t port, int receiveBuffer = 0);
+    // `from` is an address of this machine to call from.
+    explicit RecorderClient(std::uint16_t port, int receiveBuffer = 0, const char* from = nullptr);
     ~RecorderClient();
     RecorderClient(RecorderClient&& other) noexcept : m_socket(other.m_socket) { other.m_socket = -1; }
     RecorderClient(const RecorderClient&) = delete;
@@ -42,7 +43,7 @@ struct HttpAnswer {
     std::string head;
     std::string body;
 };
-HttpAnswer Fetch(std::uint16_t port, const std::string& request);
+HttpAnswer Fetch(std::uint16_t port, const std::string& request, const char* from = nullptr);
 
 std::vector<std::string> Lines(const std::string& body);
 // The plain text of a line of hexadecimal words, the first of which is the key to the others.

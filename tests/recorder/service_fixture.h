@@ -23,6 +23,7 @@ protected:
             channel.audio = channel.talk = false;
         }
         options.notifyPause = std::chrono::milliseconds(1);
+        config.server.logins.penalty = {};
     }
     void Start() {
         model->Begin(config);

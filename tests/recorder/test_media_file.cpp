@@ -281,21 +281,3 @@ TEST_F(MediaFile, ADamagedFileIsPlayedAsFarAsItGoesOrRefused) {
         EXPECT_TRUE(whole.WaitFor(3)[0]->key);
     }
 }
-
-TEST_F(MediaFile, AFileThatIsTakenAwayComesBack) {
-    WriteFile("a.avi", Codec::Mjpeg, Headers::InPackets);
-    const int channel = AddFile("a.avi");
-    std::filesystem::rename(PathOf("a.avi"), PathOf("b.avi"));
-    Collector collector;
-    const auto subscription = m_hub->Subscribe(channel, 0, collector.Sink());
-    m_clock->Allow(milliseconds(2500));
-    // A second channel that runs shows that the clock went on.
-    const int other = AddFile("b.avi");
-    Collector running;
-    const auto watching = m_hub->Subscribe(other, 0, running.Sink());
-    running.WaitFor(10);
-    EXPECT_TRUE(collector.Packets().empty());
-    std::filesystem::rename(PathOf("b.avi"), PathOf("a.avi"));
-    m_clock->Allow(milliseconds(2500));
-    EXPECT_TRUE(collector.WaitFor(5)[0]->key);
-}

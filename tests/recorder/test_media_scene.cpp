@@ -137,7 +137,8 @@ TEST(MediaScene, OnlyWellFormedTextIsDrawn) {
          {Case{"Tor 3 \xC3\xBC", "Tor 3 \xC3\xBC"}, Case{"\xE9\x96\x80", "\xE9\x96\x80"},
           Case{"\xF0\x9F\x9A\xA2", "\xF0\x9F\x9A\xA2"}, Case{"\xC3", "?"}, Case{"\xC0\xAF", "??"},
           Case{"\xED\xA0\x80", "???"}, Case{"\xF5\x80\x80\x80", "????"}, Case{"a\nb\x7F", "a?b?"},
-          Case{"\xE9\x96", "??"}, Case{"\xC2\x85", "??"}, Case{"123456789", "12345678"}}) {
+          Case{"\xE9\x96", "??"}, Case{"\xC2\x85", "?"}, Case{"a\xE2\x80\xAE\xD8\x9C\xE2\x81\xA6", "a???"},
+          Case{"123456789", "12345678"}}) {
         EXPECT_EQ(PrintableUtf8(c.in, 8), c.out);
     }
     std::string text = "a\xE9\x96\x80";

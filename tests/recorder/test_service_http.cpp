@@ -39,29 +39,8 @@ TEST(RequestHead, TakesWhatClientsSend) {
         RequestHead head;
         ASSERT_EQ(head.Feed("GET / HTTP/1.0\r\nAuthorization: Basic " + text + "\r\n\r\n"),
                   RequestHead::State::Complete);
-        EXPECT_EQ(head.Parse()->password, std::string(length - 5, 'p')) << length;
+        EXPECT_EQ(head.Parse()->password.View(), std::string(length - 5, 'p')) << length;
     }
-}
-
-TEST(RequestHead, RefusesWhatIsNone) {
-    for (const std::string text :
-         {"POST / HTTP/1.0\r\n\r\n", "GET /\r\n\r\n", "GET / FTP/1.0\r\n\r\n", "GET HTTP/1.0\r\n\r\n",
-          "GET x HTTP/1.0\r\n\r\n", "garbage\r\n\r\n", "\r\n\r\n"}) {
-        RequestHead head;
-        head.Feed(text);
-        EXPECT_FALSE(head.Parse()) << text;
-    }
-    RequestHead nul;
-    nul.Feed(std::string("GET /\0x HTTP/1.0\r\n\r\n", 20));
-    EXPECT_FALSE(nul.Parse());
-    RequestHead endless;
-    EXPECT_EQ(endless.Feed(std::string(9000, 'a')), RequestHead::State::Bad);
-    RequestHead lines;
-    std::string many = "GET / HTTP/1.0\r\n";
-    for (int i = 0; i < 70; ++i) {
-        many += "a: b\r\n";
-    }
-    EXPECT_EQ(lines.Feed(many), RequestHead::State::Bad);
 }
 
 TEST(ServiceText, DisplayTextIsUtf8WithoutControls) {
@@ -88,8 +67,17 @@ TEST_F(Http, UsersAndPathsAreChecked) {
     EXPECT_EQ(Ask("/nothing.cgi").status, 404);
     EXPECT_EQ(Ask("/cgi-bin/../get_init_info.cgi").status, 404);
     EXPECT_EQ(Ask("/nothing.cgi", "x:y").status, 401);
-    EXPECT_EQ(Fetch(port, "POST / HTTP/1.0\r\n\r\n").status, 400);
-    EXPECT_EQ(Fetch(port, std::string(9000, 'x')).status, 400);
+    std::string lines = "GET / HTTP/1.0\r\n";
+    for (int i = 0; i < 70; ++i) {
+        lines += "a: b\r\n";
+    }
+    for (const std::string& none :
+         {std::string("POST / HTTP/1.0\r\n\r\n"), std::string("GET /\r\n\r\n"),
+          std::string("GET / FTP/1.0\r\n\r\n"), std::string("GET x HTTP/1.0\r\n\r\n"),
+          std::string("garbage\r\n\r\n"), std::string("\r\n\r\n"),
+          std::string("GET /\0x HTTP/1.0\r\n\r\n", 20), lines, std::string(9000, 'x')}) {
+        EXPECT_EQ(Fetch(port, none).status, 400) << none.substr(0, 20);
+    }
     EXPECT_EQ(Ask("/cgi-bin/logout.cgi?logout=yes&display=no").body, "\n\n");
 
     const HttpAnswer logo = Fetch(port, "GET /logomark.jpg HTTP/1.0\r\nAccept */*\r\n\r\n");

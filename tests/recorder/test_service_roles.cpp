@@ -1,7 +1,6 @@
 // What a connection is there for, and the change from one role to the next.
 #include <filesystem>
 
-#include "connections/notify_role.h"
 #include "service_fixture.h"
 #include "support/temp_folder.h"
 
@@ -9,7 +8,6 @@ namespace kvtest {
 namespace {
 
 constexpr const char* kStream = "/cgi-bin/getstream.cgi?ch=1&stream_id=0 ";
-constexpr const char* kWho = "admin 127.0.0.1";
 constexpr const char* kTalk = "/cgi-bin/putaudiostream.cgi?ch=0 ";
 
 class Roles : public ServiceTest {
@@ -98,77 +96,6 @@ TEST_F(Roles, ATalkerWhoSaysNothingIsClosed) {
     Start();
     RecorderClient client = Open(kTalk);
     EXPECT_TRUE(client.WaitClosed(std::chrono::seconds(5)));
-}
-
-// Keeps what a role asks for.
-class ToldLink final : public Link {
-public:
-    void Send(std::string_view text, PacketPtr) override {
-        EXPECT_FALSE(sending) << "one thing at a time";
-        said += text;
-        sending = true;
-    }
-    bool Sending() const override { return sending; }
-    void SetDeadline(TimePoint) override {}
-    void SetTimer(TimePoint at) override { timer = at; }
-    std::string PeerAddress() const override { return "127.0.0.1"; }
-    void SetSendBuffer(int) override {}
-    void SetReceiveBuffer(int) override {}
-    void EndWith(std::string text) override { last = std::move(text); }
-    void Linger() override {}
-    void End() override {}
-    std::function<void()> Waker() override {
-        return [] {};
-    }
-    std::function<void()> Ender() override {
-        return [] {};
-    }
-
-    void Sent(Role& role) {
-        sending = false;
-        role.OnSent();
-    }
-
-    bool sending = false;
-    std::string said;
-    std::string last;
-    TimePoint timer{};
-};
-
-TEST(NotifyRoleAlone, SaysOneThingAtATimeAndItsLastOnceAllIsOut) {
-    ToldLink link;
-    Presence users;
-    users.Arrive(kWho);
-    users.OpenLine(kWho);  // of another connection
-    NotifyRole role(link, users, {"head ", kWho, Change::None, std::chrono::hours(1)});
-    role.Begin();
-    role.OnChanged(Change::Status);
-    role.OnChanged(Change::Configuration);
-    role.OnChanged(Change::Status);
-    EXPECT_EQ(link.said, "head ");
-    link.Sent(role);
-    EXPECT_EQ(link.said, "head 2\n");
-    role.OnChanged(Change::Status);
-    const auto before = std::chrono::steady_clock::now();
-    link.Sent(role);
-    EXPECT_EQ(link.said, "head 2\n") << "not so soon";
-    EXPECT_GT(link.timer, before + std::chrono::minutes(59));
-
-    link.sending = true;
-    EXPECT_TRUE(role.OnShutdown());
-    EXPECT_EQ(link.last, "");
-    link.Sent(role);
-    EXPECT_EQ(link.last, "3\n");
-
-    const TimePoint later = std::chrono::steady_clock::now() + std::chrono::hours(3);
-    users.CloseLine(kWho);
-    EXPECT_FALSE(users.Arrive(kWho, later)) << "there by this connection";
-    users.OpenLine(kWho);
-    role.Release();
-    role.Release();
-    EXPECT_FALSE(users.Arrive(kWho, later)) << "the other one is left alone";
-    users.CloseLine(kWho);
-    EXPECT_TRUE(users.Arrive(kWho, later));
 }
 
 }  // namespace

@@ -39,30 +39,6 @@ Record ReadRecord(RecorderClient& client) {
     return record;
 }
 
-TEST(RecordQueueTest, BeginsWithAKeyAndWakesOnce) {
-    RecordQueue queue;
-    EXPECT_FALSE(queue.Push(DeltaPacket(10, 0)));
-    EXPECT_TRUE(queue.Push(KeyPacket(10, 40)));
-    EXPECT_FALSE(queue.Push(DeltaPacket(10, 80)));
-    EXPECT_EQ(queue.Pop()->timeMs, 40);
-    EXPECT_EQ(queue.Pop()->timeMs, 80);
-    EXPECT_FALSE(queue.Push(DeltaPacket(10, 120))) << "the taker has not found it empty yet";
-    EXPECT_EQ(queue.Pop()->timeMs, 120);
-    EXPECT_EQ(queue.Pop(), nullptr);
-    EXPECT_TRUE(queue.Push(DeltaPacket(10, 160)));
-    EXPECT_EQ(queue.Dropped(), 1u);
-}
-
-TEST(RecordQueueTest, LateTakerJumpsToTheNewestGroup) {
-    RecordQueue queue;
-    for (int i = 0; i <= 90; ++i) {
-        queue.Push(MakePacket(i % 30 == 0, 100, i * 66));
-    }
-    const PacketPtr first = queue.Pop();
-    EXPECT_TRUE(first->key);
-    EXPECT_EQ(first->timeMs, 90 * 66);
-}
-
 TEST(RecordQueueTest, OverflowWaitsForAKeyAndStaysWithinBounds) {
     RecordQueue queue;
     queue.Push(KeyPacket(1000, 0));

@@ -218,6 +218,35 @@ TEST_F(LiveCapabilities, AreToldOnceTheListIsPublishedAndStay) {
     EXPECT_EQ(recorder.CountHeads("getmultistreaminfo"), 1);
 }
 
+// Else a channel whose recorder once told of streams that it has not goes on asking for them, and stays
+// black.
+TEST_F(LiveCapabilities, AreReadAnewWithEachRoundAndWhenTheRecorderTellsOfAChange) {
+    std::atomic<bool> ends{false};
+    std::atomic<bool> changes{false};
+    recorder.On("notify.cgi", [&](Peer& peer) {
+        peer.Write("HTTP/1.0 200 OK\r\n");
+        while (!ends && !peer.WaitClosed(milliseconds(10))) {
+            if (changes.exchange(false)) {
+                peer.Write("2\n");
+            }
+        }
+        ends = false;
+    });
+    const auto tells = [&](std::size_t streams) {
+        return WaitUntil([&] { return info.GetCapabilities(0).streams.size() == streams; });
+    };
+    recorder.SetDocument("getmultistreaminfo.cgi", Streams(kTwoStreams));
+    Start();
+    ASSERT_TRUE(tells(2));
+    recorder.SetDocument("getmultistreaminfo.cgi",
+                         Streams("<ch0><stream_no>1</stream_no>" + Stream(0, 0, "H264", 4) + "</ch0>"));
+    changes = true;
+    EXPECT_TRUE(tells(1));
+    recorder.SetDocument("getmultistreaminfo.cgi", Streams(kTwoStreams));
+    ends = true;
+    EXPECT_TRUE(tells(2)) << "the list is the same, the connection is not";
+}
+
 TEST_F(LiveCapabilities, ARecorderWithoutThemLogsInAsBefore) {
     Start();
     ASSERT_TRUE(WaitUntil(

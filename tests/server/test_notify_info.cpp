@@ -196,6 +196,36 @@ TEST_F(Notify, ATimeOutIsAnsweredByALineFeedAfterThePause) {
     EXPECT_GE(std::count(waits.begin(), waits.end(), Milliseconds(500)), 4);
 }
 
+TEST_F(Notify, ALineMayComeInParts) {
+    clock.SetSocketRound(Milliseconds(5));
+    const std::string letters = RunWith([&](Peer& peer) {
+        clock.Advance(Milliseconds(20));
+        peer.Write("HTTP/1.0 200 OK\r\n");
+        peer.Read(1);
+        peer.Write("2");
+        peer.Read(2);  // a wait has ended behind the digit
+        peer.Write("\n3\n");
+    });
+    EXPECT_EQ(letters, "NCDECDE");
+}
+
+// At a second for each line what a recorder pours out would be worked off for hours, and what it tells at
+// last would be seen behind that.
+TEST_F(Notify, AFloodOfLinesEndsTheConnection) {
+    for (const char* const line : {"4\n", "1\n", "2\n"}) {
+        std::string flood;
+        for (int i = 0; i < 5000; ++i) {
+            flood += line;
+        }
+        const std::uint64_t began = clock.TickMs();
+        RunWith([&](Peer& peer) {
+            peer.Write("HTTP/1.0 200 OK\r\n" + flood);
+            peer.WaitClosed();
+        });
+        EXPECT_LT(clock.TickMs() - began, 30'000u) << line;
+    }
+}
+
 TEST_F(Notify, AnInstantReplyMeansNoTimeOutAndNoKeepAlive) {
     std::string alive;
     RunWith([&](Peer& peer) {

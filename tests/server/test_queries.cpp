@@ -8,6 +8,7 @@
 #include "support/fake_clock.h"
 #include "support/fake_recorder.h"
 #include "support/recorder_texts.h"
+#include "support/wait_until.h"
 
 using namespace kvmon;
 using namespace kvtest;
@@ -216,6 +217,25 @@ TEST_F(Queries, DiskInfoReadsAnyStatusAndForgivesMissingNames) {
     EXPECT_EQ(Disk("HTTP/1.0 200 OK\r\n\r\n\r\n\n0 1 2\n0031111\n"), DiskInfoError::SectionB);
     EXPECT_EQ(Disk(kOk + "0\n001000010\n" + std::string(4000, 'n') + "\n"), DiskInfoError::None);
     EXPECT_EQ(Utf16Length(status.m_VideoSettingList[0].m_strChannelName), 1024u);
+}
+
+TEST_F(Queries, NamesThatStayAwayAreNotAllWaitedFor) {
+    clock.SetSocketRound(Milliseconds(5));
+    status.m_VideoSettingList.resize(100);
+    std::atomic<std::int64_t> tookMs{-1};
+    recorder.On("z_status.cgi", [&](Peer& peer) {
+        peer.Write(kOk + "0\n100" + std::string(500, '1') + "\nDoor\n");
+        const auto began = std::chrono::steady_clock::now();
+        peer.WaitClosed();
+        const auto took = std::chrono::steady_clock::now() - began;
+        tookMs = std::chrono::duration_cast<std::chrono::milliseconds>(took).count();
+    });
+    std::uint32_t code = 0;
+    EXPECT_TRUE(GetNvrDiskInfo(query, status, &code));
+    EXPECT_EQ(status.m_VideoSettingList[0].m_strChannelName, "Door");
+    // A second of each name's wait takes 20 ms here.
+    EXPECT_TRUE(WaitUntil([&] { return tookMs >= 0; }));
+    EXPECT_LT(tookMs, 1000);
 }
 
 TEST_F(Queries, ExtInfoCodes) {

@@ -45,6 +45,47 @@ TEST(WindowBaseTest, PostsOfAnotherThreadArriveInOrderAndSendAnswersAtOnce) {
     EXPECT_EQ(window.SendMessage(7, 40, 2), 42);
 }
 
+// Short of memory or of threads for the first calls of a handler.
+class Short final : public WindowBase {
+public:
+    int left = 0;
+    int done = 0;
+
+protected:
+    void OnTimer(std::uint32_t id) override {
+        OnMessage(0, 0, 0);
+        KillTimer(id);
+    }
+    LParam OnMessage(std::uint32_t, WParam, LParam) override {
+        if (left > 0) {
+            if (--left % 2 == 0) {
+                throw std::bad_alloc();
+            }
+            throw std::system_error(EAGAIN, std::generic_category());
+        }
+        return ++done;
+    }
+};
+
+TEST(WindowBaseTest, AHandlerThatIsShortOfMemoryIsCalledAgainAndThenLeftOut) {
+    Short window;
+    window.left = 2;
+    window.Handle().Post(1, 0, 0);
+    Turn();
+    EXPECT_EQ(window.done, 1);
+    window.left = 2;
+    window.SetTimer(9, 0);
+    EXPECT_TRUE(kvtest::WaitUntil([&] {
+        Turn();
+        return window.done == 2;
+    }));
+    EXPECT_FALSE(window.IsTimerSet(9));
+    window.left = 10;
+    window.Handle().Post(1, 0, 0);
+    EXPECT_THROW(Turn(), std::exception);
+    EXPECT_EQ(window.done, 2);
+}
+
 TEST(WindowBaseTest, PostsToAWindowThatIsGoneAreDropped) {
     auto window = std::make_unique<Recording>();
     const WindowHandle handle = window->Handle();

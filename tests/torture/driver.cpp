@@ -2,7 +2,7 @@
 // system would. What it sees it writes into the file KV_DRIVE_LOG, a line each.
 //
 //   KV_DRIVE_PATIENCE   seconds that it waits for what should come; then it goes on to the next thing
-//   KV_DRIVE_STYLE      set: a wall of four channels is chosen first, and nothing else done
+//   KV_DRIVE_STYLE      set: a wall of four channels is chosen, and nothing else done
 #include <fcntl.h>
 #include <qpa/qwindowsysteminterface.h>
 #include <unistd.h>
@@ -149,6 +149,23 @@ private:
         return bAll;
     }
 
+    // A key whose work was left out is pressed again by any user.
+    void PressNowAndThen(QWidget* window, int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+        if (!m_bPressed || m_since.elapsed() > m_nextPress) {
+            m_bPressed = true;
+            m_nextPress = m_since.elapsed() + kAgainMs;
+            Press(window, key, modifiers);
+        }
+    }
+
+    // Four live channels, and out again, so that the program keeps them.
+    void ChooseStyle(QWidget* window) {
+        PressNowAndThen(window, Qt::Key_2);
+        if (m_since.elapsed() > kAgainMs / 2 && AllLive(window)) {
+            Go(Step::Leave);
+        }
+    }
+
     void WaitForLive(QWidget* window, const char* name, Step next) {
         if (PasswordField(window) != nullptr) {
             SignIn(window);
@@ -177,11 +194,9 @@ private:
                 Go(Step::Live);
                 return;
             case Step::Live:
-                if (m_bStyleOnly && m_since.elapsed() > 4000) {
-                    Press(window, m_bPressed ? Qt::Key_Q : Qt::Key_2,
-                          m_bPressed ? Qt::ControlModifier : Qt::NoModifier);
-                    m_bPressed ? Go(Step::Close) : void(m_bPressed = true);
-                } else if (!m_bStyleOnly) {
+                if (m_bStyleOnly) {
+                    ChooseStyle(window);
+                } else {
                     WaitForLive(window, "live", Step::Paged);
                 }
                 return;
@@ -205,10 +220,8 @@ private:
                 }
                 return;
             case Step::Leave:
-                if (!m_bPressed) {
-                    m_bPressed = true;
-                    Press(window, Qt::Key_Q, Qt::ControlModifier);
-                } else if (PasswordField(window) != nullptr || IsLate()) {
+                PressNowAndThen(window, Qt::Key_Q, Qt::ControlModifier);
+                if (PasswordField(window) != nullptr || IsLate()) {
                     Say(PasswordField(window) != nullptr ? "logged out" : "not logged out");
                     Go(Step::Close);
                 }
@@ -221,6 +234,9 @@ private:
                 }
                 return;
             case Step::End:
+                if (m_since.elapsed() > kAgainMs) {
+                    Go(Step::Close);
+                }
                 return;
         }
     }
@@ -234,6 +250,7 @@ private:
     bool m_bPressed = false;
     int m_snapshots = 0;
     qint64 m_nextTry = 2000;
+    qint64 m_nextPress = 0;
     QImage m_before;
     std::array<int, kCells> m_moved{};
 };

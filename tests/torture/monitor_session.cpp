@@ -43,8 +43,8 @@ kvmon::SettingsRows Rows(const std::string& path, std::string& problem) {
 
 class MonitorSession final : public Session {
 public:
-    MonitorSession(const std::string& programs, const std::string& folder)
-        : m_programs(programs), m_folder(folder) {
+    MonitorSession(const std::string& programs, const std::string& folder, bool bDisplay)
+        : m_programs(programs), m_folder(folder), m_bDisplay(bDisplay) {
         fs::create_directories(folder);
         WriteWhole(folder + "/recorder.toml", RecorderConfig());
         WriteWhole(folder + "/auth", "YWRtaW46c2VjcmV0\n");
@@ -84,7 +84,7 @@ public:
             outcome.problem = "did not end by itself";
             return outcome;
         }
-        outcome.problem = JudgeEnd(m_status, errors, "kvmon", bStarted);
+        outcome.problem = JudgeEnd(m_status, errors, "kvmon", bStarted && !fault.bLasts);
         if (outcome.problem.empty() && bStarted && !fault.bLasts) {
             for (const char* const step :
                  {"live\n", "live on the second page\n", "logged out\n", "close\n"}) {
@@ -115,7 +115,7 @@ private:
         }
         std::vector<std::string> environment = TortureEnvironment(m_programs, "kvmon", fault, record);
         environment.insert(environment.end(), drive.begin(), drive.end());
-        if (std::getenv("KV_TORTURE_DISPLAY") == nullptr) {
+        if (!m_bDisplay) {
             environment.push_back("QT_QPA_PLATFORM=offscreen");
         }
         environment.push_back("HOME=" + m_folder + "/home");
@@ -187,6 +187,7 @@ private:
 
     const std::string m_programs;
     const std::string m_folder;
+    const bool m_bDisplay;
     std::unique_ptr<Process> m_recorder;
     std::string m_port;
     int m_status = -1;
@@ -197,7 +198,11 @@ private:
 }  // namespace
 
 std::unique_ptr<Session> MakeMonitorSession(const std::string& programs, const std::string& folder) {
-    return std::make_unique<MonitorSession>(programs, folder);
+    return std::make_unique<MonitorSession>(programs, folder, false);
+}
+
+std::unique_ptr<Session> MakeDisplaySession(const std::string& programs, const std::string& folder) {
+    return std::make_unique<MonitorSession>(programs, folder, true);
 }
 
 }  // namespace torture

@@ -38,7 +38,7 @@ std::string Config(const std::string& name) {
                     "presets = [\"Door\"]\nptz = { steerable = true }\nstreams = [{ codec = \"") +
                 codec + "\", width = 176, height = 144, fps = 10, gop = 5 }]\n";
     }
-    return text;
+    return text + "# end\n";
 }
 
 class RecorderSession final : public Session {
@@ -80,12 +80,12 @@ public:
             outcome.problem = "did not end";
             return outcome;
         }
-        outcome.problem = JudgeEnd(recorder.Status(), errors, "kvrecorder", bStarted);
+        outcome.problem = JudgeEnd(recorder.Status(), errors, "kvrecorder", bStarted && !fault.bLasts);
         if (outcome.problem.empty() && bStarted && !fault.bLasts) {
             outcome.problem = m_missed;
         }
         if (outcome.problem.empty()) {
-            outcome.problem = JudgeFiles(fault.choice.empty());
+            outcome.problem = JudgeFiles(fault.choice);
         }
         return outcome;
     }
@@ -189,10 +189,12 @@ private:
         return recorder.WaitForEnd(kEndLimit);
     }
 
-    std::string JudgeFiles(bool bReference) {
+    std::string JudgeFiles(const std::string& choice) {
+        const bool bReference = choice.empty();
+        const bool bFiles = choice.starts_with("file");  // where even the unlinking may fail
         for (const auto& entry : fs::recursive_directory_iterator(m_folder)) {
             const std::string name = entry.path().filename().string();
-            if (name.ends_with(".new") || name.ends_with(".tmp") || name == "control") {
+            if (name.ends_with(".new") || name.ends_with(".tmp") || (name == "control" && !bFiles)) {
                 return "left behind: " + name;
             }
         }

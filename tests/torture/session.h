@@ -29,6 +29,7 @@ public:
 
 // `folder` is the session's own; a recorder without faults serves kvmon.
 std::unique_ptr<Session> MakeMonitorSession(const std::string& programs, const std::string& folder);
+std::unique_ptr<Session> MakeDisplaySession(const std::string& programs, const std::string& folder);
 std::unique_ptr<Session> MakeRecorderSession(const std::string& programs, const std::string& folder);
 
 // The environment of a program in which something is to fail.

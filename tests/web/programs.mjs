@@ -83,7 +83,10 @@ export class Programs {
   }
 }
 
-export const count = (folder) => readdirSync(folder).length;
+// Entries of a folder; -1 where only root sees into it, as into the descriptors of a program that holds passwords.
+export function count(folder) {
+  try { return readdirSync(folder).length; } catch (error) { if (error.code === 'EACCES') return -1; throw error; }
+}
 // Processor time of a process so far, in milliseconds.
 export function processorMs(pid) {
   const fields = readFileSync(`/proc/${pid}/stat`, 'utf8').split(') ')[1].split(' ');

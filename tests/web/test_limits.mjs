@@ -45,15 +45,33 @@ async function sixteenSessions() {
   await noSessions();
 }
 
-// Connections that say nothing take no place for long.
+// Connections that say nothing, or half of it, make room for a page: the oldest first.
 async function idleConnections() {
-  const sockets = Array.from({length: MAX_CONNECTIONS}, () => connect(programs.url.port, '127.0.0.1').on('error', () => {}));
+  const sockets = Array.from({length: 3 * MAX_CONNECTIONS}, (_, i) => {
+    const socket = connect(programs.url.port, '127.0.0.1').on('error', () => {});
+    if (i % 2) socket.write('GET /kvmon.js HTTP/1.1\r\nHost: ');
+    return socket;
+  });
   const closed = sockets.map((socket) => new Promise((resolve) => socket.resume().on('close', resolve)));
   await Promise.all(sockets.map((socket) => new Promise((resolve) => socket.on('connect', resolve))));
-  const more = connect(programs.url.port, '127.0.0.1').on('error', () => {}).resume();
-  await new Promise((resolve) => more.on('close', resolve));
-  await Promise.all(closed);
   const page = await open();
+  assert.equal(await page.call('GetLanguage'), 0);
+  await Promise.all(closed);
+  await page.drop();
+  await noSessions();
+}
+
+// The largest picture at one pixel to a unit and at four, in turn and at once.
+async function sizesInTurn() {
+  const page = await open();
+  page.show();
+  await page.call('GetLanguage');
+  const size = (ratio) => page.send(2, [1, 255, 255, 255, 255, ratio & 255, ratio >> 8]);
+  for (let i = 0; i < 4; ++i) { size(400); size(100); }
+  await page.call('GetLanguage');
+  const [session] = programs.sessions();
+  const mostMb = Number(/VmHWM:\s+(\d+)/.exec(readFileSync(`/proc/${session}/status`, 'utf8'))[1]) / 1024;
+  assert.ok(mostMb < 700, `${mostMb} MB`);
   await page.drop();
   await noSessions();
 }
@@ -156,7 +174,7 @@ await runTests(programs, async (test) => {
   const held = () => ({threads: count(`/proc/${programs.host.pid}/task`), descriptors: count(`/proc/${programs.host.pid}/fd`)});
   const before = held();
   for (const [name, act] of Object.entries({
-    sixteenSessions, idleConnections, pagesThatGo, logoutIsTold, aPageThatDoesNotRead, silentShare: () => silentShare(silent),
+    sixteenSessions, idleConnections, sizesInTurn, pagesThatGo, logoutIsTold, aPageThatDoesNotRead, silentShare: () => silentShare(silent),
   })) {
     await test(name, act);
   }

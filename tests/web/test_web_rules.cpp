@@ -154,6 +154,12 @@ TEST(WebSocketFrames, HostileFramesEndIt) {
         const auto more = Masked(0x00, std::string(100, 'a'));
         fragments.insert(fragments.end(), more.begin(), more.end());
     }
+    // Nothing at all, in many pieces.
+    std::vector<std::uint8_t> empty = Masked(0x01, "");
+    for (std::size_t i = 0; i < 1000 / WsFrameReader::kPieceCost + 1; ++i) {
+        const auto more = Masked(0x00, "");
+        empty.insert(empty.end(), more.begin(), more.end());
+    }
     std::vector<std::uint8_t> open = Masked(0x01, "a");
     const auto second = Masked(0x81, "b");
     open.insert(open.end(), second.begin(), second.end());
@@ -170,6 +176,7 @@ TEST(WebSocketFrames, HostileFramesEndIt) {
         {Masked(0x89, "", 200), WsClose::ProtocolError},
         {Masked(0x82, "", std::size_t{1} << 62), WsClose::TooLarge},
         {fragments, WsClose::TooLarge},
+        {empty, WsClose::TooLarge},
         {Masked(0x81, "\xC0\x80"), WsClose::BadText},
     };
     for (const auto& one : cases) {

@@ -44,10 +44,25 @@ void ChannelThread::Start(First first, const Body& body) {
     control->reset = 0;
     control->leave = 0;
     ++m_nStarts;
-    m_worker.Start(m_lpszName, [body, control] { body(control); });
+    m_body = body;
+    StartWorker();
+}
+
+bool ChannelThread::StartWorker() {
+    return m_worker.Start(m_lpszName, [body = m_body, control = Control()] { body(control); });
+}
+
+bool ChannelThread::Keep(std::uint64_t nowMs) {
+    const bool bMissing = m_body && !m_worker.IsRunning();
+    if (!m_restart.IsDue(bMissing, nowMs)) {
+        return bMissing;
+    }
+    // It takes up what its events say by now.
+    return !m_worker.Wait(Milliseconds(0)) || !StartWorker();
 }
 
 void ChannelThread::RequestStop() {
+    m_body = nullptr;
     if (!m_worker.IsHeld()) {
         return;
     }
@@ -59,6 +74,7 @@ void ChannelThread::RequestStop() {
 }
 
 bool ChannelThread::Stop(StopWait wait) {
+    m_body = nullptr;
     if (!m_worker.IsHeld()) {
         return true;
     }

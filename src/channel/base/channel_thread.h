@@ -9,6 +9,7 @@
 
 #include "platform/clock.h"
 #include "platform/event.h"
+#include "platform/retry_pause.h"
 #include "platform/worker.h"
 #include "server/http/http_tran.h"
 #include "server/stop_wait.h"
@@ -63,19 +64,27 @@ public:
     enum class First { Wait, Run };
     // Stops a thread that is there and starts anew. It runs at once, or waits for its run event.
     void Start(First first, const Body& body);
+    // Now and then: a thread that the system had no place for, or that has ended unasked, is started again, 1
+    // s later, from the third time in a row 5 s, from the eighth 15 s. True while one is missing.
+    bool Keep(std::uint64_t nowMs);
     // Asks the thread to end, and does not wait.
     void RequestStop();
     // Asks the thread to end. True if none is left. That is always so when the end is waited for, since a
     // thread that does not end in time is abandoned. Else nothing is waited for: a wall of channels that end
     // one after the other must not stop the user interface.
     bool Stop(StopWait wait);
-    bool IsRunning() const { return m_worker.IsRunning(); }
+    // It runs, or is to be started again.
+    bool IsRunning() const { return m_body || m_worker.IsRunning(); }
     // What steers the present thread, or the next one. Any thread.
     std::shared_ptr<ThreadControl> Control() const;
 
 private:
+    bool StartWorker();
+
     const char* const m_lpszName;
     const char* const m_lpszStopName;
+    Body m_body;  // while the thread is wanted
+    RestartPause m_restart;
     unsigned m_nStarts = 0;
     Worker m_worker;
     mutable std::mutex m_csControl;

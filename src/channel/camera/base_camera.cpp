@@ -13,15 +13,16 @@
 
 namespace kvmon {
 
-std::shared_ptr<CBaseCamera> CreateCamera(const CameraSettings* pSettings, Clock& clock) {
+std::shared_ptr<CBaseCamera> CreateCamera(const CameraSettings* pSettings, Clock& clock,
+                                          std::shared_ptr<FrameBudget> budget) {
     if (pSettings == nullptr) {
         return nullptr;
     }
-    return std::shared_ptr<CBaseCamera>(new CBaseCamera(clock, KindFor(*pSettings)));
+    return std::shared_ptr<CBaseCamera>(new CBaseCamera(clock, KindFor(*pSettings), std::move(budget)));
 }
 
-CBaseCamera::CBaseCamera(Clock& clock, const CameraKind& kind)
-    : m_core(std::make_shared<ChannelCore>(clock, kind)) {
+CBaseCamera::CBaseCamera(Clock& clock, const CameraKind& kind, std::shared_ptr<FrameBudget> budget)
+    : m_core(std::make_shared<ChannelCore>(clock, kind, std::move(budget))) {
     // So that the first start reads what the camera can do.
     m_core->AddCamCmd(kCmdReadCameraInfo, 0);
 }
@@ -58,7 +59,7 @@ void RunVideo(ChannelCore& core, ThreadControl& control) {
 }
 
 void RunAudio(ChannelCore& core, ThreadControl& control) {
-    DoAudioLoop(core.m_source, core.m_sound, control);
+    DoAudioLoop(core.m_source, core.m_sound, core, control);
 }
 
 void RunDecode(ChannelCore& core, ThreadControl& control) {
@@ -66,7 +67,7 @@ void RunDecode(ChannelCore& core, ThreadControl& control) {
 }
 
 void RunLook(ChannelCore& core, ThreadControl& control) {
-    DoLookLoop(core.m_source, core, control);
+    DoLookLoop(core.m_source, core.m_frames.Budget(), core, control);
 }
 
 }  // namespace
@@ -86,12 +87,21 @@ void CBaseCamera::StartCameraThreads() {
     }
 }
 
+void CBaseCamera::KeepThreads() {
+    bool bMissing = false;
+    for (ChannelThread* const thread : m_core->Threads()) {
+        bMissing = thread->Keep(m_core->clock.TickMs()) || bMissing;
+    }
+    if (bMissing) {
+        m_core->TellFault(OwnFault::NoThread);
+    }
+    m_core->TellUntold();
+}
+
 bool CBaseCamera::StopCameraThreads(StopWait wait) {
     m_core->m_sound.m_bPlayAudioUI = false;
     // All are asked before the first is waited for, so that their ends overlap.
-    for (ChannelThread* const thread :
-         {&m_core->m_commandThread, &m_core->m_videoThread, &m_core->m_audioThread, &m_core->m_decodeThread,
-          &m_core->m_lookThread}) {
+    for (ChannelThread* const thread : m_core->Threads()) {
         thread->RequestStop();
     }
     bool bStopped = m_core->m_commandThread.Stop(wait);
@@ -187,10 +197,11 @@ void CBaseCamera::PausePlaying() {
     const auto look = m_core->m_lookThread.Control();
     look->run.Reset();
     look->Interrupt();
-    const auto decode = m_core->m_decodeThread.Control();
-    decode->run.Reset();
-    decode->leave = 1;
     m_core->FlushAndResetDecoder();
+    const auto decode = m_core->m_decodeThread.Control();
+    decode->leave = 1;
+    // A decoder that has nothing to do holds its pictures: the thread leaves it, and sleeps then.
+    decode->run.Set();
 }
 
 void CBaseCamera::RestartPlaying() {
@@ -225,8 +236,13 @@ void CBaseCamera::UpdateStill() {
 // --- view
 
 void CBaseCamera::SetViewWnd(WindowHandle hWnd, std::function<void()> repaint) {
+    const bool bLeft = !hWnd;
     m_core->m_picture.SetRepaint(std::move(repaint));
     m_core->m_windows.SetViewWnd(std::move(hWnd));
+    if (bLeft) {
+        m_core->m_picture.ReleaseView();
+        m_core->m_decodeThread.Control()->run.Set();  // which gives the rest back when the channel is paused
+    }
 }
 
 WindowHandle CBaseCamera::GetViewWnd() const {

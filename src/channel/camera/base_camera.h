@@ -13,6 +13,7 @@
 #include "channel/base/camera_info.h"
 #include "channel/base/sound_switches.h"
 #include "channel/base/status_flags.h"
+#include "channel/frames/frame_budget.h"
 #include "channel/picture/channel_picture.h"
 #include "channel/picture/digital_zoom.h"
 #include "channel/source/stream_choice.h"
@@ -28,10 +29,13 @@ class CBaseCamera;
 class CameraKind;
 struct ChannelCore;
 
-// The channel for these settings, or null for null. The object is to be assigned the same settings next. The
-// threads own the channel together with the handle: when the last handle goes, the threads are stopped
-// (3000 ms each), and one that does not end keeps what it touches alive by itself.
-std::shared_ptr<CBaseCamera> CreateCamera(const CameraSettings* pSettings, Clock& clock = SystemClock());
+// The channel for these settings, or null for null. All channels share one budget for what comes to them. The
+// object is to be assigned the same settings next. The threads own the channel together with the handle: when
+// the last handle goes, the threads are stopped (3000 ms each), and one that does not end keeps what it
+// touches alive by itself.
+std::shared_ptr<CBaseCamera> CreateCamera(
+    const CameraSettings* pSettings, Clock& clock = SystemClock(),
+    std::shared_ptr<FrameBudget> budget = std::make_shared<FrameBudget>());
 
 // The text of a vendor number; "Generic" for one without an entry.
 const char* GetVendorName(std::uint32_t dwVendorId);
@@ -122,6 +126,9 @@ public:
     // --- threads (user interface thread). All of this does nothing before the channel is usable.
     // Starts the command, the reception and the decode thread. They idle until StartPlaying.
     void StartCameraThreads();
+    // Once a second: starts those that the system had no place for, and says so in the cell, as of what their
+    // loops had no memory to tell.
+    void KeepThreads();
     bool StopCameraThreads(StopWait wait) override;
     bool StopVideoThread(StopWait wait);
     // The thread for a camera's sound over a connection of its own, once it is known that the camera has
@@ -214,8 +221,9 @@ public:
     bool IsStatusTold() const;
 
 protected:
-    CBaseCamera(Clock& clock, const CameraKind& kind);
-    friend std::shared_ptr<CBaseCamera> CreateCamera(const CameraSettings*, Clock&);
+    CBaseCamera(Clock& clock, const CameraKind& kind, std::shared_ptr<FrameBudget> budget);
+    friend std::shared_ptr<CBaseCamera> CreateCamera(const CameraSettings*, Clock&,
+                                                     std::shared_ptr<FrameBudget>);
 
 private:
     void ClearCameraInfo();

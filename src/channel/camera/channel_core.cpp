@@ -1,6 +1,7 @@
 #include "channel/camera/channel_core.h"
 
 #include "channel/base/channel_messages.h"
+#include "channel/base/own_fault_texts.h"
 #include "persist/string_table.h"
 #include "skin/skin_messages.h"
 
@@ -27,6 +28,12 @@ void ChannelCore::SetFrameType(const std::string& type) {
     m_picture.SetSubString(SubString::FrameType, "Frame Type: " + type);
 }
 
+void ChannelCore::OnPaused() {
+    if (!m_windows.GetViewWnd() && !m_frames.IsPlaying()) {
+        m_picture.ReleaseWork();
+    }
+}
+
 void ChannelCore::AddDecodeFrame(const ThreadControl& control, std::unique_ptr<CVideoBmpFrame> frame) {
     const std::lock_guard showLock(m_csShow);
     if (!frame || control.abandoned) {
@@ -40,6 +47,19 @@ void ChannelCore::AddDecodeFrame(const ThreadControl& control, std::unique_ptr<C
         m_windows.PostToConsole(WM_COMMAND, kCmdRefreshControls, 0);
     }
     m_windows.TakeNotify().Post(kMsgFirstData, m_source.m_uCHInMainDlg, 0);
+}
+
+void ChannelCore::TellFault(OwnFault fault) noexcept {
+    // The words need memory, too. Where there is none the user interface tells of it within the second.
+    m_nUntoldText = TextOf(fault);
+    TryStep("CBaseCamera::TellFault", [this] { TellUntold(); });
+}
+
+void ChannelCore::TellUntold() {
+    if (const std::uint32_t text = m_nUntoldText) {
+        SetCaption(LoadString(text));
+        m_nUntoldText = 0;
+    }
 }
 
 void ChannelCore::NoteReceived() {
@@ -80,7 +100,7 @@ std::shared_ptr<LiveAudio> ChannelCore::GetAudio() const {
 
 void ChannelCore::RenewAudio() {
     const std::lock_guard lock(m_cs);
-    m_pAudio = std::make_shared<LiveAudio>(factories, m_source.m_uCHInMainDlg);
+    m_pAudio = std::make_shared<LiveAudio>(factories, m_source.m_uCHInMainDlg, m_frames.Share());
 }
 
 }  // namespace kvmon

@@ -1,6 +1,7 @@
 // What a channel's threads share, and who of them gets what. Inside this folder and its tests only.
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -34,8 +35,9 @@ namespace kvmon {
 // gets the parts that it works on and nothing else. The locks are never held during a wait, a network call or
 // a decoder's work.
 struct ChannelCore final : PictureSink, StreamReports {
-    explicit ChannelCore(Clock& theClock, const CameraKind& kind = BaseKind())
-        : clock(theClock), m_source(theClock, kind) {}
+    explicit ChannelCore(Clock& theClock, const CameraKind& kind = BaseKind(),
+                         std::shared_ptr<FrameBudget> budget = std::make_shared<FrameBudget>())
+        : clock(theClock), m_source(theClock, kind), m_frames(m_source.m_uCHInMainDlg, std::move(budget)) {}
 
     // --- what the threads get
     DecodeParts GetDecodeParts() { return {m_frames, *this, m_counters, factories, clock}; }
@@ -54,12 +56,16 @@ struct ChannelCore final : PictureSink, StreamReports {
     // --- decode thread
     void SetBitmapInfo(const BITMAPINFOHEADER& bmpInfo) override;
     void AddDecodeFrame(const ThreadControl& control, std::unique_ptr<CVideoBmpFrame> frame) override;
+    void OnPaused() override;
     void SetFrameType(const std::string& type) override;
     void SetCaption(const std::string& text) override {
         m_picture.SetMainOsdCameraString(text, CaptionStay::UntilPicture);
     }
 
     // --- any thread
+    void TellFault(OwnFault fault) noexcept override;
+    // What could not be told where it happened.
+    void TellUntold();
     void RestartPlaying() override;
     void ShowText(std::uint32_t uStringId) override { m_windows.ShowText(uStringId); }
     // Empties the queue; what the decoder has seen so far is of no use then.
@@ -93,7 +99,7 @@ struct ChannelCore final : PictureSink, StreamReports {
     ChannelCounters m_counters;
     SoundSwitches m_sound;
     Abilities m_abilities{m_sound};
-    FrameQueue m_frames{m_source.m_uCHInMainDlg};
+    FrameQueue m_frames;
     CamCmdQueue m_CamCmdQueue;
     TalkBack m_talk{m_source};
     FrameRate m_frameRate;
@@ -107,12 +113,14 @@ struct ChannelCore final : PictureSink, StreamReports {
     StatusFlags m_statusFlags{};
     bool m_bStatusTold = false;  // the recorder has told the flags, and is there
     bool m_bManualRecording = false;
-    std::shared_ptr<LiveAudio> m_pAudio = std::make_shared<LiveAudio>(factories, m_source.m_uCHInMainDlg);
+    std::shared_ptr<LiveAudio> m_pAudio =
+        std::make_shared<LiveAudio>(factories, m_source.m_uCHInMainDlg, m_frames.Share());
 
     std::atomic<bool> m_bSizeForgotten{false};  // the next picture reports its size, old or new
     std::atomic<bool> m_bAudioWanted{false};    // by a connection of its own
     std::atomic<std::uint32_t> m_nErrorCount{0};
     std::atomic<bool> m_bStreamRunning{false};
+    std::atomic<std::uint32_t> m_nUntoldText{0};
     std::atomic<std::uint64_t> m_nPlayingSince{0};  // milliseconds of the clock
 
     // The decode thread tells of a picture's size; all else is the user interface's.
@@ -128,6 +136,9 @@ struct ChannelCore final : PictureSink, StreamReports {
     ChannelThread m_decodeThread{"kv-decode", "StopDecodeThread"};
     ChannelThread m_commandThread{"kv-command", "StopCamCmdThread"};
     ChannelThread m_lookThread{"kv-look", "StopLookThread"};
+    std::array<ChannelThread*, 5> Threads() {
+        return {&m_commandThread, &m_videoThread, &m_audioThread, &m_decodeThread, &m_lookThread};
+    }
 };
 
 }  // namespace kvmon

@@ -157,11 +157,12 @@ void RunWaitingCommands(const CommandParts& parts, const std::function<void(cons
 bool WaitForNextRound(const CommandParts& parts, const std::function<void(const CamCmd&)>& carryOut) {
     ThreadControl& control = parts.control;
     const std::uint64_t end = parts.clock.TickMs() + kRoundPauseMs;
+    Event* const events[] = {&control.exit, &control.run};
     while (control.abort == 0 && parts.clock.TickMs() < end) {
         // Reset first: a command that comes from here on ends the wait.
         control.run.Reset();
         RunWaitingCommands(parts, carryOut);
-        parts.clock.Wait(control.run, kAbortLook);
+        parts.clock.WaitAny(events, kAbortLook);
     }
     return control.abort == 0;
 }

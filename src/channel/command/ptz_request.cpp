@@ -6,6 +6,7 @@
 #include "channel/source/target_settings.h"
 #include "persist/string_table.h"
 #include "persist/utilities.h"
+#include "platform/outside_text.h"
 #include "platform/text.h"
 
 namespace kvmon {
@@ -67,9 +68,8 @@ std::string PresetLabel(std::uint32_t nIndex) {
 }
 
 std::string MenuText(std::string_view bytes) {
-    const std::string text = IsValidUtf8(bytes) ? std::string(bytes) : WideFromCodePage(0, bytes);
     std::string doubled;
-    for (const char c : text) {
+    for (const char c : OutsideLine(IsValidUtf8(bytes) ? std::string(bytes) : FromLatin1(bytes))) {
         doubled.append(c == '&' ? 2 : 1, c);
     }
     return doubled;

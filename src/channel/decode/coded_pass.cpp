@@ -70,7 +70,9 @@ const CodedKind* FindCodedKind(std::uint32_t code) {
 CodedPass::CodedPass(const DecodeParts& parts, ThreadControl& control, const CodedKind& kind)
     : DecodePass(parts, control),
       m_kind(kind),
-      m_maker(kind.make(m_parts.factories, [this] { return HasToStop() || m_control.exit.IsSet(); })) {}
+      m_maker(kind.make(
+          m_parts.factories, [this] { return HasToStop() || m_control.exit.IsSet(); },
+          m_parts.frames.Share())) {}
 
 void CodedPass::TraceFrame(std::uint32_t dwIdx, const std::string& text) const {
     const std::string index = m_kind.tracesIndex ? FormatText(" dwIdx=0x%08x,", dwIdx) : std::string();

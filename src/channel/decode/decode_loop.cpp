@@ -1,6 +1,5 @@
 #include "channel/decode/decode_loop.h"
 
-#include <new>
 #include <string>
 
 #include "channel/decode/coded_pass.h"
@@ -8,6 +7,7 @@
 #include "channel/source/camera_kind.h"
 #include "channel/source/stream_source.h"
 #include "persist/log_file.h"
+#include "platform/retry_pause.h"
 
 namespace kvmon {
 
@@ -87,18 +87,46 @@ void DecodeLoop::Leave(std::unique_ptr<CBuffer> frame) {
     }
 }
 
+namespace {
+
+// What comes meanwhile is thrown away up to a key frame. A stream that begins anew, and a pause, end the
+// wait.
+void WaitForDecodeRetry(const DecodeParts& parts, ThreadControl& control, std::uint32_t nFailures) {
+    constexpr Milliseconds kRound{500};
+    parts.frames.FlushDecodeFrames(FrameQueue::Next::KeyFrame);
+    for (Milliseconds left = RetryPause(nFailures); left > Milliseconds(0) && control.leave == 0;
+         left -= kRound) {
+        if (parts.clock.Wait(control.exit, kRound)) {
+            return;
+        }
+    }
+}
+
+}  // namespace
+
 void DoDecodeLoop(const DecodeParts& parts, const StreamSource& source, ThreadControl& control) {
+    std::uint32_t nFailures = 0;
     while (WaitForRun("DoDecodeLoop", parts.clock, source.m_uCHInMainDlg, control)) {
+        // Looked at first: what comes of a new stream is not thrown away for the pause before it.
+        const bool bWaiting = parts.frames.GetCount() != 0;
         if (parts.frames.IsPlaying()) {
+            const std::uint64_t nShown = parts.counters.m_nShown;
             try {
                 DecodeLoop loop(parts, control);
                 source.IsStreamFromCamera() ? source.kind.DecodeCameraFrame(loop) : loop.DecodeFrame();
-            } catch (const std::bad_alloc&) {
-                Trace("CBaseCamera::DoDecodeLoop: m_uCHInMainDlg=%u, out of memory....\n",
-                      source.m_uCHInMainDlg.load());
+            } catch (...) {
+                const Caught caught = TakeCaught();
+                Trace("CBaseCamera::DoDecodeLoop: m_uCHInMainDlg=%u, an exception: %s....\n",
+                      source.m_uCHInMainDlg.load(), caught.what.data());
+                parts.sink.TellFault(caught.fault);
+                nFailures = parts.counters.m_nShown == nShown ? nFailures + 1 : 1;
+                WaitForDecodeRetry(parts, control, nFailures);
             }
-        } else {
+        } else if (bWaiting) {
             parts.frames.FlushDecodeFrames(FrameQueue::Next::KeyFrame);
+        }
+        if (!parts.frames.IsPlaying()) {
+            TryStep("CBaseCamera::OnPaused", [&] { parts.sink.OnPaused(); });
         }
         parts.frames.ResetWhenEmpty(control.run);
     }

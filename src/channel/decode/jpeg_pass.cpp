@@ -37,7 +37,12 @@ bool JpegPass::Show(const CBuffer& frame) {
 // In the decoder's own planes if it can be, else as a bitmap.
 bool JpegPass::Decode(const CBuffer& frame, std::uint32_t size, BITMAPINFOHEADER& info,
                       CVideoBmpFrame& picture) {
+    constexpr std::uint32_t kBlockEdges = 64 * 1024;
+    if (!picture.ReservePlanes(std::uint64_t{size} + kBlockEdges)) {
+        return false;
+    }
     const PictureView planes = DecodeJpegPlanes(frame.Bytes(), picture.PlaneStorage());
+    picture.ReservePlanes(0);  // most share their colours between four pixels and need half
     if (!planes.IsEmpty()) {
         picture.SetPlanes(info, planes);
         return true;

@@ -57,8 +57,8 @@ private:
 
 class MxpegMaker final : public PictureMaker {
 public:
-    explicit MxpegMaker(MxpegDecoderFactory factory)
-        : m_decoder(factory != nullptr ? factory() : std::unique_ptr<CTRMxPEGDecoder>()) {}
+    MxpegMaker(MxpegDecoderFactory factory, const std::shared_ptr<FrameShare>& share)
+        : m_decoder(factory != nullptr ? factory() : std::unique_ptr<CTRMxPEGDecoder>()), m_heldRows(share) {}
 
     void CorrectSize(KELVARA_FRAME_HDR& hdr, std::span<const std::uint8_t> payload) const override {
         int width = 0;
@@ -80,21 +80,28 @@ public:
 protected:
     bool Open() override {
         SetBitmapInfo(MakeBitmapInfo(static_cast<int>(Head().dwWidth), static_cast<int>(Head().dwHeight)));
-        m_rows.resize(BitmapInfo().biSizeImage + kSpareBytes);
+        const std::size_t size = std::size_t{BitmapInfo().biSizeImage} + kSpareBytes;
+        if (!m_heldRows.Change(std::max(size, m_rows.capacity()))) {
+            return false;
+        }
+        m_rows.resize(size);
         return m_decoder && m_decoder->Open(BitmapInfo().biWidth, BitmapInfo().biHeight);
     }
     void CloseDecoder() override { m_decoder->Close(); }
 
 private:
     const std::unique_ptr<CTRMxPEGDecoder> m_decoder;
+    HeldBytes m_heldRows;
     std::vector<std::uint8_t> m_rows;
 };
 
 // Its output is the image of a bitmap file.
 class VivotekMaker final : public PictureMaker {
 public:
-    VivotekMaker(VivotekDecoderFactory factory, const GiveUp& giveUp)
-        : m_decoder(factory != nullptr ? factory(giveUp) : std::unique_ptr<VivotekDecoder>()) {}
+    VivotekMaker(VivotekDecoderFactory factory, const GiveUp& giveUp,
+                 const std::shared_ptr<FrameShare>& share)
+        : m_decoder(factory != nullptr ? factory(giveUp) : std::unique_ptr<VivotekDecoder>()),
+          m_work(share) {}
 
     int Decode(std::span<const std::uint8_t> payload, CVideoBmpFrame& picture) override {
         if (!m_work.Reserve(static_cast<std::uint32_t>(
@@ -199,17 +206,19 @@ void PictureMaker::ExpectBitmapInfo(const BITMAPINFOHEADER& bmpInfo) {
     m_bInfoExpected = true;
 }
 
-std::unique_ptr<PictureMaker> MakeVideoMaker(const ChannelFactories& /*factories*/,
-                                             const GiveUp& /*giveUp*/) {
+std::unique_ptr<PictureMaker> MakeVideoMaker(const ChannelFactories& /*factories*/, const GiveUp& /*giveUp*/,
+                                             const std::shared_ptr<FrameShare>& /*share*/) {
     return std::make_unique<VideoMaker>();
 }
 
-std::unique_ptr<PictureMaker> MakeMxpegMaker(const ChannelFactories& factories, const GiveUp& /*giveUp*/) {
-    return std::make_unique<MxpegMaker>(factories.mxpegDecoder);
+std::unique_ptr<PictureMaker> MakeMxpegMaker(const ChannelFactories& factories, const GiveUp& /*giveUp*/,
+                                             const std::shared_ptr<FrameShare>& share) {
+    return std::make_unique<MxpegMaker>(factories.mxpegDecoder, share);
 }
 
-std::unique_ptr<PictureMaker> MakeVivotekMaker(const ChannelFactories& factories, const GiveUp& giveUp) {
-    return std::make_unique<VivotekMaker>(factories.vivotekDecoder, giveUp);
+std::unique_ptr<PictureMaker> MakeVivotekMaker(const ChannelFactories& factories, const GiveUp& giveUp,
+                                               const std::shared_ptr<FrameShare>& share) {
+    return std::make_unique<VivotekMaker>(factories.vivotekDecoder, giveUp, share);
 }
 
 }  // namespace kvmon

@@ -58,12 +58,16 @@ private:
     bool m_bInfoExpected = false;
 };
 
-// `giveUp` ends waits within a decoder.
-using PictureMakerFactory = std::unique_ptr<PictureMaker> (*)(const ChannelFactories&, const GiveUp& giveUp);
+// `giveUp` ends waits within a decoder; what a maker holds between its pictures is of the share.
+using PictureMakerFactory = std::unique_ptr<PictureMaker> (*)(const ChannelFactories&, const GiveUp& giveUp,
+                                                              const std::shared_ptr<FrameShare>& share);
 
 // H.264, and MPEG-4 with both its codes.
-std::unique_ptr<PictureMaker> MakeVideoMaker(const ChannelFactories& factories, const GiveUp& giveUp);
-std::unique_ptr<PictureMaker> MakeMxpegMaker(const ChannelFactories& factories, const GiveUp& giveUp);
-std::unique_ptr<PictureMaker> MakeVivotekMaker(const ChannelFactories& factories, const GiveUp& giveUp);
+std::unique_ptr<PictureMaker> MakeVideoMaker(const ChannelFactories& factories, const GiveUp& giveUp,
+                                             const std::shared_ptr<FrameShare>& share);
+std::unique_ptr<PictureMaker> MakeMxpegMaker(const ChannelFactories& factories, const GiveUp& giveUp,
+                                             const std::shared_ptr<FrameShare>& share);
+std::unique_ptr<PictureMaker> MakeVivotekMaker(const ChannelFactories& factories, const GiveUp& giveUp,
+                                               const std::shared_ptr<FrameShare>& share);
 
 }  // namespace kvmon

@@ -6,6 +6,7 @@
 
 #include "channel/frames/frame_pool.h"
 #include "codec/picture.h"
+#include "platform/caught.h"
 
 namespace kvmon {
 
@@ -20,10 +21,14 @@ public:
     virtual void SetBitmapInfo(const BITMAPINFOHEADER& bmpInfo) = 0;
     // A finished picture takes the screen. Nothing if the thread was abandoned.
     virtual void AddDecodeFrame(const ThreadControl& control, std::unique_ptr<CVideoBmpFrame> frame) = 0;
+    // Pictures are not wanted for the time being, and none is under way.
+    virtual void OnPaused() {}
     // What kind of frames there are, for the information lines.
     virtual void SetFrameType(const std::string& type) = 0;
     // Shows why there is no picture, until the next one comes.
     virtual void SetCaption(const std::string& text) = 0;
+    // The decoding could not do its work: the cell says why until a picture comes.
+    virtual void TellFault(OwnFault /*fault*/) noexcept {}
 };
 
 }  // namespace kvmon

@@ -1,5 +1,7 @@
 #include "channel/frames/frame_head.h"
 
+#include <algorithm>
+
 namespace kvmon {
 
 namespace {
@@ -32,6 +34,17 @@ KELVARA_FRAME_HDR ReadFrameHead(std::span<const std::uint8_t, wire::kFrameHeader
 KELVARA_FRAME_HDR HeadOfFrame(std::span<const std::uint8_t> frame) {
     return frame.size() < wire::kFrameHeaderSize ? KELVARA_FRAME_HDR()
                                                  : ReadFrameHead(frame.first<wire::kFrameHeaderSize>());
+}
+
+std::uint64_t MostBytesOfPicture(std::uint32_t dwWidth, std::uint32_t dwHeight) {
+    constexpr std::uint64_t kLeast = 1u << 20;
+    constexpr std::uint64_t kOfUnknownSize = 16u << 20;
+    constexpr std::uint32_t kMaxSide = 16384;  // no decoder takes more
+    constexpr std::uint64_t kBytesPerPixel = 4;
+    if (dwWidth == 0 || dwHeight == 0 || dwWidth > kMaxSide || dwHeight > kMaxSide) {
+        return kOfUnknownSize;
+    }
+    return std::max(kLeast, kBytesPerPixel * dwWidth * dwHeight);
 }
 
 const char* GetVideoCodeName(std::uint32_t dwFourccCode) {

@@ -23,6 +23,11 @@ KELVARA_FRAME_HDR ReadFrameHead(std::span<const std::uint8_t, wire::kFrameHeader
 // The head that a frame begins with; all zero, and so of no known code, if it is too short for one.
 KELVARA_FRAME_HDR HeadOfFrame(std::span<const std::uint8_t> frame);
 
+// What a coded picture of this size can have at the most: more than its bare pixels is a lie. Small ones are
+// given room all the same, for heads tell sizes of their own, and those without a size what the largest
+// cameras send.
+std::uint64_t MostBytesOfPicture(std::uint32_t dwWidth, std::uint32_t dwHeight);
+
 // "MJPG" for one plain JPEG picture, else the four characters of a video code; null for any other.
 const char* GetVideoCodeName(std::uint32_t dwFourccCode);
 

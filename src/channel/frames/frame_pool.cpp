@@ -69,17 +69,26 @@ bool CBuffer::Reserve(std::uint32_t nSize) {
     if (m_storage && nSize <= m_nCapacity) {
         return true;
     }
-    m_storage.reset();
-    m_nLength = 0;
-    m_nCapacity = 0;
+    Release();
     const std::uint64_t capacity = RoundedCapacity(nSize);
+    if (!m_held.Change(capacity + kInputPadding)) {
+        return false;
+    }
     m_storage.reset(new (std::nothrow) std::uint8_t[capacity + kInputPadding]);
     if (!m_storage) {
+        m_held.Change(0);
         return false;
     }
     m_nCapacity = static_cast<std::uint32_t>(capacity);
     SetLength(0);
     return true;
+}
+
+void CBuffer::Release() {
+    m_storage.reset();
+    m_nLength = 0;
+    m_nCapacity = 0;
+    m_held.Change(0);
 }
 
 void CBuffer::SetLength(std::uint32_t n) {
@@ -175,6 +184,10 @@ bool CVideoBmpFrame::SetBitmap(const BITMAPINFOHEADER& info) {
     m_bBitmapMade = m_storage && info.biSizeImage > 0 && info.biSizeImage <= m_nCapacity;
     SetLength(m_bBitmapMade ? info.biSizeImage : 0);
     return m_bBitmapMade;
+}
+
+bool CVideoBmpFrame::ReservePlanes(std::uint64_t nSize) {
+    return m_heldPlanes.Change(std::max<std::uint64_t>(nSize, m_planeStorage.capacity()));
 }
 
 void CVideoBmpFrame::SetPlanes(const BITMAPINFOHEADER& info, const PictureView& planes) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "channel/frames/frame_budget.h"
 #include "channel/frames/frame_head.h"
 #include "codec/picture.h"
 
@@ -26,6 +27,12 @@ class CBuffer {
 public:
     CBuffer() = default;
     explicit CBuffer(std::uint32_t nSize) { Reserve(nSize); }
+    // Of a channel's share.
+    explicit CBuffer(std::shared_ptr<FrameShare> share, std::uint32_t nSize = 0) : m_held(std::move(share)) {
+        if (nSize > 0) {
+            Reserve(nSize);
+        }
+    }
     virtual ~CBuffer() = default;
     CBuffer(const CBuffer&) = delete;
     CBuffer& operator=(const CBuffer&) = delete;
@@ -34,8 +41,12 @@ public:
     static constexpr std::uint64_t RoundedCapacity(std::uint64_t n) { return (n & ~0x3FFull) + 2048; }
 
     // Makes sure of room for nSize bytes; a buffer too small is replaced and its content lost. False if
-    // there is no memory or nSize is above the limit for this kind of frame.
+    // there is no memory, the share has no more, or nSize is above the limit for this kind of frame.
     bool Reserve(std::uint32_t nSize);
+    // Gives the memory back.
+    void Release();
+    // Before the first bytes.
+    void SetShare(const std::shared_ptr<FrameShare>& share) { m_held.SetShare(share); }
     std::uint8_t* Begin() { return m_storage.get(); }
     const std::uint8_t* Begin() const { return m_storage.get(); }
     std::span<const std::uint8_t> Bytes() const { return {m_storage.get(), m_nLength}; }
@@ -59,6 +70,7 @@ public:
     KELVARA_FRAME_HDR m_head;  // of a wrapped frame; else of no code
 
 protected:
+    HeldBytes m_held;
     std::unique_ptr<std::uint8_t[]> m_storage;
     std::uint32_t m_nLength = 0;
     std::uint32_t m_nCapacity = 0;
@@ -70,7 +82,8 @@ protected:
 // time.
 class CVideoBmpFrame final : public CBuffer {
 public:
-    CVideoBmpFrame() {
+    explicit CVideoBmpFrame(const std::shared_ptr<FrameShare>& share = {})
+        : CBuffer(share), m_heldPlanes(share) {
         m_nType = FrameType::Bitmap;
         m_nLimit = kMaxBitmapSize;
     }
@@ -87,6 +100,12 @@ public:
     // The planes of a JPEG picture, kept in PlaneStorage().
     void SetPlanes(const BITMAPINFOHEADER& info, const PictureView& planes);
     std::vector<std::uint8_t>& PlaneStorage() { return m_planeStorage; }
+    // Takes so many bytes of the share for PlaneStorage(), or what it has by now if that is more. False if
+    // the share has no more.
+    bool ReservePlanes(std::uint64_t nSize);
+    const std::shared_ptr<FrameShare>& Share() const { return m_held.Share(); }
+    // Of all its buffers, as far as the share counts them.
+    std::uint64_t HeldSize() const { return m_held.Get() + m_heldPlanes.Get(); }
 
     const BITMAPINFOHEADER& Info() const { return m_info; }
     // The picture in whatever form it is at hand, for scaling.
@@ -102,6 +121,7 @@ private:
     BITMAPINFOHEADER m_info;
     DecodedPicture m_picture;
     PictureView m_planes;
+    HeldBytes m_heldPlanes;
     std::vector<std::uint8_t> m_planeStorage;
     bool m_bBitmapMade = false;
 };

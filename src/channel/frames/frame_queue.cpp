@@ -7,6 +7,12 @@
 
 namespace kvmon {
 
+namespace {
+
+constexpr std::uint64_t kMuchMore = 4;
+
+}  // namespace
+
 std::unique_ptr<CBuffer> FrameQueue::NewDecodeFrame(std::uint32_t dwIdx, std::uint64_t dwSize) {
     // A size that no camera sends must not cost the pool.
     if (dwSize > kMaxFrameSize) {
@@ -19,13 +25,51 @@ std::unique_ptr<CBuffer> FrameQueue::NewDecodeFrame(std::uint32_t dwIdx, std::ui
             return frame;
         }
     }
-    m_dwMaxDecodeFrameSize = std::max(m_dwMaxDecodeFrameSize, size);
-    std::unique_ptr<CBuffer> frame(new (std::nothrow) CBuffer(m_dwMaxDecodeFrameSize));
-    if (!frame || frame->GetCapacity() < size) {
+    // One beyond what is kept says nothing of the others.
+    if (size <= kMostKept) {
+        m_dwMaxDecodeFrameSize = std::max(m_dwMaxDecodeFrameSize, size);
+    }
+    auto frame = MakeDecodeFrame(std::max(m_dwMaxDecodeFrameSize, size));
+    if (!frame) {
+        DropSpent();
+        frame = MakeDecodeFrame(size);
+    }
+    if (!frame) {
+        if (!m_bRefusalTold) {
+            m_bRefusalTold = true;
+            Trace(
+                "CBaseCamera::NewDecodeFrame: m_uCHInMainDlg=%u, no memory for a frame of %u bytes: this "
+                "channel "
+                "holds %llu, all hold %llu of %llu...\n",
+                m_uCHInMainDlg.load(), size, static_cast<unsigned long long>(m_share->Held()),
+                static_cast<unsigned long long>(m_budget->Held()),
+                static_cast<unsigned long long>(m_budget->Most()));
+        }
         return nullptr;
     }
+    m_bRefusalTold = false;
     frame->dwIdx = dwIdx;
     return frame;
+}
+
+std::unique_ptr<CBuffer> FrameQueue::MakeDecodeFrame(std::uint32_t size) {
+    std::unique_ptr<CBuffer> frame(new (std::nothrow) CBuffer(m_share, size));
+    return frame && frame->GetCapacity() >= size ? std::move(frame) : nullptr;
+}
+
+void FrameQueue::DropSpent() {
+    while (m_RecycleDecodeFrames.RemoveHead()) {
+    }
+    while (m_RecycleBmpFrames.RemoveHead()) {
+    }
+}
+
+void FrameQueue::SetPlaying(bool bPlaying) {
+    m_bPlaying = bPlaying;
+    m_bKeepsSpent = bPlaying;
+    if (!bPlaying) {
+        DropSpent();
+    }
 }
 
 std::unique_ptr<CVideoBmpFrame> FrameQueue::NewBmpFrame(std::uint32_t dwIdx, std::uint64_t dwSize) {
@@ -33,8 +77,11 @@ std::unique_ptr<CVideoBmpFrame> FrameQueue::NewBmpFrame(std::uint32_t dwIdx, std
         return nullptr;
     }
     auto frame = m_RecycleBmpFrames.RemoveHead();
+    while (frame && frame->HeldSize() > kMuchMore * CBuffer::RoundedCapacity(dwSize)) {
+        frame = m_RecycleBmpFrames.RemoveHead();  // of larger pictures that came before
+    }
     if (!frame) {
-        frame.reset(new (std::nothrow) CVideoBmpFrame);
+        frame.reset(new (std::nothrow) CVideoBmpFrame(m_share));
     }
     if (frame) {
         frame->dwIdx = dwIdx;
@@ -46,7 +93,8 @@ bool FrameQueue::AddRecycleDecodeFrame(std::unique_ptr<CBuffer> frame) {
     if (!frame) {
         return false;
     }
-    if (frame->GetLength() > kMostKept) {
+    if (frame->GetLength() > kMostKept || frame->GetCapacity() > CBuffer::RoundedCapacity(kMostKept) ||
+        !m_bKeepsSpent) {
         return true;
     }
     frame->SetLength(0);
@@ -63,6 +111,9 @@ bool FrameQueue::AddRecycleDecodeFrame(std::unique_ptr<CBuffer> frame) {
 bool FrameQueue::AddRecycleFrame(std::unique_ptr<CVideoBmpFrame> frame) {
     if (!frame) {
         return false;
+    }
+    if (!m_bKeepsSpent) {
+        return true;
     }
     frame->Clear();
     const std::size_t count = m_RecycleBmpFrames.AddTail(std::move(frame)) - 1;

@@ -24,13 +24,15 @@ public:
     static constexpr std::uint32_t kMostKept = 4u << 20;
 
     // The number is the channel's in the console, for the trace.
-    explicit FrameQueue(const std::atomic<std::uint32_t>& uCHInMainDlg) : m_uCHInMainDlg(uCHInMainDlg) {}
+    explicit FrameQueue(const std::atomic<std::uint32_t>& uCHInMainDlg,
+                        std::shared_ptr<FrameBudget> budget = std::make_shared<FrameBudget>())
+        : m_uCHInMainDlg(uCHInMainDlg), m_budget(std::move(budget)) {}
 
-    // A frame with room for dwSize bytes, spent or new; null if there is no memory or the size is beyond
-    // kMaxFrameSize. Reception thread.
+    // A frame with room for dwSize bytes, spent or new; null if there is no memory, the budget has no more or
+    // the size is beyond kMaxFrameSize. Reception thread.
     std::unique_ptr<CBuffer> NewDecodeFrame(std::uint32_t dwIdx, std::uint64_t dwSize);
     // A picture whose bitmap may have dwSize bytes; its memory is taken when the bitmap is made. Null if
-    // that is beyond kMaxBitmapSize. Decode thread.
+    // that is beyond kMaxBitmapSize. Decode thread. A spent one that held much more is not taken.
     std::unique_ptr<CVideoBmpFrame> NewBmpFrame(std::uint32_t dwIdx, std::uint64_t dwSize);
     // Keep a spent frame, but for one of more than kMostKept bytes. False for null.
     bool AddRecycleDecodeFrame(std::unique_ptr<CBuffer> frame);
@@ -53,17 +55,26 @@ public:
     void ResetWhenEmpty(Event& event) const;
 
     // Pictures are wanted of what comes. While they are not, the decode thread throws it away.
-    void SetPlaying(bool bPlaying) { m_bPlaying = bPlaying; }
+    // Neither are spent frames kept then.
+    void SetPlaying(bool bPlaying);
     bool IsPlaying() const { return m_bPlaying; }
     std::uint32_t GetCHInMainDlg() const { return m_uCHInMainDlg; }
     std::size_t GetCount() const { return m_DecodeQueue.GetCount(); }
+    // What this channel may hold of the budget.
+    const std::shared_ptr<FrameShare>& Share() const { return m_share; }
+    const std::shared_ptr<FrameBudget>& Budget() const { return m_budget; }
+    // Gives the memory of the spent frames back.
+    void DropSpent();
     // Frames that were thrown away undecoded.
     std::uint64_t GetRefused() const { return m_nRefused; }
 
 private:
     bool Admit(std::unique_ptr<CBuffer> frame, Event& event);
+    std::unique_ptr<CBuffer> MakeDecodeFrame(std::uint32_t size);
 
     const std::atomic<std::uint32_t>& m_uCHInMainDlg;
+    const std::shared_ptr<FrameBudget> m_budget;
+    const std::shared_ptr<FrameShare> m_share = std::make_shared<FrameShare>(m_budget);
     CFrameList<CBuffer> m_DecodeQueue;
     CFrameList<CBuffer> m_RecycleDecodeFrames;
     CFrameList<CVideoBmpFrame> m_RecycleBmpFrames;
@@ -71,6 +82,8 @@ private:
     std::atomic<std::uint64_t> m_nRefused{0};
     std::atomic<bool> m_bWaitKeyFrame{false};
     std::atomic<bool> m_bPlaying{false};
+    std::atomic<bool> m_bKeepsSpent{true};
+    bool m_bRefusalTold = false;  // reception thread
     std::uint32_t m_dwMaxDecodeFrameSize = 0;
 };
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "platform/outside_text.h"
 #include "platform/text.h"
 
 namespace kvmon {
@@ -112,11 +113,7 @@ PixelImage PixelsOf(const QImage& image) {
 }  // namespace
 
 std::string DisplayLine(const std::string& text) {
-    std::string line = Utf16Left(text, kLongestLine);
-    std::replace_if(
-        line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7F'; },
-        ' ');
-    return line;
+    return OutsideLine(Utf16Left(TrimRight(text, "\r\n"), kLongestLine));
 }
 
 void PaintNotice(QPainter& painter, const QRect& view, const std::string& text) {

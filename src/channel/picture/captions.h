@@ -22,7 +22,7 @@ struct CaptionTexts {
     std::uint32_t color = 0;  // red in the low byte
 };
 
-// Text from outside as one line of bounded length without control characters.
+// A text as one line of bounded length.
 std::string DisplayLine(const std::string& text);
 
 // A text in the middle of a view, in the painter's units, on the plate of the captions.

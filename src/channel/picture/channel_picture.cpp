@@ -67,6 +67,12 @@ void ChannelPicture::ReleaseComposed() {
     m_impl->Notify();
 }
 
+void ChannelPicture::ReleaseWork() {
+    const std::lock_guard lock(m_impl->csFrame);
+    m_impl->composer.Release();
+    m_impl->published.Release();
+}
+
 bool ChannelPicture::HasPicture() const {
     return m_impl->hasFrame;
 }
@@ -100,6 +106,16 @@ int ChannelPicture::GetStillSeconds() const {
 }
 
 // --- user interface thread
+
+void ChannelPicture::ReleaseView() {
+    m_impl->published.Release();
+    m_impl->published.Take();
+}
+
+std::size_t ChannelPicture::GetWorkBytes() const {
+    const std::lock_guard lock(m_impl->csFrame);
+    return m_impl->composer.GetBytes() + m_impl->published.GetBytes();
+}
 
 namespace {
 

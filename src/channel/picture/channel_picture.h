@@ -52,6 +52,9 @@ public:
     // Takes the picture on show away (for recycling) with the composed image and the deinterlace buffer.
     std::unique_ptr<CVideoBmpFrame> ReleasePicture();
     void ReleaseComposed();
+    // No view shows the channel, and none of its pictures comes: what composing needs is given back. The
+    // picture on show stays for the view's return.
+    void ReleaseWork();
     bool HasPicture() const;
     // How old the picture on show is; the greatest number without one.
     std::uint64_t PictureAgeMs(std::uint64_t nowMs) const;
@@ -107,6 +110,10 @@ public:
     std::vector<std::uint8_t> GetBitmapFile() const;
 
     // --- user interface thread
+    // The view has gone: so do the images that were made for it.
+    void ReleaseView();
+    // Bytes of all images and work memory for the view.
+    std::size_t GetWorkBytes() const;
     // Draws what there is: the composed image, else the picture, else the ground colour with captions, on
     // an area of this size in the painter's units. Never waits. False if a lock was busy and what was
     // drawn, if anything, is not the newest; the caller asks for another paint then.

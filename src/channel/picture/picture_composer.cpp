@@ -39,6 +39,7 @@ PictureView PictureComposer::SourceOf(CVideoBmpFrame& frame, const Look& look) {
     const auto bits = frame.Bitmap();
     const BITMAPINFOHEADER& header = frame.Info();
     const auto length = static_cast<std::uint32_t>(bits.size());
+    m_deinterlaced.SetShare(frame.Share());
     if (bits.empty() || !m_deinterlaced.Reserve(length)) {
         return frame.View();
     }
@@ -80,6 +81,12 @@ bool PictureComposer::Compose(CVideoBmpFrame& frame, const Look& look) {
     UpdateCaptions(look);
     return look.viewWidth > 0 && look.viewHeight > 0 && !look.drawRect.IsEmpty() &&
            IsInside(look.drawRect, look) && DrawInto(m_image, frame, look);
+}
+
+void PictureComposer::Release() {
+    m_image = QImage();
+    m_scaler = CellScaler();
+    m_deinterlaced.Release();
 }
 
 void PictureComposer::PaintWithout(QPainter& painter, const Look& look) {

@@ -22,6 +22,13 @@ public:
     bool Compose(CVideoBmpFrame& frame, const Look& look);
     // What was composed last. It may be exchanged for any other image.
     QImage& Image() { return m_image; }
+    // Of the image and the work memory.
+    std::size_t GetBytes() const {
+        return static_cast<std::size_t>(m_image.sizeInBytes()) + m_scaler.GetBytes() +
+               m_deinterlaced.GetCapacity();
+    }
+    // Gives the work memory back, the image with it.
+    void Release();
     // What there is to see without a picture, with a painter whose units are the view's pixels.
     void PaintWithout(QPainter& painter, const Look& look);
 

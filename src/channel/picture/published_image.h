@@ -18,6 +18,10 @@ public:
     // --- any thread
     // There is no image any more.
     void Release();
+    std::size_t GetBytes() const {
+        const std::lock_guard lock(m_cs);
+        return static_cast<std::size_t>(m_ready.sizeInBytes() + m_front.sizeInBytes());
+    }
     // Reads the newest image, which stays as it is meanwhile. False if there is none.
     bool Read(const std::function<void(const QImage&)>& read);
 
@@ -32,8 +36,8 @@ public:
 private:
     void TakeReady();
 
-    std::mutex m_cs;  // held for a swap, or a reader's copy
-    QImage m_ready;   // the newest, if fresh
+    mutable std::mutex m_cs;  // held for a swap, or a reader's copy
+    QImage m_ready;           // the newest, if fresh
     bool m_bFresh = false;
     bool m_bComposed = false;  // there is an image, in m_ready or m_front
     std::uint64_t m_nAge = 0;

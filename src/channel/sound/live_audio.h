@@ -32,8 +32,9 @@ public:
     // A record of more sound than this ends the stream.
     static constexpr std::uint32_t kMaxSound = 1u << 20;
 
-    LiveAudio(const ChannelFactories& factories, const std::atomic<std::uint32_t>& uCHInMainDlg)
-        : m_factories(factories), m_uCHInMainDlg(uCHInMainDlg) {}
+    LiveAudio(const ChannelFactories& factories, const std::atomic<std::uint32_t>& uCHInMainDlg,
+              std::shared_ptr<FrameShare> share = {})
+        : m_factories(factories), m_uCHInMainDlg(uCHInMainDlg), m_sound(std::move(share)) {}
     ~LiveAudio();
 
     // Reads the rest of an audio record and plays it if it is wanted. False when the read failed,

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/secret_memory.h"
 #include "platform/text.h"
 
 namespace kvmon {
@@ -15,7 +16,7 @@ struct TargetSettings {
     std::uint32_t nPort = 80;
     BoundedText<64> szAddress;
     BoundedText<64> szUserName;
-    BoundedText<64> szPasswd;
+    SecretText<64> szPasswd;
     BoundedText<64> szBase64Auth;
     BoundedText<256> szVideoURL;  // of a camera
     std::string strChallenge;     // what a camera wants to have answered before it serves

@@ -1,13 +1,14 @@
 #include "channel/stream/audio_loop.h"
 
 #include <array>
-#include <new>
 
 #include "channel/base/channel_thread.h"
+#include "channel/base/own_fault_texts.h"
 #include "channel/base/sound_switches.h"
 #include "channel/frames/byte_source.h"
 #include "channel/source/camera_kind.h"
 #include "channel/source/stream_source.h"
+#include "channel/stream/stream_reports.h"
 #include "channel/stream/stream_retry.h"
 #include "persist/log_file.h"
 
@@ -58,7 +59,8 @@ std::uint32_t GetAudio(const StreamSource& source, ThreadControl& control) {
     return source.kind.ParseAudio(source, control, bytes);
 }
 
-void DoAudioLoop(const StreamSource& source, const SoundSwitches& sound, ThreadControl& control) {
+void DoAudioLoop(const StreamSource& source, const SoundSwitches& sound, StreamReports& reports,
+                 ThreadControl& control) {
     std::uint32_t nFailures = 0;
     while (WaitForRun("DoAudioLoop", source.clock, source.m_uCHInMainDlg, control)) {
         if (!source.IsStreamFromCamera()) {
@@ -70,9 +72,11 @@ void DoAudioLoop(const StreamSource& source, const SoundSwitches& sound, ThreadC
         try {
             const bool bOwnSound = sound.m_bSupportAudio && source.kind.CanGetAudio();
             nResult = bOwnSound ? source.kind.GetAudio(source, control) : 0;
-        } catch (const std::bad_alloc&) {
-            Trace("CBaseCamera::DoAudioLoop: m_uCHInMainDlg=%u, out of memory....\n",
-                  source.m_uCHInMainDlg.load());
+        } catch (...) {
+            const Caught caught = TakeCaught();
+            Trace("CBaseCamera::DoAudioLoop: m_uCHInMainDlg=%u, an exception: %s....\n",
+                  source.m_uCHInMainDlg.load(), caught.what.data());
+            TryStep("CBaseCamera::ShowText", [&] { reports.ShowText(TextOf(caught.fault)); });
         }
         nFailures = nResult == 0 ? nFailures + 1 : 0;
         WaitForVideoRetry(source.clock, control, nFailures);

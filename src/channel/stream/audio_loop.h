@@ -6,6 +6,7 @@
 
 namespace kvmon {
 
+class StreamReports;
 class StreamSource;
 struct SoundSwitches;
 struct ThreadControl;
@@ -14,6 +15,7 @@ struct ThreadControl;
 std::uint32_t GetAudio(const StreamSource& source, ThreadControl& control);
 
 // The audio thread's body.
-void DoAudioLoop(const StreamSource& source, const SoundSwitches& sound, ThreadControl& control);
+void DoAudioLoop(const StreamSource& source, const SoundSwitches& sound, StreamReports& reports,
+                 ThreadControl& control);
 
 }  // namespace kvmon

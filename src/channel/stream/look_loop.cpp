@@ -7,7 +7,7 @@
 
 namespace kvmon {
 
-bool LookForCamera(StreamSource& source, ThreadControl& control) {
+bool LookForCamera(StreamSource& source, const std::shared_ptr<FrameBudget>& budget, ThreadControl& control) {
     const std::uint32_t first = source.m_nNetworkSettingIdx & 1;
     for (const std::uint32_t way : {first, first ^ 1}) {
         if (!source.HasWay(way)) {
@@ -15,7 +15,7 @@ bool LookForCamera(StreamSource& source, ThreadControl& control) {
         }
         // A channel that nobody sees.
         StreamSource look(source, way);
-        if (GivesPictures(look, control)) {
+        if (GivesPictures(look, budget, control)) {
             source.m_nNetworkSettingIdx = way;
             return true;
         }
@@ -26,7 +26,8 @@ bool LookForCamera(StreamSource& source, ThreadControl& control) {
     return false;
 }
 
-void DoLookLoop(StreamSource& source, StreamReports& reports, ThreadControl& control) {
+void DoLookLoop(StreamSource& source, const std::shared_ptr<FrameBudget>& budget, StreamReports& reports,
+                ThreadControl& control) {
     CameraTrial& trial = source.m_trial;
     while (WaitForRun("DoLookLoop", source.clock, source.m_uCHInMainDlg, control)) {
         if (!trial.IsGone()) {
@@ -40,13 +41,14 @@ void DoLookLoop(StreamSource& source, StreamReports& reports, ThreadControl& con
             source.clock.Wait(control.exit, Milliseconds(static_cast<std::int64_t>(wait)));
             continue;
         }
-        const bool bThere = LookForCamera(source, control);
+        bool bThere = false;
+        TryStep("CBaseCamera::DoLookLoop", [&] { bThere = LookForCamera(source, budget, control); });
         if (control.abort != 0 || !trial.IsGone()) {
             continue;  // nobody watches any more, or the user was faster
         }
         if (bThere) {
             trial.Reset();
-            reports.RestartPlaying();
+            TryStep("CBaseCamera::RestartPlaying", [&] { reports.RestartPlaying(); });
         } else {
             trial.Fail(source.clock);
         }

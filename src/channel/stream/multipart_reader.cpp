@@ -126,7 +126,8 @@ bool MultipartReader::ReadPart() {
     if (dwLength == 0) {
         return Fail(kStreamNoLength, "fail to get content length");
     }
-    auto frame = m_sinks.frames.NewDecodeFrame(m_dwCount, dwLength);
+    auto frame = dwLength <= MostBytesOfPicture(0, 0) ? m_sinks.frames.NewDecodeFrame(m_dwCount, dwLength)
+                                                      : std::unique_ptr<CBuffer>();
     if (!frame) {
         return Fail(kStreamNoBuffer, "NewDecodeFrame failed");
     }

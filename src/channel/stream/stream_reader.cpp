@@ -97,6 +97,15 @@ bool StreamReader::ReadRecord(const KELVARA_FRAME_HDR& hdr,
             uCH, hdr.dwFourccCode);
         return false;
     }
+    if (!IsSizeLikely(hdr)) {
+        Report(kStreamNoBuffer);
+        Trace(
+            "CBaseCamera::ParseImageFromKelvara: m_uCHInMainDlg=%u, dwFrameDataSize=%u is more than a "
+            "picture of "
+            "%u x %u can need...\n",
+            uCH, hdr.dwFrameDataSize, m_dwWidth, m_dwHeight);
+        return false;
+    }
     const bool bJpeg = hdr.dwFourccCode == wire::kZIVG;
     if (!(bJpeg ? ReceiveStandardJpegFrame(hdr) : ReceiveDecodeFrame(hdr, head))) {
         Trace("CBaseCamera::ParseImageFromKelvara: m_uCHInMainDlg=%u, dwCount=%u, %s failed...\n", uCH,
@@ -105,6 +114,14 @@ bool StreamReader::ReadRecord(const KELVARA_FRAME_HDR& hdr,
     }
     ++m_dwCount;
     return true;
+}
+
+bool StreamReader::IsSizeLikely(const KELVARA_FRAME_HDR& hdr) {
+    if (hdr.IsKeyFrame()) {
+        m_dwWidth = hdr.dwWidth;
+        m_dwHeight = hdr.dwHeight;
+    }
+    return hdr.dwFrameDataSize <= MostBytesOfPicture(m_dwWidth, m_dwHeight);
 }
 
 bool StreamReader::ReadSound(const KELVARA_FRAME_HDR& hdr) {

@@ -34,12 +34,17 @@ private:
                             std::span<const std::uint8_t, wire::kFrameHeaderSize> head);
     bool ReadSound(const KELVARA_FRAME_HDR& hdr);
     bool ReadBody(std::uint8_t* to, std::uint32_t size);
+    // A record of more bytes than its picture can need is a fault of the stream.
+    bool IsSizeLikely(const KELVARA_FRAME_HDR& hdr);
     void CountFrame(std::uint64_t bytes);
 
     const StreamSinks m_sinks;
     const ThreadControl& m_control;
     ByteSource& m_source;
     std::uint32_t m_dwCount = 0;
+    // Of the last key frame.
+    std::uint32_t m_dwWidth = 0;
+    std::uint32_t m_dwHeight = 0;
 };
 
 }  // namespace kvmon

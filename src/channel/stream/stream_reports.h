@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "platform/caught.h"
+
 namespace kvmon {
 
 class CameraPatience;
@@ -39,6 +41,8 @@ public:
     virtual void EndCameraPass(CameraPatience& patience) = 0;
     // A camera that was looked for is there.
     virtual void RestartPlaying() = 0;
+    // The reception could not do its work: the cell says why until a picture comes.
+    virtual void TellFault(OwnFault /*fault*/) noexcept {}
     // Shows a text in the cell for a while.
     virtual void ShowText(std::uint32_t uStringId) = 0;
 };

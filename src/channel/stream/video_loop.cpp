@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <new>
 #include <optional>
 #include <string>
 
@@ -187,12 +186,12 @@ std::uint32_t GetStream(const StreamPass& pass) {
     return count;
 }
 
-bool GivesPictures(StreamSource& look, ThreadControl& control) {
+bool GivesPictures(StreamSource& look, const std::shared_ptr<FrameBudget>& budget, ThreadControl& control) {
     TargetSettings settings;
     if (!look.GetTargetSettings(settings)) {
         return false;
     }
-    FrameQueue frames(look.m_uCHInMainDlg);
+    FrameQueue frames(look.m_uCHInMainDlg, budget);
     ChannelCounters counters;
     const SoundSwitches silent;
     NoReports reports;
@@ -225,9 +224,11 @@ void DoVideoLoop(const VideoParts& parts, ThreadControl& control) {
                                     &parts.audio, parts.reports,  *decode};
             const StreamPass pass{source, sinks, control};
             nFrames = source.IsStreamFromCamera() ? source.kind.GetCameraStream(pass) : GetStream(pass);
-        } catch (const std::bad_alloc&) {
-            Trace("CBaseCamera::DoVideoLoop: m_uCHInMainDlg=%u, out of memory....\n",
-                  source.m_uCHInMainDlg.load());
+        } catch (...) {
+            const Caught caught = TakeCaught();
+            Trace("CBaseCamera::DoVideoLoop: m_uCHInMainDlg=%u, an exception: %s....\n",
+                  source.m_uCHInMainDlg.load(), caught.what.data());
+            parts.reports.TellFault(caught.fault);
         }
         nFailures = nFrames == 0 ? nFailures + 1 : 0;
         WaitForVideoRetry(source.clock, control, nFailures);

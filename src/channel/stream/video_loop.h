@@ -12,7 +12,7 @@ std::uint32_t GetStream(const StreamPass& pass);
 
 // Reads a few pictures of the camera's stream and shows them to nobody. True if they came one after the
 // other. No other thread uses `look`.
-bool GivesPictures(StreamSource& look, ThreadControl& control);
+bool GivesPictures(StreamSource& look, const std::shared_ptr<FrameBudget>& budget, ThreadControl& control);
 
 // What the reception thread works on.
 struct VideoParts {

@@ -7,6 +7,7 @@
 #include "console/ports/desk.h"
 #include "console/settings/fill_pattern.h"
 #include "persist/string_table.h"
+#include "platform/caught.h"
 
 namespace kvmon {
 
@@ -37,7 +38,11 @@ void SnapshotWriter::Write(const SnapshotOrder& order) {
     slot->job = job;
     const bool bStarted = slot->writer.Start("kv-snapshot", [window = Handle(), number, job] {
         const SnapshotOrder& todo = job->order;
-        job->failure = WriteSnapshot(*todo.picture, todo.path, todo.format, todo.taken);
+        if (!TryStep("SnapshotWriter::Write", [&] {
+                job->failure = WriteSnapshot(*todo.picture, todo.path, todo.format, todo.taken);
+            })) {
+            job->failure = {SnapshotStep::Queue, 0};
+        }
         window.Post(kMsgSnapshotDone, number, 0);
     });
     if (!bStarted) {

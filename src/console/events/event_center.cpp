@@ -112,13 +112,12 @@ void EventCenter::Watch(int server) {
             RefreshWindow();
         }
     }
-    if (!watched.bRunning) {
-        // One that is still ending is started again with the next timer.
-        if (watched.log->IsEnded()) {
-            watched.log->StartWork();
-            watched.bRunning = true;
-        }
-    } else if (!watched.log->IsFetching()) {
+    // One that is still ending is started again with a later timer, and so is one that the system had no
+    // thread for.
+    if (watched.log->IsEnded()) {
+        watched.log->StartWork();
+        watched.bRunning = true;
+    } else if (watched.bRunning && !watched.log->IsFetching()) {
         watched.log->DoNow();
     }
 }

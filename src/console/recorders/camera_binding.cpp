@@ -22,6 +22,7 @@
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
 #include "persist/string_table.h"
+#include "platform/clock.h"
 #include "server/documents/nvr_status.h"
 #include "server/http/capability_reader.h"
 #include "server/recorder_list.h"
@@ -112,7 +113,7 @@ void ServerBinding::UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, c
     }
     const bool bNew = !camera;
     if (bNew) {
-        camera = CreateCamera(&settings);
+        camera = CreateCamera(&settings, SystemClock(), m_frameBudget);
         *camera = settings;
         camera->SetConsoleWnd(m_desk.Handle());
         camera->SetRegFolder(RegFolder(info, server));

@@ -23,6 +23,7 @@
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
 #include "persist/string_table.h"
+#include "platform/caught.h"
 #include "server/documents/nvr_status.h"
 #include "server/http/capability_reader.h"
 #include "server/recorder_list.h"
@@ -195,7 +196,8 @@ void ServerBinding::OnGetVSInfoFailed(std::uint32_t code, int server) {
         }
         return;
     }
-    if (info->GetErrorCount() > kFailuresShown) {
+    // What failed before the recorder answered again may be told behind that, and would stay on show.
+    if (info->GetErrorCount() > kFailuresShown && !info->IsConnected()) {
         for (int slot = 0; slot < info->GetCameraCount(); ++slot) {
             if (const auto camera = GetServerCamera(m_recorders, server, slot)) {
                 camera->Picture().SetMainOsdKelvaraString(LoadString(57397));
@@ -241,6 +243,21 @@ void ServerBinding::CloseRefusal(const CKelvaraInfo* info) {
         refusal->second->close();
     }
     m_refusals.erase(refusal);
+}
+
+void ServerBinding::KeepThreads() {
+    // Where there is no place for a thread there may be no memory for it either.
+    TryStep("CMainDlg::KeepThreads", [this] {
+        for (int server = 0; server < m_recorders.GetServerCount(); ++server) {
+            CKelvaraInfo& info = *m_recorders.GetServer(server);
+            info.KeepThreads();
+            for (int slot = 0; slot < info.GetCameraCount(); ++slot) {
+                if (const auto camera = GetServerCamera(m_recorders, server, slot)) {
+                    camera->KeepThreads();
+                }
+            }
+        }
+    });
 }
 
 void ServerBinding::OnBtnServerLis() {

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "channel/frames/frame_budget.h"
 #include "console/settings/multi_server_list.h"
 #include "server/recorder_list.h"
 
@@ -58,6 +59,8 @@ public:
     // Timer kTimerPendingServers: builds the view, whether or not all stored servers have answered.
     void BuildView();
 
+    // Once a second: starts the threads of recorders and channels that the system had no place for.
+    void KeepThreads();
     // The user logs in: when the first server answers, those that the last logout stopped go on, too. Another
     // user has another list.
     void OnAutoLogin(const std::string& user);
@@ -133,6 +136,7 @@ private:
     SiteWindows& m_windows;
     EventCenter& m_events;
     RecorderList& m_recorders;
+    const std::shared_ptr<FrameBudget> m_frameBudget = std::make_shared<FrameBudget>();  // of all channels
     int m_nShownServer = -1;
     bool m_bInitialised = false;
     bool m_bFurtherStopped = false;

@@ -3,6 +3,7 @@
 #include <QtGui/QPainter>
 #include <algorithm>
 
+#include "channel/base/own_fault_texts.h"
 #include "channel/camera/base_camera.h"
 #include "channel/cell/video_wnd.h"
 #include "console/ports/desk.h"
@@ -55,6 +56,12 @@ const StateRow* RowOf(LinkState state) {
                         [state](const StateRow& row) { return row.state == state; });
 }
 
+// The fault is this computer's: behind the words of a lost connection, or behind the recorder's name.
+std::string OwnCause(const LinkReport& link, std::uint32_t text) {
+    const std::string words = LoadString(text);
+    return link.state == LinkState::kLost ? words : link.name + kBetween + words;
+}
+
 // Why there is no answer; empty when that is not known.
 std::string CauseText(const LinkReport& link) {
     switch (link.failure.fault) {
@@ -72,6 +79,12 @@ std::string CauseText(const LinkReport& link) {
             return FillPattern(LoadString(6868), {link.address});
         case LinkFault::NotARecorder:
             return FillPattern(LoadString(6869), {link.address});
+        case LinkFault::NoMemory:
+            return OwnCause(link, kTextNoMemory);
+        case LinkFault::NoThread:
+            return OwnCause(link, kTextNoThread);
+        case LinkFault::Program:
+            return OwnCause(link, kTextProgramFault);
         default:
             return {};
     }

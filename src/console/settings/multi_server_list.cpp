@@ -6,6 +6,7 @@
 #include "persist/credential_store.h"
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
+#include "platform/outside_text.h"
 #include "platform/text.h"
 
 namespace kvmon {
@@ -24,8 +25,8 @@ std::string EntryKey(const std::string& listName, int i) {
 
 std::optional<SavedServer> LoadEntry(const COrvoRegistry& registry, const std::string& key) {
     SavedServer server;
-    server.name = registry.GetProfileString(key, "Name", {});
-    server.address = registry.GetProfileString(key, "IPAddr", {});
+    server.name = OutsideLine(registry.GetProfileString(key, "Name", {}));
+    server.address = OutsideLine(registry.GetProfileString(key, "IPAddr", {}));
     server.port = registry.GetProfileInt(key, "Port", 80);
     server.user = registry.GetProfileString(key, "Username", {});
     server.channelCount = registry.GetProfileInt(key, "ChannelCount", 0);

@@ -6,6 +6,7 @@
 
 #include "codec/jpeg_codec.h"
 #include "persist/utilities.h"
+#include "platform/outside_text.h"
 #include "platform/text.h"
 #include "server/documents/server_documents.h"
 #include "server/http/http_tran.h"
@@ -26,7 +27,6 @@ constexpr std::size_t kMaxTitle = 249;      // bytes
 constexpr std::size_t kMaxTitleText = 256;  // UTF-16 units
 constexpr int kMaxSide = 16384;
 constexpr std::int64_t kMaxPixels = 64 * 1000 * 1000;
-constexpr unsigned kUtf8 = 65001;
 
 }  // namespace
 
@@ -43,7 +43,7 @@ std::string EMapTitle(std::string_view body, bool* pbFound) {
         return {};
     }
     *pbFound = true;
-    return Utf16Left(WideFromCodePage(kUtf8, CText(rest.substr(0, length))), kMaxTitleText);
+    return Utf16Left(OutsideLine(CText(rest.substr(0, length))), kMaxTitleText);
 }
 
 QImage EMapPicture(const std::vector<std::uint8_t>& data) {

@@ -7,6 +7,7 @@
 #include "channel/camera/base_camera.h"
 #include "channel/sound/talk_back.h"
 #include "persist/log_file.h"
+#include "platform/caught.h"
 #include "platform/clock.h"
 
 namespace kvmon {
@@ -32,6 +33,12 @@ struct TalkSession::State final : MessageTarget {
     }
     void Notify(const WindowHandle& hWnd, TalkingNotify what, LParam value) const {
         hWnd.Post(WM_TALKING_NOTIFY, static_cast<WParam>(what), value);
+    }
+    // The connection did not come about, by this computer's fault.
+    void TellFailed() const {
+        if (*abort == 0) {
+            TryStep("CSendSoundDlg::Notify", [this] { Notify(dialog, TalkingNotify::SendFailed, 0); });
+        }
     }
     bool IsEnded() { return sendDone && soundIn.IsEnded(); }
 
@@ -99,10 +106,15 @@ TalkSession::~TalkSession() {
 void TalkSession::Begin(const TalkSession* before) {
     const bool bStarted =
         m_thread.Start("talk", [self = m_state, last = before != nullptr ? before->m_state : nullptr]() {
-            State::SendSoundFunc(self, last);
+            if (!TryStep("CSendSoundDlg::SendSoundFunc", [&] { State::SendSoundFunc(self, last); })) {
+                self->TellFailed();
+            }
             self->sendDone = true;
         });
-    m_state->sendDone = m_state->sendDone || !bStarted;
+    if (!bStarted) {
+        m_state->sendDone = true;
+        m_state->TellFailed();
+    }
 }
 
 void TalkSession::End() {

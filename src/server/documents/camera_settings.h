@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "platform/secret_memory.h"
 #include "platform/text.h"
 
 namespace kvmon {
@@ -23,16 +24,16 @@ struct CameraSettings {
     std::uint32_t m_dwModelId = 0xFFFFFFFF;
     NetworkSetting m_NetworkSetting[2];  // LAN, WAN
     BoundedText<64> m_lpszCamUserName;
-    BoundedText<64> m_lpszCamPasswd;
-    BoundedText<64> m_lpszAdminPasswd;
-    BoundedText<64> m_lpszGuestPasswd;
+    SecretText<64> m_lpszCamPasswd;
+    SecretText<64> m_lpszAdminPasswd;
+    SecretText<64> m_lpszGuestPasswd;
     std::int32_t m_nCh = 0;
     BoundedText<256> m_lpszVideoURL;
     std::uint32_t m_nSvrPort = 80;
     BoundedText<64> m_lpszSvrIP;
-    BoundedText<256> m_lpszSvrBase64Auth;
+    SecretText<256> m_lpszSvrBase64Auth;
     BoundedText<64> m_lpszSvrUserName;
-    BoundedText<64> m_lpszSvrPasswd;
+    SecretText<64> m_lpszSvrPasswd;
     std::uint32_t m_bMonitorRight = 0;
 };
 

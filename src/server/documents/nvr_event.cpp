@@ -5,7 +5,7 @@
 #include <ctime>
 #include <iterator>
 
-#include "persist/utilities.h"
+#include "platform/outside_text.h"
 #include "server/documents/server_documents.h"
 #include "server/documents/wire_number.h"
 
@@ -19,7 +19,6 @@ constexpr std::string_view kNumber = "<num>";
 constexpr std::string_view kLevel = "<level>";
 constexpr std::size_t kMaxTag = 60;
 constexpr std::size_t kMaxTagText = 2046;
-constexpr unsigned kUtf8 = 65001;
 
 bool Holds(std::string_view line, std::string_view text) {
     return line.find(text) != std::string_view::npos;
@@ -67,7 +66,7 @@ std::optional<std::string> TagText(std::string_view line, std::string_view tag) 
     if (length > kMaxTagText) {
         return std::nullopt;
     }
-    return WideFromCodePage(kUtf8, rest.substr(0, length));
+    return OutsideLine(rest.substr(0, length));
 }
 
 std::size_t TakeLatestGroup(const CNvrEventList& list, CNvrEventList* pOut) {

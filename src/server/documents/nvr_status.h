@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/secret_memory.h"
 #include "platform/text.h"
 #include "server/documents/camera_settings.h"
 
@@ -60,14 +61,15 @@ std::uint32_t StatusWord(const StatusWords& words, std::uint32_t mask);
 struct CVideoSetting {
     CStreamInfo m_StreamInfo;
     NetworkSetting m_NetworkSetting[2];
-    BoundedText<64> m_lpszCamUserName, m_lpszCamPasswd;
-    BoundedText<64> m_lpszAdminPasswd, m_lpszGuestPasswd;
+    BoundedText<64> m_lpszCamUserName;
+    SecretText<64> m_lpszCamPasswd, m_lpszAdminPasswd, m_lpszGuestPasswd;
     std::int32_t m_nCh = 0;
     BoundedText<256> m_lpszVideoURL;
     std::uint32_t m_nSvrPort = 80;
     BoundedText<64> m_lpszSvrIP;
-    BoundedText<64> m_lpszSvrUserName, m_lpszSvrPasswd;
-    BoundedText<256> m_lpszSvrBase64Auth;
+    BoundedText<64> m_lpszSvrUserName;
+    SecretText<64> m_lpszSvrPasswd;
+    SecretText<256> m_lpszSvrBase64Auth;
     StatusWords statusWords{};
     std::string m_strChannelName;
     std::int32_t m_nAudioOut = 0, m_nAudioOutType = 0;

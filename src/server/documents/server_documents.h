@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/secret_memory.h"
 #include "server/documents/nvr_status.h"
 
 namespace kvmon {
@@ -47,7 +48,8 @@ ChannelAddressLine ParseChannelAddressLine(std::string_view decoded);
 
 // The second one, in fixed columns.
 struct ChannelAccountLine {
-    BoundedText<64> szUser, szPassword;
+    BoundedText<64> szUser;
+    SecretText<64> szPassword;
     std::uint32_t nLanPort = 0, nWanPort = 0;
 };
 // `decoded` is the whole buffer of DecodeHexLine, since columns behind the text read as blanks.

@@ -4,7 +4,8 @@
 #include <algorithm>
 
 #include "persist/log_file.h"
-#include "persist/utilities.h"
+#include "platform/outside_text.h"
+#include "platform/text.h"
 #include "server/documents/wire_number.h"
 #include "server/documents/xml_doc.h"
 #include "server/http/document_reader.h"
@@ -20,7 +21,6 @@ constexpr std::uint32_t kBodyMs = 10000;
 constexpr std::size_t kDocumentBytes = CXmlDoc::kMaxLength;
 constexpr int kBodyTries = 3;
 constexpr Milliseconds kBodyPause{500};
-constexpr unsigned kUtf8 = 65001;
 constexpr std::int32_t kPlainMjpg = 5;
 // As text: "3.10.0" is older, too.
 constexpr std::string_view kTalkVersion = "3.5.0";
@@ -37,7 +37,7 @@ constexpr FormatRow kFormats[] = {{"ZIVG", 1, "MJPG"}, {"ZMP4", 2, "MPG4"}, {"ZV
 
 // What `from` has read, as text of the document.
 std::string DocumentText(const std::string& from) {
-    return WideFromCodePage(kUtf8, CText(from));
+    return OutsideText(CText(from));
 }
 
 // Into the element of that name, out of it at the end of life.

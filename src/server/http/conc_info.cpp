@@ -3,7 +3,8 @@
 #include <algorithm>
 
 #include "persist/log_file.h"
-#include "persist/utilities.h"
+#include "platform/outside_text.h"
+#include "platform/text.h"
 #include "server/documents/document_errors.h"
 #include "server/documents/wire_number.h"
 #include "server/http/document_reader.h"
@@ -15,11 +16,10 @@ namespace {
 constexpr std::uint32_t kLineMs = 30000;
 constexpr int kPauseRounds = 10;
 constexpr Milliseconds kPauseRound{100};
-constexpr unsigned kUtf8 = 65001;
 
 std::optional<std::string> DisplayValue(std::string_view line, std::string_view key) {
     auto value = ValueOfLine(line, key);
-    return value ? std::optional(WideFromCodePage(kUtf8, *value)) : std::nullopt;
+    return value ? std::optional(OutsideLine(*value)) : std::nullopt;
 }
 
 ConcInfoError ReadStatusLine(QueryContext& query, DocumentReader& reader) {

@@ -1,7 +1,10 @@
 #include "server/http/disk_info.h"
 
+#include <algorithm>
+
 #include "persist/log_file.h"
-#include "persist/utilities.h"
+#include "platform/outside_text.h"
+#include "platform/text.h"
 #include "server/documents/document_errors.h"
 #include "server/http/document_reader.h"
 
@@ -11,8 +14,9 @@ namespace {
 
 constexpr std::uint32_t kHeaderLineMs = 3000;
 constexpr std::uint32_t kNameMs = 1000;
+// Then the others are not waited for: with many channels that takes minutes.
+constexpr int kMostMissing = 3;
 constexpr std::size_t kMaxName = 1024;  // UTF-16 units
-constexpr unsigned kUtf8 = 65001;
 
 // What the list of channels found wrong before stands.
 void NoteIfGood(QueryContext& query, LinkFault fault, int nStatus = 0) {
@@ -66,14 +70,15 @@ void TraceLine(const QueryContext& query, const char* name, std::string_view lin
 }
 
 void ReadNames(const QueryContext& query, DocumentReader& reader, CNvrStatus& status) {
-    for (std::int32_t channel = 0; channel < status.m_nChannelCount && !query.IsStopped(); ++channel) {
+    auto& list = status.m_VideoSettingList;
+    const std::size_t count = std::min(list.size(), static_cast<std::size_t>(status.m_nChannelCount));
+    int missing = 0;
+    for (std::size_t channel = 0; channel < count && !query.IsStopped(); ++channel) {
         // A name that does not come stays empty.
-        reader.ReadLine(kNameMs);
-        const auto index = static_cast<std::size_t>(channel);
-        if (index < status.m_VideoSettingList.size()) {
-            const std::string name = WideFromCodePage(kUtf8, TrimRight(reader.Line(), "\n"));
-            status.m_VideoSettingList[index].m_strChannelName = Utf16Left(name, kMaxName);
-        }
+        const bool bCame = missing < kMostMissing && reader.ReadLine(kNameMs);
+        missing += bCame ? 0 : 1;
+        const std::string name = bCame ? OutsideLine(TrimRight(reader.Line(), "\n")) : std::string();
+        list[channel].m_strChannelName = Utf16Left(name, kMaxName);
     }
 }
 

@@ -4,6 +4,18 @@
 
 namespace kvmon {
 
+LinkFault FaultOf(OwnFault fault) {
+    switch (fault) {
+        case OwnFault::NoMemory:
+            return LinkFault::NoMemory;
+        case OwnFault::NoThread:
+            return LinkFault::NoThread;
+        case OwnFault::Program:
+            break;
+    }
+    return LinkFault::Program;
+}
+
 LinkFault FaultOfConnect(std::uint32_t socketError) {
     constexpr std::uint32_t kRefused = 10061;
     switch (socketError) {

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "platform/caught.h"
+
 namespace kvmon {
 
 enum class LinkFault : std::uint8_t {
@@ -15,6 +17,10 @@ enum class LinkFault : std::uint8_t {
     NoRecorder,    // the computer is there, nothing listens at the port
     NoRoute,
     TimedOut,
+    // The fault is this computer's, or this program's.
+    NoMemory,
+    NoThread,
+    Program,
 };
 
 struct LinkFailure {
@@ -24,6 +30,7 @@ struct LinkFailure {
     friend bool operator==(const LinkFailure&, const LinkFailure&) = default;
 };
 
+LinkFault FaultOf(OwnFault fault);
 // What a connection that did not come about tells by its socket error.
 LinkFault FaultOfConnect(std::uint32_t socketError);
 

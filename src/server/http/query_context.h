@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/clock.h"
+#include "platform/secret_memory.h"
 #include "platform/worker.h"
 #include "server/documents/camera_settings.h"
 #include "server/http/http_tran.h"
@@ -19,8 +20,9 @@ namespace kvmon {
 struct ConnectInfo {
     BoundedText<64> szHost;
     std::uint32_t nPort = 80;
-    BoundedText<64> szUser, szPassword;
-    BoundedText<256> szBase64Auth;
+    BoundedText<64> szUser;
+    SecretText<64> szPassword;
+    SecretText<256> szBase64Auth;
 };
 
 // Whom they ask and below which root, how a stop ends them, and what the last try came to. Any thread.

@@ -16,6 +16,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <map>
 
 #include "platform/diagnostics.h"
 #include "platform/text.h"
@@ -29,8 +30,10 @@ constexpr int kTickMs = 500;
 constexpr int kReapMs = 20;       // while a process ends
 constexpr int kRequestMs = 5000;  // from the first byte to the last of the answer
 constexpr int kBacklog = 64;
-// Two descriptors beyond all that the host can have open.
-constexpr int kSpareFd = 400;
+// How long a stopped session that was woken for it may take to end.
+constexpr int kWokenMs = 500;
+// Behind the places of a session's two descriptors.
+constexpr int kFirstFreeFd = std::max(kSessionPageFd, kSessionOrderFd) + 1;
 
 const char* ReasonOf(int status) {
     switch (status) {
@@ -70,23 +73,57 @@ std::uint16_t PortOf(int fd) {
                                                : reinterpret_cast<sockaddr_in&>(address).sin_port);
 }
 
+// Whose places it takes: an address, of IPv6 the network, of which a machine has as many addresses as it
+// likes.
+std::string PlaceOf(const sockaddr_storage& peer) {
+    constexpr std::size_t kNetworkBytes = 8;
+    if (peer.ss_family == AF_INET6) {
+        const auto& address = reinterpret_cast<const sockaddr_in6&>(peer).sin6_addr;
+        const auto* const bytes = reinterpret_cast<const char*>(&address);
+        return {bytes, IN6_IS_ADDR_V4MAPPED(&address) ? sizeof(address) : kNetworkBytes};
+    }
+    const auto& address = reinterpret_cast<const sockaddr_in&>(peer).sin_addr;
+    return {reinterpret_cast<const char*>(&address), sizeof(address)};
+}
+
+bool IsShortOfRoom(int error) {
+    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
 bool WriteAll(int fd, const QByteArray& bytes) {
     // Small enough for the socket's buffer.
     return ::send(fd, bytes.data(), static_cast<std::size_t>(bytes.size()), MSG_NOSIGNAL) == bytes.size();
 }
 
+// The same socket under a number that is no place of a session's.
+class FreeFd {
+public:
+    explicit FreeFd(int fd) : m_fd(::fcntl(fd, F_DUPFD_CLOEXEC, kFirstFreeFd)) {}
+    ~FreeFd() {
+        if (m_fd >= 0) {
+            ::close(m_fd);
+        }
+    }
+    FreeFd(const FreeFd&) = delete;
+    FreeFd& operator=(const FreeFd&) = delete;
+    int Get() const { return m_fd; }
+
+private:
+    const int m_fd;
+};
+
 // The session's process, with the page's socket and its end of the order's socket in the places that it
 // expects. -1 if it could not be started.
-pid_t Spawn(const std::string& program, int page, int order) {
+pid_t Spawn(const std::string& program, int pageSocket, int orderSocket) {
+    const FreeFd page(pageSocket);
+    const FreeFd order(orderSocket);
+    if (page.Get() < 0 || order.Get() < 0) {
+        return -1;
+    }
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    // In two steps, since one's source may be the other's place.
-    posix_spawn_file_actions_adddup2(&actions, page, kSpareFd);
-    posix_spawn_file_actions_adddup2(&actions, order, kSpareFd + 1);
-    posix_spawn_file_actions_adddup2(&actions, kSpareFd, kSessionPageFd);
-    posix_spawn_file_actions_adddup2(&actions, kSpareFd + 1, kSessionOrderFd);
-    posix_spawn_file_actions_addclose(&actions, kSpareFd);
-    posix_spawn_file_actions_addclose(&actions, kSpareFd + 1);
+    posix_spawn_file_actions_adddup2(&actions, page.Get(), kSessionPageFd);
+    posix_spawn_file_actions_adddup2(&actions, order.Get(), kSessionOrderFd);
     std::string name = program;
     std::string option = kSessionOption;
     char* const argv[] = {name.data(), option.data(), nullptr};
@@ -100,6 +137,7 @@ pid_t Spawn(const std::string& program, int page, int order) {
 
 struct WebServer::Connection {
     int fd = -1;
+    std::string place;  // whose it is
     std::string in;
     std::string out;
     QDeadlineTimer deadline{kRequestMs};
@@ -118,6 +156,7 @@ struct WebServer::Connection {
 struct WebServer::Session {
     pid_t pid = -1;
     int order = -1;
+    QDeadlineTimer woken{QDeadlineTimer::Forever};  // when one that was stopped has had its time to end
     std::unique_ptr<QSocketNotifier> ended;
 
     void Hangup() {
@@ -130,8 +169,16 @@ struct WebServer::Session {
 };
 
 WebServer::WebServer(WebHostSettings settings, std::string program)
-    : m_settings(std::move(settings)), m_program(std::move(program)) {
+    : m_settings(std::move(settings)),
+      m_program(std::move(program)),
+      m_maxConnections(PlacesFor(m_settings.fileLimit)) {
     connect(&m_tick, &QTimer::timeout, this, [this] { OnTick(); });
+}
+
+std::size_t WebServer::PlacesFor(std::size_t fileLimit) {
+    // One for each session, two while one is started, and what the program has open by itself.
+    constexpr std::size_t kOthers = kMaxSessions + 2 + 32;
+    return std::clamp(fileLimit, kOthers + 2, kOthers + kMaxConnections) - kOthers;
 }
 
 WebServer::~WebServer() {
@@ -176,17 +223,23 @@ std::string WebServer::Url() const {
 }
 
 void WebServer::OnAccept() {
-    const int fd = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    sockaddr_storage peer{};
+    socklen_t length = sizeof(peer);
+    const int fd =
+        ::accept4(m_listener, reinterpret_cast<sockaddr*>(&peer), &length, SOCK_CLOEXEC | SOCK_NONBLOCK);
     if (fd < 0) {
+        if (IsShortOfRoom(errno)) {
+            RestFromAccepting(errno);
+        }
         return;
     }
-    if (m_connections.size() >= kMaxConnections) {
-        ::close(fd);
-        return;
-    }
+    m_bAcceptFailed = false;
+    const std::string place = PlaceOf(peer);
+    MakeRoom(place);
     m_connections.push_back(std::make_unique<Connection>());
     Connection& connection = *m_connections.back();
     connection.fd = fd;
+    connection.place = place;
     connection.readable = std::make_unique<QSocketNotifier>(fd, QSocketNotifier::Read);
     connection.writable = std::make_unique<QSocketNotifier>(fd, QSocketNotifier::Write);
     connection.writable->setEnabled(false);
@@ -194,6 +247,40 @@ void WebServer::OnAccept() {
             [this, &connection] { OnReadable(connection); });
     connect(connection.writable.get(), &QSocketNotifier::activated, this,
             [this, &connection] { OnWritable(connection); });
+}
+
+// Whoever waits would be told of again and again: the next tick tries once more. Told once until it works
+// again.
+void WebServer::RestFromAccepting(int error) {
+    m_acceptable->setEnabled(false);
+    if (!std::exchange(m_bAcceptFailed, true)) {
+        Diagnose("WebServer: no page can be let in now: %s\n", std::strerror(error));
+    }
+}
+
+// The oldest connection of the address that has too many goes, or of the one that has the most when there is
+// no place left: what idles keeps nobody out. Pages are processes, and none of these.
+void WebServer::MakeRoom(const std::string& place) {
+    std::map<std::string_view, std::size_t> held;
+    for (const auto& connection : m_connections) {
+        ++held[connection->place];
+    }
+    const bool bOwn = held[place] >= PlacesOfOne();
+    if (!bOwn && m_connections.size() < m_maxConnections) {
+        return;
+    }
+    const auto most = std::max_element(held.begin(), held.end(),
+                                       [](const auto& a, const auto& b) { return a.second < b.second; });
+    const std::string from(bOwn ? std::string_view(place) : most->first);
+    const auto isTheirs = [&](const auto& connection) { return connection->place == from; };
+    // One that is being answered ends by itself.
+    auto oldest = std::find_if(m_connections.begin(), m_connections.end(), [&](const auto& connection) {
+        return isTheirs(connection) && connection->out.empty();
+    });
+    if (oldest == m_connections.end()) {
+        oldest = std::find_if(m_connections.begin(), m_connections.end(), isTheirs);
+    }
+    Drop(**oldest);
 }
 
 // Frees the connection when its notifiers, one of which may be the caller, have returned.
@@ -318,7 +405,9 @@ void WebServer::StartSession(Connection& connection, const HttpRequest& request)
     }
     auto session = std::make_unique<Session>();
     session->order = ends[0];
-    const bool bOrdered = WriteAll(ends[0], WriteSessionOrder({m_settings.session, key}));
+    QByteArray order = WriteSessionOrder({m_settings.session, key});
+    const bool bOrdered = WriteAll(ends[0], order);
+    ::explicit_bzero(order.data(), static_cast<std::size_t>(order.size()));
     session->pid = bOrdered ? Spawn(m_program, connection.fd, ends[1]) : -1;
     ::close(ends[1]);
     if (session->pid < 0) {
@@ -339,6 +428,7 @@ void WebServer::StartSession(Connection& connection, const HttpRequest& request)
 void WebServer::OnTick() {
     Reap();
     DropLate();
+    m_acceptable->setEnabled(true);
     const bool bEnding = std::any_of(m_sessions.begin(), m_sessions.end(),
                                      [](const auto& session) { return !session->ended->isEnabled(); });
     m_tick.start(bEnding ? kReapMs : kTickMs);
@@ -367,12 +457,27 @@ void WebServer::Reap() {
     });
 }
 
+// One that somebody has stopped does not hear of the end: it is woken for it, once, and gets little time.
+void WebServer::WakeIfStopped(Session& session) {
+    siginfo_t state{};
+    if (::waitid(P_PID, static_cast<id_t>(session.pid), &state, WSTOPPED | WNOHANG) == 0 &&
+        state.si_pid == session.pid && session.woken.isForever()) {
+        session.woken.setRemainingTime(kWokenMs);
+        ::kill(session.pid, SIGCONT);
+    } else if (session.woken.hasExpired()) {
+        ::kill(session.pid, SIGKILL);
+    }
+}
+
 bool WebServer::EndSessions(int milliseconds) {
     for (const auto& session : m_sessions) {
         session->Hangup();
     }
     QDeadlineTimer deadline(milliseconds);
     while (!m_sessions.empty() && !deadline.hasExpired()) {
+        for (const auto& session : m_sessions) {
+            WakeIfStopped(*session);
+        }
         Reap();
         QThread::msleep(10);
     }

@@ -20,7 +20,11 @@ namespace kvmon {
 class WebServer final : public QObject {
 public:
     static constexpr std::size_t kMaxSessions = 16;
+    // Of those that are no page yet; an address has half of them at the most.
     static constexpr std::size_t kMaxConnections = 64;
+
+    // How many of kMaxConnections so many open files carry.
+    static std::size_t PlacesFor(std::size_t fileLimit);
 
     // `program` is started for a session, with the option of RunWebSession.
     WebServer(WebHostSettings settings, std::string program);
@@ -38,6 +42,9 @@ private:
     struct Session;
 
     void OnAccept();
+    void RestFromAccepting(int error);
+    std::size_t PlacesOfOne() const { return (m_maxConnections + 1) / 2; }
+    void MakeRoom(const std::string& place);
     void OnReadable(Connection& connection);
     void OnWritable(Connection& connection);
     void Handle(Connection& connection, const HttpRequest& request);
@@ -48,13 +55,16 @@ private:
     void OnTick();
     void DropLate();
     void Reap();
+    static void WakeIfStopped(Session& session);
 
     WebHostSettings m_settings;
     const std::string m_program;
+    const std::size_t m_maxConnections;
     std::unique_ptr<WebAccess> m_access;
     int m_listener = -1;
     std::unique_ptr<QSocketNotifier> m_acceptable;
-    std::vector<std::unique_ptr<Connection>> m_connections;
+    bool m_bAcceptFailed = false;                            // and was told
+    std::vector<std::unique_ptr<Connection>> m_connections;  // the oldest first
     std::vector<std::unique_ptr<Session>> m_sessions;
     QTimer m_tick;
 };

@@ -105,7 +105,7 @@ void WebSocket::Queue(std::vector<std::uint8_t> bytes) {
     }
     m_pendingBytes += bytes.size();
     m_pending.push_back(std::move(bytes));
-    if (m_pendingBytes > kMaxPending) {
+    if (m_pendingBytes > kMaxPending || m_pending.size() > kMaxPendingParts) {
         // The listener may be the caller: it hears of it when it has returned.
         m_bClosing = true;
         m_closeTimer.start(0);

@@ -24,6 +24,7 @@ public:
     static constexpr int kMessageBurst = 1200;
     // A page that lets more than this wait is gone or hostile.
     static constexpr std::size_t kMaxPending = 32 * 1024 * 1024;
+    static constexpr std::size_t kMaxPendingParts = 64 * 1024;
 
     // A page that has not answered a ping when the next one is due is gone, whatever the network says.
     static constexpr int kPingMs = 15000;

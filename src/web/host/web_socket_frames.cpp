@@ -1,6 +1,7 @@
 #include "web/host/web_socket_frames.h"
 
 #include <QtCore/QCryptographicHash>
+#include <utility>
 
 #include "platform/text.h"
 
@@ -51,6 +52,8 @@ std::vector<std::uint8_t> WsFrameHead(WsOpcode opcode, std::uint64_t length) {
 
 void WsFrameReader::Feed(std::span<const std::uint8_t> bytes) {
     if (!m_bFailed) {
+        m_bytes.erase(m_bytes.begin(),
+                      m_bytes.begin() + static_cast<std::ptrdiff_t>(std::exchange(m_taken, 0)));
         m_bytes.insert(m_bytes.end(), bytes.begin(), bytes.end());
     }
 }
@@ -59,39 +62,42 @@ WsFrameReader::Result WsFrameReader::Fail(WsClose why) {
     m_bFailed = true;
     m_failure = why;
     m_bytes.clear();
+    m_taken = 0;
     m_fragments.clear();
     return Result::Failed;
 }
 
 WsFrameReader::Result WsFrameReader::Next(Message& message) {
     while (!m_bFailed) {
-        if (m_bytes.size() < 2) {
+        const std::span<const std::uint8_t> bytes = Rest();
+        if (bytes.size() < 2) {
             return Result::NeedMore;
         }
-        const std::uint8_t head = m_bytes[0];
+        const std::uint8_t head = bytes[0];
         const auto opcode = static_cast<WsOpcode>(head & 0x0F);
-        if ((head & kReserved) != 0 || !IsKnown(opcode) || (m_bytes[1] & kMasked) == 0) {
+        if ((head & kReserved) != 0 || !IsKnown(opcode) || (bytes[1] & kMasked) == 0) {
             return Fail(WsClose::ProtocolError);
         }
-        std::uint64_t length = m_bytes[1] & 0x7F;
+        std::uint64_t length = bytes[1] & 0x7F;
         const std::size_t extra = length == 126 ? 2 : length == 127 ? 8 : 0;
         if (IsControl(opcode) && (extra > 0 || (head & kFinal) == 0)) {
             return Fail(WsClose::ProtocolError);
         }
-        if (m_bytes.size() < 2 + extra) {
+        if (bytes.size() < 2 + extra) {
             return Result::NeedMore;
         }
         if (extra > 0) {
             length = 0;
             for (std::size_t i = 0; i < extra; ++i) {
-                length = length << 8 | m_bytes[2 + i];
+                length = length << 8 | bytes[2 + i];
             }
         }
-        if (!IsControl(opcode) && (length > m_maxMessage || length + m_fragments.size() > m_maxMessage)) {
+        const std::size_t kept = m_fragments.size() + m_pieces * kPieceCost;
+        if (!IsControl(opcode) && (length > m_maxMessage || length + kept > m_maxMessage)) {
             return Fail(WsClose::TooLarge);
         }
         const std::size_t headSize = 2 + extra + kMaskSize;
-        if (m_bytes.size() < headSize + length) {
+        if (bytes.size() < headSize + length) {
             return Result::NeedMore;
         }
         const Result result = TakeFrame(head, headSize, static_cast<std::size_t>(length), message);
@@ -106,12 +112,13 @@ WsFrameReader::Result WsFrameReader::Next(Message& message) {
 WsFrameReader::Result WsFrameReader::TakeFrame(std::uint8_t head, std::size_t headSize, std::size_t length,
                                                Message& message) {
     const auto opcode = static_cast<WsOpcode>(head & 0x0F);
-    const auto begin = m_bytes.begin() + static_cast<std::ptrdiff_t>(headSize);
-    std::vector<std::uint8_t> payload(begin, begin + static_cast<std::ptrdiff_t>(length));
+    const std::span<const std::uint8_t> mask = Rest().subspan(headSize - kMaskSize, kMaskSize);
+    const std::span<const std::uint8_t> masked = Rest().subspan(headSize, length);
+    std::vector<std::uint8_t> payload(masked.begin(), masked.end());
     for (std::size_t i = 0; i < length; ++i) {
-        payload[i] ^= m_bytes[headSize - kMaskSize + i % kMaskSize];
+        payload[i] ^= mask[i % kMaskSize];
     }
-    m_bytes.erase(m_bytes.begin(), begin + static_cast<std::ptrdiff_t>(length));
+    m_taken += headSize + length;
     if (IsControl(opcode)) {
         message = {opcode, std::move(payload)};
         return Result::Message;
@@ -125,8 +132,10 @@ WsFrameReader::Result WsFrameReader::TakeFrame(std::uint8_t head, std::size_t he
     }
     m_fragments.insert(m_fragments.end(), payload.begin(), payload.end());
     if ((head & kFinal) == 0) {
+        ++m_pieces;
         return Result::NeedMore;
     }
+    m_pieces = 0;
     message = {std::exchange(m_fragmentOpcode, WsOpcode::Continuation), std::exchange(m_fragments, {})};
     const std::string_view text(reinterpret_cast<const char*>(message.payload.data()),
                                 message.payload.size());

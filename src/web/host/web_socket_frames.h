@@ -28,7 +28,8 @@ std::string WsAcceptKey(std::string_view key);
 std::vector<std::uint8_t> WsFrameHead(WsOpcode opcode, std::uint64_t length);
 
 // Takes the bytes of a client as they come, and gives whole messages. Messages over the limit are refused
-// before they are kept.
+// before they are kept; a message's pieces count towards it by their number, too, since an empty one costs
+// time.
 class WsFrameReader {
 public:
     struct Message {
@@ -36,6 +37,8 @@ public:
         std::vector<std::uint8_t> payload;
     };
     enum class Result { Message, NeedMore, Failed };
+
+    static constexpr std::size_t kPieceCost = 64;
 
     explicit WsFrameReader(std::size_t maxMessage) : m_maxMessage(maxMessage) {}
 
@@ -46,12 +49,15 @@ public:
     WsClose Failure() const { return m_failure; }
 
 private:
+    std::span<const std::uint8_t> Rest() const { return std::span(m_bytes).subspan(m_taken); }
     Result Fail(WsClose why);
     Result TakeFrame(std::uint8_t head, std::size_t headSize, std::size_t length, Message& message);
 
     const std::size_t m_maxMessage;
     std::vector<std::uint8_t> m_bytes;
+    std::size_t m_taken = 0;  // bytes of them that are done with
     std::vector<std::uint8_t> m_fragments;
+    std::size_t m_pieces = 0;
     WsOpcode m_fragmentOpcode = WsOpcode::Continuation;  // Continuation: no message is open
     bool m_bFailed = false;
     WsClose m_failure = WsClose::Normal;

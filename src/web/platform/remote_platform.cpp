@@ -124,11 +124,13 @@ void RemoteWindow::setWindowState(Qt::WindowStates state) {
 }
 
 void RemoteWindow::FollowDisplay(double scale) {
+    const QRect area = RemoteDisplay::Instance().Area();
     if (CoversDisplay()) {
-        setGeometry(RemoteDisplay::Instance().Area());
+        setGeometry(area);
     } else if (scale != 1) {
+        // Its picture has so many pixels: none is larger than the display that shows it.
         setGeometry({(QPointF(geometry().topLeft()) * scale).toPoint(),
-                     (QSizeF(geometry().size()) * scale).toSize()});
+                     (QSizeF(geometry().size()) * scale).toSize().boundedTo(area.size())});
     }
 }
 

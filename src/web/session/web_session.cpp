@@ -12,6 +12,7 @@
 #include <QtWidgets/QLabel>
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <utility>
 
 #include "console/layout/view_geometry.h"
@@ -74,7 +75,9 @@ std::optional<SessionOrder> ReceiveSessionOrder() {
         }
         bytes.append(part.data(), count);
     }
-    return ReadSessionOrder(bytes);
+    const std::optional<SessionOrder> order = ReadSessionOrder(bytes);
+    ::explicit_bzero(bytes.data(), static_cast<std::size_t>(bytes.size()));
+    return order;
 }
 
 WebSession::WebSession(const SessionOrder& order)
@@ -193,6 +196,12 @@ void WebSession::Resize(const QSize& size, double ratio) {
                       whole(size.height(), kMinConsoleHeight, most));
     RemoteDisplay& display = RemoteDisplay::Instance();
     const bool bNewRatio = ratio != display.Ratio();
+    if (bNewRatio && m_bActive) {
+        // The display scales its windows: what it is to hold afterwards is all that it may scale.
+        const QSize least = units.boundedTo(m_host.size());
+        m_host.setGeometry(QRect(QPoint(0, 0), least));
+        m_client.ControlWindow()->resize(least);
+    }
     display.SetSize((QSizeF(units) * ratio).toSize(), ratio);
     m_socket.SendBinary(DisplayMessage(display.Size(), ratio));
     Activate();

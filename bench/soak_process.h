@@ -1,0 +1,44 @@
+// A program that runs beside the one that is watched, and what a process holds.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace kvbench {
+
+// What a process holds.
+struct Holding {
+    double megabytes = 0;
+    int threads = 0;
+    int descriptors = 0;
+};
+Holding Look(pid_t process);
+
+// A program whose first line ends in the port that it listens on.
+class SoakProcess {
+public:
+    explicit SoakProcess(const std::vector<std::string>& command);
+    ~SoakProcess();
+    SoakProcess(const SoakProcess&) = delete;
+    SoakProcess& operator=(const SoakProcess&) = delete;
+
+    int Port() const { return m_port; }
+    pid_t Process() const { return m_process; }
+    // A line to its input, and a line that answers it.
+    void Tell(const std::string& line) const;
+    std::string Ask(const std::string& line) const;
+
+private:
+    pid_t m_process = -1;
+    FILE* m_input = nullptr;
+    FILE* m_output = nullptr;
+    int m_port = 0;
+};
+
+// The status that a command ends with; what it prints is of no interest.
+int RunCommand(const std::vector<std::string>& command);
+
+}  // namespace kvbench

@@ -1,0 +1,61 @@
+#include "soak_wall.h"
+
+#include <QtCore/QTimer>
+#include <QtWidgets/QApplication>
+#include <stdexcept>
+
+#include "persist/orvo_registry.h"
+#include "persist/utilities.h"
+
+namespace kvbench {
+
+using namespace kvmon;
+
+namespace {
+
+constexpr int kLoginMs = 30'000;
+constexpr int kRoundMs = 250;
+constexpr int kSettleMs = 3'000;
+
+}  // namespace
+
+void Pass(int ms) {
+    QTimer::singleShot(ms, qApp, &QCoreApplication::quit);
+    QApplication::exec();
+}
+
+SoakWall::Settings::Settings() {
+    SetDataFolder(folder.Path());
+    RegistryApp tree;
+    tree.databasePath = folder.File("settings.db");
+    Registry().InitRegistry(false, tree);
+}
+
+SoakWall::Settings::~Settings() {
+    Registry().Close();
+}
+
+SoakWall::SoakWall(int port)
+    : m_site(static_cast<std::uint32_t>(port)), m_console(m_site, nullptr, 0x0409, SystemClock()) {
+    m_console.OnInitDialog();
+    m_console.show();
+    m_console.AutoLogin("admin", "admin");
+    for (int ms = 0; ms < kLoginMs && Parts().cells.GetCount() == 0; ms += kRoundMs) {
+        Pass(kRoundMs);
+    }
+    Pass(kSettleMs);
+    if (Parts().cameras.GetCount() == 0) {
+        throw std::runtime_error("the recorder shows no channels");
+    }
+    ShowNine();
+}
+
+SoakWall::~SoakWall() {
+    m_console.DestroyWindow();
+}
+
+void SoakWall::ShowNine() {
+    m_console.Press(StyleButtonId(CheckedViewStyle(VIEW_STYLE_9CH)));
+}
+
+}  // namespace kvbench

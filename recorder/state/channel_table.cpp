@@ -1,0 +1,123 @@
+#include "state/channel_table.h"
+
+#include <stdexcept>
+
+namespace kvrecorder {
+namespace {
+
+constexpr std::array<std::pair<std::string_view, SoundFormat>, 6> kSoundFormats = {{
+    {"mu-law", SoundFormat::MuLaw},
+    {"a-law", SoundFormat::ALaw},
+    {"g726", SoundFormat::G726},
+    {"z726", SoundFormat::Z726},
+    {"pcm", SoundFormat::Pcm},
+    {"plain-g726", SoundFormat::PlainG726},
+}};
+
+void ReadCamera(TableReader& reader, CameraConfig& camera) {
+    reader.Column("id", camera.id, 16);
+    if (camera.id.size() != 16 ||
+        camera.id.find_first_not_of("0123456789ABCDEFabcdef") != std::string::npos) {
+        reader.Fail("id", "sixteen hexadecimal digits are wanted");
+    }
+    reader.Column("lan", camera.lanAddress, 63);
+    reader.Column("wan", camera.wanAddress, 63);
+    if (camera.lanAddress.empty()) {
+        // Clients would take the other address for this one.
+        reader.Fail("lan", "an address is wanted; a channel without a camera says configured = false");
+    }
+    reader.Number("port", camera.port, 0, 65535);
+    reader.Number("wan_port", camera.wanPort, 0, 65535);
+    reader.Number("rtsp_port", camera.rtspPort, 0, 65535);
+    reader.Number("wan_rtsp_port", camera.wanRtspPort, 0, 65535);
+    reader.Column("user", camera.user, 32);
+    // At its full width it would run into the user's name for clients that skip blanks.
+    reader.Column("password", camera.password, 31);
+    reader.Column("admin_password", camera.adminPassword, 63);
+    reader.Column("guest_password", camera.guestPassword, 63);
+    // A longer one would not fit into a client's line once it is scrambled.
+    reader.Column("video_url", camera.videoUrl, 239);
+    reader.Flag("direct", camera.direct);
+    if (camera.direct && !camera.videoUrl.empty() && !camera.videoUrl.starts_with('/')) {
+        reader.Fail("video_url", "a path that begins with / is wanted for a camera of the camera port");
+    }
+}
+
+StreamConfig ReadStream(TableReader& reader) {
+    StreamConfig stream;
+    reader.Word("codec", stream.codec, kCodecNames);
+    reader.Number("width", stream.width, 16, 4096);
+    reader.Number("height", stream.height, 16, 4096);
+    if (stream.width % 2 != 0 || stream.height % 2 != 0) {
+        reader.Fail(stream.width % 2 != 0 ? "width" : "height", "an even number is wanted");
+    }
+    reader.Number("fps", stream.fps, 1, 60);
+    reader.Number("gop", stream.gop, 1, 600);
+    return stream;
+}
+
+void ReadSound(TableReader& reader, SoundConfig& sound) {
+    reader.Word("format", sound.format, kSoundFormats);
+    reader.Number("rate", sound.rate, 8000, 48000);
+    if (sound.format != SoundFormat::Pcm && sound.rate != 8000) {
+        reader.Fail("rate", "only plain PCM has another rate than 8000");
+    }
+    if (sound.rate % 25 != 0) {
+        reader.Fail("rate", "a multiple of 25 is wanted");
+    }
+    reader.Number("bits", sound.bits, 2, 5);
+    reader.Number("tune", sound.tune, 1, SoundTunes());
+    reader.Number("hertz", sound.hertz, 20, 20000);
+    reader.Path("file", sound.file);
+    if (sound.file.empty()) {
+        return;
+    }
+    try {
+        CreateSoundSource(0, sound);
+    } catch (const std::runtime_error& failure) {
+        reader.Fail("file", failure.what());
+    }
+}
+
+void ReadPtz(TableReader& reader, ChannelConfig& channel) {
+    reader.Flag("steerable", channel.ptz.steerable);
+    if (channel.ptz.steerable && !channel.source.file.empty()) {
+        reader.Fail("steerable", "only a generated scene can be steered");
+    }
+    reader.Flag("preset_names", channel.ptz.presetNames);
+    reader.Number("delay_ms", channel.ptz.delayMs, 0, kMaxPtzDelayMs);
+    reader.Word("reply", channel.ptz.reply, kPtzReplies);
+}
+
+}  // namespace
+
+ChannelConfig ReadChannel(TableReader& reader) {
+    ChannelConfig channel;
+    channel.origin = Origin::File;
+    reader.Text("name", channel.name, kMaxNameBytes);
+    reader.Flag("configured", channel.configured);
+    reader.Text("scene", channel.source.scene);
+    reader.Path("file", channel.source.file);
+    if (!channel.source.file.empty() && !channel.source.scene.empty()) {
+        reader.Fail("scene", "a channel has a scene or a file, not both");
+    }
+    reader.Flag("watch_motion", channel.source.watchMotion);
+    reader.Tables("streams", 8,
+                  [&](TableReader& stream) { channel.source.streams.push_back(ReadStream(stream)); });
+    reader.Table("camera", [&](TableReader& camera) { ReadCamera(camera, channel.camera); });
+    for (const std::string& name : reader.Texts("status", kStatusFlags.size(), 32)) {
+        const StatusFlag* flag = FindStatusFlag(name);
+        if (!flag) {
+            reader.Fail("status", "no state is called \"" + name + "\"");
+        }
+        channel.status[flag->section] = static_cast<std::uint8_t>(channel.status[flag->section] | flag->bit);
+    }
+    reader.Flag("audio", channel.audio);
+    reader.Table("sound", [&](TableReader& sound) { ReadSound(sound, channel.sound); });
+    reader.Flag("talk", channel.talk);
+    channel.presets = reader.Texts("presets", kMaxPresets, kMaxPresetBytes);
+    reader.Table("ptz", [&](TableReader& ptz) { ReadPtz(ptz, channel); });
+    return channel;
+}
+
+}  // namespace kvrecorder

@@ -1,0 +1,31 @@
+// A system that has no more memory or threads, for chosen threads of this program.
+#pragma once
+
+#include <cstdint>
+
+namespace kvtest {
+
+// While it lives, operator new fails on all threads of this name.
+class NoMemoryOn {
+public:
+    explicit NoMemoryOn(const char* threadName);
+    ~NoMemoryOn();
+    NoMemoryOn(const NoMemoryOn&) = delete;
+    NoMemoryOn& operator=(const NoMemoryOn&) = delete;
+
+    // How often it has failed.
+    static std::uint64_t Failures();
+};
+
+// While it lives, the thread that made it can start no other.
+class NoThreads {
+public:
+    NoThreads();
+    ~NoThreads();
+    NoThreads(const NoThreads&) = delete;
+    NoThreads& operator=(const NoThreads&) = delete;
+
+    static std::uint64_t Failures();
+};
+
+}  // namespace kvtest
