@@ -19,7 +19,7 @@ void ReadConfig(std::string_view text) {
     const RecorderConfig config = ParseConfig(text, "fuzz.toml");
     Check(config.channels.size() <= static_cast<std::size_t>(kMaxChannels) && config.users.size() <= 64);
     for (const User& user : config.users) {
-        Check(!user.name.empty() && user.name.size() <= kMaxUserBytes && !user.password.empty());
+        Check(!user.name.empty() && user.name.size() <= kMaxUserBytes && !user.password.Empty());
     }
 }
 
