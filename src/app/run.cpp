@@ -20,6 +20,7 @@
 #include "platform/process_privacy.h"
 #include "platform/secret_memory.h"
 #include "skin/dialog_style.h"
+#include "skin/paint_threads.h"
 #include "web/session/web_session.h"
 
 namespace kvmon {
@@ -71,6 +72,10 @@ int RunDesktop(const AppOptions& options, char* program) {
     const QtMessageHandler usual = qInstallMessageHandler(TellOfNoDisplay);
     Guarded<QApplication> application(argc, argv);
     qInstallMessageHandler(usual);
+    if (!HoldPaintThreads()) {
+        std::fprintf(stderr, "kvmon: there is no thread left to paint by\n");
+        return 1;
+    }
     ApplySkin(application);
     Termination termination;
     int status = 0;

@@ -12,6 +12,7 @@
 #include "platform/diagnostics.h"
 #include "platform/file_limit.h"
 #include "skin/dialog_style.h"
+#include "skin/paint_threads.h"
 #include "web/host/web_server.h"
 #include "web/platform/remote_application.h"
 #include "web/session/web_session.h"
@@ -79,6 +80,10 @@ int RunSession(char* program) {
     char* argv[] = {program, nullptr};
     Guarded<QApplication> application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
+    if (!HoldPaintThreads()) {
+        std::fprintf(stderr, "kvmon: there is no thread left to paint by\n");
+        return 1;
+    }
     ApplySkin(application);
     Termination termination;
     int status = 0;

@@ -11,6 +11,7 @@
 #include "platform/diagnostics.h"
 #include "server/nvr_event_log.h"
 #include "shortage_hooks.h"
+#include "skin/paint_threads.h"
 #include "support/camera_maker.h"
 #include "support/fake_recorder.h"
 #include "support/message_log.h"
@@ -245,6 +246,8 @@ TEST_F(ShortageOnTheWall, ARecordersThreadGoesOnWhenThereIsMemoryAgain) {
 
 TEST_F(ShortageOnTheWall, ARecorderWithoutAThreadGetsOneLater) {
     FakeRecorder recorder("Lobby", 2);
+    // As the program does at its start: without them the toolkit waits for ever.
+    ASSERT_TRUE(HoldPaintThreads());
     {
         const NoThreads none;
         Start(recorder.Port(), SystemClock());
