@@ -129,7 +129,7 @@ std::string OtherRecorder::List(const std::string& body) const {
         const int like = m_turned && n < 2 && count > 1 ? 1 - n : std::min(n, count - 1);
         const std::size_t at = records.first + static_cast<std::size_t>(like) * kListLines;
         std::string address = Unscramble(lines[at]);
-        char number[4];
+        char number[12];  // of any number, as the compiler sees it
         std::snprintf(number, sizeof number, "%03d", n % 1000);
         address.replace(0, 3, number);
         kept.push_back(ScrambleAgain(address));
