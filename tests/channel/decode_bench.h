@@ -3,7 +3,7 @@
 
 #include <gmock/gmock.h>
 
-#include <cstring>
+#include <algorithm>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -92,7 +92,7 @@ protected:
     kvmon::DecodeParts Parts() { return {frames, sink, counters, factories, kvmon::SystemClock()}; }
     void Queue(kvmon::FrameType type, std::string_view bytes) {
         auto frame = frames.NewDecodeFrame(0, bytes.size());
-        std::memcpy(frame->Begin(), bytes.data(), bytes.size());
+        std::copy(bytes.begin(), bytes.end(), frame->Begin());
         frame->SetLength(static_cast<std::uint32_t>(bytes.size()));
         frames.AddDecodeFrameToQueue(type, std::move(frame), &control.run);
     }
