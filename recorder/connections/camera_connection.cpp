@@ -48,13 +48,25 @@ CameraConnection::CameraConnection(asio::ip::tcp::socket socket, RecorderModel& 
       m_deadline(m_socket.get_executor()),
       m_delay(m_socket.get_executor()) {}
 
+// What throws, mostly since memory is short, costs this connection and no other.
+template <typename Work>
+void CameraConnection::Safely(Work work) {
+    try {
+        work();
+    } catch (const std::exception&) {
+        DoClose();
+    }
+}
+
 void CameraConnection::Start() {
     asio::post(m_socket.get_executor(), [self = shared_from_this()] {
         std::error_code ignored;
         self->m_socket.set_option(asio::ip::tcp::no_delay(true), ignored);
         self->m_socket.set_option(asio::socket_base::send_buffer_size(kSendBuffer), ignored);
-        self->SetDeadline(self->m_timing.head);
-        self->Read();
+        self->Safely([&self] {
+            self->SetDeadline(self->m_timing.head);
+            self->Read();
+        });
     });
 }
 
@@ -64,53 +76,60 @@ void CameraConnection::Close() {
 
 void CameraConnection::Changed() {
     asio::post(m_socket.get_executor(), [self = shared_from_this()] {
-        if (self->m_stage != Stage::Streaming || self->m_closed) {
-            return;
-        }
-        const SnapshotPtr state = self->m_model.Current();
-        const int channel = self->m_request.ChannelIndex();
-        if (self->m_request.Judge(*state) != kStatusOk || self->m_request.ChannelIndex() != channel) {
-            self->DoClose();
-            return;
-        }
-        const Channel& now = state->channels[static_cast<std::size_t>(channel)];
-        if (now.sourceNumber != self->m_sourceNumber) {
-            self->m_subscription.reset();
-            self->m_queue->Restart();
-            if (!self->Subscribe(*state)) {
-                self->DoClose();
-            }
+        if (self->m_stage == Stage::Streaming && !self->m_closed) {
+            self->Safely([&self] { self->OnChanged(); });
         }
     });
 }
 
+void CameraConnection::OnChanged() {
+    const SnapshotPtr state = m_model.Current();
+    const int channel = m_request.ChannelIndex();
+    if (m_request.Judge(*state) != kStatusOk || m_request.ChannelIndex() != channel) {
+        DoClose();
+        return;
+    }
+    const Channel& now = state->channels[static_cast<std::size_t>(channel)];
+    if (now.sourceNumber != m_sourceNumber) {
+        m_subscription.reset();
+        m_queue->Restart();
+        if (!Subscribe(*state)) {
+            DoClose();
+        }
+    }
+}
+
 void CameraConnection::Read() {
-    m_socket.async_read_some(
-        asio::buffer(m_input), [self = shared_from_this()](const std::error_code& error, std::size_t count) {
-            if (self->m_closed) {
-                return;
-            }
-            if (error) {
-                self->DoClose();
-                return;
-            }
-            if (self->m_stage == Stage::Head) {
-                switch (self->m_request.Feed({self->m_input.data(), count})) {
-                    case RequestHead::State::Incomplete:
-                        break;
-                    case RequestHead::State::Complete:
-                        self->OnHead();
-                        break;
-                    case RequestHead::State::Bad:
-                        self->Refuse(kvrecorder::Refuse(400));
-                        break;
-                }
-            }
-            ::explicit_bzero(self->m_input.data(), count);  // it may have been a password
-            if (!self->m_closed) {
-                self->Read();  // what comes behind the head is dropped
-            }
-        });
+    m_socket.async_read_some(asio::buffer(m_input),
+                             [self = shared_from_this()](const std::error_code& error, std::size_t count) {
+                                 if (self->m_closed) {
+                                     return;
+                                 }
+                                 if (error) {
+                                     self->DoClose();
+                                     return;
+                                 }
+                                 self->Safely([&] { self->OnRead(count); });
+                             });
+}
+
+void CameraConnection::OnRead(std::size_t count) {
+    if (m_stage == Stage::Head) {
+        switch (m_request.Feed({m_input.data(), count})) {
+            case RequestHead::State::Incomplete:
+                break;
+            case RequestHead::State::Complete:
+                OnHead();
+                break;
+            case RequestHead::State::Bad:
+                Refuse(kvrecorder::Refuse(400));
+                break;
+        }
+    }
+    ::explicit_bzero(m_input.data(), count);  // it may have been a password
+    if (!m_closed) {
+        Read();  // what comes behind the head is dropped
+    }
 }
 
 void CameraConnection::OnHead() {

@@ -46,6 +46,10 @@ public:
 private:
     enum class Stage { Head, Refused, Streaming };
 
+    template <typename Work>
+    void Safely(Work work);
+    void OnChanged();
+    void OnRead(std::size_t count);
     void Read();
     void OnHead();
     void Refuse(const Reply& reply);

@@ -88,8 +88,7 @@ std::string TakeCredentials(const Credentials& given, std::istream& input, AppOp
     if (!given.auth.empty()) {
         options.warnings.emplace_back(
             "--auth: others could read the password in the list of processes; --auth - reads it from "
-            "standard "
-            "input, --password-file from a file");
+            "standard input, --password-file from a file");
     }
     options.auth = given.auth;
     if (given.user.empty()) {

@@ -7,6 +7,7 @@
 #include "persist/log_file.h"
 #include "persist/settings_backend.h"
 #include "persist/settings_file.h"
+#include "platform/caught.h"
 #include "platform/secret_file.h"
 #include "platform/worker.h"
 
@@ -144,8 +145,9 @@ void Keeper::Run() {
 FileResult Keeper::Try(std::unique_lock<std::mutex>& lock) {
     if (!m_bLoaded) {
         SettingsRows rows;
+        FileResult result = FileResult::Failed;
         lock.unlock();
-        const FileResult result = m_file.Load(rows);
+        TryStep("COrvoRegistry::Load", [&] { result = m_file.Load(rows); });
         lock.lock();
         if (result != FileResult::Done) {
             return result == FileResult::Damaged ? Recover(lock) : result;
@@ -161,8 +163,9 @@ FileResult Keeper::Try(std::unique_lock<std::mutex>& lock) {
     if (changes.IsEmpty()) {
         return FileResult::Done;
     }
+    FileResult result = FileResult::Failed;
     lock.unlock();
-    const FileResult result = m_file.Apply(changes);
+    TryStep("COrvoRegistry::Apply", [&] { result = m_file.Apply(changes); });
     lock.lock();
     if (result == FileResult::Done) {
         return result;
@@ -213,7 +216,7 @@ class SettingsDatabase final : public SettingsBackend {
 public:
     explicit SettingsDatabase(const std::string& path) : m_keeper(std::make_shared<Keeper>(path)) {
         m_keeper->LoadFirst();
-        m_writer.Start(kThreadName, [keeper = m_keeper] { keeper->Run(); });
+        KeepWriter();
     }
     ~SettingsDatabase() override { SettingsDatabase::Close(kCloseLimit); }
 
@@ -252,9 +255,13 @@ public:
             m_keeper->m_bClosed = true;
             m_keeper->m_closeLimit = std::chrono::steady_clock::now() + limit;
             m_keeper->m_changed.notify_all();
-            if (m_writer.IsHeld()) {
+            if (KeepWriter()) {
                 m_keeper->m_ended.wait_until(lock, m_keeper->m_closeLimit,
                                              [this] { return m_keeper->m_bEnded; });
+            } else {
+                lock.unlock();
+                m_keeper->Run();  // better late on this thread than never
+                lock.lock();
             }
             const std::size_t left = m_keeper->m_bEnded ? m_keeper->m_tree.CountChanges() : 1;
             m_bStored = left == 0;
@@ -279,8 +286,16 @@ private:
             return false;
         }
         edit(m_keeper->m_tree);
+        KeepWriter();
         m_keeper->m_changed.notify_all();
         return true;
+    }
+
+    // The system may have had no place for the thread, or no memory. Under the lock once there are others.
+    // False without a thread.
+    bool KeepWriter() {
+        return m_writer.IsRunning() || (m_writer.Wait(Milliseconds(0)) &&
+                                        m_writer.Start(kThreadName, [keeper = m_keeper] { keeper->Run(); }));
     }
 
     const std::shared_ptr<Keeper> m_keeper;

@@ -1,7 +1,8 @@
 #include "allocation_count.h"
 
 #include <cstdlib>
-#include <new>
+
+#include "support/own_new/own_new.h"
 
 namespace kvtest {
 
@@ -18,37 +19,4 @@ void* AllocateOrNull(std::size_t size) noexcept {
     return std::malloc(size != 0 ? size : 1);
 }
 
-void* Allocate(std::size_t size) {
-    void* const memory = AllocateOrNull(size);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
-}
-
 }  // namespace kvtest
-
-void* operator new(std::size_t size) {
-    return kvtest::Allocate(size);
-}
-void* operator new[](std::size_t size) {
-    return kvtest::Allocate(size);
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return kvtest::AllocateOrNull(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return kvtest::AllocateOrNull(size);
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-    std::free(memory);
-}

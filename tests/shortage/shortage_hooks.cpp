@@ -8,8 +8,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 #include <thread>
+
+#include "support/own_new/own_new.h"
 
 namespace kvtest {
 
@@ -34,14 +35,6 @@ bool HasNoMemory() {
 
 void* AllocateOrNull(std::size_t size) noexcept {
     return HasNoMemory() ? nullptr : std::malloc(size != 0 ? size : 1);
-}
-
-void* Allocate(std::size_t size) {
-    void* const memory = AllocateOrNull(size);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
 }
 
 NoMemoryOn::NoMemoryOn(const char* threadName) {
@@ -71,31 +64,6 @@ std::uint64_t NoThreads::Failures() {
 }
 
 }  // namespace kvtest
-
-void* operator new(std::size_t size) {
-    return kvtest::Allocate(size);
-}
-void* operator new[](std::size_t size) {
-    return kvtest::Allocate(size);
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return kvtest::AllocateOrNull(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return kvtest::AllocateOrNull(size);
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
 
 // In front of the system's own.
 extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*start)(void*),

@@ -2,6 +2,8 @@
 // all goes on when there is enough again.
 #include <gmock/gmock.h>
 
+#include <optional>
+
 #include "audio/wave_out_device.h"
 #include "channel/base/own_fault_texts.h"
 #include "codec/jpeg_codec.h"
@@ -212,6 +214,36 @@ TEST(ShortageOfTheEventLog, AFetchWithoutMemoryIsRepeated) {
     EXPECT_TRUE(window->WaitFor(1));
     EXPECT_THAT(window->All(), testing::ElementsAre(kvtest::Message{WM_GETNVREVENT, 0, 3}));
     EXPECT_TRUE(log.StopWork(StopWait::ToTheEnd));
+}
+
+// Once threads come back in time, and once they never do.
+TEST(ShortageOfSettings, NothingIsLostWithoutAThreadToWriteIt) {
+    for (const bool bLater : {true, false}) {
+        const kvtest::TempFolder folder;
+        RegistryApp app;
+        app.databasePath = folder.File("settings.db");
+        {
+            COrvoRegistry registry;
+            std::optional<NoThreads> none(std::in_place);
+            registry.InitRegistry(false, app);
+            EXPECT_TRUE(registry.WriteProfileInt("View", "Style", 3));
+            EXPECT_GE(NoThreads::Failures(), 2u);
+            if (bLater) {
+                none.reset();
+                EXPECT_TRUE(registry.WriteProfileInt("View", "Page", 7));
+                // Written by the thread, not by the end: another program reads it now.
+                EXPECT_TRUE(WaitUntil([&] {
+                    COrvoRegistry other;
+                    other.InitRegistry(false, app);
+                    return other.GetProfileInt("View", "Page", 0) == 7;
+                }));
+            }
+            EXPECT_TRUE(registry.Close());
+        }
+        COrvoRegistry again;
+        again.InitRegistry(false, app);
+        EXPECT_EQ(again.GetProfileInt("View", "Style", 0), 3u) << bLater;
+    }
 }
 
 class ShortageOnTheWall : public kvtest::ConsoleTest {

@@ -39,8 +39,7 @@ std::unique_ptr<CBuffer> FrameQueue::NewDecodeFrame(std::uint32_t dwIdx, std::ui
             m_bRefusalTold = true;
             Trace(
                 "CBaseCamera::NewDecodeFrame: m_uCHInMainDlg=%u, no memory for a frame of %u bytes: this "
-                "channel "
-                "holds %llu, all hold %llu of %llu...\n",
+                "channel holds %llu, all hold %llu of %llu...\n",
                 m_uCHInMainDlg.load(), size, static_cast<unsigned long long>(m_share->Held()),
                 static_cast<unsigned long long>(m_budget->Held()),
                 static_cast<unsigned long long>(m_budget->Most()));

@@ -101,8 +101,7 @@ bool StreamReader::ReadRecord(const KELVARA_FRAME_HDR& hdr,
         Report(kStreamNoBuffer);
         Trace(
             "CBaseCamera::ParseImageFromKelvara: m_uCHInMainDlg=%u, dwFrameDataSize=%u is more than a "
-            "picture of "
-            "%u x %u can need...\n",
+            "picture of %u x %u can need...\n",
             uCH, hdr.dwFrameDataSize, m_dwWidth, m_dwHeight);
         return false;
     }
