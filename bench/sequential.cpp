@@ -4,6 +4,7 @@
 #include <dirent.h>
 
 #include <QtCore/QTimer>
+#include <QtWidgets/QComboBox>
 #include <algorithm>
 #include <chrono>
 #include <cstdio>

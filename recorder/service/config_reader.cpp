@@ -41,6 +41,7 @@ Stamp StampOf(const std::string& path) {
 
 std::vector<Stamp> StampsOf(const std::vector<std::string>& files) {
     std::vector<Stamp> stamps;
+    stamps.reserve(files.size());
     for (const std::string& file : files) {
         stamps.push_back(StampOf(file));
     }

@@ -89,7 +89,7 @@ Secret ReadPasswordFile(const std::string& path) {
     if (line.ends_with('\r')) {
         line.remove_suffix(1);
     }
-    const Secret password(line);
+    Secret password(line);
     Wipe(text);
     if (password.Empty() || password.View().size() > kMaxUserBytes) {
         throw ConfigError("the password in " + path + " must have 1 to 63 bytes");

@@ -19,7 +19,8 @@ public:
     // "192.0.2.7", "2001:db8:0:1::/64".
     std::string Text() const;
 
-    friend auto operator<=>(const SourceAddress&, const SourceAddress&) = default;
+    friend auto operator<=>(const SourceAddress&,
+                            const SourceAddress&) = default;  // NOLINT(modernize-use-nullptr)
 
 private:
     std::array<std::uint8_t, 16> m_bytes{};  // as of IPv6, the second half zero unless it is IPv4 in it

@@ -98,7 +98,7 @@ std::string DecryptString(std::vector<std::uint8_t> cipher, std::string_view key
         }
         cipher.erase(cipher.begin());
     }
-    const std::string text(cipher.begin() + 1, std::find(cipher.begin() + 1, cipher.end(), std::uint8_t{0}));
+    std::string text(cipher.begin() + 1, std::find(cipher.begin() + 1, cipher.end(), std::uint8_t{0}));
     ::explicit_bzero(cipher.data(), cipher.size());
     return text;
 }

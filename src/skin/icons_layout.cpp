@@ -50,7 +50,7 @@ void DrawCells(QPainter& painter, const QRectF& box, const IconInk& ink, int col
 
 void DrawGrid(QPainter& painter, const QRectF& box, const IconInk& ink, int columns, int rows) {
     std::vector<Cell> cells;
-    cells.reserve(static_cast<std::size_t>(columns * rows));
+    cells.reserve(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows));
     for (int n = 0; n < columns * rows; ++n) {
         cells.push_back({n % columns, n / columns, 1, 1});
     }

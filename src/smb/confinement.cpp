@@ -168,11 +168,13 @@ bool Filter() {
     for (const int call : kDeadlyCalls) {
         rule(SCMP_ACT_KILL_PROCESS, call);
     }
+    // The library's own macros for these are C.
     for (const int family : kFamilies) {
-        rule(SCMP_ACT_ALLOW, SCMP_SYS(socket), SCMP_A0(SCMP_CMP_EQ, static_cast<scmp_datum_t>(family)));
+        rule(SCMP_ACT_ALLOW, SCMP_SYS(socket),
+             scmp_arg_cmp{0, SCMP_CMP_EQ, static_cast<scmp_datum_t>(family), 0});
     }
     // Anything but putting words into a terminal's mouth.
-    rule(SCMP_ACT_ALLOW, SCMP_SYS(ioctl), SCMP_A1(SCMP_CMP_NE, TIOCSTI));
+    rule(SCMP_ACT_ALLOW, SCMP_SYS(ioctl), scmp_arg_cmp{1, SCMP_CMP_NE, TIOCSTI, 0});
     return bGood && seccomp_load(filter.get()) == 0;
 }
 

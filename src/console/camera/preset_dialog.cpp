@@ -67,8 +67,8 @@ std::string NameOf(const CameraInfo& info, int index) {
 
 }  // namespace
 
-PresetDialog::PresetDialog(std::shared_ptr<CBaseCamera> camera, QWidget* parent)
-    : QDialog(parent), m_camera(std::move(camera)) {
+PresetDialog::PresetDialog(const std::shared_ptr<CBaseCamera>& camera, QWidget* parent)
+    : QDialog(parent), m_camera(camera) {
     setObjectName(QStringLiteral("presetDialog"));
     setWindowTitle(Text(kStrTitle));
     setModal(false);

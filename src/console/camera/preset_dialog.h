@@ -21,7 +21,7 @@ class CBaseCamera;
 // only.
 class PresetDialog : public QDialog {
 public:
-    PresetDialog(std::shared_ptr<CBaseCamera> camera, QWidget* parent);
+    PresetDialog(const std::shared_ptr<CBaseCamera>& camera, QWidget* parent);
 
     // To be called when the camera's presets, or how the recorder stores them, may have changed.
     void Refresh();
