@@ -119,7 +119,7 @@ TEST_F(OutsideTexts, NoneOfARecordersNamesHoldsASignThatIsNotSeen) {
     LogFile().Open(folder.File("trace"));
     Open(recorder.Port());
     const auto camera = Cell(0).GetCamera();
-    ASSERT_TRUE(PumpUntil([&] { return camera->GetCameraInfo().presetNames.size() > 0; }));
+    ASSERT_TRUE(PumpUntil([&] { return !camera->GetCameraInfo().presetNames.empty(); }));
     EXPECT_EQ(camera->GetCameraName(), "Ga" + kShown + "te");
     EXPECT_THAT(camera->GetCaptionName(), HasSubstr("Ga" + kShown + "te"));
 

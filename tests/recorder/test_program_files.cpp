@@ -190,7 +190,12 @@ TEST_F(ProgramFiles, WhatIsKeptIsItsOwnersOrTheGroups) {
             };
             EXPECT_EQ(mode(inside), shared ? 0750 : 0700) << inside;
             for (const auto& entry : fs::directory_iterator(inside)) {
-                EXPECT_EQ(mode(entry.path()), shared ? 0640 : 0600) << entry.path();
+                // Its owner's alone until it is given to the group.
+                EXPECT_TRUE(WaitUntil([&] {
+                    const int now = mode(entry.path());
+                    EXPECT_THAT(now, testing::AnyOf(0600, shared ? 0640 : 0600)) << entry.path();
+                    return now == (shared ? 0640 : 0600);
+                })) << entry.path();
             }
         }
         EXPECT_EQ(Command("stop"), "ok\n");

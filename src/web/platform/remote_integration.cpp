@@ -69,4 +69,5 @@ void kvmon::RegisterRemotePlatform() {
     std::call_once(once, [] { qRegisterStaticPluginFunction(qt_static_plugin_RemoteIntegrationPlugin()); });
 }
 
+// The toolkit makes this one.
 #include "moc_remote_integration.cpp"  // NOLINT(bugprone-suspicious-include)

@@ -75,7 +75,7 @@ std::optional<SessionOrder> ReceiveSessionOrder() {
         }
         bytes.append(part.data(), count);
     }
-    const std::optional<SessionOrder> order = ReadSessionOrder(bytes);
+    std::optional<SessionOrder> order = ReadSessionOrder(bytes);
     ::explicit_bzero(bytes.data(), static_cast<std::size_t>(bytes.size()));
     return order;
 }
