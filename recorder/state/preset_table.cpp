@@ -114,16 +114,21 @@ bool PresetTable::Save(const PresetSlots& slots) const {
     const std::string fresh = m_file + ".new";
     std::error_code error;
     std::filesystem::remove(fresh, error);  // what a crash left
+    bool saved = false;
     try {
         const Descriptor file = MakePrivateFile(fresh, {});
-        if (::write(file.Get(), bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
-            return false;
-        }
+        saved = ::write(file.Get(), bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
     } catch (const std::runtime_error&) {
         return false;
     }
-    std::filesystem::rename(fresh, m_file, error);
-    return !error;
+    if (saved) {
+        std::filesystem::rename(fresh, m_file, error);
+        saved = !error;
+    }
+    if (!saved) {
+        std::filesystem::remove(fresh, error);
+    }
+    return saved;
 }
 
 }  // namespace kvrecorder
