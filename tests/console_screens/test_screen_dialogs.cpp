@@ -1,6 +1,7 @@
 // In full screen: what opens is seen, has the keyboard and goes along.
 #include <gmock/gmock.h>
 
+#include <QtGui/QWindow>
 #include <QtWidgets/QDialog>
 #include <QtWidgets/QMessageBox>
 

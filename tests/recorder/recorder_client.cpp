@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <sstream>
 
 namespace kvtest {
@@ -29,15 +30,16 @@ RecorderClient::RecorderClient(std::uint16_t port, int receiveBuffer, const char
     sockaddr_in address{};
     address.sin_family = AF_INET;
     sockaddr generic;
+    bool bound = true;
     if (from) {
         ::inet_pton(AF_INET, from, &address.sin_addr);
         std::memcpy(&generic, &address, sizeof generic);
-        ::bind(m_socket, &generic, sizeof generic);
+        bound = ::bind(m_socket, &generic, sizeof generic) == 0;
     }
     address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     std::memcpy(&generic, &address, sizeof generic);
-    if (::connect(m_socket, &generic, sizeof generic) != 0) {
+    if (!bound || ::connect(m_socket, &generic, sizeof generic) != 0) {
         ::close(m_socket);
         m_socket = -1;
     }

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <QtCore/QCoreApplication>
+#include <QtCore/QDeadlineTimer>
 #include <filesystem>
 #include <fstream>
 
