@@ -135,7 +135,8 @@ void CLogFile::WriteToFile(std::string_view line) {
 }
 
 CLogFile& LogFile() {
-    // Never destroyed: abandoned threads may still trace. On no heap: the first line may be about want of memory.
+    // Never destroyed: abandoned threads may still trace. On no heap: the first line may be about want of
+    // memory.
     alignas(CLogFile) static std::array<std::byte, sizeof(CLogFile)> place;
     static CLogFile* const log = [] {
         auto* const made = new (place.data()) CLogFile;
