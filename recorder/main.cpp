@@ -38,6 +38,7 @@ constexpr std::chrono::milliseconds kLongestEnd{4'200};
 
 // One line for the terminal, whoever made up the names in it.
 void Tell(std::string_view text) {
+    std::cerr.clear();  // one line that could not be written does not silence those after it
     try {
         std::cerr << "kvrecorder: " + PrintableUtf8(text, text.size()) + "\n" << std::flush;
     } catch (const std::exception&) {
