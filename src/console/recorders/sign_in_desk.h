@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QtCore/QPointer>
+#include <memory>
 #include <string>
 
 #include "console/dialogs/sign_in_card.h"
@@ -49,6 +50,9 @@ public:
 private:
     void OnSignIn(const SignInEntry& entry) override;
     void OnSignInLanguage(std::uint16_t langid) override;
+    void OnFetchPassword(const SignInEntry& entry) override;
+    void OnForget(const SignInEntry& entry) override;
+    void OnStartDemo() override;
     void Place(QWidget& host);
     void Remove();
 
@@ -60,6 +64,8 @@ private:
     const RecorderList& m_recorders;
     QPointer<SignInCard> m_card;  // goes with the panel that it stands on
     std::string m_words;          // for the next card
+    bool m_bDemo = false;         // the session that begins is the demo's
+    const std::shared_ptr<bool> m_alive = std::make_shared<bool>(true);
 };
 
 }  // namespace kvmon
