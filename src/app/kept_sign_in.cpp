@@ -1,5 +1,8 @@
 #include "app/kept_sign_in.h"
 
+#include <exception>
+
+#include "app/guarded.h"
 #include "control/auth_text.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
@@ -34,10 +37,15 @@ KeptSignIn::KeptSignIn(CTR450ClientImpl& client, COrvoRegistry& registry, KeyRin
       m_recorders(registry) {}
 
 KeptSignIn::~KeptSignIn() {
-    if (m_told) {
-        KeepHere(*m_told);
-        Wipe(m_told->password);
+    if (!m_told) {
+        return;
     }
+    try {
+        KeepHere(*m_told);
+    } catch (const std::exception& cause) {
+        TellLeftOut(cause);
+    }
+    Wipe(m_told->password);
 }
 
 void KeptSignIn::Begin(const PropertyBag& kept, const PropertyBag& told) {

@@ -31,6 +31,7 @@ namespace {
 
 constexpr int kTitleHeight = 18;
 constexpr int kCardWidth = 440;
+constexpr int kButtonRoom = 24;  // beside the words
 constexpr int kMessageLines = 3;  // as the longest text in any language has
 
 constexpr std::uint32_t kStrTitle = 7000;
@@ -175,6 +176,7 @@ void SignInCard::MakeChoice() {
     m_demo = new QPushButton(Text(kStrDemo));
     m_demo->setObjectName(QStringLiteral("demo"));
     m_demo->setAutoDefault(false);
+    m_demo->setMinimumWidth(m_demo->sizeHint().width() + kButtonRoom);
     if (!m_offer.bDemo) {
         m_demo->hide();
     }
