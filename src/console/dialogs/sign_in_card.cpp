@@ -24,6 +24,7 @@
 #include "persist/string_table.h"
 #include "platform/secret_memory.h"
 #include "skin/palette.h"
+#include "skin/plain_text.h"
 
 namespace kvmon {
 
@@ -31,7 +32,7 @@ namespace {
 
 constexpr int kTitleHeight = 18;
 constexpr int kCardWidth = 440;
-constexpr int kButtonRoom = 24;  // beside the words
+constexpr int kButtonRoom = 24;   // beside the words
 constexpr int kMessageLines = 3;  // as the longest text in any language has
 
 constexpr std::uint32_t kStrTitle = 7000;
@@ -92,10 +93,17 @@ SavedServer ServerOf(const SignInEntry& entry) {
     return {{}, entry.address, entry.port, entry.user, entry.password, 0};
 }
 
-// One line; the recorder's name and the user's come from outside.
-QString ChoiceText(const SignInEntry& entry) {
-    const QString place = QString::fromStdString(entry.user + "@" + PlaceText(ServerOf(entry)));
-    return entry.name.empty() ? place : QString::fromStdString(entry.name) + " - " + place;
+QString PlaceOf(const SignInEntry& entry) {
+    return QString::fromStdString(entry.user + "@" + PlaceText(ServerOf(entry)));
+}
+
+// The name that the recorder told, where that is enough to know it among the others.
+QString ChoiceText(const SignInEntry& entry, const std::vector<SignInEntry>& all) {
+    const auto namesakes = std::count_if(all.begin(), all.end(), [&entry](const SignInEntry& each) {
+        return each.name == entry.name && each.user == entry.user;
+    });
+    return entry.name.empty() || namesakes > 1 ? PlaceOf(entry)
+                                               : QString::fromStdString(entry.name + " - " + entry.user);
 }
 
 }  // namespace
@@ -163,7 +171,8 @@ void SignInCard::MakeChoice() {
     m_choice->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     m_choice->setMinimumContentsLength(8);
     for (const SignInEntry& entry : m_offer.remembered) {
-        m_choice->addItem(ChoiceText(entry));
+        m_choice->addItem(ChoiceText(entry, m_offer.remembered));
+        m_choice->setItemData(m_choice->count() - 1, MarkupOf(PlaceOf(entry).toStdString()), Qt::ToolTipRole);
     }
     m_choice->addItem(Text(kStrAnother));
     m_forget = new QPushButton(Text(kStrForget));
