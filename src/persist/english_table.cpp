@@ -345,6 +345,7 @@ constexpr TableText kEnglish[] = {
     {7211, "The desktop's keyring gives no password. Please type it."},
     {7212, "The password will be kept in the desktop's keyring."},
     {7213, "The desktop offers no keyring: the password will be kept enciphered among kvmon's settings."},
+    {7214, "%s: sign in to another recorder"},
     {7220, "Automatic, without distortion"},
     {7221, "Picture of all cameras"},
     {7222, "All lines"},

@@ -257,6 +257,26 @@ TEST_F(Remembered, TheWindowIsCalledAsItsWallAndQuitsByItsKey) {
     });
 }
 
+// A recorder that is gone is waited for; its user may go on elsewhere.
+TEST_F(Remembered, FromARecorderThatIsGoneTheWayLeadsToAnother) {
+    auto gone = std::make_unique<kvtest::FakeRecorder>("Yard", 4);
+    Run({}, [&] {
+        ASSERT_TRUE(HasCard());
+        Click(Find("remember"));
+        Click(Find("atStart"));
+        SignInAt(gone->Port(), "guard", "hunter2", true);
+    });
+    gone.reset();
+    Run({}, [&] {
+        ASSERT_TRUE(PumpUntil([&] {
+            const auto* const notice = Find<QLabel>("wallNotice");
+            return notice != nullptr && notice->text().contains("Ctrl+L: sign in to another recorder");
+        }));
+        LogOut();
+        SignInAt(recorder.Port(), "guard", "hunter2", false);
+    });
+}
+
 // The real one, on a session bus of the test's own.
 TEST(SecretService, KeepsAndGivesAndForgets) {
     for (const char* const file : {"/usr/bin/dbus-daemon", "/usr/bin/gnome-keyring-daemon"}) {

@@ -72,6 +72,10 @@ void SignInDesk::Remove() {
     m_card = nullptr;
 }
 
+bool SignInDesk::IsOffered() const {
+    return m_site.SignIn() != nullptr;
+}
+
 bool SignInDesk::Focus() {
     Update();
     if (m_card) {

@@ -40,6 +40,8 @@ public:
     // False without a card.
     bool Focus();
     bool IsShown() const { return m_card != nullptr; }
+    // Users of this host sign in here.
+    bool IsOffered() const;
     // The card, if there is one.
     const QWidget* Card() const { return m_card; }
     // Somebody logged in, by the card or otherwise: the next card offers this user.
