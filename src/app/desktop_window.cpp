@@ -1,6 +1,7 @@
 #include "app/desktop_window.h"
 
 #include <QtGui/QGuiApplication>
+#include <QtGui/QIcon>
 #include <QtGui/QPixmap>
 #include <QtGui/QScreen>
 
@@ -23,11 +24,20 @@ QList<QRect> Displays() {
     return displays;
 }
 
+QIcon ProgramIcon() {
+    QIcon icon;
+    for (const int size : {16, 24, 32, 48, 64, 128, 256}) {
+        icon.addFile(QStringLiteral(":/icons/kvmon-%1.png").arg(size));
+    }
+    return icon;
+}
+
 }  // namespace
 
-DesktopWindow::DesktopWindow(const AppOptions& options, Clock& clock)
-    : m_client(clock), m_signIn(m_client.Impl(), Registry(), [this] { OnSignInChanged(); }) {
+DesktopWindow::DesktopWindow(const AppOptions& options, Clock& clock, KeyRing* keyRing)
+    : m_client(clock), m_signIn(m_client.Impl(), Registry(), keyRing, [this] { OnSignInChanged(); }) {
     setWindowTitle(QStringLiteral("kvmon"));
+    setWindowIcon(ProgramIcon());
     setMinimumSize(kMinConsoleWidth, kMinConsoleHeight);
     resize(kMinConsoleWidth, kMinConsoleHeight);
     Restore();

@@ -14,7 +14,9 @@ namespace kvmon {
 class DesktopWindow final : public QWidget, private ClientEvents {
 public:
     // The clock is what the recorders' threads wait by.
-    explicit DesktopWindow(const AppOptions& options, Clock& clock = SystemClock());
+    // The key ring takes the passwords that its user wants remembered; it may be none, and must outlive this.
+    explicit DesktopWindow(const AppOptions& options, Clock& clock = SystemClock(),
+                           KeyRing* keyRing = nullptr);
     ~DesktopWindow() override;
 
     // Creates the control and, if asked for, logs in.

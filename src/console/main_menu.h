@@ -11,6 +11,7 @@ class MenuSpots;
 struct MainMenuState {
     int displays = 1;         // that the wall covers now
     bool bInSession = false;  // what asks a recorder can be chosen
+    bool bMayQuit = false;
     std::size_t unreadEvents = 0;
 };
 

@@ -29,6 +29,7 @@ inline constexpr int kKeyPreviousPage = -2;
 inline constexpr int kKeyHelp = -3;
 inline constexpr int kKeyNextCamera = -4;
 inline constexpr int kKeyPreviousCamera = -5;
+inline constexpr int kKeyQuit = -20;
 
 constexpr bool IsOfKeysAlone(int command) {
     return command < 0;
