@@ -75,9 +75,12 @@ DesktopWindow::~DesktopWindow() {
             TellLeftOut(cause);
         }
     };
-    attempt([this] {
-        SaveWindowPlace({normalGeometry().isEmpty() ? geometry() : normalGeometry(), isMaximized()});
-    });
+    // A window that was never shown has no place of its own.
+    if (m_bShown) {
+        attempt([this] {
+            SaveWindowPlace({normalGeometry().isEmpty() ? geometry() : normalGeometry(), isMaximized()});
+        });
+    }
     attempt([this] { KeepChangedProperties(Registry(), m_known, PropertiesOf(m_client)); });
     attempt([this] { m_client.DestroyControlWindow(); });
 }
@@ -134,6 +137,11 @@ void DesktopWindow::Activate() {
 
 bool DesktopWindow::SavePicture(const std::string& path) {
     return grab().save(QString::fromStdString(path));
+}
+
+void DesktopWindow::showEvent(QShowEvent* event) {
+    m_bShown = true;
+    QWidget::showEvent(event);
 }
 
 void DesktopWindow::resizeEvent(QResizeEvent* event) {

@@ -26,6 +26,7 @@ public:
 
 protected:
     void resizeEvent(QResizeEvent* event) override;
+    void showEvent(QShowEvent* event) override;
 
 private:
     // The pages that a site around the control would have: those of the recorder, in the system's browser.
@@ -48,6 +49,7 @@ private:
     CTR450Client m_client;
     KeptSignIn m_signIn;
     PropertyBag m_known;  // the properties that are no change of this run
+    bool m_bShown = false;
 };
 
 }  // namespace kvmon

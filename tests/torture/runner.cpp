@@ -114,6 +114,10 @@ std::vector<Fault> Choose(const TortureRecord& record, std::size_t runs, bool bD
 constexpr std::array kOthers = {
     // asio throws in a destructor, or destroys what is half made, where there is no memory for a strand.
     "asio::detail::strand_executor_service",
+    // asio does not look whether the pipe of its signals could be watched.
+    "asio::detail::signal_set_service::signal_set_service",
+    // toml++ parses in functions that may not throw.
+    "parser.inl:",
 };
 constexpr std::array kOthersWords = {
     // libavcodec aborts where it has no memory for the options of a codec.
