@@ -19,6 +19,7 @@
 #include "console/ports/console_messages.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
+#include "platform/heap_limits.h"
 #include "support/qt_ui_watchdog.h"
 #include "support/silent_site.h"
 #include "support/temp_folder.h"
@@ -108,6 +109,7 @@ void RunFor(std::chrono::seconds time, PageWatch* watch) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    kvmon::KeepHeapsFew();  // as the program does
     if (argc < 2) {
         std::printf("bench_sequential PORT [SECONDS [INTERVAL [STYLE]]]\n");
         return 0;

@@ -12,6 +12,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "platform/heap_limits.h"
 #include "soaks.h"
 #include "support/qt_ui_watchdog.h"
 
@@ -56,6 +57,7 @@ int Seconds(const std::string& text) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    kvmon::KeepHeapsFew();  // as the program does
     Wanted wanted = Read(argc, argv);
     const std::size_t words = wanted.hostile ? 4 : 3;
     const int seconds = wanted.words.size() == words ? Seconds(wanted.words[0]) : 0;

@@ -2,8 +2,10 @@
 
 #include "app/run.h"
 #include "platform/caught.h"
+#include "platform/heap_limits.h"
 
 int main(int argc, char** argv) {
+    kvmon::KeepHeapsFew();
     try {
         return kvmon::Run(argc, argv);
     } catch (...) {
