@@ -8,12 +8,19 @@
 #include "app/kept_properties.h"
 #include "app/window_place.h"
 #include "console/layout/view_geometry.h"
+#include "console/main_dlg.h"
+#include "console/settings/fill_pattern.h"
 #include "persist/orvo_registry.h"
+#include "persist/string_table.h"
+#include "platform/outside_text.h"
 #include "platform/text.h"
 
 namespace kvmon {
 
 namespace {
+
+constexpr std::uint32_t kStrWarning = 5026;
+constexpr std::uint32_t kStrNoView = 7117;
 
 QList<QRect> Displays() {
     QList<QRect> displays;
@@ -120,6 +127,16 @@ void DesktopWindow::ReturnToDisplay() {
 void DesktopWindow::Activate() {
     m_client.CreateControlWindow(this).show();
     m_known = PropertiesOf(m_client);  // the language may be another one, where the wanted one is missing
+}
+
+bool DesktopWindow::OpenView(const std::string& name) {
+    CTR450ClientImpl& impl = m_client.Impl();
+    const bool bThere = impl.OpenView(name);
+    if (!bThere && impl.HasMainDlg()) {
+        impl.MainDlg()->ShowMessage(FillPattern(LoadString(kStrNoView), {OutsideLine(name)}),
+                                    LoadString(kStrWarning));
+    }
+    return bThere;
 }
 
 bool DesktopWindow::SavePicture(const std::string& path) {

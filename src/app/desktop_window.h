@@ -19,6 +19,9 @@ public:
 
     // Creates the control and, if asked for, logs in.
     void Activate();
+    // Opens the named view, when there is a wall to show it. A name that there is not is told in a box, and
+    // false.
+    bool OpenView(const std::string& name);
     // What a user sees now, as an image file by the name's ending. False if it could not be written.
     bool SavePicture(const std::string& path);
 

@@ -16,6 +16,8 @@
 #include "console/ports/console_messages.h"
 #include "console/ports/desk.h"
 #include "console/ports/panel_buttons.h"
+#include "console/views/views_dialog.h"
+#include "console/views/views_menu.h"
 #include "console/wall/view_commands.h"
 #include "server/recorder_list.h"
 #include "server/server_messages.h"
@@ -69,8 +71,8 @@ void TurnFullScreen(Parts& parts, int id) {
 
 void OpenMenu(Parts& parts, int) {
     const bool bInSession = parts.binding.IsInitialised() && parts.session.IsLoggedIn();
-    OpenMainMenu({parts.view.GetDisplayCount(), bInSession, parts.events.Events().UnreadCount()}, parts.spots,
-                 parts.commands);
+    OpenMainMenu({parts.view.GetDisplayCount(), bInSession, parts.events.Events().UnreadCount()}, parts.views,
+                 parts.spots, parts.commands);
 }
 
 struct CommandRow {
@@ -116,6 +118,10 @@ constexpr CommandRow kCommands[] = {
     {kCmdEvents, kCmdEvents, [](Parts& p, int) { p.events.OpenWindow(); }},
     {kCmdEMap, kCmdEMap, [](Parts& p, int) { p.windows.OpenEMap(); }},
     {kCmdDiskStatus, kCmdDiskStatus, [](Parts& p, int) { p.windows.OpenDiskStatus(); }},
+    {kKeyFirstView, kKeyLastView, [](Parts& p, int id) { p.views.OpenAt(static_cast<std::size_t>(id - kKeyFirstView)); }},
+    {kCmdFirstView, kCmdLastView, [](Parts& p, int id) { p.views.OpenAt(static_cast<std::size_t>(id - kCmdFirstView)); }},
+    {kCtlCameraList, kCtlCameraList, [](Parts& p, int) { p.drawer.OnToggle(); }},
+    {kCmdViews, kCmdViews, [](Parts& p, int) { OpenViewsDialog(p.desk, p.views); }},
 };
 // clang-format on
 
@@ -220,6 +226,7 @@ constexpr TimerRow kTimers[] = {
     // The ticks prepare no pages: the cameras that a session has by then are those of the next one, which would
     // stream unseen for as long as the layout stands.
     {kTimerStopping, [](Parts& p) { p.session.OnStoppingTimer(); }},
+    {kTimerViewStep, [](Parts& p) { p.views.OnStepTimer(); }},
     {kTimerEvents, [](Parts& p) { p.events.OnTimer(); }},
     {kTimerPendingServers, [](Parts& p) { p.binding.BuildView(); }},
 };
