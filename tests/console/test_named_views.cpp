@@ -55,7 +55,9 @@ protected:
     ViewsDialog* OpenDialog() {
         console->Press(kCmdViews);
         Pump();
-        return FindOpen<ViewsDialog>();
+        auto* const dialog = FindOpen<ViewsDialog>();
+        EXPECT_NE(dialog, nullptr);
+        return dialog;
     }
     static void Click(QWidget& dialog, const char* button) {
         dialog.findChild<QPushButton*>(QString(button))->click();
@@ -277,7 +279,7 @@ TEST_F(NamedViews, FilesOfNonsenseChangeNothing) {
         {good.left(good.size() / 2), noViews},
         {QByteArray(good).replace("\"version\": 1", "\"version\": 2"), "newer version"},
         {QByteArray(good).replace("\"style\": 2", "\"style\": 9"), noViews},
-        {QByteArray(good).replace("\"port\"", "\"channel\""), noViews},
+        {QByteArray(good).replace("\"host\"", "\"post\""), noViews},
         {QByteArray(good).replace("\"name\": \"Night\"", "\"name\": \" \""), noViews},
         {sequence + R"([{"view":"Night","seconds":0}]}]})", noViews},
         {sequence + R"([{"view":"Night","seconds":1e99}]}]})", noViews},

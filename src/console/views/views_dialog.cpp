@@ -2,6 +2,7 @@
 
 #include <QtCore/QScopedValueRollback>
 #include <QtGui/QKeyEvent>
+#include <QtWidgets/QAbstractItemDelegate>
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QDialogButtonBox>
 #include <QtWidgets/QHBoxLayout>
@@ -121,6 +122,8 @@ void ViewsDialog::MakeList() {
         }
     });
     connect(m_list, &QTreeWidget::itemChanged, this, [this] { OnRenamed(); });
+    connect(m_list->itemDelegate(), &QAbstractItemDelegate::closeEditor, this,
+            [this] { m_bEditing = false; });
     connect(m_list, &QTreeWidget::itemDoubleClicked, this, [this] { OpenSelected(); });
 }
 
@@ -186,6 +189,7 @@ std::vector<std::string> ViewsDialog::PlainNames() const {
 void ViewsDialog::Fill(int selected) {
     {
         const QScopedValueRollback filling(m_bFilling, true);
+        m_bEditing = false;
         m_list->clear();
         for (const NamedView& view : m_views) {
             auto* const item = new QTreeWidgetItem(
@@ -278,6 +282,7 @@ void ViewsDialog::NewSequence() {
 void ViewsDialog::Rename() {
     if (QTreeWidgetItem* const item = m_list->currentItem()) {
         m_list->setFocus();
+        m_bEditing = true;
         m_list->editItem(item, 0);
     }
 }
@@ -338,7 +343,9 @@ bool ViewsDialog::eventFilter(QObject* watched, QEvent* event) {
     switch (key.key()) {
         case Qt::Key_Return:
         case Qt::Key_Enter:
-            OpenSelected();
+            if (!m_bEditing) {  // else it ends the name, and comes here, too
+                OpenSelected();
+            }
             return true;
         case Qt::Key_F2:
             Rename();

@@ -87,6 +87,7 @@ private:
     QLabel* m_message = nullptr;
     Worker m_worker;  // reads and writes files, which may hang
     bool m_bFilling = false;
+    bool m_bEditing = false;  // a name
 };
 
 // Command kCmdViews.
