@@ -201,7 +201,9 @@ TEST_F(LanguageFit, DialogsOfSettings) {
         NamedView tour;
         tour.name = "Tour";
         tour.steps = {{"Night shift", 3600}};
-        ViewsDialog views({{"Night shift"}, tour}, NamedView(), nullptr);
+        NamedView night;
+        night.name = "Night shift";
+        ViewsDialog views({tour, night}, night, nullptr);
         ExpectFitsWith(views, *views.findChild<QLabel*>(QStringLiteral("message")),
                        {7112, 7113, 7114, 7115, 7116});
         PipDialog pip({}, {0, 1, 2, 3}, 3, nullptr);

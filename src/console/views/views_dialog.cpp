@@ -113,7 +113,7 @@ QPushButton* ViewsDialog::AddButton(const char* name, std::uint32_t text, void (
 void ViewsDialog::MakeList() {
     m_list = MakeTree(this, "views", kStrName, kStrSequence, kListRows);
     m_list->setAccessibleName(Text(kStrTitle));
-    m_list->setMinimumWidth(40 * m_list->fontMetrics().averageCharWidth());
+    m_list->setMinimumWidth(52 * m_list->fontMetrics().averageCharWidth());
     m_list->installEventFilter(this);
     connect(m_list, &QTreeWidget::itemSelectionChanged, this, [this] {
         if (!m_bFilling) {
