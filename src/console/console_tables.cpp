@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "channel/base/cam_commands.h"
 #include "channel/base/channel_messages.h"
 #include "channel/camera/base_camera.h"
 #include "console/camera/camera_pages.h"
@@ -69,6 +70,20 @@ void TurnFullScreen(Parts& parts, int id) {
     parts.desk.RefreshCursor();
 }
 
+// Where there are fewer views the key is the preset's, as it is in pages that have none.
+void OpenViewOrPreset(Parts& parts, int id) {
+    if (!parts.desk.IsLoggedIn()) {
+        return;
+    }
+    const int place = id - kKeyFirstView;
+    const ConsoleControls::State preset = parts.controls.Get(kCmdPresetFirst + place);
+    if (static_cast<std::size_t>(place) < parts.views.List().All().size()) {
+        parts.views.OpenAt(static_cast<std::size_t>(place));
+    } else if (preset.shown && preset.enabled && !preset.busy) {
+        parts.commands.Press(kCmdPresetFirst + place);
+    }
+}
+
 void OpenMenu(Parts& parts, int) {
     const bool bInSession = parts.binding.IsInitialised() && parts.session.IsLoggedIn();
     OpenMainMenu({parts.view.GetDisplayCount(), bInSession, parts.events.Events().UnreadCount()}, parts.views,
@@ -118,7 +133,7 @@ constexpr CommandRow kCommands[] = {
     {kCmdEvents, kCmdEvents, [](Parts& p, int) { p.events.OpenWindow(); }},
     {kCmdEMap, kCmdEMap, [](Parts& p, int) { p.windows.OpenEMap(); }},
     {kCmdDiskStatus, kCmdDiskStatus, [](Parts& p, int) { p.windows.OpenDiskStatus(); }},
-    {kKeyFirstView, kKeyLastView, [](Parts& p, int id) { p.views.OpenAt(static_cast<std::size_t>(id - kKeyFirstView)); }},
+    {kKeyFirstView, kKeyLastView, OpenViewOrPreset},
     {kCmdFirstView, kCmdLastView, [](Parts& p, int id) { p.views.OpenAt(static_cast<std::size_t>(id - kCmdFirstView)); }},
     {kCtlCameraList, kCtlCameraList, [](Parts& p, int) { p.drawer.OnToggle(); }},
     {kCmdViews, kCmdViews, [](Parts& p, int) { OpenViewsDialog(p.desk, p.views); }},

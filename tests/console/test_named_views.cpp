@@ -118,7 +118,7 @@ TEST_F(NamedViews, AViewBringsStyleCellsPageAndZoomBack) {
     ASSERT_TRUE(Views().Save("Day"));
     Command(kCtlOrderReset);
 
-    // By its key; presets have theirs with Alt.
+    // By its key.
     PressKey(*console, Qt::Key_1, Qt::ControlModifier);
     Pump();
     EXPECT_EQ(Style(), VIEW_STYLE_4CH);

@@ -77,6 +77,7 @@ constexpr ConsoleKey kKeys[] = {
     {Qt::Key_8 | kAlt, kCmdPresetFirst + 7, false, 0},
     {Qt::Key_9 | kAlt, kCmdPresetFirst + 8, false, 0},
     {Qt::Key_0 | kAlt, kCmdPresetLast, false, 0},
+    {Qt::Key_0 | kCtrl, kCmdPresetLast, false, 0},
     {Qt::Key_1 | kCtrl, kKeyFirstView, false, kStrViews},
     {Qt::Key_2 | kCtrl, kKeyFirstView + 1, false, kStrViews},
     {Qt::Key_3 | kCtrl, kKeyFirstView + 2, false, kStrViews},

@@ -70,21 +70,18 @@ PageKey KeyOfName(std::string_view name) {
 }
 
 std::string NameOfKey(int key) {
-    const auto with = [key](Qt::KeyboardModifier modifier, const char* name) {
-        return (key & static_cast<int>(modifier)) != 0 ? std::string(name) : std::string();
-    };
-    const std::string held = with(Qt::ControlModifier, "Control+") + with(Qt::AltModifier, "Alt+");
+    const std::string control = (key & static_cast<int>(Qt::ControlModifier)) != 0 ? "Control+" : "";
     const int plain = key & ~static_cast<int>(Qt::KeyboardModifierMask);
     const auto* const row =
         std::find_if(std::begin(kRows), std::end(kRows), [plain](const Row& r) { return r.key == plain; });
     if (row != std::end(kRows)) {
-        return held + std::string(row->name);
+        return control + std::string(row->name);
     }
     if (plain >= Qt::Key_F1 && plain < Qt::Key_F1 + kFunctionKeys) {
-        return held + "F" + std::to_string(plain - Qt::Key_F1 + 1);
+        return control + "F" + std::to_string(plain - Qt::Key_F1 + 1);
     }
     if (plain > Qt::Key_Space && plain < Qt::Key_AsciiTilde) {
-        return held + QString(QChar(plain)).toLower().toStdString();
+        return control + QString(QChar(plain)).toLower().toStdString();
     }
     return {};
 }

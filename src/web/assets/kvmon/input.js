@@ -243,10 +243,9 @@
     isConsoleKey(event, modifiers) {
       if ([...event.key].length === 1 && (modifiers & 14) === 0) return true;
       if (CONSOLE_KEYS.has(event.key)) return true;
-      if ((modifiers & 8) !== 0) return false;
+      if ((modifiers & 12) !== 0) return false;
       const name = event.key.length === 1 ? event.key.toLowerCase() : event.key;
-      const held = ((modifiers & 2) !== 0 ? 'Control+' : '') + ((modifiers & 4) !== 0 ? 'Alt+' : '');
-      return this.keys.has(held + name);
+      return this.keys.has((modifiers & 2) !== 0 ? `Control+${name}` : name);
     }
 
     // Windows of an input method open at the field.
