@@ -3,6 +3,7 @@
 #include <QtGui/QGuiApplication>
 #include <QtGui/QPixmap>
 #include <QtGui/QScreen>
+#include <cstdio>
 
 #include "app/guarded.h"
 #include "app/kept_properties.h"
@@ -33,7 +34,9 @@ QList<QRect> Displays() {
 }  // namespace
 
 DesktopWindow::DesktopWindow(const AppOptions& options, Clock& clock)
-    : m_client(clock), m_signIn(m_client.Impl(), Registry(), [this] { OnSignInChanged(); }) {
+    : m_client(clock),
+      m_signIn(m_client.Impl(), Registry(), [this] { OnSignInChanged(); }),
+      m_strView(options.view) {
     setWindowTitle(QStringLiteral("kvmon"));
     setMinimumSize(kMinConsoleWidth, kMinConsoleHeight);
     resize(kMinConsoleWidth, kMinConsoleHeight);
@@ -126,17 +129,18 @@ void DesktopWindow::ReturnToDisplay() {
 
 void DesktopWindow::Activate() {
     m_client.CreateControlWindow(this).show();
+    OpenView();
     m_known = PropertiesOf(m_client);  // the language may be another one, where the wanted one is missing
 }
 
-bool DesktopWindow::OpenView(const std::string& name) {
+void DesktopWindow::OpenView() {
     CTR450ClientImpl& impl = m_client.Impl();
-    const bool bThere = impl.OpenView(name);
-    if (!bThere && impl.HasMainDlg()) {
-        impl.MainDlg()->ShowMessage(FillPattern(LoadString(kStrNoView), {OutsideLine(name)}),
-                                    LoadString(kStrWarning));
+    if (m_strView.empty() || !impl.HasMainDlg() || impl.OpenView(m_strView)) {
+        return;
     }
-    return bThere;
+    const std::string name = OutsideLine(m_strView);
+    std::fprintf(stderr, "kvmon: there is no view named %s\n", name.c_str());
+    impl.MainDlg()->ShowMessage(FillPattern(LoadString(kStrNoView), {name}), LoadString(kStrWarning));
 }
 
 bool DesktopWindow::SavePicture(const std::string& path) {

@@ -17,11 +17,8 @@ public:
     explicit DesktopWindow(const AppOptions& options, Clock& clock = SystemClock());
     ~DesktopWindow() override;
 
-    // Creates the control and, if asked for, logs in.
+    // Creates the control and, if asked for, logs in and opens a named view.
     void Activate();
-    // Opens the named view, when there is a wall to show it. A name that there is not is told in a box, and
-    // false.
-    bool OpenView(const std::string& name);
     // What a user sees now, as an image file by the name's ending. False if it could not be written.
     bool SavePicture(const std::string& path);
 
@@ -37,6 +34,8 @@ private:
     void OnChgLanguage(int language) override;
 
     std::string SiteAddress();
+    // When there is a wall to show it. A name that there is not is told in a box and on standard error.
+    void OpenView();
     // Keeps those of the changed properties that are to be kept.
     void OnSignInChanged();
     // Puts the window where it was the last time, as far as that place still exists.
@@ -48,6 +47,7 @@ private:
     SmbShares m_shares;
     CTR450Client m_client;
     KeptSignIn m_signIn;
+    const std::string m_strView;  // to be opened at the start; empty for none
     PropertyBag m_known;  // the properties that are no change of this run
 };
 

@@ -17,7 +17,6 @@
 #include "channel/base/channel_globals.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
-#include "platform/outside_text.h"
 #include "platform/process_privacy.h"
 #include "platform/secret_memory.h"
 #include "skin/dialog_style.h"
@@ -83,9 +82,6 @@ int RunDesktop(const AppOptions& options, char* program) {
     {
         DesktopWindow window(options);
         window.Activate();
-        if (!options.view.empty() && !window.OpenView(options.view)) {
-            std::fprintf(stderr, "kvmon: there is no view named %s\n", OutsideLine(options.view).c_str());
-        }
         window.show();
         if (!options.picture.empty()) {
             TakePictureLater(window, options);
