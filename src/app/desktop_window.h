@@ -48,7 +48,7 @@ private:
     CTR450Client m_client;
     KeptSignIn m_signIn;
     const std::string m_strView;  // to be opened at the start; empty for none
-    PropertyBag m_known;  // the properties that are no change of this run
+    PropertyBag m_known;          // the properties that are no change of this run
 };
 
 }  // namespace kvmon

@@ -197,6 +197,7 @@ bool ViewSwitch::Save(const std::string& name) {
         return false;
     }
     m_current = clean;
+    m_missing.clear();  // it has no such cells any more
     m_listed = ListedCameras();
     return true;
 }

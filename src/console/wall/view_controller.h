@@ -88,8 +88,8 @@ public:
     // The cell that the channel would change places with if it were dropped there; null for none.
     CVideoWnd* FindDropTarget(int channel, const QPoint& drop);
     void GoToCamera(int channel);
-    // The camera's place and the cell's change, or in the single style the cell shows it. False for a cell that
-    // is not on show or has the camera already.
+    // The camera's place and the cell's change, or in the single style the cell shows it. False for a cell
+    // that is not on show or has the camera already.
     bool PutCamera(int channel, const CVideoWnd* target);
     void RepaintNeighbours(int window);
     // A channel's name changed.
