@@ -63,8 +63,8 @@ public:
         const Holding before = Settled(0, 0);
         QElapsedTimer time;
         time.start();
-        std::printf("%4s %-28s | %8s %9s %7s %5s | %s\n", "turn", "mood", "lies", "client MB", "threads",
-                    "files", "live after");
+        std::printf("%4s %-28s | %8s %9s %9s %7s %5s | %s\n", "turn", "mood", "lies", "client MB",
+                    "in use MB", "threads", "files", "live after");
         double megabytes = 0;
         bool bGood = true;
         for (int turn = 1; bGood && (turn == 1 || time.elapsed() < m_plan.seconds * 1000); ++turn) {
@@ -76,8 +76,8 @@ public:
             const bool bWaits = !m_moods.empty() || m_random() % 3 == 0;
             bGood = !bWaits || BeWell();
             const Holding holding = Look(getpid());
-            std::printf("%4d %-28s | %8" PRIu64 " %9.1f %7d %5d | %s\n", turn, mood.c_str(), Lies(),
-                        holding.megabytes, holding.threads, holding.descriptors,
+            std::printf("%4d %-28s | %8" PRIu64 " %9.1f %9.1f %7d %5d | %s\n", turn, mood.c_str(), Lies(),
+                        holding.megabytes, InUse(), holding.threads, holding.descriptors,
                         bWaits ? std::to_string(m_liveAfterMs / 1000.0).substr(0, 4).c_str() : "");
             std::fflush(stdout);
             if (megabytes == 0 && bWaits && Lies() >= kFirstLies) {
@@ -250,6 +250,12 @@ private:
                 camera ? camera->GetStreamProfiles().size() : 0);
         }
         std::fflush(stdout);
+    }
+
+    // What was allocated and not given back, in megabytes: the rest is the allocator's.
+    static double InUse() {
+        const struct mallinfo2 heap = mallinfo2();
+        return static_cast<double>(heap.uordblks + heap.hblkhd) / (1024 * 1024);
     }
 
     static Holding Trimmed() {

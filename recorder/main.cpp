@@ -12,8 +12,10 @@
 #include <csignal>
 #include <cstdio>
 #include <iostream>
+#include <new>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <thread>
 
 #include "media/media_hub.h"
@@ -36,6 +38,7 @@ constexpr std::chrono::milliseconds kLongestEnd{4'200};
 
 // One line for the terminal, whoever made up the names in it.
 void Tell(std::string_view text) {
+    std::cerr.clear();  // one line that could not be written does not silence those after it
     try {
         std::cerr << "kvrecorder: " + PrintableUtf8(text, text.size()) + "\n" << std::flush;
     } catch (const std::exception&) {
@@ -61,11 +64,15 @@ int Send(const Options& options) {
 
 // A folder of another machine may hang for ever, and with it whoever waits for a file in it.
 void EndAtTheLatest(std::chrono::milliseconds time) {
-    std::thread([time] {
-        std::this_thread::sleep_for(time);
-        std::fputs("kvrecorder: something hangs; ended without waiting for it\n", stderr);
-        ::_exit(kCutShort);
-    }).detach();
+    try {
+        std::thread([time] {
+            std::this_thread::sleep_for(time);
+            std::fputs("kvrecorder: something hangs; ended without waiting for it\n", stderr);
+            ::_exit(kCutShort);
+        }).detach();
+    } catch (const std::exception&) {
+        // Without a thread to spare nobody looks at the time.
+    }
 }
 
 // A configuration that could not be read for want of memory is told, and the next signal waited for.
@@ -114,13 +121,13 @@ int Serve(const Options& options) {
     service.onStop = [&] { loop.stop(); };
     service.onRefusals = Tell;
     RecorderService recorder(model, service);
+    // Ends before the service whose clients it tells of changes, and is there before anybody is told of it.
+    ConfigReader reader(options, config, files, *model, Tell);
     recorder.Start();
     std::cout << "kvrecorder: listening on " << recorder.Endpoint() << std::endl;
     if (!recorder.CameraEndpoint().empty()) {
         std::cout << "kvrecorder: cameras on " << recorder.CameraEndpoint() << std::endl;
     }
-    // Ends before the service whose clients it tells of changes.
-    ConfigReader reader(options, config, files, *model, Tell);
     std::function<void()> waitReload = [&] {
         reloads.async_wait([&](const std::error_code& error, int) {
             if (error) {
@@ -152,6 +159,11 @@ int main(int argc, char** argv) {
             return 0;
         }
         return options.send.empty() ? Serve(options) : Send(options);
+    } catch (const std::bad_alloc&) {
+        return Complain("not enough memory on this computer");
+    } catch (const std::system_error& failure) {
+        const bool noThread = failure.code() == std::errc::resource_unavailable_try_again;
+        return Complain(noThread ? "no more threads on this computer" : failure.what());
     } catch (const std::exception& failure) {
         return Complain(failure.what());
     }

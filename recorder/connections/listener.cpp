@@ -39,16 +39,20 @@ void Listener::Open(const std::string& address, std::uint16_t port) {
 
 void Listener::Resume() {
     asio::post(m_strand, [this] {
-        if (!m_waits && !m_closed) {
-            Accept();
+        if (m_closed) {
+            return;
         }
+        // What was waited for may have gone with the handler.
+        std::error_code ignored;
+        m_acceptor.cancel(ignored);
+        m_retry.cancel();
+        Accept();
     });
 }
 
 void Listener::Accept() {
     m_acceptor.async_accept(asio::make_strand(m_io),
                             [this](const std::error_code& error, tcp::socket socket) {
-                                m_waits = false;
                                 if (m_closed || error == asio::error::operation_aborted) {
                                     return;
                                 }
@@ -56,18 +60,15 @@ void Listener::Accept() {
                                     // Out of descriptors, most likely: the next try must not come at once.
                                     m_retry.expires_after(std::chrono::milliseconds(100));
                                     m_retry.async_wait([this](const std::error_code& ended) {
-                                        m_waits = false;
                                         if (!ended && !m_closed) {
                                             Accept();
                                         }
                                     });
-                                    m_waits = true;
                                     return;
                                 }
                                 m_admit(std::move(socket));
                                 Accept();
                             });
-    m_waits = true;
 }
 
 void Listener::Close(std::function<void()> closed) {

@@ -38,9 +38,7 @@ private:
     asio::ip::tcp::acceptor m_acceptor{m_strand};
     asio::steady_timer m_retry{m_strand};
     asio::ip::tcp::endpoint m_endpoint;
-    // On m_strand.
-    bool m_closed = false;
-    bool m_waits = false;  // for a connection or for the next try
+    bool m_closed = false;  // on m_strand
 };
 
 }  // namespace kvrecorder

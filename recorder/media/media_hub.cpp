@@ -141,9 +141,10 @@ private:
 class FeedSubscription final : public Subscription {
 public:
     // Keeps the channel, as it may outlive the hub.
-    FeedSubscription(std::shared_ptr<Channel> channel, int stream,
-                     std::shared_ptr<StreamFeed::Watcher> watcher)
-        : m_channel(std::move(channel)), m_stream(stream), m_watcher(std::move(watcher)) {}
+    FeedSubscription(std::shared_ptr<Channel> channel, int stream, StreamFeed::Sink sink)
+        : m_channel(std::move(channel)),
+          m_stream(stream),
+          m_watcher(m_channel->Feed(stream).Watch(std::move(sink))) {}
     ~FeedSubscription() override { m_channel->Feed(m_stream).Unwatch(m_watcher); }
 
 private:
@@ -203,8 +204,7 @@ public:
         }
         const bool inRange = stream >= 0 && stream < static_cast<int>(found->Streams().size());
         const int taken = inRange ? stream : 0;
-        auto watcher = found->Feed(taken).Watch(std::move(sink));
-        auto subscription = std::make_unique<FeedSubscription>(found, taken, std::move(watcher));
+        auto subscription = std::make_unique<FeedSubscription>(found, taken, std::move(sink));
         const std::shared_lock lock(m_mutex);
         m_scheduler.Wake(TasksOf(channel).pictures);
         return subscription;

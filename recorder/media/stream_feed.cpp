@@ -6,21 +6,32 @@
 namespace kvrecorder {
 
 void StreamFeed::Watcher::End() {
+    Sink unused;
     const std::lock_guard lock(m_calling);
     m_ended = true;
+    // A callback that ends its own watching still runs; the sink goes when it has returned.
+    if (!m_inCallback) {
+        unused.swap(m_sink);
+    }
 }
 
 void StreamFeed::Watcher::Give(std::span<const PacketPtr> packets) {
+    Sink unused;
     const std::lock_guard lock(m_calling);
     for (const PacketPtr& packet : packets) {
         if (m_ended) {
             break;
         }
+        m_inCallback = true;
         try {
             m_sink(packet);
         } catch (const std::exception&) {
             // Memory is short for this watcher; the others get theirs.
         }
+        m_inCallback = false;
+    }
+    if (m_ended) {
+        unused.swap(m_sink);
     }
 }
 

@@ -21,7 +21,8 @@ public:
     class Watcher {
     public:
         explicit Watcher(Sink sink) : m_sink(std::move(sink)) {}
-        // Returns when no callback is under way, but for one on the calling thread.
+        // Returns when no callback is under way, but for one on the calling thread. From then on nothing of
+        // who watched is held: a round that goes on may outlive them.
         void End();
 
     private:
@@ -31,7 +32,8 @@ public:
         // Held during a callback; recursive, as a callback may end its own watching.
         std::recursive_mutex m_calling;
         bool m_ended = false;
-        const Sink m_sink;
+        bool m_inCallback = false;
+        Sink m_sink;
         bool m_begun = false;  // has had a key picture; of the packets' thread
     };
 

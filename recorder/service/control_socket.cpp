@@ -147,16 +147,20 @@ void ControlSocket::Stop() {
 
 void ControlSocket::Resume() {
     asio::post(m_strand, [this] {
-        if (!m_waits && !m_stopped) {
-            Accept();
+        if (m_stopped) {
+            return;
         }
+        // What was waited for may have gone with the handler.
+        std::error_code ignored;
+        m_acceptor.cancel(ignored);
+        m_retry.cancel();
+        Accept();
     });
 }
 
 void ControlSocket::Accept() {
     m_acceptor.async_accept(asio::make_strand(m_strand.get_inner_executor()),
                             [this](const std::error_code& error, Protocol::socket socket) {
-                                m_waits = false;
                                 if (m_stopped || error == asio::error::operation_aborted) {
                                     return;
                                 }
@@ -164,12 +168,10 @@ void ControlSocket::Accept() {
                                     // Out of descriptors, most likely: the next try must not come at once.
                                     m_retry.expires_after(kAcceptPause);
                                     m_retry.async_wait([this](const std::error_code& ended) {
-                                        m_waits = false;
                                         if (!ended && !m_stopped) {
                                             Accept();
                                         }
                                     });
-                                    m_waits = true;
                                     return;
                                 }
                                 if (m_shared->sessions < kMaxSessions) {
@@ -177,7 +179,6 @@ void ControlSocket::Accept() {
                                 }
                                 Accept();
                             });
-    m_waits = true;
 }
 
 std::string SendControlCommand(const std::string& path, const std::string& line) {

@@ -43,9 +43,7 @@ private:
     asio::strand<asio::io_context::executor_type> m_strand;
     asio::local::stream_protocol::acceptor m_acceptor;
     asio::steady_timer m_retry;
-    // On m_strand.
-    bool m_stopped = false;
-    bool m_waits = false;  // for a session or for the next try
+    bool m_stopped = false;  // on m_strand
 };
 
 // Sends one line to the socket at `path` and gives the reply. Throws ConfigError if nobody answers.

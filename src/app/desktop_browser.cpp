@@ -125,6 +125,10 @@ void DesktopBrowser::PutTitle(const std::string& title) {
     m_window.setWindowTitle(WindowTitle(title));
 }
 
+void DesktopBrowser::ShowTitle(const std::string& text) {
+    PutTitle(text.empty() ? std::string("kvmon") : text);
+}
+
 void DesktopBrowser::OpenPage(const std::string& url) {
     if (IsWebPage(url)) {
         m_open(QUrl(QString::fromStdString(url), QUrl::StrictMode));

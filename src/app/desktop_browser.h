@@ -25,6 +25,8 @@ public:
     void SetLocation(const std::string& url) { m_location = url; }
 
     void Quit() override;
+    bool IsProgram() const override { return true; }
+    void ShowTitle(const std::string& text) override;
     void SetState(BrowserState state) override;
     void ShowWindow(bool bShow) override;
     void RemoveClose() override;

@@ -1,6 +1,7 @@
 #include "app/desktop_window.h"
 
 #include <QtGui/QGuiApplication>
+#include <QtGui/QIcon>
 #include <QtGui/QPixmap>
 #include <QtGui/QScreen>
 #include <cstdio>
@@ -31,13 +32,22 @@ QList<QRect> Displays() {
     return displays;
 }
 
+QIcon ProgramIcon() {
+    QIcon icon;
+    for (const int size : {16, 24, 32, 48, 64, 128, 256}) {
+        icon.addFile(QStringLiteral(":/icons/kvmon-%1.png").arg(size));
+    }
+    return icon;
+}
+
 }  // namespace
 
-DesktopWindow::DesktopWindow(const AppOptions& options, Clock& clock)
+DesktopWindow::DesktopWindow(const AppOptions& options, Clock& clock, KeyRing* keyRing)
     : m_client(clock),
-      m_signIn(m_client.Impl(), Registry(), [this] { OnSignInChanged(); }),
+      m_signIn(m_client.Impl(), Registry(), keyRing, [this] { OnSignInChanged(); }),
       m_strView(options.view) {
     setWindowTitle(QStringLiteral("kvmon"));
+    setWindowIcon(ProgramIcon());
     setMinimumSize(kMinConsoleWidth, kMinConsoleHeight);
     resize(kMinConsoleWidth, kMinConsoleHeight);
     Restore();
@@ -75,9 +85,12 @@ DesktopWindow::~DesktopWindow() {
             TellLeftOut(cause);
         }
     };
-    attempt([this] {
-        SaveWindowPlace({normalGeometry().isEmpty() ? geometry() : normalGeometry(), isMaximized()});
-    });
+    // A window that was never shown has no place of its own.
+    if (m_bShown) {
+        attempt([this] {
+            SaveWindowPlace({normalGeometry().isEmpty() ? geometry() : normalGeometry(), isMaximized()});
+        });
+    }
     attempt([this] { KeepChangedProperties(Registry(), m_known, PropertiesOf(m_client)); });
     attempt([this] { m_client.DestroyControlWindow(); });
 }
@@ -145,6 +158,11 @@ void DesktopWindow::OpenView() {
 
 bool DesktopWindow::SavePicture(const std::string& path) {
     return grab().save(QString::fromStdString(path));
+}
+
+void DesktopWindow::showEvent(QShowEvent* event) {
+    m_bShown = true;
+    QWidget::showEvent(event);
 }
 
 void DesktopWindow::resizeEvent(QResizeEvent* event) {

@@ -14,7 +14,9 @@ namespace kvmon {
 class DesktopWindow final : public QWidget, private ClientEvents {
 public:
     // The clock is what the recorders' threads wait by.
-    explicit DesktopWindow(const AppOptions& options, Clock& clock = SystemClock());
+    // The key ring takes the passwords that its user wants remembered; it may be none, and must outlive this.
+    explicit DesktopWindow(const AppOptions& options, Clock& clock = SystemClock(),
+                           KeyRing* keyRing = nullptr);
     ~DesktopWindow() override;
 
     // Creates the control and, if asked for, logs in and opens a named view.
@@ -24,6 +26,7 @@ public:
 
 protected:
     void resizeEvent(QResizeEvent* event) override;
+    void showEvent(QShowEvent* event) override;
 
 private:
     // The pages that a site around the control would have: those of the recorder, in the system's browser.
@@ -49,6 +52,7 @@ private:
     KeptSignIn m_signIn;
     const std::string m_strView;  // to be opened at the start; empty for none
     PropertyBag m_known;          // the properties that are no change of this run
+    bool m_bShown = false;
 };
 
 }  // namespace kvmon

@@ -11,12 +11,14 @@
 #include "app/app_options.h"
 #include "app/desktop_window.h"
 #include "app/guarded.h"
+#include "app/key_ring.h"
 #include "app/process.h"
 #include "app/termination.h"
 #include "app/web_host.h"
 #include "channel/base/channel_globals.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
+#include "platform/clock.h"
 #include "platform/process_privacy.h"
 #include "platform/secret_memory.h"
 #include "skin/dialog_style.h"
@@ -77,10 +79,12 @@ int RunDesktop(const AppOptions& options, char* program) {
         return 1;
     }
     ApplySkin(application);
+    QGuiApplication::setDesktopFileName(QStringLiteral("kvmon"));
     Termination termination;
     int status = 0;
     {
-        DesktopWindow window(options);
+        const std::unique_ptr<KeyRing> keyRing = MakeSecretServiceKeyRing();
+        DesktopWindow window(options, SystemClock(), keyRing.get());
         window.Activate();
         window.show();
         if (!options.picture.empty()) {

@@ -40,7 +40,7 @@ ConsoleParts::ConsoleParts(Desk& theDesk, Commands& theCommands, Timers& timers,
       ptz(buttons, timers, active, clock),
       record(active, cells, timers, busy, controls),
       cameraControls(commands, spots, controls, active, cameras, audio, record),
-      cellMenu(desk, commands, controls, active, view),
+      cellMenu(desk, commands, controls, active, cameras, view),
       snapshot(desk, active, settings, clock),
       keys(desk, timers, controls, commands),
       events(desk, timers, settings, recorders),
@@ -52,7 +52,8 @@ ConsoleParts::ConsoleParts(Desk& theDesk, Commands& theCommands, Timers& timers,
       serverClock(desk, settings, recorders, clock),
       options(desk, site, settings, binding, view, cells, cameras, events),
       help(site),
-      status(desk, cells, cameras, view, session.SignIn(), recorders) {
+      status(desk, cells, cameras, view, session.SignIn(), recorders),
+      title(desk, site, view, recorders) {
     recorders.AddListener(status);
     recorders.AddListener(serverClock);
     recorders.AddListener(binding);
@@ -136,6 +137,7 @@ void ConsoleParts::OnSecond() {
     status.SetNote(views.Note());
     drawer.Update();
     status.OnTick();
+    title.Update();
 }
 
 void ConsoleParts::OnWallChanged() {
@@ -143,6 +145,7 @@ void ConsoleParts::OnWallChanged() {
     session.SignIn().Update();
     status.SetNote(views.Note());
     status.OnTick();
+    title.Update();
 }
 
 void ConsoleParts::OnPlacesChange() {

@@ -19,6 +19,7 @@
 #include "console/recorders/server_binding.h"
 #include "console/recorders/server_clock.h"
 #include "console/recorders/status_line.h"
+#include "console/recorders/wall_title.h"
 #include "console/settings/console_settings.h"
 #include "console/site/help_window.h"
 #include "console/site/site_windows.h"
@@ -103,6 +104,7 @@ public:
     HelpWindow help;
     std::string helpUrl;
     StatusLine status;
+    WallTitle title;
 
 private:
     void OnPlacesChange() override;

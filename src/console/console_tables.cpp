@@ -86,8 +86,18 @@ void OpenViewOrPreset(Parts& parts, int id) {
 
 void OpenMenu(Parts& parts, int) {
     const bool bInSession = parts.binding.IsInitialised() && parts.session.IsLoggedIn();
-    OpenMainMenu({parts.view.GetDisplayCount(), bInSession, parts.events.Events().UnreadCount()}, parts.views,
-                 parts.spots, parts.commands);
+    OpenMainMenu(
+        {parts.view.GetDisplayCount(), bInSession, parts.site.CanQuit(), parts.events.Events().UnreadCount()},
+        parts.views, parts.spots, parts.commands);
+}
+
+// A page is its browser's to close: there the key leaves the session.
+void Quit(Parts& parts, int) {
+    if (parts.site.CanQuit()) {
+        parts.site.Quit();
+    } else if (parts.session.IsLoggedIn()) {
+        parts.commands.Press(kCtlLogout);
+    }
 }
 
 struct CommandRow {
@@ -99,6 +109,7 @@ struct CommandRow {
 // clang-format off
 constexpr CommandRow kCommands[] = {
     {kKeyHelp, kKeyHelp, [](Parts& p, int) { OpenKeyboardHelp(p.desk, p.buttons); }},
+    {kKeyQuit, kKeyQuit, Quit},
     {kKeyNextPage, kKeyNextPage, [](Parts& p, int) { p.view.TurnPage(1); }},
     {kKeyPreviousPage, kKeyPreviousPage, [](Parts& p, int) { p.view.TurnPage(-1); }},
     {kKeyNextCamera, kKeyNextCamera, [](Parts& p, int) { p.view.ActivateNext(1); }},

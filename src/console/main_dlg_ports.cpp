@@ -20,6 +20,7 @@ namespace {
 
 constexpr std::uint32_t kStrLogIn = 4002;
 constexpr std::uint32_t kStrLogOut = 4003;
+constexpr std::uint32_t kStrQuit = 7200;
 
 }  // namespace
 
@@ -120,6 +121,9 @@ bool CMainDlg::IsHeld(int id) const {
 }
 
 QString CMainDlg::TipText(int id) const {
+    if (id == kKeyQuit) {
+        return m_site.CanQuit() ? QString::fromStdString(LoadString(kStrQuit)) : QString();
+    }
     const CXSkinODButton* const button = GetButton(id);
     return button != nullptr ? QString::fromStdString(button->TipText()) : QString();
 }
@@ -168,6 +172,7 @@ void CMainDlg::OnLoginChanged() {
     m_parts->session.SignIn().Update();
     m_parts->status.OnTick();
     m_parts->views.OnLoginChanged();
+    m_parts->title.Update();
     m_parts->controls.SetPressed(kCtlLogout, bLoggedIn);
     if (CXSkinODButton* const logout = GetButton(kCtlLogout)) {
         logout->setEnabled(true);

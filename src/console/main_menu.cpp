@@ -4,6 +4,7 @@
 #include <QtGui/QScreen>
 
 #include "console/panel/console_controls.h"
+#include "console/panel/console_keys.h"
 #include "console/ports/commands.h"
 #include "console/site/site_windows.h"
 #include "console/views/views_menu.h"
@@ -12,6 +13,18 @@
 #include "skin/bc_menu.h"
 
 namespace kvmon {
+
+namespace {
+
+constexpr std::uint32_t kStrLogOut = 4003;
+constexpr std::uint32_t kStrQuit = 7200;
+
+// The menu shows the key at its right.
+std::string WithKey(std::uint32_t text, int command) {
+    return LoadString(text) + "\t" + ShortcutName(command).toStdString();
+}
+
+}  // namespace
 
 void OpenMainMenu(const MainMenuState& state, const ViewSwitch& views, const MenuSpots& spots,
                   Commands& commands) {
@@ -35,8 +48,15 @@ void OpenMainMenu(const MainMenuState& state, const ViewSwitch& views, const Men
     menu->AppendMenu(MF_SEPARATOR, 0, {});
     menu->AppendMenu(MF_GRAYED, kCtlMultiServers, LoadString(6242));
     menu->AppendMenu(inSession, kCtlRecorders, LoadString(6126));
+    menu->AppendMenu(MF_SEPARATOR, 0, {});
+    menu->AppendMenu(0, kCtlLogout, WithKey(kStrLogOut, kCtlLogout));
+    if (state.bMayQuit) {
+        menu->AppendMenu(0, kKeyQuit, WithKey(kStrQuit, kKeyQuit));
+    }
     menu->TrackPopupMenu(spot.below, {}, [&commands](int id) {
-        if (id != 0) {
+        if (IsOfKeysAlone(id)) {
+            commands.Run(id);
+        } else if (id != 0) {
             commands.Press(id);
         }
     });

@@ -12,6 +12,7 @@ class ViewSwitch;
 struct MainMenuState {
     int displays = 1;         // that the wall covers now
     bool bInSession = false;  // what asks a recorder can be chosen
+    bool bMayQuit = false;
     std::size_t unreadEvents = 0;
 };
 

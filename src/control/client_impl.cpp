@@ -237,6 +237,22 @@ void CTR450ClientImpl::NotifyGotoServer(int n, const std::string& text) {
     }
 }
 
+bool CTR450ClientImpl::CanQuit() const {
+    return m_pClientSite != nullptr && m_pClientSite->IsProgram();
+}
+
+void CTR450ClientImpl::Quit() {
+    if (CanQuit()) {
+        m_pClientSite->Quit();
+    }
+}
+
+void CTR450ClientImpl::ShowTitle(const std::string& text) {
+    if (m_pClientSite != nullptr) {
+        m_pClientSite->ShowTitle(text);
+    }
+}
+
 void CTR450ClientImpl::ShowBrowserToolbar(bool bShow) {
     if (m_pClientSite != nullptr) {
         m_pClientSite->PutToolBar(bShow);

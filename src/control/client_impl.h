@@ -54,6 +54,9 @@ public:
     void SetDefServerName(const std::string& name);
     std::string GetDefServerName() const override { return m_strDefServerName; }
     SignInMemory* SignIn() override { return m_pSignIn; }
+    bool CanQuit() const override;
+    void Quit() override;
+    void ShowTitle(const std::string& text) override;
     void SetHelpPath(const std::string& path) { m_strHelpPath = path; }
     const std::string& GetHelpPath() const { return m_strHelpPath; }
     // Another recorder is the first one from now on; its next login is the caller's.

@@ -19,6 +19,10 @@ public:
     virtual ~BrowserPort() = default;
 
     virtual void Quit() {}
+    // It is the program's own, whose user may quit it.
+    virtual bool IsProgram() const { return false; }
+    // What the console shows, for a window that has no page to name it.
+    virtual void ShowTitle(const std::string& /*text*/) {}
 
     // --- its window. None of these is called when HasWindow is false.
     virtual bool HasWindow() const { return true; }

@@ -5,9 +5,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <new>
 
 #include "platform/diagnostics.h"
 #include "platform/outside_text.h"
@@ -132,9 +135,11 @@ void CLogFile::WriteToFile(std::string_view line) {
 }
 
 CLogFile& LogFile() {
-    // Never destroyed: abandoned threads may still trace.
+    // Never destroyed: abandoned threads may still trace. On no heap: the first line may be about want of
+    // memory.
+    alignas(CLogFile) static std::array<std::byte, sizeof(CLogFile)> place;
     static CLogFile* const log = [] {
-        auto* const made = new CLogFile;
+        auto* const made = new (place.data()) CLogFile;
         SetDiagnosticSink([](const char* text) { LogFile().Trace("%s", text); });
         return made;
     }();

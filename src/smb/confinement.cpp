@@ -26,7 +26,7 @@ constexpr Limit kLimits[] = {
     {RLIMIT_NOFILE, 256},
     {RLIMIT_FSIZE, 64 * kMegabyte},  // the library's own caches
     {RLIMIT_CPU, 120},               // seconds: it waits nearly all the time
-#if !defined(__SANITIZE_ADDRESS__)
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
     {RLIMIT_DATA, 1024 * kMegabyte},
 #endif
 };

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <QtWidgets/QAbstractItemView>
-#include <QtWidgets/QApplication>
 #include <QtWidgets/QCheckBox>
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QDialog>
@@ -13,22 +12,15 @@
 #include <QtWidgets/QMessageBox>
 #include <QtWidgets/QPushButton>
 #include <QtWidgets/QSpinBox>
-#include <fstream>
-#include <sstream>
 
-#include "app/app_options.h"
-#include "app/desktop_window.h"
-#include "channel/cell/video_wnd.h"
 #include "persist/orvo_registry.h"
 #include "persist/string_table.h"
-#include "persist/utilities.h"
 #include "server/server_messages.h"
+#include "sign_in_fixture.h"
 #include "skin/window_base.h"
-#include "support/fake_clock.h"
 #include "support/fake_recorder.h"
 #include "support/qt_pump.h"
 #include "support/qt_user_input.h"
-#include "support/temp_folder.h"
 
 using namespace kvmon;
 using kvtest::ClickAt;
@@ -48,108 +40,7 @@ std::string Words(std::uint32_t id) {
     return LoadString(id);
 }
 
-class SignIn : public testing::Test {
-protected:
-    SignIn() {
-        SetDataFolder(folder.Path());
-        Registry().InitRegistry(false, {});
-    }
-    ~SignIn() override { Registry().Close(); }
-
-    // A start of the program, and its end; between them what `use` does.
-    template <typename Use>
-    void Run(std::vector<std::string> args, Use use) {
-        std::istringstream none;
-        const ParsedCommandLine parsed = ParseCommandLine(args, none);
-        ASSERT_TRUE(parsed.options) << parsed.text;
-        {
-            DesktopWindow desktop(*parsed.options, clock);
-            window = &desktop;
-            desktop.Activate();
-            desktop.show();
-            desktop.activateWindow();
-            use();
-        }
-        window = nullptr;
-        EXPECT_TRUE(Registry().Close());
-        Registry().InitRegistry(false, {});
-    }
-    template <typename Widget = QWidget>
-    Widget* Find(const char* name) {
-        for (Widget* const widget : window->findChildren<Widget*>(QString(name))) {
-            if (widget->isVisible()) {
-                return widget;
-            }
-        }
-        return nullptr;
-    }
-    bool HasCard() {
-        return PumpUntil([&] { return Find("signIn") != nullptr && Find<QLineEdit>("password") != nullptr; });
-    }
-    std::string Field(const char* name) { return Find<QLineEdit>(name)->text().toStdString(); }
-    // What the keyboard writes to.
-    std::string Focus() {
-        const QWidget* const widget = window->focusWidget();
-        return widget != nullptr ? widget->objectName().toStdString() : std::string();
-    }
-    void Key(int key) { PressKey(*window->focusWidget(), key); }
-    // Replaces what the field holds.
-    void Type(const std::string& text) {
-        PressKey(*window->focusWidget(), Qt::Key_A, Qt::ControlModifier);
-        Add(text);
-    }
-    void Add(const std::string& text) { TypeText(*window->focusWidget(), text); }
-    static void Click(QWidget* widget) { ClickAt(*widget, QPointF(8, widget->height() / 2.0)); }
-    void ClickLogout() {
-        QWidget* const button = window->findChild<QWidget*>(QStringLiteral("Logout"));
-        ASSERT_NE(button, nullptr);
-        Click(button);
-    }
-    bool HasWall() {
-        return PumpUntil([&] {
-            const auto widgets = window->findChildren<QWidget*>();
-            const bool bCells = std::any_of(widgets.begin(), widgets.end(), [](QWidget* widget) {
-                const auto* const cell = dynamic_cast<CVideoWnd*>(widget);
-                return cell != nullptr && cell->isVisible() && cell->GetCamera() != nullptr;
-            });
-            return Find("signIn") == nullptr && bCells;
-        });
-    }
-    bool Says(const std::string& words) {
-        return PumpUntil([&] {
-            const auto* const label = Find<QLabel>("message");
-            return label != nullptr && label->text().toStdString() == words;
-        });
-    }
-    // All of it by the keyboard, from where the card begins: at its empty address.
-    void SignInByKeys(const std::string& password) {
-        ASSERT_TRUE(HasCard());
-        ASSERT_EQ(Focus(), "address");
-        Type("127.0.0.1");
-        Key(Qt::Key_Tab);
-        Type(std::to_string(recorder.Port()));
-        Key(Qt::Key_Tab);
-        ASSERT_EQ(Focus(), "user");
-        Type("guard");
-        Key(Qt::Key_Tab);
-        ASSERT_EQ(Focus(), "password");
-        Type(password);
-        Key(Qt::Key_Return);
-    }
-    std::string AllThatIsStored() {
-        std::string all;
-        for (const char* const name : {"settings.db", "settings.db-wal"}) {
-            std::ifstream file(folder.File(name), std::ios::binary);
-            all.append(std::istreambuf_iterator<char>(file), {});
-        }
-        return all;
-    }
-
-    kvtest::FakeClock clock{Milliseconds(1)};
-    kvtest::TempFolder folder;
-    kvtest::FakeRecorder recorder{"Hall", 4};
-    DesktopWindow* window = nullptr;
-};
+using SignIn = kvtest::SignInTest;
 
 }  // namespace
 

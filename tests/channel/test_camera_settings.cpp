@@ -54,7 +54,7 @@ TEST_F(StoredCamera, ComesBackForItselfAndForNoOther) {
     const auto other = Make(settings);
     other->LoadCameraSettings();
     EXPECT_FALSE(other->IsDigitalZoom());
-    EXPECT_EQ(other->Picture().GetDisplayMode(), DisplayMode::Fill);
+    EXPECT_EQ(other->Picture().GetDisplayMode(), DisplayMode::Natural);
 }
 
 TEST_F(StoredCamera, TakesTheOldSwitchAndNoNonsense) {
@@ -74,6 +74,26 @@ TEST_F(StoredCamera, TakesTheOldSwitchAndNoNonsense) {
     Registry().WriteProfileInt(key, "DisplayMode", 77);
     camera->LoadCameraSettings();
     EXPECT_EQ(camera->Picture().GetDisplayMode(), DisplayMode::KeepAspect);
+}
+
+// A new installation does not distort; what an old one has stored stays.
+TEST_F(StoredCamera, ANewOneKeepsItsShapeAndAnOldOneWhatItHad) {
+    const std::string key = "Hall\\Ch04";
+    const auto mode = [this] {
+        const auto camera = Make(Settings());
+        camera->LoadCameraSettings();
+        return camera->Picture().GetDisplayMode();
+    };
+    EXPECT_EQ(mode(), DisplayMode::Natural);
+    Registry().WriteProfileInt(key, "KeepAspectRatio", 0);
+    EXPECT_EQ(mode(), DisplayMode::Fill);
+    Registry().WriteProfileInt(key, "RegVersion", 1);
+    Registry().WriteProfileInt(key, "DisplayMode", 0);
+    EXPECT_EQ(mode(), DisplayMode::Fill);
+    const auto camera = Make(Settings());
+    camera->Picture().SetDisplayMode(DisplayMode::Natural);
+    camera->SaveCameraSettings();
+    EXPECT_EQ(mode(), DisplayMode::Natural);
 }
 
 TEST(CBaseCamera, NeedsARecord) {

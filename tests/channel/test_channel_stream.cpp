@@ -249,10 +249,12 @@ TEST(ChannelStream, FailsForEverWithItsWaits) {
     const auto camera = Camera(server.Port(), clock);
     camera->StartCameraThreads();
     camera->StartPlaying(PlaySound::No);
-    ASSERT_TRUE(server.WaitForHeads(10));
+    ASSERT_TRUE(WaitUntil([&] {
+        const std::lock_guard lock(mutex);
+        return ticks.size() == 10;
+    }));
     EXPECT_EQ(camera->Picture().GetMainCaption(), "Unauthorized");
     camera->StopCameraThreads(StopWait::ToTheEnd);
-    const std::lock_guard lock(mutex);
     std::vector<std::uint64_t> seconds;
     for (std::size_t i = 1; i < ticks.size(); ++i) {
         seconds.push_back((ticks[i] - ticks[i - 1]) / 1000);

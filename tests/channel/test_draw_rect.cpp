@@ -28,6 +28,7 @@ constexpr auto kFill = DisplayMode::Fill;
 constexpr auto kKeep = DisplayMode::KeepAspect;
 constexpr auto kOwn = DisplayMode::OwnSize;
 constexpr auto kPower = DisplayMode::PowerOfTwo;
+constexpr auto kNatural = DisplayMode::Natural;
 
 INSTANTIATE_TEST_SUITE_P(
     Modes, DrawRect,
@@ -46,6 +47,9 @@ INSTANTIATE_TEST_SUITE_P(
                     Case{"PowerHalf", kPower, 639, 480, 640, 480, {159, 120, 479, 360}},
                     Case{"PowerQuarter", kPower, 195, 137, 640, 480, {17, 8, 177, 128}},
                     Case{"PowerVanishes", kPower, 10, 10, 4000, 20, {0, 0, 10, 10}},
+                    Case{"NaturalFillsWhatDiffersLittle", kNatural, 420, 300, 640, 480, {0, 0, 420, 300}},
+                    Case{"NaturalKeepsTheShapeOfAWideOne", kNatural, 400, 300, 1920, 1080, {0, 38, 400, 262}},
+                    Case{"NaturalKeepsTheShapeOfATallOne", kNatural, 422, 300, 640, 480, {11, 0, 411, 300}},
                     Case{"NoImage", kKeep, 400, 300, 0, 480, {0, 0, 400, 300}},
                     Case{"NoImageHeight", kPower, 400, 300, 640, 0, {0, 0, 400, 300}},
                     Case{"NegativeHeight", kPower, 400, 300, 640, -480, {0, 0, 400, 300}},

@@ -78,9 +78,10 @@ protected:
     }
     void StartThread() {
         core->m_decodeThread.Start(ChannelThread::First::Run,
-                                   [core = core](const std::shared_ptr<ThreadControl>& control) {
-                                       DoDecodeLoop(core->GetDecodeParts(), core->m_source, *control);
-                                   });
+                                   {core, [](void* owner, ThreadControl& control) {
+                                        auto* const own = static_cast<ChannelCore*>(owner);
+                                        DoDecodeLoop(own->GetDecodeParts(), own->m_source, control);
+                                    }});
     }
     // What the decode thread makes of all that waits.
     std::uint64_t ShownAfter() {

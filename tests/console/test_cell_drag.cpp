@@ -273,4 +273,35 @@ TEST_F(CellDragTest, AClickTurnsTheCameraAndADragDoesNot) {
     Release(PictureOf(1));
     kvtest::PumpUntil([] { return false; }, std::chrono::milliseconds(100));
     EXPECT_EQ(recorder.CountHeads("command=14"), 1);
+
+    // The place counts in the picture, wherever that is in the cell; what stands beside it is no picture.
+    CChannelView& view = Cell(0).View();
+    camera->Picture().SetDisplayMode(DisplayMode::OwnSize);
+    const PixelRect drawn = camera->Picture().GetDrawRect();
+    ASSERT_TRUE(drawn.left > 20 && drawn.top > 20) << "there is room on all sides";
+    const auto click = [&](int x, int y) {
+        const QPoint screen = view.mapToGlobal(QPoint(x, y));
+        Cell(0).SetWindowActive(true, PlaySound::No);
+        Press(0, screen);
+        Release(screen);
+    };
+    click(drawn.left - 2, (drawn.top + drawn.bottom) / 2);
+    click((drawn.left + drawn.right) / 2, drawn.bottom + 1);
+    click(drawn.left + drawn.Width() / 4, drawn.top + drawn.Height() / 2);
+    ASSERT_TRUE(kvtest::PumpUntil([&] { return recorder.CountHeads("command=14") > 1; }));
+    kvtest::PumpUntil([] { return false; }, std::chrono::milliseconds(100));
+    EXPECT_EQ(recorder.CountHeads("command=14"), 2);
+    EXPECT_EQ(recorder.CountHeads("command=14&arg=160%20240"), 1);
+    // Neither does digital zoom take a place beside the picture.
+    camera->SetDigitalZoom(true);
+    camera->DZZoomAt(drawn, {drawn.left + drawn.Width() / 2, drawn.top + drawn.Height() / 2}, 10);
+    const PixelRect zoomed = camera->Picture().GetZoomRect();
+    const auto doubleClick = [&](int x, int y) {
+        Send(view, QEvent::MouseButtonDblClick, view.mapToGlobal(QPoint(x, y)), Qt::LeftButton,
+             Qt::LeftButton);
+    };
+    doubleClick(drawn.left - 2, drawn.top + 5);
+    EXPECT_EQ(camera->Picture().GetZoomRect(), zoomed);
+    doubleClick(drawn.left + 2, drawn.top + 2);
+    EXPECT_NE(camera->Picture().GetZoomRect(), zoomed);
 }

@@ -8,6 +8,7 @@
 #include "console/camera/cell_menu.h"
 #include "lone_wall.h"
 #include "menu_entries.h"
+#include "persist/orvo_registry.h"
 #include "settings_fixture.h"
 #include "support/qt_pump.h"
 
@@ -48,7 +49,7 @@ protected:
     }
 
     kvtest::LoneWall wall{2};
-    CellMenu cellMenu{wall.desk, wall.commands, wall.controls, wall.active, wall.view};
+    CellMenu cellMenu{wall.desk, wall.commands, wall.controls, wall.active, wall.cameras, wall.view};
 };
 
 }  // namespace
@@ -114,6 +115,18 @@ TEST_F(CellMenuAlone, ThePictureIsSetAndKept) {
         EXPECT_EQ(picture.IsLineShown(SubString::Draw), bShown);
     }
     EXPECT_NE(wall.Camera(1).Picture().GetDisplayMode(), DisplayMode::PowerOfTwo);
+    // For all cameras; what only some have all get.
+    wall.Camera(1).SetRegFolder("Hall");
+    Choose({"Picture of all cameras", "Deinterlace"});
+    EXPECT_TRUE(picture.IsDeinterlace() && wall.Camera(1).Picture().IsDeinterlace());
+    Choose({"Picture of all cameras", "Information lines", "All lines"});
+    EXPECT_TRUE(wall.Camera(1).Picture().IsLineShown(SubString::Dropped));
+    Choose({"Picture of all cameras", "Information lines", "All lines"});
+    EXPECT_EQ(picture.GetShowSubStringMask() | wall.Camera(1).Picture().GetShowSubStringMask(), 0u);
+    Choose({"Picture of all cameras", "Original size"});
+    EXPECT_EQ(Registry().GetProfileInt("Hall\\Ch01", "DisplayMode", 99), 2u) << "kept at once";
+    Choose({"Picture", "Smaller by halves"});
+    EXPECT_EQ(wall.Camera(1).Picture().GetDisplayMode(), DisplayMode::OwnSize);
     wall.Camera().SaveCameraSettings();
     kvtest::LoneWall next{1};
     next.Camera().SetRegFolder("Hall");

@@ -82,6 +82,9 @@ void ExpectFitsWith(QWidget& window, QLabel& label, std::initializer_list<std::u
 class NobodyListens final : public SignInListener {
     void OnSignIn(const SignInEntry&) override {}
     void OnSignInLanguage(std::uint16_t) override {}
+    void OnFetchPassword(const SignInEntry&) override {}
+    void OnForget(const SignInEntry&) override {}
+    void OnStartDemo() override {}
 };
 
 class LanguageFit : public kvtest::ConsoleTest {
@@ -194,10 +197,11 @@ TEST_F(LanguageFit, DialogsOfSettings) {
         ExpectFitsWith(entry, *entry.findChild<QLabel*>(QStringLiteral("message")),
                        {6150, 6151, 6152, 6153, 6154, 6155, 6156, 6157, 6158, 6160, 6161, 6162, 6163, 6164,
                         6165, 6166, 6167});
-        SignInCard card({"192.168.100.200", 65535, "operator", "secret", true, true}, languages, file.langid,
-                        nobody, nullptr);
+        const SignInEntry entered{"192.168.100.200", 65535, "operator", "secret", true, true, "Hall"};
+        SignInCard card(entered, {{entered}, true, true, true}, languages, file.langid, nobody, nullptr);
         ExpectFitsWith(card, *card.findChild<QLabel*>(QStringLiteral("message")),
-                       {6150, 6152, 6153, 6154, 6155, 6156, 6157, 6160, 6161, 6162, 6163, 6164, 6166});
+                       {6150, 6152, 6153, 6154, 6155, 6156, 6157, 6160, 6161, 6162, 6163, 6164, 6166, 7204,
+                        7205, 7210, 7211, 7212, 7213});
         NamedView tour;
         tour.name = "Tour";
         tour.steps = {{"Night shift", 3600}};

@@ -7,6 +7,7 @@
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QDialog>
 #include <QtWidgets/QLabel>
+#include <QtWidgets/QMenu>
 #include <QtWidgets/QToolTip>
 #include <algorithm>
 #include <functional>
@@ -14,6 +15,7 @@
 #include "channel/cell/channel_view.h"
 #include "console/wall/fs_panel.h"
 #include "console_fixture.h"
+#include "menu_entries.h"
 #include "recorder_process.h"
 #include "skin/palette.h"
 #include "skin/xskin_od_button.h"
@@ -323,4 +325,61 @@ TEST_F(Marks, AWallThatStandsStillSaysSo) {
     EXPECT_TRUE(AllLive(4));
     EXPECT_TRUE(PumpUntil([&] { return Near(Dot(), kWell); }));
     EXPECT_TRUE(Says(1, "Camera connected"));
+}
+
+// Each way to put a picture into its cell, chosen in the cell's menu, as it is to be seen.
+TEST_F(Marks, PicturesAsTheyAre) {
+    RecorderProcess recorder(4);
+    Open(recorder.Port());
+    Command(StyleButtonId(VIEW_STYLE_SINGLE_1CH));
+    const auto camera = Cell(0).GetCamera();
+    ASSERT_TRUE(PumpUntil([&] { return camera->IsStreamRunning(); }));
+    CChannelView& view = Cell(0).View();
+    const BITMAPINFOHEADER info = camera->Picture().GetBitmapInfo();
+    const auto choose = [&](const std::vector<std::string>& entries) {
+        kvtest::PressKey(*console, Qt::Key_Menu);
+        auto* const menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+        ASSERT_NE(menu, nullptr);
+        EXPECT_TRUE(kvtest::Choose(*menu, entries));
+        Pump();
+    };
+    // Of the scene nothing is quite black along its edges.
+    const auto isDrawnAt = [&](const QRect& drawn) {
+        const QImage image = view.grab().toImage();
+        const QRect outside = drawn.adjusted(-1, -1, 1, 1);
+        const QPoint middle = drawn.center();
+        const auto isBlack = [&](const QPoint& at) {
+            return !image.rect().contains(at) || image.pixel(at) == qRgb(0, 0, 0);
+        };
+        return isBlack({outside.left(), middle.y()}) && isBlack({outside.right(), middle.y()}) &&
+               isBlack({middle.x(), outside.top()}) && isBlack({middle.x(), outside.bottom()}) &&
+               !isBlack({drawn.left() + 1, middle.y()}) && !isBlack({drawn.right() - 1, middle.y()}) &&
+               !isBlack({middle.x(), drawn.top() + 1}) && !isBlack({middle.x(), drawn.bottom() - 1});
+    };
+    const auto shows = [&](const char* entry, const QRect& drawn) {
+        choose({"Picture", entry});
+        EXPECT_TRUE(PumpUntil([&] { return isDrawnAt(drawn); })) << entry;
+    };
+    const QRect whole = view.rect();
+    const auto centred = [&](double scale) {
+        QRect rect(QPoint(), QSize(static_cast<int>(info.biWidth * scale) / 2 * 2,
+                                   static_cast<int>(info.biHeight * scale) / 2 * 2));
+        rect.moveTopLeft({whole.width() / 2 - rect.width() / 2, whole.height() / 2 - rect.height() / 2});
+        return rect;
+    };
+    const double fit = std::min(static_cast<double>(whole.width()) / info.biWidth,
+                                static_cast<double>(whole.height()) / info.biHeight);
+    const double shape = static_cast<double>(whole.width()) * info.biHeight / (whole.height() * info.biWidth);
+    shows("Fill the cell", whole);
+    shows("Keep the aspect ratio", centred(fit));
+    shows("Original size", centred(std::min(fit, 1.0)));
+    shows("Automatic, without distortion", std::abs(shape - 1) > 0.05 ? centred(fit) : whole);
+    // The lines that tell of the stream, with their numbers.
+    choose({"Picture", "Information lines", "All lines"});
+    const auto line = [&](SubString which) { return camera->Picture().GetSubString(which); };
+    EXPECT_TRUE(PumpUntil([&] { return !line(SubString::BitRate).empty(); }));
+    EXPECT_THAT(line(SubString::BitRate), testing::MatchesRegex("Bit rate: [1-9][0-9]* kbit/s"));
+    EXPECT_THAT(line(SubString::Codec), testing::MatchesRegex("Codec: (H.264|MPEG-4|MJPEG)"));
+    EXPECT_THAT(line(SubString::Age), testing::MatchesRegex("Age of the picture: [0-9]+ ms"));
+    EXPECT_THAT(line(SubString::Dropped), testing::MatchesRegex("Dropped pictures: [0-9]+"));
 }

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <future>
 #include <stdexcept>
 #include <thread>
 
@@ -94,6 +95,31 @@ TEST_F(MediaHubTest, AStreamThatRestsBeginsAnewWithAKey) {
     EXPECT_TRUE(packets[0]->key);
     EXPECT_GE(packets[0]->timeMs, 900);
     EXPECT_EQ(kvtest::Decode(packets).size(), packets.size());
+}
+
+// The round would let go of a connection whose service is gone by then.
+TEST_F(MediaHubTest, WhoLeavesDuringARoundIsForgottenAtOnce) {
+    m_hub->AddChannel("A", SmallScene());
+    std::promise<void> inRound;
+    std::promise<void> goOn;
+    const auto first = m_hub->Subscribe(0, 0, [&, packets = 0](const PacketPtr&) mutable {
+        if (++packets == 2) {
+            inRound.set_value();
+            goOn.get_future().wait();
+        }
+    });
+    auto connection = std::make_shared<int>();
+    const std::weak_ptr<int> watch = connection;
+    Collector collector;
+    auto second = m_hub->Subscribe(
+        0, 0, [connection, keep = collector.Sink()](const PacketPtr& packet) { keep(packet); });
+    connection.reset();
+    collector.WaitFor(1);
+    m_clock->Allow(milliseconds(100));
+    inRound.get_future().wait();
+    second.reset();
+    EXPECT_TRUE(watch.expired());
+    goOn.set_value();
 }
 
 TEST_F(MediaHubTest, ALateMachineLeavesPicturesOut) {

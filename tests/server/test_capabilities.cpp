@@ -221,16 +221,20 @@ TEST_F(LiveCapabilities, AreToldOnceTheListIsPublishedAndStay) {
 // Else a channel whose recorder once told of streams that it has not goes on asking for them, and stays
 // black.
 TEST_F(LiveCapabilities, AreReadAnewWithEachRoundAndWhenTheRecorderTellsOfAChange) {
-    std::atomic<bool> ends{false};
-    std::atomic<bool> changes{false};
-    recorder.On("notify.cgi", [&](Peer& peer) {
+    // The recorder outlives the test.
+    struct Orders {
+        std::atomic<bool> ends{false};
+        std::atomic<bool> changes{false};
+    };
+    const auto orders = std::make_shared<Orders>();
+    recorder.On("notify.cgi", [orders](Peer& peer) {
         peer.Write("HTTP/1.0 200 OK\r\n");
-        while (!ends && !peer.WaitClosed(milliseconds(10))) {
-            if (changes.exchange(false)) {
+        while (!orders->ends && !peer.WaitClosed(milliseconds(10))) {
+            if (orders->changes.exchange(false)) {
                 peer.Write("2\n");
             }
         }
-        ends = false;
+        orders->ends = false;
     });
     const auto tells = [&](std::size_t streams) {
         return WaitUntil([&] { return info.GetCapabilities(0).streams.size() == streams; });
@@ -240,10 +244,10 @@ TEST_F(LiveCapabilities, AreReadAnewWithEachRoundAndWhenTheRecorderTellsOfAChang
     ASSERT_TRUE(tells(2));
     recorder.SetDocument("getmultistreaminfo.cgi",
                          Streams("<ch0><stream_no>1</stream_no>" + Stream(0, 0, "H264", 4) + "</ch0>"));
-    changes = true;
+    orders->changes = true;
     EXPECT_TRUE(tells(1));
     recorder.SetDocument("getmultistreaminfo.cgi", Streams(kTwoStreams));
-    ends = true;
+    orders->ends = true;
     EXPECT_TRUE(tells(2)) << "the list is the same, the connection is not";
 }
 

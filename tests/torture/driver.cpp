@@ -220,7 +220,7 @@ private:
                 }
                 return;
             case Step::Leave:
-                PressNowAndThen(window, Qt::Key_Q, Qt::ControlModifier);
+                PressNowAndThen(window, Qt::Key_L, Qt::ControlModifier);
                 if (PasswordField(window) != nullptr || IsLate()) {
                     Say(PasswordField(window) != nullptr ? "logged out" : "not logged out");
                     Go(Step::Close);

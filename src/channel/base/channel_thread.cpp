@@ -1,6 +1,10 @@
 #include "channel/base/channel_thread.h"
 
+#include <new>
+#include <utility>
+
 #include "persist/log_file.h"
+#include "platform/caught.h"
 
 namespace kvmon {
 
@@ -31,7 +35,7 @@ ThreadControl::Connection::~Connection() {
     m_control.m_pTran = nullptr;
 }
 
-void ChannelThread::Start(First first, const Body& body) {
+void ChannelThread::Start(First first, Body body) {
     Stop(StopWait::ToTheEnd);
     const auto control = Control();
     control->exit.Reset();
@@ -44,16 +48,22 @@ void ChannelThread::Start(First first, const Body& body) {
     control->reset = 0;
     control->leave = 0;
     ++m_nStarts;
-    m_body = body;
+    m_body = std::move(body);
     StartWorker();
 }
 
 bool ChannelThread::StartWorker() {
-    return m_worker.Start(m_lpszName, [body = m_body, control = Control()] { body(control); });
+    try {
+        return m_worker.Start(m_lpszName,
+                              [body = m_body, control = Control()] { body.run(body.owner.get(), *control); });
+    } catch (const std::bad_alloc&) {
+        TraceCaught(m_lpszName);
+        return false;
+    }
 }
 
 bool ChannelThread::Keep(std::uint64_t nowMs) {
-    const bool bMissing = m_body && !m_worker.IsRunning();
+    const bool bMissing = m_body.run != nullptr && !m_worker.IsRunning();
     if (!m_restart.IsDue(bMissing, nowMs)) {
         return bMissing;
     }
@@ -62,7 +72,7 @@ bool ChannelThread::Keep(std::uint64_t nowMs) {
 }
 
 void ChannelThread::RequestStop() {
-    m_body = nullptr;
+    m_body = {};
     if (!m_worker.IsHeld()) {
         return;
     }
@@ -74,7 +84,7 @@ void ChannelThread::RequestStop() {
 }
 
 bool ChannelThread::Stop(StopWait wait) {
-    m_body = nullptr;
+    m_body = {};
     if (!m_worker.IsHeld()) {
         return true;
     }

@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <mutex>
 
@@ -52,7 +51,12 @@ private:
 // Starts and stops one thread. User interface thread only, but for Control.
 class ChannelThread {
 public:
-    using Body = std::function<void(std::shared_ptr<ThreadControl>)>;
+    // What the thread does, and what it keeps alive meanwhile. To hand it on takes no memory, of which there
+    // may be none.
+    struct Body {
+        std::shared_ptr<void> owner;
+        void (*run)(void* owner, ThreadControl& control) = nullptr;
+    };
 
     // How long a stop waits for the thread's end.
     static constexpr Milliseconds kStopWait{3000};
@@ -63,7 +67,7 @@ public:
 
     enum class First { Wait, Run };
     // Stops a thread that is there and starts anew. It runs at once, or waits for its run event.
-    void Start(First first, const Body& body);
+    void Start(First first, Body body);
     // Now and then: a thread that the system had no place for, or that has ended unasked, is started again, 1
     // s later, from the third time in a row 5 s, from the eighth 15 s. True while one is missing.
     bool Keep(std::uint64_t nowMs);
@@ -74,7 +78,7 @@ public:
     // one after the other must not stop the user interface.
     bool Stop(StopWait wait);
     // It runs, or is to be started again.
-    bool IsRunning() const { return m_body || m_worker.IsRunning(); }
+    bool IsRunning() const { return m_body.run != nullptr || m_worker.IsRunning(); }
     // What steers the present thread, or the next one. Any thread.
     std::shared_ptr<ThreadControl> Control() const;
 

@@ -40,11 +40,11 @@ namespace {
 // The threads' bodies: each gets what it works on and nothing else of the channel. They own the channel all
 // the same, for one that is abandoned may come back late.
 using First = ChannelThread::First;
-using Body = void (*)(ChannelCore&, ThreadControl&);
-
-void Start(const std::shared_ptr<ChannelCore>& core, ChannelThread& thread, First first, Body body) {
-    thread.Start(first,
-                 [core, body](const std::shared_ptr<ThreadControl>& control) { body(*core, *control); });
+template <void (*body)(ChannelCore&, ThreadControl&)>
+void Start(const std::shared_ptr<ChannelCore>& core, ChannelThread& thread, First first) {
+    thread.Start(first, {core, [](void* owner, ThreadControl& control) {
+                             body(*static_cast<ChannelCore*>(owner), control);
+                         }});
 }
 
 void RunCommands(ChannelCore& core, ThreadControl& control) {
@@ -77,13 +77,13 @@ void CBaseCamera::StartCameraThreads() {
         return;
     }
     m_core->RefreshSourceLines();
-    Start(m_core, m_core->m_commandThread, First::Run, RunCommands);
+    Start<RunCommands>(m_core, m_core->m_commandThread, First::Run);
     StopVideoThread(StopWait::ToTheEnd);
     Trace("CBaseCamera::StartVideoThread: m_uCHInMainDlg=%u, Enter...\n", GetCHInMainDlg());
-    Start(m_core, m_core->m_videoThread, First::Wait, RunVideo);
-    Start(m_core, m_core->m_decodeThread, First::Wait, RunDecode);
+    Start<RunVideo>(m_core, m_core->m_videoThread, First::Wait);
+    Start<RunDecode>(m_core, m_core->m_decodeThread, First::Wait);
     if (CanStreamFromCamera()) {
-        Start(m_core, m_core->m_lookThread, First::Wait, RunLook);
+        Start<RunLook>(m_core, m_core->m_lookThread, First::Wait);
     }
 }
 
@@ -133,7 +133,7 @@ void CBaseCamera::StartAudioThread(AudioStart start) {
     }
     const bool bWanted = m_core->m_bAudioWanted && HasAudioRight();
     if (!m_core->m_audioThread.IsRunning()) {
-        Start(m_core, m_core->m_audioThread, bWanted ? First::Run : First::Wait, RunAudio);
+        Start<RunAudio>(m_core, m_core->m_audioThread, bWanted ? First::Run : First::Wait);
         return;
     }
     const auto control = m_core->m_audioThread.Control();

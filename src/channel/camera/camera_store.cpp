@@ -15,7 +15,8 @@ namespace {
 constexpr std::uint32_t kRegVersion = 1;
 constexpr std::size_t kZoomRectSize = 16;
 // Codes beyond this are no display mode.
-constexpr std::uint32_t kLastDisplayMode = 3;
+constexpr std::uint32_t kLastDisplayMode = 4;
+constexpr std::uint32_t kNotStored = 0xFFFFFFFF;
 
 template <std::size_t count>
 std::array<std::uint8_t, 4 * count> ToBytes(const std::array<std::int32_t, count>& values) {
@@ -111,8 +112,10 @@ DisplayMode ReadDisplayMode(std::string_view section, DisplayMode present) {
     const COrvoRegistry& registry = Registry();
     if (registry.GetProfileInt(section, "RegVersion", 0) == 0) {
         // Before there were modes there was one switch.
-        const bool bKeep = registry.GetProfileInt(section, "KeepAspectRatio", 0) != 0;
-        return bKeep ? DisplayMode::KeepAspect : present;
+        const std::uint32_t keep = registry.GetProfileInt(section, "KeepAspectRatio", kNotStored);
+        return keep == kNotStored ? DisplayMode::Natural
+               : keep != 0        ? DisplayMode::KeepAspect
+                                  : DisplayMode::Fill;
     }
     const std::uint32_t mode =
         registry.GetProfileInt(section, "DisplayMode", static_cast<std::uint32_t>(present));
@@ -164,7 +167,11 @@ void CBaseCamera::LoadCameraSettings() {
         folder = m_core->m_strRegFolder;
     }
     const std::string section = SectionOf(folder, GetCHInKelvara());
-    if (folder.empty() || !IsStoredFor(section, source.GetSettings())) {
+    if (folder.empty()) {
+        return;
+    }
+    if (!IsStoredFor(section, source.GetSettings())) {
+        m_core->m_picture.SetDisplayMode(DisplayMode::Natural);
         return;
     }
     const COrvoRegistry& registry = Registry();

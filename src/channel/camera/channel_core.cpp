@@ -1,5 +1,8 @@
 #include "channel/camera/channel_core.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "channel/base/channel_messages.h"
 #include "channel/base/own_fault_texts.h"
 #include "persist/string_table.h"
@@ -11,6 +14,20 @@ namespace {
 
 // "Picture cannot be decoded"
 constexpr std::uint32_t kStrNotDecoded = 6890;
+constexpr std::uint32_t kStrCodec = 7224;
+
+// A frame type as the rest of the world calls it.
+std::string CodecOf(const std::string& type) {
+    constexpr struct {
+        const char* type;
+        const char* codec;
+    } kCodecs[] = {{"MJPG", "MJPEG"},   {"ZIVG", "MJPEG"},   {"Z264", "H.264"},
+                   {"ZMP4", "MPEG-4"},  {"AVM4", "MPEG-4"},  {"ZXPG", "MxPEG"},
+                   {"ZV7K", "Vivotek"}, {"ZV6K", "Vivotek"}, {"ZV3K", "Vivotek"}};
+    const auto* const found = std::find_if(std::begin(kCodecs), std::end(kCodecs),
+                                           [&type](const auto& row) { return type == row.type; });
+    return found != std::end(kCodecs) ? found->codec : type;
+}
 
 }  // namespace
 
@@ -26,6 +43,7 @@ void ChannelCore::SetBitmapInfo(const BITMAPINFOHEADER& bmpInfo) {
 
 void ChannelCore::SetFrameType(const std::string& type) {
     m_picture.SetSubString(SubString::FrameType, "Frame Type: " + type);
+    m_picture.SetSubString(SubString::Codec, LoadString(kStrCodec) + ": " + CodecOf(type));
 }
 
 void ChannelCore::OnPaused() {
@@ -41,6 +59,9 @@ void ChannelCore::AddDecodeFrame(const ThreadControl& control, std::unique_ptr<C
     }
     const PictureCounts counts{.nowMs = clock.TickMs(),
                                .shown = ++m_counters.m_nShown,
+                               .receivedMs = m_nReceiveTime,
+                               .bytes = m_counters.m_nBytes,
+                               .dropped = m_frames.GetRefused(),
                                .rate = m_source.IsCameraUsable() ? &m_frameRate : nullptr};
     m_frames.AddRecycleFrame(m_picture.Present(std::move(frame), counts));
     if (!m_bStreamRunning.exchange(true)) {
@@ -63,7 +84,9 @@ void ChannelCore::TellUntold() {
 }
 
 void ChannelCore::NoteReceived() {
-    if (m_counters.HasNoneDecoded(clock.TickMs())) {
+    const std::uint64_t now = clock.TickMs();
+    m_frames.SetReceiveTime(now);
+    if (m_counters.HasNoneDecoded(now)) {
         SetCaption(LoadString(kStrNotDecoded));
     }
 }

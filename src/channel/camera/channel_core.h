@@ -57,6 +57,7 @@ struct ChannelCore final : PictureSink, StreamReports {
     void SetBitmapInfo(const BITMAPINFOHEADER& bmpInfo) override;
     void AddDecodeFrame(const ThreadControl& control, std::unique_ptr<CVideoBmpFrame> frame) override;
     void OnPaused() override;
+    void SetReceiveTime(std::uint64_t ms) override { m_nReceiveTime = ms; }
     void SetFrameType(const std::string& type) override;
     void SetCaption(const std::string& text) override {
         m_picture.SetMainOsdCameraString(text, CaptionStay::UntilPicture);
@@ -122,6 +123,7 @@ struct ChannelCore final : PictureSink, StreamReports {
     std::atomic<bool> m_bStreamRunning{false};
     std::atomic<std::uint32_t> m_nUntoldText{0};
     std::atomic<std::uint64_t> m_nPlayingSince{0};  // milliseconds of the clock
+    std::atomic<std::uint64_t> m_nReceiveTime{0};   // of the frame that is decoded
 
     // The decode thread tells of a picture's size; all else is the user interface's.
     mutable std::mutex m_csZoom;

@@ -70,19 +70,19 @@ void CVideoWnd::SendToCamera(std::uint32_t nId) {
 // A click into the picture turns the camera there.
 void CVideoWnd::PTZFunction(LParam point) {
     const auto camera = GetCamera();
-    const QSize view = m_pChannelView->size();
-    if (!camera || camera->IsDigitalZoom() || !CanClickToCentre(*camera) || view.isEmpty()) {
+    if (!camera || camera->IsDigitalZoom() || !CanClickToCentre(*camera)) {
         return;
     }
-    const int x = static_cast<std::int16_t>(point & 0xFFFF);
-    const int y = static_cast<std::int16_t>(point >> 16 & 0xFFFF);
-    if (!m_pChannelView->rect().contains(x, y)) {
+    // What stands beside the picture is none of the camera's.
+    const PixelRect drawn = camera->Picture().GetDrawRect();
+    const auto place = PlaceInPicture(*camera, point);
+    if (!place) {
         return;
     }
     SetTimer(kTimerCursor, kCursorMs);
     RefreshCursor();
     const ClassSize size = camera->GetDefaultImageSize();
-    camera->AddCamCenterCmd(x * size.cx / view.width(), y * size.cy / view.height());
+    camera->AddCamCenterCmd(place->x * size.cx / drawn.Width(), place->y * size.cy / drawn.Height());
 }
 
 // Shows where the camera came to an end, and lets a held button go on unless that stops it.

@@ -181,6 +181,17 @@ ZoomPoint CVideoWnd::ViewPoint(LParam point) const {
     return {qRound(place.x()), qRound(place.y())};
 }
 
+// From the corner of the picture, in device pixels; nothing beside it.
+std::optional<ZoomPoint> CVideoWnd::PlaceInPicture(const CBaseCamera& camera, LParam point) const {
+    const PixelRect drawn = camera.Picture().GetDrawRect();
+    const ZoomPoint at = ViewPoint(point);
+    if (drawn.IsEmpty() || at.x < drawn.left || at.x >= drawn.right || at.y < drawn.top ||
+        at.y >= drawn.bottom) {
+        return std::nullopt;
+    }
+    return ZoomPoint{at.x - drawn.left, at.y - drawn.top};
+}
+
 // While the picture can be moved the left button belongs to it; the press goes on all the same, since it
 // makes the cell the active one. True if the message ends here.
 bool CVideoWnd::OnZoomInput(CBaseCamera& camera, const InputMessage& message) {
@@ -191,7 +202,7 @@ bool CVideoWnd::OnZoomInput(CBaseCamera& camera, const InputMessage& message) {
     switch (message.number) {
         case WM_LBUTTONDOWN:
             // A whole picture cannot be moved, but its cell can.
-            m_bDragging = camera.GetDigitalZoomLevel() > 0;
+            m_bDragging = camera.GetDigitalZoomLevel() > 0 && PlaceInPicture(camera, message.lParam);
             camera.DZStartDrag(ViewPoint(message.lParam));
             RefreshCursor();
             return false;
@@ -205,8 +216,10 @@ bool CVideoWnd::OnZoomInput(CBaseCamera& camera, const InputMessage& message) {
             RefreshCursor();
             return false;
         case WM_LBUTTONDBLCLK:
-            camera.DZTouchAndGo(drawn, ViewPoint(message.lParam));
-            m_pChannelView->RefreshZoomLabel();
+            if (PlaceInPicture(camera, message.lParam)) {
+                camera.DZTouchAndGo(drawn, ViewPoint(message.lParam));
+                m_pChannelView->RefreshZoomLabel();
+            }
             return true;
         default:
             return false;
@@ -218,7 +231,12 @@ void CVideoWnd::OnZoomWheel(CBaseCamera& camera, const InputMessage& message) {
     if (nLevels == 0) {
         return;
     }
-    camera.DZZoomAt(camera.Picture().GetDrawRect(), ViewPoint(message.lParam), nLevels);
+    // Beside the picture its nearest point counts.
+    const PixelRect drawn = camera.Picture().GetDrawRect();
+    ZoomPoint at = ViewPoint(message.lParam);
+    at.x = std::max(std::min(at.x, drawn.right - 1), drawn.left);
+    at.y = std::max(std::min(at.y, drawn.bottom - 1), drawn.top);
+    camera.DZZoomAt(drawn, at, nLevels);
     m_pChannelView->RefreshZoomLabel();
     RefreshCursor();
     m_hOwner.Post(WM_COMMAND, kCmdRefreshControls, 0);

@@ -6,6 +6,7 @@
 #include <QtCore/QSize>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "channel/base/sound_switches.h"
@@ -95,6 +96,7 @@ private:
     bool OnZoomInput(CBaseCamera& camera, const InputMessage& message);
     void OnZoomWheel(CBaseCamera& camera, const InputMessage& message);
     ZoomPoint ViewPoint(LParam point) const;
+    std::optional<ZoomPoint> PlaceInPicture(const CBaseCamera& camera, LParam point) const;
     void BeginPress(const CBaseCamera& camera, const InputMessage& message, CellPart part);
     bool OnPressInput(const InputMessage& message, CellPart part);
     void EndDrag(DragEnd end, const QPoint& screen);

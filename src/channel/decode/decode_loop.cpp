@@ -42,6 +42,7 @@ std::uint32_t DecodeLoop::Run(DecodePass& pass, std::unique_ptr<CBuffer> frame) 
                 Recycle(std::move(frame));
                 return count;
             }
+            m_parts.sink.SetReceiveTime(frame->m_receivedMs);
             count += pass.Show(*frame) ? 1 : 0;
             Recycle(std::move(frame));
             frame = pass.HasToStop() ? nullptr : m_parts.frames.TakeDecodeFrame();

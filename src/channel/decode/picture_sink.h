@@ -1,6 +1,7 @@
 // Where the decode thread's pictures go.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -23,6 +24,8 @@ public:
     virtual void AddDecodeFrame(const ThreadControl& control, std::unique_ptr<CVideoBmpFrame> frame) = 0;
     // Pictures are not wanted for the time being, and none is under way.
     virtual void OnPaused() {}
+    // When the frame that is decoded next came off the wire; 0 where that is not known.
+    virtual void SetReceiveTime(std::uint64_t /*ms*/) {}
     // What kind of frames there are, for the information lines.
     virtual void SetFrameType(const std::string& type) = 0;
     // Shows why there is no picture, until the next one comes.

@@ -67,7 +67,8 @@ public:
 
     FrameType m_nType = FrameType::Jpeg;
     std::uint32_t dwIdx = 0;
-    KELVARA_FRAME_HDR m_head;  // of a wrapped frame; else of no code
+    std::uint64_t m_receivedMs = 0;  // by the channel's clock; 0: not known
+    KELVARA_FRAME_HDR m_head;        // of a wrapped frame; else of no code
 
 protected:
     HeldBytes m_held;

@@ -143,6 +143,7 @@ bool FrameQueue::AddWrappedFrame(const KELVARA_FRAME_HDR& head, std::unique_ptr<
 }
 
 bool FrameQueue::Admit(std::unique_ptr<CBuffer> frame, Event& event) {
+    frame->m_receivedMs = m_nReceivedMs;
     const std::uint64_t bytes = m_nQueuedBytes + frame->GetLength();
     if (!m_bWaitKeyFrame && m_DecodeQueue.GetCount() < kMaxQueued && bytes <= kMaxQueuedBytes) {
         m_nQueuedBytes += frame->GetLength();

@@ -38,6 +38,8 @@ public:
     bool AddRecycleDecodeFrame(std::unique_ptr<CBuffer> frame);
     bool AddRecycleFrame(std::unique_ptr<CVideoBmpFrame> frame);
 
+    // By the channel's clock: what is added next came off the wire then. Reception thread.
+    void SetReceiveTime(std::uint64_t ms) { m_nReceivedMs = ms; }
     // The admission rule: takes the frame and sets hEvent, or, when the queue is full or a key frame is
     // waited for, throws away all that waits together with the frame. False for null. Reception thread.
     bool AddDecodeFrameToQueue(FrameType nType, std::unique_ptr<CBuffer> frame, Event* hEvent);
@@ -80,6 +82,7 @@ private:
     CFrameList<CVideoBmpFrame> m_RecycleBmpFrames;
     std::atomic<std::uint64_t> m_nQueuedBytes{0};
     std::atomic<std::uint64_t> m_nRefused{0};
+    std::atomic<std::uint64_t> m_nReceivedMs{0};
     std::atomic<bool> m_bWaitKeyFrame{false};
     std::atomic<bool> m_bPlaying{false};
     std::atomic<bool> m_bKeepsSpent{true};

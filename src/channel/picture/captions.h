@@ -13,7 +13,7 @@ class QRect;
 
 namespace kvmon {
 
-inline constexpr int kMaxCaptionLines = 12;
+inline constexpr int kMaxCaptionLines = 16;
 
 // Texts as they are to be seen; an empty one takes no room.
 struct CaptionTexts {

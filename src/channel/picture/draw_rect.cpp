@@ -1,6 +1,7 @@
 #include "channel/picture/draw_rect.h"
 
 #include <cstdint>
+#include <cstdlib>
 
 namespace kvmon {
 
@@ -30,6 +31,13 @@ PixelRect KeepAspect(const PixelRect& view, int imageWidth, int imageHeight) {
     return Centred(view, w / 2, h / 2);
 }
 
+// By no more than one part in twenty, which nobody sees.
+bool HasShapeOf(const PixelRect& view, int imageWidth, int imageHeight) {
+    const std::int64_t a = std::int64_t{view.right} * imageHeight;
+    const std::int64_t b = std::int64_t{view.bottom} * imageWidth;
+    return std::abs(a - b) * 20 <= b;
+}
+
 PixelRect PowerOfTwo(const PixelRect& view, int imageWidth, int imageHeight) {
     int down = 0;
     while (imageWidth > std::int64_t{view.right} << down || imageHeight > std::int64_t{view.bottom} << down) {
@@ -48,6 +56,9 @@ PixelRect ComputeDrawRect(DisplayMode mode, int viewWidth, int viewHeight, int i
     switch (mode) {
         case DisplayMode::KeepAspect:
             return KeepAspect(view, imageWidth, imageHeight);
+        case DisplayMode::Natural:
+            return HasShapeOf(view, imageWidth, imageHeight) ? view
+                                                             : KeepAspect(view, imageWidth, imageHeight);
         case DisplayMode::OwnSize:
             return viewWidth >= imageWidth && viewHeight >= imageHeight
                        ? Centred(view, imageWidth / 2, imageHeight / 2)

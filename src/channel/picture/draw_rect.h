@@ -8,7 +8,8 @@
 
 namespace kvmon {
 
-enum class DisplayMode : int { Fill = 0, KeepAspect = 1, OwnSize = 2, PowerOfTwo = 3 };
+// `Natural` fills a view of nearly the picture's shape and keeps the aspect ratio in any other.
+enum class DisplayMode : int { Fill = 0, KeepAspect = 1, OwnSize = 2, PowerOfTwo = 3, Natural = 4 };
 
 // The image's place in a view of this size; the whole view if any size is 0.
 PixelRect ComputeDrawRect(DisplayMode mode, int viewWidth, int viewHeight, int imageWidth, int imageHeight);

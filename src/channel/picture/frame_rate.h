@@ -42,8 +42,11 @@ private:
 
 // What is told together with a picture.
 struct PictureCounts {
-    std::uint64_t nowMs = 0;    // of the caller's clock
-    std::uint64_t shown = 0;    // pictures so far, this one included
+    std::uint64_t nowMs = 0;       // of the caller's clock
+    std::uint64_t shown = 0;       // pictures so far, this one included
+    std::uint64_t receivedMs = 0;  // when it came off the wire; 0: not known
+    std::uint64_t bytes = 0;       // received so far
+    std::uint64_t dropped = 0;     // thrown away undecoded so far
     FrameRate* rate = nullptr;  // counts it where the line of the rate is shown; null: there is no such line
 };
 

@@ -1,8 +1,20 @@
 #include "channel/picture/picture_state.h"
 
+#include <algorithm>
+
+#include "persist/string_table.h"
 #include "platform/text.h"
 
 namespace kvmon {
+
+namespace {
+
+constexpr std::uint64_t kRateMs = 1000;
+constexpr std::uint32_t kStrBitRate = 7223;
+constexpr std::uint32_t kStrAge = 7225;
+constexpr std::uint32_t kStrDropped = 7226;
+
+}  // namespace
 
 void PictureState::RefreshDrawRect() {
     const PixelRect rect =
@@ -24,6 +36,7 @@ void PictureState::OnPicture(const PictureCounts& counts) {
     if (texts.CleanCameraCaption()) {
         ++age;
     }
+    TellStream(counts);
     if (counts.rate != nullptr && texts.IsShown(SubString::FrameRate)) {
         texts.SetLine(SubString::FrameRate,
                       FormatText("Frame Rate: %.2f", static_cast<double>(counts.rate->Count(counts.nowMs))));
@@ -32,6 +45,31 @@ void PictureState::OnPicture(const PictureCounts& counts) {
                   texts.IsShown(SubString::FrameCount)
                       ? FormatText("Frame Count: %llu", static_cast<unsigned long long>(counts.shown))
                       : std::string());
+}
+
+// Only for who wants to read it.
+void PictureState::TellStream(const PictureCounts& counts) {
+    const auto tell = [this](SubString line, std::uint32_t name, const char* unit, std::uint64_t value) {
+        texts.SetLine(line, FormatText("%s: %llu%s", LoadString(name).c_str(),
+                                       static_cast<unsigned long long>(value), unit));
+    };
+    if (!texts.IsShown(SubString::BitRate)) {
+        rateSince = 0;
+    } else if (rateSince == 0 || counts.bytes < rateBytes) {
+        rateSince = counts.nowMs;
+        rateBytes = counts.bytes;
+    } else if (counts.nowMs >= rateSince + kRateMs) {
+        tell(SubString::BitRate, kStrBitRate, " kbit/s",
+             (counts.bytes - rateBytes) * 8 / (counts.nowMs - rateSince));
+        rateSince = counts.nowMs;
+        rateBytes = counts.bytes;
+    }
+    if (texts.IsShown(SubString::Age) && counts.receivedMs != 0) {
+        tell(SubString::Age, kStrAge, " ms", counts.nowMs - std::min(counts.nowMs, counts.receivedMs));
+    }
+    if (texts.IsShown(SubString::Dropped)) {
+        tell(SubString::Dropped, kStrDropped, "", counts.dropped);
+    }
 }
 
 std::pair<Look, std::uint64_t> PictureState::CopyLook() {

@@ -32,6 +32,8 @@ struct PictureState {
     BITMAPINFOHEADER info{.biWidth = 0, .biHeight = 0};
     std::uint64_t shownAt = 0;  // when the picture on show took the screen
     int stillSeconds = 0;
+    std::uint64_t rateSince = 0;  // from when and which count the bit rate is reckoned
+    std::uint64_t rateBytes = 0;
     Repaint repaint;
 
     PublishedImage published;
@@ -43,6 +45,7 @@ struct PictureState {
     // --- under csState
     void RefreshDrawRect();
     void OnPicture(const PictureCounts& counts);
+    void TellStream(const PictureCounts& counts);
 
     // --- under csFrame
     // The look as it is now, and its age; the composer's texts are brought up to date with it.

@@ -23,8 +23,12 @@ enum class SubString {
     PtzCmdTo = 9,
     FrameType = 10,
     Deinterlace = 11,
+    BitRate = 12,
+    Codec = 13,
+    Age = 14,
+    Dropped = 15,
 };
-inline constexpr int kSubStringCount = 12;
+inline constexpr int kSubStringCount = 16;
 inline constexpr std::uint32_t kDefaultOsdColor = 0x004891E5;  // red in the low byte
 
 // How long a caption of the camera stays.

@@ -135,11 +135,11 @@ bool MultipartReader::ReadPart() {
         return Fail(kStreamBodyCut, "ReadJpeg failed");
     }
     frame->SetLength(dwLength);
-    m_sinks.frames.AddDecodeFrameToQueue(FrameType::Jpeg, std::move(frame), &m_sinks.decode.run);
     ++m_dwCount;
     ++m_sinks.counters.m_nReceived;
     m_sinks.counters.m_nBytes += dwLength;
     m_sinks.reports.NoteReceived();
+    m_sinks.frames.AddDecodeFrameToQueue(FrameType::Jpeg, std::move(frame), &m_sinks.decode.run);
     // At least the end of the picture's own line stands behind it.
     return ReadLine() && IsEmptyLine();
 }

@@ -13,6 +13,7 @@
 #include "console/ports/commands.h"
 #include "console/ports/desk.h"
 #include "console/wall/active_camera.h"
+#include "console/wall/camera_list.h"
 #include "console/wall/view_controller.h"
 #include "persist/string_table.h"
 #include "platform/text.h"
@@ -90,7 +91,7 @@ void CellMenu::Open(const QPoint& screen) {
     m_menu = menu;
     AppendCommands(*menu, *camera);
     AppendStreamSizes(*menu, *camera);
-    AppendPictureMenu(*menu, *camera);
+    AppendPictureMenus(*menu, {&camera, 1}, AllCameras());
     // While digital zoom is on the panel steers the picture. This menu still steers the camera, which
     // could not be reached otherwise.
     if (camera->IsCameraSteerable()) {
@@ -137,11 +138,21 @@ bool CellMenu::OnCommand(int id) {
             if (id != kCmdStreamSizeOfView &&
                 (id < kCmdFirstStreamSize || id >= kCmdFirstStreamSize + kMaxStreamSizes)) {
                 const auto camera = m_active.Camera();
-                return camera && OnPictureCommand(id, *camera);
+                return camera && OnPictureCommand(id, {&camera, 1}, AllCameras());
             }
             ChooseStreamSize(id);
             return true;
     }
+}
+
+std::vector<std::shared_ptr<CBaseCamera>> CellMenu::AllCameras() const {
+    std::vector<std::shared_ptr<CBaseCamera>> all;
+    for (int n = 0; n < m_cameras.GetCount(); ++n) {
+        if (auto camera = m_cameras.GetCameraByChannel(n)) {
+            all.push_back(std::move(camera));
+        }
+    }
+    return all;
 }
 
 void CellMenu::ChooseStreamSize(int id) {

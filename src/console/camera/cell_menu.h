@@ -4,7 +4,9 @@
 #include <QtCore/QPoint>
 #include <QtCore/QPointer>
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "console/camera/preset_dialog.h"
 #include "skin/bc_menu.h"
@@ -13,6 +15,7 @@ namespace kvmon {
 
 class ActiveCamera;
 class CBaseCamera;
+class CameraList;
 class Commands;
 class ConsoleControls;
 class Desk;
@@ -31,8 +34,13 @@ inline constexpr int kMaxStreamSizes = 16;
 class CellMenu {
 public:
     CellMenu(Desk& desk, Commands& commands, const ConsoleControls& controls, const ActiveCamera& active,
-             const ViewController& view)
-        : m_desk(desk), m_commands(commands), m_controls(controls), m_active(active), m_view(view) {}
+             const CameraList& cameras, const ViewController& view)
+        : m_desk(desk),
+          m_commands(commands),
+          m_controls(controls),
+          m_active(active),
+          m_cameras(cameras),
+          m_view(view) {}
 
     // Opens the active camera's menu at the point of the screen. Does nothing without a camera that may be
     // watched.
@@ -47,6 +55,8 @@ public:
     void Close();
 
 private:
+    // All cameras that there are a channel for.
+    std::vector<std::shared_ptr<CBaseCamera>> AllCameras() const;
     void AppendCommands(BCMenu& menu, const CBaseCamera& camera) const;
     void ChooseStreamSize(int id);
     void OpenPresetDialog();
@@ -55,6 +65,7 @@ private:
     Commands& m_commands;
     const ConsoleControls& m_controls;
     const ActiveCamera& m_active;
+    const CameraList& m_cameras;
     const ViewController& m_view;
     QPointer<PresetDialog> m_presets;
     QPointer<BCMenu> m_menu;

@@ -13,6 +13,8 @@
 #include <QtWidgets/QPushButton>
 #include <QtWidgets/QSpinBox>
 #include <QtWidgets/QVBoxLayout>
+#include <algorithm>
+#include <utility>
 
 #include "console/dialogs/dialog_parts.h"
 #include "console/dialogs/recorder_trial.h"
@@ -20,7 +22,9 @@
 #include "console/settings/fill_pattern.h"
 #include "console/settings/recorder_entry.h"
 #include "persist/string_table.h"
+#include "platform/secret_memory.h"
 #include "skin/palette.h"
+#include "skin/plain_text.h"
 
 namespace kvmon {
 
@@ -28,6 +32,7 @@ namespace {
 
 constexpr int kTitleHeight = 18;
 constexpr int kCardWidth = 440;
+constexpr int kButtonRoom = 24;   // beside the words
 constexpr int kMessageLines = 3;  // as the longest text in any language has
 
 constexpr std::uint32_t kStrTitle = 7000;
@@ -36,6 +41,19 @@ constexpr std::uint32_t kStrRemember = 7002;
 constexpr std::uint32_t kStrAtStart = 7003;
 constexpr std::uint32_t kStrCancel = 6121;
 constexpr std::uint32_t kStrConnecting = 6150;
+constexpr std::uint32_t kStrWelcome = 7201;
+constexpr std::uint32_t kStrIntroduction = 7202;
+constexpr std::uint32_t kStrDemo = 7203;
+constexpr std::uint32_t kStrDemoStarts = 7204;
+constexpr std::uint32_t kStrNoDemo = 7205;
+constexpr std::uint32_t kStrRecorder = 7206;
+constexpr std::uint32_t kStrAnother = 7207;
+constexpr std::uint32_t kStrForget = 7208;
+constexpr std::uint32_t kStrForgetWhat = 7209;
+constexpr std::uint32_t kStrFetching = 7210;
+constexpr std::uint32_t kStrNotFetched = 7211;
+constexpr std::uint32_t kStrInKeyRing = 7212;
+constexpr std::uint32_t kStrNoKeyRing = 7213;
 
 // A choice makes the console anew, so keys and the wheel must not choose each language that they pass: they
 // open the list, or do nothing.
@@ -61,8 +79,8 @@ protected:
     void wheelEvent(QWheelEvent* event) override { event->ignore(); }
 };
 
-QLabel* MakeTitle(QFrame& card) {
-    auto* const title = new QLabel(Text(kStrTitle), &card);
+QLabel* MakeTitle(QFrame& card, std::uint32_t text) {
+    auto* const title = new QLabel(Text(text), &card);
     title->setObjectName(QStringLiteral("title"));
     title->setWordWrap(true);
     QFont large = title->font();
@@ -75,14 +93,30 @@ SavedServer ServerOf(const SignInEntry& entry) {
     return {{}, entry.address, entry.port, entry.user, entry.password, 0};
 }
 
+QString PlaceOf(const SignInEntry& entry) {
+    return QString::fromStdString(entry.user + "@" + PlaceText(ServerOf(entry)));
+}
+
+// The name that the recorder told, where that is enough to know it among the others.
+QString ChoiceText(const SignInEntry& entry, const std::vector<SignInEntry>& all) {
+    const auto namesakes = std::count_if(all.begin(), all.end(), [&entry](const SignInEntry& each) {
+        return each.name == entry.name && each.user == entry.user;
+    });
+    return entry.name.empty() || namesakes > 1 ? PlaceOf(entry)
+                                               : QString::fromStdString(entry.name + " - " + entry.user);
+}
+
 }  // namespace
 
-SignInCard::SignInCard(const SignInEntry& entry, const std::vector<std::uint16_t>& languages,
-                       std::uint16_t language, SignInListener& listener, QWidget* parent,
-                       Milliseconds trialTime)
+SignInCard::SignInCard(const SignInEntry& entry, SignInOffer offer,
+                       const std::vector<std::uint16_t>& languages, std::uint16_t language,
+                       SignInListener& listener, QWidget* parent, Milliseconds trialTime)
     : QWidget(parent),
       m_listener(listener),
+      m_offer(std::move(offer)),
       m_bPasswordRemembered(!entry.password.empty()),
+      m_bFetch(entry.bFetch),
+      m_bStartWithIt(entry.bFetch && entry.bAtStart),
       m_trial(std::make_unique<RecorderTrial>(
           trialTime, [this](const RecorderTestReport& report) { OnTried(report); })) {
     setObjectName(QStringLiteral("signIn"));
@@ -93,6 +127,7 @@ SignInCard::SignInCard(const SignInEntry& entry, const std::vector<std::uint16_t
     setPalette(colours);
 
     MakeFields(entry);
+    MakeChoice();
     MakeLanguages(languages, language);
     auto* const place = new QVBoxLayout(this);
     place->setContentsMargins(0, 0, 0, 0);
@@ -101,6 +136,7 @@ SignInCard::SignInCard(const SignInEntry& entry, const std::vector<std::uint16_t
 }
 
 SignInCard::~SignInCard() {
+    Wipe(m_tried.password);
     WipePassword();
 }
 
@@ -122,6 +158,48 @@ void SignInCard::MakeFields(const SignInEntry& entry) {
     m_button = new QPushButton(Text(kStrSignIn));
     m_button->setObjectName(QStringLiteral("signInButton"));
     m_button->setDefault(true);
+}
+
+void SignInCard::MakeChoice() {
+    m_choiceLine = new QWidget;
+    auto* const line = new QHBoxLayout(m_choiceLine);
+    line->setContentsMargins(0, 0, 0, 0);
+    m_choice = new QComboBox;
+    m_choice->setObjectName(QStringLiteral("recorder"));
+    m_choice->setAccessibleName(Text(kStrRecorder));
+    // A long name must not make the card wider.
+    m_choice->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    m_choice->setMinimumContentsLength(8);
+    for (const SignInEntry& entry : m_offer.remembered) {
+        m_choice->addItem(ChoiceText(entry, m_offer.remembered));
+        m_choice->setItemData(m_choice->count() - 1, MarkupOf(PlaceOf(entry).toStdString()), Qt::ToolTipRole);
+    }
+    m_choice->addItem(Text(kStrAnother));
+    m_forget = new QPushButton(Text(kStrForget));
+    m_forget->setObjectName(QStringLiteral("forget"));
+    m_forget->setToolTip(Text(kStrForgetWhat));
+    m_forget->setAccessibleDescription(Text(kStrForgetWhat));
+    m_forget->setAutoDefault(false);
+    line->addWidget(m_choice, 1);
+    line->addWidget(m_forget);
+    m_demo = new QPushButton(Text(kStrDemo));
+    m_demo->setObjectName(QStringLiteral("demo"));
+    m_demo->setAutoDefault(false);
+    m_demo->setMinimumWidth(m_demo->sizeHint().width() + kButtonRoom);
+    if (!m_offer.bDemo) {
+        m_demo->hide();
+    }
+    ShowChoice();
+}
+
+// The one that the fields name.
+void SignInCard::ShowChoice() {
+    const SignInEntry now = GetEntry();
+    const auto& all = m_offer.remembered;
+    const auto same = std::find_if(all.begin(), all.end(),
+                                   [&](const SignInEntry& each) { return IsSameSignIn(each, now); });
+    m_choice->setCurrentIndex(static_cast<int>(same - all.begin()));
+    m_forget->setEnabled(same != all.end());
 }
 
 void SignInCard::MakeLanguages(const std::vector<std::uint16_t>& languages, std::uint16_t language) {
@@ -159,7 +237,19 @@ void SignInCard::Arrange(QFrame& card) {
     form->setVerticalSpacing(10);
     form->setHorizontalSpacing(14);
     form->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
-    form->addRow(MakeTitle(card));
+    form->addRow(MakeTitle(card, m_offer.bFirstStart ? kStrWelcome : kStrTitle));
+    if (m_offer.bFirstStart && m_offer.bDemo) {
+        auto* const words = new QLabel(Text(kStrIntroduction), &card);
+        words->setObjectName(QStringLiteral("introduction"));
+        words->setWordWrap(true);
+        form->addRow(words);
+    }
+    if (!m_offer.remembered.empty()) {
+        form->addRow(Text(kStrRecorder), m_choiceLine);
+    } else {
+        m_choiceLine->setParent(&card);
+        m_choiceLine->hide();
+    }
     const struct {
         QWidget* field;
         const char* name;
@@ -167,7 +257,10 @@ void SignInCard::Arrange(QFrame& card) {
     } rows[] = {{m_address, "address", 6141},   {m_port, "port", 6142},      {m_user, "user", 6143},
                 {m_password, "password", 6144}, {m_remember, "remember", 0}, {m_atStart, "atStart", 0},
                 {m_languages, "language", 6123}};
-    QWidget* previous = nullptr;
+    QWidget* previous = m_offer.remembered.empty() ? nullptr : m_forget;
+    if (previous != nullptr) {
+        setTabOrder(m_choice, m_forget);
+    }
     for (const auto& row : rows) {
         row.field->setParent(&card);
         row.field->setObjectName(QString(row.name));
@@ -184,10 +277,12 @@ void SignInCard::Arrange(QFrame& card) {
     }
     form->addRow(m_message);
     auto* const line = new QHBoxLayout;
+    line->addWidget(m_demo);
     line->addStretch();
     line->addWidget(m_button);
     form->addRow(line);
-    setTabOrder(previous, m_button);
+    setTabOrder(previous, m_demo);
+    setTabOrder(m_demo, m_button);
 }
 
 void SignInCard::Connect() {
@@ -200,7 +295,14 @@ void SignInCard::Connect() {
         m_atStart->setEnabled(bOn);
         m_atStart->setChecked(m_atStart->isChecked() && bOn);
     });
+    // Who has a password kept is told where.
+    connect(m_remember, &QCheckBox::clicked, this, [this](bool bOn) {
+        Say(bOn ? LoadString(m_offer.bKeyRing ? kStrInKeyRing : kStrNoKeyRing) : std::string());
+    });
     connect(m_button, &QPushButton::clicked, this, &SignInCard::OnButton);
+    connect(m_choice, &QComboBox::activated, this, &SignInCard::OnChoice);
+    connect(m_forget, &QPushButton::clicked, this, &SignInCard::OnForget);
+    connect(m_demo, &QPushButton::clicked, this, &SignInCard::OnDemo);
     connect(m_languages, &QComboBox::activated, this, [this] {
         m_listener.OnSignInLanguage(static_cast<std::uint16_t>(m_languages->currentData().toUInt()));
     });
@@ -240,6 +342,86 @@ void SignInCard::OnEdited() {
     if (m_bPasswordRemembered) {
         WipePassword();
     }
+    ShowChoice();
+}
+
+void SignInCard::OnChoice(int index) {
+    if (m_trial->IsRunning()) {
+        StopTrial();
+    }
+    WipePassword();
+    Say({});
+    const auto at = static_cast<std::size_t>(index);
+    const SignInEntry entry = at < m_offer.remembered.size() ? m_offer.remembered[at] : SignInEntry();
+    m_address->setText(QString::fromStdString(entry.address));
+    m_port->setValue(static_cast<int>(entry.port));
+    m_user->setText(QString::fromStdString(entry.user));
+    m_remember->setChecked(entry.bRemember);
+    m_bStartWithIt = false;
+    ShowChoice();
+    if (entry.bRemember) {
+        Fetch(entry);
+    }
+}
+
+void SignInCard::OnForget() {
+    const auto at = static_cast<std::size_t>(m_choice->currentIndex());
+    if (at >= m_offer.remembered.size()) {
+        return;
+    }
+    const SignInEntry entry = m_offer.remembered[at];
+    m_offer.remembered.erase(m_offer.remembered.begin() + m_choice->currentIndex());
+    m_choice->removeItem(m_choice->currentIndex());
+    m_listener.OnForget(entry);
+    OnChoice(static_cast<int>(m_offer.remembered.size()));
+    FocusField();
+}
+
+void SignInCard::Begin() {
+    if (std::exchange(m_bFetch, false)) {
+        Fetch(GetEntry());
+    }
+}
+
+void SignInCard::Fetch(const SignInEntry& entry) {
+    Say(LoadString(kStrFetching));
+    m_listener.OnFetchPassword(entry);
+}
+
+// Comes late when the user has typed or chosen something else meanwhile.
+void SignInCard::TakePassword(const SignInEntry& entry, const std::optional<std::string>& password) {
+    if (!IsSameSignIn(entry, GetEntry()) || !m_password->text().isEmpty() || m_trial->IsRunning()) {
+        return;
+    }
+    const bool bStart = std::exchange(m_bStartWithIt, false);
+    if (!password) {
+        Say(LoadString(kStrNotFetched));
+        return;
+    }
+    Say({});
+    m_password->setText(QString::fromStdString(*password));
+    m_bPasswordRemembered = true;
+    if (bStart) {
+        Submit();
+    }
+}
+
+void SignInCard::OnDemo() {
+    if (m_trial->IsRunning()) {
+        StopTrial();
+    }
+    m_demo->setEnabled(false);
+    Say(LoadString(kStrDemoStarts));
+    m_listener.OnStartDemo();
+}
+
+void SignInCard::TakeDemo(const std::optional<SignInEntry>& entry) {
+    m_demo->setEnabled(true);
+    if (!entry) {
+        Say(LoadString(kStrNoDemo));
+    } else if (!m_trial->IsRunning()) {
+        Try(*entry);
+    }
 }
 
 void SignInCard::WipePassword() {
@@ -260,7 +442,12 @@ void SignInCard::Submit() {
         FocusField();
         return;
     }
+    Try(entry);
+}
+
+void SignInCard::Try(const SignInEntry& entry) {
     if (m_trial->Start(ServerOf(entry))) {
+        m_tried = entry;
         ShowTrial(true);
         Say(FillPattern(LoadString(kStrConnecting), {entry.address, std::to_string(entry.port)}));
     }
@@ -285,6 +472,12 @@ void SignInCard::ShowTrial(bool bRunning) {
 
 void SignInCard::OnTried(const RecorderTestReport& report) {
     ShowTrial(false);
+    SignInEntry entry = m_tried;
+    Wipe(m_tried.password);
+    if (entry.bDemo && report.result != RecorderTestResult::Works) {
+        Say(LoadString(kStrNoDemo));
+        return;
+    }
     if (report.result != RecorderTestResult::Works) {
         Say(RecorderTestText(report));
         const bool bPlace = report.result != RecorderTestResult::WrongPassword;
@@ -296,10 +489,11 @@ void SignInCard::OnTried(const RecorderTestReport& report) {
         field->setFocus(Qt::OtherFocusReason);
         return;
     }
-    const SignInEntry entry = GetEntry();
+    entry.name = report.name;
     WipePassword();
     Say({});
     m_listener.OnSignIn(entry);
+    Wipe(entry.password);
 }
 
 // Reached from all fields, which ignore these keys.

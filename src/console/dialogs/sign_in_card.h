@@ -4,6 +4,7 @@
 #include <QtWidgets/QWidget>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,19 @@ public:
     // The recorder takes this login. The card holds no password any more.
     virtual void OnSignIn(const SignInEntry& entry) = 0;
     virtual void OnSignInLanguage(std::uint16_t langid) = 0;
+    // Is answered by TakePassword.
+    virtual void OnFetchPassword(const SignInEntry& entry) = 0;
+    virtual void OnForget(const SignInEntry& entry) = 0;
+    // Is answered by TakeDemo.
+    virtual void OnStartDemo() = 0;
+};
+
+// What a card has to offer beside its fields.
+struct SignInOffer {
+    std::vector<SignInEntry> remembered;
+    bool bFirstStart = false;
+    bool bDemo = false;
+    bool bKeyRing = false;
 };
 
 // Covers the wall. A login is tried at the recorder first: what fails is told on the card, and no session
@@ -37,12 +51,17 @@ public:
 class SignInCard final : public QWidget {
 public:
     // The listener must outlive the card. A try ends after `trialTime`.
-    SignInCard(const SignInEntry& entry, const std::vector<std::uint16_t>& languages, std::uint16_t language,
-               SignInListener& listener, QWidget* parent, Milliseconds trialTime = Milliseconds(15000));
+    SignInCard(const SignInEntry& entry, SignInOffer offer, const std::vector<std::uint16_t>& languages,
+               std::uint16_t language, SignInListener& listener, QWidget* parent,
+               Milliseconds trialTime = Milliseconds(15000));
     ~SignInCard() override;
 
     SignInEntry GetEntry() const;
     void Say(const std::string& text);
+    // Asks for a password that is remembered elsewhere. Once, when the card stands.
+    void Begin();
+    void TakePassword(const SignInEntry& entry, const std::optional<std::string>& password);
+    void TakeDemo(const std::optional<SignInEntry>& entry);
     // To the first field that the user has to fill; the password's, if all are filled.
     void FocusField();
 
@@ -53,12 +72,19 @@ protected:
 
 private:
     void MakeFields(const SignInEntry& entry);
+    void MakeChoice();
     void MakeLanguages(const std::vector<std::uint16_t>& languages, std::uint16_t language);
     QFrame* MakeCard();
     void Arrange(QFrame& card);
     void Connect();
     void OnButton();
     void Submit();
+    void Try(const SignInEntry& entry);
+    void OnChoice(int index);
+    void OnForget();
+    void OnDemo();
+    void Fetch(const SignInEntry& entry);
+    void ShowChoice();
     void StopTrial();
     void OnTried(const RecorderTestReport& report);
     void ShowTrial(bool bRunning);
@@ -66,6 +92,11 @@ private:
     void WipePassword();
 
     SignInListener& m_listener;
+    SignInOffer m_offer;
+    QWidget* m_choiceLine = nullptr;
+    QComboBox* m_choice = nullptr;  // the remembered, and one more for any other
+    QPushButton* m_forget = nullptr;
+    QPushButton* m_demo = nullptr;
     QLineEdit* m_address = nullptr;
     QSpinBox* m_port = nullptr;
     QLineEdit* m_user = nullptr;
@@ -76,6 +107,9 @@ private:
     QPushButton* m_button = nullptr;
     QLabel* m_message = nullptr;
     bool m_bPasswordRemembered = false;  // and still unchanged in its field
+    bool m_bFetch = false;
+    bool m_bStartWithIt = false;  // with the password that is fetched
+    SignInEntry m_tried;
     std::unique_ptr<RecorderTrial> m_trial;
 };
 

@@ -96,7 +96,8 @@ constexpr ConsoleKey kKeys[] = {
     {Qt::Key_0, kCtlOrderReset, false, 0},
     {Qt::Key_F1, kKeyHelp, false, 6233},
     {Qt::Key_F2, kCtlHelp, false, 0},
-    {Qt::Key_Q | kCtrl, kCtlLogout, false, 0},
+    {Qt::Key_L | kCtrl, kCtlLogout, false, 0},
+    {Qt::Key_Q | kCtrl, kKeyQuit, false, 0},
 };
 
 // X11 tells a key that repeats as released and pressed again, mostly without a mark. The two are of one

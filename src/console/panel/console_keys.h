@@ -31,6 +31,7 @@ inline constexpr int kKeyNextCamera = -4;
 inline constexpr int kKeyPreviousCamera = -5;
 inline constexpr int kKeyFirstView = -19;
 inline constexpr int kKeyLastView = -11;
+inline constexpr int kKeyQuit = -20;
 
 constexpr bool IsOfKeysAlone(int command) {
     return command < 0;

@@ -22,6 +22,11 @@ public:
 
     // Null where the host has users log in by itself: the console then has no sign-in card.
     virtual SignInMemory* SignIn() { return nullptr; }
+    // The user may end the program from the console.
+    virtual bool CanQuit() const { return false; }
+    virtual void Quit() {}
+    // What is to be seen, for the title of the window around the console; empty while nobody is logged in.
+    virtual void ShowTitle([[maybe_unused]] const std::string& text) {}
 
     // Events to whoever embeds the control. They are raised later, never in the caller's stack; before the
     // control has a window they are lost.

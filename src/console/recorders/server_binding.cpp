@@ -196,6 +196,10 @@ void ServerBinding::OnGetVSInfoFailed(std::uint32_t code, int server) {
         }
         return;
     }
+    // Nobody knows how long that will be: the wall tells of it instead of a wait.
+    if (server == 0 && m_cameras.GetCount() == 0 && !info->IsConnected()) {
+        m_desk.HideWait();
+    }
     // What failed before the recorder answered again may be told behind that, and would stay on show.
     if (info->GetErrorCount() > kFailuresShown && !info->IsConnected()) {
         for (int slot = 0; slot < info->GetCameraCount(); ++slot) {

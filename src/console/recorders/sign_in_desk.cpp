@@ -38,14 +38,17 @@ void SignInDesk::Update() {
     if (m_card) {
         m_card->setParent(host);
     } else {
-        m_card = new SignInCard(memory->Load(), CSetLangDlg::GetAvailableLanguages(), m_settings.language,
-                                *this, host);
+        const SignInOffer offer{memory->Remembered(), memory->IsFirstStart(), memory->HasDemo(),
+                                memory->HasKeyRing()};
+        m_card = new SignInCard(memory->Load(), offer, CSetLangDlg::GetAvailableLanguages(),
+                                m_settings.language, *this, host);
         m_card->Say(m_words);
         m_words.clear();
     }
     Place(*host);
     m_card->show();
     m_card->FocusField();
+    m_card->Begin();
 }
 
 void SignInDesk::Place(QWidget& host) {
@@ -69,6 +72,10 @@ void SignInDesk::Remove() {
     m_card = nullptr;
 }
 
+bool SignInDesk::IsOffered() const {
+    return m_site.SignIn() != nullptr;
+}
+
 bool SignInDesk::Focus() {
     Update();
     if (m_card) {
@@ -85,6 +92,9 @@ void SignInDesk::OnSessionBegins(const std::string& user) {
     }
     Remove();
     m_words.clear();
+    if (m_bDemo) {
+        return;  // nobody is to sign in there by hand
+    }
     SignInEntry entry = memory->Load();
     entry.address = first->GetHost();
     entry.port = first->GetPort();
@@ -104,8 +114,32 @@ void SignInDesk::OnSignIn(const SignInEntry& entry) {
     }
     memory->OnSignedIn(entry);
     first->SetConnectInfo(0, entry.address, entry.port, {}, {});
+    m_bDemo = entry.bDemo;
     m_login.LogIn(entry.user, entry.password);
+    m_bDemo = false;
     m_desk.Window().setFocus();
+}
+
+void SignInDesk::OnFetchPassword(const SignInEntry& entry) {
+    m_site.SignIn()->FetchPassword(
+        entry, [this, alive = std::weak_ptr(m_alive), entry](const std::optional<std::string>& password) {
+            if (!alive.expired() && m_card) {
+                m_card->TakePassword(entry, password);
+            }
+        });
+}
+
+void SignInDesk::OnForget(const SignInEntry& entry) {
+    m_site.SignIn()->Forget(entry);
+}
+
+void SignInDesk::OnStartDemo() {
+    m_site.SignIn()->StartDemo(
+        [this, alive = std::weak_ptr(m_alive)](const std::optional<SignInEntry>& entry) {
+            if (!alive.expired() && m_card) {
+                m_card->TakeDemo(entry);
+            }
+        });
 }
 
 void SignInDesk::OnSignInLanguage(std::uint16_t langid) {

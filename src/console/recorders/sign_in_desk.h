@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QtCore/QPointer>
+#include <memory>
 #include <string>
 
 #include "console/dialogs/sign_in_card.h"
@@ -39,6 +40,8 @@ public:
     // False without a card.
     bool Focus();
     bool IsShown() const { return m_card != nullptr; }
+    // Users of this host sign in here.
+    bool IsOffered() const;
     // The card, if there is one.
     const QWidget* Card() const { return m_card; }
     // Somebody logged in, by the card or otherwise: the next card offers this user.
@@ -49,6 +52,9 @@ public:
 private:
     void OnSignIn(const SignInEntry& entry) override;
     void OnSignInLanguage(std::uint16_t langid) override;
+    void OnFetchPassword(const SignInEntry& entry) override;
+    void OnForget(const SignInEntry& entry) override;
+    void OnStartDemo() override;
     void Place(QWidget& host);
     void Remove();
 
@@ -60,6 +66,8 @@ private:
     const RecorderList& m_recorders;
     QPointer<SignInCard> m_card;  // goes with the panel that it stands on
     std::string m_words;          // for the next card
+    bool m_bDemo = false;         // the session that begins is the demo's
+    const std::shared_ptr<bool> m_alive = std::make_shared<bool>(true);
 };
 
 }  // namespace kvmon

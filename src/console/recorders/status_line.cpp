@@ -6,6 +6,8 @@
 #include "channel/base/own_fault_texts.h"
 #include "channel/camera/base_camera.h"
 #include "channel/cell/video_wnd.h"
+#include "console/panel/console_controls.h"
+#include "console/panel/console_keys.h"
 #include "console/ports/desk.h"
 #include "console/recorders/sign_in_desk.h"
 #include "console/settings/fill_pattern.h"
@@ -33,6 +35,7 @@ constexpr std::uint32_t kStrRetryIn = 6870;
 constexpr std::uint32_t kStrRetryNow = 6871;
 constexpr std::uint32_t kStrLoggedOut = 6860;
 constexpr std::uint32_t kStrNoChannels = 6861;
+constexpr std::uint32_t kStrElsewhere = 7214;
 constexpr std::uint32_t kStrNothingToShow = 6862;
 constexpr const char* kBetween = " - ";
 constexpr std::uint32_t kStrManyConnected = 6319;
@@ -231,7 +234,11 @@ std::string StatusLine::NoticeText(const std::vector<LinkReport>& links) const {
         return LoadString(kStrLoggedOut);
     }
     if (worst.state != LinkState::kConnected) {
-        return LinkText(worst);
+        // Who waits in vain is told the way out.
+        const bool bElsewhere = worst.state >= LinkState::kNoAnswer && m_signIn.IsOffered();
+        return LinkText(worst) + (bElsewhere ? "\n" + FillPattern(LoadString(kStrElsewhere),
+                                                                  {ShortcutName(kCtlLogout).toStdString()})
+                                             : std::string());
     }
     const bool bEmpty = links.size() == 1 && m_recorders.GetServer(0)->GetChannelCount() == 0;
     return bEmpty ? FillPattern(LoadString(kStrNoChannels), {worst.name}) : LoadString(kStrNothingToShow);
