@@ -171,6 +171,7 @@ void AddProgramOptions(CLI::App& app, AppOptions& options, Given& given) {
                    "threads of each decoder, for few large pictures")
         ->check(CLI::Range(1, 16))
         ->capture_default_str();
+    app.add_option("--view", options.view, "name of the view or sequence of views to open");
     app.add_option("--data-dir", options.dataDir, "folder of the settings");
     auto* const picture =
         app.add_option("--picture", options.picture, "save what the window shows to a file, and end");
@@ -191,6 +192,7 @@ void AddWebOptions(CLI::App& app, AppOptions& options, Given& given) {
         ->needs(serve);
     serve->excludes(app.get_option("--picture"));
     serve->excludes(app.get_option("--keep"));
+    serve->excludes(app.get_option("--view"));
 }
 
 }  // namespace

@@ -20,6 +20,7 @@ struct AppOptions {
     std::string helpPath;
     std::set<std::string> given;  // the control's properties that the command line sets, by their names
     bool keep = false;            // for later starts, too
+    std::string view;             // to open; empty for none
     std::string dataDir;
     std::string picture;  // file to save the window's picture to; empty for none
     double pictureAfterSeconds = 5;

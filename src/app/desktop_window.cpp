@@ -4,17 +4,25 @@
 #include <QtGui/QIcon>
 #include <QtGui/QPixmap>
 #include <QtGui/QScreen>
+#include <cstdio>
 
 #include "app/guarded.h"
 #include "app/kept_properties.h"
 #include "app/window_place.h"
 #include "console/layout/view_geometry.h"
+#include "console/main_dlg.h"
+#include "console/settings/fill_pattern.h"
 #include "persist/orvo_registry.h"
+#include "persist/string_table.h"
+#include "platform/outside_text.h"
 #include "platform/text.h"
 
 namespace kvmon {
 
 namespace {
+
+constexpr std::uint32_t kStrWarning = 5026;
+constexpr std::uint32_t kStrNoView = 7117;
 
 QList<QRect> Displays() {
     QList<QRect> displays;
@@ -35,7 +43,9 @@ QIcon ProgramIcon() {
 }  // namespace
 
 DesktopWindow::DesktopWindow(const AppOptions& options, Clock& clock, KeyRing* keyRing)
-    : m_client(clock), m_signIn(m_client.Impl(), Registry(), keyRing, [this] { OnSignInChanged(); }) {
+    : m_client(clock),
+      m_signIn(m_client.Impl(), Registry(), keyRing, [this] { OnSignInChanged(); }),
+      m_strView(options.view) {
     setWindowTitle(QStringLiteral("kvmon"));
     setWindowIcon(ProgramIcon());
     setMinimumSize(kMinConsoleWidth, kMinConsoleHeight);
@@ -132,7 +142,18 @@ void DesktopWindow::ReturnToDisplay() {
 
 void DesktopWindow::Activate() {
     m_client.CreateControlWindow(this).show();
+    OpenView();
     m_known = PropertiesOf(m_client);  // the language may be another one, where the wanted one is missing
+}
+
+void DesktopWindow::OpenView() {
+    CTR450ClientImpl& impl = m_client.Impl();
+    if (m_strView.empty() || !impl.HasMainDlg() || impl.OpenView(m_strView)) {
+        return;
+    }
+    const std::string name = OutsideLine(m_strView);
+    std::fprintf(stderr, "kvmon: there is no view named %s\n", name.c_str());
+    impl.MainDlg()->ShowMessage(FillPattern(LoadString(kStrNoView), {name}), LoadString(kStrWarning));
 }
 
 bool DesktopWindow::SavePicture(const std::string& path) {

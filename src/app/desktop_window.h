@@ -19,7 +19,7 @@ public:
                            KeyRing* keyRing = nullptr);
     ~DesktopWindow() override;
 
-    // Creates the control and, if asked for, logs in.
+    // Creates the control and, if asked for, logs in and opens a named view.
     void Activate();
     // What a user sees now, as an image file by the name's ending. False if it could not be written.
     bool SavePicture(const std::string& path);
@@ -37,6 +37,8 @@ private:
     void OnChgLanguage(int language) override;
 
     std::string SiteAddress();
+    // When there is a wall to show it. A name that there is not is told in a box and on standard error.
+    void OpenView();
     // Keeps those of the changed properties that are to be kept.
     void OnSignInChanged();
     // Puts the window where it was the last time, as far as that place still exists.
@@ -48,7 +50,8 @@ private:
     SmbShares m_shares;
     CTR450Client m_client;
     KeptSignIn m_signIn;
-    PropertyBag m_known;  // the properties that are no change of this run
+    const std::string m_strView;  // to be opened at the start; empty for none
+    PropertyBag m_known;          // the properties that are no change of this run
     bool m_bShown = false;
 };
 

@@ -33,6 +33,8 @@ ConsoleParts::ConsoleParts(Desk& theDesk, Commands& theCommands, Timers& timers,
       wait(screens),
       sequential(desk, timers, spots, controls, view, settings),
       styles(view, sequential, controls),
+      views(desk, commands, timers, controls, view, sequential, screens, cameras, recorders),
+      drawer(desk, controls, view, styles, cells, cameras, recorders),
       busy(desk, timers, controls, view),
       audio(desk, active, controls),
       ptz(buttons, timers, active, clock),
@@ -73,6 +75,8 @@ void ConsoleParts::Start() {
     screens.Init();
     recorders.AddServer(site.GetServerIP(), site.GetServerPort(), {}, {});
     session.Logout();
+    views.Start();
+    drawer.Start();
 }
 
 void ConsoleParts::LoadSettings() {
@@ -92,6 +96,7 @@ void ConsoleParts::CloseSubjects() {
     windows.Close();
     options.CloseRecorders();
     events.Stop();
+    views.Stop();
 }
 
 void ConsoleParts::OnRefreshControls() {
@@ -128,6 +133,9 @@ void ConsoleParts::OnSecond() {
     binding.KeepThreads();
     serverClock.OnTick();
     session.SignIn().Update();
+    views.OnSecond();
+    status.SetNote(views.Note());
+    drawer.Update();
     status.OnTick();
     title.Update();
 }
@@ -135,6 +143,7 @@ void ConsoleParts::OnSecond() {
 void ConsoleParts::OnWallChanged() {
     binding.ShowRecorderOfActiveCell();
     session.SignIn().Update();
+    status.SetNote(views.Note());
     status.OnTick();
     title.Update();
 }
@@ -145,6 +154,10 @@ void ConsoleParts::OnPlacesChange() {
 
 void ConsoleParts::OnActiveCellChanged() {
     binding.ShowRecorderOfActiveCell();
+}
+
+void ConsoleParts::OnUserChose(bool bOtherCells) {
+    views.OnUserChose(bOtherCells);
 }
 
 void ConsoleParts::OnSecondPanelUnused() {

@@ -9,6 +9,7 @@
 #include "console/camera/ptz_panel.h"
 #include "console/camera/record_command.h"
 #include "console/camera/snapshot_command.h"
+#include "console/drawer/camera_drawer.h"
 #include "console/events/event_center.h"
 #include "console/options_command.h"
 #include "console/panel/console_controls.h"
@@ -23,6 +24,7 @@
 #include "console/site/help_window.h"
 #include "console/site/site_windows.h"
 #include "console/sound/audio_panel.h"
+#include "console/views/view_switch.h"
 #include "console/wall/active_camera.h"
 #include "console/wall/busy_state.h"
 #include "console/wall/camera_list.h"
@@ -83,6 +85,8 @@ public:
     WaitBox wait;
     SequentialMode sequential;
     StyleCommand styles;
+    ViewSwitch views;
+    CameraDrawer drawer;
     BusyState busy;
     AudioPanel audio;
     PtzPanel ptz;
@@ -105,6 +109,7 @@ public:
 private:
     void OnPlacesChange() override;
     void OnActiveCellChanged() override;
+    void OnUserChose(bool bOtherCells) override;
     void OnSecondPanelUnused() override;
     void OnPanelGoes() override;
 

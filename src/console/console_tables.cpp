@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "channel/base/cam_commands.h"
 #include "channel/base/channel_messages.h"
 #include "channel/camera/base_camera.h"
 #include "console/camera/camera_pages.h"
@@ -16,6 +17,8 @@
 #include "console/ports/console_messages.h"
 #include "console/ports/desk.h"
 #include "console/ports/panel_buttons.h"
+#include "console/views/views_dialog.h"
+#include "console/views/views_menu.h"
 #include "console/wall/view_commands.h"
 #include "server/recorder_list.h"
 #include "server/server_messages.h"
@@ -67,11 +70,25 @@ void TurnFullScreen(Parts& parts, int id) {
     parts.desk.RefreshCursor();
 }
 
+// Where there are fewer views the key is the preset's, as it is in pages that have none.
+void OpenViewOrPreset(Parts& parts, int id) {
+    if (!parts.desk.IsLoggedIn()) {
+        return;
+    }
+    const int place = id - kKeyFirstView;
+    const ConsoleControls::State preset = parts.controls.Get(kCmdPresetFirst + place);
+    if (static_cast<std::size_t>(place) < parts.views.List().All().size()) {
+        parts.views.OpenAt(static_cast<std::size_t>(place));
+    } else if (preset.shown && preset.enabled && !preset.busy) {
+        parts.commands.Press(kCmdPresetFirst + place);
+    }
+}
+
 void OpenMenu(Parts& parts, int) {
     const bool bInSession = parts.binding.IsInitialised() && parts.session.IsLoggedIn();
     OpenMainMenu(
         {parts.view.GetDisplayCount(), bInSession, parts.site.CanQuit(), parts.events.Events().UnreadCount()},
-        parts.spots, parts.commands);
+        parts.views, parts.spots, parts.commands);
 }
 
 // A page is its browser's to close: there the key leaves the session.
@@ -127,6 +144,10 @@ constexpr CommandRow kCommands[] = {
     {kCmdEvents, kCmdEvents, [](Parts& p, int) { p.events.OpenWindow(); }},
     {kCmdEMap, kCmdEMap, [](Parts& p, int) { p.windows.OpenEMap(); }},
     {kCmdDiskStatus, kCmdDiskStatus, [](Parts& p, int) { p.windows.OpenDiskStatus(); }},
+    {kKeyFirstView, kKeyLastView, OpenViewOrPreset},
+    {kCmdFirstView, kCmdLastView, [](Parts& p, int id) { p.views.OpenAt(static_cast<std::size_t>(id - kCmdFirstView)); }},
+    {kCtlCameraList, kCtlCameraList, [](Parts& p, int) { p.drawer.OnToggle(); }},
+    {kCmdViews, kCmdViews, [](Parts& p, int) { OpenViewsDialog(p.desk, p.views); }},
 };
 // clang-format on
 
@@ -231,6 +252,7 @@ constexpr TimerRow kTimers[] = {
     // The ticks prepare no pages: the cameras that a session has by then are those of the next one, which would
     // stream unseen for as long as the layout stands.
     {kTimerStopping, [](Parts& p) { p.session.OnStoppingTimer(); }},
+    {kTimerViewStep, [](Parts& p) { p.views.OnStepTimer(); }},
     {kTimerEvents, [](Parts& p) { p.events.OnTimer(); }},
     {kTimerPendingServers, [](Parts& p) { p.binding.BuildView(); }},
 };

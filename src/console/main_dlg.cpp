@@ -123,6 +123,7 @@ void CMainDlg::OnDestroy() {
     KillTimer(kTimerLogin);
     KillTimer(kTimerPrepare);
     KillTimer(kTimerSequential);
+    KillTimer(kTimerViewStep);
 }
 
 void CMainDlg::AutoLogin(const std::string& user, const std::string& password) {
@@ -149,6 +150,22 @@ void CMainDlg::OpenEMap(const std::string& user, const std::string& password) {
     m_parts->windows.OpenEMap(user, password);
 }
 
+std::string CMainDlg::ViewNames() const {
+    std::string names;
+    for (const NamedView& view : m_parts->views.List().All()) {
+        names += (names.empty() ? "" : "\n") + view.name;
+    }
+    return names;
+}
+
+bool CMainDlg::OpenView(const std::string& name) {
+    return m_parts->views.Open(name);
+}
+
+bool CMainDlg::SaveView(const std::string& name) {
+    return m_parts->views.Save(name);
+}
+
 void CMainDlg::OnTimer(std::uint32_t id) {
     if (!RunTimer(*m_parts, id)) {
         CXSkinDialog::OnTimer(id);
@@ -166,6 +183,7 @@ LParam CMainDlg::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) 
 void CMainDlg::resizeEvent(QResizeEvent* event) {
     CXSkinDialog::resizeEvent(event);
     m_parts->view.SetConsoleSize(width(), height());
+    m_parts->drawer.Update();
     m_parts->status.setGeometry(SkinStatusRect(size()));
     if (m_parts->session.SignIn().IsShown()) {
         m_parts->session.SignIn().Update();

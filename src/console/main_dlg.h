@@ -46,6 +46,10 @@ public:
     void SetDefServerName(const std::string& name);
     // Shows the help's button when there is an address.
     void SetHelpURL(const std::string& url);
+    // The named views: their names, a line each; opens one; saves the wall as one.
+    std::string ViewNames() const;
+    bool OpenView(const std::string& name);
+    bool SaveView(const std::string& name);
     // The first recorder's map, for this user.
     void OpenEMap(const std::string& user, const std::string& password);
 

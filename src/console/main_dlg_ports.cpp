@@ -168,8 +168,10 @@ void CMainDlg::OnLoginChanged() {
         m_parts->sequential.SetSequentialMode(false);
     }
     EnableChildren(bLoggedIn);
+    m_parts->drawer.Update();
     m_parts->session.SignIn().Update();
     m_parts->status.OnTick();
+    m_parts->views.OnLoginChanged();
     m_parts->title.Update();
     m_parts->controls.SetPressed(kCtlLogout, bLoggedIn);
     if (CXSkinODButton* const logout = GetButton(kCtlLogout)) {

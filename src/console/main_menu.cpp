@@ -7,6 +7,7 @@
 #include "console/panel/console_keys.h"
 #include "console/ports/commands.h"
 #include "console/site/site_windows.h"
+#include "console/views/views_menu.h"
 #include "console/wall/menu_spot.h"
 #include "persist/string_table.h"
 #include "skin/bc_menu.h"
@@ -25,7 +26,8 @@ std::string WithKey(std::uint32_t text, int command) {
 
 }  // namespace
 
-void OpenMainMenu(const MainMenuState& state, const MenuSpots& spots, Commands& commands) {
+void OpenMainMenu(const MainMenuState& state, const ViewSwitch& views, const MenuSpots& spots,
+                  Commands& commands) {
     const MenuSpot spot = spots.Find(kCtlMainMenu);
     const unsigned displays = state.displays > 1                      ? MF_CHECKED
                               : QGuiApplication::screens().size() > 1 ? 0u
@@ -34,6 +36,7 @@ void OpenMainMenu(const MainMenuState& state, const MenuSpots& spots, Commands& 
     menu->AppendMenu(0, kCtlGotoPage1, LoadString(6241));
     menu->AppendMenu(0, kCtlOptions, LoadString(6206));
     menu->AppendMenu(displays, kCtlMultiScreens, LoadString(6204));
+    AppendViewsMenu(*menu, views, state.bInSession);
     menu->AppendMenu(MF_SEPARATOR, 0, {});
     const unsigned inSession = state.bInSession ? 0u : MF_GRAYED;
     const std::string events = LoadString(kCmdEvents);

@@ -7,6 +7,7 @@ namespace kvmon {
 
 class Commands;
 class MenuSpots;
+class ViewSwitch;
 
 struct MainMenuState {
     int displays = 1;         // that the wall covers now
@@ -16,6 +17,7 @@ struct MainMenuState {
 };
 
 // Command kCtlMainMenu.
-void OpenMainMenu(const MainMenuState& state, const MenuSpots& spots, Commands& commands);
+void OpenMainMenu(const MainMenuState& state, const ViewSwitch& views, const MenuSpots& spots,
+                  Commands& commands);
 
 }  // namespace kvmon

@@ -79,6 +79,12 @@ CallResult Command(CTR450ClientImpl& impl, Arguments arguments) {
     return result ? Long(*result) : CallResult{};
 }
 
+template <typename Do>
+CallResult WithView(const Variant& value, Do act) {
+    const std::string* const name = AsText(value);
+    return name != nullptr ? Long(act(*name) ? 1 : 0) : CallResult{CallStatus::BadArguments, {}};
+}
+
 CallResult AutoLogin(CTR450ClientImpl& impl, Arguments arguments) {
     const std::string* const auth = AsText(arguments[0]);
     if (auth == nullptr) {
@@ -166,6 +172,11 @@ constexpr AutomationMember kMembers[] = {
      [](Impl& impl, Arguments a) {
          return PutText(a[0], [&](const std::string& text) { impl.SetLanguage(ParseDecimal(text)); });
      }},
+    {22, "ViewNames", kMethod, 0, 0, [](Impl& impl, Arguments) { return Text(impl.ViewNames()); }},
+    {23, "OpenView", kMethod, 1, 1,
+     [](Impl& impl, Arguments a) { return WithView(a[0], [&](auto& name) { return impl.OpenView(name); }); }},
+    {24, "SaveView", kMethod, 1, 1,
+     [](Impl& impl, Arguments a) { return WithView(a[0], [&](auto& name) { return impl.SaveView(name); }); }},
 };
 
 bool IsMemberName(std::string_view text, std::string_view name) {

@@ -126,6 +126,18 @@ void CTR450ClientImpl::TestEMap(const std::string& authText) {
     }
 }
 
+std::string CTR450ClientImpl::ViewNames() const {
+    return m_pMainDlg ? m_pMainDlg->ViewNames() : std::string();
+}
+
+bool CTR450ClientImpl::OpenView(const std::string& name) {
+    return m_pMainDlg && m_pMainDlg->OpenView(name);
+}
+
+bool CTR450ClientImpl::SaveView(const std::string& name) {
+    return m_pMainDlg && m_pMainDlg->SaveView(name);
+}
+
 void CTR450ClientImpl::Logout() {
     if (m_pMainDlg) {
         m_bLogin = false;

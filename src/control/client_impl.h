@@ -78,6 +78,12 @@ public:
     // Text that is no credential is ignored.
     void AutoLogin(const std::string& authText);
     void Logout();
+    // The named views, a name a line.
+    std::string ViewNames() const;
+    // True if there is such a view; without a wall it opens with the next one.
+    bool OpenView(const std::string& name);
+    // The present wall under this name. False without one, and for a name that is none.
+    bool SaveView(const std::string& name);
     // Shows the recorder's site map for this user. Text that is no credential is ignored.
     void TestEMap(const std::string& authText);
     void ChangeSize(int width, int height);

@@ -7,11 +7,14 @@
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QDialog>
 #include <QtWidgets/QDialogButtonBox>
+#include <QtWidgets/QMessageBox>
 #include <QtWidgets/QPushButton>
 #include <sstream>
 
 #include "app/app_options.h"
 #include "app/desktop_window.h"
+#include "console/console_parts.h"
+#include "console/main_dlg.h"
 #include "persist/orvo_registry.h"
 #include "persist/string_table.h"
 #include "persist/utilities.h"
@@ -100,6 +103,29 @@ TEST_F(DesktopWindowTest, ALanguageOnceChosenStaysAndAnOptionHoldsForItsRun) {
     EXPECT_EQ(Registry().GetProfileInt("Desktop", "Language", 99), 7u);
     EXPECT_EQ(Registry().GetProfileInt("Desktop", "ServerPort", 99), 99u);
     EXPECT_EQ(Registry().GetProfileString("Desktop", "Username", "none"), "none");
+}
+
+TEST_F(DesktopWindowTest, AViewIsOpenedWithTheWall) {
+    const auto console = [](DesktopWindow& window) {
+        return dynamic_cast<CMainDlg*>(window.findChild<QWidget*>(QStringLiteral("console")));
+    };
+    const auto styleOf = [&](DesktopWindow& window) { return console(window)->Parts().view.GetStyle(); };
+    Run({}, [&](DesktopWindow& window) {
+        ASSERT_TRUE(PumpUntil([&] { return styleOf(window) == VIEW_STYLE_4CH; }));
+        ASSERT_TRUE(PumpUntil([&] { return console(window)->SaveView("Night"); }));
+        console(window)->Press(kCtlFirstStyle);
+        ASSERT_TRUE(PumpUntil([&] { return styleOf(window) == VIEW_STYLE_SINGLE_1CH; }));
+    });
+    Run({"--view", "Night"}, [&](DesktopWindow& window) {
+        EXPECT_EQ(window.findChild<QMessageBox*>(), nullptr);
+        EXPECT_TRUE(PumpUntil([&] { return console(window)->Parts().views.Current() == "Night"; }));
+        EXPECT_EQ(styleOf(window), VIEW_STYLE_4CH);
+    });
+    Run({"--view", "Noon"}, [&](DesktopWindow& window) {
+        auto* const box = window.findChild<QMessageBox*>();
+        ASSERT_NE(box, nullptr);
+        EXPECT_THAT(box->text().toStdString(), testing::HasSubstr("Noon"));
+    });
 }
 
 // Another program has the file, and lets go of it only at the end.

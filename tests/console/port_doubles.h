@@ -106,6 +106,7 @@ public:
     void OnPlacesChange() override {}
     void OnWallChanged() override {}
     void OnActiveCellChanged() override {}
+    void OnUserChose(bool) override {}
     void OnSecondPanelUnused() override {}
     void OnWallMoved() override {}
     void OnPanelGoes() override {}

@@ -135,6 +135,11 @@ TEST_F(Automation, EachMemberGivesWhatItIsToldTo) {
         {21, "Language", kGet, {}, kOk, text("11"), {}},
         {21, "Language", kPut, {text("garbage")}, kOk, {}, {}},  // no digits are 0
         {21, "Language", kGet, {}, kOk, text("0"), {}},
+        {22, "ViewNames", kMethod, {}, kOk, text(""), {}},
+        {23, "OpenView", kMethod, {text("Night")}, kOk, 0, {}},
+        {23, "OpenView", kMethod, {5}, kBad, {}, {}},
+        {24, "SaveView", kMethod, {text("Night")}, kOk, 0, {}},  // nobody is logged in
+        {24, "SaveView", kMethod, {}, kBad, {}, {}},
     };
     std::set<std::pair<std::string, MemberKind>> called;
     for (const bool bConsole : {false, true}) {

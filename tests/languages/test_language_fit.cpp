@@ -25,6 +25,7 @@
 #include "console/events/event_window.h"
 #include "console/settings/fill_pattern.h"
 #include "console/sound/send_sound_dlg.h"
+#include "console/views/views_dialog.h"
 #include "console_fixture.h"
 #include "control/languages.h"
 #include "persist/language_module.h"
@@ -201,6 +202,14 @@ TEST_F(LanguageFit, DialogsOfSettings) {
         ExpectFitsWith(card, *card.findChild<QLabel*>(QStringLiteral("message")),
                        {6150, 6152, 6153, 6154, 6155, 6156, 6157, 6160, 6161, 6162, 6163, 6164, 6166, 7204,
                         7205, 7210, 7211, 7212, 7213});
+        NamedView tour;
+        tour.name = "Tour";
+        tour.steps = {{"Night shift", 3600}};
+        NamedView night;
+        night.name = "Night shift";
+        ViewsDialog views({tour, night}, night, nullptr);
+        ExpectFitsWith(views, *views.findChild<QLabel*>(QStringLiteral("message")),
+                       {7112, 7113, 7114, 7115, 7116});
         PipDialog pip({}, {0, 1, 2, 3}, 3, nullptr);
         ExpectFits(pip);
         IntervalDialog interval(3600, nullptr);

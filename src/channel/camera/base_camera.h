@@ -100,6 +100,9 @@ public:
     void SetDigitalZoom(bool bOn);
     bool IsDigitalZoom() const;
     int GetDigitalZoomLevel() const;
+    // The zoom with its place, to come back to it later.
+    DigitalZoom::State GetZoom() const;
+    void RestoreZoom(const DigitalZoom::State& state);
     // The width on the screen over the width shown; -1 when nothing is shown.
     float GetDZZoomFactor() const;
     // Moves or zooms for a command of the panel; the outcome is posted to the cell as if a camera told it.

@@ -37,6 +37,19 @@ int CBaseCamera::GetDigitalZoomLevel() const {
     return m_core->m_zoom.GetLevel();
 }
 
+DigitalZoom::State CBaseCamera::GetZoom() const {
+    const std::lock_guard lock(m_core->m_csZoom);
+    return m_core->m_zoom.Get();
+}
+
+void CBaseCamera::RestoreZoom(const DigitalZoom::State& state) {
+    SetDigitalZoom(state.bOn);
+    m_core->ChangeZoom([&state](DigitalZoom& zoom) {
+        zoom.Restore(state);
+        return true;
+    });
+}
+
 float CBaseCamera::GetDZZoomFactor() const {
     const PixelRect drawn = m_core->m_picture.GetDrawRect();
     const std::lock_guard lock(m_core->m_csZoom);

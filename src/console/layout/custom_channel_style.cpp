@@ -42,9 +42,6 @@ CCustomChannelStyle::CCustomChannelStyle()
     : m_arrays{CChannelArray(16), CChannelArray(20), CChannelArray(20), CChannelArray(25),
                CChannelArray(36), CChannelArray(42), CChannelArray(42)} {}
 
-CChannelArray& CCustomChannelStyle::GetCurrent() {
-    return m_arrays[Selected()];
-}
 std::uint32_t CCustomChannelStyle::GetRows() const {
     return kGrids[Selected()].rows;
 }

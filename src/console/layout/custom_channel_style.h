@@ -19,7 +19,8 @@ public:
 
     // A style out of range acts as 0 in all that selects by it.
     std::uint32_t GetStyle() const { return m_nStyle; }
-    CChannelArray& GetCurrent();
+    CChannelArray& GetCurrent() { return Get(Selected()); }
+    CChannelArray& Get(std::uint32_t style) { return m_arrays[style < kStyleCount ? style : 0]; }
     std::uint32_t GetRows() const;
     std::uint32_t GetColumns() const;
     std::uint32_t GetPageSize() const { return GetRows() * GetColumns(); }

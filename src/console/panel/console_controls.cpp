@@ -68,6 +68,7 @@ constexpr SkinControlRow kTools[] = {
     {"Button", "Page List",           kHidden,      970, 267,   8, 24, kCtlPageMenu,           kButton, kPlain,  6226},
     {"Button", "Manual Recording",    kHidden,      850, 364,  18, 18, kCtlRecord,             kButton, kToggle, 3528},
     {"Button", "Preset List",         kHidden,      929, 364,  18, 18, kCtlPresetMenu,         kButton, kPlain,  6227},
+    {"Button", "Camera List",         kShown,       881,  12,  30, 28, kCtlCameraList,         kButton, kToggle, 7102},
     {"Button", "Order Reset",         kShown,       915,  12,  30, 28, kCtlOrderReset,         kButton, kPlain,  6202},
     {"Button", "Menu",                kShown,       949,  12,  30, 28, kCtlMainMenu,           kButton, kPlain,  6203},
     {"Button", "Second Display",      kShown,       813, 626,  30, 28, kCtlMultiScreens,       kButton, kToggle, 6204},

@@ -31,6 +31,7 @@ enum ControlId : int {
     kCtlCameraSettings = 1610,
     kCtlMainMenu = 1612,
     kCtlRecorders = 1613,
+    kCtlCameraList = 1614,
     kCtlPipSettings = 1650,
     kCtlFirstStyle = 1651,
     kCtlPip = 1652,

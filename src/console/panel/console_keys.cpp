@@ -17,7 +17,9 @@ namespace kvmon {
 namespace {
 
 constexpr int kCtrl = static_cast<int>(Qt::ControlModifier);
+constexpr int kAlt = static_cast<int>(Qt::AltModifier);
 constexpr int kPad = static_cast<int>(Qt::KeypadModifier);
+constexpr std::uint32_t kStrViews = 7100;
 
 // The first key of a command is the one that its tool tip tells.
 constexpr ConsoleKey kKeys[] = {
@@ -65,18 +67,29 @@ constexpr ConsoleKey kKeys[] = {
     {Qt::Key_Comma, kCmdFocusNear, true, 0},
     {Qt::Key_Period, kCmdFocusFar, true, 0},
     {Qt::Key_N, kCtlPresetMenu, false, 0},
-    {Qt::Key_1 | kCtrl, kCmdPresetFirst, false, 0},
-    {Qt::Key_2 | kCtrl, kCmdPresetFirst + 1, false, 0},
-    {Qt::Key_3 | kCtrl, kCmdPresetFirst + 2, false, 0},
-    {Qt::Key_4 | kCtrl, kCmdPresetFirst + 3, false, 0},
-    {Qt::Key_5 | kCtrl, kCmdPresetFirst + 4, false, 0},
-    {Qt::Key_6 | kCtrl, kCmdPresetFirst + 5, false, 0},
-    {Qt::Key_7 | kCtrl, kCmdPresetFirst + 6, false, 0},
-    {Qt::Key_8 | kCtrl, kCmdPresetFirst + 7, false, 0},
-    {Qt::Key_9 | kCtrl, kCmdPresetFirst + 8, false, 0},
+    {Qt::Key_1 | kAlt, kCmdPresetFirst, false, 0},
+    {Qt::Key_2 | kAlt, kCmdPresetFirst + 1, false, 0},
+    {Qt::Key_3 | kAlt, kCmdPresetFirst + 2, false, 0},
+    {Qt::Key_4 | kAlt, kCmdPresetFirst + 3, false, 0},
+    {Qt::Key_5 | kAlt, kCmdPresetFirst + 4, false, 0},
+    {Qt::Key_6 | kAlt, kCmdPresetFirst + 5, false, 0},
+    {Qt::Key_7 | kAlt, kCmdPresetFirst + 6, false, 0},
+    {Qt::Key_8 | kAlt, kCmdPresetFirst + 7, false, 0},
+    {Qt::Key_9 | kAlt, kCmdPresetFirst + 8, false, 0},
+    {Qt::Key_0 | kAlt, kCmdPresetLast, false, 0},
     {Qt::Key_0 | kCtrl, kCmdPresetLast, false, 0},
+    {Qt::Key_1 | kCtrl, kKeyFirstView, false, kStrViews},
+    {Qt::Key_2 | kCtrl, kKeyFirstView + 1, false, kStrViews},
+    {Qt::Key_3 | kCtrl, kKeyFirstView + 2, false, kStrViews},
+    {Qt::Key_4 | kCtrl, kKeyFirstView + 3, false, kStrViews},
+    {Qt::Key_5 | kCtrl, kKeyFirstView + 4, false, kStrViews},
+    {Qt::Key_6 | kCtrl, kKeyFirstView + 5, false, kStrViews},
+    {Qt::Key_7 | kCtrl, kKeyFirstView + 6, false, kStrViews},
+    {Qt::Key_8 | kCtrl, kKeyFirstView + 7, false, kStrViews},
+    {Qt::Key_9 | kCtrl, kKeyFirstView + 8, false, kStrViews},
     {Qt::Key_Right | kCtrl, kKeyNextCamera, false, 6980},
     {Qt::Key_Left | kCtrl, kKeyPreviousCamera, false, 6981},
+    {Qt::Key_C, kCtlCameraList, false, 0},
     {Qt::Key_F10, kCtlMainMenu, false, 0},
     {Qt::Key_O, kCtlOptions, false, 0},
     {Qt::Key_L, kCtlLanguage, false, 0},
@@ -99,11 +112,12 @@ int KeyOf(const QKeyEvent& event) {
     if (modifiers.testFlag(Qt::KeypadModifier) && key >= Qt::Key_0 && key <= Qt::Key_9) {
         key |= kPad;
     }
+    key |= modifiers.testFlag(Qt::AltModifier) ? kAlt : 0;
     return modifiers.testFlag(Qt::ControlModifier) ? key | kCtrl : key;
 }
 
 const ConsoleKey* FindKey(const QKeyEvent& event) {
-    if (event.modifiers().testFlag(Qt::AltModifier) || event.modifiers().testFlag(Qt::MetaModifier)) {
+    if (event.modifiers().testFlag(Qt::MetaModifier)) {
         return nullptr;
     }
     const int key = KeyOf(event);

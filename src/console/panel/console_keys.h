@@ -17,7 +17,7 @@ class Timers;
 
 // One key and its command.
 struct ConsoleKey {
-    int key;             // Qt::Key, with Qt::KeypadModifier and Qt::ControlModifier where they belong to it
+    int key;             // Qt::Key, with its modifiers where they belong to it
     int command;         // of the console's table, or one of those below
     bool held;           // steers the camera's head as long as it is down
     std::uint32_t text;  // what it does, for commands whose control has no text
@@ -29,6 +29,8 @@ inline constexpr int kKeyPreviousPage = -2;
 inline constexpr int kKeyHelp = -3;
 inline constexpr int kKeyNextCamera = -4;
 inline constexpr int kKeyPreviousCamera = -5;
+inline constexpr int kKeyFirstView = -19;
+inline constexpr int kKeyLastView = -11;
 inline constexpr int kKeyQuit = -20;
 
 constexpr bool IsOfKeysAlone(int command) {

@@ -52,7 +52,9 @@ std::vector<Line> Lines(const PanelButtons& buttons) {
     for (const ConsoleKey& row : ConsoleKeyTable()) {
         const auto known = std::find_if(lines.begin(), lines.end(),
                                         [&row](const Line& line) { return line.command == row.command; });
-        if (known != lines.end()) {
+        if (row.command > kKeyFirstView && row.command <= kKeyLastView) {
+            lines.back().keys = ShortcutName(kKeyFirstView) + "..." + KeyName(row.key).right(1);
+        } else if (known != lines.end()) {
             known->keys += ", " + KeyText(row.key);
         } else {
             lines.push_back({row.command, KeyText(row.key), TextOf(buttons, row)});

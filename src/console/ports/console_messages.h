@@ -28,5 +28,6 @@ inline constexpr std::uint32_t kTimerPendingServers = 1016;
 inline constexpr std::uint32_t kTimerEvents = 2100;
 inline constexpr std::uint32_t kTimerSecond = 1100;      // of our own: what is looked at once a second
 inline constexpr std::uint32_t kTimerKeyRelease = 1102;  // of our own: a released key is no repeat
+inline constexpr std::uint32_t kTimerViewStep = 1103;    // of our own: the next view of a sequence
 
 }  // namespace kvmon

@@ -13,6 +13,8 @@ public:
     // The layout or the cameras are others: what is written about them must follow.
     virtual void OnWallChanged() = 0;
     virtual void OnActiveCellChanged() = 0;
+    // The user has chosen a style, a page or a camera, or has given cells other cameras.
+    virtual void OnUserChose(bool bOtherCells) = 0;
     // The view has taken its windows from the second display.
     virtual void OnSecondPanelUnused() = 0;
     // The wall is on another window, or that window has another size: what lies over it must move, too.

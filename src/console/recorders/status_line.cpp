@@ -260,7 +260,8 @@ void StatusLine::OnTick() {
     int live = 0;
     int shown = 0;
     CountChannels(&live, &shown);
-    const QString line = QString::fromStdString(StatusText(links, live, shown, CountUsable()));
+    const QString line = QString::fromStdString(StatusText(links, live, shown, CountUsable()) +
+                                                (m_note.empty() ? m_note : kBetween + m_note));
     ShowNotice(NoticeText(links));
     const LinkState state = WorstLink(links).value_or(LinkReport()).state;
     const bool bAllLive = live >= shown;

@@ -49,6 +49,8 @@ public:
     // A round of queries failed.
     void OnFailure(const CKelvaraInfo* server);
     void OnTick();
+    // What else there is to say, behind the state; from the next tick on.
+    void SetNote(const std::string& text) { m_note = text; }
     void OnRecorderRemoved(const CKelvaraInfo& server) override;
 
 protected:
@@ -76,6 +78,7 @@ private:
     WallNotice m_notice;
     WallNotice m_secondNotice;  // on the second display
     std::map<const CKelvaraInfo*, Link> m_links;
+    std::string m_note;
     LinkState m_state = LinkState::kIdle;
     bool m_bAllLive = true;  // of the channels on show
 };

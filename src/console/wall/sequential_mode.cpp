@@ -71,6 +71,9 @@ void SequentialMode::OnPrepareTimer() {
 }
 
 void SequentialMode::OnBtnSequential() {
+    if (m_controls.IsPressed(kCtlSequential)) {
+        m_view.NoteChoice();
+    }
     // The press may have been on its way when the session ended.
     SetSequentialMode(m_controls.IsPressed(kCtlSequential) && m_desk.IsLoggedIn());
 }

@@ -8,6 +8,7 @@
 namespace kvmon {
 
 void StyleCommand::SelectStyle(ViewStyle style) {
+    m_view.NoteChoice();
     const bool bOnePage = IsPageStyle(style) && m_view.GetShowableCount() <= m_view.Orders().PageSize(style);
     m_view.ShowCombo(style != VIEW_STYLE_PIP && !bOnePage);
     if (style == VIEW_STYLE_PIP) {
@@ -31,6 +32,7 @@ void StyleCommand::SelectCustomStyle(std::uint32_t customStyle) {
     if (m_view.GetStyle() == VIEW_STYLE_CUSTOM && customStyle == m_view.Orders().Custom().GetStyle()) {
         return;
     }
+    m_view.NoteChoice();
     m_view.Orders().Custom().SetStyleAndPage(0, customStyle);
     const bool bOnePage = m_view.GetShowableCount() <= m_view.Orders().PageSize(VIEW_STYLE_CUSTOM);
     m_view.ShowCombo(!bOnePage);

@@ -28,6 +28,8 @@ namespace kvmon {
 
 namespace {
 
+constexpr int kMostEmptyCells = 1024;
+
 QRect ScreenRect(const QWidget& widget) {
     return {widget.mapToGlobal(QPoint(0, 0)), widget.size()};
 }
@@ -52,7 +54,10 @@ ViewController::ViewController(Desk& desk, Commands& commands, WallEvents& event
     m_combo->setObjectName(QStringLiteral("pageCombo"));
     m_combo->setAccessibleName(Text(4004));
     m_combo->hide();
-    QObject::connect(m_combo.get(), &QComboBox::activated, &desk.Window(), [this] { OnSelchangePage(); });
+    QObject::connect(m_combo.get(), &QComboBox::activated, &desk.Window(), [this] {
+        NoteChoice();
+        OnSelchangePage();
+    });
 }
 
 ViewController::~ViewController() = default;
@@ -72,7 +77,7 @@ void ViewController::UpdateChannelArray() {
     const auto sum = static_cast<std::uint32_t>(CountShowable());
     m_uShowableCameraCount = sum;
     Trace("CMainDlg::UpdateChannelArray: m_uShowableCameraCount=%d...\n", GetShowableCount());
-    if (sum >= kCameraWarnCount && !m_bUpperLimitWarned) {
+    if (static_cast<int>(sum) - m_emptyCells >= kCameraWarnCount && !m_bUpperLimitWarned) {
         m_bUpperLimitWarned = true;
         m_desk.ShowMessage(LoadString(3566), LoadString(5026));
     }
@@ -84,7 +89,7 @@ void ViewController::UpdateChannelArray() {
 int ViewController::CountShowable() const {
     const ConsoleOptions& options = m_settings.options;
     const CameraList& cameras = m_cameras;
-    int sum = cameras.GetCount();
+    int sum = cameras.GetCount() + m_emptyCells;
     for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
         if (m_recorders.GetServer(i)->GetCameraCount() == 0) {
             sum += std::max(m_recorders.GetServer(i)->CountChannels(
@@ -101,6 +106,15 @@ void ViewController::ShowStyleButtons() {
         const bool bPresent = m_nStyle < kViewStyleCount && id == StyleButtonId(CheckedStyle());
         m_controls.SetShown(id, m_uShowableCameraCount >= kManyCameras || bPresent);
     }
+}
+
+void ViewController::SetEmptyCells(int count) {
+    m_emptyCells = std::clamp(count, 0, kMostEmptyCells);
+    UpdateChannelArray();
+}
+
+void ViewController::NoteChoice() {
+    m_events.OnUserChose(false);
 }
 
 void ViewController::OnSessionEnd() {
@@ -185,7 +199,44 @@ void ViewController::OnVideoWndMove(int channel, const QPoint& drop) {
     } else if (!SwapCells(*m_orders.Find(CheckedStyle()), *swap)) {
         return;
     }
+    m_events.OnUserChose(true);
     ViewStyleChanged(m_nStyle);
+}
+
+bool ViewController::PutCamera(int channel, const CVideoWnd* target) {
+    const int window = m_cells.IndexOf(target);
+    if (!m_cameras.IsChannel(channel) || window < 0 || !target->isVisible()) {
+        return false;
+    }
+    if (m_nStyle == VIEW_STYLE_SINGLE_1CH) {
+        GoToCamera(channel);
+        return true;
+    }
+    const auto wanted = static_cast<std::uint32_t>(channel);
+    if (m_nStyle == VIEW_STYLE_PIP) {
+        auto& list = m_orders.PipList();
+        if (window >= static_cast<int>(list.size()) || list[static_cast<std::size_t>(window)] == wanted) {
+            return false;
+        }
+        std::replace(list.begin(), list.end(), wanted, list[static_cast<std::size_t>(window)]);
+        list[static_cast<std::size_t>(window)] = wanted;
+    } else {
+        // The second display's cells are those of the next page.
+        CChannelArray& array = *m_orders.Find(CheckedStyle());
+        const int shown = static_cast<int>(array.GetPageSize()) * GetDisplayCount();
+        const std::uint32_t to =
+            array.GetCurPage() * array.GetPageSize() + static_cast<std::uint32_t>(window);
+        const std::uint32_t from = array.FindChannel(wanted);
+        if (window >= shown || to >= array.GetTotalCount() || to == from) {
+            return false;
+        }
+        array.SetIdx(from, array.GetIdx(to));
+        array.SetIdx(to, wanted);
+        array.SetCurAct(wanted);
+    }
+    m_events.OnUserChose(true);
+    ViewStyleChanged(m_nStyle);
+    return true;
 }
 
 void ViewController::RepaintNeighbours(int index) {

@@ -57,6 +57,8 @@ public:
     // The cameras in the list, and for a recorder whose list has not come yet the channels that it is known
     // to have.
     int CountShowable() const;
+    // So many cells beyond the cameras' are there to stay empty; counted like cameras.
+    void SetEmptyCells(int count);
     // Nothing is shown any more; the orders and their pages stay for the next session.
     void OnSessionEnd();
 
@@ -86,9 +88,15 @@ public:
     // The cell that the channel would change places with if it were dropped there; null for none.
     CVideoWnd* FindDropTarget(int channel, const QPoint& drop);
     void GoToCamera(int channel);
+    // The camera's place and the cell's change, or in the single style the cell shows it. False for a cell
+    // that is not on show or has the camera already.
+    bool PutCamera(int channel, const CVideoWnd* target);
     void RepaintNeighbours(int window);
     // A channel's name changed.
     void RepaintCaptions();
+
+    // Tells that the user chose what is shown.
+    void NoteChoice();
 
     // --- the active window
     void ActivateWindow(CVideoWnd* window);
@@ -119,6 +127,8 @@ public:
 
     // The console's size changed.
     void SetConsoleSize(int width, int height);
+    // What stands at the left of the wall takes this much of it.
+    void SetLeftMargin(int width);
     // Where the wall is in the window that has it: the console, or a panel.
     QRect WallIn(const QWidget& host) const;
 
@@ -157,11 +167,13 @@ private:
     int m_nStyle = kViewStyleCount;
     int m_nSavedStyle = 0;
     PixelRect m_rcView;
+    int m_leftMargin = 0;
     int m_displays = 1;
     std::optional<std::string> m_pipKey;  // where the next one was read
     std::uint32_t m_pipChildren = 0;
     bool m_bMaxViewMode = false;
     std::uint32_t m_uShowableCameraCount = 0;
+    int m_emptyCells = 0;
     bool m_bUpperLimitWarned = false;
     QPointer<QWidget> m_fullScreen;
     QPointer<QWidget> m_second;

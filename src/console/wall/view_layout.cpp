@@ -178,7 +178,17 @@ QRect ViewController::WallIn(const QWidget& host) const {
 
 void ViewController::SetConsoleSize(int width, int height) {
     m_rcView = ViewRectOfConsole(width, height);
+    m_rcView.left += m_leftMargin;
     PlaceCells();
+}
+
+void ViewController::SetLeftMargin(int width) {
+    if (width != m_leftMargin) {
+        m_rcView.left += width - m_leftMargin;
+        m_leftMargin = width;
+        PlaceCells();
+        m_events.OnWallMoved();
+    }
 }
 
 void ViewController::PlaceCells() {

@@ -9,6 +9,7 @@
 #include "console/panel/console_controls.h"
 #include "console/ports/commands.h"
 #include "console/ports/desk.h"
+#include "console/ports/wall_events.h"
 #include "console/settings/console_settings.h"
 #include "console/wall/camera_list.h"
 #include "console/wall/heard_camera.h"
@@ -125,6 +126,7 @@ void ViewController::TurnPage(int by) {
     if (count < 2) {
         return;
     }
+    NoteChoice();
     m_combo->setCurrentIndex((SelectedItem() + by + count) % count);
     OnSelchangePage();
 }
@@ -169,11 +171,14 @@ void ViewController::SetMaxViewMode(bool on) {
 void ViewController::ResetDisplayOrder() {
     Trace("CMainDlg::OnBtnDisplayOrderReset: this=0x%x...\n",
           static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(&m_desk.Window())));
+    m_events.OnUserChose(true);
+    SetEmptyCells(0);
     m_orders.ResetOrder();
     OnSelchangePage();
 }
 
 void ViewController::GoToCamera(int channel) {
+    NoteChoice();
     if (m_nStyle == VIEW_STYLE_PIP) {
         ShowCombo(true);
         ActivateWindow(m_cells.Get(channel));

@@ -1,5 +1,6 @@
 // The view as it is stored between sessions, under the key named after the first server.
 #include <QtWidgets/QComboBox>
+#include <algorithm>
 
 #include "channel/cell/video_wnd.h"
 #include "console/panel/console_controls.h"
@@ -14,6 +15,7 @@ namespace kvmon {
 namespace {
 
 constexpr std::string_view kPipChildren = "PIPChildChannel";
+constexpr std::string_view kEmptyCells = "EmptyCells";
 
 }  // namespace
 
@@ -39,6 +41,9 @@ void ViewController::SaveViewState(const std::string& key) {
     COrvoRegistry& registry = Registry();
     const COrvoRegistry::Batch together(registry);
     m_orders.Save(registry, key);
+    if (m_emptyCells != 0 || registry.GetProfileInt(key, kEmptyCells, 0) != 0) {
+        registry.WriteProfileInt(key, kEmptyCells, static_cast<std::uint32_t>(m_emptyCells));
+    }
     registry.WriteProfileInt(key, "ViewStyle", static_cast<std::uint32_t>(m_nStyle));
     // The single style's page is the active window's camera, as its place in the combo.
     const int page = m_nStyle == VIEW_STYLE_SINGLE_1CH
@@ -53,6 +58,8 @@ void ViewController::SaveViewState(const std::string& key) {
 
 void ViewController::LoadViewState(const std::string& key) {
     const COrvoRegistry& registry = Registry();
+    // Before the orders, whose numbers go beyond the cameras' by these.
+    SetEmptyCells(static_cast<int>(std::min(registry.GetProfileInt(key, kEmptyCells, 0), 0xFFFFu)));
     m_orders.Load(registry, key);
 
     const bool bManyCameras = GetShowableCount() >= kManyCameras;

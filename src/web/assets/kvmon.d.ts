@@ -69,6 +69,12 @@ export interface TR450Client extends HTMLElement {
   UnpreparePlaybackData(): Promise<null>;
   TestEMap(auth: string): Promise<null>;
   IELogout(): Promise<null>;
+  /** The named views, a name a line. */
+  ViewNames(): Promise<string>;
+  /** 1, or 0 when there is no view of this name. Before there is a wall it opens with it. */
+  OpenView(name: string): Promise<number>;
+  /** The present wall under this name: 1, or 0 when there is no wall or no place for it. */
+  SaveView(name: string): Promise<number>;
 
   /** The element, for scripts of old pages that ask an object for its control. */
   readonly object: TR450Client;

@@ -6,7 +6,8 @@
     AuthData: String, Language: String,
   };
   const METHODS = ['Login', 'Logout', 'Command', 'SetLanguage', 'GetLanguage', 'CheckCamera', 'AutoLogin',
-    'PreparePlaybackData', 'UnpreparePlaybackData', 'TestEMap', 'IELogout'];
+    'PreparePlaybackData', 'UnpreparePlaybackData', 'TestEMap', 'IELogout',
+    'ViewNames', 'OpenView', 'SaveView'];
   const EVENTS = ['OnLogout', 'OnNeedGetNewVersion', 'OnLogin', 'OnChgLanguage', 'OnGotoPage',
     'OnSetManualRecording', 'OnGotoServer'];
   const byLowerCase = (names) => new Map(names.map((name) => [name.toLowerCase(), name]));

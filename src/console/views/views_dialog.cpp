@@ -1,0 +1,415 @@
+#include "console/views/views_dialog.h"
+
+#include <QtCore/QScopedValueRollback>
+#include <QtGui/QKeyEvent>
+#include <QtWidgets/QAbstractItemDelegate>
+#include <QtWidgets/QComboBox>
+#include <QtWidgets/QDialogButtonBox>
+#include <QtWidgets/QHBoxLayout>
+#include <QtWidgets/QHeaderView>
+#include <QtWidgets/QLabel>
+#include <QtWidgets/QPushButton>
+#include <QtWidgets/QSpinBox>
+#include <QtWidgets/QTreeWidget>
+#include <QtWidgets/QVBoxLayout>
+#include <algorithm>
+
+#include "console/dialogs/dialog_parts.h"
+#include "console/dialogs/message_box.h"
+#include "console/ports/desk.h"
+#include "console/settings/fill_pattern.h"
+#include "console/views/view_file.h"
+#include "console/views/view_list.h"
+#include "console/views/view_switch.h"
+#include "persist/string_table.h"
+#include "skin/window_base.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr std::uint32_t kStrTitle = 7100;
+constexpr std::uint32_t kStrSave = 7103;
+constexpr std::uint32_t kStrNewSequence = 7104;
+constexpr std::uint32_t kStrImport = 7105;
+constexpr std::uint32_t kStrExport = 7106;
+constexpr std::uint32_t kStrSequence = 7109;
+constexpr std::uint32_t kStrTooMany = 7116;
+constexpr std::uint32_t kStrSeconds = 7118;
+constexpr std::uint32_t kStrView = 7119;
+constexpr std::uint32_t kStrName = 6130;
+constexpr std::uint32_t kStrAdd = 6135;
+constexpr std::uint32_t kStrRemove = 6137;
+constexpr std::uint32_t kStrRename = 6406;
+constexpr std::uint32_t kStrDelete = 6407;
+constexpr std::uint32_t kStrUp = 3515;
+constexpr std::uint32_t kStrDown = 3516;
+constexpr int kListRows = 8;
+constexpr int kStepRows = 4;
+
+QTreeWidget* MakeTree(QWidget* parent, const char* name, std::uint32_t first, std::uint32_t second,
+                      int rows) {
+    auto* const tree = new QTreeWidget(parent);
+    tree->setObjectName(QString(name));
+    tree->setHeaderLabels({Text(first), Text(second)});
+    tree->setRootIsDecorated(false);
+    tree->setUniformRowHeights(true);
+    tree->setSelectionMode(QAbstractItemView::SingleSelection);
+    tree->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    tree->setMinimumHeight((rows + 1) * (tree->fontMetrics().height() + 8));
+    tree->header()->setSectionsMovable(false);
+    tree->header()->setStretchLastSection(false);
+    tree->header()->setSectionResizeMode(0, QHeaderView::Stretch);
+    tree->header()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
+    return tree;
+}
+
+}  // namespace
+
+ViewsDialog::ViewsDialog(std::vector<NamedView> views, std::optional<NamedView> present, QWidget* parent)
+    : QDialog(parent), m_views(std::move(views)), m_present(std::move(present)) {
+    setObjectName(QStringLiteral("viewsDialog"));
+    setWindowTitle(Text(kStrTitle));
+    MakeList();
+    auto* const side = new QVBoxLayout;
+    m_save = AddButton("save", kStrSave, &ViewsDialog::SavePresent);
+    m_newSequence = AddButton("newSequence", kStrNewSequence, &ViewsDialog::NewSequence);
+    m_rename = AddButton("rename", kStrRename, &ViewsDialog::Rename);
+    m_delete = AddButton("delete", kStrDelete, &ViewsDialog::Delete);
+    m_up = AddButton("up", kStrUp, &ViewsDialog::MoveUp);
+    m_down = AddButton("down", kStrDown, &ViewsDialog::MoveDown);
+    m_import = AddButton("import", kStrImport, &ViewsDialog::Import);
+    m_export = AddButton("export", kStrExport, &ViewsDialog::Export);
+    for (QPushButton* const button :
+         {m_save, m_newSequence, m_rename, m_delete, m_up, m_down, m_import, m_export}) {
+        side->addWidget(button);
+    }
+    side->addStretch();
+    auto* const left = new QVBoxLayout;
+    left->addWidget(m_list, 1);
+    left->addWidget(MakeSteps());
+    auto* const middle = new QHBoxLayout;
+    middle->addLayout(left, 1);
+    middle->addLayout(side);
+    m_message = MakeMessageLabel(this, 1);
+    m_message->setObjectName(QStringLiteral("message"));
+    auto* const layout = new QVBoxLayout(this);
+    layout->setContentsMargins(16, 16, 16, 14);
+    layout->setSpacing(12);
+    layout->addLayout(middle);
+    layout->addWidget(m_message);
+    layout->addWidget(AddDialogButtons(*this));
+    Fill(0);
+}
+
+QPushButton* ViewsDialog::AddButton(const char* name, std::uint32_t text, void (ViewsDialog::*slot)()) {
+    auto* const button = new QPushButton(Text(text), this);
+    button->setObjectName(QString(name));
+    button->setAutoDefault(false);
+    connect(button, &QPushButton::clicked, this, slot);
+    return button;
+}
+
+void ViewsDialog::MakeList() {
+    m_list = MakeTree(this, "views", kStrName, kStrSequence, kListRows);
+    m_list->setAccessibleName(Text(kStrTitle));
+    m_list->setMinimumWidth(52 * m_list->fontMetrics().averageCharWidth());
+    m_list->installEventFilter(this);
+    connect(m_list, &QTreeWidget::itemSelectionChanged, this, [this] {
+        if (!m_bFilling) {
+            FillSteps(0);
+            UpdateButtons();
+        }
+    });
+    connect(m_list, &QTreeWidget::itemChanged, this, [this] { OnRenamed(); });
+    connect(m_list->itemDelegate(), &QAbstractItemDelegate::closeEditor, this,
+            [this] { m_bEditing = false; });
+    connect(m_list, &QTreeWidget::itemDoubleClicked, this, [this] { OpenSelected(); });
+}
+
+QWidget* ViewsDialog::MakeSteps() {
+    m_stepsBox = new QWidget(this);
+    m_steps = MakeTree(m_stepsBox, "steps", kStrView, kStrSeconds, kStepRows);
+    m_steps->setAccessibleName(Text(kStrSequence));
+    m_stepView = new QComboBox(m_stepsBox);
+    m_stepView->setObjectName(QStringLiteral("stepView"));
+    m_stepView->setAccessibleName(Text(kStrView));
+    m_stepSeconds = new QSpinBox(m_stepsBox);
+    m_stepSeconds->setObjectName(QStringLiteral("stepSeconds"));
+    m_stepSeconds->setAccessibleName(Text(kStrSeconds));
+    m_stepSeconds->setRange(kMinStepSeconds, kMaxStepSeconds);
+    m_addStep = AddButton("addStep", kStrAdd, &ViewsDialog::AddStep);
+    m_removeStep = AddButton("removeStep", kStrRemove, &ViewsDialog::RemoveStep);
+    connect(m_steps, &QTreeWidget::itemSelectionChanged, this, [this] {
+        if (!m_bFilling) {
+            FillSteps(SelectedStep());
+        }
+    });
+    connect(m_stepView, &QComboBox::activated, this, [this] { OnStepEdited(); });
+    connect(m_stepSeconds, &QSpinBox::valueChanged, this, [this] { OnStepEdited(); });
+    auto* const row = new QHBoxLayout;
+    row->addWidget(m_stepView, 1);
+    row->addWidget(m_stepSeconds);
+    row->addWidget(m_addStep);
+    row->addWidget(m_removeStep);
+    auto* const layout = new QVBoxLayout(m_stepsBox);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(m_steps);
+    layout->addLayout(row);
+    return m_stepsBox;
+}
+
+int ViewsDialog::Selected() const {
+    return m_list->selectedItems().isEmpty() ? -1
+                                             : m_list->indexOfTopLevelItem(m_list->selectedItems().front());
+}
+
+NamedView* ViewsDialog::SelectedSequence() {
+    const int row = Selected();
+    NamedView* const view = row >= 0 ? &m_views[static_cast<std::size_t>(row)] : nullptr;
+    return view != nullptr && view->IsSequence() ? view : nullptr;
+}
+
+int ViewsDialog::SelectedStep() const {
+    return m_steps->selectedItems().isEmpty()
+               ? -1
+               : m_steps->indexOfTopLevelItem(m_steps->selectedItems().front());
+}
+
+std::vector<std::string> ViewsDialog::PlainNames() const {
+    std::vector<std::string> names;
+    for (const NamedView& view : m_views) {
+        if (!view.IsSequence()) {
+            names.push_back(view.name);
+        }
+    }
+    return names;
+}
+
+void ViewsDialog::Fill(int selected) {
+    {
+        const QScopedValueRollback filling(m_bFilling, true);
+        m_bEditing = false;
+        m_list->clear();
+        for (const NamedView& view : m_views) {
+            auto* const item = new QTreeWidgetItem(
+                {QString::fromStdString(view.name),
+                 view.IsSequence() ? QString::number(static_cast<int>(view.steps.size())) : QString()});
+            item->setFlags(item->flags() | Qt::ItemIsEditable);
+            m_list->addTopLevelItem(item);
+        }
+        const int last = static_cast<int>(m_views.size()) - 1;
+        if (last >= 0) {
+            m_list->setCurrentItem(m_list->topLevelItem(std::clamp(selected, 0, last)));
+        }
+    }
+    FillSteps(0);
+    UpdateButtons();
+}
+
+void ViewsDialog::FillSteps(int selected) {
+    const QScopedValueRollback filling(m_bFilling, true);
+    const NamedView* const sequence = SelectedSequence();
+    m_steps->clear();
+    m_stepView->clear();
+    m_stepsBox->setEnabled(sequence != nullptr);
+    if (sequence == nullptr) {
+        return;
+    }
+    for (const ViewStep& step : sequence->steps) {
+        m_steps->addTopLevelItem(
+            new QTreeWidgetItem({QString::fromStdString(step.view), QString::number(step.seconds)}));
+    }
+    const auto row =
+        static_cast<std::size_t>(std::clamp(selected, 0, static_cast<int>(sequence->steps.size()) - 1));
+    m_steps->setCurrentItem(m_steps->topLevelItem(static_cast<int>(row)));
+    for (const std::string& name : PlainNames()) {
+        m_stepView->addItem(QString::fromStdString(name));
+    }
+    m_stepView->setCurrentIndex(m_stepView->findText(QString::fromStdString(sequence->steps[row].view)));
+    m_stepSeconds->setValue(sequence->steps[row].seconds);
+    m_addStep->setEnabled(sequence->steps.size() < kMaxViewSteps && m_stepView->count() > 0);
+    m_removeStep->setEnabled(sequence->steps.size() > 1);
+}
+
+void ViewsDialog::UpdateButtons() {
+    const int row = Selected();
+    const int last = static_cast<int>(m_views.size()) - 1;
+    m_save->setEnabled(m_present.has_value());
+    m_newSequence->setEnabled(!PlainNames().empty());
+    m_rename->setEnabled(row >= 0);
+    m_delete->setEnabled(row >= 0);
+    m_up->setEnabled(row > 0);
+    m_down->setEnabled(row >= 0 && row < last);
+    m_export->setEnabled(last >= 0);
+}
+
+void ViewsDialog::Tell(std::uint32_t text, const std::string& value) {
+    m_message->setText(QString::fromStdString(text != 0 ? FillPattern(LoadString(text), {value}) : ""));
+}
+
+// --- the list
+
+void ViewsDialog::Append(NamedView view) {
+    if (m_views.size() >= kMaxViews) {
+        Tell(kStrTooMany, std::to_string(kMaxViews));
+        return;
+    }
+    Tell(0);
+    m_views.push_back(std::move(view));
+    Fill(static_cast<int>(m_views.size()) - 1);
+    Rename();
+}
+
+void ViewsDialog::SavePresent() {
+    if (m_present) {
+        NamedView view = *m_present;
+        view.name = FreeViewName(m_views, LoadString(kStrView) + " " + std::to_string(m_views.size() + 1));
+        Append(std::move(view));
+    }
+}
+
+// Begins with all views that there are.
+void ViewsDialog::NewSequence() {
+    NamedView sequence;
+    sequence.name = FreeViewName(m_views, LoadString(kStrSequence));
+    for (const std::string& name : PlainNames()) {
+        sequence.steps.push_back({name});
+    }
+    Append(std::move(sequence));
+}
+
+void ViewsDialog::Rename() {
+    if (QTreeWidgetItem* const item = m_list->currentItem()) {
+        m_list->setFocus();
+        m_bEditing = true;
+        m_list->editItem(item, 0);
+    }
+}
+
+// A name that is none leaves the old one; one that is taken gets a number.
+void ViewsDialog::OnRenamed() {
+    const int row = Selected();
+    if (m_bFilling || row < 0) {
+        return;
+    }
+    NamedView& view = m_views[static_cast<std::size_t>(row)];
+    const std::string before = view.name;
+    const std::string name = CleanViewName(m_list->topLevelItem(row)->text(0).toStdString());
+    if (!name.empty() && name != before) {
+        view.name.clear();
+        view.name = FreeViewName(m_views, name);
+        for (NamedView& each : m_views) {
+            for (ViewStep& step : each.steps) {
+                step.view = step.view == before ? view.name : step.view;
+            }
+        }
+    }
+    const QScopedValueRollback filling(m_bFilling, true);
+    m_list->topLevelItem(row)->setText(0, QString::fromStdString(view.name));
+}
+
+void ViewsDialog::Delete() {
+    const int row = Selected();
+    if (row >= 0) {
+        m_views.erase(m_views.begin() + row);
+        Fill(row);
+    }
+}
+
+void ViewsDialog::Move(int by) {
+    const int row = Selected();
+    const int to = row + by;
+    if (row >= 0 && to >= 0 && to < static_cast<int>(m_views.size())) {
+        std::swap(m_views[static_cast<std::size_t>(row)], m_views[static_cast<std::size_t>(to)]);
+        Fill(to);
+    }
+}
+
+void ViewsDialog::OpenSelected() {
+    if (Selected() >= 0) {
+        m_toOpen = m_views[static_cast<std::size_t>(Selected())].name;
+        accept();
+    }
+}
+
+// In the list, Enter opens a view, F2 renames one, Delete removes one, Ctrl with an arrow moves one.
+bool ViewsDialog::eventFilter(QObject* watched, QEvent* event) {
+    if (watched != m_list || event->type() != QEvent::KeyPress) {
+        return QDialog::eventFilter(watched, event);
+    }
+    const auto& key = *static_cast<QKeyEvent*>(event);
+    const bool bMove = key.modifiers().testFlag(Qt::ControlModifier);
+    switch (key.key()) {
+        case Qt::Key_Return:
+        case Qt::Key_Enter:
+            if (!m_bEditing) {  // else it ends the name, and comes here, too
+                OpenSelected();
+            }
+            return true;
+        case Qt::Key_F2:
+            Rename();
+            return true;
+        case Qt::Key_Delete:
+            Delete();
+            return true;
+        case Qt::Key_Up:
+        case Qt::Key_Down:
+            if (bMove) {
+                Move(key.key() == Qt::Key_Up ? -1 : 1);
+            }
+            return bMove;
+        default:
+            return false;
+    }
+}
+
+// --- the steps of a sequence
+
+void ViewsDialog::AddStep() {
+    if (NamedView* const sequence = SelectedSequence()) {
+        sequence->steps.push_back(
+            {m_stepView->currentIndex() >= 0 ? m_stepView->currentText().toStdString() : PlainNames().front(),
+             m_stepSeconds->value()});
+        m_list->topLevelItem(Selected())->setText(1, QString::number(sequence->steps.size()));
+        FillSteps(static_cast<int>(sequence->steps.size()) - 1);
+    }
+}
+
+void ViewsDialog::RemoveStep() {
+    NamedView* const sequence = SelectedSequence();
+    const int row = SelectedStep();
+    if (sequence != nullptr && row >= 0 && sequence->steps.size() > 1) {
+        sequence->steps.erase(sequence->steps.begin() + row);
+        m_list->topLevelItem(Selected())->setText(1, QString::number(sequence->steps.size()));
+        FillSteps(row);
+    }
+}
+
+void ViewsDialog::OnStepEdited() {
+    NamedView* const sequence = SelectedSequence();
+    const int row = SelectedStep();
+    if (m_bFilling || sequence == nullptr || row < 0) {
+        return;
+    }
+    ViewStep& step = sequence->steps[static_cast<std::size_t>(row)];
+    if (m_stepView->currentIndex() >= 0) {
+        step.view = m_stepView->currentText().toStdString();
+    }
+    step.seconds = m_stepSeconds->value();
+    m_steps->topLevelItem(row)->setText(0, QString::fromStdString(step.view));
+    m_steps->topLevelItem(row)->setText(1, QString::number(step.seconds));
+}
+
+void OpenViewsDialog(Desk& desk, ViewSwitch& views) {
+    auto* const dialog = new ViewsDialog(views.List().All(), views.Capture({}), desk.DialogHost());
+    QObject::connect(dialog, &QDialog::accepted, &desk.Window(), [&views, dialog] {
+        views.List().Set(dialog->Views());
+        if (!dialog->ToOpen().empty()) {
+            views.Open(dialog->ToOpen());
+        }
+    });
+    OpenDialog(dialog);
+}
+
+}  // namespace kvmon

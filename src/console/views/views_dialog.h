@@ -1,0 +1,96 @@
+// The dialog of the named views: their order, their names, sequences of them, and files.
+#pragma once
+
+#include <QtCore/QByteArray>
+#include <QtWidgets/QDialog>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "console/views/named_view.h"
+#include "platform/worker.h"
+
+class QComboBox;
+class QDialogButtonBox;
+class QLabel;
+class QPushButton;
+class QSpinBox;
+class QTreeWidget;
+
+namespace kvmon {
+
+class Desk;
+class ViewSwitch;
+
+// Works on a list of its own; OK hands it over. User interface thread only.
+class ViewsDialog final : public QDialog {
+public:
+    // The wall as it is, to be saved; nothing where there is none.
+    ViewsDialog(std::vector<NamedView> views, std::optional<NamedView> present, QWidget* parent);
+
+    const std::vector<NamedView>& Views() const { return m_views; }
+    // The view that is to be opened; empty for none.
+    const std::string& ToOpen() const { return m_toOpen; }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    QPushButton* AddButton(const char* name, std::uint32_t text, void (ViewsDialog::*slot)());
+    void MakeList();
+    QWidget* MakeSteps();
+    void Fill(int selected);
+    void FillSteps(int selected);
+    int Selected() const;
+    NamedView* SelectedSequence();
+    int SelectedStep() const;
+    std::vector<std::string> PlainNames() const;
+    void UpdateButtons();
+    void Append(NamedView view);
+    void Tell(std::uint32_t text, const std::string& value = {});
+
+    void SavePresent();
+    void NewSequence();
+    void Rename();
+    void OnRenamed();
+    void Delete();
+    void MoveUp() { Move(-1); }
+    void MoveDown() { Move(1); }
+    void Move(int by);
+    void AddStep();
+    void RemoveStep();
+    void OnStepEdited();
+    void OpenSelected();
+    void Import();
+    void OnRead(const std::optional<QByteArray>& text);
+    void Export();
+    void OnWritten(bool bWritten);
+
+    std::vector<NamedView> m_views;
+    const std::optional<NamedView> m_present;
+    std::string m_toOpen;
+    QTreeWidget* m_list = nullptr;
+    QTreeWidget* m_steps = nullptr;
+    QWidget* m_stepsBox = nullptr;
+    QComboBox* m_stepView = nullptr;
+    QSpinBox* m_stepSeconds = nullptr;
+    QPushButton* m_addStep = nullptr;
+    QPushButton* m_removeStep = nullptr;
+    QPushButton* m_save = nullptr;
+    QPushButton* m_newSequence = nullptr;
+    QPushButton* m_rename = nullptr;
+    QPushButton* m_delete = nullptr;
+    QPushButton* m_up = nullptr;
+    QPushButton* m_down = nullptr;
+    QPushButton* m_import = nullptr;
+    QPushButton* m_export = nullptr;
+    QLabel* m_message = nullptr;
+    Worker m_worker;  // reads and writes files, which may hang
+    bool m_bFilling = false;
+    bool m_bEditing = false;  // a name
+};
+
+// Command kCmdViews.
+void OpenViewsDialog(Desk& desk, ViewSwitch& views);
+
+}  // namespace kvmon

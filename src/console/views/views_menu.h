@@ -1,0 +1,18 @@
+// The menu of the named views.
+#pragma once
+
+#include "console/views/named_view.h"
+
+namespace kvmon {
+
+class BCMenu;
+class ViewSwitch;
+
+inline constexpr int kCmdViews = 7101;  // opens the dialog
+inline constexpr int kCmdFirstView = 7131;
+inline constexpr int kCmdLastView = kCmdFirstView + static_cast<int>(kMaxViews) - 1;
+
+// Without a session there is no wall to show a view, but the list can be edited.
+void AppendViewsMenu(BCMenu& menu, const ViewSwitch& views, bool bInSession);
+
+}  // namespace kvmon

@@ -1,0 +1,320 @@
+// Named views: what they keep of the wall, how they come back, sequences of them, files.
+#include <gmock/gmock.h>
+
+#include <QtCore/QFile>
+#include <QtWidgets/QComboBox>
+#include <QtWidgets/QFileDialog>
+#include <QtWidgets/QLabel>
+#include <QtWidgets/QLineEdit>
+#include <QtWidgets/QMenu>
+#include <QtWidgets/QMessageBox>
+#include <QtWidgets/QPushButton>
+#include <QtWidgets/QSpinBox>
+#include <QtWidgets/QTreeWidget>
+
+#include "channel/base/channel_messages.h"
+#include "console/views/view_file.h"
+#include "console/views/views_dialog.h"
+#include "console/views/views_menu.h"
+#include "console_fixture.h"
+#include "menu_entries.h"
+#include "open_dialog.h"
+#include "skin/input_messages.h"
+#include "support/fake_recorder.h"
+#include "support/qt_user_input.h"
+
+using namespace kvmon;
+using kvtest::FakeRecorder;
+using kvtest::FindOpen;
+using kvtest::PressKey;
+using kvtest::Pump;
+using kvtest::PumpUntil;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+namespace {
+
+class NamedViews : public kvtest::ConsoleTest {
+protected:
+    ViewSwitch& Views() { return console->Parts().views; }
+    int Style() { return console->Parts().view.GetStyle(); }
+    // The ticks and steps come when the test says so.
+    void Second() { console->Parts().OnSecond(); }
+    void StepIsOver() {
+        console->Parts().views.OnStepTimer();
+        Pump();
+    }
+    std::string Status() { return console->Parts().status.text().toStdString(); }
+    void Swap(int a, int b) {
+        console->SendMessage(kMsgVideoWndMove, static_cast<WParam>(a), PackPoint(MiddleOf(b)));
+        Pump();
+    }
+    QPoint MiddleOf(int n) { return Cell(n).mapToGlobal(Cell(n).rect().center()); }
+    ViewsDialog* OpenDialog() {
+        console->Press(kCmdViews);
+        Pump();
+        auto* const dialog = FindOpen<ViewsDialog>();
+        EXPECT_NE(dialog, nullptr);
+        return dialog;
+    }
+    static void Click(QWidget& dialog, const char* button) {
+        dialog.findChild<QPushButton*>(QString(button))->click();
+        Pump();
+    }
+    static void TypeName(QWidget& dialog, const std::string& name) {
+        QLineEdit* editor = nullptr;  // one that was closed may still be there
+        for (QLineEdit* const each :
+             dialog.findChild<QTreeWidget*>("views")->viewport()->findChildren<QLineEdit*>()) {
+            editor = each->isVisible() ? each : editor;
+        }
+        ASSERT_NE(editor, nullptr);
+        editor->clear();
+        kvtest::TypeText(*editor, name);
+        PressKey(*editor, Qt::Key_Return);
+        Pump();
+    }
+    static std::vector<std::string> Names(QWidget& dialog) {
+        std::vector<std::string> names;
+        auto* const list = dialog.findChild<QTreeWidget*>("views");
+        for (int i = 0; i < list->topLevelItemCount(); ++i) {
+            names.push_back(list->topLevelItem(i)->text(0).toStdString());
+        }
+        return names;
+    }
+    std::string MessageAfterImport(QWidget& dialog, const QByteArray& text) {
+        const QString path = QString::fromStdString(folder.File("views.kvviews"));
+        QFile file(path);
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
+        file.close();
+        return ChooseFile(dialog, "import", path);
+    }
+    static std::string ChooseFile(QWidget& dialog, const char* button, const QString& path) {
+        Click(dialog, button);
+        auto* const choice = dialog.findChild<QFileDialog*>();
+        choice->selectFile(path);
+        emit choice->fileSelected(path);
+        choice->close();
+        EXPECT_TRUE(PumpUntil([&] { return dialog.findChild<QPushButton*>("import")->isEnabled(); }));
+        return dialog.findChild<QLabel*>("message")->text().toStdString();
+    }
+};
+
+}  // namespace
+
+TEST_F(NamedViews, AViewBringsStyleCellsPageAndZoomBack) {
+    FakeRecorder recorder("Hall", 9);
+    Open(recorder.Port());
+    Command(kCtl4Channels);
+    PressKey(*console, Qt::Key_PageDown);
+    Swap(4, 1);  // on the page
+    const std::vector<std::string> saved = ShownNames();
+    auto& zoomed = *console->Parts().cameras.GetCameraByChannel(5);
+    zoomed.RestoreZoom({true, 7, {10, 20, 110, 100}});
+    ASSERT_TRUE(Views().Save("Night"));
+    Command(kCtl9Channels);
+    zoomed.SetDigitalZoom(false);
+    ASSERT_TRUE(Views().Save("Day"));
+    Command(kCtlOrderReset);
+
+    // By its key.
+    PressKey(*console, Qt::Key_1, Qt::ControlModifier);
+    Pump();
+    EXPECT_EQ(Style(), VIEW_STYLE_4CH);
+    EXPECT_EQ(ShownNames(), saved);
+    EXPECT_EQ(console->Parts().view.Combo().currentIndex(), 1);
+    EXPECT_TRUE(zoomed.IsDigitalZoom());
+    EXPECT_EQ(zoomed.GetZoom().nLevel, 7);
+    EXPECT_EQ(zoomed.GetZoom().rect, (PixelRect{10, 20, 110, 100}));
+
+    // By the menu, which says what is shown and tells the keys.
+    Command(kCtlMainMenu);
+    auto* const menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    ASSERT_NE(menu, nullptr);
+    ASSERT_TRUE(kvtest::Choose(*menu, {"Views", "Day\tCtrl+2"}));
+    Pump();
+    EXPECT_EQ(Style(), VIEW_STYLE_9CH);
+    EXPECT_FALSE(zoomed.IsDigitalZoom());
+
+    // The next start has them, and opens one before there is a wall.
+    Close();
+    Start(recorder.Port());
+    EXPECT_FALSE(console->OpenView("Noon"));
+    EXPECT_EQ(console->ViewNames(), "Night\nDay");
+    EXPECT_TRUE(console->OpenView("Night"));
+    EXPECT_TRUE(PumpUntil([&] { return Views().Current() == "Night"; }));
+    EXPECT_EQ(ShownNames(), saved);
+}
+
+// Its cell is empty and stays so, the status line names it, and the others stand where they stood.
+TEST_F(NamedViews, ACameraThatIsGoneLeavesItsCellEmpty) {
+    FakeRecorder recorder("Hall", {{"Door"}, {"Gate"}, {"Yard"}, {"Roof"}});
+    Open(recorder.Port());
+    Command(kCtl4Channels);
+    ASSERT_TRUE(Views().Save("All"));
+    std::vector<NamedView> views = Views().List().All();
+    views[0].cameras[1].channel = 40;  // the recorder has none of this number
+    views[0].cameras[1].name = "Cellar";
+    Views().List().Set(views);
+    ASSERT_TRUE(console->OpenView("All"));
+    Second();
+    const std::vector<std::string> expected{"Door", "-", "Yard", "Roof"};
+    EXPECT_EQ(ShownNames(), expected);
+    EXPECT_THAT(Status(), HasSubstr("Cellar"));
+    // The camera that the view does not name is behind it, and a new start keeps the hole.
+    PressKey(*console, Qt::Key_PageDown);
+    EXPECT_EQ(ShownNames()[0], "Gate");
+    PressKey(*console, Qt::Key_PageUp);
+    Close();
+    Open(recorder.Port());
+    EXPECT_EQ(ShownNames(), expected);
+    Command(kCtlOrderReset);
+    Second();
+    EXPECT_EQ(ShownNames(), (std::vector<std::string>{"Door", "Gate", "Yard", "Roof"}));
+    EXPECT_THAT(Status(), Not(HasSubstr("Cellar")));
+}
+
+TEST_F(NamedViews, ASequenceRunsUntilTheUserChooses) {
+    FakeRecorder recorder("Hall", 9);
+    Open(recorder.Port());
+    Command(kCtl4Channels);
+    ASSERT_TRUE(Views().Save("Four"));
+    Command(kCtl9Channels);
+    ASSERT_TRUE(Views().Save("Nine"));
+    std::vector<NamedView> views = Views().List().All();
+    NamedView tour;
+    tour.name = "Tour";
+    tour.steps = {{"Four", 600}, {"Gone", 600}, {"Nine", 900}};
+    views.push_back(tour);
+    Views().List().Set(views);
+
+    const auto isRunning = [&] { return !Views().Sequence().empty() && console->IsTimerSet(kTimerViewStep); };
+    ASSERT_TRUE(console->OpenView("Tour"));
+    for (const ViewStyle style : {VIEW_STYLE_4CH, VIEW_STYLE_9CH, VIEW_STYLE_4CH}) {
+        EXPECT_EQ(Style(), style);
+        EXPECT_TRUE(isRunning());
+        StepIsOver();
+    }
+    const std::function<void()> choices[] = {
+        [&] { Command(kCtlFirstStyle); },   [&] { PressKey(*console, Qt::Key_PageDown); },
+        [&] { Command(kCtlSequential); },   [&] { Swap(0, 1); },
+        [&] { console->OpenView("Four"); }, [&] { emit console->Parts().view.Combo().activated(1); },
+    };
+    for (const auto& choose : choices) {
+        console->OpenView("Four");
+        console->OpenView("Tour");
+        ASSERT_TRUE(isRunning());
+        choose();
+        EXPECT_FALSE(isRunning()) << &choose - choices;
+    }
+    // Sequential mode of pages and a sequence of views are never on together.
+    console->OpenView("Tour");
+    EXPECT_FALSE(console->Parts().sequential.IsOn());
+    console->Logout();
+    Pump();
+    EXPECT_FALSE(isRunning());
+}
+
+TEST_F(NamedViews, TheDialogSavesNamesOrdersAndDeletes) {
+    FakeRecorder recorder("Hall", 9);
+    Open(recorder.Port());
+    ViewsDialog* dialog = OpenDialog();
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_FALSE(dialog->findChild<QPushButton*>("newSequence")->isEnabled());
+    Click(*dialog, "save");
+    TypeName(*dialog, "  Night   shift ");
+    Click(*dialog, "save");
+    TypeName(*dialog, "Night shift");  // taken
+    EXPECT_THAT(Names(*dialog), ElementsAre("Night shift", "Night shift (2)"));
+    Click(*dialog, "newSequence");
+    TypeName(*dialog, "Tour");
+    dialog->findChild<QSpinBox*>("stepSeconds")->setValue(5);
+    Click(*dialog, "addStep");
+    EXPECT_EQ(dialog->findChild<QTreeWidget*>("steps")->topLevelItemCount(), 3);
+    PressKey(*dialog->findChild<QTreeWidget*>("views"), Qt::Key_Up, Qt::ControlModifier);
+    EXPECT_THAT(Names(*dialog), ElementsAre("Night shift", "Tour", "Night shift (2)"));
+    Click(*dialog, "down");
+    Click(*dialog, "up");
+    dialog->accept();
+    Pump();
+    const std::vector<NamedView> views = Views().List().All();
+    ASSERT_EQ(views.size(), 3u);
+    EXPECT_EQ(views[1].name, "Tour");
+    ASSERT_EQ(views[1].steps.size(), 3u);
+    EXPECT_EQ(views[1].steps[0].view, "Night shift");
+    EXPECT_EQ(views[1].steps[0].seconds, 5);
+
+    // A new name follows into the sequences; what is cancelled changes nothing; Enter opens.
+    dialog = OpenDialog();
+    Click(*dialog, "rename");
+    TypeName(*dialog, "Dusk");
+    dialog->accept();
+    Pump();
+    EXPECT_EQ(Views().List().All()[1].steps[0].view, "Dusk");
+    dialog = OpenDialog();
+    Click(*dialog, "delete");
+    dialog->reject();
+    Pump();
+    EXPECT_EQ(Views().List().All().size(), 3u);
+    dialog = OpenDialog();
+    PressKey(*dialog->findChild<QTreeWidget*>("views"), Qt::Key_Delete);
+    PressKey(*dialog->findChild<QTreeWidget*>("views"), Qt::Key_Return);
+    Pump();
+    EXPECT_EQ(Views().List().All().size(), 2u);
+    EXPECT_EQ(Views().Sequence(), "Tour");
+}
+
+TEST_F(NamedViews, FilesOfNonsenseChangeNothing) {
+    FakeRecorder recorder("Hall", 4);
+    Open(recorder.Port());
+    ASSERT_TRUE(Views().Save("Night"));
+    ViewsDialog* const dialog = OpenDialog();
+    const QByteArray good = WriteViews(Views().List().All());
+    const QByteArray sequence = R"({"format":"kvmon views","version":1,"views":[{"name":"Tour","steps":)";
+    const std::string noViews = "This file holds no views.";
+    const std::pair<QByteArray, std::string> files[] = {
+        {"", noViews},
+        {"\x89PNG\r\n", noViews},
+        {good.left(good.size() / 2), noViews},
+        {QByteArray(good).replace("\"version\": 1", "\"version\": 2"), "newer version"},
+        {QByteArray(good).replace("\"style\": 2", "\"style\": 9"), noViews},
+        {QByteArray(good).replace("\"host\"", "\"post\""), noViews},
+        {QByteArray(good).replace("\"name\": \"Night\"", "\"name\": \" \""), noViews},
+        {sequence + R"([{"view":"Night","seconds":0}]}]})", noViews},
+        {sequence + R"([{"view":"Night","seconds":1e99}]}]})", noViews},
+        {sequence + "[]}]}", noViews},
+        {QByteArray(100000, '['), noViews},
+        {QByteArray(kMaxViewFile + 1, ' '), noViews},
+    };
+    for (const auto& [text, word] : files) {
+        EXPECT_THAT(MessageAfterImport(*dialog, text), HasSubstr(word)) << text.left(300).toStdString();
+        EXPECT_THAT(Names(*dialog), ElementsAre("Night"));
+    }
+    EXPECT_THAT(ChooseFile(*dialog, "import", "/nonexistent/views"), HasSubstr("cannot be read"));
+    EXPECT_THAT(ChooseFile(*dialog, "export", "/nonexistent/views"), HasSubstr("cannot be written"));
+    // What is exported can be imported; names that are taken get a number.
+    const QString path = QString::fromStdString(folder.File("out.kvviews"));
+    EXPECT_THAT(ChooseFile(*dialog, "export", path), IsEmpty());
+    EXPECT_THAT(ChooseFile(*dialog, "import", path), IsEmpty());
+    EXPECT_THAT(Names(*dialog), ElementsAre("Night", "Night (2)"));
+    dialog->reject();
+    Pump();
+
+    // Stored nonsense is kept aside, and told once.
+    Close();
+    const std::string nonsense = good.left(good.size() / 2).toStdString();
+    const auto bytes = std::as_bytes(std::span(nonsense));
+    Registry().WriteProfileBinary("Views", "List",
+                                  {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
+    Open(recorder.Port());
+    auto* const box = console->findChild<QMessageBox*>();
+    ASSERT_NE(box, nullptr);
+    EXPECT_THAT(box->text().toStdString(), HasSubstr("kept aside"));
+    box->close();
+    EXPECT_THAT(console->ViewNames(), IsEmpty());
+    EXPECT_EQ(Registry().GetProfileBinarySize("Views", "Aside1"), nonsense.size());
+    Close();
+    Open(recorder.Port());
+    EXPECT_EQ(console->findChild<QMessageBox*>(), nullptr);
+}
