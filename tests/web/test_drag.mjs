@@ -15,7 +15,7 @@ password = "${PASSWORD}"
 ` + [1, 2, 3, 4].map((n) => `
 [[channels]]
 name = "Camera ${n}"
-streams = [{ codec = "mjpeg", width = 352, height = 240, fps = 10 }]
+streams = [{ codec = "mjpeg", width = 368, height = 240, fps = 10 }]
 `).join('');
 
 // The four cells, the buttons of two styles, and a place in the last cell from where the ghost is seen beside it.

@@ -128,9 +128,9 @@ void OpenKeyboardHelp(Desk& desk, const PanelButtons& buttons) {
     window->setAttribute(Qt::WA_DeleteOnClose);
     window->setWindowTitle(QString::fromStdString(LoadString(6230)));
     auto* const grid = new QGridLayout(window);
-    grid->setContentsMargins(22, 18, 22, 16);
+    grid->setContentsMargins(16, 16, 16, 14);
     grid->setVerticalSpacing(5);
-    grid->setHorizontalSpacing(12);
+    grid->setHorizontalSpacing(9);
     const std::vector<Line> lines = Lines(buttons);
     const int rows = (static_cast<int>(lines.size()) + kColumns - 1) / kColumns;
     for (int i = 0; i < static_cast<int>(lines.size()); ++i) {
@@ -143,7 +143,7 @@ void OpenKeyboardHelp(Desk& desk, const PanelButtons& buttons) {
         const int column = i / rows * 3;
         grid->addWidget(keys, i % rows, column);
         grid->addWidget(PlainLabel(line.text, window), i % rows, column + 1);
-        grid->setColumnMinimumWidth(column + 2, column + 2 < 3 * kColumns - 1 ? 18 : 0);
+        grid->setColumnMinimumWidth(column + 2, column + 2 < 3 * kColumns - 1 ? 12 : 0);
     }
     auto* const close = new QDialogButtonBox(QDialogButtonBox::Close, window);
     QObject::connect(close, &QDialogButtonBox::rejected, window, &QDialog::reject);

@@ -9,7 +9,7 @@ class BCMenu;
 class ViewSwitch;
 
 inline constexpr int kCmdViews = 7101;  // opens the dialog
-inline constexpr int kCmdFirstView = 7131;
+inline constexpr int kCmdFirstView = 17100;  // away from the numbers of texts, which other commands have
 inline constexpr int kCmdLastView = kCmdFirstView + static_cast<int>(kMaxViews) - 1;
 
 // Without a session there is no wall to show a view, but the list can be edited.
