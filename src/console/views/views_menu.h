@@ -8,7 +8,7 @@ namespace kvmon {
 class BCMenu;
 class ViewSwitch;
 
-inline constexpr int kCmdViews = 7101;  // opens the dialog
+inline constexpr int kCmdViews = 7101;       // opens the dialog
 inline constexpr int kCmdFirstView = 17100;  // away from the numbers of texts, which other commands have
 inline constexpr int kCmdLastView = kCmdFirstView + static_cast<int>(kMaxViews) - 1;
 
