@@ -111,7 +111,7 @@ private:
 };
 
 void ReadCameras(Reader& read, const QJsonValue& list, NamedView& view) {
-    for (const QJsonValue& each : read.Array(list, kMaxViewCells)) {
+    for (const QJsonValue each : read.Array(list, kMaxViewCells)) {
         ViewCamera camera;
         camera.host = read.Line(each["host"], kMaxHost);
         camera.port = static_cast<std::uint32_t>(read.NumberOr(each["port"], 1, 65535, 80));
@@ -126,12 +126,12 @@ void ReadCameras(Reader& read, const QJsonValue& list, NamedView& view) {
 
 void ReadPages(Reader& read, const QJsonValue& list, NamedView& view) {
     const int last = static_cast<int>(view.cameras.size()) - 1;
-    for (const QJsonValue& each : read.Array(list, kMaxPages)) {
+    for (const QJsonValue each : read.Array(list, kMaxPages)) {
         ViewPages pages;
         pages.style = read.Line(each["style"], 8);
         pages.page =
             static_cast<std::uint32_t>(read.NumberOr(each["page"], 0, static_cast<int>(kMaxViewCells), 0));
-        for (const QJsonValue& cell : read.Array(each["cells"], kMaxViewCells)) {
+        for (const QJsonValue cell : read.Array(each["cells"], kMaxViewCells)) {
             pages.cells.push_back(read.Number(cell, -1, last));
         }
         view.pages.push_back(std::move(pages));
@@ -140,7 +140,7 @@ void ReadPages(Reader& read, const QJsonValue& list, NamedView& view) {
 
 void ReadZooms(Reader& read, const QJsonValue& list, NamedView& view) {
     const int last = static_cast<int>(view.cameras.size()) - 1;
-    for (const QJsonValue& each : read.Array(list, kMaxViewCells)) {
+    for (const QJsonValue each : read.Array(list, kMaxViewCells)) {
         ViewZoom zoom;
         zoom.camera = read.Number(each["camera"], 0, std::max(last, 0));
         zoom.state.bOn = true;
@@ -177,7 +177,7 @@ void ReadView(Reader& read, const QJsonObject& json, NamedView& view) {
 }
 
 void ReadSteps(Reader& read, const QJsonValue& list, NamedView& view) {
-    for (const QJsonValue& each : read.Array(list, kMaxViewSteps)) {
+    for (const QJsonValue each : read.Array(list, kMaxViewSteps)) {
         ViewStep step;
         step.view = CleanViewName(read.Line(each["view"], kMaxViewName));
         step.seconds = read.Number(each["seconds"], kMinStepSeconds, kMaxStepSeconds);
@@ -213,7 +213,7 @@ ParsedViews ReadViews(const QByteArray& text) {
     Reader read;
     ParsedViews parsed;
     std::set<std::string> names;
-    for (const QJsonValue& each : file["views"].toArray()) {
+    for (const QJsonValue each : file["views"].toArray()) {
         const QJsonObject json = each.toObject();
         NamedView view;
         view.name = CleanViewName(read.Line(json["name"], kMaxViewName));
