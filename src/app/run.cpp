@@ -9,6 +9,7 @@
 #include <iostream>
 
 #include "app/app_options.h"
+#include "app/desktop_preference.h"
 #include "app/desktop_window.h"
 #include "app/guarded.h"
 #include "app/key_ring.h"
@@ -16,12 +17,12 @@
 #include "app/termination.h"
 #include "app/web_host.h"
 #include "channel/base/channel_globals.h"
+#include "console/settings/console_options.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
 #include "platform/clock.h"
 #include "platform/process_privacy.h"
 #include "platform/secret_memory.h"
-#include "skin/dialog_style.h"
 #include "skin/paint_threads.h"
 #include "web/session/web_session.h"
 
@@ -78,13 +79,19 @@ int RunDesktop(const AppOptions& options, char* program) {
         std::fprintf(stderr, "kvmon: there is no thread left to paint by\n");
         return 1;
     }
-    ApplySkin(application);
+    const LookChoice look = options.look.value_or(LoadLook(Registry()));
+    if (options.look && options.keep) {
+        StoreLook(Registry(), look);
+    }
+    LookKeeper looks(application, look, LookOfToolkit());
     QGuiApplication::setDesktopFileName(QStringLiteral("kvmon"));
     Termination termination;
     int status = 0;
     {
         const std::unique_ptr<KeyRing> keyRing = MakeSecretServiceKeyRing();
-        DesktopWindow window(options, SystemClock(), keyRing.get());
+        const std::unique_ptr<DesktopPreference> preference = WatchDesktopPreference(
+            [&looks](std::optional<SkinLook> preferred) { looks.OnDesktop(preferred); });
+        DesktopWindow window(options, SystemClock(), keyRing.get(), &looks);
         window.Activate();
         window.show();
         if (!options.picture.empty()) {

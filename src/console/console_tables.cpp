@@ -216,6 +216,7 @@ constexpr MessageRow kMessages[] = {
     {kMsgSecondPanelClosed, [](Parts& p, WParam, LParam) { p.screens.LeaveSecondDisplay(); }},
     {kMsgVideoWndMove, [](Parts& p, WParam w, LParam l) { p.view.OnVideoWndMove(NumberOf(w), UnpackPoint(l)); }},
     {kMsgDragBegins, [](Parts& p, WParam w, LParam l) { p.drag.Begin(NumberOf(w), UnpackPoint(l)); }},
+    {kMsgSwipe, [](Parts& p, WParam, LParam l) { p.view.TurnPage(l < 0 ? -1 : 1); }},
     {kMsgGoToCamera, [](Parts& p, WParam w, LParam) { p.view.GoToCamera(NumberOf(w)); }},
     {kMsgRepaintNeighbours, [](Parts& p, WParam w, LParam) { p.view.RepaintNeighbours(NumberOf(w)); }},
     {kMsgSizeChange, [](Parts& p, WParam w, LParam) { p.view.OnVideoSizeChange(NumberOf(w)); }},

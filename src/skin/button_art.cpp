@@ -8,7 +8,7 @@
 #include <cmath>
 
 #include "skin/icons.h"
-#include "skin/palette.h"
+#include "skin/skin_colours.h"
 
 namespace kvmon {
 
@@ -68,23 +68,26 @@ const Subject* FindSubject(int id) {
     return found == std::end(kSubjects) ? nullptr : found;
 }
 
-struct Colours {
+struct ButtonColours {
     QRgb face, edge, ink;
 };
 
 // By look; the second half is for a checked button.
-constexpr Colours kColours[kButtonBitmaps] = {
-    {palette::kFace, palette::kEdge, palette::kInk},
-    {palette::kFaceHover, palette::kEdgeHover, palette::kInkBright},
-    {palette::kFacePressed, palette::kAccent, palette::kAccentBright},
-    {palette::kFaceDisabled, palette::kEdgeDisabled, palette::kInkDisabled},
-    {palette::kFace, palette::kEdge, palette::kInkDisabled},
-    {palette::kFaceChecked, palette::kAccent, palette::kInkBright},
-    {palette::kFaceCheckedHover, palette::kAccentBright, palette::kInkBright},
-    {palette::kFacePressed, palette::kAccentBright, palette::kAccentBright},
-    {palette::kFaceDisabled, palette::kInkDisabled, palette::kInkFaint},
-    {palette::kFaceChecked, palette::kEdge, palette::kInkDisabled},
-};
+ButtonColours ButtonColoursOf(const SkinColours& c, ButtonLook look, bool checked) {
+    const ButtonColours all[kButtonBitmaps] = {
+        {c.face, c.edge, c.ink},
+        {c.faceHover, c.edgeHover, c.inkBright},
+        {c.facePressed, c.accent, c.accentBright},
+        {c.faceDisabled, c.edgeDisabled, c.inkDisabled},
+        {c.faceDisabled, c.edge, c.inkDisabled},
+        {c.faceChecked, c.accent, c.inkBright},
+        {c.faceCheckedHover, c.accentBright, c.inkBright},
+        {c.facePressed, c.accentBright, c.accentBright},
+        {c.faceDisabled, c.inkDisabled, c.inkFaint},
+        {c.faceChecked, c.edge, c.inkDisabled},
+    };
+    return all[ButtonBitmapIndex(look, checked)];
+}
 
 // The pad's arrows lie on a circle about its middle.
 constexpr double kRimRadius = 72;
@@ -117,7 +120,7 @@ QPainterPath PlatePath(Face face, int id, const QRectF& box) {
     return path.intersected(circle);
 }
 
-void DrawPlate(QPainter& painter, const QPainterPath& plate, const Colours& colours, ButtonLook look) {
+void DrawPlate(QPainter& painter, const QPainterPath& plate, const ButtonColours& colours, ButtonLook look) {
     const QColor face(colours.face);
     const QRectF rect = plate.boundingRect();
     QLinearGradient shade(rect.topLeft(), rect.bottomLeft());
@@ -139,8 +142,8 @@ void DrawNumber(QPainter& painter, const QRectF& box, int number, const QColor& 
 }
 
 void DrawButton(QPainter& painter, const Subject* subject, int id, const QRectF& box, ButtonLook look,
-                bool checked) {
-    const Colours& colours = kColours[ButtonBitmapIndex(look, checked)];
+                bool checked, const SkinColours& skin) {
+    const ButtonColours colours = ButtonColoursOf(skin, look, checked);
     const bool atRest = look == ButtonLook::kNormal || look == ButtonLook::kDisabled;
     const Face face = subject == nullptr ? Face::kPlate : subject->face;
     if (face != Face::kBare || !atRest) {
@@ -159,7 +162,7 @@ void DrawButton(QPainter& painter, const Subject* subject, int id, const QRectF&
         DrawNumber(painter, sign, id - kFirstPreset + 1, ink);
         return;
     }
-    const QColor live(id == 1751 ? palette::kRecord : palette::kAccent);
+    const QColor live(id == 1751 ? skin.record : skin.accent);
     const bool faint = look == ButtonLook::kDisabled || look == ButtonLook::kBusy;
     subject->draw(painter, sign, {ink, faint ? ink : live, checked});
 }
@@ -170,7 +173,8 @@ bool HasButtonArt(int id) {
     return FindSubject(id) != nullptr;
 }
 
-QPixmap RenderButton(int id, QSize size, double scale, ButtonLook look, bool checked) {
+QPixmap RenderButton(int id, QSize size, double scale, ButtonLook look, bool checked,
+                     const SkinColours& colours) {
     QPixmap bitmap(QSize(static_cast<int>(std::lround(size.width() * scale)),
                          static_cast<int>(std::lround(size.height() * scale))));
     if (bitmap.isNull()) {
@@ -180,7 +184,7 @@ QPixmap RenderButton(int id, QSize size, double scale, ButtonLook look, bool che
     bitmap.fill(Qt::transparent);
     QPainter painter(&bitmap);
     painter.setRenderHint(QPainter::Antialiasing);
-    DrawButton(painter, FindSubject(id), id, QRectF(QPointF(), QSizeF(size)), look, checked);
+    DrawButton(painter, FindSubject(id), id, QRectF(QPointF(), QSizeF(size)), look, checked, colours);
     return bitmap;
 }
 

@@ -8,8 +8,8 @@
 #include <QtWidgets/QPushButton>
 #include <algorithm>
 
-#include "skin/palette.h"
 #include "skin/picture_ex.h"
+#include "skin/skin_colours.h"
 
 namespace kvmon {
 
@@ -87,9 +87,9 @@ void CWaitDlg::Centre() {
 
 void CWaitDlg::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    painter.fillRect(rect(), QColor(palette::kPanel));
+    painter.fillRect(rect(), QColor(ColoursOf(*this).panel));
     if (m_place == Place::Inside) {
-        painter.setPen(QColor(palette::kEdge));
+        painter.setPen(QColor(ColoursOf(*this).edge));
         painter.drawRect(rect().adjusted(0, 0, -1, -1));
     }
 }

@@ -6,9 +6,9 @@
 #include <algorithm>
 
 #include "skin/icons.h"
-#include "skin/palette.h"
 #include "skin/plain_text.h"
 #include "skin/skin_button_owner.h"
+#include "skin/skin_colours.h"
 
 namespace kvmon {
 
@@ -27,8 +27,8 @@ bool IsPressKey(int key) {
 CXSkinODButton::CXSkinODButton(int id, ButtonMode mode, QWidget* parent)
     : WindowBase(parent),
       m_state(mode),
-      m_source([id](QSize size, double scale, ButtonLook look, bool checked) {
-          return RenderButton(id, size, scale, look, checked);
+      m_source([this, id](QSize size, double scale, ButtonLook look, bool checked) {
+          return RenderButton(id, size, scale, look, checked, ColoursOf(*this));
       }) {
     SetControlId(id);
     // A click leaves the focus where the user put it.
@@ -206,11 +206,11 @@ void CXSkinODButton::paintEvent(QPaintEvent*) {
         const double side = std::min({width() - 4, height() - 4, 18});
         const QRectF box(QPointF(rect().center()) + QPointF(0.5 - side / 2, 0.5 - side / 2),
                          QSizeF(side, side));
-        icons::Spinner(painter, box, QColor(palette::kAccent), m_waitAngle);
+        icons::Spinner(painter, box, QColor(ColoursOf(*this).accent), m_waitAngle);
     }
     if (m_keyboardFocus) {
         painter.setBrush(Qt::NoBrush);
-        painter.setPen(QPen(QColor(palette::kFocus), 1.5));
+        painter.setPen(QPen(QColor(ColoursOf(*this).focus), 1.5));
         painter.drawRoundedRect(QRectF(rect()).adjusted(0.75, 0.75, -0.75, -0.75), 2.5, 2.5);
     }
 }
@@ -300,7 +300,9 @@ void CXSkinODButton::leaveEvent(QEvent*) {
 }
 
 void CXSkinODButton::changeEvent(QEvent* event) {
-    if (event->type() == QEvent::EnabledChange) {
+    if (event->type() == QEvent::StyleChange) {
+        m_bitmaps.fill(QPixmap());
+    } else if (event->type() == QEvent::EnabledChange) {
         m_state.SetEnabled(isEnabled());
         m_pressKey = 0;
         update();

@@ -2,6 +2,8 @@
 
 #include <QtGui/QHelpEvent>
 #include <QtWidgets/QApplication>
+#include <QtWidgets/QGesture>
+#include <QtWidgets/QGestureEvent>
 #include <algorithm>
 #include <utility>
 
@@ -45,6 +47,7 @@ CVideoWnd::CVideoWnd(QWidget* parent)
       m_press(QApplication::startDragDistance()) {
     setAttribute(Qt::WA_OpaquePaintEvent);
     m_pChannelView->SetEventWnd(this);
+    grabGesture(Qt::PinchGesture);
 }
 
 CVideoWnd::~CVideoWnd() {
@@ -225,6 +228,13 @@ bool CVideoWnd::event(QEvent* event) {
         const auto& help = static_cast<const QHelpEvent&>(*event);
         ShowTip(help.pos(), help.globalPos());
         return true;
+    }
+    if (event->type() == QEvent::Gesture) {
+        if (const auto* const pinch = static_cast<const QPinchGesture*>(
+                static_cast<QGestureEvent*>(event)->gesture(Qt::PinchGesture))) {
+            OnPinch(*pinch);
+            return true;
+        }
     }
     const auto input = ToInputMessage(*event);
     if (!input) {

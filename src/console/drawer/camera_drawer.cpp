@@ -24,7 +24,7 @@
 #include "persist/orvo_registry.h"
 #include "server/recorder_list.h"
 #include "skin/background.h"
-#include "skin/palette.h"
+#include "skin/skin_colours.h"
 #include "skin/window_base.h"
 
 namespace kvmon {
@@ -56,7 +56,7 @@ public:
 protected:
     void paintEvent(QPaintEvent*) override {
         QPainter painter(this);
-        painter.setPen(QPen(QColor(palette::kAccent), kFrame));
+        painter.setPen(QPen(QColor(ColoursOf(*this).accent), kFrame));
         painter.drawRect(rect().adjusted(kFrame / 2, kFrame / 2, -kFrame / 2, -kFrame / 2));
     }
 };
@@ -70,7 +70,7 @@ QString StateText(const CellState& state) {
     return words.join(QStringLiteral(", "));
 }
 
-QPixmap StatePicture(const CellState& state, double ratio) {
+QPixmap StatePicture(const CellState& state, double ratio, const StripColours& colours) {
     const QSize size(kIconsWidth, kIconHeight);
     QPixmap picture(size * ratio);
     picture.setDevicePixelRatio(ratio);
@@ -78,7 +78,7 @@ QPixmap StatePicture(const CellState& state, double ratio) {
     QPainter painter(&picture);
     painter.setRenderHint(QPainter::Antialiasing);
     for (const PlacedIcon& icon : PlaceIcons(state, kIconsWidth, 0)) {
-        DrawCellIcon(painter, icon.icon, QRectF(icon.x, 0, icon.width, kIconHeight), false);
+        DrawCellIcon(painter, icon.icon, QRectF(icon.x, 0, icon.width, kIconHeight), colours);
     }
     return picture;
 }
@@ -171,10 +171,20 @@ void CameraDrawer::Place() {
     m_view.SetLeftMargin(bShown && console.width() >= kDockedFrom ? kWidth + kGap : 0);
 }
 
+void CameraDrawer::changeEvent(QEvent* event) {
+    if (event->type() == QEvent::StyleChange) {
+        m_rows.clear();  // their signs are of another look
+        if (isVisible()) {
+            Fill();
+        }
+    }
+    QWidget::changeEvent(event);
+}
+
 void CameraDrawer::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    painter.fillRect(rect(), QColor(palette::kPanel));
-    painter.setPen(QColor(palette::kEdge));
+    painter.fillRect(rect(), QColor(ColoursOf(*this).panel));
+    painter.setPen(QColor(ColoursOf(*this).edge));
     painter.drawRect(rect().adjusted(0, 0, -1, -1));
 }
 
@@ -245,7 +255,7 @@ void CameraDrawer::Fill() {
 
 void CameraDrawer::ShowState(QTreeWidgetItem& item, const Row& row) const {
     const QString words = StateText(row.state);
-    item.setIcon(1, QIcon(StatePicture(row.state, devicePixelRatioF())));
+    item.setIcon(1, QIcon(StatePicture(row.state, devicePixelRatioF(), ColoursOf(*this).inactive)));
     item.setData(0, Qt::AccessibleTextRole, words.isEmpty() ? item.text(0) : item.text(0) + ", " + words);
     item.setData(1, Qt::AccessibleTextRole, words);
     item.setToolTip(0, item.text(0).toHtmlEscaped());

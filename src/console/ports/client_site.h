@@ -6,6 +6,7 @@
 #include <string>
 
 #include "console/ports/browser_window.h"
+#include "skin/look_keeper.h"
 
 namespace kvmon {
 
@@ -27,6 +28,10 @@ public:
     virtual void Quit() {}
     // What is to be seen, for the title of the window around the console; empty while nobody is logged in.
     virtual void ShowTitle([[maybe_unused]] const std::string& text) {}
+
+    // The look of the whole program.
+    virtual LookChoice GetLook() const { return LookChoice::Desktop; }
+    virtual void ChooseLook([[maybe_unused]] LookChoice choice) {}
 
     // Events to whoever embeds the control. They are raised later, never in the caller's stack; before the
     // control has a window they are lost.

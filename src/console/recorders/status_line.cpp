@@ -17,14 +17,14 @@
 #include "persist/string_table.h"
 #include "platform/clock.h"
 #include "server/recorder_list.h"
-#include "skin/palette.h"
 #include "skin/plain_text.h"
+#include "skin/skin_colours.h"
 
 namespace kvmon {
 
 namespace {
 
-constexpr QRgb kDotNotAllLive = palette::kFocus;
+constexpr ColourRole kDotNotAllLive = &SkinColours::focus;
 constexpr int kTextHeight = 13;
 constexpr int kDot = 8;
 constexpr int kTextLeft = 16;
@@ -44,14 +44,14 @@ constexpr std::uint32_t kStrManyConnected = 6319;
 struct StateRow {
     LinkState state;
     std::uint32_t text;
-    QRgb dot;
+    ColourRole dot;
 };
 
 constexpr StateRow kStates[] = {
-    {LinkState::kConnected, 6312, 0xff57b36a},       {LinkState::kIdle, 6310, palette::kInkDisabled},
-    {LinkState::kConnecting, 6311, palette::kFocus}, {LinkState::kNoAnswer, 6873, palette::kRecord},
-    {LinkState::kFaulty, 6873, palette::kRecord},    {LinkState::kLost, 6872, palette::kRecord},
-    {LinkState::kRefused, 6317, palette::kRecord},
+    {LinkState::kConnected, 6312, &SkinColours::good},   {LinkState::kIdle, 6310, &SkinColours::inkDisabled},
+    {LinkState::kConnecting, 6311, &SkinColours::focus}, {LinkState::kNoAnswer, 6873, &SkinColours::record},
+    {LinkState::kFaulty, 6873, &SkinColours::record},    {LinkState::kLost, 6872, &SkinColours::record},
+    {LinkState::kRefused, 6317, &SkinColours::record},
 };
 
 const StateRow* RowOf(LinkState state) {
@@ -278,14 +278,15 @@ void StatusLine::OnTick() {
 }
 
 void StatusLine::paintEvent(QPaintEvent*) {
+    const SkinColours& colours = ColoursOf(*this);
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
     // Pictures that stand still are a fault even on a good link.
     const bool bStill = m_state == LinkState::kConnected && !m_bAllLive;
-    painter.setBrush(QColor(bStill ? kDotNotAllLive : RowOf(m_state)->dot));
+    painter.setBrush(QColor(colours.*(bStill ? kDotNotAllLive : RowOf(m_state)->dot)));
     painter.drawEllipse(QRectF(1, (height() - kDot) / 2.0, kDot, kDot));
-    painter.setPen(QColor(palette::kInk));
+    painter.setPen(QColor(colours.ink));
     const QRect place = rect().adjusted(kTextLeft, 0, 0, 0);
     painter.drawText(place, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
                      fontMetrics().elidedText(text(), Qt::ElideRight, place.width(), Qt::TextSingleLine));

@@ -20,7 +20,7 @@
 #include "console/sound/volume_control.h"
 #include "persist/string_table.h"
 #include "persist/utilities.h"
-#include "skin/palette.h"
+#include "skin/dialog_style.h"
 #include "skin/wait_dlg.h"
 
 namespace kvmon {
@@ -210,10 +210,7 @@ void CSendSoundDlg::ShowDialog() {
 }
 
 void CSendSoundDlg::ShowState(const std::string& text, Tone tone) {
-    QPalette colours = m_state->palette();
-    colours.setColor(QPalette::WindowText,
-                     QColor(tone == Tone::Fault ? palette::kRecord : palette::kInkBright));
-    m_state->setPalette(colours);
+    m_state->setForegroundRole(tone == Tone::Fault ? kFaultText : QPalette::BrightText);
     m_state->setText(QString::fromStdString(text));
 }
 
