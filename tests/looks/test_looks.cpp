@@ -96,9 +96,9 @@ protected:
     void Check(QWidget& window, const std::string& name) {
         window.show();
         Pump();
-        const QString folder = qEnvironmentVariable("KVMON_PICTURES");
-        if (!folder.isEmpty()) {
-            window.grab().save(QStringLiteral("%1/%2-%3.png").arg(folder, name.c_str(), NameOf(m_look)));
+        const QString pictures = qEnvironmentVariable("KVMON_PICTURES");
+        if (!pictures.isEmpty()) {
+            window.grab().save(QStringLiteral("%1/%2-%3.png").arg(pictures, name.c_str(), NameOf(m_look)));
         }
         EXPECT_THAT(FaintParts(window), IsEmpty()) << name << ", " << NameOf(m_look);
     }
