@@ -246,7 +246,7 @@ constexpr TableText kEnglish[] = {
     {6609, "Clear"},
     {6610, "Mark all as read"},
     {6611, "Total size"},
-    {6612, "%d unread"},
+    {6612, "%d unread|%d unread"},
     {6613, "No events"},
     {6614, "and %1 more"},
     {6700, "This camera's format needs its maker's library, which is not on this computer."},
