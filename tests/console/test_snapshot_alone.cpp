@@ -189,6 +189,7 @@ TEST_F(SnapshotCommandTest, ASnapshotFlashesAndIsTold) {
     ASSERT_TRUE(PumpUntil([&] { return !Said().empty(); }));
     EXPECT_THAT(Said(), testing::MatchesRegex("Saved: Hall - Camera 1 .*\\.bmp"));
     ASSERT_NE(Link("Open folder"), nullptr);
+    EXPECT_NE(Link("Today's snapshots"), nullptr);
 
     feedback.Focus();
     EXPECT_EQ(wall.desk.window.focusWidget(), Link("Open folder"));

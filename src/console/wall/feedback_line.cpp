@@ -3,7 +3,6 @@
 #include <QtGui/QAccessible>
 #include <QtGui/QKeyEvent>
 #include <QtGui/QPainter>
-#include <QtWidgets/QApplication>
 #include <QtWidgets/QHBoxLayout>
 #include <QtWidgets/QLabel>
 #include <algorithm>
@@ -52,7 +51,7 @@ public:
         }
     }
 
-    bool IsInUse() const { return underMouse() || isAncestorOf(QApplication::focusWidget()); }
+    bool IsInUse() const { return underMouse() || isAncestorOf(window()->focusWidget()); }
     LinkButton* FirstLink() const { return m_buttons.empty() ? nullptr : m_buttons.front(); }
 
     // As wide as its words, within the wall: a name that is too long is cut in the middle.
@@ -138,7 +137,7 @@ void FeedbackLine::Hide() {
     if (!m_bar) {
         return;
     }
-    if (m_bar->isAncestorOf(QApplication::focusWidget())) {
+    if (m_bar->isAncestorOf(m_bar->window()->focusWidget())) {
         m_bar->parentWidget()->setFocus();
     }
     m_bar->hide();

@@ -1,7 +1,6 @@
 #include "console/wall/progress_box.h"
 
 #include <QtGui/QPainter>
-#include <QtWidgets/QApplication>
 #include <QtWidgets/QHBoxLayout>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QProgressBar>
@@ -99,7 +98,7 @@ void ProgressBox::Hide() {
     if (!m_box) {
         return;
     }
-    if (m_box->isAncestorOf(QApplication::focusWidget())) {
+    if (m_box->isAncestorOf(m_box->window()->focusWidget())) {
         m_box->parentWidget()->setFocus();
     }
     m_box->hide();
