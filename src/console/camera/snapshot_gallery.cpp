@@ -46,6 +46,7 @@ constexpr std::uint32_t kStrCopied = 7419;
 constexpr std::uint32_t kStrNotOpened = 7420;
 constexpr std::uint32_t kStrClose = 6408;
 constexpr int kPathRole = Qt::UserRole;
+constexpr int kBetween = 8;  // pictures
 constexpr Milliseconds kLastMoment{3000};
 
 // "Hall - Camera 1" of "Hall - Camera 1 2026-11-26-05-02-46.jpg": the time stands below it.
@@ -177,11 +178,15 @@ void SnapshotGallery::OnListed(const std::vector<SnapshotFile>& files) {
         known.emplace_back(m_list->item(i)->data(kPathRole).toString(), m_list->item(i)->icon());
     }
     m_list->clear();
+    QPixmap blank(kThumbnailSize);
+    blank.fill(Qt::transparent);
     for (const SnapshotFile& file : files) {
         const QString time = QLocale().toString(file.taken.time(), QLocale::LongFormat);
         auto* const item = new QListWidgetItem(
             TitleOf(file.path) + "\n" + file.taken.time().toString(QStringLiteral("HH:mm:ss")), m_list);
         item->setData(kPathRole, file.path);
+        item->setSizeHint(m_list->gridSize() - QSize(kBetween, kBetween));
+        item->setIcon(QIcon(blank));  // keeps its room until the picture comes
         item->setData(Qt::AccessibleTextRole, TitleOf(file.path) + ", " + time);
         item->setToolTip(MarkupOf(QFileInfo(file.path).fileName().toStdString()));
         for (const auto& [path, icon] : known) {
