@@ -1,7 +1,7 @@
 #include "soak_wall.h"
 
+#include <QtCore/QEventLoop>
 #include <QtCore/QTimer>
-#include <QtWidgets/QApplication>
 #include <stdexcept>
 
 #include "persist/orvo_registry.h"
@@ -20,8 +20,10 @@ constexpr int kSettleMs = 3'000;
 }  // namespace
 
 void Pass(int ms) {
-    QTimer::singleShot(ms, qApp, &QCoreApplication::quit);
-    QApplication::exec();
+    // An end of the application would close its windows, too.
+    QEventLoop loop;
+    QTimer::singleShot(ms, &loop, &QEventLoop::quit);
+    loop.exec();
 }
 
 SoakWall::Settings::Settings() {

@@ -64,7 +64,7 @@ void TellOfNoDisplay(QtMsgType type, const QMessageLogContext&, const QString& t
     }
 }
 
-int RunDesktop(const AppOptions& options, char* program) {
+int RunDesktop(AppOptions& options, char* program) {
     if (!PrepareDisplay(options)) {
         std::fprintf(stderr, "kvmon: there is no display; --picture draws without one\n");
         return 1;
@@ -92,6 +92,7 @@ int RunDesktop(const AppOptions& options, char* program) {
         const std::unique_ptr<DesktopPreference> preference = WatchDesktopPreference(
             [&looks](std::optional<SkinLook> preferred) { looks.OnDesktop(preferred); });
         DesktopWindow window(options, SystemClock(), keyRing.get(), &looks);
+        Wipe(options.auth);  // the control has it now
         window.Activate();
         window.show();
         if (!options.picture.empty()) {
@@ -114,7 +115,7 @@ int Run(int argc, char** argv) {
     std::vector<std::string> args(argv + std::min(argc, 1), argv + argc);
     ScrubArguments(argc, argv);
     std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is a failed write, no more
-    const ParsedCommandLine parsed = ParseCommandLine(args, std::cin);
+    ParsedCommandLine parsed = ParseCommandLine(args, std::cin);
     std::for_each(args.begin(), args.end(), Wipe);
     if (!parsed.options) {
         std::FILE* const out = parsed.exitStatus == 0 ? stdout : stderr;
@@ -124,6 +125,7 @@ int Run(int argc, char** argv) {
     for (const std::string& warning : parsed.options->warnings) {
         std::fprintf(stderr, "kvmon: %s\n", warning.c_str());
     }
+    const WipeAtEnd wipe(parsed.options->auth);
     if (parsed.options->serve) {
         return RunWebHost(*parsed.options, argc, argv);
     }

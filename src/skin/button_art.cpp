@@ -57,7 +57,7 @@ constexpr Subject kSubjects[] = {
     {1816, nullptr, Face::kPlate, 1},        {1817, nullptr, Face::kPlate, 1},
     {1818, nullptr, Face::kPlate, 1},        {1819, nullptr, Face::kPlate, 1},
     {1820, nullptr, Face::kPlate, 1},        {1841, Person, Face::kPlate, 0},
-    {1842, Mountain, Face::kPlate, 0},       {1614, Recorders, Face::kPlate, 6},
+    {1842, Mountain, Face::kPlate, 0},       {1614, CameraList, Face::kPlate, 6},
 };
 
 constexpr int kFirstPreset = 1811;

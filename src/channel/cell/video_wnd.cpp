@@ -208,8 +208,7 @@ LParam CVideoWnd::OnMessage(std::uint32_t message, WParam wParam, LParam lParam)
             }
             return 0;
         case kMsgManualRecording:
-            m_hOwner.Post(kMsgManualRecording, wParam == static_cast<WParam>(RecordingResult::Done) ? 1 : 0,
-                          m_uIdx);
+            m_hOwner.Post(kMsgManualRecording, wParam, m_uIdx);
             return 0;
         case WM_TIMER:
             OnTimer(static_cast<std::uint32_t>(wParam));

@@ -15,7 +15,10 @@
 
 #include "channel/picture/captions.h"
 #include "console/dialogs/dialog_parts.h"
+#include "console/dialogs/empty_hint.h"
 #include "console/dialogs/message_box.h"
+#include "console/settings/fill_pattern.h"
+#include "persist/plural.h"
 #include "persist/string_table.h"
 #include "skin/plain_text.h"
 #include "skin/skin_colours.h"
@@ -37,6 +40,8 @@ constexpr std::uint32_t kTextClear = 6609;
 constexpr std::uint32_t kTextMarkAll = 6610;
 constexpr std::uint32_t kTextUnread = 6612;
 constexpr std::uint32_t kTextNone = 6613;
+constexpr std::uint32_t kTextNoneYet = 7443;
+constexpr std::uint32_t kTextNoMatch = 7444;
 
 QString Shown(const std::string& text) {
     return QString::fromStdString(DisplayLine(text));
@@ -114,6 +119,7 @@ void CEventWindow::MakeControls() {
 void CEventWindow::MakeRows() {
     m_rows = new QTreeWidget(this);
     m_rows->setObjectName(QStringLiteral("eventRows"));
+    m_hint = new EmptyHint(*m_rows);
     m_rows->setColumnCount(kColumns);
     m_rows->setHeaderLabels({Text(kTextTime), Text(kTextLevel), Text(kTextServer), Text(kTextEvent)});
     m_rows->setRootIsDecorated(false);
@@ -239,8 +245,10 @@ void CEventWindow::FillRows() {
 
 void CEventWindow::ShowCount() {
     const auto unread = static_cast<qulonglong>(m_events.UnreadCount());
-    const QString count = QString::number(unread) + " " + Text(kTextUnread);
+    const QString count =
+        QString::fromStdString(FillPattern(LoadPlural(kTextUnread, unread), {std::to_string(unread)}));
     m_count->setText(m_shown.empty() ? Text(kTextNone) : unread > 0 ? count : QString());
+    m_hint->Say(!m_shown.empty() ? QString() : Text(m_events.All().empty() ? kTextNoneYet : kTextNoMatch));
     setWindowTitle(unread > 0 ? Text(kTextTitle) + " (" + QString::number(unread) + ")" : Text(kTextTitle));
     m_markAll->setEnabled(unread > 0);
     m_clear->setEnabled(!m_events.All().empty());

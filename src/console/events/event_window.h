@@ -13,6 +13,8 @@ class QTreeWidget;
 
 namespace kvmon {
 
+class EmptyHint;
+
 // Shows a list that somebody else keeps. User interface thread only. Closing hides it.
 class CEventWindow : public WindowBase {
 public:
@@ -42,6 +44,7 @@ private:
     EventList& m_events;
     QComboBox* m_servers = nullptr;
     QComboBox* m_levels = nullptr;
+    EmptyHint* m_hint = nullptr;
     QTreeWidget* m_rows = nullptr;
     QLabel* m_count = nullptr;
     QPushButton* m_markAll = nullptr;

@@ -26,6 +26,8 @@ public:
     // The user may end the program from the console.
     virtual bool CanQuit() const { return false; }
     virtual void Quit() {}
+    // The console stands on its user's own desktop: folders and the clipboard are that user's.
+    virtual bool HasDesktop() const { return CanQuit(); }
     // What is to be seen, for the title of the window around the console; empty while nobody is logged in.
     virtual void ShowTitle([[maybe_unused]] const std::string& text) {}
 

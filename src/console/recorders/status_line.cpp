@@ -5,20 +5,21 @@
 
 #include "channel/base/own_fault_texts.h"
 #include "channel/camera/base_camera.h"
-#include "channel/cell/video_wnd.h"
 #include "console/panel/console_controls.h"
 #include "console/panel/console_keys.h"
 #include "console/ports/desk.h"
 #include "console/recorders/sign_in_desk.h"
 #include "console/settings/fill_pattern.h"
 #include "console/wall/camera_list.h"
-#include "console/wall/cell_pool.h"
+#include "console/wall/live_count.h"
 #include "console/wall/view_controller.h"
+#include "persist/plural.h"
 #include "persist/string_table.h"
 #include "platform/clock.h"
 #include "server/recorder_list.h"
 #include "skin/plain_text.h"
 #include "skin/skin_colours.h"
+#include "skin/window_base.h"
 
 namespace kvmon {
 
@@ -37,6 +38,9 @@ constexpr std::uint32_t kStrLoggedOut = 6860;
 constexpr std::uint32_t kStrNoChannels = 6861;
 constexpr std::uint32_t kStrElsewhere = 7214;
 constexpr std::uint32_t kStrNothingToShow = 6862;
+constexpr std::uint32_t kStrAddCameras = 7447;
+constexpr std::uint32_t kStrHidden = 7448;
+constexpr std::uint32_t kStrSignIn = 7449;
 constexpr const char* kBetween = " - ";
 constexpr std::uint32_t kStrManyConnected = 6319;
 
@@ -142,7 +146,8 @@ std::string StatusText(const std::vector<LinkReport>& links, int live, int shown
         return link.state == LinkState::kConnected;
     });
     if (bAnyConnected && shown > 0) {
-        text += kBetween + FillPattern(LoadString(shown < all ? kStrLiveOnPage : kStrLive),
+        text += kBetween + FillPattern(LoadPlural(shown < all ? kStrLiveOnPage : kStrLive,
+                                                  static_cast<std::uint64_t>(shown)),
                                        {std::to_string(live), std::to_string(shown)});
     }
     return text;
@@ -204,17 +209,6 @@ void StatusLine::OnRecorderRemoved(const CKelvaraInfo& server) {
     m_links.erase(&server);
 }
 
-void StatusLine::CountChannels(int* live, int* shown) {
-    for (int n = 0; n < m_cells.GetCount(); ++n) {
-        const CVideoWnd* const window = m_cells.Get(n);
-        const auto camera = window != nullptr && !window->isHidden() ? window->GetCamera() : nullptr;
-        if (camera && camera->IsCameraUsable()) {
-            *shown += 1;
-            *live += camera->IsLive() ? 1 : 0;
-        }
-    }
-}
-
 int StatusLine::CountUsable() const {
     int count = 0;
     for (int n = 0; n < m_cameras.GetCount(); ++n) {
@@ -231,7 +225,10 @@ std::string StatusLine::NoticeText(const std::vector<LinkReport>& links) const {
     }
     const LinkReport worst = WorstLink(links).value_or(LinkReport());
     if (worst.state == LinkState::kIdle) {
-        return LoadString(kStrLoggedOut);
+        return LoadString(kStrLoggedOut) +
+               (m_signIn.IsOffered()
+                    ? "\n" + FillPattern(LoadString(kStrSignIn), {ShortcutName(kCtlLogout).toStdString()})
+                    : std::string());
     }
     if (worst.state != LinkState::kConnected) {
         // Who waits in vain is told the way out.
@@ -241,7 +238,9 @@ std::string StatusLine::NoticeText(const std::vector<LinkReport>& links) const {
                                              : std::string());
     }
     const bool bEmpty = links.size() == 1 && m_recorders.GetServer(0)->GetChannelCount() == 0;
-    return bEmpty ? FillPattern(LoadString(kStrNoChannels), {worst.name}) : LoadString(kStrNothingToShow);
+    return bEmpty ? FillPattern(LoadString(kStrNoChannels), {worst.name}) + "\n" + LoadString(kStrAddCameras)
+                  : LoadString(kStrNothingToShow) + "\n" +
+                        FillPattern(LoadString(kStrHidden), {ShortcutName(kCtlOptions).toStdString()});
 }
 
 void StatusLine::ShowNotice(const std::string& text) {
@@ -257,9 +256,7 @@ void StatusLine::OnTick() {
     for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
         links.push_back(Report(*m_recorders.GetServer(i)));
     }
-    int live = 0;
-    int shown = 0;
-    CountChannels(&live, &shown);
+    const auto [live, shown] = CountLive(m_cells);
     const QString line = QString::fromStdString(StatusText(links, live, shown, CountUsable()) +
                                                 (m_note.empty() ? m_note : kBetween + m_note));
     ShowNotice(NoticeText(links));

@@ -133,6 +133,9 @@ void CSendSoundDlg::Cancel() {
     hide();
     GiveKeyboardBack(*this);
     SetTimer(kTimerEnding, kEndingMs);
+    if (m_bTalked && m_talkEnded) {
+        m_talkEnded();
+    }
 }
 
 void CSendSoundDlg::OnTimer(std::uint32_t id) {
@@ -199,6 +202,7 @@ void CSendSoundDlg::ShowDialog() {
     if (m_fault.empty()) {
         ShowState(FillPattern(LoadString(kTextTalkingTo), {DisplayLine(m_camera->GetCameraName())}),
                   Tone::Plain);
+        m_bTalked = true;
     } else {
         ShowState(m_fault, Tone::Fault);
     }
