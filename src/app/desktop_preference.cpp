@@ -177,6 +177,11 @@ std::optional<SkinLook> LookOfToolkit() {
     if (colours == nullptr) {
         return std::nullopt;
     }
+    // The toolkit has one of its own where no desktop gives it any, which is nobody's wish.
+    constexpr QColor kToolkits(239, 239, 239);
+    if (colours->color(QPalette::Window) == kToolkits) {
+        return std::nullopt;
+    }
     const int ground = colours->color(QPalette::Window).lightness();
     return ground < colours->color(QPalette::WindowText).lightness() ? SkinLook::Dark : SkinLook::Light;
 }
