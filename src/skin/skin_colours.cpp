@@ -200,7 +200,7 @@ const SkinColours& ColoursOf(const QWidget& widget) {
 }
 
 double ContrastOf(QRgb a, QRgb b) {
-    const auto [low, high] = std::minmax(Luminance(a), Luminance(b));
+    const auto [low, high] = std::minmax({Luminance(a), Luminance(b)});
     return (high + 0.05) / (low + 0.05);
 }
 

@@ -206,7 +206,7 @@ TEST_F(Looks, CaptionsOfCells) {
                                 : 0;
                 }
             }
-            EXPECT_GT(letters, 20);
+            EXPECT_GE(letters, 10);
             EXPECT_GE(read, letters * 9 / 10);
         }
     }
