@@ -139,6 +139,9 @@ public:
             case PE_Frame:
                 DrawFrame(*option, *painter, m_colours);
                 break;
+            case PE_FrameGroupBox:
+                DrawBox(*painter, option->rect, m_colours.window, m_colours.line);
+                break;
             case PE_FrameTabWidget:
                 DrawBox(*painter, option->rect, m_colours.window, m_colours.line);
                 break;
@@ -163,7 +166,13 @@ public:
 
     void drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
                      const QWidget* widget) const override {
-        if (element == CE_TabBarTabShape) {
+        const auto* const entry = qstyleoption_cast<const QStyleOptionMenuItem*>(option);
+        if (element == CE_MenuItem && entry != nullptr && entry->text.isEmpty() &&
+            entry->menuItemType == QStyleOptionMenuItem::Separator) {
+            painter->fillRect(
+                QRect(option->rect.left() + 6, option->rect.center().y(), option->rect.width() - 12, 1),
+                QColor(m_colours.line));
+        } else if (element == CE_TabBarTabShape) {
             DrawTab(*option, *painter, m_colours);
         } else if (element == CE_HeaderSection || element == CE_HeaderEmptyArea) {
             DrawHeader(option->rect, element == CE_HeaderSection ? HeaderPart::Title : HeaderPart::Empty,

@@ -17,6 +17,7 @@
 #include <cmath>
 #include <map>
 
+#include "console/dialogs/link_button.h"
 #include "skin/skin_colours.h"
 #include "skin/xskin_static.h"
 
@@ -124,6 +125,8 @@ void LookAt(const QWidget& part, Look& look) {
         LookAtCheck(*check, QStyle::SE_CheckBoxIndicator, QStyle::SE_CheckBoxContents, look);
     } else if (const auto* const radio = qobject_cast<const QRadioButton*>(&part)) {
         LookAtCheck(*radio, QStyle::SE_RadioButtonIndicator, QStyle::SE_RadioButtonContents, look);
+    } else if (const auto* const link = qobject_cast<const LinkButton*>(&part)) {
+        look.Text(part, all.adjusted(2, 2, -2, -2), link->text());
     } else if (const auto* const edit = qobject_cast<const QLineEdit*>(&part)) {
         const bool bOwn = qobject_cast<const QAbstractSpinBox*>(part.parentWidget()) == nullptr;
         if (bOwn) {

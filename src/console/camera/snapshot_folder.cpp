@@ -33,14 +33,16 @@ std::vector<SnapshotFile> ListSnapshots(const QString& folder, const QDate& day,
 }
 
 // JPEG is decoded at a fraction of its size.
-QImage LoadThumbnail(const QString& path) {
+QImage LoadThumbnail(const QString& path, double scale) {
     QImageReader reader(path);
     const QSize size = reader.size();
-    if (size.isValid() &&
-        (size.width() > kThumbnailSize.width() || size.height() > kThumbnailSize.height())) {
-        reader.setScaledSize(size.scaled(kThumbnailSize, Qt::KeepAspectRatio).expandedTo({1, 1}));
+    const QSize most = (QSizeF(kThumbnailSize) * scale).toSize();
+    if (size.isValid() && (size.width() > most.width() || size.height() > most.height())) {
+        reader.setScaledSize(size.scaled(most, Qt::KeepAspectRatio).expandedTo({1, 1}));
     }
-    return reader.read();
+    QImage image = reader.read();
+    image.setDevicePixelRatio(scale);
+    return image;
 }
 
 }  // namespace kvmon

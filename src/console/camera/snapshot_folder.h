@@ -23,7 +23,8 @@ struct SnapshotFile {
 // Pictures of the folder that are of this day, the newest first. Any thread; takes the disk's time.
 std::vector<SnapshotFile> ListSnapshots(const QString& folder, const QDate& day,
                                         const std::atomic<bool>& stop);
-// At most of kThumbnailSize; null for a file that is no picture. Any thread.
-QImage LoadThumbnail(const QString& path);
+// At most of kThumbnailSize, on a screen of so many device pixels to a unit; null for a file that is no
+// picture. Any thread.
+QImage LoadThumbnail(const QString& path, double scale);
 
 }  // namespace kvmon

@@ -150,22 +150,22 @@ void SnapshotGallery::Load() {
     m_stop = std::make_shared<std::atomic<bool>>(false);
     const auto now = std::chrono::floor<std::chrono::milliseconds>(m_clock.Now()).time_since_epoch();
     const QDate day = QDateTime::fromMSecsSinceEpoch(now.count()).date();
-    const bool bStarted =
-        m_reader.Start("kv-gallery", [folder = m_folder, day, stop = m_stop, self = QPointer(this)] {
-            TryStep("SnapshotGallery::Load", [&] {
-                const std::vector<SnapshotFile> files = ListSnapshots(folder, day, *stop);
-                if (!*stop) {
-                    Tell(self, [files](SnapshotGallery& gallery) { gallery.OnListed(files); });
-                }
-                for (std::size_t i = 0; i < files.size() && !*stop; ++i) {
-                    const QImage image = LoadThumbnail(files[i].path);
-                    Tell(self, [path = files[i].path, image](SnapshotGallery& gallery) {
-                        gallery.OnThumbnail(path, image);
-                    });
-                }
-            });
-            Tell(self, [](SnapshotGallery& gallery) { gallery.OnLoaded(); });
+    const bool bStarted = m_reader.Start("kv-gallery", [folder = m_folder, day, scale = devicePixelRatioF(),
+                                                        stop = m_stop, self = QPointer(this)] {
+        TryStep("SnapshotGallery::Load", [&] {
+            const std::vector<SnapshotFile> files = ListSnapshots(folder, day, *stop);
+            if (!*stop) {
+                Tell(self, [files](SnapshotGallery& gallery) { gallery.OnListed(files); });
+            }
+            for (std::size_t i = 0; i < files.size() && !*stop; ++i) {
+                const QImage image = LoadThumbnail(files[i].path, scale);
+                Tell(self, [path = files[i].path, image](SnapshotGallery& gallery) {
+                    gallery.OnThumbnail(path, image);
+                });
+            }
         });
+        Tell(self, [](SnapshotGallery& gallery) { gallery.OnLoaded(); });
+    });
     m_bLoaded = !bStarted;
     UpdateWords();
 }

@@ -157,6 +157,7 @@ SnapshotPage::SnapshotPage(std::function<void()> changed, SnapshotFolder choice)
     }
 
     auto* const folder = new QHBoxLayout;
+    folder->setSpacing(8);
     folder->addWidget(m_folder, 1);
     folder->addWidget(m_browse);
     auto* const form = new QFormLayout;

@@ -111,7 +111,10 @@ void CameraTree::Fill(std::vector<CameraRow> rows) {
 
 void CameraTree::ShowState(QTreeWidgetItem& item, const CameraRow& row) const {
     const QString words = StateText(row.state);
-    item.setIcon(1, QIcon(StatePicture(row.state, devicePixelRatioF(), ColoursOf(*this).inactive)));
+    const QPixmap picture = StatePicture(row.state, devicePixelRatioF(), ColoursOf(*this).inactive);
+    QIcon icon(picture);
+    icon.addPixmap(picture, QIcon::Selected);  // else tinted until it is hardly told from the row
+    item.setIcon(1, icon);
     item.setData(0, Qt::AccessibleTextRole, words.isEmpty() ? item.text(0) : item.text(0) + ", " + words);
     item.setData(1, Qt::AccessibleTextRole, words);
     item.setToolTip(0, item.text(0).toHtmlEscaped());

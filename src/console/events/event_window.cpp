@@ -65,7 +65,10 @@ QIcon LevelIcon(std::int32_t nLevel, Dot dot, const QWidget& window) {
     painter.setPen(QPen(colour, 1.5));
     painter.setBrush(dot == Dot::Ring ? Qt::NoBrush : QBrush(colour));
     painter.drawEllipse(QRectF(4, 4, 8, 8));
-    return QIcon(pixmap);
+    painter.end();
+    QIcon icon(pixmap);
+    icon.addPixmap(pixmap, QIcon::Selected);  // not tinted
+    return icon;
 }
 
 }  // namespace
