@@ -3,7 +3,6 @@
 #include <QtCore/QEvent>
 #include <QtWidgets/QAbstractScrollArea>
 
-
 namespace kvmon {
 
 namespace {
