@@ -98,6 +98,14 @@ TEST_F(Touch, ATapActivatesARestOpensTheMenuOrMovesTheCell) {
     QApplication::activePopupWidget()->close();
     Pump();
 
+    // One that comes back has changed its mind.
+    Put(1, Middle(1));
+    ASSERT_TRUE(PumpUntil(HasGhost));
+    Slide(1, Middle(1) + QPoint(60, 0));
+    Slide(1, Middle(1));
+    Lift(1, Middle(1));
+    EXPECT_EQ(QApplication::activePopupWidget(), nullptr);
+
     Put(0, Middle(0));
     ASSERT_TRUE(PumpUntil(HasGhost));
     const QPoint other = View(0).mapFromGlobal(View(3).mapToGlobal(Middle(3)));

@@ -21,6 +21,7 @@ public:
         m_start = screen;
         m_by = by;
         m_cell = cell;
+        m_bLeft = false;
         m_state = by == By::Finger ? State::Resting : State::Pressed;
     }
     // The finger has rested for long enough. True if the drag begins now.
@@ -32,6 +33,7 @@ public:
         return m_state == State::Dragging;
     }
     Step Move(const QPoint& screen) {
+        m_bLeft = m_bLeft || !IsAtStart(screen);
         if (m_state == State::Dragging) {
             return Step::Moves;
         }
@@ -53,7 +55,7 @@ public:
     }
     bool IsLongPress(const QPoint& screen) const {
         const bool bRested = m_state == State::Rested || m_state == State::Dragging;
-        return m_by == By::Finger && bRested && IsAtStart(screen);
+        return m_by == By::Finger && bRested && !m_bLeft && IsAtStart(screen);
     }
     // 1 for a swipe to the left, which goes on to what stands at the right; -1 for one back.
     int Swipe(const QPoint& screen) const {
@@ -77,6 +79,7 @@ private:
     State m_state = State::Nothing;
     By m_by = By::Mouse;
     Cell m_cell = Cell::MayMove;
+    bool m_bLeft = false;  // it was elsewhere, if only for a while
     QPoint m_start;
 };
 
