@@ -125,7 +125,7 @@ void LookAt(const QWidget& part, Look& look) {
         LookAtCheck(*check, QStyle::SE_CheckBoxIndicator, QStyle::SE_CheckBoxContents, look);
     } else if (const auto* const radio = qobject_cast<const QRadioButton*>(&part)) {
         LookAtCheck(*radio, QStyle::SE_RadioButtonIndicator, QStyle::SE_RadioButtonContents, look);
-    } else if (const auto* const link = qobject_cast<const LinkButton*>(&part)) {
+    } else if (const auto* const link = dynamic_cast<const LinkButton*>(&part)) {
         look.Text(part, all.adjusted(2, 2, -2, -2), link->text());
     } else if (const auto* const edit = qobject_cast<const QLineEdit*>(&part)) {
         const bool bOwn = qobject_cast<const QAbstractSpinBox*>(part.parentWidget()) == nullptr;

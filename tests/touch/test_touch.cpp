@@ -99,11 +99,11 @@ TEST_F(Touch, ATapActivatesARestOpensTheMenuOrMovesTheCell) {
     Pump();
 
     // One that comes back has changed its mind.
-    Put(1, Middle(1));
+    Put(3, Middle(3));
     ASSERT_TRUE(PumpUntil(HasGhost));
-    Slide(1, Middle(1) + QPoint(60, 0));
-    Slide(1, Middle(1));
-    Lift(1, Middle(1));
+    Slide(3, Middle(3) + QPoint(60, 0));
+    Slide(3, Middle(3));
+    Lift(3, Middle(3));
     EXPECT_EQ(QApplication::activePopupWidget(), nullptr);
 
     Put(0, Middle(0));
