@@ -9,6 +9,7 @@
 
 #include "skin/icons.h"
 #include "skin/skin_colours.h"
+#include "skin/style_parts.h"
 
 namespace kvmon {
 
@@ -107,8 +108,7 @@ QPointF PadCentre(int id, const QRectF& box) {
     }
 }
 
-QPainterPath PlatePath(Face face, int id, const QRectF& box) {
-    const QRectF rect = box.adjusted(0.5, 0.5, -0.5, -0.5);
+QPainterPath PlatePath(Face face, int id, const QRectF& box, const QRectF& rect) {
     const double radius = std::clamp(std::min(box.width(), box.height()) / 4, 2.0, 4.0);
     QPainterPath path;
     path.addRoundedRect(rect, radius, radius);
@@ -120,14 +120,15 @@ QPainterPath PlatePath(Face face, int id, const QRectF& box) {
     return path.intersected(circle);
 }
 
-void DrawPlate(QPainter& painter, const QPainterPath& plate, const ButtonColours& colours, ButtonLook look) {
+void DrawPlate(QPainter& painter, const QPainterPath& plate, const ButtonColours& colours, double line,
+               ButtonLook look) {
     const QColor face(colours.face);
     const QRectF rect = plate.boundingRect();
     QLinearGradient shade(rect.topLeft(), rect.bottomLeft());
     const bool sunken = look == ButtonLook::kPressed;
     shade.setColorAt(0, sunken ? face.darker(115) : face.lighter(112));
     shade.setColorAt(1, sunken ? face.lighter(112) : face.darker(112));
-    painter.setPen(QPen(QColor(colours.edge), 1));
+    painter.setPen(QPen(QColor(colours.edge), line));
     painter.setBrush(look == ButtonLook::kDisabled ? QBrush(face) : QBrush(shade));
     painter.drawPath(plate);
 }
@@ -147,7 +148,8 @@ void DrawButton(QPainter& painter, const Subject* subject, int id, const QRectF&
     const bool atRest = look == ButtonLook::kNormal || look == ButtonLook::kDisabled;
     const Face face = subject == nullptr ? Face::kPlate : subject->face;
     if (face != Face::kBare || !atRest) {
-        DrawPlate(painter, PlatePath(face, id, box), colours, look);
+        const style::PixelLine line = style::LineAround(painter, box);
+        DrawPlate(painter, PlatePath(face, id, box, line.rect), colours, line.width, look);
     }
     if (subject == nullptr) {
         return;
@@ -173,7 +175,7 @@ bool HasButtonArt(int id) {
     return FindSubject(id) != nullptr;
 }
 
-QPixmap RenderButton(int id, QSize size, double scale, ButtonLook look, bool checked,
+QPixmap RenderButton(int id, QSizeF size, double scale, ButtonLook look, bool checked,
                      const SkinColours& colours) {
     QPixmap bitmap(QSize(static_cast<int>(std::lround(size.width() * scale)),
                          static_cast<int>(std::lround(size.height() * scale))));
@@ -184,7 +186,7 @@ QPixmap RenderButton(int id, QSize size, double scale, ButtonLook look, bool che
     bitmap.fill(Qt::transparent);
     QPainter painter(&bitmap);
     painter.setRenderHint(QPainter::Antialiasing);
-    DrawButton(painter, FindSubject(id), id, QRectF(QPointF(), QSizeF(size)), look, checked, colours);
+    DrawButton(painter, FindSubject(id), id, QRectF(QPointF(), size), look, checked, colours);
     return bitmap;
 }
 

@@ -22,9 +22,7 @@ void DrawPush(const QStyleOption& option, QPainter& painter, const SkinColours& 
 }
 
 void DrawFrame(const QStyleOption& option, QPainter& painter, const SkinColours& colours) {
-    painter.setPen(QColor(ShowsFocus(option.state) ? colours.accent : colours.edge));
-    painter.setBrush(Qt::NoBrush);
-    painter.drawRect(option.rect.adjusted(0, 0, -1, -1));
+    DrawLineAround(painter, option.rect, ShowsFocus(option.state) ? colours.accent : colours.edge);
 }
 
 QRect ScrollPart(const QStyleOptionSlider& bar, QStyle::SubControl part) {
@@ -106,12 +104,17 @@ void DrawRadio(const QStyleOption& option, QPainter& painter, const SkinColours&
     const bool on = option.state.testFlag(QStyle::State_On);
     const bool enabled = option.state.testFlag(QStyle::State_Enabled);
     const Plate plate = PlateOf(option.state, colours);
-    DrawBox(painter, box, !on && enabled ? colours.field : plate.face, plate.edge, box.width() / 2.0);
-    if (!on) {
-        return;
-    }
+    // A round line loses a part of each pixel.
+    const PixelLine line = LineAround(painter, box, 1.25);
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(QColor(plate.edge), line.width));
+    painter.setBrush(QColor(!on && enabled ? colours.field : plate.face));
+    painter.drawEllipse(line.rect);
+    if (!on) {
+        painter.restore();
+        return;
+    }
     painter.setPen(Qt::NoPen);
     painter.setBrush(QColor(enabled ? colours.accentBright : colours.inkDisabled));
     painter.drawEllipse(QRectF(box).center(), 3.5, 3.5);

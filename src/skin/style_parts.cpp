@@ -4,6 +4,7 @@
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QStyleOption>
 #include <algorithm>
+#include <cmath>
 
 #include "skin/skin_colours.h"
 
@@ -36,12 +37,38 @@ bool ShowsKeyboardFocus(QStyle::State state) {
     return ShowsFocus(state) && state.testFlag(QStyle::State_KeyboardFocusChange);
 }
 
-void DrawBox(QPainter& painter, const QRect& rect, QRgb fill, QRgb edge, double radius) {
+PixelLine LineAround(const QPainter& painter, const QRectF& rect, double width) {
+    const QTransform device = painter.deviceTransform();
+    const double scale = device.m11();
+    if (device.type() > QTransform::TxScale || scale <= 0) {
+        const double half = width / 2;
+        return {rect.adjusted(half, half, -half, -half), width};
+    }
+    const QRectF seen = device.mapRect(rect);
+    const QPointF first(std::round(seen.left()), std::round(seen.top()));
+    const QPointF last(std::round(seen.right()), std::round(seen.bottom()));
+    const double pixels = std::max(std::round(width * scale), 1.0);
+    const QRectF middle = QRectF(first, last).adjusted(pixels / 2, pixels / 2, -pixels / 2, -pixels / 2);
+    return {device.inverted().mapRect(middle), pixels / scale};
+}
+
+void DrawLineAround(QPainter& painter, const QRectF& rect, QRgb colour) {
+    const PixelLine line = LineAround(painter, rect);
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(QColor(edge), 1));
+    painter.setPen(QPen(QColor(colour), line.width, Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin));
+    painter.setBrush(Qt::NoBrush);
+    painter.drawRect(line.rect);
+    painter.restore();
+}
+
+void DrawBox(QPainter& painter, const QRect& rect, QRgb fill, QRgb edge, double radius) {
+    const PixelLine line = LineAround(painter, rect);
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(QColor(edge), line.width));
     painter.setBrush(QColor(fill));
-    painter.drawRoundedRect(QRectF(rect).adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
+    painter.drawRoundedRect(line.rect, radius, radius);
     painter.restore();
 }
 

@@ -29,6 +29,14 @@ bool ShowsFocus(QStyle::State state);
 // The focus came by a key.
 bool ShowsKeyboardFocus(QStyle::State state);
 
+// A line at the rim of a rectangle, on whole device pixels and as many of them as a unit has.
+struct PixelLine {
+    QRectF rect;  // where its middle runs
+    double width;
+};
+PixelLine LineAround(const QPainter& painter, const QRectF& rect, double width = 1);
+void DrawLineAround(QPainter& painter, const QRectF& rect, QRgb colour);
+
 void DrawBox(QPainter& painter, const QRect& rect, QRgb fill, QRgb edge, double radius = kRadius);
 void DrawRing(QPainter& painter, const QRect& rect, const SkinColours& colours, double radius = kRadius);
 enum class Tip { Up, Down };

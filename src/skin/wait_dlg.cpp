@@ -10,6 +10,7 @@
 
 #include "skin/picture_ex.h"
 #include "skin/skin_colours.h"
+#include "skin/style_parts.h"
 
 namespace kvmon {
 
@@ -89,8 +90,7 @@ void CWaitDlg::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.fillRect(rect(), QColor(ColoursOf(*this).panel));
     if (m_place == Place::Inside) {
-        painter.setPen(QColor(ColoursOf(*this).edge));
-        painter.drawRect(rect().adjusted(0, 0, -1, -1));
+        style::DrawLineAround(painter, rect(), ColoursOf(*this).edge);
     }
 }
 

@@ -4,6 +4,7 @@
 #include <QtGui/QPainter>
 #include <QtWidgets/QToolTip>
 #include <algorithm>
+#include <cmath>
 
 #include "skin/icons.h"
 #include "skin/plain_text.h"
@@ -27,7 +28,7 @@ bool IsPressKey(int key) {
 CXSkinODButton::CXSkinODButton(int id, ButtonMode mode, QWidget* parent)
     : WindowBase(parent),
       m_state(mode),
-      m_source([this, id](QSize size, double scale, ButtonLook look, bool checked) {
+      m_source([this, id](QSizeF size, double scale, ButtonLook look, bool checked) {
           return RenderButton(id, size, scale, look, checked, ColoursOf(*this));
       }) {
     SetControlId(id);
@@ -182,18 +183,27 @@ void CXSkinODButton::ShowTip(const QPoint& screenPosition) {
     QToolTip::showText(screenPosition, MarkupOf(text), this);
 }
 
+// The device pixels that it covers: at a scale of fractions not the same everywhere.
+QSizeF CXSkinODButton::SizeInPixels() const {
+    const double scale = devicePixelRatioF();
+    const QPointF first = QPointF(mapTo(window(), QPoint())) * scale;
+    const QPointF last = first + QPointF(width(), height()) * scale;
+    return {std::round(last.x()) - std::round(first.x()), std::round(last.y()) - std::round(first.y())};
+}
+
 const QPixmap& CXSkinODButton::Bitmap() {
     const double scale = devicePixelRatioF();
-    if (size() != m_bitmapSize || scale != m_bitmapScale) {
+    const QSizeF size = SizeInPixels() / scale;
+    if (size != m_bitmapSize || scale != m_bitmapScale) {
         m_bitmaps.fill(QPixmap());
-        m_bitmapSize = size();
+        m_bitmapSize = size;
         m_bitmapScale = scale;
     }
     // A plain button keeps a check that somebody gave it, and looks the same.
     const bool checked = m_state.checked() && m_state.mode() != ButtonMode::kPlain;
     QPixmap& bitmap = m_bitmaps[ButtonBitmapIndex(m_state.Look(), checked)];
     if (bitmap.isNull()) {
-        bitmap = m_source(size(), scale, m_state.Look(), checked);
+        bitmap = m_source(size, scale, m_state.Look(), checked);
     }
     return bitmap;
 }

@@ -59,7 +59,10 @@ TEST_F(Crisp, ButtonsAreTheDrawingsOfTheirScale) {
         if (button == nullptr || !button->isVisible()) {
             continue;
         }
-        const QImage drawing = RenderButton(row.id, button->size(), Scale(), button->Look(),
+        const QPointF last = InConsole(*button, {button->width(), button->height()});
+        const QPoint pixels = last.toPoint() - InConsole(*button, {0, 0}).toPoint();
+        const QSizeF size = QSizeF(pixels.x(), pixels.y()) / Scale();
+        const QImage drawing = RenderButton(row.id, size, Scale(), button->Look(),
                                             button->GetCheck() == BST_CHECKED, ColoursOf(SkinLook::Dark))
                                    .toImage()
                                    .convertToFormat(QImage::Format_ARGB32);

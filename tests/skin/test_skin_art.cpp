@@ -95,9 +95,9 @@ TEST(ButtonArt, AButtonAsksForABitmapOnceForAStateAndSize) {
     button.resize(63, 43);
     int asked = 0;
     button.SetBitmaps(
-        [&asked](QSize size, double, ButtonLook, bool) {
+        [&asked](QSizeF size, double, ButtonLook, bool) {
             ++asked;
-            QPixmap bitmap(size);
+            QPixmap bitmap(size.toSize());
             bitmap.fill(Qt::red);
             return bitmap;
         },

@@ -10,6 +10,7 @@
 #include "persist/string_table.h"
 #include "skin/plain_text.h"
 #include "skin/skin_colours.h"
+#include "skin/style_parts.h"
 
 namespace kvmon {
 
@@ -57,14 +58,14 @@ void CVideoWnd::paintEvent(QPaintEvent*) {
 void CVideoWnd::PaintBorder(QPainter& painter) const {
     const SkinColours& colours = ColoursOf(*this);
     painter.fillRect(rect(), QColor(colours.cellGround));
-    // The pen's pixels lie on the rectangle itself, one outside of the inner one.
-    const QRectF frame =
-        QRectF(rect()).adjusted(kCellMargin - 0.5, kCellMargin - 0.5, 0.5 - kCellMargin, 0.5 - kCellMargin);
+    // One unit outside of the inner rectangle.
+    const int out = kCellMargin - 1;
+    const style::PixelLine line = style::LineAround(painter, QRectF(rect().adjusted(out, out, -out, -out)));
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(QColor(colours.cellEdge), 1));
+    painter.setPen(QPen(QColor(colours.cellEdge), line.width));
     painter.setBrush(QColor(Strip().ground));
-    painter.drawRoundedRect(frame, kCornerRadius, kCornerRadius);
+    painter.drawRoundedRect(line.rect, kCornerRadius, kCornerRadius);
     painter.restore();
 }
 

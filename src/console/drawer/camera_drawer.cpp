@@ -26,6 +26,7 @@
 #include "server/recorder_list.h"
 #include "skin/background.h"
 #include "skin/skin_colours.h"
+#include "skin/style_parts.h"
 #include "skin/window_base.h"
 
 namespace kvmon {
@@ -128,8 +129,7 @@ void CameraDrawer::Place() {
 void CameraDrawer::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.fillRect(rect(), QColor(ColoursOf(*this).panel));
-    painter.setPen(QColor(ColoursOf(*this).edge));
-    painter.drawRect(rect().adjusted(0, 0, -1, -1));
+    style::DrawLineAround(painter, rect(), ColoursOf(*this).edge);
 }
 
 // --- the rows

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "skin/skin_colours.h"
+#include "skin/style_parts.h"
 
 namespace kvmon {
 
@@ -49,8 +50,7 @@ void LevelMeter::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     const SkinColours& colours = ColoursOf(*this);
     painter.fillRect(rect(), QColor(colours.field));
-    painter.setPen(QColor(colours.edge));
-    painter.drawRect(rect().adjusted(0, 0, -1, -1));
+    style::DrawLineAround(painter, rect(), colours.edge);
     const QRect inside = rect().adjusted(kMargin, kMargin, -kMargin, -kMargin);
     for (int i = 0; i < kLamps; ++i) {
         const int left = inside.left() + i * (inside.width() + kGap) / kLamps;
