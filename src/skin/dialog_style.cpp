@@ -6,6 +6,7 @@
 #include <QtWidgets/QStyleFactory>
 #include <QtWidgets/QStyleOption>
 #include <QtWidgets/QToolTip>
+#include <algorithm>
 
 #include "skin/skin_colours.h"
 #include "skin/style_controls.h"
@@ -139,9 +140,12 @@ public:
             case PE_Frame:
                 DrawFrame(*option, *painter, m_colours);
                 break;
-            case PE_FrameGroupBox:
-                DrawBox(*painter, option->rect, m_colours.window, m_colours.line);
+            case PE_FrameGroupBox: {
+                // Below the title, as the base style places the contents.
+                const int title = std::max(16, option->fontMetrics.height()) + 3;
+                DrawBox(*painter, option->rect.adjusted(0, title, 0, 0), m_colours.window, m_colours.line);
                 break;
+            }
             case PE_FrameTabWidget:
                 DrawBox(*painter, option->rect, m_colours.window, m_colours.line);
                 break;

@@ -294,7 +294,7 @@ TEST_F(Looks, ConsoleItsMenusAndWindows) {
         Check(*Window("presetDialog"), "presets");
         Window("presetDialog")->close();
         Command(kCtlCameraList);
-        console->Parts().feedback.Say("Gate 1.jpg", {{LoadString(6300), [] {}}});
+        console->Parts().feedback.Say("Gate 1.jpg", {{LoadString(6121), [] {}}});
         Check(*console, "drawer");
         Command(kCtlCameraList);
         Close();
