@@ -67,7 +67,8 @@ int main(int argc, char** argv) {
     const std::size_t words = wanted.hostile ? 4 : wanted.night ? 2 : 3;
     const int seconds = wanted.words.size() == words ? Seconds(wanted.words[0]) : 0;
     wanted.plan.seconds = seconds;
-    if (seconds < 1 || wanted.plan.badSeconds < 1) {
+    // The others count minutes.
+    if (seconds < (wanted.hostile ? 1 : 60) || wanted.plan.badSeconds < 1) {
         std::fputs(kUsage, stderr);
         return 2;
     }

@@ -4,6 +4,7 @@
 #include <QtCore/QTimer>
 #include <stdexcept>
 
+#include "channel/camera/base_camera.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
 
@@ -58,6 +59,19 @@ SoakWall::~SoakWall() {
 
 void SoakWall::ShowNine() {
     m_console.Press(StyleButtonId(CheckedViewStyle(VIEW_STYLE_9CH)));
+}
+
+NewPictures SoakWall::LookAtChannels() {
+    NewPictures since;
+    m_shown.resize(static_cast<std::size_t>(Parts().cameras.GetCount()));
+    for (std::size_t n = 0; n < m_shown.size(); ++n) {
+        const auto camera = Parts().cameras.GetCameraByChannel(static_cast<int>(n));
+        const std::uint64_t shown = camera ? camera->GetStatistics().shown : 0;
+        since.silent += shown == m_shown[n] ? 1 : 0;
+        since.pictures += shown - m_shown[n];
+        m_shown[n] = shown;
+    }
+    return since;
 }
 
 }  // namespace kvbench

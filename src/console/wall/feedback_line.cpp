@@ -2,8 +2,7 @@
 
 #include <QtGui/QAccessible>
 #include <QtGui/QKeyEvent>
-#include <QtGui/QPainter>
-#include <QtWidgets/QHBoxLayout>
+#include <QtWidgets/QBoxLayout>
 #include <QtWidgets/QLabel>
 #include <algorithm>
 
@@ -12,38 +11,34 @@
 #include "console/ports/desk.h"
 #include "console/ports/timers.h"
 #include "console/wall/view_controller.h"
+#include "console/wall/wall_plate.h"
 #include "skin/plain_text.h"
-#include "skin/skin_colours.h"
 #include "skin/window_base.h"
 
 namespace kvmon {
 
 namespace {
 
-constexpr int kGap = 14;  // to the wall's edges
-constexpr double kRound = 6;
 constexpr int kLeastText = 120;
 
 }  // namespace
 
-class FeedbackLine::Bar final : public QWidget {
+class FeedbackLine::Bar final : public WallPlate {
 public:
     Bar(FeedbackLine& line, QWidget* host, const std::string& text, std::vector<FeedbackLink> links)
-        : QWidget(host), m_line(line), m_links(std::move(links)), m_text(QString::fromStdString(text)) {
+        : WallPlate(host), m_line(line), m_links(std::move(links)), m_text(QString::fromStdString(text)) {
         setObjectName(QStringLiteral("feedback"));
         setAccessibleName(m_text);
         m_label = new QLabel(this);
         m_label->setObjectName(QStringLiteral("feedbackText"));
         m_label->setTextFormat(Qt::PlainText);
-        auto* const layout = new QHBoxLayout(this);
-        layout->setContentsMargins(16, 8, 16, 8);
-        layout->setSpacing(16);
-        layout->addWidget(m_label, 1);
+        auto* const row = static_cast<QBoxLayout*>(layout());
+        row->addWidget(m_label, 1);
         for (std::size_t i = 0; i < m_links.size(); ++i) {
             auto* const link = new LinkButton(QString::fromStdString(m_links[i].text), this);
             link->setObjectName(QStringLiteral("feedbackLink%1").arg(i));
             connect(link, &QAbstractButton::clicked, this, [this, i] { Run(i); });
-            layout->addWidget(link);
+            row->addWidget(link);
             m_buttons.push_back(link);
         }
     }
@@ -51,8 +46,9 @@ public:
     bool IsInUse() const { return underMouse() || isAncestorOf(window()->focusWidget()); }
     LinkButton* FirstLink() const { return m_buttons.empty() ? nullptr : m_buttons.front(); }
 
+protected:
     // As wide as its words, within the wall: a name that is too long is cut in the middle.
-    void PlaceIn(const QRect& wall) {
+    QRect PlaceIn(const QRect& wall) override {
         int others = layout()->contentsMargins().left() + layout()->contentsMargins().right();
         for (const LinkButton* const button : m_buttons) {
             others += button->sizeHint().width() + layout()->spacing();
@@ -62,21 +58,8 @@ public:
         m_label->setText(shown);
         m_label->setToolTip(shown != m_text ? MarkupOf(m_text.toStdString()) : QString());
         const QSize size = sizeHint();
-        setGeometry(wall.center().x() - size.width() / 2, wall.bottom() - size.height() - kGap, size.width(),
-                    size.height());
+        return {QPoint(wall.center().x() - size.width() / 2, wall.bottom() - size.height() - kGap), size};
     }
-
-protected:
-    void paintEvent(QPaintEvent*) override {
-        QPainter painter(this);
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.setBrush(QColor(ColoursOf(*this).panel));
-        painter.setPen(QColor(ColoursOf(*this).edgeHover));
-        painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), kRound, kRound);
-    }
-    // A click on it is none for the cell below.
-    void mousePressEvent(QMouseEvent* event) override { event->accept(); }
-    void mouseReleaseEvent(QMouseEvent* event) override { event->accept(); }
     void keyPressEvent(QKeyEvent* event) override {
         switch (event->key()) {
             case Qt::Key_Escape:
@@ -131,28 +114,17 @@ void FeedbackLine::Say(const std::string& text, std::vector<FeedbackLink> links,
 
 void FeedbackLine::Hide() {
     m_timers.KillTimer(kTimerFeedback);
-    if (!m_bar) {
-        return;
+    if (m_bar) {
+        m_bar->Retire();
+        m_bar = nullptr;
     }
-    if (m_bar->isAncestorOf(m_bar->window()->focusWidget())) {
-        m_bar->parentWidget()->setFocus();
-    }
-    m_bar->hide();
-    m_bar->deleteLater();  // one of its own links may be the caller
-    m_bar = nullptr;
 }
 
 void FeedbackLine::Place() {
-    if (!m_bar) {
-        return;
+    if (m_bar) {
+        QWidget& host = *m_desk.DialogHost();
+        m_bar->PlaceOn(host, m_view.WallIn(host));
     }
-    QWidget* const host = m_desk.DialogHost();
-    if (m_bar->parentWidget() != host) {
-        m_bar->setParent(host);
-        m_bar->show();
-    }
-    m_bar->PlaceIn(m_view.WallIn(*host));
-    m_bar->raise();
 }
 
 void FeedbackLine::Focus() {

@@ -1,7 +1,6 @@
 #include "console/wall/progress_box.h"
 
-#include <QtGui/QPainter>
-#include <QtWidgets/QHBoxLayout>
+#include <QtWidgets/QBoxLayout>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QProgressBar>
 
@@ -9,7 +8,7 @@
 #include "console/dialogs/link_button.h"
 #include "console/ports/desk.h"
 #include "console/wall/view_controller.h"
-#include "skin/skin_colours.h"
+#include "console/wall/wall_plate.h"
 #include "skin/window_base.h"
 
 namespace kvmon {
@@ -17,16 +16,14 @@ namespace kvmon {
 namespace {
 
 constexpr std::uint32_t kStrCancel = 6121;
-constexpr int kGap = 14;  // to the wall's edge
 constexpr QSize kBar(160, 8);
-constexpr double kRound = 6;
 
 }  // namespace
 
-class ProgressBox::Box final : public QWidget {
+class ProgressBox::Box final : public WallPlate {
 public:
     Box(QWidget* host, const std::function<void()>& cancel)
-        : QWidget(host),
+        : WallPlate(host),
           m_label(new QLabel(this)),
           m_bar(new QProgressBar(this)),
           m_cancel(new LinkButton(Text(kStrCancel), this)) {
@@ -37,12 +34,9 @@ public:
         m_bar->setFixedSize(kBar);
         m_cancel->setObjectName(QStringLiteral("progressCancel"));
         connect(m_cancel, &QAbstractButton::clicked, this, [cancel] { cancel(); });
-        auto* const layout = new QHBoxLayout(this);
-        layout->setContentsMargins(16, 8, 16, 8);
-        layout->setSpacing(16);
-        layout->addWidget(m_label);
-        layout->addWidget(m_bar);
-        layout->addWidget(m_cancel);
+        for (QWidget* const part : std::initializer_list<QWidget*>{m_label, m_bar, m_cancel}) {
+            layout()->addWidget(part);
+        }
     }
 
     void Set(const QString& text, int done, int all) {
@@ -53,22 +47,11 @@ public:
         m_bar->setValue(done);
     }
 
-    void PlaceIn(const QRect& wall) {
-        const QSize size = sizeHint();
-        setGeometry(wall.center().x() - size.width() / 2, wall.top() + kGap, size.width(), size.height());
-    }
-
 protected:
-    void paintEvent(QPaintEvent*) override {
-        QPainter painter(this);
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.setBrush(QColor(ColoursOf(*this).panel));
-        painter.setPen(QColor(ColoursOf(*this).edgeHover));
-        painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), kRound, kRound);
+    QRect PlaceIn(const QRect& wall) override {
+        const QSize size = sizeHint();
+        return {QPoint(wall.center().x() - size.width() / 2, wall.top() + kGap), size};
     }
-    // A click on it is none for the cell below.
-    void mousePressEvent(QMouseEvent* event) override { event->accept(); }
-    void mouseReleaseEvent(QMouseEvent* event) override { event->accept(); }
 
 private:
     QLabel* m_label;
@@ -95,28 +78,17 @@ void ProgressBox::Show(const std::string& text, int done, int all, const std::fu
 }
 
 void ProgressBox::Hide() {
-    if (!m_box) {
-        return;
+    if (m_box) {
+        m_box->Retire();
+        m_box = nullptr;
     }
-    if (m_box->isAncestorOf(m_box->window()->focusWidget())) {
-        m_box->parentWidget()->setFocus();
-    }
-    m_box->hide();
-    m_box->deleteLater();  // its own link may be the caller
-    m_box = nullptr;
 }
 
 void ProgressBox::Place() {
-    if (!m_box) {
-        return;
+    if (m_box) {
+        QWidget& host = *m_desk.DialogHost();
+        m_box->PlaceOn(host, m_view.WallIn(host));
     }
-    QWidget* const host = m_desk.DialogHost();
-    if (m_box->parentWidget() != host) {
-        m_box->setParent(host);
-        m_box->show();
-    }
-    m_box->PlaceIn(m_view.WallIn(*host));
-    m_box->raise();
 }
 
 }  // namespace kvmon

@@ -1,6 +1,5 @@
 // A guard's wall left alone: 16 cells, full screen, two views in sequence. Nothing grows once all has been
 // shown a few times, and the user interface's thread is never kept from its user.
-#include <malloc.h>
 #include <unistd.h>
 
 #include <QtCore/QTimer>
@@ -10,7 +9,6 @@
 #include <fstream>
 #include <vector>
 
-#include "channel/camera/base_camera.h"
 #include "channel/cell/video_wnd.h"
 #include "soaks.h"
 #include "support/qt_ui_watchdog.h"
@@ -46,9 +44,9 @@ std::string WriteConfig(const kvtest::TempFolder& folder) {
     return path;
 }
 
-class Wall {
+class Night {
 public:
-    explicit Wall(SoakWall& wall) : m_wall(wall), m_shown(kChannels) {}
+    explicit Night(SoakWall& wall) : m_wall(wall) {}
 
     // True if nothing went wrong.
     bool Run(int minutes) {
@@ -57,8 +55,8 @@ public:
         QObject::connect(&sample, &QTimer::timeout, [this, minutes] {
             Sample();
             if (static_cast<int>(m_samples.size()) == minutes) {
-                QCoreApplication::exit(
-                    0);  // quit would ask the full screen to close, which it takes for a leave
+                // Quit would ask the full screen to close, which it takes for a leave.
+                QCoreApplication::exit(0);
             }
         });
         std::printf("%4s | %9s %9s %7s %5s | %8s %6s | %8s %8s\n", "min", "client MB", "in use MB", "threads",
@@ -106,22 +104,12 @@ private:
 
     void Sample() {
         kvtest::WatchedApplication& app = kvtest::WatchedApplication::Instance();
-        std::uint64_t pictures = 0;
-        int silent = 0;
-        for (std::size_t n = 0; n < m_shown.size(); ++n) {
-            const auto camera = m_wall.Parts().cameras.GetCameraByChannel(static_cast<int>(n));
-            const std::uint64_t shown = camera ? camera->GetStatistics().shown : 0;
-            silent += shown == m_shown[n] ? 1 : 0;
-            pictures += shown - m_shown[n];
-            m_shown[n] = shown;
-        }
+        const auto [pictures, silent] = m_wall.LookAtChannels();
         m_samples.push_back(Look(getpid()));
-        const struct mallinfo2 heap = mallinfo2();
         const Holding& now = m_samples.back();
         std::printf("%4zu | %9.1f %9.1f %7d %5d | %8llu %6d | %8.1f %8.1f\n", m_samples.size(), now.megabytes,
-                    static_cast<double>(heap.uordblks + heap.hblkhd) / (1024 * 1024), now.threads,
-                    now.descriptors, static_cast<unsigned long long>(pictures), silent, app.LongestWaitMs(),
-                    app.LongestWorkMs());
+                    InUse(), now.threads, now.descriptors, static_cast<unsigned long long>(pictures), silent,
+                    app.LongestWaitMs(), app.LongestWorkMs());
         if (const double longest = std::max(app.LongestWaitMs(), app.LongestWorkMs()); longest > kBlockedMs) {
             std::printf(
                 "blocked for %.1f ms: %s\n", longest,
@@ -153,7 +141,6 @@ private:
     }
 
     SoakWall& m_wall;
-    std::vector<std::uint64_t> m_shown;
     std::vector<Holding> m_samples;
     bool m_failed = false;
 };
@@ -164,7 +151,7 @@ bool SoakNight(const std::string& program, int minutes) {
     const kvtest::TempFolder folder;
     const SoakProcess recorder({program, "--listen", "127.0.0.1:0", "--config", WriteConfig(folder)});
     SoakWall wall(recorder.Port());
-    return Wall(wall).Run(minutes);
+    return Night(wall).Run(minutes);
 }
 
 }  // namespace kvbench
