@@ -55,7 +55,7 @@ public:
     void TurnWheel(const QPoint& at, const QPoint& angle, Qt::KeyboardModifiers modifiers);
     void LeaveMouse();
     void TouchWithTwo(TouchPhase phase, const QPoint& first, const QPoint& second) {
-        m_fingers.Touch(phase, first, second);
+        m_fingers.Touch(phase, first, second, WindowAt(first), m_size);
     }
     void PressKey(int key, PressKind press, Qt::KeyboardModifiers modifiers, const QString& text);
     // Text that no single key gives, behind the keys before it.
@@ -98,7 +98,7 @@ private:
     QPoint m_mouse;
     Qt::MouseButtons m_buttons;
     Qt::MouseEventSource m_source = Qt::MouseEventNotSynthesized;  // of what is held
-    TwoFingers m_fingers{*this};
+    TwoFingers m_fingers;
     std::vector<int> m_keys;  // held
     bool m_bFullScreen = false;
     Listener m_listener;

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "web/platform/display_window.h"
-#include "web/platform/remote_display.h"
 
 namespace kvmon {
 
@@ -30,9 +29,10 @@ const QPointingDevice* TouchScreen() {
 
 }  // namespace
 
-void TwoFingers::Touch(TouchPhase phase, const QPoint& first, const QPoint& second) {
+void TwoFingers::Touch(TouchPhase phase, const QPoint& first, const QPoint& second, DisplayWindow* under,
+                       const QSize& display) {
     if (phase == TouchPhase::Come && m_window == nullptr) {
-        m_window = m_display.WindowAt(first);
+        m_window = under;
     } else if (phase == TouchPhase::Come) {
         phase = TouchPhase::Move;
     }
@@ -47,15 +47,14 @@ void TwoFingers::Touch(TouchPhase phase, const QPoint& first, const QPoint& seco
         QWindowSystemInterface::handleTouchCancelEvent(window, TouchScreen());
         return;
     }
-    const QSize size = m_display.Size();
     QList<QWindowSystemInterface::TouchPoint> points;
     for (const QPoint& at : {first, second}) {
         QWindowSystemInterface::TouchPoint point;
         point.id = static_cast<int>(points.size());
         point.area = QRectF(0, 0, kTipSize, kTipSize);
         point.area.moveCenter(at);
-        point.normalPosition = {static_cast<double>(at.x()) / size.width(),
-                                static_cast<double>(at.y()) / size.height()};
+        point.normalPosition = {static_cast<double>(at.x()) / display.width(),
+                                static_cast<double>(at.y()) / display.height()};
         point.pressure = phase == TouchPhase::Go ? 0 : 1;
         point.state = phase == TouchPhase::Come   ? QEventPoint::State::Pressed
                       : phase == TouchPhase::Move ? QEventPoint::State::Updated
