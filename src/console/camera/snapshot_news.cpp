@@ -7,6 +7,7 @@
 #include <QtGui/QGuiApplication>
 #include <QtGui/QImage>
 #include <cerrno>
+#include <cstdlib>
 
 #include "console/ports/client_site.h"
 #include "console/ports/desk.h"
@@ -65,19 +66,18 @@ std::string FailureWords(const SnapshotOrder& order, const SnapshotFailure& fail
 
 void CopyPicture(const Snapshot& picture) {
     const PictureView view = ViewOfBitmap(picture.info, picture.bits.data());
-    QImage image(view.width, view.height, QImage::Format_RGB32);
-    if (view.IsEmpty() || image.isNull()) {
+    if (view.IsEmpty()) {
         return;
     }
-    const int bytes = picture.info.biBitCount / 8;
-    for (int y = 0; y < view.height; ++y) {
-        const std::uint8_t* from = view.data[0] + y * view.stride[0];
-        auto* const to = reinterpret_cast<QRgb*>(image.scanLine(y));
-        for (int x = 0; x < view.width; ++x, from += bytes) {
-            to[x] = qRgb(from[2], from[1], from[0]);
-        }
-    }
-    QGuiApplication::clipboard()->setImage(image);
+    // Rows may run from the bottom up; the toolkit's only run down.
+    const auto stride = static_cast<int>(view.stride[0]);
+    const bool bUp = stride < 0;
+    const std::uint8_t* const first =
+        view.data[0] + (bUp ? static_cast<std::ptrdiff_t>(view.height - 1) * stride : 0);
+    const QImage image(first, view.width, view.height, std::abs(stride),
+                       picture.info.biBitCount == 32 ? QImage::Format_RGB32 : QImage::Format_BGR888);
+    QGuiApplication::clipboard()->setImage(
+        (bUp ? image.mirrored() : image.copy()).convertToFormat(QImage::Format_RGB32));
 }
 
 void SnapshotNews::TellSaved(const SnapshotOrder& order) {
