@@ -5,6 +5,7 @@
 // KVMON_PICTURE_LANGUAGE (say GER), at the scale QT_SCALE_FACTOR.
 #include <gmock/gmock.h>
 
+#include <QtCore/QBuffer>
 #include <QtGui/QPainter>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QComboBox>
@@ -29,6 +30,7 @@
 #include "console/dialogs/sign_in_card.h"
 #include "console/dialogs/toolkit_language.h"
 #include "console/events/event_window.h"
+#include "console/site/emap_dlg.h"
 #include "console/sound/send_sound_dlg.h"
 #include "console/views/views_dialog.h"
 #include "console_fixture.h"
@@ -275,6 +277,14 @@ TEST_F(Looks, Dialogs) {
 TEST_F(Looks, ConsoleItsMenusAndWindows) {
     site.bDesktop = true;
     FakeRecorder recorder("Hall", 6);
+    QByteArray picture;
+    QBuffer file(&picture);
+    QImage plan(300, 200, QImage::Format_RGB32);
+    plan.fill(Qt::gray);
+    ASSERT_TRUE(plan.save(&file, "JPEG"));
+    recorder.SetDocument("emap_show.cgi", kvtest::HttpReply(200, "OK", "<b>Map</b>"));
+    recorder.SetDocument("/cgi-bin/data/images/emap.jpg",
+                         kvtest::HttpReply(200, "OK", picture.toStdString()));
     for (const SkinLook look : kLooks) {
         Use(look);
         Open(recorder.Port());
@@ -299,9 +309,11 @@ TEST_F(Looks, ConsoleItsMenusAndWindows) {
         Check(*Window("snapshotGallery"), "gallery");
         Window("snapshotGallery")->close();
         Command(kCmdEMap);
-        ASSERT_TRUE(PumpUntil([&] { return Window("emapDialog") != nullptr; }));
-        Check(*Window("emapDialog"), "map");
-        Window("emapDialog")->close();
+        auto* const map = console->Parts().windows.EMap();
+        ASSERT_NE(map, nullptr);
+        ASSERT_TRUE(PumpUntil([&] { return map->IsShown(); }));
+        Check(*map, "map");
+        map->close();
         Command(kCtlCameraList);
         console->Parts().feedback.Say("Gate 1.jpg", {{LoadString(6121), [] {}}});
         Check(*console, "drawer");
