@@ -82,6 +82,7 @@ public:
         switch (hint) {
             case SH_UnderlineShortcut:
                 return 1;
+            case SH_EtchDisabledText:  // a second, lighter one just beside it is hard to read
             case SH_DialogButtonBox_ButtonsHaveIcons:
             case SH_ComboBox_Popup:  // a list below the box, not a menu over it
                 return 0;
