@@ -183,6 +183,11 @@ void AddProgramOptions(CLI::App& app, AppOptions& options, Given& given) {
     app.add_option("--view", options.view, "name of the view or sequence of views to open");
     app.add_option("--look", given.look, "desktop (what the desktop prefers), dark, light or contrast")
         ->check(CLI::IsMember({"desktop", "dark", "light", "contrast"}));
+    app.add_flag("--full-screen", options.fullScreen, "begin in full screen");
+    app.add_option("--display", options.display, "number of the display to open on, 1 is the first")
+        ->check(CLI::Range(1, 64));
+    app.add_flag("--lock", options.lock,
+                 "full screen without panel and menus; Escape asks for the password of the login");
     app.add_option("--data-dir", options.dataDir, "folder of the settings");
     auto* const picture =
         app.add_option("--picture", options.picture, "save what the window shows to a file, and end");
@@ -204,6 +209,9 @@ void AddWebOptions(CLI::App& app, AppOptions& options, Given& given) {
     serve->excludes(app.get_option("--picture"));
     serve->excludes(app.get_option("--keep"));
     serve->excludes(app.get_option("--view"));
+    for (const char* const option : {"--full-screen", "--display", "--lock"}) {
+        serve->excludes(app.get_option(option));
+    }
 }
 
 }  // namespace

@@ -24,6 +24,9 @@ struct AppOptions {
     bool keep = false;            // for later starts, too
     std::string view;             // to open; empty for none
     std::optional<LookChoice> look;
+    bool fullScreen = false;
+    bool lock = false;  // full screen, and only the login's password leads out
+    int display = 0;    // from 1; 0: where the window was
     std::string dataDir;
     std::string picture;  // file to save the window's picture to; empty for none
     double pictureAfterSeconds = 5;

@@ -5,6 +5,7 @@
 #include <QtCore/QUrl>
 #include <functional>
 
+#include "app/stay_awake.h"
 #include "control/host_ports.h"
 
 class QWidget;
@@ -31,6 +32,7 @@ public:
     void ShowTitle(const std::string& text) override;
     LookChoice GetLook() const override;
     void ChooseLook(LookChoice choice) override;
+    void KeepAwake(bool on) override { m_awake.Set(on); }
     void SetState(BrowserState state) override;
     void ShowWindow(bool bShow) override;
     void RemoveClose() override;
@@ -64,6 +66,7 @@ private:
     std::string m_location;
     LookKeeper* m_looks = nullptr;
     Dress m_dress;
+    StayAwake m_awake;
 };
 
 }  // namespace kvmon

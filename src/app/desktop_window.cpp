@@ -1,10 +1,13 @@
 #include "app/desktop_window.h"
 
+#include <QtGui/QCloseEvent>
 #include <QtGui/QGuiApplication>
 #include <QtGui/QIcon>
 #include <QtGui/QPixmap>
 #include <QtGui/QScreen>
+#include <algorithm>
 #include <cstdio>
+#include <utility>
 
 #include "app/guarded.h"
 #include "app/kept_properties.h"
@@ -16,6 +19,7 @@
 #include "persist/string_table.h"
 #include "platform/outside_text.h"
 #include "platform/text.h"
+#include "skin/role_accessible.h"
 
 namespace kvmon {
 
@@ -45,20 +49,32 @@ QIcon ProgramIcon() {
 DesktopWindow::DesktopWindow(const AppOptions& options, Clock& clock, KeyRing* keyRing, LookKeeper* looks)
     : m_client(clock),
       m_signIn(m_client.Impl(), Registry(), keyRing, [this] { OnSignInChanged(); }),
-      m_strView(options.view) {
+      m_strView(options.view),
+      m_bSent(options.display > 0) {
     setWindowTitle(QStringLiteral("kvmon"));
+    SetAccessibleRole(*this, QAccessible::Window);
     setWindowIcon(ProgramIcon());
     setMinimumSize(kMinConsoleWidth, kMinConsoleHeight);
     resize(kMinConsoleWidth, kMinConsoleHeight);
     Restore();
+    if (options.display > 0) {
+        MoveToDisplay(options.display);
+    }
     // Qt first moves the window by itself.
+    QObject::connect(qGuiApp, &QGuiApplication::screenRemoved, this,
+                     [this](const QScreen* gone) { NoteDisplayGoes(*gone); });
     QObject::connect(
         qGuiApp, &QGuiApplication::screenRemoved, this, [this] { ReturnToDisplay(); }, Qt::QueuedConnection);
+    QObject::connect(
+        qGuiApp, &QGuiApplication::screenAdded, this, [this] { GoBackToDisplay(); }, Qt::QueuedConnection);
 
     m_client.Connect(this);
     CTR450ClientImpl& impl = m_client.Impl();
     m_browser.SetLooks(looks);
     impl.SetClientSite(&m_browser);
+    impl.SetWallStart(options.lock         ? WallStart::Locked
+                      : options.fullScreen ? WallStart::FullScreen
+                                           : WallStart::Window);
     impl.SetSharePort(&m_shares);
     const PropertyBag told = PropertiesOf(options);
     const PropertyBag kept = LoadKeptProperties(Registry());
@@ -86,11 +102,10 @@ DesktopWindow::~DesktopWindow() {
             TellLeftOut(cause);
         }
     };
-    // A window that was never shown has no place of its own.
-    if (m_bShown) {
-        attempt([this] {
-            SaveWindowPlace({normalGeometry().isEmpty() ? geometry() : normalGeometry(), isMaximized()});
-        });
+    // A window that was never shown has no place of its own, and one that was sent to a display is beside the
+    // one that the user has elsewhere.
+    if (m_bShown && !m_bSent) {
+        attempt([this] { SaveWindowPlace(Place()); });
     }
     attempt([this] { KeepChangedProperties(Registry(), m_known, PropertiesOf(m_client)); });
     attempt([this] { m_client.DestroyControlWindow(); });
@@ -134,6 +149,44 @@ void DesktopWindow::Restore() {
     }
 }
 
+WindowPlace DesktopWindow::Place() const {
+    return {normalGeometry().isEmpty() ? geometry() : normalGeometry(), isMaximized()};
+}
+
+void DesktopWindow::MoveToDisplay(int number) {
+    const QScreen* const display = QGuiApplication::screens().value(number - 1);
+    if (display == nullptr) {
+        std::fprintf(stderr, "kvmon: there is no display %d; %d are there\n", number,
+                     static_cast<int>(QGuiApplication::screens().size()));
+        return;
+    }
+    const QRect place = display->availableGeometry();
+    if (!place.contains(geometry())) {
+        resize(size().boundedTo(place.size()).expandedTo(minimumSize()));
+        move(place.topLeft());  // with its frame
+    }
+}
+
+// When several go, one after the other, it is the first one that the window stood on by the user's will.
+void DesktopWindow::NoteDisplayGoes(const QScreen& gone) {
+    if (!m_away && gone.geometry().contains(geometry().center())) {
+        m_away = Away{gone.name(), Place()};
+    }
+}
+
+void DesktopWindow::GoBackToDisplay() {
+    const QList<QScreen*> displays = QGuiApplication::screens();
+    const bool bThere =
+        m_away && std::any_of(displays.begin(), displays.end(),
+                              [this](const QScreen* display) { return display->name() == m_away->display; });
+    if (bThere) {
+        const WindowPlace place = std::exchange(m_away, std::nullopt)->place;
+        setWindowState(Qt::WindowNoState);
+        setGeometry(place.rect);
+        setWindowState(place.bMaximised ? Qt::WindowMaximized : Qt::WindowNoState);
+    }
+}
+
 void DesktopWindow::ReturnToDisplay() {
     const QScreen* const primary = QGuiApplication::primaryScreen();
     if (primary != nullptr && !FitToDisplays(geometry(), Displays(), minimumSize())) {
@@ -158,7 +211,18 @@ void DesktopWindow::OpenView() {
 }
 
 bool DesktopWindow::SavePicture(const std::string& path) {
-    return grab().save(QString::fromStdString(path));
+    // In full screen the console has a window of its own for the wall.
+    CMainDlg* const console = m_client.Impl().MainDlg();
+    QWidget* const wall = console != nullptr ? console->DialogHost() : nullptr;
+    return (wall != nullptr && wall->isWindow() ? *wall : *this).grab().save(QString::fromStdString(path));
+}
+
+void DesktopWindow::closeEvent(QCloseEvent* event) {
+    CMainDlg* const console = m_client.Impl().MainDlg();
+    if (console != nullptr && console->IsLocked()) {
+        event->ignore();
+        console->LeaveWall();
+    }
 }
 
 void DesktopWindow::showEvent(QShowEvent* event) {

@@ -2,10 +2,12 @@
 #pragma once
 
 #include <QtWidgets/QWidget>
+#include <optional>
 
 #include "app/app_options.h"
 #include "app/desktop_browser.h"
 #include "app/kept_sign_in.h"
+#include "app/window_place.h"
 #include "control/client.h"
 #include "control/smb_shares.h"
 
@@ -28,6 +30,7 @@ public:
 protected:
     void resizeEvent(QResizeEvent* event) override;
     void showEvent(QShowEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
 
 private:
     // The pages that a site around the control would have: those of the recorder, in the system's browser.
@@ -44,8 +47,19 @@ private:
     void OnSignInChanged();
     // Puts the window where it was the last time, as far as that place still exists.
     void Restore();
-    // Puts the window on a display that is left when its own has gone.
+    WindowPlace Place() const;
+    // Puts it on the display of this number, from 1, or tells that there is none.
+    void MoveToDisplay(int number);
+    // Puts the window on a display that is left when its own has gone, and back when that comes again.
+    void NoteDisplayGoes(const QScreen& gone);
     void ReturnToDisplay();
+    void GoBackToDisplay();
+
+    // Where it was when its display went.
+    struct Away {
+        QString display;
+        WindowPlace place;
+    };
 
     DesktopBrowser m_browser{*this};
     SmbShares m_shares;
@@ -53,6 +67,8 @@ private:
     KeptSignIn m_signIn;
     const std::string m_strView;  // to be opened at the start; empty for none
     PropertyBag m_known;          // the properties that are no change of this run
+    std::optional<Away> m_away;
+    const bool m_bSent;  // by the command line
     bool m_bShown = false;
 };
 

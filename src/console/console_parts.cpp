@@ -7,7 +7,9 @@
 #include "console/ports/client_site.h"
 #include "console/ports/console_messages.h"
 #include "console/ports/desk.h"
+#include "console/ports/panel_buttons.h"
 #include "console/site/web_page.h"
+#include "console/wall/live_count.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
 #include "server/recorder_list.h"
@@ -30,12 +32,17 @@ ConsoleParts::ConsoleParts(Desk& theDesk, Commands& theCommands, Timers& timers,
       spots(desk, buttons, cells),
       drag(desk, cells, view, cameras),
       screens(desk, commands, *this, controls, view),
+      lock(desk, view, recorders),
+      pointer(timers),
       wait(screens),
       feedback(desk, timers, view),
       flash(timers),
       sequential(desk, timers, spots, controls, view, settings),
       styles(view, sequential, controls),
+      alone(desk, commands, cells, cameras, view, styles),
+      focus(desk, cells, view),
       views(desk, commands, timers, controls, view, sequential, screens, cameras, recorders),
+      bar(desk, timers, commands, controls, view, views),
       drawer(desk, controls, view, styles, cells, cameras, recorders, feedback),
       busy(desk, timers, controls, view),
       audio(desk, active, controls, feedback),
@@ -94,6 +101,7 @@ void ConsoleParts::LoadSettings() {
 }
 
 void ConsoleParts::CloseSubjects() {
+    site.KeepAwake(false);
     audio.CloseTalk();
     cellMenu.Close();
     windows.Close();
@@ -144,24 +152,37 @@ void ConsoleParts::OnSecond() {
     status.OnTick();
     title.Update();
     progress.OnSecond();
+    site.KeepAwake(CountLive(cells).live > 0);
+    bar.Update();
     feedback.Place();  // above what has just been drawn anew
 }
 
 void ConsoleParts::OnWallChanged() {
+    alone.OnWallChanged();
+    focus.OnWallChanged();
+    if (focus.TakeChangeOfStops()) {
+        std::vector<QWidget*> stops = drawer.Stops();
+        const std::vector<QWidget*> wall = focus.Stops();
+        stops.insert(stops.end(), wall.begin(), wall.end());
+        buttons.OrderTabs(stops);
+    }
     binding.ShowRecorderOfActiveCell();
     session.SignIn().Update();
     status.SetNote(views.Note());
     status.OnTick();
     title.Update();
+    bar.Update();
     feedback.Place();
     progress.Place();
 }
 
 void ConsoleParts::OnPlacesChange() {
     drag.Cancel();
+    focus.OnPlacesChange();
 }
 
 void ConsoleParts::OnActiveCellChanged() {
+    focus.OnActiveCellChanged();
     binding.ShowRecorderOfActiveCell();
 }
 
@@ -173,7 +194,18 @@ void ConsoleParts::OnSecondPanelUnused() {
     screens.OnSecondPanelUnused();
 }
 
+void ConsoleParts::LeaveWall() {
+    if (lock.IsLocked()) {
+        lock.Ask([this] { screens.LeaveFullScreen(); });
+    } else {
+        screens.LeaveFullScreen();
+    }
+}
+
 void ConsoleParts::OnWallMoved() {
+    pointer.SetOn(screens.IsFullScreen());
+    bar.SetHost(screens.IsFullScreen() ? screens.Wall() : nullptr);
+    buttons.ShowLock();
     wait.Place();
     feedback.Place();
     progress.Place();

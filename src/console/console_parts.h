@@ -26,20 +26,25 @@
 #include "console/site/site_windows.h"
 #include "console/sound/audio_panel.h"
 #include "console/views/view_switch.h"
+#include "console/views/wall_bar.h"
 #include "console/wall/active_camera.h"
 #include "console/wall/busy_state.h"
 #include "console/wall/camera_list.h"
 #include "console/wall/cell_drag.h"
 #include "console/wall/cell_flash.h"
+#include "console/wall/cell_focus.h"
 #include "console/wall/cell_pool.h"
 #include "console/wall/feedback_line.h"
 #include "console/wall/heard_camera.h"
+#include "console/wall/idle_pointer.h"
 #include "console/wall/menu_spot.h"
 #include "console/wall/screen_controller.h"
 #include "console/wall/sequential_mode.h"
+#include "console/wall/single_toggle.h"
 #include "console/wall/style_command.h"
 #include "console/wall/view_controller.h"
 #include "console/wall/wait_box.h"
+#include "console/wall/wall_lock.h"
 #include "server/recorder_list.h"
 
 namespace kvmon {
@@ -65,6 +70,8 @@ public:
     void OnRefreshControls();
     void OnRefreshEnds();
     void OpenHelp(int topic);
+    // The user wants to leave full screen.
+    void LeaveWall();
     // Once a second.
     void OnSecond();
     void OnWallChanged() override;
@@ -85,12 +92,17 @@ public:
     MenuSpots spots;
     CellDrag drag;  // behind the cells that it draws on
     ScreenController screens;
+    WallLock lock;
+    IdlePointer pointer;
     WaitBox wait;
     FeedbackLine feedback;
     CellFlash flash;
     SequentialMode sequential;
     StyleCommand styles;
+    SingleToggle alone;
+    CellFocus focus;
     ViewSwitch views;
+    WallBar bar;
     CameraDrawer drawer;
     BusyState busy;
     AudioPanel audio;

@@ -8,6 +8,7 @@
 #include "channel/base/cam_commands.h"
 #include "channel/base/channel_messages.h"
 #include "channel/camera/base_camera.h"
+#include "channel/cell/video_wnd.h"
 #include "channel/command/command_results.h"
 #include "channel/picture/captions.h"
 #include "console/camera/camera_pages.h"
@@ -59,6 +60,10 @@ void GoToPage(Parts& parts, int id) {
 }
 
 void LogInOrOut(Parts& parts, int) {
+    if (parts.session.IsLoggedIn() && parts.lock.IsLocked()) {
+        parts.controls.SetPressed(kCtlLogout, true);
+        return;
+    }
     if (parts.session.IsLoggedIn() || !parts.session.SignIn().Focus()) {
         parts.session.OnBtnLogout();
     }
@@ -76,6 +81,11 @@ void TurnViewSize(Parts& parts, int id) {
 }
 
 void TurnFullScreen(Parts& parts, int id) {
+    if (parts.lock.IsLocked()) {
+        parts.controls.SetPressed(id, true);
+        parts.LeaveWall();
+        return;
+    }
     parts.screens.SetFullScreen(parts.controls.IsPressed(id));
     parts.desk.RefreshCursor();
 }
@@ -122,8 +132,14 @@ constexpr CommandRow kCommands[] = {
     {kKeyQuit, kKeyQuit, Quit},
     {kKeyNextPage, kKeyNextPage, [](Parts& p, int) { p.view.TurnPage(1); }},
     {kKeyPreviousPage, kKeyPreviousPage, [](Parts& p, int) { p.view.TurnPage(-1); }},
-    {kKeyNextCamera, kKeyNextCamera, [](Parts& p, int) { p.view.ActivateNext(1); }},
-    {kKeyPreviousCamera, kKeyPreviousCamera, [](Parts& p, int) { p.view.ActivateNext(-1); }},
+    {kKeyCameraRight, kKeyCameraRight, [](Parts& p, int) { p.focus.Move(CellMove::Right); }},
+    {kKeyCameraLeft, kKeyCameraLeft, [](Parts& p, int) { p.focus.Move(CellMove::Left); }},
+    {kKeyCameraUp, kKeyCameraUp, [](Parts& p, int) { p.focus.Move(CellMove::Up); }},
+    {kKeyCameraDown, kKeyCameraDown, [](Parts& p, int) { p.focus.Move(CellMove::Down); }},
+    {kKeyAlone, kKeyAlone, [](Parts& p, int) { p.alone.Toggle(); }},
+    {kKeyCellMenu, kKeyCellMenu, [](Parts& p, int) { p.cellMenu.OpenAtCell(); }},
+    {kKeyBar, kKeyBar, [](Parts& p, int) { p.bar.Open(); }},
+    {kKeyLeave, kKeyLeave, [](Parts& p, int) { p.LeaveWall(); }},
     {kCtlMultiScreens, kCtlMultiScreens, [](Parts& p, int) { p.screens.OnBtnMultiScreens(); }},
     {kCtlLanguage, kCtlLanguage, [](Parts& p, int) { p.options.OpenLanguages(); }},
     {kCtlGotoPage1, kCtlGotoPage1, GoToPage},
@@ -184,11 +200,21 @@ void OnButtonUp(Parts& parts, WParam, LParam) {
 }
 
 void OnDoubleClick(Parts& parts, WParam, LParam) {
-    if (parts.screens.LeaveFullScreen()) {
-        return;
-    }
     parts.view.ActivateWindowAt(QCursor::pos());
-    parts.commands.Press(kCtlFirstStyle);
+    parts.alone.Toggle();
+}
+
+void LeaveSecondDisplay(Parts& parts, WParam, LParam) {
+    if (!parts.lock.IsLocked()) {
+        parts.screens.LeaveSecondDisplay();
+    }
+}
+
+void OpenAlone(Parts& parts, WParam window, LParam) {
+    if (CVideoWnd* const cell = parts.cells.Get(NumberOf(window)); cell != nullptr && cell->isVisible()) {
+        parts.view.ChooseWindow(cell);
+        parts.alone.Toggle();
+    }
 }
 
 void MoveCamera(Parts& parts, WParam channel, LParam place) {
@@ -236,7 +262,10 @@ constexpr MessageRow kMessages[] = {
     {kMsgManualRecording, [](Parts& p, WParam w, LParam l) { p.record.OnRecordingResult(static_cast<RecordingResult>(w), static_cast<int>(l)); }},
     {kMsgOpenHelp, [](Parts& p, WParam, LParam l) { p.OpenHelp(l >= 0 && l < kHelpTopics ? static_cast<int>(l) : -1); }},
     {kMsgFocusStyleButton, [](Parts& p, WParam, LParam) { p.buttons.FocusStyle(); }},
-    {kMsgSecondPanelClosed, [](Parts& p, WParam, LParam) { p.screens.LeaveSecondDisplay(); }},
+    {kMsgCellFocused, [](Parts& p, WParam w, LParam) { p.focus.OnCellFocused(NumberOf(w)); }},
+    {kMsgCellAlone, OpenAlone},
+    {kMsgFullScreenClosed, [](Parts& p, WParam, LParam) { p.LeaveWall(); }},
+    {kMsgSecondPanelClosed, LeaveSecondDisplay},
     {kMsgVideoWndMove, MoveCamera},
     {kMsgDragBegins, [](Parts& p, WParam w, LParam l) { p.drag.Begin(NumberOf(w), UnpackPoint(l)); }},
     {kMsgSwipe, [](Parts& p, WParam, LParam l) { p.view.TurnPage(l < 0 ? -1 : 1); }},
@@ -278,6 +307,8 @@ constexpr TimerRow kTimers[] = {
     {kTimerStopping, [](Parts& p) { p.session.OnStoppingTimer(); }},
     {kTimerViewStep, [](Parts& p) { p.views.OnStepTimer(); }},
     {kTimerFeedback, [](Parts& p) { p.feedback.OnTimer(); }},
+    {kTimerBar, [](Parts& p) { p.bar.OnTimer(); }},
+    {kTimerPointer, [](Parts& p) { p.pointer.OnTimer(); }},
     {kTimerFlash, [](Parts& p) { p.flash.End(); }},
     {kTimerEvents, [](Parts& p) { p.events.OnTimer(); }},
     {kTimerPendingServers, [](Parts& p) { p.binding.BuildView(); }},

@@ -11,6 +11,7 @@
 #include "server/recorder_list.h"
 #include "skin/background.h"
 #include "skin/input_messages.h"
+#include "skin/role_accessible.h"
 #include "skin/skin_colours.h"
 #include "skin/xskin_od_button.h"
 #include "skin/xskin_static.h"
@@ -28,7 +29,8 @@ constexpr QRect kPageComboPlace(825, 267, 968 - 825, 24);
 CMainDlg::CMainDlg(ClientSite& site, QWidget* parent, std::uint16_t language, Clock& clock)
     : CXSkinDialog(parent), m_site(site), m_strServerName(site.GetDefServerName()) {
     setObjectName(QStringLiteral("console"));
-    setFocusPolicy(Qt::StrongFocus);
+    setFocusPolicy(Qt::ClickFocus);  // it shows no focus, so the tab key passes it by
+    SetAccessibleRole(*this, QAccessible::Grouping);
     setMinimumSize(kMinConsoleWidth, kMinConsoleHeight);
     resize(kMinConsoleWidth, kMinConsoleHeight);
     m_parts = std::make_unique<ConsoleParts>(*this, *this, *this, *this, *this, site, clock, language);
@@ -43,7 +45,8 @@ void CMainDlg::OnInitDialog() {
     CreateControls(ControlTable(), LoadString);
     CreateControls(ToolTable(), LoadString);
     AddControl(kCtlPageCombo, &m_parts->view.Combo(), kPageComboPlace);
-    OrderTabsByPlace();
+    OrderTabs({});
+    NameKeys();
     m_parts->controls.SetListener(
         [this](int id, const ConsoleControls::State& state) { ShowControl(id, state); });
     SetStaticColour(kCtlServerName, &SkinColours::captionWhite);
@@ -52,6 +55,17 @@ void CMainDlg::OnInitDialog() {
     m_parts->Start();
     SetTimer(kTimerSweep, kSweepPeriodMs);
     SetTimer(kTimerSecond, kSecondMs);
+}
+
+// For assistive tools.
+void CMainDlg::NameKeys() {
+    for (const auto table : {ControlTable(), ToolTable()}) {
+        for (const SkinControlRow& row : table) {
+            if (auto* const button = dynamic_cast<CXSkinODButton*>(GetDlgItem(row.id))) {
+                button->SetKeyText(ShortcutName(row.id));
+            }
+        }
+    }
 }
 
 void CMainDlg::SetStaticColour(int id, ColourRole colour) {
@@ -66,7 +80,7 @@ void CMainDlg::ShowControl(int id, const ConsoleControls::State& state) {
         return;
     }
     control->setVisible(state.shown);
-    control->setEnabled(state.enabled);
+    control->setEnabled(state.enabled && !m_bShownLocked);
     if (auto* const button = dynamic_cast<CXSkinODButton*>(control)) {
         button->SetCheck(state.pressed ? BST_CHECKED : BST_UNCHECKED);
         button->SetBusy(state.busy);
@@ -122,6 +136,19 @@ void CMainDlg::OnDestroy() {
     KillTimer(kTimerPrepare);
     KillTimer(kTimerSequential);
     KillTimer(kTimerViewStep);
+}
+
+void CMainDlg::BeginWall(WallStart start) {
+    if (start == WallStart::Locked) {
+        m_parts->lock.Lock();
+    }
+    if (start != WallStart::Window) {
+        m_parts->screens.SetFullScreen(true);
+    }
+}
+
+void CMainDlg::LeaveWall() {
+    m_parts->LeaveWall();
 }
 
 void CMainDlg::AutoLogin(const std::string& user, const std::string& password) {
@@ -208,26 +235,8 @@ void CMainDlg::wheelEvent(QWheelEvent* event) {
 }
 
 void CMainDlg::keyPressEvent(QKeyEvent* event) {
-    switch (event->key()) {
-        case Qt::Key_Enter:
-        case Qt::Key_Return:
-            event->accept();  // never a dialog's default
-            break;
-        case Qt::Key_Menu:
-            m_parts->cellMenu.OpenAtCell();
-            break;
-        case Qt::Key_Escape:
-            m_parts->screens.LeaveFullScreen();
-            event->accept();
-            break;
-        default:
-            if (event->key() == Qt::Key_F10 && event->modifiers() == Qt::ShiftModifier) {
-                m_parts->cellMenu.OpenAtCell();
-                break;
-            }
-            if (!m_parts->keys.OnKeyPress(*event)) {
-                CXSkinDialog::keyPressEvent(event);
-            }
+    if (!m_parts->keys.OnKeyPress(*event)) {
+        CXSkinDialog::keyPressEvent(event);
     }
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "console/panel/console_controls.h"
+#include "console/ports/client_site.h"
 #include "console/ports/commands.h"
 #include "console/ports/desk.h"
 #include "console/ports/panel_buttons.h"
@@ -15,7 +16,6 @@
 
 namespace kvmon {
 
-class ClientSite;
 class Clock;
 class ConsoleParts;
 
@@ -40,6 +40,10 @@ public:
     // Saves everything and stops everything; the last thing before the destructor.
     void DestroyWindow();
 
+    // Once, when it is on show.
+    void BeginWall(WallStart start);
+    // By the way of the user: with the password where the wall is locked.
+    void LeaveWall();
     void AutoLogin(const std::string& user, const std::string& password);
     void Logout();
     // Shown until a recorder has told its own.
@@ -69,6 +73,7 @@ public:
     bool IsWaitShown() const override;
     void RefreshCursor() override;
     bool IsLoggedIn() const override;
+    bool IsLocked() const override;
     bool IsClosing() const override { return m_bClosing; }
 
     // --- Commands
@@ -91,6 +96,8 @@ public:
     QString TipText(int id) const override;
     void TellPresses(std::span<const int> ids) override;
     void FocusStyle() override;
+    void ShowLock() override;
+    void OrderTabs(const std::vector<QWidget*>& wall) override;
 
     // --- SessionEvents
     void OnFirstAnswer() override;
@@ -118,6 +125,7 @@ protected:
 private:
     void OnDestroy();
     void EnableChildren(bool bOn);
+    void NameKeys();
     void SetStaticText(int id, const std::string& text);
     void SetStaticColour(int id, ColourRole colour);
     void ShowControl(int id, const ConsoleControls::State& state);
@@ -126,6 +134,7 @@ private:
     std::string m_strServerName;
     bool m_bClosing = false;
     bool m_bDestroyed = false;
+    bool m_bShownLocked = false;  // as the children were enabled
     std::unique_ptr<ConsoleParts> m_parts;
 };
 

@@ -1,7 +1,10 @@
 // What the console's subjects ask of its window.
 #include <QtGui/QCursor>
+#include <algorithm>
+#include <iterator>
 
 #include "channel/base/channel_messages.h"
+#include "channel/cell/video_wnd.h"
 #include "console/console_parts.h"
 #include "console/console_tables.h"
 #include "console/dialogs/message_box.h"
@@ -10,6 +13,7 @@
 #include "console/ports/console_messages.h"
 #include "persist/string_table.h"
 #include "server/server_messages.h"
+#include "skin/background.h"
 #include "skin/input_messages.h"
 #include "skin/xskin_od_button.h"
 #include "skin/xskin_static.h"
@@ -39,7 +43,9 @@ void CMainDlg::BringHere(QWidget& dialog) {
 }
 
 void CMainDlg::MakeRoom() {
-    m_parts->screens.LeaveFullScreen();
+    if (!IsLocked()) {
+        m_parts->screens.LeaveFullScreen();
+    }
 }
 
 QDialog* CMainDlg::ShowMessage(const std::string& text, const std::string& title) {
@@ -64,6 +70,10 @@ void CMainDlg::RefreshCursor() {
 
 bool CMainDlg::IsLoggedIn() const {
     return m_parts->session.IsLoggedIn();
+}
+
+bool CMainDlg::IsLocked() const {
+    return m_parts->lock.IsLocked();
 }
 
 // --- Commands
@@ -141,18 +151,49 @@ void CMainDlg::FocusStyle() {
     (button != nullptr ? button : this)->setFocus();
 }
 
+void CMainDlg::ShowLock() {
+    if (IsLocked() != m_bShownLocked) {
+        EnableChildren(IsLoggedIn());
+    }
+}
+
+void CMainDlg::OrderTabs(const std::vector<QWidget*>& wall) {
+    const int wallTop = SkinViewRect(size()).top();
+    std::vector<QWidget*> order = ControlsByPlace();
+    const auto panel = std::find_if(order.begin(), order.end(), [wallTop](const QWidget* control) {
+        return control->geometry().bottom() >= wallTop;
+    });
+    order.insert(panel, wall.begin(), wall.end());
+    // The toolkit orders only what can have the focus now.
+    std::vector<QWidget*> without;
+    std::copy_if(order.begin(), order.end(), std::back_inserter(without),
+                 [](const QWidget* widget) { return widget->focusPolicy() == Qt::NoFocus; });
+    for (QWidget* const widget : without) {
+        widget->setFocusPolicy(Qt::TabFocus);
+    }
+    for (std::size_t i = 1; i < order.size(); ++i) {
+        setTabOrder(order[i - 1], order[i]);
+    }
+    for (QWidget* const widget : without) {
+        widget->setFocusPolicy(Qt::NoFocus);
+    }
+}
+
 // --- SessionEvents
 
 void CMainDlg::OnFirstAnswer() {
     m_parts->LoadSettings();
 }
 
+// The panel of a locked wall lies behind it, and is not for assistive tools either.
 void CMainDlg::EnableChildren(bool bOn) {
+    m_bShownLocked = IsLocked();
     for (QObject* const child : children()) {
         auto* const widget = qobject_cast<QWidget*>(child);
         if (widget != nullptr && !widget->isWindow() && widget != m_parts->wait.Widget() &&
             widget != &m_parts->status && widget != m_parts->session.SignIn().Card()) {
-            widget->setEnabled(bOn);
+            const bool bCell = dynamic_cast<const CVideoWnd*>(widget) != nullptr;
+            widget->setEnabled(bOn && (bCell || !m_bShownLocked));
         }
     }
     for (const auto table : {ControlTable(), ToolTable()}) {
@@ -167,6 +208,9 @@ void CMainDlg::OnLoginChanged() {
     if (!bLoggedIn && (m_parts->sequential.IsOn() || m_parts->controls.IsPressed(kCtlSequential))) {
         m_parts->sequential.SetSequentialMode(false);
     }
+    if (!m_parts->session.SignIn().IsDemo()) {
+        m_parts->lock.NoteLogin();
+    }
     EnableChildren(bLoggedIn);
     m_parts->drawer.Update();
     m_parts->session.SignIn().Update();
@@ -175,7 +219,7 @@ void CMainDlg::OnLoginChanged() {
     m_parts->title.Update();
     m_parts->controls.SetPressed(kCtlLogout, bLoggedIn);
     if (CXSkinODButton* const logout = GetButton(kCtlLogout)) {
-        logout->setEnabled(true);
+        logout->setEnabled(!m_bShownLocked);
         logout->SetTipText(LoadString(bLoggedIn ? kStrLogOut : kStrLogIn));
     }
 }

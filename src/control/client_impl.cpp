@@ -84,6 +84,7 @@ void CTR450ClientImpl::Create(WindowBase& window) {
     m_pMainDlg->SetHelpURL(MakeHelpURL(m_strHelpPath, m_strServerIP, GetServerPort(), m_language));
     ChangeSize(window.width(), window.height());
     m_pMainDlg->show();
+    m_pMainDlg->BeginWall(m_wallStart);
     if (m_nAutoStart != 0) {
         AutoLogin(m_strAuthData);
     }
@@ -260,6 +261,12 @@ LookChoice CTR450ClientImpl::GetLook() const {
 void CTR450ClientImpl::ChooseLook(LookChoice choice) {
     if (m_pClientSite != nullptr) {
         m_pClientSite->ChooseLook(choice);
+    }
+}
+
+void CTR450ClientImpl::KeepAwake(bool on) {
+    if (m_pClientSite != nullptr) {
+        m_pClientSite->KeepAwake(on);
     }
 }
 

@@ -59,6 +59,9 @@ public:
     void ShowTitle(const std::string& text) override;
     LookChoice GetLook() const override;
     void ChooseLook(LookChoice choice) override;
+    void KeepAwake(bool on) override;
+    // Each console that is made begins in full screen, or is locked in it.
+    void SetWallStart(WallStart start) { m_wallStart = start; }
     void SetHelpPath(const std::string& path) { m_strHelpPath = path; }
     const std::string& GetHelpPath() const { return m_strHelpPath; }
     // Another recorder is the first one from now on; its next login is the caller's.
@@ -139,6 +142,7 @@ private:
     std::uint16_t m_language = kLanguageNone;
     std::uint16_t m_pendingLanguage = kLanguageNone;
     int m_switchTurns = 0;  // that the pending one has waited
+    WallStart m_wallStart = WallStart::Window;
     bool m_bLogin = false;  // one was started and has not been ended
 };
 

@@ -24,6 +24,8 @@ public:
     virtual bool IsProgram() const { return false; }
     // What the console shows, for a window that has no page to name it.
     virtual void ShowTitle(const std::string& /*text*/) {}
+    // Pictures show: the display is not to go dark.
+    virtual void KeepAwake(bool /*on*/) {}
 
     // The look of the program that the control is in.
     virtual LookChoice GetLook() const { return LookChoice::Desktop; }

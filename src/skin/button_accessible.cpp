@@ -47,6 +47,15 @@ public:
         }
     }
 
+    QStringList keyBindingsForAction(const QString& name) const override {
+        return name == pressAction() && !Button().KeyText().isEmpty() ? QStringList{Button().KeyText()}
+                                                                      : QStringList();
+    }
+
+    QString text(QAccessible::Text kind) const override {
+        return kind == QAccessible::Accelerator ? Button().KeyText() : QAccessibleWidget::text(kind);
+    }
+
 private:
     AccessibleButton& Button() const { return *dynamic_cast<AccessibleButton*>(widget()); }
 };

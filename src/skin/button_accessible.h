@@ -17,6 +17,8 @@ public:
     virtual bool IsPressed() const = 0;
     virtual bool IsBusy() const = 0;
     virtual void Click() = 0;
+    // The key that does the same wherever the focus is; empty for none.
+    virtual QString KeyText() const = 0;
 
 protected:
     ~AccessibleButton() = default;

@@ -33,16 +33,25 @@ void CXSkinDialog::CreateControls(std::span<const SkinControlRow> table, TextSou
     }
 }
 
-void CXSkinDialog::OrderTabsByPlace() {
+std::vector<QWidget*> CXSkinDialog::ControlsByPlace() const {
     std::vector<Item> items;
     std::copy_if(m_items.begin(), m_items.end(), std::back_inserter(items),
                  [](const Item& item) { return item.control != nullptr; });
-    std::stable_sort(items.begin(), items.end(), [](const Item& a, const Item& b) {
-        return std::pair(a.table.y(), a.table.x()) < std::pair(b.table.y(), b.table.x());
-    });
-    for (std::size_t i = 1; i < items.size(); ++i) {
-        setTabOrder(items[i - 1].control, items[i].control);
+    std::stable_sort(items.begin(), items.end(),
+                     [](const Item& a, const Item& b) { return a.table.y() < b.table.y(); });
+    std::vector<QWidget*> controls;
+    for (auto first = items.begin(); first != items.end();) {
+        // What has its middle in the height of the row's first one stands in its row.
+        const QRect head = first->table;
+        const auto end = std::find_if(first, items.end(), [&head](const Item& item) {
+            return item.table.center().y() > head.bottom();
+        });
+        std::stable_sort(first, end, [](const Item& a, const Item& b) { return a.table.x() < b.table.x(); });
+        std::transform(first, end, std::back_inserter(controls),
+                       [](const Item& item) { return item.control; });
+        first = end;
     }
+    return controls;
 }
 
 QWidget* CXSkinDialog::Make(const SkinControlRow& row, TextSource texts) {

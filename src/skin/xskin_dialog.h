@@ -28,8 +28,8 @@ public:
     // Takes a control that was made apart, at its place for the smallest size.
     void AddControl(int id, QWidget* control, const QRect& table);
 
-    // The Tab key goes by rows from the top, not by tables.
-    void OrderTabsByPlace();
+    // All controls as one reads them: by rows from the top, not by tables.
+    std::vector<QWidget*> ControlsByPlace() const;
 
     // The control of the table or one taken, else any child with the identifier, or null with a line in the
     // trace.

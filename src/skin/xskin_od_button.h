@@ -42,6 +42,8 @@ public:
     ButtonLook Look() const { return m_state.Look(); }
     // What a click does, without a press before it. Does nothing on a disabled or busy button.
     void Click() override;
+    QString KeyText() const override { return m_keyText; }
+    void SetKeyText(const QString& text) { m_keyText = text; }
 
     // The text of the control's table row; a fallback for the tool tip and the accessible name.
     const std::string& TipText() const { return m_tipText; }
@@ -89,6 +91,7 @@ private:
     int m_waitAngle = 0;
     int m_pressKey = 0;  // the key that holds the button, or 0
     std::string m_tipText;
+    QString m_keyText;
 };
 
 }  // namespace kvmon

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "skin/plain_text.h"
+#include "skin/role_accessible.h"
 
 namespace kvmon {
 
@@ -16,6 +17,7 @@ int FittingFontHeight(int controlHeight, int pixelsPerInch) {
 CXSkinStatic::CXSkinStatic(int id, QWidget* parent)
     : WindowBase(parent), m_colour(&SkinColours::captionWhite) {
     SetControlId(id);
+    SetAccessibleRole(*this, QAccessible::StaticText);
     FitFont();
 }
 

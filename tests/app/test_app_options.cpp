@@ -39,7 +39,11 @@ TEST(AppOptions, TakesThemAll) {
     EXPECT_THAT(parsed.options->given,
                 testing::UnorderedElementsAre("ServerIP", "ServerPort", "AuthData", "AutoStart",
                                               "DefServerName", "Language", "HelpPath"));
-    EXPECT_FALSE(parsed.options->keep);
+    EXPECT_FALSE(parsed.options->keep || parsed.options->lock || parsed.options->fullScreen);
+    const auto wall = Parse({"--full-screen", "--display", "2", "--lock"});
+    ASSERT_TRUE(wall.options) << wall.text;
+    EXPECT_TRUE(wall.options->fullScreen && wall.options->lock);
+    EXPECT_EQ(wall.options->display, 2);
     EXPECT_FALSE(Parse({}).options->language);
     EXPECT_THAT(Parse({"--keep"}).options->given, IsEmpty());
     EXPECT_TRUE(Parse({"--keep"}).options->keep);
@@ -69,6 +73,8 @@ TEST(AppOptions, WrongOnesGiveOneLineAndStatusTwo) {
         {"--auth", "-"},
         {"--serve", "1.2.3.4"},
         {"--serve", "1", "--keep"},
+        {"--serve", "1", "--lock"},
+        {"--display", "0"},
         {"--decoder-threads", "0"},
         {"--serve", "127.0.0.1:0", "--picture", "p"},
         {"--web-origin", "http://a"},

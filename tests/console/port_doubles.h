@@ -52,10 +52,12 @@ public:
     bool IsWaitShown() const override { return waitShown; }
     void RefreshCursor() override { ++cursorRefreshes; }
     bool IsLoggedIn() const override { return loggedIn; }
+    bool IsLocked() const override { return locked; }
     bool IsClosing() const override { return false; }
 
     mutable BareWindow window;
     bool loggedIn = true;
+    bool locked = false;
     bool waitShown = false;
     int roomsMade = 0;
     int cursorRefreshes = 0;
@@ -125,6 +127,8 @@ public:
     QString TipText(int) const override { return {}; }
     void TellPresses(std::span<const int> ids) override { told.insert(ids.begin(), ids.end()); }
     void FocusStyle() override {}
+    void ShowLock() override {}
+    void OrderTabs(const std::vector<QWidget*>&) override {}
 
     std::set<int> held;
     std::set<int> told;

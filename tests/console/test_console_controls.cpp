@@ -1,6 +1,7 @@
 // The panel with a pointer and with keys: every button is where it is told, and does its thing.
 #include <gmock/gmock.h>
 
+#include <QtWidgets/QApplication>
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QDialog>
 #include <QtWidgets/QMenu>
@@ -188,19 +189,79 @@ TEST_F(ConsolePanel, AllIsReachedByTheKeyboard) {
         Key(Qt::Key_Left, Qt::ControlModifier);
         EXPECT_EQ(active(), before);
     }
+    // From the head to the wall, which is one stop, and down the panel.
     QWidget* widget = console->GetButton(kCtlOrderReset);
-    QPoint last = widget->pos();
+    QRect last = widget->geometry();
+    std::vector<QWidget*> wall;
     for (const int end = kCtlLogout; widget != console->GetButton(end);) {
         widget = widget->nextInFocusChain();
         ASSERT_NE(widget, console.get()) << "all buttons come before the chain's end";
         if ((widget->focusPolicy() & Qt::TabFocus) == 0 || widget->parentWidget() != console.get()) {
             continue;
         }
-        const QPoint at = widget->pos();
-        EXPECT_TRUE(at.y() > last.y() || (at.y() == last.y() && at.x() >= last.x()))
+        const QRect at = widget->geometry();
+        if (dynamic_cast<CVideoWnd*>(widget) != nullptr) {
+            wall.push_back(widget);
+            EXPECT_LT(last.top(), at.top());
+            continue;
+        }
+        EXPECT_TRUE(at.center().y() > last.bottom() || at.left() >= last.right())
             << widget->objectName().toStdString();
+        EXPECT_TRUE(wall.size() == 1 || at.top() < 64) << widget->objectName().toStdString();
         last = at;
     }
+    EXPECT_THAT(wall, testing::ElementsAre(console->Parts().cells.GetActive()));
+}
+
+// Where the focus is shows, and it stays with the active camera whatever the wall does.
+TEST_F(ConsolePanel, TheFocusOfTheCellsGoesWithTheActiveCamera) {
+    FakeRecorder recorder("Hall", 9);
+    Open(recorder.Port());
+    console->activateWindow();
+    Command(StyleButtonId(VIEW_STYLE_9CH));
+    CellPool& cells = console->Parts().cells;
+    const auto press = [](int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+        kvtest::PressKey(*QApplication::focusWidget(), key, modifiers);
+        Pump();
+    };
+    const auto framed = [&cells](int n) {
+        return cells.Get(n)->grab().toImage().pixel(1, 100) == ColoursOf(*cells.Get(n)).focus;
+    };
+    const auto active = [&cells] { return cells.IndexOf(cells.GetActive()); };
+    console->setFocus();
+    EXPECT_FALSE(framed(0));
+    press(Qt::Key_Down, Qt::ControlModifier);
+    press(Qt::Key_Right, Qt::ControlModifier);
+    EXPECT_EQ(active(), 4);
+    EXPECT_EQ(QApplication::focusWidget(), cells.Get(4));
+    EXPECT_TRUE(framed(4));
+    for (const int expected : {1, 1}) {
+        press(Qt::Key_Up, Qt::ControlModifier);
+        EXPECT_EQ(active(), expected);
+    }
+    EXPECT_FALSE(framed(4));
+
+    // Alone, on to the next, and back to the page and the cell that has it.
+    press(Qt::Key_Return);
+    EXPECT_THAT(ShownNames(), ElementsAre("Channel 2"));
+    EXPECT_TRUE(framed(0));
+    press(Qt::Key_Right, Qt::ControlModifier);
+    EXPECT_THAT(ShownNames(), ElementsAre("Channel 3"));
+    press(Qt::Key_Enter);
+    EXPECT_EQ(View().GetStyle(), VIEW_STYLE_9CH);
+    EXPECT_EQ(active(), 2);
+    EXPECT_TRUE(framed(2));
+    press(Qt::Key_F11);
+    EXPECT_TRUE(cells.Get(2)->window() != console.get() && active() == 2);
+    press(Qt::Key_Escape);
+    EXPECT_EQ(cells.Get(2)->window(), console.get());
+
+    // All other keys are the console's, with the focus in a cell as well.
+    console->Parts().focus.Move(CellMove::Left);
+    press(Qt::Key_3);
+    EXPECT_EQ(View().GetStyle(), VIEW_STYLE_4CH);
+    press(Qt::Key_Tab);
+    EXPECT_NE(dynamic_cast<CXSkinODButton*>(QApplication::focusWidget()), nullptr);
 }
 
 TEST_F(ConsolePanel, KeysDoWhatTheButtonsDo) {

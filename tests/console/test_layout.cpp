@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "console/layout/cell_moves.h"
 #include "console/layout/channel_array.h"
 
 using namespace kvmon;
@@ -298,4 +299,47 @@ TEST(Layout, DropInPictureInPicture) {
     EXPECT_EQ(swap->from, 3);
     EXPECT_EQ(swap->to, 0);
     EXPECT_FALSE(FindPipSwap(list, 9, [](int channel) { return channel == 3; }));
+}
+
+TEST(CellMoves, LeadWhereTheEyeSeesTheNextCell) {
+    const auto places = [](ViewStyle style, int cameras, std::uint32_t pageSize) {
+        std::vector<PixelRect> cells;
+        for (const CellPlan& cell : Wall(style, cameras, pageSize).Plan().cells) {
+            if (cell.shown) {
+                cells.push_back(cell.rect);
+            }
+        }
+        return cells;
+    };
+    using enum CellMove;
+    const std::vector<PixelRect> nine = places(VIEW_STYLE_9CH, 9, 9);
+    ASSERT_THAT(nine, SizeIs(9));
+    const struct {
+        int from;
+        CellMove move;
+        int to;
+    } inNine[] = {{4, Left, 3}, {4, Right, 5}, {4, Up, 1},   {4, Down, 7}, {2, Right, 3},
+                  {3, Left, 2}, {8, Right, 0}, {0, Left, 8}, {1, Up, 1},   {7, Down, 7}};
+    for (const auto& each : inNine) {
+        EXPECT_EQ(FindCellMove(nine, each.from, each.move), each.to) << each.from;
+    }
+    // The large one at the corner, three cells in all around it, and the one behind them.
+    const std::vector<PixelRect> six = places(VIEW_STYLE_6CH, 6, 6);
+    ASSERT_THAT(six, SizeIs(6));
+    const auto at = [&six](int x, int y) {
+        return static_cast<int>(
+            std::find_if(six.begin(), six.end(),
+                         [&](const PixelRect& cell) { return cell.left == x && cell.top == y; }) -
+            six.begin());
+    };
+    const int large = at(0, 0);
+    EXPECT_EQ(FindCellMove(six, large, Right), at(468, 0));
+    EXPECT_EQ(FindCellMove(six, large, Down), at(0, 320));
+    EXPECT_EQ(FindCellMove(six, at(468, 160), Left), large);
+    EXPECT_EQ(FindCellMove(six, at(234, 320), Up), large);
+    EXPECT_EQ(FindCellMove(six, at(468, 320), Up), at(468, 160));
+    // Nothing to move to, and nowhere to move from.
+    EXPECT_EQ(FindCellMove({}, 0, Left), -1);
+    EXPECT_EQ(FindCellMove({nine[0]}, 0, Right), 0);
+    EXPECT_EQ(FindCellMove(nine, -1, Down), 0);
 }

@@ -28,6 +28,10 @@ constexpr std::pair<int, int> kAround[] = {{-1, -1}, {0, -1}, {1, -1}, {-1, 0},
                                            {1, 0},   {-1, 1}, {0, 1},  {1, 1}};
 
 constexpr std::uint32_t kStrStandsStill = 6815;
+constexpr std::uint32_t kStrNoPermission = 4009;
+constexpr std::uint32_t kStrActive = 7309;
+constexpr std::uint32_t kStrLive = 7310;
+constexpr std::uint32_t kStrNoPicture = 7311;
 
 }  // namespace
 
@@ -53,11 +57,18 @@ void CVideoWnd::paintEvent(QPaintEvent*) {
     if (GetCamera()) {
         PaintCaptionText(painter, PaintIcon(painter));
     }
+    // The mouse gives no cell the focus: it came by a key.
+    if (hasFocus()) {
+        const style::PixelLine ring = style::LineAround(painter, QRectF(rect()), kCellMargin);
+        painter.setPen(
+            QPen(QColor(ColoursOf(*this).focus), ring.width, Qt::SolidLine, Qt::FlatCap, Qt::MiterJoin));
+        painter.drawRect(ring.rect);
+    }
 }
 
 void CVideoWnd::PaintBorder(QPainter& painter) const {
     const SkinColours& colours = ColoursOf(*this);
-    painter.fillRect(rect(), QColor(colours.cellGround));
+    painter.fillRect(rect(), m_ground == Ground::Black ? QColor(Qt::black) : QColor(colours.cellGround));
     // One unit outside of the inner rectangle.
     const int out = kCellMargin - 1;
     const style::PixelLine line = style::LineAround(painter, QRectF(rect().adjusted(out, out, -out, -out)));
@@ -127,6 +138,16 @@ void CVideoWnd::Describe() {
     setAccessibleName(camera ? QString::fromStdString(camera->GetCaptionName()) : QString());
     QStringList words;
     if (camera) {
+        if (m_bActive) {
+            words.append(QString::fromStdString(LoadString(kStrActive)));
+        }
+        if (!camera->IsCameraUsable()) {
+            words.append(QString::fromStdString(LoadString(kStrNoPermission)));
+        } else if (!camera->IsStreamRunning()) {
+            words.append(QString::fromStdString(LoadString(kStrNoPicture)));
+        } else if (camera->Picture().GetStillSeconds() == 0) {
+            words.append(QString::fromStdString(LoadString(kStrLive)));
+        }
         for (const PlacedIcon& icon : PlaceIcons(GetState(), 0)) {
             words.append(CellIconText(icon.icon));
         }

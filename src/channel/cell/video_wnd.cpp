@@ -10,6 +10,7 @@
 #include "channel/base/cam_commands.h"
 #include "channel/base/channel_messages.h"
 #include "channel/camera/base_camera.h"
+#include "channel/cell/cell_accessible.h"
 #include "channel/cell/cell_timers.h"
 #include "channel/cell/channel_view.h"
 #include "channel/command/command_results.h"
@@ -46,6 +47,7 @@ CVideoWnd::CVideoWnd(QWidget* parent)
       m_pChannelView(std::make_unique<CChannelView>(this)),
       m_press(QApplication::startDragDistance()) {
     setAttribute(Qt::WA_OpaquePaintEvent);
+    InstallCellAccessibility();
     m_pChannelView->SetEventWnd(this);
     grabGesture(Qt::PinchGesture);
 }
@@ -108,7 +110,16 @@ void CVideoWnd::SetWindowActive(bool bActive, PlaySound sound) {
     }
     if (bActive != m_bActive) {
         m_bActive = bActive;
+        Describe();
+        TellSelected(*this);
         RefreshCursor();
+        update();
+    }
+}
+
+void CVideoWnd::SetGround(Ground ground) {
+    if (ground != m_ground) {
+        m_ground = ground;
         update();
     }
 }
@@ -239,9 +250,40 @@ bool CVideoWnd::event(QEvent* event) {
     if (!input) {
         return WindowBase::event(event);
     }
-    event->accept();
     OnInput(*input, CellPart::Strip);
+    if (event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease) {
+        return WindowBase::event(event);  // the tab key moves on, all others are the console's
+    }
+    event->accept();
     return true;
+}
+
+// --- the keyboard
+
+void CVideoWnd::focusInEvent(QFocusEvent*) {
+    if (m_pParentWnd) {
+        m_pParentWnd->PostMessage(kMsgCellFocused, m_uIdx, 0);
+    }
+    update();
+}
+
+void CVideoWnd::focusOutEvent(QFocusEvent*) {
+    update();
+}
+
+void CVideoWnd::AskForMenu() {
+    setFocus(Qt::ShortcutFocusReason);
+    if (m_pParentWnd) {
+        m_pParentWnd->PostMessage(WM_CONTEXTMENU, 0,
+                                  PackPoint(m_pChannelView->mapToGlobal(m_pChannelView->rect().center())));
+    }
+}
+
+void CVideoWnd::AskForAlone() {
+    setFocus(Qt::ShortcutFocusReason);
+    if (m_pParentWnd) {
+        m_pParentWnd->PostMessage(kMsgCellAlone, m_uIdx, 0);
+    }
 }
 
 // --- timers

@@ -29,6 +29,13 @@ inline constexpr int kCellMargin = 2;
 inline constexpr int kCellTitleHeight = 21;
 inline constexpr int kZoomLevelsOfNotch = 5;  // of the wheel, some 10 %
 
+// To the parent of a cell; wParam window.
+inline constexpr std::uint32_t kMsgCellFocused = 11508;  // it has the keyboard
+inline constexpr std::uint32_t kMsgCellAlone = 11509;    // the user wants it alone
+
+// What is behind a cell's frame: the console's panel, or in full screen nothing that shines.
+enum class Ground { Panel, Black };
+
 // User interface thread only. A right click, and nothing else of the mouse, asks the parent for the menu:
 // WM_CONTEXTMENU with the point on the screen.
 class CVideoWnd : public WindowBase {
@@ -52,6 +59,10 @@ public:
     // The sound of an active cell's channel plays when it is wanted and the user has the right.
     void SetWindowActive(bool bActive, PlaySound sound);
     bool IsWindowActive() const { return m_bActive; }
+    void SetGround(Ground ground);
+    // For assistive tools: opens the channel's menu, or the channel alone, in the owner's way.
+    void AskForMenu();
+    void AskForAlone();
     // The picture's size; 702 x 480 without a channel.
     int GetWidth() const;
     int GetHeight() const;
@@ -78,6 +89,8 @@ protected:
     bool event(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
 
 private:
     enum class CellPart { Strip, View };
@@ -118,6 +131,7 @@ private:
     QPointer<WindowBase> m_pParentWnd;
     WindowHandle m_hNotifyDlg;
     bool m_bActive = false;
+    Ground m_ground = Ground::Panel;
     bool m_bEventBlink = false;
     bool m_bToldStill = false;
     std::uint32_t m_nBlinkCount = 0;

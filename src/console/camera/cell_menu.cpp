@@ -87,7 +87,7 @@ void CellMenu::AppendCommands(BCMenu& menu, const CBaseCamera& camera) const {
 void CellMenu::Open(const QPoint& screen) {
     const auto camera = m_active.Camera();
     const CVideoWnd* const cell = m_active.Cell();
-    if (!camera || !camera->IsCameraUsable() || m_menu) {
+    if (!camera || !camera->IsCameraUsable() || m_menu || m_desk.IsLocked()) {
         return;
     }
     auto* const menu = new BCMenu(m_desk.HostOf(*cell));

@@ -142,6 +142,9 @@ void SignInCard::MakeFields(const SignInEntry& entry) {
     m_port = new QSpinBox;
     m_port->setRange(1, 65535);
     m_port->setValue(static_cast<int>(entry.port));
+    for (QWidget* const field : {static_cast<QWidget*>(m_address), static_cast<QWidget*>(m_port)}) {
+        field->setEnabled(!m_offer.bThisRecorderAlone);
+    }
     m_user = new QLineEdit(QString::fromStdString(entry.user));
     m_password = new QLineEdit(QString::fromStdString(entry.password));
     m_password->setEchoMode(QLineEdit::Password);
@@ -474,7 +477,7 @@ void SignInCard::OnTried(const RecorderTestReport& report) {
     if (report.result != RecorderTestResult::Works) {
         Say(RecorderTestText(report));
         const bool bPlace = report.result != RecorderTestResult::WrongPassword;
-        QLineEdit* const field = bPlace ? m_address : m_password;
+        QLineEdit* const field = bPlace && m_address->isEnabled() ? m_address : m_password;
         if (!bPlace) {
             WipePassword();
         }

@@ -44,6 +44,7 @@ struct SignInOffer {
     bool bFirstStart = false;
     bool bDemo = false;
     bool bKeyRing = false;
+    bool bThisRecorderAlone = false;  // that of the entry
 };
 
 // Covers the wall. A login is tried at the recorder first: what fails is told on the card, and no session

@@ -83,6 +83,10 @@ void CameraDrawer::Start() {
     Update();
 }
 
+std::vector<QWidget*> CameraDrawer::Stops() const {
+    return {m_search, m_tree};
+}
+
 void CameraDrawer::OnToggle() {
     const bool bOpen = m_controls.IsPressed(kCtlCameraList);
     Registry().WriteProfileInt({}, kEntry, bOpen ? 1 : 0);

@@ -37,6 +37,8 @@ public:
     void Start();
     // Command kCtlCameraList.
     void OnToggle();
+    // Where the tab key stops in it.
+    std::vector<QWidget*> Stops() const;
     // The console's size, the session or the cameras may have changed.
     void Update();
 

@@ -18,6 +18,7 @@ namespace {
 
 constexpr int kCtrl = static_cast<int>(Qt::ControlModifier);
 constexpr int kAlt = static_cast<int>(Qt::AltModifier);
+constexpr int kShift = static_cast<int>(Qt::ShiftModifier);
 constexpr int kPad = static_cast<int>(Qt::KeypadModifier);
 constexpr std::uint32_t kStrViews = 7100;
 
@@ -88,8 +89,16 @@ constexpr ConsoleKey kKeys[] = {
     {Qt::Key_7 | kCtrl, kKeyFirstView + 6, false, kStrViews},
     {Qt::Key_8 | kCtrl, kKeyFirstView + 7, false, kStrViews},
     {Qt::Key_9 | kCtrl, kKeyFirstView + 8, false, kStrViews},
-    {Qt::Key_Right | kCtrl, kKeyNextCamera, false, 6980},
-    {Qt::Key_Left | kCtrl, kKeyPreviousCamera, false, 6981},
+    {Qt::Key_Right | kCtrl, kKeyCameraRight, false, 6980},
+    {Qt::Key_Left | kCtrl, kKeyCameraLeft, false, 6981},
+    {Qt::Key_Up | kCtrl, kKeyCameraUp, false, 7300},
+    {Qt::Key_Down | kCtrl, kKeyCameraDown, false, 7301},
+    {Qt::Key_Return, kKeyAlone, false, 7302},
+    {Qt::Key_Enter, kKeyAlone, false, 7302},
+    {Qt::Key_Menu, kKeyCellMenu, false, 7303},
+    {Qt::Key_F10 | kShift, kKeyCellMenu, false, 7303},
+    {Qt::Key_B, kKeyBar, false, 7312},
+    {Qt::Key_Escape, kKeyLeave, false, 7307},
     {Qt::Key_C, kCtlCameraList, false, 0},
     {Qt::Key_M, kKeyFeedback, false, 7442},
     {Qt::Key_F10, kCtlMainMenu, false, 0},
@@ -114,6 +123,10 @@ int KeyOf(const QKeyEvent& event) {
     if (modifiers.testFlag(Qt::KeypadModifier) && key >= Qt::Key_0 && key <= Qt::Key_9) {
         key |= kPad;
     }
+    // Where shift makes another sign of a key, that sign counts alone.
+    if (event.key() == Qt::Key_F10 && modifiers.testFlag(Qt::ShiftModifier)) {
+        key |= kShift;
+    }
     key |= modifiers.testFlag(Qt::AltModifier) ? kAlt : 0;
     return modifiers.testFlag(Qt::ControlModifier) ? key | kCtrl : key;
 }
@@ -133,6 +146,27 @@ bool IsOffered(const ConsoleControls& controls, int command) {
     const ConsoleControls::State state = controls.Get(command);
     const bool bStyle = command >= kCtlFirstStyle && command <= kCtlLastStyle;
     return controls.Exists(command) && state.enabled && !state.busy && (state.shown || bStyle);
+}
+
+// What a locked wall is open for: to look, and to steer what one looks at, as the mouse does there.
+bool IsOfLooking(int command) {
+    switch (command) {
+        case kKeyNextPage:
+        case kKeyPreviousPage:
+        case kKeyCameraLeft:
+        case kKeyCameraRight:
+        case kKeyCameraUp:
+        case kKeyCameraDown:
+        case kKeyAlone:
+        case kKeyLeave:
+        case kCtlFullScreen:
+        case kCtlSequential:
+            return true;
+        default:
+            return (command >= kCtlFirstStyle && command < kCtlLastStyle) ||
+                   (command >= kKeyFirstView && command <= kKeyLastView) ||
+                   (command >= kCtlFirstPtz && command <= kCtlLastPtz);
+    }
 }
 
 }  // namespace
@@ -172,6 +206,9 @@ bool ConsoleKeys::OnKeyPress(const QKeyEvent& event) {
     if (row == nullptr) {
         return false;
     }
+    if (m_desk.IsLocked() && !IsOfLooking(row->command)) {
+        return true;
+    }
     // A held key is one press; PtzPanel repeats its command, paced by the camera's answers.
     if (event.isAutoRepeat() || IsRepeat(event)) {
         m_timers.KillTimer(kTimerKeyRelease);
@@ -180,7 +217,7 @@ bool ConsoleKeys::OnKeyPress(const QKeyEvent& event) {
     if (!IsOfKeysAlone(row->command) && !IsOffered(m_controls, row->command)) {
         // Even without a session this key ends full screen.
         if (row->command == kCtlFullScreen) {
-            m_desk.MakeRoom();
+            m_commands.Run(kKeyLeave);
         }
         return true;
     }

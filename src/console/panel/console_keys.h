@@ -27,8 +27,14 @@ struct ConsoleKey {
 inline constexpr int kKeyNextPage = -1;
 inline constexpr int kKeyPreviousPage = -2;
 inline constexpr int kKeyHelp = -3;
-inline constexpr int kKeyNextCamera = -4;
-inline constexpr int kKeyPreviousCamera = -5;
+inline constexpr int kKeyCameraRight = -4;
+inline constexpr int kKeyCameraLeft = -5;
+inline constexpr int kKeyCameraUp = -6;
+inline constexpr int kKeyCameraDown = -7;
+inline constexpr int kKeyAlone = -8;
+inline constexpr int kKeyCellMenu = -9;
+inline constexpr int kKeyLeave = -10;
+inline constexpr int kKeyBar = -21;
 inline constexpr int kKeyFirstView = -19;
 inline constexpr int kKeyLastView = -11;
 inline constexpr int kKeyQuit = -20;

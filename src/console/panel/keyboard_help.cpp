@@ -53,6 +53,8 @@ std::vector<Line> Lines(const PanelButtons& buttons) {
                                         [&row](const Line& line) { return line.command == row.command; });
         if (row.command > kKeyFirstView && row.command <= kKeyLastView) {
             lines.back().keys = ShortcutName(kKeyFirstView) + "..." + KeyName(row.key).right(1);
+        } else if (row.key == Qt::Key_Enter) {
+            continue;  // marked like the other one
         } else if (known != lines.end()) {
             known->keys += ", " + KeyText(row.key);
         } else {
@@ -130,9 +132,9 @@ void OpenKeyboardHelp(Desk& desk, const PanelButtons& buttons) {
     window->setAttribute(Qt::WA_DeleteOnClose);
     window->setWindowTitle(QString::fromStdString(LoadString(6230)));
     auto* const grid = new QGridLayout(window);
-    grid->setContentsMargins(16, 16, 16, 14);
-    grid->setVerticalSpacing(5);
-    grid->setHorizontalSpacing(9);
+    grid->setContentsMargins(12, 16, 12, 14);
+    grid->setVerticalSpacing(4);
+    grid->setHorizontalSpacing(6);
     const std::vector<Line> lines = Lines(buttons);
     const int rows = (static_cast<int>(lines.size()) + kColumns - 1) / kColumns;
     for (int i = 0; i < static_cast<int>(lines.size()); ++i) {
@@ -145,7 +147,7 @@ void OpenKeyboardHelp(Desk& desk, const PanelButtons& buttons) {
         const int column = i / rows * 3;
         grid->addWidget(keys, i % rows, column);
         grid->addWidget(PlainLabel(line.text, window), i % rows, column + 1);
-        grid->setColumnMinimumWidth(column + 2, column + 2 < 3 * kColumns - 1 ? 12 : 0);
+        grid->setColumnMinimumWidth(column + 2, column + 2 < 3 * kColumns - 1 ? 9 : 0);
     }
     auto* const close = new QDialogButtonBox(QDialogButtonBox::Close, window);
     QObject::connect(close, &QDialogButtonBox::rejected, window, &QDialog::reject);

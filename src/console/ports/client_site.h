@@ -12,6 +12,9 @@ namespace kvmon {
 
 class SignInMemory;
 
+// How the console begins. Locked is full screen that only the login's password leads out of.
+enum class WallStart { Window, FullScreen, Locked };
+
 // Implemented by the control. User interface thread only.
 class ClientSite {
 public:
@@ -34,6 +37,8 @@ public:
     // The look of the whole program.
     virtual LookChoice GetLook() const { return LookChoice::Desktop; }
     virtual void ChooseLook([[maybe_unused]] LookChoice choice) {}
+    // Pictures show: the display is not to go dark. Told once a second.
+    virtual void KeepAwake([[maybe_unused]] bool on) {}
 
     // Events to whoever embeds the control. They are raised later, never in the caller's stack; before the
     // control has a window they are lost.

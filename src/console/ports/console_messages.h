@@ -13,6 +13,8 @@ inline constexpr std::uint32_t kMsgGoToCamera = 2061;  // wParam channel, or pag
 
 // Of our own: the second display's panel was double clicked.
 inline constexpr std::uint32_t kMsgSecondPanelClosed = 11501;
+// Of our own: the full-screen panel was double clicked beside its cells, or its window was to be closed.
+inline constexpr std::uint32_t kMsgFullScreenClosed = 11507;
 // Of our own: all commands kCmdRefreshControls that were in the queue have come.
 inline constexpr std::uint32_t kMsgRefreshEnds = 11506;
 
@@ -31,5 +33,7 @@ inline constexpr std::uint32_t kTimerKeyRelease = 1102;  // of our own: a releas
 inline constexpr std::uint32_t kTimerViewStep = 1103;    // of our own: the next view of a sequence
 inline constexpr std::uint32_t kTimerFeedback = 1105;    // of our own: a word over the wall goes
 inline constexpr std::uint32_t kTimerFlash = 1106;       // of our own: the flash of a snapshot ends
+inline constexpr std::uint32_t kTimerBar = 1108;         // of our own: the bar of full screen is not in use
+inline constexpr std::uint32_t kTimerPointer = 1107;     // of our own: the mouse has not moved for long
 
 }  // namespace kvmon

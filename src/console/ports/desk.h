@@ -39,6 +39,8 @@ public:
     virtual void RefreshCursor() = 0;
 
     virtual bool IsLoggedIn() const = 0;
+    // The wall is locked: nothing is open to whoever stands before it but to look.
+    virtual bool IsLocked() const = 0;
     // The console is at its end: nothing begins any more.
     virtual bool IsClosing() const = 0;
 };

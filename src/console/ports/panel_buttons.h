@@ -2,9 +2,11 @@
 #pragma once
 
 #include <span>
+#include <vector>
 
 class QRect;
 class QString;
+class QWidget;
 
 namespace kvmon {
 
@@ -23,6 +25,10 @@ public:
     virtual void TellPresses(std::span<const int> ids) = 0;
     // The keyboard to the present style's button, where the panel has one.
     virtual void FocusStyle() = 0;
+    // The wall may be locked now, or no longer: its buttons can be used accordingly.
+    virtual void ShowLock() = 0;
+    // The tab key goes as the eye does: the buttons of the head, what stands in the wall, the panel.
+    virtual void OrderTabs(const std::vector<QWidget*>& wall) = 0;
 };
 
 }  // namespace kvmon

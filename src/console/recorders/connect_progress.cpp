@@ -35,10 +35,11 @@ void ConnectProgress::OnSecond() {
         const std::string text =
             FillPattern(LoadPlural(kStrProgress, static_cast<std::uint64_t>(count.shown)),
                         {std::to_string(count.live), std::to_string(count.shown)});
-        m_box.Show(text, count.live, count.shown, [this] {
+        const std::function<void()> cancel = [this] {
             End();
             m_commands.Press(kCtlLogout);
-        });
+        };
+        m_box.Show(text, count.live, count.shown, m_desk.IsLocked() ? nullptr : cancel);
     }
 }
 

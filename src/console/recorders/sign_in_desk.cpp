@@ -6,6 +6,7 @@
 #include "console/settings/console_settings.h"
 #include "console/wall/view_controller.h"
 #include "persist/string_table.h"
+#include "platform/secret_memory.h"
 #include "server/recorder_list.h"
 #include "skin/window_base.h"
 
@@ -31,6 +32,9 @@ void SignInDesk::Update() {
         return;  // the last session has not ended yet
     }
     QWidget* const host = m_desk.DialogHost();
+    if (m_bLocked != m_desk.IsLocked()) {
+        Remove();
+    }
     if (m_card && m_card->parentWidget() == host) {
         Place(*host);
         return;
@@ -38,17 +42,37 @@ void SignInDesk::Update() {
     if (m_card) {
         m_card->setParent(host);
     } else {
-        const SignInOffer offer{memory->Remembered(), memory->IsFirstStart(), memory->HasDemo(),
-                                memory->HasKeyRing()};
-        m_card = new SignInCard(memory->Load(), offer, CSetLangDlg::GetAvailableLanguages(),
-                                m_settings.language, *this, host);
-        m_card->Say(m_words);
-        m_words.clear();
+        MakeCard(*memory, *host);
     }
     Place(*host);
     m_card->show();
     m_card->FocusField();
     m_card->Begin();
+}
+
+// On a locked wall whoever stands before it may go on with the session, and do nothing else.
+void SignInDesk::MakeCard(SignInMemory& memory, QWidget& host) {
+    SignInEntry entry = memory.Load();
+    SignInOffer offer{memory.Remembered(), memory.IsFirstStart(), memory.HasDemo(), memory.HasKeyRing()};
+    std::vector<std::uint16_t> languages = CSetLangDlg::GetAvailableLanguages();
+    const CKelvaraInfo* const first = m_recorders.GetServer(0);
+    m_bLocked = m_desk.IsLocked();
+    if (m_bLocked && first != nullptr) {
+        if (entry.address != first->GetHost() || entry.port != first->GetPort()) {
+            Wipe(entry.password);
+            entry = SignInEntry();
+            entry.address = first->GetHost();
+            entry.port = first->GetPort();
+        }
+        const bool bKeyRing = offer.bKeyRing;
+        offer = SignInOffer();
+        offer.bKeyRing = bKeyRing;
+        offer.bThisRecorderAlone = true;
+        languages = {m_settings.language};
+    }
+    m_card = new SignInCard(entry, std::move(offer), languages, m_settings.language, *this, &host);
+    m_card->Say(m_words);
+    m_words.clear();
 }
 
 void SignInDesk::Place(QWidget& host) {

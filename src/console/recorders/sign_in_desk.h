@@ -40,6 +40,8 @@ public:
     // False without a card.
     bool Focus();
     bool IsShown() const { return m_card != nullptr; }
+    // The session that begins is that of the demo recorder, whose password nobody knows.
+    bool IsDemo() const { return m_bDemo; }
     // Users of this host sign in here.
     bool IsOffered() const;
     // The card, if there is one.
@@ -55,6 +57,7 @@ private:
     void OnFetchPassword(const SignInEntry& entry) override;
     void OnForget(const SignInEntry& entry) override;
     void OnStartDemo() override;
+    void MakeCard(SignInMemory& memory, QWidget& host);
     void Place(QWidget& host);
     void Remove();
 
@@ -65,6 +68,7 @@ private:
     SessionLogin& m_login;
     const RecorderList& m_recorders;
     QPointer<SignInCard> m_card;  // goes with the panel that it stands on
+    bool m_bLocked = false;       // the card was made for a wall that is locked
     std::string m_words;          // for the next card
     bool m_bDemo = false;         // the session that begins is the demo's
     const std::shared_ptr<bool> m_alive = std::make_shared<bool>(true);

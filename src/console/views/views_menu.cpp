@@ -17,7 +17,10 @@ constexpr std::uint32_t kStrEdit = 7101;
 }  // namespace
 
 void AppendViewsMenu(BCMenu& menu, const ViewSwitch& views, bool bInSession) {
-    BCMenu* const popup = menu.AppendPopup(LoadString(kStrViews));
+    AppendViews(*menu.AppendPopup(LoadString(kStrViews)), views, bInSession);
+}
+
+void AppendViews(BCMenu& menu, const ViewSwitch& views, bool bInSession) {
     const std::vector<NamedView>& all = views.List().All();
     const std::string& shown = views.Sequence().empty() ? views.Current() : views.Sequence();
     for (std::size_t i = 0; i < std::min(all.size(), kMaxViews); ++i) {
@@ -27,12 +30,12 @@ void AppendViewsMenu(BCMenu& menu, const ViewSwitch& views, bool bInSession) {
             text += "\t" + ShortcutName(key).toStdString();
         }
         const unsigned flags = (bInSession ? 0u : MF_GRAYED) | (all[i].name == shown ? MF_CHECKED : 0u);
-        popup->AppendMenu(flags, kCmdFirstView + static_cast<int>(i), text);
+        menu.AppendMenu(flags, kCmdFirstView + static_cast<int>(i), text);
     }
     if (!all.empty()) {
-        popup->AppendMenu(MF_SEPARATOR, 0, {});
+        menu.AppendMenu(MF_SEPARATOR, 0, {});
     }
-    popup->AppendMenu(0, kCmdViews, LoadString(kStrEdit));
+    menu.AppendMenu(0, kCmdViews, LoadString(kStrEdit));
 }
 
 }  // namespace kvmon

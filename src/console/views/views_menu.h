@@ -13,6 +13,8 @@ inline constexpr int kCmdFirstView = 17100;  // away from the numbers of texts, 
 inline constexpr int kCmdLastView = kCmdFirstView + static_cast<int>(kMaxViews) - 1;
 
 // Without a session there is no wall to show a view, but the list can be edited.
+void AppendViews(BCMenu& menu, const ViewSwitch& views, bool bInSession);
+// The same as a menu below an entry.
 void AppendViewsMenu(BCMenu& menu, const ViewSwitch& views, bool bInSession);
 
 }  // namespace kvmon

@@ -97,7 +97,7 @@ CellDrag::~CellDrag() {
 }
 
 bool CellDrag::MayBegin(int channel) const {
-    return m_cameras.IsChannel(channel) && m_view.GetStyle() != VIEW_STYLE_SINGLE_1CH;
+    return m_cameras.IsChannel(channel) && m_view.GetStyle() != VIEW_STYLE_SINGLE_1CH && !m_desk.IsLocked();
 }
 
 void CellDrag::Begin(int channel, const QPoint& screen) {

@@ -7,31 +7,39 @@
 #include "console/ports/console_messages.h"
 #include "persist/log_file.h"
 #include "skin/input_messages.h"
+#include "skin/role_accessible.h"
 
 namespace kvmon {
 
 namespace {
 
-constexpr QRgb kGround = 0xff0000ff;
+constexpr QRgb kGround = 0xff000000;  // nothing beside the pictures is to shine at night
 constexpr unsigned kLeftButton = 1;
 
 }  // namespace
 
-CFSPanel::CFSPanel(QScreen& screen) : m_display(&screen) {
+CFSPanel::CFSPanel(QScreen& screen) {
     setObjectName(QStringLiteral("screenPanel"));
+    SetAccessibleRole(*this, QAccessible::Window);
     setWindowTitle(QStringLiteral("KelvaraMonitor Full Screen"));
     setWindowFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
     setAttribute(Qt::WA_OpaquePaintEvent);
     setAttribute(Qt::WA_QuitOnClose, false);
-    setFocusPolicy(Qt::StrongFocus);
-    setScreen(&screen);
-    setGeometry(screen.geometry());
-    QObject::connect(&screen, &QScreen::geometryChanged, this,
-                     [this](const QRect& rect) { setGeometry(rect); });
+    setFocusPolicy(Qt::ClickFocus);  // it shows no focus, so the tab key passes it by
+    Cover(screen);
 }
 
 CFSPanel::~CFSPanel() {
     m_hTarget.Post(kMsgFocusStyleButton, 0, 0);
+}
+
+void CFSPanel::Cover(QScreen& screen) {
+    QObject::disconnect(m_follows);
+    m_display = &screen;
+    setScreen(&screen);
+    setGeometry(screen.geometry());
+    m_follows = QObject::connect(&screen, &QScreen::geometryChanged, this,
+                                 [this](const QRect& rect) { setGeometry(rect); });
 }
 
 void CFSPanel::SetTarget(WindowBase& target, std::uint32_t message) {
@@ -61,15 +69,12 @@ void CFSPanel::ShowOnTop(Keyboard keyboard) {
 }
 
 void CFSPanel::OnLButtonDblClk(unsigned nFlags) {
-    if (m_bClosing) {
-        return;  // the target dismisses the panel while it answers
-    }
-    m_bClosing = true;
     Trace("CFSPanel::OnLButtonDblClk: nFlags = %d\n", static_cast<int>(nFlags));
     if (m_target && m_message != 0) {
-        m_target->SendMessage(m_message, 0, 0);
+        m_target->SendMessage(m_message, 0, 0);  // it may keep the panel
+    } else {
+        hide();
     }
-    hide();
 }
 
 LParam CFSPanel::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) {

@@ -13,7 +13,7 @@ namespace kvmon {
 // interface thread only.
 class CFSPanel : public WindowBase {
 public:
-    // Covers the screen, also when that changes its size. Not shown yet.
+    // Not shown yet.
     explicit CFSPanel(QScreen& screen);
     // Tells the target to take the focus back (message kMsgFocusStyleButton).
     ~CFSPanel() override;
@@ -25,6 +25,8 @@ public:
     void SetTarget(WindowBase& target, std::uint32_t message);
     // Called after each change of the panel's size.
     void SetResized(std::function<void()> resized) { m_resized = std::move(resized); }
+    // Covers this screen from now on, also when that changes its size.
+    void Cover(QScreen& screen);
     // Null when the display is gone.
     QScreen* Display() const { return m_display; }
     enum class Keyboard { Take, Leave };
@@ -47,10 +49,10 @@ private:
     void Forward(QEvent* event);
 
     QPointer<QScreen> m_display;
+    QMetaObject::Connection m_follows;
     QPointer<WindowBase> m_target;
     WindowHandle m_hTarget;  // not a pointer: the target may be in its destructor when the panel goes
     std::uint32_t m_message = 0;
-    bool m_bClosing = false;
     std::function<void()> m_resized;
 };
 

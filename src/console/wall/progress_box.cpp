@@ -33,9 +33,13 @@ public:
         m_bar->setTextVisible(false);
         m_bar->setFixedSize(kBar);
         m_cancel->setObjectName(QStringLiteral("progressCancel"));
-        connect(m_cancel, &QAbstractButton::clicked, this, [cancel] { cancel(); });
         for (QWidget* const part : std::initializer_list<QWidget*>{m_label, m_bar, m_cancel}) {
             layout()->addWidget(part);
+        }
+        if (cancel) {
+            connect(m_cancel, &QAbstractButton::clicked, this, [cancel] { cancel(); });
+        } else {
+            m_cancel->hide();
         }
     }
 

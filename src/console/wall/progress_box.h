@@ -18,7 +18,7 @@ public:
     ProgressBox(const ProgressBox&) = delete;
     ProgressBox& operator=(const ProgressBox&) = delete;
 
-    // Shows it, or goes on with it. The link is there as it was first told.
+    // Shows it, or goes on with it. The link is as it was first told, and not there without `cancel`.
     void Show(const std::string& text, int done, int all, const std::function<void()>& cancel);
     void Hide();
     // To where the wall is now.

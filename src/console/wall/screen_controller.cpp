@@ -4,6 +4,7 @@
 #include <QtGui/QScreen>
 #include <QtGui/QWindow>
 #include <QtWidgets/QApplication>
+#include <algorithm>
 
 #include "channel/cell/video_wnd.h"
 #include "console/panel/console_controls.h"
@@ -26,6 +27,13 @@ constexpr const char* kDisplayEntry = "FullScreenDisplay";
 constexpr std::uint32_t kStrError = 4005;
 constexpr std::uint32_t kStrNoSecondDisplay = 4016;
 
+QScreen* FindDisplay(const QString& name) {
+    const QList<QScreen*> displays = QGuiApplication::screens();
+    const auto found = std::find_if(displays.begin(), displays.end(),
+                                    [&name](const QScreen* display) { return display->name() == name; });
+    return found != displays.end() && !name.isEmpty() ? *found : nullptr;
+}
+
 }  // namespace
 
 QScreen* OtherDisplay(const QList<QScreen*>& displays, const QScreen* own) {
@@ -46,6 +54,9 @@ void ScreenController::Init() {
     UpdateAvailability(nullptr);
     QObject::connect(qGuiApp, &QGuiApplication::screenAdded, &m_life,
                      [this] { UpdateAvailability(nullptr); });
+    // Later: the window around the console goes back first.
+    QObject::connect(
+        qGuiApp, &QGuiApplication::screenAdded, &m_life, [this] { GiveBack(); }, Qt::QueuedConnection);
     QObject::connect(qGuiApp, &QGuiApplication::screenRemoved, &m_life,
                      [this](const QScreen* gone) { OnScreenRemoved(gone); });
     QObject::connect(qGuiApp, &QGuiApplication::focusWindowChanged, &m_life,
@@ -87,32 +98,61 @@ QScreen* ScreenController::OwnDisplay() const {
 // --- full screen
 
 void ScreenController::SetFullScreen(bool on) {
-    if (on && !m_fullScreen) {
-        m_fullScreen = std::make_unique<CFSPanel>(*OwnDisplay());
-        m_fullScreen->SetTarget(m_desk.Window(), WM_LBUTTONDBLCLK);
-        m_fullScreen->SetResized([this] {
-            m_view.PlaceCells();
-            m_events.OnWallMoved();
-        });
-        m_view.SetFullScreenPanel(m_fullScreen.get());
-        m_view.ViewStyleChanged(m_view.GetStyle());
-        m_fullScreen->ShowOnTop(CFSPanel::Keyboard::Take);
-        m_events.OnWallMoved();
-        MoveDialogs(m_desk.Window(), *m_fullScreen);
+    QScreen* const own = OwnDisplay();
+    if (on && !m_fullScreen && own != nullptr) {
+        BeginFullScreen(*own);
     } else if (!on && m_fullScreen) {
-        auto panel = std::move(m_fullScreen);
-        m_view.SetFullScreenPanel(nullptr);
-        m_view.BringHome(*panel);
-        m_events.OnWallMoved();
-        panel->Dismiss();
-        const bool bDialog = Retire(std::move(panel));
-        m_view.ViewStyleChanged(m_view.GetStyle());
-        if (!bDialog) {
-            m_desk.Window().window()->activateWindow();
-        }
-        m_desk.Window().update();
+        EndFullScreen();
     }
-    m_controls.SetPressed(kCtlFullScreen, on);
+    m_wantedFullScreen =
+        m_fullScreen && m_fullScreen->Display() ? m_fullScreen->Display()->name() : QString();
+}
+
+void ScreenController::BeginFullScreen(QScreen& display) {
+    m_fullScreen = std::make_unique<CFSPanel>(display);
+    m_fullScreen->SetTarget(m_desk.Window(), kMsgFullScreenClosed);
+    m_fullScreen->SetResized([this] {
+        m_view.PlaceCells();
+        m_events.OnWallMoved();
+    });
+    m_view.SetFullScreenPanel(m_fullScreen.get());
+    LayOut();
+    m_fullScreen->ShowOnTop(CFSPanel::Keyboard::Take);
+    m_events.OnWallMoved();
+    MoveDialogs(m_desk.Window(), *m_fullScreen);
+    m_controls.SetPressed(kCtlFullScreen, true);
+}
+
+void ScreenController::EndFullScreen() {
+    auto panel = std::move(m_fullScreen);
+    m_view.SetFullScreenPanel(nullptr);
+    m_view.BringHome(*panel);
+    m_events.OnWallMoved();
+    panel->Dismiss();
+    const bool bDialog = Retire(std::move(panel));
+    LayOut();
+    if (!bDialog) {
+        m_desk.Window().window()->activateWindow();
+    }
+    m_desk.Window().update();
+    m_controls.SetPressed(kCtlFullScreen, false);
+}
+
+void ScreenController::MoveFullScreen(QScreen& display) {
+    m_fullScreen->Cover(display);
+    m_fullScreen->ShowOnTop(CFSPanel::Keyboard::Take);
+    if (QWidget* const dialog = QApplication::activeModalWidget()) {
+        dialog->move(display.geometry().center() - dialog->rect().center());
+    }
+}
+
+// Before the first view there are no cells, but words to move.
+void ScreenController::LayOut() {
+    if (m_view.GetStyle() < kViewStyleCount) {
+        m_view.ViewStyleChanged(m_view.GetStyle());
+    } else {
+        m_events.OnWallChanged();
+    }
 }
 
 bool ScreenController::LeaveFullScreen() {
@@ -125,10 +165,7 @@ bool ScreenController::LeaveFullScreen() {
 
 void ScreenController::SaveState(const std::string& key) const {
     if (!key.empty()) {
-        Registry().WriteProfileString(key, kDisplayEntry,
-                                      m_fullScreen && m_fullScreen->Display()
-                                          ? m_fullScreen->Display()->name().toStdString()
-                                          : std::string());
+        Registry().WriteProfileString(key, kDisplayEntry, m_wantedFullScreen.toStdString());
     }
 }
 
@@ -148,6 +185,8 @@ void ScreenController::OnBtnMultiScreens() {
         LeaveSecondDisplay();
     } else if (m_bAvailable) {
         ShowSecondDisplay();
+    } else {
+        m_wantedSecond.clear();
     }
     m_controls.SetPressed(kCtlMultiScreens, m_second != nullptr);
 }
@@ -161,7 +200,12 @@ void ScreenController::ShowSecondDisplay() {
         m_desk.ShowMessage(LoadString(kStrNoSecondDisplay), LoadString(kStrError));
         return;
     }
-    m_second = std::make_unique<CFSPanel>(*display);
+    ShowSecondDisplay(*display);
+}
+
+void ScreenController::ShowSecondDisplay(QScreen& display) {
+    m_wantedSecond = display.name();
+    m_second = std::make_unique<CFSPanel>(display);
     m_second->SetTarget(m_desk.Window(), kMsgSecondPanelClosed);
     m_second->SetResized([this] { m_view.PlaceCells(); });
     m_view.SetSecondPanel(m_second.get());
@@ -175,6 +219,7 @@ void ScreenController::LeaveSecondDisplay() {
 }
 
 void ScreenController::OnSecondPanelUnused() {
+    m_wantedSecond.clear();
     if (m_second) {
         auto panel = std::move(m_second);
         panel->Dismiss();
@@ -186,15 +231,44 @@ void ScreenController::OnSecondPanelUnused() {
 // --- displays come and go
 
 void ScreenController::OnScreenRemoved(const QScreen* gone) {
-    const bool bOwn = OwnDisplay() == gone;
-    if (m_fullScreen && (m_fullScreen->Display() == gone || m_fullScreen->Display() == nullptr)) {
-        LeaveFullScreen();
-    }
+    const auto isGone = [gone](const CFSPanel& panel) {
+        return panel.Display() == gone || panel.Display() == nullptr;
+    };
     // The console moves to one of the displays that are left, which may be the covered one.
-    if (m_second && (bOwn || m_second->Display() == gone || m_second->Display() == nullptr)) {
+    if (m_second && (OwnDisplay() == gone || isGone(*m_second))) {
+        const QString wanted = m_wantedSecond;
         LeaveSecondDisplay();
+        m_wantedSecond = wanted;
+    }
+    if (m_fullScreen && isGone(*m_fullScreen)) {
+        QList<QScreen*> displays = QGuiApplication::screens();
+        displays.removeIf([gone](const QScreen* display) { return display == gone; });
+        if (!m_desk.IsLocked()) {
+            EndFullScreen();
+        } else if (!displays.isEmpty()) {
+            MoveFullScreen(*displays.front());
+        }
     }
     UpdateAvailability(gone);
+}
+
+// To the displays that are there again what the user wanted on them.
+void ScreenController::GiveBack() {
+    if (m_desk.IsClosing()) {
+        return;
+    }
+    QScreen* const wall = FindDisplay(m_wantedFullScreen);
+    if (wall != nullptr && !m_fullScreen) {
+        BeginFullScreen(*wall);
+    } else if (wall != nullptr && m_fullScreen->Display() != wall) {
+        MoveFullScreen(*wall);
+    }
+    QScreen* const second = FindDisplay(m_wantedSecond);
+    if (second != nullptr && !m_second && second != (m_fullScreen ? m_fullScreen->Display() : OwnDisplay()) &&
+        m_view.GetStyle() != VIEW_STYLE_PIP) {
+        ShowSecondDisplay(*second);
+        m_controls.SetPressed(kCtlMultiScreens, m_second != nullptr);
+    }
 }
 
 // The panel may be handling a message now, so it is deleted later.

@@ -3,6 +3,7 @@
 
 #include <QtCore/QList>
 #include <QtCore/QObject>
+#include <QtCore/QString>
 #include <memory>
 #include <string>
 
@@ -24,7 +25,8 @@ class WallEvents;
 QScreen* OtherDisplay(const QList<QScreen*>& displays, const QScreen* own);
 
 // Owns the panels; the view knows them as places for windows. A display that goes away gives its windows
-// back. User interface thread only.
+// back, and gets them again when it comes back, unless the user wanted something else meanwhile. A locked
+// wall goes on on another display until then. User interface thread only.
 class ScreenController {
 public:
     ScreenController(Desk& desk, Commands& commands, WallEvents& events, ConsoleControls& controls,
@@ -68,8 +70,14 @@ public:
 
 private:
     QScreen* OwnDisplay() const;
+    void LayOut();
+    void BeginFullScreen(QScreen& display);
+    void EndFullScreen();
+    void MoveFullScreen(QScreen& display);
     void ShowSecondDisplay();
+    void ShowSecondDisplay(QScreen& display);
     void OnScreenRemoved(const QScreen* gone);
+    void GiveBack();
     void UpdateAvailability(const QScreen* gone);
     bool Retire(std::unique_ptr<CFSPanel> panel);
     void OnFocusWindow(const QWindow* window);
@@ -82,6 +90,9 @@ private:
     ViewController& m_view;
     std::unique_ptr<CFSPanel> m_fullScreen;
     std::unique_ptr<CFSPanel> m_second;
+    // The displays that the user wants them on, by name; empty for none.
+    QString m_wantedFullScreen;
+    QString m_wantedSecond;
     bool m_bAvailable = false;
     QObject m_life;  // last: ends the connections first
 };

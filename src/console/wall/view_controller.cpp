@@ -258,21 +258,6 @@ void ViewController::RepaintNeighbours(int index) {
     }
 }
 
-void ViewController::ActivateNext(int step) {
-    const int count = m_cells.GetCount();
-    int first = m_cells.GetActive() != nullptr ? m_cells.IndexOf(m_cells.GetActive()) : -1;
-    if (first < 0) {
-        first = step > 0 ? count - 1 : 0;
-    }
-    for (int n = 1; n < count; ++n) {
-        CVideoWnd* const cell = m_cells.Get((first + n * step + n * count) % count);
-        if (cell->isVisible() && cell->GetCamera()) {
-            ActivateWindow(cell);
-            return;
-        }
-    }
-}
-
 void ViewController::ActivateWindow(CVideoWnd* window) {
     if (!m_cells.Activate(window, m_heard.IsAudioChecked() ? PlaySound::Yes : PlaySound::No)) {
         return;
@@ -284,10 +269,12 @@ void ViewController::ActivateWindow(CVideoWnd* window) {
 }
 
 void ViewController::ActivateWindowAt(const QPoint& screen) {
-    CVideoWnd* const window = m_cells.FindAt(screen);
-    if (window == nullptr) {
-        return;
+    if (CVideoWnd* const window = m_cells.FindAt(screen)) {
+        ChooseWindow(window);
     }
+}
+
+void ViewController::ChooseWindow(CVideoWnd* window) {
     ActivateWindow(window);
     const int channel = m_cameras.FindChannel(window->GetCamera().get());
     CChannelArray* const array = m_orders.Find(CheckedStyle());
@@ -324,6 +311,7 @@ void ViewController::BringHome(QWidget& panel) {
             window->SetCamera(nullptr);
             window->hide();
             window->setParent(&m_desk.Window());
+            window->SetGround(Ground::Panel);
         }
     }
 }

@@ -101,10 +101,9 @@ public:
 
     // --- the active window
     void ActivateWindow(CVideoWnd* window);
-    // The next cell on show, or for a step of -1 the one before, that has a camera; from the last to the
-    // first.
-    void ActivateNext(int step);
-    // By a press of the mouse: the cell's channel also becomes its page's active one.
+    // By the user: the cell's channel also becomes its page's active one.
+    void ChooseWindow(CVideoWnd* window);
+    // The same by a press of the mouse.
     void ActivateWindowAt(const QPoint& screen);
 
     // The channel list changed: rebuilds the combo and says if the view has to be laid out again.

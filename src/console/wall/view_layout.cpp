@@ -114,6 +114,7 @@ void ViewController::ApplyCell(const CellPlan& cell) {
     if (window->parentWidget() != host) {
         window->setParent(host);
     }
+    window->SetGround(host == &m_desk.Window() ? Ground::Panel : Ground::Black);
     const auto camera = cell.shown ? m_cameras.GetCameraByChannel(cell.channel) : nullptr;
     if (window->GetCamera() != camera) {
         // Before the cell gets its new size, for which the channel that leaves would ask for another stream.

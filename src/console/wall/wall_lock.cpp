@@ -1,0 +1,87 @@
+#include "console/wall/wall_lock.h"
+
+#include <QtCore/QCryptographicHash>
+#include <QtCore/QMessageAuthenticationCode>
+#include <QtCore/QRandomGenerator>
+#include <algorithm>
+
+#include "console/dialogs/message_box.h"
+#include "console/dialogs/unlock_dialog.h"
+#include "console/ports/desk.h"
+#include "console/wall/view_controller.h"
+#include "platform/secret_memory.h"
+#include "server/recorder_list.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr int kSaltSize = 16;
+constexpr int kRounds = 5000;  // some milliseconds
+
+QByteArray MakeSalt() {
+    QByteArray salt(kSaltSize, Qt::Uninitialized);
+    std::generate(salt.begin(), salt.end(),
+                  [] { return static_cast<char>(QRandomGenerator::system()->generate() & 0xFF); });
+    return salt;
+}
+
+// The first block of PBKDF2.
+QByteArray Stretch(const std::string& password, const QByteArray& salt) {
+    const QByteArray key = QByteArray::fromRawData(password.data(), static_cast<qsizetype>(password.size()));
+    QMessageAuthenticationCode code(QCryptographicHash::Sha256, key);
+    code.addData(salt);
+    code.addData(QByteArray::fromRawData("\0\0\0\1", 4));
+    QByteArray round = code.result();
+    QByteArray sum = round;
+    for (int n = 1; n < kRounds; ++n) {
+        code.reset();
+        code.addData(round);
+        round = code.result();
+        std::transform(sum.begin(), sum.end(), round.begin(), sum.begin(),
+                       [](char a, char b) { return static_cast<char>(a ^ b); });
+    }
+    return sum;
+}
+
+}  // namespace
+
+WallLock::WallLock(Desk& desk, const ViewController& view, const RecorderList& recorders)
+    : m_desk(desk), m_view(view), m_recorders(recorders) {}
+
+// Without a login there is nothing to ask for.
+bool WallLock::IsLocked() const {
+    return m_bWanted && m_key && m_view.IsFullScreen();
+}
+
+void WallLock::NoteLogin() {
+    const CKelvaraInfo* const first = m_recorders.GetServer(0);
+    if (!m_bWanted || first == nullptr || !m_desk.IsLoggedIn() || first->GetUser().empty()) {
+        return;
+    }
+    if (IsLocked() && (m_key->host != first->GetHost() || m_key->port != first->GetPort())) {
+        return;
+    }
+    std::string password = first->GetPassword();
+    const WipeAtEnd wipe(password);
+    Key key{first->GetHost(), first->GetPort(), first->GetUser(), MakeSalt(), {}};
+    key.hash = Stretch(password, key.salt);
+    m_key = std::move(key);
+}
+
+void WallLock::Ask(std::function<void()> unlocked) {
+    if (m_dialog && m_dialog->isVisible()) {
+        m_dialog->raise();
+        m_dialog->activateWindow();
+        return;
+    }
+    m_dialog = new UnlockDialog(
+        m_key->user,
+        [this](const std::string& password) { return Stretch(password, m_key->salt) == m_key->hash; },
+        m_desk.DialogHost());
+    m_dialog->setProperty(kOutlivesSession, true);
+    QObject::connect(m_dialog, &QDialog::accepted, m_dialog, std::move(unlocked));
+    OpenDialog(m_dialog);
+}
+
+}  // namespace kvmon
