@@ -2,15 +2,14 @@
 
 #include <QtWidgets/QAccessibleWidget>
 
-#include "channel/cell/video_wnd.h"
-
 namespace kvmon {
 
 namespace {
 
 class CellAccessible final : public QAccessibleWidget {
 public:
-    explicit CellAccessible(CVideoWnd& cell) : QAccessibleWidget(&cell, QAccessible::Graphic), m_cell(cell) {}
+    CellAccessible(QWidget& widget, AccessibleCell& cell)
+        : QAccessibleWidget(&widget, QAccessible::Graphic), m_cell(cell) {}
 
     // Any cell can be gone to, though the tab key stops at the active one alone.
     QAccessible::State state() const override {
@@ -33,7 +32,7 @@ public:
         } else if (name == showMenuAction()) {
             m_cell.AskForMenu();
         } else if (name == setFocusAction()) {
-            m_cell.setFocus(Qt::ShortcutFocusReason);
+            widget()->setFocus(Qt::ShortcutFocusReason);
         }
     }
 
@@ -46,12 +45,13 @@ public:
     }
 
 private:
-    CVideoWnd& m_cell;
+    AccessibleCell& m_cell;
 };
 
 QAccessibleInterface* MakeInterface(const QString&, QObject* object) {
-    auto* const cell = dynamic_cast<CVideoWnd*>(object);
-    return cell == nullptr ? nullptr : new CellAccessible(*cell);
+    auto* const widget = qobject_cast<QWidget*>(object);
+    auto* const cell = dynamic_cast<AccessibleCell*>(widget);
+    return cell == nullptr ? nullptr : new CellAccessible(*widget, *cell);
 }
 
 }  // namespace
@@ -61,7 +61,7 @@ void InstallCellAccessibility() {
     static_cast<void>(installed);
 }
 
-void TellSelected(CVideoWnd& cell) {
+void TellSelected(QWidget& cell) {
     QAccessible::State changed;
     changed.selected = true;
     QAccessibleStateChangeEvent notice(&cell, changed);

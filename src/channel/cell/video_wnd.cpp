@@ -10,7 +10,6 @@
 #include "channel/base/cam_commands.h"
 #include "channel/base/channel_messages.h"
 #include "channel/camera/base_camera.h"
-#include "channel/cell/cell_accessible.h"
 #include "channel/cell/cell_timers.h"
 #include "channel/cell/channel_view.h"
 #include "channel/command/command_results.h"

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "channel/base/sound_switches.h"
+#include "channel/cell/cell_accessible.h"
 #include "channel/cell/cell_icons.h"
 #include "channel/cell/cell_press.h"
 #include "channel/picture/digital_zoom.h"
@@ -38,7 +39,7 @@ enum class Ground { Panel, Black };
 
 // User interface thread only. A right click, and nothing else of the mouse, asks the parent for the menu:
 // WM_CONTEXTMENU with the point on the screen.
-class CVideoWnd : public WindowBase {
+class CVideoWnd : public WindowBase, public AccessibleCell {
 public:
     explicit CVideoWnd(QWidget* parent = nullptr);
     ~CVideoWnd() override;
@@ -58,11 +59,11 @@ public:
     std::shared_ptr<CBaseCamera> GetCamera() const { return m_pCamera.lock(); }
     // The sound of an active cell's channel plays when it is wanted and the user has the right.
     void SetWindowActive(bool bActive, PlaySound sound);
-    bool IsWindowActive() const { return m_bActive; }
+    bool IsWindowActive() const override { return m_bActive; }
     void SetGround(Ground ground);
     // For assistive tools: opens the channel's menu, or the channel alone, in the owner's way.
-    void AskForMenu();
-    void AskForAlone();
+    void AskForMenu() override;
+    void AskForAlone() override;
     // The picture's size; 702 x 480 without a channel.
     int GetWidth() const;
     int GetHeight() const;

@@ -1,7 +1,8 @@
 #include "console/wall/wall_lock.h"
 
-#include <QtCore/QCryptographicHash>
-#include <QtCore/QMessageAuthenticationCode>
+#include <nettle/pbkdf2.h>
+#include <nettle/sha2.h>
+
 #include <QtCore/QRandomGenerator>
 #include <algorithm>
 
@@ -26,22 +27,13 @@ QByteArray MakeSalt() {
     return salt;
 }
 
-// The first block of PBKDF2.
 QByteArray Stretch(const std::string& password, const QByteArray& salt) {
-    const QByteArray key = QByteArray::fromRawData(password.data(), static_cast<qsizetype>(password.size()));
-    QMessageAuthenticationCode code(QCryptographicHash::Sha256, key);
-    code.addData(salt);
-    code.addData(QByteArray::fromRawData("\0\0\0\1", 4));
-    QByteArray round = code.result();
-    QByteArray sum = round;
-    for (int n = 1; n < kRounds; ++n) {
-        code.reset();
-        code.addData(round);
-        round = code.result();
-        std::transform(sum.begin(), sum.end(), round.begin(), sum.begin(),
-                       [](char a, char b) { return static_cast<char>(a ^ b); });
-    }
-    return sum;
+    QByteArray hash(SHA256_DIGEST_SIZE, '\0');
+    pbkdf2_hmac_sha256(password.size(), reinterpret_cast<const std::uint8_t*>(password.data()), kRounds,
+                       static_cast<std::size_t>(salt.size()),
+                       reinterpret_cast<const std::uint8_t*>(salt.constData()),
+                       static_cast<std::size_t>(hash.size()), reinterpret_cast<std::uint8_t*>(hash.data()));
+    return hash;
 }
 
 }  // namespace
