@@ -52,8 +52,13 @@ async function close(page) {
 async function consumedKeys(browser) {
   const page = await open(browser);
   await login(page);
-  await page.mouse.click(500, 40);
+  const enter = async () => {
+    await page.focus('#before');
+    await page.keyboard.press('Tab');
+    await value(page, 'window.reached = window.reached.filter((key) => key !== "Tab")');
+  };
   await value(page, 'window.reached.length = 0');
+  await enter();
   // The first control has the keyboard, or a menu or a window before it does.
   const edges = (wanted, what) => until(what, async () => await value(page, 'document.getElementById("console").input.edges') === wanted);
   await edges(1, 'the console');
@@ -65,6 +70,7 @@ async function consumedKeys(browser) {
     await edges(0, `what ${what} opens`);
     if (what === 'F10') await until('the main menu', () => hasMenu(page));
     await page.keyboard.press('Escape');
+    if (what === 'a right click') await enter();  // it has brought the keyboard to the cell
     await edges(1, `the end of what ${what} opens`);
   }
   for (const key of ['F2', 'Control+1', 'Control+0', 'PageDown']) await page.keyboard.press(key);
