@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -41,7 +42,16 @@ public:
     virtual MediaTime Run(const SourceRound& round, SourceOutput& output) = 0;
     // Nobody watches: gives back what is costly. The next Run begins anew.
     virtual void Sleep() = 0;
+    // Any thread: what it waits for is given up, as the end is near.
+    virtual void End() {}
+    // Why no pictures come, after a Run; empty when they do.
+    virtual std::string Trouble() const { return {}; }
 };
+
+// Makes the source of a channel that has a camera. `wake` has the source run again, and may be called on any thread.
+// Throws std::runtime_error for an address that is none.
+using CameraSourceMaker =
+    std::function<std::unique_ptr<PictureSource>(const NetworkCamera& camera, std::function<void()> wake)>;
 
 // A generated scene. Throws std::runtime_error for a scene or stream that cannot be.
 std::unique_ptr<PictureSource> CreateSceneSource(int channel, const SourceConfig& config);

@@ -13,7 +13,7 @@
 #include "media/media_hub.h"
 #include "media/private_file.h"
 #include "media/sound_source.h"
-#include "state/secret.h"
+#include "media/secret.h"
 #include "wire/channel_states.h"
 
 namespace kvrecorder {
