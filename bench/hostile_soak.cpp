@@ -252,12 +252,6 @@ private:
         std::fflush(stdout);
     }
 
-    // What was allocated and not given back, in megabytes: the rest is the allocator's.
-    static double InUse() {
-        const struct mallinfo2 heap = mallinfo2();
-        return static_cast<double>(heap.uordblks + heap.hblkhd) / (1024 * 1024);
-    }
-
     static Holding Trimmed() {
         // What the allocator keeps for later is not held.
         malloc_trim(0);

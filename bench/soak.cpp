@@ -1,5 +1,6 @@
 // A wall watched for long.
 //   soak MINUTES RECORDER CONFIG
+//   soak --night MINUTES RECORDER
 //   soak --hostile MINUTES|SECONDSs RECORDER CONFIG HOSTILE [--seed N] [--bad SECONDS] [--moods
 //   "WORDS,WORDS>WORDS"]
 // with the recorder's program, a configuration that knows admin:admin, and the program that spoils what the
@@ -20,11 +21,13 @@ namespace {
 
 constexpr char kUsage[] =
     "soak MINUTES RECORDER CONFIG\n"
+    "soak --night MINUTES RECORDER\n"
     "soak --hostile MINUTES RECORDER CONFIG HOSTILE [--seed N] [--bad SECONDS] [--moods "
     "\"WORDS,WORDS>WORDS\"]\n";
 
 struct Wanted {
     bool hostile = false;
+    bool night = false;
     std::vector<std::string> words;
     kvbench::HostilePlan plan;
 };
@@ -36,6 +39,8 @@ Wanted Read(int argc, char** argv) {
         const std::string word = argv[i];
         if (word == "--hostile") {
             wanted.hostile = true;
+        } else if (word == "--night") {
+            wanted.night = true;
         } else if (word == "--seed" && i + 1 < argc) {
             wanted.plan.seed = std::strtoull(argv[++i], nullptr, 10);
         } else if (word == "--bad" && i + 1 < argc) {
@@ -59,10 +64,11 @@ int Seconds(const std::string& text) {
 int main(int argc, char** argv) {
     kvmon::KeepHeapsFew();  // as the program does
     Wanted wanted = Read(argc, argv);
-    const std::size_t words = wanted.hostile ? 4 : 3;
+    const std::size_t words = wanted.hostile ? 4 : wanted.night ? 2 : 3;
     const int seconds = wanted.words.size() == words ? Seconds(wanted.words[0]) : 0;
     wanted.plan.seconds = seconds;
-    if (seconds < 1 || wanted.plan.badSeconds < 1) {
+    // The others count minutes.
+    if (seconds < (wanted.hostile ? 1 : 60) || wanted.plan.badSeconds < 1) {
         std::fputs(kUsage, stderr);
         return 2;
     }
@@ -75,6 +81,9 @@ int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN);
     kvtest::WatchedApplication app(argc, argv);
     try {
+        if (wanted.night) {
+            return kvbench::SoakNight(wanted.words[1], seconds / 60) ? 0 : 1;
+        }
         const kvbench::SoakPrograms programs{wanted.words[1], wanted.words[2],
                                              wanted.hostile ? wanted.words[3] : ""};
         const bool good = wanted.hostile ? kvbench::SoakHostile(programs, wanted.plan)

@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <malloc.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -48,6 +49,11 @@ Holding Look(pid_t process) {
         closedir(files);
     }
     return holding;
+}
+
+double InUse() {
+    const struct mallinfo2 heap = mallinfo2();
+    return static_cast<double>(heap.uordblks + heap.hblkhd) / (1024 * 1024);
 }
 
 SoakProcess::SoakProcess(const std::vector<std::string>& command) {

@@ -16,6 +16,8 @@ struct Holding {
     int descriptors = 0;
 };
 Holding Look(pid_t process);
+// What this process has allocated and not given back, in megabytes: the rest is the allocator's.
+double InUse();
 
 // A program whose first line ends in the port that it listens on.
 class SoakProcess {

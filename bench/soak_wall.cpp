@@ -1,9 +1,10 @@
 #include "soak_wall.h"
 
+#include <QtCore/QEventLoop>
 #include <QtCore/QTimer>
-#include <QtWidgets/QApplication>
 #include <stdexcept>
 
+#include "channel/camera/base_camera.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
 
@@ -20,8 +21,10 @@ constexpr int kSettleMs = 3'000;
 }  // namespace
 
 void Pass(int ms) {
-    QTimer::singleShot(ms, qApp, &QCoreApplication::quit);
-    QApplication::exec();
+    // An end of the application would close its windows, too.
+    QEventLoop loop;
+    QTimer::singleShot(ms, &loop, &QEventLoop::quit);
+    loop.exec();
 }
 
 SoakWall::Settings::Settings() {
@@ -56,6 +59,19 @@ SoakWall::~SoakWall() {
 
 void SoakWall::ShowNine() {
     m_console.Press(StyleButtonId(CheckedViewStyle(VIEW_STYLE_9CH)));
+}
+
+NewPictures SoakWall::LookAtChannels() {
+    NewPictures since;
+    m_shown.resize(static_cast<std::size_t>(Parts().cameras.GetCount()));
+    for (std::size_t n = 0; n < m_shown.size(); ++n) {
+        const auto camera = Parts().cameras.GetCameraByChannel(static_cast<int>(n));
+        const std::uint64_t shown = camera ? camera->GetStatistics().shown : 0;
+        since.silent += shown == m_shown[n] ? 1 : 0;
+        since.pictures += shown - m_shown[n];
+        m_shown[n] = shown;
+    }
+    return since;
 }
 
 }  // namespace kvbench

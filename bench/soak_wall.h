@@ -1,7 +1,9 @@
 // The client's console, logged in, with the wall of nine channels.
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "console/console_parts.h"
 #include "console/main_dlg.h"
@@ -12,6 +14,12 @@ namespace kvbench {
 
 // The event loop goes on for so long.
 void Pass(int ms);
+
+// What came since the last look.
+struct NewPictures {
+    std::uint64_t pictures = 0;
+    int silent = 0;  // channels that showed none
+};
 
 // User interface thread only.
 class SoakWall {
@@ -25,6 +33,7 @@ public:
     kvmon::CMainDlg& Console() { return m_console; }
     kvmon::ConsoleParts& Parts() { return m_console.Parts(); }
     void ShowNine();
+    NewPictures LookAtChannels();
 
 private:
     struct Settings {
@@ -36,6 +45,7 @@ private:
     const Settings m_settings;
     kvtest::SilentSite m_site;
     kvmon::CMainDlg m_console;
+    std::vector<std::uint64_t> m_shown;  // of each channel, at the last look
 };
 
 }  // namespace kvbench

@@ -1,4 +1,4 @@
-// The two ways in which a wall is watched for long.
+// The ways in which a wall is watched for long.
 #pragma once
 
 #include <cstdint>
@@ -17,6 +17,9 @@ struct SoakPrograms {
 
 // Before a recorder that is well. True if the wall went on and nothing grew.
 bool SoakSteadily(const SoakPrograms& programs, int minutes);
+// A guard's wall: 16 cells, full screen, views in sequence. True if every camera was shown in every minute,
+// nothing grew after the tenth, and the user interface's thread was never kept for more than 50 ms.
+bool SoakNight(const std::string& recorder, int minutes);
 struct HostilePlan {
     int seconds = 0;
     std::uint64_t seed = 0;

@@ -81,16 +81,7 @@ private:
     }
 
     void Sample() {
-        std::uint64_t pictures = 0;
-        int silent = 0;
-        m_shown.resize(static_cast<std::size_t>(m_wall.Parts().cameras.GetCount()));
-        for (std::size_t n = 0; n < m_shown.size(); ++n) {
-            const auto camera = m_wall.Parts().cameras.GetCameraByChannel(static_cast<int>(n));
-            const std::uint64_t shown = camera ? camera->GetStatistics().shown : 0;
-            silent += shown == m_shown[n] ? 1 : 0;
-            pictures += shown - m_shown[n];
-            m_shown[n] = shown;
-        }
+        const auto [pictures, silent] = m_wall.LookAtChannels();
         m_failed = m_failed || silent > 0;
         m_client.push_back(Look(getpid()));
         m_records.push_back(Look(m_recorder.Process()));
@@ -137,7 +128,6 @@ private:
     std::size_t m_recoded = 0;
     int m_switched = 0;
     bool m_failed = false;
-    std::vector<std::uint64_t> m_shown;
     std::vector<Holding> m_client;
     std::vector<Holding> m_records;
 };

@@ -23,6 +23,7 @@ kv_fuzz_target(stored_text kvpersist)
 kv_fuzz_target(stored_tree kvconsole-settings kvconsole-layout)
 kv_fuzz_target(stream_records kvchannel)
 kv_fuzz_target(video kvcodec)
+kv_fuzz_target(view_file kvconsole-views)
 kv_fuzz_target(web_messages kvweb)
 kv_fuzz_target(xml_document kvserver-documents)
 

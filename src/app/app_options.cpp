@@ -141,7 +141,16 @@ struct Given {
     Credentials credentials;
     WebOptions web;
     int language = 0;
+    std::string look;
 };
+
+std::optional<LookChoice> LookNamed(const std::string& name) {
+    return name == "desktop"    ? std::optional(LookChoice::Desktop)
+           : name == "dark"     ? std::optional(LookChoice::Dark)
+           : name == "light"    ? std::optional(LookChoice::Light)
+           : name == "contrast" ? std::optional(LookChoice::HighContrast)
+                                : std::nullopt;
+}
 
 void AddRecorderOptions(CLI::App& app, AppOptions& options, Given& given) {
     app.add_option("--server", options.server, "address of the recorder")->capture_default_str();
@@ -172,6 +181,8 @@ void AddProgramOptions(CLI::App& app, AppOptions& options, Given& given) {
         ->check(CLI::Range(1, 16))
         ->capture_default_str();
     app.add_option("--view", options.view, "name of the view or sequence of views to open");
+    app.add_option("--look", given.look, "desktop (what the desktop prefers), dark, light or contrast")
+        ->check(CLI::IsMember({"desktop", "dark", "light", "contrast"}));
     app.add_option("--data-dir", options.dataDir, "folder of the settings");
     auto* const picture =
         app.add_option("--picture", options.picture, "save what the window shows to a file, and end");
@@ -223,6 +234,7 @@ ParsedCommandLine ParseCommandLine(const std::vector<std::string>& args, std::is
     if (const std::string problem = TakeWebOptions(given.web, options); !problem.empty()) {
         return Wrong(problem);
     }
+    options.look = LookNamed(given.look);
     if (app.count(kLanguage) > 0) {
         options.language = given.language;
     }

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "skin/look_keeper.h"
+
 namespace kvmon {
 
 struct AppOptions {
@@ -21,6 +23,7 @@ struct AppOptions {
     std::set<std::string> given;  // the control's properties that the command line sets, by their names
     bool keep = false;            // for later starts, too
     std::string view;             // to open; empty for none
+    std::optional<LookChoice> look;
     std::string dataDir;
     std::string picture;  // file to save the window's picture to; empty for none
     double pictureAfterSeconds = 5;

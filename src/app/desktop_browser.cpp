@@ -47,6 +47,16 @@ void DesktopBrowser::Quit() {
     QTimer::singleShot(0, &m_window, &QWidget::close);
 }
 
+LookChoice DesktopBrowser::GetLook() const {
+    return m_looks != nullptr ? m_looks->Choice() : LookChoice::Desktop;
+}
+
+void DesktopBrowser::ChooseLook(LookChoice choice) {
+    if (m_looks != nullptr) {
+        m_looks->Choose(choice);
+    }
+}
+
 void DesktopBrowser::SetState(BrowserState state) {
     switch (state) {
         case BrowserState::Restored:

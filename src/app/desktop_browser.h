@@ -21,12 +21,16 @@ public:
     // Pages go to `open` in place of the system's browser.
     DesktopBrowser(QWidget& window, Opener open);
 
+    // What keeps the program's look; it must outlive this object.
+    void SetLooks(LookKeeper* looks) { m_looks = looks; }
     // What PutTitleFromLocation shows: the address of the site that the window stands for.
     void SetLocation(const std::string& url) { m_location = url; }
 
     void Quit() override;
     bool IsProgram() const override { return true; }
     void ShowTitle(const std::string& text) override;
+    LookChoice GetLook() const override;
+    void ChooseLook(LookChoice choice) override;
     void SetState(BrowserState state) override;
     void ShowWindow(bool bShow) override;
     void RemoveClose() override;
@@ -58,6 +62,7 @@ private:
     QWidget& m_window;
     const Opener m_open;
     std::string m_location;
+    LookKeeper* m_looks = nullptr;
     Dress m_dress;
 };
 

@@ -42,7 +42,7 @@ QIcon ProgramIcon() {
 
 }  // namespace
 
-DesktopWindow::DesktopWindow(const AppOptions& options, Clock& clock, KeyRing* keyRing)
+DesktopWindow::DesktopWindow(const AppOptions& options, Clock& clock, KeyRing* keyRing, LookKeeper* looks)
     : m_client(clock),
       m_signIn(m_client.Impl(), Registry(), keyRing, [this] { OnSignInChanged(); }),
       m_strView(options.view) {
@@ -57,6 +57,7 @@ DesktopWindow::DesktopWindow(const AppOptions& options, Clock& clock, KeyRing* k
 
     m_client.Connect(this);
     CTR450ClientImpl& impl = m_client.Impl();
+    m_browser.SetLooks(looks);
     impl.SetClientSite(&m_browser);
     impl.SetSharePort(&m_shares);
     const PropertyBag told = PropertiesOf(options);

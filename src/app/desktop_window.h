@@ -14,9 +14,10 @@ namespace kvmon {
 class DesktopWindow final : public QWidget, private ClientEvents {
 public:
     // The clock is what the recorders' threads wait by.
-    // The key ring takes the passwords that its user wants remembered; it may be none, and must outlive this.
+    // The key ring takes the passwords that its user wants remembered; it may be none, and must
+    // outlive this; so may what keeps the look.
     explicit DesktopWindow(const AppOptions& options, Clock& clock = SystemClock(),
-                           KeyRing* keyRing = nullptr);
+                           KeyRing* keyRing = nullptr, LookKeeper* looks = nullptr);
     ~DesktopWindow() override;
 
     // Creates the control and, if asked for, logs in and opens a named view.

@@ -9,6 +9,7 @@
 #include <iostream>
 
 #include "app/app_options.h"
+#include "app/desktop_preference.h"
 #include "app/desktop_window.h"
 #include "app/guarded.h"
 #include "app/key_ring.h"
@@ -16,12 +17,12 @@
 #include "app/termination.h"
 #include "app/web_host.h"
 #include "channel/base/channel_globals.h"
+#include "console/settings/console_options.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
 #include "platform/clock.h"
 #include "platform/process_privacy.h"
 #include "platform/secret_memory.h"
-#include "skin/dialog_style.h"
 #include "skin/paint_threads.h"
 #include "web/session/web_session.h"
 
@@ -63,7 +64,7 @@ void TellOfNoDisplay(QtMsgType type, const QMessageLogContext&, const QString& t
     }
 }
 
-int RunDesktop(const AppOptions& options, char* program) {
+int RunDesktop(AppOptions& options, char* program) {
     if (!PrepareDisplay(options)) {
         std::fprintf(stderr, "kvmon: there is no display; --picture draws without one\n");
         return 1;
@@ -78,13 +79,20 @@ int RunDesktop(const AppOptions& options, char* program) {
         std::fprintf(stderr, "kvmon: there is no thread left to paint by\n");
         return 1;
     }
-    ApplySkin(application);
+    const LookChoice look = options.look.value_or(LoadLook(Registry()));
+    if (options.look && options.keep) {
+        StoreLook(Registry(), look);
+    }
+    LookKeeper looks(application, look, LookOfToolkit());
     QGuiApplication::setDesktopFileName(QStringLiteral("kvmon"));
     Termination termination;
     int status = 0;
     {
         const std::unique_ptr<KeyRing> keyRing = MakeSecretServiceKeyRing();
-        DesktopWindow window(options, SystemClock(), keyRing.get());
+        const std::unique_ptr<DesktopPreference> preference = WatchDesktopPreference(
+            [&looks](std::optional<SkinLook> preferred) { looks.OnDesktop(preferred); });
+        DesktopWindow window(options, SystemClock(), keyRing.get(), &looks);
+        Wipe(options.auth);  // the control has it now
         window.Activate();
         window.show();
         if (!options.picture.empty()) {
@@ -107,7 +115,7 @@ int Run(int argc, char** argv) {
     std::vector<std::string> args(argv + std::min(argc, 1), argv + argc);
     ScrubArguments(argc, argv);
     std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is a failed write, no more
-    const ParsedCommandLine parsed = ParseCommandLine(args, std::cin);
+    ParsedCommandLine parsed = ParseCommandLine(args, std::cin);
     std::for_each(args.begin(), args.end(), Wipe);
     if (!parsed.options) {
         std::FILE* const out = parsed.exitStatus == 0 ? stdout : stderr;
@@ -117,6 +125,7 @@ int Run(int argc, char** argv) {
     for (const std::string& warning : parsed.options->warnings) {
         std::fprintf(stderr, "kvmon: %s\n", warning.c_str());
     }
+    const WipeAtEnd wipe(parsed.options->auth);
     if (parsed.options->serve) {
         return RunWebHost(*parsed.options, argc, argv);
     }

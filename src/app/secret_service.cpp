@@ -1,5 +1,3 @@
-#include <unistd.h>
-
 // The toolkit's word is a name in that library.
 #pragma push_macro("signals")
 #undef signals
@@ -8,12 +6,12 @@
 
 #include <QtCore/QTimer>
 #include <condition_variable>
-#include <cstdlib>
 #include <deque>
 #include <map>
 #include <mutex>
 
 #include "app/key_ring.h"
+#include "app/session_bus.h"
 #include "persist/log_file.h"
 #include "platform/secret_memory.h"
 #include "platform/text.h"
@@ -117,20 +115,6 @@ void Carry(Job& job) {
     }
 }
 
-// The library's connection ends the program with the session bus unless it is told not to. Held as long as
-// the thread runs, or the next one would have to be told anew.
-std::shared_ptr<GDBusConnection> HoldSessionBus() {
-    GDBusConnection* const bus = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
-    if (bus != nullptr) {
-        g_dbus_connection_set_exit_on_close(bus, FALSE);
-    }
-    return {bus, [](GDBusConnection* held) {
-                if (held != nullptr) {
-                    g_object_unref(held);
-                }
-            }};
-}
-
 void Serve(Jobs& jobs, const WindowHandle& receiver) {
     const auto bus = HoldSessionBus();
     std::unique_lock lock(jobs.lock);
@@ -165,15 +149,7 @@ public:
         m_thread.Wait(kEnd);
     }
 
-    // Without this the library would start a session bus of its own.
-    bool IsThere() const override {
-        const char* const bus = std::getenv("DBUS_SESSION_BUS_ADDRESS");
-        if (bus != nullptr && *bus != '\0') {
-            return true;
-        }
-        const char* const folder = std::getenv("XDG_RUNTIME_DIR");
-        return folder != nullptr && ::access((std::string(folder) + "/bus").c_str(), W_OK) == 0;
-    }
+    bool IsThere() const override { return HasSessionBus(); }
 
     void Store(const KeyRingLogin& login, const std::string& password,
                std::function<void(bool)> done) override {

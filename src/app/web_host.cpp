@@ -7,11 +7,11 @@
 #include "app/guarded.h"
 #include "app/process.h"
 #include "app/termination.h"
+#include "console/settings/console_options.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
 #include "platform/diagnostics.h"
 #include "platform/file_limit.h"
-#include "skin/dialog_style.h"
 #include "skin/paint_threads.h"
 #include "web/host/web_server.h"
 #include "web/platform/remote_application.h"
@@ -84,11 +84,11 @@ int RunSession(char* program) {
         std::fprintf(stderr, "kvmon: there is no thread left to paint by\n");
         return 1;
     }
-    ApplySkin(application);
+    LookKeeper looks(application, LoadLook(Registry()), std::nullopt);
     Termination termination;
     int status = 0;
     {
-        WebSession session(*order);
+        WebSession session(*order, looks);
         status = QApplication::exec();
         termination.Begin();
     }

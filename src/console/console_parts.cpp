@@ -31,17 +31,19 @@ ConsoleParts::ConsoleParts(Desk& theDesk, Commands& theCommands, Timers& timers,
       drag(desk, cells, view, cameras),
       screens(desk, commands, *this, controls, view),
       wait(screens),
+      feedback(desk, timers, view),
+      flash(timers),
       sequential(desk, timers, spots, controls, view, settings),
       styles(view, sequential, controls),
       views(desk, commands, timers, controls, view, sequential, screens, cameras, recorders),
-      drawer(desk, controls, view, styles, cells, cameras, recorders),
+      drawer(desk, controls, view, styles, cells, cameras, recorders, feedback),
       busy(desk, timers, controls, view),
-      audio(desk, active, controls),
+      audio(desk, active, controls, feedback),
       ptz(buttons, timers, active, clock),
-      record(active, cells, timers, busy, controls),
+      record(active, cells, timers, busy, controls, feedback),
       cameraControls(commands, spots, controls, active, cameras, audio, record),
-      cellMenu(desk, commands, controls, active, cameras, view),
-      snapshot(desk, active, settings, clock),
+      cellMenu(desk, commands, controls, active, cameras, view, feedback),
+      snapshot(desk, active, settings, feedback, flash, site, clock),
       keys(desk, timers, controls, commands),
       events(desk, timers, settings, recorders),
       windows(desk, site, recorders),
@@ -49,6 +51,7 @@ ConsoleParts::ConsoleParts(Desk& theDesk, Commands& theCommands, Timers& timers,
               windows, events, recorders),
       session(desk, timers, commands, sessionEvents, site, settings, view, cells, cameras, binding,
               recorders),
+      progress(desk, commands, view, cells),
       serverClock(desk, settings, recorders, clock),
       options(desk, site, settings, binding, view, cells, cameras, events),
       help(site),
@@ -97,6 +100,8 @@ void ConsoleParts::CloseSubjects() {
     options.CloseRecorders();
     events.Stop();
     views.Stop();
+    progress.Stop();
+    feedback.Hide();
 }
 
 void ConsoleParts::OnRefreshControls() {
@@ -138,6 +143,8 @@ void ConsoleParts::OnSecond() {
     drawer.Update();
     status.OnTick();
     title.Update();
+    progress.OnSecond();
+    feedback.Place();  // above what has just been drawn anew
 }
 
 void ConsoleParts::OnWallChanged() {
@@ -146,6 +153,8 @@ void ConsoleParts::OnWallChanged() {
     status.SetNote(views.Note());
     status.OnTick();
     title.Update();
+    feedback.Place();
+    progress.Place();
 }
 
 void ConsoleParts::OnPlacesChange() {
@@ -166,9 +175,13 @@ void ConsoleParts::OnSecondPanelUnused() {
 
 void ConsoleParts::OnWallMoved() {
     wait.Place();
+    feedback.Place();
+    progress.Place();
 }
 
 void ConsoleParts::OnPanelGoes() {
+    feedback.Place();  // off the panel
+    progress.Place();
     if (session.SignIn().IsShown()) {
         session.SignIn().Update();  // moves the card off the panel, with what was typed
     }

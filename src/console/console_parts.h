@@ -15,6 +15,7 @@
 #include "console/panel/console_controls.h"
 #include "console/panel/console_keys.h"
 #include "console/ports/wall_events.h"
+#include "console/recorders/connect_progress.h"
 #include "console/recorders/console_session.h"
 #include "console/recorders/server_binding.h"
 #include "console/recorders/server_clock.h"
@@ -29,7 +30,9 @@
 #include "console/wall/busy_state.h"
 #include "console/wall/camera_list.h"
 #include "console/wall/cell_drag.h"
+#include "console/wall/cell_flash.h"
 #include "console/wall/cell_pool.h"
+#include "console/wall/feedback_line.h"
 #include "console/wall/heard_camera.h"
 #include "console/wall/menu_spot.h"
 #include "console/wall/screen_controller.h"
@@ -83,6 +86,8 @@ public:
     CellDrag drag;  // behind the cells that it draws on
     ScreenController screens;
     WaitBox wait;
+    FeedbackLine feedback;
+    CellFlash flash;
     SequentialMode sequential;
     StyleCommand styles;
     ViewSwitch views;
@@ -99,6 +104,7 @@ public:
     SiteWindows windows;
     ServerBinding binding;
     ConsoleSession session;
+    ConnectProgress progress;
     ServerClock serverClock;
     OptionsCommand options;
     HelpWindow help;

@@ -8,6 +8,8 @@
 #include "channel/base/cam_commands.h"
 #include "channel/base/channel_messages.h"
 #include "channel/camera/base_camera.h"
+#include "channel/command/command_results.h"
+#include "channel/picture/captions.h"
 #include "console/camera/camera_pages.h"
 #include "console/console_parts.h"
 #include "console/main_menu.h"
@@ -19,7 +21,9 @@
 #include "console/ports/panel_buttons.h"
 #include "console/views/views_dialog.h"
 #include "console/views/views_menu.h"
+#include "console/wall/moved_word.h"
 #include "console/wall/view_commands.h"
+#include "persist/string_table.h"
 #include "server/recorder_list.h"
 #include "server/server_messages.h"
 #include "skin/input_messages.h"
@@ -33,6 +37,7 @@ namespace {
 using Parts = ConsoleParts;
 
 constexpr int kHelpTopics = 12;
+constexpr std::uint32_t kStrOrderReset = 1110;
 
 // -1 for a number that does not fit an int, as no channel or window has it.
 int NumberOf(WParam wParam) {
@@ -58,6 +63,11 @@ void LogInOrOut(Parts& parts, int) {
         parts.session.OnBtnLogout();
     }
     parts.controls.SetPressed(kCtlLogout, parts.session.IsLoggedIn());
+}
+
+void ResetOrder(Parts& parts, int) {
+    parts.view.ResetDisplayOrder();
+    parts.feedback.Say(LoadString(kStrOrderReset));
 }
 
 void TurnViewSize(Parts& parts, int id) {
@@ -86,9 +96,9 @@ void OpenViewOrPreset(Parts& parts, int id) {
 
 void OpenMenu(Parts& parts, int) {
     const bool bInSession = parts.binding.IsInitialised() && parts.session.IsLoggedIn();
-    OpenMainMenu(
-        {parts.view.GetDisplayCount(), bInSession, parts.site.CanQuit(), parts.events.Events().UnreadCount()},
-        parts.views, parts.spots, parts.commands);
+    OpenMainMenu({parts.view.GetDisplayCount(), bInSession, parts.site.CanQuit(), parts.site.HasDesktop(),
+                  parts.events.Events().UnreadCount()},
+                 parts.views, parts.spots, parts.commands);
 }
 
 // A page is its browser's to close: there the key leaves the session.
@@ -121,7 +131,7 @@ constexpr CommandRow kCommands[] = {
     {kCtlGotoPage2, kCtlGotoPage2, GoToPage},
     {kCtlHelp, kCtlHelp, [](Parts& p, int) { p.OpenHelp(0); }},
     {kCtlLogout, kCtlLogout, LogInOrOut},
-    {kCtlOrderReset, kCtlOrderReset, [](Parts& p, int) { p.view.ResetDisplayOrder(); }},
+    {kCtlOrderReset, kCtlOrderReset, ResetOrder},
     {kCtlCameraSettings, kCtlCameraSettings, [](Parts& p, int) { GotoCameraSettings(p.active, p.desk, p.site); }},
     {kCtlMainMenu, kCtlMainMenu, OpenMenu},
     {kCtlRecorders, kCtlRecorders, [](Parts& p, int) { p.options.OpenRecorders(*p.desk.DialogHost()); }},
@@ -148,6 +158,9 @@ constexpr CommandRow kCommands[] = {
     {kCmdFirstView, kCmdLastView, [](Parts& p, int id) { p.views.OpenAt(static_cast<std::size_t>(id - kCmdFirstView)); }},
     {kCtlCameraList, kCtlCameraList, [](Parts& p, int) { p.drawer.OnToggle(); }},
     {kCmdViews, kCmdViews, [](Parts& p, int) { OpenViewsDialog(p.desk, p.views); }},
+    {kCmdGallery, kCmdGallery, [](Parts& p, int) { p.snapshot.OpenGallery(); }},
+    {kKeyGallery, kKeyGallery, [](Parts& p, int) { p.snapshot.OpenGallery(); }},
+    {kKeyFeedback, kKeyFeedback, [](Parts& p, int) { p.feedback.Focus(); }},
 };
 // clang-format on
 
@@ -176,6 +189,16 @@ void OnDoubleClick(Parts& parts, WParam, LParam) {
     }
     parts.view.ActivateWindowAt(QCursor::pos());
     parts.commands.Press(kCtlFirstStyle);
+}
+
+void MoveCamera(Parts& parts, WParam channel, LParam place) {
+    const CVideoWnd* const target = parts.view.FindDropTarget(NumberOf(channel), UnpackPoint(place));
+    const std::string other = CameraNameOf(target);
+    parts.view.OnVideoWndMove(NumberOf(channel), UnpackPoint(place));
+    const auto camera = parts.cameras.GetCameraByChannel(NumberOf(channel));
+    if (target != nullptr && camera) {
+        TellMoved(parts.feedback, DisplayLine(camera->GetCameraName()), other);
+    }
 }
 
 void ActivateAtPointer(Parts& parts, WParam, LParam) {
@@ -210,12 +233,13 @@ constexpr MessageRow kMessages[] = {
     {kMsgPressLogout, [](Parts& p, WParam, LParam) { p.commands.Press(kCtlLogout); }},
     {kMsgPtzPress, [](Parts& p, WParam w, LParam l) { p.ptz.OnPress(static_cast<int>(l & 0xFFFF), w == 1); }},
     {kMsgEndStop, [](Parts& p, WParam, LParam) { p.ptz.OnFinished(); }},
-    {kMsgManualRecording, [](Parts& p, WParam w, LParam l) { p.record.OnRecordingResult(w == 1, static_cast<int>(l)); }},
+    {kMsgManualRecording, [](Parts& p, WParam w, LParam l) { p.record.OnRecordingResult(static_cast<RecordingResult>(w), static_cast<int>(l)); }},
     {kMsgOpenHelp, [](Parts& p, WParam, LParam l) { p.OpenHelp(l >= 0 && l < kHelpTopics ? static_cast<int>(l) : -1); }},
     {kMsgFocusStyleButton, [](Parts& p, WParam, LParam) { p.buttons.FocusStyle(); }},
     {kMsgSecondPanelClosed, [](Parts& p, WParam, LParam) { p.screens.LeaveSecondDisplay(); }},
-    {kMsgVideoWndMove, [](Parts& p, WParam w, LParam l) { p.view.OnVideoWndMove(NumberOf(w), UnpackPoint(l)); }},
+    {kMsgVideoWndMove, MoveCamera},
     {kMsgDragBegins, [](Parts& p, WParam w, LParam l) { p.drag.Begin(NumberOf(w), UnpackPoint(l)); }},
+    {kMsgSwipe, [](Parts& p, WParam, LParam l) { p.view.TurnPage(l < 0 ? -1 : 1); }},
     {kMsgGoToCamera, [](Parts& p, WParam w, LParam) { p.view.GoToCamera(NumberOf(w)); }},
     {kMsgRepaintNeighbours, [](Parts& p, WParam w, LParam) { p.view.RepaintNeighbours(NumberOf(w)); }},
     {kMsgSizeChange, [](Parts& p, WParam w, LParam) { p.view.OnVideoSizeChange(NumberOf(w)); }},
@@ -253,6 +277,8 @@ constexpr TimerRow kTimers[] = {
     // stream unseen for as long as the layout stands.
     {kTimerStopping, [](Parts& p) { p.session.OnStoppingTimer(); }},
     {kTimerViewStep, [](Parts& p) { p.views.OnStepTimer(); }},
+    {kTimerFeedback, [](Parts& p) { p.feedback.OnTimer(); }},
+    {kTimerFlash, [](Parts& p) { p.flash.End(); }},
     {kTimerEvents, [](Parts& p) { p.events.OnTimer(); }},
     {kTimerPendingServers, [](Parts& p) { p.binding.BuildView(); }},
 };

@@ -5,14 +5,13 @@
 
 #include "console/console_parts.h"
 #include "console/console_tables.h"
-#include "console/dialogs/widget_style.h"
 #include "console/ports/client_site.h"
 #include "console/ports/console_messages.h"
 #include "persist/string_table.h"
 #include "server/recorder_list.h"
 #include "skin/background.h"
 #include "skin/input_messages.h"
-#include "skin/palette.h"
+#include "skin/skin_colours.h"
 #include "skin/xskin_od_button.h"
 #include "skin/xskin_static.h"
 
@@ -29,7 +28,6 @@ constexpr QRect kPageComboPlace(825, 267, 968 - 825, 24);
 CMainDlg::CMainDlg(ClientSite& site, QWidget* parent, std::uint16_t language, Clock& clock)
     : CXSkinDialog(parent), m_site(site), m_strServerName(site.GetDefServerName()) {
     setObjectName(QStringLiteral("console"));
-    setStyleSheet(ConsoleStyleSheet());
     setFocusPolicy(Qt::StrongFocus);
     setMinimumSize(kMinConsoleWidth, kMinConsoleHeight);
     resize(kMinConsoleWidth, kMinConsoleHeight);
@@ -48,15 +46,15 @@ void CMainDlg::OnInitDialog() {
     OrderTabsByPlace();
     m_parts->controls.SetListener(
         [this](int id, const ConsoleControls::State& state) { ShowControl(id, state); });
-    SetStaticColour(kCtlServerName, palette::kCaptionWhite);
-    SetStaticColour(kCtlServerModel, palette::kCaptionBlue);
+    SetStaticColour(kCtlServerName, &SkinColours::captionWhite);
+    SetStaticColour(kCtlServerModel, &SkinColours::captionBlue);
     SetDefServerName(m_strServerName);
     m_parts->Start();
     SetTimer(kTimerSweep, kSweepPeriodMs);
     SetTimer(kTimerSecond, kSecondMs);
 }
 
-void CMainDlg::SetStaticColour(int id, unsigned colour) {
+void CMainDlg::SetStaticColour(int id, ColourRole colour) {
     if (auto* const control = dynamic_cast<CXSkinStatic*>(GetDlgItem(id))) {
         control->SetTextColor(colour);
     }

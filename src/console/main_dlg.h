@@ -119,7 +119,7 @@ private:
     void OnDestroy();
     void EnableChildren(bool bOn);
     void SetStaticText(int id, const std::string& text);
-    void SetStaticColour(int id, unsigned colour);
+    void SetStaticColour(int id, ColourRole colour);
     void ShowControl(int id, const ConsoleControls::State& state);
 
     ClientSite& m_site;

@@ -3,6 +3,7 @@
 #include <QtGui/QGuiApplication>
 #include <QtGui/QScreen>
 
+#include "console/camera/snapshot_command.h"
 #include "console/panel/console_controls.h"
 #include "console/panel/console_keys.h"
 #include "console/ports/commands.h"
@@ -18,6 +19,7 @@ namespace {
 
 constexpr std::uint32_t kStrLogOut = 4003;
 constexpr std::uint32_t kStrQuit = 7200;
+constexpr std::uint32_t kStrGallery = 7411;
 
 // The menu shows the key at its right.
 std::string WithKey(std::uint32_t text, int command) {
@@ -45,6 +47,9 @@ void OpenMainMenu(const MainMenuState& state, const ViewSwitch& views, const Men
         state.unreadEvents > 0 ? events + " (" + std::to_string(state.unreadEvents) + ")" : events);
     menu->AppendMenu(inSession, kCmdEMap, LoadString(kCmdEMap));
     menu->AppendMenu(inSession, kCmdDiskStatus, LoadString(kCmdDiskStatus));
+    if (state.bHasDesktop) {
+        menu->AppendMenu(0, kCmdGallery, WithKey(kStrGallery, kKeyGallery));
+    }
     menu->AppendMenu(MF_SEPARATOR, 0, {});
     menu->AppendMenu(MF_GRAYED, kCtlMultiServers, LoadString(6242));
     menu->AppendMenu(inSession, kCtlRecorders, LoadString(6126));

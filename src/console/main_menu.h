@@ -13,6 +13,7 @@ struct MainMenuState {
     int displays = 1;         // that the wall covers now
     bool bInSession = false;  // what asks a recorder can be chosen
     bool bMayQuit = false;
+    bool bHasDesktop = false;
     std::size_t unreadEvents = 0;
 };
 

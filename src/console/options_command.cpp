@@ -41,6 +41,7 @@ void OptionsCommand::OpenSettings() {
     if (Raise() || !m_binding.IsInitialised()) {
         return;
     }
+    m_settings.options.look = m_site.GetLook();
     const auto tab = static_cast<int>(Registry().GetProfileInt(m_settings.key, kTabEntry, 0));
     CSettingsDlg::Actions actions;
     actions.resetOrder = [this] { m_view.ResetDisplayOrder(); };
@@ -86,6 +87,9 @@ void OptionsCommand::Apply(const ConsoleOptions& wanted) {
     }
     if (wanted.bEnableEventNotify != old.bEnableEventNotify) {
         m_events.OnTimer();
+    }
+    if (wanted.look != old.look) {
+        m_site.ChooseLook(wanted.look);
     }
     if (wanted.bShowBrowserToolbar != old.bShowBrowserToolbar) {
         m_site.ShowBrowserToolbar(wanted.bShowBrowserToolbar);

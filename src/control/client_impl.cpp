@@ -253,6 +253,16 @@ void CTR450ClientImpl::ShowTitle(const std::string& text) {
     }
 }
 
+LookChoice CTR450ClientImpl::GetLook() const {
+    return m_pClientSite != nullptr ? m_pClientSite->GetLook() : LookChoice::Desktop;
+}
+
+void CTR450ClientImpl::ChooseLook(LookChoice choice) {
+    if (m_pClientSite != nullptr) {
+        m_pClientSite->ChooseLook(choice);
+    }
+}
+
 void CTR450ClientImpl::ShowBrowserToolbar(bool bShow) {
     if (m_pClientSite != nullptr) {
         m_pClientSite->PutToolBar(bShow);

@@ -57,6 +57,8 @@ public:
     bool CanQuit() const override;
     void Quit() override;
     void ShowTitle(const std::string& text) override;
+    LookChoice GetLook() const override;
+    void ChooseLook(LookChoice choice) override;
     void SetHelpPath(const std::string& path) { m_strHelpPath = path; }
     const std::string& GetHelpPath() const { return m_strHelpPath; }
     // Another recorder is the first one from now on; its next login is the caller's.

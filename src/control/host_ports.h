@@ -7,6 +7,7 @@
 #include <string>
 
 #include "console/ports/browser_window.h"
+#include "skin/look_keeper.h"
 
 namespace kvmon {
 
@@ -23,6 +24,10 @@ public:
     virtual bool IsProgram() const { return false; }
     // What the console shows, for a window that has no page to name it.
     virtual void ShowTitle(const std::string& /*text*/) {}
+
+    // The look of the program that the control is in.
+    virtual LookChoice GetLook() const { return LookChoice::Desktop; }
+    virtual void ChooseLook(LookChoice) {}
 
     // --- its window. None of these is called when HasWindow is false.
     virtual bool HasWindow() const { return true; }

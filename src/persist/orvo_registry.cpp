@@ -136,6 +136,10 @@ bool COrvoRegistry::WriteProfileBinary(std::string_view section, std::string_vie
     return WriteProfileString(section, entry, PairsFromBytes(data));
 }
 
+std::vector<std::string> COrvoRegistry::GetSections(std::string_view section) const {
+    return m_backend ? m_backend->Sections(FullPath(section)) : std::vector<std::string>();
+}
+
 bool COrvoRegistry::DeleteSection(std::string_view section, std::string_view subSection) {
     const std::string path = FullPath(section);
     if (!m_bUseIni) {

@@ -66,6 +66,8 @@ public:
                                  std::span<std::uint8_t> data) const;
     bool WriteProfileBinary(std::string_view section, std::string_view entry,
                             std::span<const std::uint8_t> data);
+    // The names of the sections right below this one that hold something.
+    std::vector<std::string> GetSections(std::string_view section) const;
     // Deletes the key and all below it; ini form: the entry of that name, or the section.
     bool DeleteSection(std::string_view section, std::string_view subSection = {});
 

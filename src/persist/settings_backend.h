@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "persist/settings_tree.h"
 #include "platform/clock.h"
@@ -18,6 +19,7 @@ public:
     virtual std::optional<SettingsValue> Read(const std::string& path, std::string_view entry) = 0;
     virtual bool Write(const std::string& path, std::string_view entry, const SettingsValue& value) = 0;
     virtual bool Delete(const std::string& path, std::string_view subSection) = 0;
+    virtual std::vector<std::string> Sections(const std::string& path) = 0;
     virtual void BeginBatch() = 0;
     virtual void EndBatch() = 0;
     // Writes what still waits, for this long at most, and lets go of the file; reads give nothing afterwards,

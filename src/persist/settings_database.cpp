@@ -225,6 +225,11 @@ public:
         return m_keeper->m_bClosed ? std::nullopt : m_keeper->m_tree.Read(path, entry);
     }
 
+    std::vector<std::string> Sections(const std::string& path) override {
+        const std::lock_guard lock(m_keeper->m_mutex);
+        return m_keeper->m_bClosed ? std::vector<std::string>() : m_keeper->m_tree.Sections(path);
+    }
+
     bool Write(const std::string& path, std::string_view entry, const SettingsValue& value) override {
         return Change([&](SettingsTree& tree) { tree.Write(path, entry, value); });
     }

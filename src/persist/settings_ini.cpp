@@ -2,6 +2,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <mutex>
@@ -49,6 +50,24 @@ public:
             }
         }
         return std::nullopt;
+    }
+
+    std::vector<std::string> Sections(const std::string& path) override {
+        const std::lock_guard lock(m_mutex);
+        const std::string top = path + '\\';
+        std::vector<std::string> names;
+        for (const IniEntry& each : Load().value_or(std::vector<IniEntry>())) {
+            const bool bBelow = each.section.size() > top.size() &&
+                                SameName(std::string_view(each.section).substr(0, top.size()), top);
+            const std::string name =
+                bBelow ? each.section.substr(top.size(), each.section.find('\\', top.size()) - top.size())
+                       : std::string();
+            if (bBelow && std::none_of(names.begin(), names.end(),
+                                       [&](const std::string& old) { return SameName(old, name); })) {
+                names.push_back(name);
+            }
+        }
+        return names;
     }
 
     bool Write(const std::string& path, std::string_view entry, const SettingsValue& value) override {

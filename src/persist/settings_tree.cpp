@@ -63,6 +63,23 @@ std::optional<SettingsValue> SettingsTree::Read(const std::string& path, std::st
     return found != m_rows.end() ? std::optional(found->second) : std::nullopt;
 }
 
+std::vector<std::string> SettingsTree::Sections(const std::string& path) const {
+    std::vector<std::string> names;
+    const std::string top = path + '\\';
+    for (auto row = m_rows.lower_bound({top, {}}); row != m_rows.end(); ++row) {
+        const std::string& each = row->first.path;
+        if (Compare(std::string_view(each).substr(0, top.size()), top) != 0) {
+            break;
+        }
+        const std::string name = each.substr(top.size(), each.find('\\', top.size()) - top.size());
+        if (std::none_of(names.begin(), names.end(),
+                         [&](const std::string& old) { return Compare(old, name) == 0; })) {
+            names.push_back(name);
+        }
+    }
+    return names;
+}
+
 void SettingsTree::Write(const std::string& path, std::string_view entry, const SettingsValue& value) {
     const SettingsKey key{path, std::string(entry)};
     const auto found = m_rows.find(key);

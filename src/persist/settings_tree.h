@@ -42,6 +42,8 @@ struct SettingsChanges {
 class SettingsTree {
 public:
     std::optional<SettingsValue> Read(const std::string& path, std::string_view entry) const;
+    // The names of the keys right below it.
+    std::vector<std::string> Sections(const std::string& path) const;
     void Write(const std::string& path, std::string_view entry, const SettingsValue& value);
     // The key and all below it.
     void Delete(const std::string& path);

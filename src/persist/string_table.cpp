@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "persist/english_table.h"
+#include "persist/plural.h"
 
 namespace kvmon {
 
@@ -40,19 +41,58 @@ LoadedModule& Loaded() {
     return loaded;
 }
 
-}  // namespace
+constexpr std::uint16_t kEnglish = 0x0409;
 
-std::string LoadString(std::uint32_t id) {
+struct LoadedText {
+    std::string text;
+    std::uint16_t language = kEnglish;
+};
+
+LoadedText Load(std::uint32_t id) {
     const TableText* const row = FindRow(id);
     if (row == nullptr) {
         return {};
     }
-    const auto module = Loaded().Get();
-    if (module == nullptr) {
-        return row->text;
+    if (const auto module = Loaded().Get()) {
+        const auto found = module->texts.find(id);
+        if (found != module->texts.end()) {
+            return {found->second, module->langid};
+        }
     }
-    const auto found = module->texts.find(id);
-    return found != module->texts.end() ? found->second : row->text;
+    return {row->text, kEnglish};
+}
+
+std::vector<std::string_view> FormsOf(std::string_view text) {
+    std::vector<std::string_view> forms;
+    for (std::size_t end = 0; end != std::string_view::npos;) {
+        end = text.find(kBetweenForms);
+        forms.push_back(text.substr(0, end));
+        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    }
+    return forms;
+}
+
+// Languages have more forms, or fewer; a form has the places of any other.
+bool HasSamePlaces(std::string_view english, std::string_view other) {
+    if (english.find(kBetweenForms) == std::string_view::npos) {
+        return FormatPlaces(english) == FormatPlaces(other);
+    }
+    const std::string places = FormatPlaces(FormsOf(english).back());
+    const auto forms = FormsOf(other);
+    return std::all_of(forms.begin(), forms.end(),
+                       [&places](std::string_view form) { return FormatPlaces(form) == places; });
+}
+
+}  // namespace
+
+std::string LoadString(std::uint32_t id) {
+    return Load(id).text;
+}
+
+std::string LoadPlural(std::uint32_t id, std::uint64_t number) {
+    const LoadedText loaded = Load(id);
+    const auto forms = FormsOf(loaded.text);
+    return std::string(forms[std::min(PluralForm(loaded.language, number), forms.size() - 1)]);
 }
 
 void UseLanguageModule(const std::shared_ptr<const LanguageModule>& module) {
@@ -63,7 +103,7 @@ void UseLanguageModule(const std::shared_ptr<const LanguageModule>& module) {
     auto usable = std::make_shared<LanguageModule>(*module);
     std::erase_if(usable->texts, [](const auto& entry) {
         const TableText* const row = FindRow(entry.first);
-        return row == nullptr || FormatPlaces(row->text) != FormatPlaces(entry.second);
+        return row == nullptr || !HasSamePlaces(row->text, entry.second);
     });
     Loaded().Set(std::move(usable));
 }

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "skin/icons.h"
-#include "skin/palette.h"
+#include "skin/skin_colours.h"
 
 namespace kvmon {
 
@@ -28,46 +28,46 @@ QPoint Growth(QSize size) {
     return {std::max(0, size.width() - kSkinSize.width()), std::max(0, size.height() - kSkinSize.height())};
 }
 
-void DrawTitle(QPainter& painter, QSize size) {
+void DrawTitle(QPainter& painter, QSize size, const SkinColours& colours) {
     const QRect bar(0, 0, size.width(), 50);
     QLinearGradient shade(bar.topLeft(), bar.bottomLeft());
-    shade.setColorAt(0, QColor(palette::kPanel).lighter(112));
-    shade.setColorAt(1, QColor(palette::kWindow));
+    shade.setColorAt(0, QColor(colours.panel).lighter(112));
+    shade.setColorAt(1, QColor(colours.window));
     painter.fillRect(bar, shade);
-    painter.fillRect(0, 0, size.width(), 1, QColor(palette::kEdge));
-    icons::Mark(painter, QRectF(17, 29, 17, 17), {QColor(palette::kInk), QColor(palette::kAccent), false});
+    painter.fillRect(0, 0, size.width(), 1, QColor(colours.line));
+    icons::Mark(painter, QRectF(17, 29, 17, 17), {QColor(colours.ink), QColor(colours.accent), false});
 }
 
-void DrawWell(QPainter& painter, const QRect& view) {
+void DrawWell(QPainter& painter, const QRect& view, const SkinColours& colours) {
     const QRectF frame = QRectF(view).adjusted(-2.5, -2.5, 2.5, 2.5);
-    painter.setPen(QPen(QColor(palette::kEdgeDisabled), 1));
-    painter.setBrush(QColor(palette::kWell));
+    painter.setPen(QPen(QColor(colours.line), 1));
+    painter.setBrush(QColor(colours.well));
     painter.drawRoundedRect(frame, 3, 3);
 }
 
-void DrawGroup(QPainter& painter, const QRectF& box, QRgb fill, double radius) {
-    painter.setPen(QPen(QColor(palette::kEdgeDisabled), 1));
+void DrawGroup(QPainter& painter, const QRectF& box, QRgb line, QRgb fill, double radius) {
+    painter.setPen(QPen(QColor(line), 1));
     painter.setBrush(QColor(fill));
     painter.drawRoundedRect(box.adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
 }
 
 // The dish in which the camera's arrows stand.
-void DrawPad(QPainter& painter) {
+void DrawPad(QPainter& painter, const SkinColours& colours) {
     QLinearGradient rim(kPadCentre - QPointF(0, kPadRadius), kPadCentre + QPointF(0, kPadRadius));
-    rim.setColorAt(0, QColor(palette::kShadow));
-    rim.setColorAt(1, QColor(palette::kLight));
+    rim.setColorAt(0, QColor(colours.shadow));
+    rim.setColorAt(1, QColor(colours.light));
     painter.setPen(QPen(rim, 1.5));
-    painter.setBrush(QColor(palette::kPanel));
+    painter.setBrush(QColor(colours.panel));
     painter.drawEllipse(kPadCentre, kPadRadius, kPadRadius);
-    painter.setPen(QPen(QColor(palette::kSection), 1));
-    painter.setBrush(QColor(palette::kSection));
+    painter.setPen(QPen(QColor(colours.section), 1));
+    painter.setBrush(QColor(colours.section));
     painter.drawEllipse(kPadCentre, 31.0, 47.0);
 }
 
 // Between the two focus buttons: what they turn.
-void DrawLens(QPainter& painter) {
+void DrawLens(QPainter& painter, const SkinColours& colours) {
     painter.setBrush(Qt::NoBrush);
-    painter.setPen(QPen(QColor(palette::kInkDisabled), 1.2));
+    painter.setPen(QPen(QColor(colours.inkDisabled), 1.2));
     painter.drawEllipse(kLensCentre, 7, 7);
     painter.drawEllipse(kLensCentre, 3.2, 3.2);
 }
@@ -100,19 +100,19 @@ QRect SkinControlRect(const QRect& table, QSize size) {
     return rect;
 }
 
-void DrawSkinBackground(QPainter& painter, QSize size) {
+void DrawSkinBackground(QPainter& painter, QSize size, const SkinColours& colours) {
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.fillRect(QRect(QPoint(), size), QColor(palette::kWindow));
-    DrawTitle(painter, size);
-    DrawWell(painter, SkinViewRect(size));
-    DrawGroup(painter, SkinPanelRect(size), palette::kPanel, 6);
+    painter.fillRect(QRect(QPoint(), size), QColor(colours.window));
+    DrawTitle(painter, size, colours);
+    DrawWell(painter, SkinViewRect(size), colours);
+    DrawGroup(painter, SkinPanelRect(size), colours.line, colours.panel, 6);
     painter.translate(Growth(size).x(), 0);
     for (const QRect& section : kSections) {
-        DrawGroup(painter, section, palette::kSection, 5);
+        DrawGroup(painter, section, colours.line, colours.section, 5);
     }
-    DrawPad(painter);
-    DrawLens(painter);
+    DrawPad(painter, colours);
+    DrawLens(painter, colours);
     painter.restore();
 }
 

@@ -7,6 +7,8 @@ class QPainter;
 
 namespace kvmon {
 
+struct SkinColours;
+
 // The size for which the control table's positions are told, and the smallest.
 inline constexpr QSize kSkinSize{1000, 680};
 
@@ -20,6 +22,6 @@ QRect SkinStatusRect(QSize size);
 QRect SkinControlRect(const QRect& table, QSize size);
 
 // The ground as seen with no control on it.
-void DrawSkinBackground(QPainter& painter, QSize size);
+void DrawSkinBackground(QPainter& painter, QSize size, const SkinColours& colours);
 
 }  // namespace kvmon

@@ -8,7 +8,8 @@
 #include <cmath>
 
 #include "skin/icons.h"
-#include "skin/palette.h"
+#include "skin/skin_colours.h"
+#include "skin/style_parts.h"
 
 namespace kvmon {
 
@@ -57,7 +58,7 @@ constexpr Subject kSubjects[] = {
     {1816, nullptr, Face::kPlate, 1},        {1817, nullptr, Face::kPlate, 1},
     {1818, nullptr, Face::kPlate, 1},        {1819, nullptr, Face::kPlate, 1},
     {1820, nullptr, Face::kPlate, 1},        {1841, Person, Face::kPlate, 0},
-    {1842, Mountain, Face::kPlate, 0},       {1614, Recorders, Face::kPlate, 6},
+    {1842, Mountain, Face::kPlate, 0},       {1614, CameraList, Face::kPlate, 6},
 };
 
 constexpr int kFirstPreset = 1811;
@@ -68,23 +69,26 @@ const Subject* FindSubject(int id) {
     return found == std::end(kSubjects) ? nullptr : found;
 }
 
-struct Colours {
+struct ButtonColours {
     QRgb face, edge, ink;
 };
 
 // By look; the second half is for a checked button.
-constexpr Colours kColours[kButtonBitmaps] = {
-    {palette::kFace, palette::kEdge, palette::kInk},
-    {palette::kFaceHover, palette::kEdgeHover, palette::kInkBright},
-    {palette::kFacePressed, palette::kAccent, palette::kAccentBright},
-    {palette::kFaceDisabled, palette::kEdgeDisabled, palette::kInkDisabled},
-    {palette::kFace, palette::kEdge, palette::kInkDisabled},
-    {palette::kFaceChecked, palette::kAccent, palette::kInkBright},
-    {palette::kFaceCheckedHover, palette::kAccentBright, palette::kInkBright},
-    {palette::kFacePressed, palette::kAccentBright, palette::kAccentBright},
-    {palette::kFaceDisabled, palette::kInkDisabled, palette::kInkFaint},
-    {palette::kFaceChecked, palette::kEdge, palette::kInkDisabled},
-};
+ButtonColours ButtonColoursOf(const SkinColours& c, ButtonLook look, bool checked) {
+    const ButtonColours all[kButtonBitmaps] = {
+        {c.face, c.edge, c.ink},
+        {c.faceHover, c.edgeHover, c.inkBright},
+        {c.facePressed, c.accent, c.accentBright},
+        {c.faceDisabled, c.edgeDisabled, c.inkDisabled},
+        {c.faceDisabled, c.edge, c.inkDisabled},
+        {c.faceChecked, c.accent, c.inkBright},
+        {c.faceCheckedHover, c.accentBright, c.inkBright},
+        {c.facePressed, c.accentBright, c.accentBright},
+        {c.faceDisabled, c.inkDisabled, c.inkFaint},
+        {c.faceChecked, c.edge, c.inkDisabled},
+    };
+    return all[ButtonBitmapIndex(look, checked)];
+}
 
 // The pad's arrows lie on a circle about its middle.
 constexpr double kRimRadius = 72;
@@ -104,8 +108,7 @@ QPointF PadCentre(int id, const QRectF& box) {
     }
 }
 
-QPainterPath PlatePath(Face face, int id, const QRectF& box) {
-    const QRectF rect = box.adjusted(0.5, 0.5, -0.5, -0.5);
+QPainterPath PlatePath(Face face, int id, const QRectF& box, const QRectF& rect) {
     const double radius = std::clamp(std::min(box.width(), box.height()) / 4, 2.0, 4.0);
     QPainterPath path;
     path.addRoundedRect(rect, radius, radius);
@@ -117,14 +120,15 @@ QPainterPath PlatePath(Face face, int id, const QRectF& box) {
     return path.intersected(circle);
 }
 
-void DrawPlate(QPainter& painter, const QPainterPath& plate, const Colours& colours, ButtonLook look) {
+void DrawPlate(QPainter& painter, const QPainterPath& plate, const ButtonColours& colours, double line,
+               ButtonLook look) {
     const QColor face(colours.face);
     const QRectF rect = plate.boundingRect();
     QLinearGradient shade(rect.topLeft(), rect.bottomLeft());
     const bool sunken = look == ButtonLook::kPressed;
     shade.setColorAt(0, sunken ? face.darker(115) : face.lighter(112));
     shade.setColorAt(1, sunken ? face.lighter(112) : face.darker(112));
-    painter.setPen(QPen(QColor(colours.edge), 1));
+    painter.setPen(QPen(QColor(colours.edge), line));
     painter.setBrush(look == ButtonLook::kDisabled ? QBrush(face) : QBrush(shade));
     painter.drawPath(plate);
 }
@@ -139,12 +143,13 @@ void DrawNumber(QPainter& painter, const QRectF& box, int number, const QColor& 
 }
 
 void DrawButton(QPainter& painter, const Subject* subject, int id, const QRectF& box, ButtonLook look,
-                bool checked) {
-    const Colours& colours = kColours[ButtonBitmapIndex(look, checked)];
+                bool checked, const SkinColours& skin) {
+    const ButtonColours colours = ButtonColoursOf(skin, look, checked);
     const bool atRest = look == ButtonLook::kNormal || look == ButtonLook::kDisabled;
     const Face face = subject == nullptr ? Face::kPlate : subject->face;
     if (face != Face::kBare || !atRest) {
-        DrawPlate(painter, PlatePath(face, id, box), colours, look);
+        const style::PixelLine line = style::LineAround(painter, box);
+        DrawPlate(painter, PlatePath(face, id, box, line.rect), colours, line.width, look);
     }
     if (subject == nullptr) {
         return;
@@ -159,7 +164,7 @@ void DrawButton(QPainter& painter, const Subject* subject, int id, const QRectF&
         DrawNumber(painter, sign, id - kFirstPreset + 1, ink);
         return;
     }
-    const QColor live(id == 1751 ? palette::kRecord : palette::kAccent);
+    const QColor live(id == 1751 ? skin.record : skin.accent);
     const bool faint = look == ButtonLook::kDisabled || look == ButtonLook::kBusy;
     subject->draw(painter, sign, {ink, faint ? ink : live, checked});
 }
@@ -170,7 +175,8 @@ bool HasButtonArt(int id) {
     return FindSubject(id) != nullptr;
 }
 
-QPixmap RenderButton(int id, QSize size, double scale, ButtonLook look, bool checked) {
+QPixmap RenderButton(int id, QSizeF size, double scale, ButtonLook look, bool checked,
+                     const SkinColours& colours) {
     QPixmap bitmap(QSize(static_cast<int>(std::lround(size.width() * scale)),
                          static_cast<int>(std::lround(size.height() * scale))));
     if (bitmap.isNull()) {
@@ -180,7 +186,7 @@ QPixmap RenderButton(int id, QSize size, double scale, ButtonLook look, bool che
     bitmap.fill(Qt::transparent);
     QPainter painter(&bitmap);
     painter.setRenderHint(QPainter::Antialiasing);
-    DrawButton(painter, FindSubject(id), id, QRectF(QPointF(), QSizeF(size)), look, checked);
+    DrawButton(painter, FindSubject(id), id, QRectF(QPointF(), size), look, checked, colours);
     return bitmap;
 }
 

@@ -8,6 +8,8 @@
 
 namespace kvmon {
 
+struct SkinColours;
+
 // The looks of a button without and with its check.
 inline constexpr int kButtonBitmaps = kButtonLooks * 2;
 
@@ -18,8 +20,10 @@ constexpr int ButtonBitmapIndex(ButtonLook look, bool checked) {
 // Whether the skin has a sign for the command.
 bool HasButtonArt(int id);
 
-// The button of the command, of the size in logical pixels at the scale. A command without a sign of its own
+// The button of the command, of the size in logical pixels (which has parts of them where it is one of whole
+// device pixels) at the scale. A command without a sign of its own
 // gets a bare plate.
-QPixmap RenderButton(int id, QSize size, double scale, ButtonLook look, bool checked);
+QPixmap RenderButton(int id, QSizeF size, double scale, ButtonLook look, bool checked,
+                     const SkinColours& colours);
 
 }  // namespace kvmon

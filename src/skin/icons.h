@@ -51,6 +51,7 @@ void Reset(QPainter& painter, const QRectF& box, const IconInk& ink);
 void CameraSettings(QPainter& painter, const QRectF& box, const IconInk& ink);
 void MenuLines(QPainter& painter, const QRectF& box, const IconInk& ink);
 void Recorders(QPainter& painter, const QRectF& box, const IconInk& ink);
+void CameraList(QPainter& painter, const QRectF& box, const IconInk& ink);
 
 // Signs for buttons of a dozen pixels and less.
 void Dots(QPainter& painter, const QRectF& box, const IconInk& ink);

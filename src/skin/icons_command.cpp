@@ -273,6 +273,18 @@ void Recorders(QPainter& painter, const QRectF& box, const IconInk& ink) {
     }
 }
 
+// Cameras, one below the other, with their names.
+void CameraList(QPainter& painter, const QRectF& box, const IconInk& ink) {
+    Sheet sheet(painter, box, ink.ink);
+    for (const double y : {1.2, 9.4}) {
+        sheet.Fill(ink.accent);
+        painter.drawRoundedRect(QRectF(0.4, y, 4.6, 5.0), 1.0, 1.0);
+        painter.drawPath(Polyline({{5.4, y + 2.5}, {7.8, y + 0.6}, {7.8, y + 4.4}}));
+        sheet.Stroke(ink.ink, 1.6);
+        painter.drawLine(QPointF(10.2, y + 2.5), QPointF(15.4, y + 2.5));
+    }
+}
+
 void Spinner(QPainter& painter, const QRectF& box, const QColor& ink, int angle) {
     Sheet sheet(painter, box, ink);
     QColor track = ink;

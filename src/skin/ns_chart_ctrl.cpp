@@ -8,7 +8,7 @@
 
 #include "platform/diagnostics.h"
 #include "platform/text.h"
-#include "skin/palette.h"
+#include "skin/skin_colours.h"
 
 namespace kvmon {
 
@@ -36,8 +36,7 @@ QFont ChartFont() {
 
 CNSChartCtrl::CNSChartCtrl(QWidget* parent)
     : WindowBase(parent),
-      m_colors{QColor(palette::kAccent), QColor(palette::kEdgeHover), QColor(palette::kFocus),
-               QColor(palette::kRecord)} {
+      m_colors{&SkinColours::accent, &SkinColours::edgeHover, &SkinColours::focus, &SkinColours::record} {
     setObjectName(QStringLiteral("MFC_NSChartCtrl"));
     setMinimumSize(sizeHint());
 }
@@ -81,7 +80,7 @@ void CNSChartCtrl::Clear() {
     update();
 }
 
-void CNSChartCtrl::SetColors(std::vector<QColor> colors) {
+void CNSChartCtrl::SetColors(std::vector<ColourRole> colors) {
     m_colors = std::move(colors);
     update();
 }
@@ -133,7 +132,7 @@ void CNSChartCtrl::PaintPie(QPainter& painter) const {
     for (std::size_t i = 0; i < m_values.size(); ++i) {
         const double span = m_values[i].dValue / sum * 360;
         painter.setBrush(ColorOf(i));
-        painter.setPen(m_values.size() > 1 ? QPen(QColor(palette::kWindow), kGap) : QPen(Qt::NoPen));
+        painter.setPen(m_values.size() > 1 ? QPen(QColor(ColoursOf(*this).window), kGap) : QPen(Qt::NoPen));
         if (m_values.size() == 1) {
             painter.drawEllipse(pie);
         } else {
@@ -145,7 +144,7 @@ void CNSChartCtrl::PaintPie(QPainter& painter) const {
         const int lineHeight = 2 * metrics.lineSpacing();
         const double top = std::clamp(y - lineHeight / 2.0, 0.0, static_cast<double>(height() - lineHeight));
         const double x = bRight ? pie.right() + kLabelGap : pie.left() - kLabelGap - labelWidth;
-        painter.setPen(QColor(palette::kInkBright));
+        painter.setPen(QColor(ColoursOf(*this).inkBright));
         painter.drawText(QRectF(x, top, labelWidth, lineHeight),
                          (bRight ? Qt::AlignLeft : Qt::AlignRight) | Qt::AlignVCenter, Text(SliceLabel(i)));
         from -= span;
@@ -167,7 +166,7 @@ void CNSChartCtrl::PaintBars(QPainter& painter) const {
         const double left = column * static_cast<double>(i);
         const QRectF bar(left + column / 4, height() - line - kMargin - tall, column / 2, tall);
         painter.fillRect(bar, ColorOf(i));
-        painter.setPen(QColor(palette::kInkBright));
+        painter.setPen(QColor(ColoursOf(*this).inkBright));
         const bool bWhole = m_values[i].dValue == std::floor(m_values[i].dValue);
         const std::string number = FormatText(bWhole ? "%.0f" : "%.1f", m_values[i].dValue);
         painter.drawText(QRectF(left, bar.top() - line - 2, column, line), Qt::AlignCenter, Text(number));

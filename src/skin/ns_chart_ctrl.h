@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "skin/skin_colours.h"
 #include "skin/window_base.h"
 
 namespace kvmon {
@@ -30,7 +31,7 @@ public:
     bool SetData(std::vector<ChartValue> values, int nType);
     void Clear();
     // One colour a value, from the beginning again when they run out.
-    void SetColors(std::vector<QColor> colors);
+    void SetColors(std::vector<ColourRole> colors);
 
     // Label and percentage of a slice: "%s\n%.1f%%".
     std::string SliceLabel(std::size_t index) const;
@@ -41,13 +42,15 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
-    QColor ColorOf(std::size_t index) const { return m_colors[index % m_colors.size()]; }
+    QColor ColorOf(std::size_t index) const {
+        return QColor(ColoursOf(*this).*m_colors[index % m_colors.size()]);
+    }
     double Sum() const;
     void PaintPie(QPainter& painter) const;
     void PaintBars(QPainter& painter) const;
 
     std::vector<ChartValue> m_values;
-    std::vector<QColor> m_colors;
+    std::vector<ColourRole> m_colors;
     int m_nType = kChartPie;
 };
 

@@ -3,7 +3,7 @@
 #include <QtGui/QPainter>
 
 #include "skin/icons.h"
-#include "skin/palette.h"
+#include "skin/skin_colours.h"
 
 namespace kvmon {
 
@@ -51,7 +51,8 @@ void CPictureEx::OnTimer(std::uint32_t id) {
 void CPictureEx::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    const QColor ink(m_playing ? palette::kAccent : palette::kInkDisabled);
+    const SkinColours& colours = ColoursOf(*this);
+    const QColor ink(m_playing ? colours.accent : colours.inkDisabled);
     icons::Spinner(painter, QRectF(rect()).adjusted(2, 2, -2, -2), ink, m_angle);
 }
 

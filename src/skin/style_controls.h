@@ -7,21 +7,25 @@
 
 class QPainter;
 
+namespace kvmon {
+struct SkinColours;
+}
+
 namespace kvmon::style {
 
-void DrawPush(const QStyleOption& option, QPainter& painter);
+void DrawPush(const QStyleOption& option, QPainter& painter, const SkinColours& colours);
 // Lists and tables: where the keyboard goes shows at the frame.
-void DrawFrame(const QStyleOption& option, QPainter& painter);
+void DrawFrame(const QStyleOption& option, QPainter& painter, const SkinColours& colours);
 // A bar without arrows: all of it is groove.
 QRect ScrollPart(const QStyleOptionSlider& bar, QStyle::SubControl part);
-void DrawScroll(const QStyleOptionComplex& option, QPainter& painter);
-void DrawField(const QStyleOption& option, QPainter& painter);
-void DrawCheck(const QStyleOption& option, QPainter& painter);
-void DrawRadio(const QStyleOption& option, QPainter& painter);
-void DrawTab(const QStyleOption& option, QPainter& painter);
+void DrawScroll(const QStyleOptionComplex& option, QPainter& painter, const SkinColours& colours);
+void DrawField(const QStyleOption& option, QPainter& painter, const SkinColours& colours);
+void DrawCheck(const QStyleOption& option, QPainter& painter, const SkinColours& colours);
+void DrawRadio(const QStyleOption& option, QPainter& painter, const SkinColours& colours);
+void DrawTab(const QStyleOption& option, QPainter& painter, const SkinColours& colours);
 // The titles of a table's columns; a line parts one from the next.
 enum class HeaderPart { Title, Empty };
-void DrawHeader(const QRect& rect, HeaderPart part, QPainter& painter);
-void DrawProgress(const QStyleOptionProgressBar& bar, QPainter& painter);
+void DrawHeader(const QRect& rect, HeaderPart part, QPainter& painter, const SkinColours& colours);
+void DrawProgress(const QStyleOptionProgressBar& bar, QPainter& painter, const SkinColours& colours);
 
 }  // namespace kvmon::style

@@ -8,8 +8,9 @@
 #include <QtWidgets/QPushButton>
 #include <algorithm>
 
-#include "skin/palette.h"
 #include "skin/picture_ex.h"
+#include "skin/skin_colours.h"
+#include "skin/style_parts.h"
 
 namespace kvmon {
 
@@ -87,10 +88,9 @@ void CWaitDlg::Centre() {
 
 void CWaitDlg::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    painter.fillRect(rect(), QColor(palette::kPanel));
+    painter.fillRect(rect(), QColor(ColoursOf(*this).panel));
     if (m_place == Place::Inside) {
-        painter.setPen(QColor(palette::kEdge));
-        painter.drawRect(rect().adjusted(0, 0, -1, -1));
+        style::DrawLineAround(painter, rect(), ColoursOf(*this).edge);
     }
 }
 

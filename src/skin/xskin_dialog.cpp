@@ -125,16 +125,18 @@ void CXSkinDialog::resizeEvent(QResizeEvent* event) {
     WindowBase::resizeEvent(event);
 }
 
-// The ground is drawn once for a size and scale: the panel's parts repaint often, and never flicker.
+// The ground is drawn once for a size, scale and look: the panel's parts repaint often, and never flicker.
 void CXSkinDialog::paintEvent(QPaintEvent* event) {
     const double scale = devicePixelRatioF();
-    if (m_groundBitmap.isNull() || m_groundBitmap.devicePixelRatioF() != scale ||
+    const SkinLook look = LookOf(*this);
+    if (m_groundBitmap.isNull() || m_groundLook != look || m_groundBitmap.devicePixelRatioF() != scale ||
         m_groundBitmap.deviceIndependentSize().toSize() != size()) {
         m_groundBitmap = QPixmap(QSize(static_cast<int>(std::lround(width() * scale)),
                                        static_cast<int>(std::lround(height() * scale))));
         m_groundBitmap.setDevicePixelRatio(scale);
         QPainter painter(&m_groundBitmap);
-        DrawSkinBackground(painter, size());
+        DrawSkinBackground(painter, size(), ColoursOf(look));
+        m_groundLook = look;
     }
     QPainter painter(this);
     painter.setClipRegion(event->region());

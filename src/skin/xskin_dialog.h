@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "skin/skin_button_owner.h"
+#include "skin/skin_colours.h"
 #include "skin/skin_messages.h"
 #include "skin/skin_table.h"
 #include "skin/window_base.h"
@@ -62,6 +63,7 @@ private:
 
     std::vector<Item> m_items;
     QPixmap m_groundBitmap;
+    SkinLook m_groundLook = SkinLook::Dark;
 };
 
 }  // namespace kvmon

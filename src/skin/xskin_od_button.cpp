@@ -4,11 +4,12 @@
 #include <QtGui/QPainter>
 #include <QtWidgets/QToolTip>
 #include <algorithm>
+#include <cmath>
 
 #include "skin/icons.h"
-#include "skin/palette.h"
 #include "skin/plain_text.h"
 #include "skin/skin_button_owner.h"
+#include "skin/skin_colours.h"
 
 namespace kvmon {
 
@@ -27,8 +28,8 @@ bool IsPressKey(int key) {
 CXSkinODButton::CXSkinODButton(int id, ButtonMode mode, QWidget* parent)
     : WindowBase(parent),
       m_state(mode),
-      m_source([id](QSize size, double scale, ButtonLook look, bool checked) {
-          return RenderButton(id, size, scale, look, checked);
+      m_source([this, id](QSizeF size, double scale, ButtonLook look, bool checked) {
+          return RenderButton(id, size, scale, look, checked, ColoursOf(*this));
       }) {
     SetControlId(id);
     // A click leaves the focus where the user put it.
@@ -182,18 +183,27 @@ void CXSkinODButton::ShowTip(const QPoint& screenPosition) {
     QToolTip::showText(screenPosition, MarkupOf(text), this);
 }
 
+// The device pixels that it covers: at a scale of fractions not the same everywhere.
+QSizeF CXSkinODButton::SizeInPixels() const {
+    const double scale = devicePixelRatioF();
+    const QPointF first = QPointF(mapTo(window(), QPoint())) * scale;
+    const QPointF last = first + QPointF(width(), height()) * scale;
+    return {std::round(last.x()) - std::round(first.x()), std::round(last.y()) - std::round(first.y())};
+}
+
 const QPixmap& CXSkinODButton::Bitmap() {
     const double scale = devicePixelRatioF();
-    if (size() != m_bitmapSize || scale != m_bitmapScale) {
+    const QSizeF size = SizeInPixels() / scale;
+    if (size != m_bitmapSize || scale != m_bitmapScale) {
         m_bitmaps.fill(QPixmap());
-        m_bitmapSize = size();
+        m_bitmapSize = size;
         m_bitmapScale = scale;
     }
     // A plain button keeps a check that somebody gave it, and looks the same.
     const bool checked = m_state.checked() && m_state.mode() != ButtonMode::kPlain;
     QPixmap& bitmap = m_bitmaps[ButtonBitmapIndex(m_state.Look(), checked)];
     if (bitmap.isNull()) {
-        bitmap = m_source(size(), scale, m_state.Look(), checked);
+        bitmap = m_source(size, scale, m_state.Look(), checked);
     }
     return bitmap;
 }
@@ -206,11 +216,11 @@ void CXSkinODButton::paintEvent(QPaintEvent*) {
         const double side = std::min({width() - 4, height() - 4, 18});
         const QRectF box(QPointF(rect().center()) + QPointF(0.5 - side / 2, 0.5 - side / 2),
                          QSizeF(side, side));
-        icons::Spinner(painter, box, QColor(palette::kAccent), m_waitAngle);
+        icons::Spinner(painter, box, QColor(ColoursOf(*this).accent), m_waitAngle);
     }
     if (m_keyboardFocus) {
         painter.setBrush(Qt::NoBrush);
-        painter.setPen(QPen(QColor(palette::kFocus), 1.5));
+        painter.setPen(QPen(QColor(ColoursOf(*this).focus), 1.5));
         painter.drawRoundedRect(QRectF(rect()).adjusted(0.75, 0.75, -0.75, -0.75), 2.5, 2.5);
     }
 }
@@ -300,7 +310,9 @@ void CXSkinODButton::leaveEvent(QEvent*) {
 }
 
 void CXSkinODButton::changeEvent(QEvent* event) {
-    if (event->type() == QEvent::EnabledChange) {
+    if (event->type() == QEvent::StyleChange) {
+        m_bitmaps.fill(QPixmap());
+    } else if (event->type() == QEvent::EnabledChange) {
         m_state.SetEnabled(isEnabled());
         m_pressKey = 0;
         update();

@@ -22,7 +22,7 @@ class SkinButtonOwner;
 class CXSkinODButton : public WindowBase, public AccessibleButton {
 public:
     // Gives the bitmap of a state in this size and for this scale.
-    using BitmapSource = std::function<QPixmap(QSize size, double scale, ButtonLook look, bool checked)>;
+    using BitmapSource = std::function<QPixmap(QSizeF size, double scale, ButtonLook look, bool checked)>;
 
     CXSkinODButton(int id, ButtonMode mode, QWidget* parent);
 
@@ -74,12 +74,13 @@ private:
     void UncheckGroup();
     void UpdateWaitMark();
     void ShowTip(const QPoint& screenPosition);
+    QSizeF SizeInPixels() const;
     const QPixmap& Bitmap();
 
     ButtonState m_state;
     BitmapSource m_source;
     std::array<QPixmap, kButtonBitmaps> m_bitmaps;
-    QSize m_bitmapSize;  // for which the bitmaps were made, with their scale
+    QSizeF m_bitmapSize;  // for which the bitmaps were made, with their scale
     double m_bitmapScale = 0;
     WindowHandle m_pressTarget;
     std::uint32_t m_pressMessage = 0;

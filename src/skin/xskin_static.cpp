@@ -3,7 +3,6 @@
 #include <QtGui/QPainter>
 #include <algorithm>
 
-#include "skin/palette.h"
 #include "skin/plain_text.h"
 
 namespace kvmon {
@@ -14,7 +13,8 @@ int FittingFontHeight(int controlHeight, int pixelsPerInch) {
     return (points * pixelsPerInch + kPointsPerInch / 2) / kPointsPerInch;
 }
 
-CXSkinStatic::CXSkinStatic(int id, QWidget* parent) : WindowBase(parent), m_colour(palette::kCaptionWhite) {
+CXSkinStatic::CXSkinStatic(int id, QWidget* parent)
+    : WindowBase(parent), m_colour(&SkinColours::captionWhite) {
     SetControlId(id);
     FitFont();
 }
@@ -26,8 +26,8 @@ void CXSkinStatic::SetWindowText(std::string text) {
     update();
 }
 
-void CXSkinStatic::SetTextColor(QRgb colour) {
-    m_colour = QColor(colour);
+void CXSkinStatic::SetTextColor(ColourRole colour) {
+    m_colour = colour;
     update();
 }
 
@@ -56,7 +56,7 @@ void CXSkinStatic::resizeEvent(QResizeEvent* event) {
 
 void CXSkinStatic::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    painter.setPen(m_colour);
+    painter.setPen(QColor(ColoursOf(*this).*m_colour));
     const QString text =
         fontMetrics().elidedText(QString::fromStdString(m_text), Qt::ElideRight, width(), Qt::TextSingleLine);
     painter.drawText(

@@ -1,8 +1,7 @@
 // A line of text on the skin.
 #pragma once
 
-#include <QtGui/QColor>
-
+#include "skin/skin_colours.h"
 #include "skin/window_base.h"
 
 namespace kvmon {
@@ -16,7 +15,7 @@ public:
     const std::string& GetWindowText() const { return m_text; }
     // UTF-8, shown as it is.
     void SetWindowText(std::string text);
-    void SetTextColor(QRgb colour);
+    void SetTextColor(ColourRole colour);
     void SetCentred(bool bCentred);
 
 protected:
@@ -28,7 +27,7 @@ private:
     void UpdateTip();
 
     std::string m_text;
-    QColor m_colour;
+    ColourRole m_colour;
     bool m_centred = false;
 };
 

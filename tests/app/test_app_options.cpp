@@ -44,6 +44,9 @@ TEST(AppOptions, TakesThemAll) {
     EXPECT_THAT(Parse({"--keep"}).options->given, IsEmpty());
     EXPECT_TRUE(Parse({"--keep"}).options->keep);
     EXPECT_EQ(Parse({"--decoder-threads", "4"}).options->decoderThreads, 4);
+    EXPECT_FALSE(Parse({}).options->look);
+    EXPECT_EQ(Parse({"--look", "light"}).options->look, LookChoice::Light);
+    EXPECT_EQ(Parse({"--look", "contrast"}).options->look, LookChoice::HighContrast);
 }
 
 TEST(AppOptions, WrongOnesGiveOneLineAndStatusTwo) {
@@ -54,6 +57,8 @@ TEST(AppOptions, WrongOnesGiveOneLineAndStatusTwo) {
         {"--port"},
         {"--bogus"},
         {"--language", "21"},
+        {"--look", "pink"},
+        {"--look", "2"},
         {"stray"},
         {"--user", "u"},
         {"--password-file", "/etc/hostname"},

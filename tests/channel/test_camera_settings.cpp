@@ -79,7 +79,7 @@ TEST_F(StoredCamera, TakesTheOldSwitchAndNoNonsense) {
 // A new installation does not distort; what an old one has stored stays.
 TEST_F(StoredCamera, ANewOneKeepsItsShapeAndAnOldOneWhatItHad) {
     const std::string key = "Hall\\Ch04";
-    const auto mode = [this] {
+    const auto mode = [] {
         const auto camera = Make(Settings());
         camera->LoadCameraSettings();
         return camera->Picture().GetDisplayMode();

@@ -3,6 +3,8 @@
 
 #include <QtCore/QRect>
 #include <QtCore/QString>
+#include <algorithm>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <set>
@@ -77,8 +79,14 @@ public:
 
 class FakeTimers final : public kvmon::Timers {
 public:
-    void SetTimer(std::uint32_t id, int ms) override { running[id] = ms; }
-    void KillTimer(std::uint32_t id) override { running.erase(id); }
+    void SetTimer(std::uint32_t id, int ms) override {
+        running[id] = ms;
+        m_due[id] = m_now + ms;
+    }
+    void KillTimer(std::uint32_t id) override {
+        running.erase(id);
+        m_due.erase(id);
+    }
     bool IsTimerSet(std::uint32_t id) const override { return running.contains(id); }
     // The period of a timer that runs; -1 for one that does not.
     int Period(std::uint32_t id) const {
@@ -86,7 +94,28 @@ public:
         return found != running.end() ? found->second : -1;
     }
 
+    // Time passes: what becomes due fires, in its order, and again after its period until it is killed.
+    void Elapse(std::int64_t ms, const std::function<void(std::uint32_t id)>& fire) {
+        const std::int64_t end = m_now + ms;
+        while (true) {
+            const auto next = std::min_element(
+                m_due.begin(), m_due.end(), [](const auto& a, const auto& b) { return a.second < b.second; });
+            if (next == m_due.end() || next->second > end) {
+                break;
+            }
+            const std::uint32_t id = next->first;
+            m_now = next->second;
+            next->second += running[id];
+            fire(id);
+        }
+        m_now = end;
+    }
+
     std::map<std::uint32_t, int> running;
+
+private:
+    std::int64_t m_now = 0;
+    std::map<std::uint32_t, std::int64_t> m_due;
 };
 
 class FakePanelButtons final : public kvmon::PanelButtons {

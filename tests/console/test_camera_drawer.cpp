@@ -7,6 +7,7 @@
 #include <QtWidgets/QTreeWidget>
 
 #include "console_fixture.h"
+#include "feedback_reader.h"
 #include "support/fake_recorder.h"
 #include "support/qt_user_input.h"
 
@@ -68,6 +69,7 @@ TEST_F(CameraDrawerTest, ARowGoesIntoACellByMouseAndByKeyboard) {
     EXPECT_EQ(console->Parts().cells.GetActive(), &Cell(2));
     EXPECT_EQ(Ghost(), nullptr);
     EXPECT_FALSE(IsMarked(2));
+    EXPECT_EQ(kvtest::FeedbackText(*console), "Channel 7 and Channel 3 have changed places");
     // A camera that is on show changes places; Escape ends a drag; a drop beside the cells does nothing.
     DragTo("Channel 4", 0);
     Drop(0);
@@ -90,8 +92,15 @@ TEST_F(CameraDrawerTest, ARowGoesIntoACellByMouseAndByKeyboard) {
     Pump();
     EXPECT_THAT(ShownNames(), ElementsAre("Channel 4", "Channel 2", "Channel 7", "Channel 5"));
     EXPECT_EQ(console->Parts().cells.GetActive(), &Cell(3));
+    // What nothing has says so, and how to go on.
+    kvtest::TypeText(search, "zz");
+    EXPECT_TRUE(RowOf("Channel 5").isHidden());
+    const auto& hint = *Drawer().findChild<QLabel*>("emptyHint");
+    EXPECT_TRUE(hint.isVisible());
+    EXPECT_EQ(hint.text(), "No camera matches \"nel 5zz\". Escape clears the search.");
     // The recorder's name finds all of its cameras.
     PressKey(search, Qt::Key_Escape);
+    EXPECT_FALSE(hint.isVisible());
     kvtest::TypeText(search, "hall");
     EXPECT_FALSE(RowOf("Channel 4").isHidden());
 

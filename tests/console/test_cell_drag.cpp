@@ -1,16 +1,14 @@
 // Dragging a cell onto another by the mouse: what is shown on the way, what a drop changes, what ends it.
 #include <gmock/gmock.h>
 
-#include <QtCore/QBuffer>
-#include <QtGui/QImage>
 #include <QtWidgets/QApplication>
 
 #include "channel/base/cam_commands.h"
 #include "channel/cell/channel_view.h"
 #include "console_fixture.h"
+#include "some_pictures.h"
 #include "support/fake_recorder.h"
 #include "support/qt_user_input.h"
-#include "wire/frame_header.h"
 
 using namespace kvmon;
 using kvtest::FakeRecorder;
@@ -18,28 +16,6 @@ using kvtest::Pump;
 using testing::ElementsAre;
 
 namespace {
-
-// A stream's reply with a few pictures in it.
-std::string SomePictures() {
-    QByteArray jpeg;
-    QBuffer buffer(&jpeg);
-    QImage image(64, 48, QImage::Format_RGB32);
-    image.fill(Qt::darkGreen);
-    image.save(&buffer, "JPG");
-    std::string head(wire::kFrameHeaderSize, '\0');
-    const auto put = [&head](std::size_t at, std::uint32_t word) {
-        for (std::size_t i = 0; i < 4; ++i) {
-            head[at + i] = static_cast<char>(word >> 8 * i & 0xFF);
-        }
-    };
-    put(wire::kFourccOffset, wire::kZIVG);
-    put(wire::kKeyFlagOffset, 1);
-    put(wire::kWidthOffset, 64);
-    put(wire::kHeightOffset, 48);
-    put(wire::kDataSizeOffset, static_cast<std::uint32_t>(jpeg.size()));
-    const std::string record = head + jpeg.toStdString();
-    return kvtest::HttpReply(200, "OK", record + record + record);
-}
 
 class CellDragTest : public kvtest::ConsoleTest {
 protected:
@@ -249,7 +225,7 @@ TEST_F(CellDragTest, AClickTurnsTheCameraAndADragDoesNot) {
     FakeRecorder recorder("Hall", 4);
     recorder.SetDocument("command=16", kvtest::HttpReply(200, "OK", "67"));  // turns, also to a click
     recorder.SetDocument("Recording.MediaProperty", kvtest::HttpReply(200, "OK", "\naudio_enabled=0\n"));
-    recorder.SetStream(SomePictures());
+    recorder.SetStream(kvtest::SomePictures());
     recorder.SetDocument("command=14", kvtest::HttpReply(200, "OK", "0"));
     Open(recorder.Port());
     Command(StyleButtonId(VIEW_STYLE_4CH));

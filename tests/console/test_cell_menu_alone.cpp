@@ -6,6 +6,7 @@
 #include "channel/base/cam_commands.h"
 #include "channel/cell/camera_menu.h"
 #include "console/camera/cell_menu.h"
+#include "console/wall/feedback_line.h"
 #include "lone_wall.h"
 #include "menu_entries.h"
 #include "persist/orvo_registry.h"
@@ -49,7 +50,9 @@ protected:
     }
 
     kvtest::LoneWall wall{2};
-    CellMenu cellMenu{wall.desk, wall.commands, wall.controls, wall.active, wall.cameras, wall.view};
+    FeedbackLine feedback{wall.desk, wall.timers, wall.view};
+    CellMenu cellMenu{wall.desk,    wall.commands, wall.controls, wall.active,
+                      wall.cameras, wall.view,     feedback};
 };
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "console/panel/control_rules.h"
 #include "console_fixture.h"
 #include "skin/button_art.h"
+#include "skin/skin_colours.h"
 #include "skin/xskin_od_button.h"
 #include "support/fake_recorder.h"
 #include "support/qt_ui_watchdog.h"
@@ -117,7 +118,8 @@ TEST_F(ConsolePanel, EveryButtonStandsAloneAndTellsItsPurpose) {
         }
         for (int look = 0; look < kButtonLooks; ++look) {
             const auto image = [&](bool bChecked) {
-                return RenderButton(row.id, button->size(), 1, static_cast<ButtonLook>(look), bChecked)
+                return RenderButton(row.id, button->size(), 1, static_cast<ButtonLook>(look), bChecked,
+                                    ColoursOf(SkinLook::Dark))
                     .toImage();
             };
             EXPECT_FALSE(image(false) == image(true)) << row.id << " in look " << look;

@@ -12,14 +12,21 @@
 #include <QtWidgets/QSpinBox>
 #include <QtWidgets/QTreeWidget>
 
+#include "channel/base/cam_commands.h"
 #include "channel/base/channel_messages.h"
 #include "console/views/view_file.h"
+#include "console/views/view_switch.h"
 #include "console/views/views_dialog.h"
 #include "console/views/views_menu.h"
+#include "console/wall/menu_spot.h"
+#include "console/wall/screen_controller.h"
+#include "console/wall/sequential_mode.h"
 #include "console_fixture.h"
+#include "lone_wall.h"
 #include "menu_entries.h"
 #include "open_dialog.h"
 #include "skin/input_messages.h"
+#include "some_pictures.h"
 #include "support/fake_recorder.h"
 #include "support/qt_user_input.h"
 
@@ -40,12 +47,8 @@ class NamedViews : public kvtest::ConsoleTest {
 protected:
     ViewSwitch& Views() { return console->Parts().views; }
     int Style() { return console->Parts().view.GetStyle(); }
-    // The ticks and steps come when the test says so.
+    // The ticks come when the test says so.
     void Second() { console->Parts().OnSecond(); }
-    void StepIsOver() {
-        console->Parts().views.OnStepTimer();
-        Pump();
-    }
     std::string Status() { return console->Parts().status.text().toStdString(); }
     void Swap(int a, int b) {
         console->SendMessage(kMsgVideoWndMove, static_cast<WParam>(a), PackPoint(MiddleOf(b)));
@@ -80,6 +83,16 @@ protected:
         auto* const list = dialog.findChild<QTreeWidget*>("views");
         for (int i = 0; i < list->topLevelItemCount(); ++i) {
             names.push_back(list->topLevelItem(i)->text(0).toStdString());
+        }
+        return names;
+    }
+    // The names of the cameras of one order.
+    static std::vector<std::string> CellsOf(const NamedView& view, const std::string& style) {
+        std::vector<std::string> names;
+        for (const ViewPages& pages : view.pages) {
+            for (const int cell : pages.style == style ? pages.cells : std::vector<int>()) {
+                names.push_back(cell >= 0 ? view.cameras[static_cast<std::size_t>(cell)].name : "-");
+            }
         }
         return names;
     }
@@ -156,12 +169,21 @@ TEST_F(NamedViews, ACameraThatIsGoneLeavesItsCellEmpty) {
     std::vector<NamedView> views = Views().List().All();
     views[0].cameras[1].channel = 40;  // the recorder has none of this number
     views[0].cameras[1].name = "Cellar";
+    views[0].zooms = {{1, {true, 7, {10, 20, 110, 100}}}};
     Views().List().Set(views);
     ASSERT_TRUE(console->OpenView("All"));
     Second();
     const std::vector<std::string> expected{"Door", "-", "Yard", "Roof"};
     EXPECT_EQ(ShownNames(), expected);
     EXPECT_THAT(Status(), HasSubstr("Cellar"));
+    // The present wall under another name, with its cells moved: the camera is there still, with its zoom.
+    Swap(3, 0);
+    ASSERT_TRUE(Views().Save("Moved"));
+    const NamedView moved = *Views().List().Find("Moved");
+    EXPECT_THAT(CellsOf(moved, "4"), ElementsAre("Roof", "Cellar", "Yard", "Door", "Gate"));
+    EXPECT_EQ(moved.zooms.size(), 1u);
+    EXPECT_EQ(moved.cameras[static_cast<std::size_t>(moved.zooms.at(0).camera)].channel, 40);
+    ASSERT_TRUE(console->OpenView("All"));
     // The camera that the view does not name is behind it, and a new start keeps the hole.
     PressKey(*console, Qt::Key_PageDown);
     EXPECT_EQ(ShownNames()[0], "Gate");
@@ -169,6 +191,14 @@ TEST_F(NamedViews, ACameraThatIsGoneLeavesItsCellEmpty) {
     Close();
     Open(recorder.Port());
     EXPECT_EQ(ShownNames(), expected);
+    // Saved again by a program that does not know what the hole is: the stored view does.
+    ASSERT_TRUE(Views().Save("All"));
+    EXPECT_THAT(CellsOf(*Views().List().Find("All"), "4"),
+                ElementsAre("Door", "Cellar", "Yard", "Roof", "Gate"));
+    EXPECT_EQ(Views().List().Find("All")->zooms.size(), 1u);
+    Second();
+    EXPECT_EQ(ShownNames(), expected);
+    EXPECT_THAT(Status(), HasSubstr("Cellar"));
     Command(kCtlOrderReset);
     Second();
     EXPECT_EQ(ShownNames(), (std::vector<std::string>{"Door", "Gate", "Yard", "Roof"}));
@@ -190,12 +220,6 @@ TEST_F(NamedViews, ASequenceRunsUntilTheUserChooses) {
     Views().List().Set(views);
 
     const auto isRunning = [&] { return !Views().Sequence().empty() && console->IsTimerSet(kTimerViewStep); };
-    ASSERT_TRUE(console->OpenView("Tour"));
-    for (const ViewStyle style : {VIEW_STYLE_4CH, VIEW_STYLE_9CH, VIEW_STYLE_4CH}) {
-        EXPECT_EQ(Style(), style);
-        EXPECT_TRUE(isRunning());
-        StepIsOver();
-    }
     const std::function<void()> choices[] = {
         [&] { Command(kCtlFirstStyle); },   [&] { PressKey(*console, Qt::Key_PageDown); },
         [&] { Command(kCtlSequential); },   [&] { Swap(0, 1); },
@@ -216,14 +240,86 @@ TEST_F(NamedViews, ASequenceRunsUntilTheUserChooses) {
     EXPECT_FALSE(isRunning());
 }
 
+// Two programs on one file of settings, each of which saves what the other does not know yet.
+TEST_F(NamedViews, TwoProgramsLoseNoView) {
+    RegistryApp app;
+    app.databasePath = folder.File("settings.db");
+    COrvoRegistry settings[2];
+    std::vector<ViewList> lists;
+    for (COrvoRegistry& each : settings) {
+        each.InitRegistry(false, app);
+        lists.emplace_back(each);
+        EXPECT_TRUE(lists.back().Load());
+    }
+    const auto view = [](const std::string& name, int style) {
+        NamedView made;
+        made.name = name;
+        made.style = style;
+        return made;
+    };
+    lists[0].Put(view("Night", 2));
+    lists[1].Put(view("Day", 3));
+    lists[1].Put(view("Dusk", 4));
+    lists[0].Put(view("Dawn", 5));
+    lists[0].Set({view("Dawn", 5), view("Late", 2)});  // "Night" has another name now
+    for (COrvoRegistry& each : settings) {
+        EXPECT_TRUE(each.Close());
+    }
+    COrvoRegistry later;
+    later.InitRegistry(false, app);
+    ViewList list(later);
+    EXPECT_TRUE(list.Load());
+    std::vector<std::string> names;
+    for (const NamedView& each : list.All()) {
+        names.push_back(each.name);
+    }
+    EXPECT_THAT(names, testing::UnorderedElementsAre("Day", "Dusk", "Dawn", "Late"));
+    // As they were all kept in one value.
+    const QByteArray together = WriteViews({view("Old", 2), view("Day", 6)});
+    later.WriteProfileBinary("Views", "List",
+                             {reinterpret_cast<const std::uint8_t*>(together.constData()),
+                              static_cast<std::size_t>(together.size())});
+    EXPECT_TRUE(list.Load());
+    EXPECT_EQ(list.All().size(), 5u);
+    EXPECT_EQ(list.Find("Day")->style, 3);
+}
+
+// Ctrl with a digit is the view's where there is one; the preset has Alt with it.
+TEST_F(NamedViews, ADigitWithAltGoesToThePreset) {
+    FakeRecorder recorder("Hall", 1);
+    recorder.SetDocument("command=16", kvtest::HttpReply(200, "OK", "19"));
+    recorder.SetDocument("Recording.MediaProperty", kvtest::HttpReply(200, "OK", "\n<audio_enabled>\n"));
+    recorder.SetDocument("command=15", kvtest::HttpReply(200, "OK", "002044761746503412642"));
+    recorder.SetDocument("command=12", kvtest::HttpReply(200, "OK", "0"));
+    recorder.SetStream(kvtest::SomePictures());
+    Open(recorder.Port());
+    ASSERT_TRUE(PumpUntil([&] { return console->Parts().controls.Get(kCmdPresetFirst + 1).shown; }));
+    ASSERT_TRUE(Views().Save("Night"));
+    const auto sent = [&](int preset) {
+        return recorder.CountHeads("command=12&arg=" + std::to_string(preset) + " ");
+    };
+    PressKey(*console, Qt::Key_1, Qt::AltModifier);
+    EXPECT_TRUE(PumpUntil([&] { return sent(0) == 1; }));
+    Command(kCtl4Channels);
+    PressKey(*console, Qt::Key_1, Qt::ControlModifier);
+    PressKey(*console, Qt::Key_2, Qt::ControlModifier);  // there is one view
+    EXPECT_TRUE(PumpUntil([&] { return sent(1) == 1; }));
+    EXPECT_EQ(Views().Current(), "Night");
+    EXPECT_EQ(sent(0), 1);
+}
+
 TEST_F(NamedViews, TheDialogSavesNamesOrdersAndDeletes) {
     FakeRecorder recorder("Hall", 9);
     Open(recorder.Port());
     ViewsDialog* dialog = OpenDialog();
     ASSERT_NE(dialog, nullptr);
     EXPECT_FALSE(dialog->findChild<QPushButton*>("newSequence")->isEnabled());
+    auto& hint = *dialog->findChild<QLabel*>("emptyHint");
+    EXPECT_TRUE(hint.isVisible());
+    EXPECT_THAT(hint.text().toStdString(), HasSubstr("Save present view"));
     Click(*dialog, "save");
     TypeName(*dialog, "  Night   shift ");
+    EXPECT_FALSE(hint.isVisible());
     Click(*dialog, "save");
     TypeName(*dialog, "Night shift");  // taken
     EXPECT_THAT(Names(*dialog), ElementsAre("Night shift", "Night shift (2)"));
@@ -305,16 +401,72 @@ TEST_F(NamedViews, FilesOfNonsenseChangeNothing) {
     Close();
     const std::string nonsense = good.left(good.size() / 2).toStdString();
     const auto bytes = std::as_bytes(std::span(nonsense));
-    Registry().WriteProfileBinary("Views", "List",
+    Registry().WriteProfileBinary("Views\\Each\\of another", "View",
                                   {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
     Open(recorder.Port());
     auto* const box = console->findChild<QMessageBox*>();
     ASSERT_NE(box, nullptr);
     EXPECT_THAT(box->text().toStdString(), HasSubstr("kept aside"));
     box->close();
-    EXPECT_THAT(console->ViewNames(), IsEmpty());
-    EXPECT_EQ(Registry().GetProfileBinarySize("Views", "Aside1"), nonsense.size());
+    const auto aside = Registry().GetSections("Views\\Aside");
+    ASSERT_EQ(aside.size(), 1u);
+    EXPECT_EQ(Registry().GetProfileBinarySize("Views\\Aside\\" + aside[0], "View"), nonsense.size());
+    EXPECT_THAT(console->ViewNames(), testing::StrEq("Night")) << "what can be read stays";
     Close();
     Open(recorder.Port());
     EXPECT_EQ(console->findChild<QMessageBox*>(), nullptr);
+}
+
+namespace {
+
+class ViewSequence : public kvtest::SettingsTest {
+protected:
+    void Elapse(std::int64_t seconds) {
+        wall.timers.Elapse(seconds * 1000, [this](std::uint32_t id) {
+            if (id == kTimerViewStep) {
+                views.OnStepTimer();
+            }
+        });
+    }
+    int Style() const { return wall.view.GetStyle(); }
+
+    kvtest::LoneWall wall{9};
+    MenuSpots spots{wall.desk, wall.buttons, wall.cells};
+    ScreenController screens{wall.desk, wall.commands, wall.wallEvents, wall.controls, wall.view};
+    SequentialMode sequential{wall.desk, wall.timers, spots, wall.controls, wall.view, wall.settings};
+    ViewSwitch views{wall.desk,  wall.commands, wall.timers,  wall.controls, wall.view,
+                     sequential, screens,       wall.cameras, wall.recorders};
+};
+
+}  // namespace
+
+// Each view stands as long as its step says; a view that is gone takes no time.
+TEST_F(ViewSequence, TheStepsTakeTheirTimes) {
+    wall.view.ViewStyleChanged(VIEW_STYLE_4CH);
+    ASSERT_TRUE(views.Save("Four"));
+    wall.view.ViewStyleChanged(VIEW_STYLE_9CH);
+    ASSERT_TRUE(views.Save("Nine"));
+    std::vector<NamedView> all = views.List().All();
+    NamedView tour;
+    tour.name = "Tour";
+    tour.steps = {{"Four", 600}, {"Gone", 600}, {"Nine", 900}};
+    all.push_back(tour);
+    views.List().Set(all);
+    ASSERT_TRUE(views.Open("Tour"));
+    const std::pair<int, ViewStyle> times[] = {{599, VIEW_STYLE_4CH},
+                                               {1, VIEW_STYLE_9CH},
+                                               {899, VIEW_STYLE_9CH},
+                                               {1, VIEW_STYLE_4CH},
+                                               {600, VIEW_STYLE_9CH}};
+    for (const auto& [seconds, style] : times) {
+        Elapse(seconds);
+        EXPECT_EQ(Style(), style) << &seconds - &times[0].first;
+    }
+    Elapse(1500 * 100 + 900);  // a night
+    EXPECT_EQ(Style(), VIEW_STYLE_4CH);
+    // Its last view is deleted: the sequence ends, and the wall stays.
+    views.List().Set({all[2]});
+    Elapse(600);
+    EXPECT_EQ(views.Sequence(), "");
+    EXPECT_EQ(Style(), VIEW_STYLE_4CH);
 }

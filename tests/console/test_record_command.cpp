@@ -2,9 +2,12 @@
 #include <gmock/gmock.h>
 
 #include "channel/base/cam_commands.h"
+#include "channel/command/command_results.h"
 #include "console/camera/record_command.h"
 #include "console/ports/console_messages.h"
 #include "console/wall/busy_state.h"
+#include "console/wall/feedback_line.h"
+#include "feedback_reader.h"
 #include "lone_wall.h"
 
 using namespace kvmon;
@@ -22,7 +25,10 @@ protected:
 
     kvtest::LoneWall wall{2};
     BusyState busy{wall.desk, wall.timers, wall.controls, wall.view};
-    RecordCommand record{wall.active, wall.cells, wall.timers, busy, wall.controls};
+    std::string Said() { return kvtest::FeedbackText(wall.desk.window); }
+
+    FeedbackLine feedback{wall.desk, wall.timers, wall.view};
+    RecordCommand record{wall.active, wall.cells, wall.timers, busy, wall.controls, feedback};
 };
 
 }  // namespace
@@ -32,21 +38,24 @@ TEST_F(RecordCommandTest, AnOrderIsShownAndWaitedForAndARefusalTakenBack) {
     EXPECT_TRUE(IsLit());
     EXPECT_TRUE(busy.IsBusy());
     EXPECT_EQ(wall.timers.Period(kTimerManualRecording), 3000);
-    record.OnRecordingResult(false, 1);  // of another cell
-    record.OnRecordingResult(false, 7);
+    record.OnRecordingResult(RecordingResult::NotOk, 1);  // of another cell
+    record.OnRecordingResult(RecordingResult::NotOk, 7);
     EXPECT_TRUE(IsLit());
-    record.OnRecordingResult(false, 0);
+    record.OnRecordingResult(RecordingResult::NotOk, 0);
     EXPECT_FALSE(IsLit());
+    EXPECT_EQ(Said(), "Camera 0: the recorder refused");
     Click();
     EXPECT_TRUE(IsLit()) << "it does not record, so that it is to begin";
 
     // Accepted counts before the recorder tells: the next click ends it.
-    record.OnRecordingResult(true, 0);
+    record.OnRecordingResult(RecordingResult::Done, 0);
+    EXPECT_EQ(Said(), "Camera 0: recording has begun");
     EXPECT_TRUE(record.IsRecording(wall.active.Camera()));
     Click();
     EXPECT_FALSE(IsLit());
     const int before = wall.desk.cursorRefreshes;
     record.OnRecordingWaitEnd();
+    EXPECT_EQ(Said(), "Camera 0: no answer from the recorder");
     EXPECT_FALSE(busy.IsBusy() || wall.timers.IsTimerSet(kTimerManualRecording));
     EXPECT_GT(wall.desk.cursorRefreshes, before);
 }

@@ -250,8 +250,11 @@ TEST_F(SessionEnd, ARecorderWithoutChannelsHasAViewOfItsOwn) {
     FakeRecorder first("Hall", 0), second("Yard", 2);
     Open(first.Port());
     EXPECT_FALSE(console->IsWaitShown());
-    EXPECT_TRUE(PumpUntil([&] { return Notice() == "The recorder Hall has no channels."; }))
-        << Notice().toStdString();
+    EXPECT_TRUE(PumpUntil([&] {
+        return Notice() ==
+               "The recorder Hall has no channels.\nAdd cameras at the recorder. They appear here by "
+               "themselves.";
+    })) << Notice().toStdString();
     EXPECT_TRUE(console->Parts().controls.IsPressed(StyleButtonId(VIEW_STYLE_4CH)));
     Post(kCtlOptions);
     ASSERT_TRUE(Visible<QDialog>("settingsDialog") != nullptr);

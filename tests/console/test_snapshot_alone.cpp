@@ -3,20 +3,31 @@
 #include <sys/resource.h>
 
 #include <QtCore/QScopeGuard>
+#include <QtGui/QClipboard>
 #include <QtGui/QImage>
+#include <QtWidgets/QAbstractButton>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QCheckBox>
 #include <QtWidgets/QFileDialog>
+#include <QtWidgets/QLabel>
+#include <QtWidgets/QListWidget>
 #include <QtWidgets/QMessageBox>
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
 
 #include "console/camera/snapshot_command.h"
+#include "console/camera/snapshot_gallery.h"
+#include "console/ports/console_messages.h"
+#include "console/wall/cell_flash.h"
+#include "console/wall/feedback_line.h"
+#include "feedback_reader.h"
 #include "lone_wall.h"
 #include "open_dialog.h"
 #include "settings_fixture.h"
 #include "support/qt_pump.h"
+#include "support/qt_user_input.h"
+#include "support/silent_site.h"
 
 using namespace kvmon;
 using kvtest::FindOpen;
@@ -43,17 +54,27 @@ protected:
         }
         return names;
     }
-    void ExpectFailure(const std::string& numbers) {
+    void ExpectFailure(const std::string& numbers, const std::string& words) {
         ASSERT_TRUE(PumpUntil([&] { return !wall.desk.messages.empty(); }));
         EXPECT_THAT(wall.desk.messages,
-                    ElementsAre(HasSubstr("Error: Take snapshot failed(" + numbers + ").")));
+                    ElementsAre(testing::AllOf(HasSubstr("Error: Take snapshot failed(" + numbers + ")."),
+                                               HasSubstr(words))));
         wall.desk.messages.clear();
         EXPECT_THAT(Files(), IsEmpty());
     }
 
     const std::string shots = folder.File("my shots");
+    std::string Said() { return kvtest::FeedbackText(wall.desk.window); }
+    QAbstractButton* Link(const std::string& text) { return kvtest::FeedbackButton(wall.desk.window, text); }
+
+    class DesktopSite final : public kvtest::SilentSite {
+        bool HasDesktop() const override { return true; }
+    };
     kvtest::LoneWall wall{1};
-    SnapshotCommand command{wall.desk, wall.active, wall.settings, wall.clock};
+    DesktopSite site;
+    FeedbackLine feedback{wall.desk, wall.timers, wall.view};
+    CellFlash flash{wall.timers};
+    SnapshotCommand command{wall.desk, wall.active, wall.settings, feedback, flash, site, wall.clock};
 };
 
 }  // namespace
@@ -73,10 +94,10 @@ TEST_F(SnapshotCommandTest, AFolderThatCannotBeWrittenAndAFullDiskAreToldOf) {
     Options().bSaveSnapshotAsJpeg = false;
     Options().strSnapshotFolder = "/proc/none";
     Take();
-    ExpectFailure("2.0");  // no picture
+    ExpectFailure("2.0", "no picture yet");  // no picture
     wall.ShowPicture(200);
     Take();
-    ExpectFailure("1." + std::to_string(ENOENT));
+    ExpectFailure("1." + std::to_string(ENOENT), "not there and cannot be made: /proc/none");
 
     Options().strSnapshotFolder = shots;
     // No file may grow beyond this, as on a disk that is full but for a little.
@@ -90,7 +111,20 @@ TEST_F(SnapshotCommandTest, AFolderThatCannotBeWrittenAndAFullDiskAreToldOf) {
         std::signal(SIGXFSZ, before);
     });
     Take();
-    ExpectFailure("4." + std::to_string(EFBIG));
+    ExpectFailure("4." + std::to_string(EFBIG), "cannot be written to this folder: " + shots);
+
+    // The picture is not lost: it can be saved elsewhere, or copied.
+    ::setrlimit(RLIMIT_FSIZE, &old);
+    EXPECT_THAT(Said(), HasSubstr(shots));
+    ASSERT_NE(Link("Copy"), nullptr);
+    ASSERT_NE(Link("Save as..."), nullptr);
+    kvtest::PressKey(*Link("Save as..."), Qt::Key_Return);
+    Pump();
+    ASSERT_NE(FindOpen<QFileDialog>(), nullptr);
+    emit FindOpen<QFileDialog>()->fileSelected(QString::fromStdString(shots + "/kept.bmp"));
+    FindOpen<QFileDialog>()->reject();
+    ASSERT_TRUE(PumpUntil([&] { return Files() == std::vector<std::string>{"kept.bmp"}; }));
+    EXPECT_EQ(QImage(QString::fromStdString(shots + "/kept.bmp")).pixel(100, 100), qRgb(200, 200, 200));
 }
 
 TEST_F(SnapshotCommandTest, AsksForTheNameWhenToldTo) {
@@ -115,19 +149,126 @@ TEST_F(SnapshotCommandTest, TheEndWaitsForWhatIsBeingWritten) {
     wall.ShowPicture(200);
     const auto picture = std::make_shared<const Snapshot>(*wall.cells.Get(0)->View().TakeSnapshot("stamp"));
     {
-        SnapshotWriter writer(wall.desk);
+        std::vector<SnapshotFailure> failures;
+        SnapshotWriter writer([&](const SnapshotOrder&, const SnapshotFailure& failure) {
+            if (failure) {
+                failures.push_back(failure);
+            }
+        });
         for (int i = 0; i < 4; ++i) {
             writer.Write({picture, {}, shots + "/n" + std::to_string(i) + ".bmp", SnapshotFormat::Bmp});
         }
-        EXPECT_THAT(wall.desk.messages, IsEmpty());
+        EXPECT_THAT(failures, IsEmpty());
         writer.Write({picture, {}, shots + "/more.bmp", SnapshotFormat::Bmp});
-        EXPECT_THAT(wall.desk.messages, ElementsAre(HasSubstr("Take snapshot failed(5.0).")))
-            << "a disk that is this slow is told of";
+        ASSERT_EQ(failures.size(), 1u) << "a disk that is this slow is told of";
+        EXPECT_EQ(failures[0].step, SnapshotStep::Queue);
     }
     for (int i = 0; i < 4; ++i) {
         EXPECT_EQ(QImage(QString::fromStdString(shots + "/n" + std::to_string(i) + ".bmp")).size(),
                   QSize(320, 200));
     }
+}
+
+// A flash at the click; then the line, whose links work by the keyboard; it goes by itself, but not from
+// under the pointer or the keyboard.
+TEST_F(SnapshotCommandTest, ASnapshotFlashesAndIsTold) {
+    Options().bSaveSnapshotAsJpeg = false;
+    wall.desk.window.resize(900, 600);
+    wall.desk.window.show();
+    QWidget& cell = *wall.cells.Get(0);
+    cell.setGeometry(0, 0, 320, 240);
+    wall.ShowPicture(60);
+    Pump();
+    const auto middle = [&] { return qGray(cell.grab().toImage().pixel(160, 120)); };
+    const int before = middle();
+    Take();
+    EXPECT_GT(middle(), before + 60);
+    EXPECT_TRUE(wall.timers.IsTimerSet(kTimerFlash));
+    flash.End();
+    EXPECT_EQ(middle(), before);
+    ASSERT_TRUE(PumpUntil([&] { return !Said().empty(); }));
+    EXPECT_THAT(Said(), testing::MatchesRegex("Saved: Hall - Camera 1 .*\\.bmp"));
+    ASSERT_NE(Link("Open folder"), nullptr);
+    EXPECT_NE(Link("Today's snapshots"), nullptr);
+
+    feedback.Focus();
+    EXPECT_EQ(wall.desk.window.focusWidget(), Link("Open folder"));
+    feedback.OnTimer();
+    EXPECT_NE(Said(), "") << "somebody is about to use it";
+    kvtest::PressKey(*Link("Open folder"), Qt::Key_Right);
+    EXPECT_EQ(wall.desk.window.focusWidget(), Link("Copy"));
+    kvtest::PressKey(*Link("Copy"), Qt::Key_Space);
+    const QImage copied = QGuiApplication::clipboard()->image();
+    ASSERT_EQ(copied.size(), QSize(320, 200));
+    EXPECT_EQ(copied.pixel(10, 10), qRgb(60, 60, 60));
+    EXPECT_EQ(Said(), "");
+
+    Take();
+    ASSERT_TRUE(PumpUntil([&] { return Link("Open folder") != nullptr; }));
+    const int rooms = wall.desk.roomsMade;
+    kvtest::ClickAt(*Link("Open folder"), {8, 8});
+    EXPECT_EQ(wall.desk.roomsMade, rooms + 1);
+    feedback.Say("Something else");
+    const auto fire = [&](std::uint32_t id) { id == kTimerFeedback ? feedback.OnTimer() : flash.End(); };
+    wall.timers.Elapse(kFeedbackTime.count() - 1, fire);
+    EXPECT_EQ(Said(), "Something else");
+    wall.timers.Elapse(1, fire);
+    EXPECT_EQ(Said(), "");
+}
+
+// Those of the day, the newest first, as small pictures; what is not a picture does no harm.
+TEST_F(SnapshotCommandTest, TheGalleryShowsOpensCopiesAndThrowsAway) {
+    Options().bSaveSnapshotAsJpeg = false;
+    std::filesystem::create_directory(folder.File("data"));
+    ::setenv("XDG_DATA_HOME", folder.File("data").c_str(), 1);  // with the trash
+    const auto before = qScopeGuard([] { ::unsetenv("XDG_DATA_HOME"); });
+    command.OpenGallery();
+    auto* const gallery = FindOpen<SnapshotGallery>();
+    ASSERT_NE(gallery, nullptr);
+    auto& list = *gallery->findChild<QListWidget*>("snapshots");
+    auto& hint = *gallery->findChild<QLabel*>("emptyHint");
+    ASSERT_TRUE(PumpUntil([&] { return hint.text().contains("Press S"); }));
+    EXPECT_TRUE(hint.isVisible());
+    for (const int grey : {40, 200}) {
+        wall.ShowPicture(static_cast<std::uint8_t>(grey));
+        Take();
+        wall.clock.Advance(Milliseconds(1000));
+    }
+    ASSERT_TRUE(PumpUntil([&] { return list.count() == 2; }));
+    EXPECT_FALSE(hint.isVisible());
+    EXPECT_EQ(gallery->findChild<QLabel*>("count")->text(), "2 snapshots");
+    // As it is drawn: the whole picture, with its words below.
+    const auto greyOf = [&](int row) {
+        list.clearSelection();  // it is tinted, and each reading selects a row
+        const QRect place = list.visualItemRect(list.item(row));
+        const QImage drawn = list.viewport()->grab().toImage();
+        const int foot = place.top() + kThumbnailSize.height() - 20;
+        return place.bottom() > foot + 40 ? qGray(drawn.pixel(place.center().x(), foot)) : -1;
+    };
+    EXPECT_TRUE(PumpUntil([&] { return std::abs(greyOf(0) - 200) < 4 && std::abs(greyOf(1) - 40) < 4; }))
+        << greyOf(0) << " " << greyOf(1);
+    EXPECT_LE(list.item(0)->icon().actualSize({1000, 1000}).width(), kThumbnailSize.width());
+
+    list.setCurrentRow(1);
+    kvtest::PressKey(list, Qt::Key_C, Qt::ControlModifier);
+    ASSERT_TRUE(PumpUntil([&] { return gallery->findChild<QLabel*>("message")->text() == "Copied."; }));
+    EXPECT_EQ(QGuiApplication::clipboard()->image().pixel(10, 10), qRgb(40, 40, 40));
+    kvtest::PressKey(list, Qt::Key_Delete);
+    ASSERT_TRUE(PumpUntil([&] { return list.count() == 1; }));
+    EXPECT_EQ(Files().size(), 1u);
+    EXPECT_TRUE(std::filesystem::exists(folder.File("data/Trash/files"))) << "it can be got back";
+    EXPECT_EQ(gallery->findChild<QLabel*>("count")->text(), "1 snapshot");
+    EXPECT_NEAR(greyOf(0), 200, 3);
+
+    // Not of the day, no picture, and a file that went meanwhile.
+    const std::string old = shots + "/Hall - Camera 1 2020-01-01-00-00-00.bmp";
+    std::filesystem::copy_file(shots + "/" + Files()[0], old);
+    std::filesystem::last_write_time(old,
+                                     std::filesystem::file_time_type::clock::now() - std::chrono::hours(48));
+    gallery->Load();
+    ASSERT_TRUE(PumpUntil([&] { return list.count() == 1; }));
+    gallery->reject();
+    Pump();
 }
 
 TEST_F(SnapshotCommandTest, ALowIntegrityProcessTellsAndSavesToItsOwnFolder) {

@@ -68,7 +68,7 @@ TEST_F(StatusLineTest, FollowsTheConnectionAndIsReadAloud) {
     EXPECT_EQ(accessible->text(QAccessible::Name), Line().text());
     EXPECT_EQ(accessible->role(), QAccessible::StaticText);
     Command(kCtlFirstStyle);
-    EXPECT_TRUE(Says("Connected to Hall - 0 of 1 channels on this page live"));
+    EXPECT_TRUE(Says("Connected to Hall - 0 of 1 channel on this page live"));
     console->resize(1300, 900);
     EXPECT_EQ(Line().geometry(), SkinStatusRect(QSize(1300, 900)));
     recorder.reset();

@@ -13,6 +13,7 @@
 #include <set>
 
 #include "console/camera/cell_menu.h"
+#include "console/camera/snapshot_gallery.h"
 #include "console/dialogs/interval_dialog.h"
 #include "console/dialogs/message_box.h"
 #include "console/dialogs/pip_dialog.h"
@@ -209,7 +210,14 @@ TEST_F(LanguageFit, DialogsOfSettings) {
         night.name = "Night shift";
         ViewsDialog views({tour, night}, night, nullptr);
         ExpectFitsWith(views, *views.findChild<QLabel*>(QStringLiteral("message")),
-                       {7112, 7113, 7114, 7115, 7116});
+                       {7112, 7113, 7114, 7115, 7116, 7450, 7451, 7452});
+        ViewsDialog noViews({}, night, nullptr);
+        ExpectFits(noViews);
+        RecorderListDialog noRecorders({server}, nullptr);
+        ExpectFits(noRecorders);
+        SnapshotGallery gallery("/nonexistent", clock, nullptr);
+        ExpectFitsWith(gallery, *gallery.findChild<QLabel*>(QStringLiteral("message")), {7418, 7419, 7420});
+        ExpectFitsWith(gallery, *gallery.findChild<QLabel*>(QStringLiteral("emptyHint")), {7415, 7417});
         PipDialog pip({}, {0, 1, 2, 3}, 3, nullptr);
         ExpectFits(pip);
         IntervalDialog interval(3600, nullptr);
@@ -224,6 +232,14 @@ TEST_F(LanguageFit, MessagesAndWaits) {
         for (const std::uint32_t id : {3566u, 4013u, 4016u, 5036u, 5037u, 6300u, 57349u, 57350u, 57426u}) {
             QWidget owner;
             OpenMessageBox(&owner, FillPattern(LoadString(id), {"192.168.100.200", "65535", "Gate"}), "");
+            ExpectFits(*owner.findChild<QMessageBox*>());
+        }
+        for (const std::uint32_t id : {7405u, 7406u, 7407u, 7408u, 7409u, 7410u}) {
+            QWidget owner;
+            OpenMessageBox(&owner,
+                           FillPattern(LoadString(57426), {"4", "28"}) + "\n\n" +
+                               FillPattern(LoadString(id), {"/home/operator/Documents/Snapshot"}),
+                           "");
             ExpectFits(*owner.findChild<QMessageBox*>());
         }
         for (const std::uint32_t id : {1103u, 1104u, 1106u, 1107u, 1108u}) {

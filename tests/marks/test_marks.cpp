@@ -17,7 +17,7 @@
 #include "console_fixture.h"
 #include "menu_entries.h"
 #include "recorder_process.h"
-#include "skin/palette.h"
+#include "skin/skin_colours.h"
 #include "skin/xskin_od_button.h"
 #include "support/fake_recorder.h"
 #include "support/qt_user_input.h"
@@ -35,7 +35,7 @@ namespace {
 
 // As they stand on the dark strip of a cell that is not the active one.
 constexpr QRgb kStrip = qRgb(81, 79, 84);
-constexpr QRgb kRed = qRgb(240, 70, 64);
+constexpr QRgb kRed = qRgb(255, 118, 108);
 constexpr QRgb kAmber = qRgb(250, 196, 70);
 constexpr QRgb kGreen = qRgb(126, 205, 110);
 constexpr QRgb kBlue = qRgb(110, 186, 240);
@@ -109,7 +109,7 @@ protected:
     // The record button's sign has the live red, which the one at rest has not.
     bool IsLit() {
         const QImage image = console->GetButton(kCtlRecord)->grab().toImage();
-        return Count(image, [](QRgb pixel) { return Near(pixel, palette::kRecord); }) > 12;
+        return Count(image, [](QRgb pixel) { return Near(pixel, ColoursOf(SkinLook::Dark).record); }) > 12;
     }
     QRgb Dot() {
         auto* const line = console->findChild<QLabel*>("statusLine");

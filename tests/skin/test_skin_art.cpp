@@ -5,12 +5,14 @@
 
 #include "skin/background.h"
 #include "skin/button_art.h"
-#include "skin/palette.h"
+#include "skin/skin_colours.h"
 #include "skin/xskin_dialog.h"
 #include "skin/xskin_od_button.h"
 
 namespace kvmon {
 namespace {
+
+const SkinColours& kColours = ColoursOf(SkinLook::Dark);
 
 struct Sized {
     int id;
@@ -28,7 +30,9 @@ constexpr Sized kButtons[] = {
 };
 
 QImage Picture(int id, QSize size, double scale, ButtonLook look, bool checked) {
-    return RenderButton(id, size, scale, look, checked).toImage().convertToFormat(QImage::Format_ARGB32);
+    return RenderButton(id, size, scale, look, checked, kColours)
+        .toImage()
+        .convertToFormat(QImage::Format_ARGB32);
 }
 
 std::string Bytes(const QImage& image) {
@@ -80,10 +84,10 @@ TEST(ButtonArt, IsDrawnForTheScaleAndNotStretched) {
         EXPECT_EQ(two.size(), size * 2);
         EXPECT_NE(Bytes(two), Bytes(one.scaled(size * 2).convertToFormat(QImage::Format_ARGB32))) << id;
     }
-    EXPECT_EQ(RenderButton(1653, {63, 43}, 1.5, ButtonLook::kNormal, false).size(), QSize(95, 65));
-    EXPECT_TRUE(RenderButton(1653, {0, 0}, 1, ButtonLook::kNormal, false).isNull());
+    EXPECT_EQ(RenderButton(1653, {63, 43}, 1.5, ButtonLook::kNormal, false, kColours).size(), QSize(95, 65));
+    EXPECT_TRUE(RenderButton(1653, {0, 0}, 1, ButtonLook::kNormal, false, kColours).isNull());
     EXPECT_FALSE(HasButtonArt(9999));
-    EXPECT_FALSE(RenderButton(9999, {20, 20}, 1, ButtonLook::kNormal, false).isNull());
+    EXPECT_FALSE(RenderButton(9999, {20, 20}, 1, ButtonLook::kNormal, false, kColours).isNull());
 }
 
 TEST(ButtonArt, AButtonAsksForABitmapOnceForAStateAndSize) {
@@ -91,9 +95,9 @@ TEST(ButtonArt, AButtonAsksForABitmapOnceForAStateAndSize) {
     button.resize(63, 43);
     int asked = 0;
     button.SetBitmaps(
-        [&asked](QSize size, double, ButtonLook, bool) {
+        [&asked](QSizeF size, double, ButtonLook, bool) {
             ++asked;
-            QPixmap bitmap(size);
+            QPixmap bitmap(size.toSize());
             bitmap.fill(Qt::red);
             return bitmap;
         },
@@ -114,14 +118,14 @@ TEST(Background, WellAndPanelReachWhereTheyShould) {
     for (const QSize size : {QSize(1000, 680), QSize(1600, 1000)}) {
         QImage picture(size, QImage::Format_RGB32);
         QPainter painter(&picture);
-        DrawSkinBackground(painter, size);
+        DrawSkinBackground(painter, size, kColours);
         painter.end();
         const QRect view = SkinViewRect(size);
-        EXPECT_EQ(picture.pixel(view.topLeft()), palette::kWell);
-        EXPECT_EQ(picture.pixel(view.bottomRight()), palette::kWell);
-        EXPECT_NE(picture.pixel(view.bottomRight() + QPoint(4, 4)), palette::kWell);
+        EXPECT_EQ(picture.pixel(view.topLeft()), kColours.well);
+        EXPECT_EQ(picture.pixel(view.bottomRight()), kColours.well);
+        EXPECT_NE(picture.pixel(view.bottomRight() + QPoint(4, 4)), kColours.well);
         const QRect panel = SkinPanelRect(size);
-        EXPECT_EQ(picture.pixel(panel.bottomRight() - QPoint(8, 4)), palette::kPanel);
+        EXPECT_EQ(picture.pixel(panel.bottomRight() - QPoint(8, 4)), kColours.panel);
         EXPECT_TRUE(QRect(QPoint(), size).contains(panel));
         EXPECT_TRUE(QRect(QPoint(), size).contains(SkinStatusRect(size)));
         EXPECT_FALSE(SkinStatusRect(size).intersects(view));
@@ -131,12 +135,12 @@ TEST(Background, WellAndPanelReachWhereTheyShould) {
 TEST(Background, TheDialogRedrawsItForANewSize) {
     CXSkinDialog dialog;
     dialog.resize(kSkinSize);
-    EXPECT_EQ(dialog.grab().toImage().pixel(400, 300), palette::kWell);
+    EXPECT_EQ(dialog.grab().toImage().pixel(400, 300), kColours.well);
     dialog.resize(1400, 900);
     const QImage picture = dialog.grab().toImage();
     const double scale = dialog.devicePixelRatioF();
     EXPECT_EQ(picture.size(), QSize(1400, 900) * scale);
-    EXPECT_EQ(picture.pixel((QPointF(1150, 800) * scale).toPoint()), palette::kWell);
+    EXPECT_EQ(picture.pixel((QPointF(1150, 800) * scale).toPoint()), kColours.well);
 }
 
 }  // namespace

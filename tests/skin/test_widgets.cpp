@@ -14,7 +14,6 @@
 #include "skin/bc_menu.h"
 #include "skin/dialog_style.h"
 #include "skin/ext_combo_box.h"
-#include "skin/palette.h"
 #include "skin/picture_ex.h"
 #include "skin/wait_dlg.h"
 #include "support/qt_user_input.h"
@@ -204,7 +203,7 @@ TEST(WaitDialogEnd, MayBeDeletedInItsOwnEnd) {
 
 TEST(DialogStyle, StatesOfQtsWidgetsAreToldApart) {
     ApplySkin(*static_cast<QApplication*>(QCoreApplication::instance()));
-    EXPECT_EQ(QApplication::palette().color(QPalette::Window), QColor(palette::kPanel));
+    EXPECT_EQ(QApplication::palette().color(QPalette::Window), QColor(ColoursOf(SkinLook::Dark).panel));
     QWidget window;
     const auto differ = [&window](QWidget& widget, const std::function<void()>& change) {
         widget.setParent(&window);

@@ -159,9 +159,11 @@ async function byFinger(page) {
 
   await thereAndBack();
 
-  // A rest without a move is no more than a tap.
+  // A rest without a move opens the cell's menu.
   await rest(1);
   await page.fingers('touchEnd');
+  await page.waitForTimeout(RESTED_MS);
+  await page.keyboard.press('Escape');
   await staysAs(page, '1234');
   await until('the active cell', () => isActive(page, 1));
   await page.touchscreen.tap(...middle(2));

@@ -26,7 +26,7 @@ const pixels = (page, box) => page.evaluate(([x, y, w, h]) =>
   [...document.getElementById('console').canvas.getContext('2d').getImageData(x, y, w, h).data], box);
 
 // The main menu is lighter than the ground that it hides.
-const hasMenu = async (page) => (await pixels(page, [860, 264, 1, 1])).slice(0, 3).reduce((sum, part) => sum + part) > 120;
+const hasMenu = async (page) => (await pixels(page, [860, 264, 1, 1])).slice(0, 3).reduce((sum, part) => sum + part) > 88;
 
 async function open(browser) {
   const page = await browser.newPage({viewport: {width: 1000, height: 760}});

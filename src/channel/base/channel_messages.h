@@ -20,6 +20,7 @@ inline constexpr std::uint32_t kMsgMayDragCell = 11502;       // wParam channel;
 inline constexpr std::uint32_t kMsgDragBegins = 11503;        // wParam channel, lParam screen point
 inline constexpr std::uint32_t kMsgDragMoves = 11504;         // the same
 inline constexpr std::uint32_t kMsgDragEnds = 11505;          // wParam channel
+inline constexpr std::uint32_t kMsgSwipe = 11531;             // lParam 1 a page on, -1 one back
 
 inline constexpr std::uint32_t WM_TALKING_NOTIFY = 16579;  // to the talk dialog; see talk_back.h
 

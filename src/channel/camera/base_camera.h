@@ -219,6 +219,8 @@ public:
     // It records because a user wants it; true when that changed.
     bool SetManualRecording(bool bManual);
     bool IsManualRecording() const;
+    // Why the recorder has not followed the last order to record, in its words; empty for none.
+    std::string GetRecordingFault() const;
     // The recorder is gone: what it told is not shown any more. True when it was.
     bool ForgetStatus();
     bool IsStatusTold() const;

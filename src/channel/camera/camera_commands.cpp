@@ -46,6 +46,10 @@ std::uint32_t CBaseCamera::GetFailedCommands() const {
     return m_core->m_abilities.GetFailedCommands();
 }
 
+std::string CBaseCamera::GetRecordingFault() const {
+    return m_core->m_abilities.GetRecordingFault();
+}
+
 void CBaseCamera::RefreshCameraInfo() {
     Abilities& abilities = m_core->m_abilities;
     const std::uint64_t now = m_core->clock.TickMs();

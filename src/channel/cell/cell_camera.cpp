@@ -34,7 +34,7 @@ void CVideoWnd::RefreshCursor() {
         }
     } else {
         // A camera that has just got an order is shown to be at it.
-        m_pChannelView->setCursor(IsTimerSet(kTimerCursor) ? MovingCursor()
+        m_pChannelView->setCursor(IsTimerSet(kTimerCursor) ? MovingCursor(devicePixelRatioF())
                                                            : QCursor(Qt::PointingHandCursor));
     }
 }

@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "persist/string_table.h"
+#include "skin/skin_colours.h"
 
 namespace kvmon {
 
@@ -47,33 +48,14 @@ const IconRow& RowOf(CellIcon icon) {
 
 constexpr double kUnits = 16.0;
 
-struct Palette {
-    QColor ink;
-    QColor dim;
-    QColor red;
-    QColor amber;
-    QColor green;
-    QColor blue;
-    QColor plate;  // behind what must not be missed
-    QColor onPlate;
-};
-
-// Each set stands out from its strip: the active one is orange, the other dark grey.
-const Palette kOnActive = {QColor(255, 255, 255), QColor(255, 255, 255, 150), QColor(170, 8, 14),
-                           QColor(84, 36, 0),     QColor(10, 92, 32),         QColor(22, 56, 150),
-                           QColor(176, 12, 20),   QColor(255, 255, 255)};
-const Palette kOnInactive = {QColor(172, 172, 176), QColor(172, 172, 176, 130), QColor(240, 70, 64),
-                             QColor(250, 196, 70),  QColor(126, 205, 110),      QColor(110, 186, 240),
-                             QColor(214, 40, 44),   QColor(255, 255, 255)};
-
-void Stroke(QPainter& painter, const QColor& color, double width = 1.6) {
-    painter.setPen(QPen(color, width, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+void Stroke(QPainter& painter, QRgb color, double width = 1.6) {
+    painter.setPen(QPen(QColor(color), width, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
     painter.setBrush(Qt::NoBrush);
 }
 
-void Fill(QPainter& painter, const QColor& color) {
+void Fill(QPainter& painter, QRgb color) {
     painter.setPen(Qt::NoPen);
-    painter.setBrush(color);
+    painter.setBrush(QColor(color));
 }
 
 void Polygon(QPainter& painter, std::initializer_list<QPointF> points) {
@@ -83,13 +65,13 @@ void Polygon(QPainter& painter, std::initializer_list<QPointF> points) {
 }
 
 // A stroke through what is switched off.
-void CrossOut(QPainter& painter, const QColor& red) {
+void CrossOut(QPainter& painter, QRgb red) {
     Stroke(painter, red, 1.8);
     painter.drawLine(QPointF(2.5, 13.5), QPointF(13.5, 2.5));
 }
 
 // Four arrow heads around a hub.
-void DrawPtz(QPainter& painter, const QColor& color) {
+void DrawPtz(QPainter& painter, QRgb color) {
     Fill(painter, color);
     for (int quarter = 0; quarter < 4; ++quarter) {
         painter.save();
@@ -101,7 +83,7 @@ void DrawPtz(QPainter& painter, const QColor& color) {
     painter.drawEllipse(QPointF(8, 8), 1.9, 1.9);
 }
 
-void DrawZoom(QPainter& painter, const QColor& color) {
+void DrawZoom(QPainter& painter, QRgb color) {
     Stroke(painter, color);
     painter.drawEllipse(QPointF(6.8, 6.8), 4.6, 4.6);
     painter.drawLine(QPointF(4.8, 6.8), QPointF(8.8, 6.8));
@@ -110,12 +92,12 @@ void DrawZoom(QPainter& painter, const QColor& color) {
     painter.drawLine(QPointF(10.8, 10.8), QPointF(13.8, 13.8));
 }
 
-void DrawSpeaker(QPainter& painter, const QColor& color) {
+void DrawSpeaker(QPainter& painter, QRgb color) {
     Fill(painter, color);
     Polygon(painter, {{1.8, 5.8}, {4.2, 5.8}, {8.0, 2.6}, {8.0, 13.4}, {4.2, 10.2}, {1.8, 10.2}});
 }
 
-void DrawSoundOn(QPainter& painter, const QColor& color) {
+void DrawSoundOn(QPainter& painter, QRgb color) {
     DrawSpeaker(painter, color);
     Stroke(painter, color, 1.5);
     painter.drawArc(QRectF(6.6, 5.0, 5.0, 6.0), -55 * 16, 110 * 16);
@@ -123,7 +105,7 @@ void DrawSoundOn(QPainter& painter, const QColor& color) {
 }
 
 // The dot of every recording; what a user began stands between two marks.
-void DrawRecording(QPainter& painter, const QColor& color, bool bManual) {
+void DrawRecording(QPainter& painter, QRgb color, bool bManual) {
     Stroke(painter, color, 1.5);
     painter.drawEllipse(QPointF(8, 8), 6.2, 6.2);
     Fill(painter, color);
@@ -136,14 +118,14 @@ void DrawRecording(QPainter& painter, const QColor& color, bool bManual) {
 }
 
 // A camera from the side.
-void DrawCamera(QPainter& painter, const QColor& color) {
+void DrawCamera(QPainter& painter, QRgb color) {
     Fill(painter, color);
     painter.drawRoundedRect(QRectF(1.4, 4.6, 8.8, 6.8), 1.4, 1.4);
     Polygon(painter, {{10.9, 7.2}, {14.6, 4.9}, {14.6, 11.1}, {10.9, 8.8}});
 }
 
 // The one that is told by what is missing: a camera struck through, on a plate of its own.
-void DrawNotConnected(QPainter& painter, const Palette& palette) {
+void DrawNotConnected(QPainter& painter, const StripColours& palette) {
     Fill(painter, palette.plate);
     painter.drawRoundedRect(QRectF(-3.4, 0.4, 22.8, 15.2), 3.0, 3.0);
     DrawCamera(painter, palette.onPlate);
@@ -153,13 +135,13 @@ void DrawNotConnected(QPainter& painter, const Palette& palette) {
     painter.drawLine(QPointF(3.0, 13.6), QPointF(13.0, 2.4));
 }
 
-void DrawEvent(QPainter& painter, const QColor& color) {
+void DrawEvent(QPainter& painter, QRgb color) {
     Fill(painter, color);
     Polygon(painter, {{10.2, 0.8}, {3.2, 9.2}, {7.2, 9.2}, {5.6, 15.2}, {12.8, 6.4}, {8.6, 6.4}});
 }
 
 // A screen with a cross in place of a picture.
-void DrawSignalLoss(QPainter& painter, const Palette& palette) {
+void DrawSignalLoss(QPainter& painter, const StripColours& palette) {
     Fill(painter, palette.plate);
     painter.drawRoundedRect(QRectF(-0.6, 0.4, 17.2, 15.2), 3.0, 3.0);
     Stroke(painter, palette.onPlate, 1.5);
@@ -169,7 +151,7 @@ void DrawSignalLoss(QPainter& painter, const Palette& palette) {
     painter.drawLine(QPointF(5.4, 13.6), QPointF(10.6, 13.6));
 }
 
-void DrawAlarm(QPainter& painter, const QColor& color) {
+void DrawAlarm(QPainter& painter, QRgb color) {
     QPainterPath bell;
     bell.moveTo(3.0, 12.0);
     bell.cubicTo(5.0, 10.4, 3.8, 3.2, 8.0, 3.2);
@@ -185,7 +167,7 @@ void DrawAlarm(QPainter& painter, const QColor& color) {
     painter.drawArc(QRectF(8.8, 2.4, 7.0, 8.4), -5 * 16, 60 * 16);
 }
 
-void DrawMotion(QPainter& painter, const QColor& color) {
+void DrawMotion(QPainter& painter, QRgb color) {
     Fill(painter, color);
     painter.drawEllipse(QPointF(9.8, 2.6), 1.8, 1.8);
     Stroke(painter, color, 1.8);
@@ -195,14 +177,14 @@ void DrawMotion(QPainter& painter, const QColor& color) {
 }
 
 // An arrow into a terminal.
-void DrawInput(QPainter& painter, const QColor& color) {
+void DrawInput(QPainter& painter, QRgb color) {
     Stroke(painter, color);
     painter.drawPolyline(QPolygonF({{9.0, 2.4}, {13.6, 2.4}, {13.6, 13.6}, {9.0, 13.6}}));
     painter.drawLine(QPointF(1.8, 8), QPointF(9.6, 8));
     painter.drawPolyline(QPolygonF({{6.4, 4.8}, {9.6, 8.0}, {6.4, 11.2}}));
 }
 
-void DrawInUnits(QPainter& painter, CellIcon icon, const Palette& palette) {
+void DrawInUnits(QPainter& painter, CellIcon icon, const StripColours& palette) {
     switch (icon) {
         case CellIcon::PtzOn:
             return DrawPtz(painter, palette.ink);
@@ -290,13 +272,13 @@ CellIcon IconOfFlag(StatusFlag flag) {
     return kFlagIcons[static_cast<std::size_t>(flag)];
 }
 
-void DrawCellIcon(QPainter& painter, CellIcon icon, const QRectF& box, bool bActive) {
+void DrawCellIcon(QPainter& painter, CellIcon icon, const QRectF& box, const StripColours& colours) {
     const double side = 15.0;
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
     painter.translate(box.center() - QPointF(side / 2, side / 2));
     painter.scale(side / kUnits, side / kUnits);
-    DrawInUnits(painter, icon, bActive ? kOnActive : kOnInactive);
+    DrawInUnits(painter, icon, colours);
     painter.restore();
 }
 

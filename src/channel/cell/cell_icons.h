@@ -14,6 +14,8 @@ class QRectF;
 
 namespace kvmon {
 
+struct StripColours;
+
 enum class CellIcon {
     PtzOn,
     PtzOff,
@@ -64,7 +66,7 @@ QString CellIconText(CellIcon icon);
 // The icon of a state that is on.
 CellIcon IconOfFlag(StatusFlag flag);
 
-// Draws the icon in the middle of the box, in vectors.
-void DrawCellIcon(QPainter& painter, CellIcon icon, const QRectF& box, bool bActive);
+// Draws the icon in the middle of the box, in vectors, to stand on a strip of these colours.
+void DrawCellIcon(QPainter& painter, CellIcon icon, const QRectF& box, const StripColours& colours);
 
 }  // namespace kvmon

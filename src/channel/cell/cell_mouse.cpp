@@ -1,6 +1,7 @@
 // What the mouse does in a cell: the press that may become a drag, digital zoom, the menu.
-#include <QtWidgets/QApplication>
+#include <QtWidgets/QGesture>
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <utility>
 
@@ -19,6 +20,7 @@ namespace {
 constexpr int kFingerMs = 500;
 constexpr int kPressedMs = 500;
 constexpr WParam kLeftHeld = 1;
+const double kLogOfLevel = std::log(50.0 / 49);  // each level of digital zoom shows 2 % less
 
 // What the cell does with a message beside passing it on.
 struct InputRule {
@@ -88,24 +90,37 @@ bool CVideoWnd::OnInput(const InputMessage& message, CellPart part) {
 // --- the cell by the mouse
 
 // A click into the picture of the active cell turns the camera there: at once where nothing else can come of
-// the press, else when the button is up again.
+// the press, else when the button, or the finger, is up again.
 void CVideoWnd::BeginPress(const CBaseCamera& camera, const InputMessage& message, CellPart part) {
     const QWidget& hit = part == CellPart::View ? static_cast<const QWidget&>(*m_pChannelView) : *this;
     const QPoint screen = hit.mapToGlobal(UnpackPoint(message.lParam));
     const bool bCentre = part == CellPart::View && m_bActive;
     // What the picture's own drag takes, the cell does not.
     const bool bMayDrag = !m_bDragging && TellParent(kMsgMayDragCell, screen) != 0;
-    if (!bMayDrag) {
+    const bool bFinger = (message.wParam & kByFinger) != 0 && !m_bDragging;
+    if (!bMayDrag && !bFinger) {
         if (bCentre) {
             PTZFunction(message.lParam);
         }
         return;
     }
-    const bool bFinger = (message.wParam & kByFinger) != 0;
-    m_press.Begin(screen, bFinger ? CellPress::By::Finger : CellPress::By::Mouse);
+    m_press.Begin(screen, bFinger ? CellPress::By::Finger : CellPress::By::Mouse,
+                  bMayDrag ? CellPress::Cell::MayMove : CellPress::Cell::Stays);
     m_bCentreAtEnd = bCentre && CanClickToCentre(camera);
     if (bFinger) {
         SetTimer(kTimerFinger, kFingerMs);
+    }
+}
+
+// What a finger asks for when it is taken away.
+void CVideoWnd::EndFinger(const QPoint& screen) {
+    const bool bMenu = m_press.IsLongPress(screen);
+    const int nPages = m_press.Swipe(screen);
+    EndDrag(bMenu ? DragEnd::Cancel : DragEnd::Drop, screen);
+    if (m_pParentWnd && bMenu) {
+        m_pParentWnd->SendMessage(WM_CONTEXTMENU, 0, PackPoint(screen));
+    } else if (m_pParentWnd && nPages != 0) {
+        m_pParentWnd->PostMessage(kMsgSwipe, 0, nPages);
     }
 }
 
@@ -134,11 +149,10 @@ bool CVideoWnd::OnPressInput(const InputMessage& message, CellPart part) {
             return step != CellPress::Step::Nothing;
         }
         case WM_LBUTTONUP:
-            if (!bDragging && m_bCentreAtEnd && part == CellPart::View &&
-                (screen - m_press.Start()).manhattanLength() < QApplication::startDragDistance()) {
+            if (m_bCentreAtEnd && part == CellPart::View && m_press.IsClick(screen)) {
                 PTZFunction(message.lParam);
             }
-            EndDrag(DragEnd::Drop, screen);
+            EndFinger(screen);
             return bDragging;
         case WM_RBUTTONDOWN:
         case WM_MBUTTONDOWN:
@@ -228,18 +242,49 @@ bool CVideoWnd::OnZoomInput(CBaseCamera& camera, const InputMessage& message) {
 
 void CVideoWnd::OnZoomWheel(CBaseCamera& camera, const InputMessage& message) {
     const int nLevels = m_wheel.Turn(static_cast<std::int16_t>(message.wParam >> 16 & 0xFFFF));
-    if (nLevels == 0) {
-        return;
+    if (nLevels != 0) {
+        ZoomTo(camera, message.lParam, nLevels);
     }
+}
+
+void CVideoWnd::ZoomTo(CBaseCamera& camera, LParam point, int nLevels) {
     // Beside the picture its nearest point counts.
     const PixelRect drawn = camera.Picture().GetDrawRect();
-    ZoomPoint at = ViewPoint(message.lParam);
+    ZoomPoint at = ViewPoint(point);
     at.x = std::max(std::min(at.x, drawn.right - 1), drawn.left);
     at.y = std::max(std::min(at.y, drawn.bottom - 1), drawn.top);
     camera.DZZoomAt(drawn, at, nLevels);
     m_pChannelView->RefreshZoomLabel();
     RefreshCursor();
     m_hOwner.Post(WM_COMMAND, kCmdRefreshControls, 0);
+}
+
+// Two fingers: what they spread becomes larger, from none to digital zoom and back.
+void CVideoWnd::OnPinch(const QPinchGesture& pinch) {
+    const auto camera = GetCamera();
+    if (pinch.state() == Qt::GestureStarted) {
+        EndDrag(DragEnd::Cancel, {});  // the first finger's press was none
+        m_bDragging = false;
+        m_nPinched = 0;
+    }
+    if (!camera || !camera->IsCameraUsable()) {
+        return;
+    }
+    const int nLevels = static_cast<int>(std::lround(std::log(pinch.totalScaleFactor()) / kLogOfLevel));
+    const int nDelta = nLevels - std::exchange(m_nPinched, nLevels);
+    if (nDelta > 0 && !camera->IsDigitalZoom()) {
+        SetDigitalZoom(true);
+        m_bZoomByPinch = true;
+    }
+    if (nDelta != 0 && camera->IsDigitalZoom()) {
+        const QPoint centre = m_pChannelView->mapFromGlobal(pinch.centerPoint().toPoint());
+        ZoomTo(*camera, PackPoint(centre), nDelta);
+    }
+    const bool bOver = pinch.state() == Qt::GestureFinished || pinch.state() == Qt::GestureCanceled;
+    if (bOver && camera->IsDigitalZoom() && camera->GetDigitalZoomLevel() == 0 &&
+        std::exchange(m_bZoomByPinch, false)) {
+        SetDigitalZoom(false);  // the buttons are the camera's again
+    }
 }
 
 // --- menu and pointer

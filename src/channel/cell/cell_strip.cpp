@@ -9,15 +9,13 @@
 #include "channel/picture/captions.h"
 #include "persist/string_table.h"
 #include "skin/plain_text.h"
+#include "skin/skin_colours.h"
+#include "skin/style_parts.h"
 
 namespace kvmon {
 
 namespace {
 
-constexpr QRgb kGround = qRgb(155, 154, 159);
-constexpr QRgb kActiveFrame = qRgb(229, 145, 72);
-constexpr QRgb kActiveText = qRgb(255, 255, 255);
-constexpr QRgb kInactiveText = qRgb(172, 172, 176);
 constexpr int kCornerRadius = 2;
 
 constexpr int kCaptionLeft = kCellMargin + 1;
@@ -25,6 +23,9 @@ constexpr int kCaptionTop = 3;
 constexpr int kCaptionBottom = 23;
 constexpr int kCaptionGap = 7;
 constexpr int kCaptionTextHeight = 13;
+// Where the rim of a letter lies.
+constexpr std::pair<int, int> kAround[] = {{-1, -1}, {0, -1}, {1, -1}, {-1, 0},
+                                           {1, 0},   {-1, 1}, {0, 1},  {1, 1}};
 
 constexpr std::uint32_t kStrStandsStill = 6815;
 
@@ -55,15 +56,16 @@ void CVideoWnd::paintEvent(QPaintEvent*) {
 }
 
 void CVideoWnd::PaintBorder(QPainter& painter) const {
-    painter.fillRect(rect(), QColor(kGround));
-    // The pen's pixels lie on the rectangle itself, one outside of the inner one.
-    const QRectF frame =
-        QRectF(rect()).adjusted(kCellMargin - 0.5, kCellMargin - 0.5, 0.5 - kCellMargin, 0.5 - kCellMargin);
+    const SkinColours& colours = ColoursOf(*this);
+    painter.fillRect(rect(), QColor(colours.cellGround));
+    // One unit outside of the inner rectangle.
+    const int out = kCellMargin - 1;
+    const style::PixelLine line = style::LineAround(painter, QRectF(rect().adjusted(out, out, -out, -out)));
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(Qt::black, 1));
-    painter.setBrush(QColor(m_bActive ? kActiveFrame : kInactiveFrame));
-    painter.drawRoundedRect(frame, kCornerRadius, kCornerRadius);
+    painter.setPen(QPen(QColor(colours.cellEdge), line.width));
+    painter.setBrush(QColor(Strip().ground));
+    painter.drawRoundedRect(line.rect, kCornerRadius, kCornerRadius);
     painter.restore();
 }
 
@@ -76,7 +78,7 @@ int CVideoWnd::PaintIcon(QPainter& painter) const {
     const int right = width() - kCaptionLeft;
     int left = right;
     for (const PlacedIcon& icon : Icons()) {
-        DrawCellIcon(painter, icon.icon, QRectF(icon.x, kIconTop, icon.width, kIconHeight), m_bActive);
+        DrawCellIcon(painter, icon.icon, QRectF(icon.x, kIconTop, icon.width, kIconHeight), Strip());
         left = icon.x;
     }
     return right - left;
@@ -93,11 +95,26 @@ void CVideoWnd::PaintCaptionText(QPainter& painter, int iconsWidth) const {
     QFont font = painter.font();
     font.setPixelSize(kCaptionTextHeight);
     painter.setFont(font);
-    painter.setPen(QColor(m_bActive ? kActiveText : kInactiveText));
     const QFontMetrics metrics(font);
     const QString text =
         metrics.elidedText(QString::fromStdString(DisplayLine(name)), Qt::ElideRight, place.width());
-    painter.drawText(place, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, text);
+    const StripColours& colours = Strip();
+    const auto draw = [&](QRgb colour, int dx, int dy) {
+        painter.setPen(QColor(colour));
+        painter.drawText(place.translated(dx, dy), Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
+                         text);
+    };
+    if (qAlpha(colours.halo) != 0) {
+        for (const auto& [dx, dy] : kAround) {
+            draw(colours.halo, dx, dy);
+        }
+    }
+    draw(colours.text, 0, 0);
+}
+
+const StripColours& CVideoWnd::Strip() const {
+    const SkinColours& colours = ColoursOf(*this);
+    return m_bActive ? colours.active : colours.inactive;
 }
 
 void CVideoWnd::RepaintStrip() {

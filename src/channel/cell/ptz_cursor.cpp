@@ -11,8 +11,9 @@ namespace {
 constexpr int kSize = 32;
 constexpr double kRing = 3.5;
 
-QPixmap DrawArrows() {
-    QPixmap pixmap(kSize, kSize);
+QPixmap DrawArrows(double scale) {
+    QPixmap pixmap((QSizeF(kSize, kSize) * scale).toSize());
+    pixmap.setDevicePixelRatio(scale);
     pixmap.fill(Qt::transparent);
     QPainterPath arrow;
     arrow.moveTo(0, -14);
@@ -39,9 +40,8 @@ QPixmap DrawArrows() {
 
 }  // namespace
 
-const QCursor& MovingCursor() {
-    static const QCursor cursor(DrawArrows(), kSize / 2, kSize / 2);
-    return cursor;
+QCursor MovingCursor(double scale) {
+    return QCursor(DrawArrows(scale), kSize / 2, kSize / 2);
 }
 
 }  // namespace kvmon

@@ -5,7 +5,7 @@
 
 namespace kvmon {
 
-// Four arrows around a ring. User interface thread only.
-const QCursor& MovingCursor();
+// Four arrows around a ring, for a screen of so many device pixels to a unit.
+QCursor MovingCursor(double scale);
 
 }  // namespace kvmon

@@ -2,6 +2,8 @@
 
 #include <QtGui/QHelpEvent>
 #include <QtWidgets/QApplication>
+#include <QtWidgets/QGesture>
+#include <QtWidgets/QGestureEvent>
 #include <algorithm>
 #include <utility>
 
@@ -45,6 +47,7 @@ CVideoWnd::CVideoWnd(QWidget* parent)
       m_press(QApplication::startDragDistance()) {
     setAttribute(Qt::WA_OpaquePaintEvent);
     m_pChannelView->SetEventWnd(this);
+    grabGesture(Qt::PinchGesture);
 }
 
 CVideoWnd::~CVideoWnd() {
@@ -205,8 +208,7 @@ LParam CVideoWnd::OnMessage(std::uint32_t message, WParam wParam, LParam lParam)
             }
             return 0;
         case kMsgManualRecording:
-            m_hOwner.Post(kMsgManualRecording, wParam == static_cast<WParam>(RecordingResult::Done) ? 1 : 0,
-                          m_uIdx);
+            m_hOwner.Post(kMsgManualRecording, wParam, m_uIdx);
             return 0;
         case WM_TIMER:
             OnTimer(static_cast<std::uint32_t>(wParam));
@@ -225,6 +227,13 @@ bool CVideoWnd::event(QEvent* event) {
         const auto& help = static_cast<const QHelpEvent&>(*event);
         ShowTip(help.pos(), help.globalPos());
         return true;
+    }
+    if (event->type() == QEvent::Gesture) {
+        if (const auto* const pinch = static_cast<const QPinchGesture*>(
+                static_cast<QGestureEvent*>(event)->gesture(Qt::PinchGesture))) {
+            OnPinch(*pinch);
+            return true;
+        }
     }
     const auto input = ToInputMessage(*event);
     if (!input) {

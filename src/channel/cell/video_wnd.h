@@ -16,16 +16,18 @@
 #include "skin/wheel_notches.h"
 #include "skin/window_base.h"
 
+class QPinchGesture;
+
 namespace kvmon {
 
 class CBaseCamera;
 class CChannelView;
 struct InputMessage;
+struct StripColours;
 
 inline constexpr int kCellMargin = 2;
 inline constexpr int kCellTitleHeight = 21;
 inline constexpr int kZoomLevelsOfNotch = 5;  // of the wheel, some 10 %
-inline constexpr std::uint32_t kInactiveFrame = 0xff514f54;
 
 // User interface thread only. A right click, and nothing else of the mouse, asks the parent for the menu:
 // WM_CONTEXTMENU with the point on the screen.
@@ -82,6 +84,7 @@ private:
     enum class DragEnd { Drop, Cancel };
 
     CellState GetState() const;
+    const StripColours& Strip() const;
     void PaintBorder(QPainter& painter) const;
     int PaintIcon(QPainter& painter) const;
     void PaintCaptionText(QPainter& painter, int iconsWidth) const;
@@ -95,9 +98,12 @@ private:
     bool OnInput(const InputMessage& message, CellPart part);
     bool OnZoomInput(CBaseCamera& camera, const InputMessage& message);
     void OnZoomWheel(CBaseCamera& camera, const InputMessage& message);
+    void ZoomTo(CBaseCamera& camera, LParam point, int nLevels);
+    void OnPinch(const QPinchGesture& pinch);
     ZoomPoint ViewPoint(LParam point) const;
     std::optional<ZoomPoint> PlaceInPicture(const CBaseCamera& camera, LParam point) const;
     void BeginPress(const CBaseCamera& camera, const InputMessage& message, CellPart part);
+    void EndFinger(const QPoint& screen);
     bool OnPressInput(const InputMessage& message, CellPart part);
     void EndDrag(DragEnd end, const QPoint& screen);
     LParam TellParent(std::uint32_t message, const QPoint& screen) const;
@@ -122,6 +128,8 @@ private:
     bool m_bCentreAtEnd = false;  // it turns the camera if it was a click
     bool m_bDragging = false;     // the picture, by the left button
     bool m_bMenuPress = false;    // the right button is down and opens the menu
+    int m_nPinched = 0;           // levels that the fingers have turned since they came
+    bool m_bZoomByPinch = false;  // they have switched digital zoom on
     WheelNotches m_wheel{kZoomLevelsOfNotch};
 };
 

@@ -62,4 +62,14 @@ std::optional<PresetRecord> Abilities::TakePresetRecord(std::uint32_t nTicket) {
     return node ? std::optional(std::move(node.mapped())) : std::nullopt;
 }
 
+void Abilities::SetRecordingFault(const std::string& words) {
+    const std::lock_guard lock(m_cs);
+    m_recordingFault = words;
+}
+
+std::string Abilities::GetRecordingFault() const {
+    const std::lock_guard lock(m_cs);
+    return m_recordingFault;
+}
+
 }  // namespace kvmon

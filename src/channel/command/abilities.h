@@ -48,6 +48,10 @@ public:
     std::uint32_t AddPresetRecord(std::uint32_t nIndex, const std::string& name, std::size_t nMost);
     std::optional<PresetRecord> TakePresetRecord(std::uint32_t nTicket);
 
+    // Why the recorder has not followed the last order to record, in its words; empty for none.
+    void SetRecordingFault(const std::string& words);
+    std::string GetRecordingFault() const;
+
     // This user may steer the camera.
     void SetPtzEnabled(bool bEnabled) { m_bPtzEnabled = bEnabled; }
     bool IsPtzEnabled() const { return m_bPtzEnabled; }
@@ -60,6 +64,7 @@ private:
     mutable std::mutex m_cs;
     CameraInfo m_cameraInfo;
     PresetFormat m_presetFormat;
+    std::string m_recordingFault;
     std::map<std::uint32_t, PresetRecord> m_presetRecords;  // by the argument of their command
     std::uint32_t m_nNextPresetRecord = 0;
     std::atomic<bool> m_bCameraInfoLoaded{false};

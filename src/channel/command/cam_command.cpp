@@ -12,6 +12,7 @@
 #include "channel/command/end_stop.h"
 #include "channel/command/ptz_request.h"
 #include "channel/source/stream_source.h"
+#include "platform/outside_text.h"
 
 namespace kvmon {
 
@@ -55,6 +56,7 @@ void SendPtzCmd(const CommandParts& parts, const CamCmd& command) {
 }
 
 std::pair<RecordingResult, int> Record(const CommandParts& parts, bool bOn) {
+    parts.abilities.SetRecordingFault({});
     TargetSettings settings;
     parts.source.GetKelvaraSettings(settings);
     const auto request = BuildManualRecording(bOn, settings);
@@ -75,7 +77,12 @@ std::pair<RecordingResult, int> Record(const CommandParts& parts, bool bOn) {
     if (!answer) {
         return {RecordingResult::LastLineFailed, 0};
     }
-    return {answer->starts_with("OK") ? RecordingResult::Done : RecordingResult::NotOk, 0};
+    if (answer->starts_with("OK")) {
+        return {RecordingResult::Done, 0};
+    }
+    // "NG" and, of some recorders, the reason.
+    parts.abilities.SetRecordingFault(OutsideLine(answer->starts_with("NG ") ? answer->substr(3) : ""));
+    return {RecordingResult::NotOk, 0};
 }
 
 void SetManualRecording(const CommandParts& parts, bool bOn) {

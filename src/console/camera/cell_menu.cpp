@@ -14,6 +14,7 @@
 #include "console/ports/desk.h"
 #include "console/wall/active_camera.h"
 #include "console/wall/camera_list.h"
+#include "console/wall/feedback_line.h"
 #include "console/wall/view_controller.h"
 #include "persist/string_table.h"
 #include "platform/text.h"
@@ -29,6 +30,8 @@ constexpr std::uint32_t kStrStopRecording = 3529;
 constexpr std::uint32_t kStrCameraHome = 3507;
 constexpr std::uint32_t kStrStreamSize = 6421;
 constexpr std::uint32_t kStrCameraSettings = 6760;
+constexpr std::uint32_t kStrZoomOn = 7438;
+constexpr std::uint32_t kStrZoomOff = 7439;
 constexpr int kDialogGap = 8;
 
 // The user may choose when there are several. A camera's own stream is not one of the recorder's.
@@ -124,6 +127,7 @@ bool CellMenu::OnCommand(int id) {
         case kCmdDigitalZoomOff:
             if (CVideoWnd* const cell = m_active.Cell()) {
                 cell->SetDigitalZoom(id == kCmdDigitalZoomOn);
+                m_feedback.Say(LoadString(id == kCmdDigitalZoomOn ? kStrZoomOn : kStrZoomOff));
             }
             return true;
         case kCmdFromCamera:

@@ -19,6 +19,7 @@ class CameraList;
 class Commands;
 class ConsoleControls;
 class Desk;
+class FeedbackLine;
 class ViewController;
 
 // Commands that only the menu has, numbered as their texts.
@@ -34,13 +35,14 @@ inline constexpr int kMaxStreamSizes = 16;
 class CellMenu {
 public:
     CellMenu(Desk& desk, Commands& commands, const ConsoleControls& controls, const ActiveCamera& active,
-             const CameraList& cameras, const ViewController& view)
+             const CameraList& cameras, const ViewController& view, FeedbackLine& feedback)
         : m_desk(desk),
           m_commands(commands),
           m_controls(controls),
           m_active(active),
           m_cameras(cameras),
-          m_view(view) {}
+          m_view(view),
+          m_feedback(feedback) {}
 
     // Opens the active camera's menu at the point of the screen. Does nothing without a camera that may be
     // watched.
@@ -67,6 +69,7 @@ private:
     const ActiveCamera& m_active;
     const CameraList& m_cameras;
     const ViewController& m_view;
+    FeedbackLine& m_feedback;
     QPointer<PresetDialog> m_presets;
     QPointer<BCMenu> m_menu;
 };

@@ -1,5 +1,7 @@
 #include "console/camera/snapshot_command.h"
 
+#include <QtCore/QUrl>
+#include <QtGui/QDesktopServices>
 #include <QtWidgets/QCheckBox>
 #include <QtWidgets/QFileDialog>
 #include <QtWidgets/QMessageBox>
@@ -7,10 +9,13 @@
 #include "channel/camera/base_camera.h"
 #include "channel/cell/channel_view.h"
 #include "channel/cell/video_wnd.h"
+#include "console/camera/snapshot_gallery.h"
 #include "console/dialogs/message_box.h"
+#include "console/ports/client_site.h"
 #include "console/ports/desk.h"
 #include "console/settings/console_settings.h"
 #include "console/wall/active_camera.h"
+#include "console/wall/cell_flash.h"
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
 #include "persist/string_table.h"
@@ -36,6 +41,22 @@ std::tm LocalTime(std::chrono::system_clock::time_point now, std::int64_t offset
 }
 
 }  // namespace
+
+SnapshotCommand::SnapshotCommand(Desk& desk, const ActiveCamera& active, const ConsoleSettings& settings,
+                                 FeedbackLine& feedback, CellFlash& flash, const ClientSite& site,
+                                 Clock& clock)
+    : m_desk(desk),
+      m_active(active),
+      m_settings(settings),
+      m_flash(flash),
+      m_site(site),
+      m_clock(clock),
+      m_news(desk, feedback, site),
+      m_writer(
+          [this](const SnapshotOrder& order, const SnapshotFailure& failure) { OnEnded(order, failure); }) {
+    m_news.SetGallery([this] { OpenGallery(); });
+    m_news.SetSaveAs([this](const SnapshotOrder& order) { AskAndSave(order); });
+}
 
 void SnapshotCommand::Take(bool bLowIntegrity) {
     if (bLowIntegrity && Registry().GetProfileInt({}, kNoticeFlag, 0) == 0) {
@@ -77,9 +98,10 @@ void SnapshotCommand::TakeActive(bool bLowIntegrity) {
     CVideoWnd* const cell = m_active.Cell();
     auto picture = !cell->isHidden() ? cell->View().TakeSnapshot(stamp) : std::nullopt;
     if (!picture) {
-        m_writer.TellFailure({SnapshotStep::Picture, 0}, bLowIntegrity);
+        m_news.TellFailure({{}, now, {}, SnapshotFormat::Jpeg, bLowIntegrity}, {SnapshotStep::Picture, 0});
         return;
     }
+    m_flash.Start(*cell);
     SnapshotOrder order{std::make_shared<const Snapshot>(std::move(*picture)),
                         now,
                         {},
@@ -110,6 +132,35 @@ std::string SnapshotCommand::GetSnapshotTimeStamp(const CBaseCamera& camera, con
     }
     Trace("CMainDlg::GetSnapshotTimeStamp: strTimeStamp=%s...\n", strTimeStamp.c_str());
     return strTimeStamp;
+}
+
+void SnapshotCommand::OnEnded(const SnapshotOrder& order, const SnapshotFailure& failure) {
+    if (failure) {
+        m_news.TellFailure(order, failure);
+        return;
+    }
+    if (m_gallery) {
+        m_gallery->Load();
+    }
+    if (order.bOpenAfter) {
+        m_desk.MakeRoom();
+        QDesktopServices::openUrl(QUrl::fromLocalFile(QString::fromStdString(order.path)));
+    } else {
+        m_news.TellSaved(order);
+    }
+}
+
+void SnapshotCommand::OpenGallery() {
+    if (!m_site.HasDesktop()) {
+        return;
+    }
+    if (!m_gallery) {
+        m_gallery = new SnapshotGallery(m_settings.options.strSnapshotFolder, m_clock, m_desk.DialogHost());
+        m_gallery->SetLeaves([this] { m_desk.MakeRoom(); });
+        OpenDialog(m_gallery);
+    }
+    m_gallery->raise();
+    m_gallery->activateWindow();
 }
 
 void SnapshotCommand::AskAndSave(const SnapshotOrder& order) {

@@ -1,12 +1,7 @@
 #include "console/camera/snapshot_writer.h"
 
-#include <QtCore/QUrl>
-#include <QtGui/QDesktopServices>
 #include <algorithm>
 
-#include "console/ports/desk.h"
-#include "console/settings/fill_pattern.h"
-#include "persist/string_table.h"
 #include "platform/caught.h"
 
 namespace kvmon {
@@ -16,8 +11,6 @@ namespace {
 // From a thread: wParam its slot.
 constexpr std::uint32_t kMsgSnapshotDone = 11500;
 constexpr Milliseconds kLastMoment{3000};
-constexpr std::uint32_t kStrError = 4005;
-constexpr std::uint32_t kStrFailed = 57426;
 
 }  // namespace
 
@@ -30,7 +23,7 @@ SnapshotWriter::~SnapshotWriter() {
 void SnapshotWriter::Write(const SnapshotOrder& order) {
     const auto slot = std::find_if(m_slots.begin(), m_slots.end(), [](const Slot& s) { return !s.job; });
     if (slot == m_slots.end()) {
-        TellFailure({SnapshotStep::Queue, 0}, order.bOpenAfter);
+        m_ended(order, {SnapshotStep::Queue, 0});
         return;
     }
     const auto job = std::make_shared<Job>(Job{order, {}});
@@ -47,7 +40,7 @@ void SnapshotWriter::Write(const SnapshotOrder& order) {
     });
     if (!bStarted) {
         slot->job.reset();
-        TellFailure({SnapshotStep::Queue, 0}, order.bOpenAfter);
+        m_ended(order, {SnapshotStep::Queue, 0});
     }
 }
 
@@ -58,20 +51,7 @@ void SnapshotWriter::OnDone(std::size_t nSlot) {
     m_slots[nSlot].writer.Wait(kLastMoment);  // the message was the last thing it did
     const auto job = std::move(m_slots[nSlot].job);
     m_slots[nSlot].job.reset();
-    if (job->failure) {
-        TellFailure(job->failure, job->order.bOpenAfter);
-    } else if (job->order.bOpenAfter) {
-        m_desk.MakeRoom();
-        QDesktopServices::openUrl(QUrl::fromLocalFile(QString::fromStdString(job->order.path)));
-    }
-}
-
-void SnapshotWriter::TellFailure(const SnapshotFailure& failure, bool bOpenAfter) {
-    // Users have always been told no number for a file whose name the program chose.
-    const SnapshotFailure told = bOpenAfter ? SnapshotFailure{} : failure;
-    m_desk.ShowMessage(FillPattern(LoadString(kStrFailed), {std::to_string(static_cast<int>(told.step)),
-                                                            std::to_string(told.nError)}),
-                       LoadString(kStrError));
+    m_ended(job->order, job->failure);
 }
 
 LParam SnapshotWriter::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) {

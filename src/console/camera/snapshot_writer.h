@@ -3,6 +3,7 @@
 
 #include <array>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -11,8 +12,6 @@
 #include "skin/window_base.h"
 
 namespace kvmon {
-
-class Desk;
 
 // A picture, and what its file says about the moment when it was taken.
 struct SnapshotOrder {
@@ -23,15 +22,16 @@ struct SnapshotOrder {
     bool bOpenAfter = false;  // with the desktop's program for such files
 };
 
-// User interface thread only. The writing has threads of its own; a failure is told in a box.
+// User interface thread only. The writing has threads of its own.
 class SnapshotWriter : public WindowBase {
 public:
-    explicit SnapshotWriter(Desk& desk) : m_desk(desk) {}
+    using Ended = std::function<void(const SnapshotOrder&, const SnapshotFailure&)>;
+
+    explicit SnapshotWriter(Ended ended) : m_ended(std::move(ended)) {}
     // Waits until files that are being written are whole.
     ~SnapshotWriter() override;
 
     void Write(const SnapshotOrder& order);
-    void TellFailure(const SnapshotFailure& failure, bool bOpenAfter);
 
 protected:
     LParam OnMessage(std::uint32_t message, WParam wParam, LParam lParam) override;
@@ -49,7 +49,7 @@ private:
 
     void OnDone(std::size_t nSlot);
 
-    Desk& m_desk;
+    const Ended m_ended;
     std::array<Slot, 4> m_slots;
 };
 

@@ -13,6 +13,7 @@
 #include "console/settings/fill_pattern.h"
 #include "console/settings/recorder_entry.h"
 #include "persist/string_table.h"
+#include "skin/picture_ex.h"
 
 namespace kvmon {
 
@@ -61,7 +62,13 @@ RecorderEntryDialog::RecorderEntryDialog(const SavedServer& entry, std::vector<S
     }
     m_address->setMinimumWidth(m_address->fontMetrics().averageCharWidth() * 34);
     auto* const line = new QHBoxLayout;
+    m_turning = new CPictureEx(this);
+    QSizePolicy place = m_turning->sizePolicy();
+    place.setRetainSizeWhenHidden(true);
+    m_turning->setSizePolicy(place);
+    m_turning->hide();
     line->addWidget(m_test);
+    line->addWidget(m_turning);
     line->addStretch();
     form->addRow(QString(), line);
     form->addRow(m_message);
@@ -129,6 +136,8 @@ void RecorderEntryDialog::Trial() {
     m_tried.channelCount = 0;
     m_tried.nameGiven = false;
     m_test->setText(Text(6146));
+    m_turning->Draw();
+    m_turning->show();
     Say(FillPattern(LoadString(6150), {entry.address, std::to_string(entry.port)}));
 }
 
@@ -142,6 +151,8 @@ void RecorderEntryDialog::OnTried(const RecorderTestReport& report) {
 
 void RecorderEntryDialog::EndTrial(const std::string& text) {
     m_test->setText(Text(6145));
+    m_turning->Stop();
+    m_turning->hide();
     Say(text);
 }
 

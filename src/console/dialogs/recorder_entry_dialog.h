@@ -15,6 +15,7 @@ class QSpinBox;
 
 namespace kvmon {
 
+class CPictureEx;
 class RecorderTrial;
 struct RecorderTestReport;
 
@@ -47,6 +48,7 @@ private:
     QSpinBox* m_port;
     QLineEdit* m_user;
     QLineEdit* m_password;
+    CPictureEx* m_turning;  // while it is tested
     QPushButton* m_test;
     QLabel* m_message;
     std::unique_ptr<RecorderTrial> m_trial;

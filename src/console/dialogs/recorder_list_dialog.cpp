@@ -11,6 +11,7 @@
 #include <algorithm>
 
 #include "console/dialogs/dialog_parts.h"
+#include "console/dialogs/empty_hint.h"
 #include "console/dialogs/message_box.h"
 #include "console/dialogs/recorder_entry_dialog.h"
 #include "console/settings/fill_pattern.h"
@@ -78,6 +79,7 @@ RecorderListDialog::RecorderListDialog(std::vector<SavedServer> servers, QWidget
 
 void RecorderListDialog::MakeTable() {
     m_table->setObjectName(QStringLiteral("recorders"));
+    m_hint = new EmptyHint(*m_table);
     m_table->setColumnCount(static_cast<int>(std::size(kColumns)));
     QStringList titles;
     for (const auto& column : kColumns) {
@@ -102,6 +104,8 @@ void RecorderListDialog::MakeTable() {
 void RecorderListDialog::Fill(int selected) {
     const int rows = std::max(static_cast<int>(m_servers.size()) - 1, 0);
     m_table->setRowCount(rows);
+    m_hint->Say(rows > 0 ? QString()
+                         : QString::fromStdString(FillPattern(LoadString(7445), {LoadString(6135)})));
     for (int row = 0; row < rows; ++row) {
         const SavedServer& server = m_servers[static_cast<std::size_t>(row) + 1];
         const std::string texts[] = {server.name, PlaceText(server), server.user,

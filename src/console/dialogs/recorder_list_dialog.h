@@ -12,6 +12,8 @@ class QTableWidget;
 
 namespace kvmon {
 
+class EmptyHint;
+
 // Changes take effect with OK, when who opened the dialog takes the list. User interface thread only.
 class RecorderListDialog final : public QDialog {
 public:
@@ -35,6 +37,7 @@ private:
     void OpenEntry(const SavedServer& entry, int index);
 
     std::vector<SavedServer> m_servers;
+    EmptyHint* m_hint = nullptr;
     QTableWidget* m_table;
     QPushButton* m_add;
     QPushButton* m_change;

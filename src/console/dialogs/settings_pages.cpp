@@ -52,6 +52,12 @@ GeneralPage::GeneralPage(std::function<void()> changed, std::function<void()> re
     : SettingsPage(std::move(changed)) {
     m_eventNotify = AddCheck(1503, 6101);
     m_toolbar = AddCheck(1509, 6102);
+    m_look = new QComboBox(this);
+    SetId(*m_look, 1630);
+    m_look->setAccessibleName(Text(7350));
+    m_look->addItems({Text(7351), Text(7352), Text(7353), Text(7354)});  // in the order of LookChoice
+    m_look->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+    connect(m_look, &QComboBox::currentIndexChanged, this, m_changed);
     m_reset = new QPushButton(Text(6103), this);
     SetId(*m_reset, 1609);
     connect(m_reset, &QPushButton::clicked, this, [this, resetOrder = std::move(resetOrder)] {
@@ -65,6 +71,10 @@ GeneralPage::GeneralPage(std::function<void()> changed, std::function<void()> re
     auto* const layout = MakePageLayout(*this);
     layout->addWidget(m_eventNotify);
     layout->addWidget(m_toolbar);
+    auto* const look = new QFormLayout;
+    look->setHorizontalSpacing(14);
+    look->addRow(Text(7350), AtTheLeft(m_look));
+    layout->addLayout(look);
     layout->addSpacing(8);
     layout->addLayout(AtTheLeft(m_reset));
     layout->addLayout(AtTheLeft(recorders));
@@ -74,11 +84,13 @@ GeneralPage::GeneralPage(std::function<void()> changed, std::function<void()> re
 void GeneralPage::Show(const ConsoleOptions& options) {
     m_eventNotify->setChecked(options.bEnableEventNotify);
     m_toolbar->setChecked(options.bShowBrowserToolbar);
+    m_look->setCurrentIndex(static_cast<int>(options.look));
 }
 
 void GeneralPage::Read(ConsoleOptions& options) const {
     options.bEnableEventNotify = m_eventNotify->isChecked();
     options.bShowBrowserToolbar = m_toolbar->isChecked();
+    options.look = LookChoiceOf(static_cast<std::uint32_t>(m_look->currentIndex()));
 }
 
 VideoWindowPage::VideoWindowPage(std::function<void()> changed) : SettingsPage(std::move(changed)) {
@@ -145,6 +157,7 @@ SnapshotPage::SnapshotPage(std::function<void()> changed, SnapshotFolder choice)
     }
 
     auto* const folder = new QHBoxLayout;
+    folder->setSpacing(8);
     folder->addWidget(m_folder, 1);
     folder->addWidget(m_browse);
     auto* const form = new QFormLayout;

@@ -44,6 +44,7 @@ public:
 private:
     QCheckBox* m_eventNotify;
     QCheckBox* m_toolbar;
+    QComboBox* m_look;
     QPushButton* m_reset;
 };
 

@@ -23,7 +23,6 @@
 #include "console/settings/recorder_entry.h"
 #include "persist/string_table.h"
 #include "platform/secret_memory.h"
-#include "skin/palette.h"
 #include "skin/plain_text.h"
 
 namespace kvmon {
@@ -122,9 +121,7 @@ SignInCard::SignInCard(const SignInEntry& entry, SignInOffer offer,
     setObjectName(QStringLiteral("signIn"));
     setAccessibleName(Text(kStrTitle));
     setAutoFillBackground(true);
-    QPalette colours = palette();
-    colours.setColor(QPalette::Window, QColor(palette::kWell));
-    setPalette(colours);
+    setBackgroundRole(QPalette::Shadow);
 
     MakeFields(entry);
     MakeChoice();
@@ -216,16 +213,12 @@ QFrame* SignInCard::MakeCard() {
     card->setObjectName(QStringLiteral("signInCard"));
     card->setFrameShape(QFrame::StyledPanel);
     card->setAutoFillBackground(true);
-    QPalette colours = card->palette();
-    colours.setColor(QPalette::Window, QColor(palette::kPanel));
-    card->setPalette(colours);
+    card->setBackgroundRole(QPalette::Window);
     card->setFixedWidth(kCardWidth);
     m_message = MakeMessageLabel(card, kMessageLines);
     m_message->setObjectName(QStringLiteral("message"));
     m_message->setMinimumHeight(kMessageLines * m_message->fontMetrics().lineSpacing());
-    QPalette bright = m_message->palette();
-    bright.setColor(QPalette::WindowText, QColor(palette::kInkBright));
-    m_message->setPalette(bright);
+    m_message->setForegroundRole(QPalette::BrightText);
     Arrange(*card);
     return card;
 }

@@ -5,26 +5,28 @@
 #include <QtGui/QMouseEvent>
 #include <QtGui/QPainter>
 #include <QtWidgets/QApplication>
-#include <QtWidgets/QHeaderView>
-#include <QtWidgets/QLabel>
 #include <QtWidgets/QLineEdit>
-#include <QtWidgets/QTreeWidget>
 #include <QtWidgets/QVBoxLayout>
-#include <algorithm>
 
 #include "channel/camera/base_camera.h"
 #include "channel/cell/video_wnd.h"
 #include "console/dialogs/dialog_parts.h"
+#include "console/dialogs/empty_hint.h"
+#include "console/drawer/camera_tree.h"
 #include "console/panel/console_controls.h"
 #include "console/ports/desk.h"
+#include "console/settings/fill_pattern.h"
 #include "console/wall/camera_list.h"
 #include "console/wall/cell_pool.h"
+#include "console/wall/moved_word.h"
 #include "console/wall/style_command.h"
 #include "console/wall/view_controller.h"
 #include "persist/orvo_registry.h"
+#include "persist/string_table.h"
 #include "server/recorder_list.h"
 #include "skin/background.h"
-#include "skin/palette.h"
+#include "skin/skin_colours.h"
+#include "skin/style_parts.h"
 #include "skin/window_base.h"
 
 namespace kvmon {
@@ -34,59 +36,17 @@ namespace {
 constexpr int kWidth = 252;
 constexpr int kGap = 8;
 constexpr int kDockedFrom = 1280;  // the console's width from which the wall keeps a full size beside it
-constexpr int kIconsWidth = 84;
-constexpr int kFrame = 4;
-constexpr QPoint kGhostPlace(14, 10);  // beside the pointer
-constexpr int kChannelRole = Qt::UserRole;
 constexpr std::uint32_t kStrTitle = 7102;
 constexpr std::uint32_t kStrSearch = 7120;
+constexpr std::uint32_t kStrNotFound = 7440;
+constexpr std::uint32_t kStrNone = 7441;
 constexpr const char* kEntry = "CameraList";
-
-// The place that the camera would take.
-class Mark final : public QWidget {
-public:
-    explicit Mark(QWidget* cell) : QWidget(cell) {
-        setObjectName(QStringLiteral("drawerMark"));
-        setAttribute(Qt::WA_TransparentForMouseEvents);
-        setGeometry(cell->rect());
-        show();
-        raise();
-    }
-
-protected:
-    void paintEvent(QPaintEvent*) override {
-        QPainter painter(this);
-        painter.setPen(QPen(QColor(palette::kAccent), kFrame));
-        painter.drawRect(rect().adjusted(kFrame / 2, kFrame / 2, -kFrame / 2, -kFrame / 2));
-    }
-};
-
-// Words for who does not see the signs.
-QString StateText(const CellState& state) {
-    QStringList words;
-    for (const PlacedIcon& icon : PlaceIcons(state, kIconsWidth)) {
-        words << CellIconText(icon.icon);
-    }
-    return words.join(QStringLiteral(", "));
-}
-
-QPixmap StatePicture(const CellState& state, double ratio) {
-    const QSize size(kIconsWidth, kIconHeight);
-    QPixmap picture(size * ratio);
-    picture.setDevicePixelRatio(ratio);
-    picture.fill(Qt::transparent);
-    QPainter painter(&picture);
-    painter.setRenderHint(QPainter::Antialiasing);
-    for (const PlacedIcon& icon : PlaceIcons(state, kIconsWidth, 0)) {
-        DrawCellIcon(painter, icon.icon, QRectF(icon.x, 0, icon.width, kIconHeight), false);
-    }
-    return picture;
-}
 
 }  // namespace
 
 CameraDrawer::CameraDrawer(Desk& desk, ConsoleControls& controls, ViewController& view, StyleCommand& styles,
-                           const CellPool& cells, const CameraList& cameras, const RecorderList& recorders)
+                           const CellPool& cells, const CameraList& cameras, const RecorderList& recorders,
+                           FeedbackLine& feedback)
     : QWidget(&desk.Window()),
       m_desk(desk),
       m_controls(controls),
@@ -95,8 +55,11 @@ CameraDrawer::CameraDrawer(Desk& desk, ConsoleControls& controls, ViewController
       m_cells(cells),
       m_cameras(cameras),
       m_recorders(recorders),
+      m_feedback(feedback),
       m_search(new QLineEdit(this)),
-      m_tree(new QTreeWidget(this)) {
+      m_tree(new CameraTree(this)),
+      m_hint(new EmptyHint(*m_tree)),
+      m_drag(*this, cells) {
     setObjectName(QStringLiteral("cameraDrawer"));
     setAccessibleName(Text(kStrTitle));
     m_search->setObjectName(QStringLiteral("search"));
@@ -105,20 +68,6 @@ CameraDrawer::CameraDrawer(Desk& desk, ConsoleControls& controls, ViewController
     m_search->setClearButtonEnabled(true);
     m_search->installEventFilter(this);
     connect(m_search, &QLineEdit::textChanged, this, [this] { Filter(); });
-    m_tree->setObjectName(QStringLiteral("cameras"));
-    m_tree->setAccessibleName(Text(kStrTitle));
-    m_tree->setColumnCount(2);
-    m_tree->setHeaderHidden(true);
-    m_tree->setUniformRowHeights(true);
-    m_tree->setIndentation(14);
-    m_tree->setIconSize({kIconsWidth, kIconHeight});
-    m_tree->setExpandsOnDoubleClick(false);
-    m_tree->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    m_tree->header()->setStretchLastSection(false);
-    m_tree->header()->setSectionResizeMode(0, QHeaderView::Stretch);
-    m_tree->header()->setSectionResizeMode(1, QHeaderView::Fixed);
-    m_tree->header()->setMinimumSectionSize(kIconsWidth);
-    m_tree->setColumnWidth(1, kIconsWidth + 6);
     m_tree->installEventFilter(this);
     m_tree->viewport()->installEventFilter(this);
     auto* const layout = new QVBoxLayout(this);
@@ -127,10 +76,6 @@ CameraDrawer::CameraDrawer(Desk& desk, ConsoleControls& controls, ViewController
     layout->addWidget(m_search);
     layout->addWidget(m_tree, 1);
     hide();
-}
-
-CameraDrawer::~CameraDrawer() {
-    EndDrag();
 }
 
 void CameraDrawer::Start() {
@@ -152,7 +97,8 @@ void CameraDrawer::OnToggle() {
 void CameraDrawer::Update() {
     const bool bShown = m_controls.IsPressed(kCtlCameraList) && m_desk.IsLoggedIn();
     if (bShown) {
-        Fill();
+        m_tree->Fill(Rows());
+        Filter();
     } else if (isVisible() && isAncestorOf(QApplication::focusWidget())) {
         m_desk.Window().setFocus();  // nobody else is to get it
     }
@@ -161,6 +107,15 @@ void CameraDrawer::Update() {
     if (bShown) {
         raise();
     }
+}
+
+void CameraDrawer::Filter() {
+    const QString wanted = m_search->text().trimmed();
+    const bool bFound = m_tree->Filter(wanted);
+    m_hint->Say(bFound ? QString()
+                : m_tree->topLevelItemCount() == 0
+                    ? Text(kStrNone)
+                    : QString::fromStdString(FillPattern(LoadString(kStrNotFound), {wanted.toStdString()})));
 }
 
 void CameraDrawer::Place() {
@@ -173,15 +128,14 @@ void CameraDrawer::Place() {
 
 void CameraDrawer::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    painter.fillRect(rect(), QColor(palette::kPanel));
-    painter.setPen(QColor(palette::kEdge));
-    painter.drawRect(rect().adjusted(0, 0, -1, -1));
+    painter.fillRect(rect(), QColor(ColoursOf(*this).panel));
+    style::DrawLineAround(painter, rect(), ColoursOf(*this).edge);
 }
 
 // --- the rows
 
-std::vector<CameraDrawer::Row> CameraDrawer::Rows() const {
-    std::vector<Row> rows;
+std::vector<CameraRow> CameraDrawer::Rows() const {
+    std::vector<CameraRow> rows;
     for (int n = 0; n < m_cameras.GetCount(); ++n) {
         const int server = m_cameras.Get(n).server;
         const CKelvaraInfo* const recorder = m_recorders.GetServer(server);
@@ -200,79 +154,16 @@ std::vector<CameraDrawer::Row> CameraDrawer::Rows() const {
     return rows;
 }
 
-void CameraDrawer::Fill() {
-    std::vector<Row> rows = Rows();
-    const bool bSame =
-        std::equal(rows.begin(), rows.end(), m_rows.begin(), m_rows.end(), [](const Row& a, const Row& b) {
-            return a.server == b.server && a.channel == b.channel && a.recorder == b.recorder &&
-                   a.name == b.name;
-        });
-    if (bSame) {
-        QTreeWidgetItemIterator item(m_tree, QTreeWidgetItemIterator::NoChildren);
-        for (std::size_t i = 0; i < rows.size() && *item != nullptr; ++i, ++item) {
-            if (!(rows[i].state == m_rows[i].state)) {
-                ShowState(**item, rows[i]);
-            }
-        }
-        m_rows = std::move(rows);
-        return;
-    }
-    m_rows = std::move(rows);
-    const QString current = m_tree->currentItem() != nullptr ? m_tree->currentItem()->text(0) : QString();
-    m_tree->clear();
-    QTreeWidgetItem* group = nullptr;
-    int server = -1;
-    for (const Row& row : m_rows) {
-        if (group == nullptr || row.server != server) {
-            server = row.server;
-            group = new QTreeWidgetItem(m_tree, {QString::fromStdString(row.recorder)});
-            group->setFirstColumnSpanned(true);
-            group->setData(0, kChannelRole, -1);
-            group->setExpanded(true);
-        }
-        auto* const item = new QTreeWidgetItem(group, {QString::fromStdString(row.name)});
-        item->setData(0, kChannelRole, row.channel);
-        ShowState(*item, row);
-        if (item->text(0) == current) {
-            m_tree->setCurrentItem(item);
-        }
-    }
-    if (m_tree->currentItem() == nullptr && group != nullptr) {
-        m_tree->setCurrentItem(m_tree->topLevelItem(0)->child(0));
-    }
-    Filter();
-}
-
-void CameraDrawer::ShowState(QTreeWidgetItem& item, const Row& row) const {
-    const QString words = StateText(row.state);
-    item.setIcon(1, QIcon(StatePicture(row.state, devicePixelRatioF())));
-    item.setData(0, Qt::AccessibleTextRole, words.isEmpty() ? item.text(0) : item.text(0) + ", " + words);
-    item.setData(1, Qt::AccessibleTextRole, words);
-    item.setToolTip(0, item.text(0).toHtmlEscaped());
-    item.setToolTip(1, words.toHtmlEscaped());
-}
-
-// A recorder's name finds all of its cameras.
-void CameraDrawer::Filter() {
-    const QString wanted = m_search->text().trimmed();
-    for (int g = 0; g < m_tree->topLevelItemCount(); ++g) {
-        QTreeWidgetItem* const group = m_tree->topLevelItem(g);
-        const bool bGroup = group->text(0).contains(wanted, Qt::CaseInsensitive);
-        bool bAny = false;
-        for (int i = 0; i < group->childCount(); ++i) {
-            const bool bFits = bGroup || group->child(i)->text(0).contains(wanted, Qt::CaseInsensitive);
-            group->child(i)->setHidden(!bFits);
-            bAny = bAny || bFits;
-        }
-        group->setHidden(!bAny);
-    }
-}
-
 // --- what a row does
 
 void CameraDrawer::PutInto(int channel, CVideoWnd* cell) {
-    if (cell != nullptr && m_cameras.IsChannel(channel) && m_view.PutCamera(channel, cell)) {
-        m_view.ActivateWindow(cell);
+    const std::string before = CameraNameOf(cell);
+    if (cell == nullptr || !m_cameras.IsChannel(channel) || !m_view.PutCamera(channel, cell)) {
+        return;
+    }
+    m_view.ActivateWindow(cell);
+    if (m_view.GetStyle() != VIEW_STYLE_SINGLE_1CH) {
+        TellMoved(m_feedback, CameraNameOf(cell), before);
     }
 }
 
@@ -288,16 +179,12 @@ void CameraDrawer::OpenAlone(int channel) {
 bool CameraDrawer::OnTreeKey(int key) {
     switch (key) {
         case Qt::Key_Return:
-        case Qt::Key_Enter: {
-            const QTreeWidgetItem* const item = m_tree->currentItem();
-            if (item != nullptr) {
-                PutInto(item->data(0, kChannelRole).toInt(), m_cells.GetActive());
-            }
+        case Qt::Key_Enter:
+            PutInto(CameraTree::ChannelOf(m_tree->currentItem()), m_cells.GetActive());
             return true;
-        }
         case Qt::Key_Escape:
-            if (m_bDragging) {
-                EndDrag();
+            if (m_drag.IsOn()) {
+                m_drag.End();
             } else {
                 m_desk.Window().setFocus();
             }
@@ -313,22 +200,14 @@ bool CameraDrawer::eventFilter(QObject* watched, QEvent* event) {
     }
     if (watched == m_search && event->type() == QEvent::KeyPress) {
         switch (static_cast<QKeyEvent*>(event)->key()) {
-            case Qt::Key_Down: {
+            case Qt::Key_Down:
                 m_tree->setFocus();
-                QTreeWidgetItemIterator item(
-                    m_tree, QTreeWidgetItemIterator::NoChildren | QTreeWidgetItemIterator::NotHidden);
-                m_tree->setCurrentItem(*item);
+                m_tree->setCurrentItem(m_tree->FirstShown());
                 return true;
-            }
             case Qt::Key_Return:
-            case Qt::Key_Enter: {
-                QTreeWidgetItemIterator item(
-                    m_tree, QTreeWidgetItemIterator::NoChildren | QTreeWidgetItemIterator::NotHidden);
-                if (*item != nullptr) {
-                    PutInto((*item)->data(0, kChannelRole).toInt(), m_cells.GetActive());
-                }
+            case Qt::Key_Enter:
+                PutInto(CameraTree::ChannelOf(m_tree->FirstShown()), m_cells.GetActive());
                 return true;
-            }
             case Qt::Key_Escape:
                 if (m_search->text().isEmpty()) {
                     m_desk.Window().setFocus();
@@ -348,7 +227,7 @@ bool CameraDrawer::eventFilter(QObject* watched, QEvent* event) {
                 break;
             case QEvent::MouseMove:
                 OnMouse(*static_cast<QMouseEvent*>(event));
-                return m_pressed >= 0;  // no other row becomes the current one on the way
+                return m_drag.IsPressed();  // no other row becomes the current one on the way
             default:
                 break;
         }
@@ -358,24 +237,22 @@ bool CameraDrawer::eventFilter(QObject* watched, QEvent* event) {
 
 void CameraDrawer::OnMouse(const QMouseEvent& event) {
     const QTreeWidgetItem* const item = m_tree->itemAt(event.position().toPoint());
-    const int channel = item != nullptr ? item->data(0, kChannelRole).toInt() : -1;
+    const int channel = CameraTree::ChannelOf(item);
     const QPoint screen = event.globalPosition().toPoint();
     switch (event.type()) {
         case QEvent::MouseButtonPress:
-            m_pressed = event.button() == Qt::LeftButton ? channel : -1;
-            m_pressedAt = screen;
+            m_drag.Press(event.button() == Qt::LeftButton ? channel : -1,
+                         item != nullptr ? item->text(0) : QString(), screen);
             break;
         case QEvent::MouseMove:
-            if (m_pressed >= 0 && event.buttons().testFlag(Qt::LeftButton)) {
-                MoveDrag(screen);
+            if (event.buttons().testFlag(Qt::LeftButton)) {
+                m_drag.Move(screen);
             }
             break;
         case QEvent::MouseButtonRelease: {
-            const int dragged = m_bDragging ? m_pressed : -1;
-            EndDrag();
-            if (dragged >= 0 && !rect().contains(mapFromGlobal(screen))) {
-                PutInto(dragged, m_cells.FindAt(screen));
-            }
+            int dragged = -1;
+            CVideoWnd* const cell = m_drag.Drop(screen, &dragged);
+            PutInto(dragged, cell);
             break;
         }
         default:
@@ -384,41 +261,6 @@ void CameraDrawer::OnMouse(const QMouseEvent& event) {
                 QTimer::singleShot(0, this, [this, channel] { OpenAlone(channel); });
             }
     }
-}
-
-void CameraDrawer::MoveDrag(const QPoint& screen) {
-    if (!m_bDragging) {
-        if ((screen - m_pressedAt).manhattanLength() < QApplication::startDragDistance()) {
-            return;
-        }
-        m_bDragging = true;
-        const auto camera = m_cameras.GetCameraByChannel(m_pressed);
-        m_ghost = new QLabel(QString::fromStdString(camera ? camera->GetCameraName() : ""), this,
-                             Qt::ToolTip | Qt::FramelessWindowHint);
-        m_ghost->setObjectName(QStringLiteral("drawerGhost"));
-        m_ghost->setTextFormat(Qt::PlainText);
-        m_ghost->setAttribute(Qt::WA_TransparentForMouseEvents);
-        m_ghost->setContentsMargins(8, 4, 8, 4);
-        m_ghost->show();
-    }
-    if (m_ghost) {
-        m_ghost->move(screen + kGhostPlace);
-    }
-    const bool bInside = rect().contains(mapFromGlobal(screen));
-    QWidget* const target = bInside ? nullptr : static_cast<QWidget*>(m_cells.FindAt(screen));
-    if (m_mark && m_mark->parentWidget() != target) {
-        delete m_mark;
-    }
-    if (!m_mark && target != nullptr) {
-        m_mark = new Mark(target);
-    }
-}
-
-void CameraDrawer::EndDrag() {
-    delete m_ghost;
-    delete m_mark;
-    m_bDragging = false;
-    m_pressed = -1;
 }
 
 }  // namespace kvmon

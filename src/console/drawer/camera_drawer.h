@@ -1,25 +1,25 @@
 // The list of all cameras, at the left of the wall.
 #pragma once
 
-#include <QtCore/QPointer>
 #include <QtWidgets/QWidget>
-#include <string>
 #include <vector>
 
-#include "channel/cell/cell_icons.h"
+#include "console/drawer/drawer_drag.h"
 
-class QLabel;
 class QLineEdit;
-class QTreeWidget;
-class QTreeWidgetItem;
+class QMouseEvent;
 
 namespace kvmon {
 
 class CVideoWnd;
 class CameraList;
+class CameraTree;
+struct CameraRow;
 class CellPool;
 class ConsoleControls;
 class Desk;
+class EmptyHint;
+class FeedbackLine;
 class RecorderList;
 class StyleCommand;
 class ViewController;
@@ -30,8 +30,8 @@ class ViewController;
 class CameraDrawer final : public QWidget {
 public:
     CameraDrawer(Desk& desk, ConsoleControls& controls, ViewController& view, StyleCommand& styles,
-                 const CellPool& cells, const CameraList& cameras, const RecorderList& recorders);
-    ~CameraDrawer() override;
+                 const CellPool& cells, const CameraList& cameras, const RecorderList& recorders,
+                 FeedbackLine& feedback);
 
     // Once, when the controls exist: as it was left.
     void Start();
@@ -45,23 +45,11 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    struct Row {
-        int server;
-        int channel;
-        std::string recorder;
-        std::string name;
-        CellState state;
-    };
-
-    std::vector<Row> Rows() const;
+    std::vector<CameraRow> Rows() const;
     void Place();
-    void Fill();
-    void ShowState(QTreeWidgetItem& item, const Row& row) const;
     void Filter();
     bool OnTreeKey(int key);
     void OnMouse(const QMouseEvent& event);
-    void MoveDrag(const QPoint& screen);
-    void EndDrag();
     void PutInto(int channel, CVideoWnd* cell);
     void OpenAlone(int channel);
 
@@ -72,14 +60,11 @@ private:
     const CellPool& m_cells;
     const CameraList& m_cameras;
     const RecorderList& m_recorders;
+    FeedbackLine& m_feedback;
     QLineEdit* m_search;
-    QTreeWidget* m_tree;
-    std::vector<Row> m_rows;
-    int m_pressed = -1;  // the channel of the row that the button went down on
-    QPoint m_pressedAt;
-    bool m_bDragging = false;
-    QPointer<QLabel> m_ghost;
-    QPointer<QWidget> m_mark;
+    CameraTree* m_tree;
+    EmptyHint* m_hint;
+    DrawerDrag m_drag;
 };
 
 }  // namespace kvmon

@@ -3,7 +3,7 @@
 #include <QtGui/QPainter>
 #include <QtWidgets/QSystemTrayIcon>
 
-#include "skin/palette.h"
+#include "skin/skin_colours.h"
 
 namespace kvmon {
 
@@ -14,15 +14,16 @@ constexpr qsizetype kMaxText = 300;
 
 // A small screen with a lens.
 QIcon TrayIcon() {
+    const SkinColours& colours = ColoursOf(SkinLook::Dark);  // the tray is not ours
     QPixmap pixmap(64, 64);
     pixmap.fill(Qt::transparent);
     QPainter painter(&pixmap);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(QColor(palette::kInkBright), 4));
-    painter.setBrush(QColor(palette::kPanel));
+    painter.setPen(QPen(QColor(colours.inkBright), 4));
+    painter.setBrush(QColor(colours.panel));
     painter.drawRoundedRect(QRectF(4, 12, 56, 40), 6, 6);
     painter.setPen(Qt::NoPen);
-    painter.setBrush(QColor(palette::kAccent));
+    painter.setBrush(QColor(colours.accent));
     painter.drawEllipse(QPointF(32, 32), 10, 10);
     return QIcon(pixmap);
 }

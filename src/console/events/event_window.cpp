@@ -15,10 +15,13 @@
 
 #include "channel/picture/captions.h"
 #include "console/dialogs/dialog_parts.h"
+#include "console/dialogs/empty_hint.h"
 #include "console/dialogs/message_box.h"
+#include "console/settings/fill_pattern.h"
+#include "persist/plural.h"
 #include "persist/string_table.h"
-#include "skin/palette.h"
 #include "skin/plain_text.h"
+#include "skin/skin_colours.h"
 
 namespace kvmon {
 
@@ -37,30 +40,35 @@ constexpr std::uint32_t kTextClear = 6609;
 constexpr std::uint32_t kTextMarkAll = 6610;
 constexpr std::uint32_t kTextUnread = 6612;
 constexpr std::uint32_t kTextNone = 6613;
+constexpr std::uint32_t kTextNoneYet = 7443;
+constexpr std::uint32_t kTextNoMatch = 7444;
 
 QString Shown(const std::string& text) {
     return QString::fromStdString(DisplayLine(text));
 }
 
-QRgb LevelColour(std::int32_t nLevel) {
-    return nLevel == kEventError     ? palette::kRecord
-           : nLevel == kEventWarning ? palette::kFocus
-                                     : palette::kAccent;
+QRgb LevelColour(std::int32_t nLevel, const SkinColours& colours) {
+    return nLevel == kEventError ? colours.record : nLevel == kEventWarning ? colours.focus : colours.accent;
 }
 
 enum class Dot { Full, Ring };
 
 // In the level's colour: full while the event is unread, then a ring.
-QIcon LevelIcon(std::int32_t nLevel, Dot dot) {
-    QPixmap pixmap(32, 32);
-    pixmap.setDevicePixelRatio(2);
+QIcon LevelIcon(std::int32_t nLevel, Dot dot, const QWidget& window) {
+    const QColor colour(LevelColour(nLevel, ColoursOf(window)));
+    const double scale = window.devicePixelRatioF();
+    QPixmap pixmap((QSizeF(16, 16) * scale).toSize());
+    pixmap.setDevicePixelRatio(scale);
     pixmap.fill(Qt::transparent);
     QPainter painter(&pixmap);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(QColor(LevelColour(nLevel)), 1.5));
-    painter.setBrush(dot == Dot::Ring ? Qt::NoBrush : QBrush(QColor(LevelColour(nLevel))));
+    painter.setPen(QPen(colour, 1.5));
+    painter.setBrush(dot == Dot::Ring ? Qt::NoBrush : QBrush(colour));
     painter.drawEllipse(QRectF(4, 4, 8, 8));
-    return QIcon(pixmap);
+    painter.end();
+    QIcon icon(pixmap);
+    icon.addPixmap(pixmap, QIcon::Selected);  // not tinted
+    return icon;
 }
 
 }  // namespace
@@ -84,7 +92,7 @@ void CEventWindow::MakeControls() {
     m_levels->setAccessibleName(Text(kTextLevel));
     m_levels->addItem(Text(kTextAllLevels), 0);
     for (const std::int32_t level : {kEventInformation, kEventWarning, kEventError}) {
-        m_levels->addItem(LevelIcon(level, Dot::Full), Text(LevelTextId(level)), level);
+        m_levels->addItem(LevelIcon(level, Dot::Full, *this), Text(LevelTextId(level)), level);
     }
     m_levels->setMinimumWidth(std::max(140, m_levels->sizeHint().width()));
     m_count = new QLabel(this);
@@ -114,6 +122,7 @@ void CEventWindow::MakeControls() {
 void CEventWindow::MakeRows() {
     m_rows = new QTreeWidget(this);
     m_rows->setObjectName(QStringLiteral("eventRows"));
+    m_hint = new EmptyHint(*m_rows);
     m_rows->setColumnCount(kColumns);
     m_rows->setHeaderLabels({Text(kTextTime), Text(kTextLevel), Text(kTextServer), Text(kTextEvent)});
     m_rows->setRootIsDecorated(false);
@@ -142,6 +151,18 @@ void CEventWindow::Arrange() {
     layout->setSpacing(10);
     layout->addLayout(top);
     layout->addWidget(m_rows, 1);
+}
+
+void CEventWindow::changeEvent(QEvent* event) {
+    if (event->type() == QEvent::StyleChange) {
+        for (int i = 0; i < m_levels->count(); ++i) {
+            if (const int level = m_levels->itemData(i).toInt(); level != 0) {
+                m_levels->setItemIcon(i, LevelIcon(level, Dot::Full, *this));
+            }
+        }
+        FillRows();
+    }
+    WindowBase::changeEvent(event);
 }
 
 void CEventWindow::closeEvent(QCloseEvent* event) {
@@ -204,13 +225,13 @@ void CEventWindow::FillRows() {
         row->setText(kServer, Shown(event.m_strServer));
         row->setText(kText, Shown(event.m_strContent));
         row->setToolTip(kText, MarkupOf(event.m_strContent));
-        row->setIcon(kTime, LevelIcon(event.m_nLevel, event.m_bRead ? Dot::Ring : Dot::Full));
+        row->setIcon(kTime, LevelIcon(event.m_nLevel, event.m_bRead ? Dot::Ring : Dot::Full, *this));
         if (!event.m_bRead) {
             QFont bold = m_rows->font();
             bold.setBold(true);
             for (int column = 0; column < kColumns; ++column) {
                 row->setFont(column, bold);
-                row->setForeground(column, QColor(palette::kInkBright));
+                row->setForeground(column, QColor(ColoursOf(*this).inkBright));
             }
         }
         rows.append(row);
@@ -227,8 +248,10 @@ void CEventWindow::FillRows() {
 
 void CEventWindow::ShowCount() {
     const auto unread = static_cast<qulonglong>(m_events.UnreadCount());
-    const QString count = QString::number(unread) + " " + Text(kTextUnread);
+    const QString count =
+        QString::fromStdString(FillPattern(LoadPlural(kTextUnread, unread), {std::to_string(unread)}));
     m_count->setText(m_shown.empty() ? Text(kTextNone) : unread > 0 ? count : QString());
+    m_hint->Say(!m_shown.empty() ? QString() : Text(m_events.All().empty() ? kTextNoneYet : kTextNoMatch));
     setWindowTitle(unread > 0 ? Text(kTextTitle) + " (" + QString::number(unread) + ")" : Text(kTextTitle));
     m_markAll->setEnabled(unread > 0);
     m_clear->setEnabled(!m_events.All().empty());
@@ -241,10 +264,10 @@ void CEventWindow::MarkSelected() {
         if (!event.m_bRead && m_events.MarkRead(event)) {
             event.m_bRead = true;
             bChanged = true;
-            row->setIcon(kTime, LevelIcon(event.m_nLevel, Dot::Ring));
+            row->setIcon(kTime, LevelIcon(event.m_nLevel, Dot::Ring, *this));
             for (int column = 0; column < kColumns; ++column) {
                 row->setFont(column, m_rows->font());
-                row->setForeground(column, QColor(palette::kInk));
+                row->setForeground(column, QColor(ColoursOf(*this).ink));
             }
         }
     }

@@ -13,6 +13,8 @@ class QTreeWidget;
 
 namespace kvmon {
 
+class EmptyHint;
+
 // Shows a list that somebody else keeps. User interface thread only. Closing hides it.
 class CEventWindow : public WindowBase {
 public:
@@ -26,6 +28,7 @@ public:
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    void changeEvent(QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
 
 private:
@@ -41,6 +44,7 @@ private:
     EventList& m_events;
     QComboBox* m_servers = nullptr;
     QComboBox* m_levels = nullptr;
+    EmptyHint* m_hint = nullptr;
     QTreeWidget* m_rows = nullptr;
     QLabel* m_count = nullptr;
     QPushButton* m_markAll = nullptr;

@@ -32,6 +32,8 @@ inline constexpr int kKeyPreviousCamera = -5;
 inline constexpr int kKeyFirstView = -19;
 inline constexpr int kKeyLastView = -11;
 inline constexpr int kKeyQuit = -20;
+inline constexpr int kKeyGallery = -61;
+inline constexpr int kKeyFeedback = -62;
 
 constexpr bool IsOfKeysAlone(int command) {
     return command < 0;

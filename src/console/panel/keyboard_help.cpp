@@ -2,7 +2,6 @@
 
 #include <QtCore/QPointer>
 #include <QtGui/QPainter>
-#include <QtGui/QPixmap>
 #include <QtWidgets/QDialog>
 #include <QtWidgets/QDialogButtonBox>
 #include <QtWidgets/QGridLayout>
@@ -11,12 +10,12 @@
 #include <vector>
 
 #include "channel/cell/cell_icons.h"
-#include "channel/cell/video_wnd.h"
 #include "console/dialogs/message_box.h"
 #include "console/panel/console_keys.h"
 #include "console/ports/desk.h"
 #include "console/ports/panel_buttons.h"
 #include "persist/string_table.h"
+#include "skin/skin_colours.h"
 
 namespace kvmon {
 
@@ -71,24 +70,27 @@ QLabel* PlainLabel(const QString& text, QWidget* parent) {
 }
 
 // With the background of a cell's strip, where the sign is usually seen.
-QLabel* SignLabel(CellIcon icon, QWidget* parent) {
-    const QSize size(30, kIconHeight);
-    const double ratio = parent->devicePixelRatioF();
-    QPixmap picture(size * ratio);
-    picture.setDevicePixelRatio(ratio);
-    picture.fill(Qt::transparent);
-    QPainter painter(&picture);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(QColor(kInactiveFrame));
-    painter.drawRoundedRect(QRect(QPoint(0, 0), size), 3, 3);
-    DrawCellIcon(painter, icon, QRectF(QPointF(0, 0), size), false);
-    auto* const label = new QLabel(parent);
-    label->setPixmap(picture);
-    label->setFixedSize(size);
-    label->setAccessibleName(CellIconText(icon));
-    return label;
-}
+class SignLabel final : public QLabel {
+public:
+    SignLabel(CellIcon icon, QWidget* parent) : QLabel(parent), m_icon(icon) {
+        setFixedSize(30, kIconHeight);
+        setAccessibleName(CellIconText(icon));
+    }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        const StripColours& colours = ColoursOf(*this).inactive;
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(QColor(colours.ground));
+        painter.drawRoundedRect(rect(), 3, 3);
+        DrawCellIcon(painter, m_icon, QRectF(rect()), colours);
+    }
+
+private:
+    const CellIcon m_icon;
+};
 
 QLayout* Legend(QWidget* parent) {
     auto* const grid = new QGridLayout;
@@ -103,7 +105,7 @@ QLayout* Legend(QWidget* parent) {
     const int rows = (static_cast<int>(icons.size()) + kSignColumns - 1) / kSignColumns;
     for (int i = 0; i < static_cast<int>(icons.size()); ++i) {
         const CellIcon icon = icons[static_cast<std::size_t>(i)];
-        grid->addWidget(SignLabel(icon, parent), 1 + i % rows, i / rows * 2);
+        grid->addWidget(new SignLabel(icon, parent), 1 + i % rows, i / rows * 2);
         grid->addWidget(PlainLabel(CellIconText(icon), parent), 1 + i % rows, i / rows * 2 + 1);
     }
     for (int column = 0; column < kSignColumns; ++column) {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "console/ports/browser_window.h"
+#include "skin/look_keeper.h"
 
 namespace kvmon {
 
@@ -25,8 +26,14 @@ public:
     // The user may end the program from the console.
     virtual bool CanQuit() const { return false; }
     virtual void Quit() {}
+    // The console stands on its user's own desktop: folders and the clipboard are that user's.
+    virtual bool HasDesktop() const { return CanQuit(); }
     // What is to be seen, for the title of the window around the console; empty while nobody is logged in.
     virtual void ShowTitle([[maybe_unused]] const std::string& text) {}
+
+    // The look of the whole program.
+    virtual LookChoice GetLook() const { return LookChoice::Desktop; }
+    virtual void ChooseLook([[maybe_unused]] LookChoice choice) {}
 
     // Events to whoever embeds the control. They are raised later, never in the caller's stack; before the
     // control has a window they are lost.

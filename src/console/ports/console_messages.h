@@ -29,5 +29,7 @@ inline constexpr std::uint32_t kTimerEvents = 2100;
 inline constexpr std::uint32_t kTimerSecond = 1100;      // of our own: what is looked at once a second
 inline constexpr std::uint32_t kTimerKeyRelease = 1102;  // of our own: a released key is no repeat
 inline constexpr std::uint32_t kTimerViewStep = 1103;    // of our own: the next view of a sequence
+inline constexpr std::uint32_t kTimerFeedback = 1105;    // of our own: a word over the wall goes
+inline constexpr std::uint32_t kTimerFlash = 1106;       // of our own: the flash of a snapshot ends
 
 }  // namespace kvmon

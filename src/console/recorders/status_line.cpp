@@ -5,26 +5,27 @@
 
 #include "channel/base/own_fault_texts.h"
 #include "channel/camera/base_camera.h"
-#include "channel/cell/video_wnd.h"
 #include "console/panel/console_controls.h"
 #include "console/panel/console_keys.h"
 #include "console/ports/desk.h"
 #include "console/recorders/sign_in_desk.h"
 #include "console/settings/fill_pattern.h"
 #include "console/wall/camera_list.h"
-#include "console/wall/cell_pool.h"
+#include "console/wall/live_count.h"
 #include "console/wall/view_controller.h"
+#include "persist/plural.h"
 #include "persist/string_table.h"
 #include "platform/clock.h"
 #include "server/recorder_list.h"
-#include "skin/palette.h"
 #include "skin/plain_text.h"
+#include "skin/skin_colours.h"
+#include "skin/window_base.h"
 
 namespace kvmon {
 
 namespace {
 
-constexpr QRgb kDotNotAllLive = palette::kFocus;
+constexpr ColourRole kDotNotAllLive = &SkinColours::focus;
 constexpr int kTextHeight = 13;
 constexpr int kDot = 8;
 constexpr int kTextLeft = 16;
@@ -37,6 +38,9 @@ constexpr std::uint32_t kStrLoggedOut = 6860;
 constexpr std::uint32_t kStrNoChannels = 6861;
 constexpr std::uint32_t kStrElsewhere = 7214;
 constexpr std::uint32_t kStrNothingToShow = 6862;
+constexpr std::uint32_t kStrAddCameras = 7447;
+constexpr std::uint32_t kStrHidden = 7448;
+constexpr std::uint32_t kStrSignIn = 7449;
 constexpr const char* kBetween = " - ";
 constexpr std::uint32_t kStrManyConnected = 6319;
 
@@ -44,14 +48,14 @@ constexpr std::uint32_t kStrManyConnected = 6319;
 struct StateRow {
     LinkState state;
     std::uint32_t text;
-    QRgb dot;
+    ColourRole dot;
 };
 
 constexpr StateRow kStates[] = {
-    {LinkState::kConnected, 6312, 0xff57b36a},       {LinkState::kIdle, 6310, palette::kInkDisabled},
-    {LinkState::kConnecting, 6311, palette::kFocus}, {LinkState::kNoAnswer, 6873, palette::kRecord},
-    {LinkState::kFaulty, 6873, palette::kRecord},    {LinkState::kLost, 6872, palette::kRecord},
-    {LinkState::kRefused, 6317, palette::kRecord},
+    {LinkState::kConnected, 6312, &SkinColours::good},   {LinkState::kIdle, 6310, &SkinColours::inkDisabled},
+    {LinkState::kConnecting, 6311, &SkinColours::focus}, {LinkState::kNoAnswer, 6873, &SkinColours::record},
+    {LinkState::kFaulty, 6873, &SkinColours::record},    {LinkState::kLost, 6872, &SkinColours::record},
+    {LinkState::kRefused, 6317, &SkinColours::record},
 };
 
 const StateRow* RowOf(LinkState state) {
@@ -142,7 +146,8 @@ std::string StatusText(const std::vector<LinkReport>& links, int live, int shown
         return link.state == LinkState::kConnected;
     });
     if (bAnyConnected && shown > 0) {
-        text += kBetween + FillPattern(LoadString(shown < all ? kStrLiveOnPage : kStrLive),
+        text += kBetween + FillPattern(LoadPlural(shown < all ? kStrLiveOnPage : kStrLive,
+                                                  static_cast<std::uint64_t>(shown)),
                                        {std::to_string(live), std::to_string(shown)});
     }
     return text;
@@ -204,17 +209,6 @@ void StatusLine::OnRecorderRemoved(const CKelvaraInfo& server) {
     m_links.erase(&server);
 }
 
-void StatusLine::CountChannels(int* live, int* shown) {
-    for (int n = 0; n < m_cells.GetCount(); ++n) {
-        const CVideoWnd* const window = m_cells.Get(n);
-        const auto camera = window != nullptr && !window->isHidden() ? window->GetCamera() : nullptr;
-        if (camera && camera->IsCameraUsable()) {
-            *shown += 1;
-            *live += camera->IsLive() ? 1 : 0;
-        }
-    }
-}
-
 int StatusLine::CountUsable() const {
     int count = 0;
     for (int n = 0; n < m_cameras.GetCount(); ++n) {
@@ -231,7 +225,10 @@ std::string StatusLine::NoticeText(const std::vector<LinkReport>& links) const {
     }
     const LinkReport worst = WorstLink(links).value_or(LinkReport());
     if (worst.state == LinkState::kIdle) {
-        return LoadString(kStrLoggedOut);
+        return LoadString(kStrLoggedOut) +
+               (m_signIn.IsOffered()
+                    ? "\n" + FillPattern(LoadString(kStrSignIn), {ShortcutName(kCtlLogout).toStdString()})
+                    : std::string());
     }
     if (worst.state != LinkState::kConnected) {
         // Who waits in vain is told the way out.
@@ -241,7 +238,9 @@ std::string StatusLine::NoticeText(const std::vector<LinkReport>& links) const {
                                              : std::string());
     }
     const bool bEmpty = links.size() == 1 && m_recorders.GetServer(0)->GetChannelCount() == 0;
-    return bEmpty ? FillPattern(LoadString(kStrNoChannels), {worst.name}) : LoadString(kStrNothingToShow);
+    return bEmpty ? FillPattern(LoadString(kStrNoChannels), {worst.name}) + "\n" + LoadString(kStrAddCameras)
+                  : LoadString(kStrNothingToShow) + "\n" +
+                        FillPattern(LoadString(kStrHidden), {ShortcutName(kCtlOptions).toStdString()});
 }
 
 void StatusLine::ShowNotice(const std::string& text) {
@@ -257,9 +256,7 @@ void StatusLine::OnTick() {
     for (int i = 0; i < m_recorders.GetServerCount(); ++i) {
         links.push_back(Report(*m_recorders.GetServer(i)));
     }
-    int live = 0;
-    int shown = 0;
-    CountChannels(&live, &shown);
+    const auto [live, shown] = CountLive(m_cells);
     const QString line = QString::fromStdString(StatusText(links, live, shown, CountUsable()) +
                                                 (m_note.empty() ? m_note : kBetween + m_note));
     ShowNotice(NoticeText(links));
@@ -278,14 +275,15 @@ void StatusLine::OnTick() {
 }
 
 void StatusLine::paintEvent(QPaintEvent*) {
+    const SkinColours& colours = ColoursOf(*this);
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
     // Pictures that stand still are a fault even on a good link.
     const bool bStill = m_state == LinkState::kConnected && !m_bAllLive;
-    painter.setBrush(QColor(bStill ? kDotNotAllLive : RowOf(m_state)->dot));
+    painter.setBrush(QColor(colours.*(bStill ? kDotNotAllLive : RowOf(m_state)->dot)));
     painter.drawEllipse(QRectF(1, (height() - kDot) / 2.0, kDot, kDot));
-    painter.setPen(QColor(palette::kInk));
+    painter.setPen(QColor(colours.ink));
     const QRect place = rect().adjusted(kTextLeft, 0, 0, 0);
     painter.drawText(place, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
                      fontMetrics().elidedText(text(), Qt::ElideRight, place.width(), Qt::TextSingleLine));

@@ -64,7 +64,6 @@ private:
     };
 
     LinkReport Report(const CKelvaraInfo& server);
-    void CountChannels(int* live, int* shown);
     int CountUsable() const;
     std::string NoticeText(const std::vector<LinkReport>& links) const;
     void ShowNotice(const std::string& text);

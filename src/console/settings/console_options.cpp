@@ -30,6 +30,7 @@ constexpr FlagRow kDialogFlags[] = {
     {"SaveProcessImage", &ConsoleOptions::bSaveProcessImage},
 };
 
+constexpr std::string_view kLook = "Look";
 constexpr std::string_view kSnapshotFolder = "SanpshotFolder";  // the stored tree spells it so
 
 bool LoadFlag(const COrvoRegistry& registry, std::string_view section, std::string_view entry, bool value) {
@@ -59,6 +60,14 @@ void ConsoleOptions::HandToChannels() const {
     Globals().saveProcessImage = bSaveProcessImage;
 }
 
+LookChoice LoadLook(const COrvoRegistry& registry) {
+    return LookChoiceOf(registry.GetProfileInt({}, kLook, 0));
+}
+
+void StoreLook(COrvoRegistry& registry, LookChoice look) {
+    registry.WriteProfileInt({}, kLook, static_cast<std::uint32_t>(look));
+}
+
 SessionStart LoadSessionStart(const COrvoRegistry& registry, std::string_view key) {
     SessionStart start;
     start.sequentialMs = std::clamp<std::uint32_t>(
@@ -78,6 +87,9 @@ void StoreChangedOptions(COrvoRegistry& registry, std::string_view key, const Co
     }
     if (old.strSnapshotFolder != wanted.strSnapshotFolder) {
         registry.WriteProfileString(key, kSnapshotFolder, wanted.strSnapshotFolder);
+    }
+    if (old.look != wanted.look) {
+        StoreLook(registry, wanted.look);
     }
 }
 

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "skin/look_keeper.h"
+
 namespace kvmon {
 
 class COrvoRegistry;
@@ -13,6 +15,7 @@ struct ConsoleOptions {
     // Of the whole program.
     bool bStopGetDataWhenViewInvisible = true;
     std::uint32_t nShowViewTypeInSequentialMode = 1;
+    LookChoice look = LookChoice::Desktop;  // as the host has it, which stored or was told it
     // Of the key named after the first server.
     bool bEventHighLight = false;
     bool bShowNoMonitoringRight = true;
@@ -33,6 +36,10 @@ struct ConsoleOptions {
     void Load(const COrvoRegistry& registry, std::string_view key);
     void HandToChannels() const;
 };
+
+// The look of the program.
+LookChoice LoadLook(const COrvoRegistry& registry);
+void StoreLook(COrvoRegistry& registry, LookChoice look);
 
 // What a session begins with. Its subjects change these and store them; here they are read alone.
 struct SessionStart {

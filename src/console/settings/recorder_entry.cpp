@@ -5,6 +5,7 @@
 
 #include "console/settings/fill_pattern.h"
 #include "persist/credential_store.h"
+#include "persist/plural.h"
 #include "persist/string_table.h"
 
 namespace kvmon {
@@ -75,7 +76,8 @@ std::string FindEntryFault(const SavedServer& entry, const std::vector<SavedServ
 std::string RecorderTestText(const RecorderTestReport& report) {
     for (const auto& row : kTestTexts) {
         if (row.result == report.result) {
-            return FillPattern(LoadString(row.text), {report.name, std::to_string(report.channels)});
+            return FillPattern(LoadPlural(row.text, static_cast<std::uint64_t>(std::max(report.channels, 0))),
+                               {report.name, std::to_string(report.channels)});
         }
     }
     return {};

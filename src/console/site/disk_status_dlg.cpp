@@ -9,7 +9,7 @@
 #include "persist/string_table.h"
 #include "platform/text.h"
 #include "skin/ns_chart_ctrl.h"
-#include "skin/palette.h"
+#include "skin/skin_colours.h"
 #include "skin/xskin_static.h"
 
 namespace kvmon {
@@ -63,23 +63,23 @@ CDiskStatusDlg::CDiskStatusDlg(QWidget* owner)
 void CDiskStatusDlg::ShowDisk(const DiskInfo& disk) {
     const int used = std::clamp(disk.nUsed, 0, 100);
     m_state->SetWindowText(StateText(disk, used));
-    m_state->SetTextColor(disk.IsNormal() ? palette::kCaptionWhite : palette::kRecord);
+    m_state->SetTextColor(disk.IsNormal() ? &SkinColours::captionWhite : &SkinColours::record);
     const std::string size =
         disk.size.empty() ? std::string()
                           : FormatText("%s: %s %s", LoadString(kTextTotal).c_str(),
                                        std::string(TrimRight(disk.size, " ")).c_str(), disk.unit.c_str());
     m_size->SetWindowText(size);
-    m_size->SetTextColor(palette::kInk);
+    m_size->SetTextColor(&SkinColours::ink);
     const std::string name = DisplayLine(disk.server);
     setWindowTitle(QString::fromStdString(name.empty() ? LoadString(kTextTitle)
                                                        : LoadString(kTextTitle) + " - " + name));
     // The chart cannot draw a slice of size 0.
     if (used == 0 || used == 100) {
-        m_chart->SetColors({QColor(used == 0 ? palette::kEdgeHover : palette::kAccent)});
+        m_chart->SetColors({used == 0 ? &SkinColours::edgeHover : &SkinColours::accent});
         m_chart->SetData(100, LoadString(used == 0 ? kTextFree : kTextUsed), kChartPie);
         return;
     }
-    m_chart->SetColors({QColor(palette::kAccent), QColor(palette::kEdgeHover)});
+    m_chart->SetColors({&SkinColours::accent, &SkinColours::edgeHover});
     m_chart->SetData(used, LoadString(kTextUsed), 100 - used, LoadString(kTextFree), kChartPie);
 }
 

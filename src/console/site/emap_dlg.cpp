@@ -83,13 +83,20 @@ void CEMapDlg::OnReply(EMapStatus status) {
 void CEMapDlg::ShowPicture() {
     QPixmap picture = QPixmap::fromImage(m_fetch->Picture());
     const QSize room = screen()->availableGeometry().size() - QSize(16, 48);
-    if (picture.width() > room.width() || picture.height() > room.height()) {
-        picture = picture.scaled(room, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    QSize size = picture.size();
+    if (size.width() > room.width() || size.height() > room.height()) {
+        size.scale(room, Qt::KeepAspectRatio);
     }
+    // A screen of more device pixels shows more of a large picture.
+    const double scale = devicePixelRatioF();
+    if (const QSize pixels = (QSizeF(size) * scale).toSize(); pixels != picture.size()) {
+        picture = picture.scaled(pixels, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    }
+    picture.setDevicePixelRatio(scale);
     m_picture->setText({});
     m_picture->setPixmap(picture);
-    m_picture->setGeometry(QRect(QPoint(0, 0), picture.size()));
-    resize(picture.size());
+    m_picture->setGeometry(QRect(QPoint(0, 0), size));
+    resize(size);
     const QRect all = screen()->availableGeometry();
     move(std::clamp(x(), all.left(), std::max(all.right() - width(), all.left())),
          std::clamp(y(), all.top(), std::max(all.bottom() - height(), all.top())));

@@ -4,11 +4,15 @@
 #include "audio/sound_card.h"
 #include "channel/base/channel_messages.h"
 #include "channel/camera/base_camera.h"
+#include "channel/picture/captions.h"
 #include "console/panel/console_controls.h"
 #include "console/ports/desk.h"
+#include "console/settings/fill_pattern.h"
 #include "console/sound/send_sound_dlg.h"
 #include "console/wall/active_camera.h"
+#include "console/wall/feedback_line.h"
 #include "persist/log_file.h"
+#include "persist/string_table.h"
 #include "persist/utilities.h"
 #include "platform/clock.h"
 #include "skin/skin_messages.h"
@@ -19,6 +23,7 @@ namespace {
 
 // A machine without an output is looked at again after this, at the next refresh.
 constexpr std::uint64_t kNextProbeMs = 10000;
+constexpr std::uint32_t kStrTalkEnded = 7437;
 
 }  // namespace
 
@@ -58,6 +63,9 @@ void AudioPanel::OnTalk() {
     }
     m_talk = new CSendSoundDlg(m_desk.DialogHost(), camera, m_microphone);
     m_talk->SetMixerStarted([this] { m_desk.MakeRoom(); });
+    m_talk->SetTalkEnded([this, name = DisplayLine(camera->GetCameraName())] {
+        m_feedback.Say(FillPattern(LoadString(kStrTalkEnded), {name}));
+    });
     m_talk->Open();
 }
 

@@ -15,12 +15,13 @@ class ActiveCamera;
 class CSendSoundDlg;
 class ConsoleControls;
 class Desk;
+class FeedbackLine;
 
 // User interface thread only.
 class AudioPanel {
 public:
-    AudioPanel(Desk& desk, const ActiveCamera& active, ConsoleControls& controls)
-        : m_desk(desk), m_active(active), m_controls(controls) {}
+    AudioPanel(Desk& desk, const ActiveCamera& active, ConsoleControls& controls, FeedbackLine& feedback)
+        : m_desk(desk), m_active(active), m_controls(controls), m_feedback(feedback) {}
     ~AudioPanel();
 
     // With the settings: the button as it was left, if sound of cameras can be played at all.
@@ -39,6 +40,7 @@ private:
     Desk& m_desk;
     const ActiveCamera& m_active;
     ConsoleControls& m_controls;
+    FeedbackLine& m_feedback;
     // Set by the probe, which may outlive this.
     const std::shared_ptr<std::atomic<bool>> m_outputExists = std::make_shared<std::atomic<bool>>(false);
     Worker m_probe;

@@ -4,7 +4,8 @@
 #include <QtGui/QPainter>
 #include <algorithm>
 
-#include "skin/palette.h"
+#include "skin/skin_colours.h"
+#include "skin/style_parts.h"
 
 namespace kvmon {
 
@@ -17,11 +18,11 @@ constexpr int kMargin = 3;
 constexpr int kLoud = 70;
 constexpr int kTooLoud = 90;
 
-QRgb LampColour(int level) {
+QRgb LampColour(int level, const SkinColours& colours) {
     if (level > kTooLoud) {
-        return palette::kRecord;
+        return colours.record;
     }
-    return level > kLoud ? palette::kFocus : palette::kAccent;
+    return level > kLoud ? colours.focus : colours.accent;
 }
 
 }  // namespace
@@ -47,18 +48,18 @@ QSize LevelMeter::sizeHint() const {
 
 void LevelMeter::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    painter.fillRect(rect(), QColor(palette::kField));
-    painter.setPen(QColor(palette::kEdge));
-    painter.drawRect(rect().adjusted(0, 0, -1, -1));
+    const SkinColours& colours = ColoursOf(*this);
+    painter.fillRect(rect(), QColor(colours.field));
+    style::DrawLineAround(painter, rect(), colours.edge);
     const QRect inside = rect().adjusted(kMargin, kMargin, -kMargin, -kMargin);
     for (int i = 0; i < kLamps; ++i) {
         const int left = inside.left() + i * (inside.width() + kGap) / kLamps;
         const int right = inside.left() + (i + 1) * (inside.width() + kGap) / kLamps - kGap;
         const int level = (i + 1) * 100 / kLamps;
         const bool lit = m_level >= level;
-        QColor colour(LampColour(level));
+        const QColor colour(LampColour(level, colours));
         painter.fillRect(QRect(left, inside.top(), right - left, inside.height()),
-                         lit ? colour : QColor(palette::kFaceDisabled));
+                         lit ? colour : QColor(colours.faceDisabled));
     }
 }
 

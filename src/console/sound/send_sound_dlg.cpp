@@ -20,7 +20,7 @@
 #include "console/sound/volume_control.h"
 #include "persist/string_table.h"
 #include "persist/utilities.h"
-#include "skin/palette.h"
+#include "skin/dialog_style.h"
 #include "skin/wait_dlg.h"
 
 namespace kvmon {
@@ -133,6 +133,9 @@ void CSendSoundDlg::Cancel() {
     hide();
     GiveKeyboardBack(*this);
     SetTimer(kTimerEnding, kEndingMs);
+    if (m_bTalked && m_talkEnded) {
+        m_talkEnded();
+    }
 }
 
 void CSendSoundDlg::OnTimer(std::uint32_t id) {
@@ -199,6 +202,7 @@ void CSendSoundDlg::ShowDialog() {
     if (m_fault.empty()) {
         ShowState(FillPattern(LoadString(kTextTalkingTo), {DisplayLine(m_camera->GetCameraName())}),
                   Tone::Plain);
+        m_bTalked = true;
     } else {
         ShowState(m_fault, Tone::Fault);
     }
@@ -210,10 +214,7 @@ void CSendSoundDlg::ShowDialog() {
 }
 
 void CSendSoundDlg::ShowState(const std::string& text, Tone tone) {
-    QPalette colours = m_state->palette();
-    colours.setColor(QPalette::WindowText,
-                     QColor(tone == Tone::Fault ? palette::kRecord : palette::kInkBright));
-    m_state->setPalette(colours);
+    m_state->setForegroundRole(tone == Tone::Fault ? kFaultText : QPalette::BrightText);
     m_state->setText(QString::fromStdString(text));
 }
 

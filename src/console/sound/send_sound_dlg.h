@@ -35,6 +35,9 @@ public:
     // Called when the desktop's mixer is about to open its window.
     void SetMixerStarted(std::function<void()> started) { m_mixerStarted = std::move(started); }
 
+    // Called when the user ends a talk that had begun.
+    void SetTalkEnded(std::function<void()> ended) { m_talkEnded = std::move(ended); }
+
     void Open();
     // The user sees it gone at once; the dialog deletes itself when its threads have left.
     void Cancel();
@@ -63,6 +66,8 @@ private:
     const std::shared_ptr<CBaseCamera> m_camera;
     const MicrophoneFactory m_factory;
     std::function<void()> m_mixerStarted;
+    std::function<void()> m_talkEnded;
+    bool m_bTalked = false;
     QLabel* m_state;
     LevelMeter* m_meter;
     std::unique_ptr<CWaitDlg> m_wait;

@@ -1,7 +1,10 @@
 #include "console/views/view_list.h"
 
+#include <QtCore/QCryptographicHash>
 #include <algorithm>
 #include <map>
+#include <tuple>
+#include <utility>
 
 #include "console/views/view_file.h"
 #include "persist/log_file.h"
@@ -13,41 +16,98 @@ namespace kvmon {
 namespace {
 
 constexpr const char* kSection = "Views";
-constexpr const char* kEntry = "List";
-constexpr int kKeptAside = 9;  // the oldest stay, the last one's place is used again
+constexpr const char* kEach = "Views\\Each";
+constexpr const char* kAside = "Views\\Aside";
+constexpr const char* kView = "View";
+constexpr const char* kPlace = "Place";
+constexpr const char* kTogether = "List";  // all views in one value, as they were kept once
 
-void KeepAside(const QByteArray& stored) {
-    int number = 1;
-    while (number < kKeptAside &&
-           Registry().GetProfileBinarySize(kSection, "Aside" + std::to_string(number)) > 0) {
-        ++number;
-    }
-    Registry().WriteProfileBinary(
-        kSection, "Aside" + std::to_string(number),
-        {reinterpret_cast<const std::uint8_t*>(stored.constData()), static_cast<std::size_t>(stored.size())});
+std::string HashOf(const QByteArray& bytes) {
+    return QCryptographicHash::hash(bytes, QCryptographicHash::Sha1).toHex().toStdString();
 }
+
+// No part of a name means something in a section's.
+std::string SectionOf(const std::string& name) {
+    return std::string(kEach) + "\\" + HashOf(QByteArray::fromStdString(name));
+}
+
+void WriteBytes(COrvoRegistry& settings, const std::string& section, const std::string& entry,
+                const QByteArray& bytes) {
+    settings.WriteProfileBinary(
+        section, entry,
+        {reinterpret_cast<const std::uint8_t*>(bytes.constData()), static_cast<std::size_t>(bytes.size())});
+}
+
+QByteArray ReadBytes(const COrvoRegistry& settings, const std::string& section, const std::string& entry) {
+    const std::size_t size = settings.GetProfileBinarySize(section, entry);
+    QByteArray bytes(static_cast<qsizetype>(std::min<std::size_t>(size, kMaxViewFile + 1)), '\0');
+    settings.GetProfileBinary(
+        section, entry,
+        {reinterpret_cast<std::uint8_t*>(bytes.data()), static_cast<std::size_t>(bytes.size())});
+    return bytes;
+}
+
+// Once for the same bytes.
+void KeepAside(COrvoRegistry& settings, const QByteArray& stored) {
+    Trace("ViewList::Load: a stored view cannot be read...\n");
+    WriteBytes(settings, std::string(kAside) + "\\" + HashOf(stored), kView, stored);
+}
+
+struct StoredView {
+    std::uint32_t place;
+    NamedView view;
+};
 
 }  // namespace
 
 bool ViewList::Load() {
     m_views.clear();
-    const std::size_t size = Registry().GetProfileBinarySize(kSection, kEntry);
-    if (size == 0) {
+    const COrvoRegistry::Batch together(m_settings);
+    bool bRight = true;
+    std::vector<StoredView> stored;
+    for (const std::string& name : m_settings.GetSections(kEach)) {
+        const std::string section = std::string(kEach) + "\\" + name;
+        const QByteArray text = ReadBytes(m_settings, section, kView);
+        ParsedViews parsed = ReadViews(text);
+        if (parsed.views.size() == 1) {
+            stored.push_back({m_settings.GetProfileInt(section, kPlace, 0), std::move(parsed.views.front())});
+        } else if (parsed.fault != ViewFileFault::Newer) {  // what is newer is for a newer program
+            KeepAside(m_settings, text);
+            m_settings.DeleteSection(section);
+            bRight = false;
+        }
+    }
+    // Another program may have given the same places.
+    std::sort(stored.begin(), stored.end(), [](const StoredView& a, const StoredView& b) {
+        return std::tie(a.place, a.view.name) < std::tie(b.place, b.view.name);
+    });
+    for (StoredView& each : stored) {
+        if (Find(each.view.name) == nullptr) {
+            m_views.push_back(std::move(each.view));
+        }
+    }
+    return LoadTogether() && bRight;
+}
+
+bool ViewList::LoadTogether() {
+    const QByteArray text = ReadBytes(m_settings, kSection, kTogether);
+    if (text.isEmpty()) {
         return true;
     }
-    QByteArray stored(static_cast<qsizetype>(std::min<std::size_t>(size, kMaxViewFile + 1)), '\0');
-    Registry().GetProfileBinary(
-        kSection, kEntry,
-        {reinterpret_cast<std::uint8_t*>(stored.data()), static_cast<std::size_t>(stored.size())});
-    ParsedViews parsed = ReadViews(stored);
-    if (parsed.fault != ViewFileFault::None) {
-        Trace("ViewList::Load: the stored views cannot be read...\n");
-        KeepAside(stored);
-        Store();
-        return false;
+    ParsedViews parsed = ReadViews(text);
+    const bool bRight = parsed.fault == ViewFileFault::None;
+    if (!bRight) {
+        KeepAside(m_settings, text);
     }
-    m_views = std::move(parsed.views);
-    return true;
+    const std::vector<NamedView> before = m_views;
+    for (NamedView& view : parsed.views) {
+        if (Find(view.name) == nullptr) {
+            m_views.push_back(std::move(view));
+        }
+    }
+    Store(before);
+    WriteBytes(m_settings, kSection, kTogether, {});
+    return bRight;
 }
 
 const NamedView* ViewList::Find(const std::string& name) const {
@@ -57,11 +117,12 @@ const NamedView* ViewList::Find(const std::string& name) const {
 }
 
 void ViewList::Set(std::vector<NamedView> views) {
-    m_views = std::move(views);
-    Store();
+    const std::vector<NamedView> before = std::exchange(m_views, std::move(views));
+    Store(before);
 }
 
 bool ViewList::Put(NamedView view) {
+    const std::vector<NamedView> before = m_views;
     const auto found = std::find_if(m_views.begin(), m_views.end(),
                                     [&view](const NamedView& each) { return each.name == view.name; });
     if (found != m_views.end()) {
@@ -71,15 +132,23 @@ bool ViewList::Put(NamedView view) {
     } else {
         return false;
     }
-    Store();
+    Store(before);
     return true;
 }
 
-void ViewList::Store() const {
-    const QByteArray text = WriteViews(m_views);
-    Registry().WriteProfileBinary(
-        kSection, kEntry,
-        {reinterpret_cast<const std::uint8_t*>(text.constData()), static_cast<std::size_t>(text.size())});
+// What this program has not seen is another's, and stays.
+void ViewList::Store(const std::vector<NamedView>& before) const {
+    const COrvoRegistry::Batch together(m_settings);
+    for (const NamedView& view : before) {
+        if (Find(view.name) == nullptr) {
+            m_settings.DeleteSection(SectionOf(view.name));
+        }
+    }
+    for (std::size_t i = 0; i < m_views.size(); ++i) {
+        const std::string section = SectionOf(m_views[i].name);
+        WriteBytes(m_settings, section, kView, WriteViews({m_views[i]}));
+        m_settings.WriteProfileInt(section, kPlace, static_cast<std::uint32_t>(i));
+    }
 }
 
 bool AddViews(std::vector<NamedView>& views, std::vector<NamedView> more) {

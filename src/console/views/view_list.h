@@ -1,4 +1,7 @@
 // The named views of this user, as they are kept in the settings.
+//
+// Each view is a section of its own there, known by its name: of two programs that save views at the same
+// time neither loses what the other has saved.
 #pragma once
 
 #include <string>
@@ -8,10 +11,14 @@
 
 namespace kvmon {
 
+class COrvoRegistry;
+
 // User interface thread only. The settings bring changes to the disk by themselves.
 class ViewList {
 public:
-    // Reads what is stored. False if that cannot be read: it is kept aside then, and the list is empty.
+    explicit ViewList(COrvoRegistry& settings) : m_settings(settings) {}
+
+    // Reads what is stored. False if some of it cannot be read: that is kept aside, the others are there.
     bool Load();
     const std::vector<NamedView>& All() const { return m_views; }
     // Null when there is none of this name.
@@ -22,8 +29,10 @@ public:
     bool Put(NamedView view);
 
 private:
-    void Store() const;
+    void Store(const std::vector<NamedView>& before) const;
+    bool LoadTogether();
 
+    COrvoRegistry& m_settings;
     std::vector<NamedView> m_views;
 };
 

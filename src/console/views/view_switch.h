@@ -1,4 +1,4 @@
-// Opens named views, makes them from the wall, and runs sequences of them.
+// Opens named views, saves the wall as one, and runs sequences of them.
 #pragma once
 
 #include <cstdint>
@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "console/views/view_list.h"
+#include "console/views/view_on_wall.h"
+#include "persist/orvo_registry.h"
 
 namespace kvmon {
 
@@ -61,16 +63,7 @@ public:
     void Stop();
 
 private:
-    // Makes the list of a view's cameras while the wall is read.
-    class Collector;
-    struct Resolved;
-
     bool IsWall() const;
-    std::vector<ViewCamera> ListedCameras() const;
-    Resolved Resolve(const NamedView& view) const;
-    void PlaceCameras(const NamedView& view);
-    void ShowPages(const NamedView& view);
-    void ApplyZooms(const NamedView& view);
     void Show(const NamedView& view);
     void EndSequence();
 
@@ -82,15 +75,13 @@ private:
     SequentialMode& m_sequential;
     ScreenController& m_screens;
     const CameraList& m_cameras;
-    const RecorderList& m_recorders;
-    ViewList m_list;
+    ViewOnWall m_wall;
+    ViewList m_list{Registry()};
     std::string m_wanted;  // to be opened when there is a wall
     std::string m_current;
     std::string m_sequence;
     std::size_t m_step = 0;
-    std::vector<ViewCamera> m_listed;    // the cameras for which the cells were placed
-    std::vector<std::string> m_missing;  // names of the view's cameras that are not there
-    bool m_bShowing = false;             // what the view does now is no user's choice
+    bool m_bShowing = false;  // what the view does now is no user's choice
 };
 
 }  // namespace kvmon

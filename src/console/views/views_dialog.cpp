@@ -3,21 +3,20 @@
 #include <QtCore/QScopedValueRollback>
 #include <QtGui/QKeyEvent>
 #include <QtWidgets/QAbstractItemDelegate>
-#include <QtWidgets/QComboBox>
 #include <QtWidgets/QDialogButtonBox>
 #include <QtWidgets/QHBoxLayout>
-#include <QtWidgets/QHeaderView>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QPushButton>
-#include <QtWidgets/QSpinBox>
 #include <QtWidgets/QTreeWidget>
 #include <QtWidgets/QVBoxLayout>
 #include <algorithm>
 
 #include "console/dialogs/dialog_parts.h"
+#include "console/dialogs/empty_hint.h"
 #include "console/dialogs/message_box.h"
 #include "console/ports/desk.h"
 #include "console/settings/fill_pattern.h"
+#include "console/views/sequence_editor.h"
 #include "console/views/view_file.h"
 #include "console/views/view_list.h"
 #include "console/views/view_switch.h"
@@ -35,34 +34,15 @@ constexpr std::uint32_t kStrImport = 7105;
 constexpr std::uint32_t kStrExport = 7106;
 constexpr std::uint32_t kStrSequence = 7109;
 constexpr std::uint32_t kStrTooMany = 7116;
-constexpr std::uint32_t kStrSeconds = 7118;
 constexpr std::uint32_t kStrView = 7119;
 constexpr std::uint32_t kStrName = 6130;
-constexpr std::uint32_t kStrAdd = 6135;
-constexpr std::uint32_t kStrRemove = 6137;
+constexpr std::uint32_t kStrEmpty = 7446;
+constexpr std::uint32_t kStrStop = 7453;
 constexpr std::uint32_t kStrRename = 6406;
 constexpr std::uint32_t kStrDelete = 6407;
 constexpr std::uint32_t kStrUp = 3515;
 constexpr std::uint32_t kStrDown = 3516;
 constexpr int kListRows = 8;
-constexpr int kStepRows = 4;
-
-QTreeWidget* MakeTree(QWidget* parent, const char* name, std::uint32_t first, std::uint32_t second,
-                      int rows) {
-    auto* const tree = new QTreeWidget(parent);
-    tree->setObjectName(QString(name));
-    tree->setHeaderLabels({Text(first), Text(second)});
-    tree->setRootIsDecorated(false);
-    tree->setUniformRowHeights(true);
-    tree->setSelectionMode(QAbstractItemView::SingleSelection);
-    tree->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    tree->setMinimumHeight((rows + 1) * (tree->fontMetrics().height() + 8));
-    tree->header()->setSectionsMovable(false);
-    tree->header()->setStretchLastSection(false);
-    tree->header()->setSectionResizeMode(0, QHeaderView::Stretch);
-    tree->header()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
-    return tree;
-}
 
 }  // namespace
 
@@ -87,7 +67,8 @@ ViewsDialog::ViewsDialog(std::vector<NamedView> views, std::optional<NamedView> 
     side->addStretch();
     auto* const left = new QVBoxLayout;
     left->addWidget(m_list, 1);
-    left->addWidget(MakeSteps());
+    m_steps = new SequenceEditor(this, [this] { OnStepCount(); });
+    left->addWidget(m_steps);
     auto* const middle = new QHBoxLayout;
     middle->addLayout(left, 1);
     middle->addLayout(side);
@@ -97,7 +78,12 @@ ViewsDialog::ViewsDialog(std::vector<NamedView> views, std::optional<NamedView> 
     layout->setContentsMargins(16, 16, 16, 14);
     layout->setSpacing(12);
     layout->addLayout(middle);
-    layout->addWidget(m_message);
+    m_stop = AddButton("stop", kStrStop, &ViewsDialog::StopFile);
+    m_stop->hide();
+    auto* const words = new QHBoxLayout;
+    words->addWidget(m_message, 1);
+    words->addWidget(m_stop);
+    layout->addLayout(words);
     layout->addWidget(AddDialogButtons(*this));
     Fill(0);
 }
@@ -111,13 +97,14 @@ QPushButton* ViewsDialog::AddButton(const char* name, std::uint32_t text, void (
 }
 
 void ViewsDialog::MakeList() {
-    m_list = MakeTree(this, "views", kStrName, kStrSequence, kListRows);
+    m_list = MakeViewsTree(this, "views", kStrName, kStrSequence, kListRows);
     m_list->setAccessibleName(Text(kStrTitle));
+    m_hint = new EmptyHint(*m_list);
     m_list->setMinimumWidth(52 * m_list->fontMetrics().averageCharWidth());
     m_list->installEventFilter(this);
     connect(m_list, &QTreeWidget::itemSelectionChanged, this, [this] {
         if (!m_bFilling) {
-            FillSteps(0);
+            FillSteps();
             UpdateButtons();
         }
     });
@@ -125,38 +112,6 @@ void ViewsDialog::MakeList() {
     connect(m_list->itemDelegate(), &QAbstractItemDelegate::closeEditor, this,
             [this] { m_bEditing = false; });
     connect(m_list, &QTreeWidget::itemDoubleClicked, this, [this] { OpenSelected(); });
-}
-
-QWidget* ViewsDialog::MakeSteps() {
-    m_stepsBox = new QWidget(this);
-    m_steps = MakeTree(m_stepsBox, "steps", kStrView, kStrSeconds, kStepRows);
-    m_steps->setAccessibleName(Text(kStrSequence));
-    m_stepView = new QComboBox(m_stepsBox);
-    m_stepView->setObjectName(QStringLiteral("stepView"));
-    m_stepView->setAccessibleName(Text(kStrView));
-    m_stepSeconds = new QSpinBox(m_stepsBox);
-    m_stepSeconds->setObjectName(QStringLiteral("stepSeconds"));
-    m_stepSeconds->setAccessibleName(Text(kStrSeconds));
-    m_stepSeconds->setRange(kMinStepSeconds, kMaxStepSeconds);
-    m_addStep = AddButton("addStep", kStrAdd, &ViewsDialog::AddStep);
-    m_removeStep = AddButton("removeStep", kStrRemove, &ViewsDialog::RemoveStep);
-    connect(m_steps, &QTreeWidget::itemSelectionChanged, this, [this] {
-        if (!m_bFilling) {
-            FillSteps(SelectedStep());
-        }
-    });
-    connect(m_stepView, &QComboBox::activated, this, [this] { OnStepEdited(); });
-    connect(m_stepSeconds, &QSpinBox::valueChanged, this, [this] { OnStepEdited(); });
-    auto* const row = new QHBoxLayout;
-    row->addWidget(m_stepView, 1);
-    row->addWidget(m_stepSeconds);
-    row->addWidget(m_addStep);
-    row->addWidget(m_removeStep);
-    auto* const layout = new QVBoxLayout(m_stepsBox);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(m_steps);
-    layout->addLayout(row);
-    return m_stepsBox;
 }
 
 int ViewsDialog::Selected() const {
@@ -168,12 +123,6 @@ NamedView* ViewsDialog::SelectedSequence() {
     const int row = Selected();
     NamedView* const view = row >= 0 ? &m_views[static_cast<std::size_t>(row)] : nullptr;
     return view != nullptr && view->IsSequence() ? view : nullptr;
-}
-
-int ViewsDialog::SelectedStep() const {
-    return m_steps->selectedItems().isEmpty()
-               ? -1
-               : m_steps->indexOfTopLevelItem(m_steps->selectedItems().front());
 }
 
 std::vector<std::string> ViewsDialog::PlainNames() const {
@@ -203,38 +152,28 @@ void ViewsDialog::Fill(int selected) {
             m_list->setCurrentItem(m_list->topLevelItem(std::clamp(selected, 0, last)));
         }
     }
-    FillSteps(0);
+    FillSteps();
     UpdateButtons();
 }
 
-void ViewsDialog::FillSteps(int selected) {
-    const QScopedValueRollback filling(m_bFilling, true);
-    const NamedView* const sequence = SelectedSequence();
-    m_steps->clear();
-    m_stepView->clear();
-    m_stepsBox->setEnabled(sequence != nullptr);
-    if (sequence == nullptr) {
-        return;
+void ViewsDialog::FillSteps() {
+    NamedView* const sequence = SelectedSequence();
+    m_steps->Show(sequence != nullptr ? &sequence->steps : nullptr, PlainNames());
+}
+
+void ViewsDialog::OnStepCount() {
+    if (const NamedView* const sequence = SelectedSequence()) {
+        const QScopedValueRollback filling(m_bFilling, true);
+        m_list->topLevelItem(Selected())->setText(1, QString::number(sequence->steps.size()));
     }
-    for (const ViewStep& step : sequence->steps) {
-        m_steps->addTopLevelItem(
-            new QTreeWidgetItem({QString::fromStdString(step.view), QString::number(step.seconds)}));
-    }
-    const auto row =
-        static_cast<std::size_t>(std::clamp(selected, 0, static_cast<int>(sequence->steps.size()) - 1));
-    m_steps->setCurrentItem(m_steps->topLevelItem(static_cast<int>(row)));
-    for (const std::string& name : PlainNames()) {
-        m_stepView->addItem(QString::fromStdString(name));
-    }
-    m_stepView->setCurrentIndex(m_stepView->findText(QString::fromStdString(sequence->steps[row].view)));
-    m_stepSeconds->setValue(sequence->steps[row].seconds);
-    m_addStep->setEnabled(sequence->steps.size() < kMaxViewSteps && m_stepView->count() > 0);
-    m_removeStep->setEnabled(sequence->steps.size() > 1);
 }
 
 void ViewsDialog::UpdateButtons() {
     const int row = Selected();
     const int last = static_cast<int>(m_views.size()) - 1;
+    m_hint->Say(last >= 0
+                    ? QString()
+                    : QString::fromStdString(FillPattern(LoadString(kStrEmpty), {LoadString(kStrSave)})));
     m_save->setEnabled(m_present.has_value());
     m_newSequence->setEnabled(!PlainNames().empty());
     m_rename->setEnabled(row >= 0);
@@ -362,43 +301,6 @@ bool ViewsDialog::eventFilter(QObject* watched, QEvent* event) {
         default:
             return false;
     }
-}
-
-// --- the steps of a sequence
-
-void ViewsDialog::AddStep() {
-    if (NamedView* const sequence = SelectedSequence()) {
-        sequence->steps.push_back(
-            {m_stepView->currentIndex() >= 0 ? m_stepView->currentText().toStdString() : PlainNames().front(),
-             m_stepSeconds->value()});
-        m_list->topLevelItem(Selected())->setText(1, QString::number(sequence->steps.size()));
-        FillSteps(static_cast<int>(sequence->steps.size()) - 1);
-    }
-}
-
-void ViewsDialog::RemoveStep() {
-    NamedView* const sequence = SelectedSequence();
-    const int row = SelectedStep();
-    if (sequence != nullptr && row >= 0 && sequence->steps.size() > 1) {
-        sequence->steps.erase(sequence->steps.begin() + row);
-        m_list->topLevelItem(Selected())->setText(1, QString::number(sequence->steps.size()));
-        FillSteps(row);
-    }
-}
-
-void ViewsDialog::OnStepEdited() {
-    NamedView* const sequence = SelectedSequence();
-    const int row = SelectedStep();
-    if (m_bFilling || sequence == nullptr || row < 0) {
-        return;
-    }
-    ViewStep& step = sequence->steps[static_cast<std::size_t>(row)];
-    if (m_stepView->currentIndex() >= 0) {
-        step.view = m_stepView->currentText().toStdString();
-    }
-    step.seconds = m_stepSeconds->value();
-    m_steps->topLevelItem(row)->setText(0, QString::fromStdString(step.view));
-    m_steps->topLevelItem(row)->setText(1, QString::number(step.seconds));
 }
 
 void OpenViewsDialog(Desk& desk, ViewSwitch& views) {

@@ -10,16 +10,16 @@
 #include "console/views/named_view.h"
 #include "platform/worker.h"
 
-class QComboBox;
 class QDialogButtonBox;
 class QLabel;
 class QPushButton;
-class QSpinBox;
 class QTreeWidget;
 
 namespace kvmon {
 
 class Desk;
+class EmptyHint;
+class SequenceEditor;
 class ViewSwitch;
 
 // Works on a list of its own; OK hands it over. User interface thread only.
@@ -38,12 +38,11 @@ protected:
 private:
     QPushButton* AddButton(const char* name, std::uint32_t text, void (ViewsDialog::*slot)());
     void MakeList();
-    QWidget* MakeSteps();
     void Fill(int selected);
-    void FillSteps(int selected);
+    void FillSteps();
+    void OnStepCount();
     int Selected() const;
     NamedView* SelectedSequence();
-    int SelectedStep() const;
     std::vector<std::string> PlainNames() const;
     void UpdateButtons();
     void Append(NamedView view);
@@ -57,11 +56,11 @@ private:
     void MoveUp() { Move(-1); }
     void MoveDown() { Move(1); }
     void Move(int by);
-    void AddStep();
-    void RemoveStep();
-    void OnStepEdited();
     void OpenSelected();
     void Import();
+    void BeginFile(std::uint32_t text);
+    void EndFile();
+    void StopFile();
     void OnRead(const std::optional<QByteArray>& text);
     void Export();
     void OnWritten(bool bWritten);
@@ -70,12 +69,7 @@ private:
     const std::optional<NamedView> m_present;
     std::string m_toOpen;
     QTreeWidget* m_list = nullptr;
-    QTreeWidget* m_steps = nullptr;
-    QWidget* m_stepsBox = nullptr;
-    QComboBox* m_stepView = nullptr;
-    QSpinBox* m_stepSeconds = nullptr;
-    QPushButton* m_addStep = nullptr;
-    QPushButton* m_removeStep = nullptr;
+    SequenceEditor* m_steps = nullptr;
     QPushButton* m_save = nullptr;
     QPushButton* m_newSequence = nullptr;
     QPushButton* m_rename = nullptr;
@@ -84,8 +78,11 @@ private:
     QPushButton* m_down = nullptr;
     QPushButton* m_import = nullptr;
     QPushButton* m_export = nullptr;
+    EmptyHint* m_hint = nullptr;
     QLabel* m_message = nullptr;
-    Worker m_worker;  // reads and writes files, which may hang
+    QPushButton* m_stop = nullptr;  // while a file is read or written
+    Worker m_worker;                // reads and writes files, which may hang
+    std::uint32_t m_nWork = 0;      // tells its end from that of one that was given up
     bool m_bFilling = false;
     bool m_bEditing = false;  // a name
 };

@@ -22,6 +22,9 @@ constexpr std::uint32_t kStrNewer = 7113;
 constexpr std::uint32_t kStrNotRead = 7114;
 constexpr std::uint32_t kStrNotWritten = 7115;
 constexpr std::uint32_t kStrTooMany = 7116;
+constexpr std::uint32_t kStrWriting = 7450;
+constexpr std::uint32_t kStrReading = 7451;
+constexpr std::uint32_t kStrStopped = 7452;
 constexpr Milliseconds kLastMoment{3000};
 const QString kPattern = QStringLiteral("kvmon (*.kvviews)");
 
@@ -41,25 +44,46 @@ bool WriteFile(const QString& path, const QByteArray& text) {
 
 }  // namespace
 
+void ViewsDialog::BeginFile(std::uint32_t text) {
+    m_import->setEnabled(false);
+    m_export->setEnabled(false);
+    m_stop->show();
+    Tell(text);
+}
+
+void ViewsDialog::EndFile() {
+    m_import->setEnabled(true);
+    m_stop->hide();
+    Tell(0);
+    UpdateButtons();
+}
+
+// A file that is being read or written on a share that is gone: whatever becomes of it is not heard of.
+void ViewsDialog::StopFile() {
+    ++m_nWork;
+    m_worker.Abandon();
+    EndFile();
+    Tell(kStrStopped);
+}
+
 void ViewsDialog::Import() {
     auto* const dialog = new QFileDialog(this, m_import->text(), {}, kPattern);
     dialog->setFileMode(QFileDialog::ExistingFile);
     connect(dialog, &QFileDialog::fileSelected, this, [this](const QString& path) {
-        const bool bStarted = m_worker.Start("kv-views", [path, self = QPointer(this)] {
+        const bool bStarted = m_worker.Start("kv-views", [path, work = ++m_nWork, self = QPointer(this)] {
             std::optional<QByteArray> text;
             TryStep("ViewsDialog::Import", [&] { text = ReadFile(path); });
             QMetaObject::invokeMethod(
                 qApp,
-                [self, text] {
-                    if (self) {
+                [self, work, text] {
+                    if (self && self->m_nWork == work) {
                         self->OnRead(text);
                     }
                 },
                 Qt::QueuedConnection);
         });
         if (bStarted) {
-            m_import->setEnabled(false);
-            m_export->setEnabled(false);
+            BeginFile(kStrReading);
         } else {
             Tell(kStrNotRead);
         }
@@ -69,8 +93,7 @@ void ViewsDialog::Import() {
 
 void ViewsDialog::OnRead(const std::optional<QByteArray>& text) {
     m_worker.Wait(kLastMoment);  // this was the last thing it did
-    m_import->setEnabled(true);
-    UpdateButtons();
+    EndFile();
     if (!text) {
         Tell(kStrNotRead);
         return;
@@ -96,22 +119,21 @@ void ViewsDialog::Export() {
     dialog->setDefaultSuffix(QStringLiteral("kvviews"));
     dialog->selectFile(QStringLiteral("views.kvviews"));
     connect(dialog, &QFileDialog::fileSelected, this, [this](const QString& path) {
-        const bool bStarted =
-            m_worker.Start("kv-views", [path, text = WriteViews(m_views), self = QPointer(this)] {
+        const bool bStarted = m_worker.Start(
+            "kv-views", [path, text = WriteViews(m_views), work = ++m_nWork, self = QPointer(this)] {
                 bool bWritten = false;
                 TryStep("ViewsDialog::Export", [&] { bWritten = WriteFile(path, text); });
                 QMetaObject::invokeMethod(
                     qApp,
-                    [self, bWritten] {
-                        if (self) {
+                    [self, work, bWritten] {
+                        if (self && self->m_nWork == work) {
                             self->OnWritten(bWritten);
                         }
                     },
                     Qt::QueuedConnection);
             });
         if (bStarted) {
-            m_import->setEnabled(false);
-            m_export->setEnabled(false);
+            BeginFile(kStrWriting);
         } else {
             Tell(kStrNotWritten);
         }
@@ -121,8 +143,7 @@ void ViewsDialog::Export() {
 
 void ViewsDialog::OnWritten(bool bWritten) {
     m_worker.Wait(kLastMoment);
-    m_import->setEnabled(true);
-    UpdateButtons();
+    EndFile();
     Tell(bWritten ? 0 : kStrNotWritten);
 }
 

@@ -1,5 +1,7 @@
 #include "console/views/views_menu.h"
 
+#include <algorithm>
+
 #include "console/panel/console_keys.h"
 #include "console/views/view_switch.h"
 #include "persist/string_table.h"
@@ -18,7 +20,7 @@ void AppendViewsMenu(BCMenu& menu, const ViewSwitch& views, bool bInSession) {
     BCMenu* const popup = menu.AppendPopup(LoadString(kStrViews));
     const std::vector<NamedView>& all = views.List().All();
     const std::string& shown = views.Sequence().empty() ? views.Current() : views.Sequence();
-    for (std::size_t i = 0; i < all.size(); ++i) {
+    for (std::size_t i = 0; i < std::min(all.size(), kMaxViews); ++i) {
         const int key = kKeyFirstView + static_cast<int>(i);
         std::string text = EscapeMenuText(all[i].name);
         if (key <= kKeyLastView) {

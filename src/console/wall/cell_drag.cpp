@@ -10,7 +10,7 @@
 #include "console/wall/camera_list.h"
 #include "console/wall/cell_pool.h"
 #include "console/wall/view_controller.h"
-#include "skin/palette.h"
+#include "skin/skin_colours.h"
 
 namespace kvmon {
 
@@ -45,8 +45,8 @@ public:
 protected:
     void paintEvent(QPaintEvent*) override {
         QPainter painter(this);
-        painter.drawPixmap(rect(), m_picture);
-        painter.setPen(QPen(QColor(palette::kFocus), 2));
+        painter.drawPixmap(0, 0, m_picture);
+        painter.setPen(QPen(QColor(ColoursOf(*this).focus), 2));
         painter.drawRect(rect().adjusted(1, 1, -1, -1));
     }
 
@@ -134,7 +134,7 @@ void CellDrag::MarkTarget(CVideoWnd* target) {
     m_target = target;
     QApplication::changeOverrideCursor(target != nullptr ? Qt::ClosedHandCursor : Qt::ForbiddenCursor);
     if (target != nullptr) {
-        const QColor colour(palette::kFocus);
+        const QColor colour(ColoursOf(*target).focus);
         m_mark = new Pane("dropMark", Faint(colour, kMarkFill), colour, *target);
     }
 }

@@ -59,6 +59,7 @@ public:
     int CountShowable() const;
     // So many cells beyond the cameras' are there to stay empty; counted like cameras.
     void SetEmptyCells(int count);
+    int EmptyCells() const { return m_emptyCells; }
     // Nothing is shown any more; the orders and their pages stay for the next session.
     void OnSessionEnd();
 

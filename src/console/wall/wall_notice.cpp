@@ -1,7 +1,5 @@
 #include "console/wall/wall_notice.h"
 
-#include "skin/palette.h"
-
 namespace kvmon {
 
 namespace {
@@ -26,10 +24,8 @@ void WallNotice::Show(const std::string& text, QWidget* host, const QRect& place
         m_label->setWordWrap(true);
         m_label->setAttribute(Qt::WA_TransparentForMouseEvents);
         m_label->setAutoFillBackground(true);
-        QPalette colours = m_label->palette();
-        colours.setColor(QPalette::Window, QColor(palette::kWell));
-        colours.setColor(QPalette::WindowText, QColor(palette::kInkBright));
-        m_label->setPalette(colours);
+        m_label->setBackgroundRole(QPalette::Shadow);
+        m_label->setForegroundRole(QPalette::BrightText);
         QFont font = m_label->font();
         font.setPixelSize(kTextHeight);
         m_label->setFont(font);

@@ -15,9 +15,12 @@ class WebBrowser final : public BrowserPort {
 public:
     // Sends the page an operation's name and its value.
     using Tell = std::function<void(std::string_view operation, const Variant& value)>;
-    explicit WebBrowser(Tell tell) : m_tell(std::move(tell)) {}
+    // What keeps the look must outlive this object.
+    WebBrowser(Tell tell, LookKeeper& looks) : m_tell(std::move(tell)), m_looks(looks) {}
 
     void Quit() override { m_tell("quit", {}); }
+    LookChoice GetLook() const override { return m_looks.Choice(); }
+    void ChooseLook(LookChoice choice) override { m_looks.Choose(choice); }
     void SetState(BrowserState state) override { m_tell("windowState", static_cast<std::int32_t>(state)); }
     void ShowWindow(bool bShow) override { TellFlag("showWindow", bShow); }
     void RemoveClose() override { m_tell("removeClose", {}); }
@@ -41,6 +44,7 @@ private:
     void TellFlag(std::string_view operation, bool bOn) { m_tell(operation, std::int32_t{bOn ? 1 : 0}); }
 
     const Tell m_tell;
+    LookKeeper& m_looks;
 };
 
 }  // namespace kvmon

@@ -80,8 +80,13 @@ std::optional<SessionOrder> ReceiveSessionOrder() {
     return order;
 }
 
-WebSession::WebSession(const SessionOrder& order)
-    : m_socket(kSessionPageFd, order.key,
+WebSession::WebSession(const SessionOrder& order, LookKeeper& looks)
+    : m_browser(
+          [this](std::string_view operation, const Variant& value) {
+              Raise("browser", {std::string(operation), value});
+          },
+          looks),
+      m_socket(kSessionPageFd, order.key,
                {[this](std::string_view text) { OnText(text); },
                 [this](std::span<const std::uint8_t> bytes) { OnBinary(bytes); },
                 [] { QCoreApplication::exit(0); }, [this] { m_frames.OnDrained(); }}),

@@ -33,7 +33,8 @@ std::optional<SessionOrder> ReceiveSessionOrder();
 // or the host has gone.
 class WebSession final : public QObject, private ClientEvents {
 public:
-    explicit WebSession(const SessionOrder& order);
+    // What keeps the look must outlive this object.
+    WebSession(const SessionOrder& order, LookKeeper& looks);
     ~WebSession() override;
 
 private:
@@ -64,9 +65,7 @@ private:
     void OnGotoServer(int param, const std::string& url) override { Raise("OnGotoServer", {param, url}); }
 
     HostWindow m_host;
-    WebBrowser m_browser{[this](std::string_view operation, const Variant& value) {
-        Raise("browser", {std::string(operation), value});
-    }};
+    WebBrowser m_browser;
     SmbShares m_shares{[this](const std::string& share, int result, const std::string& path) {
         OnShareTried(share, result, path);
     }};
