@@ -71,7 +71,7 @@ void ReadJpegSize(Bytes data, int& width, int& height) {
 }  // namespace
 
 int CountSlices(AVCodecID codec, Bytes piece) {
-    if (codec != AV_CODEC_ID_H264 && codec != AV_CODEC_ID_HEVC) {
+    if (!HasStarts(codec)) {
         return 1;
     }
     // A piece that goes on has no start code at its beginning, and none anywhere else.
@@ -80,7 +80,7 @@ int CountSlices(AVCodecID codec, Bytes piece) {
     }
     int slices = 0;
     ForEachStart(piece, [&](std::size_t, std::uint8_t byte) {
-        slices += IsSlice(codec, byte) ? 1 : 0;
+        slices += BeginsPicture(codec, byte) ? 1 : 0;
         return true;
     });
     return slices;

@@ -9,7 +9,7 @@
 
 namespace kvrecorder {
 
-// The slices that begin in a piece of H.264 or H.265, which libavformat gives with start codes.
+// The slices that begin in a piece as libavformat gives it, of MPEG-4 the pictures.
 int CountSlices(AVCodecID codec, std::span<const std::uint8_t> piece);
 
 // One stream's pictures, one after the other. One thread at a time.

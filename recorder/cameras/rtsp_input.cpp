@@ -11,6 +11,7 @@
 namespace kvrecorder {
 namespace {
 
+constexpr const char* kNoMemory = "there is not enough memory for a camera";
 constexpr std::size_t kLargestPiece = 16 << 20;
 constexpr std::int64_t kMostStampUs = std::int64_t{1} << 52;
 // Pictures that come by single packets are waited for so long until the gap that one left is given up.
@@ -56,101 +57,100 @@ std::optional<kvrecorder::Codec> PassedCodec(AVCodecID id) {
     return found != std::end(kPassed) ? std::optional(found->codec) : std::nullopt;
 }
 
-void InputLimit::Allow(std::chrono::milliseconds time) {
-    m_until = std::chrono::steady_clock::now() + time;
-}
-
 int InputLimit::Ask(void* self) {
     const auto& limit = *static_cast<InputLimit*>(self);
     return limit.IsOver() || limit.Ended() ? 1 : 0;
 }
 
-RtspInput::RtspInput(const NetworkCamera& camera, const std::string& url, InputLimit& limit)
-    : m_limit(limit), m_url(url), m_packet(av_packet_alloc()) {
+RtspInput::RtspInput(const NetworkCamera& camera, const std::string& url, bool withSound, InputLimit& limit)
+    : m_limit(limit), m_hasUser(!camera.user.empty()), m_packet(av_packet_alloc()) {
     if (!m_packet) {
-        throw CameraError("there is no memory for it");
+        throw CameraError(kNoMemory);
     }
     if (!IsKnownHost(ReadCameraUrl(url).host)) {
-        throw CameraError("the name of its host is not known");
+        throw CameraError("the name of the camera's host is not known");
     }
-    m_session = Open(camera, url);
-    AVCodecID other = AV_CODEC_ID_NONE;
+    Open(camera, url, withSound);
+    std::string other;
     for (unsigned i = 0; i < m_session->nb_streams; ++i) {
         AVStream* const stream = m_session->streams[i];
-        const bool pictures = stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
-        if (pictures && !m_pictures && PassedCodec(stream->codecpar->codec_id)) {
+        const AVCodecParameters& told = *stream->codecpar;
+        if (told.codec_type == AVMEDIA_TYPE_VIDEO && !m_pictures && PassedCodec(told.codec_id)) {
             m_pictures = stream;
+        } else if (told.codec_type == AVMEDIA_TYPE_AUDIO && withSound && !m_sound) {
+            m_sound = stream;
         } else {
             stream->discard = AVDISCARD_ALL;
-            other = pictures ? stream->codecpar->codec_id : other;
+            if (told.codec_type == AVMEDIA_TYPE_VIDEO) {
+                other = told.codec_id == AV_CODEC_ID_NONE ? "unknown" : avcodec_get_name(told.codec_id);
+            }
         }
     }
     if (!m_pictures) {
-        throw CameraError(other == AV_CODEC_ID_NONE
-                              ? "it has no pictures"
-                              : std::string("its pictures are coded in a way that cannot be passed on (") +
-                                    avcodec_get_name(other) + ")");
-    }
-    // The library would look for the end of each picture in the next one.
-    m_whole = Codec() == AV_CODEC_ID_MPEG4 || Codec() == AV_CODEC_ID_MJPEG;
-    if (Codec() != AV_CODEC_ID_MPEG4) {
-        m_session->flags |= AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN;
+        throw CameraError(other.empty()
+                              ? "the camera offers no pictures"
+                              : "the camera's codec (" + other + ") is none that can be passed on");
     }
 }
 
-AvPtr<AVFormatContext> RtspInput::Open(const NetworkCamera& camera, const std::string& url) {
+void RtspInput::Open(const NetworkCamera& camera, const std::string& url, bool withSound) {
     AVFormatContext* opened = avformat_alloc_context();
     if (!opened) {
-        throw CameraError("there is no memory for it");
+        throw CameraError(kNoMemory);
     }
     opened->interrupt_callback = m_limit.Callback();
     opened->max_delay = kMaxReorderUs;
+    // What comes is passed on at once and put together here: the library would wait for the picture after.
+    opened->flags |= AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN;
     Options options;
     options.Set("rtsp_transport", camera.overUdp ? "udp" : "tcp");
-    options.Set("allowed_media_types", "video");
+    options.Set("allowed_media_types", withSound ? "video+audio" : "video");
     options.Set("user_agent", "kvrecorder");
     // It leads nowhere else.
     options.Set("protocol_whitelist", "rtp,udp,tcp,tls");
     const AVInputFormat* const kind = av_find_input_format("rtsp");
     const Secret whole = JoinLogin(url, camera.user, camera.password.View());
     // Frees the context where it fails.
-    if (const int error = avformat_open_input(&opened, std::string(whole.View()).c_str(), kind, &options.dict);
-        error < 0) {
+    const int error = avformat_open_input(&opened, whole.View().data(), kind, &options.dict);
+    if (error < 0) {
         Fail(error);
     }
-    return AvPtr<AVFormatContext>(opened);
+    m_session.reset(opened);
 }
 
 void RtspInput::Fail(int error) const {
+    const bool open = m_session != nullptr;
     if (m_limit.IsOver() || error == AVERROR(ETIMEDOUT)) {
-        throw CameraError("it does not answer");
+        throw CameraError(open ? "the camera sends no pictures any more" : "the camera does not answer");
     }
     switch (error) {
         case AVERROR_HTTP_UNAUTHORIZED:
         case AVERROR_HTTP_FORBIDDEN:
-            throw CameraError("it refuses the user or the password");
+            throw CameraError(m_hasUser ? "the camera refuses the user or the password"
+                                        : "the camera wants a user and a password");
         case AVERROR_HTTP_NOT_FOUND:
-            throw CameraError("there is nothing at the address's path");
+            throw CameraError("the camera knows no such path");
         case AVERROR_HTTP_BAD_REQUEST:
         case AVERROR_HTTP_OTHER_4XX:
         case AVERROR_HTTP_SERVER_ERROR:
-            throw CameraError("it refuses to send its pictures");
+            throw CameraError("the camera refuses to send pictures");
         case AVERROR(ECONNREFUSED):
-            throw CameraError("nothing listens at its address");
+            throw CameraError("nothing listens at the camera's address");
         case AVERROR(EHOSTUNREACH):
         case AVERROR(ENETUNREACH):
-            throw CameraError("no way leads to its address");
+            throw CameraError("no way leads to the camera's address");
         case AVERROR_EOF:
+        case AVERROR_EXIT:
         case AVERROR(ECONNRESET):
         case AVERROR(EPIPE):
         case AVERROR(EIO):
-            throw CameraError("it closed the connection");
+            throw CameraError("the camera closed the connection");
         case AVERROR(ENOMEM):
-            throw CameraError("there is no memory for it");
+            throw CameraError(kNoMemory);
         case AVERROR_INVALIDDATA:
-            throw CameraError("what it says cannot be understood");
+            throw CameraError("the camera's answer cannot be understood");
         default:
-            throw CameraError("it cannot be watched: " + AvErrorText(error));
+            throw CameraError("the camera cannot be watched: " + AvErrorText(error));
     }
 }
 
@@ -168,14 +168,17 @@ std::optional<RtspInput::Piece> RtspInput::Read() {
         Fail(error);
     }
     const bool fits = m_packet->size > 0 && static_cast<std::size_t>(m_packet->size) <= kLargestPiece;
-    if (m_packet->stream_index != m_pictures->index || !fits) {
+    const bool sound = m_sound && m_packet->stream_index == m_sound->index;
+    if ((m_packet->stream_index != m_pictures->index && !sound) || !fits) {
         return std::nullopt;
     }
     Piece piece;
+    piece.packet = m_packet.get();
+    piece.isSound = sound;
     piece.bytes = {m_packet->data, static_cast<std::size_t>(m_packet->size)};
     const std::int64_t stamp = m_packet->pts != AV_NOPTS_VALUE ? m_packet->pts : m_packet->dts;
     if (stamp != AV_NOPTS_VALUE) {
-        const std::int64_t us = av_rescale_q(stamp, m_pictures->time_base, {1, 1'000'000});
+        const std::int64_t us = av_rescale_q(stamp, (sound ? m_sound : m_pictures)->time_base, {1, 1'000'000});
         piece.stampUs = us > -kMostStampUs && us < kMostStampUs ? us : INT64_MIN;
     }
     return piece;

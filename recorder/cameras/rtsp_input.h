@@ -19,7 +19,7 @@ class InputLimit {
 public:
     explicit InputLimit(std::function<bool()> ended) : m_ended(std::move(ended)) {}
 
-    void Allow(std::chrono::milliseconds time);
+    void AllowUntil(std::chrono::steady_clock::time_point until) { m_until = until; }
     bool IsOver() const { return std::chrono::steady_clock::now() >= m_until; }
     bool Ended() const { return m_ended(); }
     AVIOInterruptCB Callback() { return {&InputLimit::Ask, this}; }
@@ -35,31 +35,33 @@ private:
 class RtspInput {
 public:
     // Throws CameraError: the camera cannot be reached, refuses, or has no pictures that can be passed on.
-    RtspInput(const NetworkCamera& camera, const std::string& url, InputLimit& limit);
+    RtspInput(const NetworkCamera& camera, const std::string& url, bool withSound, InputLimit& limit);
 
     AVCodecID Codec() const { return m_pictures->codecpar->codec_id; }
     // What the camera told beforehand of its pictures.
     std::span<const std::uint8_t> Headers() const;
-    // A packet is a whole picture; else it is a piece of one.
-    bool GivesWholePictures() const { return m_whole; }
+    // Null when the camera has none, or it is not wanted.
+    const AVCodecParameters* Sound() const { return m_sound ? m_sound->codecpar : nullptr; }
 
     struct Piece {
-        std::span<const std::uint8_t> bytes;  // valid until the next call
+        const AVPacket* packet = nullptr;     // valid until the next call
+        std::span<const std::uint8_t> bytes;  // of it
         std::int64_t stampUs = INT64_MIN;
+        bool isSound = false;
     };
-    // Nothing for what is no picture. Throws CameraError when the session has ended.
+    // Nothing for what is neither picture nor sound. Throws CameraError when the session has ended.
     std::optional<Piece> Read();
 
 private:
-    AvPtr<AVFormatContext> Open(const NetworkCamera& camera, const std::string& url);
+    void Open(const NetworkCamera& camera, const std::string& url, bool withSound);
     [[noreturn]] void Fail(int error) const;
 
     InputLimit& m_limit;
-    const std::string m_url;
+    const bool m_hasUser;
     AvPtr<AVPacket> m_packet;
     AvPtr<AVFormatContext> m_session;
     AVStream* m_pictures = nullptr;
-    bool m_whole = false;
+    AVStream* m_sound = nullptr;
 };
 
 // The protocol's codec for one of the library's; nothing when it cannot be passed on.
