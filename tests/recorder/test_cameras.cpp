@@ -113,7 +113,7 @@ INSTANTIATE_TEST_SUITE_P(
                       "speed-preset=ultrafast ! rtph264pay name=pay0 config-interval=0"),
              wire::kZ264, false},
         Kind{"H265", kH265, wire::kZ265, false},
-        Kind{"Mpeg4", Pictures("avenc_mpeg4 gop-size=12 ! rtpmp4vpay name=pay0"), wire::kZMP4, false},
+        Kind{"Mpeg4", Pictures("avenc_mpeg4 gop-size=12 ! identity name=stamp ! rtpmp4vpay name=pay0"), wire::kZMP4, false},
         Kind{"Mjpeg", Pictures("jpegenc ! rtpjpegpay name=pay0"), wire::kZIVG, false}),
     [](const auto& kind) { return kind.param.name; });
 

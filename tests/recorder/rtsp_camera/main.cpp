@@ -25,11 +25,35 @@ void SetLogin(GstRTSPServer* server, bool digest, const char* user, const char* 
     gst_rtsp_token_unref(token);
 }
 
+// Some encoder's pictures have no times: an element that is called "stamp" gives them theirs.
+void StampPictures(GstRTSPMediaFactory*, GstRTSPMedia* media, gpointer) {
+    GstElement* const pipeline = gst_rtsp_media_get_element(media);
+    GstElement* const stamp = gst_bin_get_by_name_recurse_up(GST_BIN(pipeline), "stamp");
+    if (stamp) {
+        GstPad* const pad = gst_element_get_static_pad(stamp, "src");
+        gst_pad_add_probe(
+            pad, GST_PAD_PROBE_TYPE_BUFFER,
+            [](GstPad* at, GstPadProbeInfo* info, gpointer) {
+                GstBuffer* const buffer = gst_buffer_make_writable(GST_PAD_PROBE_INFO_BUFFER(info));
+                GstElement* const element = gst_pad_get_parent_element(at);
+                GST_BUFFER_PTS(buffer) = gst_element_get_current_running_time(element);
+                gst_object_unref(element);
+                GST_PAD_PROBE_INFO_DATA(info) = buffer;
+                return GST_PAD_PROBE_OK;
+            },
+            nullptr, nullptr);
+        gst_object_unref(pad);
+        gst_object_unref(stamp);
+    }
+    gst_object_unref(pipeline);
+}
+
 void AddPath(GstRTSPServer* server, const char* path, const char* pipeline, bool login) {
     GstRTSPMediaFactory* const factory = gst_rtsp_media_factory_new();
     gst_rtsp_media_factory_set_launch(factory, pipeline);
     gst_rtsp_media_factory_set_shared(factory, TRUE);
     gst_rtsp_media_factory_set_latency(factory, 0);
+    g_signal_connect(factory, "media-configure", G_CALLBACK(StampPictures), nullptr);
     if (login) {
         gst_rtsp_media_factory_add_role(factory, "viewer", GST_RTSP_PERM_MEDIA_FACTORY_ACCESS, G_TYPE_BOOLEAN,
                                         TRUE, GST_RTSP_PERM_MEDIA_FACTORY_CONSTRUCT, G_TYPE_BOOLEAN, TRUE,
