@@ -127,8 +127,8 @@ int Serve(const Options& options) {
     recorder.Start();
     std::cout << "kvrecorder: listening on " << recorder.Endpoint() << std::endl;
     if (!options.madePassword.Empty()) {
-        std::cout << "kvrecorder: for this run the user is admin, the password " << options.madePassword.View()
-                  << std::endl;
+        std::cout << "kvrecorder: for this run the user is admin, the password "
+                  << options.madePassword.View() << std::endl;
     }
     if (!recorder.CameraEndpoint().empty()) {
         std::cout << "kvrecorder: cameras on " << recorder.CameraEndpoint() << std::endl;

@@ -15,8 +15,8 @@
 
 namespace kvrecorder {
 
-// A thread of its own waits for the camera while the stream is wanted and for the linger time afterwards; after a
-// failure it tries again. Nothing here waits for it. One thread at a time, but for End.
+// A thread of its own waits for the camera while the stream is wanted and for the linger time afterwards;
+// after a failure it tries again. Nothing here waits for it. One thread at a time, but for End.
 class CameraSession {
 public:
     struct Setup {

@@ -20,9 +20,9 @@ std::uint32_t PassedCode(const AVCodecContext& codec) {
     if (codec.sample_rate != kLowestRate || codec.ch_layout.nb_channels != 1) {
         return 0;
     }
-    return codec.codec_id == AV_CODEC_ID_PCM_MULAW   ? wire::kG711
+    return codec.codec_id == AV_CODEC_ID_PCM_MULAW  ? wire::kG711
            : codec.codec_id == AV_CODEC_ID_PCM_ALAW ? wire::kA711
-                                                     : 0;
+                                                    : 0;
 }
 
 // One sample as a part of the full range.
@@ -59,7 +59,8 @@ std::unique_ptr<CameraSound> CameraSound::Make(const AVCodecParameters& paramete
     return sound->m_frame ? std::move(sound) : nullptr;
 }
 
-CameraSound::CameraSound(AvPtr<AVCodecContext> codec) : m_codec(std::move(codec)), m_frame(av_frame_alloc()) {}
+CameraSound::CameraSound(AvPtr<AVCodecContext> codec)
+    : m_codec(std::move(codec)), m_frame(av_frame_alloc()) {}
 
 void CameraSound::Decode(const AVPacket& packet, std::int64_t timeMs, std::vector<PacketPtr>& sounds) {
     if (const std::uint32_t code = PassedCode(*m_codec)) {

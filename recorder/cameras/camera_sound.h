@@ -9,7 +9,8 @@
 
 namespace kvrecorder {
 
-// One session's sound. G.711 is passed on; all else becomes plain samples of one channel. One thread at a time.
+// One session's sound. G.711 is passed on; all else becomes plain samples of one channel. One thread at a
+// time.
 class CameraSound {
 public:
     // Null if it is of a kind that cannot be decoded here.

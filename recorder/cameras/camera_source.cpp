@@ -26,7 +26,8 @@ bool Same(const StreamDescription& a, const StreamDescription& b) {
     return a.codec == b.codec && a.width == b.width && a.height == b.height;
 }
 
-// Stream 0 is the camera's main stream, stream 1 its sub stream or, if it has none, a small one made of the main one.
+// Stream 0 is the camera's main stream, stream 1 its sub stream or, if it has none, a small one made of the
+// main one.
 class CameraSource final : public PictureSource {
 public:
     CameraSource(const NetworkCamera& camera, const CameraTiming& timing, std::function<void()> wake,
@@ -35,8 +36,8 @@ public:
         ReadCameraUrl(camera.url);
         if (!camera.subUrl.empty()) {
             ReadCameraUrl(camera.subUrl);
-            m_sub = std::make_unique<CameraSession>(CameraSession::Setup{camera, camera.subUrl, timing, std::move(wake)},
-                                                    threads);
+            m_sub = std::make_unique<CameraSession>(
+                CameraSession::Setup{camera, camera.subUrl, timing, std::move(wake)}, threads);
         } else {
             m_streams[kSmall] = SmallPictures::Description();
         }
@@ -161,7 +162,8 @@ private:
 }  // namespace
 
 CameraSourceMaker CreateCameraSourceMaker(const CameraTiming& timing) {
-    return [timing, threads = std::make_shared<CameraThreads>()](const NetworkCamera& camera, std::function<void()> wake) {
+    return [timing, threads = std::make_shared<CameraThreads>()](const NetworkCamera& camera,
+                                                                 std::function<void()> wake) {
         return std::make_unique<CameraSource>(camera, timing, std::move(wake), threads);
     };
 }

@@ -6,7 +6,8 @@
 
 namespace kvrecorder {
 
-// For a hub. Its end waits a little for the threads of the sources that it made, which must have been told to end.
+// For a hub. Its end waits a little for the threads of the sources that it made, which must have been told to
+// end.
 CameraSourceMaker CreateCameraSourceMaker(const CameraTiming& timing = {});
 
 }  // namespace kvrecorder

@@ -52,7 +52,8 @@ void AppendEncoded(std::string& out, std::string_view text) {
 void CheckPort(std::string_view text) {
     unsigned port = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
-    if (text.empty() || error != std::errc() || end != text.data() + text.size() || port < 1 || port > 65535) {
+    if (text.empty() || error != std::errc() || end != text.data() + text.size() || port < 1 ||
+        port > 65535) {
         Fail("the port is a number from 1 to 65535");
     }
 }
@@ -104,14 +105,17 @@ CameraUrl ReadCameraUrl(std::string_view text) {
     const std::size_t query = std::min(text.find('?', begin), text.size());
     const std::size_t slash = std::min(text.find('/', begin), query);
     const std::size_t plain = text.substr(0, slash).rfind('@');
-    const std::size_t at = plain != std::string_view::npos && plain >= begin
-                               ? plain
-                               : text.substr(0, query).rfind('@');
+    const std::size_t at =
+        plain != std::string_view::npos && plain >= begin ? plain : text.substr(0, query).rfind('@');
     CameraUrl taken;
     std::size_t place = begin;
-    // In "host/stream@2" the sign belongs to the path: there is no login without a colon before the slash.
+    // In "host/stream@2" and "host:554/stream@2" the sign belongs to the path.
+    const std::string_view first = text.substr(begin, slash - begin);
+    const std::size_t mid = first.find(':');
+    const bool isPort = mid != std::string_view::npos && mid + 1 < first.size() &&
+                        first.find_first_not_of("0123456789", mid + 1) == std::string_view::npos;
     const bool inLogin = at != std::string_view::npos && at >= begin &&
-                         (at < slash || text.substr(begin, slash - begin).find(':') != std::string_view::npos);
+                         (at < slash || (mid != std::string_view::npos && !isPort));
     if (inLogin) {
         const std::string_view login = text.substr(begin, at - begin);
         const std::size_t colon = login.find(':');

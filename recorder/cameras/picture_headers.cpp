@@ -170,8 +170,8 @@ void PictureHeaders::Parse(Bytes picture) {
     padded.resize(padded.size() + AV_INPUT_BUFFER_PADDING_SIZE);
     std::uint8_t* out = nullptr;
     int size = 0;
-    av_parser_parse2(m_parser.get(), m_context.get(), &out, &size, padded.data(), static_cast<int>(picture.size()),
-                     AV_NOPTS_VALUE, AV_NOPTS_VALUE, 0);
+    av_parser_parse2(m_parser.get(), m_context.get(), &out, &size, padded.data(),
+                     static_cast<int>(picture.size()), AV_NOPTS_VALUE, AV_NOPTS_VALUE, 0);
     const int width = m_parser->width > 0 ? m_parser->width : m_context->width;
     const int height = m_parser->height > 0 ? m_parser->height : m_context->height;
     if (width > 0 && height > 0 && width <= kMaxSide && height <= kMaxSide) {

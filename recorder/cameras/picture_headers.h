@@ -15,7 +15,8 @@ int CountSlices(AVCodecID codec, std::span<const std::uint8_t> piece);
 // One stream's pictures, one after the other. One thread at a time.
 class PictureHeaders {
 public:
-    // `extradata` are the headers that the camera told beforehand. Throws std::runtime_error when memory is short.
+    // `extradata` are the headers that the camera told beforehand. Throws std::runtime_error when memory is
+    // short.
     PictureHeaders(AVCodecID codec, std::span<const std::uint8_t> extradata);
 
     struct Seen {

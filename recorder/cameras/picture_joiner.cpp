@@ -77,7 +77,8 @@ void PictureJoiner::Give(std::vector<Picture>& whole) {
 }
 
 std::optional<PictureJoiner::Time> PictureJoiner::Due() const {
-    return m_waits && (m_slices > 0 || m_waiting.rest) ? std::optional(m_lastPiece + m_patience) : std::nullopt;
+    return m_waits && (m_slices > 0 || m_waiting.rest) ? std::optional(m_lastPiece + m_patience)
+                                                       : std::nullopt;
 }
 
 void PictureJoiner::Flush(Time now, std::vector<Picture>& whole) {

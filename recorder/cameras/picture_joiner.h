@@ -10,11 +10,11 @@
 
 namespace kvrecorder {
 
-// The pieces of a picture have one time stamp, and nothing tells the last of them: it is certain when the next
-// picture begins, which would delay each by one. The joiner learns from the pictures before in how many slices
-// they come and how large a piece is that goes on, and gives a picture as soon as it looks whole; failing that
-// after a short time without a piece. When a piece comes for a picture that was given already, it waits longer
-// from then on. One thread at a time.
+// The pieces of a picture have one time stamp, and nothing tells the last of them: it is certain when the
+// next picture begins, which would delay each by one. The joiner learns from the pictures before in how many
+// slices they come and how large a piece is that goes on, and gives a picture as soon as it looks whole;
+// failing that after a short time without a piece. When a piece comes for a picture that was given already,
+// it waits longer from then on. One thread at a time.
 class PictureJoiner {
 public:
     using Time = std::chrono::microseconds;
@@ -32,8 +32,8 @@ public:
 
     // A picture that a piece's coming ends: the one before, or the one that it belongs to.
     void Add(const Piece& piece, Time now, std::vector<Picture>& whole);
-    // When the picture that waits is given at the latest; nothing when none waits. What stands before a picture
-    // waits for it.
+    // When the picture that waits is given at the latest; nothing when none waits. What stands before a
+    // picture waits for it.
     std::optional<Time> Due() const;
     // Gives it if it is due.
     void Flush(Time now, std::vector<Picture>& whole);

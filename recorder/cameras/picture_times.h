@@ -23,10 +23,10 @@ public:
 
 private:
     bool m_anchored = false;
-    Time m_offset{};          // from the camera's time to ours
-    Time m_last{};            // the last decode time
-    Time m_latest{};          // the latest picture so far
-    Time m_backStep{};        // the longest step back between pictures, which are coded out of their order
+    Time m_offset{};    // from the camera's time to ours
+    Time m_last{};      // the last decode time
+    Time m_latest{};    // the latest picture so far
+    Time m_backStep{};  // the longest step back between pictures, which are coded out of their order
     bool m_begun = false;
 };
 

@@ -87,9 +87,8 @@ RtspInput::RtspInput(const NetworkCamera& camera, const std::string& url, bool w
         }
     }
     if (!m_pictures) {
-        throw CameraError(other.empty()
-                              ? "the camera offers no pictures"
-                              : "the camera's codec (" + other + ") is none that can be passed on");
+        throw CameraError(other.empty() ? "the camera offers no pictures"
+                                        : "the camera's codec (" + other + ") is none that can be passed on");
     }
 }
 
@@ -178,7 +177,8 @@ std::optional<RtspInput::Piece> RtspInput::Read() {
     piece.bytes = {m_packet->data, static_cast<std::size_t>(m_packet->size)};
     const std::int64_t stamp = m_packet->pts != AV_NOPTS_VALUE ? m_packet->pts : m_packet->dts;
     if (stamp != AV_NOPTS_VALUE) {
-        const std::int64_t us = av_rescale_q(stamp, (sound ? m_sound : m_pictures)->time_base, {1, 1'000'000});
+        const std::int64_t us =
+            av_rescale_q(stamp, (sound ? m_sound : m_pictures)->time_base, {1, 1'000'000});
         piece.stampUs = us > -kMostStampUs && us < kMostStampUs ? us : INT64_MIN;
     }
     return piece;

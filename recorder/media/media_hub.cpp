@@ -45,8 +45,8 @@ std::unique_ptr<MotionWatch> MakeMotionWatch(int channel, const SourceConfig& so
     return std::make_unique<MotionWatch>(SceneOf(channel, source.scene), channel, source.camera);
 }
 
-std::unique_ptr<PictureSource> MakeSource(int channel, const SourceConfig& source, const CameraSourceMaker& cameras,
-                                          std::function<void()> wake) {
+std::unique_ptr<PictureSource> MakeSource(int channel, const SourceConfig& source,
+                                          const CameraSourceMaker& cameras, std::function<void()> wake) {
     if (!source.network.url.empty()) {
         if (!cameras) {
             throw std::runtime_error("cameras on the network are not served here");
@@ -332,7 +332,8 @@ private:
 
 }  // namespace
 
-std::unique_ptr<MediaHub> CreateMediaHub(std::shared_ptr<MediaClock> clock, int threads, CameraSourceMaker cameras) {
+std::unique_ptr<MediaHub> CreateMediaHub(std::shared_ptr<MediaClock> clock, int threads,
+                                         CameraSourceMaker cameras) {
     // The libraries tell of each encoder and each damaged packet on standard error.
     av_log_set_level(AV_LOG_FATAL);
     if (threads <= 0) {

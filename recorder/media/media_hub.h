@@ -16,10 +16,10 @@ class MediaClock;
 
 // What a hub reports of a channel.
 enum class MediaEvent {
-    Motion,  // something moves in the scene, or no more
-    Lost,    // the source gives nothing, or gives pictures again; known only while somebody watches
-    Streams, // they are others than before, as a camera tells
-    Word,    // the source has something for the log
+    Motion,   // something moves in the scene, or no more
+    Lost,     // the source gives nothing, or gives pictures again; known only while somebody watches
+    Streams,  // they are others than before, as a camera tells
+    Word,     // the source has something for the log
 };
 using MediaListener = std::function<void(int channel, MediaEvent event, bool on)>;
 
@@ -55,7 +55,8 @@ public:
     virtual std::unique_ptr<Subscription> Subscribe(int channel, int stream,
                                                     std::function<void(const PacketPtr&)> sink) = 0;
     // The sound that comes with a camera's pictures; null for a channel out of range.
-    virtual std::unique_ptr<Subscription> SubscribeSound(int channel, std::function<void(const PacketPtr&)> sink) {
+    virtual std::unique_ptr<Subscription> SubscribeSound(int channel,
+                                                         std::function<void(const PacketPtr&)> sink) {
         static_cast<void>(channel);
         static_cast<void>(sink);
         return nullptr;
@@ -69,8 +70,8 @@ public:
 };
 
 // All operations of a hub may be called from any thread. Pictures are made by `threads` threads for all
-// channels together; 0: as many as there are processors, at most four. The clock is for tests. Without a maker no
-// channel can have a camera.
+// channels together; 0: as many as there are processors, at most four. The clock is for tests. Without a
+// maker no channel can have a camera.
 std::unique_ptr<MediaHub> CreateMediaHub(std::shared_ptr<MediaClock> clock = nullptr, int threads = 0,
                                          CameraSourceMaker cameras = nullptr);
 

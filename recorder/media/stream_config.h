@@ -13,8 +13,8 @@ namespace kvrecorder {
 
 class PtzCamera;
 
-// MPEG-4 of two fields one above the other, the MPEG-4 of a Vivotek camera, and MxPEG; H.265 is never made here,
-// only passed on.
+// MPEG-4 of two fields one above the other, the MPEG-4 of a Vivotek camera, and MxPEG; H.265 is never made
+// here, only passed on.
 enum class Codec { H264, Mpeg4, Mjpeg, Mpeg4Fields, Vivotek, Mxpeg, H265 };
 
 // One of the streams that a channel offers, in the order of stream_id.
@@ -45,13 +45,13 @@ struct NetworkCamera {
 // without re-encoding when its codec is one of the protocol's (H.264, MPEG-4 part 2, MJPEG); else its
 // pictures are decoded and encoded anew.
 struct SourceConfig {
-    std::string file;   // empty: a camera or a generated scene
+    std::string file;  // empty: a camera or a generated scene
     NetworkCamera network;
     std::string scene;  // its name; empty: one by the channel's number
-    // Of a generated scene: its streams; none: DefaultStreams(channel). Of a camera none. Of a file: entry 0 stands for the
-    // file's own pictures and its values are not used, the others are encoded from them on demand; none:
-    // the file's own and one of 352x240. Sizes are 16 to 4096 and even, 1 to 60 pictures a second, 1 to
-    // 600 pictures from key to key.
+    // Of a generated scene: its streams; none: DefaultStreams(channel). Of a camera none. Of a file: entry 0
+    // stands for the file's own pictures and its values are not used, the others are encoded from them on
+    // demand; none: the file's own and one of 352x240. Sizes are 16 to 4096 and even, 1 to 60 pictures a
+    // second, 1 to 600 pictures from key to key.
     std::vector<StreamConfig> streams;
     // What steers the view of a generated scene; null: it stays at home.
     std::shared_ptr<PtzCamera> camera;

@@ -5,8 +5,8 @@
 #include <CLI/CLI.hpp>
 #include <asio/ip/address.hpp>
 
-#include "state/kept_config.h"
 #include "media/utf8.h"
+#include "state/kept_config.h"
 #include "state/text.h"
 
 namespace kvrecorder {
@@ -82,13 +82,15 @@ Options ParseOptions(int argc, const char* const* argv, const std::string& versi
         ->type_name("COMMAND")
         ->needs(control);
     std::vector<std::string> cameras;
-    app.add_option("--camera", cameras, "Serve this camera, rtsp://user@host/path; may be given again for others")
+    app.add_option("--camera", cameras,
+                   "Serve this camera, rtsp://user@host/path; may be given again for others")
         ->type_name("URL")
         ->allow_extra_args(false);
     app.add_option("--camera-password-file", options.cameraPasswordFile,
                    "Its first line is the password of the cameras' user; else the terminal is asked for it")
         ->type_name("FILE");
-    app.add_flag("--camera-udp", options.camerasOverUdp, "Let the cameras send by UDP, not within the connection");
+    app.add_flag("--camera-udp", options.camerasOverUdp,
+                 "Let the cameras send by UDP, not within the connection");
     try {
         app.parse(argc, argv);
         for (std::string& camera : cameras) {
@@ -145,7 +147,8 @@ RecorderConfig MakeConfig(const Options& options, const RecorderConfig* before,
         throw ConfigError("--channels: cameras are served, and no scenes beside them");
     }
     if (options.cameras.size() > static_cast<std::size_t>(kMaxChannels)) {
-        throw ConfigError("--camera: there can be no more than " + std::to_string(kMaxChannels) + " channels");
+        throw ConfigError("--camera: there can be no more than " + std::to_string(kMaxChannels) +
+                          " channels");
     }
     if (!options.user.empty()) {
         if (options.user.size() > kMaxUserBytes || options.user.find(':') != std::string::npos) {

@@ -19,7 +19,7 @@ struct Options {
     std::string user;
     std::string passwordFile;
     std::string controlPath;
-    std::string send;      // a command for the recorder at controlPath
+    std::string send;  // a command for the recorder at controlPath
     // As they were told: with their logins, and the passwords that were asked for.
     std::vector<CameraUrl> cameras;
     std::string cameraPasswordFile;
@@ -34,8 +34,8 @@ Options ParseOptions(int argc, const char* const* argv, const std::string& versi
 // Asks the terminal for a line that is not shown. Throws ConfigError without one.
 Secret AskPassword(const std::string& prompt);
 
-// Completes the cameras' logins from the file or by `ask`, and makes up a password for who watches them if nobody
-// is told. Throws ConfigError.
+// Completes the cameras' logins from the file or by `ask`, and makes up a password for who watches them if
+// nobody is told. Throws ConfigError.
 void CompleteCameras(Options& options, const std::function<Secret(const std::string& prompt)>& ask);
 
 // Takes the passwords out of arguments that other users of this machine can read.

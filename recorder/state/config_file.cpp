@@ -191,9 +191,7 @@ void WipeText(toml::table& table, std::string_view key) {
 
 void WipePasswords(toml::table& table) {
     if (toml::array* const users = table["users"].as_array()) {
-        users->for_each([](toml::table& user) {
-            WipeText(user, "password");
-        });
+        users->for_each([](toml::table& user) { WipeText(user, "password"); });
     }
     if (toml::array* const channels = table["channels"].as_array()) {
         channels->for_each([](toml::table& channel) {

@@ -1,6 +1,6 @@
 // rtsp_camera [--digest USER PASSWORD | --basic USER PASSWORD] PATH PIPELINE [PATH PIPELINE ...]
-// Serves pipelines on a loopback port of the system's choice and prints it. Reads commands from standard input:
-// "drop" closes all sessions; at its end the program ends.
+// Serves pipelines on a loopback port of the system's choice and prints it. Reads commands from standard
+// input: "drop" closes all sessions; at its end the program ends.
 #include <gst/rtsp-server/rtsp-server.h>
 
 #include <iostream>
