@@ -5,7 +5,9 @@
 #include <filesystem>
 #include <iostream>
 #include <stdexcept>
+#include <string_view>
 
+#include "media/oldest_files.h"
 #include "media/sound_coder.h"
 #include "media/wav_file.h"
 
@@ -15,26 +17,30 @@ namespace {
 constexpr int kRate = 8000;
 constexpr int kMostNames = 1000;  // within one second
 
+constexpr std::string_view kPrefix = "talk-";
+constexpr std::string_view kSuffix = ".wav";
+
 std::string FileName(int channel, int turn) {
     const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
     std::tm local{};
     ::localtime_r(&now, &local);
     char time[32];
     std::strftime(time, sizeof time, "%Y%m%d-%H%M%S", &local);
-    return "talk-ch" + std::to_string(channel) + "-" + time + (turn > 0 ? "-" + std::to_string(turn) : "") +
-           ".wav";
+    return std::string(kPrefix) + "ch" + std::to_string(channel) + "-" + time +
+           (turn > 0 ? "-" + std::to_string(turn) : "") + std::string(kSuffix);
 }
 
 // A file that is not there yet; null if the folder takes none.
-std::unique_ptr<WavWriter> MakeFile(int channel, const std::string& folder, FileGroup group) {
+std::unique_ptr<WavWriter> MakeFile(int channel, const TalkFolder& folder) {
+    DeleteOldest(folder.path, kPrefix, kSuffix, folder.limitMb * kMegabyte);
     std::error_code ignored;
     std::string path;
     for (int turn = 0; turn < kMostNames && (path.empty() || std::filesystem::exists(path, ignored));
          ++turn) {
-        path = folder + "/" + FileName(channel, turn);
+        path = folder.path + "/" + FileName(channel, turn);
     }
     try {
-        return std::make_unique<WavWriter>(path, kRate, group);
+        return std::make_unique<WavWriter>(path, kRate, folder.group);
     } catch (const std::runtime_error& failure) {
         std::cerr << "kvrecorder: " << failure.what() << std::endl;
         return nullptr;
@@ -45,10 +51,10 @@ std::unique_ptr<WavWriter> MakeFile(int channel, const std::string& folder, File
 
 class TalkBook::Entry final : public Talk {
 public:
-    Entry(TalkBook& book, int channel, const std::string& folder, FileGroup group)
+    Entry(TalkBook& book, int channel, const TalkFolder& folder)
         : m_book(book), m_channel(channel), m_decoder(CreateTalkDecoder()) {
-        if (!folder.empty()) {
-            m_file = MakeFile(channel, folder, group);
+        if (!folder.path.empty()) {
+            m_file = MakeFile(channel, folder);
         }
     }
     ~Entry() override { m_book.End(m_channel, this); }
@@ -68,8 +74,8 @@ private:
     std::unique_ptr<WavWriter> m_file;
 };
 
-std::unique_ptr<Talk> TalkBook::Begin(int channel, const std::string& user, const std::string& folder,
-                                      std::function<void()> giveWay, FileGroup group) {
+std::unique_ptr<Talk> TalkBook::Begin(int channel, const std::string& user, const TalkFolder& folder,
+                                      std::function<void()> giveWay) {
     std::function<void()> before;
     std::unique_ptr<Entry> entry;
     {
@@ -78,7 +84,7 @@ std::unique_ptr<Talk> TalkBook::Begin(int channel, const std::string& user, cons
         if (talker != m_talkers.end() && talker->second.user != user) {
             return nullptr;
         }
-        entry = std::make_unique<Entry>(*this, channel, folder, group);
+        entry = std::make_unique<Entry>(*this, channel, folder);
         if (talker != m_talkers.end()) {
             before = std::move(talker->second.giveWay);
         }

@@ -1,6 +1,7 @@
 // Who speaks to which channel: what clients send is decoded and kept.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -11,6 +12,13 @@
 #include "media/private_file.h"
 
 namespace kvrecorder {
+
+// Where WAV files of what is said are kept.
+struct TalkFolder {
+    std::string path;           // empty: nowhere
+    std::uint64_t limitMb = 0;  // of all files together; the oldest go
+    FileGroup group;            // may read them
+};
 
 // What one client says, from the head of its request to the end of its connection. Used by the connection
 // alone; its end lets the channel go.
@@ -25,10 +33,9 @@ class TalkBook {
 public:
     // Null if another user talks to the channel. The same user's connection from before has to give way:
     // clients leave it open until they talk again, so that its `giveWay` is called, which may run on this
-    // thread and must not end the talk in it. A folder that is not empty gets a WAV file of what is said,
-    // which the group may read.
-    std::unique_ptr<Talk> Begin(int channel, const std::string& user, const std::string& folder,
-                                std::function<void()> giveWay, FileGroup group = {});
+    // thread and must not end the talk in it.
+    std::unique_ptr<Talk> Begin(int channel, const std::string& user, const TalkFolder& folder,
+                                std::function<void()> giveWay);
 
 private:
     class Entry;

@@ -26,8 +26,8 @@ void TalkRole::Begin() {
 
 void TalkRole::BeginTalk(const ServerConfig& server) {
     try {
-        m_talk = m_talks.Begin(m_start.channel, m_start.login.user, server.talkFolder, m_link.Ender(),
-                               server.group);
+        m_talk = m_talks.Begin(m_start.channel, m_start.login.user,
+                               {server.talkFolder, server.talkLimitMb, server.group}, m_link.Ender());
     } catch (const std::exception&) {
         m_talk.reset();
     }

@@ -82,6 +82,9 @@ void ReadRecording(TableReader& reader, ServerConfig& server) {
     if (recording.folder.empty() && !server.stateFolder.empty()) {
         recording.folder = server.stateFolder + "/recordings";
     }
+    int talks = static_cast<int>(server.talkLimitMb);
+    reader.Number("talks_limit_mb", talks, 1, 100'000'000);
+    server.talkLimitMb = static_cast<std::uint64_t>(talks);
     int limit = static_cast<int>(recording.limitMb);
     int free = static_cast<int>(recording.minFreeMb);
     reader.Number("recordings_limit_mb", limit, 1, 100'000'000);

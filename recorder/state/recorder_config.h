@@ -176,8 +176,9 @@ struct ServerConfig {
     std::string version = "4.0.0";
     std::string build = "1";
     std::string diskFolder = ".";
-    std::string talkFolder;   // of what clients said; empty: it is not kept
-    std::string stateFolder;  // of what lasts from one start to the next; empty: nothing does
+    std::string talkFolder;           // of what clients said; empty: it is not kept
+    std::uint64_t talkLimitMb = 512;  // of all that is kept; the oldest go
+    std::string stateFolder;          // of what lasts from one start to the next; empty: nothing does
     RecordingConfig recording;
     std::string mapFile;   // a JPEG picture; empty: one that is drawn
     std::string mapTitle;  // empty: the server's name

@@ -2,19 +2,19 @@
 
 #include <sys/statvfs.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <iostream>
 #include <stdexcept>
 
+#include "media/oldest_files.h"
+
 namespace kvrecorder {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::uint64_t kMegabyte = 1024 * 1024;
 constexpr const char* kPrefix = "camera-";
 constexpr const char* kSuffix = ".mkv";
 
@@ -26,11 +26,6 @@ std::string FileName(int channel) {
     std::strftime(text, sizeof text, "-%Y%m%d-%H%M%S", &local);
     const std::string number = std::to_string(channel + 1);
     return kPrefix + std::string(number.size() < 3 ? 3 - number.size() : 0, '0') + number + text;
-}
-
-bool Ours(const fs::path& path) {
-    const std::string name = path.filename().string();
-    return name.starts_with(kPrefix) && name.ends_with(kSuffix);
 }
 
 std::uint64_t FreeMegabytes(const std::string& folder) {
@@ -75,37 +70,7 @@ std::string RecordingFolder::NewFile(int channel) const {
 }
 
 void RecordingFolder::MakeRoom() const {
-    struct Old {
-        fs::file_time_type time;
-        std::uint64_t bytes;
-        fs::path path;
-    };
-    std::vector<Old> files;
-    std::uint64_t bytes = 0;
-    std::error_code error;
-    for (fs::directory_iterator entry(m_config.folder, error), end; !error && entry != end;
-         entry.increment(error)) {
-        std::error_code gone;
-        if (!Ours(entry->path()) || !entry->is_regular_file(gone)) {
-            continue;
-        }
-        const std::uint64_t size = entry->file_size(gone);
-        const auto time = entry->last_write_time(gone);
-        if (!gone) {
-            files.push_back({time, size, entry->path()});
-            bytes += size;
-        }
-    }
-    std::sort(files.begin(), files.end(), [](const Old& a, const Old& b) { return a.time < b.time; });
-    const auto recent = fs::file_time_type::clock::now() - std::chrono::seconds(10);
-    for (const Old& file : files) {
-        const bool tooMuch = bytes > m_config.limitMb * kMegabyte;
-        if (!tooMuch || file.time > recent) {
-            return;
-        }
-        fs::remove(file.path, error);
-        bytes -= file.bytes;
-    }
+    DeleteOldest(m_config.folder, kPrefix, kSuffix, m_config.limitMb * kMegabyte);
 }
 
 }  // namespace kvrecorder

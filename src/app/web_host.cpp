@@ -78,6 +78,8 @@ int RunSession(char* program) {
     qputenv("QT_QPA_PLATFORM", kRemotePlatform);
     int argc = 1;
     char* argv[] = {program, nullptr};
+    // A page makes a mouse of its fingers itself, but for two that spread.
+    QCoreApplication::setAttribute(Qt::AA_SynthesizeMouseForUnhandledTouchEvents, false);
     Guarded<QApplication> application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     if (!HoldPaintThreads()) {

@@ -36,8 +36,7 @@ void Dismiss(QProcess& process) {
 
 }  // namespace
 
-SmbShares::SmbShares(Tell tell)
-    : SmbShares(GetModuleFileFolder() + "/" + kShareProgram, kConnectMs, std::move(tell)) {}
+SmbShares::SmbShares(Tell tell) : SmbShares(GetHelperPath(kShareProgram), kConnectMs, std::move(tell)) {}
 
 SmbShares::SmbShares(std::string program, int connectMs, Tell tell)
     : m_program(std::move(program)), m_connectMs(connectMs), m_tell(std::move(tell)) {}

@@ -102,7 +102,7 @@ void AddText(LanguageModule& module, std::string_view line) {
 }  // namespace
 
 std::vector<std::string> LanguageModuleFolders() {
-    return {GetDataFolder(), GetModuleFileFolder()};
+    return {GetDataFolder(), GetModuleFileFolder(), GetSharedFolder()};
 }
 
 std::vector<LanguageModuleFile> ListLanguageModules(const std::vector<std::string>& folders) {

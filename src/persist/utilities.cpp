@@ -112,6 +112,18 @@ std::string GetModuleFileFolder() {
     return folder;
 }
 
+std::string GetSharedFolder() {
+    return GetModuleFileFolder() + "/" KV_DATA_FROM_PROGRAM;
+}
+
+std::string GetHelperPath(std::string_view name) {
+    const std::string beside = GetModuleFileFolder() + "/" + std::string(name);
+    std::error_code error;
+    return std::filesystem::exists(beside, error)
+               ? beside
+               : GetModuleFileFolder() + "/" KV_HELPERS_FROM_PROGRAM "/" + std::string(name);
+}
+
 void SetDataFolder(const std::string& path) {
     const std::lock_guard lock(dataFolderMutex);
     chosenDataFolder = path;

@@ -49,6 +49,10 @@ bool StringArraysEqual(const std::vector<std::string>& a, const std::vector<std:
 
 std::string GetModuleFilePath();
 std::string GetModuleFileFolder();
+// What belongs to the program of an installed tree, and is not the user's.
+std::string GetSharedFolder();
+// A program that only this one starts: beside it as it was built, or where an installed tree has it.
+std::string GetHelperPath(std::string_view name);
 // The folder the client may write: $KVMON_DATA_DIR, else $XDG_DATA_HOME/kvmon, else
 // ~/.local/share/kvmon; of low integrity kvmon-low in place of kvmon. Made when missing. A call of
 // SetDataFolder goes before all of these.

@@ -24,6 +24,7 @@ namespace kvtest {
 class TestSite final : public SilentSite {
 public:
     std::uint32_t GetServerPort() const override { return port; }
+    bool HasDesktop() const override { return bDesktop; }
     void NotifyLogin(int) override { events.push_back("login"); }
     void NotifyLogout(int) override { events.push_back("logout"); }
     void NotifyGotoPage(int n) override { events.push_back("page " + std::to_string(n)); }
@@ -33,6 +34,7 @@ public:
     void OpenPage(const std::string& url) override { events.push_back("open " + url); }
 
     std::uint32_t port = 0;
+    bool bDesktop = false;
     std::vector<std::string> events;
 };
 

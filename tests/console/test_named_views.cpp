@@ -399,10 +399,13 @@ TEST_F(NamedViews, FilesOfNonsenseChangeNothing) {
 
     // Stored nonsense is kept aside, and told once.
     Close();
-    const std::string nonsense = good.left(good.size() / 2).toStdString();
-    const auto bytes = std::as_bytes(std::span(nonsense));
-    Registry().WriteProfileBinary("Views\\Each\\of another", "View",
-                                  {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
+    const auto store = [](const std::string& section, const QByteArray& text) {
+        const auto bytes = std::as_bytes(std::span(text.constData(), static_cast<std::size_t>(text.size())));
+        Registry().WriteProfileBinary("Views\\Each\\" + section, "View",
+                                      {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
+    };
+    const QByteArray nonsense = good.left(good.size() / 2);
+    store("of another", nonsense);
     Open(recorder.Port());
     auto* const box = console->findChild<QMessageBox*>();
     ASSERT_NE(box, nullptr);
@@ -410,11 +413,22 @@ TEST_F(NamedViews, FilesOfNonsenseChangeNothing) {
     box->close();
     const auto aside = Registry().GetSections("Views\\Aside");
     ASSERT_EQ(aside.size(), 1u);
-    EXPECT_EQ(Registry().GetProfileBinarySize("Views\\Aside\\" + aside[0], "View"), nonsense.size());
+    EXPECT_EQ(Registry().GetProfileBinarySize("Views\\Aside\\" + aside[0], "View"),
+              static_cast<std::size_t>(nonsense.size()));
     EXPECT_THAT(console->ViewNames(), testing::StrEq("Night")) << "what can be read stays";
     Close();
     Open(recorder.Port());
     EXPECT_EQ(console->findChild<QMessageBox*>(), nullptr);
+
+    // A newer program's view of this name is not shown, and is kept aside when the name is taken.
+    Close();
+    store(Registry().GetSections("Views\\Each").at(0),
+          QByteArray(good).replace("\"version\": 1", "\"version\": 2"));
+    Open(recorder.Port());
+    EXPECT_EQ(console->ViewNames(), "");
+    ASSERT_TRUE(Views().Save("Night"));
+    EXPECT_EQ(Registry().GetSections("Views\\Aside").size(), 2u);
+    EXPECT_EQ(console->ViewNames(), "Night");
 }
 
 namespace {

@@ -2,6 +2,7 @@
 // runs this at several scales.
 #include <gmock/gmock.h>
 
+#include <QtWidgets/QApplication>
 #include <QtWidgets/QTreeWidget>
 #include <cmath>
 

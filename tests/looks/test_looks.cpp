@@ -273,6 +273,7 @@ TEST_F(Looks, Dialogs) {
 }
 
 TEST_F(Looks, ConsoleItsMenusAndWindows) {
+    site.bDesktop = true;
     FakeRecorder recorder("Hall", 6);
     for (const SkinLook look : kLooks) {
         Use(look);
@@ -293,6 +294,14 @@ TEST_F(Looks, ConsoleItsMenusAndWindows) {
         ASSERT_NE(Window("presetDialog"), nullptr);
         Check(*Window("presetDialog"), "presets");
         Window("presetDialog")->close();
+        kvtest::PressKey(*console, Qt::Key_S, Qt::ControlModifier);
+        ASSERT_NE(Window("snapshotGallery"), nullptr);
+        Check(*Window("snapshotGallery"), "gallery");
+        Window("snapshotGallery")->close();
+        Command(kCmdEMap);
+        ASSERT_TRUE(PumpUntil([&] { return Window("emapDialog") != nullptr; }));
+        Check(*Window("emapDialog"), "map");
+        Window("emapDialog")->close();
         Command(kCtlCameraList);
         console->Parts().feedback.Say("Gate 1.jpg", {{LoadString(6121), [] {}}});
         Check(*console, "drawer");

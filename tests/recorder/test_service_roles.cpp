@@ -1,5 +1,8 @@
 // What a connection is there for, and the change from one role to the next.
 #include <filesystem>
+#include <fstream>
+#include <string>
+#include <utility>
 
 #include "service_fixture.h"
 #include "support/temp_folder.h"
@@ -89,6 +92,24 @@ TEST_F(Roles, ATalkIsHeardFromBehindTheHeadOnAndGivesWayToItsOwnUser) {
     EXPECT_EQ(model->SetRight("admin", 0, Right::Talk, false), "");
     EXPECT_TRUE(second.WaitClosed());
     RecorderClient guard = Open(kTalk, 0, "guard:night");
+}
+
+TEST_F(Roles, ANewTalkPushesTheOldestOut) {
+    namespace fs = std::filesystem;
+    config.server.talkLimitMb = 1;
+    const auto now = fs::file_time_type::clock::now();
+    // Each hour's file, and one that is another's.
+    for (const auto& [name, hours] :
+         {std::pair("talk-ch0-1.wav", 3), {"talk-ch0-2.wav", 2}, {"notes.wav", 4}}) {
+        const std::string path = kept.File(name);
+        std::ofstream(path) << std::string(600'000, 'x');
+        fs::last_write_time(path, now - std::chrono::hours(hours));
+    }
+    Start();
+    RecorderClient client = Open(kTalk);
+    EXPECT_FALSE(fs::exists(kept.File("talk-ch0-1.wav")));
+    EXPECT_TRUE(fs::exists(kept.File("talk-ch0-2.wav")));
+    EXPECT_TRUE(fs::exists(kept.File("notes.wav")));
 }
 
 TEST_F(Roles, ATalkerWhoSaysNothingIsClosed) {

@@ -98,6 +98,7 @@ const changes = async (page, box, what, act) => {
   await act();
   await until(what, async () => JSON.stringify(await pixels(page, box)) !== before);
 };
+const STRIP = [700, 70, 98, 12];
 const BELOW_MENU = [880, 48, 100, 60];
 async function movingPictures(page) {
   const different = new Set();
@@ -141,6 +142,37 @@ async function fingers(browser) {
     await page.waitForTimeout(300);
     return JSON.stringify(await pixels(page, [310, 310, 12, 100])) === first;
   });
+  await page.touchscreen.tap(700, 20);
+  // Spread, they zoom the picture, and its sign stands in the strip; closed, they undo it.
+  const apart = (reach) => [[300 - reach, 300], [300 + reach, 300]];
+  const pinch = async (from, to) => {
+    await touch('touchStart', apart(from)[0]);
+    await touch('touchStart', ...apart(from));
+    for (let step = 1; step <= 8; ++step) await touch('touchMove', ...apart(from + (to - from) * step / 8));
+    await touch('touchEnd');
+  };
+  const ink = async () => (await pixels(page, STRIP)).filter((red, i) => i % 4 === 0 && red < 120).length;
+  const before = await ink();
+  await pinch(40, 160);
+  await until('the zoom', async () => await ink() > 1.5 * before);
+  await pinch(160, 20);
+  await until('its end', async () => await ink() < 1.2 * before);
+  await closePage(page);
+}
+
+// Dark, unless the page's own style, or its user's need of contrast, has it another way.
+async function looks(browser) {
+  const page = await openPage(browser, {colorScheme: 'light'});
+  const panel = async () => (await pixels(page, [810, 400, 1, 1])).slice(0, 3).reduce((sum, part) => sum + part, 0) / 3;
+  const shows = (what, isSo) => until(what, async () => isSo(await panel()));
+  await shows('the dark look', (light) => light > 10 && light < 60);
+  await inElement(page, 'element.style.colorScheme = "light dark"');
+  await page.emulateMedia({colorScheme: 'light', contrast: 'more'});
+  await shows('strong contrast', (light) => light < 10);
+  await page.emulateMedia({colorScheme: 'light', contrast: 'no-preference'});
+  await shows('the light look', (light) => light > 200);
+  await page.emulateMedia({colorScheme: 'dark', contrast: 'no-preference'});
+  await shows('the dark look again', (light) => light > 10 && light < 60);
   await closePage(page);
 }
 
@@ -327,7 +359,7 @@ await runTests(programs, async (test, launch) => {
   await startHost();
   const browser = await launch(['--use-fake-ui-for-media-stream', '--use-fake-device-for-media-stream',
     `--use-file-for-fake-audio-capture=${voice}`]);
-  for (const act of [fineScreen, fingers, textAndClipboard, wholeScreen, nobodySees, loudspeaker, microphone, noMicrophone, reconnecting]) {
+  for (const act of [fineScreen, fingers, looks, textAndClipboard, wholeScreen, nobodySees, loudspeaker, microphone, noMicrophone, reconnecting]) {
     await test(act.name, () => act(browser));
     await until('the session to end', () => programs.sessions().length === 0);
   }

@@ -174,6 +174,7 @@ void SnapshotGallery::Load() {
 void SnapshotGallery::OnListed(const std::vector<SnapshotFile>& files) {
     const QString selected = SelectedPath();
     std::vector<std::pair<QString, QIcon>> known;
+    known.reserve(static_cast<std::size_t>(m_list->count()));
     for (int i = 0; i < m_list->count(); ++i) {
         known.emplace_back(m_list->item(i)->data(kPathRole).toString(), m_list->item(i)->icon());
     }

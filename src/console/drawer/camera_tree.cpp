@@ -1,5 +1,6 @@
 #include "console/drawer/camera_tree.h"
 
+#include <QtCore/QEvent>
 #include <QtGui/QPainter>
 #include <QtWidgets/QHeaderView>
 #include <algorithm>

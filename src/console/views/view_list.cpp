@@ -39,8 +39,7 @@ void WriteBytes(COrvoRegistry& settings, const std::string& section, const std::
 }
 
 QByteArray ReadBytes(const COrvoRegistry& settings, const std::string& section, const std::string& entry) {
-    const std::size_t size = settings.GetProfileBinarySize(section, entry);
-    QByteArray bytes(static_cast<qsizetype>(std::min<std::size_t>(size, kMaxViewFile + 1)), '\0');
+    QByteArray bytes(static_cast<qsizetype>(settings.GetProfileBinarySize(section, entry)), '\0');
     settings.GetProfileBinary(
         section, entry,
         {reinterpret_cast<std::uint8_t*>(bytes.data()), static_cast<std::size_t>(bytes.size())});
@@ -146,6 +145,10 @@ void ViewList::Store(const std::vector<NamedView>& before) const {
     }
     for (std::size_t i = 0; i < m_views.size(); ++i) {
         const std::string section = SectionOf(m_views[i].name);
+        const QByteArray stored = ReadBytes(m_settings, section, kView);
+        if (ReadViews(stored).fault == ViewFileFault::Newer) {
+            KeepAside(m_settings, stored);
+        }
         WriteBytes(m_settings, section, kView, WriteViews({m_views[i]}));
         m_settings.WriteProfileInt(section, kPlace, static_cast<std::uint32_t>(i));
     }

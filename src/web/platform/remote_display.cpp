@@ -294,6 +294,7 @@ void RemoteDisplay::ForgetWindow(DisplayWindow& window) {
             *held = nullptr;
         }
     }
+    m_fingers.Forget(window);
     if (QGuiApplication::focusWindow() == window.window()) {
         ActivateTop();
     }

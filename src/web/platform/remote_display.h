@@ -10,6 +10,8 @@
 #include <functional>
 #include <vector>
 
+#include "web/platform/two_fingers.h"
+
 namespace kvmon {
 
 class DisplayWindow;
@@ -52,6 +54,9 @@ public:
                     Qt::MouseEventSource source = Qt::MouseEventNotSynthesized);
     void TurnWheel(const QPoint& at, const QPoint& angle, Qt::KeyboardModifiers modifiers);
     void LeaveMouse();
+    void TouchWithTwo(TouchPhase phase, const QPoint& first, const QPoint& second) {
+        m_fingers.Touch(phase, first, second, WindowAt(first), m_size);
+    }
     void PressKey(int key, PressKind press, Qt::KeyboardModifiers modifiers, const QString& text);
     // Text that no single key gives, behind the keys before it.
     void TypeText(const QString& text);
@@ -93,7 +98,8 @@ private:
     QPoint m_mouse;
     Qt::MouseButtons m_buttons;
     Qt::MouseEventSource m_source = Qt::MouseEventNotSynthesized;  // of what is held
-    std::vector<int> m_keys;                                       // held
+    TwoFingers m_fingers;
+    std::vector<int> m_keys;  // held
     bool m_bFullScreen = false;
     Listener m_listener;
 };

@@ -30,6 +30,8 @@ enum FromPage : std::uint8_t {
     kText = 11,
     kPaste = 12,
     kNoMicrophone = 13,
+    kLook = 14,
+    kFingers = 15,
 };
 enum ToPage : std::uint8_t {
     kFrame = 1,
@@ -182,6 +184,29 @@ PageMessage ReadFocus(RemoteDisplay& display, Reader& reader) {
     display.SetActive(bHas);
     PageMessage message = Told(bHas && way != 0 ? PageMessage::Kind::Entered : PageMessage::Kind::None);
     message.bFromBehind = way == 2;
+    return message;
+}
+
+bool ReadFingers(RemoteDisplay& display, Reader& reader) {
+    const std::uint32_t phase = reader.Number(1);
+    const QPoint first = reader.Point();
+    const QPoint second = reader.Point();
+    if (!reader.IsDone() || phase > static_cast<std::uint32_t>(TouchPhase::TakenAway)) {
+        return false;
+    }
+    display.TouchWithTwo(static_cast<TouchPhase>(phase), first, second);
+    return true;
+}
+
+PageMessage ReadLook(Reader& reader) {
+    constexpr std::optional<SkinLook> kLooks[] = {std::nullopt, SkinLook::Dark, SkinLook::Light,
+                                                  SkinLook::HighContrast};
+    const std::uint32_t look = reader.Number(1);
+    if (!reader.IsDone() || look >= std::size(kLooks)) {
+        return Told(PageMessage::Kind::Wrong);
+    }
+    PageMessage message = Told(PageMessage::Kind::Look);
+    message.look = kLooks[look];
     return message;
 }
 
@@ -346,6 +371,10 @@ PageMessage ReadPageMessage(RemoteDisplay& display, std::span<const std::uint8_t
             message.frame = reader.Number(4);
             return reader.IsDone() ? message : wrong;
         }
+        case kLook:
+            return ReadLook(reader);
+        case kFingers:
+            return ReadFingers(display, reader) ? done : wrong;
         case kNoMicrophone:
             return reader.IsDone() ? Told(PageMessage::Kind::NoMicrophone) : wrong;
         case kVisible: {

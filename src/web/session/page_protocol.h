@@ -22,18 +22,22 @@
 //   6 the mouse has left  7 focus u8 has, u8 0 as it was 1 to the first control 2 to the last (not there: 0)
 //   8 drawn u32 number  9 recorded: mono samples of 16 bits, 8000 a second
 //   10 visible u8  11 text that was composed  12 text to paste  13 there is no microphone to record
+//   14 look u8: 0 the page has no wish, 1 dark 2 light 3 high contrast
+//   15 two fingers that spread or close: u8 phase (0 come 1 move 2 go 3 taken away), i16 x y of each
 // Modifiers: 1 shift, 2 control, 4 alt, 8 meta, 16 a key of the number pad. Buttons as the DOM numbers them.
 #pragma once
 
 #include <QtCore/QRect>
 #include <QtGui/QCursor>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "audio/sound_card.h"
+#include "skin/skin_colours.h"
 #include "web/session/tile_encoder.h"
 
 namespace kvmon {
@@ -76,13 +80,15 @@ struct PageMessage {
         Visible,
         Text,
         Paste,
-        Entered
+        Entered,
+        Look
     } kind = Kind::None;
     QSize size;
     double ratio = 1;
     bool bVisible = true;
     bool bFromBehind = false;  // Entered: by the Tab key's way back
     std::string text;
+    std::optional<SkinLook> look;
     std::uint32_t frame = 0;
     std::vector<std::int16_t> samples;
 };

@@ -81,7 +81,8 @@ std::optional<SessionOrder> ReceiveSessionOrder() {
 }
 
 WebSession::WebSession(const SessionOrder& order, LookKeeper& looks)
-    : m_browser(
+    : m_looks(looks),
+      m_browser(
           [this](std::string_view operation, const Variant& value) {
               Raise("browser", {std::string(operation), value});
           },
@@ -251,6 +252,9 @@ void WebSession::OnBinary(std::span<const std::uint8_t> bytes) {
             m_host.Enter(message.bFromBehind ? TabEntry::AtLast : TabEntry::AtFirst);
             m_edges = -1;  // the page knows them no more
             m_surfaceTimer.start(0);
+            break;
+        case PageMessage::Kind::Look:
+            m_looks.OnDesktop(message.look);
             break;
         case PageMessage::Kind::None:
             break;

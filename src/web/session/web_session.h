@@ -64,6 +64,7 @@ private:
     void OnGotoPage(int param) override { Raise("OnGotoPage", {param}); }
     void OnGotoServer(int param, const std::string& url) override { Raise("OnGotoServer", {param, url}); }
 
+    LookKeeper& m_looks;
     HostWindow m_host;
     WebBrowser m_browser;
     SmbShares m_shares{[this](const std::string& share, int result, const std::string& path) {

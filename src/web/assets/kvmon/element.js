@@ -6,6 +6,8 @@
   const WORDS = ['The connection to the console is lost. Connecting again...',
     'The console cannot be reached. Still trying...', 'Monitoring console', '', ''];
   const WORD = {broken: 0, notReached: 1, label: 2, status: 3, focus: 4};
+  const LOOK = {any: 0, dark: 1, light: 2, contrast: 3};
+  const LOOK_QUERIES = ['(prefers-color-scheme: dark)', '(prefers-contrast: more)', '(forced-colors: active)'];
   const MIN_WIDTH = 1000;
   const MIN_HEIGHT = 680;
   const MAX_SIDE = 4096;
@@ -93,6 +95,8 @@
         this.sendVisible();
       });
       this.views.observe(this);
+      this.wishes = LOOK_QUERIES.map((query) => matchMedia(query));
+      this.wishes.forEach((wish) => { wish.onchange = () => this.sendLook(); });
       document.addEventListener('visibilitychange', this.onPageChange);
       window.addEventListener('online', this.onNetwork);
       window.addEventListener('pagehide', this.onLeave);
@@ -107,6 +111,7 @@
       this.sizes.disconnect();
       this.views.disconnect();
       this.ratios.onchange = null;
+      this.wishes.forEach((wish) => { wish.onchange = null; });
       this.sizes = null;
       document.removeEventListener('visibilitychange', this.onPageChange);
       window.removeEventListener('online', this.onNetwork);
@@ -157,6 +162,7 @@
       this.notice.textContent = '';
       this.sentVisible = true;
       this.sendVisible();
+      this.sendLook();
       this.sendSize();
       if (this.lastLogin) this.connection.call(...this.lastLogin).catch((error) => console.warn(error.message));
     }
@@ -352,6 +358,21 @@
       this.sentVisible = visible;
       const view = message(TO_HOST.visible, 1);
       view.setUint8(1, visible ? 1 : 0);
+      this.send(view);
+    }
+
+    // Strong contrast is for whoever wants it; the rest goes by what the page has its element look like.
+    look() {
+      const [dark, ...strong] = this.wishes.map((wish) => wish.matches);
+      if (strong.includes(true)) return LOOK.contrast;
+      const schemes = getComputedStyle(this).colorScheme.split(' ');
+      if (schemes.includes('light') && !(schemes.includes('dark') && dark)) return LOOK.light;
+      return schemes.includes('dark') ? LOOK.dark : LOOK.any;
+    }
+
+    sendLook() {
+      const view = message(TO_HOST.look, 1);
+      view.setUint8(1, this.look());
       this.send(view);
     }
 

@@ -11,9 +11,11 @@
   const MOST_CLIPBOARD = 65536;  // bytes
   const TAP_MS = 300;
   const TAP_WAY = 10;
+  const PINCH_WAY = 16;  // less does not part two fingers that rest, or scroll, from two that spread
+  const PINCH = {comes: 0, moves: 1, goes: 2, takenAway: 3};
 
   const TO_HOST = {size: 1, move: 2, button: 3, wheel: 4, key: 5, leave: 6, focus: 7, drawn: 8, recorded: 9,
-    visible: 10, text: 11, paste: 12, noMicrophone: 13};
+    visible: 10, text: 11, paste: 12, noMicrophone: 13, look: 14, fingers: 15};
   const MODIFIER_KEYS = new Set(['Shift', 'Control', 'Alt', 'AltGraph', 'Meta', 'CapsLock', 'NumLock']);
   const FROM_BEFORE = 1, FROM_BEHIND = 2;
 
@@ -64,11 +66,11 @@
       canvas.addEventListener('wheel', (event) => this.onWheel(event), {passive: false});
     }
 
-    place(view, event) {
+    place(view, event, offset = 1) {
       const box = this.canvas.getBoundingClientRect();
       const clamp = (n) => Math.max(-32768, Math.min(32767, Math.floor(n)));
-      view.setInt16(1, clamp((event.clientX - box.left) * this.canvas.width / box.width), true);
-      view.setInt16(3, clamp((event.clientY - box.top) * this.canvas.height / box.height), true);
+      view.setInt16(offset, clamp((event.clientX - box.left) * this.canvas.width / box.width), true);
+      view.setInt16(offset + 2, clamp((event.clientY - box.top) * this.canvas.height / box.height), true);
     }
 
     modifiers(event) {
@@ -130,6 +132,7 @@
 
     // What is held is let go of where it is, and nothing is dropped.
     giveUp() {
+      this.endPinch(PINCH.takenAway);
       this.held.clear();
       this.moveWaits = false;
       this.tellFocus(0);
@@ -150,13 +153,13 @@
       this.send(view);
     }
 
-    // --- fingers: one is the left button, a tap of two the right one, two that move scroll the element. What a
-    // finger that rests is to do, the host knows.
+    // --- fingers: one is the left button, a tap of two the right one, two that move scroll the element, and two that
+    // spread or close are the host's. So is what a finger that rests is to do.
 
     onFingerButton(event, down, button) { this.onButton(event, down, button, 1); }
 
     onFinger(event) {
-      this.fingers.set(event.pointerId, {x: event.clientX, y: event.clientY});
+      this.fingers.set(event.pointerId, {clientX: event.clientX, clientY: event.clientY});
       this.canvas.setPointerCapture(event.pointerId);
       if (this.fingers.size === 1) {
         this.tap = {first: event, since: event.timeStamp, fingers: 1, moved: false};
@@ -164,7 +167,42 @@
       } else if (this.fingers.size === 2) {
         this.tap.fingers = 2;
         this.onFingerButton(this.tap.first, 0, 0);
+        this.tap.apart = this.apart();
+        this.tap.put = this.places();
       }
+    }
+
+    places() { return [...this.fingers.values()].map((finger) => ({...finger})); }
+
+    apart() {
+      const [one, other] = this.places();
+      return Math.hypot(one.clientX - other.clientX, one.clientY - other.clientY);
+    }
+
+    sendPinch(phase) {
+      const view = message(TO_HOST.fingers, 9);
+      view.setUint8(1, phase);
+      this.pinched.forEach((finger, i) => this.place(view, finger, 2 + 4 * i));
+      this.send(view);
+    }
+
+    // They come where they were put.
+    onPinch() {
+      if (this.fingers.size !== 2 || this.tap.fingers !== 2) return;
+      const isNew = !this.pinched;
+      if (isNew && Math.abs(this.apart() - this.tap.apart) < PINCH_WAY) return;
+      if (isNew) {
+        this.pinched = this.tap.put;
+        this.sendPinch(PINCH.comes);
+      }
+      this.pinched = this.places();
+      this.sendPinch(PINCH.moves);
+    }
+
+    endPinch(phase) {
+      if (!this.pinched) return;
+      this.sendPinch(phase);
+      this.pinched = null;
     }
 
     onFingerMoved(event) {
@@ -174,15 +212,20 @@
       const way = Math.hypot(event.clientX - first.clientX, event.clientY - first.clientY);
       if (this.tap.fingers === 1) {
         this.moveTo(event);
-      } else {
-        this.host.scrollBy((finger.x - event.clientX) / 2, (finger.y - event.clientY) / 2);
+      } else if (!this.pinched) {
+        this.host.scrollBy((finger.clientX - event.clientX) / 2, (finger.clientY - event.clientY) / 2);
       }
       if (event.pointerId === first.pointerId && way > TAP_WAY) this.tap.moved = true;
-      Object.assign(finger, {x: event.clientX, y: event.clientY});
+      Object.assign(finger, {clientX: event.clientX, clientY: event.clientY});
+      this.onPinch();
     }
 
     onPointerEnd(event) {
-      if (!this.fingers.delete(event.pointerId) || this.fingers.size > 0) return;
+      if (!this.fingers.has(event.pointerId)) return;
+      if (this.pinched) this.tap.moved = true;
+      this.endPinch(event.type === 'pointercancel' ? PINCH.takenAway : PINCH.goes);
+      this.fingers.delete(event.pointerId);
+      if (this.fingers.size > 0) return;
       if (event.type === 'pointercancel') this.giveUp();
       else this.onFingerButton(event, 0, 0);
       const {first, since, fingers, moved} = this.tap;
@@ -216,6 +259,7 @@
     // Of another session, or none.
     forget() {
       this.held.clear();
+      this.pinched = null;
       this.keys = new Set();
       this.edges = 0;
       this.escaped = false;
