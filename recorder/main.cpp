@@ -18,6 +18,7 @@
 #include <system_error>
 #include <thread>
 
+#include "cameras/camera_source.h"
 #include "media/media_hub.h"
 #include "media/utf8.h"
 #include "service/config_reader.h"
@@ -95,7 +96,7 @@ int Serve(const Options& options) {
     if (const std::string words = FitConnections(config, files); !words.empty()) {
         Tell(words);
     }
-    const auto model = std::make_shared<RecorderModel>(CreateMediaHub());
+    const auto model = std::make_shared<RecorderModel>(CreateMediaHub(nullptr, 0, CreateCameraSourceMaker()));
     model->Begin(config);
     for (const std::string& line : TellExposed(config)) {
         Tell(line);
@@ -125,6 +126,10 @@ int Serve(const Options& options) {
     ConfigReader reader(options, config, files, *model, Tell);
     recorder.Start();
     std::cout << "kvrecorder: listening on " << recorder.Endpoint() << std::endl;
+    if (!options.madePassword.Empty()) {
+        std::cout << "kvrecorder: for this run the user is admin, the password "
+                  << options.madePassword.View() << std::endl;
+    }
     if (!recorder.CameraEndpoint().empty()) {
         std::cout << "kvrecorder: cameras on " << recorder.CameraEndpoint() << std::endl;
     }
@@ -153,12 +158,17 @@ int main(int argc, char** argv) {
         // It holds passwords, and makes files of what cameras see.
         ::prctl(PR_SET_DUMPABLE, 0);
         ::umask(077);
-        const Options options = ParseOptions(argc, argv, KV_VERSION);
+        Options options = ParseOptions(argc, argv, KV_VERSION);
+        HideLogins(argc, argv);
         if (!options.exitText.empty()) {
             std::cout << options.exitText << std::flush;
             return 0;
         }
-        return options.send.empty() ? Serve(options) : Send(options);
+        if (!options.send.empty()) {
+            return Send(options);
+        }
+        CompleteCameras(options, AskPassword);
+        return Serve(options);
     } catch (const std::bad_alloc&) {
         return Complain("not enough memory on this computer");
     } catch (const std::system_error& failure) {

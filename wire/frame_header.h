@@ -35,6 +35,7 @@ inline constexpr std::uint32_t kZIVG = FourCC('Z', 'I', 'V', 'G');  // one plain
 inline constexpr std::uint32_t kZMP4 = FourCC('Z', 'M', 'P', '4');  // MPEG-4
 inline constexpr std::uint32_t kAVM4 = FourCC('A', 'V', 'M', '4');  // MPEG-4, two stacked fields
 inline constexpr std::uint32_t kZ264 = FourCC('Z', '2', '6', '4');  // H.264
+inline constexpr std::uint32_t kZ265 = FourCC('Z', '2', '6', '5');  // H.265, which only kvmon knows
 inline constexpr std::uint32_t kZXPG = FourCC('Z', 'X', 'P', 'G');  // MxPEG
 inline constexpr std::uint32_t kZV7K = FourCC('Z', 'V', '7', 'K');  // Vivotek 7000 series
 inline constexpr std::uint32_t kZV6K = FourCC('Z', 'V', '6', 'K');  // Vivotek 6000 series

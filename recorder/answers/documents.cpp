@@ -38,6 +38,8 @@ const char* CodecCode(Codec codec) {
             return "ZV7K";
         case Codec::Mxpeg:
             return "ZXPG";
+        case Codec::H265:
+            return "Z265";
         case Codec::H264:
             break;
     }

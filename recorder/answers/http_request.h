@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "state/secret.h"
+#include "media/secret.h"
 
 namespace kvrecorder {
 

@@ -70,7 +70,10 @@ void StreamRole::SubscribeSound() {
     m_sound.reset();
     m_heard = wanted;
     try {
-        m_sound = wanted ? m_sounds.Subscribe(m_start.channel, *wanted, MakeSink()) : nullptr;
+        const bool camera = wanted && !channel->config.source.network.url.empty();
+        m_sound = camera   ? m_model.Hub().SubscribeSound(m_start.channel, MakeSink())
+                  : wanted ? m_sounds.Subscribe(m_start.channel, *wanted, MakeSink())
+                           : nullptr;
     } catch (const std::runtime_error& failure) {
         std::cerr << "kvrecorder: channel " << m_start.channel << " is silent: " << failure.what()
                   << std::endl;
@@ -111,7 +114,12 @@ void StreamRole::FollowSource() {
     Subscribe(*channel);
     if (!m_subscription) {
         m_link.End();
+        return;
     }
+    // A camera's comes from the source.
+    m_sound.reset();
+    m_heard.reset();
+    SubscribeSound();
 }
 
 void StreamRole::NextRecord() {

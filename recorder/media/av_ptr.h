@@ -1,4 +1,4 @@
-// Owners of the libraries' objects. Inside this folder only.
+// Owners of the libraries' objects. Inside the folders that are built with them only.
 #pragma once
 
 #include <memory>

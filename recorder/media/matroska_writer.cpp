@@ -24,6 +24,15 @@ std::size_t H264Head(const std::vector<std::uint8_t>& data) {
     return 0;
 }
 
+std::size_t H265Head(const std::vector<std::uint8_t>& data) {
+    for (std::size_t i = 0; i + 3 < data.size(); ++i) {
+        if (data[i] == 0 && data[i + 1] == 0 && data[i + 2] == 1 && (data[i + 3] >> 1 & 0x3F) < 32) {
+            return i > 0 && data[i - 1] == 0 ? i - 1 : i;
+        }
+    }
+    return 0;
+}
+
 std::size_t Mpeg4Head(const std::vector<std::uint8_t>& data) {
     static constexpr std::array<std::uint8_t, 4> kPicture = {0, 0, 1, 0xB6};
     const auto found = std::search(data.begin(), data.end(), kPicture.begin(), kPicture.end());
@@ -38,7 +47,8 @@ struct Kind {
 const Kind kKinds[] = {
     {wire::kZ264, AV_CODEC_ID_H264, H264Head},   {wire::kZMP4, AV_CODEC_ID_MPEG4, Mpeg4Head},
     {wire::kZV7K, AV_CODEC_ID_MPEG4, Mpeg4Head}, {wire::kAVM4, AV_CODEC_ID_MPEG4, Mpeg4Head},
-    {wire::kZIVG, AV_CODEC_ID_MJPEG, nullptr},   {wire::kZXPG, AV_CODEC_ID_MJPEG, nullptr},
+    {wire::kZ265, AV_CODEC_ID_HEVC, H265Head},   {wire::kZIVG, AV_CODEC_ID_MJPEG, nullptr},
+    {wire::kZXPG, AV_CODEC_ID_MJPEG, nullptr},
 };
 
 const Kind* FindKind(std::uint32_t fourcc) {

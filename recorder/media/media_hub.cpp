@@ -39,34 +39,60 @@ private:
 };
 
 std::unique_ptr<MotionWatch> MakeMotionWatch(int channel, const SourceConfig& source) {
-    if (!source.watchMotion || !source.file.empty()) {
+    if (!source.watchMotion || !source.file.empty() || !source.network.url.empty()) {
         return nullptr;
     }
     return std::make_unique<MotionWatch>(SceneOf(channel, source.scene), channel, source.camera);
+}
+
+std::unique_ptr<PictureSource> MakeSource(int channel, const SourceConfig& source,
+                                          const CameraSourceMaker& cameras, std::function<void()> wake) {
+    if (!source.network.url.empty()) {
+        if (!cameras) {
+            throw std::runtime_error("cameras on the network are not served here");
+        }
+        return cameras(source.network, std::move(wake));
+    }
+    return source.file.empty() ? CreateSceneSource(channel, source) : CreateFileSource(source);
+}
+
+std::string TellAge(MediaTime age) {
+    const auto seconds = age.count() / 1'000'000;
+    return seconds < 120 ? std::to_string(seconds) + " s" : std::to_string(seconds / 60) + " min";
 }
 
 // A channel's work, and all that its threads touch.
 class Channel final : public SourceOutput {
 public:
     Channel(std::shared_ptr<MediaClock> clock, std::shared_ptr<Reporter> reporter, int number,
-            std::string name, const SourceConfig& source)
+            std::string name, const SourceConfig& source, std::unique_ptr<PictureSource> pictures)
         : m_clock(std::move(clock)),
           m_reporter(std::move(reporter)),
           m_number(number),
-          m_source(source.file.empty() ? CreateSceneSource(number, source) : CreateFileSource(source)),
+          m_source(std::move(pictures)),
           m_motion(MakeMotionWatch(number, source)),
+          m_feeds(m_source->Streams().size()),
           m_streams(m_source->Streams()),
-          m_feeds(m_streams.size()),
           m_name(std::move(name)) {}
 
-    const std::vector<StreamDescription>& Streams() const { return m_streams; }
+    std::vector<StreamDescription> Streams() const {
+        const std::lock_guard lock(m_tellMutex);
+        return m_streams;
+    }
+    int StreamCount() const { return static_cast<int>(m_feeds.size()); }
+    std::string Words() const {
+        const std::lock_guard lock(m_tellMutex);
+        return m_words;
+    }
+    void End() { m_source->End(); }
 
     void Rename(const std::string& name) {
-        const std::lock_guard lock(m_nameMutex);
+        const std::lock_guard lock(m_tellMutex);
         m_name = name;
     }
 
     StreamFeed& Feed(int stream) { return m_feeds[static_cast<std::size_t>(stream)]; }
+    StreamFeed& Sound() { return m_sound; }
 
     std::optional<MediaTime> Work() {
         m_round.wanted.assign(m_feeds.size(), false);
@@ -79,23 +105,29 @@ public:
             }
             m_feeds[i].Begin();
         }
-        if (!any) {
+        m_round.soundWanted = m_sound.Watched();
+        if (!m_round.soundWanted) {
+            m_sound.Forget();
+        }
+        if (!any && !m_round.soundWanted) {
             m_source->Sleep();
             return std::nullopt;
         }
         {
-            const std::lock_guard lock(m_nameMutex);
+            const std::lock_guard lock(m_tellMutex);
             m_round.name = m_name;
         }
         m_round.now = m_clock->Now();
         m_round.wall = m_clock->WallTime();
         try {
             const MediaTime next = m_source->Run(m_round, *this);
-            SetLost(false);
+            const std::string trouble = m_source->Trouble();
+            SetLost(!trouble.empty(), trouble);
             return next;
         } catch (const std::exception&) {
+            // What it says holds paths that are nobody's business.
             m_source->Sleep();
-            SetLost(true);
+            SetLost(true, {});
             return m_round.now + kRetry;
         }
     }
@@ -113,16 +145,41 @@ public:
     }
 
     void Give(int stream, PacketPtr packet, PacketOrigin origin) override {
+        m_lastPicture = m_round.now;
         Feed(stream).Publish(std::move(packet), origin);
     }
+    void GiveSound(PacketPtr packet) override { m_sound.Publish(std::move(packet), PacketOrigin::PassedOn); }
+    void StreamsChanged() override {
+        {
+            const std::lock_guard lock(m_tellMutex);
+            m_streams = m_source->Streams();
+        }
+        Report(MediaEvent::Streams, true, {});
+    }
+    void Tell(std::string words) override { Report(MediaEvent::Word, true, std::move(words)); }
     void Skipped(int stream, std::int64_t pictures) override { Feed(stream).CountSkipped(pictures); }
 
 private:
-    void SetLost(bool lost) {
-        if (lost != m_lost) {
-            m_lost = lost;
-            m_reporter->Report(m_number, MediaEvent::Lost, lost);
+    // Also tells when the trouble has become another one.
+    void SetLost(bool lost, const std::string& trouble) {
+        if (lost == m_lost && trouble == m_trouble) {
+            return;
         }
+        m_lost = lost;
+        m_trouble = trouble;
+        std::string words = trouble;
+        if (!trouble.empty() && m_lastPicture) {
+            words += "; the last picture is " + TellAge(m_round.now - *m_lastPicture) + " old";
+        }
+        Report(MediaEvent::Lost, lost, std::move(words));
+    }
+
+    void Report(MediaEvent event, bool on, std::string words) {
+        {
+            const std::lock_guard lock(m_tellMutex);
+            m_words = std::move(words);
+        }
+        m_reporter->Report(m_number, event, on);
     }
 
     const std::shared_ptr<MediaClock> m_clock;
@@ -130,33 +187,41 @@ private:
     const int m_number;
     const std::unique_ptr<PictureSource> m_source;
     const std::unique_ptr<MotionWatch> m_motion;
-    const std::vector<StreamDescription> m_streams;
     std::deque<StreamFeed> m_feeds;
+    StreamFeed m_sound;
     SourceRound m_round;
     bool m_lost = false;
-    std::mutex m_nameMutex;
+    std::string m_trouble;
+    std::optional<MediaTime> m_lastPicture;
+    mutable std::mutex m_tellMutex;
+    std::vector<StreamDescription> m_streams;
+    std::string m_words;
     std::string m_name;
 };
 
 class FeedSubscription final : public Subscription {
 public:
     // Keeps the channel, as it may outlive the hub.
-    FeedSubscription(std::shared_ptr<Channel> channel, int stream, StreamFeed::Sink sink)
-        : m_channel(std::move(channel)),
-          m_stream(stream),
-          m_watcher(m_channel->Feed(stream).Watch(std::move(sink))) {}
-    ~FeedSubscription() override { m_channel->Feed(m_stream).Unwatch(m_watcher); }
+    FeedSubscription(std::shared_ptr<Channel> channel, StreamFeed& feed, StreamFeed::Sink sink)
+        : m_channel(std::move(channel)), m_feed(feed), m_watcher(feed.Watch(std::move(sink))) {}
+    ~FeedSubscription() override { m_feed.Unwatch(m_watcher); }
 
 private:
     const std::shared_ptr<Channel> m_channel;
-    const int m_stream;
+    StreamFeed& m_feed;
     const std::shared_ptr<StreamFeed::Watcher> m_watcher;
 };
 
 class Hub final : public MediaHub {
 public:
-    Hub(std::shared_ptr<MediaClock> clock, int threads)
-        : m_clock(std::move(clock)), m_scheduler(m_clock, threads) {}
+    Hub(std::shared_ptr<MediaClock> clock, int threads, CameraSourceMaker cameras)
+        : m_clock(std::move(clock)), m_cameras(std::move(cameras)), m_scheduler(m_clock, threads) {}
+    ~Hub() override {
+        // Then no camera wakes the scheduler, which ends first.
+        for (const auto& channel : m_channels) {
+            channel->End();
+        }
+    }
 
     int AddChannel(const std::string& name, const SourceConfig& source) override {
         const std::unique_lock lock(m_mutex);
@@ -178,9 +243,13 @@ public:
         }
         // A file takes its time to open, and the others go on meanwhile.
         auto fresh = Make(channel, name, source);
-        const std::unique_lock lock(m_mutex);
-        m_channels[static_cast<std::size_t>(channel)].swap(fresh);
-        m_scheduler.Wake(TasksOf(channel).motion);
+        {
+            const std::unique_lock lock(m_mutex);
+            m_channels[static_cast<std::size_t>(channel)].swap(fresh);
+            m_scheduler.Wake(TasksOf(channel).motion);
+        }
+        // Who watches it still keeps it for a while.
+        fresh->End();
     }
 
     void SetListener(MediaListener listener) override { m_reporter->Set(std::move(listener)); }
@@ -202,23 +271,44 @@ public:
         if (!found || !sink) {
             return nullptr;
         }
-        const bool inRange = stream >= 0 && stream < static_cast<int>(found->Streams().size());
-        const int taken = inRange ? stream : 0;
-        auto subscription = std::make_unique<FeedSubscription>(found, taken, std::move(sink));
-        const std::shared_lock lock(m_mutex);
-        m_scheduler.Wake(TasksOf(channel).pictures);
+        const bool inRange = stream >= 0 && stream < found->StreamCount();
+        auto subscription =
+            std::make_unique<FeedSubscription>(found, found->Feed(inRange ? stream : 0), std::move(sink));
+        WakePictures(channel);
         return subscription;
+    }
+
+    std::unique_ptr<Subscription> SubscribeSound(int channel,
+                                                 std::function<void(const PacketPtr&)> sink) override {
+        const auto found = Find(channel);
+        if (!found || !sink) {
+            return nullptr;
+        }
+        auto subscription = std::make_unique<FeedSubscription>(found, found->Sound(), std::move(sink));
+        WakePictures(channel);
+        return subscription;
+    }
+
+    std::string Words(int channel) const override {
+        const auto found = Find(channel);
+        return found ? found->Words() : std::string();
     }
 
     StreamCounters Counters(int channel, int stream) const override {
         const auto found = Find(channel);
-        const bool inRange = found && stream >= 0 && stream < static_cast<int>(found->Streams().size());
+        const bool inRange = found && stream >= 0 && stream < found->StreamCount();
         return inRange ? found->Feed(stream).Counters() : StreamCounters{};
     }
 
 private:
-    std::shared_ptr<Channel> Make(int number, const std::string& name, const SourceConfig& source) const {
-        return std::make_shared<Channel>(m_clock, m_reporter, number, name, source);
+    std::shared_ptr<Channel> Make(int number, const std::string& name, const SourceConfig& source) {
+        return std::make_shared<Channel>(
+            m_clock, m_reporter, number, name, source,
+            MakeSource(number, source, m_cameras, [this, number] { WakePictures(number); }));
+    }
+    void WakePictures(int channel) {
+        const std::shared_lock lock(m_mutex);
+        m_scheduler.Wake(TasksOf(channel).pictures);
     }
     struct Tasks {
         int pictures;
@@ -232,6 +322,7 @@ private:
     }
 
     const std::shared_ptr<MediaClock> m_clock;
+    const CameraSourceMaker m_cameras;
     const std::shared_ptr<Reporter> m_reporter = std::make_shared<Reporter>();
     mutable std::shared_mutex m_mutex;
     std::vector<std::shared_ptr<Channel>> m_channels;
@@ -241,13 +332,15 @@ private:
 
 }  // namespace
 
-std::unique_ptr<MediaHub> CreateMediaHub(std::shared_ptr<MediaClock> clock, int threads) {
+std::unique_ptr<MediaHub> CreateMediaHub(std::shared_ptr<MediaClock> clock, int threads,
+                                         CameraSourceMaker cameras) {
     // The libraries tell of each encoder and each damaged packet on standard error.
     av_log_set_level(AV_LOG_FATAL);
     if (threads <= 0) {
         threads = std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, 4);
     }
-    return std::make_unique<Hub>(clock ? std::move(clock) : std::make_shared<SystemMediaClock>(), threads);
+    return std::make_unique<Hub>(clock ? std::move(clock) : std::make_shared<SystemMediaClock>(), threads,
+                                 std::move(cameras));
 }
 
 }  // namespace kvrecorder

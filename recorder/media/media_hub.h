@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "media/packet.h"
+#include "media/picture_source.h"
 #include "media/stream_config.h"
 
 namespace kvrecorder {
@@ -15,8 +16,10 @@ class MediaClock;
 
 // What a hub reports of a channel.
 enum class MediaEvent {
-    Motion,  // something moves in the scene, or no more
-    Lost,    // the source gives nothing, or gives pictures again; known only while somebody watches
+    Motion,   // something moves in the scene, or no more
+    Lost,     // the source gives nothing, or gives pictures again; known only while somebody watches
+    Streams,  // they are others than before, as a camera tells
+    Word,     // the source has something for the log
 };
 using MediaListener = std::function<void(int channel, MediaEvent event, bool on)>;
 
@@ -42,10 +45,22 @@ public:
     virtual void ReplaceSource(int channel, const std::string& name, const SourceConfig& source) = 0;
     virtual void RenameChannel(int channel, const std::string& name) = 0;
     virtual std::vector<StreamDescription> Streams(int channel) const = 0;
+    // What there is to say of the event that is just being told; may be empty.
+    virtual std::string Words(int channel) const {
+        static_cast<void>(channel);
+        return {};
+    }
     // A stream number out of range takes stream 0; null for a channel out of range. A stream that nobody
     // watches costs no encoding.
     virtual std::unique_ptr<Subscription> Subscribe(int channel, int stream,
                                                     std::function<void(const PacketPtr&)> sink) = 0;
+    // The sound that comes with a camera's pictures; null for a channel out of range.
+    virtual std::unique_ptr<Subscription> SubscribeSound(int channel,
+                                                         std::function<void(const PacketPtr&)> sink) {
+        static_cast<void>(channel);
+        static_cast<void>(sink);
+        return nullptr;
+    }
     // Zeros for what does not exist.
     virtual StreamCounters Counters(int channel, int stream) const {
         static_cast<void>(channel);
@@ -55,7 +70,9 @@ public:
 };
 
 // All operations of a hub may be called from any thread. Pictures are made by `threads` threads for all
-// channels together; 0: as many as there are processors, at most four. The clock is for tests.
-std::unique_ptr<MediaHub> CreateMediaHub(std::shared_ptr<MediaClock> clock = nullptr, int threads = 0);
+// channels together; 0: as many as there are processors, at most four. The clock is for tests. Without a
+// maker no channel can have a camera.
+std::unique_ptr<MediaHub> CreateMediaHub(std::shared_ptr<MediaClock> clock = nullptr, int threads = 0,
+                                         CameraSourceMaker cameras = nullptr);
 
 }  // namespace kvrecorder

@@ -56,6 +56,7 @@ const CodecKind kCodecs[] = {
     {Codec::Mpeg4Fields, "mpeg4", wire::kAVM4, AV_PIX_FMT_YUV420P, TuneMpeg4},
     {Codec::Vivotek, "mpeg4", wire::kZV7K, AV_PIX_FMT_YUV420P, TuneMpeg4},
     {Codec::Mxpeg, nullptr, wire::kZXPG, AV_PIX_FMT_YUVJ420P, nullptr},
+    {Codec::H265, nullptr, wire::kZ265, AV_PIX_FMT_YUV420P, nullptr},
 };
 
 const CodecKind& KindOf(Codec codec) {

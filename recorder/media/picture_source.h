@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,7 +18,8 @@ struct SourceRound {
     MediaTime now{};
     std::chrono::system_clock::time_point wall;
     std::string name;          // the channel's, now
-    std::vector<bool> wanted;  // by stream: somebody watches; at least one is true
+    std::vector<bool> wanted;  // by stream: somebody watches; at least one is true, or
+    bool soundWanted = false;
 };
 
 // Takes what a source makes.
@@ -25,6 +27,11 @@ class SourceOutput {
 public:
     virtual void Give(int stream, PacketPtr packet, PacketOrigin origin) = 0;
     virtual void Skipped(int stream, std::int64_t pictures) = 0;
+    virtual void GiveSound(PacketPtr packet) = 0;
+    // What Streams() tells is another than before.
+    virtual void StreamsChanged() = 0;
+    // For the log.
+    virtual void Tell(std::string words) = 0;
 
 protected:
     ~SourceOutput() = default;
@@ -41,7 +48,16 @@ public:
     virtual MediaTime Run(const SourceRound& round, SourceOutput& output) = 0;
     // Nobody watches: gives back what is costly. The next Run begins anew.
     virtual void Sleep() = 0;
+    // Any thread: no pictures are wanted any more, and nothing is waited for.
+    virtual void End() {}
+    // Why no pictures come, after a Run; empty when they do, or may yet.
+    virtual std::string Trouble() const { return {}; }
 };
+
+// Makes the source of a channel that has a camera. `wake` has the source run again, and is called on any
+// thread, but never after End. Throws std::runtime_error for an address that is none.
+using CameraSourceMaker =
+    std::function<std::unique_ptr<PictureSource>(const NetworkCamera& camera, std::function<void()> wake)>;
 
 // A generated scene. Throws std::runtime_error for a scene or stream that cannot be.
 std::unique_ptr<PictureSource> CreateSceneSource(int channel, const SourceConfig& config);

@@ -1,17 +1,21 @@
 // What a channel's source and its streams are to be, and what they are.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "media/secret.h"
+
 namespace kvrecorder {
 
 class PtzCamera;
 
-// The last three: MPEG-4 of two fields one above the other, the MPEG-4 of a Vivotek camera, and MxPEG.
-enum class Codec { H264, Mpeg4, Mjpeg, Mpeg4Fields, Vivotek, Mxpeg };
+// MPEG-4 of two fields one above the other, the MPEG-4 of a Vivotek camera, and MxPEG; H.265 is never made
+// here, only passed on.
+enum class Codec { H264, Mpeg4, Mjpeg, Mpeg4Fields, Vivotek, Mxpeg, H265 };
 
 // One of the streams that a channel offers, in the order of stream_id.
 struct StreamConfig {
@@ -22,16 +26,32 @@ struct StreamConfig {
     int gop = 30;  // pictures from key to key
 };
 
-// Where a channel's pictures come from: a generated scene, or a file that is looped and passed on
+// A camera on the network. Its addresses hold no login.
+struct NetworkCamera {
+    std::string url;     // of stream 0; empty: there is no such camera
+    std::string subUrl;  // of stream 1; empty: that is made of stream 0 when somebody wants it
+    std::string user;
+    Secret password;
+    bool overUdp = false;
+    std::chrono::seconds linger{10};  // how long it is kept when nobody watches
+
+    bool operator==(const NetworkCamera& other) const {
+        return url == other.url && subUrl == other.subUrl && user == other.user &&
+               password == other.password.View() && overUdp == other.overUdp && linger == other.linger;
+    }
+};
+
+// Where a channel's pictures come from: a generated scene, a camera, or a file that is looped and passed on
 // without re-encoding when its codec is one of the protocol's (H.264, MPEG-4 part 2, MJPEG); else its
 // pictures are decoded and encoded anew.
 struct SourceConfig {
-    std::string file;   // empty: a generated scene
+    std::string file;  // empty: a camera or a generated scene
+    NetworkCamera network;
     std::string scene;  // its name; empty: one by the channel's number
-    // Of a generated scene: its streams; none: DefaultStreams(channel). Of a file: entry 0 stands for the
-    // file's own pictures and its values are not used, the others are encoded from them on demand; none:
-    // the file's own and one of 352x240. Sizes are 16 to 4096 and even, 1 to 60 pictures a second, 1 to
-    // 600 pictures from key to key.
+    // Of a generated scene: its streams; none: DefaultStreams(channel). Of a camera none. Of a file: entry 0
+    // stands for the file's own pictures and its values are not used, the others are encoded from them on
+    // demand; none: the file's own and one of 352x240. Sizes are 16 to 4096 and even, 1 to 60 pictures a
+    // second, 1 to 600 pictures from key to key.
     std::vector<StreamConfig> streams;
     // What steers the view of a generated scene; null: it stays at home.
     std::shared_ptr<PtzCamera> camera;

@@ -1,8 +1,11 @@
 #include "service/options.h"
 
+#include <algorithm>
+
 #include <CLI/CLI.hpp>
 #include <asio/ip/address.hpp>
 
+#include "media/utf8.h"
 #include "state/kept_config.h"
 #include "state/text.h"
 
@@ -11,6 +14,47 @@ namespace {
 
 constexpr const char* kDefaultListen = "127.0.0.1:8090";
 constexpr int kDefaultChannels = 8;
+
+CameraUrl ReadOneCamera(const char* option, std::string& text) {
+    try {
+        CameraUrl taken = ReadCameraUrl(text);
+        Wipe(text);
+        return taken;
+    } catch (const std::runtime_error& failure) {
+        Wipe(text);
+        throw ConfigError(std::string(option) + ": " + failure.what());
+    }
+}
+
+// What stands before an at sign may be a password.
+std::string WithoutLogins(const std::string& text) {
+    const std::size_t mark = text.find("://");
+    const std::size_t at = text.rfind('@');
+    const bool login = mark != std::string::npos && at != std::string::npos && at > mark;
+    return login ? text.substr(0, mark + 3) + "..." + text.substr(at) : text;
+}
+
+// Those of one host get numbers.
+std::vector<ChannelConfig> CameraChannels(const Options& options) {
+    std::vector<ChannelConfig> channels;
+    for (const CameraUrl& camera : options.cameras) {
+        ChannelConfig channel;
+        channel.name = PrintableUtf8(camera.host, kMaxNameBytes - 8);
+        const auto alike = std::count_if(options.cameras.begin(), options.cameras.end(),
+                                         [&](const CameraUrl& other) { return other.host == camera.host; });
+        if (alike > 1) {
+            channel.name += " / " + std::to_string(channels.size() + 1);
+        }
+        channel.audio = true;
+        NetworkCamera& network = channel.source.network;
+        network.url = camera.url;
+        network.user = camera.user;
+        network.password = camera.password;
+        network.overUdp = options.camerasOverUdp;
+        channels.push_back(std::move(channel));
+    }
+    return channels;
+}
 
 }  // namespace
 
@@ -37,14 +81,27 @@ Options ParseOptions(int argc, const char* const* argv, const std::string& versi
     app.add_option("--send", options.send, "Send a command to the recorder at --control and print its reply")
         ->type_name("COMMAND")
         ->needs(control);
+    std::vector<std::string> cameras;
+    app.add_option("--camera", cameras,
+                   "Serve this camera, rtsp://user@host/path; may be given again for others")
+        ->type_name("URL")
+        ->allow_extra_args(false);
+    app.add_option("--camera-password-file", options.cameraPasswordFile,
+                   "Its first line is the password of the cameras' user; else the terminal is asked for it")
+        ->type_name("FILE");
+    app.add_flag("--camera-udp", options.camerasOverUdp,
+                 "Let the cameras send by UDP, not within the connection");
     try {
         app.parse(argc, argv);
+        for (std::string& camera : cameras) {
+            options.cameras.push_back(ReadOneCamera("--camera", camera));
+        }
     } catch (const CLI::Success& wanted) {
         const bool help = dynamic_cast<const CLI::CallForHelp*>(&wanted) != nullptr;
         options.exitText = help ? app.help() : std::string(wanted.what()) + "\n";
     } catch (const CLI::ParseError& failure) {
         std::string line = failure.what();
-        throw ConfigError(line.substr(0, line.find('\n')));
+        throw ConfigError(WithoutLogins(line.substr(0, line.find('\n'))));
     }
     return options;
 }
@@ -82,8 +139,16 @@ RecorderConfig MakeConfig(const Options& options, const RecorderConfig* before,
     if (!options.listen.empty() || config.listen.empty()) {
         config.listen = options.listen.empty() ? kDefaultListen : options.listen;
     }
-    if (options.channels > 0 && !config.channels.empty()) {
-        throw ConfigError("--channels: the configuration file lists the channels already");
+    if ((options.channels > 0 || !options.cameras.empty()) && !config.channels.empty()) {
+        throw ConfigError(std::string(options.channels > 0 ? "--channels" : "--camera") +
+                          ": the configuration file lists the channels already");
+    }
+    if (options.channels > 0 && !options.cameras.empty()) {
+        throw ConfigError("--channels: cameras are served, and no scenes beside them");
+    }
+    if (options.cameras.size() > static_cast<std::size_t>(kMaxChannels)) {
+        throw ConfigError("--camera: there can be no more than " + std::to_string(kMaxChannels) +
+                          " channels");
     }
     if (!options.user.empty()) {
         if (options.user.size() > kMaxUserBytes || options.user.find(':') != std::string::npos) {
@@ -101,7 +166,11 @@ RecorderConfig MakeConfig(const Options& options, const RecorderConfig* before,
                                 "or users in the configuration");
     }
     if (config.users.empty()) {
-        config.users.push_back(MakeFullUser("admin", "admin"));
+        config.users.push_back(
+            MakeFullUser("admin", options.madePassword.Empty() ? Secret("admin") : options.madePassword));
+    }
+    if (!options.cameras.empty()) {
+        config.channels = CameraChannels(options);
     }
     if (config.channels.empty()) {
         config.channels = DemoChannels(options.channels > 0 ? options.channels : kDefaultChannels);

@@ -2,10 +2,12 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "cameras/camera_url.h"
 #include "state/recorder_config.h"
 
 namespace kvrecorder {
@@ -17,12 +19,27 @@ struct Options {
     std::string user;
     std::string passwordFile;
     std::string controlPath;
-    std::string send;      // a command for the recorder at controlPath
+    std::string send;  // a command for the recorder at controlPath
+    // As they were told: with their logins, and the passwords that were asked for.
+    std::vector<CameraUrl> cameras;
+    std::string cameraPasswordFile;
+    bool camerasOverUdp = false;
+    Secret madePassword;   // of the user for cameras when no other was told
     std::string exitText;  // of --help or --version: to be printed, and that is all
 };
 
 // Throws ConfigError with one line for the user.
 Options ParseOptions(int argc, const char* const* argv, const std::string& version);
+
+// Asks the terminal for a line that is not shown. Throws ConfigError without one.
+Secret AskPassword(const std::string& prompt);
+
+// Completes the cameras' logins from the file or by `ask`, and makes up a password for who watches them if
+// nobody is told. Throws ConfigError.
+void CompleteCameras(Options& options, const std::function<Secret(const std::string& prompt)>& ask);
+
+// Takes the passwords out of arguments that other users of this machine can read.
+void HideLogins(int argc, char** argv);
 
 struct ListenAddress {
     std::string address;

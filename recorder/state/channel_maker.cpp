@@ -11,7 +11,8 @@ bool SameSource(const SourceConfig& a, const SourceConfig& b) {
         return x.codec == y.codec && x.width == y.width && x.height == y.height && x.fps == y.fps &&
                x.gop == y.gop;
     };
-    return a.file == b.file && a.scene == b.scene && a.watchMotion == b.watchMotion &&
+    return a.file == b.file && a.network == b.network && a.scene == b.scene &&
+           a.watchMotion == b.watchMotion &&
            std::equal(a.streams.begin(), a.streams.end(), b.streams.begin(), b.streams.end(), same);
 }
 

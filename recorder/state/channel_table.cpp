@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+#include "cameras/camera_url.h"
+
 namespace kvrecorder {
 namespace {
 
@@ -79,9 +81,72 @@ void ReadSound(TableReader& reader, SoundConfig& sound) {
     }
 }
 
+constexpr std::array<std::pair<std::string_view, bool>, 2> kTransports = {{{"tcp", false}, {"udp", true}}};
+
+// An address that may hold a login, which is taken out of it.
+CameraUrl ReadAddress(TableReader& reader, const char* key) {
+    std::string text;
+    reader.Text(key, text, 1024);
+    CameraUrl taken;
+    if (!text.empty()) {
+        try {
+            taken = ReadCameraUrl(text);
+        } catch (const std::runtime_error& failure) {
+            Wipe(text);
+            reader.Fail(key, failure.what());
+        }
+        Wipe(text);
+    }
+    return taken;
+}
+
+void ReadSource(TableReader& reader, NetworkCamera& camera, std::vector<std::string>& secretFiles) {
+    CameraUrl main = ReadAddress(reader, "url");
+    if (main.url.empty()) {
+        reader.Fail("url", "a source needs the address of a camera");
+    }
+    camera.url = main.url;
+    camera.subUrl = ReadAddress(reader, "sub_url").url;
+    camera.user = main.user;
+    camera.password = main.password;
+    reader.Text("user", camera.user);
+    std::string password;
+    reader.Text("password", password);
+    if (!password.empty()) {
+        camera.password = password;
+        Wipe(password);
+    }
+    std::string file;
+    reader.Path("password_file", file);
+    if (!file.empty()) {
+        secretFiles.push_back(file);
+        camera.password = ReadPasswordFile(file);
+    }
+    reader.Word("transport", camera.overUdp, kTransports);
+    int linger = static_cast<int>(camera.linger.count());
+    reader.Number("linger", linger, 0, 86400);
+    camera.linger = std::chrono::seconds(linger);
+}
+
+// Told where the key stands that does not go together with a camera.
+void CheckSource(TableReader& reader, const SourceConfig& source) {
+    if (source.network.url.empty()) {
+        return;
+    }
+    if (!source.file.empty() || !source.scene.empty()) {
+        reader.Fail("source", "a channel has a source, a scene or a file");
+    }
+    if (source.watchMotion) {
+        reader.Fail("watch_motion", "only generated scenes are watched for motion");
+    }
+    if (!source.streams.empty()) {
+        reader.Fail("streams", "the streams of a camera are those that it sends");
+    }
+}
+
 void ReadPtz(TableReader& reader, ChannelConfig& channel) {
     reader.Flag("steerable", channel.ptz.steerable);
-    if (channel.ptz.steerable && !channel.source.file.empty()) {
+    if (channel.ptz.steerable && (!channel.source.file.empty() || !channel.source.network.url.empty())) {
         reader.Fail("steerable", "only a generated scene can be steered");
     }
     reader.Flag("preset_names", channel.ptz.presetNames);
@@ -91,7 +156,7 @@ void ReadPtz(TableReader& reader, ChannelConfig& channel) {
 
 }  // namespace
 
-ChannelConfig ReadChannel(TableReader& reader) {
+ChannelConfig ReadChannel(TableReader& reader, std::vector<std::string>& secretFiles) {
     ChannelConfig channel;
     channel.origin = Origin::File;
     reader.Text("name", channel.name, kMaxNameBytes);
@@ -104,6 +169,9 @@ ChannelConfig ReadChannel(TableReader& reader) {
     reader.Flag("watch_motion", channel.source.watchMotion);
     reader.Tables("streams", 8,
                   [&](TableReader& stream) { channel.source.streams.push_back(ReadStream(stream)); });
+    reader.Table("source",
+                 [&](TableReader& source) { ReadSource(source, channel.source.network, secretFiles); });
+    CheckSource(reader, channel.source);
     reader.Table("camera", [&](TableReader& camera) { ReadCamera(camera, channel.camera); });
     for (const std::string& name : reader.Texts("status", kStatusFlags.size(), 32)) {
         const StatusFlag* flag = FindStatusFlag(name);

@@ -6,6 +6,6 @@
 
 namespace kvrecorder {
 
-ChannelConfig ReadChannel(TableReader& reader);
+ChannelConfig ReadChannel(TableReader& reader, std::vector<std::string>& secretFiles);
 
 }  // namespace kvrecorder

@@ -161,7 +161,7 @@ void ReadAll(TableReader& reader, RecorderConfig& config) {
         }
     });
     reader.Tables("channels", kMaxChannels, [&](TableReader& channel) {
-        config.channels.push_back(ReadChannel(channel));
+        config.channels.push_back(ReadChannel(channel, config.secretFiles));
         if (config.channels.back().camera.direct && config.cameraListen.empty()) {
             channel.Fail("camera", "direct needs a camera_listen further up");
         }
@@ -186,11 +186,22 @@ bool SaysEnd(std::string_view text) {
     return Trim(text.substr(text.rfind('\n') + 1)) == kEndMark;
 }
 
+void WipeText(toml::table& table, std::string_view key) {
+    if (auto* const text = table.get_as<std::string>(key)) {
+        Wipe(text->get());
+    }
+}
+
 void WipePasswords(toml::table& table) {
     if (toml::array* const users = table["users"].as_array()) {
-        users->for_each([](toml::table& user) {
-            if (auto* const password = user.get_as<std::string>("password")) {
-                Wipe(password->get());
+        users->for_each([](toml::table& user) { WipeText(user, "password"); });
+    }
+    if (toml::array* const channels = table["channels"].as_array()) {
+        channels->for_each([](toml::table& channel) {
+            if (toml::table* const source = channel["source"].as_table()) {
+                for (const char* const key : {"password", "url", "sub_url"}) {
+                    WipeText(*source, key);
+                }
             }
         });
     }

@@ -4,7 +4,7 @@
 #include <random>
 #include <vector>
 
-#include "state/secret.h"
+#include "media/secret.h"
 
 namespace kvrecorder {
 namespace {

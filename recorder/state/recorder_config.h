@@ -12,8 +12,8 @@
 
 #include "media/media_hub.h"
 #include "media/private_file.h"
+#include "media/secret.h"
 #include "media/sound_source.h"
-#include "state/secret.h"
 #include "wire/channel_states.h"
 
 namespace kvrecorder {

@@ -212,7 +212,7 @@ std::string RecorderModel::SetCodec(int channel, Codec codec) {
             if (!found.config.configured) {
                 return kNoCamera;
             }
-            if (!found.config.source.file.empty()) {
+            if (!found.config.source.file.empty() || !found.config.source.network.url.empty()) {
                 return "only a generated scene can be coded in another way";
             }
             ChannelConfig wanted = found.config;
@@ -289,11 +289,24 @@ void RecorderModel::OnMedia(int channel, MediaEvent event, bool on) {
     }
     const bool motion = event == MediaEvent::Motion;
     const std::string name = state->NameOf(channel);
+    if (event == MediaEvent::Streams) {
+        PublishChannel(Change::Configuration, channel, [&](Snapshot&, Channel& known) -> std::string {
+            known.streams = m_hub->Streams(channel);
+            return "";
+        });
+        return;
+    }
+    const std::string words = m_hub->Words(channel);
+    if (event == MediaEvent::Word) {
+        m_events.Add(EventLevel::Information, name + ": " + words);
+        return;
+    }
     if (motion && on) {
         m_events.Add(EventLevel::Information, name + ": motion");
     } else if (!motion) {
         m_events.Add(on ? EventLevel::Warning : EventLevel::Information,
-                     name + (on ? ": the stream is lost" : ": the stream is back"));
+                     name + (on ? ": the stream is lost" : ": the stream is back") +
+                         (words.empty() ? "" : ", " + words));
     }
     SetFlag(channel, *FindStatusFlag(motion ? "motion" : "loss"), on);
 }

@@ -34,6 +34,8 @@ AVCodecID CodecOf(int streamType) {
             return AV_CODEC_ID_H264;
         case kStreamTypeMpeg4:
             return AV_CODEC_ID_MPEG4;
+        case kStreamTypeH265:
+            return AV_CODEC_ID_HEVC;
         case kStreamTypeMxpeg:
             return AV_CODEC_ID_MXPEG;
         default:

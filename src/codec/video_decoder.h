@@ -11,7 +11,8 @@ namespace kvmon {
 
 inline constexpr int kStreamTypeH264 = 384;
 inline constexpr int kStreamTypeMpeg4 = 20;
-inline constexpr int kStreamTypeMxpeg = 1;  // of our own
+inline constexpr int kStreamTypeMxpeg = 1;  // this one and the next of our own
+inline constexpr int kStreamTypeH265 = 2;
 
 struct VideoDecoderParams {
     int streamType = kStreamTypeH264;

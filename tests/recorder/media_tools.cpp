@@ -106,6 +106,7 @@ AVCodecID IdOf(std::uint32_t fourcc) {
     return fourcc == wire::kZ264   ? AV_CODEC_ID_H264
            : fourcc == wire::kZMP4 ? AV_CODEC_ID_MPEG4
            : fourcc == wire::kZIVG ? AV_CODEC_ID_MJPEG
+           : fourcc == wire::kZ265 ? AV_CODEC_ID_HEVC
                                    : AV_CODEC_ID_NONE;
 }
 

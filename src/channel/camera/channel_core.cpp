@@ -21,9 +21,9 @@ std::string CodecOf(const std::string& type) {
     constexpr struct {
         const char* type;
         const char* codec;
-    } kCodecs[] = {{"MJPG", "MJPEG"},   {"ZIVG", "MJPEG"},   {"Z264", "H.264"},
-                   {"ZMP4", "MPEG-4"},  {"AVM4", "MPEG-4"},  {"ZXPG", "MxPEG"},
-                   {"ZV7K", "Vivotek"}, {"ZV6K", "Vivotek"}, {"ZV3K", "Vivotek"}};
+    } kCodecs[] = {{"MJPG", "MJPEG"},   {"ZIVG", "MJPEG"}, {"Z264", "H.264"},   {"ZMP4", "MPEG-4"},
+                   {"AVM4", "MPEG-4"},  {"ZXPG", "MxPEG"}, {"ZV7K", "Vivotek"}, {"ZV6K", "Vivotek"},
+                   {"ZV3K", "Vivotek"}, {"Z265", "H.265"}};
     const auto* const found = std::find_if(std::begin(kCodecs), std::end(kCodecs),
                                            [&type](const auto& row) { return type == row.type; });
     return found != std::end(kCodecs) ? found->codec : type;

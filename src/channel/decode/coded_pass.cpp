@@ -17,7 +17,7 @@ constexpr char kWaitsForKeyFrame[] = "receive frame but not key frame, drop it..
 constexpr char kDecodeFailed[] = "decode failed....";
 
 constexpr CodedKind kCodedKinds[] = {
-    {{wire::kZ264, wire::kZ264, wire::kZ264},
+    {{wire::kZ264, wire::kZ265, wire::kZ264},
      "DecodeZ264Frame",
      MakeVideoMaker,
      true,

@@ -36,7 +36,9 @@ protected:
     bool TakesUnknownSize() const override { return true; }
     bool Open() override {
         VideoDecoderParams params;
-        params.streamType = Head().dwFourccCode == wire::kZ264 ? kStreamTypeH264 : kStreamTypeMpeg4;
+        params.streamType = Head().dwFourccCode == wire::kZ264   ? kStreamTypeH264
+                            : Head().dwFourccCode == wire::kZ265 ? kStreamTypeH265
+                                                                 : kStreamTypeMpeg4;
         if (Head().dwWidth > 0 && Head().dwHeight > 0) {
             params.width = static_cast<int>(Head().dwWidth);
             params.height = static_cast<int>(Head().dwHeight);

@@ -10,8 +10,9 @@ constexpr struct {
     std::uint32_t code;
     const char* name;
 } kVideoCodes[] = {
-    {wire::kZIVG, "MJPG"}, {wire::kZMP4, "ZMP4"}, {wire::kAVM4, "AVM4"}, {wire::kZ264, "Z264"},
-    {wire::kZXPG, "ZXPG"}, {wire::kZV7K, "ZV7K"}, {wire::kZV6K, "ZV6K"}, {wire::kZV3K, "ZV3K"},
+    {wire::kZIVG, "MJPG"}, {wire::kZMP4, "ZMP4"}, {wire::kAVM4, "AVM4"},
+    {wire::kZ264, "Z264"}, {wire::kZXPG, "ZXPG"}, {wire::kZV7K, "ZV7K"},
+    {wire::kZV6K, "ZV6K"}, {wire::kZV3K, "ZV3K"}, {wire::kZ265, "Z265"},
 };
 
 }  // namespace

@@ -33,7 +33,7 @@ struct FormatRow {
 // In the order of the search.
 constexpr FormatRow kFormats[] = {{"ZIVG", 1, "MJPG"}, {"ZMP4", 2, "MPG4"}, {"ZV3K", 3, "MPG4"},
                                   {"ZV6K", 4, "MPG4"}, {"MPG4", 6, "MPG4"}, {"H264", 7, "H264"},
-                                  {"Z264", 8, "H264"}, {"MJPG", 5, "MJPG"}};
+                                  {"Z264", 8, "H264"}, {"Z265", 9, "H265"}, {"MJPG", 5, "MJPG"}};
 
 // What `from` has read, as text of the document.
 std::string DocumentText(const std::string& from) {

@@ -1,0 +1,58 @@
+// One stream of a camera, opened when it is wanted and shared by all who want it.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cameras/camera_threads.h"
+#include "cameras/camera_timing.h"
+#include "media/packet.h"
+#include "media/stream_config.h"
+
+namespace kvrecorder {
+
+// A thread of its own waits for the camera while the stream is wanted and for the linger time afterwards;
+// after a failure it tries again. Nothing here waits for it. One thread at a time, but for End.
+class CameraSession {
+public:
+    struct Setup {
+        NetworkCamera camera;
+        std::string url;
+        CameraTiming timing;
+        std::function<void()> wake;  // there is something to take
+    };
+
+    CameraSession(Setup setup, std::shared_ptr<CameraThreads> threads);
+    ~CameraSession();
+    CameraSession(const CameraSession&) = delete;
+    CameraSession& operator=(const CameraSession&) = delete;
+
+    // The stream is wanted from now on. Sound is asked for when the session is opened.
+    void Want(bool sound);
+    // Nobody wants it any more.
+    void Rest();
+    // Any thread: no session any more, and `wake` is not called again.
+    void End();
+
+    struct Taken {
+        std::vector<PacketPtr> pictures;  // that are new
+        std::vector<PacketPtr> group;     // if asked for: all since the last key picture, the new ones too
+        std::vector<PacketPtr> sounds;
+        // When there is something to take at the latest though nothing wakes; nothing: not known.
+        std::optional<std::chrono::microseconds> again;
+        std::string trouble;  // why no pictures come; empty: they do, or may yet
+        StreamDescription description;
+    };
+    Taken Take(bool withGroup);
+
+private:
+    class State;
+    const std::shared_ptr<State> m_state;
+    const std::shared_ptr<CameraThreads> m_threads;
+};
+
+}  // namespace kvrecorder

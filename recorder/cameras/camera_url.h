@@ -1,0 +1,26 @@
+// The address of a camera's pictures.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "media/secret.h"
+
+namespace kvrecorder {
+
+// An address and the login that stood in it. What is left of the address may be told to anybody.
+struct CameraUrl {
+    std::string url;   // "rtsp://host:554/path"
+    std::string host;  // without brackets
+    std::string user;
+    Secret password;
+    bool saysPassword = false;  // also an empty one
+};
+
+// Throws std::runtime_error with words for the user, which repeat nothing of a login.
+CameraUrl ReadCameraUrl(std::string_view text);
+
+// The address with the login in it, as libraries want it.
+Secret JoinLogin(std::string_view url, std::string_view user, std::string_view password);
+
+}  // namespace kvrecorder

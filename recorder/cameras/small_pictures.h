@@ -1,0 +1,39 @@
+// A small stream made of a camera's large one.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "media/packet.h"
+#include "media/stream_config.h"
+
+namespace kvrecorder {
+
+// Decodes all and encodes a part of it. One thread at a time.
+class SmallPictures {
+public:
+    SmallPictures();
+    ~SmallPictures();
+    SmallPictures(const SmallPictures&) = delete;
+    SmallPictures& operator=(const SmallPictures&) = delete;
+
+    static StreamDescription Description();
+
+    // Begins with a key picture; damaged ones give nothing.
+    std::vector<PacketPtr> Make(const std::vector<PacketPtr>& pictures, Codec codec);
+    // The share of a processor that it takes, in percent: told once, when it is known.
+    std::optional<int> Cost();
+
+private:
+    struct Coders;
+    void Begin(Codec codec, const Packet& first);
+
+    std::unique_ptr<Coders> m_coders;
+    std::chrono::nanoseconds m_spent{};
+    std::optional<std::chrono::steady_clock::time_point> m_since;
+    bool m_told = false;
+};
+
+}  // namespace kvrecorder

@@ -1,0 +1,117 @@
+// rtsp_camera [--digest USER PASSWORD | --basic USER PASSWORD] PATH PIPELINE [PATH PIPELINE ...]
+// Serves pipelines on a loopback port of the system's choice and prints it. Reads commands from standard
+// input: "drop" closes all sessions; at its end the program ends.
+#include <gst/rtsp-server/rtsp-server.h>
+
+#include <iostream>
+#include <string>
+
+namespace {
+
+void SetLogin(GstRTSPServer* server, bool digest, const char* user, const char* password) {
+    GstRTSPAuth* const auth = gst_rtsp_auth_new();
+    GstRTSPToken* const token =
+        gst_rtsp_token_new(GST_RTSP_TOKEN_MEDIA_FACTORY_ROLE, G_TYPE_STRING, "viewer", nullptr);
+    if (digest) {
+        gst_rtsp_auth_set_supported_methods(auth, GST_RTSP_AUTH_DIGEST);
+        gst_rtsp_auth_add_digest(auth, user, password, token);
+    } else {
+        gchar* const basic = gst_rtsp_auth_make_basic(user, password);
+        gst_rtsp_auth_add_basic(auth, basic, token);
+        g_free(basic);
+    }
+    gst_rtsp_server_set_auth(server, auth);
+    g_object_unref(auth);
+    gst_rtsp_token_unref(token);
+}
+
+// Some encoder's pictures have no times: an element that is called "stamp" gives them theirs.
+void StampPictures(GstRTSPMediaFactory*, GstRTSPMedia* media, gpointer) {
+    GstElement* const pipeline = gst_rtsp_media_get_element(media);
+    GstElement* const stamp = gst_bin_get_by_name_recurse_up(GST_BIN(pipeline), "stamp");
+    if (stamp) {
+        GstPad* const pad = gst_element_get_static_pad(stamp, "src");
+        gst_pad_add_probe(
+            pad, GST_PAD_PROBE_TYPE_BUFFER,
+            [](GstPad* at, GstPadProbeInfo* info, gpointer) {
+                GstBuffer* const buffer = gst_buffer_make_writable(GST_PAD_PROBE_INFO_BUFFER(info));
+                GstElement* const element = gst_pad_get_parent_element(at);
+                GST_BUFFER_PTS(buffer) = gst_element_get_current_running_time(element);
+                gst_object_unref(element);
+                GST_PAD_PROBE_INFO_DATA(info) = buffer;
+                return GST_PAD_PROBE_OK;
+            },
+            nullptr, nullptr);
+        gst_object_unref(pad);
+        gst_object_unref(stamp);
+    }
+    gst_object_unref(pipeline);
+}
+
+void AddPath(GstRTSPServer* server, const char* path, const char* pipeline, bool login) {
+    GstRTSPMediaFactory* const factory = gst_rtsp_media_factory_new();
+    gst_rtsp_media_factory_set_launch(factory, pipeline);
+    gst_rtsp_media_factory_set_shared(factory, TRUE);
+    gst_rtsp_media_factory_set_latency(factory, 0);
+    g_signal_connect(factory, "media-configure", G_CALLBACK(StampPictures), nullptr);
+    if (login) {
+        gst_rtsp_media_factory_add_role(factory, "viewer", GST_RTSP_PERM_MEDIA_FACTORY_ACCESS, G_TYPE_BOOLEAN,
+                                        TRUE, GST_RTSP_PERM_MEDIA_FACTORY_CONSTRUCT, G_TYPE_BOOLEAN, TRUE,
+                                        nullptr);
+    }
+    GstRTSPMountPoints* const mounts = gst_rtsp_server_get_mount_points(server);
+    gst_rtsp_mount_points_add_factory(mounts, path, factory);
+    g_object_unref(mounts);
+}
+
+struct Camera {
+    GstRTSPServer* server;
+    GMainLoop* loop;
+};
+
+gboolean OnCommand(GIOChannel* channel, GIOCondition, gpointer data) {
+    const auto* const camera = static_cast<Camera*>(data);
+    gchar* line = nullptr;
+    if (g_io_channel_read_line(channel, &line, nullptr, nullptr, nullptr) != G_IO_STATUS_NORMAL) {
+        g_main_loop_quit(camera->loop);
+        return FALSE;
+    }
+    if (std::string(line) == "drop\n") {
+        gst_rtsp_server_client_filter(
+            camera->server,
+            [](GstRTSPServer*, GstRTSPClient* client, gpointer) {
+                gst_rtsp_client_close(client);
+                return GST_RTSP_FILTER_REMOVE;
+            },
+            nullptr);
+    }
+    g_free(line);
+    return TRUE;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    gst_init(nullptr, nullptr);
+    Camera camera{gst_rtsp_server_new(), g_main_loop_new(nullptr, FALSE)};
+    gst_rtsp_server_set_address(camera.server, "127.0.0.1");
+    gst_rtsp_server_set_service(camera.server, "0");
+    int next = 1;
+    bool login = false;
+    if (argc > 3 && std::string(argv[1]).starts_with("--")) {
+        login = true;
+        SetLogin(camera.server, std::string(argv[1]) == "--digest", argv[2], argv[3]);
+        next = 4;
+    }
+    for (; next + 1 < argc; next += 2) {
+        AddPath(camera.server, argv[next], argv[next + 1], login);
+    }
+    if (gst_rtsp_server_attach(camera.server, nullptr) == 0) {
+        return 1;
+    }
+    GIOChannel* const input = g_io_channel_unix_new(0);
+    g_io_add_watch(input, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP), OnCommand, &camera);
+    std::cout << gst_rtsp_server_get_bound_port(camera.server) << std::endl;
+    g_main_loop_run(camera.loop);
+    return 0;
+}

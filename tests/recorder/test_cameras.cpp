@@ -1,0 +1,303 @@
+// Cameras on the network: real sessions with another implementation of their protocol.
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+#include "cameras/camera_source.h"
+#include "media/media_hub.h"
+#include "media_tools.h"
+#include "rtsp_peer.h"
+#include "support/scripted_server.h"
+#include "support/wait_until.h"
+#include "wire/frame_header.h"
+
+namespace kvtest {
+namespace {
+
+using namespace kvrecorder;
+using std::chrono::milliseconds;
+
+// Fails soon and tries again soon.
+CameraTiming Quick() {
+    CameraTiming timing;
+    timing.connect = milliseconds(2000);
+    timing.stall = milliseconds(600);
+    timing.pauses.fill(milliseconds(20));
+    return timing;
+}
+
+SourceConfig Camera(const std::string& url, const std::string& subUrl = "") {
+    SourceConfig source;
+    source.network.url = url;
+    source.network.subUrl = subUrl;
+    source.network.linger = std::chrono::seconds(0);
+    return source;
+}
+
+class Cameras : public testing::Test {
+protected:
+    explicit Cameras() {
+        m_hub->SetListener([this](int channel, MediaEvent event, bool on) {
+            const std::lock_guard lock(m_mutex);
+            const std::string words = m_hub->Words(channel);
+            if (event == MediaEvent::Lost) {
+                m_lost.push_back(on ? words : "back");
+            } else if (event == MediaEvent::Word) {
+                m_words.push_back(words);
+            }
+        });
+    }
+    ~Cameras() override { m_hub->SetListener(nullptr); }
+
+    std::vector<std::string> Lost() {
+        const std::lock_guard lock(m_mutex);
+        return m_lost;
+    }
+    bool WaitLost(const std::string& words) {
+        return WaitUntil([&] {
+            const auto lost = Lost();
+            return !lost.empty() && lost.back().starts_with(words);
+        });
+    }
+
+    std::unique_ptr<MediaHub> m_hub = CreateMediaHub(nullptr, 2, CreateCameraSourceMaker(Quick()));
+    std::mutex m_mutex;
+    std::vector<std::string> m_lost;
+    std::vector<std::string> m_words;
+};
+
+struct Kind {
+    const char* name;
+    std::string pipeline;
+    std::uint32_t fourcc;
+    bool udp;
+};
+
+class CameraKinds : public Cameras, public testing::WithParamInterface<Kind> {};
+
+TEST_P(CameraKinds, PassesPicturesOnThatDecode) {
+    const RtspPeer peer({"/live", GetParam().pipeline});
+    SourceConfig source = Camera(peer.Url("/live"));
+    source.network.overUdp = GetParam().udp;
+    m_hub->AddChannel("Door", source);
+    Collector watcher;
+    const auto subscription = m_hub->Subscribe(0, 0, watcher.Sink());
+    const auto packets = watcher.WaitFor(40);
+    ASSERT_GE(packets.size(), 40u) << testing::PrintToString(Lost());
+    EXPECT_TRUE(packets[0]->key);
+    std::size_t keys = 0;
+    for (std::size_t i = 0; i < packets.size(); ++i) {
+        EXPECT_EQ(packets[i]->fourcc, GetParam().fourcc);
+        EXPECT_EQ(packets[i]->width, 320);
+        EXPECT_EQ(packets[i]->height, 240);
+        EXPECT_GE(packets[i]->timeMs, packets[i > 0 ? i - 1 : 0]->timeMs);
+        keys += packets[i]->key ? 1 : 0;
+    }
+    EXPECT_GE(keys, 3u);
+    EXPECT_NEAR(static_cast<double>(packets[39]->timeMs - packets[0]->timeMs), 39 * 40, 400);
+    EXPECT_GE(Decode(packets).size(), 36u) << "each is a whole picture";
+    const auto streams = m_hub->Streams(0);
+    EXPECT_EQ(streams[0].width, 320);
+    // From each key picture on, a decoder needs nothing that came before.
+    std::size_t last = packets.size() - 1;
+    while (!packets[last]->key) {
+        --last;
+    }
+    EXPECT_FALSE(Decode({packets.begin() + static_cast<std::ptrdiff_t>(last), packets.end()}).empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, CameraKinds,
+    testing::Values(
+        Kind{"H264", kH264, wire::kZ264, false}, Kind{"H264ByUdp", kH264, wire::kZ264, true},
+        // Pictures that are coded out of their order, and parameters that are told beforehand alone.
+        Kind{"H264Reordered",
+             Pictures("x264enc bframes=2 b-adapt=false key-int-max=12 sliced-threads=false rc-lookahead=0 "
+                      "speed-preset=ultrafast ! rtph264pay name=pay0 config-interval=0"),
+             wire::kZ264, false},
+        Kind{"H265", kH265, wire::kZ265, false},
+        Kind{"Mjpeg", Pictures("jpegenc ! rtpjpegpay name=pay0"), wire::kZIVG, false}),
+    [](const auto& kind) { return kind.param.name; });
+
+TEST_F(Cameras, ALostCameraIsToldInWordsAndComesBack) {
+    RtspPeer peer({"/live", kH264});
+    m_hub->AddChannel("Door", Camera(peer.Url("/live")));
+    Collector watcher;
+    const auto subscription = m_hub->Subscribe(0, 0, watcher.Sink());
+    ASSERT_GE(watcher.WaitFor(5).size(), 5u);
+    EXPECT_THAT(Lost(), testing::IsEmpty());
+
+    peer.DropSessions();
+    EXPECT_TRUE(WaitLost("back")) << testing::PrintToString(Lost());
+    EXPECT_THAT(Lost()[0],
+                testing::StartsWith("the camera closed the connection; the last picture is 0 s old"));
+
+    peer.Stall();
+    EXPECT_TRUE(WaitLost("the camera ")) << testing::PrintToString(Lost());
+    EXPECT_THAT(Lost(), testing::Contains(testing::StartsWith("the camera sends no pictures any more")));
+    peer.GoOn();
+    EXPECT_TRUE(WaitLost("back")) << testing::PrintToString(Lost());
+}
+
+TEST_F(Cameras, WhatIsWrongIsToldInWords) {
+    const RtspPeer digest({"--digest", "guard", "sesame", "/live", kH264});
+    const RtspPeer basic({"--basic", "guard", "ses@me/", "/live", kH264});
+    const RtspPeer open({"/vp8", Pictures("vp8enc deadline=1 ! rtpvp8pay name=pay0")});
+    const struct {
+        std::string url;
+        const char* user;
+        const char* password;
+        const char* words;  // empty: pictures come
+    } cases[] = {{digest.Url("/live"), "guard", "sesame", ""},
+                 {basic.Url("/live"), "guard", "ses@me/", ""},
+                 {digest.Url("/live"), "guard", "wrong", "the camera refuses the user or the password"},
+                 {basic.Url("/live"), "", "", "the camera wants a user and a password"},
+                 {open.Url("/other"), "", "", "the camera knows no such path"},
+                 {open.Url("/vp8"), "", "", "the camera's codec (vp8) is none that can be passed on"},
+                 {"rtsp://127.0.0.1:1/", "", "", "nothing listens at the camera's address"},
+                 {"rtsp://no-such-host.invalid/", "", "", "the name of the camera's host is not known"}};
+    for (const auto& test : cases) {
+        SourceConfig source = Camera(test.url);
+        source.network.user = test.user;
+        source.network.password = test.password;
+        const int channel = m_hub->AddChannel("Door", source);
+        Collector watcher;
+        const auto subscription = m_hub->Subscribe(channel, 0, watcher.Sink());
+        if (*test.words == '\0') {
+            EXPECT_GE(watcher.WaitFor(1).size(), 1u) << test.url;
+        } else {
+            EXPECT_TRUE(WaitLost(test.words)) << test.url << testing::PrintToString(Lost());
+        }
+    }
+}
+
+TEST_F(Cameras, SoundComesInAFormThatClientsKnow) {
+    const std::string tone = " audiotestsrc is-live=true ! audio/x-raw,channels=1,rate=";
+    const struct {
+        std::string coder;
+        std::uint32_t fourcc;
+        std::uint32_t rate;
+    } cases[] = {{"8000 ! mulawenc ! rtppcmupay name=pay1", wire::kG711, 8000},
+                 {"8000 ! alawenc ! rtppcmapay name=pay1", wire::kA711, 8000},
+                 {"16000 ! avenc_aac ! rtpmp4gpay name=pay1", wire::kPCM, 16000},
+                 {"8000 ! avenc_g726 bitrate=32000 ! rtpg726pay name=pay1", wire::kPCM, 8000}};
+    for (const auto& test : cases) {
+        const RtspPeer peer({"/live", kH264 + tone + test.coder});
+        const int channel = m_hub->AddChannel("Door", Camera(peer.Url("/live")));
+        Collector listener;
+        const auto subscription = m_hub->SubscribeSound(channel, listener.Sink());
+        const auto sounds = listener.WaitFor(10);
+        ASSERT_GE(sounds.size(), 10u) << test.coder;
+        int loudest = 0;
+        for (const PacketPtr& sound : sounds) {
+            EXPECT_EQ(sound->fourcc, test.fourcc) << test.coder;
+            EXPECT_EQ(sound->soundRate, test.rate);
+            for (std::size_t i = 0; sound->soundBits == 16 && i + 1 < sound->data.size(); i += 2) {
+                loudest = std::max(
+                    loudest, std::abs(static_cast<std::int16_t>(sound->data[i] | sound->data[i + 1] << 8)));
+            }
+        }
+        if (test.fourcc == wire::kPCM) {
+            EXPECT_GT(loudest, 8000) << "the tone that was sent";
+        }
+    }
+}
+
+TEST_F(Cameras, TheSecondStreamIsTheCamerasOwnOrMadeOfTheFirst) {
+    const RtspPeer peer({"/main", kH265, "/sub", Pictures("jpegenc ! rtpjpegpay name=pay0", 160, 120)});
+    m_hub->AddChannel("Both", Camera(peer.Url("/main"), peer.Url("/sub")));
+    m_hub->AddChannel("One", Camera(peer.Url("/main")));
+    Collector sub;
+    Collector made;
+    const auto first = m_hub->Subscribe(0, 1, sub.Sink());
+    const auto second = m_hub->Subscribe(1, 1, made.Sink());
+    EXPECT_EQ(sub.WaitFor(3)[0]->width, 160);
+    EXPECT_EQ(m_hub->Counters(0, 1).encoded, 0u);
+    const auto small = made.WaitFor(8);
+    ASSERT_GE(small.size(), 8u);
+    EXPECT_EQ(small[0]->fourcc, wire::kZ264);
+    EXPECT_EQ(small[0]->width, 640);
+    EXPECT_EQ(small[0]->height, 480) << "of the camera's shape";
+    EXPECT_GE(Decode(small).size(), 7u);
+    EXPECT_EQ(m_hub->Counters(1, 0).packets, 0u);
+}
+
+TEST_F(Cameras, AWatcherThatComesBackSoonFindsTheSessionOpen) {
+    RtspPeer peer({"/live", kH264});
+    SourceConfig source = Camera(peer.Url("/live"));
+    source.network.linger = std::chrono::seconds(60);
+    m_hub->AddChannel("Door", source);
+    Collector watcher;
+    auto subscription = m_hub->Subscribe(0, 0, watcher.Sink());
+    ASSERT_GE(watcher.WaitFor(5).size(), 5u);
+    subscription.reset();
+    // No new session could be had.
+    peer.Stall();
+    Collector again;
+    subscription = m_hub->Subscribe(0, 0, again.Sink());
+    const auto packets = again.WaitFor(1);
+    ASSERT_GE(packets.size(), 1u);
+    EXPECT_TRUE(packets[0]->key);
+    peer.GoOn();
+}
+
+std::size_t CountOf(const char* folder) {
+    const std::filesystem::directory_iterator entries(folder);
+    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
+
+// Dropped, refused, cut in the middle of an answer, garbage: again and again.
+TEST(CameraEnds, LeaveNeitherThreadsNorDescriptors) {
+    RtspPeer peer({"--digest", "guard", "sesame", "/live", kH264});
+    ScriptedServer liar([](Peer& camera) {
+        camera.ReadHead();
+        switch (camera.Number() % 4) {
+            case 0:
+                camera.Write(
+                    "RTSP/1.0 200 OK\r\nCSeq: 1\r\nContent-Length: 28\r\n\r\nv=0\r\nm=video 0 RTP/AVP "
+                    "\xFF\xFF");
+                break;
+            case 1:
+                camera.Reset();
+                break;
+            case 2:
+                camera.Write("$\1\xFF\xFF" + std::string(3000, '\x47'));
+                break;
+            default:
+                camera.Write("RTSP/1.0 200 OK\r\nCSeq: 2\r\nContent-Le");
+        }
+    });
+    const auto threads = CountOf("/proc/self/task");
+    const auto files = CountOf("/proc/self/fd");
+    {
+        CameraTiming timing = Quick();
+        timing.pauses.fill(milliseconds(1));
+        const auto hub = CreateMediaHub(nullptr, 2, CreateCameraSourceMaker(timing));
+        std::atomic<int> lost = 0;
+        hub->SetListener(
+            [&](int, MediaEvent event, bool on) { lost += event == MediaEvent::Lost && on ? 1 : 0; });
+        std::vector<std::unique_ptr<Subscription>> watchers;
+        Collector seen;
+        for (const std::string& url :
+             {peer.Url("/live"), "rtsp://127.0.0.1:" + std::to_string(liar.Port()) + "/",
+              std::string("rtsp://127.0.0.1:1/")}) {
+            SourceConfig source = Camera(url);
+            source.network.user = "guard";
+            source.network.password = watchers.empty() ? "sesame" : "wrong";
+            const int channel = hub->AddChannel("Door", source);
+            watchers.push_back(hub->Subscribe(channel, 0, seen.Sink()));
+        }
+        for (int i = 0; i < 20; ++i) {
+            peer.DropSessions();
+            seen.WaitFor(seen.Packets().size() + 1);
+        }
+        EXPECT_GE(lost, 2);
+        hub->SetListener(nullptr);
+    }
+    EXPECT_TRUE(WaitUntil(
+        [&] { return CountOf("/proc/self/task") <= threads && CountOf("/proc/self/fd") <= files; }));
+}
+
+}  // namespace
+}  // namespace kvtest
