@@ -40,6 +40,12 @@ StreamMaker::StreamMaker(const char* encoder, int width, int height, int group, 
             av_opt_set(m_context->priv_data, "x264-params", "b-adapt=0:scenecut=0", 0);
         }
         av_opt_set(m_context->priv_data, "qp", "8", 0);
+    } else if (std::string_view(encoder) == "libx265") {
+        av_opt_set(m_context->priv_data, "preset", "ultrafast", 0);
+        av_opt_set(m_context->priv_data, "tune", "zerolatency", 0);
+        // Without threads of its own a picture comes out as it goes in.
+        av_opt_set(m_context->priv_data, "x265-params",
+                   "qp=8:ctu=16:min-cu-size=8:pools=none:frame-threads=1:log-level=none", 0);
     } else {
         m_context->flags |= AV_CODEC_FLAG_QSCALE;
         m_context->global_quality = 2 * FF_QP2LAMBDA;

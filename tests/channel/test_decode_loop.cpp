@@ -32,6 +32,7 @@ TEST_F(Decode, EachCodeGivesThePicturesThatWereSent) {
     } cases[] = {
         {wire::kZ264, "libx264", "Z264"},
         {wire::kZMP4, "mpeg4", "ZMP4"},
+        {wire::kZ265, "libx265", "Z265"},
     };
     for (const auto& test : cases) {
         StreamMaker maker(test.encoder, kWidth, kHeight);
@@ -46,8 +47,8 @@ TEST_F(Decode, EachCodeGivesThePicturesThatWereSent) {
                 << test.encoder;
         }
     }
-    EXPECT_EQ(sink.Shown(), 10u);
-    EXPECT_EQ(counters.m_nDecoded, 10u);
+    EXPECT_EQ(sink.Shown(), 15u);
+    EXPECT_EQ(counters.m_nDecoded, 15u);
     EXPECT_EQ(counters.m_nFailed, 0u);
 }
 

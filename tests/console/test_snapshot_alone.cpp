@@ -97,7 +97,7 @@ TEST_F(SnapshotCommandTest, AFolderThatCannotBeWrittenAndAFullDiskAreToldOf) {
     ExpectFailure("2.0", "no picture yet");  // no picture
     wall.ShowPicture(200);
     Take();
-    ExpectFailure("1." + std::to_string(ENOENT), "not there and cannot be made: /proc/none");
+    ExpectFailure("1." + std::to_string(ENOENT), "does not exist and cannot be created: /proc/none");
 
     Options().strSnapshotFolder = shots;
     // No file may grow beyond this, as on a disk that is full but for a little.
