@@ -1,6 +1,8 @@
 // Skin buttons for screen readers and other assistive tools.
 #pragma once
 
+#include <QtCore/QString>
+
 #include "skin/button_state.h"
 
 namespace kvmon {
