@@ -186,10 +186,8 @@ QString KeyName(int key) {
                    {Qt::Key_Right, u'\u2192'}};
     const auto* const arrow = std::find_if(std::begin(kArrows), std::end(kArrows),
                                            [key](const auto& row) { return row.key == (key & ~kCtrl); });
-    if (arrow == std::end(kArrows)) {
-        return QKeySequence(key).toString(QKeySequence::NativeText);
-    }
-    return QLatin1String((key & kCtrl) != 0 ? "Ctrl+" : "") + QChar(arrow->arrow);
+    const QString name = QKeySequence(key).toString(QKeySequence::NativeText);
+    return arrow == std::end(kArrows) ? name : name.left(name.lastIndexOf('+') + 1) + QChar(arrow->arrow);
 }
 
 QString ShortcutName(int command) {
