@@ -55,10 +55,8 @@ public:
     virtual std::unique_ptr<Subscription> Subscribe(int channel, int stream,
                                                     std::function<void(const PacketPtr&)> sink) = 0;
     // The sound that comes with a camera's pictures; null for a channel out of range.
-    virtual std::unique_ptr<Subscription> SubscribeSound(int channel,
-                                                         std::function<void(const PacketPtr&)> sink) {
-        static_cast<void>(channel);
-        static_cast<void>(sink);
+    virtual std::unique_ptr<Subscription> SubscribeSound(int /*channel*/,
+                                                         std::function<void(const PacketPtr&)> /*sink*/) {
         return nullptr;
     }
     // Zeros for what does not exist.

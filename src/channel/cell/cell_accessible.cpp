@@ -1,6 +1,7 @@
 #include "channel/cell/cell_accessible.h"
 
 #include <QtWidgets/QAccessibleWidget>
+#include <QtWidgets/QWidget>
 
 namespace kvmon {
 
