@@ -2,6 +2,7 @@
 
 #include <QtCore/QVariant>
 #include <QtWidgets/QAccessibleWidget>
+#include <QtWidgets/QWidget>
 
 namespace kvmon {
 
