@@ -145,9 +145,14 @@ void ViewList::Store(const std::vector<NamedView>& before) const {
     }
     for (std::size_t i = 0; i < m_views.size(); ++i) {
         const std::string section = SectionOf(m_views[i].name);
-        const QByteArray stored = ReadBytes(m_settings, section, kView);
-        if (ReadViews(stored).fault == ViewFileFault::Newer) {
-            KeepAside(m_settings, stored);
+        const bool bKnown = std::any_of(before.begin(), before.end(), [this, i](const NamedView& view) {
+            return view.name == m_views[i].name;
+        });
+        if (!bKnown) {
+            const QByteArray stored = ReadBytes(m_settings, section, kView);
+            if (ReadViews(stored).fault == ViewFileFault::Newer) {
+                KeepAside(m_settings, stored);
+            }
         }
         WriteBytes(m_settings, section, kView, WriteViews({m_views[i]}));
         m_settings.WriteProfileInt(section, kPlace, static_cast<std::uint32_t>(i));
