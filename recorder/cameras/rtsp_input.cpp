@@ -3,9 +3,6 @@
 #include <netdb.h>
 #include <sys/socket.h>
 
-#include <algorithm>
-#include <iterator>
-
 #include "cameras/camera_url.h"
 
 namespace kvrecorder {
@@ -16,17 +13,6 @@ constexpr std::size_t kLargestPiece = 16 << 20;
 constexpr std::int64_t kMostStampUs = std::int64_t{1} << 52;
 // Pictures that come by single packets are waited for so long until the gap that one left is given up.
 constexpr int kMaxReorderUs = 100'000;
-
-struct Passed {
-    AVCodecID id;
-    kvrecorder::Codec codec;
-};
-constexpr Passed kPassed[] = {
-    {AV_CODEC_ID_H264, kvrecorder::Codec::H264},
-    {AV_CODEC_ID_HEVC, kvrecorder::Codec::H265},
-    {AV_CODEC_ID_MPEG4, kvrecorder::Codec::Mpeg4},
-    {AV_CODEC_ID_MJPEG, kvrecorder::Codec::Mjpeg},
-};
 
 // The library tells an unknown name as it tells a broken line.
 bool IsKnownHost(const std::string& host) {
@@ -50,17 +36,6 @@ struct Options {
 };
 
 }  // namespace
-
-std::optional<kvrecorder::Codec> PassedCodec(AVCodecID id) {
-    const auto found = std::find_if(std::begin(kPassed), std::end(kPassed),
-                                    [&](const Passed& passed) { return passed.id == id; });
-    return found != std::end(kPassed) ? std::optional(found->codec) : std::nullopt;
-}
-
-int InputLimit::Ask(void* self) {
-    const auto& limit = *static_cast<InputLimit*>(self);
-    return limit.IsOver() || limit.Ended() ? 1 : 0;
-}
 
 RtspInput::RtspInput(const NetworkCamera& camera, const std::string& url, bool withSound, InputLimit& limit)
     : m_limit(limit), m_hasUser(!camera.user.empty()), m_packet(av_packet_alloc()) {

@@ -22,13 +22,12 @@ public:
     static StreamDescription Description();
 
     // Begins with a key picture; damaged ones give nothing.
-    std::vector<PacketPtr> Make(const std::vector<PacketPtr>& pictures, Codec codec);
+    std::vector<PacketPtr> Make(const std::vector<PacketPtr>& pictures);
     // The share of a processor that it takes, in percent: told once, when it is known.
     std::optional<int> Cost();
 
 private:
     struct Coders;
-    void Begin(Codec codec, const Packet& first);
 
     std::unique_ptr<Coders> m_coders;
     std::chrono::nanoseconds m_spent{};
