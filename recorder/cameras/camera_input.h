@@ -47,6 +47,8 @@ public:
     virtual const AVCodecParameters* Sound() const { return nullptr; }
     // Each piece is a whole picture.
     virtual bool IsWhole() const = 0;
+    // How long it takes from picture to picture where that is set here.
+    virtual std::chrono::milliseconds Pause() const { return {}; }
 
     struct Piece {
         const AVPacket* packet = nullptr;     // of sound alone; valid until the next call
@@ -56,6 +58,8 @@ public:
     };
     // Nothing for what is neither picture nor sound. Throws CameraError when the session has ended.
     virtual std::optional<Piece> Read() = 0;
+    // Something for the log, each told once; empty: nothing.
+    virtual std::string Word() { return {}; }
 
 protected:
     CameraInput() = default;

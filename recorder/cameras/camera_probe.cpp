@@ -5,6 +5,7 @@
 
 #include "cameras/camera_input.h"
 #include "cameras/camera_sound.h"
+#include "cameras/camera_words.h"
 #include "cameras/picture_headers.h"
 #include "cameras/picture_joiner.h"
 #include "media/packet_decoder.h"
@@ -98,7 +99,7 @@ public:
                 m_report.faults.push_back("after " + TellSeconds(SinceBegin()) + ": " + failure.what());
             }
         } catch (const std::exception&) {
-            m_report.faults.emplace_back("there is not enough memory for a camera");
+            m_report.faults.emplace_back(words::kNoMemory);
         }
         Conclude();
         return std::move(m_report);

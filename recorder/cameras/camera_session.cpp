@@ -9,6 +9,7 @@
 
 #include "cameras/camera_input.h"
 #include "cameras/camera_sound.h"
+#include "cameras/camera_words.h"
 #include "cameras/picture_headers.h"
 #include "cameras/picture_joiner.h"
 #include "cameras/picture_times.h"
@@ -88,6 +89,7 @@ private:
     bool m_waitKey = false;
     std::deque<PacketPtr> m_sounds;
     PacketGroup m_group;
+    std::vector<std::string> m_words;
     std::string m_trouble;
     StreamDescription m_description;
 
@@ -169,6 +171,7 @@ CameraSession::Taken CameraSession::State::Take(bool withGroup) {
     if (withGroup) {
         taken.group = m_group.Packets();
     }
+    taken.words = std::exchange(m_words, {});
     taken.trouble = m_trouble;
     taken.description = m_description;
     return taken;
@@ -191,7 +194,7 @@ void CameraSession::State::Work() {
         } catch (const CameraError& failure) {
             Fail(failure.what());
         } catch (const std::exception&) {
-            Fail("there is not enough memory for a camera");
+            Fail(words::kNoMemory);
         }
         Pause();
     }
@@ -220,12 +223,16 @@ void CameraSession::State::Watch() {
     while (true) {
         {
             const std::lock_guard lock(m_mutex);
-            limit.AllowUntil(m_lastPicture + m_setup.timing.stall);
+            limit.AllowUntil(m_lastPicture + m_setup.timing.stall + input->Pause());
         }
         const auto piece = input->Read();
         const microseconds now = Now();
         if (!piece) {
             continue;
+        }
+        if (std::string words = input->Word(); !words.empty()) {
+            const std::lock_guard lock(m_mutex);
+            m_words.push_back(std::move(words));
         }
         if (!piece->isSound) {
             AddPiece(*input, *piece, now);

@@ -127,6 +127,9 @@ private:
         if (m_trouble.empty() && !taken.trouble.empty()) {
             m_trouble = stream == kMain ? taken.trouble : "the sub stream: " + taken.trouble;
         }
+        for (const std::string& words : taken.words) {
+            output.Tell(words);
+        }
         if (taken.again) {
             m_again = std::min(m_again, *taken.again);
         }

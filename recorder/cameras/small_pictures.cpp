@@ -4,13 +4,11 @@
 #include <utility>
 
 #include "media/packet_decoder.h"
-#include "media/thread_time.h"
 
 namespace kvrecorder {
 namespace {
 
 constexpr StreamConfig kStream = {Codec::H264, 640, 360, 10, 20};
-constexpr std::chrono::seconds kMeasured{10};
 
 // About as wide as it is high.
 StreamConfig Fit(const Packet& first) {
@@ -56,25 +54,8 @@ std::vector<PacketPtr> SmallPictures::Make(const std::vector<PacketPtr>& picture
             }
         });
     }
-    m_spent += ThreadTime() - begun;
-    if (!m_since) {
-        // What came at once is no measure.
-        m_since = std::chrono::steady_clock::now();
-        m_spent = {};
-    }
+    m_cost.Add(ThreadTime() - begun);
     return made;
-}
-
-std::optional<int> SmallPictures::Cost() {
-    if (m_told || !m_since) {
-        return std::nullopt;
-    }
-    const auto passed = std::chrono::steady_clock::now() - *m_since;
-    if (passed < kMeasured) {
-        return std::nullopt;
-    }
-    m_told = true;
-    return static_cast<int>(100 * m_spent / passed);
 }
 
 }  // namespace kvrecorder

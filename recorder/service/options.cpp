@@ -83,7 +83,8 @@ Options ParseOptions(int argc, const char* const* argv, const std::string& versi
         ->needs(control);
     std::vector<std::string> cameras;
     app.add_option("--camera", cameras,
-                   "Serve this camera, rtsp://user@host/path; may be given again for others")
+                   "Serve this camera: rtsp://user@host/path, http://host/path, usb:/dev/video0; may be "
+                   "given again for others")
         ->type_name("URL")
         ->allow_extra_args(false);
     app.add_option("--camera-password-file", options.cameraPasswordFile,

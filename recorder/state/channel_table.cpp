@@ -126,6 +126,9 @@ void ReadSource(TableReader& reader, NetworkCamera& camera, std::vector<std::str
     }
     camera.subPassword = sub.saysPassword ? sub.password : camera.password;
     reader.Word("transport", camera.overUdp, kTransports);
+    int interval = static_cast<int>(camera.interval.count());
+    reader.Number("interval", interval, 40, 3'600'000);
+    camera.interval = std::chrono::milliseconds(interval);
     int linger = static_cast<int>(camera.linger.count());
     reader.Number("linger", linger, 0, 86400);
     camera.linger = std::chrono::seconds(linger);
