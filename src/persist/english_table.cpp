@@ -439,6 +439,7 @@ constexpr TableText kEnglish[] = {
     {7451, "Reading the file..."},
     {7452, "Stopped."},
     {7453, "Stop"},
+    {7600, "Too many wrong passwords. Wait %s s."},
     {57349, "Error sequential interval. (The interval must be %d - %d sec.)"},
     {57350, "Invalid channel numbers. (The number must be %d - %d)"},
     {57397, "Server disconnected"},
