@@ -26,6 +26,7 @@
 #include "service/exposed_files.h"
 #include "service/file_limit.h"
 #include "service/options.h"
+#include "service/probe_command.h"
 #include "service/recorder_service.h"
 
 namespace {
@@ -168,6 +169,9 @@ int main(int argc, char** argv) {
             return Send(options);
         }
         CompleteCameras(options, AskPassword);
+        if (options.probe) {
+            return ProbeForTerminal(options, std::cout, std::cerr) ? 0 : 1;
+        }
         return Serve(options);
     } catch (const std::bad_alloc&) {
         return Complain("not enough memory on this computer");

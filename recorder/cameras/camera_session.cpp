@@ -7,11 +7,12 @@
 #include <system_error>
 #include <utility>
 
+#include "cameras/camera_input.h"
 #include "cameras/camera_sound.h"
+#include "cameras/camera_words.h"
 #include "cameras/picture_headers.h"
 #include "cameras/picture_joiner.h"
 #include "cameras/picture_times.h"
-#include "cameras/rtsp_input.h"
 #include "media/packet_group.h"
 #include "media/picture_encoder.h"
 
@@ -62,7 +63,7 @@ public:
 private:
     bool IsOver() const;  // under the lock
     void Watch();
-    void AddPiece(const RtspInput::Piece& piece, AVCodecID codec, microseconds now);
+    void AddPiece(const CameraInput& input, const CameraInput::Piece& piece, microseconds now);
     void Pass(std::vector<PictureJoiner::Picture>& whole, microseconds now);
     void Push(PacketPtr packet);
     void Fail(const std::string& trouble);
@@ -88,6 +89,7 @@ private:
     bool m_waitKey = false;
     std::deque<PacketPtr> m_sounds;
     PacketGroup m_group;
+    std::vector<std::string> m_words;
     std::string m_trouble;
     StreamDescription m_description;
 
@@ -169,6 +171,7 @@ CameraSession::Taken CameraSession::State::Take(bool withGroup) {
     if (withGroup) {
         taken.group = m_group.Packets();
     }
+    taken.words = std::exchange(m_words, {});
     taken.trouble = m_trouble;
     taken.description = m_description;
     return taken;
@@ -191,7 +194,7 @@ void CameraSession::State::Work() {
         } catch (const CameraError& failure) {
             Fail(failure.what());
         } catch (const std::exception&) {
-            Fail("there is not enough memory for a camera");
+            Fail(words::kNoMemory);
         }
         Pause();
     }
@@ -208,11 +211,11 @@ void CameraSession::State::Watch() {
         sound = m_sound;
     }
     limit.AllowUntil(Clock::now() + m_setup.timing.connect);
-    RtspInput input(m_setup.camera, m_setup.url, sound, limit);
-    const auto sounds = input.Sound() ? CameraSound::Make(*input.Sound()) : nullptr;
+    const auto input = OpenCameraInput(m_setup.camera, m_setup.url, sound, limit);
+    const auto sounds = input->Sound() ? CameraSound::Make(*input->Sound()) : nullptr;
     {
         const std::lock_guard lock(m_mutex);
-        m_assembly.emplace(input.Codec(), *PassedCodec(input.Codec()), input.Headers());
+        m_assembly.emplace(input->Codec(), *PassedCodec(input->Codec()), input->Headers());
         m_times.Restart();
         m_lastPicture = Clock::now();
     }
@@ -220,15 +223,19 @@ void CameraSession::State::Watch() {
     while (true) {
         {
             const std::lock_guard lock(m_mutex);
-            limit.AllowUntil(m_lastPicture + m_setup.timing.stall);
+            limit.AllowUntil(m_lastPicture + m_setup.timing.stall + input->Pause());
         }
-        const auto piece = input.Read();
+        const auto piece = input->Read();
         const microseconds now = Now();
         if (!piece) {
             continue;
         }
+        if (std::string words = input->Word(); !words.empty()) {
+            const std::lock_guard lock(m_mutex);
+            m_words.push_back(std::move(words));
+        }
         if (!piece->isSound) {
-            AddPiece(*piece, input.Codec(), now);
+            AddPiece(*input, *piece, now);
         } else if (sounds) {
             sounds->Decode(*piece->packet, now.count() / 1000, heard);
             {
@@ -244,14 +251,15 @@ void CameraSession::State::Watch() {
     }
 }
 
-void CameraSession::State::AddPiece(const RtspInput::Piece& piece, AVCodecID codec, microseconds now) {
-    const int slices = CountSlices(codec, piece.bytes);
+void CameraSession::State::AddPiece(const CameraInput& input, const CameraInput::Piece& piece,
+                                    microseconds now) {
+    const int slices = input.IsWhole() ? 0 : CountSlices(input.Codec(), piece.bytes);
     bool wake = false;
     {
         const std::lock_guard lock(m_mutex);
         std::vector<PictureJoiner::Picture> whole;
         const bool waited = m_assembly->joiner.Due().has_value();
-        if (codec == AV_CODEC_ID_MJPEG) {
+        if (input.IsWhole()) {
             whole.push_back({piece.stampUs, {piece.bytes.begin(), piece.bytes.end()}, false});
         } else {
             m_assembly->joiner.Add({piece.stampUs, piece.bytes, slices}, now, whole);

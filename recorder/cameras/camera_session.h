@@ -44,7 +44,8 @@ public:
         std::vector<PacketPtr> sounds;
         // When there is something to take at the latest though nothing wakes; nothing: not known.
         std::optional<std::chrono::microseconds> again;
-        std::string trouble;  // why no pictures come; empty: they do, or may yet
+        std::vector<std::string> words;  // for the log
+        std::string trouble;             // why no pictures come; empty: they do, or may yet
         StreamDescription description;
     };
     Taken Take(bool withGroup);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "cameras/camera_input.h"
 #include "cameras/camera_session.h"
 #include "cameras/camera_url.h"
 #include "cameras/small_pictures.h"
@@ -15,11 +16,13 @@ constexpr MediaTime kIdle{1'000'000};
 constexpr std::size_t kMain = 0;
 constexpr std::size_t kSmall = 1;
 
-const char* NameOf(Codec codec) {
-    return codec == Codec::H265    ? "H.265"
-           : codec == Codec::Mpeg4 ? "MPEG-4"
-           : codec == Codec::Mjpeg ? "MJPEG"
-                                   : "H.264";
+// With the login of the sub stream, where it has one of its own.
+NetworkCamera SubCamera(NetworkCamera camera) {
+    if (!camera.subUser.empty()) {
+        camera.user = camera.subUser;
+        camera.password = camera.subPassword;
+    }
+    return camera;
 }
 
 bool Same(const StreamDescription& a, const StreamDescription& b) {
@@ -37,7 +40,7 @@ public:
         if (!camera.subUrl.empty()) {
             ReadCameraUrl(camera.subUrl);
             m_sub = std::make_unique<CameraSession>(
-                CameraSession::Setup{camera, camera.subUrl, timing, std::move(wake)}, threads);
+                CameraSession::Setup{SubCamera(camera), camera.subUrl, timing, std::move(wake)}, threads);
         } else {
             m_streams[kSmall] = SmallPictures::Description();
         }
@@ -103,7 +106,7 @@ private:
             m_small = std::make_unique<SmallPictures>();
         }
         const auto& pictures = begins && !taken.group.empty() ? taken.group : taken.pictures;
-        for (PacketPtr& packet : m_small->Make(pictures, taken.description.codec)) {
+        for (PacketPtr& packet : m_small->Make(pictures)) {
             output.Give(kSmall, std::move(packet), PacketOrigin::Encoded);
         }
         if (const auto share = m_small->Cost()) {
@@ -123,6 +126,9 @@ private:
     void Note(const CameraSession::Taken& taken, std::size_t stream, SourceOutput& output) {
         if (m_trouble.empty() && !taken.trouble.empty()) {
             m_trouble = stream == kMain ? taken.trouble : "the sub stream: " + taken.trouble;
+        }
+        for (const std::string& words : taken.words) {
+            output.Tell(words);
         }
         if (taken.again) {
             m_again = std::min(m_again, *taken.again);

@@ -8,10 +8,13 @@
 
 namespace kvrecorder {
 
+// Of a camera of this computer: "usb:/dev/video0".
+inline constexpr std::string_view kUsbScheme = "usb:";
+
 // An address and the login that stood in it. What is left of the address may be told to anybody.
 struct CameraUrl {
     std::string url;   // "rtsp://host:554/path"
-    std::string host;  // without brackets
+    std::string host;  // without brackets; of a camera of this computer its device
     std::string user;
     Secret password;
     bool saysPassword = false;  // also an empty one

@@ -32,12 +32,18 @@ struct NetworkCamera {
     std::string subUrl;  // of stream 1; empty: that is made of stream 0 when somebody wants it
     std::string user;
     Secret password;
+    std::string subUser;  // of the sub stream; empty: as above
+    Secret subPassword;
     bool overUdp = false;
+    // From picture to picture of a camera that gives them one by one.
+    std::chrono::milliseconds interval{1000};
     std::chrono::seconds linger{10};  // how long it is kept when nobody watches
 
     bool operator==(const NetworkCamera& other) const {
         return url == other.url && subUrl == other.subUrl && user == other.user &&
-               password == other.password.View() && overUdp == other.overUdp && linger == other.linger;
+               password == other.password.View() && subUser == other.subUser &&
+               subPassword == other.subPassword.View() && overUdp == other.overUdp &&
+               interval == other.interval && linger == other.linger;
     }
 };
 

@@ -24,8 +24,9 @@ struct Options {
     std::vector<CameraUrl> cameras;
     std::string cameraPasswordFile;
     bool camerasOverUdp = false;
-    Secret madePassword;   // of the user for cameras when no other was told
-    std::string exitText;  // of --help or --version: to be printed, and that is all
+    std::optional<CameraUrl> probe;  // to be looked at, and that is all
+    Secret madePassword;             // of the user for cameras when no other was told
+    std::string exitText;            // of --help or --version: to be printed, and that is all
 };
 
 // Throws ConfigError with one line for the user.

@@ -106,7 +106,9 @@ void ReadSource(TableReader& reader, NetworkCamera& camera, std::vector<std::str
         reader.Fail("url", "a source needs the address of a camera");
     }
     camera.url = main.url;
-    camera.subUrl = ReadAddress(reader, "sub_url").url;
+    CameraUrl sub = ReadAddress(reader, "sub_url");
+    camera.subUrl = sub.url;
+    camera.subUser = sub.user;
     camera.user = main.user;
     camera.password = main.password;
     reader.Text("user", camera.user);
@@ -122,7 +124,11 @@ void ReadSource(TableReader& reader, NetworkCamera& camera, std::vector<std::str
         secretFiles.push_back(file);
         camera.password = ReadPasswordFile(file);
     }
+    camera.subPassword = sub.saysPassword ? sub.password : camera.password;
     reader.Word("transport", camera.overUdp, kTransports);
+    int interval = static_cast<int>(camera.interval.count());
+    reader.Number("interval", interval, 40, 3'600'000);
+    camera.interval = std::chrono::milliseconds(interval);
     int linger = static_cast<int>(camera.linger.count());
     reader.Number("linger", linger, 0, 86400);
     camera.linger = std::chrono::seconds(linger);
