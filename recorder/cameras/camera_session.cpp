@@ -28,6 +28,9 @@ constexpr std::size_t kMostPictures = 600;
 constexpr std::size_t kMostBytes = 16 << 20;
 constexpr std::size_t kMostSounds = 100;
 
+// Between two pictures, where it is guessed when the next one comes.
+constexpr microseconds kLongestStep{250'000};
+
 // Since the program's begin, so that times stay small.
 microseconds Now() {
     static const Clock::time_point begin = Clock::now();
@@ -66,6 +69,7 @@ private:
     void AddPiece(const CameraInput& input, const CameraInput::Piece& piece, microseconds now);
     void Pass(std::vector<PictureJoiner::Picture>& whole, microseconds now);
     void Push(PacketPtr packet);
+    std::optional<microseconds> LookAgain(bool any, microseconds now);
     void Fail(const std::string& trouble);
     void Pause();
     void Wake();
@@ -84,6 +88,8 @@ private:
     PictureTimes m_times;
     std::optional<Clock::time_point> m_firstPicture;  // of this session
     Clock::time_point m_lastPicture;
+    microseconds m_step{};   // from the picture before the last one to the last
+    bool m_expects = false;  // who takes looks by itself at the time when the next one ought to be whole
     std::deque<PacketPtr> m_pictures;
     std::size_t m_bytes = 0;
     bool m_waitKey = false;
@@ -159,9 +165,7 @@ CameraSession::Taken CameraSession::State::Take(bool withGroup) {
         std::vector<PictureJoiner::Picture> whole;
         m_assembly->joiner.Flush(now, whole);
         Pass(whole, now);
-        if (const auto due = m_assembly->joiner.Due()) {
-            taken.again = std::max(*due - now, microseconds(1'000));
-        }
+        taken.again = LookAgain(!m_pictures.empty(), now);
     }
     taken.pictures.assign(m_pictures.begin(), m_pictures.end());
     taken.sounds.assign(m_sounds.begin(), m_sounds.end());
@@ -175,6 +179,20 @@ CameraSession::Taken CameraSession::State::Take(bool withGroup) {
     taken.trouble = m_trouble;
     taken.description = m_description;
     return taken;
+}
+
+// Under the lock. A picture whose end is not seen is due some time after its last piece. Where ends are
+// mostly seen, a look after the next picture finds such a one, and nobody has to be told of each that begins.
+std::optional<microseconds> CameraSession::State::LookAgain(bool any, microseconds now) {
+    m_expects = false;
+    if (const auto due = m_assembly->joiner.Due()) {
+        return std::max(*due - now, microseconds(1'000));
+    }
+    if (!any || !m_assembly->joiner.KnowsEnds() || m_step > kLongestStep) {
+        return std::nullopt;
+    }
+    m_expects = true;
+    return m_step + m_assembly->joiner.Patience();
 }
 
 // The thread's work, until nobody wants the stream.
@@ -266,7 +284,7 @@ void CameraSession::State::AddPiece(const CameraInput& input, const CameraInput:
         }
         Pass(whole, now);
         // Whoever takes has to know when the one that waits is due.
-        wake = !m_restUntil && (!whole.empty() || !waited);
+        wake = !m_restUntil && (!whole.empty() || (!waited && !m_expects));
     }
     if (wake) {
         Wake();
@@ -282,7 +300,8 @@ void CameraSession::State::Pass(std::vector<PictureJoiner::Picture>& whole, micr
         }
         const PictureHeaders::Seen seen = m_assembly->headers.Look(picture.bytes);
         const PictureTimes::Times times = m_times.Next(picture.stamp, now);
-        m_lastPicture = Clock::now();
+        const Clock::time_point came = Clock::now();
+        m_step = std::chrono::duration_cast<microseconds>(came - std::exchange(m_lastPicture, came));
         m_assembly->begun = m_assembly->begun || (seen.key && seen.width > 0);
         if (!m_assembly->begun) {
             continue;
