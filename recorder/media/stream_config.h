@@ -32,11 +32,17 @@ struct NetworkCamera {
     std::string subUrl;  // of stream 1; empty: that is made of stream 0 when somebody wants it
     std::string user;
     Secret password;
+    // The address of its device service; empty: it is no camera of ONVIF. Else `url` names it for texts alone,
+    // and the camera tells the addresses of its streams.
+    std::string onvif;
+    std::string profile;     // of stream 0; empty: the one with the largest picture
+    std::string subProfile;  // of stream 1; empty: one with a small picture
     bool overUdp = false;
     std::chrono::seconds linger{10};  // how long it is kept when nobody watches
 
     bool operator==(const NetworkCamera& other) const {
-        return url == other.url && subUrl == other.subUrl && user == other.user &&
+        return url == other.url && subUrl == other.subUrl && onvif == other.onvif &&
+               profile == other.profile && subProfile == other.subProfile && user == other.user &&
                password == other.password.View() && overUdp == other.overUdp && linger == other.linger;
     }
 };

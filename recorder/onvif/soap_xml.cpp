@@ -11,7 +11,7 @@ namespace {
 
 constexpr int kDeepest = 32;
 constexpr std::size_t kMostFound = 1024;
-constexpr std::size_t kLongestText = 1024;
+constexpr std::size_t kLongestText = 4096;
 constexpr std::size_t kLongestReason = 160;
 
 // Words of the camera for the log.
