@@ -57,7 +57,7 @@ struct CameraNews {
     enum class Kind { Motion, Input, SignalLost, Tampering, Trouble, Word };
     Kind kind = Kind::Word;
     bool on = false;
-    std::string words;  // of trouble, which is over without any, and of a word
+    std::string words;  // of trouble, also at its end, and of a word
 };
 
 // Null for a camera that can be neither steered nor asked. `tell` is called on a thread that waits for the

@@ -62,6 +62,7 @@ public:
 private:
     bool IsOver() const;  // under the lock
     void Watch();
+    std::string Find();
     void AddPiece(const RtspInput::Piece& piece, AVCodecID codec, microseconds now);
     void Pass(std::vector<PictureJoiner::Picture>& whole, microseconds now);
     void Push(PacketPtr packet);
@@ -89,6 +90,7 @@ private:
     std::deque<PacketPtr> m_sounds;
     PacketGroup m_group;
     std::string m_trouble;
+    bool m_missing = false;
     StreamDescription m_description;
 
     // Never taken together with the other one.
@@ -170,6 +172,7 @@ CameraSession::Taken CameraSession::State::Take(bool withGroup) {
         taken.group = m_group.Packets();
     }
     taken.trouble = m_trouble;
+    taken.missing = m_missing;
     taken.description = m_description;
     return taken;
 }
@@ -197,7 +200,25 @@ void CameraSession::State::Work() {
     }
 }
 
+// The address, asked for with each session: a camera may tell another one after its start.
+std::string CameraSession::State::Find() {
+    if (!m_setup.find) {
+        return m_setup.url;
+    }
+    std::string url = m_setup.find([this] {
+        const std::lock_guard lock(m_mutex);
+        return IsOver();
+    });
+    if (url.empty()) {
+        const std::lock_guard lock(m_mutex);
+        m_missing = true;
+        throw CameraError("the camera has no such stream");
+    }
+    return url;
+}
+
 void CameraSession::State::Watch() {
+    const std::string url = Find();
     InputLimit limit([this] {
         const std::lock_guard lock(m_mutex);
         return IsOver();
@@ -208,7 +229,7 @@ void CameraSession::State::Watch() {
         sound = m_sound;
     }
     limit.AllowUntil(Clock::now() + m_setup.timing.connect);
-    RtspInput input(m_setup.camera, m_setup.url, sound, limit);
+    RtspInput input(m_setup.camera, url, sound, limit);
     const auto sounds = input.Sound() ? CameraSound::Make(*input.Sound()) : nullptr;
     {
         const std::lock_guard lock(m_mutex);

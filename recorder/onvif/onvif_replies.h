@@ -80,6 +80,8 @@ struct FocusStatus {
 struct OnvifPreset {
     std::string token;
     std::string name;
+
+    bool operator==(const OnvifPreset&) const = default;
 };
 
 struct OnvifInformation {
