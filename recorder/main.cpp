@@ -21,6 +21,7 @@
 #include "cameras/camera_source.h"
 #include "media/media_hub.h"
 #include "media/utf8.h"
+#include "onvif/onvif_control.h"
 #include "service/config_reader.h"
 #include "service/control_socket.h"
 #include "service/exposed_files.h"
@@ -96,7 +97,9 @@ int Serve(const Options& options) {
     if (const std::string words = FitConnections(config, files); !words.empty()) {
         Tell(words);
     }
-    const auto model = std::make_shared<RecorderModel>(CreateMediaHub(nullptr, 0, CreateCameraSourceMaker()));
+    const auto model = std::make_shared<RecorderModel>(
+        CreateMediaHub(nullptr, 0, CreateCameraSourceMaker({}, CreateOnvifStreamFinder())),
+        CreateOnvifControlMaker());
     model->Begin(config);
     for (const std::string& line : TellExposed(config)) {
         Tell(line);

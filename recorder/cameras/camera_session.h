@@ -46,7 +46,7 @@ public:
         std::vector<PacketPtr> sounds;
         // When there is something to take at the latest though nothing wakes; nothing: not known.
         std::optional<std::chrono::microseconds> again;
-        std::string trouble;  // why no pictures come; empty: they do, or may yet
+        std::string trouble;   // why no pictures come; empty: they do, or may yet
         bool missing = false;  // the camera has no such stream
         StreamDescription description;
     };

@@ -49,8 +49,7 @@ public:
         : m_main({camera, camera.url, timing, wake, Finder(camera, 0, finder)}, threads) {
         if (!camera.onvif.empty()) {
             m_sub = std::make_unique<CameraSession>(
-                CameraSession::Setup{camera, camera.url, timing, std::move(wake),
-                                     Finder(camera, 1, finder)},
+                CameraSession::Setup{camera, camera.url, timing, std::move(wake), Finder(camera, 1, finder)},
                 threads);
             m_streams[kSmall] = SmallPictures::Description();
             return;

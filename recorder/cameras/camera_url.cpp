@@ -4,13 +4,15 @@
 #include <array>
 #include <cctype>
 #include <charconv>
+#include <span>
 #include <stdexcept>
 
 namespace kvrecorder {
 namespace {
 
 constexpr std::size_t kLongest = 1024;
-constexpr std::array<std::string_view, 2> kSchemes = {"rtsp", "rtsps"};
+constexpr std::array<std::string_view, 3> kSchemes = {"rtsp", "rtsps", "onvif"};
+constexpr std::array<std::string_view, 3> kDeviceSchemes = {"http", "https", "onvif"};
 constexpr std::string_view kMark = "://";
 
 [[noreturn]] void Fail(const std::string& what) {
@@ -84,15 +86,14 @@ std::string CheckPlace(std::string_view place) {
     return std::string(host);
 }
 
-}  // namespace
-
-CameraUrl ReadCameraUrl(std::string_view text) {
+bool HasScheme(std::string_view text, std::span<const std::string_view> schemes) {
     const std::size_t mark = text.find(kMark);
-    const bool known = mark != std::string_view::npos &&
-                       std::find(kSchemes.begin(), kSchemes.end(), text.substr(0, mark)) != kSchemes.end();
-    if (!known) {
-        Fail("it begins with rtsp:// or rtsps://");
-    }
+    return mark != std::string_view::npos &&
+           std::find(schemes.begin(), schemes.end(), text.substr(0, mark)) != schemes.end();
+}
+
+CameraUrl ReadUrl(std::string_view text) {
+    const std::size_t mark = text.find(kMark);
     if (text.size() > kLongest) {
         Fail("it is longer than " + std::to_string(kLongest) + " characters");
     }
@@ -132,6 +133,26 @@ CameraUrl ReadCameraUrl(std::string_view text) {
     taken.host = CheckPlace(text.substr(place, end - place));
     taken.url = std::string(text.substr(0, begin)) + std::string(text.substr(place));
     return taken;
+}
+
+}  // namespace
+
+CameraUrl ReadCameraUrl(std::string_view text) {
+    if (!HasScheme(text, kSchemes)) {
+        Fail("it begins with rtsp://, rtsps:// or onvif://");
+    }
+    return ReadUrl(text);
+}
+
+CameraUrl ReadDeviceUrl(std::string_view text) {
+    if (!HasScheme(text, kDeviceSchemes)) {
+        Fail("it begins with http://, https:// or onvif://");
+    }
+    return ReadUrl(text);
+}
+
+bool IsDeviceUrl(std::string_view url) {
+    return url.starts_with("onvif://");
 }
 
 Secret JoinLogin(std::string_view url, std::string_view user, std::string_view password) {

@@ -32,8 +32,8 @@ struct NetworkCamera {
     std::string subUrl;  // of stream 1; empty: that is made of stream 0 when somebody wants it
     std::string user;
     Secret password;
-    // The address of its device service; empty: it is no camera of ONVIF. Else `url` names it for texts alone,
-    // and the camera tells the addresses of its streams.
+    // The address of its device service; empty: it is no camera of ONVIF. Else `url` names it for texts
+    // alone, and the camera tells the addresses of its streams.
     std::string onvif;
     std::string profile;     // of stream 0; empty: the one with the largest picture
     std::string subProfile;  // of stream 1; empty: one with a small picture

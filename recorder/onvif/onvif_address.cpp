@@ -89,6 +89,12 @@ std::string StreamAddress(const std::string& told, const std::string& reached) {
     return address.Get(CURLUPART_URL);
 }
 
+std::string WithHost(const std::string& address, const std::string& host) {
+    Address other(address);
+    other.Set(CURLUPART_HOST, host);
+    return other.Get(CURLUPART_URL);
+}
+
 std::string HostOf(const std::string& address) {
     std::string host = Address(address).Get(CURLUPART_HOST);
     if (host.starts_with('[')) {

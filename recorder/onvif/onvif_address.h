@@ -5,8 +5,8 @@
 
 namespace kvrecorder {
 
-// "http://host[:port]/onvif/device_service" of what a user gave: that, or onvif://host[:port] with or without a
-// path. Throws CameraError.
+// "http://host[:port]/onvif/device_service" of what a user gave: that, or onvif://host[:port] with or without
+// a path. Throws CameraError.
 std::string DeviceAddress(const std::string& given);
 
 // A told address with the host that the camera was reached at, since a camera behind a router tells its own.
@@ -15,6 +15,8 @@ std::string DeviceAddress(const std::string& given);
 std::string ServiceAddress(const std::string& told, const std::string& reached);
 std::string StreamAddress(const std::string& told, const std::string& reached);
 
+// The same address at another host.
+std::string WithHost(const std::string& address, const std::string& host);
 // The host alone, without brackets.
 std::string HostOf(const std::string& address);
 

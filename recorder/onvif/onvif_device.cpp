@@ -124,19 +124,18 @@ std::unique_ptr<SoapDocument> OnvifDevice::Ask(const std::string& service, const
 void OnvifDevice::Open() {
     ReadClock();
     try {
-        const auto document = Ask(m_address, kDeviceSpace, "GetServices",
-                                  "<IncludeCapability>false</IncludeCapability>");
+        const auto document =
+            Ask(m_address, kDeviceSpace, "GetServices", "<IncludeCapability>false</IncludeCapability>");
         m_services = ReadServices(document->Body());
     } catch (const SoapFault&) {
         // Older cameras do not know it.
     }
     if (m_services.media.empty() && m_services.media2.empty()) {
-        const auto document =
-            Ask(m_address, kDeviceSpace, "GetCapabilities", "<Category>All</Category>");
+        const auto document = Ask(m_address, kDeviceSpace, "GetCapabilities", "<Category>All</Category>");
         m_services = ReadServices(document->Body());
     }
-    for (std::string* const service : {&m_services.media, &m_services.media2, &m_services.ptz,
-                                       &m_services.imaging, &m_services.events}) {
+    for (std::string* const service :
+         {&m_services.media, &m_services.media2, &m_services.ptz, &m_services.imaging, &m_services.events}) {
         if (!service->empty()) {
             *service = ServiceAddress(*service, m_address);
         }
@@ -150,12 +149,10 @@ OnvifInformation OnvifDevice::Information() {
 std::vector<OnvifProfile> OnvifDevice::ReadAllProfiles() {
     if (!m_services.media2.empty()) {
         try {
-            const auto document =
-                Ask(m_services.media2, kMedia2Space, "GetProfiles", "<Type>All</Type>");
+            const auto document = Ask(m_services.media2, kMedia2Space, "GetProfiles", "<Type>All</Type>");
             auto profiles = ReadProfiles(document->Body());
-            m_later = std::any_of(profiles.begin(), profiles.end(), [](const OnvifProfile& profile) {
-                return !profile.encoding.empty();
-            });
+            m_later = std::any_of(profiles.begin(), profiles.end(),
+                                  [](const OnvifProfile& profile) { return !profile.encoding.empty(); });
             if (m_later) {
                 return profiles;
             }

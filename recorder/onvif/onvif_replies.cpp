@@ -318,9 +318,8 @@ PtzNode ReadPtzNode(const SoapNode& body, const std::string& token) {
         }
     }
     node.home = IsTrue(TextOf(Child(chosen, "HomeSupported")));
-    node.mostPresets =
-        static_cast<int>(std::clamp(NumberOf(TextOf(Child(chosen, "MaximumNumberOfPresets"))).value_or(0),
-                                    0.0, 100'000.0));
+    node.mostPresets = static_cast<int>(
+        std::clamp(NumberOf(TextOf(Child(chosen, "MaximumNumberOfPresets"))).value_or(0), 0.0, 100'000.0));
     for (const SoapNode& command : Children(chosen, "AuxiliaryCommands")) {
         const auto words = SplitWords(TextOf(command), 16);
         node.auxiliary.insert(node.auxiliary.end(), words.begin(), words.end());

@@ -91,7 +91,7 @@ struct OnvifInformation {
 
 struct PullPoint {
     std::string address;
-    std::string header;  // what every request to it has to repeat
+    std::string header;                        // what every request to it has to repeat
     std::optional<std::chrono::seconds> time;  // until it ends
 };
 

@@ -105,15 +105,15 @@ bool IsNoPreset(const SoapFault& fault) {
 OnvifSteering::OnvifSteering(OnvifDevice& device, const std::vector<OnvifProfile>& profiles,
                              PresetPlaces& places, Waiting wait)
     : m_device(device), m_profile(profiles.front()), m_places(places), m_wait(std::move(wait)) {
-    const auto steered = std::find_if(profiles.begin(), profiles.end(), [](const OnvifProfile& profile) {
-        return !profile.ptzNode.empty();
-    });
+    const auto steered = std::find_if(profiles.begin(), profiles.end(),
+                                      [](const OnvifProfile& profile) { return !profile.ptzNode.empty(); });
     if (!device.Services().ptz.empty() && steered != profiles.end()) {
         m_profile = *steered;
         try {
             m_node = ReadPtzNode(device.Ask(device.Services().ptz, kPtzSpace, "GetNodes", "")->Body(),
                                  m_profile.ptzNode);
-            m_abilities.pan = m_node.relativeInView || m_node.relative || m_node.continuous || m_node.absolute;
+            m_abilities.pan =
+                m_node.relativeInView || m_node.relative || m_node.continuous || m_node.absolute;
             m_abilities.tilt = m_abilities.pan;
             m_abilities.zoom = m_node.relativeZoom || m_node.continuousZoom || m_node.absoluteZoom;
             m_abilities.home = m_node.home;
@@ -199,7 +199,7 @@ std::string OnvifSteering::EndOf(const Ends& wanted, const PtzStatus& status) co
         return Told(up > 0 ? (right > 0 ? EndStop::UpRight : EndStop::UpLeft)
                            : (right > 0 ? EndStop::DownRight : EndStop::DownLeft));
     }
-    return Told(right > 0  ? EndStop::Right
+    return Told(right > 0   ? EndStop::Right
                 : right < 0 ? EndStop::Left
                 : up > 0    ? EndStop::Up
                 : up < 0    ? EndStop::Down
@@ -219,9 +219,9 @@ void OnvifSteering::RunOn(const std::string& velocity) {
 
 void OnvifSteering::Move(int right, int down) {
     if (m_node.relativeInView) {
-        AskPtz("RelativeMove",
-               "<Translation>" + PanTilt(*m_node.relativeInView, kViewStep * right, -kViewStep * down) +
-                   "</Translation>");
+        AskPtz("RelativeMove", "<Translation>" +
+                                   PanTilt(*m_node.relativeInView, kViewStep * right, -kViewStep * down) +
+                                   "</Translation>");
         return;
     }
     if (!m_node.relative && m_node.continuous) {
@@ -238,30 +238,31 @@ void OnvifSteering::Move(int right, int down) {
     }
     if (m_node.relative) {
         const PtzSpace& space = *m_node.relative;
-        AskPtz("RelativeMove", "<Translation>" + PanTilt(space, part * SpanOf(space.x) * 2 * right,
-                                                         -part * SpanOf(space.y) * 2 * down) +
-                                   "</Translation>");
+        AskPtz("RelativeMove",
+               "<Translation>" +
+                   PanTilt(space, part * SpanOf(space.x) * 2 * right, -part * SpanOf(space.y) * 2 * down) +
+                   "</Translation>");
     } else if (status.x && status.y) {
         const PtzSpace& space = *m_node.absolute;
-        AskPtz("AbsoluteMove", "<Position>" + PanTilt(space, *status.x + part * SpanOf(space.x) * 2 * right,
-                                                      *status.y - part * SpanOf(space.y) * 2 * down) +
+        AskPtz("AbsoluteMove", "<Position>" +
+                                   PanTilt(space, *status.x + part * SpanOf(space.x) * 2 * right,
+                                           *status.y - part * SpanOf(space.y) * 2 * down) +
                                    "</Position>");
     }
 }
 
 void OnvifSteering::Zoom(int in) {
     if (m_node.relativeZoom) {
-        AskPtz("RelativeMove", "<Translation>" +
-                                   ZoomTo(*m_node.relativeZoom,
-                                          kZoomStep * m_node.relativeZoom->x.high * in) +
-                                   "</Translation>");
+        AskPtz("RelativeMove",
+               "<Translation>" + ZoomTo(*m_node.relativeZoom, kZoomStep * m_node.relativeZoom->x.high * in) +
+                   "</Translation>");
     } else if (m_node.continuousZoom) {
         RunOn(ZoomTo(*m_node.continuousZoom, kSpeed * m_node.continuousZoom->x.high * in));
     } else if (const PtzStatus status = Status(); status.zoom) {
         const PtzSpace& space = *m_node.absoluteZoom;
-        AskPtz("AbsoluteMove",
-               "<Position>" + ZoomTo(space, *status.zoom + kZoomStep * SpanOf(space.x) * 2 * in) +
-                   "</Position>");
+        AskPtz("AbsoluteMove", "<Position>" +
+                                   ZoomTo(space, *status.zoom + kZoomStep * SpanOf(space.x) * 2 * in) +
+                                   "</Position>");
     }
 }
 
@@ -335,8 +336,8 @@ std::string OnvifSteering::Centre(const PtzOrder& order) {
     if (!m_abilities.centre) {
         return kRefused;
     }
-    AskPtz("RelativeMove", "<Translation>" + PanTilt(*m_node.relativeInView, 2 * order.right - 1,
-                                                     1 - 2 * order.down) +
+    AskPtz("RelativeMove", "<Translation>" +
+                               PanTilt(*m_node.relativeInView, 2 * order.right - 1, 1 - 2 * order.down) +
                                "</Translation>");
     Rest();
     return Told(EndStop::None);

@@ -115,9 +115,9 @@ Secret MakeSecurityHeader(const std::string& user, const Secret& password, const
         "http://docs.oasis-open.org/wss/2004/01/oasis-200401-wss-wssecurity-utility-1.0.xsd";
     return std::string("<wsse:Security s:mustUnderstand=\"1\" xmlns:wsse=\"") + kSecurity +
            "\" xmlns:wsu=\"" + kUtility + "\"><wsse:UsernameToken><wsse:Username>" + EscapeXml(user) +
-           "</wsse:Username><wsse:Password Type=\"" + kProfile + "\">" + Base64(digest.data(), digest.size()) +
-           "</wsse:Password><wsse:Nonce EncodingType=\"" + kBinary + "\">" +
-           Base64(reinterpret_cast<const std::uint8_t*>(nonce.data()), nonce.size()) +
+           "</wsse:Username><wsse:Password Type=\"" + kProfile + "\">" +
+           Base64(digest.data(), digest.size()) + "</wsse:Password><wsse:Nonce EncodingType=\"" + kBinary +
+           "\">" + Base64(reinterpret_cast<const std::uint8_t*>(nonce.data()), nonce.size()) +
            "</wsse:Nonce><wsu:Created>" + created + "</wsu:Created></wsse:UsernameToken></wsse:Security>";
 }
 
@@ -243,7 +243,8 @@ std::unique_ptr<SoapDocument> SoapClient::Call(const SoapRequest& request) {
         FailLogin();
     }
     if (!good) {
-        throw CameraError("the camera answers to ONVIF with the HTTP status " + std::to_string(answer.status));
+        throw CameraError("the camera answers to ONVIF with the HTTP status " +
+                          std::to_string(answer.status));
     }
     return document;
 }

@@ -48,6 +48,7 @@ std::vector<ChannelConfig> CameraChannels(const Options& options) {
         channel.audio = true;
         NetworkCamera& network = channel.source.network;
         network.url = camera.url;
+        network.onvif = IsDeviceUrl(camera.url) ? camera.url : "";
         network.user = camera.user;
         network.password = camera.password;
         network.overUdp = options.camerasOverUdp;
@@ -82,8 +83,9 @@ Options ParseOptions(int argc, const char* const* argv, const std::string& versi
         ->type_name("COMMAND")
         ->needs(control);
     std::vector<std::string> cameras;
-    app.add_option("--camera", cameras,
-                   "Serve this camera, rtsp://user@host/path; may be given again for others")
+    app.add_option(
+           "--camera", cameras,
+           "Serve this camera, rtsp://user@host/path or onvif://user@host; may be given again for others")
         ->type_name("URL")
         ->allow_extra_args(false);
     app.add_option("--camera-password-file", options.cameraPasswordFile,

@@ -95,7 +95,7 @@ private:
     const std::shared_ptr<MediaHub> m_hub;
     const std::shared_ptr<NewsGate> m_gate = std::make_shared<NewsGate>();
     ChannelMaker m_maker;
-    std::mutex m_editMutex;  // one change at a time
+    std::mutex m_editMutex;   // one change at a time
     ChannelSet m_streamLost;  // within an edit
     ChannelSet m_signalLost;
     mutable std::mutex m_mutex;
