@@ -22,6 +22,7 @@
 #include "media/media_hub.h"
 #include "media/utf8.h"
 #include "onvif/onvif_control.h"
+#include "service/camera_finding.h"
 #include "service/config_reader.h"
 #include "service/control_socket.h"
 #include "service/exposed_files.h"
@@ -169,6 +170,9 @@ int main(int argc, char** argv) {
         }
         if (!options.send.empty()) {
             return Send(options);
+        }
+        if (options.discover) {
+            return FindCameras(options, std::cout, AskPassword);
         }
         CompleteCameras(options, AskPassword);
         return Serve(options);

@@ -93,6 +93,19 @@ Options ParseOptions(int argc, const char* const* argv, const std::string& versi
         ->type_name("FILE");
     app.add_flag("--camera-udp", options.camerasOverUdp,
                  "Let the cameras send by UDP, not within the connection");
+    CLI::Option* discover =
+        app.add_flag("--discover", options.discover, "List the cameras that answer on the network, and exit");
+    app.add_option("--discover-at", options.discoverAt,
+                   "Ask this address alone, as of a camera behind a router")
+        ->type_name("ADDRESS[:PORT]")
+        ->needs(discover);
+    app.add_option("--discover-user", options.discoverUser,
+                   "The cameras' user; the password as of --camera-password-file")
+        ->type_name("NAME")
+        ->needs(discover);
+    app.add_option("--write", options.writeFile, "With --discover: a new configuration that serves them")
+        ->type_name("FILE")
+        ->needs(discover);
     try {
         app.parse(argc, argv);
         for (std::string& camera : cameras) {
