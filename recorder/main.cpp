@@ -21,6 +21,8 @@
 #include "cameras/camera_source.h"
 #include "media/media_hub.h"
 #include "media/utf8.h"
+#include "onvif/onvif_control.h"
+#include "service/camera_finding.h"
 #include "service/config_reader.h"
 #include "service/control_socket.h"
 #include "service/exposed_files.h"
@@ -97,7 +99,9 @@ int Serve(const Options& options) {
     if (const std::string words = FitConnections(config, files); !words.empty()) {
         Tell(words);
     }
-    const auto model = std::make_shared<RecorderModel>(CreateMediaHub(nullptr, 0, CreateCameraSourceMaker()));
+    const auto model = std::make_shared<RecorderModel>(
+        CreateMediaHub(nullptr, 0, CreateCameraSourceMaker({}, CreateOnvifStreamFinder())),
+        CreateOnvifControlMaker());
     model->Begin(config);
     for (const std::string& line : TellExposed(config)) {
         Tell(line);
@@ -167,6 +171,9 @@ int main(int argc, char** argv) {
         }
         if (!options.send.empty()) {
             return Send(options);
+        }
+        if (options.discover) {
+            return FindCameras(options, std::cout, AskPassword);
         }
         CompleteCameras(options, AskPassword);
         if (options.probe) {

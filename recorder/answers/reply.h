@@ -1,6 +1,7 @@
 // What a client gets for its request.
 #pragma once
 
+#include <functional>
 #include <string>
 
 namespace kvrecorder {
@@ -11,6 +12,7 @@ enum class ReplyKind {
     Notify,    // a line for each change
     Talk,      // takes the client's sound
     Silence,   // nothing, until the client gives up
+    Later,     // the head at once, the body when it is there
 };
 
 struct Reply {
@@ -20,9 +22,11 @@ struct Reply {
     std::string body;
     int channel = 0;  // whose stream it is
     int stream = 0;
-    std::string user;    // who has signed in; empty where nobody has to
-    std::string who;     // who opened a notification connection
-    int delayMs = 0;     // to wait before the reply
+    std::string user;  // who has signed in; empty where nobody has to
+    std::string who;   // who opened a notification connection
+    int delayMs = 0;   // to wait before the reply
+    // Has a later body made: calls what it is given once, on any thread.
+    std::function<void(std::function<void(std::string body)>)> make;
     bool brief = false;  // a header of two lines: clients count them
 };
 

@@ -67,6 +67,7 @@ private:
     bool IsOver() const;  // under the lock
     void Watch();
     void AddPiece(const CameraInput& input, const CameraInput::Piece& piece, microseconds now);
+    std::string Find();
     void Pass(std::vector<PictureJoiner::Picture>& whole, microseconds now);
     void Push(PacketPtr packet);
     std::optional<microseconds> LookAgain(bool any, microseconds now);
@@ -97,6 +98,7 @@ private:
     PacketGroup m_group;
     std::vector<std::string> m_words;
     std::string m_trouble;
+    bool m_missing = false;
     StreamDescription m_description;
 
     // Never taken together with the other one.
@@ -177,6 +179,7 @@ CameraSession::Taken CameraSession::State::Take(bool withGroup) {
     }
     taken.words = std::exchange(m_words, {});
     taken.trouble = m_trouble;
+    taken.missing = m_missing;
     taken.description = m_description;
     return taken;
 }
@@ -218,7 +221,25 @@ void CameraSession::State::Work() {
     }
 }
 
+// The address, asked for with each session: a camera may tell another one after its start.
+std::string CameraSession::State::Find() {
+    if (!m_setup.find) {
+        return m_setup.url;
+    }
+    std::string url = m_setup.find([this] {
+        const std::lock_guard lock(m_mutex);
+        return IsOver();
+    });
+    if (url.empty()) {
+        const std::lock_guard lock(m_mutex);
+        m_missing = true;
+        throw CameraError("the camera has no such stream");
+    }
+    return url;
+}
+
 void CameraSession::State::Watch() {
+    const std::string url = Find();
     InputLimit limit([this] {
         const std::lock_guard lock(m_mutex);
         return IsOver();
@@ -229,7 +250,7 @@ void CameraSession::State::Watch() {
         sound = m_sound;
     }
     limit.AllowUntil(Clock::now() + m_setup.timing.connect);
-    const auto input = OpenCameraInput(m_setup.camera, m_setup.url, sound, limit);
+    const auto input = OpenCameraInput(m_setup.camera, url, sound, limit);
     const auto sounds = input->Sound() ? CameraSound::Make(*input->Sound()) : nullptr;
     {
         const std::lock_guard lock(m_mutex);

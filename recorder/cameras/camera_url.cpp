@@ -4,13 +4,15 @@
 #include <array>
 #include <cctype>
 #include <charconv>
+#include <span>
 #include <stdexcept>
 
 namespace kvrecorder {
 namespace {
 
 constexpr std::size_t kLongest = 1024;
-constexpr std::array<std::string_view, 4> kSchemes = {"rtsp", "rtsps", "http", "https"};
+constexpr std::array<std::string_view, 5> kSchemes = {"rtsp", "rtsps", "http", "https", "onvif"};
+constexpr std::array<std::string_view, 3> kDeviceSchemes = {"http", "https", "onvif"};
 constexpr std::string_view kMark = "://";
 
 [[noreturn]] void Fail(const std::string& what) {
@@ -98,18 +100,14 @@ CameraUrl ReadDevice(std::string_view text) {
     return taken;
 }
 
-}  // namespace
-
-CameraUrl ReadCameraUrl(std::string_view text) {
-    if (text.starts_with(kUsbScheme)) {
-        return ReadDevice(text);
-    }
+bool HasScheme(std::string_view text, std::span<const std::string_view> schemes) {
     const std::size_t mark = text.find(kMark);
-    const bool known = mark != std::string_view::npos &&
-                       std::find(kSchemes.begin(), kSchemes.end(), text.substr(0, mark)) != kSchemes.end();
-    if (!known) {
-        Fail("it begins with rtsp://, rtsps://, http://, https:// or usb:/dev/");
-    }
+    return mark != std::string_view::npos &&
+           std::find(schemes.begin(), schemes.end(), text.substr(0, mark)) != schemes.end();
+}
+
+CameraUrl ReadUrl(std::string_view text) {
+    const std::size_t mark = text.find(kMark);
     if (text.size() > kLongest) {
         Fail("it is longer than " + std::to_string(kLongest) + " characters");
     }
@@ -149,6 +147,29 @@ CameraUrl ReadCameraUrl(std::string_view text) {
     taken.host = CheckPlace(text.substr(place, end - place));
     taken.url = std::string(text.substr(0, begin)) + std::string(text.substr(place));
     return taken;
+}
+
+}  // namespace
+
+CameraUrl ReadCameraUrl(std::string_view text) {
+    if (text.starts_with(kUsbScheme)) {
+        return ReadDevice(text);
+    }
+    if (!HasScheme(text, kSchemes)) {
+        Fail("it begins with rtsp://, rtsps://, http://, https://, onvif:// or usb:/dev/");
+    }
+    return ReadUrl(text);
+}
+
+CameraUrl ReadDeviceUrl(std::string_view text) {
+    if (!HasScheme(text, kDeviceSchemes)) {
+        Fail("it begins with http://, https:// or onvif://");
+    }
+    return ReadUrl(text);
+}
+
+bool IsDeviceUrl(std::string_view url) {
+    return url.starts_with("onvif://");
 }
 
 Secret JoinLogin(std::string_view url, std::string_view user, std::string_view password) {

@@ -9,6 +9,7 @@
 
 #include "connections/delay_role.h"
 #include "connections/document_role.h"
+#include "connections/later_role.h"
 #include "connections/notify_role.h"
 #include "connections/request_role.h"
 #include "connections/stream_role.h"
@@ -124,6 +125,9 @@ void Connection::Serve(const Reply& reply, const Login& login) {
         case ReplyKind::Talk:
             Become(std::make_shared<TalkRole>(AsLink(), m_host.model, m_host.talks,
                                               TalkRole::Start{text, reply.channel, login, timing.talk}));
+            break;
+        case ReplyKind::Later:
+            Become(std::make_shared<LaterRole>(AsLink(), text, reply));
             break;
         case ReplyKind::Silence:
             Become(std::make_shared<WaitRole>(AsLink(), kLongestSilence));

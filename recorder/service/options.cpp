@@ -48,6 +48,7 @@ std::vector<ChannelConfig> CameraChannels(const Options& options) {
         channel.audio = true;
         NetworkCamera& network = channel.source.network;
         network.url = camera.url;
+        network.onvif = IsDeviceUrl(camera.url) ? camera.url : "";
         network.user = camera.user;
         network.password = camera.password;
         network.overUdp = options.camerasOverUdp;
@@ -83,7 +84,8 @@ Options ParseOptions(int argc, const char* const* argv, const std::string& versi
         ->needs(control);
     std::vector<std::string> cameras;
     app.add_option("--camera", cameras,
-                   "Serve this camera: rtsp://user@host/path, http://host/path, usb:/dev/video0; may be "
+                   "Serve this camera: rtsp://user@host/path, onvif://user@host, http://host/path, "
+                   "usb:/dev/video0; may be "
                    "given again for others")
         ->type_name("URL")
         ->allow_extra_args(false);
@@ -97,6 +99,19 @@ Options ParseOptions(int argc, const char* const* argv, const std::string& versi
                                          "Tell what this camera sends and what is wrong with it, and exit: "
                                          "with 0 if pictures come, else with 1")
                               ->type_name("URL");
+    CLI::Option* discover =
+        app.add_flag("--discover", options.discover, "List the cameras that answer on the network, and exit");
+    app.add_option("--discover-at", options.discoverAt,
+                   "Ask this address alone, as of a camera behind a router")
+        ->type_name("ADDRESS[:PORT]")
+        ->needs(discover);
+    app.add_option("--discover-user", options.discoverUser,
+                   "The cameras' user; the password as of --camera-password-file")
+        ->type_name("NAME")
+        ->needs(discover);
+    app.add_option("--write", options.writeFile, "With --discover: a new configuration that serves them")
+        ->type_name("FILE")
+        ->needs(discover);
     try {
         app.parse(argc, argv);
         if (!probed->empty()) {
