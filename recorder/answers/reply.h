@@ -1,6 +1,7 @@
 // What a client gets for its request.
 #pragma once
 
+#include <functional>
 #include <string>
 
 namespace kvrecorder {
@@ -11,6 +12,7 @@ enum class ReplyKind {
     Notify,    // a line for each change
     Talk,      // takes the client's sound
     Silence,   // nothing, until the client gives up
+    Later,     // a document that `find` gets
 };
 
 struct Reply {
@@ -24,6 +26,9 @@ struct Reply {
     std::string who;     // who opened a notification connection
     int delayMs = 0;     // to wait before the reply
     bool brief = false;  // a header of two lines: clients count them
+    std::string allow;   // the methods that there are instead
+    // Of a reply that comes later: has it found elsewhere. `done` may be called on any thread, once or never.
+    std::function<void(std::function<void(Reply)> done)> find;
 };
 
 // A refusal with its standard words as body.

@@ -128,6 +128,7 @@ std::string RecorderModel::ChangeSource(const Snapshot& state, int number, Chann
     } catch (const std::exception& error) {
         return error.what();
     }
+    channel.trouble.clear();
     if (m_recordings) {
         m_recordings->Follow(number);
     }
@@ -308,7 +309,13 @@ void RecorderModel::OnMedia(int channel, MediaEvent event, bool on) {
                      name + (on ? ": the stream is lost" : ": the stream is back") +
                          (words.empty() ? "" : ", " + words));
     }
-    SetFlag(channel, *FindStatusFlag(motion ? "motion" : "loss"), on);
+    PublishChannel(Change::Status, channel, [&](Snapshot&, Channel& known) -> std::string {
+        Mark(known.config.status, *FindStatusFlag(motion ? "motion" : "loss"), on);
+        if (!motion) {
+            known.trouble = on ? words : "";
+        }
+        return "";
+    });
 }
 
 std::string RecorderModel::SetDiskFault(DiskFault fault) {

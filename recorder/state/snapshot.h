@@ -16,6 +16,7 @@ struct Channel {
     std::vector<StreamDescription> streams;
     std::shared_ptr<PtzUnit> ptz;  // null: the camera cannot be steered
     int sourceNumber = 0;          // another one with each new source
+    std::string trouble;           // why no pictures come, in words
 };
 
 // Where clients find the cameras that are to be had directly.
