@@ -126,9 +126,11 @@ int Serve(const Options& options) {
     service.controlPath = options.controlPath;
     service.onStop = [&] { loop.stop(); };
     service.onRefusals = Tell;
+    const auto keeper = std::make_shared<ConfigKeeper>(options, config, files, *model, Tell);
+    service.api = ApiSetup{KV_VERSION, keeper, {}};
     RecorderService recorder(model, service);
     // Ends before the service whose clients it tells of changes, and is there before anybody is told of it.
-    ConfigReader reader(options, config, files, *model, Tell);
+    ConfigReader reader(*keeper, Tell);
     recorder.Start();
     std::cout << "kvrecorder: listening on " << recorder.Endpoint() << std::endl;
     if (!options.madePassword.Empty()) {

@@ -22,7 +22,10 @@ constexpr std::array<Read, 3> kReads = {{
 Reply Later(std::function<void(std::function<void(std::string)>)> make) {
     Reply reply = Text("");
     reply.kind = ReplyKind::Later;
-    reply.make = std::move(make);
+    reply.headFirst = true;
+    reply.find = [make = std::move(make)](std::function<void(Reply)> done) {
+        make([done = std::move(done)](std::string body) { done(Text(std::move(body))); });
+    };
     return reply;
 }
 

@@ -12,7 +12,7 @@ enum class ReplyKind {
     Notify,    // a line for each change
     Talk,      // takes the client's sound
     Silence,   // nothing, until the client gives up
-    Later,     // the head at once, the body when it is there
+    Later,     // what `find` gets
 };
 
 struct Reply {
@@ -22,12 +22,16 @@ struct Reply {
     std::string body;
     int channel = 0;  // whose stream it is
     int stream = 0;
-    std::string user;  // who has signed in; empty where nobody has to
-    std::string who;   // who opened a notification connection
-    int delayMs = 0;   // to wait before the reply
-    // Has a later body made: calls what it is given once, on any thread.
-    std::function<void(std::function<void(std::string body)>)> make;
+    std::string user;    // who has signed in; empty where nobody has to
+    std::string who;     // who opened a notification connection
+    int delayMs = 0;     // to wait before the reply
     bool brief = false;  // a header of two lines: clients count them
+    std::string allow;   // the methods that there are instead
+    // Has a later reply made elsewhere. `done` may be called on any thread, once or never.
+    using Find = std::function<void(std::function<void(Reply)> done)>;
+    Find find;
+    // The head goes out at once, as clients wait longer for the rest; of what is found the body is sent.
+    bool headFirst = false;
 };
 
 // A refusal with its standard words as body.

@@ -1,21 +1,25 @@
 #include "connections/later_role.h"
 
+#include <chrono>
 #include <utility>
 
 namespace kvrecorder {
 namespace {
 
-// Longer than a camera is waited for.
-constexpr std::chrono::seconds kLongest{20};
+// A disk or a camera that hangs keeps nobody for longer.
+constexpr std::chrono::seconds kLongest{60};
 
 }  // namespace
 
 void LaterRole::Begin() {
-    m_link.Send(m_head);
-    m_make([body = m_body, wake = m_link.Waker()](std::string text) {
+    m_link.SetDeadline(std::chrono::steady_clock::now() + kLongest);
+    if (!m_head.empty()) {
+        m_link.Send(m_head);
+    }
+    m_find([box = m_box, wake = m_link.Waker()](Reply reply) {
         {
-            const std::lock_guard lock(body->mutex);
-            body->text = std::move(text);
+            const std::lock_guard lock(box->mutex);
+            box->reply = std::move(reply);
         }
         wake();
     });
@@ -27,26 +31,30 @@ void LaterRole::OnSent() {
         return;
     }
     m_link.SetDeadline(std::chrono::steady_clock::now() + kLongest);
-    SendBody();
+    OnWoken();
 }
 
-void LaterRole::SendBody() {
+void LaterRole::OnWoken() {
     if (m_done || m_link.Sending()) {
         return;
     }
-    std::optional<std::string> text;
+    std::optional<Reply> reply;
     {
-        const std::lock_guard lock(m_body->mutex);
-        text = m_body->text;
+        const std::lock_guard lock(m_box->mutex);
+        reply.swap(m_box->reply);
     }
-    if (!text) {
+    if (!reply) {
+        return;
+    }
+    if (m_head.empty()) {
+        m_link.EndWith(MakeReplyHead(*reply) + reply->body);
         return;
     }
     m_done = true;
-    if (text->empty()) {
+    if (reply->body.empty()) {
         m_link.Linger();
     } else {
-        m_link.Send(*text);
+        m_link.Send(reply->body);
     }
 }
 

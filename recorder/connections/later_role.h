@@ -1,5 +1,4 @@
-// Sends the head of a reply at once and its body when that is there: a camera may need its time, and clients
-// wait for a first line less long than for the rest.
+// Waits for a document that is made elsewhere, and sends it.
 #pragma once
 
 #include <memory>
@@ -14,26 +13,26 @@ namespace kvrecorder {
 
 class LaterRole : public Role {
 public:
-    LaterRole(Link& link, std::string head, const Reply& reply)
-        : m_link(link), m_head(std::move(head)), m_make(reply.make) {}
+    // A head is sent at once, and of what is found later the body alone. Without one all comes later.
+    LaterRole(Link& link, std::string head, Reply::Find find)
+        : m_link(link), m_head(std::move(head)), m_find(std::move(find)) {}
 
     void Begin() override;
     bool OutlivesPeer() const override { return true; }
     void OnSent() override;
-    void OnWoken() override { SendBody(); }
+    void OnWoken() override;
 
 private:
-    struct Body {
+    // Outlives the role where the document comes too late.
+    struct Box {
         std::mutex mutex;
-        std::optional<std::string> text;
+        std::optional<Reply> reply;
     };
-
-    void SendBody();
 
     Link& m_link;
     const std::string m_head;
-    const std::function<void(std::function<void(std::string)>)> m_make;
-    const std::shared_ptr<Body> m_body = std::make_shared<Body>();
+    const Reply::Find m_find;
+    const std::shared_ptr<Box> m_box = std::make_shared<Box>();
     bool m_done = false;
 };
 

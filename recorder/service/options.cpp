@@ -160,6 +160,10 @@ RecorderConfig MakeConfig(const Options& options, const RecorderConfig* before,
     if (before && told) {
         *told = KeepVanished(*before, config);
     }
+    return CompleteConfig(options, std::move(config));
+}
+
+RecorderConfig CompleteConfig(const Options& options, RecorderConfig config) {
     if (!options.listen.empty() || config.listen.empty()) {
         config.listen = options.listen.empty() ? kDefaultListen : options.listen;
     }

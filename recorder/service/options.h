@@ -61,5 +61,7 @@ ListenAddress ParseListen(const std::string& text);
 // `before` and lacks now is kept for once; `told` gets a line for each.
 RecorderConfig MakeConfig(const Options& options, const RecorderConfig* before = nullptr,
                           std::vector<std::string>* told = nullptr);
+// The same for a file that has been read.
+RecorderConfig CompleteConfig(const Options& options, RecorderConfig config);
 
 }  // namespace kvrecorder

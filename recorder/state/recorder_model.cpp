@@ -142,6 +142,7 @@ std::string RecorderModel::ChangeSource(const Snapshot& state, int number, Chann
     }
     m_streamLost.reset(static_cast<std::size_t>(number));
     m_signalLost.reset(static_cast<std::size_t>(number));
+    channel.trouble.clear();
     if (m_recordings) {
         m_recordings->Follow(number);
     }
@@ -325,15 +326,18 @@ void RecorderModel::OnMedia(int channel, MediaEvent event, bool on) {
     if (motion) {
         SetFlag(channel, wire::kMotion, on);
     } else {
-        SetLoss(channel, false, on);
+        SetLoss(channel, false, on, words);
     }
 }
 
-void RecorderModel::SetLoss(int channel, bool signal, bool on) {
+void RecorderModel::SetLoss(int channel, bool signal, bool on, const std::string& words) {
     PublishChannel(Change::Status, channel, [&](Snapshot&, Channel& found) -> std::string {
         const auto number = static_cast<std::size_t>(channel);
         (signal ? m_signalLost : m_streamLost).set(number, on);
         Mark(found.config.status, wire::kLoss, m_signalLost[number] || m_streamLost[number]);
+        if (!signal) {
+            found.trouble = on ? words : "";
+        }
         return "";
     });
 }
@@ -362,7 +366,7 @@ void RecorderModel::OnNews(int channel, int source, const CameraNews& news) {
         case CameraNews::Kind::SignalLost:
             tell(news.on ? EventLevel::Warning : EventLevel::Information,
                  news.on ? "the camera has lost its picture" : "the camera has its picture again");
-            SetLoss(channel, true, news.on);
+            SetLoss(channel, true, news.on, {});
             break;
         case CameraNews::Kind::Tampering:
             tell(news.on ? EventLevel::Warning : EventLevel::Information,

@@ -75,7 +75,7 @@ private:
     void OnMedia(int channel, MediaEvent event, bool on);
     void OnNews(int channel, int source, const CameraNews& news);
     // A picture is lost when the stream is or the camera says that its own is.
-    void SetLoss(int channel, bool signal, bool on);
+    void SetLoss(int channel, bool signal, bool on, const std::string& words);
     void OnRecordingEnded(const Recordings::Notice& notice);
     std::string ShowRecording(int channel, bool on);
     // The same for a channel that must exist; `edit` gets it with the state that it belongs to.

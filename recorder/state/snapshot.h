@@ -19,6 +19,7 @@ struct Channel {
     // Of a camera on the network; null: there is nothing beside its pictures.
     std::shared_ptr<CameraControl> control;
     int sourceNumber = 0;          // another one with each new source
+    std::string trouble;           // why no pictures come, in words
 };
 
 // Where clients find the cameras that are to be had directly.
