@@ -23,6 +23,7 @@
 #include "media/utf8.h"
 #include "onvif/onvif_control.h"
 #include "service/camera_finding.h"
+#include "service/camera_tests.h"
 #include "service/config_reader.h"
 #include "service/control_socket.h"
 #include "service/exposed_files.h"
@@ -127,7 +128,7 @@ int Serve(const Options& options) {
     service.onStop = [&] { loop.stop(); };
     service.onRefusals = Tell;
     const auto keeper = std::make_shared<ConfigKeeper>(options, config, files, *model, Tell);
-    service.api = ApiSetup{KV_VERSION, keeper, {}};
+    service.api = ApiSetup{KV_VERSION, keeper, MakeCameraTools()};
     RecorderService recorder(model, service);
     // Ends before the service whose clients it tells of changes, and is there before anybody is told of it.
     ConfigReader reader(*keeper, Tell);

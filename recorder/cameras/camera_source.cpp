@@ -32,7 +32,7 @@ bool Same(const StreamDescription& a, const StreamDescription& b) {
 // Null for a camera whose addresses are told.
 std::function<std::string(const std::function<bool()>&)> Finder(const NetworkCamera& camera, int stream,
                                                                 const StreamFinder& finder) {
-    if (camera.onvif.empty()) {
+    if (!IsDeviceUrl(camera.url)) {
         return nullptr;
     }
     if (!finder) {
@@ -50,7 +50,7 @@ public:
     CameraSource(const NetworkCamera& camera, const CameraTiming& timing, std::function<void()> wake,
                  const std::shared_ptr<CameraThreads>& threads, const StreamFinder& finder)
         : m_main({camera, camera.url, timing, wake, Finder(camera, 0, finder)}, threads) {
-        if (!camera.onvif.empty()) {
+        if (IsDeviceUrl(camera.url)) {
             m_sub = std::make_unique<CameraSession>(
                 CameraSession::Setup{camera, camera.url, timing, std::move(wake), Finder(camera, 1, finder)},
                 threads);

@@ -4,15 +4,13 @@
 #include <array>
 #include <cctype>
 #include <charconv>
-#include <span>
 #include <stdexcept>
 
 namespace kvrecorder {
 namespace {
 
 constexpr std::size_t kLongest = 1024;
-constexpr std::array<std::string_view, 5> kSchemes = {"rtsp", "rtsps", "http", "https", "onvif"};
-constexpr std::array<std::string_view, 3> kDeviceSchemes = {"http", "https", "onvif"};
+constexpr std::array<std::string_view, 6> kSchemes = {"rtsp", "rtsps", "http", "https", "onvif", "onvifs"};
 constexpr std::string_view kMark = "://";
 
 [[noreturn]] void Fail(const std::string& what) {
@@ -100,14 +98,17 @@ CameraUrl ReadDevice(std::string_view text) {
     return taken;
 }
 
-bool HasScheme(std::string_view text, std::span<const std::string_view> schemes) {
-    const std::size_t mark = text.find(kMark);
-    return mark != std::string_view::npos &&
-           std::find(schemes.begin(), schemes.end(), text.substr(0, mark)) != schemes.end();
-}
+}  // namespace
 
-CameraUrl ReadUrl(std::string_view text) {
+CameraUrl ReadCameraUrl(std::string_view text) {
+    if (text.starts_with(kUsbScheme)) {
+        return ReadDevice(text);
+    }
     const std::size_t mark = text.find(kMark);
+    if (mark == std::string_view::npos ||
+        std::find(kSchemes.begin(), kSchemes.end(), text.substr(0, mark)) == kSchemes.end()) {
+        Fail("it begins with rtsp://, rtsps://, http://, https://, onvif://, onvifs:// or usb:/dev/");
+    }
     if (text.size() > kLongest) {
         Fail("it is longer than " + std::to_string(kLongest) + " characters");
     }
@@ -149,27 +150,8 @@ CameraUrl ReadUrl(std::string_view text) {
     return taken;
 }
 
-}  // namespace
-
-CameraUrl ReadCameraUrl(std::string_view text) {
-    if (text.starts_with(kUsbScheme)) {
-        return ReadDevice(text);
-    }
-    if (!HasScheme(text, kSchemes)) {
-        Fail("it begins with rtsp://, rtsps://, http://, https://, onvif:// or usb:/dev/");
-    }
-    return ReadUrl(text);
-}
-
-CameraUrl ReadDeviceUrl(std::string_view text) {
-    if (!HasScheme(text, kDeviceSchemes)) {
-        Fail("it begins with http://, https:// or onvif://");
-    }
-    return ReadUrl(text);
-}
-
 bool IsDeviceUrl(std::string_view url) {
-    return url.starts_with("onvif://");
+    return url.starts_with("onvif://") || url.starts_with("onvifs://");
 }
 
 Secret JoinLogin(std::string_view url, std::string_view user, std::string_view password) {

@@ -22,9 +22,7 @@ struct CameraUrl {
 
 // Throws std::runtime_error with words for the user, which repeat nothing of a login.
 CameraUrl ReadCameraUrl(std::string_view text);
-// That of a camera's device service, http://, https:// or onvif://.
-CameraUrl ReadDeviceUrl(std::string_view text);
-// The camera is to be asked for the addresses of its pictures.
+// The address is that of a camera's device service, which is to be asked for those of its pictures.
 bool IsDeviceUrl(std::string_view url);
 
 // The address with the login in it, as libraries want it.

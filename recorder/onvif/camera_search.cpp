@@ -149,18 +149,18 @@ std::string ScopeOf(const std::vector<std::string>& scopes, std::string_view key
     return "";
 }
 
-// The address that it answered from, with port and path of one that it tells: of the same host if there is
-// one.
+// The camera at the address that it answered from, with port and path of one that it tells: of the same host
+// if there is one. "" when it tells none.
 std::string ChooseAddress(const std::vector<std::string>& told, const std::string& sender) {
     std::string chosen;
     for (const std::string& address : told) {
         try {
             const std::string good = DeviceAddress(address);
             if (HostOf(good) == sender) {
-                return good;
+                return CameraUrlOf(good);
             }
             if (chosen.empty()) {
-                chosen = WithHost(good, sender);
+                chosen = CameraUrlOf(WithHost(good, sender));
             }
         } catch (const CameraError&) {
             // Another of them may be one.
@@ -171,7 +171,7 @@ std::string ChooseAddress(const std::vector<std::string>& told, const std::strin
 
 void AskDetails(FoundCamera& camera, const SearchSetup& setup, Clock::time_point until) {
     NetworkCamera login;
-    login.onvif = camera.address;
+    login.url = camera.url;
     login.user = setup.user;
     login.password = setup.password;
     OnvifDevice device(login, [&] { return Clock::now() >= until || (setup.ended && setup.ended()); });
@@ -229,19 +229,19 @@ void AddFound(std::string_view datagram, const std::string& sender, std::vector<
         const SoapDocument document(datagram);
         for (const ProbeMatch& match : ReadProbeMatches(document.Body())) {
             FoundCamera camera;
-            camera.address = ChooseAddress(match.addresses, sender);
-            if (camera.address.empty() || found.size() >= kMostFound) {
+            camera.url = ChooseAddress(match.addresses, sender);
+            if (camera.url.empty() || found.size() >= kMostFound) {
                 continue;
             }
             const bool known =
                 std::any_of(found.begin(), found.end(),
-                            [&](const FoundCamera& other) { return other.address == camera.address; }) ||
+                            [&](const FoundCamera& other) { return other.url == camera.url; }) ||
                 (!match.endpoint.empty() &&
                  std::find(endpoints.begin(), endpoints.end(), match.endpoint) != endpoints.end());
             if (known) {
                 continue;
             }
-            camera.host = HostOf(camera.address);
+            camera.host = HostOf(camera.url);
             camera.maker = ScopeOf(match.scopes, "/manufacturer/");
             camera.model = ScopeOf(match.scopes, "/hardware/");
             camera.name = ScopeOf(match.scopes, "/name/");
@@ -295,7 +295,7 @@ std::vector<FoundCamera> SearchCameras(const SearchSetup& setup) {
     }
     AskAllDetails(found, setup);
     std::sort(found.begin(), found.end(),
-              [](const FoundCamera& a, const FoundCamera& b) { return a.address < b.address; });
+              [](const FoundCamera& a, const FoundCamera& b) { return a.url < b.url; });
     return found;
 }
 

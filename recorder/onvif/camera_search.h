@@ -13,7 +13,7 @@
 namespace kvrecorder {
 
 struct FoundCamera {
-    std::string address;  // of its device service
+    std::string url;  // onvif://host, as configurations take it
     std::string host;
     std::string maker;  // these three as far as they are told
     std::string model;

@@ -55,7 +55,7 @@ private:
 std::string DeviceAddress(const std::string& given) {
     Address address(given);
     if (address.Is("onvif")) {
-        address.Set(CURLUPART_SCHEME, "http");
+        address.Set(CURLUPART_SCHEME, address.Get(CURLUPART_SCHEME) == "onvifs" ? "https" : "http");
         if (address.Get(CURLUPART_PATH) == "/") {
             address.Set(CURLUPART_PATH, kDevicePath);
         }
@@ -64,6 +64,16 @@ std::string DeviceAddress(const std::string& given) {
         throw CameraError("the address of a camera's device service begins with http:// or https://");
     }
     return address.Get(CURLUPART_URL);
+}
+
+std::string CameraUrlOf(const std::string& device) {
+    Address address(device);
+    address.Set(CURLUPART_SCHEME, address.Get(CURLUPART_SCHEME) == "https" ? "onvifs" : "onvif");
+    std::string url = address.Get(CURLUPART_URL);
+    if (url.ends_with(kDevicePath)) {
+        url.resize(url.size() - std::string_view(kDevicePath).size());
+    }
+    return url;
 }
 
 std::string ServiceAddress(const std::string& told, const std::string& reached) {

@@ -5,9 +5,11 @@
 
 namespace kvrecorder {
 
-// "http://host[:port]/onvif/device_service" of what a user gave: that, or onvif://host[:port] with or without
-// a path. Throws CameraError.
+// "http://host[:port]/onvif/device_service" of a camera's url, onvif://host[:port] with or without a path, or
+// of itself; https:// of onvifs://. Throws CameraError.
 std::string DeviceAddress(const std::string& given);
+// The url of the camera whose device service is there.
+std::string CameraUrlOf(const std::string& device);
 
 // A told address with the host that the camera was reached at, since a camera behind a router tells its own.
 // Where its host is another one, the port of services changes with it; pictures keep their own. Throws

@@ -73,7 +73,7 @@ std::vector<OnvifProfile> ChooseProfiles(const std::vector<OnvifProfile>& all, c
 
 OnvifDevice::OnvifDevice(const NetworkCamera& camera, std::function<bool()> ended)
     : m_camera(camera),
-      m_address(DeviceAddress(camera.onvif)),
+      m_address(DeviceAddress(camera.url)),
       m_client(camera.user, camera.password, std::move(ended)) {}
 
 // True if a login of before may be good now.

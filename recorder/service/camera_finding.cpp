@@ -83,7 +83,7 @@ SearchSetup SetupOf(const Options& options) {
 std::string ListFound(std::span<const FoundCamera> found) {
     std::vector<Row> rows = {{"MAKER", "MODEL", "NAME", "ADDRESS"}};
     for (const FoundCamera& camera : found) {
-        rows.push_back({OrDash(camera.maker), OrDash(camera.model), OrDash(camera.name), camera.address});
+        rows.push_back({OrDash(camera.maker), OrDash(camera.model), OrDash(camera.name), camera.url});
     }
     std::array<std::size_t, kColumns> widths{};
     for (const Row& row : rows) {
@@ -125,7 +125,7 @@ std::string MakeFoundConfig(std::span<const FoundCamera> found, const std::strin
         if (const std::string kind = PrintableUtf8(camera.maker + " " + camera.model, 128); kind != " ") {
             text += "# " + kind + "\n";
         }
-        text += "source = { onvif = " + Quoted(camera.address);
+        text += "source = { url = " + Quoted(camera.url);
         if (!cameraUser.empty()) {
             text += ", user = " + Quoted(cameraUser);
             if (!passwordFile.empty()) {

@@ -48,7 +48,6 @@ std::vector<ChannelConfig> CameraChannels(const Options& options) {
         channel.audio = true;
         NetworkCamera& network = channel.source.network;
         network.url = camera.url;
-        network.onvif = IsDeviceUrl(camera.url) ? camera.url : "";
         network.user = camera.user;
         network.password = camera.password;
         network.overUdp = options.camerasOverUdp;

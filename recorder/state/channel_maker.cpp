@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "cameras/camera_url.h"
+
 namespace kvrecorder {
 namespace {
 
@@ -45,7 +47,7 @@ bool SameSource(const ChannelConfig& a, const ChannelConfig& b) {
 
 std::shared_ptr<CameraControl> ChannelMaker::MakeControl(int number, int source,
                                                          const ChannelConfig& config) const {
-    if (!m_controls || config.source.network.onvif.empty()) {
+    if (!m_controls || !IsDeviceUrl(config.source.network.url)) {
         return nullptr;
     }
     return m_controls(config.source.network, [news = m_news, number, source](const CameraNews& told) {

@@ -84,14 +84,13 @@ void ReadSound(TableReader& reader, SoundConfig& sound) {
 constexpr std::array<std::pair<std::string_view, bool>, 2> kTransports = {{{"tcp", false}, {"udp", true}}};
 
 // An address that may hold a login, which is taken out of it.
-CameraUrl ReadAddress(TableReader& reader, const char* key,
-                      CameraUrl (*read)(std::string_view) = ReadCameraUrl) {
+CameraUrl ReadAddress(TableReader& reader, const char* key) {
     std::string text;
     reader.Text(key, text, 1024);
     CameraUrl taken;
     if (!text.empty()) {
         try {
-            taken = read(text);
+            taken = ReadCameraUrl(text);
         } catch (const std::runtime_error& failure) {
             Wipe(text);
             reader.Fail(key, failure.what());
@@ -103,13 +102,7 @@ CameraUrl ReadAddress(TableReader& reader, const char* key,
 
 void ReadSource(TableReader& reader, NetworkCamera& camera, std::vector<std::string>& secretFiles) {
     CameraUrl main = ReadAddress(reader, "url");
-    CameraUrl device = ReadAddress(reader, "onvif", ReadDeviceUrl);
-    if (!main.url.empty() && !device.url.empty()) {
-        reader.Fail("onvif", "a source has an url or the address of a device service, not both");
-    }
-    if (!device.url.empty() || IsDeviceUrl(main.url)) {
-        main = device.url.empty() ? main : device;
-        camera.onvif = main.url;
+    if (IsDeviceUrl(main.url)) {
         if (reader.Find("sub_url")) {
             reader.Fail("sub_url",
                         "a camera of ONVIF tells the addresses of its streams; sub_profile chooses one");

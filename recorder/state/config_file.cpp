@@ -188,7 +188,7 @@ void WipePasswords(toml::table& table) {
     if (toml::array* const channels = table["channels"].as_array()) {
         channels->for_each([](toml::table& channel) {
             if (toml::table* const source = channel["source"].as_table()) {
-                for (const char* const key : {"password", "url", "sub_url", "onvif"}) {
+                for (const char* const key : {"password", "url", "sub_url"}) {
                     WipeText(*source, key);
                 }
             }

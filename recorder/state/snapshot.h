@@ -18,8 +18,8 @@ struct Channel {
     std::shared_ptr<PtzUnit> ptz;  // of a generated scene; null: it cannot be steered
     // Of a camera on the network; null: there is nothing beside its pictures.
     std::shared_ptr<CameraControl> control;
-    int sourceNumber = 0;          // another one with each new source
-    std::string trouble;           // why no pictures come, in words
+    int sourceNumber = 0;  // another one with each new source
+    std::string trouble;   // why no pictures come, in words
 };
 
 // Where clients find the cameras that are to be had directly.

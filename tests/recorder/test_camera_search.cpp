@@ -41,16 +41,16 @@ TEST(CameraSearch, EachCameraIsFoundOnceWithWhatItTells) {
     setup.time = milliseconds(600);
     auto found = SearchCameras(setup);
     ASSERT_EQ(found.size(), 2u);
-    if (found[0].address != locked.Address()) {
+    if (found[0].url != locked.Url()) {
         std::swap(found[0], found[1]);
     }
-    EXPECT_EQ(found[0].address, locked.Address());
+    EXPECT_EQ(found[0].url, locked.Url());
     EXPECT_EQ(found[0].host, "127.0.0.1");
     EXPECT_EQ(found[0].maker, "Acme??");
     EXPECT_EQ(found[0].model, "Dome X7");
     EXPECT_EQ(found[0].name, "Gate/North");
     EXPECT_THAT(found[0].streamUrls, testing::IsEmpty()) << "it tells those to nobody it does not know";
-    EXPECT_EQ(found[1].address, talks.Address());
+    EXPECT_EQ(found[1].url, talks.Url());
     EXPECT_EQ(found[1].model, "PTZ-1");
     EXPECT_THAT(found[1].streamUrls,
                 testing::ElementsAre("rtsp://127.0.0.1:1/main", "rtsp://127.0.0.1:1/sub"));
@@ -71,7 +71,7 @@ TEST(CameraSearch, TheProgramListsCamerasAndWritesAConfigurationThatServesThem) 
     const Outcome outcome = Program(write).Wait();
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
     EXPECT_EQ(outcome.output.substr(0, outcome.output.find("written")),
-              "MAKER  MODEL  NAME        ADDRESS\nAcme   PTZ-1  Gate/North  " + device.Address() + "\n");
+              "MAKER  MODEL  NAME        ADDRESS\nAcme   PTZ-1  Gate/North  " + device.Url() + "\n");
     struct stat status {};
     ASSERT_EQ(::stat(file.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777, 0600u);

@@ -28,7 +28,7 @@ OnvifTiming Quick() {
 
 NetworkCamera CameraOf(const OnvifDevice& device, const char* password = "sesame") {
     NetworkCamera camera;
-    camera.url = camera.onvif = device.Address();
+    camera.url = device.Url();
     camera.user = "guard";
     camera.password = password;
     camera.linger = std::chrono::seconds(0);

@@ -98,6 +98,10 @@ std::string OnvifDevice::Address() const {
     return "http://127.0.0.1:" + std::to_string(m_server->Port()) + "/onvif/device_service";
 }
 
+std::string OnvifDevice::Url() const {
+    return "onvif://127.0.0.1:" + std::to_string(m_server->Port());
+}
+
 std::string OnvifDevice::Place(const std::string& path) const {
     return (m_setup.elsewhere ? "http://192.168.77.7"
                               : "http://127.0.0.1:" + std::to_string(m_server->Port())) +

@@ -40,7 +40,8 @@ public:
     ~OnvifDevice();
     OnvifDevice(const OnvifDevice&) = delete;
 
-    std::string Address() const;
+    std::string Address() const;  // of its device service
+    std::string Url() const;      // as users write it
     std::uint16_t Port() const { return m_server->Port(); }
     OnvifHead& Head() { return m_head; }
 
