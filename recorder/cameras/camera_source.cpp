@@ -105,6 +105,7 @@ public:
         }
     }
 
+    int MotionStream() const override { return static_cast<int>(m_sub ? kSmall : kMain); }
     std::string Trouble() const override { return m_trouble; }
 
 private:

@@ -88,7 +88,8 @@ std::string CheckPlace(std::string_view place) {
 CameraUrl ReadDevice(std::string_view text) {
     const std::string_view path = text.substr(kUsbScheme.size());
     constexpr std::string_view kFolder = "/dev/v";
-    if (!path.starts_with(kFolder) || path.find("..") != std::string_view::npos || path.size() > kLongest ||
+    if (!path.starts_with(kFolder) || path.ends_with('/') || path.find("..") != std::string_view::npos ||
+        path.size() > kLongest ||
         std::any_of(path.begin(), path.end(), [](char c) { return static_cast<unsigned char>(c) <= ' '; })) {
         Fail("a device such as /dev/video0 is wanted behind usb:");
     }

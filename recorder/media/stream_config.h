@@ -50,6 +50,23 @@ struct NetworkCamera {
     }
 };
 
+// A part of the picture, in percent of its sides.
+struct MotionZone {
+    int left = 0;
+    int top = 0;
+    int width = 100;
+    int height = 100;
+
+    bool operator==(const MotionZone&) const = default;
+};
+
+struct MotionSetup {
+    int sensitivity = 50;           // 1 to 100
+    std::vector<MotionZone> zones;  // what is looked at; none: all of the picture
+
+    bool operator==(const MotionSetup&) const = default;
+};
+
 // Where a channel's pictures come from: a generated scene, a camera, or a file that is looped and passed on
 // without re-encoding when its codec is one of the protocol's (H.264, MPEG-4 part 2, MJPEG); else its
 // pictures are decoded and encoded anew.
@@ -64,8 +81,9 @@ struct SourceConfig {
     std::vector<StreamConfig> streams;
     // What steers the view of a generated scene; null: it stays at home.
     std::shared_ptr<PtzCamera> camera;
-    // A generated scene is looked at all the time, cheaply, and what moves in it is told.
+    // The channel is looked at all the time, cheaply, and what moves in it is told.
     bool watchMotion = false;
+    MotionSetup motion;
 };
 
 struct StreamDescription {

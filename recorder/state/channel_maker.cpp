@@ -14,7 +14,7 @@ bool SameSource(const SourceConfig& a, const SourceConfig& b) {
                x.gop == y.gop;
     };
     return a.file == b.file && a.network == b.network && a.scene == b.scene &&
-           a.watchMotion == b.watchMotion &&
+           a.watchMotion == b.watchMotion && a.motion == b.motion &&
            std::equal(a.streams.begin(), a.streams.end(), b.streams.begin(), b.streams.end(), same);
 }
 

@@ -80,7 +80,8 @@ TEST(CameraConfig, IsReadAndChecked) {
     EXPECT_EQ(source.network.linger, seconds(3));
     for (const char* wrong :
          {"source={}", "source={url=\"ftp://sesame\"}", "source={url=\"rtsp://cam/\", transport=\"x\"}",
-          "scene=\"road\"\nsource={url=\"rtsp://cam/\"}", "watch_motion=true\nsource={url=\"rtsp://cam/\"}",
+          "scene=\"road\"\nsource={url=\"rtsp://cam/\"}",
+          "motion={sensitivity=0}\nsource={url=\"rtsp://cam/\"}", "motion={zones=[{left=50, width=51}]}",
           "source={url=\"rtsp://cam/\"}\nptz={steerable=true}",
           "source={url=\"rtsp://cam/\"}\nstreams=[{}]"}) {
         try {
