@@ -29,6 +29,7 @@ NetworkCamera CameraOf(const OnvifDevice& device) {
 TEST(OddCameras, TellTheirStreamsAllTheSameOrAreRefusedInWords) {
     OnvifDeviceSetup setup;
     setup.clockAhead = std::chrono::seconds(30);  // a login holds without the clock
+    setup.snapshot = "http://192.168.77.7:81/snap.jpg?size=1";
     OnvifDevice device(setup);
     std::string deep = "<Envelope><Body>";
     for (int i = 0; i < 20'000; ++i) {
@@ -55,6 +56,8 @@ TEST(OddCameras, TellTheirStreamsAllTheSameOrAreRefusedInWords) {
         {"GetStreamUri", 200, ReadOdd("uri_other_scheme"),
          "the camera tells pictures at an address that is none of RTSP"},
         {"GetStreamUri", 200, ReadOdd("uri_entities"), "rtsp://127.0.0.1/&a;&b;"},
+        {"GetStreamUri", 400, ReadOdd("fault_soap11"),
+         "http://127.0.0.1:" + std::to_string(device.Port()) + "/snap.jpg?size=1"},
         {"GetStreamUri", 200, ReadOdd("profiles_none"), "the camera tells an address that is none"},
     };
     const StreamFinder find = CreateOnvifStreamFinder();
