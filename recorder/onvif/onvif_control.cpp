@@ -191,7 +191,9 @@ void Steered::Greet(OnvifDevice& device) {
     }
     try {
         const OnvifInformation told = device.Information();
-        m_tell({CameraNews::Kind::Word, false, told.maker + " " + told.model + " answers to ONVIF"});
+        if (!told.maker.empty() || !told.model.empty()) {
+            m_tell({CameraNews::Kind::Word, false, told.maker + " " + told.model + " answers to ONVIF"});
+        }
     } catch (const SoapFault&) {
         // It keeps that to itself.
     }

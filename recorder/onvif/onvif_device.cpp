@@ -169,15 +169,29 @@ std::vector<OnvifProfile> OnvifDevice::Profiles() {
     return ChooseProfiles(ReadAllProfiles(), m_camera);
 }
 
-std::string OnvifDevice::StreamUrl(const OnvifProfile& profile) {
+// What stands before the profile's token differs between the two services.
+std::string OnvifDevice::AskUri(const OnvifProfile& profile, const std::string& name,
+                                const std::string& later, const std::string& former) {
     const std::string token = "<ProfileToken>" + EscapeXml(profile.token) + "</ProfileToken>";
-    const auto document =
-        m_later ? Ask(m_services.media2, kMedia2Space, "GetStreamUri", "<Protocol>RTSP</Protocol>" + token)
-                : Ask(m_services.media, kMediaSpace, "GetStreamUri",
-                      "<StreamSetup><tt:Stream>RTP-Unicast</tt:Stream><tt:Transport><tt:Protocol>RTSP"
-                      "</tt:Protocol></tt:Transport></StreamSetup>" +
-                          token);
-    return StreamAddress(ReadUri(document->Body()), m_address);
+    const auto document = m_later ? Ask(m_services.media2, kMedia2Space, name, later + token)
+                                  : Ask(m_services.media, kMediaSpace, name, former + token);
+    return ReadUri(document->Body());
+}
+
+std::string OnvifDevice::StreamUrl(const OnvifProfile& profile) {
+    try {
+        return StreamAddress(
+            AskUri(profile, "GetStreamUri", "<Protocol>RTSP</Protocol>",
+                   "<StreamSetup><tt:Stream>RTP-Unicast</tt:Stream><tt:Transport><tt:Protocol>"
+                   "RTSP</tt:Protocol></tt:Transport></StreamSetup>"),
+            m_address);
+    } catch (const SoapFault&) {
+        try {
+            return ServiceAddress(AskUri(profile, "GetSnapshotUri", "", ""), m_address);
+        } catch (const CameraError&) {
+        }
+        throw;
+    }
 }
 
 }  // namespace kvrecorder

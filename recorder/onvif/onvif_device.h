@@ -24,7 +24,8 @@ public:
     // Those with pictures of the source that is chosen by the configuration or, without a word there, of the
     // first profile; the large one first, then the small one, if there is one.
     std::vector<OnvifProfile> Profiles();
-    // Where its pictures are: an address of RTSP, at the host that the camera was reached at.
+    // Where its pictures are, at the host that the camera was reached at: an address of RTSP, or for a
+    // profile that has none that of its single picture, of HTTP.
     std::string StreamUrl(const OnvifProfile& profile);
 
     // A request to a service by its name in the service's namespace, with what stands inside.
@@ -36,6 +37,8 @@ public:
 
 private:
     bool ReadClock();
+    std::string AskUri(const OnvifProfile& profile, const std::string& name, const std::string& later,
+                       const std::string& former);
     std::vector<OnvifProfile> ReadAllProfiles();
 
     const NetworkCamera m_camera;

@@ -2,6 +2,7 @@
 // log and notifications.
 #include <gmock/gmock.h>
 
+#include <filesystem>
 #include <thread>
 
 #include "cameras/camera_source.h"
@@ -267,6 +268,48 @@ TEST_F(Onvif, EventsBecomeStatesLogAndNotifications) {
     service.reset();
     model.reset();
     EXPECT_TRUE(WaitUntil([&] { return device.Subscriptions() == 0; })) << "it takes its leave";
+}
+
+std::ptrdiff_t CountOf(const char* folder) {
+    const std::filesystem::directory_iterator entries(folder);
+    return std::distance(begin(entries), end(entries));
+}
+
+TEST(OnvifEnds, LeaveNeitherThreadsNorDescriptors) {
+    OnvifDeviceSetup setup;
+    setup.login = Login::Digest;
+    OnvifDevice device(setup);
+    ScriptedServer silent([](Peer& peer) { peer.Hold(); });
+    ScriptedServer liar([](Peer& peer) {
+        peer.ReadHead();
+        peer.Write("HTTP/1.1 200 OK\r\nContent-Length: 99999\r\n\r\n<Envelope><Body>");
+        peer.Reset();
+    });
+    NetworkCamera hangs = CameraOf(device);
+    hangs.onvif = "http://127.0.0.1:" + std::to_string(silent.Port()) + "/";
+    NetworkCamera lies = hangs;
+    lies.onvif = "onvif://127.0.0.1:" + std::to_string(liar.Port());
+    const auto threads = CountOf("/proc/self/task");
+    const auto files = CountOf("/proc/self/fd");
+    {
+        const CameraControlMaker make = CreateOnvifControlMaker(Quick());
+        std::atomic<int> answered = 0;
+        for (int i = 0; i < 60; ++i) {
+            const auto control = make(i % 3 == 0   ? CameraOf(device, i % 2 == 0 ? "sesame" : "wrong")
+                                      : i % 3 == 1 ? hangs
+                                                   : lies,
+                                      [](const CameraNews&) {});
+            PtzOrder order;
+            order.command = i % 2 == 0 ? 3 : 18;
+            control->Give(order, [&](const std::string&) { ++answered; });
+            std::this_thread::sleep_for(milliseconds(i % 7));
+        }
+        EXPECT_TRUE(WaitUntil([&] { return answered == 60; })) << answered;
+    }
+    EXPECT_TRUE(WaitUntil([&] {
+        return CountOf("/proc/self/task") <= threads && CountOf("/proc/self/fd") <= files;
+    })) << CountOf("/proc/self/task")
+        << " " << threads << " " << CountOf("/proc/self/fd") << " " << files;
 }
 
 // What has to do with pictures: real sessions.

@@ -316,6 +316,10 @@ std::string OnvifDevice::AnswerMedia(const std::string& name, const std::string&
         return "<trt:GetStreamUriResponse>" + (later ? uri : "<trt:MediaUri>" + uri + "</trt:MediaUri>") +
                "</trt:GetStreamUriResponse>";
     }
+    if (name == "GetSnapshotUri" && !m_setup.snapshot.empty()) {
+        return "<trt:GetSnapshotUriResponse><trt:MediaUri><tt:Uri>" + m_setup.snapshot +
+               "</tt:Uri></trt:MediaUri></trt:GetSnapshotUriResponse>";
+    }
     throw Refused{"ActionNotSupported", "not implemented"};
 }
 

@@ -28,6 +28,7 @@ struct OnvifDeviceSetup {
     std::vector<std::string> tracking;  // orders of its own
     std::string rtspMain = "rtsp://127.0.0.1:1/main";
     std::string rtspSub = "rtsp://127.0.0.1:1/sub";  // empty: it has one profile
+    std::string snapshot;                            // where a single picture is; empty: nowhere
     bool old = false;                                // knows no GetServices
     bool later = false;                     // has the later media service, and only that has profiles
     bool elsewhere = false;                 // tells addresses of another network
