@@ -14,8 +14,11 @@ inline void GiveCameras(FakeRecorder& recorder) {
          "address": "rtsp://192.168.100.21/h264", "codec": "", "width": 0, "height": 0, "watchers": 1},
         {"channel": 2, "name": "Hall", "kind": "scene", "state": "idle", "codec": "MJPEG", "width": 640, "height": 480},
         {"channel": 3, "name": "", "kind": "none", "state": "none"}]})"));
-    recorder.SetDocument("/api/v1/discovery", HttpReply(200, "OK", R"({"state": "done", "found": [
-        {"host": "192.168.100.30", "maker": "Maker", "model": "Dome 4", "name": "Porch", "streams": []}]})"));
+    recorder.On("/api/v1/discovery", [](Peer& peer) {
+        peer.Read(2);  // "{}"; else the close would take the answer away
+        peer.Write(HttpReply(200, "OK", R"({"state": "done", "found": [{"host": "192.168.100.30",
+            "maker": "Maker", "model": "Dome 4", "name": "Porch", "streams": []}]})"));
+    });
 }
 
 inline const char* const kCameraInfo =

@@ -84,6 +84,7 @@ void CameraEntryDialog::MakeFields(QFormLayout& form) {
     m_transport = new QComboBox(this);
     m_transport->addItems({Text(kStrTcp), Text(kStrUdp)});
     m_transport->setCurrentIndex(m_row.overUdp ? 1 : 0);
+    m_transport->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);  // as wide as the others
     const struct {
         QWidget* field;
         const char* name;

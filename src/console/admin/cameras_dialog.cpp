@@ -30,9 +30,11 @@ namespace {
 constexpr std::uint32_t kStrNumber = 6402;
 constexpr std::uint32_t kStrCancel = 6121;
 constexpr int kPollMs = 2000;
+constexpr int kWidestWindow = 940;
+constexpr int kWidestList = 680;  // that it insists on
 constexpr std::size_t kMostRows = 128;
 // Characters that each column has room for at the most; longer texts are in the row's tip.
-constexpr int kWidest[] = {6, 26, 34, 36, 22};
+constexpr int kWidest[] = {6, 26, 56, 36, 22};
 enum Column { kNumber, kName, kState, kAddress, kPicture };
 
 }  // namespace
@@ -74,6 +76,8 @@ CamerasDialog::CamerasDialog(ApiTarget target, const QJsonObject& info, QWidget*
     layout->setSpacing(12);
     layout->addLayout(middle, 1);
     layout->addLayout(last);
+    // All columns at once, where the screen is no small one.
+    resize(std::min(134 * fontMetrics().averageCharWidth(), kWidestWindow), sizeHint().height());
     if (!m_bCanChange) {
         Say(FillPattern(LoadString(kStrNotKept), {OutsideLine(info["why_not"].toString().toStdString())}));
     }
@@ -100,7 +104,8 @@ void CamerasDialog::MakeList() {
         {Text(kStrNumber), Text(kStrName), Text(kStrState), Text(kStrAddress), Text(kStrPicture)});
     m_list->setRootIsDecorated(false);
     m_list->setUniformRowHeights(true);
-    m_list->setMinimumSize(84 * fontMetrics().averageCharWidth(), 14 * fontMetrics().height());
+    m_list->setMinimumSize(std::min(84 * fontMetrics().averageCharWidth(), kWidestList),
+                           14 * fontMetrics().height());
     m_list->installEventFilter(this);
     m_hint = new EmptyHint(*m_list);
     connect(m_list, &QTreeWidget::itemSelectionChanged, this, &CamerasDialog::UpdateButtons);

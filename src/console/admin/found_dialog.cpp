@@ -23,6 +23,7 @@ namespace {
 
 constexpr int kPollMs = 500;
 constexpr int kMostFound = 256;
+constexpr int kWidestList = 640;  // that it insists on
 
 QString Line(const QJsonValue& value) {
     return QString::fromStdString(OutsideLine(value.toString().toStdString()));
@@ -46,7 +47,8 @@ FoundDialog::FoundDialog(ApiCaller& api, std::function<void(const CameraRow&, QW
     m_list->setAccessibleName(Text(kStrFoundTitle));
     m_list->setHeaderLabels({Text(kStrAddress), Text(kStrModel), Text(kStrName)});
     m_list->setRootIsDecorated(false);
-    m_list->setMinimumSize(70 * fontMetrics().averageCharWidth(), 9 * fontMetrics().height());
+    m_list->setMinimumSize(std::min(70 * fontMetrics().averageCharWidth(), kWidestList),
+                           9 * fontMetrics().height());
     connect(m_list, &QTreeWidget::itemActivated, this, [this] { AddSelected(); });
     connect(m_list, &QTreeWidget::itemSelectionChanged, this,
             [this] { m_addButton->setEnabled(Selected() >= 0); });
