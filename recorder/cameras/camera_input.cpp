@@ -3,11 +3,6 @@
 #include <algorithm>
 #include <iterator>
 
-#include "cameras/camera_url.h"
-#include "cameras/http_input.h"
-#include "cameras/rtsp_input.h"
-#include "cameras/usb_input.h"
-
 namespace kvrecorder {
 namespace {
 
@@ -40,17 +35,6 @@ const char* NameOf(kvrecorder::Codec codec) {
     const auto found = std::find_if(std::begin(kPassed), std::end(kPassed),
                                     [&](const Passed& passed) { return passed.codec == codec; });
     return found != std::end(kPassed) ? found->name : "another codec";
-}
-
-std::unique_ptr<CameraInput> OpenCameraInput(const NetworkCamera& camera, const std::string& url,
-                                             bool withSound, InputLimit& limit) {
-    if (url.starts_with("http://") || url.starts_with("https://")) {
-        return std::make_unique<HttpInput>(camera, url, limit);
-    }
-    if (url.starts_with(kUsbScheme)) {
-        return std::make_unique<UsbInput>(url, limit);
-    }
-    return std::make_unique<RtspInput>(camera, url, withSound, limit);
 }
 
 }  // namespace kvrecorder

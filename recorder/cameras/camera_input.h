@@ -4,7 +4,6 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -66,11 +65,6 @@ protected:
     CameraInput(const CameraInput&) = delete;
     CameraInput& operator=(const CameraInput&) = delete;
 };
-
-// Opens the stream of this address by what its scheme tells. Throws CameraError: the camera cannot be
-// reached, refuses, or has no pictures that can be passed on.
-std::unique_ptr<CameraInput> OpenCameraInput(const NetworkCamera& camera, const std::string& url,
-                                             bool withSound, InputLimit& limit);
 
 // The protocol's codec for one of the library's; nothing when it cannot be passed on.
 std::optional<kvrecorder::Codec> PassedCodec(AVCodecID id);

@@ -6,6 +6,7 @@
 #include "cameras/camera_input.h"
 #include "cameras/camera_sound.h"
 #include "cameras/camera_words.h"
+#include "cameras/open_camera.h"
 #include "cameras/picture_headers.h"
 #include "cameras/picture_joiner.h"
 #include "media/packet_decoder.h"

@@ -7,9 +7,9 @@
 #include <system_error>
 #include <utility>
 
-#include "cameras/camera_input.h"
 #include "cameras/camera_sound.h"
 #include "cameras/camera_words.h"
+#include "cameras/open_camera.h"
 #include "cameras/picture_headers.h"
 #include "cameras/picture_joiner.h"
 #include "cameras/picture_times.h"

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "cameras/camera_input.h"
 #include "media/cost_meter.h"
