@@ -26,7 +26,7 @@ void CameraAdmin::Update() {
         return;
     }
     const CKelvaraInfo* const first = m_recorders.GetServer(0);
-    if (m_api || first == nullptr || !first->IsConnected() || m_desk.IsClosing()) {
+    if (m_api || first == nullptr || !first->IsConnected() || !first->IsOwnRecorder() || m_desk.IsClosing()) {
         return;
     }
     m_api = std::make_unique<ApiCaller>(TargetOf(*first));
