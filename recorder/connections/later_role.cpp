@@ -11,7 +11,7 @@ constexpr std::chrono::seconds kLongest{20};
 }  // namespace
 
 void LaterRole::Begin() {
-    m_link.Send(m_head);
+    // Orders of clients that wait for each other's heads stay in their order.
     m_make([body = m_body, wake = m_link.Waker()](std::string text) {
         {
             const std::lock_guard lock(body->mutex);
@@ -19,6 +19,7 @@ void LaterRole::Begin() {
         }
         wake();
     });
+    m_link.Send(m_head);
 }
 
 void LaterRole::OnSent() {
