@@ -13,9 +13,7 @@ constexpr std::chrono::seconds kLongest{60};
 
 void LaterRole::Begin() {
     m_link.SetDeadline(std::chrono::steady_clock::now() + kLongest);
-    if (!m_head.empty()) {
-        m_link.Send(m_head);
-    }
+    // Before the head: orders of clients that wait for each other's heads stay in their order.
     m_find([box = m_box, wake = m_link.Waker()](Reply reply) {
         {
             const std::lock_guard lock(box->mutex);
@@ -23,6 +21,9 @@ void LaterRole::Begin() {
         }
         wake();
     });
+    if (!m_head.empty()) {
+        m_link.Send(m_head);
+    }
 }
 
 void LaterRole::OnSent() {

@@ -120,13 +120,21 @@ std::optional<std::chrono::seconds> ReadDuration(std::string_view text) {
     return std::chrono::seconds(static_cast<int>(std::clamp(seconds, 0.0, 1e6)));
 }
 
+// Nothing for years that the clocks of this machine cannot count.
+std::optional<std::chrono::system_clock::time_point> TimeOf(std::tm parts) {
+    const bool good = parts.tm_year >= 70 && parts.tm_year <= 300 && parts.tm_mon >= 0 && parts.tm_mon < 12 &&
+                      parts.tm_mday >= 0 && parts.tm_mday <= 31 && parts.tm_hour <= 24 &&
+                      parts.tm_min <= 60 && parts.tm_sec <= 61;
+    return good ? std::optional(std::chrono::system_clock::from_time_t(::timegm(&parts))) : std::nullopt;
+}
+
 std::optional<std::chrono::system_clock::time_point> ReadXmlTime(const std::string& text) {
     std::tm parts{};
     const char* const rest = ::strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &parts);
     if (!rest) {
         return std::nullopt;
     }
-    return std::chrono::system_clock::from_time_t(::timegm(&parts));
+    return TimeOf(parts);
 }
 
 // What a subscription is told to be by beside its address: repeated with the names that it stands on.
@@ -232,7 +240,7 @@ std::optional<std::chrono::system_clock::time_point> ReadClock(const SoapNode& b
     const auto year = PartOf(date, "Year");
     const auto month = PartOf(date, "Month");
     const auto day = PartOf(date, "Day");
-    if (!year || *year < 1970 || !month || !day) {
+    if (!year || !month || !day) {
         return std::nullopt;
     }
     std::tm parts{};
@@ -242,7 +250,7 @@ std::optional<std::chrono::system_clock::time_point> ReadClock(const SoapNode& b
     parts.tm_hour = PartOf(time, "Hour").value_or(0);
     parts.tm_min = PartOf(time, "Minute").value_or(0);
     parts.tm_sec = PartOf(time, "Second").value_or(0);
-    return std::chrono::system_clock::from_time_t(::timegm(&parts));
+    return TimeOf(parts);
 }
 
 OnvifServices ReadServices(const SoapNode& body) {
