@@ -21,6 +21,9 @@
 #include "cameras/camera_source.h"
 #include "media/media_hub.h"
 #include "media/utf8.h"
+#include "onvif/onvif_control.h"
+#include "service/camera_finding.h"
+#include "service/camera_tests.h"
 #include "service/config_reader.h"
 #include "service/control_socket.h"
 #include "service/exposed_files.h"
@@ -97,7 +100,9 @@ int Serve(const Options& options) {
     if (const std::string words = FitConnections(config, files); !words.empty()) {
         Tell(words);
     }
-    const auto model = std::make_shared<RecorderModel>(CreateMediaHub(nullptr, 0, CreateCameraSourceMaker()));
+    const auto model = std::make_shared<RecorderModel>(
+        CreateMediaHub(nullptr, 0, CreateCameraSourceMaker({}, CreateOnvifStreamFinder())),
+        CreateOnvifControlMaker());
     model->Begin(config);
     for (const std::string& line : TellExposed(config)) {
         Tell(line);
@@ -122,9 +127,11 @@ int Serve(const Options& options) {
     service.controlPath = options.controlPath;
     service.onStop = [&] { loop.stop(); };
     service.onRefusals = Tell;
+    const auto keeper = std::make_shared<ConfigKeeper>(options, config, files, *model, Tell);
+    service.api = ApiSetup{KV_VERSION, keeper, MakeCameraTools()};
     RecorderService recorder(model, service);
     // Ends before the service whose clients it tells of changes, and is there before anybody is told of it.
-    ConfigReader reader(options, config, files, *model, Tell);
+    ConfigReader reader(*keeper, Tell);
     recorder.Start();
     std::cout << "kvrecorder: listening on " << recorder.Endpoint() << std::endl;
     if (!options.madePassword.Empty()) {
@@ -167,6 +174,9 @@ int main(int argc, char** argv) {
         }
         if (!options.send.empty()) {
             return Send(options);
+        }
+        if (options.discover) {
+            return FindCameras(options, std::cout, AskPassword);
         }
         CompleteCameras(options, AskPassword);
         if (options.probe) {

@@ -1,6 +1,7 @@
 #include "answers/http_request.h"
 
 #include <algorithm>
+#include <array>
 
 #include "state/text.h"
 
@@ -8,6 +9,7 @@ namespace kvrecorder {
 namespace {
 
 constexpr std::size_t kMaxParameters = 32;
+constexpr std::array<std::string_view, 3> kApiMethods = {"POST", "PATCH", "DELETE"};
 
 bool EqualIgnoringCase(std::string_view a, std::string_view b) {
     const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
@@ -66,15 +68,19 @@ void ParseQuery(std::string_view query, HttpRequest& request) {
 bool ParseRequestLine(std::string_view line, HttpRequest& request) {
     const std::size_t first = line.find(' ');
     const std::size_t last = line.rfind(' ');
-    if (first == std::string_view::npos || last <= first || line.substr(0, first) != "GET" ||
-        !line.substr(last + 1).starts_with("HTTP/1.")) {
+    if (first == std::string_view::npos || last <= first || !line.substr(last + 1).starts_with("HTTP/1.")) {
         return false;
     }
     std::string_view target = Trim(line.substr(first, last - first));
     if (target.empty() || target[0] != '/') {
         return false;
     }
+    request.method = line.substr(0, first);
     request.path = TakeUntil(target, '?');
+    const bool known = std::find(kApiMethods.begin(), kApiMethods.end(), request.method) != kApiMethods.end();
+    if (request.method != "GET" && !(request.ForApi() && known)) {
+        return false;
+    }
     ParseQuery(target, request);
     return true;
 }
@@ -148,7 +154,14 @@ std::optional<HttpRequest> RequestHead::Parse() const {
             }
             continue;
         }
-        inAuthorization = EqualIgnoringCase(Trim(line.substr(0, colon)), "Authorization");
+        const std::string_view name = Trim(line.substr(0, colon));
+        const std::string_view value = Trim(line.substr(colon + 1));
+        if (EqualIgnoringCase(name, "Content-Type")) {
+            request.contentType = Trim(value.substr(0, value.find(';')));
+        } else if (EqualIgnoringCase(name, "Content-Length")) {
+            request.contentLength = value;
+        }
+        inAuthorization = EqualIgnoringCase(name, "Authorization");
         if (inAuthorization) {
             Wipe(authorization);
             AppendSecret(authorization, line.substr(colon + 1));

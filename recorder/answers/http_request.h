@@ -10,13 +10,20 @@
 
 namespace kvrecorder {
 
+// Below it stands what takes other requests than GET, and bodies.
+inline constexpr std::string_view kApiFolder = "/api/";
+
 struct HttpRequest {
+    std::string method;
     std::string path;  // without the query
     std::map<std::string, std::string, std::less<>> query;
     bool hasAuthorization = false;
     std::string user;
     Secret password;
+    std::string contentType;
+    std::string contentLength;  // as it came; empty: not told
 
+    bool ForApi() const { return path.starts_with(kApiFolder); }
     // A decimal number of the query; nothing if it is missing, no number or out of range.
     std::optional<int> Number(std::string_view name, int low, int high) const;
     std::string_view Text(std::string_view name) const;
@@ -38,6 +45,8 @@ public:
     State Feed(std::string_view bytes);
     // What came after a complete head; the limit of the head holds for both together.
     std::string_view Behind() const { return std::string_view(m_text).substr(m_scanned); }
+    // The bytes of a complete head.
+    std::size_t Size() const { return m_scanned; }
     // Of a complete head; nothing if it is no request that can be served.
     std::optional<HttpRequest> Parse() const;
 

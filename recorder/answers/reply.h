@@ -1,6 +1,7 @@
 // What a client gets for its request.
 #pragma once
 
+#include <functional>
 #include <string>
 
 namespace kvrecorder {
@@ -11,6 +12,7 @@ enum class ReplyKind {
     Notify,    // a line for each change
     Talk,      // takes the client's sound
     Silence,   // nothing, until the client gives up
+    Later,     // what `find` gets
 };
 
 struct Reply {
@@ -24,6 +26,12 @@ struct Reply {
     std::string who;     // who opened a notification connection
     int delayMs = 0;     // to wait before the reply
     bool brief = false;  // a header of two lines: clients count them
+    std::string allow;   // the methods that there are instead
+    // Has a later reply made elsewhere. `done` may be called on any thread, once or never.
+    using Find = std::function<void(std::function<void(Reply)> done)>;
+    Find find;
+    // The head goes out at once, as clients wait longer for the rest; of what is found the body is sent.
+    bool headFirst = false;
 };
 
 // A refusal with its standard words as body.

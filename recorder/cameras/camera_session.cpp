@@ -28,6 +28,9 @@ constexpr std::size_t kMostPictures = 600;
 constexpr std::size_t kMostBytes = 16 << 20;
 constexpr std::size_t kMostSounds = 100;
 
+// Between two pictures, where it is guessed when the next one comes.
+constexpr microseconds kLongestStep{250'000};
+
 // Since the program's begin, so that times stay small.
 microseconds Now() {
     static const Clock::time_point begin = Clock::now();
@@ -64,8 +67,10 @@ private:
     bool IsOver() const;  // under the lock
     void Watch();
     void AddPiece(const CameraInput& input, const CameraInput::Piece& piece, microseconds now);
+    std::string Find();
     void Pass(std::vector<PictureJoiner::Picture>& whole, microseconds now);
     void Push(PacketPtr packet);
+    std::optional<microseconds> LookAgain(bool any, microseconds now);
     void Fail(const std::string& trouble);
     void Pause();
     void Wake();
@@ -84,6 +89,8 @@ private:
     PictureTimes m_times;
     std::optional<Clock::time_point> m_firstPicture;  // of this session
     Clock::time_point m_lastPicture;
+    microseconds m_step{};   // from the picture before the last one to the last
+    bool m_expects = false;  // who takes looks by itself at the time when the next one ought to be whole
     std::deque<PacketPtr> m_pictures;
     std::size_t m_bytes = 0;
     bool m_waitKey = false;
@@ -91,6 +98,7 @@ private:
     PacketGroup m_group;
     std::vector<std::string> m_words;
     std::string m_trouble;
+    bool m_missing = false;
     StreamDescription m_description;
 
     // Never taken together with the other one.
@@ -159,9 +167,7 @@ CameraSession::Taken CameraSession::State::Take(bool withGroup) {
         std::vector<PictureJoiner::Picture> whole;
         m_assembly->joiner.Flush(now, whole);
         Pass(whole, now);
-        if (const auto due = m_assembly->joiner.Due()) {
-            taken.again = std::max(*due - now, microseconds(1'000));
-        }
+        taken.again = LookAgain(!m_pictures.empty(), now);
     }
     taken.pictures.assign(m_pictures.begin(), m_pictures.end());
     taken.sounds.assign(m_sounds.begin(), m_sounds.end());
@@ -173,8 +179,23 @@ CameraSession::Taken CameraSession::State::Take(bool withGroup) {
     }
     taken.words = std::exchange(m_words, {});
     taken.trouble = m_trouble;
+    taken.missing = m_missing;
     taken.description = m_description;
     return taken;
+}
+
+// Under the lock. A picture whose end is not seen is due some time after its last piece. Where ends are
+// mostly seen, a look after the next picture finds such a one, and nobody has to be told of each that begins.
+std::optional<microseconds> CameraSession::State::LookAgain(bool any, microseconds now) {
+    m_expects = false;
+    if (const auto due = m_assembly->joiner.Due()) {
+        return std::max(*due - now, microseconds(1'000));
+    }
+    if (!any || !m_assembly->joiner.KnowsEnds() || m_step > kLongestStep) {
+        return std::nullopt;
+    }
+    m_expects = true;
+    return m_step + m_assembly->joiner.Patience();
 }
 
 // The thread's work, until nobody wants the stream.
@@ -200,7 +221,25 @@ void CameraSession::State::Work() {
     }
 }
 
+// The address, asked for with each session: a camera may tell another one after its start.
+std::string CameraSession::State::Find() {
+    if (!m_setup.find) {
+        return m_setup.url;
+    }
+    std::string url = m_setup.find([this] {
+        const std::lock_guard lock(m_mutex);
+        return IsOver();
+    });
+    if (url.empty()) {
+        const std::lock_guard lock(m_mutex);
+        m_missing = true;
+        throw CameraError("the camera has no such stream");
+    }
+    return url;
+}
+
 void CameraSession::State::Watch() {
+    const std::string url = Find();
     InputLimit limit([this] {
         const std::lock_guard lock(m_mutex);
         return IsOver();
@@ -211,7 +250,7 @@ void CameraSession::State::Watch() {
         sound = m_sound;
     }
     limit.AllowUntil(Clock::now() + m_setup.timing.connect);
-    const auto input = OpenCameraInput(m_setup.camera, m_setup.url, sound, limit);
+    const auto input = OpenCameraInput(m_setup.camera, url, sound, limit);
     const auto sounds = input->Sound() ? CameraSound::Make(*input->Sound()) : nullptr;
     {
         const std::lock_guard lock(m_mutex);
@@ -266,7 +305,7 @@ void CameraSession::State::AddPiece(const CameraInput& input, const CameraInput:
         }
         Pass(whole, now);
         // Whoever takes has to know when the one that waits is due.
-        wake = !m_restUntil && (!whole.empty() || !waited);
+        wake = !m_restUntil && (!whole.empty() || (!waited && !m_expects));
     }
     if (wake) {
         Wake();
@@ -282,7 +321,8 @@ void CameraSession::State::Pass(std::vector<PictureJoiner::Picture>& whole, micr
         }
         const PictureHeaders::Seen seen = m_assembly->headers.Look(picture.bytes);
         const PictureTimes::Times times = m_times.Next(picture.stamp, now);
-        m_lastPicture = Clock::now();
+        const Clock::time_point came = Clock::now();
+        m_step = std::chrono::duration_cast<microseconds>(came - std::exchange(m_lastPicture, came));
         m_assembly->begun = m_assembly->begun || (seen.key && seen.width > 0);
         if (!m_assembly->begun) {
             continue;

@@ -29,13 +29,34 @@ bool Same(const StreamDescription& a, const StreamDescription& b) {
     return a.codec == b.codec && a.width == b.width && a.height == b.height;
 }
 
+// Null for a camera whose addresses are told.
+std::function<std::string(const std::function<bool()>&)> Finder(const NetworkCamera& camera, int stream,
+                                                                const StreamFinder& finder) {
+    if (!IsDeviceUrl(camera.url)) {
+        return nullptr;
+    }
+    if (!finder) {
+        throw std::runtime_error("cameras of ONVIF cannot be asked here");
+    }
+    return [camera, stream, finder](const std::function<bool()>& ended) {
+        return finder(camera, stream, ended);
+    };
+}
+
 // Stream 0 is the camera's main stream, stream 1 its sub stream or, if it has none, a small one made of the
 // main one.
 class CameraSource final : public PictureSource {
 public:
     CameraSource(const NetworkCamera& camera, const CameraTiming& timing, std::function<void()> wake,
-                 const std::shared_ptr<CameraThreads>& threads)
-        : m_main({camera, camera.url, timing, wake}, threads) {
+                 const std::shared_ptr<CameraThreads>& threads, const StreamFinder& finder)
+        : m_main({camera, camera.url, timing, wake, Finder(camera, 0, finder)}, threads) {
+        if (IsDeviceUrl(camera.url)) {
+            m_sub = std::make_unique<CameraSession>(
+                CameraSession::Setup{camera, camera.url, timing, std::move(wake), Finder(camera, 1, finder)},
+                threads);
+            m_streams[kSmall] = SmallPictures::Description();
+            return;
+        }
         ReadCameraUrl(camera.url);
         if (!camera.subUrl.empty()) {
             ReadCameraUrl(camera.subUrl);
@@ -49,7 +70,7 @@ public:
     std::vector<StreamDescription> Streams() const override { return {m_streams.begin(), m_streams.end()}; }
 
     MediaTime Run(const SourceRound& round, SourceOutput& output) override {
-        const bool made = !m_sub && round.wanted[kSmall];
+        const bool made = (!m_sub || m_noSub) && round.wanted[kSmall];
         m_trouble.clear();
         m_again = kIdle;
         if (round.wanted[kMain] || round.soundWanted || made) {
@@ -57,9 +78,14 @@ public:
         } else {
             RestMain();
         }
-        if (m_sub && round.wanted[kSmall]) {
+        if (m_sub && !m_noSub && round.wanted[kSmall]) {
             m_sub->Want(false);
             const auto taken = m_sub->Take(!std::exchange(m_subWanted, true));
+            if (taken.missing) {
+                m_noSub = true;
+                RestSub();
+                return round.now;
+            }
             Give(taken, kSmall, !taken.group.empty(), output);
         } else {
             RestSub();
@@ -160,6 +186,7 @@ private:
     std::unique_ptr<CameraSession> m_sub;
     bool m_mainWanted = false;
     bool m_subWanted = false;
+    bool m_noSub = false;  // the camera says that it has none
     std::unique_ptr<SmallPictures> m_small;
     std::array<StreamDescription, 2> m_streams;
     std::string m_trouble;
@@ -168,10 +195,10 @@ private:
 
 }  // namespace
 
-CameraSourceMaker CreateCameraSourceMaker(const CameraTiming& timing) {
-    return [timing, threads = std::make_shared<CameraThreads>()](const NetworkCamera& camera,
-                                                                 std::function<void()> wake) {
-        return std::make_unique<CameraSource>(camera, timing, std::move(wake), threads);
+CameraSourceMaker CreateCameraSourceMaker(const CameraTiming& timing, StreamFinder finder) {
+    return [timing, finder = std::move(finder), threads = std::make_shared<CameraThreads>()](
+               const NetworkCamera& camera, std::function<void()> wake) {
+        return std::make_unique<CameraSource>(camera, timing, std::move(wake), threads, finder);
     };
 }
 

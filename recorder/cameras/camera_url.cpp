@@ -10,7 +10,7 @@ namespace kvrecorder {
 namespace {
 
 constexpr std::size_t kLongest = 1024;
-constexpr std::array<std::string_view, 4> kSchemes = {"rtsp", "rtsps", "http", "https"};
+constexpr std::array<std::string_view, 6> kSchemes = {"rtsp", "rtsps", "http", "https", "onvif", "onvifs"};
 constexpr std::string_view kMark = "://";
 
 [[noreturn]] void Fail(const std::string& what) {
@@ -106,10 +106,9 @@ CameraUrl ReadCameraUrl(std::string_view text) {
         return ReadDevice(text);
     }
     const std::size_t mark = text.find(kMark);
-    const bool known = mark != std::string_view::npos &&
-                       std::find(kSchemes.begin(), kSchemes.end(), text.substr(0, mark)) != kSchemes.end();
-    if (!known) {
-        Fail("it begins with rtsp://, rtsps://, http://, https:// or usb:/dev/");
+    if (mark == std::string_view::npos ||
+        std::find(kSchemes.begin(), kSchemes.end(), text.substr(0, mark)) == kSchemes.end()) {
+        Fail("it begins with rtsp://, rtsps://, http://, https://, onvif://, onvifs:// or usb:/dev/");
     }
     if (text.size() > kLongest) {
         Fail("it is longer than " + std::to_string(kLongest) + " characters");
@@ -150,6 +149,10 @@ CameraUrl ReadCameraUrl(std::string_view text) {
     taken.host = CheckPlace(text.substr(place, end - place));
     taken.url = std::string(text.substr(0, begin)) + std::string(text.substr(place));
     return taken;
+}
+
+bool IsDeviceUrl(std::string_view url) {
+    return url.starts_with("onvif://") || url.starts_with("onvifs://");
 }
 
 Secret JoinLogin(std::string_view url, std::string_view user, std::string_view password) {

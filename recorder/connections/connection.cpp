@@ -9,6 +9,7 @@
 
 #include "connections/delay_role.h"
 #include "connections/document_role.h"
+#include "connections/later_role.h"
 #include "connections/notify_role.h"
 #include "connections/request_role.h"
 #include "connections/stream_role.h"
@@ -26,7 +27,7 @@ constexpr std::chrono::minutes kLongestSilence{10};
 Connection::Connection(asio::ip::tcp::socket socket, ConnectionHost host)
     : m_socket(std::move(socket)),
       m_host(host),
-      m_role(std::make_shared<RequestRole>(AsLink(), host.model, m_began + host.timing.head,
+      m_role(std::make_shared<RequestRole>(AsLink(), host.model, host.api, m_began + host.timing.head,
                                            [this](Reply reply, Login login, std::chrono::milliseconds delay) {
                                                OnAnswer(std::move(reply), std::move(login), delay);
                                            })),
@@ -124,6 +125,9 @@ void Connection::Serve(const Reply& reply, const Login& login) {
         case ReplyKind::Talk:
             Become(std::make_shared<TalkRole>(AsLink(), m_host.model, m_host.talks,
                                               TalkRole::Start{text, reply.channel, login, timing.talk}));
+            break;
+        case ReplyKind::Later:
+            Become(std::make_shared<LaterRole>(AsLink(), reply.headFirst ? text : std::string(), reply.find));
             break;
         case ReplyKind::Silence:
             Become(std::make_shared<WaitRole>(AsLink(), kLongestSilence));

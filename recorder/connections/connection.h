@@ -12,6 +12,7 @@
 #include <string>
 
 #include "answers/handlers.h"
+#include "api/recorder_api.h"
 #include "connections/connection_set.h"
 #include "connections/login.h"
 #include "connections/role.h"
@@ -36,6 +37,7 @@ struct ConnectionHost {
     ConnectionSet& set;
     SoundHub& sounds;
     TalkBook& talks;
+    RecorderApi* api;  // null: nothing can be changed here
     Timing timing;
 };
 

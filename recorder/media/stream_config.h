@@ -34,16 +34,19 @@ struct NetworkCamera {
     Secret password;
     std::string subUser;  // of the sub stream; empty: as above
     Secret subPassword;
+    // Of a camera of ONVIF, which tells the addresses of its streams itself.
+    std::string profile;     // of stream 0; empty: the one with the largest picture
+    std::string subProfile;  // of stream 1; empty: one with a small picture
     bool overUdp = false;
     // From picture to picture of a camera that gives them one by one.
     std::chrono::milliseconds interval{1000};
     std::chrono::seconds linger{10};  // how long it is kept when nobody watches
 
     bool operator==(const NetworkCamera& other) const {
-        return url == other.url && subUrl == other.subUrl && user == other.user &&
-               password == other.password.View() && subUser == other.subUser &&
-               subPassword == other.subPassword.View() && overUdp == other.overUdp &&
-               interval == other.interval && linger == other.linger;
+        return url == other.url && subUrl == other.subUrl && profile == other.profile &&
+               subProfile == other.subProfile && user == other.user && password == other.password.View() &&
+               subUser == other.subUser && subPassword == other.subPassword.View() &&
+               overUdp == other.overUdp && interval == other.interval && linger == other.linger;
     }
 };
 

@@ -16,7 +16,9 @@ namespace {
 constexpr std::size_t kLongest = 255;
 constexpr int kMadeCharacters = 12;
 
-// Without the ones that look alike.
+}  // namespace
+
+// Without characters that look alike.
 Secret MakePassword() {
     static constexpr std::string_view kCharacters = "abcdefghijkmnpqrstuvwxyz23456789";
     std::random_device source;
@@ -26,6 +28,8 @@ Secret MakePassword() {
     }
     return text;
 }
+
+namespace {
 
 // What is typed is not shown meanwhile.
 class QuietTerminal {

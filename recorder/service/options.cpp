@@ -83,7 +83,8 @@ Options ParseOptions(int argc, const char* const* argv, const std::string& versi
         ->needs(control);
     std::vector<std::string> cameras;
     app.add_option("--camera", cameras,
-                   "Serve this camera: rtsp://user@host/path, http://host/path, usb:/dev/video0; may be "
+                   "Serve this camera: rtsp://user@host/path, onvif://user@host, http://host/path, "
+                   "usb:/dev/video0; may be "
                    "given again for others")
         ->type_name("URL")
         ->allow_extra_args(false);
@@ -97,6 +98,19 @@ Options ParseOptions(int argc, const char* const* argv, const std::string& versi
                                          "Tell what this camera sends and what is wrong with it, and exit: "
                                          "with 0 if pictures come, else with 1")
                               ->type_name("URL");
+    CLI::Option* discover =
+        app.add_flag("--discover", options.discover, "List the cameras that answer on the network, and exit");
+    app.add_option("--discover-at", options.discoverAt,
+                   "Ask this address alone, as of a camera behind a router")
+        ->type_name("ADDRESS[:PORT]")
+        ->needs(discover);
+    app.add_option("--discover-user", options.discoverUser,
+                   "The cameras' user; the password as of --camera-password-file")
+        ->type_name("NAME")
+        ->needs(discover);
+    app.add_option("--write", options.writeFile, "With --discover: a new configuration that serves them")
+        ->type_name("FILE")
+        ->needs(discover);
     try {
         app.parse(argc, argv);
         if (!probed->empty()) {
@@ -145,6 +159,10 @@ RecorderConfig MakeConfig(const Options& options, const RecorderConfig* before,
     if (before && told) {
         *told = KeepVanished(*before, config);
     }
+    return CompleteConfig(options, std::move(config));
+}
+
+RecorderConfig CompleteConfig(const Options& options, RecorderConfig config) {
     if (!options.listen.empty() || config.listen.empty()) {
         config.listen = options.listen.empty() ? kDefaultListen : options.listen;
     }

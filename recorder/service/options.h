@@ -25,8 +25,12 @@ struct Options {
     std::string cameraPasswordFile;
     bool camerasOverUdp = false;
     std::optional<CameraUrl> probe;  // to be looked at, and that is all
-    Secret madePassword;             // of the user for cameras when no other was told
-    std::string exitText;            // of --help or --version: to be printed, and that is all
+    bool discover = false;
+    std::string discoverAt;    // who is asked; empty: all on the networks
+    std::string discoverUser;  // of the cameras that are found
+    std::string writeFile;     // gets a configuration for them; empty: none
+    Secret madePassword;       // of the user for cameras when no other was told
+    std::string exitText;      // of --help or --version: to be printed, and that is all
 };
 
 // Throws ConfigError with one line for the user.
@@ -34,6 +38,9 @@ Options ParseOptions(int argc, const char* const* argv, const std::string& versi
 
 // Asks the terminal for a line that is not shown. Throws ConfigError without one.
 Secret AskPassword(const std::string& prompt);
+
+// For a user who was not told.
+Secret MakePassword();
 
 // Completes the cameras' logins from the file or by `ask`, and makes up a password for who watches them if
 // nobody is told. Throws ConfigError.
@@ -54,5 +61,7 @@ ListenAddress ParseListen(const std::string& text);
 // `before` and lacks now is kept for once; `told` gets a line for each.
 RecorderConfig MakeConfig(const Options& options, const RecorderConfig* before = nullptr,
                           std::vector<std::string>* told = nullptr);
+// The same for a file that has been read.
+RecorderConfig CompleteConfig(const Options& options, RecorderConfig config);
 
 }  // namespace kvrecorder

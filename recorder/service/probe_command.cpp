@@ -4,8 +4,8 @@
 #include <ostream>
 #include <sstream>
 
-#include "cameras/camera_probe.h"
 #include "media/utf8.h"
+#include "service/camera_tests.h"
 
 namespace kvrecorder {
 namespace {
@@ -38,7 +38,7 @@ bool ProbeForTerminal(const Options& options, std::ostream& out, std::ostream& e
     camera.user = url.user;
     camera.password = url.password;
     camera.overUdp = options.camerasOverUdp;
-    const CameraReport report = ProbeCamera(camera, kLongest, [] { return false; });
+    const CameraReport report = ProbeAnyCamera(camera, kLongest, [] { return false; });
     const std::string name = PrintableUtf8(camera.url, camera.url.size());
     if (report.HasPictures()) {
         out << "camera: " << name << '\n' << TellPictures(report);

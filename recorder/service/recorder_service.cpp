@@ -33,6 +33,9 @@ public:
 
     void Start() {
         m_listener.Open(m_options.address, m_options.port);
+        if (m_options.api) {
+            m_api = std::make_unique<RecorderApi>(*m_model, *m_options.api);
+        }
         if (!m_options.cameraAddress.empty()) {
             m_cameras = std::make_unique<CameraPort>(
                 m_io, *m_model,
@@ -71,6 +74,9 @@ public:
             SayFarewell();
         } catch (const std::exception&) {
             // Who could not be told finds the connection closed.
+        }
+        if (m_api) {
+            m_api->Stop();
         }
         m_work.reset();
         m_io.stop();
@@ -162,7 +168,7 @@ private:
         const Timing timing{m_options.headTime, m_options.stallTime, m_options.lingerTime, m_options.talkTime,
                             m_options.notifyPause};
         const auto connection = std::make_shared<Connection>(
-            std::move(socket), ConnectionHost{*m_model, m_set, *m_sounds, m_talks, timing});
+            std::move(socket), ConnectionHost{*m_model, m_set, *m_sounds, m_talks, m_api.get(), timing});
         if (m_set.Admit(Places(m_model->Current()->server), from, connection)) {
             connection->Start();
         }
@@ -205,6 +211,7 @@ private:
     const ServiceOptions m_options;
     TalkBook m_talks;
     const std::unique_ptr<SoundHub> m_sounds = CreateSoundHub(m_options.mediaClock);
+    std::unique_ptr<RecorderApi> m_api;
     ConnectionSet m_set;
     asio::io_context m_io;
     asio::executor_work_guard<asio::io_context::executor_type> m_work{m_io.get_executor()};

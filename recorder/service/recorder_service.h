@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "api/recorder_api.h"
 #include "state/recorder_model.h"
 
 namespace kvrecorder {
@@ -29,6 +31,7 @@ struct ServiceOptions {
     std::chrono::milliseconds refusalPause{60'000};  // between two sums of refused logins
     // Gets those sums, one line each, on a thread of the recorder's.
     std::function<void(const std::string& line)> onRefusals;
+    std::optional<ApiSetup> api;   // nothing: there is no such interface
     std::function<void()> onStop;  // the control socket asked for the end; on any thread
 };
 

@@ -102,6 +102,14 @@ CameraUrl ReadAddress(TableReader& reader, const char* key) {
 
 void ReadSource(TableReader& reader, NetworkCamera& camera, std::vector<std::string>& secretFiles) {
     CameraUrl main = ReadAddress(reader, "url");
+    if (IsDeviceUrl(main.url)) {
+        if (reader.Find("sub_url")) {
+            reader.Fail("sub_url",
+                        "a camera of ONVIF tells the addresses of its streams; sub_profile chooses one");
+        }
+        reader.Text("profile", camera.profile);
+        reader.Text("sub_profile", camera.subProfile);
+    }
     if (main.url.empty()) {
         reader.Fail("url", "a source needs the address of a camera");
     }

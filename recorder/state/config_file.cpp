@@ -72,6 +72,7 @@ User ReadUser(TableReader& reader, std::vector<std::string>& secretFiles) {
     for (std::size_t i = 0; i < kRightCount; ++i) {
         ReadRight(reader, kRightNames[i], user.rights[i]);
     }
+    reader.Flag("admin", user.admin);
     return user;
 }
 
@@ -169,18 +170,6 @@ void ReadAll(TableReader& reader, RecorderConfig& config) {
     reader.Finish();
 }
 
-std::string ReadText(const std::string& path) {
-    try {
-        std::string text = ReadPlainFile(path, kMaxFileBytes + 1);
-        if (text.size() > kMaxFileBytes) {
-            throw std::runtime_error("it is too large");
-        }
-        return text;
-    } catch (const std::runtime_error& failure) {
-        throw ConfigError("cannot read " + path + ": " + failure.what());
-    }
-}
-
 bool SaysEnd(std::string_view text) {
     text = Trim(text);
     return Trim(text.substr(text.rfind('\n') + 1)) == kEndMark;
@@ -224,8 +213,20 @@ RecorderConfig ParseConfig(std::string_view text, const std::string& path) {
     }
 }
 
+std::string ReadConfigText(const std::string& path) {
+    try {
+        std::string text = ReadPlainFile(path, kMaxFileBytes + 1);
+        if (text.size() > kMaxFileBytes) {
+            throw std::runtime_error("it is too large");
+        }
+        return text;
+    } catch (const std::runtime_error& failure) {
+        throw ConfigError("cannot read " + path + ": " + failure.what());
+    }
+}
+
 RecorderConfig LoadConfig(const std::string& path) {
-    std::string text = ReadText(path);
+    std::string text = ReadConfigText(path);
     RecorderConfig config = ParseConfig(text, path);
     Wipe(text);
     return config;

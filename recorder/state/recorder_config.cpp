@@ -40,6 +40,7 @@ User MakeFullUser(std::string name, Secret password) {
     for (ChannelSet& right : user.rights) {
         right.set();
     }
+    user.admin = true;
     return user;
 }
 

@@ -47,6 +47,7 @@ struct User {
     Secret password;
     std::array<ChannelSet, kRightCount> rights;
     Origin origin = Origin::Program;
+    bool admin = false;  // may change what the recorder serves
 
     bool Has(Right right, int channel) const {
         return channel >= 0 && channel < kMaxChannels &&
@@ -214,6 +215,8 @@ std::string CameraPath(const ChannelConfig& channel, int number);
 // with file and line.
 RecorderConfig ParseConfig(std::string_view text, const std::string& path);
 RecorderConfig LoadConfig(const std::string& path);
+// The text alone. It holds passwords: who has it wipes it.
+std::string ReadConfigText(const std::string& path);
 
 // Channels with generated scenes.
 std::vector<ChannelConfig> DemoChannels(int count);

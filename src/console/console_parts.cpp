@@ -32,7 +32,7 @@ ConsoleParts::ConsoleParts(Desk& theDesk, Commands& theCommands, Timers& timers,
       spots(desk, buttons, cells),
       drag(desk, cells, view, cameras),
       screens(desk, commands, *this, controls, view),
-      lock(desk, view, recorders),
+      lock(desk, view, recorders, clock),
       pointer(timers),
       wait(screens),
       feedback(desk, timers, view),
@@ -54,6 +54,7 @@ ConsoleParts::ConsoleParts(Desk& theDesk, Commands& theCommands, Timers& timers,
       keys(desk, timers, controls, commands),
       events(desk, timers, settings, recorders),
       windows(desk, site, recorders),
+      admin(desk, recorders),
       binding(desk, timers, commands, buttons, sessionEvents, settings, view, screens, cells, cameras,
               windows, events, recorders),
       session(desk, timers, commands, sessionEvents, site, settings, view, cells, cameras, binding,
@@ -105,6 +106,7 @@ void ConsoleParts::CloseSubjects() {
     audio.CloseTalk();
     cellMenu.Close();
     windows.Close();
+    admin.Close();
     options.CloseRecorders();
     events.Stop();
     views.Stop();
@@ -144,6 +146,7 @@ void ConsoleParts::OpenHelp(int topic) {
 
 void ConsoleParts::OnSecond() {
     binding.KeepThreads();
+    admin.Update();
     serverClock.OnTick();
     session.SignIn().Update();
     views.OnSecond();

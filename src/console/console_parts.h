@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "console/admin/camera_admin.h"
 #include "console/camera/camera_controls.h"
 #include "console/camera/cell_menu.h"
 #include "console/camera/ptz_panel.h"
@@ -114,6 +115,7 @@ public:
     ConsoleKeys keys;
     EventCenter events;
     SiteWindows windows;
+    CameraAdmin admin;
     ServerBinding binding;
     ConsoleSession session;
     ConnectProgress progress;

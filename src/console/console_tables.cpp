@@ -107,7 +107,7 @@ void OpenViewOrPreset(Parts& parts, int id) {
 void OpenMenu(Parts& parts, int) {
     const bool bInSession = parts.binding.IsInitialised() && parts.session.IsLoggedIn();
     OpenMainMenu({parts.view.GetDisplayCount(), bInSession, parts.site.CanQuit(), parts.site.HasDesktop(),
-                  parts.events.Events().UnreadCount()},
+                  bInSession && parts.admin.IsOffered(), parts.events.Events().UnreadCount()},
                  parts.views, parts.spots, parts.commands);
 }
 
@@ -170,6 +170,7 @@ constexpr CommandRow kCommands[] = {
     {kCmdEvents, kCmdEvents, [](Parts& p, int) { p.events.OpenWindow(); }},
     {kCmdEMap, kCmdEMap, [](Parts& p, int) { p.windows.OpenEMap(); }},
     {kCmdDiskStatus, kCmdDiskStatus, [](Parts& p, int) { p.windows.OpenDiskStatus(); }},
+    {kCmdCameras, kCmdCameras, [](Parts& p, int) { p.admin.Open(); }},
     {kKeyFirstView, kKeyLastView, OpenViewOrPreset},
     {kCmdFirstView, kCmdLastView, [](Parts& p, int id) { p.views.OpenAt(static_cast<std::size_t>(id - kCmdFirstView)); }},
     {kCtlCameraList, kCtlCameraList, [](Parts& p, int) { p.drawer.OnToggle(); }},

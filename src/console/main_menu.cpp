@@ -3,6 +3,7 @@
 #include <QtGui/QGuiApplication>
 #include <QtGui/QScreen>
 
+#include "console/admin/camera_admin.h"
 #include "console/camera/snapshot_command.h"
 #include "console/panel/console_controls.h"
 #include "console/panel/console_keys.h"
@@ -53,6 +54,9 @@ void OpenMainMenu(const MainMenuState& state, const ViewSwitch& views, const Men
     menu->AppendMenu(MF_SEPARATOR, 0, {});
     menu->AppendMenu(MF_GRAYED, kCtlMultiServers, LoadString(6242));
     menu->AppendMenu(inSession, kCtlRecorders, LoadString(6126));
+    if (state.bMayChangeCameras) {
+        menu->AppendMenu(0, kCmdCameras, LoadString(kCmdCameras));
+    }
     menu->AppendMenu(MF_SEPARATOR, 0, {});
     menu->AppendMenu(0, kCtlLogout, WithKey(kStrLogOut, kCtlLogout));
     if (state.bMayQuit) {

@@ -14,6 +14,7 @@ struct MainMenuState {
     bool bInSession = false;  // what asks a recorder can be chosen
     bool bMayQuit = false;
     bool bHasDesktop = false;
+    bool bMayChangeCameras = false;
     std::size_t unreadEvents = 0;
 };
 

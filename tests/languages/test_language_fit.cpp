@@ -2,6 +2,7 @@
 // menus and dialogs fit.
 #include <gmock/gmock.h>
 
+#include <QtCore/QJsonDocument>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QDialog>
 #include <QtWidgets/QLabel>
@@ -9,9 +10,11 @@
 #include <QtWidgets/QMessageBox>
 #include <QtWidgets/QPushButton>
 #include <QtWidgets/QTabWidget>
+#include <QtWidgets/QTreeWidget>
 #include <memory>
 #include <set>
 
+#include "console/admin/cameras_dialog.h"
 #include "console/camera/cell_menu.h"
 #include "console/camera/snapshot_gallery.h"
 #include "console/dialogs/interval_dialog.h"
@@ -34,6 +37,7 @@
 #include "server/documents/nvr_event.h"
 #include "skin/dialog_style.h"
 #include "skin/wait_dlg.h"
+#include "support/camera_api.h"
 #include "support/fake_recorder.h"
 #include "support/qt_user_input.h"
 #include "text_fit.h"
@@ -176,6 +180,8 @@ TEST_F(LanguageFit, TheToolkitsWordsAreOurs) {
 }
 
 TEST_F(LanguageFit, DialogsOfSettings) {
+    FakeRecorder admin;
+    kvtest::GiveCameras(admin);
     std::vector<std::uint16_t> languages;
     for (const LanguageModuleFile& file : Shipped()) {
         languages.push_back(file.langid);
@@ -218,6 +224,22 @@ TEST_F(LanguageFit, DialogsOfSettings) {
         SnapshotGallery gallery("/nonexistent", clock, nullptr);
         ExpectFitsWith(gallery, *gallery.findChild<QLabel*>(QStringLiteral("message")), {7418, 7419, 7420});
         ExpectFitsWith(gallery, *gallery.findChild<QLabel*>(QStringLiteral("emptyHint")), {7415, 7417});
+        CamerasDialog cameras({"127.0.0.1", admin.Port(), "admin", "secret"},
+                              QJsonDocument::fromJson(kvtest::kCameraInfo).object(), nullptr);
+        cameras.show();
+        auto* const rows = cameras.findChild<QTreeWidget*>("cameras");
+        ASSERT_TRUE(PumpUntil([&] { return rows->topLevelItemCount() == 4; }));
+        ExpectFits(cameras);
+        cameras.findChild<QPushButton*>("change")->click();
+        ASSERT_NE(Window("cameraDialog"), nullptr);
+        ExpectFits(*Window("cameraDialog"));
+        Window("cameraDialog")->close();
+        cameras.findChild<QPushButton*>("find")->click();
+        ASSERT_NE(Window("foundDialog"), nullptr);
+        auto* const found = Window("foundDialog")->findChild<QTreeWidget*>("found");
+        ASSERT_TRUE(PumpUntil([&] { return found->topLevelItemCount() == 1; }));
+        ExpectFits(*Window("foundDialog"));
+        Window("foundDialog")->close();
         PipDialog pip({}, {0, 1, 2, 3}, 3, nullptr);
         ExpectFits(pip);
         IntervalDialog interval(3600, nullptr);

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include <QtCore/QBuffer>
+#include <QtCore/QJsonDocument>
 #include <QtGui/QPainter>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QComboBox>
@@ -15,9 +16,11 @@
 #include <QtWidgets/QMessageBox>
 #include <QtWidgets/QPushButton>
 #include <QtWidgets/QTabWidget>
+#include <QtWidgets/QTreeWidget>
 #include <memory>
 
 #include "channel/cell/cell_icons.h"
+#include "console/admin/cameras_dialog.h"
 #include "console/camera/cell_menu.h"
 #include "console/console_tables.h"
 #include "console/dialogs/interval_dialog.h"
@@ -44,6 +47,7 @@
 #include "skin/look_keeper.h"
 #include "skin/wait_dlg.h"
 #include "skin/xskin_od_button.h"
+#include "support/camera_api.h"
 #include "support/fake_recorder.h"
 #include "support/qt_user_input.h"
 
@@ -217,6 +221,8 @@ TEST_F(Looks, CaptionsOfCells) {
 TEST_F(Looks, Dialogs) {
     const SavedServer server{"Gate", "192.168.100.200", 8080, "operator", "secret", 16, true};
     NobodyListens nobody;
+    FakeRecorder admin;
+    kvtest::GiveCameras(admin);
     for (const SkinLook look : kLooks) {
         Use(look);
         CSettingsDlg settings({}, 0, SnapshotFolder::Fixed, {}, nullptr);
@@ -243,6 +249,22 @@ TEST_F(Looks, Dialogs) {
         night.name = "Night shift";
         ViewsDialog views({tour, night}, night, nullptr);
         Check(views, "views");
+        CamerasDialog cameras({"127.0.0.1", admin.Port(), "admin", "secret"},
+                              QJsonDocument::fromJson(kvtest::kCameraInfo).object(), nullptr);
+        cameras.show();
+        auto* const rows = cameras.findChild<QTreeWidget*>("cameras");
+        ASSERT_TRUE(PumpUntil([&] { return rows->topLevelItemCount() == 4; }));
+        Check(cameras, "cameras");
+        cameras.findChild<QPushButton*>("change")->click();
+        ASSERT_NE(Window("cameraDialog"), nullptr);
+        Check(*Window("cameraDialog"), "camera");
+        Window("cameraDialog")->close();
+        cameras.findChild<QPushButton*>("find")->click();
+        ASSERT_NE(Window("foundDialog"), nullptr);
+        auto* const found = Window("foundDialog")->findChild<QTreeWidget*>("found");
+        ASSERT_TRUE(PumpUntil([&] { return found->topLevelItemCount() == 1; }));
+        Check(*Window("foundDialog"), "found-cameras");
+        Window("foundDialog")->close();
         PipDialog pip({}, {0, 1, 2, 3}, 3, nullptr);
         Check(pip, "pip");
         IntervalDialog interval(3600, nullptr);

@@ -61,6 +61,7 @@ public:
         const std::lock_guard lock(m_mutex);
         m_names.at(static_cast<std::size_t>(channel)) = name;
     }
+    std::string Words(int) const override { return words; }
     std::vector<StreamDescription> Streams(int) const override {
         return {{Codec::H264, 640, 480, 15}, {Codec::Mjpeg, 176, 144, 5}};
     }
@@ -92,6 +93,8 @@ public:
         const std::lock_guard lock(m_mutex);
         return m_names.at(channel);
     }
+
+    std::string words;  // of the event that is told next
 
 private:
     struct Sink {

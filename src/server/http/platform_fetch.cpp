@@ -37,19 +37,19 @@ int OnProgress(void* context, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
     return abortFlag != nullptr && *abortFlag != 0 ? 1 : 0;
 }
 
-void InitClient() {
-    static std::once_flag once;
-    std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
-}
-
 using Easy = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
 using List = std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)>;
 
 }  // namespace
 
+void InitHttpClient() {
+    static std::once_flag once;
+    std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+}
+
 bool FetchByPlatform(std::vector<std::uint8_t>& data, const std::string& url, const std::string& contentType,
                      const std::string& user, const std::string& password, const FlagWord* abortFlag) {
-    InitClient();
+    InitHttpClient();
     const Easy easy(curl_easy_init(), curl_easy_cleanup);
     const List headers(curl_slist_append(nullptr, ("Content-type: " + contentType).c_str()),
                        curl_slist_free_all);

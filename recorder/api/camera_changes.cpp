@@ -1,0 +1,202 @@
+#include "api/camera_changes.h"
+
+#include <utility>
+
+#include "api/api_error.h"
+#include "api/camera_documents.h"
+#include "cameras/camera_url.h"
+#include "state/text.h"
+
+namespace kvrecorder {
+namespace {
+
+constexpr std::size_t kMostAddress = 1024;
+constexpr std::size_t kMostUser = 255;
+constexpr const char* kStale = "the cameras have changed meanwhile; look at them again";
+
+CameraUrl ReadAddress(const char* field, std::string text) {
+    try {
+        CameraUrl taken = ReadCameraUrl(text);
+        Wipe(text);
+        return taken;
+    } catch (const std::runtime_error& failure) {
+        Wipe(text);
+        throw ApiError(400, failure.what(), field);
+    }
+}
+
+std::string HostOf(const std::string& url) {
+    try {
+        return ReadCameraUrl(url).host;
+    } catch (const std::runtime_error&) {
+        return {};
+    }
+}
+
+// Sets what the body says of a camera; true if it says anything. A password that is kept here goes to no
+// other host than it was given for: it can be written, and not be read.
+bool TakeCamera(JsonFields& body, NetworkCamera& camera, bool& newPassword) {
+    const NetworkCamera before = camera;
+    auto address = body.Text("address", kMostAddress);
+    auto sub = body.Text("sub_address", kMostAddress);
+    const auto user = body.Text("user", kMostUser);
+    auto password = body.Password("password");
+    const auto transport = body.Text("transport", 8);
+    if (address) {
+        CameraUrl taken = ReadAddress("address", std::move(*address));
+        camera.url = std::move(taken.url);
+        if (!taken.user.empty()) {
+            camera.user = std::move(taken.user);
+            camera.password = std::move(taken.password);
+            newPassword = true;
+        }
+    }
+    if (sub) {
+        camera.subUrl = sub->empty() ? "" : ReadAddress("sub_address", std::move(*sub)).url;
+    }
+    if (user) {
+        camera.user = *user;
+    }
+    if (password) {
+        camera.password = std::move(*password);
+        newPassword = true;
+    }
+    if (transport && transport != "tcp" && transport != "udp") {
+        throw ApiError(400, "one of these is wanted: tcp, udp", "transport");
+    }
+    if (transport) {
+        camera.overUdp = transport == "udp";
+    }
+    if (!newPassword && !before.password.Empty()) {
+        const std::string host = HostOf(before.url);
+        if (HostOf(camera.url) != host ||
+            (!camera.subUrl.empty() && HostOf(camera.subUrl) != host && camera.subUrl != before.subUrl)) {
+            throw ApiError(400, "the address is at another host, for which the password is to be given anew",
+                           "password");
+        }
+    }
+    return address || sub || user || newPassword || transport;
+}
+
+SourceText ToText(const NetworkCamera& camera, bool newPassword) {
+    return {camera.url, camera.subUrl, camera.user, camera.password, camera.overUdp ? "udp" : "",
+            newPassword};
+}
+
+void CheckName(const std::string& name) {
+    if (name.empty()) {
+        throw ApiError(400, "a camera needs a name", "name");
+    }
+}
+
+}  // namespace
+
+std::string CameraChanges::Obstacle() const {
+    return m_changes
+               ? m_changes->Obstacle()
+               : "the recorder was started without a configuration file, so that changes cannot be kept; "
+                 "give --config";
+}
+
+std::string CameraChanges::Make(std::string_view revision,
+                                const std::function<void(ConfigText& text)>& edit) const {
+    if (const std::string obstacle = Obstacle(); !obstacle.empty()) {
+        throw ApiError(409, obstacle);
+    }
+    return m_changes->Change([&](ConfigText& text) {
+        if (!revision.empty() && revision != RevisionOf(*m_model.Current())) {
+            throw ApiError(409, kStale);
+        }
+        try {
+            edit(text);
+        } catch (const ConfigError& failure) {
+            throw ApiError(409, failure.what());
+        }
+    });
+}
+
+std::string CameraChanges::Add(JsonFields& body, int& added) const {
+    const std::string name = body.Text("name", kMaxNameBytes).value_or("");
+    NetworkCamera camera;
+    bool newPassword = false;
+    TakeCamera(body, camera, newPassword);
+    body.Finish();
+    CheckName(name);
+    if (camera.url.empty()) {
+        throw ApiError(400, "a camera needs an address", "address");
+    }
+    return Make({}, [&](ConfigText& text) { added = text.Add(name, ToText(camera, true)); });
+}
+
+std::string CameraChanges::Change(int channel, JsonFields& body) const {
+    const std::string revision = body.Text("revision", 32).value_or("");
+    const auto name = body.Text("name", kMaxNameBytes);
+    if (name) {
+        CheckName(*name);
+    }
+    const auto change = [&](const NetworkCamera& present, ConfigText* text) {
+        NetworkCamera camera = present;
+        bool newPassword = false;
+        if (!TakeCamera(body, camera, newPassword)) {
+            return;
+        }
+        if (present.url.empty()) {
+            throw ApiError(409, "the channel's pictures come from no camera, so that it has no address",
+                           "address");
+        }
+        if (text) {
+            text->SetSource(channel, ToText(camera, newPassword));
+        }
+    };
+    // Once before the file is touched, so that all that is wrong is told first.
+    change(m_model.Current()->channels[static_cast<std::size_t>(channel)].config.source.network, nullptr);
+    body.Finish();
+    return Make(revision, [&](ConfigText& text) {
+        const SnapshotPtr state = m_model.Current();
+        const Channel* const found = state->Configured(channel);
+        if (!found) {
+            throw ApiError(409, kStale);
+        }
+        change(found->config.source.network, &text);
+        if (name) {
+            text.Rename(channel, *name);
+        }
+    });
+}
+
+std::string CameraChanges::Move(int channel, JsonFields& body, int& to) const {
+    const std::string revision = body.Text("revision", 32).value_or("");
+    const int last = static_cast<int>(m_model.Current()->channels.size()) - 1;
+    const auto wanted = body.Number("to", 0, last);
+    body.Finish();
+    if (!wanted) {
+        throw ApiError(400, "the place that it moves to is wanted", "to");
+    }
+    to = *wanted;
+    return Make(revision, [&](ConfigText& text) { text.Move(channel, to); });
+}
+
+std::string CameraChanges::Remove(int channel, std::string_view revision) const {
+    return Make(revision, [&](ConfigText& text) { text.Remove(channel); });
+}
+
+NetworkCamera CameraChanges::ForTest(JsonFields& body) const {
+    NetworkCamera camera;
+    if (const auto channel = body.Number("channel", 0, kMaxChannels - 1)) {
+        const SnapshotPtr state = m_model.Current();
+        const Channel* const found = state->Configured(*channel);
+        if (!found || found->config.source.network.url.empty()) {
+            throw ApiError(404, "there is no such camera", "channel");
+        }
+        camera = found->config.source.network;
+    }
+    bool newPassword = false;
+    TakeCamera(body, camera, newPassword);
+    body.Finish();
+    if (camera.url.empty()) {
+        throw ApiError(400, "a camera needs an address", "address");
+    }
+    return camera;
+}
+
+}  // namespace kvrecorder
