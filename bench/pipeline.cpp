@@ -29,6 +29,8 @@ constexpr StreamKind kStreams[] = {
     {"H.264  640x480", Coding::H264, 640, 480, 1'000'000},
     {"H.264 1280x720", Coding::H264, 1280, 720, 2'000'000},
     {"H.264 1920x1080", Coding::H264, 1920, 1080, 4'000'000},
+    {"H.265 1280x720", Coding::H265, 1280, 720, 1'000'000},
+    {"H.265 1920x1080", Coding::H265, 1920, 1080, 2'000'000},
     {"MJPEG  640x480", Coding::Mjpeg, 640, 480, 0},
     {"MJPEG 1280x720", Coding::Mjpeg, 1280, 720, 0},
 };
@@ -56,8 +58,9 @@ double ThreadMs(clockid_t clock) {
 class BareDecoder {
 public:
     explicit BareDecoder(const StreamKind& kind) {
-        if (kind.coding == Coding::H264) {
-            m_decoder->Init({kStreamTypeH264, kind.width, kind.height, 1});
+        if (kind.coding != Coding::Mjpeg) {
+            m_decoder->Init({kind.coding == Coding::H265 ? kStreamTypeH265 : kStreamTypeH264, kind.width,
+                             kind.height, 1});
         }
     }
     // Milliseconds of CPU for each picture.

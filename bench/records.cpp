@@ -14,7 +14,10 @@ void PutWord(std::vector<std::uint8_t>& bytes, std::size_t place, std::uint32_t 
 
 std::vector<std::uint8_t> MakeHead(const StreamKind& kind, bool key, std::size_t size) {
     std::vector<std::uint8_t> head(wire::kFrameHeaderSize);
-    PutWord(head, wire::kFourccOffset, kind.coding == kvtest::Coding::Mjpeg ? wire::kZIVG : wire::kZ264);
+    PutWord(head, wire::kFourccOffset,
+            kind.coding == kvtest::Coding::Mjpeg  ? wire::kZIVG
+            : kind.coding == kvtest::Coding::H265 ? wire::kZ265
+                                                  : wire::kZ264);
     PutWord(head, wire::kKeyFlagOffset, key ? 1 : 0);
     PutWord(head, wire::kWidthOffset, static_cast<std::uint32_t>(kind.width));
     PutWord(head, wire::kHeightOffset, static_cast<std::uint32_t>(kind.height));

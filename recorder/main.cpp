@@ -21,11 +21,15 @@
 #include "cameras/camera_source.h"
 #include "media/media_hub.h"
 #include "media/utf8.h"
+#include "onvif/onvif_control.h"
+#include "service/camera_finding.h"
+#include "service/camera_tests.h"
 #include "service/config_reader.h"
 #include "service/control_socket.h"
 #include "service/exposed_files.h"
 #include "service/file_limit.h"
 #include "service/options.h"
+#include "service/probe_command.h"
 #include "service/recorder_service.h"
 
 namespace {
@@ -96,7 +100,9 @@ int Serve(const Options& options) {
     if (const std::string words = FitConnections(config, files); !words.empty()) {
         Tell(words);
     }
-    const auto model = std::make_shared<RecorderModel>(CreateMediaHub(nullptr, 0, CreateCameraSourceMaker()));
+    const auto model = std::make_shared<RecorderModel>(
+        CreateMediaHub(nullptr, 0, CreateCameraSourceMaker({}, CreateOnvifStreamFinder())),
+        CreateOnvifControlMaker());
     model->Begin(config);
     for (const std::string& line : TellExposed(config)) {
         Tell(line);
@@ -122,7 +128,7 @@ int Serve(const Options& options) {
     service.onStop = [&] { loop.stop(); };
     service.onRefusals = Tell;
     const auto keeper = std::make_shared<ConfigKeeper>(options, config, files, *model, Tell);
-    service.api = ApiSetup{KV_VERSION, keeper, {}};
+    service.api = ApiSetup{KV_VERSION, keeper, MakeCameraTools()};
     RecorderService recorder(model, service);
     // Ends before the service whose clients it tells of changes, and is there before anybody is told of it.
     ConfigReader reader(*keeper, Tell);
@@ -169,7 +175,13 @@ int main(int argc, char** argv) {
         if (!options.send.empty()) {
             return Send(options);
         }
+        if (options.discover) {
+            return FindCameras(options, std::cout, AskPassword);
+        }
         CompleteCameras(options, AskPassword);
+        if (options.probe) {
+            return ProbeForTerminal(options, std::cout, std::cerr) ? 0 : 1;
+        }
         return Serve(options);
     } catch (const std::bad_alloc&) {
         return Complain("not enough memory on this computer");

@@ -10,9 +10,14 @@ namespace {
 constexpr std::size_t kMaxMapTitle = 249;
 constexpr const char* kRecordsBegin = "//----------\n";
 constexpr const char* kRecordsEnd = "----------//\n";
+constexpr int kCapabilityPan = 1;
+constexpr int kCapabilityTilt = 2;
+constexpr int kCapabilityZoom = 4;
+constexpr int kCapabilityFocus = 8;
 constexpr int kCapabilityPresets = 16;
-// Pan, tilt, zoom, focus, presets, home and click-to-centre.
-constexpr int kCapabilityAll = 1 + 2 + 4 + 8 + kCapabilityPresets + 32 + 64;
+constexpr int kCapabilityHome = 32;
+constexpr int kCapabilityCentre = 64;
+constexpr int kCapabilityAll = 127;
 
 // Clients choose a stream by these classes of size; the wire counts them from 1.
 constexpr std::array<int, 4> kSizeClassPixels = {25344, 101376, 307200, 1228800};
@@ -86,6 +91,10 @@ std::string Element(const std::string& name, const std::string& content) {
 // By the preset's number; an empty place has no value.
 std::vector<std::optional<std::string>> PresetNames(const Channel& channel) {
     std::vector<std::optional<std::string>> names;
+    if (channel.control) {
+        const ControlPresets presets = channel.control->Presets();
+        return {presets.begin(), presets.end()};
+    }
     if (channel.ptz) {
         for (const auto& preset : channel.ptz->presets.Slots()) {
             names.push_back(preset ? std::optional(preset->name) : std::nullopt);
@@ -257,6 +266,13 @@ std::string MakePresetTable(const Channel& channel) {
 }
 
 std::string MakePtzCapabilities(const Channel& channel) {
+    if (channel.control) {
+        const ControlAbilities can = channel.control->Abilities().value_or(ControlAbilities());
+        return std::to_string((can.pan ? kCapabilityPan : 0) + (can.tilt ? kCapabilityTilt : 0) +
+                              (can.zoom ? kCapabilityZoom : 0) + (can.focus ? kCapabilityFocus : 0) +
+                              (can.presets ? kCapabilityPresets : 0) + (can.home ? kCapabilityHome : 0) +
+                              (can.centre ? kCapabilityCentre : 0));
+    }
     return std::to_string(channel.ptz                      ? kCapabilityAll
                           : channel.config.presets.empty() ? 0
                                                            : kCapabilityPresets);

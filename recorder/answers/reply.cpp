@@ -3,6 +3,8 @@
 #include <array>
 #include <utility>
 
+#include "wire/own_recorder.h"
+
 namespace kvrecorder {
 
 Reply Refuse(int status) {
@@ -53,7 +55,7 @@ std::string MakeReplyHead(const Reply& reply) {
     }
     head += "Content-Type: " + reply.type + "\r\n";
     if (!reply.brief) {
-        head += "Cache-Control: no-store\r\n";
+        head += std::string(wire::kOwnRecorder) + "\r\nCache-Control: no-store\r\n";
     }
     if (reply.kind == ReplyKind::Document) {
         // Clients look for this spelling.

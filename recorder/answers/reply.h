@@ -12,7 +12,7 @@ enum class ReplyKind {
     Notify,    // a line for each change
     Talk,      // takes the client's sound
     Silence,   // nothing, until the client gives up
-    Later,     // a document that `find` gets
+    Later,     // what `find` gets
 };
 
 struct Reply {
@@ -27,8 +27,11 @@ struct Reply {
     int delayMs = 0;     // to wait before the reply
     bool brief = false;  // a header of two lines: clients count them
     std::string allow;   // the methods that there are instead
-    // Of a reply that comes later: has it found elsewhere. `done` may be called on any thread, once or never.
-    std::function<void(std::function<void(Reply)> done)> find;
+    // Has a later reply made elsewhere. `done` may be called on any thread, once or never.
+    using Find = std::function<void(std::function<void(Reply)> done)>;
+    Find find;
+    // The head goes out at once, as clients wait longer for the rest; of what is found the body is sent.
+    bool headFirst = false;
 };
 
 // A refusal with its standard words as body.

@@ -15,7 +15,7 @@ namespace kvrecorder {
 
 // One that answers on the network.
 struct SeenCamera {
-    std::string address;  // of its service
+    std::string address;  // as a configuration takes it
     std::string host;
     std::string maker;
     std::string model;

@@ -8,10 +8,11 @@
 #include <utility>
 
 #include "cameras/camera_sound.h"
+#include "cameras/camera_words.h"
+#include "cameras/open_camera.h"
 #include "cameras/picture_headers.h"
 #include "cameras/picture_joiner.h"
 #include "cameras/picture_times.h"
-#include "cameras/rtsp_input.h"
 #include "media/packet_group.h"
 #include "media/picture_encoder.h"
 
@@ -26,6 +27,9 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t kMostPictures = 600;
 constexpr std::size_t kMostBytes = 16 << 20;
 constexpr std::size_t kMostSounds = 100;
+
+// Between two pictures, where it is guessed when the next one comes.
+constexpr microseconds kLongestStep{250'000};
 
 // Since the program's begin, so that times stay small.
 microseconds Now() {
@@ -62,9 +66,11 @@ public:
 private:
     bool IsOver() const;  // under the lock
     void Watch();
-    void AddPiece(const RtspInput::Piece& piece, AVCodecID codec, microseconds now);
+    void AddPiece(const CameraInput& input, const CameraInput::Piece& piece, microseconds now);
+    std::string Find();
     void Pass(std::vector<PictureJoiner::Picture>& whole, microseconds now);
     void Push(PacketPtr packet);
+    std::optional<microseconds> LookAgain(bool any, microseconds now);
     void Fail(const std::string& trouble);
     void Pause();
     void Wake();
@@ -83,12 +89,16 @@ private:
     PictureTimes m_times;
     std::optional<Clock::time_point> m_firstPicture;  // of this session
     Clock::time_point m_lastPicture;
+    microseconds m_step{};   // from the picture before the last one to the last
+    bool m_expects = false;  // who takes looks by itself at the time when the next one ought to be whole
     std::deque<PacketPtr> m_pictures;
     std::size_t m_bytes = 0;
     bool m_waitKey = false;
     std::deque<PacketPtr> m_sounds;
     PacketGroup m_group;
+    std::vector<std::string> m_words;
     std::string m_trouble;
+    bool m_missing = false;
     StreamDescription m_description;
 
     // Never taken together with the other one.
@@ -157,9 +167,7 @@ CameraSession::Taken CameraSession::State::Take(bool withGroup) {
         std::vector<PictureJoiner::Picture> whole;
         m_assembly->joiner.Flush(now, whole);
         Pass(whole, now);
-        if (const auto due = m_assembly->joiner.Due()) {
-            taken.again = std::max(*due - now, microseconds(1'000));
-        }
+        taken.again = LookAgain(!m_pictures.empty(), now);
     }
     taken.pictures.assign(m_pictures.begin(), m_pictures.end());
     taken.sounds.assign(m_sounds.begin(), m_sounds.end());
@@ -169,9 +177,25 @@ CameraSession::Taken CameraSession::State::Take(bool withGroup) {
     if (withGroup) {
         taken.group = m_group.Packets();
     }
+    taken.words = std::exchange(m_words, {});
     taken.trouble = m_trouble;
+    taken.missing = m_missing;
     taken.description = m_description;
     return taken;
+}
+
+// Under the lock. A picture whose end is not seen is due some time after its last piece. Where ends are
+// mostly seen, a look after the next picture finds such a one, and nobody has to be told of each that begins.
+std::optional<microseconds> CameraSession::State::LookAgain(bool any, microseconds now) {
+    m_expects = false;
+    if (const auto due = m_assembly->joiner.Due()) {
+        return std::max(*due - now, microseconds(1'000));
+    }
+    if (!any || !m_assembly->joiner.KnowsEnds() || m_step > kLongestStep) {
+        return std::nullopt;
+    }
+    m_expects = true;
+    return m_step + m_assembly->joiner.Patience();
 }
 
 // The thread's work, until nobody wants the stream.
@@ -191,13 +215,31 @@ void CameraSession::State::Work() {
         } catch (const CameraError& failure) {
             Fail(failure.what());
         } catch (const std::exception&) {
-            Fail("there is not enough memory for a camera");
+            Fail(words::kNoMemory);
         }
         Pause();
     }
 }
 
+// The address, asked for with each session: a camera may tell another one after its start.
+std::string CameraSession::State::Find() {
+    if (!m_setup.find) {
+        return m_setup.url;
+    }
+    std::string url = m_setup.find([this] {
+        const std::lock_guard lock(m_mutex);
+        return IsOver();
+    });
+    if (url.empty()) {
+        const std::lock_guard lock(m_mutex);
+        m_missing = true;
+        throw CameraError("the camera has no such stream");
+    }
+    return url;
+}
+
 void CameraSession::State::Watch() {
+    const std::string url = Find();
     InputLimit limit([this] {
         const std::lock_guard lock(m_mutex);
         return IsOver();
@@ -208,11 +250,11 @@ void CameraSession::State::Watch() {
         sound = m_sound;
     }
     limit.AllowUntil(Clock::now() + m_setup.timing.connect);
-    RtspInput input(m_setup.camera, m_setup.url, sound, limit);
-    const auto sounds = input.Sound() ? CameraSound::Make(*input.Sound()) : nullptr;
+    const auto input = OpenCameraInput(m_setup.camera, url, sound, limit);
+    const auto sounds = input->Sound() ? CameraSound::Make(*input->Sound()) : nullptr;
     {
         const std::lock_guard lock(m_mutex);
-        m_assembly.emplace(input.Codec(), *PassedCodec(input.Codec()), input.Headers());
+        m_assembly.emplace(input->Codec(), *PassedCodec(input->Codec()), input->Headers());
         m_times.Restart();
         m_lastPicture = Clock::now();
     }
@@ -220,15 +262,19 @@ void CameraSession::State::Watch() {
     while (true) {
         {
             const std::lock_guard lock(m_mutex);
-            limit.AllowUntil(m_lastPicture + m_setup.timing.stall);
+            limit.AllowUntil(m_lastPicture + m_setup.timing.stall + input->Pause());
         }
-        const auto piece = input.Read();
+        const auto piece = input->Read();
         const microseconds now = Now();
         if (!piece) {
             continue;
         }
+        if (std::string words = input->Word(); !words.empty()) {
+            const std::lock_guard lock(m_mutex);
+            m_words.push_back(std::move(words));
+        }
         if (!piece->isSound) {
-            AddPiece(*piece, input.Codec(), now);
+            AddPiece(*input, *piece, now);
         } else if (sounds) {
             sounds->Decode(*piece->packet, now.count() / 1000, heard);
             {
@@ -244,21 +290,22 @@ void CameraSession::State::Watch() {
     }
 }
 
-void CameraSession::State::AddPiece(const RtspInput::Piece& piece, AVCodecID codec, microseconds now) {
-    const int slices = CountSlices(codec, piece.bytes);
+void CameraSession::State::AddPiece(const CameraInput& input, const CameraInput::Piece& piece,
+                                    microseconds now) {
+    const int slices = input.IsWhole() ? 0 : CountSlices(input.Codec(), piece.bytes);
     bool wake = false;
     {
         const std::lock_guard lock(m_mutex);
         std::vector<PictureJoiner::Picture> whole;
         const bool waited = m_assembly->joiner.Due().has_value();
-        if (codec == AV_CODEC_ID_MJPEG) {
+        if (input.IsWhole()) {
             whole.push_back({piece.stampUs, {piece.bytes.begin(), piece.bytes.end()}, false});
         } else {
             m_assembly->joiner.Add({piece.stampUs, piece.bytes, slices}, now, whole);
         }
         Pass(whole, now);
         // Whoever takes has to know when the one that waits is due.
-        wake = !m_restUntil && (!whole.empty() || !waited);
+        wake = !m_restUntil && (!whole.empty() || (!waited && !m_expects));
     }
     if (wake) {
         Wake();
@@ -274,7 +321,8 @@ void CameraSession::State::Pass(std::vector<PictureJoiner::Picture>& whole, micr
         }
         const PictureHeaders::Seen seen = m_assembly->headers.Look(picture.bytes);
         const PictureTimes::Times times = m_times.Next(picture.stamp, now);
-        m_lastPicture = Clock::now();
+        const Clock::time_point came = Clock::now();
+        m_step = std::chrono::duration_cast<microseconds>(came - std::exchange(m_lastPicture, came));
         m_assembly->begun = m_assembly->begun || (seen.key && seen.width > 0);
         if (!m_assembly->begun) {
             continue;

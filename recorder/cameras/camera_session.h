@@ -24,6 +24,8 @@ public:
         std::string url;
         CameraTiming timing;
         std::function<void()> wake;  // there is something to take
+        // Where the camera is to be asked for the address: asks it; "" means that it has no such stream.
+        std::function<std::string(const std::function<bool()>& ended)> find = nullptr;
     };
 
     CameraSession(Setup setup, std::shared_ptr<CameraThreads> threads);
@@ -44,7 +46,9 @@ public:
         std::vector<PacketPtr> sounds;
         // When there is something to take at the latest though nothing wakes; nothing: not known.
         std::optional<std::chrono::microseconds> again;
-        std::string trouble;  // why no pictures come; empty: they do, or may yet
+        std::vector<std::string> words;  // for the log
+        std::string trouble;             // why no pictures come; empty: they do, or may yet
+        bool missing = false;            // the camera has no such stream
         StreamDescription description;
     };
     Taken Take(bool withGroup);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "cameras/camera_input.h"
 #include "cameras/camera_session.h"
 #include "cameras/camera_url.h"
 #include "cameras/small_pictures.h"
@@ -15,15 +16,31 @@ constexpr MediaTime kIdle{1'000'000};
 constexpr std::size_t kMain = 0;
 constexpr std::size_t kSmall = 1;
 
-const char* NameOf(Codec codec) {
-    return codec == Codec::H265    ? "H.265"
-           : codec == Codec::Mpeg4 ? "MPEG-4"
-           : codec == Codec::Mjpeg ? "MJPEG"
-                                   : "H.264";
+// With the login of the sub stream, where it has one of its own.
+NetworkCamera SubCamera(NetworkCamera camera) {
+    if (!camera.subUser.empty()) {
+        camera.user = camera.subUser;
+        camera.password = camera.subPassword;
+    }
+    return camera;
 }
 
 bool Same(const StreamDescription& a, const StreamDescription& b) {
     return a.codec == b.codec && a.width == b.width && a.height == b.height;
+}
+
+// Null for a camera whose addresses are told.
+std::function<std::string(const std::function<bool()>&)> Finder(const NetworkCamera& camera, int stream,
+                                                                const StreamFinder& finder) {
+    if (!IsDeviceUrl(camera.url)) {
+        return nullptr;
+    }
+    if (!finder) {
+        throw std::runtime_error("cameras of ONVIF cannot be asked here");
+    }
+    return [camera, stream, finder](const std::function<bool()>& ended) {
+        return finder(camera, stream, ended);
+    };
 }
 
 // Stream 0 is the camera's main stream, stream 1 its sub stream or, if it has none, a small one made of the
@@ -31,13 +48,20 @@ bool Same(const StreamDescription& a, const StreamDescription& b) {
 class CameraSource final : public PictureSource {
 public:
     CameraSource(const NetworkCamera& camera, const CameraTiming& timing, std::function<void()> wake,
-                 const std::shared_ptr<CameraThreads>& threads)
-        : m_main({camera, camera.url, timing, wake}, threads) {
+                 const std::shared_ptr<CameraThreads>& threads, const StreamFinder& finder)
+        : m_main({camera, camera.url, timing, wake, Finder(camera, 0, finder)}, threads) {
+        if (IsDeviceUrl(camera.url)) {
+            m_sub = std::make_unique<CameraSession>(
+                CameraSession::Setup{camera, camera.url, timing, std::move(wake), Finder(camera, 1, finder)},
+                threads);
+            m_streams[kSmall] = SmallPictures::Description();
+            return;
+        }
         ReadCameraUrl(camera.url);
         if (!camera.subUrl.empty()) {
             ReadCameraUrl(camera.subUrl);
             m_sub = std::make_unique<CameraSession>(
-                CameraSession::Setup{camera, camera.subUrl, timing, std::move(wake)}, threads);
+                CameraSession::Setup{SubCamera(camera), camera.subUrl, timing, std::move(wake)}, threads);
         } else {
             m_streams[kSmall] = SmallPictures::Description();
         }
@@ -46,7 +70,7 @@ public:
     std::vector<StreamDescription> Streams() const override { return {m_streams.begin(), m_streams.end()}; }
 
     MediaTime Run(const SourceRound& round, SourceOutput& output) override {
-        const bool made = !m_sub && round.wanted[kSmall];
+        const bool made = (!m_sub || m_noSub) && round.wanted[kSmall];
         m_trouble.clear();
         m_again = kIdle;
         if (round.wanted[kMain] || round.soundWanted || made) {
@@ -54,9 +78,14 @@ public:
         } else {
             RestMain();
         }
-        if (m_sub && round.wanted[kSmall]) {
+        if (m_sub && !m_noSub && round.wanted[kSmall]) {
             m_sub->Want(false);
             const auto taken = m_sub->Take(!std::exchange(m_subWanted, true));
+            if (taken.missing) {
+                m_noSub = true;
+                RestSub();
+                return round.now;
+            }
             Give(taken, kSmall, !taken.group.empty(), output);
         } else {
             RestSub();
@@ -76,6 +105,7 @@ public:
         }
     }
 
+    int MotionStream() const override { return static_cast<int>(m_sub ? kSmall : kMain); }
     std::string Trouble() const override { return m_trouble; }
 
 private:
@@ -103,7 +133,7 @@ private:
             m_small = std::make_unique<SmallPictures>();
         }
         const auto& pictures = begins && !taken.group.empty() ? taken.group : taken.pictures;
-        for (PacketPtr& packet : m_small->Make(pictures, taken.description.codec)) {
+        for (PacketPtr& packet : m_small->Make(pictures)) {
             output.Give(kSmall, std::move(packet), PacketOrigin::Encoded);
         }
         if (const auto share = m_small->Cost()) {
@@ -123,6 +153,9 @@ private:
     void Note(const CameraSession::Taken& taken, std::size_t stream, SourceOutput& output) {
         if (m_trouble.empty() && !taken.trouble.empty()) {
             m_trouble = stream == kMain ? taken.trouble : "the sub stream: " + taken.trouble;
+        }
+        for (const std::string& words : taken.words) {
+            output.Tell(words);
         }
         if (taken.again) {
             m_again = std::min(m_again, *taken.again);
@@ -153,6 +186,7 @@ private:
     std::unique_ptr<CameraSession> m_sub;
     bool m_mainWanted = false;
     bool m_subWanted = false;
+    bool m_noSub = false;  // the camera says that it has none
     std::unique_ptr<SmallPictures> m_small;
     std::array<StreamDescription, 2> m_streams;
     std::string m_trouble;
@@ -161,10 +195,10 @@ private:
 
 }  // namespace
 
-CameraSourceMaker CreateCameraSourceMaker(const CameraTiming& timing) {
-    return [timing, threads = std::make_shared<CameraThreads>()](const NetworkCamera& camera,
-                                                                 std::function<void()> wake) {
-        return std::make_unique<CameraSource>(camera, timing, std::move(wake), threads);
+CameraSourceMaker CreateCameraSourceMaker(const CameraTiming& timing, StreamFinder finder) {
+    return [timing, finder = std::move(finder), threads = std::make_shared<CameraThreads>()](
+               const NetworkCamera& camera, std::function<void()> wake) {
+        return std::make_unique<CameraSource>(camera, timing, std::move(wake), threads, finder);
     };
 }
 

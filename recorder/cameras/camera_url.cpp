@@ -10,7 +10,7 @@ namespace kvrecorder {
 namespace {
 
 constexpr std::size_t kLongest = 1024;
-constexpr std::array<std::string_view, 2> kSchemes = {"rtsp", "rtsps"};
+constexpr std::array<std::string_view, 6> kSchemes = {"rtsp", "rtsps", "http", "https", "onvif", "onvifs"};
 constexpr std::string_view kMark = "://";
 
 [[noreturn]] void Fail(const std::string& what) {
@@ -84,14 +84,31 @@ std::string CheckPlace(std::string_view place) {
     return std::string(host);
 }
 
+// Nothing but the devices of cameras is opened by an address.
+CameraUrl ReadDevice(std::string_view text) {
+    const std::string_view path = text.substr(kUsbScheme.size());
+    constexpr std::string_view kFolder = "/dev/v";
+    if (!path.starts_with(kFolder) || path.ends_with('/') || path.find("..") != std::string_view::npos ||
+        path.size() > kLongest ||
+        std::any_of(path.begin(), path.end(), [](char c) { return static_cast<unsigned char>(c) <= ' '; })) {
+        Fail("a device such as /dev/video0 is wanted behind usb:");
+    }
+    CameraUrl taken;
+    taken.url = text;
+    taken.host = path.substr(path.rfind('/') + 1);
+    return taken;
+}
+
 }  // namespace
 
 CameraUrl ReadCameraUrl(std::string_view text) {
+    if (text.starts_with(kUsbScheme)) {
+        return ReadDevice(text);
+    }
     const std::size_t mark = text.find(kMark);
-    const bool known = mark != std::string_view::npos &&
-                       std::find(kSchemes.begin(), kSchemes.end(), text.substr(0, mark)) != kSchemes.end();
-    if (!known) {
-        Fail("it begins with rtsp:// or rtsps://");
+    if (mark == std::string_view::npos ||
+        std::find(kSchemes.begin(), kSchemes.end(), text.substr(0, mark)) == kSchemes.end()) {
+        Fail("it begins with rtsp://, rtsps://, http://, https://, onvif://, onvifs:// or usb:/dev/");
     }
     if (text.size() > kLongest) {
         Fail("it is longer than " + std::to_string(kLongest) + " characters");
@@ -132,6 +149,10 @@ CameraUrl ReadCameraUrl(std::string_view text) {
     taken.host = CheckPlace(text.substr(place, end - place));
     taken.url = std::string(text.substr(0, begin)) + std::string(text.substr(place));
     return taken;
+}
+
+bool IsDeviceUrl(std::string_view url) {
+    return url.starts_with("onvif://") || url.starts_with("onvifs://");
 }
 
 Secret JoinLogin(std::string_view url, std::string_view user, std::string_view password) {

@@ -54,8 +54,12 @@ void PictureJoiner::Add(const Piece& piece, Time now, std::vector<Picture>& whol
     }
 }
 
+bool PictureJoiner::KnowsEnds() const {
+    return m_learnt >= kEnough;
+}
+
 bool PictureJoiner::LooksWhole(const Piece& piece) const {
-    return !m_waiting.rest && m_learnt >= kEnough && m_slices == m_usualSlices &&
+    return !m_waiting.rest && KnowsEnds() && m_slices == m_usualSlices &&
            piece.bytes.size() + kHead < m_largestPiece;
 }
 

@@ -38,6 +38,10 @@ public:
     // Gives it if it is due.
     void Flush(Time now, std::vector<Picture>& whole);
     void Clear();
+    // Most pictures are given with their last piece, and need not be waited for.
+    bool KnowsEnds() const;
+    // For how long a picture is waited for at its end.
+    Time Patience() const { return m_patience; }
 
     // A larger one is dropped.
     static constexpr std::size_t kMostBytes = 16 << 20;

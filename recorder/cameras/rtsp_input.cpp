@@ -3,30 +3,16 @@
 #include <netdb.h>
 #include <sys/socket.h>
 
-#include <algorithm>
-#include <iterator>
-
 #include "cameras/camera_url.h"
+#include "cameras/camera_words.h"
 
 namespace kvrecorder {
 namespace {
 
-constexpr const char* kNoMemory = "there is not enough memory for a camera";
 constexpr std::size_t kLargestPiece = 16 << 20;
 constexpr std::int64_t kMostStampUs = std::int64_t{1} << 52;
 // Pictures that come by single packets are waited for so long until the gap that one left is given up.
 constexpr int kMaxReorderUs = 100'000;
-
-struct Passed {
-    AVCodecID id;
-    kvrecorder::Codec codec;
-};
-constexpr Passed kPassed[] = {
-    {AV_CODEC_ID_H264, kvrecorder::Codec::H264},
-    {AV_CODEC_ID_HEVC, kvrecorder::Codec::H265},
-    {AV_CODEC_ID_MPEG4, kvrecorder::Codec::Mpeg4},
-    {AV_CODEC_ID_MJPEG, kvrecorder::Codec::Mjpeg},
-};
 
 // The library tells an unknown name as it tells a broken line.
 bool IsKnownHost(const std::string& host) {
@@ -51,24 +37,13 @@ struct Options {
 
 }  // namespace
 
-std::optional<kvrecorder::Codec> PassedCodec(AVCodecID id) {
-    const auto found = std::find_if(std::begin(kPassed), std::end(kPassed),
-                                    [&](const Passed& passed) { return passed.id == id; });
-    return found != std::end(kPassed) ? std::optional(found->codec) : std::nullopt;
-}
-
-int InputLimit::Ask(void* self) {
-    const auto& limit = *static_cast<InputLimit*>(self);
-    return limit.IsOver() || limit.Ended() ? 1 : 0;
-}
-
 RtspInput::RtspInput(const NetworkCamera& camera, const std::string& url, bool withSound, InputLimit& limit)
     : m_limit(limit), m_hasUser(!camera.user.empty()), m_packet(av_packet_alloc()) {
     if (!m_packet) {
-        throw CameraError(kNoMemory);
+        throw CameraError(words::kNoMemory);
     }
     if (!IsKnownHost(ReadCameraUrl(url).host)) {
-        throw CameraError("the name of the camera's host is not known");
+        throw CameraError(words::kUnknownHost);
     }
     Open(camera, url, withSound);
     std::string other;
@@ -95,7 +70,7 @@ RtspInput::RtspInput(const NetworkCamera& camera, const std::string& url, bool w
 void RtspInput::Open(const NetworkCamera& camera, const std::string& url, bool withSound) {
     AVFormatContext* opened = avformat_alloc_context();
     if (!opened) {
-        throw CameraError(kNoMemory);
+        throw CameraError(words::kNoMemory);
     }
     opened->interrupt_callback = m_limit.Callback();
     opened->max_delay = kMaxReorderUs;
@@ -120,34 +95,33 @@ void RtspInput::Open(const NetworkCamera& camera, const std::string& url, bool w
 void RtspInput::Fail(int error) const {
     const bool open = m_session != nullptr;
     if (m_limit.IsOver() || error == AVERROR(ETIMEDOUT)) {
-        throw CameraError(open ? "the camera sends no pictures any more" : "the camera does not answer");
+        throw CameraError(open ? words::kNoMorePictures : words::kNoAnswer);
     }
     switch (error) {
         case AVERROR_HTTP_UNAUTHORIZED:
         case AVERROR_HTTP_FORBIDDEN:
-            throw CameraError(m_hasUser ? "the camera refuses the user or the password"
-                                        : "the camera wants a user and a password");
+            throw CameraError(m_hasUser ? words::kRefusesLogin : words::kWantsLogin);
         case AVERROR_HTTP_NOT_FOUND:
-            throw CameraError("the camera knows no such path");
+            throw CameraError(words::kNoPath);
         case AVERROR_HTTP_BAD_REQUEST:
         case AVERROR_HTTP_OTHER_4XX:
         case AVERROR_HTTP_SERVER_ERROR:
-            throw CameraError("the camera refuses to send pictures");
+            throw CameraError(words::kRefuses);
         case AVERROR(ECONNREFUSED):
-            throw CameraError("nothing listens at the camera's address");
+            throw CameraError(words::kNothingListens);
         case AVERROR(EHOSTUNREACH):
         case AVERROR(ENETUNREACH):
-            throw CameraError("no way leads to the camera's address");
+            throw CameraError(words::kNoWay);
         case AVERROR_EOF:
         case AVERROR_EXIT:
         case AVERROR(ECONNRESET):
         case AVERROR(EPIPE):
         case AVERROR(EIO):
-            throw CameraError("the camera closed the connection");
+            throw CameraError(words::kClosed);
         case AVERROR(ENOMEM):
-            throw CameraError(kNoMemory);
+            throw CameraError(words::kNoMemory);
         case AVERROR_INVALIDDATA:
-            throw CameraError("the camera's answer cannot be understood");
+            throw CameraError(words::kNotUnderstood);
         default:
             throw CameraError("the camera cannot be watched: " + AvErrorText(error));
     }

@@ -1,11 +1,11 @@
 // A small stream made of a camera's large one.
 #pragma once
 
-#include <chrono>
 #include <memory>
 #include <optional>
 #include <vector>
 
+#include "media/cost_meter.h"
 #include "media/packet.h"
 #include "media/stream_config.h"
 
@@ -22,18 +22,15 @@ public:
     static StreamDescription Description();
 
     // Begins with a key picture; damaged ones give nothing.
-    std::vector<PacketPtr> Make(const std::vector<PacketPtr>& pictures, Codec codec);
+    std::vector<PacketPtr> Make(const std::vector<PacketPtr>& pictures);
     // The share of a processor that it takes, in percent: told once, when it is known.
-    std::optional<int> Cost();
+    std::optional<int> Cost() { return m_cost.Share(); }
 
 private:
     struct Coders;
-    void Begin(Codec codec, const Packet& first);
 
     std::unique_ptr<Coders> m_coders;
-    std::chrono::nanoseconds m_spent{};
-    std::optional<std::chrono::steady_clock::time_point> m_since;
-    bool m_told = false;
+    CostMeter m_cost;
 };
 
 }  // namespace kvrecorder

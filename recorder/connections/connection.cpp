@@ -127,7 +127,7 @@ void Connection::Serve(const Reply& reply, const Login& login) {
                                               TalkRole::Start{text, reply.channel, login, timing.talk}));
             break;
         case ReplyKind::Later:
-            Become(std::make_shared<LaterRole>(AsLink(), reply.find));
+            Become(std::make_shared<LaterRole>(AsLink(), reply.headFirst ? text : std::string(), reply.find));
             break;
         case ReplyKind::Silence:
             Become(std::make_shared<WaitRole>(AsLink(), kLongestSilence));

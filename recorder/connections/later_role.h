@@ -1,10 +1,10 @@
 // Waits for a document that is made elsewhere, and sends it.
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 
 #include "answers/reply.h"
 #include "connections/role.h"
@@ -13,12 +13,13 @@ namespace kvrecorder {
 
 class LaterRole : public Role {
 public:
-    using Find = std::function<void(std::function<void(Reply)> done)>;
-
-    LaterRole(Link& link, Find find) : m_link(link), m_find(std::move(find)) {}
+    // A head is sent at once, and of what is found later the body alone. Without one all comes later.
+    LaterRole(Link& link, std::string head, Reply::Find find)
+        : m_link(link), m_head(std::move(head)), m_find(std::move(find)) {}
 
     void Begin() override;
     bool OutlivesPeer() const override { return true; }
+    void OnSent() override;
     void OnWoken() override;
 
 private:
@@ -29,8 +30,10 @@ private:
     };
 
     Link& m_link;
-    const Find m_find;
+    const std::string m_head;
+    const Reply::Find m_find;
     const std::shared_ptr<Box> m_box = std::make_shared<Box>();
+    bool m_done = false;
 };
 
 }  // namespace kvrecorder

@@ -6,14 +6,29 @@
 #include <libyuv.h>
 
 namespace kvrecorder {
+namespace {
 
-FileDecoder::FileDecoder(const AVCodecParameters* parameters) : m_frame(av_frame_alloc()) {
+void LeaveOut(AVCodecContext& codec, const AVCodec& decoder, int width, int least) {
+    codec.skip_loop_filter = AVDISCARD_ALL;
+    codec.flags2 |= AV_CODEC_FLAG2_FAST;
+    while (codec.lowres < decoder.max_lowres && (width >> (codec.lowres + 1)) >= least) {
+        ++codec.lowres;
+    }
+}
+
+}  // namespace
+
+FileDecoder::FileDecoder(const AVCodecParameters* parameters, DecodedWidth width)
+    : m_frame(av_frame_alloc()) {
     const AVCodec* const decoder = avcodec_find_decoder(parameters->codec_id);
     m_codec.reset(decoder ? avcodec_alloc_context3(decoder) : nullptr);
     if (!m_codec || !m_frame || avcodec_parameters_to_context(m_codec.get(), parameters) < 0) {
         throw std::runtime_error("there is no decoder for the file's pictures");
     }
     m_codec->thread_count = 1;
+    if (width.least > 0) {
+        LeaveOut(*m_codec, *decoder, parameters->width, width.least);
+    }
     if (const int error = avcodec_open2(m_codec.get(), decoder, nullptr); error < 0) {
         throw std::runtime_error("the file's pictures cannot be decoded: " + AvErrorText(error));
     }

@@ -10,11 +10,17 @@
 
 namespace kvrecorder {
 
+// How wide pictures are to be at least. Less may be decoded than there is, and what is not seen in a small
+// picture is left out.
+struct DecodedWidth {
+    int least = 0;  // 0: all of it
+};
+
 // Decodes once and encodes for each stream that is wanted. One thread at a time.
 class FileDecoder {
 public:
     // Throws std::runtime_error if no decoder takes the pictures.
-    explicit FileDecoder(const AVCodecParameters* parameters);
+    explicit FileDecoder(const AVCodecParameters* parameters, DecodedWidth width = {});
 
     // Gives the decoded pictures, null ends the file: what the decoder still holds comes out. Damaged
     // data gives nothing.

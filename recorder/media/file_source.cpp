@@ -78,6 +78,8 @@ public:
         return m_due;
     }
 
+    int MotionStream() const override { return m_format.passOn || m_streams.size() < 2 ? 0 : 1; }
+
     void Sleep() override {
         m_next.reset();
         m_decoder.reset();

@@ -1,6 +1,7 @@
 #include "media/media_hub.h"
 
 #include <algorithm>
+#include <atomic>
 #include <deque>
 #include <shared_mutex>
 #include <stdexcept>
@@ -12,12 +13,15 @@
 #include "media/scene.h"
 #include "media/scheduler.h"
 #include "media/stream_feed.h"
+#include "media/stream_motion.h"
 
 namespace kvrecorder {
 namespace {
 
 // After a source failed.
 constexpr MediaTime kRetry{1'000'000};
+// Between two looks for motion.
+constexpr MediaTime kMotionPause{500'000};
 
 // Hands on what channels tell.
 class Reporter {
@@ -42,7 +46,13 @@ std::unique_ptr<MotionWatch> MakeMotionWatch(int channel, const SourceConfig& so
     if (!source.watchMotion || !source.file.empty() || !source.network.url.empty()) {
         return nullptr;
     }
-    return std::make_unique<MotionWatch>(SceneOf(channel, source.scene), channel, source.camera);
+    return std::make_unique<MotionWatch>(SceneOf(channel, source.scene), channel, source.camera,
+                                         source.motion);
+}
+
+std::unique_ptr<StreamMotion> MakeStreamMotion(const SourceConfig& source) {
+    const bool passed = !source.file.empty() || !source.network.url.empty();
+    return source.watchMotion && passed ? std::make_unique<StreamMotion>(source.motion) : nullptr;
 }
 
 std::unique_ptr<PictureSource> MakeSource(int channel, const SourceConfig& source,
@@ -70,10 +80,18 @@ public:
           m_reporter(std::move(reporter)),
           m_number(number),
           m_source(std::move(pictures)),
-          m_motion(MakeMotionWatch(number, source)),
+          m_sceneMotion(MakeMotionWatch(number, source)),
+          m_streamMotion(MakeStreamMotion(source)),
           m_feeds(m_source->Streams().size()),
           m_streams(m_source->Streams()),
-          m_name(std::move(name)) {}
+          m_name(std::move(name)) {
+        if (m_streamMotion) {
+            // It wants the stream as who watches it does.
+            Feed(m_source->MotionStream()).Watch([this](const PacketPtr& packet) {
+                m_streamMotion->Offer(packet);
+            });
+        }
+    }
 
     std::vector<StreamDescription> Streams() const {
         const std::lock_guard lock(m_tellMutex);
@@ -123,6 +141,7 @@ public:
             const MediaTime next = m_source->Run(m_round, *this);
             const std::string trouble = m_source->Trouble();
             SetLost(!trouble.empty(), trouble);
+            TellMotionCost();
             return next;
         } catch (const std::exception&) {
             // What it says holds paths that are nobody's business.
@@ -134,14 +153,23 @@ public:
 
     // Beside the pictures' work, and maybe at the same time.
     std::optional<MediaTime> WatchMotion() {
-        if (!m_motion) {
-            return std::nullopt;
-        }
         const MediaTime now = m_clock->Now();
-        if (const auto turn = m_motion->Look(now)) {
+        std::optional<bool> turn = m_sceneMotion    ? m_sceneMotion->Look(now)
+                                   : m_streamMotion ? m_streamMotion->Look(now)
+                                                    : std::nullopt;
+        if (m_motionLeft.exchange(false) && !turn) {
+            turn = false;
+        }
+        if (turn) {
+            m_moves = *turn;
             m_reporter->Report(m_number, MediaEvent::Motion, *turn);
         }
-        return now + MotionWatch::kPause;
+        return m_sceneMotion || m_streamMotion ? std::optional(now + kMotionPause) : std::nullopt;
+    }
+    // It comes in the other's place: what that told of motion ends.
+    void Follow(const Channel& before) { m_motionLeft = before.m_moves || before.m_motionLeft; }
+    std::optional<double> MotionShare() const {
+        return m_streamMotion ? m_streamMotion->Share() : std::nullopt;
     }
 
     void Give(int stream, PacketPtr packet, PacketOrigin origin) override {
@@ -160,6 +188,12 @@ public:
     void Skipped(int stream, std::int64_t pictures) override { Feed(stream).CountSkipped(pictures); }
 
 private:
+    void TellMotionCost() {
+        if (std::string word = m_streamMotion ? m_streamMotion->Word() : std::string(); !word.empty()) {
+            Tell(std::move(word));
+        }
+    }
+
     // Also tells when the trouble has become another one.
     void SetLost(bool lost, const std::string& trouble) {
         if (lost == m_lost && trouble == m_trouble) {
@@ -186,7 +220,10 @@ private:
     const std::shared_ptr<Reporter> m_reporter;
     const int m_number;
     const std::unique_ptr<PictureSource> m_source;
-    const std::unique_ptr<MotionWatch> m_motion;
+    const std::unique_ptr<MotionWatch> m_sceneMotion;
+    const std::unique_ptr<StreamMotion> m_streamMotion;
+    std::atomic<bool> m_moves = false;       // as was told
+    std::atomic<bool> m_motionLeft = false;  // told by the channel that was here before
     std::deque<StreamFeed> m_feeds;
     StreamFeed m_sound;
     SourceRound m_round;
@@ -234,6 +271,7 @@ public:
         m_channels.push_back(std::move(fresh));
         m_tasks.push_back(tasks);
         m_scheduler.Wake(m_tasks.back().motion);
+        m_scheduler.Wake(m_tasks.back().pictures);
         return number;
     }
 
@@ -245,8 +283,10 @@ public:
         auto fresh = Make(channel, name, source);
         {
             const std::unique_lock lock(m_mutex);
+            fresh->Follow(*m_channels[static_cast<std::size_t>(channel)]);
             m_channels[static_cast<std::size_t>(channel)].swap(fresh);
             m_scheduler.Wake(TasksOf(channel).motion);
+            m_scheduler.Wake(TasksOf(channel).pictures);
         }
         // Who watches it still keeps it for a while.
         fresh->End();
@@ -292,6 +332,11 @@ public:
     std::string Words(int channel) const override {
         const auto found = Find(channel);
         return found ? found->Words() : std::string();
+    }
+
+    std::optional<double> MotionShare(int channel) const override {
+        const auto found = Find(channel);
+        return found ? found->MotionShare() : std::nullopt;
     }
 
     StreamCounters Counters(int channel, int stream) const override {

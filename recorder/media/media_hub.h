@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,7 +17,7 @@ class MediaClock;
 
 // What a hub reports of a channel.
 enum class MediaEvent {
-    Motion,   // something moves in the scene, or no more
+    Motion,   // something moves before the camera, or no more
     Lost,     // the source gives nothing, or gives pictures again; known only while somebody watches
     Streams,  // they are others than before, as a camera tells
     Word,     // the source has something for the log
@@ -59,6 +60,9 @@ public:
                                                          std::function<void(const PacketPtr&)> /*sink*/) {
         return nullptr;
     }
+    // What looking for motion in a camera's or file's pictures takes of a processor, in percent; nothing for
+    // others, and until it was measured.
+    virtual std::optional<double> MotionShare(int /*channel*/) const { return std::nullopt; }
     // Zeros for what does not exist.
     virtual StreamCounters Counters(int channel, int stream) const {
         static_cast<void>(channel);

@@ -48,6 +48,8 @@ public:
     virtual MediaTime Run(const SourceRound& round, SourceOutput& output) = 0;
     // Nobody watches: gives back what is costly. The next Run begins anew.
     virtual void Sleep() = 0;
+    // The one that is cheapest to look at all the time.
+    virtual int MotionStream() const { return 0; }
     // Any thread: no pictures are wanted any more, and nothing is waited for.
     virtual void End() {}
     // Why no pictures come, after a Run; empty when they do, or may yet.

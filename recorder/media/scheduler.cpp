@@ -1,5 +1,6 @@
 #include "media/scheduler.h"
 
+#include <chrono>
 #include <exception>
 
 namespace kvrecorder {
@@ -7,6 +8,8 @@ namespace {
 
 // Before the next try of a task that failed.
 constexpr MediaTime kRetry{1'000'000};
+// Whoever is back so soon keeps nobody waiting.
+constexpr std::chrono::microseconds kSoon{500};
 
 }  // namespace
 
@@ -66,34 +69,44 @@ Scheduler::Entry* Scheduler::Earliest() {
     return earliest;
 }
 
+// One thread alone waits for the time at which something is due, or all of them would wake each time.
 void Scheduler::Run() {
     std::unique_lock lock(m_mutex);
     while (!m_stop) {
         Entry* const entry = Earliest();
-        if (!entry) {
+        if (!entry || (m_watched && *entry->due > m_clock->Now())) {
             m_wake.wait(lock);
-            continue;
-        }
-        if (*entry->due > m_clock->Now()) {
+        } else if (*entry->due > m_clock->Now()) {
+            m_watched = true;
             m_clock->WaitUntil(lock, m_wake, *entry->due);
-            continue;
+            m_watched = false;
+        } else {
+            RunTask(*entry, lock);
         }
-        entry->running = true;
-        entry->due.reset();
-        // Another thread takes over the wait for what is due next.
-        m_wake.notify_one();
-        lock.unlock();
-        std::optional<MediaTime> next;
-        try {
-            next = entry->task();
-        } catch (const std::exception&) {
-            next = m_clock->Now() + kRetry;
-        }
-        lock.lock();
-        entry->running = false;
-        entry->due = entry->wakeAgain ? std::optional(m_clock->Now()) : next;
-        entry->wakeAgain = false;
     }
+}
+
+void Scheduler::RunTask(Entry& entry, std::unique_lock<std::mutex>& lock) {
+    entry.running = true;
+    entry.due.reset();
+    // Another thread takes over the wait for what is due next, unless it is hardly worth its waking.
+    if (!entry.soonDone) {
+        m_wake.notify_one();
+    }
+    lock.unlock();
+    const auto began = std::chrono::steady_clock::now();
+    std::optional<MediaTime> next;
+    try {
+        next = entry.task();
+    } catch (const std::exception&) {
+        next = m_clock->Now() + kRetry;
+    }
+    const bool soon = std::chrono::steady_clock::now() - began < kSoon;
+    lock.lock();
+    entry.running = false;
+    entry.soonDone = soon;
+    entry.due = entry.wakeAgain ? std::optional(m_clock->Now()) : next;
+    entry.wakeAgain = false;
 }
 
 }  // namespace kvrecorder

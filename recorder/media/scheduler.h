@@ -35,15 +35,18 @@ private:
         std::optional<MediaTime> due;
         bool running = false;
         bool wakeAgain = false;
+        bool soonDone = false;  // was so the last time
     };
 
     void Run();
+    void RunTask(Entry& entry, std::unique_lock<std::mutex>& lock);
     Entry* Earliest();
 
     const std::shared_ptr<MediaClock> m_clock;
     std::mutex m_mutex;
     std::condition_variable m_wake;
     std::vector<std::unique_ptr<Entry>> m_entries;
+    bool m_watched = false;  // a thread waits for the earliest
     bool m_stop = false;
     std::vector<std::thread> m_threads;
 };

@@ -32,13 +32,39 @@ struct NetworkCamera {
     std::string subUrl;  // of stream 1; empty: that is made of stream 0 when somebody wants it
     std::string user;
     Secret password;
+    std::string subUser;  // of the sub stream; empty: as above
+    Secret subPassword;
+    // Of a camera of ONVIF, which tells the addresses of its streams itself.
+    std::string profile;     // of stream 0; empty: the one with the largest picture
+    std::string subProfile;  // of stream 1; empty: one with a small picture
     bool overUdp = false;
+    // From picture to picture of a camera that gives them one by one.
+    std::chrono::milliseconds interval{1000};
     std::chrono::seconds linger{10};  // how long it is kept when nobody watches
 
     bool operator==(const NetworkCamera& other) const {
-        return url == other.url && subUrl == other.subUrl && user == other.user &&
-               password == other.password.View() && overUdp == other.overUdp && linger == other.linger;
+        return url == other.url && subUrl == other.subUrl && profile == other.profile &&
+               subProfile == other.subProfile && user == other.user && password == other.password.View() &&
+               subUser == other.subUser && subPassword == other.subPassword.View() &&
+               overUdp == other.overUdp && interval == other.interval && linger == other.linger;
     }
+};
+
+// A part of the picture, in percent of its sides.
+struct MotionZone {
+    int left = 0;
+    int top = 0;
+    int width = 100;
+    int height = 100;
+
+    bool operator==(const MotionZone&) const = default;
+};
+
+struct MotionSetup {
+    int sensitivity = 50;           // 1 to 100
+    std::vector<MotionZone> zones;  // what is looked at; none: all of the picture
+
+    bool operator==(const MotionSetup&) const = default;
 };
 
 // Where a channel's pictures come from: a generated scene, a camera, or a file that is looped and passed on
@@ -55,8 +81,9 @@ struct SourceConfig {
     std::vector<StreamConfig> streams;
     // What steers the view of a generated scene; null: it stays at home.
     std::shared_ptr<PtzCamera> camera;
-    // A generated scene is looked at all the time, cheaply, and what moves in it is told.
+    // The channel is looked at all the time, cheaply, and what moves in it is told.
     bool watchMotion = false;
+    MotionSetup motion;
 };
 
 struct StreamDescription {

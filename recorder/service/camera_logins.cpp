@@ -16,7 +16,9 @@ namespace {
 constexpr std::size_t kLongest = 255;
 constexpr int kMadeCharacters = 12;
 
-// Without the ones that look alike.
+}  // namespace
+
+// Without characters that look alike.
 Secret MakePassword() {
     static constexpr std::string_view kCharacters = "abcdefghijkmnpqrstuvwxyz23456789";
     std::random_device source;
@@ -26,6 +28,8 @@ Secret MakePassword() {
     }
     return text;
 }
+
+namespace {
 
 // What is typed is not shown meanwhile.
 class QuietTerminal {
@@ -80,6 +84,15 @@ Secret AskPassword(const std::string& prompt) {
 }
 
 void CompleteCameras(Options& options, const std::function<Secret(const std::string& prompt)>& ask) {
+    const auto complete = [&](CameraUrl& camera) {
+        camera.password = options.cameraPasswordFile.empty()
+                              ? ask("Password of " + camera.user + " at " + camera.host + ": ")
+                              : ReadPasswordFile(options.cameraPasswordFile);
+        camera.saysPassword = true;
+    };
+    if (options.probe && !options.probe->user.empty() && !options.probe->saysPassword) {
+        complete(*options.probe);
+    }
     for (std::size_t i = 0; i < options.cameras.size(); ++i) {
         CameraUrl& camera = options.cameras[i];
         if (camera.user.empty() || camera.saysPassword) {
@@ -94,10 +107,7 @@ void CompleteCameras(Options& options, const std::function<Secret(const std::str
             }
         }
         if (!camera.saysPassword) {
-            camera.password = options.cameraPasswordFile.empty()
-                                  ? ask("Password of " + camera.user + " at " + camera.host + ": ")
-                                  : ReadPasswordFile(options.cameraPasswordFile);
-            camera.saysPassword = true;
+            complete(camera);
         }
     }
     if (!options.cameras.empty() && options.user.empty() && options.configFile.empty()) {

@@ -83,7 +83,9 @@ Options ParseOptions(int argc, const char* const* argv, const std::string& versi
         ->needs(control);
     std::vector<std::string> cameras;
     app.add_option("--camera", cameras,
-                   "Serve this camera, rtsp://user@host/path; may be given again for others")
+                   "Serve this camera: rtsp://user@host/path, onvif://user@host, http://host/path, "
+                   "usb:/dev/video0; may be "
+                   "given again for others")
         ->type_name("URL")
         ->allow_extra_args(false);
     app.add_option("--camera-password-file", options.cameraPasswordFile,
@@ -91,8 +93,29 @@ Options ParseOptions(int argc, const char* const* argv, const std::string& versi
         ->type_name("FILE");
     app.add_flag("--camera-udp", options.camerasOverUdp,
                  "Let the cameras send by UDP, not within the connection");
+    std::string probe;
+    CLI::Option* probed = app.add_option("--probe", probe,
+                                         "Tell what this camera sends and what is wrong with it, and exit: "
+                                         "with 0 if pictures come, else with 1")
+                              ->type_name("URL");
+    CLI::Option* discover =
+        app.add_flag("--discover", options.discover, "List the cameras that answer on the network, and exit");
+    app.add_option("--discover-at", options.discoverAt,
+                   "Ask this address alone, as of a camera behind a router")
+        ->type_name("ADDRESS[:PORT]")
+        ->needs(discover);
+    app.add_option("--discover-user", options.discoverUser,
+                   "The cameras' user; the password as of --camera-password-file")
+        ->type_name("NAME")
+        ->needs(discover);
+    app.add_option("--write", options.writeFile, "With --discover: a new configuration that serves them")
+        ->type_name("FILE")
+        ->needs(discover);
     try {
         app.parse(argc, argv);
+        if (!probed->empty()) {
+            options.probe = ReadOneCamera("--probe", probe);
+        }
         for (std::string& camera : cameras) {
             options.cameras.push_back(ReadOneCamera("--camera", camera));
         }

@@ -24,8 +24,13 @@ struct Options {
     std::vector<CameraUrl> cameras;
     std::string cameraPasswordFile;
     bool camerasOverUdp = false;
-    Secret madePassword;   // of the user for cameras when no other was told
-    std::string exitText;  // of --help or --version: to be printed, and that is all
+    std::optional<CameraUrl> probe;  // to be looked at, and that is all
+    bool discover = false;
+    std::string discoverAt;    // who is asked; empty: all on the networks
+    std::string discoverUser;  // of the cameras that are found
+    std::string writeFile;     // gets a configuration for them; empty: none
+    Secret madePassword;       // of the user for cameras when no other was told
+    std::string exitText;      // of --help or --version: to be printed, and that is all
 };
 
 // Throws ConfigError with one line for the user.
@@ -33,6 +38,9 @@ Options ParseOptions(int argc, const char* const* argv, const std::string& versi
 
 // Asks the terminal for a line that is not shown. Throws ConfigError without one.
 Secret AskPassword(const std::string& prompt);
+
+// For a user who was not told.
+Secret MakePassword();
 
 // Completes the cameras' logins from the file or by `ask`, and makes up a password for who watches them if
 // nobody is told. Throws ConfigError.

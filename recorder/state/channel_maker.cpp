@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "cameras/camera_url.h"
+
 namespace kvrecorder {
 namespace {
 
@@ -12,7 +14,7 @@ bool SameSource(const SourceConfig& a, const SourceConfig& b) {
                x.gop == y.gop;
     };
     return a.file == b.file && a.network == b.network && a.scene == b.scene &&
-           a.watchMotion == b.watchMotion &&
+           a.watchMotion == b.watchMotion && a.motion == b.motion &&
            std::equal(a.streams.begin(), a.streams.end(), b.streams.begin(), b.streams.end(), same);
 }
 
@@ -43,12 +45,23 @@ bool SameSource(const ChannelConfig& a, const ChannelConfig& b) {
     return SameSource(a.source, b.source) && a.ptz.steerable == b.ptz.steerable;
 }
 
+std::shared_ptr<CameraControl> ChannelMaker::MakeControl(int number, int source,
+                                                         const ChannelConfig& config) const {
+    if (!m_controls || !IsDeviceUrl(config.source.network.url)) {
+        return nullptr;
+    }
+    return m_controls(config.source.network, [news = m_news, number, source](const CameraNews& told) {
+        news(number, source, told);
+    });
+}
+
 Channel ChannelMaker::Make(const ServerConfig& server, int number, const ChannelConfig& config) {
     Channel channel;
     channel.config = config;
     channel.ptz = MakeUnit(server, number, config);
     m_hub.AddChannel(config.name, WithCamera(config.source, channel.ptz));
     channel.streams = m_hub.Streams(number);
+    channel.control = MakeControl(number, channel.sourceNumber, config);
     return channel;
 }
 
@@ -60,6 +73,7 @@ void ChannelMaker::ChangeSource(const ServerConfig& server, int number, Channel&
     channel.ptz = std::move(unit);
     channel.streams = m_hub.Streams(number);
     ++channel.sourceNumber;
+    channel.control = MakeControl(number, channel.sourceNumber, wanted);
 }
 
 }  // namespace kvrecorder

@@ -102,11 +102,21 @@ CameraUrl ReadAddress(TableReader& reader, const char* key) {
 
 void ReadSource(TableReader& reader, NetworkCamera& camera, std::vector<std::string>& secretFiles) {
     CameraUrl main = ReadAddress(reader, "url");
+    if (IsDeviceUrl(main.url)) {
+        if (reader.Find("sub_url")) {
+            reader.Fail("sub_url",
+                        "a camera of ONVIF tells the addresses of its streams; sub_profile chooses one");
+        }
+        reader.Text("profile", camera.profile);
+        reader.Text("sub_profile", camera.subProfile);
+    }
     if (main.url.empty()) {
         reader.Fail("url", "a source needs the address of a camera");
     }
     camera.url = main.url;
-    camera.subUrl = ReadAddress(reader, "sub_url").url;
+    CameraUrl sub = ReadAddress(reader, "sub_url");
+    camera.subUrl = sub.url;
+    camera.subUser = sub.user;
     camera.user = main.user;
     camera.password = main.password;
     reader.Text("user", camera.user);
@@ -122,10 +132,37 @@ void ReadSource(TableReader& reader, NetworkCamera& camera, std::vector<std::str
         secretFiles.push_back(file);
         camera.password = ReadPasswordFile(file);
     }
+    camera.subPassword = sub.saysPassword ? sub.password : camera.password;
     reader.Word("transport", camera.overUdp, kTransports);
+    int interval = static_cast<int>(camera.interval.count());
+    reader.Number("interval", interval, 40, 3'600'000);
+    camera.interval = std::chrono::milliseconds(interval);
     int linger = static_cast<int>(camera.linger.count());
     reader.Number("linger", linger, 0, 86400);
     camera.linger = std::chrono::seconds(linger);
+}
+
+// "motion = true", or a table.
+void ReadMotion(TableReader& reader, SourceConfig& source) {
+    const toml::node* node = reader.Find("motion");
+    if (!node || !node->is_table()) {
+        reader.Flag("motion", source.watchMotion);
+        return;
+    }
+    source.watchMotion = true;
+    reader.Table("motion", [&](TableReader& motion) {
+        motion.Number("sensitivity", source.motion.sensitivity, 1, 100);
+        motion.Tables("zones", 16, [&](TableReader& table) {
+            MotionZone zone;
+            table.Number("left", zone.left, 0, 99);
+            table.Number("top", zone.top, 0, 99);
+            zone.width = 100 - zone.left;
+            zone.height = 100 - zone.top;
+            table.Number("width", zone.width, 1, 100 - zone.left);
+            table.Number("height", zone.height, 1, 100 - zone.top);
+            source.motion.zones.push_back(zone);
+        });
+    });
 }
 
 // Told where the key stands that does not go together with a camera.
@@ -135,9 +172,6 @@ void CheckSource(TableReader& reader, const SourceConfig& source) {
     }
     if (!source.file.empty() || !source.scene.empty()) {
         reader.Fail("source", "a channel has a source, a scene or a file");
-    }
-    if (source.watchMotion) {
-        reader.Fail("watch_motion", "only generated scenes are watched for motion");
     }
     if (!source.streams.empty()) {
         reader.Fail("streams", "the streams of a camera are those that it sends");
@@ -166,7 +200,8 @@ ChannelConfig ReadChannel(TableReader& reader, std::vector<std::string>& secretF
     if (!channel.source.file.empty() && !channel.source.scene.empty()) {
         reader.Fail("scene", "a channel has a scene or a file, not both");
     }
-    reader.Flag("watch_motion", channel.source.watchMotion);
+    reader.Flag("watch_motion", channel.source.watchMotion);  // the older word for it
+    ReadMotion(reader, channel.source);
     reader.Tables("streams", 8,
                   [&](TableReader& stream) { channel.source.streams.push_back(ReadStream(stream)); });
     reader.Table("source",

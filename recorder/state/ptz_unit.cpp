@@ -60,29 +60,13 @@ std::string TakeStep(PtzUnit& unit, int command) {
                                   : unit.camera->Move(step.right, step.down));
 }
 
-std::string GoToPreset(PtzUnit& unit, std::string_view argument) {
-    const auto index = ParseNumber<std::size_t>(argument, 0, kMaxPresets - 1);
+std::string GoToPreset(PtzUnit& unit, const PtzOrder& order) {
     const auto slots = unit.presets.Slots();
-    if (!index || !slots[*index]) {
+    if (!slots[order.preset]) {
         return kRefused;
     }
-    unit.camera->GoTo(slots[*index]->view);
+    unit.camera->GoTo(slots[order.preset]->view);
     return Told(EndStop::None);
-}
-
-// "X Y"
-std::string Centre(PtzUnit& unit, std::string_view argument) {
-    const auto words = Words(argument);
-    if (words.size() != 2) {
-        return kRefused;
-    }
-    const auto x = ParseNumber<int>(words[0], 0, kCoordinateWidth);
-    const auto y = ParseNumber<int>(words[1], 0, kCoordinateHeight);
-    if (!x || !y) {
-        return kRefused;
-    }
-    return Told(unit.camera->Centre(static_cast<double>(*x) / kCoordinateWidth,
-                                    static_cast<double>(*y) / kCoordinateHeight));
 }
 
 // No scene tells what is worth following, so it looks around.
@@ -109,89 +93,106 @@ std::string TourPresets(PtzUnit& unit) {
     return Told(EndStop::None);
 }
 
-// Number and name as clients write them: three digits, and "xx" for no name or the name's length in two
-// digits and its bytes in hexadecimal ones. The length counts characters, and the bytes may end early.
-struct PresetArgument {
-    std::size_t index = 0;
-    std::optional<std::string> name;
-};
-
-std::optional<PresetArgument> ParsePreset(std::string_view argument) {
-    if (argument.size() < 5) {
-        return std::nullopt;
-    }
-    const auto index = ParseNumber<std::size_t>(argument.substr(0, 3), 0, kMaxPresets - 1);
-    if (!index) {
-        return std::nullopt;
-    }
-    PresetArgument preset{*index, std::nullopt};
-    if (argument.substr(3) == "xx") {
-        return preset;
-    }
-    const std::string_view digits = argument.substr(5);
-    if (!ParseNumber<int>(argument.substr(3, 2), 0, 99) || digits.size() > 2 * kMaxPresetBytes) {
-        return std::nullopt;
-    }
-    preset.name = HexDecode(digits.substr(0, digits.size() & ~std::size_t{1}));
-    if (!preset.name || !IsDisplayText(*preset.name)) {
-        return std::nullopt;
-    }
-    return preset;
-}
-
 // The present place under a number; without a name the number keeps the one that it has.
-std::string StorePreset(PtzUnit& unit, std::string_view argument) {
-    const auto wanted = ParsePreset(argument);
-    if (!wanted) {
-        return kRefused;
-    }
-    const auto known = unit.presets.Slots()[wanted->index];
-    const std::string name = wanted->name ? *wanted->name : known ? known->name : "";
-    unit.presets.Set(wanted->index, Preset{name, unit.camera->Aim()});
+std::string StorePreset(PtzUnit& unit, const PtzOrder& order) {
+    const auto known = unit.presets.Slots()[order.preset];
+    const std::string name = order.name ? *order.name : known ? known->name : "";
+    unit.presets.Set(order.preset, Preset{name, unit.camera->Aim()});
     return "OK";
 }
 
-std::string ErasePreset(PtzUnit& unit, std::string_view argument) {
-    const auto wanted = ParsePreset(argument);
-    if (!wanted) {
-        return kRefused;
-    }
-    unit.presets.Set(wanted->index, std::nullopt);
+std::string ErasePreset(PtzUnit& unit, const PtzOrder& order) {
+    unit.presets.Set(order.preset, std::nullopt);
     return "OK";
 }
 
-struct Order {
+struct Run {
     int command;
-    std::string (*run)(PtzUnit&, std::string_view argument);
+    std::string (*run)(PtzUnit&, const PtzOrder&);
 };
-constexpr std::array<Order, 8> kOrders = {{
+constexpr std::array<Run, 8> kRuns = {{
     {kGoToPreset, GoToPreset},
     {kHome,
-     [](PtzUnit& unit, std::string_view) {
+     [](PtzUnit& unit, const PtzOrder&) {
          unit.camera->Home();
          return Told(EndStop::None);
      }},
-    {kCentre, Centre},
-    {kLookAround, [](PtzUnit& unit, std::string_view) { return LookAround(unit); }},
+    {kCentre,
+     [](PtzUnit& unit, const PtzOrder& order) { return Told(unit.camera->Centre(order.right, order.down)); }},
+    {kLookAround, [](PtzUnit& unit, const PtzOrder&) { return LookAround(unit); }},
     {kHalt,
-     [](PtzUnit& unit, std::string_view) {
+     [](PtzUnit& unit, const PtzOrder&) {
          unit.camera->Halt();
          return Told(EndStop::None);
      }},
-    {kTourPresets, [](PtzUnit& unit, std::string_view) { return TourPresets(unit); }},
+    {kTourPresets, [](PtzUnit& unit, const PtzOrder&) { return TourPresets(unit); }},
     {kStorePreset, StorePreset},
     {kErasePreset, ErasePreset},
 }};
 
+// "X Y"
+bool ReadPlace(std::string_view argument, PtzOrder& order) {
+    const auto words = Words(argument);
+    if (words.size() != 2) {
+        return false;
+    }
+    const auto x = ParseNumber<int>(words[0], 0, kCoordinateWidth);
+    const auto y = ParseNumber<int>(words[1], 0, kCoordinateHeight);
+    if (!x || !y) {
+        return false;
+    }
+    order.right = static_cast<double>(*x) / kCoordinateWidth;
+    order.down = static_cast<double>(*y) / kCoordinateHeight;
+    return true;
+}
+
+// Number and name as clients write them: three digits, and "xx" for no name or the name's length in two
+// digits and its bytes in hexadecimal ones. The length counts characters, and the bytes may end early.
+bool ReadPreset(std::string_view argument, PtzOrder& order) {
+    if (argument.size() < 5) {
+        return false;
+    }
+    const auto index = ParseNumber<std::size_t>(argument.substr(0, 3), 0, kMaxPresets - 1);
+    if (!index) {
+        return false;
+    }
+    order.preset = *index;
+    if (argument.substr(3) == "xx") {
+        return true;
+    }
+    const std::string_view digits = argument.substr(5);
+    if (!ParseNumber<int>(argument.substr(3, 2), 0, 99) || digits.size() > 2 * kMaxPresetBytes) {
+        return false;
+    }
+    order.name = HexDecode(digits.substr(0, digits.size() & ~std::size_t{1}));
+    return order.name && IsDisplayText(*order.name);
+}
+
 }  // namespace
 
-std::string RunPtzOrder(PtzUnit& unit, int command, std::string_view argument) {
-    if (command >= 0 && command < static_cast<int>(kSteps.size())) {
-        return TakeStep(unit, command);
+std::optional<PtzOrder> ReadPtzOrder(int command, std::string_view argument) {
+    PtzOrder order;
+    order.command = command;
+    bool good = true;
+    if (command == kGoToPreset) {
+        const auto index = ParseNumber<std::size_t>(argument, 0, kMaxPresets - 1);
+        order.preset = index.value_or(0);
+        good = index.has_value();
+    } else if (command == kCentre) {
+        good = ReadPlace(argument, order);
+    } else if (command == kStorePreset || command == kErasePreset) {
+        good = ReadPreset(argument, order);
     }
-    for (const Order& order : kOrders) {
-        if (order.command == command) {
-            return order.run(unit, argument);
+    return good ? std::optional(std::move(order)) : std::nullopt;
+}
+
+std::string RunPtzOrder(PtzUnit& unit, const PtzOrder& order) {
+    if (order.command >= 0 && order.command < static_cast<int>(kSteps.size())) {
+        return TakeStep(unit, order.command);
+    }
+    for (const Run& known : kRuns) {
+        if (known.command == order.command) {
+            return known.run(unit, order);
         }
     }
     return kRefused;

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "cameras/camera_control.h"
 #include "media/ptz_camera.h"
 #include "state/preset_table.h"
 
@@ -18,8 +19,11 @@ struct PtzUnit {
     PresetTable presets;
 };
 
+// An order as it came on the wire; nothing if its argument is none.
+std::optional<PtzOrder> ReadPtzOrder(int command, std::string_view argument);
+
 // The words that a camera answers an order with: the number of the end that it is at, 0 for none, or "-1"
-// for what it cannot do. `argument` is as it came on the wire.
-std::string RunPtzOrder(PtzUnit& unit, int command, std::string_view argument);
+// for what it cannot do.
+std::string RunPtzOrder(PtzUnit& unit, const PtzOrder& order);
 
 }  // namespace kvrecorder

@@ -30,11 +30,23 @@ void Mark(StatusDigits& digits, const StatusFlag& flag, bool on) {
 
 }  // namespace
 
-RecorderModel::RecorderModel(std::shared_ptr<MediaHub> hub) : m_hub(std::move(hub)), m_maker(*m_hub) {
+RecorderModel::RecorderModel(std::shared_ptr<MediaHub> hub, CameraControlMaker controls)
+    : m_hub(std::move(hub)),
+      m_maker(*m_hub, std::move(controls), [gate = m_gate](int channel, int source, const CameraNews& news) {
+          const std::lock_guard lock(gate->mutex);
+          if (gate->model) {
+              gate->model->OnNews(channel, source, news);
+          }
+      }) {
+    m_gate->model = this;
     m_hub->SetListener([this](int channel, MediaEvent event, bool on) { OnMedia(channel, event, on); });
 }
 
 RecorderModel::~RecorderModel() {
+    {
+        const std::lock_guard lock(m_gate->mutex);
+        m_gate->model = nullptr;
+    }
     m_hub->SetListener(nullptr);
 }
 
@@ -128,6 +140,8 @@ std::string RecorderModel::ChangeSource(const Snapshot& state, int number, Chann
     } catch (const std::exception& error) {
         return error.what();
     }
+    m_streamLost.reset(static_cast<std::size_t>(number));
+    m_signalLost.reset(static_cast<std::size_t>(number));
     channel.trouble.clear();
     if (m_recordings) {
         m_recordings->Follow(number);
@@ -309,13 +323,63 @@ void RecorderModel::OnMedia(int channel, MediaEvent event, bool on) {
                      name + (on ? ": the stream is lost" : ": the stream is back") +
                          (words.empty() ? "" : ", " + words));
     }
-    PublishChannel(Change::Status, channel, [&](Snapshot&, Channel& known) -> std::string {
-        Mark(known.config.status, *FindStatusFlag(motion ? "motion" : "loss"), on);
-        if (!motion) {
-            known.trouble = on ? words : "";
+    if (motion) {
+        SetFlag(channel, wire::kMotion, on);
+    } else {
+        SetLoss(channel, false, on, words);
+    }
+}
+
+void RecorderModel::SetLoss(int channel, bool signal, bool on, const std::string& words) {
+    PublishChannel(Change::Status, channel, [&](Snapshot&, Channel& found) -> std::string {
+        const auto number = static_cast<std::size_t>(channel);
+        (signal ? m_signalLost : m_streamLost).set(number, on);
+        Mark(found.config.status, wire::kLoss, m_signalLost[number] || m_streamLost[number]);
+        if (!signal) {
+            found.trouble = on ? words : "";
         }
         return "";
     });
+}
+
+void RecorderModel::OnNews(int channel, int source, const CameraNews& news) {
+    const SnapshotPtr state = Current();
+    const Channel* found = state->Configured(channel);
+    // A camera that was taken away says no more.
+    if (!found || found->sourceNumber != source) {
+        return;
+    }
+    const auto tell = [&](EventLevel level, const std::string& words) {
+        m_events.Add(level, state->NameOf(channel) + ": " + words);
+    };
+    switch (news.kind) {
+        case CameraNews::Kind::Motion:
+            if (news.on) {
+                tell(EventLevel::Information, "motion");
+            }
+            SetFlag(channel, wire::kMotion, news.on);
+            break;
+        case CameraNews::Kind::Input:
+            tell(EventLevel::Information, news.on ? "an input is active" : "no input is active any more");
+            SetFlag(channel, wire::kInput, news.on);
+            break;
+        case CameraNews::Kind::SignalLost:
+            tell(news.on ? EventLevel::Warning : EventLevel::Information,
+                 news.on ? "the camera has lost its picture" : "the camera has its picture again");
+            SetLoss(channel, true, news.on, {});
+            break;
+        case CameraNews::Kind::Tampering:
+            tell(news.on ? EventLevel::Warning : EventLevel::Information,
+                 news.on ? "somebody tampers with the camera" : "nobody tampers with the camera any more");
+            SetFlag(channel, wire::kAlarm, news.on);
+            break;
+        case CameraNews::Kind::Trouble:
+            tell(news.on ? EventLevel::Warning : EventLevel::Information, news.words);
+            break;
+        case CameraNews::Kind::Word:
+            tell(EventLevel::Information, news.words);
+            break;
+    }
 }
 
 std::string RecorderModel::SetDiskFault(DiskFault fault) {

@@ -26,7 +26,8 @@ enum class Change { None, Status, Configuration };
 // user; the listener is called after a change, on the changing thread.
 class RecorderModel {
 public:
-    explicit RecorderModel(std::shared_ptr<MediaHub> hub);
+    // Without a maker cameras are pictures alone.
+    explicit RecorderModel(std::shared_ptr<MediaHub> hub, CameraControlMaker controls = nullptr);
     ~RecorderModel();
     RecorderModel(const RecorderModel&) = delete;
     RecorderModel& operator=(const RecorderModel&) = delete;
@@ -72,6 +73,9 @@ private:
     template <typename Edit>
     std::string Publish(Change change, Edit edit);
     void OnMedia(int channel, MediaEvent event, bool on);
+    void OnNews(int channel, int source, const CameraNews& news);
+    // A picture is lost when the stream is or the camera says that its own is.
+    void SetLoss(int channel, bool signal, bool on, const std::string& words);
     void OnRecordingEnded(const Recordings::Notice& notice);
     std::string ShowRecording(int channel, bool on);
     // The same for a channel that must exist; `edit` gets it with the state that it belongs to.
@@ -82,9 +86,18 @@ private:
     std::string ChangeSource(const Snapshot& state, int number, Channel& channel,
                              const ChannelConfig& wanted);
 
+    // What cameras tell, until the model's end.
+    struct NewsGate {
+        std::mutex mutex;
+        RecorderModel* model = nullptr;
+    };
+
     const std::shared_ptr<MediaHub> m_hub;
+    const std::shared_ptr<NewsGate> m_gate = std::make_shared<NewsGate>();
     ChannelMaker m_maker;
-    std::mutex m_editMutex;  // one change at a time
+    std::mutex m_editMutex;   // one change at a time
+    ChannelSet m_streamLost;  // within an edit
+    ChannelSet m_signalLost;
     mutable std::mutex m_mutex;
     SnapshotPtr m_current = std::make_shared<Snapshot>();
     std::function<void(Change)> m_listener;

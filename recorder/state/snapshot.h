@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "cameras/camera_control.h"
 #include "state/ptz_unit.h"
 #include "state/recorder_config.h"
 
@@ -14,9 +15,11 @@ namespace kvrecorder {
 struct Channel {
     ChannelConfig config;
     std::vector<StreamDescription> streams;
-    std::shared_ptr<PtzUnit> ptz;  // null: the camera cannot be steered
-    int sourceNumber = 0;          // another one with each new source
-    std::string trouble;           // why no pictures come, in words
+    std::shared_ptr<PtzUnit> ptz;  // of a generated scene; null: it cannot be steered
+    // Of a camera on the network; null: there is nothing beside its pictures.
+    std::shared_ptr<CameraControl> control;
+    int sourceNumber = 0;  // another one with each new source
+    std::string trouble;   // why no pictures come, in words
 };
 
 // Where clients find the cameras that are to be had directly.

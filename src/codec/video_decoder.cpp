@@ -6,6 +6,7 @@ extern "C" {
 
 #include <mutex>
 
+#include "codec/deep_picture.h"
 #include "platform/diagnostics.h"
 
 namespace kvmon {
@@ -106,6 +107,10 @@ public:
         if (status != kDecodeOk) {
             output.Clear();
             return status;
+        }
+        if (!MakeEightBit(*frame)) {
+            output.Clear();
+            return kDecodeNoMemory;
         }
         return CheckPicture(output);
     }

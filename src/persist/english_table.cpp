@@ -439,6 +439,7 @@ constexpr TableText kEnglish[] = {
     {7451, "Reading the file..."},
     {7452, "Stopped."},
     {7453, "Stop"},
+    {7600, "Too many wrong passwords. Wait %s s."},
     {7500, "Cameras..."},
     {7501, "Cameras"},
     {7502, "Find..."},

@@ -194,6 +194,10 @@ std::string CKelvaraInfo::GetServerName() const {
         [](const CNvrStatus& status) { return WithoutLineEnd(status.m_strServerName); });
 }
 
+bool CKelvaraInfo::IsOwnRecorder() const {
+    return Shared()->WithStatus([](const CNvrStatus& status) { return status.bOwnRecorder; });
+}
+
 void CKelvaraInfo::SetServerName(const std::string& name) {
     Shared()->ChangeStatus([&](CNvrStatus& status) { status.m_strServerName = name; });
 }

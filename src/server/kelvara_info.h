@@ -71,6 +71,8 @@ public:
     // are shown, and are parts of settings keys and file names.
     std::string GetServerName() const;
     void SetServerName(const std::string& name);
+    // It is a kvrecorder, which can be asked for what others have not.
+    bool IsOwnRecorder() const;
     std::string GetServerNameAndVersion() const;  // "name(version)"
     void GetDiskInfo(int* pnStatus, int* pnUsed, std::string& strSize, std::string& strUnit) const;
     bool GetCameraSetting(int nCh, CameraSettings* pSetting) const;

@@ -66,9 +66,14 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(Codes, VideoDecoderTest,
                          testing::Values(Form{Coding::H264, kStreamTypeH264},
-                                         Form{Coding::Mpeg4, kStreamTypeMpeg4}),
+                                         Form{Coding::Mpeg4, kStreamTypeMpeg4},
+                                         Form{Coding::H265, kStreamTypeH265},
+                                         Form{Coding::H265Deep, kStreamTypeH265}),
                          [](const auto& form) {
-                             return form.param.coding == Coding::H264 ? "H264" : "Mpeg4";
+                             return form.param.coding == Coding::H264    ? "H264"
+                                    : form.param.coding == Coding::Mpeg4 ? "Mpeg4"
+                                    : form.param.coding == Coding::H265  ? "H265"
+                                                                         : "H265OfTenBits";
                          });
 
 // A picture on show is the decoder's memory; it must not change under later pictures, nor go with the

@@ -7,6 +7,8 @@
 #include <QtWidgets/QLineEdit>
 #include <QtWidgets/QMenu>
 #include <sstream>
+#include <stop_token>
+#include <thread>
 
 #include "app/app_options.h"
 #include "app/desktop_window.h"
@@ -35,17 +37,22 @@ class WallStartTest : public kvtest::Screens {
 protected:
     ~WallStartTest() override { window.reset(); }
 
-    CMainDlg& Run(std::vector<std::string> args) {
+    CMainDlg& Run(std::vector<std::string> args) { return Run(std::move(args), clock); }
+    // A clock that stands goes on until the wall is there.
+    CMainDlg& Run(std::vector<std::string> args, kvtest::FakeClock& itsClock) {
         args.insert(args.end(), {"--port", std::to_string(recorder.Port()), "--auth",
                                  "YWRtaW46aHVudGVyMg==", "--auto-start"});
         std::istringstream none;
         const ParsedCommandLine parsed = ParseCommandLine(args, none);
         EXPECT_TRUE(parsed.options) << parsed.text;
-        window = std::make_unique<DesktopWindow>(*parsed.options, clock);
+        window = std::make_unique<DesktopWindow>(*parsed.options, itsClock);
         window->Activate();
         window->show();
         auto& made = *dynamic_cast<CMainDlg*>(window->findChild<QWidget*>(QStringLiteral("console")));
-        EXPECT_TRUE(PumpUntil([&] { return made.Parts().cells.GetCount() > 0; }));
+        EXPECT_TRUE(PumpUntil([&] {
+            itsClock.Advance(Milliseconds(10));
+            return made.Parts().cells.GetCount() > 0;
+        }));
         Pump();
         return made;
     }
@@ -171,6 +178,46 @@ TEST_F(WallStartTest, ALockedWallIsLookedAtAndLeftByThePasswordAlone) {
     Pump();
     ASSERT_THAT(Panels(), SizeIs(1));
     EXPECT_TRUE(made.IsLocked());
+}
+
+TEST_F(WallStartTest, WhoGuessesAtALockedWallHasToWait) {
+    // The threads that wait by it may outlive the window.
+    static kvtest::FakeClock still;
+    CMainDlg& made = Run({"--lock"}, still);
+    const auto ask = [&]() -> QDialog& {
+        PressKey(*Panels().at(0), Qt::Key_Escape);
+        return *OpenDialog();
+    };
+    const auto word = [] {
+        const QDialog* const dialog = OpenDialog();
+        return dialog != nullptr ? dialog->findChildren<QLabel*>().at(1)->text().toStdString() : "no window";
+    };
+    Type(ask(), "hunter");
+    OpenDialog()->reject();
+    Type(ask(), "hunter1");
+    EXPECT_EQ(word(), "The password is wrong.");
+    Type(*OpenDialog(), "hunter3");
+    EXPECT_EQ(word(), "Too many wrong passwords. Wait 5 s.");
+    OpenDialog()->reject();
+    Type(ask(), "hunter2");
+    EXPECT_EQ(word(), "Too many wrong passwords. Wait 5 s.");
+    still.Advance(Milliseconds(5000));
+    ASSERT_TRUE(PumpUntil([&] { return word().empty(); }));
+    Type(*OpenDialog(), "hunter4");
+    EXPECT_EQ(word(), "Too many wrong passwords. Wait 10 s.");
+    still.Advance(Milliseconds(10000));
+    ASSERT_TRUE(PumpUntil([&] { return word().empty(); }));
+    Type(*OpenDialog(), "hunter2");
+    EXPECT_EQ(OpenDialog(), nullptr);
+    EXPECT_FALSE(made.Parts().view.IsFullScreen());
+    // Those threads come to their end when time goes on.
+    const std::jthread goesOn([](const std::stop_token& stop) {
+        while (!stop.stop_requested()) {
+            still.Advance(Milliseconds(250));
+            std::this_thread::sleep_for(Milliseconds(1));
+        }
+    });
+    window.reset();
 }
 
 // The recorder takes the password no more: whoever knows the new one goes on, and nobody gets out by another

@@ -27,7 +27,7 @@ using Context = std::unique_ptr<AVCodecContext, ContextEnd>;
 using Frame = std::unique_ptr<AVFrame, FrameEnd>;
 using Packet = std::unique_ptr<AVPacket, PacketEnd>;
 
-constexpr const char* kEncoders[] = {"libx264", "mpeg4", "mjpeg"};
+constexpr const char* kEncoders[] = {"libx264", "mpeg4", "mjpeg", "libx265", "libx265"};
 
 void Require(bool good, const char* what) {
     if (!good) {
@@ -45,7 +45,9 @@ Context OpenEncoder(Coding coding, int width, int height, const CodingOptions& o
     context->height = height;
     context->time_base = {1, 25};
     context->framerate = {25, 1};
-    context->pix_fmt = coding == Coding::Mjpeg ? AV_PIX_FMT_YUVJ420P : AV_PIX_FMT_YUV420P;
+    context->pix_fmt = coding == Coding::Mjpeg      ? AV_PIX_FMT_YUVJ420P
+                       : coding == Coding::H265Deep ? AV_PIX_FMT_YUV420P10LE
+                                                    : AV_PIX_FMT_YUV420P;
     context->gop_size = options.keyInterval;
     context->max_b_frames = options.reordered;
     context->thread_count = 1;
@@ -58,6 +60,13 @@ Context OpenEncoder(Coding coding, int width, int height, const CodingOptions& o
     if (coding == Coding::H264) {
         av_opt_set(context->priv_data, "preset", "veryfast", 0);
         av_opt_set(context->priv_data, "x264-params", "scenecut=0:sync-lookahead=0:rc-lookahead=0", 0);
+    } else if (coding == Coding::H265 || coding == Coding::H265Deep) {
+        av_opt_set(context->priv_data, "preset", "ultrafast", 0);
+        av_opt_set(
+            context->priv_data, "x265-params",
+            "scenecut=0:rc-lookahead=4:bframe-bias=100:b-adapt=0:open-gop=0:pools=none:frame-threads=1:"
+            "min-cu-size=8:ctu=16:log-level=none",
+            0);
     }
     Require(avcodec_open2(context.get(), codec, nullptr) == 0, "the encoder does not open");
     return context;
@@ -69,8 +78,14 @@ void Fill(AVFrame& frame, const Planes& from) {
         const int width = plane == 0 ? from.width : (from.width + 1) / 2;
         const int height = plane == 0 ? from.height : (from.height + 1) / 2;
         for (int row = 0; row < height; ++row) {
-            std::copy_n(planes[plane]->data() + row * width, width,
-                        frame.data[plane] + row * frame.linesize[plane]);
+            const std::uint8_t* const samples = planes[plane]->data() + row * width;
+            std::uint8_t* const to = frame.data[plane] + row * frame.linesize[plane];
+            if (frame.format == AV_PIX_FMT_YUV420P10LE) {
+                std::transform(samples, samples + width, reinterpret_cast<std::uint16_t*>(to),
+                               [](std::uint8_t sample) { return static_cast<std::uint16_t>(sample << 2); });
+            } else {
+                std::copy_n(samples, width, to);
+            }
         }
     }
 }

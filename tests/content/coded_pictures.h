@@ -18,7 +18,7 @@ struct Planes {
 // A ground of slow waves with texture, and blocks that move over it.
 Planes MovingPicture(int width, int height, int index);
 
-enum class Coding { H264, Mpeg4, Mjpeg };
+enum class Coding { H264, Mpeg4, Mjpeg, H265, H265Deep };  // the last with ten bits a sample
 
 struct CodedUnit {
     std::vector<std::uint8_t> bytes;

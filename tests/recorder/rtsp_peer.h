@@ -53,7 +53,9 @@ public:
     std::string Url(const std::string& path, const std::string& login = "") const {
         return "rtsp://" + login + "127.0.0.1:" + std::to_string(m_port) + path;
     }
+    std::uint16_t Port() const { return static_cast<std::uint16_t>(m_port); }
     void DropSessions() { EXPECT_EQ(::write(m_input, "drop\n", 5), 5); }
+    void ChangeSize() { EXPECT_EQ(::write(m_input, "size\n", 5), 5); }
     // Nothing comes from it any more until it goes on.
     void Stall() { ::kill(m_process, SIGSTOP); }
     void GoOn() { ::kill(m_process, SIGCONT); }

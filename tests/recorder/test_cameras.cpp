@@ -2,70 +2,13 @@
 #include <gmock/gmock.h>
 
 #include <cstdlib>
-#include <filesystem>
 
-#include "cameras/camera_source.h"
-#include "media/media_hub.h"
-#include "media_tools.h"
+#include "camera_fixture.h"
 #include "rtsp_peer.h"
-#include "support/scripted_server.h"
-#include "support/wait_until.h"
 #include "wire/frame_header.h"
 
 namespace kvtest {
 namespace {
-
-using namespace kvrecorder;
-using std::chrono::milliseconds;
-
-// Fails soon and tries again soon.
-CameraTiming Quick() {
-    CameraTiming timing;
-    timing.connect = milliseconds(2000);
-    timing.stall = milliseconds(600);
-    timing.pauses.fill(milliseconds(20));
-    return timing;
-}
-
-SourceConfig Camera(const std::string& url, const std::string& subUrl = "") {
-    SourceConfig source;
-    source.network.url = url;
-    source.network.subUrl = subUrl;
-    source.network.linger = std::chrono::seconds(0);
-    return source;
-}
-
-class Cameras : public testing::Test {
-protected:
-    explicit Cameras() {
-        m_hub->SetListener([this](int channel, MediaEvent event, bool on) {
-            const std::lock_guard lock(m_mutex);
-            const std::string words = m_hub->Words(channel);
-            if (event == MediaEvent::Lost) {
-                m_lost.push_back(on ? words : "back");
-            } else if (event == MediaEvent::Word) {
-                m_words.push_back(words);
-            }
-        });
-    }
-    ~Cameras() override { m_hub->SetListener(nullptr); }
-
-    std::vector<std::string> Lost() {
-        const std::lock_guard lock(m_mutex);
-        return m_lost;
-    }
-    bool WaitLost(const std::string& words) {
-        return WaitUntil([&] {
-            const auto lost = Lost();
-            return !lost.empty() && lost.back().starts_with(words);
-        });
-    }
-
-    std::unique_ptr<MediaHub> m_hub = CreateMediaHub(nullptr, 2, CreateCameraSourceMaker(Quick()));
-    std::mutex m_mutex;
-    std::vector<std::string> m_lost;
-    std::vector<std::string> m_words;
-};
 
 struct Kind {
     const char* name;
@@ -205,8 +148,16 @@ TEST_F(Cameras, SoundComesInAFormThatClientsKnow) {
 }
 
 TEST_F(Cameras, TheSecondStreamIsTheCamerasOwnOrMadeOfTheFirst) {
-    const RtspPeer peer({"/main", kH265, "/sub", Pictures("jpegenc ! rtpjpegpay name=pay0", 160, 120)});
-    m_hub->AddChannel("Both", Camera(peer.Url("/main"), peer.Url("/sub")));
+    const RtspPeer peer({"/main", kH265});
+    // With a login of its own.
+    const RtspPeer other(
+        {"--digest", "other", "open", "/sub", Pictures("jpegenc ! rtpjpegpay name=pay0", 160, 120)});
+    SourceConfig both = Camera(peer.Url("/main"), other.Url("/sub"));
+    both.network.user = "guard";
+    both.network.password = "sesame";
+    both.network.subUser = "other";
+    both.network.subPassword = "open";
+    m_hub->AddChannel("Both", both);
     m_hub->AddChannel("One", Camera(peer.Url("/main")));
     Collector sub;
     Collector made;
@@ -240,63 +191,6 @@ TEST_F(Cameras, AWatcherThatComesBackSoonFindsTheSessionOpen) {
     ASSERT_GE(packets.size(), 1u);
     EXPECT_TRUE(packets[0]->key);
     peer.GoOn();
-}
-
-std::size_t CountOf(const char* folder) {
-    const std::filesystem::directory_iterator entries(folder);
-    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
-}
-
-// Dropped, refused, cut in the middle of an answer, garbage: again and again.
-TEST(CameraEnds, LeaveNeitherThreadsNorDescriptors) {
-    RtspPeer peer({"--digest", "guard", "sesame", "/live", kH264});
-    ScriptedServer liar([](Peer& camera) {
-        camera.ReadHead();
-        switch (camera.Number() % 4) {
-            case 0:
-                camera.Write(
-                    "RTSP/1.0 200 OK\r\nCSeq: 1\r\nContent-Length: 28\r\n\r\nv=0\r\nm=video 0 RTP/AVP "
-                    "\xFF\xFF");
-                break;
-            case 1:
-                camera.Reset();
-                break;
-            case 2:
-                camera.Write("$\1\xFF\xFF" + std::string(3000, '\x47'));
-                break;
-            default:
-                camera.Write("RTSP/1.0 200 OK\r\nCSeq: 2\r\nContent-Le");
-        }
-    });
-    const auto threads = CountOf("/proc/self/task");
-    const auto files = CountOf("/proc/self/fd");
-    {
-        CameraTiming timing = Quick();
-        timing.pauses.fill(milliseconds(1));
-        const auto hub = CreateMediaHub(nullptr, 2, CreateCameraSourceMaker(timing));
-        std::atomic<int> lost = 0;
-        hub->SetListener(
-            [&](int, MediaEvent event, bool on) { lost += event == MediaEvent::Lost && on ? 1 : 0; });
-        std::vector<std::unique_ptr<Subscription>> watchers;
-        Collector seen;
-        for (const std::string& url :
-             {peer.Url("/live"), "rtsp://127.0.0.1:" + std::to_string(liar.Port()) + "/",
-              std::string("rtsp://127.0.0.1:1/")}) {
-            SourceConfig source = Camera(url);
-            source.network.user = "guard";
-            source.network.password = watchers.empty() ? "sesame" : "wrong";
-            const int channel = hub->AddChannel("Door", source);
-            watchers.push_back(hub->Subscribe(channel, 0, seen.Sink()));
-        }
-        for (int i = 0; i < 20; ++i) {
-            peer.DropSessions();
-            seen.WaitFor(seen.Packets().size() + 1);
-        }
-        EXPECT_GE(lost, 2);
-        hub->SetListener(nullptr);
-    }
-    EXPECT_TRUE(WaitUntil(
-        [&] { return CountOf("/proc/self/task") <= threads && CountOf("/proc/self/fd") <= files; }));
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "content/coded_pictures.h"
 #include "media_tools.h"
 #include "service_fixture.h"
 #include "support/temp_folder.h"
@@ -38,6 +39,24 @@ Probe ProbeFile(const fs::path& path) {
         av_packet_unref(packet.get());
     }
     return probe;
+}
+
+// As a camera sends them; nothing of ours makes any.
+std::vector<PacketPtr> H265Pictures(int count) {
+    CodingOptions options;
+    options.frames = count;
+    std::vector<PacketPtr> packets;
+    for (const CodedUnit& unit : EncodeMovingPictures(Coding::H265, 320, 240, options)) {
+        Packet packet;
+        packet.fourcc = wire::kZ265;
+        packet.key = unit.key;
+        packet.width = 320;
+        packet.height = 240;
+        packet.timeMs = static_cast<std::int64_t>(packets.size()) * 100;
+        packet.data = unit.bytes;
+        packets.push_back(std::make_shared<const Packet>(std::move(packet)));
+    }
+    return packets;
 }
 
 class RecordingTest : public ServiceTest {
@@ -126,6 +145,7 @@ TEST_F(RecordingTest, EachCodecHasItsPlaceAndAnotherSourceAnotherFile) {
     Act(true);
     PushAll(EncodeTestPictures(kStream, 12));
     PushAll(EncodeTestPictures({Codec::Mpeg4, 320, 240, 10, 10}, 12));
+    PushAll(H265Pictures(12));
     PushAll(EncodeTestPictures({Codec::Mjpeg, 160, 120, 10, 1}, 12));
     config.channels[0].source.scene = "aquarium";
     EXPECT_EQ(model->Reload(config), "");
@@ -136,11 +156,12 @@ TEST_F(RecordingTest, EachCodecHasItsPlaceAndAnotherSourceAnotherFile) {
     for (const fs::path& file : Files()) {
         const Probe probe = ProbeFile(file);
         codecs.push_back(probe.codec);
+        EXPECT_EQ(probe.width, probe.codec == AV_CODEC_ID_MJPEG ? 160 : 320) << file;
         EXPECT_EQ(probe.packets.size(), 12u) << file;
         EXPECT_NEAR(probe.seconds, 1.2, 0.1) << file;
     }
     std::sort(codecs.begin(), codecs.end());
-    std::vector<AVCodecID> wanted = {AV_CODEC_ID_H264, AV_CODEC_ID_MPEG4, AV_CODEC_ID_MJPEG,
+    std::vector<AVCodecID> wanted = {AV_CODEC_ID_H264, AV_CODEC_ID_MPEG4, AV_CODEC_ID_HEVC, AV_CODEC_ID_MJPEG,
                                      AV_CODEC_ID_MJPEG};
     std::sort(wanted.begin(), wanted.end());
     EXPECT_EQ(codecs, wanted);

@@ -33,7 +33,7 @@ void CameraAdmin::Update() {
     m_nPause = std::max(m_nPause - 1, 0);
     const CKelvaraInfo* const first = m_recorders.GetServer(0);
     if (m_api || m_nPause > 0 || m_nUnheard >= kMostUnheard || first == nullptr || !first->IsConnected() ||
-        m_desk.IsClosing()) {
+        !first->IsOwnRecorder() || m_desk.IsClosing()) {
         return;
     }
     m_api = std::make_unique<ApiCaller>(TargetOf(*first));

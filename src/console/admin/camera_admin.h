@@ -15,8 +15,8 @@ class RecorderList;
 // A command of the console's menu, and the number of its text.
 inline constexpr int kCmdCameras = 7500;
 
-// Asks the first recorder once after each login, and again only where no answer came. User interface thread
-// only.
+// Asks the first recorder, if it is a kvrecorder, once after each login, and again only where no answer came.
+// User interface thread only.
 class CameraAdmin {
 public:
     CameraAdmin(Desk& desk, const RecorderList& recorders);

@@ -1,9 +1,11 @@
 #include "console/dialogs/unlock_dialog.h"
 
+#include <QtCore/QTimer>
 #include <QtWidgets/QDialogButtonBox>
 #include <QtWidgets/QFormLayout>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QLineEdit>
+#include <QtWidgets/QPushButton>
 #include <utility>
 
 #include "console/dialogs/dialog_parts.h"
@@ -18,12 +20,19 @@ namespace {
 constexpr std::uint32_t kStrTitle = 7304;
 constexpr std::uint32_t kStrPasswordOf = 7305;
 constexpr std::uint32_t kStrWrong = 7306;
+constexpr std::uint32_t kStrWait = 7600;
 constexpr int kMaxPassword = 1024;
+constexpr int kWaitTickMs = 250;
 
 }  // namespace
 
-UnlockDialog::UnlockDialog(const std::string& user, Check isRight, QWidget* parent)
-    : QDialog(parent), m_isRight(std::move(isRight)), m_password(new QLineEdit(this)) {
+UnlockDialog::UnlockDialog(const std::string& user, Check isRight, std::function<int()> secondsToWait,
+                           QWidget* parent)
+    : QDialog(parent),
+      m_isRight(std::move(isRight)),
+      m_secondsToWait(std::move(secondsToWait)),
+      m_password(new QLineEdit(this)),
+      m_wait(new QTimer(this)) {
     setObjectName(QStringLiteral("unlockDialog"));
     setWindowTitle(Text(kStrTitle));
     auto* const label =
@@ -41,11 +50,18 @@ UnlockDialog::UnlockDialog(const std::string& user, Check isRight, QWidget* pare
     layout->setRowWrapPolicy(QFormLayout::WrapLongRows);
     layout->addRow(label, m_password);
     layout->addRow(m_word);
-    layout->addRow(AddDialogButtons(*this));
+    m_buttons = AddDialogButtons(*this);
+    layout->addRow(m_buttons);
     m_password->setFocus();
+    m_wait->setInterval(kWaitTickMs);
+    connect(m_wait, &QTimer::timeout, this, &UnlockDialog::ShowWait);
+    ShowWait();
 }
 
 void UnlockDialog::accept() {
+    if (m_secondsToWait() > 0) {
+        return;
+    }
     std::string password = m_password->text().toStdString();
     const WipeAtEnd wipe(password);
     if (m_isRight(password)) {
@@ -56,6 +72,22 @@ void UnlockDialog::accept() {
     m_word->setText(Text(kStrWrong));
     m_password->clear();
     m_password->setFocus();
+    ShowWait();
+}
+
+void UnlockDialog::ShowWait() {
+    const int seconds = m_secondsToWait();
+    const bool bWaiting = seconds > 0;
+    if (bWaiting) {
+        m_word->setText(QString::fromStdString(FillPattern(LoadString(kStrWait), {std::to_string(seconds)})));
+        m_wait->start();
+    } else if (m_wait->isActive()) {
+        m_wait->stop();
+        m_word->clear();
+    }
+    m_buttons->button(QDialogButtonBox::Ok)->setEnabled(!bWaiting);
+    // It keeps the focus, or Enter would be for the button that closes the window.
+    m_password->setReadOnly(bWaiting);
 }
 
 }  // namespace kvmon

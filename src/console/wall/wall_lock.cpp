@@ -10,6 +10,7 @@
 #include "console/dialogs/unlock_dialog.h"
 #include "console/ports/desk.h"
 #include "console/wall/view_controller.h"
+#include "platform/clock.h"
 #include "platform/secret_memory.h"
 #include "server/recorder_list.h"
 
@@ -19,6 +20,9 @@ namespace {
 
 constexpr int kSaltSize = 16;
 constexpr int kRounds = 5000;  // some milliseconds
+constexpr int kFreeTries = 3;
+constexpr std::uint64_t kFirstWaitMs = 5'000;  // doubled with each that follows
+constexpr std::uint64_t kLongestWaitMs = 60'000;
 
 QByteArray MakeSalt() {
     QByteArray salt(kSaltSize, Qt::Uninitialized);
@@ -38,8 +42,8 @@ QByteArray Stretch(const std::string& password, const QByteArray& salt) {
 
 }  // namespace
 
-WallLock::WallLock(Desk& desk, const ViewController& view, const RecorderList& recorders)
-    : m_desk(desk), m_view(view), m_recorders(recorders) {}
+WallLock::WallLock(Desk& desk, const ViewController& view, const RecorderList& recorders, Clock& clock)
+    : m_desk(desk), m_view(view), m_recorders(recorders), m_clock(clock) {}
 
 // Without a login there is nothing to ask for.
 bool WallLock::IsLocked() const {
@@ -61,6 +65,24 @@ void WallLock::NoteLogin() {
     m_key = std::move(key);
 }
 
+bool WallLock::IsRight(const std::string& password) {
+    if (Stretch(password, m_key->salt) == m_key->hash) {
+        m_nWrong = 0;
+        return true;
+    }
+    if (++m_nWrong >= kFreeTries) {
+        // Few doublings lead to the longest wait.
+        const int doubled = std::min(m_nWrong - kFreeTries, 10);
+        m_nWaitUntil = m_clock.TickMs() + std::min(kFirstWaitMs << doubled, kLongestWaitMs);
+    }
+    return false;
+}
+
+int WallLock::SecondsToWait() const {
+    const std::uint64_t now = m_clock.TickMs();
+    return now < m_nWaitUntil ? static_cast<int>((m_nWaitUntil - now + 999) / 1000) : 0;
+}
+
 void WallLock::Ask(std::function<void()> unlocked) {
     if (m_dialog && m_dialog->isVisible()) {
         m_dialog->raise();
@@ -68,9 +90,8 @@ void WallLock::Ask(std::function<void()> unlocked) {
         return;
     }
     m_dialog = new UnlockDialog(
-        m_key->user,
-        [this](const std::string& password) { return Stretch(password, m_key->salt) == m_key->hash; },
-        m_desk.DialogHost());
+        m_key->user, [this](const std::string& password) { return IsRight(password); },
+        [this] { return SecondsToWait(); }, m_desk.DialogHost());
     m_dialog->setProperty(kOutlivesSession, true);
     QObject::connect(m_dialog, &QDialog::accepted, m_dialog, std::move(unlocked));
     OpenDialog(m_dialog);

@@ -51,6 +51,7 @@ void CNvrStatus::Reset() {
     m_strServerName.clear();
     strServerVersion.clear();
     strServerBuild.clear();
+    bOwnRecorder = false;
     m_nServerState = 1;
     m_nDiskStatus = 100;
     m_nChannelCount = 0;

@@ -87,6 +87,7 @@ struct CVideoSetting {
 struct CNvrStatus {
     std::vector<CVideoSetting> m_VideoSettingList;  // in index order
     std::string m_strServerName, strServerVersion, strServerBuild;
+    bool bOwnRecorder = false;  // it is a kvrecorder
     std::int32_t m_nServerState = 1;
     std::string m_strDiskSize, m_strDiskUnit;
     std::int32_t m_nDiskStatus = 100;

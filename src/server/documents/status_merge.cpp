@@ -8,7 +8,8 @@ namespace kvmon {
 namespace {
 
 auto Identity(auto& status) {
-    return std::tie(status.m_strServerName, status.strServerVersion, status.strServerBuild);
+    return std::tie(status.m_strServerName, status.strServerVersion, status.strServerBuild,
+                    status.bOwnRecorder);
 }
 
 auto Disk(auto& status) {

@@ -90,6 +90,7 @@ ConcInfoError ReadIdentity(QueryContext& query, DocumentReader& reader, CNvrStat
         return ConcInfoError::ServerName;
     }
     status.m_strServerName = *name;
+    status.bOwnRecorder = reader.IsOwnRecorder();
     const int index = query.GetIdx();
     Trace("CKelvaraInfo::GetNvrVsConcInfo: m_nIdx=%d, m_strServerName=%s\n", index, name->c_str());
 

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "platform/text.h"
+#include "wire/own_recorder.h"
+
 namespace kvmon {
 
 namespace {
@@ -18,6 +21,7 @@ bool DocumentReader::ReadLine(std::optional<std::uint32_t> newBudget) {
         m_length = 0;
     }
     m_read += m_length;
+    m_bOwnRecorder = m_bOwnRecorder || TrimRight(Line(), "\r\n") == wire::kOwnRecorder;
     return !Line().empty();
 }
 

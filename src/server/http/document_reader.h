@@ -43,6 +43,8 @@ public:
     std::string_view Line() const { return CText({m_line.data(), m_length}); }
     // True once the lines read so far hold more than anybody needs before the data.
     bool ReadTooMuch() const { return m_read > kMaxSkipped; }
+    // One of the lines read so far said so.
+    bool IsOwnRecorder() const { return m_bOwnRecorder; }
     bool Holds(std::string_view text) const { return Line().find(text) != std::string_view::npos; }
 
     std::uint32_t SocketError() const { return m_tran.GetSocketError(); }
@@ -54,6 +56,7 @@ private:
     ServerTran m_tran;
     std::size_t m_length = 0;
     std::size_t m_read = 0;
+    bool m_bOwnRecorder = false;
     // Twice the line length: an address of a picture may come scrambled to eight times its length.
     std::array<char, 2 * kDocumentLine> m_line;
 };

@@ -1,10 +1,13 @@
 // rtsp_camera [--digest USER PASSWORD | --basic USER PASSWORD] PATH PIPELINE [PATH PIPELINE ...]
 // Serves pipelines on a loopback port of the system's choice and prints it. Reads commands from standard
-// input: "drop" closes all sessions; at its end the program ends.
+// input: "drop" closes all sessions, "size" makes the pictures behind an element called "size" smaller; at
+// its end the program ends. Of the packets of a payloader called "pay0" with an element called "lossy" before
+// it each fifteenth is lost.
 #include <gst/rtsp-server/rtsp-server.h>
 
 #include <iostream>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -23,6 +26,50 @@ void SetLogin(GstRTSPServer* server, bool digest, const char* user, const char* 
     gst_rtsp_server_set_auth(server, auth);
     g_object_unref(auth);
     gst_rtsp_token_unref(token);
+}
+
+GstElement* Find(GstElement* pipeline, const char* name) {
+    return gst_bin_get_by_name_recurse_up(GST_BIN(pipeline), name);
+}
+
+bool IsLost() {
+    static int packets = 0;
+    return ++packets % 15 == 0;
+}
+
+// They come one by one or in lists.
+GstPadProbeReturn LosePacket(GstPad*, GstPadProbeInfo* info, gpointer) {
+    if ((info->type & GST_PAD_PROBE_TYPE_BUFFER) != 0) {
+        return IsLost() ? GST_PAD_PROBE_DROP : GST_PAD_PROBE_OK;
+    }
+    GstBufferList* const list = gst_buffer_list_make_writable(GST_PAD_PROBE_INFO_BUFFER_LIST(info));
+    for (guint i = gst_buffer_list_length(list); i > 0; --i) {
+        if (IsLost()) {
+            gst_buffer_list_remove(list, i - 1, 1);
+        }
+    }
+    GST_PAD_PROBE_INFO_DATA(info) = list;
+    return GST_PAD_PROBE_OK;
+}
+
+std::vector<GstElement*> sizes;
+
+void Configure(GstRTSPMediaFactory*, GstRTSPMedia* media, gpointer) {
+    GstElement* const pipeline = gst_rtsp_media_get_element(media);
+    if (GstElement* const size = Find(pipeline, "size")) {
+        sizes.push_back(size);
+    }
+    if (GstElement* const lossy = Find(pipeline, "lossy")) {
+        GstElement* const payloader = Find(pipeline, "pay0");
+        GstPad* const pad = gst_element_get_static_pad(payloader, "src");
+        gst_pad_add_probe(
+            pad, static_cast<GstPadProbeType>(GST_PAD_PROBE_TYPE_BUFFER | GST_PAD_PROBE_TYPE_BUFFER_LIST),
+            LosePacket, nullptr, nullptr);
+        gst_object_unref(pad);
+        gst_object_unref(payloader);
+        gst_object_unref(lossy);
+    }
+    gst_object_unref(pipeline);
 }
 
 // Some encoder's pictures have no times: an element that is called "stamp" gives them theirs.
@@ -54,6 +101,7 @@ void AddPath(GstRTSPServer* server, const char* path, const char* pipeline, bool
     gst_rtsp_media_factory_set_shared(factory, TRUE);
     gst_rtsp_media_factory_set_latency(factory, 0);
     g_signal_connect(factory, "media-configure", G_CALLBACK(StampPictures), nullptr);
+    g_signal_connect(factory, "media-configure", G_CALLBACK(Configure), nullptr);
     if (login) {
         gst_rtsp_media_factory_add_role(factory, "viewer", GST_RTSP_PERM_MEDIA_FACTORY_ACCESS, G_TYPE_BOOLEAN,
                                         TRUE, GST_RTSP_PERM_MEDIA_FACTORY_CONSTRUCT, G_TYPE_BOOLEAN, TRUE,
@@ -75,6 +123,13 @@ gboolean OnCommand(GIOChannel* channel, GIOCondition, gpointer data) {
     if (g_io_channel_read_line(channel, &line, nullptr, nullptr, nullptr) != G_IO_STATUS_NORMAL) {
         g_main_loop_quit(camera->loop);
         return FALSE;
+    }
+    if (std::string(line) == "size\n") {
+        GstCaps* const caps = gst_caps_from_string("video/x-raw,width=160,height=120");
+        for (GstElement* const size : sizes) {
+            g_object_set(size, "caps", caps, nullptr);
+        }
+        gst_caps_unref(caps);
     }
     if (std::string(line) == "drop\n") {
         gst_rtsp_server_client_filter(

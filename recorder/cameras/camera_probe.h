@@ -1,0 +1,35 @@
+// Finds out what a camera sends, and what is wrong with it.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "media/stream_config.h"
+
+namespace kvrecorder {
+
+struct CameraReport {
+    std::string codec;  // empty: no session was opened
+    int width = 0;      // 0: no picture came
+    int height = 0;
+    double fps = 0;  // 0: not known
+    std::optional<std::chrono::milliseconds> keyInterval;
+    std::string sound;  // empty: none
+    std::chrono::milliseconds connected{};
+    std::chrono::milliseconds firstPicture{};  // both since the begin
+    std::vector<std::string> faults;           // in words
+    std::vector<std::uint8_t> picture;         // JPEG, at most 640 wide; empty without one
+
+    bool HasPictures() const { return width > 0; }
+};
+
+// Watches the camera's main stream until all is known, at most for `limit`; the look-up of a host's name may
+// take longer. Ends early when `ended` says so. Throws nothing.
+CameraReport ProbeCamera(const NetworkCamera& camera, std::chrono::milliseconds limit,
+                         const std::function<bool()>& ended);
+
+}  // namespace kvrecorder

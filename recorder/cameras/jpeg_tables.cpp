@@ -1,0 +1,56 @@
+#include "cameras/jpeg_tables.h"
+
+#include <array>
+#include <cstddef>
+#include <span>
+
+#include "media/jpeg_writer.h"
+
+namespace kvrecorder {
+namespace {
+
+constexpr std::uint8_t kTables = 0xC4;
+constexpr std::uint8_t kScan = 0xDA;
+
+// Calls `take(code, segment)` for each segment before the pixels, marks included, until that says false.
+template <typename Take>
+void ForEachSegment(std::span<const std::uint8_t> jpeg, Take take) {
+    for (std::size_t at = 2; at + 4 <= jpeg.size() && jpeg[at] == 0xFF;) {
+        const std::size_t length = 2 + (static_cast<std::size_t>(jpeg[at + 2]) << 8 | jpeg[at + 3]);
+        if (at + length > jpeg.size() || !take(jpeg[at + 1], at, jpeg.subspan(at, length))) {
+            return;
+        }
+        at += length;
+    }
+}
+
+// The usual tables, as they stand in any small picture.
+std::vector<std::uint8_t> MakeTables() {
+    std::array<std::uint8_t, 16 * 16 * 3> pixels{};
+    std::vector<std::uint8_t> jpeg;
+    std::vector<std::uint8_t> tables;
+    CompressRgb({16, 16, 50}, pixels.data(), jpeg);
+    ForEachSegment(jpeg, [&](std::uint8_t code, std::size_t, std::span<const std::uint8_t> segment) {
+        if (code == kTables) {
+            tables.insert(tables.end(), segment.begin(), segment.end());
+        }
+        return code != kScan;
+    });
+    return tables;
+}
+
+}  // namespace
+
+void AddHuffmanTables(std::vector<std::uint8_t>& picture) {
+    std::size_t scan = 0;
+    ForEachSegment(picture, [&](std::uint8_t code, std::size_t at, std::span<const std::uint8_t>) {
+        scan = code == kScan ? at : 0;
+        return code != kTables && code != kScan;
+    });
+    if (scan > 0) {
+        static const std::vector<std::uint8_t> tables = MakeTables();
+        picture.insert(picture.begin() + static_cast<std::ptrdiff_t>(scan), tables.begin(), tables.end());
+    }
+}
+
+}  // namespace kvrecorder
