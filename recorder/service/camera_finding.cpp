@@ -107,7 +107,7 @@ std::string MakeFoundConfig(std::span<const FoundCamera> found, const std::strin
     std::string text =
         "# Cameras that kvrecorder found on the network.\n\n# Who watches them.\n[[users]]\n"
         "name = \"admin\"\npassword = " +
-        Quoted(password.View()) + "\n";
+        Quoted(password.View()) + "\nadmin = true\n";
     for (const char* const right : kRightNames) {
         text += std::string(right) + " = \"all\"\n";
     }
