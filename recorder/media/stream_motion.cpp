@@ -22,7 +22,6 @@ constexpr std::size_t kMostPictures = 150;
 constexpr std::size_t kMostBytes = 4 << 20;
 // Of a processor, for one channel.
 constexpr double kMostShare = 3;
-constexpr std::chrono::seconds kMeasured{10};
 
 }  // namespace
 
@@ -48,7 +47,8 @@ struct StreamMotion::Small {
     AvPtr<SwsContext> scaler;
 };
 
-StreamMotion::StreamMotion(const MotionSetup& setup) : m_judge(setup), m_small(std::make_unique<Small>()) {}
+StreamMotion::StreamMotion(const MotionSetup& setup, std::chrono::milliseconds measured)
+    : m_measured(measured), m_judge(setup), m_small(std::make_unique<Small>()) {}
 StreamMotion::~StreamMotion() = default;
 
 void StreamMotion::Offer(const PacketPtr& packet) {
@@ -133,7 +133,7 @@ void StreamMotion::Measure(std::chrono::nanoseconds spent) {
         m_since = now;
     }
     m_spent += spent;
-    if (now - *m_since < kMeasured) {
+    if (now - *m_since < m_measured) {
         return;
     }
     const double share = 100.0 * static_cast<double>(m_spent.count()) /
@@ -144,10 +144,15 @@ void StreamMotion::Measure(std::chrono::nanoseconds spent) {
     std::snprintf(text, sizeof text, "%.1f", share);
     const std::lock_guard lock(m_mutex);
     m_share = share;
+    // What was measured is of the one way or of the other, or of a bit of both.
+    if (std::exchange(m_wasAll, NeedsAll()) != NeedsAll()) {
+        return;
+    }
     if (share > kMostShare && NeedsAll()) {
         m_costly = true;
-        m_word = "motion is looked for in key pictures alone, every " + std::to_string(m_keyMs / 1000) +
-                 " s, as all of them take " + text + " % of a processor";
+        m_word = "motion is looked for in key pictures alone, every " +
+                 std::to_string((m_keyMs + 500) / 1000) + " s, as all of them take " + text +
+                 " % of a processor";
     } else if (!m_told) {
         m_told = true;
         m_word = std::string("motion is looked for, which takes ") + text + " % of a processor";

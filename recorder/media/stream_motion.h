@@ -1,6 +1,7 @@
 // Finds out whether something moves in a stream that is passed on.
 #pragma once
 
+#include <chrono>
 #include <deque>
 #include <memory>
 #include <mutex>
@@ -18,7 +19,9 @@ class PacketDecoder;
 // Key pictures alone are decoded where they come often; else all, as long as that costs little.
 class StreamMotion {
 public:
-    explicit StreamMotion(const MotionSetup& setup);
+    // The share is measured for so long at a time.
+    explicit StreamMotion(const MotionSetup& setup,
+                          std::chrono::milliseconds measured = std::chrono::seconds(10));
     ~StreamMotion();
     StreamMotion(const StreamMotion&) = delete;
     StreamMotion& operator=(const StreamMotion&) = delete;
@@ -39,6 +42,7 @@ private:
     bool Decode(const std::deque<PacketPtr>& packets, bool all);
     void Measure(std::chrono::nanoseconds spent);
 
+    const std::chrono::milliseconds m_measured;
     MotionJudge m_judge;
     std::unique_ptr<PacketDecoder> m_decoder;
     std::unique_ptr<Small> m_small;
@@ -47,6 +51,7 @@ private:
     std::chrono::nanoseconds m_spent{};
     std::optional<std::chrono::steady_clock::time_point> m_since;
     bool m_told = false;
+    bool m_wasAll = false;  // when the measuring began
 
     mutable std::mutex m_mutex;  // of what follows
     std::deque<PacketPtr> m_queue;

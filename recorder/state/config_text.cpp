@@ -209,7 +209,7 @@ private:
         if (!array) {
             return;
         }
-        if (!array->empty() && array->get(0)->as_table() && array->get(0)->as_table()->is_inline()) {
+        if (array->empty() || !array->is_array_of_tables() || array->get(0)->as_table()->is_inline()) {
             throw ConfigError("the channels stand in one list, which is left to those who write the file");
         }
         std::vector<std::size_t> heads;  // lines
@@ -235,9 +235,28 @@ private:
                 m_blocks.back().end = m_lines[line] + RawLength(line);
             }
         }
-        if (m_blocks.size() != heads.size()) {
+        bool whole = m_blocks.size() == heads.size();
+        for (std::size_t i = 0; whole && i < m_blocks.size(); ++i) {
+            whole = Holds(m_blocks[i], *array->get(i)->as_table());
+        }
+        if (!whole) {
             throw ConfigError("the channels stand in a form that is left to those who write the file");
         }
+    }
+    // All that a table says stands there.
+    bool Holds(const Span& block, const toml::table& table) const {
+        return std::all_of(table.begin(), table.end(), [&](const auto& pair) {
+            const std::size_t key = Offset(pair.first.source().begin);
+            return key >= block.begin && key < block.end && HoldsValue(block, pair.second);
+        });
+    }
+    bool HoldsValue(const Span& block, const toml::node& value) const {
+        if (const toml::table* const table = value.as_table()) {
+            return Holds(block, *table);
+        }
+        const toml::array* const array = value.as_array();
+        return !array || std::all_of(array->begin(), array->end(),
+                                     [&](const toml::node& entry) { return HoldsValue(block, entry); });
     }
     // Without the line's end.
     std::size_t RawLength(std::size_t line) const {

@@ -4,6 +4,7 @@
 #include "camera_fixture.h"
 #include "http_camera.h"
 #include "media/picture_encoder.h"
+#include "media/stream_motion.h"
 #include "rtsp_peer.h"
 #include "support/scripted_server.h"
 #include "support/temp_folder.h"
@@ -95,6 +96,29 @@ TEST_F(Motion, IsSeenInTheZonesOfAFile) {
         EXPECT_EQ(hub->Counters(channel, 0).encoded, 0u);
     }
     hub->SetListener(nullptr);
+}
+
+// All pictures of a stream whose key pictures are rare are decoded until it shows that this costs too much.
+TEST(StreamMotion, CostsNoMoreThanItsShareAndTellsIt) {
+    const auto packets = SquarePasses(kvrecorder::Codec::H264, 5 * kFps);
+    StreamMotion motion({}, milliseconds(20));
+    const std::string wanted = "motion is looked for in key pictures alone, every 5 s, as all of them take ";
+    std::string word;
+    int rounds = 0;
+    std::int64_t begin = 0;
+    // As fast as it goes: far more than the share allows.
+    for (MediaTime now{}; !word.starts_with(wanted) && rounds < 200; ++rounds) {
+        for (const PacketPtr& packet : packets) {
+            auto moved = std::make_shared<Packet>(*packet);
+            moved->timeMs += begin;
+            motion.Offer(moved);
+            motion.Look(now += milliseconds(1000 / kFps));
+        }
+        begin += 10'000;
+        word = motion.Word();
+    }
+    EXPECT_THAT(word, testing::StartsWith(wanted));
+    EXPECT_GT(motion.Share().value_or(0), 3);
 }
 
 // Nobody watches: of the camera nothing but the sub stream is opened. What moved moves no more when another

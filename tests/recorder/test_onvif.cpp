@@ -302,9 +302,9 @@ TEST(OnvifEnds, LeaveNeitherThreadsNorDescriptors) {
         peer.Reset();
     });
     NetworkCamera hangs = CameraOf(device);
-    hangs.onvif = "http://127.0.0.1:" + std::to_string(silent.Port()) + "/";
+    hangs.url = "onvif://127.0.0.1:" + std::to_string(silent.Port()) + "/";
     NetworkCamera lies = hangs;
-    lies.onvif = "onvif://127.0.0.1:" + std::to_string(liar.Port());
+    lies.url = "onvif://127.0.0.1:" + std::to_string(liar.Port());
     const auto threads = CountOf("/proc/self/task");
     const auto files = CountOf("/proc/self/fd");
     {

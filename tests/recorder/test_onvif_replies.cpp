@@ -20,7 +20,7 @@ std::string ReadOdd(const std::string& name) {
 
 NetworkCamera CameraOf(const OnvifDevice& device) {
     NetworkCamera camera;
-    camera.url = camera.onvif = device.Address();
+    camera.url = device.Url();
     camera.user = "guard";
     camera.password = "sesame";
     return camera;

@@ -15,7 +15,8 @@ class RecorderList;
 // A command of the console's menu, and the number of its text.
 inline constexpr int kCmdCameras = 7500;
 
-// Asks the first recorder, if it is a kvrecorder, once after each login. User interface thread only.
+// Asks the first recorder, if it is a kvrecorder, once after each login, and again only where no answer came.
+// User interface thread only.
 class CameraAdmin {
 public:
     CameraAdmin(Desk& desk, const RecorderList& recorders);
@@ -37,6 +38,8 @@ private:
     const RecorderList& m_recorders;
     std::unique_ptr<ApiCaller> m_api;  // since the question was asked
     QJsonObject m_info;
+    int m_nPause = 0;    // seconds until the next question
+    int m_nUnheard = 0;  // questions without an answer
     QPointer<QDialog> m_window;
 };
 
