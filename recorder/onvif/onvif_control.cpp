@@ -111,8 +111,10 @@ void Steered::Push(Waiting waiting) {
             }
             m_queue.push_back(std::move(waiting));
             if (m_queue.size() > kMostOrders) {
-                dropped.push_back(std::move(m_queue.front()));
-                m_queue.pop_front();
+                // But not a stop, which is the first then.
+                const auto oldest = m_queue.begin() + (m_queue.front().order.command == kHalt ? 1 : 0);
+                dropped.push_back(std::move(*oldest));
+                m_queue.erase(oldest);
             }
             m_changed.notify_all();
         }

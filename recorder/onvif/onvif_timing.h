@@ -9,7 +9,7 @@ namespace kvrecorder {
 
 struct OnvifTiming {
     CameraTiming camera;                        // the pauses before each attempt
-    std::chrono::milliseconds order{9'000};     // an order that waits longer is given up
+    std::chrono::milliseconds order{5'000};     // an order that waits longer is given up
     std::chrono::milliseconds tour{6'000};      // at each preset
     std::chrono::milliseconds pull{20'000};     // a camera without news answers then
     std::chrono::seconds subscription{60};      // it lasts so long unless it is renewed

@@ -138,6 +138,7 @@ void OnvifDevice::Mend() {
     const std::lock_guard lock(m_mutex);
     m_spoiled.clear();
     m_slow.clear();
+    m_changed.notify_all();
 }
 
 void OnvifDevice::Slow(const std::string& request, milliseconds time) {
@@ -191,7 +192,7 @@ void OnvifDevice::Serve(Peer& peer) {
     }
     if (slow.count() > 0) {
         std::unique_lock lock(m_mutex);
-        m_changed.wait_for(lock, slow, [this] { return m_ended.load(); });
+        m_changed.wait_for(lock, slow, [&] { return m_ended || !m_slow.contains(name); });
     }
     if (spoiled.first != 0) {
         peer.Write(Http(spoiled.first, spoiled.second));

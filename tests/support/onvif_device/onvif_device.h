@@ -61,7 +61,7 @@ public:
     // This request gets these words in place of an answer, with a status of HTTP.
     void Spoil(const std::string& request, int status, const std::string& body);
     void Mend();
-    // This request waits for so long.
+    // This request waits for so long, or until all is mended.
     void Slow(const std::string& request, milliseconds time);
 
 private:
