@@ -227,7 +227,7 @@ TEST_F(CamerasWindow, OneIsFoundTestedAndAdded) {
     std::atomic<int> ended{0};
     tools.search = [](std::chrono::milliseconds, const kvrecorder::CameraTools::Ended&) {
         return std::vector<kvrecorder::SeenCamera>{
-            {"http://192.0.2.9/service", "192.0.2.9", "Maker", "Dome", "", {}}};
+            {"onvif://192.0.2.9", "192.0.2.9", "Maker", "Dome", "", {}}};
     };
     tools.test = [&](const kvrecorder::NetworkCamera& camera, std::chrono::milliseconds,
                      const kvrecorder::CameraTools::Ended& stop) {
@@ -263,7 +263,7 @@ TEST_F(CamerasWindow, OneIsFoundTestedAndAdded) {
     ASSERT_TRUE(PumpUntil([&] { return cameras->topLevelItemCount() == 1; }));
     Click(*found, "add");
     QDialog* const entry = Await("cameraDialog");
-    EXPECT_EQ(entry->findChild<QLineEdit*>("address")->text(), "rtsp://192.0.2.9/");
+    EXPECT_EQ(entry->findChild<QLineEdit*>("address")->text(), "onvif://192.0.2.9");
     EXPECT_EQ(entry->findChild<QLineEdit*>("name")->text(), "Maker Dome");
 
     Click(*entry, "test");

@@ -119,13 +119,7 @@ void FoundDialog::OnAnswer(const ApiAnswer& answer) {
         CameraRow row;
         row.isCamera = true;
         row.name = Line(told["name"]).isEmpty() ? model : Line(told["name"]);
-        row.address = Line(told["streams"][0]);
-        if (row.address.isEmpty()) {
-            // Most tell it only to who logs in; the path is for the user to complete.
-            row.address = (host.contains(QLatin1Char(':')) ? QStringLiteral("rtsp://[%1]/")
-                                                           : QStringLiteral("rtsp://%1/"))
-                              .arg(host);
-        }
+        row.address = Line(told["address"]);
         m_found.push_back(row);
         m_list->addTopLevelItem(new QTreeWidgetItem({host, model, Line(told["name"])}));
     }
