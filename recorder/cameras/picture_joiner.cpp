@@ -22,7 +22,7 @@ bool IsSame(std::int64_t a, std::int64_t b) {
 
 void PictureJoiner::Add(const Piece& piece, Time now, std::vector<Picture>& whole) {
     if (m_waits && !IsSame(piece.stamp, m_waiting.stamp)) {
-        if (m_slices > 0) {
+        if (m_slices > 0 || m_waiting.rest) {
             Learn();
             Give(whole);
         } else {
@@ -40,6 +40,7 @@ void PictureJoiner::Add(const Piece& piece, Time now, std::vector<Picture>& whol
             m_patience = std::min(2 * m_patience, kMostPatience);
             m_learnt = 0;
             m_usualSlices = 0;
+            m_largestPiece = 0;  // a damaged one may have been larger than any
         }
     }
     m_tooLarge = m_tooLarge || m_waiting.bytes.size() + piece.bytes.size() > kMostBytes;

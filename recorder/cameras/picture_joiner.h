@@ -55,7 +55,8 @@ private:
     bool m_waits = false;
     bool m_tooLarge = false;
     Time m_lastPiece{};
-    Time m_patience{10'000};
+    // Cameras send a large picture in bursts: longer than from one to the next.
+    Time m_patience{60'000};
     std::int64_t m_givenStamp = INT64_MIN / 2;
     std::size_t m_largestPiece = 0;  // of this stream
     int m_slices = 0;                // of the picture that waits

@@ -1,6 +1,8 @@
 // What stands between a camera's packets and the channel's pictures.
 #include <gmock/gmock.h>
 
+#include <array>
+
 #include "cameras/camera_timing.h"
 #include "cameras/camera_url.h"
 #include "cameras/picture_headers.h"
@@ -165,6 +167,32 @@ TEST(CameraPieces, BecomeThePicturesThatWereCut) {
         packet->data = bare;
         EXPECT_EQ(Decode({packet}).size(), 1u);
     }
+}
+
+// A damaged piece that is larger than any makes the others look like the ends of pictures.
+TEST(CameraPieces, APictureThatWasGivenTooEarlyTakesNoneWithIt) {
+    const std::vector<std::uint8_t> begin = [] {
+        std::vector<std::uint8_t> bytes(1000, 0x55);
+        std::copy_n(std::array<std::uint8_t, 4>{0, 0, 1, 0x41}.begin(), 4, bytes.begin());
+        return bytes;
+    }();
+    const std::vector<std::uint8_t> middle(1000, 0x55);
+    const std::vector<std::uint8_t> end(300, 0x55);
+    const std::vector<std::uint8_t> damaged(1500, 0x55);
+    PictureJoiner joiner;
+    std::vector<PictureJoiner::Picture> whole;
+    for (int i = 0; i < 30; ++i) {
+        for (const auto& bytes : {begin, middle, i == 10 ? damaged : end, begin, middle, end}) {
+            joiner.Add({40'000 * i, bytes, CountSlices(AV_CODEC_ID_H264, bytes)}, milliseconds(40 * i),
+                       whole);
+        }
+    }
+    std::size_t good = 0;
+    for (const PictureJoiner::Picture& picture : whole) {
+        EXPECT_LE(picture.bytes.size(), 5800u) << "nothing of two pictures";
+        good += picture.bytes.size() == 4600 && !picture.rest ? 1 : 0;
+    }
+    EXPECT_GE(good, 26u);
 }
 
 }  // namespace
