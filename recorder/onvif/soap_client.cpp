@@ -53,6 +53,43 @@ const char* WordsOf(CURLcode code) {
     }
 }
 
+// Takes the answer's body, as far as it may be long, and whether the camera offers a digest.
+void TakeAnswer(CURL* easy, std::string& body, bool& offersDigest) {
+    ::curl_easy_setopt(
+        easy, CURLOPT_WRITEFUNCTION, +[](char* bytes, std::size_t, std::size_t count, void* data) {
+            auto& taken = *static_cast<std::string*>(data);
+            if (taken.size() + count > kLargestAnswer) {
+                return std::size_t{0};
+            }
+            taken.append(bytes, count);
+            return count;
+        });
+    ::curl_easy_setopt(easy, CURLOPT_WRITEDATA, &body);
+    ::curl_easy_setopt(
+        easy, CURLOPT_HEADERFUNCTION, +[](char* bytes, std::size_t, std::size_t count, void* data) {
+            constexpr std::string_view kOffer = "WWW-Authenticate: Digest";
+            if (count >= kOffer.size() && ::strncasecmp(bytes, kOffer.data(), kOffer.size()) == 0) {
+                *static_cast<bool*>(data) = true;
+            }
+            return count;
+        });
+    ::curl_easy_setopt(easy, CURLOPT_HEADERDATA, &offersDigest);
+}
+
+// What holds for every request.
+void SetBounds(CURL* easy) {
+    ::curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
+    // A camera that sends us elsewhere is not followed, and none is behind a proxy.
+    ::curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
+    ::curl_easy_setopt(easy, CURLOPT_PROXY, "");
+    // Cameras have certificates of their own making; the password goes out as a digest alone.
+    ::curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 0L);
+    ::curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 0L);
+    ::curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+    ::curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
+    ::curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, kConnectMs);
+}
+
 }  // namespace
 
 struct SoapClient::Http {
@@ -141,16 +178,7 @@ SoapClient::Answer SoapClient::Post(const SoapRequest& request) {
     Answer answer;
     const std::string envelope = Envelope(request);
     ::curl_easy_setopt(easy, CURLOPT_URL, request.address.c_str());
-    ::curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
-    // A camera that sends us elsewhere is not followed, and none is behind a proxy.
-    ::curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
-    ::curl_easy_setopt(easy, CURLOPT_PROXY, "");
-    // Cameras have certificates of their own making; the password goes out as a digest alone.
-    ::curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 0L);
-    ::curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 0L);
-    ::curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
-    ::curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
-    ::curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, kConnectMs);
+    SetBounds(easy);
     ::curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, static_cast<long>(request.limit.count()));
     ::curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE, static_cast<long>(envelope.size()));
     ::curl_easy_setopt(easy, CURLOPT_POSTFIELDS, envelope.c_str());
@@ -168,26 +196,7 @@ SoapClient::Answer SoapClient::Post(const SoapRequest& request) {
         ::curl_easy_setopt(easy, CURLOPT_PASSWORD, password.c_str());
         Wipe(password);
     }
-    ::curl_easy_setopt(
-        easy, CURLOPT_WRITEFUNCTION, +[](char* bytes, std::size_t, std::size_t count, void* data) {
-            auto& body = *static_cast<std::string*>(data);
-            if (body.size() + count > kLargestAnswer) {
-                return std::size_t{0};
-            }
-            body.append(bytes, count);
-            return count;
-        });
-    ::curl_easy_setopt(easy, CURLOPT_WRITEDATA, &answer.body);
-    ::curl_easy_setopt(
-        easy, CURLOPT_HEADERFUNCTION, +[](char* bytes, std::size_t, std::size_t count, void* data) {
-            constexpr std::string_view kOffer = "WWW-Authenticate: Digest";
-            if (count >= kOffer.size() && ::strncasecmp(bytes, kOffer.data(), kOffer.size()) == 0) {
-                *static_cast<bool*>(data) = true;
-            }
-            return count;
-        });
-    ::curl_easy_setopt(easy, CURLOPT_HEADERDATA, &answer.offersDigest);
-
+    TakeAnswer(easy, answer.body, answer.offersDigest);
     ::curl_multi_add_handle(m_http->multi, easy);
     CURLcode outcome = CURLE_ABORTED_BY_CALLBACK;
     for (int running = 1; running > 0 && !m_ended();) {
