@@ -37,9 +37,9 @@ TEST(CameraProbe, MeasuresWhatComes) {
     EXPECT_EQ(report.codec, "H.264");
     EXPECT_EQ(report.width, 960);
     EXPECT_EQ(report.height, 540);
-    EXPECT_NEAR(report.fps, 25, 1.5);
+    EXPECT_NEAR(report.fps, 25, 5);  // by their coming, which a busy machine delays
     ASSERT_TRUE(report.keyInterval);
-    EXPECT_NEAR(static_cast<double>(report.keyInterval->count()), 1000, 60);
+    EXPECT_NEAR(static_cast<double>(report.keyInterval->count()), 1000, 200);
     EXPECT_EQ(report.sound, "G.711 mu-law, 8000 Hz");
     EXPECT_GT(report.firstPicture, report.connected);
     EXPECT_LT(report.firstPicture, milliseconds(7000));
