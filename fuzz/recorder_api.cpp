@@ -4,6 +4,7 @@
 
 #include "api/api_error.h"
 #include "api/recorder_api.h"
+#include "empty_hub.h"
 #include "fuzz_input.h"
 #include "state/recorder_config.h"
 
@@ -27,21 +28,6 @@ configured = false
 name = "Hall"
 )";
 
-class EmptyHub final : public MediaHub {
-public:
-    void SetListener(MediaListener) override {}
-    int AddChannel(const std::string&, const SourceConfig&) override { return m_count++; }
-    void ReplaceSource(int, const std::string&, const SourceConfig&) override {}
-    void RenameChannel(int, const std::string&) override {}
-    std::vector<StreamDescription> Streams(int) const override { return {{Codec::H264, 640, 480, 15}}; }
-    std::unique_ptr<Subscription> Subscribe(int, int, std::function<void(const PacketPtr&)>) override {
-        return nullptr;
-    }
-
-private:
-    int m_count = 0;
-};
-
 // What is changed has to be a configuration again, with as many channels or one more or less.
 class InMemory final : public ConfigChanges {
 public:
@@ -62,7 +48,7 @@ struct Recorder {
         config.server.recording.folder = "/proc/kvmon";  // none can be made
         model.Begin(config);
     }
-    RecorderModel model{std::make_shared<EmptyHub>()};
+    RecorderModel model{std::make_shared<kvfuzz::EmptyHub>()};
     RecorderApi api{model, {"1", std::make_shared<InMemory>(), {}}};
 };
 

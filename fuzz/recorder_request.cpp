@@ -5,28 +5,13 @@
 
 #include "answers/handlers.h"
 #include "connections/camera_request.h"
+#include "empty_hub.h"
 #include "fuzz_input.h"
 #include "service/control_commands.h"
 
 namespace {
 
 using namespace kvrecorder;
-
-// Channels without pictures.
-class EmptyHub final : public MediaHub {
-public:
-    void SetListener(MediaListener) override {}
-    int AddChannel(const std::string&, const SourceConfig&) override { return m_count++; }
-    void ReplaceSource(int, const std::string&, const SourceConfig&) override {}
-    void RenameChannel(int, const std::string&) override {}
-    std::vector<StreamDescription> Streams(int) const override { return {{Codec::H264, 640, 480, 15}}; }
-    std::unique_ptr<Subscription> Subscribe(int, int, std::function<void(const PacketPtr&)>) override {
-        return nullptr;
-    }
-
-private:
-    int m_count = 0;
-};
 
 RecorderConfig Start() {
     RecorderConfig config;
@@ -67,7 +52,7 @@ extern "C" const char* __lsan_default_suppressions() {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const RecorderConfig config = Start();
-    static RecorderModel model(std::make_shared<EmptyHub>());
+    static RecorderModel model(std::make_shared<kvfuzz::EmptyHub>());
     model.Begin(config);
     const std::string text(data, data + size);
     RequestHead head;

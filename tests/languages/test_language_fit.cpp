@@ -31,6 +31,7 @@
 #include "console/sound/send_sound_dlg.h"
 #include "console/views/views_dialog.h"
 #include "console_fixture.h"
+#include "console_windows.h"
 #include "control/languages.h"
 #include "persist/language_module.h"
 #include "persist/string_table.h"
@@ -84,14 +85,6 @@ void ExpectFitsWith(QWidget& window, QLabel& label, std::initializer_list<std::u
     }
 }
 
-class NobodyListens final : public SignInListener {
-    void OnSignIn(const SignInEntry&) override {}
-    void OnSignInLanguage(std::uint16_t) override {}
-    void OnFetchPassword(const SignInEntry&) override {}
-    void OnForget(const SignInEntry&) override {}
-    void OnStartDemo() override {}
-};
-
 class LanguageFit : public kvtest::ConsoleTest {
 protected:
     LanguageFit() { ApplySkin(*qApp); }
@@ -101,25 +94,12 @@ protected:
         UseToolkitLanguage(0);
     }
 
-    QMenu* OpenMenu(int key, Qt::KeyboardModifiers modifiers) {
-        kvtest::PressKey(*console, key, modifiers);
-        Pump();
-        return qobject_cast<QMenu*>(QApplication::activePopupWidget());
-    }
     void ExpectMenuFits(int key, Qt::KeyboardModifiers modifiers) {
-        QMenu* const menu = OpenMenu(key, modifiers);
+        QMenu* const menu = kvtest::OpenMenu(*console, key, modifiers);
         ASSERT_NE(menu, nullptr);
         ExpectFits(*menu);
         menu->close();
         Pump();
-    }
-    QWidget* Window(const char* name) {
-        for (QWidget* const window : QApplication::topLevelWidgets()) {
-            if (window->objectName() == QLatin1String(name) && window->isVisible()) {
-                return window;
-            }
-        }
-        return nullptr;
     }
 };
 
@@ -186,7 +166,7 @@ TEST_F(LanguageFit, DialogsOfSettings) {
     for (const LanguageModuleFile& file : Shipped()) {
         languages.push_back(file.langid);
     }
-    NobodyListens nobody;
+    kvtest::NobodySignsIn nobody;
     const SavedServer server{"Gate", "192.168.100.200", 8080, "operator", "secret", 16, true};
     for (const LanguageModuleFile& file : Shipped()) {
         SCOPED_TRACE(file.path);
@@ -231,15 +211,15 @@ TEST_F(LanguageFit, DialogsOfSettings) {
         ASSERT_TRUE(PumpUntil([&] { return rows->topLevelItemCount() == 4; }));
         ExpectFits(cameras);
         cameras.findChild<QPushButton*>("change")->click();
-        ASSERT_NE(Window("cameraDialog"), nullptr);
-        ExpectFits(*Window("cameraDialog"));
-        Window("cameraDialog")->close();
+        ASSERT_NE(kvtest::OpenWindow("cameraDialog"), nullptr);
+        ExpectFits(*kvtest::OpenWindow("cameraDialog"));
+        kvtest::OpenWindow("cameraDialog")->close();
         cameras.findChild<QPushButton*>("find")->click();
-        ASSERT_NE(Window("foundDialog"), nullptr);
-        auto* const found = Window("foundDialog")->findChild<QTreeWidget*>("found");
+        ASSERT_NE(kvtest::OpenWindow("foundDialog"), nullptr);
+        auto* const found = kvtest::OpenWindow("foundDialog")->findChild<QTreeWidget*>("found");
         ASSERT_TRUE(PumpUntil([&] { return found->topLevelItemCount() == 1; }));
-        ExpectFits(*Window("foundDialog"));
-        Window("foundDialog")->close();
+        ExpectFits(*kvtest::OpenWindow("foundDialog"));
+        kvtest::OpenWindow("foundDialog")->close();
         PipDialog pip({}, {0, 1, 2, 3}, 3, nullptr);
         ExpectFits(pip);
         IntervalDialog interval(3600, nullptr);
@@ -318,18 +298,18 @@ TEST_F(LanguageFit, ConsoleMenusAndWindows) {
         ExpectMenuFits(Qt::Key_F10, Qt::NoModifier);
         ExpectMenuFits(Qt::Key_F10, Qt::ShiftModifier);
         kvtest::PressKey(*console, Qt::Key_F1);
-        ASSERT_NE(Window("keyboardHelp"), nullptr);
-        ExpectFits(*Window("keyboardHelp"));
-        Window("keyboardHelp")->close();
+        ASSERT_NE(kvtest::OpenWindow("keyboardHelp"), nullptr);
+        ExpectFits(*kvtest::OpenWindow("keyboardHelp"));
+        kvtest::OpenWindow("keyboardHelp")->close();
         Command(kCmdDiskStatus);
-        ASSERT_NE(Window("diskStatus"), nullptr);
-        ExpectFits(*Window("diskStatus"));
-        for (const QWidget* const part : Window("diskStatus")->findChildren<QWidget*>()) {
+        ASSERT_NE(kvtest::OpenWindow("diskStatus"), nullptr);
+        ExpectFits(*kvtest::OpenWindow("diskStatus"));
+        for (const QWidget* const part : kvtest::OpenWindow("diskStatus")->findChildren<QWidget*>()) {
             EXPECT_EQ(part->toolTip(), QString()) << "is cut and tells the whole";
         }
-        Window("diskStatus")->close();
+        kvtest::OpenWindow("diskStatus")->close();
         Command(kCmdPresetDialog);
-        QWidget* const presets = Window("presetDialog");
+        QWidget* const presets = kvtest::OpenWindow("presetDialog");
         ASSERT_NE(presets, nullptr);
         for (QLabel* const label : presets->findChildren<QLabel*>()) {
             if (label->wordWrap()) {

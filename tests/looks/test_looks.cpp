@@ -37,6 +37,7 @@
 #include "console/sound/send_sound_dlg.h"
 #include "console/views/views_dialog.h"
 #include "console_fixture.h"
+#include "console_windows.h"
 #include "persist/language_module.h"
 #include "persist/orvo_registry.h"
 #include "persist/string_table.h"
@@ -66,14 +67,6 @@ constexpr SkinLook kLooks[] = {SkinLook::Dark, SkinLook::Light, SkinLook::HighCo
 const char* NameOf(SkinLook look) {
     return look == SkinLook::Dark ? "dark" : look == SkinLook::Light ? "light" : "contrast";
 }
-
-class NobodyListens final : public SignInListener {
-    void OnSignIn(const SignInEntry&) override {}
-    void OnSignInLanguage(std::uint16_t) override {}
-    void OnFetchPassword(const SignInEntry&) override {}
-    void OnForget(const SignInEntry&) override {}
-    void OnStartDemo() override {}
-};
 
 class Looks : public kvtest::ConsoleTest {
 protected:
@@ -108,25 +101,12 @@ protected:
         }
         EXPECT_THAT(FaintParts(window), IsEmpty()) << name << ", " << NameOf(m_look);
     }
-    QMenu* OpenMenu(int key, Qt::KeyboardModifiers modifiers) {
-        kvtest::PressKey(*console, key, modifiers);
-        Pump();
-        return qobject_cast<QMenu*>(QApplication::activePopupWidget());
-    }
     void CheckMenu(int key, Qt::KeyboardModifiers modifiers, const std::string& name) {
-        QMenu* const menu = OpenMenu(key, modifiers);
+        QMenu* const menu = kvtest::OpenMenu(*console, key, modifiers);
         ASSERT_NE(menu, nullptr);
         Check(*menu, name);
         menu->close();
         Pump();
-    }
-    QWidget* Window(const char* name) {
-        for (QWidget* const window : QApplication::topLevelWidgets()) {
-            if (window->objectName() == QLatin1String(name) && window->isVisible()) {
-                return window;
-            }
-        }
-        return nullptr;
     }
 
     std::vector<std::uint16_t> languages;
@@ -220,7 +200,7 @@ TEST_F(Looks, CaptionsOfCells) {
 
 TEST_F(Looks, Dialogs) {
     const SavedServer server{"Gate", "192.168.100.200", 8080, "operator", "secret", 16, true};
-    NobodyListens nobody;
+    kvtest::NobodySignsIn nobody;
     FakeRecorder admin;
     kvtest::GiveCameras(admin);
     for (const SkinLook look : kLooks) {
@@ -256,15 +236,15 @@ TEST_F(Looks, Dialogs) {
         ASSERT_TRUE(PumpUntil([&] { return rows->topLevelItemCount() == 4; }));
         Check(cameras, "cameras");
         cameras.findChild<QPushButton*>("change")->click();
-        ASSERT_NE(Window("cameraDialog"), nullptr);
-        Check(*Window("cameraDialog"), "camera");
-        Window("cameraDialog")->close();
+        ASSERT_NE(kvtest::OpenWindow("cameraDialog"), nullptr);
+        Check(*kvtest::OpenWindow("cameraDialog"), "camera");
+        kvtest::OpenWindow("cameraDialog")->close();
         cameras.findChild<QPushButton*>("find")->click();
-        ASSERT_NE(Window("foundDialog"), nullptr);
-        auto* const found = Window("foundDialog")->findChild<QTreeWidget*>("found");
+        ASSERT_NE(kvtest::OpenWindow("foundDialog"), nullptr);
+        auto* const found = kvtest::OpenWindow("foundDialog")->findChild<QTreeWidget*>("found");
         ASSERT_TRUE(PumpUntil([&] { return found->topLevelItemCount() == 1; }));
-        Check(*Window("foundDialog"), "found-cameras");
-        Window("foundDialog")->close();
+        Check(*kvtest::OpenWindow("foundDialog"), "found-cameras");
+        kvtest::OpenWindow("foundDialog")->close();
         PipDialog pip({}, {0, 1, 2, 3}, 3, nullptr);
         Check(pip, "pip");
         IntervalDialog interval(3600, nullptr);
@@ -315,21 +295,21 @@ TEST_F(Looks, ConsoleItsMenusAndWindows) {
         CheckMenu(Qt::Key_F10, Qt::NoModifier, "menu");
         CheckMenu(Qt::Key_F10, Qt::ShiftModifier, "cell-menu");
         kvtest::PressKey(*console, Qt::Key_F1);
-        ASSERT_NE(Window("keyboardHelp"), nullptr);
-        Check(*Window("keyboardHelp"), "keys");
-        Window("keyboardHelp")->close();
+        ASSERT_NE(kvtest::OpenWindow("keyboardHelp"), nullptr);
+        Check(*kvtest::OpenWindow("keyboardHelp"), "keys");
+        kvtest::OpenWindow("keyboardHelp")->close();
         Command(kCmdDiskStatus);
-        ASSERT_NE(Window("diskStatus"), nullptr);
-        Check(*Window("diskStatus"), "disk");
-        Window("diskStatus")->close();
+        ASSERT_NE(kvtest::OpenWindow("diskStatus"), nullptr);
+        Check(*kvtest::OpenWindow("diskStatus"), "disk");
+        kvtest::OpenWindow("diskStatus")->close();
         Command(kCmdPresetDialog);
-        ASSERT_NE(Window("presetDialog"), nullptr);
-        Check(*Window("presetDialog"), "presets");
-        Window("presetDialog")->close();
+        ASSERT_NE(kvtest::OpenWindow("presetDialog"), nullptr);
+        Check(*kvtest::OpenWindow("presetDialog"), "presets");
+        kvtest::OpenWindow("presetDialog")->close();
         kvtest::PressKey(*console, Qt::Key_S, Qt::ControlModifier);
-        ASSERT_NE(Window("snapshotGallery"), nullptr);
-        Check(*Window("snapshotGallery"), "gallery");
-        Window("snapshotGallery")->close();
+        ASSERT_NE(kvtest::OpenWindow("snapshotGallery"), nullptr);
+        Check(*kvtest::OpenWindow("snapshotGallery"), "gallery");
+        kvtest::OpenWindow("snapshotGallery")->close();
         Command(kCmdEMap);
         auto* const map = console->Parts().windows.EMap();
         ASSERT_NE(map, nullptr);
@@ -370,7 +350,7 @@ TEST_F(Looks, AChoiceChangesAllThatIsOpen) {
     Command(kCmdDiskStatus);
     const auto choose = [&](LookChoice choice) {
         Command(kCtlOptions);
-        QWidget* const options = Window("settingsDialog");
+        QWidget* const options = kvtest::OpenWindow("settingsDialog");
         ASSERT_NE(options, nullptr);
         options->findChild<QTabWidget*>()->setCurrentIndex(0);
         options->findChild<QComboBox*>(QStringLiteral("1630"))->setCurrentIndex(static_cast<int>(choice));
@@ -382,7 +362,8 @@ TEST_F(Looks, AChoiceChangesAllThatIsOpen) {
         }
         Pump();
     };
-    std::vector<QWidget*> windows{console.get(), Window("keyboardHelp"), Window("diskStatus")};
+    std::vector<QWidget*> windows{console.get(), kvtest::OpenWindow("keyboardHelp"),
+                                  kvtest::OpenWindow("diskStatus")};
     const auto surfaces = [](const SkinColours& c) {
         return std::vector<QRgb>{c.window, c.panel, c.section, c.field,      c.well,
                                  c.face,   c.edge,  c.ink,     c.cellGround, c.inactive.ground};
