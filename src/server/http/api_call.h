@@ -3,14 +3,28 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 
+#include "platform/secret_memory.h"
 #include "platform/worker.h"
 
 namespace kvmon {
 
+// Its password is wiped with it.
 struct ApiTarget {
+    ApiTarget(std::string itsHost, std::uint32_t itsPort, std::string itsUser, std::string itsPassword)
+        : host(std::move(itsHost)),
+          port(itsPort),
+          user(std::move(itsUser)),
+          password(std::move(itsPassword)) {}
+    ApiTarget(const ApiTarget&) = default;
+    ApiTarget(ApiTarget&&) = default;
+    ApiTarget& operator=(const ApiTarget&) = default;
+    ApiTarget& operator=(ApiTarget&&) = default;
+    ~ApiTarget() { Wipe(password); }
+
     std::string host;
-    std::uint32_t port = 80;
+    std::uint32_t port;
     std::string user;
     std::string password;
 };
