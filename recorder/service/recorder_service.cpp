@@ -83,8 +83,10 @@ public:
         for (std::thread& thread : m_threads) {
             thread.join();
         }
+        // One that came in at the last moment goes before what its socket stands on.
         for (const auto& connection : m_set.All()) {
             connection->Abandon();
+            m_set.Remove(connection);
         }
         if (m_cameras) {
             m_cameras->Abandon();
