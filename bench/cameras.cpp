@@ -140,7 +140,9 @@ void WatchChannel(int port, int channel, std::int64_t end, Looker looker) {
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     address.sin_port = htons(static_cast<std::uint16_t>(port));
-    ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    if (::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        std::fprintf(stderr, "bench_cameras: channel %d cannot be reached\n", channel);
+    }
     const timeval patience{2, 0};
     ::setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     const std::string request = "GET /cgi-bin/getstream.cgi?ch=" + std::to_string(channel) +
