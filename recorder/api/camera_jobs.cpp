@@ -30,7 +30,7 @@ void CameraJobs::Clear() {
 std::shared_ptr<CameraJobs::Job> CameraJobs::Begin(
     bool test, std::function<void(const std::function<bool()>& ended)> work) {
     Clear();
-    const auto job = std::make_shared<Job>(test);
+    auto job = std::make_shared<Job>(test);
     m_jobs.push_back(job);
     try {
         job->thread = std::thread([job, work = std::move(work)] {

@@ -34,7 +34,7 @@ MotionJudge::MotionJudge(const MotionSetup& setup)
             };
             const bool looked =
                 setup.zones.empty() || std::any_of(setup.zones.begin(), setup.zones.end(), within);
-            m_looked[static_cast<std::size_t>(y * kWidth + x)] = looked;
+            m_looked[static_cast<std::size_t>(y) * kWidth + static_cast<std::size_t>(x)] = looked;
             m_area += looked ? 1 : 0;
         }
     }
