@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <map>
 #include <mutex>
+#include <optional>
 
 #include "media/media_hub.h"
 #include "wire/frame_header.h"
@@ -62,6 +63,9 @@ public:
         m_names.at(static_cast<std::size_t>(channel)) = name;
     }
     std::string Words(int) const override { return words; }
+    std::optional<double> MotionShare(int channel) const override {
+        return channel == 0 ? motionShare : std::nullopt;
+    }
     std::vector<StreamDescription> Streams(int) const override {
         return {{Codec::H264, 640, 480, 15}, {Codec::Mjpeg, 176, 144, 5}};
     }
@@ -94,7 +98,8 @@ public:
         return m_names.at(channel);
     }
 
-    std::string words;  // of the event that is told next
+    std::string words;                  // of the event that is told next
+    std::optional<double> motionShare;  // of channel 0
 
 private:
     struct Sink {

@@ -146,6 +146,7 @@ TEST_F(Api, CamerasAreListedWithStateAndWithoutLogins) {
     EXPECT_TRUE(info["can_change"]);
     EXPECT_FALSE(info["can_discover"]);
     hub->words = "the password was refused";
+    hub->motionShare = 1.5;
     hub->Tell(0, MediaEvent::Lost, true);
     const json cameras = Good("GET", "/cameras")["cameras"];
     ASSERT_EQ(cameras.size(), 2u);
@@ -156,6 +157,8 @@ TEST_F(Api, CamerasAreListedWithStateAndWithoutLogins) {
     EXPECT_EQ(cameras[0]["state"], "lost");
     EXPECT_EQ(cameras[0]["trouble"], "the password was refused");
     EXPECT_EQ(cameras[0]["codec"], "H.264");
+    EXPECT_EQ(cameras[0]["motion_share"], 1.5);
+    EXPECT_FALSE(cameras[1].contains("motion_share"));
     EXPECT_EQ(cameras[1]["kind"], "scene");
     EXPECT_EQ(cameras[1]["state"], "idle");
     hub->words.clear();
