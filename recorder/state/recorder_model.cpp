@@ -30,14 +30,16 @@ void Mark(StatusDigits& digits, const StatusFlag& flag, bool on) {
 
 }  // namespace
 
-RecorderModel::RecorderModel(std::shared_ptr<MediaHub> hub, CameraControlMaker controls)
+RecorderModel::RecorderModel(std::shared_ptr<MediaHub> hub, CameraControlMaker controls,
+                             CameraTalkMaker talks)
     : m_hub(std::move(hub)),
-      m_maker(*m_hub, std::move(controls), [gate = m_gate](int channel, int source, const CameraNews& news) {
-          const std::lock_guard lock(gate->mutex);
-          if (gate->model) {
-              gate->model->OnNews(channel, source, news);
-          }
-      }) {
+      m_maker(*m_hub, std::move(controls), std::move(talks),
+              [gate = m_gate](int channel, int source, const CameraNews& news) {
+                  const std::lock_guard lock(gate->mutex);
+                  if (gate->model) {
+                      gate->model->OnNews(channel, source, news);
+                  }
+              }) {
     m_gate->model = this;
     m_hub->SetListener([this](int channel, MediaEvent event, bool on) { OnMedia(channel, event, on); });
 }
@@ -95,6 +97,7 @@ void RecorderModel::Begin(const RecorderConfig& config) {
         const std::lock_guard lock(m_mutex);
         m_current = std::move(next);
     }
+    StartTalks();
     m_recordings =
         std::make_unique<Recordings>(*m_hub, config.server.recording,
                                      [this](const Recordings::Notice& notice) { OnRecordingEnded(notice); });
@@ -121,7 +124,20 @@ std::string RecorderModel::Publish(Change change, Edit edit) {
     if (listener) {
         listener(change);
     }
+    if (change == Change::Configuration) {
+        StartTalks();
+    }
     return "";
+}
+
+// Not before they are known: their cameras answer to channels that there are.
+void RecorderModel::StartTalks() {
+    const SnapshotPtr state = Current();
+    for (const Channel& channel : state->channels) {
+        if (channel.talk) {
+            channel.talk->Start();
+        }
+    }
 }
 
 template <typename Edit>
@@ -140,8 +156,9 @@ std::string RecorderModel::ChangeSource(const Snapshot& state, int number, Chann
     } catch (const std::exception& error) {
         return error.what();
     }
-    m_streamLost.reset(static_cast<std::size_t>(number));
-    m_signalLost.reset(static_cast<std::size_t>(number));
+    for (ChannelSet* const cause : {&m_streamLost, &m_signalLost, &m_picturesMove, &m_cameraMoves}) {
+        cause->reset(static_cast<std::size_t>(number));
+    }
     channel.trouble.clear();
     if (m_recordings) {
         m_recordings->Follow(number);
@@ -164,7 +181,24 @@ std::string RecorderModel::TakeChannel(Snapshot& state, int number, const Channe
         m_hub->RenameChannel(number, wanted.name);
     }
     channel.config = std::move(taken);
+    MarkCauses(number, channel.config.status);
     return problem;
+}
+
+// What goes on is told on, whatever a configuration says of the states.
+void RecorderModel::MarkCauses(int channel, StatusDigits& status) const {
+    const auto number = static_cast<std::size_t>(channel);
+    if (m_picturesMove[number] || m_cameraMoves[number]) {
+        Mark(status, wire::kMotion, true);
+    }
+    if (m_signalLost[number] || m_streamLost[number]) {
+        Mark(status, wire::kLoss, true);
+    }
+    if (m_recordings && m_recordings->Runs(channel)) {
+        for (const char* name : {"record", "manual"}) {
+            Mark(status, *FindStatusFlag(name), true);
+        }
+    }
 }
 
 std::string RecorderModel::Reload(const RecorderConfig& config) {
@@ -304,6 +338,9 @@ void RecorderModel::OnMedia(int channel, MediaEvent event, bool on) {
     }
     const bool motion = event == MediaEvent::Motion;
     const std::string name = state->NameOf(channel);
+    if (found->talk && (event == MediaEvent::Streams || (event == MediaEvent::Lost && !on))) {
+        found->talk->AskAgain();  // it may be another one, or set up in another way
+    }
     if (event == MediaEvent::Streams) {
         PublishChannel(Change::Configuration, channel, [&](Snapshot&, Channel& known) -> std::string {
             known.streams = m_hub->Streams(channel);
@@ -324,10 +361,19 @@ void RecorderModel::OnMedia(int channel, MediaEvent event, bool on) {
                          (words.empty() ? "" : ", " + words));
     }
     if (motion) {
-        SetFlag(channel, wire::kMotion, on);
+        SetMotion(channel, m_picturesMove, on);
     } else {
         SetLoss(channel, false, on, words);
     }
+}
+
+void RecorderModel::SetMotion(int channel, ChannelSet& cause, bool on) {
+    PublishChannel(Change::Status, channel, [&](Snapshot&, Channel& found) -> std::string {
+        const auto number = static_cast<std::size_t>(channel);
+        cause.set(number, on);
+        Mark(found.config.status, wire::kMotion, m_picturesMove[number] || m_cameraMoves[number]);
+        return "";
+    });
 }
 
 void RecorderModel::SetLoss(int channel, bool signal, bool on, const std::string& words) {
@@ -357,7 +403,7 @@ void RecorderModel::OnNews(int channel, int source, const CameraNews& news) {
             if (news.on) {
                 tell(EventLevel::Information, "motion");
             }
-            SetFlag(channel, wire::kMotion, news.on);
+            SetMotion(channel, m_cameraMoves, news.on);
             break;
         case CameraNews::Kind::Input:
             tell(EventLevel::Information, news.on ? "an input is active" : "no input is active any more");
@@ -376,10 +422,26 @@ void RecorderModel::OnNews(int channel, int source, const CameraNews& news) {
         case CameraNews::Kind::Trouble:
             tell(news.on ? EventLevel::Warning : EventLevel::Information, news.words);
             break;
+        case CameraNews::Kind::Offer:
+            TakeOffer(channel, source, news.offer);
+            break;
         case CameraNews::Kind::Word:
             tell(EventLevel::Information, news.words);
             break;
     }
+}
+
+void RecorderModel::TakeOffer(int channel, int source, const CameraOffer& offer) {
+    const SnapshotPtr state = Current();
+    if (const Channel* const before = state->Configured(channel); before && before->offer == offer) {
+        return;
+    }
+    PublishChannel(Change::Configuration, channel, [&](Snapshot&, Channel& found) -> std::string {
+        if (found.sourceNumber == source) {
+            found.offer = offer;
+        }
+        return "";
+    });
 }
 
 std::string RecorderModel::SetDiskFault(DiskFault fault) {

@@ -26,8 +26,9 @@ enum class Change { None, Status, Configuration };
 // user; the listener is called after a change, on the changing thread.
 class RecorderModel {
 public:
-    // Without a maker cameras are pictures alone.
-    explicit RecorderModel(std::shared_ptr<MediaHub> hub, CameraControlMaker controls = nullptr);
+    // Without makers cameras are pictures alone.
+    explicit RecorderModel(std::shared_ptr<MediaHub> hub, CameraControlMaker controls = nullptr,
+                           CameraTalkMaker talks = nullptr);
     ~RecorderModel();
     RecorderModel(const RecorderModel&) = delete;
     RecorderModel& operator=(const RecorderModel&) = delete;
@@ -74,6 +75,9 @@ private:
     std::string Publish(Change change, Edit edit);
     void OnMedia(int channel, MediaEvent event, bool on);
     void OnNews(int channel, int source, const CameraNews& news);
+    void StartTalks();
+    void TakeOffer(int channel, int source, const CameraOffer& offer);
+    void SetMotion(int channel, ChannelSet& cause, bool on);
     // A picture is lost when the stream is or the camera says that its own is.
     void SetLoss(int channel, bool signal, bool on, const std::string& words);
     void OnRecordingEnded(const Recordings::Notice& notice);
@@ -83,6 +87,7 @@ private:
     std::string PublishChannel(Change change, int channel, Edit edit);
     // Takes over what a configuration says of a channel; words for the user where it fails.
     std::string TakeChannel(Snapshot& state, int number, const ChannelConfig& wanted);
+    void MarkCauses(int channel, StatusDigits& status) const;
     std::string ChangeSource(const Snapshot& state, int number, Channel& channel,
                              const ChannelConfig& wanted);
 
@@ -95,9 +100,12 @@ private:
     const std::shared_ptr<MediaHub> m_hub;
     const std::shared_ptr<NewsGate> m_gate = std::make_shared<NewsGate>();
     ChannelMaker m_maker;
-    std::mutex m_editMutex;   // one change at a time
-    ChannelSet m_streamLost;  // within an edit
+    std::mutex m_editMutex;  // one change at a time
+    // Each state is on while one of its two causes is. Within an edit.
+    ChannelSet m_streamLost;
     ChannelSet m_signalLost;
+    ChannelSet m_picturesMove;  // as is seen here
+    ChannelSet m_cameraMoves;   // as the camera says
     mutable std::mutex m_mutex;
     SnapshotPtr m_current = std::make_shared<Snapshot>();
     std::function<void(Change)> m_listener;
