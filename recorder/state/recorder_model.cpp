@@ -23,11 +23,6 @@ void MakeFolder(const std::string& folder, FileGroup group) {
     }
 }
 
-void Mark(StatusDigits& digits, const StatusFlag& flag, bool on) {
-    std::uint8_t& digit = digits[flag.section];
-    digit = static_cast<std::uint8_t>(on ? digit | flag.bit : digit & ~flag.bit);
-}
-
 }  // namespace
 
 RecorderModel::RecorderModel(std::shared_ptr<MediaHub> hub, CameraControlMaker controls,
@@ -105,8 +100,7 @@ void RecorderModel::Begin(const RecorderConfig& config) {
     CheckDisk();
 }
 
-template <typename Edit>
-std::string RecorderModel::Publish(Change change, Edit edit) {
+std::string RecorderModel::Publish(Change change, const Edit& edit) {
     {
         const std::lock_guard editing(m_editMutex);
         auto next = std::make_shared<Snapshot>(*Current());
@@ -130,18 +124,7 @@ std::string RecorderModel::Publish(Change change, Edit edit) {
     return "";
 }
 
-// Not before they are known: their cameras answer to channels that there are.
-void RecorderModel::StartTalks() {
-    const SnapshotPtr state = Current();
-    for (const Channel& channel : state->channels) {
-        if (channel.talk) {
-            channel.talk->Start();
-        }
-    }
-}
-
-template <typename Edit>
-std::string RecorderModel::PublishChannel(Change change, int channel, Edit edit) {
+std::string RecorderModel::PublishChannel(Change change, int channel, const ChannelEdit& edit) {
     return Publish(change, [&](Snapshot& state) -> std::string {
         Channel* const found = state.Find(channel);
         return found ? edit(state, *found) : kNoChannel;
@@ -156,9 +139,7 @@ std::string RecorderModel::ChangeSource(const Snapshot& state, int number, Chann
     } catch (const std::exception& error) {
         return error.what();
     }
-    for (ChannelSet* const cause : {&m_streamLost, &m_signalLost, &m_picturesMove, &m_cameraMoves}) {
-        cause->reset(static_cast<std::size_t>(number));
-    }
+    m_causes.Forget(number);
     channel.trouble.clear();
     if (m_recordings) {
         m_recordings->Follow(number);
@@ -181,19 +162,13 @@ std::string RecorderModel::TakeChannel(Snapshot& state, int number, const Channe
         m_hub->RenameChannel(number, wanted.name);
     }
     channel.config = std::move(taken);
-    MarkCauses(number, channel.config.status);
+    ShowWhatGoesOn(number, channel.config.status);
     return problem;
 }
 
 // What goes on is told on, whatever a configuration says of the states.
-void RecorderModel::MarkCauses(int channel, StatusDigits& status) const {
-    const auto number = static_cast<std::size_t>(channel);
-    if (m_picturesMove[number] || m_cameraMoves[number]) {
-        Mark(status, wire::kMotion, true);
-    }
-    if (m_signalLost[number] || m_streamLost[number]) {
-        Mark(status, wire::kLoss, true);
-    }
+void RecorderModel::ShowWhatGoesOn(int channel, StatusDigits& status) const {
+    m_causes.Show(channel, status);
     if (m_recordings && m_recordings->Runs(channel)) {
         for (const char* name : {"record", "manual"}) {
             Mark(status, *FindStatusFlag(name), true);
@@ -326,120 +301,6 @@ std::string RecorderModel::SetDigit(int channel, std::size_t section, std::uint8
             return "there is no such state";
         }
         found.config.status[section] = value;
-        return "";
-    });
-}
-
-void RecorderModel::OnMedia(int channel, MediaEvent event, bool on) {
-    const SnapshotPtr state = Current();
-    const Channel* found = state->Configured(channel);
-    if (!found) {
-        return;
-    }
-    const bool motion = event == MediaEvent::Motion;
-    const std::string name = state->NameOf(channel);
-    if (found->talk && (event == MediaEvent::Streams || (event == MediaEvent::Lost && !on))) {
-        found->talk->AskAgain();  // it may be another one, or set up in another way
-    }
-    if (event == MediaEvent::Streams) {
-        PublishChannel(Change::Configuration, channel, [&](Snapshot&, Channel& known) -> std::string {
-            known.streams = m_hub->Streams(channel);
-            return "";
-        });
-        return;
-    }
-    const std::string words = m_hub->Words(channel);
-    if (event == MediaEvent::Word) {
-        m_events.Add(EventLevel::Information, name + ": " + words);
-        return;
-    }
-    if (motion && on) {
-        m_events.Add(EventLevel::Information, name + ": motion");
-    } else if (!motion) {
-        m_events.Add(on ? EventLevel::Warning : EventLevel::Information,
-                     name + (on ? ": the stream is lost" : ": the stream is back") +
-                         (words.empty() ? "" : ", " + words));
-    }
-    if (motion) {
-        SetMotion(channel, m_picturesMove, on);
-    } else {
-        SetLoss(channel, false, on, words);
-    }
-}
-
-void RecorderModel::SetMotion(int channel, ChannelSet& cause, bool on) {
-    PublishChannel(Change::Status, channel, [&](Snapshot&, Channel& found) -> std::string {
-        const auto number = static_cast<std::size_t>(channel);
-        cause.set(number, on);
-        Mark(found.config.status, wire::kMotion, m_picturesMove[number] || m_cameraMoves[number]);
-        return "";
-    });
-}
-
-void RecorderModel::SetLoss(int channel, bool signal, bool on, const std::string& words) {
-    PublishChannel(Change::Status, channel, [&](Snapshot&, Channel& found) -> std::string {
-        const auto number = static_cast<std::size_t>(channel);
-        (signal ? m_signalLost : m_streamLost).set(number, on);
-        Mark(found.config.status, wire::kLoss, m_signalLost[number] || m_streamLost[number]);
-        if (!signal) {
-            found.trouble = on ? words : "";
-        }
-        return "";
-    });
-}
-
-void RecorderModel::OnNews(int channel, int source, const CameraNews& news) {
-    const SnapshotPtr state = Current();
-    const Channel* found = state->Configured(channel);
-    // A camera that was taken away says no more.
-    if (!found || found->sourceNumber != source) {
-        return;
-    }
-    const auto tell = [&](EventLevel level, const std::string& words) {
-        m_events.Add(level, state->NameOf(channel) + ": " + words);
-    };
-    switch (news.kind) {
-        case CameraNews::Kind::Motion:
-            if (news.on) {
-                tell(EventLevel::Information, "motion");
-            }
-            SetMotion(channel, m_cameraMoves, news.on);
-            break;
-        case CameraNews::Kind::Input:
-            tell(EventLevel::Information, news.on ? "an input is active" : "no input is active any more");
-            SetFlag(channel, wire::kInput, news.on);
-            break;
-        case CameraNews::Kind::SignalLost:
-            tell(news.on ? EventLevel::Warning : EventLevel::Information,
-                 news.on ? "the camera has lost its picture" : "the camera has its picture again");
-            SetLoss(channel, true, news.on, {});
-            break;
-        case CameraNews::Kind::Tampering:
-            tell(news.on ? EventLevel::Warning : EventLevel::Information,
-                 news.on ? "somebody tampers with the camera" : "nobody tampers with the camera any more");
-            SetFlag(channel, wire::kAlarm, news.on);
-            break;
-        case CameraNews::Kind::Trouble:
-            tell(news.on ? EventLevel::Warning : EventLevel::Information, news.words);
-            break;
-        case CameraNews::Kind::Offer:
-            TakeOffer(channel, source, news.offer);
-            break;
-        case CameraNews::Kind::Word:
-            tell(EventLevel::Information, news.words);
-            break;
-    }
-}
-
-void RecorderModel::TakeOffer(int channel, int source, const CameraOffer& offer) {
-    const SnapshotPtr state = Current();
-    if (const Channel* const before = state->Configured(channel); before && before->offer == offer) {
-        return;
-    }
-    PublishChannel(Change::Configuration, channel, [&](Snapshot&, Channel& found) -> std::string {
-        if (found.sourceNumber == source) {
-            found.offer = offer;
-        }
         return "";
     });
 }
