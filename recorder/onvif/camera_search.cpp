@@ -285,6 +285,7 @@ std::vector<FoundCamera> SearchCameras(const SearchSetup& setup) {
             }
         }
         std::vector<pollfd> waits;
+        waits.reserve(sockets.size());
         for (const auto& socket : sockets) {
             waits.push_back({socket->Get(), POLLIN, 0});
         }
