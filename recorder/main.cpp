@@ -19,6 +19,7 @@
 #include <thread>
 
 #include "cameras/camera_source.h"
+#include "cameras/camera_talk.h"
 #include "media/media_hub.h"
 #include "media/utf8.h"
 #include "onvif/onvif_control.h"
@@ -92,6 +93,38 @@ void RunOn(asio::io_context& loop, const std::function<void()>& waitReload) {
     }
 }
 
+ServiceOptions MakeService(const Options& options, const RecorderConfig& config,
+                           const ListenAddress& listen) {
+    ServiceOptions service;
+    service.address = listen.address;
+    service.port = listen.port;
+    if (!config.cameraListen.empty()) {
+        const ListenAddress cameras = ParseListen(config.cameraListen);
+        service.cameraAddress = cameras.address;
+        service.cameraPort = cameras.port;
+    }
+    service.controlPath = options.controlPath;
+    service.onRefusals = Tell;
+    return service;
+}
+
+std::shared_ptr<RecorderModel> MakeModel() {
+    return std::make_shared<RecorderModel>(
+        CreateMediaHub(nullptr, 0, CreateCameraSourceMaker({}, CreateOnvifStreamFinder())),
+        CreateOnvifControlMaker(), CreateCameraTalkMaker({}, CreateOnvifStreamFinder()));
+}
+
+void Greet(const Options& options, const RecorderService& recorder) {
+    std::cout << "kvrecorder: listening on " << recorder.Endpoint() << std::endl;
+    if (!options.madePassword.Empty()) {
+        std::cout << "kvrecorder: for this run the user is admin, the password "
+                  << options.madePassword.View() << std::endl;
+    }
+    if (!recorder.CameraEndpoint().empty()) {
+        std::cout << "kvrecorder: cameras on " << recorder.CameraEndpoint() << std::endl;
+    }
+}
+
 // Serves until a signal or a command ends it.
 int Serve(const Options& options) {
     const std::size_t files = RaiseFileLimit();
@@ -100,9 +133,7 @@ int Serve(const Options& options) {
     if (const std::string words = FitConnections(config, files); !words.empty()) {
         Tell(words);
     }
-    const auto model = std::make_shared<RecorderModel>(
-        CreateMediaHub(nullptr, 0, CreateCameraSourceMaker({}, CreateOnvifStreamFinder())),
-        CreateOnvifControlMaker());
+    const auto model = MakeModel();
     model->Begin(config);
     for (const std::string& line : TellExposed(config)) {
         Tell(line);
@@ -116,31 +147,15 @@ int Serve(const Options& options) {
             loop.stop();
         }
     });
-    ServiceOptions service;
-    service.address = listen.address;
-    service.port = listen.port;
-    if (!config.cameraListen.empty()) {
-        const ListenAddress cameras = ParseListen(config.cameraListen);
-        service.cameraAddress = cameras.address;
-        service.cameraPort = cameras.port;
-    }
-    service.controlPath = options.controlPath;
+    ServiceOptions service = MakeService(options, config, listen);
     service.onStop = [&] { loop.stop(); };
-    service.onRefusals = Tell;
     const auto keeper = std::make_shared<ConfigKeeper>(options, config, files, *model, Tell);
     service.api = ApiSetup{KV_VERSION, keeper, MakeCameraTools()};
     RecorderService recorder(model, service);
     // Ends before the service whose clients it tells of changes, and is there before anybody is told of it.
     ConfigReader reader(*keeper, Tell);
     recorder.Start();
-    std::cout << "kvrecorder: listening on " << recorder.Endpoint() << std::endl;
-    if (!options.madePassword.Empty()) {
-        std::cout << "kvrecorder: for this run the user is admin, the password "
-                  << options.madePassword.View() << std::endl;
-    }
-    if (!recorder.CameraEndpoint().empty()) {
-        std::cout << "kvrecorder: cameras on " << recorder.CameraEndpoint() << std::endl;
-    }
+    Greet(options, recorder);
     std::function<void()> waitReload = [&] {
         reloads.async_wait([&](const std::error_code& error, int) {
             if (error) {

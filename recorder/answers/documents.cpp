@@ -206,8 +206,9 @@ std::string MakeStreamInfo(const Snapshot& state, const User& user) {
 std::string MakeCapabilities(const Snapshot& state, const User& user) {
     std::string body = "<capabilities><return>0</return>";
     for (std::size_t i = 0; i < state.channels.size(); ++i) {
-        const ChannelConfig& channel = state.channels[i].config;
-        const bool hears = channel.configured && channel.talk && user.Has(Right::Talk, static_cast<int>(i));
+        const Channel& channel = state.channels[i];
+        const bool hears =
+            channel.config.configured && channel.TakesTalk() && user.Has(Right::Talk, static_cast<int>(i));
         // The only form that clients can send has the number 1.
         const std::string number = hears ? "1" : "0";
         body += Element("ch" + std::to_string(i),

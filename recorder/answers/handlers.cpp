@@ -68,7 +68,7 @@ Reply GetStream(const HandlerInput& input) {
 
 Reply PutAudioStream(const HandlerInput& input) {
     return ForChannel(input, "ch", Right::Talk, [](int number, const Channel& channel) {
-        if (!channel.config.talk) {
+        if (!channel.TakesTalk()) {
             return Refuse(404);
         }
         Reply reply;
@@ -87,7 +87,7 @@ Reply Notify(const HandlerInput& input) {
 
 Reply MediaProperty(const HandlerInput& input) {
     return ForChannel(input, "channel_id", Right::Monitor, [&](int number, const Channel& channel) {
-        return Text(MakeMediaProperty(channel, channel.config.audio && input.user.Has(Right::Audio, number)));
+        return Text(MakeMediaProperty(channel, channel.HasSound() && input.user.Has(Right::Audio, number)));
     });
 }
 

@@ -16,11 +16,8 @@ constexpr const char* kStale = "the cameras have changed meanwhile; look at them
 
 CameraUrl ReadAddress(const char* field, std::string text) {
     try {
-        CameraUrl taken = ReadCameraUrl(text);
-        Wipe(text);
-        return taken;
+        return TakeCameraUrl(text);
     } catch (const std::runtime_error& failure) {
-        Wipe(text);
         throw ApiError(400, failure.what(), field);
     }
 }

@@ -92,6 +92,8 @@ Json DescribeCamera(const Snapshot& state, MediaHub& hub, int channel) {
     camera["height"] = known ? found.streams[0].height : 0;
     camera["watchers"] = watchers;
     camera["recording"] = Shows(found.config.status, "record");
+    camera["sound"] = found.HasSound();
+    camera["talk"] = found.TakesTalk();
     if (const auto share = hub.MotionShare(channel)) {
         camera["motion_share"] = *share;
     }

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "cameras/camera_offer.h"
 #include "media/stream_config.h"
 
 namespace kvrecorder {
@@ -54,10 +55,11 @@ public:
 
 // What a camera tells.
 struct CameraNews {
-    enum class Kind { Motion, Input, SignalLost, Tampering, Trouble, Word };
+    enum class Kind { Motion, Input, SignalLost, Tampering, Trouble, Word, Offer };
     Kind kind = Kind::Word;
     bool on = false;
     std::string words;  // of trouble, also at its end, and of a word
+    CameraOffer offer = {};  // what it has, as it says now
 };
 
 // Null for a camera that can be neither steered nor asked. `tell` is called on a thread that waits for the

@@ -151,6 +151,14 @@ CameraUrl ReadCameraUrl(std::string_view text) {
     return taken;
 }
 
+CameraUrl TakeCameraUrl(std::string& text) {
+    struct Wiped {
+        std::string& text;
+        ~Wiped() { Wipe(text); }
+    } const wiped{text};
+    return ReadCameraUrl(text);
+}
+
 bool IsDeviceUrl(std::string_view url) {
     return url.starts_with("onvif://") || url.starts_with("onvifs://");
 }

@@ -22,6 +22,8 @@ struct CameraUrl {
 
 // Throws std::runtime_error with words for the user, which repeat nothing of a login.
 CameraUrl ReadCameraUrl(std::string_view text);
+// The same of a text that may hold a password: it is wiped, whatever comes of it.
+CameraUrl TakeCameraUrl(std::string& text);
 // The address is that of a camera's device service, which is to be asked for those of its pictures.
 bool IsDeviceUrl(std::string_view url);
 

@@ -61,7 +61,7 @@ void StreamRole::SubscribeSound() {
     const SnapshotPtr state = m_model.Current();
     const Channel* channel = state->Configured(m_start.channel);
     std::optional<SoundConfig> wanted;
-    if (channel && channel->config.audio && m_start.login.Has(*state, Right::Audio, m_start.channel)) {
+    if (channel && channel->MayHaveSound() && m_start.login.Has(*state, Right::Audio, m_start.channel)) {
         wanted = channel->config.sound;
     }
     if (wanted == m_heard) {

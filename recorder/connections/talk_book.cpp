@@ -51,31 +51,33 @@ std::unique_ptr<WavWriter> MakeFile(int channel, const TalkFolder& folder) {
 
 class TalkBook::Entry final : public Talk {
 public:
-    Entry(TalkBook& book, int channel, const TalkFolder& folder)
-        : m_book(book), m_channel(channel), m_decoder(CreateTalkDecoder()) {
+    Entry(TalkBook& book, int channel, const TalkFolder& folder, std::shared_ptr<CameraTalk> camera)
+        : m_book(book), m_channel(channel), m_decoder(CreateTalkDecoder()), m_camera(std::move(camera)) {
         if (!folder.path.empty()) {
             m_file = MakeFile(channel, folder);
         }
     }
     ~Entry() override { m_book.End(m_channel, this); }
 
-    void Hear(std::span<const char> bytes) override {
+    bool Hear(std::span<const char> bytes) override {
         std::vector<std::uint8_t> coded(bytes.begin(), bytes.end());
         const std::vector<std::int16_t> samples = m_decoder->Decode(coded);
         if (m_file) {
             m_file->Write(samples);
         }
+        return !m_camera || m_camera->Say(samples);
     }
 
 private:
     TalkBook& m_book;
     const int m_channel;
     const std::unique_ptr<SoundDecoder> m_decoder;
+    const std::shared_ptr<CameraTalk> m_camera;  // null: none
     std::unique_ptr<WavWriter> m_file;
 };
 
 std::unique_ptr<Talk> TalkBook::Begin(int channel, const std::string& user, const TalkFolder& folder,
-                                      std::function<void()> giveWay) {
+                                      std::shared_ptr<CameraTalk> camera, std::function<void()> giveWay) {
     std::function<void()> before;
     std::unique_ptr<Entry> entry;
     {
@@ -84,7 +86,7 @@ std::unique_ptr<Talk> TalkBook::Begin(int channel, const std::string& user, cons
         if (talker != m_talkers.end() && talker->second.user != user) {
             return nullptr;
         }
-        entry = std::make_unique<Entry>(*this, channel, folder);
+        entry = std::make_unique<Entry>(*this, channel, folder, std::move(camera));
         if (talker != m_talkers.end()) {
             before = std::move(talker->second.giveWay);
         }

@@ -1,4 +1,4 @@
-// Who speaks to which channel: what clients send is decoded and kept.
+// Who speaks to which channel: what clients send is decoded, kept and said to a camera.
 #pragma once
 
 #include <cstdint>
@@ -9,6 +9,7 @@
 #include <span>
 #include <string>
 
+#include "cameras/camera_talk.h"
 #include "media/private_file.h"
 
 namespace kvrecorder {
@@ -25,7 +26,8 @@ struct TalkFolder {
 class Talk {
 public:
     virtual ~Talk() = default;
-    virtual void Hear(std::span<const char> bytes) = 0;
+    // False when it goes nowhere.
+    virtual bool Hear(std::span<const char> bytes) = 0;
 };
 
 // Any thread; outlives all that it gave out.
@@ -33,9 +35,9 @@ class TalkBook {
 public:
     // Null if another user talks to the channel. The same user's connection from before has to give way:
     // clients leave it open until they talk again, so that its `giveWay` is called, which may run on this
-    // thread and must not end the talk in it.
+    // thread and must not end the talk in it. With a camera all is said to that, too.
     std::unique_ptr<Talk> Begin(int channel, const std::string& user, const TalkFolder& folder,
-                                std::function<void()> giveWay);
+                                std::shared_ptr<CameraTalk> camera, std::function<void()> giveWay);
 
 private:
     class Entry;

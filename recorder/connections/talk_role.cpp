@@ -15,7 +15,7 @@ void TalkRole::Begin() {
     if (m_stalls) {
         m_link.SetReceiveBuffer(4096);  // so that the client notices early
     }
-    BeginTalk(state->server);
+    BeginTalk(*state);
     if (m_talk) {
         m_link.Send(m_start.head);
     } else {
@@ -24,26 +24,35 @@ void TalkRole::Begin() {
     }
 }
 
-void TalkRole::BeginTalk(const ServerConfig& server) {
+void TalkRole::BeginTalk(const Snapshot& state) {
+    const ServerConfig& server = state.server;
+    const Channel* const channel = state.Configured(m_start.channel);
+    m_camera = channel ? channel->talk : nullptr;
     try {
-        m_talk = m_talks.Begin(m_start.channel, m_start.login.user,
-                               {server.talkFolder, server.talkLimitMb, server.group}, m_link.Ender());
+        m_talk =
+            m_talks.Begin(m_start.channel, m_start.login.user,
+                          {server.talkFolder, server.talkLimitMb, server.group}, m_camera, m_link.Ender());
     } catch (const std::exception&) {
         m_talk.reset();
     }
 }
 
 std::string_view TalkRole::OnBytes(std::string_view bytes) {
-    m_talk->Hear(bytes);
-    if (!m_stalls) {
+    if (!m_talk->Hear(bytes)) {
+        m_link.End();
+    } else if (!m_stalls) {
         AwaitSpeech();
     }
     return {};
 }
 
 void TalkRole::OnChanged(Change change) {
-    if (change == Change::Configuration &&
-        !m_start.login.Has(*m_model.Current(), Right::Talk, m_start.channel)) {
+    if (change != Change::Configuration) {
+        return;
+    }
+    const SnapshotPtr state = m_model.Current();
+    const Channel* const channel = state->Configured(m_start.channel);
+    if (!m_start.login.Has(*state, Right::Talk, m_start.channel) || !channel || channel->talk != m_camera) {
         m_link.End();
     }
 }

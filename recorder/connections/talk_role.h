@@ -30,13 +30,14 @@ public:
     void Release() override { m_talk.reset(); }
 
 private:
-    void BeginTalk(const ServerConfig& server);
+    void BeginTalk(const Snapshot& state);
     void AwaitSpeech();
 
     Link& m_link;
     const RecorderModel& m_model;
     TalkBook& m_talks;
     const Start m_start;
+    std::shared_ptr<CameraTalk> m_camera;  // null: none hears it
     std::unique_ptr<Talk> m_talk;
     bool m_stalls = false;  // the configuration wants a recorder that does not read on
 };

@@ -121,7 +121,7 @@ std::string MakeFoundConfig(std::span<const FoundCamera> found, const std::strin
         for (int i = 1; !names.insert(name).second; ++i) {
             name = NameOf(camera) + " / " + camera.host + (i > 1 ? " / " + std::to_string(i) : "");
         }
-        text += "\n[[channels]]\nname = " + Quoted(name) + "\naudio = true\n";
+        text += "\n[[channels]]\nname = " + Quoted(name) + "\n";
         if (const std::string kind = PrintableUtf8(camera.maker + " " + camera.model, 128); kind != " ") {
             text += "# " + kind + "\n";
         }

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "cameras/camera_url.h"
-#include "onvif/camera_search.h"
 #include "onvif/onvif_control.h"
 
 namespace kvrecorder {
@@ -13,8 +12,7 @@ namespace {
 using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
-std::vector<SeenCamera> Search(milliseconds time, const CameraTools::Ended& ended) {
-    SearchSetup setup;
+std::vector<SeenCamera> Search(SearchSetup setup, milliseconds time, const CameraTools::Ended& ended) {
     setup.time = time;
     setup.ended = ended;
     std::vector<SeenCamera> seen;
@@ -43,8 +41,11 @@ TestedCamera Test(const NetworkCamera& camera, milliseconds limit, const CameraT
 
 }  // namespace
 
-CameraTools MakeCameraTools() {
-    return {Search, Test};
+CameraTools MakeCameraTools(const SearchSetup& search) {
+    return {[search](milliseconds time, const CameraTools::Ended& ended) {
+                return Search(search, time, ended);
+            },
+            Test};
 }
 
 CameraReport ProbeAnyCamera(const NetworkCamera& camera, milliseconds limit,

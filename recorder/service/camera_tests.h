@@ -3,10 +3,12 @@
 
 #include "api/camera_tools.h"
 #include "cameras/camera_probe.h"
+#include "onvif/camera_search.h"
 
 namespace kvrecorder {
 
-CameraTools MakeCameraTools();
+// Searches as told; the time is that of each search.
+CameraTools MakeCameraTools(const SearchSetup& search = {});
 
 // As ProbeCamera; a camera that tells the addresses of its streams itself is asked for them first.
 CameraReport ProbeAnyCamera(const NetworkCamera& camera, std::chrono::milliseconds limit,

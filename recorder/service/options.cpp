@@ -17,11 +17,8 @@ constexpr int kDefaultChannels = 8;
 
 CameraUrl ReadOneCamera(const char* option, std::string& text) {
     try {
-        CameraUrl taken = ReadCameraUrl(text);
-        Wipe(text);
-        return taken;
+        return TakeCameraUrl(text);
     } catch (const std::runtime_error& failure) {
-        Wipe(text);
         throw ConfigError(std::string(option) + ": " + failure.what());
     }
 }
@@ -45,7 +42,6 @@ std::vector<ChannelConfig> CameraChannels(const Options& options) {
         if (alike > 1) {
             channel.name += " / " + std::to_string(channels.size() + 1);
         }
-        channel.audio = true;
         NetworkCamera& network = channel.source.network;
         network.url = camera.url;
         network.user = camera.user;
@@ -56,13 +52,8 @@ std::vector<ChannelConfig> CameraChannels(const Options& options) {
     return channels;
 }
 
-}  // namespace
-
-Options ParseOptions(int argc, const char* const* argv, const std::string& version) {
-    Options options;
-    CLI::App app("A small network video recorder.", "kvrecorder");
-    app.set_version_flag("--version", "kvrecorder " + version);
-    app.set_help_flag("--help", "Print this text and exit");
+// Where, what and to whom.
+void AddServing(CLI::App& app, Options& options) {
     app.add_option("--listen", options.listen, "Where to serve; port 0 is the system's choice")
         ->type_name("ADDRESS:PORT");
     app.add_option("--config", options.configFile, "Configuration file")->type_name("FILE");
@@ -81,7 +72,9 @@ Options ParseOptions(int argc, const char* const* argv, const std::string& versi
     app.add_option("--send", options.send, "Send a command to the recorder at --control and print its reply")
         ->type_name("COMMAND")
         ->needs(control);
-    std::vector<std::string> cameras;
+}
+
+void AddCameras(CLI::App& app, Options& options, std::vector<std::string>& cameras) {
     app.add_option("--camera", cameras,
                    "Serve this camera: rtsp://user@host/path, onvif://user@host, http://host/path, "
                    "usb:/dev/video0; may be "
@@ -93,11 +86,9 @@ Options ParseOptions(int argc, const char* const* argv, const std::string& versi
         ->type_name("FILE");
     app.add_flag("--camera-udp", options.camerasOverUdp,
                  "Let the cameras send by UDP, not within the connection");
-    std::string probe;
-    CLI::Option* probed = app.add_option("--probe", probe,
-                                         "Tell what this camera sends and what is wrong with it, and exit: "
-                                         "with 0 if pictures come, else with 1")
-                              ->type_name("URL");
+}
+
+void AddSearching(CLI::App& app, Options& options) {
     CLI::Option* discover =
         app.add_flag("--discover", options.discover, "List the cameras that answer on the network, and exit");
     app.add_option("--discover-at", options.discoverAt,
@@ -111,6 +102,24 @@ Options ParseOptions(int argc, const char* const* argv, const std::string& versi
     app.add_option("--write", options.writeFile, "With --discover: a new configuration that serves them")
         ->type_name("FILE")
         ->needs(discover);
+}
+
+}  // namespace
+
+Options ParseOptions(int argc, const char* const* argv, const std::string& version) {
+    Options options;
+    std::vector<std::string> cameras;
+    std::string probe;
+    CLI::App app("A small network video recorder.", "kvrecorder");
+    app.set_version_flag("--version", "kvrecorder " + version);
+    app.set_help_flag("--help", "Print this text and exit");
+    AddServing(app, options);
+    AddCameras(app, options, cameras);
+    CLI::Option* const probed = app.add_option("--probe", probe,
+                                               "Tell what this camera sends and what is wrong with it, and "
+                                               "exit: with 0 if pictures come, else with 1")
+                                    ->type_name("URL");
+    AddSearching(app, options);
     try {
         app.parse(argc, argv);
         if (!probed->empty()) {

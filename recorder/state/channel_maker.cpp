@@ -55,6 +55,28 @@ std::shared_ptr<CameraControl> ChannelMaker::MakeControl(int number, int source,
     });
 }
 
+void ChannelMaker::MakeTalk(int number, Channel& channel, const ChannelConfig& config) const {
+    channel.talk.reset();
+    channel.offer.reset();
+    if (!m_talks || config.source.network.url.empty()) {
+        return;
+    }
+    const auto tell = [news = m_news, number, source = channel.sourceNumber](const CameraNews& told) {
+        news(number, source, told);
+    };
+    channel.talk =
+        m_talks(config.source.network,
+                {[tell](const CameraOffer& offer) {
+                     tell({CameraNews::Kind::Offer, false, {}, offer});
+                 },
+                 [tell](const std::string& words) {
+                     tell({CameraNews::Kind::Trouble, true, "nobody can talk to the camera, " + words});
+                 }});
+    if (!channel.talk) {
+        channel.offer.emplace();  // it has pictures alone
+    }
+}
+
 Channel ChannelMaker::Make(const ServerConfig& server, int number, const ChannelConfig& config) {
     Channel channel;
     channel.config = config;
@@ -62,6 +84,7 @@ Channel ChannelMaker::Make(const ServerConfig& server, int number, const Channel
     m_hub.AddChannel(config.name, WithCamera(config.source, channel.ptz));
     channel.streams = m_hub.Streams(number);
     channel.control = MakeControl(number, channel.sourceNumber, config);
+    MakeTalk(number, channel, config);
     return channel;
 }
 
@@ -74,6 +97,7 @@ void ChannelMaker::ChangeSource(const ServerConfig& server, int number, Channel&
     channel.streams = m_hub.Streams(number);
     ++channel.sourceNumber;
     channel.control = MakeControl(number, channel.sourceNumber, wanted);
+    MakeTalk(number, channel, wanted);
 }
 
 }  // namespace kvrecorder

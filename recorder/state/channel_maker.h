@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "cameras/camera_control.h"
+#include "cameras/camera_talk.h"
 #include "media/media_hub.h"
 #include "state/recorder_config.h"
 #include "state/snapshot.h"
@@ -18,8 +19,8 @@ public:
     // What a camera tells comes with the channel's number and the number of its source.
     using NewsTaker = std::function<void(int channel, int source, const CameraNews& news)>;
 
-    ChannelMaker(MediaHub& hub, CameraControlMaker controls, NewsTaker news)
-        : m_hub(hub), m_controls(std::move(controls)), m_news(std::move(news)) {}
+    ChannelMaker(MediaHub& hub, CameraControlMaker controls, CameraTalkMaker talks, NewsTaker news)
+        : m_hub(hub), m_controls(std::move(controls)), m_talks(std::move(talks)), m_news(std::move(news)) {}
 
     // Adds a channel to the hub. Throws std::exception for a source that cannot be.
     Channel Make(const ServerConfig& server, int number, const ChannelConfig& config);
@@ -29,8 +30,11 @@ public:
 private:
     std::shared_ptr<CameraControl> MakeControl(int number, int source, const ChannelConfig& config) const;
 
+    void MakeTalk(int number, Channel& channel, const ChannelConfig& config) const;
+
     MediaHub& m_hub;
     const CameraControlMaker m_controls;
+    const CameraTalkMaker m_talks;
     const NewsTaker m_news;
 };
 

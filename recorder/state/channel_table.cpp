@@ -87,17 +87,11 @@ constexpr std::array<std::pair<std::string_view, bool>, 2> kTransports = {{{"tcp
 CameraUrl ReadAddress(TableReader& reader, const char* key) {
     std::string text;
     reader.Text(key, text, 1024);
-    CameraUrl taken;
-    if (!text.empty()) {
-        try {
-            taken = ReadCameraUrl(text);
-        } catch (const std::runtime_error& failure) {
-            Wipe(text);
-            reader.Fail(key, failure.what());
-        }
-        Wipe(text);
+    try {
+        return text.empty() ? CameraUrl{} : TakeCameraUrl(text);
+    } catch (const std::runtime_error& failure) {
+        reader.Fail(key, failure.what());
     }
-    return taken;
 }
 
 void ReadSource(TableReader& reader, NetworkCamera& camera, std::vector<std::string>& secretFiles) {
@@ -178,6 +172,15 @@ void CheckSource(TableReader& reader, const SourceConfig& source) {
     }
 }
 
+// Nothing where nothing is said.
+void ReadChoice(TableReader& reader, std::string_view key, std::optional<bool>& value) {
+    if (reader.Find(key)) {
+        bool said = false;
+        reader.Flag(key, said);
+        value = said;
+    }
+}
+
 void ReadPtz(TableReader& reader, ChannelConfig& channel) {
     reader.Flag("steerable", channel.ptz.steerable);
     if (channel.ptz.steerable && (!channel.source.file.empty() || !channel.source.network.url.empty())) {
@@ -215,9 +218,9 @@ ChannelConfig ReadChannel(TableReader& reader, std::vector<std::string>& secretF
         }
         channel.status[flag->section] = static_cast<std::uint8_t>(channel.status[flag->section] | flag->bit);
     }
-    reader.Flag("audio", channel.audio);
+    ReadChoice(reader, "audio", channel.audio);
     reader.Table("sound", [&](TableReader& sound) { ReadSound(sound, channel.sound); });
-    reader.Flag("talk", channel.talk);
+    ReadChoice(reader, "talk", channel.talk);
     channel.presets = reader.Texts("presets", kMaxPresets, kMaxPresetBytes);
     reader.Table("ptz", [&](TableReader& ptz) { ReadPtz(ptz, channel); });
     return channel;

@@ -43,8 +43,9 @@ public:
     void Remove(int channel);
 
 private:
-    class Layout;
-
+    void SetOrDropKey(int channel, const char* key, std::string_view value);
+    void SetKey(int channel, const char* key, std::string_view value);
+    void DropKey(int channel, const char* key);
     // The address in the file has a login in it.
     bool SaysLogin(int channel);
 

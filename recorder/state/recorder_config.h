@@ -5,6 +5,7 @@
 #include <bitset>
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -119,9 +120,11 @@ struct ChannelConfig {
     SourceConfig source;
     CameraConfig camera;
     StatusDigits status = {8, 0, 0, 0};
-    bool audio = false;  // the channel has sound
+    // The channel has sound; not said: what a camera on the network has, else none.
+    std::optional<bool> audio;
     SoundConfig sound;
-    bool talk = false;  // clients may speak to it
+    // Clients may speak to it; not said: to a camera that plays it.
+    std::optional<bool> talk;
     PtzConfig ptz;
     // Names of the places that a camera knows from the start, "" for none.
     std::vector<std::string> presets;

@@ -23,21 +23,18 @@ void MakeFolder(const std::string& folder, FileGroup group) {
     }
 }
 
-void Mark(StatusDigits& digits, const StatusFlag& flag, bool on) {
-    std::uint8_t& digit = digits[flag.section];
-    digit = static_cast<std::uint8_t>(on ? digit | flag.bit : digit & ~flag.bit);
-}
-
 }  // namespace
 
-RecorderModel::RecorderModel(std::shared_ptr<MediaHub> hub, CameraControlMaker controls)
+RecorderModel::RecorderModel(std::shared_ptr<MediaHub> hub, CameraControlMaker controls,
+                             CameraTalkMaker talks)
     : m_hub(std::move(hub)),
-      m_maker(*m_hub, std::move(controls), [gate = m_gate](int channel, int source, const CameraNews& news) {
-          const std::lock_guard lock(gate->mutex);
-          if (gate->model) {
-              gate->model->OnNews(channel, source, news);
-          }
-      }) {
+      m_maker(*m_hub, std::move(controls), std::move(talks),
+              [gate = m_gate](int channel, int source, const CameraNews& news) {
+                  const std::lock_guard lock(gate->mutex);
+                  if (gate->model) {
+                      gate->model->OnNews(channel, source, news);
+                  }
+              }) {
     m_gate->model = this;
     m_hub->SetListener([this](int channel, MediaEvent event, bool on) { OnMedia(channel, event, on); });
 }
@@ -95,6 +92,7 @@ void RecorderModel::Begin(const RecorderConfig& config) {
         const std::lock_guard lock(m_mutex);
         m_current = std::move(next);
     }
+    StartTalks();
     m_recordings =
         std::make_unique<Recordings>(*m_hub, config.server.recording,
                                      [this](const Recordings::Notice& notice) { OnRecordingEnded(notice); });
@@ -102,8 +100,7 @@ void RecorderModel::Begin(const RecorderConfig& config) {
     CheckDisk();
 }
 
-template <typename Edit>
-std::string RecorderModel::Publish(Change change, Edit edit) {
+std::string RecorderModel::Publish(Change change, const Edit& edit) {
     {
         const std::lock_guard editing(m_editMutex);
         auto next = std::make_shared<Snapshot>(*Current());
@@ -121,11 +118,13 @@ std::string RecorderModel::Publish(Change change, Edit edit) {
     if (listener) {
         listener(change);
     }
+    if (change == Change::Configuration) {
+        StartTalks();
+    }
     return "";
 }
 
-template <typename Edit>
-std::string RecorderModel::PublishChannel(Change change, int channel, Edit edit) {
+std::string RecorderModel::PublishChannel(Change change, int channel, const ChannelEdit& edit) {
     return Publish(change, [&](Snapshot& state) -> std::string {
         Channel* const found = state.Find(channel);
         return found ? edit(state, *found) : kNoChannel;
@@ -140,8 +139,7 @@ std::string RecorderModel::ChangeSource(const Snapshot& state, int number, Chann
     } catch (const std::exception& error) {
         return error.what();
     }
-    m_streamLost.reset(static_cast<std::size_t>(number));
-    m_signalLost.reset(static_cast<std::size_t>(number));
+    m_causes.Forget(number);
     channel.trouble.clear();
     if (m_recordings) {
         m_recordings->Follow(number);
@@ -164,7 +162,18 @@ std::string RecorderModel::TakeChannel(Snapshot& state, int number, const Channe
         m_hub->RenameChannel(number, wanted.name);
     }
     channel.config = std::move(taken);
+    ShowWhatGoesOn(number, channel.config.status);
     return problem;
+}
+
+// What goes on is told on, whatever a configuration says of the states.
+void RecorderModel::ShowWhatGoesOn(int channel, StatusDigits& status) const {
+    m_causes.Show(channel, status);
+    if (m_recordings && m_recordings->Runs(channel)) {
+        for (const char* name : {"record", "manual"}) {
+            Mark(status, *FindStatusFlag(name), true);
+        }
+    }
 }
 
 std::string RecorderModel::Reload(const RecorderConfig& config) {
@@ -294,92 +303,6 @@ std::string RecorderModel::SetDigit(int channel, std::size_t section, std::uint8
         found.config.status[section] = value;
         return "";
     });
-}
-
-void RecorderModel::OnMedia(int channel, MediaEvent event, bool on) {
-    const SnapshotPtr state = Current();
-    const Channel* found = state->Configured(channel);
-    if (!found) {
-        return;
-    }
-    const bool motion = event == MediaEvent::Motion;
-    const std::string name = state->NameOf(channel);
-    if (event == MediaEvent::Streams) {
-        PublishChannel(Change::Configuration, channel, [&](Snapshot&, Channel& known) -> std::string {
-            known.streams = m_hub->Streams(channel);
-            return "";
-        });
-        return;
-    }
-    const std::string words = m_hub->Words(channel);
-    if (event == MediaEvent::Word) {
-        m_events.Add(EventLevel::Information, name + ": " + words);
-        return;
-    }
-    if (motion && on) {
-        m_events.Add(EventLevel::Information, name + ": motion");
-    } else if (!motion) {
-        m_events.Add(on ? EventLevel::Warning : EventLevel::Information,
-                     name + (on ? ": the stream is lost" : ": the stream is back") +
-                         (words.empty() ? "" : ", " + words));
-    }
-    if (motion) {
-        SetFlag(channel, wire::kMotion, on);
-    } else {
-        SetLoss(channel, false, on, words);
-    }
-}
-
-void RecorderModel::SetLoss(int channel, bool signal, bool on, const std::string& words) {
-    PublishChannel(Change::Status, channel, [&](Snapshot&, Channel& found) -> std::string {
-        const auto number = static_cast<std::size_t>(channel);
-        (signal ? m_signalLost : m_streamLost).set(number, on);
-        Mark(found.config.status, wire::kLoss, m_signalLost[number] || m_streamLost[number]);
-        if (!signal) {
-            found.trouble = on ? words : "";
-        }
-        return "";
-    });
-}
-
-void RecorderModel::OnNews(int channel, int source, const CameraNews& news) {
-    const SnapshotPtr state = Current();
-    const Channel* found = state->Configured(channel);
-    // A camera that was taken away says no more.
-    if (!found || found->sourceNumber != source) {
-        return;
-    }
-    const auto tell = [&](EventLevel level, const std::string& words) {
-        m_events.Add(level, state->NameOf(channel) + ": " + words);
-    };
-    switch (news.kind) {
-        case CameraNews::Kind::Motion:
-            if (news.on) {
-                tell(EventLevel::Information, "motion");
-            }
-            SetFlag(channel, wire::kMotion, news.on);
-            break;
-        case CameraNews::Kind::Input:
-            tell(EventLevel::Information, news.on ? "an input is active" : "no input is active any more");
-            SetFlag(channel, wire::kInput, news.on);
-            break;
-        case CameraNews::Kind::SignalLost:
-            tell(news.on ? EventLevel::Warning : EventLevel::Information,
-                 news.on ? "the camera has lost its picture" : "the camera has its picture again");
-            SetLoss(channel, true, news.on, {});
-            break;
-        case CameraNews::Kind::Tampering:
-            tell(news.on ? EventLevel::Warning : EventLevel::Information,
-                 news.on ? "somebody tampers with the camera" : "nobody tampers with the camera any more");
-            SetFlag(channel, wire::kAlarm, news.on);
-            break;
-        case CameraNews::Kind::Trouble:
-            tell(news.on ? EventLevel::Warning : EventLevel::Information, news.words);
-            break;
-        case CameraNews::Kind::Word:
-            tell(EventLevel::Information, news.words);
-            break;
-    }
 }
 
 std::string RecorderModel::SetDiskFault(DiskFault fault) {

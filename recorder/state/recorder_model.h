@@ -17,6 +17,7 @@
 #include "state/recordings.h"
 #include "state/refusal_count.h"
 #include "state/snapshot.h"
+#include "state/state_causes.h"
 
 namespace kvrecorder {
 
@@ -26,8 +27,9 @@ enum class Change { None, Status, Configuration };
 // user; the listener is called after a change, on the changing thread.
 class RecorderModel {
 public:
-    // Without a maker cameras are pictures alone.
-    explicit RecorderModel(std::shared_ptr<MediaHub> hub, CameraControlMaker controls = nullptr);
+    // Without makers cameras are pictures alone.
+    explicit RecorderModel(std::shared_ptr<MediaHub> hub, CameraControlMaker controls = nullptr,
+                           CameraTalkMaker talks = nullptr);
     ~RecorderModel();
     RecorderModel(const RecorderModel&) = delete;
     RecorderModel& operator=(const RecorderModel&) = delete;
@@ -69,20 +71,23 @@ public:
     std::string SetRight(std::string_view user, int channel, Right right, bool on);
 
 private:
+    using Edit = std::function<std::string(Snapshot& state)>;
+    using ChannelEdit = std::function<std::string(Snapshot& state, Channel& channel)>;
+
     // Runs `edit` on a copy and publishes it if the edit returns "".
-    template <typename Edit>
-    std::string Publish(Change change, Edit edit);
+    std::string Publish(Change change, const Edit& edit);
     void OnMedia(int channel, MediaEvent event, bool on);
     void OnNews(int channel, int source, const CameraNews& news);
-    // A picture is lost when the stream is or the camera says that its own is.
-    void SetLoss(int channel, bool signal, bool on, const std::string& words);
+    void StartTalks();
+    void TakeOffer(int channel, int source, const CameraOffer& offer);
+    void SetCause(int channel, Cause cause, bool on);
     void OnRecordingEnded(const Recordings::Notice& notice);
     std::string ShowRecording(int channel, bool on);
     // The same for a channel that must exist; `edit` gets it with the state that it belongs to.
-    template <typename Edit>
-    std::string PublishChannel(Change change, int channel, Edit edit);
+    std::string PublishChannel(Change change, int channel, const ChannelEdit& edit);
     // Takes over what a configuration says of a channel; words for the user where it fails.
     std::string TakeChannel(Snapshot& state, int number, const ChannelConfig& wanted);
+    void ShowWhatGoesOn(int channel, StatusDigits& status) const;
     std::string ChangeSource(const Snapshot& state, int number, Channel& channel,
                              const ChannelConfig& wanted);
 
@@ -95,9 +100,8 @@ private:
     const std::shared_ptr<MediaHub> m_hub;
     const std::shared_ptr<NewsGate> m_gate = std::make_shared<NewsGate>();
     ChannelMaker m_maker;
-    std::mutex m_editMutex;   // one change at a time
-    ChannelSet m_streamLost;  // within an edit
-    ChannelSet m_signalLost;
+    std::mutex m_editMutex;  // one change at a time
+    StateCauses m_causes;    // within an edit
     mutable std::mutex m_mutex;
     SnapshotPtr m_current = std::make_shared<Snapshot>();
     std::function<void(Change)> m_listener;

@@ -4,6 +4,20 @@
 
 namespace kvrecorder {
 
+bool Channel::HasSound() const {
+    const bool camera = !config.source.network.url.empty();
+    return camera && offer ? offer->sound && config.audio.value_or(true) : config.audio.value_or(false);
+}
+
+bool Channel::TakesTalk() const {
+    return config.talk.value_or(offer && offer->talk);
+}
+
+bool Channel::MayHaveSound() const {
+    const bool camera = !config.source.network.url.empty();
+    return camera && !offer ? config.audio.value_or(true) : HasSound();
+}
+
 const User* Snapshot::Authorize(std::string_view name, std::string_view password) const {
     const User* found = nullptr;
     for (const User& user : users) {

@@ -2,11 +2,14 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "cameras/camera_control.h"
+#include "cameras/camera_offer.h"
+#include "cameras/camera_talk.h"
 #include "state/ptz_unit.h"
 #include "state/recorder_config.h"
 
@@ -18,8 +21,16 @@ struct Channel {
     std::shared_ptr<PtzUnit> ptz;  // of a generated scene; null: it cannot be steered
     // Of a camera on the network; null: there is nothing beside its pictures.
     std::shared_ptr<CameraControl> control;
-    int sourceNumber = 0;  // another one with each new source
-    std::string trouble;   // why no pictures come, in words
+    std::shared_ptr<CameraTalk> talk;  // null: nothing that is said goes to a camera
+    std::optional<CameraOffer> offer;  // of a camera on the network; nothing: not known yet
+    int sourceNumber = 0;              // another one with each new source
+    std::string trouble;               // why no pictures come, in words
+
+    // What clients are told. A camera's own word counts, but for what the configuration switches off.
+    bool HasSound() const;
+    bool TakesTalk() const;
+    // Also while a camera has not said what it has: its sound must be asked for with its pictures.
+    bool MayHaveSound() const;
 };
 
 // Where clients find the cameras that are to be had directly.

@@ -18,9 +18,13 @@
 #include "console_fixture.h"
 #include "fake_hub.h"
 #include "menu_entries.h"
+#include "onvif/onvif_control.h"
+#include "service/camera_tests.h"
 #include "service/config_keeper.h"
 #include "service/recorder_service.h"
 #include "support/fake_recorder.h"
+#include "support/onvif_device/onvif_beacon.h"
+#include "support/onvif_device/onvif_device.h"
 #include "support/qt_user_input.h"
 
 using kvtest::ClickAt;
@@ -286,6 +290,36 @@ TEST_F(CamerasWindow, OneIsFoundTestedAndAdded) {
     EXPECT_LT(qGreen(middle), 90);
     PressKey(*entry, Qt::Key_Return);
     EXPECT_TRUE(Lists({"Gate/Ready", "Yard/Ready", "Maker Dome/Ready"}));
+}
+
+// By a real search, and a camera that really answers: it is listed, steered and kept.
+TEST_F(CamerasWindow, OneThatAnswersOnTheNetworkIsAdded) {
+    kvtest::OnvifDevice device;
+    const kvtest::OnvifBeacon beacon(
+        {{"urn:uuid:9b1c0001", device.Address(), "onvif://www.onvif.org/name/Yard"}});
+    kvrecorder::SearchSetup search;
+    search.from = {"127.0.0.1"};
+    search.at = "127.0.0.1";
+    search.port = beacon.Port();
+    tools = kvrecorder::MakeCameraTools(search);
+    model = std::make_shared<kvrecorder::RecorderModel>(hub, kvrecorder::CreateOnvifControlMaker());
+    Begin();
+    OpenWindow();
+    Click(*window, "find");
+    QDialog* const found = Await("foundDialog");
+    auto* const cameras = found->findChild<QTreeWidget*>("found");
+    ASSERT_TRUE(PumpUntil([&] { return cameras->topLevelItemCount() == 1; }));
+    Click(*found, "add");
+    QDialog* const entry = Await("cameraDialog");
+    EXPECT_EQ(entry->findChild<QLineEdit*>("address")->text().toStdString(), device.Url());
+    EXPECT_EQ(entry->findChild<QLineEdit*>("name")->text(), "Yard");
+    Type(*entry, "user", "guard");
+    Type(*entry, "password", "sesame");
+    PressKey(*entry, Qt::Key_Return);
+    EXPECT_TRUE(Lists({"Gate/Ready", "Yard/Ready", "Yard/Ready"}));
+    EXPECT_THAT(FileText(), HasSubstr("source = { url = \"" + device.Url() + "\", user = \"guard\""));
+    EXPECT_TRUE(PumpUntil([&] { return model->Current()->channels.at(2).control->Abilities().has_value(); }))
+        << "with the login that was typed";
 }
 
 TEST_F(CamerasWindow, EachFailureIsToldWithWhatToDoNext) {

@@ -179,7 +179,7 @@ TEST_F(Api, ChangesAreServedAtOnceAndKeptInTheFile) {
     EXPECT_EQ(model->Current()->channels.at(2).config.source.network.password.View(), "b");
     std::string text = kConfig;
     const std::string block =
-        "\n\n[[channels]]\nname = \"Tor \\\"2\\\"\"\naudio = true\nsource = { url = \"rtsp://h/x\", "
+        "\n\n[[channels]]\nname = \"Tor \\\"2\\\"\"\nsource = { url = \"rtsp://h/x\", "
         "user = \"a\", password = \"b\" }";
     text.insert(text.find("\n\n# end"), block);
     EXPECT_EQ(Text(), text);

@@ -106,7 +106,6 @@ TEST(ConfigText, PlacesAreTakenLeftAndExchangedWithTheirComments) {
     const SourceText source{"rtsp://h/x", "", "u", "p", "udp", true};
     const std::string added = R"([[channels]]
 name = "New"
-audio = true
 source = { url = "rtsp://h/x", user = "u", password = "p", transport = "udp" })";
     EXPECT_EQ(text.Add("New", source), 1) << "a place that was left is taken first";
     EXPECT_EQ(text.Add("New", source), 2);
@@ -118,7 +117,7 @@ source = { url = "rtsp://h/x", user = "u", password = "p", transport = "udp" })"
     EXPECT_EQ(first.Add("New", {"rtsp://h/x", "", "", "", "", true}), 0);
     EXPECT_EQ(
         first.Text(),
-        "listen = \"127.0.0.1:0\"\r\n\r\n[[channels]]\r\nname = \"New\"\r\naudio = true\r\nsource = { url = "
+        "listen = \"127.0.0.1:0\"\r\n\r\n[[channels]]\r\nname = \"New\"\r\nsource = { url = "
         "\"rtsp://h/x\" }\r\n\r\n# all\r\n# end\r\n");
     first.Remove(0);
     EXPECT_NE(first.Text().find("configured = false\r\n"), std::string::npos)

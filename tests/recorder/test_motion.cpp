@@ -1,10 +1,13 @@
 // Motion in the pictures of files and cameras.
 #include <cstring>
+#include <fstream>
 
 #include "camera_fixture.h"
 #include "http_camera.h"
 #include "media/picture_encoder.h"
 #include "media/stream_motion.h"
+#include "recorder_client.h"
+#include "recorder_program.h"
 #include "rtsp_peer.h"
 #include "support/scripted_server.h"
 #include "support/temp_folder.h"
@@ -140,6 +143,40 @@ TEST_F(Motion, IsSeenInACamerasSubStream) {
     hub->ReplaceSource(0, "Door", SourceConfig());
     EXPECT_TRUE(WaitUntil([&] { return Has({0, false}); }));
     hub->SetListener(nullptr);
+}
+
+// The program, and one camera in two channels: what moves is in the upper left quarter.
+TEST(MotionProgram, TellsWhatMovesInTheZonesOfACameraAlone) {
+    const RtspPeer peer(
+        {"/yard",
+         "videotestsrc is-live=true pattern=ball ! video/x-raw,format=I420,width=140,height=100,"
+         "framerate=25/1 ! videobox right=-180 bottom=-140 ! x264enc tune=zerolatency "
+         "key-int-max=12 speed-preset=ultrafast ! rtph264pay name=pay0"});
+    const auto channel = [&](const char* name, const char* zone) {
+        return std::string("[[channels]]\nname = \"") + name + "\"\nsource = { url = \"" + peer.Url("/yard") +
+               "\" }\nmotion = { sensitivity = 80, zones = [" + zone + "] }\n";
+    };
+    const TempFolder folder;
+    std::ofstream(folder.File("c.toml"))
+        << "listen = \"127.0.0.1:0\"\n[[users]]\nname = \"admin\"\npassword = \"secret\"\n" +
+               channel("Inside", "{ left = 0, top = 0, width = 50, height = 50 }") +
+               channel("Outside", "{ left = 50, top = 0 }, { left = 0, top = 50 }");
+    Program recorder({"--config", folder.File("c.toml")});
+    const std::uint16_t port = recorder.Port();
+    // The last section of the line, by channels.
+    const auto states = [&] {
+        const auto lines = Lines(Fetch(port, Get("/cgi-bin/z_status.cgi")).body);
+        return lines.size() > 1 && lines[1].size() >= 11 ? lines[1].substr(9, 2) : "";
+    };
+    EXPECT_TRUE(WaitUntil([&] { return states() == "10"; })) << states();
+    // As long again and more: what moves goes on.
+    for (int i = 0; i < 20; ++i) {
+        std::this_thread::sleep_for(milliseconds(50));
+        EXPECT_EQ(states()[1], '0');
+    }
+    const std::string log = Fetch(port, Get("/cgi-bin/get_log_info.cgi?sec=3600")).body;
+    EXPECT_THAT(log, testing::HasSubstr("Inside: motion"));
+    EXPECT_THAT(log, testing::Not(testing::HasSubstr("Outside: motion")));
 }
 
 }  // namespace

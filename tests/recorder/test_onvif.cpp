@@ -43,6 +43,7 @@ protected:
         config.channels[0].name = "Door";
         config.channels[0].ptz.steerable = false;
         config.channels[0].source.network = camera;
+        model.reset();
         model = std::make_shared<RecorderModel>(hub, CreateOnvifControlMaker(Quick()));
         Start();
     }
@@ -279,6 +280,24 @@ TEST_F(Onvif, EventsBecomeStatesLogAndNotifications) {
                 "<tt:SimpleItem Name=\"Source\" Value=\"source_0\"/>");
     device.Tell("tns1:RuleEngine/TamperDetector/Tamper", "IsTamper", false);
     EXPECT_TRUE(WaitStates('0'));
+
+    // Motion that the camera tells and motion that is seen here: the end of one is none of the other.
+    const std::string motion = "tns1:RuleEngine/CellMotionDetector/Motion";
+    device.Tell(motion, "IsMotion", true);
+    EXPECT_TRUE(WaitStates('1'));
+    hub->Tell(0, MediaEvent::Motion, true);
+    hub->Tell(0, MediaEvent::Motion, false);
+    EXPECT_TRUE(WaitStates('1')) << States();
+    hub->Tell(0, MediaEvent::Motion, true);
+    device.Tell(motion, "IsMotion", false);
+    device.Tell("tns1:Device/Trigger/DigitalInput", "LogicalState", true, input + "1\"/>");
+    EXPECT_TRUE(WaitStates('5')) << States();
+    EXPECT_EQ(model->Reload(config), "");
+    EXPECT_TRUE(WaitStates('5')) << "a configuration that is read again ends nothing that goes on";
+    hub->Tell(0, MediaEvent::Motion, false);
+    device.Tell("tns1:Device/Trigger/DigitalInput", "LogicalState", false, input + "1\"/>");
+    EXPECT_TRUE(WaitStates('0'));
+
     device.TellOnce("tns1:VideoSource/MotionAlarm", "State");
     EXPECT_TRUE(WaitStates('1'));
     EXPECT_TRUE(WaitStates('0')) << "nothing tells its end";

@@ -1,9 +1,15 @@
-// rtsp_camera [--digest USER PASSWORD | --basic USER PASSWORD] PATH PIPELINE [PATH PIPELINE ...]
+// rtsp_camera [--hear pcmu FILE | --hear pcma FILE] [--digest USER PASSWORD | --basic USER PASSWORD]
+//             PATH PIPELINE [PATH PIPELINE ...]
 // Serves pipelines on a loopback port of the system's choice and prints it. Reads commands from standard
 // input: "drop" closes all sessions, "size" makes the pictures behind an element called "size" smaller; at
 // its end the program ends. Of the packets of a payloader called "pay0" with an element called "lossy" before
-// it each fifteenth is lost.
+// it each fifteenth is lost. A camera that hears offers a way back, and writes the samples that are said to
+// it to the file.
 #include <gst/rtsp-server/rtsp-server.h>
+// Its headers do not say by themselves that they are of C.
+extern "C" {
+#include <gst/rtsp-server/rtsp-onvif-server.h>
+}
 
 #include <iostream>
 #include <string>
@@ -95,8 +101,28 @@ void StampPictures(GstRTSPMediaFactory*, GstRTSPMedia* media, gpointer) {
     gst_object_unref(pipeline);
 }
 
-void AddPath(GstRTSPServer* server, const char* path, const char* pipeline, bool login) {
-    GstRTSPMediaFactory* const factory = gst_rtsp_media_factory_new();
+// Decodes what is said.
+std::string EarOf(const std::string& law, const std::string& file) {
+    const bool aLaw = law == "pcma";
+    return std::string("( capsfilter caps=\"application/x-rtp,media=audio,clock-rate=8000,payload=") +
+           (aLaw ? "8,encoding-name=PCMA" : "0,encoding-name=PCMU") + "\" name=depay_backchannel ! rtp" +
+           law + "depay ! " + (aLaw ? "alawdec" : "mulawdec") +
+           " ! filesink async=false sync=false buffer-mode=unbuffered location=" + file + " )";
+}
+
+GstRTSPMediaFactory* MakeFactory(const std::string& ear) {
+    if (ear.empty()) {
+        return gst_rtsp_media_factory_new();
+    }
+    GstRTSPMediaFactory* const factory = gst_rtsp_onvif_media_factory_new();
+    gst_rtsp_onvif_media_factory_set_backchannel_launch(GST_RTSP_ONVIF_MEDIA_FACTORY(factory), ear.c_str());
+    gst_rtsp_media_factory_set_media_gtype(factory, GST_TYPE_RTSP_ONVIF_MEDIA);
+    return factory;
+}
+
+void AddPath(GstRTSPServer* server, const char* path, const char* pipeline, bool login,
+             const std::string& ear) {
+    GstRTSPMediaFactory* const factory = MakeFactory(ear);
     gst_rtsp_media_factory_set_launch(factory, pipeline);
     gst_rtsp_media_factory_set_shared(factory, TRUE);
     gst_rtsp_media_factory_set_latency(factory, 0);
@@ -148,18 +174,24 @@ gboolean OnCommand(GIOChannel* channel, GIOCondition, gpointer data) {
 
 int main(int argc, char** argv) {
     gst_init(nullptr, nullptr);
-    Camera camera{gst_rtsp_server_new(), g_main_loop_new(nullptr, FALSE)};
-    gst_rtsp_server_set_address(camera.server, "127.0.0.1");
-    gst_rtsp_server_set_service(camera.server, "0");
     int next = 1;
-    bool login = false;
-    if (argc > 3 && std::string(argv[1]).starts_with("--")) {
-        login = true;
-        SetLogin(camera.server, std::string(argv[1]) == "--digest", argv[2], argv[3]);
+    std::string ear;
+    if (argc > 3 && std::string(argv[1]) == "--hear") {
+        ear = EarOf(argv[2], argv[3]);
         next = 4;
     }
+    Camera camera{ear.empty() ? gst_rtsp_server_new() : gst_rtsp_onvif_server_new(),
+                  g_main_loop_new(nullptr, FALSE)};
+    gst_rtsp_server_set_address(camera.server, "127.0.0.1");
+    gst_rtsp_server_set_service(camera.server, "0");
+    bool login = false;
+    if (argc > next + 2 && std::string(argv[next]).starts_with("--")) {
+        login = true;
+        SetLogin(camera.server, std::string(argv[next]) == "--digest", argv[next + 1], argv[next + 2]);
+        next += 3;
+    }
     for (; next + 1 < argc; next += 2) {
-        AddPath(camera.server, argv[next], argv[next + 1], login);
+        AddPath(camera.server, argv[next], argv[next + 1], login, ear);
     }
     if (gst_rtsp_server_attach(camera.server, nullptr) == 0) {
         return 1;

@@ -1,0 +1,78 @@
+#include "server/http/platform_request.h"
+
+#include <utility>
+
+#include "server/http/platform_fetch.h"
+
+namespace kvmon {
+
+namespace {
+
+CURL* MakeEasy() {
+    InitHttpClient();
+    return curl_easy_init();
+}
+
+}  // namespace
+
+PlatformRequest::PlatformRequest(const std::string& url, const std::string& header, const Limits& limits,
+                                 const FlagWord* abortFlag)
+    : m_easy(MakeEasy(), curl_easy_cleanup),
+      m_headers(curl_slist_append(nullptr, header.c_str()), curl_slist_free_all),
+      m_abortFlag(abortFlag),
+      m_left(limits.bodyBytes) {
+    if (!IsMade()) {
+        return;
+    }
+    Set(CURLOPT_URL, url.c_str());
+    Set(CURLOPT_HTTPHEADER, m_headers.get());
+    // What recorders speak.
+    Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_0));
+    Set(CURLOPT_PROTOCOLS_STR, "http");
+    // The other connections of the client go straight to the recorder too.
+    Set(CURLOPT_PROXY, "");
+    Set(CURLOPT_NOSIGNAL, 1L);
+    Set(CURLOPT_CONNECTTIMEOUT_MS, limits.connectMs);
+    Set(CURLOPT_TIMEOUT_MS, limits.wholeMs);
+    Set(CURLOPT_WRITEFUNCTION, &PlatformRequest::OnBody);
+    Set(CURLOPT_WRITEDATA, this);
+    Set(CURLOPT_NOPROGRESS, 0L);
+    Set(CURLOPT_XFERINFOFUNCTION, &PlatformRequest::OnProgress);
+    Set(CURLOPT_XFERINFODATA, this);
+}
+
+void PlatformRequest::LogIn(const std::string& user, const std::string& password) {
+    Set(CURLOPT_USERNAME, user.c_str());
+    Set(CURLOPT_PASSWORD, password.c_str());
+    // The one way alone goes out with the first request; with a choice the client would ask first.
+    Set(CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BASIC));
+}
+
+CURLcode PlatformRequest::Perform(std::function<void(const char* bytes, std::size_t count)> take) {
+    m_take = std::move(take);
+    return curl_easy_perform(m_easy.get());
+}
+
+int PlatformRequest::Status() const {
+    long status = 0;
+    curl_easy_getinfo(m_easy.get(), CURLINFO_RESPONSE_CODE, &status);
+    return static_cast<int>(status);
+}
+
+std::size_t PlatformRequest::OnBody(char* bytes, std::size_t size, std::size_t count, void* self) {
+    auto& request = *static_cast<PlatformRequest*>(self);
+    const std::size_t length = size * count;
+    if (length > request.m_left) {
+        return 0;  // ends the exchange
+    }
+    request.m_left -= length;
+    request.m_take(bytes, length);
+    return length;
+}
+
+int PlatformRequest::OnProgress(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+    const FlagWord* const abortFlag = static_cast<PlatformRequest*>(self)->m_abortFlag;
+    return abortFlag != nullptr && *abortFlag != 0 ? 1 : 0;
+}
+
+}  // namespace kvmon
