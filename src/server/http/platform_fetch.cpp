@@ -2,8 +2,6 @@
 
 #include <curl/curl.h>
 
-#include <mutex>
-
 #include "persist/log_file.h"
 #include "server/http/platform_request.h"
 #include "server/http/resource_url.h"
@@ -17,11 +15,6 @@ constexpr long kStallSeconds = 30;
 constexpr long kMaxRedirects = 5;
 
 }  // namespace
-
-void InitHttpClient() {
-    static std::once_flag once;
-    std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
-}
 
 bool FetchByPlatform(std::vector<std::uint8_t>& data, const std::string& url, const std::string& contentType,
                      const std::string& user, const std::string& password, const FlagWord* abortFlag) {

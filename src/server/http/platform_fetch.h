@@ -9,9 +9,6 @@
 
 namespace kvmon {
 
-// Before the library's first use; any thread, any number of times.
-void InitHttpClient();
-
 bool FetchByPlatform(std::vector<std::uint8_t>& data, const std::string& url, const std::string& contentType,
                      const std::string& user, const std::string& password, const FlagWord* abortFlag);
 

@@ -1,15 +1,15 @@
 #include "server/http/platform_request.h"
 
+#include <mutex>
 #include <utility>
-
-#include "server/http/platform_fetch.h"
 
 namespace kvmon {
 
 namespace {
 
 CURL* MakeEasy() {
-    InitHttpClient();
+    static std::once_flag once;
+    std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
     return curl_easy_init();
 }
 
