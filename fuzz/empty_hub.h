@@ -19,6 +19,10 @@ public:
     std::vector<kvrecorder::StreamDescription> Streams(int) const override {
         return {{kvrecorder::Codec::H264, 640, 480, 15}};
     }
+    std::unique_ptr<kvrecorder::Subscription> SubscribeSound(
+        int /*channel*/, std::function<void(const kvrecorder::PacketPtr&)> /*sink*/) override {
+        return nullptr;
+    }
     std::unique_ptr<kvrecorder::Subscription> Subscribe(
         int, int, std::function<void(const kvrecorder::PacketPtr&)>) override {
         return nullptr;

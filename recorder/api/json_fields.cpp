@@ -58,12 +58,14 @@ JsonFields::JsonFields(std::string_view body) : m_body(Json::object()) {
 }
 
 JsonFields::~JsonFields() {
-    if (!m_body.is_object()) {
+    // The value's own iterators throw, and nothing may here.
+    auto* const fields = m_body.get_ptr<Json::object_t*>();
+    if (!fields) {
         return;
     }
-    for (auto& value : m_body) {
-        if (value.is_string()) {
-            Wipe(value.get_ref<std::string&>());
+    for (auto& [name, value] : *fields) {
+        if (auto* const text = value.get_ptr<std::string*>()) {
+            Wipe(*text);
         }
     }
 }

@@ -15,6 +15,14 @@
 
 namespace kvrecorder {
 
+// Of what a camera sends within its connection.
+struct RtspItem {
+    bool isPacket = false;
+    int channel = 0;                      // of the packet
+    std::span<const std::uint8_t> bytes;  // valid until the next call
+    RtspHead head;                        // of a reply, or a request of the camera's
+};
+
 // What the camera answers is not understood here, though another may.
 struct StrangeRtsp {};
 
@@ -33,12 +41,7 @@ public:
     // Waits for no reply: NextItem gives it.
     void Tell(std::string_view method, const std::string& url, std::string_view fields = {});
 
-    struct Item {
-        bool isPacket = false;
-        int channel = 0;                      // of the packet
-        std::span<const std::uint8_t> bytes;  // valid until the next call
-        RtspHead head;                        // of a reply, or a request of the camera's
-    };
+    using Item = RtspItem;
     // Of what has come. Nothing: more is to be received. The item comes again until it is dropped.
     const Item* NextItem();
     void DropItem();

@@ -56,10 +56,8 @@ public:
     virtual std::unique_ptr<Subscription> Subscribe(int channel, int stream,
                                                     std::function<void(const PacketPtr&)> sink) = 0;
     // The sound that comes with a camera's pictures; null for a channel out of range.
-    virtual std::unique_ptr<Subscription> SubscribeSound(int /*channel*/,
-                                                         std::function<void(const PacketPtr&)> /*sink*/) {
-        return nullptr;
-    }
+    virtual std::unique_ptr<Subscription> SubscribeSound(int channel,
+                                                         std::function<void(const PacketPtr&)> sink) = 0;
     // What looking for motion in a camera's or file's pictures takes of a processor, in percent; nothing for
     // others, and until it was measured.
     virtual std::optional<double> MotionShare(int /*channel*/) const { return std::nullopt; }

@@ -343,6 +343,7 @@ std::vector<FoundCamera> SearchCameras(const SearchSetup& setup) {
             }
         }
         std::vector<pollfd> waits;
+        waits.reserve(askers.size());
         for (const auto& asker : askers) {
             waits.push_back({asker->socket.Get(), POLLIN, 0});
         }

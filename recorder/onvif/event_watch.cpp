@@ -100,7 +100,7 @@ std::unique_ptr<SoapDocument> EventWatch::Ask(OnvifDevice& device, const std::st
                      "</wsa:To>" + m_point.header;
     request.body = body;
     request.limit = limit;
-    return device.Call(std::move(request));
+    return device.Call(request);
 }
 
 void EventWatch::KeepTime(const std::optional<std::chrono::seconds>& told) {

@@ -34,7 +34,7 @@ public:
         if (::curl_url_get(m_url.get(), part, &value, CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) {
             return "";
         }
-        const std::string text = value;
+        std::string text = value;
         ::curl_free(value);
         return text;
     }

@@ -98,7 +98,7 @@ bool OnvifDevice::ReadClock() {
     return std::chrono::abs(m_ahead - before) >= kClockStep;
 }
 
-std::unique_ptr<SoapDocument> OnvifDevice::Call(SoapRequest request) {
+std::unique_ptr<SoapDocument> OnvifDevice::Call(const SoapRequest& request) {
     try {
         return m_client.Call(request);
     } catch (const LoginError&) {
@@ -118,7 +118,7 @@ std::unique_ptr<SoapDocument> OnvifDevice::Ask(const std::string& service, const
     request.action = space + "/" + name;
     request.body = "<" + name + " xmlns=\"" + space + "\">" + inner + "</" + name + ">";
     request.limit = limit;
-    return Call(std::move(request));
+    return Call(request);
 }
 
 void OnvifDevice::Open() {

@@ -33,7 +33,7 @@ public:
                                       const std::string& name, const std::string& inner,
                                       std::chrono::milliseconds limit = std::chrono::seconds(5));
     // Any request.
-    std::unique_ptr<SoapDocument> Call(SoapRequest request);
+    std::unique_ptr<SoapDocument> Call(const SoapRequest& request);
 
 private:
     bool ReadClock();

@@ -197,7 +197,7 @@ std::optional<OnvifEvent> ReadEvent(const SoapNode& node) {
     for (const SoapNode& item : FindAll(Find(inner, "Source"), "SimpleItem")) {
         const std::string name = Attribute(item, "Name");
         const std::string value = Attribute(item, "Value");
-        event.source += "|" + name + "=" + value;
+        event.source.append("|").append(name).append("=").append(value);
         if (name.starts_with("VideoSource") || name == "Source") {
             event.video = value;
         }

@@ -323,7 +323,7 @@ std::string OnvifSteering::Step(int command) {
         }
     } catch (const SoapFault& fault) {
         // Some cameras refuse a step beyond their end.
-        const std::string end = fault.Has("InvalidPosition") ? EndOf(wanted, Status()) : "0";
+        std::string end = fault.Has("InvalidPosition") ? EndOf(wanted, Status()) : "0";
         if (end == "0") {
             throw;
         }

@@ -1,6 +1,7 @@
 #include "state/config_text.h"
 
 #include <algorithm>
+#include <numeric>
 #include <optional>
 
 #include "state/recorder_config.h"
@@ -425,10 +426,8 @@ void ConfigText::Move(int from, int to) {
     const Layout layout(m_text);
     layout.Check(from);
     layout.Check(to);
-    std::vector<int> order;  // by the new number the old one
-    for (int i = 0; i < layout.Count(); ++i) {
-        order.push_back(i);
-    }
+    std::vector<int> order(static_cast<std::size_t>(layout.Count()));  // by the new number the old one
+    std::iota(order.begin(), order.end(), 0);
     const auto first = order.begin();
     if (from < to) {
         std::rotate(first + from, first + from + 1, first + to + 1);

@@ -1,5 +1,7 @@
 #include "state/presence.h"
 
+#include <utility>
+
 namespace kvrecorder {
 
 bool Presence::Arrive(const std::string& who, Clock::time_point now) {

@@ -63,6 +63,9 @@ public:
         m_names.at(static_cast<std::size_t>(channel)) = name;
     }
     std::string Words(int) const override { return words; }
+    std::unique_ptr<Subscription> SubscribeSound(int, std::function<void(const PacketPtr&)>) override {
+        return nullptr;
+    }
     std::optional<double> MotionShare(int channel) const override {
         return channel == 0 ? motionShare : std::nullopt;
     }

@@ -273,7 +273,7 @@ void CameraEntryDialog::OnTrial(const ApiAnswer& answer) {
     } else {
         words = LoadString(kStrNoPicture);
     }
-    for (const QJsonValue& fault : answer.json["faults"].toArray()) {
+    for (const auto& fault : answer.json["faults"].toArray()) {
         words += "\n" + OutsideLine(fault.toString().toStdString());
     }
     EndTrial(words);

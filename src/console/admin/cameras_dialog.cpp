@@ -136,7 +136,7 @@ void CamerasDialog::OnList(const ApiAnswer& answer) {
     }
     m_revision = answer.json["revision"].toString();
     m_rows.clear();
-    for (const QJsonValue& told : answer.json["cameras"].toArray()) {
+    for (const auto& told : answer.json["cameras"].toArray()) {
         if (m_rows.size() < kMostRows) {
             m_rows.push_back(ReadCameraRow(told.toObject()));
         }
