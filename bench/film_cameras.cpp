@@ -190,7 +190,7 @@ private:
             ++number;
             PackUnit(packets, NumberUnit(number), number, false);
             const std::vector<View> units = Units(m_film[number % m_film.size()].bytes);
-            for (const View unit : units) {
+            for (const View& unit : units) {
                 PackUnit(packets, unit, number, &unit == &units.back());
             }
             std::this_thread::sleep_for(std::chrono::nanoseconds(number * kPictureNs + offset - NowNs()));

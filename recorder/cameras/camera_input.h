@@ -54,6 +54,7 @@ public:
         std::span<const std::uint8_t> bytes;  // valid until the next call
         std::int64_t stampUs = INT64_MIN;
         bool isSound = false;
+        bool isLast = false;  // of a picture, as the camera says
     };
     // Nothing for what is neither picture nor sound. Throws CameraError when the session has ended.
     virtual std::optional<Piece> Read() = 0;

@@ -22,8 +22,6 @@ using Clock = std::chrono::steady_clock;
 constexpr int kPictureWidth = 640;
 // Rate and key interval are known after this at the earliest.
 constexpr microseconds kMeasured{2'000'000};
-// Who begins to watch waits for a key picture.
-constexpr milliseconds kLongKeyInterval{4'000};
 constexpr int kMostTries = 3;
 
 // The size in which a picture is shown, in its own shape.
@@ -84,8 +82,9 @@ private:
 
 class Probe {
 public:
-    Probe(const NetworkCamera& camera, milliseconds limit, const std::function<bool()>& ended)
-        : m_camera(camera), m_limit(ended) {
+    Probe(const NetworkCamera& camera, milliseconds limit, const std::function<bool()>& ended,
+          milliseconds rareKeys)
+        : m_camera(camera), m_limit(ended), m_rareKeys(rareKeys) {
         m_limit.AllowUntil(m_begun + limit);
     }
 
@@ -131,8 +130,9 @@ private:
             if (input->IsWhole()) {
                 whole.push_back({piece->stampUs, {piece->bytes.begin(), piece->bytes.end()}, false});
             } else {
-                joiner.Add({piece->stampUs, piece->bytes, CountSlices(input->Codec(), piece->bytes)}, now,
-                           whole);
+                joiner.Add(
+                    {piece->stampUs, piece->bytes, CountSlices(input->Codec(), piece->bytes), piece->isLast},
+                    now, whole);
             }
             for (PictureJoiner::Picture& picture : whole) {
                 Take(picture, headers, now);
@@ -207,7 +207,7 @@ private:
                 std::chrono::duration_cast<milliseconds>(m_keys.Span() / (m_keys.Count() - 1));
         }
         const milliseconds watched = SinceBegin() - m_report.firstPicture;
-        if (m_report.keyInterval.value_or(watched) > kLongKeyInterval) {
+        if (m_report.keyInterval.value_or(watched) > m_rareKeys) {
             m_report.faults.push_back(
                 (m_report.keyInterval ? "a key picture comes only every " + TellSeconds(*m_report.keyInterval)
                                       : "no second key picture came in " + TellSeconds(watched)) +
@@ -225,6 +225,7 @@ private:
     const NetworkCamera& m_camera;
     const Clock::time_point m_begun = Clock::now();
     InputLimit m_limit;
+    const milliseconds m_rareKeys;
     CameraReport m_report;
     std::uint32_t m_fourcc = 0;
     bool m_anyPicture = false;
@@ -235,11 +236,11 @@ private:
 
 }  // namespace
 
-CameraReport ProbeCamera(const NetworkCamera& camera, milliseconds limit,
-                         const std::function<bool()>& ended) {
+CameraReport ProbeCamera(const NetworkCamera& camera, milliseconds limit, const std::function<bool()>& ended,
+                         milliseconds rareKeys) {
     // The library tells of each damaged packet on standard error.
     av_log_set_level(AV_LOG_FATAL);
-    return Probe(camera, limit, ended).Run();
+    return Probe(camera, limit, ended, rareKeys).Run();
 }
 
 }  // namespace kvrecorder

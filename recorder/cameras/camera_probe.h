@@ -28,8 +28,10 @@ struct CameraReport {
 };
 
 // Watches the camera's main stream until all is known, at most for `limit`; the look-up of a host's name may
-// take longer. Ends early when `ended` says so. Throws nothing.
+// take longer. Ends early when `ended` says so. Key pictures that come less often than told are a fault: who
+// begins to watch waits for one. Throws nothing.
 CameraReport ProbeCamera(const NetworkCamera& camera, std::chrono::milliseconds limit,
-                         const std::function<bool()>& ended);
+                         const std::function<bool()>& ended,
+                         std::chrono::milliseconds rareKeys = std::chrono::milliseconds(4'000));
 
 }  // namespace kvrecorder

@@ -53,7 +53,7 @@ struct Assembly {
 // Shared by the session and its thread, which may outlive it.
 class CameraSession::State {
 public:
-    explicit State(Setup setup) : m_setup(std::move(setup)), m_pauses(m_setup.timing), m_wake(m_setup.wake) {}
+    explicit State(Setup setup) : m_setup(std::move(setup)), m_pauses(m_setup.timing) {}
 
     // True if a thread is to be started.
     bool Want(bool sound);
@@ -100,10 +100,7 @@ private:
     std::string m_trouble;
     bool m_missing = false;
     StreamDescription m_description;
-
-    // Never taken together with the other one.
-    std::mutex m_wakeMutex;
-    std::function<void()> m_wake;
+    std::optional<StreamDescription> m_sub;
 };
 
 bool CameraSession::State::Want(bool sound) {
@@ -133,13 +130,9 @@ void CameraSession::State::Rest() {
 }
 
 void CameraSession::State::End() {
-    {
-        const std::lock_guard lock(m_mutex);
-        m_ended = true;
-        m_changed.notify_all();
-    }
-    const std::lock_guard lock(m_wakeMutex);
-    m_wake = nullptr;
+    const std::lock_guard lock(m_mutex);
+    m_ended = true;
+    m_changed.notify_all();
 }
 
 void CameraSession::State::NoThread() {
@@ -148,11 +141,15 @@ void CameraSession::State::NoThread() {
     m_trouble = "there is no thread for the camera";
 }
 
+// Not under the lock: whoever is woken takes what there is at once.
 void CameraSession::State::Wake() {
-    const std::lock_guard lock(m_wakeMutex);
-    if (m_wake) {
-        m_wake();
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_ended) {
+            return;
+        }
     }
+    m_setup.wake();
 }
 
 bool CameraSession::State::IsOver() const {
@@ -181,6 +178,7 @@ CameraSession::Taken CameraSession::State::Take(bool withGroup) {
     taken.trouble = m_trouble;
     taken.missing = m_missing;
     taken.description = m_description;
+    taken.sub = m_sub;
     return taken;
 }
 
@@ -226,16 +224,17 @@ std::string CameraSession::State::Find() {
     if (!m_setup.find) {
         return m_setup.url;
     }
-    std::string url = m_setup.find([this] {
+    FoundStream found = m_setup.find([this] {
         const std::lock_guard lock(m_mutex);
         return IsOver();
     });
-    if (url.empty()) {
-        const std::lock_guard lock(m_mutex);
+    const std::lock_guard lock(m_mutex);
+    m_sub = found.sub;
+    if (found.url.empty()) {
         m_missing = true;
         throw CameraError("the camera has no such stream");
     }
-    return url;
+    return std::move(found.url);
 }
 
 void CameraSession::State::Watch() {
@@ -301,7 +300,7 @@ void CameraSession::State::AddPiece(const CameraInput& input, const CameraInput:
         if (input.IsWhole()) {
             whole.push_back({piece.stampUs, {piece.bytes.begin(), piece.bytes.end()}, false});
         } else {
-            m_assembly->joiner.Add({piece.stampUs, piece.bytes, slices}, now, whole);
+            m_assembly->joiner.Add({piece.stampUs, piece.bytes, slices, piece.isLast}, now, whole);
         }
         Pass(whole, now);
         // Whoever takes has to know when the one that waits is due.

@@ -10,6 +10,7 @@
 
 #include "cameras/camera_threads.h"
 #include "cameras/camera_timing.h"
+#include "cameras/stream_finder.h"
 #include "media/packet.h"
 #include "media/stream_config.h"
 
@@ -23,9 +24,10 @@ public:
         NetworkCamera camera;
         std::string url;
         CameraTiming timing;
-        std::function<void()> wake;  // there is something to take
-        // Where the camera is to be asked for the address: asks it; "" means that it has no such stream.
-        std::function<std::string(const std::function<bool()>& ended)> find = nullptr;
+        // There is something to take, which may be done in the call. Never empty.
+        std::function<void()> wake;
+        // Where the camera is to be asked for the address: asks it.
+        std::function<FoundStream(const std::function<bool()>& ended)> find = nullptr;
     };
 
     CameraSession(Setup setup, std::shared_ptr<CameraThreads> threads);
@@ -37,7 +39,7 @@ public:
     void Want(bool sound);
     // Nobody wants it any more.
     void Rest();
-    // Any thread: no session any more, and `wake` is not called again.
+    // Any thread: no session any more. `wake` may still be called once.
     void End();
 
     struct Taken {
@@ -50,6 +52,7 @@ public:
         std::string trouble;             // why no pictures come; empty: they do, or may yet
         bool missing = false;            // the camera has no such stream
         StreamDescription description;
+        std::optional<StreamDescription> sub;  // what the camera told of its sub stream
     };
     Taken Take(bool withGroup);
 

@@ -30,7 +30,7 @@ bool Same(const StreamDescription& a, const StreamDescription& b) {
 }
 
 // Null for a camera whose addresses are told.
-std::function<std::string(const std::function<bool()>&)> Finder(const NetworkCamera& camera, int stream,
+std::function<FoundStream(const std::function<bool()>&)> Finder(const NetworkCamera& camera, int stream,
                                                                 const StreamFinder& finder) {
     if (!IsDeviceUrl(camera.url)) {
         return nullptr;
@@ -160,6 +160,12 @@ private:
         if (taken.again) {
             m_again = std::min(m_again, *taken.again);
         }
+        // Until its own pictures tell.
+        if (taken.sub && !m_subSeen && !Same(m_streams[kSmall], *taken.sub)) {
+            m_streams[kSmall] = *taken.sub;
+            output.StreamsChanged();
+        }
+        m_subSeen = m_subSeen || (stream == kSmall && taken.description.width > 0);
         StreamDescription& known = m_streams[stream];
         if (taken.description.width > 0 && !Same(known, taken.description)) {
             known = taken.description;
@@ -186,7 +192,8 @@ private:
     std::unique_ptr<CameraSession> m_sub;
     bool m_mainWanted = false;
     bool m_subWanted = false;
-    bool m_noSub = false;  // the camera says that it has none
+    bool m_noSub = false;    // the camera says that it has none
+    bool m_subSeen = false;  // had pictures
     std::unique_ptr<SmallPictures> m_small;
     std::array<StreamDescription, 2> m_streams;
     std::string m_trouble;

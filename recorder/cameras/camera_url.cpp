@@ -61,12 +61,14 @@ void CheckPort(std::string_view text) {
 // "host", "host:port", "[host]:port"; gives the host alone.
 std::string CheckPlace(std::string_view place) {
     std::string_view host = place;
+    std::size_t zone = std::string_view::npos;  // the name of an interface
     if (place.starts_with('[')) {
         const std::size_t end = place.find(']');
         if (end == std::string_view::npos) {
             Fail("a bracket is not closed");
         }
         host = place.substr(1, end - 1);
+        zone = host.find("%25");
         place.remove_prefix(end + 1);
         if (!place.empty() && place[0] != ':') {
             Fail("a port is wanted behind the bracket");
@@ -81,7 +83,9 @@ std::string CheckPlace(std::string_view place) {
     if (!place.empty()) {
         CheckPort(place.substr(1));
     }
-    return std::string(host);
+    return zone == std::string_view::npos
+               ? std::string(host)
+               : std::string(host.substr(0, zone)) + "%" + std::string(host.substr(zone + 3));
 }
 
 // Nothing but the devices of cameras is opened by an address.

@@ -38,6 +38,7 @@ void PictureJoiner::Add(const Piece& piece, Time now, std::vector<Picture>& whol
         if (m_waiting.rest) {
             // It was given too early.
             m_patience = std::min(2 * m_patience, kMostPatience);
+            m_believes = m_believes && !m_saidLast;
             m_learnt = 0;
             m_usualSlices = 0;
             m_largestPiece = 0;  // a damaged one may have been larger than any
@@ -52,16 +53,20 @@ void PictureJoiner::Add(const Piece& piece, Time now, std::vector<Picture>& whol
     m_lastPiece = now;
     if (LooksWhole(piece)) {
         Give(whole);
+        m_saidLast = m_believes && piece.isLast;
     }
 }
 
 bool PictureJoiner::KnowsEnds() const {
-    return m_learnt >= kEnough;
+    return (m_believes && m_saidLast) || m_learnt >= kEnough;
 }
 
 bool PictureJoiner::LooksWhole(const Piece& piece) const {
-    return !m_waiting.rest && KnowsEnds() && m_slices == m_usualSlices &&
-           piece.bytes.size() + kHead < m_largestPiece;
+    if (m_waiting.rest || m_slices == 0) {
+        return false;
+    }
+    return (m_believes && piece.isLast) ||
+           (m_learnt >= kEnough && m_slices == m_usualSlices && piece.bytes.size() + kHead < m_largestPiece);
 }
 
 void PictureJoiner::Learn() {
@@ -74,6 +79,7 @@ void PictureJoiner::Learn() {
 
 void PictureJoiner::Give(std::vector<Picture>& whole) {
     m_givenStamp = m_waiting.stamp;
+    m_saidLast = false;
     m_waits = false;
     if (!m_tooLarge && !m_waiting.bytes.empty()) {
         whole.push_back(std::move(m_waiting));

@@ -10,11 +10,11 @@
 
 namespace kvrecorder {
 
-// The pieces of a picture have one time stamp, and nothing tells the last of them: it is certain when the
-// next picture begins, which would delay each by one. The joiner learns from the pictures before in how many
-// slices they come and how large a piece is that goes on, and gives a picture as soon as it looks whole;
-// failing that after a short time without a piece. When a piece comes for a picture that was given already,
-// it waits longer from then on. One thread at a time.
+// The pieces of a picture have one time stamp. Its last one is certain when the next picture begins, which
+// would delay each by one. A camera that says which is the last is believed until it was wrong; without it
+// the joiner learns from the pictures before in how many slices they come and how large a piece is that goes
+// on, and gives a picture as soon as it looks whole; failing that after a short time without a piece. When a
+// piece comes for a picture that was given already, it waits longer from then on. One thread at a time.
 class PictureJoiner {
 public:
     using Time = std::chrono::microseconds;
@@ -22,7 +22,8 @@ public:
     struct Piece {
         std::int64_t stamp = 0;  // microseconds
         std::span<const std::uint8_t> bytes;
-        int slices = 0;  // of the picture itself, not of what stands before it, that begin in this piece
+        int slices = 0;       // of the picture itself, not of what stands before it, that begin in this piece
+        bool isLast = false;  // as the camera says
     };
     struct Picture {
         std::int64_t stamp = 0;
@@ -62,6 +63,8 @@ private:
     int m_slices = 0;                // of the picture that waits
     int m_usualSlices = 0;           // of a picture; 0: not known yet
     int m_learnt = 0;                // pictures that had as many
+    bool m_believes = true;          // what the camera says of last pieces
+    bool m_saidLast = false;         // of the picture that was given last
 };
 
 }  // namespace kvrecorder

@@ -1,5 +1,7 @@
 #include "connections/connection.h"
 
+#include <sys/socket.h>
+#include <sys/uio.h>
 #include <asio/post.hpp>
 #include <asio/write.hpp>
 
@@ -201,10 +203,27 @@ void Connection::OnRead(const std::error_code& error, std::size_t count) {
 }
 
 void Connection::Send(std::string_view text, PacketPtr packet) {
+    SendRest(text, std::move(packet), 0);
+}
+
+void Connection::SendRest(std::string_view text, PacketPtr packet, std::size_t sent) {
     m_outText = text;
     m_outPacket = std::move(packet);
-    m_outDone = 0;
+    m_outDone = sent;
     Write();
+}
+
+// What fails is told to the one who sends the rest.
+std::size_t Connection::SendNow(std::string_view text, const Packet& packet) {
+    std::array<iovec, 2> pieces = {
+        iovec{const_cast<char*>(text.data()), text.size()},
+        iovec{const_cast<std::uint8_t*>(packet.data.data()), packet.data.size()},
+    };
+    msghdr message{};
+    message.msg_iov = pieces.data();
+    message.msg_iovlen = pieces.size();
+    const ssize_t sent = ::sendmsg(m_socket.native_handle(), &message, MSG_DONTWAIT | MSG_NOSIGNAL);
+    return sent > 0 ? static_cast<std::size_t>(sent) : 0;
 }
 
 void Connection::Write() {

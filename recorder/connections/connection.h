@@ -69,6 +69,8 @@ private:
 
     void Send(std::string_view text, PacketPtr packet) override;
     bool Sending() const override { return m_writing; }
+    std::size_t SendNow(std::string_view text, const Packet& packet) override;
+    void SendRest(std::string_view text, PacketPtr packet, std::size_t sent) override;
     void SetDeadline(TimePoint at) override;
     void SetTimer(TimePoint at) override;
     std::string PeerAddress() const override;

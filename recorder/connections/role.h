@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -23,6 +24,10 @@ public:
     // Sending().
     virtual void Send(std::string_view text, PacketPtr packet = nullptr) = 0;
     virtual bool Sending() const = 0;
+    // Writes of both what the system takes at once, and gives how much that was: the whole, or SendRest does
+    // the rest. Also for another thread, while nothing is Sending() and the role has not been released.
+    virtual std::size_t SendNow(std::string_view text, const Packet& packet) = 0;
+    virtual void SendRest(std::string_view text, PacketPtr packet, std::size_t sent) = 0;
     // The connection ends then. Sending sets a deadline of its own and takes it away at its end.
     virtual void SetDeadline(TimePoint at) = 0;
     // OnTimer() is called then. A connection has one such time.

@@ -19,6 +19,8 @@ StreamRole::StreamRole(Link& link, RecorderModel& model, SoundHub& sounds, std::
 
 void StreamRole::Begin() {
     m_link.SetSendBuffer(kStreamSendBuffer);
+    m_queue->TakerIsAtWork();  // until the head is out
+    m_recordText.reserve(wire::kFrameHeaderSize + wire::kAudioReserved);
     const SnapshotPtr state = m_model.Current();
     if (const Channel* channel = state->Configured(m_start.channel)) {
         Subscribe(*channel);
@@ -34,7 +36,12 @@ void StreamRole::Begin() {
 }
 
 void StreamRole::OnWoken() {
-    if (!m_link.Sending()) {
+    if (m_link.Sending()) {
+        return;
+    }
+    if (m_begun) {
+        m_link.SendRest(m_recordText, std::move(m_begun), m_sent);
+    } else {
         NextRecord();
     }
 }
@@ -80,13 +87,17 @@ void StreamRole::SubscribeSound() {
     }
 }
 
+// Whoever brings a packet while nothing is being sent sends it: a watcher that keeps up needs no other
+// thread.
 std::function<void(const PacketPtr&)> StreamRole::MakeSink() {
-    return [queue = m_queue, wake = m_link.Waker()](const PacketPtr& packet) {
+    return [this, queue = m_queue, wake = m_link.Waker()](const PacketPtr& packet) {
         if (!queue->Push(packet)) {
             return;
         }
         try {
-            wake();
+            if (!SendWaiting()) {
+                wake();
+            }
         } catch (const std::exception&) {
             queue->NotWoken();
         }
@@ -127,13 +138,32 @@ void StreamRole::NextRecord() {
     if (!packet) {
         return;
     }
-    const auto head = MakeRecordHead(*packet, m_recordNumber++);
+    MakeText(*packet);
+    m_link.Send(m_recordText, std::move(packet));
+}
+
+bool StreamRole::SendWaiting() {
+    if (m_begun) {
+        return false;  // the connection could not be woken for it before
+    }
+    while (PacketPtr packet = m_queue->Pop()) {
+        MakeText(*packet);
+        m_sent = m_link.SendNow(m_recordText, *packet);
+        if (m_sent < m_recordText.size() + packet->data.size()) {
+            m_begun = std::move(packet);
+            return false;
+        }
+    }
+    return true;
+}
+
+void StreamRole::MakeText(const Packet& packet) {
+    const auto head = MakeRecordHead(packet, m_recordNumber++);
     m_recordText.assign(head.begin(), head.end());
-    if (packet->IsSound()) {
-        const auto block = MakeSoundBlock(*packet);
+    if (packet.IsSound()) {
+        const auto block = MakeSoundBlock(packet);
         m_recordText.append(block.begin(), block.end());
     }
-    m_link.Send(m_recordText, std::move(packet));
 }
 
 }  // namespace kvrecorder

@@ -37,7 +37,10 @@ private:
     // False if the user lost the stream, and the connection is ended.
     bool CheckRight();
     void FollowSource();
+    // What waits, as far as the system takes it. False: OnWoken has to go on with the rest.
+    bool SendWaiting();
     void NextRecord();
+    void MakeText(const Packet& packet);
 
     Link& m_link;
     RecorderModel& m_model;
@@ -48,8 +51,11 @@ private:
     std::unique_ptr<Subscription> m_sound;
     std::optional<SoundConfig> m_heard;  // what m_sound is of
     int m_sourceNumber = 0;
+    // Of whoever takes from the queue: the connection, or the thread that found it idle.
     std::uint32_t m_recordNumber = 0;
     std::string m_recordText;
+    PacketPtr m_begun;  // sent to a part
+    std::size_t m_sent = 0;
 };
 
 }  // namespace kvrecorder

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <deque>
+#include <memory>
 #include <shared_mutex>
 #include <stdexcept>
 #include <thread>
@@ -252,12 +253,15 @@ private:
 class Hub final : public MediaHub {
 public:
     Hub(std::shared_ptr<MediaClock> clock, int threads, CameraSourceMaker cameras)
-        : m_clock(std::move(clock)), m_cameras(std::move(cameras)), m_scheduler(m_clock, threads) {}
+        : m_clock(std::move(clock)),
+          m_cameras(std::move(cameras)),
+          m_scheduler(std::make_shared<Scheduler>(m_clock, threads)) {}
     ~Hub() override {
-        // Then no camera wakes the scheduler, which ends first.
         for (const auto& channel : m_channels) {
             channel->End();
         }
+        // A camera's thread may still know it, and run nothing by it.
+        m_scheduler->Stop();
     }
 
     int AddChannel(const std::string& name, const SourceConfig& source) override {
@@ -265,13 +269,15 @@ public:
         const int number = static_cast<int>(m_channels.size());
         m_channels.reserve(m_channels.size() + 1);
         m_tasks.reserve(m_tasks.size() + 1);
-        auto fresh = Make(number, name, source);
-        const Tasks tasks{m_scheduler.Add([this, number] { return Find(number)->Work(); }),
-                          m_scheduler.Add([this, number] { return Find(number)->WatchMotion(); })};
+        // No camera has anything to tell before it is wanted.
+        const auto pictures = std::make_shared<std::atomic<int>>(-1);
+        auto fresh = Make(number, name, source, pictures);
+        const Tasks tasks{pictures, m_scheduler->Add([this, number] { return Find(number)->WatchMotion(); })};
+        *pictures = m_scheduler->Add([this, number] { return Find(number)->Work(); });
         m_channels.push_back(std::move(fresh));
         m_tasks.push_back(tasks);
-        m_scheduler.Wake(m_tasks.back().motion);
-        m_scheduler.Wake(m_tasks.back().pictures);
+        m_scheduler->Wake(tasks.motion);
+        m_scheduler->Wake(*pictures);
         return number;
     }
 
@@ -280,13 +286,13 @@ public:
             return;
         }
         // A file takes its time to open, and the others go on meanwhile.
-        auto fresh = Make(channel, name, source);
+        auto fresh = Make(channel, name, source, PicturesOf(channel));
         {
             const std::unique_lock lock(m_mutex);
             fresh->Follow(*m_channels[static_cast<std::size_t>(channel)]);
             m_channels[static_cast<std::size_t>(channel)].swap(fresh);
-            m_scheduler.Wake(TasksOf(channel).motion);
-            m_scheduler.Wake(TasksOf(channel).pictures);
+            m_scheduler->Wake(TasksOf(channel).motion);
+            m_scheduler->Wake(*TasksOf(channel).pictures);
         }
         // Who watches it still keeps it for a while.
         fresh->End();
@@ -346,19 +352,26 @@ public:
     }
 
 private:
-    std::shared_ptr<Channel> Make(int number, const std::string& name, const SourceConfig& source) {
-        return std::make_shared<Channel>(
-            m_clock, m_reporter, number, name, source,
-            MakeSource(number, source, m_cameras, [this, number] { WakePictures(number); }));
-    }
-    void WakePictures(int channel) {
-        const std::shared_lock lock(m_mutex);
-        m_scheduler.Wake(TasksOf(channel).pictures);
-    }
+    // Tasks of the scheduler. A source knows its own before it has its number, and beyond the hub's end.
+    using SharedTask = std::shared_ptr<const std::atomic<int>>;
     struct Tasks {
-        int pictures;
+        SharedTask pictures;
         int motion;
     };
+
+    // A camera's thread takes its picture to all who watch, which is less than the change to another thread.
+    std::shared_ptr<Channel> Make(int number, const std::string& name, const SourceConfig& source,
+                                  SharedTask task) {
+        return std::make_shared<Channel>(
+            m_clock, m_reporter, number, name, source,
+            MakeSource(number, source, m_cameras,
+                       [scheduler = m_scheduler, task = std::move(task)] { scheduler->RunHere(*task); }));
+    }
+    void WakePictures(int channel) { m_scheduler->Wake(*PicturesOf(channel)); }
+    SharedTask PicturesOf(int channel) const {
+        const std::shared_lock lock(m_mutex);
+        return TasksOf(channel).pictures;
+    }
     const Tasks& TasksOf(int channel) const { return m_tasks[static_cast<std::size_t>(channel)]; }
     std::shared_ptr<Channel> Find(int channel) const {
         const std::shared_lock lock(m_mutex);
@@ -371,8 +384,8 @@ private:
     const std::shared_ptr<Reporter> m_reporter = std::make_shared<Reporter>();
     mutable std::shared_mutex m_mutex;
     std::vector<std::shared_ptr<Channel>> m_channels;
-    std::vector<Tasks> m_tasks;  // of the scheduler, by channel
-    Scheduler m_scheduler;       // last: its threads end before the rest goes
+    std::vector<Tasks> m_tasks;  // by channel
+    const std::shared_ptr<Scheduler> m_scheduler;
 };
 
 }  // namespace

@@ -56,8 +56,8 @@ public:
     virtual std::string Trouble() const { return {}; }
 };
 
-// Makes the source of a channel that has a camera. `wake` has the source run again, and is called on any
-// thread, but never after End. Throws std::runtime_error for an address that is none.
+// Makes the source of a channel that has a camera. `wake` has the source run again, maybe in the
+// call, and is called on any thread. Throws std::runtime_error for an address that is none.
 using CameraSourceMaker =
     std::function<std::unique_ptr<PictureSource>(const NetworkCamera& camera, std::function<void()> wake)>;
 

@@ -28,6 +28,10 @@ Scheduler::Scheduler(std::shared_ptr<MediaClock> clock, int threads) : m_clock(s
 }
 
 Scheduler::~Scheduler() {
+    Stop();
+}
+
+void Scheduler::Stop() {
     {
         const std::lock_guard lock(m_mutex);
         m_stop = true;
@@ -36,6 +40,9 @@ Scheduler::~Scheduler() {
     for (std::thread& thread : m_threads) {
         thread.join();
     }
+    m_threads.clear();
+    std::unique_lock lock(m_mutex);
+    m_guestLeft.wait(lock, [this] { return m_guests == 0; });
 }
 
 int Scheduler::Add(Task task) {
@@ -59,6 +66,23 @@ void Scheduler::Wake(int task) {
     m_wake.notify_one();
 }
 
+void Scheduler::RunHere(int task) {
+    std::unique_lock lock(m_mutex);
+    Entry& entry = *m_entries[static_cast<std::size_t>(task)];
+    if (m_stop || entry.running) {
+        entry.wakeAgain = true;
+        return;
+    }
+    ++m_guests;
+    RunTask(entry, lock);
+    if (--m_guests == 0) {
+        m_guestLeft.notify_all();
+    }
+    if (entry.due && !IsWatched(*entry.due)) {
+        m_wake.notify_one();
+    }
+}
+
 Scheduler::Entry* Scheduler::Earliest() {
     Entry* earliest = nullptr;
     for (const auto& entry : m_entries) {
@@ -74,14 +98,21 @@ void Scheduler::Run() {
     std::unique_lock lock(m_mutex);
     while (!m_stop) {
         Entry* const entry = Earliest();
-        if (!entry || (m_watched && *entry->due > m_clock->Now())) {
-            m_wake.wait(lock);
-        } else if (*entry->due > m_clock->Now()) {
-            m_watched = true;
-            m_clock->WaitUntil(lock, m_wake, *entry->due);
-            m_watched = false;
-        } else {
+        if (entry && *entry->due <= m_clock->Now()) {
+            // Another thread takes over the wait for what is due next, unless it is hardly worth its waking.
+            if (!entry->soonDone) {
+                m_wake.notify_one();
+            }
             RunTask(*entry, lock);
+        } else if (!entry || IsWatched(*entry->due)) {
+            m_wake.wait(lock);
+        } else {
+            const MediaTime due = *entry->due;
+            m_watchedUntil = due;
+            m_clock->WaitUntil(lock, m_wake, due);
+            if (m_watchedUntil == due) {
+                m_watchedUntil.reset();
+            }
         }
     }
 }
@@ -89,10 +120,6 @@ void Scheduler::Run() {
 void Scheduler::RunTask(Entry& entry, std::unique_lock<std::mutex>& lock) {
     entry.running = true;
     entry.due.reset();
-    // Another thread takes over the wait for what is due next, unless it is hardly worth its waking.
-    if (!entry.soonDone) {
-        m_wake.notify_one();
-    }
     lock.unlock();
     const auto began = std::chrono::steady_clock::now();
     std::optional<MediaTime> next;

@@ -19,7 +19,6 @@ public:
 
     // Makes do with fewer threads than told, down to one.
     Scheduler(std::shared_ptr<MediaClock> clock, int threads);
-    // Waits for the pieces under way; no task runs afterwards.
     ~Scheduler();
     Scheduler(const Scheduler&) = delete;
     Scheduler& operator=(const Scheduler&) = delete;
@@ -28,6 +27,10 @@ public:
     int Add(Task task);
     // Runs the task as soon as a thread is free, again if it is running now. Any thread.
     void Wake(int task);
+    // Runs it on the calling thread, or again where it is running now. Any thread that can spare the time.
+    void RunHere(int task);
+    // Waits for the pieces under way; no task runs afterwards. Not from a task.
+    void Stop();
 
 private:
     struct Entry {
@@ -40,14 +43,17 @@ private:
 
     void Run();
     void RunTask(Entry& entry, std::unique_lock<std::mutex>& lock);
+    bool IsWatched(MediaTime due) const { return m_watchedUntil && *m_watchedUntil <= due; }
     Entry* Earliest();
 
     const std::shared_ptr<MediaClock> m_clock;
     std::mutex m_mutex;
     std::condition_variable m_wake;
     std::vector<std::unique_ptr<Entry>> m_entries;
-    bool m_watched = false;  // a thread waits for the earliest
+    std::optional<MediaTime> m_watchedUntil;  // a thread waits for what is due then
     bool m_stop = false;
+    int m_guests = 0;  // threads of others that run a task
+    std::condition_variable m_guestLeft;
     std::vector<std::thread> m_threads;
 };
 

@@ -10,7 +10,9 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cstring>
 #include <memory>
+#include <optional>
 #include <random>
 #include <thread>
 
@@ -26,6 +28,7 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr const char* kGroup = "239.255.255.250";
+constexpr const char* kGroupOfSix = "ff02::c";
 constexpr std::size_t kMostFound = 512;
 constexpr std::size_t kLargestAnswer = 65536;
 constexpr std::size_t kMostScopeText = 64;
@@ -66,56 +69,99 @@ std::string MakeProbe(const char* space, const char* type) {
            space + "\">dn:" + type + "</d:Types></d:Probe></s:Body></s:Envelope>";
 }
 
-// All that can be asked from: networks that are up, and this machine itself.
-std::vector<std::string> OwnAddresses() {
-    std::vector<std::string> addresses;
-    ifaddrs* list = nullptr;
-    if (::getifaddrs(&list) != 0) {
-        return addresses;
+// One of this machine's places on a network, and whom it asks.
+struct Asker {
+    Descriptor socket;
+    sockaddr_storage to;
+    socklen_t size;
+};
+
+const sockaddr* Plain(const sockaddr_storage& address) {
+    return reinterpret_cast<const sockaddr*>(&address);
+}
+socklen_t SizeOf(const sockaddr_storage& address) {
+    return address.ss_family == AF_INET6 ? sizeof(sockaddr_in6) : sizeof(sockaddr_in);
+}
+void SetPort(sockaddr_storage& address, std::uint16_t port) {
+    if (address.ss_family == AF_INET6) {
+        reinterpret_cast<sockaddr_in6*>(&address)->sin6_port = htons(port);
+    } else {
+        reinterpret_cast<sockaddr_in*>(&address)->sin_port = htons(port);
     }
-    const std::unique_ptr<ifaddrs, void (*)(ifaddrs*)> keep(list, ::freeifaddrs);
-    for (const ifaddrs* entry = list; entry && addresses.size() < 64; entry = entry->ifa_next) {
-        const bool fit = entry->ifa_addr && entry->ifa_addr->sa_family == AF_INET &&
-                         (entry->ifa_flags & IFF_UP) != 0 &&
-                         (entry->ifa_flags & (IFF_MULTICAST | IFF_LOOPBACK)) != 0;
-        std::array<char, INET_ADDRSTRLEN> text{};
-        if (fit && ::inet_ntop(AF_INET, &reinterpret_cast<const sockaddr_in*>(entry->ifa_addr)->sin_addr,
-                               text.data(), text.size())) {
-            addresses.emplace_back(text.data());
-        }
-    }
-    return addresses;
+}
+unsigned InterfaceOf(const sockaddr_storage& address) {
+    return address.ss_family == AF_INET6 ? reinterpret_cast<const sockaddr_in6*>(&address)->sin6_scope_id : 0;
+}
+bool IsNear(const sockaddr_storage& address) {
+    const auto& far = reinterpret_cast<const sockaddr_in6*>(&address)->sin6_addr;
+    return IN6_IS_ADDR_LINKLOCAL(&far) || IN6_IS_ADDR_LOOPBACK(&far);
 }
 
-sockaddr_in AddressOf(const std::string& host, std::uint16_t port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    if (::inet_pton(AF_INET, host.c_str(), &address.sin_addr) == 1) {
-        return address;
+// All that can be asked from: networks that are up, and this machine itself. By IPv6 one place an interface
+// is enough, from which all that is near is reached.
+std::vector<sockaddr_storage> OwnPlaces() {
+    std::vector<sockaddr_storage> places;
+    ifaddrs* list = nullptr;
+    if (::getifaddrs(&list) != 0) {
+        return places;
     }
+    const std::unique_ptr<ifaddrs, void (*)(ifaddrs*)> keep(list, ::freeifaddrs);
+    for (const ifaddrs* entry = list; entry && places.size() < 64; entry = entry->ifa_next) {
+        if (!entry->ifa_addr || (entry->ifa_flags & IFF_UP) == 0 ||
+            (entry->ifa_flags & (IFF_MULTICAST | IFF_LOOPBACK)) == 0) {
+            continue;
+        }
+        sockaddr_storage place{};
+        if (entry->ifa_addr->sa_family == AF_INET) {
+            std::memcpy(&place, entry->ifa_addr, sizeof(sockaddr_in));
+            places.push_back(place);
+        } else if (entry->ifa_addr->sa_family == AF_INET6) {
+            std::memcpy(&place, entry->ifa_addr, sizeof(sockaddr_in6));
+            reinterpret_cast<sockaddr_in6*>(&place)->sin6_scope_id = ::if_nametoindex(entry->ifa_name);
+            if (IsNear(place)) {
+                places.push_back(place);
+            }
+        }
+    }
+    return places;
+}
+
+// Also of a name; "fe80::1%eth0" says the interface.
+sockaddr_storage AddressOf(const std::string& host) {
     addrinfo wanted{};
-    wanted.ai_family = AF_INET;
+    wanted.ai_socktype = SOCK_DGRAM;
     addrinfo* list = nullptr;
     if (::getaddrinfo(host.c_str(), nullptr, &wanted, &list) != 0) {
         throw CameraError("the name of the host to ask is not known");
     }
-    address.sin_addr = reinterpret_cast<const sockaddr_in*>(list->ai_addr)->sin_addr;
-    ::freeaddrinfo(list);
+    const std::unique_ptr<addrinfo, void (*)(addrinfo*)> keep(list, ::freeaddrinfo);
+    sockaddr_storage address{};
+    std::memcpy(&address, list->ai_addr, std::min<std::size_t>(list->ai_addrlen, sizeof address));
     return address;
 }
 
-// Null where nobody can be asked from.
-std::unique_ptr<Descriptor> OpenSocket(const std::string& from) {
-    auto socket =
-        std::make_unique<Descriptor>(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    const sockaddr_in own = AddressOf(from, 0);
-    if (socket->Get() < 0 ||
-        ::bind(socket->Get(), reinterpret_cast<const sockaddr*>(&own), sizeof own) != 0 ||
-        ::setsockopt(socket->Get(), IPPROTO_IP, IP_MULTICAST_IF, &own.sin_addr, sizeof own.sin_addr) != 0) {
+// Null where nobody can be asked from. `at`: who is asked in place of the group.
+std::unique_ptr<Asker> OpenAsker(sockaddr_storage from, const std::optional<sockaddr_storage>& at,
+                                 std::uint16_t port) {
+    const bool isSix = from.ss_family == AF_INET6;
+    auto asker = std::make_unique<Asker>(
+        Asker{Descriptor(::socket(from.ss_family, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)), {}, 0});
+    const int socket = asker->socket.Get();
+    const unsigned interface = InterfaceOf(from);
+    SetPort(from, 0);
+    const auto& four = reinterpret_cast<const sockaddr_in*>(&from)->sin_addr;
+    if (socket < 0 || ::bind(socket, Plain(from), SizeOf(from)) != 0 ||
+        (isSix ? ::setsockopt(socket, IPPROTO_IPV6, IPV6_MULTICAST_IF, &interface, sizeof interface)
+               : ::setsockopt(socket, IPPROTO_IP, IP_MULTICAST_IF, &four, sizeof four)) != 0) {
         return nullptr;
     }
-    return socket;
+    asker->to = at ? *at : AddressOf(isSix ? kGroupOfSix : kGroup);
+    if (isSix && !at) {
+        reinterpret_cast<sockaddr_in6*>(&asker->to)->sin6_scope_id = interface;
+    }
+    SetPort(asker->to, port);
+    asker->size = SizeOf(asker->to);
+    return asker;
 }
 
 std::string Decode(std::string_view text) {
@@ -207,15 +253,16 @@ void AskAllDetails(std::vector<FoundCamera>& found, const SearchSetup& setup) {
 void Receive(int socket, std::vector<char>& buffer, std::vector<FoundCamera>& found,
              std::vector<std::string>& endpoints) {
     while (true) {
-        sockaddr_in sender{};
+        sockaddr_storage sender{};
         socklen_t size = sizeof sender;
         const ssize_t count =
             ::recvfrom(socket, buffer.data(), buffer.size(), 0, reinterpret_cast<sockaddr*>(&sender), &size);
         if (count < 0) {
             return;
         }
-        std::array<char, INET_ADDRSTRLEN> text{};
-        if (::inet_ntop(AF_INET, &sender.sin_addr, text.data(), text.size())) {
+        // With the interface, where an address means nothing without.
+        std::array<char, NI_MAXHOST> text{};
+        if (::getnameinfo(Plain(sender), size, text.data(), text.size(), nullptr, 0, NI_NUMERICHOST) == 0) {
             AddFound({buffer.data(), static_cast<std::size_t>(count)}, text.data(), found, endpoints);
         }
     }
@@ -233,12 +280,17 @@ void AddFound(std::string_view datagram, const std::string& sender, std::vector<
             if (camera.url.empty() || found.size() >= kMostFound) {
                 continue;
             }
-            const bool known =
-                std::any_of(found.begin(), found.end(),
-                            [&](const FoundCamera& other) { return other.url == camera.url; }) ||
-                (!match.endpoint.empty() &&
-                 std::find(endpoints.begin(), endpoints.end(), match.endpoint) != endpoints.end());
-            if (known) {
+            const auto same = std::find_if(found.begin(), found.end(), [&](const FoundCamera& other) {
+                return other.url == camera.url ||
+                       (!match.endpoint.empty() &&
+                        endpoints[static_cast<std::size_t>(&other - found.data())] == match.endpoint);
+            });
+            if (same != found.end()) {
+                // Of two ways to one camera the one that is the same on every machine.
+                if (same->host.find('%') != std::string::npos && sender.find('%') == std::string::npos) {
+                    same->url = camera.url;
+                    same->host = HostOf(camera.url);
+                }
                 continue;
             }
             camera.host = HostOf(camera.url);
@@ -254,20 +306,26 @@ void AddFound(std::string_view datagram, const std::string& sender, std::vector<
 }
 
 std::vector<FoundCamera> SearchCameras(const SearchSetup& setup) {
-    std::vector<std::unique_ptr<Descriptor>> sockets;
-    std::vector<std::string> from = setup.from;
-    if (from.empty()) {
-        from = setup.at.empty() ? OwnAddresses() : std::vector<std::string>{"0.0.0.0"};
+    std::optional<sockaddr_storage> at;
+    std::vector<sockaddr_storage> places;
+    if (!setup.at.empty()) {
+        at = AddressOf(setup.at);
+        places.push_back(AddressOf(at->ss_family == AF_INET6 ? "::" : "0.0.0.0"));
+    } else if (setup.from.empty()) {
+        places = OwnPlaces();
     }
-    for (const std::string& address : from) {
-        if (auto socket = OpenSocket(address)) {
-            sockets.push_back(std::move(socket));
+    for (const std::string& address : setup.from) {
+        places.push_back(AddressOf(address));
+    }
+    std::vector<std::unique_ptr<Asker>> askers;
+    for (const sockaddr_storage& place : places) {
+        if (auto asker = OpenAsker(place, at, setup.port)) {
+            askers.push_back(std::move(asker));
         }
     }
-    if (sockets.empty()) {
+    if (askers.empty()) {
         throw CameraError("there is no network to ask on");
     }
-    const sockaddr_in to = AddressOf(setup.at.empty() ? kGroup : setup.at, setup.port);
     std::vector<FoundCamera> found;
     std::vector<std::string> endpoints;
     std::vector<char> buffer(kLargestAnswer);
@@ -276,18 +334,18 @@ std::vector<FoundCamera> SearchCameras(const SearchSetup& setup) {
     while (Clock::now() < begin + setup.time && !(setup.ended && setup.ended())) {
         if (round < kRounds.size() && Clock::now() >= begin + kRounds[round]) {
             ++round;
-            for (const auto& socket : sockets) {
+            for (const auto& asker : askers) {
                 for (const auto& [space, type] : kTypes) {
                     const std::string probe = MakeProbe(space, type);
-                    ::sendto(socket->Get(), probe.data(), probe.size(), 0,
-                             reinterpret_cast<const sockaddr*>(&to), sizeof to);
+                    ::sendto(asker->socket.Get(), probe.data(), probe.size(), 0, Plain(asker->to),
+                             asker->size);
                 }
             }
         }
         std::vector<pollfd> waits;
-        waits.reserve(sockets.size());
-        for (const auto& socket : sockets) {
-            waits.push_back({socket->Get(), POLLIN, 0});
+        waits.reserve(askers.size());
+        for (const auto& asker : askers) {
+            waits.push_back({asker->socket.Get(), POLLIN, 0});
         }
         ::poll(waits.data(), waits.size(), 50);
         for (const pollfd& wait : waits) {

@@ -22,7 +22,7 @@ struct FoundCamera {
 };
 
 struct SearchSetup {
-    // This machine's IPv4 addresses to ask from; none: all of its networks.
+    // This machine's addresses to ask from, "::1" and "fe80::1%eth0" among them; none: all of its networks.
     std::vector<std::string> from;
     // Asked in place of all who listen: a camera behind a router.
     std::string at;

@@ -46,6 +46,25 @@ public:
         return own == scheme || own == scheme + "s";
     }
 
+    // "host", of IPv6 "address%interface" without brackets.
+    std::string Host() const {
+        std::string host = Get(CURLUPART_HOST);
+        if (host.starts_with('[')) {
+            host = host.substr(1, host.find(']') - 1);
+        }
+        const std::string zone = Get(CURLUPART_ZONEID);
+        return zone.empty() ? host : host + "%" + zone;
+    }
+    void SetHost(const std::string& host) {
+        if (host.find(':') == std::string::npos) {
+            Set(CURLUPART_HOST, host);
+            return;
+        }
+        const std::size_t zone = std::min(host.find('%'), host.size());
+        Set(CURLUPART_HOST, "[" + host.substr(0, zone) + "]");
+        Set(CURLUPART_ZONEID, host.substr(std::min(zone + 1, host.size())));
+    }
+
 private:
     const std::unique_ptr<CURLU, void (*)(CURLU*)> m_url;
 };
@@ -82,8 +101,9 @@ std::string ServiceAddress(const std::string& told, const std::string& reached) 
     if (!address.Is("http")) {
         throw CameraError("the camera tells a service at an address that is none of HTTP");
     }
-    if (address.Get(CURLUPART_HOST) != way.Get(CURLUPART_HOST)) {
-        for (const CURLUPart part : {CURLUPART_SCHEME, CURLUPART_HOST, CURLUPART_PORT}) {
+    if (address.Host() != way.Host()) {
+        address.SetHost(way.Host());
+        for (const CURLUPart part : {CURLUPART_SCHEME, CURLUPART_PORT}) {
             address.Set(part, way.Get(part));
         }
     }
@@ -95,22 +115,18 @@ std::string StreamAddress(const std::string& told, const std::string& reached) {
     if (!address.Is("rtsp")) {
         throw CameraError("the camera tells pictures at an address that is none of RTSP");
     }
-    address.Set(CURLUPART_HOST, Address(reached).Get(CURLUPART_HOST));
+    address.SetHost(Address(reached).Host());
     return address.Get(CURLUPART_URL);
 }
 
 std::string WithHost(const std::string& address, const std::string& host) {
     Address other(address);
-    other.Set(CURLUPART_HOST, host);
+    other.SetHost(host);
     return other.Get(CURLUPART_URL);
 }
 
 std::string HostOf(const std::string& address) {
-    std::string host = Address(address).Get(CURLUPART_HOST);
-    if (host.starts_with('[')) {
-        host = host.substr(1, host.find(']') - 1);
-    }
-    return host;
+    return Address(address).Host();
 }
 
 }  // namespace kvrecorder

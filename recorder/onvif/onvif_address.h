@@ -19,7 +19,7 @@ std::string StreamAddress(const std::string& told, const std::string& reached);
 
 // The same address at another host.
 std::string WithHost(const std::string& address, const std::string& host);
-// The host alone, without brackets.
+// The host alone, without brackets; with its interface where it has one, "fe80::1%eth0".
 std::string HostOf(const std::string& address);
 
 }  // namespace kvrecorder

@@ -327,6 +327,21 @@ private:
     const std::shared_ptr<Steered> m_steered;
 };
 
+// Nothing for what is not told, or is none that is passed on.
+std::optional<StreamDescription> DescriptionOf(const OnvifProfile& profile) {
+    static constexpr std::pair<const char*, kvrecorder::Codec> kEncodings[] = {
+        {"H264", kvrecorder::Codec::H264},
+        {"H265", kvrecorder::Codec::H265},
+        {"JPEG", kvrecorder::Codec::Mjpeg},
+        {"MPEG4", kvrecorder::Codec::Mpeg4}};
+    for (const auto& [name, codec] : kEncodings) {
+        if (profile.encoding == name && profile.width > 0 && profile.height > 0) {
+            return StreamDescription{codec, profile.width, profile.height, 0};
+        }
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 CameraControlMaker CreateOnvifControlMaker(const OnvifTiming& timing) {
@@ -337,14 +352,18 @@ CameraControlMaker CreateOnvifControlMaker(const OnvifTiming& timing) {
 }
 
 StreamFinder CreateOnvifStreamFinder() {
-    return [](const NetworkCamera& camera, int stream, const std::function<bool()>& ended) -> std::string {
+    return [](const NetworkCamera& camera, int stream, const std::function<bool()>& ended) {
         OnvifDevice device(camera, ended);
         device.Open();
         const auto profiles = device.Profiles();
-        if (static_cast<std::size_t>(stream) >= profiles.size()) {
-            return "";
+        FoundStream found;
+        if (profiles.size() > 1) {
+            found.sub = DescriptionOf(profiles[1]);
         }
-        return device.StreamUrl(profiles[static_cast<std::size_t>(stream)]);
+        if (static_cast<std::size_t>(stream) < profiles.size()) {
+            found.url = device.StreamUrl(profiles[static_cast<std::size_t>(stream)]);
+        }
+        return found;
     };
 }
 

@@ -66,13 +66,21 @@ void WriteNew(const std::string& path, const std::string& text) {
 SearchSetup SetupOf(const Options& options) {
     SearchSetup setup;
     setup.at = options.discoverAt;
-    if (const std::size_t colon = setup.at.rfind(':'); colon != std::string::npos) {
+    // Of IPv6 an address stands in brackets where a port follows.
+    const std::size_t bracket = setup.at.find(']');
+    const std::size_t colon = setup.at.rfind(':');
+    const bool isPort = colon != std::string::npos &&
+                        (bracket != std::string::npos ? colon > bracket : setup.at.find(':') == colon);
+    if (isPort) {
         const auto port = ParseNumber<std::uint16_t>(std::string_view(setup.at).substr(colon + 1), 1, 65535);
         if (!port) {
             throw ConfigError("--discover-at: the port is a number from 1 to 65535");
         }
         setup.port = *port;
         setup.at.resize(colon);
+    }
+    if (setup.at.starts_with('[') && setup.at.ends_with(']')) {
+        setup.at = setup.at.substr(1, setup.at.size() - 2);
     }
     setup.user = options.discoverUser;
     return setup;

@@ -56,7 +56,8 @@ CameraReport ProbeAnyCamera(const NetworkCamera& camera, milliseconds limit,
     const Clock::time_point until = Clock::now() + limit;
     NetworkCamera asked = camera;
     try {
-        asked.url = CreateOnvifStreamFinder()(camera, 0, [&] { return ended() || Clock::now() >= until; });
+        asked.url =
+            CreateOnvifStreamFinder()(camera, 0, [&] { return ended() || Clock::now() >= until; }).url;
     } catch (const std::exception& failure) {
         CameraReport report;
         report.faults.emplace_back(failure.what());

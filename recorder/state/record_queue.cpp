@@ -77,6 +77,11 @@ bool RecordQueue::Take(const PacketPtr& packet) {
     return wake;
 }
 
+void RecordQueue::TakerIsAtWork() {
+    const std::lock_guard lock(m_mutex);
+    m_idle = false;
+}
+
 void RecordQueue::NotWoken() {
     const std::lock_guard lock(m_mutex);
     m_idle = true;

@@ -29,6 +29,8 @@ public:
 
     // True if the taker found the queue empty before and must be woken.
     bool Push(const PacketPtr& packet);
+    // Push says nothing until Pop has found nothing.
+    void TakerIsAtWork();
     // The taker could not be woken; the next Push says so again.
     void NotWoken();
     // Another source follows: drops what waits, and goes on with its first key picture.

@@ -29,6 +29,7 @@ TEST(CameraUrl, GivesTheLoginAndTheRest) {
         {"rtsp://cam/live", "rtsp://cam/live", "cam", "", ""},
         {"rtsps://guard@cam:322/a?b=c@d", "rtsps://cam:322/a?b=c@d", "cam", "guard", ""},
         {"rtsp://guard:a%40b%zz@[::1]:554", "rtsp://[::1]:554", "::1", "guard", "a@b%zz"},
+        {"rtsp://[fe80::1%25eth0]:554/a", "rtsp://[fe80::1%25eth0]:554/a", "fe80::1%eth0", "", ""},
         {"rtsp://guard:pa/ss@cam/live", "rtsp://cam/live", "cam", "guard", "pa/ss"},
         {"rtsp://guard:p@ss@cam/live", "rtsp://cam/live", "cam", "guard", "p@ss"},
         {"rtsp://cam:554/live@2", "rtsp://cam:554/live@2", "cam", "", ""},
@@ -193,6 +194,34 @@ TEST(CameraPieces, APictureThatWasGivenTooEarlyTakesNoneWithIt) {
         good += picture.bytes.size() == 4600 && !picture.rest ? 1 : 0;
     }
     EXPECT_GE(good, 26u);
+}
+
+// Pieces of one size, in which nothing but the camera's word tells the last.
+TEST(CameraPieces, ACameraThatTellsTheLastOneIsBelievedUntilItWasWrong) {
+    std::vector<std::uint8_t> piece(1000, 0x55);
+    std::copy_n(std::array<std::uint8_t, 4>{0, 0, 1, 0x41}.begin(), 4, piece.begin());
+    PictureJoiner joiner;
+    std::vector<PictureJoiner::Picture> whole;
+    for (std::size_t i = 0; i < 10; ++i) {
+        for (const bool isLast : {false, true}) {
+            joiner.Add({static_cast<std::int64_t>(40'000 * i), piece, 1, isLast}, milliseconds(40 * i),
+                       whole);
+        }
+        ASSERT_EQ(whole.size(), i + 1);
+        EXPECT_EQ(whole.back().bytes.size(), 2000u);
+    }
+    EXPECT_TRUE(joiner.KnowsEnds());
+    whole.clear();
+    for (int i = 10; i < 20; ++i) {
+        for (int k = 0; k < 3; ++k) {
+            joiner.Add({40'000 * i, piece, 1, true}, milliseconds(40 * i), whole);
+        }
+    }
+    std::size_t good = 0;
+    for (const PictureJoiner::Picture& picture : whole) {
+        good += picture.bytes.size() == 3000 && !picture.rest ? 1 : 0;
+    }
+    EXPECT_GE(good, 8u) << "of nine that ended";
 }
 
 }  // namespace

@@ -56,7 +56,11 @@ TEST(CameraProbe, EndsWhenToldAndTellsKeyPicturesThatAreRare) {
     const RtspPeer peer(
         {"/live", Pictures("x264enc tune=zerolatency key-int-max=250 speed-preset=ultrafast ! "
                            "rtph264pay name=pay0")});
-    EXPECT_THAT(ProbeUrl(peer.Url("/live")).faults,
+    NetworkCamera rare;
+    rare.url = peer.Url("/live");
+    EXPECT_THAT(ProbeCamera(
+                    rare, milliseconds(1500), [] { return false; }, milliseconds(500))
+                    .faults,
                 testing::ElementsAre(testing::StartsWith("no second key picture came in ")));
     const ScriptedServer silent([](Peer& camera) { camera.Hold(); });
     NetworkCamera camera;

@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "onvif/camera_search.h"
+#include "onvif/onvif_address.h"
 #include "recorder_client.h"
 #include "recorder_program.h"
 #include "support/onvif_device/onvif_beacon.h"
@@ -54,6 +55,42 @@ TEST(CameraSearch, EachCameraIsFoundOnceWithWhatItTells) {
     EXPECT_EQ(found[1].model, "PTZ-1");
     EXPECT_THAT(found[1].streamUrls,
                 testing::ElementsAre("rtsp://127.0.0.1:1/main", "rtsp://127.0.0.1:1/sub"));
+}
+
+// By IPv6, whose addresses may need the name of an interface.
+TEST(CameraSearch, CamerasOfIpv6AreFoundAtAddressesThatCanBeUsed) {
+    const OnvifDevice device;
+    const std::string port = std::to_string(device.Port());
+    const OnvifBeacon beacon({{"urn:uuid:1", device.Address(), kScopes}}, "::1");
+    SearchSetup setup;
+    setup.at = "::1";
+    setup.port = beacon.Port();
+    setup.time = milliseconds(300);
+    setup.details = milliseconds(200);
+    const auto found = SearchCameras(setup);
+    ASSERT_EQ(found.size(), 1u);
+    EXPECT_EQ(found[0].url, "onvif://[::1]:" + port);
+
+    const auto match = [](const std::string& endpoint, const std::string& addresses) {
+        return "<e:Envelope xmlns:e=\"http://www.w3.org/2003/05/soap-envelope\"><e:Body><ProbeMatches>"
+               "<ProbeMatch><EndpointReference><Address>" +
+               endpoint + "</Address></EndpointReference><XAddrs>" + addresses +
+               "</XAddrs></ProbeMatch></ProbeMatches></e:Body></e:Envelope>";
+    };
+    std::vector<FoundCamera> near;
+    std::vector<std::string> endpoints;
+    AddFound(match("a", "http://192.0.2.7/onvif/device_service"), "fe80::1%eth0", near, endpoints);
+    AddFound(match("b", "http://[fe80::2]:81/onvif/device_service"), "fe80::2%eth0", near, endpoints);
+    ASSERT_EQ(near.size(), 2u);
+    EXPECT_EQ(near[0].url, "onvif://[fe80::1%25eth0]");
+    EXPECT_EQ(near[1].url, "onvif://[fe80::2%25eth0]:81");
+    EXPECT_EQ(StreamAddress("rtsp://192.0.2.7:8554/main", DeviceAddress(near[0].url)),
+              "rtsp://[fe80::1%25eth0]:8554/main");
+    // The same camera by an address that means the same everywhere.
+    AddFound(match("a", "http://192.0.2.7/onvif/device_service"), "192.0.2.7", near, endpoints);
+    ASSERT_EQ(near.size(), 2u);
+    EXPECT_EQ(near[0].url, "onvif://192.0.2.7");
+    EXPECT_EQ(near[0].host, "192.0.2.7");
 }
 
 TEST(CameraSearch, TheProgramListsCamerasAndWritesAConfigurationThatServesThem) {

@@ -364,6 +364,8 @@ protected:
         ASSERT_GE(packets.size(), 3u);
         EXPECT_EQ(packets[0]->width, width) << stream;
         EXPECT_TRUE(packets[0]->key);
+        // The sub stream's size is known though nobody watches it.
+        EXPECT_EQ(hub->Streams(0)[1].width, stream == 0 ? 160 : width);
     }
 };
 

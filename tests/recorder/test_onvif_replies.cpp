@@ -66,7 +66,7 @@ TEST(OddCameras, TellTheirStreamsAllTheSameOrAreRefusedInWords) {
         device.Spoil(test.request, test.status, test.reply);
         std::string words;
         try {
-            words = find(CameraOf(device), 0, [] { return false; });
+            words = find(CameraOf(device), 0, [] { return false; }).url;
         } catch (const CameraError& failure) {
             words = failure.what();
         }

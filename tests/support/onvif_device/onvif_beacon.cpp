@@ -11,14 +11,20 @@
 
 namespace kvtest {
 
-OnvifBeacon::OnvifBeacon(std::vector<Camera> cameras) : m_cameras(std::move(cameras)) {
-    m_socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_in own{};
-    own.sin_family = AF_INET;
-    ::bind(m_socket, reinterpret_cast<const sockaddr*>(&own), sizeof own);
-    socklen_t size = sizeof own;
+OnvifBeacon::OnvifBeacon(std::vector<Camera> cameras, const std::string& at) : m_cameras(std::move(cameras)) {
+    // Both families have the port at the same place.
+    sockaddr_in6 own{};
+    auto& four = reinterpret_cast<sockaddr_in&>(own);
+    const bool isFour = ::inet_pton(AF_INET, at.c_str(), &four.sin_addr) == 1;
+    own.sin6_family = isFour ? AF_INET : AF_INET6;
+    if (!isFour) {
+        ::inet_pton(AF_INET6, at.c_str(), &own.sin6_addr);
+    }
+    m_socket = ::socket(own.sin6_family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    socklen_t size = isFour ? sizeof four : sizeof own;
+    ::bind(m_socket, reinterpret_cast<const sockaddr*>(&own), size);
     ::getsockname(m_socket, reinterpret_cast<sockaddr*>(&own), &size);
-    m_port = ntohs(own.sin_port);
+    m_port = ntohs(own.sin6_port);
     ip_mreq group{};
     ::inet_pton(AF_INET, "239.255.255.250", &group.imr_multiaddr);
     group.imr_interface.s_addr = htonl(INADDR_LOOPBACK);
@@ -39,7 +45,7 @@ void OnvifBeacon::Work() {
             continue;
         }
         std::array<char, 8192> buffer{};
-        sockaddr_in sender{};
+        sockaddr_storage sender{};
         socklen_t size = sizeof sender;
         const ssize_t count = ::recvfrom(m_socket, buffer.data(), buffer.size(), 0,
                                          reinterpret_cast<sockaddr*>(&sender), &size);

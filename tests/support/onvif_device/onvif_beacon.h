@@ -19,7 +19,8 @@ public:
     };
 
     // Each camera answers every question, each time twice, among other datagrams.
-    explicit OnvifBeacon(std::vector<Camera> cameras);
+    // `at`: an address of this machine, also of IPv6.
+    explicit OnvifBeacon(std::vector<Camera> cameras, const std::string& at = "0.0.0.0");
     ~OnvifBeacon();
     OnvifBeacon(const OnvifBeacon&) = delete;
 

@@ -1,0 +1,311 @@
+#include "cameras/rtsp_tcp_input.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <utility>
+
+#include "cameras/camera_words.h"
+#include "media/utf8.h"
+
+namespace kvrecorder {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int kPictureClock = 90'000;
+constexpr std::size_t kLargestPicture = 16 << 20;
+constexpr std::size_t kLongestCodec = 32;
+constexpr int kShortestSession = 4;
+constexpr int kLongestSession = 3600;
+
+// The first that is read here. Another one may be read by others, or by nobody.
+const RtspMedia& FindPictures(const RtspDescription& description) {
+    std::string other;
+    for (const RtspMedia& media : description.media) {
+        if (!media.isVideo) {
+            continue;
+        }
+        if (media.coding == "H264" || media.coding == "H265") {
+            return media;
+        }
+        if (media.coding == "JPEG" || media.coding == "MP4V-ES") {
+            throw StrangeRtsp();
+        }
+        other = media.coding.empty() ? "unknown" : media.coding;
+    }
+    if (other.empty()) {
+        throw CameraError("the camera offers no pictures");
+    }
+    std::transform(other.begin(), other.end(), other.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    throw CameraError("the camera's codec (" + PrintableUtf8(other, kLongestCodec) +
+                      ") is none that can be passed on");
+}
+
+const RtspMedia* FindSound(const RtspDescription& description) {
+    const auto found = std::find_if(description.media.begin(), description.media.end(),
+                                    [](const RtspMedia& media) { return media.isSound && media.fromCamera; });
+    return found != description.media.end() ? &*found : nullptr;
+}
+
+// The number behind a name within a field, as in "interleaved=0-1" and "1234;timeout=60".
+std::optional<int> NumberBehind(std::string_view field, std::string_view name) {
+    const std::size_t at = field.find(name);
+    if (at == std::string_view::npos) {
+        return std::nullopt;
+    }
+    const std::string_view rest = field.substr(at + name.size());
+    int number = 0;
+    const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), number);
+    return error == std::errc() ? std::optional(number) : std::nullopt;
+}
+
+// Sets of parameters in base 64, separated by commas.
+void AppendSets(std::string_view sets, std::vector<std::uint8_t>& to) {
+    while (!sets.empty()) {
+        const std::size_t end = std::min(sets.find(','), sets.size());
+        const auto unit = ReadBase64(sets.substr(0, end));
+        sets.remove_prefix(std::min(end + 1, sets.size()));
+        if (!unit.empty()) {
+            constexpr std::array<std::uint8_t, 4> kStart = {0, 0, 0, 1};
+            to.insert(to.end(), kStart.begin(), kStart.end());
+            to.insert(to.end(), unit.begin(), unit.end());
+        }
+    }
+}
+
+AVCodecID SoundCodec(const RtspMedia& media) {
+    if (media.coding == "PCMU" || media.coding == "PCMA") {
+        return media.coding == "PCMU" ? AV_CODEC_ID_PCM_MULAW : AV_CODEC_ID_PCM_ALAW;
+    }
+    const bool usual = media.Parameter("sizelength") == "13" && media.Parameter("indexlength") == "3" &&
+                       media.Parameter("indexdeltalength") == "3" && !media.Parameter("config").empty();
+    return media.coding == "MPEG4-GENERIC" && usual ? AV_CODEC_ID_AAC : AV_CODEC_ID_NONE;
+}
+
+}  // namespace
+
+RtspTcpInput::RtspTcpInput(const NetworkCamera& camera, const std::string& url, bool withSound,
+                           InputLimit& limit)
+    : m_connection(camera, url, limit), m_base(url) {
+    const auto options = m_connection.Ask("OPTIONS", url);
+    if (options.head.Field("Public").find("GET_PARAMETER") != std::string_view::npos) {
+        m_aliveMethod = "GET_PARAMETER";
+    }
+    const auto reply = m_connection.Ask("DESCRIBE", url, "Accept: application/sdp\r\n");
+    const std::string_view base = reply.head.Field("Content-Base");
+    const std::string_view location = reply.head.Field("Content-Location");
+    if (!base.empty() || !location.empty()) {
+        m_base = base.empty() ? location : base;
+    }
+    const RtspDescription description = ReadRtspDescription(reply.body);
+    const RtspMedia& pictures = FindPictures(description);
+    const RtspMedia* const sound = withSound ? FindSound(description) : nullptr;
+    TakePictures(pictures);
+    if (sound) {
+        TakeSound(*sound);
+    }
+    m_picturesChannel = SetUp(pictures, 0);
+    if (sound) {
+        m_soundChannel = SetUp(*sound, 2);
+    }
+    m_sessionUrl = JoinRtspUrl(m_base, description.control);
+    m_aliveAt = Clock::now() + m_alivePause;
+    // Some send pictures before they answer.
+    m_connection.Tell("PLAY", m_sessionUrl, "Range: npt=0.000-\r\n" + m_session);
+    m_connection.Opened();
+}
+
+RtspTcpInput::~RtspTcpInput() {
+    try {
+        m_connection.Tell("TEARDOWN", m_sessionUrl, m_session);
+    } catch (const std::exception&) {
+        // It is gone already.
+    }
+}
+
+void RtspTcpInput::TakePictures(const RtspMedia& media) {
+    m_isH265 = media.coding == "H265";
+    const std::string_view order = media.Parameter("sprop-max-don-diff");
+    if ((!order.empty() && order != "0") || media.Parameter("packetization-mode") == "2") {
+        throw StrangeRtsp();
+    }
+    m_units.emplace(m_isH265);
+    if (m_isH265) {
+        AppendSets(media.Parameter("sprop-vps"), m_headers);
+        AppendSets(media.Parameter("sprop-sps"), m_headers);
+        AppendSets(media.Parameter("sprop-pps"), m_headers);
+    } else {
+        AppendSets(media.Parameter("sprop-parameter-sets"), m_headers);
+    }
+}
+
+void RtspTcpInput::TakeSound(const RtspMedia& media) {
+    const AVCodecID codec = SoundCodec(media);
+    if (codec == AV_CODEC_ID_NONE || media.clock <= 0 || media.channels < 1 || media.channels > 8) {
+        throw StrangeRtsp();
+    }
+    m_isAac = codec == AV_CODEC_ID_AAC;
+    m_soundPacket.reset(av_packet_alloc());
+    m_soundParameters.reset(avcodec_parameters_alloc());
+    const std::vector<std::uint8_t> told = ReadHex(media.Parameter("config"));
+    auto* const extra = static_cast<std::uint8_t*>(av_mallocz(told.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+    if (!m_soundPacket || !m_soundParameters || !extra) {
+        av_free(extra);
+        throw CameraError(words::kNoMemory);
+    }
+    std::copy(told.begin(), told.end(), extra);
+    m_soundParameters->extradata = extra;
+    m_soundParameters->extradata_size = static_cast<int>(told.size());
+    m_soundParameters->codec_type = AVMEDIA_TYPE_AUDIO;
+    m_soundParameters->codec_id = codec;
+    m_soundParameters->sample_rate = media.clock;
+    av_channel_layout_default(&m_soundParameters->ch_layout, media.channels);
+}
+
+// Gives the channel that its packets come by.
+int RtspTcpInput::SetUp(const RtspMedia& media, int wanted) {
+    const auto reply =
+        m_connection.Ask("SETUP", JoinRtspUrl(m_base, media.control),
+                         "Transport: RTP/AVP/TCP;unicast;interleaved=" + std::to_string(wanted) + "-" +
+                             std::to_string(wanted + 1) + "\r\n" + m_session);
+    const std::string_view transport = reply.head.Field("Transport");
+    if (transport.find("TCP") == std::string_view::npos) {
+        throw StrangeRtsp();
+    }
+    if (const std::string_view session = reply.head.Field("Session"); !session.empty()) {
+        m_session = "Session: " + std::string(session.substr(0, session.find(';'))) + "\r\n";
+        if (const auto told = NumberBehind(session, "timeout=")) {
+            m_alivePause = std::chrono::seconds(std::clamp(*told, kShortestSession, kLongestSession) / 2);
+        }
+    }
+    return NumberBehind(transport, "interleaved=").value_or(wanted);
+}
+
+void RtspTcpInput::KeepAlive() {
+    if (const auto now = Clock::now(); now >= m_aliveAt) {
+        m_aliveAt = now + m_alivePause;
+        m_connection.Tell(m_aliveMethod, m_sessionUrl, m_session);
+    }
+}
+
+// To PLAY, or to what keeps the session.
+void RtspTcpInput::OnReply(const RtspHead& head) {
+    if (head.status == 0) {
+        return;
+    }
+    try {
+        if (m_connection.Judge(head)) {
+            m_connection.Tell(m_anyPicture ? m_aliveMethod : "PLAY", m_sessionUrl, m_session);
+        }
+    } catch (const StrangeRtsp&) {
+        // A camera that sends pictures need not like to be asked for more.
+        if (!m_anyPicture) {
+            throw CameraError(words::kRefuses);
+        }
+    }
+}
+
+std::optional<CameraInput::Piece> RtspTcpInput::Read() {
+    if (m_isGiven) {
+        m_isGiven = false;
+        m_bytes.clear();
+    }
+    KeepAlive();
+    bool isWaitedFor = false;
+    while (true) {
+        if (auto sound = GiveSound()) {
+            return sound;
+        }
+        const RtspConnection::Item* const item = m_connection.NextItem();
+        if (!item) {
+            m_connection.Receive(!m_bytes.empty() && !std::exchange(isWaitedFor, true));
+            continue;
+        }
+        if (!item->isPacket) {
+            OnReply(item->head);
+            m_connection.DropItem();
+            continue;
+        }
+        const auto packet = ReadRtpPacket(item->bytes);
+        const bool isPicture = packet && item->channel == m_picturesChannel;
+        if (isPicture && !m_bytes.empty() && packet->stamp != *m_pictureTimes.last) {
+            return GivePicture(false);
+        }
+        if (isPicture) {
+            AddPicture(*packet);
+        } else if (packet && item->channel == m_soundChannel) {
+            AddSound(*packet);
+        }
+        m_connection.DropItem();
+        if (isPicture && !m_bytes.empty()) {
+            m_marks = m_marks || packet->isLast;
+            // From a camera that tells no ends each packet is a piece, of whose size something can be learnt.
+            if (packet->isLast || !m_marks) {
+                return GivePicture(packet->isLast);
+            }
+        }
+    }
+}
+
+void RtspTcpInput::AddPicture(const RtpPacket& packet) {
+    m_anyPicture = true;
+    m_stampUs = m_pictureTimes.Next(packet.stamp) * 1'000'000 / kPictureClock;
+    m_units->Add(packet.payload, m_bytes);
+    if (m_bytes.size() > kLargestPicture) {
+        m_bytes.clear();
+    }
+}
+
+void RtspTcpInput::AddSound(const RtpPacket& packet) {
+    if (m_isAac) {
+        m_aac.Add(packet.payload, m_blocks);
+    } else if (!packet.payload.empty()) {
+        m_blocks.emplace_back(packet.payload.begin(), packet.payload.end());
+    }
+}
+
+CameraInput::Piece RtspTcpInput::GivePicture(bool isLast) {
+    m_isGiven = true;
+    Piece piece;
+    piece.bytes = m_bytes;
+    piece.stampUs = m_stampUs;
+    piece.isLast = isLast;
+    return piece;
+}
+
+std::optional<CameraInput::Piece> RtspTcpInput::GiveSound() {
+    if (m_blocks.empty()) {
+        return std::nullopt;
+    }
+    const std::vector<std::uint8_t> block = std::move(m_blocks.front());
+    m_blocks.pop_front();
+    av_packet_unref(m_soundPacket.get());
+    if (av_new_packet(m_soundPacket.get(), static_cast<int>(block.size())) < 0) {
+        throw CameraError(words::kNoMemory);
+    }
+    std::copy(block.begin(), block.end(), m_soundPacket->data);
+    Piece piece;
+    piece.isSound = true;
+    piece.packet = m_soundPacket.get();
+    piece.bytes = {m_soundPacket->data, block.size()};
+    return piece;
+}
+
+std::int64_t RtspTcpInput::Times::Next(std::uint32_t stamp) {
+    ticks += last ? static_cast<std::int32_t>(stamp - *last) : 0;
+    last = stamp;
+    return ticks;
+}
+
+std::unique_ptr<CameraInput> OpenRtspTcp(const NetworkCamera& camera, const std::string& url, bool withSound,
+                                         InputLimit& limit) {
+    try {
+        return std::make_unique<RtspTcpInput>(camera, url, withSound, limit);
+    } catch (const StrangeRtsp&) {
+        return nullptr;
+    }
+}
+
+}  // namespace kvrecorder

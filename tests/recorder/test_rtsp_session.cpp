@@ -1,0 +1,201 @@
+// A camera's session in one connection: what its texts and packets mean, and cameras that do it their own
+// way.
+#include <gmock/gmock.h>
+
+#include <deque>
+
+#include "camera_fixture.h"
+#include "cameras/rtp_packets.h"
+#include "cameras/rtsp_text.h"
+#include "support/scripted_server.h"
+
+namespace kvtest {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+Bytes BytesOf(std::string_view text) {
+    return {text.begin(), text.end()};
+}
+
+TEST(RtspText, SignsAsOthersDo) {
+    const auto sign = [](const std::string& field, const char* password, const char* url,
+                         const char* random) {
+        const auto head = ReadRtspHead(
+            "RTSP/1.0 401 Unauthorized\r\nWWW-Authenticate: Basic realm=\"x\"\r\n" + field + "\r\n");
+        const auto challenge = ReadRtspChallenge(*head);
+        return AnswerRtspChallenge(*challenge, "Mufasa", password, "GET", url, 1, random);
+    };
+    EXPECT_THAT(sign("www-authenticate: Digest realm=\"testrealm@host.com\", qop=\"auth,auth-int\", "
+                     "nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\"",
+                     "Circle Of Life", "/dir/index.html", "0a4f113b"),
+                testing::HasSubstr("response=\"6629fae49393a05397450978507c4ef1\""));
+    EXPECT_THAT(
+        sign("WWW-Authenticate: Digest realm=\"http-auth@example.org\", qop=auth, algorithm=SHA-256, "
+             "nonce=\"7ypf/xlj9XXwfDPEoM4URrv/xwf94BcCAzFoH4GiTo0v\"",
+             "Circle of Life", "/dir/index.html", "f2/wE4q74E6zIJEtWaHKaf5wv/H5QzzpXusqGemxURZJ"),
+        testing::HasSubstr("response=\"0aff2a616b2c6e30e758dcc305f5a1aa02b6d4048b071d4eb0977f35726b0bc6\""));
+    EXPECT_EQ(sign("WWW-Authenticate: Other", "Circle", "/", ""), "Basic TXVmYXNhOkNpcmNsZQ==");
+}
+
+TEST(RtpPackets, GiveUnitsAndBlocksHoweverTheyArePacked) {
+    const auto units = [](bool isH265, std::initializer_list<std::string_view> payloads) {
+        RtpUnits packed(isH265);
+        Bytes to;
+        for (const auto payload : payloads) {
+            packed.Add(BytesOf(payload), to);
+        }
+        return std::string(to.begin(), to.end());
+    };
+    using namespace std::string_view_literals;
+    const std::string start("\0\0\0\1", 4);
+    EXPECT_EQ(units(false, {"\x67one"sv, "\x18\0\2\x68z\0\3\x06yx"sv}),
+              start + "\x67one" + start + "hz" + start + "\x06yx");
+    EXPECT_EQ(units(false, {"\x7c\x85"
+                            "ab"sv,
+                            "\x7c\x05"
+                            "cd"sv,
+                            "\x7c\x45"
+                            "ef"sv,
+                            "\x7c\x45"
+                            "lost"sv}),
+              start +
+                  "\x65"
+                  "abcdef");
+    EXPECT_EQ(units(true, {"\x42\1one"sv, "\x60\1\0\3\x44\1z"sv,
+                           "\x62\1\x93"
+                           "ab"sv,
+                           "\x62\1\x53"
+                           "cd"sv}),
+              start + "\x42\1one" + start + "\x44\1z" + start +
+                  "\x26\1"
+                  "abcd");
+    RtpAac aac;
+    std::deque<Bytes> blocks;
+    for (const auto payload : {"\0\x20\0\x18\0\x10"
+                               "abcde"sv,
+                               "\0\x10\0\x30"
+                               "abc"sv,
+                               "\0\x10\0\x30"
+                               "def"sv}) {
+        aac.Add(BytesOf(payload), blocks);
+    }
+    EXPECT_THAT(blocks, testing::ElementsAre(BytesOf("abc"), BytesOf("de"), BytesOf("abcdef")));
+    // With an extension, and with what fills it up.
+    const auto packet = ReadRtpPacket(BytesOf("\xb0\xe0\0\1\1\2\3\4\0\0\0\0\xbe\xde\0\1ABCDload\0\2"sv));
+    ASSERT_TRUE(packet);
+    EXPECT_TRUE(packet->isLast);
+    EXPECT_EQ(packet->stamp, 0x01020304u);
+    EXPECT_EQ(Bytes(packet->payload.begin(), packet->payload.end()), BytesOf("load"));
+    EXPECT_FALSE(ReadRtpPacket(BytesOf("\xb0\xe0\0\1\1\2\3\4\0\0\0\0\xbe\xde\xff\1ABCD"sv)));
+}
+
+// Plays pictures in which each packet's mark is as the case says.
+class OddCamera {
+public:
+    enum class Marks { Pictures, Units, None };
+
+    OddCamera(const std::vector<PacketPtr>& film, Marks marks) : m_film(film), m_marks(marks) {}
+
+    void operator()(Peer& peer) {
+        bool isOld = false;
+        for (std::string head = peer.ReadHead(); !head.empty(); head = peer.ReadHead()) {
+            const std::size_t number = head.find("CSeq: ");
+            const std::string sequence = head.substr(number, head.find("\r\n", number) - number) + "\r\n";
+            const bool isAsked = head.starts_with("DESCRIBE") || head.starts_with("SETUP");
+            const char* const nonce = head.starts_with("SETUP") ? "second" : "first";
+            if (isAsked && head.find("nonce=\"" + std::string(nonce)) == std::string::npos) {
+                peer.Write("RTSP/1.0 401 No\r\n" + sequence +
+                           "WWW-Authenticate: Digest realm=\"x\", nonce=\"" + nonce + "\"\r\n\r\n");
+                continue;
+            }
+            std::string more;
+            std::string body;
+            if (head.starts_with("DESCRIBE")) {
+                body = "m=video 0 RTP/AVP 96\r\na=rtpmap:96 H264/90000\r\na=control:one?two\r\n";
+                more = "Content-Base: rtsp://elsewhere/\r\ncontent-length: " + std::to_string(body.size()) +
+                       "\r\n";
+            } else if (head.starts_with("SETUP")) {
+                EXPECT_TRUE(head.starts_with("SETUP rtsp://elsewhere/one?two RTSP")) << head;
+                more = "Session: abc;timeout=60\r\nTransport: RTP/AVP/TCP;unicast;interleaved=4-5\r\n";
+            } else if (head.starts_with("PLAY")) {
+                EXPECT_NE(head.find("Session: abc\r\n"), std::string::npos);
+                isOld = true;
+                SendPicture(peer, 0);  // before it answers
+            }
+            peer.Write("RTSP/1.0 200 OK\r\n" + sequence + more + "\r\n" + body);
+            for (std::size_t i = 1; isOld && i < m_film.size(); ++i) {
+                peer.Write(i % 5 == 0 ? "\r\nOPTIONS * RTSP/1.0\r\nCSeq: 1\r\n\r\n" : "\r\nx");
+                SendPicture(peer, i);
+            }
+        }
+    }
+
+private:
+    void SendPicture(Peer& peer, std::size_t index) {
+        const Bytes& data = m_film[index]->data;
+        for (std::size_t begin = 0; begin < data.size();) {
+            // From one start code to the next.
+            begin = std::search(data.begin() + static_cast<std::ptrdiff_t>(begin), data.end(), kStart,
+                                kStart + 3) -
+                    data.begin() + 3;
+            std::size_t end =
+                static_cast<std::size_t>(std::search(data.begin() + static_cast<std::ptrdiff_t>(begin),
+                                                     data.end(), kStart, kStart + 3) -
+                                         data.begin());
+            const std::size_t next = end;
+            while (end < data.size() && data[end - 1] == 0) {
+                --end;
+            }
+            const bool isLast = next == data.size();
+            for (std::size_t at = begin + 1; at < end; at += kPayload) {
+                const std::size_t size = std::min(kPayload, end - at);
+                const bool ends = at + size == end;
+                const bool mark =
+                    (m_marks == Marks::Pictures && ends && isLast) || (m_marks == Marks::Units && ends);
+                const std::uint32_t stamp = 0xFFFFFF00u + static_cast<std::uint32_t>(index) * 3600;  // wraps
+                std::string packet = {'\x80', static_cast<char>(mark ? 0xE0 : 0x60), 0, 0};
+                for (int shift = 24; shift >= 0; shift -= 8) {
+                    packet += static_cast<char>(stamp >> shift);
+                }
+                packet += std::string("\0\0\0\1", 4);
+                packet += static_cast<char>((data[begin] & 0xE0) | 28);
+                packet += static_cast<char>((data[begin] & 0x1F) | (at == begin + 1 ? 0x80 : 0) |
+                                            (ends ? 0x40 : 0));
+                packet.append(data.begin() + static_cast<std::ptrdiff_t>(at),
+                              data.begin() + static_cast<std::ptrdiff_t>(at + size));
+                peer.Write(std::string("$\4", 2) + static_cast<char>(packet.size() >> 8) +
+                           static_cast<char>(packet.size()) + packet);
+            }
+            begin = next;
+        }
+    }
+
+    static constexpr std::uint8_t kStart[] = {0, 0, 1};
+    static constexpr std::size_t kPayload = 500;
+    const std::vector<PacketPtr>& m_film;
+    const Marks m_marks;
+};
+
+TEST_F(Cameras, OfOddSessionsGivePicturesAllTheSame) {
+    const auto film = EncodeTestPictures({kvrecorder::Codec::H264, 352, 240, 25, 10}, 30);
+    for (const auto marks : {OddCamera::Marks::Pictures, OddCamera::Marks::Units, OddCamera::Marks::None}) {
+        ScriptedServer camera(OddCamera(film, marks));
+        SourceConfig source = Camera("rtsp://127.0.0.1:" + std::to_string(camera.Port()) + "/live");
+        source.network.user = "guard";
+        source.network.password = "sesame";
+        const int channel = m_hub->AddChannel("Door", source);
+        Collector watcher;
+        const auto subscription = m_hub->Subscribe(channel, 0, watcher.Sink());
+        const auto packets = watcher.WaitFor(film.size() - 1);
+        ASSERT_GE(packets.size(), film.size() - 1) << testing::PrintToString(Lost());
+        EXPECT_GE(Decode(packets).size(), film.size() - 2) << static_cast<int>(marks);
+        // The first two units of a key picture, which are its headers, are marked, too: they are no pictures.
+        for (const PacketPtr& packet : packets) {
+            EXPECT_EQ(packet->width, 352) << static_cast<int>(marks);
+        }
+    }
+}
+
+}  // namespace
+}  // namespace kvtest
