@@ -124,6 +124,10 @@ int Serve(const Options& options) {
         service.cameraAddress = cameras.address;
         service.cameraPort = cameras.port;
     }
+    if (const auto search = SearchPlace(config)) {
+        service.searchAddress = search->address;
+        service.searchPort = search->port;
+    }
     service.controlPath = options.controlPath;
     service.onStop = [&] { loop.stop(); };
     service.onRefusals = Tell;
@@ -140,6 +144,12 @@ int Serve(const Options& options) {
     }
     if (!recorder.CameraEndpoint().empty()) {
         std::cout << "kvrecorder: cameras on " << recorder.CameraEndpoint() << std::endl;
+    }
+    if (recorder.SearchPort() != 0) {
+        std::cout << "kvrecorder: found by those who ask on port " << recorder.SearchPort() << std::endl;
+    }
+    if (const std::string problem = recorder.SearchProblem(); !problem.empty()) {
+        Tell(problem);
     }
     std::function<void()> waitReload = [&] {
         reloads.async_wait([&](const std::error_code& error, int) {
