@@ -103,6 +103,10 @@ ServiceOptions MakeService(const Options& options, const RecorderConfig& config,
         service.cameraAddress = cameras.address;
         service.cameraPort = cameras.port;
     }
+    if (const auto search = SearchPlace(config)) {
+        service.searchAddress = search->address;
+        service.searchPort = search->port;
+    }
     service.controlPath = options.controlPath;
     service.onRefusals = Tell;
     return service;
@@ -122,6 +126,12 @@ void Greet(const Options& options, const RecorderService& recorder) {
     }
     if (!recorder.CameraEndpoint().empty()) {
         std::cout << "kvrecorder: cameras on " << recorder.CameraEndpoint() << std::endl;
+    }
+    if (recorder.SearchPort() != 0) {
+        std::cout << "kvrecorder: found by those who ask on port " << recorder.SearchPort() << std::endl;
+    }
+    if (const std::string problem = recorder.SearchProblem(); !problem.empty()) {
+        Tell(problem);
     }
 }
 

@@ -8,11 +8,13 @@
 #include "media/utf8.h"
 #include "state/kept_config.h"
 #include "state/text.h"
+#include "wire/recorder_search.h"
 
 namespace kvrecorder {
 namespace {
 
 constexpr const char* kDefaultListen = "127.0.0.1:8090";
+constexpr const char* kNowhere = "off";
 constexpr int kDefaultChannels = 8;
 
 CameraUrl ReadOneCamera(const char* option, std::string& text) {
@@ -55,6 +57,10 @@ std::vector<ChannelConfig> CameraChannels(const Options& options) {
 // Where, what and to whom.
 void AddServing(CLI::App& app, Options& options) {
     app.add_option("--listen", options.listen, "Where to serve; port 0 is the system's choice")
+        ->type_name("ADDRESS:PORT");
+    app.add_option("--search-listen", options.searchListen,
+                   "Where to answer who looks for recorders on the network; off: nowhere, as with a loopback "
+                   "address to serve on")
         ->type_name("ADDRESS:PORT");
     app.add_option("--config", options.configFile, "Configuration file")->type_name("FILE");
     app.add_option("--channels", options.channels, "Channels with generated scenes, when no file lists any")
@@ -155,6 +161,23 @@ ListenAddress ParseListen(const std::string& text) {
     return {address, static_cast<std::uint16_t>(*port), parsed.is_loopback()};
 }
 
+std::optional<ListenAddress> SearchPlace(const RecorderConfig& config) {
+    if (config.searchListen == kNowhere) {
+        return std::nullopt;
+    }
+    if (!config.searchListen.empty()) {
+        return ParseListen(config.searchListen);
+    }
+    ListenAddress served = ParseListen(config.listen);
+    served.port = wire::kSearchPort;
+    const auto address = asio::ip::make_address(served.address);
+    if (address.is_unspecified()) {
+        served.address = "0.0.0.0";  // that of IPv6 takes connections of both
+    }
+    return served.loopback || (address.is_v6() && !address.is_unspecified()) ? std::nullopt
+                                                                             : std::optional(served);
+}
+
 RecorderConfig MakeConfig(const Options& options, const RecorderConfig* before,
                           std::vector<std::string>* told) {
     RecorderConfig config;
@@ -175,6 +198,10 @@ RecorderConfig CompleteConfig(const Options& options, RecorderConfig config) {
     if (!options.listen.empty() || config.listen.empty()) {
         config.listen = options.listen.empty() ? kDefaultListen : options.listen;
     }
+    if (!options.searchListen.empty()) {
+        config.searchListen = options.searchListen;
+    }
+    SearchPlace(config);  // a slip is told at once
     if ((options.channels > 0 || !options.cameras.empty()) && !config.channels.empty()) {
         throw ConfigError(std::string(options.channels > 0 ? "--channels" : "--camera") +
                           ": the configuration file lists the channels already");

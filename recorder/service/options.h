@@ -14,6 +14,7 @@ namespace kvrecorder {
 
 struct Options {
     std::string listen;
+    std::string searchListen;
     std::string configFile;
     int channels = 0;  // 0: not told
     std::string user;
@@ -56,6 +57,10 @@ struct ListenAddress {
 };
 // "ADDRESS:PORT", an IPv6 address in brackets. Throws ConfigError.
 ListenAddress ParseListen(const std::string& text);
+
+// Where those who look for recorders are answered: as told, else beside an address that others reach. Nothing
+// for nowhere. Throws ConfigError.
+std::optional<ListenAddress> SearchPlace(const RecorderConfig& config);
 
 // The configuration that file and options make together, complete. Throws ConfigError. What the file had
 // `before` and lacks now is kept for once; `told` gets a line for each.

@@ -12,6 +12,7 @@
 #include "connections/camera_port.h"
 #include "connections/connection.h"
 #include "connections/listener.h"
+#include "connections/search_port.h"
 #include "service/control_commands.h"
 #include "service/control_socket.h"
 
@@ -42,6 +43,9 @@ public:
                 CameraConnection::Timing{m_options.headTime, m_options.stallTime, m_options.lingerTime});
             m_cameras->Open(m_options.cameraAddress, m_options.cameraPort);
             m_cameras->Begin();
+        }
+        if (!m_options.searchAddress.empty()) {
+            OpenSearch();
         }
         if (!m_options.controlPath.empty()) {
             m_control =
@@ -96,6 +100,8 @@ public:
     std::string Endpoint() const { return m_listener.Endpoint(); }
     std::string CameraEndpoint() const { return m_cameras ? m_cameras->Endpoint() : ""; }
     std::uint16_t Port() const { return m_listener.Port(); }
+    std::uint16_t SearchedAt() const { return m_search ? m_search->Port() : 0; }
+    std::string SearchProblem() const { return m_searchProblem; }
 
     ServiceCounters Counters() const {
         ServiceCounters counters;
@@ -109,6 +115,17 @@ public:
     }
 
 private:
+    void OpenSearch() {
+        m_search = std::make_unique<kvrecorder::SearchPort>(m_io, *m_model);
+        try {
+            m_search->Open(m_options.searchAddress, m_options.searchPort, m_listener.Port());
+            m_search->Begin();
+        } catch (const ConfigError& failure) {
+            m_search.reset();
+            m_searchProblem = failure.what();
+        }
+    }
+
     void SayFarewell() {
         m_model->SetListener(nullptr);
         asio::post(m_strand, [this] {
@@ -123,6 +140,9 @@ private:
         });
         if (m_control) {
             m_control->Stop();
+        }
+        if (m_search) {
+            m_search->Close();
         }
         if (m_cameras && !m_threads.empty()) {
             m_cameras->Stop(std::chrono::milliseconds(500));
@@ -149,6 +169,9 @@ private:
                     }
                     if (m_cameras) {
                         m_cameras->Begin();
+                    }
+                    if (m_search) {
+                        m_search->Begin();
                     }
                     asio::post(m_strand, [this] {
                         WatchDisk();
@@ -219,6 +242,8 @@ private:
     asio::executor_work_guard<asio::io_context::executor_type> m_work{m_io.get_executor()};
     Listener m_listener{m_io, [this](tcp::socket socket) { Admit(std::move(socket)); }};
     std::unique_ptr<CameraPort> m_cameras;
+    std::unique_ptr<kvrecorder::SearchPort> m_search;
+    std::string m_searchProblem;
     asio::strand<asio::io_context::executor_type> m_strand{m_io.get_executor()};
     asio::steady_timer m_disk{m_strand};
     asio::steady_timer m_refusals{m_strand};
@@ -245,6 +270,14 @@ std::string RecorderService::Endpoint() const {
 
 std::string RecorderService::CameraEndpoint() const {
     return m_impl->CameraEndpoint();
+}
+
+std::uint16_t RecorderService::SearchPort() const {
+    return m_impl->SearchedAt();
+}
+
+std::string RecorderService::SearchProblem() const {
+    return m_impl->SearchProblem();
 }
 
 std::uint16_t RecorderService::Port() const {

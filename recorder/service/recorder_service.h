@@ -20,6 +20,8 @@ struct ServiceOptions {
     std::uint16_t port = 0;        // 0: the system's choice
     std::string cameraAddress;     // empty: no camera port
     std::uint16_t cameraPort = 0;  // 0: the system's choice
+    std::string searchAddress;     // where who looks for recorders is answered; empty: nowhere
+    std::uint16_t searchPort = 0;  // 0: the system's choice
     std::string controlPath;       // empty: no control socket
     int threads = 2;
     std::chrono::milliseconds headTime{10'000};      // for a client to complete a request head
@@ -57,6 +59,10 @@ public:
     std::uint16_t Port() const;
     // Of the camera port; "" without one.
     std::string CameraEndpoint() const;
+    // Where questions of those who look for recorders are heard; 0 for nowhere.
+    std::uint16_t SearchPort() const;
+    // Why it cannot be found, though it was to be; "" otherwise. It serves all the same.
+    std::string SearchProblem() const;
     ServiceCounters Counters() const;
     // Tells notification clients, closes all connections and ends the threads; within about 3 seconds.
     void Stop();

@@ -127,6 +127,7 @@ void ReadAll(TableReader& reader, RecorderConfig& config) {
     std::error_code error;
     reader.Text("listen", config.listen);
     reader.Text("camera_listen", config.cameraListen);
+    reader.Text("search_listen", config.searchListen);
     reader.Table("server", [&](TableReader& server) {
         server.Text("name", config.server.name);
         server.Text("version", config.server.version, 63);

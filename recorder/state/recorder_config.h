@@ -201,6 +201,7 @@ struct ServerConfig {
 struct RecorderConfig {
     std::string listen;        // empty: not told
     std::string cameraListen;  // empty: there is no camera port
+    std::string searchListen;  // empty: not told
     ServerConfig server;
     std::vector<User> users;
     std::vector<ChannelConfig> channels;

@@ -142,6 +142,7 @@ struct Given {
     WebOptions web;
     int language = 0;
     std::string look;
+    std::string searchFrom;
 };
 
 std::optional<LookChoice> LookNamed(const std::string& name) {
@@ -183,6 +184,8 @@ void AddProgramOptions(CLI::App& app, AppOptions& options, Given& given) {
     app.add_option("--view", options.view, "name of the view or sequence of views to open");
     app.add_option("--look", given.look, "desktop (what the desktop prefers), dark, light or contrast")
         ->check(CLI::IsMember({"desktop", "dark", "light", "contrast"}));
+    app.add_option("--search-from", given.searchFrom,
+                   "ADDRESS:PORT; look for recorders from this address of the computer alone, at this port");
     app.add_flag("--full-screen", options.fullScreen, "begin in full screen");
     app.add_option("--display", options.display, "number of the display to open on, 1 is the first")
         ->check(CLI::Range(1, 64));
@@ -209,6 +212,7 @@ void AddWebOptions(CLI::App& app, AppOptions& options, Given& given) {
     serve->excludes(app.get_option("--picture"));
     serve->excludes(app.get_option("--keep"));
     serve->excludes(app.get_option("--view"));
+    serve->excludes(app.get_option("--search-from"));
     for (const char* const option : {"--full-screen", "--display", "--lock"}) {
         serve->excludes(app.get_option(option));
     }
@@ -241,6 +245,10 @@ ParsedCommandLine ParseCommandLine(const std::vector<std::string>& args, std::is
     }
     if (const std::string problem = TakeWebOptions(given.web, options); !problem.empty()) {
         return Wrong(problem);
+    }
+    if (!given.searchFrom.empty() &&
+        !ParseServeAddress(given.searchFrom, options.searchFrom, options.searchPort)) {
+        return Wrong("--search-from: not an address and a port: " + given.searchFrom);
     }
     options.look = LookNamed(given.look);
     if (app.count(kLanguage) > 0) {

@@ -31,7 +31,9 @@ struct AppOptions {
     std::string picture;  // file to save the window's picture to; empty for none
     double pictureAfterSeconds = 5;
     int decoderThreads = 1;
-    bool serve = false;  // the web host instead of a window
+    std::string searchFrom;        // where recorders are looked for; empty: on all networks
+    std::uint16_t searchPort = 0;  // 0: the usual one
+    bool serve = false;            // the web host instead of a window
     std::string serveAddress;
     std::uint16_t servePort = 0;
     std::vector<std::string> webOrigins;

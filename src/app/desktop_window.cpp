@@ -88,6 +88,7 @@ DesktopWindow::DesktopWindow(const AppOptions& options, Clock& clock, KeyRing* k
         KeepChangedProperties(Registry(), {}, told);
     }
     m_signIn.Begin(options.keep ? LoadKeptProperties(Registry()) : kept, told);
+    m_signIn.SetSearch({options.searchFrom, options.searchPort});
     impl.SetSignInMemory(&m_signIn);
     m_known = PropertiesOf(m_client);
     m_browser.SetLocation(SiteAddress());

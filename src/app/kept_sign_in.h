@@ -40,6 +40,8 @@ public:
     void Forget(const SignInEntry& entry) override;
     bool HasKeyRing() const override { return m_keyRing != nullptr && m_keyRing->IsThere(); }
     bool IsFirstStart() const override;
+    SearchFrom Search() const override { return m_search; }
+    void SetSearch(const SearchFrom& search) { m_search = search; }
     bool HasDemo() const override { return m_demo.IsThere(); }
     void StartDemo(std::function<void(std::optional<SignInEntry>)> started) override;
 
@@ -57,6 +59,7 @@ private:
     RememberedRecorders m_recorders;
     DemoRecorder m_demo;
     SignInEntry m_entry;
+    SearchFrom m_search;
     bool m_bKept = false;               // a login is kept now
     bool m_bKnown = false;              // a recorder was kept or told
     std::optional<SignInEntry> m_told;  // what the key ring has not answered yet

@@ -106,6 +106,8 @@ protected:
         ASSERT_EQ(Focus(), "address");
         Type("127.0.0.1");
         Key(Qt::Key_Tab);
+        ASSERT_EQ(Focus(), "search");
+        Key(Qt::Key_Tab);
         Type(std::to_string(recorder.Port()));
         Key(Qt::Key_Tab);
         ASSERT_EQ(Focus(), "user");

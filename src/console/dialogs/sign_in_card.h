@@ -8,16 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "console/dialogs/sign_in_fields.h"
 #include "console/ports/sign_in_memory.h"
 #include "platform/clock.h"
-
-class QCheckBox;
-class QComboBox;
-class QFrame;
-class QLabel;
-class QLineEdit;
-class QPushButton;
-class QSpinBox;
 
 namespace kvmon {
 
@@ -38,15 +31,6 @@ public:
     virtual void OnStartDemo() = 0;
 };
 
-// What a card has to offer beside its fields.
-struct SignInOffer {
-    std::vector<SignInEntry> remembered;
-    bool bFirstStart = false;
-    bool bDemo = false;
-    bool bKeyRing = false;
-    bool bThisRecorderAlone = false;  // that of the entry
-};
-
 // Covers the wall. A login is tried at the recorder first: what fails is told on the card, and no session
 // begins. User interface thread only.
 class SignInCard final : public QWidget {
@@ -57,7 +41,7 @@ public:
                Milliseconds trialTime = Milliseconds(15000));
     ~SignInCard() override;
 
-    SignInEntry GetEntry() const;
+    SignInEntry GetEntry() const { return m_fields.GetEntry(); }
     void Say(const std::string& text);
     // Asks for a password that is remembered elsewhere. Once, when the card stands.
     void Begin();
@@ -72,11 +56,6 @@ protected:
     void mouseDoubleClickEvent(QMouseEvent* event) override;
 
 private:
-    void MakeFields(const SignInEntry& entry);
-    void MakeChoice();
-    void MakeLanguages(const std::vector<std::uint16_t>& languages, std::uint16_t language);
-    QFrame* MakeCard();
-    void Arrange(QFrame& card);
     void Connect();
     void OnButton();
     void Submit();
@@ -84,29 +63,18 @@ private:
     void OnChoice(int index);
     void OnForget();
     void OnDemo();
+    void OnSearch();
+    void TakeFound(const std::string& address, std::uint32_t port);
     void Fetch(const SignInEntry& entry);
     void ShowChoice();
     void StopTrial();
     void OnTried(const RecorderTestReport& report);
-    void ShowTrial(bool bRunning);
     void OnEdited();
     void WipePassword();
 
     SignInListener& m_listener;
     SignInOffer m_offer;
-    QWidget* m_choiceLine = nullptr;
-    QComboBox* m_choice = nullptr;  // the remembered, and one more for any other
-    QPushButton* m_forget = nullptr;
-    QPushButton* m_demo = nullptr;
-    QLineEdit* m_address = nullptr;
-    QSpinBox* m_port = nullptr;
-    QLineEdit* m_user = nullptr;
-    QLineEdit* m_password = nullptr;
-    QCheckBox* m_remember = nullptr;
-    QCheckBox* m_atStart = nullptr;
-    QComboBox* m_languages = nullptr;
-    QPushButton* m_button = nullptr;
-    QLabel* m_message = nullptr;
+    SignInFields m_fields;
     bool m_bPasswordRemembered = false;  // and still unchanged in its field
     bool m_bFetch = false;
     bool m_bStartWithIt = false;  // with the password that is fetched

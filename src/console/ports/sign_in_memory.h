@@ -21,6 +21,12 @@ struct SignInEntry {
     bool bDemo = false;   // the recorder that comes with the program
 };
 
+// Where recorders are looked for.
+struct SearchFrom {
+    std::string address;     // of this computer, for its network alone; empty for all networks
+    std::uint16_t port = 0;  // 0: where recorders listen unless told otherwise
+};
+
 // The same user at the same recorder.
 inline bool IsSameSignIn(const SignInEntry& a, const SignInEntry& b) {
     return a.address == b.address && a.port == b.port && a.user == b.user;
@@ -49,6 +55,7 @@ public:
 
     // Nothing was ever remembered, or told.
     virtual bool IsFirstStart() const = 0;
+    virtual SearchFrom Search() const = 0;
     virtual bool HasDemo() const = 0;
     // Nothing if it does not start.
     virtual void StartDemo(std::function<void(std::optional<SignInEntry>)> started) = 0;

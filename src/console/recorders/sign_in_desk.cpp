@@ -53,7 +53,9 @@ void SignInDesk::Update() {
 // On a locked wall whoever stands before it may go on with the session, and do nothing else.
 void SignInDesk::MakeCard(SignInMemory& memory, QWidget& host) {
     SignInEntry entry = memory.Load();
-    SignInOffer offer{memory.Remembered(), memory.IsFirstStart(), memory.HasDemo(), memory.HasKeyRing()};
+    SignInOffer offer{
+        memory.Remembered(), memory.IsFirstStart(), memory.HasDemo(), memory.HasKeyRing(), false,
+        memory.Search()};
     std::vector<std::uint16_t> languages = CSetLangDlg::GetAvailableLanguages();
     const CKelvaraInfo* const first = m_recorders.GetServer(0);
     m_bLocked = m_desk.IsLocked();
