@@ -30,12 +30,14 @@ void TakeReply(const RtspReply& reply) {
         CheckLine(value);
         challenges.push_back(value);
     }
-    RtspLogin login("guard", "sesame");
+    // No challenge has such a word in it.
+    const std::string password = "sesame\t";
+    RtspLogin login("guard", password);
     if (login.Take(challenges)) {
         const Secret line = login.Line("SETUP", "rtsp://camera/a");
         Check(line.View().ends_with("\r\n"));
         CheckLine(line.View().substr(0, line.View().size() - 2));
-        Check(line.View().find("sesame") == std::string_view::npos);
+        Check(line.View().find(password) == std::string_view::npos);
     }
 }
 

@@ -199,7 +199,7 @@ const std::string kEar =
 
 // A camera that answers as it should, up to a request that it answers in another way.
 ScriptedServer::Script Camera(const std::string& sdp, const std::string& odd = "none",
-                              std::function<void(Peer&, const std::string& request)> oddly = {}) {
+                              const std::function<void(Peer&, const std::string& request)>& oddly = {}) {
     return [=](Peer& peer) {
         while (true) {
             const std::string request = peer.ReadHead();
@@ -431,7 +431,7 @@ TEST_F(CameraTalkTest, OldSoundIsDroppedAndTheRestIsSentInRealTime) {
 
 TEST(RtspLogin, AnswersWhatTheCameraAsksForAndOnlyOnce) {
     const std::string digest = "Digest realm=\"a yard\", nonce=\"n1\"";
-    const auto line = [](std::vector<std::string> challenges) {
+    const auto line = [](const std::vector<std::string>& challenges) {
         RtspLogin login("guard", "sesame");
         return login.Take(challenges) ? std::string(login.Line("SETUP", "rtsp://camera/talk").View())
                                       : "refused";
