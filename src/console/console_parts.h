@@ -130,6 +130,10 @@ private:
     void OnPlacesChange() override;
     void OnActiveCellChanged() override;
     void OnUserChose(bool bOtherCells) override;
+    void OnOrderReset() override { views.OnOrderReset(); }
+    void OnCellCountChanges() override { views.OnCellCountChanges(); }
+    void OnViewLoaded(const std::string& key) override { views.OnViewLoaded(key); }
+    void OnViewSaved(const std::string& key) override { views.OnViewSaved(key); }
     void OnSecondPanelUnused() override;
     void OnPanelGoes() override;
 

@@ -270,6 +270,16 @@ void CTR450ClientImpl::KeepAwake(bool on) {
     }
 }
 
+bool CTR450ClientImpl::TakesPictures() const {
+    return m_pClientSite != nullptr && m_pClientSite->TakesPictures();
+}
+
+void CTR450ClientImpl::GivePicture(GivenPicture picture) {
+    if (TakesPictures()) {
+        m_pClientSite->GivePicture(std::move(picture));
+    }
+}
+
 void CTR450ClientImpl::ShowBrowserToolbar(bool bShow) {
     if (m_pClientSite != nullptr) {
         m_pClientSite->PutToolBar(bShow);

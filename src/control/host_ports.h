@@ -7,6 +7,7 @@
 #include <string>
 
 #include "console/ports/browser_window.h"
+#include "console/ports/client_site.h"
 #include "skin/look_keeper.h"
 
 namespace kvmon {
@@ -26,6 +27,9 @@ public:
     virtual void ShowTitle(const std::string& /*text*/) {}
     // Pictures show: the display is not to go dark.
     virtual void KeepAwake(bool /*on*/) {}
+    // It is at another computer, and takes pictures for the user there.
+    virtual bool TakesPictures() const { return false; }
+    virtual void GivePicture(GivenPicture /*picture*/) {}
 
     // The look of the program that the control is in.
     virtual LookChoice GetLook() const { return LookChoice::Desktop; }

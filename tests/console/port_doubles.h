@@ -140,6 +140,10 @@ public:
     void OnWallChanged() override {}
     void OnActiveCellChanged() override {}
     void OnUserChose(bool) override {}
+    void OnOrderReset() override {}
+    void OnCellCountChanges() override {}
+    void OnViewLoaded(const std::string&) override {}
+    void OnViewSaved(const std::string&) override {}
     void OnSecondPanelUnused() override {}
     void OnWallMoved() override {}
     void OnPanelGoes() override {}

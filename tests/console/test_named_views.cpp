@@ -1,5 +1,6 @@
 // Named views: what they keep of the wall, how they come back, sequences of them, files.
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <QtCore/QFile>
 #include <QtWidgets/QComboBox>
@@ -11,6 +12,8 @@
 #include <QtWidgets/QPushButton>
 #include <QtWidgets/QSpinBox>
 #include <QtWidgets/QTreeWidget>
+#include <fstream>
+#include <set>
 
 #include "channel/base/cam_commands.h"
 #include "channel/base/channel_messages.h"
@@ -25,6 +28,8 @@
 #include "lone_wall.h"
 #include "menu_entries.h"
 #include "open_dialog.h"
+#include "persist/string_table.h"
+#include "platform/worker.h"
 #include "skin/input_messages.h"
 #include "some_pictures.h"
 #include "support/fake_recorder.h"
@@ -203,6 +208,92 @@ TEST_F(NamedViews, ACameraThatIsGoneLeavesItsCellEmpty) {
     Second();
     EXPECT_EQ(ShownNames(), (std::vector<std::string>{"Door", "Gate", "Yard", "Roof"}));
     EXPECT_THAT(Status(), Not(HasSubstr("Cellar")));
+}
+
+// Also when cells were moved after the view, the wall is saved under another name, and the program begins
+// anew.
+TEST_F(NamedViews, CamerasThatGoAndComeKeepTheirPlaces) {
+    FakeRecorder recorder("Hall", {{"Door"}, {"Gate"}, {"Yard"}, {"Roof"}, {"Cellar"}});
+    Registry().WriteProfileInt("Hall", "ShowNoConfig", 0);
+    // Those of these numbers are there.
+    const auto there = [&](std::set<int> numbers) {
+        std::vector<kvtest::FakeChannel> channels{{"Door"}, {"Gate"}, {"Yard"}, {"Roof"}, {"Cellar"}};
+        for (int n = 0; n < 5; ++n) {
+            channels[static_cast<std::size_t>(n)].configured = numbers.contains(n);
+        }
+        recorder.SetChannels(channels);
+        ASSERT_TRUE(recorder.WaitForListener());
+        recorder.Notify("2\n");
+        ASSERT_TRUE(PumpUntil(
+            [&] { return console->Parts().cameras.GetCount() == static_cast<int>(numbers.size()); }));
+        Second();
+    };
+    using Names = std::vector<std::string>;
+    const Names all{"Roof", "Gate", "Yard", "Door"};
+    const auto saved = [&](const std::string& name) {
+        EXPECT_TRUE(Views().Save(name));
+        return CellsOf(*Views().List().Find(name), "4");
+    };
+    Open(recorder.Port());
+    Command(kCtl4Channels);
+    ASSERT_TRUE(Views().Save("All"));
+    Swap(3, 0);
+    ASSERT_EQ(ShownNames(), all);
+
+    there({0, 2, 3, 4});
+    EXPECT_EQ(ShownNames(), (Names{"Roof", "-", "Yard", "Door"}));
+    EXPECT_THAT(Status(), HasSubstr("Gate"));
+    EXPECT_THAT(saved("One gone"), ElementsAre("Roof", "Gate", "Yard", "Door", "Cellar"));
+    there({0});  // all fit on fewer pages
+    EXPECT_EQ(ShownNames(), (Names{"-", "-", "-", "Door"}));
+    Close();
+    Open(recorder.Port());
+    EXPECT_EQ(ShownNames(), (Names{"-", "-", "-", "Door"}));
+    EXPECT_THAT(saved("Four gone"), ElementsAre("Roof", "Gate", "Yard", "Door", "Cellar"));
+    there({0, 1, 2, 3, 4});
+    EXPECT_EQ(ShownNames(), all);
+    EXPECT_THAT(Status(), Not(HasSubstr("Gate")));
+    PressKey(*console, Qt::Key_PageDown);
+    EXPECT_EQ(ShownNames()[0], "Cellar");
+
+    // Until the user takes them out.
+    there({0, 2, 3, 4});
+    Command(kCtlOrderReset);
+    there({0, 2, 3});
+    EXPECT_THAT(saved("All"), ElementsAre("Door", "Yard", "Roof"));
+    EXPECT_THAT(Status(), Not(HasSubstr("Gate")));
+}
+
+TEST_F(NamedViews, ARecorderThatIsAwayAtTheStartFindsItsCellsWhenItComes) {
+    FakeRecorder hall("Hall", {{"Door"}, {"Yard"}});
+    FakeRecorder annex("Annex", {{"Stable"}, {"Barn"}});
+    SaveServerList(Registry(), "Hall",
+                   {{"", "127.0.0.1", hall.Port(), "admin", "secret", 2},
+                    {"", "127.0.0.1", annex.Port(), "admin", "secret", 2}});
+    using Names = std::vector<std::string>;
+    Open(hall.Port());
+    Command(kCtl4Channels);
+    Swap(0, 3);
+    ASSERT_TRUE(Views().Save("Both"));
+    Swap(0, 1);
+    const Names both{"Barn", "Door", "Stable", "Yard"};
+    ASSERT_EQ(ShownNames(), both);
+    Close();
+
+    annex.AnswerAll("HTTP/1.0 503 Busy\r\n\r\n");
+    Start(hall.Port());
+    ASSERT_TRUE(PumpUntil([&] { return console->IsTimerSet(kTimerPendingServers); }));
+    console->Parts().binding.BuildView();  // what the timer does after 30 s
+    Second();
+    EXPECT_EQ(ShownNames(), (Names{"-", "Door", "-", "Yard"}));
+    EXPECT_THAT(Status(), HasSubstr("Barn"));
+    ASSERT_TRUE(Views().Save("Away"));
+    EXPECT_THAT(CellsOf(*Views().List().Find("Away"), "4"), testing::ElementsAreArray(both));
+    annex.AnswerAll("");
+    ASSERT_TRUE(PumpUntil([&] { return console->Parts().cameras.GetCount() == 4; }));
+    Second();
+    EXPECT_EQ(ShownNames(), both);
+    EXPECT_EQ(Views().Current(), "Away");
 }
 
 TEST_F(NamedViews, ASequenceRunsUntilTheUserChooses) {
@@ -432,6 +523,40 @@ TEST_F(NamedViews, FilesOfNonsenseChangeNothing) {
 }
 
 namespace {
+
+// A file of a share that is gone: nothing comes of it, and nobody waits for it.
+TEST_F(NamedViews, AFileThatHangsCanBeStopped) {
+    FakeRecorder recorder("Hall", 4);
+    Open(recorder.Port());
+    ASSERT_TRUE(Views().Save("Mine"));
+    ViewsDialog& dialog = *OpenDialog();
+    auto& stop = *dialog.findChild<QPushButton*>("stop");
+    auto& open = *dialog.findChild<QPushButton*>("import");
+    const auto says = [&](std::uint32_t text) {
+        return PumpUntil(
+            [&] { return dialog.findChild<QLabel*>("message")->text().toStdString() == LoadString(text); });
+    };
+    EXPECT_FALSE(stop.isVisible());
+    const std::string pipe = folder.File("pipe.kvviews");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    Click(dialog, "import");
+    auto& choice = *dialog.findChild<QFileDialog*>();
+    emit choice.fileSelected(QString::fromStdString(pipe));
+    choice.close();
+    ASSERT_TRUE(says(7451));
+    EXPECT_FALSE(open.isEnabled());
+    ASSERT_TRUE(stop.isVisible());
+    PressKey(stop, Qt::Key_Space);
+    EXPECT_TRUE(says(7452));
+    EXPECT_FALSE(stop.isVisible());
+    EXPECT_TRUE(open.isEnabled());
+    // What comes of it later is not heard of.
+    std::ofstream(pipe) << "late";
+    EXPECT_TRUE(PumpUntil([] { return Worker::AbandonedCount() == 0; }));
+    Pump();
+    EXPECT_TRUE(says(7452));
+    EXPECT_THAT(Names(dialog), ElementsAre("Mine"));
+}
 
 class ViewSequence : public kvtest::SettingsTest {
 protected:

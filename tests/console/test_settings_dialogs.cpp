@@ -8,10 +8,12 @@
 #include <QtWidgets/QDialogButtonBox>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QLineEdit>
+#include <QtWidgets/QProgressBar>
 #include <QtWidgets/QPushButton>
 #include <QtWidgets/QSpinBox>
 #include <QtWidgets/QTabBar>
 #include <QtWidgets/QTabWidget>
+#include <QtWidgets/QTableWidget>
 
 #include "channel/camera/base_camera.h"
 #include "console/dialogs/recorder_entry_dialog.h"
@@ -23,6 +25,7 @@
 #include "open_dialog.h"
 #include "persist/string_table.h"
 #include "server/kelvara_info.h"
+#include "skin/picture_ex.h"
 #include "support/fake_recorder.h"
 #include "support/qt_user_input.h"
 
@@ -250,6 +253,50 @@ TEST_F(SettingsDialogs, RecorderListIsEditedByKeyboard) {
     EXPECT_EQ(PlaceText(servers[0]), "10.0.0.4:8080");
 }
 
+TEST_F(SettingsDialogs, AllRecordersOfTheListAreTestedAndItCanBeStopped) {
+    FakeRecorder works("Hall", 3);
+    FakeRecorder refuses("Yard", 1);
+    FakeRecorder silent("Barn", 1);
+    refuses.RefuseLogins(true);
+    silent.GoSilent();
+    RecorderListDialog dialog({Entry("10.0.0.1", 80), Entry("127.0.0.1", silent.Port()),
+                               Entry("127.0.0.1", refuses.Port()), Entry("127.0.0.1", works.Port())},
+                              nullptr);
+    dialog.show();
+    auto& table = Get<QTableWidget>(dialog, "recorders");
+    auto& progress = Get<QProgressBar>(dialog, "progress");
+    auto& test = Get<QPushButton>(dialog, "test");
+    const auto state = [&](int row) { return table.item(row, 4)->text().toStdString(); };
+    const auto says = [&](const std::string& words) {
+        return PumpUntil([&] { return Get<QLabel>(dialog, "message").text().toStdString() == words; });
+    };
+    EXPECT_FALSE(progress.isVisible());
+    PressKey(test, Qt::Key_Space);
+    ASSERT_TRUE(says("2 of 3 recorders tested"));
+    EXPECT_TRUE(progress.isVisible());
+    EXPECT_EQ(progress.value(), 2);
+    EXPECT_EQ(state(0), "");
+    EXPECT_EQ(state(1), LoadString(6155));
+    EXPECT_EQ(state(2), "The connection works. The recorder Hall has 3 channels.");
+    PressKey(test, Qt::Key_Space);
+    EXPECT_TRUE(says(LoadString(6158)));
+    EXPECT_FALSE(progress.isVisible());
+    EXPECT_EQ(state(2), "The connection works. The recorder Hall has 3 channels.");
+
+    // Without the silent one it comes to its end; what was told of one that is changed is told no more.
+    table.selectRow(0);
+    PressKey(table, Qt::Key_Delete);
+    PressKey(test, Qt::Key_Space);
+    ASSERT_TRUE(says("2 of 2 recorders tested"));
+    EXPECT_FALSE(progress.isVisible());
+    EXPECT_EQ(state(0), LoadString(6155));
+    table.selectRow(0);
+    PressKey(table, Qt::Key_F2);
+    OkOf(*FindOpen<RecorderEntryDialog>()).click();
+    EXPECT_EQ(state(0), "");
+    EXPECT_NE(state(1), "");
+}
+
 TEST_F(SettingsDialogs, EntryThatCannotWorkIsRefusedInWords) {
     const auto fault = [](auto change) {
         SavedServer entry = Entry("10.0.0.1", 80);
@@ -271,6 +318,29 @@ TEST_F(SettingsDialogs, EntryThatCannotWorkIsRefusedInWords) {
         };
         EXPECT_EQ(fault(word), "");
     }
+}
+
+TEST_F(SettingsDialogs, ASignTurnsWhileARecorderIsTried) {
+    FakeRecorder recorder("Hall", 1);
+    recorder.GoSilent();
+    RecorderEntryDialog dialog(Entry("127.0.0.1", recorder.Port()), {}, EntryUse::Add, nullptr);
+    dialog.show();
+    CPictureEx* found = nullptr;
+    for (QWidget* const child : dialog.findChildren<QWidget*>()) {
+        found = found == nullptr ? dynamic_cast<CPictureEx*>(child) : found;
+    }
+    ASSERT_NE(found, nullptr);
+    CPictureEx& sign = *found;
+    EXPECT_FALSE(sign.isVisible());
+    auto& test = Get<QPushButton>(dialog, "test");
+    PressKey(test, Qt::Key_Space);
+    ASSERT_TRUE(sign.isVisible());
+    const QImage first = sign.grab().toImage();
+    EXPECT_NE(first, first.copy(0, 0, 1, 1).scaled(first.size())) << "it draws";
+    EXPECT_TRUE(PumpUntil([&] { return sign.grab().toImage() != first; })) << "it turns";
+    PressKey(test, Qt::Key_Space);
+    EXPECT_FALSE(sign.isVisible());
+    EXPECT_EQ(Get<QLabel>(dialog, "message").text().toStdString(), LoadString(6158));
 }
 
 TEST_F(SettingsDialogs, TrialSaysWhatIsWrong) {

@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 
 #include "console/camera/snapshot_command.h"
 #include "console/camera/snapshot_gallery.h"
@@ -24,6 +25,7 @@
 #include "feedback_reader.h"
 #include "lone_wall.h"
 #include "open_dialog.h"
+#include "persist/string_table.h"
 #include "settings_fixture.h"
 #include "support/qt_pump.h"
 #include "support/qt_user_input.h"
@@ -214,6 +216,44 @@ TEST_F(SnapshotCommandTest, ASnapshotFlashesAndIsTold) {
     EXPECT_EQ(Said(), "Something else");
     wall.timers.Elapse(1, fire);
     EXPECT_EQ(Said(), "");
+}
+
+// The user's own computer is where the browser is.
+TEST_F(SnapshotCommandTest, APageGetsThePictureThatItsUserHasTaken) {
+    class PageSite final : public kvtest::SilentSite {
+    public:
+        bool TakesPictures() const override { return true; }
+        void GivePicture(GivenPicture picture) override { given.push_back(std::move(picture)); }
+
+        std::vector<GivenPicture> given;
+    } page;
+    SnapshotCommand inPage{wall.desk, wall.active, wall.settings, feedback, flash, page, wall.clock};
+    wall.desk.window.resize(900, 600);
+    wall.desk.window.show();
+    wall.ShowPicture(60);
+    Pump();
+    const auto takeAndPress = [&](const char* link) {
+        inPage.Take(false);
+        ASSERT_TRUE(PumpUntil([&] { return Link(link) != nullptr; })) << Said();
+        EXPECT_EQ(Link("Open folder"), nullptr);
+        EXPECT_EQ(Link("Today's snapshots"), nullptr);
+        kvtest::ClickAt(*Link(link), {8, 8});
+    };
+    takeAndPress("Save as...");
+    ASSERT_TRUE(PumpUntil([&] { return page.given.size() == 1; }));
+    std::ifstream file(shots + "/" + page.given[0].name, std::ios::binary);
+    EXPECT_EQ(std::string(page.given[0].bytes.begin(), page.given[0].bytes.end()),
+              std::string(std::istreambuf_iterator<char>(file), {}));
+    EXPECT_EQ(page.given[0].use, GivenPicture::Use::Save);
+    takeAndPress("Copy");
+    ASSERT_TRUE(PumpUntil([&] { return page.given.size() == 2; }));
+    EXPECT_EQ(page.given[1].use, GivenPicture::Use::Copy);
+    // One that is gone meanwhile.
+    inPage.Take(false);
+    ASSERT_TRUE(PumpUntil([&] { return Link("Copy") != nullptr; }));
+    std::filesystem::remove_all(shots);
+    kvtest::ClickAt(*Link("Copy"), {8, 8});
+    EXPECT_TRUE(PumpUntil([&] { return Said() == LoadString(7420); }));
 }
 
 // Those of the day, the newest first, as small pictures; what is not a picture does no harm.

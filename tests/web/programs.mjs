@@ -56,7 +56,7 @@ export class Programs {
 
   async startHost(args = [], input = '', address = '127.0.0.1:0') {
     this.host = start('kvmon', [...this.clientArguments(), '--serve', address, ...args], input,
-        {KVMON_DEBUG: '1'});
+        {KVMON_DEBUG: '1', HOME: this.folder, XDG_CONFIG_HOME: join(this.folder, 'config')});
     this.url = new URL(await firstLine(this.host, /kvmon: open (\S+)/));
     this.token = this.url.searchParams.get('token');
   }

@@ -1,5 +1,6 @@
 // A page embeds the console: what its user and its script see, in a real browser.
 import assert from 'node:assert/strict';
+import {readFileSync} from 'node:fs';
 import {createServer, request} from 'node:http';
 import {count, PASSWORD, Programs, runTests, until, USER} from './programs.mjs';
 
@@ -91,6 +92,56 @@ async function userAndScript(browser) {
   assert.equal((await events(page)).filter(([name]) => name === 'OnLogout').length, logouts);
   assert.deepEqual(problems, []);
   await page.close();
+}
+
+// A snapshot is saved where the host runs, and its user gets it here.
+async function snapshots(browser) {
+  const context = await browser.newContext({viewport: {width: 1300, height: 720}, acceptDownloads: true});
+  await context.grantPermissions(['clipboard-read', 'clipboard-write'], {origin: programs.url.origin});
+  const page = await context.newPage();
+  await page.goto(programs.url.href);
+  await watchEvents(page);
+  assert.equal(await control(page, 'Login', USER, PASSWORD), 0);
+  await movingPictures(page, UPPER_LEFT_CELL);
+  await page.evaluate(() => document.querySelector('tr450-client').focus());
+  const focused = (name) => until(`the keyboard at ${name}`, () => page.evaluate(
+    (wanted) => document.querySelector('tr450-client').field.ariaLabel === wanted, name));
+  // The line that tells of it gets the keyboard by its key, once it is there.
+  const takeAndGo = async (name) => {
+    await page.keyboard.press('s');
+    await until('the line that tells of it', async () => {
+      await page.keyboard.press('m');
+      return page.evaluate(() => document.querySelector('tr450-client').field.ariaLabel === 'Save as...');
+    });
+    if (name !== 'Save as...') {
+      await page.keyboard.press('ArrowRight');
+      await focused(name);
+    }
+  };
+  await takeAndGo('Save as...');
+  const [download] = await Promise.all([page.waitForEvent('download'), page.keyboard.press('Enter')]);
+  assert.match(download.suggestedFilename(), /^kvrecorder - Camera 1 .*\.(jpg|bmp)$/);
+  const bytes = readFileSync(await download.path());
+  assert.ok(bytes.length > 2000 && (bytes.readUInt16BE(0) === 0xffd8 || bytes.toString('latin1', 0, 2) === 'BM'));
+
+  await takeAndGo('Copy');
+  await page.keyboard.press('Enter');
+  await until('a picture on the clipboard', () => page.evaluate(async () => {
+    const items = await navigator.clipboard.read();
+    return items.some((item) => item.types.includes('image/png'));
+  }));
+
+  // A page that takes it by itself.
+  await page.evaluate(() => document.querySelector('tr450-client').addEventListener('picture', (event) => {
+    event.preventDefault();
+    window.taken = [event.detail.file.name, event.detail.file.type, event.detail.use];
+  }));
+  await takeAndGo('Save as...');
+  await page.keyboard.press('Enter');
+  const taken = await until('the event', () => page.evaluate(() => window.taken));
+  assert.match(taken[1], /^image\/(jpeg|bmp)$/);
+  assert.equal(taken[2], 'save');
+  await context.close();
 }
 
 // What the console and the page's commands want of the browser around them. A second server stands for the
@@ -333,7 +384,7 @@ await runTests(programs, async (test, launch) => {
   const before = held(programs.host.pid);
   const browser = await launch();
   for (const [name, act] of Object.entries({
-    requests, userAndScript, browserAround: (b) => browserAround(b, site), hostilePage, otherOrigins: (b) => otherOrigins(b, allowed, refused),
+    requests, userAndScript, snapshots, browserAround: (b) => browserAround(b, site), hostilePage, otherOrigins: (b) => otherOrigins(b, allowed, refused),
     reloads: (b) => reloads(b, before),
   })) {
     await test(name, () => act(browser));

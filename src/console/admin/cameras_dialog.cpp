@@ -1,7 +1,6 @@
 #include "console/admin/cameras_dialog.h"
 
 #include <QtCore/QJsonArray>
-#include <QtGui/QKeyEvent>
 #include <QtWidgets/QHBoxLayout>
 #include <QtWidgets/QHeaderView>
 #include <QtWidgets/QLabel>
@@ -17,6 +16,7 @@
 #include "console/admin/found_dialog.h"
 #include "console/dialogs/dialog_parts.h"
 #include "console/dialogs/empty_hint.h"
+#include "console/dialogs/list_keys.h"
 #include "console/dialogs/message_box.h"
 #include "console/settings/fill_pattern.h"
 #include "persist/string_table.h"
@@ -58,6 +58,7 @@ CamerasDialog::CamerasDialog(ApiTarget target, const QJsonObject& info, QWidget*
     for (QPushButton* const button : {m_find, m_add, m_edit, m_remove, m_up, m_down}) {
         side->addWidget(button);
     }
+    new ListKeys(*m_list, {m_add, m_edit, m_remove, m_up, m_down});
     side->addStretch();
     auto* const middle = new QHBoxLayout;
     middle->addWidget(m_list, 1);
@@ -106,7 +107,6 @@ void CamerasDialog::MakeList() {
     m_list->setUniformRowHeights(true);
     m_list->setMinimumSize(std::min(84 * fontMetrics().averageCharWidth(), kWidestList),
                            14 * fontMetrics().height());
-    m_list->installEventFilter(this);
     m_hint = new EmptyHint(*m_list);
     connect(m_list, &QTreeWidget::itemSelectionChanged, this, &CamerasDialog::UpdateButtons);
     connect(m_list, &QTreeWidget::itemDoubleClicked, this, [this] { Edit(); });
@@ -293,43 +293,6 @@ void CamerasDialog::Move(int by) {
     m_nChosen = row->channel + by;
     Change("POST", "/cameras/" + std::to_string(row->channel) + "/move",
            {{QStringLiteral("to"), row->channel + by}, {QStringLiteral("revision"), m_revision}});
-}
-
-// In the list, Enter and F2 change a camera, Insert adds one, Delete removes one, Ctrl with an arrow moves
-// one.
-bool CamerasDialog::eventFilter(QObject* watched, QEvent* event) {
-    if (watched != m_list || event->type() != QEvent::KeyPress) {
-        return QDialog::eventFilter(watched, event);
-    }
-    const auto& key = *static_cast<QKeyEvent*>(event);
-    const bool bMove = key.modifiers().testFlag(Qt::ControlModifier);
-    QPushButton* button = nullptr;
-    switch (key.key()) {
-        case Qt::Key_Return:
-        case Qt::Key_Enter:
-        case Qt::Key_F2:
-            button = m_edit;
-            break;
-        case Qt::Key_Insert:
-            button = m_add;
-            break;
-        case Qt::Key_Delete:
-            button = m_remove;
-            break;
-        case Qt::Key_Up:
-            button = bMove ? m_up : nullptr;
-            break;
-        case Qt::Key_Down:
-            button = bMove ? m_down : nullptr;
-            break;
-        default:
-            break;
-    }
-    if (button == nullptr) {
-        return false;
-    }
-    button->click();
-    return true;
 }
 
 void CamerasDialog::changeEvent(QEvent* event) {

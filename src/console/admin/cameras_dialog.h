@@ -24,7 +24,6 @@ public:
     CamerasDialog(ApiTarget target, const QJsonObject& info, QWidget* parent);
 
 protected:
-    bool eventFilter(QObject* watched, QEvent* event) override;
     void changeEvent(QEvent* event) override;
 
 private:

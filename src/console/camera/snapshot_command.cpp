@@ -43,8 +43,7 @@ std::tm LocalTime(std::chrono::system_clock::time_point now, std::int64_t offset
 }  // namespace
 
 SnapshotCommand::SnapshotCommand(Desk& desk, const ActiveCamera& active, const ConsoleSettings& settings,
-                                 FeedbackLine& feedback, CellFlash& flash, const ClientSite& site,
-                                 Clock& clock)
+                                 FeedbackLine& feedback, CellFlash& flash, ClientSite& site, Clock& clock)
     : m_desk(desk),
       m_active(active),
       m_settings(settings),

@@ -30,7 +30,7 @@ class SnapshotGallery;
 class SnapshotCommand {
 public:
     SnapshotCommand(Desk& desk, const ActiveCamera& active, const ConsoleSettings& settings,
-                    FeedbackLine& feedback, CellFlash& flash, const ClientSite& site, Clock& clock);
+                    FeedbackLine& feedback, CellFlash& flash, ClientSite& site, Clock& clock);
 
     // A process of low integrity saves to its own folder and opens the file for the user to store it.
     void Take(bool bLowIntegrity = IsLowIntegrity());
@@ -51,7 +51,7 @@ private:
     const ActiveCamera& m_active;
     const ConsoleSettings& m_settings;
     CellFlash& m_flash;
-    const ClientSite& m_site;
+    ClientSite& m_site;
     Clock& m_clock;
     SnapshotNames m_names;
     SnapshotNews m_news;

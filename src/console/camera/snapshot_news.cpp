@@ -1,5 +1,7 @@
 #include "console/camera/snapshot_news.h"
 
+#include <QtCore/QCoreApplication>
+#include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 #include <QtCore/QUrl>
 #include <QtGui/QClipboard>
@@ -14,6 +16,7 @@
 #include "console/settings/fill_pattern.h"
 #include "console/wall/feedback_line.h"
 #include "persist/string_table.h"
+#include "platform/caught.h"
 
 namespace kvmon {
 
@@ -32,9 +35,26 @@ constexpr std::uint32_t kStrNoFolder = 7407;
 constexpr std::uint32_t kStrNotWritten = 7408;
 constexpr std::uint32_t kStrNoPicture = 7409;
 constexpr std::uint32_t kStrTooMany = 7410;
+constexpr std::uint32_t kStrNotOpened = 7420;
+constexpr qint64 kMostGiven = 64 << 20;  // bytes
+constexpr Milliseconds kLastMoment{3000};
 
 std::string FolderOf(const SnapshotOrder& order) {
     return QFileInfo(QString::fromStdString(order.path)).path().toStdString();
+}
+
+std::string NameOf(const SnapshotOrder& order) {
+    return QFileInfo(QString::fromStdString(order.path)).fileName().toStdString();
+}
+
+// Nothing for what no page could take.
+std::vector<std::uint8_t> ReadPicture(const std::string& path) {
+    QFile file(QString::fromStdString(path));
+    if (!file.open(QIODevice::ReadOnly) || file.size() > kMostGiven) {
+        return {};
+    }
+    const QByteArray bytes = file.read(kMostGiven);
+    return {bytes.begin(), bytes.end()};
 }
 
 // In words that a user can do something with.
@@ -92,8 +112,41 @@ void SnapshotNews::TellSaved(const SnapshotOrder& order) {
             links.push_back({LoadString(kStrToday), m_gallery});
         }
     }
-    const std::string name = QFileInfo(QString::fromStdString(order.path)).fileName().toStdString();
-    m_feedback.Say(FillPattern(LoadString(kStrSaved), {name}), std::move(links));
+    if (m_site.TakesPictures()) {
+        links = LinksForPage(order);
+    }
+    m_feedback.Say(FillPattern(LoadString(kStrSaved), {NameOf(order)}), std::move(links));
+}
+
+// The folder is the host's, and others' pictures may be in it: the page gets what its own user has just
+// taken.
+std::vector<FeedbackLink> SnapshotNews::LinksForPage(const SnapshotOrder& order) {
+    return {{LoadString(kStrSaveAs), [this, order] { Give(order, GivenPicture::Use::Save); }},
+            {LoadString(kStrCopy), [this, order] { Give(order, GivenPicture::Use::Copy); }}};
+}
+
+// A thread reads the file, whose folder may be another machine's. While one is read a further click does
+// nothing.
+void SnapshotNews::Give(const SnapshotOrder& order, GivenPicture::Use use) {
+    m_reader.Start("snapshot-page",
+                   [this, alive = std::weak_ptr(m_alive), path = order.path, name = NameOf(order), use] {
+                       GivenPicture picture{use, name, {}};
+                       TryStep("SnapshotNews::Give", [&] { picture.bytes = ReadPicture(path); });
+                       QMetaObject::invokeMethod(
+                           qApp,
+                           [this, alive, picture = std::move(picture)]() mutable {
+                               if (alive.expired()) {
+                                   return;
+                               }
+                               m_reader.Wait(kLastMoment);  // this was the last thing it did
+                               if (picture.bytes.empty()) {
+                                   m_feedback.Say(LoadString(kStrNotOpened), {}, kFeedbackFaultTime);
+                               } else {
+                                   m_site.GivePicture(std::move(picture));
+                               }
+                           },
+                           Qt::QueuedConnection);
+                   });
 }
 
 void SnapshotNews::TellFailure(const SnapshotOrder& order, const SnapshotFailure& failure) {

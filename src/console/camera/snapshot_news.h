@@ -2,15 +2,19 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "console/camera/snapshot_writer.h"
+#include "console/ports/client_site.h"
+#include "platform/worker.h"
 
 namespace kvmon {
 
-class ClientSite;
 class Desk;
 class FeedbackLine;
+struct FeedbackLink;
 
 // Puts the picture onto the desktop's clipboard.
 void CopyPicture(const Snapshot& picture);
@@ -18,7 +22,7 @@ void CopyPicture(const Snapshot& picture);
 // User interface thread only.
 class SnapshotNews {
 public:
-    SnapshotNews(Desk& desk, FeedbackLine& feedback, const ClientSite& site)
+    SnapshotNews(Desk& desk, FeedbackLine& feedback, ClientSite& site)
         : m_desk(desk), m_feedback(feedback), m_site(site) {}
 
     // What "Today" opens; without it there is no such link.
@@ -31,9 +35,14 @@ public:
     void TellFailure(const SnapshotOrder& order, const SnapshotFailure& failure);
 
 private:
+    std::vector<FeedbackLink> LinksForPage(const SnapshotOrder& order);
+    void Give(const SnapshotOrder& order, GivenPicture::Use use);
+
     Desk& m_desk;
     FeedbackLine& m_feedback;
-    const ClientSite& m_site;
+    ClientSite& m_site;
+    Worker m_reader;
+    const std::shared_ptr<bool> m_alive = std::make_shared<bool>(true);
     std::function<void()> m_gallery;
     std::function<void(const SnapshotOrder&)> m_saveAs;
 };

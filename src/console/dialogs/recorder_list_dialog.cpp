@@ -1,10 +1,10 @@
 #include "console/dialogs/recorder_list_dialog.h"
 
-#include <QtGui/QKeyEvent>
 #include <QtWidgets/QDialogButtonBox>
 #include <QtWidgets/QHBoxLayout>
 #include <QtWidgets/QHeaderView>
 #include <QtWidgets/QLabel>
+#include <QtWidgets/QProgressBar>
 #include <QtWidgets/QPushButton>
 #include <QtWidgets/QTableWidget>
 #include <QtWidgets/QVBoxLayout>
@@ -12,11 +12,14 @@
 
 #include "console/dialogs/dialog_parts.h"
 #include "console/dialogs/empty_hint.h"
+#include "console/dialogs/list_keys.h"
 #include "console/dialogs/message_box.h"
 #include "console/dialogs/recorder_entry_dialog.h"
 #include "console/settings/fill_pattern.h"
 #include "console/settings/recorder_entry.h"
+#include "persist/plural.h"
 #include "persist/string_table.h"
+#include "skin/plain_text.h"
 
 namespace kvmon {
 
@@ -26,7 +29,15 @@ namespace {
 constexpr struct {
     std::uint32_t title;
     int characters;
-} kColumns[] = {{6130, 18}, {6131, 22}, {6132, 12}, {6133, 8}};
+} kColumns[] = {{6130, 18}, {6131, 22}, {6132, 12}, {6133, 8}, {7503, 14}};
+constexpr int kStateColumn = 4;
+constexpr int kStateCharacters = 26;  // what is longer stands in the tool tip
+constexpr int kProgressHeight = 6;
+
+constexpr std::uint32_t kStrStopTest = 6146;
+constexpr std::uint32_t kStrTestStopped = 6158;
+constexpr std::uint32_t kStrTestAll = 7620;
+constexpr std::uint32_t kStrTested = 7621;
 constexpr int kVisibleRows = 8;
 constexpr int kColumnGap = 12;
 constexpr int kWidestTable = 100;  // characters; longer rows are scrolled
@@ -37,8 +48,14 @@ std::string TitleOf(const SavedServer& server) {
 
 }  // namespace
 
-RecorderListDialog::RecorderListDialog(std::vector<SavedServer> servers, QWidget* parent)
-    : QDialog(parent), m_servers(std::move(servers)), m_table(new QTableWidget(this)) {
+RecorderListDialog::RecorderListDialog(std::vector<SavedServer> servers, QWidget* parent,
+                                       Milliseconds trialTime)
+    : QDialog(parent),
+      m_servers(std::move(servers)),
+      m_states(m_servers.size()),
+      m_table(new QTableWidget(this)),
+      m_trials(trialTime,
+               [this](std::size_t row, const RecorderTestReport& report) { OnTested(row, report); }) {
     setObjectName(QStringLiteral("recordersDialog"));
     setWindowTitle(Text(6124));
     MakeTable();
@@ -56,20 +73,40 @@ RecorderListDialog::RecorderListDialog(std::vector<SavedServer> servers, QWidget
     m_add = add("add", 6135, &RecorderListDialog::Add);
     m_change = add("change", 6136, &RecorderListDialog::Change);
     m_remove = add("remove", 6137, &RecorderListDialog::Remove);
+    m_test = add("test", kStrTestAll, &RecorderListDialog::Test);
+    // So wide as both of its words, that nothing moves.
+    m_test->setText(Text(kStrStopTest));
+    const int stopWidth = m_test->sizeHint().width();
+    m_test->setText(Text(kStrTestAll));
+    m_test->setMinimumWidth(std::max(stopWidth, m_test->sizeHint().width()));
+    new ListKeys(*m_table, {m_add, m_change, m_remove});
     auto* const side = new QVBoxLayout;
-    for (QPushButton* const button : {m_add, m_change, m_remove}) {
+    for (QPushButton* const button : {m_add, m_change, m_remove, m_test}) {
         side->addWidget(button);
     }
     side->addStretch();
     auto* const middle = new QHBoxLayout;
     middle->addWidget(m_table, 1);
     middle->addLayout(side);
+    m_progress = new QProgressBar(this);
+    m_progress->setObjectName(QStringLiteral("progress"));
+    m_progress->setAccessibleName(Text(kStrTestAll));
+    m_progress->setTextVisible(false);
+    m_progress->setFixedHeight(kProgressHeight);
+    QSizePolicy place = m_progress->sizePolicy();
+    place.setRetainSizeWhenHidden(true);
+    m_progress->setSizePolicy(place);
+    m_progress->hide();
+    m_message = MakeMessageLabel(this, 1);
+    m_message->setObjectName(QStringLiteral("message"));
     m_buttons = AddDialogButtons(*this);
     auto* const layout = new QVBoxLayout(this);
     layout->setContentsMargins(16, 16, 16, 14);
     layout->setSpacing(12);
     layout->addWidget(label);
     layout->addLayout(middle);
+    layout->addWidget(m_progress);
+    layout->addWidget(m_message);
     layout->addWidget(m_buttons);
     Fill(0);
     if (m_servers.size() < 2) {
@@ -96,7 +133,6 @@ void RecorderListDialog::MakeTable() {
     m_table->horizontalHeader()->setHighlightSections(false);
     m_table->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     m_table->setMinimumHeight(m_table->verticalHeader()->defaultSectionSize() * kVisibleRows);
-    m_table->installEventFilter(this);
     connect(m_table, &QTableWidget::itemSelectionChanged, this, &RecorderListDialog::OnSelection);
     connect(m_table, &QTableWidget::cellDoubleClicked, this, &RecorderListDialog::Change);
 }
@@ -109,10 +145,12 @@ void RecorderListDialog::Fill(int selected) {
     for (int row = 0; row < rows; ++row) {
         const SavedServer& server = m_servers[static_cast<std::size_t>(row) + 1];
         const std::string texts[] = {server.name, PlaceText(server), server.user,
-                                     server.channelCount != 0 ? std::to_string(server.channelCount) : ""};
+                                     server.channelCount != 0 ? std::to_string(server.channelCount) : "",
+                                     m_states[static_cast<std::size_t>(row) + 1]};
         for (int column = 0; column < static_cast<int>(std::size(texts)); ++column) {
             m_table->setItem(row, column, new QTableWidgetItem(QString::fromStdString(texts[column])));
         }
+        m_table->item(row, kStateColumn)->setToolTip(MarkupOf(texts[kStateColumn]));
     }
     m_table->ensurePolished();  // measured in the font that is shown
     m_table->horizontalHeader()->setSectionResizeMode(QHeaderView::Interactive);
@@ -120,7 +158,10 @@ void RecorderListDialog::Fill(int selected) {
     int width = 2 * m_table->frameWidth() + style()->pixelMetric(QStyle::PM_ScrollBarExtent);
     for (int column = 0; column < static_cast<int>(std::size(kColumns)); ++column) {
         const int least = kColumns[column].characters * m_table->fontMetrics().averageCharWidth();
-        m_table->setColumnWidth(column, std::max(m_table->columnWidth(column) + kColumnGap, least));
+        const int most = column == kStateColumn ? kStateCharacters * m_table->fontMetrics().averageCharWidth()
+                                                : m_table->columnWidth(column) + kColumnGap;
+        m_table->setColumnWidth(column,
+                                std::max(std::min(m_table->columnWidth(column) + kColumnGap, most), least));
         width += m_table->columnWidth(column);
     }
     const int widest = kWidestTable * m_table->fontMetrics().averageCharWidth();
@@ -132,6 +173,7 @@ void RecorderListDialog::Fill(int selected) {
         m_table->selectRow(std::clamp(selected, 0, rows - 1));
     }
     m_buttons->button(QDialogButtonBox::Ok)->setEnabled(m_bChanged);
+    m_test->setEnabled(rows > 0);
     OnSelection();
 }
 
@@ -153,33 +195,6 @@ void RecorderListDialog::OnSelection() {
               : QString());
 }
 
-// In the list, Enter changes an entry, Insert adds one and Delete removes one.
-bool RecorderListDialog::eventFilter(QObject* watched, QEvent* event) {
-    if (watched != m_table || event->type() != QEvent::KeyPress) {
-        return QDialog::eventFilter(watched, event);
-    }
-    QPushButton* button = nullptr;
-    switch (static_cast<QKeyEvent*>(event)->key()) {
-        case Qt::Key_Return:
-        case Qt::Key_Enter:
-            button = m_change;
-            break;
-        case Qt::Key_Insert:
-            button = m_add;
-            break;
-        case Qt::Key_Delete:
-            button = m_remove;
-            break;
-        default:
-            return false;
-    }
-    if (!button->isEnabled()) {
-        return false;
-    }
-    button->click();
-    return true;
-}
-
 void RecorderListDialog::Add() {
     SavedServer entry;
     if (!m_servers.empty()) {
@@ -199,12 +214,65 @@ void RecorderListDialog::Remove() {
     if (row < 0) {
         return;
     }
+    StopTest();
     m_servers.erase(m_servers.begin() + row + 1);
+    m_states.erase(m_states.begin() + row + 1);
     m_bChanged = true;
     Fill(row);
 }
 
+// Stops while it runs.
+void RecorderListDialog::Test() {
+    if (StopTest()) {
+        Say(LoadString(kStrTestStopped));
+        return;
+    }
+    std::fill(m_states.begin(), m_states.end(), std::string());
+    Fill(Selected());
+    const std::vector<SavedServer> tested = GetServers();
+    m_progress->setRange(0, static_cast<int>(tested.size()));
+    m_progress->setValue(0);
+    m_progress->show();
+    m_test->setText(Text(kStrStopTest));
+    SayTested(0, tested.size());
+    m_trials.Start(tested);
+}
+
+// False when there was none.
+bool RecorderListDialog::StopTest() {
+    const bool bRan = m_trials.IsRunning();
+    m_trials.Stop();
+    m_progress->hide();
+    m_test->setText(Text(kStrTestAll));
+    Say({});
+    return bRan;
+}
+
+void RecorderListDialog::OnTested(std::size_t row, const RecorderTestReport& report) {
+    m_states[row + 1] = RecorderTestText(report);
+    QTableWidgetItem* const state = m_table->item(static_cast<int>(row), kStateColumn);
+    state->setText(QString::fromStdString(m_states[row + 1]));
+    state->setToolTip(MarkupOf(m_states[row + 1]));
+    m_progress->setValue(static_cast<int>(m_trials.Done()));
+    const std::size_t done = m_trials.Done();
+    const std::size_t all = m_trials.All();
+    if (!m_trials.IsRunning()) {
+        StopTest();
+    }
+    SayTested(done, all);
+}
+
+void RecorderListDialog::SayTested(std::size_t done, std::size_t all) {
+    Say(FillPattern(LoadPlural(kStrTested, all), {std::to_string(done), std::to_string(all)}));
+}
+
+void RecorderListDialog::Say(const std::string& text) {
+    m_message->setText(QString::fromStdString(text));
+    m_message->setAccessibleName(m_message->text());
+}
+
 void RecorderListDialog::OpenEntry(const SavedServer& entry, int index) {
+    StopTest();
     const bool bNew = index == static_cast<int>(m_servers.size());
     std::vector<SavedServer> others = m_servers;
     if (!bNew) {
@@ -215,8 +283,10 @@ void RecorderListDialog::OpenEntry(const SavedServer& entry, int index) {
     connect(dialog, &QDialog::accepted, this, [this, dialog, index, bNew] {
         if (bNew) {
             m_servers.push_back(dialog->GetEntry());
+            m_states.emplace_back();
         } else {
             m_servers[static_cast<std::size_t>(index)] = dialog->GetEntry();
+            m_states[static_cast<std::size_t>(index)].clear();
         }
         m_bChanged = true;
         Fill(index - 1);

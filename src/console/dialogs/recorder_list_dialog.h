@@ -2,11 +2,15 @@
 #pragma once
 
 #include <QtWidgets/QDialog>
+#include <string>
 #include <vector>
 
+#include "console/dialogs/recorder_trials.h"
 #include "console/settings/multi_server_list.h"
 
 class QDialogButtonBox;
+class QLabel;
+class QProgressBar;
 class QPushButton;
 class QTableWidget;
 
@@ -18,13 +22,12 @@ class EmptyHint;
 class RecorderListDialog final : public QDialog {
 public:
     // `servers` with the first one in front, which is not for change here.
-    RecorderListDialog(std::vector<SavedServer> servers, QWidget* parent);
+    // A test of one ends after `trialTime`.
+    RecorderListDialog(std::vector<SavedServer> servers, QWidget* parent,
+                       Milliseconds trialTime = Milliseconds(15000));
 
     // Without the first one.
     std::vector<SavedServer> GetServers() const;
-
-protected:
-    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void MakeTable();
@@ -34,16 +37,26 @@ private:
     void Add();
     void Change();
     void Remove();
+    void Test();
+    bool StopTest();
+    void OnTested(std::size_t row, const RecorderTestReport& report);
+    void SayTested(std::size_t done, std::size_t all);
+    void Say(const std::string& text);
     void OpenEntry(const SavedServer& entry, int index);
 
     std::vector<SavedServer> m_servers;
+    std::vector<std::string> m_states;  // what a test of each has told
     EmptyHint* m_hint = nullptr;
     QTableWidget* m_table;
     QPushButton* m_add;
     QPushButton* m_change;
     QPushButton* m_remove;
+    QPushButton* m_test;  // of all; stops it while it runs
+    QProgressBar* m_progress;
+    QLabel* m_message;
     QDialogButtonBox* m_buttons;
     bool m_bChanged = false;
+    RecorderTrials m_trials;
 };
 
 }  // namespace kvmon

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "console/ports/browser_window.h"
 #include "skin/look_keeper.h"
@@ -11,6 +12,13 @@
 namespace kvmon {
 
 class SignInMemory;
+
+// A picture on its way to the user's own computer.
+struct GivenPicture {
+    enum class Use : std::uint8_t { Save, Copy } use = Use::Save;
+    std::string name;                 // of its file
+    std::vector<std::uint8_t> bytes;  // of its file
+};
 
 // How the console begins. Locked is full screen that only the login's password leads out of.
 enum class WallStart { Window, FullScreen, Locked };
@@ -31,6 +39,9 @@ public:
     virtual void Quit() {}
     // The console stands on its user's own desktop: folders and the clipboard are that user's.
     virtual bool HasDesktop() const { return CanQuit(); }
+    // The user is at another computer, whose browser takes pictures.
+    virtual bool TakesPictures() const { return false; }
+    virtual void GivePicture([[maybe_unused]] GivenPicture picture) {}
     // What is to be seen, for the title of the window around the console; empty while nobody is logged in.
     virtual void ShowTitle([[maybe_unused]] const std::string& text) {}
 

@@ -1,6 +1,8 @@
 // What the view and the displays tell to those who stand above them.
 #pragma once
 
+#include <string>
+
 namespace kvmon {
 
 // User interface thread only.
@@ -15,6 +17,13 @@ public:
     virtual void OnActiveCellChanged() = 0;
     // The user has chosen a style, a page or a camera, or has given cells other cameras.
     virtual void OnUserChose(bool bOtherCells) = 0;
+    // All cells are about to be as at first.
+    virtual void OnOrderReset() = 0;
+    // The orders are about to have room for more or fewer cells, and may lose what stands in them.
+    virtual void OnCellCountChanges() = 0;
+    // The view has been read from the settings, or written there, under this key.
+    virtual void OnViewLoaded(const std::string& key) = 0;
+    virtual void OnViewSaved(const std::string& key) = 0;
     // The view has taken its windows from the second display.
     virtual void OnSecondPanelUnused() = 0;
     // The wall is on another window, or that window has another size: what lies over it must move, too.

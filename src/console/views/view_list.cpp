@@ -20,6 +20,7 @@ constexpr const char* kEach = "Views\\Each";
 constexpr const char* kAside = "Views\\Aside";
 constexpr const char* kView = "View";
 constexpr const char* kPlace = "Place";
+constexpr const char* kWall = "Wall";
 constexpr const char* kTogether = "List";  // all views in one value, as they were kept once
 
 std::string HashOf(const QByteArray& bytes) {
@@ -157,6 +158,20 @@ void ViewList::Store(const std::vector<NamedView>& before) const {
         WriteBytes(m_settings, section, kView, WriteViews({m_views[i]}));
         m_settings.WriteProfileInt(section, kPlace, static_cast<std::uint32_t>(i));
     }
+}
+
+void StoreWall(COrvoRegistry& settings, const std::string& key, const std::optional<NamedView>& wall) {
+    if (wall || settings.GetProfileBinarySize(key, kWall) > 0) {
+        WriteBytes(settings, key, kWall, wall ? WriteViews({*wall}) : QByteArray());
+    }
+}
+
+std::optional<NamedView> LoadWall(const COrvoRegistry& settings, const std::string& key) {
+    ParsedViews parsed = ReadViews(ReadBytes(settings, key, kWall));
+    if (parsed.views.size() != 1 || parsed.views.front().IsSequence()) {
+        return std::nullopt;
+    }
+    return std::move(parsed.views.front());
 }
 
 bool AddViews(std::vector<NamedView>& views, std::vector<NamedView> more) {

@@ -4,6 +4,7 @@
 // time neither loses what the other has saved.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,11 @@ private:
     COrvoRegistry& m_settings;
     std::vector<NamedView> m_views;
 };
+
+// The wall as it was left, with cameras that were not there; nothing where its cells are known by numbers
+// alone.
+void StoreWall(COrvoRegistry& settings, const std::string& key, const std::optional<NamedView>& wall);
+std::optional<NamedView> LoadWall(const COrvoRegistry& settings, const std::string& key);
 
 // The views of a file behind those that are there. A name that is taken gets a number, also in the steps of
 // the sequences that come along. False, with nothing changed, if they would be too many.

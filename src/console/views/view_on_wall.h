@@ -1,6 +1,7 @@
 // What a named view and the wall have in common: reads the one from the other, and brings it back.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,19 +16,17 @@ class ConsoleControls;
 class RecorderList;
 class ViewController;
 
-// Cameras of a view that are not there have cells that stay empty. These are known by numbers beyond those of
-// the cameras, so that the next view that is read from the wall has the cameras still, wherever the user has
-// brought their cells meanwhile. User interface thread only.
+// Once a view has been placed or saved, the cells are known by their cameras' addresses: cameras that are not
+// there have cells that stay empty. These have numbers beyond those of the cameras, so that the next view
+// that is read from the wall has the cameras still, wherever the user has brought their cells meanwhile, and
+// whichever cameras have come and gone. User interface thread only.
 class ViewOnWall {
 public:
     ViewOnWall(ConsoleControls& controls, ViewController& view, const CameraList& cameras,
                const RecorderList& recorders);
 
-    // The wall as it is now.
+    // The wall as it is now; while the cameras change, as it was before.
     NamedView Read(const std::string& name) const;
-    // The view of this name as it was stored before: where its cells have stayed empty, for cameras that are
-    // not there now, they keep them. True if there are any.
-    bool KeepAbsent(NamedView& view, const NamedView& before) const;
     // What was read stands for the wall from now on.
     void NotePlaces();
 
@@ -37,28 +36,38 @@ public:
     void ShowPages(const NamedView& view);
     void ApplyZooms(const NamedView& view) const;
 
-    // The cameras are not those any more for which the cells were placed.
-    bool HasListChanged() const;
-    // Names of the placed view's cameras that are not there.
+    // The cells are known by cameras.
+    bool IsKnown() const { return m_bKnown; }
+    // The orders are about to have room for other numbers than those that stand in them.
+    void BeforeCountChanges();
+    // The numbers in the cells do not mean the cameras any more for which these were placed.
+    bool HasChanged() const;
+    // Names of the view's cameras that are not there.
     std::vector<std::string> AbsentNames() const;
-    // The session ends.
+    // The cells mean what their numbers say: the session ends, or the order is reset.
     void Forget();
 
 private:
     struct Resolved;
+    struct CameraZoom {
+        ViewCamera camera;
+        DigitalZoom::State state;
+    };
 
     std::vector<ViewCamera> ListedCameras() const;
-    // As long as their cells are there.
-    std::vector<ViewCamera> AbsentCameras() const;
+    NamedView ReadCells() const;
+    void ReadZooms(NamedView& view) const;
     Resolved Resolve(const NamedView& view) const;
 
     ConsoleControls& m_controls;
     ViewController& m_view;
     const CameraList& m_cameras;
     const RecorderList& m_recorders;
-    std::vector<ViewCamera> m_listed;  // the cameras for which the cells were placed
-    std::vector<ViewCamera> m_absent;  // their numbers come behind those of the listed
-    std::vector<ViewZoom> m_absentZooms;
+    bool m_bKnown = false;
+    std::vector<ViewCamera> m_listed;   // the cameras for which the cells were placed
+    std::vector<ViewCamera> m_absent;   // their numbers come behind those of the listed
+    std::vector<CameraZoom> m_zooms;    // as the view had them, for cameras that are not there
+    std::optional<NamedView> m_before;  // what the wall was until the count changed
 };
 
 // All orders: those of the styles with pages, and those of the custom grids.

@@ -86,17 +86,11 @@ ViewOnWall::Resolved ViewOnWall::Resolve(const NamedView& view) const {
 // The orders are permutations: a cell that is to be empty gets a number that no camera has, and there are as
 // many of these as the emptiest order needs. Cameras that the view does not name stand behind its own.
 void ViewOnWall::PlaceCameras(const NamedView& view) {
+    Forget();
     m_listed = ListedCameras();
     const Resolved resolved = Resolve(view);
-    m_absent = resolved.absent;
-    m_absentZooms.clear();
     const auto listed = static_cast<int>(m_listed.size());
-    for (const ViewZoom& zoom : view.zooms) {
-        if (const int number = resolved.NumberOf(zoom.camera); number >= listed) {
-            m_absentZooms.push_back({number - listed, zoom.state});
-        }
-    }
-    const auto absent = static_cast<int>(m_absent.size());
+    const auto absent = static_cast<int>(resolved.absent.size());
     int blanks = 0;
     for (const ViewPages& pages : view.pages) {
         const auto isBlank = [&resolved](int place) { return resolved.NumberOf(place) < 0; };
@@ -104,6 +98,11 @@ void ViewOnWall::PlaceCameras(const NamedView& view) {
                           static_cast<int>(std::count_if(pages.cells.begin(), pages.cells.end(), isBlank)));
     }
     m_view.SetEmptyCells(absent + blanks);
+    m_absent = resolved.absent;
+    m_bKnown = true;
+    for (const ViewZoom& zoom : view.zooms) {
+        m_zooms.push_back({view.cameras[static_cast<std::size_t>(zoom.camera)], zoom.state});
+    }
     for (const NamedOrder& order : AllOrders(m_view.Orders())) {
         const auto pages = std::find_if(view.pages.begin(), view.pages.end(),
                                         [&order](const ViewPages& each) { return each.style == order.name; });
@@ -171,33 +170,37 @@ void ViewOnWall::ApplyZooms(const NamedView& view) const {
     m_view.RepaintCaptions();
 }
 
-bool ViewOnWall::HasListChanged() const {
-    return !AreSame(ListedCameras(), m_listed);
+bool ViewOnWall::HasChanged() const {
+    return m_bKnown && (m_before || !AreSame(ListedCameras(), m_listed));
 }
 
-// A new order of the channels has no empty cells, and with other cameras the numbers mean others.
-std::vector<ViewCamera> ViewOnWall::AbsentCameras() const {
-    return m_absent.empty() || m_view.EmptyCells() == 0 || HasListChanged() ? std::vector<ViewCamera>()
-                                                                            : m_absent;
+void ViewOnWall::BeforeCountChanges() {
+    if (m_bKnown && !m_before) {
+        m_before = ReadCells();
+    }
 }
 
 std::vector<std::string> ViewOnWall::AbsentNames() const {
     std::vector<std::string> names;
-    for (const ViewCamera& camera : AbsentCameras()) {
+    for (const ViewCamera& camera : m_absent) {
         names.push_back(camera.name.empty() ? camera.host : camera.name);
     }
     return names;
 }
 
 void ViewOnWall::NotePlaces() {
-    m_absent = AbsentCameras();
-    m_listed = ListedCameras();
+    if (!m_bKnown) {
+        m_listed = ListedCameras();
+        m_bKnown = true;
+    }
 }
 
 void ViewOnWall::Forget() {
+    m_bKnown = false;
     m_listed.clear();
     m_absent.clear();
-    m_absentZooms.clear();
+    m_zooms.clear();
+    m_before.reset();
 }
 
 }  // namespace kvmon

@@ -42,42 +42,6 @@ private:
     std::vector<int> m_places;
 };
 
-bool IsAmong(const std::vector<ViewCamera>& cameras, const ViewCamera& camera) {
-    return std::any_of(cameras.begin(), cameras.end(),
-                       [&camera](const ViewCamera& each) { return each.IsSame(camera); });
-}
-
-// Fills what is free.
-class Keeper {
-public:
-    Keeper(NamedView& view, const NamedView& before, const std::vector<ViewCamera>& listed)
-        : m_view(view), m_before(before) {
-        for (const ViewCamera& camera : before.cameras) {
-            m_places.push_back(IsAmong(listed, camera) || IsAmong(view.cameras, camera) ? kOther : kUnused);
-        }
-    }
-
-    void Keep(int& cell, int before) {
-        int& place = before >= 0 && cell < 0 ? m_places[static_cast<std::size_t>(before)] : m_none;
-        if (place == kUnused && m_view.cameras.size() < kMaxViewCells) {
-            place = static_cast<int>(m_view.cameras.size());
-            m_view.cameras.push_back(m_before.cameras[static_cast<std::size_t>(before)]);
-        }
-        cell = place >= 0 ? place : cell;
-    }
-    // -1 for a camera that was not kept.
-    int PlaceOf(int before) const { return m_places[static_cast<std::size_t>(before)]; }
-
-private:
-    static constexpr int kOther = -1;   // it is there, or is kept already
-    static constexpr int kUnused = -2;  // not kept yet
-
-    NamedView& m_view;
-    const NamedView& m_before;
-    std::vector<int> m_places;
-    int m_none = kOther;
-};
-
 }  // namespace
 
 std::vector<NamedOrder> AllOrders(ChannelOrders& orders) {
@@ -111,15 +75,19 @@ std::vector<ViewCamera> ViewOnWall::ListedCameras() const {
 }
 
 NamedView ViewOnWall::Read(const std::string& name) const {
-    NamedView view;
+    NamedView view = m_before ? *m_before : ReadCells();
     view.name = name;
+    return view;
+}
+
+NamedView ViewOnWall::ReadCells() const {
+    NamedView view;
     view.style = m_view.CheckedStyle();
     view.customStyle = std::min(m_view.Orders().Custom().GetStyle(), CCustomChannelStyle::kStyleCount - 1);
     view.bMaxView = m_view.IsMaxViewMode();
     view.bFullScreen = m_view.IsFullScreen();
     view.bSecondDisplay = m_view.HasSecondPanel();
-    const std::vector<ViewCamera> absent = AbsentCameras();
-    Collector collect(ListedCameras(), absent, view.cameras);
+    Collector collect(m_bKnown ? m_listed : ListedCameras(), m_absent, view.cameras);
     for (const NamedOrder& order : AllOrders(m_view.Orders())) {
         ViewPages pages{order.name, order.array->GetCurPage(), {}};
         const std::uint32_t count = std::min<std::uint32_t>(order.array->GetTotalCount(), kMaxViewCells);
@@ -136,44 +104,29 @@ NamedView ViewOnWall::Read(const std::string& name) const {
     }
     view.pipChildren = m_view.PipChildren();
     view.single = collect.PlaceOf(m_view.GetSelectedChannel());
-    for (int n = 0; n < m_cameras.GetCount(); ++n) {
-        const auto camera = m_cameras.GetCameraByChannel(n);
-        if (camera && camera->IsDigitalZoom()) {
-            view.zooms.push_back({collect.PlaceOf(n), camera->GetZoom()});
-        }
-    }
-    for (const ViewZoom& zoom : absent.empty() ? std::vector<ViewZoom>() : m_absentZooms) {
-        view.zooms.push_back({collect.PlaceOf(m_cameras.GetCount() + zoom.camera), zoom.state});
-    }
+    ReadZooms(view);
     return view;
 }
 
-bool ViewOnWall::KeepAbsent(NamedView& view, const NamedView& before) const {
-    const std::size_t cameras = view.cameras.size();
-    Keeper keeper(view, before, ListedCameras());
-    for (const ViewPages& old : before.pages) {
-        const auto pages = std::find_if(view.pages.begin(), view.pages.end(),
-                                        [&old](const ViewPages& each) { return each.style == old.style; });
-        if (pages == view.pages.end()) {
+// Those of cameras that are not there as the view had them.
+void ViewOnWall::ReadZooms(NamedView& view) const {
+    const std::vector<ViewCamera> listed = ListedCameras();
+    for (std::size_t i = 0; i < view.cameras.size(); ++i) {
+        const auto isSame = [&](const auto& each) { return each.IsSame(view.cameras[i]); };
+        const auto there = std::find_if(listed.begin(), listed.end(), isSame);
+        if (there != listed.end()) {
+            const auto camera = m_cameras.GetCameraByChannel(static_cast<int>(there - listed.begin()));
+            if (camera && camera->IsDigitalZoom()) {
+                view.zooms.push_back({static_cast<int>(i), camera->GetZoom()});
+            }
             continue;
         }
-        pages->cells.resize(std::max(pages->cells.size(), old.cells.size()), -1);
-        for (std::size_t i = 0; i < old.cells.size(); ++i) {
-            keeper.Keep(pages->cells[i], old.cells[i]);
-        }
-        while (!pages->cells.empty() && pages->cells.back() < 0) {
-            pages->cells.pop_back();
+        const auto had = std::find_if(m_zooms.begin(), m_zooms.end(),
+                                      [&](const CameraZoom& each) { return isSame(each.camera); });
+        if (had != m_zooms.end()) {
+            view.zooms.push_back({static_cast<int>(i), had->state});
         }
     }
-    for (std::size_t i = 0; i < view.pip.size(); ++i) {
-        keeper.Keep(view.pip[i], before.pip[i]);
-    }
-    for (const ViewZoom& zoom : before.zooms) {
-        if (const int place = keeper.PlaceOf(zoom.camera); place >= 0) {
-            view.zooms.push_back({place, zoom.state});
-        }
-    }
-    return view.cameras.size() > cameras;
 }
 
 }  // namespace kvmon

@@ -24,6 +24,8 @@ constexpr std::uint32_t kStrWarning = 5026;
 constexpr std::uint32_t kStrAbsent = 7110;
 constexpr std::uint32_t kStrUnreadable = 7111;
 constexpr std::size_t kAbsentTold = 3;
+// Of a wall whose cells are no view's any more.
+constexpr const char* kNoName = "\\";
 
 }  // namespace
 
@@ -60,17 +62,11 @@ bool ViewSwitch::Save(const std::string& name) {
     if (!view) {
         return false;
     }
-    const NamedView* const before = m_list.Find(clean);
-    const bool bKept = before != nullptr && m_wall.KeepAbsent(*view, *before);
     if (!m_list.Put(*view)) {
         return false;
     }
     m_current = clean;
-    if (bKept) {
-        m_wall.PlaceCameras(*view);  // the same cells, now known as those of these cameras
-    } else {
-        m_wall.NotePlaces();
-    }
+    m_wall.NotePlaces();
     return true;
 }
 
@@ -126,8 +122,7 @@ void ViewSwitch::OpenAt(std::size_t place) {
 }
 
 std::string ViewSwitch::Note() const {
-    const std::vector<std::string> absent =
-        m_current.empty() ? std::vector<std::string>() : m_wall.AbsentNames();
+    const std::vector<std::string> absent = m_wall.AbsentNames();
     if (absent.empty()) {
         return {};
     }
@@ -186,16 +181,42 @@ void ViewSwitch::OnLoginChanged() {
 
 void ViewSwitch::OnSecond() {
     OnLoginChanged();
-    const NamedView* const view = m_current.empty() || !IsWall() ? nullptr : m_list.Find(m_current);
-    if (view == nullptr || m_cameras.GetCount() == 0) {
+    if (!IsWall() || m_cameras.GetCount() == 0 || !m_wall.HasChanged()) {
         return;
     }
-    if (!m_wall.HasListChanged()) {
+    m_bShowing = true;
+    const NamedView view = m_wall.Read(m_current);
+    m_wall.PlaceCameras(view);
+    m_view.ViewStyleChanged(m_view.GetStyle(), {.bForce = true});
+    m_wall.ApplyZooms(view);
+    m_bShowing = false;
+}
+
+void ViewSwitch::OnOrderReset() {
+    m_wall.Forget();
+}
+
+void ViewSwitch::OnCellCountChanges() {
+    m_wall.BeforeCountChanges();
+}
+
+// The numbers that the view itself stores mean nothing to cameras that are not there.
+void ViewSwitch::OnViewSaved(const std::string& key) {
+    const NamedView view = m_wall.Read(m_current.empty() ? kNoName : m_current);
+    StoreWall(m_settings, key, m_wall.IsKnown() ? std::optional(view) : std::nullopt);
+}
+
+void ViewSwitch::OnViewLoaded(const std::string& key) {
+    const std::optional<NamedView> view = LoadWall(m_settings, key);
+    m_wall.Forget();
+    m_current.clear();
+    if (!view) {
         return;
     }
     m_bShowing = true;
     m_wall.PlaceCameras(*view);
     m_view.ViewStyleChanged(m_view.GetStyle(), {.bForce = true});
+    m_current = view->name != kNoName && m_list.Find(view->name) != nullptr ? view->name : std::string();
     m_bShowing = false;
 }
 

@@ -55,10 +55,15 @@ public:
     void OnStepTimer();
     // The session has begun, or what is known of it is more.
     void OnLoginChanged();
-    // Once a second: a list of cameras that has changed gives the view its cells anew.
+    // Once a second: a list of cameras that has changed gives them their cells anew.
     void OnSecond();
     // The user has chosen a style, a page or a camera by himself; with other cells the view is another, too.
     void OnUserChose(bool bOtherCells);
+    // What the wall tells of its cells.
+    void OnOrderReset();
+    void OnCellCountChanges();
+    void OnViewLoaded(const std::string& key);
+    void OnViewSaved(const std::string& key);
     // The session ends.
     void Stop();
 
@@ -76,7 +81,8 @@ private:
     ScreenController& m_screens;
     const CameraList& m_cameras;
     ViewOnWall m_wall;
-    ViewList m_list{Registry()};
+    COrvoRegistry& m_settings = Registry();
+    ViewList m_list{m_settings};
     std::string m_wanted;  // to be opened when there is a wall
     std::string m_current;
     std::string m_sequence;

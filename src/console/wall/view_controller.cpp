@@ -75,6 +75,9 @@ void ViewController::SetDisplaysAvailable(int displays) {
 
 void ViewController::UpdateChannelArray() {
     const auto sum = static_cast<std::uint32_t>(CountShowable());
+    if (sum != m_uShowableCameraCount) {
+        m_events.OnCellCountChanges();
+    }
     m_uShowableCameraCount = sum;
     Trace("CMainDlg::UpdateChannelArray: m_uShowableCameraCount=%d...\n", GetShowableCount());
     if (static_cast<int>(sum) - m_emptyCells >= kCameraWarnCount && !m_bUpperLimitWarned) {

@@ -172,6 +172,7 @@ void ViewController::ResetDisplayOrder() {
     Trace("CMainDlg::OnBtnDisplayOrderReset: this=0x%x...\n",
           static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(&m_desk.Window())));
     m_events.OnUserChose(true);
+    m_events.OnOrderReset();
     SetEmptyCells(0);
     m_orders.ResetOrder();
     OnSelchangePage();

@@ -5,6 +5,7 @@
 #include "channel/cell/video_wnd.h"
 #include "console/panel/console_controls.h"
 #include "console/ports/commands.h"
+#include "console/ports/wall_events.h"
 #include "console/settings/console_settings.h"
 #include "console/wall/camera_list.h"
 #include "console/wall/view_controller.h"
@@ -54,6 +55,7 @@ void ViewController::SaveViewState(const std::string& key) {
     ConsoleControls& controls = m_controls;
     registry.WriteProfileInt(key, "SequentialMode", controls.IsPressed(kCtlSequential) ? 1 : 0);
     registry.WriteProfileInt(key, "EnableAudio", controls.IsPressed(kCtlAudio) ? 1 : 0);
+    m_events.OnViewSaved(key);
 }
 
 void ViewController::LoadViewState(const std::string& key) {
@@ -88,6 +90,7 @@ void ViewController::LoadViewState(const std::string& key) {
     }
     m_nSavedStyle = m_nStyle;
     OnSelchangePage();
+    m_events.OnViewLoaded(key);
 }
 
 }  // namespace kvmon

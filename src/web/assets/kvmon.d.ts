@@ -17,6 +17,8 @@ export interface TR450ClientEventMap {
    * a page that does it itself calls `preventDefault`. `docs/web.md` has the names.
    */
   browsercommand: CustomEvent<{name: string, value: number | string | null}>;
+  /** The user wants a snapshot here; a page that takes it itself calls `preventDefault`. */
+  picture: CustomEvent<{file: File, use: 'save' | 'copy'}>;
   /** A login has ended that its user did not end: another language made the console anew without `AutoStart`. */
   loginend: CustomEvent<null>;
   /** `PreparePlaybackData` has tried a share of its list. */

@@ -45,6 +45,7 @@ enum ToPage : std::uint8_t {
     kWords = 9,
     kKeys = 10,
     kEdges = 11,
+    kPicture = 12,
 };
 
 constexpr std::size_t kTileHead = 13;
@@ -344,6 +345,16 @@ std::vector<std::uint8_t> KeysMessage(std::string_view names) {
 
 std::vector<std::uint8_t> EdgesMessage(std::uint8_t edges) {
     return {kEdges, edges};
+}
+
+std::vector<std::uint8_t> PictureMessage(const GivenPicture& picture) {
+    const std::string name = picture.name.substr(0, kMaxText);
+    std::vector<std::uint8_t> message{kPicture, static_cast<std::uint8_t>(picture.use)};
+    message.reserve(message.size() + 2 + name.size() + picture.bytes.size());
+    Put(message, static_cast<std::uint32_t>(name.size()), 2);
+    message.insert(message.end(), name.begin(), name.end());
+    message.insert(message.end(), picture.bytes.begin(), picture.bytes.end());
+    return message;
 }
 
 PageMessage ReadPageMessage(RemoteDisplay& display, std::span<const std::uint8_t> bytes) {

@@ -14,6 +14,9 @@
 //   9 words        u8 which (PageWords), then the text
 //   10 keys        the names of the keys that the console wants for itself, a line each; "Control+" in front
 //   11 edges       u8 bits: 1 the first control has the keyboard, 2 the last one. A further Tab leaves there.
+//   12 picture     u8 what the user wants of it (0 to save it, 1 to copy it), u16 length of the name, the
+//   name of
+//                  its file, its file
 // From the page:
 //   1 size u16 w h in pixels, u16 hundredths of them to one of the page's (not there: 100)
 //   2 move i16 x y, u8 modifiers  3 button i16 x y, u8 button, u8 down, u8 modifiers,
@@ -37,6 +40,7 @@
 #include <vector>
 
 #include "audio/sound_card.h"
+#include "console/ports/client_site.h"
 #include "skin/skin_colours.h"
 #include "web/session/tile_encoder.h"
 
@@ -67,6 +71,7 @@ enum class PageWords : std::uint8_t {
 std::vector<std::uint8_t> WordsMessage(PageWords which, std::string_view text);
 std::vector<std::uint8_t> KeysMessage(std::string_view names);
 std::vector<std::uint8_t> EdgesMessage(std::uint8_t edges);
+std::vector<std::uint8_t> PictureMessage(const GivenPicture& picture);
 
 // What a page sent beyond its mouse and keys.
 struct PageMessage {

@@ -15,12 +15,16 @@ class WebBrowser final : public BrowserPort {
 public:
     // Sends the page an operation's name and its value.
     using Tell = std::function<void(std::string_view operation, const Variant& value)>;
+    using Give = std::function<void(GivenPicture picture)>;
     // What keeps the look must outlive this object.
-    WebBrowser(Tell tell, LookKeeper& looks) : m_tell(std::move(tell)), m_looks(looks) {}
+    WebBrowser(Tell tell, Give give, LookKeeper& looks)
+        : m_tell(std::move(tell)), m_give(std::move(give)), m_looks(looks) {}
 
     void Quit() override { m_tell("quit", {}); }
     LookChoice GetLook() const override { return m_looks.Choice(); }
     void ChooseLook(LookChoice choice) override { m_looks.Choose(choice); }
+    bool TakesPictures() const override { return true; }
+    void GivePicture(GivenPicture picture) override { m_give(std::move(picture)); }
     void SetState(BrowserState state) override { m_tell("windowState", static_cast<std::int32_t>(state)); }
     void ShowWindow(bool bShow) override { TellFlag("showWindow", bShow); }
     void RemoveClose() override { m_tell("removeClose", {}); }
@@ -44,6 +48,7 @@ private:
     void TellFlag(std::string_view operation, bool bOn) { m_tell(operation, std::int32_t{bOn ? 1 : 0}); }
 
     const Tell m_tell;
+    const Give m_give;
     LookKeeper& m_looks;
 };
 

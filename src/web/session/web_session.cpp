@@ -45,6 +45,8 @@ constexpr WordsRow kWords[] = {
 constexpr int kMostSoundBlocks = 16;
 constexpr std::size_t kMostPendingForSound = 512 * 1024;
 
+constexpr std::size_t kMostPendingForPicture = 8 * 1024 * 1024;
+
 constexpr std::size_t kMostWaiting = 64;
 constexpr std::size_t kMostWaitingBytes = 1024 * 1024;
 
@@ -85,6 +87,12 @@ WebSession::WebSession(const SessionOrder& order, LookKeeper& looks)
       m_browser(
           [this](std::string_view operation, const Variant& value) {
               Raise("browser", {std::string(operation), value});
+          },
+          [this](const GivenPicture& picture) {
+              // A page that reads slowly has not taken the last one yet.
+              if (m_socket.PendingBytes() < kMostPendingForPicture) {
+                  m_socket.SendBinary(PictureMessage(picture));
+              }
           },
           looks),
       m_socket(kSessionPageFd, order.key,

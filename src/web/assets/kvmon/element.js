@@ -1,7 +1,7 @@
   // --- the element
 
   const FROM_HOST = {frame: 1, cursor: 2, sound: 3, record: 4, display: 5, clipboard: 6, textWanted: 7,
-    fullScreen: 8, words: 9, keys: 10, edges: 11};
+    fullScreen: 8, words: 9, keys: 10, edges: 11, picture: 12};
   // The host tells them in the console's language.
   const WORDS = ['The connection to the console is lost. Connecting again...',
     'The console cannot be reached. Still trying...', 'Monitoring console', '', ''];
@@ -283,7 +283,20 @@
         case FROM_HOST.edges:
           this.input.edges = view.getUint8(1);
           break;
+        case FROM_HOST.picture:
+          this.onPicture(view);
+          break;
       }
+    }
+
+    onPicture(view) {
+      const start = 4 + view.getUint16(2, true);
+      const name = new TextDecoder().decode(new Uint8Array(view.buffer, 4, start - 4));
+      const file = new File([new Uint8Array(view.buffer, start)], name,
+        {type: name.endsWith('.bmp') ? 'image/bmp' : 'image/jpeg'});
+      const use = view.getUint8(1) === 1 ? 'copy' : 'save';
+      const event = new CustomEvent('picture', {detail: {file, use}, cancelable: true});
+      if (this.dispatchEvent(event)) this.surroundings.takePicture(file, use);
     }
 
     // A live text speaks up with each change, and for no other reason.

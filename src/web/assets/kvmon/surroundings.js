@@ -34,6 +34,33 @@
       window.moveTo(0, 0);
     }
 
+    takePicture(file, use) {
+      if (use === 'save' || !navigator.clipboard || !window.ClipboardItem) this.savePicture(file);
+      else this.copyPicture(file).catch(() => this.savePicture(file));
+    }
+
+    // To where the browser puts what its user downloads.
+    savePicture(file) {
+      const link = document.createElement('a');
+      link.href = URL.createObjectURL(file);
+      link.download = file.name;
+      link.click();
+      setTimeout(() => URL.revokeObjectURL(link.href), 60000);
+    }
+
+    // Browsers take one kind of picture there.
+    async copyPicture(file) {
+      const asPng = async () => {
+        const bitmap = await createImageBitmap(file);
+        const canvas = document.createElement('canvas');
+        canvas.width = bitmap.width;
+        canvas.height = bitmap.height;
+        canvas.getContext('2d').drawImage(bitmap, 0, 0);
+        return new Promise((resolve) => canvas.toBlob(resolve, 'image/png'));
+      };
+      await navigator.clipboard.write([new ClipboardItem({'image/png': asPng()})]);
+    }
+
     isWebPage(url) {
       try {
         return /^https?:$/.test(new URL(url).protocol);
