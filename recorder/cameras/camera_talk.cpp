@@ -82,7 +82,7 @@ private:
         if (!IsDeviceUrl(m_camera.url)) {
             return m_camera.url;
         }
-        return m_finder ? m_finder(m_camera, 0, [this] { return Ended(); }) : "";
+        return m_finder ? m_finder(m_camera, 0, [this] { return Ended(); }).url : "";
     }
     void SpeakOn(BackChannel& channel);
     std::optional<std::vector<std::int16_t>> Next(std::size_t outstanding);
