@@ -165,6 +165,17 @@ TEST_F(Remembered, TheKeyRingHasThePasswordAndTheStartWaitsForIt) {
     EXPECT_EQ(Registry().GetProfileBinarySize("Desktop", "Passwd"), 0u);
     EXPECT_EQ(Registry().GetProfileBinarySize("Desktop\\Recorders\\R00", "Passwd"), 0u);
     Run({}, [&] { EXPECT_TRUE(HasWall()) << "by itself"; });
+}
+
+TEST_F(Remembered, AKeyRingThatIsLockedOrSilentHoldsUpNothing) {
+    FakeKeyRing ring;
+    keyRing = &ring;
+    Run({}, [&] {
+        ASSERT_TRUE(HasCard());
+        Click(Find("remember"));
+        Click(Find("atStart"));
+        SignInAt(recorder.Port(), "guard", "hunter2", true);
+    });
     // One that is locked: the user is told, and goes on by hand.
     ring.bGives = false;
     Run({}, [&] {

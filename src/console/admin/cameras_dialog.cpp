@@ -35,6 +35,7 @@ constexpr int kWidestList = 680;  // that it insists on
 constexpr std::size_t kMostRows = 128;
 // Characters that each column has room for at the most; longer texts are in the row's tip.
 constexpr int kWidest[] = {6, 26, 56, 36, 22};
+constexpr int kNarrowest = 20;  // of those that are cut
 enum Column { kNumber, kName, kState, kAddress, kPicture };
 
 }  // namespace
@@ -68,6 +69,7 @@ CamerasDialog::CamerasDialog(ApiTarget target, const QJsonObject& info, QWidget*
     auto* const close = new QPushButton(Text(kStrClose), this);
     close->setObjectName(QStringLiteral("close"));
     close->setAutoDefault(false);
+    close->setMinimumWidth(side->sizeHint().width());
     connect(close, &QPushButton::clicked, this, &QDialog::reject);
     auto* const last = new QHBoxLayout;
     last->addWidget(m_message, 1);
@@ -145,6 +147,23 @@ void CamerasDialog::OnList(const ApiAnswer& answer) {
     Fill();
 }
 
+// As wide as their texts; where that is too much for the window, the longest texts are cut first.
+void CamerasDialog::FitColumns() {
+    const int letter = m_list->fontMetrics().averageCharWidth();
+    int over = -m_list->viewport()->width();
+    for (int column = 0; column < m_list->columnCount(); ++column) {
+        m_list->resizeColumnToContents(column);
+        m_list->setColumnWidth(column,
+                               std::min(m_list->columnWidth(column) + letter, kWidest[column] * letter));
+        over += m_list->columnWidth(column);
+    }
+    for (const int column : {kState, kAddress}) {
+        const int cut = std::clamp(over, 0, std::max(m_list->columnWidth(column) - kNarrowest * letter, 0));
+        m_list->setColumnWidth(column, m_list->columnWidth(column) - cut);
+        over -= cut;
+    }
+}
+
 // Rows are kept where they are, so that a reader's place and the list's are not lost.
 void CamerasDialog::Fill() {
     const bool bFirst = m_list->topLevelItemCount() == 0;
@@ -168,11 +187,7 @@ void CamerasDialog::Fill() {
         item->setIcon(kState, StateIcon(row.state, ColoursOf(*m_list), devicePixelRatioF()));
     }
     if (bFirst || m_nChosen >= 0) {
-        for (int column = 0; column < m_list->columnCount(); ++column) {
-            m_list->resizeColumnToContents(column);
-            const int most = kWidest[column] * m_list->fontMetrics().averageCharWidth();
-            m_list->setColumnWidth(column, std::min(m_list->columnWidth(column), most));
-        }
+        FitColumns();
     }
     const int chosen = std::exchange(m_nChosen, -1);
     if (chosen >= 0 || (Selected() < 0 && !m_rows.empty())) {
