@@ -1,11 +1,10 @@
 // kv-tidy BUILD_FOLDER CACHE_FOLDER: clang-tidy over all sources that the build folder's
 // compile_commands.json names.
 //
-// Most of the time goes into the headers of the libraries, so a few sources of one target are looked at as
-// one; if they do not compile together (two of them have a name of their own for different things), each half
-// is tried alone. What was found clean is kept by content, of the sources, all of the tree's headers that
-// they reach, their command and the rules; only what is new is looked at again. Ends with 1 when anything was
-// found.
+// Most of the time goes into the headers of the libraries, so many sources are looked at as one; if they do
+// not compile together, each half is tried alone. What was found clean is kept by content, of the sources,
+// all of the tree's headers that they reach, their command and the rules; only what is new is looked at
+// again. Ends with 1 when anything was found.
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -23,6 +22,7 @@
 #include <thread>
 #include <vector>
 
+#include "grouping.h"
 #include "includes.h"
 
 namespace {
@@ -30,19 +30,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kTidy = "clang-tidy-14";
-
-constexpr std::size_t kTogether = 8;
-
-struct Unit {
-    fs::path source;
-    std::string flags;
-};
-
-// Sources with the same flags.
-struct Group {
-    std::vector<fs::path> sources;
-    std::string flags;
-};
 
 std::string Read(const fs::path& file) {
     std::ifstream stream(file, std::ios::binary);
@@ -100,19 +87,6 @@ std::vector<Unit> ReadUnits(const fs::path& build) {
     const auto same = [](const Unit& a, const Unit& b) { return a.source == b.source; };
     units.erase(std::unique(units.begin(), units.end(), same), units.end());
     return units;
-}
-
-std::vector<Group> Grouped(const std::vector<Unit>& units) {
-    std::vector<Group> groups;
-    for (const auto& unit : units) {
-        if (groups.empty() || groups.back().flags != unit.flags ||
-            groups.back().sources.front().parent_path() != unit.source.parent_path() ||
-            groups.back().sources.size() == kTogether) {
-            groups.push_back({{}, unit.flags});
-        }
-        groups.back().sources.push_back(unit.source);
-    }
-    return groups;
 }
 
 // FNV-1a in two lanes.
@@ -212,12 +186,7 @@ public:
             return {};
         }
         const fs::path together = m_cache / (key + ".cpp");
-        {
-            std::ofstream file(together);
-            for (const auto& source : group.sources) {
-                file << "#include \"" << source.string() << "\"  // NOLINT\n";
-            }
-        }
+        std::ofstream(together) << IncludingAll(group);
         const auto outcome = Run(std::string(kTidy) + " --quiet" + ChecksFor(group) + " --config-file='" +
                                  (m_top / ".clang-tidy").string() + "' '" + together.string() + "' -- " +
                                  group.flags + " 2>/dev/null");
@@ -275,7 +244,7 @@ int main(int argc, char** argv) {
         std::cerr << "kv-tidy: no " << kTidy << ", or nothing that it could look at in " << build << "\n";
         return 2;
     }
-    const auto groups = Grouped(units);
+    const auto groups = Grouped(units, top);
     Looker looker(top, cache, version.said + Read(top / ".clang-tidy"));
 
     std::atomic<std::size_t> next = 0;
