@@ -58,7 +58,7 @@ struct CameraNews {
     enum class Kind { Motion, Input, SignalLost, Tampering, Trouble, Word, Offer };
     Kind kind = Kind::Word;
     bool on = false;
-    std::string words;  // of trouble, also at its end, and of a word
+    std::string words;       // of trouble, also at its end, and of a word
     CameraOffer offer = {};  // what it has, as it says now
 };
 

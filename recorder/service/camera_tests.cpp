@@ -42,10 +42,9 @@ TestedCamera Test(const NetworkCamera& camera, milliseconds limit, const CameraT
 }  // namespace
 
 CameraTools MakeCameraTools(const SearchSetup& search) {
-    return {[search](milliseconds time, const CameraTools::Ended& ended) {
-                return Search(search, time, ended);
-            },
-            Test};
+    return {
+        [search](milliseconds time, const CameraTools::Ended& ended) { return Search(search, time, ended); },
+        Test};
 }
 
 CameraReport ProbeAnyCamera(const NetworkCamera& camera, milliseconds limit,

@@ -115,10 +115,9 @@ source = { url = "rtsp://h/x", user = "u", password = "p", transport = "udp" })"
 
     ConfigText first("listen = \"127.0.0.1:0\"\r\n\r\n# all\r\n# end\r\n");
     EXPECT_EQ(first.Add("New", {"rtsp://h/x", "", "", "", "", true}), 0);
-    EXPECT_EQ(
-        first.Text(),
-        "listen = \"127.0.0.1:0\"\r\n\r\n[[channels]]\r\nname = \"New\"\r\nsource = { url = "
-        "\"rtsp://h/x\" }\r\n\r\n# all\r\n# end\r\n");
+    EXPECT_EQ(first.Text(),
+              "listen = \"127.0.0.1:0\"\r\n\r\n[[channels]]\r\nname = \"New\"\r\nsource = { url = "
+              "\"rtsp://h/x\" }\r\n\r\n# all\r\n# end\r\n");
     first.Remove(0);
     EXPECT_NE(first.Text().find("configured = false\r\n"), std::string::npos)
         << "without any place the recorder would serve scenes instead";
