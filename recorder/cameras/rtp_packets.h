@@ -1,6 +1,7 @@
 // The pictures and the sound in a camera's RTP packets that lost none on their way.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <optional>
