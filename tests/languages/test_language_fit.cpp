@@ -22,6 +22,7 @@
 #include "console/dialogs/pip_dialog.h"
 #include "console/dialogs/recorder_entry_dialog.h"
 #include "console/dialogs/recorder_list_dialog.h"
+#include "console/dialogs/recorder_search_dialog.h"
 #include "console/dialogs/set_lang_dlg.h"
 #include "console/dialogs/settings_dlg.h"
 #include "console/dialogs/sign_in_card.h"
@@ -179,7 +180,13 @@ TEST_F(LanguageFit, DialogsOfSettings) {
         CSetLangDlg language(languages, file.langid, nullptr);
         ExpectFits(language);
         RecorderListDialog list({server, server, server}, nullptr);
+        ExpectFitsWith(list, *list.findChild<QLabel*>(QStringLiteral("message")), {7621, 6158});
+        list.findChild<QPushButton*>(QStringLiteral("test"))->setText(String(6146));
         ExpectFits(list);
+        RecorderSearchDialog search(
+            {"127.0.0.1", 9}, [](const FoundRecorder&) {}, nullptr);
+        ExpectFitsWith(search, *search.findChild<QLabel*>(QStringLiteral("message")), {7615, 7452});
+        ExpectFitsWith(search, *search.findChild<QLabel*>(QStringLiteral("emptyHint")), {7614, 7616, 7617});
         RecorderEntryDialog entry({}, {}, EntryUse::Add, nullptr);
         ExpectFitsWith(entry, *entry.findChild<QLabel*>(QStringLiteral("message")),
                        {6150, 6151, 6152, 6153, 6154, 6155, 6156, 6157, 6158, 6160, 6161, 6162, 6163, 6164,

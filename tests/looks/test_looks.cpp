@@ -28,6 +28,7 @@
 #include "console/dialogs/pip_dialog.h"
 #include "console/dialogs/recorder_entry_dialog.h"
 #include "console/dialogs/recorder_list_dialog.h"
+#include "console/dialogs/recorder_search_dialog.h"
 #include "console/dialogs/set_lang_dlg.h"
 #include "console/dialogs/settings_dlg.h"
 #include "console/dialogs/sign_in_card.h"
@@ -214,6 +215,9 @@ TEST_F(Looks, Dialogs) {
         Check(language, "language");
         RecorderListDialog list({server, server, server}, nullptr);
         Check(list, "recorders");
+        RecorderSearchDialog search(
+            {"127.0.0.1", 9}, [](const FoundRecorder&) {}, nullptr);
+        Check(search, "recorder-search");
         RecorderEntryDialog entry({}, {}, EntryUse::Add, nullptr);
         entry.findChild<QLabel*>(QStringLiteral("message"))
             ->setText(QString::fromStdString(LoadString(6161)));

@@ -15,13 +15,15 @@ namespace kvtest {
 
 class RecorderProcess {
 public:
-    explicit RecorderProcess(int channels) {
+    explicit RecorderProcess(int channels, bool talk = false) {
         std::ofstream config(folder.File("recorder.toml"));
         config << "listen = \"127.0.0.1:0\"\n[server]\nname = \"Hall\"\n"
-               << "[[users]]\nname = \"admin\"\npassword = \"secret\"\nrecord = \"all\"\n";
+               << "[[users]]\nname = \"admin\"\npassword = \"secret\"\nrecord = \"all\"\n"
+               << (talk ? "monitor = \"all\"\ntalk = \"all\"\n" : "");
         for (int n = 0; n < channels; ++n) {
             config << "[[channels]]\nname = \"Camera " << n << "\"\nstreams = [{ codec = \"mjpeg\", "
-                   << "width = 176, height = 144, fps = 5 }]\n";
+                   << "width = 176, height = 144, fps = 5 }]\n"
+                   << (talk ? "talk = true\n" : "");
         }
         config.close();
         process.start(KVRECORDER_PROGRAM, {"--config", Path("recorder.toml"), "--control", Path("control")});

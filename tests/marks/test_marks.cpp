@@ -15,6 +15,7 @@
 #include "channel/cell/channel_view.h"
 #include "console/wall/fs_panel.h"
 #include "console_fixture.h"
+#include "feedback_reader.h"
 #include "menu_entries.h"
 #include "recorder_process.h"
 #include "skin/skin_colours.h"
@@ -246,6 +247,26 @@ TEST_F(Marks, TheRecordButtonFollowsTheRecorder) {
     console->Parts().session.OnBtnLogout();
     EXPECT_TRUE(PumpUntil([&] { return !console->Parts().controls.Get(kCtlRecord).shown; }));
     EXPECT_FALSE(console->Parts().controls.Get(kCtlSnapshot).shown);
+}
+
+TEST_F(Marks, TheWallTellsThatTalkingHasEnded) {
+    const std::string words = "Camera 0: talk has ended";
+    std::ofstream(folder.File("voice.raw")) << std::string(16'000, '\x20');
+    qputenv("KVMON_MICROPHONE", QByteArray::fromStdString(folder.File("voice.raw")));
+    RecorderProcess recorder(4, true);
+    Open(recorder.Port());
+    ASSERT_TRUE(PumpUntil([&] { return console->Parts().controls.Get(kCtlTalk).shown; }));
+    Pump();
+    Click(kCtlTalk);
+    QWidget* talk = nullptr;
+    ASSERT_TRUE(PumpUntil([&] {
+        talk = console->findChild<QWidget*>("talkDialog");
+        return talk != nullptr && talk->isVisible();
+    }));
+    EXPECT_EQ(kvtest::FeedbackText(*console), "");
+    kvtest::PressKey(*talk, Qt::Key_Escape);
+    EXPECT_TRUE(PumpUntil([&] { return kvtest::FeedbackText(*console) == words; }));
+    qunsetenv("KVMON_MICROPHONE");
 }
 
 TEST_F(Marks, ARefusedRecordingGoesOutAtOnceAndIsAskedForAgain) {

@@ -103,10 +103,10 @@ TEST_F(SearchPortTest, IsNoUseForAFlood) {
 
     AnswerLimit limit;
     auto now = std::chrono::steady_clock::now();
-    const auto taken = [&](std::uint32_t asker, int times) {
+    const auto taken = [&](std::uint32_t from, int times) {
         int count = 0;
         for (int i = 0; i < times; ++i) {
-            count += limit.Take(asker, now) ? 1 : 0;
+            count += limit.Take(from, now) ? 1 : 0;
         }
         return count;
     };

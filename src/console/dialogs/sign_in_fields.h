@@ -26,7 +26,7 @@ struct SignInOffer {
     bool bDemo = false;
     bool bKeyRing = false;
     bool bThisRecorderAlone = false;  // that of the entry
-    SearchFrom search;
+    SearchFrom search{};
 };
 
 struct SignInFields {
