@@ -12,6 +12,7 @@
 #include "app/desktop_window.h"
 #include "channel/camera/base_camera.h"
 #include "channel/cell/channel_view.h"
+#include "console/views/view_switch.h"
 #include "console/wall/fs_panel.h"
 #include "screens_fixture.h"
 #include "skin/input_messages.h"
@@ -129,6 +130,41 @@ TEST_F(Screens, TheSecondDisplayShowsThePageAfter) {
     DoubleClick(*Panels()[0], {1, 1});
     ExpectAllHome();
     EXPECT_EQ(ShownOn(console.get()), 1);
+}
+
+TEST_F(Screens, ANamedViewBringsBackWhatBothDisplaysShowed) {
+    FakeRecorder recorder("Hall", 10);
+    Open(recorder.Port());
+    ViewSwitch& views = console->Parts().views;
+    Command(StyleButtonId(VIEW_STYLE_4CH));
+    Command(kCtlMultiScreens);
+    console->Parts().view.Combo().setCurrentIndex(1);
+    console->Parts().view.OnSelchangePage();
+    const std::vector<std::string> pages = ShownNames();
+    EXPECT_THAT(pages, testing::Contains("Channel 10"));
+    ASSERT_TRUE(views.Save("Pages"));
+    Command(kCtlFirstStyle);
+    console->Parts().view.TurnPage(1);
+    const std::vector<std::string> pair = ShownNames();
+    ASSERT_THAT(pair, SizeIs(2));
+    ASSERT_TRUE(views.Save("Pair"));
+
+    Command(kCtlMultiScreens);
+    ExpectAllHome();
+    Command(StyleButtonId(VIEW_STYLE_9CH));
+    Command(kCtlOrderReset);
+    for (int times = 0; times < 2; ++times) {
+        ASSERT_TRUE(console->OpenView("Pages"));
+        Pump();
+        EXPECT_EQ(ShownNames(), pages);
+        ASSERT_THAT(Panels(), SizeIs(1));
+        EXPECT_EQ(ShownOn(Panels()[0]), 4);
+        ASSERT_TRUE(console->OpenView("Pair"));
+        Pump();
+        EXPECT_EQ(ShownNames(), pair);
+        ASSERT_THAT(Panels(), SizeIs(1));
+        EXPECT_EQ(ShownOn(Panels()[0]), 1);
+    }
 }
 
 TEST_F(Screens, PictureInPictureAndTheSecondDisplayExcludeEachOther) {
