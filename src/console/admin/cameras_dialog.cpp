@@ -35,7 +35,6 @@ constexpr int kWidestList = 680;  // that it insists on
 constexpr std::size_t kMostRows = 128;
 // Characters that each column has room for at the most; longer texts are in the row's tip.
 constexpr int kWidest[] = {6, 26, 56, 36, 22};
-constexpr int kNarrowest = 20;  // of those that are cut
 enum Column { kNumber, kName, kState, kAddress, kPicture };
 
 }  // namespace
@@ -80,7 +79,7 @@ CamerasDialog::CamerasDialog(ApiTarget target, const QJsonObject& info, QWidget*
     layout->addLayout(middle, 1);
     layout->addLayout(last);
     // All columns at once, where the screen is no small one.
-    resize(std::min(134 * fontMetrics().averageCharWidth(), kWidestWindow), sizeHint().height());
+    resize(std::min(150 * fontMetrics().averageCharWidth(), kWidestWindow), sizeHint().height());
     if (!m_bCanChange) {
         Say(FillPattern(LoadString(kStrNotKept), {OutsideLine(info["why_not"].toString().toStdString())}));
     }
@@ -147,23 +146,6 @@ void CamerasDialog::OnList(const ApiAnswer& answer) {
     Fill();
 }
 
-// As wide as their texts; where that is too much for the window, the longest texts are cut first.
-void CamerasDialog::FitColumns() {
-    const int letter = m_list->fontMetrics().averageCharWidth();
-    int over = -m_list->viewport()->width();
-    for (int column = 0; column < m_list->columnCount(); ++column) {
-        m_list->resizeColumnToContents(column);
-        m_list->setColumnWidth(column,
-                               std::min(m_list->columnWidth(column) + letter, kWidest[column] * letter));
-        over += m_list->columnWidth(column);
-    }
-    for (const int column : {kState, kAddress}) {
-        const int cut = std::clamp(over, 0, std::max(m_list->columnWidth(column) - kNarrowest * letter, 0));
-        m_list->setColumnWidth(column, m_list->columnWidth(column) - cut);
-        over -= cut;
-    }
-}
-
 // Rows are kept where they are, so that a reader's place and the list's are not lost.
 void CamerasDialog::Fill() {
     const bool bFirst = m_list->topLevelItemCount() == 0;
@@ -187,7 +169,11 @@ void CamerasDialog::Fill() {
         item->setIcon(kState, StateIcon(row.state, ColoursOf(*m_list), devicePixelRatioF()));
     }
     if (bFirst || m_nChosen >= 0) {
-        FitColumns();
+        for (int column = 0; column < m_list->columnCount(); ++column) {
+            m_list->resizeColumnToContents(column);
+            const int most = kWidest[column] * m_list->fontMetrics().averageCharWidth();
+            m_list->setColumnWidth(column, std::min(m_list->columnWidth(column), most));
+        }
     }
     const int chosen = std::exchange(m_nChosen, -1);
     if (chosen >= 0 || (Selected() < 0 && !m_rows.empty())) {

@@ -32,7 +32,6 @@ private:
     void Refresh();
     void OnList(const ApiAnswer& answer);
     void Fill();
-    void FitColumns();
     int Selected() const;
     const CameraRow* SelectedRow() const;
     void UpdateButtons();

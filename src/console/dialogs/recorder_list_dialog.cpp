@@ -40,7 +40,8 @@ constexpr std::uint32_t kStrTestAll = 7620;
 constexpr std::uint32_t kStrTested = 7621;
 constexpr int kVisibleRows = 8;
 constexpr int kColumnGap = 12;
-constexpr int kWidestTable = 100;  // characters; longer rows are scrolled
+constexpr int kWidestTable = 100;  // characters, and pixels that a small screen has; longer rows are scrolled
+constexpr int kWidestPixels = 780;
 
 std::string TitleOf(const SavedServer& server) {
     return server.name.empty() ? PlaceText(server) : server.name;
@@ -164,7 +165,7 @@ void RecorderListDialog::Fill(int selected) {
                                 std::max(std::min(m_table->columnWidth(column) + kColumnGap, most), least));
         width += m_table->columnWidth(column);
     }
-    const int widest = kWidestTable * m_table->fontMetrics().averageCharWidth();
+    const int widest = std::min(kWidestTable * m_table->fontMetrics().averageCharWidth(), kWidestPixels);
     m_table->setMinimumWidth(std::min(width, widest));
     if (width <= widest) {
         m_table->horizontalHeader()->setSectionResizeMode(0, QHeaderView::Stretch);
