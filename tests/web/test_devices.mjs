@@ -179,7 +179,7 @@ async function looks(browser) {
 async function textAndClipboard(browser) {
   const page = await openPage(browser);
   // Options, further recorders, add: its second field has the focus.
-  for (const [x, y] of [[896, 640], [343, 345], [762, 206]]) {
+  for (const [x, y] of [[896, 640], [343, 345], [827, 207]]) {
     await changes(page, [420, 222, 100, 20], 'a dialog', () => page.mouse.click(x, y));
   }
   await until('the field', () => inElement(page, 'element.field.inputMode').then((mode) => mode === 'text'));
