@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "media/base64.h"
 #include "state/text.h"
 
 namespace kvrecorder {

@@ -4,9 +4,9 @@
 #include <sys/socket.h>
 
 #include <algorithm>
-#include <charconv>
 #include <random>
 
+#include "cameras/camera_error.h"
 #include "cameras/camera_words.h"
 
 namespace kvrecorder {
@@ -32,38 +32,13 @@ constexpr milliseconds kFarewell{500};
 constexpr int kPortTries = 20;
 
 void Check(const RtspReply& reply) {
-    if (reply.status == kNoPath) {
+    if (reply.head.status == kNoPath) {
         throw CameraError(words::kNoPath);
     }
-    if (reply.status != kFound) {
+    if (reply.head.status != kFound) {
         throw CameraError("the camera refuses what is said to it, with the status " +
-                          std::to_string(reply.status));
+                          std::to_string(reply.head.status));
     }
-}
-
-// The address that what is told of the streams stands below.
-std::string BaseOf(const RtspReply& reply, const std::string& url) {
-    for (const char* name : {"content-base", "content-location"}) {
-        const std::string told = reply.Header(name);
-        const bool plain = std::none_of(told.begin(), told.end(), [](char c) {
-            return static_cast<unsigned char>(c) <= ' ' || c == 127;
-        });
-        if (told.starts_with("rtsp") && plain) {
-            return told;
-        }
-    }
-    return url;
-}
-
-// The number behind "name=" in "a;name=1-2"; -1 if there is none.
-int ParameterOf(std::string_view text, std::string_view name) {
-    const std::size_t at = text.find(";" + std::string(name) + "=");
-    int number = -1;
-    if (at != std::string_view::npos) {
-        text.remove_prefix(at + name.size() + 2);
-        std::from_chars(text.data(), text.data() + text.size(), number);
-    }
-    return number;
 }
 
 std::uint32_t Draw() {
@@ -93,33 +68,35 @@ CameraOffer AskOffer(const NetworkCamera& camera, const std::string& url, const 
                      std::chrono::steady_clock::time_point until) {
     RtspLink link(camera, url, ended, until);
     RtspReply reply = link.Ask("DESCRIBE", url, std::string(kAccept) + kRequire, until);
-    if (reply.status == kFound) {
-        const SdpOffer offer = ReadSdp(reply.body);
-        return {offer.sound, offer.speech.has_value()};
+    if (reply.head.status == kFound) {
+        const RtspDescription description = ReadRtspDescription(reply.body);
+        return {OffersSound(description), FindSpeech(description).has_value()};
     }
     // It knows no way back, in whichever words.
     reply = link.Ask("DESCRIBE", url, kAccept, until);
-    if (reply.status != kFound) {
-        throw CameraError(reply.status == kNoPath ? words::kNoPath : words::kRefuses);
+    if (reply.head.status != kFound) {
+        throw CameraError(reply.head.status == kNoPath ? words::kNoPath : words::kRefuses);
     }
-    return {ReadSdp(reply.body).sound, false};
+    return {OffersSound(ReadRtspDescription(reply.body)), false};
 }
 
 BackChannel::BackChannel(const NetworkCamera& camera, const std::string& url,
                          const std::function<bool()>& ended, TimePoint until)
     : m_link(camera, url, ended, until), m_url(url), m_source(Draw()), m_firstStamp(Draw()) {
     const RtspReply reply = m_link.Ask("DESCRIBE", url, std::string(kAccept) + kRequire, until);
-    const SdpOffer offer = reply.status == kFound ? ReadSdp(reply.body) : SdpOffer{};
-    if (reply.status != kUnknownWay) {
+    const RtspDescription description =
+        reply.head.status == kFound ? ReadRtspDescription(reply.body) : RtspDescription{};
+    const auto speech = FindSpeech(description);
+    if (reply.head.status != kUnknownWay) {
         Check(reply);
     }
-    if (!offer.speech) {
+    if (!speech) {
         throw CameraError(words::kPlaysNothing);
     }
-    m_speech = *offer.speech;
-    const std::string below = BaseOf(reply, url);
-    m_base = JoinControl(below, offer.control);
-    m_speech.control = JoinControl(below, m_speech.control);
+    m_speech = *speech;
+    const std::string below = BaseOfControls(reply.head, url);
+    m_base = JoinRtspUrl(below, description.control);
+    m_speech.control = JoinRtspUrl(below, m_speech.control);
     SetUp(camera.overUdp, until);
     Check(m_link.Ask("PLAY", m_base, "Session: " + m_session + "\r\n" + kRequire, until));
     m_said = Clock::now();
@@ -144,30 +121,30 @@ void BackChannel::SetUp(bool datagrams, TimePoint until) {
         }
         const RtspReply reply =
             m_link.Ask("SETUP", m_speech.control, "Transport: " + transport + "\r\n" + kRequire, until);
-        if (reply.status == kOtherTransport && turn == datagrams) {
+        if (reply.head.status == kOtherTransport && turn == datagrams) {
             m_datagrams.reset();
             m_reports.reset();
             continue;
         }
         Check(reply);
-        m_session = FirstPart(reply.Header("session"));
-        if (const int told = ParameterOf(reply.Header("session"), "timeout"); told > 0) {
-            m_alive = seconds(std::clamp(told, 4, 3600));
+        m_session = FirstPart(reply.head.Field("Session"));
+        if (const auto told = NumberOfPart(reply.head.Field("Session"), "timeout")) {
+            m_alive = seconds(std::clamp(*told, 4, 3600));
         }
         if (m_session.empty()) {
             throw CameraError(words::kNotUnderstood);
         }
-        ReadTransport(reply.Header("transport"));
+        ReadTransport(reply.head.Field("Transport"));
         return;
     }
 }
 
-void BackChannel::ReadTransport(const std::string& transport) {
+void BackChannel::ReadTransport(std::string_view transport) {
     if (!m_datagrams) {
-        m_channel = std::clamp(ParameterOf(transport, "interleaved"), 0, 255);
+        m_channel = std::clamp(NumberOfPart(transport, "interleaved").value_or(0), 0, 255);
         return;
     }
-    const int port = ParameterOf(transport, "server_port");
+    const int port = NumberOfPart(transport, "server_port").value_or(0);
     Address peer;
     if (port < 1 || port > 65534 || ::getpeername(m_link.Socket(), peer.Get(), &peer.size) != 0) {
         throw CameraError(words::kNotUnderstood);
@@ -238,7 +215,9 @@ bool BackChannel::Send(std::span<const std::uint8_t> coded, std::uint32_t stamp,
 }
 
 void BackChannel::Keep() {
-    m_link.Drain();
+    if (m_link.Drain()) {
+        m_said = Clock::now() - m_alive;  // which was not taken
+    }
     if (m_link.Flush() && Clock::now() - m_said > m_alive / 2) {
         m_said = Clock::now();
         m_link.Say("OPTIONS", m_url, "Session: " + m_session + "\r\n");

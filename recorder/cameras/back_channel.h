@@ -45,7 +45,7 @@ public:
 
 private:
     void SetUp(bool datagrams, TimePoint until);
-    void ReadTransport(const std::string& transport);
+    void ReadTransport(std::string_view transport);
     int OpenDatagrams();
 
     RtspLink m_link;

@@ -3,13 +3,10 @@
 #include <netdb.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <sys/random.h>
 #include <sys/socket.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <cstdio>
 #include <memory>
 #include <thread>
 
@@ -23,15 +20,13 @@ using std::chrono::milliseconds;
 
 // The largest packet and much of what comes behind it.
 constexpr std::size_t kBuffer = 128 << 10;
-constexpr std::size_t kLongestHead = 16 << 10;
-constexpr std::size_t kLongestBody = 64 << 10;
-constexpr std::size_t kPacketHead = 4;
 // Whoever waits is asked so often whether he still does.
 constexpr milliseconds kLongestWait{100};
 // A net brings a picture in many small pieces, of which each would wake the thread.
 constexpr std::chrono::microseconds kGather{1'000};
 constexpr int kMostReplies = 8;
-constexpr std::uint8_t kMostChannels = 8;
+// Of two kinds of media, and of cameras that choose others than they were asked for.
+constexpr int kMostChannels = 8;
 
 struct FreeAddresses {
     void operator()(addrinfo* addresses) const { ::freeaddrinfo(addresses); }
@@ -50,29 +45,10 @@ std::string PortOf(const std::string& url) {
     return url.substr(port + 1, url.find_first_of("/?", port) - port - 1);
 }
 
-// A packet of a channel that may have been asked for, or a word.
-bool BeginsItem(const std::uint8_t* bytes) {
-    return (bytes[0] == '$' && bytes[1] < kMostChannels) ||
-           std::all_of(bytes, bytes + kPacketHead,
-                       [](std::uint8_t byte) { return (byte >= 'A' && byte <= 'Z') || byte == '_'; });
-}
-
-std::string Random() {
-    std::array<unsigned char, 8> bytes{};
-    std::string text;
-    if (::getrandom(bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size())) {
-        for (const unsigned char byte : bytes) {
-            text += static_cast<char>('a' + byte % 16);
-            text += static_cast<char>('a' + byte / 16);
-        }
-    }
-    return text;
-}
-
 }  // namespace
 
 RtspConnection::RtspConnection(const NetworkCamera& camera, const std::string& url, InputLimit& limit)
-    : m_camera(camera), m_limit(limit), m_buffer(kBuffer) {
+    : m_limit(limit), m_login(camera.user, camera.password), m_buffer(kBuffer) {
     Connect(ReadCameraUrl(url).host, PortOf(url));
 }
 
@@ -136,15 +112,7 @@ void RtspConnection::Tell(std::string_view method, const std::string& url, std::
     std::string request = std::string(method) + " " + url +
                           " RTSP/1.0\r\nCSeq: " + std::to_string(++m_sequence) +
                           "\r\nUser-Agent: kvrecorder\r\n" + std::string(fields);
-    m_signed = m_challenge && !m_camera.user.empty();
-    if (m_signed) {
-        std::string answer = AnswerRtspChallenge(*m_challenge, m_camera.user, m_camera.password.View(),
-                                                 method, url, ++m_signedCount, Random());
-        AppendSecret(request, "Authorization: ");
-        AppendSecret(request, answer);
-        AppendSecret(request, "\r\n");
-        Wipe(answer);
-    }
+    AppendSecret(request, m_login.Line(method, url).View());
     AppendSecret(request, "\r\n");
     // It is far less than the system takes at once.
     const ssize_t sent = ::send(m_socket->Get(), request.data(), request.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
@@ -155,42 +123,35 @@ void RtspConnection::Tell(std::string_view method, const std::string& url, std::
     }
 }
 
-RtspConnection::Reply RtspConnection::Ask(std::string_view method, const std::string& url,
-                                          std::string_view fields) {
-    for (int tries = 0; tries < 3; ++tries) {
+RtspReply RtspConnection::Ask(std::string_view method, const std::string& url, std::string_view fields) {
+    while (true) {
         Tell(method, url, fields);
-        Reply reply = ReadReply();
+        RtspReply reply = ReadReply();
         if (!Judge(reply.head)) {
             return reply;
         }
     }
-    throw CameraError(words::kRefusesLogin);
 }
 
 bool RtspConnection::Judge(const RtspHead& head) {
+    switch (m_login.Judge(head)) {
+        case RtspLogin::Verdict::Again:
+            return true;
+        case RtspLogin::Verdict::WantsUser:
+            throw CameraError(words::kWantsLogin);
+        case RtspLogin::Verdict::Refuses:
+            throw CameraError(words::kRefusesLogin);
+        case RtspLogin::Verdict::NotKnown:
+            throw StrangeRtsp();
+        case RtspLogin::Verdict::GoesOn:
+            break;
+    }
     if (head.status >= 200 && head.status < 300) {
         return false;
     }
-    if (head.status == 401) {
-        auto challenge = ReadRtspChallenge(head);
-        if (m_camera.user.empty()) {
-            throw CameraError(words::kWantsLogin);
-        }
-        if (!challenge) {
-            throw StrangeRtsp();
-        }
-        // Another nonce, as the old one is too old, is no refusal.
-        if (m_signed && m_challenge &&
-            (challenge->kind == RtspChallenge::Kind::Basic || challenge->nonce == m_challenge->nonce)) {
-            throw CameraError(words::kRefusesLogin);
-        }
-        m_challenge = std::move(challenge);
-        m_signedCount = 0;
-        return true;
-    }
     switch (head.status) {
         case 403:
-            throw CameraError(m_camera.user.empty() ? words::kWantsLogin : words::kRefusesLogin);
+            throw CameraError(!m_login.HasUser() ? words::kWantsLogin : words::kRefusesLogin);
         case 404:
             throw CameraError(words::kNoPath);
         default:
@@ -201,9 +162,9 @@ bool RtspConnection::Judge(const RtspHead& head) {
     }
 }
 
-RtspConnection::Reply RtspConnection::ReadReply() {
+RtspReply RtspConnection::ReadReply() {
     for (int others = 0; others < kMostReplies;) {
-        const Item* const item = NextItem();
+        const RtspItem* const item = NextItem();
         if (!item) {
             Receive(false);
             continue;
@@ -213,64 +174,27 @@ RtspConnection::Reply RtspConnection::ReadReply() {
             DropItem();
             continue;
         }
-        Reply reply{item->head, {item->bytes.begin(), item->bytes.end()}};
+        RtspReply reply{item->head, {item->bytes.begin(), item->bytes.end()}};
         DropItem();
         return reply;
     }
     throw StrangeRtsp();
 }
 
-const RtspConnection::Item* RtspConnection::NextItem() {
+const RtspItem* RtspConnection::NextItem() {
     if (m_item) {
         return &*m_item;
     }
-    // Some cameras send a line's end too much; of what is damaged a beginning is looked for.
-    while (m_end - m_begin >= kPacketHead && !BeginsItem(m_buffer.data() + m_begin)) {
-        ++m_begin;
-    }
-    const std::span<const std::uint8_t> rest(m_buffer.data() + m_begin, m_end - m_begin);
-    if (rest.size() < kPacketHead) {
-        return nullptr;
-    }
-    if (rest[0] == '$') {
-        const std::size_t size = static_cast<std::size_t>(rest[2]) << 8 | rest[3];
-        if (rest.size() < kPacketHead + size) {
-            return nullptr;
-        }
-        m_item.emplace();
-        m_item->isPacket = true;
-        m_item->channel = rest[1];
-        m_item->bytes = rest.subspan(kPacketHead, size);
-        m_itemSize = kPacketHead + size;
-        return &*m_item;
-    }
-    const std::string_view text(reinterpret_cast<const char*>(rest.data()), rest.size());
-    const std::size_t end = text.substr(0, kLongestHead).find("\r\n\r\n");
-    if (end == std::string_view::npos) {
-        if (rest.size() > kLongestHead) {
-            throw CameraError(words::kNotUnderstood);
-        }
-        return nullptr;
-    }
-    auto head = ReadRtspHead(text.substr(0, end + 2));
-    const auto size = head ? head->BodySize() : std::nullopt;
-    if (!size || *size > kLongestBody) {
-        throw CameraError(words::kNotUnderstood);
-    }
-    if (rest.size() < end + 4 + *size) {
-        return nullptr;
-    }
-    m_item.emplace();
-    m_item->head = std::move(*head);
-    m_item->bytes = rest.subspan(end + 4, *size);
-    m_itemSize = end + 4 + *size;
-    return &*m_item;
+    const auto rest = std::span(m_buffer).subspan(m_begin, m_end - m_begin);
+    const std::size_t skipped = SkipToRtspItem(rest, kMostChannels);
+    m_begin += skipped;
+    m_item = ReadRtspItem(rest.subspan(skipped));
+    return m_item ? &*m_item : nullptr;
 }
 
 void RtspConnection::DropItem() {
-    m_begin += m_itemSize;
+    m_begin += m_item ? m_item->size : 0;
     m_item.reset();
-    m_itemSize = 0;
 }
 
 void RtspConnection::Receive(bool gather) {

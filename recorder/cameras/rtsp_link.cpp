@@ -19,7 +19,6 @@ using Clock = std::chrono::steady_clock;
 
 // How soon a wait ends when it is to.
 constexpr milliseconds kLook{50};
-constexpr int kRefused = 401;
 // Of a camera that sends without end.
 constexpr int kMostReads = 16;
 
@@ -202,24 +201,23 @@ RtspReply RtspLink::Ask(const std::string& method, const std::string& url, const
             Wait(POLLOUT, until);
         }
         std::optional<RtspReply> reply;
-        while (!reply || (reply->sequence != sequence && reply->sequence >= 0)) {
+        while (!reply || (reply->head.Sequence() != sequence && reply->head.Sequence() >= 0)) {
             CheckLimit(until);
             reply = m_replies.Next();
             if (!reply && !Read()) {
                 Wait(POLLIN, until);
             }
         }
-        if (reply->status != kRefused) {
-            return std::move(*reply);
-        }
-        std::vector<std::string> challenges;
-        for (const auto& [name, value] : reply->headers) {
-            if (name == "www-authenticate") {
-                challenges.push_back(value);
-            }
-        }
-        if (!m_login.Take(challenges)) {
-            throw CameraError(m_login.HasUser() ? words::kRefusesLogin : words::kWantsLogin);
+        switch (m_login.Judge(reply->head)) {
+            case RtspLogin::Verdict::GoesOn:
+                return std::move(*reply);
+            case RtspLogin::Verdict::Again:
+                break;
+            case RtspLogin::Verdict::WantsUser:
+                throw CameraError(words::kWantsLogin);
+            case RtspLogin::Verdict::Refuses:
+            case RtspLogin::Verdict::NotKnown:
+                throw CameraError(words::kRefusesLogin);
         }
     }
 }
@@ -252,11 +250,14 @@ std::size_t RtspLink::Outstanding() const {
                                                                          : 0;
 }
 
-void RtspLink::Drain() {
+bool RtspLink::Drain() {
+    bool again = false;
     for (int turn = 0; turn < kMostReads && Read(); ++turn) {
-        while (m_replies.Next()) {
+        while (const auto reply = m_replies.Next()) {
+            again = m_login.Judge(reply->head) == RtspLogin::Verdict::Again || again;
         }
     }
+    return again;
 }
 
 // What is there; false if nothing is.

@@ -1,4 +1,6 @@
-// A connection of our own to a camera that speaks RTSP, for what the library of its pictures does not do.
+// A connection to a camera that speaks RTSP, by which something goes to the camera. It is encrypted where the
+// camera wants that, and what is written waits for nothing; RtspConnection beside it is for the packets of
+// pictures, which it reads in place.
 #pragma once
 
 #include <chrono>
@@ -7,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "cameras/camera_error.h"
 #include "cameras/rtsp_login.h"
 #include "cameras/rtsp_reply.h"
 #include "media/stream_config.h"
@@ -38,8 +41,9 @@ public:
     bool Flush();
     // Written, and not known to have come to the camera.
     std::size_t Outstanding() const;
-    // Reads what has come and forgets it.
-    void Drain();
+    // Reads what has come and forgets it. True once if a request was not taken for the login, and is to be
+    // said again with a newer one.
+    bool Drain();
     // For datagrams to the host at its other end.
     int Socket() const;
 

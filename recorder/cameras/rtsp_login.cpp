@@ -1,9 +1,7 @@
 #include "cameras/rtsp_login.h"
 
-#include <nettle/base64.h>
 #include <nettle/md5.h>
 #include <nettle/sha2.h>
-#include <strings.h>
 
 #include <algorithm>
 #include <array>
@@ -11,44 +9,49 @@
 #include <cstdio>
 #include <random>
 
+#include "cameras/rtsp_words.h"
+#include "media/base64.h"
+
 namespace kvrecorder {
 namespace {
 
 constexpr std::size_t kMostValue = 512;
-
-bool StartsWith(std::string_view text, std::string_view with) {
-    return text.size() >= with.size() && ::strncasecmp(text.data(), with.data(), with.size()) == 0;
-}
-
-bool Same(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && StartsWith(a, b);
-}
+constexpr int kRefused = 401;
+// A camera may ask twice for a request, first for a login and then for a newer one.
+constexpr int kMostInRow = 2;
 
 bool BreaksLine(char c) {
-    return static_cast<unsigned char>(c) < ' ' || c == '"' || c == 127;
+    return static_cast<unsigned char>(c) < ' ' || c == 127;
+}
+
+// A name may not end the field that it stands in.
+std::string Quoted(std::string_view text) {
+    std::string quoted = "\"";
+    for (const char c : text) {
+        if (c == '"' || c == '\\') {
+            quoted += '\\';
+        }
+        if (!BreaksLine(c)) {
+            quoted += c;
+        }
+    }
+    return quoted + '"';
 }
 
 // Takes the next `name=value` or `name="value"`; false at the end.
 bool TakePair(std::string_view& rest, std::string_view& name, std::string& value) {
     rest.remove_prefix(std::min(rest.find_first_not_of(" \t,"), rest.size()));
-    const std::size_t equals = rest.find('=');
-    if (equals == std::string_view::npos) {
+    if (rest.find('=') == std::string_view::npos) {
         return false;
     }
-    name = rest.substr(0, equals);
-    while (name.ends_with(' ')) {
-        name.remove_suffix(1);
-    }
-    rest.remove_prefix(equals + 1);
-    rest.remove_prefix(std::min(rest.find_first_not_of(' '), rest.size()));
+    name = rtsp::Trim(rtsp::Cut(rest, '='));
+    rest.remove_prefix(std::min(rest.find_first_not_of(" \t"), rest.size()));
     const bool quoted = rest.starts_with('"');
-    if (quoted) {
-        rest.remove_prefix(1);
-    }
-    const std::size_t end = std::min(rest.find(quoted ? '"' : ','), rest.size());
-    value = rest.substr(0, std::min(end, kMostValue));
-    std::erase_if(value, BreaksLine);
-    rest.remove_prefix(std::min(end + (quoted ? 1 : 0), rest.size()));
+    rest.remove_prefix(quoted ? 1 : 0);
+    const std::string_view told = rtsp::Cut(rest, quoted ? '"' : ',');
+    value = (quoted ? told : rtsp::Trim(told)).substr(0, kMostValue);
+    // Where no mark closes it, it begins with none either.
+    std::erase_if(value, [](char c) { return BreaksLine(c) || c == '"'; });
     return true;
 }
 
@@ -62,71 +65,90 @@ std::string Hex(const std::uint8_t* bytes, std::size_t count) {
     return text;
 }
 
-std::string MakeNonce() {
-    std::random_device source;
-    char text[9];
-    std::snprintf(text, sizeof text, "%08x", source());
-    return text;
-}
-
 const std::uint8_t* BytesOf(std::string_view text) {
     return reinterpret_cast<const std::uint8_t*>(text.data());
 }
 
 }  // namespace
 
+std::string DrawWord() {
+    std::random_device source;
+    std::string word;
+    for (int i = 0; i < 2; ++i) {
+        std::array<char, 9> text{};
+        std::snprintf(text.data(), text.size(), "%08x", source());
+        word += text.data();
+    }
+    return word;
+}
+
 RtspLogin::Challenge RtspLogin::Read(std::string_view text) {
     Challenge challenge;
-    if (StartsWith(text, "Basic")) {
+    const std::string_view scheme = rtsp::Cut(text, ' ');
+    if (rtsp::IsName(scheme, "Basic")) {
         challenge.kind = Kind::Basic;
         return challenge;
     }
-    if (!StartsWith(text, "Digest ")) {
+    if (!rtsp::IsName(scheme, "Digest")) {
         return challenge;
     }
-    text.remove_prefix(7);
     std::string_view name;
     std::string value;
     std::string protection;
     while (TakePair(text, name, value)) {
-        if (Same(name, "realm")) {
+        if (rtsp::IsName(name, "realm")) {
             challenge.realm = value;
-        } else if (Same(name, "nonce")) {
+        } else if (rtsp::IsName(name, "nonce")) {
             challenge.nonce = value;
-        } else if (Same(name, "opaque")) {
+        } else if (rtsp::IsName(name, "opaque")) {
             challenge.opaque = value;
-        } else if (Same(name, "algorithm")) {
+        } else if (rtsp::IsName(name, "algorithm")) {
             challenge.algorithm = value;
-        } else if (Same(name, "qop")) {
+        } else if (rtsp::IsName(name, "qop")) {
             protection = value;
-        } else if (Same(name, "stale")) {
-            challenge.stale = Same(value, "true");
         }
     }
     // "auth,auth-int"
-    challenge.protects = StartsWith(protection, "auth,") || protection.ends_with("auth");
+    for (std::string_view rest = protection; !rest.empty();) {
+        challenge.protects = challenge.protects || rtsp::IsName(rtsp::Trim(rtsp::Cut(rest, ',')), "auth");
+    }
     const bool can = !challenge.nonce.empty() && (protection.empty() || challenge.protects);
-    if (can && (challenge.algorithm.empty() || Same(challenge.algorithm, "MD5"))) {
+    if (can && (challenge.algorithm.empty() || rtsp::IsName(challenge.algorithm, "MD5"))) {
         challenge.kind = Kind::Md5;
-    } else if (can && Same(challenge.algorithm, "SHA-256")) {
+    } else if (can && rtsp::IsName(challenge.algorithm, "SHA-256")) {
         challenge.kind = Kind::Sha256;
     }
     return challenge;
 }
 
-bool RtspLogin::Take(const std::vector<std::string>& challenges) {
+RtspLogin::Verdict RtspLogin::Judge(const RtspHead& reply) {
+    if (reply.status != kRefused) {
+        m_inRow = 0;
+        return Verdict::GoesOn;
+    }
+    if (m_user.empty()) {
+        return Verdict::WantsUser;
+    }
     Challenge best;
-    for (const std::string& text : challenges) {
-        Challenge challenge = Read(text);
-        if (challenge.kind > best.kind) {
-            best = std::move(challenge);
+    for (const auto& [name, value] : reply.fields) {
+        if (rtsp::IsName(name, "WWW-Authenticate")) {
+            Challenge challenge = Read(value);
+            if (challenge.kind > best.kind) {
+                best = std::move(challenge);
+            }
         }
     }
-    // Refused already, but for a nonce that has grown old.
-    const bool again = m_challenge.kind != Kind::None && !(best.stale && best.nonce != m_challenge.nonce);
+    if (best.kind == Kind::None) {
+        return Verdict::NotKnown;
+    }
+    const bool again =
+        m_challenge.kind != Kind::None && (best.kind == Kind::Basic || best.nonce == m_challenge.nonce);
+    if (again || ++m_inRow > kMostInRow) {
+        return Verdict::Refuses;
+    }
     m_challenge = std::move(best);
     m_count = 0;
-    return HasUser() && m_challenge.kind != Kind::None && !again;
+    return Verdict::Again;
 }
 
 std::string RtspLogin::Hash(std::initializer_list<std::string_view> parts) const {
@@ -149,42 +171,44 @@ std::string RtspLogin::Hash(std::initializer_list<std::string_view> parts) const
     return Hex(digest.data(), MD5_DIGEST_SIZE);
 }
 
+Secret RtspLogin::BasicLine() const {
+    std::string login;
+    for (const std::string_view part : {std::string_view(m_user), std::string_view(":"), m_password.View()}) {
+        AppendSecret(login, part);
+    }
+    std::string coded = Base64Encode(login);
+    Wipe(login);
+    std::string line = "Authorization: Basic ";
+    AppendSecret(line, coded);
+    AppendSecret(line, "\r\n");
+    Wipe(coded);
+    const Secret whole(line);
+    Wipe(line);
+    return whole;
+}
+
 Secret RtspLogin::Line(std::string_view method, std::string_view url) {
     if (m_challenge.kind == Kind::None) {
         return {};
     }
     if (m_challenge.kind == Kind::Basic) {
-        std::string login;
-        for (const std::string_view part :
-             {std::string_view(m_user), std::string_view(":"), m_password.View()}) {
-            AppendSecret(login, part);
-        }
-        std::string coded(BASE64_ENCODE_RAW_LENGTH(login.size()), '\0');
-        ::nettle_base64_encode_raw(coded.data(), login.size(), BytesOf(login));
-        Wipe(login);
-        std::string line = "Authorization: Basic ";
-        AppendSecret(line, coded);
-        AppendSecret(line, "\r\n");
-        Wipe(coded);
-        const Secret whole(line);
-        Wipe(line);
-        return whole;
+        return BasicLine();
     }
-    std::string user = m_user;
-    std::erase_if(user, BreaksLine);
-    const std::string who = Hash({m_user, ":", m_challenge.realm, ":", m_password.View()});
+    // As good as the password.
+    std::string who = Hash({m_user, ":", m_challenge.realm, ":", m_password.View()});
     const std::string what = Hash({method, ":", url});
-    std::string line = "Authorization: Digest username=\"" + user + "\", realm=\"" + m_challenge.realm +
+    std::string line = "Authorization: Digest username=" + Quoted(m_user) + ", realm=\"" + m_challenge.realm +
                        "\", nonce=\"" + m_challenge.nonce + "\", uri=\"" + std::string(url) + "\"";
     if (m_challenge.protects) {
-        char count[9];
-        std::snprintf(count, sizeof count, "%08x", ++m_count);
-        const std::string own = MakeNonce();
-        line += ", qop=auth, nc=" + std::string(count) + ", cnonce=\"" + own + "\", response=\"" +
-                Hash({who, ":", m_challenge.nonce, ":", count, ":", own, ":auth:", what}) + "\"";
+        std::array<char, 9> count{};
+        std::snprintf(count.data(), count.size(), "%08x", ++m_count);
+        const std::string own = m_draw();
+        line += ", qop=auth, nc=" + std::string(count.data()) + ", cnonce=\"" + own + "\", response=\"" +
+                Hash({who, ":", m_challenge.nonce, ":", count.data(), ":", own, ":auth:", what}) + "\"";
     } else {
         line += ", response=\"" + Hash({who, ":", m_challenge.nonce, ":", what}) + "\"";
     }
+    Wipe(who);
     if (!m_challenge.algorithm.empty()) {
         line += ", algorithm=" + std::string(m_challenge.kind == Kind::Sha256 ? "SHA-256" : "MD5");
     }

@@ -4,41 +4,27 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
-#include "cameras/camera_error.h"
+#include "cameras/rtsp_head.h"
 
 namespace kvrecorder {
 
 struct RtspReply {
-    int status = 0;
-    int sequence = -1;                                         // of the request that it answers
-    std::vector<std::pair<std::string, std::string>> headers;  // names in lower case
+    RtspHead head;
     std::string body;
-
-    // The first of this name; empty if there is none.
-    std::string Header(std::string_view name) const;
 };
 
-// Takes the bytes of a connection apart. What lies between the answers, which is pieces of streams and the
-// camera's own requests, is passed over.
+// Takes the bytes of a connection apart whose packets nobody reads. They are passed over, as the camera's own
+// requests are.
 class RtspReplies {
 public:
-    static constexpr std::size_t kMostHead = 16 << 10;
-    static constexpr std::size_t kMostBody = 64 << 10;
-
     void Add(std::string_view bytes) { m_bytes += bytes; }
     // Nothing until one is whole. Throws CameraError for what is no RTSP.
     std::optional<RtspReply> Next();
 
 private:
-    bool PassOver();
-
     std::string m_bytes;
+    std::size_t m_skipped = 0;  // without anything between
 };
-
-// "a" of "a; b=c".
-std::string FirstPart(std::string_view value);
 
 }  // namespace kvrecorder

@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <utility>
 
 #include "cameras/camera_words.h"
+#include "cameras/rtsp_description.h"
+#include "media/base64.h"
 #include "media/utf8.h"
 
 namespace kvrecorder {
@@ -26,13 +27,14 @@ const RtspMedia& FindPictures(const RtspDescription& description) {
         if (!media.isVideo) {
             continue;
         }
-        if (media.coding == "H264" || media.coding == "H265") {
+        const std::string& coding = media.Format().coding;
+        if (coding == "H264" || coding == "H265") {
             return media;
         }
-        if (media.coding == "JPEG" || media.coding == "MP4V-ES") {
+        if (coding == "JPEG" || coding == "MP4V-ES") {
             throw StrangeRtsp();
         }
-        other = media.coding.empty() ? "unknown" : media.coding;
+        other = coding.empty() ? "unknown" : coding;
     }
     if (other.empty()) {
         throw CameraError("the camera offers no pictures");
@@ -44,44 +46,33 @@ const RtspMedia& FindPictures(const RtspDescription& description) {
 }
 
 const RtspMedia* FindSound(const RtspDescription& description) {
-    const auto found = std::find_if(description.media.begin(), description.media.end(),
-                                    [](const RtspMedia& media) { return media.isSound && media.fromCamera; });
+    const auto found =
+        std::find_if(description.media.begin(), description.media.end(),
+                     [](const RtspMedia& media) { return media.isSound && media.IsFromCamera(); });
     return found != description.media.end() ? &*found : nullptr;
-}
-
-// The number behind a name within a field, as in "interleaved=0-1" and "1234;timeout=60".
-std::optional<int> NumberBehind(std::string_view field, std::string_view name) {
-    const std::size_t at = field.find(name);
-    if (at == std::string_view::npos) {
-        return std::nullopt;
-    }
-    const std::string_view rest = field.substr(at + name.size());
-    int number = 0;
-    const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), number);
-    return error == std::errc() ? std::optional(number) : std::nullopt;
 }
 
 // Sets of parameters in base 64, separated by commas.
 void AppendSets(std::string_view sets, std::vector<std::uint8_t>& to) {
     while (!sets.empty()) {
         const std::size_t end = std::min(sets.find(','), sets.size());
-        const auto unit = ReadBase64(sets.substr(0, end));
+        const auto unit = Base64Decode(sets.substr(0, end));
         sets.remove_prefix(std::min(end + 1, sets.size()));
-        if (!unit.empty()) {
+        if (unit && !unit->empty()) {
             constexpr std::array<std::uint8_t, 4> kStart = {0, 0, 0, 1};
             to.insert(to.end(), kStart.begin(), kStart.end());
-            to.insert(to.end(), unit.begin(), unit.end());
+            to.insert(to.end(), unit->begin(), unit->end());
         }
     }
 }
 
-AVCodecID SoundCodec(const RtspMedia& media) {
-    if (media.coding == "PCMU" || media.coding == "PCMA") {
-        return media.coding == "PCMU" ? AV_CODEC_ID_PCM_MULAW : AV_CODEC_ID_PCM_ALAW;
+AVCodecID SoundCodec(const RtspFormat& format) {
+    if (format.coding == "PCMU" || format.coding == "PCMA") {
+        return format.coding == "PCMU" ? AV_CODEC_ID_PCM_MULAW : AV_CODEC_ID_PCM_ALAW;
     }
-    const bool usual = media.Parameter("sizelength") == "13" && media.Parameter("indexlength") == "3" &&
-                       media.Parameter("indexdeltalength") == "3" && !media.Parameter("config").empty();
-    return media.coding == "MPEG4-GENERIC" && usual ? AV_CODEC_ID_AAC : AV_CODEC_ID_NONE;
+    const bool usual = format.Parameter("sizelength") == "13" && format.Parameter("indexlength") == "3" &&
+                       format.Parameter("indexdeltalength") == "3" && !format.Parameter("config").empty();
+    return format.coding == "MPEG4-GENERIC" && usual ? AV_CODEC_ID_AAC : AV_CODEC_ID_NONE;
 }
 
 }  // namespace
@@ -94,17 +85,13 @@ RtspTcpInput::RtspTcpInput(const NetworkCamera& camera, const std::string& url, 
         m_aliveMethod = "GET_PARAMETER";
     }
     const auto reply = m_connection.Ask("DESCRIBE", url, "Accept: application/sdp\r\n");
-    const std::string_view base = reply.head.Field("Content-Base");
-    const std::string_view location = reply.head.Field("Content-Location");
-    if (!base.empty() || !location.empty()) {
-        m_base = base.empty() ? location : base;
-    }
+    m_base = BaseOfControls(reply.head, url);
     const RtspDescription description = ReadRtspDescription(reply.body);
     const RtspMedia& pictures = FindPictures(description);
     const RtspMedia* const sound = withSound ? FindSound(description) : nullptr;
-    TakePictures(pictures);
+    TakePictures(pictures.Format());
     if (sound) {
-        TakeSound(*sound);
+        TakeSound(sound->Format());
     }
     m_picturesChannel = SetUp(pictures, 0);
     if (sound) {
@@ -125,31 +112,31 @@ RtspTcpInput::~RtspTcpInput() {
     }
 }
 
-void RtspTcpInput::TakePictures(const RtspMedia& media) {
-    m_isH265 = media.coding == "H265";
-    const std::string_view order = media.Parameter("sprop-max-don-diff");
-    if ((!order.empty() && order != "0") || media.Parameter("packetization-mode") == "2") {
+void RtspTcpInput::TakePictures(const RtspFormat& format) {
+    m_isH265 = format.coding == "H265";
+    const std::string_view order = format.Parameter("sprop-max-don-diff");
+    if ((!order.empty() && order != "0") || format.Parameter("packetization-mode") == "2") {
         throw StrangeRtsp();
     }
     m_units.emplace(m_isH265);
     if (m_isH265) {
-        AppendSets(media.Parameter("sprop-vps"), m_headers);
-        AppendSets(media.Parameter("sprop-sps"), m_headers);
-        AppendSets(media.Parameter("sprop-pps"), m_headers);
+        AppendSets(format.Parameter("sprop-vps"), m_headers);
+        AppendSets(format.Parameter("sprop-sps"), m_headers);
+        AppendSets(format.Parameter("sprop-pps"), m_headers);
     } else {
-        AppendSets(media.Parameter("sprop-parameter-sets"), m_headers);
+        AppendSets(format.Parameter("sprop-parameter-sets"), m_headers);
     }
 }
 
-void RtspTcpInput::TakeSound(const RtspMedia& media) {
-    const AVCodecID codec = SoundCodec(media);
-    if (codec == AV_CODEC_ID_NONE || media.clock <= 0 || media.channels < 1 || media.channels > 8) {
+void RtspTcpInput::TakeSound(const RtspFormat& format) {
+    const AVCodecID codec = SoundCodec(format);
+    if (codec == AV_CODEC_ID_NONE || format.clock <= 0 || format.channels < 1 || format.channels > 8) {
         throw StrangeRtsp();
     }
     m_isAac = codec == AV_CODEC_ID_AAC;
     m_soundPacket.reset(av_packet_alloc());
     m_soundParameters.reset(avcodec_parameters_alloc());
-    const std::vector<std::uint8_t> told = ReadHex(media.Parameter("config"));
+    const std::string told = HexDecode(format.Parameter("config")).value_or("");
     auto* const extra = static_cast<std::uint8_t*>(av_mallocz(told.size() + AV_INPUT_BUFFER_PADDING_SIZE));
     if (!m_soundPacket || !m_soundParameters || !extra) {
         av_free(extra);
@@ -160,8 +147,8 @@ void RtspTcpInput::TakeSound(const RtspMedia& media) {
     m_soundParameters->extradata_size = static_cast<int>(told.size());
     m_soundParameters->codec_type = AVMEDIA_TYPE_AUDIO;
     m_soundParameters->codec_id = codec;
-    m_soundParameters->sample_rate = media.clock;
-    av_channel_layout_default(&m_soundParameters->ch_layout, media.channels);
+    m_soundParameters->sample_rate = format.clock;
+    av_channel_layout_default(&m_soundParameters->ch_layout, format.channels);
 }
 
 // Gives the channel that its packets come by.
@@ -175,12 +162,12 @@ int RtspTcpInput::SetUp(const RtspMedia& media, int wanted) {
         throw StrangeRtsp();
     }
     if (const std::string_view session = reply.head.Field("Session"); !session.empty()) {
-        m_session = "Session: " + std::string(session.substr(0, session.find(';'))) + "\r\n";
-        if (const auto told = NumberBehind(session, "timeout=")) {
+        m_session = "Session: " + FirstPart(session) + "\r\n";
+        if (const auto told = NumberOfPart(session, "timeout")) {
             m_alivePause = std::chrono::seconds(std::clamp(*told, kShortestSession, kLongestSession) / 2);
         }
     }
-    return NumberBehind(transport, "interleaved=").value_or(wanted);
+    return NumberOfPart(transport, "interleaved").value_or(wanted);
 }
 
 void RtspTcpInput::KeepAlive() {
@@ -218,7 +205,7 @@ std::optional<CameraInput::Piece> RtspTcpInput::Read() {
         if (auto sound = GiveSound()) {
             return sound;
         }
-        const RtspConnection::Item* const item = m_connection.NextItem();
+        const RtspItem* const item = m_connection.NextItem();
         if (!item) {
             m_connection.Receive(!m_bytes.empty() && !std::exchange(isWaitedFor, true));
             continue;

@@ -12,6 +12,7 @@
 #include "cameras/camera_input.h"
 #include "cameras/rtp_packets.h"
 #include "cameras/rtsp_connection.h"
+#include "cameras/rtsp_description.h"
 
 namespace kvrecorder {
 
@@ -40,8 +41,8 @@ private:
         std::int64_t Next(std::uint32_t stamp);
     };
 
-    void TakePictures(const RtspMedia& media);
-    void TakeSound(const RtspMedia& media);
+    void TakePictures(const RtspFormat& format);
+    void TakeSound(const RtspFormat& format);
     int SetUp(const RtspMedia& media, int wanted);
     void KeepAlive();
     void OnReply(const RtspHead& head);

@@ -1,7 +1,6 @@
 #include "onvif/soap_client.h"
 
 #include <curl/curl.h>
-#include <nettle/base64.h>
 #include <nettle/sha1.h>
 #include <strings.h>
 
@@ -10,6 +9,8 @@
 #include <mutex>
 #include <random>
 
+#include "media/base64.h"
+
 namespace kvrecorder {
 namespace {
 
@@ -17,12 +18,6 @@ constexpr std::size_t kLargestAnswer = 512 << 10;
 constexpr long kConnectMs = 3'000;
 // How soon a call ends when it is to.
 constexpr int kLookMs = 200;
-
-std::string Base64(const std::uint8_t* bytes, std::size_t count) {
-    std::string text(BASE64_ENCODE_RAW_LENGTH(count), '\0');
-    ::nettle_base64_encode_raw(text.data(), count, bytes);
-    return text;
-}
 
 std::string MakeNonce() {
     std::random_device source;
@@ -153,8 +148,8 @@ Secret MakeSecurityHeader(const std::string& user, const Secret& password, const
     return std::string("<wsse:Security s:mustUnderstand=\"1\" xmlns:wsse=\"") + kSecurity +
            "\" xmlns:wsu=\"" + kUtility + "\"><wsse:UsernameToken><wsse:Username>" + EscapeXml(user) +
            "</wsse:Username><wsse:Password Type=\"" + kProfile + "\">" +
-           Base64(digest.data(), digest.size()) + "</wsse:Password><wsse:Nonce EncodingType=\"" + kBinary +
-           "\">" + Base64(reinterpret_cast<const std::uint8_t*>(nonce.data()), nonce.size()) +
+           Base64Encode({reinterpret_cast<const char*>(digest.data()), digest.size()}) +
+           "</wsse:Password><wsse:Nonce EncodingType=\"" + kBinary + "\">" + Base64Encode(nonce) +
            "</wsse:Nonce><wsu:Created>" + created + "</wsu:Created></wsse:UsernameToken></wsse:Security>";
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "media/base64.h"
 #include "state/text.h"
 
 namespace kvrecorder {

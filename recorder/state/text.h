@@ -10,12 +10,6 @@
 
 namespace kvrecorder {
 
-// The bytes of a Base64 text; blanks and line ends inside are skipped. Nothing for any other character.
-std::optional<std::string> Base64Decode(std::string_view text);
-
-// The bytes of pairs of hexadecimal digits; nothing for any other text.
-std::optional<std::string> HexDecode(std::string_view text);
-
 // Takes the same time wherever the two differ.
 bool ConstantTimeEqual(std::string_view a, std::string_view b);
 

@@ -6,7 +6,6 @@
 #include <future>
 #include <numbers>
 
-#include "cameras/rtsp_login.h"
 #include "channel/sound/talk_back.h"
 #include "media/sound_coder.h"
 #include "onvif/onvif_control.h"
@@ -429,26 +428,44 @@ TEST_F(CameraTalkTest, OldSoundIsDroppedAndTheRestIsSentInRealTime) {
     EXPECT_GT(loud, 3000) << "it is the last half second";
 }
 
-TEST(RtspLogin, AnswersWhatTheCameraAsksForAndOnlyOnce) {
-    const std::string digest = "Digest realm=\"a yard\", nonce=\"n1\"";
-    const auto line = [](const std::vector<std::string>& challenges) {
-        RtspLogin login("guard", "sesame");
-        return login.Take(challenges) ? std::string(login.Line("SETUP", "rtsp://camera/talk").View())
-                                      : "refused";
-    };
-    EXPECT_THAT(line({"Basic realm=\"a\"", digest}),
-                HasSubstr("response=\"3bd0f47c2dd3d31079e69e95c702156c\""));
-    EXPECT_THAT(line({digest, digest + ", algorithm=SHA-256"}),
-                HasSubstr("response=\"dba5eeeb9377f423fc3eebd63f30c46b2227ee7d961375f0ef57460c6a3518dc\""));
-    EXPECT_THAT(line({digest + ", qop=\"auth,auth-int\", opaque=\"o\""}),
-                testing::AllOf(HasSubstr("qop=auth, nc=00000001, cnonce="), HasSubstr(", opaque=\"o\"")));
-    EXPECT_EQ(line({"Basic realm=\"a\""}), "Authorization: Basic Z3VhcmQ6c2VzYW1l\r\n");
-    EXPECT_EQ(line({"Negotiate", digest + ", algorithm=MD5-sess"}), "refused");
-    RtspLogin login("guard", "sesame");
-    EXPECT_TRUE(login.Take({digest}));
-    EXPECT_FALSE(login.Take({digest})) << "the password is wrong";
-    EXPECT_TRUE(RtspLogin("guard", "x").Take({digest}));
-    EXPECT_FALSE(RtspLogin("", "").Take({digest}));
+TEST_F(CameraTalkTest, ALongTalkGoesOnWithANewNonce) {
+    std::promise<std::string> renewed;
+    const ScriptedServer camera([&](Peer& peer) {
+        const std::string described = kPictures + kEar;
+        int alive = 0;
+        while (true) {
+            const std::string request = peer.ReadHead();
+            if (request.empty()) {
+                return;
+            }
+            const bool keeps = request.find("OPTIONS ") != std::string::npos;
+            const char* const nonce = keeps ? "second" : "first";
+            if (request.find("nonce=\"" + std::string(nonce)) == std::string::npos &&
+                request.find("TEARDOWN ") == std::string::npos) {
+                peer.Write(
+                    Answer(request, 401,
+                           "WWW-Authenticate: Digest realm=\"x\", nonce=\"" + std::string(nonce) + "\"\r\n"));
+            } else if (request.starts_with("DESCRIBE")) {
+                peer.Write(Answer(request, 200, "", described));
+            } else {
+                peer.Write(Answer(request, 200,
+                                  "Session: 77;timeout=4\r\nTransport: RTP/AVP/TCP;interleaved=0-1\r\n"));
+            }
+            if (keeps && ++alive == 2) {
+                renewed.set_value(request);
+            }
+        }
+    });
+    config.channels[0].talk = true;
+    TalkTiming timing = Quick();
+    timing.rest = std::chrono::seconds(30);
+    Serve(UrlOf(camera), timing);
+    RecorderClient talker = Open(kTalk);
+    talker.Send(Coded(Tone(440, 800)));
+    auto answer = renewed.get_future();
+    ASSERT_EQ(answer.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+    EXPECT_THAT(answer.get(), HasSubstr("nonce=\"second\""));
+    EXPECT_THAT(Log(), testing::Not(Contains(HasSubstr("nobody can talk"))));
 }
 
 }  // namespace kvtest
