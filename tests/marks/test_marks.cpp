@@ -35,7 +35,6 @@ using testing::Not;
 namespace {
 
 // As they stand on the dark strip of a cell that is not the active one.
-constexpr QRgb kStrip = qRgb(81, 79, 84);
 constexpr QRgb kRed = qRgb(255, 118, 108);
 constexpr QRgb kAmber = qRgb(250, 196, 70);
 constexpr QRgb kGreen = qRgb(126, 205, 110);
