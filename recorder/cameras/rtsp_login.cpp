@@ -110,7 +110,8 @@ RtspLogin::Challenge RtspLogin::Read(std::string_view text) {
     }
     // "auth,auth-int"
     for (std::string_view rest = protection; !rest.empty();) {
-        challenge.protects = challenge.protects || rtsp::IsName(rtsp::Trim(rtsp::Cut(rest, ',')), "auth");
+        const std::string_view one = rtsp::Trim(rtsp::Cut(rest, ','));
+        challenge.protects = challenge.protects || rtsp::IsName(one, "auth");
     }
     const bool can = !challenge.nonce.empty() && (protection.empty() || challenge.protects);
     if (can && (challenge.algorithm.empty() || rtsp::IsName(challenge.algorithm, "MD5"))) {
