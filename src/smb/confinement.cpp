@@ -11,6 +11,8 @@
 #include <memory>
 #include <span>
 
+#include "platform/sanitized.h"
+
 namespace kvmon {
 
 namespace {
@@ -26,7 +28,7 @@ constexpr Limit kLimits[] = {
     {RLIMIT_NOFILE, 256},
     {RLIMIT_FSIZE, 64 * kMegabyte},  // the library's own caches
     {RLIMIT_CPU, 120},               // seconds: it waits nearly all the time
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if !defined(KV_SANITIZED_ADDRESS) && !defined(KV_SANITIZED_THREAD)
     {RLIMIT_DATA, 1024 * kMegabyte},
 #endif
 };

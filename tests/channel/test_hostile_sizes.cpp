@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "codec/jpeg_codec.h"
+#include "platform/sanitized.h"
 #include "stream_maker.h"
 #include "support/camera_maker.h"
 #include "support/fake_clock.h"
@@ -91,7 +92,7 @@ TEST(HostileSizes, StayUnderOneFigureAndLeaveTheOthersTheirs) {
     }
     // The peers of this program hold their own records, and each allocator's arena something.
     std::uint64_t slack = 96 * kMiB;
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)  // which keep what was given back
+#if defined(KV_SANITIZED_ADDRESS) || defined(KV_SANITIZED_THREAD)  // which keep what was given back
     slack += 512 * kMiB;
 #endif
     EXPECT_LT(most - std::min(most, before), budget->Most() + slack);

@@ -168,6 +168,7 @@ TEST_F(Automation, EachMemberGivesWhatItIsToldTo) {
     impl.SetClientSite(&browser);
     EXPECT_EQ(Call("Command", {0x411, 3}).value, Variant(0));
     EXPECT_EQ(Call("Command", {0x7FFFFFFF}).value, Variant(0));
+    impl.SetClientSite(nullptr);
 }
 
 TEST_F(Automation, NothingElseCanBeCalled) {

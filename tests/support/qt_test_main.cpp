@@ -2,7 +2,7 @@
 
 #include "support/qt_ui_watchdog.h"
 
-#ifdef __SANITIZE_THREAD__
+#ifdef KV_SANITIZED_THREAD
 // Qt's own threads are not instrumented, so that what they hand over looks unguarded.
 extern "C" const char* __tsan_default_suppressions();
 extern "C" const char* __tsan_default_suppressions() {

@@ -11,6 +11,8 @@
 #include <string>
 #include <thread>
 
+#include "platform/sanitized.h"
+
 namespace kvtest {
 
 // Times the handling of every event, with all that it leads to. The time in which the system gave the
@@ -98,7 +100,7 @@ inline double UiWaitLimitMs() {
     return kLimitMs * std::max(1.0, load / std::max(1u, std::thread::hardware_concurrency()));
 }
 // Leaves room for a slow machine, and for the sanitizers.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(KV_SANITIZED_ADDRESS) || defined(KV_SANITIZED_THREAD)
 inline constexpr double kUiWorkLimitMs = 3000;
 #else
 inline constexpr double kUiWorkLimitMs = 300;

@@ -138,8 +138,8 @@ void CameraDrawer::paintEvent(QPaintEvent*) {
 
 // --- the rows
 
-std::vector<CameraRow> CameraDrawer::Rows() const {
-    std::vector<CameraRow> rows;
+std::vector<CameraTreeRow> CameraDrawer::Rows() const {
+    std::vector<CameraTreeRow> rows;
     for (int n = 0; n < m_cameras.GetCount(); ++n) {
         const int server = m_cameras.Get(n).server;
         const CKelvaraInfo* const recorder = m_recorders.GetServer(server);

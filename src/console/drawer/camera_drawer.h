@@ -14,7 +14,7 @@ namespace kvmon {
 class CVideoWnd;
 class CameraList;
 class CameraTree;
-struct CameraRow;
+struct CameraTreeRow;
 class CellPool;
 class ConsoleControls;
 class Desk;
@@ -47,7 +47,7 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    std::vector<CameraRow> Rows() const;
+    std::vector<CameraTreeRow> Rows() const;
     void Place();
     void Filter();
     bool OnTreeKey(int key);

@@ -68,9 +68,9 @@ QTreeWidgetItem* CameraTree::FirstShown() {
     return *item;
 }
 
-void CameraTree::Fill(std::vector<CameraRow> rows) {
+void CameraTree::Fill(std::vector<CameraTreeRow> rows) {
     const bool bSame = std::equal(rows.begin(), rows.end(), m_rows.begin(), m_rows.end(),
-                                  [](const CameraRow& a, const CameraRow& b) {
+                                  [](const CameraTreeRow& a, const CameraTreeRow& b) {
                                       return a.server == b.server && a.channel == b.channel &&
                                              a.recorder == b.recorder && a.name == b.name;
                                   });
@@ -89,7 +89,7 @@ void CameraTree::Fill(std::vector<CameraRow> rows) {
     clear();
     QTreeWidgetItem* group = nullptr;
     int server = -1;
-    for (const CameraRow& row : m_rows) {
+    for (const CameraTreeRow& row : m_rows) {
         if (group == nullptr || row.server != server) {
             server = row.server;
             group = new QTreeWidgetItem(this, {QString::fromStdString(row.recorder)});
@@ -110,7 +110,7 @@ void CameraTree::Fill(std::vector<CameraRow> rows) {
     Filter(m_wanted);
 }
 
-void CameraTree::ShowState(QTreeWidgetItem& item, const CameraRow& row) const {
+void CameraTree::ShowState(QTreeWidgetItem& item, const CameraTreeRow& row) const {
     const QString words = StateText(row.state);
     const QPixmap picture = StatePicture(row.state, devicePixelRatioF(), ColoursOf(*this).inactive);
     QIcon icon(picture);

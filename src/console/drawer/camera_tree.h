@@ -9,7 +9,7 @@
 
 namespace kvmon {
 
-struct CameraRow {
+struct CameraTreeRow {
     int server;
     int channel;
     std::string recorder;
@@ -23,7 +23,7 @@ public:
     explicit CameraTree(QWidget* parent);
 
     // Rows that stay keep their place, and the current row stays the current one.
-    void Fill(std::vector<CameraRow> rows);
+    void Fill(std::vector<CameraTreeRow> rows);
     // Shows those that have this in their name. False if there is none.
     bool Filter(const QString& wanted);
     // -1 for no row, and for a recorder's.
@@ -35,9 +35,9 @@ protected:
     void changeEvent(QEvent* event) override;
 
 private:
-    void ShowState(QTreeWidgetItem& item, const CameraRow& row) const;
+    void ShowState(QTreeWidgetItem& item, const CameraTreeRow& row) const;
 
-    std::vector<CameraRow> m_rows;
+    std::vector<CameraTreeRow> m_rows;
     QString m_wanted;
 };
 
