@@ -183,7 +183,7 @@ Secret RtspLogin::BasicLine() const {
     AppendSecret(line, coded);
     AppendSecret(line, "\r\n");
     Wipe(coded);
-    const Secret whole(line);
+    Secret whole(line);
     Wipe(line);
     return whole;
 }

@@ -34,7 +34,14 @@ Connection::Connection(asio::ip::tcp::socket socket, ConnectionHost host)
                                                OnAnswer(std::move(reply), std::move(login), delay);
                                            })),
       m_deadlineTimer(m_socket.get_executor()),
-      m_timer(m_socket.get_executor()) {}
+      m_timer(m_socket.get_executor()) {
+    m_wayBack->executor = m_socket.get_executor();
+}
+
+Connection::~Connection() {
+    const std::lock_guard lock(m_wayBack->mutex);
+    m_wayBack->executor.reset();
+}
 
 void Connection::Start() {
     asio::post(m_socket.get_executor(), [self = shared_from_this()] {
@@ -309,8 +316,8 @@ void Connection::SetReceiveBuffer(int bytes) {
 }
 
 std::function<void()> Connection::Waker() {
-    return [weak = weak_from_this(), executor = m_socket.get_executor()] {
-        asio::post(executor, [weak] {
+    return [weak = weak_from_this(), way = m_wayBack] {
+        way->Post([weak] {
             if (const auto self = weak.lock()) {
                 self->Tell([](Role& role) { role.OnWoken(); });
             }
@@ -319,10 +326,12 @@ std::function<void()> Connection::Waker() {
 }
 
 std::function<void()> Connection::Ender() {
-    return [weak = weak_from_this()] {
-        if (const auto self = weak.lock()) {
-            self->Close();
-        }
+    return [weak = weak_from_this(), way = m_wayBack] {
+        way->Post([weak] {
+            if (const auto self = weak.lock()) {
+                self->End();
+            }
+        });
     };
 }
 

@@ -2,13 +2,17 @@
 // from one role to the next.
 #pragma once
 
+#include <asio/any_io_executor.hpp>
 #include <asio/ip/tcp.hpp>
+#include <asio/post.hpp>
 #include <asio/steady_timer.hpp>
 
 #include <array>
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <string>
 
 #include "answers/handlers.h"
@@ -46,6 +50,9 @@ struct ConnectionHost {
 class Connection : public std::enable_shared_from_this<Connection>, private Link {
 public:
     Connection(asio::ip::tcp::socket socket, ConnectionHost host);
+    ~Connection() override;
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
 
     void Start();
     // Tells of a change: pushes it on a notification connection, ends a stream whose user lost it.
@@ -64,6 +71,19 @@ public:
     std::size_t Queued() const { return m_queue->Bytes(); }
 
 private:
+    // How other threads, which may outlive the loop, reach it: nowhere once the connection has gone.
+    struct WayBack {
+        std::mutex mutex;
+        std::optional<asio::any_io_executor> executor;
+
+        template <typename Work>
+        void Post(Work work) {
+            const std::lock_guard lock(mutex);
+            if (executor) {
+                asio::post(*executor, std::move(work));
+            }
+        }
+    };
     // What other threads ask for.
     enum class Standing { Head, Passing, Stream, Other, Closed };
 
@@ -99,6 +119,7 @@ private:
     void ArmDeadline();
 
     asio::ip::tcp::socket m_socket;
+    const std::shared_ptr<WayBack> m_wayBack = std::make_shared<WayBack>();
     const ConnectionHost m_host;
     const TimePoint m_began = std::chrono::steady_clock::now();
     const std::shared_ptr<RecordQueue> m_queue = std::make_shared<RecordQueue>();

@@ -118,7 +118,8 @@ TEST(RtpPackets, GiveUnitsAndBlocksHoweverTheyArePacked) {
     }
     EXPECT_THAT(blocks, testing::ElementsAre(BytesOf("abc"), BytesOf("de"), BytesOf("abcdef")));
     // With an extension, and with what fills it up.
-    const auto packet = ReadRtpPacket(BytesOf("\xb0\xe0\0\1\1\2\3\4\0\0\0\0\xbe\xde\0\1ABCDload\0\2"sv));
+    const Bytes bytes = BytesOf("\xb0\xe0\0\1\1\2\3\4\0\0\0\0\xbe\xde\0\1ABCDload\0\2"sv);
+    const auto packet = ReadRtpPacket(bytes);
     ASSERT_TRUE(packet);
     EXPECT_TRUE(packet->isLast);
     EXPECT_EQ(packet->stamp, 0x01020304u);
