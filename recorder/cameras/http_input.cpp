@@ -7,6 +7,7 @@
 #include <curl/curl.h>
 
 #include "cameras/camera_words.h"
+#include "cameras/curl_handles.h"
 #include "cameras/jpeg_walk.h"
 #include "cameras/multipart_reader.h"
 
@@ -19,13 +20,6 @@ using Clock = std::chrono::steady_clock;
 // The limit is looked at so often.
 constexpr milliseconds kLook{50};
 constexpr long kFound = 200;
-
-struct FreeEasy {
-    void operator()(CURL* p) const { curl_easy_cleanup(p); }
-};
-struct FreeMulti {
-    void operator()(CURLM* p) const { curl_multi_cleanup(p); }
-};
 
 void SetUpLibrary() {
     static const CURLcode done = curl_global_init(CURL_GLOBAL_DEFAULT);
@@ -236,8 +230,8 @@ private:
 
     InputLimit& m_limit;
     const bool m_hasUser;
-    std::unique_ptr<CURLM, FreeMulti> m_multi;
-    std::unique_ptr<CURL, FreeEasy> m_easy;
+    MultiHandle m_multi;
+    EasyHandle m_easy;
     std::vector<std::uint8_t> m_body;
     bool m_done = false;
     bool m_open = false;

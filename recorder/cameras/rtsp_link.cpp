@@ -10,6 +10,7 @@
 #include <cerrno>
 
 #include "cameras/camera_words.h"
+#include "cameras/curl_handles.h"
 
 namespace kvrecorder {
 namespace {
@@ -21,13 +22,6 @@ using Clock = std::chrono::steady_clock;
 constexpr milliseconds kLook{50};
 // Of a camera that sends without end.
 constexpr int kMostReads = 16;
-
-struct FreeEasy {
-    void operator()(CURL* p) const { curl_easy_cleanup(p); }
-};
-struct FreeMulti {
-    void operator()(CURLM* p) const { curl_multi_cleanup(p); }
-};
 
 [[noreturn]] void FailConnect(CURL* easy, CURLcode error) {
     long system = 0;
@@ -166,8 +160,8 @@ private:
         m_socket = socket;
     }
 
-    std::unique_ptr<CURLM, FreeMulti> m_multi;
-    std::unique_ptr<CURL, FreeEasy> m_easy;
+    MultiHandle m_multi;
+    EasyHandle m_easy;
     int m_socket = -1;
 };
 

@@ -111,6 +111,17 @@ protected:
         EXPECT_TRUE(PumpUntil([&] { return Window(name) != nullptr; })) << name;
         return Window(name);
     }
+    // The dialog of the one camera that a search finds; null if it does not.
+    QDialog* AddTheFound() {
+        Click(*window, "find");
+        QDialog* const found = Await("foundDialog");
+        auto* const cameras = found->findChild<QTreeWidget*>("found");
+        if (!PumpUntil([&] { return cameras->topLevelItemCount() == 1; })) {
+            return nullptr;
+        }
+        Click(*found, "add");
+        return Await("cameraDialog");
+    }
     static void Click(QWidget& in, const char* name) {
         auto* const button = in.findChild<QPushButton*>(QString(name));
         ASSERT_NE(button, nullptr) << name;
@@ -261,12 +272,8 @@ TEST_F(CamerasWindow, OneIsFoundTestedAndAdded) {
     };
     Begin();
     OpenWindow();
-    Click(*window, "find");
-    QDialog* const found = Await("foundDialog");
-    auto* const cameras = found->findChild<QTreeWidget*>("found");
-    ASSERT_TRUE(PumpUntil([&] { return cameras->topLevelItemCount() == 1; }));
-    Click(*found, "add");
-    QDialog* const entry = Await("cameraDialog");
+    QDialog* const entry = AddTheFound();
+    ASSERT_NE(entry, nullptr);
     EXPECT_EQ(entry->findChild<QLineEdit*>("address")->text(), "onvif://192.0.2.9");
     EXPECT_EQ(entry->findChild<QLineEdit*>("name")->text(), "Maker Dome");
 
@@ -305,12 +312,8 @@ TEST_F(CamerasWindow, OneThatAnswersOnTheNetworkIsAdded) {
     model = std::make_shared<kvrecorder::RecorderModel>(hub, kvrecorder::CreateOnvifControlMaker());
     Begin();
     OpenWindow();
-    Click(*window, "find");
-    QDialog* const found = Await("foundDialog");
-    auto* const cameras = found->findChild<QTreeWidget*>("found");
-    ASSERT_TRUE(PumpUntil([&] { return cameras->topLevelItemCount() == 1; }));
-    Click(*found, "add");
-    QDialog* const entry = Await("cameraDialog");
+    QDialog* const entry = AddTheFound();
+    ASSERT_NE(entry, nullptr);
     EXPECT_EQ(entry->findChild<QLineEdit*>("address")->text().toStdString(), device.Url());
     EXPECT_EQ(entry->findChild<QLineEdit*>("name")->text(), "Yard");
     Type(*entry, "user", "guard");
