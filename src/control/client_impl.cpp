@@ -274,7 +274,7 @@ bool CTR450ClientImpl::TakesPictures() const {
     return m_pClientSite != nullptr && m_pClientSite->TakesPictures();
 }
 
-void CTR450ClientImpl::GivePicture(GivenPicture picture) {
+void CTR450ClientImpl::GivePicture(GivenPicture&& picture) {
     if (TakesPictures()) {
         m_pClientSite->GivePicture(std::move(picture));
     }

@@ -61,7 +61,7 @@ public:
     void ChooseLook(LookChoice choice) override;
     void KeepAwake(bool on) override;
     bool TakesPictures() const override;
-    void GivePicture(GivenPicture picture) override;
+    void GivePicture(GivenPicture&& picture) override;
     // Each console that is made begins in full screen, or is locked in it.
     void SetWallStart(WallStart start) { m_wallStart = start; }
     void SetHelpPath(const std::string& path) { m_strHelpPath = path; }

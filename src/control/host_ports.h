@@ -29,7 +29,7 @@ public:
     virtual void KeepAwake(bool /*on*/) {}
     // It is at another computer, and takes pictures for the user there.
     virtual bool TakesPictures() const { return false; }
-    virtual void GivePicture(GivenPicture /*picture*/) {}
+    virtual void GivePicture(GivenPicture&& /*picture*/) {}
 
     // The look of the program that the control is in.
     virtual LookChoice GetLook() const { return LookChoice::Desktop; }

@@ -223,7 +223,7 @@ TEST_F(SnapshotCommandTest, APageGetsThePictureThatItsUserHasTaken) {
     class PageSite final : public kvtest::SilentSite {
     public:
         bool TakesPictures() const override { return true; }
-        void GivePicture(GivenPicture picture) override { given.push_back(std::move(picture)); }
+        void GivePicture(GivenPicture&& picture) override { given.push_back(std::move(picture)); }
 
         std::vector<GivenPicture> given;
     } page;

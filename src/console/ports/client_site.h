@@ -41,7 +41,7 @@ public:
     virtual bool HasDesktop() const { return CanQuit(); }
     // The user is at another computer, whose browser takes pictures.
     virtual bool TakesPictures() const { return false; }
-    virtual void GivePicture([[maybe_unused]] GivenPicture picture) {}
+    virtual void GivePicture([[maybe_unused]] GivenPicture&& picture) {}
     // What is to be seen, for the title of the window around the console; empty while nobody is logged in.
     virtual void ShowTitle([[maybe_unused]] const std::string& text) {}
 

@@ -24,7 +24,7 @@ public:
     LookChoice GetLook() const override { return m_looks.Choice(); }
     void ChooseLook(LookChoice choice) override { m_looks.Choose(choice); }
     bool TakesPictures() const override { return true; }
-    void GivePicture(GivenPicture picture) override { m_give(std::move(picture)); }
+    void GivePicture(GivenPicture&& picture) override { m_give(std::move(picture)); }
     void SetState(BrowserState state) override { m_tell("windowState", static_cast<std::int32_t>(state)); }
     void ShowWindow(bool bShow) override { TellFlag("showWindow", bShow); }
     void RemoveClose() override { m_tell("removeClose", {}); }

@@ -124,7 +124,9 @@ void AddPath(GstRTSPServer* server, const char* path, const char* pipeline, bool
              const std::string& ear) {
     GstRTSPMediaFactory* const factory = MakeFactory(ear);
     gst_rtsp_media_factory_set_launch(factory, pipeline);
-    gst_rtsp_media_factory_set_shared(factory, TRUE);
+    // The library ends the process when two begin to play shared pictures at the same moment. What is heard
+    // goes to one file, so that is shared.
+    gst_rtsp_media_factory_set_shared(factory, !ear.empty());
     gst_rtsp_media_factory_set_latency(factory, 0);
     g_signal_connect(factory, "media-configure", G_CALLBACK(StampPictures), nullptr);
     g_signal_connect(factory, "media-configure", G_CALLBACK(Configure), nullptr);
