@@ -29,7 +29,6 @@ namespace {
 constexpr int kTickMs = 500;
 constexpr int kReapMs = 20;       // while a process ends
 constexpr int kRequestMs = 5000;  // from the first byte to the last of the answer
-constexpr int kBacklog = 64;
 // How long a stopped session that was woken for it may take to end.
 constexpr int kWokenMs = 500;
 // Behind the places of a session's two descriptors.
@@ -202,7 +201,7 @@ bool WebServer::Listen(std::string& problem) {
     const int on = 1;
     ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
     if (fd < 0 || ::bind(fd, list.first->ai_addr, list.first->ai_addrlen) != 0 ||
-        ::listen(fd, kBacklog) != 0) {
+        ::listen(fd, SOMAXCONN) != 0) {
         problem = std::strerror(errno);
         if (fd >= 0) {
             ::close(fd);
