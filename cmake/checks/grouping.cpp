@@ -13,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t kTogether = 16;
+constexpr std::size_t kTogether = 40;
 const std::array<std::string, 3> kEntries = {"main", "LLVMFuzzerTestOneInput", "LLVMFuzzerInitialize"};
 
 bool IsEntry(const std::string& name) {

@@ -2,9 +2,9 @@
 // compile_commands.json names.
 //
 // Most of the time goes into the headers of the libraries, so many sources are looked at as one; if they do
-// not compile together, each half is tried alone. What was found clean is kept by content, of the sources,
-// all of the tree's headers that they reach, their command and the rules; only what is new is looked at
-// again. Ends with 1 when anything was found.
+// not compile together, each half is tried alone. That a source was found clean is kept by content, of it,
+// all of the tree's headers that it reaches, its command and the rules; only what is new is looked at again.
+// Ends with 1 when anything was found.
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -14,6 +14,7 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <map>
 #include <mutex>
 #include <set>
 #include <sstream>
@@ -132,9 +133,9 @@ std::string Without(std::string text, const std::string& path) {
     return text;
 }
 
-std::string KeyOf(const Group& group, const fs::path& top, const std::string& rules) {
+std::string KeyOf(const Unit& unit, const fs::path& top, const std::string& rules) {
     std::vector<fs::path> folders;
-    std::istringstream words(group.flags);
+    std::istringstream words(unit.flags);
     for (std::string word; words >> word;) {
         if (word.starts_with("-I")) {
             folders.emplace_back(word.substr(2));
@@ -142,11 +143,9 @@ std::string KeyOf(const Group& group, const fs::path& top, const std::string& ru
     }
     Digest digest;
     digest.Add(rules);
-    digest.Add(Without(group.flags, top.string()));
+    digest.Add(Without(unit.flags, top.string()));
     std::set<fs::path> seen;
-    for (const auto& source : group.sources) {
-        AddFile(source, folders, seen, digest);
-    }
+    AddFile(unit.source, folders, seen, digest);
     return digest.Text();
 }
 
@@ -174,18 +173,22 @@ struct Findings {
     std::string said;
 };
 
-// The halves of a group keep their outcome by themselves.
+// Keeps of each source by itself that it was found clean, whichever others it was looked at with.
 class Looker {
 public:
     Looker(fs::path top, fs::path cache, std::string rules)
         : m_top(std::move(top)), m_cache(std::move(cache)), m_rules(std::move(rules)) {}
 
+    // Before Look.
+    bool IsNew(const Unit& unit) {
+        const std::string key = KeyOf(unit, m_top, m_rules);
+        m_keys[unit.source] = key;
+        return !fs::exists(m_cache / key);
+    }
+
+    // Of sources that are new. Any thread.
     Findings Look(const Group& group) {
-        const std::string key = KeyOf(group, m_top, m_rules);
-        if (fs::exists(m_cache / key)) {
-            return {};
-        }
-        const fs::path together = m_cache / (key + ".cpp");
+        const fs::path together = m_cache / (m_keys.at(group.sources.front()) + ".cpp");
         std::ofstream(together) << IncludingAll(group);
         const auto outcome = Run(std::string(kTidy) + " --quiet" + ChecksFor(group) + " --config-file='" +
                                  (m_top / ".clang-tidy").string() + "' '" + together.string() + "' -- " +
@@ -193,16 +196,15 @@ public:
         fs::remove(together);
         ++m_looked;
         if (outcome.status == 0) {
-            std::ofstream(m_cache / key).flush();
+            for (const auto& source : group.sources) {
+                std::ofstream(m_cache / m_keys.at(source)).flush();
+            }
             return {};
         }
         if (group.sources.size() > 1 && outcome.said.find("[clang-diagnostic-") != std::string::npos) {
             const auto middle = group.sources.begin() + static_cast<std::ptrdiff_t>(group.sources.size() / 2);
-            Findings first = Look({{group.sources.begin(), middle}, group.flags});
+            const Findings first = Look({{group.sources.begin(), middle}, group.flags});
             const Findings second = Look({{middle, group.sources.end()}, group.flags});
-            if (first.groups + second.groups == 0) {
-                std::ofstream(m_cache / key).flush();
-            }
             return {first.groups + second.groups, first.said + second.said};
         }
         return {1, outcome.said};
@@ -222,6 +224,7 @@ private:
     fs::path m_top;
     fs::path m_cache;
     std::string m_rules;
+    std::map<fs::path, std::string> m_keys;  // of sources
     std::atomic<int> m_looked = 0;
 };
 
@@ -244,8 +247,11 @@ int main(int argc, char** argv) {
         std::cerr << "kv-tidy: no " << kTidy << ", or nothing that it could look at in " << build << "\n";
         return 2;
     }
-    const auto groups = Grouped(units, top);
     Looker looker(top, cache, version.said + Read(top / ".clang-tidy"));
+    std::vector<Unit> fresh;
+    std::copy_if(units.begin(), units.end(), std::back_inserter(fresh),
+                 [&](const Unit& unit) { return looker.IsNew(unit); });
+    const auto groups = Grouped(fresh, top);
 
     std::atomic<std::size_t> next = 0;
     std::atomic<int> found = 0;
@@ -267,7 +273,7 @@ int main(int argc, char** argv) {
     for (auto& worker : workers) {
         worker.join();
     }
-    std::cerr << "kv-tidy: " << units.size() << " sources in " << groups.size() << " groups, clang-tidy ran "
-              << looker.Looked() << " times, " << found << " with findings\n";
+    std::cerr << "kv-tidy: " << fresh.size() << " of " << units.size() << " sources in " << groups.size()
+              << " groups, clang-tidy ran " << looker.Looked() << " times, " << found << " with findings\n";
     return found == 0 ? 0 : 1;
 }
