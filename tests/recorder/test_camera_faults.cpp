@@ -106,6 +106,36 @@ TEST_F(Cameras, MayChangeTheSizeAndTheCodecOfTheirPictures) {
                                               "pictures of 320x240 in H.265"));
 }
 
+// Which reader a camera is for is known from the session before, until the camera has something else.
+TEST_F(Cameras, AreComeBackToByOneConnection) {
+    const RtspPeer jpeg({"/live", Pictures("jpegenc ! rtpjpegpay name=pay0")});
+    const RtspPeer usual({"/live", kH264});
+    FaultyProxy proxy(jpeg.Port());
+    m_hub->AddChannel("Door", Camera(RtspAt(proxy.Port())));
+    Collector watcher;
+    const auto subscription = m_hub->Subscribe(0, 0, watcher.Sink());
+    const auto comesBack = [&](std::uint32_t fourcc) {
+        const int before = proxy.Connections();
+        proxy.Cut();
+        return WaitUntil([&] { return proxy.Connections() > before; }) && WaitUntil([&] {
+                   const auto packets = watcher.WaitFor(watcher.Packets().size() + 10);
+                   return packets.back()->fourcc == fourcc;
+               })
+                   ? proxy.Connections() - before
+                   : -1;
+    };
+    ASSERT_GE(watcher.WaitFor(10).size(), 10u) << testing::PrintToString(Lost());
+    EXPECT_EQ(proxy.Connections(), 2) << "the first session shows which it is";
+    EXPECT_EQ(comesBack(wire::kZIVG), 1);
+    EXPECT_EQ(comesBack(wire::kZIVG), 1);
+    proxy.Redirect(usual.Port());
+    EXPECT_EQ(comesBack(wire::kZ264), 1);
+    EXPECT_EQ(comesBack(wire::kZ264), 1);
+    proxy.Redirect(jpeg.Port());
+    EXPECT_EQ(comesBack(wire::kZIVG), 2) << "the usual reader was at it again";
+    EXPECT_EQ(comesBack(wire::kZIVG), 1);
+}
+
 // A session that looks right, and nonsense in place of pictures.
 void SendGarbage(Peer& camera) {
     for (std::string head = camera.ReadHead(); !head.empty(); head = camera.ReadHead()) {
