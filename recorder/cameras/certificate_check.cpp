@@ -49,9 +49,10 @@ struct Fault {
 Fault FaultOf(int error) {
     switch (error) {
         case kChanged:
-            return {"changed",
-                    "the camera does not show the certificate that was accepted, but another one: it was given "
-                    "a new one, or somebody stands between"};
+            return {
+                "changed",
+                "the camera does not show the certificate that was accepted, but another one: it was given "
+                "a new one, or somebody stands between"};
         case X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT:
         case X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN:
         case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT:
@@ -82,12 +83,13 @@ void CertificateCheck::Watch(CURL* easy, const std::string& url) {
     m_host = ReadCameraUrl(url).host;
     m_host.resize(std::min(m_host.find('%'), m_host.size()));  // an interface is none of the certificate's
     // All is judged here: the library would look at the host alone, and at authorities of its own.
-    const bool good = curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 0L) == CURLE_OK &&
-                      curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 0L) == CURLE_OK &&
-                      curl_easy_setopt(easy, CURLOPT_CAINFO, nullptr) == CURLE_OK &&
-                      curl_easy_setopt(easy, CURLOPT_CAPATH, nullptr) == CURLE_OK &&
-                      curl_easy_setopt(easy, CURLOPT_SSL_CTX_FUNCTION, &CertificateCheck::SetUp) == CURLE_OK &&
-                      curl_easy_setopt(easy, CURLOPT_SSL_CTX_DATA, this) == CURLE_OK;
+    const bool good =
+        curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 0L) == CURLE_OK &&
+        curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 0L) == CURLE_OK &&
+        curl_easy_setopt(easy, CURLOPT_CAINFO, nullptr) == CURLE_OK &&
+        curl_easy_setopt(easy, CURLOPT_CAPATH, nullptr) == CURLE_OK &&
+        curl_easy_setopt(easy, CURLOPT_SSL_CTX_FUNCTION, &CertificateCheck::SetUp) == CURLE_OK &&
+        curl_easy_setopt(easy, CURLOPT_SSL_CTX_DATA, this) == CURLE_OK;
     if (!good) {
         throw CameraError("certificates of cameras cannot be checked by this computer's libraries");
     }
