@@ -27,7 +27,8 @@ using testing::StartsWith;
 
 constexpr const char* kNotTrusted = "the camera's certificate is signed by nobody whom this computer trusts";
 constexpr const char* kOtherHost = "the camera's certificate was made for another host";
-constexpr const char* kChanged = "the camera does not show the certificate that was accepted, but another one";
+constexpr const char* kChanged =
+    "the camera does not show the certificate that was accepted, but another one";
 
 void SendPictures(Peer& camera) {
     camera.ReadHead();
@@ -161,10 +162,10 @@ TEST_F(Certificates, AChangedOneEndsTheSessionsToCome) {
 // A session that only the library of formats could read, which checks nothing.
 TEST_F(Certificates, NothingIsReadUnchecked) {
     const auto made = m_maker.Make();
-    const RtspPeer peer(
-        {"--tls", made.file, "/jpeg", Pictures("jpegenc ! rtpjpegpay name=pay0"), "/g726",
-         kH264 + " audiotestsrc is-live=true ! audio/x-raw,channels=1,rate=8000 ! avenc_g726 ! "
-                 "rtpg726pay name=pay1"});
+    const RtspPeer peer({"--tls", made.file, "/jpeg", Pictures("jpegenc ! rtpjpegpay name=pay0"), "/g726",
+                         kH264 +
+                             " audiotestsrc is-live=true ! audio/x-raw,channels=1,rate=8000 ! avenc_g726 ! "
+                             "rtpg726pay name=pay1"});
     EXPECT_THAT(Probe(peer.Url("/jpeg")).faults,
                 ElementsAre(StartsWith("what the camera sends is not read from an encrypted connection")));
     const CameraReport report = Probe(peer.Url("/g726"));
@@ -209,8 +210,8 @@ TEST_F(Certificates, AHandshakeThatStallsEndsInTime) {
         const std::string password = m_folder.File("password");
         std::ofstream(password) << "secret\n";
         std::filesystem::permissions(password, std::filesystem::perms::owner_read);
-        Program program({"--listen", "127.0.0.1:0", "--user", "admin", "--password-file", password, "--camera",
-                         At(scheme, silent.Port())});
+        Program program({"--listen", "127.0.0.1:0", "--user", "admin", "--password-file", password,
+                         "--camera", At(scheme, silent.Port())});
         RecorderClient stream(program.Port());
         stream.Send(Get("/cgi-bin/getstream.cgi?ch=0&stream_id=0 "));
         std::this_thread::sleep_for(milliseconds(300));

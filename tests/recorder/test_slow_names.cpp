@@ -21,7 +21,8 @@ int asking = 0;
 
 // In the place of the system's, for the libraries, too.
 extern "C" int getaddrinfo(const char* node, const char* service, const addrinfo* hints, addrinfo** found) {
-    if (node && std::string_view(node).ends_with(kSlow) && (!hints || (hints->ai_flags & AI_NUMERICHOST) == 0)) {
+    if (node && std::string_view(node).ends_with(kSlow) &&
+        (!hints || (hints->ai_flags & AI_NUMERICHOST) == 0)) {
         std::unique_lock lock(mutex);
         ++asking;
         changed.notify_all();
@@ -30,8 +31,7 @@ extern "C" int getaddrinfo(const char* node, const char* service, const addrinfo
         changed.notify_all();
         return EAI_NONAME;
     }
-    static const auto real =
-        reinterpret_cast<decltype(&::getaddrinfo)>(::dlsym(RTLD_NEXT, "getaddrinfo"));
+    static const auto real = reinterpret_cast<decltype(&::getaddrinfo)>(::dlsym(RTLD_NEXT, "getaddrinfo"));
     return real(node, service, hints, found);
 }
 

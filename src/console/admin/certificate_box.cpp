@@ -27,7 +27,9 @@ QString Spelled(const QString& digits) {
     QString text;
     for (qsizetype i = 0; i < kDigits; i += 2) {
         text += digits.mid(i, 2).toUpper();
-        text += i + 2 == kDigits ? QString() : i + 2 == kDigits / 2 ? QStringLiteral(":\n") : QStringLiteral(":");
+        text += i + 2 == kDigits       ? QString()
+                : i + 2 == kDigits / 2 ? QStringLiteral(":\n")
+                                       : QStringLiteral(":");
     }
     return text;
 }

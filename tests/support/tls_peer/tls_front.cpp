@@ -36,8 +36,7 @@ void Pass(SSL* session, int socket, int behind) {
         }
         if (SSL_pending(session) > 0 || waited[0].revents != 0) {
             const int count = SSL_read(session, bytes, sizeof bytes);
-            if (count <= 0 ||
-                ::send(behind, bytes, static_cast<std::size_t>(count), MSG_NOSIGNAL) != count) {
+            if (count <= 0 || ::send(behind, bytes, static_cast<std::size_t>(count), MSG_NOSIGNAL) != count) {
                 return;
             }
         }
