@@ -487,7 +487,7 @@ constexpr TableText kEnglish[] = {
     {7621, "%d of %d recorder tested|%d of %d recorders tested"},
     {7650, "Accept the certificate with this fingerprint"},
     {7651, "The camera's certificate is signed by nobody whom the recorder trusts."},
-    {7652, "The camera's certificate was made for another host."},
+    {7652, "The camera's certificate was made for another address."},
     {7653, "The camera's certificate has expired, or is not valid yet."},
     {7654,
      "The camera does not show the accepted certificate, but another one: it was given a new one, or "
