@@ -5,6 +5,7 @@
 #include "api/api_error.h"
 #include "api/camera_documents.h"
 #include "cameras/camera_url.h"
+#include "cameras/certificate_word.h"
 #include "state/text.h"
 
 namespace kvrecorder {
@@ -12,6 +13,7 @@ namespace {
 
 constexpr std::size_t kMostAddress = 1024;
 constexpr std::size_t kMostUser = 255;
+constexpr std::size_t kMostCertificate = 128;
 constexpr const char* kStale = "the cameras have changed meanwhile; look at them again";
 
 CameraUrl ReadAddress(const char* field, std::string text) {
@@ -39,6 +41,7 @@ bool TakeCamera(JsonFields& body, NetworkCamera& camera, bool& newPassword) {
     const auto user = body.Text("user", kMostUser);
     auto password = body.Password("password");
     const auto transport = body.Text("transport", 8);
+    const auto certificate = body.Text("certificate", kMostCertificate);
     if (address) {
         CameraUrl taken = ReadAddress("address", std::move(*address));
         camera.url = std::move(taken.url);
@@ -64,6 +67,13 @@ bool TakeCamera(JsonFields& body, NetworkCamera& camera, bool& newPassword) {
     if (transport) {
         camera.overUdp = transport == "udp";
     }
+    if (certificate) {
+        try {
+            camera.certificate = ReadCertificateWord(*certificate);
+        } catch (const std::runtime_error& failure) {
+            throw ApiError(400, failure.what(), "certificate");
+        }
+    }
     if (!newPassword && !before.password.Empty()) {
         const std::string host = HostOf(before.url);
         if (HostOf(camera.url) != host ||
@@ -72,12 +82,12 @@ bool TakeCamera(JsonFields& body, NetworkCamera& camera, bool& newPassword) {
                            "password");
         }
     }
-    return address || sub || user || newPassword || transport;
+    return address || sub || user || newPassword || transport || certificate;
 }
 
 SourceText ToText(const NetworkCamera& camera, bool newPassword) {
-    return {camera.url, camera.subUrl, camera.user, camera.password, camera.overUdp ? "udp" : "",
-            newPassword};
+    return {camera.url,  camera.subUrl,     camera.user, camera.password, camera.overUdp ? "udp" : "",
+            newPassword, camera.certificate};
 }
 
 void CheckName(const std::string& name) {

@@ -77,6 +77,7 @@ Json DescribeCamera(const Snapshot& state, MediaHub& hub, int channel) {
         camera["sub_address"] = network.subUrl;
         camera["user"] = network.user;
         camera["has_password"] = !network.password.Empty();
+        camera["certificate"] = network.certificate;
         camera["transport"] = network.overUdp ? "udp" : "tcp";
     }
     int watchers = 0;
@@ -136,6 +137,10 @@ Json DescribeTest(int number, const TestOutcome& outcome) {
     test["connected_ms"] = camera.connected.count();
     test["first_picture_ms"] = camera.firstPicture.count();
     test["faults"] = camera.faults;
+    if (!camera.certificate.empty()) {
+        test["certificate"] = camera.certificate;
+        test["certificate_fault"] = camera.certificateFault;
+    }
     test["picture"] = !camera.picture.empty();
     return test;
 }

@@ -34,6 +34,8 @@ struct TestedCamera {
     std::chrono::milliseconds connected{};
     std::chrono::milliseconds firstPicture{};
     std::vector<std::string> faults;    // in words
+    std::string certificate;            // that was refused, as a source accepts it; empty: none
+    std::string certificateFault;       // its fault's name
     std::vector<std::uint8_t> picture;  // JPEG; empty: none came
 };
 

@@ -1,12 +1,10 @@
 #include "cameras/back_channel.h"
 
-#include <netinet/in.h>
-#include <sys/socket.h>
-
 #include <algorithm>
 #include <random>
 
 #include "cameras/camera_error.h"
+#include "cameras/camera_url.h"
 #include "cameras/camera_words.h"
 
 namespace kvrecorder {
@@ -29,7 +27,8 @@ constexpr std::size_t kSamples = 160;  // of a usual packet
 // More of them are not given to a connection that does not take them along.
 constexpr std::size_t kMostOutstanding = 15 * kSamples;
 constexpr milliseconds kFarewell{500};
-constexpr int kPortTries = 20;
+// Of what comes of the pictures, where they have to be played.
+constexpr int kUnseenChannel = 2;
 
 void Check(const RtspReply& reply) {
     if (reply.head.status == kNoPath) {
@@ -45,22 +44,6 @@ std::uint32_t Draw() {
     std::random_device source;
     return source();
 }
-
-struct Address {
-    sockaddr_storage bytes{};
-    socklen_t size = sizeof bytes;
-
-    sockaddr* Get() { return reinterpret_cast<sockaddr*>(&bytes); }
-    int Port() const {
-        return ntohs(bytes.ss_family == AF_INET6 ? reinterpret_cast<const sockaddr_in6*>(&bytes)->sin6_port
-                                                 : reinterpret_cast<const sockaddr_in*>(&bytes)->sin_port);
-    }
-    void SetPort(int port) {
-        const auto wire = htons(static_cast<std::uint16_t>(port));
-        (bytes.ss_family == AF_INET6 ? reinterpret_cast<sockaddr_in6*>(&bytes)->sin6_port
-                                     : reinterpret_cast<sockaddr_in*>(&bytes)->sin_port) = wire;
-    }
-};
 
 }  // namespace
 
@@ -97,88 +80,102 @@ BackChannel::BackChannel(const NetworkCamera& camera, const std::string& url,
     const std::string below = BaseOfControls(reply.head, url);
     m_base = JoinRtspUrl(below, description.control);
     m_speech.control = JoinRtspUrl(below, m_speech.control);
-    SetUp(camera.overUdp, until);
-    Check(m_link.Ask("PLAY", m_base, "Session: " + m_session + "\r\n" + kRequire, until));
+    const auto pictures =
+        std::find_if(description.media.begin(), description.media.end(),
+                     [](const RtspMedia& media) { return media.isVideo && media.IsFromCamera(); });
+    RtspReply answer = Open(camera.overUdp, "", until);
+    if (answer.head.status != kFound && answer.head.status != kNoPath &&
+        pictures != description.media.end()) {
+        // Some play nothing unless their pictures are played in the same session. Nobody looks at these.
+        RtspReply other = Open(camera.overUdp, JoinRtspUrl(below, pictures->control), until);
+        answer = other.head.status == kFound ? std::move(other) : std::move(answer);
+    }
+    Check(answer);
     m_said = Clock::now();
 }
 
 BackChannel::~BackChannel() {
     try {
-        m_link.Ask("TEARDOWN", m_base, "Session: " + m_session + "\r\n" + kRequire, Clock::now() + kFarewell);
+        Close(Clock::now() + kFarewell);
     } catch (const std::exception&) {
         // It finds the connection closed.
     }
 }
 
-// In the wanted way, or in the other one.
-void BackChannel::SetUp(bool datagrams, TimePoint until) {
-    for (const bool turn : {datagrams, !datagrams}) {
-        std::string transport = "RTP/AVP/TCP;unicast;interleaved=0-1";
-        if (turn) {
-            const int port = OpenDatagrams();
-            transport =
-                "RTP/AVP;unicast;client_port=" + std::to_string(port) + "-" + std::to_string(port + 1);
-        }
-        const RtspReply reply =
-            m_link.Ask("SETUP", m_speech.control, "Transport: " + transport + "\r\n" + kRequire, until);
-        if (reply.head.status == kOtherTransport && turn == datagrams) {
-            m_datagrams.reset();
-            m_reports.reset();
-            continue;
-        }
-        Check(reply);
-        m_session = FirstPart(reply.head.Field("Session"));
-        if (const auto told = NumberOfPart(reply.head.Field("Session"), "timeout")) {
-            m_alive = seconds(std::clamp(*told, 4, 3600));
-        }
-        if (m_session.empty()) {
-            throw CameraError(words::kNotUnderstood);
-        }
-        ReadTransport(reply.head.Field("Transport"));
-        return;
+void BackChannel::Close(TimePoint until) {
+    if (!m_session.empty()) {
+        m_link.Ask("TEARDOWN", m_base, SessionLine() + kRequire, until);
+        m_session.clear();
     }
+    m_datagrams.reset();
+    m_unseen.reset();
 }
 
-void BackChannel::ReadTransport(std::string_view transport) {
-    if (!m_datagrams) {
-        m_channel = std::clamp(NumberOfPart(transport, "interleaved").value_or(0), 0, 255);
-        return;
+// In the wanted way or, where the camera knows only that, in the other one. Gives the answer to PLAY, or the
+// one that refused before.
+RtspReply BackChannel::Open(bool datagrams, const std::string& pictures, TimePoint until) {
+    // Datagrams would go unencrypted.
+    const bool isEncrypted = IsEncryptedUrl(m_url);
+    RtspReply reply = OpenBy(datagrams && !isEncrypted, pictures, until);
+    return reply.head.status == kOtherTransport && !isEncrypted ? OpenBy(!datagrams, pictures, until)
+                                                                : std::move(reply);
+}
+
+RtspReply BackChannel::OpenBy(bool datagrams, const std::string& pictures, TimePoint until) {
+    Close(until);
+    if (!pictures.empty()) {
+        RtspReply reply = SetUp(pictures, kUnseenChannel, datagrams ? &m_unseen : nullptr, until);
+        if (reply.head.status != kFound) {
+            return reply;
+        }
     }
-    const int port = NumberOfPart(transport, "server_port").value_or(0);
-    Address peer;
-    if (port < 1 || port > 65534 || ::getpeername(m_link.Socket(), peer.Get(), &peer.size) != 0) {
+    RtspReply reply = SetUp(m_speech.control, 0, datagrams ? &m_datagrams : nullptr, until);
+    if (reply.head.status != kFound) {
+        return reply;
+    }
+    if (!m_datagrams) {
+        m_channel =
+            std::clamp(NumberOfPart(reply.head.Field("Transport"), "interleaved").value_or(0), 0, 255);
+    } else if (!m_datagrams->SendTo(m_link.Socket(),
+                                    NumberOfPart(reply.head.Field("Transport"), "server_port").value_or(0))) {
         throw CameraError(words::kNotUnderstood);
     }
-    peer.SetPort(port);
-    if (::connect(m_datagrams->Get(), peer.Get(), peer.size) != 0) {
-        throw CameraError(words::kNoWay);
-    }
+    return m_link.Ask("PLAY", m_base, SessionLine() + kRequire, until);
 }
 
-// Two ports side by side, the first one even; gives that.
-int BackChannel::OpenDatagrams() {
-    for (int turn = 0; turn < kPortTries; ++turn) {
-        Address own;
-        if (::getsockname(m_link.Socket(), own.Get(), &own.size) != 0) {
-            break;
+// `datagrams`: gets the ports that one kind of media goes by.
+RtspReply BackChannel::SetUp(const std::string& control, int channel, std::optional<DatagramPair>* datagrams,
+                             TimePoint until) {
+    std::string transport =
+        "RTP/AVP/TCP;unicast;interleaved=" + std::to_string(channel) + "-" + std::to_string(channel + 1);
+    if (datagrams != nullptr) {
+        auto made = DatagramPair::Beside(m_link.Socket());
+        if (!made) {
+            throw CameraError("there is no port for what is said to the camera");
         }
-        const auto open = [&own](int port) {
-            own.SetPort(port);
-            Descriptor opened(::socket(own.bytes.ss_family, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-            const bool bound = opened.Get() >= 0 && ::bind(opened.Get(), own.Get(), own.size) == 0 &&
-                               ::getsockname(opened.Get(), own.Get(), &own.size) == 0;
-            return bound ? std::optional<Descriptor>(std::move(opened)) : std::nullopt;
-        };
-        auto first = open(0);
-        const int port = own.Port();
-        auto second = first && port % 2 == 0 && port < 65535 ? open(port + 1) : std::nullopt;
-        if (first && second) {
-            m_datagrams.emplace(std::move(*first));
-            m_reports.emplace(std::move(*second));
-            return port;
-        }
+        datagrams->emplace(std::move(*made));
+        const int port = (*datagrams)->Port();
+        transport = "RTP/AVP;unicast;client_port=" + std::to_string(port) + "-" + std::to_string(port + 1);
     }
-    throw CameraError("there is no port for what is said to the camera");
+    RtspReply reply =
+        m_link.Ask("SETUP", control, "Transport: " + transport + "\r\n" + SessionLine() + kRequire, until);
+    if (reply.head.status != kFound) {
+        return reply;
+    }
+    if (const auto told = NumberOfPart(reply.head.Field("Session"), "timeout")) {
+        m_alive = seconds(std::clamp(*told, 4, 3600));
+    }
+    if (const std::string session = FirstPart(reply.head.Field("Session")); !session.empty()) {
+        m_session = session;
+    }
+    if (m_session.empty()) {
+        throw CameraError(words::kNotUnderstood);
+    }
+    return reply;
+}
+
+std::string BackChannel::SessionLine() const {
+    return m_session.empty() ? "" : "Session: " + m_session + "\r\n";
 }
 
 std::size_t BackChannel::Outstanding() const {
@@ -207,7 +204,7 @@ bool BackChannel::Send(std::span<const std::uint8_t> coded, std::uint32_t stamp,
     add(m_source, 4);
     packet.append(coded.begin(), coded.end());
     if (m_datagrams) {
-        ::send(m_datagrams->Get(), packet.data(), packet.size(), MSG_NOSIGNAL);
+        m_datagrams->Send(packet);
     } else {
         m_link.Write(packet);
     }
@@ -220,7 +217,7 @@ void BackChannel::Keep() {
     }
     if (m_link.Flush() && Clock::now() - m_said > m_alive / 2) {
         m_said = Clock::now();
-        m_link.Say("OPTIONS", m_url, "Session: " + m_session + "\r\n");
+        m_link.Say("OPTIONS", m_url, SessionLine());
     }
 }
 

@@ -9,9 +9,9 @@
 #include <string>
 
 #include "cameras/camera_offer.h"
+#include "cameras/datagram_pair.h"
 #include "cameras/rtsp_link.h"
 #include "cameras/sdp_offer.h"
-#include "media/descriptor.h"
 #include "media/sound_source.h"
 
 namespace kvrecorder {
@@ -44,20 +44,23 @@ public:
     void Keep();
 
 private:
-    void SetUp(bool datagrams, TimePoint until);
-    void ReadTransport(std::string_view transport);
-    int OpenDatagrams();
+    void Close(TimePoint until);
+    RtspReply Open(bool datagrams, const std::string& pictures, TimePoint until);
+    RtspReply OpenBy(bool datagrams, const std::string& pictures, TimePoint until);
+    RtspReply SetUp(const std::string& control, int channel, std::optional<DatagramPair>* datagrams,
+                    TimePoint until);
+    std::string SessionLine() const;
 
     RtspLink m_link;
     const std::string m_url;
     std::string m_base;
     SpeechStream m_speech;
     std::string m_session;
-    std::chrono::seconds m_alive{60};       // for so long without a word
-    TimePoint m_said;                       // the last word
-    int m_channel = 0;                      // of the packets within the connection
-    std::optional<Descriptor> m_datagrams;  // where they go beside it
-    std::optional<Descriptor> m_reports;    // what is told of them, which nobody reads
+    std::chrono::seconds m_alive{60};         // for so long without a word
+    TimePoint m_said;                         // the last word
+    int m_channel = 0;                        // of the packets within the connection
+    std::optional<DatagramPair> m_datagrams;  // where they go beside it
+    std::optional<DatagramPair> m_unseen;     // where pictures come that nobody reads
     std::uint16_t m_number = 0;
     const std::uint32_t m_source;
     const std::uint32_t m_firstStamp;

@@ -32,8 +32,7 @@ private:
     std::chrono::steady_clock::time_point m_until{};
 };
 
-// One session. One thread; all calls end within the limit that it was opened with, but for the look-up of a
-// host's name.
+// One session. One thread; all calls end within the limit that it was opened with.
 class CameraInput {
 public:
     virtual ~CameraInput() = default;

@@ -91,6 +91,9 @@ public:
     CameraReport Run() {
         try {
             Watch();
+        } catch (const CertificateError& failure) {
+            m_report.certificate = failure.Refused();
+            m_report.faults.emplace_back(failure.what());
         } catch (const CameraError& failure) {
             // What was to be known is; or all that could be seen in the time was.
             if (!m_report.HasPictures()) {
@@ -107,7 +110,8 @@ public:
 
 private:
     void Watch() {
-        const auto input = OpenCameraInput(m_camera, m_camera.url, true, m_limit);
+        ReaderChoice choice;
+        const auto input = OpenCameraInput(m_camera, m_camera.url, true, m_limit, choice);
         m_report.connected = SinceBegin();
         const kvrecorder::Codec codec = *PassedCodec(input->Codec());
         m_fourcc = FourccOf(codec);

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "cameras/camera_error.h"
 #include "media/stream_config.h"
 
 namespace kvrecorder {
@@ -22,14 +23,14 @@ struct CameraReport {
     std::chrono::milliseconds connected{};
     std::chrono::milliseconds firstPicture{};  // both since the begin
     std::vector<std::string> faults;           // in words
-    std::vector<std::uint8_t> picture;         // JPEG, at most 640 wide; empty without one
+    RefusedCertificate certificate;
+    std::vector<std::uint8_t> picture;  // JPEG, at most 640 wide; empty without one
 
     bool HasPictures() const { return width > 0; }
 };
 
-// Watches the camera's main stream until all is known, at most for `limit`; the look-up of a host's name may
-// take longer. Ends early when `ended` says so. Key pictures that come less often than told are a fault: who
-// begins to watch waits for one. Throws nothing.
+// Watches the camera's main stream until all is known, at most for `limit`. Ends early when `ended` says so.
+// Key pictures that come less often than told are a fault: who begins to watch waits for one. Throws nothing.
 CameraReport ProbeCamera(const NetworkCamera& camera, std::chrono::milliseconds limit,
                          const std::function<bool()>& ended,
                          std::chrono::milliseconds rareKeys = std::chrono::milliseconds(4'000));

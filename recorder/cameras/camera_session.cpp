@@ -76,6 +76,7 @@ private:
     void Wake();
 
     const Setup m_setup;
+    ReaderChoice m_reader;  // of the thread
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
@@ -249,7 +250,7 @@ void CameraSession::State::Watch() {
         sound = m_sound;
     }
     limit.AllowUntil(Clock::now() + m_setup.timing.connect);
-    const auto input = OpenCameraInput(m_setup.camera, url, sound, limit);
+    const auto input = OpenCameraInput(m_setup.camera, url, sound, limit, m_reader);
     const auto sounds = input->Sound() ? CameraSound::Make(*input->Sound()) : nullptr;
     {
         const std::lock_guard lock(m_mutex);

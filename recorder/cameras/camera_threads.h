@@ -9,8 +9,7 @@
 
 namespace kvrecorder {
 
-// They end by themselves: none can be made to while it looks up the name of a host. At this object's end they
-// are waited for, but not for long. Any thread.
+// They end by themselves. At this object's end they are waited for, but not for long. Any thread.
 class CameraThreads {
 public:
     CameraThreads() = default;

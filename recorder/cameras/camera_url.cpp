@@ -167,6 +167,10 @@ bool IsDeviceUrl(std::string_view url) {
     return url.starts_with("onvif://") || url.starts_with("onvifs://");
 }
 
+bool IsEncryptedUrl(std::string_view url) {
+    return url.starts_with("rtsps://") || url.starts_with("https://") || url.starts_with("onvifs://");
+}
+
 Secret JoinLogin(std::string_view url, std::string_view user, std::string_view password) {
     const std::size_t begin = url.find(kMark) + kMark.size();
     std::string joined(url.substr(0, begin));

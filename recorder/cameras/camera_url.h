@@ -26,6 +26,8 @@ CameraUrl ReadCameraUrl(std::string_view text);
 CameraUrl TakeCameraUrl(std::string& text);
 // The address is that of a camera's device service, which is to be asked for those of its pictures.
 bool IsDeviceUrl(std::string_view url);
+// What is said to the camera there goes by a connection that is encrypted.
+bool IsEncryptedUrl(std::string_view url);
 
 // The address with the login in it, as libraries want it.
 Secret JoinLogin(std::string_view url, std::string_view user, std::string_view password);

@@ -15,6 +15,7 @@ inline constexpr const char* kNoPath = "the camera knows no such path";
 inline constexpr const char* kRefuses = "the camera refuses to send pictures";
 inline constexpr const char* kClosed = "the camera closed the connection";
 inline constexpr const char* kNotUnderstood = "the camera's answer cannot be understood";
+inline constexpr const char* kNotEncrypted = "no encrypted connection to the camera can be had";
 inline constexpr const char* kPlaysNothing = "the camera plays nothing that is said to it";
 
 }  // namespace kvrecorder::words

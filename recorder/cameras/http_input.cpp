@@ -7,6 +7,7 @@
 #include <curl/curl.h>
 
 #include "cameras/camera_words.h"
+#include "cameras/certificate_check.h"
 #include "cameras/curl_handles.h"
 #include "cameras/jpeg_walk.h"
 #include "cameras/multipart_reader.h"
@@ -36,7 +37,7 @@ bool IsMultipart(const std::string& type) {
 class HttpInput::Transfer {
 public:
     Transfer(const NetworkCamera& camera, const std::string& url, InputLimit& limit)
-        : m_limit(limit), m_hasUser(!camera.user.empty()) {
+        : m_limit(limit), m_hasUser(!camera.user.empty()), m_check(camera.certificate) {
         SetUpLibrary();
         m_multi.reset(curl_multi_init());
         m_easy.reset(curl_easy_init());
@@ -49,9 +50,7 @@ public:
         Set(CURLOPT_NOSIGNAL, 1L);
         Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
         Set(CURLOPT_USERAGENT, "kvrecorder");
-        // Cameras sign their own certificates.
-        Set(CURLOPT_SSL_VERIFYPEER, 0L);
-        Set(CURLOPT_SSL_VERIFYHOST, 0L);
+        m_check.Watch(m_easy.get(), url);
         // A host's name that is being looked up is not waited for at the end.
         Set(CURLOPT_QUICK_EXIT, 1L);
         Set(CURLOPT_WRITEFUNCTION, &Transfer::TakeBody);
@@ -199,6 +198,7 @@ private:
     }
 
     [[noreturn]] void Fail(CURLcode error) const {
+        m_check.ThrowIfRefused();
         long system = 0;
         curl_easy_getinfo(m_easy.get(), CURLINFO_OS_ERRNO, &system);
         switch (error) {
@@ -211,7 +211,7 @@ private:
                 throw CameraError(words::kNoAnswer);
             case CURLE_SSL_CONNECT_ERROR:
             case CURLE_PEER_FAILED_VERIFICATION:
-                throw CameraError("no encrypted connection to the camera can be had");
+                throw CameraError(words::kNotEncrypted);
             case CURLE_GOT_NOTHING:
             case CURLE_RECV_ERROR:
             case CURLE_SEND_ERROR:
@@ -230,6 +230,7 @@ private:
 
     InputLimit& m_limit;
     const bool m_hasUser;
+    CertificateCheck m_check;
     MultiHandle m_multi;
     EasyHandle m_easy;
     std::vector<std::uint8_t> m_body;

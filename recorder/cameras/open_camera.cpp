@@ -7,21 +7,48 @@
 #include "cameras/usb_input.h"
 
 namespace kvrecorder {
+namespace {
+
+std::unique_ptr<CameraInput> OpenOther(const NetworkCamera& camera, const std::string& url, bool withSound,
+                                       InputLimit& limit, ReaderChoice& choice) {
+    try {
+        auto input = std::make_unique<RtspInput>(camera, url, withSound, limit);
+        choice.NoteOther(url, withSound, input->Codec(),
+                         input->Sound() ? input->Sound()->codec_id : AV_CODEC_ID_NONE);
+        return input;
+    } catch (const OddSession&) {
+        choice.Forget();
+        throw;
+    }
+}
+
+}  // namespace
 
 std::unique_ptr<CameraInput> OpenCameraInput(const NetworkCamera& camera, const std::string& url,
-                                             bool withSound, InputLimit& limit) {
+                                             bool withSound, InputLimit& limit, ReaderChoice& choice) {
     if (url.starts_with("http://") || url.starts_with("https://")) {
         return std::make_unique<HttpInput>(camera, url, limit);
     }
     if (url.starts_with(kUsbScheme)) {
         return std::make_unique<UsbInput>(url, limit);
     }
-    if (!camera.overUdp && url.starts_with("rtsp://")) {
+    if (IsEncryptedUrl(url)) {
         if (auto input = OpenRtspTcp(camera, url, withSound, limit)) {
             return input;
         }
+        // The other reader checks no certificates.
+        throw CameraError(
+            "what the camera sends is not read from an encrypted connection; set it to H.264 or H.265, or "
+            "give "
+            "its address with rtsp://");
     }
-    return std::make_unique<RtspInput>(camera, url, withSound, limit);
+    if (!camera.overUdp && !choice.IsOther(url, withSound)) {
+        if (auto input = OpenRtspTcp(camera, url, withSound, limit)) {
+            choice.Forget();
+            return input;
+        }
+    }
+    return OpenOther(camera, url, withSound, limit, choice);
 }
 
 }  // namespace kvrecorder

@@ -1,16 +1,10 @@
 #include "cameras/rtsp_connection.h"
 
-#include <netdb.h>
-#include <netinet/tcp.h>
 #include <poll.h>
-#include <sys/socket.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <memory>
 #include <thread>
 
-#include "cameras/camera_url.h"
 #include "cameras/camera_words.h"
 
 namespace kvrecorder {
@@ -28,83 +22,28 @@ constexpr int kMostReplies = 8;
 // Of two kinds of media, and of cameras that choose others than they were asked for.
 constexpr int kMostChannels = 8;
 
-struct FreeAddresses {
-    void operator()(addrinfo* addresses) const { ::freeaddrinfo(addresses); }
-};
-
-// "rtsp://[host]:port/path" without a login.
-std::string PortOf(const std::string& url) {
-    std::size_t begin = url.find("://") + 3;
-    if (url.compare(begin, 1, "[") == 0) {
-        begin = url.find(']', begin);
-    }
-    const std::size_t port = url.find_first_of(":/?", begin);
-    if (port == std::string::npos || url[port] != ':') {
-        return "554";
-    }
-    return url.substr(port + 1, url.find_first_of("/?", port) - port - 1);
-}
-
 }  // namespace
 
 RtspConnection::RtspConnection(const NetworkCamera& camera, const std::string& url, InputLimit& limit)
-    : m_limit(limit), m_login(camera.user, camera.password), m_buffer(kBuffer) {
-    Connect(ReadCameraUrl(url).host, PortOf(url));
-}
+    : m_limit(limit),
+      m_line(
+          url, camera.certificate, [&limit] { return limit.Ended(); }, limit.Until()),
+      m_login(camera.user, camera.password),
+      m_buffer(kBuffer) {}
 
-void RtspConnection::Connect(const std::string& host, const std::string& port) {
-    addrinfo wanted{};
-    wanted.ai_socktype = SOCK_STREAM;
-    addrinfo* found = nullptr;
-    if (::getaddrinfo(host.c_str(), port.c_str(), &wanted, &found) != 0) {
-        throw CameraError(words::kUnknownHost);
+void RtspConnection::CheckLimit() const {
+    if (m_limit.IsOver()) {
+        throw CameraError(m_isOpen ? words::kNoMorePictures : words::kNoAnswer);
     }
-    const std::unique_ptr<addrinfo, FreeAddresses> addresses(found);
-    int error = EHOSTUNREACH;
-    for (const addrinfo* at = found; at && error != 0; at = at->ai_next) {
-        Descriptor socket(::socket(at->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-        if (socket.Get() < 0) {
-            throw CameraError(words::kNoMemory);
-        }
-        m_socket.emplace(std::move(socket));
-        error = ::connect(m_socket->Get(), at->ai_addr, at->ai_addrlen) == 0 ? 0 : errno;
-        if (error == EINPROGRESS) {
-            WaitFor(POLLOUT);
-            socklen_t size = sizeof error;
-            ::getsockopt(m_socket->Get(), SOL_SOCKET, SO_ERROR, &error, &size);
-        }
-    }
-    if (error != 0) {
-        Fail(error);
-    }
-    const int on = 1;
-    ::setsockopt(m_socket->Get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-}
-
-void RtspConnection::Fail(int error) const {
-    switch (error) {
-        case ECONNREFUSED:
-            throw CameraError(words::kNothingListens);
-        case EHOSTUNREACH:
-        case ENETUNREACH:
-            throw CameraError(words::kNoWay);
-        case ETIMEDOUT:
-            throw CameraError(words::kNoAnswer);
-        default:
-            throw CameraError(words::kClosed);
+    if (m_limit.Ended()) {
+        throw CameraError(words::kClosed);
     }
 }
 
-void RtspConnection::WaitFor(short events) {
-    pollfd waited{m_socket->Get(), events, 0};
+void RtspConnection::WaitForBytes() const {
+    pollfd waited{m_line.Socket(), POLLIN, 0};
     do {
-        // Also of a camera that lets nobody wait.
-        if (m_limit.IsOver()) {
-            throw CameraError(m_isOpen ? words::kNoMorePictures : words::kNoAnswer);
-        }
-        if (m_limit.Ended()) {
-            throw CameraError(words::kClosed);
-        }
+        CheckLimit();  // also of a camera that lets nobody wait
     } while (::poll(&waited, 1, static_cast<int>(kLongestWait.count())) <= 0);
 }
 
@@ -115,8 +54,7 @@ void RtspConnection::Tell(std::string_view method, const std::string& url, std::
     AppendSecret(request, m_login.Line(method, url).View());
     AppendSecret(request, "\r\n");
     // It is far less than the system takes at once.
-    const ssize_t sent = ::send(m_socket->Get(), request.data(), request.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-    const bool whole = sent == static_cast<ssize_t>(request.size());
+    const bool whole = m_line.Write(request) == request.size();
     Wipe(request);
     if (!whole) {
         throw CameraError(words::kClosed);
@@ -208,15 +146,18 @@ void RtspConnection::Receive(bool gather) {
         m_begin = 0;
     }
     while (true) {
-        WaitFor(POLLIN);
-        const ssize_t size = ::recv(m_socket->Get(), m_buffer.data() + m_end, m_buffer.size() - m_end, 0);
+        // What is encrypted comes in blocks, of which a part may be here already.
+        if (!m_line.IsEncrypted()) {
+            WaitForBytes();
+        }
+        const std::size_t size =
+            m_line.Read(reinterpret_cast<char*>(m_buffer.data()) + m_end, m_buffer.size() - m_end);
         if (size > 0) {
-            m_end += static_cast<std::size_t>(size);
+            CheckLimit();
+            m_end += size;
             return;
         }
-        if (size == 0 || (errno != EAGAIN && errno != EINTR)) {
-            throw CameraError(words::kClosed);
-        }
+        WaitForBytes();
     }
 }
 

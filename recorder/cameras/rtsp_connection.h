@@ -1,6 +1,5 @@
 // A camera's RTSP connection by TCP, in which requests, replies and packets take turns. What it reads stays
-// in place, and it waits for its bytes; RtspLink beside it reads little, may not wait for what it writes, and
-// speaks to encrypted cameras.
+// in place, and it waits for its bytes; RtspLink beside it reads little, and may not wait for what it writes.
 #pragma once
 
 #include <cstdint>
@@ -10,9 +9,9 @@
 #include <vector>
 
 #include "cameras/camera_input.h"
+#include "cameras/camera_line.h"
 #include "cameras/rtsp_login.h"
 #include "cameras/rtsp_reply.h"
-#include "media/descriptor.h"
 #include "media/stream_config.h"
 
 namespace kvrecorder {
@@ -20,7 +19,7 @@ namespace kvrecorder {
 // What the camera answers is not understood here, though another may.
 struct StrangeRtsp {};
 
-// One thread. All calls end within the limit, but for the look-up of the host's name, and throw CameraError.
+// One thread. All calls end within the limit, and throw CameraError.
 class RtspConnection {
 public:
     RtspConnection(const NetworkCamera& camera, const std::string& url, InputLimit& limit);
@@ -43,13 +42,12 @@ public:
     bool Judge(const RtspHead& head);
 
 private:
-    void Connect(const std::string& host, const std::string& port);
-    void WaitFor(short events);
-    [[noreturn]] void Fail(int error) const;
+    void CheckLimit() const;
+    void WaitForBytes() const;
     RtspReply ReadReply();
 
     InputLimit& m_limit;
-    std::optional<Descriptor> m_socket;
+    CameraLine m_line;
     bool m_isOpen = false;
     RtspLogin m_login;
     int m_sequence = 0;

@@ -1,10 +1,8 @@
 #include "cameras/rtsp_input.h"
 
-#include <netdb.h>
-#include <sys/socket.h>
-
 #include "cameras/camera_url.h"
 #include "cameras/camera_words.h"
+#include "cameras/host_lookup.h"
 
 namespace kvrecorder {
 namespace {
@@ -13,18 +11,6 @@ constexpr std::size_t kLargestPiece = 16 << 20;
 constexpr std::int64_t kMostStampUs = std::int64_t{1} << 52;
 // Pictures that come by single packets are waited for so long until the gap that one left is given up.
 constexpr int kMaxReorderUs = 100'000;
-
-// The library tells an unknown name as it tells a broken line.
-bool IsKnownHost(const std::string& host) {
-    addrinfo wanted{};
-    wanted.ai_socktype = SOCK_STREAM;
-    addrinfo* found = nullptr;
-    const int error = ::getaddrinfo(host.c_str(), nullptr, &wanted, &found);
-    if (error == 0) {
-        ::freeaddrinfo(found);
-    }
-    return error == 0;
-}
 
 struct Options {
     AVDictionary* dict = nullptr;
@@ -42,9 +28,8 @@ RtspInput::RtspInput(const NetworkCamera& camera, const std::string& url, bool w
     if (!m_packet) {
         throw CameraError(words::kNoMemory);
     }
-    if (!IsKnownHost(ReadCameraUrl(url).host)) {
-        throw CameraError(words::kUnknownHost);
-    }
+    // The library tells an unknown name as it tells a broken line.
+    CheckHostIsKnown(ReadCameraUrl(url).host, limit);
     Open(camera, url, withSound);
     std::string other;
     for (unsigned i = 0; i < m_session->nb_streams; ++i) {
@@ -62,8 +47,8 @@ RtspInput::RtspInput(const NetworkCamera& camera, const std::string& url, bool w
         }
     }
     if (!m_pictures) {
-        throw CameraError(other.empty() ? "the camera offers no pictures"
-                                        : "the camera's codec (" + other + ") is none that can be passed on");
+        throw OddSession(other.empty() ? "the camera offers no pictures"
+                                       : "the camera's codec (" + other + ") is none that can be passed on");
     }
 }
 
@@ -80,8 +65,8 @@ void RtspInput::Open(const NetworkCamera& camera, const std::string& url, bool w
     options.Set("rtsp_transport", camera.overUdp ? "udp" : "tcp");
     options.Set("allowed_media_types", withSound ? "video+audio" : "video");
     options.Set("user_agent", "kvrecorder");
-    // It leads nowhere else.
-    options.Set("protocol_whitelist", "rtp,udp,tcp,tls");
+    // It leads nowhere else, and opens nothing encrypted, as it checks no certificates.
+    options.Set("protocol_whitelist", "rtp,udp,tcp");
     const AVInputFormat* const kind = av_find_input_format("rtsp");
     const Secret whole = JoinLogin(url, camera.user, camera.password.View());
     // Frees the context where it fails.
@@ -121,9 +106,9 @@ void RtspInput::Fail(int error) const {
         case AVERROR(ENOMEM):
             throw CameraError(words::kNoMemory);
         case AVERROR_INVALIDDATA:
-            throw CameraError(words::kNotUnderstood);
+            throw OddSession(words::kNotUnderstood);
         default:
-            throw CameraError("the camera cannot be watched: " + AvErrorText(error));
+            throw OddSession("the camera cannot be watched: " + AvErrorText(error));
     }
 }
 

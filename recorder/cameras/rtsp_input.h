@@ -10,6 +10,11 @@
 
 namespace kvrecorder {
 
+// The camera answers, but has nothing that is understood here.
+class OddSession : public CameraError {
+    using CameraError::CameraError;
+};
+
 class RtspInput final : public CameraInput {
 public:
     // Throws CameraError.

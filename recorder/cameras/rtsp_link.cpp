@@ -4,13 +4,10 @@
 #include <poll.h>
 #include <sys/ioctl.h>
 
-#include <curl/curl.h>
-
 #include <algorithm>
-#include <cerrno>
+#include <array>
 
 #include "cameras/camera_words.h"
-#include "cameras/curl_handles.h"
 
 namespace kvrecorder {
 namespace {
@@ -20,162 +17,17 @@ using Clock = std::chrono::steady_clock;
 
 // How soon a wait ends when it is to.
 constexpr milliseconds kLook{50};
-// Of a camera that sends without end.
-constexpr int kMostReads = 16;
-
-[[noreturn]] void FailConnect(CURL* easy, CURLcode error) {
-    long system = 0;
-    curl_easy_getinfo(easy, CURLINFO_OS_ERRNO, &system);
-    switch (error) {
-        case CURLE_COULDNT_RESOLVE_HOST:
-            throw CameraError(words::kUnknownHost);
-        case CURLE_COULDNT_CONNECT:
-            throw CameraError(system == EHOSTUNREACH || system == ENETUNREACH ? words::kNoWay
-                                                                              : words::kNothingListens);
-        case CURLE_OPERATION_TIMEDOUT:
-            throw CameraError(words::kNoAnswer);
-        case CURLE_SSL_CONNECT_ERROR:
-        case CURLE_PEER_FAILED_VERIFICATION:
-            throw CameraError("no encrypted connection to the camera can be had");
-        case CURLE_OUT_OF_MEMORY:
-            throw CameraError(words::kNoMemory);
-        default:
-            throw CameraError(words::kClosed);
-    }
-}
-
-// The same place as the library of transfers connects to: "http://host:554/" of "rtsp://host/path".
-std::string PlaceOf(const std::string& url) {
-    const std::unique_ptr<CURLU, void (*)(CURLU*)> read(curl_url(), curl_url_cleanup);
-    if (!read ||
-        curl_url_set(read.get(), CURLUPART_URL, url.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) {
-        throw CameraError(words::kUnknownHost);
-    }
-    const auto get = [&](CURLUPart part) -> std::string {
-        char* value = nullptr;
-        if (curl_url_get(read.get(), part, &value, 0) != CURLUE_OK) {
-            return "";
-        }
-        std::string text = value;
-        curl_free(value);
-        return text;
-    };
-    const bool encrypted = url.starts_with("rtsps:");
-    const std::string port = get(CURLUPART_PORT);
-    return std::string(encrypted ? "https://" : "http://") + get(CURLUPART_HOST) + ":" +
-           (!port.empty() ? port
-            : encrypted   ? "322"
-                          : "554") +
-           "/";
-}
+// Of a camera that sends without end, as pictures that nobody looks at.
+constexpr int kMostReads = 64;
+constexpr std::size_t kRead = 16 << 10;
 
 }  // namespace
-
-// The connection alone, by the library that makes those of HTTP.
-class RtspLink::Line {
-public:
-    Line(const std::string& url, const std::function<bool()>& ended, TimePoint until) {
-        static const CURLcode done = curl_global_init(CURL_GLOBAL_DEFAULT);
-        static_cast<void>(done);
-        m_multi.reset(curl_multi_init());
-        m_easy.reset(curl_easy_init());
-        if (!m_multi || !m_easy) {
-            throw CameraError(words::kNoMemory);
-        }
-        const std::string place = PlaceOf(url);
-        curl_easy_setopt(m_easy.get(), CURLOPT_URL, place.c_str());
-        curl_easy_setopt(m_easy.get(), CURLOPT_CONNECT_ONLY, 1L);
-        curl_easy_setopt(m_easy.get(), CURLOPT_PROTOCOLS_STR, "http,https");
-        curl_easy_setopt(m_easy.get(), CURLOPT_PROXY, "");
-        curl_easy_setopt(m_easy.get(), CURLOPT_NOSIGNAL, 1L);
-        curl_easy_setopt(m_easy.get(), CURLOPT_SSL_ENABLE_ALPN, 0L);
-        curl_easy_setopt(m_easy.get(), CURLOPT_TCP_NODELAY, 1L);
-        // Cameras sign their own certificates.
-        curl_easy_setopt(m_easy.get(), CURLOPT_SSL_VERIFYPEER, 0L);
-        curl_easy_setopt(m_easy.get(), CURLOPT_SSL_VERIFYHOST, 0L);
-        // A host's name that is being looked up is not waited for at the end.
-        curl_easy_setopt(m_easy.get(), CURLOPT_QUICK_EXIT, 1L);
-        if (curl_multi_add_handle(m_multi.get(), m_easy.get()) != CURLM_OK) {
-            throw CameraError(words::kNoMemory);
-        }
-        try {
-            Connect(ended, until);
-        } catch (const CameraError&) {
-            curl_multi_remove_handle(m_multi.get(), m_easy.get());
-            throw;
-        }
-    }
-    ~Line() { curl_multi_remove_handle(m_multi.get(), m_easy.get()); }
-    Line(const Line&) = delete;
-    Line& operator=(const Line&) = delete;
-
-    int Socket() const { return m_socket; }
-
-    std::size_t Write(std::string_view bytes) {
-        std::size_t written = 0;
-        const CURLcode error = curl_easy_send(m_easy.get(), bytes.data(), bytes.size(), &written);
-        if (error != CURLE_OK && error != CURLE_AGAIN) {
-            throw CameraError(words::kClosed);
-        }
-        return error == CURLE_OK ? written : 0;
-    }
-    // 0: nothing is there.
-    std::size_t Read(char* buffer, std::size_t size) {
-        std::size_t read = 0;
-        const CURLcode error = curl_easy_recv(m_easy.get(), buffer, size, &read);
-        if (error == CURLE_AGAIN) {
-            return 0;
-        }
-        if (error != CURLE_OK || read == 0) {
-            throw CameraError(words::kClosed);
-        }
-        return read;
-    }
-
-private:
-    void Connect(const std::function<bool()>& ended, TimePoint until) {
-        while (true) {
-            int running = 0;
-            curl_multi_perform(m_multi.get(), &running);
-            int left = 0;
-            if (const CURLMsg* const message = curl_multi_info_read(m_multi.get(), &left)) {
-                if (message->data.result != CURLE_OK) {
-                    FailConnect(m_easy.get(), message->data.result);
-                }
-                break;
-            }
-            if (ended()) {
-                throw CameraError(words::kClosed);
-            }
-            if (Clock::now() >= until) {
-                throw CameraError(words::kNoAnswer);
-            }
-            curl_multi_poll(m_multi.get(), nullptr, 0, static_cast<int>(kLook.count()), nullptr);
-        }
-        curl_socket_t socket = CURL_SOCKET_BAD;
-        if (curl_easy_getinfo(m_easy.get(), CURLINFO_ACTIVESOCKET, &socket) != CURLE_OK ||
-            socket == CURL_SOCKET_BAD) {
-            throw CameraError(words::kClosed);
-        }
-        m_socket = socket;
-    }
-
-    MultiHandle m_multi;
-    EasyHandle m_easy;
-    int m_socket = -1;
-};
 
 RtspLink::RtspLink(const NetworkCamera& camera, const std::string& url, std::function<bool()> ended,
                    TimePoint until)
     : m_ended(std::move(ended)),
-      m_line(std::make_unique<Line>(url, m_ended, until)),
+      m_line(url, camera.certificate, m_ended, until),
       m_login(camera.user, camera.password) {}
-
-RtspLink::~RtspLink() = default;
-
-int RtspLink::Socket() const {
-    return m_line->Socket();
-}
 
 std::string RtspLink::Compose(const std::string& method, const std::string& url, const std::string& headers) {
     std::string text = method + " " + url + " RTSP/1.0\r\nCSeq: " + std::to_string(++m_sequence) +
@@ -229,7 +81,7 @@ void RtspLink::Write(std::string_view bytes) {
 
 bool RtspLink::Flush() {
     while (!m_kept.empty()) {
-        const std::size_t written = m_line->Write(m_kept);
+        const std::size_t written = m_line.Write(m_kept);
         if (written == 0) {
             return false;
         }
@@ -240,8 +92,7 @@ bool RtspLink::Flush() {
 
 std::size_t RtspLink::Outstanding() const {
     int bytes = 0;
-    return ::ioctl(m_line->Socket(), SIOCOUTQ, &bytes) == 0 && bytes > 0 ? static_cast<std::size_t>(bytes)
-                                                                         : 0;
+    return ::ioctl(m_line.Socket(), SIOCOUTQ, &bytes) == 0 && bytes > 0 ? static_cast<std::size_t>(bytes) : 0;
 }
 
 bool RtspLink::Drain() {
@@ -256,9 +107,9 @@ bool RtspLink::Drain() {
 
 // What is there; false if nothing is.
 bool RtspLink::Read() {
-    char buffer[4096];
-    const std::size_t read = m_line->Read(buffer, sizeof buffer);
-    m_replies.Add({buffer, read});
+    std::array<char, kRead> buffer;
+    const std::size_t read = m_line.Read(buffer.data(), buffer.size());
+    m_replies.Add({buffer.data(), read});
     return read > 0;
 }
 
@@ -273,7 +124,7 @@ void RtspLink::CheckLimit(TimePoint until) const {
 
 void RtspLink::Wait(short events, TimePoint until) const {
     const auto left = std::chrono::ceil<milliseconds>(until - Clock::now());
-    pollfd waited{m_line->Socket(), events, 0};
+    pollfd waited{m_line.Socket(), events, 0};
     ::poll(&waited, 1, static_cast<int>(std::clamp(left, milliseconds(0), kLook).count()));
 }
 

@@ -5,11 +5,11 @@
 
 #include <chrono>
 #include <functional>
-#include <memory>
 #include <string>
 #include <string_view>
 
 #include "cameras/camera_error.h"
+#include "cameras/camera_line.h"
 #include "cameras/rtsp_login.h"
 #include "cameras/rtsp_reply.h"
 #include "media/stream_config.h"
@@ -25,7 +25,6 @@ public:
     // Connects, encrypted to an address of rtsps.
     RtspLink(const NetworkCamera& camera, const std::string& url, std::function<bool()> ended,
              TimePoint until);
-    ~RtspLink();
     RtspLink(const RtspLink&) = delete;
     RtspLink& operator=(const RtspLink&) = delete;
 
@@ -45,18 +44,16 @@ public:
     // said again with a newer one.
     bool Drain();
     // For datagrams to the host at its other end.
-    int Socket() const;
+    int Socket() const { return m_line.Socket(); }
 
 private:
-    class Line;
-
     std::string Compose(const std::string& method, const std::string& url, const std::string& headers);
     bool Read();
     void CheckLimit(TimePoint until) const;
     void Wait(short events, TimePoint until) const;
 
     const std::function<bool()> m_ended;
-    const std::unique_ptr<Line> m_line;
+    CameraLine m_line;
     RtspLogin m_login;
     RtspReplies m_replies;
     int m_sequence = 0;

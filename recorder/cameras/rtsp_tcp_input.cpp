@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "cameras/camera_url.h"
 #include "cameras/camera_words.h"
 #include "cameras/rtsp_description.h"
 #include "media/base64.h"
@@ -88,7 +89,13 @@ RtspTcpInput::RtspTcpInput(const NetworkCamera& camera, const std::string& url, 
     m_base = BaseOfControls(reply.head, url);
     const RtspDescription description = ReadRtspDescription(reply.body);
     const RtspMedia& pictures = FindPictures(description);
-    const RtspMedia* const sound = withSound ? FindSound(description) : nullptr;
+    const RtspMedia* sound = withSound ? FindSound(description) : nullptr;
+    if (sound && IsEncryptedUrl(url) && SoundCodec(sound->Format()) == AV_CODEC_ID_NONE) {
+        // Nobody else reads this session.
+        m_word = "its sound (" + PrintableUtf8(sound->Format().coding, kLongestCodec) +
+                 ") is not taken from an encrypted connection";
+        sound = nullptr;
+    }
     TakePictures(pictures.Format());
     if (sound) {
         TakeSound(sound->Format());

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cameras/camera_input.h"
@@ -29,6 +30,7 @@ public:
     const AVCodecParameters* Sound() const override { return m_soundParameters.get(); }
     bool IsWhole() const override { return false; }
     std::optional<Piece> Read() override;
+    std::string Word() override { return std::exchange(m_word, {}); }
 
 private:
     struct FreeParameters {
@@ -59,6 +61,7 @@ private:
     std::chrono::seconds m_alivePause{30};
     std::chrono::steady_clock::time_point m_aliveAt;
 
+    std::string m_word;
     bool m_isH265 = false;
     std::vector<std::uint8_t> m_headers;
     int m_picturesChannel = -1;

@@ -37,6 +37,9 @@ struct NetworkCamera {
     // Of a camera of ONVIF, which tells the addresses of its streams itself.
     std::string profile;     // of stream 0; empty: the one with the largest picture
     std::string subProfile;  // of stream 1; empty: one with a small picture
+    // Which certificate is taken where it is spoken to encrypted: see certificate_word.h. Empty: one that
+    // an authority of this computer has signed for its host.
+    std::string certificate;
     bool overUdp = false;
     // From picture to picture of a camera that gives them one by one.
     std::chrono::milliseconds interval{1000};
@@ -46,7 +49,8 @@ struct NetworkCamera {
         return url == other.url && subUrl == other.subUrl && profile == other.profile &&
                subProfile == other.subProfile && user == other.user && password == other.password.View() &&
                subUser == other.subUser && subPassword == other.subPassword.View() &&
-               overUdp == other.overUdp && interval == other.interval && linger == other.linger;
+               certificate == other.certificate && overUdp == other.overUdp && interval == other.interval &&
+               linger == other.linger;
     }
 };
 

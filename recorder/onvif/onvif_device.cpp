@@ -74,7 +74,7 @@ std::vector<OnvifProfile> ChooseProfiles(const std::vector<OnvifProfile>& all, c
 OnvifDevice::OnvifDevice(const NetworkCamera& camera, std::function<bool()> ended)
     : m_camera(camera),
       m_address(DeviceAddress(camera.url)),
-      m_client(camera.user, camera.password, std::move(ended)) {}
+      m_client(camera.user, camera.password, camera.certificate, std::move(ended)) {}
 
 // True if a login of before may be good now.
 bool OnvifDevice::ReadClock() {

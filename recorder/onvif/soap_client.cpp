@@ -9,6 +9,7 @@
 #include <mutex>
 #include <random>
 
+#include "cameras/camera_words.h"
 #include "media/base64.h"
 
 namespace kvrecorder {
@@ -40,7 +41,7 @@ const char* WordsOf(CURLcode code) {
             return "the camera's answer is too large";
         case CURLE_SSL_CONNECT_ERROR:
         case CURLE_PEER_FAILED_VERIFICATION:
-            return "no encrypted connection to the camera can be made";
+            return words::kNotEncrypted;
         case CURLE_OUT_OF_MEMORY:
             return "there is not enough memory for a camera";
         default:
@@ -77,9 +78,6 @@ void SetBounds(CURL* easy) {
     // A camera that sends us elsewhere is not followed, and none is behind a proxy.
     ::curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
     ::curl_easy_setopt(easy, CURLOPT_PROXY, "");
-    // Cameras have certificates of their own making; the password goes out as a digest alone.
-    ::curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 0L);
-    ::curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 0L);
     ::curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
     ::curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
     ::curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, kConnectMs);
@@ -108,10 +106,12 @@ struct SoapClient::Http {
     CURLM* multi = nullptr;
 };
 
-SoapClient::SoapClient(std::string user, Secret password, std::function<bool()> ended)
+SoapClient::SoapClient(std::string user, Secret password, std::string certificate,
+                       std::function<bool()> ended)
     : m_user(std::move(user)),
       m_password(std::move(password)),
       m_ended(std::move(ended)),
+      m_check(std::move(certificate)),
       m_http(std::make_unique<Http>()) {}
 
 SoapClient::~SoapClient() = default;
@@ -174,6 +174,7 @@ SoapClient::Answer SoapClient::Post(const SoapRequest& request) {
     const std::string envelope = Envelope(request);
     ::curl_easy_setopt(easy, CURLOPT_URL, request.address.c_str());
     SetBounds(easy);
+    m_check.Watch(easy, request.address);
     ::curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, static_cast<long>(request.limit.count()));
     ::curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE, static_cast<long>(envelope.size()));
     ::curl_easy_setopt(easy, CURLOPT_POSTFIELDS, envelope.c_str());
@@ -210,6 +211,7 @@ SoapClient::Answer SoapClient::Post(const SoapRequest& request) {
     }
     ::curl_multi_remove_handle(m_http->multi, easy);
     if (outcome != CURLE_OK) {
+        m_check.ThrowIfRefused();
         throw CameraError(WordsOf(outcome));
     }
     ::curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &answer.status);

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "cameras/certificate_check.h"
 #include "media/secret.h"
 #include "onvif/soap_xml.h"
 
@@ -28,8 +29,8 @@ class LoginError : public CameraError {
 // One thread at a time.
 class SoapClient {
 public:
-    // `ended` has a call end soon.
-    SoapClient(std::string user, Secret password, std::function<bool()> ended);
+    // `certificate` is a source's; `ended` has a call end soon.
+    SoapClient(std::string user, Secret password, std::string certificate, std::function<bool()> ended);
     ~SoapClient();
     SoapClient(const SoapClient&) = delete;
     SoapClient& operator=(const SoapClient&) = delete;
@@ -56,6 +57,7 @@ private:
     const Secret m_password;
     const std::function<bool()> m_ended;
     std::chrono::seconds m_ahead{};
+    CertificateCheck m_check;
     bool m_digest = false;  // the camera wants the login in HTTP's own form
     const std::unique_ptr<Http> m_http;
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "cameras/camera_error.h"
 #include "cameras/camera_url.h"
 #include "onvif/onvif_control.h"
 
@@ -35,6 +36,8 @@ TestedCamera Test(const NetworkCamera& camera, milliseconds limit, const CameraT
     tested.connected = report.connected;
     tested.firstPicture = report.firstPicture;
     tested.faults = std::move(report.faults);
+    tested.certificate = std::move(report.certificate.shown);
+    tested.certificateFault = std::move(report.certificate.fault);
     tested.picture = std::move(report.picture);
     return tested;
 }
@@ -57,6 +60,11 @@ CameraReport ProbeAnyCamera(const NetworkCamera& camera, milliseconds limit,
     try {
         asked.url =
             CreateOnvifStreamFinder()(camera, 0, [&] { return ended() || Clock::now() >= until; }).url;
+    } catch (const CertificateError& failure) {
+        CameraReport report;
+        report.faults.emplace_back(failure.what());
+        report.certificate = failure.Refused();
+        return report;
     } catch (const std::exception& failure) {
         CameraReport report;
         report.faults.emplace_back(failure.what());

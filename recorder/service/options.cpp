@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <asio/ip/address.hpp>
 
+#include "cameras/certificate_word.h"
 #include "media/utf8.h"
 #include "state/kept_config.h"
 #include "state/text.h"
@@ -22,6 +23,14 @@ CameraUrl ReadOneCamera(const char* option, std::string& text) {
         return TakeCameraUrl(text);
     } catch (const std::runtime_error& failure) {
         throw ConfigError(std::string(option) + ": " + failure.what());
+    }
+}
+
+std::string ReadCertificate(const std::string& text) {
+    try {
+        return ReadCertificateWord(text);
+    } catch (const std::runtime_error& failure) {
+        throw ConfigError(std::string("--camera-certificate: ") + failure.what());
     }
 }
 
@@ -49,6 +58,7 @@ std::vector<ChannelConfig> CameraChannels(const Options& options) {
         network.user = camera.user;
         network.password = camera.password;
         network.overUdp = options.camerasOverUdp;
+        network.certificate = options.cameraCertificate;
         channels.push_back(std::move(channel));
     }
     return channels;
@@ -90,6 +100,10 @@ void AddCameras(CLI::App& app, Options& options, std::vector<std::string>& camer
     app.add_option("--camera-password-file", options.cameraPasswordFile,
                    "Its first line is the password of the cameras' user; else the terminal is asked for it")
         ->type_name("FILE");
+    app.add_option("--camera-certificate", options.cameraCertificate,
+                   "The only certificate that is taken of cameras whose connections are encrypted, by its "
+                   "fingerprint sha256:..., or any; else one that this computer trusts")
+        ->type_name("WORD");
     app.add_flag("--camera-udp", options.camerasOverUdp,
                  "Let the cameras send by UDP, not within the connection");
 }
@@ -131,6 +145,7 @@ Options ParseOptions(int argc, const char* const* argv, const std::string& versi
         if (!probed->empty()) {
             options.probe = ReadOneCamera("--probe", probe);
         }
+        options.cameraCertificate = ReadCertificate(options.cameraCertificate);
         for (std::string& camera : cameras) {
             options.cameras.push_back(ReadOneCamera("--camera", camera));
         }

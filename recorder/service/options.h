@@ -25,6 +25,7 @@ struct Options {
     std::vector<CameraUrl> cameras;
     std::string cameraPasswordFile;
     bool camerasOverUdp = false;
+    std::string cameraCertificate;
     std::optional<CameraUrl> probe;  // to be looked at, and that is all
     bool discover = false;
     std::string discoverAt;    // who is asked; empty: all on the networks

@@ -38,6 +38,7 @@ bool ProbeForTerminal(const Options& options, std::ostream& out, std::ostream& e
     camera.user = url.user;
     camera.password = url.password;
     camera.overUdp = options.camerasOverUdp;
+    camera.certificate = options.cameraCertificate;
     const CameraReport report = ProbeAnyCamera(camera, kLongest, [] { return false; });
     const std::string name = PrintableUtf8(camera.url, camera.url.size());
     if (report.HasPictures()) {

@@ -1,4 +1,6 @@
 // What a channel's pictures and its camera tell.
+#include "cameras/camera_url.h"
+#include "cameras/certificate_word.h"
 #include "state/recorder_model.h"
 
 namespace kvrecorder {
@@ -89,6 +91,17 @@ void RecorderModel::OnNews(int channel, int source, const CameraNews& news) {
         case CameraNews::Kind::Word:
             tell(EventLevel::Information, news.words);
             break;
+    }
+}
+
+void RecorderModel::WarnOfCertificate(const Snapshot& state, int channel) {
+    const NetworkCamera& camera = state.channels[static_cast<std::size_t>(channel)].config.source.network;
+    if (camera.certificate == kAnyCertificate &&
+        (IsEncryptedUrl(camera.url) || IsEncryptedUrl(camera.subUrl))) {
+        m_events.Add(EventLevel::Warning,
+                     state.NameOf(channel) +
+                         ": any certificate is taken for the camera's, so that somebody who stands "
+                         "between is not noticed");
     }
 }
 

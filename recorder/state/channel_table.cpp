@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "cameras/camera_url.h"
+#include "cameras/certificate_word.h"
 
 namespace kvrecorder {
 namespace {
@@ -128,6 +129,13 @@ void ReadSource(TableReader& reader, NetworkCamera& camera, std::vector<std::str
     }
     camera.subPassword = sub.saysPassword ? sub.password : camera.password;
     reader.Word("transport", camera.overUdp, kTransports);
+    std::string certificate;
+    reader.Text("certificate", certificate);
+    try {
+        camera.certificate = ReadCertificateWord(certificate);
+    } catch (const std::runtime_error& failure) {
+        reader.Fail("certificate", failure.what());
+    }
     int interval = static_cast<int>(camera.interval.count());
     reader.Number("interval", interval, 40, 3'600'000);
     camera.interval = std::chrono::milliseconds(interval);

@@ -43,6 +43,7 @@ std::string InlineSource(const SourceText& source) {
     add("user", source.user);
     add("password", source.password.View());
     add("transport", source.transport);
+    add("certificate", source.certificate);
     return text + " }";
 }
 
@@ -98,6 +99,7 @@ void ConfigText::SetSource(int channel, const SourceText& source) {
             SetOrDropKey(channel, "password", source.password.View());
         }
         SetOrDropKey(channel, "transport", source.transport);
+        SetOrDropKey(channel, "certificate", source.certificate);
     } catch (const ConfigError&) {
         m_text = before;
         throw;

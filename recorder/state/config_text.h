@@ -19,6 +19,7 @@ struct SourceText {
     Secret password;  // the one that holds, new or not
     std::string transport;
     bool newPassword = true;  // false: the file says it, or the file that it names
+    std::string certificate = {};
 };
 
 // Each change is made on the text as the one before left it. All throw ConfigError, with words for the user,

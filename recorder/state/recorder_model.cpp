@@ -84,6 +84,7 @@ void RecorderModel::Begin(const RecorderConfig& config) {
         try {
             const int number = static_cast<int>(next->channels.size());
             next->channels.push_back(m_maker.Make(next->server, number, channel));
+            WarnOfCertificate(*next, number);
         } catch (const std::exception& failure) {
             throw ConfigError("channel " + std::to_string(next->channels.size()) + ": " + failure.what());
         }
@@ -151,7 +152,8 @@ std::string RecorderModel::TakeChannel(Snapshot& state, int number, const Channe
     Channel& channel = *state.Find(number);
     ChannelConfig taken = wanted;
     std::string problem;
-    if (!SameSource(channel.config, wanted)) {
+    const bool isOther = !SameSource(channel.config, wanted);
+    if (isOther) {
         problem = ChangeSource(state, number, channel, wanted);
         if (!problem.empty()) {
             taken.source = channel.config.source;
@@ -162,6 +164,9 @@ std::string RecorderModel::TakeChannel(Snapshot& state, int number, const Channe
         m_hub->RenameChannel(number, wanted.name);
     }
     channel.config = std::move(taken);
+    if (isOther && problem.empty()) {
+        WarnOfCertificate(state, number);
+    }
     ShowWhatGoesOn(number, channel.config.status);
     return problem;
 }
@@ -195,6 +200,7 @@ std::string RecorderModel::Reload(const RecorderConfig& config) {
             }
             try {
                 state.channels.push_back(m_maker.Make(state.server, number, config.channels[i]));
+                WarnOfCertificate(state, number);
             } catch (const std::exception& error) {
                 // Later channels keep their numbers only if none is left out.
                 tell(number, error.what(), "; it and those behind it are left out\n");

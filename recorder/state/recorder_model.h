@@ -79,6 +79,7 @@ private:
     void OnMedia(int channel, MediaEvent event, bool on);
     void OnNews(int channel, int source, const CameraNews& news);
     void StartTalks();
+    void WarnOfCertificate(const Snapshot& state, int channel);
     void TakeOffer(int channel, int source, const CameraOffer& offer);
     void SetCause(int channel, Cause cause, bool on);
     void OnRecordingEnded(const Recordings::Notice& notice);

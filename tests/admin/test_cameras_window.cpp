@@ -4,6 +4,7 @@
 
 #include <QtCore/QBuffer>
 #include <QtWidgets/QApplication>
+#include <QtWidgets/QCheckBox>
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QDialog>
 #include <QtWidgets/QLabel>
@@ -297,6 +298,65 @@ TEST_F(CamerasWindow, OneIsFoundTestedAndAdded) {
     EXPECT_LT(qGreen(middle), 90);
     PressKey(*entry, Qt::Key_Return);
     EXPECT_TRUE(Lists({"Gate/Ready", "Yard/Ready", "Maker Dome/Ready"}));
+}
+
+TEST_F(CamerasWindow, ACertificateIsAcceptedWithATick) {
+    std::string first = "sha256:";
+    for (int i = 0; i < 32; ++i) {
+        first += "a7";
+    }
+    std::string shown = first;
+    tools.test = [&](const kvrecorder::NetworkCamera& camera, std::chrono::milliseconds,
+                     const kvrecorder::CameraTools::Ended&) {
+        kvrecorder::TestedCamera found;
+        if (camera.certificate == shown) {
+            found.codec = "H.264";
+            found.width = 640;
+            found.height = 360;
+            return found;
+        }
+        found.certificate = shown;
+        found.certificateFault = camera.certificate.empty() ? "not_trusted" : "changed";
+        found.faults = {"write something somewhere"};
+        return found;
+    };
+    Begin();
+    OpenWindow();
+    Click(*window, "add");
+    QDialog* entry = Await("cameraDialog");
+    auto* tick = entry->findChild<QCheckBox*>("certificate");
+    EXPECT_FALSE(tick->isVisible()) << "most cameras have none";
+    Type(*entry, "name", "Porch");
+    Type(*entry, "address", "rtsps://192.0.2.7/main");
+    Click(*entry, "test");
+    ASSERT_TRUE(PumpUntil([&] { return tick->isVisible(); }));
+    EXPECT_EQ(
+        Said(*entry),
+        "No picture has come.\nThe camera's certificate is signed by nobody whom the recorder "
+        "trusts.\nCompare the fingerprint with the camera's own, and accept it only if they are the same.");
+    EXPECT_TRUE(entry->findChild<QLabel*>("fingerprint")->text().startsWith("A7:A7:A7:"));
+    EXPECT_FALSE(tick->isChecked());
+    ClickAt(*tick, QPoint(8, tick->height() / 2));
+    ASSERT_TRUE(tick->isChecked());
+    Click(*entry, "test");
+    EXPECT_TRUE(PumpUntil([&] { return Said(*entry).starts_with("The camera works: "); })) << Said(*entry);
+    PressKey(*entry, Qt::Key_Return);
+    EXPECT_TRUE(Lists({"Gate/Ready", "Yard/Ready", "Porch/Ready"}));
+    EXPECT_THAT(FileText(), HasSubstr("certificate = \"" + first + "\""));
+
+    // The camera shows another one.
+    shown[10] = 'b';
+    Key(Qt::Key_F2);
+    entry = Await("cameraDialog");
+    tick = entry->findChild<QCheckBox*>("certificate");
+    EXPECT_TRUE(tick->isVisible() && tick->isChecked()) << "what is accepted is on show";
+    Click(*entry, "test");
+    EXPECT_TRUE(PumpUntil([&] { return Said(*entry).find("but another one") != std::string::npos; }));
+    EXPECT_FALSE(tick->isChecked()) << "nobody has accepted this";
+    ClickAt(*tick, QPoint(8, tick->height() / 2));
+    PressKey(*entry, Qt::Key_Return);
+    EXPECT_TRUE(PumpUntil([&] { return FileText().find(shown) != std::string::npos; }));
+    EXPECT_EQ(FileText().find(first), std::string::npos);
 }
 
 // By a real search, and a camera that really answers: it is listed, steered and kept.

@@ -219,7 +219,10 @@ TEST_F(LanguageFit, DialogsOfSettings) {
         ExpectFits(cameras);
         cameras.findChild<QPushButton*>("change")->click();
         ASSERT_NE(kvtest::OpenWindow("cameraDialog"), nullptr);
-        ExpectFits(*kvtest::OpenWindow("cameraDialog"));
+        QWidget& camera = *kvtest::OpenWindow("cameraDialog");
+        ExpectFits(camera);
+        ExpectFitsWith(camera, *camera.findChild<QLabel*>(QStringLiteral("message")),
+                       {7651, 7652, 7653, 7654, 7655, 7656});
         kvtest::OpenWindow("cameraDialog")->close();
         cameras.findChild<QPushButton*>("find")->click();
         ASSERT_NE(kvtest::OpenWindow("foundDialog"), nullptr);

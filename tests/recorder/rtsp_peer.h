@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <string>
@@ -15,7 +16,8 @@ namespace kvtest {
 
 class RtspPeer {
 public:
-    explicit RtspPeer(std::vector<std::string> arguments) {
+    explicit RtspPeer(std::vector<std::string> arguments)
+        : m_isEncrypted(std::find(arguments.begin(), arguments.end(), "--tls") != arguments.end()) {
         std::string path = KV_RTSP_CAMERA;
         std::vector<char*> raw = {path.data()};
         for (std::string& argument : arguments) {
@@ -51,7 +53,8 @@ public:
     RtspPeer(const RtspPeer&) = delete;
 
     std::string Url(const std::string& path, const std::string& login = "") const {
-        return "rtsp://" + login + "127.0.0.1:" + std::to_string(m_port) + path;
+        return (m_isEncrypted ? "rtsps://" : "rtsp://") + login + "127.0.0.1:" + std::to_string(m_port) +
+               path;
     }
     std::uint16_t Port() const { return static_cast<std::uint16_t>(m_port); }
     void DropSessions() { EXPECT_EQ(::write(m_input, "drop\n", 5), 5); }
@@ -61,6 +64,7 @@ public:
     void GoOn() { ::kill(m_process, SIGCONT); }
 
 private:
+    const bool m_isEncrypted;
     pid_t m_process = -1;
     int m_input = -1;
     int m_port = 0;

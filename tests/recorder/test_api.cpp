@@ -128,6 +128,8 @@ TEST_F(Api, OnlyAdministratorsComeInAndBodiesAreBounded) {
         {"{\"address\": \"rtsp://h/x\"}", "400 name: "},
         {"{\"name\": \"a\", \"address\": \"gopher://u:hidden@h\"}", "400 address: "},
         {"{\"name\": \"a\", \"address\": \"rtsp://h/x\", \"transport\": \"pigeon\"}", "400 transport: "},
+        {"{\"name\": \"a\", \"address\": \"rtsps://h/x\", \"certificate\": \"sha1:00\"}",
+         "400 certificate: "},
     };
     for (const auto& [body, told] : slips) {
         EXPECT_TRUE(Refused("POST", "/cameras", body).starts_with(told))
@@ -195,6 +197,22 @@ TEST_F(Api, ChangesAreServedAtOnceAndKeptInTheFile) {
     EXPECT_EQ(model->Current()->channels.at(0).config.source.network.url, "rtsp://192.0.2.1/main");
     EXPECT_EQ(model->Current()->channels.at(0).config.source.network.password.View(), "hidden");
     EXPECT_NE(Text().find("[[channels]]  # first\nname = \"North gate\"\n"), std::string::npos);
+
+    // An accepted certificate, as others spell it, and none any more.
+    const std::string pairs = [] {
+        std::string spelled = "AB";
+        for (int i = 1; i < 32; ++i) {
+            spelled += ":0C";
+        }
+        return spelled;
+    }();
+    const json accepted = Good("PATCH", "/cameras/0", R"({"certificate": "SHA256:)" + pairs + "\"}");
+    const std::string pin = accepted["camera"]["certificate"];
+    EXPECT_TRUE(pin.starts_with("sha256:ab0c0c") && pin.size() == 71) << pin;
+    EXPECT_NE(Text().find(", certificate = \"" + pin + "\""), std::string::npos) << Text();
+    EXPECT_EQ(model->Current()->channels.at(0).config.source.network.certificate, pin);
+    Good("PATCH", "/cameras/0", R"({"certificate": ""})");
+    EXPECT_EQ(Text().find("certificate"), std::string::npos);
 
     const json moved = Good("POST", "/cameras/2/move", R"({"to": 0})");
     EXPECT_EQ(moved["camera"]["name"], "Tor \"2\"");

@@ -14,6 +14,8 @@
 #include "support/faulty_proxy.h"
 #include "support/scripted_server.h"
 #include "support/temp_folder.h"
+#include "support/tls_peer/made_certificate.h"
+#include "support/tls_peer/tls_front.h"
 #include "wire/frame_header.h"
 
 namespace kvtest {
@@ -106,36 +108,81 @@ TEST_F(Cameras, MayChangeTheSizeAndTheCodecOfTheirPictures) {
                                               "pictures of 320x240 in H.265"));
 }
 
-// A session that looks right, and nonsense in place of pictures.
+// Which reader a camera is for is known from the session before, until the camera has something else.
+TEST_F(Cameras, AreComeBackToByOneConnection) {
+    const RtspPeer jpeg({"/live", Pictures("jpegenc ! rtpjpegpay name=pay0")});
+    const RtspPeer usual({"/live", kH264});
+    FaultyProxy proxy(jpeg.Port());
+    m_hub->AddChannel("Door", Camera(RtspAt(proxy.Port())));
+    Collector watcher;
+    const auto subscription = m_hub->Subscribe(0, 0, watcher.Sink());
+    const auto comesBack = [&](std::uint32_t fourcc) {
+        const int before = proxy.Connections();
+        proxy.Cut();
+        return WaitUntil([&] { return proxy.Connections() > before; }) && WaitUntil([&] {
+                   const auto packets = watcher.WaitFor(watcher.Packets().size() + 10);
+                   return packets.back()->fourcc == fourcc;
+               })
+                   ? proxy.Connections() - before
+                   : -1;
+    };
+    ASSERT_GE(watcher.WaitFor(10).size(), 10u) << testing::PrintToString(Lost());
+    EXPECT_EQ(proxy.Connections(), 2) << "the first session shows which it is";
+    EXPECT_EQ(comesBack(wire::kZIVG), 1);
+    EXPECT_EQ(comesBack(wire::kZIVG), 1);
+    proxy.Redirect(usual.Port());
+    EXPECT_EQ(comesBack(wire::kZ264), 1);
+    EXPECT_EQ(comesBack(wire::kZ264), 1);
+    proxy.Redirect(jpeg.Port());
+    EXPECT_EQ(comesBack(wire::kZIVG), 2) << "the usual reader was at it again";
+    EXPECT_EQ(comesBack(wire::kZIVG), 1);
+}
+
+// What is wrong with a session by RTSP that is right up to there.
+enum class Lie { NoAnswer, Login, Description, Packets, SilentPlay, CutPlay };
+
 void SendGarbage(Peer& camera) {
+    for (int i = 0; i < 40; ++i) {
+        std::string packet = {'\x80', '\x60', 0, static_cast<char>(i), 0, 0, 0, 0, 0, 0, 0, 1};
+        for (int k = 0; k < 188; ++k) {
+            packet += static_cast<char>(std::rand());
+        }
+        camera.Write(std::string("$\0\0", 3) + static_cast<char>(packet.size()) + packet);
+    }
+}
+
+void PlayWith(Peer& camera, Lie lie) {
     for (std::string head = camera.ReadHead(); !head.empty(); head = camera.ReadHead()) {
         const std::size_t number = head.find("CSeq: ");
         if (number == std::string::npos) {
             return;
         }
-        const std::string answer = "RTSP/1.0 200 OK\r\n" +
-                                   head.substr(number, head.find("\r\n", number) - number) +
-                                   "\r\nSession: 1\r\n";
+        const std::string sequence = head.substr(number, head.find("\r\n", number) - number) + "\r\n";
+        const std::string answer = "RTSP/1.0 200 OK\r\n" + sequence + "Session: 1\r\n";
         if (head.starts_with("DESCRIBE")) {
-            const std::string sdp =
-                "v=0\r\no=- 1 1 IN IP4 127.0.0.1\r\ns=x\r\nt=0 0\r\nm=video 0 RTP/AVP 96\r\n"
-                "a=rtpmap:96 H264/90000\r\na=control:track1\r\n";
-            camera.Write(answer + "Content-Type: application/sdp\r\nContent-Length: " +
-                         std::to_string(sdp.size()) + "\r\n\r\n" + sdp);
+            if (lie == Lie::NoAnswer) {
+                return camera.Hold();
+            }
+            if (lie == Lie::Login) {
+                camera.Write("RTSP/1.0 401 No\r\n" + sequence +
+                             "WWW-Authenticate: Digest realm=\"x\", nonce=\"" +
+                             std::to_string(camera.Number()) + "\"\r\n\r\n");
+                continue;
+            }
+            const std::string sdp = lie == Lie::Description
+                                        ? "v=0\r\nm=video \xFF RTP/AVP \r\na=rtpmap:\r\nm=audio 0 x"
+                                        : "v=0\r\nm=video 0 RTP/AVP 96\r\na=rtpmap:96 H264/90000\r\n"
+                                          "a=control:track1\r\n";
+            camera.Write(answer + "Content-Length: " + std::to_string(sdp.size()) + "\r\n\r\n" + sdp);
         } else if (head.starts_with("SETUP")) {
             camera.Write(answer + "Transport: RTP/AVP/TCP;unicast;interleaved=0-1\r\n\r\n");
         } else {
             camera.Write(answer + "\r\n");
         }
         if (head.starts_with("PLAY")) {
-            for (int i = 0; i < 40; ++i) {
-                std::string packet = {'\x80', '\x60', 0, static_cast<char>(i), 0, 0, 0, 0, 0, 0, 0, 1};
-                for (int k = 0; k < 188; ++k) {
-                    packet += static_cast<char>(std::rand());
-                }
-                camera.Write(std::string("$\0\0", 3) + static_cast<char>(packet.size()) + packet);
-            }
-            return;
+            return lie == Lie::Packets      ? SendGarbage(camera)
+                   : lie == Lie::SilentPlay ? camera.Hold()
+                                            : camera.Reset();
         }
     }
 }
@@ -162,31 +209,26 @@ std::int64_t HeapBytes() {
     return last("<system type=\"current\"") - last("<total type=\"fast\"") - last("<total type=\"rest\"");
 }
 
-// One of seven lies to each connection.
-void Lie(Peer& camera) {
-    if (camera.Number() % 7 == 6) {
-        SendGarbage(camera);
+// Each connection gets the next one of ten lies.
+void TellLie(Peer& camera) {
+    constexpr Lie kInSession[] = {Lie::NoAnswer, Lie::Login,      Lie::Description,
+                                  Lie::Packets,  Lie::SilentPlay, Lie::CutPlay};
+    constexpr auto kSessions = static_cast<int>(std::size(kInSession));
+    const int turn = camera.Number() % (kSessions + 4);
+    if (turn < kSessions) {
+        PlayWith(camera, kInSession[turn]);
         return;
     }
     camera.ReadHead();
-    switch (camera.Number() % 7) {
+    switch (turn - kSessions) {
         case 0:
-            camera.Write(
-                "RTSP/1.0 200 OK\r\nCSeq: 1\r\nContent-Length: 28\r\n\r\nv=0\r\nm=video 0 RTP/AVP "
-                "\xFF\xFF");
-            break;
-        case 1:
             camera.Reset();
             break;
-        case 2:
+        case 1:
             camera.Write("$\1\xFF\xFF" + std::string(3000, '\x47'));
             break;
-        case 3:
+        case 2:
             camera.Hold();
-            break;
-        case 4:
-            camera.Write(
-                "RTSP/1.0 401 No\r\nCSeq: 1\r\nWWW-Authenticate: Digest realm=\"x\", nonce=\"1\"\r\n\r\n");
             break;
         default:
             camera.Write("HTTP/1.1 200 OK\r\nContent-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n\r\n" +
@@ -197,7 +239,8 @@ void Lie(Peer& camera) {
 // In a process of its own, so that what this one holds is the cameras' alone.
 class Liar {
 public:
-    Liar() {
+    // Behind a certificate where one is told.
+    explicit Liar(const std::string& certificate = "") {
         TestJpegs();
         int pipe[2];
         EXPECT_EQ(::pipe2(pipe, O_CLOEXEC | O_NONBLOCK), 0);
@@ -206,9 +249,11 @@ public:
             ::prctl(PR_SET_PDEATHSIG, SIGKILL);
             const ScriptedServer server([&](Peer& camera) {
                 static_cast<void>(!::write(pipe[1], "x", 1));
-                Lie(camera);
+                TellLie(camera);
             });
-            const std::uint16_t port = server.Port();
+            const auto front =
+                certificate.empty() ? nullptr : std::make_unique<TlsFront>(server.Port(), certificate);
+            const std::uint16_t port = front ? front->Port() : server.Port();
             static_cast<void>(!::write(pipe[1], &port, sizeof port));
             ::pause();
         }
@@ -224,7 +269,9 @@ public:
     Liar(const Liar&) = delete;
     Liar& operator=(const Liar&) = delete;
 
-    std::uint16_t Port() const { return m_port; }
+    std::string At(const char* scheme) const {
+        return std::string(scheme) + "://127.0.0.1:" + std::to_string(m_port) + "/live";
+    }
     int Connections() {
         char bytes[64];
         for (ssize_t got = 0; (got = ::read(m_pipe, bytes, sizeof bytes)) > 0;) {
@@ -240,12 +287,19 @@ private:
     int m_connections = 0;
 };
 
-// KV_RECONNECTS=1000 does it so many times.
+// KV_RECONNECTS=1000 does it so many times with each.
 TEST(CameraEnds, LeaveNeitherThreadsNorDescriptorsNorMemory) {
     const char* const told = std::getenv("KV_RECONNECTS");
-    const int wanted = told ? std::atoi(told) : 60;
-    Liar rtspLiar;
-    Liar httpLiar;
+    const int wanted = told ? std::atoi(told) : 20;
+    const TempFolder folder;
+    CertificateMaker maker(folder.Path());
+    const std::string certificate = maker.Make().file;
+    Liar plain;
+    Liar encrypted(certificate);
+    Liar handshake;
+    Liar http;
+    Liar https(certificate);
+    Liar* const liars[] = {&plain, &encrypted, &handshake, &http, &https};
     const RtspPeer digest({"--digest", "guard", "sesame", "/live", kH264});
     const auto threads = CountOf("/proc/self/task");
     const auto files = CountOf("/proc/self/fd");
@@ -259,17 +313,22 @@ TEST(CameraEnds, LeaveNeitherThreadsNorDescriptorsNorMemory) {
         const auto hub = CreateMediaHub(nullptr, 2, CreateCameraSourceMaker(timing));
         std::vector<std::unique_ptr<Subscription>> watchers;
         for (const std::string& url :
-             {RtspAt(rtspLiar.Port()), "http://127.0.0.1:" + std::to_string(httpLiar.Port()) + "/",
-              RtspAt(digest.Port()), std::string("rtsp://127.0.0.1:1/")}) {
+             {plain.At("rtsp"), encrypted.At("rtsps"), handshake.At("rtsps"), http.At("http"),
+              https.At("https"), RtspAt(digest.Port()), std::string("rtsp://127.0.0.1:1/")}) {
             SourceConfig source = Camera(url);
             source.network.user = "guard";
             source.network.password = "wrong";
+            source.network.certificate = "any";
             const int channel = hub->AddChannel("Door", source);
             watchers.push_back(hub->Subscribe(channel, 0, [](const PacketPtr&) {}));
         }
         const auto reached = [&](int count) {
-            return WaitUntil([&] { return rtspLiar.Connections() + httpLiar.Connections() >= count; },
-                             seconds(600));
+            return WaitUntil(
+                [&] {
+                    return std::all_of(std::begin(liars), std::end(liars),
+                                       [&](Liar* liar) { return liar->Connections() >= count; });
+                },
+                seconds(600));
         };
         EXPECT_TRUE(reached(wanted / 2));
         memory = HeapBytes();
@@ -279,6 +338,11 @@ TEST(CameraEnds, LeaveNeitherThreadsNorDescriptorsNorMemory) {
     EXPECT_TRUE(WaitUntil(
         [&] { return CountOf("/proc/self/task") <= threads && CountOf("/proc/self/fd") <= files; }));
     RecordProperty("heap", std::to_string(memory) + " to " + std::to_string(grown) + " bytes");
+    std::string connections;
+    for (Liar* const liar : liars) {
+        connections += std::to_string(liar->Connections()) + " ";
+    }
+    RecordProperty("connections", connections);
     // Sessions are in different states when it is measured.
     EXPECT_LT(grown, memory + (512 << 10));
 }

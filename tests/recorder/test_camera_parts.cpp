@@ -83,6 +83,7 @@ TEST(CameraConfig, IsReadAndChecked) {
     EXPECT_EQ(source.network.linger, seconds(3));
     for (const char* wrong :
          {"source={}", "source={url=\"ftp://sesame\"}", "source={url=\"rtsp://cam/\", transport=\"x\"}",
+          "source={url=\"rtsps://cam/\", certificate=\"mine\"}",
           "scene=\"road\"\nsource={url=\"rtsp://cam/\"}",
           "motion={sensitivity=0}\nsource={url=\"rtsp://cam/\"}", "motion={zones=[{left=50, width=51}]}",
           "source={url=\"rtsp://cam/\"}\nptz={steerable=true}",

@@ -180,12 +180,12 @@ TEST_F(Cameras, AWatcherThatComesBackSoonFindsTheSessionOpen) {
     source.network.linger = std::chrono::seconds(60);
     m_hub->AddChannel("Door", source);
     Collector watcher;
+    Collector again;  // outlives its subscription
     auto subscription = m_hub->Subscribe(0, 0, watcher.Sink());
     ASSERT_GE(watcher.WaitFor(5).size(), 5u);
     subscription.reset();
     // No new session could be had.
     peer.Stall();
-    Collector again;
     subscription = m_hub->Subscribe(0, 0, again.Sink());
     const auto packets = again.WaitFor(1);
     ASSERT_GE(packets.size(), 1u);

@@ -64,6 +64,7 @@ void FaultyProxy::Accept() {
         }
         const int client = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
         if (client >= 0) {
+            ++m_connections;
             m_relays.emplace_back([this, client] { Relay(client); });
         }
     }

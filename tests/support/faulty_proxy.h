@@ -27,6 +27,7 @@ public:
     void Set(Mode mode) { m_mode = mode; }
     // Of connections that come from now on.
     void Redirect(std::uint16_t target) { m_target = target; }
+    int Connections() const { return m_connections; }
     // Ends all connections.
     void Cut() { ++m_cuts; }
 
@@ -39,6 +40,7 @@ private:
     std::atomic<std::uint16_t> m_target;
     std::atomic<Mode> m_mode = Mode::Pass;
     std::atomic<int> m_cuts = 0;
+    std::atomic<int> m_connections = 0;
     std::atomic<bool> m_stopping = false;
     std::vector<std::thread> m_relays;  // of the accepting thread, until that has ended
     std::thread m_acceptor;

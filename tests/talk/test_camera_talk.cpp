@@ -16,6 +16,7 @@
 #include "support/onvif_device/onvif_device.h"
 #include "support/scripted_server.h"
 #include "support/temp_folder.h"
+#include "support/tls_peer/made_certificate.h"
 
 namespace kvtest {
 namespace {
@@ -121,12 +122,21 @@ TEST_F(CameraTalkTest, WhatIsSaidComesOutOfTheCamera) {
         bool overUdp;
         const char* login;
         bool onvif;
-    } cases[] = {
-        {"pcmu", false, "--digest", false}, {"pcma", true, "--basic", false}, {"pcmu", false, "", true}};
+        bool encrypted;
+    } cases[] = {{"pcmu", false, "--digest", false, false},
+                 {"pcma", true, "--basic", false, false},
+                 {"pcmu", true, "--digest", false, true},
+                 {"pcmu", false, "", true, false}};
     for (const auto& given : cases) {
         SCOPED_TRACE(std::string(given.law) + given.login);
         const TempFolder folder;
         std::vector<std::string> arguments = {"--hear", given.law, folder.File("heard")};
+        CertificateMaker maker(folder.Path());
+        if (given.encrypted) {
+            const MadeCertificate made = maker.Make();
+            arguments.insert(arguments.end(), {"--tls", made.file});
+            config.channels[0].source.network.certificate = made.shown;
+        }
         if (given.login[0] != '\0') {
             arguments.insert(arguments.end(), {given.login, "guard", "sesame"});
         }
@@ -310,6 +320,79 @@ TEST_F(CameraTalkTest, AChangedOfferIsToldWhenTheCameraIsBack) {
         told = listener.ReadLine().starts_with("2");
     }
     EXPECT_TRUE(told) << "clients learn of it as of any other change of channels";
+}
+
+// Of another make, with nobody who takes its pictures; and one that says no unless they are played, too, and
+// then sends more of them than anybody should have to read.
+TEST_F(CameraTalkTest, PicturesArePlayedForACameraThatWantsThem) {
+    const TempFolder folder;
+    const RtspPeer peer({"--hear", "pcmu", folder.File("heard"), "/yard", kH264});
+    std::atomic<std::size_t> heard{0};
+    std::atomic<bool> isPlaying{false};
+    const ScriptedServer strict([&](Peer& camera) {
+        bool shows = false;
+        std::string session;
+        while (true) {
+            std::string request = camera.ReadHead();
+            if (request.empty()) {
+                return;
+            }
+            const std::string method = request.substr(0, request.find(' '));
+            if (method == "DESCRIBE") {
+                camera.Write(Answer(request, 200, "Content-Type: application/sdp\r\n",
+                                    kPictures + "a=control:pics\r\n" + kEar));
+            } else if (method == "SETUP") {
+                const bool pictures = request.find("/pics ") != std::string::npos;
+                shows = shows || pictures;
+                camera.Write(
+                    Answer(request, 200,
+                           std::string("Session: 77\r\nTransport: RTP/AVP/TCP;unicast;interleaved=") +
+                               (pictures ? "2-3" : "0-1") + "\r\n"));
+            } else if (method == "PLAY" && !shows) {
+                camera.Write(Answer(request, 455));
+            } else {
+                camera.Write(Answer(request, 200));
+            }
+            if (method == "PLAY" && shows) {
+                break;
+            }
+        }
+        isPlaying = true;
+        const std::string packet = std::string("$\2\x40\0", 4) + std::string(0x4000, 'p');
+        while (camera.Write(packet)) {
+            const std::string said = camera.Read(4);
+            if (said.size() < 4 || said[0] != '$') {
+                return;
+            }
+            heard +=
+                camera.Read(static_cast<unsigned char>(said[2]) * 256U + static_cast<unsigned char>(said[3]))
+                    .size() -
+                12;
+            for (int i = 0; i < 8; ++i) {
+                camera.Write(packet);
+            }
+        }
+    });
+    for (const std::string& url : {peer.Url("/yard"), UrlOf(strict)}) {
+        SCOPED_TRACE(url);
+        config.channels[0].talk.reset();
+        Serve(url);
+        ASSERT_TRUE(WaitUntil([&] { return TakesTalk(); }));
+        RecorderClient talker(port);
+        talker.Send(Get(kTalk));
+        talker.ReadHead();
+        const std::string said = Coded(Tone(440, 8000));
+        for (std::size_t at = 0; at < said.size(); at += 1000) {
+            talker.Send(said.substr(at, 1000));
+            std::this_thread::sleep_for(milliseconds(250));
+        }
+        EXPECT_TRUE(WaitUntil(
+            [&] { return (isPlaying ? heard.load() : ReadHeard(folder.File("heard")).size()) >= 4000; }));
+        EXPECT_THAT(Log(), testing::Not(Contains(HasSubstr("nobody can talk"))));
+        service.reset();
+        config.channels = DemoChannels(3);
+    }
+    EXPECT_TRUE(isPlaying);
 }
 
 TEST_F(CameraTalkTest, ACameraThatFailsIsToldOfInALineAndLetsTheTalkerGo) {

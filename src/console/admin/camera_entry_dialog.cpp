@@ -13,6 +13,7 @@
 
 #include "console/admin/admin_texts.h"
 #include "console/admin/api_words.h"
+#include "console/admin/certificate_box.h"
 #include "console/dialogs/dialog_parts.h"
 #include "console/settings/fill_pattern.h"
 #include "console/site/emap_fetch.h"
@@ -125,6 +126,8 @@ void CameraEntryDialog::MakeTest(QFormLayout& form, bool bCanTest) {
     m_picture->setAlignment(Qt::AlignCenter);
     m_picture->hide();  // until there is one
     form.addRow(QString(), m_picture);
+    m_certificate = new CertificateBox(m_row.certificate, this);
+    form.addRow(m_certificate);
 }
 
 // Of a camera that is changed those that are others than before.
@@ -141,6 +144,9 @@ QJsonObject CameraEntryDialog::Fields(bool bAll) const {
         fields[QStringLiteral("password")] = m_password->text();
     }
     const auto transport = [](bool bUdp) { return bUdp ? QStringLiteral("udp") : QStringLiteral("tcp"); };
+    if (const QString certificate = m_certificate->Accepted(); certificate != m_row.certificate) {
+        fields[QStringLiteral("certificate")] = certificate;
+    }
     add("transport", transport(m_transport->currentIndex() == 1), transport(m_row.overUdp));
     return fields;
 }
@@ -273,8 +279,12 @@ void CameraEntryDialog::OnTrial(const ApiAnswer& answer) {
     } else {
         words = LoadString(kStrNoPicture);
     }
-    for (const auto& fault : answer.json["faults"].toArray()) {
-        words += "\n" + OutsideLine(fault.toString().toStdString());
+    if (const QString refused = answer.json["certificate"].toString(); !refused.isEmpty()) {
+        words += "\n" + m_certificate->Offer(refused, answer.json["certificate_fault"].toString());
+    } else {
+        for (const auto& fault : answer.json["faults"].toArray()) {
+            words += "\n" + OutsideLine(fault.toString().toStdString());
+        }
     }
     EndTrial(words);
     if (bPicture) {

@@ -18,6 +18,7 @@ class QPushButton;
 
 namespace kvmon {
 
+class CertificateBox;
 class CPictureEx;
 
 // OK asks the recorder, and closes the dialog once it has taken the camera. User interface thread only.
@@ -56,6 +57,7 @@ private:
     QLineEdit* m_user = nullptr;
     QLineEdit* m_password = nullptr;
     QComboBox* m_transport = nullptr;
+    CertificateBox* m_certificate = nullptr;
     QPushButton* m_test = nullptr;
     CPictureEx* m_turning = nullptr;
     QLabel* m_picture = nullptr;

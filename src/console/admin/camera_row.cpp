@@ -33,6 +33,7 @@ CameraRow ReadCameraRow(const QJsonObject& told) {
     row.user = Line(told["user"]);
     row.hasPassword = told["has_password"].toBool();
     row.overUdp = told["transport"].toString() == QLatin1String("udp");
+    row.certificate = Line(told["certificate"]);
     if (const QString codec = Line(told["codec"]); !codec.isEmpty()) {
         row.picture =
             QStringLiteral("%1, %2 x %3").arg(codec).arg(told["width"].toInt()).arg(told["height"].toInt());

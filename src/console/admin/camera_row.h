@@ -22,7 +22,8 @@ struct CameraRow {
     QString user;
     bool hasPassword = false;
     bool overUdp = false;
-    QString picture;  // codec and size
+    QString certificate;  // that is accepted: "sha256:...", "any", or empty
+    QString picture;      // codec and size
 };
 
 CameraRow ReadCameraRow(const QJsonObject& told);

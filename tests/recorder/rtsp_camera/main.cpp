@@ -1,10 +1,10 @@
-// rtsp_camera [--hear pcmu FILE | --hear pcma FILE] [--digest USER PASSWORD | --basic USER PASSWORD]
-//             PATH PIPELINE [PATH PIPELINE ...]
+// rtsp_camera [--hear pcmu FILE | --hear pcma FILE] [--tls CERTIFICATE_AND_KEY]
+//             [--digest USER PASSWORD | --basic USER PASSWORD] PATH PIPELINE [PATH PIPELINE ...]
 // Serves pipelines on a loopback port of the system's choice and prints it. Reads commands from standard
 // input: "drop" closes all sessions, "size" makes the pictures behind an element called "size" smaller; at
 // its end the program ends. Of the packets of a payloader called "pay0" with an element called "lossy" before
 // it each fifteenth is lost. A camera that hears offers a way back, and writes the samples that are said to
-// it to the file.
+// it to the file. With a certificate all goes by TLS.
 #include <gst/rtsp-server/rtsp-server.h>
 // Its headers do not say by themselves that they are of C.
 extern "C" {
@@ -17,8 +17,19 @@ extern "C" {
 
 namespace {
 
-void SetLogin(GstRTSPServer* server, bool digest, const char* user, const char* password) {
-    GstRTSPAuth* const auth = gst_rtsp_auth_new();
+bool SetCertificate(GstRTSPAuth* auth, const char* file) {
+    GError* error = nullptr;
+    GTlsCertificate* const certificate = g_tls_certificate_new_from_file(file, &error);
+    if (!certificate) {
+        std::cerr << error->message << std::endl;
+        return false;
+    }
+    gst_rtsp_auth_set_tls_certificate(auth, certificate);
+    g_object_unref(certificate);
+    return true;
+}
+
+void SetLogin(GstRTSPAuth* auth, bool digest, const char* user, const char* password) {
     GstRTSPToken* const token =
         gst_rtsp_token_new(GST_RTSP_TOKEN_MEDIA_FACTORY_ROLE, G_TYPE_STRING, "viewer", nullptr);
     if (digest) {
@@ -29,8 +40,14 @@ void SetLogin(GstRTSPServer* server, bool digest, const char* user, const char* 
         gst_rtsp_auth_add_basic(auth, basic, token);
         g_free(basic);
     }
-    gst_rtsp_server_set_auth(server, auth);
-    g_object_unref(auth);
+    gst_rtsp_token_unref(token);
+}
+
+// Who says no name may watch all the same.
+void LetAllIn(GstRTSPAuth* auth) {
+    GstRTSPToken* const token =
+        gst_rtsp_token_new(GST_RTSP_TOKEN_MEDIA_FACTORY_ROLE, G_TYPE_STRING, "viewer", nullptr);
+    gst_rtsp_auth_set_default_token(auth, token);
     gst_rtsp_token_unref(token);
 }
 
@@ -187,11 +204,25 @@ int main(int argc, char** argv) {
     gst_rtsp_server_set_address(camera.server, "127.0.0.1");
     gst_rtsp_server_set_service(camera.server, "0");
     bool login = false;
+    GstRTSPAuth* const auth = gst_rtsp_auth_new();
+    if (argc > next + 1 && std::string(argv[next]) == "--tls") {
+        login = true;
+        if (!SetCertificate(auth, argv[next + 1])) {
+            return 1;
+        }
+        LetAllIn(auth);
+        next += 2;
+    }
     if (argc > next + 2 && std::string(argv[next]).starts_with("--")) {
         login = true;
-        SetLogin(camera.server, std::string(argv[next]) == "--digest", argv[next + 1], argv[next + 2]);
+        gst_rtsp_auth_set_default_token(auth, nullptr);
+        SetLogin(auth, std::string(argv[next]) == "--digest", argv[next + 1], argv[next + 2]);
         next += 3;
     }
+    if (login) {
+        gst_rtsp_server_set_auth(camera.server, auth);
+    }
+    g_object_unref(auth);
     for (; next + 1 < argc; next += 2) {
         AddPath(camera.server, argv[next], argv[next + 1], login, ear);
     }
