@@ -2,11 +2,20 @@
 #pragma once
 
 #include <stdexcept>
+#include <utility>
+
+#include "media/fault.h"
 
 namespace kvrecorder {
 
 class CameraError : public std::runtime_error {
-    using std::runtime_error::runtime_error;
+public:
+    explicit CameraError(Fault fault) : std::runtime_error(fault.words), m_fault(std::move(fault)) {}
+
+    const Fault& Told() const { return m_fault; }
+
+private:
+    Fault m_fault;
 };
 
 }  // namespace kvrecorder

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "media/fault.h"
 #include "media/stream_config.h"
 
 namespace kvrecorder {
@@ -21,8 +22,8 @@ struct CameraReport {
     std::string sound;  // empty: none
     std::chrono::milliseconds connected{};
     std::chrono::milliseconds firstPicture{};  // both since the begin
-    std::vector<std::string> faults;           // in words
-    std::vector<std::uint8_t> picture;         // JPEG, at most 640 wide; empty without one
+    std::vector<Fault> faults;
+    std::vector<std::uint8_t> picture;  // JPEG, at most 640 wide; empty without one
 
     bool HasPictures() const { return width > 0; }
 };

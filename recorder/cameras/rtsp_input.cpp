@@ -62,8 +62,8 @@ RtspInput::RtspInput(const NetworkCamera& camera, const std::string& url, bool w
         }
     }
     if (!m_pictures) {
-        throw CameraError(other.empty() ? "the camera offers no pictures"
-                                        : "the camera's codec (" + other + ") is none that can be passed on");
+        throw CameraError(other.empty() ? Fault(FaultCode::NoPictures)
+                                        : Fault(FaultCode::CodecUnknown, {{"codec", other}}));
     }
 }
 
@@ -123,7 +123,7 @@ void RtspInput::Fail(int error) const {
         case AVERROR_INVALIDDATA:
             throw CameraError(words::kNotUnderstood);
         default:
-            throw CameraError("the camera cannot be watched: " + AvErrorText(error));
+            throw CameraError({FaultCode::CameraFailed, {{"reason", AvErrorText(error)}}});
     }
 }
 

@@ -36,7 +36,7 @@ constexpr int kMostReads = 16;
             throw CameraError(words::kNoAnswer);
         case CURLE_SSL_CONNECT_ERROR:
         case CURLE_PEER_FAILED_VERIFICATION:
-            throw CameraError("no encrypted connection to the camera can be had");
+            throw CameraError(FaultCode::NotEncrypted);
         case CURLE_OUT_OF_MEMORY:
             throw CameraError(words::kNoMemory);
         default:

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "cameras/camera_error.h"
 #include "cameras/camera_url.h"
 #include "onvif/onvif_control.h"
 
@@ -57,14 +58,18 @@ CameraReport ProbeAnyCamera(const NetworkCamera& camera, milliseconds limit,
     try {
         asked.url =
             CreateOnvifStreamFinder()(camera, 0, [&] { return ended() || Clock::now() >= until; }).url;
-    } catch (const std::exception& failure) {
+    } catch (const CameraError& failure) {
         CameraReport report;
-        report.faults.emplace_back(failure.what());
+        report.faults.push_back(failure.Told());
+        return report;
+    } catch (const std::exception&) {
+        CameraReport report;
+        report.faults.emplace_back(FaultCode::OutOfMemory);
         return report;
     }
     if (asked.url.empty()) {
         CameraReport report;
-        report.faults.emplace_back("the camera has no such stream");
+        report.faults.emplace_back(FaultCode::StreamMissing);
         return report;
     }
     const auto left = std::chrono::duration_cast<milliseconds>(until - Clock::now());

@@ -13,6 +13,7 @@
 
 #include "console/admin/admin_texts.h"
 #include "console/admin/api_words.h"
+#include "console/admin/told_words.h"
 #include "console/dialogs/dialog_parts.h"
 #include "console/settings/fill_pattern.h"
 #include "console/site/emap_fetch.h"
@@ -273,8 +274,11 @@ void CameraEntryDialog::OnTrial(const ApiAnswer& answer) {
     } else {
         words = LoadString(kStrNoPicture);
     }
-    for (const auto& fault : answer.json["faults"].toArray()) {
-        words += "\n" + OutsideLine(fault.toString().toStdString());
+    const QJsonArray faults = answer.json["faults"].toArray();
+    const QJsonArray codes = answer.json["fault_codes"].toArray();
+    for (qsizetype i = 0; i < faults.size(); ++i) {
+        const QJsonObject told = codes[i].toObject();
+        words += "\n" + ToldWords(faults[i].toString(), told["code"].toString(), told["values"].toObject());
     }
     EndTrial(words);
     if (bPicture) {
