@@ -14,11 +14,9 @@ constexpr std::string_view kChannels = "channels";
 
 ConfigLayout::ConfigLayout(const std::string& text) : m_text(text) {
     try {
-        m_table = toml::parse(text);
-    } catch (const toml::parse_error& failure) {
-        throw ConfigError(Fault(
-            FaultCode::ConfigSlip,
-            {{"line", failure.source().begin.line}, {"reason", std::string(failure.description())}}));
+        m_table = ReadToml(text);
+    } catch (const TomlSlip& slip) {
+        throw ConfigError(Fault(FaultCode::ConfigSlip, {{"line", slip.Line()}, {"reason", slip.what()}}));
     }
     m_lineEnd = text.find("\r\n") != std::string::npos ? "\r\n" : "\n";
     FindLines();
