@@ -31,7 +31,7 @@ name = "Hall"
 // What is changed has to be a configuration again, with as many channels or one more or less.
 class InMemory final : public ConfigChanges {
 public:
-    std::string Obstacle() const override { return {}; }
+    Fault Obstacle() const override { return {}; }
     std::string Change(const std::function<void(ConfigText& text)>& edit) override {
         ConfigText text{std::string(kConfig)};
         edit(text);

@@ -13,10 +13,10 @@ std::size_t BodyBytes(const HttpRequest& request) {
     }
     const auto bytes = ParseNumber<std::uint64_t>(request.contentLength, 0, UINT64_MAX);
     if (!bytes) {
-        throw ApiError(400, "the length of the body is no number");
+        throw ApiError(400, FaultCode::LengthWrong);
     }
     if (*bytes > kMaxBodyBytes) {
-        throw ApiError(413, "the body is larger than 64 KiB");
+        throw ApiError(413, {FaultCode::BodyTooLarge, {{"limit", kMaxBodyBytes}}});
     }
     return static_cast<std::size_t>(*bytes);
 }
@@ -37,12 +37,12 @@ Admission Admit(const HttpRequest& request, const Snapshot& state, RecorderModel
     admission.user = user->name;
     try {
         if (!user->admin) {
-            throw ApiError(403, "only a user who is an administrator may do that");
+            throw ApiError(403, FaultCode::NotAdministrator);
         }
         admission.bodyBytes = BodyBytes(request);
         const bool carries = request.method == "POST" || request.method == "PATCH";
         if ((carries || admission.bodyBytes > 0) && request.contentType != "application/json") {
-            throw ApiError(415, "the body's type must be application/json");
+            throw ApiError(415, FaultCode::TypeWrong);
         }
     } catch (const ApiError& error) {
         admission.refusal = MakeError(error);

@@ -11,8 +11,26 @@ Reply MakeJson(int status, const Json& body) {
     return reply;
 }
 
+Json ValuesOf(const Fault& fault) {
+    Json values = Json::object();
+    for (const auto& [name, value] : fault.values) {
+        std::visit([&, key = name](const auto& told) { values[key] = told; }, value);
+    }
+    return values;
+}
+
+void Tell(Json& body, const std::string& name, const Fault& fault) {
+    const bool error = name == "error";
+    body[name] = fault.words;
+    if (!fault.Empty()) {
+        body[error ? "code" : name + "_code"] = fault.code;
+        body[error ? "values" : name + "_values"] = ValuesOf(fault);
+    }
+}
+
 Reply MakeError(const ApiError& error) {
-    Json body = {{"error", error.what()}};
+    Json body = Json::object();
+    Tell(body, "error", error.Told());
     if (!error.Field().empty()) {
         body["field"] = error.Field();
     }

@@ -8,7 +8,10 @@
 namespace kvrecorder {
 
 Reply MakeJson(int status, const Json& body);
-// {"error": words, "field": name}, the latter only where one is wrong.
+Json ValuesOf(const Fault& fault);
+// The words as `name`, code and values beside them: "trouble_code", but those of "error" without its name.
+void Tell(Json& body, const std::string& name, const Fault& fault);
+// {"error": words, "code": name, "values": {}, "field": name}, the last only where one is wrong.
 Reply MakeError(const ApiError& error);
 
 }  // namespace kvrecorder

@@ -4,6 +4,7 @@
 
 #include "api/api_error.h"
 #include "api/camera_documents.h"
+#include "cameras/camera_error.h"
 #include "cameras/camera_url.h"
 #include "cameras/certificate_word.h"
 #include "state/text.h"
@@ -14,13 +15,12 @@ namespace {
 constexpr std::size_t kMostAddress = 1024;
 constexpr std::size_t kMostUser = 255;
 constexpr std::size_t kMostCertificate = 128;
-constexpr const char* kStale = "the cameras have changed meanwhile; look at them again";
 
 CameraUrl ReadAddress(const char* field, std::string text) {
     try {
         return TakeCameraUrl(text);
-    } catch (const std::runtime_error& failure) {
-        throw ApiError(400, failure.what(), field);
+    } catch (const CameraError& failure) {
+        throw ApiError(400, failure.Told(), field);
     }
 }
 
@@ -62,7 +62,7 @@ bool TakeCamera(JsonFields& body, NetworkCamera& camera, bool& newPassword) {
         newPassword = true;
     }
     if (transport && transport != "tcp" && transport != "udp") {
-        throw ApiError(400, "one of these is wanted: tcp, udp", "transport");
+        throw ApiError(400, {FaultCode::ChoiceWrong, {{"choices", "tcp, udp"}}}, "transport");
     }
     if (transport) {
         camera.overUdp = transport == "udp";
@@ -70,16 +70,15 @@ bool TakeCamera(JsonFields& body, NetworkCamera& camera, bool& newPassword) {
     if (certificate) {
         try {
             camera.certificate = ReadCertificateWord(*certificate);
-        } catch (const std::runtime_error& failure) {
-            throw ApiError(400, failure.what(), "certificate");
+        } catch (const CameraError& failure) {
+            throw ApiError(400, failure.Told(), "certificate");
         }
     }
     if (!newPassword && !before.password.Empty()) {
         const std::string host = HostOf(before.url);
         if (HostOf(camera.url) != host ||
             (!camera.subUrl.empty() && HostOf(camera.subUrl) != host && camera.subUrl != before.subUrl)) {
-            throw ApiError(400, "the address is at another host, for which the password is to be given anew",
-                           "password");
+            throw ApiError(400, FaultCode::PasswordWanted, "password");
         }
     }
     return address || sub || user || newPassword || transport || certificate;
@@ -92,32 +91,29 @@ SourceText ToText(const NetworkCamera& camera, bool newPassword) {
 
 void CheckName(const std::string& name) {
     if (name.empty()) {
-        throw ApiError(400, "a camera needs a name", "name");
+        throw ApiError(400, FaultCode::NameWanted, "name");
     }
 }
 
 }  // namespace
 
-std::string CameraChanges::Obstacle() const {
-    return m_changes
-               ? m_changes->Obstacle()
-               : "the recorder was started without a configuration file, so that changes cannot be kept; "
-                 "give --config";
+Fault CameraChanges::Obstacle() const {
+    return m_changes ? m_changes->Obstacle() : FaultCode::NoConfigFile;
 }
 
 std::string CameraChanges::Make(std::string_view revision,
                                 const std::function<void(ConfigText& text)>& edit) const {
-    if (const std::string obstacle = Obstacle(); !obstacle.empty()) {
+    if (const Fault obstacle = Obstacle(); !obstacle.Empty()) {
         throw ApiError(409, obstacle);
     }
     return m_changes->Change([&](ConfigText& text) {
         if (!revision.empty() && revision != RevisionOf(*m_model.Current())) {
-            throw ApiError(409, kStale);
+            throw ApiError(409, FaultCode::CamerasChanged);
         }
         try {
             edit(text);
         } catch (const ConfigError& failure) {
-            throw ApiError(409, failure.what());
+            throw ApiError(409, failure.Told());
         }
     });
 }
@@ -130,7 +126,7 @@ std::string CameraChanges::Add(JsonFields& body, int& added) const {
     body.Finish();
     CheckName(name);
     if (camera.url.empty()) {
-        throw ApiError(400, "a camera needs an address", "address");
+        throw ApiError(400, FaultCode::AddressWanted, "address");
     }
     return Make({}, [&](ConfigText& text) { added = text.Add(name, ToText(camera, true)); });
 }
@@ -148,8 +144,7 @@ std::string CameraChanges::Change(int channel, JsonFields& body) const {
             return;
         }
         if (present.url.empty()) {
-            throw ApiError(409, "the channel's pictures come from no camera, so that it has no address",
-                           "address");
+            throw ApiError(409, FaultCode::NoAddress, "address");
         }
         if (text) {
             text->SetSource(channel, ToText(camera, newPassword));
@@ -162,7 +157,7 @@ std::string CameraChanges::Change(int channel, JsonFields& body) const {
         const SnapshotPtr state = m_model.Current();
         const Channel* const found = state->Configured(channel);
         if (!found) {
-            throw ApiError(409, kStale);
+            throw ApiError(409, FaultCode::CamerasChanged);
         }
         change(found->config.source.network, &text);
         if (name) {
@@ -177,7 +172,7 @@ std::string CameraChanges::Move(int channel, JsonFields& body, int& to) const {
     const auto wanted = body.Number("to", 0, last);
     body.Finish();
     if (!wanted) {
-        throw ApiError(400, "the place that it moves to is wanted", "to");
+        throw ApiError(400, FaultCode::PlaceWanted, "to");
     }
     to = *wanted;
     return Make(revision, [&](ConfigText& text) { text.Move(channel, to); });
@@ -193,7 +188,7 @@ NetworkCamera CameraChanges::ForTest(JsonFields& body) const {
         const SnapshotPtr state = m_model.Current();
         const Channel* const found = state->Configured(*channel);
         if (!found || found->config.source.network.url.empty()) {
-            throw ApiError(404, "there is no such camera", "channel");
+            throw ApiError(404, FaultCode::CameraMissing, "channel");
         }
         camera = found->config.source.network;
     }
@@ -201,7 +196,7 @@ NetworkCamera CameraChanges::ForTest(JsonFields& body) const {
     TakeCamera(body, camera, newPassword);
     body.Finish();
     if (camera.url.empty()) {
-        throw ApiError(400, "a camera needs an address", "address");
+        throw ApiError(400, FaultCode::AddressWanted, "address");
     }
     return camera;
 }

@@ -13,8 +13,8 @@ public:
     // Without `changes` nothing can be kept.
     CameraChanges(RecorderModel& model, ConfigChanges* changes) : m_model(model), m_changes(changes) {}
 
-    // Why no change can be kept; "" if it can.
-    std::string Obstacle() const;
+    // Why no change can be kept; empty if it can.
+    Fault Obstacle() const;
     // `added` gets the number.
     std::string Add(JsonFields& body, int& added) const;
     std::string Change(int channel, JsonFields& body) const;

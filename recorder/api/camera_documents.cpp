@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "api/api_reply.h"
+
 namespace kvrecorder {
 namespace {
 
@@ -86,7 +88,7 @@ Json DescribeCamera(const Snapshot& state, MediaHub& hub, int channel) {
     }
     const bool lost = Shows(found.config.status, "loss");
     camera["state"] = lost ? "lost" : watchers > 0 ? "live" : "idle";
-    camera["trouble"] = lost ? found.trouble : "";
+    Tell(camera, "trouble", lost ? found.trouble : Fault());
     const bool known = !found.streams.empty() && found.streams[0].width > 0;
     camera["codec"] = known ? NameOf(found.streams[0].codec) : "";
     camera["width"] = known ? found.streams[0].width : 0;
@@ -136,10 +138,11 @@ Json DescribeTest(int number, const TestOutcome& outcome) {
     test["sound"] = camera.sound;
     test["connected_ms"] = camera.connected.count();
     test["first_picture_ms"] = camera.firstPicture.count();
-    test["faults"] = camera.faults;
-    if (!camera.certificate.empty()) {
-        test["certificate"] = camera.certificate;
-        test["certificate_fault"] = camera.certificateFault;
+    test["faults"] = Json::array();
+    test["fault_codes"] = Json::array();
+    for (const Fault& fault : camera.faults) {
+        test["faults"].push_back(fault.words);
+        test["fault_codes"].push_back({{"code", fault.code}, {"values", ValuesOf(fault)}});
     }
     test["picture"] = !camera.picture.empty();
     return test;

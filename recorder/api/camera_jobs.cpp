@@ -39,14 +39,14 @@ std::shared_ptr<CameraJobs::Job> CameraJobs::Begin(
         });
     } catch (const std::system_error&) {
         m_jobs.pop_back();
-        throw ApiError(503, "the recorder has no thread to spare");
+        throw ApiError(503, FaultCode::NoThread);
     }
     return job;
 }
 
 void CameraJobs::Search() {
     if (!CanSearch()) {
-        throw ApiError(501, "this recorder cannot search for cameras");
+        throw ApiError(501, FaultCode::CannotSearch);
     }
     const std::lock_guard lock(m_mutex);
     if (m_stopped || m_search.state == JobState::Running) {
@@ -74,7 +74,7 @@ SearchOutcome CameraJobs::Found() const {
 
 int CameraJobs::Test(const NetworkCamera& camera) {
     if (!CanTest()) {
-        throw ApiError(501, "this recorder cannot test cameras");
+        throw ApiError(501, FaultCode::CannotTest);
     }
     const std::lock_guard lock(m_mutex);
     Clear();
@@ -82,7 +82,7 @@ int CameraJobs::Test(const NetworkCamera& camera) {
     const auto running = std::count_if(m_jobs.begin(), m_jobs.end(),
                                        [](const std::shared_ptr<Job>& job) { return job->test; });
     if (m_stopped || running >= static_cast<std::ptrdiff_t>(kMostTests)) {
-        throw ApiError(503, "four tests run already; wait for one of them");
+        throw ApiError(503, {FaultCode::TestsFull, {{"limit", kMostTests}}});
     }
     const int number = ++m_last;
     TestJob& entry = m_tests[number];

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "media/fault.h"
 #include "media/stream_config.h"
 
 namespace kvrecorder {
@@ -33,9 +34,7 @@ struct TestedCamera {
     std::string sound;
     std::chrono::milliseconds connected{};
     std::chrono::milliseconds firstPicture{};
-    std::vector<std::string> faults;    // in words
-    std::string certificate;            // that was refused, as a source accepts it; empty: none
-    std::string certificateFault;       // its fault's name
+    std::vector<Fault> faults;
     std::vector<std::uint8_t> picture;  // JPEG; empty: none came
 };
 

@@ -10,8 +10,8 @@ namespace {
 
 constexpr std::size_t kMostBytesShown = 40;
 
-[[noreturn]] void Fail(const std::string& words, const std::string& field = {}) {
-    throw ApiError(400, words, field);
+[[noreturn]] void Fail(Fault fault, const std::string& field = {}) {
+    throw ApiError(400, std::move(fault), field);
 }
 
 // Before the library builds anything of it.
@@ -43,17 +43,17 @@ JsonFields::JsonFields(std::string_view body) : m_body(Json::object()) {
         return;
     }
     if (body.size() > kMaxBodyBytes) {
-        throw ApiError(413, "the body is larger than 64 KiB");
+        throw ApiError(413, {FaultCode::BodyTooLarge, {{"limit", kMaxBodyBytes}}});
     }
     if (IsDeep(body)) {
-        Fail("the body is nested too deep");
+        Fail({FaultCode::BodyTooDeep, {{"limit", kMaxJsonDepth}}});
     }
     m_body = Json::parse(body, nullptr, false);
     if (m_body.is_discarded()) {
-        Fail("the body is not JSON");
+        Fail(FaultCode::BodyNotJson);
     }
     if (!m_body.is_object()) {
-        Fail("an object is wanted");
+        Fail(FaultCode::BodyNotObject);
     }
 }
 
@@ -83,7 +83,7 @@ std::optional<std::string> JsonFields::Text(const char* name, std::size_t maxByt
     }
     const std::string* const text = value->get_ptr<const std::string*>();
     if (!text || text->size() > maxBytes || !IsDisplayText(*text)) {
-        Fail("a text of at most " + std::to_string(maxBytes) + " bytes is wanted", name);
+        Fail({FaultCode::TextWrong, {{"limit", maxBytes}}}, name);
     }
     return *text;
 }
@@ -108,7 +108,7 @@ std::optional<int> JsonFields::Number(const char* name, int low, int high) {
                           ? value->get<std::uint64_t>() <= static_cast<std::uint64_t>(high)
                           : value->is_number_integer() && value->get<std::int64_t>() <= high;
     if (!fits || value->get<std::int64_t>() < low) {
-        Fail("a number from " + std::to_string(low) + " to " + std::to_string(high) + " is wanted", name);
+        Fail({FaultCode::NumberWrong, {{"low", low}, {"high", high}}}, name);
     }
     return value->get<int>();
 }
@@ -117,7 +117,7 @@ void JsonFields::Finish() const {
     for (const auto& [name, value] : m_body.items()) {
         if (!m_known.contains(name)) {
             const std::string shown = PrintableUtf8(name, kMostBytesShown);
-            Fail("there is no field \"" + shown + "\"", shown);
+            Fail({FaultCode::FieldUnknown, {{"name", shown}}}, shown);
         }
     }
 }

@@ -43,7 +43,7 @@ public:
                 return;
             }
         }
-        done(MakeError({503, "too many requests wait already"}));
+        done(MakeError({503, FaultCode::Busy}));
     }
 
     void Stop() {
@@ -90,7 +90,7 @@ private:
                 next.second(MakeError(error));
             } catch (const std::exception&) {
                 // Mostly for want of memory.
-                next.second(MakeError({503, "the recorder cannot do that now"}));
+                next.second(MakeError({503, FaultCode::Failed}));
             }
         }
     }
@@ -108,9 +108,9 @@ private:
             allowed += (allowed.empty() ? "" : ", ") + std::string(route.path.method);
         }
         if (allowed.empty()) {
-            throw ApiError(404, "there is nothing of this name");
+            throw ApiError(404, FaultCode::PathMissing);
         }
-        Reply reply = MakeError({405, "here one may " + allowed});
+        Reply reply = MakeError({405, {FaultCode::MethodWrong, {{"allowed", allowed}}}});
         reply.allow = allowed;
         return reply;
     }
@@ -137,13 +137,13 @@ private:
     SnapshotPtr CheckChannel(int channel) const {
         SnapshotPtr state = m_model.Current();
         if (channel >= static_cast<int>(state->channels.size())) {
-            throw ApiError(404, "there is no such channel");
+            throw ApiError(404, FaultCode::ChannelMissing);
         }
         return state;
     }
     void CheckCamera(int channel) const {
         if (!CheckChannel(channel)->Configured(channel)) {
-            throw ApiError(404, "the channel has no camera");
+            throw ApiError(404, FaultCode::CameraMissing);
         }
     }
     Reply Shown(int status, int channel, const std::string& trouble) {
@@ -151,7 +151,7 @@ private:
         Json body = {{"revision", RevisionOf(*state)},
                      {"camera", DescribeCamera(*state, m_model.Hub(), channel)}};
         if (!trouble.empty()) {
-            body["warning"] = Trim(trouble);
+            Tell(body, "warning", {FaultCode::NotServed, {{"reason", std::string(Trim(trouble))}}});
         }
         return MakeJson(status, body);
     }
@@ -162,18 +162,19 @@ private:
     Reply Info(const Input& input) {
         JsonFields(input.call.body.View()).Finish();
         const SnapshotPtr state = m_model.Current();
-        const std::string obstacle = m_changes.Obstacle();
-        return MakeJson(200, {{"api", 1},
-                              {"program", "kvrecorder"},
-                              {"version", m_setup.version},
-                              {"name", state->server.name},
-                              {"user", input.call.user},
-                              {"channels", state->channels.size()},
-                              {"most_channels", kMaxChannels},
-                              {"can_change", obstacle.empty()},
-                              {"why_not", obstacle},
-                              {"can_discover", m_jobs.CanSearch()},
-                              {"can_test", m_jobs.CanTest()}});
+        const Fault obstacle = m_changes.Obstacle();
+        Json body = {{"api", 1},
+                     {"program", "kvrecorder"},
+                     {"version", m_setup.version},
+                     {"name", state->server.name},
+                     {"user", input.call.user},
+                     {"channels", state->channels.size()},
+                     {"most_channels", kMaxChannels},
+                     {"can_change", obstacle.Empty()},
+                     {"can_discover", m_jobs.CanSearch()},
+                     {"can_test", m_jobs.CanTest()}};
+        Tell(body, "why_not", obstacle);
+        return MakeJson(200, body);
     }
     Reply List(const Input&) { return MakeJson(200, DescribeCameras(*m_model.Current(), m_model.Hub())); }
     Reply Show(const Input& input) { return Shown(200, input.number, {}); }
@@ -223,7 +224,7 @@ private:
     TestOutcome Outcome(int number) const {
         auto outcome = m_jobs.Tested(number);
         if (!outcome) {
-            throw ApiError(404, "there is no such test");
+            throw ApiError(404, FaultCode::TestMissing);
         }
         return *std::move(outcome);
     }
@@ -233,7 +234,7 @@ private:
     Reply Picture(const Input& input) {
         const TestOutcome outcome = Outcome(input.number);
         if (outcome.camera.picture.empty()) {
-            throw ApiError(404, "the test has no picture");
+            throw ApiError(404, FaultCode::PictureMissing);
         }
         Reply reply;
         reply.type = "image/jpeg";
@@ -242,7 +243,7 @@ private:
     }
     Reply DropTest(const Input& input) {
         if (!m_jobs.Drop(input.number)) {
-            throw ApiError(404, "there is no such test");
+            throw ApiError(404, FaultCode::TestMissing);
         }
         return MakeJson(200, Json::object());
     }

@@ -1,7 +1,6 @@
 #include "cameras/camera_probe.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "cameras/camera_input.h"
 #include "cameras/camera_sound.h"
@@ -31,12 +30,6 @@ StreamConfig Shown(const AVFrame& frame) {
     stream.width = std::max(stream.width, 16);
     stream.height = std::clamp(height & ~1, 16, 2 * kPictureWidth);
     return stream;
-}
-
-std::string TellSeconds(milliseconds time) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.1f s", static_cast<double>(time.count()) / 1000);
-    return text;
 }
 
 std::string TellSound(const AVCodecParameters& sound) {
@@ -91,15 +84,16 @@ public:
     CameraReport Run() {
         try {
             Watch();
-        } catch (const CertificateError& failure) {
-            m_report.certificate = failure.Refused();
-            m_report.faults.emplace_back(failure.what());
         } catch (const CameraError& failure) {
             // What was to be known is; or all that could be seen in the time was.
             if (!m_report.HasPictures()) {
-                m_report.faults.emplace_back(failure.what());
+                m_report.faults.push_back(failure.Told());
             } else if (!m_limit.IsOver()) {
-                m_report.faults.push_back("after " + TellSeconds(SinceBegin()) + ": " + failure.what());
+                const milliseconds after = SinceBegin();
+                Fault fault = failure.Told();
+                fault.words.insert(0, "after " + TellSeconds(after.count()) + ": ");
+                fault.values.emplace_back("after_ms", after.count());
+                m_report.faults.push_back(std::move(fault));
             }
         } catch (const std::exception&) {
             m_report.faults.emplace_back(words::kNoMemory);
@@ -119,7 +113,8 @@ private:
         if (input->Sound()) {
             m_report.sound = TellSound(*input->Sound());
             if (!CameraSound::Make(*input->Sound())) {
-                m_report.faults.push_back("its sound (" + m_report.sound + ") cannot be taken");
+                m_report.faults.emplace_back(FaultCode::SoundUnusable,
+                                             std::vector<FaultValue>{{"sound", m_report.sound}});
             }
         }
         PictureHeaders headers(input->Codec(), input->Headers());
@@ -199,7 +194,7 @@ private:
     void Conclude() {
         if (!m_report.HasPictures()) {
             if (m_anyPicture) {
-                m_report.faults.assign(1, "pictures come, but none that one can begin with");
+                m_report.faults.assign(1, FaultCode::NoKeyPicture);
             }
             return;
         }
@@ -213,12 +208,12 @@ private:
         const milliseconds watched = SinceBegin() - m_report.firstPicture;
         if (m_report.keyInterval.value_or(watched) > m_rareKeys) {
             m_report.faults.push_back(
-                (m_report.keyInterval ? "a key picture comes only every " + TellSeconds(*m_report.keyInterval)
-                                      : "no second key picture came in " + TellSeconds(watched)) +
-                ": who begins to watch waits for one; set the camera to one a second or two");
+                m_report.keyInterval
+                    ? Fault(FaultCode::KeyPicturesRare, {{"every_ms", m_report.keyInterval->count()}})
+                    : Fault(FaultCode::NoSecondKeyPicture, {{"watched_ms", watched.count()}}));
         }
         if (m_report.picture.empty()) {
-            m_report.faults.emplace_back("its pictures cannot be decoded");
+            m_report.faults.emplace_back(FaultCode::NotDecoded);
         }
     }
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "cameras/camera_error.h"
+#include "media/fault.h"
 #include "media/stream_config.h"
 
 namespace kvrecorder {
@@ -22,8 +22,7 @@ struct CameraReport {
     std::string sound;  // empty: none
     std::chrono::milliseconds connected{};
     std::chrono::milliseconds firstPicture{};  // both since the begin
-    std::vector<std::string> faults;           // in words
-    RefusedCertificate certificate;
+    std::vector<Fault> faults;
     std::vector<std::uint8_t> picture;  // JPEG, at most 640 wide; empty without one
 
     bool HasPictures() const { return width > 0; }

@@ -71,7 +71,7 @@ private:
     void Pass(std::vector<PictureJoiner::Picture>& whole, microseconds now);
     void Push(PacketPtr packet);
     std::optional<microseconds> LookAgain(bool any, microseconds now);
-    void Fail(const std::string& trouble);
+    void Fail(const Fault& trouble);
     void Pause();
     void Wake();
 
@@ -98,7 +98,7 @@ private:
     std::deque<PacketPtr> m_sounds;
     PacketGroup m_group;
     std::vector<std::string> m_words;
-    std::string m_trouble;
+    Fault m_trouble;
     bool m_missing = false;
     StreamDescription m_description;
     std::optional<StreamDescription> m_sub;
@@ -139,7 +139,7 @@ void CameraSession::State::End() {
 void CameraSession::State::NoThread() {
     const std::lock_guard lock(m_mutex);
     m_running = false;
-    m_trouble = "there is no thread for the camera";
+    m_trouble = FaultCode::NoThread;
 }
 
 // Not under the lock: whoever is woken takes what there is at once.
@@ -212,7 +212,7 @@ void CameraSession::State::Work() {
         try {
             Watch();
         } catch (const CameraError& failure) {
-            Fail(failure.what());
+            Fail(failure.Told());
         } catch (const std::exception&) {
             Fail(words::kNoMemory);
         }
@@ -233,7 +233,7 @@ std::string CameraSession::State::Find() {
     m_sub = found.sub;
     if (found.url.empty()) {
         m_missing = true;
-        throw CameraError("the camera has no such stream");
+        throw CameraError(FaultCode::StreamMissing);
     }
     return std::move(found.url);
 }
@@ -330,7 +330,7 @@ void CameraSession::State::Pass(std::vector<PictureJoiner::Picture>& whole, micr
         if (!m_firstPicture) {
             m_firstPicture = m_lastPicture;
         }
-        m_trouble.clear();
+        m_trouble = {};
         auto packet = std::make_shared<Packet>();
         packet->fourcc = FourccOf(m_assembly->codec);
         packet->key = seen.key;
@@ -360,7 +360,7 @@ void CameraSession::State::Push(PacketPtr packet) {
     }
 }
 
-void CameraSession::State::Fail(const std::string& trouble) {
+void CameraSession::State::Fail(const Fault& trouble) {
     {
         const std::lock_guard lock(m_mutex);
         m_assembly.reset();

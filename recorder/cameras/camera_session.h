@@ -11,6 +11,7 @@
 #include "cameras/camera_threads.h"
 #include "cameras/camera_timing.h"
 #include "cameras/stream_finder.h"
+#include "media/fault.h"
 #include "media/packet.h"
 #include "media/stream_config.h"
 
@@ -49,7 +50,7 @@ public:
         // When there is something to take at the latest though nothing wakes; nothing: not known.
         std::optional<std::chrono::microseconds> again;
         std::vector<std::string> words;  // for the log
-        std::string trouble;             // why no pictures come; empty: they do, or may yet
+        Fault trouble;                   // why no pictures come; empty: they do, or may yet
         bool missing = false;            // the camera has no such stream
         StreamDescription description;
         std::optional<StreamDescription> sub;  // what the camera told of its sub stream

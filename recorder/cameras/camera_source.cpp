@@ -71,7 +71,7 @@ public:
 
     MediaTime Run(const SourceRound& round, SourceOutput& output) override {
         const bool made = (!m_sub || m_noSub) && round.wanted[kSmall];
-        m_trouble.clear();
+        m_trouble = {};
         m_again = kIdle;
         if (round.wanted[kMain] || round.soundWanted || made) {
             RunMain(round, made, output);
@@ -106,7 +106,7 @@ public:
     }
 
     int MotionStream() const override { return static_cast<int>(m_sub ? kSmall : kMain); }
-    std::string Trouble() const override { return m_trouble; }
+    Fault Trouble() const override { return m_trouble; }
 
 private:
     void RunMain(const SourceRound& round, bool made, SourceOutput& output) {
@@ -151,8 +151,12 @@ private:
 
     // Takes over what is told beside the pictures.
     void Note(const CameraSession::Taken& taken, std::size_t stream, SourceOutput& output) {
-        if (m_trouble.empty() && !taken.trouble.empty()) {
-            m_trouble = stream == kMain ? taken.trouble : "the sub stream: " + taken.trouble;
+        if (m_trouble.Empty() && !taken.trouble.Empty()) {
+            m_trouble = taken.trouble;
+            if (stream != kMain) {
+                m_trouble.words.insert(0, "the sub stream: ");
+                m_trouble.values.emplace_back("stream", "sub");
+            }
         }
         for (const std::string& words : taken.words) {
             output.Tell(words);
@@ -196,7 +200,7 @@ private:
     bool m_subSeen = false;  // had pictures
     std::unique_ptr<SmallPictures> m_small;
     std::array<StreamDescription, 2> m_streams;
-    std::string m_trouble;
+    Fault m_trouble;
     MediaTime m_again = kIdle;
 };
 

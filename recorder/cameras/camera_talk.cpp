@@ -171,7 +171,7 @@ void Talked::Speak() {
             Fail(failure.what());
             return;
         } catch (const std::exception&) {
-            Fail(words::kNoMemory);
+            Fail(Fault(words::kNoMemory).words);
             return;
         }
         // Something may have been said while the session was closed.

@@ -4,17 +4,22 @@
 #include <array>
 #include <cctype>
 #include <charconv>
-#include <stdexcept>
+#include <utility>
+
+#include "cameras/camera_error.h"
 
 namespace kvrecorder {
 namespace {
 
 constexpr std::size_t kLongest = 1024;
 constexpr std::array<std::string_view, 6> kSchemes = {"rtsp", "rtsps", "http", "https", "onvif", "onvifs"};
+constexpr const char* kSchemesInWords =
+    "rtsp://, rtsps://, http://, https://, onvif://, onvifs://, usb:/dev/";
 constexpr std::string_view kMark = "://";
+constexpr int kHighestPort = 65535;
 
-[[noreturn]] void Fail(const std::string& what) {
-    throw std::runtime_error("this is no address of a camera: " + what);
+[[noreturn]] void Fail(Fault fault) {
+    throw CameraError(std::move(fault));
 }
 
 int HexOf(char c) {
@@ -53,8 +58,8 @@ void CheckPort(std::string_view text) {
     unsigned port = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
     if (text.empty() || error != std::errc() || end != text.data() + text.size() || port < 1 ||
-        port > 65535) {
-        Fail("the port is a number from 1 to 65535");
+        port > kHighestPort) {
+        Fail({FaultCode::AddressPort, {{"low", 1}, {"high", kHighestPort}}});
     }
 }
 
@@ -65,20 +70,20 @@ std::string CheckPlace(std::string_view place) {
     if (place.starts_with('[')) {
         const std::size_t end = place.find(']');
         if (end == std::string_view::npos) {
-            Fail("a bracket is not closed");
+            Fail(FaultCode::AddressBracket);
         }
         host = place.substr(1, end - 1);
         zone = host.find("%25");
         place.remove_prefix(end + 1);
         if (!place.empty() && place[0] != ':') {
-            Fail("a port is wanted behind the bracket");
+            Fail(FaultCode::AddressBracket);
         }
     } else {
         host = place.substr(0, place.find(':'));
         place.remove_prefix(host.size());
     }
     if (host.empty()) {
-        Fail("the name of a host is wanted behind " + std::string(kMark));
+        Fail(FaultCode::AddressHost);
     }
     if (!place.empty()) {
         CheckPort(place.substr(1));
@@ -95,7 +100,7 @@ CameraUrl ReadDevice(std::string_view text) {
     if (!path.starts_with(kFolder) || path.ends_with('/') || path.find("..") != std::string_view::npos ||
         path.size() > kLongest ||
         std::any_of(path.begin(), path.end(), [](char c) { return static_cast<unsigned char>(c) <= ' '; })) {
-        Fail("a device such as /dev/video0 is wanted behind usb:");
+        Fail(FaultCode::AddressDevice);
     }
     CameraUrl taken;
     taken.url = text;
@@ -112,14 +117,14 @@ CameraUrl ReadCameraUrl(std::string_view text) {
     const std::size_t mark = text.find(kMark);
     if (mark == std::string_view::npos ||
         std::find(kSchemes.begin(), kSchemes.end(), text.substr(0, mark)) == kSchemes.end()) {
-        Fail("it begins with rtsp://, rtsps://, http://, https://, onvif://, onvifs:// or usb:/dev/");
+        Fail({FaultCode::AddressScheme, {{"schemes", kSchemesInWords}}});
     }
     if (text.size() > kLongest) {
-        Fail("it is longer than " + std::to_string(kLongest) + " characters");
+        Fail({FaultCode::AddressTooLong, {{"limit", kLongest}}});
     }
     if (std::any_of(text.begin(), text.end(),
                     [](char c) { return static_cast<unsigned char>(c) <= ' ' || c == 127; })) {
-        Fail("it has a blank or a control character in it");
+        Fail(FaultCode::AddressBlank);
     }
     const std::size_t begin = mark + kMark.size();
     // A password may hold a slash or an at sign: the login goes to the last at sign before the query.

@@ -20,7 +20,7 @@ struct CameraUrl {
     bool saysPassword = false;  // also an empty one
 };
 
-// Throws std::runtime_error with words for the user, which repeat nothing of a login.
+// Throws CameraError, which repeats nothing of a login.
 CameraUrl ReadCameraUrl(std::string_view text);
 // The same of a text that may hold a password: it is wiped, whatever comes of it.
 CameraUrl TakeCameraUrl(std::string& text);

@@ -1,21 +1,23 @@
 // What is told of cameras, whatever they speak.
 #pragma once
 
+#include "media/fault.h"
+
 namespace kvrecorder::words {
 
-inline constexpr const char* kNoMemory = "there is not enough memory for a camera";
-inline constexpr const char* kUnknownHost = "the name of the camera's host is not known";
-inline constexpr const char* kNothingListens = "nothing listens at the camera's address";
-inline constexpr const char* kNoWay = "no way leads to the camera's address";
-inline constexpr const char* kNoAnswer = "the camera does not answer";
-inline constexpr const char* kNoMorePictures = "the camera sends no pictures any more";
-inline constexpr const char* kWantsLogin = "the camera wants a user and a password";
-inline constexpr const char* kRefusesLogin = "the camera refuses the user or the password";
-inline constexpr const char* kNoPath = "the camera knows no such path";
-inline constexpr const char* kRefuses = "the camera refuses to send pictures";
-inline constexpr const char* kClosed = "the camera closed the connection";
-inline constexpr const char* kNotUnderstood = "the camera's answer cannot be understood";
-inline constexpr const char* kNotEncrypted = "no encrypted connection to the camera can be had";
+inline constexpr FaultCode kNoMemory = FaultCode::OutOfMemory;
+inline constexpr FaultCode kUnknownHost = FaultCode::HostUnknown;
+inline constexpr FaultCode kNothingListens = FaultCode::NothingListens;
+inline constexpr FaultCode kNoWay = FaultCode::NoWay;
+inline constexpr FaultCode kNoAnswer = FaultCode::NoAnswer;
+inline constexpr FaultCode kNoMorePictures = FaultCode::PicturesStopped;
+inline constexpr FaultCode kWantsLogin = FaultCode::LoginWanted;
+inline constexpr FaultCode kRefusesLogin = FaultCode::LoginRefused;
+inline constexpr FaultCode kNoPath = FaultCode::PathUnknown;
+inline constexpr FaultCode kRefuses = FaultCode::PicturesRefused;
+inline constexpr FaultCode kClosed = FaultCode::Closed;
+inline constexpr FaultCode kNotUnderstood = FaultCode::NotUnderstood;
+inline constexpr FaultCode kNotEncrypted = FaultCode::NotEncrypted;
 inline constexpr const char* kPlaysNothing = "the camera plays nothing that is said to it";
 
 }  // namespace kvrecorder::words

@@ -48,34 +48,25 @@ bool IsNumeric(const std::string& host) {
            ::inet_pton(AF_INET6, host.c_str(), address.data()) == 1;
 }
 
-struct Fault {
-    const char* name;
-    std::string words;
-};
-
-Fault FaultOf(int error) {
+FaultCode CodeOf(int error) {
     switch (error) {
         case kChanged:
-            return {
-                "changed",
-                "the camera does not show the certificate that was accepted, but another one: it was given "
-                "a new one, or somebody stands between"};
+            return FaultCode::CertificateChanged;
         case X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT:
         case X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN:
         case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT:
         case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY:
         case X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE:
-            return {"not_trusted", "the camera's certificate is signed by nobody whom this computer trusts"};
+            return FaultCode::CertificateNotTrusted;
         case X509_V_ERR_HOSTNAME_MISMATCH:
         case X509_V_ERR_IP_ADDRESS_MISMATCH:
-            return {"other_host", "the camera's certificate was made for another host"};
+            return FaultCode::CertificateOtherHost;
         case X509_V_ERR_CERT_HAS_EXPIRED:
-            return {"not_now", "the camera's certificate has expired"};
+            return FaultCode::CertificateExpired;
         case X509_V_ERR_CERT_NOT_YET_VALID:
-            return {"not_now", "the camera's certificate is not valid yet"};
+            return FaultCode::CertificateEarly;
         default:
-            return {"invalid", std::string("the camera's certificate is not valid (") +
-                                   X509_verify_cert_error_string(error) + ")"};
+            return FaultCode::CertificateInvalid;
     }
 }
 
@@ -98,7 +89,7 @@ void CertificateCheck::Watch(CURL* easy, const std::string& url) {
         curl_easy_setopt(easy, CURLOPT_SSL_CTX_FUNCTION, &CertificateCheck::SetUp) == CURLE_OK &&
         curl_easy_setopt(easy, CURLOPT_SSL_CTX_DATA, this) == CURLE_OK;
     if (!good) {
-        throw CameraError("certificates of cameras cannot be checked by this computer's libraries");
+        throw CameraError(FaultCode::CertificateNotChecked);
     }
 }
 
@@ -153,10 +144,12 @@ void CertificateCheck::ThrowIfRefused() const {
     if (m_shown.empty()) {
         throw CameraError(words::kNotEncrypted);
     }
-    const Fault fault = FaultOf(m_fault);
-    throw CertificateError(
-        fault.words + "; to accept it write certificate = \"" + m_shown + "\" in the camera's source",
-        {m_shown, fault.name});
+    std::vector<FaultValue> told = {{"certificate", m_shown}};
+    const FaultCode code = CodeOf(m_fault);
+    if (code == FaultCode::CertificateInvalid) {
+        told.emplace_back("reason", std::string(X509_verify_cert_error_string(m_fault)));
+    }
+    throw CameraError({code, std::move(told)});
 }
 
 }  // namespace kvrecorder

@@ -24,7 +24,8 @@ public:
     // The transfer's next connection is judged, if its address is one of https. Throws CameraError where the
     // library cannot let us.
     void Watch(CURL* easy, const std::string& url);
-    // To be called when the transfer has failed: throws CertificateError if that was for the certificate.
+    // To be called when the transfer has failed: throws CameraError if that was for the certificate. Its
+    // fault has the one that was shown in the value "certificate", as a source accepts it.
     void ThrowIfRefused() const;
 
 private:

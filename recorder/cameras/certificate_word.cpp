@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <cctype>
-#include <stdexcept>
+
+#include "cameras/camera_error.h"
 
 namespace kvrecorder {
 namespace {
@@ -22,8 +23,7 @@ std::string ReadCertificateWord(std::string_view text) {
     std::string digits = word.starts_with(kPrefix) ? word.substr(kPrefix.size()) : std::string();
     std::erase(digits, ':');
     if (digits.size() != kDigits || digits.find_first_not_of("0123456789abcdef") != std::string::npos) {
-        throw std::runtime_error(
-            "\"any\" is wanted, or \"sha256:\" and the 64 hexadecimal digits of a certificate's fingerprint");
+        throw CameraError(FaultCode::CertificateWord);
     }
     return std::string(kPrefix) + digits;
 }

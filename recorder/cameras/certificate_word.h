@@ -9,7 +9,7 @@ namespace kvrecorder {
 inline constexpr std::string_view kAnyCertificate = "any";
 
 // "sha256:" and the digest of the certificate as 64 small hexadecimal digits; also of one with colons between
-// its bytes, as others write it. Empty and "any" stay. Throws std::runtime_error with words for the user.
+// its bytes, as others write it. Empty and "any" stay. Throws CameraError.
 std::string ReadCertificateWord(std::string_view text);
 
 }  // namespace kvrecorder

@@ -167,7 +167,7 @@ private:
             throw CameraError(words::kNoPath);
         }
         if (status >= 300 && status < 400) {
-            throw CameraError("the camera leads on to another address, which is not followed");
+            throw CameraError(FaultCode::LeadsElsewhere);
         }
         if (status != kFound && status != 0) {
             throw CameraError(words::kRefuses);
@@ -189,11 +189,11 @@ private:
         } else if (m_type.empty() && m_body.size() >= 2 && m_body[0] == '-' && m_body[1] == '-') {
             m_type = "multipart/";
         } else if (m_body.empty()) {
-            throw CameraError("the camera offers no pictures");
+            throw CameraError(FaultCode::NoPictures);
         } else {
-            throw CameraError(m_type.empty() ? std::string(words::kNotUnderstood)
-                                             : "what the camera sends (" + m_type.substr(0, 60) +
-                                                   ") is none that can be passed on");
+            throw CameraError(m_type.empty()
+                                  ? Fault(words::kNotUnderstood)
+                                  : Fault(FaultCode::TypeUnknown, {{"type", m_type.substr(0, 60)}}));
         }
     }
 
@@ -224,7 +224,7 @@ private:
             case CURLE_OUT_OF_MEMORY:  // most likely a head that is longer than the library takes
                 throw CameraError(words::kNotUnderstood);
             default:
-                throw CameraError(std::string("the camera cannot be watched: ") + curl_easy_strerror(error));
+                throw CameraError({FaultCode::CameraFailed, {{"reason", curl_easy_strerror(error)}}});
         }
     }
 

@@ -47,8 +47,8 @@ RtspInput::RtspInput(const NetworkCamera& camera, const std::string& url, bool w
         }
     }
     if (!m_pictures) {
-        throw OddSession(other.empty() ? "the camera offers no pictures"
-                                       : "the camera's codec (" + other + ") is none that can be passed on");
+        throw OddSession(other.empty() ? Fault(FaultCode::NoPictures)
+                                       : Fault(FaultCode::CodecUnknown, {{"codec", other}}));
     }
 }
 
@@ -108,7 +108,7 @@ void RtspInput::Fail(int error) const {
         case AVERROR_INVALIDDATA:
             throw OddSession(words::kNotUnderstood);
         default:
-            throw OddSession("the camera cannot be watched: " + AvErrorText(error));
+            throw OddSession({FaultCode::CameraFailed, {{"reason", AvErrorText(error)}}});
     }
 }
 

@@ -38,12 +38,11 @@ const RtspMedia& FindPictures(const RtspDescription& description) {
         other = coding.empty() ? "unknown" : coding;
     }
     if (other.empty()) {
-        throw CameraError("the camera offers no pictures");
+        throw CameraError(FaultCode::NoPictures);
     }
     std::transform(other.begin(), other.end(), other.begin(),
                    [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    throw CameraError("the camera's codec (" + PrintableUtf8(other, kLongestCodec) +
-                      ") is none that can be passed on");
+    throw CameraError({FaultCode::CodecUnknown, {{"codec", PrintableUtf8(other, kLongestCodec)}}});
 }
 
 const RtspMedia* FindSound(const RtspDescription& description) {

@@ -40,22 +40,22 @@ constexpr std::array<Preferred, 4> kPreferred = {{{V4L2_PIX_FMT_H264, "h264"},
     switch (error) {
         case ENOENT:
         case ENXIO:
-            throw CameraError("there is no such device");
+            throw CameraError(FaultCode::DeviceMissing);
         case EACCES:
         case EPERM:
-            throw CameraError("this program may not open the device");
+            throw CameraError(FaultCode::DeviceDenied);
         case EBUSY:
-            throw CameraError("another program uses the device");
+            throw CameraError(FaultCode::DeviceBusy);
         case ENODEV:
         case EIO:
-            throw CameraError("the device is gone");
+            throw CameraError(FaultCode::DeviceGone);
         case ENOTTY:
         case EINVAL:
-            throw CameraError("this is no device that gives pictures");
+            throw CameraError(FaultCode::DeviceOther);
         case ENOMEM:
             throw CameraError(words::kNoMemory);
         default:
-            throw CameraError("the camera cannot be watched: " + AvErrorText(AVERROR(error)));
+            throw CameraError({FaultCode::CameraFailed, {{"reason", AvErrorText(AVERROR(error))}}});
     }
 }
 
@@ -105,7 +105,7 @@ void UsbInput::Open(const std::string& path, const char* format) {
     const AVInputFormat* const driver = FindDriver();
     AVFormatContext* opened = driver ? avformat_alloc_context() : nullptr;
     if (!opened) {
-        throw CameraError(driver ? words::kNoMemory : "cameras of this computer are not served here");
+        throw CameraError(driver ? words::kNoMemory : FaultCode::KindNotServed);
     }
     opened->interrupt_callback = m_limit.Callback();
     opened->flags |= AVFMT_FLAG_NONBLOCK | AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN;
@@ -120,7 +120,7 @@ void UsbInput::Open(const std::string& path, const char* format) {
     }
     m_device.reset(opened);
     if (m_device->nb_streams == 0) {
-        throw CameraError("the camera offers no pictures");
+        throw CameraError(FaultCode::NoPictures);
     }
 }
 
@@ -139,7 +139,7 @@ void UsbInput::MakeEncoder() {
         m_decoder = std::make_unique<FileDecoder>(&told);
         m_encoder = std::make_unique<FileTranscoder>(stream);
     } catch (const std::runtime_error& failure) {
-        throw CameraError(std::string("the device's pictures cannot be encoded: ") + failure.what());
+        throw CameraError({FaultCode::DeviceNotEncoded, {{"reason", failure.what()}}});
     }
 }
 

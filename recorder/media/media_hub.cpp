@@ -103,6 +103,10 @@ public:
         const std::lock_guard lock(m_tellMutex);
         return m_words;
     }
+    Fault Trouble() const {
+        const std::lock_guard lock(m_tellMutex);
+        return m_told;
+    }
     void End() { m_source->End(); }
 
     void Rename(const std::string& name) {
@@ -140,8 +144,8 @@ public:
         m_round.wall = m_clock->WallTime();
         try {
             const MediaTime next = m_source->Run(m_round, *this);
-            const std::string trouble = m_source->Trouble();
-            SetLost(!trouble.empty(), trouble);
+            const Fault trouble = m_source->Trouble();
+            SetLost(!trouble.Empty(), trouble);
             TellMotionCost();
             return next;
         } catch (const std::exception&) {
@@ -196,15 +200,20 @@ private:
     }
 
     // Also tells when the trouble has become another one.
-    void SetLost(bool lost, const std::string& trouble) {
+    void SetLost(bool lost, const Fault& trouble) {
         if (lost == m_lost && trouble == m_trouble) {
             return;
         }
         m_lost = lost;
         m_trouble = trouble;
-        std::string words = trouble;
-        if (!trouble.empty() && m_lastPicture) {
-            words += "; the last picture is " + TellAge(m_round.now - *m_lastPicture) + " old";
+        Fault told = trouble;
+        if (!trouble.Empty() && m_lastPicture) {
+            told.words += "; the last picture is " + TellAge(m_round.now - *m_lastPicture) + " old";
+        }
+        std::string words = told.words;
+        {
+            const std::lock_guard lock(m_tellMutex);
+            m_told = std::move(told);
         }
         Report(MediaEvent::Lost, lost, std::move(words));
     }
@@ -229,11 +238,12 @@ private:
     StreamFeed m_sound;
     SourceRound m_round;
     bool m_lost = false;
-    std::string m_trouble;
+    Fault m_trouble;
     std::optional<MediaTime> m_lastPicture;
     mutable std::mutex m_tellMutex;
     std::vector<StreamDescription> m_streams;
     std::string m_words;
+    Fault m_told;  // the trouble, with the last picture's age in its words
     std::string m_name;
 };
 
@@ -338,6 +348,11 @@ public:
     std::string Words(int channel) const override {
         const auto found = Find(channel);
         return found ? found->Words() : std::string();
+    }
+
+    Fault Trouble(int channel) const override {
+        const auto found = Find(channel);
+        return found ? found->Trouble() : Fault();
     }
 
     std::optional<double> MotionShare(int channel) const override {

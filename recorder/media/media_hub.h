@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "media/fault.h"
 #include "media/packet.h"
 #include "media/picture_source.h"
 #include "media/stream_config.h"
@@ -51,6 +52,8 @@ public:
         static_cast<void>(channel);
         return {};
     }
+    // The same of pictures that are lost, with its code.
+    virtual Fault Trouble(int channel) const { return Words(channel); }
     // A stream number out of range takes stream 0; null for a channel out of range. A stream that nobody
     // watches costs no encoding.
     virtual std::unique_ptr<Subscription> Subscribe(int channel, int stream,

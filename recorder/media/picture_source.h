@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "media/fault.h"
 #include "media/media_clock.h"
 #include "media/packet.h"
 #include "media/stream_config.h"
@@ -53,7 +54,7 @@ public:
     // Any thread: no pictures are wanted any more, and nothing is waited for.
     virtual void End() {}
     // Why no pictures come, after a Run; empty when they do, or may yet.
-    virtual std::string Trouble() const { return {}; }
+    virtual Fault Trouble() const { return {}; }
 };
 
 // Makes the source of a channel that has a camera. `wake` has the source run again, maybe in the

@@ -21,7 +21,7 @@ public:
                            });
         if (!m_url || !plain ||
             ::curl_url_set(m_url.get(), CURLUPART_URL, text.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) {
-            throw CameraError("the camera tells an address that is none");
+            throw CameraError(FaultCode::OnvifAddress);
         }
         // A login in it is none of ours.
         ::curl_url_set(m_url.get(), CURLUPART_USER, nullptr, 0);
@@ -99,7 +99,7 @@ std::string ServiceAddress(const std::string& told, const std::string& reached) 
     Address address(told);
     const Address way(reached);
     if (!address.Is("http")) {
-        throw CameraError("the camera tells a service at an address that is none of HTTP");
+        throw CameraError(FaultCode::OnvifServiceAddress);
     }
     if (address.Host() != way.Host()) {
         address.SetHost(way.Host());
@@ -113,7 +113,7 @@ std::string ServiceAddress(const std::string& told, const std::string& reached) 
 std::string StreamAddress(const std::string& told, const std::string& reached) {
     Address address(told);
     if (!address.Is("rtsp")) {
-        throw CameraError("the camera tells pictures at an address that is none of RTSP");
+        throw CameraError(FaultCode::OnvifPictureAddress);
     }
     address.SetHost(Address(reached).Host());
     return address.Get(CURLUPART_URL);

@@ -26,7 +26,7 @@ const OnvifProfile& FindProfile(const std::vector<OnvifProfile>& all, const std:
     const auto found = std::find_if(all.begin(), all.end(),
                                     [&](const OnvifProfile& profile) { return IsCalled(profile, name); });
     if (found == all.end()) {
-        throw CameraError("the camera has no profile \"" + PrintableUtf8(name, 64) + "\" with pictures");
+        throw CameraError({FaultCode::ProfileUnknown, {{"profile", PrintableUtf8(name, 64)}}});
     }
     return *found;
 }
@@ -38,7 +38,7 @@ std::vector<OnvifProfile> ChooseProfiles(const std::vector<OnvifProfile>& all, c
     std::copy_if(all.begin(), all.end(), std::back_inserter(usable),
                  [](const OnvifProfile& profile) { return !profile.encoding.empty(); });
     if (usable.empty()) {
-        throw CameraError("the camera tells no profile with pictures");
+        throw CameraError(FaultCode::OnvifNoProfile);
     }
     OnvifProfile main = usable.front();
     if (!camera.profile.empty()) {
@@ -160,7 +160,7 @@ std::vector<OnvifProfile> OnvifDevice::ReadAllProfiles() {
         }
     }
     if (m_services.media.empty()) {
-        throw CameraError("the camera tells no service for pictures");
+        throw CameraError(FaultCode::OnvifNoService);
     }
     return ReadProfiles(Ask(m_services.media, kMediaSpace, "GetProfiles", "")->Body());
 }

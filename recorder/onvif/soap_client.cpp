@@ -29,23 +29,23 @@ std::string MakeNonce() {
     return nonce;
 }
 
-const char* WordsOf(CURLcode code) {
+FaultCode FaultOf(CURLcode code) {
     switch (code) {
         case CURLE_COULDNT_RESOLVE_HOST:
-            return "the name of the camera's host is not known";
+            return FaultCode::HostUnknown;
         case CURLE_COULDNT_CONNECT:
-            return "nothing listens at the camera's ONVIF address";
+            return FaultCode::OnvifNothingListens;
         case CURLE_OPERATION_TIMEDOUT:
-            return "the camera does not answer to ONVIF in time";
+            return FaultCode::OnvifNoAnswer;
         case CURLE_WRITE_ERROR:
-            return "the camera's answer is too large";
+            return FaultCode::OnvifTooLarge;
         case CURLE_SSL_CONNECT_ERROR:
         case CURLE_PEER_FAILED_VERIFICATION:
-            return words::kNotEncrypted;
+            return FaultCode::NotEncrypted;
         case CURLE_OUT_OF_MEMORY:
-            return "there is not enough memory for a camera";
+            return FaultCode::OutOfMemory;
         default:
-            return "the camera closed the ONVIF connection";
+            return FaultCode::OnvifClosed;
     }
 }
 
@@ -92,7 +92,7 @@ struct SoapClient::Http {
         easy = ::curl_easy_init();
         multi = ::curl_multi_init();
         if (!easy || !multi) {
-            throw CameraError("there is not enough memory for a camera");
+            throw CameraError(FaultCode::OutOfMemory);
         }
     }
     ~Http() {
@@ -212,15 +212,14 @@ SoapClient::Answer SoapClient::Post(const SoapRequest& request) {
     ::curl_multi_remove_handle(m_http->multi, easy);
     if (outcome != CURLE_OK) {
         m_check.ThrowIfRefused();
-        throw CameraError(WordsOf(outcome));
+        throw CameraError(FaultOf(outcome));
     }
     ::curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &answer.status);
     return answer;
 }
 
 void SoapClient::FailLogin() const {
-    throw LoginError(m_user.empty() ? "the camera wants a user and a password"
-                                    : "the camera refuses the user or the password");
+    throw LoginError(m_user.empty() ? FaultCode::LoginWanted : FaultCode::LoginRefused);
 }
 
 std::unique_ptr<SoapDocument> SoapClient::Call(const SoapRequest& request) {
@@ -249,8 +248,7 @@ std::unique_ptr<SoapDocument> SoapClient::Call(const SoapRequest& request) {
         FailLogin();
     }
     if (!good) {
-        throw CameraError("the camera answers to ONVIF with the HTTP status " +
-                          std::to_string(answer.status));
+        throw CameraError({FaultCode::OnvifStatus, {{"status", answer.status}}});
     }
     return document;
 }

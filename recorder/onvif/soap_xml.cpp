@@ -55,14 +55,14 @@ void ThrowFault(const SoapNode& fault) {
         words = codes.empty() ? "no reason told" : PrintableUtf8(codes.back(), kLongestReason);
     }
     codes.push_back(reason);
-    throw SoapFault("the camera says: " + words, std::move(codes));
+    throw SoapFault({FaultCode::CameraSays, {{"reason", words}}}, std::move(codes));
 }
 
 }  // namespace
 
 SoapDocument::SoapDocument(std::string_view text) {
     if (!m_document.load_buffer(text.data(), text.size(), pugi::parse_default)) {
-        throw CameraError("the camera's answer is no XML, or a damaged one");
+        throw CameraError(FaultCode::OnvifNoXml);
     }
 }
 

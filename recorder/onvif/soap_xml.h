@@ -29,8 +29,8 @@ private:
 // What a camera says of a request that it does not fulfil.
 class SoapFault : public CameraError {
 public:
-    SoapFault(const std::string& words, std::vector<std::string> codes)
-        : CameraError(words), m_codes(std::move(codes)) {}
+    SoapFault(Fault fault, std::vector<std::string> codes)
+        : CameraError(std::move(fault)), m_codes(std::move(codes)) {}
 
     bool Has(std::string_view code) const;
     bool IsLogin() const;

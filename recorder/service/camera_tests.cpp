@@ -36,8 +36,6 @@ TestedCamera Test(const NetworkCamera& camera, milliseconds limit, const CameraT
     tested.connected = report.connected;
     tested.firstPicture = report.firstPicture;
     tested.faults = std::move(report.faults);
-    tested.certificate = std::move(report.certificate.shown);
-    tested.certificateFault = std::move(report.certificate.fault);
     tested.picture = std::move(report.picture);
     return tested;
 }
@@ -60,19 +58,18 @@ CameraReport ProbeAnyCamera(const NetworkCamera& camera, milliseconds limit,
     try {
         asked.url =
             CreateOnvifStreamFinder()(camera, 0, [&] { return ended() || Clock::now() >= until; }).url;
-    } catch (const CertificateError& failure) {
+    } catch (const CameraError& failure) {
         CameraReport report;
-        report.faults.emplace_back(failure.what());
-        report.certificate = failure.Refused();
+        report.faults.push_back(failure.Told());
         return report;
-    } catch (const std::exception& failure) {
+    } catch (const std::exception&) {
         CameraReport report;
-        report.faults.emplace_back(failure.what());
+        report.faults.emplace_back(FaultCode::OutOfMemory);
         return report;
     }
     if (asked.url.empty()) {
         CameraReport report;
-        report.faults.emplace_back("the camera has no such stream");
+        report.faults.emplace_back(FaultCode::StreamMissing);
         return report;
     }
     const auto left = std::chrono::duration_cast<milliseconds>(until - Clock::now());

@@ -84,17 +84,14 @@ std::string ConfigKeeper::Serve(RecorderConfig config) {
     return problems;
 }
 
-std::string ConfigKeeper::Obstacle() const {
+Fault ConfigKeeper::Obstacle() const {
     if (m_options.configFile.empty()) {
-        return "the recorder was started without a configuration file, so that changes cannot be kept; give "
-               "--config";
+        return FaultCode::NoConfigFile;
     }
     if (m_options.channels > 0 || !m_options.cameras.empty()) {
-        return std::string("what is served was told by ") +
-               (m_options.channels > 0 ? "--channels" : "--camera") +
-               ", so that changes cannot be kept; start with --config alone";
+        return {FaultCode::ToldByOption, {{"option", m_options.channels > 0 ? "--channels" : "--camera"}}};
     }
-    return "";
+    return {};
 }
 
 std::string ConfigKeeper::Change(const std::function<void(ConfigText& text)>& edit) {
@@ -108,7 +105,7 @@ std::string ConfigKeeper::Change(const std::function<void(ConfigText& text)>& ed
             TakeLocked();
             present = ReadConfigText(path);
             if (SumOf(present) != m_sum) {
-                throw ConfigError(path + ": it does not stop changing");
+                throw ConfigError(Fault(FaultCode::ConfigUnsteady));
             }
         }
         ConfigText text(std::move(present));
@@ -126,12 +123,12 @@ std::string ConfigKeeper::Change(const std::function<void(ConfigText& text)>& ed
         try {
             WriteChangedFile(path, text.Text());
         } catch (const std::runtime_error& failure) {
-            throw ApiError(507, std::string("the configuration file cannot be written: ") + failure.what());
+            throw ApiError(507, {FaultCode::ConfigNotWritten, {{"reason", failure.what()}}});
         }
         m_sum = SumOf(text.Text());
         return Serve(std::move(config));
     } catch (const ConfigError& failure) {
-        throw ApiError(409, failure.what());
+        throw ApiError(409, failure.Told());
     }
 }
 

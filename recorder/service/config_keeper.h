@@ -26,7 +26,7 @@ public:
     // Has the model serve the file as it is now. Throws ConfigError; then nothing of it was taken.
     void Take();
 
-    std::string Obstacle() const override;
+    Fault Obstacle() const override;
     std::string Change(const std::function<void(ConfigText& text)>& edit) override;
 
 private:

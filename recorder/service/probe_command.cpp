@@ -44,8 +44,8 @@ bool ProbeForTerminal(const Options& options, std::ostream& out, std::ostream& e
     if (report.HasPictures()) {
         out << "camera: " << name << '\n' << TellPictures(report);
     }
-    for (const std::string& fault : report.faults) {
-        const std::string words = PrintableUtf8(fault, fault.size());
+    for (const Fault& fault : report.faults) {
+        const std::string words = PrintableUtf8(fault.words, fault.words.size());
         if (report.HasPictures()) {
             out << "wrong: " << words << '\n';
         } else {

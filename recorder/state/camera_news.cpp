@@ -37,7 +37,7 @@ void RecorderModel::OnMedia(int channel, MediaEvent event, bool on) {
     }
     if (!motion) {
         PublishChannel(Change::None, channel, [&](Snapshot&, Channel& known) -> std::string {
-            known.trouble = on ? words : "";
+            known.trouble = on ? m_hub->Trouble(channel) : Fault();
             return "";
         });
     }

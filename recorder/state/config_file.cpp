@@ -201,7 +201,7 @@ void WipePasswords(toml::table& table) {
 
 RecorderConfig ParseConfig(std::string_view text, const std::string& path) {
     try {
-        toml::table table = toml::parse(text, path);
+        toml::table table = ReadToml(text);
         RecorderConfig config;
         config.saysEnd = SaysEnd(text);
         config.secretFiles.push_back(path);
@@ -209,8 +209,8 @@ RecorderConfig ParseConfig(std::string_view text, const std::string& path) {
         ReadAll(reader, config);
         WipePasswords(table);
         return config;
-    } catch (const toml::parse_error& failure) {
-        TableReader::FailAt(path, failure.source(), std::string(failure.description()));
+    } catch (const TomlSlip& slip) {
+        throw ConfigError(path + ":" + std::to_string(slip.Line()) + ": " + slip.what());
     }
 }
 

@@ -14,10 +14,9 @@ constexpr std::string_view kChannels = "channels";
 
 ConfigLayout::ConfigLayout(const std::string& text) : m_text(text) {
     try {
-        m_table = toml::parse(text);
-    } catch (const toml::parse_error& failure) {
-        throw ConfigError("the file has a slip in line " + std::to_string(failure.source().begin.line) +
-                          ": " + std::string(failure.description()));
+        m_table = ReadToml(text);
+    } catch (const TomlSlip& slip) {
+        throw ConfigError(Fault(FaultCode::ConfigSlip, {{"line", slip.Line()}, {"reason", slip.what()}}));
     }
     m_lineEnd = text.find("\r\n") != std::string::npos ? "\r\n" : "\n";
     FindLines();
@@ -56,7 +55,7 @@ std::size_t ConfigLayout::LineEnd(std::size_t offset) const {
 
 void ConfigLayout::Check(int channel) const {
     if (channel < 0 || channel >= Count()) {
-        throw ConfigError("channel " + std::to_string(channel) + " does not stand in the file");
+        throw ConfigError(Fault(FaultCode::ChannelNotInFile, {{"channel", channel}}));
     }
 }
 
@@ -149,7 +148,7 @@ void ConfigLayout::FindBlocks() {
         return;
     }
     if (array->empty() || !array->is_array_of_tables() || array->get(0)->as_table()->is_inline()) {
-        throw ConfigError("the channels stand in one list, which is left to those who write the file");
+        throw ConfigError(Fault(FaultCode::ChannelsInList));
     }
     std::vector<std::size_t> heads;  // lines
     for (const toml::node& entry : *array) {
@@ -165,8 +164,7 @@ void ConfigLayout::FindBlocks() {
         } else if (heading) {
             const bool ours = *heading == kChannels;
             if (ours && !inChannel) {
-                throw ConfigError("line " + std::to_string(line + 1) +
-                                  ": a table of a channel stands apart from the channel");
+                throw ConfigError(Fault(FaultCode::TableApart, {{"line", line + 1}}));
             }
             inChannel = ours;
         }

@@ -166,7 +166,7 @@ int ConfigText::Add(std::string_view name, const SourceText& source) {
         }
     }
     if (layout.Count() >= kMaxChannels) {
-        throw ConfigError("there are as many channels as there can be");
+        throw ConfigError(Fault(FaultCode::ChannelsFull, {{"limit", kMaxChannels}}));
     }
     if (layout.Count() > 0) {
         const std::size_t end = layout.Block(layout.Count() - 1).end;

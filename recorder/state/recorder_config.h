@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "media/fault.h"
 #include "media/media_hub.h"
 #include "media/private_file.h"
 #include "media/secret.h"
@@ -27,7 +28,16 @@ inline constexpr std::size_t kMaxPresetBytes = 99;  // the wire tells the length
 
 // Words for the user who wrote a configuration or an option.
 class ConfigError : public std::runtime_error {
-    using std::runtime_error::runtime_error;
+public:
+    explicit ConfigError(const std::string& words)
+        : ConfigError(Fault(FaultCode::ConfigWrong, {{"reason", words}})) {}
+    explicit ConfigError(const char* words) : ConfigError(std::string(words)) {}
+    explicit ConfigError(Fault fault) : std::runtime_error(fault.words), m_fault(std::move(fault)) {}
+
+    const Fault& Told() const { return m_fault; }
+
+private:
+    Fault m_fault;
 };
 
 enum class Right { Monitor, Ptz, Audio, Talk, Record };

@@ -141,7 +141,7 @@ std::string RecorderModel::ChangeSource(const Snapshot& state, int number, Chann
         return error.what();
     }
     m_causes.Forget(number);
-    channel.trouble.clear();
+    channel.trouble = {};
     if (m_recordings) {
         m_recordings->Follow(number);
     }

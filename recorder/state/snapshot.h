@@ -24,7 +24,7 @@ struct Channel {
     std::shared_ptr<CameraTalk> talk;  // null: nothing that is said goes to a camera
     std::optional<CameraOffer> offer;  // of a camera on the network; nothing: not known yet
     int sourceNumber = 0;              // another one with each new source
-    std::string trouble;               // why no pictures come, in words
+    Fault trouble;                     // why no pictures come
 
     // What clients are told. A camera's own word counts, but for what the configuration switches off.
     bool HasSound() const;

@@ -1,16 +1,13 @@
 // One table of the configuration file. Inside this folder only.
 #pragma once
 
-// The library asserts what it tells as an error right after, such as "[!]": a slip in a file would end the
-// program.
-#define TOML_ASSERT(expression) static_cast<void>(0)
-#include <toml++/toml.h>
-
 #include <array>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "state/toml_text.h"
 
 namespace kvrecorder {
 

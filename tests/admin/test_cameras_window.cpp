@@ -20,6 +20,8 @@
 #include "fake_hub.h"
 #include "menu_entries.h"
 #include "onvif/onvif_control.h"
+#include "persist/language_module.h"
+#include "persist/string_table.h"
 #include "service/camera_tests.h"
 #include "service/config_keeper.h"
 #include "service/recorder_service.h"
@@ -46,6 +48,19 @@ source = { url = "rtsp://192.0.2.1/a", user = "guard", password = "hidden" }
 name = "Yard"
 # end
 )";
+
+// Until its end.
+class LanguageInUse {
+public:
+    explicit LanguageInUse(const char* file) {
+        auto module = kvmon::LoadLanguageModule(std::string(KV_LANGUAGES) + "/" + file);
+        EXPECT_TRUE(module.has_value()) << file;
+        kvmon::UseLanguageModule(std::make_shared<const kvmon::LanguageModule>(std::move(module).value()));
+    }
+    ~LanguageInUse() { kvmon::UseLanguageModule(nullptr); }
+    LanguageInUse(const LanguageInUse&) = delete;
+    LanguageInUse& operator=(const LanguageInUse&) = delete;
+};
 
 class CamerasWindow : public kvtest::ConsoleTest {
 protected:
@@ -315,9 +330,9 @@ TEST_F(CamerasWindow, ACertificateIsAcceptedWithATick) {
             found.height = 360;
             return found;
         }
-        found.certificate = shown;
-        found.certificateFault = camera.certificate.empty() ? "not_trusted" : "changed";
-        found.faults = {"write something somewhere"};
+        found.faults.emplace_back(camera.certificate.empty() ? kvrecorder::FaultCode::CertificateNotTrusted
+                                                             : kvrecorder::FaultCode::CertificateChanged,
+                                  std::vector<kvrecorder::FaultValue>{{"certificate", shown}});
         return found;
     };
     Begin();
@@ -383,6 +398,54 @@ TEST_F(CamerasWindow, OneThatAnswersOnTheNetworkIsAdded) {
     EXPECT_THAT(FileText(), HasSubstr("source = { url = \"" + device.Url() + "\", user = \"guard\""));
     EXPECT_TRUE(PumpUntil([&] { return model->Current()->channels.at(2).control->Abilities().has_value(); }))
         << "with the login that was typed";
+}
+
+// What the recorder has a code for is told in the user's language, what it has none for in its own words.
+TEST_F(CamerasWindow, FaultsAreToldInTheUsersLanguage) {
+    tools = kvrecorder::MakeCameraTools({});  // real tests
+    Begin();
+    OpenWindow();
+    const LanguageInUse german("KVMONGER.DLL");
+    hub->trouble = kvrecorder::Fault(kvrecorder::FaultCode::CodecUnknown, {{"codec", "vp8"}});
+    hub->Tell(0, kvrecorder::MediaEvent::Lost, true);
+    EXPECT_TRUE(Lists(
+        {"Gate/Kein Bild: was die Kamera sendet (vp8), kann nicht weitergegeben werden", "Yard/Bereit"}));
+    hub->trouble.values.emplace_back("stream", "sub");
+    hub->trouble.words = "the sub stream: ...";  // another word, so that it is told again
+    hub->Tell(0, kvrecorder::MediaEvent::Lost, true);
+    EXPECT_TRUE(
+        Lists({"Gate/Kein Bild: zweiter Datenstrom: was die Kamera sendet (vp8), kann nicht "
+               "weitergegeben werden",
+               "Yard/Bereit"}));
+    hub->trouble.code = "of_a_later_recorder";
+    hub->trouble.words = "the lens is\x1B[31m dirty";
+    hub->Tell(0, kvrecorder::MediaEvent::Lost, true);
+    EXPECT_TRUE(PumpUntil([&] {
+        const std::string told = list->topLevelItem(0)->text(2).toStdString();
+        return told.starts_with("Kein Bild: the lens is") && told.ends_with("dirty") &&
+               told.find('\x1B') == std::string::npos;
+    })) << list->topLevelItem(0)->text(2).toStdString();
+    hub->trouble = kvrecorder::Fault("there is nothing that a text could be made of");
+    hub->trouble.code = "codec_unknown";  // without its value
+    hub->Tell(0, kvrecorder::MediaEvent::Lost, true);
+    EXPECT_TRUE(Lists({"Gate/Kein Bild: there is nothing that a text could be made of", "Yard/Bereit"}));
+
+    Click(*window, "add");
+    QDialog* const entry = Await("cameraDialog");
+    Type(*entry, "name", "Porch");
+    Type(*entry, "address", "gopher://h/x");
+    PressKey(*entry, Qt::Key_Return);
+    EXPECT_TRUE(PumpUntil([&] {
+        return Said(*entry) ==
+               "Der Rekorder lehnt ab: die Adresse einer Kamera beginnt mit rtsp://, rtsps://, http://, "
+               "https://, onvif://, onvifs://, usb:/dev/";
+    })) << Said(*entry);
+    Type(*entry, "address", "rtsp://127.0.0.1:1/");
+    Click(*entry, "test");
+    EXPECT_TRUE(PumpUntil([&] {
+        return Said(*entry) == "Es kam kein Bild.\nan der Adresse der Kamera nimmt nichts Verbindungen an";
+    })) << Said(*entry);
+    entry->reject();
 }
 
 TEST_F(CamerasWindow, EachFailureIsToldWithWhatToDoNext) {

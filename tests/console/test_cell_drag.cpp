@@ -95,6 +95,29 @@ TEST_F(CellDragTest, CellsChangePlacesByCaptionAndByPicture) {
     Release(PictureOf(0));
 }
 
+TEST_F(CellDragTest, ACameraGoesToAnEmptyCell) {
+    FakeRecorder recorder("Hall", 6);
+    Open(recorder.Port());
+    Command(StyleButtonId(VIEW_STYLE_4CH));
+    kvtest::PressKey(*console, Qt::Key_PageDown);
+    Pump();
+    ASSERT_THAT(ShownNames(), ElementsAre("Channel 5", "Channel 6", "-", "-"));
+    Drag(0, PictureOf(0), PictureOf(3));
+    EXPECT_THAT(ShownNames(), ElementsAre("-", "Channel 6", "-", "Channel 5"));
+    EXPECT_TRUE(Cell(3).IsWindowActive()) << "it stays the active one";
+    // An empty cell is nothing that could be dragged.
+    Press(2, PictureOf(2));
+    MoveTo(PictureOf(1));
+    EXPECT_EQ(Ghost(), nullptr);
+    Release(PictureOf(1));
+    Drag(3, CaptionOf(3), PictureOf(0));
+    EXPECT_THAT(ShownNames(), ElementsAre("Channel 5", "Channel 6", "-", "-"));
+    kvtest::PressKey(*console, Qt::Key_PageUp);
+    Pump();
+    EXPECT_THAT(ShownNames(), ElementsAre("Channel 1", "Channel 2", "Channel 3", "Channel 4"))
+        << "no other page has changed";
+}
+
 TEST_F(CellDragTest, APictureGoesWithThePointerAndThePlaceIsMarked) {
     FakeRecorder recorder("Hall", 3);
     Open(recorder.Port());
@@ -112,9 +135,11 @@ TEST_F(CellDragTest, APictureGoesWithThePointerAndThePlaceIsMarked) {
     EXPECT_NE(Cell(1).grab().toImage().pixel(1, 40), before);
     EXPECT_FALSE(Ghost()->frameGeometry().contains(PictureOf(1)));
     EXPECT_EQ(QApplication::overrideCursor()->shape(), Qt::ClosedHandCursor);
-    MoveTo(PictureOf(3));  // no camera there
+    MoveTo(console->mapToGlobal(QPoint(900, 400)));  // no cell there
     EXPECT_EQ(Wearer("dropMark"), -1);
     EXPECT_EQ(QApplication::overrideCursor()->shape(), Qt::ForbiddenCursor);
+    MoveTo(PictureOf(3));
+    EXPECT_EQ(Wearer("dropMark"), 3) << "a place without a camera can be taken";
 
     // Escape ends it, and the release after it does nothing.
     MoveTo(PictureOf(1));

@@ -210,6 +210,68 @@ TEST_F(NamedViews, ACameraThatIsGoneLeavesItsCellEmpty) {
     EXPECT_THAT(Status(), Not(HasSubstr("Cellar")));
 }
 
+TEST_F(NamedViews, CamerasThatAreGoneAreTakenOutByMouseAndByKeys) {
+    FakeRecorder recorder("Hall", {{"Door"}, {"Gate"}, {"Yard"}, {"Roof"}});
+    Open(recorder.Port());
+    Command(kCtl4Channels);
+    ASSERT_TRUE(Views().Save("All"));
+    std::vector<NamedView> views = Views().List().All();
+    for (const auto& [place, name] : {std::pair(0, "Attic"), std::pair(1, "Cellar"), std::pair(3, "Shed")}) {
+        views[0].cameras[static_cast<std::size_t>(place)].channel = 40 + place;
+        views[0].cameras[static_cast<std::size_t>(place)].name = name;
+    }
+    views[0].pip = {2, 3, 1, 0};
+    views[0].zooms = {{0, {true, 7, {10, 20, 110, 100}}}, {2, {true, 5, {1, 2, 11, 10}}}};
+    Views().List().Set(views);
+    ASSERT_TRUE(console->OpenView("All"));
+    EXPECT_THAT(Status(), HasSubstr("Attic, Cellar, Shed"));
+
+    ViewsDialog* dialog = OpenDialog();
+    auto* absent = dialog->findChild<QTreeWidget*>("absent");
+    const auto listed = [&absent] {
+        std::vector<std::string> names;
+        for (int i = 0; i < absent->topLevelItemCount(); ++i) {
+            names.push_back(absent->topLevelItem(i)->text(0).toStdString());
+        }
+        return names;
+    };
+    ASSERT_TRUE(absent->isVisible());
+    EXPECT_THAT(listed(), ElementsAre("Attic", "Cellar", "Shed"));
+    PressKey(*absent, Qt::Key_Down);
+    PressKey(*absent, Qt::Key_Delete);
+    EXPECT_THAT(listed(), ElementsAre("Attic", "Shed"));
+    auto* const one = dialog->findChild<QPushButton*>("takeOut");
+    kvtest::ClickAt(*one, one->rect().center());
+    EXPECT_THAT(listed(), ElementsAre("Attic"));
+    EXPECT_THAT(Names(*dialog), ElementsAre("All")) << "the view stays";
+    PressKey(*dialog, Qt::Key_Escape);
+    Pump();
+    EXPECT_EQ(Views().List().Find("All")->cameras.size(), 4u) << "what is cancelled changes nothing";
+
+    dialog = OpenDialog();
+    absent = dialog->findChild<QTreeWidget*>("absent");
+    PressKey(*absent, Qt::Key_Delete);
+    dialog->accept();
+    Pump();
+    const NamedView less = *Views().List().Find("All");
+    EXPECT_THAT(CellsOf(less, "4"), ElementsAre("-", "Cellar", "Yard", "Shed"));
+    EXPECT_EQ(less.pip, (std::array<int, 4>{1, 2, 0, -1}));
+    ASSERT_EQ(less.zooms.size(), 1u);
+    EXPECT_EQ(less.cameras[static_cast<std::size_t>(less.zooms[0].camera)].name, "Yard");
+    EXPECT_THAT(Status(), Not(HasSubstr("Attic"))) << "the wall follows";
+    EXPECT_THAT(Status(), HasSubstr("Cellar, Shed"));
+
+    dialog = OpenDialog();
+    auto* const all = dialog->findChild<QPushButton*>("takeAllOut");
+    kvtest::ClickAt(*all, all->rect().center());
+    EXPECT_FALSE(dialog->findChild<QTreeWidget*>("absent")->isVisible()) << "there are none any more";
+    EXPECT_TRUE(dialog->findChild<QTreeWidget*>("views")->hasFocus());
+    dialog->accept();
+    Pump();
+    EXPECT_THAT(CellsOf(*Views().List().Find("All"), "4"), ElementsAre("-", "-", "Yard", "-"));
+    EXPECT_EQ(ShownNames(), (std::vector<std::string>{"-", "-", "Yard", "-"}));
+}
+
 // Also when cells were moved after the view, the wall is saved under another name, and the program begins
 // anew.
 TEST_F(NamedViews, CamerasThatGoAndComeKeepTheirPlaces) {

@@ -253,6 +253,27 @@ TEST_F(SettingsDialogs, RecorderListIsEditedByKeyboard) {
     EXPECT_EQ(PlaceText(servers[0]), "10.0.0.4:8080");
 }
 
+TEST_F(SettingsDialogs, WithoutAFirstRecorderEachThatIsAddedIsListed) {
+    RecorderListDialog dialog({}, nullptr);
+    dialog.show();
+    EXPECT_THAT(FocusableWithoutName(dialog), IsEmpty());
+    auto& table = Get<QTableWidget>(dialog, "recorders");
+    for (const char* const address : {"10.0.0.1", "10.0.0.2"}) {
+        PressKey(table, Qt::Key_Insert);
+        auto* const entry = FindOpen<RecorderEntryDialog>();
+        ASSERT_NE(entry, nullptr);
+        Get<QLineEdit>(*entry, "address").setText(address);
+        Get<QLineEdit>(*entry, "user").setText("operator");
+        OkOf(*entry).click();
+    }
+    EXPECT_EQ(table.rowCount(), 2);
+    EXPECT_THAT(dialog.GetServers(), SizeIs(2));
+    table.selectRow(0);
+    PressKey(table, Qt::Key_Delete);
+    ASSERT_THAT(dialog.GetServers(), SizeIs(1));
+    EXPECT_EQ(PlaceText(dialog.GetServers()[0]), "10.0.0.2:80");
+}
+
 TEST_F(SettingsDialogs, AllRecordersOfTheListAreTestedAndItCanBeStopped) {
     FakeRecorder works("Hall", 3);
     FakeRecorder refuses("Yard", 1);

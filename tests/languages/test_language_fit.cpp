@@ -201,11 +201,14 @@ TEST_F(LanguageFit, DialogsOfSettings) {
         tour.steps = {{"Night shift", 3600}};
         NamedView night;
         night.name = "Night shift";
-        ViewsDialog views({tour, night}, night, nullptr);
+        night.cameras = {{"192.168.100.200", 8080, 3, "Loading ramp"}};
+        ViewsDialog views({tour, night}, night, std::vector<ViewCamera>(), nullptr);
         ExpectFitsWith(views, *views.findChild<QLabel*>(QStringLiteral("message")),
                        {7112, 7113, 7114, 7115, 7116, 7450, 7451, 7452});
-        ViewsDialog noViews({}, night, nullptr);
+        ViewsDialog noViews({}, night, std::nullopt, nullptr);
         ExpectFits(noViews);
+        ViewsDialog absent({night, tour}, night, std::vector<ViewCamera>(), nullptr);
+        ExpectFits(absent);
         RecorderListDialog noRecorders({server}, nullptr);
         ExpectFits(noRecorders);
         SnapshotGallery gallery("/nonexistent", clock, nullptr);

@@ -231,8 +231,12 @@ TEST_F(Looks, Dialogs) {
         tour.steps = {{"Night shift", 3600}};
         NamedView night;
         night.name = "Night shift";
-        ViewsDialog views({tour, night}, night, nullptr);
+        night.cameras = {{"192.168.100.200", 8080, 3, "Loading ramp"},
+                         {"192.168.100.200", 8080, 4, "Cellar"}};
+        ViewsDialog views({tour, night}, night, std::vector<ViewCamera>(), nullptr);
         Check(views, "views");
+        ViewsDialog absent({night, tour}, night, std::vector<ViewCamera>(), nullptr);
+        Check(absent, "views-absent");
         CamerasDialog cameras({"127.0.0.1", admin.Port(), "admin", "secret"},
                               QJsonDocument::fromJson(kvtest::kCameraInfo).object(), nullptr);
         cameras.show();

@@ -62,7 +62,8 @@ public:
         const std::lock_guard lock(m_mutex);
         m_names.at(static_cast<std::size_t>(channel)) = name;
     }
-    std::string Words(int) const override { return words; }
+    std::string Words(int) const override { return trouble.Empty() ? words : trouble.words; }
+    Fault Trouble(int) const override { return trouble.Empty() ? Fault(words) : trouble; }
     std::unique_ptr<Subscription> SubscribeSound(int, std::function<void(const PacketPtr&)>) override {
         return nullptr;
     }
@@ -102,6 +103,7 @@ public:
     }
 
     std::string words;                  // of the event that is told next
+    Fault trouble;                      // where it has a code
     std::optional<double> motionShare;  // of channel 0
 
 private:

@@ -78,6 +78,11 @@ protected:
         EXPECT_LT(answer.status, 300) << method << " " << target << ": " << answer.body;
         return json::parse(answer.body, nullptr, false);
     }
+    // What is told beside the words: "code {values}".
+    std::string Coded(const std::string& method, const std::string& target, const std::string& body = "") {
+        const json told = json::parse(Send(method, target, body).body, nullptr, false);
+        return told.value("code", "") + " " + told.value("values", json()).dump();
+    }
     // "status field: words"
     std::string Refused(const std::string& method, const std::string& target, const std::string& body = "") {
         const HttpAnswer answer = Send(method, target, body);
@@ -137,6 +142,11 @@ TEST_F(Api, OnlyAdministratorsComeInAndBodiesAreBounded) {
     }
     EXPECT_TRUE(Refused("PATCH", "/cameras/7", "{}").starts_with("404"));
     EXPECT_TRUE(Refused("POST", "/cameras/0/move", "{\"to\": 2}").starts_with("400 to: "));
+    EXPECT_EQ(Coded("POST", "/cameras/0/move", "{\"to\": 2}"), R"(number_wrong {"high":1,"low":0})");
+    EXPECT_EQ(Coded("POST", "/cameras", "{\"name\": 3}"), R"(text_wrong {"limit":255})");
+    EXPECT_EQ(Coded("POST", "/cameras", "{\"name\": \"a\", \"address\": \"rtsp://h:0/\"}"),
+              R"(address_port {"high":65535,"low":1})");
+    EXPECT_EQ(json::parse(guard.body)["code"], "not_administrator") << "of the gate as well";
     EXPECT_EQ(Text(), kConfig);
 }
 
@@ -163,8 +173,17 @@ TEST_F(Api, CamerasAreListedWithStateAndWithoutLogins) {
     EXPECT_FALSE(cameras[1].contains("motion_share"));
     EXPECT_EQ(cameras[1]["kind"], "scene");
     EXPECT_EQ(cameras[1]["state"], "idle");
+    EXPECT_EQ(cameras[0]["trouble_code"], "other") << "words without a code of their own";
+    hub->trouble = Fault(FaultCode::CodecUnknown, {{"codec", "vp8"}});
+    hub->Tell(0, MediaEvent::Lost, true);
+    const json lost = Good("GET", "/cameras/0")["camera"];
+    EXPECT_EQ(lost["trouble"], "the camera's codec (vp8) is none that can be passed on");
+    EXPECT_EQ(lost["trouble_code"], "codec_unknown");
+    EXPECT_EQ(lost["trouble_values"], json({{"codec", "vp8"}}));
+    hub->trouble = {};
     hub->words.clear();
     hub->Tell(0, MediaEvent::Lost, false);
+    EXPECT_FALSE(Good("GET", "/cameras/0")["camera"].contains("trouble_code"));
     EXPECT_EQ(Good("GET", "/cameras/0")["camera"]["state"], "idle");
 }
 
@@ -266,6 +285,7 @@ TEST_F(Api, WhatCannotBeKeptIsToldAndNothingIsLost) {
     ASSERT_EQ(::chmod(file.c_str(), 0444), 0);
     EXPECT_EQ(Refused("DELETE", "/cameras/1"),
               "507 : the configuration file cannot be written: it is read-only");
+    EXPECT_EQ(Coded("DELETE", "/cameras/1"), R"(config_not_written {"reason":"it is read-only"})");
     ASSERT_EQ(::chmod(file.c_str(), 0644), 0);
     // As on a disk that becomes full within the file.
     const auto before = std::signal(SIGXFSZ, SIG_IGN);
@@ -288,6 +308,8 @@ TEST_F(Api, WithoutAFileOfChannelsCamerasAreOnlyTold) {
     const json info = Good("GET", "/info");
     EXPECT_FALSE(info["can_change"]);
     EXPECT_NE(info["why_not"].get<std::string>().find("--channels"), std::string::npos);
+    EXPECT_EQ(info["why_not_code"], "told_by_option");
+    EXPECT_EQ(info["why_not_values"]["option"], "--channels");
     EXPECT_TRUE(Refused("DELETE", "/cameras/0").starts_with("409"));
     EXPECT_TRUE(Refused("POST", "/discovery").starts_with("501"));
 }
@@ -309,7 +331,7 @@ TEST_F(Api, SearchesAndTestsRunBesideTheRequestsAndEnd) {
             tested = camera;
             TestedCamera found;
             found.codec = "H.264";
-            found.faults = {"key pictures are 20 s apart"};
+            found.faults = {Fault(FaultCode::KeyPicturesRare, {{"every_ms", 20'000}})};
             found.picture = {0xFF, 0xD8, 0xFF, 0xD9};
             return found;
         }
@@ -331,7 +353,11 @@ TEST_F(Api, SearchesAndTestsRunBesideTheRequestsAndEnd) {
     const json quick = Good("POST", "/tests", R"({"channel": 0, "address": "rtsp://192.0.2.1/quick"})");
     const std::string target = "/tests/" + quick["test"].dump();
     EXPECT_TRUE(WaitUntil([&] { return Good("GET", target)["state"] == "done"; }));
-    EXPECT_EQ(Good("GET", target)["faults"][0], "key pictures are 20 s apart");
+    const json outcome = Good("GET", target);
+    EXPECT_TRUE(
+        outcome["faults"][0].get<std::string>().starts_with("a key picture comes only every 20.0 s: "));
+    EXPECT_EQ(outcome["fault_codes"][0],
+              json({{"code", "key_pictures_rare"}, {"values", {{"every_ms", 20'000}}}}));
     EXPECT_EQ(tested.password.View(), "hidden") << "the channel's own login";
     const HttpAnswer picture = Send("GET", target + "/picture");
     EXPECT_EQ(picture.body, "\xFF\xD8\xFF\xD9");
@@ -373,6 +399,37 @@ std::set<std::string> Described() {
         }
     }
     return all;
+}
+
+TEST_F(Api, EachCodeIsDescribedWithItsWords) {
+    std::set<std::string> written;
+    std::ifstream words(KV_API_WORDS);
+    for (std::string line; std::getline(words, line);) {
+        // Those of requests have a method and a blank in their name.
+        if (line.starts_with("| `") && line.find(' ', 3) > line.find('`', 3)) {
+            written.insert(line);
+        }
+    }
+    std::set<std::string> listed;
+    std::ifstream description(KV_API_DESCRIPTION);
+    bool inCodes = false;
+    for (std::string line; std::getline(description, line);) {
+        if (line.starts_with("    ") && line[4] != ' ') {
+            inCodes = line == "    Code:";
+        } else if (inCodes && line.starts_with("        - ")) {
+            listed.insert(line.substr(10));
+        }
+    }
+    std::set<std::string> rows;
+    std::set<std::string> names = {"other"};
+    for (const FaultText& text : FaultTexts()) {
+        rows.insert("| `" + std::string(text.name) + "` | " + std::string(text.words) + " |");
+        names.emplace(text.name);
+        EXPECT_EQ(Fault(text.code).code, text.name);
+    }
+    EXPECT_EQ(names.size(), FaultTexts().size() + 1) << "each once";
+    EXPECT_EQ(listed, names);
+    EXPECT_EQ(written, rows);
 }
 
 TEST_F(Api, EachDescribedPathIsAnsweredAndEachAnsweredOneDescribed) {

@@ -61,7 +61,8 @@ TEST(CameraProbe, EndsWhenToldAndTellsKeyPicturesThatAreRare) {
     EXPECT_THAT(ProbeCamera(
                     rare, milliseconds(1500), [] { return false; }, milliseconds(500))
                     .faults,
-                testing::ElementsAre(testing::StartsWith("no second key picture came in ")));
+                testing::ElementsAre(
+                    testing::Field(&Fault::words, testing::StartsWith("no second key picture came in "))));
     const ScriptedServer silent([](Peer& camera) { camera.Hold(); });
     NetworkCamera camera;
     camera.url = "rtsp://127.0.0.1:" + std::to_string(silent.Port()) + "/";
@@ -70,7 +71,7 @@ TEST(CameraProbe, EndsWhenToldAndTellsKeyPicturesThatAreRare) {
                 [&] { return std::chrono::steady_clock::now() - begin > milliseconds(200); });
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
     EXPECT_THAT(ProbeCamera(camera, milliseconds(300), [] { return false; }).faults,
-                testing::ElementsAre("the camera does not answer"));
+                testing::ElementsAre(Fault(FaultCode::NoAnswer)));
 }
 
 TEST(CameraProbe, TheProgramTellsInWordsAndByItsStatus) {

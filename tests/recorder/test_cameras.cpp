@@ -92,14 +92,22 @@ TEST_F(Cameras, WhatIsWrongIsToldInWords) {
         const char* user;
         const char* password;
         const char* words;  // empty: pictures come
-    } cases[] = {{digest.Url("/live"), "guard", "sesame", ""},
-                 {basic.Url("/live"), "guard", "ses@me/", ""},
-                 {digest.Url("/live"), "guard", "wrong", "the camera refuses the user or the password"},
-                 {basic.Url("/live"), "", "", "the camera wants a user and a password"},
-                 {open.Url("/other"), "", "", "the camera knows no such path"},
-                 {open.Url("/vp8"), "", "", "the camera's codec (vp8) is none that can be passed on"},
-                 {"rtsp://127.0.0.1:1/", "", "", "nothing listens at the camera's address"},
-                 {"rtsp://no-such-host.invalid/", "", "", "the name of the camera's host is not known"}};
+        Fault fault;
+    } cases[] = {
+        {digest.Url("/live"), "guard", "sesame", "", {}},
+        {basic.Url("/live"), "guard", "ses@me/", "", {}},
+        {digest.Url("/live"), "guard", "wrong", "the camera refuses the user or the password",
+         FaultCode::LoginRefused},
+        {basic.Url("/live"), "", "", "the camera wants a user and a password", FaultCode::LoginWanted},
+        {open.Url("/other"), "", "", "the camera knows no such path", FaultCode::PathUnknown},
+        {open.Url("/vp8"),
+         "",
+         "",
+         "the camera's codec (vp8) is none that can be passed on",
+         {FaultCode::CodecUnknown, {{"codec", "vp8"}}}},
+        {"rtsp://127.0.0.1:1/", "", "", "nothing listens at the camera's address", FaultCode::NothingListens},
+        {"rtsp://no-such-host.invalid/", "", "", "the name of the camera's host is not known",
+         FaultCode::HostUnknown}};
     for (const auto& test : cases) {
         SourceConfig source = Camera(test.url);
         source.network.user = test.user;
@@ -111,6 +119,7 @@ TEST_F(Cameras, WhatIsWrongIsToldInWords) {
             EXPECT_GE(watcher.WaitFor(1).size(), 1u) << test.url;
         } else {
             EXPECT_TRUE(WaitLost(test.words)) << test.url << testing::PrintToString(Lost());
+            EXPECT_EQ(m_hub->Trouble(channel), test.fault) << test.url;
         }
     }
 }

@@ -122,6 +122,10 @@ TEST_F(Config, SlipsAreToldWithTheirLine) {
         {"[[channels]]\n[channels.camera]\nport=70000", ":3: ", "port"},
         {"channels = 3", ":1: ", "channels"},
         {"server = 3", ":1: ", "server"},
+        // Beyond ASCII where there are neither texts nor comments.
+        {"# \xC3\xA9\n\nnam\xC3\xA9 = 1", ":3: ", "in quotes"},
+        {"listen =\xC2\xA0\"127.0.0.1:0\"", ":1: ", "in quotes"},
+        {"[server]\nname = \"\"\"a\\\n  \xC3\xA9\"\"\"", ":3: ", "behind"},
     };
     for (const auto& slip : cases) {
         const std::string failure = Failure(slip.text);
@@ -129,6 +133,10 @@ TEST_F(Config, SlipsAreToldWithTheirLine) {
         EXPECT_NE(failure.find(slip.word), std::string::npos) << slip.text << "\n" << failure;
         EXPECT_EQ(failure.find('\n'), std::string::npos) << failure;
     }
+    EXPECT_EQ(Load("\xEF\xBB\xBF[server] # \xC3\xA9\nname = '\xC3\xA9\"' # \"\n").server.name, "\xC3\xA9\"");
+    EXPECT_EQ(Load("[server]\nname = \"\"\"\"\xC3\xA9\\\"\xC3\xA9\\\n  e\"\"\"\"\n").server.name,
+              "\"\xC3\xA9\"\xC3\xA9"
+              "e\"");
     std::string many;
     for (int i = 0; i <= kMaxChannels; ++i) {
         many += "[[channels]]\n";

@@ -86,9 +86,8 @@ TEST(UsbCameras, AreWatchedInTheBestThatTheyGive) {
 }
 
 TEST(UsbCameras, WhatIsWrongIsToldInWords) {
-    EXPECT_THAT(ProbeUrl("usb:/dev/video78").faults, testing::ElementsAre("there is no such device"));
-    EXPECT_THAT(ProbeUrl("usb:/dev/null").faults,
-                testing::ElementsAre("this is no device that gives pictures"));
+    EXPECT_THAT(ProbeUrl("usb:/dev/video78").faults, testing::ElementsAre(Fault(FaultCode::DeviceMissing)));
+    EXPECT_THAT(ProbeUrl("usb:/dev/null").faults, testing::ElementsAre(Fault(FaultCode::DeviceOther)));
 }
 
 class Watched : public testing::Test {

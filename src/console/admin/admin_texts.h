@@ -38,11 +38,6 @@ inline constexpr std::uint32_t kStrNeedsName = 7530;
 inline constexpr std::uint32_t kStrTest = 7531;
 inline constexpr std::uint32_t kStrAgain = 7532;
 inline constexpr std::uint32_t kStrAccept = 7650;
-inline constexpr std::uint32_t kStrNotTrusted = 7651;
-inline constexpr std::uint32_t kStrOtherHost = 7652;
-inline constexpr std::uint32_t kStrNotNow = 7653;
-inline constexpr std::uint32_t kStrChangedOne = 7654;
-inline constexpr std::uint32_t kStrInvalid = 7655;
 inline constexpr std::uint32_t kStrCompare = 7656;
 
 // Of other windows.

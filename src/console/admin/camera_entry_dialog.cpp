@@ -14,6 +14,7 @@
 #include "console/admin/admin_texts.h"
 #include "console/admin/api_words.h"
 #include "console/admin/certificate_box.h"
+#include "console/admin/told_words.h"
 #include "console/dialogs/dialog_parts.h"
 #include "console/settings/fill_pattern.h"
 #include "console/site/emap_fetch.h"
@@ -279,11 +280,14 @@ void CameraEntryDialog::OnTrial(const ApiAnswer& answer) {
     } else {
         words = LoadString(kStrNoPicture);
     }
-    if (const QString refused = answer.json["certificate"].toString(); !refused.isEmpty()) {
-        words += "\n" + m_certificate->Offer(refused, answer.json["certificate_fault"].toString());
-    } else {
-        for (const auto& fault : answer.json["faults"].toArray()) {
-            words += "\n" + OutsideLine(fault.toString().toStdString());
+    const QJsonArray faults = answer.json["faults"].toArray();
+    const QJsonArray codes = answer.json["fault_codes"].toArray();
+    for (qsizetype i = 0; i < faults.size(); ++i) {
+        const QJsonObject told = codes[i].toObject();
+        const QJsonObject values = told["values"].toObject();
+        words += "\n" + ToldWords(faults[i].toString(), told["code"].toString(), values);
+        if (const QString shown = values["certificate"].toString(); !shown.isEmpty()) {
+            words += "\n" + m_certificate->Offer(shown);
         }
     }
     EndTrial(words);

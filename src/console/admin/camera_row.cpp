@@ -3,6 +3,7 @@
 #include <QtGui/QPainter>
 
 #include "console/admin/admin_texts.h"
+#include "console/admin/told_words.h"
 #include "console/dialogs/dialog_parts.h"
 #include "platform/outside_text.h"
 
@@ -27,7 +28,7 @@ CameraRow ReadCameraRow(const QJsonObject& told) {
                 : state == QLatin1String("idle") ? CameraState::Idle
                 : state == QLatin1String("lost") ? CameraState::Lost
                                                  : CameraState::None;
-    row.trouble = Line(told["trouble"]);
+    row.trouble = QString::fromStdString(ToldWords(told, QStringLiteral("trouble")));
     row.isCamera = told["kind"].toString() == QLatin1String("camera");
     row.address = Line(told["address"]);
     row.user = Line(told["user"]);

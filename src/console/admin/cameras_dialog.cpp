@@ -14,13 +14,13 @@
 #include "console/admin/api_words.h"
 #include "console/admin/camera_entry_dialog.h"
 #include "console/admin/found_dialog.h"
+#include "console/admin/told_words.h"
 #include "console/dialogs/dialog_parts.h"
 #include "console/dialogs/empty_hint.h"
 #include "console/dialogs/list_keys.h"
 #include "console/dialogs/message_box.h"
 #include "console/settings/fill_pattern.h"
 #include "persist/string_table.h"
-#include "platform/outside_text.h"
 #include "skin/plain_text.h"
 
 namespace kvmon {
@@ -81,7 +81,7 @@ CamerasDialog::CamerasDialog(ApiTarget target, const QJsonObject& info, QWidget*
     // All columns at once, where the screen is no small one.
     resize(std::min(150 * fontMetrics().averageCharWidth(), kWidestWindow), sizeHint().height());
     if (!m_bCanChange) {
-        Say(FillPattern(LoadString(kStrNotKept), {OutsideLine(info["why_not"].toString().toStdString())}));
+        Say(FillPattern(LoadString(kStrNotKept), {ToldWords(info, QStringLiteral("why_not"))}));
     }
     m_poll.setInterval(kPollMs);
     connect(&m_poll, &QTimer::timeout, this, &CamerasDialog::Refresh);
@@ -224,7 +224,7 @@ void CamerasDialog::Change(const char* method, const std::string& path, const QJ
     UpdateButtons();
     m_api.Call(method, path, body, [this](const ApiAnswer& answer) {
         m_bBusy = false;
-        const std::string warning = OutsideLine(answer.json["warning"].toString().toStdString());
+        const std::string warning = ToldWords(answer.json, QStringLiteral("warning"));
         Say(answer.status == 409 ? LoadString(kStrOldList) + "\n" + FailureWords(answer)
             : answer.IsGood()    ? warning
                                  : FailureWords(answer));

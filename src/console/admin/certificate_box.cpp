@@ -34,19 +34,6 @@ QString Spelled(const QString& digits) {
     return text;
 }
 
-std::uint32_t TextOf(const QString& fault) {
-    static constexpr std::pair<const char*, std::uint32_t> kTexts[] = {{"not_trusted", kStrNotTrusted},
-                                                                       {"other_host", kStrOtherHost},
-                                                                       {"not_now", kStrNotNow},
-                                                                       {"changed", kStrChangedOne}};
-    for (const auto& [name, text] : kTexts) {
-        if (fault == QLatin1String(name)) {
-            return text;
-        }
-    }
-    return kStrInvalid;
-}
-
 }  // namespace
 
 CertificateBox::CertificateBox(QString accepted, QWidget* parent)
@@ -71,11 +58,11 @@ QString CertificateBox::Accepted() const {
     return m_shown.isEmpty() ? m_accepted : m_accept->isChecked() ? m_shown : QString();
 }
 
-std::string CertificateBox::Offer(const QString& shown, const QString& fault) {
+std::string CertificateBox::Offer(const QString& shown) {
     if (!DigitsOf(shown).isEmpty()) {
         Show(shown, false);
     }
-    return LoadString(TextOf(fault)) + "\n" + LoadString(kStrCompare);
+    return LoadString(kStrCompare);
 }
 
 void CertificateBox::Show(const QString& certificate, bool bAccepted) {

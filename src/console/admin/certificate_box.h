@@ -18,8 +18,8 @@ public:
 
     // What the camera's row is to say.
     QString Accepted() const;
-    // One that was refused, which the user may accept. Gives the words for its fault's name.
-    std::string Offer(const QString& shown, const QString& fault);
+    // One that was refused, which the user may accept. Gives the advice for that.
+    std::string Offer(const QString& shown);
 
 private:
     void Show(const QString& certificate, bool bAccepted);

@@ -49,10 +49,11 @@ std::string TitleOf(const SavedServer& server) {
 
 }  // namespace
 
-RecorderListDialog::RecorderListDialog(std::vector<SavedServer> servers, QWidget* parent,
+RecorderListDialog::RecorderListDialog(const std::vector<SavedServer>& servers, QWidget* parent,
                                        Milliseconds trialTime)
     : QDialog(parent),
-      m_servers(std::move(servers)),
+      m_first(servers.empty() ? std::nullopt : std::optional(servers.front())),
+      m_servers(servers.empty() ? servers : std::vector(servers.begin() + 1, servers.end())),
       m_states(m_servers.size()),
       m_table(new QTableWidget(this)),
       m_trials(trialTime,
@@ -61,9 +62,11 @@ RecorderListDialog::RecorderListDialog(std::vector<SavedServer> servers, QWidget
     setWindowTitle(Text(6124));
     MakeTable();
     QLabel* const label = MakeMessageLabel(this, 1);
-    label->setText(QString::fromStdString(
-        FillPattern(LoadString(6134), {m_servers.empty() ? std::string() : TitleOf(m_servers.front())})));
-    m_table->setAccessibleName(label->text());
+    label->setVisible(m_first.has_value());
+    if (m_first) {
+        label->setText(QString::fromStdString(FillPattern(LoadString(6134), {TitleOf(*m_first)})));
+    }
+    m_table->setAccessibleName(m_first ? label->text() : windowTitle());
 
     const auto add = [this](const char* name, std::uint32_t text, void (RecorderListDialog::*slot)()) {
         auto* const button = new QPushButton(Text(text), this);
@@ -110,7 +113,7 @@ RecorderListDialog::RecorderListDialog(std::vector<SavedServer> servers, QWidget
     layout->addWidget(m_message);
     layout->addWidget(m_buttons);
     Fill(0);
-    if (m_servers.size() < 2) {
+    if (m_servers.empty()) {
         m_add->setFocus();
     }
 }
@@ -139,15 +142,15 @@ void RecorderListDialog::MakeTable() {
 }
 
 void RecorderListDialog::Fill(int selected) {
-    const int rows = std::max(static_cast<int>(m_servers.size()) - 1, 0);
+    const auto rows = static_cast<int>(m_servers.size());
     m_table->setRowCount(rows);
     m_hint->Say(rows > 0 ? QString()
                          : QString::fromStdString(FillPattern(LoadString(7445), {LoadString(6135)})));
     for (int row = 0; row < rows; ++row) {
-        const SavedServer& server = m_servers[static_cast<std::size_t>(row) + 1];
+        const SavedServer& server = m_servers[static_cast<std::size_t>(row)];
         const std::string texts[] = {server.name, PlaceText(server), server.user,
                                      server.channelCount != 0 ? std::to_string(server.channelCount) : "",
-                                     m_states[static_cast<std::size_t>(row) + 1]};
+                                     m_states[static_cast<std::size_t>(row)]};
         for (int column = 0; column < static_cast<int>(std::size(texts)); ++column) {
             m_table->setItem(row, column, new QTableWidgetItem(QString::fromStdString(texts[column])));
         }
@@ -178,10 +181,6 @@ void RecorderListDialog::Fill(int selected) {
     OnSelection();
 }
 
-std::vector<SavedServer> RecorderListDialog::GetServers() const {
-    return m_servers.empty() ? m_servers : std::vector<SavedServer>(m_servers.begin() + 1, m_servers.end());
-}
-
 int RecorderListDialog::Selected() const {
     return m_table->selectedItems().isEmpty() ? -1 : m_table->currentRow();
 }
@@ -189,7 +188,7 @@ int RecorderListDialog::Selected() const {
 void RecorderListDialog::OnSelection() {
     m_change->setEnabled(Selected() >= 0);
     m_remove->setEnabled(Selected() >= 0);
-    const bool bFull = static_cast<int>(m_servers.size()) >= kMaxServers;
+    const bool bFull = static_cast<int>(m_servers.size()) + (m_first ? 1 : 0) >= kMaxServers;
     m_add->setEnabled(!bFull);
     m_add->setToolTip(
         bFull ? QString::fromStdString(FillPattern(LoadString(6167), {std::to_string(kMaxServers)}))
@@ -198,15 +197,15 @@ void RecorderListDialog::OnSelection() {
 
 void RecorderListDialog::Add() {
     SavedServer entry;
-    if (!m_servers.empty()) {
-        entry.user = m_servers.front().user;  // most sites have one account for all
+    if (m_first) {
+        entry.user = m_first->user;  // most sites have one account for all
     }
     OpenEntry(entry, static_cast<int>(m_servers.size()));
 }
 
 void RecorderListDialog::Change() {
     if (Selected() >= 0) {
-        OpenEntry(m_servers[static_cast<std::size_t>(Selected()) + 1], Selected() + 1);
+        OpenEntry(m_servers[static_cast<std::size_t>(Selected())], Selected());
     }
 }
 
@@ -216,8 +215,8 @@ void RecorderListDialog::Remove() {
         return;
     }
     StopTest();
-    m_servers.erase(m_servers.begin() + row + 1);
-    m_states.erase(m_states.begin() + row + 1);
+    m_servers.erase(m_servers.begin() + row);
+    m_states.erase(m_states.begin() + row);
     m_bChanged = true;
     Fill(row);
 }
@@ -230,13 +229,12 @@ void RecorderListDialog::Test() {
     }
     std::fill(m_states.begin(), m_states.end(), std::string());
     Fill(Selected());
-    const std::vector<SavedServer> tested = GetServers();
-    m_progress->setRange(0, static_cast<int>(tested.size()));
+    m_progress->setRange(0, static_cast<int>(m_servers.size()));
     m_progress->setValue(0);
     m_progress->show();
     m_test->setText(Text(kStrStopTest));
-    SayTested(0, tested.size());
-    m_trials.Start(tested);
+    SayTested(0, m_servers.size());
+    m_trials.Start(m_servers);
 }
 
 // False when there was none.
@@ -250,10 +248,10 @@ bool RecorderListDialog::StopTest() {
 }
 
 void RecorderListDialog::OnTested(std::size_t row, const RecorderTestReport& report) {
-    m_states[row + 1] = RecorderTestText(report);
+    m_states[row] = RecorderTestText(report);
     QTableWidgetItem* const state = m_table->item(static_cast<int>(row), kStateColumn);
-    state->setText(QString::fromStdString(m_states[row + 1]));
-    state->setToolTip(MarkupOf(m_states[row + 1]));
+    state->setText(QString::fromStdString(m_states[row]));
+    state->setToolTip(MarkupOf(m_states[row]));
     m_progress->setValue(static_cast<int>(m_trials.Done()));
     const std::size_t done = m_trials.Done();
     const std::size_t all = m_trials.All();
@@ -279,6 +277,9 @@ void RecorderListDialog::OpenEntry(const SavedServer& entry, int index) {
     if (!bNew) {
         others.erase(others.begin() + index);
     }
+    if (m_first) {
+        others.insert(others.begin(), *m_first);
+    }
     auto* const dialog =
         new RecorderEntryDialog(entry, std::move(others), bNew ? EntryUse::Add : EntryUse::Change, this);
     connect(dialog, &QDialog::accepted, this, [this, dialog, index, bNew] {
@@ -290,7 +291,7 @@ void RecorderListDialog::OpenEntry(const SavedServer& entry, int index) {
             m_states[static_cast<std::size_t>(index)].clear();
         }
         m_bChanged = true;
-        Fill(index - 1);
+        Fill(index);
         m_table->setFocus();
     });
     OpenDialog(dialog);

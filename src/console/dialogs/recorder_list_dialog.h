@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QtWidgets/QDialog>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,13 +22,14 @@ class EmptyHint;
 // Changes take effect with OK, when who opened the dialog takes the list. User interface thread only.
 class RecorderListDialog final : public QDialog {
 public:
-    // `servers` with the first one in front, which is not for change here.
+    // `servers` with the first one in front, which is not for change here; where there is none, all that are
+    // added are others.
     // A test of one ends after `trialTime`.
-    RecorderListDialog(std::vector<SavedServer> servers, QWidget* parent,
+    RecorderListDialog(const std::vector<SavedServer>& servers, QWidget* parent,
                        Milliseconds trialTime = Milliseconds(15000));
 
     // Without the first one.
-    std::vector<SavedServer> GetServers() const;
+    const std::vector<SavedServer>& GetServers() const { return m_servers; }
 
 private:
     void MakeTable();
@@ -44,8 +46,9 @@ private:
     void Say(const std::string& text);
     void OpenEntry(const SavedServer& entry, int index);
 
-    std::vector<SavedServer> m_servers;
-    std::vector<std::string> m_states;  // what a test of each has told
+    const std::optional<SavedServer> m_first;  // the page's own; nothing while there is none
+    std::vector<SavedServer> m_servers;        // the others, a row each
+    std::vector<std::string> m_states;         // what a test of each has told
     EmptyHint* m_hint = nullptr;
     QTableWidget* m_table;
     QPushButton* m_add;

@@ -42,6 +42,8 @@ public:
     void BeforeCountChanges();
     // The numbers in the cells do not mean the cameras any more for which these were placed.
     bool HasChanged() const;
+    // Those that are there, in the order of their channel numbers.
+    std::vector<ViewCamera> ListedCameras() const;
     // Names of the view's cameras that are not there.
     std::vector<std::string> AbsentNames() const;
     // The cells mean what their numbers say: the session ends, or the order is reset.
@@ -54,7 +56,6 @@ private:
         DigitalZoom::State state;
     };
 
-    std::vector<ViewCamera> ListedCameras() const;
     NamedView ReadCells() const;
     void ReadZooms(NamedView& view) const;
     Resolved Resolve(const NamedView& view) const;

@@ -58,7 +58,6 @@ std::vector<NamedOrder> AllOrders(ChannelOrders& orders) {
     return all;
 }
 
-// In the order of their channel numbers.
 std::vector<ViewCamera> ViewOnWall::ListedCameras() const {
     std::vector<ViewCamera> listed;
     for (int n = 0; n < m_cameras.GetCount(); ++n) {

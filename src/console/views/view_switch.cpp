@@ -56,6 +56,20 @@ std::optional<NamedView> ViewSwitch::Capture(const std::string& name) const {
     return IsWall() ? std::optional(m_wall.Read(name)) : std::nullopt;
 }
 
+std::optional<std::vector<ViewCamera>> ViewSwitch::CamerasThere() const {
+    return IsWall() ? std::optional(m_wall.ListedCameras()) : std::nullopt;
+}
+
+void ViewSwitch::Change(std::vector<NamedView> views) {
+    const NamedView* const before = m_list.Find(m_current);
+    const std::size_t had = before != nullptr ? before->cameras.size() : 0;
+    m_list.Set(std::move(views));
+    const NamedView* const now = m_list.Find(m_current);
+    if (now != nullptr && now->cameras.size() < had && IsWall()) {
+        Show(*now);
+    }
+}
+
 bool ViewSwitch::Save(const std::string& name) {
     const std::string clean = CleanViewName(name);
     auto view = clean.empty() ? std::nullopt : Capture(clean);

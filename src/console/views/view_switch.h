@@ -36,6 +36,10 @@ public:
 
     // The wall as it is now. Nothing before there is one.
     std::optional<NamedView> Capture(const std::string& name) const;
+    // In the order of their numbers. Nothing before there is a wall.
+    std::optional<std::vector<ViewCamera>> CamerasThere() const;
+    // The views as the user has edited them. The one on the wall follows when cameras were taken out of it.
+    void Change(std::vector<NamedView> views);
     // True if there is a view or a sequence of this name. Before there is a wall it is opened with it.
     bool Open(const std::string& name);
     // By its place in the list. Nothing when there is none.

@@ -16,6 +16,7 @@
 #include "console/dialogs/message_box.h"
 #include "console/ports/desk.h"
 #include "console/settings/fill_pattern.h"
+#include "console/views/absent_editor.h"
 #include "console/views/sequence_editor.h"
 #include "console/views/view_file.h"
 #include "console/views/view_list.h"
@@ -46,7 +47,8 @@ constexpr int kListRows = 8;
 
 }  // namespace
 
-ViewsDialog::ViewsDialog(std::vector<NamedView> views, std::optional<NamedView> present, QWidget* parent)
+ViewsDialog::ViewsDialog(std::vector<NamedView> views, std::optional<NamedView> present,
+                         std::optional<std::vector<ViewCamera>> there, QWidget* parent)
     : QDialog(parent), m_views(std::move(views)), m_present(std::move(present)) {
     setObjectName(QStringLiteral("viewsDialog"));
     setWindowTitle(Text(kStrTitle));
@@ -68,7 +70,9 @@ ViewsDialog::ViewsDialog(std::vector<NamedView> views, std::optional<NamedView> 
     auto* const left = new QVBoxLayout;
     left->addWidget(m_list, 1);
     m_steps = new SequenceEditor(this, [this] { OnStepCount(); });
+    m_absent = new AbsentEditor(this, std::move(there), [this] { OnTakenOut(); });
     left->addWidget(m_steps);
+    left->addWidget(m_absent);
     auto* const middle = new QHBoxLayout;
     middle->addLayout(left, 1);
     middle->addLayout(side);
@@ -104,7 +108,7 @@ void ViewsDialog::MakeList() {
     m_list->installEventFilter(this);
     connect(m_list, &QTreeWidget::itemSelectionChanged, this, [this] {
         if (!m_bFilling) {
-            FillSteps();
+            FillPart();
             UpdateButtons();
         }
     });
@@ -119,9 +123,13 @@ int ViewsDialog::Selected() const {
                                              : m_list->indexOfTopLevelItem(m_list->selectedItems().front());
 }
 
-NamedView* ViewsDialog::SelectedSequence() {
+NamedView* ViewsDialog::SelectedView() {
     const int row = Selected();
-    NamedView* const view = row >= 0 ? &m_views[static_cast<std::size_t>(row)] : nullptr;
+    return row >= 0 ? &m_views[static_cast<std::size_t>(row)] : nullptr;
+}
+
+NamedView* ViewsDialog::SelectedSequence() {
+    NamedView* const view = SelectedView();
     return view != nullptr && view->IsSequence() ? view : nullptr;
 }
 
@@ -152,13 +160,28 @@ void ViewsDialog::Fill(int selected) {
             m_list->setCurrentItem(m_list->topLevelItem(std::clamp(selected, 0, last)));
         }
     }
-    FillSteps();
+    FillPart();
     UpdateButtons();
 }
 
-void ViewsDialog::FillSteps() {
+// The steps of a sequence, or the cameras of a view that are not there.
+void ViewsDialog::FillPart() {
     NamedView* const sequence = SelectedSequence();
     m_steps->Show(sequence != nullptr ? &sequence->steps : nullptr, PlainNames());
+    m_absent->Show(sequence != nullptr ? nullptr : SelectedView());
+    ShowPart();
+}
+
+void ViewsDialog::ShowPart() {
+    m_steps->setVisible(m_absent->IsEmpty());
+    m_absent->setVisible(!m_absent->IsEmpty());
+}
+
+void ViewsDialog::OnTakenOut() {
+    if (m_absent->IsEmpty()) {
+        m_list->setFocus();
+        ShowPart();
+    }
 }
 
 void ViewsDialog::OnStepCount() {
@@ -304,9 +327,10 @@ bool ViewsDialog::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void OpenViewsDialog(Desk& desk, ViewSwitch& views) {
-    auto* const dialog = new ViewsDialog(views.List().All(), views.Capture({}), desk.DialogHost());
+    auto* const dialog =
+        new ViewsDialog(views.List().All(), views.Capture({}), views.CamerasThere(), desk.DialogHost());
     QObject::connect(dialog, &QDialog::accepted, &desk.Window(), [&views, dialog] {
-        views.List().Set(dialog->Views());
+        views.Change(dialog->Views());
         if (!dialog->ToOpen().empty()) {
             views.Open(dialog->ToOpen());
         }

@@ -17,6 +17,7 @@ class QTreeWidget;
 
 namespace kvmon {
 
+class AbsentEditor;
 class Desk;
 class EmptyHint;
 class SequenceEditor;
@@ -25,8 +26,9 @@ class ViewSwitch;
 // Works on a list of its own; OK hands it over. User interface thread only.
 class ViewsDialog final : public QDialog {
 public:
-    // The wall as it is, to be saved; nothing where there is none.
-    ViewsDialog(std::vector<NamedView> views, std::optional<NamedView> present, QWidget* parent);
+    // The wall as it is, to be saved, and the cameras that there are; nothing where there is no wall.
+    ViewsDialog(std::vector<NamedView> views, std::optional<NamedView> present,
+                std::optional<std::vector<ViewCamera>> there, QWidget* parent);
 
     const std::vector<NamedView>& Views() const { return m_views; }
     // The view that is to be opened; empty for none.
@@ -39,9 +41,12 @@ private:
     QPushButton* AddButton(const char* name, std::uint32_t text, void (ViewsDialog::*slot)());
     void MakeList();
     void Fill(int selected);
-    void FillSteps();
+    void FillPart();
+    void ShowPart();
+    void OnTakenOut();
     void OnStepCount();
     int Selected() const;
+    NamedView* SelectedView();
     NamedView* SelectedSequence();
     std::vector<std::string> PlainNames() const;
     void UpdateButtons();
@@ -70,6 +75,7 @@ private:
     std::string m_toOpen;
     QTreeWidget* m_list = nullptr;
     SequenceEditor* m_steps = nullptr;
+    AbsentEditor* m_absent = nullptr;
     QPushButton* m_save = nullptr;
     QPushButton* m_newSequence = nullptr;
     QPushButton* m_rename = nullptr;

@@ -188,15 +188,49 @@ std::optional<CellSwap> ViewController::FindSwap(int channel, const QPoint& drop
 }
 
 CVideoWnd* ViewController::FindDropTarget(int channel, const QPoint& drop) {
-    return FindSwap(channel, drop) ? m_cells.FindAt(drop) : nullptr;
+    return FindSwap(channel, drop) ? m_cells.FindAt(drop) : FindEmptyCell(channel, drop);
+}
+
+CVideoWnd* ViewController::FindEmptyCell(int channel, const QPoint& drop) const {
+    if (!m_cameras.IsChannel(channel) || m_nStyle == VIEW_STYLE_SINGLE_1CH || m_nStyle == VIEW_STYLE_PIP) {
+        return nullptr;
+    }
+    CVideoWnd* const hit = m_cells.FindAt(drop);
+    return hit != nullptr && hit->isVisible() && !hit->GetCamera() ? hit : nullptr;
+}
+
+// The places that are on show change their numbers; that of the empty one has no camera. The second display's
+// cells are those of the next page.
+bool ViewController::MoveToEmpty(int channel, const CVideoWnd* target) {
+    CChannelArray* const array = m_orders.Find(CheckedStyle());
+    if (array == nullptr || target == nullptr) {
+        return false;
+    }
+    const auto moved = static_cast<std::uint32_t>(channel);
+    const std::uint32_t first = array->GetCurPage() * array->GetPageSize();
+    const std::uint32_t end = std::min(
+        first + array->GetPageSize() * static_cast<std::uint32_t>(GetDisplayCount()), array->GetTotalCount());
+    const std::uint32_t to = first + static_cast<std::uint32_t>(m_cells.IndexOf(target));
+    std::uint32_t from = first;
+    while (from < end && array->GetIdx(from) != moved) {
+        ++from;
+    }
+    if (from >= end || to >= end) {
+        return false;
+    }
+    array->SetIdx(from, array->GetIdx(to));
+    array->SetIdx(to, moved);
+    array->SetCurAct(moved);
+    return true;
 }
 
 void ViewController::OnVideoWndMove(int channel, const QPoint& drop) {
     const auto swap = FindSwap(channel, drop);
     if (!swap) {
-        return;
-    }
-    if (m_nStyle == VIEW_STYLE_PIP) {
+        if (!MoveToEmpty(channel, FindEmptyCell(channel, drop))) {
+            return;
+        }
+    } else if (m_nStyle == VIEW_STYLE_PIP) {
         auto& list = m_orders.PipList();
         std::swap(list[static_cast<std::size_t>(swap->from)], list[static_cast<std::size_t>(swap->to)]);
     } else if (!SwapCells(*m_orders.Find(CheckedStyle()), *swap)) {

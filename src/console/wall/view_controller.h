@@ -86,7 +86,8 @@ public:
     // Messages from cells, and the page's call for a camera.
     void OnVideoSizeChange(int channel);
     void OnVideoWndMove(int channel, const QPoint& drop);
-    // The cell that the channel would change places with if it were dropped there; null for none.
+    // The cell that the channel would change places with if it were dropped there, or the empty one that it
+    // would go to; null for none.
     CVideoWnd* FindDropTarget(int channel, const QPoint& drop);
     void GoToCamera(int channel);
     // The camera's place and the cell's change, or in the single style the cell shows it. False for a cell
@@ -151,6 +152,8 @@ private:
     void LeaveEmptyPage(CChannelArray& array) const;
     int SelectedItem() const;
     std::optional<CellSwap> FindSwap(int channel, const QPoint& drop);
+    CVideoWnd* FindEmptyCell(int channel, const QPoint& drop) const;
+    bool MoveToEmpty(int channel, const CVideoWnd* target);
     void PrepareCamera(int channel, int window);
 
     Desk& m_desk;
