@@ -67,7 +67,8 @@ constexpr auto kTexts = std::to_array<FaultText>({
      "the camera tells pictures at an address that is none of RTSP"},
     {Code::ProfileUnknown, "profile_unknown", "the camera has no profile \"{profile}\" with pictures"},
     {Code::CameraSays, "camera_says", "the camera says: {reason}"},
-    {Code::AddressScheme, "address_scheme", "this is no address of a camera: it begins with one of these: {schemes}"},
+    {Code::AddressScheme, "address_scheme",
+     "this is no address of a camera: it begins with one of these: {schemes}"},
     {Code::AddressTooLong, "address_too_long",
      "this is no address of a camera: it is longer than {limit} characters"},
     {Code::AddressBlank, "address_blank",
@@ -153,8 +154,8 @@ std::string Fill(std::string_view pattern, const std::vector<FaultValue>& values
 }  // namespace
 
 Fault::Fault(FaultCode what, std::vector<FaultValue> told) : values(std::move(told)) {
-    const auto found = std::find_if(kTexts.begin(), kTexts.end(),
-                                    [&](const FaultText& text) { return text.code == what; });
+    const auto found =
+        std::find_if(kTexts.begin(), kTexts.end(), [&](const FaultText& text) { return text.code == what; });
     code = found != kTexts.end() ? found->name : kOther;
     words = found != kTexts.end() ? Fill(found->words, values) : "";
 }

@@ -79,7 +79,7 @@ CamerasDialog::CamerasDialog(ApiTarget target, const QJsonObject& info, QWidget*
     layout->addLayout(middle, 1);
     layout->addLayout(last);
     // All columns at once, where the screen is no small one.
-    resize(std::min(150 * fontMetrics().averageCharWidth(), kWidestWindow), sizeHint().height());
+    resize(std::min(150 * LetterWidth(*this), kWidestWindow), sizeHint().height());
     if (!m_bCanChange) {
         Say(FillPattern(LoadString(kStrNotKept), {ToldWords(info, QStringLiteral("why_not"))}));
     }
@@ -106,7 +106,7 @@ void CamerasDialog::MakeList() {
         {Text(kStrNumber), Text(kStrName), Text(kStrState), Text(kStrAddress), Text(kStrPicture)});
     m_list->setRootIsDecorated(false);
     m_list->setUniformRowHeights(true);
-    m_list->setMinimumSize(std::min(84 * fontMetrics().averageCharWidth(), kWidestList), 14 * fontMetrics().height());
+    m_list->setMinimumSize(std::min(84 * LetterWidth(*this), kWidestList), 14 * fontMetrics().height());
     m_hint = new EmptyHint(*m_list);
     connect(m_list, &QTreeWidget::itemSelectionChanged, this, &CamerasDialog::UpdateButtons);
     connect(m_list, &QTreeWidget::itemDoubleClicked, this, [this] { Edit(); });
@@ -168,9 +168,9 @@ void CamerasDialog::Fill() {
         item->setIcon(kState, StateIcon(row.state, ColoursOf(*m_list), devicePixelRatioF()));
     }
     if (bFirst || m_nChosen >= 0) {
+        FitColumns(*m_list);
         for (int column = 0; column < m_list->columnCount(); ++column) {
-            m_list->resizeColumnToContents(column);
-            const int most = kWidest[column] * m_list->fontMetrics().averageCharWidth();
+            const int most = kWidest[column] * LetterWidth(*m_list);
             m_list->setColumnWidth(column, std::min(m_list->columnWidth(column), most));
         }
     }

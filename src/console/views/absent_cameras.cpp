@@ -7,9 +7,8 @@ namespace kvmon {
 std::vector<int> AbsentPlaces(const NamedView& view, const std::vector<ViewCamera>& there) {
     std::vector<int> places;
     for (std::size_t i = 0; i < view.cameras.size(); ++i) {
-        const bool bThere = std::any_of(there.begin(), there.end(), [&](const ViewCamera& each) {
-            return each.IsSame(view.cameras[i]);
-        });
+        const bool bThere = std::any_of(there.begin(), there.end(),
+                                        [&](const ViewCamera& each) { return each.IsSame(view.cameras[i]); });
         if (!bThere) {
             places.push_back(static_cast<int>(i));
         }

@@ -63,10 +63,9 @@ void AbsentEditor::Fill(int selected) {
     m_list->clear();
     for (const int place : m_places) {
         const ViewCamera& camera = m_view->cameras[static_cast<std::size_t>(place)];
-        m_list->addTopLevelItem(
-            new QTreeWidgetItem({QString::fromStdString(OutsideLine(camera.name)),
-                                 QString::fromStdString(OutsideLine(camera.host)) + QLatin1Char(':') +
-                                     QString::number(camera.port)}));
+        m_list->addTopLevelItem(new QTreeWidgetItem({QString::fromStdString(OutsideLine(camera.name)),
+                                                     QString::fromStdString(OutsideLine(camera.host)) +
+                                                         QLatin1Char(':') + QString::number(camera.port)}));
     }
     m_one->setEnabled(!m_places.empty());
     m_all->setEnabled(!m_places.empty());
