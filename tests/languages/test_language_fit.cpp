@@ -222,7 +222,10 @@ TEST_F(LanguageFit, DialogsOfSettings) {
         ExpectFits(cameras);
         cameras.findChild<QPushButton*>("change")->click();
         ASSERT_NE(kvtest::OpenWindow("cameraDialog"), nullptr);
-        ExpectFits(*kvtest::OpenWindow("cameraDialog"));
+        QWidget& camera = *kvtest::OpenWindow("cameraDialog");
+        ExpectFits(camera);
+        ExpectFitsWith(camera, *camera.findChild<QLabel*>(QStringLiteral("message")),
+                       {7670, 7681, 7694, 7695, 7700, 7701, 7704, 7705, 7709, 7714});
         kvtest::OpenWindow("cameraDialog")->close();
         cameras.findChild<QPushButton*>("find")->click();
         ASSERT_NE(kvtest::OpenWindow("foundDialog"), nullptr);
