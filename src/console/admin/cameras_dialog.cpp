@@ -168,11 +168,7 @@ void CamerasDialog::Fill() {
         item->setIcon(kState, StateIcon(row.state, ColoursOf(*m_list), devicePixelRatioF()));
     }
     if (bFirst || m_nChosen >= 0) {
-        FitColumns(*m_list);
-        for (int column = 0; column < m_list->columnCount(); ++column) {
-            const int most = kWidest[column] * LetterWidth(*m_list);
-            m_list->setColumnWidth(column, std::min(m_list->columnWidth(column), most));
-        }
+        PlaceColumns();
     }
     const int chosen = std::exchange(m_nChosen, -1);
     if (chosen >= 0 || (Selected() < 0 && !m_rows.empty())) {
@@ -180,6 +176,22 @@ void CamerasDialog::Fill() {
             m_list->topLevelItem(std::clamp(chosen, 0, std::max(static_cast<int>(m_rows.size()) - 1, 0))));
     }
     UpdateButtons();
+}
+
+// Each as wide as its texts, up to its bound; what is left over goes to the states, whose words are longest.
+void CamerasDialog::PlaceColumns() {
+    m_list->header()->setStretchLastSection(false);
+    FitColumns(*m_list);
+    const int wanted = m_list->columnWidth(kState);
+    int left = m_list->viewport()->width();
+    for (int column = 0; column < m_list->columnCount(); ++column) {
+        const int most = kWidest[column] * LetterWidth(*m_list);
+        m_list->setColumnWidth(column, std::min(m_list->columnWidth(column), most));
+        left -= m_list->columnWidth(column);
+    }
+    const int state = m_list->columnWidth(kState);
+    m_list->setColumnWidth(kState, std::min(wanted, state + std::max(left, 0)));
+    m_list->header()->setStretchLastSection(true);
 }
 
 int CamerasDialog::Selected() const {
