@@ -1,5 +1,6 @@
 #include "console/admin/cameras_dialog.h"
 
+#include <QtCore/QEvent>
 #include <QtCore/QJsonArray>
 #include <QtWidgets/QHBoxLayout>
 #include <QtWidgets/QHeaderView>
