@@ -443,7 +443,7 @@ TEST_F(CamerasWindow, FaultsAreToldInTheUsersLanguage) {
     Type(*entry, "address", "rtsp://127.0.0.1:1/");
     Click(*entry, "test");
     EXPECT_TRUE(PumpUntil([&] {
-        return Said(*entry) == "Es kam kein Bild.\nan der Adresse der Kamera nimmt nichts Verbindungen an";
+        return Said(*entry) == "Es kam kein Bild.\nan der Adresse läuft kein Dienst";
     })) << Said(*entry);
     entry->reject();
 }

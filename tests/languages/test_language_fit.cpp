@@ -224,8 +224,9 @@ TEST_F(LanguageFit, DialogsOfSettings) {
         ASSERT_NE(kvtest::OpenWindow("cameraDialog"), nullptr);
         QWidget& camera = *kvtest::OpenWindow("cameraDialog");
         ExpectFits(camera);
-        ExpectFitsWith(camera, *camera.findChild<QLabel*>(QStringLiteral("message")),
-                       {7651, 7652, 7653, 7654, 7655, 7656});
+        ExpectFitsWith(
+            camera, *camera.findChild<QLabel*>(QStringLiteral("message")),
+            {7651, 7652, 7653, 7654, 7655, 7656, 7670, 7681, 7694, 7695, 7700, 7701, 7704, 7705, 7709, 7714});
         kvtest::OpenWindow("cameraDialog")->close();
         cameras.findChild<QPushButton*>("find")->click();
         ASSERT_NE(kvtest::OpenWindow("foundDialog"), nullptr);

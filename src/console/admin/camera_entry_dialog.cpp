@@ -76,7 +76,7 @@ void CameraEntryDialog::MakeFields(QFormLayout& form) {
     m_address = new QLineEdit(m_row.address, this);
     m_address->setMaxLength(1024);
     m_address->setPlaceholderText(QStringLiteral("rtsp://192.0.2.20/main"));
-    m_address->setMinimumWidth(m_address->fontMetrics().averageCharWidth() * 40);
+    m_address->setMinimumWidth(LetterWidth(*m_address) * 40);
     m_user = new QLineEdit(m_row.user, this);
     m_user->setMaxLength(255);
     m_password = new QLineEdit(this);

@@ -1,5 +1,6 @@
 #include "console/admin/cameras_dialog.h"
 
+#include <QtCore/QEvent>
 #include <QtCore/QJsonArray>
 #include <QtWidgets/QHBoxLayout>
 #include <QtWidgets/QHeaderView>
@@ -79,7 +80,7 @@ CamerasDialog::CamerasDialog(ApiTarget target, const QJsonObject& info, QWidget*
     layout->addLayout(middle, 1);
     layout->addLayout(last);
     // All columns at once, where the screen is no small one.
-    resize(std::min(150 * fontMetrics().averageCharWidth(), kWidestWindow), sizeHint().height());
+    resize(std::min(150 * LetterWidth(*this), kWidestWindow), sizeHint().height());
     if (!m_bCanChange) {
         Say(FillPattern(LoadString(kStrNotKept), {ToldWords(info, QStringLiteral("why_not"))}));
     }
@@ -106,8 +107,7 @@ void CamerasDialog::MakeList() {
         {Text(kStrNumber), Text(kStrName), Text(kStrState), Text(kStrAddress), Text(kStrPicture)});
     m_list->setRootIsDecorated(false);
     m_list->setUniformRowHeights(true);
-    m_list->setMinimumSize(std::min(84 * fontMetrics().averageCharWidth(), kWidestList),
-                           14 * fontMetrics().height());
+    m_list->setMinimumSize(std::min(84 * LetterWidth(*this), kWidestList), 14 * fontMetrics().height());
     m_hint = new EmptyHint(*m_list);
     connect(m_list, &QTreeWidget::itemSelectionChanged, this, &CamerasDialog::UpdateButtons);
     connect(m_list, &QTreeWidget::itemDoubleClicked, this, [this] { Edit(); });
@@ -169,11 +169,7 @@ void CamerasDialog::Fill() {
         item->setIcon(kState, StateIcon(row.state, ColoursOf(*m_list), devicePixelRatioF()));
     }
     if (bFirst || m_nChosen >= 0) {
-        for (int column = 0; column < m_list->columnCount(); ++column) {
-            m_list->resizeColumnToContents(column);
-            const int most = kWidest[column] * m_list->fontMetrics().averageCharWidth();
-            m_list->setColumnWidth(column, std::min(m_list->columnWidth(column), most));
-        }
+        PlaceColumns();
     }
     const int chosen = std::exchange(m_nChosen, -1);
     if (chosen >= 0 || (Selected() < 0 && !m_rows.empty())) {
@@ -181,6 +177,22 @@ void CamerasDialog::Fill() {
             m_list->topLevelItem(std::clamp(chosen, 0, std::max(static_cast<int>(m_rows.size()) - 1, 0))));
     }
     UpdateButtons();
+}
+
+// Each as wide as its texts, up to its bound; what is left over goes to the states, whose words are longest.
+void CamerasDialog::PlaceColumns() {
+    m_list->header()->setStretchLastSection(false);
+    FitColumns(*m_list);
+    const int wanted = m_list->columnWidth(kState);
+    int left = m_list->viewport()->width();
+    for (int column = 0; column < m_list->columnCount(); ++column) {
+        const int most = kWidest[column] * LetterWidth(*m_list);
+        m_list->setColumnWidth(column, std::min(m_list->columnWidth(column), most));
+        left -= m_list->columnWidth(column);
+    }
+    const int state = m_list->columnWidth(kState);
+    m_list->setColumnWidth(kState, std::min(wanted, state + std::max(left, 0)));
+    m_list->header()->setStretchLastSection(true);
 }
 
 int CamerasDialog::Selected() const {

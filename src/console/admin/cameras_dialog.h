@@ -32,6 +32,7 @@ private:
     void Refresh();
     void OnList(const ApiAnswer& answer);
     void Fill();
+    void PlaceColumns();
     int Selected() const;
     const CameraRow* SelectedRow() const;
     void UpdateButtons();

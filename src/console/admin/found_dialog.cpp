@@ -47,8 +47,7 @@ FoundDialog::FoundDialog(ApiCaller& api, std::function<void(const CameraRow&, QW
     m_list->setAccessibleName(Text(kStrFoundTitle));
     m_list->setHeaderLabels({Text(kStrAddress), Text(kStrModel), Text(kStrName)});
     m_list->setRootIsDecorated(false);
-    m_list->setMinimumSize(std::min(70 * fontMetrics().averageCharWidth(), kWidestList),
-                           9 * fontMetrics().height());
+    m_list->setMinimumSize(std::min(70 * LetterWidth(*this), kWidestList), 9 * fontMetrics().height());
     connect(m_list, &QTreeWidget::itemActivated, this, [this] { AddSelected(); });
     connect(m_list, &QTreeWidget::itemSelectionChanged, this,
             [this] { m_addButton->setEnabled(Selected() >= 0); });
@@ -123,9 +122,7 @@ void FoundDialog::OnAnswer(const ApiAnswer& answer) {
         m_found.push_back(row);
         m_list->addTopLevelItem(new QTreeWidgetItem({host, model, Line(told["name"])}));
     }
-    for (int column = 0; column < m_list->columnCount(); ++column) {
-        m_list->resizeColumnToContents(column);
-    }
+    FitColumns(*m_list);
     m_hint->Say(m_found.empty() && answer.IsGood() ? Text(kStrNothingFound) : QString());
     if (!m_found.empty()) {
         m_list->setCurrentItem(m_list->topLevelItem(0));

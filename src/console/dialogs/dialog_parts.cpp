@@ -4,6 +4,7 @@
 #include <QtWidgets/QDialogButtonBox>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QPushButton>
+#include <QtWidgets/QTreeWidget>
 #include <algorithm>
 
 #include "persist/string_table.h"
@@ -49,6 +50,22 @@ QDialogButtonBox* AddDialogButtons(QDialog& dialog) {
 
 QLabel* MakeMessageLabel(QWidget* parent, int lines) {
     return new MessageLabel(parent, lines);
+}
+
+int LetterWidth(const QWidget& widget) {
+    const QFontMetrics metrics = widget.fontMetrics();
+    return std::min(metrics.averageCharWidth(), metrics.horizontalAdvance(QLatin1Char('n')));
+}
+
+void FitColumns(QTreeWidget& list) {
+    constexpr int kGap = 12;
+    const int last = list.columnCount() - 1;
+    for (int column = 0; column <= last; ++column) {
+        list.resizeColumnToContents(column);
+        if (column < last) {
+            list.setColumnWidth(column, list.columnWidth(column) + kGap);
+        }
+    }
 }
 
 }  // namespace kvmon

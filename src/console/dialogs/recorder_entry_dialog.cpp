@@ -60,7 +60,7 @@ RecorderEntryDialog::RecorderEntryDialog(const SavedServer& entry, std::vector<S
         row.field->setAccessibleName(Text(row.label));
         form->addRow(Text(row.label), row.field);
     }
-    m_address->setMinimumWidth(m_address->fontMetrics().averageCharWidth() * 34);
+    m_address->setMinimumWidth(LetterWidth(*m_address) * 34);
     auto* const line = new QHBoxLayout;
     m_turning = new CPictureEx(this);
     QSizePolicy place = m_turning->sizePolicy();

@@ -161,14 +161,14 @@ void RecorderListDialog::Fill(int selected) {
     m_table->resizeColumnsToContents();
     int width = 2 * m_table->frameWidth() + style()->pixelMetric(QStyle::PM_ScrollBarExtent);
     for (int column = 0; column < static_cast<int>(std::size(kColumns)); ++column) {
-        const int least = kColumns[column].characters * m_table->fontMetrics().averageCharWidth();
-        const int most = column == kStateColumn ? kStateCharacters * m_table->fontMetrics().averageCharWidth()
+        const int least = kColumns[column].characters * LetterWidth(*m_table);
+        const int most = column == kStateColumn ? kStateCharacters * LetterWidth(*m_table)
                                                 : m_table->columnWidth(column) + kColumnGap;
         m_table->setColumnWidth(column,
                                 std::max(std::min(m_table->columnWidth(column) + kColumnGap, most), least));
         width += m_table->columnWidth(column);
     }
-    const int widest = std::min(kWidestTable * m_table->fontMetrics().averageCharWidth(), kWidestPixels);
+    const int widest = std::min(kWidestTable * LetterWidth(*m_table), kWidestPixels);
     m_table->setMinimumWidth(std::min(width, widest));
     if (width <= widest) {
         m_table->horizontalHeader()->setSectionResizeMode(0, QHeaderView::Stretch);

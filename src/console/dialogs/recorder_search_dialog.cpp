@@ -123,8 +123,7 @@ void RecorderSearchDialog::MakeList() {
     m_list->setHeaderLabels({Text(kStrName), Text(kStrAddress), Text(kStrPort)});
     m_list->setRootIsDecorated(false);
     m_list->setUniformRowHeights(true);
-    m_list->setMinimumSize(kListCharacters * fontMetrics().averageCharWidth(),
-                           (kVisibleRows + 2) * fontMetrics().height());
+    m_list->setMinimumSize(kListCharacters * LetterWidth(*this), (kVisibleRows + 2) * fontMetrics().height());
     connect(m_list, &QTreeWidget::itemActivated, this, &RecorderSearchDialog::Choose);
     connect(m_list, &QTreeWidget::itemSelectionChanged, this,
             [this] { m_choose->setEnabled(Selected() >= 0); });
@@ -191,10 +190,8 @@ void RecorderSearchDialog::Show(const std::vector<FoundRecorder>& found) {
         m_list->addTopLevelItem(row);
         m_found.push_back(each);
     }
-    for (int column = 0; column < m_list->columnCount(); ++column) {
-        m_list->resizeColumnToContents(column);
-    }
-    const int most = kMostNameCharacters * m_list->fontMetrics().averageCharWidth();
+    FitColumns(*m_list);
+    const int most = kMostNameCharacters * LetterWidth(*m_list);
     m_list->setColumnWidth(0, std::clamp(m_list->columnWidth(0), most / 2, most));
     if (chosen < 0 && !m_found.empty()) {
         m_list->setCurrentItem(m_list->topLevelItem(0));

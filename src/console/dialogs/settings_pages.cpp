@@ -168,7 +168,7 @@ SnapshotPage::SnapshotPage(std::function<void()> changed, SnapshotFolder choice)
     m_folder->setAccessibleName(Text(6112));
     m_format->setAccessibleName(Text(6114));
     // Wide enough to read a part of a long path.
-    m_folder->setMinimumWidth(m_folder->fontMetrics().averageCharWidth() * 32);
+    m_folder->setMinimumWidth(LetterWidth(*m_folder) * 32);
 
     auto* const layout = MakePageLayout(*this);
     layout->addWidget(m_askName);

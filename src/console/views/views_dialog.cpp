@@ -104,7 +104,7 @@ void ViewsDialog::MakeList() {
     m_list = MakeViewsTree(this, "views", kStrName, kStrSequence, kListRows);
     m_list->setAccessibleName(Text(kStrTitle));
     m_hint = new EmptyHint(*m_list);
-    m_list->setMinimumWidth(52 * m_list->fontMetrics().averageCharWidth());
+    m_list->setMinimumWidth(52 * LetterWidth(*m_list));
     m_list->installEventFilter(this);
     connect(m_list, &QTreeWidget::itemSelectionChanged, this, [this] {
         if (!m_bFilling) {
