@@ -135,9 +135,10 @@ CameraUrl ReadCameraUrl(std::string_view text) {
         plain != std::string_view::npos && plain >= begin ? plain : text.substr(0, query).rfind('@');
     CameraUrl taken;
     std::size_t place = begin;
-    // In "host/stream@2" and "host:554/stream@2" the sign belongs to the path.
+    // In "host/stream@2", "host:554/stream@2" and "[::1]/stream@2" the sign belongs to the path.
     const std::string_view first = text.substr(begin, slash - begin);
-    const std::size_t mid = first.find(':');
+    const std::size_t bracket = first.starts_with('[') ? first.find(']') : std::string_view::npos;
+    const std::size_t mid = first.find(':', bracket == std::string_view::npos ? 0 : bracket);
     const bool isPort = mid != std::string_view::npos && mid + 1 < first.size() &&
                         first.find_first_not_of("0123456789", mid + 1) == std::string_view::npos;
     const bool inLogin = at != std::string_view::npos && at >= begin &&

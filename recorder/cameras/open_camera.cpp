@@ -38,9 +38,7 @@ std::unique_ptr<CameraInput> OpenCameraInput(const NetworkCamera& camera, const 
         }
         // The other reader checks no certificates.
         throw CameraError(
-            "what the camera sends is not read from an encrypted connection; set it to H.264 or H.265, or "
-            "give "
-            "its address with rtsp://");
+            "what the camera sends is not read from an encrypted connection; set it to H.264 or H.265");
     }
     if (!camera.overUdp && !choice.IsOther(url, withSound)) {
         if (auto input = OpenRtspTcp(camera, url, withSound, limit)) {

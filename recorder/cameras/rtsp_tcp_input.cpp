@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <utility>
 
 #include "cameras/camera_url.h"
@@ -15,11 +16,20 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int kPictureClock = 90'000;
+constexpr int kPictureClock = 90'000;  // where none is told
+constexpr int kMostClock = 1'000'000'000;
+constexpr int kG726Rate = 8'000;
 constexpr std::size_t kLargestPicture = 16 << 20;
 constexpr std::size_t kLongestCodec = 32;
 constexpr int kShortestSession = 4;
 constexpr int kLongestSession = 3600;
+
+AVCodecID CodecOf(const std::string& coding) {
+    return coding == "H264"      ? AV_CODEC_ID_H264
+           : coding == "H265"    ? AV_CODEC_ID_HEVC
+           : coding == "MP4V-ES" ? AV_CODEC_ID_MPEG4
+                                 : AV_CODEC_ID_NONE;
+}
 
 // The first that is read here. Another one may be read by others, or by nobody.
 const RtspMedia& FindPictures(const RtspDescription& description) {
@@ -29,10 +39,10 @@ const RtspMedia& FindPictures(const RtspDescription& description) {
             continue;
         }
         const std::string& coding = media.Format().coding;
-        if (coding == "H264" || coding == "H265") {
+        if (CodecOf(coding) != AV_CODEC_ID_NONE) {
             return media;
         }
-        if (coding == "JPEG" || coding == "MP4V-ES") {
+        if (coding == "JPEG") {
             throw StrangeRtsp();
         }
         other = coding.empty() ? "unknown" : coding;
@@ -66,7 +76,24 @@ void AppendSets(std::string_view sets, std::vector<std::uint8_t>& to) {
     }
 }
 
+// Of a sample of G.726; 0: it is none.
+int BitsOf(const std::string& coding) {
+    constexpr std::string_view kKinds[] = {"G726-16", "G726-24", "G726-32", "G726-40"};
+    for (std::size_t i = 0; i < std::size(kKinds); ++i) {
+        if (coding == kKinds[i] || coding == "AAL2-" + std::string(kKinds[i])) {
+            return static_cast<int>(i) + 2;
+        }
+    }
+    return 0;
+}
+
 AVCodecID SoundCodec(const RtspFormat& format) {
+    if (BitsOf(format.coding) > 0 && format.clock == kG726Rate && format.channels == 1) {
+        return format.coding.starts_with("AAL2-") ? AV_CODEC_ID_ADPCM_G726 : AV_CODEC_ID_ADPCM_G726LE;
+    }
+    if (format.coding == "L16") {
+        return AV_CODEC_ID_PCM_S16BE;
+    }
     if (format.coding == "PCMU" || format.coding == "PCMA") {
         return format.coding == "PCMU" ? AV_CODEC_ID_PCM_MULAW : AV_CODEC_ID_PCM_ALAW;
     }
@@ -119,13 +146,19 @@ RtspTcpInput::~RtspTcpInput() {
 }
 
 void RtspTcpInput::TakePictures(const RtspFormat& format) {
-    m_isH265 = format.coding == "H265";
+    m_codec = CodecOf(format.coding);
+    m_pictureClock = format.clock > 0 && format.clock <= kMostClock ? format.clock : kPictureClock;
+    if (m_codec == AV_CODEC_ID_MPEG4) {
+        const std::string told = HexDecode(format.Parameter("config")).value_or("");
+        m_headers.assign(told.begin(), told.end());
+        return;
+    }
     const std::string_view order = format.Parameter("sprop-max-don-diff");
     if ((!order.empty() && order != "0") || format.Parameter("packetization-mode") == "2") {
         throw StrangeRtsp();
     }
-    m_units.emplace(m_isH265);
-    if (m_isH265) {
+    m_units.emplace(m_codec == AV_CODEC_ID_HEVC);
+    if (m_codec == AV_CODEC_ID_HEVC) {
         AppendSets(format.Parameter("sprop-vps"), m_headers);
         AppendSets(format.Parameter("sprop-sps"), m_headers);
         AppendSets(format.Parameter("sprop-pps"), m_headers);
@@ -154,6 +187,7 @@ void RtspTcpInput::TakeSound(const RtspFormat& format) {
     m_soundParameters->codec_type = AVMEDIA_TYPE_AUDIO;
     m_soundParameters->codec_id = codec;
     m_soundParameters->sample_rate = format.clock;
+    m_soundParameters->bits_per_coded_sample = BitsOf(format.coding);
     av_channel_layout_default(&m_soundParameters->ch_layout, format.channels);
 }
 
@@ -244,8 +278,12 @@ std::optional<CameraInput::Piece> RtspTcpInput::Read() {
 
 void RtspTcpInput::AddPicture(const RtpPacket& packet) {
     m_anyPicture = true;
-    m_stampUs = m_pictureTimes.Next(packet.stamp) * 1'000'000 / kPictureClock;
-    m_units->Add(packet.payload, m_bytes);
+    m_stampUs = m_pictureTimes.Next(packet.stamp) * 1'000'000 / m_pictureClock;
+    if (m_units) {
+        m_units->Add(packet.payload, m_bytes);
+    } else {
+        m_bytes.insert(m_bytes.end(), packet.payload.begin(), packet.payload.end());
+    }
     if (m_bytes.size() > kLargestPicture) {
         m_bytes.clear();
     }

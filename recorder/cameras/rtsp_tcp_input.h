@@ -1,4 +1,4 @@
-// The usual camera's session: H.264 or H.265 by RTSP within one TCP connection.
+// The usual camera's session: H.264, H.265 or MPEG-4 by RTSP within one TCP connection.
 #pragma once
 
 #include <chrono>
@@ -25,7 +25,7 @@ public:
     RtspTcpInput(const NetworkCamera& camera, const std::string& url, bool withSound, InputLimit& limit);
     ~RtspTcpInput() override;
 
-    AVCodecID Codec() const override { return m_isH265 ? AV_CODEC_ID_HEVC : AV_CODEC_ID_H264; }
+    AVCodecID Codec() const override { return m_codec; }
     std::span<const std::uint8_t> Headers() const override { return m_headers; }
     const AVCodecParameters* Sound() const override { return m_soundParameters.get(); }
     bool IsWhole() const override { return false; }
@@ -62,10 +62,11 @@ private:
     std::chrono::steady_clock::time_point m_aliveAt;
 
     std::string m_word;
-    bool m_isH265 = false;
+    AVCodecID m_codec = AV_CODEC_ID_NONE;
+    int m_pictureClock = 0;
     std::vector<std::uint8_t> m_headers;
     int m_picturesChannel = -1;
-    std::optional<RtpUnits> m_units;
+    std::optional<RtpUnits> m_units;  // nothing where packets hold pieces of pictures as they are
     Times m_pictureTimes;
     std::vector<std::uint8_t> m_bytes;  // of the picture that comes in
     std::int64_t m_stampUs = 0;         // of the bytes

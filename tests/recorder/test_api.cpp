@@ -230,6 +230,12 @@ TEST_F(Api, ChangesAreServedAtOnceAndKeptInTheFile) {
     EXPECT_TRUE(pin.starts_with("sha256:ab0c0c") && pin.size() == 71) << pin;
     EXPECT_NE(Text().find(", certificate = \"" + pin + "\""), std::string::npos) << Text();
     EXPECT_EQ(model->Current()->channels.at(0).config.source.network.certificate, pin);
+    Good("PATCH", "/cameras/0", R"({"address": "rtsps://192.0.2.1/main", "certificate": "any"})");
+    const auto events = model->Events().Latest(std::chrono::hours(1));
+    EXPECT_TRUE(std::any_of(events.begin(), events.end(), [](const Event& event) {
+        return event.level == EventLevel::Warning &&
+               event.text.starts_with("North gate: any certificate is taken");
+    }));
     Good("PATCH", "/cameras/0", R"({"certificate": ""})");
     EXPECT_EQ(Text().find("certificate"), std::string::npos);
 

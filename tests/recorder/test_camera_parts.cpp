@@ -30,6 +30,8 @@ TEST(CameraUrl, GivesTheLoginAndTheRest) {
         {"rtsps://guard@cam:322/a?b=c@d", "rtsps://cam:322/a?b=c@d", "cam", "guard", ""},
         {"rtsp://guard:a%40b%zz@[::1]:554", "rtsp://[::1]:554", "::1", "guard", "a@b%zz"},
         {"rtsp://[fe80::1%25eth0]:554/a", "rtsp://[fe80::1%25eth0]:554/a", "fe80::1%eth0", "", ""},
+        {"rtsp://[::1]/live@2", "rtsp://[::1]/live@2", "::1", "", ""},
+        {"rtsp://guard:pa/ss@[::1]/live", "rtsp://[::1]/live", "::1", "guard", "pa/ss"},
         {"rtsp://guard:pa/ss@cam/live", "rtsp://cam/live", "cam", "guard", "pa/ss"},
         {"rtsp://guard:p@ss@cam/live", "rtsp://cam/live", "cam", "guard", "p@ss"},
         {"rtsp://cam:554/live@2", "rtsp://cam:554/live@2", "cam", "", ""},

@@ -133,7 +133,8 @@ TEST_F(Cameras, SoundComesInAFormThatClientsKnow) {
     } cases[] = {{"8000 ! mulawenc ! rtppcmupay name=pay1", wire::kG711, 8000},
                  {"8000 ! alawenc ! rtppcmapay name=pay1", wire::kA711, 8000},
                  {"16000 ! avenc_aac ! rtpmp4gpay name=pay1", wire::kPCM, 16000},
-                 {"8000 ! avenc_g726 bitrate=32000 ! rtpg726pay name=pay1", wire::kPCM, 8000}};
+                 {"8000 ! avenc_g726 bitrate=32000 ! rtpg726pay name=pay1", wire::kPCM, 8000},
+                 {"16000 ! audioconvert ! rtpL16pay name=pay1", wire::kPCM, 16000}};
     for (const auto& test : cases) {
         const RtspPeer peer({"/live", kH264 + tone + test.coder});
         const int channel = m_hub->AddChannel("Door", Camera(peer.Url("/live")));

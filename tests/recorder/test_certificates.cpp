@@ -181,15 +181,16 @@ TEST_F(Certificates, AChangedOneEndsTheSessionsToCome) {
 // A session that only the library of formats could read, which checks nothing.
 TEST_F(Certificates, NothingIsReadUnchecked) {
     const auto made = m_maker.Make();
-    const RtspPeer peer({"--tls", made.file, "/jpeg", Pictures("jpegenc ! rtpjpegpay name=pay0"), "/g726",
-                         kH264 +
-                             " audiotestsrc is-live=true ! audio/x-raw,channels=1,rate=8000 ! avenc_g726 ! "
-                             "rtpg726pay name=pay1"});
+    const std::string tone = kH264 + " audiotestsrc is-live=true ! audio/x-raw,channels=1,rate=8000 ! ";
+    const RtspPeer peer({"--tls", made.file, "/jpeg", Pictures("jpegenc ! rtpjpegpay name=pay0"), "/opus",
+                         tone + "opusenc ! rtpopuspay name=pay1", "/g726",
+                         tone + "avenc_g726 ! rtpg726pay name=pay1"});
     EXPECT_THAT(WordsOf(Probe(peer.Url("/jpeg"))),
                 ElementsAre(StartsWith("what the camera sends is not read from an encrypted connection")));
-    const CameraReport report = Probe(peer.Url("/g726"));
+    const CameraReport report = Probe(peer.Url("/opus"));
     EXPECT_TRUE(report.HasPictures()) << testing::PrintToString(WordsOf(report));
     EXPECT_EQ(report.sound, "");
+    EXPECT_EQ(Probe(peer.Url("/g726")).sound, "G.726, 8000 Hz");
 }
 
 TEST_F(Certificates, TheProgramTellsWhatToWrite) {

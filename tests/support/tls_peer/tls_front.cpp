@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <csignal>
 #include <memory>
+#include <stdexcept>
 
 namespace kvtest {
 namespace {
@@ -57,9 +58,11 @@ TlsFront::TlsFront(std::uint16_t behind, const std::string& certificate)
     m_listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address = Loopback(0);
     socklen_t size = sizeof address;
-    ::bind(m_listener, reinterpret_cast<sockaddr*>(&address), size);
-    ::listen(m_listener, 64);
-    ::getsockname(m_listener, reinterpret_cast<sockaddr*>(&address), &size);
+    auto* const generic = reinterpret_cast<sockaddr*>(&address);
+    if (::bind(m_listener, generic, size) != 0 || ::listen(m_listener, 64) != 0 ||
+        ::getsockname(m_listener, generic, &size) != 0) {
+        throw std::runtime_error("no loopback port");
+    }
     m_port = ntohs(address.sin_port);
     m_acceptor = std::thread([this] { AcceptLoop(); });
 }
