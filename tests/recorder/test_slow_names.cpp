@@ -50,7 +50,7 @@ TEST(SlowNames, HoldNobodyUp) {
         camera.overUdp = overUdp;
         auto begin = Clock::now();
         EXPECT_THAT(ProbeCamera(camera, milliseconds(300), [] { return false; }).faults,
-                    testing::ElementsAre("the camera does not answer"));
+                    testing::ElementsAre(Fault(FaultCode::NoAnswer)));
         EXPECT_LT(Clock::now() - begin, milliseconds(1500));
         begin = Clock::now();
         ProbeCamera(camera, std::chrono::minutes(10),
