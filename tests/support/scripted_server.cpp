@@ -48,7 +48,7 @@ std::string Peer::ReceiveHead() {
     while (!head.ends_with("\r\n\r\n") && WaitReadable() && ::recv(m_socket, &byte, 1, 0) == 1) {
         head += byte;
     }
-    return head;
+    return m_stopping ? std::string() : head;  // whose script ends before all of it has come
 }
 
 std::string Peer::ReadHead() {
