@@ -5,6 +5,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <stdexcept>
+
 #include "connections/search_port.h"
 #include "recorder_program.h"
 #include "service/options.h"
@@ -25,7 +27,9 @@ public:
         sockaddr_in own{};
         own.sin_family = AF_INET;
         own.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        ::bind(m_socket, reinterpret_cast<const sockaddr*>(&own), sizeof own);
+        if (::bind(m_socket, reinterpret_cast<const sockaddr*>(&own), sizeof own) != 0) {
+            throw std::runtime_error("no port");
+        }
         ::setsockopt(m_socket, IPPROTO_IP, IP_MULTICAST_IF, &own.sin_addr, sizeof own.sin_addr);
         m_to.sin_family = AF_INET;
         m_to.sin_port = htons(port);

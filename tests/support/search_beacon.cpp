@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <stdexcept>
 
 #include "wire/recorder_search.h"
 
@@ -30,7 +31,9 @@ SearchBeacon::SearchBeacon(std::function<std::vector<std::string>(const std::str
     m_socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     sockaddr_in own{};
     own.sin_family = AF_INET;
-    ::bind(m_socket, reinterpret_cast<const sockaddr*>(&own), sizeof own);
+    if (::bind(m_socket, reinterpret_cast<const sockaddr*>(&own), sizeof own) != 0) {
+        throw std::runtime_error("no port");
+    }
     socklen_t size = sizeof own;
     ::getsockname(m_socket, reinterpret_cast<sockaddr*>(&own), &size);
     m_port = ntohs(own.sin_port);

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <stdexcept>
 
 #include "support/onvif_device/onvif_login.h"
 
@@ -22,7 +23,9 @@ OnvifBeacon::OnvifBeacon(std::vector<Camera> cameras, const std::string& at) : m
     }
     m_socket = ::socket(own.sin6_family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     socklen_t size = isFour ? sizeof four : sizeof own;
-    ::bind(m_socket, reinterpret_cast<const sockaddr*>(&own), size);
+    if (::bind(m_socket, reinterpret_cast<const sockaddr*>(&own), size) != 0) {
+        throw std::runtime_error("no port");
+    }
     ::getsockname(m_socket, reinterpret_cast<sockaddr*>(&own), &size);
     m_port = ntohs(own.sin6_port);
     ip_mreq group{};
