@@ -235,7 +235,8 @@ ParsedViews ReadViews(const QByteArray& text) {
 
 std::string CleanViewName(const std::string& name) {
     const QString line = QString::fromStdString(OutsideLine(name)).simplified();
-    return Utf16Left(line.toStdString(), kMaxViewName);
+    const std::string cut = Utf16Left(line.toStdString(), kMaxViewName);
+    return QString::fromStdString(cut).trimmed().toStdString();
 }
 
 }  // namespace kvmon

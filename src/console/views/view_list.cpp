@@ -203,7 +203,7 @@ std::string FreeViewName(const std::vector<NamedView>& views, const std::string&
     std::string candidate = name;
     for (int number = 2; isTaken(candidate); ++number) {
         const std::string suffix = " (" + std::to_string(number) + ")";
-        candidate = Utf16Left(name, kMaxViewName - suffix.size()) + suffix;
+        candidate = CleanViewName(Utf16Left(name, kMaxViewName - suffix.size())) + suffix;
     }
     return candidate;
 }
