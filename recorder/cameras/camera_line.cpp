@@ -1,11 +1,11 @@
 #include "cameras/camera_line.h"
 
-#include <cerrno>
 #include <memory>
 
 #include "cameras/camera_error.h"
 #include "cameras/camera_url.h"
 #include "cameras/camera_words.h"
+#include "cameras/connect_fault.h"
 
 namespace kvrecorder {
 namespace {
@@ -17,24 +17,10 @@ using Clock = std::chrono::steady_clock;
 constexpr milliseconds kLook{50};
 
 [[noreturn]] void Fail(CURL* easy, CURLcode error) {
-    long system = 0;
-    curl_easy_getinfo(easy, CURLINFO_OS_ERRNO, &system);
-    switch (error) {
-        case CURLE_COULDNT_RESOLVE_HOST:
-            throw CameraError(words::kUnknownHost);
-        case CURLE_COULDNT_CONNECT:
-            throw CameraError(system == EHOSTUNREACH || system == ENETUNREACH ? words::kNoWay
-                                                                              : words::kNothingListens);
-        case CURLE_OPERATION_TIMEDOUT:
-            throw CameraError(words::kNoAnswer);
-        case CURLE_SSL_CONNECT_ERROR:
-        case CURLE_PEER_FAILED_VERIFICATION:
-            throw CameraError(words::kNotEncrypted);
-        case CURLE_OUT_OF_MEMORY:
-            throw CameraError(words::kNoMemory);
-        default:
-            throw CameraError(words::kClosed);
+    if (error == CURLE_OUT_OF_MEMORY) {
+        throw CameraError(words::kNoMemory);
     }
+    throw CameraError(ConnectFault(easy, error).value_or(words::kClosed));
 }
 
 // The same place as the library of transfers connects to: "https://host:322/" of "rtsps://host/path".

@@ -1,13 +1,13 @@
 #include "cameras/http_input.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <utility>
 
 #include <curl/curl.h>
 
 #include "cameras/camera_words.h"
 #include "cameras/certificate_check.h"
+#include "cameras/connect_fault.h"
 #include "cameras/curl_handles.h"
 #include "cameras/jpeg_walk.h"
 #include "cameras/multipart_reader.h"
@@ -199,19 +199,10 @@ private:
 
     [[noreturn]] void Fail(CURLcode error) const {
         m_check.ThrowIfRefused();
-        long system = 0;
-        curl_easy_getinfo(m_easy.get(), CURLINFO_OS_ERRNO, &system);
+        if (const auto fault = ConnectFault(m_easy.get(), error)) {
+            throw CameraError(*fault);
+        }
         switch (error) {
-            case CURLE_COULDNT_RESOLVE_HOST:
-                throw CameraError(words::kUnknownHost);
-            case CURLE_COULDNT_CONNECT:
-                throw CameraError(system == EHOSTUNREACH || system == ENETUNREACH ? words::kNoWay
-                                                                                  : words::kNothingListens);
-            case CURLE_OPERATION_TIMEDOUT:
-                throw CameraError(words::kNoAnswer);
-            case CURLE_SSL_CONNECT_ERROR:
-            case CURLE_PEER_FAILED_VERIFICATION:
-                throw CameraError(words::kNotEncrypted);
             case CURLE_GOT_NOTHING:
             case CURLE_RECV_ERROR:
             case CURLE_SEND_ERROR:
