@@ -59,7 +59,9 @@ private:
 
     static QWidget* Main() {
         for (QWidget* const window : QApplication::topLevelWidgets()) {
-            if (window->isVisible() && window->windowTitle() == QLatin1String("kvmon")) {
+            // Its title tells what it shows.
+            if (window->isVisible() && window->windowType() == Qt::Window &&
+                qobject_cast<QDialog*>(window) == nullptr) {
                 return window;
             }
         }
