@@ -51,7 +51,7 @@ void CheckHostIsKnown(const std::string& host, InputLimit& limit) {
             asked->changed.notify_all();
         }).detach();
     } catch (const std::system_error&) {
-        throw CameraError(words::kNoMemory);
+        throw CameraError(FaultCode::NoThread);
     }
     std::unique_lock lock(asked->mutex);
     while (!asked->changed.wait_for(lock, kLook, [&] { return asked->isKnown.has_value(); })) {
