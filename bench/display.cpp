@@ -33,12 +33,13 @@ Display::Display(const std::string& folder) {
     ::posix_spawn_file_actions_init(&files);
     ::posix_spawn_file_actions_adddup2(&files, number[1], STDOUT_FILENO);
     const std::string words = folder + "/xvfb.log";
-    ::posix_spawn_file_actions_addopen(&files, STDERR_FILENO, words.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    ::posix_spawn_file_actions_addopen(&files, STDERR_FILENO, words.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                       0600);
     std::string screen = std::to_string(kWidth) + "x" + std::to_string(kHeight) + "x24";
     std::string options[] = {"-displayfd", "1", "-screen", "0", "-nolisten", "tcp", "-noreset"};
-    char* const command[] = {program.data(),    options[0].data(), options[1].data(), options[2].data(),
-                             options[3].data(), screen.data(),     options[4].data(), options[5].data(),
-                             options[6].data(), nullptr};
+    char* const command[] = {
+        program.data(), options[0].data(), options[1].data(), options[2].data(), options[3].data(),
+        screen.data(),  options[4].data(), options[5].data(), options[6].data(), nullptr};
     const int error = ::posix_spawn(&m_process, program.c_str(), &files, nullptr, command, environ);
     ::posix_spawn_file_actions_destroy(&files);
     ::close(number[1]);
@@ -78,8 +79,10 @@ std::vector<std::vector<std::uint32_t>> Display::See(const std::vector<Box>& box
         const std::unique_ptr<xcb_get_image_reply_t, Freed> image(
             xcb_get_image_reply(m_connection, asked[i], nullptr));
         if (image != nullptr) {
-            seen[i].resize(static_cast<std::size_t>(boxes[i].width) * static_cast<std::size_t>(boxes[i].height));
-            std::memcpy(seen[i].data(), xcb_get_image_data(image.get()), seen[i].size() * sizeof(std::uint32_t));
+            seen[i].resize(static_cast<std::size_t>(boxes[i].width) *
+                           static_cast<std::size_t>(boxes[i].height));
+            std::memcpy(seen[i].data(), xcb_get_image_data(image.get()),
+                        seen[i].size() * sizeof(std::uint32_t));
         }
     }
     return seen;

@@ -19,7 +19,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::nanoseconds kPicture{1'000'000'000 / kPicturesPerSecond};
 
 void DecodeOne(AVCodecID id, const std::vector<kvtest::CodedUnit>& film, Clock::time_point first,
-               const std::atomic<bool>& bEnd) {
+               const std::atomic<bool>& bEnd, std::atomic<long>& decoded) {
     AVCodecContext* context = avcodec_alloc_context3(avcodec_find_decoder(id));
     context->thread_count = 1;
     if (avcodec_open2(context, nullptr, nullptr) != 0) {
@@ -36,6 +36,7 @@ void DecodeOne(AVCodecID id, const std::vector<kvtest::CodedUnit>& film, Clock::
         av_packet_unref(packet);
         while (avcodec_receive_frame(context, frame) == 0) {
             av_frame_unref(frame);
+            ++decoded;
         }
     }
     av_frame_free(&frame);
@@ -46,15 +47,17 @@ void DecodeOne(AVCodecID id, const std::vector<kvtest::CodedUnit>& film, Clock::
 }  // namespace
 
 void DecodePaced(kvtest::Coding coding, const std::vector<kvtest::CodedUnit>& film, int streams,
-                 const std::function<void()>& during) {
+                 const std::function<void(const std::function<long()>&)>& during) {
     const AVCodecID id = coding == kvtest::Coding::Mjpeg ? AV_CODEC_ID_MJPEG : AV_CODEC_ID_H264;
     std::atomic<bool> bEnd = false;
+    std::atomic<long> decoded = 0;
     std::vector<std::jthread> threads;
     const Clock::time_point begin = Clock::now();
     for (int i = 0; i < streams; ++i) {
-        threads.emplace_back([&, first = begin + kPicture * i / streams] { DecodeOne(id, film, first, bEnd); });
+        threads.emplace_back(
+            [&, first = begin + kPicture * i / streams] { DecodeOne(id, film, first, bEnd, decoded); });
     }
-    during();
+    during([&] { return decoded.load(); });
     bEnd = true;
 }
 

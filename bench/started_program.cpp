@@ -39,7 +39,8 @@ StartedProgram::StartedProgram(const std::vector<std::string>& command, const st
     posix_spawn_file_actions_t files;
     ::posix_spawn_file_actions_init(&files);
     ::posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    ::posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    ::posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, output.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                       0600);
     ::posix_spawn_file_actions_adddup2(&files, STDOUT_FILENO, STDERR_FILENO);
     const int error = ::posix_spawn(&m_process, words[0].c_str(), &files, nullptr, Pointers(words).data(),
                                     Pointers(environment).data());

@@ -11,7 +11,8 @@ namespace kvbench {
 // A process from its start to this object's end, which terminates it and waits. Its words go to a file.
 class StartedProgram {
 public:
-    // `variables`: NAME=VALUE beside the present environment. Throws std::runtime_error when there is no such program.
+    // `variables`: NAME=VALUE beside the present environment. Throws std::runtime_error when there is no such
+    // program.
     StartedProgram(const std::vector<std::string>& command, const std::string& output,
                    const std::vector<std::string>& variables = {});
     ~StartedProgram();

@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -74,6 +75,7 @@ struct Cost {
 struct Plan {
     int repeats = 3;
     int seconds = 5;
+    int wall = 0;
     std::string monitor = "build/bin/kvmon";
     std::string recorder = "build/bin/kvrecorder";
     std::string figures = "build/bench_wall.txt";
@@ -97,12 +99,16 @@ public:
     }
 
     Cost Decode() const {
+        double shown = 0;
         double used = 0;
-        kvbench::DecodePaced(m_wall.coding, m_units, m_wall.Cells(), [&] {
-            Sleep(std::chrono::seconds(1));
-            used = Used(::getpid());
-        });
-        return {used, kvbench::kPicturesPerSecond};
+        kvbench::DecodePaced(
+            m_wall.coding, m_units, m_wall.Cells(), [&](const std::function<long()>& decoded) {
+                Sleep(std::chrono::seconds(1));
+                const long before = decoded();
+                used = Used(::getpid());
+                shown = static_cast<double>(decoded() - before) / m_plan.seconds / m_wall.Cells();
+            });
+        return {used, shown};
     }
 
     Cost Monitor(const Display& display) const {
@@ -365,8 +371,10 @@ void Measure(const Plan& plan) {
     auto figures = ReadFigures(plan.figures);
     try {
         const Display display(folder);
-        for (const WallKind& wall : kWalls) {
-            MeasureWall(plan, wall, folder, display, figures);
+        for (std::size_t i = 0; i < std::size(kWalls); ++i) {
+            if (plan.wall == 0 || plan.wall == static_cast<int>(i) + 1) {
+                MeasureWall(plan, kWalls[i], folder, display, figures);
+            }
         }
     } catch (...) {
         std::filesystem::remove_all(folder);
@@ -385,11 +393,13 @@ int main(int argc, char** argv) {
     Plan plan;
     plan.repeats = argc > 1 ? std::atoi(argv[1]) : plan.repeats;
     plan.seconds = argc > 2 ? std::atoi(argv[2]) : plan.seconds;
-    plan.monitor = argc > 3 ? argv[3] : plan.monitor;
-    plan.recorder = argc > 4 ? argv[4] : plan.recorder;
-    plan.figures = argc > 5 ? argv[5] : plan.figures;
-    if (plan.repeats < 1 || plan.seconds < 1) {
-        std::fprintf(stderr, "bench_wall [REPEATS [SECONDS [KVMON KVRECORDER [FILE]]]]\n");
+    plan.wall = argc > 3 ? std::atoi(argv[3]) : plan.wall;
+    plan.monitor = argc > 4 ? argv[4] : plan.monitor;
+    plan.recorder = argc > 5 ? argv[5] : plan.recorder;
+    plan.figures = argc > 6 ? argv[6] : plan.figures;
+    if (plan.repeats < 1 || plan.seconds < 1 || plan.wall < 0 ||
+        plan.wall > static_cast<int>(std::size(kWalls))) {
+        std::fprintf(stderr, "bench_wall [REPEATS [SECONDS [WALL [KVMON KVRECORDER FILE]]]]\n");
         return 2;
     }
     try {

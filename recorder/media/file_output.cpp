@@ -25,10 +25,10 @@ void FileOutput::ContextFree::operator()(AVIOContext* context) const {
 
 FileOutput::FileOutput(Descriptor file) : m_file(std::move(file)) {
     void* buffer = av_malloc(kBufferBytes);
-    AVIOContext* const context =
-        buffer == nullptr
-            ? nullptr
-            : avio_alloc_context(static_cast<unsigned char*>(buffer), kBufferBytes, 1, this, nullptr, Write, Seek);
+    AVIOContext* const context = buffer == nullptr
+                                     ? nullptr
+                                     : avio_alloc_context(static_cast<unsigned char*>(buffer), kBufferBytes,
+                                                          1, this, nullptr, Write, Seek);
     if (context == nullptr) {
         av_free(buffer);
         throw std::bad_alloc();
