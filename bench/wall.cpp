@@ -20,48 +20,28 @@
 #include <string>
 #include <thread>
 
-#include "child_process.h"
 #include "display.h"
 #include "films.h"
+#include "live_wall.h"
 #include "paced_decode.h"
-#include "persist/orvo_registry.h"
 #include "started_program.h"
 
 namespace {
 
 using kvbench::Display;
+using kvbench::kStyleCustom;
+using kvbench::kStyleFour;
 using kvbench::ProcessMs;
 using kvbench::StartedProgram;
+using kvbench::WallKind;
 using kvtest::Coding;
 
-struct WallKind {
-    Coding coding;
-    int width;
-    int height;
-    int bitrate;
-    int columns;
-    int rows;
-    int cellWidth;
-    int cellHeight;
-    std::uint32_t style;  // of kvmon, as it is stored
-    std::uint32_t customStyle;
-
-    int Cells() const { return columns * rows; }
-    std::string Name() const {
-        return std::to_string(Cells()) + " x " + (coding == Coding::Mjpeg ? "MJPEG " : "") +
-               std::to_string(width) + "x" + std::to_string(height) + " into " + std::to_string(cellWidth) +
-               "x" + std::to_string(cellHeight);
-    }
-};
-
-constexpr std::uint32_t kFour = 2;
-constexpr std::uint32_t kCustom = 8;
 constexpr WallKind kWalls[] = {
-    {Coding::H264, 640, 480, 1'000'000, 2, 2, 391, 274, kFour, 0},
-    {Coding::H264, 640, 480, 1'000'000, 4, 4, 195, 137, kCustom, 0},
-    {Coding::H264, 1920, 1080, 4'000'000, 2, 2, 391, 274, kFour, 0},
-    {Coding::H264, 352, 240, 512'000, 6, 6, 130, 91, kCustom, 4},
-    {Coding::Mjpeg, 640, 480, 0, 2, 2, 391, 274, kFour, 0},
+    {Coding::H264, 640, 480, 1'000'000, 2, 2, 391, 274, kStyleFour, 0},
+    {Coding::H264, 640, 480, 1'000'000, 4, 4, 195, 137, kStyleCustom, 0},
+    {Coding::H264, 1920, 1080, 4'000'000, 2, 2, 391, 274, kStyleFour, 0},
+    {Coding::H264, 352, 240, 512'000, 6, 6, 130, 91, kStyleCustom, 4},
+    {Coding::Mjpeg, 640, 480, 0, 2, 2, 391, 274, kStyleFour, 0},
 };
 constexpr int kFilmSeconds = 2;
 constexpr std::chrono::seconds kSettle{4};
@@ -76,8 +56,7 @@ struct Plan {
     int repeats = 3;
     int seconds = 5;
     int wall = 0;
-    std::string monitor = "build/bin/kvmon";
-    std::string recorder = "build/bin/kvrecorder";
+    kvbench::Programs programs;
     std::string figures = "build/bench_wall.txt";
 };
 
@@ -112,38 +91,9 @@ public:
     }
 
     Cost Monitor(const Display& display) const {
-        const std::string data = m_folder + "/client";
-        std::filesystem::remove_all(data);
-        std::filesystem::create_directories(data);
-        {
-            kvmon::COrvoRegistry settings;
-            kvmon::RegistryApp app;
-            app.databasePath = data + "/settings.db";
-            settings.InitRegistry(false, app);
-            settings.WriteProfileInt("Bench", "ViewStyle", m_wall.style);
-            settings.WriteProfileInt("Bench\\CustomChannelStyle", "Style", m_wall.customStyle);
-        }
-        std::ofstream(m_folder + "/password") << "bench\n";
-        std::filesystem::permissions(m_folder + "/password", std::filesystem::perms(0600));
-        {
-            std::ofstream config(m_folder + "/recorder.toml");
-            std::filesystem::permissions(m_folder + "/recorder.toml", std::filesystem::perms(0600));
-            config << "listen = \"127.0.0.1:0\"\n[server]\nname = \"Bench\"\n"
-                   << "[[users]]\nname = \"bench\"\npassword = \"bench\"\n";
-            for (int i = 0; i < m_wall.Cells(); ++i) {
-                config << "[[channels]]\nname = \"" << i << "\"\nfile = \"" << m_film << "\"\n"
-                       << "streams = [{ codec = \"" << (m_wall.coding == Coding::Mjpeg ? "mjpeg" : "h264")
-                       << "\", width = " << m_wall.width << ", height = " << m_wall.height
-                       << ", fps = 25 }]\n";
-            }
-        }
-        const kvbench::ChildProcess recorder({m_plan.recorder, "--config", m_folder + "/recorder.toml"});
-        const StartedProgram monitor(
-            {m_plan.monitor, "--server", "127.0.0.1", "--port", std::to_string(recorder.Port()), "--user",
-             "bench", "--password-file", m_folder + "/password", "--auto-start", "--data-dir", data},
-            m_folder + "/kvmon.log", {display.Variable(), "QT_QPA_PLATFORM=xcb"});
+        const kvbench::LiveWall live(m_plan.programs, m_wall, m_film, m_folder, display);
         Sleep(kSettle);
-        const double used = Used(monitor.Process());
+        const double used = Used(live.Monitor());
         return {used, ShownRate(display)};
     }
 
@@ -394,8 +344,8 @@ int main(int argc, char** argv) {
     plan.repeats = argc > 1 ? std::atoi(argv[1]) : plan.repeats;
     plan.seconds = argc > 2 ? std::atoi(argv[2]) : plan.seconds;
     plan.wall = argc > 3 ? std::atoi(argv[3]) : plan.wall;
-    plan.monitor = argc > 4 ? argv[4] : plan.monitor;
-    plan.recorder = argc > 5 ? argv[5] : plan.recorder;
+    plan.programs.monitor = argc > 4 ? argv[4] : plan.programs.monitor;
+    plan.programs.recorder = argc > 5 ? argv[5] : plan.programs.recorder;
     plan.figures = argc > 6 ? argv[6] : plan.figures;
     if (plan.repeats < 1 || plan.seconds < 1 || plan.wall < 0 ||
         plan.wall > static_cast<int>(std::size(kWalls))) {

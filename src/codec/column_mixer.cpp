@@ -11,8 +11,8 @@ namespace kvmon {
 
 namespace {
 
-constexpr int kBlock = 8;          // samples made at once
-constexpr int kBlockSource = 16;   // bytes of the source that they may come from
+constexpr int kBlock = 8;             // samples made at once
+constexpr int kBlockSource = 16;      // bytes of the source that they may come from
 constexpr std::uint8_t kZero = 0x80;  // a shuffle's place that is filled with nothing
 
 }  // namespace
@@ -113,7 +113,8 @@ __attribute__((target("ssse3"))) void ColumnMixer::Mix(const std::uint8_t* row, 
         // At most 255 * 127 + 64 either way: it fits 16 bits.
         const __m128i more = _mm_mullo_epi16(_mm_sub_epi16(lower, upper), Load(block.part.data()));
         const __m128i mixed = _mm_add_epi16(upper, _mm_srai_epi16(_mm_add_epi16(more, half), 7));
-        _mm_storel_epi64(static_cast<__m128i*>(static_cast<void*>(to + block.at)), _mm_packus_epi16(mixed, mixed));
+        _mm_storel_epi64(static_cast<__m128i*>(static_cast<void*>(to + block.at)),
+                         _mm_packus_epi16(mixed, mixed));
     }
 }
 #else

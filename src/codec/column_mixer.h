@@ -1,5 +1,5 @@
-// The step across a row: each sample of the target between two neighbours of the source. Inside this folder and its
-// tests only.
+// The step across a row: each sample of the target between two neighbours of the source. Inside this folder
+// and its tests only.
 #pragma once
 
 #include <cstddef>
@@ -21,7 +21,8 @@ struct SampleSteps {
     std::int64_t last;
 };
 
-// Mixes row after row of one width to another. Both sizes are positive. One thread at a time; allocates nothing.
+// Mixes row after row of one width to another. Both sizes are positive. One thread at a time; allocates
+// nothing.
 class ColumnMixer {
 public:
     enum class Way { Plain, Best };
@@ -32,8 +33,8 @@ public:
     ColumnMixer(int from, int to, std::span<std::uint8_t> table, Way way = Way::Best);
     static std::size_t TableBytes(int to);
 
-    // `row` has one sample more than the source is wide, the last one twice, and kReadBeyond bytes of no meaning. Every
-    // way gives the same samples.
+    // `row` has one sample more than the source is wide, the last one twice, and kReadBeyond bytes of no
+    // meaning. Every way gives the same samples.
     void Mix(const std::uint8_t* row, std::uint8_t* to) const;
 
 private:
