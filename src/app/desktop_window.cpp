@@ -210,7 +210,7 @@ void DesktopWindow::ReturnToDisplay() {
 void DesktopWindow::Activate() {
     m_client.CreateControlWindow(this).show();
     OpenView();
-    m_walls.Update();
+    m_walls.Begin();
     m_known = PropertiesOf(m_client);  // the language may be another one, where the wanted one is missing
 }
 

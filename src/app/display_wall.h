@@ -41,7 +41,8 @@ public:
 
     const QString& Display() const { return m_display; }
     std::uint16_t Language() const { return m_language; }
-    // To be opened with the next session, in place of what was left here. One that the user has told is missed.
+    // To be opened with the next session, in place of what was left here. One that the user has told is
+    // missed.
     void SetView(const std::string& name, bool bTold);
     const std::string& View() const { return m_view; }
 

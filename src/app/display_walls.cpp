@@ -111,6 +111,17 @@ DisplayWall* DisplayWalls::Find(const QString& display) const {
     return found != m_walls.end() ? found->get() : nullptr;
 }
 
+void DisplayWalls::Begin() {
+    CMainDlg* const first = m_first.MainDlg();
+    const QList<QScreen*> displays = QGuiApplication::screens();
+    for (int i = 0; i < displays.size(); ++i) {
+        if (first != nullptr && m_views.contains(displays[i]->name()) && first->IsOn(*displays[i])) {
+            std::fprintf(stderr, "kvmon: display %d is the window's own; --view opens a view there\n", i + 1);
+        }
+    }
+    Update();
+}
+
 void DisplayWalls::Update() {
     if (!m_bPending) {
         m_bPending = true;

@@ -22,9 +22,9 @@ struct WallWishes {
     WallStart start = WallStart::Window;
 };
 
-// Each display that is to have a wall has one while neither the first console nor its second display is there.
-// A wall has the first console's session. One that its user leaves stays away until all are turned on again;
-// one whose display goes comes back with it. Where walls are locked they stand and fall together: the
+// Each display that is to have a wall has one while neither the first console nor its second display is
+// there. A wall has the first console's session. One that its user leaves stays away until all are turned on
+// again; one whose display goes comes back with it. Where walls are locked they stand and fall together: the
 // password that leads out of one leads out of all. User interface thread only.
 class DisplayWalls final : private DisplayWall::Owner {
 public:
@@ -38,6 +38,8 @@ public:
     // By the user, who is asked no more: on all displays, or off where they are.
     void Turn();
 
+    // When the first console is there.
+    void Begin();
     // Later, once for all calls until then: opens and closes walls, as the displays and the session are now.
     void Update();
     // The first console's session has begun or ended, or its language is another one.

@@ -110,10 +110,8 @@ void ConsoleParts::LoadSettings() {
     view.LoadMaxViewMode(start.maxViewMode);
     controls.SetPressed(kCtlViewSize, start.maxViewMode);
     sequential.SetInterval(start.sequentialMs);
-    // The first one tells of events, and which camera is heard.
-    if (settings.IsFirstWall()) {
-        events.Start();
-    }
+    events.Start();
+    // Not all walls are heard at once, unless their users want it.
     audio.LoadSettings(start.audio && settings.IsFirstWall());
 }
 

@@ -36,7 +36,7 @@ protected:
     // As the program does it, with this command line, until all its walls have their cells.
     CMainDlg& Run(std::vector<std::string> args) {
         args.insert(args.end(), {"--port", std::to_string(recorder.Port()), "--auth",
-                                 "YWRtaW46aHVudGVyMg==", "--auto-start", "--display", "1"});
+                                 "YWRtaW46aHVudGVyMg==", "--auto-start"});
         std::istringstream none;
         const ParsedCommandLine parsed = ParseCommandLine(args, none);
         EXPECT_TRUE(parsed.options) << parsed.text;
@@ -151,9 +151,10 @@ TEST_F(DisplayWallsTest, EachDisplayHasAWallWithAViewOfItsOwnAndKeepsIt) {
     // The command line's view goes before what was left there, on the displays that it names.
     window.reset();
     testing::internal::CaptureStderr();
-    Run({"--display-view", "3=Alone", "--display-view", "9=Nine"});
+    Run({"--display-view", "3=Alone", "--display-view", "9=Nine", "--display-view", "1=Nine"});
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                HasSubstr("kvmon: there is no display 9; 3 are there"));
+                AllOf(HasSubstr("kvmon: there is no display 9; 3 are there"),
+                      HasSubstr("kvmon: display 1 is the window's own")));
     EXPECT_EQ(ViewOn(2), "Alone");
     EXPECT_THAT(Covered(), ElementsAre(0, kLeftOfC)) << "the first wall was left in full screen";
 }
@@ -202,10 +203,13 @@ TEST_F(DisplayWallsTest, WallsComeAndGoByTheMenuAndByEscape) {
     EXPECT_EQ(WallOn(2), &first);
     EXPECT_THAT(Covered(), ElementsAre(0, kLeftOfB, kLeftOfC));
 
+    PressKey(first, Qt::Key_F11);
+
     // They are there at the next start, and not after they were turned off.
     window.reset();
-    Run({});
+    Run({"--display", "1"});
     Wall(1);
+    Wall(2);
     KeyOn(2, Qt::Key_D, Qt::ControlModifier);
     EXPECT_THAT(Panels(), IsEmpty());
     window.reset();
@@ -254,9 +258,8 @@ TEST_F(DisplayWallsTest, TheSessionIsTheFirstConsoles) {
     CMainDlg& first = Run({"--all-displays"});
     Wall(1);
     KeyOn(2, Qt::Key_L, Qt::ControlModifier);
-    ASSERT_TRUE(PumpUntil([&] {
-        return !first.IsLoggedIn() && !WallOn(1)->IsLoggedIn() && !WallOn(2)->IsLoggedIn();
-    }));
+    ASSERT_TRUE(PumpUntil(
+        [&] { return !first.IsLoggedIn() && !WallOn(1)->IsLoggedIn() && !WallOn(2)->IsLoggedIn(); }));
     EXPECT_THAT(Covered(), ElementsAre(kLeftOfB, kLeftOfC)) << "it stays a wall";
 
     // By the card of the first console, at another recorder.
@@ -282,7 +285,8 @@ TEST_F(DisplayWallsTest, OneLockHoldsAllOfThem) {
     CMainDlg& first = Run({"--lock", "--all-displays"});
     Wall(1);
     Wall(2);
-    ASSERT_TRUE(PumpUntil([&] { return first.IsLocked() && WallOn(1)->IsLocked() && WallOn(2)->IsLocked(); }));
+    ASSERT_TRUE(
+        PumpUntil([&] { return first.IsLocked() && WallOn(1)->IsLocked() && WallOn(2)->IsLocked(); }));
     for (const int key : {+Qt::Key_F10, +Qt::Key_O}) {
         KeyOn(2, key);
         EXPECT_EQ(OpenDialog(), nullptr);
