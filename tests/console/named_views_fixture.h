@@ -32,7 +32,8 @@ protected:
     void Second() { console->Parts().OnSecond(); }
     std::string Status() { return console->Parts().status.text().toStdString(); }
     void Swap(int a, int b) {
-        console->SendMessage(kvmon::kMsgVideoWndMove, static_cast<kvmon::WParam>(a), kvmon::PackPoint(MiddleOf(b)));
+        console->SendMessage(kvmon::kMsgVideoWndMove, static_cast<kvmon::WParam>(a),
+                             kvmon::PackPoint(MiddleOf(b)));
         Pump();
     }
     QPoint MiddleOf(int n) { return Cell(n).mapToGlobal(Cell(n).rect().center()); }

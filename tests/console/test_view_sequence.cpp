@@ -33,8 +33,8 @@ protected:
     MenuSpots spots{wall.desk, wall.buttons, wall.cells};
     ScreenController screens{wall.desk, wall.commands, wall.wallEvents, wall.controls, wall.view};
     SequentialMode sequential{wall.desk, wall.timers, spots, wall.controls, wall.view, wall.settings};
-    ViewSwitch views{wall.desk,  site, wall.commands, wall.timers,  wall.controls, wall.view,
-                     sequential, screens,       wall.cameras, wall.recorders};
+    ViewSwitch views{wall.desk, site,       wall.commands, wall.timers,  wall.controls,
+                     wall.view, sequential, screens,       wall.cameras, wall.recorders};
 };
 
 }  // namespace

@@ -320,6 +320,40 @@ TEST_F(DisplayWallsTest, OneLockHoldsAllOfThem) {
     EXPECT_THAT(Panels(), IsEmpty());
 }
 
+TEST_F(DisplayWallsTest, OptionsAndRecordersAreThoseOfTheFirstConsole) {
+    FakeRecorder annex("Annex", {{"Stable"}, {"Barn"}});
+    SaveServerList(Registry(), "Hall",
+                   {{"", "127.0.0.1", recorder.Port(), "admin", "hunter2", 9},
+                    {"", "127.0.0.1", annex.Port(), "admin", "hunter2", 2}});
+    CMainDlg& first = Run({"--all-displays"});
+    const auto cameras = [](CMainDlg& each) { return each.Parts().cameras.GetCount(); };
+    ASSERT_TRUE(
+        PumpUntil([&] { return cameras(first) == 11 && cameras(Wall(1)) == 11 && cameras(Wall(2)) == 11; }));
+
+    KeyOn(2, Qt::Key_O);
+    ASSERT_TRUE(PumpUntil([] { return OpenDialog() != nullptr; }));
+    for (const char* const flag : {"1513", "1510"}) {  // recorders' names in the captions, flash on events
+        if (auto* const check = OpenDialog()->findChild<QAbstractButton*>(QLatin1String(flag))) {
+            check->click();
+        }
+    }
+    OpenDialog()->accept();
+    Pump();
+    const ConsoleOptions wanted = first.Parts().settings.options;
+    ASSERT_TRUE(wanted.bEventHighLight);
+    EXPECT_EQ(Wall(1).Parts().settings.options, wanted);
+    EXPECT_EQ(Wall(2).Parts().settings.options, wanted);
+
+    first.Press(kCtlRecorders);
+    ASSERT_TRUE(PumpUntil([] { return OpenDialog() != nullptr; }));
+    OpenDialog()->findChild<QAbstractButton*>(QStringLiteral("remove"))->click();
+    OpenDialog()->accept();
+    ASSERT_TRUE(
+        PumpUntil([&] { return cameras(first) == 9 && cameras(Wall(1)) == 9 && cameras(Wall(2)) == 9; }));
+    window.reset();
+    EXPECT_THAT(LoadServerList(Registry(), "admin@127.0.0.1:" + std::to_string(recorder.Port())), IsEmpty());
+}
+
 // Its dialogs are the first console's, which alone writes what is kept for all.
 TEST_F(DisplayWallsTest, WhatIsOfTheProgramOpensAtTheFirstConsole) {
     CMainDlg& first = Run({"--all-displays"});
