@@ -49,9 +49,9 @@ bool DisplayWall::IsOpen() const {
     return m_console && m_console->IsFullScreen();
 }
 
-void DisplayWall::Open(const QScreen& display, WallStart start) {
+void DisplayWall::Open(const QScreen& display) {
     m_host.move(display.geometry().topLeft());  // it may have come back elsewhere
-    m_console->BeginWall(start);
+    m_console->BeginWall(WallStart::FullScreen);
 }
 
 void DisplayWall::Close() {
@@ -69,7 +69,7 @@ void DisplayWall::KeepView() {
     }
 }
 
-void DisplayWall::Follow(const std::optional<RecorderLogin>& login) {
+void DisplayWall::Follow(const std::optional<RecorderLogin>& login, bool bLocked) {
     if (!login) {
         KeepView();
         m_console->Logout();
@@ -79,6 +79,9 @@ void DisplayWall::Follow(const std::optional<RecorderLogin>& login) {
     const bool bSame = mine == login;
     if (mine) {
         Wipe(mine->password);
+    }
+    if (bLocked) {
+        m_console->BeginWall(WallStart::Locked);
     }
     if (!bSame) {
         OpenView();

@@ -49,12 +49,12 @@ public:
     bool IsOpen() const;
     bool IsLive() const { return m_bLive && IsOpen(); }
     // Covers the display.
-    void Open(const QScreen& display, WallStart start);
+    void Open(const QScreen& display);
     // Ends the session, without waiting for its threads, and uncovers the display. What is on the wall is
     // kept for the next time.
     void Close();
-    // The session of the first console; nothing ends the one here.
-    void Follow(const std::optional<RecorderLogin>& login);
+    // The session of the first console; nothing ends the one here. With `bLocked` the wall is locked by it.
+    void Follow(const std::optional<RecorderLogin>& login, bool bLocked = false);
     void OnShared(SharedThing thing);
 
     // --- ClientSite. The first recorder is told with the session.

@@ -169,11 +169,12 @@ void DisplayWalls::UpdateWall(const QScreen& display) {
         }
     }
     if (!wall->IsOpen()) {
-        wall->Open(display, m_start == WallStart::Locked ? WallStart::Locked : WallStart::FullScreen);
+        wall->Open(display);
     }
-    auto login = m_first.MainDlg()->Login();
+    CMainDlg& first = *m_first.MainDlg();
+    auto login = first.Login();
     if (login) {
-        wall->Follow(login);
+        wall->Follow(login, first.IsLocked());
         Wipe(login->password);
     }
 }
@@ -239,6 +240,9 @@ void DisplayWalls::OnLeft(DisplayWall& wall) {
             CMainDlg* const first = m_first.MainDlg();
             if (m_start == WallStart::Locked && first != nullptr) {
                 first->UncoverDisplay();
+            }
+            if (first != nullptr) {
+                first->DialogHost()->window()->activateWindow();
             }
             Update();
         },

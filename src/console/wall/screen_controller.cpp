@@ -127,7 +127,8 @@ void ScreenController::BeginFullScreen(QScreen& display) {
     });
     m_view.SetFullScreenPanel(m_fullScreen.get());
     LayOut();
-    m_fullScreen->ShowOnTop(CFSPanel::Keyboard::Take);
+    // One display of several does not take the keyboard from who is typing at another.
+    m_fullScreen->ShowOnTop(m_bThisDisplay ? CFSPanel::Keyboard::Leave : CFSPanel::Keyboard::Take);
     m_events.OnWallMoved();
     MoveDialogs(m_desk.Window(), *m_fullScreen);
     m_controls.SetPressed(kCtlFullScreen, true);
