@@ -42,7 +42,8 @@ WallStart StartOf(const AppOptions& options) {
 }
 
 WallWishes WallsOf(const AppOptions& options) {
-    return {options.allDisplays, options.displayViews, StartOf(options)};
+    // One that is sent to a display is beside others, which have theirs.
+    return {options.allDisplays, options.displayViews, StartOf(options), options.display == 0};
 }
 
 QIcon ProgramIcon() {

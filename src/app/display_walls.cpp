@@ -24,9 +24,13 @@ constexpr const char* kEntry = "AllDisplays";
 
 DisplayWalls::DisplayWalls(CTR450ClientImpl& first, BrowserPort& browser, const WallWishes& wishes,
                            Clock& clock)
-    : m_first(first), m_browser(browser), m_clock(clock), m_start(wishes.start) {
+    : m_first(first),
+      m_browser(browser),
+      m_clock(clock),
+      m_start(wishes.start),
+      m_bRemember(wishes.bRemember) {
     TakeViews(wishes.views);
-    m_bAll = wishes.bAll || Registry().GetProfileInt(kSection, kEntry, 0) == 1;
+    m_bAll = wishes.bAll || (m_bRemember && Registry().GetProfileInt(kSection, kEntry, 0) == 1);
     m_bBegun = wishes.bAll || !m_wanted.empty();
     QObject::connect(qGuiApp, &QGuiApplication::screenAdded, &m_life, [this](const QScreen* display) {
         m_gone.erase(display->name());
@@ -99,7 +103,9 @@ void DisplayWalls::Turn() {
     m_bBegun = true;
     m_left.clear();
     m_wanted.clear();
-    Registry().WriteProfileInt(kSection, kEntry, on ? 1 : 0);
+    if (m_bRemember) {
+        Registry().WriteProfileInt(kSection, kEntry, on ? 1 : 0);
+    }
     Update();
 }
 
@@ -225,7 +231,7 @@ void DisplayWalls::OnWallTells(DisplayWall& wall, SharedThing thing) {
 
 // Its session ends later: the wall is the caller.
 void DisplayWalls::OnLeft(DisplayWall& wall) {
-    const QString display = wall.Display();
+    const QString& display = wall.Display();
     if (m_start != WallStart::Locked) {
         m_left.insert(display);
     }

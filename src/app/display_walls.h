@@ -20,6 +20,7 @@ struct WallWishes {
     bool bAll = false;                 // on every display
     std::map<int, std::string> views;  // by the display's number, from 1; these displays in any case
     WallStart start = WallStart::Window;
+    bool bRemember = true;  // what the user has turned, from one start to the next
 };
 
 // Each display that is to have a wall has one while neither the first console nor its second display is
@@ -74,6 +75,7 @@ private:
     std::set<QString> m_wanted;              // besides all
     std::set<QString> m_left;                // by the user
     std::set<QString> m_gone;                // displays
+    const bool m_bRemember;
     bool m_bAll = false;
     bool m_bBegun = false;
     bool m_bPending = false;  // an update

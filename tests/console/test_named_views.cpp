@@ -15,7 +15,6 @@ using kvtest::NamedViews;
 using kvtest::PressKey;
 using kvtest::Pump;
 using kvtest::PumpUntil;
-using testing::ElementsAre;
 
 TEST_F(NamedViews, AViewBringsStyleCellsPageAndZoomBack) {
     FakeRecorder recorder("Hall", 9);

@@ -13,7 +13,6 @@ using kvtest::FakeRecorder;
 using kvtest::NamedViews;
 using kvtest::PressKey;
 using kvtest::Pump;
-using kvtest::PumpUntil;
 
 namespace {
 
