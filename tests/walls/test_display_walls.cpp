@@ -7,6 +7,7 @@
 #include <QtWidgets/QLineEdit>
 #include <QtWidgets/QMenu>
 #include <sstream>
+#include <stdexcept>
 
 #include "app/app_options.h"
 #include "app/desktop_window.h"
@@ -61,8 +62,9 @@ protected:
         return nullptr;
     }
     static CMainDlg& Wall(int display) {
-        EXPECT_TRUE(PumpUntil([&] { return WallOn(display) != nullptr && HasCells(*WallOn(display)); }))
-            << display;
+        if (!PumpUntil([&] { return WallOn(display) != nullptr && HasCells(*WallOn(display)); })) {
+            throw std::runtime_error("no wall on display " + std::to_string(display));
+        }
         return *WallOn(display);
     }
     static bool HasCells(CMainDlg& console) {
@@ -83,8 +85,7 @@ protected:
                 return *panel;
             }
         }
-        ADD_FAILURE() << "no panel on " << display;
-        throw std::runtime_error("no panel");
+        throw std::runtime_error("no panel on display " + std::to_string(display));
     }
     static void KeyOn(int display, int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
         PressKey(PanelOn(display), key, modifiers);
