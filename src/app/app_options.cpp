@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <cstring>
 #include <fstream>
 
@@ -17,6 +18,7 @@ namespace {
 
 constexpr std::size_t kMaxSecret = 1024;
 constexpr std::size_t kMinToken = 16;
+constexpr int kMaxDisplay = 64;
 constexpr const char* kLanguage = "--language";
 
 // Options that set a property of the control.
@@ -143,7 +145,30 @@ struct Given {
     int language = 0;
     std::string look;
     std::string searchFrom;
+    std::vector<std::string> displayViews;
 };
+
+// Gives an error text in the same way.
+std::string TakeDisplayViews(const std::vector<std::string>& given, AppOptions& options) {
+    for (const std::string& each : given) {
+        const std::size_t sign = each.find('=');
+        int number = 0;
+        const char* const end = each.data() + std::min(sign, each.size());
+        const auto read = std::from_chars(each.data(), end, number);
+        const bool bNumber =
+            read.ec == std::errc() && read.ptr == end && number >= 1 && number <= kMaxDisplay;
+        if (sign == std::string::npos || !bNumber || sign + 1 == each.size()) {
+            return "--display-view: not the number of a display, = and a name: " + each;
+        }
+        if (number == options.display) {
+            return "--display-view: the view of the display that --display names is told by --view";
+        }
+        if (!options.displayViews.emplace(number, each.substr(sign + 1)).second) {
+            return "--display-view: display " + std::to_string(number) + " has two views";
+        }
+    }
+    return {};
+}
 
 std::optional<LookChoice> LookNamed(const std::string& name) {
     return name == "desktop"    ? std::optional(LookChoice::Desktop)
@@ -188,7 +213,11 @@ void AddProgramOptions(CLI::App& app, AppOptions& options, Given& given) {
                    "ADDRESS:PORT; look for recorders from this address of the computer alone, at this port");
     app.add_flag("--full-screen", options.fullScreen, "begin in full screen");
     app.add_option("--display", options.display, "number of the display to open on, 1 is the first")
-        ->check(CLI::Range(1, 64));
+        ->check(CLI::Range(1, kMaxDisplay));
+    app.add_flag("--all-displays", options.allDisplays,
+                 "a wall of its own on each other display, too, with the view that was left there");
+    app.add_option("--display-view", given.displayViews,
+                   "N=NAME; a wall on display N that opens this view or sequence; repeatable");
     app.add_flag("--lock", options.lock,
                  "full screen without panel and menus; Escape asks for the password of the login");
     app.add_option("--data-dir", options.dataDir, "folder of the settings");
@@ -213,7 +242,8 @@ void AddWebOptions(CLI::App& app, AppOptions& options, Given& given) {
     serve->excludes(app.get_option("--keep"));
     serve->excludes(app.get_option("--view"));
     serve->excludes(app.get_option("--search-from"));
-    for (const char* const option : {"--full-screen", "--display", "--lock"}) {
+    for (const char* const option :
+         {"--full-screen", "--display", "--lock", "--all-displays", "--display-view"}) {
         serve->excludes(app.get_option(option));
     }
 }
@@ -244,6 +274,9 @@ ParsedCommandLine ParseCommandLine(const std::vector<std::string>& args, std::is
         return Wrong(problem);
     }
     if (const std::string problem = TakeWebOptions(given.web, options); !problem.empty()) {
+        return Wrong(problem);
+    }
+    if (const std::string problem = TakeDisplayViews(given.displayViews, options); !problem.empty()) {
         return Wrong(problem);
     }
     if (!given.searchFrom.empty() &&

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <istream>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -25,8 +26,10 @@ struct AppOptions {
     std::string view;             // to open; empty for none
     std::optional<LookChoice> look;
     bool fullScreen = false;
-    bool lock = false;  // full screen, and only the login's password leads out
-    int display = 0;    // from 1; 0: where the window was
+    bool lock = false;                        // full screen, and only the login's password leads out
+    int display = 0;                          // from 1; 0: where the window was
+    bool allDisplays = false;                 // a wall on each of the others, too
+    std::map<int, std::string> displayViews;  // what to open there, by the display's number
     std::string dataDir;
     std::string picture;  // file to save the window's picture to; empty for none
     double pictureAfterSeconds = 5;

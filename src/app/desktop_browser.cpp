@@ -5,6 +5,7 @@
 #include <QtWidgets/QWidget>
 #include <algorithm>
 
+#include "app/display_walls.h"
 #include "console/site/web_page.h"
 #include "platform/outside_text.h"
 
@@ -55,6 +56,30 @@ void DesktopBrowser::ChooseLook(LookChoice choice) {
     if (m_looks != nullptr) {
         m_looks->Choose(choice);
     }
+}
+
+bool DesktopBrowser::HasWalls() const {
+    return m_walls != nullptr && m_walls->IsOffered();
+}
+
+bool DesktopBrowser::AreWallsOn() const {
+    return HasWalls() && m_walls->AreAllOn();
+}
+
+void DesktopBrowser::TurnWalls() {
+    if (HasWalls()) {
+        m_walls->Turn();
+    }
+}
+
+void DesktopBrowser::TellOthers(SharedThing thing) {
+    if (m_walls != nullptr) {
+        m_walls->OnFirstTells(thing);
+    }
+}
+
+void DesktopBrowser::KeepAwake(bool on) {
+    m_awake.Set(on || (m_walls != nullptr && m_walls->IsLive()));
 }
 
 void DesktopBrowser::SetState(BrowserState state) {

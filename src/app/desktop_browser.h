@@ -12,6 +12,8 @@ class QWidget;
 
 namespace kvmon {
 
+class DisplayWalls;
+
 // A window has no bars to show or hide. User interface thread only.
 class DesktopBrowser final : public BrowserPort {
 public:
@@ -24,6 +26,8 @@ public:
 
     // What keeps the program's look; it must outlive this object.
     void SetLooks(LookKeeper* looks) { m_looks = looks; }
+    // The walls beside this window's; they must outlive this object.
+    void SetWalls(DisplayWalls* walls) { m_walls = walls; }
     // What PutTitleFromLocation shows: the address of the site that the window stands for.
     void SetLocation(const std::string& url) { m_location = url; }
 
@@ -32,7 +36,11 @@ public:
     void ShowTitle(const std::string& text) override;
     LookChoice GetLook() const override;
     void ChooseLook(LookChoice choice) override;
-    void KeepAwake(bool on) override { m_awake.Set(on); }
+    bool HasWalls() const override;
+    bool AreWallsOn() const override;
+    void TurnWalls() override;
+    void TellOthers(SharedThing thing) override;
+    void KeepAwake(bool on) override;
     void SetState(BrowserState state) override;
     void ShowWindow(bool bShow) override;
     void RemoveClose() override;
@@ -65,6 +73,7 @@ private:
     const Opener m_open;
     std::string m_location;
     LookKeeper* m_looks = nullptr;
+    DisplayWalls* m_walls = nullptr;
     Dress m_dress;
     StayAwake m_awake;
 };

@@ -5,6 +5,7 @@
 #include <QtGui/QIcon>
 #include <QtGui/QPixmap>
 #include <QtGui/QScreen>
+#include <QtGui/QWindow>
 #include <algorithm>
 #include <cstdio>
 #include <utility>
@@ -36,6 +37,15 @@ QList<QRect> Displays() {
     return displays;
 }
 
+WallStart StartOf(const AppOptions& options) {
+    return options.lock ? WallStart::Locked : options.fullScreen ? WallStart::FullScreen : WallStart::Window;
+}
+
+WallWishes WallsOf(const AppOptions& options) {
+    // One that is sent to a display is beside others, which have theirs.
+    return {options.allDisplays, options.displayViews, StartOf(options), options.display == 0};
+}
+
 QIcon ProgramIcon() {
     QIcon icon;
     for (const int size : {16, 24, 32, 48, 64, 128, 256}) {
@@ -48,6 +58,7 @@ QIcon ProgramIcon() {
 
 DesktopWindow::DesktopWindow(const AppOptions& options, Clock& clock, KeyRing* keyRing, LookKeeper* looks)
     : m_client(clock),
+      m_walls(m_client.Impl(), m_browser, WallsOf(options), clock),
       m_signIn(m_client.Impl(), Registry(), keyRing, [this] { OnSignInChanged(); }),
       m_strView(options.view),
       m_bSent(options.display > 0) {
@@ -71,10 +82,9 @@ DesktopWindow::DesktopWindow(const AppOptions& options, Clock& clock, KeyRing* k
     m_client.Connect(this);
     CTR450ClientImpl& impl = m_client.Impl();
     m_browser.SetLooks(looks);
+    m_browser.SetWalls(&m_walls);
     impl.SetClientSite(&m_browser);
-    impl.SetWallStart(options.lock         ? WallStart::Locked
-                      : options.fullScreen ? WallStart::FullScreen
-                                           : WallStart::Window);
+    impl.SetWallStart(StartOf(options));
     impl.SetSharePort(&m_shares);
     const PropertyBag told = PropertiesOf(options);
     const PropertyBag kept = LoadKeptProperties(Registry());
@@ -109,7 +119,9 @@ DesktopWindow::~DesktopWindow() {
         attempt([this] { SaveWindowPlace(Place()); });
     }
     attempt([this] { KeepChangedProperties(Registry(), m_known, PropertiesOf(m_client)); });
+    attempt([this] { m_walls.BeginEnd(); });
     attempt([this] { m_client.DestroyControlWindow(); });
+    m_browser.SetWalls(nullptr);
 }
 
 std::string DesktopWindow::SiteAddress() {
@@ -124,6 +136,7 @@ void DesktopWindow::OnSignInChanged() {
 
 void DesktopWindow::OnLogout(int) {
     m_signIn.OnLogout();
+    m_walls.OnSession();
 }
 
 void DesktopWindow::OnGotoPage(int) {
@@ -198,6 +211,7 @@ void DesktopWindow::ReturnToDisplay() {
 void DesktopWindow::Activate() {
     m_client.CreateControlWindow(this).show();
     OpenView();
+    m_walls.Begin();
     m_known = PropertiesOf(m_client);  // the language may be another one, where the wanted one is missing
 }
 
@@ -227,6 +241,10 @@ void DesktopWindow::closeEvent(QCloseEvent* event) {
 }
 
 void DesktopWindow::showEvent(QShowEvent* event) {
+    if (!m_bShown && windowHandle() != nullptr) {
+        // The wall of a display that this window comes to makes room.
+        QObject::connect(windowHandle(), &QWindow::screenChanged, this, [this] { m_walls.Update(); });
+    }
     m_bShown = true;
     QWidget::showEvent(event);
 }

@@ -6,6 +6,7 @@
 
 #include "app/app_options.h"
 #include "app/desktop_browser.h"
+#include "app/display_walls.h"
 #include "app/kept_sign_in.h"
 #include "app/window_place.h"
 #include "control/client.h"
@@ -36,6 +37,8 @@ private:
     // The pages that a site around the control would have: those of the recorder, in the system's browser.
     void OnGotoPage(int param) override;
     void OnGotoServer(int param, const std::string& url) override;
+    void OnLogin(int) override { m_walls.OnSession(); }
+    void OnLoginEnd() override { m_walls.OnSession(); }
     void OnLogout(int reason) override;
     // The user chose it, so that it holds for the next start, too.
     void OnChgLanguage(int language) override;
@@ -64,6 +67,7 @@ private:
     DesktopBrowser m_browser{*this};
     SmbShares m_shares;
     CTR450Client m_client;
+    DisplayWalls m_walls;
     KeptSignIn m_signIn;
     const std::string m_strView;  // to be opened at the start; empty for none
     PropertyBag m_known;          // the properties that are no change of this run

@@ -4,10 +4,10 @@
 #include <utility>
 
 #include "channel/camera/base_camera.h"
-#include "console/ports/client_site.h"
 #include "console/ports/console_messages.h"
 #include "console/ports/desk.h"
 #include "console/ports/panel_buttons.h"
+#include "console/settings/multi_server_list.h"
 #include "console/site/web_page.h"
 #include "console/wall/live_count.h"
 #include "persist/orvo_registry.h"
@@ -16,6 +16,15 @@
 
 namespace kvmon {
 
+namespace {
+
+std::string OwnFolder(const ClientSite& site) {
+    const std::string display = KeyFromName(site.WallDisplay());
+    return display.empty() ? display : "Walls\\" + display + "\\";
+}
+
+}  // namespace
+
 ConsoleParts::ConsoleParts(Desk& theDesk, Commands& theCommands, Timers& timers, PanelButtons& theButtons,
                            SessionEvents& sessionEvents, ClientSite& theSite, Clock& clock,
                            std::uint16_t language)
@@ -23,7 +32,7 @@ ConsoleParts::ConsoleParts(Desk& theDesk, Commands& theCommands, Timers& timers,
       commands(theCommands),
       buttons(theButtons),
       site(theSite),
-      settings{{}, {}, language},
+      settings{{}, {}, language, OwnFolder(theSite)},
       recorders(clock),
       cameras(recorders),
       active(cells, cameras, recorders),
@@ -31,7 +40,7 @@ ConsoleParts::ConsoleParts(Desk& theDesk, Commands& theCommands, Timers& timers,
       view(desk, commands, *this, cells, controls, cameras, settings, heard, recorders),
       spots(desk, buttons, cells),
       drag(desk, cells, view, cameras),
-      screens(desk, commands, *this, controls, view),
+      screens(desk, commands, *this, controls, view, !settings.IsFirstWall()),
       lock(desk, view, recorders, clock),
       pointer(timers),
       wait(screens),
@@ -41,7 +50,7 @@ ConsoleParts::ConsoleParts(Desk& theDesk, Commands& theCommands, Timers& timers,
       styles(view, sequential, controls),
       alone(desk, commands, cells, cameras, view, styles),
       focus(desk, cells, view),
-      views(desk, commands, timers, controls, view, sequential, screens, cameras, recorders),
+      views(desk, site, commands, timers, controls, view, sequential, screens, cameras, recorders),
       bar(desk, timers, commands, controls, view, views),
       drawer(desk, controls, view, styles, cells, cameras, recorders, feedback),
       busy(desk, timers, controls, view),
@@ -76,8 +85,10 @@ ConsoleParts::~ConsoleParts() {
     recorders.DeleteAllKelvara();
     recorders.ReapRemovedServers(StopWait::ToTheEnd);
     recorders.ReapRemovedCameras(StopWait::ToTheEnd);
-    for (const char* const name : {"/~snapshot.jpg", "/~snapshot.bmp"}) {
-        std::remove((GetDataFolder() + name).c_str());
+    if (settings.IsFirstWall()) {
+        for (const char* const name : {"/~snapshot.jpg", "/~snapshot.bmp"}) {
+            std::remove((GetDataFolder() + name).c_str());
+        }
     }
 }
 
@@ -87,18 +98,21 @@ void ConsoleParts::Start() {
     recorders.AddServer(site.GetServerIP(), site.GetServerPort(), {}, {});
     session.Logout();
     views.Start();
-    drawer.Start();
+    if (settings.IsFirstWall()) {
+        drawer.Start();
+    }
 }
 
 void ConsoleParts::LoadSettings() {
     settings.options.Load(Registry(), settings.key);
-    const SessionStart start = LoadSessionStart(Registry(), settings.key);
+    const SessionStart start = LoadSessionStart(Registry(), settings.ViewKey());
     site.ShowBrowserToolbar(settings.options.bShowBrowserToolbar);
     view.LoadMaxViewMode(start.maxViewMode);
     controls.SetPressed(kCtlViewSize, start.maxViewMode);
     sequential.SetInterval(start.sequentialMs);
     events.Start();
-    audio.LoadSettings(start.audio);
+    // Not all walls are heard at once, unless their users want it.
+    audio.LoadSettings(start.audio && settings.IsFirstWall());
 }
 
 void ConsoleParts::CloseSubjects() {
@@ -158,6 +172,22 @@ void ConsoleParts::OnSecond() {
     site.KeepAwake(CountLive(cells).live > 0);
     bar.Update();
     feedback.Place();  // above what has just been drawn anew
+}
+
+void ConsoleParts::OnShared(SharedThing thing) {
+    switch (thing) {
+        case SharedThing::Views:
+            views.Reload();
+            break;
+        case SharedThing::Options:
+            options.Follow();
+            break;
+        case SharedThing::Recorders:
+            binding.FollowStoredList();
+            break;
+        case SharedThing::Displays:
+            break;  // the host's to look after
+    }
 }
 
 void ConsoleParts::OnWallChanged() {

@@ -15,6 +15,7 @@
 #include "console/options_command.h"
 #include "console/panel/console_controls.h"
 #include "console/panel/console_keys.h"
+#include "console/ports/client_site.h"
 #include "console/ports/wall_events.h"
 #include "console/recorders/connect_progress.h"
 #include "console/recorders/console_session.h"
@@ -75,6 +76,8 @@ public:
     void LeaveWall();
     // Once a second.
     void OnSecond();
+    // Others have changed what this console shows, too.
+    void OnShared(SharedThing thing);
     void OnWallChanged() override;
     void OnWallMoved() override;
 
@@ -136,6 +139,7 @@ private:
     void OnViewSaved(const std::string& key) override { views.OnViewSaved(key); }
     void OnSecondPanelUnused() override;
     void OnPanelGoes() override;
+    void OnDisplaysChanged() override { site.TellOthers(SharedThing::Displays); }
 
     void Refresh();
 

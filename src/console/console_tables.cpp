@@ -107,7 +107,8 @@ void OpenViewOrPreset(Parts& parts, int id) {
 void OpenMenu(Parts& parts, int) {
     const bool bInSession = parts.binding.IsInitialised() && parts.session.IsLoggedIn();
     OpenMainMenu({parts.view.GetDisplayCount(), bInSession, parts.site.CanQuit(), parts.site.HasDesktop(),
-                  bInSession && parts.admin.IsOffered(), parts.events.Events().UnreadCount()},
+                  bInSession && parts.admin.IsOffered(), parts.events.Events().UnreadCount(),
+                  parts.site.HasWalls(), parts.site.AreWallsOn()},
                  parts.views, parts.spots, parts.commands);
 }
 
@@ -117,6 +118,28 @@ void Quit(Parts& parts, int) {
         parts.site.Quit();
     } else if (parts.session.IsLoggedIn()) {
         parts.commands.Press(kCtlLogout);
+    }
+}
+
+// What is about the program, and not about one wall of it.
+bool IsOfProgram(int id) {
+    switch (id) {
+        case kKeyQuit:
+        case kKeyWalls:
+        case kCtlMultiScreens:
+        case kCtlLanguage:
+        case kCtlGotoPage1:
+        case kCtlGotoPage2:
+        case kCtlOptions:
+        case kCtlHelp:
+        case kCtlLogout:
+        case kCtlRecorders:
+        case kCtlCameraList:
+        case kCmdEvents:
+        case kCmdCameras:
+            return true;
+        default:
+            return false;
     }
 }
 
@@ -130,6 +153,7 @@ struct CommandRow {
 constexpr CommandRow kCommands[] = {
     {kKeyHelp, kKeyHelp, [](Parts& p, int) { OpenKeyboardHelp(p.desk, p.buttons); }},
     {kKeyQuit, kKeyQuit, Quit},
+    {kKeyWalls, kKeyWalls, [](Parts& p, int) { p.site.TurnWalls(); }},
     {kKeyNextPage, kKeyNextPage, [](Parts& p, int) { p.view.TurnPage(1); }},
     {kKeyPreviousPage, kKeyPreviousPage, [](Parts& p, int) { p.view.TurnPage(-1); }},
     {kKeyCameraRight, kKeyCameraRight, [](Parts& p, int) { p.focus.Move(CellMove::Right); }},
@@ -319,6 +343,12 @@ constexpr TimerRow kTimers[] = {
 }  // namespace
 
 void RunCommand(ConsoleParts& parts, int id) {
+    if (IsOfProgram(id) && parts.site.HandOver(id)) {
+        if (!IsOfKeysAlone(id)) {
+            parts.controls.SetPressed(id, !parts.controls.IsPressed(id));  // the press was not this panel's
+        }
+        return;
+    }
     const auto* const row =
         std::find_if(std::begin(kCommands), std::end(kCommands),
                      [id](const CommandRow& each) { return id >= each.first && id <= each.last; });

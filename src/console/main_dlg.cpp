@@ -7,6 +7,7 @@
 #include "console/console_tables.h"
 #include "console/ports/client_site.h"
 #include "console/ports/console_messages.h"
+#include "console/wall/live_count.h"
 #include "persist/string_table.h"
 #include "server/recorder_list.h"
 #include "skin/background.h"
@@ -151,8 +152,50 @@ void CMainDlg::LeaveWall() {
     m_parts->LeaveWall();
 }
 
+void CMainDlg::CoverDisplay() {
+    m_parts->screens.SetFullScreen(true);
+}
+
+void CMainDlg::UncoverDisplay() {
+    m_parts->screens.SetFullScreen(false);
+}
+
+bool CMainDlg::IsFullScreen() const {
+    return m_parts->screens.IsFullScreen();
+}
+
+bool CMainDlg::IsOn(const QScreen& display) const {
+    return m_parts->screens.IsOn(display);
+}
+
+void CMainDlg::OnShared(SharedThing thing) {
+    if (!m_bClosing) {
+        m_parts->OnShared(thing);
+    }
+}
+
 void CMainDlg::AutoLogin(const std::string& user, const std::string& password) {
     m_parts->session.AutoLogin(user, password);
+}
+
+std::optional<RecorderLogin> CMainDlg::Login() const {
+    const CKelvaraInfo* const first = m_parts->recorders.GetServer(0);
+    if (!IsLoggedIn() || first == nullptr) {
+        return std::nullopt;
+    }
+    return RecorderLogin{first->GetHost(), first->GetPort(), first->GetUser(), first->GetPassword()};
+}
+
+void CMainDlg::FollowLogin(const RecorderLogin& login) {
+    CKelvaraInfo* const first = m_parts->recorders.GetServer(0);
+    if (first == nullptr) {
+        return;
+    }
+    if (first->GetHost() != login.host || first->GetPort() != login.port) {
+        Logout();
+        first->SetConnectInfo(0, login.host, login.port, {}, {});
+    }
+    AutoLogin(login.user, login.password);
 }
 
 void CMainDlg::Logout() {
@@ -185,6 +228,18 @@ std::string CMainDlg::ViewNames() const {
 
 bool CMainDlg::OpenView(const std::string& name) {
     return m_parts->views.Open(name);
+}
+
+std::string CMainDlg::Sequence() const {
+    return m_parts->views.Sequence();
+}
+
+std::string CMainDlg::View() const {
+    return m_parts->views.Current();
+}
+
+bool CMainDlg::IsLive() const {
+    return CountLive(m_parts->cells).live > 0;
 }
 
 bool CMainDlg::SaveView(const std::string& name) {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "console/panel/console_controls.h"
@@ -14,14 +15,26 @@
 #include "console/ports/timers.h"
 #include "skin/xskin_dialog.h"
 
+class QScreen;
+
 namespace kvmon {
 
 class Clock;
 class ConsoleParts;
 
-// One at a time. The window itself: its controls, its events, and what its subjects ask of it by their ports.
-// What each of them does is theirs; console_parts.h has them all. User interface thread only; workers reach
-// it through Handle().
+// Who is logged in at a console.
+struct RecorderLogin {
+    std::string host;
+    std::uint32_t port = 0;
+    std::string user;
+    std::string password;
+
+    friend bool operator==(const RecorderLogin&, const RecorderLogin&) = default;
+};
+
+// One for each wall of the program. The window itself: its controls, its events, and what its subjects ask of
+// it by their ports. What each of them does is theirs; console_parts.h has them all. User interface thread
+// only; workers reach it through Handle().
 class CMainDlg final : public CXSkinDialog,
                        public Desk,
                        public Commands,
@@ -44,7 +57,19 @@ public:
     void BeginWall(WallStart start);
     // By the way of the user: with the password where the wall is locked.
     void LeaveWall();
+    // The full screen of a wall, by the host: without a password.
+    void CoverDisplay();
+    void UncoverDisplay();
+    bool IsFullScreen() const;
+    // One of its windows is on this display.
+    bool IsOn(const QScreen& display) const;
+    // Another console of the program has changed this.
+    void OnShared(SharedThing thing);
     void AutoLogin(const std::string& user, const std::string& password);
+    // Nothing while nobody is logged in. The caller wipes the password.
+    std::optional<RecorderLogin> Login() const;
+    // The same session as another console's, at that recorder.
+    void FollowLogin(const RecorderLogin& login);
     void Logout();
     // Shown until a recorder has told its own.
     void SetDefServerName(const std::string& name);
@@ -53,6 +78,11 @@ public:
     // The named views: their names, a line each; opens one; saves the wall as one.
     std::string ViewNames() const;
     bool OpenView(const std::string& name);
+    // The sequence that runs, and the view that is shown; empty for none.
+    std::string Sequence() const;
+    std::string View() const;
+    // Some of its channels are live.
+    bool IsLive() const;
     bool SaveView(const std::string& name);
     // The first recorder's map, for this user.
     void OpenEMap(const std::string& user, const std::string& password);

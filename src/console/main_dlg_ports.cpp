@@ -25,6 +25,7 @@ namespace {
 constexpr std::uint32_t kStrLogIn = 4002;
 constexpr std::uint32_t kStrLogOut = 4003;
 constexpr std::uint32_t kStrQuit = 7200;
+constexpr std::uint32_t kStrWalls = 7657;
 
 }  // namespace
 
@@ -133,6 +134,9 @@ bool CMainDlg::IsHeld(int id) const {
 QString CMainDlg::TipText(int id) const {
     if (id == kKeyQuit) {
         return m_site.CanQuit() ? QString::fromStdString(LoadString(kStrQuit)) : QString();
+    }
+    if (id == kKeyWalls) {
+        return m_site.HasWalls() ? QString::fromStdString(LoadString(kStrWalls)) : QString();
     }
     const CXSkinODButton* const button = GetButton(id);
     return button != nullptr ? QString::fromStdString(button->TipText()) : QString();

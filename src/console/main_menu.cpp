@@ -21,6 +21,7 @@ namespace {
 constexpr std::uint32_t kStrLogOut = 4003;
 constexpr std::uint32_t kStrQuit = 7200;
 constexpr std::uint32_t kStrGallery = 7411;
+constexpr std::uint32_t kStrWalls = 7657;
 
 // The menu shows the key at its right.
 std::string WithKey(std::uint32_t text, int command) {
@@ -39,6 +40,9 @@ void OpenMainMenu(const MainMenuState& state, const ViewSwitch& views, const Men
     menu->AppendMenu(0, kCtlGotoPage1, LoadString(6241));
     menu->AppendMenu(0, kCtlOptions, LoadString(6206));
     menu->AppendMenu(displays, kCtlMultiScreens, LoadString(6204));
+    if (state.bHasWalls) {
+        menu->AppendMenu(state.bWallsOn ? MF_CHECKED : 0u, kKeyWalls, WithKey(kStrWalls, kKeyWalls));
+    }
     AppendViewsMenu(*menu, views, state.bInSession);
     menu->AppendMenu(MF_SEPARATOR, 0, {});
     const unsigned inSession = state.bInSession ? 0u : MF_GRAYED;

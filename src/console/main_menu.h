@@ -16,6 +16,8 @@ struct MainMenuState {
     bool bHasDesktop = false;
     bool bMayChangeCameras = false;
     std::size_t unreadEvents = 0;
+    bool bHasWalls = false;  // there may be walls on further displays
+    bool bWallsOn = false;   // on all of them
 };
 
 // Command kCtlMainMenu.

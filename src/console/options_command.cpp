@@ -68,8 +68,23 @@ void OptionsCommand::OpenSettings() {
 }
 
 void OptionsCommand::Apply(const ConsoleOptions& wanted) {
+    StoreChangedOptions(Registry(), m_settings.key, m_settings.options, wanted);
+    Take(wanted);
+    m_site.TellOthers(SharedThing::Options);
+}
+
+void OptionsCommand::Follow() {
+    if (m_settings.key.empty()) {
+        return;
+    }
+    ConsoleOptions stored;
+    stored.Load(Registry(), m_settings.key);
+    stored.look = m_settings.options.look;  // the whole program's
+    Take(stored);
+}
+
+void OptionsCommand::Take(const ConsoleOptions& wanted) {
     const ConsoleOptions old = m_settings.options;
-    StoreChangedOptions(Registry(), m_settings.key, old, wanted);
     m_settings.options = wanted;
     wanted.HandToChannels();
     if (wanted.bEventHighLight != old.bEventHighLight) {
@@ -79,7 +94,7 @@ void OptionsCommand::Apply(const ConsoleOptions& wanted) {
                               wanted.bShowNoConfig != old.bShowNoConfig;
     if (bOthersShown && m_desk.IsLoggedIn()) {
         m_view.UpdateChannelArray();
-        m_view.SaveViewState(m_settings.key);
+        m_view.SaveViewState(m_settings.ViewKey());
         m_binding.OnBtnServerLis();
     }
     if (wanted.bShowRecorderName != old.bShowRecorderName) {
@@ -114,8 +129,10 @@ void OptionsCommand::OpenRecorders(QWidget& above) {
     }
     auto* const dialog = new RecorderListDialog(m_binding.DescribeServers(), &above);
     m_recorders = dialog;
-    QObject::connect(dialog, &QDialog::accepted, &m_desk.Window(),
-                     [this, dialog] { m_binding.ChangeServers(dialog->GetServers()); });
+    QObject::connect(dialog, &QDialog::accepted, &m_desk.Window(), [this, dialog] {
+        m_binding.ChangeServers(dialog->GetServers());
+        m_site.TellOthers(SharedThing::Recorders);
+    });
     OpenDialog(dialog);
 }
 

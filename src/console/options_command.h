@@ -36,6 +36,8 @@ public:
     void OpenSettings();
     // Above the given window.
     void OpenRecorders(QWidget& above);
+    // They were stored anew by another console.
+    void Follow();
     // At the end of a session: closes the list, with what a user was about to enter.
     void CloseRecorders();
     // Command kCtlLanguage.
@@ -44,6 +46,7 @@ public:
 private:
     bool Raise() const;
     void Apply(const ConsoleOptions& wanted);
+    void Take(const ConsoleOptions& wanted);
 
     Desk& m_desk;
     ClientSite& m_site;

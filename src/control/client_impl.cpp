@@ -264,6 +264,26 @@ void CTR450ClientImpl::ChooseLook(LookChoice choice) {
     }
 }
 
+void CTR450ClientImpl::TellOthers(SharedThing thing) {
+    if (m_pClientSite != nullptr) {
+        m_pClientSite->TellOthers(thing);
+    }
+}
+
+bool CTR450ClientImpl::HasWalls() const {
+    return m_pClientSite != nullptr && m_pClientSite->HasWalls();
+}
+
+bool CTR450ClientImpl::AreWallsOn() const {
+    return m_pClientSite != nullptr && m_pClientSite->AreWallsOn();
+}
+
+void CTR450ClientImpl::TurnWalls() {
+    if (m_pClientSite != nullptr) {
+        m_pClientSite->TurnWalls();
+    }
+}
+
 void CTR450ClientImpl::KeepAwake(bool on) {
     if (m_pClientSite != nullptr) {
         m_pClientSite->KeepAwake(on);

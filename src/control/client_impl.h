@@ -59,6 +59,10 @@ public:
     void ShowTitle(const std::string& text) override;
     LookChoice GetLook() const override;
     void ChooseLook(LookChoice choice) override;
+    void TellOthers(SharedThing thing) override;
+    bool HasWalls() const override;
+    bool AreWallsOn() const override;
+    void TurnWalls() override;
     void KeepAwake(bool on) override;
     bool TakesPictures() const override;
     void GivePicture(GivenPicture&& picture) override;
@@ -72,6 +76,7 @@ public:
     // while a menu or a dialog of it is open, as soon as these are closed, which this call does.
     bool SetLanguage(int number);
     int GetLanguage() const { return NumberFromLanguage(m_language); }
+    std::uint16_t GetLanguageId() const { return m_language; }
 
     // --- session Builds the console in the control's window and logs in if it is to start by itself. Does
     // nothing when there is a console.

@@ -25,6 +25,11 @@ public:
     virtual bool IsProgram() const { return false; }
     // What the console shows, for a window that has no page to name it.
     virtual void ShowTitle(const std::string& /*text*/) {}
+    // Walls on displays beside the control's, with consoles of their own.
+    virtual bool HasWalls() const { return false; }
+    virtual bool AreWallsOn() const { return false; }
+    virtual void TurnWalls() {}
+    virtual void TellOthers(SharedThing /*thing*/) {}
     // Pictures show: the display is not to go dark.
     virtual void KeepAwake(bool /*on*/) {}
     // It is at another computer, and takes pictures for the user there.

@@ -494,6 +494,7 @@ constexpr TableText kEnglish[] = {
      "somebody stands between."},
     {7655, "The camera's certificate is not valid."},
     {7656, "Compare the fingerprint with the camera's own, and accept it only if they are the same."},
+    {7657, "All displays"},
     {7670, "the recorder is too busy or short of memory; try again in a moment"},
     {7671, "the name of the camera's host is not known"},
     {7672, "nothing listens at the camera's address"},

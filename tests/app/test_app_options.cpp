@@ -44,6 +44,10 @@ TEST(AppOptions, TakesThemAll) {
     ASSERT_TRUE(wall.options) << wall.text;
     EXPECT_TRUE(wall.options->fullScreen && wall.options->lock);
     EXPECT_EQ(wall.options->display, 2);
+    const auto walls = Parse({"--all-displays", "--display-view", "3=Yard = north", "--display-view", "2=A"});
+    ASSERT_TRUE(walls.options && walls.options->allDisplays) << walls.text;
+    EXPECT_THAT(walls.options->displayViews,
+                testing::ElementsAre(testing::Pair(2, "A"), testing::Pair(3, "Yard = north")));
     EXPECT_FALSE(Parse({}).options->language);
     EXPECT_THAT(Parse({"--keep"}).options->given, IsEmpty());
     EXPECT_TRUE(Parse({"--keep"}).options->keep);
@@ -75,6 +79,14 @@ TEST(AppOptions, WrongOnesGiveOneLineAndStatusTwo) {
         {"--serve", "1", "--keep"},
         {"--serve", "1", "--lock"},
         {"--display", "0"},
+        {"--display-view", "Yard"},
+        {"--display-view", "=Yard"},
+        {"--display-view", "2="},
+        {"--display-view", "0=Yard"},
+        {"--display-view", "99999999999=Yard"},
+        {"--display-view", "2=A", "--display-view", "2=B"},
+        {"--display", "2", "--display-view", "2=A"},
+        {"--serve", "1", "--all-displays"},
         {"--decoder-threads", "0"},
         {"--serve", "127.0.0.1:0", "--picture", "p"},
         {"--web-origin", "http://a"},

@@ -50,7 +50,7 @@ protected:
             argv.push_back(arg.data());
         }
         argv.push_back(nullptr);
-        ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+        ::setenv("QT_QPA_PLATFORM", platform.c_str(), 1);
         posix_spawn_file_actions_t files;
         ::posix_spawn_file_actions_init(&files);
         ::posix_spawn_file_actions_addopen(&files, STDERR_FILENO, folder.File("out").c_str(),
@@ -89,6 +89,7 @@ protected:
 
     const std::string kAuth = "YWRtaW46aHVudGVyMg==";  // admin:hunter2
     kvtest::TempFolder folder;
+    std::string platform = "offscreen";
     pid_t pid = -1;
 };
 
@@ -147,6 +148,29 @@ TEST_F(Program, EndsInOrderWithAWallOfStreamsThatWentSilentAndKeepsTheView) {
     EXPECT_EQ(registry.GetProfileInt("Hall", "ViewStyle", 0), 8u);
     EXPECT_EQ(registry.GetProfileInt("Hall", "4ChListCurActIdx", 77), 0u);
     EXPECT_EQ(registry.GetProfileInt("Hall", "MaxViewMode", 7), 0u);
+}
+
+TEST_F(Program, EndsInOrderWithAWallOnEachDisplayAndKeepsThemApart) {
+    FakeRecorder recorder("Hall", 4);
+    {
+        COrvoRegistry registry;
+        OpenSettings(registry);
+        registry.WriteProfileInt("Walls", "AllDisplays", 1);
+        registry.WriteProfileInt("Hall", "ViewStyle", 0);
+        registry.WriteProfileInt("Walls\\C\\Hall", "ViewStyle", 2);
+    }
+    platform = "offscreen:configfile=" KV_THREE_SCREENS;
+    StartAt(recorder.Port());
+    // One camera in the window, four and, by default, four on the other displays.
+    ASSERT_TRUE(kvtest::WaitUntil([&] { return recorder.StreamRequestCount() >= 9; }));
+    recorder.GoSilent();
+    EXPECT_EQ(Terminate(), 0);
+
+    COrvoRegistry registry;
+    OpenSettings(registry);
+    EXPECT_EQ(registry.GetProfileInt("Hall", "ViewStyle", 77), 0u);
+    EXPECT_EQ(registry.GetProfileInt("Walls\\B\\Hall", "ViewStyle", 77), 2u);
+    EXPECT_EQ(registry.GetProfileInt("Walls\\C\\Hall", "ViewStyle", 77), 2u);
 }
 
 TEST_F(Program, EndsAtOnceWithNobodyThere) {

@@ -147,6 +147,7 @@ public:
     void OnSecondPanelUnused() override {}
     void OnWallMoved() override {}
     void OnPanelGoes() override {}
+    void OnDisplaysChanged() override {}
 };
 
 }  // namespace kvtest

@@ -27,6 +27,7 @@
 #include "console/dialogs/settings_dlg.h"
 #include "console/dialogs/sign_in_card.h"
 #include "console/dialogs/toolkit_language.h"
+#include "console/dialogs/unlock_dialog.h"
 #include "console/events/event_window.h"
 #include "console/settings/fill_pattern.h"
 #include "console/sound/send_sound_dlg.h"
@@ -236,6 +237,9 @@ TEST_F(LanguageFit, DialogsOfSettings) {
         ASSERT_TRUE(PumpUntil([&] { return found->topLevelItemCount() == 1; }));
         ExpectFits(*kvtest::OpenWindow("foundDialog"));
         kvtest::OpenWindow("foundDialog")->close();
+        UnlockDialog unlock(
+            "operator", [](const std::string&) { return false; }, [] { return 60; }, nullptr);
+        ExpectFits(unlock);
         PipDialog pip({}, {0, 1, 2, 3}, 3, nullptr);
         ExpectFits(pip);
         IntervalDialog interval(3600, nullptr);

@@ -33,6 +33,7 @@
 #include "console/dialogs/settings_dlg.h"
 #include "console/dialogs/sign_in_card.h"
 #include "console/dialogs/toolkit_language.h"
+#include "console/dialogs/unlock_dialog.h"
 #include "console/events/event_window.h"
 #include "console/site/emap_dlg.h"
 #include "console/sound/send_sound_dlg.h"
@@ -253,6 +254,10 @@ TEST_F(Looks, Dialogs) {
         ASSERT_TRUE(PumpUntil([&] { return found->topLevelItemCount() == 1; }));
         Check(*kvtest::OpenWindow("foundDialog"), "found-cameras");
         kvtest::OpenWindow("foundDialog")->close();
+        UnlockDialog unlock(
+            "operator", [](const std::string&) { return false; }, [] { return 60; }, nullptr);
+        unlock.accept();
+        Check(unlock, "unlock");
         PipDialog pip({}, {0, 1, 2, 3}, 3, nullptr);
         Check(pip, "pip");
         IntervalDialog interval(3600, nullptr);
@@ -328,6 +333,13 @@ TEST_F(Looks, ConsoleItsMenusAndWindows) {
         console->Parts().feedback.Say("Gate 1.jpg", {{LoadString(6121), [] {}}});
         Check(*console, "drawer");
         Command(kCtlCameraList);
+        Command(kCtlFullScreen);
+        QWidget* const wall = console->DialogHost();
+        kvtest::PressKey(*wall, Qt::Key_B);
+        auto* const bar = wall->findChild<QWidget*>(QStringLiteral("wallBar"));
+        ASSERT_TRUE(bar != nullptr && PumpUntil([&] { return bar->isVisible() && bar->y() == 0; }));
+        Check(*bar, "bar");
+        Command(kCtlFullScreen);
         Close();
         Pump();
     }

@@ -43,7 +43,7 @@ UnlockDialog::UnlockDialog(const std::string& user, Check isRight, std::function
     m_password->setAccessibleName(label->text());
     m_password->setEchoMode(QLineEdit::Password);
     m_password->setMaxLength(kMaxPassword);
-    m_word = MakeMessageLabel(this, 1);
+    m_word = MakeMessageLabel(this, 2);
     auto* const layout = new QFormLayout(this);
     layout->setContentsMargins(20, 18, 20, 16);
     layout->setVerticalSpacing(12);

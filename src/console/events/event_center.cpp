@@ -56,7 +56,9 @@ void EventCenter::Stop() {
 }
 
 bool EventCenter::IsWanted() const {
-    return m_settings.options.bEnableEventNotify || (m_window && m_window->isVisible());
+    // One wall of a program tells of them.
+    return m_settings.IsFirstWall() &&
+           (m_settings.options.bEnableEventNotify || (m_window && m_window->isVisible()));
 }
 
 void EventCenter::OnTimer() {

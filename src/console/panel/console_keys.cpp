@@ -43,6 +43,7 @@ constexpr ConsoleKey kKeys[] = {
     {Qt::Key_F11, kCtlFullScreen, false, 0},
     {Qt::Key_F, kCtlFullScreen, false, 0},
     {Qt::Key_D, kCtlMultiScreens, false, 0},
+    {Qt::Key_D | kCtrl, kKeyWalls, false, 0},
     {Qt::Key_S, kCtlSnapshot, false, 0},
     {Qt::Key_S | kCtrl, kKeyGallery, false, 7411},
     {Qt::Key_R, kCtlRecord, false, 0},

@@ -40,6 +40,7 @@ inline constexpr int kKeyLastView = -11;
 inline constexpr int kKeyQuit = -20;
 inline constexpr int kKeyGallery = -61;
 inline constexpr int kKeyFeedback = -62;
+inline constexpr int kKeyWalls = -63;
 
 constexpr bool IsOfKeysAlone(int command) {
     return command < 0;

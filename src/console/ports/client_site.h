@@ -20,6 +20,9 @@ struct GivenPicture {
     std::vector<std::uint8_t> bytes;  // of its file
 };
 
+// What one console has changed and others of the same program show, too.
+enum class SharedThing : std::uint8_t { Displays, Views, Options, Recorders };
+
 // How the console begins. Locked is full screen that only the login's password leads out of.
 enum class WallStart { Window, FullScreen, Locked };
 
@@ -48,6 +51,18 @@ public:
     // The look of the whole program.
     virtual LookChoice GetLook() const { return LookChoice::Desktop; }
     virtual void ChooseLook([[maybe_unused]] LookChoice choice) {}
+    // --- a program may have walls on further displays, each with a console of its own.
+    // The display that this one covers, for one beside the first; empty for the first.
+    virtual std::string WallDisplay() const { return {}; }
+    // True if the command is the first console's to run, which does it.
+    virtual bool HandOver([[maybe_unused]] int command) { return false; }
+    virtual void TellOthers([[maybe_unused]] SharedThing thing) {}
+    // There are displays for such walls.
+    virtual bool HasWalls() const { return false; }
+    virtual bool AreWallsOn() const { return false; }
+    // All of them on, or off when they are.
+    virtual void TurnWalls() {}
+
     // Pictures show: the display is not to go dark. Told once a second.
     virtual void KeepAwake([[maybe_unused]] bool on) {}
 

@@ -28,6 +28,8 @@ public:
     virtual void OnSecondPanelUnused() = 0;
     // The wall is on another window, or that window has another size: what lies over it must move, too.
     virtual void OnWallMoved() = 0;
+    // A panel covers another display, or one that covered one has gone.
+    virtual void OnDisplaysChanged() = 0;
     // A panel is about to go, with what stands on it.
     virtual void OnPanelGoes() = 0;
 };

@@ -208,7 +208,7 @@ std::string ServerBinding::RegFolder(const CKelvaraInfo& info, int server) const
     for (int i = 0; i < server; ++i) {
         bOwnName = bOwnName && m_recorders.GetServer(i)->GetServerName() != info.GetServerName();
     }
-    return bOwnName ? name : KeyFromName(ServerIdentity(Describe(info)));
+    return m_settings.ownFolder + (bOwnName ? name : KeyFromName(ServerIdentity(Describe(info))));
 }
 
 }  // namespace kvmon

@@ -89,6 +89,9 @@ void ConsoleSession::AutoLogin(const std::string& user, const std::string& passw
 }
 
 void ConsoleSession::OpenTraceFile(const std::string& host, std::uint32_t port) {
+    if (!m_settings.IsFirstWall()) {
+        return;  // the program has one
+    }
     const std::string folder = GetDataFolder() + "/DebugInfo";
     if (!IsFolder(folder)) {
         return;
@@ -113,7 +116,7 @@ void ConsoleSession::StopServer(int server) {
 void ConsoleSession::EndSession() {
     if (m_bLoggedIn) {
         m_binding.SaveMultiServerInfo();
-        m_view.SaveViewState(m_settings.key);
+        m_view.SaveViewState(m_settings.ViewKey());
     }
     m_bLoggedIn = false;
     m_binding.SaveCameraSettings();

@@ -128,8 +128,9 @@ void ServerBinding::StartStoppedServers() {
 }
 
 void ServerBinding::SaveMultiServerInfo() {
-    // A list that was never read, or is another user's, must not be overwritten.
-    if (!m_bInitialised || m_bLoadFurther || (m_recorders.GetServerCount() < 2 && !m_bListHeld)) {
+    // A list that was never read, or is another user's, must not be overwritten, nor that of the first wall.
+    if (!m_settings.IsFirstWall() || !m_bInitialised || m_bLoadFurther ||
+        (m_recorders.GetServerCount() < 2 && !m_bListHeld)) {
         return;
     }
     SaveServerList(Registry(), m_settings.key, DescribeServers());
@@ -146,7 +147,9 @@ void ServerBinding::RemoveServersBut(const std::vector<SavedServer>& kept) {
         }
         m_givenNames.erase(ServerIdentity(server));
         DropServer(i);
-        ForgetServer(Registry(), server);
+        if (m_settings.IsFirstWall()) {
+            ForgetServer(Registry(), server);
+        }
     }
 }
 
@@ -175,6 +178,16 @@ void ServerBinding::ChangeServers(const std::vector<SavedServer>& further) {
     }
     SaveMultiServerInfo();
     ShowChangedServers();
+}
+
+void ServerBinding::FollowStoredList() {
+    if (!m_bInitialised || !m_desk.IsLoggedIn()) {
+        return;
+    }
+    std::vector<SavedServer> further = LoadServerList(Registry(), m_strListOwner);
+    const SavedServer first = Describe(*m_recorders.GetServer(0));
+    std::erase_if(further, [&first](const SavedServer& each) { return IsSameLogin(each, first); });
+    ChangeServers(further);
 }
 
 void ServerBinding::ShowChangedCameras() {

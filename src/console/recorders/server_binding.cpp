@@ -199,7 +199,7 @@ void ServerBinding::BuildView() {
     m_view.CreateVideoWnd();
     m_cells.SetEventBlink(m_settings.options.bEventHighLight);
     m_view.UpdateChannelArray();
-    m_view.LoadViewState(m_settings.key);
+    m_view.LoadViewState(m_settings.ViewKey());
     m_screens.LoadState(m_settings.key);
     m_buttons.FocusStyle();
     m_nPendingMask = 0;

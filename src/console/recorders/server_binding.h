@@ -86,6 +86,8 @@ public:
     // Makes these the servers besides the first one, at once, and stores the list: those that are not among
     // them go with their channels, those that are new are started, those that are there already go on.
     void ChangeServers(const std::vector<SavedServer>& further);
+    // The list was stored anew by another console: makes its servers those of this one.
+    void FollowStoredList();
     // Stores the settings of all channels; before the channels go.
     void SaveCameraSettings();
 

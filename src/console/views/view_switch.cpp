@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "console/panel/console_controls.h"
+#include "console/ports/client_site.h"
 #include "console/ports/commands.h"
 #include "console/ports/console_messages.h"
 #include "console/ports/desk.h"
@@ -29,10 +30,11 @@ constexpr const char* kNoName = "\\";
 
 }  // namespace
 
-ViewSwitch::ViewSwitch(Desk& desk, Commands& commands, Timers& timers, ConsoleControls& controls,
-                       ViewController& view, SequentialMode& sequential, ScreenController& screens,
-                       const CameraList& cameras, const RecorderList& recorders)
+ViewSwitch::ViewSwitch(Desk& desk, ClientSite& site, Commands& commands, Timers& timers,
+                       ConsoleControls& controls, ViewController& view, SequentialMode& sequential,
+                       ScreenController& screens, const CameraList& cameras, const RecorderList& recorders)
     : m_desk(desk),
+      m_site(site),
       m_commands(commands),
       m_timers(timers),
       m_controls(controls),
@@ -45,6 +47,13 @@ ViewSwitch::ViewSwitch(Desk& desk, Commands& commands, Timers& timers, ConsoleCo
 void ViewSwitch::Start() {
     if (!m_list.Load()) {
         m_desk.ShowMessage(LoadString(kStrUnreadable), LoadString(kStrWarning));
+    }
+}
+
+void ViewSwitch::Reload() {
+    m_list.Load();
+    if (m_list.Find(m_current) == nullptr) {
+        m_current.clear();
     }
 }
 
@@ -64,6 +73,7 @@ void ViewSwitch::Change(std::vector<NamedView> views) {
     const NamedView* const before = m_list.Find(m_current);
     const std::size_t had = before != nullptr ? before->cameras.size() : 0;
     m_list.Set(std::move(views));
+    m_site.TellOthers(SharedThing::Views);
     const NamedView* const now = m_list.Find(m_current);
     if (now != nullptr && now->cameras.size() < had && IsWall()) {
         Show(*now);
@@ -81,6 +91,7 @@ bool ViewSwitch::Save(const std::string& name) {
     }
     m_current = clean;
     m_wall.NotePlaces();
+    m_site.TellOthers(SharedThing::Views);
     return true;
 }
 

@@ -13,6 +13,7 @@
 namespace kvmon {
 
 class CameraList;
+class ClientSite;
 class Commands;
 class ConsoleControls;
 class Desk;
@@ -25,7 +26,7 @@ class ViewController;
 // User interface thread only.
 class ViewSwitch {
 public:
-    ViewSwitch(Desk& desk, Commands& commands, Timers& timers, ConsoleControls& controls,
+    ViewSwitch(Desk& desk, ClientSite& site, Commands& commands, Timers& timers, ConsoleControls& controls,
                ViewController& view, SequentialMode& sequential, ScreenController& screens,
                const CameraList& cameras, const RecorderList& recorders);
 
@@ -33,6 +34,9 @@ public:
     const ViewList& List() const { return m_list; }
     // Once: reads the stored views, and tells if they cannot be read.
     void Start();
+
+    // Another console has stored them anew.
+    void Reload();
 
     // The wall as it is now. Nothing before there is one.
     std::optional<NamedView> Capture(const std::string& name) const;
@@ -77,6 +81,7 @@ private:
     void EndSequence();
 
     Desk& m_desk;
+    ClientSite& m_site;
     Commands& m_commands;
     Timers& m_timers;
     ConsoleControls& m_controls;

@@ -326,15 +326,35 @@ bool ViewsDialog::eventFilter(QObject* watched, QEvent* event) {
     }
 }
 
+namespace {
+
+// What the wall of another display has saved while the dialog was open stays.
+std::vector<NamedView> WithSavedMeanwhile(std::vector<NamedView> edited, const std::vector<NamedView>& before,
+                                          const std::vector<NamedView>& now) {
+    const auto has = [](const std::vector<NamedView>& views, const std::string& name) {
+        return std::any_of(views.begin(), views.end(),
+                           [&name](const NamedView& view) { return view.name == name; });
+    };
+    for (const NamedView& view : now) {
+        if (edited.size() < kMaxViews && !has(before, view.name) && !has(edited, view.name)) {
+            edited.push_back(view);
+        }
+    }
+    return edited;
+}
+
+}  // namespace
+
 void OpenViewsDialog(Desk& desk, ViewSwitch& views) {
     auto* const dialog =
         new ViewsDialog(views.List().All(), views.Capture({}), views.CamerasThere(), desk.DialogHost());
-    QObject::connect(dialog, &QDialog::accepted, &desk.Window(), [&views, dialog] {
-        views.Change(dialog->Views());
-        if (!dialog->ToOpen().empty()) {
-            views.Open(dialog->ToOpen());
-        }
-    });
+    QObject::connect(dialog, &QDialog::accepted, &desk.Window(),
+                     [&views, dialog, before = views.List().All()] {
+                         views.Change(WithSavedMeanwhile(dialog->Views(), before, views.List().All()));
+                         if (!dialog->ToOpen().empty()) {
+                             views.Open(dialog->ToOpen());
+                         }
+                     });
     OpenDialog(dialog);
 }
 

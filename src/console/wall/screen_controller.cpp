@@ -45,8 +45,13 @@ QScreen* OtherDisplay(const QList<QScreen*>& displays, const QScreen* own) {
 }
 
 ScreenController::ScreenController(Desk& desk, Commands& commands, WallEvents& events,
-                                   ConsoleControls& controls, ViewController& view)
-    : m_desk(desk), m_commands(commands), m_events(events), m_controls(controls), m_view(view) {}
+                                   ConsoleControls& controls, ViewController& view, bool bThisDisplay)
+    : m_desk(desk),
+      m_commands(commands),
+      m_events(events),
+      m_controls(controls),
+      m_view(view),
+      m_bThisDisplay(bThisDisplay) {}
 
 ScreenController::~ScreenController() = default;
 
@@ -83,7 +88,7 @@ void ScreenController::OnFocusWindow(const QWindow* window) {
 void ScreenController::UpdateAvailability(const QScreen* gone) {
     QList<QScreen*> displays = QGuiApplication::screens();
     displays.removeIf([gone](const QScreen* display) { return display == gone; });
-    m_bAvailable = displays.size() > 1;
+    m_bAvailable = displays.size() > 1 && !m_bThisDisplay;
     m_controls.SetShown(kCtlMultiScreens, m_bAvailable);
     m_view.SetDisplaysAvailable(m_bAvailable ? 2 : 1);
 }
@@ -93,6 +98,11 @@ QScreen* ScreenController::OwnDisplay() const {
     const QWidget& console = m_desk.Window();
     QScreen* const below = QGuiApplication::screenAt(console.mapToGlobal(console.rect().center()));
     return below != nullptr ? below : console.screen();
+}
+
+bool ScreenController::IsOn(const QScreen& display) const {
+    return (m_fullScreen ? m_fullScreen->Display() : OwnDisplay()) == &display ||
+           (m_second && m_second->Display() == &display);
 }
 
 // --- full screen
@@ -117,10 +127,12 @@ void ScreenController::BeginFullScreen(QScreen& display) {
     });
     m_view.SetFullScreenPanel(m_fullScreen.get());
     LayOut();
-    m_fullScreen->ShowOnTop(CFSPanel::Keyboard::Take);
+    // One display of several does not take the keyboard from who is typing at another.
+    m_fullScreen->ShowOnTop(m_bThisDisplay ? CFSPanel::Keyboard::Leave : CFSPanel::Keyboard::Take);
     m_events.OnWallMoved();
     MoveDialogs(m_desk.Window(), *m_fullScreen);
     m_controls.SetPressed(kCtlFullScreen, true);
+    m_events.OnDisplaysChanged();
 }
 
 void ScreenController::EndFullScreen() {
@@ -136,6 +148,7 @@ void ScreenController::EndFullScreen() {
     }
     m_desk.Window().update();
     m_controls.SetPressed(kCtlFullScreen, false);
+    m_events.OnDisplaysChanged();
 }
 
 void ScreenController::MoveFullScreen(QScreen& display) {
@@ -144,6 +157,7 @@ void ScreenController::MoveFullScreen(QScreen& display) {
     if (QWidget* const dialog = QApplication::activeModalWidget()) {
         dialog->move(display.geometry().center() - dialog->rect().center());
     }
+    m_events.OnDisplaysChanged();
 }
 
 // Before the first view there are no cells, but words to move.
@@ -164,7 +178,7 @@ bool ScreenController::LeaveFullScreen() {
 }
 
 void ScreenController::SaveState(const std::string& key) const {
-    if (!key.empty()) {
+    if (!key.empty() && !m_bThisDisplay) {
         Registry().WriteProfileString(key, kDisplayEntry, m_wantedFullScreen.toStdString());
     }
 }
@@ -172,7 +186,7 @@ void ScreenController::SaveState(const std::string& key) const {
 void ScreenController::LoadState(const std::string& key) {
     const std::string name = Registry().GetProfileString(key, kDisplayEntry, {});
     const QScreen* const own = OwnDisplay();
-    if (!name.empty() && own != nullptr && own->name().toStdString() == name) {
+    if (!m_bThisDisplay && !name.empty() && own != nullptr && own->name().toStdString() == name) {
         SetFullScreen(true);
     }
 }
@@ -211,6 +225,7 @@ void ScreenController::ShowSecondDisplay(QScreen& display) {
     m_view.SetSecondPanel(m_second.get());
     if (m_second) {  // gone already when there are fewer cameras than displays
         m_second->ShowOnTop(CFSPanel::Keyboard::Leave);
+        m_events.OnDisplaysChanged();
     }
 }
 
@@ -224,6 +239,7 @@ void ScreenController::OnSecondPanelUnused() {
         auto panel = std::move(m_second);
         panel->Dismiss();
         Retire(std::move(panel));
+        m_events.OnDisplaysChanged();
     }
     m_controls.SetPressed(kCtlMultiScreens, false);
 }
@@ -243,7 +259,7 @@ void ScreenController::OnScreenRemoved(const QScreen* gone) {
     if (m_fullScreen && isGone(*m_fullScreen)) {
         QList<QScreen*> displays = QGuiApplication::screens();
         displays.removeIf([gone](const QScreen* display) { return display == gone; });
-        if (!m_desk.IsLocked()) {
+        if (m_bThisDisplay || !m_desk.IsLocked()) {
             EndFullScreen();
         } else if (!displays.isEmpty()) {
             MoveFullScreen(*displays.front());

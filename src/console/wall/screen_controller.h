@@ -29,8 +29,10 @@ QScreen* OtherDisplay(const QList<QScreen*>& displays, const QScreen* own);
 // wall goes on on another display until then. User interface thread only.
 class ScreenController {
 public:
+    // With `bThisDisplay` it keeps to the console's own display: it takes no second one, and is not asked
+    // what it was the last time.
     ScreenController(Desk& desk, Commands& commands, WallEvents& events, ConsoleControls& controls,
-                     ViewController& view);
+                     ViewController& view, bool bThisDisplay = false);
     ~ScreenController();
 
     // Once, when the controls exist.
@@ -39,6 +41,8 @@ public:
     // Command kCtlFullScreen.
     void SetFullScreen(bool on);
     bool IsFullScreen() const { return m_fullScreen != nullptr; }
+    // One of its windows is there, or the console itself.
+    bool IsOn(const QScreen& display) const;
     // Escape and a double click: true if full screen was on.
     bool LeaveFullScreen();
 
@@ -88,6 +92,7 @@ private:
     WallEvents& m_events;
     ConsoleControls& m_controls;
     ViewController& m_view;
+    const bool m_bThisDisplay;
     std::unique_ptr<CFSPanel> m_fullScreen;
     std::unique_ptr<CFSPanel> m_second;
     // The displays that the user wants them on, by name; empty for none.

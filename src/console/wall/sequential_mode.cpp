@@ -87,7 +87,7 @@ void SequentialMode::OpenIntervalDialog() {
 
 void SequentialMode::OnIntervalChosen(int seconds) {
     SetInterval(static_cast<std::uint32_t>(seconds) * 1000);
-    Registry().WriteProfileInt(m_settings.key, "SequentialInterval", m_dwInterval);
+    Registry().WriteProfileInt(m_settings.ViewKey(), "SequentialInterval", m_dwInterval);
     m_controls.SetPressed(kCtlSequential, true);
     OnBtnSequential();
 }

@@ -21,17 +21,17 @@ constexpr std::string_view kEmptyCells = "EmptyCells";
 }  // namespace
 
 int ViewController::PipChildren() {
-    if (m_pipKey != m_settings.key) {
-        m_pipKey = m_settings.key;
-        m_pipChildren = Registry().GetProfileInt(m_settings.key, kPipChildren, 0);
+    if (m_pipKey != m_settings.ViewKey()) {
+        m_pipKey = m_settings.ViewKey();
+        m_pipChildren = Registry().GetProfileInt(m_settings.ViewKey(), kPipChildren, 0);
     }
     return PipChildCount(m_pipChildren, GetShowableCount());
 }
 
 void ViewController::SetPipChildren(int children) {
-    m_pipKey = m_settings.key;
+    m_pipKey = m_settings.ViewKey();
     m_pipChildren = static_cast<std::uint32_t>(children);
-    Registry().WriteProfileInt(m_settings.key, kPipChildren, m_pipChildren);
+    Registry().WriteProfileInt(m_settings.ViewKey(), kPipChildren, m_pipChildren);
 }
 
 void ViewController::SaveViewState(const std::string& key) {
