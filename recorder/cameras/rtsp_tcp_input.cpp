@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "cameras/camera_url.h"
-#include "cameras/camera_words.h"
 #include "cameras/rtsp_description.h"
 #include "media/base64.h"
 #include "media/utf8.h"
@@ -179,7 +178,7 @@ void RtspTcpInput::TakeSound(const RtspFormat& format) {
     auto* const extra = static_cast<std::uint8_t*>(av_mallocz(told.size() + AV_INPUT_BUFFER_PADDING_SIZE));
     if (!m_soundPacket || !m_soundParameters || !extra) {
         av_free(extra);
-        throw CameraError(words::kNoMemory);
+        throw CameraError(FaultCode::OutOfMemory);
     }
     std::copy(told.begin(), told.end(), extra);
     m_soundParameters->extradata = extra;
@@ -229,7 +228,7 @@ void RtspTcpInput::OnReply(const RtspHead& head) {
     } catch (const StrangeRtsp&) {
         // A camera that sends pictures need not like to be asked for more.
         if (!m_anyPicture) {
-            throw CameraError(words::kRefuses);
+            throw CameraError(FaultCode::PicturesRefused);
         }
     }
 }
@@ -314,7 +313,7 @@ std::optional<CameraInput::Piece> RtspTcpInput::GiveSound() {
     m_blocks.pop_front();
     av_packet_unref(m_soundPacket.get());
     if (av_new_packet(m_soundPacket.get(), static_cast<int>(block.size())) < 0) {
-        throw CameraError(words::kNoMemory);
+        throw CameraError(FaultCode::OutOfMemory);
     }
     std::copy(block.begin(), block.end(), m_soundPacket->data);
     Piece piece;
