@@ -10,8 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "media/fault.h"
 #include "media/media_clock.h"
-#include "media/media_hub.h"
+#include "media/media_event.h"
 #include "media/motion_watch.h"
 #include "media/picture_source.h"
 #include "media/stream_feed.h"
