@@ -21,14 +21,16 @@ extern "C" {
 #include <mutex>
 #include <thread>
 
+#include "child_process.h"
 #include "film_cameras.h"
-#include "soak_process.h"
+#include "started_program.h"
 #include "wire/frame_header.h"
 
 namespace {
 
 using kvbench::FilmCameras;
 using kvbench::NowNs;
+using kvbench::ProcessMs;
 
 constexpr int kWidth = 1920;
 constexpr int kHeight = 1080;
@@ -39,21 +41,6 @@ constexpr std::int64_t kSettleNs = 3'000'000'000;
 
 double Ms(std::int64_t ns) {
     return static_cast<double>(ns) / 1e6;
-}
-
-// CPU time that a process has taken, in milliseconds.
-double ProcessMs(pid_t process) {
-    std::ifstream file("/proc/" + std::to_string(process) + "/stat");
-    const std::string text{std::istreambuf_iterator<char>(file), {}};
-    unsigned long user = 0;
-    unsigned long system = 0;
-    const auto name = text.rfind(')');
-    if (name == std::string::npos ||
-        std::sscanf(text.c_str() + name + 2, "%*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %lu %lu", &user,
-                    &system) != 2) {
-        throw std::runtime_error("no figures of the process");
-    }
-    return static_cast<double>(user + system) * 1e3 / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
 // What all who take pictures have seen. Any thread.
@@ -222,7 +209,7 @@ void MeasureRecorder(const std::string& program, const FilmCameras& cameras, int
     }
     Times times;
     {
-        const kvbench::SoakProcess recorder({program, "--config", file});
+        const kvbench::ChildProcess recorder({program, "--config", file});
         const std::int64_t began = NowNs();
         const std::int64_t end = began + kSettleNs + seconds * std::int64_t{1'000'000'000};
         std::vector<std::jthread> threads;

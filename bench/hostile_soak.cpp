@@ -46,7 +46,7 @@ std::vector<std::string> Split(const std::string& text, char at) {
 
 class Hostile {
 public:
-    Hostile(SoakWall& wall, const SoakProcess& hostile, const HostilePlan& plan)
+    Hostile(SoakWall& wall, const ChildProcess& hostile, const HostilePlan& plan)
         : m_wall(wall),
           m_hostile(hostile),
           m_plan(plan),
@@ -289,7 +289,7 @@ private:
     }
 
     SoakWall& m_wall;
-    const SoakProcess& m_hostile;
+    const ChildProcess& m_hostile;
     const HostilePlan m_plan;
     std::mt19937 m_random;
     const std::vector<std::string> m_moods;
@@ -302,8 +302,8 @@ private:
 bool SoakHostile(const SoakPrograms& programs, const HostilePlan& plan) {
     std::printf("seed %" PRIu64 "\n", plan.seed);
     std::fflush(stdout);
-    const SoakProcess recorder({programs.recorder, "--listen", "127.0.0.1:0", "--config", programs.config});
-    const SoakProcess hostile(
+    const ChildProcess recorder({programs.recorder, "--listen", "127.0.0.1:0", "--config", programs.config});
+    const ChildProcess hostile(
         {programs.hostile, "--to", std::to_string(recorder.Port()), "--seed", std::to_string(plan.seed)});
     SoakWall wall(hostile.Port());
     const bool bGood = Hostile(wall, hostile, plan).Run();

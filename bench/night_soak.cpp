@@ -149,7 +149,7 @@ private:
 
 bool SoakNight(const std::string& program, int minutes) {
     const kvtest::TempFolder folder;
-    const SoakProcess recorder({program, "--listen", "127.0.0.1:0", "--config", WriteConfig(folder)});
+    const ChildProcess recorder({program, "--listen", "127.0.0.1:0", "--config", WriteConfig(folder)});
     SoakWall wall(recorder.Port());
     return Night(wall).Run(minutes);
 }

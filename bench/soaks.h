@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "soak_process.h"
+#include "child_process.h"
 #include "soak_wall.h"
 
 namespace kvbench {

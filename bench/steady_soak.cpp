@@ -29,7 +29,7 @@ constexpr double kGrowthMb = 4;
 
 class Steady {
 public:
-    Steady(SoakWall& wall, const SoakProcess& recorder, std::string program, std::string control)
+    Steady(SoakWall& wall, const ChildProcess& recorder, std::string program, std::string control)
         : m_wall(wall), m_recorder(recorder), m_program(std::move(program)), m_control(std::move(control)) {}
 
     // True if nothing went wrong.
@@ -119,7 +119,7 @@ private:
     }
 
     SoakWall& m_wall;
-    const SoakProcess& m_recorder;
+    const ChildProcess& m_recorder;
     const std::string m_program;
     const std::string m_control;
     QTimer m_recode;
@@ -137,7 +137,7 @@ private:
 bool SoakSteadily(const SoakPrograms& programs, int minutes) {
     const kvtest::TempFolder folder;
     const std::string control = folder.File("control");
-    const SoakProcess recorder(
+    const ChildProcess recorder(
         {programs.recorder, "--listen", "127.0.0.1:0", "--config", programs.config, "--control", control});
     SoakWall wall(recorder.Port());
     return Steady(wall, recorder, programs.recorder, control).Run(minutes);

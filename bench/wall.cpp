@@ -1,250 +1,362 @@
-// What a wall of 42 live channels takes: memory, threads and CPU. The recorder is a process of its own.
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/prctl.h>
-#include <sys/resource.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
+// What walls of the whole program cost, beside decoding alone and beside other players, on a display of its
+// own.
+//
+// bench_wall [REPEATS [SECONDS [KVMON KVRECORDER [FILE]]]]: the figures' file keeps the last run, to compare
+// with.
+#include <sys/utsname.h>
 #include <unistd.h>
 
-#include <QtCore/QTimer>
-#include <QtWidgets/QApplication>
-#include <cerrno>
-#include <csignal>
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
-#include <ctime>
+#include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <fstream>
+#include <functional>
+#include <iterator>
+#include <map>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
-#include "channel/camera/base_camera.h"
-#include "channel/cell/channel_view.h"
-#include "records.h"
+#include "display.h"
+#include "films.h"
+#include "live_wall.h"
+#include "paced_decode.h"
+#include "started_program.h"
 
 namespace {
 
-using namespace kvmon;
-using kvbench::Record;
+using kvbench::Display;
+using kvbench::kStyleCustom;
+using kvbench::kStyleFour;
+using kvbench::ProcessMs;
+using kvbench::StartedProgram;
+using kvbench::WallKind;
+using kvtest::Coding;
 
-constexpr int kChannels = 42;
-constexpr int kColumns = 7;
-constexpr int kCellWidth = 111;
-constexpr int kCellHeight = 84;
-constexpr int kSettleMs = 3000;
-constexpr int kMeasureMs = 5000;
-constexpr int kPictureMs = 40;
-constexpr kvbench::StreamKind kStream{"H.264 352x240", kvtest::Coding::H264, 352, 240, 512'000};
+constexpr WallKind kWalls[] = {
+    {Coding::H264, 640, 480, 1'000'000, 2, 2, 391, 274, kStyleFour, 0},
+    {Coding::H264, 640, 480, 1'000'000, 4, 4, 195, 137, kStyleCustom, 0},
+    {Coding::H264, 1920, 1080, 4'000'000, 2, 2, 391, 274, kStyleFour, 0},
+    {Coding::H264, 352, 240, 512'000, 6, 6, 130, 91, kStyleCustom, 4},
+    {Coding::Mjpeg, 640, 480, 0, 2, 2, 391, 274, kStyleFour, 0},
+};
+constexpr int kFilmSeconds = 2;
+constexpr std::chrono::seconds kSettle{4};
 
-int Listen(std::uint16_t& port) {
-    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    auto* const generic = static_cast<sockaddr*>(static_cast<void*>(&address));
-    if (fd < 0 || ::bind(fd, generic, length) != 0 || ::listen(fd, kChannels) != 0 ||
-        ::getsockname(fd, generic, &length) != 0) {
-        throw std::runtime_error("no loopback port");
-    }
-    port = ntohs(address.sin_port);
-    return fd;
-}
-
-// A client of the recorder, until it has asked and then, if it asked for a stream, for good.
-struct Client {
-    int fd = -1;
-    std::string head;
-    bool bStream = false;
+// Milliseconds of processor for a picture that is sent, and pictures that a cell shows in a second.
+struct Cost {
+    double ms = 0;
+    double shown = 0;
 };
 
-// False when it is done: everything but a stream is answered at once, as by a recorder that has no such page.
-bool TakeRequest(Client& client) {
-    char block[1024];
-    const ssize_t count = ::recv(client.fd, block, sizeof block, MSG_DONTWAIT);
-    if (count < 0 && errno == EAGAIN) {
-        return true;
-    }
-    if (count <= 0) {
-        return false;
-    }
-    client.head.append(block, static_cast<std::size_t>(count));
-    if (client.head.find("\r\n\r\n") == std::string::npos) {
-        return true;
-    }
-    client.bStream = client.head.find("/getstream.cgi") < client.head.find("\r\n");
-    const std::string reply =
-        client.bStream ? "HTTP/1.0 200 OK\r\n\r\n" : "HTTP/1.0 404 Not Found\r\nContent-Length: 0\r\n\r\n";
-    ::send(client.fd, reply.data(), reply.size(), MSG_NOSIGNAL);
-    return client.bStream;
+struct Plan {
+    int repeats = 3;
+    int seconds = 5;
+    int wall = 0;
+    kvbench::Programs programs;
+    std::string figures = "build/bench_wall.txt";
+};
+
+void Sleep(std::chrono::nanoseconds time) {
+    std::this_thread::sleep_for(time);
 }
 
-// Sends each client that asked for a stream the records at their pace, over and over, a picture apart from
-// its neighbour's.
-[[noreturn]] void Serve(int listener) {
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    const std::vector<Record> records = kvbench::MakeRecords(kStream, 2 * kvbench::kKeyInterval);
-    std::vector<Client> clients;
-    timespec next{};
-    ::clock_gettime(CLOCK_MONOTONIC, &next);
-    for (std::size_t tick = 0;; ++tick) {
-        pollfd entry{listener, POLLIN, 0};
-        while (::poll(&entry, 1, 0) > 0) {
-            clients.push_back({::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC), {}, false});
-        }
-        std::erase_if(clients, [&](Client& client) {
-            const auto& bytes = records[tick % records.size()].bytes;
-            const bool bStays = client.bStream
-                                    ? ::send(client.fd, bytes.data(), bytes.size(), MSG_NOSIGNAL) > 0
-                                    : TakeRequest(client);
-            if (!bStays) {
-                ::close(client.fd);
-            }
-            return !bStays;
-        });
-        // By the clock, so that a busy machine does not slow the stream down.
-        next.tv_nsec += kPictureMs * 1'000'000L;
-        if (next.tv_nsec >= 1'000'000'000L) {
-            next.tv_nsec -= 1'000'000'000L;
-            ++next.tv_sec;
-        }
-        ::clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &next, nullptr);
-    }
-}
-
-// A number of /proc/self/status.
-long StatusNumber(const std::string& name) {
-    std::ifstream file("/proc/self/status");
-    std::string word;
-    while (file >> word) {
-        if (word == name + ":") {
-            long value = 0;
-            file >> value;
-            return value;
-        }
-    }
-    throw std::runtime_error("no " + name);
-}
-
-double ProcessMs() {
-    timespec time{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
-}
-
-class Wall {
+// One wall's films and the folder that the programs work in.
+class Bench {
 public:
-    explicit Wall(std::uint16_t port) {
-        m_window.resize(kColumns * kCellWidth, kChannels / kColumns * kCellHeight);
-        for (int i = 0; i < kChannels; ++i) {
-            CameraSettings settings;
-            settings.m_NetworkSetting[0].szAddress = "127.0.0.1";
-            settings.m_nCh = i;
-            settings.m_nSvrPort = port;
-            settings.m_lpszSvrIP = "127.0.0.1";
-            settings.m_bMonitorRight = 1;
-            auto camera = CreateCamera(&settings);
-            camera->SetCHInMainDlg(static_cast<std::uint32_t>(i));
-            *camera = settings;
-            auto* const view = new CChannelView(&m_window);
-            view->setGeometry(i % kColumns * kCellWidth, i / kColumns * kCellHeight, kCellWidth, kCellHeight);
-            view->SetCamera(camera);
-            camera->StartCameraThreads();
-            camera->StartPlaying(PlaySound::No);
-            m_cameras.push_back(std::move(camera));
-            m_views.push_back(view);
-        }
-        m_window.show();
+    Bench(const Plan& plan, const WallKind& wall, const std::string& folder)
+        : m_plan(plan), m_wall(wall), m_folder(folder), m_film(folder + "/film.mkv") {
+        kvtest::CodingOptions options;
+        options.frames = kFilmSeconds * kvbench::kPicturesPerSecond;
+        options.bitrate = wall.bitrate;
+        m_units = kvtest::EncodeMovingPictures(wall.coding, wall.width, wall.height, options);
+        const auto need = plan.seconds + 2 * static_cast<int>(kSettle.count()) + 10;
+        kvbench::WriteFilm(m_film, wall.coding, wall.width, wall.height, m_units, need);
     }
-    ~Wall() {
-        for (auto* view : m_views) {
-            view->SetCamera(nullptr);
-        }
-        for (const auto& camera : m_cameras) {
-            camera->StopCameraThreads(StopWait::ToTheEnd);
-        }
-    }
-    Wall(const Wall&) = delete;
-    Wall& operator=(const Wall&) = delete;
 
-    std::uint64_t Shown() const {
-        std::uint64_t sum = 0;
-        for (const auto& camera : m_cameras) {
-            sum += camera->GetStatistics().shown;
-        }
-        return sum;
+    Cost Decode() const {
+        double shown = 0;
+        double used = 0;
+        kvbench::DecodePaced(
+            m_wall.coding, m_units, m_wall.Cells(), [&](const std::function<long()>& decoded) {
+                Sleep(std::chrono::seconds(1));
+                const long before = decoded();
+                used = Used(::getpid());
+                shown = static_cast<double>(decoded() - before) / m_plan.seconds / m_wall.Cells();
+            });
+        return {used, shown};
     }
-    int Running() const {
-        int count = 0;
-        for (const auto& camera : m_cameras) {
-            count += camera->IsStreamRunning() ? 1 : 0;
+
+    Cost Monitor(const Display& display) const {
+        const kvbench::LiveWall live(m_plan.programs, m_wall, m_film, m_folder, display);
+        Sleep(kSettle);
+        const double used = Used(live.Monitor());
+        return {used, ShownRate(display)};
+    }
+
+    // A compositor with a decoder for each stream, as its makers would put it.
+    Cost Compositor(const std::string& program, const Display& display) const {
+        std::vector<std::string> words{program, "-q", "compositor", "name=c", "background=black"};
+        const auto place = [&](int i, const char* axis, int pixels) {
+            words.push_back("sink_" + std::to_string(i) + "::" + axis + "=" + std::to_string(pixels));
+        };
+        for (int i = 0; i < m_wall.Cells(); ++i) {
+            place(i, "xpos", i % m_wall.columns * m_wall.cellWidth);
+            place(i, "ypos", i / m_wall.columns * m_wall.cellHeight);
+            place(i, "width", m_wall.cellWidth);
+            place(i, "height", m_wall.cellHeight);
         }
-        return count;
+        words.insert(words.end(),
+                     {"!", "video/x-raw,framerate=25/1", "!", "videoconvert", "!", "ximagesink"});
+        for (int i = 0; i < m_wall.Cells(); ++i) {
+            words.insert(words.end(),
+                         {"filesrc", "location=" + m_film, "!", "matroskademux", "!", "h264parse", "!",
+                          "avdec_h264", "max-threads=1", "!", "c.sink_" + std::to_string(i)});
+        }
+        return Player(words, display);
+    }
+
+    Cost Stack(const std::string& program, const Display& display) const {
+        std::string graph;
+        std::string layout;
+        for (int i = 0; i < m_wall.Cells(); ++i) {
+            graph += "[vid" + std::to_string(i + 1) + "]scale=" + std::to_string(m_wall.cellWidth) + ":" +
+                     std::to_string(m_wall.cellHeight) + "[s" + std::to_string(i) + "];";
+            layout += (i > 0 ? "|" : "") + std::to_string(i % m_wall.columns * m_wall.cellWidth) + "_" +
+                      std::to_string(i / m_wall.columns * m_wall.cellHeight);
+        }
+        for (int i = 0; i < m_wall.Cells(); ++i) {
+            graph += "[s" + std::to_string(i) + "]";
+        }
+        graph += "xstack=inputs=" + std::to_string(m_wall.Cells()) + ":layout=" + layout + "[vo]";
+        std::vector<std::string> words{
+            program,      "--no-config",         "--really-quiet",           "--vo=x11",
+            "--hwdec=no", "--vd-lavc-threads=1", "--lavfi-complex=" + graph, m_film};
+        for (int i = 1; i < m_wall.Cells(); ++i) {
+            words.push_back("--external-file=" + m_film);
+        }
+        return Player(words, display);
     }
 
 private:
-    QWidget m_window;
-    std::vector<std::shared_ptr<CBaseCamera>> m_cameras;
-    std::vector<CChannelView*> m_views;
+    Cost Player(const std::vector<std::string>& words, const Display& display) const {
+        const StartedProgram player(words, m_folder + "/player.log", {display.Variable()});
+        Sleep(kSettle);
+        const double used = Used(player.Process());
+        return {used, ShownRate(display)};
+    }
+
+    double Used(pid_t process) const {
+        const double before = ProcessMs(process);
+        Sleep(std::chrono::seconds(m_plan.seconds));
+        return (ProcessMs(process) - before) /
+               (m_plan.seconds * kvbench::kPicturesPerSecond * m_wall.Cells());
+    }
+
+    // Where the wall is: what changes from one look to the next.
+    static kvbench::Box FindWall(const Display& display) {
+        const kvbench::Box all{0, 0, Display::kWidth, Display::kHeight};
+        const auto before = display.See(all);
+        Sleep(std::chrono::milliseconds(600));
+        const auto after = display.See(all);
+        int left = Display::kWidth;
+        int right = 0;
+        int top = Display::kHeight;
+        int bottom = 0;
+        for (int y = 0; y < Display::kHeight && before.size() == after.size() && !after.empty(); ++y) {
+            for (int x = 0; x < Display::kWidth; ++x) {
+                const auto at = static_cast<std::size_t>(y) * Display::kWidth + static_cast<std::size_t>(x);
+                if (before[at] != after[at]) {
+                    left = std::min(left, x);
+                    right = std::max(right, x + 1);
+                    top = std::min(top, y);
+                    bottom = std::max(bottom, y + 1);
+                }
+            }
+        }
+        return {left, top, right - left, bottom - top};
+    }
+
+    // How many pictures a second each cell shows: a wall that drops them costs little. The row that is looked
+    // at lies where the film's block moves.
+    double ShownRate(const Display& display) const {
+        const kvbench::Box wall = FindWall(display);
+        if (wall.width < m_wall.cellWidth || wall.height < m_wall.cellHeight) {
+            throw std::runtime_error("nothing moves on the display");
+        }
+        std::vector<kvbench::Box> rows;
+        for (int i = 0; i < m_wall.Cells(); ++i) {
+            const int height = wall.height / m_wall.rows;
+            rows.push_back({wall.left + wall.width * (i % m_wall.columns) / m_wall.columns + 1,
+                            wall.top + height * (i / m_wall.columns) + height / 2, m_wall.cellWidth / 2, 1});
+        }
+        constexpr std::chrono::seconds kTime{2};
+        std::vector<std::vector<std::uint32_t>> last(rows.size());
+        int changes = 0;
+        const auto begin = std::chrono::steady_clock::now();
+        for (auto next = begin; next < begin + kTime; next += std::chrono::milliseconds(8)) {
+            std::this_thread::sleep_until(next);
+            auto seen = display.See(rows);
+            for (std::size_t i = 0; i < rows.size(); ++i) {
+                changes += !last[i].empty() && last[i] != seen[i] ? 1 : 0;
+            }
+            last = std::move(seen);
+        }
+        return changes / static_cast<double>(kTime.count()) / m_wall.Cells();
+    }
+
+    const Plan& m_plan;
+    const WallKind& m_wall;
+    const std::string m_folder;
+    const std::string m_film;
+    std::vector<kvtest::CodedUnit> m_units;
 };
 
-void RunEvents(int milliseconds) {
-    QEventLoop loop;
-    QTimer::singleShot(milliseconds, &loop, &QEventLoop::quit);
-    loop.exec();
+struct Spread {
+    double middle = 0;
+    double least = 0;
+    double most = 0;
+};
+
+Spread SpreadOf(std::vector<double> figures) {
+    std::sort(figures.begin(), figures.end());
+    return {figures[figures.size() / 2], figures.front(), figures.back()};
 }
 
-void Measure(std::uint16_t port) {
-    const long memoryBefore = StatusNumber("VmRSS");
-    const long threadsBefore = StatusNumber("Threads");
-    Wall wall(port);
-    RunEvents(kSettleMs);
-    if (wall.Running() != kChannels) {
-        throw std::runtime_error("only " + std::to_string(wall.Running()) + " channels run");
+std::string ProcessorName() {
+    std::ifstream file("/proc/cpuinfo");
+    for (std::string line; std::getline(file, line);) {
+        if (line.starts_with("model name")) {
+            return line.substr(line.find(':') + 2);
+        }
     }
-    const std::uint64_t shownBefore = wall.Shown();
-    const double cpuBefore = ProcessMs();
-    RunEvents(kMeasureMs);
-    const double cpu = (ProcessMs() - cpuBefore) / kMeasureMs * 100;
-    const double shown = static_cast<double>(wall.Shown() - shownBefore) * 1000 / kMeasureMs;
-    const long memory = StatusNumber("VmRSS");
-    const long threads = StatusNumber("Threads");
-    std::printf("%d channels of %s in cells of %dx%d, %.0f pictures a second in all\n\n", kChannels,
-                kStream.name, kCellWidth, kCellHeight, shown);
-    std::printf("%-10s %12s %12s %12s\n", "", "program", "wall", "a channel");
-    std::printf("%-10s %9.1f MB %9.1f MB %9.2f MB\n", "memory", static_cast<double>(memory) / 1024,
-                static_cast<double>(memory - memoryBefore) / 1024,
-                static_cast<double>(memory - memoryBefore) / 1024 / kChannels);
-    std::printf("%-10s %12ld %12ld %12.2f\n", "threads", threads, threads - threadsBefore,
-                static_cast<double>(threads - threadsBefore) / kChannels);
-    std::printf("%-10s %10.1f %% %12s %10.2f %%\n", "CPU", cpu, "", cpu / kChannels);
+    return "unknown processor";
+}
+
+// The last run's figures by wall and program.
+std::map<std::string, double> ReadFigures(const std::string& file) {
+    std::map<std::string, double> figures;
+    std::ifstream lines(file);
+    for (std::string line; std::getline(lines, line);) {
+        if (const auto tab = line.rfind('\t'); tab != std::string::npos) {
+            figures[line.substr(0, tab)] = std::strtod(line.c_str() + tab + 1, nullptr);
+        }
+    }
+    return figures;
+}
+
+constexpr char kFloor[] = "paced decode";
+constexpr char kOurs[] = "kvmon";
+
+using Way = std::pair<std::string, std::function<Cost()>>;
+
+void MeasureWall(const Plan& plan, const WallKind& wall, const std::string& folder, const Display& display,
+                 std::map<std::string, double>& figures) {
+    const Bench bench(plan, wall, folder);
+    const std::string launcher = kvbench::FindProgram("gst-launch-1.0");
+    const std::string player = kvbench::FindProgram("mpv");
+    std::vector<Way> ways{{kFloor, [&] { return bench.Decode(); }},
+                          {kOurs, [&] { return bench.Monitor(display); }}};
+    if (!launcher.empty() && wall.coding == Coding::H264) {
+        ways.emplace_back("GStreamer", [&] { return bench.Compositor(launcher, display); });
+    }
+    if (!player.empty() && wall.coding == Coding::H264 && wall.Cells() == 4) {
+        ways.emplace_back("mpv", [&] { return bench.Stack(player, display); });
+    }
+    // By turns: others use the machine, too.
+    std::map<std::string, std::vector<double>> all;
+    std::map<std::string, std::vector<double>> shown;
+    for (int i = 0; i < plan.repeats; ++i) {
+        for (const auto& [name, measure] : ways) {
+            try {
+                const Cost cost = measure();
+                all[name].push_back(cost.ms);
+                shown[name].push_back(cost.shown);
+            } catch (const std::exception& error) {
+                // Another player may lack a part; nothing is told of it then.
+                if (name == kFloor || name == kOurs) {
+                    throw;
+                }
+                std::fprintf(stderr, "bench_wall: %s\n", error.what());
+            }
+        }
+    }
+    const double floor = SpreadOf(all[kFloor]).middle;
+    for (const auto& [name, measure] : ways) {
+        if (all[name].empty()) {
+            continue;
+        }
+        const Spread spread = SpreadOf(all[name]);
+        const std::string key = wall.Name() + "\t" + name;
+        const auto last = figures.find(key);
+        std::printf("%-36s %-14s %7.2f %7.2f %7.2f %7.2f %7.1f", wall.Name().c_str(), name.c_str(),
+                    spread.middle, spread.least, spread.most, spread.middle / floor,
+                    SpreadOf(shown[name]).middle);
+        if (last != figures.end()) {
+            std::printf(" %9.2f", last->second);
+        }
+        std::printf("\n");
+        std::fflush(stdout);
+        figures[key] = spread.middle;
+    }
+}
+
+void Measure(const Plan& plan) {
+    utsname system{};
+    ::uname(&system);
+    const char* const commit = std::getenv("KV_COMMIT");
+    std::printf("%s, %ld processors, Linux %s%s%s\n", ProcessorName().c_str(),
+                ::sysconf(_SC_NPROCESSORS_ONLN), system.release, commit != nullptr ? ", commit " : "",
+                commit != nullptr ? commit : "");
+    std::printf(
+        "CPU ms for a picture, median of %d, least, most; 25 pictures a second in each cell for %d s\n\n",
+        plan.repeats, plan.seconds);
+    std::printf("%-36s %-14s %7s %7s %7s %7s %7s %9s\n", "wall", "", "median", "least", "most", "x floor",
+                "shown", "last run");
+    const auto folder = std::filesystem::temp_directory_path() / ("bench_wall." + std::to_string(::getpid()));
+    std::filesystem::create_directory(folder);
+    auto figures = ReadFigures(plan.figures);
+    try {
+        const Display display(folder);
+        for (std::size_t i = 0; i < std::size(kWalls); ++i) {
+            if (plan.wall == 0 || plan.wall == static_cast<int>(i) + 1) {
+                MeasureWall(plan, kWalls[i], folder, display, figures);
+            }
+        }
+    } catch (...) {
+        std::filesystem::remove_all(folder);
+        throw;
+    }
+    std::filesystem::remove_all(folder);
+    std::ofstream file(plan.figures);
+    for (const auto& [key, figure] : figures) {
+        file << key << '\t' << figure << '\n';
+    }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (std::getenv("QT_QPA_PLATFORM") == nullptr) {
-        ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    Plan plan;
+    plan.repeats = argc > 1 ? std::atoi(argv[1]) : plan.repeats;
+    plan.seconds = argc > 2 ? std::atoi(argv[2]) : plan.seconds;
+    plan.wall = argc > 3 ? std::atoi(argv[3]) : plan.wall;
+    plan.programs.monitor = argc > 4 ? argv[4] : plan.programs.monitor;
+    plan.programs.recorder = argc > 5 ? argv[5] : plan.programs.recorder;
+    plan.figures = argc > 6 ? argv[6] : plan.figures;
+    if (plan.repeats < 1 || plan.seconds < 1 || plan.wall < 0 ||
+        plan.wall > static_cast<int>(std::size(kWalls))) {
+        std::fprintf(stderr, "bench_wall [REPEATS [SECONDS [WALL [KVMON KVRECORDER FILE]]]]\n");
+        return 2;
     }
-    int status = 0;
-    pid_t recorder = -1;
     try {
-        std::uint16_t port = 0;
-        const int listener = Listen(port);
-        recorder = ::fork();  // before there is any thread
-        if (recorder == 0) {
-            Serve(listener);
-        }
-        ::close(listener);
-        const QApplication application(argc, argv);
-        Measure(port);
+        Measure(plan);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "bench_wall: %s\n", error.what());
-        status = 1;
+        return 1;
     }
-    if (recorder > 0) {
-        ::kill(recorder, SIGKILL);
-        ::waitpid(recorder, nullptr, 0);
-    }
-    return status;
+    return 0;
 }

@@ -60,7 +60,6 @@ const Kind* FindKind(std::uint32_t fourcc) {
 }  // namespace
 
 void MatroskaWriter::OutputFree::operator()(AVFormatContext* context) const {
-    avio_closep(&context->pb);
     avformat_free_context(context);
 }
 
@@ -81,8 +80,8 @@ MatroskaWriter::MatroskaWriter(const std::string& path, const PacketPtr& first, 
     Describe(stream->codecpar, *first);
     stream->time_base = {1, 1000};
     context->flags |= AVFMT_FLAG_FLUSH_PACKETS;
-    MakePrivateFile(path, group);  // which the library then writes to
-    Check(avio_open(&context->pb, ("file:" + path).c_str(), AVIO_FLAG_WRITE));
+    m_output = std::make_unique<FileOutput>(MakePrivateFile(path, group));
+    context->pb = m_output->Context();
     AVDictionary* options = nullptr;
     av_dict_set(&options, "cluster_time_limit", "1000", 0);
     const int result = avformat_write_header(context, &options);
@@ -103,6 +102,7 @@ MatroskaWriter::~MatroskaWriter() {
         // The trailer is tried all the same.
     }
     av_write_trailer(m_file.get());
+    avio_flush(m_output->Context());
 }
 
 void MatroskaWriter::Check(int result) const {

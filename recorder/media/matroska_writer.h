@@ -4,6 +4,7 @@
 #include <string>
 
 #include "media/av_ptr.h"
+#include "media/file_output.h"
 #include "media/packet.h"
 #include "media/private_file.h"
 
@@ -43,6 +44,7 @@ private:
 
     const std::string m_path;
     const PacketPtr m_first;
+    std::unique_ptr<FileOutput> m_output;
     std::unique_ptr<AVFormatContext, OutputFree> m_file;
     AvPtr<AVPacket> m_packet;
     PacketPtr m_waiting;

@@ -163,6 +163,7 @@ void PictureEncoder::OpenCodec() {
     m_codec->thread_count = 1;
     kind.tune(m_codec.get());
     if (const int error = avcodec_open2(m_codec.get(), codec, nullptr); error < 0) {
+        m_codec.reset();
         throw std::runtime_error(std::string("the encoder ") + kind.encoder + " refuses " +
                                  std::to_string(stream.width) + "x" + std::to_string(stream.height) + ": " +
                                  AvErrorText(error));
@@ -207,11 +208,17 @@ bool PictureEncoder::Code(AVFrame& frame, Packet& packet) {
         packet.data = m_mxpeg->Data();
         return true;
     }
+    if (!m_codec) {
+        m_sinceKey = 0;
+        OpenCodec();
+    }
     // The libraries count a group by time stamps or by pictures; after skipped ones these differ.
     frame.pict_type = m_sinceKey == 0 ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
     frame.quality = m_codec->global_quality;
     if (avcodec_send_frame(m_codec.get(), &frame) < 0 ||
         avcodec_receive_packet(m_codec.get(), m_packet.get()) < 0) {
+        // What such a failure leaves of a codec is not to be used again: it would end the program in the end.
+        m_codec.reset();
         return false;
     }
     packet.key = (m_packet->flags & AV_PKT_FLAG_KEY) != 0;

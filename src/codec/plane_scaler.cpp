@@ -5,49 +5,14 @@
 #include <algorithm>
 #include <cstring>
 
+#include "codec/column_mixer.h"
+
 namespace kvmon {
 
 namespace {
 
 // A sum of this many rows of bytes fits 16 bits.
 constexpr int kMostRows = 257;
-
-// Source places in 16.16: the middle of the target's sample on the middle of the source's.
-struct Steps {
-    Steps(int from, int to)
-        : step((std::int64_t{from} << 16) / to),
-          first(step / 2 - 0x8000),
-          last(std::int64_t{from - 1} << 16) {}
-    // The sample's row, and how much of the next one belongs to it, of 256.
-    int RowAt(int i) const { return static_cast<int>(At(i) >> 16); }
-    int PartAt(int i) const { return static_cast<int>(At(i) >> 8 & 255); }
-    std::int64_t At(int i) const { return std::clamp<std::int64_t>(first + i * step, 0, last); }
-
-    std::int64_t step;
-    std::int64_t first;
-    std::int64_t last;
-};
-
-// `row` has one sample more than the source is wide, the last one twice.
-void InterpolateColumns(const std::uint8_t* row, const Steps& steps, std::uint8_t* to, int width) {
-    // Only the ends need the clamp.
-    int i = 0;
-    for (; i < width && steps.first + i * steps.step < 0; ++i) {
-        to[i] = row[0];
-    }
-    const std::int64_t inner = (steps.last - steps.first) / steps.step + 1;
-    const int end = static_cast<int>(std::min<std::int64_t>(width, inner));
-    auto x = static_cast<std::uint32_t>(steps.first + i * steps.step);
-    const auto step = static_cast<std::uint32_t>(steps.step);
-    for (; i < end; ++i, x += step) {
-        const std::uint8_t* const pair = row + (x >> 16);
-        const int part = static_cast<int>(x >> 9 & 127);
-        to[i] = static_cast<std::uint8_t>(pair[0] + (((pair[1] - pair[0]) * part + 64) >> 7));
-    }
-    for (; i < width; ++i) {
-        to[i] = row[steps.last >> 16];
-    }
-}
 
 void MixRows(const std::uint8_t* upper, const std::uint8_t* lower, int part, std::uint8_t* to, int width) {
     libyuv::InterpolatePlane(upper, 0, lower, 0, to, 0, width, 1, part);
@@ -58,23 +23,25 @@ const std::uint8_t* RowOf(const PlaneIn& from, int y) {
 }
 
 // Rows first: the mixed rows are as wide as the source, of which there is less left after it.
-void InterpolateDown(const PlaneIn& from, const PlaneOut& to, std::uint8_t* row) {
-    const Steps across(from.width, to.width);
-    const Steps down(from.height, to.height);
+void InterpolateDown(const PlaneIn& from, const PlaneOut& to, std::span<std::uint8_t> work) {
+    const ColumnMixer across(from.width, to.width, work);
+    const SampleSteps down(from.height, to.height);
+    std::uint8_t* const row = work.data() + ColumnMixer::TableBytes(to.width);
     for (int y = 0; y < to.height; ++y) {
-        const int upper = down.RowAt(y);
+        const int upper = down.SampleAt(y);
         MixRows(RowOf(from, upper), RowOf(from, upper + 1), down.PartAt(y), row, from.width);
         row[from.width] = row[from.width - 1];
-        InterpolateColumns(row, across, to.data + std::ptrdiff_t{y} * to.stride, to.width);
+        across.Mix(row, to.data + std::ptrdiff_t{y} * to.stride);
     }
 }
 
 // Columns first: each source row is widened once and mixed several times.
-void InterpolateUp(const PlaneIn& from, const PlaneOut& to, std::uint8_t* work) {
-    const Steps across(from.width, to.width);
-    const Steps down(from.height, to.height);
-    std::uint8_t* const source = work;
-    std::uint8_t* rows[2] = {work + from.width + 1, work + from.width + 1 + to.width};
+void InterpolateUp(const PlaneIn& from, const PlaneOut& to, std::span<std::uint8_t> work) {
+    const ColumnMixer across(from.width, to.width, work);
+    const SampleSteps down(from.height, to.height);
+    std::uint8_t* const source = work.data() + ColumnMixer::TableBytes(to.width);
+    std::uint8_t* const widened = source + from.width + 1 + ColumnMixer::kReadBeyond;
+    std::uint8_t* rows[2] = {widened, widened + to.width};
     int held[2] = {-1, -1};
     const auto widen = [&](int slot, int y) {
         if (held[slot] == y) {
@@ -82,11 +49,11 @@ void InterpolateUp(const PlaneIn& from, const PlaneOut& to, std::uint8_t* work) 
         }
         std::memcpy(source, RowOf(from, y), static_cast<std::size_t>(from.width));
         source[from.width] = source[from.width - 1];
-        InterpolateColumns(source, across, rows[slot], to.width);
+        across.Mix(source, rows[slot]);
         held[slot] = y;
     };
     for (int y = 0; y < to.height; ++y) {
-        const int upper = down.RowAt(y);
+        const int upper = down.SampleAt(y);
         if (held[1] == upper) {
             std::swap(rows[0], rows[1]);
             std::swap(held[0], held[1]);
@@ -173,16 +140,17 @@ void Average(const PlaneIn& from, const PlaneOut& to, std::uint16_t* sums) {
 }  // namespace
 
 std::size_t ScaleWorkBytes(int fromWidth, int toWidth) {
-    return 2 * static_cast<std::size_t>(fromWidth) + 2 * static_cast<std::size_t>(toWidth) + 2;
+    return ColumnMixer::TableBytes(toWidth) + 2 * static_cast<std::size_t>(fromWidth) +
+           2 * static_cast<std::size_t>(toWidth) + 2 + ColumnMixer::kReadBeyond;
 }
 
 void ScalePlane(const PlaneIn& from, const PlaneOut& to, std::span<std::uint8_t> work) {
     if (from.width >= 2 * to.width && from.height >= 2 * to.height) {
         Average(from, to, static_cast<std::uint16_t*>(static_cast<void*>(work.data())));
     } else if (from.width > to.width) {
-        InterpolateDown(from, to, work.data());
+        InterpolateDown(from, to, work);
     } else {
-        InterpolateUp(from, to, work.data());
+        InterpolateUp(from, to, work);
     }
 }
 

@@ -25,7 +25,7 @@ struct PlaneOut {
 std::size_t ScaleWorkBytes(int fromWidth, int toWidth);
 
 // Averages where at least two source samples fall on one in both directions, interpolates between
-// neighbours elsewhere. All sizes are positive; `work` has ScaleWorkBytes bytes, aligned for 16-bit words.
+// neighbours elsewhere. All sizes are positive; `work` has ScaleWorkBytes bytes, aligned for 16.
 // Allocates nothing.
 void ScalePlane(const PlaneIn& from, const PlaneOut& to, std::span<std::uint8_t> work);
 

@@ -1,8 +1,11 @@
 // The program as a process: how it starts and, whatever the network does, how it ends.
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <spawn.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <QtGui/QImage>
 #include <csignal>
@@ -14,6 +17,7 @@
 #include "persist/utilities.h"
 #include "support/fake_recorder.h"
 #include "support/file_holder.h"
+#include "support/fork_alone.h"
 #include "support/temp_folder.h"
 #include "support/wait_until.h"
 
@@ -46,14 +50,13 @@ protected:
             argv.push_back(arg.data());
         }
         argv.push_back(nullptr);
-        pid = ::fork();
-        ASSERT_GE(pid, 0);
-        if (pid == 0) {
-            ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
-            [[maybe_unused]] const auto* out = std::freopen(folder.File("out").c_str(), "w", stderr);
-            ::execv(argv[0], argv.data());
-            ::_exit(127);
-        }
+        ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+        posix_spawn_file_actions_t files;
+        ::posix_spawn_file_actions_init(&files);
+        ::posix_spawn_file_actions_addopen(&files, STDERR_FILENO, folder.File("out").c_str(),
+                                           O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        ASSERT_EQ(::posix_spawn(&pid, argv[0], &files, nullptr, argv.data(), environ), 0);
+        ::posix_spawn_file_actions_destroy(&files);
     }
     void StartAt(std::uint16_t port) {
         std::ofstream(folder.File("password")) << "hunter2\n";
@@ -155,7 +158,8 @@ TEST_F(Program, EndsAtOnceWithNobodyThere) {
 // It holds passwords: a crash writes none of them to the disk, while another program's leaves all it had.
 TEST_F(Program, LeavesNoCoreImage) {
     const auto dumps = [this](bool bProgram) {
-        const pid_t crashed = ::fork();
+        const pid_t crashed = kvtest::ForkAlone();
+        EXPECT_GE(crashed, 0);
         if (crashed == 0) {
             rlimit limit{};
             ::getrlimit(RLIMIT_CORE, &limit);

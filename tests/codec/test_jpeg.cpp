@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "codec/jpeg_codec.h"
+#include "support/fork_alone.h"
 #include "support/temp_folder.h"
 
 using namespace kvmon;
@@ -353,7 +354,7 @@ TEST(JpegFileTest, FullDiskLeavesTheOldFile) {
     const kvtest::TempFolder folder;
     const std::string path = folder.File("x.jpg");
     std::ofstream(path) << "old";
-    const pid_t child = ::fork();
+    const pid_t child = kvtest::ForkAlone();
     ASSERT_GE(child, 0);
     if (child == 0) {
         std::signal(SIGXFSZ, SIG_IGN);

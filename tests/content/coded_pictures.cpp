@@ -6,6 +6,7 @@ extern "C" {
 }
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <memory>
 #include <stdexcept>
@@ -137,6 +138,30 @@ Planes MovingPicture(int width, int height, int index) {
     return made;
 }
 
+void DrawNumber(Planes& picture, int number) {
+    unsigned blocks = 0x80u | (static_cast<unsigned>(number) & 63) << 1;
+    blocks |= static_cast<unsigned>(std::popcount(blocks)) & 1;
+    for (int y = 0; y < picture.height / 8; ++y) {
+        for (int x = 0; x < picture.width; ++x) {
+            const bool bWhite = (blocks >> (7 - x * 8 / picture.width) & 1) != 0;
+            picture.y[static_cast<std::size_t>(y * picture.width + x)] = bWhite ? 235 : 16;
+        }
+    }
+    const int colourWidth = (picture.width + 1) / 2;
+    const auto samples = static_cast<std::ptrdiff_t>(colourWidth) * (picture.height / 16);
+    std::fill_n(picture.u.begin(), samples, std::uint8_t{128});
+    std::fill_n(picture.v.begin(), samples, std::uint8_t{128});
+}
+
+int NumberOf(const std::array<bool, 8>& white) {
+    unsigned blocks = 0;
+    for (const bool bWhite : white) {
+        blocks = blocks << 1 | (bWhite ? 1u : 0u);
+    }
+    const bool bSound = white[0] && std::popcount(blocks) % 2 == 0;
+    return bSound ? static_cast<int>(blocks >> 1 & 63) : -1;
+}
+
 std::vector<CodedUnit> EncodeMovingPictures(Coding coding, int width, int height,
                                             const CodingOptions& options) {
     const Context context = OpenEncoder(coding, width, height, options);
@@ -151,7 +176,11 @@ std::vector<CodedUnit> EncodeMovingPictures(Coding coding, int width, int height
     std::vector<CodedUnit> units;
     for (int i = 0; i < options.frames; ++i) {
         Require(av_frame_make_writable(frame.get()) == 0, "no memory");
-        Fill(*frame, MovingPicture(width, height, i));
+        Planes picture = MovingPicture(width, height, i);
+        if (options.numbered) {
+            DrawNumber(picture, i);
+        }
+        Fill(*frame, picture);
         frame->pts = i;
         Require(avcodec_send_frame(context.get(), frame.get()) == 0, "the encoder takes no picture");
         Collect(*context, *packet, units);

@@ -1,6 +1,7 @@
 // Moving pictures and their coded forms.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -30,7 +31,14 @@ struct CodingOptions {
     int keyInterval = 25;
     int bitrate = 1'000'000;  // at 25 pictures a second; MJPEG has a quality of its own
     int reordered = 0;        // pictures between two that others refer to
+    bool numbered = false;    // as DrawNumber does it
 };
+
+// Eight blocks in the top eighth of the picture, black or white: white, the number's six bits from the
+// highest on, and what makes the count of white ones even.
+void DrawNumber(Planes& picture, int number);
+// The number that the brightness of the eight blocks tells; -1: none.
+int NumberOf(const std::array<bool, 8>& white);
 
 // One unit for each picture, in the order of coding. Throws std::runtime_error when the system has no
 // such encoder.

@@ -14,6 +14,7 @@
 
 #include "platform/text.h"
 #include "support/fake_clock.h"
+#include "support/fork_alone.h"
 #include "support/temp_folder.h"
 
 using namespace kvmon;
@@ -128,7 +129,7 @@ TEST(DebugOutputTest, TheSwitchIsOffByNothingAndBy0) {
 
 // What the disk refused must not come back in front of a later line.
 TEST_F(LogFileTest, FullDiskDropsLinesAndTheProgramGoesOn) {
-    const pid_t child = ::fork();
+    const pid_t child = kvtest::ForkAlone();
     ASSERT_GE(child, 0);
     if (child == 0) {
         std::signal(SIGXFSZ, SIG_IGN);

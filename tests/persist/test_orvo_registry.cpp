@@ -7,6 +7,7 @@
 
 #include "persist/credential_store.h"
 #include "persist/orvo_registry.h"
+#include "support/fork_alone.h"
 #include "support/temp_folder.h"
 
 using namespace kvmon;
@@ -32,7 +33,7 @@ protected:
 // Runs the body in a process of its own.
 template <typename Body>
 pid_t InChild(Body body) {
-    const pid_t child = ::fork();
+    const pid_t child = kvtest::ForkAlone();
     if (child == 0) {
         ::_exit(body() ? 0 : 1);
     }

@@ -12,6 +12,7 @@
 
 #include "persist/orvo_registry.h"
 #include "support/file_holder.h"
+#include "support/fork_alone.h"
 #include "support/temp_folder.h"
 #include "support/wait_until.h"
 
@@ -228,7 +229,8 @@ TEST_F(SettingsFileTest, ManyProgramsSetADamagedFileAsideOnce) {
             ASSERT_EQ(::pipe2(go, O_CLOEXEC), 0);
             std::vector<pid_t> programs;
             for (int i = 0; i < kPrograms; ++i) {
-                programs.push_back(::fork());
+                programs.push_back(kvtest::ForkAlone());
+                ASSERT_GE(programs.back(), 0);
                 if (programs.back() == 0) {
                     ::close(go[1]);
                     char byte = 0;

@@ -13,6 +13,7 @@
 #include "rtsp_peer.h"
 #include "scripted_rtsp.h"
 #include "support/faulty_proxy.h"
+#include "support/fork_alone.h"
 #include "support/temp_folder.h"
 #include "support/tls_peer/made_certificate.h"
 #include "support/tls_peer/tls_front.h"
@@ -236,7 +237,8 @@ public:
         TestJpegs();
         int pipe[2];
         EXPECT_EQ(::pipe2(pipe, O_CLOEXEC | O_NONBLOCK), 0);
-        m_process = ::fork();
+        m_process = kvtest::ForkAlone();
+        EXPECT_GE(m_process, 0);
         if (m_process == 0) {
             ::prctl(PR_SET_PDEATHSIG, SIGKILL);
             const ScriptedServer server([&](Peer& camera) {

@@ -53,28 +53,27 @@ void ServerBinding::TakeCapabilities(const CKelvaraInfo& info, int slot, CBaseCa
                              static_cast<std::uint32_t>(capabilities.nAudioOutType));
 }
 
-ServerBinding::Changes ServerBinding::UpdateCameraTable(int server) {
-    Changes changes;
+void ServerBinding::UpdateCameraTable(int server) {
     CKelvaraInfo* const info = m_recorders.GetServer(server);
     if (info == nullptr || m_desk.IsClosing()) {
-        return changes;
+        return;
     }
     const std::vector<CameraSettings> settings = info->GetAllCameraSettings();
     const int count = static_cast<int>(settings.size());
     for (int slot = count; slot < info->GetCameraCount(); ++slot) {
         RemoveCamera(server, slot);
-        changes.count = changes.list = true;
+        m_changes.count = m_changes.list = true;
     }
     info->SetCameraCount(count);
     for (int slot = 0; slot < count; ++slot) {
-        UpdateCameraSlot(*info, server, slot, settings[static_cast<std::size_t>(slot)], changes);
+        UpdateCameraSlot(*info, server, slot, settings[static_cast<std::size_t>(slot)]);
     }
     m_cameras.UpdateCameraList(m_settings.options);
     // After the list has numbered them: their threads report by that number.
-    for (const auto& camera : changes.started) {
-        camera->StartCameraThreads();
+    while (!m_changes.started.empty()) {
+        m_changes.started.front()->StartCameraThreads();
+        m_changes.started.erase(m_changes.started.begin());
     }
-    return changes;
 }
 
 void ServerBinding::RemoveCameras(int server) {
@@ -86,14 +85,15 @@ void ServerBinding::RemoveCameras(int server) {
 
 void ServerBinding::RemoveCamera(int server, int slot) {
     if (const auto camera = GetServerCamera(m_recorders, server, slot)) {
+        std::erase(m_changes.started, camera);
         camera->SaveCameraSettings();
         m_cells.Detach(camera.get());
         m_recorders.StopAndRemoveCamera(server, slot);
     }
 }
 
-void ServerBinding::UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, const CameraSettings& settings,
-                                     Changes& changes) {
+void ServerBinding::UpdateCameraSlot(CKelvaraInfo& info, int server, int slot,
+                                     const CameraSettings& settings) {
     const ConsoleOptions& options = m_settings.options;
     auto camera = GetServerCamera(m_recorders, server, slot);
     const bool bConfigured = info.GetStatus(slot, kStatusConfigured) != 0;
@@ -101,7 +101,7 @@ void ServerBinding::UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, c
         (!bConfigured && !options.bShowNoConfig)) {
         if (camera) {
             RemoveCamera(server, slot);
-            changes.count = changes.list = true;
+            m_changes.count = m_changes.list = true;
         }
         return;
     }
@@ -109,7 +109,7 @@ void ServerBinding::UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, c
         Trace("CMainDlg::UpdateCamera: Camera(%d) settings changed...\n", slot);
         RemoveCamera(server, slot);
         camera = nullptr;
-        changes.count = true;
+        m_changes.count = true;
     }
     const bool bNew = !camera;
     if (bNew) {
@@ -118,18 +118,19 @@ void ServerBinding::UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, c
         camera->SetConsoleWnd(m_desk.Handle());
         camera->SetRegFolder(RegFolder(info, server));
         camera->LoadCameraSettings();
+        m_changes.started.push_back(camera);
         if (!info.SetCamera(slot, camera)) {
             Trace("CMainDlg::UpdateCamera: SetCamera failed...\n");
+            m_changes.started.pop_back();
             return;
         }
-        changes.started.push_back(camera);
-        changes.list = changes.count = changes.status = true;
+        m_changes.list = m_changes.count = m_changes.status = true;
     }
     TakeCapabilities(info, slot, *camera);
     const std::string name = info.GetChannelName(slot);
     if (camera->GetCameraName() != name) {
         camera->SetCameraName(name);
-        changes.name = true;
+        m_changes.name = true;
     }
     if (!bNew) {
         camera->Picture().SetMainOsdKelvaraString({});
@@ -137,7 +138,8 @@ void ServerBinding::UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, c
 }
 
 void ServerBinding::UpdateCamera(int server) {
-    const Changes changes = UpdateCameraTable(server);
+    UpdateCameraTable(server);
+    const Changes& changes = m_changes;
     ViewController& view = m_view;
     bool bRefresh = false;
     // The list has changed since the wall was built, for whatever reason: the wall must have room for it.
@@ -162,6 +164,7 @@ void ServerBinding::UpdateCamera(int server) {
     if (changes.name) {
         view.RepaintCaptions();
     }
+    m_changes = {};
 }
 
 void ServerBinding::CopyStatus(int server) {

@@ -45,6 +45,30 @@ void ServerBinding::OnUpdateSvrInfo(std::uint32_t code, int server) {
     if (!m_desk.IsLoggedIn()) {
         return;  // from a thread that lingers, or too late
     }
+    try {
+        TakeUpdate(code, server);
+    } catch (...) {
+        // Memory was short, say. The recorder tells nothing again by itself, and the wall would stay as it
+        // is.
+        if (code < kUpdateCodes && server >= 0 && server < kMaxServers) {
+            m_missed[code] |= std::uint64_t{1} << server;
+        }
+        throw;
+    }
+}
+
+void ServerBinding::RepeatMissed() {
+    for (std::uint32_t code = 0; code < kUpdateCodes; ++code) {
+        const std::uint64_t servers = std::exchange(m_missed[code], 0);
+        for (int server = 0; server < kMaxServers; ++server) {
+            if ((servers >> server & 1) != 0) {
+                m_commands.AskFor(code, server);
+            }
+        }
+    }
+}
+
+void ServerBinding::TakeUpdate(std::uint32_t code, int server) {
     switch (code) {
         case WM_UPDATEVSINFO_CAMERACONN:
             Trace("CMainDlg::OnUpdateSvrInfo: WM_UPDATEVSINFO_CAMERACONN...\n");
@@ -118,6 +142,7 @@ void ServerBinding::NameRecordersInCaptions() {
 void ServerBinding::OnSessionEnd() {
     m_timers.KillTimer(kTimerPendingServers);
     m_nPendingMask = 0;
+    m_missed = {};
     m_bFurtherStopped = true;
     m_bStartFurther = m_bLoadFurther = false;
     m_nShownServer = -1;
@@ -135,6 +160,8 @@ void ServerBinding::OnCameraConnection(int server) {
         LoadVSInfo();
         m_bInitialised = true;
         OnFirstConnection();
+    } else if (!m_bViewBuilt && m_nPendingMask == 0) {
+        OnFirstConnection();  // it did not come to its end
     }
     if (m_nPendingMask != 0) {
         UpdateCameraTable(server);
@@ -182,6 +209,8 @@ void ServerBinding::BuildView() {
     NameRecordersInCaptions();
     m_sessionEvents.OnLoginChanged();
     m_commands.RefreshControls();  // without a camera nobody else asks for it
+    m_changes = {};                // the view has them all
+    m_bViewBuilt = true;
 }
 
 void ServerBinding::OnGetVSInfoFailed(std::uint32_t code, int server) {
@@ -252,6 +281,7 @@ void ServerBinding::CloseRefusal(const CKelvaraInfo* info) {
 void ServerBinding::KeepThreads() {
     // Where there is no place for a thread there may be no memory for it either.
     TryStep("CMainDlg::KeepThreads", [this] {
+        RepeatMissed();
         for (int server = 0; server < m_recorders.GetServerCount(); ++server) {
             CKelvaraInfo& info = *m_recorders.GetServer(server);
             info.KeepThreads();

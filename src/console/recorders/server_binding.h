@@ -3,6 +3,8 @@
 
 #include <QtCore/QPointer>
 #include <QtWidgets/QDialog>
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -88,7 +90,9 @@ public:
     void SaveCameraSettings();
 
 private:
-    // What one pass over a server's cameras changed.
+    static constexpr std::size_t kUpdateCodes = 6;  // one more than the greatest
+
+    // What passes over the servers' cameras changed, until the wall has followed.
     struct Changes {
         bool list = false;
         bool count = false;
@@ -97,6 +101,8 @@ private:
         std::vector<std::shared_ptr<CBaseCamera>> started;
     };
 
+    void TakeUpdate(std::uint32_t code, int server);
+    void RepeatMissed();
     void OnServerInfo(int server);
     void OnCameraConnection(int server);
     void OnFirstConnection();
@@ -112,9 +118,8 @@ private:
     void RemoveServersBut(const std::vector<SavedServer>& kept);
     void ShowChangedServers();
     void ShowChangedCameras();
-    Changes UpdateCameraTable(int server);
-    void UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, const CameraSettings& settings,
-                          Changes& changes);
+    void UpdateCameraTable(int server);
+    void UpdateCameraSlot(CKelvaraInfo& info, int server, int slot, const CameraSettings& settings);
     void UpdateCamera(int server);
     void CopyStatus(int server);
     void OnAuthorizationFailed(CKelvaraInfo& info, int server);
@@ -138,7 +143,10 @@ private:
     RecorderList& m_recorders;
     const std::shared_ptr<FrameBudget> m_frameBudget = std::make_shared<FrameBudget>();  // of all channels
     int m_nShownServer = -1;
+    Changes m_changes;
+    std::array<std::uint64_t, kUpdateCodes> m_missed{};  // by code, a bit for each server
     bool m_bInitialised = false;
+    bool m_bViewBuilt = false;
     bool m_bFurtherStopped = false;
     bool m_bStartFurther = false;
     bool m_bLoadFurther = false;

@@ -169,6 +169,7 @@ private:
     std::unique_ptr<QComboBox> m_combo;
     int m_nStyle = kViewStyleCount;
     int m_nSavedStyle = 0;
+    bool m_bStateInPart = false;  // its reading was broken off
     PixelRect m_rcView;
     int m_leftMargin = 0;
     int m_displays = 1;

@@ -35,8 +35,9 @@ void ViewController::SetPipChildren(int children) {
 }
 
 void ViewController::SaveViewState(const std::string& key) {
-    // Before the first view there is nothing that a user has seen.
-    if (key.empty() || m_cells.GetCount() == 0) {
+    // Before the first view there is nothing that a user has seen; what was read in part is less than what is
+    // stored.
+    if (key.empty() || m_cells.GetCount() == 0 || m_bStateInPart) {
         return;
     }
     COrvoRegistry& registry = Registry();
@@ -60,6 +61,7 @@ void ViewController::SaveViewState(const std::string& key) {
 
 void ViewController::LoadViewState(const std::string& key) {
     const COrvoRegistry& registry = Registry();
+    m_bStateInPart = true;
     // Before the orders, whose numbers go beyond the cameras' by these.
     SetEmptyCells(static_cast<int>(std::min(registry.GetProfileInt(key, kEmptyCells, 0), 0xFFFFu)));
     m_orders.Load(registry, key);
@@ -91,6 +93,7 @@ void ViewController::LoadViewState(const std::string& key) {
     m_nSavedStyle = m_nStyle;
     OnSelchangePage();
     m_events.OnViewLoaded(key);
+    m_bStateInPart = false;
 }
 
 }  // namespace kvmon

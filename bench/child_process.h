@@ -20,12 +20,12 @@ Holding Look(pid_t process);
 double InUse();
 
 // A program whose first line ends in the port that it listens on.
-class SoakProcess {
+class ChildProcess {
 public:
-    explicit SoakProcess(const std::vector<std::string>& command);
-    ~SoakProcess();
-    SoakProcess(const SoakProcess&) = delete;
-    SoakProcess& operator=(const SoakProcess&) = delete;
+    explicit ChildProcess(const std::vector<std::string>& command);
+    ~ChildProcess();
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
 
     int Port() const { return m_port; }
     pid_t Process() const { return m_process; }

@@ -1,4 +1,4 @@
-#include "soak_process.h"
+#include "child_process.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -56,7 +56,7 @@ double InUse() {
     return static_cast<double>(heap.uordblks + heap.hblkhd) / (1024 * 1024);
 }
 
-SoakProcess::SoakProcess(const std::vector<std::string>& command) {
+ChildProcess::ChildProcess(const std::vector<std::string>& command) {
     std::array<int, 2> to{};
     std::array<int, 2> from{};
     if (pipe2(to.data(), O_CLOEXEC) != 0 || pipe2(from.data(), O_CLOEXEC) != 0) {
@@ -81,19 +81,19 @@ SoakProcess::SoakProcess(const std::vector<std::string>& command) {
     m_port = std::atoi(text.c_str() + text.rfind(':') + 1);
 }
 
-SoakProcess::~SoakProcess() {
+ChildProcess::~ChildProcess() {
     kill(m_process, SIGTERM);
     waitpid(m_process, nullptr, 0);
     std::fclose(m_input);
     std::fclose(m_output);
 }
 
-void SoakProcess::Tell(const std::string& line) const {
+void ChildProcess::Tell(const std::string& line) const {
     std::fputs((line + "\n").c_str(), m_input);
     std::fflush(m_input);
 }
 
-std::string SoakProcess::Ask(const std::string& line) const {
+std::string ChildProcess::Ask(const std::string& line) const {
     Tell(line);
     std::array<char, 256> answer{};
     return fgets(answer.data(), answer.size(), m_output) != nullptr ? answer.data() : "";

@@ -1,0 +1,91 @@
+#include "display.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <xcb/xcb.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+
+#include "started_program.h"
+
+namespace kvbench {
+
+namespace {
+
+struct Freed {
+    void operator()(void* memory) const { std::free(memory); }
+};
+
+}  // namespace
+
+Display::Display(const std::string& folder) {
+    std::string program = FindProgram("Xvfb");
+    int number[2];
+    if (program.empty() || ::pipe2(number, O_CLOEXEC) != 0) {
+        throw std::runtime_error("Xvfb is not installed");
+    }
+    posix_spawn_file_actions_t files;
+    ::posix_spawn_file_actions_init(&files);
+    ::posix_spawn_file_actions_adddup2(&files, number[1], STDOUT_FILENO);
+    const std::string words = folder + "/xvfb.log";
+    ::posix_spawn_file_actions_addopen(&files, STDERR_FILENO, words.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                       0600);
+    std::string screen = std::to_string(kWidth) + "x" + std::to_string(kHeight) + "x24";
+    std::string options[] = {"-displayfd", "1", "-screen", "0", "-nolisten", "tcp", "-noreset"};
+    char* const command[] = {
+        program.data(), options[0].data(), options[1].data(), options[2].data(), options[3].data(),
+        screen.data(),  options[4].data(), options[5].data(), options[6].data(), nullptr};
+    const int error = ::posix_spawn(&m_process, program.c_str(), &files, nullptr, command, environ);
+    ::posix_spawn_file_actions_destroy(&files);
+    ::close(number[1]);
+    m_name = ":";
+    for (char c = 0; error == 0 && ::read(number[0], &c, 1) == 1 && c != '\n';) {
+        m_name += c;
+    }
+    ::close(number[0]);
+    m_connection = m_name.size() > 1 ? xcb_connect(m_name.c_str(), nullptr) : nullptr;
+    if (m_connection == nullptr || xcb_connection_has_error(m_connection) != 0) {
+        throw std::runtime_error("Xvfb does not start");
+    }
+    m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
+}
+
+Display::~Display() {
+    xcb_disconnect(m_connection);
+    ::kill(m_process, SIGTERM);
+    ::waitpid(m_process, nullptr, 0);
+}
+
+std::vector<std::uint32_t> Display::See(const Box& box) const {
+    return See(std::vector<Box>{box}).front();
+}
+
+std::vector<std::vector<std::uint32_t>> Display::See(const std::vector<Box>& boxes) const {
+    std::vector<xcb_get_image_cookie_t> asked;
+    asked.reserve(boxes.size());
+    for (const Box& box : boxes) {
+        asked.push_back(xcb_get_image(m_connection, XCB_IMAGE_FORMAT_Z_PIXMAP, m_root,
+                                      static_cast<std::int16_t>(box.left), static_cast<std::int16_t>(box.top),
+                                      static_cast<std::uint16_t>(box.width),
+                                      static_cast<std::uint16_t>(box.height), ~0u));
+    }
+    std::vector<std::vector<std::uint32_t>> seen(boxes.size());
+    for (std::size_t i = 0; i < boxes.size(); ++i) {
+        const std::unique_ptr<xcb_get_image_reply_t, Freed> image(
+            xcb_get_image_reply(m_connection, asked[i], nullptr));
+        if (image != nullptr) {
+            seen[i].resize(static_cast<std::size_t>(boxes[i].width) *
+                           static_cast<std::size_t>(boxes[i].height));
+            std::memcpy(seen[i].data(), xcb_get_image_data(image.get()),
+                        seen[i].size() * sizeof(std::uint32_t));
+        }
+    }
+    return seen;
+}
+
+}  // namespace kvbench

@@ -1,0 +1,46 @@
+// A display of the benchmark's own, and what it shows.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+struct xcb_connection_t;
+
+namespace kvbench {
+
+struct Box {
+    int left = 0;
+    int top = 0;
+    int width = 0;
+    int height = 0;
+};
+
+// An X server without a screen, for this object's life.
+class Display {
+public:
+    static constexpr int kWidth = 1600;
+    static constexpr int kHeight = 1000;
+
+    // Throws std::runtime_error when Xvfb is missing or does not start.
+    explicit Display(const std::string& folder);
+    ~Display();
+    Display(const Display&) = delete;
+    Display& operator=(const Display&) = delete;
+
+    // "DISPLAY=:7"
+    std::string Variable() const { return "DISPLAY=" + m_name; }
+    // What is to be seen there, 32 bits a pixel, rows packed. Empty when the server is gone.
+    std::vector<std::uint32_t> See(const Box& box) const;
+    // Several at once, for one wait.
+    std::vector<std::vector<std::uint32_t>> See(const std::vector<Box>& boxes) const;
+
+private:
+    pid_t m_process = -1;
+    std::string m_name;
+    xcb_connection_t* m_connection = nullptr;
+    std::uint32_t m_root = 0;
+};
+
+}  // namespace kvbench
