@@ -3,6 +3,9 @@
 #include <deque>
 
 #include "cameras/camera_error.h"
+#include "cameras/jpeg_walk.h"
+#include "cameras/picture_headers.h"
+#include "cameras/rtp_jpeg.h"
 #include "cameras/rtp_packets.h"
 #include "cameras/rtsp_description.h"
 #include "cameras/rtsp_login.h"
@@ -13,6 +16,43 @@ using namespace kvrecorder;
 using kvfuzz::Check;
 
 namespace {
+
+// What was made of packets is a picture of a size, and little more than what came.
+void TakeJpeg(std::vector<std::uint8_t>& picture, std::size_t came) {
+    RtpJpeg::Finish(true, picture);
+    JpegWalk walk;
+    Check(IsJpeg(picture) && picture.size() <= came + 2048);
+    Check(walk.Find(picture) || walk.HasPixels());
+    const PictureHeaders::Seen seen = PictureHeaders(AV_CODEC_ID_MJPEG, {}).Look(picture);
+    Check(seen.width > 0 && seen.height > 0);
+    picture.clear();
+}
+
+// The first byte tells whether the camera told a size before.
+void Jpegs(std::span<const std::uint8_t> rest) {
+    RtpJpeg pictures(rest[0] % 4 < 2 ? 0 : 2560, 1440);
+    std::vector<std::uint8_t> picture;
+    std::size_t came = 0;
+    try {
+        for (rest = rest.subspan(1); rest.size() > 1;) {
+            const std::size_t size = std::min<std::size_t>(rest[0], rest.size() - 1);
+            const auto packet = ReadRtpPacket(rest.subspan(1, size));
+            came += size;
+            if (packet && RtpJpeg::Begins(*packet) && !picture.empty()) {
+                TakeJpeg(picture, came);
+            }
+            if (packet) {
+                pictures.Add(*packet, picture);
+            }
+            if (packet && packet->isLast && !picture.empty()) {
+                TakeJpeg(picture, came);
+            }
+            rest = rest.subspan(1 + size);
+        }
+    } catch (const CameraError&) {
+        // Of a kind that has no head.
+    }
+}
 
 void Packets(std::span<const std::uint8_t> rest) {
     RtpUnits units(rest[0] % 2 == 1);
@@ -89,6 +129,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             break;
         case 1:
             for (const RtspMedia& media : ReadRtspDescription(text).media) {
+                Check(media.width >= 0 && media.width < 1 << 16 && media.height >= 0 &&
+                      media.height < 1 << 16);
                 const RtspFormat& format = media.Format();
                 Base64Decode(format.Parameter("sprop-parameter-sets"));
                 Check(2 * HexDecode(format.Parameter("config")).value_or("").size() <= text.size());
@@ -96,6 +138,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             break;
         default:
             Packets({data + 1, size - 1});
+            Jpegs({data + 1, size - 1});
     }
     return 0;
 }

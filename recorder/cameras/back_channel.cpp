@@ -5,7 +5,6 @@
 
 #include "cameras/camera_error.h"
 #include "cameras/camera_url.h"
-#include "cameras/camera_words.h"
 
 namespace kvrecorder {
 namespace {
@@ -32,7 +31,7 @@ constexpr int kUnseenChannel = 2;
 
 void Check(const RtspReply& reply) {
     if (reply.head.status == kNoPath) {
-        throw CameraError(words::kNoPath);
+        throw CameraError(FaultCode::PathUnknown);
     }
     if (reply.head.status != kFound) {
         throw CameraError("the camera refuses what is said to it, with the status " +
@@ -58,7 +57,7 @@ CameraOffer AskOffer(const NetworkCamera& camera, const std::string& url, const 
     // It knows no way back, in whichever words.
     reply = link.Ask("DESCRIBE", url, kAccept, until);
     if (reply.head.status != kFound) {
-        throw CameraError(reply.head.status == kNoPath ? words::kNoPath : words::kRefuses);
+        throw CameraError(reply.head.status == kNoPath ? FaultCode::PathUnknown : FaultCode::PicturesRefused);
     }
     return {OffersSound(ReadRtspDescription(reply.body)), false};
 }
@@ -74,7 +73,7 @@ BackChannel::BackChannel(const NetworkCamera& camera, const std::string& url,
         Check(reply);
     }
     if (!speech) {
-        throw CameraError(words::kPlaysNothing);
+        throw CameraError(kPlaysNothing);
     }
     m_speech = *speech;
     const std::string below = BaseOfControls(reply.head, url);
@@ -138,7 +137,7 @@ RtspReply BackChannel::OpenBy(bool datagrams, const std::string& pictures, TimeP
             std::clamp(NumberOfPart(reply.head.Field("Transport"), "interleaved").value_or(0), 0, 255);
     } else if (!m_datagrams->SendTo(m_link.Socket(),
                                     NumberOfPart(reply.head.Field("Transport"), "server_port").value_or(0))) {
-        throw CameraError(words::kNotUnderstood);
+        throw CameraError(FaultCode::NotUnderstood);
     }
     return m_link.Ask("PLAY", m_base, SessionLine() + kRequire, until);
 }
@@ -169,7 +168,7 @@ RtspReply BackChannel::SetUp(const std::string& control, int channel, std::optio
         m_session = session;
     }
     if (m_session.empty()) {
-        throw CameraError(words::kNotUnderstood);
+        throw CameraError(FaultCode::NotUnderstood);
     }
     return reply;
 }

@@ -16,6 +16,9 @@
 
 namespace kvrecorder {
 
+// What is told of a camera that takes no speech.
+inline constexpr const char* kPlaysNothing = "the camera plays nothing that is said to it";
+
 // What the camera at the address has. Waits for it until the told time; CameraError.
 CameraOffer AskOffer(const NetworkCamera& camera, const std::string& url, const std::function<bool()>& ended,
                      std::chrono::steady_clock::time_point until);

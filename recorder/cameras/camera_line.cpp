@@ -4,7 +4,6 @@
 
 #include "cameras/camera_error.h"
 #include "cameras/camera_url.h"
-#include "cameras/camera_words.h"
 #include "cameras/connect_fault.h"
 
 namespace kvrecorder {
@@ -18,9 +17,9 @@ constexpr milliseconds kLook{50};
 
 [[noreturn]] void Fail(CURL* easy, CURLcode error) {
     if (error == CURLE_OUT_OF_MEMORY) {
-        throw CameraError(words::kNoMemory);
+        throw CameraError(FaultCode::OutOfMemory);
     }
-    throw CameraError(ConnectFault(easy, error).value_or(words::kClosed));
+    throw CameraError(ConnectFault(easy, error).value_or(FaultCode::Closed));
 }
 
 // The same place as the library of transfers connects to: "https://host:322/" of "rtsps://host/path".
@@ -28,7 +27,7 @@ std::string PlaceOf(const std::string& url) {
     const std::unique_ptr<CURLU, void (*)(CURLU*)> read(curl_url(), curl_url_cleanup);
     if (!read ||
         curl_url_set(read.get(), CURLUPART_URL, url.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) {
-        throw CameraError(words::kUnknownHost);
+        throw CameraError(FaultCode::HostUnknown);
     }
     const bool encrypted = IsEncryptedUrl(url);
     char* port = nullptr;
@@ -43,7 +42,7 @@ std::string PlaceOf(const std::string& url) {
     }
     char* place = nullptr;
     if (curl_url_get(read.get(), CURLUPART_URL, &place, 0) != CURLUE_OK) {
-        throw CameraError(words::kNoMemory);
+        throw CameraError(FaultCode::OutOfMemory);
     }
     const std::unique_ptr<char, void (*)(void*)> kept(place, curl_free);
     return place;
@@ -59,7 +58,7 @@ CameraLine::CameraLine(const std::string& url, const std::string& certificate,
     m_multi.reset(curl_multi_init());
     m_easy.reset(curl_easy_init());
     if (!m_multi || !m_easy) {
-        throw CameraError(words::kNoMemory);
+        throw CameraError(FaultCode::OutOfMemory);
     }
     const std::string place = PlaceOf(url);
     curl_easy_setopt(m_easy.get(), CURLOPT_URL, place.c_str());
@@ -73,7 +72,7 @@ CameraLine::CameraLine(const std::string& url, const std::string& certificate,
     curl_easy_setopt(m_easy.get(), CURLOPT_QUICK_EXIT, 1L);
     m_check.Watch(m_easy.get(), place);
     if (curl_multi_add_handle(m_multi.get(), m_easy.get()) != CURLM_OK) {
-        throw CameraError(words::kNoMemory);
+        throw CameraError(FaultCode::OutOfMemory);
     }
     try {
         Connect(ended, until);
@@ -100,17 +99,17 @@ void CameraLine::Connect(const std::function<bool()>& ended, TimePoint until) {
             break;
         }
         if (ended()) {
-            throw CameraError(words::kClosed);
+            throw CameraError(FaultCode::Closed);
         }
         if (Clock::now() >= until) {
-            throw CameraError(words::kNoAnswer);
+            throw CameraError(FaultCode::NoAnswer);
         }
         curl_multi_poll(m_multi.get(), nullptr, 0, static_cast<int>(kLook.count()), nullptr);
     }
     curl_socket_t socket = CURL_SOCKET_BAD;
     if (curl_easy_getinfo(m_easy.get(), CURLINFO_ACTIVESOCKET, &socket) != CURLE_OK ||
         socket == CURL_SOCKET_BAD) {
-        throw CameraError(words::kClosed);
+        throw CameraError(FaultCode::Closed);
     }
     m_socket = socket;
 }
@@ -119,7 +118,7 @@ std::size_t CameraLine::Write(std::string_view bytes) {
     std::size_t written = 0;
     const CURLcode error = curl_easy_send(m_easy.get(), bytes.data(), bytes.size(), &written);
     if (error != CURLE_OK && error != CURLE_AGAIN) {
-        throw CameraError(words::kClosed);
+        throw CameraError(FaultCode::Closed);
     }
     return error == CURLE_OK ? written : 0;
 }
@@ -131,7 +130,7 @@ std::size_t CameraLine::Read(char* buffer, std::size_t size) {
         return 0;
     }
     if (error != CURLE_OK || read == 0) {
-        throw CameraError(words::kClosed);
+        throw CameraError(FaultCode::Closed);
     }
     return read;
 }

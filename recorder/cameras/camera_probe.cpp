@@ -4,7 +4,6 @@
 
 #include "cameras/camera_input.h"
 #include "cameras/camera_sound.h"
-#include "cameras/camera_words.h"
 #include "cameras/open_camera.h"
 #include "cameras/picture_headers.h"
 #include "cameras/picture_joiner.h"
@@ -96,7 +95,7 @@ public:
                 m_report.faults.push_back(std::move(fault));
             }
         } catch (const std::exception&) {
-            m_report.faults.emplace_back(words::kNoMemory);
+            m_report.faults.emplace_back(FaultCode::OutOfMemory);
         }
         Conclude();
         return std::move(m_report);

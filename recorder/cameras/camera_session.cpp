@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "cameras/camera_sound.h"
-#include "cameras/camera_words.h"
 #include "cameras/open_camera.h"
 #include "cameras/picture_headers.h"
 #include "cameras/picture_joiner.h"
@@ -214,7 +213,7 @@ void CameraSession::State::Work() {
         } catch (const CameraError& failure) {
             Fail(failure.Told());
         } catch (const std::exception&) {
-            Fail(words::kNoMemory);
+            Fail(FaultCode::OutOfMemory);
         }
         Pause();
     }

@@ -13,7 +13,6 @@
 #include "cameras/camera_error.h"
 #include "cameras/camera_threads.h"
 #include "cameras/camera_url.h"
-#include "cameras/camera_words.h"
 #include "media/sound_coder.h"
 
 namespace kvrecorder {
@@ -162,7 +161,7 @@ void Talked::Speak() {
         try {
             const std::string url = Find();
             if (!IsRtsp(url)) {
-                throw CameraError(words::kPlaysNothing);
+                throw CameraError(kPlaysNothing);
             }
             BackChannel channel(
                 m_camera, url, [this] { return Ended(); }, Clock::now() + m_timing.open);
@@ -171,7 +170,7 @@ void Talked::Speak() {
             Fail(failure.what());
             return;
         } catch (const std::exception&) {
-            Fail(Fault(words::kNoMemory).words);
+            Fail(Fault(FaultCode::OutOfMemory).words);
             return;
         }
         // Something may have been said while the session was closed.

@@ -12,7 +12,6 @@
 #include <string_view>
 
 #include "cameras/camera_url.h"
-#include "cameras/camera_words.h"
 #include "cameras/certificate_word.h"
 
 namespace kvrecorder {
@@ -142,7 +141,7 @@ void CertificateCheck::ThrowIfRefused() const {
         return;
     }
     if (m_shown.empty()) {
-        throw CameraError(words::kNotEncrypted);
+        throw CameraError(FaultCode::NotEncrypted);
     }
     std::vector<FaultValue> told = {{"certificate", m_shown}};
     const FaultCode code = CodeOf(m_fault);

@@ -2,8 +2,6 @@
 
 #include <cerrno>
 
-#include "cameras/camera_words.h"
-
 namespace kvrecorder {
 
 std::optional<FaultCode> ConnectFault(CURL* easy, CURLcode error) {
@@ -11,14 +9,15 @@ std::optional<FaultCode> ConnectFault(CURL* easy, CURLcode error) {
     curl_easy_getinfo(easy, CURLINFO_OS_ERRNO, &system);
     switch (error) {
         case CURLE_COULDNT_RESOLVE_HOST:
-            return words::kUnknownHost;
+            return FaultCode::HostUnknown;
         case CURLE_COULDNT_CONNECT:
-            return system == EHOSTUNREACH || system == ENETUNREACH ? words::kNoWay : words::kNothingListens;
+            return system == EHOSTUNREACH || system == ENETUNREACH ? FaultCode::NoWay
+                                                                   : FaultCode::NothingListens;
         case CURLE_OPERATION_TIMEDOUT:
-            return words::kNoAnswer;
+            return FaultCode::NoAnswer;
         case CURLE_SSL_CONNECT_ERROR:
         case CURLE_PEER_FAILED_VERIFICATION:
-            return words::kNotEncrypted;
+            return FaultCode::NotEncrypted;
         default:
             return std::nullopt;
     }

@@ -10,8 +10,6 @@
 #include <system_error>
 #include <thread>
 
-#include "cameras/camera_words.h"
-
 namespace kvrecorder {
 namespace {
 
@@ -56,11 +54,11 @@ void CheckHostIsKnown(const std::string& host, InputLimit& limit) {
     std::unique_lock lock(asked->mutex);
     while (!asked->changed.wait_for(lock, kLook, [&] { return asked->isKnown.has_value(); })) {
         if (limit.IsOver() || limit.Ended()) {
-            throw CameraError(limit.IsOver() ? words::kNoAnswer : words::kClosed);
+            throw CameraError(limit.IsOver() ? FaultCode::NoAnswer : FaultCode::Closed);
         }
     }
     if (!*asked->isKnown) {
-        throw CameraError(words::kUnknownHost);
+        throw CameraError(FaultCode::HostUnknown);
     }
 }
 

@@ -5,7 +5,6 @@
 
 #include <curl/curl.h>
 
-#include "cameras/camera_words.h"
 #include "cameras/certificate_check.h"
 #include "cameras/connect_fault.h"
 #include "cameras/curl_handles.h"
@@ -42,7 +41,7 @@ public:
         m_multi.reset(curl_multi_init());
         m_easy.reset(curl_easy_init());
         if (!m_multi || !m_easy) {
-            throw CameraError(words::kNoMemory);
+            throw CameraError(FaultCode::OutOfMemory);
         }
         Set(CURLOPT_URL, url.c_str());
         Set(CURLOPT_PROTOCOLS_STR, "http,https");
@@ -75,7 +74,7 @@ public:
         m_body.clear();
         m_done = false;
         if (curl_multi_add_handle(m_multi.get(), m_easy.get()) != CURLM_OK) {
-            throw CameraError(words::kNoMemory);
+            throw CameraError(FaultCode::OutOfMemory);
         }
         while (m_body.size() < 3 && !m_done) {
             Wait();
@@ -114,7 +113,7 @@ private:
     template <typename Value>
     void Set(CURLoption option, Value value) {
         if (curl_easy_setopt(m_easy.get(), option, value) != CURLE_OK) {
-            throw CameraError(words::kNoMemory);
+            throw CameraError(FaultCode::OutOfMemory);
         }
     }
 
@@ -135,13 +134,13 @@ private:
 
     void CheckLimit() const {
         if (m_limit.Ended()) {
-            throw CameraError(words::kClosed);
+            throw CameraError(FaultCode::Closed);
         }
         if (m_limit.IsOver()) {
             if (!m_open) {
                 CheckStatus();  // it may have been told, and nothing after it
             }
-            throw CameraError(m_open ? words::kNoMorePictures : words::kNoAnswer);
+            throw CameraError(m_open ? FaultCode::PicturesStopped : FaultCode::NoAnswer);
         }
     }
 
@@ -161,16 +160,16 @@ private:
         long status = 0;
         curl_easy_getinfo(m_easy.get(), CURLINFO_RESPONSE_CODE, &status);
         if (status == 401 || status == 403) {
-            throw CameraError(m_hasUser ? words::kRefusesLogin : words::kWantsLogin);
+            throw CameraError(m_hasUser ? FaultCode::LoginRefused : FaultCode::LoginWanted);
         }
         if (status == 404) {
-            throw CameraError(words::kNoPath);
+            throw CameraError(FaultCode::PathUnknown);
         }
         if (status >= 300 && status < 400) {
             throw CameraError(FaultCode::LeadsElsewhere);
         }
         if (status != kFound && status != 0) {
-            throw CameraError(words::kRefuses);
+            throw CameraError(FaultCode::PicturesRefused);
         }
     }
 
@@ -192,7 +191,7 @@ private:
             throw CameraError(FaultCode::NoPictures);
         } else {
             throw CameraError(m_type.empty()
-                                  ? Fault(words::kNotUnderstood)
+                                  ? Fault(FaultCode::NotUnderstood)
                                   : Fault(FaultCode::TypeUnknown, {{"type", m_type.substr(0, 60)}}));
         }
     }
@@ -207,13 +206,13 @@ private:
             case CURLE_RECV_ERROR:
             case CURLE_SEND_ERROR:
             case CURLE_PARTIAL_FILE:
-                throw CameraError(words::kClosed);
+                throw CameraError(FaultCode::Closed);
             case CURLE_WRITE_ERROR:
             case CURLE_UNSUPPORTED_PROTOCOL:
             case CURLE_WEIRD_SERVER_REPLY:
             case CURLE_BAD_CONTENT_ENCODING:
             case CURLE_OUT_OF_MEMORY:  // most likely a head that is longer than the library takes
-                throw CameraError(words::kNotUnderstood);
+                throw CameraError(FaultCode::NotUnderstood);
             default:
                 throw CameraError({FaultCode::CameraFailed, {{"reason", curl_easy_strerror(error)}}});
         }
@@ -262,7 +261,7 @@ std::optional<CameraInput::Piece> HttpInput::ReadPart() {
         }
         const auto bytes = m_transfer->TakeBytes();
         if (bytes.empty() && m_transfer->Done()) {
-            throw CameraError(words::kClosed);
+            throw CameraError(FaultCode::Closed);
         }
         m_parts->Add(bytes);
         if (bytes.empty()) {
@@ -277,7 +276,7 @@ std::optional<CameraInput::Piece> HttpInput::ReadSingle() {
         m_begun = Clock::now();
         m_transfer->Ask();
         if (IsMultipart(m_transfer->Type())) {
-            throw CameraError(words::kNotUnderstood);
+            throw CameraError(FaultCode::NotUnderstood);
         }
     }
     m_picture.clear();
@@ -285,7 +284,7 @@ std::optional<CameraInput::Piece> HttpInput::ReadSingle() {
         const auto bytes = m_transfer->TakeBytes();
         m_picture.insert(m_picture.end(), bytes.begin(), bytes.end());
         if (m_picture.size() > MultipartReader::kMostPart) {
-            throw CameraError(words::kNotUnderstood);
+            throw CameraError(FaultCode::NotUnderstood);
         }
         if (bytes.empty() && m_transfer->Done()) {
             break;
@@ -296,7 +295,7 @@ std::optional<CameraInput::Piece> HttpInput::ReadSingle() {
     }
     m_given = true;
     if (!IsJpeg(m_picture)) {
-        throw CameraError(words::kNotUnderstood);
+        throw CameraError(FaultCode::NotUnderstood);
     }
     return Piece{nullptr, m_picture, INT64_MIN, false};
 }

@@ -10,6 +10,7 @@ namespace kvrecorder {
 namespace {
 
 constexpr std::uint8_t kTables = 0xC4;
+constexpr std::uint8_t kQuantization = 0xDB;
 constexpr std::uint8_t kScan = 0xDA;
 
 // Calls `take(code, segment)` for each segment before the pixels, marks included, until that says false.
@@ -24,19 +25,19 @@ void ForEachSegment(std::span<const std::uint8_t> jpeg, Take take) {
     }
 }
 
-// The usual tables, as they stand in any small picture.
-std::vector<std::uint8_t> MakeTables() {
+// The segments of this code, as they stand in any small picture of the quality.
+std::vector<std::uint8_t> MakeSegments(int quality, std::uint8_t wanted) {
     std::array<std::uint8_t, 16 * 16 * 3> pixels{};
     std::vector<std::uint8_t> jpeg;
-    std::vector<std::uint8_t> tables;
-    CompressRgb({16, 16, 50}, pixels.data(), jpeg);
+    std::vector<std::uint8_t> made;
+    CompressRgb({16, 16, quality}, pixels.data(), jpeg);
     ForEachSegment(jpeg, [&](std::uint8_t code, std::size_t, std::span<const std::uint8_t> segment) {
-        if (code == kTables) {
-            tables.insert(tables.end(), segment.begin(), segment.end());
+        if (code == wanted) {
+            made.insert(made.end(), segment.begin(), segment.end());
         }
         return code != kScan;
     });
-    return tables;
+    return made;
 }
 
 }  // namespace
@@ -48,9 +49,13 @@ void AddHuffmanTables(std::vector<std::uint8_t>& picture) {
         return code != kTables && code != kScan;
     });
     if (scan > 0) {
-        static const std::vector<std::uint8_t> tables = MakeTables();
+        static const std::vector<std::uint8_t> tables = MakeSegments(50, kTables);
         picture.insert(picture.begin() + static_cast<std::ptrdiff_t>(scan), tables.begin(), tables.end());
     }
+}
+
+std::vector<std::uint8_t> QuantizationTables(int quality) {
+    return MakeSegments(quality, kQuantization);
 }
 
 }  // namespace kvrecorder

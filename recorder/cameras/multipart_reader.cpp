@@ -6,7 +6,6 @@
 #include <cstring>
 
 #include "cameras/camera_error.h"
-#include "cameras/camera_words.h"
 
 namespace kvrecorder {
 namespace {
@@ -94,7 +93,7 @@ std::optional<std::string_view> MultipartReader::Line(std::size_t most) {
     }
     const auto length = static_cast<std::size_t>(end - rest.begin());
     if (length > most) {
-        throw CameraError(words::kNotUnderstood);
+        throw CameraError(FaultCode::NotUnderstood);
     }
     m_at += length + 1;
     return std::string_view(reinterpret_cast<const char*>(rest.data()), length);
@@ -136,7 +135,7 @@ bool MultipartReader::SkipToBoundary() {
         }
         m_boundary = WithoutDashes(text).substr(0, kMostBoundary);
         if (m_boundary.empty() || !text.starts_with("--")) {
-            throw CameraError(words::kNotUnderstood);
+            throw CameraError(FaultCode::NotUnderstood);
         }
     } else {
         const std::size_t at = FindBoundary(0);
@@ -163,7 +162,7 @@ bool MultipartReader::ReadHead() {
     while (const auto line = Line(kMostHead)) {
         m_headBytes += line->size() + 1;
         if (m_headBytes > kMostHead) {
-            throw CameraError(words::kNotUnderstood);
+            throw CameraError(FaultCode::NotUnderstood);
         }
         const std::string_view text = Trim(*line);
         if (text.empty()) {
@@ -229,7 +228,7 @@ std::optional<MultipartReader::Part> MultipartReader::ReadBody() {
         return TakeBody(jpeg && !m_walk.HasPixels() ? 0 : length, boundary);
     }
     if (rest.size() > kMostPart) {
-        throw CameraError(words::kNotUnderstood);
+        throw CameraError(FaultCode::NotUnderstood);
     }
     const std::size_t keep = m_boundary.size() + 16;
     m_searched = rest.size() > keep ? rest.size() - keep : 0;

@@ -37,8 +37,7 @@ std::unique_ptr<CameraInput> OpenCameraInput(const NetworkCamera& camera, const 
             return input;
         }
         // The other reader checks no certificates.
-        throw CameraError(
-            "what the camera sends is not read from an encrypted connection; set it to H.264 or H.265");
+        throw CameraError(FaultCode::EncryptedNotRead);
     }
     if (!camera.overUdp && !choice.IsOther(url, withSound)) {
         if (auto input = OpenRtspTcp(camera, url, withSound, limit)) {

@@ -35,7 +35,13 @@ std::optional<RtpPacket> ReadRtpPacket(Bytes bytes) {
         if (bytes.size() < begin + 4) {
             return std::nullopt;
         }
-        begin += 4 + 4 * Read16(bytes, begin + 2);
+        const std::size_t size = 4 * Read16(bytes, begin + 2);
+        if (bytes.size() < begin + 4 + size) {
+            return std::nullopt;
+        }
+        packet.extensionKind = static_cast<int>(Read16(bytes, begin));
+        packet.extension = bytes.subspan(begin + 4, size);
+        begin += 4 + size;
     }
     const std::size_t padding = (bytes[0] & 0x20) != 0 ? bytes.back() : 0;
     if (bytes.size() < begin + padding) {

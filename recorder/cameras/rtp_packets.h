@@ -15,6 +15,8 @@ struct RtpPacket {
     int payloadType = 0;
     std::uint32_t stamp = 0;
     std::span<const std::uint8_t> payload;
+    int extensionKind = -1;  // as its first two bytes tell; -1: there is none
+    std::span<const std::uint8_t> extension;
 };
 // Nothing for what is no such packet.
 std::optional<RtpPacket> ReadRtpPacket(std::span<const std::uint8_t> bytes);

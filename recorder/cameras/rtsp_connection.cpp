@@ -5,8 +5,6 @@
 #include <algorithm>
 #include <thread>
 
-#include "cameras/camera_words.h"
-
 namespace kvrecorder {
 namespace {
 
@@ -33,10 +31,10 @@ RtspConnection::RtspConnection(const NetworkCamera& camera, const std::string& u
 
 void RtspConnection::CheckLimit() const {
     if (m_limit.IsOver()) {
-        throw CameraError(m_isOpen ? words::kNoMorePictures : words::kNoAnswer);
+        throw CameraError(m_isOpen ? FaultCode::PicturesStopped : FaultCode::NoAnswer);
     }
     if (m_limit.Ended()) {
-        throw CameraError(words::kClosed);
+        throw CameraError(FaultCode::Closed);
     }
 }
 
@@ -57,7 +55,7 @@ void RtspConnection::Tell(std::string_view method, const std::string& url, std::
     const bool whole = m_line.Write(request) == request.size();
     Wipe(request);
     if (!whole) {
-        throw CameraError(words::kClosed);
+        throw CameraError(FaultCode::Closed);
     }
 }
 
@@ -76,9 +74,9 @@ bool RtspConnection::Judge(const RtspHead& head) {
         case RtspLogin::Verdict::Again:
             return true;
         case RtspLogin::Verdict::WantsUser:
-            throw CameraError(words::kWantsLogin);
+            throw CameraError(FaultCode::LoginWanted);
         case RtspLogin::Verdict::Refuses:
-            throw CameraError(words::kRefusesLogin);
+            throw CameraError(FaultCode::LoginRefused);
         case RtspLogin::Verdict::NotKnown:
             throw StrangeRtsp();
         case RtspLogin::Verdict::GoesOn:
@@ -89,12 +87,12 @@ bool RtspConnection::Judge(const RtspHead& head) {
     }
     switch (head.status) {
         case 403:
-            throw CameraError(!m_login.HasUser() ? words::kWantsLogin : words::kRefusesLogin);
+            throw CameraError(!m_login.HasUser() ? FaultCode::LoginWanted : FaultCode::LoginRefused);
         case 404:
-            throw CameraError(words::kNoPath);
+            throw CameraError(FaultCode::PathUnknown);
         default:
             if (head.status >= 500 || head.status == 400) {
-                throw CameraError(words::kRefuses);
+                throw CameraError(FaultCode::PicturesRefused);
             }
             throw StrangeRtsp();
     }

@@ -17,6 +17,7 @@ constexpr std::size_t kMostMedia = 32;
 constexpr std::size_t kMostFormats = 32;
 constexpr std::size_t kLongestControl = 2048;
 constexpr int kPayloads = 128;
+constexpr int kLargestSide = 0xFFFF;
 
 // What a payload of such a number is where nothing tells it.
 void SetStatic(RtspFormat& format) {
@@ -94,12 +95,28 @@ void ReadCoding(std::string_view text, RtspFormat& format) {
     format.channels = text.empty() ? 1 : ReadNumber(text);
 }
 
+// "1920,1080", or "96 1920-1080" with the payload's number before it. Those that no picture has are not told.
+void ReadSize(std::string_view text, char between, RtspMedia& media) {
+    text = Trim(text);
+    const int width = ReadNumber(Trim(Cut(text, between)));
+    const int height = ReadNumber(Trim(text));
+    const bool fits = width > 0 && width <= kLargestSide && height > 0 && height <= kLargestSide;
+    media.width = fits ? width : 0;
+    media.height = fits ? height : 0;
+}
+
 void ReadAttribute(std::string_view text, RtspMedia& media) {
     const std::string_view name = Cut(text, ':');
     if (const auto way = WayOf(name)) {
         media.way = *way;
     } else if (name == "control") {
         media.control = ReadControl(text);
+    } else if (name == "x-dimensions") {
+        ReadSize(text, ',', media);
+    } else if (name == "framesize") {
+        text = Trim(text);
+        Cut(text, ' ');
+        ReadSize(text, '-', media);
     } else if (name == "rtpmap" || name == "fmtp") {
         text = Trim(text);
         const int payload = ReadNumber(Cut(text, ' '));

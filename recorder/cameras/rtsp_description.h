@@ -31,6 +31,9 @@ struct RtspMedia {
     std::vector<RtspFormat> formats;
     std::string control;  // as it is told: an address, or the end of one
     Way way = Way::Untold;
+    // Of pictures; 0: not told.
+    int width = 0;
+    int height = 0;
 
     bool IsFromCamera() const { return way != Way::ToCamera; }
     // The one that the camera likes best.

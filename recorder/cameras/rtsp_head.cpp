@@ -4,7 +4,6 @@
 #include <charconv>
 
 #include "cameras/camera_error.h"
-#include "cameras/camera_words.h"
 #include "cameras/rtsp_words.h"
 
 namespace kvrecorder {
@@ -119,14 +118,14 @@ std::optional<RtspItem> ReadRtspItem(std::span<const std::uint8_t> bytes) {
     const std::size_t end = EndOfHead(text);
     if (end == std::string_view::npos) {
         if (bytes.size() >= kMostRtspHead) {
-            throw CameraError(words::kNotUnderstood);
+            throw CameraError(FaultCode::NotUnderstood);
         }
         return std::nullopt;
     }
     auto head = ReadRtspHead(text.substr(0, end));
     const auto size = head ? head->BodySize() : std::nullopt;
     if (!size || *size > kMostRtspBody) {
-        throw CameraError(words::kNotUnderstood);
+        throw CameraError(FaultCode::NotUnderstood);
     }
     if (bytes.size() < end + *size) {
         return std::nullopt;

@@ -1,7 +1,6 @@
 #include "cameras/rtsp_input.h"
 
 #include "cameras/camera_url.h"
-#include "cameras/camera_words.h"
 #include "cameras/host_lookup.h"
 
 namespace kvrecorder {
@@ -26,7 +25,7 @@ struct Options {
 RtspInput::RtspInput(const NetworkCamera& camera, const std::string& url, bool withSound, InputLimit& limit)
     : m_limit(limit), m_hasUser(!camera.user.empty()), m_packet(av_packet_alloc()) {
     if (!m_packet) {
-        throw CameraError(words::kNoMemory);
+        throw CameraError(FaultCode::OutOfMemory);
     }
     // The library tells an unknown name as it tells a broken line.
     CheckHostIsKnown(ReadCameraUrl(url).host, limit);
@@ -55,7 +54,7 @@ RtspInput::RtspInput(const NetworkCamera& camera, const std::string& url, bool w
 void RtspInput::Open(const NetworkCamera& camera, const std::string& url, bool withSound) {
     AVFormatContext* opened = avformat_alloc_context();
     if (!opened) {
-        throw CameraError(words::kNoMemory);
+        throw CameraError(FaultCode::OutOfMemory);
     }
     opened->interrupt_callback = m_limit.Callback();
     opened->max_delay = kMaxReorderUs;
@@ -80,33 +79,33 @@ void RtspInput::Open(const NetworkCamera& camera, const std::string& url, bool w
 void RtspInput::Fail(int error) const {
     const bool open = m_session != nullptr;
     if (m_limit.IsOver() || error == AVERROR(ETIMEDOUT)) {
-        throw CameraError(open ? words::kNoMorePictures : words::kNoAnswer);
+        throw CameraError(open ? FaultCode::PicturesStopped : FaultCode::NoAnswer);
     }
     switch (error) {
         case AVERROR_HTTP_UNAUTHORIZED:
         case AVERROR_HTTP_FORBIDDEN:
-            throw CameraError(m_hasUser ? words::kRefusesLogin : words::kWantsLogin);
+            throw CameraError(m_hasUser ? FaultCode::LoginRefused : FaultCode::LoginWanted);
         case AVERROR_HTTP_NOT_FOUND:
-            throw CameraError(words::kNoPath);
+            throw CameraError(FaultCode::PathUnknown);
         case AVERROR_HTTP_BAD_REQUEST:
         case AVERROR_HTTP_OTHER_4XX:
         case AVERROR_HTTP_SERVER_ERROR:
-            throw CameraError(words::kRefuses);
+            throw CameraError(FaultCode::PicturesRefused);
         case AVERROR(ECONNREFUSED):
-            throw CameraError(words::kNothingListens);
+            throw CameraError(FaultCode::NothingListens);
         case AVERROR(EHOSTUNREACH):
         case AVERROR(ENETUNREACH):
-            throw CameraError(words::kNoWay);
+            throw CameraError(FaultCode::NoWay);
         case AVERROR_EOF:
         case AVERROR_EXIT:
         case AVERROR(ECONNRESET):
         case AVERROR(EPIPE):
         case AVERROR(EIO):
-            throw CameraError(words::kClosed);
+            throw CameraError(FaultCode::Closed);
         case AVERROR(ENOMEM):
-            throw CameraError(words::kNoMemory);
+            throw CameraError(FaultCode::OutOfMemory);
         case AVERROR_INVALIDDATA:
-            throw OddSession(words::kNotUnderstood);
+            throw OddSession(FaultCode::NotUnderstood);
         default:
             throw OddSession({FaultCode::CameraFailed, {{"reason", AvErrorText(error)}}});
     }

@@ -7,8 +7,6 @@
 #include <algorithm>
 #include <array>
 
-#include "cameras/camera_words.h"
-
 namespace kvrecorder {
 namespace {
 
@@ -60,10 +58,10 @@ RtspReply RtspLink::Ask(const std::string& method, const std::string& url, const
             case RtspLogin::Verdict::Again:
                 break;
             case RtspLogin::Verdict::WantsUser:
-                throw CameraError(words::kWantsLogin);
+                throw CameraError(FaultCode::LoginWanted);
             case RtspLogin::Verdict::Refuses:
             case RtspLogin::Verdict::NotKnown:
-                throw CameraError(words::kRefusesLogin);
+                throw CameraError(FaultCode::LoginRefused);
         }
     }
 }
@@ -115,10 +113,10 @@ bool RtspLink::Read() {
 
 void RtspLink::CheckLimit(TimePoint until) const {
     if (m_ended()) {
-        throw CameraError(words::kClosed);
+        throw CameraError(FaultCode::Closed);
     }
     if (Clock::now() >= until) {
-        throw CameraError(words::kNoAnswer);
+        throw CameraError(FaultCode::NoAnswer);
     }
 }
 

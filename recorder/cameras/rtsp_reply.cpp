@@ -1,7 +1,6 @@
 #include "cameras/rtsp_reply.h"
 
 #include "cameras/camera_error.h"
-#include "cameras/camera_words.h"
 
 namespace kvrecorder {
 namespace {
@@ -20,7 +19,7 @@ std::optional<RtspReply> RtspReplies::Next() {
         done += skipped;
         m_skipped += skipped;
         if (m_skipped > kMostRtspHead) {
-            throw CameraError(words::kNotUnderstood);
+            throw CameraError(FaultCode::NotUnderstood);
         }
         auto item = ReadRtspItem(rest.subspan(done));
         if (!item) {

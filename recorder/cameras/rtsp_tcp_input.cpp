@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "cameras/camera_url.h"
-#include "cameras/camera_words.h"
 #include "cameras/rtsp_description.h"
 #include "media/base64.h"
 #include "media/utf8.h"
@@ -28,6 +27,7 @@ AVCodecID CodecOf(const std::string& coding) {
     return coding == "H264"      ? AV_CODEC_ID_H264
            : coding == "H265"    ? AV_CODEC_ID_HEVC
            : coding == "MP4V-ES" ? AV_CODEC_ID_MPEG4
+           : coding == "JPEG"    ? AV_CODEC_ID_MJPEG
                                  : AV_CODEC_ID_NONE;
 }
 
@@ -41,9 +41,6 @@ const RtspMedia& FindPictures(const RtspDescription& description) {
         const std::string& coding = media.Format().coding;
         if (CodecOf(coding) != AV_CODEC_ID_NONE) {
             return media;
-        }
-        if (coding == "JPEG") {
-            throw StrangeRtsp();
         }
         other = coding.empty() ? "unknown" : coding;
     }
@@ -122,7 +119,7 @@ RtspTcpInput::RtspTcpInput(const NetworkCamera& camera, const std::string& url, 
                  ") is not taken from an encrypted connection";
         sound = nullptr;
     }
-    TakePictures(pictures.Format());
+    TakePictures(pictures);
     if (sound) {
         TakeSound(sound->Format());
     }
@@ -145,12 +142,17 @@ RtspTcpInput::~RtspTcpInput() {
     }
 }
 
-void RtspTcpInput::TakePictures(const RtspFormat& format) {
+void RtspTcpInput::TakePictures(const RtspMedia& media) {
+    const RtspFormat& format = media.Format();
     m_codec = CodecOf(format.coding);
     m_pictureClock = format.clock > 0 && format.clock <= kMostClock ? format.clock : kPictureClock;
     if (m_codec == AV_CODEC_ID_MPEG4) {
         const std::string told = HexDecode(format.Parameter("config")).value_or("");
         m_headers.assign(told.begin(), told.end());
+        return;
+    }
+    if (m_codec == AV_CODEC_ID_MJPEG) {
+        m_jpeg.emplace(media.width, media.height);
         return;
     }
     const std::string_view order = format.Parameter("sprop-max-don-diff");
@@ -179,7 +181,7 @@ void RtspTcpInput::TakeSound(const RtspFormat& format) {
     auto* const extra = static_cast<std::uint8_t*>(av_mallocz(told.size() + AV_INPUT_BUFFER_PADDING_SIZE));
     if (!m_soundPacket || !m_soundParameters || !extra) {
         av_free(extra);
-        throw CameraError(words::kNoMemory);
+        throw CameraError(FaultCode::OutOfMemory);
     }
     std::copy(told.begin(), told.end(), extra);
     m_soundParameters->extradata = extra;
@@ -229,7 +231,7 @@ void RtspTcpInput::OnReply(const RtspHead& head) {
     } catch (const StrangeRtsp&) {
         // A camera that sends pictures need not like to be asked for more.
         if (!m_anyPicture) {
-            throw CameraError(words::kRefuses);
+            throw CameraError(FaultCode::PicturesRefused);
         }
     }
 }
@@ -257,7 +259,7 @@ std::optional<CameraInput::Piece> RtspTcpInput::Read() {
         }
         const auto packet = ReadRtpPacket(item->bytes);
         const bool isPicture = packet && item->channel == m_picturesChannel;
-        if (isPicture && !m_bytes.empty() && packet->stamp != *m_pictureTimes.last) {
+        if (isPicture && !m_bytes.empty() && BeginsAnother(*packet)) {
             return GivePicture(false);
         }
         if (isPicture) {
@@ -269,11 +271,16 @@ std::optional<CameraInput::Piece> RtspTcpInput::Read() {
         if (isPicture && !m_bytes.empty()) {
             m_marks = m_marks || packet->isLast;
             // From a camera that tells no ends each packet is a piece, of whose size something can be learnt.
-            if (packet->isLast || !m_marks) {
+            if (packet->isLast || (!m_marks && !m_jpeg)) {
                 return GivePicture(packet->isLast);
             }
         }
     }
+}
+
+// Than the one that has come so far.
+bool RtspTcpInput::BeginsAnother(const RtpPacket& packet) const {
+    return packet.stamp != *m_pictureTimes.last || (m_jpeg && RtpJpeg::Begins(packet));
 }
 
 void RtspTcpInput::AddPicture(const RtpPacket& packet) {
@@ -281,6 +288,8 @@ void RtspTcpInput::AddPicture(const RtpPacket& packet) {
     m_stampUs = m_pictureTimes.Next(packet.stamp) * 1'000'000 / m_pictureClock;
     if (m_units) {
         m_units->Add(packet.payload, m_bytes);
+    } else if (m_jpeg) {
+        m_jpeg->Add(packet, m_bytes);
     } else {
         m_bytes.insert(m_bytes.end(), packet.payload.begin(), packet.payload.end());
     }
@@ -297,8 +306,11 @@ void RtspTcpInput::AddSound(const RtpPacket& packet) {
     }
 }
 
-CameraInput::Piece RtspTcpInput::GivePicture(bool isLast) {
+std::optional<CameraInput::Piece> RtspTcpInput::GivePicture(bool isLast) {
     m_isGiven = true;
+    if (m_jpeg && !RtpJpeg::Finish(isLast, m_bytes)) {
+        return std::nullopt;
+    }
     Piece piece;
     piece.bytes = m_bytes;
     piece.stampUs = m_stampUs;
@@ -314,7 +326,7 @@ std::optional<CameraInput::Piece> RtspTcpInput::GiveSound() {
     m_blocks.pop_front();
     av_packet_unref(m_soundPacket.get());
     if (av_new_packet(m_soundPacket.get(), static_cast<int>(block.size())) < 0) {
-        throw CameraError(words::kNoMemory);
+        throw CameraError(FaultCode::OutOfMemory);
     }
     std::copy(block.begin(), block.end(), m_soundPacket->data);
     Piece piece;

@@ -1,4 +1,4 @@
-// The usual camera's session: H.264, H.265 or MPEG-4 by RTSP within one TCP connection.
+// The usual camera's session: H.264, H.265, MPEG-4 or JPEG by RTSP within one TCP connection.
 #pragma once
 
 #include <chrono>
@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "cameras/camera_input.h"
+#include "cameras/rtp_jpeg.h"
 #include "cameras/rtp_packets.h"
 #include "cameras/rtsp_connection.h"
 #include "cameras/rtsp_description.h"
@@ -28,7 +29,7 @@ public:
     AVCodecID Codec() const override { return m_codec; }
     std::span<const std::uint8_t> Headers() const override { return m_headers; }
     const AVCodecParameters* Sound() const override { return m_soundParameters.get(); }
-    bool IsWhole() const override { return false; }
+    bool IsWhole() const override { return m_jpeg.has_value(); }
     std::optional<Piece> Read() override;
     std::string Word() override { return std::exchange(m_word, {}); }
 
@@ -43,14 +44,15 @@ private:
         std::int64_t Next(std::uint32_t stamp);
     };
 
-    void TakePictures(const RtspFormat& format);
+    void TakePictures(const RtspMedia& media);
     void TakeSound(const RtspFormat& format);
     int SetUp(const RtspMedia& media, int wanted);
     void KeepAlive();
     void OnReply(const RtspHead& head);
+    bool BeginsAnother(const RtpPacket& packet) const;
     void AddPicture(const RtpPacket& packet);
     void AddSound(const RtpPacket& packet);
-    Piece GivePicture(bool isLast);
+    std::optional<Piece> GivePicture(bool isLast);
     std::optional<Piece> GiveSound();
 
     RtspConnection m_connection;
@@ -66,7 +68,9 @@ private:
     int m_pictureClock = 0;
     std::vector<std::uint8_t> m_headers;
     int m_picturesChannel = -1;
-    std::optional<RtpUnits> m_units;  // nothing where packets hold pieces of pictures as they are
+    // Neither where packets hold pieces of pictures as they are.
+    std::optional<RtpUnits> m_units;
+    std::optional<RtpJpeg> m_jpeg;
     Times m_pictureTimes;
     std::vector<std::uint8_t> m_bytes;  // of the picture that comes in
     std::int64_t m_stampUs = 0;         // of the bytes

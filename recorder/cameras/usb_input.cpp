@@ -10,7 +10,6 @@
 #include <thread>
 
 #include "cameras/camera_url.h"
-#include "cameras/camera_words.h"
 #include "cameras/jpeg_tables.h"
 #include "media/descriptor.h"
 
@@ -53,7 +52,7 @@ constexpr std::array<Preferred, 4> kPreferred = {{{V4L2_PIX_FMT_H264, "h264"},
         case EINVAL:
             throw CameraError(FaultCode::DeviceOther);
         case ENOMEM:
-            throw CameraError(words::kNoMemory);
+            throw CameraError(FaultCode::OutOfMemory);
         default:
             throw CameraError({FaultCode::CameraFailed, {{"reason", AvErrorText(AVERROR(error))}}});
     }
@@ -91,7 +90,7 @@ const AVInputFormat* FindDriver() {
 
 UsbInput::UsbInput(const std::string& url, InputLimit& limit) : m_limit(limit), m_packet(av_packet_alloc()) {
     if (!m_packet) {
-        throw CameraError(words::kNoMemory);
+        throw CameraError(FaultCode::OutOfMemory);
     }
     const std::string path = url.substr(kUsbScheme.size());
     Open(path, ChooseFormat(path));
@@ -105,7 +104,7 @@ void UsbInput::Open(const std::string& path, const char* format) {
     const AVInputFormat* const driver = FindDriver();
     AVFormatContext* opened = driver ? avformat_alloc_context() : nullptr;
     if (!opened) {
-        throw CameraError(driver ? words::kNoMemory : FaultCode::KindNotServed);
+        throw CameraError(driver ? FaultCode::OutOfMemory : FaultCode::KindNotServed);
     }
     opened->interrupt_callback = m_limit.Callback();
     opened->flags |= AVFMT_FLAG_NONBLOCK | AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN;
@@ -152,7 +151,7 @@ std::optional<CameraInput::Piece> UsbInput::Read() {
     int error = 0;
     while ((error = av_read_frame(m_device.get(), m_packet.get())) == AVERROR(EAGAIN)) {
         if (m_limit.Ended() || m_limit.IsOver()) {
-            throw CameraError(words::kNoMorePictures);
+            throw CameraError(FaultCode::PicturesStopped);
         }
         std::this_thread::sleep_for(kLook);
     }

@@ -35,6 +35,8 @@ constexpr auto kTexts = std::to_array<FaultText>({
     {Code::LeadsElsewhere, "leads_elsewhere",
      "the camera leads on to another address, which is not followed"},
     {Code::NotEncrypted, "not_encrypted", "no encrypted connection to the camera can be had"},
+    {Code::EncryptedNotRead, "encrypted_not_read",
+     "what the camera sends cannot be read from an encrypted connection; at rtsp:// it may be"},
     {Code::CameraFailed, "camera_failed", "the camera cannot be watched: {reason}"},
     {Code::CertificateNotTrusted, "certificate_not_trusted",
      "the camera's certificate is signed by nobody whom this computer trusts" KV_TO_ACCEPT},

@@ -35,6 +35,7 @@ enum class FaultCode : std::uint8_t {
     NotUnderstood,
     LeadsElsewhere,
     NotEncrypted,
+    EncryptedNotRead,
     CameraFailed,
     CertificateNotTrusted,
     CertificateOtherHost,

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "media/fault.h"
+#include "media/media_event.h"
 #include "media/packet.h"
 #include "media/picture_source.h"
 #include "media/stream_config.h"
@@ -15,15 +16,6 @@
 namespace kvrecorder {
 
 class MediaClock;
-
-// What a hub reports of a channel.
-enum class MediaEvent {
-    Motion,   // something moves before the camera, or no more
-    Lost,     // the source gives nothing, or gives pictures again; known only while somebody watches
-    Streams,  // they are others than before, as a camera tells
-    Word,     // the source has something for the log
-};
-using MediaListener = std::function<void(int channel, MediaEvent event, bool on)>;
 
 // Takes packets of one stream. The callback runs on a source thread and must not wait; it first gets
 // the packets since the last key picture, so that a new watcher sees a picture at once. It must not throw.

@@ -239,8 +239,13 @@ void AskAllDetails(std::vector<FoundCamera>& found, const SearchSetup& setup) {
             for (std::size_t at = next++; at < found.size() && Clock::now() < until; at = next++) {
                 try {
                     AskDetails(found[at], setup, until);
-                } catch (const std::exception&) {
+                } catch (const LoginError& failure) {
                     // It tells that to those alone whom it knows.
+                    found[at].trouble = setup.user.empty() ? Fault() : failure.Told();
+                } catch (const CameraError& failure) {
+                    found[at].trouble = failure.Told();
+                } catch (const std::exception&) {
+                    found[at].trouble = FaultCode::OutOfMemory;
                 }
             }
         });

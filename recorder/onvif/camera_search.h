@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "media/fault.h"
 #include "media/secret.h"
 
 namespace kvrecorder {
@@ -19,6 +20,7 @@ struct FoundCamera {
     std::string model;
     std::string name;
     std::vector<std::string> streamUrls;  // if it tells them, to nobody or to the user below
+    Fault trouble;                        // what kept it from telling more; that it wants a user is none
 };
 
 struct SearchSetup {

@@ -3,14 +3,13 @@
 #include <algorithm>
 #include <cmath>
 
-#include "media/ptz_camera.h"
+#include "onvif/onvif_moves.h"
 
 namespace kvrecorder {
 namespace {
 
 using std::chrono::milliseconds;
 
-constexpr const char* kRefused = "-1";
 constexpr const char* kDone = "OK";
 
 // A fifth of the picture's width, which is 2 wide from side to side.
@@ -19,14 +18,6 @@ constexpr double kViewStep = 0.4;
 constexpr double kTurnStep = 0.05;
 constexpr double kNearest = 0.15;
 constexpr double kZoomStep = 0.1;
-constexpr double kFocusStep = 0.1;
-constexpr double kSpeed = 0.5;
-// A camera that only knows to run is let run so long.
-constexpr milliseconds kRunTime{300};
-constexpr milliseconds kLookPause{100};
-constexpr milliseconds kLongestMove{1'500};
-// So near to an end is at it, in parts of the whole.
-constexpr double kEndPart = 0.005;
 
 // The orders behind the twelve steps, by their numbers on the wire.
 enum Command {
@@ -60,42 +51,6 @@ constexpr std::array<StepParts, 12> kSteps = {{
     {0, 0, 0, -1},
 }};
 
-std::string Told(EndStop end) {
-    return std::to_string(static_cast<int>(end));
-}
-
-std::string Decimal(double value) {
-    std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "%.4f", std::clamp(value, -1e6, 1e6));
-    return text.data();
-}
-
-std::string Space(const PtzSpace& space) {
-    return space.uri.empty() ? "" : " space=\"" + EscapeXml(space.uri) + "\"";
-}
-
-std::string PanTilt(const PtzSpace& space, double x, double y) {
-    return "<tt:PanTilt x=\"" + Decimal(space.x.Clamp(x)) + "\" y=\"" + Decimal(space.y.Clamp(y)) + "\"" +
-           Space(space) + "/>";
-}
-
-std::string ZoomTo(const PtzSpace& space, double x) {
-    return "<tt:Zoom x=\"" + Decimal(space.x.Clamp(x)) + "\"" + Space(space) + "/>";
-}
-
-// 1: at the upper end of the range, -1: at the lower one.
-int EndIn(const std::optional<double>& position, const Range& range) {
-    if (!position || !std::isfinite(range.high - range.low)) {
-        return 0;
-    }
-    const double near = (range.high - range.low) * kEndPart;
-    return *position >= range.high - near ? 1 : *position <= range.low + near ? -1 : 0;
-}
-
-double SpanOf(const Range& range) {
-    return std::isfinite(range.high - range.low) ? (range.high - range.low) / 2 : 1;
-}
-
 bool IsNoPreset(const SoapFault& fault) {
     return fault.Has("NoToken") || fault.Has("NoEntity") || fault.Has("NoSuchPreset");
 }
@@ -103,7 +58,7 @@ bool IsNoPreset(const SoapFault& fault) {
 }  // namespace
 
 OnvifSteering::OnvifSteering(OnvifDevice& device, const std::vector<OnvifProfile>& profiles,
-                             PresetPlaces& places, Waiting wait)
+                             PresetPlaces& places, MoveWait wait)
     : m_device(device), m_profile(profiles.front()), m_places(places), m_wait(std::move(wait)) {
     const auto steered = std::find_if(profiles.begin(), profiles.end(),
                                       [](const OnvifProfile& profile) { return !profile.ptzNode.empty(); });
@@ -127,24 +82,13 @@ OnvifSteering::OnvifSteering(OnvifDevice& device, const std::vector<OnvifProfile
             // It says that it can be steered and knows nothing of how.
         }
     }
-    if (!device.Services().imaging.empty() && !m_profile.source.empty()) {
-        try {
-            m_focus = ReadFocusAbility(AskImaging("GetMoveOptions")->Body());
-        } catch (const SoapFault&) {
-        }
-    }
-    m_abilities.focus = m_focus.relative || m_focus.continuous || m_focus.absolute;
+    m_lens.emplace(device, m_profile.source);
+    m_abilities.focus = m_lens->HasFocus();
 }
 
 std::unique_ptr<SoapDocument> OnvifSteering::AskPtz(const std::string& name, const std::string& inner) {
     return m_device.Ask(m_device.Services().ptz, kPtzSpace, name,
                         "<ProfileToken>" + EscapeXml(m_profile.token) + "</ProfileToken>" + inner,
-                        milliseconds(4'000));
-}
-
-std::unique_ptr<SoapDocument> OnvifSteering::AskImaging(const std::string& name, const std::string& inner) {
-    return m_device.Ask(m_device.Services().imaging, kImagingSpace, name,
-                        "<VideoSourceToken>" + EscapeXml(m_profile.source) + "</VideoSourceToken>" + inner,
                         milliseconds(4'000));
 }
 
@@ -266,49 +210,10 @@ void OnvifSteering::Zoom(int in) {
     }
 }
 
-std::string OnvifSteering::Focus(int farther) {
-    const auto move = [&](const std::string& how) { AskImaging("Move", "<Focus>" + how + "</Focus>"); };
-    FocusStatus status;
-    const auto look = [&] {
-        try {
-            status = ReadFocusStatus(AskImaging("GetStatus")->Body());
-        } catch (const SoapFault&) {
-        }
-    };
-    if (m_focus.relative) {
-        move("<tt:Relative><tt:Distance>" +
-             Decimal(m_focus.relative->Clamp(kFocusStep * SpanOf(*m_focus.relative) * farther)) +
-             "</tt:Distance></tt:Relative>");
-    } else if (m_focus.continuous) {
-        move("<tt:Continuous><tt:Speed>" +
-             Decimal(m_focus.continuous->Clamp(kSpeed * SpanOf(*m_focus.continuous) * farther)) +
-             "</tt:Speed></tt:Continuous>");
-        m_wait(kRunTime);
-        AskImaging("Stop");
-    } else {
-        look();
-        if (!status.position) {
-            return kRefused;
-        }
-        move("<tt:Absolute><tt:Position>" +
-             Decimal(m_focus.absolute->Clamp(*status.position +
-                                             kFocusStep * SpanOf(*m_focus.absolute) * farther)) +
-             "</tt:Position></tt:Absolute>");
-    }
-    const auto until = std::chrono::steady_clock::now() + kLongestMove;
-    do {
-        look();
-    } while (status.moving.value_or(false) && std::chrono::steady_clock::now() < until && m_wait(kLookPause));
-    if (!m_focus.absolute || EndIn(status.position, *m_focus.absolute) != farther) {
-        return Told(EndStop::None);
-    }
-    return Told(farther > 0 ? EndStop::Far : EndStop::Near);
-}
-
 std::string OnvifSteering::Step(int command) {
     const StepParts& step = kSteps[static_cast<std::size_t>(command)];
     if (step.farther != 0) {
-        return m_abilities.focus ? Focus(step.farther) : kRefused;
+        return m_lens->Focus(step.farther, m_wait);
     }
     const bool zooms = step.in != 0;
     if (zooms ? !m_abilities.zoom : !m_abilities.pan) {

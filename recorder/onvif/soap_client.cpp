@@ -9,7 +9,6 @@
 #include <mutex>
 #include <random>
 
-#include "cameras/camera_words.h"
 #include "media/base64.h"
 
 namespace kvrecorder {

@@ -106,6 +106,9 @@ std::string ListFound(std::span<const FoundCamera> found) {
         }
         text += row.back() + "\n";
     }
+    for (const FoundCamera& camera : found) {
+        text += camera.trouble.Empty() ? "" : camera.url + ": " + camera.trouble.words + "\n";
+    }
     return text;
 }
 
@@ -132,6 +135,9 @@ std::string MakeFoundConfig(std::span<const FoundCamera> found, const std::strin
         text += "\n[[channels]]\nname = " + Quoted(name) + "\n";
         if (const std::string kind = PrintableUtf8(camera.maker + " " + camera.model, 128); kind != " ") {
             text += "# " + kind + "\n";
+        }
+        if (!camera.trouble.Empty()) {
+            text += "# " + PrintableUtf8(camera.trouble.words, 1024) + "\n";
         }
         text += "source = { url = " + Quoted(camera.url);
         if (!cameraUser.empty()) {

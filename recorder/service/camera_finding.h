@@ -10,7 +10,7 @@
 
 namespace kvrecorder {
 
-// A line for each, in columns, below a heading.
+// A line for each, in columns, below a heading; behind them what is wrong with some.
 std::string ListFound(std::span<const FoundCamera> found);
 
 // A configuration with a channel for each, and a user who may do everything. The password file goes before

@@ -79,5 +79,6 @@ inline const std::string kH264 =
     Pictures("x264enc tune=zerolatency key-int-max=12 speed-preset=ultrafast ! rtph264pay name=pay0");
 inline const std::string kH265 = Pictures(
     "x265enc tune=zerolatency key-int-max=12 speed-preset=ultrafast ! h265parse ! rtph265pay name=pay0");
+inline const std::string kJpeg = Pictures("jpegenc ! rtpjpegpay name=pay0");
 
 }  // namespace kvtest

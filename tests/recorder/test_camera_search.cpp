@@ -11,6 +11,8 @@
 #include "support/onvif_device/onvif_beacon.h"
 #include "support/onvif_device/onvif_device.h"
 #include "support/temp_folder.h"
+#include "support/tls_peer/made_certificate.h"
+#include "support/tls_peer/tls_front.h"
 #include "support/wait_until.h"
 
 namespace kvtest {
@@ -133,6 +135,42 @@ TEST(CameraSearch, TheProgramListsCamerasAndWritesAConfigurationThatServesThem) 
     server.Signal(SIGTERM);
     EXPECT_EQ(server.Wait().status, 0);
     EXPECT_TRUE(WaitUntil([&] { return device.Subscriptions() == 0; }));
+}
+
+// One whose certificate nobody has accepted is told nothing, not even the user.
+TEST(CameraSearch, WhatACameraDoesNotTellIsSaidWithTheReason) {
+    const OnvifDevice device;
+    const TempFolder folder;
+    CertificateMaker maker(folder.Path());
+    const MadeCertificate made = maker.Make({"IP:127.0.0.1", -1, 2, true});
+    const TlsFront front(device.Port(), made.file);
+    const std::string encrypted = "127.0.0.1:" + std::to_string(front.Port());
+    const OnvifBeacon beacon({{"urn:uuid:1", "https://" + encrypted + "/onvif/device_service", kScopes},
+                              {"urn:uuid:2", device.Address(), kScopes}});
+    const std::string secret = folder.File("secret");
+    std::ofstream(secret) << "wrong\n";
+    ::chmod(secret.c_str(), 0600);
+    std::vector<std::string> arguments = {"--discover", "--discover-at",
+                                          "127.0.0.1:" + std::to_string(beacon.Port())};
+    const std::string untrusted =
+        "\nonvifs://" + encrypted +
+        ": the camera's certificate is signed by nobody whom this computer trusts; to "
+        "accept it write certificate = \"" +
+        made.shown + "\" in the camera's source\n";
+    const Outcome alone = Program(arguments).Wait();
+    EXPECT_EQ(alone.status, 0) << alone.errors;
+    EXPECT_THAT(alone.output, HasSubstr(untrusted));
+    EXPECT_THAT(alone.output, testing::Not(HasSubstr(device.Url() + ": "))) << "nobody was to be known";
+    arguments.insert(arguments.end(), {"--discover-user", "guard", "--camera-password-file", secret,
+                                       "--write", folder.File("cameras.toml")});
+    const Outcome known = Program(arguments).Wait();
+    EXPECT_EQ(known.status, 0) << known.errors;
+    EXPECT_THAT(known.output, HasSubstr(untrusted));
+    EXPECT_THAT(known.output, HasSubstr(device.Url() + ": the camera refuses the user or the password\n"));
+    EXPECT_EQ(front.Taken(), 0);
+    std::ifstream stream(folder.File("cameras.toml"));
+    const std::string text{std::istreambuf_iterator<char>(stream), {}};
+    EXPECT_THAT(text, HasSubstr("certificate = \"" + made.shown + "\" in the camera's source\nsource = {"));
 }
 
 TEST(CameraSearch, NobodyAndABadAddressAreClearWords) {

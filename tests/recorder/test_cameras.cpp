@@ -59,8 +59,8 @@ INSTANTIATE_TEST_SUITE_P(
              Pictures("x264enc bframes=2 b-adapt=false key-int-max=12 sliced-threads=false rc-lookahead=0 "
                       "speed-preset=ultrafast ! rtph264pay name=pay0 config-interval=0"),
              wire::kZ264, false},
-        Kind{"H265", kH265, wire::kZ265, false},
-        Kind{"Mjpeg", Pictures("jpegenc ! rtpjpegpay name=pay0"), wire::kZIVG, false}),
+        Kind{"H265", kH265, wire::kZ265, false}, Kind{"Mjpeg", kJpeg, wire::kZIVG, false},
+        Kind{"MjpegByUdp", kJpeg, wire::kZIVG, true}),
     [](const auto& kind) { return kind.param.name; });
 
 TEST_F(Cameras, ALostCameraIsToldInWordsAndComesBack) {

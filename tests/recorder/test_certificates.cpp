@@ -11,6 +11,7 @@
 #include "recorder_client.h"
 #include "recorder_program.h"
 #include "rtsp_peer.h"
+#include "scripted_rtsp.h"
 #include "service/camera_tests.h"
 #include "support/onvif_device/onvif_device.h"
 #include "support/scripted_server.h"
@@ -178,19 +179,41 @@ TEST_F(Certificates, AChangedOneEndsTheSessionsToCome) {
     EXPECT_TRUE(WaitLost("back"));
 }
 
-// A session that only the library of formats could read, which checks nothing.
-TEST_F(Certificates, NothingIsReadUnchecked) {
+// From a camera of another make. Its coder for MPEG-4 does not work, so that it plays a file.
+TEST_F(Certificates, AllCodecsComeEncrypted) {
     const auto made = m_maker.Make();
+    const std::string film = m_folder.File("film.mkv");
+    EncodeVideoFile(film, "mpeg4", 320, 240, 200, 25);
     const std::string tone = kH264 + " audiotestsrc is-live=true ! audio/x-raw,channels=1,rate=8000 ! ";
-    const RtspPeer peer({"--tls", made.file, "/jpeg", Pictures("jpegenc ! rtpjpegpay name=pay0"), "/opus",
-                         tone + "opusenc ! rtpopuspay name=pay1", "/g726",
-                         tone + "avenc_g726 ! rtpg726pay name=pay1"});
-    EXPECT_THAT(WordsOf(Probe(peer.Url("/jpeg"))),
-                ElementsAre(StartsWith("what the camera sends is not read from an encrypted connection")));
+    const RtspPeer peer(
+        {"--tls", made.file, "/H.264", kH264, "/H.265", kH265, "/MJPEG", kJpeg, "/MPEG-4",
+         "filesrc location=" + film + " ! matroskademux ! mpeg4videoparse ! rtpmp4vpay name=pay0", "/opus",
+         tone + "opusenc ! rtpopuspay name=pay1", "/g726", tone + "avenc_g726 ! rtpg726pay name=pay1"});
+    for (const std::string codec : {"H.264", "H.265", "MPEG-4", "MJPEG"}) {
+        const CameraReport report = Probe(peer.Url("/" + codec));
+        EXPECT_EQ(report.codec, codec) << testing::PrintToString(WordsOf(report));
+        EXPECT_EQ(report.width, 320);
+        EXPECT_THAT(report.faults, testing::IsEmpty()) << testing::PrintToString(WordsOf(report));
+        EXPECT_FALSE(report.picture.empty());
+    }
     const CameraReport report = Probe(peer.Url("/opus"));
     EXPECT_TRUE(report.HasPictures()) << testing::PrintToString(WordsOf(report));
     EXPECT_EQ(report.sound, "");
     EXPECT_EQ(Probe(peer.Url("/g726")).sound, "G.726, 8000 Hz");
+}
+
+// A session that only the library of formats could read, which checks nothing.
+TEST_F(Certificates, NothingIsReadUnchecked) {
+    const ScriptedServer camera([](Peer& peer) {
+        ServeRtsp(peer,
+                  "m=video 0 RTP/AVP 96\r\na=rtpmap:96 H264/90000\r\na=fmtp:96 packetization-mode=2\r\n",
+                  [](Peer& playing) { playing.Hold(); });
+    });
+    const TlsFront front(camera.Port(), m_maker.Make().file);
+    const CameraReport report = Probe(At("rtsps", front.Port()));
+    ASSERT_EQ(report.faults.size(), 1u);
+    EXPECT_EQ(report.faults[0], Fault(FaultCode::EncryptedNotRead));
+    EXPECT_EQ(camera.ConnectionCount(), 1);
 }
 
 TEST_F(Certificates, TheProgramTellsWhatToWrite) {

@@ -7,7 +7,10 @@
 #include "camera_fixture.h"
 #include "cameras/rtp_packets.h"
 #include "cameras/rtsp_login.h"
-#include "support/scripted_server.h"
+#include "scripted_rtsp.h"
+#include "support/temp_folder.h"
+#include "support/tls_peer/made_certificate.h"
+#include "support/tls_peer/tls_front.h"
 
 namespace kvtest {
 namespace {
@@ -137,37 +140,33 @@ public:
         : m_film(film), m_marks(marks), m_coding(coding) {}
 
     void operator()(Peer& peer) {
-        bool isOld = false;
-        for (std::string head = peer.ReadHead(); !head.empty(); head = peer.ReadHead()) {
-            const std::size_t number = head.find("CSeq: ");
-            const std::string sequence = head.substr(number, head.find("\r\n", number) - number) + "\r\n";
-            const bool isAsked = head.starts_with("DESCRIBE") || head.starts_with("SETUP");
-            const char* const nonce = head.starts_with("SETUP") ? "second" : "first";
-            if (isAsked && head.find("nonce=\"" + std::string(nonce)) == std::string::npos) {
-                peer.Write("RTSP/1.0 401 No\r\n" + sequence +
-                           "WWW-Authenticate: Digest realm=\"x\", nonce=\"" + nonce + "\"\r\n\r\n");
-                continue;
+        const std::string description =
+            "m=video 0 RTP/AVP 96\r\na=rtpmap:96 " + m_coding + "/90000\r\na=control:one?two\r\n";
+        const auto play = [this](Peer& playing) {
+            for (std::size_t i = 1; i < m_film.size(); ++i) {
+                playing.Write(i % 5 == 0 ? "\r\nOPTIONS * RTSP/1.0\r\nCSeq: 1\r\n\r\n" : "\r\nx");
+                SendPicture(playing, i);
             }
-            std::string more;
-            std::string body;
-            if (head.starts_with("DESCRIBE")) {
-                body = "m=video 0 RTP/AVP 96\r\na=rtpmap:96 " + m_coding + "/90000\r\na=control:one?two\r\n";
-                more = "Content-Base: rtsp://elsewhere/\r\ncontent-length: " + std::to_string(body.size()) +
-                       "\r\n";
-            } else if (head.starts_with("SETUP")) {
-                EXPECT_TRUE(head.starts_with("SETUP rtsp://elsewhere/one?two RTSP")) << head;
-                more = "Session: abc;timeout=60\r\nTransport: RTP/AVP/TCP;unicast;interleaved=4-5\r\n";
-            } else if (head.starts_with("PLAY")) {
-                EXPECT_NE(head.find("Session: abc\r\n"), std::string::npos);
-                isOld = true;
-                SendPicture(peer, 0);  // before it answers
+            playing.Hold();
+        };
+        ServeRtsp(peer, description, play, [&](Peer& odd, const std::string& request) {
+            const bool sets = request.starts_with("SETUP");
+            const std::string nonce = std::string("nonce=\"") + (sets ? "second" : "first") + "\"";
+            if (request.starts_with("PLAY")) {
+                EXPECT_NE(request.find("Session: 77\r\n"), std::string::npos);
+                SendPicture(odd, 0);  // before it answers
+            } else if ((sets || request.starts_with("DESCRIBE")) &&
+                       request.find(nonce) == std::string::npos) {
+                odd.Write(
+                    RtspAnswer(request, 401, "WWW-Authenticate: Digest realm=\"x\", " + nonce + "\r\n"));
+                return true;
+            } else if (request.starts_with("DESCRIBE")) {
+                odd.Write(RtspAnswer(request, 200, "Content-Base: rtsp://elsewhere/\r\n", description));
+                return true;
             }
-            peer.Write("RTSP/1.0 200 OK\r\n" + sequence + more + "\r\n" + body);
-            for (std::size_t i = 1; isOld && i < m_film.size(); ++i) {
-                peer.Write(i % 5 == 0 ? "\r\nOPTIONS * RTSP/1.0\r\nCSeq: 1\r\n\r\n" : "\r\nx");
-                SendPicture(peer, i);
-            }
-        }
+            EXPECT_TRUE(!sets || request.starts_with("SETUP rtsp://elsewhere/one?two RTSP")) << request;
+            return false;
+        });
     }
 
 private:
@@ -212,13 +211,7 @@ private:
 
     static void SendPacket(Peer& peer, std::size_t index, bool mark, std::string_view payload) {
         const std::uint32_t stamp = 0xFFFFFF00u + static_cast<std::uint32_t>(index) * 3600;  // wraps
-        std::string packet = {'\x80', static_cast<char>(mark ? 0xE0 : 0x60), 0, 0};
-        for (int shift = 24; shift >= 0; shift -= 8) {
-            packet += static_cast<char>(stamp >> shift);
-        }
-        packet += std::string("\0\0\0\1", 4) + std::string(payload);
-        peer.Write(std::string("$\4", 2) + static_cast<char>(packet.size() >> 8) +
-                   static_cast<char>(packet.size()) + packet);
+        peer.Write(FramedPacket(kRtspChannel, mark, stamp, payload));
     }
 
     static constexpr std::uint8_t kStart[] = {0, 0, 1};
@@ -231,16 +224,27 @@ private:
 TEST_F(Cameras, OfOddSessionsGivePicturesAllTheSame) {
     const auto usual = EncodeTestPictures({kvrecorder::Codec::H264, 352, 240, 25, 10}, 30);
     const auto older = EncodeTestPictures({kvrecorder::Codec::Mpeg4, 352, 240, 25, 10}, 30);
+    const TempFolder folder;
+    CertificateMaker maker(folder.Path());
+    const std::string certificate = maker.Make().file;
     using Marks = OddCamera::Marks;
-    for (const auto& [marks, coding] :
-         {std::pair(Marks::Pictures, "H264"), std::pair(Marks::Units, "H264"), std::pair(Marks::None, "H264"),
-          std::pair(Marks::Pictures, "MP4V-ES"), std::pair(Marks::None, "MP4V-ES")}) {
+    const struct {
+        Marks marks;
+        std::string coding;
+        bool isEncrypted;
+    } cases[] = {{Marks::Pictures, "H264", false}, {Marks::Units, "H264", false},
+                 {Marks::None, "H264", false},     {Marks::Pictures, "MP4V-ES", false},
+                 {Marks::None, "MP4V-ES", true},   {Marks::Units, "H264", true}};
+    for (const auto& [marks, coding, isEncrypted] : cases) {
         SCOPED_TRACE(coding);
-        const auto& film = std::string(coding) == "H264" ? usual : older;
+        const auto& film = coding == "H264" ? usual : older;
         ScriptedServer camera(OddCamera(film, marks, coding));
-        SourceConfig source = Camera("rtsp://127.0.0.1:" + std::to_string(camera.Port()) + "/live");
+        const auto front = isEncrypted ? std::make_unique<TlsFront>(camera.Port(), certificate) : nullptr;
+        SourceConfig source = Camera(front ? "rtsps://127.0.0.1:" + std::to_string(front->Port()) + "/live"
+                                           : "rtsp://127.0.0.1:" + std::to_string(camera.Port()) + "/live");
         source.network.user = "guard";
         source.network.password = "sesame";
+        source.network.certificate = "any";
         const int channel = m_hub->AddChannel("Door", source);
         Collector watcher;
         const auto subscription = m_hub->Subscribe(channel, 0, watcher.Sink());

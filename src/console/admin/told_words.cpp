@@ -57,6 +57,7 @@ constexpr auto kTexts = std::to_array<ToldText>({
     {"type_unknown", 7683, {"type"}},
     {"leads_elsewhere", 7684},
     {"not_encrypted", 7685},
+    {"encrypted_not_read", 7720},
     {"camera_failed", 7686, {"reason"}},
     {"camera_says", 7686, {"reason"}},
     {"onvif_status", 7686, {"status"}},
