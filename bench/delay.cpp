@@ -1,5 +1,5 @@
-// How long a picture takes from the computer's network to the display, how soon the first one is there, and what a wall
-// holds. The whole program, on a display of its own.
+// How long a picture takes from the computer's network to the display, how soon the first one is there, and
+// what a wall holds. The whole program, on a display of its own.
 //
 // bench_delay [SECONDS [KVMON KVRECORDER]]
 #include <unistd.h>
@@ -168,7 +168,8 @@ std::pair<double, double> Start(const Numbers& numbers, std::int64_t began) {
     throw std::runtime_error("not every cell shows a picture");
 }
 
-void Measure(const kvbench::Programs& programs, const WallKind& wall, int seconds, const std::string& folder) {
+void Measure(const kvbench::Programs& programs, const WallKind& wall, int seconds,
+             const std::string& folder) {
     kvtest::CodingOptions options;
     options.frames = kFilmSeconds * kvbench::kPicturesPerSecond;
     options.bitrate = wall.bitrate;
@@ -207,8 +208,8 @@ void Measure(const kvbench::Programs& programs, const WallKind& wall, int second
     const auto part = [&](double share) {
         return delays[static_cast<std::size_t>(share * static_cast<double>(delays.size() - 1))];
     };
-    std::printf("%-34s %9zu %7.1f %7.1f %7.1f %9.0f %9.0f %7.1f %8d\n", wall.Name().c_str(), delays.size(), part(0.5),
-                part(0.95), part(0.99), first, all, holding.megabytes, holding.threads);
+    std::printf("%-34s %9zu %7.1f %7.1f %7.1f %9.0f %9.0f %7.1f %8d\n", wall.Name().c_str(), delays.size(),
+                part(0.5), part(0.95), part(0.99), first, all, holding.megabytes, holding.threads);
     std::fflush(stdout);
 }
 
@@ -223,15 +224,18 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "bench_delay [SECONDS [KVMON KVRECORDER]]\n");
         return 2;
     }
-    const auto folder = std::filesystem::temp_directory_path() / ("bench_delay." + std::to_string(::getpid()));
+    const auto folder =
+        std::filesystem::temp_directory_path() / ("bench_delay." + std::to_string(::getpid()));
     int status = 0;
     try {
         std::filesystem::create_directory(folder);
-        std::printf("ms from a record's last byte to the display, looked at every %lld ms; ms from the start to the first "
-                    "picture and to the last cell's; memory and threads\n\n",
-                    static_cast<long long>(kLook.count()));
-        std::printf("%-34s %9s %7s %7s %7s %9s %9s %7s %8s\n", "wall", "pictures", "p50", "p95", "p99", "first", "all",
-                    "MB", "threads");
+        std::printf(
+            "ms from a record's last byte to the display, looked at every %lld ms; ms from the start to the "
+            "first "
+            "picture and to the last cell's; memory and threads\n\n",
+            static_cast<long long>(kLook.count()));
+        std::printf("%-34s %9s %7s %7s %7s %9s %9s %7s %8s\n", "wall", "pictures", "p50", "p95", "p99",
+                    "first", "all", "MB", "threads");
         for (const WallKind& wall : kWalls) {
             Measure(programs, wall, seconds, folder);
         }

@@ -54,8 +54,9 @@ LiveWall::LiveWall(const Programs& programs, const WallKind& kind, const std::st
         std::vector<std::string>{programs.recorder, "--config", folder + "/recorder.toml"});
     const int port = front ? front(m_recorder->Port()) : m_recorder->Port();
     m_monitor = std::make_unique<StartedProgram>(
-        std::vector<std::string>{programs.monitor, "--server", "127.0.0.1", "--port", std::to_string(port), "--user",
-                                 "bench", "--password-file", password, "--auto-start", "--data-dir", data},
+        std::vector<std::string>{programs.monitor, "--server", "127.0.0.1", "--port", std::to_string(port),
+                                 "--user", "bench", "--password-file", password, "--auto-start", "--data-dir",
+                                 data},
         folder + "/kvmon.log", std::vector<std::string>{display.Variable(), "QT_QPA_PLATFORM=xcb"});
 }
 

@@ -41,8 +41,8 @@ struct Programs {
 class LiveWall {
 public:
     // Files go to the folder. `front` is told the recorder's port and gives the one to connect to.
-    LiveWall(const Programs& programs, const WallKind& kind, const std::string& film, const std::string& folder,
-             const Display& display, const std::function<int(int)>& front = {});
+    LiveWall(const Programs& programs, const WallKind& kind, const std::string& film,
+             const std::string& folder, const Display& display, const std::function<int(int)>& front = {});
 
     pid_t Monitor() const { return m_monitor->Process(); }
 

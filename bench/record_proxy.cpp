@@ -70,7 +70,8 @@ public:
             if (m_bytes.size() < record) {
                 break;
             }
-            if (const int found = number(std::span(m_bytes).first(record).subspan(wire::kFrameHeaderSize)); found >= 0) {
+            if (const int found = number(std::span(m_bytes).first(record).subspan(wire::kFrameHeaderSize));
+                found >= 0) {
                 whole.push_back(found);
             }
             m_bytes.erase(m_bytes.begin(), m_bytes.begin() + static_cast<std::ptrdiff_t>(record));
@@ -149,7 +150,8 @@ void RecordProxy::Pass(int client) {
     const int on = 1;
     ::setsockopt(client, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     ::setsockopt(recorder, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    if (::connect(recorder, static_cast<const sockaddr*>(static_cast<const void*>(&address)), sizeof address) != 0) {
+    if (::connect(recorder, static_cast<const sockaddr*>(static_cast<const void*>(&address)),
+                  sizeof address) != 0) {
         ::shutdown(client, SHUT_RDWR);
         return;
     }

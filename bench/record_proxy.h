@@ -15,7 +15,8 @@ namespace kvbench {
 // Nanoseconds of the steady clock.
 std::int64_t SteadyNs();
 
-// Passes all bytes on as they come and notes the records of streams. It must outlive its clients' connections.
+// Passes all bytes on as they come and notes the records of streams. It must outlive its clients'
+// connections.
 class RecordProxy {
 public:
     // The number of a picture by its payload; -1: not to be noted.
