@@ -4,17 +4,18 @@
 
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 #include <string>
+#include <utility>
 
 namespace {
 
 class Elf {
 public:
     explicit Elf(const std::string& path) {
-        std::ifstream file(path, std::ios::binary);
-        m_bytes.assign(std::istreambuf_iterator<char>(file), {});
+        std::ostringstream bytes;
+        bytes << std::ifstream(path, std::ios::binary).rdbuf();
+        m_bytes = std::move(bytes).str();
         m_bGood = Read(0, m_head) && std::memcmp(m_head.e_ident, ELFMAG, SELFMAG) == 0 &&
                   m_head.e_ident[EI_CLASS] == ELFCLASS64;
     }
