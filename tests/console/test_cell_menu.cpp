@@ -167,6 +167,57 @@ TEST_F(CellMenuTest, WhereTheStreamComesFromIsChosen) {
     EXPECT_TRUE(PumpUntil([&] { return camera.Heads().size() == 2; }));
 }
 
+// A cell takes the stream that fits it, until its user wants one in any case; also after a restart.
+TEST_F(CellMenuTest, ACellCanBeGivenAStreamOfASizeInAnyCase) {
+    FakeRecorder recorder("Hall", 1);
+    recorder.SetDocument(
+        "getmultistreaminfo.cgi",
+        kvtest::HttpReply(200, "OK",
+                          "<r><return>0</return><ch0><stream_no>2</stream_no>"
+                          "<stream0><id>0</id><fcc>H264</fcc><resolution>5</resolution></stream0>"
+                          "<stream1><id>1</id><fcc>H264</fcc><resolution>1</resolution></stream1>"
+                          "</ch0></r>"));
+    const auto asked = [&](int stream) { return recorder.CountHeads(FormatText("stream_id=%d ", stream)); };
+    const auto sizes = [this]() -> QMenu* {
+        QMenu* const menu = OpenMenu();
+        for (QAction* const entry : menu != nullptr ? menu->actions() : QList<QAction*>()) {
+            if (entry->text() == QLatin1String("Stream size")) {
+                return entry->menu();
+            }
+        }
+        return nullptr;
+    };
+    const auto checked = [&] {
+        std::string found;
+        QMenu* const menu = sizes();
+        for (const QAction* const entry : menu != nullptr ? menu->actions() : QList<QAction*>()) {
+            found += entry->isChecked() ? entry->text().toStdString() : std::string();
+        }
+        QApplication::activePopupWidget()->close();
+        Pump();
+        return found;
+    };
+    Open(recorder.Port());
+    ASSERT_TRUE(PumpUntil([&] { return Cell(0).GetCamera()->GetStreamProfiles().size() == 2; }));
+    ASSERT_TRUE(PumpUntil([&] { return asked(0) > 0; }));
+    QMenu* const offered = sizes();
+    ASSERT_NE(offered, nullptr);
+    const std::vector<std::string> entries = Entries(*offered);
+    ASSERT_EQ(entries.size(), 3u);
+    EXPECT_THAT(entries[1], testing::StartsWith("QCIF["));
+    EXPECT_THAT(entries[2], testing::StartsWith("Large["));
+    EXPECT_TRUE(offered->actions().front()->isChecked());
+    QMenu* const menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    ASSERT_TRUE(kvtest::Choose(*menu, {"Stream size", entries[1]}));
+    EXPECT_TRUE(PumpUntil([&] { return asked(1) > 0; }));
+    EXPECT_EQ(checked(), entries[1]);
+
+    Close();
+    const int before = asked(1);
+    Open(recorder.Port());
+    EXPECT_TRUE(PumpUntil([&] { return asked(1) > before; }));
+}
+
 TEST_F(CellMenuTest, PresetsAreStoredByNumberAlone) {
     FakeRecorder recorder("Hall", 4);
     // Commands wait for the camera's abilities to be read.

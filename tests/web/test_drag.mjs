@@ -89,10 +89,12 @@ async function openPage(browser, known) {
 }
 
 async function showFour(page) {
+  const areThere = async () => !await isSingle(page) && await isBright(page);
   await until('four pictures', async () => {
-    if (!await isSingle(page) && await isBright(page)) return true;
+    if (await areThere()) return true;
     await page.mouse.click(...FOUR);
-    await page.waitForTimeout(200);
+    // Each click has the streams begin anew, for which a busy machine takes a while.
+    for (let i = 0; i < 25 && !await areThere(); ++i) await page.waitForTimeout(200);
     return false;
   });
 }
