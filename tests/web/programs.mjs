@@ -9,7 +9,7 @@ const BIN = process.env.KV_BIN ?? new URL('../../build/bin', import.meta.url).pa
 export const USER = 'admin';
 export const PASSWORD = 'admin';
 
-export async function until(what, condition, ms = 15000) {
+export async function until(what, condition, ms = 30000) {
   const end = Date.now() + ms;
   for (;;) {
     const value = await condition();
