@@ -1,4 +1,4 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -87,17 +87,20 @@ TEST(RegistryDatabaseTest, KindsAreKeptApartAndBackslashesNotDoubled) {
     EXPECT_EQ(registry.GetProfileInt("s", "number", 0), 13u);
 }
 
-TEST(RegistryDatabaseTest, DeleteSectionTakesTheSubtreeAndNothingElse) {
-    kvtest::TempFolder folder;
-    COrvoRegistry registry;
-    registry.InitRegistry(false, AppOn(folder));
+TEST_P(RegistryTest, SectionsAreListedAndDeletedAsTheFormHasIt) {
     registry.WriteProfileInt("MultiServer\\a@b:80", "Count", 2);
     registry.WriteProfileInt("MultiServer\\a@b:80\\00", "Port", 81);
     registry.WriteProfileInt("MultiServer\\a@b:800", "Count", 3);
-    EXPECT_TRUE(registry.DeleteSection("MultiServer", "a@b:80"));
-    EXPECT_EQ(registry.GetProfileInt("MultiServer\\a@b:80", "Count", 0), 0u);
-    EXPECT_EQ(registry.GetProfileInt("MultiServer\\a@b:80\\00", "Port", 0), 0u);
+    registry.WriteProfileInt("MultiServer", "Last", 5);
+    registry.WriteProfileInt("MultiServers", "Count", 4);
+    EXPECT_THAT(registry.GetSections("MultiServer"), testing::UnorderedElementsAre("a@b:80", "a@b:800"));
+    // A section with all below it; the ini form knows entries by that name.
+    EXPECT_TRUE(registry.DeleteSection("MultiServer", GetParam() ? "Last" : "a@b:80"));
+    EXPECT_EQ(registry.GetProfileInt("MultiServer", "Last", 0), GetParam() ? 0u : 5u);
+    EXPECT_EQ(registry.GetProfileInt("MultiServer\\a@b:80", "Count", 0), GetParam() ? 2u : 0u);
+    EXPECT_EQ(registry.GetProfileInt("MultiServer\\a@b:80\\00", "Port", 0), GetParam() ? 81u : 0u);
     EXPECT_EQ(registry.GetProfileInt("MultiServer\\a@b:800", "Count", 0), 3u);
+    EXPECT_EQ(registry.GetProfileInt("MultiServers", "Count", 0), 4u);
 }
 
 TEST(RegistryDatabaseTest, UnusableFolderLeavesAWorkingTree) {
