@@ -61,7 +61,11 @@ void RtspInput::Open(const NetworkCamera& camera, const std::string& url, bool w
     // What comes is passed on at once and put together here: the library would wait for the picture after.
     opened->flags |= AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN;
     Options options;
-    options.Set("rtsp_transport", camera.overUdp ? "udp" : "tcp");
+    // Some cameras know UDP alone, and say so when they are asked for the other.
+    options.Set("rtsp_transport", camera.overUdp ? "udp" : "tcp+udp");
+    if (!camera.overUdp) {
+        options.Set("rtsp_flags", "prefer_tcp");
+    }
     options.Set("allowed_media_types", withSound ? "video+audio" : "video");
     options.Set("user_agent", "kvrecorder");
     // It leads nowhere else, and opens nothing encrypted, as it checks no certificates.

@@ -10,19 +10,25 @@
 namespace kvtest {
 namespace {
 
+enum class Way { Tcp, Udp, TcpRefused };
+
 struct Kind {
     const char* name;
     std::string pipeline;
     std::uint32_t fourcc;
-    bool udp;
+    Way way;
 };
 
 class CameraKinds : public Cameras, public testing::WithParamInterface<Kind> {};
 
 TEST_P(CameraKinds, PassesPicturesOnThatDecode) {
-    const RtspPeer peer({"/live", GetParam().pipeline});
+    std::vector<std::string> arguments{"/live", GetParam().pipeline};
+    if (GetParam().way == Way::TcpRefused) {
+        arguments.insert(arguments.begin(), "--udp-alone");
+    }
+    const RtspPeer peer(arguments);
     SourceConfig source = Camera(peer.Url("/live"));
-    source.network.overUdp = GetParam().udp;
+    source.network.overUdp = GetParam().way == Way::Udp;
     m_hub->AddChannel("Door", source);
     Collector watcher;
     const auto subscription = m_hub->Subscribe(0, 0, watcher.Sink());
@@ -53,14 +59,15 @@ TEST_P(CameraKinds, PassesPicturesOnThatDecode) {
 INSTANTIATE_TEST_SUITE_P(
     All, CameraKinds,
     testing::Values(
-        Kind{"H264", kH264, wire::kZ264, false}, Kind{"H264ByUdp", kH264, wire::kZ264, true},
+        Kind{"H264", kH264, wire::kZ264, Way::Tcp}, Kind{"H264ByUdp", kH264, wire::kZ264, Way::Udp},
+        Kind{"H264WhereTcpIsRefused", kH264, wire::kZ264, Way::TcpRefused},
         // Pictures that are coded out of their order, and parameters that are told beforehand alone.
         Kind{"H264Reordered",
              Pictures("x264enc bframes=2 b-adapt=false key-int-max=12 sliced-threads=false rc-lookahead=0 "
                       "speed-preset=ultrafast ! rtph264pay name=pay0 config-interval=0"),
-             wire::kZ264, false},
-        Kind{"H265", kH265, wire::kZ265, false}, Kind{"Mjpeg", kJpeg, wire::kZIVG, false},
-        Kind{"MjpegByUdp", kJpeg, wire::kZIVG, true}),
+             wire::kZ264, Way::Tcp},
+        Kind{"H265", kH265, wire::kZ265, Way::Tcp}, Kind{"Mjpeg", kJpeg, wire::kZIVG, Way::Tcp},
+        Kind{"MjpegByUdp", kJpeg, wire::kZIVG, Way::Udp}),
     [](const auto& kind) { return kind.param.name; });
 
 TEST_F(Cameras, ALostCameraIsToldInWordsAndComesBack) {

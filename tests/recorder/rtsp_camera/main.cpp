@@ -1,4 +1,4 @@
-// rtsp_camera [--hear pcmu FILE | --hear pcma FILE] [--tls CERTIFICATE_AND_KEY]
+// rtsp_camera [--udp-alone] [--hear pcmu FILE | --hear pcma FILE] [--tls CERTIFICATE_AND_KEY]
 //             [--digest USER PASSWORD | --basic USER PASSWORD] PATH PIPELINE [PATH PIPELINE ...]
 // Serves pipelines on a loopback port of the system's choice and prints it. Reads commands from standard
 // input: "drop" closes all sessions, "size" makes the pictures behind an element called "size" smaller; at
@@ -138,8 +138,11 @@ GstRTSPMediaFactory* MakeFactory(const std::string& ear) {
 }
 
 void AddPath(GstRTSPServer* server, const char* path, const char* pipeline, bool login,
-             const std::string& ear) {
+             const std::string& ear, bool udpAlone) {
     GstRTSPMediaFactory* const factory = MakeFactory(ear);
+    if (udpAlone) {
+        gst_rtsp_media_factory_set_protocols(factory, GST_RTSP_LOWER_TRANS_UDP);
+    }
     gst_rtsp_media_factory_set_launch(factory, pipeline);
     // The library ends the process when two begin to play shared pictures at the same moment. What is heard
     // goes to one file, so that is shared.
@@ -194,10 +197,12 @@ gboolean OnCommand(GIOChannel* channel, GIOCondition, gpointer data) {
 int main(int argc, char** argv) {
     gst_init(nullptr, nullptr);
     int next = 1;
+    const bool udpAlone = argc > next && std::string(argv[next]) == "--udp-alone";
+    next += udpAlone ? 1 : 0;
     std::string ear;
-    if (argc > 3 && std::string(argv[1]) == "--hear") {
-        ear = EarOf(argv[2], argv[3]);
-        next = 4;
+    if (argc > next + 2 && std::string(argv[next]) == "--hear") {
+        ear = EarOf(argv[next + 1], argv[next + 2]);
+        next += 3;
     }
     Camera camera{ear.empty() ? gst_rtsp_server_new() : gst_rtsp_onvif_server_new(),
                   g_main_loop_new(nullptr, FALSE)};
@@ -224,7 +229,7 @@ int main(int argc, char** argv) {
     }
     g_object_unref(auth);
     for (; next + 1 < argc; next += 2) {
-        AddPath(camera.server, argv[next], argv[next + 1], login, ear);
+        AddPath(camera.server, argv[next], argv[next + 1], login, ear, udpAlone);
     }
     if (gst_rtsp_server_attach(camera.server, nullptr) == 0) {
         return 1;
