@@ -5,6 +5,7 @@
 #include <QtCore/QEventLoop>
 #include <QtCore/QProcess>
 #include <QtCore/QTimer>
+#include <QtCore/QVariant>
 #include <algorithm>
 #include <optional>
 

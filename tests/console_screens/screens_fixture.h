@@ -14,8 +14,8 @@
 
 namespace kvtest {
 
-// Before the application is made.
-inline const bool kTwoScreens = qputenv("QT_QPA_PLATFORM", "offscreen:configfile=" KV_SCREENS_FILE);
+// Set before the application is made, by one source of each program, to the displays that it is to have.
+extern const bool kHasScreens;
 
 inline QScreen& ScreenAt(int n) {
     return *QGuiApplication::screens().at(n);
@@ -23,7 +23,7 @@ inline QScreen& ScreenAt(int n) {
 
 class Screens : public ConsoleTest {
 protected:
-    Screens() { EXPECT_TRUE(kTwoScreens); }
+    Screens() { EXPECT_TRUE(kHasScreens); }
 
     static std::vector<kvmon::CFSPanel*> Panels() {
         std::vector<kvmon::CFSPanel*> panels;

@@ -20,6 +20,8 @@
 #include "support/fake_recorder.h"
 #include "support/qt_ui_watchdog.h"
 
+const bool kvtest::kHasScreens = qputenv("QT_QPA_PLATFORM", "offscreen:configfile=" KV_SCREENS_FILE);
+
 using namespace kvmon;
 using kvtest::FakeRecorder;
 using kvtest::Pump;

@@ -16,6 +16,8 @@
 #include "skin/xskin_od_button.h"
 #include "support/fake_recorder.h"
 
+const bool kvtest::kHasScreens = qputenv("QT_QPA_PLATFORM", "offscreen:configfile=" KV_THREE_SCREENS);
+
 using namespace kvmon;
 using kvtest::FakeRecorder;
 using kvtest::PressKey;
