@@ -41,10 +41,13 @@ int FileOutput::Write(void* opaque, std::uint8_t* bytes, int size) {
     int written = 0;
     while (written < size) {
         const ssize_t count = ::write(file, bytes + written, static_cast<std::size_t>(size - written));
-        if (count < 0 && errno != EINTR) {
-            return AVERROR(errno);
+        if (count < 0 && errno == EINTR) {
+            continue;
         }
-        written += count > 0 ? static_cast<int>(count) : 0;
+        if (count <= 0) {
+            return count < 0 ? AVERROR(errno) : AVERROR(EIO);
+        }
+        written += static_cast<int>(count);
     }
     return written;
 }

@@ -59,10 +59,11 @@ void ServerBinding::OnUpdateSvrInfo(std::uint32_t code, int server) {
 
 void ServerBinding::RepeatMissed() {
     for (std::uint32_t code = 0; code < kUpdateCodes; ++code) {
-        const std::uint64_t servers = std::exchange(m_missed[code], 0);
         for (int server = 0; server < kMaxServers; ++server) {
-            if ((servers >> server & 1) != 0) {
+            const std::uint64_t bit = std::uint64_t{1} << server;
+            if ((m_missed[code] & bit) != 0) {
                 m_commands.AskFor(code, server);
+                m_missed[code] &= ~bit;  // not before: memory may be short still
             }
         }
     }
