@@ -7,6 +7,7 @@
 
 #include "app/display_walls.h"
 #include "console/site/web_page.h"
+#include "persist/help_pages.h"
 #include "platform/outside_text.h"
 
 namespace kvmon {
@@ -23,7 +24,7 @@ public:
     bool IsWindow() const override { return true; }
     void HideBars() override {}
     void Navigate(const std::string& url) override { m_url = url; }
-    void Show() override { m_browser.OpenPage(m_url); }
+    void Show() override { m_browser.OpenHelp(m_url); }
 
 private:
     DesktopBrowser& m_browser;
@@ -172,6 +173,26 @@ void DesktopBrowser::OpenPage(const std::string& url) {
 
 std::unique_ptr<BrowserWindow> DesktopBrowser::CreateBrowserWindow() {
     return std::make_unique<SystemBrowserWindow>(*this);
+}
+
+std::string DesktopBrowser::OwnHelp(const std::string& suffix) const {
+    const auto page = FindHelpFile(HelpFolder(), suffix + "/help.html");
+    return page
+               ? QUrl::fromLocalFile(QString::fromStdString(*page)).toString(QUrl::FullyEncoded).toStdString()
+               : std::string();
+}
+
+void DesktopBrowser::OpenHelp(const std::string& url) {
+    const QUrl page(QString::fromStdString(url), QUrl::StrictMode);
+    const QString folder = QString::fromStdString(HelpFolder());
+    const bool bOwn = page.isLocalFile() && !folder.isEmpty() &&
+                      page.toLocalFile().startsWith(folder + QLatin1Char('/')) &&
+                      !page.path().contains(QLatin1String("/../"));
+    if (bOwn) {
+        m_open(page);
+    } else {
+        OpenPage(url);
+    }
 }
 
 }  // namespace kvmon
