@@ -1,5 +1,6 @@
 #include "app/desktop_browser.h"
 
+#include <QtCore/QFileInfo>
 #include <QtCore/QTimer>
 #include <QtGui/QDesktopServices>
 #include <QtWidgets/QWidget>
@@ -184,10 +185,10 @@ std::string DesktopBrowser::OwnHelp(const std::string& suffix) const {
 
 void DesktopBrowser::OpenHelp(const std::string& url) {
     const QUrl page(QString::fromStdString(url), QUrl::StrictMode);
-    const QString folder = QString::fromStdString(HelpFolder());
-    const bool bOwn = page.isLocalFile() && !folder.isEmpty() &&
-                      page.toLocalFile().startsWith(folder + QLatin1Char('/')) &&
-                      !page.path().contains(QLatin1String("/../"));
+    // Whatever way the address takes.
+    const QString file = QFileInfo(page.toLocalFile()).canonicalFilePath();
+    const bool bOwn = page.isLocalFile() && page.host().isEmpty() && !HelpFolder().empty() &&
+                      file.startsWith(QString::fromStdString(HelpFolder()) + QLatin1Char('/'));
     if (bOwn) {
         m_open(page);
     } else {

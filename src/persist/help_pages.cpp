@@ -1,6 +1,7 @@
 #include "persist/help_pages.h"
 
 #include <algorithm>
+#include <filesystem>
 
 #include "persist/utilities.h"
 
@@ -26,8 +27,10 @@ bool IsFileName(std::string_view name) {
 
 std::string HelpFolder() {
     for (const std::string& folder : {GetModuleFileFolder(), GetSharedFolder()}) {
-        if (IsFolder(folder + kHelp)) {
-            return folder + kHelp;
+        std::error_code error;
+        const auto path = std::filesystem::canonical(folder + kHelp, error);
+        if (!error && IsFolder(path.string())) {
+            return path.string();
         }
     }
     return {};

@@ -114,4 +114,8 @@ TEST_F(DesktopBrowserTest, ItsOwnHelpIsTheOnlyFileThatItOpens) {
         help->Show();
     }
     EXPECT_THAT(opened, ElementsAre(german + "#monitor"));
+    // As an installed program finds it, from its own folder.
+    help->Navigate(folder + "../help/ger/help.html#keys");
+    help->Show();
+    EXPECT_EQ(opened.size(), 2u);
 }

@@ -109,7 +109,8 @@ TEST(Help, EveryLinkAndPictureIsThereAndNothingIsFromElsewhere) {
             EXPECT_TRUE(tag.contains(QRegularExpression("alt=\"[^\"]{4,}\""))) << tag.toStdString();
         }
         EXPECT_FALSE(page.contains("//")) << "an address of elsewhere";
-        EXPECT_FALSE(page.contains("<script") || page.contains(" style=")) << "the web host's rules refuse it";
+        EXPECT_FALSE(page.contains("<script") || page.contains(" style="))
+            << "the web host's rules refuse it";
         // Headings go down step by step, for who hears them.
         int level = 0;
         for (const QString& heading : All(page, "<h([1-6])")) {
