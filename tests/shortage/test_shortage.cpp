@@ -17,6 +17,7 @@
 #include "support/camera_maker.h"
 #include "support/fake_recorder.h"
 #include "support/message_log.h"
+#include "support/qt_ui_watchdog.h"
 #include "support/wait_until.h"
 #include "wire/frame_header.h"
 
@@ -25,6 +26,7 @@ using kvtest::FakeRecorder;
 using kvtest::HttpReply;
 using kvtest::NoMemoryOn;
 using kvtest::NoThreads;
+using kvtest::OneNewFails;
 using kvtest::PumpUntil;
 using kvtest::WaitUntil;
 
@@ -274,6 +276,30 @@ TEST_F(ShortageOnTheWall, ARecordersThreadGoesOnWhenThereIsMemoryAgain) {
         EXPECT_TRUE(Says("Connection to Lobby lost - " + LoadString(kTextNoMemory)));
     }
     EXPECT_TRUE(Says("Connected to Lobby"));
+}
+
+// A cell that there was no memory for leaves its place to the next.
+TEST_F(ShortageOnTheWall, AWallIsWholeAfterAShortageWhileItIsBuilt) {
+    auto& app = kvtest::WatchedApplication::Instance();
+    const auto inside = [] { return kvtest::WatchedApplication::Instance().IsHandling(); };
+    FakeRecorder recorder("Lobby", 4);
+    const std::vector<std::string> whole{"Channel 1", "Channel 2", "Channel 3", "Channel 4"};
+    app.SurviveShortage(true);
+    constexpr std::uint64_t kPlaces = 24;
+    std::uint64_t all = 0;
+    for (std::uint64_t place = 0; place <= kPlaces; ++place) {
+        {
+            Start(recorder.Port());
+            const OneNewFails one(all * place / (kPlaces + 1), inside);
+            const bool bWhole = PumpUntil(
+                [&] { return ShownNames() == whole && Line().text().startsWith("Connected to Lobby"); });
+            EXPECT_TRUE(bWhole) << "without number " << all * place / (kPlaces + 1) << " of " << all;
+            all = std::max(all, OneNewFails::Asked());
+        }
+        Close();
+    }
+    app.SurviveShortage(false);
+    EXPECT_GT(all, 100u);
 }
 
 TEST_F(ShortageOnTheWall, ARecorderWithoutAThreadGetsOneLater) {
