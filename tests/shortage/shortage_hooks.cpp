@@ -22,6 +22,7 @@ std::atomic<std::uint64_t> failedNews{0};
 std::atomic<pthread_t> countedThread{};
 std::uint64_t failingNew = 0;
 std::uint64_t countedNews = 0;
+std::size_t countedSize = 0;
 bool (*isInside)() = nullptr;
 std::atomic<pthread_t> refusedStarter{};
 std::atomic<std::uint64_t> failedStarts{0};
@@ -62,15 +63,15 @@ bool IsOurs(const void* caller) {
     return search.bOurs;
 }
 
-bool IsTheOne(const void* caller) {
-    return countedThread != pthread_t{} && countedThread == pthread_self() && isInside() && IsOurs(caller) &&
-           ++countedNews == failingNew;
+bool IsTheOne(std::size_t size, const void* caller) {
+    return countedThread != pthread_t{} && countedThread == pthread_self() && isInside() &&
+           (countedSize == 0 || countedSize == size) && IsOurs(caller) && ++countedNews == failingNew;
 }
 
 }  // namespace
 
 void* AllocateOrNull(std::size_t size, const void* caller) noexcept {
-    return HasNoMemory() || IsTheOne(caller) ? nullptr : std::malloc(size != 0 ? size : 1);
+    return HasNoMemory() || IsTheOne(size, caller) ? nullptr : std::malloc(size != 0 ? size : 1);
 }
 
 NoMemoryOn::NoMemoryOn(const char* threadName) {
@@ -86,7 +87,8 @@ std::uint64_t NoMemoryOn::Failures() {
     return failedNews;
 }
 
-OneNewFails::OneNewFails(std::uint64_t n, bool (*inside)()) {
+OneNewFails::OneNewFails(std::uint64_t n, bool (*inside)(), std::size_t size) {
+    countedSize = size;
     failingNew = n;
     countedNews = 0;
     isInside = inside;

@@ -278,28 +278,42 @@ TEST_F(ShortageOnTheWall, ARecordersThreadGoesOnWhenThereIsMemoryAgain) {
     EXPECT_TRUE(Says("Connected to Lobby"));
 }
 
-// A cell that there was no memory for leaves its place to the next.
-TEST_F(ShortageOnTheWall, AWallIsWholeAfterAShortageWhileItIsBuilt) {
-    auto& app = kvtest::WatchedApplication::Instance();
-    const auto inside = [] { return kvtest::WatchedApplication::Instance().IsHandling(); };
-    FakeRecorder recorder("Lobby", 4);
-    const std::vector<std::string> whole{"Channel 1", "Channel 2", "Channel 3", "Channel 4"};
-    app.SurviveShortage(true);
+class ShortageInAnEvent : public ShortageOnTheWall {
+protected:
+    ShortageInAnEvent() { kvtest::WatchedApplication::Instance().SurviveShortage(true); }
+    ~ShortageInAnEvent() override { kvtest::WatchedApplication::Instance().SurviveShortage(false); }
+    static bool Inside() { return kvtest::WatchedApplication::Instance().IsHandling(); }
+    bool BecomesWhole() {
+        return PumpUntil([&] {
+            return ShownNames() ==
+                       std::vector<std::string>{"Channel 1", "Channel 2", "Channel 3", "Channel 4"} &&
+                   Line().text().startsWith("Connected to Lobby");
+        });
+    }
+
+    FakeRecorder recorder{"Lobby", 4};
+};
+
+TEST_F(ShortageInAnEvent, AWallIsWholeAfterOneWhileItIsBuilt) {
     constexpr std::uint64_t kPlaces = 24;
     std::uint64_t all = 0;
     for (std::uint64_t place = 0; place <= kPlaces; ++place) {
         {
             Start(recorder.Port());
-            const OneNewFails one(all * place / (kPlaces + 1), inside);
-            const bool bWhole = PumpUntil(
-                [&] { return ShownNames() == whole && Line().text().startsWith("Connected to Lobby"); });
-            EXPECT_TRUE(bWhole) << "without number " << all * place / (kPlaces + 1) << " of " << all;
+            const OneNewFails one(all * place / (kPlaces + 1), Inside);
+            EXPECT_TRUE(BecomesWhole()) << "without number " << all * place / (kPlaces + 1) << " of " << all;
             all = std::max(all, OneNewFails::Asked());
         }
         Close();
     }
-    app.SurviveShortage(false);
     EXPECT_GT(all, 100u);
+}
+
+TEST_F(ShortageInAnEvent, ACellThatThereWasNoMemoryForComesLater) {
+    Start(recorder.Port());
+    const OneNewFails one(2, Inside, sizeof(CVideoWnd));
+    EXPECT_TRUE(BecomesWhole());
+    EXPECT_GT(OneNewFails::Asked(), 42u);
 }
 
 TEST_F(ShortageOnTheWall, ARecorderWithoutAThreadGetsOneLater) {
