@@ -31,7 +31,7 @@ order status 6 event on
 sleep 1.5
 keep "$HELP/pictures/wall.webp"
 cp "$stage/shot.png" "$DOCS/wall.png"
-keep "$HELP/pictures/panel.webp" 808 56 178 564
+keep "$HELP/pictures/panel.webp" 814 330 166 246
 
 # A cell on its way to another.
 glide 700 140
@@ -47,9 +47,9 @@ xdotool click 3
 sleep 0.6
 press Down Return
 sleep 0.6
-xdotool click --repeat 22 --delay 60 4
-sleep 1.2
-keep "$HELP/pictures/zoom.webp" 16 60 592 414
+xdotool click --repeat 12 --delay 60 4
+sleep 4
+keep "$HELP/pictures/zoom.webp" 18 63 586 412
 xdotool click 3
 sleep 0.6
 press Down Return
