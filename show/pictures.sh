@@ -47,8 +47,8 @@ xdotool click 3
 sleep 0.6
 press Down Return
 sleep 0.6
-xdotool click --repeat 12 --delay 60 4
-sleep 4
+xdotool click --repeat 7 --delay 60 4
+sleep 1.2
 keep "$HELP/pictures/zoom.webp" 18 63 586 412
 xdotool click 3
 sleep 0.6
@@ -86,7 +86,7 @@ speak() {  # folder, the language's number
     sleep 0.5
     press F10
     sleep 1
-    keep "$folder/menu.webp" 720 0 280 340
+    keep "$folder/menu.webp" 720 0 280 352
     press Escape
     sleep 0.3
     press s
