@@ -82,7 +82,11 @@
         if (!this.help) return;
         this.help.opener = null;
       }
-      this.help.location.replace(url);
+      try {
+        this.help.location.replace(url);
+      } catch {
+        // The page is there already, and of another origin: it is left as its user has it.
+      }
     }
 
     closeHelp() {
