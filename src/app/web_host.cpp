@@ -8,6 +8,7 @@
 #include "app/process.h"
 #include "app/termination.h"
 #include "console/settings/console_options.h"
+#include "persist/help_pages.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
 #include "platform/diagnostics.h"
@@ -33,6 +34,7 @@ WebHostSettings SettingsOf(const AppOptions& options) {
     settings.session = {options.server,     options.port,     options.auth,     options.autoStart,
                         options.serverName, options.language, options.helpPath, options.dataDir};
     settings.fileLimit = RaiseFileLimit();
+    settings.helpFolder = HelpFolder();
     return settings;
 }
 
