@@ -24,7 +24,6 @@
 #include "platform/process_privacy.h"
 #include "platform/secret_memory.h"
 #include "skin/paint_threads.h"
-#include "web/session/web_session.h"
 
 namespace kvmon {
 
@@ -109,9 +108,6 @@ int RunDesktop(AppOptions& options, char* program) {
 
 int Run(int argc, char** argv) {
     KeepMemoryPrivate();
-    if (argc == 2 && std::string_view(argv[1]) == kSessionOption) {
-        return RunSession(argv[0]);
-    }
     std::vector<std::string> args(argv + std::min(argc, 1), argv + argc);
     ScrubArguments(argc, argv);
     std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is a failed write, no more

@@ -1,21 +1,15 @@
 #include "app/web_host.h"
 
 #include <QtCore/QCoreApplication>
-#include <QtWidgets/QApplication>
 #include <cstdio>
+#include <filesystem>
 
 #include "app/guarded.h"
-#include "app/process.h"
 #include "app/termination.h"
-#include "console/settings/console_options.h"
-#include "persist/orvo_registry.h"
 #include "persist/utilities.h"
 #include "platform/diagnostics.h"
 #include "platform/file_limit.h"
-#include "skin/paint_threads.h"
 #include "web/host/web_server.h"
-#include "web/platform/remote_application.h"
-#include "web/session/web_session.h"
 
 namespace kvmon {
 
@@ -49,7 +43,12 @@ int RunWebHost(const AppOptions& options, int, char** argv) {
         std::fprintf(stderr, "kvmon: the limit of %zu open files carries %zu requests at once, not %zu\n",
                      settings.fileLimit, places, WebServer::kMaxConnections);
     }
-    WebServer server(settings, GetModuleFilePath());
+    const std::string session = GetHelperPath(kSessionProgram);
+    if (std::error_code error; !std::filesystem::exists(session, error)) {
+        std::fprintf(stderr, "kvmon: the program for web pages is not installed: %s\n", session.c_str());
+        return 1;
+    }
+    WebServer server(settings, session);
     std::string problem;
     if (!server.Listen(problem)) {
         std::fprintf(stderr, "kvmon: cannot serve on %s:%u: %s\n", options.serveAddress.c_str(),
@@ -62,40 +61,6 @@ int RunWebHost(const AppOptions& options, int, char** argv) {
     termination.Begin();
     server.EndSessions(kSessionsEndMs);
     return status;
-}
-
-int RunSession(char* program) {
-    const std::optional<SessionOrder> order = ReceiveSessionOrder();
-    if (!order) {
-        std::fprintf(stderr, "kvmon: this option is for the web host's own use\n");
-        return 2;
-    }
-    if (!order->defaults.dataDir.empty()) {
-        SetDataFolder(order->defaults.dataDir);
-    }
-    PrepareProcess();
-    RegisterRemotePlatform();
-    qputenv("QT_QPA_PLATFORM", kRemotePlatform);
-    int argc = 1;
-    char* argv[] = {program, nullptr};
-    // A page makes a mouse of its fingers itself, but for two that spread.
-    QCoreApplication::setAttribute(Qt::AA_SynthesizeMouseForUnhandledTouchEvents, false);
-    Guarded<QApplication> application(argc, argv);
-    QApplication::setQuitOnLastWindowClosed(false);
-    if (!HoldPaintThreads()) {
-        std::fprintf(stderr, "kvmon: there is no thread left to paint by\n");
-        return 1;
-    }
-    LookKeeper looks(application, LoadLook(Registry()), std::nullopt);
-    Termination termination;
-    int status = 0;
-    {
-        WebSession session(*order, looks);
-        status = QApplication::exec();
-        termination.Begin();
-    }
-    Registry().Close(termination.TimeToSave());
-    return EndProcess(status);
 }
 
 }  // namespace kvmon

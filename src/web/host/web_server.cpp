@@ -124,8 +124,7 @@ pid_t Spawn(const std::string& program, int pageSocket, int orderSocket) {
     posix_spawn_file_actions_adddup2(&actions, page.Get(), kSessionPageFd);
     posix_spawn_file_actions_adddup2(&actions, order.Get(), kSessionOrderFd);
     std::string name = program;
-    std::string option = kSessionOption;
-    char* const argv[] = {name.data(), option.data(), nullptr};
+    char* const argv[] = {name.data(), nullptr};
     pid_t pid = -1;
     const int error = ::posix_spawn(&pid, program.c_str(), &actions, nullptr, argv, environ);
     posix_spawn_file_actions_destroy(&actions);

@@ -26,7 +26,7 @@ public:
     // How many of kMaxConnections so many open files carry.
     static std::size_t PlacesFor(std::size_t fileLimit);
 
-    // `program` is started for a session, with the option of RunWebSession.
+    // `program` is started for a session: see kSessionProgram.
     WebServer(WebHostSettings settings, std::string program);
     ~WebServer() override;
 
