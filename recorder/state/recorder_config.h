@@ -235,7 +235,8 @@ std::string ReadConfigText(const std::string& path);
 // Channels with generated scenes.
 std::vector<ChannelConfig> DemoChannels(int count);
 
-// The first line of a password file. Throws ConfigError.
+// The first line of a password file; one of the name "@NAME" is the credential NAME of the manager of
+// services, if it hands one on. Throws ConfigError.
 Secret ReadPasswordFile(const std::string& path);
 
 // "" or why the name cannot be used.

@@ -9,6 +9,7 @@
 #include <iostream>
 
 #include "app/app_options.h"
+#include "app/connection_check.h"
 #include "app/desktop_preference.h"
 #include "app/desktop_window.h"
 #include "app/guarded.h"
@@ -122,6 +123,9 @@ int Run(int argc, char** argv) {
         std::fprintf(stderr, "kvmon: %s\n", warning.c_str());
     }
     const WipeAtEnd wipe(parsed.options->auth);
+    if (parsed.options->checkConnection) {
+        return EndProcess(CheckConnection(*parsed.options));
+    }
     if (parsed.options->serve) {
         return RunWebHost(*parsed.options, argc, argv);
     }

@@ -1,11 +1,18 @@
 #include "app/web_host.h"
 
+#include <unistd.h>
+
 #include <QtCore/QCoreApplication>
+#include <QtCore/QTimer>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 
 #include "app/guarded.h"
 #include "app/termination.h"
+#include "host/exit_status.h"
+#include "host/journal.h"
+#include "host/service_manager.h"
 #include "persist/utilities.h"
 #include "platform/diagnostics.h"
 #include "platform/file_limit.h"
@@ -26,8 +33,13 @@ WebHostSettings SettingsOf(const AppOptions& options) {
     settings.token = options.webToken;
     settings.session = {options.server,     options.port,     options.auth,     options.autoStart,
                         options.serverName, options.language, options.helpPath, options.dataDir};
+    settings.listener = kvhost::TakeListeningSocket();
     settings.fileLimit = RaiseFileLimit();
     return settings;
+}
+
+bool IsService() {
+    return std::getenv("NOTIFY_SOCKET") != nullptr || kvhost::LeadsToJournal(STDOUT_FILENO);
 }
 
 }  // namespace
@@ -46,18 +58,26 @@ int RunWebHost(const AppOptions& options, int, char** argv) {
     const std::string session = GetHelperPath(kSessionProgram);
     if (std::error_code error; !std::filesystem::exists(session, error)) {
         std::fprintf(stderr, "kvmon: the program for web pages is not installed: %s\n", session.c_str());
-        return 1;
+        return kvhost::kFailed;
     }
     WebServer server(settings, session);
     std::string problem;
     if (!server.Listen(problem)) {
         std::fprintf(stderr, "kvmon: cannot serve on %s:%u: %s\n", options.serveAddress.c_str(),
                      unsigned{options.servePort}, problem.c_str());
-        return 1;
+        return kvhost::kFailed;
     }
-    std::printf("kvmon: open %s\n", server.Url().c_str());
+    // A log is read by others: none gets the token.
+    std::printf("kvmon: open %s\n", IsService() ? server.Origin().c_str() : server.Url().c_str());
     std::fflush(stdout);
+    kvhost::TellManager("READY=1");
+    QTimer watchdog;
+    if (const auto pause = kvhost::WatchdogPause()) {
+        QObject::connect(&watchdog, &QTimer::timeout, [] { kvhost::TellManager("WATCHDOG=1"); });
+        watchdog.start(*pause);
+    }
     const int status = QCoreApplication::exec();
+    kvhost::TellManager("STOPPING=1");
     termination.Begin();
     server.EndSessions(kSessionsEndMs);
     return status;

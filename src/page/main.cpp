@@ -1,5 +1,6 @@
-// kvmon-session: the console of one page of the web host, which starts it. A program of its own, since its display is a
-// platform of Qt's private interface, which changes from version to version; the desktop's program has nothing of it.
+// kvmon-session: the console of one page of the web host, which starts it. A program of its own, since its
+// display is a platform of Qt's private interface, which changes from version to version; the desktop's
+// program has nothing of it.
 #include <QtWidgets/QApplication>
 #include <csignal>
 #include <cstdio>

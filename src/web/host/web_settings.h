@@ -26,6 +26,7 @@ struct WebHostSettings {
     std::uint16_t port = 0;            // 0: the system chooses
     std::vector<std::string> origins;  // of pages elsewhere that may embed the control
     std::string token;                 // empty: a new one at each start
+    std::optional<int> listener;       // a socket that listens already, in place of address and port
     std::size_t fileLimit = 1024;      // how many files the process may have open
     SessionDefaults session;
 };
