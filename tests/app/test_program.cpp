@@ -101,6 +101,46 @@ TEST_F(Program, WrongOptionsEndWithStatusTwo) {
     EXPECT_THAT(ReadFile(folder.File("out")), Not(HasSubstr("hunter2")));
 }
 
+TEST_F(Program, AMistypedOptionIsToldWithTheOneThatWasMeant) {
+    Start({"--pasword-file=hunter2"});
+    EXPECT_EQ(WaitForEnd(kEndLimit), 2);
+    EXPECT_EQ(
+        ReadFile(folder.File("out")),
+        "kvmon: unknown option --pasword-file; did you mean --password-file? (--help lists the options)\n");
+}
+
+TEST_F(Program, AConnectionIsCheckedWithoutAWindow) {
+    platform = "no such platform";
+    FakeRecorder recorder("North", 3);
+    const std::string port = std::to_string(recorder.Port());
+    Start({"--check-connection", "--server", "127.0.0.1", "--port", port, "--auth", kAuth});
+    EXPECT_EQ(WaitForEnd(kEndLimit), 0);
+    recorder.RefuseLogins(true);
+    Start({"--check-connection", "--server", "127.0.0.1", "--port", port, "--auth", kAuth});
+    EXPECT_EQ(WaitForEnd(kEndLimit), 1);
+    EXPECT_THAT(ReadFile(folder.File("out")), HasSubstr("password"));
+}
+
+TEST_F(Program, BeginsWithTheSitesSettingsWhereTheUserHasNone) {
+    FakeRecorder sites("Site", 1);
+    FakeRecorder users("User", 1);
+    std::ofstream(folder.File("site.ini"))
+        << "[Desktop]\nServerIP=127.0.0.1\nServerPort=" << sites.Port() << "\n";
+    ::setenv("KVMON_SITE_SETTINGS", folder.File("site.ini").c_str(), 1);
+    Start({"--auth", kAuth, "--auto-start"});
+    EXPECT_TRUE(kvtest::WaitUntil([&] { return !sites.RequestLines("GET").empty(); }));
+    EXPECT_EQ(Terminate(), 0);
+    {
+        COrvoRegistry registry;
+        OpenSettings(registry);
+        registry.WriteProfileInt("Desktop", "ServerPort", users.Port());
+    }
+    Start({"--auth", kAuth, "--auto-start"});
+    EXPECT_TRUE(kvtest::WaitUntil([&] { return !users.RequestLines("GET").empty(); }));
+    EXPECT_EQ(Terminate(), 0);
+    ::unsetenv("KVMON_SITE_SETTINGS");
+}
+
 TEST_F(Program, EndsInOrderWhileARecorderIsSilent) {
     ScriptedServer server([](Peer& peer) {
         peer.ReadHead();
