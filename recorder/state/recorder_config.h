@@ -215,7 +215,8 @@ struct RecorderConfig {
     ServerConfig server;
     std::vector<User> users;
     std::vector<ChannelConfig> channels;
-    std::vector<std::string> secretFiles;  // from which passwords were read
+    std::vector<std::string> secretFiles;  // what it was read from: its file, then those of passwords
+    bool fileIsSecret = true;              // there are passwords in the first of these
     bool saysEnd = true;                   // the file's last line is the mark of its end
 };
 

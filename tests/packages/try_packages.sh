@@ -46,7 +46,7 @@ apt-config dump Acquire >"$work/acquire.conf"
 kept=$packages/debian12.tar
 if [ ! -f "$kept" ]; then
     mapfile -t sources < <(grep -ls . /etc/apt/sources.list /etc/apt/sources.list.d/*.list /etc/apt/sources.list.d/debian.sources)
-    mmdebstrap --quiet --mode=root --variant=apt --aptopt="$work/acquire.conf" bookworm "$kept.new" "${sources[@]}"
+    mmdebstrap --quiet --format=tar --mode=root --variant=apt --aptopt="$work/acquire.conf" bookworm "$kept.new" "${sources[@]}"
     mv "$kept.new" "$kept"
 fi
 mkdir "$root"

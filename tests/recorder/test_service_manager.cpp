@@ -66,6 +66,8 @@ TEST(RecorderService, ACheckTellsAllThatIsWrongBeforeAnythingStarts) {
     const Outcome right = Program({"--check", file}).Wait();
     EXPECT_EQ(right.status, 0);
     EXPECT_EQ(right.output, "kvrecorder: " + file + " is right\n");
+    Write(file, "[server]\nname = \"North\"\n", fs::perms(0644));
+    EXPECT_EQ(Program({"--check", file}).Wait().status, 0) << "there is no password in it";
 
     Write(file, "lisen = \"127.0.0.1:0\"\n");
     const Outcome key = Program({"--check", file}).Wait();
