@@ -24,7 +24,8 @@ endif()
 # A broken bound ends the program instead of reading on; no address of a library is looked up, and so writable,
 # after the start; where the processor can, jumps land only where the compiler meant them to.
 add_compile_definitions(_GLIBCXX_ASSERTIONS)
-add_link_options(-Wl,-z,relro,-z,now)
+# A library of which nothing is called is not asked for.
+add_link_options(-Wl,-z,relro,-z,now -Wl,--as-needed)
 include(CheckCXXCompilerFlag)
 check_cxx_compiler_flag(-fcf-protection=full KV_HAS_CF_PROTECTION)
 if(KV_HAS_CF_PROTECTION)

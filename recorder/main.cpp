@@ -6,6 +6,7 @@
 #include <asio/io_context.hpp>
 #include <asio/post.hpp>
 #include <asio/signal_set.hpp>
+#include <asio/steady_timer.hpp>
 
 #include <algorithm>
 #include <chrono>
@@ -20,11 +21,15 @@
 
 #include "cameras/camera_source.h"
 #include "cameras/camera_talk.h"
+#include "host/exit_status.h"
+#include "host/journal.h"
+#include "host/service_manager.h"
 #include "media/media_hub.h"
 #include "media/utf8.h"
 #include "onvif/onvif_control.h"
 #include "service/camera_finding.h"
 #include "service/camera_tests.h"
+#include "service/config_check.h"
 #include "service/config_reader.h"
 #include "service/control_socket.h"
 #include "service/exposed_files.h"
@@ -37,35 +42,78 @@ namespace {
 
 using namespace kvrecorder;
 
-constexpr int kUsageError = 2;
-constexpr int kCutShort = 3;
 // For an end in order: longer than the service takes at the most.
 constexpr std::chrono::milliseconds kLongestEnd{4'200};
+constexpr const char* kProgram = "kvrecorder";
 
-// One line for the terminal, whoever made up the names in it.
-void Tell(std::string_view text) {
-    std::cerr.clear();  // one line that could not be written does not silence those after it
+// One line for the terminal or the journal, whoever made up the names in it.
+void TellAs(kvhost::Level level, std::string_view text, const EventSubject& subject) {
     try {
-        std::cerr << "kvrecorder: " + PrintableUtf8(text, text.size()) + "\n" << std::flush;
+        kvhost::Line line{level, PrintableUtf8(text, text.size()), {}};
+        if (!subject.name.empty()) {
+            line.fields.emplace_back("KV_EVENT", subject.name);
+        }
+        if (subject.channel >= 0) {
+            line.fields.emplace_back("KV_CHANNEL", std::to_string(subject.channel));
+        }
+        if (!subject.user.empty()) {
+            line.fields.emplace_back("KV_USER", subject.user);
+        }
+        if (!subject.address.empty()) {
+            line.fields.emplace_back("KV_ADDRESS", subject.address);
+        }
+        kvhost::Journal(kProgram).Tell(line);
     } catch (const std::exception&) {
-        std::fprintf(stderr, "kvrecorder: %.*s\n", static_cast<int>(text.size()), text.data());
+        std::fprintf(stderr, "%s: %.*s\n", kProgram, static_cast<int>(text.size()), text.data());
     }
 }
 
-int Complain(std::string_view text) {
-    Tell(text);
-    return kUsageError;
+void Tell(std::string_view text) {
+    TellAs(kvhost::Level::Warning, text, {});
+}
+
+int Complain(std::string_view text, int status) {
+    TellAs(kvhost::Level::Error, text, {});
+    return status;
+}
+
+// On a terminal only who signs in; the journal keeps all, and can be asked for less.
+void TellEvent(EventLevel level, const std::string& text, const EventSubject& subject) {
+    if (subject.name.starts_with("sign-in") || kvhost::LeadsToJournal(STDERR_FILENO)) {
+        TellAs(level == EventLevel::Error     ? kvhost::Level::Error
+               : level == EventLevel::Warning ? kvhost::Level::Warning
+                                              : kvhost::Level::Information,
+               text, subject);
+    }
+}
+
+// Tells whether a recorder could be started with the configuration.
+int Check(Options options) {
+    options.configFile = options.check;
+    const std::vector<std::string> lines = CheckConfig(MakeConfig(options));
+    for (const std::string& line : lines) {
+        Complain(options.check + ": " + line, kvhost::kWrongUse);
+    }
+    if (lines.empty()) {
+        std::cout << kProgram << ": " << options.check << " is right" << std::endl;
+    }
+    return lines.empty() ? kvhost::kDone : kvhost::kWrongUse;
 }
 
 int Send(const Options& options) {
-    const std::string reply = SendControlCommand(options.controlPath, options.send);
+    std::string reply;
+    try {
+        reply = SendControlCommand(options.controlPath, options.send);
+    } catch (const ConfigError& failure) {
+        return Complain(failure.what(), kvhost::kFailed);
+    }
     for (std::size_t begin = 0; begin < reply.size();) {
         const std::size_t end = std::min(reply.find('\n', begin), reply.size());
         std::cout << PrintableUtf8(std::string_view(reply).substr(begin, end - begin), reply.size()) << '\n';
         begin = end + 1;
     }
     std::cout << std::flush;
-    return reply.ends_with("ok\n") ? 0 : 1;
+    return reply.ends_with("ok\n") ? kvhost::kDone : kvhost::kFailed;
 }
 
 // A folder of another machine may hang for ever, and with it whoever waits for a file in it.
@@ -74,7 +122,7 @@ void EndAtTheLatest(std::chrono::milliseconds time) {
         std::thread([time] {
             std::this_thread::sleep_for(time);
             std::fputs("kvrecorder: something hangs; ended without waiting for it\n", stderr);
-            ::_exit(kCutShort);
+            ::_exit(kvhost::kCutShort);
         }).detach();
     } catch (const std::exception&) {
         // Without a thread to spare nobody looks at the time.
@@ -135,6 +183,22 @@ void Greet(const Options& options, const RecorderService& recorder) {
     }
 }
 
+// The manager of services hears that the recorder lives as long as both this loop and those that serve
+// clients go on.
+void FeedWatchdog(asio::steady_timer& timer, RecorderService& recorder) {
+    const auto pause = kvhost::WatchdogPause();
+    if (!pause) {
+        return;
+    }
+    timer.expires_after(*pause);
+    timer.async_wait([&timer, &recorder](const std::error_code& ended) {
+        if (!ended) {
+            recorder.Ask([] { kvhost::TellManager("WATCHDOG=1"); });
+            FeedWatchdog(timer, recorder);
+        }
+    });
+}
+
 // Serves until a signal or a command ends it.
 int Serve(const Options& options) {
     const std::size_t files = RaiseFileLimit();
@@ -144,6 +208,7 @@ int Serve(const Options& options) {
         Tell(words);
     }
     const auto model = MakeModel();
+    model->Events().SetTeller(TellEvent);
     model->Begin(config);
     for (const std::string& line : TellExposed(config)) {
         Tell(line);
@@ -163,14 +228,22 @@ int Serve(const Options& options) {
     service.api = ApiSetup{KV_VERSION, keeper, MakeCameraTools()};
     RecorderService recorder(model, service);
     // Ends before the service whose clients it tells of changes, and is there before anybody is told of it.
-    ConfigReader reader(*keeper, Tell);
-    recorder.Start();
+    ConfigReader reader(*keeper, Tell, [] { kvhost::TellManager("READY=1"); });
+    try {
+        recorder.Start();
+    } catch (const ConfigError& failure) {
+        return Complain(failure.what(), kvhost::kFailed);
+    }
     Greet(options, recorder);
+    kvhost::TellManager("READY=1");
+    asio::steady_timer watchdog(loop);
+    FeedWatchdog(watchdog, recorder);
     std::function<void()> waitReload = [&] {
         reloads.async_wait([&](const std::error_code& error, int) {
             if (error) {
                 return;
             }
+            kvhost::TellManager(kvhost::ReloadingState());
             reader.Read();
             waitReload();
         });
@@ -178,9 +251,10 @@ int Serve(const Options& options) {
     waitReload();
 
     RunOn(loop, waitReload);
+    kvhost::TellManager("STOPPING=1");
     EndAtTheLatest(kLongestEnd);
     recorder.Stop();
-    return 0;
+    return kvhost::kDone;
 }
 
 }  // namespace
@@ -195,7 +269,10 @@ int main(int argc, char** argv) {
         HideLogins(argc, argv);
         if (!options.exitText.empty()) {
             std::cout << options.exitText << std::flush;
-            return 0;
+            return kvhost::kDone;
+        }
+        if (!options.check.empty()) {
+            return Check(options);
         }
         if (!options.send.empty()) {
             return Send(options);
@@ -205,15 +282,17 @@ int main(int argc, char** argv) {
         }
         CompleteCameras(options, AskPassword);
         if (options.probe) {
-            return ProbeForTerminal(options, std::cout, std::cerr) ? 0 : 1;
+            return ProbeForTerminal(options, std::cout, std::cerr) ? kvhost::kDone : kvhost::kFailed;
         }
         return Serve(options);
     } catch (const std::bad_alloc&) {
-        return Complain("not enough memory on this computer");
+        return Complain("not enough memory on this computer", kvhost::kFailed);
     } catch (const std::system_error& failure) {
         const bool noThread = failure.code() == std::errc::resource_unavailable_try_again;
-        return Complain(noThread ? "no more threads on this computer" : failure.what());
+        return Complain(noThread ? "no more threads on this computer" : failure.what(), kvhost::kFailed);
+    } catch (const ConfigError& failure) {
+        return Complain(failure.what(), kvhost::kWrongUse);
     } catch (const std::exception& failure) {
-        return Complain(failure.what());
+        return Complain(failure.what(), kvhost::kFailed);
     }
 }

@@ -31,7 +31,9 @@ std::string Who(const HandlerInput& input) {
 // The first question of each round that a client makes.
 Reply InitInfo(const HandlerInput& input) {
     if (input.model.Users().Arrive(Who(input))) {
-        input.model.Events().Add(EventLevel::Information, "Login of " + Who(input));
+        input.model.Events().Add(EventLevel::Information, "Login of " + Who(input), {},
+                                 {"login", -1, input.user.name, std::string(input.peer)});
+        TellSignIn(input.model, EventLevel::Information, "accepted", input.peer, input.user.name);
     }
     return Text(MakeInitInfo(input.state, input.user));
 }
@@ -138,7 +140,8 @@ Reply EventsOf(const HandlerInput& input) {
 
 Reply Logout(const HandlerInput& input) {
     if (input.model.Users().Leave(Who(input))) {
-        input.model.Events().Add(EventLevel::Information, "Logout of " + Who(input));
+        input.model.Events().Add(EventLevel::Information, "Logout of " + Who(input), {},
+                                 {"logout", -1, input.user.name, std::string(input.peer)});
     }
     // Clients wait for bare line feeds.
     return Text("\n\n");

@@ -16,4 +16,9 @@ namespace kvrecorder {
 std::optional<Reply> RefuseLogin(RecorderModel& model, const LoginLimits& limits, const HttpRequest& request,
                                  std::string_view peer, const std::function<bool()>& right);
 
+// Tells whoever looks after the machine how a login ended, in words that do not change: programs read them.
+// What the client says of itself stands last.
+void TellSignIn(RecorderModel& model, EventLevel level, std::string_view outcome, std::string_view peer,
+                std::string_view user);
+
 }  // namespace kvrecorder

@@ -18,8 +18,9 @@ constexpr int kMostPauses = 30;
 
 }  // namespace
 
-ConfigReader::ConfigReader(ConfigKeeper& keeper, std::function<void(const std::string& line)> tell)
-    : m_keeper(keeper), m_tell(std::move(tell)), m_thread([this] { Run(); }) {}
+ConfigReader::ConfigReader(ConfigKeeper& keeper, std::function<void(const std::string& line)> tell,
+                           std::function<void()> ended)
+    : m_keeper(keeper), m_tell(std::move(tell)), m_ended(std::move(ended)), m_thread([this] { Run(); }) {}
 
 ConfigReader::~ConfigReader() {
     {
@@ -54,6 +55,9 @@ void ConfigReader::Run() {
             }
         } catch (const std::exception& failure) {
             m_tell(failure.what());
+        }
+        if (m_ended) {
+            m_ended();
         }
     }
 }

@@ -15,7 +15,8 @@ namespace kvrecorder {
 class ConfigReader {
 public:
     // `tell` gets lines for the user, on the thread.
-    ConfigReader(ConfigKeeper& keeper, std::function<void(const std::string& line)> tell);
+    ConfigReader(ConfigKeeper& keeper, std::function<void(const std::string& line)> tell,
+                 std::function<void()> ended = {});
     // Waits for the reading that is under way.
     ~ConfigReader();
     ConfigReader(const ConfigReader&) = delete;
@@ -32,6 +33,7 @@ private:
 
     ConfigKeeper& m_keeper;
     const std::function<void(const std::string& line)> m_tell;
+    const std::function<void()> m_ended;
     std::mutex m_mutex;
     std::condition_variable m_wake;
     bool m_asked = false;

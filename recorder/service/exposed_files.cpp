@@ -14,7 +14,8 @@ bool OthersMay(const std::string& path, mode_t rights) {
 
 std::vector<std::string> TellExposed(const RecorderConfig& config) {
     std::vector<std::string> lines;
-    for (const std::string& file : config.secretFiles) {
+    for (std::size_t i = config.fileIsSecret ? 0 : 1; i < config.secretFiles.size(); ++i) {
+        const std::string& file = config.secretFiles[i];
         if (OthersMay(file, S_IROTH)) {
             lines.push_back("others can read " + file + ", which may hold passwords");
         }

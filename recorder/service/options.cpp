@@ -6,6 +6,7 @@
 #include <asio/ip/address.hpp>
 
 #include "cameras/certificate_word.h"
+#include "host/near_name.h"
 #include "media/utf8.h"
 #include "state/kept_config.h"
 #include "state/text.h"
@@ -73,6 +74,11 @@ void AddServing(CLI::App& app, Options& options) {
                    "address to serve on")
         ->type_name("ADDRESS:PORT");
     app.add_option("--config", options.configFile, "Configuration file")->type_name("FILE");
+    app.add_option(
+           "--check", options.check,
+           "Tell what is wrong with a configuration, what it lacks and who else can read its passwords, and "
+           "exit: with 0 if nothing is, else with 2")
+        ->type_name("FILE");
     app.add_option("--channels", options.channels, "Channels with generated scenes, when no file lists any")
         ->type_name("N")
         ->check(CLI::Range(1, kMaxChannels));
@@ -124,34 +130,68 @@ void AddSearching(CLI::App& app, Options& options) {
         ->needs(discover);
 }
 
+// What is read from the command line before it is checked.
+struct Given {
+    std::vector<std::string> cameras;
+    std::string probe;
+};
+
+void AddOptions(CLI::App& app, const std::string& version, Options& options, Given& given) {
+    app.set_version_flag("--version", "kvrecorder " + version, "Print the version and exit");
+    app.set_help_flag("--help", "Print this text and exit");
+    AddServing(app, options);
+    AddCameras(app, options, given.cameras);
+    app.add_option(
+           "--probe", given.probe,
+           "Tell what this camera sends and what is wrong with it, and exit: with 0 if pictures come, "
+           "else with 1")
+        ->type_name("URL");
+    AddSearching(app, options);
+}
+
+std::vector<std::string> NamesOf(const CLI::App& app) {
+    std::vector<std::string> names;
+    for (const CLI::Option* const option : app.get_options()) {
+        for (const std::string& name : option->get_lnames()) {
+            names.push_back("--" + name);
+        }
+    }
+    return names;
+}
+
+constexpr const char* kAbout = "A small network video recorder.";
+constexpr const char* kProgram = "kvrecorder";
+
 }  // namespace
+
+void ShowOptions(const std::function<void(const CLI::App& options)>& look) {
+    Options options;
+    Given given;
+    CLI::App app(kAbout, kProgram);
+    AddOptions(app, "", options, given);
+    look(app);
+}
 
 Options ParseOptions(int argc, const char* const* argv, const std::string& version) {
     Options options;
-    std::vector<std::string> cameras;
-    std::string probe;
-    CLI::App app("A small network video recorder.", "kvrecorder");
-    app.set_version_flag("--version", "kvrecorder " + version);
-    app.set_help_flag("--help", "Print this text and exit");
-    AddServing(app, options);
-    AddCameras(app, options, cameras);
-    CLI::Option* const probed = app.add_option("--probe", probe,
-                                               "Tell what this camera sends and what is wrong with it, and "
-                                               "exit: with 0 if pictures come, else with 1")
-                                    ->type_name("URL");
-    AddSearching(app, options);
+    Given given;
+    CLI::App app(kAbout, kProgram);
+    AddOptions(app, version, options, given);
     try {
         app.parse(argc, argv);
-        if (!probed->empty()) {
-            options.probe = ReadOneCamera("--probe", probe);
+        if (app.count("--probe") > 0) {
+            options.probe = ReadOneCamera("--probe", given.probe);
         }
         options.cameraCertificate = ReadCertificate(options.cameraCertificate);
-        for (std::string& camera : cameras) {
+        for (std::string& camera : given.cameras) {
             options.cameras.push_back(ReadOneCamera("--camera", camera));
         }
     } catch (const CLI::Success& wanted) {
         const bool help = dynamic_cast<const CLI::CallForHelp*>(&wanted) != nullptr;
         options.exitText = help ? app.help() : std::string(wanted.what()) + "\n";
+    } catch (const CLI::ExtrasError&) {
+        throw ConfigError(kvhost::DescribeExtras(app.remaining(), NamesOf(app)) +
+                          " (--help lists the options)");
     } catch (const CLI::ParseError& failure) {
         std::string line = failure.what();
         throw ConfigError(WithoutLogins(line.substr(0, line.find('\n'))));

@@ -10,6 +10,10 @@
 #include "cameras/camera_url.h"
 #include "state/recorder_config.h"
 
+namespace CLI {
+class App;
+}
+
 namespace kvrecorder {
 
 struct Options {
@@ -20,7 +24,8 @@ struct Options {
     std::string user;
     std::string passwordFile;
     std::string controlPath;
-    std::string send;  // a command for the recorder at controlPath
+    std::string check;  // a configuration to be looked at, and that is all
+    std::string send;   // a command for the recorder at controlPath
     // As they were told: with their logins, and the passwords that were asked for.
     std::vector<CameraUrl> cameras;
     std::string cameraPasswordFile;
@@ -37,6 +42,9 @@ struct Options {
 
 // Throws ConfigError with one line for the user.
 Options ParseOptions(int argc, const char* const* argv, const std::string& version);
+
+// Shows the table of all options to `look`, who prints it otherwise than --help does.
+void ShowOptions(const std::function<void(const CLI::App& options)>& look);
 
 // Asks the terminal for a line that is not shown. Throws ConfigError without one.
 Secret AskPassword(const std::string& prompt);

@@ -3,6 +3,7 @@
 #include <asio/executor_work_guard.hpp>
 #include <asio/io_context.hpp>
 #include <asio/ip/tcp.hpp>
+#include <asio/post.hpp>
 #include <asio/steady_timer.hpp>
 #include <asio/strand.hpp>
 
@@ -96,6 +97,8 @@ public:
             m_cameras->Abandon();
         }
     }
+
+    void Ask(std::function<void()> answer) { asio::post(m_io, std::move(answer)); }
 
     std::string Endpoint() const { return m_listener.Endpoint(); }
     std::string CameraEndpoint() const { return m_cameras ? m_cameras->Endpoint() : ""; }
@@ -262,6 +265,10 @@ RecorderService::~RecorderService() {
 
 void RecorderService::Start() {
     m_impl->Start();
+}
+
+void RecorderService::Ask(std::function<void()> answer) {
+    m_impl->Ask(std::move(answer));
 }
 
 std::string RecorderService::Endpoint() const {

@@ -64,6 +64,8 @@ public:
     // Why it cannot be found, though it was to be; "" otherwise. It serves all the same.
     std::string SearchProblem() const;
     ServiceCounters Counters() const;
+    // Calls `answer` on a thread that serves clients, as soon as one has time for it.
+    void Ask(std::function<void()> answer);
     // Tells notification clients, closes all connections and ends the threads; within about 3 seconds.
     void Stop();
 

@@ -29,11 +29,12 @@ void RecorderModel::OnMedia(int channel, MediaEvent event, bool on) {
         return;
     }
     if (motion && on) {
-        m_events.Add(EventLevel::Information, name + ": motion");
+        m_events.Add(EventLevel::Information, name + ": motion", {}, {"motion", channel, "", ""});
     } else if (!motion) {
         m_events.Add(on ? EventLevel::Warning : EventLevel::Information,
                      name + (on ? ": the stream is lost" : ": the stream is back") +
-                         (words.empty() ? "" : ", " + words));
+                         (words.empty() ? "" : ", " + words),
+                     {}, {on ? "stream-lost" : "stream-back", channel, "", ""});
     }
     if (!motion) {
         PublishChannel(Change::None, channel, [&](Snapshot&, Channel& known) -> std::string {
@@ -59,7 +60,7 @@ void RecorderModel::OnNews(int channel, int source, const CameraNews& news) {
         return;
     }
     const auto tell = [&](EventLevel level, const std::string& words) {
-        m_events.Add(level, state->NameOf(channel) + ": " + words);
+        m_events.Add(level, state->NameOf(channel) + ": " + words, {}, {"camera", channel, "", ""});
     };
     switch (news.kind) {
         case CameraNews::Kind::Motion:

@@ -2,6 +2,7 @@
 #include <grp.h>
 #include <sys/types.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <vector>
 
@@ -176,6 +177,22 @@ bool SaysEnd(std::string_view text) {
     return Trim(text.substr(text.rfind('\n') + 1)) == kEndMark;
 }
 
+// A password, or an address with a login in it, anywhere in the text.
+bool HoldsPasswords(const toml::node& node) {
+    if (const toml::array* const entries = node.as_array()) {
+        return std::any_of(entries->begin(), entries->end(),
+                           [](const toml::node& entry) { return HoldsPasswords(entry); });
+    }
+    const toml::table* const table = node.as_table();
+    return table && std::any_of(table->begin(), table->end(), [](const auto& entry) {
+               const std::string_view key = entry.first.str();
+               const bool holds = key.ends_with("password") || (key.ends_with("url") && key != "video_url");
+               const std::string_view text = entry.second.value_or(std::string_view());
+               return HoldsPasswords(entry.second) ||
+                      (holds && (key.ends_with("password") ? !text.empty() : text.find('@') != text.npos));
+           });
+}
+
 void WipeText(toml::table& table, std::string_view key) {
     if (auto* const text = table.get_as<std::string>(key)) {
         Wipe(text->get());
@@ -205,6 +222,7 @@ RecorderConfig ParseConfig(std::string_view text, const std::string& path) {
         RecorderConfig config;
         config.saysEnd = SaysEnd(text);
         config.secretFiles.push_back(path);
+        config.fileIsSecret = HoldsPasswords(table);
         TableReader reader(path, table);
         ReadAll(reader, config);
         WipePasswords(table);

@@ -26,19 +26,32 @@ std::string LocalTime(EventLog::TimePoint at) {
 
 }  // namespace
 
-void EventLog::Add(EventLevel level, std::string_view text, std::chrono::seconds quiet) {
-    std::string line = LineText(text);
+void EventLog::Tell(EventLevel level, std::string_view text, const EventSubject& subject) const {
+    if (m_teller) {
+        m_teller(level, LineText(text), subject);
+    }
+}
+
+void EventLog::Add(EventLevel level, std::string_view text, std::chrono::seconds quiet,
+                   const EventSubject& subject) {
+    if (Keep(level, LineText(text), quiet)) {
+        Tell(level, text, subject);
+    }
+}
+
+bool EventLog::Keep(EventLevel level, std::string line, std::chrono::seconds quiet) {
     const TimePoint now = m_now();
     const std::lock_guard lock(m_mutex);
     for (auto event = m_events.rbegin(); event != m_events.rend() && event->time > now - quiet; ++event) {
         if (event->level == level && event->text == line) {
-            return;
+            return false;
         }
     }
     m_events.push_back({now, level, std::move(line)});
     if (m_events.size() > kMost) {
         m_events.pop_front();
     }
+    return true;
 }
 
 void EventLog::AddRefusal(std::string_view text) {

@@ -1,5 +1,6 @@
 #include "state/recorder_config.h"
 
+#include "host/service_manager.h"
 #include "media/plain_file.h"
 #include "state/text.h"
 
@@ -82,7 +83,10 @@ std::string CameraPath(const ChannelConfig& channel, int number) {
 Secret ReadPasswordFile(const std::string& path) {
     std::string text;
     try {
-        text = ReadPlainFile(path, kMaxUserBytes + 2);
+        const std::string name = path.substr(path.rfind('/') + 1);
+        const std::string handed =
+            name.starts_with('@') ? kvhost::CredentialFile(name.substr(1)) : std::string();
+        text = ReadPlainFile(handed.empty() ? path : handed, kMaxUserBytes + 2);
     } catch (const std::runtime_error& failure) {
         throw ConfigError("cannot read a password from " + path + ": " + failure.what());
     }

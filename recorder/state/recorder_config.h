@@ -215,7 +215,8 @@ struct RecorderConfig {
     ServerConfig server;
     std::vector<User> users;
     std::vector<ChannelConfig> channels;
-    std::vector<std::string> secretFiles;  // from which passwords were read
+    std::vector<std::string> secretFiles;  // what it was read from: its file, then those of passwords
+    bool fileIsSecret = true;              // there are passwords in the first of these
     bool saysEnd = true;                   // the file's last line is the mark of its end
 };
 
@@ -235,7 +236,8 @@ std::string ReadConfigText(const std::string& path);
 // Channels with generated scenes.
 std::vector<ChannelConfig> DemoChannels(int count);
 
-// The first line of a password file. Throws ConfigError.
+// The first line of a password file; one of the name "@NAME" is the credential NAME of the manager of
+// services, if it hands one on. Throws ConfigError.
 Secret ReadPasswordFile(const std::string& path);
 
 // "" or why the name cannot be used.

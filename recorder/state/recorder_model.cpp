@@ -335,9 +335,10 @@ void RecorderModel::CheckDisk() {
         return;
     }
     if (now.status != 0) {
-        m_events.Add(EventLevel::Error, "The disk cannot be read");
+        m_events.Add(EventLevel::Error, "The disk cannot be read", {}, {"disk-failed", -1, "", ""});
     } else if (now.usedPercent >= kNearlyFull && (!before || before->usedPercent < kNearlyFull)) {
-        m_events.Add(EventLevel::Warning, "The disk is " + std::to_string(now.usedPercent) + " % full");
+        m_events.Add(EventLevel::Warning, "The disk is " + std::to_string(now.usedPercent) + " % full", {},
+                     {"disk-full", -1, "", ""});
     } else if (before && before->status != 0) {
         m_events.Add(EventLevel::Information, "The disk is good again");
     }
@@ -368,11 +369,12 @@ std::string RecorderModel::Record(int channel, bool on) {
     const std::string name = state->NameOf(channel);
     if (std::string problem = m_recordings->Start(channel); !problem.empty()) {
         m_events.Add(EventLevel::Error, name + ": recording cannot begin, " + problem,
-                     std::chrono::seconds(10));
+                     std::chrono::seconds(10), {"recording-failed", channel, "", ""});
         return problem;
     }
     if (!ran) {
-        m_events.Add(EventLevel::Information, name + ": recording began");
+        m_events.Add(EventLevel::Information, name + ": recording began", {},
+                     {"recording-began", channel, "", ""});
     }
     ShowRecording(channel, true);
     // It may have failed before it was shown.
@@ -383,10 +385,12 @@ void RecorderModel::OnRecordingEnded(const Recordings::Notice& notice) {
     const std::string name = Current()->NameOf(notice.channel);
     if (notice.problem.empty()) {
         m_events.Add(EventLevel::Information,
-                     name + ": recording ended after " + std::to_string(notice.milliseconds / 1000) + " s");
+                     name + ": recording ended after " + std::to_string(notice.milliseconds / 1000) + " s",
+                     {}, {"recording-ended", notice.channel, "", ""});
         return;
     }
-    m_events.Add(EventLevel::Error, name + ": recording failed, " + notice.problem);
+    m_events.Add(EventLevel::Error, name + ": recording failed, " + notice.problem, {},
+                 {"recording-failed", notice.channel, "", ""});
     ShowRecording(notice.channel, m_recordings->Runs(notice.channel));
 }
 

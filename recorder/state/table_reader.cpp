@@ -3,10 +3,20 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "host/near_name.h"
 #include "state/recorder_config.h"
 #include "state/text.h"
 
 namespace kvrecorder {
+namespace {
+
+std::string UnknownKey(std::string_view key, const std::vector<std::string>& known) {
+    const std::string meant = kvhost::NearName(key, known);
+    return "unknown key \"" + std::string(key) + "\"" +
+           (meant.empty() ? "" : "; did you mean \"" + meant + "\"?");
+}
+
+}  // namespace
 
 void TableReader::FailAt(const std::string& path, const toml::source_region& where, const std::string& text) {
     throw ConfigError(path + ":" + std::to_string(where.begin.line) + ": " + text);
@@ -95,7 +105,7 @@ std::vector<std::string> TableReader::Texts(std::string_view key, std::size_t mo
 void TableReader::Finish() const {
     for (const auto& [key, node] : m_table) {
         if (std::find(m_known.begin(), m_known.end(), key.str()) == m_known.end()) {
-            FailAt(m_path, key.source(), "unknown key \"" + std::string(key.str()) + "\"");
+            FailAt(m_path, key.source(), UnknownKey(key.str(), m_known));
         }
     }
 }

@@ -7,6 +7,9 @@
 #include <cstring>
 #include <fstream>
 
+#include "host/exit_status.h"
+#include "host/near_name.h"
+#include "host/service_manager.h"
 #include "persist/utilities.h"
 #include "platform/secret_file.h"
 #include "platform/secret_memory.h"
@@ -16,6 +19,8 @@ namespace kvmon {
 
 namespace {
 
+constexpr const char* kAbout = "Live monitoring of network video recorders.";
+constexpr const char* kProgram = "kvmon";
 constexpr std::size_t kMaxSecret = 1024;
 constexpr std::size_t kMinToken = 16;
 constexpr int kMaxDisplay = 64;
@@ -51,17 +56,17 @@ ParsedCommandLine Wrong(std::string text) {
     while (!text.empty() && (text.back() == ' ' || text.back() == '.')) {
         text.pop_back();
     }
-    return {std::nullopt, "kvmon: " + text + " (--help lists the options)", 2};
+    return {std::nullopt, "kvmon: " + text + " (--help lists the options)", kvhost::kWrongUse};
 }
 
-// Only what is an option's name is repeated: the rest of a mistyped line may be a password.
-std::string DescribeExtras(const std::vector<std::string>& extras) {
-    const auto option = std::find_if(extras.begin(), extras.end(),
-                                     [](const std::string& text) { return text.starts_with('-'); });
-    if (option == extras.end()) {
-        return "an argument that belongs to no option";
+std::vector<std::string> NamesOf(const CLI::App& app) {
+    std::vector<std::string> names;
+    for (const CLI::Option* const option : app.get_options()) {
+        for (const std::string& name : option->get_lnames()) {
+            names.push_back("--" + name);
+        }
     }
-    return "unknown option " + option->substr(0, option->find('='));
+    return names;
 }
 
 struct Credentials {
@@ -77,7 +82,8 @@ void WarnOfReadableFile(const char* option, const std::string& path, AppOptions&
 }
 
 // Gives an error text, or nothing when `options` holds the credentials.
-std::string TakeCredentials(const Credentials& given, std::istream& input, AppOptions& options) {
+// A service `serve`s without words: it is handed what others are told.
+std::string TakeCredentials(const Credentials& given, bool serve, std::istream& input, AppOptions& options) {
     if (given.auth == "-") {
         auto line = ReadSecretLine(input);
         if (!line) {
@@ -93,6 +99,17 @@ std::string TakeCredentials(const Credentials& given, std::istream& input, AppOp
             "standard input, --password-file from a file");
     }
     options.auth = given.auth;
+    if (const std::string handed = kvhost::CredentialFile("kvmon.auth");
+        serve && given.auth.empty() && given.user.empty() && !handed.empty()) {
+        std::ifstream file(handed, std::ios::binary);
+        auto line = ReadSecretLine(file);
+        if (!line) {
+            return "the credential kvmon.auth holds no line to read";
+        }
+        options.auth = *line;
+        Wipe(*line);
+        return {};
+    }
     if (given.user.empty()) {
         return {};
     }
@@ -121,19 +138,21 @@ std::string TakeWebOptions(const WebOptions& given, AppOptions& options) {
     if (options.serve && !ParseServeAddress(given.serve, options.serveAddress, options.servePort)) {
         return "--serve: not an address and a port: " + given.serve;
     }
-    if (given.tokenFile.empty()) {
+    const std::string tokenFile =
+        given.tokenFile.empty() && options.serve ? kvhost::CredentialFile("kvmon.token") : given.tokenFile;
+    if (tokenFile.empty()) {
         return {};
     }
-    std::ifstream file(given.tokenFile, std::ios::binary);
+    std::ifstream file(tokenFile, std::ios::binary);
     const auto token = file ? ReadSecretLine(file) : std::nullopt;
     const bool bPlain =
         token && std::all_of(token->begin(), token->end(), [](unsigned char c) {
             return std::isalnum(c) != 0 || c == '-' || c == '_';  // it stands in addresses and in a page
         });
     if (!bPlain || token->size() < kMinToken) {
-        return "--web-token-file: no 16 or more letters and digits could be read from " + given.tokenFile;
+        return "--web-token-file: no 16 or more letters and digits could be read from " + tokenFile;
     }
-    WarnOfReadableFile("--web-token-file", given.tokenFile, options);
+    WarnOfReadableFile("--web-token-file", tokenFile, options);
     options.webToken = *token;
     return {};
 }
@@ -179,86 +198,122 @@ std::optional<LookChoice> LookNamed(const std::string& name) {
 }
 
 void AddRecorderOptions(CLI::App& app, AppOptions& options, Given& given) {
-    app.add_option("--server", options.server, "address of the recorder")->capture_default_str();
+    app.add_option("--server", options.server, "address of the recorder")
+        ->type_name("ADDRESS")
+        ->capture_default_str();
     app.add_option("--port", options.port, "port of the recorder")
+        ->type_name("PORT")
         ->check(CLI::Range(1, 65535))
         ->capture_default_str();
     auto* const auth =
         app.add_option("--auth", given.credentials.auth,
                        "base64 of user, colon and password; only - , which reads it from standard "
-                       "input, keeps it from the list of processes");
-    auto* const user = app.add_option("--user", given.credentials.user, "user, with --password-file");
+                       "input, keeps it from the list of processes")
+            ->type_name("TEXT");
+    auto* const user =
+        app.add_option("--user", given.credentials.user, "user, with --password-file")->type_name("NAME");
     auto* const passwordFile = app.add_option("--password-file", given.credentials.passwordFile,
-                                              "file whose first line is the password");
+                                              "file whose first line is the password")
+                                   ->type_name("FILE");
     auth->excludes(user);
     user->needs(passwordFile);
     passwordFile->needs(user);
     app.add_flag("--auto-start", options.autoStart, "log in at once");
-    app.add_option("--server-name", options.serverName, "name of the recorder until it tells its own");
+    app.add_flag(
+        "--check-connection", options.checkConnection,
+        "tell whether the recorder answers and takes the login, and exit: with 0 if so, else with 1");
+    app.add_option("--server-name", options.serverName, "name of the recorder until it tells its own")
+        ->type_name("NAME");
 }
 
 void AddProgramOptions(CLI::App& app, AppOptions& options, Given& given) {
-    app.add_option(kLanguage, given.language, "language number, 0 is English")->check(CLI::Range(0, 20));
-    app.add_option("--help-path", options.helpPath, "path of the help pages");
+    app.add_option(kLanguage, given.language, "language number, 0 is English")
+        ->type_name("NUMBER")
+        ->check(CLI::Range(0, 20));
+    app.add_option("--help-path", options.helpPath, "path of the help pages")->type_name("PATH");
     app.add_flag("--keep", options.keep,
                  "use the recorder and the other settings given here in later starts, too");
     app.add_option("--decoder-threads", options.decoderThreads,
                    "threads of each decoder, for few large pictures")
+        ->type_name("NUMBER")
         ->check(CLI::Range(1, 16))
         ->capture_default_str();
-    app.add_option("--view", options.view, "name of the view or sequence of views to open");
+    app.add_option("--view", options.view, "name of the view or sequence of views to open")
+        ->type_name("NAME");
     app.add_option("--look", given.look, "desktop (what the desktop prefers), dark, light or contrast")
+        ->type_name("LOOK")
         ->check(CLI::IsMember({"desktop", "dark", "light", "contrast"}));
     app.add_option("--search-from", given.searchFrom,
-                   "ADDRESS:PORT; look for recorders from this address of the computer alone, at this port");
+                   "look for recorders from this address of the computer alone, at this port")
+        ->type_name("ADDRESS:PORT");
     app.add_flag("--full-screen", options.fullScreen, "begin in full screen");
     app.add_option("--display", options.display, "number of the display to open on, 1 is the first")
+        ->type_name("NUMBER")
         ->check(CLI::Range(1, kMaxDisplay));
     app.add_flag("--all-displays", options.allDisplays,
                  "a wall of its own on each other display, too, with the view that was left there");
     app.add_option("--display-view", given.displayViews,
-                   "N=NAME; a wall on display N that opens this view or sequence; repeatable");
+                   "a wall on display N that opens this view or sequence; repeatable")
+        ->type_name("N=NAME");
     app.add_flag("--lock", options.lock,
                  "full screen without panel and menus; Escape asks for the password of the login");
-    app.add_option("--data-dir", options.dataDir, "folder of the settings");
+    app.add_option("--data-dir", options.dataDir, "folder of the settings")->type_name("FOLDER");
     auto* const picture =
-        app.add_option("--picture", options.picture, "save what the window shows to a file, and end");
+        app.add_option("--picture", options.picture, "save what the window shows to a file, and end")
+            ->type_name("FILE");
     app.add_option("--picture-after", options.pictureAfterSeconds, "seconds before the picture is taken")
+        ->type_name("SECONDS")
         ->check(CLI::Range(0.0, 3600.0))
         ->capture_default_str()
         ->needs(picture);
 }
 
 void AddWebOptions(CLI::App& app, AppOptions& options, Given& given) {
-    auto* const serve = app.add_option("--serve", given.web.serve,
-                                       "ADDRESS:PORT; serve the console to web pages instead of a window");
+    auto* const serve =
+        app.add_option("--serve", given.web.serve, "serve the console to web pages instead of a window")
+            ->type_name("ADDRESS:PORT");
     app.add_option("--web-origin", options.webOrigins,
                    "origin of pages elsewhere that may embed the console; repeatable")
+        ->type_name("ORIGIN")
         ->needs(serve);
     app.add_option("--web-token-file", given.web.tokenFile,
                    "file whose first line is the token that pages need")
+        ->type_name("FILE")
         ->needs(serve);
     serve->excludes(app.get_option("--picture"));
     serve->excludes(app.get_option("--keep"));
     serve->excludes(app.get_option("--view"));
     serve->excludes(app.get_option("--search-from"));
     for (const char* const option :
-         {"--full-screen", "--display", "--lock", "--all-displays", "--display-view"}) {
+         {"--check-connection", "--full-screen", "--display", "--lock", "--all-displays", "--display-view"}) {
         serve->excludes(app.get_option(option));
     }
 }
 
+void AddOptions(CLI::App& app, AppOptions& options, Given& given) {
+    app.set_help_flag("--help,-h", "print this text and exit");
+    app.set_version_flag("--version", std::string("kvmon ") + KV_VERSION, "print the version and exit");
+    AddRecorderOptions(app, options, given);
+    AddProgramOptions(app, options, given);
+    AddWebOptions(app, options, given);
+}
+
 }  // namespace
+
+void ShowOptions(const std::function<void(const CLI::App& options)>& look) {
+    AppOptions options;
+    Given given;
+    CLI::App app(kAbout, kProgram);
+    AddOptions(app, options, given);
+    look(app);
+}
 
 ParsedCommandLine ParseCommandLine(const std::vector<std::string>& args, std::istream& input) {
     AppOptions options;
     Given given;
     const WipeAtEnd wipe(given.credentials.auth);
-    CLI::App app("Live monitoring of network video recorders.", "kvmon");
-    app.set_version_flag("--version", std::string("kvmon ") + KV_VERSION);
-    AddRecorderOptions(app, options, given);
-    AddProgramOptions(app, options, given);
-    AddWebOptions(app, options, given);
+    CLI::App app(kAbout, kProgram);
+    AddOptions(app, options, given);
     try {
         app.parse(std::vector<std::string>(args.rbegin(), args.rend()));
     } catch (const CLI::CallForHelp&) {
@@ -266,11 +321,13 @@ ParsedCommandLine ParseCommandLine(const std::vector<std::string>& args, std::is
     } catch (const CLI::CallForVersion&) {
         return {std::nullopt, app.version() + "\n", 0};
     } catch (const CLI::ExtrasError&) {
-        return Wrong(DescribeExtras(app.remaining()));
+        return Wrong(kvhost::DescribeExtras(app.remaining(), NamesOf(app)));
     } catch (const CLI::ParseError& error) {
         return Wrong(error.what());
     }
-    if (const std::string problem = TakeCredentials(given.credentials, input, options); !problem.empty()) {
+    if (const std::string problem =
+            TakeCredentials(given.credentials, !given.web.serve.empty(), input, options);
+        !problem.empty()) {
         return Wrong(problem);
     }
     if (const std::string problem = TakeWebOptions(given.web, options); !problem.empty()) {

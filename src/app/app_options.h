@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <istream>
 #include <map>
 #include <optional>
@@ -10,6 +11,10 @@
 #include <vector>
 
 #include "skin/look_keeper.h"
+
+namespace CLI {
+class App;
+}
 
 namespace kvmon {
 
@@ -21,9 +26,10 @@ struct AppOptions {
     std::string serverName;
     std::optional<int> language;
     std::string helpPath;
-    std::set<std::string> given;  // the control's properties that the command line sets, by their names
-    bool keep = false;            // for later starts, too
-    std::string view;             // to open; empty for none
+    std::set<std::string> given;   // the control's properties that the command line sets, by their names
+    bool keep = false;             // for later starts, too
+    bool checkConnection = false;  // tells whether the recorder takes the login, and that is all
+    std::string view;              // to open; empty for none
     std::optional<LookChoice> look;
     bool fullScreen = false;
     bool lock = false;                        // full screen, and only the login's password leads out
@@ -53,6 +59,9 @@ struct ParsedCommandLine {
 
 // `args` are without the program's name. "--auth -" reads its value from `input`.
 ParsedCommandLine ParseCommandLine(const std::vector<std::string>& args, std::istream& input);
+
+// Shows the table of all options to `look`, who prints it otherwise than --help does.
+void ShowOptions(const std::function<void(const CLI::App& options)>& look);
 
 // Overwrites the credentials in the argument vector, which everybody can read in the process list.
 void ScrubArguments(int argc, char** argv);

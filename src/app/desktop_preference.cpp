@@ -4,8 +4,8 @@
 #include <gio/gio.h>
 #pragma pop_macro("signals")
 
-#include <QtGui/private/qguiapplication_p.h>
-#include <QtGui/qpa/qplatformtheme.h>
+#include <QtGui/QGuiApplication>
+#include <QtGui/QPalette>
 
 #include <atomic>
 #include <cstring>
@@ -171,19 +171,15 @@ std::optional<SkinLook> LookOfAppearance(unsigned colorScheme, unsigned contrast
 }
 
 std::optional<SkinLook> LookOfToolkit() {
-    const QPlatformTheme* const theme = QGuiApplicationPrivate::platformTheme();
-    const QPalette* const colours =
-        theme != nullptr ? theme->palette(QPlatformTheme::SystemPalette) : nullptr;
-    if (colours == nullptr) {
-        return std::nullopt;
-    }
+    // The style's colours, and over them those that the desktop gave.
+    const QPalette colours = QGuiApplication::palette();
     // The toolkit has one of its own where no desktop gives it any, which is nobody's wish.
     constexpr QColor kToolkits(239, 239, 239);
-    if (colours->color(QPalette::Window) == kToolkits) {
+    if (colours.color(QPalette::Window) == kToolkits) {
         return std::nullopt;
     }
-    const int ground = colours->color(QPalette::Window).lightness();
-    return ground < colours->color(QPalette::WindowText).lightness() ? SkinLook::Dark : SkinLook::Light;
+    const int ground = colours.color(QPalette::Window).lightness();
+    return ground < colours.color(QPalette::WindowText).lightness() ? SkinLook::Dark : SkinLook::Light;
 }
 
 std::unique_ptr<DesktopPreference> WatchDesktopPreference(std::function<void(std::optional<SkinLook>)> told) {

@@ -9,6 +9,7 @@
 #include <iostream>
 
 #include "app/app_options.h"
+#include "app/connection_check.h"
 #include "app/desktop_preference.h"
 #include "app/desktop_window.h"
 #include "app/guarded.h"
@@ -24,7 +25,6 @@
 #include "platform/process_privacy.h"
 #include "platform/secret_memory.h"
 #include "skin/paint_threads.h"
-#include "web/session/web_session.h"
 
 namespace kvmon {
 
@@ -109,9 +109,6 @@ int RunDesktop(AppOptions& options, char* program) {
 
 int Run(int argc, char** argv) {
     KeepMemoryPrivate();
-    if (argc == 2 && std::string_view(argv[1]) == kSessionOption) {
-        return RunSession(argv[0]);
-    }
     std::vector<std::string> args(argv + std::min(argc, 1), argv + argc);
     ScrubArguments(argc, argv);
     std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is a failed write, no more
@@ -126,6 +123,9 @@ int Run(int argc, char** argv) {
         std::fprintf(stderr, "kvmon: %s\n", warning.c_str());
     }
     const WipeAtEnd wipe(parsed.options->auth);
+    if (parsed.options->checkConnection) {
+        return EndProcess(CheckConnection(*parsed.options));
+    }
     if (parsed.options->serve) {
         return RunWebHost(*parsed.options, argc, argv);
     }

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <csignal>
 
+#include "host/exit_status.h"
 #include "persist/orvo_registry.h"
 #include "platform/diagnostics.h"
 #include "platform/worker.h"
@@ -105,7 +106,7 @@ void Termination::Run() {
         // What had to be saved was saved at the beginning of the end, if the file could be written.
         Diagnose("Termination: the end took too long...\n");
         Registry().Close(std::chrono::milliseconds(0));
-        ::_exit(1);
+        ::_exit(kvhost::kCutShort);
     }
 }
 

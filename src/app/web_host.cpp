@@ -1,22 +1,23 @@
 #include "app/web_host.h"
 
+#include <unistd.h>
+
 #include <QtCore/QCoreApplication>
-#include <QtWidgets/QApplication>
+#include <QtCore/QTimer>
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 
 #include "app/guarded.h"
-#include "app/process.h"
 #include "app/termination.h"
-#include "console/settings/console_options.h"
+#include "host/exit_status.h"
+#include "host/journal.h"
+#include "host/service_manager.h"
 #include "persist/help_pages.h"
-#include "persist/orvo_registry.h"
 #include "persist/utilities.h"
 #include "platform/diagnostics.h"
 #include "platform/file_limit.h"
-#include "skin/paint_threads.h"
 #include "web/host/web_server.h"
-#include "web/platform/remote_application.h"
-#include "web/session/web_session.h"
 
 namespace kvmon {
 
@@ -33,9 +34,14 @@ WebHostSettings SettingsOf(const AppOptions& options) {
     settings.token = options.webToken;
     settings.session = {options.server,     options.port,     options.auth,     options.autoStart,
                         options.serverName, options.language, options.helpPath, options.dataDir};
+    settings.listener = kvhost::TakeListeningSocket();
     settings.fileLimit = RaiseFileLimit();
     settings.helpFolder = HelpFolder();
     return settings;
+}
+
+bool IsService() {
+    return std::getenv("NOTIFY_SOCKET") != nullptr || kvhost::LeadsToJournal(STDOUT_FILENO);
 }
 
 }  // namespace
@@ -51,53 +57,32 @@ int RunWebHost(const AppOptions& options, int, char** argv) {
         std::fprintf(stderr, "kvmon: the limit of %zu open files carries %zu requests at once, not %zu\n",
                      settings.fileLimit, places, WebServer::kMaxConnections);
     }
-    WebServer server(settings, GetModuleFilePath());
+    const std::string session = GetHelperPath(kSessionProgram);
+    if (std::error_code error; !std::filesystem::exists(session, error)) {
+        std::fprintf(stderr, "kvmon: the program for web pages is not installed: %s\n", session.c_str());
+        return kvhost::kFailed;
+    }
+    WebServer server(settings, session);
     std::string problem;
     if (!server.Listen(problem)) {
         std::fprintf(stderr, "kvmon: cannot serve on %s:%u: %s\n", options.serveAddress.c_str(),
                      unsigned{options.servePort}, problem.c_str());
-        return 1;
+        return kvhost::kFailed;
     }
-    std::printf("kvmon: open %s\n", server.Url().c_str());
+    // A log is read by others: none gets the token.
+    std::printf("kvmon: open %s\n", IsService() ? server.Origin().c_str() : server.Url().c_str());
     std::fflush(stdout);
+    kvhost::TellManager("READY=1");
+    QTimer watchdog;
+    if (const auto pause = kvhost::WatchdogPause()) {
+        QObject::connect(&watchdog, &QTimer::timeout, [] { kvhost::TellManager("WATCHDOG=1"); });
+        watchdog.start(*pause);
+    }
     const int status = QCoreApplication::exec();
+    kvhost::TellManager("STOPPING=1");
     termination.Begin();
     server.EndSessions(kSessionsEndMs);
     return status;
-}
-
-int RunSession(char* program) {
-    const std::optional<SessionOrder> order = ReceiveSessionOrder();
-    if (!order) {
-        std::fprintf(stderr, "kvmon: this option is for the web host's own use\n");
-        return 2;
-    }
-    if (!order->defaults.dataDir.empty()) {
-        SetDataFolder(order->defaults.dataDir);
-    }
-    PrepareProcess();
-    RegisterRemotePlatform();
-    qputenv("QT_QPA_PLATFORM", kRemotePlatform);
-    int argc = 1;
-    char* argv[] = {program, nullptr};
-    // A page makes a mouse of its fingers itself, but for two that spread.
-    QCoreApplication::setAttribute(Qt::AA_SynthesizeMouseForUnhandledTouchEvents, false);
-    Guarded<QApplication> application(argc, argv);
-    QApplication::setQuitOnLastWindowClosed(false);
-    if (!HoldPaintThreads()) {
-        std::fprintf(stderr, "kvmon: there is no thread left to paint by\n");
-        return 1;
-    }
-    LookKeeper looks(application, LoadLook(Registry()), std::nullopt);
-    Termination termination;
-    int status = 0;
-    {
-        WebSession session(*order, looks);
-        status = QApplication::exec();
-        termination.Begin();
-    }
-    Registry().Close(termination.TimeToSave());
-    return EndProcess(status);
 }
 
 }  // namespace kvmon

@@ -1,4 +1,4 @@
-// The web host: the process that serves pages, and the process of a page's session.
+// The web host: the process that serves pages. It starts kvmon-session for each.
 #pragma once
 
 #include "app/app_options.h"
@@ -6,6 +6,5 @@
 namespace kvmon {
 
 int RunWebHost(const AppOptions& options, int argc, char** argv);
-int RunSession(char* program);
 
 }  // namespace kvmon

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdio>
 #include <cstdlib>
 
 #include "persist/log_file.h"
@@ -46,6 +47,12 @@ std::vector<std::uint8_t> BytesFromPairs(std::string_view text, std::size_t most
     return bytes;
 }
 
+std::uint32_t NumberOf(std::string_view text, std::uint32_t nDefault) {
+    std::uint32_t number = 0;
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
+    return result.ec == std::errc() ? number : nDefault;
+}
+
 }  // namespace
 
 COrvoRegistry::COrvoRegistry() = default;
@@ -61,6 +68,12 @@ void COrvoRegistry::InitRegistry(bool bUseIni, const RegistryApp& app) {
         Trace("COrvoRegistry::InitRegistry: m_strRegRoot=%s...\n", m_strRegRoot.c_str());
         m_backend = OpenSettingsDatabase(app.databasePath.empty() ? GetDataFolder() + "/settings.db"
                                                                   : app.databasePath);
+        std::string problem;
+        m_site = SiteSettings::Load(app.sitePath.empty() ? SiteSettingsPath() : app.sitePath, problem);
+        if (!problem.empty()) {
+            Trace("COrvoRegistry::InitRegistry: %s\n", problem.c_str());
+            std::fprintf(stderr, "kvmon: %s\n", problem.c_str());
+        }
     }
 }
 
@@ -79,22 +92,27 @@ std::string COrvoRegistry::FullPath(std::string_view section) const {
     return path.append(section);
 }
 
+std::optional<SettingsValue> COrvoRegistry::Read(std::string_view section, std::string_view entry) const {
+    auto value = m_backend ? m_backend->Read(FullPath(section), entry) : std::nullopt;
+    if (!value && m_backend) {
+        if (auto text = m_site.Find(section, entry)) {
+            value = SettingsValue(std::move(*text));
+        }
+    }
+    return value;
+}
+
 std::uint32_t COrvoRegistry::GetProfileInt(std::string_view section, std::string_view entry,
                                            std::uint32_t nDefault) const {
     const auto value = m_backend ? m_backend->Read(FullPath(section), entry) : std::nullopt;
     if (!value) {
-        return nDefault;
+        const auto site = m_backend ? m_site.Find(section, entry) : std::nullopt;
+        return site ? NumberOf(*site, nDefault) : nDefault;
     }
     if (const auto* number = std::get_if<std::uint32_t>(&*value)) {
         return *number;
     }
-    if (!m_bUseIni) {
-        return nDefault;
-    }
-    const std::string& text = std::get<std::string>(*value);
-    std::uint32_t number = 0;
-    const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
-    return result.ec == std::errc() ? number : nDefault;
+    return m_bUseIni ? NumberOf(std::get<std::string>(*value), nDefault) : nDefault;
 }
 
 bool COrvoRegistry::WriteProfileInt(std::string_view section, std::string_view entry, std::uint32_t nValue) {
@@ -104,7 +122,7 @@ bool COrvoRegistry::WriteProfileInt(std::string_view section, std::string_view e
 
 std::string COrvoRegistry::GetProfileString(std::string_view section, std::string_view entry,
                                             std::string_view defaultText) const {
-    const auto value = m_backend ? m_backend->Read(FullPath(section), entry) : std::nullopt;
+    const auto value = Read(section, entry);
     const auto* text = value ? std::get_if<std::string>(&*value) : nullptr;
     return text != nullptr ? Utf16Left(*text, kMaxText) : std::string(defaultText);
 }
@@ -115,7 +133,7 @@ bool COrvoRegistry::WriteProfileString(std::string_view section, std::string_vie
 }
 
 std::string COrvoRegistry::ReadBinaryText(std::string_view section, std::string_view entry) const {
-    const auto value = m_backend ? m_backend->Read(FullPath(section), entry) : std::nullopt;
+    const auto value = Read(section, entry);
     const auto* text = value ? std::get_if<std::string>(&*value) : nullptr;
     return text != nullptr ? *text : std::string();
 }

@@ -4,11 +4,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "persist/settings_tree.h"
+#include "persist/site_settings.h"
 #include "platform/clock.h"
 
 namespace kvmon {
@@ -21,6 +24,7 @@ struct RegistryApp {
     std::string product = "kvmon";
     std::string databasePath;  // registry form; empty: settings.db in the data folder
     std::string iniPath;       // ini form
+    std::string sitePath;      // registry form; empty: SiteSettingsPath()
 };
 
 // All settings of the client, of each channel and each server. A section is a path with "\\" between its
@@ -31,6 +35,8 @@ struct RegistryApp {
 // file at once, together what comes together: no call waits for the disk or for another program's lock. What
 // cannot be written is tried again, and told in one line of the trace and of standard error. In the ini form
 // each call reads and writes the file.
+//
+// In the database form a value that the user has not set is the site's, if the site's file has it.
 //
 // A change is on the disk whole or not at all, whatever happens meanwhile. Each program writes only what it
 // changed, so that two on one file do not lose each other's values; what another changed shows at the next
@@ -86,11 +92,13 @@ public:
 
 private:
     std::string FullPath(std::string_view section) const;
+    std::optional<SettingsValue> Read(std::string_view section, std::string_view entry) const;
     std::string ReadBinaryText(std::string_view section, std::string_view entry) const;
 
     std::string m_strRegRoot;
     bool m_bUseIni = false;
     std::unique_ptr<SettingsBackend> m_backend;
+    SiteSettings m_site;
 };
 
 // The program's one tree.

@@ -113,7 +113,11 @@ std::string GetModuleFileFolder() {
 }
 
 std::string GetSharedFolder() {
-    return GetModuleFileFolder() + "/" KV_DATA_FROM_PROGRAM;
+    // A helper asks from another folder than the program.
+    const std::string fromProgram = GetModuleFileFolder() + "/" KV_DATA_FROM_PROGRAM;
+    std::error_code error;
+    return std::filesystem::exists(fromProgram, error) ? fromProgram
+                                                       : GetModuleFileFolder() + "/" KV_DATA_FROM_HELPERS;
 }
 
 std::string GetHelperPath(std::string_view name) {

@@ -1,14 +1,18 @@
 // The program as a process: how it starts and, whatever the network does, how it ends.
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <netinet/in.h>
 #include <spawn.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <QtGui/QImage>
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -99,6 +103,94 @@ TEST_F(Program, WrongOptionsEndWithStatusTwo) {
     Start({"--password=hunter2"});
     EXPECT_EQ(WaitForEnd(kEndLimit), 2);
     EXPECT_THAT(ReadFile(folder.File("out")), Not(HasSubstr("hunter2")));
+}
+
+TEST_F(Program, AMistypedOptionIsToldWithTheOneThatWasMeant) {
+    Start({"--pasword-file=hunter2"});
+    EXPECT_EQ(WaitForEnd(kEndLimit), 2);
+    EXPECT_EQ(
+        ReadFile(folder.File("out")),
+        "kvmon: unknown option --pasword-file; did you mean --password-file? (--help lists the options)\n");
+}
+
+TEST_F(Program, AConnectionIsCheckedWithoutAWindow) {
+    platform = "no such platform";
+    FakeRecorder recorder("North", 3);
+    const std::string port = std::to_string(recorder.Port());
+    Start({"--check-connection", "--server", "127.0.0.1", "--port", port, "--auth", kAuth});
+    EXPECT_EQ(WaitForEnd(kEndLimit), 0);
+    recorder.RefuseLogins(true);
+    Start({"--check-connection", "--server", "127.0.0.1", "--port", port, "--auth", kAuth});
+    EXPECT_EQ(WaitForEnd(kEndLimit), 1);
+    EXPECT_THAT(ReadFile(folder.File("out")), HasSubstr("password"));
+}
+
+TEST_F(Program, BeginsWithTheSitesSettingsWhereTheUserHasNone) {
+    FakeRecorder sites("Site", 1);
+    FakeRecorder users("User", 1);
+    std::ofstream(folder.File("site.ini"))
+        << "[Desktop]\nServerIP=127.0.0.1\nServerPort=" << sites.Port() << "\n";
+    ::setenv("KVMON_SITE_SETTINGS", folder.File("site.ini").c_str(), 1);
+    Start({"--auth", kAuth, "--auto-start"});
+    EXPECT_TRUE(kvtest::WaitUntil([&] { return !sites.RequestLines("GET").empty(); }));
+    EXPECT_EQ(Terminate(), 0);
+    {
+        COrvoRegistry registry;
+        OpenSettings(registry);
+        registry.WriteProfileInt("Desktop", "ServerPort", users.Port());
+    }
+    Start({"--auth", kAuth, "--auto-start"});
+    EXPECT_TRUE(kvtest::WaitUntil([&] { return !users.RequestLines("GET").empty(); }));
+    EXPECT_EQ(Terminate(), 0);
+    ::unsetenv("KVMON_SITE_SETTINGS");
+}
+
+TEST_F(Program, AsAServiceItServesTheSocketAndTokenItIsHandedAndTellsNobodyTheToken) {
+    sockaddr_in place{};
+    place.sin_family = AF_INET;
+    place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof(place);
+    const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+    ASSERT_EQ(::bind(listener, reinterpret_cast<sockaddr*>(&place), length), 0);
+    ASSERT_EQ(::listen(listener, 8), 0);
+    ASSERT_EQ(::getsockname(listener, reinterpret_cast<sockaddr*>(&place), &length), 0);
+    sockaddr_un manager{};
+    manager.sun_family = AF_UNIX;
+    std::strncpy(manager.sun_path, folder.File("notify").c_str(), sizeof(manager.sun_path) - 1);
+    const int states = ::socket(AF_UNIX, SOCK_DGRAM, 0);
+    ASSERT_EQ(::bind(states, reinterpret_cast<sockaddr*>(&manager), sizeof(manager)), 0);
+    std::ofstream(folder.File("kvmon.token")) << "0123456789abcdef\n";
+
+    pid = kvtest::ForkAlone();
+    if (pid == 0) {
+        const int out = ::open(folder.File("out").c_str(), O_WRONLY | O_CREAT, 0600);
+        ::dup2(out, 1);
+        ::dup2(out, 2);
+        ::dup2(listener, 3);
+        ::setenv("LISTEN_FDS", "1", 1);
+        ::setenv("LISTEN_PID", std::to_string(::getpid()).c_str(), 1);
+        ::setenv("NOTIFY_SOCKET", manager.sun_path, 1);
+        ::setenv("CREDENTIALS_DIRECTORY", folder.Path().c_str(), 1);
+        ::execl(KVMON_PROGRAM, KVMON_PROGRAM, "--serve", "127.0.0.1:1", nullptr);
+        ::_exit(127);
+    }
+    ::close(listener);
+    char state[64] = {};
+    EXPECT_GT(::recv(states, state, sizeof(state) - 1, 0), 0);
+    EXPECT_STREQ(state, "READY=1");
+    const std::string origin = "127.0.0.1:" + std::to_string(ntohs(place.sin_port));
+    const int client = ::socket(AF_INET, SOCK_STREAM, 0);
+    ASSERT_EQ(::connect(client, reinterpret_cast<sockaddr*>(&place), length), 0);
+    const std::string request =
+        "GET /control?token=0123456789abcdef HTTP/1.1\r\nHost: " + origin + "\r\n\r\n";
+    EXPECT_EQ(::send(client, request.data(), request.size(), 0), static_cast<ssize_t>(request.size()));
+    char answer[64] = {};
+    EXPECT_GT(::recv(client, answer, sizeof(answer) - 1, 0), 0);
+    EXPECT_THAT(answer, testing::StartsWith("HTTP/1.1 426")) << "the token is right";
+    ::close(client);
+    EXPECT_EQ(Terminate(), 0);
+    EXPECT_EQ(ReadFile(folder.File("out")).substr(0, 200), "kvmon: open http://" + origin + "/\n");
+    ::close(states);
 }
 
 TEST_F(Program, EndsInOrderWhileARecorderIsSilent) {

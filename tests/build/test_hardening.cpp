@@ -77,5 +77,5 @@ TEST(Hardening, AddressesOfLibrariesAreBoundAtTheStartAndReadOnly) {
         ASSERT_TRUE(program.Segment(PT_GNU_STACK, segment)) << path;
         EXPECT_EQ(segment.p_flags & PF_X, 0u) << path;
     }
-    EXPECT_EQ(count, 3);
+    EXPECT_EQ(count, 4);
 }

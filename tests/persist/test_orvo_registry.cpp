@@ -56,6 +56,31 @@ TEST_P(RegistryTest, ValuesOutliveTheObject) {
     EXPECT_EQ(other.GetProfileString("View", "Missing", "d"), "d");
 }
 
+TEST(SiteSettings, StandUnderTheUsersOwnAndHoldForEachSectionWhenTheySaySo) {
+    const kvtest::TempFolder folder;
+    std::ofstream(folder.File("site.ini"))
+        << "; of all\n[main]\nLook=2\n[*]\nEnableAudio=1\nNoNumber=x\n[a]\nEnableAudio=0\n";
+    RegistryApp app;
+    app.databasePath = folder.File("settings.db");
+    app.sitePath = folder.File("site.ini");
+    COrvoRegistry registry;
+    registry.InitRegistry(false, app);
+    EXPECT_EQ(registry.GetProfileInt("", "look", 0), 2u);
+    EXPECT_EQ(registry.GetProfileInt("127.0.0.1:80", "EnableAudio", 7), 1u);
+    EXPECT_EQ(registry.GetProfileInt("a", "EnableAudio", 7), 0u);
+    EXPECT_EQ(registry.GetProfileInt("a", "NoNumber", 7), 7u);
+    EXPECT_EQ(registry.GetProfileString("a", "NoNumber", ""), "x");
+    registry.WriteProfileInt("", "Look", 3);
+    EXPECT_EQ(registry.GetProfileInt("", "Look", 0), 3u);
+    registry.DeleteSection("a");
+    EXPECT_EQ(registry.GetProfileInt("a", "EnableAudio", 7), 0u)
+        << "what the user takes back is the site's again";
+
+    std::string problem;
+    SiteSettings::Load("/dev/zero", problem);
+    EXPECT_NE(problem.find("/dev/zero cannot be read"), std::string::npos);
+}
+
 TEST_P(RegistryTest, BinaryComesBackAsFarAsItIsSound) {
     const std::uint8_t bytes[] = {0, 1, 0xAB, 0xFF};
     ASSERT_TRUE(registry.WriteProfileBinary("s", "b", bytes));

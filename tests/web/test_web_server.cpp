@@ -131,6 +131,53 @@ std::string FirstWord(const std::string& path) {
 
 }  // namespace
 
+// As a manager of services hands it on, and what an administrator and programs read of those who come.
+TEST_F(WebServerTest, AHandedSocketIsServedAndSignInsAreToldWithoutAToken) {
+    const int listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof(address);
+    ASSERT_EQ(::bind(listener, reinterpret_cast<sockaddr*>(&address), length), 0);
+    ASSERT_EQ(::listen(listener, 8), 0);
+    ASSERT_EQ(::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length), 0);
+    m_port = ntohs(address.sin_port);
+    WebHostSettings settings;
+    settings.address = "192.0.2.1";
+    settings.listener = listener;
+    settings.token = "0123456789abcdef";
+    m_server = std::make_unique<WebServer>(settings, "/bin/true");
+    std::string problem;
+    ASSERT_TRUE(m_server->Listen(problem)) << problem;
+    EXPECT_EQ(m_server->Origin(), "http://127.0.0.1:" + std::to_string(m_port) + "/");
+    EXPECT_EQ(m_server->Url(), m_server->Origin() + "?token=0123456789abcdef");
+
+    testing::internal::CaptureStderr();
+    const Client guessing(m_port, "127.0.0.7");
+    guessing.Send("GET /control?token=0123456789abcdee HTTP/1.1\r\nHost: 127.0.0.1:" + Rest());
+    std::string got;
+    EXPECT_TRUE(Until([&] { return !(got = guessing.Read()).empty(); }));
+    EXPECT_THAT(got, StartsWith("HTTP/1.1 403"));
+    const Client page = OpenSession();
+    EXPECT_TRUE(Until([&] { return page.IsClosed(); })) << "the program that is no session has ended";
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "kvmon: sign-in refused from 127.0.0.7 of a page\nkvmon: sign-in accepted from 127.0.0.1 of a "
+              "page\n");
+}
+
+TEST(SignInLog, AFloodIsToldInASum) {
+    std::vector<std::string> lines;
+    SignInLog log([&](const kvhost::Line& line) { lines.push_back(line.text); });
+    const SignInLog::Clock::time_point begin{std::chrono::hours(1)};
+    for (int i = 0; i < 1000; ++i) {
+        log.Tell(false, "192.0.2.7", begin);
+    }
+    EXPECT_EQ(lines.size(), SignInLog::kMostAMinute);
+    log.Tell(false, "192.0.2.8", begin + std::chrono::minutes(1));
+    ASSERT_EQ(lines.size(), SignInLog::kMostAMinute + 2);
+    EXPECT_EQ(lines[SignInLog::kMostAMinute], "940 further sign-ins were not told");
+}
+
 TEST_F(WebServerTest, TheOldestIdleConnectionOfWhoHasTheMostMakesRoom) {
     Start();
     // Somebody is in the middle of a request when others take all the places, from many addresses at last.

@@ -74,6 +74,15 @@ std::uint16_t PortOf(int fd) {
                                                : reinterpret_cast<sockaddr_in&>(address).sin_port);
 }
 
+// "" for what is none.
+std::string NumericAddress(const sockaddr_storage& address) {
+    char text[NI_MAXHOST] = {};
+    const socklen_t length = address.ss_family == AF_INET6 ? sizeof(sockaddr_in6) : sizeof(sockaddr_in);
+    ::getnameinfo(reinterpret_cast<const sockaddr*>(&address), length, text, sizeof(text), nullptr, 0,
+                  NI_NUMERICHOST);
+    return text;
+}
+
 // Whose places it takes: an address, of IPv6 the network, of which a machine has as many addresses as it
 // likes.
 std::string PlaceOf(const sockaddr_storage& peer) {
@@ -126,8 +135,7 @@ pid_t Spawn(const std::string& program, int pageSocket, int orderSocket) {
     posix_spawn_file_actions_adddup2(&actions, page.Get(), kSessionPageFd);
     posix_spawn_file_actions_adddup2(&actions, order.Get(), kSessionOrderFd);
     std::string name = program;
-    std::string option = kSessionOption;
-    char* const argv[] = {name.data(), option.data(), nullptr};
+    char* const argv[] = {name.data(), nullptr};
     pid_t pid = -1;
     const int error = ::posix_spawn(&pid, program.c_str(), &actions, nullptr, argv, environ);
     posix_spawn_file_actions_destroy(&actions);
@@ -139,6 +147,7 @@ pid_t Spawn(const std::string& program, int pageSocket, int orderSocket) {
 struct WebServer::Connection {
     int fd = -1;
     std::string place;  // whose it is
+    std::string peer;   // its address, as text
     std::string in;
     std::string out;
     QDeadlineTimer deadline{kRequestMs};
@@ -189,7 +198,7 @@ WebServer::~WebServer() {
     }
 }
 
-bool WebServer::Listen(std::string& problem) {
+int WebServer::Open(std::string& problem) {
     addrinfo hints{};
     hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV | AI_PASSIVE;
     hints.ai_socktype = SOCK_STREAM;
@@ -197,7 +206,7 @@ bool WebServer::Listen(std::string& problem) {
     const std::string port = std::to_string(m_settings.port);
     if (::getaddrinfo(m_settings.address.c_str(), port.c_str(), &hints, &list.first) != 0) {
         problem = m_settings.address + " is no address";
-        return false;
+        return -1;
     }
     const int fd = ::socket(list.first->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     const int on = 1;
@@ -208,6 +217,22 @@ bool WebServer::Listen(std::string& problem) {
         if (fd >= 0) {
             ::close(fd);
         }
+        return -1;
+    }
+    return fd;
+}
+
+bool WebServer::Listen(std::string& problem) {
+    if (m_settings.listener) {
+        // Its owner has chosen where, and pages name that place.
+        sockaddr_storage place{};
+        socklen_t length = sizeof(place);
+        ::getsockname(*m_settings.listener, reinterpret_cast<sockaddr*>(&place), &length);
+        m_settings.address = NumericAddress(place);
+        ::fcntl(*m_settings.listener, F_SETFL, O_NONBLOCK);
+    }
+    const int fd = m_settings.listener ? *m_settings.listener : Open(problem);
+    if (fd < 0) {
         return false;
     }
     m_listener = fd;
@@ -221,6 +246,10 @@ bool WebServer::Listen(std::string& problem) {
 
 std::string WebServer::Url() const {
     return m_access->OwnOrigin() + "/?token=" + m_access->Token();
+}
+
+std::string WebServer::Origin() const {
+    return m_access->OwnOrigin() + "/";
 }
 
 void WebServer::OnAccept() {
@@ -241,6 +270,7 @@ void WebServer::OnAccept() {
     Connection& connection = *m_connections.back();
     connection.fd = fd;
     connection.place = place;
+    connection.peer = NumericAddress(peer);
     connection.readable = std::make_unique<QSocketNotifier>(fd, QSocketNotifier::Read);
     connection.writable = std::make_unique<QSocketNotifier>(fd, QSocketNotifier::Write);
     connection.writable->setEnabled(false);
@@ -353,6 +383,7 @@ void WebServer::Handle(Connection& connection, const HttpRequest& request) {
         return;
     }
     if (!m_access->MayHavePage(request)) {
+        m_signIns.Tell(false, connection.peer);
         Answer(connection, 403, "text/plain", {});
         return;
     }
@@ -405,6 +436,7 @@ void WebServer::OnWritable(Connection& connection) {
 
 void WebServer::StartSession(Connection& connection, const HttpRequest& request) {
     if (!m_access->MayHaveSession(request)) {
+        m_signIns.Tell(false, connection.peer);
         Answer(connection, 403, "text/plain", {});
         return;
     }
@@ -445,6 +477,7 @@ void WebServer::StartSession(Connection& connection, const HttpRequest& request)
         m_tick.start(0);  // its exit is told a moment after its descriptors are closed
     });
     m_sessions.push_back(std::move(session));
+    m_signIns.Tell(true, connection.peer);
     Drop(connection);  // the process has the socket
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "web/host/sign_in_log.h"
 #include "web/host/web_access.h"
 #include "web/host/web_settings.h"
 
@@ -26,7 +27,7 @@ public:
     // How many of kMaxConnections so many open files carry.
     static std::size_t PlacesFor(std::size_t fileLimit);
 
-    // `program` is started for a session, with the option of RunWebSession.
+    // `program` is started for a session: see kSessionProgram.
     WebServer(WebHostSettings settings, std::string program);
     ~WebServer() override;
 
@@ -34,6 +35,8 @@ public:
     bool Listen(std::string& problem);
     // The address to open, with the token.
     std::string Url() const;
+    // The same without the token: for what others read.
+    std::string Origin() const;
     // Tells all sessions to end. True when all have, false after the time.
     bool EndSessions(int milliseconds);
 
@@ -41,6 +44,8 @@ private:
     struct Connection;
     struct Session;
 
+    // The listening socket; -1 with the reason in `problem`.
+    int Open(std::string& problem);
     void OnAccept();
     void RestFromAccepting(int error);
     std::size_t PlacesOfOne() const { return (m_maxConnections + 1) / 2; }
@@ -62,6 +67,7 @@ private:
     const std::string m_program;
     const std::size_t m_maxConnections;
     std::unique_ptr<WebAccess> m_access;
+    SignInLog m_signIns{[](const kvhost::Line& line) { kvhost::Journal("kvmon").Tell(line); }};
     int m_listener = -1;
     std::unique_ptr<QSocketNotifier> m_acceptable;
     bool m_bAcceptFailed = false;                            // and was told

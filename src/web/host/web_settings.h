@@ -26,6 +26,7 @@ struct WebHostSettings {
     std::uint16_t port = 0;            // 0: the system chooses
     std::vector<std::string> origins;  // of pages elsewhere that may embed the control
     std::string token;                 // empty: a new one at each start
+    std::optional<int> listener;       // a socket that listens already, in place of address and port
     std::size_t fileLimit = 1024;      // how many files the process may have open
     std::string helpFolder;            // of the pages below /help/; empty: there are none
     SessionDefaults session;
@@ -34,9 +35,10 @@ struct WebHostSettings {
 // "ADDRESS:PORT", ":PORT" or "PORT", with an IPv6 address in brackets. False for anything else.
 bool ParseServeAddress(const std::string& text, std::string& address, std::uint16_t& port);
 
-// How the host starts a session's process: with this option alone, the page's socket and the socket that the
-// order comes from in these places. The order's socket stays open; when the host closes it the session ends.
-inline constexpr const char* kSessionOption = "--web-session";
+// How the host starts a session's process: this program without an argument, the page's socket and the socket
+// that the order comes from in these places. The order's socket stays open; when the host closes it the
+// session ends.
+inline constexpr const char* kSessionProgram = "kvmon-session";
 inline constexpr int kSessionPageFd = 3;
 inline constexpr int kSessionOrderFd = 4;
 

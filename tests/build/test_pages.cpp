@@ -1,0 +1,93 @@
+// Manual pages and completions tell what the programs themselves tell.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <set>
+#include <string>
+
+namespace {
+
+struct Said {
+    int status = -1;
+    std::string text;
+};
+
+Said Run(const std::string& command) {
+    Said said;
+    std::FILE* const pipe = ::popen((command + " 2>&1 </dev/null").c_str(), "r");
+    char bytes[4096];
+    for (std::size_t count = 0; (count = std::fread(bytes, 1, sizeof(bytes), pipe)) > 0;) {
+        said.text.append(bytes, count);
+    }
+    said.status = ::pclose(pipe);
+    return said;
+}
+
+std::string Content(const std::string& name) {
+    std::ifstream file(std::string(KV_PAGES "/") + name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// The options that the program's own help begins a line with.
+std::set<std::string> OptionsOf(const std::string& program) {
+    const std::string help = Run(KV_PROGRAM_FOLDER "/" + program + " --help").text;
+    const std::regex option("\\n  (?:-[a-z],)?(--[a-z-]+)");
+    std::set<std::string> names;
+    for (std::sregex_iterator found(help.begin(), help.end(), option), end; found != end; ++found) {
+        names.insert((*found)[1]);
+    }
+    return names;
+}
+
+bool Has(const std::string& program) {
+    return Run("command -v " + program).status == 0;
+}
+
+}  // namespace
+
+TEST(Pages, EachOptionIsInTheManualAndCompletedByEachShell) {
+    for (const std::string program : {"kvmon", "kvrecorder"}) {
+        const std::string page = Content(program + ".1");
+        const std::string zsh = Content("_" + program);
+        const std::string fish = Content(program + ".fish");
+        const std::set<std::string> options = OptionsOf(program);
+        EXPECT_GT(options.size(), 15u) << program;
+        for (const std::string& option : options) {
+            const std::string escaped = std::regex_replace(option, std::regex("-"), "\\-");
+            EXPECT_NE(page.find("\n\\fB" + escaped + "\\fR"), std::string::npos) << program << ' ' << option;
+            EXPECT_TRUE(std::regex_search(zsh, std::regex("'\\*?" + option + "[=\\[]")))
+                << program << ' ' << option;
+            EXPECT_NE(fish.find(" -l " + option.substr(2) + " "), std::string::npos)
+                << program << ' ' << option;
+            // By the shell itself, as its user has it.
+            const std::string word = option.substr(0, option.size() - 1);
+            const Said bash =
+                Run("bash -c 'source " KV_PAGES "/" + program + ".bash; _" + program + " " + program + " \"" +
+                    word + "\" " + program + "; printf \"%s\\n\" \"${COMPREPLY[@]}\"'");
+            EXPECT_NE(("\n" + bash.text).find("\n" + option + "\n"), std::string::npos)
+                << program << ' ' << option << ": " << bash.text;
+        }
+    }
+    const Said looks =
+        Run("bash -c 'source " KV_PAGES "/kvmon.bash; _kvmon kvmon d --look; echo \"${COMPREPLY[@]}\"'");
+    EXPECT_EQ(looks.text, "desktop dark\n");
+}
+
+TEST(Pages, TheReaderOfManualsHasNothingToSay) {
+    if (!Has("man")) {
+        GTEST_SKIP() << "there is no man";
+    }
+    for (const std::string page :
+         {"kvmon.1", "kvrecorder.1", "kvmon-settings.5", "kvrecorder.toml.5", "kvviews.5"}) {
+        const Said said =
+            Run("(LC_ALL=C.UTF-8 MANWIDTH=80 man --warnings -E UTF-8 -l -Tutf8 -Z " KV_PAGES "/" + page +
+                " >/dev/null)");
+        EXPECT_EQ(said.status, 0) << page;
+        EXPECT_EQ(said.text, "") << page;
+    }
+}
