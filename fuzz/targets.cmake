@@ -1,5 +1,5 @@
-# The targets, each fuzz_NAME of fuzz/NAME.cpp, and what of the system they stand on. Also for the test that
-# replays their inputs.
+# The targets, each fuzz_NAME of fuzz/NAME.cpp, and what of the system they stand on. Each is compiled once, with a
+# name of its own for its entries, for the fuzzer and for the test that replays the kept inputs.
 function(kv_fuzz_target name)
   set(KV_FUZZ_TARGETS ${KV_FUZZ_TARGETS} ${name} PARENT_SCOPE)
   set(KV_FUZZ_DEPS_${name} ${ARGN} PARENT_SCOPE)
@@ -35,3 +35,13 @@ kv_fuzz_target(view_file kvconsole-views)
 kv_fuzz_target(web_messages kvweb)
 kv_fuzz_target(xml_document kvserver-documents)
 
+foreach(name ${KV_FUZZ_TARGETS})
+  if(TARGET fuzz_${name}_code)
+    continue()
+  endif()
+  add_library(fuzz_${name}_code OBJECT EXCLUDE_FROM_ALL ${CMAKE_SOURCE_DIR}/fuzz/${name}.cpp)
+  target_link_libraries(fuzz_${name}_code PUBLIC ${KV_FUZZ_DEPS_${name}})
+  target_compile_definitions(fuzz_${name}_code PRIVATE
+    LLVMFuzzerTestOneInput=KvFuzz_${name} LLVMFuzzerInitialize=KvFuzzInitialize_${name})
+  kv_use_pch(fuzz_${name}_code)
+endforeach()

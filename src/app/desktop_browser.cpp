@@ -1,5 +1,6 @@
 #include "app/desktop_browser.h"
 
+#include <QtCore/QFileInfo>
 #include <QtCore/QTimer>
 #include <QtGui/QDesktopServices>
 #include <QtWidgets/QWidget>
@@ -7,6 +8,7 @@
 
 #include "app/display_walls.h"
 #include "console/site/web_page.h"
+#include "persist/help_pages.h"
 #include "platform/outside_text.h"
 
 namespace kvmon {
@@ -23,7 +25,7 @@ public:
     bool IsWindow() const override { return true; }
     void HideBars() override {}
     void Navigate(const std::string& url) override { m_url = url; }
-    void Show() override { m_browser.OpenPage(m_url); }
+    void Show() override { m_browser.OpenHelp(m_url); }
 
 private:
     DesktopBrowser& m_browser;
@@ -172,6 +174,26 @@ void DesktopBrowser::OpenPage(const std::string& url) {
 
 std::unique_ptr<BrowserWindow> DesktopBrowser::CreateBrowserWindow() {
     return std::make_unique<SystemBrowserWindow>(*this);
+}
+
+std::string DesktopBrowser::OwnHelp(const std::string& suffix) const {
+    const auto page = FindHelpFile(HelpFolder(), suffix + "/help.html");
+    return page
+               ? QUrl::fromLocalFile(QString::fromStdString(*page)).toString(QUrl::FullyEncoded).toStdString()
+               : std::string();
+}
+
+void DesktopBrowser::OpenHelp(const std::string& url) {
+    const QUrl page(QString::fromStdString(url), QUrl::StrictMode);
+    // Whatever way the address takes.
+    const QString file = QFileInfo(page.toLocalFile()).canonicalFilePath();
+    const bool bOwn = page.isLocalFile() && page.host().isEmpty() && !HelpFolder().empty() &&
+                      file.startsWith(QString::fromStdString(HelpFolder()) + QLatin1Char('/'));
+    if (bOwn) {
+        m_open(page);
+    } else {
+        OpenPage(url);
+    }
 }
 
 }  // namespace kvmon

@@ -56,6 +56,9 @@ public:
     // Opens web pages alone.
     void OpenPage(const std::string& url) override;
     std::unique_ptr<BrowserWindow> CreateBrowserWindow() override;
+    std::string OwnHelp(const std::string& suffix) const override;
+    // Opens a page of the program's own help, too, which is a file.
+    void OpenHelp(const std::string& url);
 
 private:
     struct Dress {

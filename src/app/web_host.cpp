@@ -13,6 +13,7 @@
 #include "host/exit_status.h"
 #include "host/journal.h"
 #include "host/service_manager.h"
+#include "persist/help_pages.h"
 #include "persist/utilities.h"
 #include "platform/diagnostics.h"
 #include "platform/file_limit.h"
@@ -35,6 +36,7 @@ WebHostSettings SettingsOf(const AppOptions& options) {
                         options.serverName, options.language, options.helpPath, options.dataDir};
     settings.listener = kvhost::TakeListeningSocket();
     settings.fileLimit = RaiseFileLimit();
+    settings.helpFolder = HelpFolder();
     return settings;
 }
 

@@ -8,7 +8,6 @@
 #include "console/ports/desk.h"
 #include "console/ports/panel_buttons.h"
 #include "console/settings/multi_server_list.h"
-#include "console/site/web_page.h"
 #include "console/wall/live_count.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
@@ -152,7 +151,7 @@ void ConsoleParts::Refresh() {
 }
 
 void ConsoleParts::OpenHelp(int topic) {
-    if (IsWebPage(HelpAddress(helpUrl, topic))) {
+    if (!help.Address(helpUrl, topic).empty()) {
         desk.MakeRoom();
         help.Open(helpUrl, topic);
     }

@@ -106,10 +106,11 @@ void OpenViewOrPreset(Parts& parts, int id) {
 
 void OpenMenu(Parts& parts, int) {
     const bool bInSession = parts.binding.IsInitialised() && parts.session.IsLoggedIn();
-    OpenMainMenu({parts.view.GetDisplayCount(), bInSession, parts.site.CanQuit(), parts.site.HasDesktop(),
-                  bInSession && parts.admin.IsOffered(), parts.events.Events().UnreadCount(),
-                  parts.site.HasWalls(), parts.site.AreWallsOn()},
-                 parts.views, parts.spots, parts.commands);
+    OpenMainMenu(
+        {parts.view.GetDisplayCount(), bInSession, parts.site.CanQuit(), parts.site.HasDesktop(),
+         bInSession && parts.admin.IsOffered(), parts.events.Events().UnreadCount(), parts.site.HasWalls(),
+         parts.site.AreWallsOn(), !parts.help.Address(parts.helpUrl, 0).empty()},
+        parts.views, parts.spots, parts.commands);
 }
 
 // A page is its browser's to close: there the key leaves the session.

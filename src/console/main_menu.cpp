@@ -19,6 +19,7 @@ namespace kvmon {
 namespace {
 
 constexpr std::uint32_t kStrLogOut = 4003;
+constexpr std::uint32_t kStrHelp = 6207;
 constexpr std::uint32_t kStrQuit = 7200;
 constexpr std::uint32_t kStrGallery = 7411;
 constexpr std::uint32_t kStrWalls = 7657;
@@ -62,6 +63,9 @@ void OpenMainMenu(const MainMenuState& state, const ViewSwitch& views, const Men
         menu->AppendMenu(0, kCmdCameras, LoadString(kCmdCameras));
     }
     menu->AppendMenu(MF_SEPARATOR, 0, {});
+    if (state.bHasHelp) {
+        menu->AppendMenu(0, kCtlHelp, WithKey(kStrHelp, kCtlHelp));
+    }
     menu->AppendMenu(0, kCtlLogout, WithKey(kStrLogOut, kCtlLogout));
     if (state.bMayQuit) {
         menu->AppendMenu(0, kKeyQuit, WithKey(kStrQuit, kKeyQuit));

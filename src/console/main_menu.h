@@ -18,6 +18,7 @@ struct MainMenuState {
     std::size_t unreadEvents = 0;
     bool bHasWalls = false;  // there may be walls on further displays
     bool bWallsOn = false;   // on all of them
+    bool bHasHelp = false;
 };
 
 // Command kCtlMainMenu.

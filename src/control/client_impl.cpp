@@ -310,6 +310,10 @@ std::unique_ptr<BrowserWindow> CTR450ClientImpl::CreateBrowserWindow() {
     return m_pClientSite != nullptr ? m_pClientSite->CreateBrowserWindow() : nullptr;
 }
 
+std::string CTR450ClientImpl::OwnHelp() const {
+    return m_pClientSite != nullptr ? m_pClientSite->OwnHelp(HelpSuffix(m_language)) : std::string();
+}
+
 void CTR450ClientImpl::OpenPage(const std::string& url) {
     if (m_pClientSite != nullptr) {
         m_pClientSite->OpenPage(url);

@@ -125,6 +125,7 @@ public:
     void NotifyGotoServer(int n, const std::string& text) override;
     void ShowBrowserToolbar(bool bShow) override;
     std::unique_ptr<BrowserWindow> CreateBrowserWindow() override;
+    std::string OwnHelp() const override;
     void OpenPage(const std::string& url) override;
 
 private:

@@ -72,6 +72,9 @@ public:
     virtual void OpenPage(const std::string& /*url*/) {}
     // Null where there is none.
     virtual std::unique_ptr<BrowserWindow> CreateBrowserWindow() { return nullptr; }
+    // The address of the program's own help, whose folder has the language's suffix; empty where there is
+    // none.
+    virtual std::string OwnHelp(const std::string& /*suffix*/) const { return {}; }
 };
 
 // How large the browser's window is made for a control of this size, whose client area begins at `client` of

@@ -99,3 +99,23 @@ TEST_F(DesktopBrowserTest, TitlesAreTextAndPagesAreOfTheWeb) {
     EXPECT_TRUE(help->IsWindow());
     EXPECT_THAT(opened, ElementsAre("http://10.0.0.3:80/?a=b", "http://h/a"));
 }
+
+TEST_F(DesktopBrowserTest, ItsOwnHelpIsTheOnlyFileThatItOpens) {
+    const std::string german = browser.OwnHelp("ger");
+    ASSERT_THAT(german, testing::EndsWith("/help/ger/help.html"));
+    EXPECT_THAT(browser.OwnHelp("jpn"), testing::EndsWith("/help/eng/help.html"));
+    EXPECT_EQ(browser.OwnHelp("../ger"), "");
+    const auto help = browser.CreateBrowserWindow();
+    const std::string folder = german.substr(0, german.size() - std::string("ger/help.html").size());
+    for (const std::string& url :
+         {german + "#monitor", std::string("file:///etc/passwd"), folder + "../kvmon",
+          folder + "%2e%2e/kvmon", "file://other" + german.substr(7), german.substr(7)}) {
+        help->Navigate(url);
+        help->Show();
+    }
+    EXPECT_THAT(opened, ElementsAre(german + "#monitor"));
+    // As an installed program finds it, from its own folder.
+    help->Navigate(folder + "../help/ger/help.html#keys");
+    help->Show();
+    EXPECT_EQ(opened.size(), 2u);
+}

@@ -7,14 +7,18 @@
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QDialog>
 #include <QtWidgets/QDialogButtonBox>
+#include <QtWidgets/QMenu>
 #include <QtWidgets/QMessageBox>
 #include <QtWidgets/QPushButton>
+#include <algorithm>
 #include <sstream>
 
 #include "app/app_options.h"
 #include "app/desktop_window.h"
 #include "console/console_parts.h"
 #include "console/main_dlg.h"
+#include "console/panel/console_controls.h"
+#include "page_catcher.h"
 #include "persist/orvo_registry.h"
 #include "persist/string_table.h"
 #include "persist/utilities.h"
@@ -24,6 +28,7 @@
 #include "support/file_holder.h"
 #include "support/qt_pump.h"
 #include "support/qt_ui_watchdog.h"
+#include "support/qt_user_input.h"
 #include "support/temp_folder.h"
 
 using namespace kvmon;
@@ -34,6 +39,7 @@ namespace {
 constexpr int kGerman = 0x0407;
 constexpr int kItalian = 0x0410;
 constexpr std::uint32_t kTextLogout = 4003;
+constexpr std::uint32_t kTextHelp = 6207;
 
 class DesktopWindowTest : public testing::Test {
 protected:
@@ -83,6 +89,40 @@ protected:
 };
 
 }  // namespace
+
+// The key, and the menu's entry; the system's browser gets the page.
+TEST_F(DesktopWindowTest, HelpOpensInTheConsolesLanguage) {
+    const std::pair<const char*, const char*> kPages[] = {{"0", "/help/eng/help.html#monitor"},
+                                                          {"6", "/help/ger/help.html#monitor"},
+                                                          {"7", "/help/eng/help.html#monitor"}};
+    for (const auto& [language, page] : kPages) {
+        kvtest::PageCatcher caught;
+        Run({"--language", language}, [&](DesktopWindow& window) {
+            auto* const console =
+                dynamic_cast<CMainDlg*>(window.findChild<QWidget*>(QStringLiteral("console")));
+            ASSERT_NE(console, nullptr);
+            ASSERT_FALSE(console->GetButton(kCtlHelp)->isVisible());
+            kvtest::PressKey(*console, Qt::Key_F2);
+            ASSERT_TRUE(PumpUntil([&] { return !caught.urls.empty(); }));
+            EXPECT_THAT(caught.urls.back(), testing::EndsWith(page));
+            EXPECT_THAT(caught.urls.back(), testing::StartsWith("file:///"));
+            kvtest::PressKey(*console, Qt::Key_F10);
+            QMenu* menu = nullptr;
+            ASSERT_TRUE(PumpUntil([&] {
+                menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+                return menu != nullptr;
+            }));
+            const QList<QAction*> entries = menu->actions();
+            const auto entry = std::find_if(entries.begin(), entries.end(), [](const QAction* each) {
+                return each->text().toStdString() == LoadString(kTextHelp) + "\tF2";
+            });
+            ASSERT_NE(entry, entries.end());
+            kvtest::ClickAt(*menu, menu->actionGeometry(*entry).center());
+            ASSERT_TRUE(PumpUntil([&] { return caught.urls.size() == 2; }));
+            EXPECT_EQ(caught.urls[0], caught.urls[1]);
+        });
+    }
+}
 
 TEST_F(DesktopWindowTest, ALanguageOnceChosenStaysAndAnOptionHoldsForItsRun) {
     std::string german;

@@ -50,4 +50,5 @@ TEST(Install, ATreeThatWasMovedHasItsLanguagesHelpersAndMenuEntry) {
     EXPECT_NE(entry.find("\nExec=kvmon\nIcon=kvmon\n"), std::string::npos);
     EXPECT_TRUE(fs::exists(share / "icons/hicolor/scalable/apps/kvmon.svg"));
     EXPECT_TRUE(fs::exists(share / "icons/hicolor/48x48/apps/kvmon.png"));
+    EXPECT_TRUE(fs::exists(share / "kvmon/help/ger/help.html"));
 }

@@ -14,7 +14,7 @@ std::uint64_t Allocations() {
     return count;
 }
 
-void* AllocateOrNull(std::size_t size) noexcept {
+void* AllocateOrNull(std::size_t size, const void*) noexcept {
     ++count;
     return std::malloc(size != 0 ? size : 1);
 }

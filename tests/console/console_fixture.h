@@ -65,8 +65,9 @@ protected:
     std::vector<std::string> ShownNames() {
         std::vector<std::string> names;
         for (int n = 0; n < console->Parts().cells.GetCount(); ++n) {
-            if (!Cell(n).isHidden()) {
-                const auto camera = Cell(n).GetCamera();
+            const kvmon::CVideoWnd* const cell = console->Parts().cells.Get(n);
+            if (cell != nullptr && !cell->isHidden()) {
+                const auto camera = cell->GetCamera();
                 names.push_back(camera ? camera->GetCameraName() : "-");
             }
         }

@@ -31,7 +31,9 @@ struct Site final : kvtest::SilentSite {
         log.bWindow = true;
         return std::make_unique<FakeBrowser>(log);
     }
+    std::string OwnHelp() const override { return helpOfProgram; }
     Log log;
+    std::string helpOfProgram;
 };
 
 class HelpWindowTest : public kvtest::ConsoleTest {
@@ -71,6 +73,16 @@ TEST_F(HelpWindowTest, IsOneThatIsUsedAgain) {
     help.Close();
     help.Close();
     EXPECT_EQ(own.log.text, "quit ");
+}
+
+TEST_F(HelpWindowTest, IsTheProgramsOwnWhereNoneIsToldFromOutside) {
+    Registry().WriteProfileInt("Client", "SkipOnce", 1);
+    own.helpOfProgram = "file:///usr/share/help/eng/help.html";
+    EXPECT_EQ(Open("", 0), "new bars file:///usr/share/help/eng/help.html#monitor show ");
+    EXPECT_EQ(Open("http://h/x", 0), "http://h/x#monitor show ");
+    // What comes from outside does not turn into it.
+    EXPECT_EQ(Open("file:///usr/share/help/eng/help.html", 0), "");
+    EXPECT_EQ(Open("", 12), "");
 }
 
 TEST(HostPages, AddressesAreThoseOfWebPages) {

@@ -2,7 +2,7 @@
 // more device pixels nothing is blurred.
 //
 // KVMON_PICTURES=FOLDER also saves a picture of each window in each look there, in the language of the module
-// KVMON_PICTURE_LANGUAGE (say GER), at the scale QT_SCALE_FACTOR.
+// KVMON_PICTURE_LANGUAGE (say GER), at the scale QT_SCALE_FACTOR; and the signs of the cells, twice as large.
 #include <gmock/gmock.h>
 
 #include <QtCore/QBuffer>
@@ -117,6 +117,52 @@ private:
     SkinLook m_look = SkinLook::Dark;
 };
 
+const char* FileNameOf(CellIcon icon) {
+    switch (icon) {
+        case CellIcon::PtzOn:
+            return "steer";
+        case CellIcon::PtzOff:
+            return "no-steer";
+        case CellIcon::DigitalZoom:
+            return "zoom";
+        case CellIcon::SoundOn:
+            return "sound";
+        case CellIcon::SoundOff:
+            return "no-sound";
+        case CellIcon::Connected:
+            return "connected";
+        case CellIcon::NotConnected:
+            return "not-connected";
+        case CellIcon::Recording:
+            return "recording";
+        case CellIcon::ManualRecording:
+            return "manual";
+        case CellIcon::Event:
+            return "event";
+        case CellIcon::Motion:
+            return "motion";
+        case CellIcon::SignalLoss:
+            return "loss";
+        case CellIcon::Input:
+            return "input";
+        case CellIcon::Alarm:
+            return "alarm";
+    }
+    return "";
+}
+
+void SaveSign(CellIcon icon, const StripColours& strip, const QString& folder) {
+    QImage image(60, 2 * kIconHeight, QImage::Format_RGB32);
+    image.fill(strip.ground);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.scale(2, 2);
+    DrawCellIcon(painter, icon, QRectF(0, 0, 30, kIconHeight), strip);
+    painter.end();
+    image.convertedTo(QImage::Format_Indexed8)
+        .save(QStringLiteral("%1/sign-%2.png").arg(folder, FileNameOf(icon)));
+}
+
 // A button's sign on its face, and its edge on what it stands on.
 void ExpectButtonSeen(int id, QSize size, ButtonLook look, bool bChecked, const SkinColours& colours) {
     QImage image(size + QSize(8, 8), QImage::Format_RGB32);
@@ -159,6 +205,10 @@ TEST_F(Looks, SignsAndEdgesOfButtonsAndCells) {
                 painter.end();
                 EXPECT_GE(ContrastIn(image, image.rect()), 3.0)
                     << CellIconText(icon).toStdString() << (strip == &colours.active ? ", active" : "");
+                const QString pictures = qEnvironmentVariable("KVMON_PICTURES");
+                if (!pictures.isEmpty() && look == SkinLook::Dark && strip == &colours.inactive) {
+                    SaveSign(icon, *strip, pictures);
+                }
             }
         }
     }

@@ -17,6 +17,7 @@
 #include "support/camera_maker.h"
 #include "support/fake_recorder.h"
 #include "support/message_log.h"
+#include "support/qt_ui_watchdog.h"
 #include "support/wait_until.h"
 #include "wire/frame_header.h"
 
@@ -25,6 +26,7 @@ using kvtest::FakeRecorder;
 using kvtest::HttpReply;
 using kvtest::NoMemoryOn;
 using kvtest::NoThreads;
+using kvtest::OneNewFails;
 using kvtest::PumpUntil;
 using kvtest::WaitUntil;
 
@@ -274,6 +276,44 @@ TEST_F(ShortageOnTheWall, ARecordersThreadGoesOnWhenThereIsMemoryAgain) {
         EXPECT_TRUE(Says("Connection to Lobby lost - " + LoadString(kTextNoMemory)));
     }
     EXPECT_TRUE(Says("Connected to Lobby"));
+}
+
+class ShortageInAnEvent : public ShortageOnTheWall {
+protected:
+    ShortageInAnEvent() { kvtest::WatchedApplication::Instance().SurviveShortage(true); }
+    ~ShortageInAnEvent() override { kvtest::WatchedApplication::Instance().SurviveShortage(false); }
+    static bool Inside() { return kvtest::WatchedApplication::Instance().IsHandling(); }
+    bool BecomesWhole() {
+        return PumpUntil([&] {
+            return ShownNames() ==
+                       std::vector<std::string>{"Channel 1", "Channel 2", "Channel 3", "Channel 4"} &&
+                   Line().text().startsWith("Connected to Lobby");
+        });
+    }
+
+    FakeRecorder recorder{"Lobby", 4};
+};
+
+TEST_F(ShortageInAnEvent, AWallIsWholeAfterOneWhileItIsBuilt) {
+    constexpr std::uint64_t kPlaces = 24;
+    std::uint64_t all = 0;
+    for (std::uint64_t place = 0; place <= kPlaces; ++place) {
+        {
+            Start(recorder.Port());
+            const OneNewFails one(all * place / (kPlaces + 1), Inside);
+            EXPECT_TRUE(BecomesWhole()) << "without number " << all * place / (kPlaces + 1) << " of " << all;
+            all = std::max(all, OneNewFails::Asked());
+        }
+        Close();
+    }
+    EXPECT_GT(all, 100u);
+}
+
+TEST_F(ShortageInAnEvent, ACellThatThereWasNoMemoryForComesLater) {
+    Start(recorder.Port());
+    const OneNewFails one(2, Inside, sizeof(CVideoWnd));
+    EXPECT_TRUE(BecomesWhole());
+    EXPECT_GT(OneNewFails::Asked(), 42u);
 }
 
 TEST_F(ShortageOnTheWall, ARecorderWithoutAThreadGetsOneLater) {

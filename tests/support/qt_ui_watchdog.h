@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 #include <string>
 #include <thread>
 
@@ -30,9 +31,13 @@ public:
     const std::string& LongestWait() const { return m_wait.event; }
     const std::string& LongestWork() const { return m_work.event; }
 
+    // As the program's own application does.
+    void SurviveShortage(bool bSurvive) { m_bSurvive = bSurvive; }
+    bool IsHandling() const { return m_depth > 0; }
+
     bool notify(QObject* receiver, QEvent* event) override {
         if (m_depth > 0) {
-            return QApplication::notify(receiver, event);
+            return Deliver(receiver, event);
         }
         // Asked for first: the receiver may be gone in the end.
         const std::string what = receiver->objectName().toStdString() + " (" +
@@ -40,7 +45,7 @@ public:
                                  std::to_string(event->type());
         const Times begin = Now();
         ++m_depth;
-        const bool result = QApplication::notify(receiver, event);
+        const bool result = Deliver(receiver, event);
         --m_depth;
         const Times end = Now();
         const double work = end.workMs - begin.workMs;
@@ -67,6 +72,17 @@ private:
         }
     };
 
+    bool Deliver(QObject* receiver, QEvent* event) {
+        if (!m_bSurvive) {
+            return QApplication::notify(receiver, event);
+        }
+        try {
+            return QApplication::notify(receiver, event);
+        } catch (const std::bad_alloc&) {
+            return false;
+        }
+    }
+
     static Times Now() {
         Times times;
         unsigned long long ran = 0;
@@ -87,6 +103,7 @@ private:
     }
 
     int m_depth = 0;
+    bool m_bSurvive = false;
     Longest m_wait, m_work;
 };
 

@@ -53,8 +53,11 @@ constexpr Rule kRules[] = {
 constexpr int kMaxRanges = 512;
 constexpr int kDepth = 24;
 
+// Only grows: what looks on while a library comes in sees those before it.
 Range ranges[kMaxRanges];
-int rangeCount = 0;
+std::atomic<int> rangeCount{0};
+std::atomic<unsigned long long> modulesSeen{0};
+std::atomic_flag bAdding = ATOMIC_FLAG_INIT;
 TortureRecord* record = nullptr;
 std::atomic<bool> armed{false};
 bool bBySite = false;
@@ -65,6 +68,8 @@ std::uint64_t first = 0;
 std::uint64_t last = 0;
 thread_local bool bInside = false;
 
+const Range* Find(std::uintptr_t address);
+
 int AddModule(dl_phdr_info* info, std::size_t, void* count) {
     int& number = *static_cast<int*>(count);
     const char* const slash = std::strrchr(info->dlpi_name, '/');
@@ -72,6 +77,7 @@ int AddModule(dl_phdr_info* info, std::size_t, void* count) {
     Range range{0, 0, info->dlpi_addr, kOther, 0};
     if (number++ == 0) {
         range.module = kProgram;
+        modulesSeen = info->dlpi_adds;
     } else if (std::strncmp(name, "libstdc++.", 10) == 0) {
         range.module = kStandard;
     } else if (std::strncmp(name, "libkvtorture", 12) == 0 || std::strncmp(name, "libasan.", 8) == 0) {
@@ -89,10 +95,33 @@ int AddModule(dl_phdr_info* info, std::size_t, void* count) {
         if (part.p_type == PT_LOAD && (part.p_flags & PF_X) != 0) {
             range.begin = info->dlpi_addr + part.p_vaddr;
             range.end = range.begin + part.p_memsz;
-            ranges[rangeCount++] = range;
+            if (Find(range.begin) == nullptr) {
+                ranges[rangeCount] = range;
+                ++rangeCount;
+            }
         }
     }
     return 0;
+}
+
+void AddModules() {
+    int number = 0;
+    ::dl_iterate_phdr(AddModule, &number);
+}
+
+// The toolkit loads what speaks to a display when it starts.
+void AddLaterModules() {
+    unsigned long long present = 0;
+    ::dl_iterate_phdr(
+        [](dl_phdr_info* info, std::size_t, void* seen) {
+            *static_cast<unsigned long long*>(seen) = info->dlpi_adds;
+            return 1;
+        },
+        &present);
+    if (present != modulesSeen && !bAdding.test_and_set()) {
+        AddModules();
+        bAdding.clear();
+    }
 }
 
 const Range* Find(std::uintptr_t address) {
@@ -213,8 +242,7 @@ __attribute__((constructor)) void Prepare() {
         return;
     }
     ::close(file);
-    int number = 0;
-    ::dl_iterate_phdr(AddModule, &number);
+    AddModules();
     record = static_cast<TortureRecord*>(memory);
 }
 
@@ -244,6 +272,9 @@ bool Fails(Class callClass, const char* name, const void* caller) {
     const auto number = static_cast<unsigned>(callClass);
     if (chosenClass != kClasses && chosenClass != number) {
         return false;
+    }
+    if (callClass == Class::Display) {
+        AddLaterModules();
     }
     const Range* const direct = Find(reinterpret_cast<std::uintptr_t>(caller) - 1);
     // The standard library's own memory is counted where it is asked for.

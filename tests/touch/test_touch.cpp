@@ -2,7 +2,6 @@
 // the page, two fingers zoom.
 #include <gmock/gmock.h>
 
-#include <QtTest/qtesttouch.h>
 #include <QtWidgets/QApplication>
 
 #include "../channel/test_frames.h"
@@ -10,6 +9,7 @@
 #include "channel/cell/cell_timers.h"
 #include "channel/cell/channel_view.h"
 #include "console_fixture.h"
+#include "fingers.h"
 #include "support/fake_recorder.h"
 #include "support/qt_user_input.h"
 
@@ -30,39 +30,11 @@ protected:
     }
     QWidget& View(int n) { return Cell(n).View(); }
     QPoint Middle(int n) { return View(n).rect().center(); }
-    // The pointer goes with the first finger.
-    void Put(int n, const QPoint& at) {
-        QCursor::setPos(View(n).mapToGlobal(at));
-        QTest::touchEvent(&View(n), Screen()).press(0, at);
-    }
-    void Slide(int n, const QPoint& to) {
-        QCursor::setPos(View(n).mapToGlobal(to));
-        QTest::touchEvent(&View(n), Screen()).move(0, to);
-    }
-    void Lift(int n, const QPoint& at) {
-        QTest::touchEvent(&View(n), Screen()).release(0, at);
-        Pump();
-    }
-    void Swipe(int n, const QPoint& by) {
-        Put(n, Middle(n));
-        for (int step = 1; step <= 4; ++step) {
-            Slide(n, Middle(n) + by * step / 4);
-        }
-        Lift(n, Middle(n) + by);
-    }
-    // Both fingers at the same distance from the middle, from one distance to the other.
-    void Pinch(int n, int from, int to) {
-        const auto left = [&](int reach) { return Middle(n) - QPoint(reach, 0); };
-        const auto right = [&](int reach) { return Middle(n) + QPoint(reach, 0); };
-        Put(n, left(from));
-        QTest::touchEvent(&View(n), Screen()).move(0, left(from)).press(1, right(from));
-        for (int step = 1; step <= 8; ++step) {
-            const int reach = from + (to - from) * step / 8;
-            QTest::touchEvent(&View(n), Screen()).move(0, left(reach)).move(1, right(reach));
-        }
-        QTest::touchEvent(&View(n), Screen()).release(0, left(to)).release(1, right(to));
-        Pump();
-    }
+    void Put(int n, const QPoint& at) { fingers.Put(View(n), at); }
+    void Slide(int n, const QPoint& to) { fingers.Slide(View(n), to); }
+    void Lift(int n, const QPoint& at) { fingers.Lift(View(n), at); }
+    void Swipe(int n, const QPoint& by) { fingers.Swipe(View(n), by); }
+    void Pinch(int n, int from, int to) { fingers.Pinch(View(n), from, to); }
     static bool HasGhost() {
         for (const QWidget* const widget : QApplication::topLevelWidgets()) {
             if (widget->objectName() == "dragGhost" && widget->isVisible()) {
@@ -72,11 +44,7 @@ protected:
         return false;
     }
 
-private:
-    static QPointingDevice* Screen() {
-        static QPointingDevice* const screen = QTest::createTouchDevice();
-        return screen;
-    }
+    kvtest::Fingers fingers;
 };
 
 }  // namespace

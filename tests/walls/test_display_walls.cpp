@@ -11,6 +11,8 @@
 
 #include "app/app_options.h"
 #include "app/desktop_window.h"
+#include "channel/cell/channel_view.h"
+#include "fingers.h"
 #include "persist/orvo_registry.h"
 #include "screens_fixture.h"
 #include "skin/xskin_od_button.h"
@@ -262,6 +264,40 @@ TEST_F(DisplayWallsTest, AWallComesBackWithItsDisplayAndGoesOn) {
     Unplug(2);
     PlugIn(2);
     EXPECT_THAT(Covered(), ElementsAre(kLeftOfB));
+}
+
+TEST_F(DisplayWallsTest, FingersReachTheWallThatTheyTouch) {
+    CMainDlg& first = Run({"--full-screen", "--all-displays"});
+    kvtest::Fingers fingers;
+    const auto cell = [](CMainDlg& desk, int n) -> CVideoWnd& { return *desk.Parts().cells.Get(n); };
+    const auto name = [&](CMainDlg& desk) { return cell(desk, 0).GetCamera()->GetCameraName(); };
+    CMainDlg& wall = Wall(2);
+    KeyOn(2, Qt::Key_3);
+    ASSERT_TRUE(PumpUntil([&] { return StyleOf(wall) == VIEW_STYLE_4CH; }));
+    const std::string before = name(first);
+    ASSERT_EQ(name(wall), "Channel 1");
+    fingers.Swipe(cell(wall, 0).View(), {-200, 5});
+    EXPECT_EQ(name(wall), "Channel 5");
+    EXPECT_EQ(name(first), before);
+    fingers.Swipe(cell(wall, 0).View(), {200, 5});
+    EXPECT_EQ(name(wall), "Channel 1");
+
+    // A rest opens the menu on the display that was touched.
+    QWidget& view = cell(wall, 3).View();
+    fingers.Put(view, view.rect().center());
+    ASSERT_TRUE(PumpUntil([] {
+        const auto windows = QApplication::topLevelWidgets();
+        return std::any_of(windows.begin(), windows.end(), [](const QWidget* widget) {
+            return widget->objectName() == "dragGhost" && widget->isVisible();
+        });
+    }));
+    fingers.Lift(view, view.rect().center());
+    QWidget* const menu = QApplication::activePopupWidget();
+    ASSERT_NE(menu, nullptr);
+    EXPECT_TRUE(ScreenAt(2).geometry().contains(menu->geometry().center()));
+    EXPECT_TRUE(cell(wall, 3).IsWindowActive());
+    menu->close();
+    Pump();
 }
 
 TEST_F(DisplayWallsTest, TheSessionIsTheFirstConsoles) {

@@ -220,6 +220,50 @@ async function browserAround(browser, site) {
   await context.close();
 }
 
+// The host's own help: by the key in the page, in the console's language, with all that it needs.
+async function ownHelp(browser) {
+  const context = await browser.newContext({viewport: {width: 1300, height: 720}});
+  const page = await context.newPage();
+  await page.goto(programs.url.href);
+  await watchEvents(page);
+  assert.equal(await control(page, 'Login', USER, PASSWORD), 0);
+  await movingPictures(page, UPPER_LEFT_CELL);
+  const strike = async () => {
+    await page.evaluate(() => document.querySelector('tr450-client').focus());
+    const shown = context.waitForEvent('page', {timeout: 10000});
+    await page.keyboard.press('F2');
+    const help = await shown;
+    const problems = [];
+    help.on('console', (message) => { if (message.type() === 'error') problems.push(message.text()); });
+    await until('the help', () => help.url().includes('/help/') && help.evaluate(() => document.readyState === 'complete'));
+    const seen = await help.evaluate(() => ({
+      title: document.title, language: document.documentElement.lang, opener: window.opener,
+      broken: [...document.images].filter((image) => image.complete && image.naturalWidth === 0).map(({src}) => src),
+      pictures: document.images.length,
+      styled: getComputedStyle(document.querySelector('kbd')).borderTopWidth,
+    }));
+    assert.deepEqual(problems, []);
+    return {...seen, url: help.url().replace(programs.url.origin, ''), help};
+  };
+  const {help, ...english} = await strike();
+  assert.ok(english.pictures > 20);
+  assert.deepEqual({...english, pictures: 0}, {title: 'kvmon - Help', language: 'en', opener: null, broken: [], pictures: 0,
+    styled: '1px', url: '/help/eng/help.html#monitor'});
+  // On a telephone nothing is wider than the page.
+  await help.setViewportSize({width: 400, height: 800});
+  assert.ok(await help.evaluate(() => document.documentElement.scrollWidth <= 400));
+  await help.click('a[hreflang=de]');
+  await until('the page in German', async () => await help.title() === 'kvmon - Hilfe');
+  await help.close();
+
+  assert.equal(await control(page, 'SetLanguage', 6), 1);
+  await movingPictures(page, UPPER_LEFT_CELL);
+  const german = await strike();
+  assert.deepEqual([german.url, german.language, german.broken], ['/help/ger/help.html#monitor', 'de', []]);
+  await german.help.close();
+  await context.close();
+}
+
 // A page of another origin, of the old form, with one line more.
 function oldPage(base, token) {
   return `<!DOCTYPE html><title>old</title>
@@ -269,10 +313,19 @@ async function requests() {
   assert.equal(status, 200);
   assert.ok(page.includes(programs.token));
   assert.equal((await ask('/kvmon.d.ts'))[0], 200);
+  const [, english] = await ask('/help/eng/help.html');
+  assert.ok(english.includes('<html lang="en">'));
+  assert.deepEqual(await ask('/help/jpn/help.html'), [200, english]);
+  assert.ok((await ask('/help/ger/help.html'))[1].includes('<html lang="de">'));
+  assert.ok((await ask('/help/help.css'))[1].includes('prefers-color-scheme'));
+  for (const path of ['/help', '/help/', '/help/eng', '/help/../kvmon', '/help/eng/../../kvmon', '/help/%2e%2e/kvmon', '/help//etc/passwd']) {
+    assert.deepEqual(await ask(path), [404, ''], path);
+  }
   const refused = {
     'another name for this address': ask('/', {Host: `evil.example:${programs.url.port}`}),
     'a foreign page': ask('/kvmon.js', {Origin: 'http://evil.example'}),
     'a foreign page for what is not there': ask('/nothing', {Origin: 'http://evil.example'}),
+    'a foreign page for the help': ask('/help/eng/help.html', {Origin: 'http://evil.example'}),
     'a wrong token': ask(`/control?token=${programs.token}0`, upgrade),
     'a foreign page with the token': ask(`/control?token=${programs.token}`, {...upgrade, Origin: 'http://evil.example'}),
   };
@@ -384,7 +437,7 @@ await runTests(programs, async (test, launch) => {
   const before = held(programs.host.pid);
   const browser = await launch();
   for (const [name, act] of Object.entries({
-    requests, userAndScript, snapshots, browserAround: (b) => browserAround(b, site), hostilePage, otherOrigins: (b) => otherOrigins(b, allowed, refused),
+    requests, userAndScript, snapshots, browserAround: (b) => browserAround(b, site), ownHelp, hostilePage, otherOrigins: (b) => otherOrigins(b, allowed, refused),
     reloads: (b) => reloads(b, before),
   })) {
     await test(name, () => act(browser));

@@ -142,11 +142,12 @@ const ConsoleKey* FindKey(const QKeyEvent& event) {
     return found != std::end(kKeys) ? found : nullptr;
 }
 
-// Styles can be chosen even if their buttons are hidden; a hidden button of a camera is one it cannot do.
+// Styles can be chosen even if their buttons are hidden, and the help that has none is the program's own; a
+// hidden button of a camera is one it cannot do.
 bool IsOffered(const ConsoleControls& controls, int command) {
     const ConsoleControls::State state = controls.Get(command);
-    const bool bStyle = command >= kCtlFirstStyle && command <= kCtlLastStyle;
-    return controls.Exists(command) && state.enabled && !state.busy && (state.shown || bStyle);
+    const bool bHidden = (command >= kCtlFirstStyle && command <= kCtlLastStyle) || command == kCtlHelp;
+    return controls.Exists(command) && state.enabled && !state.busy && (state.shown || bHidden);
 }
 
 // What a locked wall is open for: to look, and to steer what one looks at, as the mouse does there.

@@ -77,6 +77,9 @@ public:
     virtual void ShowBrowserToolbar([[maybe_unused]] bool bShow) {}
     // A new window of it, not yet shown; null where there is none to be had.
     virtual std::unique_ptr<BrowserWindow> CreateBrowserWindow() { return nullptr; }
+    // The address of the help that came with the program, in the console's language; empty where there is
+    // none.
+    virtual std::string OwnHelp() const { return {}; }
     // Shows a page of the web, in a window that nobody holds.
     virtual void OpenPage([[maybe_unused]] const std::string& url) {}
     // Unlike the others, raised at once.

@@ -283,6 +283,9 @@ void ServerBinding::KeepThreads() {
     // Where there is no place for a thread there may be no memory for it either.
     TryStep("CMainDlg::KeepThreads", [this] {
         RepeatMissed();
+        if (m_bViewBuilt && m_view.FillEmptySlots()) {
+            m_cells.SetEventBlink(m_settings.options.bEventHighLight);
+        }
         for (int server = 0; server < m_recorders.GetServerCount(); ++server) {
             CKelvaraInfo& info = *m_recorders.GetServer(server);
             info.KeepThreads();

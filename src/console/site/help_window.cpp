@@ -27,9 +27,14 @@ std::string HelpAddress(const std::string& url, int topic) {
     return url + "#" + kTopics[topic];
 }
 
+std::string HelpWindow::Address(const std::string& url, int topic) const {
+    const std::string address = HelpAddress(url.empty() ? m_site.OwnHelp() : url, topic);
+    return url.empty() || IsWebPage(address) ? address : std::string();
+}
+
 void HelpWindow::Open(const std::string& url, int topic) {
-    const std::string address = HelpAddress(url, topic);
-    if (!IsWebPage(address)) {
+    const std::string address = Address(url, topic);
+    if (address.empty()) {
         return;
     }
     if (!m_browser || !m_browser->IsWindow()) {

@@ -18,6 +18,9 @@ class HelpWindow {
 public:
     explicit HelpWindow(ClientSite& site) : m_site(site) {}
 
+    // Where the help is: at `url`, which comes from outside, or the program's own where that is empty. Empty
+    // for what may not be opened.
+    std::string Address(const std::string& url, int topic) const;
     // Command kCtlHelp with topic 0, and message kMsgOpenHelp. Does nothing for another topic or address.
     void Open(const std::string& url, int topic);
     void Close() { m_browser.reset(); }

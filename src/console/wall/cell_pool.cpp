@@ -16,7 +16,10 @@ CellPool::CellPool() = default;
 CellPool::~CellPool() = default;
 
 void CellPool::CreateVideoWnd(WindowBase& console, int count) {
-    for (int n = GetCount(); n < count; ++n) {
+    for (int n = 0; n < count; ++n) {
+        if (Get(n) != nullptr) {
+            continue;
+        }
         std::unique_ptr<CVideoWnd> window;
         try {
             window = std::make_unique<CVideoWnd>(&console);
@@ -32,8 +35,16 @@ void CellPool::CreateVideoWnd(WindowBase& console, int count) {
             window->SetParentWnd(&console);
             window->hide();
         }
-        m_windows.push_back(std::move(window));
+        if (n < GetCount()) {
+            m_windows[static_cast<std::size_t>(n)] = std::move(window);
+        } else {
+            m_windows.push_back(std::move(window));
+        }
     }
+}
+
+bool CellPool::HasEmptySlot() const {
+    return std::find(m_windows.begin(), m_windows.end(), nullptr) != m_windows.end();
 }
 
 void CellPool::DestroyAll() {

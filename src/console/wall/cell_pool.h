@@ -22,8 +22,9 @@ public:
     CellPool& operator=(const CellPool&) = delete;
 
     // Makes hidden children of the console until there are this many. One that cannot be made leaves an empty
-    // slot.
+    // slot, which the next call fills.
     void CreateVideoWnd(WindowBase& console, int count);
+    bool HasEmptySlot() const;
     void DestroyAll();
 
     int GetCount() const { return static_cast<int>(m_windows.size()); }

@@ -66,6 +66,15 @@ void ViewController::CreateVideoWnd() {
     m_cells.CreateVideoWnd(m_desk.Window(), m_displays > 1 ? 2 * kMaxPageSize : kMaxPageSize);
 }
 
+bool ViewController::FillEmptySlots() {
+    if (!m_cells.HasEmptySlot()) {
+        return false;
+    }
+    CreateVideoWnd();
+    RearrangeVideoWindowLocation();
+    return true;
+}
+
 void ViewController::SetDisplaysAvailable(int displays) {
     m_displays = displays;
     if (displays > 1 && m_cells.GetCount() > 0) {

@@ -51,6 +51,8 @@ public:
 
     // 42 windows, 84 with more than one display; those that are there already stay.
     void CreateVideoWnd();
+    // Makes the cells that there was no memory for, and lays the wall out again; true if there were any.
+    bool FillEmptySlots();
     // How many displays there are for windows; both together show more.
     void SetDisplaysAvailable(int displays);
     void UpdateChannelArray();

@@ -14,6 +14,10 @@ namespace {
 
 constexpr std::string_view kTokenPlace = "@TOKEN@";
 
+constexpr std::pair<std::string_view, const char*> kHelpKinds[] = {
+    {".html", "text/html"}, {".css", "text/css"}, {".webp", "image/webp"}, {".png", "image/png"}};
+constexpr qint64 kMaxHelpBytes = 1024 * 1024;
+
 const std::vector<WebAsset>& Assets() {
     static const std::vector<WebAsset> assets = {
         {"/", "text/html", {":/web/sample.html"}, true},
@@ -48,6 +52,16 @@ std::string ReadWebAsset(const WebAsset& asset) {
         text += file.open(QIODevice::ReadOnly) ? file.readAll().toStdString() : std::string();
     }
     return text;
+}
+
+std::optional<HelpFile> ReadHelpFile(const std::string& path) {
+    const auto kind = std::find_if(std::begin(kHelpKinds), std::end(kHelpKinds),
+                                   [&path](const auto& row) { return path.ends_with(row.first); });
+    QFile file(QString::fromStdString(path));
+    if (kind == std::end(kHelpKinds) || !file.open(QIODevice::ReadOnly) || file.size() > kMaxHelpBytes) {
+        return std::nullopt;
+    }
+    return HelpFile{kind->second, file.read(kMaxHelpBytes).toStdString()};
 }
 
 std::string WithToken(std::string text, const std::string& token) {

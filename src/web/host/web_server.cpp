@@ -18,6 +18,7 @@
 #include <cstring>
 #include <map>
 
+#include "persist/help_pages.h"
 #include "platform/diagnostics.h"
 #include "platform/text.h"
 #include "web/host/web_assets.h"
@@ -26,6 +27,7 @@ namespace kvmon {
 
 namespace {
 
+constexpr const char* kHelpPath = "/help/";
 constexpr int kTickMs = 500;
 constexpr int kReapMs = 20;       // while a process ends
 constexpr int kRequestMs = 5000;  // from the first byte to the last of the answer
@@ -366,6 +368,10 @@ void WebServer::Handle(Connection& connection, const HttpRequest& request) {
         StartSession(connection, request);
         return;
     }
+    if (request.path.starts_with(kHelpPath)) {
+        AnswerHelp(connection, request.path.substr(std::strlen(kHelpPath)));
+        return;
+    }
     const WebAsset* const asset = FindWebAsset(request.path);
     if (asset == nullptr) {
         Answer(connection, 404, "text/plain", {});
@@ -388,13 +394,28 @@ void WebServer::Handle(Connection& connection, const HttpRequest& request) {
            "form-action 'none'\r\n");
 }
 
+// The pages are the same for all, and hold nothing of anybody's.
+void WebServer::AnswerHelp(Connection& connection, const std::string& name) {
+    const auto path = FindHelpFile(m_settings.helpFolder, name);
+    const auto file = path ? ReadHelpFile(*path) : std::nullopt;
+    if (!file) {
+        Answer(connection, 404, "text/plain", {});
+        return;
+    }
+    Answer(connection, 200, file->type, file->bytes,
+           "Cross-Origin-Resource-Policy: same-origin\r\nX-Frame-Options: SAMEORIGIN\r\n"
+           "Content-Security-Policy: default-src 'none'; style-src 'self'; img-src 'self'; "
+           "frame-ancestors 'self'; base-uri 'none'; form-action 'none'\r\n");
+}
+
 void WebServer::Answer(Connection& connection, int status, const char* type, const std::string& body,
                        const std::string& headers) {
     connection.out = FormatText(
-        "HTTP/1.1 %d %s\r\nContent-Type: %s; charset=utf-8\r\nContent-Length: %zu\r\n"
+        "HTTP/1.1 %d %s\r\nContent-Type: %s%s\r\nContent-Length: %zu\r\n"
         "Connection: close\r\nCache-Control: no-store\r\nX-Content-Type-Options: nosniff\r\n"
         "Referrer-Policy: strict-origin-when-cross-origin\r\n",
-        status, ReasonOf(status), type, body.size());
+        status, ReasonOf(status), type, std::string_view(type).starts_with("image/") ? "" : "; charset=utf-8",
+        body.size());
     connection.out += headers + "\r\n" + body;
     connection.writable->setEnabled(true);
 }
@@ -436,7 +457,10 @@ void WebServer::StartSession(Connection& connection, const HttpRequest& request)
     }
     auto session = std::make_unique<Session>();
     session->order = ends[0];
-    QByteArray order = WriteSessionOrder({m_settings.session, key});
+    // Under the name by which the page knows the host.
+    const std::string help =
+        m_settings.helpFolder.empty() ? std::string() : "http://" + request.Header("host") + "/help";
+    QByteArray order = WriteSessionOrder({m_settings.session, key, help});
     const bool bOrdered = WriteAll(ends[0], order);
     ::explicit_bzero(order.data(), static_cast<std::size_t>(order.size()));
     session->pid = bOrdered ? Spawn(m_program, connection.fd, ends[1]) : -1;

@@ -53,6 +53,7 @@ private:
     void OnReadable(Connection& connection);
     void OnWritable(Connection& connection);
     void Handle(Connection& connection, const HttpRequest& request);
+    void AnswerHelp(Connection& connection, const std::string& name);
     void Answer(Connection& connection, int status, const char* type, const std::string& body,
                 const std::string& headers = {});
     void StartSession(Connection& connection, const HttpRequest& request);

@@ -31,7 +31,8 @@ QByteArray WriteSessionOrder(const SessionOrder& order) {
     QJsonObject object{
         {"key", text(order.key)},       {"server", text(d.server)},   {"port", d.port},
         {"auth", text(d.auth)},         {"autoStart", d.autoStart},   {"serverName", text(d.serverName)},
-        {"helpPath", text(d.helpPath)}, {"dataDir", text(d.dataDir)}, {"language", d.language.value_or(-1)}};
+        {"helpPath", text(d.helpPath)}, {"dataDir", text(d.dataDir)}, {"language", d.language.value_or(-1)},
+        {"help", text(order.help)}};
     return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
 }
 
@@ -43,6 +44,7 @@ std::optional<SessionOrder> ReadSessionOrder(const QByteArray& bytes) {
     const auto text = [&](const char* name) { return object[QLatin1String(name)].toString().toStdString(); };
     SessionOrder order;
     order.key = text("key");
+    order.help = text("help");
     SessionDefaults& d = order.defaults;
     d.server = text("server");
     d.port = object["port"].toInt();

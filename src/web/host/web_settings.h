@@ -28,6 +28,7 @@ struct WebHostSettings {
     std::string token;                 // empty: a new one at each start
     std::optional<int> listener;       // a socket that listens already, in place of address and port
     std::size_t fileLimit = 1024;      // how many files the process may have open
+    std::string helpFolder;            // of the pages below /help/; empty: there are none
     SessionDefaults session;
 };
 
@@ -41,10 +42,12 @@ inline constexpr const char* kSessionProgram = "kvmon-session";
 inline constexpr int kSessionPageFd = 3;
 inline constexpr int kSessionOrderFd = 4;
 
-// What the host sends its session process: the defaults, and the key of the page's handshake.
+// What the host sends its session process: the defaults, the key of the page's handshake, and where the page
+// has the host's help ("http://HOST:PORT/help", empty for none).
 struct SessionOrder {
     SessionDefaults defaults;
     std::string key;
+    std::string help;
 };
 inline constexpr std::size_t kMaxSessionOrder = 64 * 1024;
 QByteArray WriteSessionOrder(const SessionOrder& order);

@@ -21,6 +21,10 @@ private:
 
 }  // namespace
 
+std::string WebBrowser::OwnHelp(const std::string& suffix) const {
+    return m_help.empty() ? std::string() : m_help + "/" + suffix + "/help.html";
+}
+
 std::unique_ptr<BrowserWindow> WebBrowser::CreateBrowserWindow() {
     return std::make_unique<PageWindow>(m_tell);
 }

@@ -16,9 +16,10 @@ public:
     // Sends the page an operation's name and its value.
     using Tell = std::function<void(std::string_view operation, const Variant& value)>;
     using Give = std::function<void(GivenPicture picture)>;
-    // What keeps the look must outlive this object.
-    WebBrowser(Tell tell, Give give, LookKeeper& looks)
-        : m_tell(std::move(tell)), m_give(std::move(give)), m_looks(looks) {}
+    // What keeps the look must outlive this object. `help` is the folder of the host's pages as the page
+    // reaches it; empty where there is none.
+    WebBrowser(Tell tell, Give give, LookKeeper& looks, std::string help)
+        : m_tell(std::move(tell)), m_give(std::move(give)), m_looks(looks), m_help(std::move(help)) {}
 
     void Quit() override { m_tell("quit", {}); }
     LookChoice GetLook() const override { return m_looks.Choice(); }
@@ -43,6 +44,7 @@ public:
     void PutTitleFromLocation() override { m_tell("titleFromLocation", {}); }
     void OpenPage(const std::string& url) override { m_tell("openPage", url); }
     std::unique_ptr<BrowserWindow> CreateBrowserWindow() override;
+    std::string OwnHelp(const std::string& suffix) const override;
 
 private:
     void TellFlag(std::string_view operation, bool bOn) { m_tell(operation, std::int32_t{bOn ? 1 : 0}); }
@@ -50,6 +52,7 @@ private:
     const Tell m_tell;
     const Give m_give;
     LookKeeper& m_looks;
+    const std::string m_help;
 };
 
 }  // namespace kvmon

@@ -94,7 +94,7 @@ WebSession::WebSession(const SessionOrder& order, LookKeeper& looks)
                   m_socket.SendBinary(PictureMessage(picture));
               }
           },
-          looks),
+          looks, order.help),
       m_socket(kSessionPageFd, order.key,
                {[this](std::string_view text) { OnText(text); },
                 [this](std::span<const std::uint8_t> bytes) { OnBinary(bytes); },

@@ -7,8 +7,8 @@ namespace kvtest {
 
 namespace {
 
-void* Allocate(std::size_t size) {
-    void* const memory = AllocateOrNull(size);
+void* Allocate(std::size_t size, const void* caller) {
+    void* const memory = AllocateOrNull(size, caller);
     if (memory == nullptr) {
         throw std::bad_alloc();
     }
@@ -20,16 +20,16 @@ void* Allocate(std::size_t size) {
 }  // namespace kvtest
 
 void* operator new(std::size_t size) {
-    return kvtest::Allocate(size);
+    return kvtest::Allocate(size, __builtin_return_address(0));
 }
 void* operator new[](std::size_t size) {
-    return kvtest::Allocate(size);
+    return kvtest::Allocate(size, __builtin_return_address(0));
 }
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return kvtest::AllocateOrNull(size);
+    return kvtest::AllocateOrNull(size, __builtin_return_address(0));
 }
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return kvtest::AllocateOrNull(size);
+    return kvtest::AllocateOrNull(size, __builtin_return_address(0));
 }
 void operator delete(void* memory) noexcept {
     std::free(memory);

@@ -5,7 +5,8 @@
 
 namespace kvtest {
 
-// By the program itself: called for all that operator new is asked for; null makes it fail.
-void* AllocateOrNull(std::size_t size) noexcept;
+// By the program itself: called for all that operator new is asked for, with the place that asks; null makes
+// it fail.
+void* AllocateOrNull(std::size_t size, const void* caller) noexcept;
 
 }  // namespace kvtest
