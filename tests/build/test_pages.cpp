@@ -17,7 +17,7 @@ struct Said {
     std::string text;
 };
 
-Said RunShell(const std::string& command) {
+Said Ask(const std::string& command) {
     Said said;
     std::FILE* const pipe = ::popen((command + " 2>&1 </dev/null").c_str(), "r");
     char bytes[4096];
@@ -35,7 +35,7 @@ std::string Content(const std::string& name) {
 
 // The options that the program's own help begins a line with.
 std::set<std::string> OptionsOf(const std::string& program) {
-    const std::string help = RunShell(KV_PROGRAM_FOLDER "/" + program + " --help").text;
+    const std::string help = Ask(KV_PROGRAM_FOLDER "/" + program + " --help").text;
     const std::regex option("\\n  (?:-[a-z],)?(--[a-z-]+)");
     std::set<std::string> names;
     for (std::sregex_iterator found(help.begin(), help.end(), option), end; found != end; ++found) {
@@ -45,7 +45,7 @@ std::set<std::string> OptionsOf(const std::string& program) {
 }
 
 bool Has(const std::string& program) {
-    return RunShell("command -v " + program).status == 0;
+    return Ask("command -v " + program).status == 0;
 }
 
 }  // namespace
@@ -67,14 +67,14 @@ TEST(Pages, EachOptionIsInTheManualAndCompletedByEachShell) {
             // By the shell itself, as its user has it.
             const std::string word = option.substr(0, option.size() - 1);
             const Said bash =
-                RunShell("bash -c 'source " KV_PAGES "/" + program + ".bash; _" + program + " " + program + " \"" +
+                Ask("bash -c 'source " KV_PAGES "/" + program + ".bash; _" + program + " " + program + " \"" +
                     word + "\" " + program + "; printf \"%s\\n\" \"${COMPREPLY[@]}\"'");
             EXPECT_NE(("\n" + bash.text).find("\n" + option + "\n"), std::string::npos)
                 << program << ' ' << option << ": " << bash.text;
         }
     }
     const Said looks =
-        RunShell("bash -c 'source " KV_PAGES "/kvmon.bash; _kvmon kvmon d --look; echo \"${COMPREPLY[@]}\"'");
+        Ask("bash -c 'source " KV_PAGES "/kvmon.bash; _kvmon kvmon d --look; echo \"${COMPREPLY[@]}\"'");
     EXPECT_EQ(looks.text, "desktop dark\n");
 }
 
@@ -85,7 +85,7 @@ TEST(Pages, TheReaderOfManualsHasNothingToSay) {
     for (const std::string page :
          {"kvmon.1", "kvrecorder.1", "kvmon-settings.5", "kvrecorder.toml.5", "kvviews.5"}) {
         const Said said =
-            RunShell("(LC_ALL=C.UTF-8 MANWIDTH=80 man --warnings -E UTF-8 -l -Tutf8 -Z " KV_PAGES "/" + page +
+            Ask("(LC_ALL=C.UTF-8 MANWIDTH=80 man --warnings -E UTF-8 -l -Tutf8 -Z " KV_PAGES "/" + page +
                 " >/dev/null)");
         EXPECT_EQ(said.status, 0) << page;
         EXPECT_EQ(said.text, "") << page;
