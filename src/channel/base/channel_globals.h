@@ -9,6 +9,7 @@ struct ChannelGlobals {
     std::atomic<bool> debugLines{false};        // all information lines, whatever the mask
     std::atomic<bool> saveProcessImage{false};  // SaveProcessImage: a snapshot takes the composed picture
     std::atomic<bool> streamFromCamera{true};   // StreamFromCamera
+    std::atomic<bool> keepUnseen{true};         // KeepUnseen: what nobody sees is kept undecoded
     std::atomic<int> decoderThreads{1};         // of each decoder that can share its work
 };
 

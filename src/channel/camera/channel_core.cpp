@@ -64,10 +64,16 @@ void ChannelCore::AddDecodeFrame(const ThreadControl& control, std::unique_ptr<C
                                .dropped = m_frames.GetRefused(),
                                .rate = m_source.IsCameraUsable() ? &m_frameRate : nullptr};
     m_frames.AddRecycleFrame(m_picture.Present(std::move(frame), counts));
-    if (!m_bStreamRunning.exchange(true)) {
+    const bool bFirst = !m_bStreamRunning.exchange(true);
+    if (bFirst) {
         m_windows.PostToConsole(WM_COMMAND, kCmdRefreshControls, 0);
     }
-    m_windows.TakeNotify().Post(kMsgFirstData, m_source.m_uCHInMainDlg, 0);
+    const bool bTold = m_windows.TakeNotify().Post(kMsgFirstData, m_source.m_uCHInMainDlg, 0);
+    // Behind an older one the picture that is waited for comes still.
+    const bool bNewest = m_frames.GetCount() == 0;
+    if ((bNewest && m_onlookers.OnPicture()) || bFirst || bTold) {
+        FollowOnlookers();
+    }
 }
 
 void ChannelCore::TellFault(OwnFault fault) noexcept {
@@ -86,8 +92,18 @@ void ChannelCore::TellUntold() {
 void ChannelCore::NoteReceived() {
     const std::uint64_t now = clock.TickMs();
     m_frames.SetReceiveTime(now);
-    if (m_counters.HasNoneDecoded(now)) {
+    if (m_frames.IsUnseen()) {
+        m_nKeptAt = now;
+        ++m_counters.m_nKept;
+    } else if (m_counters.HasNoneDecoded(now)) {
         SetCaption(LoadString(kStrNotDecoded));
+    }
+}
+
+void ChannelCore::FollowOnlookers() {
+    if (m_onlookers.Refresh()) {
+        m_counters.ForgetUndecoded();
+        m_decodeThread.Control()->run.Set();
     }
 }
 

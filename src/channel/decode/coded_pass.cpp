@@ -127,6 +127,11 @@ bool CodedPass::Show(const CBuffer& frame) {
         return false;
     }
     PublishInfo();
+    if (m_parts.frames.IsOvertaken(frame)) {
+        // Of a group that was kept the newest picture is shown, not a film run fast.
+        m_parts.frames.AddRecycleFrame(std::move(picture));
+        return true;
+    }
     m_parts.sink.AddDecodeFrame(m_control, std::move(picture));
     return true;
 }

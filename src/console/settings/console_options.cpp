@@ -43,6 +43,7 @@ void ConsoleOptions::Load(const COrvoRegistry& registry, std::string_view key) {
     const ConsoleOptions defaults;
     bStopGetDataWhenViewInvisible =
         LoadFlag(registry, {}, "StopGetDataWhenViewInvisible", defaults.bStopGetDataWhenViewInvisible);
+    bKeepUnseen = LoadFlag(registry, {}, "KeepUnseen", defaults.bKeepUnseen);
     nShowViewTypeInSequentialMode =
         registry.GetProfileInt({}, "ShowViewTypeInSequentialMode", defaults.nShowViewTypeInSequentialMode);
     for (const FlagRow& row : kDialogFlags) {
@@ -58,6 +59,7 @@ void ConsoleOptions::Load(const COrvoRegistry& registry, std::string_view key) {
 void ConsoleOptions::HandToChannels() const {
     Globals().streamFromCamera = bStreamFromCamera;
     Globals().saveProcessImage = bSaveProcessImage;
+    Globals().keepUnseen = bKeepUnseen;
 }
 
 LookChoice LoadLook(const COrvoRegistry& registry) {
