@@ -36,8 +36,8 @@ bool Onlookers::OnPicture() {
 
 bool Onlookers::Refresh() {
     const std::lock_guard lock(m_cs);
-    const bool bUnseen = !m_bSeen && m_bStreamRunning && m_waiting.empty() && !m_windows.IsAwaited() &&
-                         Globals().keepUnseen;
+    const bool bUnseen =
+        !m_bSeen && m_bStreamRunning && m_waiting.empty() && !m_windows.IsAwaited() && Globals().keepUnseen;
     const bool bWas = m_frames.IsUnseen();
     m_frames.SetUnseen(bUnseen);
     return bWas && !bUnseen;

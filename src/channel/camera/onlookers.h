@@ -11,16 +11,16 @@ namespace kvmon {
 class ChannelWindows;
 class FrameQueue;
 
-// Decides whether what comes is decoded. A channel whose view can be seen is, and so is one whose next picture
-// somebody waits for: before its first, or for a snapshot. Any thread.
+// Decides whether what comes is decoded. A channel whose view can be seen is, and so is one whose next
+// picture somebody waits for: before its first, or for a snapshot. Any thread.
 class Onlookers {
 public:
     Onlookers(FrameQueue& frames, const ChannelWindows& windows, const std::atomic<bool>& bStreamRunning)
         : m_frames(frames), m_windows(windows), m_bStreamRunning(bStreamRunning) {}
 
     void SetSeen(bool bSeen);
-    // `call` comes behind the next picture that takes the screen with none behind it, on the thread that shows
-    // it; never if none does.
+    // `call` comes behind the next picture that takes the screen with none behind it, on the thread that
+    // shows it; never if none does.
     void WaitForPicture(std::function<void()> call);
     // The newest picture has taken the screen: who waited for it is told. False if nobody did.
     bool OnPicture();
