@@ -11,49 +11,23 @@
 #include "channel/cell/channel_view.h"
 #include "channel/cell/video_wnd.h"
 #include "channel/frames/frame_queue.h"
+#include "film.h"
 #include "skin/sight.h"
 #include "stream_maker.h"
 #include "support/camera_maker.h"
 #include "support/fake_clock.h"
 #include "support/message_log.h"
 #include "support/qt_pump.h"
-#include "support/scripted_server.h"
 
 namespace kvmon {
 namespace {
 
+using kvtest::Film;
 using kvtest::PumpUntil;
 
 constexpr int kWidth = 64;
 constexpr int kHeight = 48;
 constexpr int kGroup = 8;
-
-// A recorder that sends as many records as the test has asked for.
-class Film {
-public:
-    explicit Film(std::vector<std::string> records) : m_records(std::move(records)) {}
-
-    void SendTo(std::size_t count) { m_wanted = count; }
-    std::uint16_t Port() const { return m_server.Port(); }
-
-private:
-    void Run(kvtest::Peer& peer) {
-        peer.ReadHead();
-        bool bThere = peer.Write(kvtest::HttpReply(200, "OK", ""));
-        for (std::size_t next = 0; bThere && next < m_records.size();) {
-            if (next < m_wanted) {
-                bThere = peer.Write(m_records[next++]);
-            } else {
-                bThere = !peer.WaitClosed(kvtest::milliseconds(1));
-            }
-        }
-        peer.Hold();
-    }
-
-    const std::vector<std::string> m_records;
-    std::atomic<std::size_t> m_wanted{0};
-    kvtest::ScriptedServer m_server{[this](kvtest::Peer& peer) { Run(peer); }, "getstream.cgi"};
-};
 
 std::vector<std::string> RecordsOf(int count, int group = kGroup) {
     kvtest::StreamMaker maker("libx264", kWidth, kHeight, group);

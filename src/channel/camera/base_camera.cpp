@@ -242,6 +242,14 @@ void CBaseCamera::UpdateStill() {
 
 // --- view
 
+namespace {
+
+// In device pixels: a view below both shows a picture no larger than an icon.
+constexpr int kSmallWidth = 160;
+constexpr int kSmallHeight = 120;
+
+}  // namespace
+
 void CBaseCamera::SetViewWnd(WindowHandle hWnd, std::function<void()> repaint) {
     const bool bLeft = !hWnd;
     m_core->m_picture.SetRepaint(std::move(repaint));
@@ -282,6 +290,7 @@ WindowHandle CBaseCamera::GetVideoWnd() const {
 bool CBaseCamera::SetViewSize(int cx, int cy) {
     m_core->m_picture.SetViewSize(cx, cy);
     m_core->m_source.SetViewSize(cx, cy);
+    m_core->m_bSmallView = cx > 0 && cx < kSmallWidth && cy > 0 && cy < kSmallHeight;
     m_core->ChangeZoom([cx](DigitalZoom& zoom) {
         zoom.SetViewWidth(cx);
         return true;

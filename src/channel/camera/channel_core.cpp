@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "channel/base/channel_globals.h"
 #include "channel/base/channel_messages.h"
 #include "channel/base/own_fault_texts.h"
 #include "persist/string_table.h"
@@ -44,6 +45,10 @@ void ChannelCore::SetBitmapInfo(const BITMAPINFOHEADER& bmpInfo) {
 void ChannelCore::SetFrameType(const std::string& type) {
     m_picture.SetSubString(SubString::FrameType, "Frame Type: " + type);
     m_picture.SetSubString(SubString::Codec, LoadString(kStrCodec) + ": " + CodecOf(type));
+}
+
+bool ChannelCore::TakesFewer() const {
+    return m_bSmallView && Globals().fewerInSmallCells && !m_source.m_bDigitalZoom;
 }
 
 void ChannelCore::OnPaused() {

@@ -59,6 +59,7 @@ struct ChannelCore final : PictureSink, StreamReports {
     void AddDecodeFrame(const ThreadControl& control, std::unique_ptr<CVideoBmpFrame> frame) override;
     void OnPaused() override;
     void SetReceiveTime(std::uint64_t ms) override { m_nReceiveTime = ms; }
+    bool TakesFewer() const override;
     void SetFrameType(const std::string& type) override;
     void SetCaption(const std::string& text) override {
         m_picture.SetMainOsdCameraString(text, CaptionStay::UntilPicture);
@@ -124,6 +125,7 @@ struct ChannelCore final : PictureSink, StreamReports {
     std::atomic<bool> m_bAudioWanted{false};    // by a connection of its own
     std::atomic<std::uint32_t> m_nErrorCount{0};
     std::atomic<bool> m_bStreamRunning{false};
+    std::atomic<bool> m_bSmallView{false};  // which has the smallest stream that there is
     std::atomic<std::uint32_t> m_nUntoldText{0};
     std::atomic<std::uint64_t> m_nPlayingSince{0};  // milliseconds of the clock
     std::atomic<std::uint64_t> m_nKeptAt{0};        // likewise: a frame came that nobody saw

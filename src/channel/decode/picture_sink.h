@@ -22,6 +22,8 @@ public:
     virtual void SetBitmapInfo(const BITMAPINFOHEADER& bmpInfo) = 0;
     // A finished picture takes the screen. Nothing if the thread was abandoned.
     virtual void AddDecodeFrame(const ThreadControl& control, std::unique_ptr<CVideoBmpFrame> frame) = 0;
+    // The pictures are drawn so small that those which no other refers to may be left out.
+    virtual bool TakesFewer() const { return false; }
     // Pictures are not wanted for the time being, and none is under way.
     virtual void OnPaused() {}
     // When the frame that is decoded next came off the wire; 0 where that is not known.

@@ -44,6 +44,7 @@ void ConsoleOptions::Load(const COrvoRegistry& registry, std::string_view key) {
     bStopGetDataWhenViewInvisible =
         LoadFlag(registry, {}, "StopGetDataWhenViewInvisible", defaults.bStopGetDataWhenViewInvisible);
     bKeepUnseen = LoadFlag(registry, {}, "KeepUnseen", defaults.bKeepUnseen);
+    bFewerInSmallCells = LoadFlag(registry, {}, "FewerInSmallCells", defaults.bFewerInSmallCells);
     nShowViewTypeInSequentialMode =
         registry.GetProfileInt({}, "ShowViewTypeInSequentialMode", defaults.nShowViewTypeInSequentialMode);
     for (const FlagRow& row : kDialogFlags) {
@@ -60,6 +61,7 @@ void ConsoleOptions::HandToChannels() const {
     Globals().streamFromCamera = bStreamFromCamera;
     Globals().saveProcessImage = bSaveProcessImage;
     Globals().keepUnseen = bKeepUnseen;
+    Globals().fewerInSmallCells = bFewerInSmallCells;
 }
 
 LookChoice LoadLook(const COrvoRegistry& registry) {
