@@ -10,8 +10,8 @@ struct ChannelGlobals {
     std::atomic<bool> saveProcessImage{false};  // SaveProcessImage: a snapshot takes the composed picture
     std::atomic<bool> streamFromCamera{true};   // StreamFromCamera
     std::atomic<bool> keepUnseen{true};         // KeepUnseen: what nobody sees is kept undecoded
-    std::atomic<bool> fewerInSmallCells{
-        true};                           // FewerInSmallCells: pictures that no other needs are left out
+    // FewerInSmallCells: there pictures that no other needs are left out
+    std::atomic<bool> fewerInSmallCells{false};
     std::atomic<int> decoderThreads{1};  // of each decoder that can share its work
 };
 
