@@ -67,6 +67,8 @@ void ChannelCore::AddDecodeFrame(const ThreadControl& control, std::unique_ptr<C
                                .receivedMs = m_nReceiveTime,
                                .bytes = m_counters.m_nBytes,
                                .dropped = m_frames.GetRefused(),
+                               .jitterMs = m_nJitterMs,
+                               .heldMs = m_nHeldMs,
                                .rate = m_source.IsCameraUsable() ? &m_frameRate : nullptr};
     m_frames.AddRecycleFrame(m_picture.Present(std::move(frame), counts));
     const bool bFirst = !m_bStreamRunning.exchange(true);

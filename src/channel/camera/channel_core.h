@@ -60,6 +60,10 @@ struct ChannelCore final : PictureSink, StreamReports {
     void OnPaused() override;
     void SetReceiveTime(std::uint64_t ms) override { m_nReceiveTime = ms; }
     bool TakesFewer() const override;
+    void SetPace(std::uint64_t jitterMs, std::uint64_t heldMs) override {
+        m_nJitterMs = jitterMs;
+        m_nHeldMs = heldMs;
+    }
     void SetFrameType(const std::string& type) override;
     void SetCaption(const std::string& text) override {
         m_picture.SetMainOsdCameraString(text, CaptionStay::UntilPicture);
@@ -132,6 +136,9 @@ struct ChannelCore final : PictureSink, StreamReports {
     std::atomic<std::uint64_t> m_nReceiveTime{0};   // of the frame that is decoded
 
     Onlookers m_onlookers{m_frames, m_windows, m_bStreamRunning};
+
+    std::atomic<std::uint64_t> m_nJitterMs{0};
+    std::atomic<std::uint64_t> m_nHeldMs{0};
 
     // The decode thread tells of a picture's size; all else is the user interface's.
     mutable std::mutex m_csZoom;

@@ -139,7 +139,7 @@ bool CodedPass::Show(const CBuffer& frame) {
         m_parts.frames.AddRecycleFrame(std::move(picture));
         return true;
     }
-    m_parts.sink.AddDecodeFrame(m_control, std::move(picture));
+    Present(frame, std::move(picture));
     return true;
 }
 

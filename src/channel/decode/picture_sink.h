@@ -28,6 +28,8 @@ public:
     virtual void OnPaused() {}
     // When the frame that is decoded next came off the wire; 0 where that is not known.
     virtual void SetReceiveTime(std::uint64_t /*ms*/) {}
+    // How unevenly pictures come, and for how long the one that comes next was held back, in milliseconds.
+    virtual void SetPace(std::uint64_t /*jitterMs*/, std::uint64_t /*heldMs*/) {}
     // What kind of frames there are, for the information lines.
     virtual void SetFrameType(const std::string& type) = 0;
     // Shows why there is no picture, until the next one comes.

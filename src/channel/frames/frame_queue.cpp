@@ -22,6 +22,7 @@ std::unique_ptr<CBuffer> FrameQueue::NewDecodeFrame(std::uint32_t dwIdx, std::ui
     while (auto frame = m_RecycleDecodeFrames.RemoveHead()) {
         if (frame->GetCapacity() >= size) {
             frame->dwIdx = dwIdx;
+            frame->m_capturedMs = 0;
             return frame;
         }
     }
@@ -136,6 +137,9 @@ bool FrameQueue::AddDecodeFrameToQueue(FrameType nType, std::unique_ptr<CBuffer>
     }
     frame->m_nType = nType;
     frame->m_head = nType == FrameType::Wrapped ? HeadOfFrame(frame->Bytes()) : KELVARA_FRAME_HDR();
+    if (nType == FrameType::Wrapped) {
+        frame->m_capturedMs = frame->m_head.capturedMs;
+    }
     return Admit(std::move(frame), *hEvent);
 }
 
@@ -146,6 +150,7 @@ bool FrameQueue::AddWrappedFrame(const KELVARA_FRAME_HDR& head, std::unique_ptr<
     }
     frame->m_nType = FrameType::Wrapped;
     frame->m_head = head;
+    frame->m_capturedMs = head.capturedMs;
     return Admit(std::move(frame), *hEvent);
 }
 

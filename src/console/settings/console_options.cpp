@@ -44,6 +44,7 @@ void ConsoleOptions::Load(const COrvoRegistry& registry, std::string_view key) {
     bStopGetDataWhenViewInvisible =
         LoadFlag(registry, {}, "StopGetDataWhenViewInvisible", defaults.bStopGetDataWhenViewInvisible);
     bKeepUnseen = LoadFlag(registry, {}, "KeepUnseen", defaults.bKeepUnseen);
+    bPacePictures = LoadFlag(registry, {}, "PacePictures", defaults.bPacePictures);
     bFewerInSmallCells = LoadFlag(registry, {}, "FewerInSmallCells", defaults.bFewerInSmallCells);
     nShowViewTypeInSequentialMode =
         registry.GetProfileInt({}, "ShowViewTypeInSequentialMode", defaults.nShowViewTypeInSequentialMode);
@@ -61,6 +62,7 @@ void ConsoleOptions::HandToChannels() const {
     Globals().streamFromCamera = bStreamFromCamera;
     Globals().saveProcessImage = bSaveProcessImage;
     Globals().keepUnseen = bKeepUnseen;
+    Globals().pacesPictures = bPacePictures;
     Globals().fewerInSmallCells = bFewerInSmallCells;
 }
 
