@@ -119,7 +119,8 @@ protected:
             const kvtest::Unit unit = maker.Next();
             std::string record = kvtest::VideoRecord(wire::kZ264, unit.key, 64, 48, unit.bytes);
             for (std::size_t byte = 0; byte < 8; ++byte) {
-                record[wire::kOpaqueOffset + byte] = static_cast<char>((5'000 + i * kStep) >> 8 * byte & 0xFF);
+                record[wire::kOpaqueOffset + byte] =
+                    static_cast<char>((5'000 + i * kStep) >> 8 * byte & 0xFF);
             }
             records.push_back(std::move(record));
         }
@@ -128,9 +129,8 @@ protected:
     // Somebody waits for as short a time as a picture is held back, and nothing else is.
     bool IsHeld() const {
         const auto waits = clock.Waits();
-        return std::any_of(waits.begin(), waits.end(), [](Milliseconds wait) {
-            return wait <= Milliseconds(PicturePacer::kMostHeldMs);
-        });
+        return std::any_of(waits.begin(), waits.end(),
+                           [](Milliseconds wait) { return wait <= Milliseconds(PicturePacer::kMostHeldMs); });
     }
     std::uint64_t Shown() const { return camera->GetStatistics().shown; }
     // The next record comes so many milliseconds behind the one before.
@@ -149,11 +149,11 @@ protected:
 };
 
 TEST_F(PacedCell, HoldsAnEarlyPictureAndTellsOfIt) {
-    Next(0);
+    ASSERT_NO_FATAL_FAILURE(Next(0));
     for (int i = 0; i < 15; ++i) {
-        Next(kStep + 25);  // late; none of these is held
+        ASSERT_NO_FATAL_FAILURE(Next(kStep + 25));  // late; none of these is held
         ASSERT_TRUE(PumpUntil([&] { return Shown() == sent; }));
-        Next(kStep - 25);
+        ASSERT_NO_FATAL_FAILURE(Next(kStep - 25));
         ASSERT_TRUE(PumpUntil([&] { return Shown() == sent || IsHeld(); }));
         if (Shown() != sent) {
             clock.Advance(Milliseconds(PicturePacer::kMostHeldMs));  // more than it may take
@@ -168,9 +168,9 @@ TEST_F(PacedCell, HoldsAnEarlyPictureAndTellsOfIt) {
 
 TEST_F(PacedCell, WithTheSwitchOffEachIsShownAtOnce) {
     Globals().pacesPictures = false;
-    Next(0);
+    ASSERT_NO_FATAL_FAILURE(Next(0));
     for (int i = 0; i < 15; ++i) {
-        Next(i % 2 == 0 ? kStep + 25 : kStep - 25);
+        ASSERT_NO_FATAL_FAILURE(Next(i % 2 == 0 ? kStep + 25 : kStep - 25));
         ASSERT_TRUE(PumpUntil([&] { return Shown() == sent; }));
     }
 }

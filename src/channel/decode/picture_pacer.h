@@ -6,8 +6,8 @@
 
 namespace kvmon {
 
-// Reckons from the differences of the pictures' own times, whatever clock they are of, how late each is beside
-// the quickest, and holds the early ones back by what the late ones need. One thread.
+// Reckons from the differences of the pictures' own times, whatever clock they are of, how late each is
+// beside the quickest, and holds the early ones back by what the late ones need. One thread.
 class PicturePacer {
 public:
     static constexpr std::uint64_t kMostHeldMs = 40;
