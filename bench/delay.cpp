@@ -1,5 +1,5 @@
-// How long a picture takes from the computer's network to the display, how soon the first one is there, and
-// what a wall holds. The whole program, on a display of its own.
+// How long a picture takes from the computer's network to the display, how soon the first one is there, what
+// a wall holds, and what it costs while nobody can see it. The whole program, on a display of its own.
 //
 // bench_delay [SECONDS [KVMON KVRECORDER]]
 #include <unistd.h>
@@ -168,6 +168,60 @@ std::pair<double, double> Start(const Numbers& numbers, std::int64_t began) {
     throw std::runtime_error("not every cell shows a picture");
 }
 
+constexpr std::chrono::seconds kUnseen{4};
+constexpr double kLiveMs = 100;  // a picture that was sent so shortly before is of now
+
+// Processor milliseconds of a second for each cell.
+double CostOf(pid_t process, int cells) {
+    const double before = kvbench::ProcessMs(process);
+    std::this_thread::sleep_for(kUnseen);
+    return (kvbench::ProcessMs(process) - before) / static_cast<double>(kUnseen.count()) / cells;
+}
+
+// What the wall costs while it is seen, and while it is not; and how soon after that all cells are live.
+struct Unseen {
+    double seen = 0;
+    double hidden = 0;
+    double covered = 0;
+    double backMs = 0;
+    double uncoveredMs = 0;
+};
+
+double UntilLive(const Numbers& numbers, const RecordProxy& proxy) {
+    const std::int64_t began = SteadyNs();
+    while (SteadyNs() < began + kStartLimit / std::chrono::nanoseconds(1)) {
+        const auto seen = numbers.Look();
+        const std::int64_t now = SteadyNs();
+        int live = 0;
+        for (std::size_t i = 0; i < seen.size(); ++i) {
+            const std::int64_t sent = seen[i] < 0 ? 0 : proxy.SentNs(static_cast<int>(i), seen[i]);
+            live += sent != 0 && Ms(now - sent) < kLiveMs ? 1 : 0;
+        }
+        if (live == static_cast<int>(seen.size())) {
+            return Ms(SteadyNs() - began);
+        }
+        std::this_thread::sleep_for(kLook);
+    }
+    throw std::runtime_error("the wall is not live again");
+}
+
+Unseen Leave(Display& display, const Numbers& numbers, const RecordProxy& proxy, pid_t process, int cells) {
+    Unseen cost;
+    cost.seen = CostOf(process, cells);
+    display.SetHidden(true);
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    cost.hidden = CostOf(process, cells);
+    display.SetHidden(false);
+    cost.backMs = UntilLive(numbers, proxy);
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    display.SetCovered(true);
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    cost.covered = CostOf(process, cells);
+    display.SetCovered(false);
+    cost.uncoveredMs = UntilLive(numbers, proxy);
+    return cost;
+}
+
 void Measure(const kvbench::Programs& programs, const WallKind& wall, int seconds,
              const std::string& folder) {
     kvtest::CodingOptions options;
@@ -181,11 +235,12 @@ void Measure(const kvbench::Programs& programs, const WallKind& wall, int second
     for (std::size_t i = 0; i < units.size(); ++i) {
         byTail[TailOf(units[i].bytes)] = static_cast<int>(i);
     }
-    const Display display(folder);
+    Display display(folder);
     std::optional<RecordProxy> proxy;
     std::vector<Box> pictures;
     std::vector<double> delays;
     kvbench::Holding holding;
+    Unseen unseen;
     {
         const LiveWall live(programs, wall, film, folder, display, [&](int port) {
             proxy.emplace(port, [&](std::span<const std::uint8_t> payload) {
@@ -198,6 +253,7 @@ void Measure(const kvbench::Programs& programs, const WallKind& wall, int second
         pictures = FindPictures(display, wall);
         delays = Delays(Numbers(display, pictures), *proxy, seconds);
         holding = kvbench::Look(live.Monitor());
+        unseen = Leave(display, Numbers(display, pictures), *proxy, live.Monitor(), wall.Cells());
     }
     std::int64_t began = 0;
     const LiveWall again(programs, wall, film, folder, display, [&](int port) {
@@ -210,6 +266,11 @@ void Measure(const kvbench::Programs& programs, const WallKind& wall, int second
     };
     std::printf("%-34s %9zu %7.1f %7.1f %7.1f %9.0f %9.0f %7.1f %8d\n", wall.Name().c_str(), delays.size(),
                 part(0.5), part(0.95), part(0.99), first, all, holding.megabytes, holding.threads);
+    std::printf(
+        "    CPU ms a second for a cell: %.1f seen, %.1f hidden, %.1f covered; live %.0f ms after it is "
+        "shown, "
+        "%.0f after it is uncovered\n",
+        unseen.seen, unseen.hidden, unseen.covered, unseen.backMs, unseen.uncoveredMs);
     std::fflush(stdout);
 }
 

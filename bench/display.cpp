@@ -61,6 +61,44 @@ Display::~Display() {
     ::waitpid(m_process, nullptr, 0);
 }
 
+void Display::SetHidden(bool bHidden) {
+    if (bHidden) {
+        const std::unique_ptr<xcb_query_tree_reply_t, Freed> tree(
+            xcb_query_tree_reply(m_connection, xcb_query_tree(m_connection, m_root), nullptr));
+        const int count = tree != nullptr ? xcb_query_tree_children_length(tree.get()) : 0;
+        for (int i = 0; i < count; ++i) {
+            const std::uint32_t window = xcb_query_tree_children(tree.get())[i];
+            const std::unique_ptr<xcb_get_window_attributes_reply_t, Freed> state(
+                xcb_get_window_attributes_reply(m_connection, xcb_get_window_attributes(m_connection, window),
+                                                nullptr));
+            if (state != nullptr && state->map_state == XCB_MAP_STATE_VIEWABLE) {
+                m_hidden.push_back(window);
+            }
+        }
+    }
+    for (const std::uint32_t window : m_hidden) {
+        bHidden ? xcb_unmap_window(m_connection, window) : xcb_map_window(m_connection, window);
+    }
+    if (!bHidden) {
+        m_hidden.clear();
+    }
+    xcb_flush(m_connection);
+}
+
+void Display::SetCovered(bool bCovered) {
+    if (bCovered) {
+        const std::uint32_t ordinary = 1;
+        m_cover = xcb_generate_id(m_connection);
+        xcb_create_window(m_connection, XCB_COPY_FROM_PARENT, m_cover, m_root, 0, 0, kWidth, kHeight, 0,
+                          XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, XCB_CW_OVERRIDE_REDIRECT,
+                          &ordinary);
+        xcb_map_window(m_connection, m_cover);
+    } else {
+        xcb_destroy_window(m_connection, m_cover);
+    }
+    xcb_flush(m_connection);
+}
+
 std::vector<std::uint32_t> Display::See(const Box& box) const {
     return See(std::vector<Box>{box}).front();
 }

@@ -31,6 +31,10 @@ public:
 
     // "DISPLAY=:7"
     std::string Variable() const { return "DISPLAY=" + m_name; }
+    // Takes every window away, or brings those back that were, as a window manager minimises and restores.
+    void SetHidden(bool bHidden);
+    // A black window over everything, for as long as it is wanted.
+    void SetCovered(bool bCovered);
     // What is to be seen there, 32 bits a pixel, rows packed. Empty when the server is gone.
     std::vector<std::uint32_t> See(const Box& box) const;
     // Several at once, for one wait.
@@ -41,6 +45,8 @@ private:
     std::string m_name;
     xcb_connection_t* m_connection = nullptr;
     std::uint32_t m_root = 0;
+    std::vector<std::uint32_t> m_hidden;
+    std::uint32_t m_cover = 0;
 };
 
 }  // namespace kvbench

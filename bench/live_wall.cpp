@@ -37,7 +37,10 @@ void WriteConfig(const std::string& file, const WallKind& kind, const std::strin
 }  // namespace
 
 std::string WallKind::Name() const {
-    return std::to_string(Cells()) + " x " + (coding == kvtest::Coding::Mjpeg ? "MJPEG " : "") +
+    return std::to_string(Cells()) + " x " +
+           (coding == kvtest::Coding::Mjpeg ? "MJPEG "
+            : reordered > 0                 ? "B "
+                                            : "") +
            std::to_string(width) + "x" + std::to_string(height) + " into " + std::to_string(cellWidth) + "x" +
            std::to_string(cellHeight);
 }

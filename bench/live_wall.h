@@ -24,6 +24,7 @@ struct WallKind {
     int cellHeight;
     std::uint32_t style;  // of kvmon, as it is stored
     std::uint32_t customStyle;
+    int reordered = 0;  // pictures between two that others refer to
 
     int Cells() const { return columns * rows; }
     std::string Name() const;

@@ -41,6 +41,7 @@ constexpr WallKind kWalls[] = {
     {Coding::H264, 640, 480, 1'000'000, 4, 4, 195, 137, kStyleCustom, 0},
     {Coding::H264, 1920, 1080, 4'000'000, 2, 2, 391, 274, kStyleFour, 0},
     {Coding::H264, 352, 240, 512'000, 6, 6, 130, 91, kStyleCustom, 4},
+    {Coding::H264, 352, 240, 512'000, 6, 6, 130, 91, kStyleCustom, 4, 2},
     {Coding::Mjpeg, 640, 480, 0, 2, 2, 391, 274, kStyleFour, 0},
 };
 constexpr int kFilmSeconds = 2;
@@ -72,6 +73,7 @@ public:
         kvtest::CodingOptions options;
         options.frames = kFilmSeconds * kvbench::kPicturesPerSecond;
         options.bitrate = wall.bitrate;
+        options.reordered = wall.reordered;
         m_units = kvtest::EncodeMovingPictures(wall.coding, wall.width, wall.height, options);
         const auto need = plan.seconds + 2 * static_cast<int>(kSettle.count()) + 10;
         kvbench::WriteFilm(m_film, wall.coding, wall.width, wall.height, m_units, need);

@@ -13,7 +13,8 @@ inline constexpr std::size_t kFourccOffset = 0;
 inline constexpr std::size_t kKeyFlagOffset = 4;
 inline constexpr std::size_t kWidthOffset = 8;
 inline constexpr std::size_t kHeightOffset = 12;
-// Eight words that are passed on with the frame unread.
+// Eight words that are passed on with the frame. Of the first two, which may be anything, the difference
+// between two pictures tells their distance in milliseconds if it can be one.
 inline constexpr std::size_t kOpaqueOffset = 16;
 inline constexpr std::size_t kReservedOffset = 48;
 inline constexpr std::size_t kDataSizeOffset = 52;

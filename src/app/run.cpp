@@ -10,6 +10,7 @@
 
 #include "app/app_options.h"
 #include "app/connection_check.h"
+#include "app/cover_watch.h"
 #include "app/desktop_preference.h"
 #include "app/desktop_window.h"
 #include "app/guarded.h"
@@ -86,6 +87,7 @@ int RunDesktop(AppOptions& options, char* program) {
     LookKeeper looks(application, look, LookOfToolkit());
     QGuiApplication::setDesktopFileName(QStringLiteral("kvmon"));
     Termination termination;
+    const CoverWatch covers;
     int status = 0;
     {
         const std::unique_ptr<KeyRing> keyRing = MakeSecretServiceKeyRing();

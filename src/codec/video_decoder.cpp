@@ -79,6 +79,7 @@ public:
             return kDecodeBadData;
         }
         m_context = std::move(context);
+        SetLeavesOut(m_bLeavesOut);
         return kDecodeOk;
     }
 
@@ -115,6 +116,12 @@ public:
         return CheckPicture(output);
     }
 
+    void SetLeavesOut(bool bLeavesOut) override {
+        m_bLeavesOut = bLeavesOut;
+        if (m_context) {
+            m_context->skip_frame = bLeavesOut ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
+        }
+    }
     void Close() override { m_context.reset(); }
 
 private:
@@ -145,6 +152,7 @@ private:
     std::unique_ptr<AVCodecContext, ContextEnd> m_context;
     std::unique_ptr<AVPacket, PacketEnd> m_packet;
     DecodedPicture m_spare;
+    bool m_bLeavesOut = false;
 };
 
 }  // namespace

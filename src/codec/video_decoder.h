@@ -43,6 +43,8 @@ public:
     // Any other status leaves the decoder open and the picture is lost. `input` must be followed by
     // kInputPadding readable bytes.
     virtual int GetFrame(std::span<const std::uint8_t> input, DecodedPicture& output) = 0;
+    // Leaves out the pictures that no other refers to, from the next unit on: they give kDecodeNeedMoreData.
+    virtual void SetLeavesOut(bool bLeavesOut) = 0;
     // Releases everything; Init may follow.
     virtual void Close() = 0;
 };

@@ -546,6 +546,7 @@ constexpr TableText kEnglish[] = {
     {7716, "Take out"},
     {7717, "Take all out"},
     {7720, "what the camera sends cannot be read from an encrypted connection; at rtsp:// it may be"},
+    {7721, "Jitter of arrival"},
     {57349, "Error sequential interval. (The interval must be %d - %d sec.)"},
     {57350, "Invalid channel numbers. (The number must be %d - %d)"},
     {57397, "Server disconnected"},

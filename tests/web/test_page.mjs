@@ -1,6 +1,6 @@
 // A page embeds the console: what its user and its script see, in a real browser.
 import assert from 'node:assert/strict';
-import {readFileSync} from 'node:fs';
+import {readdirSync, readFileSync} from 'node:fs';
 import {createServer, request} from 'node:http';
 import {count, PASSWORD, Programs, runTests, until, USER} from './programs.mjs';
 
@@ -415,6 +415,37 @@ async function reloads(browser, before) {
   await until('all threads and descriptors to go', () => JSON.stringify(held(pid)) === JSON.stringify(before));
 }
 
+// How often the threads that decode have gone to sleep: each picture is another time.
+function decodeSleeps(pid) {
+  let sleeps = 0;
+  for (const task of readdirSync(`/proc/${pid}/task`)) {
+    const status = readFileSync(`/proc/${pid}/task/${task}/status`, 'utf8');
+    if (/^Name:\s*kv-decode$/m.test(status)) sleeps += Number(/^voluntary_ctxt_switches:\s*(\d+)$/m.exec(status)[1]);
+  }
+  return sleeps;
+}
+
+// A tab that another one hides tells the same, but a browser without a window hides none.
+async function unseen(browser) {
+  const page = await browser.newPage({viewport: {width: 1300, height: 720}});
+  await page.goto(programs.url.href);
+  await until('pictures', () => page.evaluate(() => document.querySelector('tr450-client')?.frames > 20));
+  const pid = programs.sessions().at(-1);
+  const moves = async (ms) => {
+    const before = decodeSleeps(pid);
+    await page.waitForTimeout(ms);
+    return decodeSleeps(pid) - before;
+  };
+  const put = (top) => page.evaluate((place) =>
+    Object.assign(document.querySelector('tr450-client').style, {position: 'absolute', top: place}), top);
+  assert.ok(await moves(400) > 10);
+  await put('-4000px');
+  await until('nothing to be decoded', async () => await moves(400) === 0);
+  await put('0');
+  await movingPictures(page, UPPER_LEFT_CELL);
+  await page.close();
+}
+
 const held = (pid) => ({threads: count(`/proc/${pid}/task`), descriptors: count(`/proc/${pid}/fd`)});
 
 const servePage = (content) => new Promise((resolve) => {
@@ -437,7 +468,7 @@ await runTests(programs, async (test, launch) => {
   const before = held(programs.host.pid);
   const browser = await launch();
   for (const [name, act] of Object.entries({
-    requests, userAndScript, snapshots, browserAround: (b) => browserAround(b, site), ownHelp, hostilePage, otherOrigins: (b) => otherOrigins(b, allowed, refused),
+    requests, userAndScript, unseen, snapshots, browserAround: (b) => browserAround(b, site), ownHelp, hostilePage, otherOrigins: (b) => otherOrigins(b, allowed, refused),
     reloads: (b) => reloads(b, before),
   })) {
     await test(name, () => act(browser));

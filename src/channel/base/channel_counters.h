@@ -15,6 +15,8 @@ struct ChannelCounters {
         ++m_nDecoded;
         ForgetUndecoded();
     }
+    // A sign that the peer's pictures are good, as far as anybody looked.
+    std::uint64_t GetTaken() const { return m_nDecoded + m_nKept; }
     // What was not decoded so far no longer counts.
     void ForgetUndecoded() { m_nUndecoded = 0; }
     // The format has no decoder here, and the cell says so already.
@@ -23,6 +25,7 @@ struct ChannelCounters {
     std::atomic<std::uint64_t> m_nReceived{0};  // records off the wire, video
     std::atomic<std::uint64_t> m_nBytes{0};
     std::atomic<std::uint64_t> m_nDecoded{0};
+    std::atomic<std::uint64_t> m_nKept{0};    // that nobody saw: they were not decoded as they came
     std::atomic<std::uint64_t> m_nFailed{0};  // by a decoder
     std::atomic<std::uint64_t> m_nShown{0};
 

@@ -9,7 +9,11 @@ struct ChannelGlobals {
     std::atomic<bool> debugLines{false};        // all information lines, whatever the mask
     std::atomic<bool> saveProcessImage{false};  // SaveProcessImage: a snapshot takes the composed picture
     std::atomic<bool> streamFromCamera{true};   // StreamFromCamera
-    std::atomic<int> decoderThreads{1};         // of each decoder that can share its work
+    std::atomic<bool> keepUnseen{true};         // KeepUnseen: what nobody sees is kept undecoded
+    // FewerInSmallCells: there pictures that no other needs are left out
+    std::atomic<bool> fewerInSmallCells{false};
+    std::atomic<bool> pacesPictures{true};  // PacePictures: each takes the screen at its time
+    std::atomic<int> decoderThreads{1};     // of each decoder that can share its work
 };
 
 ChannelGlobals& Globals();

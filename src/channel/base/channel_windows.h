@@ -20,6 +20,7 @@ public:
     void SetConsoleWnd(WindowHandle hWnd) { Set(m_hConsoleWnd, std::move(hWnd)); }
     // Is told of the next picture, once.
     void SetNotifyWnd(WindowHandle hWnd) { Set(m_hNotifyWnd, std::move(hWnd)); }
+    bool IsAwaited() const { return static_cast<bool>(Get(m_hNotifyWnd)); }
 
     void PostToCell(std::uint32_t message, WParam wParam, LParam lParam) const;
     void PostToConsole(std::uint32_t message, WParam wParam, LParam lParam) const;

@@ -1,6 +1,8 @@
 // The channel object: its threads, start, pause, stop and restart, and its windows.
 #include "channel/camera/base_camera.h"
 
+#include <algorithm>
+
 #include "channel/base/cam_commands.h"
 #include "channel/camera/channel_core.h"
 #include "channel/command/cam_cmd_loop.h"
@@ -200,6 +202,7 @@ void CBaseCamera::PausePlaying() {
     m_core->FlushAndResetDecoder();
     const auto decode = m_core->m_decodeThread.Control();
     decode->leave = 1;
+    m_core->FollowOnlookers();
     // A decoder that has nothing to do holds its pictures: the thread leaves it, and sleeps then.
     decode->run.Set();
 }
@@ -224,25 +227,52 @@ bool CBaseCamera::IsStreamRunning() const {
 }
 
 bool CBaseCamera::IsLive() const {
-    return IsStreamRunning() && m_core->m_picture.PictureAgeMs(m_core->clock.TickMs()) < kStillMs;
+    const std::uint64_t now = m_core->clock.TickMs();
+    const std::uint64_t kept = m_core->m_nKeptAt;
+    const bool bKept = kept != 0 && now < kept + kStillMs;
+    return IsStreamRunning() && (bKept || m_core->m_picture.PictureAgeMs(now) < kStillMs);
 }
 
 void CBaseCamera::UpdateStill() {
     if (IsVideoRunning()) {
-        m_core->m_picture.UpdateStill(m_core->clock.TickMs(), m_core->m_nPlayingSince);
+        m_core->m_picture.UpdateStill(m_core->clock.TickMs(),
+                                      std::max(m_core->m_nPlayingSince.load(), m_core->m_nKeptAt.load()));
     }
 }
 
 // --- view
+
+namespace {
+
+// In device pixels: a view below both shows a picture no larger than an icon.
+constexpr int kSmallWidth = 160;
+constexpr int kSmallHeight = 120;
+
+}  // namespace
 
 void CBaseCamera::SetViewWnd(WindowHandle hWnd, std::function<void()> repaint) {
     const bool bLeft = !hWnd;
     m_core->m_picture.SetRepaint(std::move(repaint));
     m_core->m_windows.SetViewWnd(std::move(hWnd));
     if (bLeft) {
+        SetSeen(true);  // as far as is known
         m_core->m_picture.ReleaseView();
         m_core->m_decodeThread.Control()->run.Set();  // which gives the rest back when the channel is paused
     }
+}
+
+void CBaseCamera::SetSeen(bool bSeen) {
+    m_core->m_onlookers.SetSeen(bSeen);
+    m_core->FollowOnlookers();
+}
+
+bool CBaseCamera::IsKept() const {
+    return m_core->m_frames.IsUnseen();
+}
+
+void CBaseCamera::WhenShown(std::function<void()> call) {
+    m_core->m_onlookers.WaitForPicture(std::move(call));
+    m_core->FollowOnlookers();
 }
 
 WindowHandle CBaseCamera::GetViewWnd() const {
@@ -260,6 +290,7 @@ WindowHandle CBaseCamera::GetVideoWnd() const {
 bool CBaseCamera::SetViewSize(int cx, int cy) {
     m_core->m_picture.SetViewSize(cx, cy);
     m_core->m_source.SetViewSize(cx, cy);
+    m_core->m_bSmallView = cx > 0 && cx < kSmallWidth && cy > 0 && cy < kSmallHeight;
     m_core->ChangeZoom([cx](DigitalZoom& zoom) {
         zoom.SetViewWidth(cx);
         return true;
@@ -284,6 +315,7 @@ void CBaseCamera::SetConsoleWnd(WindowHandle hWnd) {
 
 void CBaseCamera::SetNotifyWnd(WindowHandle hWnd) {
     m_core->m_windows.SetNotifyWnd(std::move(hWnd));
+    m_core->FollowOnlookers();
 }
 
 ChannelPicture& CBaseCamera::Picture() {
@@ -300,6 +332,7 @@ ChannelStatistics CBaseCamera::GetStatistics() const {
     statistics.received = counters.m_nReceived;
     statistics.bytes = counters.m_nBytes;
     statistics.refused = m_core->m_frames.GetRefused();
+    statistics.unseen = m_core->m_frames.GetUnseen();
     statistics.decoded = counters.m_nDecoded;
     statistics.failed = counters.m_nFailed;
     statistics.shown = counters.m_nShown;

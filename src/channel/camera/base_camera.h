@@ -45,6 +45,7 @@ struct ChannelStatistics {
     std::uint64_t received = 0;  // records off the wire, video
     std::uint64_t bytes = 0;
     std::uint64_t refused = 0;  // thrown away undecoded: a full queue, or before a key frame
+    std::uint64_t unseen = 0;   // thrown away undecoded while nobody saw the channel
     std::uint64_t decoded = 0;
     std::uint64_t failed = 0;  // by a decoder
     std::uint64_t shown = 0;
@@ -159,6 +160,14 @@ public:
     // The window that draws this channel; null takes it away.
     void SetViewWnd(WindowHandle hWnd, std::function<void()> repaint);
     WindowHandle GetViewWnd() const;
+    // Whether somebody can see that window. While nobody can, a channel that has shown a picture keeps what
+    // comes, undecoded, since the last key frame; it is decoded at once when it is seen again.
+    void SetSeen(bool bSeen);
+    // What comes is kept undecoded: the picture on show is not the newest.
+    bool IsKept() const;
+    // Decodes what was kept even if nobody sees it. `call` comes when the newest picture has taken the
+    // screen, on the thread that shows it; never if none does.
+    void WhenShown(std::function<void()> call);
     // The cell that shows this channel.
     void SetVideoWnd(WindowHandle hWnd);
     WindowHandle GetVideoWnd() const;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "channel/base/channel_globals.h"
 #include "channel/base/channel_messages.h"
 #include "channel/base/own_fault_texts.h"
 #include "persist/string_table.h"
@@ -46,6 +47,10 @@ void ChannelCore::SetFrameType(const std::string& type) {
     m_picture.SetSubString(SubString::Codec, LoadString(kStrCodec) + ": " + CodecOf(type));
 }
 
+bool ChannelCore::TakesFewer() const {
+    return m_bSmallView && Globals().fewerInSmallCells && !m_source.m_bDigitalZoom;
+}
+
 void ChannelCore::OnPaused() {
     if (!m_windows.GetViewWnd() && !m_frames.IsPlaying()) {
         m_picture.ReleaseWork();
@@ -62,12 +67,20 @@ void ChannelCore::AddDecodeFrame(const ThreadControl& control, std::unique_ptr<C
                                .receivedMs = m_nReceiveTime,
                                .bytes = m_counters.m_nBytes,
                                .dropped = m_frames.GetRefused(),
+                               .jitterMs = m_nJitterMs,
+                               .heldMs = m_nHeldMs,
                                .rate = m_source.IsCameraUsable() ? &m_frameRate : nullptr};
     m_frames.AddRecycleFrame(m_picture.Present(std::move(frame), counts));
-    if (!m_bStreamRunning.exchange(true)) {
+    const bool bFirst = !m_bStreamRunning.exchange(true);
+    if (bFirst) {
         m_windows.PostToConsole(WM_COMMAND, kCmdRefreshControls, 0);
     }
-    m_windows.TakeNotify().Post(kMsgFirstData, m_source.m_uCHInMainDlg, 0);
+    const bool bTold = m_windows.TakeNotify().Post(kMsgFirstData, m_source.m_uCHInMainDlg, 0);
+    // Behind an older one the picture that is waited for comes still.
+    const bool bNewest = m_frames.GetCount() == 0;
+    if ((bNewest && m_onlookers.OnPicture()) || bFirst || bTold) {
+        FollowOnlookers();
+    }
 }
 
 void ChannelCore::TellFault(OwnFault fault) noexcept {
@@ -86,8 +99,18 @@ void ChannelCore::TellUntold() {
 void ChannelCore::NoteReceived() {
     const std::uint64_t now = clock.TickMs();
     m_frames.SetReceiveTime(now);
-    if (m_counters.HasNoneDecoded(now)) {
+    if (m_frames.IsUnseen()) {
+        m_nKeptAt = now;
+        ++m_counters.m_nKept;
+    } else if (m_counters.HasNoneDecoded(now)) {
         SetCaption(LoadString(kStrNotDecoded));
+    }
+}
+
+void ChannelCore::FollowOnlookers() {
+    if (m_onlookers.Refresh()) {
+        m_counters.ForgetUndecoded();
+        m_decodeThread.Control()->run.Set();
     }
 }
 

@@ -14,6 +14,7 @@
 #include "channel/base/sound_switches.h"
 #include "channel/base/status_flags.h"
 #include "channel/camera/default_factories.h"
+#include "channel/camera/onlookers.h"
 #include "channel/command/abilities.h"
 #include "channel/command/cam_cmd_queue.h"
 #include "channel/decode/decode_pass.h"
@@ -58,6 +59,11 @@ struct ChannelCore final : PictureSink, StreamReports {
     void AddDecodeFrame(const ThreadControl& control, std::unique_ptr<CVideoBmpFrame> frame) override;
     void OnPaused() override;
     void SetReceiveTime(std::uint64_t ms) override { m_nReceiveTime = ms; }
+    bool TakesFewer() const override;
+    void SetPace(std::uint64_t jitterMs, std::uint64_t heldMs) override {
+        m_nJitterMs = jitterMs;
+        m_nHeldMs = heldMs;
+    }
     void SetFrameType(const std::string& type) override;
     void SetCaption(const std::string& text) override {
         m_picture.SetMainOsdCameraString(text, CaptionStay::UntilPicture);
@@ -68,6 +74,8 @@ struct ChannelCore final : PictureSink, StreamReports {
     // What could not be told where it happened.
     void TellUntold();
     void RestartPlaying() override;
+    // Brings up to date whether what comes is decoded.
+    void FollowOnlookers();
     void ShowText(std::uint32_t uStringId) override { m_windows.ShowText(uStringId); }
     // Empties the queue; what the decoder has seen so far is of no use then.
     void FlushAndResetDecoder();
@@ -121,9 +129,16 @@ struct ChannelCore final : PictureSink, StreamReports {
     std::atomic<bool> m_bAudioWanted{false};    // by a connection of its own
     std::atomic<std::uint32_t> m_nErrorCount{0};
     std::atomic<bool> m_bStreamRunning{false};
+    std::atomic<bool> m_bSmallView{false};  // which has the smallest stream that there is
     std::atomic<std::uint32_t> m_nUntoldText{0};
     std::atomic<std::uint64_t> m_nPlayingSince{0};  // milliseconds of the clock
+    std::atomic<std::uint64_t> m_nKeptAt{0};        // likewise: a frame came that nobody saw
     std::atomic<std::uint64_t> m_nReceiveTime{0};   // of the frame that is decoded
+
+    Onlookers m_onlookers{m_frames, m_windows, m_bStreamRunning};
+
+    std::atomic<std::uint64_t> m_nJitterMs{0};
+    std::atomic<std::uint64_t> m_nHeldMs{0};
 
     // The decode thread tells of a picture's size; all else is the user interface's.
     mutable std::mutex m_csZoom;

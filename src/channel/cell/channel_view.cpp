@@ -66,6 +66,7 @@ void CChannelView::SetCamera(const std::shared_ptr<CBaseCamera>& pCamera) {
     m_pCamera = pCamera;
     if (pCamera) {
         pCamera->SetViewWnd(Handle(), [ticket = m_repaint] { ticket->Request(); });
+        pCamera->SetSeen(m_sight.IsSeen());
         GiveViewSize(*pCamera);
         RefreshZoomLabel();
         if (bChanged) {
@@ -81,6 +82,13 @@ void CChannelView::GiveViewSize(CBaseCamera& camera) {
     camera.Picture().SetPixelRatio(ratio);
     if (camera.SetViewSize(m_givenSize.width(), m_givenSize.height())) {
         camera.StartPlaying(PlaySound::No);
+    }
+}
+
+void CChannelView::TellSeen(bool bSeen) {
+    const auto camera = GetCamera();
+    if (camera && IsShownHere(*camera)) {
+        camera->SetSeen(bSeen);
     }
 }
 

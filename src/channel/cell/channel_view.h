@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "channel/picture/channel_picture.h"
+#include "skin/sight.h"
 #include "skin/window_base.h"
 
 namespace kvmon {
@@ -70,6 +71,7 @@ private:
     bool IsShownHere(const CBaseCamera& camera) const;
     void GiveViewSize(CBaseCamera& camera);
     void ShowState(const CBaseCamera& camera);
+    void TellSeen(bool bSeen);
     void OnLButtonDblClk();
     bool OnWheel(const QWheelEvent& wheel);
 
@@ -82,6 +84,7 @@ private:
     std::weak_ptr<CBaseCamera> m_pCamera;
     const std::shared_ptr<RepaintTicket> m_repaint;
     QSize m_givenSize;  // device pixels, as the channel knows them
+    Sight m_sight{*this, [this](bool bSeen) { TellSeen(bSeen); }};
 };
 
 }  // namespace kvmon

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "channel/base/channel_globals.h"
+#include "codec/video_decoder.h"
 #include "persist/log_file.h"
 #include "persist/string_table.h"
 #include "platform/text.h"
@@ -114,7 +115,13 @@ bool CodedPass::Show(const CBuffer& frame) {
         TraceFrame(frame.dwIdx, "create CVideoBmpFrame failed...");
         return false;
     }
+    const bool bLeavesOut = m_parts.sink.TakesFewer();
+    m_maker->SetLeavesOut(bLeavesOut);
     const int status = m_maker->Decode(payload, *picture);
+    if (bLeavesOut && status == kDecodeNeedMoreData) {
+        m_parts.frames.AddRecycleFrame(std::move(picture));
+        return false;
+    }
     if (status != 0) {
         TraceFrame(frame.dwIdx, m_kind.tracesStatus ? FormatText("rStatus=%d, %s", status, m_kind.failedText)
                                                     : std::string(m_kind.failedText));
@@ -127,7 +134,12 @@ bool CodedPass::Show(const CBuffer& frame) {
         return false;
     }
     PublishInfo();
-    m_parts.sink.AddDecodeFrame(m_control, std::move(picture));
+    if (m_parts.frames.IsOvertaken(frame)) {
+        // Of a group that was kept the newest picture is shown, not a film run fast.
+        m_parts.frames.AddRecycleFrame(std::move(picture));
+        return true;
+    }
+    Present(frame, std::move(picture));
     return true;
 }
 

@@ -6,6 +6,7 @@
 #include "channel/base/channel_counters.h"
 #include "channel/base/channel_factories.h"
 #include "channel/base/channel_thread.h"
+#include "channel/decode/picture_pacer.h"
 #include "channel/decode/picture_sink.h"
 #include "channel/frames/frame_queue.h"
 #include "platform/clock.h"
@@ -49,8 +50,14 @@ protected:
         return false;
     }
 
+    // The picture takes the screen, at its time.
+    void Present(const CBuffer& frame, std::unique_ptr<CVideoBmpFrame> picture);
+
     const DecodeParts m_parts;
     ThreadControl& m_control;
+
+private:
+    PicturePacer m_pacer;
 };
 
 }  // namespace kvmon

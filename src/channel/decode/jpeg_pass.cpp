@@ -30,7 +30,7 @@ bool JpegPass::Show(const CBuffer& frame) {
     }
     m_parts.counters.NoteDecoded();
     m_parts.sink.SetBitmapInfo(info);
-    m_parts.sink.AddDecodeFrame(m_control, std::move(picture));
+    Present(frame, std::move(picture));
     return true;
 }
 

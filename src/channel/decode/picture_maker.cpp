@@ -32,6 +32,8 @@ public:
         return woven ? kDecodeOk : kDecodeNoMemory;
     }
 
+    void SetLeavesOut(bool bLeavesOut) override { m_decoder->SetLeavesOut(bLeavesOut); }
+
 protected:
     bool TakesUnknownSize() const override { return true; }
     bool Open() override {

@@ -29,6 +29,9 @@ public:
     std::optional<BITMAPINFOHEADER> TakeBitmapInfo();
     // Bytes that the bitmap of a picture needs.
     std::uint64_t GetBitmapSize() const { return m_bmpInfo.biSizeImage + kSpareBytes; }
+    // Pictures that no other refers to need not be made, from the next one on: their status is
+    // kDecodeNeedMoreData.
+    virtual void SetLeavesOut(bool /*bLeavesOut*/) {}
     // Decodes into the picture. A status other than 0 leaves the picture unused and the decoder open.
     virtual int Decode(std::span<const std::uint8_t> payload, CVideoBmpFrame& picture) = 0;
     // The last key frame's format has no decoder on this computer.

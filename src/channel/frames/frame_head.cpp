@@ -27,6 +27,7 @@ KELVARA_FRAME_HDR ReadFrameHead(std::span<const std::uint8_t, wire::kFrameHeader
     head.dwKeyFlag = word(wire::kKeyFlagOffset);
     head.dwWidth = word(wire::kWidthOffset);
     head.dwHeight = word(wire::kHeightOffset);
+    head.capturedMs = word(wire::kOpaqueOffset) | std::uint64_t{word(wire::kOpaqueOffset + 4)} << 32;
     head.dwReserved = word(wire::kReservedOffset);
     head.dwFrameDataSize = word(wire::kDataSizeOffset);
     return head;

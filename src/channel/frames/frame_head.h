@@ -15,6 +15,7 @@ struct KELVARA_FRAME_HDR {
     std::uint32_t dwHeight = 0;  // likewise
     std::uint32_t dwReserved = 0;
     std::uint32_t dwFrameDataSize = 0;
+    std::uint64_t capturedMs = 0;  // by some clock, if it is a time at all
 
     bool IsKeyFrame() const { return dwKeyFlag == 1; }
 };

@@ -68,6 +68,8 @@ public:
     FrameType m_nType = FrameType::Jpeg;
     std::uint32_t dwIdx = 0;
     std::uint64_t m_receivedMs = 0;  // by the channel's clock; 0: not known
+    std::uint64_t m_capturedMs = 0;  // as its record's head has it; 0: not known
+    bool m_bUnseen = false;          // it came while nobody saw the channel
     KELVARA_FRAME_HDR m_head;        // of a wrapped frame; else of no code
 
 protected:

@@ -22,6 +22,7 @@ std::unique_ptr<CBuffer> FrameQueue::NewDecodeFrame(std::uint32_t dwIdx, std::ui
     while (auto frame = m_RecycleDecodeFrames.RemoveHead()) {
         if (frame->GetCapacity() >= size) {
             frame->dwIdx = dwIdx;
+            frame->m_capturedMs = 0;
             return frame;
         }
     }
@@ -29,8 +30,15 @@ std::unique_ptr<CBuffer> FrameQueue::NewDecodeFrame(std::uint32_t dwIdx, std::ui
     if (size <= kMostKept) {
         m_dwMaxDecodeFrameSize = std::max(m_dwMaxDecodeFrameSize, size);
     }
-    auto frame = MakeDecodeFrame(std::max(m_dwMaxDecodeFrameSize, size));
+    // Many that are kept for their whole group are as large as they have to be.
+    auto frame = MakeDecodeFrame(m_bUnseen ? size : std::max(m_dwMaxDecodeFrameSize, size));
     if (!frame) {
+        DropSpent();
+        frame = MakeDecodeFrame(size);
+    }
+    if (!frame && m_bUnseen) {
+        // What nobody sees must not end the stream.
+        FlushDecodeFrames(Next::KeyFrame);
         DropSpent();
         frame = MakeDecodeFrame(size);
     }
@@ -93,7 +101,7 @@ bool FrameQueue::AddRecycleDecodeFrame(std::unique_ptr<CBuffer> frame) {
         return false;
     }
     if (frame->GetLength() > kMostKept || frame->GetCapacity() > CBuffer::RoundedCapacity(kMostKept) ||
-        !m_bKeepsSpent) {
+        !m_bKeepsSpent || (frame->m_bUnseen && m_RecycleDecodeFrames.GetCount() >= kMaxQueued)) {
         return true;
     }
     frame->SetLength(0);
@@ -129,6 +137,9 @@ bool FrameQueue::AddDecodeFrameToQueue(FrameType nType, std::unique_ptr<CBuffer>
     }
     frame->m_nType = nType;
     frame->m_head = nType == FrameType::Wrapped ? HeadOfFrame(frame->Bytes()) : KELVARA_FRAME_HDR();
+    if (nType == FrameType::Wrapped) {
+        frame->m_capturedMs = frame->m_head.capturedMs;
+    }
     return Admit(std::move(frame), *hEvent);
 }
 
@@ -139,54 +150,87 @@ bool FrameQueue::AddWrappedFrame(const KELVARA_FRAME_HDR& head, std::unique_ptr<
     }
     frame->m_nType = FrameType::Wrapped;
     frame->m_head = head;
+    frame->m_capturedMs = head.capturedMs;
     return Admit(std::move(frame), *hEvent);
+}
+
+bool FrameQueue::HasRoomFor(const CBuffer& frame) const {
+    if (frame.m_bUnseen) {
+        return m_nQueuedUnseen < kMostUnseen &&
+               m_nQueuedUnseenBytes + frame.GetCapacity() <= kMostUnseenBytes;
+    }
+    // What came unseen is on its way to the decoder.
+    return m_DecodeQueue.GetCount() < kMaxQueued + m_nQueuedUnseen &&
+           m_nQueuedBytes + frame.GetLength() <= kMaxQueuedBytes;
 }
 
 bool FrameQueue::Admit(std::unique_ptr<CBuffer> frame, Event& event) {
     frame->m_receivedMs = m_nReceivedMs;
-    const std::uint64_t bytes = m_nQueuedBytes + frame->GetLength();
-    if (!m_bWaitKeyFrame && m_DecodeQueue.GetCount() < kMaxQueued && bytes <= kMaxQueuedBytes) {
-        m_nQueuedBytes += frame->GetLength();
+    const bool bUnseen = frame->m_bUnseen = m_bUnseen;
+    if (bUnseen && frame->m_nType != FrameType::Wrapped) {
+        FlushDecodeFrames(Next::Any);
+    }
+    if (!m_bWaitKeyFrame && HasRoomFor(*frame)) {
+        CountWaiting(*frame, true);
         m_DecodeQueue.AddTail(std::move(frame));
-        event.Set();
+        // Looked at again: the pictures may be seen since, and the decoder have looked already.
+        if (!bUnseen || !m_bUnseen) {
+            event.Set();
+        }
         return true;
     }
     // A decoder of pictures that build on each other can go on only at a key frame.
     FlushDecodeFrames(frame->m_nType == FrameType::Wrapped ? Next::KeyFrame : Next::Any);
-    ++m_nRefused;
-    AddRecycleDecodeFrame(std::move(frame));
+    Discard(std::move(frame));
     return true;
+}
+
+void FrameQueue::CountWaiting(const CBuffer& frame, bool bComes) {
+    const std::uint64_t sign = bComes ? 1 : ~std::uint64_t{0};
+    m_nQueuedBytes += sign * frame.GetLength();
+    if (frame.m_bUnseen) {
+        m_nQueuedUnseen += sign;
+        m_nQueuedUnseenBytes += sign * frame.GetCapacity();
+    }
+}
+
+void FrameQueue::Discard(std::unique_ptr<CBuffer> frame) {
+    ++(frame->m_bUnseen ? m_nUnseen : m_nRefused);
+    AddRecycleDecodeFrame(std::move(frame));
 }
 
 void FrameQueue::FlushDecodeFrames(Next next) {
     m_bWaitKeyFrame = next == Next::KeyFrame;
-    while (auto frame = TakeDecodeFrame()) {
-        ++m_nRefused;
-        AddRecycleDecodeFrame(std::move(frame));
+    while (auto frame = RemoveHead()) {
+        Discard(std::move(frame));
     }
 }
 
-std::unique_ptr<CBuffer> FrameQueue::TakeDecodeFrame() {
+std::unique_ptr<CBuffer> FrameQueue::RemoveHead() {
     auto frame = m_DecodeQueue.RemoveHead();
     if (frame) {
-        m_nQueuedBytes -= frame->GetLength();
+        CountWaiting(*frame, false);
     }
     return frame;
 }
 
+std::unique_ptr<CBuffer> FrameQueue::TakeDecodeFrame() {
+    return m_bUnseen ? nullptr : RemoveHead();
+}
+
 void FrameQueue::PutBackDecodeFrame(std::unique_ptr<CBuffer> frame) {
     if (frame) {
-        m_nQueuedBytes += frame->GetLength();
+        CountWaiting(*frame, true);
         m_DecodeQueue.AddHead(std::move(frame));
     }
 }
 
 void FrameQueue::ResetWhenEmpty(Event& event) const {
-    if (m_DecodeQueue.GetCount() != 0) {
+    if (HasWork()) {
         return;
     }
     event.Reset();
-    if (m_DecodeQueue.GetCount() != 0) {
+    if (HasWork()) {
         event.Set();
     }
 }

@@ -18,6 +18,10 @@ public:
     // come near the second bound.
     static constexpr std::size_t kMaxQueued = 16;
     static constexpr std::uint64_t kMaxQueuedBytes = kMaxFrameSize;
+    // While nobody sees the channel so much of a group of pictures is kept undecoded: some ten seconds of
+    // most cameras. Of a longer group nothing is.
+    static constexpr std::size_t kMostUnseen = 300;
+    static constexpr std::uint64_t kMostUnseenBytes = 8u << 20;
     // More spent frames than this are reported, though kept.
     static constexpr std::size_t kManySpent = 64;
     // The memory of a frame of more bytes goes back to the system: damaged sizes would fill the whole pool.
@@ -45,15 +49,21 @@ public:
     bool AddDecodeFrameToQueue(FrameType nType, std::unique_ptr<CBuffer> frame, Event* hEvent);
     // A wrapped frame whose head has been read already.
     bool AddWrappedFrame(const KELVARA_FRAME_HDR& head, std::unique_ptr<CBuffer> frame, Event* hEvent);
+    // Nobody sees the pictures: what comes since the last key frame waits, to be decoded at once when they
+    // are seen again, and wakes nobody. Of plain pictures the last one does.
+    void SetUnseen(bool bUnseen) { m_bUnseen = bUnseen; }
+    bool IsUnseen() const { return m_bUnseen; }
+    // Behind a frame that came unseen there are others: its picture is old already. Decode thread.
+    bool IsOvertaken(const CBuffer& frame) const { return frame.m_bUnseen && GetCount() > 0; }
     // Throws away all that waits. What comes next may be told to enter with the next key frame alone.
     enum class Next { Any, KeyFrame };
     void FlushDecodeFrames(Next next);
     void SetWaitKeyFrame(bool bWaitKeyFrame) { m_bWaitKeyFrame = bWaitKeyFrame; }
-    // The frame to decode next; null if there is none. Decode thread.
+    // The frame to decode next; null if there is none, or nobody sees the pictures. Decode thread.
     std::unique_ptr<CBuffer> TakeDecodeFrame();
     // Back to its place before all others. Decode thread.
     void PutBackDecodeFrame(std::unique_ptr<CBuffer> frame);
-    // Resets the event if no frame waits, without losing one that comes at the same time.
+    // Resets the event if there is nothing to decode, without losing a frame that comes at the same time.
     void ResetWhenEmpty(Event& event) const;
 
     // Pictures are wanted of what comes. While they are not, the decode thread throws it away.
@@ -67,11 +77,17 @@ public:
     const std::shared_ptr<FrameBudget>& Budget() const { return m_budget; }
     // Gives the memory of the spent frames back.
     void DropSpent();
-    // Frames that were thrown away undecoded.
+    // Frames that were thrown away undecoded: there were too many, or nobody saw them.
     std::uint64_t GetRefused() const { return m_nRefused; }
+    std::uint64_t GetUnseen() const { return m_nUnseen; }
 
 private:
     bool Admit(std::unique_ptr<CBuffer> frame, Event& event);
+    bool HasRoomFor(const CBuffer& frame) const;
+    bool HasWork() const { return !m_bUnseen && m_DecodeQueue.GetCount() != 0; }
+    std::unique_ptr<CBuffer> RemoveHead();
+    void CountWaiting(const CBuffer& frame, bool bComes);
+    void Discard(std::unique_ptr<CBuffer> frame);
     std::unique_ptr<CBuffer> MakeDecodeFrame(std::uint32_t size);
 
     const std::atomic<std::uint32_t>& m_uCHInMainDlg;
@@ -81,7 +97,11 @@ private:
     CFrameList<CBuffer> m_RecycleDecodeFrames;
     CFrameList<CVideoBmpFrame> m_RecycleBmpFrames;
     std::atomic<std::uint64_t> m_nQueuedBytes{0};
+    std::atomic<std::size_t> m_nQueuedUnseen{0};  // frames that came unseen, of those that wait
+    std::atomic<std::uint64_t> m_nQueuedUnseenBytes{0};
     std::atomic<std::uint64_t> m_nRefused{0};
+    std::atomic<std::uint64_t> m_nUnseen{0};
+    std::atomic<bool> m_bUnseen{false};
     std::atomic<std::uint64_t> m_nReceivedMs{0};
     std::atomic<bool> m_bWaitKeyFrame{false};
     std::atomic<bool> m_bPlaying{false};

@@ -13,7 +13,7 @@ class QRect;
 
 namespace kvmon {
 
-inline constexpr int kMaxCaptionLines = 16;
+inline constexpr int kMaxCaptionLines = 17;
 
 // Texts as they are to be seen; an empty one takes no room.
 struct CaptionTexts {

@@ -47,6 +47,8 @@ struct PictureCounts {
     std::uint64_t receivedMs = 0;  // when it came off the wire; 0: not known
     std::uint64_t bytes = 0;       // received so far
     std::uint64_t dropped = 0;     // thrown away undecoded so far
+    std::uint64_t jitterMs = 0;    // how unevenly they come
+    std::uint64_t heldMs = 0;      // how long this one was held back for it
     FrameRate* rate = nullptr;  // counts it where the line of the rate is shown; null: there is no such line
 };
 

@@ -13,6 +13,7 @@ constexpr std::uint64_t kRateMs = 1000;
 constexpr std::uint32_t kStrBitRate = 7223;
 constexpr std::uint32_t kStrAge = 7225;
 constexpr std::uint32_t kStrDropped = 7226;
+constexpr std::uint32_t kStrJitter = 7721;
 
 }  // namespace
 
@@ -69,6 +70,11 @@ void PictureState::TellStream(const PictureCounts& counts) {
     }
     if (texts.IsShown(SubString::Dropped)) {
         tell(SubString::Dropped, kStrDropped, "", counts.dropped);
+    }
+    if (texts.IsShown(SubString::Jitter)) {
+        texts.SetLine(SubString::Jitter, FormatText("%s: %llu ms (+%llu ms)", LoadString(kStrJitter).c_str(),
+                                                    static_cast<unsigned long long>(counts.jitterMs),
+                                                    static_cast<unsigned long long>(counts.heldMs)));
     }
 }
 

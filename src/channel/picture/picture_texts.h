@@ -27,8 +27,9 @@ enum class SubString {
     Codec = 13,
     Age = 14,
     Dropped = 15,
+    Jitter = 16,
 };
-inline constexpr int kSubStringCount = 16;
+inline constexpr int kSubStringCount = 17;
 inline constexpr std::uint32_t kDefaultOsdColor = 0x004891E5;  // red in the low byte
 
 // How long a caption of the camera stays.

@@ -60,13 +60,13 @@ CameraPatience::CameraPatience(const ChannelCounters& counters, CameraTrial& tri
     : m_counters(counters),
       m_trial(trial),
       m_clock(clock),
-      m_nDecodedBefore(counters.m_nDecoded),
+      m_nTakenBefore(counters.GetTaken()),
       m_nLimit(ways == Ways::Two ? CameraTrial::kPatienceMs / 2 : CameraTrial::kPatienceMs),
       m_nReceived(counters.m_nReceived),
       m_nSince(trial.BeginWait(clock)) {}
 
 bool CameraPatience::HasDelivered() {
-    if (!m_bDelivered && m_counters.m_nDecoded != m_nDecodedBefore) {
+    if (!m_bDelivered && m_counters.GetTaken() != m_nTakenBefore) {
         m_bDelivered = true;
         m_trial.EndWait();
         m_nReceived = m_counters.m_nReceived;

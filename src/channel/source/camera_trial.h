@@ -56,7 +56,7 @@ public:
 
     // Asked during waits, with the nominal time that passed in them since the question before.
     bool IsOver(std::uint64_t nIdleMs);
-    // A picture of this connection has been decoded.
+    // A picture of this connection has been decoded, or was kept undecoded as nobody saw it.
     bool HasDelivered();
     // The camera went silent, as against one that closed the connection.
     bool HasEnded() const { return m_bEnded; }
@@ -67,7 +67,7 @@ private:
     const ChannelCounters& m_counters;
     CameraTrial& m_trial;
     Clock& m_clock;
-    const std::uint64_t m_nDecodedBefore;
+    const std::uint64_t m_nTakenBefore;
     const std::uint64_t m_nLimit;
     std::uint64_t m_nReceived;
     std::uint64_t m_nSince;

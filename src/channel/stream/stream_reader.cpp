@@ -150,6 +150,7 @@ bool StreamReader::ReceiveStandardJpegFrame(const KELVARA_FRAME_HDR& hdr) {
         return false;
     }
     frame->SetLength(hdr.dwFrameDataSize);
+    frame->m_capturedMs = hdr.capturedMs;
     CountFrame(wire::kFrameHeaderSize + std::uint64_t{hdr.dwFrameDataSize});
     return m_sinks.frames.AddDecodeFrameToQueue(FrameType::Jpeg, std::move(frame), &m_sinks.decode.run);
 }

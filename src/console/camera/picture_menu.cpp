@@ -37,8 +37,8 @@ constexpr int kCmdFirstColour = 16920;
 // On top of each of them: the same for all cameras.
 constexpr int kForAll = 20000;
 
-constexpr std::uint32_t kLineTexts[kSubStringCount] = {2603, 6837, 6838, 6839, 6840, 6841, 6842, 6843,
-                                                       6844, 6845, 6846, 6835, 7223, 7224, 7225, 7226};
+constexpr std::uint32_t kLineTexts[kSubStringCount] = {2603, 6837, 6838, 6839, 6840, 6841, 6842, 6843, 6844,
+                                                       6845, 6846, 6835, 7223, 7224, 7225, 7226, 7721};
 constexpr std::uint32_t kEveryLine = (1u << kSubStringCount) - 1;
 
 constexpr struct {

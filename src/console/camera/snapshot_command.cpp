@@ -52,7 +52,8 @@ SnapshotCommand::SnapshotCommand(Desk& desk, const ActiveCamera& active, const C
       m_clock(clock),
       m_news(desk, feedback, site),
       m_writer(
-          [this](const SnapshotOrder& order, const SnapshotFailure& failure) { OnEnded(order, failure); }) {
+          [this](const SnapshotOrder& order, const SnapshotFailure& failure) { OnEnded(order, failure); }),
+      m_kept([this](bool bNewest) { OnKept(bNewest); }) {
     m_news.SetGallery([this] { OpenGallery(); });
     m_news.SetSaveAs([this](const SnapshotOrder& order) { AskAndSave(order); });
 }
@@ -85,6 +86,39 @@ void SnapshotCommand::TakeActive(bool bLowIntegrity) {
     if (!camera) {
         return;
     }
+    if (!camera->IsKept()) {
+        TakeNewest(bLowIntegrity);
+        return;
+    }
+    // By a page's call, or a key that reaches a window nobody sees.
+    m_keptOf = camera;
+    m_bKeptLowIntegrity = bLowIntegrity;
+    m_kept.WaitFor(*camera);
+}
+
+// A picture of a stream that stands still is as new as there is one; that of a stream which goes on is not.
+void SnapshotCommand::OnKept(bool bNewest) {
+    const auto camera = m_keptOf.lock();
+    if (!camera || camera != m_active.Camera()) {
+        return;
+    }
+    if (bNewest || !camera->IsLive()) {
+        TakeNewest(m_bKeptLowIntegrity);
+    } else {
+        TellNoPicture(m_bKeptLowIntegrity);
+    }
+}
+
+void SnapshotCommand::TellNoPicture(bool bLowIntegrity) {
+    m_news.TellFailure({{}, m_clock.Now(), {}, SnapshotFormat::Jpeg, bLowIntegrity},
+                       {SnapshotStep::Picture, 0});
+}
+
+void SnapshotCommand::TakeNewest(bool bLowIntegrity) {
+    const auto camera = m_active.Camera();
+    if (!camera) {
+        return;
+    }
     const CKelvaraInfo* const server = m_active.Server();
     if (server == nullptr) {
         return;
@@ -97,7 +131,7 @@ void SnapshotCommand::TakeActive(bool bLowIntegrity) {
     CVideoWnd* const cell = m_active.Cell();
     auto picture = !cell->isHidden() ? cell->View().TakeSnapshot(stamp) : std::nullopt;
     if (!picture) {
-        m_news.TellFailure({{}, now, {}, SnapshotFormat::Jpeg, bLowIntegrity}, {SnapshotStep::Picture, 0});
+        TellNoPicture(bLowIntegrity);
         return;
     }
     m_flash.Start(*cell);

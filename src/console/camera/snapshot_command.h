@@ -5,6 +5,7 @@
 #include <chrono>
 #include <string>
 
+#include "console/camera/kept_picture.h"
 #include "console/camera/snapshot_news.h"
 #include "console/camera/snapshot_writer.h"
 #include "console/settings/snapshot_name.h"
@@ -41,6 +42,9 @@ private:
     using Time = std::chrono::system_clock::time_point;
 
     void TakeActive(bool bLowIntegrity);
+    void TakeNewest(bool bLowIntegrity);
+    void OnKept(bool bNewest);
+    void TellNoPicture(bool bLowIntegrity);
     void ShowNotice();
     // The camera's name and the time by its recorder's clock; empty while that is unknown.
     std::string GetSnapshotTimeStamp(const CBaseCamera& camera, const CKelvaraInfo& server, Time now) const;
@@ -57,6 +61,9 @@ private:
     SnapshotNews m_news;
     QPointer<SnapshotGallery> m_gallery;
     SnapshotWriter m_writer;
+    KeptPicture m_kept;
+    std::weak_ptr<CBaseCamera> m_keptOf;  // whose picture was asked for
+    bool m_bKeptLowIntegrity = false;
 };
 
 }  // namespace kvmon

@@ -43,6 +43,9 @@ void ConsoleOptions::Load(const COrvoRegistry& registry, std::string_view key) {
     const ConsoleOptions defaults;
     bStopGetDataWhenViewInvisible =
         LoadFlag(registry, {}, "StopGetDataWhenViewInvisible", defaults.bStopGetDataWhenViewInvisible);
+    bKeepUnseen = LoadFlag(registry, {}, "KeepUnseen", defaults.bKeepUnseen);
+    bPacePictures = LoadFlag(registry, {}, "PacePictures", defaults.bPacePictures);
+    bFewerInSmallCells = LoadFlag(registry, {}, "FewerInSmallCells", defaults.bFewerInSmallCells);
     nShowViewTypeInSequentialMode =
         registry.GetProfileInt({}, "ShowViewTypeInSequentialMode", defaults.nShowViewTypeInSequentialMode);
     for (const FlagRow& row : kDialogFlags) {
@@ -58,6 +61,9 @@ void ConsoleOptions::Load(const COrvoRegistry& registry, std::string_view key) {
 void ConsoleOptions::HandToChannels() const {
     Globals().streamFromCamera = bStreamFromCamera;
     Globals().saveProcessImage = bSaveProcessImage;
+    Globals().keepUnseen = bKeepUnseen;
+    Globals().pacesPictures = bPacePictures;
+    Globals().fewerInSmallCells = bFewerInSmallCells;
 }
 
 LookChoice LoadLook(const COrvoRegistry& registry) {

@@ -15,6 +15,9 @@ struct ConsoleOptions {
     // Of the whole program.
     bool bStopGetDataWhenViewInvisible = true;
     std::uint32_t nShowViewTypeInSequentialMode = 1;
+    bool bKeepUnseen = true;                // what nobody sees is kept undecoded
+    bool bPacePictures = true;              // each takes the screen at its time
+    bool bFewerInSmallCells = false;        // there pictures that no other needs are left out
     LookChoice look = LookChoice::Desktop;  // as the host has it, which stored or was told it
     // Of the key named after the first server.
     bool bEventHighLight = false;

@@ -16,6 +16,8 @@ public:
     virtual void FollowDisplay(double scale) = 0;
     // With the frame, on the display.
     QRect FrameRect() const { return geometry().marginsAdded(frameMargins()); }
+    // To the toolkit: whether the window can be seen now.
+    virtual void TellExposed() = 0;
     virtual QRect TitleRect() const = 0;
     virtual QRect CloseRect() const = 0;
     virtual bool CanTakeFocus() const = 0;

@@ -46,6 +46,16 @@ void RemoteDisplay::SetSize(const QSize& size, double ratio) {
     DamageAll();
 }
 
+void RemoteDisplay::SetSeen(bool bSeen) {
+    if (bSeen == m_bSeen) {
+        return;
+    }
+    m_bSeen = bSeen;
+    for (DisplayWindow* const window : std::vector(m_windows)) {
+        window->TellExposed();
+    }
+}
+
 void RemoteDisplay::DamageAll() {
     AddDamage(Area());
 }

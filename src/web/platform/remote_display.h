@@ -40,6 +40,9 @@ public:
         std::function<void(bool bOn)> onFullScreen;    // a window wants the whole screen, or no more
     };
     void SetListener(Listener listener) { m_listener = std::move(listener); }
+    // Whether anybody sees the page. While nobody does its windows are not exposed: nothing is drawn.
+    void SetSeen(bool bSeen);
+    bool IsSeen() const { return m_bSeen; }
     const QRegion& Damage() const { return m_damage; }
     // Everything, as after a new size.
     void DamageAll();
@@ -101,6 +104,7 @@ private:
     TwoFingers m_fingers;
     std::vector<int> m_keys;  // held
     bool m_bFullScreen = false;
+    bool m_bSeen = true;
     Listener m_listener;
 };
 

@@ -86,10 +86,19 @@ void RemoteWindow::setGeometry(const QRect& rect) {
         return;
     }
     if (bResized) {
-        QWindowSystemInterface::handleExposeEvent(window(), QRect(QPoint(0, 0), place.size()));
+        TellExposed();
     }
     RemoteDisplay::Instance().AddDamage(before);
     RemoteDisplay::Instance().AddDamage(FrameRect());
+}
+
+bool RemoteWindow::isExposed() const {
+    return m_bShown && RemoteDisplay::Instance().IsSeen();
+}
+
+void RemoteWindow::TellExposed() {
+    QWindowSystemInterface::handleExposeEvent(
+        window(), isExposed() ? QRegion(QRect(QPoint(0, 0), geometry().size())) : QRegion());
 }
 
 void RemoteWindow::setVisible(bool visible) {
@@ -101,8 +110,7 @@ void RemoteWindow::setVisible(bool visible) {
     if (visible && CoversDisplay()) {
         setGeometry(display.Area());
     }
-    const QRect whole(QPoint(0, 0), geometry().size());
-    QWindowSystemInterface::handleExposeEvent(window(), visible ? QRegion(whole) : QRegion());
+    TellExposed();
     display.ShowWindow(*this, visible);
     display.AddDamage(FrameRect());
 }

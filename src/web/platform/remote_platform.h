@@ -18,6 +18,7 @@ public:
     ~RemoteWindow() override;
 
     void setGeometry(const QRect& rect) override;
+    bool isExposed() const override;
     QRect normalGeometry() const override { return m_normal; }
     QMargins frameMargins() const override;
     void setVisible(bool visible) override;
@@ -32,6 +33,7 @@ public:
     void setOpacity(qreal) override {}
 
     void FollowDisplay(double scale) override;
+    void TellExposed() override;
     QRect TitleRect() const override;
     QRect CloseRect() const override;
     bool CanTakeFocus() const override;

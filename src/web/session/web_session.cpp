@@ -239,6 +239,7 @@ void WebSession::OnBinary(std::span<const std::uint8_t> bytes) {
             Resize(message.size, message.ratio);
             break;
         case PageMessage::Kind::Visible:
+            RemoteDisplay::Instance().SetSeen(message.bVisible);
             m_frames.SetVisible(message.bVisible);
             break;
         case PageMessage::Kind::Text:
