@@ -89,8 +89,8 @@ void PrintZsh(const std::string& program, const std::vector<OptionRow>& rows, st
     out << "#compdef " << program << "\n_arguments";
     for (const OptionRow& row : rows) {
         // In a description a bracket ends it, in a name of a value a colon.
-        std::string spec = row.repeated ? "*" : "";
-        spec += row.name + (row.kind == ValueKind::None ? "" : "=");
+        std::string entry = row.repeated ? "*" : "";
+        entry += row.name + (row.kind == ValueKind::None ? "" : "=");
         std::string about;
         for (const char c : row.about) {
             about += (c == '[' || c == ']' || c == ':') ? std::string("\\") + c : std::string(1, c);
@@ -99,7 +99,7 @@ void PrintZsh(const std::string& program, const std::vector<OptionRow>& rows, st
         for (std::size_t at = 0; (at = plain.value.find(':', at)) != std::string::npos; at += 2) {
             plain.value.insert(at, "\\");
         }
-        out << " \\\n    " << Quoted(spec + "[" + about + "]" + ZshValues(plain));
+        out << " \\\n    " << Quoted(entry + "[" + about + "]" + ZshValues(plain));
     }
     out << '\n';
 }

@@ -438,7 +438,7 @@ async function unseen(browser) {
   };
   const put = (top) => page.evaluate((place) =>
     Object.assign(document.querySelector('tr450-client').style, {position: 'absolute', top: place}), top);
-  assert.ok(await moves(400) > 10);
+  await until('pictures to be decoded', async () => await moves(400) > 10);
   await put('-4000px');
   await until('nothing to be decoded', async () => await moves(400) === 0);
   await put('0');
