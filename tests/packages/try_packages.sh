@@ -7,6 +7,8 @@ packages=$(realpath "$1")
 [ "${KV_OWN_MOUNTS:-}" = 1 ] || KV_OWN_MOUNTS=1 exec unshare --mount --propagation private -- "$0" "$packages"
 
 work=$(mktemp -d)
+# In memory: a package manager waits for each file of a disk.
+mount -t tmpfs -o size=4g,mode=0755 packages "$work"
 root=$work/root
 recorder=
 monitor=
@@ -14,7 +16,8 @@ cleanup() {
     kill $recorder $monitor 2>/dev/null || true
     wait 2>/dev/null || true
     umount -R "$root/proc" "$root/dev/shm" 2>/dev/null || true
-    rm -rf --one-file-system "$work"
+    umount -l "$work"
+    rmdir "$work"
 }
 trap cleanup EXIT
 
@@ -54,6 +57,7 @@ tar --extract --numeric-owner --directory "$root" --file "$kept"
 mount -t proc proc "$root/proc"
 mkdir -p "$root/dev/shm"
 mount -t tmpfs shm "$root/dev/shm"
+echo force-unsafe-io >"$root/etc/dpkg/dpkg.cfg.d/unsafe-io"
 in_root useradd --create-home guard
 apt update
 
