@@ -1,6 +1,7 @@
 #include "skin/button_accessible.h"
 
 #include <QtWidgets/QAccessibleWidget>
+#include <QtWidgets/QWidget>
 
 namespace kvmon {
 
