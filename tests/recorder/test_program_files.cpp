@@ -206,7 +206,8 @@ TEST_F(ProgramFiles, WhatIsKeptIsItsOwnersOrTheGroups) {
 TEST_F(ProgramFiles, SecretsThatOthersCanReadAreToldAndNoCoreIsLeft) {
     Write("p", "secret\n");
     Write("c.toml",
-          "[server]\nrecordings=\".\"\n[[users]]\nname=\"admin\"\npassword_file=\"p\"\n[[channels]]\n");
+          "[server]\nrecordings=\".\"\n[[users]]\nname=\"admin\"\npassword_file=\"p\"\n"
+          "[[users]]\nname=\"guard\"\npassword=\"secret\"\n[[channels]]\n");
     for (const char* name : {"", "p", "c.toml"}) {
         fs::permissions(folder.File(name), fs::perms(0755));
     }
