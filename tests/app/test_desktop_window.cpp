@@ -95,9 +95,10 @@ TEST_F(DesktopWindowTest, HelpOpensInTheConsolesLanguage) {
     const std::pair<const char*, const char*> kPages[] = {{"0", "/help/eng/help.html#monitor"},
                                                           {"6", "/help/ger/help.html#monitor"},
                                                           {"7", "/help/eng/help.html#monitor"}};
-    for (const auto& [language, page] : kPages) {
+    for (const auto& shown : kPages) {
+        const char* const page = shown.second;
         kvtest::PageCatcher caught;
-        Run({"--language", language}, [&](DesktopWindow& window) {
+        Run({"--language", shown.first}, [&](DesktopWindow& window) {
             auto* const console =
                 dynamic_cast<CMainDlg*>(window.findChild<QWidget*>(QStringLiteral("console")));
             ASSERT_NE(console, nullptr);
