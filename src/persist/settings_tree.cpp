@@ -60,7 +60,16 @@ void SettingsChanges::Append(SettingsChanges newer) {
 
 std::optional<SettingsValue> SettingsTree::Read(const std::string& path, std::string_view entry) const {
     const auto found = m_rows.find({path, std::string(entry)});
-    return found != m_rows.end() ? std::optional(found->second) : std::nullopt;
+    if (found == m_rows.end()) {
+        return std::nullopt;
+    }
+    // The text is copied by itself: where memory is short the library of version 12 ends a half-copied
+    // variant as if it held something.
+    if (const auto* const text = std::get_if<std::string>(&found->second)) {
+        std::string copy = *text;
+        return SettingsValue(std::move(copy));
+    }
+    return found->second;
 }
 
 std::vector<std::string> SettingsTree::Sections(const std::string& path) const {
