@@ -294,21 +294,6 @@ protected:
     FakeRecorder recorder{"Lobby", 4};
 };
 
-TEST_F(ShortageInAnEvent, AWallIsWholeAfterOneWhileItIsBuilt) {
-    constexpr std::uint64_t kPlaces = 24;
-    std::uint64_t all = 0;
-    for (std::uint64_t place = 0; place <= kPlaces; ++place) {
-        {
-            Start(recorder.Port());
-            const OneNewFails one(all * place / (kPlaces + 1), Inside);
-            EXPECT_TRUE(BecomesWhole()) << "without number " << all * place / (kPlaces + 1) << " of " << all;
-            all = std::max(all, OneNewFails::Asked());
-        }
-        Close();
-    }
-    EXPECT_GT(all, 100u);
-}
-
 TEST_F(ShortageInAnEvent, ACellThatThereWasNoMemoryForComesLater) {
     Start(recorder.Port());
     const OneNewFails one(2, Inside, sizeof(CVideoWnd));
