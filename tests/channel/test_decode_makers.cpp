@@ -1,6 +1,8 @@
 // Makers' formats, by decoders that the test plays.
 #include <gmock/gmock.h>
 
+#include <cstring>
+
 #include "decode_bench.h"
 #include "support/wait_until.h"
 

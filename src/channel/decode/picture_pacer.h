@@ -1,6 +1,7 @@
 // When a picture takes the screen, so that what moves evenly before the camera does so in the cell.
 #pragma once
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 
@@ -21,7 +22,7 @@ public:
     std::uint64_t HoldFor(std::uint64_t ownMs, std::uint64_t readyMs, std::size_t waiting);
 
     // How much the pictures' ways differ from one to the next, on average. 0 while nothing is known.
-    std::uint64_t JitterMs() const { return static_cast<std::uint64_t>(m_jitter + 0.5); }
+    std::uint64_t JitterMs() const { return static_cast<std::uint64_t>(std::llround(m_jitter)); }
     // How long the last picture was held back.
     std::uint64_t HeldMs() const { return m_heldMs; }
 
