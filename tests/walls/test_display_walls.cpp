@@ -247,7 +247,6 @@ TEST_F(DisplayWallsTest, AWallComesBackWithItsDisplayAndGoesOn) {
     EXPECT_THAT(Covered(), ElementsAre(kLeftOfB));
     PlugIn(2);
     ASSERT_TRUE(PumpUntil([] { return ViewOn(2) == "Ten"; }));
-    EXPECT_EQ(StyleOf(Wall(2)), VIEW_STYLE_10CH);
     EXPECT_THAT(Covered(), ElementsAre(kLeftOfB, kLeftOfC));
     // A sequence goes on, after the next start, too.
     KeyOn(2, Qt::Key_3, Qt::ControlModifier);
