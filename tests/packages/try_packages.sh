@@ -151,6 +151,7 @@ mkdir -p "$root/var/lib/private/kvrecorder/recordings"
 apt remove $names
 [ -f "$root/etc/kvrecorder.toml" ] || die "a removal takes the configuration away"
 apt purge $names
+rmdir "$root/var/lib/private" || die "what the service has kept is left"
 inventory >"$work/after"
 diff "$work/before" "$work/after" || die "something is left"
 say "nothing is left; all is well"
