@@ -28,7 +28,7 @@ Said Ask(const std::string& command) {
     return said;
 }
 
-std::string Content(const std::string& name) {
+std::string PageContent(const std::string& name) {
     std::ifstream file(std::string(KV_PAGES "/") + name, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
 }
@@ -52,9 +52,9 @@ bool Has(const std::string& program) {
 
 TEST(Pages, EachOptionIsInTheManualAndCompletedByEachShell) {
     for (const std::string program : {"kvmon", "kvrecorder"}) {
-        const std::string page = Content(program + ".1");
-        const std::string zsh = Content("_" + program);
-        const std::string fish = Content(program + ".fish");
+        const std::string page = PageContent(program + ".1");
+        const std::string zsh = PageContent("_" + program);
+        const std::string fish = PageContent(program + ".fish");
         const std::set<std::string> options = OptionsOf(program);
         EXPECT_GT(options.size(), 15u) << program;
         for (const std::string& option : options) {

@@ -36,7 +36,7 @@ constexpr int kEdge = 3;  // of the panel, that the pointer touches
 constexpr int kSlideMs = 160;
 constexpr int kStayMs = 1500;
 
-constexpr std::uint32_t kStrViews = 7100;
+constexpr std::uint32_t kStrBarViews = 7100;
 constexpr std::uint32_t kStrNextPage = 6231;
 constexpr std::uint32_t kStrPreviousPage = 6232;
 constexpr std::uint32_t kStrLeave = 7307;
@@ -56,7 +56,7 @@ public:
         layout->setContentsMargins(16, 6, 16, 6);
         layout->setSpacing(18);
         m_styles = Add("barStyles", Text(kStrArrangement), [this] { m_owner.OpenStyles(*m_styles); });
-        m_views = Add("barViews", Text(kStrViews), [this] { m_owner.OpenViews(*m_views); });
+        m_views = Add("barViews", Text(kStrBarViews), [this] { m_owner.OpenViews(*m_views); });
         m_previous = Add("barPrevious", QStringLiteral("\u25C0"),
                          [this] { m_owner.m_commands.Run(kKeyPreviousPage); });
         m_previous->setAccessibleName(Text(kStrPreviousPage));
@@ -119,8 +119,8 @@ public:
         }
         const std::string& shown =
             m_owner.m_views.Sequence().empty() ? m_owner.m_views.Current() : m_owner.m_views.Sequence();
-        m_views->setText(shown.empty() ? Text(kStrViews)
-                                       : Text(kStrViews) + ": " + QString::fromStdString(shown));
+        m_views->setText(shown.empty() ? Text(kStrBarViews)
+                                       : Text(kStrBarViews) + ": " + QString::fromStdString(shown));
         m_clock->setText(QLocale::system().toString(QTime::currentTime(), QLocale::ShortFormat));
     }
 
