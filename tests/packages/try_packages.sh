@@ -8,7 +8,7 @@ packages=$(realpath "$1")
 
 work=$(mktemp -d)
 # In memory: a package manager waits for each file of a disk.
-mount -t tmpfs -o size=4g,mode=0755 packages "$work"
+mount -t tmpfs -o size=6g,mode=0755 packages "$work"
 root=$work/root
 recorder=
 monitor=
@@ -144,6 +144,13 @@ say "exposure of the services"
 for unit in kvrecorder kvmon-web; do
     systemd-analyze security --offline=true --threshold=20 "$root/lib/systemd/system/$unit.service" | tail -n 1
 done
+
+say "under systemd, in a copy of its own"
+cp -a --one-file-system "$root" "$work/booted"
+apt_in() { chroot "$work/booted" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin DEBIAN_FRONTEND=noninteractive apt-get -qq -y --no-install-recommends "$@"; }
+apt_in install systemd-sysv dbus curl >"$work/apt.log" 2>&1 || { tail -n 20 "$work/apt.log" >&2; die "systemd could not be installed"; }
+"$(dirname "$(realpath "$0")")/try_services.sh" "$work/booted"
+rm -rf "$work/booted"
 
 say "removing, purging"
 rm -r "$root/etc/kvmon"
