@@ -54,25 +54,27 @@ configure <<'TOML'
 listen = "127.0.0.1:8090"
 [server]
 name = "Depot"
-state = "/var/lib/kvrecorder"
-disk = "/var/lib/kvrecorder"
 [[users]]
 name = "admin"
 password = "admin"
-[[users]]
-name = "guard"
-password_file = "@user"
-[[channels]]
-name = "Yard"
 # end
 TOML
 inside systemctl reload kvrecorder || die "systemd cannot reload it"
 soon 10 answers 'server name=Depot' || die "a reload changes nothing"
 
 say "a password that root alone can read"
+configure <<'TOML'
+listen = "127.0.0.1:8090"
+[[users]]
+name = "guard"
+password_file = "@user"
+# end
+TOML
+! inside kvrecorder --check /etc/kvrecorder.toml 2>/dev/null || die "a password that is not there is right"
 inside sh -c 'umask 077; mkdir -p /etc/kvrecorder.credentials; echo gate >/etc/kvrecorder.credentials/user'
-inside systemctl restart kvrecorder
-connects guard:gate || die "the recorder does not know the password that it was handed"
+inside kvrecorder --check /etc/kvrecorder.toml || die "the password is not found before the start"
+inside systemctl restart kvrecorder || die "the recorder is not handed the password"
+connects guard:gate || die "the recorder does not know the password"
 ! connects guard:wrong 2>/dev/null || die "any password is right"
 
 say "one that hangs"
@@ -82,7 +84,7 @@ inside systemctl daemon-reload
 inside systemctl restart kvrecorder
 inside systemctl kill --kill-whom=main --signal=STOP kvrecorder
 soon 20 is kvrecorder NRestarts 1 || die "nobody starts it again"
-soon 10 connects admin:admin || die "it does not come back"
+soon 10 connects guard:gate || die "it does not come back"
 
 say "a wrong configuration"
 echo 'lisen = 1' | configure
