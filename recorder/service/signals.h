@@ -7,8 +7,8 @@
 
 namespace kvrecorder {
 
-// From construction on SIGTERM, SIGINT and SIGHUP wait until they are asked for, in this thread and in all that it
-// starts later: make it before them. Nothing here can fail or takes memory.
+// From construction on SIGTERM, SIGINT and SIGHUP wait until they are asked for, in this thread and in all
+// that it starts later: make it before them. Nothing here can fail or takes memory.
 class Signals {
 public:
     Signals();
