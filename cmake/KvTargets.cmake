@@ -97,6 +97,9 @@ function(kv_unite target)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # To the compiler each source but the one that includes all is a header, whose nameless types should not leak.
     target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
+  else()
+    # A member may have the name of another source's constant.
+    target_compile_options(${target} PRIVATE -Wno-shadow)
   endif()
 endfunction()
 
