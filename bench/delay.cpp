@@ -20,6 +20,7 @@
 
 #include "films.h"
 #include "live_wall.h"
+#include "numbered_pictures.h"
 #include "record_proxy.h"
 
 namespace {
@@ -27,6 +28,7 @@ namespace {
 using kvbench::Box;
 using kvbench::Display;
 using kvbench::LiveWall;
+using kvbench::Numbers;
 using kvbench::RecordProxy;
 using kvbench::SteadyNs;
 using kvbench::WallKind;
@@ -37,102 +39,16 @@ constexpr WallKind kWalls[] = {
     {Coding::H264, 640, 480, 1'000'000, 4, 4, 195, 137, kvbench::kStyleCustom, 0},
     {Coding::H264, 352, 240, 512'000, 7, 6, 111, 91, kvbench::kStyleCustom, 5},
 };
-constexpr int kFilmSeconds = 2;
-constexpr int kRepeatedSeconds = 60;
 constexpr std::chrono::seconds kSettle{4};
-constexpr std::chrono::milliseconds kLook{3};  // from one look at the display to the next
 constexpr std::chrono::seconds kStartLimit{20};
-constexpr std::size_t kTail = 48;
 
-double Ms(std::int64_t ns) {
-    return static_cast<double>(ns) / 1e6;
-}
-
-std::string TailOf(std::span<const std::uint8_t> bytes) {
-    const auto tail = bytes.last(std::min(kTail, bytes.size()));
-    return {tail.begin(), tail.end()};
-}
-
-// Places that change, with a gap or more between them.
-struct Run {
-    int begin;
-    int size;
-};
-std::vector<Run> RunsOf(const std::vector<bool>& changes) {
-    std::vector<Run> runs;
-    int begin = -1;
-    for (int i = 0; i <= static_cast<int>(changes.size()); ++i) {
-        const bool bHere = i < static_cast<int>(changes.size()) && changes[static_cast<std::size_t>(i)];
-        if (bHere && begin < 0) {
-            begin = i;
-        } else if (!bHere && begin >= 0) {
-            runs.push_back({begin, i - begin});
-            begin = -1;
-        }
-    }
-    std::erase_if(runs, [](const Run& run) { return run.size < 16; });
-    return runs;
-}
-
-// The pictures on the display, in the order of their channels.
-std::vector<Box> FindPictures(const Display& display, const WallKind& wall) {
-    const Box all{0, 0, Display::kWidth, Display::kHeight};
-    std::vector<bool> columns(Display::kWidth);
-    std::vector<bool> rows(Display::kHeight);
-    auto before = display.See(all);
-    for (int look = 0; look < 8; ++look) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(170));
-        auto after = display.See(all);
-        for (std::size_t i = 0; i < std::min(before.size(), after.size()); ++i) {
-            if (before[i] != after[i]) {
-                columns[i % Display::kWidth] = true;
-                rows[i / Display::kWidth] = true;
-            }
-        }
-        before = std::move(after);
-    }
-    std::vector<Box> pictures;
-    for (const Run& row : RunsOf(rows)) {
-        for (const Run& column : RunsOf(columns)) {
-            pictures.push_back({column.begin, row.begin, column.size, row.size});
-        }
-    }
-    if (static_cast<int>(pictures.size()) != wall.Cells()) {
-        throw std::runtime_error(std::to_string(pictures.size()) + " pictures move on the display");
-    }
-    return pictures;
-}
-
-// The numbers that the pictures tell at this moment.
-class Numbers {
-public:
-    Numbers(const Display& display, const std::vector<Box>& pictures) : m_display(display) {
-        for (const Box& picture : pictures) {
-            m_rows.push_back({picture.left, picture.top + picture.height / 16, picture.width, 1});
-        }
-    }
-    std::vector<int> Look() const {
-        std::vector<int> numbers;
-        for (const auto& row : m_display.See(m_rows)) {
-            std::array<bool, 8> white{};
-            for (std::size_t i = 0; i < white.size() && !row.empty(); ++i) {
-                white[i] = (row[row.size() * (2 * i + 1) / 16] >> 8 & 255) > 128;
-            }
-            numbers.push_back(kvtest::NumberOf(white));
-        }
-        return numbers;
-    }
-
-private:
-    const Display& m_display;
-    std::vector<Box> m_rows;
-};
+using kvbench::Ms;
 
 std::vector<double> Delays(const Numbers& numbers, const RecordProxy& proxy, int seconds) {
     std::vector<double> delays;
     std::vector<int> last = numbers.Look();
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-    for (auto next = std::chrono::steady_clock::now(); next < end; next += kLook) {
+    for (auto next = std::chrono::steady_clock::now(); next < end; next += kvbench::kLook) {
         std::this_thread::sleep_until(next);
         const std::int64_t now = SteadyNs();
         auto seen = numbers.Look();
@@ -163,13 +79,12 @@ std::pair<double, double> Start(const Numbers& numbers, std::int64_t began) {
         if (live == static_cast<std::ptrdiff_t>(seen.size())) {
             return {first, Ms(SteadyNs() - began)};
         }
-        std::this_thread::sleep_for(kLook);
+        std::this_thread::sleep_for(kvbench::kLook);
     }
     throw std::runtime_error("not every cell shows a picture");
 }
 
 constexpr std::chrono::seconds kUnseen{4};
-constexpr double kLiveMs = 100;  // a picture that was sent so shortly before is of now
 
 // Processor milliseconds of a second for each cell.
 double CostOf(pid_t process, int cells) {
@@ -188,21 +103,7 @@ struct Unseen {
 };
 
 double UntilLive(const Numbers& numbers, const RecordProxy& proxy) {
-    const std::int64_t began = SteadyNs();
-    while (SteadyNs() < began + kStartLimit / std::chrono::nanoseconds(1)) {
-        const auto seen = numbers.Look();
-        const std::int64_t now = SteadyNs();
-        int live = 0;
-        for (std::size_t i = 0; i < seen.size(); ++i) {
-            const std::int64_t sent = seen[i] < 0 ? 0 : proxy.SentNs(static_cast<int>(i), seen[i]);
-            live += sent != 0 && Ms(now - sent) < kLiveMs ? 1 : 0;
-        }
-        if (live == static_cast<int>(seen.size())) {
-            return Ms(SteadyNs() - began);
-        }
-        std::this_thread::sleep_for(kLook);
-    }
-    throw std::runtime_error("the wall is not live again");
+    return kvbench::WaitUntilLive(numbers, proxy, 0, kStartLimit).allMs;
 }
 
 Unseen Leave(Display& display, const Numbers& numbers, const RecordProxy& proxy, pid_t process, int cells) {
@@ -224,17 +125,7 @@ Unseen Leave(Display& display, const Numbers& numbers, const RecordProxy& proxy,
 
 void Measure(const kvbench::Programs& programs, const WallKind& wall, int seconds,
              const std::string& folder) {
-    kvtest::CodingOptions options;
-    options.frames = kFilmSeconds * kvbench::kPicturesPerSecond;
-    options.bitrate = wall.bitrate;
-    options.numbered = true;
-    const auto units = kvtest::EncodeMovingPictures(wall.coding, wall.width, wall.height, options);
-    const std::string film = folder + "/film.mkv";
-    kvbench::WriteFilm(film, wall.coding, wall.width, wall.height, units, kRepeatedSeconds);
-    std::map<std::string, int> byTail;
-    for (std::size_t i = 0; i < units.size(); ++i) {
-        byTail[TailOf(units[i].bytes)] = static_cast<int>(i);
-    }
+    const kvbench::NumberedFilm film(wall, folder);
     Display display(folder);
     std::optional<RecordProxy> proxy;
     std::vector<Box> pictures;
@@ -242,21 +133,19 @@ void Measure(const kvbench::Programs& programs, const WallKind& wall, int second
     kvbench::Holding holding;
     Unseen unseen;
     {
-        const LiveWall live(programs, wall, film, folder, display, [&](int port) {
-            proxy.emplace(port, [&](std::span<const std::uint8_t> payload) {
-                const auto found = byTail.find(TailOf(payload));
-                return found == byTail.end() ? -1 : found->second;
-            });
+        const LiveWall live(programs, wall, film.File(), folder, display, [&](int port) {
+            proxy.emplace(port,
+                          [&film](std::span<const std::uint8_t> payload) { return film.NumberOf(payload); });
             return proxy->Port();
         });
         std::this_thread::sleep_for(kSettle);
-        pictures = FindPictures(display, wall);
+        pictures = kvbench::FindPictures(display, wall.Cells());
         delays = Delays(Numbers(display, pictures), *proxy, seconds);
         holding = kvbench::Look(live.Monitor());
         unseen = Leave(display, Numbers(display, pictures), *proxy, live.Monitor(), wall.Cells());
     }
     std::int64_t began = 0;
-    const LiveWall again(programs, wall, film, folder, display, [&](int port) {
+    const LiveWall again(programs, wall, film.File(), folder, display, [&](int port) {
         began = SteadyNs();
         return port;
     });
@@ -272,6 +161,26 @@ void Measure(const kvbench::Programs& programs, const WallKind& wall, int second
         "%.0f after it is uncovered\n",
         unseen.seen, unseen.hidden, unseen.covered, unseen.backMs, unseen.uncoveredMs);
     std::fflush(stdout);
+}
+
+// The most that there is: two displays in full screen. Both show that all their pictures move.
+void MeasureTwoDisplays(const kvbench::Programs& programs, const std::string& folder) {
+    WallKind wall = kWalls[std::size(kWalls) - 1];
+    wall.channels = 2 * wall.Cells();
+    const kvbench::NumberedFilm film(wall, folder);
+    Display display(folder);
+    display.Split();
+    const LiveWall live(programs, wall, film.File(), folder, display);
+    std::this_thread::sleep_for(kSettle);
+    for (const std::uint32_t key : {'f', 'd'}) {
+        display.PressKey(key);
+        std::this_thread::sleep_for(kSettle);
+    }
+    kvbench::FindPictures(display, wall.channels);
+    const kvbench::Holding holding = kvbench::Look(live.Monitor());
+    std::printf("%d x %dx%d on two displays: %.1f MB, %d threads, %.1f CPU ms a second for a cell\n",
+                wall.channels, wall.width, wall.height, holding.megabytes, holding.threads,
+                CostOf(live.Monitor(), wall.channels));
 }
 
 }  // namespace
@@ -294,12 +203,13 @@ int main(int argc, char** argv) {
             "ms from a record's last byte to the display, looked at every %lld ms; ms from the start to the "
             "first "
             "picture and to the last cell's; memory and threads\n\n",
-            static_cast<long long>(kLook.count()));
+            static_cast<long long>(kvbench::kLook.count()));
         std::printf("%-34s %9s %7s %7s %7s %9s %9s %7s %8s\n", "wall", "pictures", "p50", "p95", "p99",
                     "first", "all", "MB", "threads");
         for (const WallKind& wall : kWalls) {
             Measure(programs, wall, seconds, folder);
         }
+        MeasureTwoDisplays(programs, folder);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "bench_delay: %s\n", error.what());
         status = 1;

@@ -4,7 +4,9 @@
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <xcb/randr.h>
 #include <xcb/xcb.h>
+#include <xcb/xtest.h>
 
 #include <csignal>
 #include <cstdlib>
@@ -61,20 +63,42 @@ Display::~Display() {
     ::waitpid(m_process, nullptr, 0);
 }
 
+void Display::Split() {
+    for (const char* const name : {"left", "right"}) {
+        const std::unique_ptr<xcb_intern_atom_reply_t, Freed> atom(xcb_intern_atom_reply(
+            m_connection,
+            xcb_intern_atom(m_connection, 0, static_cast<std::uint16_t>(std::strlen(name)), name), nullptr));
+        const bool bLeft = *name == 'l';
+        xcb_randr_monitor_info_t monitor{};
+        monitor.name = atom != nullptr ? atom->atom : xcb_atom_t{XCB_ATOM_NONE};
+        monitor.primary = bLeft;
+        monitor.x = bLeft ? 0 : kWidth / 2;
+        monitor.width = kWidth / 2;
+        monitor.height = kHeight;
+        xcb_randr_set_monitor(m_connection, m_root, &monitor);
+    }
+    xcb_flush(m_connection);
+}
+
+std::vector<std::uint32_t> Display::WindowsThatShow() const {
+    std::vector<std::uint32_t> windows;
+    const std::unique_ptr<xcb_query_tree_reply_t, Freed> tree(
+        xcb_query_tree_reply(m_connection, xcb_query_tree(m_connection, m_root), nullptr));
+    const int count = tree != nullptr ? xcb_query_tree_children_length(tree.get()) : 0;
+    for (int i = 0; i < count; ++i) {
+        const std::uint32_t window = xcb_query_tree_children(tree.get())[i];
+        const std::unique_ptr<xcb_get_window_attributes_reply_t, Freed> state(xcb_get_window_attributes_reply(
+            m_connection, xcb_get_window_attributes(m_connection, window), nullptr));
+        if (state != nullptr && state->map_state == XCB_MAP_STATE_VIEWABLE) {
+            windows.push_back(window);
+        }
+    }
+    return windows;
+}
+
 void Display::SetHidden(bool bHidden) {
     if (bHidden) {
-        const std::unique_ptr<xcb_query_tree_reply_t, Freed> tree(
-            xcb_query_tree_reply(m_connection, xcb_query_tree(m_connection, m_root), nullptr));
-        const int count = tree != nullptr ? xcb_query_tree_children_length(tree.get()) : 0;
-        for (int i = 0; i < count; ++i) {
-            const std::uint32_t window = xcb_query_tree_children(tree.get())[i];
-            const std::unique_ptr<xcb_get_window_attributes_reply_t, Freed> state(
-                xcb_get_window_attributes_reply(m_connection, xcb_get_window_attributes(m_connection, window),
-                                                nullptr));
-            if (state != nullptr && state->map_state == XCB_MAP_STATE_VIEWABLE) {
-                m_hidden.push_back(window);
-            }
-        }
+        m_hidden = WindowsThatShow();
     }
     for (const std::uint32_t window : m_hidden) {
         bHidden ? xcb_unmap_window(m_connection, window) : xcb_map_window(m_connection, window);
@@ -95,6 +119,32 @@ void Display::SetCovered(bool bCovered) {
         xcb_map_window(m_connection, m_cover);
     } else {
         xcb_destroy_window(m_connection, m_cover);
+    }
+    xcb_flush(m_connection);
+}
+
+void Display::PressKey(std::uint32_t keysym) {
+    const xcb_setup_t& setup = *xcb_get_setup(m_connection);
+    const int codes = setup.max_keycode - setup.min_keycode + 1;
+    const std::unique_ptr<xcb_get_keyboard_mapping_reply_t, Freed> keys(xcb_get_keyboard_mapping_reply(
+        m_connection,
+        xcb_get_keyboard_mapping(m_connection, setup.min_keycode, static_cast<std::uint8_t>(codes)),
+        nullptr));
+    const xcb_keysym_t* const syms = keys != nullptr ? xcb_get_keyboard_mapping_keysyms(keys.get()) : nullptr;
+    int code = 0;
+    while (syms != nullptr && code < codes && syms[code * keys->keysyms_per_keycode] != keysym) {
+        ++code;
+    }
+    const auto windows = WindowsThatShow();
+    if (syms == nullptr || code == codes || windows.empty()) {
+        throw std::runtime_error("a key cannot be pressed");
+    }
+    // There is no window manager that would do so.
+    xcb_set_input_focus(m_connection, XCB_INPUT_FOCUS_PARENT, windows.back(), XCB_CURRENT_TIME);
+    for (const int type : {XCB_KEY_PRESS, XCB_KEY_RELEASE}) {
+        xcb_test_fake_input(m_connection, static_cast<std::uint8_t>(type),
+                            static_cast<std::uint8_t>(setup.min_keycode + code), XCB_CURRENT_TIME, m_root, 0,
+                            0, 0);
     }
     xcb_flush(m_connection);
 }

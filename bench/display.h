@@ -31,16 +31,23 @@ public:
 
     // "DISPLAY=:7"
     std::string Variable() const { return "DISPLAY=" + m_name; }
+    // Two monitors, each half as wide. For programs that start later.
+    void Split();
     // Takes every window away, or brings those back that were, as a window manager minimises and restores.
     void SetHidden(bool bHidden);
     // A black window over everything, for as long as it is wanted.
     void SetCovered(bool bCovered);
+    // A key of the keyboard, by its X11 keysym, to the window that is shown last. Throws std::runtime_error
+    // if the keyboard has none.
+    void PressKey(std::uint32_t keysym);
     // What is to be seen there, 32 bits a pixel, rows packed. Empty when the server is gone.
     std::vector<std::uint32_t> See(const Box& box) const;
     // Several at once, for one wait.
     std::vector<std::vector<std::uint32_t>> See(const std::vector<Box>& boxes) const;
 
 private:
+    std::vector<std::uint32_t> WindowsThatShow() const;
+
     pid_t m_process = -1;
     std::string m_name;
     xcb_connection_t* m_connection = nullptr;

@@ -1,5 +1,6 @@
 #include "live_wall.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -27,7 +28,7 @@ void WriteConfig(const std::string& file, const WallKind& kind, const std::strin
     std::filesystem::permissions(file, std::filesystem::perms(0600));
     config << "listen = \"127.0.0.1:0\"\n[server]\nname = \"" << kServer << "\"\n"
            << "[[users]]\nname = \"bench\"\npassword = \"bench\"\n";
-    for (int i = 0; i < kind.Cells(); ++i) {
+    for (int i = 0; i < std::max(kind.Cells(), kind.channels); ++i) {
         config << "[[channels]]\nname = \"" << i << "\"\nfile = \"" << film << "\"\n"
                << "streams = [{ codec = \"" << (kind.coding == kvtest::Coding::Mjpeg ? "mjpeg" : "h264")
                << "\", width = " << kind.width << ", height = " << kind.height << ", fps = 25 }]\n";

@@ -25,6 +25,7 @@ struct WallKind {
     std::uint32_t style;  // of kvmon, as it is stored
     std::uint32_t customStyle;
     int reordered = 0;  // pictures between two that others refer to
+    int channels = 0;   // of the recorder; 0: one for each cell
 
     int Cells() const { return columns * rows; }
     std::string Name() const;

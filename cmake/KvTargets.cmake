@@ -78,6 +78,28 @@ function(kv_use_pch target)
   target_precompile_headers(${target} REUSE_FROM ${pch})
 endfunction()
 
+# kv_unite(target): its sources are compiled a few together, in parts of nearly the same size. What one includes the
+# others need not read again; names without a namespace of their own must differ inside a folder. Sources with flags of
+# their own stay alone.
+function(kv_unite target)
+  if(NOT KV_UNITY)
+    return()
+  endif()
+  get_target_property(sources ${target} SOURCES)
+  list(FILTER sources INCLUDE REGEX "[.]cpp$")
+  list(LENGTH sources count)
+  math(EXPR parts "(${count} + ${KV_UNITY} - 1) / ${KV_UNITY}")
+  if(parts EQUAL 0)
+    return()
+  endif()
+  math(EXPR size "(${count} + ${parts} - 1) / ${parts}")
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${size})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # To the compiler each source but the one that includes all is a header, whose nameless types should not leak.
+    target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
+  endif()
+endfunction()
+
 # Each header by itself, without precompiled ones: one that leans on another's includes does not compile. The target
 # `headers` has them all; the tests build it, and who only wants the programs need not wait for it.
 function(kv_check_headers target folder)
@@ -122,6 +144,7 @@ function(kv_add_library target)
   else()
     kv_use_pch(${target})
   endif()
+  kv_unite(${target})
   kv_check_headers(${target} ${CMAKE_CURRENT_SOURCE_DIR} ${ARG_PRIVATE_LIBS})
 endfunction()
 
@@ -165,6 +188,7 @@ function(kv_add_test target)
     kv_use_pch(${target} TEST)
     set(environment "KV_TEST=1")
   endif()
+  kv_unite(${target})
   set(labels)
   if(ARG_LABELS)
     # One word: a list does not get through the discovery, and CTest looks for a part of it as well.

@@ -1,10 +1,11 @@
 # Flags that hold for every target, so that precompiled headers can be shared.
 find_program(KV_CCACHE ccache)
-if(KV_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+find_program(KV_ENV env)
+if(KV_CCACHE AND KV_ENV AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   # The sloppiness lets ccache accept precompiled headers; paths below the base count as relative, and the folder
   # of the build is left out, so that a second copy of the tree finds what the first has compiled.
   set(CMAKE_CXX_COMPILER_LAUNCHER
-      ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
+      ${KV_ENV} CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
       ${KV_CCACHE})
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     add_compile_options(-fpch-preprocess)

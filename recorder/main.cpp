@@ -3,17 +3,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <asio/io_context.hpp>
-#include <asio/post.hpp>
-#include <asio/signal_set.hpp>
-#include <asio/steady_timer.hpp>
-
 #include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <iostream>
 #include <new>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -37,6 +33,7 @@
 #include "service/options.h"
 #include "service/probe_command.h"
 #include "service/recorder_service.h"
+#include "service/signals.h"
 
 namespace {
 
@@ -129,18 +126,6 @@ void EndAtTheLatest(std::chrono::milliseconds time) {
     }
 }
 
-// A configuration that could not be read for want of memory is told, and the next signal waited for.
-void RunOn(asio::io_context& loop, const std::function<void()>& waitReload) {
-    while (!loop.stopped()) {
-        try {
-            loop.run();
-        } catch (const std::exception& failure) {
-            std::fprintf(stderr, "kvrecorder: configuration not read: %s\n", failure.what());
-            waitReload();
-        }
-    }
-}
-
 ServiceOptions MakeService(const Options& options, const RecorderConfig& config,
                            const ListenAddress& listen) {
     ServiceOptions service;
@@ -183,24 +168,32 @@ void Greet(const Options& options, const RecorderService& recorder) {
     }
 }
 
-// The manager of services hears that the recorder lives as long as both this loop and those that serve
-// clients go on.
-void FeedWatchdog(asio::steady_timer& timer, RecorderService& recorder) {
-    const auto pause = kvhost::WatchdogPause();
-    if (!pause) {
-        return;
-    }
-    timer.expires_after(*pause);
-    timer.async_wait([&timer, &recorder](const std::error_code& ended) {
-        if (!ended) {
-            recorder.Ask([] { kvhost::TellManager("WATCHDOG=1"); });
-            FeedWatchdog(timer, recorder);
+// Until a signal or a command ends it. The manager of services hears that the recorder lives as long as both
+// this thread and those that serve clients go on.
+void WaitForTheEnd(const Signals& signals, ConfigReader& reader, RecorderService& recorder) {
+    for (;;) {
+        const std::optional<int> signal = signals.Next(kvhost::WatchdogPause());
+        if (signal && *signal != SIGHUP) {
+            return;
         }
-    });
+        try {
+            if (signal) {
+                kvhost::TellManager(kvhost::ReloadingState());
+                reader.Read();
+            } else {
+                recorder.Ask([] { kvhost::TellManager("WATCHDOG=1"); });
+            }
+        } catch (const std::exception& failure) {
+            // The next signal finds more memory.
+            std::fprintf(stderr, "kvrecorder: %s: %s\n",
+                         signal ? "configuration not read" : "no sign of life", failure.what());
+        }
+    }
 }
 
 // Serves until a signal or a command ends it.
 int Serve(const Options& options) {
+    const Signals signals;
     const std::size_t files = RaiseFileLimit();
     RecorderConfig config = MakeConfig(options);
     const ListenAddress listen = ParseListen(config.listen);
@@ -214,16 +207,8 @@ int Serve(const Options& options) {
         Tell(line);
     }
 
-    asio::io_context loop;
-    asio::signal_set ends(loop, SIGTERM, SIGINT);
-    asio::signal_set reloads(loop, SIGHUP);
-    ends.async_wait([&](const std::error_code& error, int) {
-        if (!error) {
-            loop.stop();
-        }
-    });
     ServiceOptions service = MakeService(options, config, listen);
-    service.onStop = [&] { loop.stop(); };
+    service.onStop = [] { Signals::Send(SIGTERM); };
     const auto keeper = std::make_shared<ConfigKeeper>(options, config, files, *model, Tell);
     service.api = ApiSetup{KV_VERSION, keeper, MakeCameraTools()};
     RecorderService recorder(model, service);
@@ -236,21 +221,7 @@ int Serve(const Options& options) {
     }
     Greet(options, recorder);
     kvhost::TellManager("READY=1");
-    asio::steady_timer watchdog(loop);
-    FeedWatchdog(watchdog, recorder);
-    std::function<void()> waitReload = [&] {
-        reloads.async_wait([&](const std::error_code& error, int) {
-            if (error) {
-                return;
-            }
-            kvhost::TellManager(kvhost::ReloadingState());
-            reader.Read();
-            waitReload();
-        });
-    };
-    waitReload();
-
-    RunOn(loop, waitReload);
+    WaitForTheEnd(signals, reader, recorder);
     kvhost::TellManager("STOPPING=1");
     EndAtTheLatest(kLongestEnd);
     recorder.Stop();

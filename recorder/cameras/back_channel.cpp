@@ -15,7 +15,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr const char* kRequire = "Require: www.onvif.org/ver20/backchannel\r\n";
 constexpr const char* kAccept = "Accept: application/sdp\r\n";
-constexpr int kFound = 200;
+constexpr int kAccepted = 200;
 constexpr int kNoPath = 404;
 constexpr int kOtherTransport = 461;
 constexpr int kUnknownWay = 551;
@@ -33,7 +33,7 @@ void Check(const RtspReply& reply) {
     if (reply.head.status == kNoPath) {
         throw CameraError(FaultCode::PathUnknown);
     }
-    if (reply.head.status != kFound) {
+    if (reply.head.status != kAccepted) {
         throw CameraError("the camera refuses what is said to it, with the status " +
                           std::to_string(reply.head.status));
     }
@@ -50,13 +50,13 @@ CameraOffer AskOffer(const NetworkCamera& camera, const std::string& url, const 
                      std::chrono::steady_clock::time_point until) {
     RtspLink link(camera, url, ended, until);
     RtspReply reply = link.Ask("DESCRIBE", url, std::string(kAccept) + kRequire, until);
-    if (reply.head.status == kFound) {
+    if (reply.head.status == kAccepted) {
         const RtspDescription description = ReadRtspDescription(reply.body);
         return {OffersSound(description), FindSpeech(description).has_value()};
     }
     // It knows no way back, in whichever words.
     reply = link.Ask("DESCRIBE", url, kAccept, until);
-    if (reply.head.status != kFound) {
+    if (reply.head.status != kAccepted) {
         throw CameraError(reply.head.status == kNoPath ? FaultCode::PathUnknown : FaultCode::PicturesRefused);
     }
     return {OffersSound(ReadRtspDescription(reply.body)), false};
@@ -67,7 +67,7 @@ BackChannel::BackChannel(const NetworkCamera& camera, const std::string& url,
     : m_link(camera, url, ended, until), m_url(url), m_source(Draw()), m_firstStamp(Draw()) {
     const RtspReply reply = m_link.Ask("DESCRIBE", url, std::string(kAccept) + kRequire, until);
     const RtspDescription description =
-        reply.head.status == kFound ? ReadRtspDescription(reply.body) : RtspDescription{};
+        reply.head.status == kAccepted ? ReadRtspDescription(reply.body) : RtspDescription{};
     const auto speech = FindSpeech(description);
     if (reply.head.status != kUnknownWay) {
         Check(reply);
@@ -83,11 +83,11 @@ BackChannel::BackChannel(const NetworkCamera& camera, const std::string& url,
         std::find_if(description.media.begin(), description.media.end(),
                      [](const RtspMedia& media) { return media.isVideo && media.IsFromCamera(); });
     RtspReply answer = Open(camera.overUdp, "", until);
-    if (answer.head.status != kFound && answer.head.status != kNoPath &&
+    if (answer.head.status != kAccepted && answer.head.status != kNoPath &&
         pictures != description.media.end()) {
         // Some play nothing unless their pictures are played in the same session. Nobody looks at these.
         RtspReply other = Open(camera.overUdp, JoinRtspUrl(below, pictures->control), until);
-        answer = other.head.status == kFound ? std::move(other) : std::move(answer);
+        answer = other.head.status == kAccepted ? std::move(other) : std::move(answer);
     }
     Check(answer);
     m_said = Clock::now();
@@ -124,12 +124,12 @@ RtspReply BackChannel::OpenBy(bool datagrams, const std::string& pictures, TimeP
     Close(until);
     if (!pictures.empty()) {
         RtspReply reply = SetUp(pictures, kUnseenChannel, datagrams ? &m_unseen : nullptr, until);
-        if (reply.head.status != kFound) {
+        if (reply.head.status != kAccepted) {
             return reply;
         }
     }
     RtspReply reply = SetUp(m_speech.control, 0, datagrams ? &m_datagrams : nullptr, until);
-    if (reply.head.status != kFound) {
+    if (reply.head.status != kAccepted) {
         return reply;
     }
     if (!m_datagrams) {
@@ -158,7 +158,7 @@ RtspReply BackChannel::SetUp(const std::string& control, int channel, std::optio
     }
     RtspReply reply =
         m_link.Ask("SETUP", control, "Transport: " + transport + "\r\n" + SessionLine() + kRequire, until);
-    if (reply.head.status != kFound) {
+    if (reply.head.status != kAccepted) {
         return reply;
     }
     if (const auto told = NumberOfPart(reply.head.Field("Session"), "timeout")) {

@@ -13,7 +13,7 @@ using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
 // How soon a wait ends when it is to.
-constexpr milliseconds kLook{50};
+constexpr milliseconds kLineLook{50};
 
 [[noreturn]] void Fail(CURL* easy, CURLcode error) {
     if (error == CURLE_OUT_OF_MEMORY) {
@@ -104,7 +104,7 @@ void CameraLine::Connect(const std::function<bool()>& ended, TimePoint until) {
         if (Clock::now() >= until) {
             throw CameraError(FaultCode::NoAnswer);
         }
-        curl_multi_poll(m_multi.get(), nullptr, 0, static_cast<int>(kLook.count()), nullptr);
+        curl_multi_poll(m_multi.get(), nullptr, 0, static_cast<int>(kLineLook.count()), nullptr);
     }
     curl_socket_t socket = CURL_SOCKET_BAD;
     if (curl_easy_getinfo(m_easy.get(), CURLINFO_ACTIVESOCKET, &socket) != CURLE_OK ||

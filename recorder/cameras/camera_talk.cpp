@@ -29,7 +29,7 @@ constexpr std::size_t kMostWaiting = 4000;
 // Clients send some in one go; so much is waited for those that are late.
 constexpr milliseconds kAhead{60};
 // In silence the session's end is looked for so often.
-constexpr milliseconds kLook{500};
+constexpr milliseconds kTalkLook{500};
 // The same trouble is told again after this.
 constexpr std::chrono::seconds kQuiet{60};
 
@@ -234,7 +234,7 @@ void Talked::SpeakOn(BackChannel& channel) {
         channel.Keep();
         if (!goesOn) {
             const auto now = Clock::now();
-            const bool sound = WaitForSound(std::min(now + kLook, taken + m_timing.rest));
+            const bool sound = WaitForSound(std::min(now + kTalkLook, taken + m_timing.rest));
             if (!sound) {
                 if (Ended() || Clock::now() >= taken + m_timing.rest) {
                     return;

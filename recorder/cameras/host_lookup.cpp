@@ -14,7 +14,7 @@ namespace kvrecorder {
 namespace {
 
 // Whoever waits is asked so often whether he still does.
-constexpr std::chrono::milliseconds kLook{50};
+constexpr std::chrono::milliseconds kAnswerLook{50};
 
 bool IsKnown(const std::string& host, int flags) {
     addrinfo wanted{};
@@ -52,7 +52,7 @@ void CheckHostIsKnown(const std::string& host, InputLimit& limit) {
         throw CameraError(FaultCode::NoThread);
     }
     std::unique_lock lock(asked->mutex);
-    while (!asked->changed.wait_for(lock, kLook, [&] { return asked->isKnown.has_value(); })) {
+    while (!asked->changed.wait_for(lock, kAnswerLook, [&] { return asked->isKnown.has_value(); })) {
         if (limit.IsOver() || limit.Ended()) {
             throw CameraError(limit.IsOver() ? FaultCode::NoAnswer : FaultCode::Closed);
         }

@@ -18,7 +18,7 @@ using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
 // The limit is looked at so often.
-constexpr milliseconds kLook{50};
+constexpr milliseconds kTransferLook{50};
 constexpr long kFound = 200;
 
 void SetUpLibrary() {
@@ -96,15 +96,15 @@ public:
         curl_multi_perform(m_multi.get(), &running);
         CheckEnd();
         if (running > 0 && m_body.empty()) {
-            curl_multi_poll(m_multi.get(), nullptr, 0, static_cast<int>(kLook.count()), nullptr);
+            curl_multi_poll(m_multi.get(), nullptr, 0, static_cast<int>(kTransferLook.count()), nullptr);
         }
     }
     void Sleep(Clock::time_point until) {
         while (Clock::now() < until) {
             CheckLimit();
             const auto left = std::chrono::ceil<milliseconds>(until - Clock::now());
-            curl_multi_poll(m_multi.get(), nullptr, 0, static_cast<int>(std::clamp(left, {}, kLook).count()),
-                            nullptr);
+            curl_multi_poll(m_multi.get(), nullptr, 0,
+                            static_cast<int>(std::clamp(left, {}, kTransferLook).count()), nullptr);
         }
     }
     void NoteOpen() { m_open = true; }

@@ -9,9 +9,9 @@
 namespace kvrecorder {
 namespace {
 
-constexpr std::uint8_t kTables = 0xC4;
+constexpr std::uint8_t kHuffmanTables = 0xC4;
 constexpr std::uint8_t kQuantization = 0xDB;
-constexpr std::uint8_t kScan = 0xDA;
+constexpr std::uint8_t kScanMark = 0xDA;
 
 // Calls `take(code, segment)` for each segment before the pixels, marks included, until that says false.
 template <typename Take>
@@ -35,7 +35,7 @@ std::vector<std::uint8_t> MakeSegments(int quality, std::uint8_t wanted) {
         if (code == wanted) {
             made.insert(made.end(), segment.begin(), segment.end());
         }
-        return code != kScan;
+        return code != kScanMark;
     });
     return made;
 }
@@ -45,11 +45,11 @@ std::vector<std::uint8_t> MakeSegments(int quality, std::uint8_t wanted) {
 void AddHuffmanTables(std::vector<std::uint8_t>& picture) {
     std::size_t scan = 0;
     ForEachSegment(picture, [&](std::uint8_t code, std::size_t at, std::span<const std::uint8_t>) {
-        scan = code == kScan ? at : 0;
-        return code != kTables && code != kScan;
+        scan = code == kScanMark ? at : 0;
+        return code != kHuffmanTables && code != kScanMark;
     });
     if (scan > 0) {
-        static const std::vector<std::uint8_t> tables = MakeSegments(50, kTables);
+        static const std::vector<std::uint8_t> tables = MakeSegments(50, kHuffmanTables);
         picture.insert(picture.begin() + static_cast<std::ptrdiff_t>(scan), tables.begin(), tables.end());
     }
 }

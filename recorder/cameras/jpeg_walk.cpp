@@ -3,10 +3,10 @@
 namespace kvrecorder {
 namespace {
 
-constexpr std::uint8_t kMark = 0xFF;
+constexpr std::uint8_t kMarkByte = 0xFF;
 constexpr std::uint8_t kBegin = 0xD8;
 constexpr std::uint8_t kEnd = 0xD9;
-constexpr std::uint8_t kScan = 0xDA;
+constexpr std::uint8_t kScanBegin = 0xDA;
 
 bool StandsAlone(std::uint8_t code) {
     return code == 0x01 || (code >= 0xD0 && code <= kBegin);
@@ -19,15 +19,15 @@ std::optional<std::size_t> JpegWalk::Find(std::span<const std::uint8_t> data) {
         const std::uint8_t code = data[m_at + 1];
         if (m_inScan) {
             // Of the marks only those of a restart belong to the pixels.
-            if (data[m_at] != kMark || code == 0 || (code >= 0xD0 && code <= 0xD7)) {
+            if (data[m_at] != kMarkByte || code == 0 || (code >= 0xD0 && code <= 0xD7)) {
                 ++m_at;
                 continue;
             }
             m_inScan = false;
         }
-        if (data[m_at] != kMark) {
+        if (data[m_at] != kMarkByte) {
             m_broken = true;
-        } else if (code == kMark) {
+        } else if (code == kMarkByte) {
             ++m_at;  // filling
         } else if (code == kEnd) {
             return m_at + 2;
@@ -37,7 +37,7 @@ std::optional<std::size_t> JpegWalk::Find(std::span<const std::uint8_t> data) {
             break;
         } else {
             m_at += 2 + (static_cast<std::size_t>(data[m_at + 2]) << 8 | data[m_at + 3]);
-            m_inScan = code == kScan;
+            m_inScan = code == kScanBegin;
             m_pixels = m_pixels || m_inScan;
         }
     }

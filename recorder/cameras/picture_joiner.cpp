@@ -10,7 +10,7 @@ constexpr PictureJoiner::Time kMostPatience{200'000};
 // Pictures with the same number of slices before that number is relied on.
 constexpr int kEnough = 5;
 // Pieces that go on are as large as the net allows, give or take a head.
-constexpr std::size_t kHead = 32;
+constexpr std::size_t kRecordHead = 32;
 // Stamps of one picture may differ by what a library rounds.
 constexpr std::int64_t kSameStamp = 1000;
 
@@ -65,8 +65,8 @@ bool PictureJoiner::LooksWhole(const Piece& piece) const {
     if (m_waiting.rest || m_slices == 0) {
         return false;
     }
-    return (m_believes && piece.isLast) ||
-           (m_learnt >= kEnough && m_slices == m_usualSlices && piece.bytes.size() + kHead < m_largestPiece);
+    return (m_believes && piece.isLast) || (m_learnt >= kEnough && m_slices == m_usualSlices &&
+                                            piece.bytes.size() + kRecordHead < m_largestPiece);
 }
 
 void PictureJoiner::Learn() {

@@ -14,18 +14,18 @@ namespace {
 using Bytes = std::span<const std::uint8_t>;
 using Segment = std::vector<std::uint8_t>;
 
-constexpr std::uint8_t kMark = 0xFF;
-constexpr std::uint8_t kBegin = 0xD8;
-constexpr std::uint8_t kEnd = 0xD9;
+constexpr std::uint8_t kSegmentMark = 0xFF;
+constexpr std::uint8_t kPictureBegin = 0xD8;
+constexpr std::uint8_t kPictureEnd = 0xD9;
 constexpr std::uint8_t kFrame = 0xC0;
 constexpr std::uint8_t kOtherFrame = 0xC1;
 constexpr std::uint8_t kHuffman = 0xC4;
-constexpr std::uint8_t kTables = 0xDB;
+constexpr std::uint8_t kQuantizerTables = 0xDB;
 constexpr std::uint8_t kRestart = 0xDD;
-constexpr std::uint8_t kScan = 0xDA;
+constexpr std::uint8_t kScanSegment = 0xDA;
 
 constexpr int kSegmentsExtension = 0xFFD8;
-constexpr std::size_t kHead = 8;
+constexpr std::size_t kJpegHead = 8;
 constexpr int kRestartKinds = 64;  // from here on
 constexpr int kOwnKinds = 128;
 constexpr int kToldTables = 128;  // of this quality and more
@@ -35,7 +35,7 @@ constexpr std::size_t kTable = 64;  // numbers
 // Two of the smallest tables in one segment; the largest alone is smaller.
 constexpr std::size_t kTwoTables = 4 + 2 * (1 + kTable);
 
-int Read16(Bytes bytes, std::size_t at) {
+int Number16(Bytes bytes, std::size_t at) {
     return bytes[at] << 8 | bytes[at + 1];
 }
 
@@ -45,7 +45,7 @@ void Put16(int value, Segment& to) {
 }
 
 void PutSegment(std::uint8_t code, Bytes body, Segment& to) {
-    to.push_back(kMark);
+    to.push_back(kSegmentMark);
     to.push_back(code);
     Put16(static_cast<int>(body.size() + 2), to);
     to.insert(to.end(), body.begin(), body.end());
@@ -65,8 +65,8 @@ Segment MakeFrame(int width, int height, bool isHalfHigh, bool hasColourTable) {
 
 // It has a size, and as many components as it says, of which pictures have one or three.
 bool IsFrame(Bytes body) {
-    return body.size() >= 9 && Read16(body, 1) > 0 && Read16(body, 3) > 0 && (body[5] == 1 || body[5] == 3) &&
-           body.size() == 6 + std::size_t{3} * body[5];
+    return body.size() >= 9 && Number16(body, 1) > 0 && Number16(body, 3) > 0 &&
+           (body[5] == 1 || body[5] == 3) && body.size() == 6 + std::size_t{3} * body[5];
 }
 
 // Begins the pixels, which follow the usual tables.
@@ -91,25 +91,25 @@ struct Extension {
 Extension ReadExtension(const RtpPacket& packet) {
     Extension told;
     Bytes rest = packet.extensionKind == kSegmentsExtension ? packet.extension : Bytes();
-    while (rest.size() >= 4 && rest[0] == kMark) {
-        if (rest[1] == kMark) {
+    while (rest.size() >= 4 && rest[0] == kSegmentMark) {
+        if (rest[1] == kSegmentMark) {
             rest = rest.subspan(1);  // filling
             continue;
         }
         const std::uint8_t code = rest[1];
-        const auto size = static_cast<std::size_t>(Read16(rest, 2));
+        const auto size = static_cast<std::size_t>(Number16(rest, 2));
         if (size < 2 || rest.size() < 2 + size) {
             break;
         }
         const Bytes whole = rest.first(2 + size);
         const Bytes body = whole.subspan(4);
-        if (code == kTables || code == kHuffman) {
-            Segment& to = code == kTables ? told.tables : told.huffman;
+        if (code == kQuantizerTables || code == kHuffman) {
+            Segment& to = code == kQuantizerTables ? told.tables : told.huffman;
             to.insert(to.end(), whole.begin(), whole.end());
         } else if ((code == kFrame || code == kOtherFrame) && IsFrame(body)) {
             told.frame.assign(body.begin(), body.end());
         } else if (code == kRestart && body.size() >= 2) {
-            told.restart = Read16(body, 0);
+            told.restart = Number16(body, 0);
         }
         rest = rest.subspan(whole.size());
     }
@@ -119,7 +119,7 @@ Extension ReadExtension(const RtpPacket& packet) {
 }  // namespace
 
 std::optional<RtpJpeg::Part> RtpJpeg::ReadPart(Bytes payload) {
-    if (payload.size() < kHead) {
+    if (payload.size() < kJpegHead) {
         return std::nullopt;
     }
     Part part;
@@ -128,17 +128,17 @@ std::optional<RtpJpeg::Part> RtpJpeg::ReadPart(Bytes payload) {
     part.quality = payload[5];
     part.width = 8 * payload[6];
     part.height = 8 * payload[7];
-    Bytes rest = payload.subspan(kHead);
+    Bytes rest = payload.subspan(kJpegHead);
     if (part.kind >= kRestartKinds && part.kind < kOwnKinds) {
         if (rest.size() < 4) {
             return std::nullopt;
         }
         part.kind -= kRestartKinds;
-        part.restart = Read16(rest, 0);
+        part.restart = Number16(rest, 0);
         rest = rest.subspan(4);
     }
     if (part.offset == 0 && part.quality >= kToldTables) {
-        const auto size = rest.size() >= 4 ? static_cast<std::size_t>(Read16(rest, 2)) : rest.size();
+        const auto size = rest.size() >= 4 ? static_cast<std::size_t>(Number16(rest, 2)) : rest.size();
         if (rest.size() < 4 + size) {
             return std::nullopt;
         }
@@ -171,7 +171,7 @@ RtpJpeg::Segment RtpJpeg::TablesOf(const Part& part) {
     }
     Segment tables;
     if (!body.empty()) {
-        PutSegment(kTables, body, tables);
+        PutSegment(kQuantizerTables, body, tables);
     }
     return tables;
 }
@@ -214,7 +214,7 @@ bool RtpJpeg::Begin(const Part& part, const RtpPacket& packet, std::vector<std::
         // One table alone holds for all.
         frame = MakeFrame(width, height, part.kind == 1, tables.size() >= kTwoTables);
     }
-    picture = {kMark, kBegin};
+    picture = {kSegmentMark, kPictureBegin};
     picture.insert(picture.end(), tables.begin(), tables.end());
     PutSegment(kFrame, frame, picture);
     picture.insert(picture.end(), extension.huffman.begin(), extension.huffman.end());
@@ -223,7 +223,7 @@ bool RtpJpeg::Begin(const Part& part, const RtpPacket& packet, std::vector<std::
         Put16(*restart, body);
         PutSegment(kRestart, body, picture);
     }
-    PutSegment(kScan, MakeScan(frame), picture);
+    PutSegment(kScanSegment, MakeScan(frame), picture);
     AddHuffmanTables(picture);
     return true;
 }
@@ -247,9 +247,9 @@ void RtpJpeg::Add(const RtpPacket& packet, std::vector<std::uint8_t>& picture) {
 
 bool RtpJpeg::Finish(bool isWhole, std::vector<std::uint8_t>& picture) {
     const std::size_t size = picture.size();
-    const bool isEnded = size > 2 && picture[size - 2] == kMark && picture[size - 1] == kEnd;
+    const bool isEnded = size > 2 && picture[size - 2] == kSegmentMark && picture[size - 1] == kPictureEnd;
     if (!isEnded) {
-        picture.insert(picture.end(), {kMark, kEnd});
+        picture.insert(picture.end(), {kSegmentMark, kPictureEnd});
     }
     return isEnded || isWhole;
 }

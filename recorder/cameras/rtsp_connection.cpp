@@ -13,7 +13,7 @@ using std::chrono::milliseconds;
 // The largest packet and much of what comes behind it.
 constexpr std::size_t kBuffer = 128 << 10;
 // Whoever waits is asked so often whether he still does.
-constexpr milliseconds kLongestWait{100};
+constexpr milliseconds kLongestPoll{100};
 // A net brings a picture in many small pieces, of which each would wake the thread.
 constexpr std::chrono::microseconds kGather{1'000};
 constexpr int kMostReplies = 8;
@@ -42,7 +42,7 @@ void RtspConnection::WaitForBytes() const {
     pollfd waited{m_line.Socket(), POLLIN, 0};
     do {
         CheckLimit();  // also of a camera that lets nobody wait
-    } while (::poll(&waited, 1, static_cast<int>(kLongestWait.count())) <= 0);
+    } while (::poll(&waited, 1, static_cast<int>(kLongestPoll.count())) <= 0);
 }
 
 void RtspConnection::Tell(std::string_view method, const std::string& url, std::string_view fields) {

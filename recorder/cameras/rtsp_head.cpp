@@ -10,7 +10,7 @@ namespace kvrecorder {
 namespace {
 
 constexpr std::size_t kMostFields = 100;
-constexpr std::size_t kPacketHead = 4;  // '$', the channel, two bytes of the length
+constexpr std::size_t kInterleavedHead = 4;  // '$', the channel, two bytes of the length
 
 // Without what would break a line of ours that repeats it.
 std::string Plain(std::string_view text) {
@@ -30,7 +30,7 @@ std::size_t EndOfHead(std::string_view text) {
 // A packet of a channel that may have been asked for, or a word.
 bool BeginsItem(const std::uint8_t* bytes, int channels) {
     return (bytes[0] == '$' && bytes[1] < channels) ||
-           std::all_of(bytes, bytes + kPacketHead,
+           std::all_of(bytes, bytes + kInterleavedHead,
                        [](std::uint8_t byte) { return (byte >= 'A' && byte <= 'Z') || byte == '_'; });
 }
 
@@ -91,26 +91,26 @@ std::optional<int> NumberOfPart(std::string_view field, std::string_view name) {
 
 std::size_t SkipToRtspItem(std::span<const std::uint8_t> bytes, int channels) {
     std::size_t skipped = 0;
-    while (bytes.size() - skipped >= kPacketHead && !BeginsItem(bytes.data() + skipped, channels)) {
+    while (bytes.size() - skipped >= kInterleavedHead && !BeginsItem(bytes.data() + skipped, channels)) {
         ++skipped;
     }
     return skipped;
 }
 
 std::optional<RtspItem> ReadRtspItem(std::span<const std::uint8_t> bytes) {
-    if (bytes.size() < kPacketHead) {
+    if (bytes.size() < kInterleavedHead) {
         return std::nullopt;
     }
     RtspItem item;
     if (bytes[0] == '$') {
         const std::size_t size = static_cast<std::size_t>(bytes[2]) << 8 | bytes[3];
-        if (bytes.size() < kPacketHead + size) {
+        if (bytes.size() < kInterleavedHead + size) {
             return std::nullopt;
         }
         item.isPacket = true;
         item.channel = bytes[1];
-        item.bytes = bytes.subspan(kPacketHead, size);
-        item.size = kPacketHead + size;
+        item.bytes = bytes.subspan(kInterleavedHead, size);
+        item.size = kInterleavedHead + size;
         return item;
     }
     const std::string_view text(reinterpret_cast<const char*>(bytes.data()),

@@ -14,7 +14,7 @@ using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
 // How soon a wait ends when it is to.
-constexpr milliseconds kLook{50};
+constexpr milliseconds kLinkLook{50};
 // Of a camera that sends without end, as pictures that nobody looks at.
 constexpr int kMostReads = 64;
 constexpr std::size_t kRead = 16 << 10;
@@ -123,7 +123,7 @@ void RtspLink::CheckLimit(TimePoint until) const {
 void RtspLink::Wait(short events, TimePoint until) const {
     const auto left = std::chrono::ceil<milliseconds>(until - Clock::now());
     pollfd waited{m_line.Socket(), events, 0};
-    ::poll(&waited, 1, static_cast<int>(std::clamp(left, milliseconds(0), kLook).count()));
+    ::poll(&waited, 1, static_cast<int>(std::clamp(left, milliseconds(0), kLinkLook).count()));
 }
 
 }  // namespace kvrecorder

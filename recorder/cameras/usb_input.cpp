@@ -21,9 +21,9 @@ namespace kvrecorder {
 namespace {
 
 // The device is asked for a picture so often: nothing tells of one that is waited for within the limit.
-constexpr std::chrono::milliseconds kLook{4};
+constexpr std::chrono::milliseconds kPictureLook{4};
 constexpr int kUsualRate = 25;
-constexpr int kHighestRate = 30;
+constexpr int kHighestPictureRate = 30;
 
 struct Preferred {
     std::uint32_t format;
@@ -132,7 +132,7 @@ void UsbInput::MakeEncoder() {
     stream.codec = kvrecorder::Codec::H264;
     stream.width = told.width & ~1;
     stream.height = told.height & ~1;
-    stream.fps = std::clamp(fps, 1, kHighestRate);
+    stream.fps = std::clamp(fps, 1, kHighestPictureRate);
     stream.gop = 2 * stream.fps;
     try {
         m_decoder = std::make_unique<FileDecoder>(&told);
@@ -153,7 +153,7 @@ std::optional<CameraInput::Piece> UsbInput::Read() {
         if (m_limit.Ended() || m_limit.IsOver()) {
             throw CameraError(FaultCode::PicturesStopped);
         }
-        std::this_thread::sleep_for(kLook);
+        std::this_thread::sleep_for(kPictureLook);
     }
     if (error < 0) {
         Fail(AVUNERROR(error));

@@ -8,7 +8,7 @@ namespace kvrecorder {
 namespace {
 
 // After a source failed.
-constexpr MediaTime kRetry{1'000'000};
+constexpr MediaTime kSourceRetry{1'000'000};
 // Between two looks for motion.
 constexpr MediaTime kMotionPause{500'000};
 
@@ -129,7 +129,7 @@ std::optional<MediaTime> HubChannel::Work() {
         // What it says holds paths that are nobody's business.
         m_source->Sleep();
         SetLost(true, {});
-        return m_round.now + kRetry;
+        return m_round.now + kSourceRetry;
     }
 }
 

@@ -37,13 +37,13 @@ private:
     const std::shared_ptr<StreamFeed::Watcher> m_watcher;
 };
 
-class Hub final : public MediaHub {
+class HubOfPictures final : public MediaHub {
 public:
-    Hub(std::shared_ptr<MediaClock> clock, int threads, CameraSourceMaker cameras)
+    HubOfPictures(std::shared_ptr<MediaClock> clock, int threads, CameraSourceMaker cameras)
         : m_clock(std::move(clock)),
           m_cameras(std::move(cameras)),
           m_scheduler(std::make_shared<Scheduler>(m_clock, threads)) {}
-    ~Hub() override {
+    ~HubOfPictures() override {
         for (const auto& channel : m_channels) {
             channel->End();
         }
@@ -189,8 +189,8 @@ std::unique_ptr<MediaHub> CreateMediaHub(std::shared_ptr<MediaClock> clock, int 
     if (threads <= 0) {
         threads = std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, 4);
     }
-    return std::make_unique<Hub>(clock ? std::move(clock) : std::make_shared<SystemMediaClock>(), threads,
-                                 std::move(cameras));
+    return std::make_unique<HubOfPictures>(clock ? std::move(clock) : std::make_shared<SystemMediaClock>(),
+                                           threads, std::move(cameras));
 }
 
 }  // namespace kvrecorder

@@ -9,13 +9,13 @@
 namespace kvrecorder {
 namespace {
 
-constexpr std::size_t kSide = 16;
-constexpr std::size_t kHalf = kSide / 2;
+constexpr std::size_t kTile = 16;
+constexpr std::size_t kHalfTile = kTile / 2;
 constexpr int kQuality = 85;
 // Differences that nobody sees.
 constexpr int kNoise = 3;
 // Blocks that one row of JPEG blocks can hold.
-constexpr std::size_t kMostBlocks = 65500 / kSide;
+constexpr std::size_t kMostBlocks = 65500 / kTile;
 // Receivers look for the end mark from this byte on.
 constexpr std::size_t kShortest = 256;
 constexpr std::size_t kMaskHead = 12;
@@ -75,8 +75,8 @@ std::vector<std::uint8_t>::const_iterator ScanData(const std::vector<std::uint8_
 MxpegWriter::MxpegWriter(int width, int height)
     : m_width(width),
       m_height(height),
-      m_columns((static_cast<std::size_t>(width) + kSide - 1) / kSide),
-      m_blocks(m_columns * ((static_cast<std::size_t>(height) + kSide - 1) / kSide)),
+      m_columns((static_cast<std::size_t>(width) + kTile - 1) / kTile),
+      m_blocks(m_columns * ((static_cast<std::size_t>(height) + kTile - 1) / kTile)),
       m_all(m_blocks.size()),
       m_mask((m_blocks.size() + 7) / 8) {
     std::iota(m_all.begin(), m_all.end(), std::size_t{0});
@@ -100,9 +100,9 @@ void MxpegWriter::Load(const AVFrame& picture) {
     for (std::size_t i = 0; i < m_blocks.size(); ++i) {
         const std::size_t column = i % m_columns;
         const std::size_t row = i / m_columns;
-        LoadSquare<kSide>(picture, 0, m_width, m_height, column, row, m_blocks[i].y);
-        LoadSquare<kHalf>(picture, 1, (m_width + 1) / 2, (m_height + 1) / 2, column, row, m_blocks[i].u);
-        LoadSquare<kHalf>(picture, 2, (m_width + 1) / 2, (m_height + 1) / 2, column, row, m_blocks[i].v);
+        LoadSquare<kTile>(picture, 0, m_width, m_height, column, row, m_blocks[i].y);
+        LoadSquare<kHalfTile>(picture, 1, (m_width + 1) / 2, (m_height + 1) / 2, column, row, m_blocks[i].u);
+        LoadSquare<kHalfTile>(picture, 2, (m_width + 1) / 2, (m_height + 1) / 2, column, row, m_blocks[i].v);
     }
 }
 
@@ -139,21 +139,22 @@ void MxpegWriter::KeepEndMarksOut() {
 
 // Lays the blocks side by side, in rows as wide as the picture.
 bool MxpegWriter::Compress(const std::vector<std::size_t>& blocks, int width, int height) {
-    const std::size_t perRow = (static_cast<std::size_t>(width) + kSide - 1) / kSide;
-    const std::size_t stride = perRow * kSide;
-    const std::size_t rowBytes = stride * kSide * 3 / 2;
+    const std::size_t perRow = (static_cast<std::size_t>(width) + kTile - 1) / kTile;
+    const std::size_t stride = perRow * kTile;
+    const std::size_t rowBytes = stride * kTile * 3 / 2;
     m_rows.resize(rowBytes * ((blocks.size() + perRow - 1) / perRow));
     for (std::size_t n = 0; n < blocks.size(); ++n) {
         const Block& block = m_blocks[blocks[n]];
-        std::uint8_t* const y = m_rows.data() + n / perRow * rowBytes + n % perRow * kSide;
-        std::uint8_t* const u = m_rows.data() + n / perRow * rowBytes + stride * kSide + n % perRow * kHalf;
-        std::uint8_t* const v = u + stride / 2 * kHalf;
-        for (std::size_t i = 0; i < kSide; ++i) {
-            std::copy_n(block.y.begin() + i * kSide, kSide, y + i * stride);
+        std::uint8_t* const y = m_rows.data() + n / perRow * rowBytes + n % perRow * kTile;
+        std::uint8_t* const u =
+            m_rows.data() + n / perRow * rowBytes + stride * kTile + n % perRow * kHalfTile;
+        std::uint8_t* const v = u + stride / 2 * kHalfTile;
+        for (std::size_t i = 0; i < kTile; ++i) {
+            std::copy_n(block.y.begin() + i * kTile, kTile, y + i * stride);
         }
-        for (std::size_t i = 0; i < kHalf; ++i) {
-            std::copy_n(block.u.begin() + i * kHalf, kHalf, u + i * (stride / 2));
-            std::copy_n(block.v.begin() + i * kHalf, kHalf, v + i * (stride / 2));
+        for (std::size_t i = 0; i < kHalfTile; ++i) {
+            std::copy_n(block.u.begin() + i * kHalfTile, kHalfTile, u + i * (stride / 2));
+            std::copy_n(block.v.begin() + i * kHalfTile, kHalfTile, v + i * (stride / 2));
         }
     }
     return CompressBlockRows({width, height, kQuality}, m_rows.data(), stride, m_jpeg);
@@ -169,7 +170,7 @@ bool MxpegWriter::WriteWhole() {
 }
 
 bool MxpegWriter::WritePartial() {
-    if (!Compress(m_changed, static_cast<int>(m_changed.size() * kSide), kSide)) {
+    if (!Compress(m_changed, static_cast<int>(m_changed.size() * kTile), kTile)) {
         return false;
     }
     m_data.assign(std::begin(kBegin), std::end(kBegin));

@@ -12,7 +12,7 @@ namespace {
 // Formats that name other files to be read, some of which wait for these to grow.
 constexpr std::string_view kLists[] = {"hls", "concat", "concatf", "dash", "imf", "sdp", "rtsp"};
 
-const AVInputFormat* KindOf(const std::string& url, const std::string& path) {
+const AVInputFormat* FormatOf(const std::string& url, const std::string& path) {
     AVIOContext* opened = nullptr;
     if (const int error = avio_open(&opened, url.c_str(), AVIO_FLAG_READ); error < 0) {
         throw std::runtime_error("cannot read " + path + ": " + AvErrorText(error));
@@ -46,7 +46,7 @@ void CheckPlainFile(const std::string& path) {
 AvPtr<AVFormatContext> OpenFormat(const std::string& path) {
     const std::string url = "file:" + path;
     // Known kinds only, and nothing in the file leads elsewhere than to files.
-    const AVInputFormat* const kind = KindOf(url, path);
+    const AVInputFormat* const kind = FormatOf(url, path);
     AVFormatContext* opened = nullptr;
     AVDictionary* options = nullptr;
     av_dict_set(&options, "protocol_whitelist", "file", 0);

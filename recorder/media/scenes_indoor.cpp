@@ -19,7 +19,7 @@ void Carton(Painter& p, double x, double y, double w, double h, int rgb) {
     p.Rect(x + w * 0.08, y - h * 0.5, w * 0.25, h * 0.3);
 }
 
-void Arm(Painter& p, double seconds) {
+void RobotArm(Painter& p, double seconds) {
     const double swing = std::sin(seconds * 1.1);
     const double shoulder = -0.5 + 0.35 * swing;
     const double elbow = 1.75 - 0.55 * swing;
@@ -139,7 +139,7 @@ void WarehouseMoving(Painter& p, double seconds) {
             Carton(p, x, kBelt, w, 100 + 90 * Noise(who + 5), kCartons[who % 4]);
         }
     }
-    Arm(p, seconds);
+    RobotArm(p, seconds);
     // A fork lift goes to and fro in front.
     const double phase = Wrap(seconds / 12, 2);
     const bool right = phase < 1;

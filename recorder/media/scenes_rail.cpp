@@ -67,11 +67,11 @@ struct GateState {
     bool blink;   // which of the two lamps shines
     bool warn;    // one of them does
 };
-enum class Arm { ToTheRight, ToTheLeft };
+enum class SignalArm { ToTheRight, ToTheLeft };
 
-void Gate(Painter& p, double x, double y, Arm arm, const GateState& state) {
+void Gate(Painter& p, double x, double y, SignalArm arm, const GateState& state) {
     const auto [lift, blink, warn] = state;
-    p.Push(x, y, arm == Arm::ToTheLeft ? -1 : 1, 1);
+    p.Push(x, y, arm == SignalArm::ToTheLeft ? -1 : 1, 1);
     p.Color(0x3C4048);
     p.Rect(-14, -300, 20, 330);
     p.Color(0x202328);
@@ -206,12 +206,12 @@ void RailwayMoving(Painter& p, double seconds) {
     if (open < 9) {
         CrossingCar(p, std::max(0.0, open - 0.5) / 7.5, kPaints[who % 7], false);
     }
-    Gate(p, 1900, 985, Arm::ToTheLeft, {1 - down, blink, down > 0});
+    Gate(p, 1900, 985, SignalArm::ToTheLeft, {1 - down, blink, down > 0});
     for (int i = 0; i < 5; ++i) {
         Wagon(p, nose - 480 - i * 476, i % 2 ? 0x2B6777 : 0x1F4E5F);
     }
     Locomotive(p, nose);
-    Gate(p, 1290, 1170, Arm::ToTheRight, {1 - down, blink, down > 0});
+    Gate(p, 1290, 1170, SignalArm::ToTheRight, {1 - down, blink, down > 0});
     // The next car comes and waits in front of the gate.
     CrossingCar(p, open < 9 ? std::min(0.0, (open - 8.9) / 9) : 0, kPaints[(who + 1) % 7], open > 7);
 }

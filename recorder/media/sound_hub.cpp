@@ -102,9 +102,10 @@ private:
     const std::shared_ptr<StreamFeed::Watcher> m_watcher;
 };
 
-class Hub final : public SoundHub {
+class HubOfSound final : public SoundHub {
 public:
-    explicit Hub(std::shared_ptr<MediaClock> clock) : m_clock(std::move(clock)), m_scheduler(m_clock, 1) {}
+    explicit HubOfSound(std::shared_ptr<MediaClock> clock)
+        : m_clock(std::move(clock)), m_scheduler(m_clock, 1) {}
 
     std::unique_ptr<Subscription> Subscribe(int channel, const SoundConfig& config,
                                             std::function<void(const PacketPtr&)> sink) override {
@@ -135,7 +136,7 @@ private:
 }  // namespace
 
 std::unique_ptr<SoundHub> CreateSoundHub(std::shared_ptr<MediaClock> clock) {
-    return std::make_unique<Hub>(clock ? std::move(clock) : std::make_shared<SystemMediaClock>());
+    return std::make_unique<HubOfSound>(clock ? std::move(clock) : std::make_shared<SystemMediaClock>());
 }
 
 }  // namespace kvrecorder

@@ -19,7 +19,7 @@ namespace {
 // Key pictures that come more rarely are not enough.
 constexpr std::int64_t kOftenMs = 1'000;
 constexpr std::size_t kMostPictures = 150;
-constexpr std::size_t kMostBytes = 4 << 20;
+constexpr std::size_t kMostPending = 4 << 20;
 // Of a processor, for one channel.
 constexpr double kMostShare = 3;
 
@@ -69,7 +69,7 @@ void StreamMotion::Offer(const PacketPtr& packet) {
     }
     m_bytes += packet->data.size();
     m_queue.push_back(packet);
-    if (m_bytes > kMostBytes || m_queue.size() > kMostPictures) {
+    if (m_bytes > kMostPending || m_queue.size() > kMostPictures) {
         m_queue.clear();
         m_bytes = 0;
         m_gap = true;

@@ -25,7 +25,7 @@ void Put(std::string& bytes, std::uint32_t value, int size) {
     }
 }
 
-std::string Sound(std::span<const std::int16_t> samples) {
+std::string SampleBytes(std::span<const std::int16_t> samples) {
     std::string bytes;
     bytes.reserve(samples.size() * 2);
     for (const std::int16_t sample : samples) {
@@ -112,7 +112,7 @@ void WavWriter::WriteHead() {
 
 void WavWriter::Write(std::span<const std::int16_t> samples) {
     samples = samples.first(std::min(samples.size(), kMaxSamples - m_samples));
-    const std::string bytes = Sound(samples);
+    const std::string bytes = SampleBytes(samples);
     m_samples += std::fwrite(bytes.data(), 1, bytes.size(), m_file.get()) / 2;
     std::fflush(m_file.get());
 }

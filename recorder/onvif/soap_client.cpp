@@ -14,7 +14,7 @@
 namespace kvrecorder {
 namespace {
 
-constexpr std::size_t kLargestAnswer = 512 << 10;
+constexpr std::size_t kLargestReply = 512 << 10;
 constexpr long kConnectMs = 3'000;
 // How soon a call ends when it is to.
 constexpr int kLookMs = 200;
@@ -53,7 +53,7 @@ void TakeAnswer(CURL* easy, std::string& body, bool& offersDigest) {
     ::curl_easy_setopt(
         easy, CURLOPT_WRITEFUNCTION, +[](char* bytes, std::size_t, std::size_t count, void* data) {
             auto& taken = *static_cast<std::string*>(data);
-            if (taken.size() + count > kLargestAnswer) {
+            if (taken.size() + count > kLargestReply) {
                 return std::size_t{0};
             }
             taken.append(bytes, count);

@@ -10,7 +10,7 @@ namespace kvrecorder {
 namespace {
 
 constexpr int kDeepest = 32;
-constexpr std::size_t kMostFound = 1024;
+constexpr std::size_t kMostElements = 1024;
 constexpr std::size_t kLongestText = 4096;
 constexpr std::size_t kLongestReason = 160;
 
@@ -109,7 +109,7 @@ SoapNode Child(const SoapNode& node, std::string_view name) {
 
 std::vector<SoapNode> Children(const SoapNode& node, std::string_view name) {
     std::vector<SoapNode> found;
-    for (SoapNode child = node.first_child(); child && found.size() < kMostFound;
+    for (SoapNode child = node.first_child(); child && found.size() < kMostElements;
          child = child.next_sibling()) {
         if (LocalName(child) == name) {
             found.push_back(child);
@@ -126,7 +126,7 @@ SoapNode Find(const SoapNode& node, std::string_view name) {
 
 std::vector<SoapNode> FindAll(const SoapNode& node, std::string_view name) {
     std::vector<SoapNode> found;
-    Collect(node, name, 0, kMostFound, found);
+    Collect(node, name, 0, kMostElements, found);
     return found;
 }
 

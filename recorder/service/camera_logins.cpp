@@ -13,7 +13,7 @@
 namespace kvrecorder {
 namespace {
 
-constexpr std::size_t kLongest = 255;
+constexpr std::size_t kLongestTyped = 255;
 constexpr int kMadeCharacters = 12;
 
 }  // namespace
@@ -73,7 +73,7 @@ Secret AskPassword(const std::string& prompt) {
     std::string line;
     {
         const QuietTerminal quiet(terminal.Get());
-        for (char c = 0; ::read(terminal.Get(), &c, 1) == 1 && c != '\n' && line.size() < kLongest;) {
+        for (char c = 0; ::read(terminal.Get(), &c, 1) == 1 && c != '\n' && line.size() < kLongestTyped;) {
             AppendSecret(line, {&c, 1});
         }
     }

@@ -6,6 +6,7 @@
 #include <asio/ip/address.hpp>
 
 #include "cameras/certificate_word.h"
+#include "host/known_options.h"
 #include "host/near_name.h"
 #include "media/utf8.h"
 #include "state/kept_config.h"
@@ -149,16 +150,6 @@ void AddOptions(CLI::App& app, const std::string& version, Options& options, Giv
     AddSearching(app, options);
 }
 
-std::vector<std::string> NamesOf(const CLI::App& app) {
-    std::vector<std::string> names;
-    for (const CLI::Option* const option : app.get_options()) {
-        for (const std::string& name : option->get_lnames()) {
-            names.push_back("--" + name);
-        }
-    }
-    return names;
-}
-
 constexpr const char* kAbout = "A small network video recorder.";
 constexpr const char* kProgram = "kvrecorder";
 
@@ -190,7 +181,7 @@ Options ParseOptions(int argc, const char* const* argv, const std::string& versi
         const bool help = dynamic_cast<const CLI::CallForHelp*>(&wanted) != nullptr;
         options.exitText = help ? app.help() : std::string(wanted.what()) + "\n";
     } catch (const CLI::ExtrasError&) {
-        throw ConfigError(kvhost::DescribeExtras(app.remaining(), NamesOf(app)) +
+        throw ConfigError(kvhost::DescribeExtras(app.remaining(), kvhost::NamesOf(app)) +
                           " (--help lists the options)");
     } catch (const CLI::ParseError& failure) {
         std::string line = failure.what();

@@ -10,7 +10,7 @@
 namespace kvrecorder {
 namespace {
 
-constexpr std::chrono::milliseconds kLongest{15'000};
+constexpr std::chrono::milliseconds kLongestProbe{15'000};
 
 std::string TellPictures(const CameraReport& report) {
     std::ostringstream text;
@@ -39,7 +39,7 @@ bool ProbeForTerminal(const Options& options, std::ostream& out, std::ostream& e
     camera.password = url.password;
     camera.overUdp = options.camerasOverUdp;
     camera.certificate = options.cameraCertificate;
-    const CameraReport report = ProbeAnyCamera(camera, kLongest, [] { return false; });
+    const CameraReport report = ProbeAnyCamera(camera, kLongestProbe, [] { return false; });
     const std::string name = PrintableUtf8(camera.url, camera.url.size());
     if (report.HasPictures()) {
         out << "camera: " << name << '\n' << TellPictures(report);

@@ -80,13 +80,23 @@ std::string CameraPath(const ChannelConfig& channel, int number) {
                                            : channel.camera.videoUrl;
 }
 
-Secret ReadPasswordFile(const std::string& path) {
+// A credential that no service manager hands on is read where it would come from: by root, before the service
+// starts.
+std::string CredentialPath(const std::string& path) {
+    const std::size_t name = path.rfind('/') + 1;
+    if (!std::string_view(path).substr(name).starts_with('@')) {
+        return path;
+    }
+    const std::string credential = path.substr(name + 1);
+    const std::string handed = kvhost::CredentialFile(credential);
+    return handed.empty() ? path.substr(0, name) + "kvrecorder.credentials/" + credential : handed;
+}
+
+Secret ReadPasswordFile(const std::string& file) {
     std::string text;
+    const std::string path = CredentialPath(file);
     try {
-        const std::string name = path.substr(path.rfind('/') + 1);
-        const std::string handed =
-            name.starts_with('@') ? kvhost::CredentialFile(name.substr(1)) : std::string();
-        text = ReadPlainFile(handed.empty() ? path : handed, kMaxUserBytes + 2);
+        text = ReadPlainFile(path, kMaxUserBytes + 2);
     } catch (const std::runtime_error& failure) {
         throw ConfigError("cannot read a password from " + path + ": " + failure.what());
     }

@@ -237,7 +237,7 @@ std::string ReadConfigText(const std::string& path);
 std::vector<ChannelConfig> DemoChannels(int count);
 
 // The first line of a password file; one of the name "@NAME" is the credential NAME of the manager of
-// services, if it hands one on. Throws ConfigError.
+// services, or if it hands none on the file kvrecorder.credentials/NAME beside. Throws ConfigError.
 Secret ReadPasswordFile(const std::string& path);
 
 // "" or why the name cannot be used.

@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::uint64_t kMegabyte = 1024 * 1024;
 // A file that has grown so far is ended at the next key picture.
-constexpr std::uint64_t kMaxFileBytes = 512 * kMegabyte;
+constexpr std::uint64_t kMaxFilmBytes = 512 * kMegabyte;
 constexpr std::int64_t kMaxFileMs = 30 * 60 * 1000;
 // Pictures between two looks at the disk.
 constexpr int kCheckEvery = 30;
@@ -181,7 +181,7 @@ void Recordings::Put(Track& track, const PacketPtr& packet) {
         return;  // sound
     }
     const bool full =
-        track.writer && (track.writer->Bytes() > kMaxFileBytes || track.writer->Milliseconds() > kMaxFileMs);
+        track.writer && (track.writer->Bytes() > kMaxFilmBytes || track.writer->Milliseconds() > kMaxFileMs);
     if (track.writer && (track.writer->Ends(*packet) || (full && packet->key))) {
         CloseFile(track);
     }

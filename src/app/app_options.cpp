@@ -9,6 +9,7 @@
 
 #include "codec/hardware_search.h"
 #include "host/exit_status.h"
+#include "host/known_options.h"
 #include "host/near_name.h"
 #include "host/service_manager.h"
 #include "persist/utilities.h"
@@ -58,16 +59,6 @@ ParsedCommandLine Wrong(std::string text) {
         text.pop_back();
     }
     return {std::nullopt, "kvmon: " + text + " (--help lists the options)", kvhost::kWrongUse};
-}
-
-std::vector<std::string> NamesOf(const CLI::App& app) {
-    std::vector<std::string> names;
-    for (const CLI::Option* const option : app.get_options()) {
-        for (const std::string& name : option->get_lnames()) {
-            names.push_back("--" + name);
-        }
-    }
-    return names;
 }
 
 struct Credentials {
@@ -295,14 +286,10 @@ void AddWebOptions(CLI::App& app, AppOptions& options, Given& given) {
                    "file whose first line is the token that pages need")
         ->type_name("FILE")
         ->needs(serve);
-    serve->excludes(app.get_option("--picture"));
-    serve->excludes(app.get_option("--keep"));
-    serve->excludes(app.get_option("--view"));
-    serve->excludes(app.get_option("--search-from"));
     for (const char* const option :
-         {"--check-connection", "--full-screen", "--display", "--lock", "--all-displays", "--display-view",
-          "--hwdec"}) {
-        serve->excludes(app.get_option(option));
+         {"--picture", "--keep", "--view", "--search-from", "--check-connection", "--full-screen",
+          "--display", "--lock", "--all-displays", "--display-view", "--hwdec"}) {
+        serve->excludes(kvhost::OptionNamed(app, option));
     }
 }
 
@@ -337,7 +324,7 @@ ParsedCommandLine ParseCommandLine(const std::vector<std::string>& args, std::is
     } catch (const CLI::CallForVersion&) {
         return {std::nullopt, app.version() + "\n", 0};
     } catch (const CLI::ExtrasError&) {
-        return Wrong(kvhost::DescribeExtras(app.remaining(), NamesOf(app)));
+        return Wrong(kvhost::DescribeExtras(app.remaining(), kvhost::NamesOf(app)));
     } catch (const CLI::ParseError& error) {
         return Wrong(error.what());
     }

@@ -87,7 +87,7 @@ void OnChanged(GDBusConnection*, const gchar*, const gchar*, const gchar*, const
 }
 
 // False without an answer. A desktop without this setting answers with an error, which is one.
-bool Read(GDBusConnection* bus, const Watch& watch, const char* key, Appearance& appearance) {
+bool ReadPreference(GDBusConnection* bus, const Watch& watch, const char* key, Appearance& appearance) {
     GError* error = nullptr;
     GVariant* const answer = g_dbus_connection_call_sync(
         bus, kPortal, kPath, kSettings, "Read", g_variant_new("(ss)", kAppearance, key),
@@ -105,7 +105,7 @@ bool Read(GDBusConnection* bus, const Watch& watch, const char* key, Appearance&
     return true;
 }
 
-void Serve(const Watch& watch, const WindowHandle& receiver) {
+void ServePreference(const Watch& watch, const WindowHandle& receiver) {
     const auto bus = HoldSessionBus(watch.cancel);
     if (!bus) {
         return;
@@ -116,7 +116,8 @@ void Serve(const Watch& watch, const WindowHandle& receiver) {
     const guint signal = g_dbus_connection_signal_subscribe(bus.get(), kPortal, kSettings, "SettingChanged",
                                                             kPath, kAppearance, G_DBUS_SIGNAL_FLAGS_NONE,
                                                             OnChanged, &appearance, nullptr);
-    if (Read(bus.get(), watch, kColorScheme, appearance) && Read(bus.get(), watch, kContrast, appearance)) {
+    if (ReadPreference(bus.get(), watch, kColorScheme, appearance) &&
+        ReadPreference(bus.get(), watch, kContrast, appearance)) {
         appearance.Post();
     }
     while (!watch.bEnd) {
@@ -134,7 +135,8 @@ public:
     explicit PortalWatch(std::function<void(std::optional<SkinLook>)> told) : m_told(std::move(told)) {
         // Without one the library would start a session bus of its own.
         if (HasSessionBus()) {
-            m_thread.Start("appearance", [watch = m_watch, receiver = Handle()] { Serve(*watch, receiver); });
+            m_thread.Start("appearance",
+                           [watch = m_watch, receiver = Handle()] { ServePreference(*watch, receiver); });
         }
     }
     ~PortalWatch() override {

@@ -18,8 +18,8 @@ namespace kvmon {
 
 namespace {
 
-constexpr std::uint32_t kStrWarning = 5026;
-constexpr std::uint32_t kStrNoView = 7117;
+constexpr std::uint32_t kStrWallWarning = 5026;
+constexpr std::uint32_t kStrWallHasNoView = 7117;
 constexpr const char* kSequence = "Sequence";
 
 }  // namespace
@@ -96,7 +96,7 @@ void DisplayWall::OpenView() {
     }
     const std::string name = OutsideLine(wanted);
     std::fprintf(stderr, "kvmon: there is no view named %s\n", name.c_str());
-    m_console->ShowMessage(FillPattern(LoadString(kStrNoView), {name}), LoadString(kStrWarning));
+    m_console->ShowMessage(FillPattern(LoadString(kStrWallHasNoView), {name}), LoadString(kStrWallWarning));
 }
 
 void DisplayWall::OnShared(SharedThing thing) {

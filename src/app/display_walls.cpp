@@ -17,7 +17,7 @@ namespace kvmon {
 
 namespace {
 
-constexpr const char* kSection = "Walls";
+constexpr const char* kWallsSection = "Walls";
 constexpr const char* kEntry = "AllDisplays";
 
 }  // namespace
@@ -30,7 +30,7 @@ DisplayWalls::DisplayWalls(CTR450ClientImpl& first, BrowserPort& browser, const 
       m_start(wishes.start),
       m_bRemember(wishes.bRemember) {
     TakeViews(wishes.views);
-    m_bAll = wishes.bAll || (m_bRemember && Registry().GetProfileInt(kSection, kEntry, 0) == 1);
+    m_bAll = wishes.bAll || (m_bRemember && Registry().GetProfileInt(kWallsSection, kEntry, 0) == 1);
     m_bBegun = wishes.bAll || !m_wanted.empty();
     QObject::connect(qGuiApp, &QGuiApplication::screenAdded, &m_life, [this](const QScreen* display) {
         m_gone.erase(display->name());
@@ -104,7 +104,7 @@ void DisplayWalls::Turn() {
     m_left.clear();
     m_wanted.clear();
     if (m_bRemember) {
-        Registry().WriteProfileInt(kSection, kEntry, on ? 1 : 0);
+        Registry().WriteProfileInt(kWallsSection, kEntry, on ? 1 : 0);
     }
     Update();
 }

@@ -10,32 +10,33 @@ namespace kvmon {
 
 namespace {
 
-constexpr const char* kSection = "Desktop";
-constexpr const char* kAuth = "AuthData";
-constexpr const char* kPort = "ServerPort";
-constexpr const char* kAutoStart = "AutoStart";
-constexpr const char* kLanguage = "Language";
+constexpr const char* kDesktopSection = "Desktop";
+constexpr const char* kAuthKey = "AuthData";
+constexpr const char* kPortKey = "ServerPort";
+constexpr const char* kAutoStartKey = "AutoStart";
+constexpr const char* kLanguageKey = "Language";
 constexpr const char* kUser = "Username";
 constexpr const char* kPassword = "Passwd";
-constexpr const char* kAddress = "ServerIP";
-constexpr const char* kTexts[] = {kAddress, "DefServerName", "HelpPath"};
+constexpr const char* kAddressKey = "ServerIP";
+constexpr const char* kTexts[] = {kAddressKey, "DefServerName", "HelpPath"};
 constexpr std::uint32_t kMissing = 0xFFFFFFFF;
 
 std::optional<std::string> LoadAuth(const COrvoRegistry& registry) {
-    const std::string user = registry.GetProfileString(kSection, kUser, {});
-    const auto password = user.empty() ? std::nullopt : GetEncryptPasswd(registry, kSection, kPassword, user);
+    const std::string user = registry.GetProfileString(kDesktopSection, kUser, {});
+    const auto password =
+        user.empty() ? std::nullopt : GetEncryptPasswd(registry, kDesktopSection, kPassword, user);
     const std::string auth = password ? MakeBasicAuth(user, *password) : std::string();
     return auth.empty() ? std::nullopt : std::optional(auth);
 }
 
 void KeepAuth(COrvoRegistry& registry, const std::string& auth) {
     const auto credential = DecodeAuthText(auth);
-    const bool bKept =
-        credential && SaveEncryptPasswd(registry, kSection, kPassword, credential->first, credential->second);
+    const bool bKept = credential && SaveEncryptPasswd(registry, kDesktopSection, kPassword,
+                                                       credential->first, credential->second);
     if (!bKept) {
-        registry.WriteProfileBinary(kSection, kPassword, {});
+        registry.WriteProfileBinary(kDesktopSection, kPassword, {});
     }
-    registry.WriteProfileString(kSection, kUser, bKept ? credential->first : std::string());
+    registry.WriteProfileString(kDesktopSection, kUser, bKept ? credential->first : std::string());
 }
 
 }  // namespace
@@ -43,21 +44,22 @@ void KeepAuth(COrvoRegistry& registry, const std::string& auth) {
 PropertyBag LoadKeptProperties(const COrvoRegistry& registry) {
     PropertyBag bag;
     for (const char* const name : kTexts) {
-        if (const std::string text = registry.GetProfileString(kSection, name, {}); !text.empty()) {
+        if (const std::string text = registry.GetProfileString(kDesktopSection, name, {}); !text.empty()) {
             bag[name] = text;
         }
     }
-    if (const auto port = registry.GetProfileInt(kSection, kPort, 0); port > 0 && port < 65536) {
-        bag[kPort] = static_cast<std::int32_t>(port);
+    if (const auto port = registry.GetProfileInt(kDesktopSection, kPortKey, 0); port > 0 && port < 65536) {
+        bag[kPortKey] = static_cast<std::int32_t>(port);
     }
-    if (const auto start = registry.GetProfileInt(kSection, kAutoStart, kMissing); start <= 1) {
-        bag[kAutoStart] = static_cast<std::int32_t>(start);
+    if (const auto start = registry.GetProfileInt(kDesktopSection, kAutoStartKey, kMissing); start <= 1) {
+        bag[kAutoStartKey] = static_cast<std::int32_t>(start);
     }
-    if (const auto number = registry.GetProfileInt(kSection, kLanguage, kMissing); number < kLanguageCount) {
-        bag[kLanguage] = std::to_string(number);
+    if (const auto number = registry.GetProfileInt(kDesktopSection, kLanguageKey, kMissing);
+        number < kLanguageCount) {
+        bag[kLanguageKey] = std::to_string(number);
     }
     if (const auto auth = LoadAuth(registry)) {
-        bag[kAuth] = *auth;
+        bag[kAuthKey] = *auth;
     }
     return bag;
 }
@@ -69,14 +71,14 @@ PropertyBag PropertiesOf(const AppOptions& options) {
             bag[name] = std::move(value);
         }
     };
-    take(kAddress, options.server);
-    take(kPort, options.port);
-    take(kAutoStart, options.autoStart ? 1 : 0);
+    take(kAddressKey, options.server);
+    take(kPortKey, options.port);
+    take(kAutoStartKey, options.autoStart ? 1 : 0);
     take("DefServerName", options.serverName);
     take("HelpPath", options.helpPath);
-    take(kAuth, options.auth);
+    take(kAuthKey, options.auth);
     if (options.language) {
-        bag[kLanguage] = std::to_string(*options.language);
+        bag[kLanguageKey] = std::to_string(*options.language);
     }
     return bag;
 }
@@ -87,7 +89,7 @@ bool NamesAnotherRecorder(const PropertyBag& kept, const PropertyBag& told) {
         const auto before = kept.find(name);
         return now != told.end() && (before == kept.end() || before->second != now->second);
     };
-    return differs(kAddress) || differs(kPort);
+    return differs(kAddressKey) || differs(kPortKey);
 }
 
 PropertyBag PropertiesOf(CTR450Client& client) {
@@ -106,16 +108,16 @@ void KeepChangedProperties(COrvoRegistry& registry, const PropertyBag& before, c
     };
     for (const char* const name : kTexts) {
         if (const Variant* const value = changed(name)) {
-            registry.WriteProfileString(kSection, name, ToText(*value).value_or(std::string()));
+            registry.WriteProfileString(kDesktopSection, name, ToText(*value).value_or(std::string()));
         }
     }
-    for (const char* const name : {kPort, kAutoStart, kLanguage}) {
+    for (const char* const name : {kPortKey, kAutoStartKey, kLanguageKey}) {
         const Variant* const value = changed(name);
         if (const auto number = value != nullptr ? ToLong(*value) : std::nullopt) {
-            registry.WriteProfileInt(kSection, name, static_cast<std::uint32_t>(*number));
+            registry.WriteProfileInt(kDesktopSection, name, static_cast<std::uint32_t>(*number));
         }
     }
-    if (const Variant* const value = changed(kAuth)) {
+    if (const Variant* const value = changed(kAuthKey)) {
         KeepAuth(registry, ToText(*value).value_or(std::string()));
     }
 }

@@ -23,9 +23,9 @@ namespace kvmon {
 namespace {
 
 constexpr std::uint32_t kMsgAnswered = 1101;
-constexpr int kAnswerMs = 60000;
+constexpr int kSecretAnswerMs = 60000;
 constexpr std::size_t kMaxJobs = 32;
-constexpr Milliseconds kEnd{300};
+constexpr Milliseconds kSecretEnd{300};
 
 const SecretSchema& Schema() {
     static const SecretSchema schema = {"org.kvmon.Recorder",
@@ -115,7 +115,7 @@ void Carry(Job& job) {
     }
 }
 
-void Serve(Jobs& jobs, const WindowHandle& receiver) {
+void ServeJobs(Jobs& jobs, const WindowHandle& receiver) {
     const auto bus = HoldSessionBus();
     std::unique_lock lock(jobs.lock);
     for (;;) {
@@ -146,7 +146,7 @@ public:
             }
         }
         m_jobs->changed.notify_one();
-        m_thread.Wait(kEnd);
+        m_thread.Wait(kSecretEnd);
     }
 
     bool IsThere() const override { return HasSessionBus(); }
@@ -194,8 +194,8 @@ private:
         m_pending[job->number] = std::move(done);
         bool bTaken = IsThere();
         if (bTaken && !m_thread.IsHeld()) {
-            bTaken =
-                m_thread.Start("keyring", [jobs = m_jobs, receiver = Handle()] { Serve(*jobs, receiver); });
+            bTaken = m_thread.Start("keyring",
+                                    [jobs = m_jobs, receiver = Handle()] { ServeJobs(*jobs, receiver); });
         }
         if (bTaken) {
             const std::lock_guard lock(m_jobs->lock);
@@ -206,7 +206,7 @@ private:
         }
         m_jobs->changed.notify_one();
         QTimer::singleShot(
-            bTaken ? kAnswerMs : 0, this,
+            bTaken ? kSecretAnswerMs : 0, this,
             [this, late = std::weak_ptr(job), number = m_number] { GiveUp(late.lock(), number); });
     }
 

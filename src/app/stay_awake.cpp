@@ -20,7 +20,7 @@ namespace {
 
 constexpr int kCallMs = 5000;
 constexpr std::chrono::seconds kLookAgain{60};
-constexpr Milliseconds kEnd{300};
+constexpr Milliseconds kWakeEnd{300};
 constexpr const char* kReason = "Live pictures of cameras";
 constexpr guint32 kIdle = 8;  // of the portal's flags
 
@@ -39,8 +39,8 @@ struct Service {
 };
 constexpr Service kSaver{"org.freedesktop.ScreenSaver", "/org/freedesktop/ScreenSaver",
                          "org.freedesktop.ScreenSaver"};
-constexpr Service kPortal{"org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop",
-                          "org.freedesktop.portal.Inhibit"};
+constexpr Service kPortalService{"org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop",
+                                 "org.freedesktop.portal.Inhibit"};
 
 using Bus = std::unique_ptr<GDBusConnection, decltype(&g_object_unref)>;
 
@@ -96,12 +96,12 @@ std::optional<Held> Inhibit(GDBusConnection& bus, GCancellable* cancel) {
     GVariantBuilder options;
     g_variant_builder_init(&options, G_VARIANT_TYPE_VARDICT);
     g_variant_builder_add(&options, "{sv}", "reason", g_variant_new_string(kReason));
-    if (const Answer answer =
-            Call(bus, cancel, kPortal, "Inhibit", g_variant_new("(sua{sv})", "", kIdle, &options), "(o)")) {
+    if (const Answer answer = Call(bus, cancel, kPortalService, "Inhibit",
+                                   g_variant_new("(sua{sv})", "", kIdle, &options), "(o)")) {
         const char* request = nullptr;
         g_variant_get(answer.get(), "(&o)", &request);
         held.request = request;
-        held.service = kPortal.name;
+        held.service = kPortalService.name;
         held.owner = OwnerOf(bus, cancel, held.service);
         return held;
     }
@@ -112,7 +112,7 @@ void Release(GDBusConnection& bus, GCancellable* cancel, const Held& held) {
     if (held.request.empty()) {
         Call(bus, cancel, kSaver, "UnInhibit", g_variant_new("(u)", held.cookie), nullptr);
     } else {
-        const Service request{kPortal.name, held.request.c_str(), "org.freedesktop.portal.Request"};
+        const Service request{kPortalService.name, held.request.c_str(), "org.freedesktop.portal.Request"};
         Call(bus, cancel, request, "Close", nullptr, nullptr);
     }
 }
@@ -170,7 +170,7 @@ StayAwake::~StayAwake() {
         m_wish->bEnd = true;
     }
     m_wish->changed.notify_one();
-    m_thread.Wait(kEnd);
+    m_thread.Wait(kWakeEnd);
     g_cancellable_cancel(m_wish->cancel.get());  // what hangs now
 }
 

@@ -47,6 +47,11 @@ char ReadPipe() {
     do {
         count = ::read(wakePipe[0], &what, 1);
     } while (count < 0 && errno == EINTR);
+    if (count != 1) {
+        // Nobody would hear of a signal any more: let it end the program by itself.
+        Handle(SIGTERM, SIG_DFL);
+        Handle(SIGINT, SIG_DFL);
+    }
     return count == 1 ? what : kDone;
 }
 

@@ -8,13 +8,13 @@ namespace kvmon {
 
 namespace {
 
-constexpr const char* kSection = "Window";
+constexpr const char* kWindowSection = "Window";
 constexpr int kFarthest = 100000;
 constexpr int kHandleWidth = 100;  // of the window's head, enough to take hold of
 constexpr int kHandleHeight = 30;
 
 int ReadNumber(const char* entry) {
-    return static_cast<int>(Registry().GetProfileInt(kSection, entry, 0));
+    return static_cast<int>(Registry().GetProfileInt(kWindowSection, entry, 0));
 }
 
 // Of a rectangle's numbers, before they become one: at the edge of their range it overflows.
@@ -39,7 +39,7 @@ void SaveWindowPlace(const WindowPlace& place) {
     COrvoRegistry& registry = Registry();
     const COrvoRegistry::Batch together(registry);
     const auto write = [&registry](const char* entry, int number) {
-        registry.WriteProfileInt(kSection, entry, static_cast<std::uint32_t>(number));
+        registry.WriteProfileInt(kWindowSection, entry, static_cast<std::uint32_t>(number));
     };
     write("Left", place.rect.x());
     write("Top", place.rect.y());

@@ -89,7 +89,8 @@ bool MakePlanar(AVFrame& frame) {
                              made->data[2], made->linesize[2], halfWidth, halfHeight);
     } else {
         const auto deep = [](const AVFrame& of, int plane, int row) {
-            return reinterpret_cast<std::uint16_t*>(of.data[plane] + std::ptrdiff_t{row} * of.linesize[plane]);
+            return reinterpret_cast<std::uint16_t*>(of.data[plane] +
+                                                    std::ptrdiff_t{row} * of.linesize[plane]);
         };
         constexpr int kUnused = 6;  // the samples' bits are the upper ones
         for (int row = 0; row < frame.height; ++row) {

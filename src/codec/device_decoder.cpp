@@ -79,7 +79,7 @@ private:
             bPicture = true;
         }
         m_nWithoutPicture = bPicture || m_bLeavesOut ? 0 : m_nWithoutPicture + 1;
-        return bPicture                                ? kDecodeOk
+        return bPicture                                 ? kDecodeOk
                : m_nWithoutPicture > kMaxWithoutPicture ? kDecodeBadData
                                                         : kDecodeNeedMoreData;
     }

@@ -12,8 +12,8 @@ constexpr JpegError kTooSmall = "The destination buffer is too small\n";
 constexpr JpegError kCannotReadData = "Cannot read image data from memory %X\n";
 
 // A larger picture is no camera's, and its rows would not fit the arithmetic below.
-constexpr unsigned kMaxSide = 16384;
-constexpr std::uint64_t kMaxPixels = 22'000'000;
+constexpr unsigned kMaxJpegSide = 16384;
+constexpr std::uint64_t kMaxJpegPixels = 22'000'000;
 constexpr int kRowsAtOnce = MAX_SAMP_FACTOR * DCTSIZE;  // the most that a raw read gives
 // A progressive picture of thousands of passes would keep the decoder busy for minutes.
 constexpr int kMaxScans = 100;
@@ -55,8 +55,8 @@ bool ReadHead(Decompressor& d, std::span<const std::uint8_t> data) {
     const bool read = jpeg_read_header(&d.codec, TRUE) == JPEG_HEADER_OK;
     const unsigned width = d.codec.image_width;
     const unsigned height = d.codec.image_height;
-    return read && width > 0 && height > 0 && width <= kMaxSide && height <= kMaxSide &&
-           std::uint64_t{width} * height <= kMaxPixels && d.codec.num_components >= 1 &&
+    return read && width > 0 && height > 0 && width <= kMaxJpegSide && height <= kMaxJpegSide &&
+           std::uint64_t{width} * height <= kMaxJpegPixels && d.codec.num_components >= 1 &&
            d.codec.num_components <= 4;
 }
 

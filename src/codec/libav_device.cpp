@@ -90,9 +90,9 @@ public:
     }
     Step Receive() override {
         const int received = avcodec_receive_frame(m_context.get(), m_picture.get());
-        return received == AVERROR(EAGAIN) || received == AVERROR_EOF  ? Step::None
-               : received < 0 || m_picture->format != int{m_format} ? Step::Failed
-                                                                       : Step::Picture;
+        return received == AVERROR(EAGAIN) || received == AVERROR_EOF ? Step::None
+               : received < 0 || m_picture->format != int{m_format}   ? Step::Failed
+                                                                      : Step::Picture;
     }
     bool ReadBack(AVFrame& out) override {
         const bool bRead = av_hwframe_transfer_data(&out, m_picture.get(), 0) == 0 &&

@@ -13,7 +13,7 @@ namespace {
 
 constexpr int kMinWidth = 2100;
 constexpr int kMinHeight = 1600;
-constexpr int kMaxSide = 16384;
+constexpr int kMaxMxpegSide = 16384;
 constexpr std::size_t kBytesPerPixel = 3;
 constexpr std::size_t kMinLength = 256;
 constexpr int kDumpNumbers = 10000;
@@ -27,7 +27,7 @@ public:
 
     bool Open(int width, int height) override {
         Close();
-        if (width <= 0 || height <= 0 || width > kMaxSide || height > kMaxSide) {
+        if (width <= 0 || height <= 0 || width > kMaxMxpegSide || height > kMaxMxpegSide) {
             return false;
         }
         const auto area = [](int w, int h) {

@@ -27,7 +27,7 @@ constexpr std::uint32_t kOutputOf24Bits = 6;
 
 constexpr std::size_t kOutputMargin = 1000;
 constexpr std::size_t kOutputOfUnknownSize = 1623016;
-constexpr int kMaxSide = 16384;
+constexpr int kMaxStatedSide = 16384;
 constexpr std::size_t kMaxOutput = 64u << 20;
 
 constexpr std::uint32_t kAudioWithExtraBytes = 1024;
@@ -59,8 +59,8 @@ public:
 
     bool VideoInit(std::uint32_t fourcc, int width, int height, int bits, bool bLineDouble) override {
         Close();
-        if (!Supports(fourcc) || width < 0 || height < 0 || width > kMaxSide || height > kMaxSide ||
-            (bits != 24 && bits != 32)) {
+        if (!Supports(fourcc) || width < 0 || height < 0 || width > kMaxStatedSide ||
+            height > kMaxStatedSide || (bits != 24 && bits != 32)) {
             return false;
         }
         m_fourcc = fourcc;

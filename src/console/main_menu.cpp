@@ -18,11 +18,11 @@ namespace kvmon {
 
 namespace {
 
-constexpr std::uint32_t kStrLogOut = 4003;
+constexpr std::uint32_t kStrMenuLogOut = 4003;
 constexpr std::uint32_t kStrHelp = 6207;
-constexpr std::uint32_t kStrQuit = 7200;
+constexpr std::uint32_t kStrMenuQuit = 7200;
 constexpr std::uint32_t kStrGallery = 7411;
-constexpr std::uint32_t kStrWalls = 7657;
+constexpr std::uint32_t kStrMenuWalls = 7657;
 
 // The menu shows the key at its right.
 std::string WithKey(std::uint32_t text, int command) {
@@ -42,7 +42,7 @@ void OpenMainMenu(const MainMenuState& state, const ViewSwitch& views, const Men
     menu->AppendMenu(0, kCtlOptions, LoadString(6206));
     menu->AppendMenu(displays, kCtlMultiScreens, LoadString(6204));
     if (state.bHasWalls) {
-        menu->AppendMenu(state.bWallsOn ? MF_CHECKED : 0u, kKeyWalls, WithKey(kStrWalls, kKeyWalls));
+        menu->AppendMenu(state.bWallsOn ? MF_CHECKED : 0u, kKeyWalls, WithKey(kStrMenuWalls, kKeyWalls));
     }
     AppendViewsMenu(*menu, views, state.bInSession);
     menu->AppendMenu(MF_SEPARATOR, 0, {});
@@ -66,9 +66,9 @@ void OpenMainMenu(const MainMenuState& state, const ViewSwitch& views, const Men
     if (state.bHasHelp) {
         menu->AppendMenu(0, kCtlHelp, WithKey(kStrHelp, kCtlHelp));
     }
-    menu->AppendMenu(0, kCtlLogout, WithKey(kStrLogOut, kCtlLogout));
+    menu->AppendMenu(0, kCtlLogout, WithKey(kStrMenuLogOut, kCtlLogout));
     if (state.bMayQuit) {
-        menu->AppendMenu(0, kKeyQuit, WithKey(kStrQuit, kKeyQuit));
+        menu->AppendMenu(0, kKeyQuit, WithKey(kStrMenuQuit, kKeyQuit));
     }
     menu->TrackPopupMenu(spot.below, {}, [&commands](int id) {
         if (IsOfKeysAlone(id)) {

@@ -9,7 +9,7 @@ namespace kvmon {
 
 namespace {
 
-constexpr std::string_view kEnglish = "eng/";
+constexpr std::string_view kEnglishPages = "eng/";
 constexpr const char* kHelp = "/help";
 
 bool IsWord(std::string_view text) {
@@ -45,7 +45,7 @@ std::optional<std::string> FindHelpFile(const std::string& folder, std::string_v
     }
     std::string path = folder + "/" + std::string(name);
     if (stroke != std::string_view::npos && !FileExists(path)) {
-        path = folder + "/" + std::string(kEnglish) + std::string(file);
+        path = folder + "/" + std::string(kEnglishPages) + std::string(file);
     }
     return FileExists(path) ? std::optional(std::move(path)) : std::nullopt;
 }

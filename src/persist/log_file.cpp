@@ -23,7 +23,7 @@ namespace {
 constexpr std::size_t kMaxLine = 1024;
 // Room for that many UTF-16 units and the stamp; what is cut off here is beyond the line's end.
 constexpr std::size_t kLineBytes = 4096;
-constexpr std::int64_t kMaxFile = 0xA00000;
+constexpr std::int64_t kMaxLog = 0xA00000;
 
 bool DebugOutputOn() {
     static const bool on = [] {
@@ -125,7 +125,7 @@ bool CLogFile::IsOpen() const {
 void CLogFile::WriteToFile(std::string_view line) {
     const int fd = ::fileno(m_pFile);
     struct stat status {};
-    if (::fstat(fd, &status) == 0 && status.st_size > kMaxFile && ::ftruncate(fd, m_nFirstLineLength) == 0) {
+    if (::fstat(fd, &status) == 0 && status.st_size > kMaxLog && ::ftruncate(fd, m_nFirstLineLength) == 0) {
         std::fseek(m_pFile, 0, SEEK_END);
     }
     if (m_nFirstLineLength == 0) {

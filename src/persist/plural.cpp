@@ -17,7 +17,7 @@ enum Primary : std::uint16_t {
     kRussian = 0x19,
     kTurkish = 0x1F,
 };
-constexpr std::uint16_t kPrimaryMask = 0x3FF;
+constexpr std::uint16_t kPrimaryLanguageMask = 0x3FF;
 constexpr std::uint16_t kPortugueseBrazil = 0x0416;
 
 bool IsFew(std::uint64_t number) {
@@ -30,7 +30,7 @@ bool IsFew(std::uint64_t number) {
 
 std::size_t PluralForm(std::uint16_t language, std::uint64_t number) {
     const std::size_t one = number == 1 ? 0 : 1;
-    switch (language & kPrimaryMask) {
+    switch (language & kPrimaryLanguageMask) {
         case kChinese:
         case kHungarian:
         case kJapanese:

@@ -6,15 +6,15 @@ namespace kvmon {
 
 namespace {
 
-char LowerAscii(char c) {
+char LowerName(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
 }
 
 int Compare(std::string_view a, std::string_view b) {
     const std::size_t common = std::min(a.size(), b.size());
     for (std::size_t i = 0; i < common; ++i) {
-        const auto x = static_cast<unsigned char>(LowerAscii(a[i]));
-        const auto y = static_cast<unsigned char>(LowerAscii(b[i]));
+        const auto x = static_cast<unsigned char>(LowerName(a[i]));
+        const auto y = static_cast<unsigned char>(LowerName(b[i]));
         if (x != y) {
             return x < y ? -1 : 1;
         }

@@ -12,11 +12,11 @@ namespace kvmon {
 
 namespace {
 
-constexpr std::size_t kMaxFile = 1u << 20;
+constexpr std::size_t kMaxSiteFile = 1u << 20;
 constexpr std::string_view kRoot = "main";
 constexpr std::string_view kEach = "*";
 
-bool SameName(std::string_view a, std::string_view b) {
+bool SameKey(std::string_view a, std::string_view b) {
     return a.size() == b.size() && stristr(a, b) == 0;
 }
 
@@ -38,7 +38,7 @@ SiteSettings SiteSettings::Load(const std::string& path, std::string& problem) {
     if (std::filesystem::is_regular_file(path, error)) {
         in.open(path, std::ios::binary);
     }
-    if (!in || std::filesystem::file_size(path, error) > kMaxFile) {
+    if (!in || std::filesystem::file_size(path, error) > kMaxSiteFile) {
         problem = path + " cannot be read; the site's settings are not used";
         return settings;
     }
@@ -50,7 +50,7 @@ std::optional<std::string> SiteSettings::Find(std::string_view section, std::str
     const std::string_view name = section.empty() ? kRoot : section;
     for (const std::string_view wanted : {name, kEach}) {
         const auto found = std::find_if(m_entries.begin(), m_entries.end(), [&](const IniEntry& each) {
-            return SameName(each.section, wanted) && SameName(each.name, entry);
+            return SameKey(each.section, wanted) && SameKey(each.name, entry);
         });
         if (found != m_entries.end()) {
             return found->value;

@@ -41,11 +41,11 @@ LoadedModule& Loaded() {
     return loaded;
 }
 
-constexpr std::uint16_t kEnglish = 0x0409;
+constexpr std::uint16_t kEnglishId = 0x0409;
 
 struct LoadedText {
     std::string text;
-    std::uint16_t language = kEnglish;
+    std::uint16_t language = kEnglishId;
 };
 
 LoadedText Load(std::uint32_t id) {
@@ -59,7 +59,7 @@ LoadedText Load(std::uint32_t id) {
             return {found->second, module->langid};
         }
     }
-    return {row->text, kEnglish};
+    return {row->text, kEnglishId};
 }
 
 std::vector<std::string_view> FormsOf(std::string_view text) {

@@ -18,7 +18,7 @@ namespace kvmon {
 
 namespace {
 
-char LowerAscii(char c) {
+char LowerLetter(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
 }
 
@@ -39,7 +39,7 @@ std::string Digest(md5_ctx& md5) {
     return HexDigest(hash);
 }
 
-const std::uint8_t* Bytes(const char* text) {
+const std::uint8_t* BytesOf(const char* text) {
     return static_cast<const std::uint8_t*>(static_cast<const void*>(text));
 }
 
@@ -86,7 +86,7 @@ std::string FromLatin1(std::string_view text) {
 
 std::size_t stristr(std::string_view text, std::string_view find) {
     const auto found = std::search(text.begin(), text.end(), find.begin(), find.end(),
-                                   [](char a, char b) { return LowerAscii(a) == LowerAscii(b); });
+                                   [](char a, char b) { return LowerLetter(a) == LowerLetter(b); });
     return found == text.end() && !find.empty() ? std::string_view::npos
                                                 : static_cast<std::size_t>(found - text.begin());
 }
@@ -192,7 +192,7 @@ std::string HexDigest(std::span<const std::uint8_t, 16> hash) {
 std::string MD5String(std::string_view text) {
     md5_ctx md5;
     md5_init(&md5);
-    md5_update(&md5, text.size(), Bytes(text.data()));
+    md5_update(&md5, text.size(), BytesOf(text.data()));
     return Digest(md5);
 }
 
@@ -205,7 +205,7 @@ std::string MD5File(const std::string& path) {
     md5_init(&md5);
     char block[4096];
     while (file.read(block, sizeof block), file.gcount() > 0) {
-        md5_update(&md5, static_cast<std::size_t>(file.gcount()), Bytes(block));
+        md5_update(&md5, static_cast<std::size_t>(file.gcount()), BytesOf(block));
     }
     return Digest(md5);
 }

@@ -13,9 +13,9 @@ namespace kvmon {
 namespace {
 
 constexpr Milliseconds kForcedStart{500};
-constexpr Milliseconds kLongStop{3000};
-constexpr Milliseconds kShortStop{100};
-constexpr Milliseconds kStopRound{50};
+constexpr Milliseconds kLongestEnd{3000};
+constexpr Milliseconds kShortestEnd{100};
+constexpr Milliseconds kEndRound{50};
 
 // What the traces show for a thread and an event: whether there is one.
 unsigned Handle(bool exists) {
@@ -62,8 +62,8 @@ void CKelvaraInfo::SetConnectInfo(int nIdx, const std::string& host, std::uint32
 // The thread's end is waited for in real time, whatever clock it runs on.
 bool CKelvaraInfo::WaitForEnd(Milliseconds limit) {
     const auto worker = Shared();
-    for (Milliseconds left = limit; left > Milliseconds(0); left -= kStopRound) {
-        const Milliseconds round = std::min(left, kStopRound);
+    for (Milliseconds left = limit; left > Milliseconds(0); left -= kEndRound) {
+        const Milliseconds round = std::min(left, kEndRound);
         if (m_hGetKelvaraInfoThread.Wait(round) && m_hCapabilityThread.Wait(round)) {
             return true;
         }
@@ -142,7 +142,7 @@ bool CKelvaraInfo::StopGetKelvaraInfo(StopWait wait) {
     }
     const auto worker = Shared();
     worker->RequestStop();
-    if (WaitForEnd(wait == StopWait::ToTheEnd ? kLongStop : kShortStop)) {
+    if (WaitForEnd(wait == StopWait::ToTheEnd ? kLongestEnd : kShortestEnd)) {
         return true;
     }
     if (wait == StopWait::Brief) {

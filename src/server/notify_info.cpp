@@ -19,7 +19,7 @@ namespace kvmon {
 namespace {
 
 constexpr std::uint32_t kGiveUpAfter = 11;
-constexpr std::uint32_t kConnectMs = 20000;
+constexpr std::uint32_t kNotifyConnectMs = 20000;
 // Each line costs a pause. With this many in a row that were there already the client is behind by as many
 // seconds and more: a new connection begins with a full refresh and leaves them where they are.
 constexpr int kMostBehind = 8;
@@ -186,7 +186,7 @@ private:
 // Connects, sends the request and sets the receive time-out by how long the reply took.
 bool OpenNotifyConnection(QueryContext& query, CHttpTran& tran, const ConnectInfo& connect,
                           std::string_view request) {
-    std::uint32_t dwConnect = kConnectMs;
+    std::uint32_t dwConnect = kNotifyConnectMs;
     if (!tran.Create(SocketKind::Blocking) || !tran.SetDeadPeer(kDeadRecorder) ||
         !tran.Connect(connect.szHost.c_str(), connect.nPort, &dwConnect)) {
         return false;

@@ -12,7 +12,7 @@ namespace kvmon {
 
 namespace {
 
-constexpr std::uint32_t kConnectMs = 5000;
+constexpr std::uint32_t kTestConnectMs = 5000;
 constexpr int kRoots = 2;  // a recorder's documents stand below one of two paths
 
 RecorderTestReport Failed(RecorderTestResult result) {
@@ -39,7 +39,7 @@ bool IsKnownHost(QueryContext& query, const std::string& host) {
 // A connection for the cause alone: the query that follows tells only that it had none.
 std::optional<RecorderTestResult> FindConnectFailure(QueryContext& query, const ConnectInfo& connect) {
     ServerTran tran(query);
-    std::uint32_t budget = kConnectMs;
+    std::uint32_t budget = kTestConnectMs;
     if (!tran.Create()) {
         return RecorderTestResult::Unreachable;
     }

@@ -103,27 +103,29 @@ bool ServerWorker::GetServerTime() {
     return offset.has_value();
 }
 
+// Nobody reads what is told of before the lock is gone. What there was no memory to tell is not taken over
+// either: the next round finds and tells it.
 bool ServerWorker::UpdateServerInfo(const CNvrStatus& status) {
     const std::lock_guard lock(m_cs);
     if (IdentityDiffers(status, m_Status)) {
-        CopyIdentity(status, m_Status);
         PostLocked(WM_UPDATEVSINFO, WM_UPDATEVSINFO_SERVERINFO);
+        CopyIdentity(status, m_Status);
     }
     // A recorder without channels tells of its list, too, or the console would wait for it for ever.
     const bool bFirstList = m_bRoundGood && !m_bListPublished;
     const bool bChanged = bFirstList || ChannelListDiffers(status, m_Status) ||
                           status.m_nChannelCount != m_Status.m_nChannelCount ||
                           StatusDiffers(status, m_Status, kRights) || m_query.ErrorCount() > kManyErrors;
-    m_bListPublished = m_bListPublished || bFirstList;
     if (bChanged) {
+        PostLocked(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERACONN);
+        m_bListPublished = m_bListPublished || bFirstList;
         CopyChannelList(status, m_Status);
         CopyStatus(status, m_Status, kRights | kStatusConfigured);
-        PostLocked(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERACONN);
         m_hCapabilityEvent.Set();
     }
     if (DiskDiffers(status, m_Status)) {
-        CopyDisk(status, m_Status);
         PostLocked(WM_UPDATEVSINFO, SUPPORT_HDCHART);
+        CopyDisk(status, m_Status);
     }
     // The odd sense is relied on: a merge that finds nothing new still tells of the camera status, and a
     // change of the audio values alone is kept back.
@@ -131,10 +133,10 @@ bool ServerWorker::UpdateServerInfo(const CNvrStatus& status) {
         status.m_nServerState == m_Status.m_nServerState && AudioDiffers(status, m_Status)) {
         return bChanged;
     }
+    PostLocked(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERASTATUS);
     CopyStatus(status, m_Status, kRecordingStates);
     CopyAudio(status, m_Status);
     m_Status.m_nServerState = status.m_nServerState;
-    PostLocked(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAMERASTATUS);
     return bChanged;
 }
 
@@ -144,14 +146,17 @@ void ServerWorker::PublishCapabilities(const CNvrStatus& status) {
     for (const CVideoSetting& setting : status.m_VideoSettingList) {
         m_Capabilities.push_back(setting.Capabilities());
     }
-    bool bChanged = false;
     auto& list = m_Status.m_VideoSettingList;
-    for (std::size_t i = 0; i < std::min(list.size(), m_Capabilities.size()); ++i) {
+    const std::size_t count = std::min(list.size(), m_Capabilities.size());
+    bool bChanged = false;
+    for (std::size_t i = 0; i < count; ++i) {
         bChanged = bChanged || list[i].Capabilities() != m_Capabilities[i];
-        list[i].SetCapabilities(m_Capabilities[i]);
     }
     if (bChanged) {
         PostLocked(WM_UPDATEVSINFO, WM_UPDATEVSINFO_CAPABILITIES);
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        list[i].SetCapabilities(m_Capabilities[i]);
     }
 }
 

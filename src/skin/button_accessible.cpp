@@ -61,7 +61,7 @@ private:
     AccessibleButton& Button() const { return *dynamic_cast<AccessibleButton*>(widget()); }
 };
 
-QAccessibleInterface* MakeInterface(const QString&, QObject* object) {
+QAccessibleInterface* MakeButtonInterface(const QString&, QObject* object) {
     auto* const button = dynamic_cast<AccessibleButton*>(object);
     return button == nullptr ? nullptr : new ButtonAccessible(static_cast<QWidget*>(object), *button);
 }
@@ -69,7 +69,7 @@ QAccessibleInterface* MakeInterface(const QString&, QObject* object) {
 }  // namespace
 
 void InstallButtonAccessibility() {
-    static const bool installed = (QAccessible::installFactory(&MakeInterface), true);
+    static const bool installed = (QAccessible::installFactory(&MakeButtonInterface), true);
     static_cast<void>(installed);
 }
 

@@ -10,7 +10,7 @@ namespace {
 
 constexpr const char* kRole = "accessibleRole";
 
-QAccessibleInterface* MakeInterface(const QString&, QObject* object) {
+QAccessibleInterface* MakeRoleInterface(const QString&, QObject* object) {
     const QVariant role = object != nullptr ? object->property(kRole) : QVariant();
     auto* const widget = role.isValid() ? qobject_cast<QWidget*>(object) : nullptr;
     return widget != nullptr ? new QAccessibleWidget(widget, static_cast<QAccessible::Role>(role.toInt()))
@@ -20,7 +20,7 @@ QAccessibleInterface* MakeInterface(const QString&, QObject* object) {
 }  // namespace
 
 void SetAccessibleRole(QWidget& widget, QAccessible::Role role) {
-    static const bool installed = (QAccessible::installFactory(&MakeInterface), true);
+    static const bool installed = (QAccessible::installFactory(&MakeRoleInterface), true);
     static_cast<void>(installed);
     widget.setProperty(kRole, static_cast<int>(role));
 }

@@ -34,7 +34,7 @@ constexpr std::uint32_t kTextRefused = 6155;
 constexpr std::uint32_t kTextNothingListens = 6154;
 constexpr std::uint32_t kTextNoAddress = 6160;
 constexpr int kRefusalsUntilTold = 7;
-constexpr int kItalian = 0x0410;
+constexpr int kItalianChoice = 0x0410;
 
 std::string Words(std::uint32_t id) {
     return LoadString(id);
@@ -212,7 +212,7 @@ TEST_F(SignIn, AnotherLanguageKeepsTheFieldsAndTheSession) {
         const std::string before = Words(7001);
         Type("127.0.0.1");
         auto* const languages = Find<QComboBox>("language");
-        const int row = languages->findData(static_cast<std::uint16_t>(kItalian));
+        const int row = languages->findData(static_cast<std::uint16_t>(kItalianChoice));
         ASSERT_GE(row, 0);
         languages->setFocus();
         Key(Qt::Key_Down);

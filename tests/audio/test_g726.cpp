@@ -17,7 +17,7 @@ namespace kvmon {
 namespace {
 
 using Samples = std::vector<std::int16_t>;
-using Bytes = std::vector<std::uint8_t>;
+using BytesOf = std::vector<std::uint8_t>;
 
 constexpr std::size_t kBlock = 2000;  // eight codes of any size fill whole bytes
 
@@ -31,7 +31,7 @@ public:
     Peer(const Peer&) = delete;
     Peer& operator=(const Peer&) = delete;
 
-    void Encode(std::span<const std::int16_t> samples, Bytes& out) {
+    void Encode(std::span<const std::int16_t> samples, BytesOf& out) {
         const std::size_t at = out.size();
         out.resize(at + samples.size());
         const int made =
@@ -144,7 +144,7 @@ TEST_P(G726Test, AgreesBitForBitWithASecondImplementation) {
         G726Codec decoder = Codec();
         Peer peerEncoder(m_bits, m_packing);
         Peer peerDecoder(m_bits, m_packing);
-        Bytes ours, theirs;
+        BytesOf ours, theirs;
         Samples heard, peerHeard;
         for (std::size_t at = 0; at < samples.size(); at += kBlock) {
             const std::span block = std::span(samples).subspan(at, kBlock);
@@ -171,7 +171,7 @@ TEST_P(G726Test, BlocksMayEndInsideACode) {
     const Samples samples = Speech();
     G726Codec whole = Codec();
     G726Codec parts = Codec();
-    Bytes bytes;
+    BytesOf bytes;
     Codec().Encode(samples, bytes);
     Samples atOnce, piecewise;
     whole.Decode(bytes, atOnce);
@@ -192,7 +192,7 @@ TEST(G726CodecTest, RefusesOtherRatesAndChannels) {
     EXPECT_FALSE(codec.Open(2, 8000, 32000, G726Packing::LowFirst));
     EXPECT_FALSE(codec.IsOpen());
     Samples samples;
-    codec.Decode(Bytes(100, 0x55), samples);
+    codec.Decode(BytesOf(100, 0x55), samples);
     EXPECT_TRUE(samples.empty());
 }
 

@@ -10,6 +10,8 @@
 #include <set>
 #include <string>
 
+#include "support/must_run.h"
+
 namespace {
 
 struct Said {
@@ -28,7 +30,7 @@ Said Ask(const std::string& command) {
     return said;
 }
 
-std::string Content(const std::string& name) {
+std::string PageContent(const std::string& name) {
     std::ifstream file(std::string(KV_PAGES "/") + name, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
 }
@@ -52,9 +54,9 @@ bool Has(const std::string& program) {
 
 TEST(Pages, EachOptionIsInTheManualAndCompletedByEachShell) {
     for (const std::string program : {"kvmon", "kvrecorder"}) {
-        const std::string page = Content(program + ".1");
-        const std::string zsh = Content("_" + program);
-        const std::string fish = Content(program + ".fish");
+        const std::string page = PageContent(program + ".1");
+        const std::string zsh = PageContent("_" + program);
+        const std::string fish = PageContent(program + ".fish");
         const std::set<std::string> options = OptionsOf(program);
         EXPECT_GT(options.size(), 15u) << program;
         for (const std::string& option : options) {
@@ -78,9 +80,34 @@ TEST(Pages, EachOptionIsInTheManualAndCompletedByEachShell) {
     EXPECT_EQ(looks.text, "desktop dark\n");
 }
 
+// A shell of its own each, as its user sits at it.
+TEST(Pages, OtherShellsCompleteToo) {
+    if (!Has("fish") || !Has("zsh")) {
+        KV_SKIP("there is no fish or no zsh");
+    }
+    const auto fish = [](const std::string& line) {
+        return Ask("fish --no-config -c 'source " KV_PAGES "/kvmon.fish; complete -C \"" + line + "\"'").text;
+    };
+    EXPECT_NE(fish("kvmon --loc").find("--lock\t"), std::string::npos);
+    EXPECT_NE(fish("kvmon --look ").find("contrast\t"), std::string::npos);
+
+    // It completes at a terminal alone; the pattern is waited for.
+    const auto zsh = [](const std::string& line, const std::string& completed) {
+        return Ask("timeout 20 zsh -f -c 'zmodload zsh/zpty; zpty z zsh -f -i;"
+                   " zpty -w z \"TERM=dumb; fpath=(" KV_PAGES
+                   " \\$fpath); autoload -Uz compinit; compinit -D -u;"
+                   " echo set\\\"\\\"up\"; zpty -r z said \"*setup*\";"
+                   " zpty -w -n z \"" +
+                   line + "\"$'\\''\\t'\\''; zpty -r -m z said \"*" + completed + "*\"'")
+            .status;
+    };
+    EXPECT_EQ(zsh("kvmon --loc", "kvmon --lock"), 0);
+    EXPECT_EQ(zsh("kvrecorder --disc", "kvrecorder --discover"), 0);
+}
+
 TEST(Pages, TheReaderOfManualsHasNothingToSay) {
     if (!Has("man")) {
-        GTEST_SKIP() << "there is no man";
+        KV_SKIP("there is no man");
     }
     for (const std::string page :
          {"kvmon.1", "kvrecorder.1", "kvmon-settings.5", "kvrecorder.toml.5", "kvviews.5"}) {

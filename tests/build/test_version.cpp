@@ -12,7 +12,7 @@ using testing::StartsWith;
 
 namespace {
 
-std::string Content(const std::string& path) {
+std::string ContentOf(const std::string& path) {
     std::ifstream file(path);
     return {std::istreambuf_iterator<char>(file), {}};
 }
@@ -36,15 +36,15 @@ std::string Says(const std::string& command) {
 
 TEST(Version, IsTheSameWhereverItIsTold) {
     const std::string tree = KV_TREE;
-    const std::string version =
-        FirstGroup(Content(tree + "/CMakeLists.txt"), R"(project\(kvmon VERSION ([0-9]+\.[0-9]+\.[0-9]+) )");
+    const std::string version = FirstGroup(ContentOf(tree + "/CMakeLists.txt"),
+                                           R"(project\(kvmon VERSION ([0-9]+\.[0-9]+\.[0-9]+) )");
     ASSERT_FALSE(version.empty());
     for (const std::string program : {"kvmon", "kvrecorder"}) {
         EXPECT_THAT(Says(KV_BUILD "/bin/" + program + " --version"), StartsWith(program + " " + version));
     }
     // The newest that has been released, or the one that has not been yet.
-    EXPECT_EQ(FirstGroup(Content(tree + "/CHANGELOG.md"), R"(([0-9]+\.[0-9]+\.[0-9]+))"), version);
-    const std::string packages = Content(tree + "/debian/changelog");
+    EXPECT_EQ(FirstGroup(ContentOf(tree + "/CHANGELOG.md"), R"(([0-9]+\.[0-9]+\.[0-9]+))"), version);
+    const std::string packages = ContentOf(tree + "/debian/changelog");
     if (!packages.empty()) {
         EXPECT_THAT(packages, StartsWith("kvmon (" + version));
     }

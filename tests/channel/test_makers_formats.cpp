@@ -22,7 +22,6 @@ namespace {
 
 using kvtest::MakerPacket;
 using kvtest::MakerPicture;
-using kvtest::played;
 using kvtest::VideoRecord;
 
 const VivotekLibrary& Library() {
@@ -59,7 +58,7 @@ class MakersFormats : public testing::TestWithParam<bool> {
 protected:
     MakersFormats() {
         shim.Reset();
-        played = {};
+        kvtest::played = {};
         core->m_frames.SetPlaying(true);
     }
     ~MakersFormats() override {
@@ -254,10 +253,10 @@ TEST_P(WithMakersLibrary, ItsSoundIsPlayedAsDecoded) {
     listening.Read(wire::kF729, MakerPacket(1024, "two", 4));
     listening.Read(wire::kFAAC, "damaged");
     listening.Read(wire::kFAAC, MakerPacket(8, std::string(5000, 'x')));
-    EXPECT_THAT(played.written, testing::ElementsAre("one", "two"));
-    ASSERT_EQ(played.opened.size(), 1u) << "once for a format that stays";
-    EXPECT_EQ(played.opened[0].outChannels, 2);
-    EXPECT_EQ(played.opened[0].outSamplesPerSecond, 16000u);
+    EXPECT_THAT(kvtest::played.written, testing::ElementsAre("one", "two"));
+    ASSERT_EQ(kvtest::played.opened.size(), 1u) << "once for a format that stays";
+    EXPECT_EQ(kvtest::played.opened[0].outChannels, 2);
+    EXPECT_EQ(kvtest::played.opened[0].outSamplesPerSecond, 16000u);
 }
 
 TEST_P(WithoutMakersLibrary, TheCellSaysSoOfItsSoundWheneverThatIsTurnedOn) {

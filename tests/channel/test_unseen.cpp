@@ -25,25 +25,26 @@ namespace {
 using kvtest::Film;
 using kvtest::PumpUntil;
 
-constexpr int kWidth = 64;
-constexpr int kHeight = 48;
+constexpr int kFilmWidth = 64;
+constexpr int kFilmHeight = 48;
 constexpr int kGroup = 8;
 
-std::vector<std::string> RecordsOf(int count, int group = kGroup) {
-    kvtest::StreamMaker maker("libx264", kWidth, kHeight, group);
+std::vector<std::string> FilmOf(int count, int group = kGroup) {
+    kvtest::StreamMaker maker("libx264", kFilmWidth, kFilmHeight, group);
     std::vector<std::string> records;
     for (int i = 0; i < count; ++i) {
         const kvtest::Unit unit = maker.Next();
-        records.push_back(kvtest::VideoRecord(wire::kZ264, unit.key, kWidth, kHeight, unit.bytes));
+        records.push_back(kvtest::VideoRecord(wire::kZ264, unit.key, kFilmWidth, kFilmHeight, unit.bytes));
     }
     return records;
 }
 
 std::vector<std::string> Jpegs(int count) {
-    kvtest::StreamMaker maker("mjpeg", kWidth, kHeight);
+    kvtest::StreamMaker maker("mjpeg", kFilmWidth, kFilmHeight);
     std::vector<std::string> records;
     for (int i = 0; i < count; ++i) {
-        records.push_back(kvtest::VideoRecord(wire::kZIVG, true, kWidth, kHeight, maker.Next().bytes));
+        records.push_back(
+            kvtest::VideoRecord(wire::kZIVG, true, kFilmWidth, kFilmHeight, maker.Next().bytes));
     }
     return records;
 }
@@ -81,7 +82,8 @@ protected:
     bool Shows(int picture, bool bFullRange = false) {
         const QImage seen = window.grab().toImage();
         const QRect view = cell.View().geometry();
-        const int luma = kvtest::StreamMaker::Luma(picture, kWidth / 2, kHeight / 4, kWidth, kHeight);
+        const int luma =
+            kvtest::StreamMaker::Luma(picture, kFilmWidth / 2, kFilmHeight / 4, kFilmWidth, kFilmHeight);
         const QPoint at(view.left() + view.width() / 2, view.top() + view.height() / 4);
         return std::abs(qGreen(seen.pixel(at)) - (bFullRange ? luma : (luma - 16) * 255 / 219)) < 3;
     }
@@ -94,7 +96,7 @@ protected:
 };
 
 TEST_F(Unseen, AMinimisedWindowDecodesNothingAndIsBackWithTheNewestPicture) {
-    Open(RecordsOf(14));
+    Open(FilmOf(14));
     PlayAndMinimise();
     film->SendTo(12);  // a group begins with the eighth
     ASSERT_TRUE(PumpUntil([&] { return Counts().unseen == 5; }));
@@ -114,7 +116,7 @@ TEST_F(Unseen, AMinimisedWindowDecodesNothingAndIsBackWithTheNewestPicture) {
 }
 
 TEST_F(Unseen, AHiddenAndACoveredWindowDoTheSame) {
-    Open(RecordsOf(14));
+    Open(FilmOf(14));
     film->SendTo(3);
     ASSERT_TRUE(PumpUntil([&] { return Counts().shown == 3; }));
     window.hide();
@@ -150,8 +152,8 @@ TEST_F(Unseen, OfPlainPicturesTheNewestIsKept) {
 
 TEST_F(Unseen, AGroupThatIsTooLongWaitsForTheNextKeyFrame) {
     const int tooMany = static_cast<int>(FrameQueue::kMostUnseen) + 5;
-    auto records = RecordsOf(tooMany, 1000);
-    for (std::string& record : RecordsOf(2)) {
+    auto records = FilmOf(tooMany, 1000);
+    for (std::string& record : FilmOf(2)) {
         records.push_back(std::move(record));
     }
     Open(std::move(records));
@@ -169,7 +171,7 @@ TEST_F(Unseen, AGroupThatIsTooLongWaitsForTheNextKeyFrame) {
 TEST_F(Unseen, TheFirstPictureAndOneThatIsWaitedForAreDecodedAllTheSame) {
     window.showMinimized();
     const auto watcher = std::make_shared<kvtest::MessageLog>();
-    Open(RecordsOf(6));
+    Open(FilmOf(6));
     window.showMinimized();
     camera->SetNotifyWnd(WindowHandle(watcher));
     film->SendTo(1);
@@ -193,7 +195,7 @@ TEST_F(Unseen, TheFirstPictureAndOneThatIsWaitedForAreDecodedAllTheSame) {
 }
 
 TEST_F(Unseen, AStreamThatIsLostMeanwhileIsToldAndOneThatGoesOnIsNot) {
-    Open(RecordsOf(8), clock);
+    Open(FilmOf(8), clock);
     PlayAndMinimise();
     for (const std::size_t sent : {4u, 5u}) {
         clock.Advance(Milliseconds(kStillMs - 1));
@@ -211,7 +213,7 @@ TEST_F(Unseen, AStreamThatIsLostMeanwhileIsToldAndOneThatGoesOnIsNot) {
 
 TEST_F(Unseen, WithTheSwitchOffAllIsDecoded) {
     Globals().keepUnseen = false;
-    Open(RecordsOf(6));
+    Open(FilmOf(6));
     film->SendTo(3);
     ASSERT_TRUE(PumpUntil([&] { return Counts().shown == 3; }));
     window.showMinimized();

@@ -91,7 +91,7 @@ std::size_t HeightPlace(const Bytes& jpeg) {
 }
 
 // Decodes and checks that nothing is written behind the destination.
-JpegError Decode(std::span<const std::uint8_t> jpeg, Bytes& bits, BITMAPINFOHEADER& info) {
+JpegError DecodeToBits(std::span<const std::uint8_t> jpeg, Bytes& bits, BITMAPINFOHEADER& info) {
     int width = 0;
     int height = 0;
     std::uint32_t size = 0;
@@ -111,7 +111,7 @@ JpegError Decode(std::span<const std::uint8_t> jpeg, Bytes& bits, BITMAPINFOHEAD
 int PlanesAgainstBitmap(const Bytes& jpeg) {
     Bytes bits;
     BITMAPINFOHEADER info;
-    EXPECT_EQ(Decode(jpeg, bits, info), nullptr);
+    EXPECT_EQ(DecodeToBits(jpeg, bits, info), nullptr);
     Bytes storage;
     const PictureView view = DecodeJpegPlanes(jpeg, storage);
     EXPECT_EQ(view.width, info.biWidth);
@@ -138,7 +138,7 @@ TEST(JpegDecodeTest, ColourComesBottomUpWithBlueFirst) {
     EXPECT_FALSE(IsJpeg(std::span(jpeg).first(1)));
     Bytes bits;
     BITMAPINFOHEADER info;
-    ASSERT_EQ(Decode(jpeg, bits, info), nullptr);
+    ASSERT_EQ(DecodeToBits(jpeg, bits, info), nullptr);
     EXPECT_EQ(info, MakeBitmapInfo(40, 24));
     Bytes row(40 * 3);
     for (const int y : {0, 23}) {
@@ -155,7 +155,7 @@ TEST(JpegDecodeTest, GreyGivesThreeEqualChannelsWhateverItsFactors) {
         const Bytes jpeg = MakeJpeg({37, 45, 1, factor, factor});
         Bytes bits;
         BITMAPINFOHEADER info;
-        ASSERT_EQ(Decode(jpeg, bits, info), nullptr);
+        ASSERT_EQ(DecodeToBits(jpeg, bits, info), nullptr);
         EXPECT_EQ(info.biBitCount, 24);
         EXPECT_EQ(bits[0], bits[1]);
         EXPECT_EQ(bits[1], bits[2]);
@@ -168,7 +168,7 @@ TEST(JpegDecodeTest, FourComponentsGive32BitsScaledByTheAlpha) {
     const Bytes jpeg = MakeJpeg({16, 8, 4, 1, 1});
     Bytes bits;
     BITMAPINFOHEADER info;
-    ASSERT_EQ(Decode(jpeg, bits, info), nullptr);
+    ASSERT_EQ(DecodeToBits(jpeg, bits, info), nullptr);
     EXPECT_EQ(info, MakeBitmapInfo(16, 8, 32));
     for (std::size_t i = 0; i < bits.size(); i += 4) {
         EXPECT_NEAR(bits[i], (50 * 128 + 1) >> 8, 2);
@@ -225,10 +225,10 @@ TEST(JpegDecodeTest, CutAndSpoiltFilesNeverWriteOutside) {
         Bytes storage;
         BITMAPINFOHEADER info;
         for (std::size_t length = 0; length < jpeg.size(); ++length) {
-            Decode(std::span(jpeg).first(length), bits, info);
+            DecodeToBits(std::span(jpeg).first(length), bits, info);
             DecodeJpegPlanes(std::span(jpeg).first(length), storage);
         }
-        EXPECT_STREQ(Decode({}, bits, info), "Cannot read JPEG file header from memory: %X\n");
+        EXPECT_STREQ(DecodeToBits({}, bits, info), "Cannot read JPEG file header from memory: %X\n");
         for (std::size_t i = 2; i < jpeg.size(); ++i) {
             Bytes spoilt = jpeg;
             spoilt[i] ^= static_cast<std::uint8_t>(1 + i * 37 % 255);
@@ -236,7 +236,7 @@ TEST(JpegDecodeTest, CutAndSpoiltFilesNeverWriteOutside) {
             int height = 0;
             std::uint32_t size = 0;
             if (GetJpegInfo(spoilt, &width, &height, &size) && size < (4u << 20)) {
-                Decode(spoilt, bits, info);
+                DecodeToBits(spoilt, bits, info);
                 DecodeJpegPlanes(spoilt, storage);
             }
         }
@@ -267,7 +267,7 @@ TEST(JpegDecodeTest, SizesAndPassesBeyondReasonAreRefused) {
     }
     Bytes bits;
     BITMAPINFOHEADER info;
-    EXPECT_STREQ(Decode(passes, bits, info), "Cannot read image data from memory %X\n");
+    EXPECT_STREQ(DecodeToBits(passes, bits, info), "Cannot read image data from memory %X\n");
     EXPECT_TRUE(DecodeJpegPlanes(passes, storage).IsEmpty());
 }
 
@@ -307,7 +307,7 @@ TEST(JpegEncodeTest, EveryDepthComesBackUpright) {
         ASSERT_EQ(SaveJpegMemory(jpeg, info, bits, 100, colour), nullptr);
         Bytes back;
         BITMAPINFOHEADER backInfo;
-        ASSERT_EQ(Decode(jpeg, back, backInfo), nullptr);
+        ASSERT_EQ(DecodeToBits(jpeg, back, backInfo), nullptr);
         const std::uint8_t* const bottom = back.data();
         const std::uint8_t* const top = back.data() + 108 * 31 + 34 * 3;
         EXPECT_NEAR(top[2], colour ? 248 : 74, 6) << bitCount;

@@ -11,9 +11,9 @@ using namespace kvmon;
 
 namespace {
 
-constexpr int kWidth = 64;
-constexpr int kHeight = 48;
-constexpr std::size_t kRowBytes = kWidth * 3;
+constexpr int kMxpegWidth = 64;
+constexpr int kMxpegHeight = 48;
+constexpr std::size_t kRowBytes = kMxpegWidth * 3;
 
 std::vector<std::uint8_t> g_input;
 std::vector<int> g_dumps;
@@ -51,7 +51,7 @@ struct MxpegAdapterTest : testing::Test {
         g_result = 1;
         g_throws = false;
         g_dumps.clear();
-        EXPECT_TRUE(decoder->Open(kWidth, kHeight));
+        EXPECT_TRUE(decoder->Open(kMxpegWidth, kMxpegHeight));
     }
     bool Decode(const std::vector<std::uint8_t>& frame) {
         g_input.clear();
@@ -59,7 +59,7 @@ struct MxpegAdapterTest : testing::Test {
     }
     std::unique_ptr<CTRMxPEGDecoder> decoder = CreateMxpegDecoder(
         kNoting, [](int number, std::span<const std::uint8_t>) { g_dumps.push_back(number); });
-    std::vector<std::uint8_t> rows = std::vector<std::uint8_t>(kRowBytes * kHeight);
+    std::vector<std::uint8_t> rows = std::vector<std::uint8_t>(kRowBytes * kMxpegHeight);
 };
 
 }  // namespace
@@ -108,7 +108,7 @@ TEST_F(MxpegAdapterTest, AFaultOfTheLibraryCostsThatFrameAlone) {
 }
 
 TEST(AvMxpeg, ShowsAWholePictureAndOutlivesADamagedOne) {
-    const BITMAPINFOHEADER info = MakeBitmapInfo(kWidth, kHeight);
+    const BITMAPINFOHEADER info = MakeBitmapInfo(kMxpegWidth, kMxpegHeight);
     std::vector<std::uint8_t> bitmap(info.biSizeImage);
     for (std::size_t i = 0; i < bitmap.size(); i += 3) {
         bitmap[i] = 200;  // blue
@@ -119,8 +119,8 @@ TEST(AvMxpeg, ShowsAWholePictureAndOutlivesADamagedOne) {
     ASSERT_EQ(SaveJpegMemory(jpeg, info, bitmap, 95, true), nullptr);
     ASSERT_GE(jpeg.size(), 256u);
     const auto decoder = CreateMxpegDecoder(AvMxpegLibrary());
-    ASSERT_TRUE(decoder->Open(kWidth, kHeight));
-    std::vector<std::uint8_t> rows(kRowBytes * kHeight);
+    ASSERT_TRUE(decoder->Open(kMxpegWidth, kMxpegHeight));
+    std::vector<std::uint8_t> rows(kRowBytes * kMxpegHeight);
     ASSERT_TRUE(decoder->DecodeFrame(jpeg, rows, kRowBytes));
     EXPECT_NEAR(rows[0], 200, 6);
     EXPECT_NEAR(rows[rows.size() - 2], 30, 6);
@@ -132,7 +132,7 @@ TEST(AvMxpeg, ShowsAWholePictureAndOutlivesADamagedOne) {
     EXPECT_TRUE(decoder->DecodeFrame(jpeg, rows, kRowBytes));
 
     // A picture of another size than told is refused.
-    ASSERT_TRUE(decoder->Open(kWidth, kHeight + 16));
-    std::vector<std::uint8_t> more(kRowBytes * (kHeight + 16));
+    ASSERT_TRUE(decoder->Open(kMxpegWidth, kMxpegHeight + 16));
+    std::vector<std::uint8_t> more(kRowBytes * (kMxpegHeight + 16));
     EXPECT_FALSE(decoder->DecodeFrame(jpeg, more, kRowBytes));
 }

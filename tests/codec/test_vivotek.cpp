@@ -17,8 +17,8 @@ using testing::IsEmpty;
 
 namespace {
 
-constexpr int kWidth = 8;
-constexpr int kHeight = 4;
+constexpr int kWrappedWidth = 8;
+constexpr int kWrappedHeight = 4;
 constexpr std::size_t kPixels = 54;
 
 const VivotekLibrary& Library() {
@@ -37,7 +37,7 @@ struct Vivotek : testing::Test {
         shim.Reset();
     }
     bool Init(std::uint32_t fourcc, int bits = 32, bool bLineDouble = false) {
-        return decoder->VideoInit(fourcc, kWidth, kHeight, bits, bLineDouble);
+        return decoder->VideoInit(fourcc, kWrappedWidth, kWrappedHeight, bits, bLineDouble);
     }
     // The value of the picture's last byte; -1 without a picture.
     int Decode(std::string bytes, std::size_t room = 4096) {
@@ -74,7 +74,7 @@ struct Vivotek : testing::Test {
 TEST_F(Vivotek, EachSeriesIsDecodedByItsOwnCallsAndClosedInOrder) {
     ASSERT_TRUE(Init(wire::kZV3K));
     EXPECT_EQ(decoder->GetOutputSize(), 8u * 4 * 4 + 1000);
-    EXPECT_EQ(Decode(MakerPacket(1, MakerPicture(kWidth, kHeight, 7))), 7);
+    EXPECT_EQ(Decode(MakerPacket(1, MakerPicture(kWrappedWidth, kWrappedHeight, 7))), 7);
     EXPECT_EQ(output.size(), kPixels + 8 * 4 * 4);
     decoder->Close();
     EXPECT_THAT(TakeCalls(),
@@ -84,67 +84,70 @@ TEST_F(Vivotek, EachSeriesIsDecodedByItsOwnCallsAndClosedInOrder) {
 
     ASSERT_TRUE(Init(wire::kZV6K));
     for (const std::uint16_t mediaType : {1, 2, 4}) {
-        EXPECT_EQ(Decode(MakerPacket(mediaType, MakerPicture(kWidth, kHeight, 8))), 8);
+        EXPECT_EQ(Decode(MakerPacket(mediaType, MakerPicture(kWrappedWidth, kWrappedHeight, 8))), 8);
     }
     EXPECT_THAT(TakeCalls(), ElementsAre("InitialEx", "CreateDecoderChannel", "DecodeVideo", "DecodeVideo",
                                          "DecodeVideo"));
-    EXPECT_EQ(Decode(MakerPacket(3, MakerPicture(kWidth, kHeight, 8))), -1);
-    EXPECT_EQ(Decode(MakerPacket(1024, MakerPicture(kWidth, kHeight, 8))), -1);
+    EXPECT_EQ(Decode(MakerPacket(3, MakerPicture(kWrappedWidth, kWrappedHeight, 8))), -1);
+    EXPECT_EQ(Decode(MakerPacket(1024, MakerPicture(kWrappedWidth, kWrappedHeight, 8))), -1);
     EXPECT_THAT(TakeCalls(), IsEmpty()) << "another media type is none of the decoder's";
 
     ASSERT_TRUE(Init(wire::kZV7K));
-    EXPECT_EQ(Decode(MakerPicture(kWidth, kHeight, 9)), 9);
+    EXPECT_EQ(Decode(MakerPicture(kWrappedWidth, kWrappedHeight, 9)), 9);
     EXPECT_EQ(shim.searched, 3) << "from 0 on";
-    EXPECT_EQ(Decode(MakerPicture(kWidth, kHeight, 10)), 10);
+    EXPECT_EQ(Decode(MakerPicture(kWrappedWidth, kWrappedHeight, 10)), 10);
     EXPECT_EQ(shim.searched, 6) << "and again with each frame";
     shim.acceptedByte = 254;
-    EXPECT_EQ(Decode(MakerPicture(kWidth, kHeight, 11)), 11);
+    EXPECT_EQ(Decode(MakerPicture(kWrappedWidth, kWrappedHeight, 11)), 11);
     shim.acceptedByte = 255;
-    EXPECT_EQ(Decode(MakerPicture(kWidth, kHeight, 12)), -1);
+    EXPECT_EQ(Decode(MakerPicture(kWrappedWidth, kWrappedHeight, 12)), -1);
 }
 
 TEST_F(Vivotek, RowsOf24BitsAreTurnedAndDoubled) {
     const auto rows = [this](std::size_t count) {
         std::vector<int> values;
         for (std::size_t y = 0; y < count; ++y) {
-            values.push_back(output[y * kWidth * 3]);
+            values.push_back(output[y * kWrappedWidth * 3]);
         }
         return values;
     };
     ASSERT_TRUE(Init(wire::kZV6K, 24));
-    EXPECT_EQ(Decode(MakerPacket(1, MakerPicture(kWidth, kHeight, 5))), 5) << "the first row comes last";
+    EXPECT_EQ(Decode(MakerPacket(1, MakerPicture(kWrappedWidth, kWrappedHeight, 5))), 5)
+        << "the first row comes last";
     EXPECT_EQ(output.size(), 8u * 3 * 4);
     EXPECT_THAT(rows(4), ElementsAre(35, 25, 15, 5));
     ASSERT_TRUE(Init(wire::kZV6K, 24, true));
-    Decode(MakerPacket(1, MakerPicture(kWidth, kHeight, 5)));
+    Decode(MakerPacket(1, MakerPicture(kWrappedWidth, kWrappedHeight, 5)));
     ASSERT_EQ(output.size(), 2u * 8 * 3 * 4);
     EXPECT_THAT(rows(8), ElementsAre(35, 30, 25, 20, 15, 10, 5, 5));
-    EXPECT_EQ(Decode(MakerPacket(1, MakerPicture(kWidth, kHeight, 5)), 2 * 8 * 3 * 4 - 1), -1);
+    EXPECT_EQ(Decode(MakerPacket(1, MakerPicture(kWrappedWidth, kWrappedHeight, 5)), 2 * 8 * 3 * 4 - 1), -1);
 }
 
 TEST_F(Vivotek, SizesAreBounded) {
     ASSERT_TRUE(decoder->VideoInit(wire::kZV6K, 0, 480, 32, false));
     EXPECT_EQ(decoder->GetOutputSize(), 1623016u);
-    EXPECT_EQ(Decode(MakerPacket(1, MakerPicture(kWidth, kHeight, 7))), 7);
+    EXPECT_EQ(Decode(MakerPacket(1, MakerPicture(kWrappedWidth, kWrappedHeight, 7))), 7);
     EXPECT_FALSE(decoder->VideoInit(wire::kZV6K, -1, 480, 32, false));
     EXPECT_FALSE(decoder->VideoInit(wire::kZV6K, 16384, 16384, 32, false)) << "more than a picture may take";
-    EXPECT_FALSE(decoder->VideoInit(wire::kZ264, kWidth, kHeight, 32, false));
+    EXPECT_FALSE(decoder->VideoInit(wire::kZ264, kWrappedWidth, kWrappedHeight, 32, false));
 
     ASSERT_TRUE(Init(wire::kZV7K));
-    EXPECT_EQ(Decode(MakerPicture(kWidth, kHeight, 7) + std::string(8 * 4 * 4 + 1000 - 4, 'x')), 7);
+    EXPECT_EQ(Decode(MakerPicture(kWrappedWidth, kWrappedHeight, 7) + std::string(8 * 4 * 4 + 1000 - 4, 'x')),
+              7);
     TakeCalls();
-    EXPECT_EQ(Decode(MakerPicture(kWidth, kHeight, 7) + std::string(8 * 4 * 4 + 1000 - 3, 'x')), -1)
+    EXPECT_EQ(Decode(MakerPicture(kWrappedWidth, kWrappedHeight, 7) + std::string(8 * 4 * 4 + 1000 - 3, 'x')),
+              -1)
         << "a packet that the work buffer does not hold";
     ASSERT_TRUE(Init(wire::kZV6K));
-    std::string lying = MakerPacket(1, MakerPicture(kWidth, kHeight, 7));
+    std::string lying = MakerPacket(1, MakerPicture(kWrappedWidth, kWrappedHeight, 7));
     ++lying[0];
     TakeCalls();
     EXPECT_EQ(Decode(lying), -1);
     EXPECT_EQ(Decode(""), -1);
     EXPECT_THAT(TakeCalls(), IsEmpty()) << "a packet that tells of more than came";
-    EXPECT_EQ(Decode(MakerPacket(1, MakerPicture(kWidth, kHeight, 7)), 100), -1) << "no room";
+    EXPECT_EQ(Decode(MakerPacket(1, MakerPicture(kWrappedWidth, kWrappedHeight, 7)), 100), -1) << "no room";
     decoder->Close();
-    EXPECT_EQ(Decode(MakerPacket(1, MakerPicture(kWidth, kHeight, 7))), -1);
+    EXPECT_EQ(Decode(MakerPacket(1, MakerPicture(kWrappedWidth, kWrappedHeight, 7))), -1);
 }
 
 TEST_F(Vivotek, AFailedStepLeavesWhatStandsToClose) {
@@ -159,7 +162,7 @@ TEST_F(Vivotek, AFailedStepLeavesWhatStandsToClose) {
     for (std::size_t i = 0; i < steps.size(); ++i) {
         shim.failing = steps[i];
         EXPECT_FALSE(Init(wire::kZV3K)) << steps[i];
-        EXPECT_EQ(Decode(MakerPacket(1, MakerPicture(kWidth, kHeight, 7))), -1);
+        EXPECT_EQ(Decode(MakerPacket(1, MakerPicture(kWrappedWidth, kWrappedHeight, 7))), -1);
         EXPECT_EQ(TakeCalls(),
                   std::vector(steps.begin(), steps.begin() + static_cast<std::ptrdiff_t>(i) + 1));
         decoder->Close();
@@ -167,16 +170,17 @@ TEST_F(Vivotek, AFailedStepLeavesWhatStandsToClose) {
     }
     shim.failing = "InputPacketEx";
     ASSERT_TRUE(Init(wire::kZV3K));
-    EXPECT_EQ(Decode(MakerPacket(1, MakerPicture(kWidth, kHeight, 7))), -1);
+    EXPECT_EQ(Decode(MakerPacket(1, MakerPicture(kWrappedWidth, kWrappedHeight, 7))), -1);
     EXPECT_EQ(asked, 0) << "nothing to wait for";
     shim.failing.clear();
-    EXPECT_EQ(Decode(MakerPacket(1, MakerPicture(kWidth, kHeight, 7))), 7) << "one frame is lost, no more";
+    EXPECT_EQ(Decode(MakerPacket(1, MakerPicture(kWrappedWidth, kWrappedHeight, 7))), 7)
+        << "one frame is lost, no more";
 }
 
 TEST_F(Vivotek, TheBrokerMayHaveNoPictureForAPacket) {
     ASSERT_TRUE(Init(wire::kZV3K));
     EXPECT_EQ(Decode(MakerPacket(kvtest::kMakerNoPicture, "x")), -1) << "its status says so";
-    EXPECT_EQ(Decode(MakerPacket(2, MakerPicture(kWidth, kHeight, 7))), 7);
+    EXPECT_EQ(Decode(MakerPacket(2, MakerPicture(kWrappedWidth, kWrappedHeight, 7))), 7);
     EXPECT_EQ(Decode(MakerPacket(2, "damaged")), -1);
     TakeCalls();
     EXPECT_EQ(Decode(MakerPacket(8, "sound")), 0) << "the buffer as it is";
@@ -187,7 +191,7 @@ TEST_F(Vivotek, ASilentBrokerIsGivenUpAndItsLateAnswersFindNothing) {
     shim.silent = true;
     patience = 2;
     ASSERT_TRUE(Init(wire::kZV3K));
-    EXPECT_EQ(Decode(MakerPacket(1, MakerPicture(kWidth, kHeight, 7))), -1);
+    EXPECT_EQ(Decode(MakerPacket(1, MakerPicture(kWrappedWidth, kWrappedHeight, 7))), -1);
     EXPECT_EQ(asked, 3);
     decoder->Close();
     decoder.reset();
@@ -198,10 +202,10 @@ TEST_F(Vivotek, ASilentBrokerIsGivenUpAndItsLateAnswersFindNothing) {
     // Nor do they answer for a decoder that came after.
     decoder = CreateVivotekDecoder(Library(), [this] { return ++asked > patience; });
     ASSERT_TRUE(Init(wire::kZV3K));
-    EXPECT_EQ(Decode(MakerPacket(1, MakerPicture(kWidth, kHeight, 7))), -1);
+    EXPECT_EQ(Decode(MakerPacket(1, MakerPicture(kWrappedWidth, kWrappedHeight, 7))), -1);
     ASSERT_TRUE(Init(wire::kZV3K));
     shim.silent = false;
-    EXPECT_EQ(Decode(MakerPacket(1, MakerPicture(kWidth, kHeight, 9))), 9);
+    EXPECT_EQ(Decode(MakerPacket(1, MakerPicture(kWrappedWidth, kWrappedHeight, 9))), 9);
 }
 
 TEST_F(Vivotek, SoundLosesItsExtraBytes) {

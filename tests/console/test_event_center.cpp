@@ -22,7 +22,7 @@ using testing::SizeIs;
 
 namespace {
 
-std::string LogEntry(int level, int second, const std::string& text) {
+std::string EntryText(int level, int second, const std::string& text) {
     return FormatText(
         "<info>\n<level>%d</level>\n<date_time>2024-05-06 07:08:%02d</date_time>\n<msg>%s</msg>\n</info>\n",
         level, second, text.c_str());
@@ -71,7 +71,7 @@ protected:
     const CNvrEventList& All() const { return center.Events().All(); }
 
     std::mutex mutex;
-    std::string log = LogEntry(1, 1, "only news");
+    std::string log = EntryText(1, 1, "only news");
     kvtest::ScriptedServer logServer{[this](kvtest::Peer& peer) {
                                          peer.ReadHead();
                                          peer.Write(Reply());
@@ -94,7 +94,7 @@ TEST_F(EventCenterTest, TheOptionTellsOfWarningsAndErrorsWithoutAWindow) {
     EXPECT_EQ(timers.Period(kTimerEvents), 5000);
     ASSERT_TRUE(PumpUntil([&] { return All().size() == 1; }));
     EXPECT_THAT(notes, IsEmpty());
-    SetLog(LogEntry(2, 2, "warn") + LogEntry(3, 2, "<i>fault</i>") + LogEntry(1, 3, "x"));
+    SetLog(EntryText(2, 2, "warn") + EntryText(3, 2, "<i>fault</i>") + EntryText(1, 3, "x"));
     ASSERT_TRUE(PumpUntil([&] {
         center.OnTimer();
         return !notes.empty();

@@ -91,7 +91,7 @@ protected:
     }
 };
 
-std::string Picture() {
+std::string MapPicture() {
     QImage picture(30, 20, QImage::Format_RGB32);
     picture.fill(Qt::gray);
     QBuffer jpeg;
@@ -111,7 +111,7 @@ TEST_F(OutsideTexts, NoneOfARecordersNamesHoldsASignThatIsNotSeen) {
         HttpReply(200, "OK", FormatText("001%02d%s", static_cast<int>(preset.size()), Hex(preset).c_str())));
     recorder.SetDocument("command=20", HttpReply(200, "OK", "01011"));
     recorder.SetDocument("emap_show.cgi", HttpReply(200, "OK", "<b>Ma" + kHidden + "p</b>"));
-    recorder.SetDocument("emap.jpg", HttpReply(200, "OK", Picture()));
+    recorder.SetDocument("emap.jpg", HttpReply(200, "OK", MapPicture()));
     recorder.SetDocument("get_log_info.cgi",
                          "HTTP/1.0 200 OK\n\n<num>1</num>\n<info>\n<level>3</level>\n<date_time>2024-05-06 "
                          "07:08:09</date_time>\n<msg>dis" +

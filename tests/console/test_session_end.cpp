@@ -86,7 +86,7 @@ protected:
     }
 };
 
-std::string Picture() {
+std::string MapBytes() {
     const BITMAPINFOHEADER info = MakeBitmapInfo(300, 200);
     std::vector<std::uint8_t> file;
     EXPECT_EQ(SaveJpegMemory(file, info, std::vector<std::uint8_t>(info.biSizeImage, 0x40), 90, true),
@@ -99,7 +99,7 @@ std::string Picture() {
 TEST_F(SessionEnd, LogoutLeavesNothingOfIt) {
     FakeRecorder recorder("Hall", 20);
     recorder.SetDocument("emap_show.cgi", HttpReply(200, "OK", "<b>Ground floor</b>"));
-    recorder.SetDocument("emap.jpg", HttpReply(200, "OK", Picture()));
+    recorder.SetDocument("emap.jpg", HttpReply(200, "OK", MapBytes()));
     Open(recorder.Port());
     Command(StyleButtonId(VIEW_STYLE_9CH));
     console->Parts().view.TurnPage(1);

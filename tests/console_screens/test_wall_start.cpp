@@ -377,6 +377,29 @@ TEST_F(WallStartTest, TheBarSlidesInByThePointerAndByItsKey) {
     PressKey(*QApplication::focusWidget(), Qt::Key_Escape);
     ASSERT_TRUE(PumpUntil([&] { return !bar->isVisible(); }));
     EXPECT_THAT(Panels(), SizeIs(1));
+
+    // On a narrow display no word is cut; the way out stays.
+    PressKey(panel, Qt::Key_3);
+    const std::string name = "The loading ramps behind the hall, and the street at night";
+    made.SaveView(name);
+    for (const int width : {1280, 800, 480, 360}) {
+        panel.resize(width, 600);
+        Pump();
+        PressKey(panel, Qt::Key_B);
+        ASSERT_TRUE(PumpUntil(isIn));
+        Pump();
+        for (const QWidget* const part : bar->findChildren<QWidget*>()) {
+            EXPECT_TRUE(!part->isVisible() || (part->width() >= part->sizeHint().width() &&
+                                               part->geometry().right() < bar->width()))
+                << part->objectName().toStdString() << " at " << width;
+        }
+        EXPECT_TRUE(find("barLeave")->isVisible() && find("barNext")->isVisible());
+        EXPECT_EQ(find("barViews")->accessibleName().toStdString(), "Views: " + name)
+            << "readers hear it whole";
+        PressKey(*QApplication::focusWidget(), Qt::Key_Escape);
+        ASSERT_TRUE(PumpUntil([&] { return !bar->isVisible(); }));
+    }
+    panel.resize(1280, 800);
     move({600, 1});
     ASSERT_TRUE(PumpUntil(isIn));
     ClickAt(*find("barLeave"), {4, 4});

@@ -20,8 +20,8 @@ using testing::ElementsAre;
 
 namespace {
 
-struct Sink final : ClientEvents {
-    explicit Sink(std::vector<std::string>& eventLog) : log(eventLog) {}
+struct ClientSink final : ClientEvents {
+    explicit ClientSink(std::vector<std::string>& eventLog) : log(eventLog) {}
     void OnLogout(int n) override { log.push_back("logout " + std::to_string(n)); }
     void OnNeedGetNewVersion(int n) override { log.push_back("version " + std::to_string(n)); }
     void OnLogin(int n) override { log.push_back("login " + std::to_string(n)); }
@@ -46,7 +46,7 @@ protected:
     kvtest::TempFolder folder;
     CTR450Client client;
     std::vector<std::string> log;
-    Sink sink{log};
+    ClientSink sink{log};
 };
 
 }  // namespace
@@ -79,7 +79,7 @@ TEST_F(ClientTest, WithoutAWindowNothingHappens) {
 
 TEST_F(ClientTest, EventsComeLaterInTheOrderOfTheirConnections) {
     std::vector<std::string> gone;
-    Sink goneSink(gone);
+    ClientSink goneSink(gone);
     const std::size_t connection = client.Connect(&goneSink);
     client.Connect(&sink);
     client.Disconnect(connection);

@@ -8,13 +8,20 @@ packages=$(realpath "$1")
 
 work=$(mktemp -d)
 # In memory: a package manager waits for each file of a disk.
-mount -t tmpfs -o size=4g,mode=0755 packages "$work"
+mount -t tmpfs -o size=6g,mode=0755 packages "$work"
 root=$work/root
 recorder=
 monitor=
+# A shell waits for each program in the background: the program is its child.
+stop() {
+    local shell
+    for shell in "$@"; do
+        kill $(pgrep -P "$shell") 2>/dev/null || true
+        wait "$shell" 2>/dev/null || true
+    done
+}
 cleanup() {
-    kill $recorder $monitor 2>/dev/null || true
-    wait 2>/dev/null || true
+    stop $recorder $monitor
     umount -R "$root/proc" "$root/dev/shm" 2>/dev/null || true
     umount -l "$work"
     rmdir "$work"
@@ -121,8 +128,7 @@ for log in recorder web; do
     grep -q "^Lines:.* $lines matched" "$work/f2b" || { cat "$work/f2b" "$work/$log.log" >&2; die "fail2ban does not read the log of $log"; }
     say "fail2ban matches $lines of $lines refusals of $log"
 done
-kill $recorder $monitor
-wait $recorder $monitor 2>/dev/null || true
+stop $recorder $monitor
 recorder= monitor=
 
 say "upgrading with settings kept"
@@ -136,14 +142,20 @@ grep -q '^name = "Edited"$' "$root/etc/kvrecorder.toml" || die "the recorder's c
 [ "$sum" = "$(sha256sum <"$root/home/guard/.local/share/kvmon/settings.db")" ] || die "the user's settings are not kept"
 in_root kvrecorder --check /etc/kvrecorder.toml
 watch_wall after.png
-kill $recorder
-wait $recorder 2>/dev/null || true
+stop $recorder
 recorder=
 
 say "exposure of the services"
 for unit in kvrecorder kvmon-web; do
     systemd-analyze security --offline=true --threshold=20 "$root/lib/systemd/system/$unit.service" | tail -n 1
 done
+
+say "under systemd, in a copy of its own"
+cp -a --one-file-system "$root" "$work/booted"
+apt_in() { chroot "$work/booted" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin DEBIAN_FRONTEND=noninteractive apt-get -qq -y --no-install-recommends "$@"; }
+apt_in install systemd-sysv dbus curl >"$work/apt.log" 2>&1 || { tail -n 20 "$work/apt.log" >&2; die "systemd could not be installed"; }
+"$(dirname "$(realpath "$0")")/try_services.sh" "$work/booted"
+rm -rf "$work/booted"
 
 say "removing, purging"
 rm -r "$root/etc/kvmon"

@@ -13,18 +13,18 @@ namespace {
 using testing::Contains;
 using testing::StartsWith;
 
-std::string UrlOf(const ScriptedServer& server, const std::string& path = "/video") {
+std::string HttpUrlOf(const ScriptedServer& server, const std::string& path = "/video") {
     return "http://127.0.0.1:" + std::to_string(server.Port()) + path;
 }
 
-struct Form {
+struct HttpForm {
     const char* name;
     std::string head;  // of the reply
     std::string before;
     std::function<std::string(const std::string& jpeg, int number)> part;
 };
 
-class HttpForms : public Cameras, public testing::WithParamInterface<Form> {};
+class HttpForms : public Cameras, public testing::WithParamInterface<HttpForm> {};
 
 // Each picture comes whole and unchanged, and before the next one is sent.
 TEST_P(HttpForms, GivePicturesAsTheyWere) {
@@ -38,7 +38,7 @@ TEST_P(HttpForms, GivePicturesAsTheyWere) {
         }
         camera.Hold();
     });
-    m_hub->AddChannel("Door", Camera(UrlOf(server)));
+    m_hub->AddChannel("Door", Camera(HttpUrlOf(server)));
     Collector watcher;
     const auto sink = watcher.Sink();
     const auto subscription = m_hub->Subscribe(0, 0, [&](const PacketPtr& packet) {
@@ -64,37 +64,38 @@ std::string Length(std::size_t length) {
 INSTANTIATE_TEST_SUITE_P(
     All, HttpForms,
     testing::Values(
-        Form{"Plain", "HTTP/1.1 200 OK\r\nContent-Type: multipart/x-mixed-replace; boundary=frame", "",
-             [](const std::string& jpeg, int) {
-                 return "--frame\r\nContent-Type: image/jpeg\r\n" + Length(jpeg.size()) + "\r\n" + jpeg +
-                        "\r\n";
-             }},
-        Form{"QuotedBoundaryWithDashesAndNoLength",
-             "HTTP/1.0 200 OK\r\ncontent-type: Multipart/X-Mixed-Replace;boundary=\"--my boundary\"",
-             "junk\r\n",
-             [](const std::string& jpeg, int) { return "--my boundary\r\n\r\n" + jpeg + "\r\n"; }},
-        Form{"NoBoundaryBareLinesAndWrongLengths",
-             "HTTP/1.1 200 OK\r\nContent-Type: multipart/x-mixed-replace", "\n",
-             [](const std::string& jpeg, int i) {
-                 return "--x\ncontent-length: " + std::to_string(i % 2 == 0 ? 100 : 99'999'999) +
-                        "\nX-Time: 1:2\n\n" + jpeg + "\n";
-             }},
-        Form{"BoundaryWithoutDashesAmongOtherParts",
-             "HTTP/1.1 200 OK\r\nContent-Type: multipart/x-mixed-replace; boundary=BoundaryString", "",
-             [](const std::string& jpeg, int) {
-                 return "BoundaryString\r\nContent-type: text/plain\r\n" + Length(5) +
-                        "\r\nhello\r\nBoundaryString\r\nContent-type: image/jpeg\r\n\r\n\r\n" + jpeg +
-                        std::string(7, '\0') + "\r\n";
-             }},
-        Form{"Chunked",
-             "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nContent-Type: multipart/mixed; boundary=--a",
-             "",
-             [](const std::string& jpeg, int) {
-                 const std::string part = "--a\r\nContent-Type: image/jpeg\r\n\r\n" + jpeg + "\r\n";
-                 char size[16];
-                 std::snprintf(size, sizeof size, "%zx\r\n", part.size());
-                 return size + part + "\r\n";
-             }}),
+        HttpForm{"Plain", "HTTP/1.1 200 OK\r\nContent-Type: multipart/x-mixed-replace; boundary=frame", "",
+                 [](const std::string& jpeg, int) {
+                     return "--frame\r\nContent-Type: image/jpeg\r\n" + Length(jpeg.size()) + "\r\n" + jpeg +
+                            "\r\n";
+                 }},
+        HttpForm{"QuotedBoundaryWithDashesAndNoLength",
+                 "HTTP/1.0 200 OK\r\ncontent-type: Multipart/X-Mixed-Replace;boundary=\"--my boundary\"",
+                 "junk\r\n",
+                 [](const std::string& jpeg, int) { return "--my boundary\r\n\r\n" + jpeg + "\r\n"; }},
+        HttpForm{"NoBoundaryBareLinesAndWrongLengths",
+                 "HTTP/1.1 200 OK\r\nContent-Type: multipart/x-mixed-replace", "\n",
+                 [](const std::string& jpeg, int i) {
+                     return "--x\ncontent-length: " + std::to_string(i % 2 == 0 ? 100 : 99'999'999) +
+                            "\nX-Time: 1:2\n\n" + jpeg + "\n";
+                 }},
+        HttpForm{"BoundaryWithoutDashesAmongOtherParts",
+                 "HTTP/1.1 200 OK\r\nContent-Type: multipart/x-mixed-replace; boundary=BoundaryString", "",
+                 [](const std::string& jpeg, int) {
+                     return "BoundaryString\r\nContent-type: text/plain\r\n" + Length(5) +
+                            "\r\nhello\r\nBoundaryString\r\nContent-type: image/jpeg\r\n\r\n\r\n" + jpeg +
+                            std::string(7, '\0') + "\r\n";
+                 }},
+        HttpForm{
+            "Chunked",
+            "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nContent-Type: multipart/mixed; boundary=--a",
+            "",
+            [](const std::string& jpeg, int) {
+                const std::string part = "--a\r\nContent-Type: image/jpeg\r\n\r\n" + jpeg + "\r\n";
+                char size[16];
+                std::snprintf(size, sizeof size, "%zx\r\n", part.size());
+                return size + part + "\r\n";
+            }}),
     [](const auto& form) { return form.param.name; });
 
 // However the bytes are cut on their way.
@@ -135,7 +136,7 @@ TEST_F(Cameras, SinglePicturesAreAskedForAtTheirInterval) {
                              : kDigestWanted);
         }
     });
-    SourceConfig source = Camera(UrlOf(server, "/snap.jpg?size=1"));
+    SourceConfig source = Camera(HttpUrlOf(server, "/snap.jpg?size=1"));
     source.network.user = "guard";
     source.network.password = "ses:ame";
     source.network.interval = milliseconds(100);
@@ -190,7 +191,7 @@ TEST_F(Cameras, WhatIsWrongWithAnHttpCameraIsToldInWords) {
                 camera.Hold();
             }
         });
-        SourceConfig source = Camera(UrlOf(server));
+        SourceConfig source = Camera(HttpUrlOf(server));
         source.network.user = "guard";
         source.network.password = "sesame";
         const int channel = m_hub->AddChannel("Door", source);
@@ -218,7 +219,7 @@ TEST_F(Cameras, AnHttpCameraThatGoesAwayComesBack) {
             camera.Reset();
         }
     });
-    m_hub->AddChannel("Door", Camera(UrlOf(server)));
+    m_hub->AddChannel("Door", Camera(HttpUrlOf(server)));
     Collector watcher;
     const auto subscription = m_hub->Subscribe(0, 0, watcher.Sink());
     EXPECT_GE(watcher.WaitFor(12).size(), 12u);

@@ -21,15 +21,15 @@ using std::chrono::milliseconds;
 namespace {
 
 constexpr int kPictures = 12;
-constexpr int kFps = 20;
+constexpr int kFilmFps = 20;
 
 class MediaFile : public testing::Test {
 protected:
     std::string PathOf(const std::string& name) const { return m_folder.Path() + "/" + name; }
 
     std::vector<PacketPtr> WriteFile(const std::string& name, Codec codec, Headers headers) {
-        const auto packets = kvtest::EncodeTestPictures({codec, 176, 144, kFps, 4}, kPictures);
-        kvtest::WriteVideoFile(PathOf(name), packets, kFps, headers);
+        const auto packets = kvtest::EncodeTestPictures({codec, 176, 144, kFilmFps, 4}, kPictures);
+        kvtest::WriteVideoFile(PathOf(name), packets, kFilmFps, headers);
         return packets;
     }
 
@@ -87,7 +87,8 @@ TEST_P(PassedFile, IsLoopedUntouchedAndAtItsPace) {
             EXPECT_EQ(packets[i]->data, original.data) << i;
         }
         if (i > 0) {
-            EXPECT_NEAR(static_cast<double>(packets[i]->timeMs - packets[i - 1]->timeMs), 1000.0 / kFps, 2)
+            EXPECT_NEAR(static_cast<double>(packets[i]->timeMs - packets[i - 1]->timeMs), 1000.0 / kFilmFps,
+                        2)
                 << i;
         }
     }
@@ -114,7 +115,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, PassedFile,
 // told to be of the time at which it is to be seen.
 TEST_F(MediaFile, PicturesOutOfTheirOrderKeepTheirTimes) {
     constexpr int kCount = 10;
-    constexpr std::int64_t kStep = 1000 / kFps;
+    constexpr std::int64_t kStep = 1000 / kFilmFps;
     const struct {
         const char* name;
         const char* encoder;
@@ -125,7 +126,7 @@ TEST_F(MediaFile, PicturesOutOfTheirOrderKeepTheirTimes) {
                  {"h264.mkv", "libx264"}};
     for (const auto& [name, encoder] : files) {
         SCOPED_TRACE(name);
-        kvtest::EncodeVideoFile(PathOf(name), encoder, 176, 144, kCount, kFps, 2);
+        kvtest::EncodeVideoFile(PathOf(name), encoder, 176, 144, kCount, kFilmFps, 2);
         const int channel = AddFile(name);
         Collector collector;
         const auto subscription = m_hub->Subscribe(channel, 0, collector.Sink());

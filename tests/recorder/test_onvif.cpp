@@ -15,7 +15,7 @@
 namespace kvtest {
 namespace {
 
-using Motion = OnvifDeviceSetup::Motion;
+using MotionWay = OnvifDeviceSetup::Motion;
 using Login = OnvifDeviceSetup::Login;
 
 OnvifTiming Quick() {
@@ -77,7 +77,7 @@ protected:
     }
 };
 
-class OnvifWays : public Onvif, public testing::WithParamInterface<Motion> {};
+class OnvifWays : public Onvif, public testing::WithParamInterface<MotionWay> {};
 
 TEST_P(OnvifWays, EachOrderMovesTheCameraAndIsAnsweredWithItsEnd) {
     OnvifDeviceSetup setup;
@@ -85,7 +85,7 @@ TEST_P(OnvifWays, EachOrderMovesTheCameraAndIsAnsweredWithItsEnd) {
     OnvifDevice device(setup);
     OnvifHead& head = device.Head();
     ServeKnown(device);
-    const bool inView = GetParam() == Motion::InView;
+    const bool inView = GetParam() == MotionWay::InView;
     EXPECT_EQ(Ptz(16), inView ? "127" : "63");
     EXPECT_EQ(Ptz(3), "0");
     EXPECT_GT(head.Place(OnvifHead::kPan), 0.02);
@@ -103,14 +103,14 @@ TEST_P(OnvifWays, EachOrderMovesTheCameraAndIsAnsweredWithItsEnd) {
     EXPECT_EQ(Ptz(6), "4") << "down, and no more at the right";
 }
 
-std::string NameOf(const testing::TestParamInfo<Motion>& way) {
+std::string NameOf(const testing::TestParamInfo<MotionWay>& way) {
     return std::array<const char*, 4>{"InView", "Relative", "Continuous",
                                       "Absolute"}[static_cast<std::size_t>(way.param)];
 }
 
 INSTANTIATE_TEST_SUITE_P(All, OnvifWays,
-                         testing::Values(Motion::InView, Motion::Relative, Motion::Continuous,
-                                         Motion::Absolute),
+                         testing::Values(MotionWay::InView, MotionWay::Relative, MotionWay::Continuous,
+                                         MotionWay::Absolute),
                          NameOf);
 
 TEST_F(Onvif, PresetsFocusAndTheRestOfTheOrders) {
@@ -281,7 +281,7 @@ TEST_F(Onvif, EventsBecomeStatesLogAndNotifications) {
     device.Tell("tns1:RuleEngine/TamperDetector/Tamper", "IsTamper", false);
     EXPECT_TRUE(WaitStates('0'));
 
-    // Motion that the camera tells and motion that is seen here: the end of one is none of the other.
+    // MotionWay that the camera tells and motion that is seen here: the end of one is none of the other.
     const std::string motion = "tns1:RuleEngine/CellMotionDetector/Motion";
     device.Tell(motion, "IsMotion", true);
     EXPECT_TRUE(WaitStates('1'));
@@ -308,7 +308,7 @@ TEST_F(Onvif, EventsBecomeStatesLogAndNotifications) {
     EXPECT_TRUE(WaitUntil([&] { return device.Subscriptions() == 0; })) << "it takes its leave";
 }
 
-std::ptrdiff_t CountOf(const char* folder) {
+std::ptrdiff_t EntriesOf(const char* folder) {
     const std::filesystem::directory_iterator entries(folder);
     return std::distance(begin(entries), end(entries));
 }
@@ -327,8 +327,8 @@ TEST(OnvifEnds, LeaveNeitherThreadsNorDescriptors) {
     hangs.url = "onvif://127.0.0.1:" + std::to_string(silent.Port()) + "/";
     NetworkCamera lies = hangs;
     lies.url = "onvif://127.0.0.1:" + std::to_string(liar.Port());
-    const auto threads = CountOf("/proc/self/task");
-    const auto files = CountOf("/proc/self/fd");
+    const auto threads = EntriesOf("/proc/self/task");
+    const auto files = EntriesOf("/proc/self/fd");
     {
         const CameraControlMaker make = CreateOnvifControlMaker(Quick());
         std::atomic<int> answered = 0;
@@ -345,9 +345,9 @@ TEST(OnvifEnds, LeaveNeitherThreadsNorDescriptors) {
         EXPECT_TRUE(WaitUntil([&] { return answered == 60; })) << answered;
     }
     EXPECT_TRUE(WaitUntil([&] {
-        return CountOf("/proc/self/task") <= threads && CountOf("/proc/self/fd") <= files;
-    })) << CountOf("/proc/self/task")
-        << " " << threads << " " << CountOf("/proc/self/fd") << " " << files;
+        return EntriesOf("/proc/self/task") <= threads && EntriesOf("/proc/self/fd") <= files;
+    })) << EntriesOf("/proc/self/task")
+        << " " << threads << " " << EntriesOf("/proc/self/fd") << " " << files;
 }
 
 // What has to do with pictures: real sessions.

@@ -18,7 +18,7 @@ std::string ReadOdd(const std::string& name) {
     return text;
 }
 
-NetworkCamera CameraOf(const OnvifDevice& device) {
+NetworkCamera NetworkCameraOf(const OnvifDevice& device) {
     NetworkCamera camera;
     camera.url = device.Url();
     camera.user = "guard";
@@ -66,7 +66,7 @@ TEST(OddCameras, TellTheirStreamsAllTheSameOrAreRefusedInWords) {
         device.Spoil(test.request, test.status, test.reply);
         std::string words;
         try {
-            words = find(CameraOf(device), 0, [] { return false; }).url;
+            words = find(NetworkCameraOf(device), 0, [] { return false; }).url;
         } catch (const CameraError& failure) {
             words = failure.what();
         }
@@ -77,7 +77,7 @@ TEST(OddCameras, TellTheirStreamsAllTheSameOrAreRefusedInWords) {
     device.Slow("GetProfiles", milliseconds(60'000));
     const int before = device.Count("GetProfiles");
     const auto begin = std::chrono::steady_clock::now();
-    EXPECT_THROW(find(CameraOf(device), 0, [&] { return device.Count("GetProfiles") > before; }),
+    EXPECT_THROW(find(NetworkCameraOf(device), 0, [&] { return device.Count("GetProfiles") > before; }),
                  CameraError);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, milliseconds(8'000));
 }
@@ -90,7 +90,7 @@ TEST_F(ServiceTest, OddCamerasAreSteeredAndHeard) {
     device.Spoil("GetDeviceInformation", 400, ReadOdd("fault_soap11"));
     device.Spoil("PullMessages", 200, ReadOdd("messages_odd"));
     config.channels[0].ptz.steerable = false;
-    config.channels[0].source.network = CameraOf(device);
+    config.channels[0].source.network = NetworkCameraOf(device);
     model = std::make_shared<RecorderModel>(hub, CreateOnvifControlMaker());
     Start();
     const auto ask = [&](const std::string& command) {

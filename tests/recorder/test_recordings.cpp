@@ -12,7 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr StreamConfig kStream{Codec::H264, 320, 240, 10, 10};
+constexpr StreamConfig kRecordedStream{Codec::H264, 320, 240, 10, 10};
 
 // What a player finds in a file.
 struct Probe {
@@ -111,7 +111,7 @@ TEST_F(RecordingTest, FilesHoldTheStreamAsItIsAndPlayWithoutTheirEnd) {
     EXPECT_TRUE(Shown("record") && Shown("manual"));
     EXPECT_TRUE(Act(true).starts_with("OK")) << "once more changes nothing";
 
-    const auto packets = EncodeTestPictures(kStream, 45);
+    const auto packets = EncodeTestPictures(kRecordedStream, 45);
     PushAll(packets);
     ASSERT_TRUE(WaitUntil([&] { return Files().size() == 1 && fs::file_size(Files()[0]) > 10'000; }));
     // As a crash would leave it: clusters of a second are on the disk.
@@ -143,7 +143,7 @@ TEST_F(RecordingTest, FilesHoldTheStreamAsItIsAndPlayWithoutTheirEnd) {
 TEST_F(RecordingTest, EachCodecHasItsPlaceAndAnotherSourceAnotherFile) {
     Start();
     Act(true);
-    PushAll(EncodeTestPictures(kStream, 12));
+    PushAll(EncodeTestPictures(kRecordedStream, 12));
     PushAll(EncodeTestPictures({Codec::Mpeg4, 320, 240, 10, 10}, 12));
     PushAll(H265Pictures(12));
     PushAll(EncodeTestPictures({Codec::Mjpeg, 160, 120, 10, 1}, 12));
@@ -182,7 +182,7 @@ TEST_F(RecordingTest, DiskAndRightsAreHeeded) {
     EXPECT_EQ(Ask("/cgi-bin/mrec.cgi?ch=7&act=1").status, 404);
 
     Act(true);
-    const auto packets = EncodeTestPictures(kStream, 40);
+    const auto packets = EncodeTestPictures(kRecordedStream, 40);
     hub->Push(0, 0, packets[0]);
     ASSERT_TRUE(WaitUntil([&] { return !fs::exists(old); })) << "the oldest makes room";
     EXPECT_TRUE(fs::exists(foreign));

@@ -18,7 +18,7 @@ struct InitRecord {
 };
 
 // Reads two lines the way clients do: by widths, blanks skipped before a text.
-InitRecord ReadRecord(const std::string& first, const std::string& second) {
+InitRecord ReadDocumentRecord(const std::string& first, const std::string& second) {
     InitRecord record{};
     char id[17] = "", lan[65] = "", wan[65] = "", text[33] = "";
     std::sscanf(first.c_str(), "%03d%16s%64s%64s", &record.channel, id, lan, wan);
@@ -57,7 +57,7 @@ TEST_F(Documents, InitInfoCarriesEveryChannelInItsColumns) {
     EXPECT_EQ(lines.back(), "----------//");
     EXPECT_EQ(answer.body.find('\r'), std::string::npos);
 
-    const InitRecord full = ReadRecord(Unscramble(lines[7]), Unscramble(lines[8]));
+    const InitRecord full = ReadDocumentRecord(Unscramble(lines[7]), Unscramble(lines[8]));
     EXPECT_EQ(full.channel, 1);
     EXPECT_EQ(full.id, camera.id);
     EXPECT_EQ(full.lan, camera.lanAddress);
@@ -67,14 +67,14 @@ TEST_F(Documents, InitInfoCarriesEveryChannelInItsColumns) {
     EXPECT_EQ(full.port, 65535);
     EXPECT_EQ(full.wanPort, 8080);
 
-    const InitRecord none = ReadRecord(Unscramble(lines[9]), Unscramble(lines[10]));
+    const InitRecord none = ReadDocumentRecord(Unscramble(lines[9]), Unscramble(lines[10]));
     EXPECT_EQ(none.channel, 2);
     EXPECT_EQ(none.lan + none.wan, "") << "a channel without addresses is not configured";
 
     // A user who may not watch a channel does not get its camera's password.
     const auto guarded = Lines(Ask("/cgi-bin/get_init_info.cgi", "guard:night").body);
-    EXPECT_EQ(ReadRecord(Unscramble(guarded[7]), Unscramble(guarded[8])).password, camera.password);
-    const InitRecord hidden = ReadRecord(Unscramble(guarded[5]), Unscramble(guarded[6]));
+    EXPECT_EQ(ReadDocumentRecord(Unscramble(guarded[7]), Unscramble(guarded[8])).password, camera.password);
+    const InitRecord hidden = ReadDocumentRecord(Unscramble(guarded[5]), Unscramble(guarded[6]));
     EXPECT_EQ(hidden.lan, "127.0.0.1");
     EXPECT_EQ(hidden.user + hidden.password, "");
 }

@@ -108,6 +108,18 @@ TEST(RecorderService, APasswordFileMayBeACredential) {
                     [&folder] { ::setenv("CREDENTIALS_DIRECTORY", folder.Path().c_str(), 1); });
     EXPECT_TRUE(
         Fetch(program.Port(), Get("/get_init_info.cgi", "guard:sesame")).head.starts_with("HTTP/1.0 200"));
+
+    // Before its start an administrator checks what will be handed on.
+    const std::string file = folder.File("kvrecorder.toml");
+    Write(file, "[[users]]\nname=\"guard\"\npassword_file=\"@user\"\n# end\n");
+    const Outcome missing = Program({"--check", file}).Wait();
+    EXPECT_EQ(missing.status, 2);
+    EXPECT_NE(missing.errors.find("/kvrecorder.credentials/user: there is no such file"), std::string::npos)
+        << missing.errors;
+    fs::create_directory(folder.File("kvrecorder.credentials"));
+    Write(folder.File("kvrecorder.credentials/user"), "sesame\n");
+    const Outcome right = Program({"--check", file}).Wait();
+    EXPECT_EQ(right.status, 0) << right.errors;
 }
 
 }  // namespace kvtest

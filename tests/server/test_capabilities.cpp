@@ -15,7 +15,7 @@ using namespace kvtest;
 
 namespace {
 
-const std::string kOk = "HTTP/1.0 200 OK\r\nX: y\r\n\r\n";
+const std::string kCapabilitiesOk = "HTTP/1.0 200 OK\r\nX: y\r\n\r\n";
 
 std::string Stream(int position, int id, const std::string& fcc, int resolution) {
     return FormatText("<stream%d><id>%d</id><fcc>%s</fcc><resolution>%d</resolution></stream%d>", position,
@@ -23,7 +23,7 @@ std::string Stream(int position, int id, const std::string& fcc, int resolution)
 }
 
 std::string Streams(const std::string& channels) {
-    return kOk + "<?xml version=\"1.0\"?><info><return>0</return>" + channels + "</info>";
+    return kCapabilitiesOk + "<?xml version=\"1.0\"?><info><return>0</return>" + channels + "</info>";
 }
 
 const std::string kTwoStreams =
@@ -57,8 +57,8 @@ protected:
 
 TEST_F(Capabilities, AsksExactlySo) {
     EXPECT_TRUE(Ask(Streams(kTwoStreams)));
-    EXPECT_TRUE(AskTalk(kOk + "<r><return>0</return><ch1><audio_out>1</audio_out>"
-                              "<audio_out_type>2</audio_out_type></ch1></r>"));
+    EXPECT_TRUE(AskTalk(kCapabilitiesOk + "<r><return>0</return><ch1><audio_out>1</audio_out>"
+                                          "<audio_out_type>2</audio_out_type></ch1></r>"));
     const std::string tail = FormatText("Host: 127.0.0.1:%u\r\nAuthorization: Basic dmlld2VyOnB3\r\n\r\n",
                                         static_cast<unsigned>(recorder.Port()));
     EXPECT_EQ(
@@ -95,7 +95,7 @@ TEST_F(Capabilities, ALongDocumentIsReadToItsLastChannel) {
     status.m_nChannelCount = kChannels;
     status.m_VideoSettingList.resize(kChannels);
     std::string streams;
-    std::string talk = kOk + "<r><return>0</return>";
+    std::string talk = kCapabilitiesOk + "<r><return>0</return>";
     for (std::size_t n = 0; n < kChannels; ++n) {
         const std::string name = "ch" + std::to_string(n);
         streams += "<" + name + "><stream_no>8</stream_no>";
@@ -124,28 +124,30 @@ TEST_F(Capabilities, ALongDocumentIsReadToItsLastChannel) {
 TEST_F(Capabilities, BadDocumentsLeaveEverythingAsItWas) {
     ASSERT_TRUE(Ask(Streams(kTwoStreams)));
     const auto before = StreamsOf(0);
-    EXPECT_FALSE(Ask(kOk + "<info><return>1</return><ch0><stream_no>0</stream_no></ch0></info>"));
-    EXPECT_FALSE(Ask(kOk + "<info><ch0>"));
-    EXPECT_TRUE(Ask(kOk + "<info></info>")) << "no return is good";
+    EXPECT_FALSE(Ask(kCapabilitiesOk + "<info><return>1</return><ch0><stream_no>0</stream_no></ch0></info>"));
+    EXPECT_FALSE(Ask(kCapabilitiesOk + "<info><ch0>"));
+    EXPECT_TRUE(Ask(kCapabilitiesOk + "<info></info>")) << "no return is good";
     EXPECT_TRUE(Ask("HTTP/1.0 500 Oops\r\n\r\n"));
     EXPECT_TRUE(Ask(""));
     const auto pausesBefore = clock.Waits().size();
-    EXPECT_FALSE(Ask(kOk + "no document"));
+    EXPECT_FALSE(Ask(kCapabilitiesOk + "no document"));
     EXPECT_EQ(clock.Waits().size() - pausesBefore, 3u);
     EXPECT_EQ(clock.Waits().back(), Milliseconds(500));
     std::string bomb;
     for (int i = 0; i < 2000; ++i) {
         bomb += "<a>";
     }
-    EXPECT_FALSE(Ask(kOk + bomb));
-    EXPECT_FALSE(Ask(kOk + "<a>" + std::string(1u << 20, 'x') + "</a>")) << "longer than is read";
+    EXPECT_FALSE(Ask(kCapabilitiesOk + bomb));
+    EXPECT_FALSE(Ask(kCapabilitiesOk + "<a>" + std::string(1u << 20, 'x') + "</a>")) << "longer than is read";
     EXPECT_EQ(StreamsOf(0), before);
 
-    EXPECT_FALSE(AskTalk(kOk + "<r><ch0><audio_out>1</audio_out></ch0></r>")) << "no return is bad here";
-    EXPECT_FALSE(AskTalk(kOk + "<r><return>2</return><ch0><audio_out>1</audio_out></ch0></r>"));
-    EXPECT_FALSE(AskTalk(kOk));
+    EXPECT_FALSE(AskTalk(kCapabilitiesOk + "<r><ch0><audio_out>1</audio_out></ch0></r>"))
+        << "no return is bad here";
+    EXPECT_FALSE(AskTalk(kCapabilitiesOk + "<r><return>2</return><ch0><audio_out>1</audio_out></ch0></r>"));
+    EXPECT_FALSE(AskTalk(kCapabilitiesOk));
     EXPECT_EQ(status.m_VideoSettingList[0].m_nAudioOut, 0);
-    EXPECT_TRUE(AskTalk(kOk + "<r><return>0</return><ch0><audio_out_type>1</audio_out_type></ch0></r>"));
+    EXPECT_TRUE(
+        AskTalk(kCapabilitiesOk + "<r><return>0</return><ch0><audio_out_type>1</audio_out_type></ch0></r>"));
     EXPECT_EQ(status.m_VideoSettingList[0].m_nAudioOut, 0);
 }
 
@@ -203,7 +205,7 @@ protected:
 
 TEST_F(LiveCapabilities, AreToldOnceTheListIsPublishedAndStay) {
     recorder.SetDocument("getmultistreaminfo.cgi", Streams(kTwoStreams));
-    recorder.SetDocument("zcapabilities.cgi", kOk +
+    recorder.SetDocument("zcapabilities.cgi", kCapabilitiesOk +
                                                   "<r><return>0</return><ch1><audio_out>1</audio_out>"
                                                   "<audio_out_type>1</audio_out_type></ch1></r>");
     Start();

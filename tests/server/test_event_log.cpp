@@ -15,7 +15,7 @@ namespace {
 
 const std::string kHead = "HTTP/1.0 200 OK\nX: y\n\n";
 
-std::string Info(int level, const std::string& time, const std::string& text) {
+std::string EventXml(int level, const std::string& time, const std::string& text) {
     return FormatText("<info>\n<level>%d</level>\n<date_time>%s</date_time>\n<msg>%s</msg>\n</info>\n", level,
                       time.c_str(), text.c_str());
 }
@@ -76,8 +76,8 @@ TEST(NvrEvents, TimesAndTags) {
 
 TEST(NvrEvents, BodyIsReadEntryByEntry) {
     std::int32_t count = 0;
-    EXPECT_EQ(Texts(Parse("<num>3</num>\n" + Info(1, At(1), "one") + Info(4, At(2), "debug") +
-                              Info(3, At(3), "three") + Info(2, "when?", "timeless"),
+    EXPECT_EQ(Texts(Parse("<num>3</num>\n" + EventXml(1, At(1), "one") + EventXml(4, At(2), "debug") +
+                              EventXml(3, At(3), "three") + EventXml(2, "when?", "timeless"),
                           &count)),
               (List{"three", "one", "timeless"}))
         << "the debug entry's block ends without one";
@@ -97,10 +97,10 @@ TEST(NvrEvents, BodyIsReadEntryByEntry) {
 
 TEST(NvrEvents, WhatIsKnownIsNotTakenAgain) {
     const CNvrEventList known = {Entry(5, "known")};
-    const auto added =
-        Parse("<num>4</num>\n" + Info(1, At(4), "older") + Info(1, At(5), "known") +
-                  Info(1, At(5), "same second") + Info(1, At(6), "newer") + Info(1, At(6), "newer"),
-              nullptr, known);
+    const auto added = Parse("<num>4</num>\n" + EventXml(1, At(4), "older") + EventXml(1, At(5), "known") +
+                                 EventXml(1, At(5), "same second") + EventXml(1, At(6), "newer") +
+                                 EventXml(1, At(6), "newer"),
+                             nullptr, known);
     EXPECT_EQ(Texts(added), (List{"newer", "same second"}));
 
     CNvrEventList list = {Entry(5, "b"), Entry(5, "a"), Entry(3, "c")};
@@ -113,7 +113,7 @@ TEST(NvrEvents, WhatIsKnownIsNotTakenAgain) {
 TEST(NvrEvents, FloodKeepsTheNewest) {
     std::string body = "<num>1000</num>\n";
     for (int i = 0; i < 1000; ++i) {
-        body += Info(1, FormatText("2024-01-01 %02d:%02d:00", i / 60, i % 60), std::to_string(i));
+        body += EventXml(1, FormatText("2024-01-01 %02d:%02d:00", i / 60, i % 60), std::to_string(i));
     }
     const auto list = Parse(body);
     ASSERT_EQ(list.size(), kMaxEvents);
@@ -171,14 +171,14 @@ protected:
 }  // namespace
 
 TEST_F(EventLog, FetchesOnRequestWithAnOverlap) {
-    Serve("<num>1</num>\n" + Info(1, At(1), "one"));
+    Serve("<num>1</num>\n" + EventXml(1, At(1), "one"));
     log.StartWork();
     EXPECT_EQ(Next(), (Message{WM_GETNVREVENT, 0, 3}));
     EXPECT_EQ(recorder.Server().Heads().back(),
               "GET /cgi-bin/get_log_info.cgi?sec=6 HTTP/1.0\r\nUser-Agent: Monitor\r\nHost: 127.0.0.1\r\n"
               "Authorization: Basic dmlld2VyOnB3\r\n\r\n");
     clock.Advance(Milliseconds(20500));
-    Serve("<num>2</num>\n" + Info(1, At(1), "one") + Info(2, At(1), "two"));
+    Serve("<num>2</num>\n" + EventXml(1, At(1), "one") + EventXml(2, At(1), "two"));
     log.DoNow();
     EXPECT_EQ(Next(), (Message{WM_GETNVREVENT, 0, 3}));
     EXPECT_EQ(RequestLine(), "GET /cgi-bin/get_log_info.cgi?sec=32 HTTP/1.0");
@@ -194,11 +194,11 @@ TEST_F(EventLog, FetchesOnRequestWithAnOverlap) {
 }
 
 TEST_F(EventLog, FailuresAreRepeatedAfterThreeSeconds) {
-    Serve("<num>1</num>\n" + Info(1, At(1), "kept"));
+    Serve("<num>1</num>\n" + EventXml(1, At(1), "kept"));
     log.StartWork();
     Next();
     for (const std::string& reply :
-         {std::string("HTTP/1.0 404 Not Found\r\n\r\n"), kHead, kHead + Info(1, At(9), "uncounted"),
+         {std::string("HTTP/1.0 404 Not Found\r\n\r\n"), kHead, kHead + EventXml(1, At(9), "uncounted"),
           std::string("garbage\n"), std::string()}) {
         recorder.SetDocument("get_log_info.cgi", reply);
         const auto before = clock.Waits().size();
@@ -212,7 +212,7 @@ TEST_F(EventLog, FailuresAreRepeatedAfterThreeSeconds) {
     EXPECT_EQ(Known(), List{"kept"});
     // Heads with CR LF are as good.
     recorder.SetDocument("get_log_info.cgi",
-                         "HTTP/1.0 200 OK\r\nA: b\r\n\r\n<num>1</num>\r\n" + Info(1, At(2), "crlf"));
+                         "HTTP/1.0 200 OK\r\nA: b\r\n\r\n<num>1</num>\r\n" + EventXml(1, At(2), "crlf"));
     clock.Advance(Milliseconds(3000));
     EXPECT_EQ(Next(), (Message{WM_GETNVREVENT, 0, 3}));
     EXPECT_EQ(Known(), (List{"crlf", "kept"}));
@@ -225,7 +225,7 @@ TEST_F(EventLog, OldestGoBeyond255) {
         full.push_back(Entry(1, std::to_string(i)));
     }
     log.SetEvents(full);
-    Serve("<num>2</num>\n" + Info(1, At(2), "x") + Info(1, At(3), "y"));
+    Serve("<num>2</num>\n" + EventXml(1, At(2), "x") + EventXml(1, At(3), "y"));
     log.StartWork();
     Next();
     const List known = Known();

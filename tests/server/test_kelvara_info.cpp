@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <new>
+#include <set>
+
 #include "platform/text.h"
 #include "server/recorder_list.h"
 #include "server/server_messages.h"
@@ -92,6 +96,35 @@ TEST_F(Info, AGoodRoundPublishesAndSleepsOnTheConnection) {
     EXPECT_TRUE(StopsAtOnce());
     EXPECT_FALSE(info.IsRunning());
     EXPECT_TRUE(info.StopGetKelvaraInfo(StopWait::Brief));
+}
+
+TEST_F(Info, WhatThereWasNoMemoryToTellIsToldByTheNextRound) {
+    struct Short final : MessageTarget {
+        void PostMessage(std::uint32_t message, WParam wParam, LParam lParam) override {
+            if (message == WM_UPDATEVSINFO && refused.insert(wParam).second) {
+                throw std::bad_alloc();
+            }
+            log->PostMessage(message, wParam, lParam);
+        }
+        std::shared_ptr<MessageLog> log;
+        std::set<WParam> refused;
+    };
+    const auto target = std::make_shared<Short>();
+    target->log = log;
+    info.SetNotifyWnd(WindowHandle(target));
+    recorder.SetDocuments(2);
+    recorder.On("notify.cgi", [](Peer& peer) {
+        peer.Write("HTTP/1.0 200 OK\r\n");
+        peer.Hold();
+    });
+    info.StartGetKelvaraInfo(StartMode::GoOn);
+    for (const std::uint32_t code : {1, 2, 3, 4}) {
+        EXPECT_TRUE(WaitUntil([&] {
+            const auto all = log->All();
+            return std::find(all.begin(), all.end(), Update(code)) != all.end();
+        })) << code;
+    }
+    EXPECT_TRUE(StopsAtOnce());
 }
 
 TEST_F(Info, ARecorderWithoutChannelsTellsSo) {

@@ -36,7 +36,7 @@ struct Device {
     std::chrono::steady_clock::time_point next;
 };
 std::mutex mutex;
-Device* device = nullptr;
+Device* plugged = nullptr;
 
 int Refuse(int error) {
     errno = error;
@@ -44,24 +44,24 @@ int Refuse(int error) {
 }
 
 void TellFormat(v4l2_format& told) {
-    told.fmt.pix.width = device->width;
-    told.fmt.pix.height = device->height;
-    told.fmt.pix.pixelformat = device->offers[device->format].format;
+    told.fmt.pix.width = plugged->width;
+    told.fmt.pix.height = plugged->height;
+    told.fmt.pix.pixelformat = plugged->offers[plugged->format].format;
     told.fmt.pix.field = V4L2_FIELD_NONE;
     told.fmt.pix.sizeimage = kBuffer;
-    told.fmt.pix.bytesperline = told.fmt.pix.pixelformat == V4L2_PIX_FMT_YUYV ? 2 * device->width : 0;
+    told.fmt.pix.bytesperline = told.fmt.pix.pixelformat == V4L2_PIX_FMT_YUYV ? 2 * plugged->width : 0;
 }
 
 int Dequeue(int file, v4l2_buffer& buffer) {
     const auto now = std::chrono::steady_clock::now();
-    if (device->stalls || device->queued.empty() || now < device->next) {
+    if (plugged->stalls || plugged->queued.empty() || now < plugged->next) {
         return Refuse(EAGAIN);
     }
-    device->next = now + kPeriod;
-    buffer.index = device->queued.front();
-    device->queued.pop_front();
-    const auto& pictures = device->offers[device->format].pictures;
-    const std::string& picture = pictures[device->sent++ % pictures.size()];
+    plugged->next = now + kPeriod;
+    buffer.index = plugged->queued.front();
+    plugged->queued.pop_front();
+    const auto& pictures = plugged->offers[plugged->format].pictures;
+    const std::string& picture = pictures[plugged->sent++ % pictures.size()];
     buffer.bytesused = static_cast<std::uint32_t>(picture.size());
     buffer.timestamp.tv_sec =
         std::chrono::duration_cast<std::chrono::seconds>(now.time_since_epoch()).count();
@@ -71,7 +71,7 @@ int Dequeue(int file, v4l2_buffer& buffer) {
 }
 
 int Answer(int file, unsigned long request, void* argument) {
-    if (device->pulled) {
+    if (plugged->pulled) {
         return Refuse(ENODEV);
     }
     switch (request) {
@@ -89,10 +89,10 @@ int Answer(int file, unsigned long request, void* argument) {
             return 0;
         case VIDIOC_ENUM_FMT: {
             auto& told = *static_cast<v4l2_fmtdesc*>(argument);
-            if (told.index >= device->offers.size()) {
+            if (told.index >= plugged->offers.size()) {
                 return Refuse(EINVAL);
             }
-            told.pixelformat = device->offers[told.index].format;
+            told.pixelformat = plugged->offers[told.index].format;
             return 0;
         }
         case VIDIOC_G_FMT:
@@ -100,8 +100,8 @@ int Answer(int file, unsigned long request, void* argument) {
             return 0;
         case VIDIOC_S_FMT: {
             auto& told = *static_cast<v4l2_format*>(argument);
-            for (std::size_t i = 0; i < device->offers.size(); ++i) {
-                device->format = device->offers[i].format == told.fmt.pix.pixelformat ? i : device->format;
+            for (std::size_t i = 0; i < plugged->offers.size(); ++i) {
+                plugged->format = plugged->offers[i].format == told.fmt.pix.pixelformat ? i : plugged->format;
             }
             TellFormat(told);
             return 0;
@@ -114,9 +114,9 @@ int Answer(int file, unsigned long request, void* argument) {
             return 0;
         }
         case VIDIOC_REQBUFS:
-            device->buffers = static_cast<v4l2_requestbuffers*>(argument)->count;
-            device->queued.clear();
-            return ::ftruncate(file, std::int64_t{kBuffer} * device->buffers);
+            plugged->buffers = static_cast<v4l2_requestbuffers*>(argument)->count;
+            plugged->queued.clear();
+            return ::ftruncate(file, std::int64_t{kBuffer} * plugged->buffers);
         case VIDIOC_QUERYBUF: {
             auto& told = *static_cast<v4l2_buffer*>(argument);
             told.length = kBuffer;
@@ -124,7 +124,7 @@ int Answer(int file, unsigned long request, void* argument) {
             return 0;
         }
         case VIDIOC_QBUF:
-            device->queued.push_back(static_cast<v4l2_buffer*>(argument)->index);
+            plugged->queued.push_back(static_cast<v4l2_buffer*>(argument)->index);
             return 0;
         case VIDIOC_DQBUF:
             return Dequeue(file, *static_cast<v4l2_buffer*>(argument));
@@ -135,7 +135,7 @@ int Answer(int file, unsigned long request, void* argument) {
 
 bool IsDevice(int file) {
     struct stat told {};
-    return device && device->file != 0 && ::fstat(file, &told) == 0 && told.st_ino == device->file;
+    return plugged && plugged->file != 0 && ::fstat(file, &told) == 0 && told.st_ino == plugged->file;
 }
 
 template <typename Call>
@@ -146,15 +146,15 @@ Call Real(const char* name) {
 int Open(const char* name, const char* path, int flags, mode_t mode) {
     {
         const std::lock_guard lock(mutex);
-        if (device && device->path == path) {
-            if (device->pulled) {
+        if (plugged && plugged->path == path) {
+            if (plugged->pulled) {
                 return Refuse(ENOENT);
             }
             const int file = ::memfd_create("video", MFD_CLOEXEC);
             struct stat told {};
             ::fstat(file, &told);
-            device->file = told.st_ino;
-            device->next = std::chrono::steady_clock::now();
+            plugged->file = told.st_ino;
+            plugged->next = std::chrono::steady_clock::now();
             return file;
         }
     }
@@ -165,27 +165,27 @@ int Open(const char* name, const char* path, int flags, mode_t mode) {
 
 FakeVideoDevice::FakeVideoDevice(std::string path, int width, int height, std::vector<Offer> offers) {
     const std::lock_guard lock(mutex);
-    device = new Device;
-    device->path = std::move(path);
-    device->width = static_cast<std::uint32_t>(width);
-    device->height = static_cast<std::uint32_t>(height);
-    device->offers = std::move(offers);
+    plugged = new Device;
+    plugged->path = std::move(path);
+    plugged->width = static_cast<std::uint32_t>(width);
+    plugged->height = static_cast<std::uint32_t>(height);
+    plugged->offers = std::move(offers);
 }
 
 FakeVideoDevice::~FakeVideoDevice() {
     const std::lock_guard lock(mutex);
-    delete device;
-    device = nullptr;
+    delete plugged;
+    plugged = nullptr;
 }
 
 void FakeVideoDevice::Pull() {
     const std::lock_guard lock(mutex);
-    device->pulled = true;
+    plugged->pulled = true;
 }
 
 void FakeVideoDevice::Stall(bool stalls) {
     const std::lock_guard lock(mutex);
-    device->stalls = stalls;
+    plugged->stalls = stalls;
 }
 
 }  // namespace kvtest

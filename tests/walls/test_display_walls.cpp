@@ -232,7 +232,9 @@ TEST_F(DisplayWallsTest, WallsComeAndGoByTheMenuAndByEscape) {
 
 TEST_F(DisplayWallsTest, AWallComesBackWithItsDisplayAndGoesOn) {
     Run({"--all-displays"});
+    Wall(2);
     KeyOn(2, Qt::Key_7);
+    EXPECT_EQ(StyleOf(Wall(2)), VIEW_STYLE_10CH);
     ASSERT_TRUE(Wall(2).SaveView("Ten"));
     KeyOn(2, Qt::Key_1);
     ASSERT_TRUE(Wall(2).SaveView("One"));
@@ -247,6 +249,7 @@ TEST_F(DisplayWallsTest, AWallComesBackWithItsDisplayAndGoesOn) {
     EXPECT_THAT(Covered(), ElementsAre(kLeftOfB));
     PlugIn(2);
     ASSERT_TRUE(PumpUntil([] { return ViewOn(2) == "Ten"; }));
+    EXPECT_EQ(StyleOf(Wall(2)), VIEW_STYLE_10CH);
     EXPECT_THAT(Covered(), ElementsAre(kLeftOfB, kLeftOfC));
     // A sequence goes on, after the next start, too.
     KeyOn(2, Qt::Key_3, Qt::ControlModifier);
@@ -302,6 +305,7 @@ TEST_F(DisplayWallsTest, FingersReachTheWallThatTheyTouch) {
 TEST_F(DisplayWallsTest, TheSessionIsTheFirstConsoles) {
     CMainDlg& first = Run({"--all-displays"});
     Wall(1);
+    Wall(2);
     KeyOn(2, Qt::Key_L, Qt::ControlModifier);
     ASSERT_TRUE(PumpUntil(
         [&] { return !first.IsLoggedIn() && !WallOn(1)->IsLoggedIn() && !WallOn(2)->IsLoggedIn(); }));

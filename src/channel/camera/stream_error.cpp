@@ -6,7 +6,7 @@ namespace kvmon {
 namespace {
 
 constexpr std::uint32_t kQuietErrors = 5;
-constexpr std::uint32_t kStringDisconnected = 57412;
+constexpr std::uint32_t kStringLostConnection = 57412;
 constexpr std::uint32_t kStringUnauthorized = 57421;
 
 constexpr int kStatusUnauthorized = 401;
@@ -26,7 +26,7 @@ void ChannelCore::ReportStreamError(int nCode, int nArg) {
         return;
     }
     const bool bUnauthorized = nCode == kStreamStatus && nArg == kStatusUnauthorized;
-    SetCaption(LoadString(bUnauthorized ? kStringUnauthorized : kStringDisconnected));
+    SetCaption(LoadString(bUnauthorized ? kStringUnauthorized : kStringLostConnection));
 }
 
 }  // namespace kvmon

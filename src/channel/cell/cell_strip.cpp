@@ -28,7 +28,7 @@ constexpr std::pair<int, int> kAround[] = {{-1, -1}, {0, -1}, {1, -1}, {-1, 0},
                                            {1, 0},   {-1, 1}, {0, 1},  {1, 1}};
 
 constexpr std::uint32_t kStrStandsStill = 6815;
-constexpr std::uint32_t kStrNoPermission = 4009;
+constexpr std::uint32_t kStrMayNot = 4009;
 constexpr std::uint32_t kStrActive = 7309;
 constexpr std::uint32_t kStrLive = 7310;
 constexpr std::uint32_t kStrNoPicture = 7311;
@@ -142,7 +142,7 @@ void CVideoWnd::Describe() {
             words.append(QString::fromStdString(LoadString(kStrActive)));
         }
         if (!camera->IsCameraUsable()) {
-            words.append(QString::fromStdString(LoadString(kStrNoPermission)));
+            words.append(QString::fromStdString(LoadString(kStrMayNot)));
         } else if (!camera->IsStreamRunning()) {
             words.append(QString::fromStdString(LoadString(kStrNoPicture)));
         } else if (camera->Picture().GetStillSeconds() == 0) {

@@ -15,7 +15,7 @@ namespace kvmon {
 
 namespace {
 
-constexpr int kStatusOk = 200;
+constexpr int kInfoFound = 200;
 constexpr int kStatusGatewayTimeout = 504;
 constexpr std::uint32_t kStatusTimeout = 15000;  // the recorder may have to ask the camera
 constexpr std::uint32_t kBodyTimeout = 5000;
@@ -106,7 +106,7 @@ private:
             outcome.result = ResultOf<InfoResult>(*failed);
             return false;
         }
-        if (exchange.GetStatus() != kStatusOk) {
+        if (exchange.GetStatus() != kInfoFound) {
             outcome.result = InfoResult::BadStatus;
             outcome.status = exchange.GetStatus();
             return false;

@@ -30,7 +30,10 @@ void ChannelPicture::SetPixelRatio(double ratio) {
 }
 
 void ChannelPicture::SetRepaint(std::function<void()> repaint) {
-    auto call = std::make_shared<const std::function<void()>>(std::move(repaint));
+    PictureState::Repaint call;
+    if (repaint) {  // taking it away needs no memory: the end of a channel does so
+        call = std::make_shared<const std::function<void()>>(std::move(repaint));
+    }
     const std::lock_guard lock(m_impl->csState);
     m_impl->repaint.swap(call);
 }

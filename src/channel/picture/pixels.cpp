@@ -11,7 +11,7 @@ std::uint32_t* RowOf(const PixelImage& image, int y) {
 }
 
 // Each of the four bytes times factor / 255.
-std::uint32_t Scaled(std::uint32_t pixel, std::uint32_t factor) {
+std::uint32_t Dimmed(std::uint32_t pixel, std::uint32_t factor) {
     std::uint32_t low = (pixel & 0x00FF00FF) * factor;
     low = (low + ((low >> 8) & 0x00FF00FF) + 0x00800080) >> 8 & 0x00FF00FF;
     std::uint32_t high = (pixel >> 8 & 0x00FF00FF) * factor;
@@ -65,7 +65,7 @@ void BlendOver(const PixelImage& image, int x, int y, const PixelImage& sprite) 
         for (int column = left; column < right; ++column) {
             const std::uint32_t over = from[column - x];
             if (over != 0) {
-                to[column] = over + Scaled(to[column], 255 - (over >> 24));
+                to[column] = over + Dimmed(to[column], 255 - (over >> 24));
             }
         }
     }

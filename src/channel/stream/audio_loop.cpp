@@ -17,8 +17,8 @@ namespace kvmon {
 namespace {
 
 constexpr std::uint32_t kAudioTimeout = 3000;
-constexpr std::size_t kStatusLineSize = 2048;
-constexpr int kStatusOk = 200;
+constexpr std::size_t kSoundStatusLineSize = 2048;
+constexpr int kSoundStatusOk = 200;
 
 bool OpenAudio(const StreamSource& source, CHttpTran& tran) {
     TargetSettings settings;
@@ -36,7 +36,7 @@ bool OpenAudio(const StreamSource& source, CHttpTran& tran) {
     if (!tran.Send(request.data(), static_cast<std::size_t>(length), &dwTimeout)) {
         return false;
     }
-    std::array<char, kStatusLineSize> line;
+    std::array<char, kSoundStatusLineSize> line;
     std::size_t lineLength = line.size();
     dwTimeout = kAudioTimeout;
     if (!tran.ReadLine(line.data(), &lineLength, &dwTimeout)) {
@@ -44,7 +44,7 @@ bool OpenAudio(const StreamSource& source, CHttpTran& tran) {
     }
     HTTP_RESULT result;
     CHttpTran::ParseHttpHeader({line.data(), lineLength}, &result);
-    return result.nStatus == kStatusOk;
+    return result.nStatus == kSoundStatusOk;
 }
 
 }  // namespace

@@ -12,7 +12,7 @@ namespace {
 constexpr std::string_view kScheme = "digest";
 constexpr std::string_view kCount = "00000001";  // each challenge is answered once
 
-std::string Lowered(std::string_view text) {
+std::string LowerCase(std::string_view text) {
     std::string lowered(text);
     std::transform(lowered.begin(), lowered.end(), lowered.begin(),
                    [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
@@ -33,7 +33,7 @@ std::map<std::string, std::string> ReadParameters(std::string_view text) {
         if (equals == std::string_view::npos) {
             break;
         }
-        const std::string name = Lowered(Trimmed(text.substr(0, equals)));
+        const std::string name = LowerCase(Trimmed(text.substr(0, equals)));
         text = Trimmed(text.substr(equals + 1));
         std::string value;
         if (text.starts_with('"')) {
@@ -72,14 +72,14 @@ std::string Hash(std::initializer_list<std::string_view> parts) {
         text.append(part).append(":");
     }
     text.pop_back();
-    return Lowered(MD5String(text));
+    return LowerCase(MD5String(text));
 }
 
 // True if "auth" is among the words that the server takes.
 bool OffersAuth(std::string_view offer) {
     while (!offer.empty()) {
         const std::size_t comma = offer.find(',');
-        if (Lowered(Trimmed(offer.substr(0, comma))) == "auth") {
+        if (LowerCase(Trimmed(offer.substr(0, comma))) == "auth") {
             return true;
         }
         offer = comma == std::string_view::npos ? std::string_view() : offer.substr(comma + 1);
@@ -91,12 +91,12 @@ bool OffersAuth(std::string_view offer) {
 
 std::optional<std::string> AnswerDigestChallenge(std::string_view challenge, const DigestRequest& request) {
     challenge = Trimmed(challenge);
-    if (Lowered(challenge.substr(0, kScheme.size())) != kScheme ||
+    if (LowerCase(challenge.substr(0, kScheme.size())) != kScheme ||
         challenge.find_first_of(" \t", kScheme.size()) != kScheme.size()) {
         return std::nullopt;
     }
     auto told = ReadParameters(challenge.substr(kScheme.size()));
-    const std::string algorithm = Lowered(told["algorithm"]);
+    const std::string algorithm = LowerCase(told["algorithm"]);
     const std::string& nonce = told["nonce"];
     const std::string& realm = told["realm"];
     const bool bProtected = !told["qop"].empty();

@@ -14,12 +14,12 @@ namespace kvmon {
 namespace {
 
 constexpr std::uint32_t kVendorGeneric = 0;
-constexpr std::string_view kScheme = "http://";
+constexpr std::string_view kPlainScheme = "http://";
 
 // The path of a whole address, or of one that is told without its host.
 std::string PathOf(std::string_view url) {
-    if (url.starts_with(kScheme)) {
-        const std::size_t slash = url.find('/', kScheme.size());
+    if (url.starts_with(kPlainScheme)) {
+        const std::size_t slash = url.find('/', kPlainScheme.size());
         url = slash == std::string_view::npos ? std::string_view() : url.substr(slash);
     }
     std::string path = url.starts_with('/') ? "" : "/";

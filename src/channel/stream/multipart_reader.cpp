@@ -21,7 +21,7 @@ char Lower(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-std::string_view Trimmed(std::string_view text) {
+std::string_view WithoutBlanks(std::string_view text) {
     const std::size_t begin = text.find_first_not_of(" \t\r\n");
     return begin == std::string_view::npos ? std::string_view()
                                            : text.substr(begin, text.find_last_not_of(" \t\r\n") - begin + 1);
@@ -81,7 +81,7 @@ bool MultipartReader::ReadBoundary() {
         } else {
             boundary = boundary.substr(0, boundary.find(';'));
         }
-        boundary = Trimmed(boundary);
+        boundary = WithoutBlanks(boundary);
         if (boundary.size() <= kBoundaryLimit + kDashes.size()) {
             m_strBoundary = boundary;
         }
@@ -97,7 +97,7 @@ bool MultipartReader::ReadBoundaryLine() {
             return false;
         }
         if (!IsEmptyLine()) {
-            const std::string_view line = Trimmed(m_line);
+            const std::string_view line = WithoutBlanks(m_line);
             return EqualNoCase(line, m_strBoundary) ||
                    (line.starts_with(kDashes) && EqualNoCase(line.substr(kDashes.size()), m_strBoundary));
         }

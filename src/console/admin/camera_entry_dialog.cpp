@@ -31,7 +31,7 @@ constexpr std::uint32_t kLabelAddress = 6141;
 constexpr std::uint32_t kLabelUser = 6143;
 constexpr std::uint32_t kLabelPassword = 6144;
 constexpr std::uint32_t kStrStopped = 6158;
-constexpr int kPollMs = 300;
+constexpr int kTrialPollMs = 300;
 constexpr QSize kPictureSize{320, 180};
 
 std::string CameraPath(int channel) {
@@ -58,7 +58,7 @@ CameraEntryDialog::CameraEntryDialog(ApiCaller& api, CameraRow row, QString revi
     m_buttons = AddDialogButtons(*this);
     form->addRow(m_buttons);
     m_poll.setSingleShot(true);
-    m_poll.setInterval(kPollMs);
+    m_poll.setInterval(kTrialPollMs);
     connect(&m_poll, &QTimer::timeout, this, [this] {
         const std::uint32_t round = m_nRound;
         Ask("GET", "/tests/" + std::to_string(m_nTest), {}, [this, round](const ApiAnswer& answer) {

@@ -13,7 +13,7 @@ namespace {
 
 constexpr int kIconSide = 16;
 
-QString Line(const QJsonValue& value) {
+QString LineOf(const QJsonValue& value) {
     return QString::fromStdString(OutsideLine(value.toString().toStdString()));
 }
 
@@ -22,7 +22,7 @@ QString Line(const QJsonValue& value) {
 CameraRow ReadCameraRow(const QJsonObject& told) {
     CameraRow row;
     row.channel = told["channel"].toInt(-1);
-    row.name = Line(told["name"]);
+    row.name = LineOf(told["name"]);
     const QString state = told["state"].toString();
     row.state = state == QLatin1String("live")   ? CameraState::Live
                 : state == QLatin1String("idle") ? CameraState::Idle
@@ -30,12 +30,12 @@ CameraRow ReadCameraRow(const QJsonObject& told) {
                                                  : CameraState::None;
     row.trouble = QString::fromStdString(ToldWords(told, QStringLiteral("trouble")));
     row.isCamera = told["kind"].toString() == QLatin1String("camera");
-    row.address = Line(told["address"]);
-    row.user = Line(told["user"]);
+    row.address = LineOf(told["address"]);
+    row.user = LineOf(told["user"]);
     row.hasPassword = told["has_password"].toBool();
     row.overUdp = told["transport"].toString() == QLatin1String("udp");
-    row.certificate = Line(told["certificate"]);
-    if (const QString codec = Line(told["codec"]); !codec.isEmpty()) {
+    row.certificate = LineOf(told["certificate"]);
+    if (const QString codec = LineOf(told["codec"]); !codec.isEmpty()) {
         row.picture =
             QStringLiteral("%1, %2 x %3").arg(codec).arg(told["width"].toInt()).arg(told["height"].toInt());
     }

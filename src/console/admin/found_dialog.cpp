@@ -21,9 +21,9 @@ namespace kvmon {
 
 namespace {
 
-constexpr int kPollMs = 500;
+constexpr int kSearchPollMs = 500;
 constexpr int kMostFound = 256;
-constexpr int kWidestList = 640;  // that it insists on
+constexpr int kWidestFound = 640;  // that it insists on
 
 QString Line(const QJsonValue& value) {
     return QString::fromStdString(OutsideLine(value.toString().toStdString()));
@@ -47,7 +47,7 @@ FoundDialog::FoundDialog(ApiCaller& api, std::function<void(const CameraRow&, QW
     m_list->setAccessibleName(Text(kStrFoundTitle));
     m_list->setHeaderLabels({Text(kStrAddress), Text(kStrModel), Text(kStrName)});
     m_list->setRootIsDecorated(false);
-    m_list->setMinimumSize(std::min(70 * LetterWidth(*this), kWidestList), 9 * fontMetrics().height());
+    m_list->setMinimumSize(std::min(70 * LetterWidth(*this), kWidestFound), 9 * fontMetrics().height());
     connect(m_list, &QTreeWidget::itemActivated, this, [this] { AddSelected(); });
     connect(m_list, &QTreeWidget::itemSelectionChanged, this,
             [this] { m_addButton->setEnabled(Selected() >= 0); });
@@ -75,7 +75,7 @@ FoundDialog::FoundDialog(ApiCaller& api, std::function<void(const CameraRow&, QW
     layout->addWidget(m_message);
     layout->addLayout(buttons);
     m_poll.setSingleShot(true);
-    m_poll.setInterval(kPollMs);
+    m_poll.setInterval(kSearchPollMs);
     connect(&m_poll, &QTimer::timeout, this, [this] { Ask("GET"); });
     Search();
 }

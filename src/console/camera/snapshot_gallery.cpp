@@ -33,21 +33,21 @@ namespace kvmon {
 
 namespace {
 
-constexpr std::uint32_t kStrTitle = 7411;
+constexpr std::uint32_t kStrGallery = 7411;
 constexpr std::uint32_t kStrOpen = 7412;
-constexpr std::uint32_t kStrCopy = 7402;
+constexpr std::uint32_t kStrCopyPicture = 7402;
 constexpr std::uint32_t kStrShow = 7413;
-constexpr std::uint32_t kStrDelete = 7414;
+constexpr std::uint32_t kStrDeletePicture = 7414;
 constexpr std::uint32_t kStrEmpty = 7415;
 constexpr std::uint32_t kStrCount = 7416;
 constexpr std::uint32_t kStrReading = 7417;
 constexpr std::uint32_t kStrNoTrash = 7418;
 constexpr std::uint32_t kStrCopied = 7419;
-constexpr std::uint32_t kStrNotOpened = 7420;
-constexpr std::uint32_t kStrClose = 6408;
+constexpr std::uint32_t kStrPictureNotOpened = 7420;
+constexpr std::uint32_t kStrCloseGallery = 6408;
 constexpr int kPathRole = Qt::UserRole;
 constexpr int kBetween = 8;  // pictures
-constexpr Milliseconds kLastMoment{3000};
+constexpr Milliseconds kGalleryLastMoment{3000};
 
 // "Hall - Camera 1" of "Hall - Camera 1 2026-11-26-05-02-46.jpg": the time stands below it.
 QString TitleOf(const QString& path) {
@@ -80,9 +80,9 @@ SnapshotGallery::SnapshotGallery(const std::string& folder, Clock& clock, QWidge
       m_count(new QLabel(this)),
       m_message(MakeMessageLabel(this, 1)) {
     setObjectName(QStringLiteral("snapshotGallery"));
-    setWindowTitle(Text(kStrTitle));
+    setWindowTitle(Text(kStrGallery));
     m_list->setObjectName(QStringLiteral("snapshots"));
-    m_list->setAccessibleName(Text(kStrTitle));
+    m_list->setAccessibleName(Text(kStrGallery));
     m_list->setViewMode(QListView::IconMode);
     m_list->setIconSize(kThumbnailSize);
     const int text = 2 * m_list->fontMetrics().lineSpacing();
@@ -99,10 +99,10 @@ SnapshotGallery::SnapshotGallery(const std::string& folder, Clock& clock, QWidge
     m_count->setTextFormat(Qt::PlainText);
     m_message->setObjectName(QStringLiteral("message"));
     m_open = AddButton("open", kStrOpen, &SnapshotGallery::OpenSelected);
-    m_copy = AddButton("copy", kStrCopy, &SnapshotGallery::CopySelected);
+    m_copy = AddButton("copy", kStrCopyPicture, &SnapshotGallery::CopySelected);
     m_show = AddButton("show", kStrShow, &SnapshotGallery::ShowFolder);
-    m_delete = AddButton("delete", kStrDelete, &SnapshotGallery::DeleteSelected);
-    auto* const close = new QPushButton(Text(kStrClose), this);
+    m_delete = AddButton("delete", kStrDeletePicture, &SnapshotGallery::DeleteSelected);
+    auto* const close = new QPushButton(Text(kStrCloseGallery), this);
     close->setAutoDefault(false);
     connect(close, &QPushButton::clicked, this, &QDialog::reject);
     auto* const row = new QHBoxLayout;
@@ -212,14 +212,14 @@ void SnapshotGallery::OnThumbnail(const QString& path, const QImage& image) {
         return;
     }
     if (image.isNull()) {
-        item->setToolTip(Text(kStrNotOpened));
+        item->setToolTip(Text(kStrPictureNotOpened));
     } else {
         item->setIcon(QIcon(QPixmap::fromImage(image)));
     }
 }
 
 void SnapshotGallery::OnLoaded() {
-    m_reader.Wait(kLastMoment);  // this was the last thing it did
+    m_reader.Wait(kGalleryLastMoment);  // this was the last thing it did
     m_bLoaded = true;
     UpdateWords();
     if (m_bAgain) {
@@ -264,7 +264,7 @@ void SnapshotGallery::Run(const char* name, std::function<std::function<void()>(
         std::function<void()> then;
         TryStep(name, [&] { then = work(); });
         Tell(self, [then](SnapshotGallery& gallery) {
-            gallery.m_worker.Wait(kLastMoment);
+            gallery.m_worker.Wait(kGalleryLastMoment);
             if (then) {
                 then();
             }
@@ -283,7 +283,7 @@ void SnapshotGallery::OpenSelected() {
             m_leaves();
         }
         if (!QDesktopServices::openUrl(QUrl::fromLocalFile(path))) {
-            m_message->setText(Text(kStrNotOpened));
+            m_message->setText(Text(kStrPictureNotOpened));
         }
     }
 }
@@ -299,7 +299,7 @@ void SnapshotGallery::CopySelected() {
             if (!image.isNull()) {
                 QGuiApplication::clipboard()->setImage(image);
             }
-            m_message->setText(Text(image.isNull() ? kStrNotOpened : kStrCopied));
+            m_message->setText(Text(image.isNull() ? kStrPictureNotOpened : kStrCopied));
         };
     });
 }

@@ -43,7 +43,7 @@ std::string FolderOf(const SnapshotOrder& order) {
     return QFileInfo(QString::fromStdString(order.path)).path().toStdString();
 }
 
-std::string NameOf(const SnapshotOrder& order) {
+std::string FileNameOf(const SnapshotOrder& order) {
     return QFileInfo(QString::fromStdString(order.path)).fileName().toStdString();
 }
 
@@ -115,7 +115,7 @@ void SnapshotNews::TellSaved(const SnapshotOrder& order) {
     if (m_site.TakesPictures()) {
         links = LinksForPage(order);
     }
-    m_feedback.Say(FillPattern(LoadString(kStrSaved), {NameOf(order)}), std::move(links));
+    m_feedback.Say(FillPattern(LoadString(kStrSaved), {FileNameOf(order)}), std::move(links));
 }
 
 // The folder is the host's, and others' pictures may be in it: the page gets what its own user has just
@@ -129,7 +129,7 @@ std::vector<FeedbackLink> SnapshotNews::LinksForPage(const SnapshotOrder& order)
 // nothing.
 void SnapshotNews::Give(const SnapshotOrder& order, GivenPicture::Use use) {
     m_reader.Start("snapshot-page",
-                   [this, alive = std::weak_ptr(m_alive), path = order.path, name = NameOf(order), use] {
+                   [this, alive = std::weak_ptr(m_alive), path = order.path, name = FileNameOf(order), use] {
                        GivenPicture picture{use, name, {}};
                        TryStep("SnapshotNews::Give", [&] { picture.bytes = ReadPicture(path); });
                        QMetaObject::invokeMethod(

@@ -10,13 +10,13 @@ namespace {
 
 // From a thread: wParam its slot.
 constexpr std::uint32_t kMsgSnapshotDone = 11500;
-constexpr Milliseconds kLastMoment{3000};
+constexpr Milliseconds kWriterLastMoment{3000};
 
 }  // namespace
 
 SnapshotWriter::~SnapshotWriter() {
     for (Slot& slot : m_slots) {
-        slot.writer.Wait(kLastMoment);
+        slot.writer.Wait(kWriterLastMoment);
     }
 }
 
@@ -48,7 +48,7 @@ void SnapshotWriter::OnDone(std::size_t nSlot) {
     if (nSlot >= m_slots.size() || !m_slots[nSlot].job) {
         return;
     }
-    m_slots[nSlot].writer.Wait(kLastMoment);  // the message was the last thing it did
+    m_slots[nSlot].writer.Wait(kWriterLastMoment);  // the message was the last thing it did
     const auto job = std::move(m_slots[nSlot].job);
     m_slots[nSlot].job.reset();
     m_ended(job->order, job->failure);

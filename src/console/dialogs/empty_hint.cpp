@@ -7,7 +7,7 @@ namespace kvmon {
 
 namespace {
 
-constexpr int kMargin = 16;
+constexpr int kHintMargin = 16;
 
 }  // namespace
 
@@ -16,7 +16,7 @@ EmptyHint::EmptyHint(QAbstractScrollArea& list) : QLabel(list.viewport()), m_lis
     setTextFormat(Qt::PlainText);
     setAlignment(Qt::AlignCenter);
     setWordWrap(true);
-    setMargin(kMargin);
+    setMargin(kHintMargin);
     setAttribute(Qt::WA_TransparentForMouseEvents);
     list.viewport()->installEventFilter(this);
     hide();

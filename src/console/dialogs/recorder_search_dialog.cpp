@@ -22,23 +22,23 @@ namespace {
 
 constexpr std::uint32_t kMsgNews = 1100;
 constexpr int kListCharacters = 62;
-constexpr int kVisibleRows = 7;
+constexpr int kFoundRows = 7;
 constexpr int kMostNameCharacters = 34;
-constexpr int kProgressHeight = 6;
+constexpr int kSearchProgressHeight = 6;
 
-constexpr std::uint32_t kStrCancel = 6121;
+constexpr std::uint32_t kStrCancelSearch = 6121;
 constexpr std::uint32_t kStrName = 6130;
-constexpr std::uint32_t kStrAddress = 6131;
+constexpr std::uint32_t kStrFoundAddress = 6131;
 constexpr std::uint32_t kStrStopped = 7452;
 constexpr std::uint32_t kStrStop = 7453;
 constexpr std::uint32_t kStrAgain = 7532;
-constexpr std::uint32_t kStrTitle = 7612;
+constexpr std::uint32_t kStrSearchTitle = 7612;
 constexpr std::uint32_t kStrUse = 7613;
 constexpr std::uint32_t kStrLooking = 7614;
 constexpr std::uint32_t kStrFound = 7615;
 constexpr std::uint32_t kStrNothing = 7616;
 constexpr std::uint32_t kStrNoNetwork = 7617;
-constexpr std::uint32_t kStrPort = 7618;
+constexpr std::uint32_t kStrFoundPort = 7618;
 
 }  // namespace
 
@@ -76,17 +76,17 @@ RecorderSearchDialog::RecorderSearchDialog(const SearchPlace& place,
       m_choose(new QPushButton(Text(kStrUse), this)),
       m_again(new QPushButton(this)) {
     setObjectName(QStringLiteral("recorderSearch"));
-    setWindowTitle(Text(kStrTitle));
+    setWindowTitle(Text(kStrSearchTitle));
     MakeList();
     m_progress->setObjectName(QStringLiteral("progress"));
     m_progress->setAccessibleName(Text(kStrLooking));
     m_progress->setTextVisible(false);
-    m_progress->setFixedHeight(kProgressHeight);
+    m_progress->setFixedHeight(kSearchProgressHeight);
     QSizePolicy policy = m_progress->sizePolicy();
     policy.setRetainSizeWhenHidden(true);
     m_progress->setSizePolicy(policy);
     m_message->setObjectName(QStringLiteral("message"));
-    auto* const cancel = new QPushButton(Text(kStrCancel), this);
+    auto* const cancel = new QPushButton(Text(kStrCancelSearch), this);
     const std::pair<QPushButton*, const char*> buttons[] = {
         {m_choose, "choose"}, {m_again, "again"}, {cancel, "cancel"}};
     auto* const line = new QHBoxLayout;
@@ -119,11 +119,11 @@ RecorderSearchDialog::~RecorderSearchDialog() = default;
 
 void RecorderSearchDialog::MakeList() {
     m_list->setObjectName(QStringLiteral("recorders"));
-    m_list->setAccessibleName(Text(kStrTitle));
-    m_list->setHeaderLabels({Text(kStrName), Text(kStrAddress), Text(kStrPort)});
+    m_list->setAccessibleName(Text(kStrSearchTitle));
+    m_list->setHeaderLabels({Text(kStrName), Text(kStrFoundAddress), Text(kStrFoundPort)});
     m_list->setRootIsDecorated(false);
     m_list->setUniformRowHeights(true);
-    m_list->setMinimumSize(kListCharacters * LetterWidth(*this), (kVisibleRows + 2) * fontMetrics().height());
+    m_list->setMinimumSize(kListCharacters * LetterWidth(*this), (kFoundRows + 2) * fontMetrics().height());
     connect(m_list, &QTreeWidget::itemActivated, this, &RecorderSearchDialog::Choose);
     connect(m_list, &QTreeWidget::itemSelectionChanged, this,
             [this] { m_choose->setEnabled(Selected() >= 0); });

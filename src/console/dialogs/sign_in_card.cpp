@@ -24,7 +24,7 @@ namespace kvmon {
 
 namespace {
 
-constexpr std::uint32_t kStrTitle = 7000;
+constexpr std::uint32_t kStrCardTitle = 7000;
 constexpr std::uint32_t kStrConnecting = 6150;
 constexpr std::uint32_t kStrDemoStarts = 7204;
 constexpr std::uint32_t kStrNoDemo = 7205;
@@ -47,7 +47,7 @@ SignInCard::SignInCard(const SignInEntry& entry, SignInOffer offer,
       m_trial(std::make_unique<RecorderTrial>(
           trialTime, [this](const RecorderTestReport& report) { OnTried(report); })) {
     setObjectName(QStringLiteral("signIn"));
-    setAccessibleName(Text(kStrTitle));
+    setAccessibleName(Text(kStrCardTitle));
     setAutoFillBackground(true);
     setBackgroundRole(QPalette::Shadow);
 

@@ -17,7 +17,7 @@ namespace kvmon {
 
 namespace {
 
-constexpr std::uint32_t kStrTitle = 7304;
+constexpr std::uint32_t kStrUnlockTitle = 7304;
 constexpr std::uint32_t kStrPasswordOf = 7305;
 constexpr std::uint32_t kStrWrong = 7306;
 constexpr std::uint32_t kStrWait = 7600;
@@ -34,7 +34,7 @@ UnlockDialog::UnlockDialog(const std::string& user, Check isRight, std::function
       m_password(new QLineEdit(this)),
       m_wait(new QTimer(this)) {
     setObjectName(QStringLiteral("unlockDialog"));
-    setWindowTitle(Text(kStrTitle));
+    setWindowTitle(Text(kStrUnlockTitle));
     auto* const label =
         new QLabel(QString::fromStdString(FillPattern(LoadString(kStrPasswordOf), {user})), this);
     label->setTextFormat(Qt::PlainText);

@@ -15,7 +15,7 @@ namespace {
 
 constexpr int kIconsWidth = 84;
 constexpr int kChannelRole = Qt::UserRole;
-constexpr std::uint32_t kStrTitle = 7102;
+constexpr std::uint32_t kStrCameras = 7102;
 
 // Words for who does not see the signs.
 QString StateText(const CellState& state) {
@@ -43,7 +43,7 @@ QPixmap StatePicture(const CellState& state, double ratio, const StripColours& c
 
 CameraTree::CameraTree(QWidget* parent) : QTreeWidget(parent) {
     setObjectName(QStringLiteral("cameras"));
-    setAccessibleName(Text(kStrTitle));
+    setAccessibleName(Text(kStrCameras));
     setColumnCount(2);
     setHeaderHidden(true);
     setUniformRowHeights(true);

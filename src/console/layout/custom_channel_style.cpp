@@ -32,7 +32,7 @@ constexpr std::uint32_t kStoredOrder[] = {0, 1, 2, 6, 5, 3, 4};
 std::string Section(std::string_view key) {
     return std::string(key) + "\\CustomChannelStyle";
 }
-std::string ListName(const Grid& grid) {
+std::string GridListName(const Grid& grid) {
     return std::string(grid.name) + "ChList";
 }
 
@@ -78,7 +78,7 @@ void CCustomChannelStyle::SaveToReg(COrvoRegistry& registry, std::string_view ke
         CChannelArray array = m_arrays[style];  // asking for the page may move the active channel
         Trace("CCustomChannelStyle::SaveToReg: m_%sChArray.GetTotalCount()=%d...\n", grid.name,
               static_cast<int>(array.GetTotalCount()));
-        const std::string list = ListName(grid);
+        const std::string list = GridListName(grid);
         array.SaveOrder(registry, section, list);
         registry.WriteProfileInt(section, list + "Count", array.GetTotalCount());
         registry.WriteProfileInt(section, list + "CurPageIdx", array.GetCurPage());
@@ -90,11 +90,11 @@ void CCustomChannelStyle::LoadFromReg(const COrvoRegistry& registry, std::string
     const std::string section = Section(key);
     m_nStyle = registry.GetProfileInt(section, "Style", 0);
     for (const std::uint32_t style : kStoredOrder) {
-        m_arrays[style].LoadOrder(registry, section, ListName(kGrids[style]), false);
+        m_arrays[style].LoadOrder(registry, section, GridListName(kGrids[style]), false);
     }
     for (const std::uint32_t style : kStoredOrder) {
         m_arrays[style].SetCurPage(
-            registry.GetProfileInt(section, ListName(kGrids[style]) + "CurPageIdx", 0));
+            registry.GetProfileInt(section, GridListName(kGrids[style]) + "CurPageIdx", 0));
     }
     for (const std::uint32_t style : kStoredOrder) {
         m_arrays[style].SetCurAct(registry.GetProfileInt(section, kGrids[style].activeValue, 0));

@@ -15,7 +15,7 @@ PixelRect CentredIn(const PixelRect& view, int width, int height) {
                   height);
 }
 
-std::vector<PixelRect> Grid(const PixelRect& area, int rows, int columns) {
+std::vector<PixelRect> GridOf(const PixelRect& area, int rows, int columns) {
     std::vector<PixelRect> cells;
     if (rows * columns <= 1) {
         return cells;
@@ -88,19 +88,19 @@ PixelRect GetViewRect(const std::optional<PixelRect>& fullScreen, bool bMaxViewM
 std::vector<PixelRect> DivideArea(ViewStyle style, const PixelRect& area, int rows, int columns) {
     switch (style) {
         case VIEW_STYLE_4CH:
-            return Grid(area, 2, 2);
+            return GridOf(area, 2, 2);
         case VIEW_STYLE_6CH:
             return LargeWithBorder(area, 6);
         case VIEW_STYLE_8CH:
             return LargeWithBorder(area, 8);
         case VIEW_STYLE_9CH:
-            return Grid(area, 3, 3);
+            return GridOf(area, 3, 3);
         case VIEW_STYLE_10CH:
             return TwoLargeOverEight(area);
         case VIEW_STYLE_12CH:
-            return Grid(area, 3, 4);
+            return GridOf(area, 3, 4);
         case VIEW_STYLE_CUSTOM:
-            return Grid(area, rows, columns);
+            return GridOf(area, rows, columns);
         case VIEW_STYLE_SINGLE_1CH:
         case VIEW_STYLE_PIP:
             break;

@@ -18,7 +18,7 @@ namespace {
 constexpr std::uint32_t kTextWait = 1108;
 constexpr std::uint32_t kTextError = 4005;
 constexpr std::uint32_t kTextFailed = 4013;
-constexpr std::uint32_t kTextTitle = 6601;
+constexpr std::uint32_t kTextMapTitle = 6601;
 constexpr std::uint32_t kTimerEnding = 1;
 constexpr int kEndingMs = 50;
 constexpr QSize kWaitSize(320, 120);
@@ -32,7 +32,7 @@ CEMapDlg::CEMapDlg(QWidget* owner, const EMapSource& source, Clock& clock)
     setAttribute(Qt::WA_StyledBackground);
     setWindowModality(Qt::WindowModal);
     setObjectName(QStringLiteral("emapDialog"));
-    setWindowTitle(QString::fromStdString(LoadString(kTextTitle)));
+    setWindowTitle(QString::fromStdString(LoadString(kTextMapTitle)));
     SetControlId(kEMapDialog);
     m_picture->setObjectName(QStringLiteral("EMap Window"));
     m_picture->setTextFormat(Qt::PlainText);

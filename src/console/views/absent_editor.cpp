@@ -17,7 +17,7 @@ namespace kvmon {
 
 namespace {
 
-constexpr std::uint32_t kStrAbsent = 7715;
+constexpr std::uint32_t kStrWhatIsAbsent = 7715;
 constexpr std::uint32_t kStrTakeOut = 7716;
 constexpr std::uint32_t kStrTakeAllOut = 7717;
 constexpr std::uint32_t kStrAddress = 6131;
@@ -30,8 +30,8 @@ AbsentEditor::AbsentEditor(QWidget* parent, std::optional<std::vector<ViewCamera
     : QWidget(parent),
       m_there(std::move(there)),
       m_onTakenOut(std::move(onTakenOut)),
-      m_list(MakeViewsTree(this, "absent", kStrAbsent, kStrAddress, kRows)) {
-    m_list->setAccessibleName(Text(kStrAbsent));
+      m_list(MakeViewsTree(this, "absent", kStrWhatIsAbsent, kStrAddress, kRows)) {
+    m_list->setAccessibleName(Text(kStrWhatIsAbsent));
     m_list->installEventFilter(this);
     m_one = AddButton("takeOut", kStrTakeOut, &AbsentEditor::TakeOutOne);
     m_all = AddButton("takeAllOut", kStrTakeAllOut, &AbsentEditor::TakeOutAll);

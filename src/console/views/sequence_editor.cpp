@@ -17,9 +17,9 @@ namespace kvmon {
 
 namespace {
 
-constexpr std::uint32_t kStrSequence = 7109;
+constexpr std::uint32_t kStrEditedSequence = 7109;
 constexpr std::uint32_t kStrSeconds = 7118;
-constexpr std::uint32_t kStrView = 7119;
+constexpr std::uint32_t kStrStepView = 7119;
 constexpr std::uint32_t kStrAdd = 6135;
 constexpr std::uint32_t kStrRemove = 6137;
 constexpr int kStepRows = 4;
@@ -46,12 +46,12 @@ QTreeWidget* MakeViewsTree(QWidget* parent, const char* name, std::uint32_t firs
 SequenceEditor::SequenceEditor(QWidget* parent, std::function<void()> onCountChanged)
     : QWidget(parent),
       m_onCountChanged(std::move(onCountChanged)),
-      m_list(MakeViewsTree(this, "steps", kStrView, kStrSeconds, kStepRows)),
+      m_list(MakeViewsTree(this, "steps", kStrStepView, kStrSeconds, kStepRows)),
       m_view(new QComboBox(this)),
       m_seconds(new QSpinBox(this)) {
-    m_list->setAccessibleName(Text(kStrSequence));
+    m_list->setAccessibleName(Text(kStrEditedSequence));
     m_view->setObjectName(QStringLiteral("stepView"));
-    m_view->setAccessibleName(Text(kStrView));
+    m_view->setAccessibleName(Text(kStrStepView));
     m_seconds->setObjectName(QStringLiteral("stepSeconds"));
     m_seconds->setAccessibleName(Text(kStrSeconds));
     m_seconds->setRange(kMinStepSeconds, kMaxStepSeconds);

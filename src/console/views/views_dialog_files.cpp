@@ -21,7 +21,7 @@ constexpr std::uint32_t kStrNoViews = 7112;
 constexpr std::uint32_t kStrNewer = 7113;
 constexpr std::uint32_t kStrNotRead = 7114;
 constexpr std::uint32_t kStrNotWritten = 7115;
-constexpr std::uint32_t kStrTooMany = 7116;
+constexpr std::uint32_t kStrTooManyInFile = 7116;
 constexpr std::uint32_t kStrWriting = 7450;
 constexpr std::uint32_t kStrReading = 7451;
 constexpr std::uint32_t kStrStopped = 7452;
@@ -106,7 +106,7 @@ void ViewsDialog::OnRead(const std::optional<QByteArray>& text) {
                (parsed.views.empty() && parsed.fault == ViewFileFault::None)) {
         Tell(kStrNoViews);
     } else if (parsed.fault == ViewFileFault::TooMany || !AddViews(m_views, std::move(parsed.views))) {
-        Tell(kStrTooMany, std::to_string(kMaxViews));
+        Tell(kStrTooManyInFile, std::to_string(kMaxViews));
     } else {
         Tell(0);
         Fill(first);

@@ -9,6 +9,9 @@
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QHBoxLayout>
 #include <QtWidgets/QLabel>
+#include <algorithm>
+#include <string>
+#include <utility>
 
 #include "console/dialogs/dialog_parts.h"
 #include "console/dialogs/link_button.h"
@@ -35,8 +38,9 @@ constexpr int kHeight = 44;
 constexpr int kEdge = 3;  // of the panel, that the pointer touches
 constexpr int kSlideMs = 160;
 constexpr int kStayMs = 1500;
+constexpr int kLeastName = 12;  // letters' widths that a name keeps
 
-constexpr std::uint32_t kStrViews = 7100;
+constexpr std::uint32_t kStrBarViews = 7100;
 constexpr std::uint32_t kStrNextPage = 6231;
 constexpr std::uint32_t kStrPreviousPage = 6232;
 constexpr std::uint32_t kStrLeave = 7307;
@@ -56,7 +60,7 @@ public:
         layout->setContentsMargins(16, 6, 16, 6);
         layout->setSpacing(18);
         m_styles = Add("barStyles", Text(kStrArrangement), [this] { m_owner.OpenStyles(*m_styles); });
-        m_views = Add("barViews", Text(kStrViews), [this] { m_owner.OpenViews(*m_views); });
+        m_views = Add("barViews", Text(kStrBarViews), [this] { m_owner.OpenViews(*m_views); });
         m_previous = Add("barPrevious", QStringLiteral("\u25C0"),
                          [this] { m_owner.m_commands.Run(kKeyPreviousPage); });
         m_previous->setAccessibleName(Text(kStrPreviousPage));
@@ -65,10 +69,12 @@ public:
         m_next->setAccessibleName(Text(kStrNextPage));
         layout->addStretch(1);
         m_clock = AddLabel("barClock");
-        Add("barLeave", Text(kStrLeave), [this] {
+        m_leave = Add("barLeave", Text(kStrLeave), [this] {
             QMetaObject::invokeMethod(
                 this, [this] { m_owner.m_commands.Run(kKeyLeave); }, Qt::QueuedConnection);
         });
+        m_leave->setAccessibleName(Text(kStrLeave));
+        m_leave->setToolTip(Text(kStrLeave));
         m_slide.setDuration(kSlideMs);
         connect(&m_slide, &QPropertyAnimation::finished, this, [this] { setVisible(m_bIn); });
         hide();
@@ -110,18 +116,40 @@ public:
                                       static_cast<QWidget*>(m_next)}) {
             widget->setVisible(bPages);
         }
-        if (bPages && view.CheckedStyle() == VIEW_STYLE_SINGLE_1CH) {
-            m_page->setText(pages.currentText());
-        } else if (bPages) {
-            m_page->setText(QString::fromStdString(
-                FillPattern(LoadString(kStrPage),
-                            {std::to_string(pages.currentIndex() + 1), std::to_string(pages.count())})));
-        }
+        const bool bCamera = view.CheckedStyle() == VIEW_STYLE_SINGLE_1CH;
+        const std::string at = std::to_string(pages.currentIndex() + 1);
+        const std::string all = std::to_string(pages.count());
+        const QString page = bCamera ? pages.currentText()
+                                     : QString::fromStdString(FillPattern(LoadString(kStrPage), {at, all}));
+        m_page->setText(page);
         const std::string& shown =
             m_owner.m_views.Sequence().empty() ? m_owner.m_views.Current() : m_owner.m_views.Sequence();
-        m_views->setText(shown.empty() ? Text(kStrViews)
-                                       : Text(kStrViews) + ": " + QString::fromStdString(shown));
+        const QString name =
+            shown.empty() ? Text(kStrBarViews) : Text(kStrBarViews) + ": " + QString::fromStdString(shown);
+        m_views->setText(name);
         m_clock->setText(QLocale::system().toString(QTime::currentTime(), QLocale::ShortFormat));
+        m_clock->show();
+        m_leave->setText(Text(kStrLeave));
+
+        // What a narrow display has no place for: long names first, what else tells the time, words that
+        // signs can say.
+        Shorten(*m_views, name);
+        if (bPages && bCamera) {
+            Shorten(*m_page, page);
+        }
+        if (Excess() > 0) {
+            m_clock->hide();
+        }
+        if (Excess() > 0 && !bCamera) {
+            m_page->setText(QString::fromStdString(at + "/" + all));
+        }
+        if (Excess() > 0) {
+            m_leave->setText(QStringLiteral("\u2715"));
+        }
+        for (auto [widget, whole] : {std::pair<QWidget*, QString>(m_views, name), {m_page, page}}) {
+            widget->setAccessibleName(whole);
+            widget->setToolTip(whole);
+        }
     }
 
 protected:
@@ -175,6 +203,19 @@ private:
         layout()->addWidget(label);
         return label;
     }
+    int Excess() const {
+        layout()->invalidate();
+        return layout()->sizeHint().width() - width();
+    }
+    template <typename Widget>
+    void Shorten(Widget& widget, const QString& whole) {
+        const QFontMetrics metrics = widget.fontMetrics();
+        if (const int excess = Excess(); excess > 0) {
+            const int least = kLeastName * metrics.averageCharWidth();
+            widget.setText(metrics.elidedText(whole, Qt::ElideRight,
+                                              std::max(metrics.horizontalAdvance(whole) - excess, least)));
+        }
+    }
     void OnPointer(const QPoint& place) {
         const bool bHere = parentWidget()->rect().contains(place);
         m_bPointer = bHere && place.y() < (m_bIn ? kHeight : kEdge);
@@ -195,6 +236,7 @@ private:
     LinkButton* m_next = nullptr;
     QLabel* m_page = nullptr;
     QLabel* m_clock = nullptr;
+    LinkButton* m_leave = nullptr;
     bool m_bIn = false;
     bool m_bPointer = false;
 };

@@ -55,9 +55,9 @@ private:
 };
 
 // A pane over a whole cell, which lets the mouse through.
-class Pane final : public QWidget {
+class DragPane final : public QWidget {
 public:
-    Pane(const char* name, const QColor& fill, const QColor& frame, QWidget& cell)
+    DragPane(const char* name, const QColor& fill, const QColor& frame, QWidget& cell)
         : QWidget(&cell), m_fill(fill), m_frame(frame) {
         setObjectName(QLatin1String(name));
         setAttribute(Qt::WA_TransparentForMouseEvents);
@@ -111,7 +111,7 @@ void CellDrag::Begin(int channel, const QPoint& screen) {
     m_ghost = new Ghost(*cell, m_desk.HostOf(*cell));
     m_ghost->move(screen + kGhostPlace);
     m_ghost->show();
-    m_veil = new Pane("dragVeil", QColor(0, 0, 0, kVeilFill), {}, *cell);
+    m_veil = new DragPane("dragVeil", QColor(0, 0, 0, kVeilFill), {}, *cell);
     QApplication::setOverrideCursor(Qt::ForbiddenCursor);
     qApp->installEventFilter(this);
     Move(channel, screen);
@@ -135,7 +135,7 @@ void CellDrag::MarkTarget(CVideoWnd* target) {
     QApplication::changeOverrideCursor(target != nullptr ? Qt::ClosedHandCursor : Qt::ForbiddenCursor);
     if (target != nullptr) {
         const QColor colour(ColoursOf(*target).focus);
-        m_mark = new Pane("dropMark", Faint(colour, kMarkFill), colour, *target);
+        m_mark = new DragPane("dropMark", Faint(colour, kMarkFill), colour, *target);
     }
 }
 

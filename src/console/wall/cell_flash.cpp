@@ -13,9 +13,9 @@ namespace {
 constexpr int kFlashMs = 140;
 constexpr QColor kFlash(255, 255, 255, 150);
 
-class Pane final : public QWidget {
+class FlashPane final : public QWidget {
 public:
-    explicit Pane(QWidget& cell) : QWidget(&cell) {
+    explicit FlashPane(QWidget& cell) : QWidget(&cell) {
         setObjectName(QStringLiteral("flash"));
         setAttribute(Qt::WA_TransparentForMouseEvents);
         setGeometry(cell.rect());
@@ -31,7 +31,7 @@ protected:
 
 void CellFlash::Start(QWidget& cell) {
     End();
-    m_pane = new Pane(cell);
+    m_pane = new FlashPane(cell);
     m_timers.SetTimer(kTimerFlash, kFlashMs);
 }
 

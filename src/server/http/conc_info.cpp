@@ -13,7 +13,7 @@ namespace kvmon {
 
 namespace {
 
-constexpr std::uint32_t kLineMs = 30000;
+constexpr std::uint32_t kConcLineMs = 30000;
 constexpr int kPauseRounds = 10;
 constexpr Milliseconds kPauseRound{100};
 
@@ -24,7 +24,7 @@ std::optional<std::string> DisplayValue(std::string_view line, std::string_view 
 
 ConcInfoError ReadStatusLine(QueryContext& query, DocumentReader& reader) {
     int status = 0;
-    reader.budget = kLineMs;
+    reader.budget = kConcLineMs;
     if (!reader.ReadStatus(&status)) {
         query.NoteFailure(LinkFault::TimedOut);
         return ConcInfoError::StatusLine;
@@ -48,7 +48,7 @@ ConcInfoError ReadStatusLine(QueryContext& query, DocumentReader& reader) {
     }
 }
 
-ConcInfoError OpenDocument(QueryContext& query, DocumentReader& reader, const ConnectInfo& connect) {
+ConcInfoError OpenConcInfo(QueryContext& query, DocumentReader& reader, const ConnectInfo& connect) {
     const std::string request = FormatText(
         "GET %s/get_init_info.cgi HTTP/1.0\r\nUser-Agent: Monitor\r\nHost: %s\r\n"
         "Connection: Keep-Alive\r\nAuthorization: Basic %s\r\n\r\n",
@@ -75,7 +75,7 @@ ConcInfoError OpenDocument(QueryContext& query, DocumentReader& reader, const Co
 ConcInfoError ReadIdentity(QueryContext& query, DocumentReader& reader, CNvrStatus& status) {
     // Some recorders send header lines before the name, some none.
     constexpr std::string_view kNameKey = "server name=";
-    if (!reader.ReadLine(kLineMs)) {
+    if (!reader.ReadLine(kConcLineMs)) {
         return ConcInfoError::ServerName;
     }
     auto name = DisplayValue(reader.Line(), kNameKey);
@@ -94,7 +94,7 @@ ConcInfoError ReadIdentity(QueryContext& query, DocumentReader& reader, CNvrStat
     const int index = query.GetIdx();
     Trace("CKelvaraInfo::GetNvrVsConcInfo: m_nIdx=%d, m_strServerName=%s\n", index, name->c_str());
 
-    if (!reader.ReadLine(kLineMs)) {
+    if (!reader.ReadLine(kConcLineMs)) {
         return ConcInfoError::VersionRead;
     }
     const auto version = DisplayValue(reader.Line(), "version=");
@@ -104,7 +104,7 @@ ConcInfoError ReadIdentity(QueryContext& query, DocumentReader& reader, CNvrStat
     status.strServerVersion = *version;
     Trace("CKelvaraInfo::GetNvrVsConcInfo: m_nIdx=%d, strServerVersion = %s\n", index, version->c_str());
 
-    if (!reader.ReadLine(kLineMs)) {
+    if (!reader.ReadLine(kConcLineMs)) {
         return ConcInfoError::BuildRead;
     }
     const auto build = DisplayValue(reader.Line(), "build=");
@@ -117,7 +117,7 @@ ConcInfoError ReadIdentity(QueryContext& query, DocumentReader& reader, CNvrStat
 }
 
 ConcInfoError ReadCount(QueryContext& query, DocumentReader& reader, std::int32_t* pnChannelNumber) {
-    if (!reader.ReadLine(kLineMs)) {
+    if (!reader.ReadLine(kConcLineMs)) {
         return ConcInfoError::ChannelNumberRead;
     }
     const auto number = ValueOfLine(reader.Line(), "channel number=");
@@ -127,7 +127,7 @@ ConcInfoError ReadCount(QueryContext& query, DocumentReader& reader, std::int32_
     *pnChannelNumber = WireInt(*number);
     Trace("CKelvaraInfo::GetNvrVsConcInfo: m_nIdx=%d, nChannelNumber = %d\n", query.GetIdx(),
           *pnChannelNumber);
-    if (!reader.ReadLine(kLineMs)) {
+    if (!reader.ReadLine(kConcLineMs)) {
         return ConcInfoError::StartMarkerRead;
     }
     return reader.Holds(kRecordsBegin) ? ConcInfoError::None : ConcInfoError::StartMarker;
@@ -155,7 +155,7 @@ void StoreRecord(const ChannelAddressLine& address, const ChannelAccountLine& ac
 }
 
 bool ReadScrambled(DocumentReader& reader, std::span<char> decoded) {
-    return reader.ReadLine(kLineMs) && !reader.Holds(kRecordsEnd) &&
+    return reader.ReadLine(kConcLineMs) && !reader.Holds(kRecordsEnd) &&
            DecodeHexLine(reader.Line(), decoded) == 0;
 }
 
@@ -182,7 +182,7 @@ ConcInfoError ReadConcInfo(QueryContext& query, CNvrStatus& status) {
     const ConnectInfo connect = query.GetConnectInfo();
     DocumentReader reader(query);
     std::int32_t channelNumber = 0;
-    ConcInfoError error = OpenDocument(query, reader, connect);
+    ConcInfoError error = OpenConcInfo(query, reader, connect);
     if (error != ConcInfoError::None) {
         return error;
     }

@@ -12,7 +12,7 @@ namespace kvmon {
 
 namespace {
 
-constexpr std::uint32_t kHeaderLineMs = 3000;
+constexpr std::uint32_t kDiskLineMs = 3000;
 constexpr std::uint32_t kNameMs = 1000;
 // Then the others are not waited for: with many channels that takes minutes.
 constexpr int kMostMissing = 3;
@@ -25,7 +25,7 @@ void NoteIfGood(QueryContext& query, LinkFault fault, int nStatus = 0) {
     }
 }
 
-DiskInfoError OpenDocument(QueryContext& query, DocumentReader& reader, int* pnStatus) {
+DiskInfoError OpenDiskInfo(QueryContext& query, DocumentReader& reader, int* pnStatus) {
     const ConnectInfo connect = query.GetConnectInfo();
     const std::string request = FormatText(
         "GET %s/z_status.cgi?user=%s HTTP/1.0\r\nUser-Agent: Monitor\r\nHost: %s\r\n"
@@ -55,7 +55,7 @@ DiskInfoError OpenDocument(QueryContext& query, DocumentReader& reader, int* pnS
 // Goes to the first line behind the blank ones. If the reads end before, Line() is what came last.
 void FindDiskLine(DocumentReader& reader) {
     bool blankSeen = false;
-    while (!reader.ReadTooMuch() && reader.ReadLine(kHeaderLineMs)) {
+    while (!reader.ReadTooMuch() && reader.ReadLine(kDiskLineMs)) {
         const bool blank = IsBlankLine(reader.Line());
         if (blankSeen && !blank) {
             return;
@@ -85,7 +85,7 @@ void ReadNames(const QueryContext& query, DocumentReader& reader, CNvrStatus& st
 DiskInfoError ReadDiskInfo(QueryContext& query, CNvrStatus& status) {
     DocumentReader reader(query);
     int http = 0;
-    if (const DiskInfoError error = OpenDocument(query, reader, &http); error != DiskInfoError::None) {
+    if (const DiskInfoError error = OpenDiskInfo(query, reader, &http); error != DiskInfoError::None) {
         return error;
     }
     FindDiskLine(reader);

@@ -11,7 +11,7 @@ namespace kvmon {
 
 namespace {
 
-constexpr std::uint32_t kStepMs = 13000;
+constexpr std::uint32_t kExtStepMs = 13000;
 constexpr std::uint32_t kChannelLineMs = 30000;
 constexpr std::uint32_t kEndMs = 3000;
 constexpr std::string_view kChannelNumber = "channel number=";
@@ -19,7 +19,7 @@ constexpr std::size_t kLinesColumn = 17;
 // There are seven keys.
 constexpr std::int32_t kMaxLines = 256;
 
-ExtInfoError OpenDocument(QueryContext& query, DocumentReader& reader) {
+ExtInfoError OpenExtInfo(QueryContext& query, DocumentReader& reader) {
     const ConnectInfo connect = query.GetConnectInfo();
     const std::string request = FormatText(
         "GET %s/get_ext_info.cgi HTTP/1.0\r\nUser-Agent: Monitor\r\nHost: %s\r\n"
@@ -31,7 +31,7 @@ ExtInfoError OpenDocument(QueryContext& query, DocumentReader& reader) {
     if (!reader.Create()) {
         return ExtInfoError::Create;
     }
-    reader.budget = kStepMs;
+    reader.budget = kExtStepMs;
     if (!reader.Connect(connect)) {
         return ExtInfoError::Connect;
     }
@@ -59,7 +59,7 @@ ExtInfoError ReadPreface(QueryContext& query, DocumentReader& reader, std::int32
             return ExtInfoError::None;
         }
     }
-    if (!reader.ReadLine(kStepMs)) {
+    if (!reader.ReadLine(kExtStepMs)) {
         return ExtInfoError::SecondLine;
     }
     const std::string_view line = reader.Line();
@@ -93,7 +93,7 @@ ExtInfoError ReadChannel(DocumentReader& reader, std::int32_t nLines, CVideoSett
 ExtInfoError ReadExtInfo(QueryContext& query, CNvrStatus& status, bool* pbHeaderFailed) {
     DocumentReader reader(query);
     std::int32_t nLines = 0;
-    ExtInfoError error = OpenDocument(query, reader);
+    ExtInfoError error = OpenExtInfo(query, reader);
     if (error == ExtInfoError::None) {
         error = ReadPreface(query, reader, &nLines, pbHeaderFailed);
     }

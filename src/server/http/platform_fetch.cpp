@@ -10,7 +10,7 @@ namespace kvmon {
 
 namespace {
 
-constexpr PlatformRequest::Limits kLimits = {15000, 120000, kMaxResourceBytes};
+constexpr PlatformRequest::Limits kResourceLimits = {15000, 120000, kMaxResourceBytes};
 constexpr long kStallSeconds = 30;
 constexpr long kMaxRedirects = 5;
 
@@ -18,7 +18,7 @@ constexpr long kMaxRedirects = 5;
 
 bool FetchByPlatform(std::vector<std::uint8_t>& data, const std::string& url, const std::string& contentType,
                      const std::string& user, const std::string& password, const FlagWord* abortFlag) {
-    PlatformRequest request(url, "Content-type: " + contentType, kLimits, abortFlag);
+    PlatformRequest request(url, "Content-type: " + contentType, kResourceLimits, abortFlag);
     if (!request.IsMade()) {
         return false;
     }

@@ -13,11 +13,11 @@ namespace kvmon {
 namespace {
 
 constexpr std::uint32_t kReceiveTimeoutMs = 5000;
-constexpr int kRoundMs = 250;
+constexpr int kFetchRoundMs = 250;
 constexpr std::uint64_t kConnectLimitMs = 15000;
 constexpr std::uint64_t kFetchLimitMs = 120000;
 constexpr std::size_t kHeadBytes = 8192;
-constexpr std::size_t kMaxRequest = 8191;
+constexpr std::size_t kLongestRequest = 8191;
 constexpr std::size_t kMaxCredentials = 255;
 constexpr std::string_view kHeadEnd = "\r\n\r\n";
 
@@ -53,7 +53,7 @@ bool ConnectSocket(Socket& socket, const SplitUrl& url, const Deadline& deadline
     std::uint32_t error = 0;
     auto ready = code == 0 ? Socket::Ready::Yes : Socket::Ready::No;
     while (ready == Socket::Ready::No && !late()) {
-        ready = socket.Poll(true, kRoundMs, error);
+        ready = socket.Poll(true, kFetchRoundMs, error);
     }
     return ready == Socket::Ready::Yes && socket.PendingError() == 0 && socket.SetBlocking(true) == 0;
 }
@@ -85,8 +85,9 @@ bool SendAll(Socket& socket, std::string_view text) {
 // for the receive time-out.
 std::size_t ReceiveSome(Socket& socket, char* buffer, std::size_t length, const Deadline& deadline) {
     std::uint32_t error = 0;
-    for (std::uint32_t waited = 0; waited < kReceiveTimeoutMs && !deadline.Passed(); waited += kRoundMs) {
-        const auto ready = socket.Poll(false, kRoundMs, error);
+    for (std::uint32_t waited = 0; waited < kReceiveTimeoutMs && !deadline.Passed();
+         waited += kFetchRoundMs) {
+        const auto ready = socket.Poll(false, kFetchRoundMs, error);
         if (ready == Socket::Ready::Error) {
             return 0;
         }
@@ -126,7 +127,7 @@ bool FetchBySocket(Socket& socket, std::vector<std::uint8_t>& data, const SplitU
                    const FlagWord* abortFlag) {
     const std::string request = MakeRequest(url, contentType, user, password);
     const Deadline deadline(abortFlag);
-    if (Utf16Length(request) > kMaxRequest || !ConnectSocket(socket, url, deadline) ||
+    if (Utf16Length(request) > kLongestRequest || !ConnectSocket(socket, url, deadline) ||
         !SendAll(socket, request)) {
         return false;
     }

@@ -39,7 +39,7 @@ struct WordsRow {
     PageWords which;
     std::uint32_t text;
 };
-constexpr WordsRow kWords[] = {
+constexpr WordsRow kWordRows[] = {
     {PageWords::Broken, 6751}, {PageWords::NotReached, 6752}, {PageWords::Label, 6950}};
 // Sound that the page does not take in time is dropped: it would be heard too late.
 constexpr int kMostSoundBlocks = 16;
@@ -314,7 +314,7 @@ void WebSession::Tell(PageWords which, const std::string& text) {
 
 // In the console's language.
 void WebSession::TellWords() {
-    for (const WordsRow& row : kWords) {
+    for (const WordsRow& row : kWordRows) {
         Tell(row.which, LoadString(row.text));
     }
 }

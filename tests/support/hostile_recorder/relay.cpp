@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t kMostFlood = 8 << 20;
 constexpr std::size_t kMostRecord = 16 << 20;
-constexpr int kRoundMs = 50;
+constexpr int kRelayRoundMs = 50;
 constexpr int kLongestDripMs = 20'000;
 constexpr int kStallsMs[] = {500, 2'000, 10'000, 120'000};
 
@@ -137,12 +137,12 @@ void Relay::Tell(const Told& told) {
             m_client.Stall(kStallsMs[told.bytes.size() % std::size(kStallsMs)]);
             break;
         case Ending::Drip:
-            for (int ms = 0; ms < kLongestDripMs && !m_ending && m_mood.Is(kAll); ms += kRoundMs) {
-                const auto at = static_cast<std::size_t>(ms / kRoundMs);
+            for (int ms = 0; ms < kLongestDripMs && !m_ending && m_mood.Is(kAll); ms += kRelayRoundMs) {
+                const auto at = static_cast<std::size_t>(ms / kRelayRoundMs);
                 if (at >= told.rest.size() || !m_client.Send(told.rest.substr(at, 1))) {
                     break;
                 }
-                m_client.Stall(kRoundMs);
+                m_client.Stall(kRelayRoundMs);
             }
             break;
         case Ending::Flood:
@@ -260,7 +260,7 @@ void Relay::ServeNotify(const std::string& head, Dice dice) {
             said = "2\n";
             continue;
         }
-        const auto part = recorder.Take(kRoundMs);
+        const auto part = recorder.Take(kRelayRoundMs);
         if (!part || !m_client.Take(0)) {
             return;
         }
@@ -280,7 +280,7 @@ void Relay::ServeTalk(const std::string& head, Dice dice) {
     bool bGoesOn = recorder.Send(head);
     std::size_t left = Lies(kCutsDocuments, dice) ? dice.Below(20'000) : static_cast<std::size_t>(-1);
     while (bGoesOn) {
-        const auto said = m_client.Take(kRoundMs);
+        const auto said = m_client.Take(kRelayRoundMs);
         const auto heard = recorder.Take(0);
         bGoesOn = said && heard && recorder.Send(*said) && m_client.Send(*heard);
         if (bGoesOn && said->size() >= left) {
@@ -303,7 +303,7 @@ void Relay::ServeCamera() {
     std::size_t parts = dice.Below(40);
     const std::uint64_t turn = m_mood.Turn();
     for (;;) {
-        auto part = camera.Take(kRoundMs);
+        auto part = camera.Take(kRelayRoundMs);
         if (!part || m_client.HasLeft() || (m_mood.Turn() != turn && (bLies || m_mood.Is(kSpoilsStreams)))) {
             return;
         }
