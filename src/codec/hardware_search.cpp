@@ -16,10 +16,10 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kMeasureFor{100};
-constexpr int kRounds = 20;
+constexpr int kMeasuredRounds = 20;
 
-constexpr char kAuto[] = "auto";
-constexpr char kOff[] = "off";
+constexpr char kAnyDevice[] = "auto";
+constexpr char kNoDevice[] = "off";
 
 }  // namespace
 
@@ -34,7 +34,7 @@ struct HardwareSearch::Found {
 };
 
 std::vector<std::string> HardwareChoices() {
-    std::vector<std::string> choices = {kAuto, kOff};
+    std::vector<std::string> choices = {kAnyDevice, kNoDevice};
     const auto names = LibavDeviceNames();
     choices.insert(choices.end(), names.begin(), names.end());
     return choices;
@@ -44,7 +44,7 @@ double MeasureDecoder(VideoDecoder& decoder) {
     const auto film = SpeedFilm();
     const auto end = SteadyClock::now() + kMeasureFor;
     double best = -1;
-    for (int round = 0; round < kRounds && (round == 0 || SteadyClock::now() < end); ++round) {
+    for (int round = 0; round < kMeasuredRounds && (round == 0 || SteadyClock::now() < end); ++round) {
         if (decoder.Init({kStreamTypeH264, 0, 0, 1}) != kDecodeOk) {
             return -1;
         }
@@ -86,8 +86,8 @@ bool IsFaster(const std::shared_ptr<HardwareDevice>& device) {
     return bFaster;
 }
 
-std::shared_ptr<HardwareDevice> Search(const std::string& choice, const HardwareSearch::Open& open) {
-    if (choice != kAuto) {
+std::shared_ptr<HardwareDevice> SearchDevice(const std::string& choice, const HardwareSearch::Open& open) {
+    if (choice != kAnyDevice) {
         auto device = open(choice);
         Diagnose(device ? "hardware decoding: %s decodes\n"
                         : "hardware decoding: %s is not there, software decodes\n",
@@ -106,10 +106,10 @@ std::shared_ptr<HardwareDevice> Search(const std::string& choice, const Hardware
 }  // namespace
 
 HardwareSearch::HardwareSearch(const std::string& choice, Open open)
-    : m_found(std::make_shared<Found>()), m_bOn(choice != kOff) {
+    : m_found(std::make_shared<Found>()), m_bOn(choice != kNoDevice) {
     if (m_bOn) {
         m_worker.Start("hardware", [found = m_found, choice, open = std::move(open)] {
-            found->Set(Search(choice, open));
+            found->Set(SearchDevice(choice, open));
         });
     }
 }

@@ -13,24 +13,24 @@ namespace kvmon {
 
 namespace {
 
-constexpr std::array<const char*, 3> kNames = {"vaapi", "cuda", "vdpau"};
-constexpr std::int64_t kMaxPixels = 22'000'000;
+constexpr std::array<const char*, 3> kDeviceNames = {"vaapi", "cuda", "vdpau"};
+constexpr std::int64_t kMaxDevicePixels = 22'000'000;
 
-struct ContextEnd {
+struct DeviceContextEnd {
     void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
 };
-struct PacketEnd {
+struct DevicePacketEnd {
     void operator()(AVPacket* packet) const { av_packet_free(&packet); }
 };
-struct FrameEnd {
+struct DeviceFrameEnd {
     void operator()(AVFrame* frame) const { av_frame_free(&frame); }
 };
-struct BufferEnd {
+struct DeviceEnd {
     void operator()(AVBufferRef* buffer) const { av_buffer_unref(&buffer); }
 };
-using DeviceRef = std::unique_ptr<AVBufferRef, BufferEnd>;
+using DeviceRef = std::unique_ptr<AVBufferRef, DeviceEnd>;
 
-const AVCodec* CodecOf(int streamType) {
+const AVCodec* CodecOnDevice(int streamType) {
     return streamType == kStreamTypeH264   ? avcodec_find_decoder(AV_CODEC_ID_H264)
            : streamType == kStreamTypeH265 ? avcodec_find_decoder(AV_CODEC_ID_HEVC)
                                            : nullptr;
@@ -73,7 +73,7 @@ public:
         m_context->get_format = ChooseFormat;
         m_context->width = params.width;
         m_context->height = params.height;
-        m_context->max_pixels = kMaxPixels;
+        m_context->max_pixels = kMaxDevicePixels;
         m_context->flags |= AV_CODEC_FLAG_LOW_DELAY;
         m_context->flags2 |= AV_CODEC_FLAG2_SHOW_ALL;
         m_context->thread_count = 1;
@@ -109,9 +109,9 @@ public:
 
 private:
     AVPixelFormat m_format = AV_PIX_FMT_NONE;
-    std::unique_ptr<AVPacket, PacketEnd> m_packet;
-    std::unique_ptr<AVCodecContext, ContextEnd> m_context;
-    std::unique_ptr<AVFrame, FrameEnd> m_picture;
+    std::unique_ptr<AVPacket, DevicePacketEnd> m_packet;
+    std::unique_ptr<AVCodecContext, DeviceContextEnd> m_context;
+    std::unique_ptr<AVFrame, DeviceFrameEnd> m_picture;
 };
 
 class LibavDevice final : public HardwareDevice {
@@ -121,7 +121,7 @@ public:
 
     std::string Name() const override { return m_name; }
     std::unique_ptr<HardwareSession> Open(const VideoDecoderParams& params) override {
-        const AVCodec* const codec = CodecOf(params.streamType);
+        const AVCodec* const codec = CodecOnDevice(params.streamType);
         const AVPixelFormat format = codec != nullptr ? FormatOn(*codec, m_type) : AV_PIX_FMT_NONE;
         auto session = std::make_unique<LibavSession>();
         if (format == AV_PIX_FMT_NONE || !session->Open(*codec, format, *m_device, params)) {
@@ -139,7 +139,7 @@ private:
 }  // namespace
 
 std::span<const char* const> LibavDeviceNames() {
-    return kNames;
+    return kDeviceNames;
 }
 
 std::shared_ptr<HardwareDevice> OpenLibavDevice(const std::string& name) {

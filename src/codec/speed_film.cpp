@@ -8,7 +8,7 @@ namespace kvmon {
 namespace {
 
 // The last unit's end is padded, too.
-constexpr std::uint8_t kBytes[] = {
+constexpr std::uint8_t kFilmBytes[] = {
     0,   0,   1,   103, 100, 0,   30,  172, 180, 5,   1,   237, 8,   0,   0,   3,   0,   8,   0,   0,   3,
     1,   144, 120, 177, 117, 0,   0,   0,   1,   104, 239, 60,  176, 0,   0,   1,   101, 136, 132, 13,  127,
     244, 60,  222, 189, 52,  236, 130, 15,  36,  63,  205, 107, 243, 93,  32,  158, 213, 203, 99,  221, 197,
@@ -693,7 +693,7 @@ constexpr std::uint8_t kBytes[] = {
     0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,
     0,   0,   0,   0,   0,   0,   0,   0,   0,
 };
-constexpr std::array<std::size_t, 10> kSizes = {
+constexpr std::array<std::size_t, 10> kFilmSizes = {
     1278, 184, 2833, 521, 2779, 349, 2492, 456, 1982, 1393,
 };
 
@@ -702,8 +702,8 @@ constexpr std::array<std::size_t, 10> kSizes = {
 std::vector<std::span<const std::uint8_t>> SpeedFilm() {
     std::vector<std::span<const std::uint8_t>> units;
     std::size_t at = 0;
-    for (const std::size_t size : kSizes) {
-        units.push_back(std::span(kBytes).subspan(at, size));
+    for (const std::size_t size : kFilmSizes) {
+        units.push_back(std::span(kFilmBytes).subspan(at, size));
         at += size;
     }
     return units;

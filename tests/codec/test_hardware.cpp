@@ -20,10 +20,10 @@ using Step = HardwareSession::Step;
 
 namespace {
 
-constexpr int kWidth = 178;  // no whole blocks
-constexpr int kHeight = 98;
+constexpr int kFilmWidth = 178;  // no whole blocks
+constexpr int kFilmHeight = 98;
 
-enum class Call { Open, Send, Receive, ReadBack, Silent, None };
+enum class DeviceCall { Open, Send, Receive, ReadBack, Silent, None };
 
 // Decodes in software and hands out frames as they are read back from devices: colours interleaved, ten
 // bits in the upper ones of sixteen. The call that is chosen succeeds a number of times, then never.
@@ -37,7 +37,7 @@ struct StandIn final : HardwareDevice, std::enable_shared_from_this<StandIn> {
         ~Session() override { --device->open; }
 
         bool Send(std::span<const std::uint8_t> unit) override {
-            if (device->Fails(Call::Send)) {
+            if (device->Fails(DeviceCall::Send)) {
                 return false;
             }
             if (device->bInstant) {
@@ -48,16 +48,16 @@ struct StandIn final : HardwareDevice, std::enable_shared_from_this<StandIn> {
             return status == kDecodeOk || status == kDecodeNeedMoreData;
         }
         Step Receive() override {
-            if (device->Fails(Call::Receive)) {
+            if (device->Fails(DeviceCall::Receive)) {
                 return Step::Failed;
             }
             if (device->bInstant) {
                 return std::exchange(bWaiting, false) ? Step::Picture : Step::None;
             }
-            return picture.IsEmpty() || device->Fails(Call::Silent) ? Step::None : Step::Picture;
+            return picture.IsEmpty() || device->Fails(DeviceCall::Silent) ? Step::None : Step::Picture;
         }
         bool ReadBack(AVFrame& out) override {
-            if (device->Fails(Call::ReadBack)) {
+            if (device->Fails(DeviceCall::ReadBack)) {
                 return false;
             }
             if (device->bInstant) {
@@ -108,14 +108,14 @@ struct StandIn final : HardwareDevice, std::enable_shared_from_this<StandIn> {
 
     std::string Name() const override { return "stand-in"; }
     std::unique_ptr<HardwareSession> Open(const VideoDecoderParams& params) override {
-        if (Fails(Call::Open) || open == places) {
+        if (Fails(DeviceCall::Open) || open == places) {
             return nullptr;
         }
         return std::make_unique<Session>(shared_from_this(), params);
     }
-    bool Fails(Call call) { return call == failing && successes-- <= 0; }
+    bool Fails(DeviceCall call) { return call == failing && successes-- <= 0; }
 
-    Call failing = Call::None;
+    DeviceCall failing = DeviceCall::None;
     int successes = 0;
     int places = 1000;
     int open = 0;
@@ -123,19 +123,19 @@ struct StandIn final : HardwareDevice, std::enable_shared_from_this<StandIn> {
     bool bInstant = false;  // small grey pictures, for nothing
 };
 
-struct Film {
+struct HardwareFilm {
     Coding coding;
     int streamType;
     std::vector<std::vector<std::uint8_t>> units;  // padded
 };
 
-Film MakeFilm(Coding coding, int frames = 12, int keyInterval = 4, int reordered = 0) {
+HardwareFilm MakeHardwareFilm(Coding coding, int frames = 12, int keyInterval = 4, int reordered = 0) {
     kvtest::CodingOptions options;
     options.frames = frames;
     options.keyInterval = keyInterval;
     options.reordered = reordered;
-    Film film{coding, coding == Coding::H264 ? kStreamTypeH264 : kStreamTypeH265, {}};
-    for (auto& unit : kvtest::EncodeMovingPictures(coding, kWidth, kHeight, options)) {
+    HardwareFilm film{coding, coding == Coding::H264 ? kStreamTypeH264 : kStreamTypeH265, {}};
+    for (auto& unit : kvtest::EncodeMovingPictures(coding, kFilmWidth, kFilmHeight, options)) {
         film.units.push_back(std::move(unit.bytes));
         film.units.back().resize(film.units.back().size() + kInputPadding);
     }
@@ -143,15 +143,15 @@ Film MakeFilm(Coding coding, int frames = 12, int keyInterval = 4, int reordered
 }
 
 // What each unit gave: its status, and its samples if it gave a picture.
-struct Shown {
+struct UnitShown {
     int status = kDecodeOk;
     std::vector<std::uint8_t> samples;
-    friend bool operator==(const Shown&, const Shown&) = default;
+    friend bool operator==(const UnitShown&, const UnitShown&) = default;
 };
 
-Shown Decode(VideoDecoder& decoder, const std::vector<std::uint8_t>& padded) {
+UnitShown DecodePadded(VideoDecoder& decoder, const std::vector<std::uint8_t>& padded) {
     DecodedPicture picture;
-    Shown shown;
+    UnitShown shown;
     shown.status = decoder.GetFrame(std::span(padded).first(padded.size() - kInputPadding), picture);
     const PictureView view = picture.View();
     for (int plane = 0; plane < 3 && !view.IsEmpty(); ++plane) {
@@ -164,12 +164,13 @@ Shown Decode(VideoDecoder& decoder, const std::vector<std::uint8_t>& padded) {
     return shown;
 }
 
-std::vector<Shown> Play(VideoDecoder& decoder, const Film& film, bool bSizeTold = true) {
-    const VideoDecoderParams params{film.streamType, bSizeTold ? kWidth : 0, bSizeTold ? kHeight : 0, 1};
+std::vector<UnitShown> PlayFilm(VideoDecoder& decoder, const HardwareFilm& film, bool bSizeTold = true) {
+    const VideoDecoderParams params{film.streamType, bSizeTold ? kFilmWidth : 0, bSizeTold ? kFilmHeight : 0,
+                                    1};
     EXPECT_EQ(decoder.Init(params), kDecodeOk);
-    std::vector<Shown> shown;
+    std::vector<UnitShown> shown;
     for (const auto& unit : film.units) {
-        shown.push_back(Decode(decoder, unit));
+        shown.push_back(DecodePadded(decoder, unit));
     }
     return shown;
 }
@@ -178,13 +179,13 @@ HardwareSource Always(std::shared_ptr<HardwareDevice> device) {
     return [device = std::move(device)] { return device; };
 }
 
-std::string g_told;
-struct ToldLines {
-    ToldLines() {
-        g_told.clear();
-        SetDiagnosticSink([](const char* text) { g_told += text; });
+std::string g_hardwareTold;
+struct HardwareLines {
+    HardwareLines() {
+        g_hardwareTold.clear();
+        SetDiagnosticSink([](const char* text) { g_hardwareTold += text; });
     }
-    ~ToldLines() { SetDiagnosticSink(nullptr); }
+    ~HardwareLines() { SetDiagnosticSink(nullptr); }
 };
 
 class Hardware : public testing::TestWithParam<Coding> {};
@@ -193,10 +194,10 @@ INSTANTIATE_TEST_SUITE_P(Codes, Hardware, testing::Values(Coding::H264, Coding::
 
 TEST_P(Hardware, EachPictureIsThatOfSoftware) {
     for (const bool bSizeTold : {true, false}) {  // the stand-in gives the latter in ten bits
-        const Film film = MakeFilm(GetParam());
+        const HardwareFilm film = MakeHardwareFilm(GetParam());
         const auto device = std::make_shared<StandIn>();
-        EXPECT_EQ(Play(*CreateHardwareDecoder(Always(device)), film, bSizeTold),
-                  Play(*CreateVideoDecoder(), film, bSizeTold));
+        EXPECT_EQ(PlayFilm(*CreateHardwareDecoder(Always(device)), film, bSizeTold),
+                  PlayFilm(*CreateVideoDecoder(), film, bSizeTold));
         EXPECT_EQ(device->pictures, 12);
         EXPECT_EQ(device->open, 0);
     }
@@ -204,40 +205,41 @@ TEST_P(Hardware, EachPictureIsThatOfSoftware) {
 
 // Wherever it fails, no picture is missing and none is another.
 TEST_P(Hardware, FailureOfAnyCallAtAnyTimeLosesNoPicture) {
-    const Film film = MakeFilm(GetParam());
-    const auto expected = Play(*CreateVideoDecoder(), film);
-    for (const Call call : {Call::Open, Call::Send, Call::Receive, Call::ReadBack}) {
+    const HardwareFilm film = MakeHardwareFilm(GetParam());
+    const auto expected = PlayFilm(*CreateVideoDecoder(), film);
+    for (const DeviceCall call :
+         {DeviceCall::Open, DeviceCall::Send, DeviceCall::Receive, DeviceCall::ReadBack}) {
         for (int successes = 0; successes < 12; ++successes) {
             const auto device = std::make_shared<StandIn>();
             device->failing = call;
             device->successes = successes;
-            const ToldLines lines;
-            EXPECT_EQ(Play(*CreateHardwareDecoder(Always(device)), film), expected)
+            const HardwareLines lines;
+            EXPECT_EQ(PlayFilm(*CreateHardwareDecoder(Always(device)), film), expected)
                 << static_cast<int>(call) << " " << successes;
-            EXPECT_EQ(g_told.empty(), call == Call::Open && successes > 0);
+            EXPECT_EQ(g_hardwareTold.empty(), call == DeviceCall::Open && successes > 0);
         }
     }
 }
 
 TEST_P(Hardware, DeviceThatFallsSilentIsLeft) {
-    const Film film = MakeFilm(GetParam(), 60, 10);
-    const auto expected = Play(*CreateVideoDecoder(), film);
+    const HardwareFilm film = MakeHardwareFilm(GetParam(), 60, 10);
+    const auto expected = PlayFilm(*CreateVideoDecoder(), film);
     const auto device = std::make_shared<StandIn>();
-    device->failing = Call::Silent;
+    device->failing = DeviceCall::Silent;
     device->successes = 5;
-    const auto shown = Play(*CreateHardwareDecoder(Always(device)), film);
+    const auto shown = PlayFilm(*CreateHardwareDecoder(Always(device)), film);
     EXPECT_TRUE(std::equal(shown.begin() + 30, shown.end(), expected.begin() + 30));
     EXPECT_EQ(shown[10].status, kDecodeNeedMoreData);
 }
 
 // More than is kept: nothing broken is shown, and the next key picture is there.
 TEST_P(Hardware, GroupTooLargeToKeepIsWaitedOut) {
-    const Film film = MakeFilm(GetParam(), 330, 320);
-    const auto expected = Play(*CreateVideoDecoder(), film);
+    const HardwareFilm film = MakeHardwareFilm(GetParam(), 330, 320);
+    const auto expected = PlayFilm(*CreateVideoDecoder(), film);
     const auto device = std::make_shared<StandIn>();
-    device->failing = Call::Send;
+    device->failing = DeviceCall::Send;
     device->successes = 310;
-    const auto shown = Play(*CreateHardwareDecoder(Always(device)), film);
+    const auto shown = PlayFilm(*CreateHardwareDecoder(Always(device)), film);
     for (std::size_t i = 0; i < shown.size(); ++i) {
         if (i >= 310 && i < 320) {
             EXPECT_EQ(shown[i].status, kDecodeNeedMoreData) << i;
@@ -248,23 +250,23 @@ TEST_P(Hardware, GroupTooLargeToKeepIsWaitedOut) {
 }
 
 TEST_P(Hardware, BadUnitIsNoFaultOfTheDevice) {
-    Film film = MakeFilm(GetParam());
+    HardwareFilm film = MakeHardwareFilm(GetParam());
     film.units[5] = std::vector<std::uint8_t>(40 + kInputPadding, 0x5a);
-    const auto expected = Play(*CreateVideoDecoder(), film);
+    const auto expected = PlayFilm(*CreateVideoDecoder(), film);
     const auto device = std::make_shared<StandIn>();
-    EXPECT_EQ(Play(*CreateHardwareDecoder(Always(device)), film), expected);
+    EXPECT_EQ(PlayFilm(*CreateHardwareDecoder(Always(device)), film), expected);
     EXPECT_EQ(device->pictures, 9) << "five before, and the last group of four";
 }
 
 TEST_P(Hardware, DecodersBeyondTheDevicesPlacesAreSoftware) {
-    const Film film = MakeFilm(GetParam(), 3, 3);
-    const auto expected = Play(*CreateVideoDecoder(), film);
+    const HardwareFilm film = MakeHardwareFilm(GetParam(), 3, 3);
+    const auto expected = PlayFilm(*CreateVideoDecoder(), film);
     const auto device = std::make_shared<StandIn>();
     device->places = 16;
     std::vector<std::unique_ptr<VideoDecoder>> decoders;
     for (int i = 0; i < 84; ++i) {
         decoders.push_back(CreateHardwareDecoder(Always(device)));
-        EXPECT_EQ(Play(*decoders.back(), film), expected) << i;
+        EXPECT_EQ(PlayFilm(*decoders.back(), film), expected) << i;
     }
     EXPECT_EQ(device->open, 16);
     EXPECT_EQ(device->pictures, 16 * 3);
@@ -274,24 +276,25 @@ TEST_P(Hardware, DecodersBeyondTheDevicesPlacesAreSoftware) {
 
 // Found while pictures already come: taken at a key picture.
 TEST_P(Hardware, DeviceFoundLateIsTakenAtAKeyPicture) {
-    const Film film = MakeFilm(GetParam());
+    const HardwareFilm film = MakeHardwareFilm(GetParam());
     const auto device = std::make_shared<StandIn>();
     int asked = 0;
     const auto decoder = CreateHardwareDecoder(
         [&]() -> std::shared_ptr<HardwareDevice> { return ++asked > 1 ? device : nullptr; });
-    EXPECT_EQ(Play(*decoder, film), Play(*CreateVideoDecoder(), film));
+    EXPECT_EQ(PlayFilm(*decoder, film), PlayFilm(*CreateVideoDecoder(), film));
     EXPECT_EQ(asked, 2);
     EXPECT_EQ(device->pictures, 8);
 }
 
 TEST(HardwareSearch, AutoTakesOnlyWhatDecodesFasterThanSoftware) {
     struct Case {
-        Call failing;
+        DeviceCall failing;
         bool bInstant;
     };
     // Else the stand-in's decoding is software's, and what it adds comes on top.
-    for (const Case& each : {Case{Call::None, true}, Case{Call::None, false}, Case{Call::ReadBack, true}}) {
-        const ToldLines lines;
+    for (const Case& each :
+         {Case{DeviceCall::None, true}, Case{DeviceCall::None, false}, Case{DeviceCall::ReadBack, true}}) {
+        const HardwareLines lines;
         HardwareSearch search("auto", [&each](const std::string&) {
             auto device = std::make_shared<StandIn>();
             device->failing = each.failing;
@@ -299,14 +302,15 @@ TEST(HardwareSearch, AutoTakesOnlyWhatDecodesFasterThanSoftware) {
             return device;
         });
         ASSERT_TRUE(search.Wait(Milliseconds(60000)));
-        const bool bTaken = each.bInstant && each.failing == Call::None;
-        EXPECT_EQ(search.Source()() != nullptr, bTaken) << g_told;
-        EXPECT_EQ(g_told.find("no device is faster than software") == std::string::npos, bTaken) << g_told;
+        const bool bTaken = each.bInstant && each.failing == DeviceCall::None;
+        EXPECT_EQ(search.Source()() != nullptr, bTaken) << g_hardwareTold;
+        EXPECT_EQ(g_hardwareTold.find("no device is faster than software") == std::string::npos, bTaken)
+            << g_hardwareTold;
     }
 }
 
 TEST(HardwareSearch, NamedDeviceIsTakenAndOffAsksNothing) {
-    const ToldLines lines;
+    const HardwareLines lines;
     HardwareSearch named("vaapi", [](const std::string&) { return std::make_shared<StandIn>(); });
     ASSERT_TRUE(named.Wait(Milliseconds(60000)));
     EXPECT_TRUE(named.IsOn() && named.Source()() != nullptr);
@@ -314,7 +318,8 @@ TEST(HardwareSearch, NamedDeviceIsTakenAndOffAsksNothing) {
     EXPECT_FALSE(off.IsOn() || off.Source()() != nullptr);
     HardwareSearch missing("vdpau", OpenLibavDevice);  // has no display to open here
     ASSERT_TRUE(missing.Wait(Milliseconds(60000)));
-    EXPECT_EQ(g_told.find("vdpau decodes") == std::string::npos, missing.Source()() == nullptr) << g_told;
+    EXPECT_EQ(g_hardwareTold.find("vdpau decodes") == std::string::npos, missing.Source()() == nullptr)
+        << g_hardwareTold;
 }
 
 }  // namespace
