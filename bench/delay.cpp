@@ -163,26 +163,6 @@ void Measure(const kvbench::Programs& programs, const WallKind& wall, int second
     std::fflush(stdout);
 }
 
-// The most that there is: two displays in full screen. Both show that all their pictures move.
-void MeasureTwoDisplays(const kvbench::Programs& programs, const std::string& folder) {
-    WallKind wall = kWalls[std::size(kWalls) - 1];
-    wall.channels = 2 * wall.Cells();
-    const kvbench::NumberedFilm film(wall, folder);
-    Display display(folder);
-    display.Split();
-    const LiveWall live(programs, wall, film.File(), folder, display);
-    std::this_thread::sleep_for(kSettle);
-    for (const std::uint32_t key : {'f', 'd'}) {
-        display.PressKey(key);
-        std::this_thread::sleep_for(kSettle);
-    }
-    kvbench::FindPictures(display, wall.channels);
-    const kvbench::Holding holding = kvbench::Look(live.Monitor());
-    std::printf("%d x %dx%d on two displays: %.1f MB, %d threads, %.1f CPU ms a second for a cell\n",
-                wall.channels, wall.width, wall.height, holding.megabytes, holding.threads,
-                CostOf(live.Monitor(), wall.channels));
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -209,7 +189,6 @@ int main(int argc, char** argv) {
         for (const WallKind& wall : kWalls) {
             Measure(programs, wall, seconds, folder);
         }
-        MeasureTwoDisplays(programs, folder);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "bench_delay: %s\n", error.what());
         status = 1;

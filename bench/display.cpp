@@ -4,7 +4,6 @@
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <xcb/randr.h>
 #include <xcb/xcb.h>
 #include <xcb/xtest.h>
 
@@ -61,23 +60,6 @@ Display::~Display() {
     xcb_disconnect(m_connection);
     ::kill(m_process, SIGTERM);
     ::waitpid(m_process, nullptr, 0);
-}
-
-void Display::Split() {
-    for (const char* const name : {"left", "right"}) {
-        const std::unique_ptr<xcb_intern_atom_reply_t, Freed> atom(xcb_intern_atom_reply(
-            m_connection,
-            xcb_intern_atom(m_connection, 0, static_cast<std::uint16_t>(std::strlen(name)), name), nullptr));
-        const bool bLeft = *name == 'l';
-        xcb_randr_monitor_info_t monitor{};
-        monitor.name = atom != nullptr ? atom->atom : xcb_atom_t{XCB_ATOM_NONE};
-        monitor.primary = bLeft;
-        monitor.x = bLeft ? 0 : kWidth / 2;
-        monitor.width = kWidth / 2;
-        monitor.height = kHeight;
-        xcb_randr_set_monitor(m_connection, m_root, &monitor);
-    }
-    xcb_flush(m_connection);
 }
 
 std::vector<std::uint32_t> Display::WindowsThatShow() const {

@@ -31,8 +31,6 @@ public:
 
     // "DISPLAY=:7"
     std::string Variable() const { return "DISPLAY=" + m_name; }
-    // Two monitors, each half as wide. For programs that start later.
-    void Split();
     // Takes every window away, or brings those back that were, as a window manager minimises and restores.
     void SetHidden(bool bHidden);
     // A black window over everything, for as long as it is wanted.

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <fstream>
 
+#include "codec/hardware_search.h"
 #include "host/exit_status.h"
 #include "host/known_options.h"
 #include "host/near_name.h"
@@ -180,6 +181,15 @@ std::string TakeDisplayViews(const std::vector<std::string>& given, AppOptions& 
     return {};
 }
 
+std::string HardwareProblem(const std::string& name) {
+    const std::vector<std::string> names = HardwareChoices();
+    if (std::find(names.begin(), names.end(), name) != names.end()) {
+        return {};
+    }
+    const std::string meant = kvhost::NearName(name, names);
+    return "--hwdec: no such device: " + name + (meant.empty() ? "" : "; did you mean " + meant + "?");
+}
+
 std::optional<LookChoice> LookNamed(const std::string& name) {
     return name == "desktop"    ? std::optional(LookChoice::Desktop)
            : name == "dark"     ? std::optional(LookChoice::Dark)
@@ -229,6 +239,11 @@ void AddProgramOptions(CLI::App& app, AppOptions& options, Given& given) {
         ->type_name("NUMBER")
         ->check(CLI::Range(1, 16))
         ->capture_default_str();
+    app.add_option("--hwdec", options.hardware,
+                   "decode H.264 and H.265 on a device: off, vaapi, cuda, vdpau, or auto for the first that "
+                   "is faster than this computer's processor")
+        ->type_name("NAME")
+        ->capture_default_str();
     app.add_option("--view", options.view, "name of the view or sequence of views to open")
         ->type_name("NAME");
     app.add_option("--look", given.look, "desktop (what the desktop prefers), dark, light or contrast")
@@ -273,7 +288,7 @@ void AddWebOptions(CLI::App& app, AppOptions& options, Given& given) {
         ->needs(serve);
     for (const char* const option :
          {"--picture", "--keep", "--view", "--search-from", "--check-connection", "--full-screen",
-          "--display", "--lock", "--all-displays", "--display-view"}) {
+          "--display", "--lock", "--all-displays", "--display-view", "--hwdec"}) {
         serve->excludes(kvhost::OptionNamed(app, option));
     }
 }
@@ -327,6 +342,9 @@ ParsedCommandLine ParseCommandLine(const std::vector<std::string>& args, std::is
     if (!given.searchFrom.empty() &&
         !ParseServeAddress(given.searchFrom, options.searchFrom, options.searchPort)) {
         return Wrong("--search-from: not an address and a port: " + given.searchFrom);
+    }
+    if (const std::string problem = HardwareProblem(options.hardware); !problem.empty()) {
+        return Wrong(problem);
     }
     options.look = LookNamed(given.look);
     if (app.count(kLanguage) > 0) {

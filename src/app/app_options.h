@@ -40,6 +40,7 @@ struct AppOptions {
     std::string picture;  // file to save the window's picture to; empty for none
     double pictureAfterSeconds = 5;
     int decoderThreads = 1;
+    std::string hardware = "off";  // auto, off or a device's name
     std::string searchFrom;        // where recorders are looked for; empty: on all networks
     std::uint16_t searchPort = 0;  // 0: the usual one
     bool serve = false;            // the web host instead of a window

@@ -19,6 +19,9 @@
 #include "app/termination.h"
 #include "app/web_host.h"
 #include "channel/base/channel_globals.h"
+#include "channel/camera/default_factories.h"
+#include "codec/hardware_search.h"
+#include "codec/libav_device.h"
 #include "console/settings/console_options.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
@@ -136,7 +139,15 @@ int Run(int argc, char** argv) {
     }
     Globals().decoderThreads = parsed.options->decoderThreads;
     PrepareProcess();
-    return EndProcess(RunDesktop(*parsed.options, argv[0]));
+    int status = 0;
+    {
+        const HardwareSearch hardware(parsed.options->hardware, OpenLibavDevice);
+        if (hardware.IsOn()) {
+            Factories().videoDecoder = [source = hardware.Source()] { return CreateHardwareDecoder(source); };
+        }
+        status = RunDesktop(*parsed.options, argv[0]);
+    }
+    return EndProcess(status);
 }
 
 }  // namespace kvmon

@@ -52,6 +52,9 @@ TEST(AppOptions, TakesThemAll) {
     EXPECT_THAT(Parse({"--keep"}).options->given, IsEmpty());
     EXPECT_TRUE(Parse({"--keep"}).options->keep);
     EXPECT_EQ(Parse({"--decoder-threads", "4"}).options->decoderThreads, 4);
+    EXPECT_EQ(Parse({}).options->hardware, "off");
+    EXPECT_EQ(Parse({"--hwdec", "vaapi"}).options->hardware, "vaapi");
+    EXPECT_THAT(Parse({"--hwdec", "vapi"}).text, HasSubstr("no such device: vapi; did you mean vaapi?"));
     EXPECT_FALSE(Parse({}).options->look);
     EXPECT_EQ(Parse({"--look", "light"}).options->look, LookChoice::Light);
     EXPECT_EQ(Parse({"--look", "contrast"}).options->look, LookChoice::HighContrast);
@@ -88,6 +91,8 @@ TEST(AppOptions, WrongOnesGiveOneLineAndStatusTwo) {
         {"--display", "2", "--display-view", "2=A"},
         {"--serve", "1", "--all-displays"},
         {"--decoder-threads", "0"},
+        {"--hwdec", "gpu"},
+        {"--serve", "1", "--hwdec", "auto"},
         {"--serve", "127.0.0.1:0", "--picture", "p"},
         {"--web-origin", "http://a"},
         {"--serve", "1", "--web-token-file", "/nonexistent/file"},

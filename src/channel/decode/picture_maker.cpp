@@ -15,6 +15,8 @@ constexpr int kFailed = -1;
 
 class VideoMaker final : public PictureMaker {
 public:
+    explicit VideoMaker(std::unique_ptr<VideoDecoder> decoder) : m_decoder(std::move(decoder)) {}
+
     int Decode(std::span<const std::uint8_t> payload, CVideoBmpFrame& picture) override {
         const int status = m_decoder->GetFrame(payload, m_decoded);
         if (status != kDecodeOk) {
@@ -55,7 +57,7 @@ protected:
     }
 
 private:
-    const std::unique_ptr<VideoDecoder> m_decoder = CreateVideoDecoder();
+    const std::unique_ptr<VideoDecoder> m_decoder;
     DecodedPicture m_decoded;
 };
 
@@ -210,9 +212,9 @@ void PictureMaker::ExpectBitmapInfo(const BITMAPINFOHEADER& bmpInfo) {
     m_bInfoExpected = true;
 }
 
-std::unique_ptr<PictureMaker> MakeVideoMaker(const ChannelFactories& /*factories*/, const GiveUp& /*giveUp*/,
+std::unique_ptr<PictureMaker> MakeVideoMaker(const ChannelFactories& factories, const GiveUp& /*giveUp*/,
                                              const std::shared_ptr<FrameShare>& /*share*/) {
-    return std::make_unique<VideoMaker>();
+    return std::make_unique<VideoMaker>(factories.videoDecoder());
 }
 
 std::unique_ptr<PictureMaker> MakeMxpegMaker(const ChannelFactories& factories, const GiveUp& /*giveUp*/,

@@ -1,0 +1,163 @@
+#include "codec/libav_device.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/hwcontext.h>
+}
+
+#include <array>
+
+#include "platform/diagnostics.h"
+
+namespace kvmon {
+
+namespace {
+
+constexpr std::array<const char*, 3> kDeviceNames = {"vaapi", "cuda", "vdpau"};
+constexpr std::int64_t kMaxDevicePixels = 22'000'000;
+
+struct DeviceContextEnd {
+    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
+};
+struct DevicePacketEnd {
+    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+};
+struct DeviceFrameEnd {
+    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
+};
+struct DeviceEnd {
+    void operator()(AVBufferRef* buffer) const { av_buffer_unref(&buffer); }
+};
+using DeviceRef = std::unique_ptr<AVBufferRef, DeviceEnd>;
+
+const AVCodec* CodecOnDevice(int streamType) {
+    return streamType == kStreamTypeH264   ? avcodec_find_decoder(AV_CODEC_ID_H264)
+           : streamType == kStreamTypeH265 ? avcodec_find_decoder(AV_CODEC_ID_HEVC)
+                                           : nullptr;
+}
+
+AVPixelFormat FormatOn(const AVCodec& codec, AVHWDeviceType type) {
+    for (int i = 0; const AVCodecHWConfig* const config = avcodec_get_hw_config(&codec, i); ++i) {
+        if (config->device_type == type && (config->methods & AV_CODEC_HW_CONFIG_METHOD_HW_DEVICE_CTX) != 0) {
+            return config->pix_fmt;
+        }
+    }
+    return AV_PIX_FMT_NONE;
+}
+
+// The library asks anew without the device's format when the device refuses a stream: then no other is
+// chosen, since decoding without it is not done here.
+AVPixelFormat ChooseFormat(AVCodecContext* context, const AVPixelFormat* offered) {
+    const AVPixelFormat wanted = *static_cast<const AVPixelFormat*>(context->opaque);
+    for (; *offered != AV_PIX_FMT_NONE; ++offered) {
+        if (*offered == wanted) {
+            return wanted;
+        }
+    }
+    return AV_PIX_FMT_NONE;
+}
+
+class LibavSession final : public HardwareSession {
+public:
+    bool Open(const AVCodec& codec, AVPixelFormat format, AVBufferRef& device,
+              const VideoDecoderParams& params) {
+        m_format = format;
+        m_packet.reset(av_packet_alloc());
+        m_picture.reset(av_frame_alloc());
+        m_context.reset(avcodec_alloc_context3(&codec));
+        if (!m_packet || !m_picture || !m_context) {
+            return false;
+        }
+        m_context->hw_device_ctx = av_buffer_ref(&device);
+        m_context->opaque = &m_format;
+        m_context->get_format = ChooseFormat;
+        m_context->width = params.width;
+        m_context->height = params.height;
+        m_context->max_pixels = kMaxDevicePixels;
+        m_context->flags |= AV_CODEC_FLAG_LOW_DELAY;
+        m_context->flags2 |= AV_CODEC_FLAG2_SHOW_ALL;
+        m_context->thread_count = 1;
+        return m_context->hw_device_ctx != nullptr && avcodec_open2(m_context.get(), &codec, nullptr) == 0;
+    }
+
+    bool Send(std::span<const std::uint8_t> unit) override {
+        m_packet->data = const_cast<std::uint8_t*>(unit.data());
+        m_packet->size = static_cast<int>(unit.size());
+        const int sent = avcodec_send_packet(m_context.get(), m_packet.get());
+        m_packet->data = nullptr;
+        m_packet->size = 0;
+        return sent == 0;
+    }
+    Step Receive() override {
+        const int received = avcodec_receive_frame(m_context.get(), m_picture.get());
+        return received == AVERROR(EAGAIN) || received == AVERROR_EOF ? Step::None
+               : received < 0 || m_picture->format != int{m_format}   ? Step::Failed
+                                                                      : Step::Picture;
+    }
+    bool ReadBack(AVFrame& out) override {
+        const bool bRead = av_hwframe_transfer_data(&out, m_picture.get(), 0) == 0 &&
+                           av_frame_copy_props(&out, m_picture.get()) == 0;
+        // The pool may be larger than what is shown of it.
+        out.width = m_picture->width;
+        out.height = m_picture->height;
+        av_frame_unref(m_picture.get());
+        return bRead;
+    }
+    void SetLeavesOut(bool bLeavesOut) override {
+        m_context->skip_frame = bLeavesOut ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
+    }
+
+private:
+    AVPixelFormat m_format = AV_PIX_FMT_NONE;
+    std::unique_ptr<AVPacket, DevicePacketEnd> m_packet;
+    std::unique_ptr<AVCodecContext, DeviceContextEnd> m_context;
+    std::unique_ptr<AVFrame, DeviceFrameEnd> m_picture;
+};
+
+class LibavDevice final : public HardwareDevice {
+public:
+    LibavDevice(std::string name, AVHWDeviceType type, DeviceRef device)
+        : m_name(std::move(name)), m_type(type), m_device(std::move(device)) {}
+
+    std::string Name() const override { return m_name; }
+    std::unique_ptr<HardwareSession> Open(const VideoDecoderParams& params) override {
+        const AVCodec* const codec = CodecOnDevice(params.streamType);
+        const AVPixelFormat format = codec != nullptr ? FormatOn(*codec, m_type) : AV_PIX_FMT_NONE;
+        auto session = std::make_unique<LibavSession>();
+        if (format == AV_PIX_FMT_NONE || !session->Open(*codec, format, *m_device, params)) {
+            return nullptr;
+        }
+        return session;
+    }
+
+private:
+    const std::string m_name;
+    const AVHWDeviceType m_type;
+    const DeviceRef m_device;
+};
+
+}  // namespace
+
+std::span<const char* const> LibavDeviceNames() {
+    return kDeviceNames;
+}
+
+std::shared_ptr<HardwareDevice> OpenLibavDevice(const std::string& name) {
+    av_log_set_level(AV_LOG_QUIET);  // its own lines go to standard error
+    const AVHWDeviceType type = av_hwdevice_find_type_by_name(name.c_str());
+    if (type == AV_HWDEVICE_TYPE_NONE) {
+        Diagnose("hardware decoding: this libavcodec has no %s\n", name.c_str());
+        return nullptr;
+    }
+    AVBufferRef* opened = nullptr;
+    const int status = av_hwdevice_ctx_create(&opened, type, nullptr, nullptr, 0);
+    if (status < 0 || opened == nullptr) {
+        char text[AV_ERROR_MAX_STRING_SIZE] = {};
+        av_strerror(status, text, sizeof text);
+        Diagnose("hardware decoding: no device for %s opens: %s\n", name.c_str(), text);
+        return nullptr;
+    }
+    return std::make_shared<LibavDevice>(name, type, DeviceRef(opened));
+}
+
+}  // namespace kvmon
