@@ -1,36 +1,45 @@
 #include "media/oldest_files.h"
 
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <chrono>
-#include <filesystem>
+#include <ctime>
+#include <memory>
 #include <vector>
 
 namespace kvrecorder {
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr std::chrono::seconds kInUse{10};
 
-struct Old {
-    fs::file_time_type time;
-    std::uint64_t bytes;
-    fs::path path;
+struct OpenFolderEnd {
+    void operator()(DIR* folder) const { ::closedir(folder); }
 };
 
+struct Old {
+    std::chrono::nanoseconds time;
+    std::uint64_t bytes;
+    std::string path;
+};
+
+// The standard library's way through a folder ends the program where memory is short.
 std::vector<Old> List(const std::string& folder, std::string_view prefix, std::string_view suffix) {
     std::vector<Old> files;
-    std::error_code error;
-    for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
-        const std::string name = entry->path().filename().string();
-        std::error_code gone;
-        if (!name.starts_with(prefix) || !name.ends_with(suffix) || !entry->is_regular_file(gone)) {
+    const std::unique_ptr<DIR, OpenFolderEnd> open(::opendir(folder.c_str()));
+    while (const dirent* const entry = open ? ::readdir(open.get()) : nullptr) {
+        const std::string_view name = entry->d_name;
+        if (!name.starts_with(prefix) || !name.ends_with(suffix)) {
             continue;
         }
-        const std::uint64_t size = entry->file_size(gone);
-        const auto time = entry->last_write_time(gone);
-        if (!gone) {
-            files.push_back({time, size, entry->path()});
+        std::string path = folder + "/" + entry->d_name;
+        struct stat found {};
+        if (::stat(path.c_str(), &found) == 0 && S_ISREG(found.st_mode)) {
+            files.push_back(
+                {std::chrono::seconds(found.st_mtim.tv_sec) + std::chrono::nanoseconds(found.st_mtim.tv_nsec),
+                 static_cast<std::uint64_t>(found.st_size), std::move(path)});
         }
     }
     return files;
@@ -46,13 +55,12 @@ void DeleteOldest(const std::string& folder, std::string_view prefix, std::strin
         bytes += file.bytes;
     }
     std::sort(files.begin(), files.end(), [](const Old& a, const Old& b) { return a.time < b.time; });
-    const auto recent = fs::file_time_type::clock::now() - kInUse;
+    const std::chrono::nanoseconds recent = std::chrono::system_clock::now().time_since_epoch() - kInUse;
     for (const Old& file : files) {
         if (bytes <= mostBytes || file.time > recent) {
             return;
         }
-        std::error_code error;
-        fs::remove(file.path, error);
+        ::unlink(file.path.c_str());
         bytes -= file.bytes;
     }
 }

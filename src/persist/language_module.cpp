@@ -1,9 +1,12 @@
 #include "persist/language_module.h"
 
+#include <dirent.h>
+
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <system_error>
 
 #include "persist/utilities.h"
@@ -14,7 +17,9 @@ namespace kvmon {
 
 namespace {
 
-namespace fs = std::filesystem;
+struct FolderEnd {
+    void operator()(DIR* folder) const { ::closedir(folder); }
+};
 
 constexpr std::string_view kFirstLine = "kvmon language module 1";
 constexpr std::string_view kLangidKey = "langid ";
@@ -63,7 +68,7 @@ std::uint16_t ReadLangid(std::string_view& text) {
 
 std::string ReadFile(const std::string& path, std::size_t nMax) {
     std::error_code error;
-    if (!fs::is_regular_file(path, error)) {
+    if (!std::filesystem::is_regular_file(path, error)) {
         return {};
     }
     std::ifstream file(path, std::ios::binary);
@@ -110,11 +115,11 @@ std::vector<LanguageModuleFile> ListLanguageModules(const std::vector<std::strin
     std::vector<LanguageModuleFile> files;
     for (const std::string& folder : folders) {
         std::vector<std::string> paths;
-        std::error_code error;
-        for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
-             entry.increment(error)) {
-            if (IsModuleName(entry->path().filename().string()) && paths.size() < kMaxFiles) {
-                paths.push_back(entry->path().string());
+        // The standard library's way through a folder ends the program where memory is short.
+        const std::unique_ptr<DIR, FolderEnd> open(::opendir(folder.c_str()));
+        while (const dirent* const entry = open ? ::readdir(open.get()) : nullptr) {
+            if (IsModuleName(entry->d_name) && paths.size() < kMaxFiles) {
+                paths.push_back(folder + "/" + entry->d_name);
             }
         }
         std::sort(paths.begin(), paths.end());
