@@ -17,6 +17,8 @@ namespace kvmon {
 
 namespace {
 
+constexpr int kPasswordLetters = 20;  // that are in view; beside a long name it goes below
+
 constexpr std::uint32_t kStrUnlockTitle = 7304;
 constexpr std::uint32_t kStrPasswordOf = 7305;
 constexpr std::uint32_t kStrWrong = 7306;
@@ -43,6 +45,7 @@ UnlockDialog::UnlockDialog(const std::string& user, Check isRight, std::function
     m_password->setAccessibleName(label->text());
     m_password->setEchoMode(QLineEdit::Password);
     m_password->setMaxLength(kMaxPassword);
+    m_password->setMinimumWidth(kPasswordLetters * m_password->fontMetrics().averageCharWidth());
     m_word = MakeMessageLabel(this, 2);
     auto* const layout = new QFormLayout(this);
     layout->setContentsMargins(20, 18, 20, 16);
