@@ -53,7 +53,7 @@ SnapshotPtr RecorderModel::Current() const {
 }
 
 void RecorderModel::SetListener(std::function<void(Change)> listener) {
-    const std::lock_guard lock(m_mutex);
+    const std::unique_lock lock(m_listenerMutex);
     m_listener = std::move(listener);
 }
 
@@ -111,13 +111,11 @@ std::string RecorderModel::Publish(Change change, const Edit& edit) {
         const std::lock_guard lock(m_mutex);
         m_current = std::move(next);
     }
-    std::function<void(Change)> listener;
     {
-        const std::lock_guard lock(m_mutex);
-        listener = m_listener;
-    }
-    if (listener) {
-        listener(change);
+        const std::shared_lock lock(m_listenerMutex);
+        if (m_listener) {
+            m_listener(change);
+        }
     }
     if (change == Change::Configuration) {
         StartTalks();

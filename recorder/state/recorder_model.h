@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <shared_mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,6 +44,7 @@ public:
     void CountRefusal(const SourceAddress& from, std::string_view user);
     // Ends a round of them; gives a line for each address.
     std::vector<std::string> TellRefusals();
+    // Returns when no call to the one before is under way; not from a listener.
     void SetListener(std::function<void(Change)> listener);
 
     // Takes over a configuration; watchers of a channel with another source go on with that. What could not
@@ -105,6 +107,7 @@ private:
     StateCauses m_causes;    // within an edit
     mutable std::mutex m_mutex;
     SnapshotPtr m_current = std::make_shared<Snapshot>();
+    std::shared_mutex m_listenerMutex;  // shared for the length of a call
     std::function<void(Change)> m_listener;
     EventLog m_events;
     Presence m_users;

@@ -1,4 +1,9 @@
 // The event log, what is entered in it, and the states that follow.
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <thread>
+
 #include "media/scene.h"
 #include "media_tools.h"
 #include "service_fixture.h"
@@ -105,6 +110,33 @@ TEST_F(Events, DigitsFollowSceneSourceAndDisk) {
     EXPECT_EQ(Count("The disk cannot be read"), 1);
     model->SetDiskFault(DiskFault::None);
     EXPECT_EQ(Count("The disk is good again"), 1);
+}
+
+// Of a listener whose object ends no call is left.
+TEST_F(Events, WhoListensNoMoreIsNotCalledAnyMore) {
+    std::promise<void> called;
+    std::promise<void> goOn;
+    std::atomic<bool> isOver{false};
+    model->SetListener([&](Change) {
+        called.set_value();
+        goOn.get_future().wait();
+        isOver = true;
+    });
+    std::thread change([&] { model->SetDiskFault(DiskFault::Failed); });
+    called.get_future().wait();
+    std::atomic<bool> isAsked{false};
+    auto ended = std::async(std::launch::async, [&] {
+        isAsked = true;
+        model->SetListener(nullptr);
+        return isOver.load();
+    });
+    while (!isAsked) {
+        std::this_thread::yield();
+    }
+    ended.wait_for(std::chrono::milliseconds(50));  // time for one that would not wait
+    goOn.set_value();
+    EXPECT_TRUE(ended.get());
+    change.join();
 }
 
 TEST_F(Events, SiteMapHasItsTitleAndPicture) {
