@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstdio>
 #include <iostream>
+#include <memory>
 #include <new>
 #include <optional>
 #include <string>
@@ -194,6 +195,7 @@ void WaitForTheEnd(const Signals& signals, ConfigReader& reader, RecorderService
 // Serves until a signal or a command ends it.
 int Serve(const Options& options) {
     const Signals signals;
+    auto starting = std::make_unique<EndsAtOnce>();
     const std::size_t files = RaiseFileLimit();
     RecorderConfig config = MakeConfig(options);
     const ListenAddress listen = ParseListen(config.listen);
@@ -219,6 +221,7 @@ int Serve(const Options& options) {
     } catch (const ConfigError& failure) {
         return Complain(failure.what(), kvhost::kFailed);
     }
+    starting.reset();
     Greet(options, recorder);
     kvhost::TellManager("READY=1");
     WaitForTheEnd(signals, reader, recorder);

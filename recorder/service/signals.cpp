@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <ctime>
+#include <exception>
 
 namespace kvrecorder {
 
@@ -37,6 +38,35 @@ std::optional<int> Signals::Next(std::optional<std::chrono::microseconds> within
 
 void Signals::Send(int signal) {
     ::kill(::getpid(), signal);
+}
+
+EndsAtOnce::EndsAtOnce() {
+    try {
+        m_thread = std::thread([this] { Run(); });
+    } catch (const std::exception&) {
+        // The start may have all there is.
+    }
+}
+
+EndsAtOnce::~EndsAtOnce() {
+    m_over = true;
+    if (m_thread.joinable()) {
+        m_thread.join();
+    }
+}
+
+void EndsAtOnce::Run() const {
+    sigset_t ends{};
+    ::sigemptyset(&ends);
+    ::sigaddset(&ends, SIGTERM);
+    ::sigaddset(&ends, SIGINT);
+    constexpr timespec kLook{0, 20'000'000};
+    while (!m_over) {
+        if (const int signal = ::sigtimedwait(&ends, nullptr, &kLook); signal > 0) {
+            ::pthread_sigmask(SIG_UNBLOCK, &ends, nullptr);
+            ::raise(signal);
+        }
+    }
 }
 
 }  // namespace kvrecorder

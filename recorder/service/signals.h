@@ -1,9 +1,11 @@
 // The signals that the recorder's administrator and its manager send.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <optional>
+#include <thread>
 
 namespace kvrecorder {
 
@@ -20,6 +22,22 @@ public:
 
 private:
     sigset_t m_waited{};
+};
+
+// For this object's life SIGTERM and SIGINT end the program as where nobody waits for them: while it starts,
+// a folder may hang for ever. Does without where there is no thread to spare.
+class EndsAtOnce {
+public:
+    EndsAtOnce();
+    ~EndsAtOnce();
+    EndsAtOnce(const EndsAtOnce&) = delete;
+    EndsAtOnce& operator=(const EndsAtOnce&) = delete;
+
+private:
+    void Run() const;
+
+    std::atomic<bool> m_over{false};
+    std::thread m_thread;
 };
 
 }  // namespace kvrecorder

@@ -68,6 +68,7 @@ public:
         return static_cast<std::uint16_t>(std::atoi(line.c_str() + std::min(begin.size(), line.size())));
     }
     void Signal(int number) { ::kill(m_process, number); }
+    pid_t Process() const { return m_process; }
     Outcome Wait() {
         Outcome outcome;
         outcome.output = Rest(m_output);

@@ -14,6 +14,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
+#include <span>
 
 #include "recorder_client.h"
 #include "recorder_program.h"
@@ -97,6 +98,17 @@ TEST_F(ProgramFiles, PipesThatComeLaterHoldNothingUp) {
     EndsInTime(program, 0);
 }
 
+void HangWhat(std::span<sock_filter> filter) {
+    sock_fprog program{static_cast<unsigned short>(filter.size()), filter.data()};
+    ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+    const long listener =
+        ::syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, SECCOMP_FILTER_FLAG_NEW_LISTENER, &program);
+    // Nobody answers it, and it must stay open.
+    if (listener < 0 || ::fcntl(static_cast<int>(listener), F_SETFD, 0) != 0) {
+        ::_exit(98);
+    }
+}
+
 // Makes the opening of recordings hang, as a folder of another machine would.
 void HangRecordings() {
     std::array<sock_filter, 6> filter = {{
@@ -107,14 +119,18 @@ void HangRecordings() {
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_USER_NOTIF),
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
     }};
-    sock_fprog program{static_cast<unsigned short>(filter.size()), filter.data()};
-    ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
-    const long listener =
-        ::syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, SECCOMP_FILTER_FLAG_NEW_LISTENER, &program);
-    // Nobody answers it, and it must stay open.
-    if (listener < 0 || ::fcntl(static_cast<int>(listener), F_SETFD, 0) != 0) {
-        ::_exit(98);
-    }
+    HangWhat(filter);
+}
+
+// The same for the look at the disk, which belongs to the start.
+void HangDisk() {
+    std::array<sock_filter, 4> filter = {{
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_statfs, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_USER_NOTIF),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    }};
+    HangWhat(filter);
 }
 
 TEST_F(ProgramFiles, AFolderThatHangsDoesNotKeepTheProgram) {
@@ -128,6 +144,16 @@ TEST_F(ProgramFiles, AFolderThatHangsDoesNotKeepTheProgram) {
     stream.ReadHead();
     EXPECT_EQ(stream.Read(2000).size(), 2000u);
     EndsInTime(program, 3);
+
+    // While it starts nothing is lost by an end at once.
+    Program start(Arguments(), HangDisk);
+    const std::string status = "/proc/" + std::to_string(start.Process()) + "/syscall";
+    ASSERT_TRUE(WaitUntil([&] {
+        long call = -1;
+        std::ifstream(status) >> call;
+        return call == __NR_statfs;
+    }));
+    EndsInTime(start, -1);
 }
 
 TEST_F(ProgramFiles, AHalfWrittenConfigurationTakesNothingAway) {
