@@ -24,7 +24,7 @@ struct Freed {
 
 }  // namespace
 
-Display::Display(const std::string& folder) {
+Display::Display(const std::string& folder, Monitors monitors) {
     std::string program = FindProgram("Xvfb");
     int number[2];
     if (program.empty() || ::pipe2(number, O_CLOEXEC) != 0) {
@@ -36,7 +36,8 @@ Display::Display(const std::string& folder) {
     const std::string words = folder + "/xvfb.log";
     ::posix_spawn_file_actions_addopen(&files, STDERR_FILENO, words.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
                                        0600);
-    std::string screen = std::to_string(kWidth) + "x" + std::to_string(kHeight) + "x24";
+    const int width = monitors == Monitors::Two ? 2 * kWidth : kWidth;
+    std::string screen = std::to_string(width) + "x" + std::to_string(kHeight) + "x24";
     std::string options[] = {"-displayfd", "1", "-screen", "0", "-nolisten", "tcp", "-noreset"};
     char* const command[] = {
         program.data(), options[0].data(), options[1].data(), options[2].data(), options[3].data(),
@@ -54,6 +55,39 @@ Display::Display(const std::string& folder) {
         throw std::runtime_error("Xvfb does not start");
     }
     m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
+    if (monitors == Monitors::Two) {
+        Split();
+    }
+}
+
+void Display::Split() const {
+    const std::string program = FindProgram("xrandr");
+    const std::string size = std::to_string(kWidth) + "/400x" + std::to_string(kHeight) + "/300+";
+    // The server's own monitor gives way to one that takes its output.
+    const std::vector<std::vector<std::string>> commands = {
+        {program, "--display", m_name, "--setmonitor", "left", size + "0+0", "screen"},
+        {program, "--display", m_name, "--setmonitor", "right", size + std::to_string(kWidth) + "+0",
+         "none"}};
+    posix_spawn_file_actions_t files;
+    ::posix_spawn_file_actions_init(&files);
+    ::posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    bool bSplit = !program.empty();
+    for (std::vector<std::string> words : commands) {
+        std::vector<char*> command;
+        for (std::string& word : words) {
+            command.push_back(word.data());
+        }
+        command.push_back(nullptr);
+        pid_t process = -1;
+        int status = -1;
+        bSplit = bSplit &&
+                 ::posix_spawn(&process, program.c_str(), &files, nullptr, command.data(), environ) == 0 &&
+                 ::waitpid(process, &status, 0) == process && status == 0;
+    }
+    ::posix_spawn_file_actions_destroy(&files);
+    if (!bSplit) {
+        throw std::runtime_error("the display cannot be split by xrandr");
+    }
 }
 
 Display::~Display() {

@@ -22,9 +22,10 @@ class Display {
 public:
     static constexpr int kWidth = 1600;
     static constexpr int kHeight = 1000;
+    enum class Monitors { One, Two };  // each of that size, side by side
 
-    // Throws std::runtime_error when Xvfb is missing or does not start.
-    explicit Display(const std::string& folder);
+    // Throws std::runtime_error when Xvfb, or xrandr for two monitors, is missing or does not start.
+    explicit Display(const std::string& folder, Monitors monitors = Monitors::One);
     ~Display();
     Display(const Display&) = delete;
     Display& operator=(const Display&) = delete;
@@ -44,6 +45,7 @@ public:
     std::vector<std::vector<std::uint32_t>> See(const std::vector<Box>& boxes) const;
 
 private:
+    void Split() const;
     std::vector<std::uint32_t> WindowsThatShow() const;
 
     pid_t m_process = -1;
