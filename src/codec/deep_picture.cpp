@@ -2,23 +2,16 @@
 
 #include <libyuv.h>
 
-extern "C" {
-#include <libavutil/frame.h>
-}
-
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <utility>
+
+#include "codec/av_owner.h"
 
 namespace kvmon {
 
 namespace {
-
-struct FrameEnd {
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
 
 // Planes with what the library takes for their rows: samples of the one, bytes of the other.
 struct Planes {
@@ -35,11 +28,9 @@ struct Planes {
     std::array<int, 3> stride;
 };
 
-using OwnFrame = std::unique_ptr<AVFrame, FrameEnd>;
-
 // One of the same size and properties in another format; null without memory.
-OwnFrame MakeLike(const AVFrame& frame, AVPixelFormat format) {
-    OwnFrame made(av_frame_alloc());
+AvOwner<AVFrame> MakeLike(const AVFrame& frame, AVPixelFormat format) {
+    AvOwner<AVFrame> made(av_frame_alloc());
     if (!made || av_frame_copy_props(made.get(), &frame) < 0) {
         return nullptr;
     }
@@ -56,7 +47,7 @@ bool MakeEightBit(AVFrame& frame) {
     if (!bHalf && frame.format != AV_PIX_FMT_YUV422P10LE) {
         return true;
     }
-    const OwnFrame made = MakeLike(frame, bHalf ? AV_PIX_FMT_YUV420P : AV_PIX_FMT_YUV422P);
+    const AvOwner<AVFrame> made = MakeLike(frame, bHalf ? AV_PIX_FMT_YUV420P : AV_PIX_FMT_YUV422P);
     if (!made) {
         return false;
     }
@@ -76,7 +67,7 @@ bool MakePlanar(AVFrame& frame) {
     if (!bDeep && frame.format != AV_PIX_FMT_NV12) {
         return true;
     }
-    const OwnFrame made = MakeLike(frame, bDeep ? AV_PIX_FMT_YUV420P10LE : AV_PIX_FMT_YUV420P);
+    const AvOwner<AVFrame> made = MakeLike(frame, bDeep ? AV_PIX_FMT_YUV420P10LE : AV_PIX_FMT_YUV420P);
     if (!made) {
         return false;
     }

@@ -1,12 +1,12 @@
 #include "codec/libav_device.h"
 
 extern "C" {
-#include <libavcodec/avcodec.h>
 #include <libavutil/hwcontext.h>
 }
 
 #include <array>
 
+#include "codec/av_owner.h"
 #include "platform/diagnostics.h"
 
 namespace kvmon {
@@ -15,20 +15,6 @@ namespace {
 
 constexpr std::array<const char*, 3> kDeviceNames = {"vaapi", "cuda", "vdpau"};
 constexpr std::int64_t kMaxDevicePixels = 22'000'000;
-
-struct DeviceContextEnd {
-    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
-};
-struct DevicePacketEnd {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
-struct DeviceFrameEnd {
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-struct DeviceEnd {
-    void operator()(AVBufferRef* buffer) const { av_buffer_unref(&buffer); }
-};
-using DeviceRef = std::unique_ptr<AVBufferRef, DeviceEnd>;
 
 const AVCodec* CodecOnDevice(int streamType) {
     return streamType == kStreamTypeH264   ? avcodec_find_decoder(AV_CODEC_ID_H264)
@@ -109,14 +95,14 @@ public:
 
 private:
     AVPixelFormat m_format = AV_PIX_FMT_NONE;
-    std::unique_ptr<AVPacket, DevicePacketEnd> m_packet;
-    std::unique_ptr<AVCodecContext, DeviceContextEnd> m_context;
-    std::unique_ptr<AVFrame, DeviceFrameEnd> m_picture;
+    AvOwner<AVPacket> m_packet;
+    AvOwner<AVCodecContext> m_context;
+    AvOwner<AVFrame> m_picture;
 };
 
 class LibavDevice final : public HardwareDevice {
 public:
-    LibavDevice(std::string name, AVHWDeviceType type, DeviceRef device)
+    LibavDevice(std::string name, AVHWDeviceType type, AvOwner<AVBufferRef> device)
         : m_name(std::move(name)), m_type(type), m_device(std::move(device)) {}
 
     std::string Name() const override { return m_name; }
@@ -133,7 +119,7 @@ public:
 private:
     const std::string m_name;
     const AVHWDeviceType m_type;
-    const DeviceRef m_device;
+    const AvOwner<AVBufferRef> m_device;
 };
 
 }  // namespace
@@ -157,7 +143,7 @@ std::shared_ptr<HardwareDevice> OpenLibavDevice(const std::string& name) {
         Diagnose("hardware decoding: no device for %s opens: %s\n", name.c_str(), text);
         return nullptr;
     }
-    return std::make_shared<LibavDevice>(name, type, DeviceRef(opened));
+    return std::make_shared<LibavDevice>(name, type, AvOwner<AVBufferRef>(opened));
 }
 
 }  // namespace kvmon

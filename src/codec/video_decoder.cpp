@@ -1,11 +1,8 @@
 #include "codec/video_decoder.h"
 
-extern "C" {
-#include <libavcodec/avcodec.h>
-}
-
 #include <mutex>
 
+#include "codec/av_owner.h"
 #include "codec/deep_picture.h"
 #include "platform/diagnostics.h"
 
@@ -15,13 +12,6 @@ namespace {
 
 // The largest picture whose bitmap a frame may hold.
 constexpr std::int64_t kMaxPixels = 22'000'000;
-
-struct ContextEnd {
-    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
-};
-struct PacketEnd {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
 
 // The library's own lines say nothing that the status does not, and go to standard error.
 void SilenceLibrary() {
@@ -55,7 +45,7 @@ public:
             std::int64_t{params.width} * params.height > kMaxPixels) {
             return kDecodeBadData;
         }
-        std::unique_ptr<AVCodecContext, ContextEnd> context(avcodec_alloc_context3(codec));
+        AvOwner<AVCodecContext> context(avcodec_alloc_context3(codec));
         if (m_packet == nullptr) {
             m_packet.reset(av_packet_alloc());
         }
@@ -149,8 +139,8 @@ private:
         return kDecodeBadData;
     }
 
-    std::unique_ptr<AVCodecContext, ContextEnd> m_context;
-    std::unique_ptr<AVPacket, PacketEnd> m_packet;
+    AvOwner<AVCodecContext> m_context;
+    AvOwner<AVPacket> m_packet;
     DecodedPicture m_spare;
     bool m_bLeavesOut = false;
 };
