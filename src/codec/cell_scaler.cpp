@@ -157,7 +157,7 @@ bool CellScaler::DrawPlanes(const PictureView& part, std::uint8_t* out, int outS
                            colour && shape.yShift != 0 ? HalfUp(part.height) : part.height};
         const PlaneOut to{place, colour ? colourWidth : width, colour ? colourWidth : width,
                           colour ? colourHeight : height};
-        ScalePlane(from, to, rows);
+        ScalePlane(from, to, rows, colour ? m_colourAcross : m_across);
         scaled.data[plane] = place;
         scaled.stride[plane] = to.stride;
         place += colour ? colourBytes : lumaBytes;

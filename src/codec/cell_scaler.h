@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "codec/column_mixer.h"
 #include "codec/picture.h"
 
 namespace kvmon {
@@ -18,13 +19,17 @@ public:
     bool Draw(const PictureView& picture, const PixelRect& source, std::uint8_t* pixels,
               std::ptrdiff_t stride, const PixelRect& target);
 
-    std::size_t GetBytes() const { return m_work.capacity(); }
+    std::size_t GetBytes() const {
+        return m_work.capacity() + m_across.GetBytes() + m_colourAcross.GetBytes();
+    }
 
 private:
     bool DrawPlanes(const PictureView& part, std::uint8_t* out, int outStride, int width, int height);
     bool DrawPacked(const PictureView& part, std::uint8_t* out, int outStride, int width, int height);
 
     std::vector<std::uint8_t> m_work;
+    ColumnMixer m_across;
+    ColumnMixer m_colourAcross;
 };
 
 }  // namespace kvmon

@@ -5,7 +5,6 @@
 #endif
 
 #include <algorithm>
-#include <array>
 
 namespace kvmon {
 
@@ -24,27 +23,23 @@ std::int64_t SampleSteps::At(int i) const {
     return std::clamp<std::int64_t>(first + i * step, 0, last);
 }
 
-// Where eight samples come from: bytes behind `base` as words, and the second one's part in the mix, of 128.
-struct alignas(16) ColumnMixer::Block {
-    std::array<std::uint8_t, 2 * kBlock> upper;
-    std::array<std::uint8_t, 2 * kBlock> lower;
-    std::array<std::int16_t, kBlock> part;
-    std::int32_t base;
-    std::int32_t at;
-};
-
-std::size_t ColumnMixer::TableBytes(int to) {
-    return static_cast<std::size_t>((to + kBlock - 1) / kBlock) * sizeof(Block);
+std::size_t ColumnMixer::GetBytes() const {
+    return m_blocks.capacity() * sizeof(Block);
 }
 
-ColumnMixer::ColumnMixer(int from, int to, std::span<std::uint8_t> table, Way way)
-    : m_steps(from, to),
-      m_width(to),
-      m_blocks(static_cast<Block*>(static_cast<void*>(table.data())), TableBytes(to) / sizeof(Block)) {
+void ColumnMixer::SetWidths(int from, int to) {
+    if (from == m_from && to == m_width) {
+        return;
+    }
+    m_bTable = false;
+    m_steps = SampleSteps(from, to);
+    m_from = from;
+    m_width = to;
 #if defined(__x86_64__)
-    m_bTable = way == Way::Best && to >= kBlock && __builtin_cpu_supports("ssse3") != 0 && MakeTable();
-#else
-    static_cast<void>(way);
+    if (m_way == Way::Best && to >= kBlock && __builtin_cpu_supports("ssse3") != 0) {
+        m_blocks.resize(static_cast<std::size_t>((to + kBlock - 1) / kBlock));
+        m_bTable = MakeTable();
+    }
 #endif
 }
 

@@ -2,9 +2,10 @@
 // and its tests only.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <span>
+#include <vector>
 
 namespace kvmon {
 
@@ -21,31 +22,41 @@ struct SampleSteps {
     std::int64_t last;
 };
 
-// Mixes row after row of one width to another. Both sizes are positive. One thread at a time; allocates
-// nothing.
+// Mixes row after row of one width to another. Both sizes are positive. One thread at a time.
 class ColumnMixer {
 public:
     enum class Way { Plain, Best };
     // What a row must have behind its last sample, which is told twice: readable, of any content.
     static constexpr int kReadBeyond = 16;
 
-    // `table` has TableBytes(to) bytes, aligned for 16, and stays as long as this object.
-    ColumnMixer(int from, int to, std::span<std::uint8_t> table, Way way = Way::Best);
-    static std::size_t TableBytes(int to);
+    explicit ColumnMixer(Way way = Way::Best) : m_way(way) {}
+    // Before the first row of other widths. Allocates only for widths that differ from those before.
+    void SetWidths(int from, int to);
+    std::size_t GetBytes() const;
 
     // `row` has one sample more than the source is wide, the last one twice, and kReadBeyond bytes of no
     // meaning. Every way gives the same samples.
     void Mix(const std::uint8_t* row, std::uint8_t* to) const;
 
 private:
-    struct Block;
+    // Where eight samples come from: bytes behind `base` as words, and the second one's part in the mix, of
+    // 128.
+    struct alignas(16) Block {
+        std::array<std::uint8_t, 16> upper;
+        std::array<std::uint8_t, 16> lower;
+        std::array<std::int16_t, 8> part;
+        std::int32_t base;
+        std::int32_t at;
+    };
 
     void MixPlain(const std::uint8_t* row, std::uint8_t* to) const;
     bool MakeTable();
 
-    const SampleSteps m_steps;
-    const int m_width;
-    const std::span<Block> m_blocks;
+    Way m_way;
+    SampleSteps m_steps{1, 1};
+    int m_from = 0;
+    int m_width = 0;
+    std::vector<Block> m_blocks;
     bool m_bTable = false;
 };
 

@@ -23,10 +23,10 @@ const std::uint8_t* RowOf(const PlaneIn& from, int y) {
 }
 
 // Rows first: the mixed rows are as wide as the source, of which there is less left after it.
-void InterpolateDown(const PlaneIn& from, const PlaneOut& to, std::span<std::uint8_t> work) {
-    const ColumnMixer across(from.width, to.width, work);
+void InterpolateDown(const PlaneIn& from, const PlaneOut& to, std::span<std::uint8_t> work,
+                     const ColumnMixer& across) {
     const SampleSteps down(from.height, to.height);
-    std::uint8_t* const row = work.data() + ColumnMixer::TableBytes(to.width);
+    std::uint8_t* const row = work.data();
     for (int y = 0; y < to.height; ++y) {
         const int upper = down.SampleAt(y);
         MixRows(RowOf(from, upper), RowOf(from, upper + 1), down.PartAt(y), row, from.width);
@@ -36,10 +36,10 @@ void InterpolateDown(const PlaneIn& from, const PlaneOut& to, std::span<std::uin
 }
 
 // Columns first: each source row is widened once and mixed several times.
-void InterpolateUp(const PlaneIn& from, const PlaneOut& to, std::span<std::uint8_t> work) {
-    const ColumnMixer across(from.width, to.width, work);
+void InterpolateUp(const PlaneIn& from, const PlaneOut& to, std::span<std::uint8_t> work,
+                   const ColumnMixer& across) {
     const SampleSteps down(from.height, to.height);
-    std::uint8_t* const source = work.data() + ColumnMixer::TableBytes(to.width);
+    std::uint8_t* const source = work.data();
     std::uint8_t* const widened = source + from.width + 1 + ColumnMixer::kReadBeyond;
     std::uint8_t* rows[2] = {widened, widened + to.width};
     int held[2] = {-1, -1};
@@ -140,17 +140,20 @@ void Average(const PlaneIn& from, const PlaneOut& to, std::uint16_t* sums) {
 }  // namespace
 
 std::size_t ScaleWorkBytes(int fromWidth, int toWidth) {
-    return ColumnMixer::TableBytes(toWidth) + 2 * static_cast<std::size_t>(fromWidth) +
-           2 * static_cast<std::size_t>(toWidth) + 2 + ColumnMixer::kReadBeyond;
+    return 2 * static_cast<std::size_t>(fromWidth) + 2 * static_cast<std::size_t>(toWidth) + 2 +
+           ColumnMixer::kReadBeyond;
 }
 
-void ScalePlane(const PlaneIn& from, const PlaneOut& to, std::span<std::uint8_t> work) {
+void ScalePlane(const PlaneIn& from, const PlaneOut& to, std::span<std::uint8_t> work, ColumnMixer& across) {
     if (from.width >= 2 * to.width && from.height >= 2 * to.height) {
         Average(from, to, static_cast<std::uint16_t*>(static_cast<void*>(work.data())));
-    } else if (from.width > to.width) {
-        InterpolateDown(from, to, work);
+        return;
+    }
+    across.SetWidths(from.width, to.width);
+    if (from.width > to.width) {
+        InterpolateDown(from, to, work, across);
     } else {
-        InterpolateUp(from, to, work);
+        InterpolateUp(from, to, work, across);
     }
 }
 

@@ -31,14 +31,16 @@ double Interpolated(int width, int height, double x, double y) {
            (at(0, 1) * (1 - right) + at(1, 1) * right) * low;
 }
 
-double Mean(int left, int top, int right, int bottom) {
-    double sum = 0;
+// By its 24 bits of fixed point, so that no way of adding differs from another.
+int Mean(int left, int top, int right, int bottom) {
+    std::uint32_t sum = 0;
     for (int y = top; y < bottom; ++y) {
         for (int x = left; x < right; ++x) {
             sum += Sample(x, y);
         }
     }
-    return sum / ((right - left) * (bottom - top));
+    const std::uint32_t part = (1u << 24) / static_cast<std::uint32_t>((right - left) * (bottom - top));
+    return static_cast<int>((sum * part + (1u << 23)) >> 24);
 }
 
 void Check(int fromWidth, int fromHeight, int toWidth, int toHeight) {
@@ -54,8 +56,9 @@ void Check(int fromWidth, int fromHeight, int toWidth, int toHeight) {
     const int stride = toWidth + 3;
     std::vector<std::uint8_t> target(static_cast<std::size_t>(stride * toHeight), 0xA5);
     std::vector<std::uint8_t> work(ScaleWorkBytes(fromWidth, toWidth));
+    ColumnMixer across;
     ScalePlane({source.data() + (fromHeight - 1) * fromWidth, -fromWidth, fromWidth, fromHeight},
-               {target.data(), stride, toWidth, toHeight}, work);
+               {target.data(), stride, toWidth, toHeight}, work, across);
 
     const bool average = fromWidth >= 2 * toWidth && fromHeight >= 2 * toHeight;
     const auto edge = [](int from, int to, int i) {
@@ -73,7 +76,7 @@ void Check(int fromWidth, int fromHeight, int toWidth, int toHeight) {
                                edge(fromWidth, toWidth, x + 1), edge(fromHeight, toHeight, y + 1))
                         : Interpolated(fromWidth, fromHeight, (x + 0.5) * fromWidth / toWidth - 0.5,
                                        (y + 0.5) * fromHeight / toHeight - 0.5);
-            ASSERT_NEAR(got, want, average ? 1 : 4) << x << " " << y;
+            ASSERT_NEAR(got, want, average ? 0 : 4) << x << " " << y;
         }
     }
 }
@@ -102,6 +105,8 @@ TEST(PlaneScalerTest, InterpolatesElsewhere) {
 
 // The processor's vector instructions give what plain arithmetic gives, to the bit.
 TEST(ColumnMixerTest, EveryWayGivesTheSameSamples) {
+    ColumnMixer plainly(ColumnMixer::Way::Plain);
+    ColumnMixer best;
     for (int from = 1; from <= 700; from = from * 5 / 4 + 1) {
         std::vector<std::uint8_t> row(static_cast<std::size_t>(from) + 1 + ColumnMixer::kReadBeyond);
         for (std::size_t i = 0; i < row.size(); ++i) {
@@ -109,12 +114,13 @@ TEST(ColumnMixerTest, EveryWayGivesTheSameSamples) {
         }
         row[static_cast<std::size_t>(from)] = row[static_cast<std::size_t>(from) - 1];
         for (int to = 1; to <= 2 * from + 9; to = to * 7 / 6 + 1) {
-            std::vector<std::uint8_t> table(ColumnMixer::TableBytes(to));
             std::vector<std::uint8_t> plain(static_cast<std::size_t>(to) + 8, 0xA5);
-            std::vector<std::uint8_t> best = plain;
-            ColumnMixer(from, to, table, ColumnMixer::Way::Plain).Mix(row.data(), plain.data());
-            ColumnMixer(from, to, table).Mix(row.data(), best.data());
-            ASSERT_EQ(plain, best) << from << " to " << to;
+            std::vector<std::uint8_t> mixed = plain;
+            plainly.SetWidths(from, to);
+            plainly.Mix(row.data(), plain.data());
+            best.SetWidths(from, to);
+            best.Mix(row.data(), mixed.data());
+            ASSERT_EQ(plain, mixed) << from << " to " << to;
         }
     }
 }
