@@ -176,7 +176,7 @@ std::uint32_t GetStream(const StreamPass& pass) {
         ReportFailure(pass, failure);
         return 0;
     }
-    HttpByteSource bytes(tran);
+    ReadAheadSource bytes(tran);
     const std::uint32_t count = StreamReader(pass.sinks, pass.control, bytes).ParseImageFromKelvara();
     Trace(
         "CBaseCamera::BaseParseImage: m_uCHInMainDlg=%u, Leave ParseImageFromKelvara, restart decode "
