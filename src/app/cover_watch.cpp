@@ -1,12 +1,9 @@
 #include "app/cover_watch.h"
 
-#include <xcb/xcb.h>
-
 #include <QtGui/QGuiApplication>
 #include <QtGui/QWindow>
-#include <cstdlib>
-#include <memory>
 
+#include "app/x11_connection.h"
 #include "skin/sight.h"
 
 namespace kvmon {
@@ -14,15 +11,6 @@ namespace kvmon {
 namespace {
 
 constexpr std::uint8_t kSentByOthers = 0x80;
-
-struct Freed {
-    void operator()(void* reply) const { std::free(reply); }
-};
-
-xcb_connection_t* Connection() {
-    const auto* const x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    return x11 != nullptr ? x11->connection() : nullptr;
-}
 
 QWindow* FindWindow(xcb_window_t id) {
     for (QWindow* const window : QGuiApplication::topLevelWindows()) {
@@ -35,11 +23,11 @@ QWindow* FindWindow(xcb_window_t id) {
 
 // The toolkit does not ask for this event; what it asks for stays.
 void AskForVisibility(xcb_window_t id) {
-    xcb_connection_t* const connection = Connection();
+    xcb_connection_t* const connection = X11Connection();
     if (connection == nullptr) {
         return;
     }
-    const std::unique_ptr<xcb_get_window_attributes_reply_t, Freed> present(
+    const X11Reply<xcb_get_window_attributes_reply_t> present(
         xcb_get_window_attributes_reply(connection, xcb_get_window_attributes(connection, id), nullptr));
     if (present != nullptr && (present->your_event_mask & XCB_EVENT_MASK_VISIBILITY_CHANGE) == 0) {
         const std::uint32_t mask = present->your_event_mask | XCB_EVENT_MASK_VISIBILITY_CHANGE;
@@ -50,7 +38,7 @@ void AskForVisibility(xcb_window_t id) {
 
 }  // namespace
 
-CoverWatch::CoverWatch() : m_bWatches(QGuiApplication::platformName() == QLatin1String("xcb")) {
+CoverWatch::CoverWatch() : m_bWatches(X11Connection() != nullptr) {
     if (m_bWatches) {
         qGuiApp->installNativeEventFilter(this);
     }

@@ -15,9 +15,11 @@
 #include "app/desktop_window.h"
 #include "app/guarded.h"
 #include "app/key_ring.h"
+#include "app/main_loop_sleep.h"
 #include "app/process.h"
 #include "app/termination.h"
 #include "app/web_host.h"
+#include "app/x11_screen.h"
 #include "channel/base/channel_globals.h"
 #include "channel/camera/default_factories.h"
 #include "codec/hardware_search.h"
@@ -28,7 +30,10 @@
 #include "platform/clock.h"
 #include "platform/process_privacy.h"
 #include "platform/secret_memory.h"
+#include "skin/direct_screen.h"
 #include "skin/paint_threads.h"
+#include "skin/repaint_hub.h"
+#include "skin/sleep_gate.h"
 
 namespace kvmon {
 
@@ -68,11 +73,29 @@ void TellOfNoDisplay(QtMsgType type, const QMessageLogContext&, const QString& t
     }
 }
 
+// Pictures go straight to the display where that is possible, while the user interface's thread sleeps if
+// they can.
+class PictureWay {
+public:
+    PictureWay() { UseDirectScreen(m_screen.get(), &m_gate); }
+    ~PictureWay() { UseDirectScreen(nullptr); }
+    PictureWay(const PictureWay&) = delete;
+    PictureWay& operator=(const PictureWay&) = delete;
+
+private:
+    SleepGate m_gate;
+    const MainLoopSleep m_sleep{m_gate};
+    const std::unique_ptr<DirectScreen> m_screen = OpenX11Screen();
+};
+
 int RunDesktop(AppOptions& options, char* program) {
     if (!PrepareDisplay(options)) {
         std::fprintf(stderr, "kvmon: there is no display; --picture draws without one\n");
         return 1;
     }
+    // Where a window moves inside another one the toolkit must paint it anew: its own copy lacks what went
+    // past it.
+    qputenv("QT_NO_FAST_MOVE", "1");
     // The command line is read: Qt takes its own options from the environment.
     int argc = 1;
     char* argv[] = {program, nullptr};
@@ -91,6 +114,7 @@ int RunDesktop(AppOptions& options, char* program) {
     QGuiApplication::setDesktopFileName(QStringLiteral("kvmon"));
     Termination termination;
     const CoverWatch covers;
+    const PictureWay pictures;
     int status = 0;
     {
         const std::unique_ptr<KeyRing> keyRing = MakeSecretServiceKeyRing();

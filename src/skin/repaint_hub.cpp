@@ -12,6 +12,9 @@
 #include <utility>
 #include <vector>
 
+#include "skin/direct_screen.h"
+#include "skin/screen_thread.h"
+
 namespace kvmon {
 
 namespace {
@@ -26,12 +29,16 @@ QEvent::Type WakeUpType() {
     return type;
 }
 
-// What the tickets share with the hub: the hub's address for as long as it lives.
+// What the tickets share with the hub: the hub's address for as long as it lives, and the ways past the
+// toolkit.
 struct Waker {
     std::atomic<bool> underWay{false};
     std::atomic<SteadyClock::rep> since{0};  // of the request that woke
+    std::atomic<bool> threadUnderWay{false};
     std::mutex mutex;
     QObject* hub = nullptr;
+    ScreenThread* thread = nullptr;
+    DirectScreen* screen = nullptr;  // user interface thread
 
     void Wake() {
         if (underWay.exchange(true)) {
@@ -43,29 +50,65 @@ struct Waker {
             QCoreApplication::postEvent(hub, new QEvent(WakeUpType()));
         }
     }
+    void WakeThread() {
+        if (threadUnderWay.exchange(true)) {
+            return;
+        }
+        const std::lock_guard lock(mutex);
+        if (thread != nullptr) {
+            thread->Wake();
+        }
+    }
 };
 
 class Ticket final : public RepaintTicket {
 public:
-    Ticket(QWidget& window, std::shared_ptr<Waker> waker) : m_window(&window), m_waker(std::move(waker)) {}
+    Ticket(QWidget& window, PutNewest put, std::shared_ptr<Waker> waker)
+        : m_window(&window), m_put(std::move(put)), m_waker(std::move(waker)) {}
 
     void Request() override {
         if (!m_wanted.exchange(true)) {
-            m_waker->Wake();
+            m_bByThread ? m_waker->WakeThread() : m_waker->Wake();
         }
     }
-    // User interface thread from here on.
+    // User interface thread from here on, or another while that sleeps.
+    std::function<QImage(int, int)> ImageMaker() const override {
+        return m_put && m_waker->screen != nullptr ? m_waker->screen->ImageMaker() : nullptr;
+    }
+    bool IsBeingRead() const override {
+        return m_put && m_waker->screen != nullptr && !m_waker->screen->IsRead();
+    }
     bool IsGone() const { return m_window.isNull(); }
-    void Serve() {
-        if (m_wanted.exchange(false) && m_window) {
+    bool CanBePut() const { return m_put != nullptr; }
+    // By the way past the toolkit, if there is one. What goes that way goes by the thread from now on.
+    void Serve(DirectScreen* screen, bool bThread) {
+        if (!m_wanted.exchange(false) || !m_window) {
+            return;
+        }
+        const bool bPut = screen != nullptr && Put(*screen);
+        m_bByThread = bPut && bThread;
+        if (!bPut) {
             m_window->update();
         }
     }
+    // False if the user interface's thread has to serve it.
+    bool ServeAsleep(DirectScreen& screen) {
+        if (m_wanted.exchange(false) && m_window && !Put(screen)) {
+            m_bByThread = false;
+            m_wanted = true;
+            return false;
+        }
+        return true;
+    }
 
 private:
+    bool Put(DirectScreen& screen) const { return m_put && m_window->updatesEnabled() && m_put(screen); }
+
     const QPointer<QWidget> m_window;
+    const PutNewest m_put;
     const std::shared_ptr<Waker> m_waker;
     std::atomic<bool> m_wanted{false};
+    std::atomic<bool> m_bByThread{false};
 };
 
 class RepaintHub final : public QObject {
@@ -78,16 +121,32 @@ public:
         m_sinceServed.invalidate();
     }
     ~RepaintHub() override {
+        Use(nullptr, nullptr);
         const std::lock_guard lock(m_waker->mutex);
         m_waker->hub = nullptr;
     }
 
-    std::shared_ptr<RepaintTicket> Register(QWidget& window) {
+    void Use(DirectScreen* screen, SleepGate* gate) {
+        std::unique_ptr<ScreenThread> thread;
+        if (screen != nullptr && gate != nullptr) {
+            thread = std::make_unique<ScreenThread>(
+                *gate, [this] { return ServeAsleep(); }, [this] { LeaveToUserInterface(); });
+        }
+        {
+            const std::lock_guard lock(m_waker->mutex);
+            m_waker->screen = screen;
+            m_waker->thread = thread && thread->IsRunning() ? thread.get() : nullptr;
+        }
+        m_thread.swap(thread);
+        thread.reset();
+        m_waker->Wake();  // for what was left to the thread
+    }
+    std::shared_ptr<RepaintTicket> Register(QWidget& window, PutNewest put) {
         std::erase_if(m_tickets, [](const auto& ticket) {
             const auto alive = ticket.lock();
             return !alive || alive->IsGone();
         });
-        auto ticket = std::make_shared<Ticket>(window, m_waker);
+        auto ticket = std::make_shared<Ticket>(window, std::move(put), m_waker);
         m_tickets.push_back(ticket);
         return ticket;
     }
@@ -115,11 +174,51 @@ private:
         if (!m_requested) {
             m_requested = SteadyClock::time_point(SteadyClock::duration(m_waker->since));
         }
+        DirectScreen* const screen = m_waker->screen;
+        if (screen != nullptr && !screen->IsRead()) {
+            // The display is behind: its images are not touched, and so not exchanged.
+            ServeWhat([](const Ticket& ticket) { return !ticket.CanBePut(); }, nullptr);
+            m_pause.start(kShortestPeriodMs);
+            return;
+        }
         // Before the windows are looked at: a request from here on wakes again.
         m_waker->underWay = false;
+        ServeWhat([](const Ticket&) { return true; }, screen);
+        if (screen != nullptr) {
+            screen->Flush();
+        }
+    }
+
+    // The screen's thread, while that of the user interface sleeps.
+    ScreenThread::Round ServeAsleep() {
+        if (!m_waker->screen->IsRead()) {
+            return ScreenThread::Round::Again;
+        }
+        m_waker->threadUnderWay = false;
+        bool bAll = true;
         for (const auto& ticket : m_tickets) {
-            if (const auto alive = ticket.lock()) {
-                alive->Serve();
+            if (const auto alive = ticket.lock(); alive && alive->CanBePut()) {
+                bAll = alive->ServeAsleep(*m_waker->screen) && bAll;
+            }
+        }
+        m_waker->screen->Flush();
+        if (!bAll) {
+            m_waker->Wake();
+        }
+        return ScreenThread::Round::Done;
+    }
+
+    void LeaveToUserInterface() {
+        m_waker->threadUnderWay = false;
+        m_waker->Wake();
+    }
+
+    template <typename Which>
+    void ServeWhat(const Which& which, DirectScreen* screen) {
+        for (const auto& ticket : m_tickets) {
+            const auto alive = ticket.lock();
+            if (alive && which(*alive)) {
+                alive->Serve(screen, m_waker->thread != nullptr);
             }
         }
     }
@@ -129,6 +228,7 @@ private:
     std::optional<SteadyClock::time_point> m_requested;
     QTimer m_pause;
     QElapsedTimer m_sinceServed;
+    std::unique_ptr<ScreenThread> m_thread;
 };
 
 RepaintHub& TheHub() {
@@ -142,8 +242,12 @@ RepaintHub& TheHub() {
 
 }  // namespace
 
-std::shared_ptr<RepaintTicket> RegisterForRepaint(QWidget& window) {
-    return TheHub().Register(window);
+std::shared_ptr<RepaintTicket> RegisterForRepaint(QWidget& window, PutNewest put) {
+    return TheHub().Register(window, std::move(put));
+}
+
+void UseDirectScreen(DirectScreen* screen, SleepGate* gate) {
+    TheHub().Use(screen, gate);
 }
 
 std::optional<SteadyClock::time_point> TakeRepaintRequestTime() {

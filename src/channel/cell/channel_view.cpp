@@ -10,6 +10,7 @@
 #include "channel/picture/captions.h"
 #include "persist/string_table.h"
 #include "platform/text.h"
+#include "skin/direct_screen.h"
 #include "skin/input_messages.h"
 #include "skin/repaint_hub.h"
 
@@ -36,7 +37,9 @@ std::string StillText(int seconds) {
 
 }  // namespace
 
-CChannelView::CChannelView(QWidget* parent) : WindowBase(parent), m_repaint(RegisterForRepaint(*this)) {
+CChannelView::CChannelView(QWidget* parent)
+    : WindowBase(parent),
+      m_repaint(RegisterForRepaint(*this, [this](DirectScreen& screen) { return PutPicture(screen); })) {
     setAttribute(Qt::WA_OpaquePaintEvent);
 }
 
@@ -80,6 +83,7 @@ void CChannelView::GiveViewSize(CBaseCamera& camera) {
     const double ratio = devicePixelRatioF();
     m_givenSize = QSize(qRound(width() * ratio), qRound(height() * ratio));
     camera.Picture().SetPixelRatio(ratio);
+    camera.Picture().SetImageMaker(m_repaint->ImageMaker());
     if (camera.SetViewSize(m_givenSize.width(), m_givenSize.height())) {
         camera.StartPlaying(PlaySound::No);
     }
@@ -269,12 +273,24 @@ void CChannelView::paintEvent(QPaintEvent*) {
     if (m_givenSize != QSize(qRound(width() * ratio), qRound(height() * ratio))) {
         GiveViewSize(*camera);  // moved to a screen of another resolution
     }
-    if (!camera->Picture().Paint(painter, width(), height())) {
+    const auto newest =
+        m_repaint->IsBeingRead() ? ChannelPicture::Newest::Leave : ChannelPicture::Newest::Take;
+    if (!camera->Picture().Paint(painter, width(), height(), newest)) {
         m_repaint->Request();
     }
     if (const int seconds = camera->Picture().GetStillSeconds()) {
         PaintNotice(painter, rect(), StillText(seconds));
     }
+}
+
+// The view's newest image, if it is all that there is to see in it.
+bool CChannelView::PutPicture(DirectScreen& screen) {
+    const auto camera = GetCamera();
+    if (!camera || !IsShownHere(*camera) || camera->Picture().GetStillSeconds() > 0) {
+        return false;
+    }
+    const QImage* const image = camera->Picture().TakeNewest();
+    return image != nullptr && screen.Put(*this, *image);
 }
 
 void CChannelView::resizeEvent(QResizeEvent*) {

@@ -15,6 +15,7 @@
 namespace kvmon {
 
 class CBaseCamera;
+class DirectScreen;
 class RepaintTicket;
 
 // User interface thread only.
@@ -72,6 +73,7 @@ private:
     void GiveViewSize(CBaseCamera& camera);
     void ShowState(const CBaseCamera& camera);
     void TellSeen(bool bSeen);
+    bool PutPicture(DirectScreen& screen);
     void OnLButtonDblClk();
     bool OnWheel(const QWheelEvent& wheel);
 

@@ -142,8 +142,17 @@ void DrawComposed(QPainter& painter, const QImage& image, int width, int height)
 
 }  // namespace
 
-bool ChannelPicture::Paint(QPainter& painter, int width, int height) {
+const QImage* ChannelPicture::TakeNewest() {
+    PublishedImage& published = m_impl->published;
+    return published.TryTake(m_impl->age) == PublishedImage::Taken::Newest ? &published.Front() : nullptr;
+}
+
+bool ChannelPicture::Paint(QPainter& painter, int width, int height, Newest newest) {
     PictureState& impl = *m_impl;
+    if (newest == Newest::Leave && !impl.published.Front().isNull()) {
+        DrawComposed(painter, impl.published.Front(), width, height);
+        return false;
+    }
     switch (impl.published.TryTake(impl.age)) {
         case PublishedImage::Taken::Busy:
             return false;

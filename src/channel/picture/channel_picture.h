@@ -11,10 +11,12 @@
 #include "channel/frames/frame_pool.h"
 #include "channel/picture/draw_rect.h"
 #include "channel/picture/frame_rate.h"
+#include "channel/picture/image_maker.h"
 #include "channel/picture/picture_texts.h"
 #include "channel/picture/snapshot.h"
 #include "codec/picture.h"
 
+class QImage;
 class QPainter;
 
 namespace kvmon {
@@ -70,6 +72,8 @@ public:
     void SetPixelRatio(double ratio);
     // Called on any thread when there is something new to paint; must not wait. Null: nobody looks.
     void SetRepaint(std::function<void()> repaint);
+    // What the view's images are made by; without it they are in memory as any.
+    void SetImageMaker(ImageMaker make);
 
     // The channel that the trace tells of.
     void SetCHInMainDlg(std::uint32_t n);
@@ -114,10 +118,15 @@ public:
     void ReleaseView();
     // Bytes of all images and work memory for the view.
     std::size_t GetWorkBytes() const;
+    // The newest composed image, for who shows it past a painter; null if none has the present look, or a
+    // lock was busy. It stays as it is until the next call of this or of Paint().
+    const QImage* TakeNewest();
+    enum class Newest { Take, Leave };
     // Draws what there is: the composed image, else the picture, else the ground colour with captions, on
     // an area of this size in the painter's units. Never waits. False if a lock was busy and what was
-    // drawn, if anything, is not the newest; the caller asks for another paint then.
-    bool Paint(QPainter& painter, int width, int height);
+    // drawn, if anything, is not the newest; the caller asks for another paint then. Newest::Leave draws what
+    // was taken last, for it must not be exchanged now.
+    bool Paint(QPainter& painter, int width, int height, Newest newest = Newest::Take);
 
 private:
     const std::unique_ptr<PictureState> m_impl;

@@ -49,10 +49,15 @@ PictureView PictureComposer::SourceOf(CVideoBmpFrame& frame, const Look& look) {
     return ViewOfBitmap(header, m_deinterlaced.Begin());
 }
 
+QImage PictureComposer::MakeImage(int width, int height) const {
+    QImage image = m_make ? (*m_make)(width, height) : QImage();
+    return image.isNull() ? QImage(width, height, QImage::Format_RGB32) : image;
+}
+
 bool PictureComposer::DrawInto(QImage& image, CVideoBmpFrame& frame, const Look& look) {
     const PictureView source = SourceOf(frame, look);
     if (image.width() != look.viewWidth || image.height() != look.viewHeight) {
-        image = QImage(look.viewWidth, look.viewHeight, QImage::Format_RGB32);
+        image = MakeImage(look.viewWidth, look.viewHeight);
     }
     const PixelImage out{image.bits(), image.bytesPerLine(), image.width(), image.height()};
     if (out.pixels == nullptr) {

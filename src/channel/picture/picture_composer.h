@@ -2,9 +2,11 @@
 #pragma once
 
 #include <QtGui/QImage>
+#include <memory>
 
 #include "channel/frames/frame_pool.h"
 #include "channel/picture/captions.h"
+#include "channel/picture/image_maker.h"
 #include "channel/picture/picture_look.h"
 #include "channel/picture/picture_texts.h"
 #include "codec/cell_scaler.h"
@@ -18,6 +20,12 @@ class PictureComposer {
 public:
     // The texts as they are drawn, to be brought up to date by their owner.
     PictureTexts::Seen& Texts() { return m_texts; }
+    // What images are made by; null: they are in memory as any.
+    void UseMaker(const std::shared_ptr<const ImageMaker>& make) {
+        if (m_make != make) {
+            m_make = make;
+        }
+    }
     // False if there is nothing to draw or nothing to draw on.
     bool Compose(CVideoBmpFrame& frame, const Look& look);
     // What was composed last. It may be exchanged for any other image.
@@ -34,6 +42,7 @@ public:
 
 private:
     PictureView SourceOf(CVideoBmpFrame& frame, const Look& look);
+    QImage MakeImage(int width, int height) const;
     bool DrawInto(QImage& image, CVideoBmpFrame& frame, const Look& look);
     void UpdateCaptions(const Look& look);
 
@@ -41,6 +50,7 @@ private:
     CaptionLayer m_captions;
     CellScaler m_scaler;
     CBuffer m_deinterlaced;
+    std::shared_ptr<const ImageMaker> m_make;
     QImage m_image;
 };
 

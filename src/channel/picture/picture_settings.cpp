@@ -38,6 +38,12 @@ void ChannelPicture::SetRepaint(std::function<void()> repaint) {
     m_impl->repaint.swap(call);
 }
 
+void ChannelPicture::SetImageMaker(ImageMaker make) {
+    auto shared = make ? std::make_shared<const ImageMaker>(std::move(make)) : nullptr;
+    const std::lock_guard lock(m_impl->csState);
+    m_impl->makeImage.swap(shared);
+}
+
 void ChannelPicture::SetCHInMainDlg(std::uint32_t n) {
     m_impl->channel = n;
 }

@@ -80,6 +80,7 @@ void PictureState::TellStream(const PictureCounts& counts) {
 
 std::pair<Look, std::uint64_t> PictureState::CopyLook() {
     texts.Update(composer.Texts());
+    composer.UseMaker(makeImage);
     return {look, age.load()};
 }
 

@@ -35,6 +35,7 @@ struct PictureState {
     std::uint64_t rateSince = 0;  // from when and which count the bit rate is reckoned
     std::uint64_t rateBytes = 0;
     Repaint repaint;
+    std::shared_ptr<const ImageMaker> makeImage;
 
     PublishedImage published;
     std::atomic<bool> hasFrame{false};
@@ -48,7 +49,8 @@ struct PictureState {
     void TellStream(const PictureCounts& counts);
 
     // --- under csFrame
-    // The look as it is now, and its age; the composer's texts are brought up to date with it.
+    // The look as it is now, and its age; the composer's texts and its maker of images are brought up to date
+    // with it.
     std::pair<Look, std::uint64_t> UpdateLook();
     std::pair<Look, std::uint64_t> CopyLook();  // under csState, too
     bool Compose(const std::pair<Look, std::uint64_t>& now);

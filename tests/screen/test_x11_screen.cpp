@@ -1,0 +1,237 @@
+// Pictures on a real X11 display, seen by another of its clients.
+#include <gtest/gtest.h>
+#include <xcb/shm.h>
+#include <xcb/xcb.h>
+
+#include <QtCore/QElapsedTimer>
+#include <QtGui/QPainter>
+#include <QtWidgets/QApplication>
+#include <QtWidgets/QWidget>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "app/x11_connection.h"
+#include "app/x11_screen.h"
+#include "support/must_run.h"
+
+namespace kvmon {
+namespace {
+
+constexpr QRgb kRed = 0xFFFF0000;
+constexpr QRgb kGreen = 0xFF00FF00;
+constexpr QRgb kBlue = 0xFF0000FF;
+constexpr QRect kPlace(20, 10, 101, 83);
+
+// Another program's view of the display.
+class Onlooker {
+public:
+    Onlooker() : m_connection(xcb_connect(nullptr, nullptr)) {
+        m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
+    }
+    ~Onlooker() { xcb_disconnect(m_connection); }
+    Onlooker(const Onlooker&) = delete;
+    Onlooker& operator=(const Onlooker&) = delete;
+
+    QRgb ColourAt(const QPoint& point) const {
+        const auto cookie = xcb_get_image(m_connection, XCB_IMAGE_FORMAT_Z_PIXMAP, m_root,
+                                          static_cast<std::int16_t>(point.x()),
+                                          static_cast<std::int16_t>(point.y()), 1, 1, ~0u);
+        struct Freed {
+            void operator()(void* reply) const { std::free(reply); }
+        };
+        const std::unique_ptr<xcb_get_image_reply_t, Freed> reply(
+            xcb_get_image_reply(m_connection, cookie, nullptr));
+        QRgb colour = 0;
+        if (reply != nullptr && xcb_get_image_data_length(reply.get()) >= 4) {
+            std::memcpy(&colour, xcb_get_image_data(reply.get()), sizeof colour);
+        }
+        return colour | 0xFF000000;
+    }
+    // A window over all others, as another program's.
+    void Cover() {
+        const std::uint32_t blackAndOrdinary[] = {0, 1};
+        m_cover = xcb_generate_id(m_connection);
+        xcb_create_window(m_connection, XCB_COPY_FROM_PARENT, m_cover, m_root, 0, 0, 400, 300, 0,
+                          XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                          XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, blackAndOrdinary);
+        xcb_map_window(m_connection, m_cover);
+        Settle();
+    }
+    void Uncover() {
+        xcb_destroy_window(m_connection, m_cover);
+        Settle();
+    }
+
+private:
+    // All that was asked for is done.
+    void Settle() const {
+        std::free(xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
+    }
+
+    xcb_connection_t* const m_connection;
+    xcb_window_t m_root = 0;
+    xcb_window_t m_cover = 0;
+};
+
+class Area final : public QWidget {
+public:
+    using QWidget::QWidget;
+    QRgb colour = kBlue;
+
+protected:
+    void paintEvent(QPaintEvent*) override { QPainter(this).fillRect(rect(), QColor::fromRgb(colour)); }
+};
+
+template <typename Done>
+bool RunUntil(const Done& done) {
+    QElapsedTimer time;
+    time.start();
+    while (!done() && time.elapsed() < 10000) {
+        QApplication::processEvents(QEventLoop::AllEvents, 10);
+    }
+    return done();
+}
+
+class X11Pictures : public testing::Test {
+protected:
+    void SetUp() override {
+        if (QGuiApplication::platformName() != QLatin1String("xcb")) {
+            KV_SKIP("there is no Xvfb");
+        }
+        onlooker.emplace();
+        screen = OpenX11Screen();
+        ASSERT_NE(screen, nullptr);
+        window.setGeometry(0, 0, 300, 200);
+        area.setGeometry(kPlace);
+        window.show();
+        ASSERT_TRUE(RunUntil([&] { return Seen() == kBlue; }));
+    }
+    QRgb Seen() const { return onlooker->ColourAt(window.mapToGlobal(kPlace.center())); }
+    QImage Filled(QRgb colour, const QSize& size = kPlace.size()) {
+        QImage image = screen->ImageMaker()(size.width(), size.height());
+        image.fill(colour);
+        return image;
+    }
+    bool Show(const QImage& image) {
+        const bool bPut = screen->Put(area, image);
+        screen->Flush();
+        return bPut;
+    }
+
+    std::optional<Onlooker> onlooker;
+    std::unique_ptr<DirectScreen> screen;
+    QWidget window{nullptr, Qt::FramelessWindowHint | Qt::BypassWindowManagerHint};
+    Area area{&window};
+};
+
+TEST_F(X11Pictures, AnImageIsSeenInItsPlaceAndNowhereElse) {
+    const QImage image = Filled(kRed);
+    ASSERT_TRUE(Show(image));
+    ASSERT_TRUE(RunUntil([&] { return Seen() == kRed; }));
+    EXPECT_TRUE(RunUntil([&] { return screen->IsRead(); }));
+    const QPoint corner = window.mapToGlobal(kPlace.topLeft());
+    const QPoint end = window.mapToGlobal(kPlace.bottomRight());
+    EXPECT_EQ(onlooker->ColourAt(corner), kRed);
+    EXPECT_EQ(onlooker->ColourAt(end), kRed);
+    EXPECT_NE(onlooker->ColourAt(corner - QPoint(1, 0)), kRed);
+    EXPECT_NE(onlooker->ColourAt(end + QPoint(1, 0)), kRed);
+    EXPECT_NE(onlooker->ColourAt(end + QPoint(0, 1)), kRed);
+}
+
+TEST_F(X11Pictures, WhatOnlyTheToolkitCanPaintIsRefused) {
+    EXPECT_FALSE(Show(Filled(kRed, kPlace.size() + QSize(1, 0))));
+    QImage ordinary(kPlace.size(), QImage::Format_RGB32);
+    ordinary.fill(kRed);
+    EXPECT_FALSE(Show(ordinary));
+    const QImage image = Filled(kRed);
+    {
+        QWidget over(&window);
+        over.setGeometry(kPlace.right() - 3, kPlace.bottom() - 3, 10, 10);
+        EXPECT_TRUE(Show(image));  // not shown yet
+        over.show();
+        EXPECT_FALSE(Show(image));
+        over.lower();
+        EXPECT_TRUE(Show(image));
+        over.raise();
+        EXPECT_FALSE(Show(image));
+    }
+    EXPECT_TRUE(Show(image));
+    area.move(250, 10);  // beyond the window's edge
+    EXPECT_FALSE(Show(image));
+    area.hide();
+    EXPECT_FALSE(Show(image));
+}
+
+// The toolkit's copy of the window has none of what was put: where it shows that copy, it paints first.
+TEST_F(X11Pictures, AnUncoveredWindowShowsWhatIsNewest) {
+    ASSERT_TRUE(Show(Filled(kRed)));
+    ASSERT_TRUE(RunUntil([&] { return Seen() == kRed; }));
+    area.colour = kGreen;
+    onlooker->Cover();
+    EXPECT_NE(Seen(), kRed);
+    onlooker->Uncover();
+    EXPECT_TRUE(RunUntil([&] {
+        EXPECT_NE(Seen(), kBlue);
+        return Seen() == kGreen;
+    }));
+}
+
+TEST_F(X11Pictures, ADisplayThatRefusesAnImageIsPaintedOn) {
+    ASSERT_TRUE(Show(Filled(kRed)));
+    ASSERT_TRUE(RunUntil([&] { return Seen() == kRed; }));
+    area.colour = kGreen;
+    xcb_shm_detach(X11Connection(), 12345);  // which it does not have
+    xcb_flush(X11Connection());
+    EXPECT_TRUE(RunUntil([&] { return Seen() == kGreen; }));
+    EXPECT_FALSE(Show(Filled(kRed)));
+}
+
+TEST_F(X11Pictures, ImagesMayGoAtOnceAndStayLongerThanTheScreen) {
+    QImage image = Filled(kRed);
+    ASSERT_TRUE(Show(image));
+    image = QImage();
+    EXPECT_TRUE(RunUntil([&] { return Seen() == kRed; }));
+    image = Filled(kGreen);
+    ASSERT_TRUE(Show(image));
+    EXPECT_TRUE(RunUntil([&] { return Seen() == kGreen; }));
+    const auto make = screen->ImageMaker();
+    screen.reset();
+    image.fill(kBlue);
+    EXPECT_EQ(image.pixel(5, 5), kBlue);
+    image = make(10, 10);
+    image.fill(kRed);
+    EXPECT_EQ(image.pixel(9, 9), kRed);
+}
+
+}  // namespace
+}  // namespace kvmon
+
+int main(int argc, char** argv) {
+    testing::InitGoogleTest(&argc, argv);
+    // Ends with its last client.
+    std::FILE* const server =
+        testing::GTEST_FLAG(list_tests)
+            ? nullptr
+            : ::popen("exec Xvfb -displayfd 1 -terminate -nolisten tcp -screen 0 640x480x24 2>/dev/null",
+                      "r");
+    char number[16] = {};
+    if (server != nullptr && std::fgets(number, sizeof number, server) != nullptr) {
+        qputenv("DISPLAY", ":" + QByteArray(number).trimmed());
+        qputenv("QT_QPA_PLATFORM", "xcb");
+    } else {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+    int status = 0;
+    {
+        QApplication application(argc, argv);
+        status = RUN_ALL_TESTS();
+    }
+    if (server != nullptr) {
+        ::pclose(server);
+    }
+    return status;
+}
