@@ -17,7 +17,8 @@ void KeepHeapsFew() {
     mallopt(M_ARENA_MAX, kHeaps);
     mallopt(M_MMAP_THRESHOLD, kLargeBlock);
     mallopt(M_TRIM_THRESHOLD, kFreeAtTheEnd);
-    // Else each larger block that is asked for gathers the small free ones first; each thread has a few at hand anyway.
+    // Else each larger block that is asked for gathers the small free ones first; each thread has a few at
+    // hand anyway.
     mallopt(M_MXFAST, 0);
 }
 
