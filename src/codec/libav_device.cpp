@@ -136,7 +136,15 @@ std::shared_ptr<HardwareDevice> OpenLibavDevice(const std::string& name) {
         return nullptr;
     }
     AVBufferRef* opened = nullptr;
-    const int status = av_hwdevice_ctx_create(&opened, type, nullptr, nullptr, 0);
+    int status = av_hwdevice_ctx_create(&opened, type, nullptr, nullptr, 0);
+    if (status < 0 && type == AV_HWDEVICE_TYPE_VAAPI) {
+        // The library gives up where the computer has no render node; a driver may be reached by the display
+        // alone.
+        AVDictionary* options = nullptr;
+        av_dict_set(&options, "connection_type", "x11", 0);
+        status = av_hwdevice_ctx_create(&opened, type, nullptr, options, 0);
+        av_dict_free(&options);
+    }
     if (status < 0 || opened == nullptr) {
         char text[AV_ERROR_MAX_STRING_SIZE] = {};
         av_strerror(status, text, sizeof text);

@@ -1,0 +1,22 @@
+// What the test's driver is told and tells, by the names of its two functions.
+#pragma once
+
+namespace kvtest {
+
+// After so many successes the named call fails, for ever; nullptr: none does. Forgets the pictures that were
+// counted.
+using SetVaFailure = void (*)(const char* call, int successes);
+inline constexpr char kSetVaFailure[] = "kvtest_set_va_failure";
+
+struct VaCounts {
+    int pictures = 0;  // that were decoded
+    int alive = 0;     // objects of any kind that were made and not destroyed
+    int failures = 0;  // of the call that is to fail
+};
+using GetVaCounts = VaCounts (*)();
+inline constexpr char kGetVaCounts[] = "kvtest_get_va_counts";
+
+// The brightness of the first picture; each further one is one brighter.
+inline constexpr int kFirstVaLuma = 40;
+
+}  // namespace kvtest
