@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "codec/column_mixer.h"
 #include "codec/picture.h"
+#include "codec/plane_scaler.h"
 
 namespace kvmon {
 
@@ -28,8 +28,8 @@ private:
     bool DrawPacked(const PictureView& part, std::uint8_t* out, int outStride, int width, int height);
 
     std::vector<std::uint8_t> m_work;
-    ColumnMixer m_across;
-    ColumnMixer m_colourAcross;
+    ColumnSteps m_across;
+    ColumnSteps m_colourAcross;
 };
 
 }  // namespace kvmon

@@ -3,9 +3,9 @@
 #include <libyuv.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
-
-#include "codec/column_mixer.h"
+#include <iterator>
 
 namespace kvmon {
 
@@ -64,76 +64,58 @@ void InterpolateUp(const PlaneIn& from, const PlaneOut& to, std::span<std::uint8
     }
 }
 
-// Rows in fours and the rest one by one: each pass over the sums costs as much as several rows.
-void SumRows(const PlaneIn& from, int begin, int end, std::uint16_t* sums) {
-    int row = begin;
-    const auto* first = RowOf(from, row++);
+// The first rows together, so that the sums are written once for most pictures.
+template <int kRows>
+void SumFirst(const PlaneIn& from, int row, std::uint16_t* sums) {
+    std::array<const std::uint8_t*, kRows> rows;
+    for (int i = 0; i < kRows; ++i) {
+        rows[static_cast<std::size_t>(i)] = RowOf(from, row + i);
+    }
     for (int x = 0; x < from.width; ++x) {
-        sums[x] = first[x];
-    }
-    for (; row + 4 <= end; row += 4) {
-        const std::uint8_t* const rows[] = {RowOf(from, row), RowOf(from, row + 1), RowOf(from, row + 2),
-                                            RowOf(from, row + 3)};
-        for (int x = 0; x < from.width; ++x) {
-            sums[x] = static_cast<std::uint16_t>(sums[x] + rows[0][x] + rows[1][x] + rows[2][x] + rows[3][x]);
+        int sum = 0;
+        for (const std::uint8_t* const each : rows) {
+            sum += each[x];
         }
+        sums[x] = static_cast<std::uint16_t>(sum);
     }
-    for (; row < end; ++row) {
-        const auto* next = RowOf(from, row);
+}
+
+void SumRows(const PlaneIn& from, int begin, int end, std::uint16_t* sums) {
+    constexpr void (*kFirst[])(const PlaneIn&, int, std::uint16_t*) = {SumFirst<1>, SumFirst<2>, SumFirst<3>,
+                                                                       SumFirst<4>, SumFirst<5>, SumFirst<6>};
+    const int first = std::min(end - begin, static_cast<int>(std::size(kFirst)));
+    kFirst[first - 1](from, begin, sums);
+    for (int row = begin + first; row < end; ++row) {
+        const std::uint8_t* const next = RowOf(from, row);
         for (int x = 0; x < from.width; ++x) {
             sums[x] = static_cast<std::uint16_t>(sums[x] + next[x]);
         }
     }
 }
 
-// Parts of 2^24, so that the largest sum times its part fits 32 bits.
-std::uint32_t PartOf(int samples) {
-    return (1u << 24) / static_cast<std::uint32_t>(samples);
-}
-
-// Each target sample is the mean of `narrow` columns or of one more. A known number lets the compiler lay
-// the sum out straight; 0 stands for any. There is one more sum than columns.
-template <int kNarrow>
-void AverageColumns(const std::uint16_t* sums, std::int64_t step, int rows, std::uint8_t* to, int width) {
-    const int narrow = kNarrow != 0 ? kNarrow : static_cast<int>(step >> 16);
-    const std::uint32_t parts[2] = {PartOf(narrow * rows), PartOf((narrow + 1) * rows)};
-    std::int64_t place = 0;
-    for (int x = 0; x < width; ++x) {
-        const std::uint16_t* const column = sums + (place >> 16);
-        const std::int64_t begin = place >> 16;
-        place += step;
-        const auto wide = static_cast<std::uint32_t>((place >> 16) - begin - narrow);
-        std::uint32_t sum = column[narrow] & (0u - wide);
-        for (int i = 0; i < narrow; ++i) {
-            sum += column[i];
+// A picture was written by the decoder some time ago, and its rows are too short for the processor to guess
+// the next.
+void FetchRows(const PlaneIn& from, int begin, int end) {
+    constexpr int kLine = 64;
+    for (int row = begin; row < end; ++row) {
+        const std::uint8_t* const samples = RowOf(from, row);
+        for (int x = 0; x < from.width; x += kLine) {
+            __builtin_prefetch(samples + x);
         }
-        to[x] = static_cast<std::uint8_t>((sum * parts[wide] + (1u << 23)) >> 24);
     }
 }
 
-using ColumnAverage = void (*)(const std::uint16_t*, std::int64_t, int, std::uint8_t*, int);
-
-ColumnAverage ColumnAverageFor(std::int64_t step) {
-    constexpr ColumnAverage kKnown[] = {AverageColumns<0>, AverageColumns<1>, AverageColumns<2>,
-                                        AverageColumns<3>, AverageColumns<4>, AverageColumns<5>,
-                                        AverageColumns<6>, AverageColumns<7>, AverageColumns<8>,
-                                        AverageColumns<9>, AverageColumns<10>};
-    const auto narrow = static_cast<std::size_t>(step >> 16);
-    return narrow < std::size(kKnown) ? kKnown[narrow] : AverageColumns<0>;
-}
-
-void Average(const PlaneIn& from, const PlaneOut& to, std::uint16_t* sums) {
-    const std::int64_t across = (std::int64_t{from.width} << 16) / to.width;
+void Average(const PlaneIn& from, const PlaneOut& to, std::uint16_t* sums, const ColumnAverage& across) {
     const std::int64_t down = (std::int64_t{from.height} << 16) / to.height;
-    const ColumnAverage average = ColumnAverageFor(across);
-    sums[from.width] = 0;
+    std::fill_n(sums + from.width, ColumnAverage::kReadBeyond, std::uint16_t{0});
     std::int64_t place = 0;
     for (int y = 0; y < to.height; ++y) {
         const auto begin = static_cast<int>(place >> 16);
         place += down;
         const int end = std::min(static_cast<int>(place >> 16), begin + kMostRows);
+        FetchRows(from, static_cast<int>(place >> 16), static_cast<int>((place + down) >> 16));
         SumRows(from, begin, end, sums);
-        average(sums, across, end - begin, to.data + std::ptrdiff_t{y} * to.stride, to.width);
+        across.Average(sums, end - begin, to.data + std::ptrdiff_t{y} * to.stride);
     }
 }
 
@@ -144,16 +126,17 @@ std::size_t ScaleWorkBytes(int fromWidth, int toWidth) {
            ColumnMixer::kReadBeyond;
 }
 
-void ScalePlane(const PlaneIn& from, const PlaneOut& to, std::span<std::uint8_t> work, ColumnMixer& across) {
+void ScalePlane(const PlaneIn& from, const PlaneOut& to, std::span<std::uint8_t> work, ColumnSteps& across) {
     if (from.width >= 2 * to.width && from.height >= 2 * to.height) {
-        Average(from, to, static_cast<std::uint16_t*>(static_cast<void*>(work.data())));
+        across.average.SetWidths(from.width, to.width);
+        Average(from, to, static_cast<std::uint16_t*>(static_cast<void*>(work.data())), across.average);
         return;
     }
-    across.SetWidths(from.width, to.width);
+    across.mixer.SetWidths(from.width, to.width);
     if (from.width > to.width) {
-        InterpolateDown(from, to, work, across);
+        InterpolateDown(from, to, work, across.mixer);
     } else {
-        InterpolateUp(from, to, work, across);
+        InterpolateUp(from, to, work, across.mixer);
     }
 }
 

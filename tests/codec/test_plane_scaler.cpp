@@ -56,7 +56,7 @@ void Check(int fromWidth, int fromHeight, int toWidth, int toHeight) {
     const int stride = toWidth + 3;
     std::vector<std::uint8_t> target(static_cast<std::size_t>(stride * toHeight), 0xA5);
     std::vector<std::uint8_t> work(ScaleWorkBytes(fromWidth, toWidth));
-    ColumnMixer across;
+    ColumnSteps across;
     ScalePlane({source.data() + (fromHeight - 1) * fromWidth, -fromWidth, fromWidth, fromHeight},
                {target.data(), stride, toWidth, toHeight}, work, across);
 
@@ -121,6 +121,30 @@ TEST(ColumnMixerTest, EveryWayGivesTheSameSamples) {
             best.SetWidths(from, to);
             best.Mix(row.data(), mixed.data());
             ASSERT_EQ(plain, mixed) << from << " to " << to;
+        }
+    }
+}
+
+TEST(ColumnAverageTest, EveryWayGivesTheSameSamples) {
+    ColumnAverage plainly(ColumnAverage::Way::Plain);
+    ColumnAverage best;
+    for (int from = 2; from <= 700; from = from * 5 / 4 + 1) {
+        for (const int rows : {1, 3, 128, 257}) {
+            std::vector<std::uint16_t> sums(static_cast<std::size_t>(from + ColumnAverage::kReadBeyond),
+                                            0xA5A5);
+            for (std::size_t i = 0; i < static_cast<std::size_t>(from); ++i) {
+                sums[i] = static_cast<std::uint16_t>((i * 8923 ^ i / 3 * 151) %
+                                                     (255u * static_cast<unsigned>(rows) + 1));
+            }
+            for (int to = 1; to <= from / 2; to = to * 7 / 6 + 1) {
+                std::vector<std::uint8_t> plain(static_cast<std::size_t>(to) + 8, 0xA5);
+                std::vector<std::uint8_t> averaged = plain;
+                plainly.SetWidths(from, to);
+                plainly.Average(sums.data(), rows, plain.data());
+                best.SetWidths(from, to);
+                best.Average(sums.data(), rows, averaged.data());
+                ASSERT_EQ(plain, averaged) << from << " to " << to << " of " << rows;
+            }
         }
     }
 }
