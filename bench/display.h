@@ -36,6 +36,8 @@ public:
     void SetHidden(bool bHidden);
     // A black window over everything, for as long as it is wanted.
     void SetCovered(bool bCovered);
+    // Whether any window is there.
+    bool HasWindow() const { return !WindowsThatShow().empty(); }
     // A key of the keyboard, by its X11 keysym, to the window that is shown last. Throws std::runtime_error
     // if the keyboard has none.
     void PressKey(std::uint32_t keysym);

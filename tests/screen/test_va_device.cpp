@@ -50,8 +50,8 @@ protected:
         library = ::dlopen(KV_VA_DRIVERS "/kvtest_drv_video.so", RTLD_NOW | RTLD_GLOBAL);
         ASSERT_NE(library, nullptr) << ::dlerror();
         fail = reinterpret_cast<kvtest::SetVaFailure>(::dlsym(library, kvtest::kSetVaFailure));
-        counts = reinterpret_cast<kvtest::GetVaCounts>(::dlsym(library, kvtest::kGetVaCounts));
-        ASSERT_TRUE(fail != nullptr && counts != nullptr);
+        getCounts = reinterpret_cast<kvtest::GetVaCounts>(::dlsym(library, kvtest::kGetVaCounts));
+        ASSERT_TRUE(fail != nullptr && getCounts != nullptr);
         fail(nullptr, 0);
         kvtest::CodingOptions options;
         options.frames = kPictures;
@@ -89,13 +89,18 @@ protected:
         }
         return all;
     }
+    kvtest::VaCounts Counts() const {
+        kvtest::VaCounts counts;
+        getCounts(&counts);
+        return counts;
+    }
     static HardwareSource Always(std::shared_ptr<HardwareDevice> device) {
         return [device = std::move(device)] { return device; };
     }
 
     void* library = nullptr;
     kvtest::SetVaFailure fail = nullptr;
-    kvtest::GetVaCounts counts = nullptr;
+    kvtest::GetVaCounts getCounts = nullptr;
     std::vector<std::vector<std::uint8_t>> units;
 };
 
@@ -110,9 +115,9 @@ TEST_P(VaDevice, ItsPicturesAreReadBackInOrderAndNothingIsLeft) {
         for (std::size_t i = 0; i < seen.size(); ++i) {
             EXPECT_EQ(seen[i].Grey(), kvtest::kFirstVaLuma + static_cast<int>(i)) << i;
         }
-        EXPECT_EQ(counts().pictures, kPictures);
+        EXPECT_EQ(Counts().pictures, kPictures);
     }
-    EXPECT_EQ(counts().alive, 0);
+    EXPECT_EQ(Counts().alive, 0);
 }
 
 TEST_P(VaDevice, WhereverItFailsNoPictureIsMissingAndNoneIsBroken) {
@@ -150,8 +155,8 @@ TEST_P(VaDevice, WhereverItFailsNoPictureIsMissingAndNoneIsBroken) {
                         << i << ": " << seen[i].status;
                 }
             }
-            EXPECT_EQ(counts().alive, 0);
-            EXPECT_TRUE(successes > 0 || counts().failures > 0);
+            EXPECT_EQ(Counts().alive, 0);
+            EXPECT_TRUE(successes > 0 || Counts().failures > 0);
         }
     }
 }

@@ -308,7 +308,7 @@ VAStatus GetImage(VADriverContextP, VASurfaceID surface, int, int, unsigned, uns
 extern "C" {
 
 void kvtest_set_va_failure(const char* call, int successes);
-kvtest::VaCounts kvtest_get_va_counts();
+void kvtest_get_va_counts(kvtest::VaCounts* counts);
 VAStatus __vaDriverInit_1_0(VADriverContextP context);
 
 void kvtest_set_va_failure(const char* call, int successes) {
@@ -320,12 +320,12 @@ void kvtest_set_va_failure(const char* call, int successes) {
     device.failures = 0;
 }
 
-kvtest::VaCounts kvtest_get_va_counts() {
+void kvtest_get_va_counts(kvtest::VaCounts* counts) {
     Device& device = TheDevice();
     const std::lock_guard lock(device.mutex);
     const std::size_t alive = device.surfaces.size() + device.buffers.size() + device.images.size() +
                               device.contexts.size() + device.configs.size();
-    return {device.pictures, static_cast<int>(alive), device.failures};
+    *counts = {device.pictures, static_cast<int>(alive), device.failures};
 }
 
 VAStatus __vaDriverInit_1_0(VADriverContextP context) {

@@ -13,7 +13,7 @@ struct VaCounts {
     int alive = 0;     // objects of any kind that were made and not destroyed
     int failures = 0;  // of the call that is to fail
 };
-using GetVaCounts = VaCounts (*)();
+using GetVaCounts = void (*)(VaCounts* counts);
 inline constexpr char kGetVaCounts[] = "kvtest_get_va_counts";
 
 // The brightness of the first picture; each further one is one brighter.
