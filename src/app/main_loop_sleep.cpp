@@ -47,8 +47,12 @@ MainLoopSleep::MainLoopSleep(SleepGate& gate) {
     g_main_context_set_poll_func(context, &PollAsleep);
 }
 
+bool MainLoopSleep::IsOn() const {
+    return TheHook().gate != nullptr;
+}
+
 MainLoopSleep::~MainLoopSleep() {
-    if (TheHook().gate != nullptr) {
+    if (IsOn()) {
         g_main_context_set_poll_func(g_main_context_default(), TheHook().before);
         TheHook().gate = nullptr;
     }

@@ -14,6 +14,9 @@ public:
     ~MainLoopSleep();
     MainLoopSleep(const MainLoopSleep&) = delete;
     MainLoopSleep& operator=(const MainLoopSleep&) = delete;
+
+    // The loop is GLib's.
+    bool IsOn() const;
 };
 
 }  // namespace kvmon

@@ -77,7 +77,7 @@ void TellOfNoDisplay(QtMsgType type, const QMessageLogContext&, const QString& t
 // they can.
 class PictureWay {
 public:
-    PictureWay() { UseDirectScreen(m_screen.get(), &m_gate); }
+    PictureWay() { UseDirectScreen(m_screen.get(), m_sleep.IsOn() ? &m_gate : nullptr); }
     ~PictureWay() { UseDirectScreen(nullptr); }
     PictureWay(const PictureWay&) = delete;
     PictureWay& operator=(const PictureWay&) = delete;

@@ -2,16 +2,20 @@
 
 namespace kvmon {
 
-void SleepGate::Sleep() {
+void SleepGate::Change(bool& state, bool bNow) {
     bool bWaited = false;
     {
         const std::lock_guard lock(m_mutex);
-        m_bAsleep = true;
+        state = bNow;
         bWaited = m_nWaiting > 0;
     }
     if (bWaited) {
         m_changed.notify_all();
     }
+}
+
+void SleepGate::Sleep() {
+    Change(m_bAsleep, true);
 }
 
 void SleepGate::Wake() {
@@ -31,15 +35,7 @@ bool SleepGate::Borrow(std::chrono::milliseconds most) {
 }
 
 void SleepGate::Return() {
-    bool bWaited = false;
-    {
-        const std::lock_guard lock(m_mutex);
-        m_bBorrowed = false;
-        bWaited = m_nWaiting > 0;
-    }
-    if (bWaited) {
-        m_changed.notify_all();
-    }
+    Change(m_bBorrowed, false);
 }
 
 }  // namespace kvmon

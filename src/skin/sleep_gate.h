@@ -21,6 +21,8 @@ public:
     void Return();
 
 private:
+    void Change(bool& state, bool bNow);
+
     std::mutex m_mutex;
     std::condition_variable m_changed;
     bool m_bAsleep = false;

@@ -1,5 +1,6 @@
 // Pictures on a real X11 display, seen by another of its clients.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <xcb/shm.h>
 #include <xcb/xcb.h>
 
@@ -188,6 +189,21 @@ TEST_F(X11Pictures, ADisplayThatRefusesAnImageIsPaintedOn) {
     xcb_flush(X11Connection());
     EXPECT_TRUE(RunUntil([&] { return Seen() == kGreen; }));
     EXPECT_FALSE(Show(Filled(kRed)));
+}
+
+TEST_F(X11Pictures, WhereNothingCanBeSharedAllIsPainted) {
+    rlimit files{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &files), 0);
+    rlimit none = files;
+    none.rlim_cur = 0;
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    const QImage image = screen->ImageMaker()(10, 10);
+    ::setrlimit(RLIMIT_NOFILE, &files);
+    EXPECT_TRUE(image.isNull());
+    qputenv("QT_XCB_NO_MITSHM", "1");
+    EXPECT_EQ(OpenX11Screen(), nullptr);
+    qunsetenv("QT_XCB_NO_MITSHM");
+    EXPECT_NE(OpenX11Screen(), nullptr);
 }
 
 TEST_F(X11Pictures, ImagesMayGoAtOnceAndStayLongerThanTheScreen) {

@@ -43,7 +43,8 @@ private:
 };
 
 // For records that follow lines: a short read takes what is there behind it along, so that a small record
-// costs one read of the socket and not two. Lines are read before the first record.
+// costs one read of the socket and not two. Lines, and pictures up to their end mark, are not read behind
+// one.
 class ReadAheadSource final : public ByteSource {
 public:
     explicit ReadAheadSource(CHttpTran& tran) : m_tran(tran), m_ahead(kAhead) {}
