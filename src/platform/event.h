@@ -11,7 +11,6 @@ namespace kvmon {
 using Milliseconds = std::chrono::milliseconds;
 
 namespace detail {
-struct EventWaiter;
 struct WaitLink;
 }  // namespace detail
 
@@ -37,7 +36,7 @@ private:
 
     mutable std::mutex m_mutex;
     bool m_set = false;
-    detail::WaitLink* m_waiters = nullptr;  // the waits now under way, linked through their stacks
+    detail::WaitLink* m_waiters = nullptr;  // the waits to wake, linked through their stacks
 };
 
 // Waits until one of the events is set and gives its index; of several the lowest. kWaitTimeout

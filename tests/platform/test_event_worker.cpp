@@ -55,6 +55,25 @@ TEST(EventTest, SetAndResetInARaceNeverLosesTheLastSet) {
     }
 }
 
+TEST(EventTest, AnEventMayGoAsSoonAsItsWaitIsOver) {
+    Event steady;
+    for (int round = 0; round < 2000; ++round) {
+        auto event = std::make_unique<Event>();
+        std::thread next([&steady, event = event.get()] {
+            steady.Set();
+            steady.Reset();
+            event->Set();
+        });
+        Event* const both[] = {&steady, event.get()};
+        const int first = WaitAny(both, Milliseconds(round % 2));
+        if (first != 1) {
+            EXPECT_TRUE(event->Wait(std::chrono::seconds(10)));
+        }
+        event.reset();
+        next.join();
+    }
+}
+
 TEST(WorkerTest, EndsAndCanBeStartedAgain) {
     Worker worker;
     Event go;
