@@ -15,6 +15,7 @@ struct CodedKind {
     const char* function;
     PictureMakerFactory make;
     bool usesThreads;
+    bool asksLibrary;  // the maker's own, which may not answer
     bool tracesIndex;
     bool tracesStatus;
     const char* closedText;  // null: nothing is said of a frame for a closed decoder
@@ -33,6 +34,7 @@ public:
 
     const char* GetName() const override { return m_kind.function; }
     bool Takes(const CBuffer& frame) const override { return m_kind.Handles(frame.m_head.dwFourccCode); }
+    bool MayMove() const override { return !m_kind.asksLibrary; }
     bool Show(const CBuffer& frame) override;
     void Reset() override { m_maker->Close(); }
 

@@ -1,6 +1,8 @@
 #include "channel/decode/decode_loop.h"
 
+#include <algorithm>
 #include <string>
+#include <utility>
 
 #include "channel/decode/coded_pass.h"
 #include "channel/decode/jpeg_pass.h"
@@ -32,7 +34,8 @@ std::uint32_t DecodeLoop::DecodeFrame() {
 }
 
 std::uint32_t DecodeLoop::Run(DecodePass& pass, std::unique_ptr<CBuffer> frame) {
-    std::uint32_t count = 0;
+    m_nShown = 0;
+    m_nQuick = 0;
     for (;;) {
         if (TakeReset(pass.GetName())) {
             pass.Reset();
@@ -40,19 +43,43 @@ std::uint32_t DecodeLoop::Run(DecodePass& pass, std::unique_ptr<CBuffer> frame) 
         while (frame && !pass.HasToStop()) {
             if (!pass.Takes(*frame)) {
                 Recycle(std::move(frame));
-                return count;
+                return m_nShown;
             }
-            m_parts.sink.SetReceiveTime(frame->m_receivedMs);
-            count += pass.Show(*frame) ? 1 : 0;
-            Recycle(std::move(frame));
+            Show(pass, std::move(frame));
             frame = pass.HasToStop() ? nullptr : m_parts.frames.TakeDecodeFrame();
         }
-        if (!WaitNextDecodeFrame()) {
+        if (!WaitNextDecodeFrame(pass)) {
             Leave(std::move(frame));
-            return count;
+            return m_nShown;
         }
         Recycle(std::move(frame));
         frame = m_parts.frames.TakeDecodeFrame();
+    }
+}
+
+void DecodeLoop::Show(DecodePass& pass, std::unique_ptr<CBuffer> frame) {
+    const std::uint64_t began = m_parts.clock.TickMs();
+    m_parts.sink.SetReceiveTime(frame->m_receivedMs);
+    m_nShown += pass.Show(*frame) ? 1 : 0;
+    Recycle(std::move(frame));
+    m_nQuick = m_parts.clock.TickMs() - began <= kQuickMs ? std::min(m_nQuick + 1, kQuickPictures) : 0;
+}
+
+bool DecodeLoop::DecodeInPlace() noexcept {
+    try {
+        const bool bMay = m_nQuick == kQuickPictures && !m_pass->HasToStop();
+        auto frame = bMay ? m_parts.frames.TakeDecodeFrame() : nullptr;
+        if (frame && !m_pass->Takes(*frame)) {
+            m_parts.frames.PutBackDecodeFrame(std::move(frame));
+        }
+        if (!frame) {
+            return false;
+        }
+        Show(*m_pass, std::move(frame));
+        return true;
+    } catch (...) {
+        m_failure = std::current_exception();
+        return false;
     }
 }
 
@@ -66,15 +93,24 @@ bool DecodeLoop::TakeReset(const char* lpszFunction) {
     return true;
 }
 
-bool DecodeLoop::WaitNextDecodeFrame() {
+bool DecodeLoop::WaitNextDecodeFrame(DecodePass& pass) {
     if (m_control.leave != 0) {
         return false;
     }
     m_parts.frames.ResetWhenEmpty(m_control.run);
+    if (m_nQuick == kQuickPictures && pass.MayMove()) {
+        m_pass = &pass;
+        m_parts.frames.Seat().Take(*this);
+    }
     Event* const events[] = {&m_control.exit, &m_control.run};
+    const bool bRuns = m_parts.clock.WaitAny(events, std::nullopt) == 1;
+    m_parts.frames.Seat().Leave(*this);
+    if (m_failure) {
+        std::rethrow_exception(std::exchange(m_failure, nullptr));
+    }
     // A frame that came together with the word to leave stays for the decoder that follows: it may be
     // the key frame of a new stream.
-    return m_parts.clock.WaitAny(events, std::nullopt) == 1 && m_control.leave == 0;
+    return bRuns && m_control.leave == 0;
 }
 
 // The word to leave comes before the first frame of a new stream, but may be seen after it: a frame that

@@ -33,6 +33,8 @@ public:
     // For the trace.
     virtual const char* GetName() const = 0;
     virtual bool Takes(const CBuffer& frame) const = 0;
+    // Another thread may decode in this one's place.
+    virtual bool MayMove() const { return true; }
     // True if a picture came of it.
     virtual bool Show(const CBuffer& frame) = 0;
     // The decoder begins anew.

@@ -1,4 +1,4 @@
-// Where the decode thread's pictures go.
+// Where decoded pictures go.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@ namespace kvmon {
 
 struct ThreadControl;
 
-// Called by decode threads alone.
+// Called by the thread that decodes: the decode thread, or the reception thread in its place.
 class PictureSink {
 public:
     virtual ~PictureSink() = default;

@@ -174,7 +174,8 @@ bool FrameQueue::Admit(std::unique_ptr<CBuffer> frame, Event& event) {
         CountWaiting(*frame, true);
         m_DecodeQueue.AddTail(std::move(frame));
         // Looked at again: the pictures may be seen since, and the decoder have looked already.
-        if (!bUnseen || !m_bUnseen) {
+        const bool bSeen = !bUnseen || !m_bUnseen;
+        if (bSeen && (GetCount() != 1 || !m_seat.Decode())) {
             event.Set();
         }
         return true;

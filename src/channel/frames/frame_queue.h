@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "channel/frames/decode_seat.h"
 #include "channel/frames/frame_pool.h"
 #include "platform/event.h"
 #include "platform/worker.h"
@@ -45,7 +46,8 @@ public:
     // By the channel's clock: what is added next came off the wire then. Reception thread.
     void SetReceiveTime(std::uint64_t ms) { m_nReceivedMs = ms; }
     // The admission rule: takes the frame and sets hEvent, or, when the queue is full or a key frame is
-    // waited for, throws away all that waits together with the frame. False for null. Reception thread.
+    // waited for, throws away all that waits together with the frame. A single frame may be decoded here at
+    // once, with no event. False for null. Reception thread.
     bool AddDecodeFrameToQueue(FrameType nType, std::unique_ptr<CBuffer> frame, Event* hEvent);
     // A wrapped frame whose head has been read already.
     bool AddWrappedFrame(const KELVARA_FRAME_HDR& head, std::unique_ptr<CBuffer> frame, Event* hEvent);
@@ -65,6 +67,9 @@ public:
     void PutBackDecodeFrame(std::unique_ptr<CBuffer> frame);
     // Resets the event if there is nothing to decode, without losing a frame that comes at the same time.
     void ResetWhenEmpty(Event& event) const;
+
+    // Where the decode thread sits while there is nothing to do.
+    DecodeSeat& Seat() { return m_seat; }
 
     // Pictures are wanted of what comes. While they are not, the decode thread throws it away.
     // Neither are spent frames kept then.
@@ -93,6 +98,7 @@ private:
     const std::atomic<std::uint32_t>& m_uCHInMainDlg;
     const std::shared_ptr<FrameBudget> m_budget;
     const std::shared_ptr<FrameShare> m_share = std::make_shared<FrameShare>(m_budget);
+    DecodeSeat m_seat;
     CFrameList<CBuffer> m_DecodeQueue;
     CFrameList<CBuffer> m_RecycleDecodeFrames;
     CFrameList<CVideoBmpFrame> m_RecycleBmpFrames;
