@@ -115,6 +115,11 @@ private:
             return length;
         }
         std::optional<std::size_t> Receive(void* buffer, std::size_t length, std::uint32_t& error) override {
+            const auto count = Peek(buffer, length, error);
+            m_at += count.value_or(0);
+            return count;
+        }
+        std::optional<std::size_t> Peek(void* buffer, std::size_t length, std::uint32_t& error) override {
             if (m_shut) {
                 return 0;
             }
@@ -131,7 +136,6 @@ private:
             const std::size_t piece = m_script.piece == 0 ? length : m_script.piece;
             const std::size_t count = std::min({length, piece, m_script.bytes.size() - m_at});
             std::memcpy(buffer, m_script.bytes.data() + m_at, count);
-            m_at += count;
             return count;
         }
         void Shutdown() override { m_shut = true; }

@@ -200,9 +200,18 @@ std::optional<std::size_t> SystemSocket::Send(const void* data, std::size_t leng
 }
 
 std::optional<std::size_t> SystemSocket::Receive(void* buffer, std::size_t length, std::uint32_t& error) {
+    return Receive(buffer, length, 0, error);
+}
+
+std::optional<std::size_t> SystemSocket::Peek(void* buffer, std::size_t length, std::uint32_t& error) {
+    return Receive(buffer, length, MSG_PEEK, error);
+}
+
+std::optional<std::size_t> SystemSocket::Receive(void* buffer, std::size_t length, int flags,
+                                                 std::uint32_t& error) {
     ssize_t got = 0;
     do {
-        got = ::recv(m_fd, buffer, length, 0);
+        got = ::recv(m_fd, buffer, length, flags);
     } while (got < 0 && errno == EINTR);
     if (got < 0) {
         error = SocketErrorFromErrno(errno);

@@ -68,6 +68,8 @@ public:
     // does not end them.
     virtual std::optional<std::size_t> Send(const void* data, std::size_t length, std::uint32_t& error) = 0;
     virtual std::optional<std::size_t> Receive(void* buffer, std::size_t length, std::uint32_t& error) = 0;
+    // As Receive, but the bytes stay to be received.
+    virtual std::optional<std::size_t> Peek(void* buffer, std::size_t length, std::uint32_t& error) = 0;
 
     // Ends blocked operations of the thread that uses the socket, and all later ones.
     virtual void Shutdown() = 0;
@@ -97,10 +99,13 @@ public:
     Ready Poll(bool write, int milliseconds, std::uint32_t& error) override;
     std::optional<std::size_t> Send(const void* data, std::size_t length, std::uint32_t& error) override;
     std::optional<std::size_t> Receive(void* buffer, std::size_t length, std::uint32_t& error) override;
+    std::optional<std::size_t> Peek(void* buffer, std::size_t length, std::uint32_t& error) override;
     void Shutdown() override;
     void Close() override;
 
 private:
+    std::optional<std::size_t> Receive(void* buffer, std::size_t length, int flags, std::uint32_t& error);
+
     int m_fd = -1;
     std::mutex m_closing;  // keeps Shutdown from a descriptor that was given back
 };

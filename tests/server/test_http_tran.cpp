@@ -58,6 +58,19 @@ TEST(HttpTran, LinesKeepTheirEndAndAFullBufferIsALine) {
     EXPECT_EQ(link.ReadLine(64), "") << "the peer closed within the line";
 }
 
+TEST(HttpTran, ALineTakesNothingOfWhatStandsBehindIt) {
+    const std::string lng(3000, 'l');
+    Link link([&](Peer& peer) {
+        peer.Write(lng + "\nbody\nand all");
+        peer.WaitClosed(kvtest::milliseconds(20));
+        peer.Write(" of it");
+    });
+    EXPECT_EQ(link.ReadLine(4000), lng + "\n");
+    std::string body(17, '?');
+    EXPECT_EQ(link.tran.ReadBlock(body.data(), body.size(), nullptr), body.size());
+    EXPECT_EQ(body, "body\nand all of i");
+}
+
 TEST(HttpTran, ABudgetCountsRoundsAndStopsOnlyAStall) {
     // What stands behind the first line came with it, so that no round is spent on its way.
     Link link(SaysAndHolds("go\nabc\n"));

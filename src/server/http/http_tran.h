@@ -118,6 +118,10 @@ private:
                     std::uint32_t* dwTimeout);
     // Nothing on an error, which is stored unless the socket only has nothing yet (`pbTryAgain`).
     std::optional<std::size_t> ReceiveBytes(void* pBuffer, std::size_t nLength, bool* pbTryAgain);
+    // As ReceiveBytes, but nothing behind a line's end.
+    std::optional<std::size_t> ReceiveLine(char* pBuffer, std::size_t nLength, bool* pbTryAgain);
+    std::optional<std::size_t> Received(std::optional<std::size_t> got, std::uint32_t error,
+                                        bool* pbTryAgain);
     std::size_t TakePushback(void* pBuffer, std::size_t nLength);
     bool Keep(std::uint32_t code);
 
