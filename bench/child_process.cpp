@@ -10,6 +10,7 @@
 #include <array>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
@@ -37,6 +38,10 @@ Holding Look(pid_t process) {
         if (word == "VmRSS:") {
             status >> holding.megabytes;
             holding.megabytes /= 1024;
+        } else if (word == "RssAnon:" || word == "RssShmem:") {
+            double kilobytes = 0;
+            status >> kilobytes;
+            holding.ownMegabytes += kilobytes / 1024;
         } else if (word == "Threads:") {
             status >> holding.threads;
         }
@@ -49,6 +54,25 @@ Holding Look(pid_t process) {
         closedir(files);
     }
     return holding;
+}
+
+long Sleeps(pid_t process, const std::set<std::string>& threads) {
+    long sum = 0;
+    for (const auto& thread :
+         std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task")) {
+        std::ifstream status(thread.path() / "status");
+        std::string name;
+        for (std::string word; status >> word;) {
+            if (word == "Name:") {
+                status >> name;
+            } else if (word == "voluntary_ctxt_switches:" && threads.count(name) > 0) {
+                long count = 0;
+                status >> count;
+                sum += count;
+            }
+        }
+    }
+    return sum;
 }
 
 double InUse() {

@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <cstdio>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -12,10 +13,13 @@ namespace kvbench {
 // What a process holds.
 struct Holding {
     double megabytes = 0;
+    double ownMegabytes = 0;  // without the pages of files, libraries above all
     int threads = 0;
     int descriptors = 0;
 };
 Holding Look(pid_t process);
+// How often threads of these names went to sleep. They are woken as often.
+long Sleeps(pid_t process, const std::set<std::string>& threads);
 // What this process has allocated and not given back, in megabytes: the rest is the allocator's.
 double InUse();
 

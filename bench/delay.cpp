@@ -1,27 +1,28 @@
 // How long a picture takes from the computer's network to the display, how soon the first one is there, what
 // a wall holds, and what it costs while nobody can see it. The whole program, on a display of its own.
 //
-// bench_delay [SECONDS [KVMON KVRECORDER]]
+// bench_delay [REPEATS [SECONDS [KVMON KVRECORDER]]]
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <iterator>
-#include <map>
 #include <optional>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "films.h"
 #include "live_wall.h"
 #include "numbered_pictures.h"
 #include "record_proxy.h"
+#include "spread.h"
 
 namespace {
 
@@ -43,6 +44,15 @@ constexpr std::chrono::seconds kSettle{4};
 constexpr std::chrono::seconds kStartLimit{20};
 
 using kvbench::Ms;
+
+// Those that a picture goes through.
+const std::set<std::string> kChannelThreads{"kv-video", "kv-decode"};
+
+struct Plan {
+    int repeats = 5;
+    int seconds = 4;
+    kvbench::Programs programs;
+};
 
 std::vector<double> Delays(const Numbers& numbers, const RecordProxy& proxy, int seconds) {
     std::vector<double> delays;
@@ -136,56 +146,121 @@ Unseen Leave(Display& display, const Numbers& numbers, const RecordProxy& proxy,
     return cost;
 }
 
-void Measure(const kvbench::Programs& programs, const WallKind& wall, int seconds,
-             const std::string& folder) {
-    const kvbench::NumberedFilm film(wall, folder);
-    Display display(folder);
+// What one measure gives each time.
+class Row {
+public:
+    void Add(double value) { m_values.push_back(value); }
+    std::string Text(int decimals) const { return kvbench::SpreadOf(m_values).Text(decimals); }
+
+private:
+    std::vector<double> m_values;
+};
+
+double PartOf(const std::vector<double>& sorted, double share) {
+    return sorted[static_cast<std::size_t>(share * static_cast<double>(sorted.size() - 1))];
+}
+
+// One wall, with a proxy before its recorder that notes when records go to the program.
+struct NotedWall {
+    NotedWall(const Plan& plan, const WallKind& wall, const kvbench::NumberedFilm& film,
+              const std::string& folder, const Display& display)
+        : live(plan.programs, wall, film.File(), folder, display, [&](int port) {
+              proxy.emplace(
+                  port, [&film](std::span<const std::uint8_t> payload) { return film.NumberOf(payload); });
+              return proxy->Port();
+          }) {}
+
     std::optional<RecordProxy> proxy;
-    std::vector<Box> pictures;
-    std::vector<double> delays;
-    kvbench::Holding holding;
-    Unseen unseen;
-    {
-        const LiveWall live(programs, wall, film.File(), folder, display, [&](int port) {
-            proxy.emplace(port,
-                          [&film](std::span<const std::uint8_t> payload) { return film.NumberOf(payload); });
-            return proxy->Port();
-        });
-        std::this_thread::sleep_for(kSettle);
-        pictures = kvbench::FindPictures(display, wall.Cells());
-        delays = Delays(Numbers(display, pictures), *proxy, seconds);
-        holding = kvbench::Look(live.Monitor());
-        unseen = Leave(display, Numbers(display, pictures), *proxy, live.Monitor(), wall.Cells());
+    const LiveWall live;
+};
+
+void PrintHolding(pid_t process) {
+    const kvbench::Holding holding = kvbench::Look(process);
+    std::printf("    holds %.1f MB, %.1f of them its own, and %d threads\n", holding.megabytes,
+                holding.ownMegabytes, holding.threads);
+}
+
+// How long pictures take, how often they wake a thread, what the program holds and what it costs unseen.
+// Gives the places of the pictures.
+std::vector<Box> MeasureLife(const Plan& plan, const WallKind& wall, const kvbench::NumberedFilm& film,
+                             const std::string& folder) {
+    Display display(folder);
+    const NotedWall noted(plan, wall, film, folder, display);
+    const pid_t process = noted.live.Monitor();
+    std::this_thread::sleep_for(kSettle);
+    const std::vector<Box> pictures = kvbench::FindPictures(display, wall.Cells());
+    const Numbers numbers(display, pictures);
+    Row middle;
+    Row most;
+    Row nearlyAll;
+    Row wakeUps;
+    for (int i = 0; i < plan.repeats; ++i) {
+        const long before = kvbench::Sleeps(process, kChannelThreads);
+        const auto delays = Delays(numbers, *noted.proxy, plan.seconds);
+        wakeUps.Add(static_cast<double>(kvbench::Sleeps(process, kChannelThreads) - before) /
+                    (plan.seconds * kvbench::kPicturesPerSecond * wall.Cells()));
+        middle.Add(PartOf(delays, 0.5));
+        most.Add(PartOf(delays, 0.95));
+        nearlyAll.Add(PartOf(delays, 0.99));
     }
-    std::int64_t began = 0;
-    const LiveWall again(programs, wall, film.File(), folder, display, [&](int port) {
-        began = SteadyNs();
-        return port;
-    });
-    const StartTimes start = Start(display, Numbers(display, pictures), began);
-    const auto part = [&](double share) {
-        return delays[static_cast<std::size_t>(share * static_cast<double>(delays.size() - 1))];
-    };
-    std::printf("%-34s %9zu %7.1f %7.1f %7.1f %7.0f %9.0f %9.0f %7.1f %8d\n", wall.Name().c_str(),
-                delays.size(), part(0.5), part(0.95), part(0.99), start.windowMs, start.firstMs, start.allMs,
-                holding.megabytes, holding.threads);
+    std::printf("%s\n    delay, ms: p50 %s, p95 %s, p99 %s; wake-ups a picture %s\n", wall.Name().c_str(),
+                middle.Text(1).c_str(), most.Text(1).c_str(), nearlyAll.Text(1).c_str(),
+                wakeUps.Text(2).c_str());
+    PrintHolding(process);
+    Row seen;
+    Row hidden;
+    Row covered;
+    Row back;
+    Row uncovered;
+    for (int i = 0; i < plan.repeats; ++i) {
+        const Unseen unseen = Leave(display, numbers, *noted.proxy, process, wall.Cells());
+        seen.Add(unseen.seen);
+        hidden.Add(unseen.hidden);
+        covered.Add(unseen.covered);
+        back.Add(unseen.backMs);
+        uncovered.Add(unseen.uncoveredMs);
+    }
     std::printf(
-        "    CPU ms a second for a cell: %.1f seen, %.1f hidden, %.1f covered; live %.0f ms after it is "
-        "shown, "
-        "%.0f after it is uncovered\n",
-        unseen.seen, unseen.hidden, unseen.covered, unseen.backMs, unseen.uncoveredMs);
+        "    CPU ms a second for a cell: seen %s, hidden %s, covered %s\n    live again, ms: shown %s, "
+        "uncovered %s\n",
+        seen.Text(1).c_str(), hidden.Text(1).c_str(), covered.Text(1).c_str(), back.Text(0).c_str(),
+        uncovered.Text(0).c_str());
+    std::fflush(stdout);
+    return pictures;
+}
+
+void Measure(const Plan& plan, const WallKind& wall, const std::string& folder) {
+    const kvbench::NumberedFilm film(wall, folder);
+    const std::vector<Box> pictures = MeasureLife(plan, wall, film, folder);
+    Row window;
+    Row first;
+    Row all;
+    for (int i = 0; i < plan.repeats; ++i) {
+        const Display display(folder);
+        std::int64_t began = 0;
+        const LiveWall live(plan.programs, wall, film.File(), folder, display, [&](int port) {
+            began = SteadyNs();
+            return port;
+        });
+        const StartTimes start = Start(display, Numbers(display, pictures), began);
+        window.Add(start.windowMs);
+        first.Add(start.firstMs);
+        all.Add(start.allMs);
+    }
+    std::printf("    start, ms: window %s, first picture %s, last cell's %s\n", window.Text(0).c_str(),
+                first.Text(0).c_str(), all.Text(0).c_str());
     std::fflush(stdout);
 }
 
 // The largest wall there is: 42 cells on each of two displays, the second one by its key.
-void MeasureTwoDisplays(const kvbench::Programs& programs, const std::string& folder) {
+void MeasureTwoDisplays(const Plan& plan, const std::string& folder) {
     constexpr std::uint32_t kKeyD = 0x64;
     constexpr int kCells = 84;
     WallKind wall = kWalls[std::size(kWalls) - 1];
     wall.channels = kCells;
     const kvbench::NumberedFilm film(wall, folder);
     Display display(folder, Display::Monitors::Two);
-    const LiveWall live(programs, wall, film.File(), folder, display);
+    const LiveWall live(plan.programs, wall, film.File(), folder, display);
     std::this_thread::sleep_for(kSettle);
     display.PressKey(kKeyD);
     std::this_thread::sleep_for(2 * kSettle);
@@ -195,21 +270,25 @@ void MeasureTwoDisplays(const kvbench::Programs& programs, const std::string& fo
     if (before == display.See(second)) {
         throw std::runtime_error("nothing moves on the second display");
     }
-    const kvbench::Holding holding = kvbench::Look(live.Monitor());
-    std::printf("%-34s %9s %7s %7s %7s %7s %9s %9s %7.1f %8d\n", "84 x 352x240 on two displays", "", "", "",
-                "", "", "", "", holding.megabytes, holding.threads);
-    std::printf("    CPU ms a second for a cell: %.1f seen\n", CostOf(live.Monitor(), kCells));
+    std::printf("84 x 352x240 on two displays\n");
+    PrintHolding(live.Monitor());
+    Row seen;
+    for (int i = 0; i < plan.repeats; ++i) {
+        seen.Add(CostOf(live.Monitor(), kCells));
+    }
+    std::printf("    CPU ms a second for a cell: seen %s\n", seen.Text(1).c_str());
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    const int seconds = argc > 1 ? std::atoi(argv[1]) : 10;
-    kvbench::Programs programs;
-    programs.monitor = argc > 2 ? argv[2] : programs.monitor;
-    programs.recorder = argc > 3 ? argv[3] : programs.recorder;
-    if (seconds < 1) {
-        std::fprintf(stderr, "bench_delay [SECONDS [KVMON KVRECORDER]]\n");
+    Plan plan;
+    plan.repeats = argc > 1 ? std::atoi(argv[1]) : plan.repeats;
+    plan.seconds = argc > 2 ? std::atoi(argv[2]) : plan.seconds;
+    plan.programs.monitor = argc > 3 ? argv[3] : plan.programs.monitor;
+    plan.programs.recorder = argc > 4 ? argv[4] : plan.programs.recorder;
+    if (plan.repeats < 1 || plan.seconds < 1) {
+        std::fprintf(stderr, "bench_delay [REPEATS [SECONDS [KVMON KVRECORDER]]]\n");
         return 2;
     }
     const auto folder =
@@ -218,15 +297,14 @@ int main(int argc, char** argv) {
     try {
         std::filesystem::create_directory(folder);
         std::printf(
-            "ms from a record's last byte to the display, looked at every %lld ms; ms from the start to the "
-            "window, the first picture and the last cell's; memory and threads\n\n",
-            static_cast<long long>(kvbench::kLook.count()));
-        std::printf("%-34s %9s %7s %7s %7s %7s %9s %9s %7s %8s\n", "wall", "pictures", "p50", "p95", "p99",
-                    "window", "first", "all", "MB", "threads");
+            "Medians of %d (least to most). The delay is that from a record's last byte to the display, "
+            "which "
+            "is looked at every %lld ms.\n\n",
+            plan.repeats, static_cast<long long>(kvbench::kLook.count()));
         for (const WallKind& wall : kWalls) {
-            Measure(programs, wall, seconds, folder);
+            Measure(plan, wall, folder);
         }
-        MeasureTwoDisplays(programs, folder);
+        MeasureTwoDisplays(plan, folder);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "bench_delay: %s\n", error.what());
         status = 1;

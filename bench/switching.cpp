@@ -4,7 +4,6 @@
 // bench_switching [REPEATS [KVMON KVRECORDER]]
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -17,6 +16,7 @@
 #include "live_wall.h"
 #include "numbered_pictures.h"
 #include "record_proxy.h"
+#include "spread.h"
 
 namespace {
 
@@ -43,14 +43,10 @@ public:
         m_first.push_back(live.firstMs);
         m_all.push_back(live.allMs);
     }
-    void Print() {
+    void Print() const {
         std::printf("%-34s %8zu", m_name, m_all.size());
-        for (std::vector<double>* const values : {&m_first, &m_all}) {
-            std::sort(values->begin(), values->end());
-            std::printf("  %6.0f (%.0f to %.0f)", (*values)[values->size() / 2], values->front(),
-                        values->back());
-        }
-        std::printf("\n");
+        std::printf("  %-22s  %s\n", kvbench::SpreadOf(m_first).Text(0).c_str(),
+                    kvbench::SpreadOf(m_all).Text(0).c_str());
     }
 
 private:
@@ -95,7 +91,7 @@ void Measure(const kvbench::Programs& programs, int repeats, const std::string& 
         fewer.Add(press(kKeyFour, four, 0));
         more.Add(press(kKeyNine, nine, 0));
     }
-    for (Row* const row : {&pages, &fewer, &more}) {
+    for (const Row* const row : {&pages, &fewer, &more}) {
         row->Print();
     }
 }

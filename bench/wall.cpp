@@ -24,6 +24,7 @@
 #include "films.h"
 #include "live_wall.h"
 #include "paced_decode.h"
+#include "spread.h"
 #include "started_program.h"
 
 namespace {
@@ -32,6 +33,8 @@ using kvbench::Display;
 using kvbench::kStyleCustom;
 using kvbench::kStyleFour;
 using kvbench::ProcessMs;
+using kvbench::Spread;
+using kvbench::SpreadOf;
 using kvbench::StartedProgram;
 using kvbench::WallKind;
 using kvtest::Coding;
@@ -216,17 +219,6 @@ private:
     const std::string m_film;
     std::vector<kvtest::CodedUnit> m_units;
 };
-
-struct Spread {
-    double middle = 0;
-    double least = 0;
-    double most = 0;
-};
-
-Spread SpreadOf(std::vector<double> figures) {
-    std::sort(figures.begin(), figures.end());
-    return {figures[figures.size() / 2], figures.front(), figures.back()};
-}
 
 std::string ProcessorName() {
     std::ifstream file("/proc/cpuinfo");

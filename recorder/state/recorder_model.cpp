@@ -387,9 +387,10 @@ void RecorderModel::OnRecordingEnded(const Recordings::Notice& notice) {
                      {}, {"recording-ended", notice.channel, "", ""});
         return;
     }
+    // First what may be done twice: where this fails it is called again.
+    ShowRecording(notice.channel, m_recordings->Runs(notice.channel));
     m_events.Add(EventLevel::Error, name + ": recording failed, " + notice.problem, {},
                  {"recording-failed", notice.channel, "", ""});
-    ShowRecording(notice.channel, m_recordings->Runs(notice.channel));
 }
 
 std::string RecorderModel::SetPtz(int channel, PtzReply reply, int delayMs) {

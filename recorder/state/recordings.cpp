@@ -13,6 +13,16 @@ constexpr std::int64_t kMaxFileMs = 30 * 60 * 1000;
 // Pictures between two looks at the disk.
 constexpr int kCheckEvery = 30;
 constexpr const char* kFull = "the disk is full";
+// Until an end that could not be told is told again.
+constexpr std::chrono::seconds kTellAgain{1};
+
+std::string TextOf(const std::exception& failure) noexcept {
+    try {
+        return failure.what();
+    } catch (const std::exception&) {
+        return "no memory";  // so short that it needs none
+    }
+}
 
 }  // namespace
 
@@ -30,18 +40,21 @@ void Recordings::Signal::Wait() {
     set = false;
 }
 
+void Recordings::Signal::WaitFor(std::chrono::milliseconds time) {
+    std::unique_lock lock(mutex);
+    wake.wait_for(lock, time, [&] { return set; });
+    set = false;
+}
+
 Recordings::Recordings(MediaHub& hub, RecordingConfig config, std::function<void(const Notice&)> listener)
     : m_hub(hub), m_folder(std::move(config)), m_listener(std::move(listener)), m_thread([this] { Run(); }) {}
 
 Recordings::~Recordings() {
-    std::vector<int> channels;
-    {
+    const auto first = [this] {
         const std::lock_guard lock(m_mutex);
-        for (const auto& [channel, track] : m_tracks) {
-            channels.push_back(channel);
-        }
-    }
-    for (const int channel : channels) {
+        return m_tracks.empty() ? -1 : m_tracks.begin()->first;
+    };
+    for (int channel = first(); channel >= 0; channel = first()) {
         Stop(channel);
     }
     {
@@ -94,8 +107,7 @@ void Recordings::Stop(int channel) {
             return;
         }
         subscription = std::move(found->second->subscription);
-        m_ended.push_back(std::move(found->second));
-        m_tracks.erase(found);
+        m_ended.insert(m_tracks.extract(found));
     }
     // Waits for a picture that is on its way to the queue, so not under the lock.
     subscription.reset();
@@ -118,38 +130,47 @@ void Recordings::Follow(int channel) {
     old = std::exchange(found->second->subscription, Subscribe(*found->second));
 }
 
+// The first one from the channel on; null for none. The writing thread alone destroys tracks.
+Recordings::Track* Recordings::NextRunning(int channel) const {
+    const std::lock_guard lock(m_mutex);
+    const auto found = m_tracks.lower_bound(channel);
+    return found != m_tracks.end() ? found->second.get() : nullptr;
+}
+
+std::unique_ptr<Recordings::Track> Recordings::TakeEnded() {
+    const std::lock_guard lock(m_mutex);
+    return m_ended.empty() ? nullptr : std::move(m_ended.extract(m_ended.begin()).mapped());
+}
+
 void Recordings::Run() {
-    while (true) {
-        m_signal->Wait();
-        std::vector<Track*> running;
-        std::vector<std::unique_ptr<Track>> ended;
-        bool stop = false;
+    bool stop = false;
+    while (!stop) {
+        if (m_untold.empty()) {
+            m_signal->Wait();
+        } else {
+            m_signal->WaitFor(kTellAgain);
+        }
         {
             const std::lock_guard lock(m_mutex);
-            ended.swap(m_ended);
-            // Only this thread destroys a track, so that these stay.
-            for (const auto& [channel, track] : m_tracks) {
-                running.push_back(track.get());
-            }
             stop = m_stop;
         }
-        for (Track* track : running) {
+        for (Track* track = NextRunning(0); track != nullptr;) {
+            const int channel = track->channel;
             Drain(*track);
+            track = NextRunning(channel + 1);
         }
-        for (auto& track : ended) {
+        while (auto track = TakeEnded()) {
             std::string problem;
             try {
                 while (const PacketPtr packet = track->queue->Pop()) {
                     Put(*track, packet);
                 }
             } catch (const std::exception& failure) {
-                problem = failure.what();
+                problem = TextOf(failure);
             }
-            Finish(std::move(track), problem);
+            Finish(std::move(track), std::move(problem));
         }
-        if (stop) {
-            return;
-        }
+        TellEnds();
     }
 }
 
@@ -172,7 +193,7 @@ void Recordings::Drain(Track& track) {
             m_tracks.erase(found);
         }
         subscription.reset();
-        Finish(std::move(taken), failure.what());
+        Finish(std::move(taken), TextOf(failure));
     }
 }
 
@@ -213,9 +234,25 @@ void Recordings::CloseFile(Track& track) {
     }
 }
 
-void Recordings::Finish(std::unique_ptr<Track> track, const std::string& problem) {
+void Recordings::Finish(std::unique_ptr<Track> track, std::string problem) {
     CloseFile(*track);
-    m_listener({track->channel, problem, track->file, track->recordedMs});
+    Notice& notice = track->notice.front();
+    notice.channel = track->channel;
+    notice.problem = std::move(problem);
+    notice.file = std::move(track->file);
+    notice.milliseconds = track->recordedMs;
+    m_untold.splice(m_untold.end(), track->notice);
+}
+
+void Recordings::TellEnds() {
+    try {
+        while (!m_untold.empty()) {
+            m_listener(m_untold.front());
+            m_untold.pop_front();
+        }
+    } catch (const std::exception&) {
+        // Memory is short: again in a while.
+    }
 }
 
 }  // namespace kvrecorder

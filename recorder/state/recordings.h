@@ -2,14 +2,15 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <functional>
+#include <list>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "media/matroska_writer.h"
 #include "media/media_hub.h"
@@ -30,7 +31,8 @@ public:
         std::string file;
         std::int64_t milliseconds = 0;
     };
-    // The listener is told, on the writing thread, of the end of each recording.
+    // The listener is told, on the writing thread, of the end of each recording. One that throws is told
+    // again.
     Recordings(MediaHub& hub, RecordingConfig config, std::function<void(const Notice&)> listener);
     // Ends all files in order.
     ~Recordings();
@@ -54,6 +56,7 @@ private:
 
         void Set();
         void Wait();
+        void WaitFor(std::chrono::milliseconds time);
     };
     struct Track {
         explicit Track(int number) : channel(number) {}
@@ -65,6 +68,8 @@ private:
         std::string file;
         std::int64_t recordedMs = 0;  // in the files before
         int sinceCheck = 0;
+        // What is told in the end: it must be told where there is no memory left, too.
+        std::list<Notice> notice = std::list<Notice>(1);
     };
     // A disk that is slower than this loses pictures.
     static constexpr std::int64_t kMaxLagMs = 10'000;
@@ -75,7 +80,10 @@ private:
     void Put(Track& track, const PacketPtr& packet);
     void OpenFile(Track& track, const PacketPtr& key);
     void CloseFile(Track& track);
-    void Finish(std::unique_ptr<Track> track, const std::string& problem);
+    void Finish(std::unique_ptr<Track> track, std::string problem);
+    Track* NextRunning(int channel) const;
+    std::unique_ptr<Track> TakeEnded();
+    void TellEnds();
 
     MediaHub& m_hub;
     RecordingFolder m_folder;
@@ -83,7 +91,8 @@ private:
     const std::shared_ptr<Signal> m_signal = std::make_shared<Signal>();
     mutable std::mutex m_mutex;
     std::map<int, std::unique_ptr<Track>> m_tracks;
-    std::vector<std::unique_ptr<Track>> m_ended;
+    std::multimap<int, std::unique_ptr<Track>> m_ended;
+    std::list<Notice> m_untold;  // writing thread
     bool m_stop = false;
     std::thread m_thread;  // last
 };

@@ -1,5 +1,5 @@
-// Where the pictures of a stream are decoded: by the decode thread, and by the one that receives them once they
-// have proved to take no time.
+// Where the pictures of a stream are decoded: by the decode thread, and by the one that receives them once
+// they have proved to take no time.
 #include <gmock/gmock.h>
 #include <pthread.h>
 
@@ -100,7 +100,8 @@ protected:
         }
         sent = std::max(sent, count);
     }
-    static std::vector<std::string> Pictures(std::uint32_t fourcc, const char* encoder, int count, int group) {
+    static std::vector<std::string> Pictures(std::uint32_t fourcc, const char* encoder, int count,
+                                             int group) {
         kvtest::StreamMaker maker(encoder, kSide, kSide, group);
         std::vector<std::string> records;
         for (int i = 0; i < count; ++i) {

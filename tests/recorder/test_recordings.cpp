@@ -1,6 +1,10 @@
 // Manual recording: files that play, whatever happens to the recorder, the disk or the source.
+#include <gmock/gmock.h>
+
 #include <filesystem>
 #include <fstream>
+#include <mutex>
+#include <new>
 
 #include "content/coded_pictures.h"
 #include "media_tools.h"
@@ -165,6 +169,28 @@ TEST_F(RecordingTest, EachCodecHasItsPlaceAndAnotherSourceAnotherFile) {
                                      AV_CODEC_ID_MJPEG};
     std::sort(wanted.begin(), wanted.end());
     EXPECT_EQ(codecs, wanted);
+}
+
+// What tells it to the user needs memory, of which there may be none at that moment.
+TEST_F(RecordingTest, AnEndThatCannotBeToldIsToldAgain) {
+    std::mutex mutex;
+    std::vector<std::string> told;
+    RecordingConfig where = config.server.recording;
+    where.folder = folder.File("again");
+    Recordings recordings(*hub, where, [&](const Recordings::Notice& notice) {
+        const std::lock_guard lock(mutex);
+        told.push_back(std::to_string(notice.channel) + notice.problem);
+        if (told.size() == 1) {
+            throw std::bad_alloc();
+        }
+    });
+    ASSERT_EQ(recordings.Start(0), "");
+    recordings.Stop(0);
+    EXPECT_TRUE(WaitUntil([&] {
+        const std::lock_guard lock(mutex);
+        return told.size() == 2;
+    }));
+    EXPECT_THAT(told, testing::Each("0"));
 }
 
 TEST_F(RecordingTest, DiskAndRightsAreHeeded) {
