@@ -20,6 +20,10 @@ constexpr QRect kSections[] = {
     QRect(814, 221, 166, 73),   // view, sequence, page
     QRect(814, 298, 166, 242),  // camera and its head
 };
+constexpr QRect kDish(823, 385, 148, 148);
+constexpr QRect kLens(890, 342, 15, 15);
+// So far at the most the lines go beyond what they go around.
+constexpr int kEdge = 4;
 constexpr QPointF kPadCentre(897, 459);
 constexpr double kPadRadius = 74;
 constexpr QPointF kLensCentre(897.5, 349.5);
@@ -28,13 +32,16 @@ QPoint Growth(QSize size) {
     return {std::max(0, size.width() - kSkinSize.width()), std::max(0, size.height() - kSkinSize.height())};
 }
 
-void DrawTitle(QPainter& painter, QSize size, const SkinColours& colours) {
-    const QRect bar(0, 0, size.width(), 50);
+QRect TitleBar(QSize size) {
+    return {0, 0, size.width(), 50};
+}
+
+void DrawTitle(QPainter& painter, const QRect& bar, const SkinColours& colours) {
     QLinearGradient shade(bar.topLeft(), bar.bottomLeft());
     shade.setColorAt(0, QColor(colours.panel).lighter(112));
     shade.setColorAt(1, QColor(colours.window));
     painter.fillRect(bar, shade);
-    painter.fillRect(0, 0, size.width(), 1, QColor(colours.line));
+    painter.fillRect(0, 0, bar.width(), 1, QColor(colours.line));
     icons::Mark(painter, QRectF(17, 29, 17, 17), {QColor(colours.ink), QColor(colours.accent), false});
 }
 
@@ -100,19 +107,35 @@ QRect SkinControlRect(const QRect& table, QSize size) {
     return rect;
 }
 
-void DrawSkinBackground(QPainter& painter, QSize size, const SkinColours& colours) {
+void DrawSkinBackground(QPainter& painter, QSize size, const SkinColours& colours, const QRect& part) {
+    const auto shows = [&part](const QRect& rect) {
+        return part.intersects(rect.adjusted(-kEdge, -kEdge, kEdge, kEdge));
+    };
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
     painter.fillRect(QRect(QPoint(), size), QColor(colours.window));
-    DrawTitle(painter, size, colours);
-    DrawWell(painter, SkinViewRect(size), colours);
-    DrawGroup(painter, SkinPanelRect(size), colours.line, colours.panel, 6);
-    painter.translate(Growth(size).x(), 0);
-    for (const QRect& section : kSections) {
-        DrawGroup(painter, section, colours.line, colours.section, 5);
+    if (shows(TitleBar(size))) {
+        DrawTitle(painter, TitleBar(size), colours);
     }
-    DrawPad(painter, colours);
-    DrawLens(painter, colours);
+    if (shows(SkinViewRect(size))) {
+        DrawWell(painter, SkinViewRect(size), colours);
+    }
+    if (shows(SkinPanelRect(size))) {
+        DrawGroup(painter, SkinPanelRect(size), colours.line, colours.panel, 6);
+        const QPoint shift(Growth(size).x(), 0);
+        painter.translate(shift);
+        for (const QRect& section : kSections) {
+            if (shows(section.translated(shift))) {
+                DrawGroup(painter, section, colours.line, colours.section, 5);
+            }
+        }
+        if (shows(kDish.translated(shift))) {
+            DrawPad(painter, colours);
+        }
+        if (shows(kLens.translated(shift))) {
+            DrawLens(painter, colours);
+        }
+    }
     painter.restore();
 }
 

@@ -21,7 +21,7 @@ QRect SkinStatusRect(QSize size);
 // Where a control stands that the table puts here: with the panel when it belongs to it.
 QRect SkinControlRect(const QRect& table, QSize size);
 
-// The ground as seen with no control on it.
-void DrawSkinBackground(QPainter& painter, QSize size, const SkinColours& colours);
+// The ground as seen with no control on it, as far as the part shows of it.
+void DrawSkinBackground(QPainter& painter, QSize size, const SkinColours& colours, const QRect& part);
 
 }  // namespace kvmon

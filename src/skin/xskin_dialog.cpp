@@ -2,7 +2,6 @@
 
 #include <QtGui/QPainter>
 #include <algorithm>
-#include <cmath>
 #include <iterator>
 #include <utility>
 
@@ -134,22 +133,10 @@ void CXSkinDialog::resizeEvent(QResizeEvent* event) {
     WindowBase::resizeEvent(event);
 }
 
-// The ground is drawn once for a size, scale and look: the panel's parts repaint often, and never flicker.
 void CXSkinDialog::paintEvent(QPaintEvent* event) {
-    const double scale = devicePixelRatioF();
-    const SkinLook look = LookOf(*this);
-    if (m_groundBitmap.isNull() || m_groundLook != look || m_groundBitmap.devicePixelRatioF() != scale ||
-        m_groundBitmap.deviceIndependentSize().toSize() != size()) {
-        m_groundBitmap = QPixmap(QSize(static_cast<int>(std::lround(width() * scale)),
-                                       static_cast<int>(std::lround(height() * scale))));
-        m_groundBitmap.setDevicePixelRatio(scale);
-        QPainter painter(&m_groundBitmap);
-        DrawSkinBackground(painter, size(), ColoursOf(look));
-        m_groundLook = look;
-    }
     QPainter painter(this);
     painter.setClipRegion(event->region());
-    painter.drawPixmap(0, 0, m_groundBitmap);
+    DrawSkinBackground(painter, size(), ColoursOf(LookOf(*this)), event->rect());
 }
 
 }  // namespace kvmon

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <QtCore/QPointer>
-#include <QtGui/QPixmap>
 #include <span>
 #include <vector>
 
@@ -62,8 +61,6 @@ private:
     void Place(const Item& item) const;
 
     std::vector<Item> m_items;
-    QPixmap m_groundBitmap;
-    SkinLook m_groundLook = SkinLook::Dark;
 };
 
 }  // namespace kvmon

@@ -118,7 +118,7 @@ TEST(Background, WellAndPanelReachWhereTheyShould) {
     for (const QSize size : {QSize(1000, 680), QSize(1600, 1000)}) {
         QImage picture(size, QImage::Format_RGB32);
         QPainter painter(&picture);
-        DrawSkinBackground(painter, size, kColours);
+        DrawSkinBackground(painter, size, kColours, QRect(QPoint(), size));
         painter.end();
         const QRect view = SkinViewRect(size);
         EXPECT_EQ(picture.pixel(view.topLeft()), kColours.well);
@@ -129,6 +129,33 @@ TEST(Background, WellAndPanelReachWhereTheyShould) {
         EXPECT_TRUE(QRect(QPoint(), size).contains(panel));
         EXPECT_TRUE(QRect(QPoint(), size).contains(SkinStatusRect(size)));
         EXPECT_FALSE(SkinStatusRect(size).intersects(view));
+    }
+}
+
+TEST(Background, PartsAreThoseOfTheWhole) {
+    for (const double scale : {1.0, 1.25}) {
+        const QSize size(1100, 740);
+        const auto blank = [&] {
+            QImage picture(size * scale, QImage::Format_RGB32);
+            picture.setDevicePixelRatio(scale);
+            return picture;
+        };
+        QImage whole = blank();
+        QPainter all(&whole);
+        DrawSkinBackground(all, size, kColours, QRect(QPoint(), size));
+        all.end();
+        QImage tiled = blank();
+        QPainter painter(&tiled);
+        constexpr int kTile = 20;  // whole pixels in both scales
+        for (int y = 0; y < size.height(); y += kTile) {
+            for (int x = 0; x < size.width(); x += kTile) {
+                const QRect part(x, y, kTile, kTile);
+                painter.setClipRegion(part);
+                DrawSkinBackground(painter, size, kColours, part);
+            }
+        }
+        painter.end();
+        EXPECT_EQ(tiled, whole) << scale;
     }
 }
 
