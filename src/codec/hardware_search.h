@@ -14,13 +14,14 @@ namespace kvmon {
 // "auto", "off" and the names of devices.
 std::vector<std::string> HardwareChoices();
 
-// Microseconds a picture, the best of several rounds of a short film within 100 ms; negative if the decoder
+// Microseconds a picture, the best of several rounds of a short film within 50 ms; negative if the decoder
 // does not decode it all.
 double MeasureDecoder(VideoDecoder& decoder);
 
 // Opens the device of that name by `open`, or with "auto" each in turn until one decodes a short film faster
-// than software does, which takes at most 200 ms beside the opening. On a thread of its own: decoders take
-// the device at the first key picture after it is found. What was found, and how fast, is traced.
+// than software does, which takes at most 200 ms for all of them beside the opening. On a thread of its own:
+// decoders take the device at the first key picture after it is found. What was found, and how fast, is
+// traced.
 class HardwareSearch {
 public:
     using Open = std::function<std::shared_ptr<HardwareDevice>(const std::string& name)>;
