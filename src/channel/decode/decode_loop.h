@@ -17,7 +17,8 @@ class StreamSource;
 // thread decodes the next one in its place.
 class DecodeLoop final : private DecodeSeat::Sitter {
 public:
-    // So many pictures in a row that took no longer are proof; a longer one sends the work back to the thread.
+    // So many pictures in a row that took no longer are proof; a longer one sends the work back to the
+    // thread.
     static constexpr int kQuickPictures = 25;
     static constexpr std::uint64_t kQuickMs = 8;
 
