@@ -220,5 +220,32 @@ TEST_F(DecodeInPlace, AStopWaitsForThePictureThatIsDecoded) {
     EXPECT_EQ(Worker::AbandonedCount(), 0);
 }
 
+TEST_F(DecodeInPlace, ADecoderThatHangsIsLeftBehindAndTheNextStartPlays) {
+    std::atomic<bool> bIn = false;
+    std::atomic<bool> bGo = false;
+    log.before = [&](std::size_t picture) {
+        if (picture == 40) {
+            bIn = true;
+            WaitUntil([&] { return bGo.load(); }, std::chrono::minutes(1));
+        }
+    };
+    Play(Pictures(wire::kZ264, "libx264", 41, 1));
+    ShowTo(40);
+    film->SendTo(41);
+    ASSERT_TRUE(WaitUntil([&] { return bIn.load(); }));
+    Worker::LimitWaits(Milliseconds(500));
+    EXPECT_TRUE(camera->StopCameraThreads(StopWait::ToTheEnd));
+    Worker::LimitWaits(std::nullopt);
+    EXPECT_GE(Worker::AbandonedCount(), 2) << "who receives, and whose decoder it is";
+
+    camera->StartCameraThreads();
+    camera->StartPlaying(PlaySound::No);
+    EXPECT_TRUE(WaitUntil([&] { return Shown() > 40; })) << "while the old one hangs";
+    const auto threads = log.Threads(41, SIZE_MAX);
+    EXPECT_THAT(threads, Each(StrEq(kDecodeThread)));
+    bGo = true;
+    EXPECT_TRUE(WaitUntil([] { return Worker::AbandonedCount() == 0; }));
+}
+
 }  // namespace
 }  // namespace kvmon
