@@ -15,6 +15,7 @@ constexpr int kCheckEvery = 30;
 constexpr const char* kFull = "the disk is full";
 // Until an end that could not be told is told again.
 constexpr std::chrono::seconds kTellAgain{1};
+constexpr std::chrono::seconds kNothingToDo = std::chrono::hours(1);
 
 std::string TextOf(const std::exception& failure) noexcept {
     try {
@@ -34,15 +35,9 @@ void Recordings::Signal::Set() {
     wake.notify_one();
 }
 
-void Recordings::Signal::Wait() {
+void Recordings::Signal::Wait(std::chrono::milliseconds most) {
     std::unique_lock lock(mutex);
-    wake.wait(lock, [&] { return set; });
-    set = false;
-}
-
-void Recordings::Signal::WaitFor(std::chrono::milliseconds time) {
-    std::unique_lock lock(mutex);
-    wake.wait_for(lock, time, [&] { return set; });
+    wake.wait_for(lock, most, [&] { return set; });
     set = false;
 }
 
@@ -145,11 +140,7 @@ std::unique_ptr<Recordings::Track> Recordings::TakeEnded() {
 void Recordings::Run() {
     bool stop = false;
     while (!stop) {
-        if (m_untold.empty()) {
-            m_signal->Wait();
-        } else {
-            m_signal->WaitFor(kTellAgain);
-        }
+        m_signal->Wait(m_untold.empty() ? kNothingToDo : kTellAgain);
         {
             const std::lock_guard lock(m_mutex);
             stop = m_stop;

@@ -55,8 +55,7 @@ private:
         bool set = false;
 
         void Set();
-        void Wait();
-        void WaitFor(std::chrono::milliseconds time);
+        void Wait(std::chrono::milliseconds most);
     };
     struct Track {
         explicit Track(int number) : channel(number) {}
