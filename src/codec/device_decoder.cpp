@@ -7,6 +7,7 @@ extern "C" {
 #include <utility>
 
 #include "codec/deep_picture.h"
+#include "platform/diagnostics.h"
 
 namespace kvmon {
 
@@ -14,6 +15,28 @@ namespace {
 
 // More units than pictures ever wait for one another.
 constexpr int kMaxWithoutPicture = 20;
+
+bool MakePlain(DecodedPicture& picture) {
+    return MakePlanar(*picture.Frame()) && MakeEightBit(*picture.Frame()) && !picture.View().IsEmpty();
+}
+
+class WholeOnDevice final : public WholePicture {
+public:
+    explicit WholeOnDevice(std::unique_ptr<HeldPicture> held) : m_held(std::move(held)) {}
+
+    PictureSize Size() const override { return m_held->Size(); }
+    bool Read(DecodedPicture& out) override {
+        out.Clear();
+        if (out.Frame() != nullptr && m_held->ReadBack(*out.Frame()) && MakePlain(out)) {
+            return true;
+        }
+        out.Clear();
+        return false;
+    }
+
+private:
+    const std::unique_ptr<HeldPicture> m_held;
+};
 
 class DeviceDecoder final : public VideoDecoder {
 public:
@@ -26,6 +49,7 @@ public:
             return kDecodeBadData;
         }
         m_session->SetLeavesOut(m_bLeavesOut);
+        m_bScales = true;
         return kDecodeOk;
     }
 
@@ -51,6 +75,8 @@ public:
         }
     }
 
+    void SetShownSize(const ShownSize& shown) override { m_shown = shown; }
+
     void Close() override {
         m_session.reset();
         m_nWithoutPicture = 0;
@@ -58,8 +84,7 @@ public:
 
 private:
     int Decode(std::span<const std::uint8_t> input, DecodedPicture& output) {
-        AVFrame* const frame = output.Frame();
-        if (frame == nullptr) {
+        if (output.Frame() == nullptr) {
             return kDecodeNoMemory;
         }
         if (!m_session->Send(input)) {
@@ -71,9 +96,8 @@ private:
             if (step == HardwareSession::Step::None) {
                 break;
             }
-            av_frame_unref(frame);
-            if (step == HardwareSession::Step::Failed || !m_session->ReadBack(*frame) ||
-                !MakePlanar(*frame) || !MakeEightBit(*frame) || output.View().IsEmpty()) {
+            output.Clear();
+            if (step == HardwareSession::Step::Failed || !Read(output)) {
                 return kDecodeBadData;
             }
             bPicture = true;
@@ -84,8 +108,35 @@ private:
                                                         : kDecodeNeedMoreData;
     }
 
+    bool Read(DecodedPicture& output) {
+        const PictureSize shown = m_bScales && m_shown ? m_shown() : PictureSize{};
+        const PictureSize own = m_session->Size();
+        const bool bSmaller =
+            !shown.IsEmpty() && shown.width <= own.width && shown.height <= own.height && shown != own;
+        if (bSmaller && ReadScaled(shown, output)) {
+            return true;
+        }
+        return m_session->ReadBack(*output.Frame()) && MakePlain(output);
+    }
+
+    // What fails here is no reason to leave the device: pictures come whole then.
+    bool ReadScaled(PictureSize shown, DecodedPicture& output) {
+        auto held =
+            m_session->ReadScaled(shown, *output.Frame()) && MakePlain(output) ? m_session->Hold() : nullptr;
+        if (!held) {
+            Diagnose("hardware decoding: %s does not scale pictures\n", m_device->Name().c_str());
+            m_bScales = false;
+            output.Clear();
+            return false;
+        }
+        output.SetWhole(std::make_shared<WholeOnDevice>(std::move(held)));
+        return true;
+    }
+
     const std::shared_ptr<HardwareDevice> m_device;
     std::unique_ptr<HardwareSession> m_session;
+    ShownSize m_shown;
+    bool m_bScales = false;
     int m_nWithoutPicture = 0;
     bool m_bLeavesOut = false;
 };

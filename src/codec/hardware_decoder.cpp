@@ -58,6 +58,13 @@ public:
         }
     }
 
+    void SetShownSize(const ShownSize& shown) override {
+        m_shown = shown;
+        if (m_onDevice) {
+            m_onDevice->SetShownSize(shown);
+        }
+    }
+
     void Close() override {
         m_onDevice.reset();
         m_software->Close();
@@ -77,6 +84,7 @@ private:
         ++m_nOpens;
         m_onDevice = CreateDeviceDecoder(device);
         m_onDevice->SetLeavesOut(m_bLeavesOut);
+        m_onDevice->SetShownSize(m_shown);
         if (m_onDevice->Init(m_params) != kDecodeOk) {
             m_onDevice.reset();
             Diagnose("hardware decoding: %s opens no decoder for a channel, software decodes it\n",
@@ -120,6 +128,7 @@ private:
     const HardwareSource m_source;
     const std::unique_ptr<VideoDecoder> m_software = CreateVideoDecoder();
     VideoDecoderParams m_params;
+    ShownSize m_shown;
     std::string m_name;
     std::unique_ptr<VideoDecoder> m_onDevice;  // null: software decodes
     CodedGroup m_group;

@@ -12,6 +12,15 @@ struct AVFrame;
 
 namespace kvmon {
 
+// A picture that stays on the device, and keeps its place there, for as long as this lives. Any thread.
+class HeldPicture {
+public:
+    virtual ~HeldPicture() = default;
+    virtual PictureSize Size() const = 0;
+    // As HardwareSession's.
+    virtual bool ReadBack(AVFrame& out) = 0;
+};
+
 // One decoder on a device. One thread at a time. After a call that failed no other is made.
 class HardwareSession {
 public:
@@ -26,6 +35,12 @@ public:
     // Reads that picture back into `out`, which is empty: planes in plain memory, of any layout that
     // MakePlanar takes, with the picture's levels and colours.
     virtual bool ReadBack(AVFrame& out) = 0;
+    // The same, scaled there to this size, which is no larger than its own. False, and the picture is still
+    // to be had, from a device that does not scale.
+    virtual bool ReadScaled(PictureSize /*size*/, AVFrame& /*out*/) { return false; }
+    virtual PictureSize Size() const = 0;
+    // Takes the picture off the session, which can go on. Null without memory.
+    virtual std::unique_ptr<HeldPicture> Hold() { return nullptr; }
     virtual void SetLeavesOut(bool bLeavesOut) = 0;
 };
 

@@ -7,6 +7,7 @@ extern "C" {
 #include <array>
 
 #include "codec/av_owner.h"
+#include "codec/va_scaler.h"
 #include "platform/diagnostics.h"
 
 namespace kvmon {
@@ -15,6 +16,9 @@ namespace {
 
 constexpr std::array<const char*, 3> kDeviceNames = {"vaapi", "cuda", "vdpau"};
 constexpr std::int64_t kMaxDevicePixels = 22'000'000;
+// Pictures of a decoder that others hold: the one on show, those that wait for their time, and one that is
+// being saved.
+constexpr int kMostHeld = 4;
 
 const AVCodec* CodecOnDevice(int streamType) {
     return streamType == kStreamTypeH264   ? avcodec_find_decoder(AV_CODEC_ID_H264)
@@ -43,6 +47,27 @@ AVPixelFormat ChooseFormat(AVCodecContext* context, const AVPixelFormat* offered
     return AV_PIX_FMT_NONE;
 }
 
+// Planes in plain memory, as large as what is shown of the picture: the pool's surfaces may be larger.
+bool ReadPicture(const AVFrame& picture, AVFrame& out) {
+    if (av_hwframe_transfer_data(&out, &picture, 0) != 0 || av_frame_copy_props(&out, &picture) != 0) {
+        return false;
+    }
+    out.width = picture.width;
+    out.height = picture.height;
+    return true;
+}
+
+class LibavHeldPicture final : public HeldPicture {
+public:
+    explicit LibavHeldPicture(AvOwner<AVFrame> picture) : m_picture(std::move(picture)) {}
+
+    PictureSize Size() const override { return {m_picture->width, m_picture->height}; }
+    bool ReadBack(AVFrame& out) override { return ReadPicture(*m_picture, out); }
+
+private:
+    const AvOwner<AVFrame> m_picture;
+};
+
 class LibavSession final : public HardwareSession {
 public:
     bool Open(const AVCodec& codec, AVPixelFormat format, AVBufferRef& device,
@@ -63,6 +88,7 @@ public:
         m_context->flags |= AV_CODEC_FLAG_LOW_DELAY;
         m_context->flags2 |= AV_CODEC_FLAG2_SHOW_ALL;
         m_context->thread_count = 1;
+        m_context->extra_hw_frames = kMostHeld;
         return m_context->hw_device_ctx != nullptr && avcodec_open2(m_context.get(), &codec, nullptr) == 0;
     }
 
@@ -81,13 +107,21 @@ public:
                                                                       : Step::Picture;
     }
     bool ReadBack(AVFrame& out) override {
-        const bool bRead = av_hwframe_transfer_data(&out, m_picture.get(), 0) == 0 &&
-                           av_frame_copy_props(&out, m_picture.get()) == 0;
-        // The pool may be larger than what is shown of it.
-        out.width = m_picture->width;
-        out.height = m_picture->height;
+        const bool bRead = ReadPicture(*m_picture, out);
         av_frame_unref(m_picture.get());
         return bRead;
+    }
+    bool ReadScaled(PictureSize size, AVFrame& out) override {
+        return m_format == AV_PIX_FMT_VAAPI && m_scaler.Scale(*m_picture, size, out);
+    }
+    PictureSize Size() const override { return {m_picture->width, m_picture->height}; }
+    std::unique_ptr<HeldPicture> Hold() override {
+        AvOwner<AVFrame> next(av_frame_alloc());
+        if (!next) {
+            return nullptr;
+        }
+        m_picture.swap(next);
+        return std::make_unique<LibavHeldPicture>(std::move(next));
     }
     void SetLeavesOut(bool bLeavesOut) override {
         m_context->skip_frame = bLeavesOut ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
@@ -98,6 +132,7 @@ private:
     AvOwner<AVPacket> m_packet;
     AvOwner<AVCodecContext> m_context;
     AvOwner<AVFrame> m_picture;
+    VaScaler m_scaler;
 };
 
 class LibavDevice final : public HardwareDevice {

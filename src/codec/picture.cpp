@@ -98,7 +98,7 @@ bool ConvertToBgr(const PictureView& picture, std::uint8_t* destination, std::pt
 
 DecodedPicture::DecodedPicture() = default;
 DecodedPicture::DecodedPicture(DecodedPicture&& other) noexcept
-    : m_frame(std::exchange(other.m_frame, nullptr)) {}
+    : m_frame(std::exchange(other.m_frame, nullptr)), m_whole(std::move(other.m_whole)) {}
 
 DecodedPicture& DecodedPicture::operator=(DecodedPicture&& other) noexcept {
     Swap(other);
@@ -112,6 +112,7 @@ DecodedPicture::~DecodedPicture() {
 
 void DecodedPicture::Swap(DecodedPicture& other) noexcept {
     std::swap(m_frame, other.m_frame);
+    m_whole.swap(other.m_whole);
 }
 
 AVFrame* DecodedPicture::Frame() {
@@ -129,6 +130,13 @@ void DecodedPicture::Clear() {
     if (m_frame != nullptr) {
         av_frame_unref(m_frame);
     }
+    m_whole.reset();
+}
+
+PictureSize DecodedPicture::Size() const {
+    return m_whole     ? m_whole->Size()
+           : IsEmpty() ? PictureSize{}
+                       : PictureSize{m_frame->width, m_frame->height};
 }
 
 PictureView DecodedPicture::View() const {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <utility>
 
 struct AVFrame;
 
@@ -75,6 +76,25 @@ const libyuv::YuvConstants* YuvMatrix(const PictureView& picture);
 // row in memory. False for an empty picture.
 bool ConvertToBgr(const PictureView& picture, std::uint8_t* destination, std::ptrdiff_t stride);
 
+struct PictureSize {
+    int width = 0;
+    int height = 0;
+
+    bool IsEmpty() const { return width <= 0 || height <= 0; }
+    friend bool operator==(const PictureSize&, const PictureSize&) = default;
+};
+
+class DecodedPicture;
+
+// A picture in its own size that a device holds, beside the smaller one that was made of it there.
+class WholePicture {
+public:
+    virtual ~WholePicture() = default;
+    virtual PictureSize Size() const = 0;
+    // Reads it into `out`. Any thread, which waits for the device. False if it cannot be had any more.
+    virtual bool Read(DecodedPicture& out) = 0;
+};
+
 // A decoded picture that stays in the decoder's memory for as long as this object holds it. Moving and
 // clearing allocate nothing.
 class DecodedPicture {
@@ -91,9 +111,15 @@ public:
     // The frame that a decoder writes to; made on the first call, null if no memory.
     AVFrame* Frame();
     void Swap(DecodedPicture& other) noexcept;
+    // What it was made of; null for a picture that is there in its own size.
+    const std::shared_ptr<WholePicture>& Whole() const { return m_whole; }
+    void SetWhole(std::shared_ptr<WholePicture> whole) { m_whole = std::move(whole); }
+    // The picture's own.
+    PictureSize Size() const;
 
 private:
     AVFrame* m_frame = nullptr;
+    std::shared_ptr<WholePicture> m_whole;
 };
 
 }  // namespace kvmon

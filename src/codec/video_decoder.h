@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 
@@ -32,6 +33,9 @@ enum VideoDecoderStatus : int {
     kDecodeNoMemory = -5,
 };
 
+// The size in which pictures are shown; empty while they are wanted in their own.
+using ShownSize = std::function<PictureSize()>;
+
 // One decoder of one channel, used by that channel's decode thread alone.
 class VideoDecoder {
 public:
@@ -45,6 +49,9 @@ public:
     virtual int GetFrame(std::span<const std::uint8_t> input, DecodedPicture& output) = 0;
     // Leaves out the pictures that no other refers to, from the next unit on: they give kDecodeNeedMoreData.
     virtual void SetLeavesOut(bool bLeavesOut) = 0;
+    // A decoder whose pictures are scaled at no cost asks for each of them, and gives a smaller one together
+    // with the whole. Never null.
+    virtual void SetShownSize(const ShownSize& /*shown*/) {}
     // Releases everything; Init may follow.
     virtual void Close() = 0;
 };

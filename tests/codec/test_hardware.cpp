@@ -96,6 +96,7 @@ struct StandIn final : HardwareDevice, std::enable_shared_from_this<StandIn> {
             ++device->pictures;
             return true;
         }
+        PictureSize Size() const override { return picture.Size(); }
         void SetLeavesOut(bool bLeavesOut) override { decoder->SetLeavesOut(bLeavesOut); }
 
         const std::shared_ptr<StandIn> device;

@@ -3,10 +3,13 @@
 #include "va_driver/va_driver.h"
 
 #include <va/va_backend.h>
+#include <va/va_vpp.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <mutex>
@@ -24,17 +27,22 @@ struct Surface {
     std::uint8_t luma = 0;
 };
 
+struct Context {
+    VAProfile profile = VAProfileNone;  // that one scales
+    VASurfaceID target = VA_INVALID_SURFACE;
+    VABufferID step = VA_INVALID_ID;
+};
+
 struct Device {
     std::mutex mutex;
     std::string failing;
     int successes = 0;
-    int pictures = 0;
-    int failures = 0;
+    kvtest::VaCounts counts;
     VAGenericID last = 0;
     std::map<VAGenericID, Surface> surfaces;
     std::map<VAGenericID, std::vector<std::uint8_t>> buffers;
     std::map<VAGenericID, VAImage> images;
-    std::map<VAGenericID, VASurfaceID> contexts;  // and what each decodes into
+    std::map<VAGenericID, Context> contexts;
     std::map<VAGenericID, VAProfile> configs;
 };
 
@@ -49,7 +57,7 @@ public:
     explicit Call(const char* name) : m_lock(TheDevice().mutex) {
         Device& device = TheDevice();
         m_bFails = device.failing == name && device.successes-- <= 0;
-        device.failures += m_bFails ? 1 : 0;
+        device.counts.failures += m_bFails ? 1 : 0;
     }
     bool Fails() const { return m_bFails; }
 
@@ -88,9 +96,13 @@ VAStatus QueryConfigProfiles(VADriverContextP, VAProfile* list, int* count) {
     return call.Fails() ? kFailed : VAStatus{VA_STATUS_SUCCESS};
 }
 
-VAStatus QueryConfigEntrypoints(VADriverContextP, VAProfile, VAEntrypoint* list, int* count) {
+VAEntrypoint PointOf(VAProfile profile) {
+    return profile == VAProfileNone ? VAEntrypointVideoProc : VAEntrypointVLD;
+}
+
+VAStatus QueryConfigEntrypoints(VADriverContextP, VAProfile profile, VAEntrypoint* list, int* count) {
     const Call call("QueryConfigEntrypoints");
-    list[0] = VAEntrypointVLD;
+    list[0] = PointOf(profile);
     *count = 1;
     return call.Fails() ? kFailed : VAStatus{VA_STATUS_SUCCESS};
 }
@@ -122,7 +134,7 @@ VAStatus QueryConfigAttributes(VADriverContextP, VAConfigID id, VAProfile* profi
                                VAConfigAttrib* list, int* count) {
     const Call call("QueryConfigAttributes");
     *profile = TheDevice().configs[id];
-    *entrypoint = VAEntrypointVLD;
+    *entrypoint = PointOf(*profile);
     list[0] = {VAConfigAttribRTFormat, VA_RT_FORMAT_YUV420};
     *count = 1;
     return call.Fails() ? kFailed : VAStatus{VA_STATUS_SUCCESS};
@@ -170,13 +182,14 @@ VAStatus DestroySurfaces(VADriverContextP, VASurfaceID* list, int count) {
     return status;
 }
 
-VAStatus CreateContext(VADriverContextP, VAConfigID, int, int, int, VASurfaceID*, int, VAContextID* id) {
+VAStatus CreateContext(VADriverContextP, VAConfigID config, int, int, int, VASurfaceID*, int,
+                       VAContextID* id) {
     const Call call("CreateContext");
     if (call.Fails()) {
         return kFailed;
     }
     *id = ++TheDevice().last;
-    TheDevice().contexts[*id] = VA_INVALID_SURFACE;
+    TheDevice().contexts[*id] = {TheDevice().configs[config]};
     return VA_STATUS_SUCCESS;
 }
 
@@ -223,24 +236,59 @@ VAStatus BeginPicture(VADriverContextP, VAContextID id, VASurfaceID surface) {
     if (call.Fails()) {
         return kFailed;
     }
-    TheDevice().contexts[id] = surface;
+    TheDevice().contexts[id].target = surface;
     return VA_STATUS_SUCCESS;
 }
 
-VAStatus RenderPicture(VADriverContextP, VAContextID, VABufferID*, int) {
+VAStatus RenderPicture(VADriverContextP, VAContextID id, VABufferID* list, int count) {
     const Call call("RenderPicture");
+    TheDevice().contexts[id].step = count > 0 ? list[0] : VA_INVALID_ID;
     return call.Fails() ? kFailed : VAStatus{VA_STATUS_SUCCESS};
+}
+
+VAStatus Scale(Device& device, const Context& context, Surface& target) {
+    const auto buffer = device.buffers.find(context.step);
+    VAProcPipelineParameterBuffer step{};
+    if (buffer == device.buffers.end() || buffer->second.size() != sizeof step) {
+        return kFailed;
+    }
+    std::memcpy(&step, buffer->second.data(), sizeof step);
+    const auto source = device.surfaces.find(step.surface);
+    if (source == device.surfaces.end() || step.surface_region == nullptr) {
+        return kFailed;
+    }
+    target.luma = source->second.luma;
+    kvtest::VaCounts& counts = device.counts;
+    ++counts.scaled;
+    counts.fromWidth = step.surface_region->width;
+    counts.fromHeight = step.surface_region->height;
+    counts.toWidth = target.width;
+    counts.toHeight = target.height;
+    return VA_STATUS_SUCCESS;
 }
 
 VAStatus EndPicture(VADriverContextP, VAContextID id) {
     const Call call("EndPicture");
     Device& device = TheDevice();
-    const auto surface = device.surfaces.find(device.contexts[id]);
+    const Context& context = device.contexts[id];
+    const auto surface = device.surfaces.find(context.target);
     if (call.Fails() || surface == device.surfaces.end()) {
         return kFailed;
     }
-    surface->second.luma = static_cast<std::uint8_t>(kvtest::kFirstVaLuma + device.pictures++);
+    if (context.profile == VAProfileNone) {
+        return Scale(device, context, surface->second);
+    }
+    const int brighter = device.counts.pictures++ % (256 - kvtest::kFirstVaLuma);
+    surface->second.luma = static_cast<std::uint8_t>(kvtest::kFirstVaLuma + brighter);
     return VA_STATUS_SUCCESS;
+}
+
+void Log(const VAImage& image) {
+    const char* const name = std::getenv(kvtest::kVaLog);
+    if (std::FILE* const file = name != nullptr ? std::fopen(name, "ae") : nullptr) {
+        std::fprintf(file, "%dx%d\n", image.width, image.height);
+        std::fclose(file);
+    }
 }
 
 VAStatus SyncSurface(VADriverContextP, VASurfaceID) {
@@ -300,6 +348,8 @@ VAStatus GetImage(VADriverContextP, VASurfaceID surface, int, int, unsigned, uns
     const auto colours = bytes.begin() + static_cast<std::ptrdiff_t>(image->second.offsets[1]);
     std::fill(bytes.begin(), colours, from->second.luma);
     std::fill(colours, bytes.end(), std::uint8_t{128});
+    device.counts.read += std::int64_t{image->second.width} * image->second.height;
+    Log(image->second);
     return VA_STATUS_SUCCESS;
 }
 
@@ -316,8 +366,7 @@ void kvtest_set_va_failure(const char* call, int successes) {
     const std::lock_guard lock(device.mutex);
     device.failing = call != nullptr ? call : "";
     device.successes = successes;
-    device.pictures = 0;
-    device.failures = 0;
+    device.counts = {};
 }
 
 void kvtest_get_va_counts(kvtest::VaCounts* counts) {
@@ -325,7 +374,8 @@ void kvtest_get_va_counts(kvtest::VaCounts* counts) {
     const std::lock_guard lock(device.mutex);
     const std::size_t alive = device.surfaces.size() + device.buffers.size() + device.images.size() +
                               device.contexts.size() + device.configs.size();
-    *counts = {device.pictures, static_cast<int>(alive), device.failures};
+    *counts = device.counts;
+    counts->alive = static_cast<int>(alive);
 }
 
 VAStatus __vaDriverInit_1_0(VADriverContextP context) {

@@ -12,6 +12,8 @@ struct ChannelGlobals {
     std::atomic<bool> keepUnseen{true};         // KeepUnseen: what nobody sees is kept undecoded
     // FewerInSmallCells: there pictures that no other needs are left out
     std::atomic<bool> fewerInSmallCells{false};
+    // ScaleOnDevice: what a device decodes is made as small there as its cell
+    std::atomic<bool> scalesOnDevice{true};
     std::atomic<bool> pacesPictures{true};  // PacePictures: each takes the screen at its time
     std::atomic<int> decoderThreads{1};     // of each decoder that can share its work
 };

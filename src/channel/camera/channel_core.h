@@ -9,6 +9,7 @@
 #include <string>
 
 #include "channel/base/channel_counters.h"
+#include "channel/base/channel_globals.h"
 #include "channel/base/channel_thread.h"
 #include "channel/base/channel_windows.h"
 #include "channel/base/sound_switches.h"
@@ -58,6 +59,10 @@ struct ChannelCore final : PictureSink, StreamReports {
     void SetBitmapInfo(const BITMAPINFOHEADER& bmpInfo) override;
     void AddDecodeFrame(const ThreadControl& control, std::unique_ptr<CVideoBmpFrame> frame) override;
     void OnPaused() override;
+    void OnIdle() override { m_picture.CompletePicture(); }
+    PictureSize GetShownSize() const override {
+        return Globals().scalesOnDevice ? m_picture.GetShownSize() : PictureSize{};
+    }
     void SetReceiveTime(std::uint64_t ms) override { m_nReceiveTime = ms; }
     bool TakesFewer() const override;
     void SetPace(std::uint64_t jitterMs, std::uint64_t heldMs) override {
@@ -112,7 +117,7 @@ struct ChannelCore final : PictureSink, StreamReports {
     CamCmdQueue m_CamCmdQueue;
     TalkBack m_talk{m_source};
     FrameRate m_frameRate;
-    ChannelPicture m_picture;
+    ChannelPicture m_picture{[this] { m_decodeThread.Control()->run.Set(); }};
 
     mutable std::mutex m_cs;
     // Guarded by m_cs, down to m_pAudio.

@@ -77,7 +77,9 @@ CodedPass::CodedPass(const DecodeParts& parts, ThreadControl& control, const Cod
       m_kind(kind),
       m_maker(kind.make(
           m_parts.factories, [this] { return HasToStop() || m_control.exit.IsSet(); },
-          m_parts.frames.Share())) {}
+          m_parts.frames.Share())) {
+    m_maker->SetShownSize([this] { return m_parts.sink.GetShownSize(); });
+}
 
 void CodedPass::TraceFrame(std::uint32_t dwIdx, const std::string& text) const {
     const std::string index = m_kind.tracesIndex ? FormatText(" dwIdx=0x%08x,", dwIdx) : std::string();

@@ -98,6 +98,7 @@ bool DecodeLoop::WaitNextDecodeFrame(DecodePass& pass) {
         return false;
     }
     m_parts.frames.ResetWhenEmpty(m_control.run);
+    m_parts.sink.OnIdle();
     if (m_nQuick == kQuickPictures && pass.MayMove()) {
         m_pass = &pass;
         m_parts.frames.Seat().Take(*this);
@@ -166,6 +167,7 @@ void DoDecodeLoop(const DecodeParts& parts, const StreamSource& source, ThreadCo
             TryStep("CBaseCamera::OnPaused", [&] { parts.sink.OnPaused(); });
         }
         parts.frames.ResetWhenEmpty(control.run);
+        TryStep("CBaseCamera::OnIdle", [&] { parts.sink.OnIdle(); });
     }
 }
 

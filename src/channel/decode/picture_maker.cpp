@@ -23,8 +23,8 @@ public:
             return status;
         }
         // A head's size may be that of whole blocks, or of the encoder's input: the picture's own counts.
-        const PictureView view = m_decoded.View();
-        SetBitmapInfo(MakeBitmapInfo(view.width, view.height));
+        const PictureSize size = m_decoded.Size();
+        SetBitmapInfo(MakeBitmapInfo(size.width, size.height));
         if (Head().dwFourccCode != wire::kAVM4) {
             picture.SetPicture(BitmapInfo(), std::move(m_decoded));
             return kDecodeOk;
@@ -35,6 +35,7 @@ public:
     }
 
     void SetLeavesOut(bool bLeavesOut) override { m_decoder->SetLeavesOut(bLeavesOut); }
+    void SetShownSize(const ShownSize& shown) override { m_decoder->SetShownSize(shown); }
 
 protected:
     bool TakesUnknownSize() const override { return true; }

@@ -10,6 +10,7 @@
 #include "channel/frames/frame_head.h"
 #include "channel/frames/frame_pool.h"
 #include "codec/picture.h"
+#include "codec/video_decoder.h"
 
 namespace kvmon {
 
@@ -32,6 +33,8 @@ public:
     // Pictures that no other refers to need not be made, from the next one on: their status is
     // kDecodeNeedMoreData.
     virtual void SetLeavesOut(bool /*bLeavesOut*/) {}
+    // In which size pictures are shown, for a decoder that can make them smaller at no cost.
+    virtual void SetShownSize(const ShownSize& /*shown*/) {}
     // Decodes into the picture. A status other than 0 leaves the picture unused and the decoder open.
     virtual int Decode(std::span<const std::uint8_t> payload, CVideoBmpFrame& picture) = 0;
     // The last key frame's format has no decoder on this computer.

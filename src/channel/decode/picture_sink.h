@@ -24,6 +24,10 @@ public:
     virtual void AddDecodeFrame(const ThreadControl& control, std::unique_ptr<CVideoBmpFrame> frame) = 0;
     // The pictures are drawn so small that those which no other refers to may be left out.
     virtual bool TakesFewer() const { return false; }
+    // The size in which pictures are shown; empty while they are wanted in their own.
+    virtual PictureSize GetShownSize() const { return {}; }
+    // There is no frame, and the thread goes to sleep until its event `run`, which was reset before this.
+    virtual void OnIdle() {}
     // Pictures are not wanted for the time being, and none is under way.
     virtual void OnPaused() {}
     // When the frame that is decoded next came off the wire; 0 where that is not known.

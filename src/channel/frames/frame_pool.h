@@ -111,9 +111,14 @@ public:
     std::uint64_t HeldSize() const { return m_held.Get() + m_heldPlanes.Get(); }
 
     const BITMAPINFOHEADER& Info() const { return m_info; }
-    // The picture in whatever form it is at hand, for scaling.
+    // The picture in whatever form it is at hand, for scaling: also in a smaller size than Info() tells.
     PictureView View() const;
-    // The bottom-up bitmap, made now if need be. Empty if there is no memory for it.
+    // Where the picture itself is then; null otherwise.
+    const std::shared_ptr<WholePicture>& Whole() const { return m_picture.Whole(); }
+    // The smaller one is all that there is from now on.
+    void DropWhole() { m_picture.SetWhole(nullptr); }
+    // The bottom-up bitmap, made now if need be. Empty if there is no memory for it, or the picture itself is
+    // not at hand.
     std::span<const std::uint8_t> Bitmap();
     // Drops the picture and gives the decoder's memory back; the buffers are kept.
     void Clear();

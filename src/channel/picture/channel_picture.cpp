@@ -9,7 +9,8 @@
 
 namespace kvmon {
 
-ChannelPicture::ChannelPicture() : m_impl(std::make_unique<PictureState>()) {}
+ChannelPicture::ChannelPicture(std::function<void()> wholeWanted)
+    : m_impl(std::make_unique<PictureState>(std::move(wholeWanted))) {}
 
 ChannelPicture::~ChannelPicture() = default;
 
@@ -46,6 +47,45 @@ std::unique_ptr<CVideoBmpFrame> ChannelPicture::Present(std::unique_ptr<CVideoBm
     return frame;
 }
 
+PictureSize ChannelPicture::GetShownSize() const {
+    const std::lock_guard lock(m_impl->csState);
+    const Look& look = m_impl->look;
+    return look.viewWidth > 0 && !look.NeedsWhole()
+               ? PictureSize{look.drawRect.Width(), look.drawRect.Height()}
+               : PictureSize{};
+}
+
+void ChannelPicture::CompletePicture() {
+    PictureState& impl = *m_impl;
+    if (!impl.bWholeWanted.exchange(false)) {
+        return;
+    }
+    std::shared_ptr<WholePicture> whole;
+    {
+        const std::lock_guard lock(impl.csFrame);
+        whole = impl.curFrame ? impl.curFrame->Whole() : nullptr;
+    }
+    // Under no lock: a device may take its time.
+    DecodedPicture picture;
+    const bool bRead = whole && whole->Read(picture);
+    {
+        const std::lock_guard lock(impl.csFrame);
+        if (!whole || !impl.curFrame || impl.curFrame->Whole() != whole) {
+            return;
+        }
+        if (!bRead) {
+            impl.curFrame->DropWhole();
+            return;
+        }
+        const BITMAPINFOHEADER info = impl.curFrame->Info();
+        impl.curFrame->SetPicture(info, std::move(picture));
+        if (!impl.Compose(impl.UpdateLook())) {
+            return;
+        }
+    }
+    impl.Notify();
+}
+
 // --- any thread
 
 std::unique_ptr<CVideoBmpFrame> ChannelPicture::ReleasePicture() {
@@ -71,6 +111,9 @@ void ChannelPicture::ReleaseWork() {
     const std::lock_guard lock(m_impl->csFrame);
     m_impl->composer.Release();
     m_impl->published.Release();
+    if (m_impl->curFrame) {
+        m_impl->curFrame->DropWhole();
+    }
 }
 
 bool ChannelPicture::HasPicture() const {

@@ -36,7 +36,8 @@ enum class SnapshotResult {
 // than that copy.
 class ChannelPicture {
 public:
-    ChannelPicture();
+    // `wholeWanted` is called, perhaps with a lock held, when CompletePicture() has something to do.
+    explicit ChannelPicture(std::function<void()> wholeWanted = {});
     ~ChannelPicture();
 
     // --- decode thread
@@ -49,13 +50,17 @@ public:
     // called. Gives the picture before it back for recycling.
     std::unique_ptr<CVideoBmpFrame> Present(std::unique_ptr<CVideoBmpFrame> frame,
                                             const PictureCounts& counts = {});
+    // In which size pictures are drawn; empty where they have to come in their own.
+    PictureSize GetShownSize() const;
+    // Reads the picture on show from its device if more of it is to be seen than there is in memory.
+    void CompletePicture();
 
     // --- any thread
     // Takes the picture on show away (for recycling) with the composed image and the deinterlace buffer.
     std::unique_ptr<CVideoBmpFrame> ReleasePicture();
     void ReleaseComposed();
-    // No view shows the channel, and none of its pictures comes: what composing needs is given back. The
-    // picture on show stays for the view's return.
+    // No view shows the channel, and none of its pictures comes: what composing needs is given back, and so
+    // is a device's place. The picture on show stays for the view's return.
     void ReleaseWork();
     bool HasPicture() const;
     // How old the picture on show is; the greatest number without one.

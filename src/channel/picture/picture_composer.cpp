@@ -2,6 +2,8 @@
 
 #include <QtGui/QPainter>
 #include <QtGui/QRegion>
+#include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 #include "channel/picture/deinterlace.h"
@@ -19,6 +21,24 @@ void PaintEventFrame(QPainter& painter, const Look& look) {
     for (const QRect& side : frame) {
         painter.fillRect(side, QColor::fromRgb(kEventFrame));
     }
+}
+
+// The part to show of a source that is smaller than the picture whose pixels it is told in.
+PixelRect PartOf(const PictureView& source, const BITMAPINFOHEADER& info, const PixelRect& zoom) {
+    const PixelRect part = ShownPart(zoom, info.biWidth, info.biHeight);
+    if (source.width == info.biWidth && source.height == info.biHeight) {
+        return part;
+    }
+    const auto across = [&](int x) {
+        return static_cast<int>(std::int64_t{x} * source.width / info.biWidth);
+    };
+    const auto down = [&](int y) {
+        return static_cast<int>(std::int64_t{y} * source.height / info.biHeight);
+    };
+    PixelRect scaled{across(part.left), down(part.top), across(part.right), down(part.bottom)};
+    scaled.right = std::max(scaled.right, scaled.left + 1);
+    scaled.bottom = std::max(scaled.bottom, scaled.top + 1);
+    return scaled;
 }
 
 bool IsInside(const PixelRect& rect, const Look& look) {
@@ -63,7 +83,7 @@ bool PictureComposer::DrawInto(QImage& image, CVideoBmpFrame& frame, const Look&
     if (out.pixels == nullptr) {
         return false;
     }
-    if (!m_scaler.Draw(source, ShownPart(look.zoomRect, source.width, source.height), out.pixels, out.stride,
+    if (!m_scaler.Draw(source, PartOf(source, frame.Info(), look.zoomRect), out.pixels, out.stride,
                        look.drawRect)) {
         return false;
     }

@@ -28,6 +28,8 @@ struct Look {
     bool eventBlink = false;
     bool still = false;
 
+    // A picture that was made smaller for this does not do.
+    bool NeedsWhole() const { return deinterlace || !zoomRect.IsEmpty(); }
     bool HasEventFrame() const { return eventBlink && eventHighlight; }
 };
 

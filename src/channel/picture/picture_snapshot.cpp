@@ -11,17 +11,24 @@ namespace kvmon {
 namespace {
 
 Snapshot CopyOfImage(const QImage& image) {
-    Snapshot snapshot{MakeBitmapInfo(image.width(), image.height()), {}};
-    snapshot.bits.resize(snapshot.info.biSizeImage);
     PictureView view;
     view.layout = PixelLayout::Bgra32;
     view.width = image.width();
     view.height = image.height();
     view.data[0] = image.constBits();
     view.stride[0] = image.bytesPerLine();
-    const auto stride = static_cast<std::ptrdiff_t>(BitmapStride(view.width));
-    ConvertToBgr(view, snapshot.bits.data() + stride * (view.height - 1), -stride);
-    return snapshot;
+    return MakeSnapshot(view);
+}
+
+// Nothing if there is no memory for it.
+std::optional<Snapshot> CopyOfFrame(CVideoBmpFrame& frame) {
+    if (frame.Whole()) {
+        Snapshot snapshot = MakeSnapshot(frame.View());
+        snapshot.whole = frame.Whole();
+        return snapshot;
+    }
+    const auto bits = frame.Bitmap();
+    return bits.empty() ? std::nullopt : std::optional(Snapshot{frame.Info(), {bits.begin(), bits.end()}});
 }
 
 }  // namespace
@@ -33,29 +40,27 @@ std::optional<Snapshot> ChannelPicture::TakeSnapshot(const std::string& stamp) {
             return std::nullopt;
         }
     }
-    Snapshot snapshot;
+    std::optional<Snapshot> snapshot;
     if (Globals().saveProcessImage) {
-        if (!m_impl->published.Read([&](const QImage& image) { snapshot = CopyOfImage(image); })) {
-            return std::nullopt;
-        }
+        m_impl->published.Read([&](const QImage& image) { snapshot = CopyOfImage(image); });
     } else {
         const std::lock_guard lock(m_impl->csFrame);
-        const auto bits = m_impl->curFrame ? m_impl->curFrame->Bitmap() : std::span<const std::uint8_t>();
-        if (bits.empty()) {
-            return std::nullopt;
-        }
-        snapshot = {m_impl->curFrame->Info(), {bits.begin(), bits.end()}};
+        snapshot = m_impl->curFrame ? CopyOfFrame(*m_impl->curFrame) : std::nullopt;
     }
-    AddStringOnBitmapImage(snapshot, stamp);
+    if (snapshot) {
+        AddStringOnBitmapImage(*snapshot, stamp);
+        snapshot->stamp = snapshot->whole ? stamp : std::string();
+    }
     return snapshot;
 }
 
 SnapshotResult ChannelPicture::SaveSnapshot(const std::string& path, SnapshotFormat format,
                                             const std::string& stamp) {
-    const auto snapshot = path.empty() ? std::nullopt : TakeSnapshot(stamp);
+    auto snapshot = path.empty() ? std::nullopt : TakeSnapshot(stamp);
     if (!snapshot) {
         return SnapshotResult::Refused;
     }
+    CompleteSnapshot(*snapshot);
     switch (WriteSnapshot(*snapshot, path, format, std::chrono::system_clock::now()).step) {
         case SnapshotStep::None:
             return SnapshotResult::Saved;
@@ -67,12 +72,16 @@ SnapshotResult ChannelPicture::SaveSnapshot(const std::string& path, SnapshotFor
 }
 
 std::vector<std::uint8_t> ChannelPicture::GetBitmapFile() const {
-    const std::lock_guard lock(m_impl->csFrame);
-    const auto bits = m_impl->curFrame ? m_impl->curFrame->Bitmap() : std::span<const std::uint8_t>();
-    if (bits.empty()) {
+    std::optional<Snapshot> snapshot;
+    {
+        const std::lock_guard lock(m_impl->csFrame);
+        snapshot = m_impl->curFrame ? CopyOfFrame(*m_impl->curFrame) : std::nullopt;
+    }
+    if (!snapshot) {
         return {};
     }
-    return MakeBitmapFile(m_impl->curFrame->Info(), bits);
+    CompleteSnapshot(*snapshot);
+    return MakeBitmapFile(snapshot->info, snapshot->bits);
 }
 
 }  // namespace kvmon

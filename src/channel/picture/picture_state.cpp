@@ -95,7 +95,20 @@ bool PictureState::Compose(const std::pair<Look, std::uint64_t>& now) {
         return false;
     }
     published.Publish(composer.Image(), now.second);
+    if (wholeWanted && IsWholeMissing(now.first) && !bWholeWanted.exchange(true)) {
+        wholeWanted();
+    }
     return true;
+}
+
+// What there is in memory is smaller than what is to be seen, and there is more elsewhere.
+bool PictureState::IsWholeMissing(const Look& wanted) const {
+    if (!curFrame->Whole()) {
+        return false;
+    }
+    const PictureView there = curFrame->View();
+    return wanted.NeedsWhole() || there.width < wanted.drawRect.Width() ||
+           there.height < wanted.drawRect.Height();
 }
 
 void PictureState::Notify() {

@@ -22,6 +22,11 @@ namespace kvmon {
 struct PictureState {
     using Repaint = std::shared_ptr<const std::function<void()>>;
 
+    explicit PictureState(std::function<void()> whole) : wholeWanted(std::move(whole)) {}
+
+    const std::function<void()> wholeWanted;  // may be null
+    std::atomic<bool> bWholeWanted{false};
+
     std::mutex csFrame;
     std::unique_ptr<CVideoBmpFrame> curFrame;
     PictureComposer composer;
@@ -54,6 +59,7 @@ struct PictureState {
     std::pair<Look, std::uint64_t> UpdateLook();
     std::pair<Look, std::uint64_t> CopyLook();  // under csState, too
     bool Compose(const std::pair<Look, std::uint64_t>& now);
+    bool IsWholeMissing(const Look& wanted) const;
 
     // --- under no lock
     static void Call(const Repaint& call) {

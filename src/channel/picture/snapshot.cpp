@@ -107,6 +107,24 @@ void AddStringOnBitmapImage(Snapshot& snapshot, const std::string& text) {
     }
 }
 
+Snapshot MakeSnapshot(const PictureView& view) {
+    Snapshot snapshot{MakeBitmapInfo(view.width, view.height), {}};
+    snapshot.bits.resize(snapshot.info.biSizeImage);
+    const auto stride = static_cast<std::ptrdiff_t>(BitmapStride(view.width));
+    ConvertToBgr(view, snapshot.bits.data() + stride * (view.height - 1), -stride);
+    return snapshot;
+}
+
+void CompleteSnapshot(Snapshot& snapshot) {
+    const auto whole = std::move(snapshot.whole);
+    DecodedPicture picture;
+    if (whole && whole->Read(picture)) {
+        Snapshot complete = MakeSnapshot(picture.View());
+        AddStringOnBitmapImage(complete, snapshot.stamp);
+        snapshot = std::move(complete);
+    }
+}
+
 SnapshotFailure WriteSnapshot(const Snapshot& snapshot, const std::string& path, SnapshotFormat format,
                               std::chrono::system_clock::time_point taken) {
     const std::string folder = std::filesystem::path(path).parent_path().string();

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -15,7 +16,17 @@ namespace kvmon {
 struct Snapshot {
     BITMAPINFOHEADER info;
     std::vector<std::uint8_t> bits;
+    // Where the whole picture is, of which this is a smaller one, and what is to be written on it. Null: this
+    // is all.
+    std::shared_ptr<WholePicture> whole{};
+    std::string stamp{};
 };
+
+// A bottom-up bitmap of 24 bits of the view.
+Snapshot MakeSnapshot(const PictureView& view);
+// Puts the whole picture in the place of the smaller one, which stays if that cannot be had. Any thread,
+// which waits for the device.
+void CompleteSnapshot(Snapshot& snapshot);
 
 inline constexpr std::uint32_t kBitmapFileHead = 54;
 

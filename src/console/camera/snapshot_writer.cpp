@@ -30,8 +30,13 @@ void SnapshotWriter::Write(const SnapshotOrder& order) {
     const auto number = static_cast<WParam>(slot - m_slots.begin());
     slot->job = job;
     const bool bStarted = slot->writer.Start("kv-snapshot", [window = Handle(), number, job] {
-        const SnapshotOrder& todo = job->order;
+        SnapshotOrder& todo = job->order;
         if (!TryStep("SnapshotWriter::Write", [&] {
+                if (todo.picture->whole) {
+                    const auto complete = std::make_shared<Snapshot>(*todo.picture);
+                    CompleteSnapshot(*complete);
+                    todo.picture = complete;
+                }
                 job->failure = WriteSnapshot(*todo.picture, todo.path, todo.format, todo.taken);
             })) {
             job->failure = {SnapshotStep::Queue, 0};

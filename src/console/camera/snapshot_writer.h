@@ -39,8 +39,9 @@ protected:
 private:
     // Shared with its thread.
     struct Job {
+        // Belong to the thread until its message.
         SnapshotOrder order;
-        SnapshotFailure failure;  // belongs to the thread until its message
+        SnapshotFailure failure;
     };
     struct Slot {
         std::shared_ptr<Job> job;  // null: free

@@ -46,6 +46,7 @@ void ConsoleOptions::Load(const COrvoRegistry& registry, std::string_view key) {
     bKeepUnseen = LoadFlag(registry, {}, "KeepUnseen", defaults.bKeepUnseen);
     bPacePictures = LoadFlag(registry, {}, "PacePictures", defaults.bPacePictures);
     bFewerInSmallCells = LoadFlag(registry, {}, "FewerInSmallCells", defaults.bFewerInSmallCells);
+    bScaleOnDevice = LoadFlag(registry, {}, "ScaleOnDevice", defaults.bScaleOnDevice);
     nShowViewTypeInSequentialMode =
         registry.GetProfileInt({}, "ShowViewTypeInSequentialMode", defaults.nShowViewTypeInSequentialMode);
     for (const FlagRow& row : kDialogFlags) {
@@ -64,6 +65,7 @@ void ConsoleOptions::HandToChannels() const {
     Globals().keepUnseen = bKeepUnseen;
     Globals().pacesPictures = bPacePictures;
     Globals().fewerInSmallCells = bFewerInSmallCells;
+    Globals().scalesOnDevice = bScaleOnDevice;
 }
 
 LookChoice LoadLook(const COrvoRegistry& registry) {

@@ -17,6 +17,7 @@ struct ConsoleOptions {
     std::uint32_t nShowViewTypeInSequentialMode = 1;
     bool bKeepUnseen = true;                // what nobody sees is kept undecoded
     bool bPacePictures = true;              // each takes the screen at its time
+    bool bScaleOnDevice = true;             // what a device decodes is made as small there as its cell
     bool bFewerInSmallCells = false;        // there pictures that no other needs are left out
     LookChoice look = LookChoice::Desktop;  // as the host has it, which stored or was told it
     // Of the key named after the first server.
