@@ -1,4 +1,4 @@
-// A recorder as a process of its own, with small pictures, that a test sets to states and stops.
+// A recorder as a process of its own that a test sets to states and stops.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -15,14 +15,16 @@ namespace kvtest {
 
 class RecorderProcess {
 public:
-    explicit RecorderProcess(int channels, bool talk = false) {
+    // `stream`: of each channel, as its file tells it; small pictures if nothing else is said.
+    explicit RecorderProcess(
+        int channels, bool talk = false,
+        const std::string& stream = "codec = \"mjpeg\", width = 176, height = 144, fps = 5") {
         std::ofstream config(folder.File("recorder.toml"));
         config << "listen = \"127.0.0.1:0\"\n[server]\nname = \"Hall\"\n"
                << "[[users]]\nname = \"admin\"\npassword = \"secret\"\nrecord = \"all\"\n"
                << (talk ? "monitor = \"all\"\ntalk = \"all\"\n" : "");
         for (int n = 0; n < channels; ++n) {
-            config << "[[channels]]\nname = \"Camera " << n << "\"\nstreams = [{ codec = \"mjpeg\", "
-                   << "width = 176, height = 144, fps = 5 }]\n"
+            config << "[[channels]]\nname = \"Camera " << n << "\"\nstreams = [{ " << stream << " }]\n"
                    << (talk ? "talk = true\n" : "");
         }
         config.close();

@@ -10,7 +10,7 @@ int main(int argc, char** argv) {
     std::FILE* const server =
         testing::GTEST_FLAG(list_tests)
             ? nullptr
-            : ::popen("exec Xvfb -displayfd 1 -terminate -nolisten tcp -screen 0 640x480x24 2>/dev/null",
+            : ::popen("exec Xvfb -displayfd 1 -terminate -nolisten tcp -screen 0 1280x960x24 2>/dev/null",
                       "r");
     char number[16] = {};
     if (server != nullptr && std::fgets(number, sizeof number, server) != nullptr) {

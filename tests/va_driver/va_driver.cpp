@@ -379,6 +379,11 @@ void kvtest_get_va_counts(kvtest::VaCounts* counts) {
 }
 
 VAStatus __vaDriverInit_1_0(VADriverContextP context) {
+    if (const char* const told = std::getenv(kvtest::kVaFailure)) {
+        const std::string failure = told;
+        const std::size_t end = failure.find(':');
+        kvtest_set_va_failure(failure.substr(0, end).c_str(), std::atoi(failure.c_str() + end + 1));
+    }
     context->version_major = 1;
     context->version_minor = 0;
     context->max_profiles = static_cast<int>(std::size(kProfiles));

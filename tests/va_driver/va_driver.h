@@ -23,6 +23,9 @@ struct VaCounts {
 using GetVaCounts = void (*)(VaCounts* counts);
 inline constexpr char kGetVaCounts[] = "kvtest_get_va_counts";
 
+// "CALL:SUCCESSES" of this name holds from the start of a program.
+inline constexpr char kVaFailure[] = "KVTEST_VA_FAILURE";
+
 // A file of this name gets a line for each picture that is read back: "WIDTHxHEIGHT".
 inline constexpr char kVaLog[] = "KVTEST_VA_LOG";
 
