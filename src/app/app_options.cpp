@@ -288,7 +288,7 @@ void AddWebOptions(CLI::App& app, AppOptions& options, Given& given) {
         ->needs(serve);
     for (const char* const option :
          {"--picture", "--keep", "--view", "--search-from", "--check-connection", "--full-screen",
-          "--display", "--lock", "--all-displays", "--display-view", "--hwdec"}) {
+          "--display", "--lock", "--all-displays", "--display-view"}) {
         serve->excludes(kvhost::OptionNamed(app, option));
     }
 }

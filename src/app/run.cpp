@@ -11,6 +11,7 @@
 #include "app/app_options.h"
 #include "app/connection_check.h"
 #include "app/cover_watch.h"
+#include "app/decoding_device.h"
 #include "app/desktop_preference.h"
 #include "app/desktop_window.h"
 #include "app/guarded.h"
@@ -21,9 +22,6 @@
 #include "app/web_host.h"
 #include "app/x11_screen.h"
 #include "channel/base/channel_globals.h"
-#include "channel/camera/default_factories.h"
-#include "codec/hardware_search.h"
-#include "codec/libav_device.h"
 #include "console/settings/console_options.h"
 #include "persist/orvo_registry.h"
 #include "persist/utilities.h"
@@ -165,10 +163,7 @@ int Run(int argc, char** argv) {
     PrepareProcess();
     int status = 0;
     {
-        const HardwareSearch hardware(parsed.options->hardware, OpenLibavDevice);
-        if (hardware.IsOn()) {
-            Factories().videoDecoder = [source = hardware.Source()] { return CreateHardwareDecoder(source); };
-        }
+        const DecodingDevice device(parsed.options->hardware);
         status = RunDesktop(*parsed.options, argv[0]);
     }
     return EndProcess(status);

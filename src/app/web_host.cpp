@@ -32,8 +32,9 @@ WebHostSettings SettingsOf(const AppOptions& options) {
     settings.port = options.servePort;
     settings.origins = options.webOrigins;
     settings.token = options.webToken;
-    settings.session = {options.server,     options.port,     options.auth,     options.autoStart,
-                        options.serverName, options.language, options.helpPath, options.dataDir};
+    settings.session = {options.server,    options.port,       options.auth,
+                        options.autoStart, options.serverName, options.language,
+                        options.helpPath,  options.dataDir,    options.hardware};
     settings.listener = kvhost::TakeListeningSocket();
     settings.fileLimit = RaiseFileLimit();
     settings.helpFolder = HelpFolder();

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <optional>
 
+#include "app/decoding_device.h"
 #include "app/guarded.h"
 #include "app/process.h"
 #include "app/termination.h"
@@ -49,6 +50,7 @@ int RunSession(char* program) {
     Termination termination;
     int status = 0;
     {
+        const DecodingDevice device(order->defaults.hardware);
         WebSession session(*order, looks);
         status = QApplication::exec();
         termination.Begin();

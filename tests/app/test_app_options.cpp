@@ -92,7 +92,6 @@ TEST(AppOptions, WrongOnesGiveOneLineAndStatusTwo) {
         {"--serve", "1", "--all-displays"},
         {"--decoder-threads", "0"},
         {"--hwdec", "gpu"},
-        {"--serve", "1", "--hwdec", "auto"},
         {"--serve", "127.0.0.1:0", "--picture", "p"},
         {"--web-origin", "http://a"},
         {"--serve", "1", "--web-token-file", "/nonexistent/file"},

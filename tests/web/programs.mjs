@@ -54,9 +54,9 @@ export class Programs {
     return ['--server', '127.0.0.1', '--port', this.recorderPort, '--data-dir', join(this.folder, 'data')];
   }
 
-  async startHost(args = [], input = '', address = '127.0.0.1:0') {
+  async startHost(args = [], input = '', address = '127.0.0.1:0', environment = {}) {
     this.host = start('kvmon', [...this.clientArguments(), '--serve', address, ...args], input,
-        {KVMON_DEBUG: '1', HOME: this.folder, XDG_CONFIG_HOME: join(this.folder, 'config')});
+        {KVMON_DEBUG: '1', HOME: this.folder, XDG_CONFIG_HOME: join(this.folder, 'config'), ...environment});
     this.url = new URL(await firstLine(this.host, /kvmon: open (\S+)/));
     this.token = this.url.searchParams.get('token');
   }

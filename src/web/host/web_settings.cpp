@@ -29,10 +29,10 @@ QByteArray WriteSessionOrder(const SessionOrder& order) {
     const SessionDefaults& d = order.defaults;
     const auto text = [](const std::string& s) { return QString::fromStdString(s); };
     QJsonObject object{
-        {"key", text(order.key)},       {"server", text(d.server)},   {"port", d.port},
-        {"auth", text(d.auth)},         {"autoStart", d.autoStart},   {"serverName", text(d.serverName)},
-        {"helpPath", text(d.helpPath)}, {"dataDir", text(d.dataDir)}, {"language", d.language.value_or(-1)},
-        {"help", text(order.help)}};
+        {"key", text(order.key)},       {"server", text(d.server)},    {"port", d.port},
+        {"auth", text(d.auth)},         {"autoStart", d.autoStart},    {"serverName", text(d.serverName)},
+        {"helpPath", text(d.helpPath)}, {"dataDir", text(d.dataDir)},  {"language", d.language.value_or(-1)},
+        {"help", text(order.help)},     {"hardware", text(d.hardware)}};
     return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
 }
 
@@ -53,6 +53,7 @@ std::optional<SessionOrder> ReadSessionOrder(const QByteArray& bytes) {
     d.serverName = text("serverName");
     d.helpPath = text("helpPath");
     d.dataDir = text("dataDir");
+    d.hardware = text("hardware");
     if (const int language = object["language"].toInt(-1); language >= 0) {
         d.language = language;
     }

@@ -19,6 +19,7 @@ struct SessionDefaults {
     std::optional<int> language;
     std::string helpPath;
     std::string dataDir;
+    std::string hardware = "off";  // what its channels decode on
 };
 
 struct WebHostSettings {
