@@ -1,5 +1,3 @@
-#include <SDL2/SDL.h>
-
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
@@ -25,7 +23,8 @@ public:
 
     bool Open(const PcmFormat& format) override {
         Close();
-        if (!InitSound() || format.sampleBits != 16) {
+        m_library = InitSound();
+        if (m_library == nullptr || format.sampleBits != 16) {
             return false;
         }
         m_most = format.BytesPerSecond() / sizeof(std::int16_t) * 3 / 4;
@@ -42,12 +41,12 @@ public:
         };
         wanted.userdata = this;
         const SoundErrors errors;
-        m_device = SDL_OpenAudioDevice(nullptr, 1, &wanted, nullptr, 0);
+        m_device = m_library->openAudioDevice(nullptr, 1, &wanted, nullptr, 0);
         if (m_device == 0) {
-            Diagnose("Microphone: the input cannot be opened: %s\n", SDL_GetError());
+            Diagnose("Microphone: the input cannot be opened: %s\n", m_library->getError());
             return false;
         }
-        SDL_PauseAudioDevice(m_device, 0);
+        m_library->pauseAudioDevice(m_device, 0);
         return true;
     }
 
@@ -72,7 +71,7 @@ public:
 
     void Close() override {
         if (m_device != 0) {
-            SDL_CloseAudioDevice(m_device);  // waits for the callback under way
+            m_library->closeAudioDevice(m_device);  // waits for the callback under way
             m_device = 0;
         }
         const std::lock_guard lock(m_mutex);
@@ -94,6 +93,7 @@ private:
         m_changed.notify_all();
     }
 
+    const SoundLibrary* m_library = nullptr;
     SDL_AudioDeviceID m_device = 0;
     std::size_t m_most = 0;
     std::mutex m_mutex;

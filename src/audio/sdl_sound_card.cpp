@@ -1,7 +1,5 @@
 #include "audio/sound_card.h"
 
-#include <SDL2/SDL.h>
-
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
@@ -57,8 +55,8 @@ public:
 
     bool Open(const PcmFormat& format) override {
         Close();
-        if (SteadyClock::now() < m_nextTry || !InitSound() ||
-            (format.sampleBits != 16 && format.sampleBits != 8)) {
+        m_library = SteadyClock::now() < m_nextTry ? nullptr : InitSound();
+        if (m_library == nullptr || (format.sampleBits != 16 && format.sampleBits != 8)) {
             return false;
         }
         SDL_AudioSpec wanted{};
@@ -74,16 +72,16 @@ public:
         m_ahead = format.BytesPerSecond() / kAheadPerSecond;
         const SoundErrors errors;
         CardTurn().Take();
-        m_device = SDL_OpenAudioDevice(nullptr, 0, &wanted, nullptr, 0);
+        m_device = m_library->openAudioDevice(nullptr, 0, &wanted, nullptr, 0);
         if (m_device == 0) {
             CardTurn().Give();
             if (m_nextTry == SteadyClock::time_point{}) {
-                Diagnose("SoundCard: the output cannot be opened: %s\n", SDL_GetError());
+                Diagnose("SoundCard: the output cannot be opened: %s\n", m_library->getError());
             }
             m_nextTry = SteadyClock::now() + kNextTry;
             return false;
         }
-        SDL_PauseAudioDevice(m_device, 0);
+        m_library->pauseAudioDevice(m_device, 0);
         return true;
     }
 
@@ -101,7 +99,7 @@ public:
 
     void Close() override {
         if (m_device != 0) {
-            SDL_CloseAudioDevice(m_device);  // waits for the callback under way
+            m_library->closeAudioDevice(m_device);  // waits for the callback under way
             m_device = 0;
             CardTurn().Give();
         }
@@ -135,6 +133,7 @@ private:
 
     const SoundFlag m_audible;
     SteadyClock::time_point m_nextTry{};
+    const SoundLibrary* m_library = nullptr;
     SDL_AudioDeviceID m_device = 0;
     std::uint8_t m_silence = 0;
     std::size_t m_ahead = 0;
@@ -153,8 +152,12 @@ std::unique_ptr<SoundCard> CreateSoundCard(const SoundFlag& audible) {
 }
 
 bool HasSoundOutput() {
+    if (GetSoundHost() != nullptr) {
+        return true;
+    }
     const SoundErrors errors;
-    return GetSoundHost() != nullptr || (InitSound() && SDL_GetNumAudioDevices(0) != 0);
+    const SoundLibrary* const library = InitSound();
+    return library != nullptr && library->getNumAudioDevices(0) != 0;
 }
 
 }  // namespace kvmon

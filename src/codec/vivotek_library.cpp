@@ -1,10 +1,6 @@
 #include "codec/vivotek_library.h"
 
-#include <dlfcn.h>
-
-#include <bit>
-
-#include "platform/diagnostics.h"
+#include "platform/loaded_library.h"
 
 namespace kvmon {
 
@@ -28,60 +24,45 @@ static_assert(offsetof(InputOptions32, modelName) == 16 && offsetof(InputOptions
               offsetof(InputOptions32, furtherName) == 32 && sizeof(InputOptions32) == 36);
 static_assert(sizeof(VivotekDecoderOptions) == 16);
 
-void* Open(const std::string& name, std::span<const std::string> folders) {
+LoadedLibrary Open(const std::string& name, std::span<const std::string> folders) {
     for (const std::string& folder : folders) {
         const std::string path = folder.empty() ? name : std::string(folder).append("/").append(name);
-        if (void* const library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) {
-            Diagnose("Maker's library %s loaded\n", path.c_str());
+        if (LoadedLibrary library(path); library) {
             return library;
         }
-        if (const char* const fault = dlerror(); fault != nullptr) {
-            Diagnose("Maker's library: %s\n", fault);
-        }
     }
-    return nullptr;
-}
-
-template <typename Call>
-bool Bind(void* library, const char* name, Call& call) {
-    void* const symbol = dlsym(library, name);
-    if (symbol == nullptr) {
-        Diagnose("Maker's library: no %s\n", name);
-    }
-    call = std::bit_cast<Call>(symbol);
-    return symbol != nullptr;
+    return LoadedLibrary();
 }
 
 }  // namespace
 
 VivotekLibrary LoadVivotekLibrary(std::span<const std::string> folders) {
     VivotekLibrary calls{};
-    if (void* const library = Open("libAVSynchronizer.so", folders)) {
-        const bool bWhole = Bind(library, "_AvSynchronizer_InitialEx", calls.AvSynchronizer_InitialEx) &&
-                            Bind(library, "_AvSynchronizer_CreateDecoderChannel",
-                                 calls.AvSynchronizer_CreateDecoderChannel) &&
-                            Bind(library, "_AvSynchronizer_DecodeVideo", calls.AvSynchronizer_DecodeVideo) &&
-                            Bind(library, "_AvSynchronizer_DecodeAudio", calls.AvSynchronizer_DecodeAudio) &&
-                            Bind(library, "_AvSynchronizer_DeleteDecoderChannel",
-                                 calls.AvSynchronizer_DeleteDecoderChannel) &&
-                            Bind(library, "_AvSynchronizer_Release", calls.AvSynchronizer_Release);
+    if (const LoadedLibrary library = Open("libAVSynchronizer.so", folders)) {
+        const bool bWhole =
+            library.Bind("_AvSynchronizer_InitialEx", calls.AvSynchronizer_InitialEx) &&
+            library.Bind("_AvSynchronizer_CreateDecoderChannel", calls.AvSynchronizer_CreateDecoderChannel) &&
+            library.Bind("_AvSynchronizer_DecodeVideo", calls.AvSynchronizer_DecodeVideo) &&
+            library.Bind("_AvSynchronizer_DecodeAudio", calls.AvSynchronizer_DecodeAudio) &&
+            library.Bind("_AvSynchronizer_DeleteDecoderChannel", calls.AvSynchronizer_DeleteDecoderChannel) &&
+            library.Bind("_AvSynchronizer_Release", calls.AvSynchronizer_Release);
         if (!bWhole) {
             calls.AvSynchronizer_InitialEx = nullptr;
         }
     }
-    if (void* const library = Open("libDataBroker.so", folders)) {
-        const bool bWhole = Bind(library, "_DataBroker_Initial", calls.DataBroker_Initial) &&
-                            Bind(library, "_DataBroker_CreateInputEx", calls.DataBroker_CreateInputEx) &&
-                            Bind(library, "_DataBroker_SetInputOptions", calls.DataBroker_SetInputOptions) &&
-                            Bind(library, "_DataBroker_InputPacketEx", calls.DataBroker_InputPacketEx) &&
-                            Bind(library, "_DataBroker_DeleteInputEx", calls.DataBroker_DeleteInputEx) &&
-                            Bind(library, "_DataBroker_Release", calls.DataBroker_Release);
+    if (const LoadedLibrary library = Open("libDataBroker.so", folders)) {
+        const bool bWhole = library.Bind("_DataBroker_Initial", calls.DataBroker_Initial) &&
+                            library.Bind("_DataBroker_CreateInputEx", calls.DataBroker_CreateInputEx) &&
+                            library.Bind("_DataBroker_SetInputOptions", calls.DataBroker_SetInputOptions) &&
+                            library.Bind("_DataBroker_InputPacketEx", calls.DataBroker_InputPacketEx) &&
+                            library.Bind("_DataBroker_DeleteInputEx", calls.DataBroker_DeleteInputEx) &&
+                            library.Bind("_DataBroker_Release", calls.DataBroker_Release);
         if (!bWhole) {
             calls.DataBroker_Initial = nullptr;
         }
     }
-    if (void* const library = Open("libparsedatapacket.so", folders)) {
-        Bind(library, "_DataPacket_Parse", calls.DataPacket_Parse);
+    if (const LoadedLibrary library = Open("libparsedatapacket.so", folders)) {
+        library.Bind("_DataPacket_Parse", calls.DataPacket_Parse);
     }
     return calls;
 }

@@ -31,7 +31,8 @@ ActiveCameraFacts CameraControls::Facts() const {
         const auto camera = m_cameras.GetCameraByChannel(n);
         facts.bSoundSource = camera && camera->IsSupportAudio() && camera->IsStreamRunning();
     }
-    facts.bSoundOutput = m_audio.HasOutput();
+    // The question loads the library of sound.
+    facts.bSoundOutput = facts.bSoundSource && m_audio.HasOutput();
     facts.bWindow = m_active.Cell() != nullptr;
     const auto camera = m_active.Camera();
     if (!camera) {

@@ -1,7 +1,5 @@
 #include "server/http/platform_fetch.h"
 
-#include <curl/curl.h>
-
 #include "persist/log_file.h"
 #include "server/http/platform_request.h"
 #include "server/http/resource_url.h"
@@ -38,7 +36,7 @@ bool FetchByPlatform(std::vector<std::uint8_t>& data, const std::string& url, co
         return request.Status() == 200;
     }
     // Without a status the server was not reached; else the resource did not come whole.
-    const char* const reason = curl_easy_strerror(code);
+    const char* const reason = request.Why(code);
     if (request.Status() == 0) {
         Trace("HTTP access error: %s\n", reason);
     } else {

@@ -1,31 +1,21 @@
 #include "server/http/platform_request.h"
 
-#include <mutex>
 #include <utility>
 
 namespace kvmon {
 
-namespace {
-
-CURL* MakeEasy() {
-    static std::once_flag once;
-    std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
-    return curl_easy_init();
-}
-
-}  // namespace
-
 PlatformRequest::PlatformRequest(const std::string& url, const std::string& header, const Limits& limits,
                                  const FlagWord* abortFlag)
-    : m_easy(MakeEasy(), curl_easy_cleanup),
-      m_headers(curl_slist_append(nullptr, header.c_str()), curl_slist_free_all),
+    : m_curl(LoadCurl()),
+      m_easy(m_curl != nullptr ? m_curl->easyInit() : nullptr),
+      m_headers(m_curl != nullptr ? m_curl->slistAppend(nullptr, header.c_str()) : nullptr),
       m_abortFlag(abortFlag),
       m_left(limits.bodyBytes) {
     if (!IsMade()) {
         return;
     }
     Set(CURLOPT_URL, url.c_str());
-    Set(CURLOPT_HTTPHEADER, m_headers.get());
+    Set(CURLOPT_HTTPHEADER, m_headers);
     // What recorders speak.
     Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_0));
     Set(CURLOPT_PROTOCOLS_STR, "http");
@@ -41,6 +31,13 @@ PlatformRequest::PlatformRequest(const std::string& url, const std::string& head
     Set(CURLOPT_XFERINFODATA, this);
 }
 
+PlatformRequest::~PlatformRequest() {
+    if (m_curl != nullptr) {
+        m_curl->easyCleanup(m_easy);
+        m_curl->slistFreeAll(m_headers);
+    }
+}
+
 void PlatformRequest::LogIn(const std::string& user, const std::string& password) {
     Set(CURLOPT_USERNAME, user.c_str());
     Set(CURLOPT_PASSWORD, password.c_str());
@@ -50,12 +47,12 @@ void PlatformRequest::LogIn(const std::string& user, const std::string& password
 
 CURLcode PlatformRequest::Perform(std::function<void(const char* bytes, std::size_t count)> take) {
     m_take = std::move(take);
-    return curl_easy_perform(m_easy.get());
+    return m_curl->easyPerform(m_easy);
 }
 
 int PlatformRequest::Status() const {
     long status = 0;
-    curl_easy_getinfo(m_easy.get(), CURLINFO_RESPONSE_CODE, &status);
+    m_curl->easyGetinfo(m_easy, CURLINFO_RESPONSE_CODE, &status);
     return static_cast<int>(status);
 }
 
