@@ -57,7 +57,7 @@ PictureSize ChannelPicture::GetShownSize() const {
 
 void ChannelPicture::CompletePicture() {
     PictureState& impl = *m_impl;
-    if (!impl.bWholeWanted.exchange(false)) {
+    if (!impl.bWholeWanted || !impl.bWholeWanted.exchange(false)) {
         return;
     }
     std::shared_ptr<WholePicture> whole;
