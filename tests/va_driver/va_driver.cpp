@@ -382,7 +382,9 @@ VAStatus __vaDriverInit_1_0(VADriverContextP context) {
     if (const char* const told = std::getenv(kvtest::kVaFailure)) {
         const std::string failure = told;
         const std::size_t end = failure.find(':');
-        kvtest_set_va_failure(failure.substr(0, end).c_str(), std::atoi(failure.c_str() + end + 1));
+        if (end != std::string::npos) {
+            kvtest_set_va_failure(failure.substr(0, end).c_str(), std::atoi(failure.c_str() + end + 1));
+        }
     }
     context->version_major = 1;
     context->version_minor = 0;
