@@ -13,8 +13,10 @@ extern "C" {
 
 #include "channel/base/channel_globals.h"
 #include "channel/camera/base_camera.h"
+#include "channel/camera/default_factories.h"
 #include "channel/cell/channel_view.h"
 #include "channel/cell/video_wnd.h"
+#include "channel/picture/channel_picture.h"
 #include "codec/hardware_decoder.h"
 #include "film.h"
 #include "stream_maker.h"
