@@ -150,13 +150,22 @@ std::string AudioRecord(std::uint32_t fourcc, std::uint32_t rate, std::uint16_t 
     return record.append(sound);
 }
 
-std::string Records(std::uint32_t fourcc, StreamMaker& maker, int width, int height, int count) {
-    std::string records;
+std::vector<std::string> RecordList(std::uint32_t fourcc, StreamMaker& maker, int width, int height,
+                                    int count) {
+    std::vector<std::string> records;
     for (int i = 0; i < count; ++i) {
         const Unit unit = maker.Next();
-        records += VideoRecord(fourcc, unit.key, width, height, unit.bytes);
+        records.push_back(VideoRecord(fourcc, unit.key, width, height, unit.bytes));
     }
     return records;
+}
+
+std::string Records(std::uint32_t fourcc, StreamMaker& maker, int width, int height, int count) {
+    std::string all;
+    for (const std::string& record : RecordList(fourcc, maker, width, height, count)) {
+        all += record;
+    }
+    return all;
 }
 
 }  // namespace kvtest

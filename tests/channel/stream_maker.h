@@ -50,7 +50,10 @@ std::string VideoRecord(std::uint32_t fourcc, bool key, int width, int height, s
 std::string AudioRecord(std::uint32_t fourcc, std::uint32_t rate, std::uint16_t bits, std::uint16_t channels,
                         std::string_view sound);
 
-// `count` pictures of an encoder as records.
+// The next `count` pictures of an encoder, a record each.
+std::vector<std::string> RecordList(std::uint32_t fourcc, StreamMaker& maker, int width, int height,
+                                    int count);
+// The same in one.
 std::string Records(std::uint32_t fourcc, StreamMaker& maker, int width, int height, int count);
 
 }  // namespace kvtest

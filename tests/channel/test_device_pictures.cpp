@@ -32,7 +32,7 @@ using kvtest::PumpUntil;
 constexpr int kDeviceWidth = 320;
 constexpr int kDeviceHeight = 240;
 constexpr QRgb kWhite = qRgb(255, 255, 255);
-constexpr std::size_t kDeviceFilm = 40;
+constexpr int kDeviceFilm = 40;
 
 struct DeviceCounts {
     std::atomic<int> held{0};
@@ -134,13 +134,7 @@ protected:
     }
     static std::vector<std::string> Records() {
         kvtest::StreamMaker maker("libx264", kDeviceWidth, kDeviceHeight);
-        std::vector<std::string> records;
-        for (std::size_t i = 0; i < kDeviceFilm; ++i) {
-            const kvtest::Unit unit = maker.Next();
-            records.push_back(
-                kvtest::VideoRecord(wire::kZ264, unit.key, kDeviceWidth, kDeviceHeight, unit.bytes));
-        }
-        return records;
+        return kvtest::RecordList(wire::kZ264, maker, kDeviceWidth, kDeviceHeight, kDeviceFilm);
     }
     void Play(std::size_t count) {
         for (; m_sent < count; ++m_sent) {

@@ -31,22 +31,12 @@ constexpr int kGroup = 8;
 
 std::vector<std::string> FilmOf(int count, int group = kGroup) {
     kvtest::StreamMaker maker("libx264", kFilmWidth, kFilmHeight, group);
-    std::vector<std::string> records;
-    for (int i = 0; i < count; ++i) {
-        const kvtest::Unit unit = maker.Next();
-        records.push_back(kvtest::VideoRecord(wire::kZ264, unit.key, kFilmWidth, kFilmHeight, unit.bytes));
-    }
-    return records;
+    return kvtest::RecordList(wire::kZ264, maker, kFilmWidth, kFilmHeight, count);
 }
 
 std::vector<std::string> Jpegs(int count) {
     kvtest::StreamMaker maker("mjpeg", kFilmWidth, kFilmHeight);
-    std::vector<std::string> records;
-    for (int i = 0; i < count; ++i) {
-        records.push_back(
-            kvtest::VideoRecord(wire::kZIVG, true, kFilmWidth, kFilmHeight, maker.Next().bytes));
-    }
-    return records;
+    return kvtest::RecordList(wire::kZIVG, maker, kFilmWidth, kFilmHeight, count);
 }
 
 // A window with one cell on the screen, and a recorder behind it.
