@@ -4,6 +4,8 @@
 #include <QtWidgets/QApplication>
 #include <cstdio>
 
+#include "support/end_tests.h"
+
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     // Ends with its last client.
@@ -27,5 +29,5 @@ int main(int argc, char** argv) {
     if (server != nullptr) {
         ::pclose(server);
     }
-    return status;
+    return kvtest::EndTests(status);
 }

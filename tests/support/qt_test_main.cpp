@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include "support/end_tests.h"
 #include "support/qt_ui_watchdog.h"
 
 #ifdef KV_SANITIZED_THREAD
@@ -22,5 +23,5 @@ int main(int argc, char** argv) {
     }
     testing::InitGoogleMock(&argc, argv);
     kvtest::WatchedApplication app(argc, argv);
-    return RUN_ALL_TESTS();
+    return kvtest::EndTests(RUN_ALL_TESTS());
 }

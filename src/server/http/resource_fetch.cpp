@@ -12,7 +12,7 @@ bool GetResourceFromURL(std::vector<std::uint8_t>* pData, const std::string& url
     const std::string type = contentType.empty() ? "text/*" : contentType;
     SplitUrl split;
     std::vector<std::uint8_t> data;
-    if (!SplitHttpUrl(url, &split)) {
+    if ((pAbortFlag != nullptr && *pAbortFlag != 0) || !SplitHttpUrl(url, &split)) {
         return false;
     }
     SystemSocket socket;

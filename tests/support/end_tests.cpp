@@ -1,0 +1,20 @@
+#include "support/end_tests.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "platform/worker.h"
+#include "support/wait_until.h"
+
+namespace kvtest {
+
+int EndTests(int status) {
+    if (!WaitUntil([] { return kvmon::Worker::AbandonedCount() == 0; })) {
+        std::fprintf(stderr, "%d threads that were abandoned still run\n", kvmon::Worker::AbandonedCount());
+        std::fflush(nullptr);
+        std::_Exit(1);
+    }
+    return status;
+}
+
+}  // namespace kvtest
