@@ -60,13 +60,18 @@ protected:
             KV_SKIP("there is no Xvfb");
         }
     }
-    void Start(const QString& failure = {}) {
+    // The settings are the administrator's file.
+    void Start(const QString& failure = {}, const QByteArray& settings = {}) {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(kvtest::kVaFailure, failure);
         environment.insert("LIBVA_DRIVERS_PATH", KV_VA_DRIVERS);
         environment.insert("LIBVA_DRIVER_NAME", "kvtest");
         environment.insert(kvtest::kVaLog, File("log"));
         environment.insert("HOME", File("home"));
+        QFile site(File("site"));
+        ASSERT_TRUE(site.open(QIODevice::WriteOnly) && site.write(settings) == settings.size());
+        site.close();
+        environment.insert("KVMON_SITE_SETTINGS", File("site"));
         QDir().mkpath(File("home"));
         program.setProcessEnvironment(environment);
         program.start(KVMON_PROGRAM, {"--data-dir", File("data"), "--server", "127.0.0.1", "--port",
@@ -106,6 +111,21 @@ protected:
     static bool Wait(const Done& done) {
         return kvtest::WaitUntil(done, std::chrono::seconds(30));
     }
+    // Without a window manager the focus comes with a click, some time later: the key is pressed till it
+    // works.
+    template <typename Done>
+    static bool PressesS(const Done& done) {
+        Hands hands;
+        hands.Click(kInFirstCell);
+        QElapsedTimer pressed;
+        return Wait([&] {
+            if (!pressed.isValid() || pressed.hasExpired(1000)) {
+                hands.Type(kKeyS);
+                pressed.start();
+            }
+            return done();
+        });
+    }
 
     kvtest::TempFolder folder;
     kvtest::RecorderProcess recorder{1, false, "codec = \"h264\", width = 1280, height = 720, fps = 5"};
@@ -126,17 +146,8 @@ TEST_F(DeviceProgram, ReadsWhatTheWallShowsAndSavesTheWhole) {
         EXPECT_LT(size.width(), kFilmSize.width());
         EXPECT_LT(size.height(), kFilmSize.height());
     }
-    // Without a window manager the focus comes with a click, some time later: the key is pressed till it
-    // works.
-    Hands hands;
-    hands.Click(kInFirstCell);
     QString shot;
-    QElapsedTimer pressed;
-    ASSERT_TRUE(Wait([&] {
-        if (!pressed.isValid() || pressed.hasExpired(1000)) {
-            hands.Type(kKeyS);
-            pressed.start();
-        }
+    ASSERT_TRUE(PressesS([&] {
         QDirIterator files(File("home"), {"*.jpg"}, QDir::Files, QDirIterator::Subdirectories);
         shot = files.hasNext() ? files.next() : QString();
         return !shot.isEmpty();
@@ -145,6 +156,14 @@ TEST_F(DeviceProgram, ReadsWhatTheWallShowsAndSavesTheWhole) {
     EXPECT_EQ(saved.size(), kFilmSize);
     const QRgb middle = saved.pixel(kFilmSize.width() / 2, kFilmSize.height() / 2);
     EXPECT_TRUE(qGreen(middle) > 20 && std::abs(qRed(middle) - qBlue(middle)) < 3);
+}
+
+// A device has few places, and may be gone before the name is typed.
+TEST_F(DeviceProgram, TheWholePictureIsReadBeforeItsNameIsAskedFor) {
+    Start({}, "[*]\nManualInputSnapeshotFilename=1\n");
+    ASSERT_TRUE(Wait([this] { return ShowsGrey(); })) << program.readAllStandardError().toStdString();
+    Read();
+    EXPECT_TRUE(PressesS([this] { return Read().contains(kFilmSize); }));
 }
 
 TEST_F(DeviceProgram, ADeviceThatIsGoneLeavesNoGapOnTheWall) {

@@ -148,7 +148,7 @@ void SnapshotCommand::TakeNewest(bool bLowIntegrity) {
     order.path = m_names.Make(options.strSnapshotFolder, server->GetServerName(),
                               camera->GetCHInKelvara() + 1, LocalTime(now, 0), order.format, FileExists);
     if (options.bManualInputSnapshotFilename) {
-        AskAndSave(order);
+        m_writer.Fetch(order, [this](const SnapshotOrder& read) { AskAndSave(read); });
     } else {
         m_writer.Write(order);
     }

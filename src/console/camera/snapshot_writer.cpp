@@ -21,32 +21,46 @@ SnapshotWriter::~SnapshotWriter() {
 }
 
 void SnapshotWriter::Write(const SnapshotOrder& order) {
+    if (!Start(std::make_shared<Job>(Job{order, {}}))) {
+        m_ended(order, {SnapshotStep::Queue, 0});
+    }
+}
+
+void SnapshotWriter::Fetch(const SnapshotOrder& order, Ready ready) {
+    // Who writes it reads it, if it cannot be read now.
+    if (!order.picture->whole || !Start(std::make_shared<Job>(Job{order, {}, ready}))) {
+        ready(order);
+    }
+}
+
+void SnapshotWriter::Run(Job& job) {
+    SnapshotOrder& order = job.order;
+    if (order.picture->whole) {
+        const auto complete = std::make_shared<Snapshot>(*order.picture);
+        CompleteSnapshot(*complete);
+        order.picture = complete;
+    }
+    if (!job.ready) {
+        job.failure = WriteSnapshot(*order.picture, order.path, order.format, order.taken);
+    }
+}
+
+bool SnapshotWriter::Start(std::shared_ptr<Job> job) {
     const auto slot = std::find_if(m_slots.begin(), m_slots.end(), [](const Slot& s) { return !s.job; });
     if (slot == m_slots.end()) {
-        m_ended(order, {SnapshotStep::Queue, 0});
-        return;
+        return false;
     }
-    const auto job = std::make_shared<Job>(Job{order, {}});
     const auto number = static_cast<WParam>(slot - m_slots.begin());
-    slot->job = job;
     const bool bStarted = slot->writer.Start("kv-snapshot", [window = Handle(), number, job] {
-        SnapshotOrder& todo = job->order;
-        if (!TryStep("SnapshotWriter::Write", [&] {
-                if (todo.picture->whole) {
-                    const auto complete = std::make_shared<Snapshot>(*todo.picture);
-                    CompleteSnapshot(*complete);
-                    todo.picture = complete;
-                }
-                job->failure = WriteSnapshot(*todo.picture, todo.path, todo.format, todo.taken);
-            })) {
+        if (!TryStep("SnapshotWriter::Run", [&] { Run(*job); })) {
             job->failure = {SnapshotStep::Queue, 0};
         }
         window.Post(kMsgSnapshotDone, number, 0);
     });
-    if (!bStarted) {
-        slot->job.reset();
-        m_ended(order, {SnapshotStep::Queue, 0});
+    if (bStarted) {
+        slot->job = std::move(job);
     }
+    return bStarted;
 }
 
 void SnapshotWriter::OnDone(std::size_t nSlot) {
@@ -56,7 +70,11 @@ void SnapshotWriter::OnDone(std::size_t nSlot) {
     m_slots[nSlot].writer.Wait(kWriterLastMoment);  // the message was the last thing it did
     const auto job = std::move(m_slots[nSlot].job);
     m_slots[nSlot].job.reset();
-    m_ended(job->order, job->failure);
+    if (job->ready) {
+        job->ready(job->order);
+    } else {
+        m_ended(job->order, job->failure);
+    }
 }
 
 LParam SnapshotWriter::OnMessage(std::uint32_t message, WParam wParam, LParam lParam) {
