@@ -218,6 +218,6 @@ function(kv_add_test target)
     list(JOIN ARG_LABELS "+" labels)
     set(labels LABELS ${labels})
   endif()
-  gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST
+  gtest_discover_tests(${target} NO_PRETTY_VALUES DISCOVERY_MODE PRE_TEST
                        PROPERTIES ${labels} TIMEOUT ${ARG_TIMEOUT} ENVIRONMENT "${environment}")
 endfunction()

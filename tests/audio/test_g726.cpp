@@ -184,7 +184,12 @@ TEST_P(G726Test, BlocksMayEndInsideACode) {
 
 INSTANTIATE_TEST_SUITE_P(AllRates, G726Test,
                          testing::Combine(testing::Values(2, 3, 4, 5),
-                                          testing::Values(G726Packing::HighFirst, G726Packing::LowFirst)));
+                                          testing::Values(G726Packing::HighFirst, G726Packing::LowFirst)),
+                         [](const auto& named) {
+                             const bool bHigh = std::get<1>(named.param) == G726Packing::HighFirst;
+                             return std::to_string(std::get<0>(named.param) * 8) + "Kbit" +
+                                    (bHigh ? "HighFirst" : "LowFirst");
+                         });
 
 TEST(G726CodecTest, RefusesOtherRatesAndChannels) {
     G726Codec codec;

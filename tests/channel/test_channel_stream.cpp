@@ -299,10 +299,10 @@ TEST(ChannelStream, AnUnusableChannelStaysStill) {
 }
 
 // Stops of a channel whose peer stands still at one point of the exchange.
-class StopChannel : public testing::TestWithParam<const char*> {};
+class StopChannel : public testing::TestWithParam<std::pair<const char*, const char*>> {};
 
 TEST_P(StopChannel, EndsAtOnce) {
-    const std::string sent = GetParam();
+    const std::string sent = GetParam().second;
     StreamServer server([&](Peer& peer) {
         peer.ReadHead();
         peer.Write(sent);
@@ -324,9 +324,12 @@ TEST_P(StopChannel, EndsAtOnce) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Silent, StopChannel,
-                         testing::Values("", "HTTP/1.0 200", "HTTP/1.0 200 OK\r\nHalf: a header",
-                                         "HTTP/1.0 200 OK\r\n\r\n",
-                                         "HTTP/1.0 200 OK\r\n\r\nZ264 half a head"));
+                         testing::Values(std::pair("AtTheStart", ""),
+                                         std::pair("InTheFirstLine", "HTTP/1.0 200"),
+                                         std::pair("InAHeader", "HTTP/1.0 200 OK\r\nHalf: a header"),
+                                         std::pair("BehindTheHead", "HTTP/1.0 200 OK\r\n\r\n"),
+                                         std::pair("InARecord", "HTTP/1.0 200 OK\r\n\r\nZ264 half a head")),
+                         [](const auto& named) { return std::string(named.param.first); });
 
 // A wave device in which the thread sticks, as with a sound server that hangs.
 struct Stuck {
