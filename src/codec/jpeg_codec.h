@@ -37,7 +37,4 @@ JpegError SaveJpegFile(const std::string& path, const BITMAPINFOHEADER& info,
 JpegError SaveJpegMemory(std::vector<std::uint8_t>& out, const BITMAPINFOHEADER& info,
                          std::span<const std::uint8_t> bits, int quality, bool bColor);
 
-// Writes a file that appears under its name only when it is whole; nothing of it stays on failure.
-bool SaveWholeFile(const std::string& path, std::span<const std::uint8_t> data);
-
 }  // namespace kvmon

@@ -5,8 +5,8 @@
 #include <cstring>
 #include <new>
 
-#include "codec/jpeg_codec.h"
 #include "codec/video_decoder.h"
+#include "platform/whole_file.h"
 
 namespace kvmon {
 

@@ -1,6 +1,5 @@
 #include "channel/picture/snapshot.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <QtGui/QFontDatabase>
@@ -15,6 +14,7 @@
 #include "channel/picture/captions.h"
 #include "codec/jpeg_codec.h"
 #include "persist/utilities.h"
+#include "platform/whole_file.h"
 
 namespace kvmon {
 
@@ -138,16 +138,10 @@ SnapshotFailure WriteSnapshot(const Snapshot& snapshot, const std::string& path,
     } else if (SaveJpegMemory(file, snapshot.info, snapshot.bits, kSnapshotQuality, true) != nullptr) {
         return {SnapshotStep::Coding, 0};
     }
-    if (!SaveWholeFile(path, file)) {
+    // A user may have thought about the name for a while.
+    if (!SaveWholeFile(path, file, taken)) {
         return {SnapshotStep::File, errno};
     }
-    // A user may have thought about the name for a while.
-    const auto since = taken.time_since_epoch();
-    const auto seconds = std::chrono::floor<std::chrono::seconds>(since);
-    const timespec time{seconds.count(),
-                        std::chrono::duration_cast<std::chrono::nanoseconds>(since - seconds).count()};
-    const timespec times[] = {time, time};
-    ::utimensat(AT_FDCWD, path.c_str(), times, 0);  // a file system without dates keeps the picture
     return {};
 }
 
