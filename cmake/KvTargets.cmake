@@ -188,8 +188,8 @@ function(kv_add_program target)
 endfunction()
 
 # kv_add_test(name [QT] [LABELS label...] [DEPS target...]): one test program of all sources in the present
-# folder; each of its cases is one CTest test. Labels: quick (no console: half a minute for all), tsan (its threads are
-# ours alone: it runs under the thread sanitizer), soak and browser (they take their time).
+# folder; each of its cases is one CTest test. Labels: quick (no console: half a minute for all), tsan (it runs
+# under the thread sanitizer), soak and browser (they take their time).
 function(kv_add_test target)
   cmake_parse_arguments(ARG "QT" "TIMEOUT" "DEPS;LIBS;LABELS" ${ARGN})
   file(GLOB sources CONFIGURE_DEPENDS *.cpp *.h)
