@@ -120,7 +120,10 @@ TEST_F(SiteWindowsTest, MapShowsUnderItsTitle) {
     Open(recorder.Port());
     Command(kCmdEMap);
     ASSERT_NE(console->Parts().windows.EMap(), nullptr);
-    ASSERT_TRUE(PumpUntil([&] { return console->Parts().windows.EMap()->IsShown(); }));
+    ASSERT_TRUE(PumpUntil([&] {
+        const CEMapDlg* const map = console->Parts().windows.EMap();
+        return map != nullptr && map->IsShown();
+    }));
     EXPECT_EQ(console->Parts().windows.EMap()->size(), QSize(300, 200));
     EXPECT_TRUE(console->Parts().windows.EMap()->windowTitle().startsWith("tttt"));
     EXPECT_EQ(console->Parts().windows.EMap()->findChild<QLabel*>("EMap Window")->geometry(),
