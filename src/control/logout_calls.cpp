@@ -31,6 +31,15 @@ std::string MakeRequest(const SplitUrl& url) {
         url.object.c_str(), url.server.c_str(), url.port);
 }
 
+// Such as those in a user's name.
+std::string EscapeSpaces(const std::string& url) {
+    std::string escaped;
+    for (const char c : url) {
+        escaped += c == ' ' ? "%20" : std::string(1, c);
+    }
+    return escaped;
+}
+
 void CallServer(const SplitUrl& url, const std::string& request, const FlagWord& bAbort) {
     CHttpTran tran(&bAbort);
     std::uint32_t connectTime = kConnectMs;
@@ -64,7 +73,7 @@ void LogoutCalls::WaitForAll(Milliseconds time) {
 
 void LogoutCalls::Start(const std::string& url) {
     SplitUrl split;
-    if (!SplitHttpUrl(url, &split)) {
+    if (!SplitHttpUrl(EscapeSpaces(url), &split)) {
         Trace("Fail on resolve URL: can only use URLs beginning with http:\n");
         return;
     }

@@ -218,7 +218,7 @@ constexpr TableText kEnglish[] = {
     {6402, "No."},
     {6403, "Name"},
     {6404, "Go to"},
-    {6405, "Store"},
+    {6405, "Save"},
     {6406, "Rename"},
     {6407, "Delete"},
     {6408, "Close"},

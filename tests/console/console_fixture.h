@@ -32,10 +32,12 @@ public:
         events.push_back("server " + std::to_string(n) + " " + text);
     }
     void OpenPage(const std::string& url) override { events.push_back("open " + url); }
+    void ShowTitle(const std::string& text) override { titles.push_back(text); }
 
     std::uint32_t port = 0;
     bool bDesktop = false;
     std::vector<std::string> events;
+    std::vector<std::string> titles;
 };
 
 class ConsoleTest : public SettingsTest {

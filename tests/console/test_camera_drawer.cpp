@@ -152,6 +152,21 @@ TEST_F(CameraDrawerTest, ItStandsBesideTheWallWhereThereIsRoomAndIsRemembered) {
     EXPECT_TRUE(Drawer().isVisible());
 }
 
+TEST_F(CameraDrawerTest, LongNamesStayApart) {
+    const QString house = "North building, second floor, corridor to the stairs, door ";
+    std::vector<kvtest::FakeChannel> doors;
+    for (const char* const door : {"1", "2", "3"}) {
+        doors.push_back({(house + door).toStdString()});
+    }
+    FakeRecorder recorder("Hall", doors);
+    Open(recorder.Port());
+    OpenDrawer();
+    const auto row = [&](const char* door) {
+        return Tree().viewport()->grab(Tree().visualItemRect(&RowOf(house + door))).toImage();
+    };
+    EXPECT_NE(row("2"), row("3"));
+}
+
 // What the recorder tells of a camera shows in its row, in signs and in words.
 TEST_F(CameraDrawerTest, ARowTellsTheStateOfItsCamera) {
     FakeRecorder recorder("Hall", 2);

@@ -147,7 +147,10 @@ TEST_F(ConsoleBinding, ServerThatDoesNotAnswerDelaysTheViewOnlySoLong) {
     ASSERT_TRUE(PumpUntil([&] { return console->IsTimerSet(kTimerPendingServers); }));
     EXPECT_EQ(console->Parts().binding.GetPendingMask(), 2u);
     EXPECT_EQ(console->Parts().cells.GetCount(), 0);
+    ASSERT_TRUE(PumpUntil([&] { return !site.titles.empty() && site.titles.back() == "Hall"; }));
+    EXPECT_THAT(site.titles, testing::Each(testing::Not(testing::HasSubstr(" - "))));
     console->Parts().binding.BuildView();  // what the timer does after 30 s
+    EXPECT_EQ(site.titles.back(), "Hall - 4 channels");
     EXPECT_FALSE(console->IsTimerSet(kTimerPendingServers));
     EXPECT_EQ(console->Parts().binding.GetPendingMask(), 0u);
     EXPECT_THAT(ShownNames(), ElementsAre("Channel 1", "Channel 2", "Channel 3", "Channel 4"));

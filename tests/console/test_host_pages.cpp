@@ -66,7 +66,10 @@ TEST_F(HelpWindowTest, IsOneThatIsUsedAgain) {
     for (const int topic : {-1, 12}) {
         EXPECT_EQ(Open("http://h/x", topic), "");
     }
-    for (const char* const url : {"", "file:///etc/passwd", "javascript:alert(1)", "http:///x", "/x"}) {
+    EXPECT_EQ(Open("http://h/our help/50%/eng/help.html", 0),
+              "http://h/our%20help/50%25/eng/help.html#monitor show ");
+    for (const char* const url : {"", "http://a b/x", "file:///etc/a b", "file:///etc/passwd",
+                                  "javascript:alert(1)", "http:///x", "/x"}) {
         EXPECT_EQ(Open(url, 0), "") << url;
     }
     own.log.text.clear();

@@ -130,10 +130,10 @@ TEST_F(BrowserCommand, LogoutAsksTheAddressAndNothingElse) {
         peer.Hold();  // the answer is of no interest
     });
     const std::string host = "127.0.0.1:" + std::to_string(server.Port());
-    Run(0x501, "http://" + host + "/cgi-bin/logout.cgi?user=a%0d%0ab&x=1#part");
+    Run(0x501, "http://" + host + "/cgi-bin/logout.cgi?user=a%0d%0ab&x=1 2#part");
     ASSERT_TRUE(server.WaitForHeads(1));
     EXPECT_THAT(server.Heads(),
-                ElementsAre("GET /cgi-bin/logout.cgi?user=a%0d%0ab&x=1 HTTP/1.0\r\nAccept: */*\r\n"
+                ElementsAre("GET /cgi-bin/logout.cgi?user=a%0d%0ab&x=1%202 HTTP/1.0\r\nAccept: */*\r\n"
                             "User-Agent: Logout IE Procedure\r\nHost: " +
                             host + "\r\nCache-Control: no-cache\r\nPragma: no-cache\r\n\r\n"));
     for (const char* const wrong : {"https://127.0.0.1/", "ftp://127.0.0.1/", "javascript:alert(1)", "", "/x",

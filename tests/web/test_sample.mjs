@@ -81,6 +81,8 @@ async function properties(browser) {
   await control(page, 'element.Language = "3"');
   await control(page, 'element.GetLanguage()');
   assert.equal(await control(page, 'element.Language'), '3');
+  assert.equal(await control(page, 'element.SetLanguage(99)'), 1);
+  assert.equal(await control(page, 'element.Language'), '0');
   await page.evaluate(() => { document.querySelector('tr450-client').ServerPort = 'no port'; });
   await control(page, 'element.GetLanguage()');
   assert.equal(await control(page, 'element.ServerPort'), Number(programs.recorderPort));

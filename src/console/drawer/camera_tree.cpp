@@ -50,6 +50,7 @@ CameraTree::CameraTree(QWidget* parent) : QTreeWidget(parent) {
     setIndentation(14);
     setIconSize({kIconsWidth, kIconHeight});
     setExpandsOnDoubleClick(false);
+    setTextElideMode(Qt::ElideMiddle);  // cameras of a house differ at the end of their names
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     header()->setStretchLastSection(false);
     header()->setSectionResizeMode(0, QHeaderView::Stretch);

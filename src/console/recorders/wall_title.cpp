@@ -42,9 +42,13 @@ std::string WallTitle::Compose() const {
     if (!m_desk.IsLoggedIn() || first == nullptr) {
         return {};
     }
-    const std::string name = first->GetServerName();
-    const std::string view = m_viewName.empty() ? StyleName(m_view) : m_viewName;
-    return (name.empty() ? first->GetHost() : name) + " - " + view;
+    std::string name = first->GetServerName();
+    name = name.empty() ? first->GetHost() : name;
+    if (!m_viewName.empty()) {
+        return name + " - " + m_viewName;
+    }
+    const bool bWall = m_view.GetStyle() < kViewStyleCount;  // further recorders may keep it waiting
+    return bWall ? name + " - " + StyleName(m_view) : name;
 }
 
 void WallTitle::Update() {

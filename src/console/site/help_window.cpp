@@ -29,7 +29,12 @@ std::string HelpAddress(const std::string& url, int topic) {
 
 std::string HelpWindow::Address(const std::string& url, int topic) const {
     const std::string address = HelpAddress(url.empty() ? m_site.OwnHelp() : url, topic);
-    return url.empty() || IsWebPage(address) ? address : std::string();
+    if (url.empty() || IsWebPage(address)) {
+        return address;
+    }
+    // A page's path of the help is taken as it stands, and may have spaces.
+    const std::string escaped = EscapedAddress(address);
+    return IsWebPage(escaped) ? escaped : std::string();
 }
 
 void HelpWindow::Open(const std::string& url, int topic) {

@@ -27,6 +27,11 @@ bool IsWebPage(const std::string& url) {
            (scheme == QLatin1String("http") || scheme == QLatin1String("https"));
 }
 
+std::string EscapedAddress(const std::string& url) {
+    const QUrl page(QString::fromStdString(url), QUrl::TolerantMode);
+    return page.isValid() ? page.toString(QUrl::FullyEncoded).toStdString() : std::string();
+}
+
 std::string CameraPageUrl(const std::string& host, std::uint32_t port, const std::string& path,
                           const std::string& user, const std::string& password) {
     if (host.empty() || path.empty()) {

@@ -10,6 +10,9 @@ namespace kvmon {
 // from recorders and pages, which may send anything, so each is checked here before it is opened.
 bool IsWebPage(const std::string& url);
 
+// The address with what it has to escape, such as a space or a lone "%", escaped; empty if it is none.
+std::string EscapedAddress(const std::string& url);
+
 // The address of a page on a camera; empty without a host or a path. Without a password it names only the
 // user.
 std::string CameraPageUrl(const std::string& host, std::uint32_t port, const std::string& path,

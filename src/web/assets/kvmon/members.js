@@ -5,7 +5,8 @@
     Login: (element, parameters) => { element.lastLogin = ['Login', parameters]; },
     AutoLogin: (element, parameters) => { element.lastLogin = ['AutoLogin', parameters]; },
     Logout: (element) => { element.lastLogin = null; },
-    SetLanguage: (element, [number], result) => { if (result === 1) element.keepLanguage(String(number)); },
+    // What it has become has been told by then: it may be another than the one that was asked for.
+    SetLanguage: (element, [number], result) => { if (result === 1) element.given.set('Language', String(number)); },
   };
 
   for (const [name, type] of Object.entries(PROPERTIES)) {
