@@ -217,7 +217,8 @@ TEST_F(DevicePictures, WhatTheDeviceHasLostStaysAsItIs) {
     ASSERT_TRUE(ShowsSmall());
     counts->fails = true;
     Resize(400, 320);
-    ASSERT_TRUE(PumpUntil([&] { return counts->read == 1 && counts->held == 0; }));
+    ASSERT_TRUE(PumpUntil([&] { return counts->read == 1 && counts->held == 0; }))
+        << counts->read << " read, " << counts->held << " held";
     EXPECT_TRUE(ShowsSmall());
     Play(5);
     EXPECT_TRUE(ShowsWhole());
