@@ -26,15 +26,23 @@ struct CWaveOutDevice::Service {
           audible(flag),
           format(pcm),
           maxWaiting(pcm.BytesPerSecond() * static_cast<std::size_t>(kMaxWaiting.count()) / 1000),
+          maxBurst(pcm.BytesPerSecond() * static_cast<std::size_t>(kMaxBurst.count()) / 1000),
           clock(waits) {}
 
     using Block = std::vector<std::uint8_t>;
 
     void Add(Block block) {
         const std::lock_guard lock(mutex);
+        if (requests.empty()) {
+            late = false;
+            emptyTick = clock.TickMs();
+        }
         waiting += block.size();
         requests.push_back(std::move(block));
-        while (waiting > maxWaiting && requests.size() > 1) {
+        // A burst is played and gone before the next one; what does not go is late for good.
+        const std::uint64_t held = clock.TickMs() - emptyTick;
+        late = late || waiting > maxBurst || held > static_cast<std::uint64_t>(kMaxBurst.count());
+        while (late && waiting > maxWaiting && requests.size() > 1) {
             waiting -= requests.front().size();
             requests.pop_front();
             ++dropped;
@@ -113,10 +121,13 @@ struct CWaveOutDevice::Service {
     const SoundFlag audible;
     const PcmFormat format;
     const std::size_t maxWaiting;
+    const std::size_t maxBurst;
     Clock& clock;
     std::mutex mutex;
     std::deque<Block> requests;
     std::size_t waiting = 0;
+    std::uint64_t emptyTick = 0;  // when nothing waited last
+    bool late = false;            // more has waited since then than a burst
     std::uint64_t dropped = 0;
     Event wake;
     FlagWord stop{0};

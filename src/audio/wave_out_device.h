@@ -58,6 +58,8 @@ public:
     // Sound that waits for the card. With the fifth of a second that the card holds itself, live sound stays
     // within a second of its picture; what is older is dropped.
     static constexpr Milliseconds kMaxWaiting{600};
+    // Some recorders send the sound of a second and more at once. So much may wait, if it is gone as soon.
+    static constexpr Milliseconds kMaxBurst{2000};
     // A card that got nothing for so long is given back to the system until there is sound again.
     static constexpr Milliseconds kIdle{2000};
     // One that was switched off is given back this soon, for the next camera to have it.

@@ -20,9 +20,10 @@ namespace {
 
 constexpr std::uint32_t kGiveUpAfter = 11;
 constexpr std::uint32_t kNotifyConnectMs = 20000;
-// Each line costs a pause. With this many in a row that were there already the client is behind by as many
-// seconds and more: a new connection begins with a full refresh and leaves them where they are.
-constexpr int kMostBehind = 8;
+// Each line costs a pause. A recorder of many channels may have one for each of them at once, and they are
+// served; with more in a row that were there already the client is behind by as many seconds and more: a new
+// connection begins with a full refresh and leaves them where they are.
+constexpr int kMostBehind = 24;
 constexpr std::uint64_t kAtOnceMs = 50;
 constexpr std::size_t kLongestLine = 1024;
 // A recorder that lost its power or its line says no goodbye. The first question goes out after 15 quiet

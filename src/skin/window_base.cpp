@@ -74,7 +74,8 @@ WindowBase::~WindowBase() {
 void WindowBase::SetTimer(std::uint32_t id, int periodMs) {
     KillTimer(id);
     int& timer = m_timers[id];  // first, since a timer that no number leads to would tick for ever
-    timer = startTimer(periodMs, periodMs < 1000 ? Qt::PreciseTimer : Qt::CoarseTimer);
+    // The toolkit's coarse timers fire up to a twentieth early: a held button would repeat too soon.
+    timer = startTimer(periodMs, Qt::PreciseTimer);
 }
 
 void WindowBase::KillTimer(std::uint32_t id) {

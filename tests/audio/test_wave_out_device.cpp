@@ -67,6 +67,11 @@ protected:
         const std::lock_guard lock(m_card->mutex);
         return m_card->opened;
     }
+    void Stall(bool bStalled) {
+        const std::lock_guard lock(m_card->mutex);
+        m_card->stalled = bStalled;
+        m_card->changed.notify_all();
+    }
     bool WaitPlayed(std::size_t size) {
         return kvtest::WaitUntil([&] { return Played().size() >= size; });
     }
@@ -130,13 +135,34 @@ TEST_F(WaveOutDeviceTest, AStalledCardCostsTheOldestSoundAndNothingElse) {
         EXPECT_TRUE(m_device.Write(block(i)));
     }
     EXPECT_GE(m_device.DroppedBlocks(), 93u);
-    {
-        const std::lock_guard lock(m_card->mutex);
-        m_card->stalled = false;
-        m_card->changed.notify_all();
-    }
+    Stall(false);
     ASSERT_TRUE(kvtest::WaitUntil([&] { return !Played().empty() && Played().back() == 100; }));
     EXPECT_LE(Played().size(), 1600u * 8);
+}
+
+TEST_F(WaveOutDeviceTest, SoundThatComesInBurstsIsPlayedWhole) {
+    ASSERT_TRUE(m_device.Open({}));
+    // A second of sound in records of 100 ms, while the card has the first of them.
+    std::size_t sent = 0;
+    const auto burst = [&] {
+        Stall(true);
+        for (int i = 0; i < 10; ++i) {
+            EXPECT_TRUE(m_device.Write(Bytes(1600, 1)));
+            sent += 1600;
+        }
+    };
+    for (int i = 0; i < 3; ++i) {
+        burst();
+        m_clock.Advance(Milliseconds(1000));
+        Stall(false);
+        ASSERT_TRUE(WaitPlayed(sent));
+        m_clock.Advance(Milliseconds(5000));
+    }
+    EXPECT_EQ(m_device.DroppedBlocks(), 0u);
+    burst();
+    m_clock.Advance(Milliseconds(2100));
+    EXPECT_TRUE(m_device.Write(Bytes(1600, 1)));
+    EXPECT_GE(m_device.DroppedBlocks(), 4u) << "it does not go";
 }
 
 TEST_F(WaveOutDeviceTest, CloseEndsAStalledCardAtOnce) {

@@ -104,6 +104,38 @@ TEST_F(CamCommandTest, AnAttachedChannelIsReadAgainOnceAMinute) {
     EXPECT_EQ(recorder.CountHeads("command=16 "), 4) << "once, and a change is read twice";
 }
 
+// A channel comes into its cells while it is read for the first time: that reading will do.
+TEST_F(CamCommandTest, TheFirstReadingServesTheCellsThatTheChannelComesInto) {
+    recorder.SetDocument("command=16 ", HttpReply(200, "OK", "16"));
+    recorder.SetDocument("command=15 ", HttpReply(200, "OK", "002xx"));
+    Make(clock);
+    CVideoWnd first;
+    CVideoWnd second;
+    first.SetCamera(camera);
+    camera->StartCameraThreads();
+    second.SetCamera(camera);
+    ASSERT_TRUE(WaitUntil([&] { return camera->IsCameraInfoLoaded(); }));
+    camera->AddCamCmd(kCmdUp, 0);
+    ASSERT_TRUE(WaitUntil([&] { return recorder.CountHeads("command=0 ") == 1; })) << "behind what waits";
+    EXPECT_EQ(recorder.CountHeads("command=16 "), 2);
+}
+
+// One that failed is tried again when the channel comes into a cell, and once will do for that, too.
+TEST_F(CamCommandTest, AReadingThatFailedIsAskedForOnceMore) {
+    recorder.SetDocument("command=16 ", HttpReply(404, "Not Found", ""));
+    StartRead(clock);
+    EXPECT_EQ(recorder.CountHeads("command=16 "), 5);
+    recorder.SetDocument("command=16 ", HttpReply(200, "OK", "3"));
+    CVideoWnd first;
+    CVideoWnd second;
+    first.SetCamera(camera);
+    second.SetCamera(camera);
+    ASSERT_TRUE(WaitUntil([&] { return camera->IsCameraInfoLoaded(); }));
+    camera->AddCamCmd(kCmdUp, 0);
+    ASSERT_TRUE(WaitUntil([&] { return recorder.CountHeads("command=0 ") == 1; }));
+    EXPECT_EQ(recorder.CountHeads("command=16 "), 7);
+}
+
 TEST_F(CamCommandTest, ASilentCameraHoldsBackCommandsButNotAStop) {
     recorder.On("command=", [](kvtest::Peer& peer) { peer.Hold(); });
     Start(SystemClock());

@@ -209,6 +209,17 @@ TEST_F(Notify, ALineMayComeInParts) {
     EXPECT_EQ(letters, "NCDECDE");
 }
 
+// A line for each channel of a recorder of sixteen, all at once: what they ask for is asked.
+TEST_F(Notify, ABurstOfLinesIsServed) {
+    std::string burst;
+    std::string asked = "NCDE";
+    for (int i = 0; i < 16; ++i) {
+        burst += "1\n";
+        asked += 'D';
+    }
+    EXPECT_EQ(RunWith(Lines(burst)), asked);
+}
+
 // At a second for each line what a recorder pours out would be worked off for hours, and what it tells at
 // last would be seen behind that.
 TEST_F(Notify, AFloodOfLinesEndsTheConnection) {
@@ -222,7 +233,7 @@ TEST_F(Notify, AFloodOfLinesEndsTheConnection) {
             peer.Write("HTTP/1.0 200 OK\r\n" + flood);
             peer.WaitClosed();
         });
-        EXPECT_LT(clock.TickMs() - began, 30'000u) << line;
+        EXPECT_LT(clock.TickMs() - began, 60'000u) << line;
     }
 }
 

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <QtCore/QElapsedTimer>
 #include <QtWidgets/QApplication>
 
 #include "skin/window_base.h"
@@ -117,6 +118,46 @@ TEST(WindowBaseTest, NumberedTimersFireAndAreKilledByNumber) {
     EXPECT_FALSE(window.IsTimerSet(1009));
     window.KillTimer(1010);
     EXPECT_FALSE(window.IsTimerSet(1010));
+}
+
+// When its timer fired, counted from SetTimer.
+class Timed final : public WindowBase {
+public:
+    void Start(int periodMs) {
+        m_clock.start();
+        SetTimer(1, periodMs);
+    }
+    std::optional<qint64> firedMs;
+
+protected:
+    void OnTimer(std::uint32_t id) override {
+        firedMs = m_clock.elapsed();
+        KillTimer(id);
+    }
+
+private:
+    QElapsedTimer m_clock;
+};
+
+TEST(WindowBaseTest, NoTimerFiresEarly) {
+    constexpr int kPeriodMs = 1000;
+    std::array<Timed, 12> windows;
+    QElapsedTimer apart;
+    for (Timed& window : windows) {
+        window.Start(kPeriodMs);
+        apart.start();
+        ASSERT_TRUE(kvtest::WaitUntil([&] {
+            Turn();
+            return apart.elapsed() >= 17;
+        }));
+    }
+    for (Timed& window : windows) {
+        ASSERT_TRUE(kvtest::WaitUntil([&] {
+            Turn();
+            return window.firedMs.has_value();
+        }));
+        EXPECT_GE(*window.firedMs, kPeriodMs);
+    }
 }
 
 TEST(WindowBaseTest, ControlsAreFoundByNumberAtAnyDepth) {

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 
-#include "channel/base/cam_commands.h"
 #include "channel/camera/channel_core.h"
 #include "channel/command/cam_cmd_loop.h"
 #include "channel/decode/decode_loop.h"
@@ -26,7 +25,7 @@ std::shared_ptr<CBaseCamera> CreateCamera(const CameraSettings* pSettings, Clock
 CBaseCamera::CBaseCamera(Clock& clock, const CameraKind& kind, std::shared_ptr<FrameBudget> budget)
     : m_core(std::make_shared<ChannelCore>(clock, kind, std::move(budget))) {
     // So that the first start reads what the camera can do.
-    m_core->AddCamCmd(kCmdReadCameraInfo, 0);
+    RefreshCameraInfo();
 }
 
 CBaseCamera::~CBaseCamera() {

@@ -53,10 +53,12 @@ std::string CBaseCamera::GetRecordingFault() const {
 void CBaseCamera::RefreshCameraInfo() {
     Abilities& abilities = m_core->m_abilities;
     const std::uint64_t now = m_core->clock.TickMs();
-    if (abilities.IsLoaded() && now - abilities.GetReadTick() < kInfoRefreshMs) {
+    // One that waits or runs will do; the queue may have dropped it, though.
+    const bool bRecent = now - abilities.GetReadTick() < kInfoRefreshMs;
+    if (bRecent && (abilities.IsLoaded() || abilities.IsReadingAsked())) {
         return;
     }
-    abilities.SetReadTick(now);
+    abilities.NoteReadingAsked(now);
     m_core->AddCamCmd(kCmdReadCameraInfo, 0);
 }
 

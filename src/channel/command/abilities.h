@@ -34,8 +34,17 @@ public:
     bool IsKnown(const CameraInfo& info) const;
     void Store(const CameraInfo& info);
     bool IsLoaded() const { return m_bCameraInfoLoaded; }
+    // A reading is asked for, and has ended, at that tick.
+    void NoteReadingAsked(std::uint64_t nTick) {
+        m_nInfoReadTick = nTick;
+        m_bReadingAsked = true;
+    }
+    void NoteReadingEnded(std::uint64_t nTick) {
+        m_nInfoReadTick = nTick;
+        m_bReadingAsked = false;
+    }
+    bool IsReadingAsked() const { return m_bReadingAsked; }
     // The tick of the last reading's end, or of the last word for one.
-    void SetReadTick(std::uint64_t nTick) { m_nInfoReadTick = nTick; }
     std::uint64_t GetReadTick() const { return m_nInfoReadTick; }
 
     PresetFormat GetPresetFormat() const;
@@ -68,6 +77,7 @@ private:
     std::map<std::uint32_t, PresetRecord> m_presetRecords;  // by the argument of their command
     std::uint32_t m_nNextPresetRecord = 0;
     std::atomic<bool> m_bCameraInfoLoaded{false};
+    std::atomic<bool> m_bReadingAsked{false};
     std::atomic<std::uint64_t> m_nInfoReadTick{0};
     std::atomic<bool> m_bPtzEnabled{true};
     std::atomic<std::uint32_t> m_nFailedCommands{0};

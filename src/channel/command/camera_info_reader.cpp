@@ -199,7 +199,7 @@ void Tell(const CommandParts& parts, const Outcome& outcome) {
 
 void GetCameraInfoFromKelvara(const CommandParts& parts, const std::function<void(const CamCmd&)>& carryOut) {
     const Outcome outcome = ReadRounds(parts, carryOut);
-    parts.abilities.SetReadTick(parts.clock.TickMs());
+    parts.abilities.NoteReadingEnded(parts.clock.TickMs());
     Tell(parts, outcome);
 }
 

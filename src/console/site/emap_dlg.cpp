@@ -73,10 +73,11 @@ void CEMapDlg::OnReply(EMapStatus status) {
         ShowPicture();
         return;
     }
+    // First, or the desktop may take the keyboard from the box again.
+    End();
     if (parentWidget() != nullptr) {
         OpenMessageBox(parentWidget(), LoadString(kTextFailed), LoadString(kTextError));
     }
-    End();
 }
 
 // In the picture's size, where the window stands; a picture larger than the screen is made to fit.
