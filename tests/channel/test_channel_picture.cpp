@@ -71,6 +71,21 @@ TEST(ChannelPicture, ShowsTheGroundBeforeThereIsAPicture) {
     EXPECT_LE(caption.bottom(), 120 / 8 + 3);
 }
 
+// The last picture of a stream that stands still would stay scaled, and as coarse as it was.
+TEST(ChannelPicture, AViewThatGrowsWhileAPictureIsComposedGetsItInItsSize) {
+    ChannelPicture picture;
+    picture.SetViewSize(200, 120);
+    picture.SetImageMaker([&](int width, int height) {
+        picture.SetViewSize(400, 240);
+        return QImage(width, height, QImage::Format_RGB32);
+    });
+    ShowFrame(picture, MakePlainFrame(64, 64, kGreen));
+    PaintOf(picture, 400, 240);
+    const QImage* const newest = picture.TakeNewest();
+    ASSERT_NE(newest, nullptr);
+    EXPECT_EQ(newest->size(), QSize(400, 240));
+}
+
 TEST(ChannelPicture, FillsTheStripsBesideThePictureWithBlack) {
     ChannelPicture picture;
     picture.SetViewSize(200, 100);

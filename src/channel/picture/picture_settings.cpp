@@ -21,6 +21,7 @@ void ChannelPicture::SetViewSize(int cx, int cy) {
         look.viewWidth = cx;
         look.viewHeight = cy;
         m_impl->RefreshDrawRect();
+        ++m_impl->age;  // what is being composed has the former size
     }
     ReleaseComposed();
 }
