@@ -162,6 +162,7 @@ TEST_F(Program, AsAServiceItServesTheSocketAndTokenItIsHandedAndTellsNobodyTheTo
     std::ofstream(folder.File("kvmon.token")) << "0123456789abcdef\n";
 
     pid = kvtest::ForkAlone();
+    ASSERT_GE(pid, 0) << "other tests of this run left threads: run it alone, as CTest does";
     if (pid == 0) {
         const int out = ::open(folder.File("out").c_str(), O_WRONLY | O_CREAT, 0600);
         ::dup2(out, 1);
