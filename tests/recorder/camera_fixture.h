@@ -21,7 +21,7 @@ using std::chrono::milliseconds;
 inline CameraTiming Quick() {
     CameraTiming timing;
     timing.connect = milliseconds(2000);
-    timing.stall = milliseconds(600);
+    timing.stall = milliseconds(1200);
     timing.pauses.fill(milliseconds(20));
     return timing;
 }
