@@ -165,6 +165,12 @@ TEST_F(CameraDrawerTest, LongNamesStayApart) {
         return Tree().viewport()->grab(Tree().visualItemRect(&RowOf(house + door))).toImage();
     };
     EXPECT_NE(row("2"), row("3"));
+    const auto strip = [this](int cell) {
+        return Cell(cell).grab(QRect(0, 0, Cell(cell).width(), 20)).toImage();
+    };
+    ASSERT_EQ(Cell(1).size(), Cell(2).size());
+    EXPECT_NE(strip(1), strip(2));
+    EXPECT_EQ(strip(2), strip(2));
 }
 
 // What the recorder tells of a camera shows in its row, in signs and in words.

@@ -107,8 +107,9 @@ void CVideoWnd::PaintCaptionText(QPainter& painter, int iconsWidth) const {
     font.setPixelSize(kCaptionTextHeight);
     painter.setFont(font);
     const QFontMetrics metrics(font);
+    // Cameras of a house differ at the end of their names.
     const QString text =
-        metrics.elidedText(QString::fromStdString(DisplayLine(name)), Qt::ElideRight, place.width());
+        metrics.elidedText(QString::fromStdString(DisplayLine(name)), Qt::ElideMiddle, place.width());
     const StripColours& colours = Strip();
     const auto draw = [&](QRgb colour, int dx, int dy) {
         painter.setPen(QColor(colour));
