@@ -6,6 +6,7 @@
 #include "persist/log_file.h"
 #include "persist/orvo_registry.h"
 #include "platform/diagnostics.h"
+#include "platform/ended_threads.h"
 #include "platform/worker.h"
 
 namespace kvmon {
@@ -21,6 +22,7 @@ int EndProcess(int status) {
         std::fflush(nullptr);
         std::_Exit(status);
     }
+    JoinEndedThreads();
     return status;
 }
 

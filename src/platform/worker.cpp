@@ -3,10 +3,12 @@
 #include <pthread.h>
 
 #include <algorithm>
-#include <thread>
+#include <system_error>
+#include <vector>
 
 #include "platform/caught.h"
 #include "platform/diagnostics.h"
+#include "platform/ended_threads.h"
 
 namespace kvmon {
 
@@ -27,6 +29,46 @@ using SteadyClock = std::chrono::steady_clock;
 constexpr SteadyClock::rep kNoLimit = SteadyClock::duration::max().count();
 std::atomic<SteadyClock::rep> endOfWaits{kNoLimit};
 
+// Threads that no worker holds any more, until the system has let go of them. What an ended body leaves to
+// do, the end of what libraries keep for each thread, is over only then.
+class Departing {
+public:
+    void Add(pthread_t thread) noexcept {
+        const std::lock_guard lock(m_mutex);
+        Sweep();
+        try {
+            m_threads.push_back(thread);
+        } catch (...) {
+            ::pthread_detach(thread);
+        }
+    }
+    // Waits for nobody.
+    void Clear() {
+        const std::lock_guard lock(m_mutex);
+        Sweep();
+    }
+    void JoinAll() {
+        const std::lock_guard lock(m_mutex);
+        for (const pthread_t thread : m_threads) {
+            ::pthread_join(thread, nullptr);
+        }
+        m_threads.clear();
+    }
+
+private:
+    void Sweep() {
+        std::erase_if(m_threads, [](pthread_t thread) { return ::pthread_tryjoin_np(thread, nullptr) == 0; });
+    }
+
+    std::mutex m_mutex;
+    std::vector<pthread_t> m_threads;
+};
+
+Departing& TheDeparting() {
+    static Departing* const departing = new Departing;  // never destroyed: abandoned threads come late
+    return *departing;
+}
+
 Milliseconds Limited(Milliseconds timeout) {
     const SteadyClock::rep end = endOfWaits;
     if (end == kNoLimit) {
@@ -40,16 +82,37 @@ Milliseconds Limited(Milliseconds timeout) {
 
 struct Worker::State {
     std::string name;
-    std::thread::id id;
+    std::function<void()> body;
+    pthread_t thread{};
     Event done;
     std::mutex mutex;
     bool abandoned = false;  // guarded by mutex
     bool ended = false;      // guarded by mutex
+
+    // Takes the thread's share of the state.
+    static void* Run(void* share) {
+        const std::unique_ptr<std::shared_ptr<State>> held(static_cast<std::shared_ptr<State>*>(share));
+        State& state = **held;
+        ::pthread_setname_np(::pthread_self(), state.name.substr(0, 15).c_str());
+        RunBody(state.name, state.body);
+        state.body = nullptr;  // what the body owns goes before the end is told
+        {
+            const std::lock_guard lock(state.mutex);
+            state.ended = true;
+            if (state.abandoned) {
+                --abandonedCount;
+            }
+        }
+        state.done.Set();
+        return nullptr;
+    }
 };
 
 Worker::~Worker() {
     if (IsRunning()) {
         Abandon();
+    } else if (m_state) {
+        TheDeparting().Add(m_state->thread);
     }
 }
 
@@ -58,23 +121,16 @@ bool Worker::Start(const char* name, std::function<void()> body) {
         return false;
     }
     try {
+        TheDeparting().Clear();
         auto state = std::make_shared<State>();
         state->name = name;
-        std::thread thread([state, body = std::move(body)]() mutable {
-            pthread_setname_np(pthread_self(), state->name.substr(0, 15).c_str());
-            RunBody(state->name, body);
-            body = nullptr;  // what the body owns goes before the end is told
-            {
-                const std::lock_guard lock(state->mutex);
-                state->ended = true;
-                if (state->abandoned) {
-                    --abandonedCount;
-                }
-            }
-            state->done.Set();
-        });
-        state->id = thread.get_id();
-        thread.detach();
+        state->body = std::move(body);
+        auto share = std::make_unique<std::shared_ptr<State>>(state);
+        if (const int error = ::pthread_create(&state->thread, nullptr, &State::Run, share.get());
+            error != 0) {
+            throw std::system_error(error, std::generic_category());
+        }
+        share.release();
         m_state = std::move(state);
     } catch (...) {
         Diagnose("Worker: %s could not be started: %s...\n", name, TakeCaught().what.data());
@@ -91,9 +147,10 @@ bool Worker::Wait(Milliseconds timeout) {
     if (!m_state) {
         return true;
     }
-    if (m_state->id == std::this_thread::get_id() || !m_state->done.Wait(Limited(timeout))) {
+    if (::pthread_equal(m_state->thread, ::pthread_self()) != 0 || !m_state->done.Wait(Limited(timeout))) {
         return false;
     }
+    TheDeparting().Add(m_state->thread);
     m_state.reset();
     return true;
 }
@@ -110,6 +167,7 @@ void Worker::Abandon() {
         }
     }
     Diagnose("Worker::Abandon: %s did not end in time, abandoned...\n", m_state->name.c_str());
+    TheDeparting().Add(m_state->thread);
     m_state.reset();
 }
 
@@ -119,6 +177,10 @@ void Worker::LimitWaits(std::optional<Milliseconds> total) {
 
 int Worker::AbandonedCount() {
     return abandonedCount;
+}
+
+void JoinEndedThreads() {
+    TheDeparting().JoinAll();
 }
 
 }  // namespace kvmon

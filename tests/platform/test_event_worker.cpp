@@ -2,6 +2,7 @@
 
 #include <thread>
 
+#include "platform/ended_threads.h"
 #include "platform/event.h"
 #include "platform/worker.h"
 #include "support/wait_until.h"
@@ -103,6 +104,33 @@ TEST(WorkerTest, AbandonedBodyKeepsWhatItOwnsUntilItEnds) {
     owned->go.Set();
     owned.reset();
     EXPECT_TRUE(kvtest::WaitUntil([&] { return watch.expired() && Worker::AbandonedCount() == 0; }));
+}
+
+// A library cleans up what it kept for a thread when the body has long ended.
+TEST(WorkerTest, AtTheProgramsEndTheThreadsOfEndedBodiesAreGone) {
+    static std::atomic<int> cleaned{0};
+    struct KeptForTheThread {
+        ~KeptForTheThread() {
+            std::this_thread::sleep_for(Milliseconds(30));
+            ++cleaned;
+        }
+    };
+    const auto body = [] { static thread_local const KeptForTheThread kept; };
+    Worker waited;
+    ASSERT_TRUE(waited.Start("waited", body));
+    EXPECT_TRUE(waited.Wait(std::chrono::seconds(10)));
+    const auto go = std::make_shared<Event>();
+    {
+        Worker abandoned;
+        ASSERT_TRUE(abandoned.Start("abandoned", [go, body] {
+            body();
+            go->Wait();
+        }));
+    }
+    go->Set();
+    EXPECT_TRUE(kvtest::WaitUntil([] { return Worker::AbandonedCount() == 0; }));
+    JoinEndedThreads();
+    EXPECT_EQ(cleaned, 2);
 }
 
 TEST(WorkerTest, AtTheProgramsEndAllWaitsShareOneLimit) {

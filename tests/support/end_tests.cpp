@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "platform/ended_threads.h"
 #include "platform/worker.h"
 #include "support/wait_until.h"
 
@@ -14,6 +15,7 @@ int EndTests(int status) {
         std::fflush(nullptr);
         std::_Exit(1);
     }
+    kvmon::JoinEndedThreads();
     return status;
 }
 
