@@ -130,7 +130,7 @@ bool Worker::Start(const char* name, std::function<void()> body) {
             error != 0) {
             throw std::system_error(error, std::generic_category());
         }
-        share.release();
+        static_cast<void>(share.release());  // Run has it
         m_state = std::move(state);
     } catch (...) {
         Diagnose("Worker: %s could not be started: %s...\n", name, TakeCaught().what.data());

@@ -26,7 +26,7 @@ void SnapshotWriter::Write(const SnapshotOrder& order) {
     }
 }
 
-void SnapshotWriter::Fetch(const SnapshotOrder& order, Ready ready) {
+void SnapshotWriter::Fetch(const SnapshotOrder& order, const Ready& ready) {
     // Who writes it reads it, if it cannot be read now.
     if (!order.picture->whole || !Start(std::make_shared<Job>(Job{order, {}, ready}))) {
         ready(order);

@@ -35,7 +35,7 @@ public:
     void Write(const SnapshotOrder& order);
     // Reads the whole picture where a device holds it, and gives the order back, at once if there is nothing
     // to read. For what is written much later: till then the device would lack its place, and may be gone.
-    void Fetch(const SnapshotOrder& order, Ready ready);
+    void Fetch(const SnapshotOrder& order, const Ready& ready);
 
 protected:
     LParam OnMessage(std::uint32_t message, WParam wParam, LParam lParam) override;

@@ -28,7 +28,7 @@ std::string HelpAddress(const std::string& url, int topic) {
 }
 
 std::string HelpWindow::Address(const std::string& url, int topic) const {
-    const std::string address = HelpAddress(url.empty() ? m_site.OwnHelp() : url, topic);
+    std::string address = HelpAddress(url.empty() ? m_site.OwnHelp() : url, topic);
     if (url.empty() || IsWebPage(address)) {
         return address;
     }
