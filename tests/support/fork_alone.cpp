@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <iterator>
 
+#include "platform/ended_threads.h"
 #include "support/wait_until.h"
 
 namespace kvtest {
@@ -15,7 +16,11 @@ pid_t ForkAlone() {
         const std::filesystem::directory_iterator threads("/proc/self/task", error);
         return !error && std::distance(begin(threads), end(threads)) == 1;
     });
-    return bAlone ? ::fork() : -1;
+    if (!bAlone) {
+        return -1;
+    }
+    kvmon::JoinEndedThreads();  // the child could not
+    return ::fork();
 }
 
 }  // namespace kvtest
